@@ -1,0 +1,83 @@
+# Shared build rules: one INTERFACE target with the language standard, warnings and Qt defines, two precompiled
+# headers that every target reuses, and the functions that make tests.
+
+find_program(TARN_CCACHE ccache)
+if(TARN_CCACHE)
+    # The sloppiness is what ccache needs to cache compilations that use a precompiled header.
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+        CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${TARN_CCACHE})
+endif()
+
+add_library(tarn_flags INTERFACE)
+target_compile_features(tarn_flags INTERFACE cxx_std_17)
+set_property(TARGET tarn_flags PROPERTY INTERFACE_POSITION_INDEPENDENT_CODE ON)
+target_compile_options(tarn_flags INTERFACE
+    -fPIC -Wall -Wextra -Wpedantic -Wshadow -Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor
+    $<$<CXX_COMPILER_ID:GNU>:-Wsuggest-override> $<$<BOOL:${TARN_WERROR}>:-Werror>)
+target_compile_definitions(tarn_flags INTERFACE
+    QT_NO_CAST_TO_ASCII QT_RESTRICTED_CAST_FROM_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
+    QT_MESSAGELOGCONTEXT)
+target_include_directories(tarn_flags INTERFACE "${CMAKE_SOURCE_DIR}/platform/contract")
+target_link_options(tarn_flags INTERFACE -Wl,--no-undefined)
+if(TARN_SANITIZE)
+    target_compile_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE} -fno-omit-frame-pointer
+                           -fno-sanitize-recover=all)
+    target_link_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE})
+    target_compile_definitions(tarn_flags INTERFACE TARN_SANITIZED)
+endif()
+
+# Precompiled headers. tarn_pch(<target> core|widgets) makes a target reuse one of them.
+foreach(kind core widgets)
+    file(WRITE "${CMAKE_BINARY_DIR}/pch/${kind}.cpp.in" "// Carries the precompiled header \"${kind}\".\n")
+    file(COPY_FILE "${CMAKE_BINARY_DIR}/pch/${kind}.cpp.in" "${CMAKE_BINARY_DIR}/pch/${kind}.cpp" ONLY_IF_DIFFERENT)
+    add_library(tarn_pch_${kind} OBJECT "${CMAKE_BINARY_DIR}/pch/${kind}.cpp")
+    set_target_properties(tarn_pch_${kind} PROPERTIES AUTOMOC OFF AUTORCC OFF)
+    target_link_libraries(tarn_pch_${kind} PRIVATE tarn_flags)
+endforeach()
+target_link_libraries(tarn_pch_core PRIVATE Qt5::Core)
+target_precompile_headers(tarn_pch_core PRIVATE <QtCore>)
+target_link_libraries(tarn_pch_widgets PRIVATE Qt5::Widgets)
+target_precompile_headers(tarn_pch_widgets PRIVATE <QtCore> <QtGui> <QtWidgets>)
+
+function(tarn_pch target kind)
+    target_precompile_headers(${target} REUSE_FROM tarn_pch_${kind})
+endfunction()
+
+# tarn_add_test(<name> [X11] [TIMEOUT seconds] SOURCES ... [LIBS ...] [ENV "K=V" ...])
+# One Qt Test executable. Plain tests run on the offscreen plug-in; X11 ones run inside tests/support/with-x.sh, which
+# gives each its own X server, window manager, session bus and home.
+function(tarn_add_test name)
+    cmake_parse_arguments(T "X11" "TIMEOUT;WM;SCREEN;DPI" "SOURCES;LIBS;ENV" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    target_link_libraries(${name} PRIVATE tarn_flags Qt5::Test ${T_LIBS})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+    tarn_pch(${name} widgets)
+    if(NOT T_TIMEOUT)
+        set(T_TIMEOUT 60)
+    endif()
+    if(TARN_SANITIZE)
+        math(EXPR T_TIMEOUT "${T_TIMEOUT} * 4")
+    endif()
+    set(env "QT_FONT_DPI=96" "QT_LOGGING_RULES=" "LANG=C.UTF-8" "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp"
+        "UBSAN_OPTIONS=print_stacktrace=1" "TARN_BIN_DIR=${TARN_BIN_DIR}" ${T_ENV})
+    if(T_X11)
+        set(opts)
+        if(T_WM)
+            list(APPEND opts -w ${T_WM})
+        endif()
+        if(T_SCREEN)
+            list(APPEND opts -s ${T_SCREEN})
+        endif()
+        if(T_DPI)
+            list(APPEND opts -d ${T_DPI})
+        endif()
+        add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/support/with-x.sh" ${opts} -- $<TARGET_FILE:${name}>)
+        list(APPEND env "TARN_WMREADY=$<TARGET_FILE:wmready>")
+    else()
+        add_test(NAME ${name} COMMAND ${name})
+        list(APPEND env "QT_QPA_PLATFORM=offscreen")
+    endif()
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} ENVIRONMENT "${env}")
+endfunction()

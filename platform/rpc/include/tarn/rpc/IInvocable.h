@@ -1,0 +1,27 @@
+#pragma once
+#include "tarn/rpc/RpcProxy.h"
+#include <functional>
+
+namespace tarn::rpc {
+
+/// What a served object may ask about the call it is carrying out.
+class ICallContext
+{
+public:
+    virtual ~ICallContext() = default;
+    /// True once the caller has gone or its deadline has passed: long work should stop.
+    virtual bool isCancelled() const = 0;
+};
+
+/// An object whose methods take and give bags; the way the reference services are served. Bound with
+/// RpcAdapter::add(std::any(QSharedPointer<IInvocable>), interfaceName, tag) under any interface name that has no typed
+/// skeleton. Called on RPC worker threads, several at once. An exception is answered as a refusal.
+class IInvocable
+{
+public:
+    virtual ~IInvocable() = default;
+    /// @return accepted, retCode, errorText and output are sent back; error set to NotFound means "no such method"
+    virtual CallResult invoke(const QString &method, const Bag &input, const ICallContext &context) = 0;
+};
+
+} // namespace tarn::rpc

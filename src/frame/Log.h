@@ -1,0 +1,33 @@
+#pragma once
+#include "DllInfo.h"
+#include <QDebug>
+#include <QLoggingCategory>
+#include <QMessageLogger>
+#include <QString>
+
+/// One finished line at a level: VT_LOG(info) << text; the levels are debug, info, warning and critical. File field:
+/// the library's name; function field: the caller's bare name (so a lambda does not log); category "default". Used
+/// instead of qInfo(), which loses file and function in release builds.
+#define VT_LOG(level) QMessageLogger(DllInfo::sDllName, __LINE__, __func__).level().noquote()
+
+/// The sentences in which service calls end badly. All texts from outside go in through one arg() call, since a chain
+/// of arg() would replace a "%1" that came with the first one.
+namespace vtlog {
+
+/// @param where the bracketed place and the call, e.g. "【检测升级窗口】调用忽略升级接口"
+/// @param transport true: the call failed on the way; false: the service refused
+inline QString callFailed(const QString &where, bool transport, int code, const QString &error)
+{
+    return transport
+               ? QStringLiteral("%1rpc通信失败，返回错误码为：%2，错误信息为：%3。")
+                     .arg(where, QString::number(code), error)
+               : QStringLiteral("%1失败。返回错误码为：%2，错误信息为：%3。").arg(where, QString::number(code), error);
+}
+
+/// @param action the action in its brackets, e.g. "【展现更新说明】"
+inline QString nullArgument(const QString &action)
+{
+    return action + QStringLiteral("时传入参数为空，操作失败");
+}
+
+} // namespace vtlog
