@@ -1,0 +1,32 @@
+#!/bin/bash
+# scripts/test.sh [PRESET]: installs what is missing, checks the C++ style, builds the preset (release unless named) with
+# warnings as errors, and runs every test.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+preset=${1:-release}
+
+step() { printf '\n== [%3d s] %s\n' "$SECONDS" "$*"; }
+
+step "packages"
+scripts/install-deps.sh build run test
+if [ "$preset" = release ]; then
+    scripts/install-deps.sh bench # the benchmarks are built, so that they cannot rot
+fi
+
+step "C++ style"
+git ls-files -z -- '*.cpp' '*.h' | xargs -0 -r clang-format --dry-run --Werror
+
+step "configure ($preset)"
+mkdir -p build
+cmake --preset "$preset" -DTARN_WERROR=ON >"build/configure-$preset.log" 2>&1 || {
+    cat "build/configure-$preset.log"
+    exit 1
+}
+
+step "build ($preset)"
+NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset "$preset" -j "$(nproc)"
+
+step "tests ($preset)"
+unset DISPLAY WAYLAND_DISPLAY # no test may touch the desktop of whoever runs them
+ctest --test-dir "build/$preset" -j2 --output-on-failure --no-tests=error
+step "done"
