@@ -1,6 +1,6 @@
 #!/bin/bash
 # scripts/install-deps.sh [GROUP...]: installs what this project needs on Debian 12 and is not there yet.
-# Groups: build, run, test, bench (all of them without an argument) and tidy. Says nothing and asks nobody when all is
+# Groups: build, run, test, bench (all of them without an argument), tidy and art. Says nothing and asks nobody when all is
 # there. Needs root or sudo only when something is missing.
 set -euo pipefail
 
@@ -22,17 +22,19 @@ test=(
 bench=(dunst libnotify-bin)
 # Static analysis, not part of the test run.
 tidy=(clang clang-tidy)
+# Making the committed pictures again (src/resources/make-images.sh).
+art=(imagemagick librsvg2-bin)
 
 wanted=()
 for group in "${@:-build run test bench}"; do
     for name in $group; do
         case $name in
-        build | run | test | bench | tidy)
+        build | run | test | bench | tidy | art)
             declare -n packages=$name
             wanted+=("${packages[@]}")
             ;;
         *)
-            echo "install-deps: unknown group \"$name\" (build, run, test, bench, tidy)" >&2
+            echo "install-deps: unknown group \"$name\" (build, run, test, bench, tidy, art)" >&2
             exit 2
             ;;
         esac

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Makes the PNG, ICO and GIF files of this folder from the drawings in sources/. The results are committed, so a build
-# does not need the tools: apt-get install librsvg2-bin imagemagick
+# does not need the tools: scripts/install-deps.sh art
 set -euo pipefail
 cd "$(dirname "$0")"
 tmp=$(mktemp -d)
