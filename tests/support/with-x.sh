@@ -71,7 +71,11 @@ metacity) metacity --sm-disable --no-composite >"$tmp/wm.log" 2>&1 & ;;
 esac
 if [ "$wm" != none ]; then
     pids+=($!)
-    if ! "${TARN_WMREADY:-$here/../../build/release/tests/wmready}" 20000; then
+    wmready=${TARN_WMREADY:-}
+    for preset in release dev asan; do # started by hand: whichever is built
+        [ -n "$wmready" ] || [ ! -x "$here/../../build/$preset/tests/wmready" ] || wmready=$here/../../build/$preset/tests/wmready
+    done
+    if ! "$wmready" 20000; then
         echo "with-x: the window manager $wm did not start" >&2
         cat "$tmp/wm.log" >&2
         exit 4
