@@ -1,0 +1,43 @@
+#include "widgets/AlignLabel.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include <QHBoxLayout>
+
+namespace {
+// Look
+QString labelSheet()
+{
+    return QStringLiteral("QLabel{border:none;background-color:transparent;color:#454d5a;}");
+}
+} // namespace
+
+CAlignLabel::CAlignLabel(const QString &label, const QString &value, QWidget *parent)
+    : QWidget(parent)
+{
+    CreateWidget(label, value);
+}
+
+void CAlignLabel::CreateWidget(QString label, QString value)
+{
+    setStyleSheet(labelSheet());
+    m_label = new QLabel(this);
+    m_label->setTextFormat(Qt::PlainText);
+    m_label->setText(label);
+    m_value = new ElideLabel(value, this);
+    for (QLabel *part : {m_label, static_cast<QLabel *>(m_value)})
+        part->setFont(look::yaHei(12, QFont::Normal, this));
+    auto *row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(look::scaled(8, this));
+    row->addWidget(m_label);
+    row->addWidget(m_value, 1);
+}
+
+void CAlignLabel::align(const QList<CAlignLabel *> &rows)
+{
+    int widest = 0;
+    for (const CAlignLabel *row : rows)
+        widest = qMax(widest, row->m_label->sizeHint().width());
+    for (const CAlignLabel *row : rows)
+        row->m_label->setFixedWidth(widest);
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+class QWidget;
+
+/// Bringing windows up on the desktop. GUI thread.
+namespace front {
+
+/// Shows the window above all others without leaving it pinned there: stay-on-top is set, the window shown, the hint
+/// taken away again and the window shown.
+void showOnTopOnce(QWidget *window);
+
+/// showOnTopOnce(), raise, activate, and neutral focus.
+void raiseOnce(QWidget *window);
+
+/// raiseOnce() for a window that deletes itself when it is closed.
+void bringToFront(QWidget *window);
+
+/// Puts the focus on the window itself. A window that comes unasked can take the keyboard from another program; what is
+/// being typed there then presses nothing here. Tab goes on to the first control.
+void neutralFocus(QWidget *window);
+
+} // namespace front

@@ -1,0 +1,22 @@
+#include "widgets/CustomBtn.h"
+#include "widgets/Look.h"
+#include <QKeyEvent>
+
+CCustomBtn::CCustomBtn(const QString &text, Tone tone, QWidget *parent)
+    : QPushButton(text, parent)
+    , m_tone(tone)
+{
+    setFont(look::yaHei(12, QFont::Normal, parent));
+    setCursor(Qt::PointingHandCursor);
+    // A default button is pressed by a Return that was meant for another program when the window comes unasked.
+    setAutoDefault(false);
+}
+
+void CCustomBtn::keyPressEvent(QKeyEvent *event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && !event->isAutoRepeat())
+        click();
+    else
+        QPushButton::keyPressEvent(event);
+}

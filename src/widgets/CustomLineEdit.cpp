@@ -1,0 +1,120 @@
+#include "widgets/CustomLineEdit.h"
+#include "widgets/Look.h"
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QMimeData>
+
+namespace {
+
+// The hint makes clipboard managers leave the text out of their history.
+void putSecret(const QString &text, QClipboard::Mode mode)
+{
+    auto *data = new QMimeData;
+    data->setText(text);
+    data->setData(QStringLiteral("x-kde-passwordManagerHint"), QByteArrayLiteral("secret"));
+    QGuiApplication::clipboard()->setMimeData(data, mode);
+}
+
+} // namespace
+
+CCustomLineEdit::CCustomLineEdit(QWidget *parent)
+    : QLineEdit(parent)
+{
+    setFont(look::yaHei(12, QFont::Normal, this));
+    setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(this, &QWidget::customContextMenuRequested, this, &CCustomLineEdit::OnShowContextMenu);
+}
+
+void CCustomLineEdit::setPasswordField(bool password)
+{
+    m_password = password;
+    setEchoMode(password ? Password : Normal);
+}
+
+QMenu *CCustomLineEdit::CreateRightClickMenu()
+{
+    auto *menu = new QMenu(this);
+    menu->setStyleSheet(look::menu());
+    menu->setFont(look::yaHei(12, QFont::Normal, this));
+    const bool writable = isEnabled() && !isReadOnly();
+    addAction(menu, QStringLiteral("复制(&C)"), QStringLiteral("Ctrl+C"), canCopy(), &CCustomLineEdit::OnCopyClicked);
+    addAction(menu, QStringLiteral("剪切(&T)"), QStringLiteral("Ctrl+X"), canCopy() && writable,
+              &CCustomLineEdit::OnCutClicked);
+    addAction(menu, QStringLiteral("粘贴(&P)"), QStringLiteral("Ctrl+V"),
+              writable && !QGuiApplication::clipboard()->text().isEmpty(), &CCustomLineEdit::OnPasteClicked);
+    addAction(menu, QStringLiteral("全选(&A)"), QStringLiteral("Ctrl+A"), !text().isEmpty(),
+              &CCustomLineEdit::OnSelAllClicked);
+    return menu;
+}
+
+void CCustomLineEdit::addAction(QMenu *menu, const QString &text, const QString &keys, bool enabled,
+                                void (CCustomLineEdit::*slot)(bool))
+{
+    QAction *action = menu->addAction(text);
+    action->setShortcut(QKeySequence(keys));
+    action->setShortcutContext(Qt::WidgetShortcut); // shown only: the line edit handles these keys itself
+    action->setShortcutVisibleInContextMenu(true);
+    action->setEnabled(enabled);
+    connect(action, &QAction::triggered, this, slot);
+}
+
+void CCustomLineEdit::OnShowContextMenu(const QPoint &position)
+{
+    QMenu *menu = CreateRightClickMenu();
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(mapToGlobal(position));
+}
+
+bool CCustomLineEdit::canCopy() const
+{
+    return echoMode() == Normal && hasSelectedText();
+}
+
+void CCustomLineEdit::OnCopyClicked(bool)
+{
+    if (!canCopy())
+        return;
+    if (m_password)
+        putSecret(selectedText(), QClipboard::Clipboard);
+    else
+        copy();
+}
+
+// The base would delete the masked text without putting it anywhere.
+void CCustomLineEdit::OnCutClicked(bool)
+{
+    if (!canCopy() || isReadOnly())
+        return;
+    OnCopyClicked(false);
+    del();
+}
+
+void CCustomLineEdit::OnPasteClicked(bool)
+{
+    paste();
+}
+
+void CCustomLineEdit::OnSelAllClicked(bool)
+{
+    selectAll();
+}
+
+void CCustomLineEdit::keyPressEvent(QKeyEvent *event)
+{
+    if (event->matches(QKeySequence::Copy))
+        OnCopyClicked(false);
+    else if (event->matches(QKeySequence::Cut))
+        OnCutClicked(false);
+    else
+        QLineEdit::keyPressEvent(event);
+}
+
+// The base has just put the selection where the middle button pastes from.
+void CCustomLineEdit::mouseReleaseEvent(QMouseEvent *event)
+{
+    QLineEdit::mouseReleaseEvent(event);
+    if (m_password && canCopy() && QGuiApplication::clipboard()->supportsSelection())
+        putSecret(selectedText(), QClipboard::Selection);
+}

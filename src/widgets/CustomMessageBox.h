@@ -1,0 +1,48 @@
+#pragma once
+
+#include "widgets/TipStatus.h"
+#include "widgets/WindowDrag.h"
+#include <QDialog>
+
+class CCustomBtn;
+
+/// Whether the user is waiting for a box. One that comes unasked may take the keyboard while the user types elsewhere, so
+/// nothing in it is the default; Tab and Space or Return work in both.
+enum class eBoxOrigin { Unasked, AskedFor };
+
+/// A notice with a title bar, a status icon, a text (which may hold links) and the button "确定". GUI thread.
+class CustomMessageBox final : public QDialog
+{
+    Q_OBJECT
+public:
+    CustomMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent);
+
+    /// Whether a link in the text was followed.
+    bool isLinkClick() const { return m_linkClicked; }
+    /// eBoxOrigin::AskedFor makes "确定" the default; Unasked is the initial state.
+    void setOrigin(eBoxOrigin origin);
+
+private slots:
+    void on_close_btn_clicked();
+    void OnCustomTitleBarPressed(int nPosX, int nPosY);
+    void OnCustomTitleBarmoved(int nPosX, int nPosY);
+    void onLinkClick(const QString &link);
+
+protected:
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void Init(const QString &title, const QString &text, eTipStatus status);
+
+    WindowDrag m_drag{this};
+    CCustomBtn *m_okButton = nullptr;
+    bool m_linkClicked = false;
+};
+
+/// Shows a notice, modal to the parent's window, and returns when it is closed or its parent has died.
+/// @param linkClicked may be null; set to true when a link was followed, never to false, and not touched once the parent
+///        has died
+void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent,
+                    bool *linkClicked = nullptr);
+void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked,
+                    eBoxOrigin origin);

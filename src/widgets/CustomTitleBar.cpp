@@ -1,0 +1,180 @@
+#include "widgets/CustomTitleBar.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include "widgets/TitleButton.h"
+#include "widgets/Toolkit.h"
+#include <QHBoxLayout>
+#include <QMouseEvent>
+
+using ServiceVisualized::CToolkit;
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int MarginH = 12;
+constexpr int Spacing = 8;
+constexpr int TitlePx = 13;
+constexpr int LoginTitlePx = 16;
+constexpr int LogoSide = 16;
+constexpr int LoginLogoSide = 24;
+// Look
+QString titleSheet()
+{
+    return QStringLiteral("color:#454D5A;border:none;background-color:transparent;");
+}
+} // namespace
+
+CustomTitleBar::CustomTitleBar(QWidget *parent)
+    : QWidget(parent)
+    , m_layout(new QHBoxLayout(this))
+{
+    setObjectName(QStringLiteral("CustomTitleBar"));
+    setAttribute(Qt::WA_StyledBackground);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    m_layout->setContentsMargins(look::scaled(MarginH, this), 0, look::scaled(MarginH, this), 0);
+    m_layout->setSpacing(look::scaled(Spacing, this));
+}
+
+void CustomTitleBar::AddCloseButton()
+{
+    QPushButton *button =
+        addButton(QStringLiteral("closeButton"), QStringLiteral("关闭"), QStringLiteral(":/images/images/close3.svg"));
+    connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnCloseBtnClicked);
+    QMargins margins = m_layout->contentsMargins();
+    margins.setRight(0); // the corner is the easiest target on the screen
+    m_layout->setContentsMargins(margins);
+}
+
+void CustomTitleBar::AddMinumButton()
+{
+    QPushButton *button = addButton(QStringLiteral("minimiseButton"), QStringLiteral("最小化"),
+                                    QStringLiteral(":/images/images/min2.png"));
+    connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnMinumBtnClicked);
+}
+
+void CustomTitleBar::AddMaxumButton()
+{
+    QPushButton *button = addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"), QString());
+    connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnMaxumBtnClicked);
+}
+
+void CustomTitleBar::addStretch(int stretch)
+{
+    m_layout->addStretch(stretch);
+}
+
+void CustomTitleBar::SetTitleText(const QString &text)
+{
+    setTitle(text, TitlePx, QFont::Normal);
+}
+
+void CustomTitleBar::SetTitleLogo(const QString &path)
+{
+    setLogo(path, LogoSide);
+}
+
+void CustomTitleBar::SetLoginTitleText(const QString &text)
+{
+    setTitle(text, LoginTitlePx, QFont::Bold);
+}
+
+void CustomTitleBar::SetLoginTitleLogo(const QString &path)
+{
+    setLogo(path, LoginLogoSide);
+}
+
+void CustomTitleBar::SetTitleStyleSheet(const QString &sheet)
+{
+    if (!m_title)
+        SetTitleText(QString());
+    m_title->setStyleSheet(sheet);
+}
+
+void CustomTitleBar::SetMarginH(const int &margin)
+{
+    const int side = look::scaled(margin, this);
+    const QMargins old = m_layout->contentsMargins();
+    m_layout->setContentsMargins(side, old.top(), side, old.bottom());
+}
+
+void CustomTitleBar::SetMarginV(const int &margin)
+{
+    const int side = look::scaled(margin, this);
+    const QMargins old = m_layout->contentsMargins();
+    m_layout->setContentsMargins(old.left(), side, old.right(), side);
+}
+
+void CustomTitleBar::SetCtrlElpase(const int &space)
+{
+    m_layout->setSpacing(look::scaled(space, this));
+}
+
+void CustomTitleBar::OnCloseBtnClicked()
+{
+    emit CustomTitleBarClose();
+}
+
+void CustomTitleBar::OnMinumBtnClicked()
+{
+    emit CustomTitleBarMinum();
+}
+
+void CustomTitleBar::OnMaxumBtnClicked()
+{
+    emit CustomTitleBarMaxum();
+}
+
+void CustomTitleBar::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton)
+        return QWidget::mousePressEvent(event);
+    m_pressed = true;
+    event->accept(); // a window that is also dragged by its body must not see it twice
+    emit CustomTitleBarPressed(event->globalX(), event->globalY());
+}
+
+void CustomTitleBar::mouseMoveEvent(QMouseEvent *event)
+{
+    if (!m_pressed || !(event->buttons() & Qt::LeftButton))
+        return QWidget::mouseMoveEvent(event);
+    event->accept();
+    emit CustomTitleBarmoved(event->globalX(), event->globalY());
+}
+
+void CustomTitleBar::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        m_pressed = false;
+    else
+        QWidget::mouseReleaseEvent(event);
+}
+
+void CustomTitleBar::setTitle(const QString &text, int fontPx, int weight)
+{
+    if (!m_title) {
+        m_title = new ElideLabel(this);
+        m_title->setObjectName(QStringLiteral("titleText"));
+        m_title->setStyleSheet(titleSheet());
+        m_layout->addWidget(m_title);
+    }
+    m_title->setFont(look::yaHei(fontPx, weight, this));
+    m_title->setFullText(text);
+}
+
+void CustomTitleBar::setLogo(const QString &path, int side)
+{
+    if (!m_logo) {
+        m_logo = new QLabel(this);
+        m_logo->setObjectName(QStringLiteral("titleLogo"));
+        m_logo->setFixedSize(look::scaled(side, this), look::scaled(side, this));
+        m_layout->insertWidget(0, m_logo);
+    }
+    CToolkit::SetLabelIconPicture(m_logo, path, m_logo->size());
+}
+
+QPushButton *CustomTitleBar::addButton(const QString &objectName, const QString &accessibleName, const QString &picture)
+{
+    auto *button = new TitleButton(accessibleName, picture, this);
+    button->setObjectName(objectName);
+    m_layout->addWidget(button, 0, Qt::AlignRight);
+    return button;
+}

@@ -1,0 +1,116 @@
+#include "widgets/DNSAnalysisTool.h"
+#include "frame/Log.h"
+#include <QHostAddress>
+#include <QHostInfo>
+#include <QRegularExpression>
+
+namespace ServiceVisualized {
+namespace {
+
+constexpr int LongestName = 253; // characters of a name that DNS can carry
+
+bool matchesWhole(const QString &pattern, const char *text)
+{
+    if (!text || qstrlen(text) > uint(LongestName))
+        return false;
+    const QRegularExpression expression(QRegularExpression::anchoredPattern(pattern));
+    return expression.match(QString::fromUtf8(text)).hasMatch();
+}
+
+// "host", "host:port" or "[v6]:port"; false when it is none of them.
+bool splitAuthority(const QString &authority, int ownPort, URL_RESULT_T *result)
+{
+    static const QRegularExpression form(QRegularExpression::anchoredPattern(
+        QStringLiteral("(?:\\[([^\\[\\]]+)\\]|([^:\\[\\]@\\s\\x00-\\x1f]+))(?::([0-9]{0,5}))?")));
+    const QRegularExpressionMatch match = form.match(authority);
+    if (!match.hasMatch())
+        return false;
+    const bool v6 = !match.captured(1).isEmpty();
+    result->host = v6 ? match.captured(1) : match.captured(2);
+    const QString port = match.captured(3);
+    result->port = port.isEmpty() ? ownPort : port.toInt();
+    if (result->port < 1 || result->port > 65535)
+        return false;
+    return !v6 || QHostAddress(result->host).protocol() == QAbstractSocket::IPv6Protocol;
+}
+
+void splitPath(const QString &rest, QString *authority, QString *path)
+{
+    static const QRegularExpression end(QStringLiteral("[/?#]"));
+    const int at = rest.indexOf(end);
+    *authority = at < 0 ? rest : rest.left(at);
+    *path = at < 0 ? QString() : rest.mid(at);
+    if (!path->startsWith(QLatin1Char('/')))
+        path->prepend(QLatin1Char('/'));
+}
+
+// Empty when the host is of no known kind or cannot be resolved.
+QString addressOf(const QString &host)
+{
+    const QByteArray bytes = host.toUtf8();
+    if (DNSAnalysisTool::IsIp(bytes.constData()) || host.contains(QLatin1Char(':')))
+        return host;
+    if (!DNSAnalysisTool::IsDomain(bytes.constData()))
+        return QString();
+    return QString::fromStdString(DNSAnalysisTool::DomainToIp(bytes.toStdString()));
+}
+
+} // namespace
+
+bool DNSAnalysisTool::ParseDomainAddress(const QString &url, URL_RESULT_T *result)
+{
+    const QByteArray bytes = url.toUtf8();
+    URL_RESULT_T parts;
+    parts.scheme = bytes.startsWith("http://")    ? QStringLiteral("http")
+                   : bytes.startsWith("https://") ? QStringLiteral("https")
+                                                  : QString();
+    if (parts.scheme.isEmpty()) {
+        VT_LOG(warning) << QStringLiteral("invalid url1: %1").arg(url);
+        return false;
+    }
+    const QString rest = QString::fromUtf8(bytes.mid(parts.scheme.size() + 3));
+    if (rest.isEmpty()) {
+        VT_LOG(warning) << QStringLiteral("invalid url2: %1").arg(url);
+        return false;
+    }
+    QString authority;
+    splitPath(rest, &authority, &parts.path);
+    const int ownPort = parts.scheme == QLatin1String("http") ? 80 : 443;
+    if (!splitAuthority(authority, ownPort, &parts)) {
+        // Without the text: it may hold a password.
+        VT_LOG(warning) << QStringLiteral("invalid url3: host, port or user name");
+        return false;
+    }
+    parts.address = addressOf(parts.host);
+    if (parts.address.isEmpty())
+        VT_LOG(warning) << QStringLiteral("invalid url4: %1").arg(parts.host);
+    if (result)
+        *result = parts;
+    return !parts.address.isEmpty();
+}
+
+bool DNSAnalysisTool::IsIp(const char *text)
+{
+    return matchesWhole(QStringLiteral("((25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9][0-9]|[0-9])\\.){3}"
+                                       "(25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9][0-9]|[0-9])"),
+                        text);
+}
+
+bool DNSAnalysisTool::IsDomain(const char *text)
+{
+    return matchesWhole(QStringLiteral("([0-9A-Za-z\\-_\\.]+)\\.([0-9a-z]+\\.[a-z]{2,3}(\\.[a-z]{2})?)"), text);
+}
+
+std::string DNSAnalysisTool::DomainToIp(const std::string &domain)
+{
+    const QHostInfo host = QHostInfo::fromName(QString::fromStdString(domain));
+    if (host.error() != QHostInfo::NoError) {
+        VT_LOG(critical) << host.errorString();
+        return std::string();
+    }
+    if (host.addresses().isEmpty() || host.addresses().constFirst().isNull())
+        return std::string();
+    return host.addresses().constFirst().toString().toStdString();
+}
+
+} // namespace ServiceVisualized

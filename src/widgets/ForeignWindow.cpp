@@ -1,0 +1,97 @@
+#include "widgets/ForeignWindow.h"
+#include <cstdio>
+#include <limits>
+
+#include <X11/Xlib.h>
+
+namespace foreign {
+namespace {
+
+Display *s_display = nullptr; // the connection whose errors are ours
+bool s_failed = false;
+XErrorHandler s_previous = nullptr;
+
+int takeError(Display *display, XErrorEvent *event)
+{
+    if (display == s_display) {
+        s_failed = true;
+        return 0;
+    }
+    return s_previous ? s_previous(display, event) : 0;
+}
+
+// The default would end the process when the server goes away during a call.
+void stayAlive(Display *, void *) {}
+
+// A display connection with our error handler in force for as long as it lives.
+class Connection final
+{
+public:
+    Connection()
+        : m_display(XOpenDisplay(nullptr))
+    {
+        if (!m_display)
+            return;
+        XSetIOErrorExitHandler(m_display, stayAlive, nullptr);
+        s_display = m_display;
+        s_failed = false;
+        s_previous = XSetErrorHandler(takeError);
+    }
+    ~Connection()
+    {
+        if (!m_display)
+            return;
+        XSync(m_display, False); // errors come late: collect them before the handler goes
+        XSetErrorHandler(s_previous);
+        XCloseDisplay(m_display);
+        s_display = nullptr;
+        s_previous = nullptr;
+    }
+    Q_DISABLE_COPY(Connection)
+
+    Display *get() const { return m_display; }
+    bool failed() const
+    {
+        XSync(m_display, False);
+        return s_failed;
+    }
+
+private:
+    Display *m_display;
+};
+
+} // namespace
+
+Read readWindow(quintptr id, placement::ForeignGeometry *geometry)
+{
+    const Connection connection;
+    Display *display = connection.get();
+    if (!display)
+        return Read::NoDisplay;
+    // Ids have 32 bits on the wire; a larger number would be cut there and could name somebody else's window.
+    if (id > std::numeric_limits<quint32>::max())
+        return Read::NoAttributes;
+    XWindowAttributes attributes = {};
+    if (!XGetWindowAttributes(display, id, &attributes) || connection.failed())
+        return Read::NoAttributes;
+    int x = 0;
+    int y = 0;
+    Window child = None;
+    if (!XTranslateCoordinates(display, id, DefaultRootWindow(display), 0, 0, &x, &y, &child) || connection.failed())
+        return Read::NoTranslation;
+    *geometry = {x, y, attributes.width, attributes.height};
+    return Read::Ok;
+}
+
+bool compositorRunning()
+{
+    const Connection connection;
+    Display *display = connection.get();
+    if (!display)
+        return false;
+    char name[32];
+    std::snprintf(name, sizeof name, "_NET_WM_CM_S%d", DefaultScreen(display));
+    return XGetSelectionOwner(display, XInternAtom(display, name, False)) != None;
+}
+
+} // namespace foreign

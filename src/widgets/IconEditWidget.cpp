@@ -1,0 +1,132 @@
+#include "widgets/IconEditWidget.h"
+#include "widgets/CustomLineEdit.h"
+#include "widgets/Look.h"
+#include "widgets/TitleButton.h"
+#include "widgets/Toolkit.h"
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QPainter>
+#include <QRegExpValidator>
+
+using ServiceVisualized::CToolkit;
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int Height = 36;
+constexpr int IconSide = 16;
+constexpr int Padding = 8;
+constexpr int Radius = 3;
+} // namespace
+
+CIconEditWidget::CIconEditWidget(QWidget *parent)
+    : QWidget(parent)
+    , m_prefix(new QLabel(this))
+    , m_edit(new CCustomLineEdit(this))
+    , m_suffix(new TitleButton(QStringLiteral("后缀按钮"), QString(), this))
+{
+    setFixedHeight(look::scaled(Height, this));
+    setFocusProxy(m_edit);
+    m_prefix->setObjectName(QStringLiteral("prefixIcon"));
+    m_prefix->hide();
+    m_edit->setObjectName(QStringLiteral("iconEdit"));
+    m_edit->setFrame(false);
+    m_edit->installEventFilter(this); // the frame around all three shows the edit's focus
+    m_suffix->setObjectName(QStringLiteral("suffixButton"));
+    m_suffix->setCursor(Qt::PointingHandCursor);
+    m_suffix->hide();
+    connect(m_suffix, &QPushButton::clicked, this, &CIconEditWidget::SuffixBtnClicked);
+
+    auto *row = new QHBoxLayout(this);
+    const int padding = look::scaled(Padding, this);
+    row->setContentsMargins(padding, 2, 2, 2);
+    row->setSpacing(padding / 2);
+    row->addWidget(m_prefix);
+    row->addWidget(m_edit, 1);
+    row->addWidget(m_suffix);
+}
+
+void CIconEditWidget::setPrefixIcon(const QString &path)
+{
+    const int side = look::scaled(IconSide, this);
+    m_prefix->setFixedSize(side, side);
+    CToolkit::SetLabelIconPicture(m_prefix, path, m_prefix->size());
+    m_prefix->setVisible(!path.isEmpty());
+}
+
+void CIconEditWidget::setSuffixIconPath(const QString &path)
+{
+    m_suffix->setIcon(QIcon(path));
+    m_suffix->setVisible(!path.isEmpty());
+}
+
+void CIconEditWidget::setSuffixName(const QString &name)
+{
+    m_suffix->setAccessibleName(name);
+    m_suffix->setToolTip(name);
+}
+
+void CIconEditWidget::setLineEditMaxLength(int length)
+{
+    m_edit->setMaxLength(qMax(0, length));
+}
+
+void CIconEditWidget::setLineEditRegExp(const QRegExp &expression)
+{
+    delete m_edit->findChild<QRegExpValidator *>();
+    const bool usable = expression.isValid() && !expression.isEmpty();
+    m_edit->setValidator(usable ? new QRegExpValidator(expression, m_edit) : nullptr);
+}
+
+QMenu *CIconEditWidget::CreateRightClickMenu()
+{
+    return m_edit->CreateRightClickMenu();
+}
+
+void CIconEditWidget::OnShowContextMenu(const QPoint &position)
+{
+    m_edit->OnShowContextMenu(m_edit->mapFrom(this, position));
+}
+
+void CIconEditWidget::OnCopyClicked(bool checked)
+{
+    m_edit->OnCopyClicked(checked);
+}
+
+void CIconEditWidget::OnCutClicked(bool checked)
+{
+    m_edit->OnCutClicked(checked);
+}
+
+void CIconEditWidget::OnPasteClicked(bool checked)
+{
+    m_edit->OnPasteClicked(checked);
+}
+
+void CIconEditWidget::OnSelAllClicked(bool checked)
+{
+    m_edit->OnSelAllClicked(checked);
+}
+
+void CIconEditWidget::SuffixBtnClicked()
+{
+    emit SuffixBtnClickedSignal();
+}
+
+bool CIconEditWidget::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_edit && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut))
+        update();
+    return QWidget::eventFilter(watched, event);
+}
+
+void CIconEditWidget::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(m_edit->hasFocus() ? QColor(0x37, 0x9A, 0xF5) : QColor(0xCB, 0xD0, 0xD7));
+    painter.setBrush(Qt::white);
+    const qreal radius = look::scaled(Radius, this);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+}

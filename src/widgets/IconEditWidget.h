@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QRegExp>
+#include <QWidget>
+
+class CCustomLineEdit;
+class QLabel;
+class QMenu;
+class QPushButton;
+
+/// A line edit with an icon in front and a picture button behind it, in one frame. GUI thread.
+class CIconEditWidget : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit CIconEditWidget(QWidget *parent = nullptr);
+
+    CCustomLineEdit *lineEdit() const { return m_edit; }
+
+    /// @param path resource or image file; empty takes the icon away
+    void setPrefixIcon(const QString &path);
+    void setSuffixIconPath(const QString &path);
+    /// What screen readers and the tool tip say about the suffix button.
+    void setSuffixName(const QString &name);
+    void setLineEditMaxLength(int length);
+    /// The text must match as a whole; an empty or invalid expression lifts the restriction.
+    void setLineEditRegExp(const QRegExp &expression);
+    QMenu *CreateRightClickMenu();
+
+signals:
+    void SuffixBtnClickedSignal();
+
+public slots:
+    void OnShowContextMenu(const QPoint &position);
+    void OnCopyClicked(bool checked);
+    void OnCutClicked(bool checked);
+    void OnPasteClicked(bool checked);
+    void OnSelAllClicked(bool checked);
+
+private slots:
+    void SuffixBtnClicked();
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QLabel *m_prefix = nullptr;
+    CCustomLineEdit *m_edit = nullptr;
+    QPushButton *m_suffix = nullptr;
+};

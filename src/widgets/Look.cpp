@@ -1,0 +1,153 @@
+#include "widgets/Look.h"
+#include "widgets/dpitoolkit.h"
+#include <QWidget>
+
+namespace look {
+namespace {
+
+QString latinName()
+{
+    return QStringLiteral("Microsoft YaHei");
+}
+
+QString chineseName()
+{
+    return QStringLiteral("微软雅黑");
+}
+
+// For style sheets, which name one family only. It touches requests for these two names and nothing else in the host.
+void addSubstitutes()
+{
+    const QStringList faces = {QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Source Han Sans SC"),
+                               QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("WenQuanYi Zen Hei")};
+    QFont::insertSubstitutions(latinName(), faces);
+    QFont::insertSubstitutions(chineseName(), faces);
+}
+
+QFont face(const QString &family, int size, int weight, const QWidget *w)
+{
+    static const bool added = (addSubstitutes(), true);
+    Q_UNUSED(added)
+    QFont font(family);
+    font.setPixelSize(std::max(1, scaled(size, w)));
+    font.setWeight(weight);
+    return font;
+}
+
+QString button(const QString &selector, const QString &normal, const QString &hover, const QString &pressed,
+               const QString &focus)
+{
+    return QStringLiteral("%1{%2 border-radius:3px; padding:0px 6px;}"
+                          "%1:hover{%3}"
+                          "%1:pressed{%4}"
+                          "%1:focus{%5}"
+                          "%1:disabled{background-color:#ECEEF1; border:1px solid #DFE2E6; color:#A5ABB3;}")
+        .arg(selector, normal, hover, pressed, focus);
+}
+
+} // namespace
+
+QFont yaHei(int size, int weight, const QWidget *w)
+{
+    return face(latinName(), size, weight, w);
+}
+
+QFont yaHeiZh(int size, int weight, const QWidget *w)
+{
+    return face(chineseName(), size, weight, w);
+}
+
+int scaled(int size, const QWidget *w)
+{
+    return Utils::DpiToolkit::dpiScaled(size, w);
+}
+
+QString px(int designPx, const QWidget *w)
+{
+    return QString::number(scaled(designPx, w)) + QStringLiteral("px");
+}
+
+QString greyButton(const QString &selector)
+{
+    return button(selector, QStringLiteral("background-color:#F4F5F7; border:1px solid #CBD0D7; color:#454D5A;"),
+                  QStringLiteral("background-color:#FFFFFF; border-color:#A9B1BB;"),
+                  QStringLiteral("background-color:#E6E9ED;"), QStringLiteral("border:2px solid #379AF5;"));
+}
+
+QString blueButton(const QString &selector)
+{
+    return button(selector,
+                  QStringLiteral("background-color:rgb(55,154,245); border:1px solid rgb(55,154,245); color:white;"),
+                  QStringLiteral("background-color:rgb(36,131,219); border-color:rgb(36,131,219);"),
+                  QStringLiteral("background-color:rgb(26,112,192);"), QStringLiteral("border:2px solid #0B4F94;"));
+}
+
+QString whiteButton(const QString &selector)
+{
+    return button(selector, QStringLiteral("background-color:white; border:1px solid #D5D9DF; color:#454D5A;"),
+                  QStringLiteral("border-color:#379AF5; color:#1E7FD8;"), QStringLiteral("background-color:#EBF4FE;"),
+                  QStringLiteral("border:2px solid #379AF5;"));
+}
+
+QString linkButton(const QString &selector)
+{
+    return button(selector, QStringLiteral("background-color:transparent; border:none; color:#1E7FD8;"),
+                  QStringLiteral("color:#0C64EB; text-decoration:underline;"), QStringLiteral("color:#0B4F94;"),
+                  QStringLiteral("border:1px dotted #379AF5;"));
+}
+
+QString buttons()
+{
+    return greyButton() + blueButton() + whiteButton() + linkButton();
+}
+
+QString thinScrollBars(const QString &selector, int width, const QString &ground, const QString &handle,
+                       const QWidget *w)
+{
+    const int thick = std::max(1, scaled(width, w));
+    return QStringLiteral("%1 QScrollBar:vertical{border:none; background:%2; width:%3px; margin:0px;}"
+                          "%1 QScrollBar:horizontal{border:none; background:%2; height:%3px; margin:0px;}"
+                          "%1 QScrollBar::handle{background:%4; border-radius:%5px;}"
+                          "%1 QScrollBar::handle:vertical{min-height:%6px;}"
+                          "%1 QScrollBar::handle:horizontal{min-width:%6px;}"
+                          "%1 QScrollBar::add-line,%1 QScrollBar::sub-line{width:0px; height:0px;}"
+                          "%1 QScrollBar::add-page,%1 QScrollBar::sub-page{background:none;}")
+        .arg(selector, ground, QString::number(thick), handle, QString::number(thick / 2),
+             QString::number(scaled(24, w)));
+}
+
+QString titleBand(const QString &ground, const QString &line)
+{
+    const QString bottom = line.isEmpty() ? QStringLiteral("border:none;")
+                                          : QStringLiteral("border:none; border-bottom:1px solid %1;").arg(line);
+    return QStringLiteral("CustomTitleBar{background-color:%1; %2}").arg(ground, bottom);
+}
+
+QString lineEdit(const QString &selector)
+{
+    return QStringLiteral("%1{background-color:white; border:1px solid #CBD0D7; border-radius:3px; color:#454D5A;"
+                          " padding:0px 6px; selection-background-color:#379AF5; selection-color:white;}"
+                          "%1:hover{border-color:#A9B1BB;}"
+                          "%1:focus{border-color:#379AF5;}"
+                          "%1:disabled{background-color:#F4F5F7; color:#A5ABB3;}")
+        .arg(selector);
+}
+
+QString menu()
+{
+    return QStringLiteral("QMenu{background-color:white; border:1px solid #D5D9DF; color:#454D5A; padding:4px 0px;}"
+                          "QMenu::item{padding:5px 24px 5px 24px; background-color:transparent;}"
+                          "QMenu::item:selected{background-color:#EBF4FE; color:#1E7FD8;}"
+                          "QMenu::item:disabled{background-color:transparent; color:#A5ABB3;}");
+}
+
+void prepareWindow(QWidget *window, const QString &title)
+{
+    const QString name = QString::fromLatin1(window->metaObject()->className()).section(QStringLiteral("::"), -1);
+    window->setObjectName(name);
+    window->setWindowRole(name);
+    window->setWindowTitle(title);
+    window->setAttribute(Qt::WA_QuitOnClose, false);
+}
+
+} // namespace look

@@ -1,0 +1,192 @@
+#include "widgets/MessageBody.h"
+#include "frame/Log.h"
+#include "widgets/CustomBtn.h"
+#include "widgets/CustomTitleBar.h"
+#include "widgets/Look.h"
+#include "widgets/MessageText.h"
+#include "widgets/Toolkit.h"
+#include <QDesktopServices>
+#include <QDialog>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QScrollArea>
+#include <QUrl>
+
+using ServiceVisualized::CToolkit;
+
+namespace messagebody {
+namespace {
+
+// Metrics (design pixels at 96 DPI)
+constexpr int BoxWidth = 360;
+constexpr int TitleHeight = 35;
+constexpr int Margin = 24;
+constexpr int Gap = 16;
+constexpr int IconSide = 40;
+constexpr int TextPx = 14;
+constexpr int BandHeight = 64;
+constexpr int ButtonWidth = 80;
+constexpr int ButtonHeight = 40;
+constexpr int MostMeasured = 499;
+constexpr int TallText = 500;
+constexpr int TallBox = 660;
+
+// A frameless scroll area that would like to show its whole text, so that the box grows with it.
+class TextArea final : public QScrollArea
+{
+public:
+    explicit TextArea(QWidget *parent)
+        : QScrollArea(parent)
+    {
+    }
+    QSize sizeHint() const override
+    {
+        const int width = minimumWidth();
+        const int wanted = widget() ? widget()->heightForWidth(width) : 0;
+        return QSize(width, qBound(minimumHeight(), wanted, look::scaled(TallText, this)));
+    }
+};
+
+QLabel *makeLabel(const QString &text, QWidget *parent)
+{
+    const messagetext::Shown shown = messagetext::shown(text);
+    auto *label = new QLabel(parent);
+    label->setObjectName(QStringLiteral("messageText"));
+    label->setFont(look::yaHei(TextPx, QFont::Normal, parent));
+    label->setTextFormat(shown.rich ? Qt::RichText : Qt::PlainText);
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    label->setContextMenuPolicy(Qt::NoContextMenu);
+    if (shown.hasLink)
+        label->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    label->setText(shown.text);
+    label->setAccessibleName(messagetext::spoken(text));
+    return label;
+}
+
+// The height is measured at 96 DPI, where its thresholds belong, and then scaled like every design size.
+void applyHeight(QDialog *box, QScrollArea *area, const QString &text)
+{
+    QFont design = area->widget()->font();
+    design.setPixelSize(TextPx);
+    const int measured = messagetext::measuredHeight(text, QFontMetrics(design));
+    if (measured <= MostMeasured) {
+        area->setMinimumHeight(look::scaled(measured, box));
+        return;
+    }
+    int width = BoxWidth;
+    int height = TallBox;
+    CToolkit::UpdateWidthAndHeight(box, width, height); // a small screen has less than the design asks for
+    const int others = look::scaled(TallBox - TallText, box);
+    area->setMinimumHeight(qMin(look::scaled(TallText, box), qMax(0, height - others)));
+    box->setFixedHeight(height);
+}
+
+} // namespace
+
+QString sheet(const QWidget *box)
+{
+    return look::titleBand(QString::fromLatin1(look::BandGrey)) + look::greyButton() + look::blueButton() +
+           QStringLiteral("#messageArea,#messageArea>QWidget>QWidget{border:none;background-color:transparent;}"
+                          "#messageText{color:#454D5A;}"
+                          "#messageText:focus,#messageArea:focus{border:1px dotted #379AF5;}") +
+           look::thinScrollBars(QStringLiteral("#messageArea"), 6, QStringLiteral("white"), QStringLiteral("#C9CFD6"),
+                                box);
+}
+
+QVBoxLayout *makeColumn(QDialog *box, const QString &title)
+{
+    look::prepareWindow(box, title);
+    box->setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
+    box->setWindowIcon(QIcon(QStringLiteral(":/images/images/VtSoftMgr.ico")));
+    box->setFixedWidth(look::scaled(BoxWidth, box));
+    auto *column = new QVBoxLayout(box);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    return column;
+}
+
+CustomTitleBar *addTitleBar(QDialog *box, const QString &title)
+{
+    auto *bar = new CustomTitleBar(box);
+    bar->setFixedHeight(look::scaled(TitleHeight, box));
+    bar->SetTitleLogo(QStringLiteral(":/images/images/VtSoftMgr.ico"));
+    bar->SetTitleText(title);
+    bar->addStretch(1);
+    bar->AddCloseButton();
+    box->layout()->addWidget(bar);
+    return bar;
+}
+
+QLabel *addText(QDialog *box, const QString &icon, const QString &iconName, const QString &text)
+{
+    auto *row = new QHBoxLayout;
+    const int margin = look::scaled(Margin, box);
+    const int gap = look::scaled(Gap, box);
+    row->setContentsMargins(margin, gap, gap, gap);
+    row->setSpacing(gap);
+
+    auto *picture = new QLabel(box);
+    picture->setObjectName(QStringLiteral("messageIcon"));
+    picture->setAccessibleName(iconName);
+    picture->setFixedSize(look::scaled(IconSide, box), look::scaled(IconSide, box));
+    CToolkit::SetLabelIconPicture(picture, icon, picture->size());
+    row->addWidget(picture);
+
+    auto *area = new TextArea(box);
+    area->setObjectName(QStringLiteral("messageArea"));
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidgetResizable(true);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setMinimumWidth(look::scaled(BoxWidth - Margin - IconSide - 2 * Gap, box));
+    QLabel *label = makeLabel(text, box);
+    area->setWidget(label);
+    applyHeight(box, area, text);
+    row->addWidget(area, 1);
+    static_cast<QVBoxLayout *>(box->layout())->addLayout(row, 1);
+    return label;
+}
+
+QWidget *addButtonBand(QDialog *box)
+{
+    auto *band = new QWidget(box);
+    band->setObjectName(QStringLiteral("buttonBand"));
+    band->setFixedHeight(look::scaled(BandHeight, box));
+    auto *row = new QHBoxLayout(band);
+    const int margin = look::scaled(Margin, box);
+    row->setContentsMargins(margin, 0, margin, look::scaled(Gap, box));
+    row->setSpacing(look::scaled(Gap, box));
+    row->addStretch(1);
+    box->layout()->addWidget(band);
+    return band;
+}
+
+CCustomBtn *addButton(QWidget *band, const QString &text, bool confirming)
+{
+    auto *button = new CCustomBtn(text, confirming ? CCustomBtn::Blue : CCustomBtn::Grey, band);
+    button->setFont(look::yaHei(TextPx, QFont::Normal, band));
+    button->setMinimumWidth(look::scaled(ButtonWidth, band));
+    button->setFixedHeight(look::scaled(ButtonHeight, band));
+    band->layout()->addWidget(button);
+    return button;
+}
+
+void finishTabOrder(QDialog *box)
+{
+    // The title bar was built first and would come first: its close button moves behind the last button.
+    QWidget *last = box->findChildren<CCustomBtn *>().constLast();
+    QWidget::setTabOrder(last, box->findChild<QPushButton *>(QStringLiteral("closeButton")));
+}
+
+void openLink(const QString &link)
+{
+    const QUrl url(link, QUrl::StrictMode);
+    static const QStringList schemes = {QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("mailto")};
+    if (!url.isValid() || !schemes.contains(url.scheme()))
+        VT_LOG(warning) << QStringLiteral("【消息框】不支持的链接地址：%1").arg(link);
+    else if (!QDesktopServices::openUrl(url))
+        VT_LOG(warning) << QStringLiteral("【消息框】打开链接失败：%1").arg(link);
+}
+
+} // namespace messagebody

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QPixmap>
+#include <QSize>
+#include <QString>
+
+/// Pictures whose path came from outside. A path may name a pipe, a file of gigabytes or a small file that decodes to
+/// one: only regular files with a sane header are opened, and they are decoded at the size that is shown.
+namespace picture {
+
+/// The picture, as large as fits into the box with its proportions kept; never enlarged. Null when it cannot be shown.
+/// @param path a file or a resource (":/...")
+/// @param box size in logical pixels
+/// @param ratio device pixels per logical pixel of where it will be shown
+QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
+
+} // namespace picture

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QPoint>
+#include <QRect>
+#include <QSize>
+
+class QScreen;
+class QWidget;
+
+/// The arithmetic behind the window tools, on plain rectangles and free of any state, so that any screen layout can be
+/// computed. Sizes and positions are in pixels.
+namespace placement {
+
+constexpr int DesignDpi = 96;
+
+/// Nearest integer, halves upward (-1.5 becomes -1); values beyond int are cut at its limits.
+int roundHalfUp(double value);
+/// A design size at the given DPI.
+int scaled(int value, int dpi);
+/// The screen of w's top-level window once that has a native handle, else the primary screen; null without screens.
+QScreen *screenOf(const QWidget *w);
+
+/// Top-left corner for a dialog in the middle of a screen's available area. The origin of the area is deliberately not
+/// added: with a panel at the left or top the dialog stands that much further left or up.
+QPoint screenCentre(const QRect &available, const QRect &dialog);
+
+/// A window of another process in device pixels of the root window.
+struct ForeignGeometry
+{
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
+
+/// Geometry (dialog pixels) of a dialog of the given size centred over a foreign window; the offset is subtracted from
+/// both coordinates.
+/// @param ratio device pixels per dialog pixel, at least 1
+QRect overForeign(const ForeignGeometry &parent, double ratio, const QSize &dialog, int offset);
+
+} // namespace placement

@@ -1,0 +1,102 @@
+#include "widgets/TimingMessageBox.h"
+#include "widgets/AlertRole.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/ForeignWindow.h"
+#include "widgets/Look.h"
+#include <QGraphicsDropShadowEffect>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QPointer>
+#include <QTimer>
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int BoxHeight = 90;
+constexpr int WidestBox = 860;
+constexpr int ShadowMargin = 10;
+constexpr int TextMargin = 24;
+constexpr int TextPx = 14;
+constexpr int TextLines = 3;
+// Look
+QString panelSheet()
+{
+    return QStringLiteral("#CTimingMessageBox{border:none;background-color:#F8F8F8;}");
+}
+QString textSheet()
+{
+    return QStringLiteral("color:#454D5A;border:none;background-color:transparent;");
+}
+} // namespace
+
+CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *parent)
+    : QDialog(parent)
+{
+    look::prepareWindow(this, QStringLiteral("提示"));
+    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
+    setAttribute(Qt::WA_TranslucentBackground);
+    setFixedHeight(look::scaled(BoxHeight, this));
+    setMaximumWidth(look::scaled(WidestBox, this));
+    auto *column = new QHBoxLayout(this);
+    const int margin = look::scaled(ShadowMargin, this);
+    column->setContentsMargins(margin, margin, margin, margin);
+    column->addWidget(textPanel(text));
+    alert::describe(this, text);
+
+    auto *timer = new QTimer(this);
+    timer->setSingleShot(true);
+    connect(timer, &QTimer::timeout, this, &CTimingMessageBox::CloseDialog);
+    timer->start(qMax(0, msecs));
+}
+
+QWidget *CTimingMessageBox::textPanel(const QString &text)
+{
+    auto *panel = new QWidget(this);
+    panel->setObjectName(QStringLiteral("CTimingMessageBox"));
+    panel->setAttribute(Qt::WA_StyledBackground);
+    panel->setStyleSheet(panelSheet());
+    auto *shadow = new QGraphicsDropShadowEffect(panel);
+    shadow->setBlurRadius(look::scaled(ShadowMargin, this));
+    shadow->setOffset(0, look::scaled(2, this));
+    shadow->setColor(QColor(0, 0, 0, 90));
+    panel->setGraphicsEffect(shadow);
+
+    auto *label = new ElideLabel(panel);
+    label->setObjectName(QStringLiteral("messageText"));
+    label->setStyleSheet(textSheet());
+    label->setFont(look::yaHei(TextPx, QFont::Normal, this));
+    label->setAlignment(Qt::AlignCenter);
+    label->setMaximumLines(TextLines);
+    label->setFullText(text);
+    auto *row = new QHBoxLayout(panel);
+    const int margin = look::scaled(TextMargin, this);
+    row->setContentsMargins(margin, 0, margin, 0);
+    row->addWidget(label);
+    return panel;
+}
+
+void CTimingMessageBox::CloseDialog()
+{
+    close();
+}
+
+void CTimingMessageBox::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    alert::announce(this);
+}
+
+void CTimingMessageBox::resizeEvent(QResizeEvent *event)
+{
+    QDialog::resizeEvent(event);
+    // Without a compositor the margin of the shadow would be black.
+    if (QGuiApplication::platformName() == QLatin1String("xcb") && !foreign::compositorRunning())
+        setMask(contentsRect().marginsRemoved(layout()->contentsMargins()));
+}
+
+void CstmTimingMessageBox(const QString &text, int msecs, QWidget *parent)
+{
+    const QPointer<CTimingMessageBox> box = new CTimingMessageBox(text, msecs, parent);
+    box->setWindowModality(Qt::WindowModal);
+    box->exec();
+    delete box;
+}

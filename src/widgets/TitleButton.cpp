@@ -1,0 +1,60 @@
+#include "widgets/TitleButton.h"
+#include "widgets/Look.h"
+#include <QKeyEvent>
+#include <QPainter>
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr QSize ButtonSize(36, 30);
+constexpr int PictureSide = 14;
+} // namespace
+
+TitleButton::TitleButton(const QString &name, const QString &picture, QWidget *parent)
+    : QPushButton(parent)
+{
+    setAccessibleName(name);
+    setToolTip(name);
+    setFlat(true);
+    setAutoDefault(false);
+    setFocusPolicy(Qt::TabFocus);
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
+    const int side = look::scaled(PictureSide, parent);
+    setIconSize(QSize(side, side));
+    if (!picture.isEmpty())
+        setIcon(QIcon(picture));
+}
+
+QSize TitleButton::sizeHint() const
+{
+    return QSize(look::scaled(ButtonSize.width(), this), look::scaled(ButtonSize.height(), this));
+}
+
+void TitleButton::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    if (isDown())
+        painter.fillRect(rect(), QColor(0xD9, 0xE6, 0xF2));
+    else if (underMouse())
+        painter.fillRect(rect(), Qt::white);
+    QRect picture(QPoint(0, 0), iconSize());
+    picture.moveCenter(rect().center());
+    if (icon().isNull()) {
+        painter.setPen(QPen(QColor(0x7F, 0x86, 0x90), qMax(1, look::scaled(1, this))));
+        painter.drawRect(picture.adjusted(1, 1, -2, -2));
+    } else {
+        icon().paint(&painter, picture, Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
+    }
+    if (hasFocus()) {
+        painter.setPen(QPen(QColor(0x37, 0x9A, 0xF5), 2));
+        painter.drawRect(rect().adjusted(1, 1, -1, -1));
+    }
+}
+
+void TitleButton::keyPressEvent(QKeyEvent *event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && !event->isAutoRepeat())
+        click();
+    else
+        QPushButton::keyPressEvent(event);
+}

@@ -1,0 +1,94 @@
+#include "widgets/Toolkit.h"
+#include "frame/Log.h"
+#include "widgets/ForeignWindow.h"
+#include "widgets/Picture.h"
+#include "widgets/Placement.h"
+#include "widgets/dpitoolkit.h"
+#include <QGuiApplication>
+#include <QIcon>
+#include <QLabel>
+#include <QScreen>
+#include <QWindow>
+
+namespace ServiceVisualized {
+
+double CToolkit::GetDpiRate(QWidget *)
+{
+    return qGuiApp ? std::max(1.0, qGuiApp->devicePixelRatio()) : 1.0;
+}
+
+void CToolkit::UpdateWidthAndHeight(QWidget *w, int &width, int &height)
+{
+    const QScreen *screen = placement::screenOf(w);
+    const QSize available = screen ? screen->availableGeometry().size() : QSize(0, 0);
+    width = std::min(Utils::DpiToolkit::dpiScaled(width, w), available.width());
+    height = std::min(Utils::DpiToolkit::dpiScaled(height, w), available.height());
+}
+
+void CToolkit::SetDlgToScreenCenter(QWidget *dlg, QScreen *screen)
+{
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (!dlg || !screen)
+        return;
+    const QPoint position = placement::screenCentre(screen->availableGeometry(), dlg->geometry());
+    dlg->move(position);
+    VT_LOG(debug) << QStringLiteral("移动窗口(%1)位置到：QPoint(%2,%3)")
+                         .arg(QString::fromLatin1(dlg->metaObject()->className()), QString::number(position.x()),
+                              QString::number(position.y()));
+}
+
+void CToolkit::MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset)
+{
+    if (!dlg || !parentWindow)
+        return;
+    const double ratio = GetDpiRate(dlg);
+    placement::ForeignGeometry parent;
+    switch (foreign::readWindow(reinterpret_cast<quintptr>(parentWindow), &parent)) {
+    case foreign::Read::NoDisplay:
+        VT_LOG(critical) << QStringLiteral("XOpenDisplay error.");
+        return;
+    case foreign::Read::NoAttributes:
+        VT_LOG(warning) << QStringLiteral("XGetWindowAttributes error");
+        return;
+    case foreign::Read::NoTranslation:
+        VT_LOG(warning) << QStringLiteral("XTranslateCoordinates error");
+        return;
+    case foreign::Read::Ok:
+        break;
+    }
+    VT_LOG(info) << QStringLiteral("DPI:%1 L:%2 T:%3")
+                        .arg(QString::number(ratio), QString::number(parent.x), QString::number(parent.y));
+    dlg->setGeometry(placement::overForeign(parent, ratio, dlg->size(), offset));
+}
+
+QPoint CToolkit::getWindowTopLeftPosition(void *)
+{
+    return QPoint();
+}
+
+bool CToolkit::isProgramRunning(QString)
+{
+    return false;
+}
+
+int CToolkit::GetLastError()
+{
+    return 0;
+}
+
+void CToolkit::SetLabelIconPicture(QLabel *label, const QIcon &icon, const QSize &size)
+{
+    if (!label)
+        return;
+    QWindow *window = label->window()->windowHandle();
+    label->setPixmap(window ? icon.pixmap(window, size) : icon.pixmap(size));
+}
+
+void CToolkit::SetLabelIconPicture(QLabel *label, const QString &path, const QSize &size)
+{
+    if (label)
+        label->setPixmap(picture::load(path, size, label->devicePixelRatioF()));
+}
+
+} // namespace ServiceVisualized

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QPoint>
+#include <QPointer>
+#include <QWidget>
+
+class QMouseEvent;
+
+/// Moves a frameless window with the mouse, by its title bar or by its body. The window keeps the offset that the cursor
+/// had to its corner at the press, so that it cannot drift. A member of the window; GUI thread.
+class WindowDrag final
+{
+public:
+    explicit WindowDrag(QWidget *window)
+        : m_window(window)
+    {
+    }
+
+    bool isActive() const { return m_active; }
+
+    // Positions are global. A move without a press does nothing.
+    void press(const QPoint &global);
+    void move(const QPoint &global);
+    void release() { m_active = false; }
+
+    /// For a window dragged by its body, called from its three mouse handlers. buttons: which buttons start a drag.
+    /// @return whether the event belonged to a drag
+    bool handle(QMouseEvent *event, Qt::MouseButtons buttons = Qt::LeftButton);
+
+private:
+    QPointer<QWidget> m_window;
+    QPoint m_offset;
+    bool m_active = false;
+};
