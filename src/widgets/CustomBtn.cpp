@@ -1,6 +1,7 @@
 #include "widgets/CustomBtn.h"
 #include "widgets/Look.h"
 #include <QKeyEvent>
+#include <QMetaEnum>
 
 CCustomBtn::CCustomBtn(const QString &text, Tone tone, QWidget *parent)
     : QPushButton(text, parent)
@@ -10,6 +11,11 @@ CCustomBtn::CCustomBtn(const QString &text, Tone tone, QWidget *parent)
     setCursor(Qt::PointingHandCursor);
     // A default button is pressed by a Return that was meant for another program when the window comes unasked.
     setAutoDefault(false);
+}
+
+QString CCustomBtn::toneName() const
+{
+    return QString::fromLatin1(QMetaEnum::fromType<Tone>().valueToKey(m_tone));
 }
 
 void CCustomBtn::keyPressEvent(QKeyEvent *event)

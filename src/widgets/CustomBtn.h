@@ -7,7 +7,7 @@
 class CCustomBtn : public QPushButton
 {
     Q_OBJECT
-    Q_PROPERTY(Tone tone READ tone CONSTANT)
+    Q_PROPERTY(QString tone READ toneName CONSTANT) // for selectors, which know no enumerators
 public:
     enum Tone { Grey, Blue, White, Link };
     Q_ENUM(Tone)
@@ -15,6 +15,7 @@ public:
     CCustomBtn(const QString &text, Tone tone, QWidget *parent);
 
     Tone tone() const { return m_tone; }
+    QString toneName() const; // "Grey", "Blue", ...
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;

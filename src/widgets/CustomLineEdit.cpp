@@ -36,7 +36,7 @@ void CCustomLineEdit::setPasswordField(bool password)
 QMenu *CCustomLineEdit::CreateRightClickMenu()
 {
     auto *menu = new QMenu(this);
-    menu->setStyleSheet(look::menu());
+    menu->setStyleSheet(look::menu(this));
     menu->setFont(look::yaHei(12, QFont::Normal, this));
     const bool writable = isEnabled() && !isReadOnly();
     addAction(menu, QStringLiteral("复制(&C)"), QStringLiteral("Ctrl+C"), canCopy(), &CCustomLineEdit::OnCopyClicked);

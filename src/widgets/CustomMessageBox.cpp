@@ -20,11 +20,11 @@ QString statusIcon(eTipStatus status)
 {
     switch (status) {
     case eTipError:
-        return QStringLiteral(":/images/images/error.svg");
+        return QStringLiteral(":/images/images/error.png");
     case eTipWarning:
-        return QStringLiteral(":/images/images/warning.svg");
+        return QStringLiteral(":/images/images/warning.png");
     case eTipSuccess:
-        return QStringLiteral(":/images/images/success.svg");
+        return QStringLiteral(":/images/images/success.png");
     case eTipNormal:
         break;
     }
@@ -57,7 +57,6 @@ CustomMessageBox::CustomMessageBox(const QString &title, const QString &text, eT
 void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatus status)
 {
     messagebody::makeColumn(this, title);
-    setStyleSheet(boxSheet() + messagebody::sheet(this));
 
     CustomTitleBar *bar = messagebody::addTitleBar(this, title);
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CustomMessageBox::on_close_btn_clicked);
@@ -73,7 +72,8 @@ void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatu
     static_cast<QHBoxLayout *>(band->layout())->addStretch(1);
     connect(m_okButton, &CCustomBtn::clicked, this, &CustomMessageBox::on_close_btn_clicked);
 
-    messagebody::finishTabOrder(this);
+    setStyleSheet(boxSheet() + messagebody::sheet(this));
+    messagebody::finish(this);
     alert::describe(this, messagetext::spoken(text));
     front::neutralFocus(this);
 }

@@ -53,7 +53,8 @@ void CustomTitleBar::AddMinumButton()
 
 void CustomTitleBar::AddMaxumButton()
 {
-    QPushButton *button = addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"), QString());
+    QPushButton *button = addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"),
+                                    QStringLiteral(":/images/images/max2.png"));
     connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnMaxumBtnClicked);
 }
 

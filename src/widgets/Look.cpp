@@ -133,12 +133,13 @@ QString lineEdit(const QString &selector)
         .arg(selector);
 }
 
-QString menu()
+QString menu(const QWidget *w)
 {
-    return QStringLiteral("QMenu{background-color:white; border:1px solid #D5D9DF; color:#454D5A; padding:4px 0px;}"
-                          "QMenu::item{padding:5px 24px 5px 24px; background-color:transparent;}"
+    return QStringLiteral("QMenu{background-color:white; border:1px solid #D5D9DF; color:#454D5A; padding:%1 0px;}"
+                          "QMenu::item{padding:%1 %2 %1 %2; background-color:transparent;}"
                           "QMenu::item:selected{background-color:#EBF4FE; color:#1E7FD8;}"
-                          "QMenu::item:disabled{background-color:transparent; color:#A5ABB3;}");
+                          "QMenu::item:disabled{background-color:transparent; color:#A5ABB3;}")
+        .arg(px(5, w), px(24, w));
 }
 
 void prepareWindow(QWidget *window, const QString &title)

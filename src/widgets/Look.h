@@ -6,7 +6,8 @@
 class QWidget;
 
 /// The looks that windows share: fonts, sizes, colours and style sheet rules. Rules are meant to be joined into the one
-/// sheet of a dialog; sizes in them are scaled from the design's 96 DPI by the screen of `w` (null: primary screen).
+/// sheet of a dialog, set once and last, when all children are there and named: what asks for a size before remembers
+/// that no rule applied; sizes in them are scaled from the design's 96 DPI by the screen of `w` (null: primary screen).
 /// GUI thread.
 namespace look {
 
@@ -45,7 +46,7 @@ QString titleBand(const QString &ground, const QString &line = QString());
 /// Text fields: white with a grey border, blue when focused.
 QString lineEdit(const QString &selector = QStringLiteral("QLineEdit"));
 /// White pop-up menus with a blue selection.
-QString menu();
+QString menu(const QWidget *w = nullptr);
 
 /// What every top-level window of ours has: a title for X11 tools and screen readers, the class name as object name and
 /// X role, and no say in the host's "last window closed". Call it from the most derived constructor.

@@ -4,12 +4,15 @@
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include "widgets/MessageText.h"
+#include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include <QDesktopServices>
 #include <QDialog>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QUrl>
 
 using ServiceVisualized::CToolkit;
@@ -42,7 +45,8 @@ public:
     QSize sizeHint() const override
     {
         const int width = minimumWidth();
-        const int wanted = widget() ? widget()->heightForWidth(width) : 0;
+        // Measured beside a scroll bar: one that was up for a moment would otherwise keep itself up.
+        const int wanted = widget() ? widget()->heightForWidth(width - verticalScrollBar()->sizeHint().width()) : 0;
         return QSize(width, qBound(minimumHeight(), wanted, look::scaled(TallText, this)));
     }
 };
@@ -144,6 +148,8 @@ QLabel *addText(QDialog *box, const QString &icon, const QString &iconName, cons
     area->setWidget(label);
     applyHeight(box, area, text);
     row->addWidget(area, 1);
+    if (area->sizeHint().height() > look::scaled(3 * IconSide, box))
+        row->setAlignment(picture, Qt::AlignTop);
     static_cast<QVBoxLayout *>(box->layout())->addLayout(row, 1);
     return label;
 }
@@ -172,11 +178,16 @@ CCustomBtn *addButton(QWidget *band, const QString &text, bool confirming)
     return button;
 }
 
-void finishTabOrder(QDialog *box)
+void finish(QDialog *box)
 {
     // The title bar was built first and would come first: its close button moves behind the last button.
     QWidget *last = box->findChildren<CCustomBtn *>().constLast();
     QWidget::setTabOrder(last, box->findChild<QPushButton *>(QStringLiteral("closeButton")));
+    // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
+    int height = box->layout()->sizeHint().height();
+    if (const QScreen *screen = placement::screenOf(box))
+        height = qMin(height, screen->availableGeometry().height());
+    box->resize(box->width(), height);
 }
 
 void openLink(const QString &link)

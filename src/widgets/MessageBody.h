@@ -14,7 +14,8 @@ class QWidget;
 /// GUI thread; everything belongs to the box.
 namespace messagebody {
 
-/// The rules for everything below, to be joined to the box's own.
+/// The rules for everything below, to be joined to the box's own. Set the sheet when all parts are there and named: rules
+/// are remembered by whatever asks for a size before.
 QString sheet(const QWidget *box);
 /// Frameless, modal to its window, named; returns the empty column.
 QVBoxLayout *makeColumn(QDialog *box, const QString &title);
@@ -26,8 +27,8 @@ QLabel *addText(QDialog *box, const QString &icon, const QString &iconName, cons
 QWidget *addButtonBand(QDialog *box);
 CCustomBtn *addButton(QWidget *band, const QString &text, bool confirming);
 
-/// Tab goes through text, buttons and then the title bar; called when all parts are there.
-void finishTabOrder(QDialog *box);
+/// Tab order (text, buttons, title bar) and size; called last, when the parts and the sheet are there.
+void finish(QDialog *box);
 
 /// Opens a link of a message in the desktop's browser; anything but a web or mail address is refused with a log line.
 void openLink(const QString &link);

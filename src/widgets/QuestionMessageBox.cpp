@@ -24,7 +24,6 @@ QuestionMessageBox::QuestionMessageBox(const QString &title, const QString &text
 void QuestionMessageBox::Init(const QString &title, const QString &text)
 {
     messagebody::makeColumn(this, title);
-    setStyleSheet(boxSheet() + messagebody::sheet(this));
 
     CustomTitleBar *bar = messagebody::addTitleBar(this, title);
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QuestionMessageBox::on_close_btn_clicked);
@@ -32,7 +31,7 @@ void QuestionMessageBox::Init(const QString &title, const QString &text)
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &QuestionMessageBox::OnCustomTitleBarmoved);
 
     QLabel *label =
-        messagebody::addText(this, QStringLiteral(":/images/images/question.svg"), QStringLiteral("询问"), text);
+        messagebody::addText(this, QStringLiteral(":/images/images/question.png"), QStringLiteral("询问"), text);
     connect(label, &QLabel::linkActivated, this, &QuestionMessageBox::onLinkClick);
 
     QWidget *band = messagebody::addButtonBand(this);
@@ -43,7 +42,8 @@ void QuestionMessageBox::Init(const QString &title, const QString &text)
     connect(m_okButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_ok_btn_clicked);
     connect(m_cancelButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_concel_btn_clicked);
 
-    messagebody::finishTabOrder(this);
+    setStyleSheet(boxSheet() + messagebody::sheet(this));
+    messagebody::finish(this);
     alert::describe(this, messagetext::spoken(text));
     front::neutralFocus(this);
 }

@@ -41,6 +41,7 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
     column->setContentsMargins(margin, margin, margin, margin);
     column->addWidget(textPanel(text));
     alert::describe(this, text);
+    resize(qMin(layout()->sizeHint().width(), maximumWidth()), height());
 
     auto *timer = new QTimer(this);
     timer->setSingleShot(true);

@@ -20,8 +20,7 @@ TitleButton::TitleButton(const QString &name, const QString &picture, QWidget *p
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     const int side = look::scaled(PictureSide, parent);
     setIconSize(QSize(side, side));
-    if (!picture.isEmpty())
-        setIcon(QIcon(picture));
+    setIcon(QIcon(picture));
 }
 
 QSize TitleButton::sizeHint() const
@@ -38,12 +37,7 @@ void TitleButton::paintEvent(QPaintEvent *)
         painter.fillRect(rect(), Qt::white);
     QRect picture(QPoint(0, 0), iconSize());
     picture.moveCenter(rect().center());
-    if (icon().isNull()) {
-        painter.setPen(QPen(QColor(0x7F, 0x86, 0x90), qMax(1, look::scaled(1, this))));
-        painter.drawRect(picture.adjusted(1, 1, -2, -2));
-    } else {
-        icon().paint(&painter, picture, Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
-    }
+    icon().paint(&painter, picture, Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
     if (hasFocus()) {
         painter.setPen(QPen(QColor(0x37, 0x9A, 0xF5), 2));
         painter.drawRect(rect().adjusted(1, 1, -1, -1));

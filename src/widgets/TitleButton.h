@@ -9,7 +9,7 @@ class TitleButton final : public QPushButton
     Q_OBJECT
 public:
     /// @param name what screen readers and the tool tip say
-    /// @param picture resource path; empty draws a frame (maximise)
+    /// @param picture resource path
     TitleButton(const QString &name, const QString &picture, QWidget *parent);
 
     QSize sizeHint() const override;

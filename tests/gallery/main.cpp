@@ -1,0 +1,155 @@
+// gallery --out DIR [--dpi N] [--only TEXT]: opens every registered scene and saves a picture of each, as NAME.png at 96
+// dpi and NAME@N.png at any other; then writes DIR/README.md, the index of all pictures that are there. Runs without a
+// display. Exit status: 0, or 1 when a picture could not be taken or written, or 2 for a wrong command line.
+#include "gallery/Gallery.h"
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QTextStream>
+#include <QWidget>
+#include <QWindow>
+#include <algorithm>
+#include <memory>
+
+namespace gallery {
+
+QVector<Scene> &scenes()
+{
+    static QVector<Scene> all;
+    return all;
+}
+
+} // namespace gallery
+
+using gallery::Scene;
+
+namespace {
+
+constexpr int DesignDpi = 96;
+constexpr int ShowTimeoutMs = 5000;
+
+QString fileName(const Scene &scene, int dpi)
+{
+    return dpi == DesignDpi ? QStringLiteral("%1.png").arg(scene.name)
+                            : QStringLiteral("%1@%2.png").arg(scene.name, QString::number(dpi));
+}
+
+QImage pictureOf(const Scene &scene)
+{
+    const std::unique_ptr<QWidget> widget(scene.make());
+    if (!widget)
+        return QImage();
+    if (!widget->focusWidget())
+        widget->setFocus(); // else the first button takes it
+    widget->show();
+    QElapsedTimer timer;
+    timer.start();
+    while (!(widget->windowHandle() && widget->windowHandle()->isExposed()) && timer.elapsed() < ShowTimeoutMs)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+    QImage image(widget->size() * widget->devicePixelRatioF(), QImage::Format_ARGB32);
+    image.setDevicePixelRatio(widget->devicePixelRatioF());
+    image.fill(Qt::transparent);
+    widget->render(&image, QPoint(), QRegion(), QWidget::DrawWindowBackground | QWidget::DrawChildren);
+    return image;
+}
+
+bool writePicture(const Scene &scene, const QDir &folder, int dpi)
+{
+    const QImage image = pictureOf(scene);
+    if (!image.isNull() && image.save(folder.filePath(fileName(scene, dpi)), "PNG", 0))
+        return true;
+    QTextStream(stderr) << "gallery: no picture of " << scene.name << '\n';
+    return false;
+}
+
+bool writeIndex(const QVector<Scene> &scenes, const QDir &folder)
+{
+    QFile file(folder.filePath(QStringLiteral("README.md")));
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    QTextStream out(&file);
+    out.setCodec("UTF-8");
+    out << "# Gallery\n\nEvery window and widget with fixed data, drawn by `gallery --out docs/gallery [--dpi N]`. "
+           "The picture shown is the one at 96 dpi; larger screens are linked.\n";
+    QString section;
+    for (const Scene &scene : scenes) {
+        const QString part = scene.name.section(QLatin1Char('-'), 0, 0);
+        if (part != section)
+            out << "\n## " << part << '\n';
+        section = part;
+        out << "\n### " << scene.name.section(QLatin1Char('-'), 1) << "\n\n" << scene.caption;
+        for (const int dpi : {120, 144, 192}) {
+            if (QFile::exists(folder.filePath(fileName(scene, dpi))))
+                out << QStringLiteral(" [%1](%2)").arg(QString::number(dpi), fileName(scene, dpi));
+        }
+        out << "\n\n![" << scene.name << "](" << fileName(scene, DesignDpi) << ")\n";
+    }
+    out.flush();
+    return out.status() == QTextStream::Ok;
+}
+
+// The platform without a display says of each window what it cannot do.
+void printUseful(QtMsgType, const QMessageLogContext &, const QString &text)
+{
+    if (!text.startsWith(QLatin1String("This plugin does not support")))
+        QTextStream(stderr) << text << '\n';
+}
+
+// The DPI and the platform are read when the application starts, so they are taken from the raw arguments.
+void prepareEnvironment(int argc, char **argv)
+{
+    QByteArray dpi = QByteArray::number(DesignDpi);
+    for (int i = 1; i < argc; i++) {
+        const QByteArray argument(argv[i]);
+        if (argument == "--dpi" && i + 1 < argc)
+            dpi = argv[i + 1];
+        else if (argument.startsWith("--dpi="))
+            dpi = argument.mid(6);
+    }
+    qputenv("QT_FONT_DPI", dpi);
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qEnvironmentVariableIsEmpty("FONTCONFIG_FILE"))
+        qputenv("FONTCONFIG_FILE", GALLERY_FONTS);
+    qputenv("QT_STYLE_OVERRIDE", "Fusion");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    prepareEnvironment(argc, argv);
+    qInstallMessageHandler(printUseful);
+    QApplication application(argc, argv);
+    application.setQuitOnLastWindowClosed(false);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Saves a picture of every window and widget."));
+    const QCommandLineOption out(QStringLiteral("out"), QStringLiteral("Folder for the pictures."),
+                                 QStringLiteral("DIR"));
+    const QCommandLineOption dpi(QStringLiteral("dpi"), QStringLiteral("Dots per inch, 48 to 480; 96 by default."),
+                                 QStringLiteral("N"), QString::number(DesignDpi));
+    const QCommandLineOption only(QStringLiteral("only"), QStringLiteral("Only scenes whose name contains this."),
+                                  QStringLiteral("TEXT"));
+    parser.addOptions({out, dpi, only});
+    parser.addHelpOption();
+    parser.process(application);
+    const int dots = parser.value(dpi).toInt();
+    if (!parser.isSet(out) || dots < 48 || dots > 480 || !QDir().mkpath(parser.value(out))) {
+        QTextStream(stderr) << "gallery: needs --out DIR, and --dpi between 48 and 480\n";
+        return 2;
+    }
+
+    QVector<Scene> scenes = gallery::scenes();
+    std::sort(scenes.begin(), scenes.end(), [](const Scene &a, const Scene &b) { return a.name < b.name; });
+    const QDir folder(parser.value(out));
+    bool good = true;
+    for (const Scene &scene : qAsConst(scenes)) {
+        if (scene.name.contains(parser.value(only)))
+            good = writePicture(scene, folder, dots) && good;
+    }
+    return writeIndex(scenes, folder) && good ? 0 : 1;
+}

@@ -1,0 +1,225 @@
+#include "gallery/Gallery.h"
+#include "widgets/AlignLabel.h"
+#include "widgets/CustomBtn.h"
+#include "widgets/CustomLineEdit.h"
+#include "widgets/CustomMessageBox.h"
+#include "widgets/CustomTitleBar.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/IconEditWidget.h"
+#include "widgets/Look.h"
+#include "widgets/QuestionMessageBox.h"
+#include "widgets/TimingMessageBox.h"
+#include <QMenu>
+#include <QVBoxLayout>
+
+namespace {
+
+QString title()
+{
+    return QStringLiteral("提示");
+}
+
+QString pageSheet()
+{
+    return QStringLiteral("#page{background-color:white;border:1px solid #D5D9DF;}") + look::buttons();
+}
+
+// A white page for widgets that are not windows.
+QWidget *page(int width)
+{
+    auto *page = new QWidget;
+    page->setObjectName(QStringLiteral("page"));
+    page->setAttribute(Qt::WA_StyledBackground);
+    page->setFixedWidth(look::scaled(width, page));
+    const int margin = look::scaled(16, page);
+    auto *column = new QVBoxLayout(page);
+    column->setContentsMargins(margin, margin, margin, margin);
+    column->setSpacing(margin);
+    return page;
+}
+
+QWidget *notice(eTipStatus status, const QString &text)
+{
+    return new CustomMessageBox(title(), text, status, nullptr);
+}
+
+QWidget *buttonRow(QWidget *parent, bool enabled)
+{
+    auto *row = new QWidget(parent);
+    auto *layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    const QList<QPair<QString, CCustomBtn::Tone>> all = {{QStringLiteral("全部忽略"), CCustomBtn::Grey},
+                                                         {QStringLiteral("软件管理"), CCustomBtn::Blue},
+                                                         {QStringLiteral("更新说明"), CCustomBtn::White},
+                                                         {QStringLiteral("忘记密码"), CCustomBtn::Link}};
+    for (const auto &one : all) {
+        auto *button = new CCustomBtn(one.first, one.second, row);
+        button->setMinimumSize(look::scaled(80, row), look::scaled(30, row));
+        button->setEnabled(enabled);
+        layout->addWidget(button);
+    }
+    return row;
+}
+
+} // namespace
+
+GALLERY_SCENE(widgets, MessageBoxNotice, "Plain notice.")
+{
+    return notice(eTipNormal, QStringLiteral("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
+}
+
+GALLERY_SCENE(widgets, MessageBoxError, "Error.")
+{
+    return notice(eTipError, QStringLiteral("账号不能为空!"));
+}
+
+GALLERY_SCENE(widgets, MessageBoxWarning, "Warning with line ends in the text.")
+{
+    return notice(
+        eTipWarning,
+        QStringLiteral(
+            "磁盘空间不足。\r\n还需要 512 MB 才能继续安装更新，请先清理磁盘上不再需要的文件。\r\n然后重试。"));
+}
+
+GALLERY_SCENE(widgets, MessageBoxSuccess, "Success.")
+{
+    return notice(eTipSuccess, QStringLiteral("发送成功，请查收!"));
+}
+
+GALLERY_SCENE(widgets, MessageBoxLink, "A link in the text.")
+{
+    return notice(eTipNormal, QStringLiteral("检测到您首次通过微信或QQ登录岚川云，请先前往<a style=\"color: #0C64EB;\" "
+                                             "href=\"https://user.example/\">岚川用户中心</a>绑定后再登录。"));
+}
+
+GALLERY_SCENE(widgets, MessageBoxLong, "A text that is taller than the box: it scrolls.")
+{
+    QString text;
+    for (int i = 1; i <= 40; i++)
+        text += QStringLiteral("第%1项更新已经下载完成，正在等待安装，请保持网络连接畅通。\r\n").arg(i);
+    return notice(eTipNormal, text);
+}
+
+GALLERY_SCENE(widgets, MessageBoxLongWord, "A long word and a long title do not widen the box.")
+{
+    return new CustomMessageBox(QStringLiteral("无法打开下载地址的详细说明以及处理办法建议汇总清单（第一部分）"),
+                                QStringLiteral("无法打开 https://download.example/") + QString(160, QLatin1Char('a')),
+                                eTipError, nullptr);
+}
+
+GALLERY_SCENE(widgets, MessageBoxFocus, "A box that the user asked for: the button has the focus.")
+{
+    auto *box = new CustomMessageBox(title(), QStringLiteral("操作已完成。"), eTipNormal, nullptr);
+    box->setOrigin(eBoxOrigin::AskedFor);
+    return box;
+}
+
+GALLERY_SCENE(widgets, Question, "Question with the standard buttons.")
+{
+    return new QuestionMessageBox(title(), QStringLiteral("确定要取消升级吗？"), nullptr);
+}
+
+GALLERY_SCENE(widgets, QuestionOwnButtons, "Question with its own button texts.")
+{
+    auto *box = new QuestionMessageBox(
+        title(),
+        QStringLiteral(
+            "检测到软件进程“岚川设计”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。"),
+        nullptr);
+    box->SetButtonText(QStringLiteral("立即升级"), QStringLiteral("重试"));
+    return box;
+}
+
+GALLERY_SCENE(widgets, Timing, "Notice that closes itself.")
+{
+    return new CTimingMessageBox(QStringLiteral("已复制到剪贴板"), 60000, nullptr);
+}
+
+GALLERY_SCENE(widgets, TimingLong, "The same with a text wider than it may be.")
+{
+    return new CTimingMessageBox(QStringLiteral("补丁已经安装完成，下次启动软件时生效。").repeated(9), 60000, nullptr);
+}
+
+GALLERY_SCENE(widgets, TitleBar, "Title bar with all three buttons.")
+{
+    QWidget *ground = page(420);
+    auto *bar = new CustomTitleBar(ground);
+    bar->setFixedHeight(look::scaled(35, ground));
+    bar->SetTitleLogo(QStringLiteral(":/images/images/upgrade_logo.svg"));
+    bar->SetTitleText(QStringLiteral("在线升级"));
+    bar->SetTitleStyleSheet(QStringLiteral("color:#0e52a4;"));
+    bar->addStretch(1);
+    bar->AddMinumButton();
+    bar->AddMaxumButton();
+    bar->AddCloseButton();
+    ground->layout()->addWidget(bar);
+    ground->setStyleSheet(pageSheet() + look::titleBand(QStringLiteral("#f1f8fe"), QStringLiteral("#EBEBEB")));
+    return ground;
+}
+
+GALLERY_SCENE(widgets, TitleBarLogin, "Title bar of the sign-in window, with a title too long for it.")
+{
+    QWidget *ground = page(420);
+    auto *bar = new CustomTitleBar(ground);
+    bar->setFixedHeight(look::scaled(40, ground));
+    bar->SetLoginTitleLogo(QStringLiteral(":/images/images/logo3.ico"));
+    bar->SetLoginTitleText(QStringLiteral("岚川云账号登录").repeated(5));
+    bar->addStretch(1);
+    bar->AddCloseButton();
+    ground->layout()->addWidget(bar);
+    ground->setStyleSheet(pageSheet());
+    return ground;
+}
+
+GALLERY_SCENE(widgets, Buttons, "Buttons in their four tones, enabled and disabled.")
+{
+    QWidget *ground = page(420);
+    ground->layout()->addWidget(buttonRow(ground, true));
+    ground->layout()->addWidget(buttonRow(ground, false));
+    ground->setStyleSheet(pageSheet());
+    return ground;
+}
+
+GALLERY_SCENE(widgets, Edits, "Edit fields: plain, with icon and button, masked.")
+{
+    QWidget *ground = page(320);
+    auto *plain = new CCustomLineEdit(ground);
+    plain->setFixedHeight(look::scaled(32, ground));
+    plain->setPlaceholderText(QStringLiteral("请输入账号"));
+    auto *phone = new CIconEditWidget(ground);
+    phone->setPrefixIcon(QStringLiteral(":/images/images/phone.svg"));
+    phone->lineEdit()->setPlaceholderText(QStringLiteral("请输入手机号"));
+    auto *password = new CIconEditWidget(ground);
+    password->setPrefixIcon(QStringLiteral(":/images/images/lock.svg"));
+    password->setSuffixIconPath(QStringLiteral(":/images/images/closeEye.svg"));
+    password->lineEdit()->setPasswordField(true);
+    password->lineEdit()->setText(QStringLiteral("geheim-1234"));
+    for (QWidget *edit :
+         {static_cast<QWidget *>(plain), static_cast<QWidget *>(phone), static_cast<QWidget *>(password)})
+        ground->layout()->addWidget(edit);
+    ground->setStyleSheet(pageSheet() + look::lineEdit(QStringLiteral("#page>QLineEdit")));
+    return ground;
+}
+
+GALLERY_SCENE(widgets, EditMenu, "The edit fields' menu.")
+{
+    static CCustomLineEdit edit;
+    edit.setText(QStringLiteral("岚川"));
+    edit.selectAll();
+    return edit.CreateRightClickMenu();
+}
+
+GALLERY_SCENE(widgets, AlignLabels, "Rows of label and value; a long value is elided.")
+{
+    QWidget *ground = page(360);
+    const QList<CAlignLabel *> rows = {
+        new CAlignLabel(QStringLiteral("软件名称："), QStringLiteral("岚川设计"), ground),
+        new CAlignLabel(QStringLiteral("版本："), QStringLiteral("3.2.1.1045"), ground),
+        new CAlignLabel(QStringLiteral("安装位置："), QStringLiteral("/opt/lanchuan/design/很长的目录/").repeated(4),
+                        ground)};
+    for (CAlignLabel *row : rows)
+        ground->layout()->addWidget(row);
+    CAlignLabel::align(rows);
+    ground->setStyleSheet(pageSheet());
+    return ground;
+}
