@@ -1,0 +1,13 @@
+#!/bin/bash
+# scripts/bench.sh [GROUP...]: builds the release preset and prints the figures of bench/figures (all groups, or those
+# named) as one table, measured side by side with their references on a private desktop. Nothing else should run meanwhile.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+scripts/install-deps.sh build run test bench
+mkdir -p build
+cmake --preset release -DTARN_BENCH=ON >build/configure-release.log 2>&1 || {
+    cat build/configure-release.log
+    exit 1
+}
+cmake --build --preset release -j "$(nproc)" >&2
+tests/support/with-x.sh -s 1600x900x24 -- bench/run.py "$@"
