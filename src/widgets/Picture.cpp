@@ -7,8 +7,8 @@
 namespace picture {
 namespace {
 
-constexpr qint64 MaxFileBytes = 64 * 1024 * 1024;
-constexpr qint64 MaxPixels = 40 * 1000 * 1000; // 160 MB decoded
+constexpr qint64 MaxFileBytes = qint64{64} * 1024 * 1024;
+constexpr qint64 MaxPixels = qint64{40} * 1000 * 1000; // 160 MB decoded
 
 QPixmap loadFile(const QString &path, const QSize &pixels)
 {
