@@ -1,0 +1,168 @@
+#include "e2e/Popup.h"
+#include "e2e/Session.h"
+#include "support/XInput.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTest>
+
+#include <csignal>
+
+namespace {
+
+constexpr int PanelHeight = 40;
+const QString Link = QStringLiteral("https://example.com/notice?id=7&x=%E5%80%BC");
+
+QJsonObject message(const Session &session, const QString &id)
+{
+    const Session::Result list =
+        session.tarnctl({QStringLiteral("message"), QStringLiteral("list"), QStringLiteral("--json")});
+    for (const QJsonValue &value : list.json().toArray()) {
+        if (value.toObject().value(QStringLiteral("MsgId")).toString() == id)
+            return value.toObject();
+    }
+    return {};
+}
+
+} // namespace
+
+// The whole way with real processes and a real mouse: a message is pushed, the service has it shown, the user answers.
+class TestMainJob final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanup();
+    void popupStandsInTheCorner();
+    void linkIsOpenedAndReported();
+    void closeButtonClosesAndTheHostLivesOn();
+    void secondNoticeReplacesAfterAPause();
+    void killedServiceComesBackUnderAStandingPopup();
+    void cleanupTestCase();
+
+private:
+    Session m_session;
+    QProcess m_panel;
+    XInput m_input;
+};
+
+void TestMainJob::initTestCase()
+{
+    m_panel.start(QStringLiteral(TARN_SUPPORT_DIR "/dock.py"),
+                  {QStringLiteral("bottom"), QString::number(PanelHeight)});
+    QVERIFY(m_panel.waitForReadyRead(20000));
+    QTRY_COMPARE(xclients::workArea().height(), 1080 - PanelHeight);
+    QVERIFY(m_input.isValid());
+    QVERIFY(m_session.startHost());
+    QVERIFY2(m_session.waitReady(), qPrintable(m_session.hostLog()));
+}
+
+void TestMainJob::cleanup()
+{
+    const XClient left = xclients::byRole(popup::Role);
+    if (left.isNull())
+        return;
+    xclients::requestClose(left.id);
+    QVERIFY(popup::waitGone(left.id));
+}
+
+void TestMainJob::popupStandsInTheCorner()
+{
+    QVERIFY(
+        !m_session
+             .push({QStringLiteral("--title"), QStringLiteral("更新提醒"), QStringLiteral("--content"),
+                    QStringLiteral("岚川软件平台有新的可用版本。"), QStringLiteral("--unread"), QStringLiteral("3")})
+             .isEmpty());
+    const XClient window = popup::waitFor();
+    QVERIFY(!window.isNull());
+    const QRect area = xclients::workArea();
+    QCOMPARE(window.geometry.left() + window.geometry.width(), area.right() - 10);
+    QCOMPARE(window.geometry.top() + window.geometry.height(), area.bottom() - 10);
+    QCOMPARE(window.geometry.width(), 400);
+    QVERIFY(window.geometry.height() > 60 && window.geometry.height() <= 400);
+    QVERIFY(!window.title.isEmpty());
+    QCOMPARE(window.instance, QStringLiteral("visualized-host"));
+    QCOMPARE(m_session.pids(QStringLiteral("visualized-host")), QVector<qint64>{window.pid});
+}
+
+void TestMainJob::linkIsOpenedAndReported()
+{
+    const QString id =
+        m_session.push({QStringLiteral("--title"), QStringLiteral("系统维护通知"), QStringLiteral("--content"),
+                        QStringLiteral("今晚维护。"), QStringLiteral("--link"), Link, QStringLiteral("--link-text"),
+                        QStringLiteral("查看详情")});
+    const XClient window = popup::waitFor();
+    QVERIFY(!window.isNull());
+    QVERIFY(message(m_session, id).value(QStringLiteral("receipts")).toArray().isEmpty());
+    const QPoint link = popup::linkAt(window);
+    QVERIFY(!link.isNull());
+    m_input.click(link.x(), link.y());
+    QTRY_COMPARE_WITH_TIMEOUT(m_session.openedLinks(), QStringList{Link}, 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(message(m_session, id).value(QStringLiteral("receipts")).toArray().size(), 1, 20000);
+}
+
+void TestMainJob::closeButtonClosesAndTheHostLivesOn()
+{
+    m_session.push(
+        {QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"), QStringLiteral("正文")});
+    const XClient window = popup::waitFor();
+    QVERIFY(!window.isNull());
+    const QPoint button = popup::closeButtonAt(window);
+    m_input.click(button.x(), button.y());
+    QVERIFY(popup::waitGone(window.id));
+    QVERIFY(m_session.hostRuns());
+    QCOMPARE(m_session.tarnctl({QStringLiteral("status")}).exitCode, 0);
+}
+
+void TestMainJob::secondNoticeReplacesAfterAPause()
+{
+    m_session.push(
+        {QStringLiteral("--title"), QStringLiteral("第一条"), QStringLiteral("--content"), QStringLiteral("正文")});
+    const XClient first = popup::waitFor();
+    QVERIFY(!first.isNull());
+
+    QElapsedTimer sinceCall;
+    sinceCall.start();
+    m_session.push(
+        {QStringLiteral("--title"), QStringLiteral("第二条"), QStringLiteral("--content"), QStringLiteral("正文")});
+    // The pause holds up the windows, not the calls: an answer is there before the new window is.
+    const Session::Result state =
+        m_session.tarnctl({QStringLiteral("call"), QStringLiteral("QueryYunLoginDialogState")});
+    QCOMPARE(state.exitCode, 0);
+    QVERIFY(xclients::byRole(popup::Role, first.id).isNull());
+
+    const XClient second = popup::waitFor(first.id);
+    QVERIFY(!second.isNull());
+    QVERIFY(sinceCall.elapsed() >= 2000);
+    QVERIFY(popup::waitGone(first.id));
+}
+
+void TestMainJob::killedServiceComesBackUnderAStandingPopup()
+{
+    const QString id = m_session.push({QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"),
+                                       QStringLiteral("正文"), QStringLiteral("--link"), Link,
+                                       QStringLiteral("--link-text"), QStringLiteral("查看详情")});
+    const XClient window = popup::waitFor();
+    QVERIFY(!window.isNull());
+    const QVector<qint64> killed = m_session.pids(QStringLiteral("tarn-services"));
+    QCOMPARE(m_session.signalAll(QStringLiteral("tarn-services"), SIGKILL), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_session.pids(QStringLiteral("tarn-services")).isEmpty() &&
+                                 m_session.pids(QStringLiteral("tarn-services")) != killed,
+                             20000);
+    QVERIFY(m_session.waitReady());
+    QVERIFY(!message(m_session, id).isEmpty()); // what was stored is still there
+
+    const QPoint link = popup::linkAt(window);
+    m_input.click(link.x(), link.y());
+    QTRY_COMPARE_WITH_TIMEOUT(message(m_session, id).value(QStringLiteral("receipts")).toArray().size(), 1, 20000);
+}
+
+void TestMainJob::cleanupTestCase()
+{
+    m_panel.kill();
+    m_panel.waitForFinished();
+}
+
+QTEST_GUILESS_MAIN(TestMainJob)
+#include "tst_main_job.moc"

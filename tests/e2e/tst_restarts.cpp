@@ -1,0 +1,140 @@
+#include "e2e/Popup.h"
+#include "e2e/Session.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <csignal>
+
+namespace {
+
+const QString Host = QStringLiteral("visualized-host");
+const QString Hub = QStringLiteral("ServiceHub");
+const QString Services = QStringLiteral("tarn-services");
+constexpr int BackMs = 5000;
+
+QStringList sockets(const Session &session)
+{
+    return QDir(session.runtimeDir() + QStringLiteral("/tarn")).entryList(QDir::System | QDir::Files);
+}
+
+} // namespace
+
+// Processes that die and come again, in every order; nobody restarts the host to make it callable.
+class TestRestarts final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void hubKilledAndStartedAgain();
+    void everythingKilledAndStartedAgain();
+    void callersThatDieInMidCall();
+    void terminatedHostLeavesNothing();
+};
+
+void TestRestarts::hubKilledAndStartedAgain()
+{
+    Session session;
+    QVERIFY(session.startHost());
+    QVERIFY(session.waitReady());
+    const QVector<qint64> host = session.pids(Host);
+
+    QCOMPARE(session.signalAll(Hub, SIGKILL), 1);
+    QTRY_VERIFY(session.pids(Hub).isEmpty());
+    QCOMPARE(session.tarnctl({QStringLiteral("call"), QStringLiteral("QueryYunLoginDialogState")}).exitCode, 3);
+    QProcess hub;
+    QVERIFY(session.startHub(&hub));
+    const QStringList call = {QStringLiteral("call"), QStringLiteral("QueryYunLoginDialogState")};
+    QTRY_COMPARE_WITH_TIMEOUT(session.tarnctl(call).exitCode, 0, BackMs);
+    QVERIFY(session.waitReady()); // the services as well
+    QCOMPARE(session.pids(Host), host);
+    QCOMPARE(session.pids(Services).size(), 1);
+
+    QVERIFY(!session
+                 .push({QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"),
+                        QStringLiteral("正文")})
+                 .isEmpty());
+    QVERIFY(!popup::waitFor().isNull());
+    QCOMPARE(session.stopHost(), 0);
+    hub.terminate();
+    QVERIFY(hub.waitForFinished(15000));
+    QCOMPARE(hub.exitCode(), 0);
+    QTRY_VERIFY(session.pids(Services).isEmpty());
+}
+
+// What the killed processes left (port segment, sockets, database) misleads nobody.
+void TestRestarts::everythingKilledAndStartedAgain()
+{
+    Session session;
+    QVERIFY(session.startHost());
+    QVERIFY(session.waitReady());
+    QVERIFY(!session
+                 .push({QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"),
+                        QStringLiteral("正文")})
+                 .isEmpty());
+    const QByteArray before =
+        session.tarnctl({QStringLiteral("message"), QStringLiteral("list"), QStringLiteral("--json")}).output;
+    for (const QString &program : {Host, Hub, Services})
+        session.signalAll(program, SIGKILL);
+    QTRY_VERIFY(session.pids(Host).isEmpty() && session.pids(Hub).isEmpty() && session.pids(Services).isEmpty());
+
+    QTRY_VERIFY(!session.hostRuns());
+    QVERIFY(session.startHost());
+    QVERIFY2(session.waitReady(), qPrintable(session.hostLog()));
+    const QByteArray after =
+        session.tarnctl({QStringLiteral("message"), QStringLiteral("list"), QStringLiteral("--json")}).output;
+    QCOMPARE(after, before);
+    QCOMPARE(session.stopHost(), 0);
+}
+
+void TestRestarts::callersThatDieInMidCall()
+{
+    Session session;
+    QVERIFY(session.startHost());
+    QVERIFY(session.waitReady());
+    const QVector<qint64> host = session.pids(Host);
+    // Killed at a later point each time: before, in and after the call.
+    for (int i = 0; i < 24; ++i) {
+        QProcess caller;
+        caller.setProcessEnvironment(session.environment());
+        caller.start(session.bin() + QStringLiteral("/tarnctl"),
+                     {QStringLiteral("call"), QStringLiteral("ShowNotifyMessage"), QStringLiteral("{\"MsgId\":\"\"}")});
+        QVERIFY(caller.waitForStarted());
+        caller.waitForFinished(3 * i);
+        caller.kill();
+        caller.waitForFinished();
+    }
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(session.tarnctl({QStringLiteral("status")}).exitCode, 0);
+    QVERIFY(timer.elapsed() < BackMs);
+    QCOMPARE(session.pids(Host), host);
+    QCOMPARE(session.stopHost(), 0);
+}
+
+void TestRestarts::terminatedHostLeavesNothing()
+{
+    Session session;
+    QVERIFY(session.startHost());
+    QVERIFY(session.waitReady());
+    session.push(
+        {QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"), QStringLiteral("正文")});
+    const XClient window = popup::waitFor();
+    QVERIFY(!window.isNull());
+    const int withHost = sockets(session).size();
+
+    QCOMPARE(session.stopHost(), 0);
+    QVERIFY(popup::waitGone(window.id));
+    QVERIFY(session.pids(Host).isEmpty());
+    QVERIFY(sockets(session).size() < withHost);
+    QCOMPARE(session.tarnctl({QStringLiteral("call"), QStringLiteral("QueryYunLoginDialogState")}).exitCode, 3);
+
+    // The hub and the services belong to the platform and stay; ended, they leave nothing either.
+    QCOMPARE(session.pids(Services).size(), 1);
+    session.signalAll(Hub, SIGTERM);
+    QTRY_VERIFY_WITH_TIMEOUT(session.pids(Hub).isEmpty() && session.pids(Services).isEmpty(), 15000);
+    QTRY_COMPARE(sockets(session), QStringList());
+}
+
+QTEST_GUILESS_MAIN(TestRestarts)
+#include "tst_restarts.moc"
