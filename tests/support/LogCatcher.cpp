@@ -1,0 +1,68 @@
+#include "LogCatcher.h"
+
+#include <QMutexLocker>
+
+namespace {
+QBasicMutex s_mutex; // a line of another thread can be on its way when the catcher goes
+LogCatcher *s_catcher = nullptr;
+} // namespace
+
+LogCatcher::LogCatcher()
+{
+    {
+        const QMutexLocker lock(&s_mutex);
+        Q_ASSERT(!s_catcher);
+        s_catcher = this;
+    }
+    m_previous = qInstallMessageHandler(take);
+}
+
+LogCatcher::~LogCatcher()
+{
+    qInstallMessageHandler(m_previous);
+    const QMutexLocker lock(&s_mutex);
+    s_catcher = nullptr;
+}
+
+void LogCatcher::take(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    QtMessageHandler next = nullptr;
+    {
+        const QMutexLocker lock(&s_mutex);
+        if (!s_catcher)
+            return;
+        next = s_catcher->m_previous;
+        const QMutexLocker linesLock(&s_catcher->m_mutex);
+        s_catcher->m_lines.append({type, text, QString::fromUtf8(context.function), QString::fromUtf8(context.file),
+                                   QString::fromUtf8(context.category)});
+    }
+    if (next)
+        next(type, context, text);
+}
+
+QVector<LogCatcher::Line> LogCatcher::lines() const
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_lines;
+}
+
+QStringList LogCatcher::texts(QtMsgType type) const
+{
+    QStringList found;
+    for (const Line &line : lines()) {
+        if (line.type == type && line.file == QLatin1String("libTARN.VisualizedService.so"))
+            found.append(line.text);
+    }
+    return found;
+}
+
+int LogCatcher::count(QtMsgType type, const QString &text) const
+{
+    return texts(type).count(text);
+}
+
+void LogCatcher::clear()
+{
+    const QMutexLocker lock(&m_mutex);
+    m_lines.clear();
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QMutex>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+// Records everything that is logged while it lives, from any thread. One at a time; what was installed before comes back
+// afterwards. Lines are also printed, so that a failing test shows them.
+class LogCatcher final
+{
+public:
+    struct Line
+    {
+        QtMsgType type;
+        QString text;
+        QString function; // as the log's function field carries it
+        QString file;
+        QString category;
+    };
+
+    LogCatcher();
+    ~LogCatcher();
+    LogCatcher(const LogCatcher &) = delete;
+    LogCatcher &operator=(const LogCatcher &) = delete;
+
+    QVector<Line> lines() const;
+    // Only those of the library under test: lines of Qt's own are left out.
+    QStringList texts(QtMsgType type) const;
+    int count(QtMsgType type, const QString &text) const; // lines of exactly this text
+    bool has(QtMsgType type, const QString &text) const { return count(type, text) > 0; }
+    void clear();
+
+private:
+    static void take(QtMsgType type, const QMessageLogContext &context, const QString &text);
+
+    mutable QMutex m_mutex;
+    QVector<Line> m_lines;
+    QtMessageHandler m_previous = nullptr;
+};
