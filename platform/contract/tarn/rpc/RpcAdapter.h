@@ -1,5 +1,6 @@
 #pragma once
 #include "tarn/Export.h"
+#include "tarn/rpc/Bag.h"
 #include <QString>
 #include <any>
 #include <memory>
@@ -23,11 +24,18 @@ public:
     /// @return false for an unknown interface, another type inside object, an empty or used tag, or an RPC core that
     ///         is not initialised; see getRpcLastError()
     bool add(const std::any &object, const QString &interfaceName, const QString &tag);
-    bool active();   ///< opens the endpoint and registers the objects with the hub; calls arrive from now on
-    bool unactive(); ///< withdraws the objects; waits until the calls that run have ended
-    bool remove(const QString &tag);
+    /// Opens the endpoint and registers the objects with the hub; calls arrive from now on.
+    /// @return false with NoHub: no hub at present, the adapter is active and registers as soon as there is one; with
+    ///         InvalidArgument: another live process holds a tag, the adapter is not active; see getRpcLastError()
+    bool active();
+    /// Withdraws the objects and waits until the calls that run have ended; called from one of them, it waits for the
+    /// others.
+    bool unactive();
+    bool remove(const QString &tag); ///< false when there is no such object; a running call still ends well
 
 private:
+    friend TARN_RPC_EXPORT ObjectRef bindCallback(RpcAdapter &adapter, const std::any &object,
+                                                  const QString &interfaceName);
     std::unique_ptr<Private> d;
 };
 

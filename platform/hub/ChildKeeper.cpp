@@ -1,0 +1,93 @@
+#include "ChildKeeper.h"
+#include <QFileInfo>
+#include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int FirstPauseMs = 100;
+constexpr int LongestPauseMs = 10000;
+constexpr int SteadyMs = 10000; // a program that ran that long starts again without a long pause
+constexpr int StopMs = 5000;
+
+/// Dies with the hub, however the hub goes.
+class BoundProcess final : public QProcess
+{
+public:
+    explicit BoundProcess(QObject *parent)
+        : QProcess(parent)
+        , m_parent(::getpid())
+    {
+    }
+
+protected:
+    void setupChildProcess() override // between fork and exec
+    {
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() != m_parent)
+            ::_exit(1); // the hub went before the line above
+    }
+
+private:
+    const pid_t m_parent;
+};
+
+} // namespace
+
+ChildKeeper::ChildKeeper(const QString &program, QObject *parent)
+    : QObject(parent)
+    , m_program(program)
+{
+    m_pause.setSingleShot(true);
+    connect(&m_pause, &QTimer::timeout, this, &ChildKeeper::run);
+}
+
+ChildKeeper::~ChildKeeper()
+{
+    m_stopping = true;
+    if (!m_process || m_process->state() == QProcess::NotRunning)
+        return;
+    m_process->terminate();
+    if (m_process->waitForFinished(StopMs))
+        return;
+    qWarning("%s does not end, it is killed", qUtf8Printable(m_program));
+    m_process->kill();
+    m_process->waitForFinished(StopMs);
+}
+
+void ChildKeeper::start()
+{
+    if (QFileInfo(m_program).isExecutable())
+        run();
+    else
+        qWarning("%s does not exist, the hub goes on without it", qUtf8Printable(m_program));
+}
+
+void ChildKeeper::run()
+{
+    if (!m_process) {
+        m_process = new BoundProcess(this);
+        m_process->setProcessChannelMode(QProcess::ForwardedChannels);
+        m_process->setStandardInputFile(QProcess::nullDevice());
+        m_process->setProgram(m_program);
+        m_process->setWorkingDirectory(QFileInfo(m_program).absolutePath());
+        connect(m_process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this, &ChildKeeper::OnEnded);
+        connect(m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+            if (error == QProcess::FailedToStart)
+                OnEnded();
+        });
+    }
+    m_lifetime.start();
+    m_process->start();
+}
+
+void ChildKeeper::OnEnded()
+{
+    if (m_stopping)
+        return;
+    m_pauseMs = m_lifetime.elapsed() > SteadyMs || m_pauseMs == 0 ? FirstPauseMs : qMin(2 * m_pauseMs, LongestPauseMs);
+    qWarning("%s has ended (%s), next start in %d ms", qUtf8Printable(m_program),
+             qUtf8Printable(m_process->errorString()), m_pauseMs);
+    m_pause.start(m_pauseMs);
+}

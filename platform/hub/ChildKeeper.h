@@ -1,0 +1,28 @@
+#pragma once
+#include <QElapsedTimer>
+#include <QObject>
+#include <QProcess>
+#include <QTimer>
+
+/// Runs one program for as long as the hub lives and starts it again when it ends, after a pause that grows from 100 ms
+/// to 10 s while it keeps ending at once. Main thread.
+class ChildKeeper final : public QObject
+{
+    Q_OBJECT
+public:
+    explicit ChildKeeper(const QString &program, QObject *parent = nullptr);
+    ~ChildKeeper() override; ///< ends the program: SIGTERM, after five seconds SIGKILL
+
+    void start(); ///< no such program: a warning, nothing else
+
+private:
+    void OnEnded();
+    void run();
+
+    const QString m_program;
+    QProcess *m_process = nullptr;
+    QTimer m_pause;
+    QElapsedTimer m_lifetime;
+    int m_pauseMs = 0;
+    bool m_stopping = false;
+};

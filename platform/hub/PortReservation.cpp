@@ -1,0 +1,116 @@
+#include "PortReservation.h"
+#include "tarn/hub/HubKeys.h"
+#include "tarn/rpc/RuntimeDir.h"
+#include <QFile>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+PortReservation::PortReservation()
+    : m_segment(tarn::hub::PortSegmentKey)
+{
+}
+
+PortReservation::~PortReservation()
+{
+    if (m_segment.isAttached()) {
+        write(QByteArray()); // for whoever keeps it attached
+        m_segment.detach();
+    }
+    if (m_socket >= 0)
+        ::close(m_socket);
+    if (m_lock >= 0)
+        ::close(m_lock);
+}
+
+bool PortReservation::reserve(QString *error)
+{
+    if (!lock(error))
+        return false;
+    const quint16 last = rememberedPort();
+    if ((last == 0 || !bindPort(last)) && !bindPort(0)) {
+        *error = QStringLiteral("no port can be reserved: %1").arg(qt_error_string(errno));
+        return false;
+    }
+    remember();
+    return true;
+}
+
+bool PortReservation::lock(QString *error)
+{
+    const QString dir = tarn::rpc::runtimeDir(error);
+    if (dir.isEmpty())
+        return false;
+    const QString path = dir + QStringLiteral("/hub.lock");
+    m_lock = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (m_lock < 0) {
+        *error = QStringLiteral("%1 cannot be opened: %2").arg(path, qt_error_string(errno));
+        return false;
+    }
+    if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
+        *error = errno == EWOULDBLOCK ? QStringLiteral("another hub runs in %1").arg(dir)
+                                      : QStringLiteral("%1 cannot be locked: %2").arg(path, qt_error_string(errno));
+        return false;
+    }
+    return true;
+}
+
+quint16 PortReservation::rememberedPort() const
+{
+    char text[16] = {};
+    const ssize_t size = ::pread(m_lock, text, sizeof(text) - 1, 0);
+    return size > 0 ? QByteArray(text).trimmed().toUShort() : 0;
+}
+
+void PortReservation::remember() const
+{
+    const QByteArray text = QByteArray::number(m_port) + '\n';
+    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.constData(), static_cast<size_t>(text.size()), 0) < 0)
+        qWarning("the port cannot be remembered: %s", std::strerror(errno));
+}
+
+/// Bound and never listened on: nobody can connect, and no other program gets the number.
+bool PortReservation::bindPort(quint16 wanted)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(wanted);
+    socklen_t size = sizeof(address);
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    if (::bind(fd, generic, size) != 0 || ::getsockname(fd, generic, &size) != 0) {
+        ::close(fd);
+        return false;
+    }
+    m_socket = fd;
+    m_port = ntohs(address.sin_port);
+    return true;
+}
+
+bool PortReservation::publish(QString *error)
+{
+    const bool created = m_segment.create(tarn::hub::PortSegmentSize);
+    const bool taken = !created && m_segment.error() == QSharedMemory::AlreadyExists && m_segment.attach() &&
+                       m_segment.size() >= tarn::hub::PortSegmentSize;
+    if ((created || taken) && write(QByteArray::number(m_port)))
+        return true;
+    *error = QStringLiteral("the port cannot be published: %1").arg(m_segment.errorString());
+    return false;
+}
+
+bool PortReservation::write(const QByteArray &text)
+{
+    if (!m_segment.lock())
+        return false;
+    auto *bytes = static_cast<char *>(m_segment.data());
+    std::memset(bytes, 0, tarn::hub::PortSegmentSize);
+    std::memcpy(bytes, text.constData(), static_cast<size_t>(text.size()));
+    return m_segment.unlock();
+}

@@ -1,0 +1,122 @@
+#include "CallService.h"
+#include "Bytes.h"
+#include "Log.h"
+#include <chrono>
+#include <grpcpp/support/server_callback.h>
+
+namespace tarn::rpc {
+namespace {
+
+grpc::Status refusal(grpc::StatusCode code, const QString &text)
+{
+    trace(QStringLiteral("call refused: %1").arg(text));
+    return {code, text.left(1000).toStdString()};
+}
+
+/// The object's own answer; whatever it throws becomes a refusal.
+CallResult invoke(IInvocable &object, const Request &request, const ICallContext &context)
+{
+    CallResult failed;
+    try {
+        return object.invoke(request.method, request.input, context);
+    } catch (const std::exception &e) {
+        failed.errorText = QStringLiteral("%1 failed: %2").arg(request.method, QString::fromUtf8(e.what()));
+    } catch (...) {
+        failed.errorText = QStringLiteral("%1 failed").arg(request.method);
+    }
+    warn(QStringLiteral("exception in a call: %1").arg(failed.errorText));
+    return failed;
+}
+
+} // namespace
+
+/// One call from its arrival to its answer; deletes itself when gRPC has done with it.
+class CallService::Running final : public grpc::ServerUnaryReactor, public QRunnable, public ICallContext
+{
+public:
+    Running(const CallService &service, grpc::CallbackServerContext *context, const grpc::ByteBuffer *in,
+            grpc::ByteBuffer *out)
+        : m_service(service)
+        , m_context(context)
+        , m_in(in)
+        , m_out(out)
+    {
+        setAutoDelete(false);
+        if (!m_service.m_workers.start(this))
+            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
+    }
+
+    bool isCancelled() const override
+    {
+        return m_cancelled || m_context->deadline() < std::chrono::system_clock::now();
+    }
+    void run() override
+    {
+        m_service.m_workers.taken();
+        Finish(isCancelled() ? grpc::Status::CANCELLED : m_service.answer(*this, *m_in, m_out));
+    }
+    void OnCancel() override { m_cancelled = true; }
+    void OnDone() override { delete this; }
+
+private:
+    const CallService &m_service;
+    grpc::CallbackServerContext *const m_context;
+    const grpc::ByteBuffer *const m_in;
+    grpc::ByteBuffer *const m_out;
+    std::atomic_bool m_cancelled = false;
+};
+
+CallService::CallService(std::shared_ptr<const ServantTable> servants, WorkerPool &workers, quint64 epoch)
+    : m_servants(std::move(servants))
+    , m_workers(workers)
+    , m_epoch(epoch)
+{
+}
+
+grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
+                                            grpc::ByteBuffer *response)
+{
+    return new Running(*this, context, request, response);
+}
+
+grpc::Status CallService::answer(const ICallContext &context, const grpc::ByteBuffer &in, grpc::ByteBuffer *out) const
+{
+    Request request;
+    Response response;
+    QString error;
+    if (!fromBytes(in, &request, &error))
+        return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
+    const grpc::Status status = perform(request, context, &response);
+    if (!status.ok())
+        return status;
+    if (!toBytes<v1::CallResponse>(response, out, &error))
+        return refusal(grpc::StatusCode::INTERNAL,
+                       QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
+    return grpc::Status::OK;
+}
+
+grpc::Status CallService::perform(const Request &request, const ICallContext &context, Response *response) const
+{
+    if (request.epoch != 0 && request.epoch != m_epoch)
+        return refusal(grpc::StatusCode::FAILED_PRECONDITION, QStringLiteral("the object's process has gone"));
+    const Servant servant = m_servants->find(request.object);
+    if (!servant.object)
+        return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("no object \"%1\"").arg(request.object.left(200)));
+    if (servant.interfaceName != request.interfaceName)
+        return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" has no interface \"%2\"")
+                                                        .arg(servant.tag, request.interfaceName.left(200)));
+    const CallGate::Pass pass(servant.gate);
+    if (!pass.entered())
+        return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" is withdrawn").arg(servant.tag));
+    trace(QStringLiteral("%1.%2").arg(servant.tag, request.method));
+    CallResult result = invoke(*servant.object, request, context);
+    if (result.error.code == RpcError::NotFound)
+        return refusal(grpc::StatusCode::UNIMPLEMENTED,
+                       QStringLiteral("%1 has no method \"%2\"").arg(servant.interfaceName, request.method.left(200)));
+    if (result.error.code != RpcError::None)
+        return refusal(grpc::StatusCode::INTERNAL, QString::fromStdString(result.error.message));
+    *response = {result.accepted, result.retCode, result.errorText, std::move(result.output)};
+    return grpc::Status::OK;
+}
+
+} // namespace tarn::rpc

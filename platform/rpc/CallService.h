@@ -1,0 +1,26 @@
+#pragma once
+#include "Servants.h"
+#include "WorkerPool.h"
+#include "tarn/v1/invoker.grpc.pb.h"
+
+namespace tarn::rpc {
+
+/// The Invoker service of a process. gRPC's threads only queue a call; a worker reads it, carries it out and answers.
+class CallService final : public v1::Invoker::WithRawCallbackMethod_Call<v1::Invoker::Service>
+{
+public:
+    CallService(std::shared_ptr<const ServantTable> servants, WorkerPool &workers, quint64 epoch);
+    grpc::ServerUnaryReactor *Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
+                                   grpc::ByteBuffer *response) override;
+
+private:
+    class Running;
+    grpc::Status answer(const ICallContext &context, const grpc::ByteBuffer &in, grpc::ByteBuffer *out) const;
+    grpc::Status perform(const Request &request, const ICallContext &context, Response *response) const;
+
+    const std::shared_ptr<const ServantTable> m_servants;
+    WorkerPool &m_workers;
+    const quint64 m_epoch;
+};
+
+} // namespace tarn::rpc

@@ -1,0 +1,142 @@
+#include "Channels.h"
+#include "LastError.h"
+#include "tarn/rpc/RuntimeDir.h"
+#include <QDir>
+#include <QFile>
+#include <QUrl>
+#include <grpcpp/create_channel.h>
+#include <grpcpp/support/channel_arguments.h>
+
+namespace tarn::rpc {
+namespace {
+
+constexpr int ConnectBackoffMs = 100;
+const QString UnixScheme = QStringLiteral("unix:");
+
+bool readPem(const char *variable, std::string *to, QString *error)
+{
+    const QString path = qEnvironmentVariable(variable);
+    QFile file(path);
+    if (path.isEmpty() || !file.open(QIODevice::ReadOnly)) {
+        *error = path.isEmpty() ? QStringLiteral("%1 is not set").arg(QLatin1String(variable))
+                                : QStringLiteral("%1 cannot be read").arg(path);
+        return false;
+    }
+    *to = file.read(1024 * 1024).toStdString();
+    return true;
+}
+
+struct Certificates
+{
+    std::string authority;
+    std::string certificate;
+    std::string key;
+
+    bool read(QString *error)
+    {
+        QString reason;
+        if (readPem("TARN_TLS_CA", &authority, &reason) && readPem("TARN_TLS_CERT", &certificate, &reason) &&
+            readPem("TARN_TLS_KEY", &key, &reason))
+            return true;
+        *error = QStringLiteral("an address that is not local needs certificates: %1").arg(reason);
+        return false;
+    }
+};
+
+std::shared_ptr<grpc::ChannelCredentials> credentials(const QString &target, QString *error)
+{
+    if (target.startsWith(UnixScheme + QLatin1Char('/')))
+        return grpc::InsecureChannelCredentials();
+    if (target.startsWith(UnixScheme) || target.contains(QLatin1Char('/'))) {
+        *error = QStringLiteral("\"%1\" is no address of the platform").arg(target.left(200));
+        return nullptr;
+    }
+    Certificates pem;
+    if (!pem.read(error))
+        return nullptr;
+    return grpc::SslCredentials({pem.authority, pem.key, pem.certificate});
+}
+
+grpc::ChannelArguments channelArguments(bool watched)
+{
+    grpc::ChannelArguments args;
+    args.SetMaxReceiveMessageSize(limits::MessageBytes);
+    args.SetMaxSendMessageSize(limits::MessageBytes);
+    args.SetInt(GRPC_ARG_ENABLE_HTTP_PROXY, 0);
+    args.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1); // a shared one remembers the back-off of failed attempts
+    args.SetInt(GRPC_ARG_ENABLE_RETRIES, 0);
+    args.SetInt(GRPC_ARG_ENABLE_PER_MESSAGE_DECOMPRESSION, 0);
+    args.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, ConnectBackoffMs);
+    args.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, limits::HubTimeoutMs);
+    args.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, ConnectBackoffMs);
+    if (watched) {
+        args.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, leaseMs());
+        args.SetInt(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, leaseMs() / 2);
+        args.SetInt(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
+    }
+    return args;
+}
+
+} // namespace
+
+QString unixTarget(const QString &path)
+{
+    return UnixScheme + QString::fromLatin1(QUrl::toPercentEncoding(path, "/"));
+}
+
+QString hubTarget(const Address &hub, QString *error)
+{
+    if (!hub.isLocal())
+        return hub.text();
+    const QString path = socketPath(hubSocketName(hub.port), error);
+    return path.isEmpty() ? QString() : unixTarget(path);
+}
+
+std::shared_ptr<grpc::Channel> makeChannel(const QString &target, bool watched, QString *error)
+{
+    const auto trust = credentials(target, error);
+    if (!trust)
+        return nullptr;
+    return grpc::CreateCustomChannel(target.toStdString(), trust, channelArguments(watched));
+}
+
+std::shared_ptr<grpc::ServerCredentials> tlsServerCredentials(QString *error)
+{
+    Certificates pem;
+    if (!pem.read(error))
+        return nullptr;
+    grpc::SslServerCredentialsOptions options(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
+    options.pem_root_certs = pem.authority;
+    options.pem_key_cert_pairs.push_back({pem.key, pem.certificate});
+    return grpc::SslServerCredentials(options);
+}
+
+RpcError toError(const grpc::Status &status)
+{
+    const QString text = QString::fromStdString(status.error_message());
+    switch (status.error_code()) {
+    case grpc::StatusCode::OK: return {};
+    case grpc::StatusCode::NOT_FOUND:
+    case grpc::StatusCode::UNIMPLEMENTED: return makeError(RpcError::NotFound, text);
+    case grpc::StatusCode::UNAVAILABLE:
+    case grpc::StatusCode::FAILED_PRECONDITION: return makeError(RpcError::NoConnection, text);
+    case grpc::StatusCode::DEADLINE_EXCEEDED: return makeError(RpcError::Timeout, text);
+    case grpc::StatusCode::INVALID_ARGUMENT:
+    case grpc::StatusCode::ALREADY_EXISTS: return makeError(RpcError::InvalidArgument, text);
+    default: return makeError(RpcError::Failed, text);
+    }
+}
+
+std::shared_ptr<grpc::Channel> ChannelCache::get(const QString &target, QString *error)
+{
+    const QMutexLocker lock(&m_mutex);
+    std::weak_ptr<grpc::Channel> &slot = m_channels[target];
+    std::shared_ptr<grpc::Channel> channel = slot.lock();
+    if (!channel)
+        slot = channel = makeChannel(target, false, error);
+    for (auto it = m_channels.begin(); it != m_channels.end();)
+        it = it->second.expired() ? m_channels.erase(it) : std::next(it);
+    return channel;
+}
+
+} // namespace tarn::rpc

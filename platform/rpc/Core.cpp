@@ -1,0 +1,244 @@
+#include "Core.h"
+#include "LastError.h"
+#include "Log.h"
+#include "tarn/hub/HubKeys.h"
+#include <algorithm>
+#include <thread>
+
+namespace tarn::rpc {
+
+struct Rpc::Private::Server
+{
+    Server(const std::shared_ptr<ServantTable> &table, const Settings &settings)
+        : endpoint(table, settings.threads)
+    {
+    }
+    /// Waits for the calls that run, so not in one of them.
+    static void dispose(Server *server)
+    {
+        if (CallGate::insideCall())
+            std::thread([server] { delete server; }).detach();
+        else
+            delete server;
+    }
+
+    Endpoint endpoint;
+    std::unique_ptr<Lease> lease; // goes first
+};
+
+Rpc::Private::~Private()
+{
+    shutdown();
+}
+
+RpcError Rpc::Private::init(const QHash<QString, QString> &table)
+{
+    Settings settings;
+    QString reason;
+    if (!Settings::parse(table, &settings, &reason))
+        return makeError(RpcError::InvalidArgument, reason);
+    std::shared_ptr<Server> server;
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_settings = settings;
+        server = m_server;
+    }
+    client->timeoutMs = settings.timeoutMs;
+    client->hub.setAddress(settings.hub);
+    if (server)
+        server->lease->setHub(settings.hubForServers);
+    ObjectRef hub;
+    const RpcError error = client->hub.resolve(hub::HubInterface, &hub);
+    if (error.code != RpcError::None)
+        return error; // a core that was initialised before goes on looking for the hub
+    client->pending.open();
+    return publish();
+}
+
+void Rpc::Private::shutdown()
+{
+    client->pending.close();
+    std::vector<std::shared_ptr<AdapterState>> adapters;
+    {
+        const QMutexLocker lock(&m_mutex);
+        adapters = m_adapters;
+    }
+    for (const auto &adapter : adapters)
+        deactivate(*adapter);
+}
+
+std::shared_ptr<AdapterState> Rpc::Private::newAdapter(const QString &name)
+{
+    const auto adapter = std::make_shared<AdapterState>();
+    adapter->name = name;
+    const QMutexLocker lock(&m_mutex);
+    m_adapters.push_back(adapter);
+    return adapter;
+}
+
+RpcError Rpc::Private::add(AdapterState &adapter, Servant servant)
+{
+    if (!isInitialized())
+        return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
+    {
+        const QMutexLocker lock(&m_mutex);
+        servant.gate = adapter.gate;
+        const bool fresh = adapter.servants.emplace(servant.tag, servant).second;
+        if (fresh && (!adapter.active || m_servants->insert(servant))) {
+            if (!adapter.active || !servant.published)
+                return {};
+        } else {
+            if (fresh)
+                adapter.servants.erase(servant.tag);
+            return makeError(RpcError::InvalidArgument, QStringLiteral("tag \"%1\" is in use").arg(servant.tag));
+        }
+    }
+    const RpcError error = publish();
+    if (error.code == RpcError::InvalidArgument)
+        remove(adapter, servant.tag);
+    return error;
+}
+
+RpcError Rpc::Private::activate(AdapterState &adapter)
+{
+    if (!isInitialized())
+        return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (adapter.active)
+            return {};
+        RpcError error = openServer();
+        if (error.code == RpcError::None)
+            error = enlist(adapter);
+        if (error.code != RpcError::None)
+            return error;
+        adapter.active = true;
+        adapter.gate->open();
+    }
+    const RpcError error = publish();
+    if (error.code == RpcError::InvalidArgument)
+        deactivate(adapter);
+    return error;
+}
+
+RpcError Rpc::Private::deactivate(AdapterState &adapter)
+{
+    bool wasActive = false;
+    {
+        const QMutexLocker lock(&m_mutex);
+        wasActive = std::exchange(adapter.active, false);
+        if (wasActive)
+            delist(adapter);
+    }
+    adapter.gate->closeAndWait();
+    if (wasActive) {
+        publish();
+        closeIdleServer();
+    }
+    return {};
+}
+
+RpcError Rpc::Private::remove(AdapterState &adapter, const QString &tag)
+{
+    Servant gone; // outlives the lock: its object's destructor may call here
+    bool publishedOne = false;
+    {
+        const QMutexLocker lock(&m_mutex);
+        const auto it = adapter.servants.find(tag);
+        if (it == adapter.servants.end())
+            return makeError(RpcError::NotFound, QStringLiteral("no object \"%1\" in this adapter").arg(tag));
+        gone = it->second;
+        adapter.servants.erase(it);
+        if (adapter.active)
+            m_servants->remove(tag);
+        publishedOne = adapter.active && gone.published;
+    }
+    if (publishedOne)
+        publish();
+    return {};
+}
+
+void Rpc::Private::drop(const std::shared_ptr<AdapterState> &adapter)
+{
+    deactivate(*adapter);
+    const QMutexLocker lock(&m_mutex);
+    m_adapters.erase(std::remove(m_adapters.begin(), m_adapters.end(), adapter), m_adapters.end());
+}
+
+ObjectRef Rpc::Private::reference(const AdapterState &adapter, const QString &tag) const
+{
+    const QMutexLocker lock(&m_mutex);
+    const auto it = adapter.servants.find(tag);
+    if (!adapter.active || !m_server || it == adapter.servants.end())
+        return {};
+    return {it->second.interfaceName, tag, m_server->endpoint.target(), m_server->endpoint.epoch()};
+}
+
+RpcError Rpc::Private::openServer()
+{
+    if (m_server)
+        return {};
+    QString reason;
+    const std::shared_ptr<Server> server(new Server(m_servants, m_settings), &Server::dispose);
+    if (!server->endpoint.open(m_settings.endpoint, &reason)) {
+        warn(QStringLiteral("cannot serve: %1").arg(reason));
+        return makeError(RpcError::Failed, reason);
+    }
+    server->lease =
+        std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(), server->endpoint.epoch());
+    m_server = server;
+    return {};
+}
+
+/// Makes the adapter's objects callable.
+RpcError Rpc::Private::enlist(AdapterState &adapter)
+{
+    for (auto it = adapter.servants.begin(); it != adapter.servants.end(); ++it) {
+        if (m_servants->insert(it->second))
+            continue;
+        const RpcError error = makeError(
+            RpcError::InvalidArgument,
+            QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(it->first));
+        while (it != adapter.servants.begin())
+            m_servants->remove((--it)->first);
+        return error;
+    }
+    return {};
+}
+
+void Rpc::Private::delist(AdapterState &adapter)
+{
+    for (const auto &servant : adapter.servants)
+        m_servants->remove(servant.first);
+}
+
+/// Tells the hub what is to be registered now.
+RpcError Rpc::Private::publish()
+{
+    const QMutexLocker order(&m_publishing);
+    std::shared_ptr<Server> server;
+    std::vector<Registered> objects;
+    {
+        const QMutexLocker lock(&m_mutex);
+        server = m_server;
+        for (const auto &adapter : m_adapters) {
+            for (const auto &servant : adapter->servants) {
+                if (adapter->active && servant.second.published)
+                    objects.push_back({servant.second.interfaceName, servant.second.tag});
+            }
+        }
+    }
+    return server ? server->lease->set(objects) : RpcError();
+}
+
+void Rpc::Private::closeIdleServer()
+{
+    std::shared_ptr<Server> idle; // goes after the lock
+    const QMutexLocker lock(&m_mutex);
+    const bool used =
+        std::any_of(m_adapters.begin(), m_adapters.end(), [](const auto &adapter) { return adapter->active; });
+    if (!used)
+        idle = std::move(m_server);
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,57 @@
+#pragma once
+#include "Endpoint.h"
+#include "Lease.h"
+#include "Proxy.h"
+#include "tarn/rpc/Rpc.h"
+#include <map>
+
+namespace tarn::rpc {
+
+/// The state of an adapter; guarded by its core's mutex.
+struct AdapterState
+{
+    QString name;
+    bool active = false;
+    std::map<QString, Servant> servants;
+    const std::shared_ptr<CallGate> gate = std::make_shared<CallGate>();
+};
+
+/// What stands behind Rpc and its adapters. Thread-safe. The mutex is never held while a call of an object is waited
+/// for or the hub is asked.
+class Rpc::Private
+{
+public:
+    ~Private();
+
+    RpcError init(const QHash<QString, QString> &table);
+    void shutdown();
+    bool isInitialized() const { return client->pending.isOpen(); }
+
+    std::shared_ptr<AdapterState> newAdapter(const QString &name);
+    RpcError add(AdapterState &adapter, Servant servant);
+    RpcError activate(AdapterState &adapter);
+    RpcError deactivate(AdapterState &adapter);
+    RpcError remove(AdapterState &adapter, const QString &tag);
+    void drop(const std::shared_ptr<AdapterState> &adapter);
+    /// The reference of an object of an active adapter; null otherwise.
+    ObjectRef reference(const AdapterState &adapter, const QString &tag) const;
+
+    const std::shared_ptr<ClientSide> client = std::make_shared<ClientSide>();
+
+private:
+    struct Server; ///< endpoint and lease
+    RpcError openServer();
+    RpcError publish();
+    RpcError enlist(AdapterState &adapter);
+    void delist(AdapterState &adapter);
+    void closeIdleServer();
+
+    mutable QMutex m_mutex;
+    Settings m_settings;
+    std::vector<std::shared_ptr<AdapterState>> m_adapters;
+    const std::shared_ptr<ServantTable> m_servants = std::make_shared<ServantTable>(); // outlives a server in disposal
+    QMutex m_publishing; ///< one set after the other goes to the hub
+    std::shared_ptr<Server> m_server;
+};
+
+} // namespace tarn::rpc

@@ -1,0 +1,117 @@
+#include "Endpoint.h"
+#include "CallService.h"
+#include "Channels.h"
+#include "tarn/rpc/RuntimeDir.h"
+#include <QCoreApplication>
+#include <QFile>
+#include <QRandomGenerator>
+#include <chrono>
+#include <grpcpp/ext/proto_server_reflection_plugin.h>
+#include <grpcpp/health_check_service_interface.h>
+#include <grpcpp/resource_quota.h>
+#include <grpcpp/server_builder.h>
+#include <mutex>
+
+namespace tarn::rpc {
+namespace {
+
+quint64 randomEpoch()
+{
+    quint64 epoch = 0;
+    while (epoch == 0)
+        epoch = QRandomGenerator::system()->generate64();
+    return epoch;
+}
+
+void setLimits(grpc::ServerBuilder &builder)
+{
+    builder.SetMaxReceiveMessageSize(limits::MessageBytes);
+    builder.SetMaxSendMessageSize(limits::MessageBytes);
+    grpc::ResourceQuota quota("tarn-rpc");
+    quota.Resize(limits::QuotaBytes);
+    builder.SetResourceQuota(quota);
+    // A compressed message would pass the limits small and grow behind them.
+    builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_DEFLATE, false);
+    builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_GZIP, false);
+    builder.AddChannelArgument(GRPC_ARG_ENABLE_PER_MESSAGE_DECOMPRESSION, 0);
+    builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS, limits::StreamsPerConnection);
+    builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);
+}
+
+void setKeepAlive(grpc::ServerBuilder &builder)
+{
+    builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIME_MS, leaseMs());
+    builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, leaseMs() / 2);
+    builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, leaseMs() / 2);
+    builder.AddChannelArgument(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
+}
+
+void enablePlugins()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        grpc::EnableDefaultHealthCheckService(true);
+        grpc::reflection::InitProtoReflectionServerBuilderPlugin();
+    });
+}
+
+} // namespace
+
+Endpoint::Endpoint(std::shared_ptr<const ServantTable> servants, int threads)
+    : m_epoch(randomEpoch())
+    , m_workers(threads)
+    , m_calls(std::make_unique<CallService>(std::move(servants), m_workers, m_epoch))
+{
+}
+
+Endpoint::~Endpoint()
+{
+    if (m_server)
+        m_server->Shutdown(std::chrono::system_clock::now());
+    if (!m_socket.isEmpty())
+        QFile::remove(m_socket);
+}
+
+bool Endpoint::open(const Address &address, QString *error)
+{
+    if (address.isLocal()) {
+        const QString name = QStringLiteral("ep-%1-%2.sock")
+                                 .arg(QCoreApplication::applicationPid())
+                                 .arg(static_cast<quint32>(m_epoch), 8, 16, QLatin1Char('0'));
+        return open(name, nullptr, error);
+    }
+    return listen(address.text(), true, nullptr, error);
+}
+
+bool Endpoint::open(const QString &socketName, grpc::Service *further, QString *error)
+{
+    m_socket = socketPath(socketName, error);
+    return !m_socket.isEmpty() && listen(unixTarget(m_socket), false, further, error);
+}
+
+bool Endpoint::listen(const QString &listenTarget, bool tls, grpc::Service *further, QString *error)
+{
+    const auto trust = tls ? tlsServerCredentials(error) : grpc::InsecureServerCredentials();
+    if (!trust)
+        return false;
+    enablePlugins();
+    grpc::ServerBuilder builder;
+    setLimits(builder);
+    setKeepAlive(builder);
+    int port = 0;
+    builder.AddListeningPort(listenTarget.toStdString(), trust, &port);
+    builder.RegisterService(m_calls.get());
+    if (further)
+        builder.RegisterService(further);
+    m_server = builder.BuildAndStart();
+    if (!m_server) {
+        *error = QStringLiteral("cannot serve on %1").arg(listenTarget);
+        return false;
+    }
+    m_target = listenTarget;
+    if (tls) // with port 0 the system has chosen one
+        m_target = listenTarget.left(listenTarget.lastIndexOf(QLatin1Char(':')) + 1) + QString::number(port);
+    return true;
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,42 @@
+#pragma once
+#include "Servants.h"
+#include "Settings.h"
+#include "WorkerPool.h"
+#include <vector>
+
+namespace grpc {
+class Server;
+class Service;
+}
+
+namespace tarn::rpc {
+
+class CallService;
+
+/// The server of a process. Thread-safe after open().
+class Endpoint
+{
+public:
+    Endpoint(std::shared_ptr<const ServantTable> servants, int threads);
+    ~Endpoint(); ///< ends the calls that run or wait and removes the socket; not to be called from a call
+
+    /// Opens a unix socket "ep-<pid>-<random>.sock" for a local address, otherwise a TCP port with mutual TLS.
+    bool open(const Address &address, QString *error);
+    /// Opens a socket of that name, and a further service beside the Invoker.
+    bool open(const QString &socketName, grpc::Service *further, QString *error);
+
+    QString target() const { return m_target; } ///< address that callers use
+    quint64 epoch() const { return m_epoch; }
+
+private:
+    bool listen(const QString &listenTarget, bool tls, grpc::Service *further, QString *error);
+
+    const quint64 m_epoch;
+    WorkerPool m_workers;
+    std::unique_ptr<CallService> m_calls;
+    std::unique_ptr<grpc::Server> m_server;
+    QString m_target;
+    QString m_socket; ///< path, to be removed
+};
+
+} // namespace tarn::rpc

@@ -1,0 +1,69 @@
+#include "HubLink.h"
+#include "Channels.h"
+#include "LastError.h"
+#include "Encoder.h"
+#include "tarn/hub/HubKeys.h"
+#include "tarn/v1/hub.grpc.pb.h"
+#include <QSharedMemory>
+#include <grpcpp/client_context.h>
+
+namespace tarn::rpc {
+
+quint16 publishedHubPort()
+{
+    QSharedMemory segment(hub::PortSegmentKey);
+    if (!segment.attach(QSharedMemory::ReadOnly) || segment.size() < hub::PortSegmentSize || !segment.lock())
+        return 0;
+    const auto *text = static_cast<const char *>(segment.constData());
+    const quint16 port = QByteArray(text, static_cast<int>(qstrnlen(text, hub::PortSegmentSize))).toUShort();
+    segment.unlock();
+    return port;
+}
+
+void HubLink::setAddress(const Address &address)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_address = address;
+    m_channel.reset();
+}
+
+RpcError HubLink::resolve(const QString &tag, ObjectRef *to)
+{
+    const RpcError error = ask(tag, false, to);
+    // A killed hub breaks the kept channel only when it is used; its successor may have another port.
+    return error.code == RpcError::NoHub ? ask(tag, true, to) : error;
+}
+
+RpcError HubLink::ask(const QString &tag, bool fresh, ObjectRef *to)
+{
+    QString reason;
+    std::shared_ptr<grpc::Channel> channel;
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (fresh && m_address.isLocal()) {
+            if (const quint16 port = publishedHubPort())
+                m_address.port = port;
+        }
+        if (fresh || !m_channel) {
+            const QString target = hubTarget(m_address, &reason);
+            m_channel = target.isEmpty() ? nullptr : makeChannel(target, false, &reason);
+        }
+        channel = m_channel;
+    }
+    if (!channel)
+        return makeError(RpcError::NoHub, reason);
+    grpc::ClientContext context;
+    context.set_deadline(std::chrono::system_clock::now() + std::chrono::milliseconds(limits::HubTimeoutMs));
+    v1::ResolveRequest request;
+    v1::ObjectRef reply;
+    request.set_tag(tag.toStdString());
+    const grpc::Status status = v1::Hub::NewStub(channel)->Resolve(&context, request, &reply);
+    if (status.error_code() == grpc::StatusCode::UNAVAILABLE)
+        return makeError(RpcError::NoHub, QStringLiteral("the hub cannot be reached: %1")
+                                              .arg(QString::fromStdString(status.error_message())));
+    if (status.ok())
+        *to = fromWire(reply);
+    return toError(status);
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,106 @@
+#include "tarn/rpc/HubServer.h"
+#include "Channels.h"
+#include "Endpoint.h"
+#include "HubService.h"
+#include "tarn/hub/HubKeys.h"
+#include "tarn/rpc/RuntimeDir.h"
+#include <QCoreApplication>
+#include <QFile>
+
+namespace tarn::rpc {
+namespace {
+
+constexpr int HubThreads = 2;
+
+QVariantMap describe(const RegistryEntry &entry)
+{
+    return {{QStringLiteral("tag"), entry.object.tag},
+            {QStringLiteral("interface"), entry.object.interfaceName},
+            {QStringLiteral("endpoint"), entry.object.endpoint},
+            {QStringLiteral("epoch"), entry.object.epoch},
+            {QStringLiteral("pid"), entry.pid},
+            {QStringLiteral("program"), entry.program}};
+}
+
+/// The hub as an object that RpcProxy can call.
+class HubObject final : public IInvocable
+{
+public:
+    explicit HubObject(const Registry &registry)
+        : m_registry(registry)
+    {
+    }
+    CallResult invoke(const QString &method, const Bag &, const ICallContext &) override
+    {
+        CallResult result;
+        result.accepted = true;
+        if (method == QLatin1String("Ping")) {
+            result.output.values = {{QStringLiteral("pid"), QCoreApplication::applicationPid()},
+                                    {QStringLiteral("program"), hub::HubProgram}};
+        } else if (method == QLatin1String("List")) {
+            for (const RegistryEntry &entry : m_registry.list())
+                result.output.list.append(describe(entry));
+        } else {
+            result.error.code = RpcError::NotFound;
+        }
+        return result;
+    }
+
+private:
+    const Registry &m_registry;
+};
+
+} // namespace
+
+class HubServer::Private
+{
+public:
+    Private()
+        : servants(std::make_shared<ServantTable>())
+        , service(registry)
+        , endpoint(servants, HubThreads)
+    {
+        Servant self;
+        self.interfaceName = self.tag = hub::HubInterface;
+        self.object = QSharedPointer<HubObject>::create(registry);
+        self.gate = std::make_shared<CallGate>();
+        self.gate->open();
+        servants->insert(self);
+    }
+
+    Registry registry;
+    std::shared_ptr<ServantTable> servants;
+    HubService service; // after the registry, before the server
+    Endpoint endpoint;
+};
+
+HubServer::HubServer() = default;
+
+HubServer::~HubServer()
+{
+    stop();
+}
+
+bool HubServer::start(quint16 port, QString *error)
+{
+    stop();
+    auto started = std::make_unique<Private>();
+    const QString name = hubSocketName(port);
+    const QString path = socketPath(name, error);
+    if (path.isEmpty())
+        return false;
+    sweepSockets();
+    QFile::remove(path); // of a killed predecessor; the caller holds the directory's lock
+    started->service.setSelf({hub::HubInterface, hub::HubInterface, unixTarget(path), started->endpoint.epoch()});
+    if (!started->endpoint.open(name, &started->service, error))
+        return false;
+    d = std::move(started);
+    return true;
+}
+
+void HubServer::stop()
+{
+    d.reset();
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,30 @@
+#pragma once
+#include "Registry.h"
+#include "tarn/v1/hub.grpc.pb.h"
+#include <atomic>
+
+namespace tarn::rpc {
+
+/// The Hub service over a registry.
+class HubService final : public v1::Hub::CallbackService
+{
+public:
+    explicit HubService(Registry &registry);
+    void setSelf(const ObjectRef &self); ///< the hub's own entry; before the server starts
+
+    grpc::ServerWriteReactor<v1::RegisterReply> *Register(grpc::CallbackServerContext *context,
+                                                          const v1::RegisterRequest *request) override;
+    grpc::ServerUnaryReactor *Resolve(grpc::CallbackServerContext *context, const v1::ResolveRequest *request,
+                                      v1::ObjectRef *reply) override;
+    grpc::ServerUnaryReactor *List(grpc::CallbackServerContext *context, const v1::ListRequest *request,
+                                   v1::ListReply *reply) override;
+
+private:
+    class LeaseStream;
+
+    Registry &m_registry;
+    ObjectRef m_self;
+    std::atomic<quint64> m_leases = 0;
+};
+
+} // namespace tarn::rpc

@@ -1,0 +1,11 @@
+#pragma once
+#include <QString>
+
+namespace tarn::rpc {
+
+/// Diagnostic line, only while RpcLog::print() is on.
+void trace(const QString &line);
+/// Something that an administrator should see.
+void warn(const QString &line);
+
+} // namespace tarn::rpc

@@ -1,0 +1,135 @@
+#include "tarn/rpc/Operations.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "tarn/message/MessageKeys.h"
+#include "tarn/rpc/CallbackObject.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+
+namespace tarn::rpc {
+namespace {
+
+OperationKey key(const QString &name, const char *type, const char *meaning)
+{
+    return {name, QLatin1String(type), false, QString::fromUtf8(meaning)};
+}
+
+OperationKey required(const QString &name, const char *type, const char *meaning)
+{
+    return {name, QLatin1String(type), true, QString::fromUtf8(meaning)};
+}
+
+Operation operation(const char *name, const char *family, int code, const char *summary,
+                    const QVector<OperationKey> &input, const QVector<OperationKey> &output = {})
+{
+    return {QLatin1String(name), QLatin1String(family), code, QString::fromUtf8(summary), input, output};
+}
+
+OperationKey records(const char *meaning)
+{
+    return required(QString(), "list", meaning);
+}
+
+QVector<Operation> cloudOperations()
+{
+    using namespace cloud::key;
+    const auto softwareId = key(SoftwareId, "string", "id of the calling software");
+    const auto exeName = key(ExeName, "string", "program name of the calling software");
+    return {
+        operation("QueryYunLoginDialogState", "cloud", 0, "Tells whether the sign-in dialog is open.", {},
+                  {key(DialogExists, "bool", "the dialog exists")}),
+        operation("ShowCloudLogin", "cloud", cloud::code::Ok,
+                  "Shows the sign-in dialog unless the user is signed in or signing in.",
+                  {key(YunLockErrorTip, "bool", "show the hint about the cloud lock"),
+                   key(ParentWindow, "u64", "X11 id of the caller's window to centre over, 0 for none"), softwareId,
+                   exeName, key(NotifyKey, "object", "ICloudLoginNotify object of the caller")}),
+        operation("NotifyCloudParentFinish", "cloud", cloud::code::Ok,
+                  "The software that asked for the sign-in has ended: its dialog closes.", {softwareId, exeName}),
+    };
+}
+
+QVector<Operation> upgradeOperations()
+{
+    using namespace upgrade::key;
+    return {
+        operation("showAutoCheckUpdateDialog", "upgrade", upgrade::code::Ok,
+                  "Shows the prompt with the products that have updates.", {records("software update records")}),
+        operation("showUpgradeExplainDialog", "upgrade", upgrade::code::Ok, "Shows the update notes of one product.",
+                  {records("exactly one software update record")}),
+        operation("showUpgradeDownloadDialog", "upgrade", upgrade::code::Ok,
+                  "Shows the online-upgrade window with the running tasks.", {}),
+        operation("showSilentPatchInstallDialog", "upgrade", upgrade::code::Ok,
+                  "Installs a downloaded patch behind a progress dialog, or tells how far that is.",
+                  {required(SoftwareName, "string", "product"),
+                   key(QueryOnly, "bool", "only answer the state, show nothing"),
+                   key(SettingsPath, "string", "INI file with \"ExeName\""),
+                   key(LocalFile, "string", "path of the downloaded package"),
+                   key(InstallDir, "string", "directory of the product"),
+                   key(Restart, "bool", "start the product again afterwards")},
+                  {key(SilentState, "int", "1 installing or unknown, 2 done, 99 failed; 2 and 99 are told once")}),
+    };
+}
+
+QVector<Operation> messageOperations()
+{
+    using namespace message::key;
+    return {
+        operation("ShowMessageCenter", "message", message::code::Ok, "Shows the message center.",
+                  {key(MsgCenterRect, "rect", "window to centre over; without it the screen")}),
+        operation("ShowNotifyMessage", "message", message::code::Ok,
+                  "Shows a pop-up in the lower right corner. Every value is read as a text.",
+                  {required(MsgId, "string", "identity of the message"), key(MsgTitle, "string", "title"),
+                   required(MsgContent, "string", "text, may be rich"), key(LinkText, "string", "text of the link"),
+                   key(LinkAdress, "string", "target of the link"),
+                   key(PicFilePath, "string", "local path of a picture"),
+                   key(unReadNum, "string", "count on the badge")}),
+    };
+}
+
+QVector<Operation> licenceOperations()
+{
+    return {
+        operation("ShowNetLockLogin", "licence", 0, "Network licence sign-in; always refused by this service.", {}),
+        operation("NotifyLicParentFinish", "licence", 0,
+                  "The software that asked for the licence sign-in has ended; always refused by this service.", {}),
+    };
+}
+
+QString keyTable(const char *title, const QVector<OperationKey> &keys)
+{
+    if (keys.isEmpty())
+        return QString();
+    QString text = QStringLiteral("\n%1:\n\n| key | type | meaning |\n|---|---|---|\n").arg(QLatin1String(title));
+    for (const OperationKey &each : keys) {
+        const QString name = each.name.isEmpty() ? QStringLiteral("the bag's list") : QStringLiteral("`%1`").arg(each.name);
+        const QString meaning = each.required ? each.meaning + QStringLiteral(" (required)") : each.meaning;
+        text += QStringLiteral("| %1 | %2 | %3 |\n").arg(name, each.type, meaning);
+    }
+    return text;
+}
+
+} // namespace
+
+const QVector<Operation> &visualizedOperations()
+{
+    static const QVector<Operation> table =
+        cloudOperations() + upgradeOperations() + messageOperations() + licenceOperations();
+    return table;
+}
+
+QString operationsDocument()
+{
+    QString text = QStringLiteral(
+        "# Operations of the visualized service\n\n"
+        "Written from the table in `platform/rpc/Operations.cpp`. Call them as `tarn.v1.Invoker.Call` with interface and\n"
+        "object `IVisualizedService` (the hub's `Resolve` tells the endpoint), or with `tarnctl call`. An accepted\n"
+        "operation answers `accepted` true, its return code and an empty error text; a refused one `accepted` false and\n"
+        "return code 0. No operation waits for a window. Unknown keys are ignored, missing ones read as empty.\n");
+    for (const Operation &each : visualizedOperations()) {
+        text += QStringLiteral("\n## %1\n\n%2 Family %3, ").arg(each.name, each.summary, each.family);
+        text += each.successCode ? QStringLiteral("return code %1.\n").arg(each.successCode)
+                                 : QStringLiteral("no return code.\n");
+        text += keyTable("Input", each.input) + keyTable("Output", each.output);
+    }
+    return text;
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,202 @@
+#include "Proxy.h"
+#include "Bytes.h"
+#include "LastError.h"
+#include "Log.h"
+#include "tarn/v1/invoker.pb.h"
+#include <QScopeGuard>
+#include <grpcpp/client_context.h>
+#include <grpcpp/generic/generic_stub.h>
+
+namespace tarn::rpc {
+namespace {
+
+const std::string CallMethod = "/tarn.v1.Invoker/Call";
+constexpr int TrustedIdleMs = 50; // a connection used that shortly ago is taken to stand
+
+/// Nobody reads a connection between two calls: looks whether the peer has closed it meanwhile.
+bool stillStands(grpc::Channel &channel)
+{
+    if (channel.GetState(false) != GRPC_CHANNEL_READY)
+        return false;
+    return !channel.WaitForStateChange(GRPC_CHANNEL_READY, std::chrono::system_clock::now());
+}
+
+bool waitForConnection(grpc::Channel &channel, std::chrono::system_clock::time_point deadline)
+{
+    for (;;) {
+        const grpc_connectivity_state state = channel.GetState(true);
+        if (state == GRPC_CHANNEL_READY)
+            return true;
+        if (state == GRPC_CHANNEL_TRANSIENT_FAILURE || state == GRPC_CHANNEL_SHUTDOWN)
+            return false;
+        if (!channel.WaitForStateChange(state, deadline))
+            return false;
+    }
+}
+
+/// Answers that say for certain that the operation was not carried out.
+bool neverArrived(const grpc::Status &status)
+{
+    return status.error_code() == grpc::StatusCode::FAILED_PRECONDITION ||
+           status.error_code() == grpc::StatusCode::NOT_FOUND;
+}
+
+} // namespace
+
+bool PendingCalls::add(grpc::ClientContext *context)
+{
+    const QMutexLocker lock(&m_mutex);
+    if (m_open)
+        m_contexts.insert(context);
+    return m_open;
+}
+
+void PendingCalls::remove(grpc::ClientContext *context)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_contexts.erase(context);
+}
+
+void PendingCalls::open()
+{
+    const QMutexLocker lock(&m_mutex);
+    m_open = true;
+}
+
+bool PendingCalls::isOpen()
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_open;
+}
+
+void PendingCalls::close()
+{
+    const QMutexLocker lock(&m_mutex);
+    m_open = false;
+    for (grpc::ClientContext *context : m_contexts)
+        context->TryCancel();
+}
+
+Proxy::Proxy(std::shared_ptr<ClientSide> side, ObjectRef ref, bool resolvable)
+    : m_side(std::move(side))
+    , m_ref(std::move(ref))
+    , m_resolvable(resolvable)
+    , m_place(m_ref)
+{
+}
+
+CallResult Proxy::call(const QString &method, const Bag &input, int timeoutMs)
+{
+    const int ms = timeoutMs > 0 ? timeoutMs : m_side->timeoutMs.load();
+    const Deadline deadline = std::chrono::system_clock::now() + std::chrono::milliseconds(ms);
+    CallResult result;
+    result.error = connect(deadline);
+    if (result.arrived()) {
+        grpc::Status status = send(method, input, deadline, &result);
+        if (neverArrived(status) && m_resolvable) {
+            result.error = resolve(deadline);
+            if (result.arrived())
+                status = send(method, input, deadline, &result);
+        }
+        if (result.arrived())
+            result.error = toError(status);
+    }
+    if (result.arrived())
+        clearLastError();
+    else
+        fail(result.error);
+    return result;
+}
+
+/// Makes sure that there is a connection, before anything is sent.
+RpcError Proxy::connect(Deadline deadline)
+{
+    if (!m_side->pending.isOpen())
+        return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (m_channel && (m_lastUse.elapsed() < TrustedIdleMs || stillStands(*m_channel)))
+            return {};
+        m_channel.reset();
+        const RpcError error = openChannel(deadline);
+        if (error.code == RpcError::None || !m_resolvable)
+            return error;
+    }
+    return resolve(deadline);
+}
+
+/// Asks the hub where the object lives now and connects there.
+RpcError Proxy::resolve(Deadline deadline)
+{
+    ObjectRef place;
+    const RpcError error = m_side->hub.resolve(m_ref.tag, &place);
+    if (error.code != RpcError::None)
+        return error;
+    const QMutexLocker lock(&m_mutex);
+    if (place.interfaceName != m_ref.interfaceName)
+        return makeError(RpcError::NotFound, QStringLiteral("object \"%1\" has another interface now").arg(m_ref.tag));
+    m_place = place;
+    m_channel.reset();
+    return openChannel(deadline);
+}
+
+RpcError Proxy::openChannel(Deadline deadline)
+{
+    QString reason;
+    const auto channel = m_side->channels.get(m_place.endpoint, &reason);
+    if (!channel)
+        return makeError(RpcError::NoConnection, reason);
+    if (!waitForConnection(*channel, deadline)) {
+        const bool late = std::chrono::system_clock::now() >= deadline;
+        return makeError(late ? RpcError::Timeout : RpcError::NoConnection,
+                         QStringLiteral("no connection to \"%1\" at %2").arg(m_place.tag, m_place.endpoint));
+    }
+    m_channel = channel;
+    m_lastUse.start();
+    return {};
+}
+
+grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadline, CallResult *result)
+{
+    std::shared_ptr<grpc::Channel> channel;
+    Request request{m_ref.interfaceName, m_ref.tag, method, 0, input};
+    {
+        const QMutexLocker lock(&m_mutex);
+        channel = m_channel;
+        request.epoch = m_place.epoch;
+        m_lastUse.start();
+    }
+    QString error;
+    grpc::ByteBuffer out;
+    grpc::ByteBuffer in;
+    if (!channel)
+        return {grpc::StatusCode::UNAVAILABLE, "the connection was closed by another thread"};
+    if (!toBytes<v1::CallRequest>(request, &out, &error))
+        return {grpc::StatusCode::INVALID_ARGUMENT, error.toStdString()};
+    grpc::ClientContext context;
+    context.set_deadline(deadline);
+    if (!m_side->pending.add(&context))
+        return grpc::Status::CANCELLED;
+    const auto pending = qScopeGuard([&] { m_side->pending.remove(&context); });
+    grpc::CompletionQueue queue;
+    grpc::GenericStub stub(channel);
+    const auto reader = stub.PrepareUnaryCall(&context, CallMethod, out, &queue);
+    grpc::Status status;
+    void *tag = nullptr;
+    bool ok = false;
+    reader->StartCall();
+    reader->Finish(&in, &status, nullptr);
+    queue.Next(&tag, &ok);
+    Response response;
+    if (!status.ok())
+        return status;
+    if (!fromBytes(in, &response, &error))
+        return {grpc::StatusCode::INTERNAL, "the answer is refused: " + error.toStdString()};
+    result->accepted = response.accepted;
+    result->retCode = response.code;
+    result->errorText = response.error;
+    result->output = std::move(response.output);
+    return grpc::Status::OK;
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,64 @@
+#pragma once
+#include "Channels.h"
+#include "HubLink.h"
+#include "tarn/rpc/RpcProxy.h"
+#include <QElapsedTimer>
+#include <atomic>
+#include <set>
+
+namespace tarn::rpc {
+
+/// The calls that this process waits for, so that a shutdown can end them. Thread-safe.
+class PendingCalls
+{
+public:
+    bool add(grpc::ClientContext *context); ///< false after close()
+    void remove(grpc::ClientContext *context);
+    void open();
+    void close(); ///< cancels all, lets none in any more
+    bool isOpen();
+
+private:
+    QMutex m_mutex;
+    bool m_open = false;
+    std::set<grpc::ClientContext *> m_contexts;
+};
+
+/// What proxies need of the RPC core; it outlives the core's Rpc object as long as a proxy does.
+struct ClientSide
+{
+    HubLink hub;
+    ChannelCache channels;
+    PendingCalls pending; ///< open while the core is initialised
+    std::atomic_int timeoutMs = limits::DefaultTimeoutMs;
+};
+
+/// A remote object. Finds its object again through the hub when its process was started anew; never sends a call twice
+/// that may have arrived.
+class Proxy final : public RpcProxy
+{
+public:
+    /// @param resolvable the hub knows the object under its tag; false for callback objects
+    Proxy(std::shared_ptr<ClientSide> side, ObjectRef ref, bool resolvable);
+
+    QString interfaceName() const override { return m_ref.interfaceName; }
+    QString tag() const override { return m_ref.tag; }
+    CallResult call(const QString &method, const Bag &input, int timeoutMs) override;
+
+private:
+    using Deadline = std::chrono::system_clock::time_point;
+    RpcError connect(Deadline deadline);
+    RpcError resolve(Deadline deadline);
+    RpcError openChannel(Deadline deadline);
+    grpc::Status send(const QString &method, const Bag &input, Deadline deadline, CallResult *result);
+
+    const std::shared_ptr<ClientSide> m_side;
+    const ObjectRef m_ref; ///< as given; where the object lives now is m_place
+    const bool m_resolvable;
+    QMutex m_mutex; ///< guards the three below
+    ObjectRef m_place;
+    std::shared_ptr<grpc::Channel> m_channel;
+    QElapsedTimer m_lastUse;
+};
+
+} // namespace tarn::rpc

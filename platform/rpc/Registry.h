@@ -1,0 +1,35 @@
+#pragma once
+#include "tarn/rpc/Bag.h"
+#include <QHash>
+#include <QMutex>
+#include <QVector>
+
+namespace tarn::rpc {
+
+/// A registered object and the process that serves it.
+struct RegistryEntry
+{
+    ObjectRef object;
+    qint64 pid = 0;
+    QString program;
+    quint64 lease = 0; ///< the stream that holds the entry
+};
+
+/// What the hub knows. Thread-safe.
+class Registry
+{
+public:
+    /// Registers all entries for a new lease, or none. Entries of the same epoch pass over to the newer lease; those
+    /// that it leaves out go.
+    /// @return empty, or why not: an entry without a name, or a tag that another process holds
+    QString add(const QVector<RegistryEntry> &entries, quint64 epoch, quint64 lease);
+    void end(quint64 lease); ///< removes what the lease still holds
+    bool find(const QString &tag, ObjectRef *to) const;
+    QVector<RegistryEntry> list() const; ///< by tag
+
+private:
+    mutable QMutex m_mutex;
+    QHash<QString, RegistryEntry> m_entries;
+};
+
+} // namespace tarn::rpc

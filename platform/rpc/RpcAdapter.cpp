@@ -1,0 +1,76 @@
+#include "tarn/rpc/RpcAdapter.h"
+#include "AdapterPrivate.h"
+#include "LastError.h"
+#include "Skeletons.h"
+#include "tarn/hub/HubKeys.h"
+#include "tarn/rpc/CallbackObject.h"
+#include <QRandomGenerator>
+
+namespace tarn::rpc {
+
+constexpr int MaxTagLength = 256;
+
+RpcAdapter::RpcAdapter(std::unique_ptr<Private> p)
+    : d(std::move(p))
+{
+}
+
+RpcAdapter::~RpcAdapter()
+{
+    d->core->drop(d->state);
+}
+
+bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const QString &tag)
+{
+    if (tag.isEmpty() || tag.size() > MaxTagLength || tag == hub::HubInterface)
+        return fail(RpcError::InvalidArgument, QStringLiteral("\"%1\" cannot be a tag").arg(tag.left(80)));
+    return succeed(d->add(object, interfaceName, tag, true));
+}
+
+bool RpcAdapter::active()
+{
+    return succeed(d->core->activate(*d->state));
+}
+
+bool RpcAdapter::unactive()
+{
+    return succeed(d->core->deactivate(*d->state));
+}
+
+bool RpcAdapter::remove(const QString &tag)
+{
+    return succeed(d->core->remove(*d->state, tag));
+}
+
+RpcError RpcAdapter::Private::add(const std::any &object, const QString &interfaceName, const QString &tag,
+                                  bool published)
+{
+    QString reason;
+    Servant servant;
+    servant.object = makeSkeleton(object, interfaceName, core->client, &reason);
+    if (interfaceName.isEmpty() || !servant.object)
+        return makeError(RpcError::InvalidArgument,
+                         reason.isEmpty() ? QStringLiteral("an object needs an interface name") : reason);
+    servant.interfaceName = interfaceName;
+    servant.tag = tag;
+    servant.published = published;
+    return core->add(*state, servant);
+}
+
+ObjectRef bindCallback(RpcAdapter &adapter, const std::any &object, const QString &interfaceName)
+{
+    quint32 random[4] = {};
+    QRandomGenerator::system()->fillRange(random);
+    const QString tag =
+        QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(random), sizeof(random)).toHex());
+    if (!succeed(adapter.d->add(object, interfaceName, tag, false)))
+        return {};
+    const ObjectRef ref = adapter.d->core->reference(*adapter.d->state, tag);
+    if (ref.isNull()) {
+        adapter.remove(tag);
+        fail(RpcError::InvalidArgument, QStringLiteral("the adapter is not active"));
+    }
+    return ref;
+}
+
+} // namespace tarn::rpc

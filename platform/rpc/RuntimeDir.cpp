@@ -1,0 +1,111 @@
+#include "tarn/rpc/RuntimeDir.h"
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <cerrno>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace tarn::rpc {
+namespace {
+
+constexpr int MaxSocketPath = 106; // sun_path without its NUL
+constexpr qint64 SweepAgeMs = 10000;
+
+QString wantedDir()
+{
+    const QString base = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (!base.isEmpty())
+        return base + QStringLiteral("/tarn");
+    return QStringLiteral("%1/tarn-%2").arg(QDir::tempPath()).arg(::getuid());
+}
+
+/// Why the directory cannot be trusted; empty when it can.
+QString objection(const QByteArray &path)
+{
+    struct stat info = {};
+    if (::lstat(path.constData(), &info) != 0)
+        return qt_error_string(errno);
+    if (S_ISLNK(info.st_mode))
+        return QStringLiteral("it is a symbolic link");
+    if (!S_ISDIR(info.st_mode))
+        return QStringLiteral("it is no directory");
+    if (info.st_uid != ::getuid())
+        return QStringLiteral("it belongs to user %1").arg(info.st_uid);
+    if ((info.st_mode & 0777) != 0700)
+        return QStringLiteral("its mode is %1, not 700").arg(info.st_mode & 0777, 3, 8, QLatin1Char('0'));
+    return QString();
+}
+
+/// ECONNREFUSED is what a socket without a listener answers, in whatever namespace its process lived.
+bool isDeserted(const QByteArray &path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() > MaxSocketPath)
+        return false;
+    memcpy(address.sun_path, path.constData(), static_cast<size_t>(path.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0)
+        return false;
+    const bool refused =
+        ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0 && errno == ECONNREFUSED;
+    ::close(fd);
+    return refused;
+}
+
+} // namespace
+
+QString runtimeDir(QString *error)
+{
+    const QString dir = wantedDir();
+    const QByteArray path = QFile::encodeName(dir);
+    if (!QDir::isAbsolutePath(dir)) {
+        *error = QStringLiteral("runtime directory %1 refused: the path is not absolute").arg(dir);
+        return QString();
+    }
+    if (::mkdir(path.constData(), 0700) != 0 && errno != EEXIST) {
+        *error = QStringLiteral("runtime directory %1 cannot be made: %2").arg(dir, qt_error_string(errno));
+        return QString();
+    }
+    const QString reason = objection(path);
+    if (!reason.isEmpty()) {
+        *error = QStringLiteral("runtime directory %1 refused: %2").arg(dir, reason);
+        return QString();
+    }
+    return dir;
+}
+
+QString socketPath(const QString &name, QString *error)
+{
+    const QString dir = runtimeDir(error);
+    if (dir.isEmpty())
+        return QString();
+    const QString path = dir + QLatin1Char('/') + name;
+    const int length = QFile::encodeName(path).size();
+    if (length > MaxSocketPath) {
+        *error = QStringLiteral("socket path %1 has %2 bytes, at most %3 are possible")
+                     .arg(path).arg(length).arg(MaxSocketPath);
+        return QString();
+    }
+    return path;
+}
+
+void sweepSockets()
+{
+    QString error;
+    const QString dir = runtimeDir(&error);
+    if (dir.isEmpty())
+        return;
+    const auto entries = QDir(dir).entryInfoList({QStringLiteral("*.sock")}, QDir::System | QDir::Files);
+    const QDateTime now = QDateTime::currentDateTime();
+    for (const QFileInfo &entry : entries) {
+        // A young one may be bound and not yet listening.
+        if (entry.lastModified().msecsTo(now) > SweepAgeMs && isDeserted(QFile::encodeName(entry.filePath())))
+            QFile::remove(entry.filePath());
+    }
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,80 @@
+#include "Servants.h"
+
+namespace tarn::rpc {
+
+static thread_local CallGate::Pass *t_pass = nullptr;
+
+CallGate::Pass::Pass(std::shared_ptr<CallGate> gate)
+    : m_gate(std::move(gate))
+    , m_outer(t_pass)
+{
+    const QMutexLocker lock(&m_gate->m_mutex);
+    m_entered = m_gate->m_open;
+    if (!m_entered)
+        return;
+    ++m_gate->m_running;
+    t_pass = this;
+}
+
+CallGate::Pass::~Pass()
+{
+    if (!m_entered)
+        return;
+    t_pass = m_outer;
+    leave();
+}
+
+void CallGate::Pass::leave()
+{
+    const QMutexLocker lock(&m_gate->m_mutex);
+    if (m_left)
+        return;
+    m_left = true;
+    if (--m_gate->m_running == 0)
+        m_gate->m_idle.wakeAll();
+}
+
+void CallGate::open()
+{
+    const QMutexLocker lock(&m_mutex);
+    m_open = true;
+}
+
+void CallGate::closeAndWait()
+{
+    if (t_pass)
+        t_pass->leave();
+    const QMutexLocker lock(&m_mutex);
+    m_open = false;
+    while (m_running > 0)
+        m_idle.wait(&m_mutex);
+}
+
+bool CallGate::insideCall()
+{
+    return t_pass != nullptr;
+}
+
+bool ServantTable::insert(const Servant &servant)
+{
+    const QMutexLocker lock(&m_mutex);
+    if (m_servants.contains(servant.tag))
+        return false;
+    m_servants.insert(servant.tag, servant);
+    return true;
+}
+
+void ServantTable::remove(const QString &tag)
+{
+    Servant gone; // outlives the lock: its object's destructor may call here
+    const QMutexLocker lock(&m_mutex);
+    gone = m_servants.take(tag);
+}
+
+Servant ServantTable::find(const QString &tag) const
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_servants.value(tag);
+}
+
+} // namespace tarn::rpc

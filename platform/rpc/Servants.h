@@ -1,0 +1,70 @@
+#pragma once
+#include "tarn/rpc/IInvocable.h"
+#include <QHash>
+#include <QMutex>
+#include <QSharedPointer>
+#include <QWaitCondition>
+#include <memory>
+
+namespace tarn::rpc {
+
+/// Counts the calls that run in an adapter's objects. Thread-safe.
+class CallGate
+{
+public:
+    /// One running call of this thread; not entered when the gate is closed.
+    class Pass
+    {
+    public:
+        explicit Pass(std::shared_ptr<CallGate> gate);
+        ~Pass();
+        Pass(const Pass &) = delete;
+        Pass &operator=(const Pass &) = delete;
+        bool entered() const { return m_entered; }
+        /// A call that waits for others must not be waited for itself.
+        void leave();
+
+    private:
+        std::shared_ptr<CallGate> m_gate;
+        Pass *m_outer;
+        bool m_entered = false;
+        bool m_left = false;
+    };
+
+    void open();
+    /// Lets no call in any more and waits until the running ones have ended, but for those that wait here themselves.
+    void closeAndWait();
+    /// Whether the calling thread carries out a call of some adapter.
+    static bool insideCall();
+
+private:
+    QMutex m_mutex;
+    QWaitCondition m_idle;
+    bool m_open = false;
+    int m_running = 0;
+};
+
+/// An object that can be called.
+struct Servant
+{
+    QString interfaceName;
+    QString tag;
+    QSharedPointer<IInvocable> object;
+    std::shared_ptr<CallGate> gate;
+    bool published = true; ///< known to the hub; callback objects are not
+};
+
+/// The objects of this process that callers reach, by tag. Thread-safe.
+class ServantTable
+{
+public:
+    bool insert(const Servant &servant); ///< false when the tag is taken
+    void remove(const QString &tag);
+    Servant find(const QString &tag) const; ///< without object when there is none
+
+private:
+    mutable QMutex m_mutex;
+    QHash<QString, Servant> m_servants;
+};
+
+} // namespace tarn::rpc

@@ -1,0 +1,84 @@
+#include "Settings.h"
+#include "tarn/rpc/RpcKeys.h"
+#include <QtGlobal>
+
+namespace tarn::rpc {
+namespace {
+
+bool number(const QHash<QString, QString> &table, const QString &key, int min, int max, int *to, QString *error)
+{
+    const QString text = table.value(key).trimmed();
+    if (text.isEmpty())
+        return true;
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (!ok || value < min || value > max) {
+        *error = QStringLiteral("setting \"%1\" is \"%2\", not a number from %3 to %4")
+                     .arg(key, text.left(40), QString::number(min), QString::number(max));
+        return false;
+    }
+    *to = value;
+    return true;
+}
+
+bool port(const QHash<QString, QString> &table, const QString &key, quint16 *to, QString *error)
+{
+    int value = *to;
+    if (!number(table, key, 1, 65535, &value, error))
+        return false;
+    *to = static_cast<quint16>(value);
+    return true;
+}
+
+QString textOr(const QHash<QString, QString> &table, const QString &key, const QString &fallback)
+{
+    const QString text = table.value(key).trimmed();
+    return text.isEmpty() ? fallback : text;
+}
+
+} // namespace
+
+bool Address::isLocal() const
+{
+    return ip.isEmpty() || ip == QLatin1String("localhost") || ip == QLatin1String("::1") ||
+           ip.startsWith(QLatin1String("127."));
+}
+
+QString Address::text() const
+{
+    const QString host = ip.contains(QLatin1Char(':')) ? QStringLiteral("[%1]").arg(ip) : ip;
+    return QStringLiteral("%1:%2").arg(host).arg(port);
+}
+
+bool Settings::parse(const QHash<QString, QString> &table, Settings *to, QString *error)
+{
+    Settings read;
+    read.hub.ip = textOr(table, keys::IP, QStringLiteral("127.0.0.1"));
+    read.hubForServers.ip = textOr(table, keys::SvrIP, read.hub.ip);
+    read.endpoint.ip = textOr(table, keys::EndpointIp, QString());
+    if (!port(table, keys::Port, &read.hub.port, error))
+        return false;
+    if (read.hub.port == 0) {
+        *error = QStringLiteral("setting \"%1\" is missing").arg(keys::Port);
+        return false;
+    }
+    read.hubForServers.port = read.hub.port;
+    // Any number of threads is taken and clamped: hosts derive it from the machine.
+    const bool ok = port(table, keys::SvrPort, &read.hubForServers.port, error) &&
+                    port(table, keys::EndpointPort, &read.endpoint.port, error) &&
+                    number(table, keys::Timeout, 1, 24 * 3600 * 1000, &read.timeoutMs, error) &&
+                    number(table, keys::ThreadNum, -1000000, 1000000, &read.threads, error);
+    read.threads = qBound(1, read.threads, limits::MaxThreads);
+    if (ok)
+        *to = read;
+    return ok;
+}
+
+int leaseMs()
+{
+    bool ok = false;
+    const int value = qEnvironmentVariableIntValue("TARN_LEASE_MS", &ok);
+    return ok && value >= 200 && value <= 60000 ? value : 10000;
+}
+
+} // namespace tarn::rpc

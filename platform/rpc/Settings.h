@@ -1,0 +1,35 @@
+#pragma once
+#include "Limits.h"
+#include <QHash>
+#include <QString>
+
+namespace tarn::rpc {
+
+/// Where a hub or an endpoint is. Loopback means a unix socket of this user, whatever the port.
+struct Address
+{
+    QString ip;
+    quint16 port = 0;
+
+    bool isLocal() const;
+    QString text() const; ///< "ip:port", an IPv6 address in brackets
+};
+
+/// The checked form of the table that Rpc::init() takes (RpcKeys.h).
+struct Settings
+{
+    Address hub;        ///< where objects are looked up
+    Address hubForServers; ///< where own objects are registered
+    Address endpoint;   ///< where this process serves; port 0: chosen
+    int timeoutMs = limits::DefaultTimeoutMs;
+    int threads = limits::DefaultThreads;
+
+    /// @return false, with the offending key named in error, when a value is no number or out of range
+    static bool parse(const QHash<QString, QString> &table, Settings *to, QString *error);
+};
+
+/// Time in ms after which a silent peer is given up: environment TARN_LEASE_MS, 200 to 60000, otherwise 10000. A third
+/// of it again is what the peer has to answer a ping.
+int leaseMs();
+
+} // namespace tarn::rpc

@@ -1,0 +1,35 @@
+#pragma once
+#include "tarn/Export.h"
+#include <QString>
+#include <QVector>
+
+namespace tarn::rpc {
+
+/// One key of an operation's input or output bag.
+struct OperationKey
+{
+    QString name;
+    QString type; ///< "bool", "int", "u64", "string", "rect", "object", "list" (the bag's list of records)
+    bool required = false;
+    QString meaning; ///< one English phrase
+};
+
+/// One operation of the visualized service as remote callers use it: object tag "IVisualizedService", interface
+/// "IVisualizedService", method = name.
+struct Operation
+{
+    QString name;
+    QString family;      ///< "cloud", "upgrade", "message", "licence"
+    int successCode = 0; ///< return code when accepted; 0: the operation sets none
+    QString summary;     ///< one English sentence
+    QVector<OperationKey> input;
+    QVector<OperationKey> output;
+};
+
+/// All operations, in the order of the interface. docs/operations.md is written from this table.
+TARN_RPC_EXPORT const QVector<Operation> &visualizedOperations();
+
+/// The text of docs/operations.md.
+TARN_RPC_EXPORT QString operationsDocument();
+
+} // namespace tarn::rpc

@@ -1,0 +1,26 @@
+#pragma once
+#include "tarn/Export.h"
+#include <QString>
+
+namespace tarn::rpc {
+
+/// The directory that holds the platform's sockets: "$XDG_RUNTIME_DIR/tarn", or without XDG_RUNTIME_DIR
+/// "tarn-<uid>" in the temporary directory. Whoever can enter it can call every service, so it must be the user's own,
+/// closed to others and no symlink.
+/// @param error says why the directory is refused
+/// @return absolute path without a final slash; empty when refused
+TARN_RPC_EXPORT QString runtimeDir(QString *error);
+
+/// Path of a socket in that directory; empty (with the error) when the directory is refused or the path is too long.
+TARN_RPC_EXPORT QString socketPath(const QString &name, QString *error);
+
+/// Name of the hub's socket for a port.
+inline QString hubSocketName(quint16 port)
+{
+    return QStringLiteral("hub-%1.sock").arg(port);
+}
+
+/// Removes sockets in the directory that nobody listens on any more: a killed process leaves its own behind.
+TARN_RPC_EXPORT void sweepSockets();
+
+} // namespace tarn::rpc
