@@ -49,16 +49,20 @@ function(tarn_pch target kind)
     target_precompile_headers(${target} REUSE_FROM tarn_pch_${kind})
 endfunction()
 
-# tarn_add_test(<name> [X11] [TIMEOUT seconds] SOURCES ... [LIBS ...] [ENV "K=V" ...])
+# tarn_add_test(<name> [X11] [CORE] [TIMEOUT seconds] SOURCES ... [LIBS ...] [ENV "K=V" ...])
 # One Qt Test executable. Plain tests run on the offscreen plug-in; X11 ones run inside tests/support/with-x.sh, which
 # gives each its own X server, window manager, session bus and home.
 function(tarn_add_test name)
-    cmake_parse_arguments(T "X11" "TIMEOUT;WM;SCREEN;DPI" "SOURCES;LIBS;ENV" ${ARGN})
+    cmake_parse_arguments(T "X11;CORE" "TIMEOUT;WM;SCREEN;DPI" "SOURCES;LIBS;ENV" ${ARGN})
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
     target_link_libraries(${name} PRIVATE tarn_flags Qt5::Test ${T_LIBS})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
-    tarn_pch(${name} widgets)
+    if(T_CORE)
+        tarn_pch(${name} core) # no Widgets in the test
+    else()
+        tarn_pch(${name} widgets)
+    endif()
     if(NOT T_TIMEOUT)
         set(T_TIMEOUT 60)
     endif()

@@ -24,6 +24,9 @@ public:
 protected:
     void setupChildProcess() override // between fork and exec
     {
+        sigset_t none; // the hub blocks the signals that it reads itself
+        sigemptyset(&none);
+        ::sigprocmask(SIG_SETMASK, &none, nullptr);
         ::prctl(PR_SET_PDEATHSIG, SIGTERM);
         if (::getppid() != m_parent)
             ::_exit(1); // the hub went before the line above

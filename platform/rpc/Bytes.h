@@ -21,7 +21,8 @@ bool toBytes(const Message &from, grpc::ByteBuffer *to, QString *error)
     }
     const size_t size = wire->ByteSizeLong();
     if (size > limits::MessageBytes) {
-        *error = QStringLiteral("the message has %1 bytes, at most %2 are possible").arg(size).arg(limits::MessageBytes);
+        *error =
+            QStringLiteral("the message has %1 bytes, at most %2 are possible").arg(size).arg(limits::MessageBytes);
         return false;
     }
     grpc::Slice slice(size);

@@ -103,8 +103,9 @@ grpc::Status CallService::perform(const Request &request, const ICallContext &co
     if (!servant.object)
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("no object \"%1\"").arg(request.object.left(200)));
     if (servant.interfaceName != request.interfaceName)
-        return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" has no interface \"%2\"")
-                                                        .arg(servant.tag, request.interfaceName.left(200)));
+        return refusal(
+            grpc::StatusCode::NOT_FOUND,
+            QStringLiteral("object \"%1\" has no interface \"%2\"").arg(servant.tag, request.interfaceName.left(200)));
     const CallGate::Pass pass(servant.gate);
     if (!pass.entered())
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" is withdrawn").arg(servant.tag));

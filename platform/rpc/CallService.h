@@ -1,4 +1,5 @@
 #pragma once
+#include "Messages.h"
 #include "Servants.h"
 #include "WorkerPool.h"
 #include "tarn/v1/invoker.grpc.pb.h"

@@ -115,15 +115,21 @@ RpcError toError(const grpc::Status &status)
 {
     const QString text = QString::fromStdString(status.error_message());
     switch (status.error_code()) {
-    case grpc::StatusCode::OK: return {};
+    case grpc::StatusCode::OK:
+        return {};
     case grpc::StatusCode::NOT_FOUND:
-    case grpc::StatusCode::UNIMPLEMENTED: return makeError(RpcError::NotFound, text);
+    case grpc::StatusCode::UNIMPLEMENTED:
+        return makeError(RpcError::NotFound, text);
     case grpc::StatusCode::UNAVAILABLE:
-    case grpc::StatusCode::FAILED_PRECONDITION: return makeError(RpcError::NoConnection, text);
-    case grpc::StatusCode::DEADLINE_EXCEEDED: return makeError(RpcError::Timeout, text);
+    case grpc::StatusCode::FAILED_PRECONDITION:
+        return makeError(RpcError::NoConnection, text);
+    case grpc::StatusCode::DEADLINE_EXCEEDED:
+        return makeError(RpcError::Timeout, text);
     case grpc::StatusCode::INVALID_ARGUMENT:
-    case grpc::StatusCode::ALREADY_EXISTS: return makeError(RpcError::InvalidArgument, text);
-    default: return makeError(RpcError::Failed, text);
+    case grpc::StatusCode::ALREADY_EXISTS:
+        return makeError(RpcError::InvalidArgument, text);
+    default:
+        return makeError(RpcError::Failed, text);
     }
 }
 

@@ -196,9 +196,9 @@ RpcError Rpc::Private::enlist(AdapterState &adapter)
     for (auto it = adapter.servants.begin(); it != adapter.servants.end(); ++it) {
         if (m_servants->insert(it->second))
             continue;
-        const RpcError error = makeError(
-            RpcError::InvalidArgument,
-            QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(it->first));
+        const RpcError error =
+            makeError(RpcError::InvalidArgument,
+                      QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(it->first));
         while (it != adapter.servants.begin())
             m_servants->remove((--it)->first);
         return error;

@@ -76,13 +76,18 @@ bool Decoder::decode(Request *to)
 {
     return fields([&](quint32 tag) {
         switch (tag) {
-        case sized(v1::CallRequest::kInterfaceNameFieldNumber): return text(&to->interfaceName);
-        case sized(v1::CallRequest::kObjectFieldNumber): return text(&to->object);
-        case sized(v1::CallRequest::kMethodFieldNumber): return text(&to->method);
+        case sized(v1::CallRequest::kInterfaceNameFieldNumber):
+            return text(&to->interfaceName);
+        case sized(v1::CallRequest::kObjectFieldNumber):
+            return text(&to->object);
+        case sized(v1::CallRequest::kMethodFieldNumber):
+            return text(&to->method);
         case fixed64(v1::CallRequest::kEpochFieldNumber):
             return fixedNumber(&to->epoch);
-        case sized(v1::CallRequest::kInputFieldNumber): return nested([&] { return bag(&to->input); });
-        default: return skip(tag);
+        case sized(v1::CallRequest::kInputFieldNumber):
+            return nested([&] { return bag(&to->input); });
+        default:
+            return skip(tag);
         }
     });
 }
@@ -97,10 +102,14 @@ bool Decoder::decode(Response *to)
                 return false;
             to->accepted = accepted != 0;
             return true;
-        case varint(v1::CallResponse::kCodeFieldNumber): return signedInt(&to->code);
-        case sized(v1::CallResponse::kErrorFieldNumber): return text(&to->error);
-        case sized(v1::CallResponse::kOutputFieldNumber): return nested([&] { return bag(&to->output); });
-        default: return skip(tag);
+        case varint(v1::CallResponse::kCodeFieldNumber):
+            return signedInt(&to->code);
+        case sized(v1::CallResponse::kErrorFieldNumber):
+            return text(&to->error);
+        case sized(v1::CallResponse::kOutputFieldNumber):
+            return nested([&] { return bag(&to->output); });
+        default:
+            return skip(tag);
         }
     });
 }
@@ -109,7 +118,8 @@ bool Decoder::bag(Bag *to)
 {
     return fields([&](quint32 tag) {
         switch (tag) {
-        case sized(v1::Bag::kValuesFieldNumber): return nested([&] { return mapEntry(&to->values); });
+        case sized(v1::Bag::kValuesFieldNumber):
+            return nested([&] { return mapEntry(&to->values); });
         case sized(v1::Bag::kListFieldNumber): {
             QVariant item;
             if (!nested([&] { return value(&item); }))
@@ -117,7 +127,8 @@ bool Decoder::bag(Bag *to)
             to->list.append(item);
             return true;
         }
-        default: return skip(tag);
+        default:
+            return skip(tag);
         }
     });
 }
@@ -130,9 +141,12 @@ bool Decoder::mapEntry(QVariantMap *to)
         return false;
     const bool read = fields([&](quint32 tag) {
         switch (tag) {
-        case sized(1): return text(&key);
-        case sized(2): return nested([&] { return valueFields(&item); });
-        default: return skip(tag);
+        case sized(1):
+            return text(&key);
+        case sized(2):
+            return nested([&] { return valueFields(&item); });
+        default:
+            return skip(tag);
         }
     });
     if (read)
@@ -160,8 +174,10 @@ bool Decoder::valueField(quint32 tag, QVariant *to)
         return true;
     };
     switch (tag) {
-    case varint(v1::Value::kNullValueFieldNumber): return varintInto([&] { return QVariant(); });
-    case varint(v1::Value::kBoolValueFieldNumber): return varintInto([&] { return QVariant(read != 0); });
+    case varint(v1::Value::kNullValueFieldNumber):
+        return varintInto([&] { return QVariant(); });
+    case varint(v1::Value::kBoolValueFieldNumber):
+        return varintInto([&] { return QVariant(read != 0); });
     case varint(v1::Value::kInt32ValueFieldNumber):
         return varintInto([&] { return QVariant(WireFormatLite::ZigZagDecode32(static_cast<quint32>(read))); });
     case varint(v1::Value::kUint32ValueFieldNumber):
@@ -182,12 +198,18 @@ bool Decoder::valueField(quint32 tag, QVariant *to)
         *to = string;
         return true;
     }
-    case sized(v1::Value::kBytesValueFieldNumber): return bytes(to);
-    case sized(v1::Value::kListValueFieldNumber): return nested([&] { return list(to); });
-    case sized(v1::Value::kMapValueFieldNumber): return nested([&] { return map(to); });
-    case sized(v1::Value::kRectValueFieldNumber): return nested([&] { return rect(to); });
-    case sized(v1::Value::kObjectValueFieldNumber): return nested([&] { return objectRef(to); });
-    default: return skip(tag);
+    case sized(v1::Value::kBytesValueFieldNumber):
+        return bytes(to);
+    case sized(v1::Value::kListValueFieldNumber):
+        return nested([&] { return list(to); });
+    case sized(v1::Value::kMapValueFieldNumber):
+        return nested([&] { return map(to); });
+    case sized(v1::Value::kRectValueFieldNumber):
+        return nested([&] { return rect(to); });
+    case sized(v1::Value::kObjectValueFieldNumber):
+        return nested([&] { return objectRef(to); });
+    default:
+        return skip(tag);
     }
 }
 
@@ -233,11 +255,16 @@ bool Decoder::rect(QVariant *to)
     int height = 0;
     const bool read = fields([&](quint32 tag) {
         switch (tag) {
-        case varint(v1::Rect::kXFieldNumber): return signedInt(&x);
-        case varint(v1::Rect::kYFieldNumber): return signedInt(&y);
-        case varint(v1::Rect::kWidthFieldNumber): return signedInt(&width);
-        case varint(v1::Rect::kHeightFieldNumber): return signedInt(&height);
-        default: return skip(tag);
+        case varint(v1::Rect::kXFieldNumber):
+            return signedInt(&x);
+        case varint(v1::Rect::kYFieldNumber):
+            return signedInt(&y);
+        case varint(v1::Rect::kWidthFieldNumber):
+            return signedInt(&width);
+        case varint(v1::Rect::kHeightFieldNumber):
+            return signedInt(&height);
+        default:
+            return skip(tag);
         }
     });
     *to = QRect(x, y, width, height);
@@ -249,12 +276,16 @@ bool Decoder::objectRef(QVariant *to)
     ObjectRef ref;
     const bool read = fields([&](quint32 tag) {
         switch (tag) {
-        case sized(v1::ObjectRef::kInterfaceNameFieldNumber): return text(&ref.interfaceName);
-        case sized(v1::ObjectRef::kTagFieldNumber): return text(&ref.tag);
-        case sized(v1::ObjectRef::kEndpointFieldNumber): return text(&ref.endpoint);
+        case sized(v1::ObjectRef::kInterfaceNameFieldNumber):
+            return text(&ref.interfaceName);
+        case sized(v1::ObjectRef::kTagFieldNumber):
+            return text(&ref.tag);
+        case sized(v1::ObjectRef::kEndpointFieldNumber):
+            return text(&ref.endpoint);
         case fixed64(v1::ObjectRef::kEpochFieldNumber):
             return fixedNumber(&ref.epoch);
-        default: return skip(tag);
+        default:
+            return skip(tag);
         }
     });
     *to = QVariant::fromValue(ref);

@@ -78,19 +78,40 @@ bool Encoder::value(const QVariant &from, v1::Value *to)
     }
     switch (type) {
     case QMetaType::UnknownType:
-    case QMetaType::Nullptr: to->set_null_value(v1::NULL_VALUE); return true;
-    case QMetaType::Bool: to->set_bool_value(from.toBool()); return true;
-    case QMetaType::Int: to->set_int32_value(from.toInt()); return true;
-    case QMetaType::UInt: to->set_uint32_value(from.toUInt()); return true;
-    case QMetaType::LongLong: to->set_int64_value(from.toLongLong()); return true;
-    case QMetaType::ULongLong: to->set_uint64_value(from.toULongLong()); return true;
-    case QMetaType::Double: to->set_double_value(from.toDouble()); return true;
-    case QMetaType::QString: return text(from.toString(), to->mutable_string_value());
-    case QMetaType::QByteArray: to->set_bytes_value(from.toByteArray().toStdString()); return true;
+    case QMetaType::Nullptr:
+        to->set_null_value(v1::NULL_VALUE);
+        return true;
+    case QMetaType::Bool:
+        to->set_bool_value(from.toBool());
+        return true;
+    case QMetaType::Int:
+        to->set_int32_value(from.toInt());
+        return true;
+    case QMetaType::UInt:
+        to->set_uint32_value(from.toUInt());
+        return true;
+    case QMetaType::LongLong:
+        to->set_int64_value(from.toLongLong());
+        return true;
+    case QMetaType::ULongLong:
+        to->set_uint64_value(from.toULongLong());
+        return true;
+    case QMetaType::Double:
+        to->set_double_value(from.toDouble());
+        return true;
+    case QMetaType::QString:
+        return text(from.toString(), to->mutable_string_value());
+    case QMetaType::QByteArray:
+        to->set_bytes_value(from.toByteArray().toStdString());
+        return true;
     case QMetaType::QStringList:
-    case QMetaType::QVariantList: return list(from.toList(), to);
-    case QMetaType::QVariantMap: return map(from.toMap(), to);
-    case QMetaType::QRect: encodeRect(from.toRect(), to->mutable_rect_value()); return true;
+    case QMetaType::QVariantList:
+        return list(from.toList(), to);
+    case QMetaType::QVariantMap:
+        return map(from.toMap(), to);
+    case QMetaType::QRect:
+        encodeRect(from.toRect(), to->mutable_rect_value());
+        return true;
     default:
         return fail(QStringLiteral("values of type %1 cannot be sent").arg(QLatin1String(from.typeName())));
     }

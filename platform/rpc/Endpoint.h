@@ -7,7 +7,7 @@
 namespace grpc {
 class Server;
 class Service;
-}
+} // namespace grpc
 
 namespace tarn::rpc {
 

@@ -1,7 +1,7 @@
 #include "HubLink.h"
 #include "Channels.h"
-#include "LastError.h"
 #include "Encoder.h"
+#include "LastError.h"
 #include "tarn/hub/HubKeys.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include <QSharedMemory>
@@ -59,8 +59,9 @@ RpcError HubLink::ask(const QString &tag, bool fresh, ObjectRef *to)
     request.set_tag(tag.toStdString());
     const grpc::Status status = v1::Hub::NewStub(channel)->Resolve(&context, request, &reply);
     if (status.error_code() == grpc::StatusCode::UNAVAILABLE)
-        return makeError(RpcError::NoHub, QStringLiteral("the hub cannot be reached: %1")
-                                              .arg(QString::fromStdString(status.error_message())));
+        return makeError(
+            RpcError::NoHub,
+            QStringLiteral("the hub cannot be reached: %1").arg(QString::fromStdString(status.error_message())));
     if (status.ok())
         *to = fromWire(reply);
     return toError(status);

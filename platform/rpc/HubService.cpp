@@ -35,7 +35,9 @@ public:
     LeaseStream(HubService &hub, const v1::RegisterRequest &request)
         : m_registry(hub.m_registry)
         , m_lease(++hub.m_leases)
-        , m_program(QStringLiteral("%1 (process %2)").arg(QString::fromStdString(request.program()).left(64)).arg(request.pid()))
+        , m_program(QStringLiteral("%1 (process %2)")
+                        .arg(QString::fromStdString(request.program()).left(64))
+                        .arg(request.pid()))
     {
         if (request.objects_size() > MaxObjectsPerLease) {
             finish({grpc::StatusCode::INVALID_ARGUMENT, "too many objects"});

@@ -167,10 +167,10 @@ RpcError Lease::attempt(std::unique_lock<std::mutex> &lock)
     lock.lock();
     if (error.code == RpcError::InvalidArgument)
         return error;
-    return makeError(RpcError::NoHub, error.code == RpcError::None
-                                          ? QStringLiteral("the hub does not answer")
-                                          : QStringLiteral("the hub cannot be reached: %1")
-                                                .arg(QString::fromStdString(error.message)));
+    return makeError(RpcError::NoHub,
+                     error.code == RpcError::None
+                         ? QStringLiteral("the hub does not answer")
+                         : QStringLiteral("the hub cannot be reached: %1").arg(QString::fromStdString(error.message)));
 }
 
 void Lease::replaceStream(std::unique_lock<std::mutex> &lock, const std::shared_ptr<Stream> &stream)

@@ -14,10 +14,7 @@ struct Registered
 {
     QString interfaceName;
     QString tag;
-    bool operator==(const Registered &other) const
-    {
-        return interfaceName == other.interfaceName && tag == other.tag;
-    }
+    bool operator==(const Registered &other) const { return interfaceName == other.interfaceName && tag == other.tag; }
 };
 
 /// Keeps this process's objects registered: one stream to the hub, opened again - on a fresh channel, every 100 ms, at
@@ -55,9 +52,9 @@ private:
     Address m_hub;
     std::vector<Registered> m_wanted;
     quint64 m_wantedVersion = 0;
-    quint64 m_heldVersion = 0;    ///< version that m_stream registered
-    quint64 m_settledVersion = 0; ///< last version with an answer
-    RpcError m_result;            ///< that answer
+    quint64 m_heldVersion = 0;     ///< version that m_stream registered
+    quint64 m_settledVersion = 0;  ///< last version with an answer
+    RpcError m_result;             ///< that answer
     int m_failures = 0;            ///< attempts in a row that found no hub; written by the lease's thread only
     int m_warned = RpcError::None; ///< last trouble in the log
     bool m_stop = false;

@@ -99,7 +99,8 @@ QString keyTable(const char *title, const QVector<OperationKey> &keys)
         return QString();
     QString text = QStringLiteral("\n%1:\n\n| key | type | meaning |\n|---|---|---|\n").arg(QLatin1String(title));
     for (const OperationKey &each : keys) {
-        const QString name = each.name.isEmpty() ? QStringLiteral("the bag's list") : QStringLiteral("`%1`").arg(each.name);
+        const QString name =
+            each.name.isEmpty() ? QStringLiteral("the bag's list") : QStringLiteral("`%1`").arg(each.name);
         const QString meaning = each.required ? each.meaning + QStringLiteral(" (required)") : each.meaning;
         text += QStringLiteral("| %1 | %2 | %3 |\n").arg(name, each.type, meaning);
     }
@@ -119,9 +120,11 @@ QString operationsDocument()
 {
     QString text = QStringLiteral(
         "# Operations of the visualized service\n\n"
-        "Written from the table in `platform/rpc/Operations.cpp`. Call them as `tarn.v1.Invoker.Call` with interface and\n"
+        "Written from the table in `platform/rpc/Operations.cpp`. Call them as `tarn.v1.Invoker.Call` with interface "
+        "and\n"
         "object `IVisualizedService` (the hub's `Resolve` tells the endpoint), or with `tarnctl call`. An accepted\n"
-        "operation answers `accepted` true, its return code and an empty error text; a refused one `accepted` false and\n"
+        "operation answers `accepted` true, its return code and an empty error text; a refused one `accepted` false "
+        "and\n"
         "return code 0. No operation waits for a window. Unknown keys are ignored, missing ones read as empty.\n");
     for (const Operation &each : visualizedOperations()) {
         text += QStringLiteral("\n## %1\n\n%2 Family %3, ").arg(each.name, each.summary, each.family);

@@ -29,7 +29,8 @@ QString Registry::add(const QVector<RegistryEntry> &entries, quint64 epoch, quin
         const auto holder = m_entries.constFind(entry.object.tag);
         if (holder != m_entries.constEnd() && holder->object.epoch != epoch)
             return QStringLiteral("tag \"%1\" is registered by %2 (process %3)")
-                .arg(entry.object.tag, holder->program).arg(holder->pid);
+                .arg(entry.object.tag, holder->program)
+                .arg(holder->pid);
     }
     if (m_entries.size() + entries.size() > MaxEntries)
         return QStringLiteral("the registry is full");
@@ -68,8 +69,7 @@ QVector<RegistryEntry> Registry::list() const
         for (const RegistryEntry &entry : m_entries)
             entries.append(entry);
     }
-    std::sort(entries.begin(), entries.end(),
-              [](const auto &a, const auto &b) { return a.object.tag < b.object.tag; });
+    std::sort(entries.begin(), entries.end(), [](const auto &a, const auto &b) { return a.object.tag < b.object.tag; });
     return entries;
 }
 

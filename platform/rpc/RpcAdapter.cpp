@@ -61,8 +61,7 @@ ObjectRef bindCallback(RpcAdapter &adapter, const std::any &object, const QStrin
 {
     quint32 random[4] = {};
     QRandomGenerator::system()->fillRange(random);
-    const QString tag =
-        QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(random), sizeof(random)).toHex());
+    const QString tag = QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(random), sizeof(random)).toHex());
     if (!succeed(adapter.d->add(object, interfaceName, tag, false)))
         return {};
     const ObjectRef ref = adapter.d->core->reference(*adapter.d->state, tag);

@@ -87,7 +87,9 @@ QString socketPath(const QString &name, QString *error)
     const int length = QFile::encodeName(path).size();
     if (length > MaxSocketPath) {
         *error = QStringLiteral("socket path %1 has %2 bytes, at most %3 are possible")
-                     .arg(path).arg(length).arg(MaxSocketPath);
+                     .arg(path)
+                     .arg(length)
+                     .arg(MaxSocketPath);
         return QString();
     }
     return path;

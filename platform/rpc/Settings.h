@@ -18,9 +18,9 @@ struct Address
 /// The checked form of the table that Rpc::init() takes (RpcKeys.h).
 struct Settings
 {
-    Address hub;        ///< where objects are looked up
+    Address hub;           ///< where objects are looked up
     Address hubForServers; ///< where own objects are registered
-    Address endpoint;   ///< where this process serves; port 0: chosen
+    Address endpoint;      ///< where this process serves; port 0: chosen
     int timeoutMs = limits::DefaultTimeoutMs;
     int threads = limits::DefaultThreads;
 
