@@ -7,6 +7,7 @@
 #include <QRandomGenerator>
 #include <chrono>
 #include <grpcpp/ext/proto_server_reflection_plugin.h>
+#include <grpcpp/generic/async_generic_service.h>
 #include <grpcpp/health_check_service_interface.h>
 #include <grpcpp/resource_quota.h>
 #include <grpcpp/server_builder.h>
@@ -46,10 +47,22 @@ void setKeepAlive(grpc::ServerBuilder &builder)
     builder.AddChannelArgument(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
 }
 
+/// gRPC's threads for callbacks end with their last user. When that is a lease's stream, it goes in one of these very
+/// threads, and gRPC 1.51 then aborts. A server without a port, which is never destroyed, keeps the threads.
+void keepCallbackThreads()
+{
+    static grpc::CallbackGenericService nothing;
+    grpc::ServerBuilder builder;
+    builder.RegisterCallbackGenericService(&nothing);
+    static const grpc::Server *const keeper = builder.BuildAndStart().release();
+    Q_UNUSED(keeper)
+}
+
 void enablePlugins()
 {
     static std::once_flag once;
     std::call_once(once, [] {
+        keepCallbackThreads(); // before the plug-ins, which it does not need
         grpc::EnableDefaultHealthCheckService(true);
         grpc::reflection::InitProtoReflectionServerBuilderPlugin();
     });

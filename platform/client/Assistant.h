@@ -1,0 +1,84 @@
+#pragma once
+#include "Answer.h"
+#include "tarn/client/IServiceAssistant.h"
+#include "tarn/core/BagArgs.h"
+#include "tarn/link/HubPort.h"
+#include "tarn/link/ServiceConnection.h"
+#include <QSharedPointer>
+#include <atomic>
+
+namespace tarn::client {
+
+/// The common part of the four assistants: a connection to one service and the road of a call. Any thread.
+template <class Interface>
+class Assistant : public Interface
+{
+public:
+    /// False when no hub runs yet; the assistant is usable all the same and connects with its first call.
+    bool Initialize(const QString &clientName, int flag, QString &errorText) override
+    {
+        Q_UNUSED(clientName)
+        Q_UNUSED(flag)
+        m_connection.open();
+        m_initialized = true;
+        errorText.clear();
+        return link::readHubPort(&errorText) != 0;
+    }
+
+    void UnInitialize() override
+    {
+        m_initialized = false;
+        m_connection.close();
+    }
+
+protected:
+    Assistant(QString tag, const FamilyCodes &codes)
+        : m_tag(std::move(tag))
+        , m_codes(codes)
+    {
+    }
+    ~Assistant() = default;
+
+    /// Sends input's whole bag to the service's method and writes the outcome into output.
+    template <class Input, class Output>
+    void forward(const QString &method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
+                 int timeoutMs = link::ServiceConnection::DefaultTimeout)
+    {
+        forwardBy(input, output, [&](const rpc::Bag &bag) { return m_connection.call(m_tag, method, bag, timeoutMs); });
+    }
+
+    /// The same with a call of the caller's own: CallResult call(const Bag &).
+    template <class Input, class Output, class Call>
+    void forwardBy(const QSharedPointer<Input> &input, const QSharedPointer<Output> &output, Call call)
+    {
+        if (!output)
+            return;
+        const auto *args = dynamic_cast<const core::InputArgs<Input> *>(input.data());
+        if (!args)
+            deliver({m_codes.invalidArgs, QStringLiteral("the input was not made by this assistant"), {}}, *output);
+        else if (!m_initialized)
+            deliver({m_codes.noConnection, QStringLiteral("the assistant is not initialized"), {}}, *output);
+        else
+            deliver(toAnswer(call(args->bag()), m_codes), *output);
+    }
+
+    link::ServiceConnection m_connection;
+    const QString m_tag;
+
+private:
+    template <class Output>
+    static void deliver(const Answer &answer, Output &output)
+    {
+        const QVariantMap &values = answer.output.values;
+        for (auto it = values.cbegin(); it != values.cend(); ++it)
+            output.SetValue(it.key(), it.value());
+        output.SetValueList(answer.output.list);
+        output.SetError(answer.error);
+        output.SetRetCode(answer.code);
+    }
+
+    const FamilyCodes m_codes;
+    std::atomic<bool> m_initialized{false};
+};
+
+} // namespace tarn::client

@@ -1,0 +1,69 @@
+#include "CloudAssistant.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "tarn/link/MessageWire.h"
+
+namespace tarn::client {
+
+using namespace cloud;
+
+CloudAssistant::CloudAssistant()
+    : Assistant(link::wire::CloudTag, {code::CallFailed, code::Refused, code::InvalidArgs, code::NoConnection})
+{
+}
+
+ICloudServiceAssistant::Input CloudAssistant::CreateInputArgs()
+{
+    return QSharedPointer<core::InputArgs<ICloudService_InputArgs>>::create();
+}
+
+ICloudServiceAssistant::Output CloudAssistant::CreateOutputArgs()
+{
+    return QSharedPointer<core::OutputListArgs<ICloudService_OutputArgs>>::create();
+}
+
+void CloudAssistant::GetLoginState(Input input, Output output)
+{
+    forward(QStringLiteral("GetLoginState"), input, output);
+}
+
+void CloudAssistant::GetMemoryLoginInfo(Input input, Output output)
+{
+    forward(QStringLiteral("GetMemoryLoginInfo"), input, output);
+}
+
+void CloudAssistant::SendVerificationCode(Input input, Output output)
+{
+    forward(QStringLiteral("SendVerificationCode"), input, output);
+}
+
+void CloudAssistant::LoginByPhone(Input input, Output output)
+{
+    forward(QStringLiteral("LoginByPhone"), input, output);
+}
+
+void CloudAssistant::LoginByAccount(Input input, Output output)
+{
+    forward(QStringLiteral("LoginByAccount"), input, output);
+}
+
+void CloudAssistant::GetQRCodeUrl(Input input, Output output)
+{
+    forward(QStringLiteral("GetQRCodeUrl"), input, output);
+}
+
+void CloudAssistant::QueryQRCodeResult(Input input, Output output)
+{
+    forward(QStringLiteral("QueryQRCodeResult"), input, output);
+}
+
+void CloudAssistant::GetLinkAddress(Input input, Output output)
+{
+    forward(QStringLiteral("GetLinkAddress"), input, output);
+}
+
+void CloudAssistant::Logout(Input input, Output output)
+{
+    forward(QStringLiteral("Logout"), input, output);
+}
+
+} // namespace tarn::client

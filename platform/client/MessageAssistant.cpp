@@ -1,0 +1,53 @@
+#include "MessageAssistant.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/PagedCall.h"
+#include "tarn/message/MessageKeys.h"
+
+namespace tarn::client {
+
+using namespace message;
+
+MessageAssistant::MessageAssistant()
+    : Assistant(link::wire::MessageTag, {code::CallFailed, code::Refused, code::InvalidArgs, code::NoConnection})
+{
+}
+
+void MessageAssistant::AddMessageReceipt(Input input, Output output)
+{
+    forward(QStringLiteral("AddMessageReceipt"), input, output);
+}
+
+void MessageAssistant::UpdateMessageStatus(Input input, Output output)
+{
+    forward(QStringLiteral("UpdateMessageStatus"), input, output);
+}
+
+// More records than fit into one message of the RPC layer come in pages.
+void MessageAssistant::GetAllMessageRecords(Input input, Output output)
+{
+    forwardBy(input, output, [this](const rpc::Bag &bag) {
+        return link::callPaged(m_connection, m_tag, QStringLiteral("GetAllMessageRecords"), bag);
+    });
+}
+
+void MessageAssistant::GetMessageRecord(Input input, Output output)
+{
+    forward(QStringLiteral("GetMessageRecord"), input, output);
+}
+
+IMessageServiceAssistant::Input MessageAssistant::CreateInputArgs()
+{
+    return QSharedPointer<core::InputArgs<IMessageService_InputArgs>>::create();
+}
+
+IMessageServiceAssistant::Output MessageAssistant::CreateOutputArgs()
+{
+    return QSharedPointer<core::OutputListArgs<IMessageService_OutputArgs>>::create();
+}
+
+void MessageAssistant::IgnoreMessage(Input input, Output output)
+{
+    forward(QStringLiteral("IgnoreMessage"), input, output);
+}
+
+} // namespace tarn::client

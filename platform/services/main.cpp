@@ -1,0 +1,112 @@
+#include "DataDirectory.h"
+#include "Log.h"
+#include "MessageService.h"
+#include "ServiceRunner.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/ServiceConnection.h"
+#include "tarn/visualized/IVisualizedService.h"
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <csignal>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
+
+using namespace tarn;
+using namespace tarn::services;
+
+namespace {
+
+constexpr int ShowTimeout = 5000; // ms; a push is not held up by a user interface that hangs
+constexpr int LockPollMs = 100;
+
+// Blocks the signals for all threads to come; they are read from the returned descriptor.
+int signalDescriptor()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : {SIGTERM, SIGINT})
+        sigaddset(&set, signal);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+class Application
+{
+public:
+    explicit Application(const QString &directory)
+        : m_directory(directory)
+        , m_lock(directory)
+    {
+        QObject::connect(&m_lockPoll, &QTimer::timeout, &m_lockPoll, [this] { begin(); });
+        m_lockPoll.start(LockPollMs);
+        begin();
+    }
+    ~Application() { m_userInterface.close(); } // no call of ours waits for a window that hangs
+
+private:
+    void begin()
+    {
+        QString error;
+        if (!m_lock.tryLock(&error)) {
+            waitForHolder(error);
+            return;
+        }
+        m_lockPoll.stop();
+        const auto present = [this](const rpc::Bag &bag) {
+            return m_userInterface.call(visualized::DefaultTag, QStringLiteral("ShowNotifyMessage"), bag, ShowTimeout);
+        };
+        m_runner.addService(link::wire::MessageTag, QSharedPointer<MessageService>::create(m_directory, present));
+        m_runner.start();
+    }
+
+    // Called again with every attempt, acts with the first.
+    void waitForHolder(const QString &error)
+    {
+        if (m_waiting)
+            return;
+        m_waiting = true;
+        if (!error.isEmpty()) {
+            qCCritical(servicesLog).noquote() << QStringLiteral("the data directory cannot be locked: %1").arg(error);
+            return;
+        }
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1 is in use by process %2; waiting until it ends")
+                                                .arg(m_directory)
+                                                .arg(m_lock.holder());
+    }
+
+    const QString m_directory;
+    DataLock m_lock;
+    QTimer m_lockPoll;
+    bool m_waiting = false;
+    link::ServiceConnection m_userInterface;
+    ServiceRunner m_runner; // last: its calls use the rest
+};
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const int signalFile = signalDescriptor();
+    ::umask(077);
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tarn-services"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TARN_VERSION));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("The platform's background services: messages."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.process(app);
+
+    QSocketNotifier signalNotifier(signalFile, QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
+    QString error;
+    const QString directory = dataDirectory(&error);
+    if (directory.isEmpty()) {
+        qCCritical(servicesLog).noquote() << error;
+        return 1;
+    }
+    const Application services(directory);
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,387 @@
+#include "DataDirectory.h"
+#include "MessageStore.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/message/MessageKeys.h"
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace tarn;
+using services::Message;
+using services::MessageReader;
+using services::MessageStore;
+namespace key = tarn::message::key;
+namespace detail = tarn::link::wire::detail;
+
+namespace {
+
+Message made(const QString &id, const QString &time = QStringLiteral("2026-01-01 10:00:00"))
+{
+    Message m;
+    m.id = id;
+    m.title = QStringLiteral("标题 ") + id;
+    m.dateTime = time;
+    return m;
+}
+
+QVariantList allOf(MessageStore &store, MessageReader::Kind kind)
+{
+    QVariantList all;
+    QString cursor;
+    do {
+        QVariantList page;
+        const QString error = store.page(kind, &cursor, &page);
+        if (!error.isEmpty())
+            qFatal("%s", qPrintable(error));
+        all += page;
+    } while (!cursor.isEmpty());
+    return all;
+}
+
+QStringList idsOf(const QVariantList &records)
+{
+    QStringList ids;
+    for (const QVariant &record : records)
+        ids.append(record.toMap().value(key::MsgId).toString());
+    return ids;
+}
+
+} // namespace
+
+class TestMessageStore final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void ordersNewestFirstWithoutDeletedOnes();
+    void keepsStatesAndReceiptsOverARestart();
+    void anotherDeliveryKeepsTheIgnoreButIsUnreadAgain();
+    void importsAllOrNone();
+    void textsAreData();
+    void pagesShowOneState();
+    void aLostPlaceIsAnError();
+    void abandonedListsDoNotPileUp();
+    void movesABrokenFileAside_data();
+    void movesABrokenFileAside();
+    void breaksInTheMiddle();
+    void leavesANewerSchemaAlone();
+    void theDirectoryIsPrivate();
+
+private:
+    QString file() const { return m_dir->filePath(QStringLiteral("messages.db")); }
+    QStringList movedAside() const
+    {
+        return QDir(m_dir->path())
+            .entryList({QStringLiteral("messages.db.broken-*")})
+            .filter(QRegularExpression(QStringLiteral("[0-9]$")));
+    }
+    void put(MessageStore &store, const Message &message)
+    {
+        MessageStore::Delivery delivery;
+        QCOMPARE(store.put(message, &delivery), QString());
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+void TestMessageStore::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+}
+
+void TestMessageStore::ordersNewestFirstWithoutDeletedOnes()
+{
+    MessageStore store(m_dir->path());
+    put(store, made(QStringLiteral("middle"), QStringLiteral("2026-03-01 00:00:00")));
+    put(store, made(QStringLiteral("old"), QStringLiteral("2025-03-01 00:00:00")));
+    put(store, made(QStringLiteral("gone"), QStringLiteral("2026-04-01 00:00:00")));
+    put(store, made(QStringLiteral("now"), QStringLiteral("no time at all"))); // counts as just received
+    put(store, made(QStringLiteral("middle, later"), QStringLiteral("2026-03-01T00:00:00")));
+    int known = 0;
+    QCOMPARE(store.setStatus({QStringLiteral("gone")}, 3, &known), QString());
+    QCOMPARE(known, 1);
+    const QStringList shown{QStringLiteral("now"), QStringLiteral("middle, later"), QStringLiteral("middle"),
+                            QStringLiteral("old")};
+    QCOMPARE(idsOf(allOf(store, MessageReader::Kind::Records)), shown);
+    QCOMPARE(idsOf(allOf(store, MessageReader::Kind::Details)), shown);
+    QVERIFY(idsOf(allOf(store, MessageReader::Kind::All)).contains(QStringLiteral("gone")));
+    QVariantList one;
+    QCOMPARE(store.record(QStringLiteral("gone"), &one), QString());
+    QVERIFY(one.isEmpty());
+}
+
+void TestMessageStore::keepsStatesAndReceiptsOverARestart()
+{
+    const QString id = QStringLiteral("m");
+    {
+        MessageStore store(m_dir->path());
+        put(store, made(id));
+        put(store, made(QStringLiteral("other")));
+        bool known = false;
+        QCOMPARE(store.addReceipt(id, 2, QString(), &known), QString());
+        QVERIFY(known);
+        QCOMPARE(store.addReceipt(id, 3, QStringLiteral("软件"), &known), QString());
+        QCOMPARE(store.addReceipt(id, 3, QStringLiteral("软件"), &known), QString());
+        int marked = 0;
+        QCOMPARE(store.setStatus({id, QStringLiteral("nobody")}, 2, &marked), QString());
+        QCOMPARE(marked, 1);
+        QCOMPARE(store.ignore(id, QString(), &known), QString());
+        QVERIFY(known);
+        QCOMPARE(store.ignore(QStringLiteral("nobody"), QString(), &known), QString());
+        QVERIFY(!known);
+        QCOMPARE(store.addReceipt(QStringLiteral("nobody"), 2, QString(), &known), QString());
+        QVERIFY(!known);
+    }
+    MessageStore store(m_dir->path());
+    int unread = 0;
+    QCOMPARE(store.unreadCount(&unread), QString());
+    QCOMPARE(unread, 1);
+    const QVariantList records = allOf(store, MessageReader::Kind::Details);
+    const QVariantMap record = records.at(idsOf(records).indexOf(id)).toMap();
+    QCOMPARE(record.value(key::unRead), QVariant(false));
+    QVERIFY(!record.value(detail::ReadTime).toString().isEmpty());
+    QVERIFY(!record.value(detail::IgnoredTime).toString().isEmpty());
+    QVERIFY(record.value(detail::DeletedTime).toString().isEmpty());
+    const QVariantList receipts = record.value(detail::Receipts).toList();
+    QCOMPARE(receipts.size(), 2);
+    QCOMPARE(receipts.at(0).toMap().value(key::MessageReceipt), QVariant(2));
+    QCOMPARE(receipts.at(1).toMap().value(key::MessageReceipt), QVariant(3));
+    QCOMPARE(receipts.at(1).toMap().value(key::SoftName), QVariant(QStringLiteral("软件")));
+    QCOMPARE(receipts.at(1).toMap().value(detail::Count), QVariant(2));
+}
+
+void TestMessageStore::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
+{
+    MessageStore store(m_dir->path());
+    Message message = made(QStringLiteral("m"));
+    MessageStore::Delivery delivery;
+    QCOMPARE(store.put(message, &delivery), QString());
+    QVERIFY(!delivery.ignored);
+    QCOMPARE(delivery.unread, 1);
+    bool known = false;
+    int marked = 0;
+    QCOMPARE(store.addReceipt(message.id, 2, QString(), &known), QString());
+    QCOMPARE(store.ignore(message.id, QString(), &known), QString());
+    QCOMPARE(store.setStatus({message.id}, 2, &marked), QString());
+    QCOMPARE(store.setStatus({message.id}, 3, &marked), QString());
+    message.title = QStringLiteral("新标题");
+    QCOMPARE(store.put(message, &delivery), QString());
+    QVERIFY(delivery.ignored);
+    QCOMPARE(delivery.unread, 1);
+    const QVariantMap record = allOf(store, MessageReader::Kind::Details).at(0).toMap();
+    QCOMPARE(record.value(key::MsgTitle), QVariant(QStringLiteral("新标题")));
+    QCOMPARE(record.value(detail::Receipts).toList().size(), 1);
+}
+
+void TestMessageStore::importsAllOrNone()
+{
+    MessageStore store(m_dir->path());
+    QList<Message> messages;
+    for (int i = 0; i < 50; ++i)
+        messages.append(made(QString::number(i)));
+    messages[7].unread = false;
+    QCOMPARE(store.import(messages), QString());
+    int unread = 0;
+    QCOMPARE(store.unreadCount(&unread), QString());
+    QCOMPARE(unread, 49);
+    int removed = 0;
+    QCOMPARE(store.clear(&removed), QString());
+    QCOMPARE(removed, 50);
+    QVERIFY(allOf(store, MessageReader::Kind::All).isEmpty());
+}
+
+void TestMessageStore::textsAreData()
+{
+    MessageStore store(m_dir->path());
+    Message hostile = made(QStringLiteral("'); DROP TABLE messages; --"));
+    hostile.title = QStringLiteral("?1 :id %1 \" ' ;");
+    hostile.content = QString(1024 * 1024, QLatin1Char('x'));
+    hostile.linkText = QStringLiteral("nul \0 inside").replace(QLatin1Char(' '), QChar(0));
+    put(store, hostile);
+    const QVariantMap record = allOf(store, MessageReader::Kind::Records).at(0).toMap();
+    QCOMPARE(record.value(key::MsgId).toString(), hostile.id);
+    QCOMPARE(record.value(key::MsgTitle).toString(), hostile.title);
+    QCOMPARE(record.value(key::MsgContent).toString(), hostile.content);
+    QCOMPARE(record.value(key::LinkText).toString(), hostile.linkText);
+}
+
+void TestMessageStore::pagesShowOneState()
+{
+    MessageStore store(m_dir->path());
+    QList<Message> messages;
+    for (int i = 0; i < 3000; ++i)
+        messages.append(made(QStringLiteral("%1").arg(i, 5, 10, QLatin1Char('0'))));
+    QCOMPARE(store.import(messages), QString());
+    QString cursor;
+    QVariantList first;
+    QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &first), QString());
+    QVERIFY(!cursor.isEmpty());
+
+    // Everything changes between two pages.
+    int count = 0;
+    put(store, made(QStringLiteral("newcomer"), QStringLiteral("2020-01-01 00:00:00")));
+    QCOMPARE(store.setStatus({QStringLiteral("00000"), QStringLiteral("00001")}, 3, &count), QString());
+    QCOMPARE(store.setStatus({QStringLiteral("00002")}, 2, &count), QString());
+    Message changed = made(QStringLiteral("00003"));
+    changed.title = QStringLiteral("changed");
+    put(store, changed);
+
+    QVariantList all = first;
+    while (!cursor.isEmpty()) {
+        QVariantList page;
+        QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &page), QString());
+        all += page;
+    }
+    QStringList expected;
+    for (auto it = messages.crbegin(); it != messages.crend(); ++it)
+        expected.append(it->id);
+    QCOMPARE(idsOf(all), expected);
+    QCOMPARE(all.at(2997).toMap().value(key::unRead), QVariant(true));
+    QCOMPARE(all.at(2996).toMap().value(key::MsgTitle).toString(), messages.at(3).title);
+    QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 2999);
+}
+
+void TestMessageStore::aLostPlaceIsAnError()
+{
+    MessageStore store(m_dir->path());
+    QList<Message> messages;
+    for (int i = 0; i < 1500; ++i)
+        messages.append(made(QString::number(i)));
+    QCOMPARE(store.import(messages), QString());
+    QVariantList page;
+    QString cursor = QStringLiteral("made up");
+    QVERIFY(!store.page(MessageReader::Kind::Records, &cursor, &page).isEmpty());
+    cursor.clear();
+    QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &page), QString());
+    QString used = cursor;
+    QVERIFY(!store.page(MessageReader::Kind::All, &cursor, &page).isEmpty()); // a place in another list
+    QVERIFY(!store.page(MessageReader::Kind::Records, &used, &page).isEmpty());
+}
+
+void TestMessageStore::abandonedListsDoNotPileUp()
+{
+    MessageStore store(m_dir->path());
+    QList<Message> messages;
+    for (int i = 0; i < 1500; ++i)
+        messages.append(made(QString::number(i)));
+    QCOMPARE(store.import(messages), QString());
+    const auto openFiles = [] {
+        return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System).size();
+    };
+    QString last;
+    int before = 0;
+    for (int i = 0; i < 60; ++i) {
+        last.clear();
+        QVariantList page;
+        QCOMPARE(store.page(MessageReader::Kind::Records, &last, &page), QString());
+        if (i == 20)
+            before = openFiles();
+    }
+    QCOMPARE(openFiles(), before);
+    QVariantList page;
+    QCOMPARE(store.page(MessageReader::Kind::Records, &last, &page), QString()); // the newest is still there
+    QCOMPARE(page.size(), 500);
+}
+
+void TestMessageStore::movesABrokenFileAside_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("no database") << QByteArray(20000, 'x');
+    QTest::newRow("header only") << QByteArray("SQLite format 3\0", 16) + QByteArray(5000, '\x7f');
+    QTest::newRow("short") << QByteArray("SQLite");
+}
+
+void TestMessageStore::movesABrokenFileAside()
+{
+    QFETCH(const QByteArray, content);
+    QFile broken(file());
+    QVERIFY(broken.open(QIODevice::WriteOnly));
+    broken.write(content);
+    broken.close();
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is broken; it was moved to .*broken-")));
+    MessageStore store(m_dir->path());
+    put(store, made(QStringLiteral("m")));
+    QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 1);
+    QCOMPARE(movedAside().size(), 1);
+    QFile kept(m_dir->filePath(movedAside().at(0)));
+    QVERIFY(kept.open(QIODevice::ReadOnly));
+    QCOMPARE(kept.readAll(), content);
+}
+
+// The file goes bad under a running service: one request is refused, then all goes on with a new file.
+void TestMessageStore::breaksInTheMiddle()
+{
+    {
+        MessageStore store(m_dir->path());
+        QList<Message> messages;
+        for (int i = 0; i < 2000; ++i)
+            messages.append(made(QString::number(i)));
+        QCOMPARE(store.import(messages), QString());
+    }
+    MessageStore store(m_dir->path());
+    int unread = 0;
+    QCOMPARE(store.unreadCount(&unread), QString());
+    QFile damaged(file());
+    QVERIFY(damaged.open(QIODevice::ReadWrite));
+    QVERIFY(damaged.size() > 40960);
+    damaged.seek(4096);
+    damaged.write(QByteArray(int(damaged.size()) - 4096, '\x5a'));
+    damaged.close();
+    QString cursor;
+    QVariantList page;
+    QVERIFY(!store.page(MessageReader::Kind::Records, &cursor, &page).isEmpty());
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is broken; it was moved to")));
+    put(store, made(QStringLiteral("m")));
+    QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 1);
+    QCOMPARE(movedAside().size(), 1);
+}
+
+void TestMessageStore::leavesANewerSchemaAlone()
+{
+    {
+        MessageStore store(m_dir->path());
+        put(store, made(QStringLiteral("m")));
+    }
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("newer"));
+        db.setDatabaseName(file());
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        QVERIFY(query.exec(QStringLiteral("PRAGMA user_version = 99")));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("newer"));
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("schema 99")));
+    MessageStore store(m_dir->path());
+    int count = 0;
+    QVERIFY(store.unreadCount(&count).contains(QStringLiteral("schema 99")));
+    QVERIFY(movedAside().isEmpty());
+}
+
+void TestMessageStore::theDirectoryIsPrivate()
+{
+    const QByteArray outer = qgetenv("XDG_DATA_HOME");
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir->path() + QStringLiteral("/a/b")));
+    QString error;
+    const QString directory = services::dataDirectory(&error);
+    QCOMPARE(directory, m_dir->path() + QStringLiteral("/a/b/tarn"));
+    const auto mode = [&] {
+        struct stat info = {};
+        ::stat(QFile::encodeName(directory).constData(), &info);
+        return info.st_mode & 0777;
+    };
+    QCOMPARE(mode(), mode_t(0700));
+    ::chmod(QFile::encodeName(directory).constData(), 0755);
+    QCOMPARE(services::dataDirectory(&error), directory);
+    QCOMPARE(mode(), mode_t(0700));
+    QVERIFY(QDir().rename(directory, directory + QStringLiteral("-elsewhere")));
+    QVERIFY(QFile::link(directory + QStringLiteral("-elsewhere"), directory));
+    QVERIFY(services::dataDirectory(&error).isEmpty());
+    QVERIFY2(error.contains(directory), qPrintable(error));
+    qputenv("XDG_DATA_HOME", outer);
+}
+
+QTEST_GUILESS_MAIN(TestMessageStore)
+#include "tst_MessageStore.moc"
