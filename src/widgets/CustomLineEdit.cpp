@@ -93,12 +93,20 @@ void CCustomLineEdit::OnCutClicked(bool)
 
 void CCustomLineEdit::OnPasteClicked(bool)
 {
-    paste();
+    if (!isReadOnly()) // paste() itself does not ask
+        paste();
 }
 
 void CCustomLineEdit::OnSelAllClicked(bool)
 {
     selectAll();
+}
+
+void CCustomLineEdit::showEvent(QShowEvent *event)
+{
+    QLineEdit::showEvent(event);
+    if (accessibleName().isEmpty())
+        setAccessibleName(placeholderText());
 }
 
 void CCustomLineEdit::keyPressEvent(QKeyEvent *event)

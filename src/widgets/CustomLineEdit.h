@@ -5,7 +5,8 @@
 class QMenu;
 
 /// Line edit with a context menu in the product's language. A masked text can neither be copied nor cut; what is copied
-/// from an unmasked password field is marked for clipboard managers as secret. GUI thread.
+/// from an unmasked password field is marked for clipboard managers as secret. Without an accessible name of its own it
+/// goes by its placeholder. GUI thread.
 class CCustomLineEdit : public QLineEdit
 {
     Q_OBJECT
@@ -26,6 +27,7 @@ public slots:
     void OnSelAllClicked(bool checked);
 
 protected:
+    void showEvent(QShowEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
 

@@ -58,19 +58,18 @@ void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatu
 {
     messagebody::makeColumn(this, title);
 
-    CustomTitleBar *bar = messagebody::addTitleBar(this, title);
-    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CustomMessageBox::on_close_btn_clicked);
-    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CustomMessageBox::OnCustomTitleBarPressed);
-    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CustomMessageBox::OnCustomTitleBarmoved);
-
     QLabel *label = messagebody::addText(this, statusIcon(status), statusName(status), text);
     connect(label, &QLabel::linkActivated, this, &CustomMessageBox::onLinkClick);
-
     QWidget *band = messagebody::addButtonBand(this);
     m_okButton = messagebody::addButton(band, QStringLiteral("确定"), true);
     m_okButton->setObjectName(QStringLiteral("okButton"));
     static_cast<QHBoxLayout *>(band->layout())->addStretch(1);
     connect(m_okButton, &CCustomBtn::clicked, this, &CustomMessageBox::on_close_btn_clicked);
+
+    CustomTitleBar *bar = messagebody::addTitleBar(this, title);
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CustomMessageBox::on_close_btn_clicked);
+    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CustomMessageBox::OnCustomTitleBarPressed);
+    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CustomMessageBox::OnCustomTitleBarmoved);
 
     setStyleSheet(boxSheet() + messagebody::sheet(this));
     messagebody::finish(this);

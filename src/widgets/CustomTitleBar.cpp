@@ -166,9 +166,9 @@ void CustomTitleBar::setLogo(const QString &path, int side)
     if (!m_logo) {
         m_logo = new QLabel(this);
         m_logo->setObjectName(QStringLiteral("titleLogo"));
-        m_logo->setFixedSize(look::scaled(side, this), look::scaled(side, this));
         m_layout->insertWidget(0, m_logo);
     }
+    m_logo->setFixedSize(look::scaled(side, this), look::scaled(side, this));
     CToolkit::SetLabelIconPicture(m_logo, path, m_logo->size());
 }
 

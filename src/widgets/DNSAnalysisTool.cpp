@@ -68,7 +68,9 @@ bool DNSAnalysisTool::ParseDomainAddress(const QString &url, URL_RESULT_T *resul
         VT_LOG(warning) << QStringLiteral("invalid url1: %1").arg(url);
         return false;
     }
-    const QString rest = QString::fromUtf8(bytes.mid(parts.scheme.size() + 3));
+    const int begin = parts.scheme.size() + 3;
+    // With its length: a NUL must be refused, not end the text unseen.
+    const QString rest = QString::fromUtf8(bytes.constData() + begin, bytes.size() - begin);
     if (rest.isEmpty()) {
         VT_LOG(warning) << QStringLiteral("invalid url2: %1").arg(url);
         return false;

@@ -118,7 +118,7 @@ CustomTitleBar *addTitleBar(QDialog *box, const QString &title)
     bar->SetTitleText(title);
     bar->addStretch(1);
     bar->AddCloseButton();
-    box->layout()->addWidget(bar);
+    static_cast<QVBoxLayout *>(box->layout())->insertWidget(0, bar);
     return bar;
 }
 
@@ -180,9 +180,6 @@ CCustomBtn *addButton(QWidget *band, const QString &text, bool confirming)
 
 void finish(QDialog *box)
 {
-    // The title bar was built first and would come first: its close button moves behind the last button.
-    QWidget *last = box->findChildren<CCustomBtn *>().constLast();
-    QWidget::setTabOrder(last, box->findChild<QPushButton *>(QStringLiteral("closeButton")));
     // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
     int height = box->layout()->sizeHint().height();
     if (const QScreen *screen = placement::screenOf(box))

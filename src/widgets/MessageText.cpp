@@ -73,6 +73,14 @@ QString cleanRun(const QString &run, int *unbroken)
     return out;
 }
 
+// Only a tag that we would keep makes a text rich: "a < b && c > d" is none.
+bool isRich(const QString &text)
+{
+    static const QRegularExpression kept(QStringLiteral("<(a|b|i|u|font|p|br|span|strong|em)(\\s[^<>]*)?/?>"),
+                                         QRegularExpression::CaseInsensitiveOption);
+    return text.contains(kept);
+}
+
 Shown shownRich(const QString &text)
 {
     static const QRegularExpression tag(QStringLiteral("<(/?)([A-Za-z][A-Za-z0-9]*)((?:\\s[^<>]*)?)/?>"));
@@ -118,7 +126,7 @@ Shown shown(const QString &text)
     QString part = text;
     if (part.size() > MaxShown)
         part = part.left(MaxShown) + QStringLiteral("……");
-    if (Qt::mightBeRichText(part))
+    if (isRich(part))
         return shownRich(part);
     Shown result;
     int unbroken = 0;

@@ -25,15 +25,9 @@ void QuestionMessageBox::Init(const QString &title, const QString &text)
 {
     messagebody::makeColumn(this, title);
 
-    CustomTitleBar *bar = messagebody::addTitleBar(this, title);
-    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QuestionMessageBox::on_close_btn_clicked);
-    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &QuestionMessageBox::OnCustomTitleBarPressed);
-    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &QuestionMessageBox::OnCustomTitleBarmoved);
-
     QLabel *label =
         messagebody::addText(this, QStringLiteral(":/images/images/question.png"), QStringLiteral("询问"), text);
     connect(label, &QLabel::linkActivated, this, &QuestionMessageBox::onLinkClick);
-
     QWidget *band = messagebody::addButtonBand(this);
     m_okButton = messagebody::addButton(band, QStringLiteral("确定"), true);
     m_okButton->setObjectName(QStringLiteral("okButton"));
@@ -41,6 +35,11 @@ void QuestionMessageBox::Init(const QString &title, const QString &text)
     m_cancelButton->setObjectName(QStringLiteral("cancelButton"));
     connect(m_okButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_ok_btn_clicked);
     connect(m_cancelButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_concel_btn_clicked);
+
+    CustomTitleBar *bar = messagebody::addTitleBar(this, title);
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QuestionMessageBox::on_close_btn_clicked);
+    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &QuestionMessageBox::OnCustomTitleBarPressed);
+    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &QuestionMessageBox::OnCustomTitleBarmoved);
 
     setStyleSheet(boxSheet() + messagebody::sheet(this));
     messagebody::finish(this);

@@ -1,0 +1,254 @@
+#include "widgets/CustomLineEdit.h"
+#include "widgets/IconEditWidget.h"
+#include <QAccessible>
+#include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QMenu>
+#include <QMimeData>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+const QMimeData *clipboard()
+{
+    return QGuiApplication::clipboard()->mimeData();
+}
+
+QByteArray hint()
+{
+    return clipboard()->data(QStringLiteral("x-kde-passwordManagerHint"));
+}
+
+} // namespace
+
+class TestLineEdits : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void menuEntries();
+    void menuOnTheScreen();
+    void menuOfADyingEdit();
+    void plainCopyAndCut();
+    void maskedTextStays_data();
+    void maskedTextStays();
+    void shownPasswordIsMarked();
+    void readOnly();
+    void iconEdit();
+    void iconEditForwards();
+    void accessibleNames();
+};
+
+void TestLineEdits::init()
+{
+    QGuiApplication::clipboard()->setText(QStringLiteral("vorher"));
+}
+
+void TestLineEdits::menuEntries()
+{
+    CCustomLineEdit edit;
+    edit.setText(QStringLiteral("岚川"));
+    edit.selectAll();
+    const std::unique_ptr<QMenu> menu(edit.CreateRightClickMenu());
+    QStringList texts;
+    QStringList keys;
+    for (const QAction *action : menu->actions()) {
+        texts << action->text();
+        keys << action->shortcut().toString();
+        QVERIFY(action->isEnabled());
+    }
+    QCOMPARE(texts, QStringList({QStringLiteral("复制(&C)"), QStringLiteral("剪切(&T)"), QStringLiteral("粘贴(&P)"),
+                                 QStringLiteral("全选(&A)")}));
+    QCOMPARE(keys, QStringList({QStringLiteral("Ctrl+C"), QStringLiteral("Ctrl+X"), QStringLiteral("Ctrl+V"),
+                                QStringLiteral("Ctrl+A")}));
+
+    // What cannot be done is grey: nothing selected, nothing to paste, masked.
+    edit.deselect();
+    QGuiApplication::clipboard()->clear();
+    const std::unique_ptr<QMenu> unselected(edit.CreateRightClickMenu());
+    QVERIFY(!unselected->actions().at(0)->isEnabled());
+    QVERIFY(!unselected->actions().at(1)->isEnabled());
+    QVERIFY(!unselected->actions().at(2)->isEnabled());
+    edit.setPasswordField(true);
+    edit.selectAll();
+    const std::unique_ptr<QMenu> masked(edit.CreateRightClickMenu());
+    QVERIFY(!masked->actions().at(0)->isEnabled());
+    QVERIFY(!masked->actions().at(1)->isEnabled());
+    QVERIFY(masked->actions().at(3)->isEnabled());
+}
+
+void TestLineEdits::menuOnTheScreen()
+{
+    CCustomLineEdit edit;
+    edit.setText(QStringLiteral("abc"));
+    edit.selectAll();
+    edit.show();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5), edit.mapToGlobal(QPoint(5, 5)));
+    QCoreApplication::sendEvent(&edit, &event);
+    QMenu *menu = edit.findChild<QMenu *>();
+    QVERIFY(menu && menu->isVisible());
+    QSignalSpy gone(menu, &QObject::destroyed);
+    QTest::keyClick(menu, Qt::Key_T); // the mnemonic of "剪切(&T)"
+    QTRY_COMPARE(gone.count(), 1);
+    QCOMPARE(edit.text(), QString());
+    QCOMPARE(clipboard()->text(), QStringLiteral("abc"));
+}
+
+void TestLineEdits::menuOfADyingEdit()
+{
+    auto *edit = new CCustomLineEdit;
+    edit->show();
+    edit->OnShowContextMenu(QPoint(1, 1));
+    QVERIFY(QApplication::activePopupWidget());
+    delete edit;
+    QVERIFY(!QApplication::activePopupWidget());
+}
+
+void TestLineEdits::plainCopyAndCut()
+{
+    CCustomLineEdit edit;
+    edit.setText(QStringLiteral("岚川设计"));
+    edit.setSelection(0, 2);
+    edit.OnCopyClicked(false);
+    QCOMPARE(clipboard()->text(), QStringLiteral("岚川"));
+    QVERIFY(hint().isEmpty());
+    edit.OnCutClicked(false);
+    QCOMPARE(edit.text(), QStringLiteral("设计"));
+    edit.OnPasteClicked(false);
+    QCOMPARE(edit.text(), QStringLiteral("岚川设计"));
+    edit.OnSelAllClicked(false);
+    QTest::keyClick(&edit, Qt::Key_X, Qt::ControlModifier);
+    QCOMPARE(edit.text(), QString());
+    QCOMPARE(clipboard()->text(), QStringLiteral("岚川设计"));
+}
+
+void TestLineEdits::maskedTextStays_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::newRow("password") << int(QLineEdit::Password);
+    QTest::newRow("shown while typing") << int(QLineEdit::PasswordEchoOnEdit);
+    QTest::newRow("no echo") << int(QLineEdit::NoEcho);
+}
+
+void TestLineEdits::maskedTextStays()
+{
+    QFETCH(int, mode);
+    CCustomLineEdit edit;
+    edit.setPasswordField(true);
+    edit.setEchoMode(QLineEdit::EchoMode(mode));
+    edit.setText(QStringLiteral("geheim"));
+    edit.show();
+    edit.selectAll();
+    edit.OnCopyClicked(false);
+    edit.OnCutClicked(false);
+    for (const int key : {Qt::Key_C, Qt::Key_X}) {
+        QTest::keyClick(&edit, Qt::Key(key), Qt::ControlModifier);
+        edit.selectAll();
+    }
+    QTest::keyClick(&edit, Qt::Key_Delete, Qt::ShiftModifier);
+    edit.selectAll();
+    QTest::keyClick(&edit, Qt::Key_Insert, Qt::ControlModifier);
+    QCOMPARE(edit.text(), QStringLiteral("geheim"));
+    QCOMPARE(clipboard()->text(), QStringLiteral("vorher"));
+}
+
+void TestLineEdits::shownPasswordIsMarked()
+{
+    CCustomLineEdit edit;
+    edit.setPasswordField(true);
+    edit.setText(QStringLiteral("geheim"));
+    edit.setEchoMode(QLineEdit::Normal); // the eye button
+    edit.show();
+    edit.selectAll();
+    QTest::keyClick(&edit, Qt::Key_C, Qt::ControlModifier);
+    QCOMPARE(clipboard()->text(), QStringLiteral("geheim"));
+    QCOMPARE(hint(), QByteArray("secret"));
+
+    init();
+    edit.OnCutClicked(false);
+    QCOMPARE(edit.text(), QString());
+    QCOMPARE(clipboard()->text(), QStringLiteral("geheim"));
+    QCOMPARE(hint(), QByteArray("secret"));
+}
+
+void TestLineEdits::readOnly()
+{
+    CCustomLineEdit edit;
+    edit.setText(QStringLiteral("abc"));
+    edit.setReadOnly(true);
+    edit.selectAll();
+    edit.OnCutClicked(false);
+    edit.OnPasteClicked(false);
+    QCOMPARE(edit.text(), QStringLiteral("abc"));
+    QCOMPARE(clipboard()->text(), QStringLiteral("vorher"));
+}
+
+void TestLineEdits::iconEdit()
+{
+    CIconEditWidget widget;
+    widget.setPrefixIcon(QStringLiteral(":/images/images/phone.svg"));
+    widget.setSuffixIconPath(QStringLiteral(":/images/images/openEye.svg"));
+    widget.setSuffixName(QStringLiteral("显示密码"));
+    widget.resize(200, widget.height());
+    widget.show();
+    QSignalSpy clicked(&widget, &CIconEditWidget::SuffixBtnClickedSignal);
+    auto *suffix = widget.findChild<QPushButton *>(QStringLiteral("suffixButton"));
+    QVERIFY(suffix->isVisible());
+    QTest::mouseClick(suffix, Qt::LeftButton);
+    QTest::keyClick(suffix, Qt::Key_Return);
+    QCOMPARE(clicked.count(), 2);
+
+    CCustomLineEdit *edit = widget.lineEdit();
+    widget.setLineEditMaxLength(4);
+    widget.setLineEditRegExp(QRegExp(QStringLiteral("\\d+")));
+    QTest::keyClicks(edit, QStringLiteral("1a2b3c4d5"));
+    QCOMPARE(edit->text(), QStringLiteral("1234"));
+    widget.setLineEditRegExp(QRegExp(QStringLiteral("(["))); // invalid: no restriction rather than no input
+    edit->clear();
+    QTest::keyClicks(edit, QStringLiteral("ab"));
+    QCOMPARE(edit->text(), QStringLiteral("ab"));
+    widget.setSuffixIconPath(QString());
+    QVERIFY(!suffix->isVisible());
+}
+
+void TestLineEdits::iconEditForwards()
+{
+    CIconEditWidget widget;
+    widget.lineEdit()->setText(QStringLiteral("abc"));
+    widget.OnSelAllClicked(false);
+    widget.OnCutClicked(false);
+    QCOMPARE(widget.lineEdit()->text(), QString());
+    widget.OnPasteClicked(false);
+    QCOMPARE(widget.lineEdit()->text(), QStringLiteral("abc"));
+    const std::unique_ptr<QMenu> menu(widget.CreateRightClickMenu());
+    QCOMPARE(menu->actions().size(), 4);
+    menu->actions().at(3)->trigger();
+    QCOMPARE(widget.lineEdit()->selectedText(), QStringLiteral("abc"));
+}
+
+void TestLineEdits::accessibleNames()
+{
+    CIconEditWidget widget;
+    widget.lineEdit()->setPlaceholderText(QStringLiteral("请输入手机号"));
+    widget.setSuffixName(QStringLiteral("显示密码"));
+    CCustomLineEdit password;
+    password.setPasswordField(true);
+    password.setText(QStringLiteral("geheim"));
+    password.setAccessibleName(QStringLiteral("密码"));
+    password.setPlaceholderText(QStringLiteral("请输入密码"));
+    widget.show();
+    password.show();
+    const auto accessible = [](QWidget *child) { return QAccessible::queryAccessibleInterface(child); };
+    QCOMPARE(accessible(widget.lineEdit())->role(), QAccessible::EditableText);
+    QCOMPARE(accessible(widget.lineEdit())->text(QAccessible::Name), QStringLiteral("请输入手机号"));
+    QCOMPARE(accessible(widget.findChild<QPushButton *>())->text(QAccessible::Name), QStringLiteral("显示密码"));
+    QCOMPARE(accessible(&password)->text(QAccessible::Name), QStringLiteral("密码")); // one that was given stays
+    QVERIFY(accessible(&password)->state().passwordEdit);
+    QVERIFY(!accessible(&password)->text(QAccessible::Value).contains(QStringLiteral("geheim")));
+}
+
+QTEST_MAIN(TestLineEdits)
+#include "tst_line_edits.moc"
