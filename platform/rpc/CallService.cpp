@@ -34,7 +34,7 @@ CallResult invoke(IInvocable &object, const Request &request, const ICallContext
 class CallService::Running final : public grpc::ServerUnaryReactor, public QRunnable, public ICallContext
 {
 public:
-    Running(const CallService &service, grpc::CallbackServerContext *context, const grpc::ByteBuffer *in,
+    Running(CallService &service, grpc::CallbackServerContext *context, const grpc::ByteBuffer *in,
             grpc::ByteBuffer *out)
         : m_service(service)
         , m_context(context)
@@ -42,7 +42,9 @@ public:
         , m_out(out)
     {
         setAutoDelete(false);
-        if (!m_service.m_workers.start(this))
+        if (hold(static_cast<qint64>(in->Length())) > limits::HeldBytes)
+            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many bytes wait")));
+        else if (!m_service.m_workers.start(this))
             Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
     }
 
@@ -53,18 +55,50 @@ public:
     void run() override
     {
         m_service.m_workers.taken();
-        Finish(isCancelled() ? grpc::Status::CANCELLED : m_service.answer(*this, *m_in, m_out));
+        Finish(isCancelled() ? grpc::Status::CANCELLED : answer());
     }
     void OnCancel() override { m_cancelled = true; }
-    void OnDone() override { delete this; }
+    void OnDone() override
+    {
+        m_service.m_heldBytes -= m_held;
+        delete this;
+    }
 
 private:
-    const CallService &m_service;
+    grpc::Status answer();
+    /// Accounts for bytes that the call keeps in memory; negative ones are given back.
+    qint64 hold(qint64 bytes)
+    {
+        m_held += bytes;
+        return m_service.m_heldBytes += bytes;
+    }
+
+    CallService &m_service;
     grpc::CallbackServerContext *const m_context;
     const grpc::ByteBuffer *const m_in;
     grpc::ByteBuffer *const m_out;
     std::atomic_bool m_cancelled = false;
+    qint64 m_held = 0;
 };
+
+grpc::Status CallService::Running::answer()
+{
+    Request request;
+    Response response;
+    QString error;
+    if (!fromBytes(*m_in, &request, &error))
+        return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
+    const_cast<grpc::ByteBuffer *>(m_in)->Clear(); // the object is ours; a long call need not keep the bytes
+    hold(-m_held);
+    const grpc::Status status = m_service.perform(request, *this, &response);
+    if (!status.ok())
+        return status;
+    if (!toBytes<v1::CallResponse>(response, m_out, &error))
+        return refusal(grpc::StatusCode::INTERNAL,
+                       QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
+    hold(static_cast<qint64>(m_out->Length())); // until the caller has read it
+    return grpc::Status::OK;
+}
 
 CallService::CallService(std::shared_ptr<const ServantTable> servants, WorkerPool &workers, quint64 epoch)
     : m_servants(std::move(servants))
@@ -77,22 +111,6 @@ grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context
                                             grpc::ByteBuffer *response)
 {
     return new Running(*this, context, request, response);
-}
-
-grpc::Status CallService::answer(const ICallContext &context, const grpc::ByteBuffer &in, grpc::ByteBuffer *out) const
-{
-    Request request;
-    Response response;
-    QString error;
-    if (!fromBytes(in, &request, &error))
-        return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
-    const grpc::Status status = perform(request, context, &response);
-    if (!status.ok())
-        return status;
-    if (!toBytes<v1::CallResponse>(response, out, &error))
-        return refusal(grpc::StatusCode::INTERNAL,
-                       QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
-    return grpc::Status::OK;
 }
 
 grpc::Status CallService::perform(const Request &request, const ICallContext &context, Response *response) const

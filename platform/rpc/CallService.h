@@ -16,12 +16,12 @@ public:
 
 private:
     class Running;
-    grpc::Status answer(const ICallContext &context, const grpc::ByteBuffer &in, grpc::ByteBuffer *out) const;
     grpc::Status perform(const Request &request, const ICallContext &context, Response *response) const;
 
     const std::shared_ptr<const ServantTable> m_servants;
     WorkerPool &m_workers;
     const quint64 m_epoch;
+    std::atomic<qint64> m_heldBytes = 0; ///< of calls that are not done
 };
 
 } // namespace tarn::rpc

@@ -14,11 +14,11 @@ const std::string CallMethod = "/tarn.v1.Invoker/Call";
 constexpr int TrustedIdleMs = 50; // a connection used that shortly ago is taken to stand
 
 /// Nobody reads a connection between two calls: looks whether the peer has closed it meanwhile.
-bool stillStands(grpc::Channel &channel)
+bool stillStands(grpc::Channel &channel, bool trusted)
 {
     if (channel.GetState(false) != GRPC_CHANNEL_READY)
         return false;
-    return !channel.WaitForStateChange(GRPC_CHANNEL_READY, std::chrono::system_clock::now());
+    return trusted || !channel.WaitForStateChange(GRPC_CHANNEL_READY, std::chrono::system_clock::now());
 }
 
 bool waitForConnection(grpc::Channel &channel, std::chrono::system_clock::time_point deadline)
@@ -115,7 +115,7 @@ RpcError Proxy::connect(Deadline deadline)
         return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
     {
         const QMutexLocker lock(&m_mutex);
-        if (m_channel && (m_lastUse.elapsed() < TrustedIdleMs || stillStands(*m_channel)))
+        if (m_channel && stillStands(*m_channel, m_lastUse.elapsed() < TrustedIdleMs))
             return {};
         m_channel.reset();
         const RpcError error = openChannel(deadline);

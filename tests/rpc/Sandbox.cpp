@@ -3,35 +3,60 @@
 #include "tarn/rpc/RpcKeys.h"
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QRegularExpression>
+#include <QFile>
 
 static constexpr int PatienceMs = 10000;
 
+void EndProcess::operator()(QProcess *process) const
+{
+    process->kill();
+    process->waitForFinished(PatienceMs);
+    delete process;
+}
+
 Sandbox::Sandbox()
 {
-    QDir(m_dir.path()).mkdir(QStringLiteral("run"));
-    QDir(m_dir.path()).mkdir(QStringLiteral("tmp"));
-    qputenv("XDG_RUNTIME_DIR", path(QStringLiteral("run")).toLocal8Bit());
-    qputenv("TMPDIR", path(QStringLiteral("tmp")).toLocal8Bit());
+    QDir dir(m_dir.path());
+    for (const char *name : {"run", "tmp", "bin"})
+        dir.mkdir(QLatin1String(name));
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path(QStringLiteral("run"))));
+    qputenv("TMPDIR", QFile::encodeName(path(QStringLiteral("tmp"))));
+    const QString bin = qEnvironmentVariable("TARN_BIN_DIR");
+    qputenv("LD_LIBRARY_PATH", QFile::encodeName(bin));
+    QFile::copy(bin + QStringLiteral("/ServiceHub"), path(QStringLiteral("bin/ServiceHub")));
 }
 
 Sandbox::~Sandbox()
 {
-    if (m_hub && m_hub->state() != QProcess::NotRunning) {
-        m_hub->terminate();
-        if (!m_hub->waitForFinished(PatienceMs))
-            m_hub->kill();
-        m_hub->waitForFinished(PatienceMs);
-    }
+    qputenv("TMPDIR", m_tmpDir); // or the next sandbox would be made in this one
+    if (!m_hub || m_hub->state() == QProcess::NotRunning)
+        return;
+    m_hub->terminate();
+    m_hub->waitForFinished(PatienceMs);
+}
+
+void Sandbox::writeServices(const QByteArray &script)
+{
+    QFile file(path(QStringLiteral("bin/tarn-services")));
+    if (file.open(QIODevice::WriteOnly))
+        file.write("#!/bin/sh\n" + script);
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+ProcessPtr Sandbox::newHub()
+{
+    ProcessPtr hub(new QProcess);
+    hub->setProcessChannelMode(QProcess::MergedChannels);
+    hub->setProgram(path(QStringLiteral("bin/ServiceHub")));
+    hub->setArguments({tarn::hub::StartArgument});
+    return hub;
 }
 
 bool Sandbox::startHub()
 {
-    m_hub = std::make_unique<QProcess>();
-    m_hub->setProcessChannelMode(QProcess::MergedChannels);
-    m_hub->start(qEnvironmentVariable("TARN_BIN_DIR") + QStringLiteral("/ServiceHub"), {tarn::hub::StartArgument});
-    const QString port = awaitLine(*m_hub, "hub ready on port ");
-    m_port = port.toUShort();
+    m_hub = newHub();
+    m_hub->start();
+    m_port = awaitLine(*m_hub, "hub ready on port ").toUShort();
     return m_port != 0;
 }
 
@@ -52,29 +77,53 @@ QHash<QString, QString> Sandbox::settings(const QHash<QString, QString> &more) c
     return table;
 }
 
-std::unique_ptr<QProcess> Sandbox::startPeer(const QString &tag, const QStringList &more)
+static ProcessPtr launchPeer(quint16 port, const QString &tag, const QStringList &more)
 {
-    auto peer = std::make_unique<QProcess>();
+    ProcessPtr peer(new QProcess);
     peer->setProcessChannelMode(QProcess::MergedChannels);
-    peer->start(qEnvironmentVariable("TARN_PEER"), QStringList{QString::number(m_port), tag} + more);
+    peer->start(qEnvironmentVariable("TARN_PEER"), QStringList{QString::number(port), tag} + more);
+    return peer;
+}
+
+ProcessPtr Sandbox::startPeer(const QString &tag, const QStringList &more)
+{
+    ProcessPtr peer = launchPeer(m_port, tag, more);
     if (awaitLine(*peer, "ready").isNull())
         return nullptr;
     return peer;
 }
 
-QString awaitLine(QProcess &process, const QByteArray &beginning)
+QString Sandbox::startRefusedPeer(const QString &tag)
+{
+    const ProcessPtr peer = launchPeer(m_port, tag, {});
+    return awaitLine(*peer, "refused: ");
+}
+
+QString awaitLine(QProcess &process, const QByteArray &text)
 {
     const QDeadlineTimer deadline(PatienceMs);
     while (!deadline.hasExpired()) {
         while (process.canReadLine()) {
             const QByteArray line = process.readLine().trimmed();
-            const int at = line.indexOf(beginning);
+            const int at = line.indexOf(text);
             if (at >= 0)
-                return QString::fromUtf8(line.mid(at + beginning.size())).trimmed() + QLatin1String("");
+                return QString::fromUtf8(line.mid(at + text.size()).append(' ')).trimmed() + QLatin1String("");
         }
-        if (process.state() == QProcess::NotRunning && !process.canReadLine())
+        if (process.state() == QProcess::NotRunning)
             return QString();
         process.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
     }
     return QString();
+}
+
+qint64 memoryKiB(qint64 pid, const QByteArray &field)
+{
+    QFile file(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        if (line.startsWith(field + ':'))
+            return line.mid(field.size() + 1).simplified().split(' ').first().toLongLong();
+    }
+    return -1;
 }
