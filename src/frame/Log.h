@@ -30,4 +30,10 @@ inline QString nullArgument(const QString &action)
     return action + QStringLiteral("时传入参数为空，操作失败");
 }
 
+/// @param action the action in its brackets; the answer to a request that meets destroy()
+inline QString shuttingDown(const QString &action)
+{
+    return action + QStringLiteral("时服务正在停止，操作失败");
+}
+
 } // namespace vtlog

@@ -61,6 +61,28 @@ int LogCatcher::count(QtMsgType type, const QString &text) const
     return texts(type).count(text);
 }
 
+QStringList LogCatcher::texts() const
+{
+    QStringList found;
+    for (const Line &line : lines())
+        found.append(line.text);
+    return found;
+}
+
+int LogCatcher::count(const QString &text) const
+{
+    return texts().count(text);
+}
+
+LogCatcher::Line LogCatcher::find(const QString &text) const
+{
+    for (const Line &line : lines()) {
+        if (line.text == text)
+            return line;
+    }
+    return {};
+}
+
 void LogCatcher::clear()
 {
     const QMutexLocker lock(&m_mutex);

@@ -29,6 +29,10 @@ public:
     QStringList texts(QtMsgType type) const;
     int count(QtMsgType type, const QString &text) const; // lines of exactly this text
     bool has(QtMsgType type, const QString &text) const { return count(type, text) > 0; }
+    QStringList texts() const;            // of all lines, whoever wrote them
+    int count(const QString &text) const; // the same whatever their level
+    bool has(const QString &text) const { return count(text) > 0; }
+    Line find(const QString &text) const; // the first line of this text; an empty one if there is none
     void clear();
 
 private:

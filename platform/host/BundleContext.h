@@ -1,0 +1,23 @@
+#pragma once
+#include "tarn/osgi/IBundleContext.h"
+
+/// What this host tells a bundle about itself.
+class BundleContext final : public tarn::osgi::IBundleContext
+{
+public:
+    BundleContext(QString name, QString file)
+        : m_name(std::move(name))
+        , m_file(std::move(file))
+    {
+    }
+
+    QString bundleName() const override { return m_name; }
+    QVariant property(const QString &key) const override
+    {
+        return key == QLatin1String("plugin.path") ? QVariant(m_file) : QVariant();
+    }
+
+private:
+    QString m_name;
+    QString m_file;
+};

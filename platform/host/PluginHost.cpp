@@ -1,0 +1,132 @@
+#include "PluginHost.h"
+#include "BundleContext.h"
+#include "PluginMetadata.h"
+#include "tarn/factory/IServiceObjectCreator.h"
+#include "tarn/factory/ObjectFactory.h"
+#include "tarn/hub/HubKeys.h"
+#include "tarn/osgi/IBundleActivator.h"
+#include "tarn/plugin/IPlugin.h"
+#include "tarn/visualized/IVisualizedService.h"
+#include <QDir>
+#include <QPluginLoader>
+#include <QSharedMemory>
+
+namespace {
+constexpr int FirstRetryMs = 1000;
+constexpr int LastRetryMs = 4000;
+
+/// The creators this host drives, and the tags under which their services are bound.
+struct CreatorName
+{
+    const char *className;
+    const QString &tag;
+};
+
+const CreatorName Creators[] = {{"CVisualizedServiceCreator", tarn::visualized::DefaultTag}};
+
+bool hubIsPublished()
+{
+    QSharedMemory segment(tarn::hub::PortSegmentKey);
+    return segment.attach(QSharedMemory::ReadOnly);
+}
+} // namespace
+
+PluginHost::PluginHost(QObject *parent)
+    : QObject(parent)
+{
+    m_retry.setInterval(FirstRetryMs);
+    connect(&m_retry, &QTimer::timeout, this, &PluginHost::createServices);
+}
+
+PluginHost::~PluginHost() = default;
+
+int PluginHost::load(const QString &directory)
+{
+    const QDir dir(directory);
+    int loaded = 0;
+    const QStringList files = dir.entryList({QStringLiteral("*.so")}, QDir::Files, QDir::Name);
+    for (const QString &file : files)
+        loaded += int(loadFile(dir.absoluteFilePath(file)));
+    return loaded;
+}
+
+bool PluginHost::loadFile(const QString &file)
+{
+    QPluginLoader loader(file);
+    const QJsonObject metadata = loader.metaData();
+    const QString reason = pluginmetadata::refusal(metadata);
+    if (!reason.isEmpty()) {
+        qCritical().noquote() << QStringLiteral("plug-in %1 is refused: %2").arg(file, reason);
+        return false;
+    }
+    if (pluginmetadata::disabledByDefault(metadata)) {
+        qInfo().noquote() << QStringLiteral("plug-in %1 is disabled").arg(file);
+        return false;
+    }
+    // Libraries below a plug-in keep threads and static objects that outlive it.
+    loader.setLoadHints(loader.loadHints() | QLibrary::PreventUnloadHint | QLibrary::ResolveAllSymbolsHint);
+    auto *plugin = qobject_cast<tarn::plugin::IPlugin *>(loader.instance());
+    QString errorText = loader.errorString();
+    if (!plugin || !plugin->initialize(QStringList(), errorText)) {
+        qCritical().noquote() << QStringLiteral("plug-in %1 cannot be used: %2").arg(file, errorText);
+        return false;
+    }
+    m_bundles.append({dynamic_cast<tarn::osgi::IBundleActivator *>(plugin),
+                      QSharedPointer<BundleContext>::create(pluginmetadata::bundleName(metadata), file)});
+    return true;
+}
+
+void PluginHost::start()
+{
+    for (const Bundle &bundle : qAsConst(m_bundles)) {
+        if (bundle.activator)
+            bundle.activator->start(bundle.context);
+    }
+    constructServices();
+    createServices();
+}
+
+void PluginHost::constructServices()
+{
+    const QList<tarn::IRegist *> registrars = tarn::ObjectFactory::regists();
+    for (tarn::IRegist *registrar : registrars)
+        registrar->registClass();
+    for (const CreatorName &name : Creators) {
+        const auto constructor = tarn::ObjectFactory::constructors().value(QString::fromLatin1(name.className));
+        const QSharedPointer<QObject> owner = constructor ? constructor(nullptr) : QSharedPointer<QObject>();
+        if (auto *creator = qobject_cast<IServiceObjectCreator *>(owner.data()))
+            m_services.append({owner, creator, name.tag, false});
+        else
+            qWarning("no plug-in registers %s", name.className);
+    }
+}
+
+void PluginHost::createServices()
+{
+    bool allBound = true;
+    for (Service &service : m_services) {
+        // Without a hub another attempt would only fill the log.
+        if (!service.bound && (!m_retry.isActive() || hubIsPublished())) {
+            service.bound = service.creator->create(service.tag);
+            m_retry.setInterval(qMin(2 * m_retry.interval(), LastRetryMs));
+        }
+        allBound = allBound && service.bound;
+    }
+    if (allBound)
+        m_retry.stop();
+    else if (!m_retry.isActive())
+        m_retry.start();
+}
+
+void PluginHost::stop()
+{
+    m_retry.stop();
+    for (const Service &service : qAsConst(m_services))
+        service.creator->destroy(service.tag);
+    m_services.clear();
+    for (const Bundle &bundle : qAsConst(m_bundles)) {
+        if (bundle.activator)
+            bundle.activator->stop(bundle.context);
+    }
+    m_bundles.clear();
+}

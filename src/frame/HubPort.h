@@ -1,0 +1,12 @@
+#pragma once
+#include <QString>
+
+/// The hub's port, as the hub publishes it in shared memory.
+namespace hubport {
+
+/// @param errorText receives the reason when the result is 0
+/// @return 1 to 65535, or 0 when no hub publishes one. A segment that a killed hub left behind counts as none and is
+///         removed by the reading.
+int read(QString &errorText);
+
+} // namespace hubport

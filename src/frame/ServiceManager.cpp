@@ -1,0 +1,252 @@
+#include "ServiceManager.h"
+#include "HubPort.h"
+#include "Log.h"
+#include "ServiceManagerPrivate.h"
+#include "tarn/hub/HubKeys.h"
+#include <QFileInfo>
+#include <QProcess>
+#include <QThread>
+#include <functional>
+
+using tarn::rpc::RpcError;
+
+namespace {
+constexpr int StartPolls = 100;
+constexpr unsigned long StartPollMs = 100;
+
+QString missingServiceText()
+{
+    return QStringLiteral("缺少岚川关键服务，请<a style=\"color: #0C64EB;\" href=\"https://tarn.invalid/download\">"
+                          "下载</a>并重新安装软件！");
+}
+
+bool waitUntil(const std::function<bool()> &condition)
+{
+    for (int i = 0; i < StartPolls; ++i) {
+        if (condition())
+            return true;
+        QThread::msleep(StartPollMs);
+    }
+    return false;
+}
+
+bool launchDetached(const QString &program)
+{
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments({tarn::hub::StartArgument});
+    process.setWorkingDirectory(QFileInfo(program).absolutePath());
+    process.setStandardInputFile(QProcess::nullDevice());
+    if (process.startDetached())
+        return true;
+    VT_LOG(warning) << QStringLiteral("岚川服务程序启动失败，QProcess错误码：%1").arg(process.error());
+    VT_LOG(warning) << QStringLiteral("岚川服务程序启动失败，错误码：%1").arg(process.error());
+    return false;
+}
+
+/// Starts the hub program and waits until it has come up.
+bool startServiceHub(const QString &program, const std::function<bool()> &isUp)
+{
+    const QString function = QString::fromLatin1(__func__);
+    if (program.isEmpty()) {
+        VT_LOG(warning) << QStringLiteral("[%1]统一服务注册中心应用程序路径查找失败！").arg(function);
+        return false;
+    }
+    if (!QFileInfo(program).isFile()) {
+        VT_LOG(info) << QStringLiteral("[%1]统一服务应用程序文件不存在").arg(function);
+        return false;
+    }
+    if (!launchDetached(program))
+        return false;
+    if (!waitUntil(isUp)) {
+        VT_LOG(warning) << QStringLiteral("岚川服务程序启动超时");
+        return false;
+    }
+    VT_LOG(info) << QStringLiteral("【客户端初始化】启动统一服务进程成功");
+    return true;
+}
+
+bool setError(QString *errorText, const QString &text)
+{
+    if (errorText)
+        *errorText = text;
+    return false;
+}
+
+QSharedPointer<CServiceManager> &instance()
+{
+    static QSharedPointer<CServiceManager> pointer;
+    return pointer;
+}
+} // namespace
+
+QSharedPointer<CServiceManager> CServiceManager::getInstance()
+{
+    if (!instance()) {
+        instance().reset(new CServiceManager);
+        instance()->start();
+    }
+    return instance();
+}
+
+bool CServiceManager::hasInstance()
+{
+    return !instance().isNull();
+}
+
+void CServiceManager::ReleaseInstance()
+{
+    instance().reset();
+}
+
+CServiceManager::CServiceManager()
+    : d(QSharedPointer<CServiceManagerPrivate>::create())
+    , m_rpc(QSharedPointer<tarn::rpc::Rpc>::create())
+{
+}
+
+CServiceManager::~CServiceManager() = default;
+
+void CServiceManager::start()
+{
+    d->readLocalSettings();
+    QString reason;
+    int port = hubport::read(reason);
+    const bool published = port != 0;
+    const auto isUp = [&port, &reason] { return (port = hubport::read(reason)) != 0; };
+    if (!published && !startServiceHub(d->findExePathByRegedit(), isUp)) {
+        giveUp();
+        return;
+    }
+    if (initRpc(port))
+        return logConnected(true);
+    // A published port behind which nobody answers: a hub that died while someone else held its segment.
+    const auto answers = [this, &port, &reason] { return (port = hubport::read(reason)) != 0 && initRpc(port); };
+    const bool hubIsGone = published && tarn::rpc::getRpcLastError().code == RpcError::NoHub;
+    logConnected(hubIsGone && startServiceHub(d->findExePathByRegedit(), answers));
+}
+
+void CServiceManager::giveUp()
+{
+    d->errorText = missingServiceText();
+    VT_LOG(critical) << QStringLiteral("[%1]岚川服务初始化失败！").arg(QLatin1String(__func__));
+}
+
+bool CServiceManager::initRpc(int port)
+{
+    d->fillSettings(port);
+    return m_rpc->init(d->settings);
+}
+
+void CServiceManager::logConnected(bool connected)
+{
+    if (connected) {
+        d->errorText.clear();
+        VT_LOG(info) << QStringLiteral("【客户端初始化】连接注册中心成功");
+        return;
+    }
+    d->errorText = QStringLiteral("通信机制初始化失败，请稍后再试！");
+    VT_LOG(debug) << QString::fromStdString(tarn::rpc::getRpcLastError().message);
+    VT_LOG(warning) << QStringLiteral("【客户端初始化】连接注册中心失败");
+    VT_LOG(critical) << QStringLiteral("通信机制初始化失败");
+}
+
+QSharedPointer<tarn::rpc::Rpc> CServiceManager::getRpc() const
+{
+    return m_rpc;
+}
+
+void CServiceManager::unInitRpcCore()
+{
+    m_rpc->shutdown();
+}
+
+QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::stringToProxy(const QString &tag)
+{
+    const auto proxy = m_rpc->stringToProxy(tag);
+    if (!proxy)
+        VT_LOG(warning) << QStringLiteral("[CServiceManager::stringToProxy]无法获取代理指针，标签[%1]").arg(tag);
+    return proxy;
+}
+
+QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::waitforHub()
+{
+    const auto hub = stringToProxy(tarn::hub::HubInterface);
+    if (!hub)
+        VT_LOG(warning) << QStringLiteral("[%1]获取hub指针失败").arg(QLatin1String(__func__));
+    return hub;
+}
+
+bool CServiceManager::checkHubExist(QString &errorText)
+{
+    QString reason;
+    if (hubport::read(reason) == 0) {
+        VT_LOG(warning) << QStringLiteral("获取系统关键服务端口不存在：%1").arg(reason);
+        return setError(&errorText, QStringLiteral("系统关键服务初始化失败，请稍后再试！"));
+    }
+    if (waitforHub()) {
+        VT_LOG(debug) << QStringLiteral("【获取ServiceHub服务】成功");
+        return true;
+    }
+    if (tarn::rpc::getRpcLastError().code == RpcError::Timeout) {
+        VT_LOG(warning) << QStringLiteral("【获取ServiceHub服务】获取ServiceHub服务超时");
+        return setError(&errorText, QStringLiteral("获取岚川服务超时"));
+    }
+    return setError(&errorText, QStringLiteral("岚川服务初始化失败，请稍后再试！"));
+}
+
+bool CServiceManager::checkHubRst()
+{
+    QString reason;
+    const int port = hubport::read(reason);
+    if (port == 0) {
+        VT_LOG(warning) << QStringLiteral("获取注册中心端口失败，") + reason;
+        return false;
+    }
+    d->settings.insert(tarn::rpc::keys::Port, QString::number(port));
+    return true;
+}
+
+bool CServiceManager::checkAndReinit(QString *errorText)
+{
+    QString reason;
+    if (m_rpc->isInitialized() && checkHubExist(reason))
+        return true;
+    if (!checkHubRst() || !initRpc(d->settings.value(tarn::rpc::keys::Port).toInt())) {
+        VT_LOG(warning) << QStringLiteral("[checkAndReinit]无法连接上注册中心");
+        return setError(errorText, QStringLiteral("通信机制初始化失败，请稍后再试！"));
+    }
+    d->errorText.clear();
+    VT_LOG(info) << QStringLiteral("[checkAndReinit]重新连接成功");
+    return true;
+}
+
+QString CServiceManager::startError() const
+{
+    return d->errorText;
+}
+
+QString CServiceManager::getTestRpcServiceIp()
+{
+    return d->getTestRpcServiceIp();
+}
+
+void CServiceManager::getAllInstallCfgFiles(QStringList &files)
+{
+    d->getAllInstallCfgFiles(files);
+}
+
+QString CServiceManager::getServiceInstallCfg()
+{
+    return d->getServiceInstallCfg();
+}
+
+QString CServiceManager::getVtAssistantInstallCfg()
+{
+    return d->getVtAssistantInstallCfg();
+}
+
+QString CServiceManager::findExePathByRegedit()
+{
+    return d->findExePathByRegedit();
+}

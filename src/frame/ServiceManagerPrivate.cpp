@@ -1,0 +1,149 @@
+#include "ServiceManagerPrivate.h"
+#include "Log.h"
+#include "tarn/hub/HubKeys.h"
+#include "tarn/rpc/RpcKeys.h"
+#include "tarn/rpc/RpcLog.h"
+#include <QCoreApplication>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSettings>
+
+namespace {
+constexpr qint64 MaxConfigBytes = 1 << 20;
+const QString LocalAddress = QStringLiteral("127.0.0.1");
+const QString CallTimeoutMs = QStringLiteral("30000");
+const QString WorkerThreads = QStringLiteral("4");
+const QString PlatformServices = QStringLiteral("TARN5Service");
+const QString SoftwareAssistant = QStringLiteral("岚川软件助手");
+
+QString _apps_path;
+QString _machine_id;
+
+QString besideProgram(const QString &fileName)
+{
+    return QCoreApplication::applicationDirPath() + QLatin1Char('/') + fileName;
+}
+
+/// One value of an INI file as text. A missing file, or one that cannot be a settings file, has no values.
+QString iniValue(const QString &file, const QString &key)
+{
+    const QFileInfo info(file);
+    if (!info.isFile() || info.size() > MaxConfigBytes)
+        return QString();
+    QSettings settings(file, QSettings::IniFormat);
+    settings.setIniCodec("utf-8");
+    // A value with commas comes as a list.
+    return settings.value(key).toStringList().join(QLatin1Char(',')).trimmed();
+}
+
+QString appsPath(const QString &configured)
+{
+    // Relative to the program, so that a copied installation stays whole.
+    const QString path = QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(configured);
+    return configured.isEmpty() || !QDir(path).exists() ? QStringLiteral("/opt/apps") : QDir::cleanPath(path);
+}
+
+QString machineId()
+{
+    QFile file(QStringLiteral("/etc/machine-id"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        VT_LOG(critical) << QStringLiteral("获取MachineId失败");
+        return QString();
+    }
+    return QString::fromUtf8(file.read(MaxConfigBytes));
+}
+
+/// The install description of a software, empty if there is none.
+QString descriptionOf(const QStringList &files, const QString &software)
+{
+    for (const QString &file : files) {
+        if (iniValue(file, QStringLiteral("SoftwareName")) == software)
+            return file;
+    }
+    return QString();
+}
+} // namespace
+
+void CServiceManagerPrivate::readLocalSettings()
+{
+    const QString file = besideProgram(QStringLiteral("cfg.ini"));
+    if (QVariant(iniValue(file, QStringLiteral("config/RpcLog"))).toBool())
+        tarn::rpc::RpcLog::set_print(true);
+    _apps_path = appsPath(iniValue(file, QStringLiteral("system/apps_path")));
+    _machine_id = iniValue(file, QStringLiteral("system/machine_id"));
+    if (_machine_id.isEmpty())
+        _machine_id = machineId();
+    _machine_id.remove(QLatin1Char('\n'));
+    VT_LOG(info) << QStringLiteral("path=%1 machineid=%2").arg(_apps_path, _machine_id);
+}
+
+QString CServiceManagerPrivate::getTestRpcServiceIp() const
+{
+    const QString address = iniValue(besideProgram(QStringLiteral("RpcTestIp.ini")), QStringLiteral("config/TestIp"));
+    static const QRegularExpression ipv4(QRegularExpression::anchoredPattern(
+        QStringLiteral("\\b(?:(?:25[0-5]|2[0-4][0-9]|[01]?[0-9][0-9]?)\\.){3}(?:25[0-5]|2[0-4][0-9]|[01]?[0-9][0-9]?)"
+                       "\\b")));
+    if (!ipv4.match(address).hasMatch()) {
+        VT_LOG(info) << QStringLiteral("RPC测试IP非法:") + address;
+        return QString();
+    }
+    VT_LOG(info) << QStringLiteral("RPC测试IP地址:") + address;
+    return address;
+}
+
+void CServiceManagerPrivate::getAllInstallCfgFiles(QStringList &files) const
+{
+    QDirIterator it(_apps_path, {QStringLiteral("installation.ini")}, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        files.append(it.next());
+    files.sort();
+    VT_LOG(debug) << QStringLiteral("ini files:") + files.join(QLatin1Char(','));
+}
+
+QString CServiceManagerPrivate::getServiceInstallCfg() const
+{
+    QStringList files;
+    getAllInstallCfgFiles(files);
+    const QString description = descriptionOf(files, PlatformServices);
+    VT_LOG(debug) << QStringLiteral("software:") + PlatformServices;
+    VT_LOG(debug) << QStringLiteral("service install:") + description;
+    return description;
+}
+
+QString CServiceManagerPrivate::getVtAssistantInstallCfg() const
+{
+    QStringList files;
+    getAllInstallCfgFiles(files);
+    return descriptionOf(files, SoftwareAssistant);
+}
+
+QString CServiceManagerPrivate::findExePathByRegedit() const
+{
+    const QString description = getServiceInstallCfg();
+    QString program = description.isEmpty()
+                          ? QString()
+                          : iniValue(description, tarn::hub::HubProgram + QStringLiteral("/InstallPath"));
+    if (!program.isEmpty()) {
+        // Relative to the description; a directory holds the program under its own name.
+        program = QDir::cleanPath(QFileInfo(description).dir().absoluteFilePath(program));
+        if (QFileInfo(program).isDir())
+            program += QLatin1Char('/') + tarn::hub::HubProgram;
+    }
+    VT_LOG(debug) << QStringLiteral("exes:") + program;
+    return program;
+}
+
+void CServiceManagerPrivate::fillSettings(int port)
+{
+    namespace keys = tarn::rpc::keys;
+    QString address = getTestRpcServiceIp();
+    if (address.isEmpty())
+        address = LocalAddress;
+    settings.insert(keys::SvrIP, address);
+    settings.insert(keys::IP, address);
+    settings.insert(keys::Port, QString::number(port));
+    settings.insert(keys::Timeout, CallTimeoutMs);
+    settings.insert(keys::ThreadNum, WorkerThreads);
+}

@@ -1,0 +1,64 @@
+#pragma once
+#include <QMap>
+#include <QMutex>
+#include <QObject>
+#include <QPointer>
+#include <QQueue>
+#include <QVariant>
+#include <atomic>
+#include <optional>
+
+class NotifyWnd;
+
+/// Owns the service's windows and answers what the operations ask about them. Lives on the application's thread, also
+/// when an RPC thread makes it; the handlers run there. Other threads reach it through CManagerAccess.
+class CVisualizedManager final : public QObject
+{
+    Q_OBJECT
+public:
+    static CVisualizedManager *GetInstance(); ///< any thread
+    static void FreeInstance();               ///< GUI thread; closes the windows
+
+    bool YunDiaIsExist() const; ///< any thread
+    /// Any thread. 1 installing or unknown, 2 done, 99 failed; the two end states are told once and then forgotten.
+    int getSilentPatchInstallState(const QString &softName);
+    void setSilentPatchInstallState(const QString &softName, int state); ///< any thread
+    void CloseNotifyWnd();
+    /// Removes the platform's own assistant: it is never offered in the check-update prompt.
+    static void FilterVtSoftMgr(QList<QVariant> &list);
+
+    bool event(QEvent *e) override;
+
+public slots:
+    void onShowExplain(QString softName);
+
+private:
+    CVisualizedManager();
+    ~CVisualizedManager() override;
+
+    void ShowCloudLoginDlg(QEvent *e);
+    void ShowNotifyMessageDlg(QEvent *e);
+    void ShowNetLockDlg(QEvent *e);
+    void ShowMessageCenterDlg(QEvent *e);
+    void NotifyLicParentFinish(QEvent *e);
+    void NotifyCloudParentFinish(QEvent *e);
+    void showUpgradeExplainDialog(QEvent *e);
+    void showAutoCheckUpdateDialog(QEvent *e);
+    void showUpgradeDownloadDialog(QEvent *e);
+    void showUpgradeCurExplainDialog(QEvent *e);
+    void showSilentPatchInstallDialog(QEvent *e);
+
+    /// Asks the cloud account service; empty when it did not answer, which is then logged.
+    static std::optional<int> queryLoginState();
+    void showNotice(const QMap<QString, QVariant> &values);
+    void showWaitingNotice();
+    void replaceNotice();
+
+    QPointer<NotifyWnd> m_notifyWnd;
+    QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
+    QMutex m_silentStateLock;
+    QMap<QString, int> m_silentStates; ///< by software name
+
+    static std::atomic<CVisualizedManager *> _pInst;
+    static QMutex instLock;
+};

@@ -1,0 +1,83 @@
+// The manager's handlers of the sign-in requests.
+#include "EventRequest.h"
+#include "Log.h"
+#include "VisualizedManager.h"
+#include "VtServiceClient.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
+#include "tarn/cloud/ICloudServiceAssistant.h"
+#include "tarn/rpc/RpcError.h"
+
+namespace {
+namespace key = tarn::cloud::key;
+namespace code = tarn::cloud::code;
+
+bool signedInOrSigningIn(int loginState)
+{
+    return loginState == 2 || loginState == 3 || loginState == 5;
+}
+} // namespace
+
+void CVisualizedManager::ShowCloudLoginDlg(QEvent *e)
+{
+    const auto *data = request::withInput<CCloudLoginEventData>(e);
+    if (!data)
+        return;
+    VT_LOG(debug) << QStringLiteral("[%1]显示云账号登录对话框。").arg(QLatin1String(__func__));
+    VT_LOG(debug) << QStringLiteral("登录云账号前获取登录云锁标记：") +
+                         (data->showErrorTip ? QStringLiteral("true") : QStringLiteral("false"));
+    const std::optional<int> state = queryLoginState();
+    if (!state)
+        return;
+    if (signedInOrSigningIn(*state)) {
+        VT_LOG(debug) << QStringLiteral("当前云账号状态：") + QString::number(*state) +
+                             QStringLiteral("。跳过显示云登录对话框。");
+        return;
+    }
+    VT_LOG(debug) << QStringLiteral("开始显示云登录对话框show");
+}
+
+std::optional<int> CVisualizedManager::queryLoginState()
+{
+    ICloudServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetCloudServiceAssistant();
+    if (!assistant) {
+        VT_LOG(critical) << QStringLiteral("【展现云账号登录对话框】获取云账号登录状态失败，云账号服务不可用");
+        return std::nullopt;
+    }
+    const auto input = assistant->CreateInputArgs();
+    const auto output = assistant->CreateOutputArgs();
+    assistant->GetLoginState(input, output);
+    const int retCode = output->GetRetCode();
+    if (retCode == code::Ok)
+        return output->GetValue(key::LoginState).toInt();
+
+    QString error = output->GetError();
+    if (code::isTransport(retCode)) {
+        if (error.isEmpty())
+            error = QString::fromStdString(tarn::rpc::getRpcLastError().message);
+        // Always the code of the missing connection, deliberately.
+        VT_LOG(critical) << QStringLiteral(
+                                "【展现云账号登录对话框】获取云账号登录状态，记录错误码为：%1，错误信息为：%2")
+                                .arg(QString::number(code::NoConnection), error);
+    } else {
+        VT_LOG(critical) << QStringLiteral(
+                                "【展现云账号登录对话框】获取云账号登录状态，返回错误码为：%1，错误信息为：%2")
+                                .arg(QString::number(retCode), error);
+    }
+    return std::nullopt;
+}
+
+void CVisualizedManager::NotifyCloudParentFinish(QEvent *e)
+{
+    const auto *data = request::withInput<CNotifyCloudEventData>(e);
+    if (!data)
+        return;
+    VT_LOG(debug) << QStringLiteral("[%1]通知云账号登录关闭。").arg(QLatin1String(__func__));
+    if (data->inputArgs->GetValue(key::SoftwareId).toString().isEmpty())
+        VT_LOG(debug) << QStringLiteral("通知云账号对话框关闭结束，软件标识为空。");
+}
+
+// The network-licence sign-in is not part of this product; its requests are refused before they are posted.
+void CVisualizedManager::ShowNetLockDlg(QEvent *) {}
+
+void CVisualizedManager::NotifyLicParentFinish(QEvent *) {}

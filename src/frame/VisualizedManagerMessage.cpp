@@ -1,0 +1,93 @@
+// The manager's handlers of the message requests: the notice in the corner and the message center.
+#include "EventRequest.h"
+#include "Log.h"
+#include "VisualizedManager.h"
+#include "message/NotifyWnd.h"
+#include "tarn/message/IMessageServiceArgs.h"
+#include "tarn/message/MessageKeys.h"
+#include "widgets/BringToFront.h"
+#include <QDateTime>
+#include <QThread>
+#include <QTimer>
+
+namespace {
+namespace key = tarn::message::key;
+
+constexpr QPoint CornerDistance(10, 10);
+constexpr unsigned long ReplacePauseSeconds = 2;
+// A screen that paints nothing must not hold back the notices behind it.
+constexpr int PaintPatienceMs = 1000;
+
+void moveToCorner(NotifyWnd *window)
+{
+    const QPoint corner = window->cornerPos(CornerDistance.x(), CornerDistance.y());
+    window->move(corner.x() - window->width(), corner.y() - window->height());
+}
+} // namespace
+
+void CVisualizedManager::ShowNotifyMessageDlg(QEvent *e)
+{
+    const auto *data = request::dataOf<CNotifyMsgEventData>(e);
+    if (!data)
+        return;
+    VT_LOG(debug) << QStringLiteral("[%1]显示通知栏消息。").arg(QLatin1String(__func__));
+    const QMap<QString, QVariant> &values = data->msgValues;
+    if (values.value(key::MsgId).toString().isEmpty())
+        return;
+    if (values.value(key::MsgContent).toString().isEmpty()) {
+        VT_LOG(warning) << QStringLiteral("通知栏消息内容为空。退出展现");
+        return;
+    }
+    // Events that queued up during the pause below are delivered in one go: without waiting for the paint, all but
+    // the last of their notices would come and go unseen.
+    if (!m_waitingNotices.isEmpty() || (m_notifyWnd && !m_notifyWnd->wasPainted()))
+        m_waitingNotices.enqueue(values);
+    else
+        showNotice(values);
+}
+
+void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
+{
+    replaceNotice();
+    auto *window = new NotifyWnd(nullptr);
+    m_notifyWnd = window;
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    window->SetUnReadMsgNum(values.value(key::unReadNum).toInt());
+    window->setData(values);
+    window->CreateCtrl();
+    connect(window, &NotifyWnd::firstPainted, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
+    connect(window, &QObject::destroyed, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
+    QTimer::singleShot(PaintPatienceMs, window, &NotifyWnd::endPaintWait);
+
+    const QString id = window->GetMsgId();
+    VT_LOG(info) << QStringLiteral("显示通知栏窗口。消息ID:%1").arg(id);
+    moveToCorner(window); // where it will stand, so that it is not seen jumping
+    front::showOnTopOnce(window);
+    VT_LOG(info) << QStringLiteral("通知消息展示-消息id:") + id + QStringLiteral("时间") +
+                        QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    VT_LOG(info) << QStringLiteral("通知栏窗口。width:%1 --height:%2").arg(window->width()).arg(window->height());
+    moveToCorner(window);
+}
+
+void CVisualizedManager::replaceNotice()
+{
+    if (!m_notifyWnd)
+        return;
+    CloseNotifyWnd();
+    // Deliberate: the closing is to be seen before the next notice comes up. Only the GUI thread waits; the
+    // operations answer on their own threads.
+    QThread::sleep(ReplacePauseSeconds);
+}
+
+void CVisualizedManager::showWaitingNotice()
+{
+    if (!m_waitingNotices.isEmpty() && (!m_notifyWnd || m_notifyWnd->wasPainted()))
+        showNotice(m_waitingNotices.dequeue());
+}
+
+void CVisualizedManager::ShowMessageCenterDlg(QEvent *e)
+{
+    if (!request::withInput<CMsgCenterEventData>(e))
+        return;
+    VT_LOG(debug) << QStringLiteral("【消息中心】显示消息中心对话框。");
+}

@@ -1,0 +1,209 @@
+#include "VisualizedOperateManager.h"
+#include "Log.h"
+#include "ManagerAccess.h"
+#include "VisualizedManager.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
+#include "tarn/cloud/ICloudServiceArgs.h"
+#include "tarn/license/ILicenseServiceArgs.h"
+#include "tarn/message/IMessageServiceArgs.h"
+#include "tarn/message/MessageKeys.h"
+#include "tarn/upgrade/IUpgradeServiceArgs.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+
+namespace {
+
+/// What tells one operation from the next.
+struct Operation
+{
+    const char *function; ///< the operation's name, also the log's function field
+    QString action;       ///< what it does, in the words of its log lines
+    int okCode;           ///< success code of the caller's service family
+
+    QMessageLogger log() const { return QMessageLogger(DllInfo::sDllName, __LINE__, function); }
+    QString bracket() const { return QStringLiteral("【%1】").arg(action); }
+    void refuse(const QString &line) const { log().critical().noquote() << line; }
+};
+
+/// The start of every operation: the debug line, then the check for null arguments.
+template <class Input, class Output>
+bool begin(const Operation &op, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output)
+{
+    op.log().debug().noquote() << QStringLiteral("[%1]%2。").arg(QLatin1String(op.function), op.action);
+    if (input && output)
+        return true;
+    op.refuse(vtlog::nullArgument(op.bracket()));
+    return false;
+}
+
+/// The middle: hands the data to the GUI thread, unless the service is being torn down.
+bool post(const Operation &op, QEvent::Type type, std::unique_ptr<IVisualizedEventData> data)
+{
+    if (CManagerAccess::post(type, std::move(data)))
+        return true;
+    op.refuse(vtlog::shuttingDown(op.bracket()));
+    return false;
+}
+
+/// The end: the family's success code and no error.
+template <class Output>
+bool accept(const Operation &op, const QSharedPointer<Output> &output)
+{
+    output->SetRetCode(op.okCode);
+    output->SetError(QString());
+    return true;
+}
+
+/// An operation that only passes its input on.
+template <class Data, class Input, class Output>
+bool passOn(const Operation &op, QEvent::Type type, const QSharedPointer<Input> &input,
+            const QSharedPointer<Output> &output)
+{
+    return begin(op, input, output) && post(op, type, std::make_unique<Data>(input)) && accept(op, output);
+}
+
+/// An operation of the network-licence sign-in.
+template <class Input, class Output>
+bool refuseLicence(const Operation &op, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output)
+{
+    if (begin(op, input, output))
+        op.refuse(op.bracket() + QStringLiteral("时不支持网络锁登录，操作失败"));
+    return false;
+}
+
+quint64 windowHandle(const QVariant &value)
+{
+    bool ok = false;
+    const quint64 handle = value.toULongLong(&ok);
+    return ok ? handle : 0;
+}
+
+QMap<QString, QVariant> noticeValues(IMessageService_InputArgs &input)
+{
+    using namespace tarn::message;
+    QMap<QString, QVariant> values;
+    for (const QString &key :
+         {key::MsgId, key::MsgTitle, key::MsgContent, key::LinkText, key::LinkAdress, key::PicFilePath, key::unReadNum})
+        values.insert(key, input.GetValue(key).toString());
+    return values;
+}
+
+} // namespace
+
+bool CVisualizedOperateManager::QueryYunLoginDialogState(QSharedPointer<ICloudService_InputArgs>,
+                                                         QSharedPointer<ICloudService_OutputArgs> output)
+{
+    const CManagerAccess access;
+    CVisualizedManager *manager = access.manager();
+    if (!manager || !output) {
+        VT_LOG(critical) << QStringLiteral("【查询云账号登录对话框状态】%1，操作失败")
+                                .arg(manager ? QStringLiteral("时传入参数为空") : QStringLiteral("时服务正在停止"));
+        return false;
+    }
+    output->SetValue(tarn::cloud::key::DialogExists, manager->YunDiaIsExist());
+    return true;
+}
+
+bool CVisualizedOperateManager::ShowCloudLogin(QSharedPointer<ICloudService_InputArgs> input,
+                                               QSharedPointer<ICloudService_OutputArgs> output,
+                                               QSharedPointer<ICloudLoginNotify> notify)
+{
+    const Operation op{__func__, QStringLiteral("显示云账号登录对话框"), tarn::cloud::code::Ok};
+    if (!begin(op, input, output))
+        return false;
+    const bool errorTip = input->GetValue(tarn::cloud::key::YunLockErrorTip).toBool();
+    const quint64 parent = windowHandle(input->GetValue(tarn::cloud::key::ParentWindow));
+    return post(op, CVisualizedEvents::eShowCloudLoginDialog,
+                std::make_unique<CCloudLoginEventData>(input, std::move(notify), errorTip, parent)) &&
+           accept(op, output);
+}
+
+bool CVisualizedOperateManager::NotifyCloudParentFinish(QSharedPointer<ICloudService_InputArgs> input,
+                                                        QSharedPointer<ICloudService_OutputArgs> output)
+{
+    const Operation op{__func__, QStringLiteral("通知云登录父级窗口结束"), tarn::cloud::code::Ok};
+    return passOn<CNotifyCloudEventData>(op, CVisualizedEvents::eNotifyCloudParentFinish, input, output);
+}
+
+bool CVisualizedOperateManager::showAutoCheckUpdateDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
+                                                          QSharedPointer<IUpgaredSoftInfoService_OutputParam> output)
+{
+    // The words of the update-notes dialog are deliberate: log readers search for them.
+    const Operation op{__func__, QStringLiteral("展现更新说明对话框"), tarn::upgrade::code::Ok};
+    return passOn<CAutoCheckUpdateEveData>(op, CVisualizedEvents::eShowAutoCheckUpdateDialog, input, output);
+}
+
+bool CVisualizedOperateManager::showUpgradeExplainDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
+                                                         QSharedPointer<IUpgaredSoftInfoService_OutputParam> output)
+{
+    const Operation op{__func__, QStringLiteral("展现更新说明"), tarn::upgrade::code::Ok};
+    return passOn<CUpgradeExplainEveData>(op, CVisualizedEvents::eShowUpgradeExplainDialog, input, output);
+}
+
+bool CVisualizedOperateManager::showUpgradeDownloadDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
+                                                          QSharedPointer<IUpgaredSoftInfoService_OutputParam> output)
+{
+    const Operation op{__func__, QStringLiteral("显示在线升级下载对话框"), tarn::upgrade::code::Ok};
+    return passOn<CUpgradeDownloadEveData>(op, CVisualizedEvents::eShowUpgradeDownloadDialog, input, output);
+}
+
+bool CVisualizedOperateManager::showSilentPatchInstallDialog(QSharedPointer<IUpgaredService_InputParam> input,
+                                                             QSharedPointer<IUpgaredService_OutputParam> output)
+{
+    const Operation op{__func__, QStringLiteral("显示静默安装补丁进度对话框"), tarn::upgrade::code::Ok};
+    if (!begin(op, input, output))
+        return false;
+    const QString softName = input->GetValue(tarn::upgrade::key::SoftwareName).toString();
+    if (softName.isEmpty()) {
+        op.refuse(op.bracket() + QStringLiteral("时获取软件名称失败"));
+        return false;
+    }
+    const bool queryOnly = input->GetValue(tarn::upgrade::key::QueryOnly).toBool();
+    if (!queryOnly && !post(op, CVisualizedEvents::eShowSilentPatchInstallDialog,
+                            std::make_unique<CSilentPatchInstallEveData>(input)))
+        return false;
+
+    const CManagerAccess access;
+    CVisualizedManager *manager = access.manager();
+    if (!manager) {
+        op.refuse(vtlog::shuttingDown(op.bracket()));
+        return false;
+    }
+    output->SetRetCode(op.okCode);
+    output->SetValue(tarn::upgrade::key::SilentState, manager->getSilentPatchInstallState(softName));
+    output->SetError(QString());
+    return true;
+}
+
+bool CVisualizedOperateManager::ShowMessageCenter(QSharedPointer<IMessageService_InputArgs> input,
+                                                  QSharedPointer<IMessageService_OutputArgs> output)
+{
+    const Operation op{__func__, QStringLiteral("显示消息中心对话框"), tarn::message::code::Ok};
+    return passOn<CMsgCenterEventData>(op, CVisualizedEvents::eShowMessageCenterDialog, input, output);
+}
+
+bool CVisualizedOperateManager::ShowNotifyMessage(QSharedPointer<IMessageService_InputArgs> input,
+                                                  QSharedPointer<IMessageService_OutputArgs> output)
+{
+    const Operation op{__func__, QStringLiteral("显示通知栏消息对话框"), tarn::message::code::Ok};
+    if (!begin(op, input, output))
+        return false;
+    const QMap<QString, QVariant> values = noticeValues(*input);
+    VT_LOG(debug) << QStringLiteral("通知栏消息：未读数量") + values.value(tarn::message::key::unReadNum).toString();
+    if (!post(op, CVisualizedEvents::eShowNotifyMsgDialog, std::make_unique<CNotifyMsgEventData>(values)))
+        return false;
+    VT_LOG(debug) << QStringLiteral("服务调用助手通知栏消息：结束");
+    return accept(op, output);
+}
+
+bool CVisualizedOperateManager::ShowNetLockLogin(QSharedPointer<ILicenseService_InputArgs> input,
+                                                 QSharedPointer<ILicenseService_OutputArgs> output)
+{
+    return refuseLicence({__func__, QStringLiteral("显示网络锁登录对话框"), 0}, input, output);
+}
+
+bool CVisualizedOperateManager::NotifyLicParentFinish(QSharedPointer<ILicenseService_InputArgs> input,
+                                                      QSharedPointer<ILicenseService_OutputArgs> output)
+{
+    return refuseLicence({__func__, QStringLiteral("通知网络锁登录父级窗口结束"), 0}, input, output);
+}

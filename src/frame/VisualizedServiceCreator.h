@@ -1,0 +1,29 @@
+#pragma once
+#include "tarn/factory/IServiceObjectCreator.h"
+#include "tarn/rpc/RpcAdapter.h"
+#include <QObject>
+#include <QSharedPointer>
+
+class CVisualizedService;
+class IVisualizedService;
+
+/// Binds the visualized service to the RPC layer under a tag and tears the service down again. Made by the host
+/// through the object factory, driven on its main thread.
+class CVisualizedServiceCreator final : public QObject, public IServiceObjectCreator
+{
+    Q_OBJECT
+    Q_INTERFACES(IServiceObjectCreator)
+public:
+    explicit CVisualizedServiceCreator(QObject *parent = nullptr);
+    ~CVisualizedServiceCreator() override;
+
+    bool create(const QString &tag) override;
+    void destroy(const QString &tag) override;
+
+private:
+    void loadFonts();
+
+    bool m_fontsLoaded = false;
+    QSharedPointer<tarn::rpc::RpcAdapter> m_adapter;
+    QSharedPointer<IVisualizedService> m_service;
+};

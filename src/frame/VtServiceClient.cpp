@@ -1,0 +1,164 @@
+#include "VtServiceClient.h"
+#include "tarn/client/IServiceAssistantManager.h"
+#include "tarn/cloud/ICloudServiceAssistant.h"
+#include "tarn/commkit/LibToolkit.h"
+#include "tarn/license/ILicenseServiceAssistant.h"
+#include "tarn/message/IMessageServiceAssistant.h"
+#include "tarn/upgrade/IUpgradeServiceAssistant.h"
+#include <QLibrary>
+#include <QWaitCondition>
+
+namespace {
+// What the user has just decided gets this long to reach its service before the connections are cut, and that long to
+// come back afterwards.
+constexpr unsigned long SettleMs = 1000;
+constexpr unsigned long CutMs = 3000;
+
+QMutex leaseMutex;
+QWaitCondition leaseReturned;
+int leases = 0;
+
+bool waitForLeases(unsigned long ms)
+{
+    QMutexLocker locker(&leaseMutex);
+    const QDeadlineTimer deadline{qint64(ms)};
+    while (leases > 0) {
+        if (!leaseReturned.wait(&leaseMutex, deadline))
+            return leases == 0;
+    }
+    return true;
+}
+
+/// Calls visit with each assistant that there is, in the fixed order.
+template <class Visit>
+void forEachAssistant(IServiceAssistantManager *manager, Visit visit)
+{
+    const auto offer = [&visit](IServiceAssistant *assistant) {
+        if (assistant)
+            visit(*assistant);
+    };
+    if (!manager)
+        return;
+    offer(manager->GetLicenseServiceAssistant());
+    offer(manager->GetCloudServiceAssistant());
+    offer(manager->GetMessageServiceAssistant());
+    offer(manager->GetUpgradeServiceAssistant());
+}
+} // namespace
+
+std::atomic<CVtServiceClient *> CVtServiceClient::_ssInstance{nullptr};
+QMutex CVtServiceClient::_serMutex;
+
+CVtServiceClient::Lease::Lease()
+{
+    const QMutexLocker locker(&leaseMutex);
+    ++leases;
+}
+
+CVtServiceClient::Lease::~Lease()
+{
+    const QMutexLocker locker(&leaseMutex);
+    --leases;
+    leaseReturned.wakeAll();
+}
+
+CVtServiceClient *CVtServiceClient::GetInstance()
+{
+    CVtServiceClient *instance = _ssInstance.load(std::memory_order_acquire);
+    if (instance)
+        return instance;
+    const QMutexLocker locker(&_serMutex);
+    instance = _ssInstance.load(std::memory_order_relaxed);
+    if (!instance) {
+        instance = new CVtServiceClient;
+        instance->initService();
+        _ssInstance.store(instance, std::memory_order_release);
+    }
+    return instance;
+}
+
+void CVtServiceClient::ReleaseInstance()
+{
+    CVtServiceClient *instance = _ssInstance.load(std::memory_order_acquire);
+    if (!instance)
+        return;
+    waitForLeases(SettleMs);
+    instance->unInitService();
+    // A service that still holds a call back would return into unloaded code.
+    if (!waitForLeases(CutMs))
+        instance->keepLoaded();
+    _ssInstance.store(nullptr, std::memory_order_release);
+    delete instance;
+}
+
+CVtServiceClient::CVtServiceClient()
+    : m_library(std::make_unique<QLibrary>(tarn::commkit::LibToolkit::getAppModulePath() +
+                                           QStringLiteral("/libTARN.ServiceClient.Base.so")))
+{
+    m_library->load();
+}
+
+CVtServiceClient::~CVtServiceClient()
+{
+    if (m_library)
+        m_library->unload();
+}
+
+ILicenseServiceAssistant *CVtServiceClient::GetLicenseServiceAssistant()
+{
+    const QMutexLocker locker(&_serMutex);
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    return manager ? manager->GetLicenseServiceAssistant() : nullptr;
+}
+
+ICloudServiceAssistant *CVtServiceClient::GetCloudServiceAssistant()
+{
+    const QMutexLocker locker(&_serMutex);
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    return manager ? manager->GetCloudServiceAssistant() : nullptr;
+}
+
+IMessageServiceAssistant *CVtServiceClient::GetMessageServiceAssistant()
+{
+    const QMutexLocker locker(&_serMutex);
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    return manager ? manager->GetMessageServiceAssistant() : nullptr;
+}
+
+IUpgradeServiceAssistant *CVtServiceClient::GetUpgradeServiceAssistant()
+{
+    const QMutexLocker locker(&_serMutex);
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    return manager ? manager->GetUpgradeServiceAssistant() : nullptr;
+}
+
+IServiceAssistantManager *CVtServiceClient::GetServiceAssistantMgr() const
+{
+    if (!m_library || !m_library->isLoaded())
+        return nullptr;
+    using EntryPoint = IServiceAssistantManager *(*)();
+    const auto entry = reinterpret_cast<EntryPoint>(m_library->resolve("GetServiceAssistantManager"));
+    return entry ? entry() : nullptr;
+}
+
+void CVtServiceClient::initService()
+{
+    forEachAssistant(GetServiceAssistantMgr(), [](IServiceAssistant &assistant) {
+        QString errorText;
+        assistant.Initialize(QStringLiteral("统一服务_界面交互服务"), 1, errorText);
+    });
+}
+
+void CVtServiceClient::unInitService()
+{
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    forEachAssistant(manager, [](IServiceAssistant &assistant) { assistant.UnInitialize(); });
+    if (manager)
+        manager->UnInitialize();
+}
+
+void CVtServiceClient::keepLoaded()
+{
+    m_library->setLoadHints(m_library->loadHints() | QLibrary::PreventUnloadHint);
+    m_library.release(); // NOLINT(bugprone-unused-return-value): deliberately not freed, the library stays
+}

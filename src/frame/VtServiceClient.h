@@ -1,0 +1,52 @@
+#pragma once
+#include <QMutex>
+#include <atomic>
+#include <memory>
+
+class ICloudServiceAssistant;
+class ILicenseServiceAssistant;
+class IMessageServiceAssistant;
+class IServiceAssistantManager;
+class IUpgradeServiceAssistant;
+class QLibrary;
+
+/// Access to the service assistants: loads the platform's client library on first use. Any thread; the assistants
+/// belong to the library, so nobody deletes them, and every getter may yield null.
+class CVtServiceClient
+{
+public:
+    /// Keeps the client library loaded while it lives: for work on another thread that calls an assistant. Taken on
+    /// the thread that orders the work, given back by the one that has done it.
+    class Lease
+    {
+    public:
+        Lease();
+        ~Lease();
+        Q_DISABLE_COPY(Lease)
+    };
+
+    static CVtServiceClient *GetInstance();
+    /// Ends the assistants, waits for the leases and unloads the library. GUI thread; the next GetInstance() loads it
+    /// again.
+    static void ReleaseInstance();
+
+    ILicenseServiceAssistant *GetLicenseServiceAssistant();
+    ICloudServiceAssistant *GetCloudServiceAssistant();
+    IMessageServiceAssistant *GetMessageServiceAssistant();
+    IUpgradeServiceAssistant *GetUpgradeServiceAssistant();
+
+private:
+    CVtServiceClient();
+    ~CVtServiceClient();
+    Q_DISABLE_COPY(CVtServiceClient)
+
+    IServiceAssistantManager *GetServiceAssistantMgr() const;
+    void initService();
+    void unInitService();
+    void keepLoaded(); ///< the library stays although this object goes
+
+    std::unique_ptr<QLibrary> m_library;
+
+    static std::atomic<CVtServiceClient *> _ssInstance;
+    static QMutex _serMutex;
+};

@@ -1,0 +1,41 @@
+#pragma once
+#include "frame/VtServiceClient.h"
+#include <QRunnable>
+#include <QString>
+#include <QStringList>
+
+class IMessageService_InputArgs;
+class IMessageService_OutputArgs;
+class IMessageServiceAssistant;
+
+/// What is to be reported to the message service; -1 and false: nothing.
+struct CMsgUpdTaskData
+{
+    bool ignore = false;  ///< the message is not to be shown again
+    qint32 receipt = -1;  ///< 2 read, 3 clicked
+    qint32 status = -1;   ///< 2 read, 3 deleted
+    QStringList msgIds;   ///< receipt and ignore concern the first only
+    QString operateType;  ///< "MsgState" or "MessageStatu"; also the key of the status
+    QString softwareName; ///< may be empty
+};
+
+/// Reports one action of the user to the message service: receipt, status and ignore request, independently of each
+/// other. Runs on the global thread pool, which deletes it; the outcome is logged.
+class CMsgDataUpdTask final : public QRunnable
+{
+public:
+    explicit CMsgDataUpdTask(const CMsgUpdTaskData &data);
+    ~CMsgDataUpdTask() override;
+    Q_DISABLE_COPY(CMsgDataUpdTask)
+
+    void run() override;
+
+private:
+    void addReceipt() const;
+    void updateStatus() const;
+    void ignoreMessage() const;
+    QString firstId() const;
+
+    const CMsgUpdTaskData m_data;
+    const CVtServiceClient::Lease m_lease; // from the order to the end of the report
+};

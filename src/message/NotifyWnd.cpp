@@ -1,0 +1,464 @@
+#include "NotifyWnd.h"
+#include "LabelRows.h"
+#include "MessageServiceArgs.h"
+#include "MsgDataUpdTask.h"
+#include "RichText.h"
+#include "SafeHtml.h"
+#include "frame/Log.h"
+#include "frame/ManagerAccess.h"
+#include "tarn/message/MessageKeys.h"
+#include "widgets/Compositor.h"
+#include "widgets/Look.h"
+#include "widgets/Picture.h"
+#include <QDesktopServices>
+#include <QFrame>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QThreadPool>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace {
+namespace key = tarn::message::key;
+
+// Metrics (pixels)
+constexpr int ShadowWidth = 3;
+constexpr int FrameRadius = 5;
+constexpr int HeightExtra = 14;
+constexpr int GapSum = HeightExtra - 2 * ShadowWidth; // of the gaps between the rows
+constexpr int ScrollBarWidth = 6;
+constexpr int ScrollBarRoom = 10;
+constexpr int CloseButtonSize = 24;
+constexpr int CloseButtonInset = 5;
+constexpr QPoint MsgCenterPos(6, 5);
+constexpr int MsgCenterIconSize = 18;
+constexpr int BadgeSize = 19;
+constexpr int BadgeFontSize = 11;
+constexpr int MaxTitleLines = 2;
+// Rules
+constexpr int MaxShownUnread = 50;
+constexpr int MaxBodyChars = 20000; // the message center has the whole text
+constexpr int MaxLinkChars = 200;
+constexpr int MaxCountedChars = 200; // of a title, more than its lines hold
+const QString Family = QStringLiteral("微软雅黑");
+
+// Look
+QString windowSheet()
+{
+    return QStringLiteral("#notify-background{background-color:white;border:1px solid #C9D3E0;border-radius:%1px;}"
+                          "#notify-close-btn{border:none;border-radius:4px;background:transparent;}"
+                          "#notify-close-btn:hover{background:#EDF1F7;}"
+                          "#notify-close-btn:pressed{background:#DDE5F0;}"
+                          "#notify-close-btn:focus,#notify-msgcenter-btn:focus{border:1px solid #1E95F6;}"
+                          "#notify-msgcenter-btn{border:1px solid transparent;border-radius:4px;padding:2px 4px;"
+                          "background:transparent;color:#333333;text-align:left;}"
+                          "#notify-msgcenter-btn:hover{color:#1E95F6;}")
+        .arg(FrameRadius);
+}
+
+QString msgCenterPressedSheet()
+{
+    return QStringLiteral("QPushButton:pressed{border:0px;border-color:white;background:rgb(255,255,255);}");
+}
+
+QString bodyAreaSheet()
+{
+    return QStringLiteral("background-color:white;");
+}
+
+QString linkSheet(int fontSize)
+{
+    return QStringLiteral("font-size:%1px;font-family:微软雅黑;color:black;").arg(fontSize);
+}
+
+QString scrollBarSheet(int width)
+{
+    return QStringLiteral("QScrollBar:vertical{background:rgba(240,240,240,0.8);width:%1px;margin:12px 0px 12px 0px;"
+                          "border-radius:4px;}"
+                          "QScrollBar::handle:vertical{background:#C8C8C8;border-radius:%2px;min-height:24px;}"
+                          "QScrollBar::handle:vertical:hover{background:#AAAAAA;}"
+                          "QScrollBar::add-line:vertical,QScrollBar::sub-line:vertical{height:0px;}"
+                          "QScrollBar::add-page:vertical,QScrollBar::sub-page:vertical{background:transparent;}")
+        .arg(width)
+        .arg(width / 2);
+}
+
+QString emptyBadgeSheet()
+{
+    return QStringLiteral("QLabel{color: white;}");
+}
+
+QString badgeSheet()
+{
+    return QStringLiteral("QLabel{border-image: url(:/images/images/RedNum.png);color: white;}");
+}
+
+QString bodyHtml(int fontSize, const QString &content)
+{
+    return QStringLiteral(
+               "<p style='line-height:120%;font-size:%1px;font-family:微软雅黑;white-space: pre-wrap;'>%2</p>")
+        .arg(QString::number(fontSize), safehtml::sanitized(content, MaxBodyChars));
+}
+
+QFont fontOf(int pixelSize, bool bold = false)
+{
+    QFont font(Family);
+    font.setPixelSize(pixelSize);
+    font.setBold(bold);
+    return font;
+}
+
+QPainterPath roundedPath(const QRectF &rect, qreal radius)
+{
+    QPainterPath path;
+    path.addRoundedRect(rect, radius, radius);
+    return path;
+}
+} // namespace
+
+NotifyWnd::NotifyWnd(QWidget *parent)
+    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint)
+    , m_composited(compositor::isRunning())
+{
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_NoSystemBackground);
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_DeleteOnClose);
+    look::prepareWindow(this, QStringLiteral("消息通知"));
+    AdjustSizeByScreen();
+    setFixedSize(m_width, m_maxHeight);
+    InitUi();
+    if (const QScreen *screen = QGuiApplication::primaryScreen())
+        connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NotifyWnd::DpiChanged);
+}
+
+QMap<QString, QVariant> NotifyWnd::data() const
+{
+    return m_data;
+}
+
+QString NotifyWnd::GetMsgId() const
+{
+    return m_msgId;
+}
+
+int NotifyWnd::GetUnReadMsgNum() const
+{
+    return m_unreadCount;
+}
+
+bool NotifyWnd::wasPainted() const
+{
+    return m_painted;
+}
+
+QPoint NotifyWnd::cornerPos(int dx, int dy) const
+{
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    const QRect area = screen ? screen->availableGeometry() : QRect();
+    return {area.right() - dx, area.bottom() - dy};
+}
+
+QSize NotifyWnd::ScreenSize() const
+{
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return {};
+    const QSize size = screen->size();
+    const QRect full = screen->geometry();
+    const QRect available = screen->availableGeometry();
+    if (available.width() != full.width())
+        return {size.width() - (full.width() - available.width()), size.height()};
+    return {size.width(), size.height() - (full.height() - available.height())};
+}
+
+void NotifyWnd::SetUnReadMsgNum(int count)
+{
+    m_unreadCount = count;
+}
+
+void NotifyWnd::setData(const QMap<QString, QVariant> &data)
+{
+    m_data = data;
+    m_msgId = textOf(key::MsgId);
+    showTitle(textOf(key::MsgTitle));
+    m_body->showHtml(bodyHtml(m_bodyFontSize, textOf(key::MsgContent)));
+    setLink(textOf(key::LinkText), textOf(key::LinkAdress));
+    SetPicPath(textOf(key::PicFilePath));
+    setAccessibleName(windowTitle() + QStringLiteral("：") + m_title->accessibleName());
+    setAccessibleDescription(m_body->accessibleName());
+    ResizeWnd();
+}
+
+void NotifyWnd::CreateCtrl()
+{
+    delete m_msgCenterButton;
+    m_msgCenterButton = new QPushButton(QIcon(QStringLiteral(":/images/images/msgCenter.svg")),
+                                        QStringLiteral("消息中心 "), m_background);
+    m_msgCenterButton->setObjectName(QStringLiteral("notify-msgcenter-btn"));
+    m_msgCenterButton->setFlat(true);
+    m_msgCenterButton->setIconSize(QSize(MsgCenterIconSize, MsgCenterIconSize));
+    m_msgCenterButton->setFont(fontOf(m_bodyFontSize));
+    m_msgCenterButton->setCursor(Qt::PointingHandCursor);
+    m_msgCenterButton->setFocusPolicy(Qt::TabFocus);
+    m_msgCenterButton->setStyleSheet(msgCenterPressedSheet());
+    const QSize hint = m_msgCenterButton->sizeHint();
+    m_msgCenterButton->setFixedSize(hint.width() + BadgeSize, qMax(hint.height(), BadgeSize));
+    m_msgCenterButton->move(MsgCenterPos);
+    connect(m_msgCenterButton, &QPushButton::clicked, this, &NotifyWnd::MsgBtnClick);
+
+    auto *badge = new QLabel(m_msgCenterButton);
+    badge->setObjectName(QStringLiteral("notify-badge"));
+    badge->setFixedSize(BadgeSize, BadgeSize);
+    badge->move(m_msgCenterButton->width() - BadgeSize, (m_msgCenterButton->height() - BadgeSize) / 2);
+    badge->setAttribute(Qt::WA_TransparentForMouseEvents);
+    showBadge(badge);
+    m_msgCenterButton->setVisible(true);
+}
+
+void NotifyWnd::showBadge(QLabel *badge) const
+{
+    if (m_unreadCount < 1) {
+        badge->setStyleSheet(emptyBadgeSheet());
+        m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心"));
+        return;
+    }
+    const QString number = QString::number(qMin(m_unreadCount, MaxShownUnread));
+    badge->setFont(fontOf(BadgeFontSize));
+    badge->setStyleSheet(badgeSheet());
+    badge->setText(number);
+    badge->setScaledContents(true);
+    badge->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
+    badge->show();
+    m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心，%1条未读消息").arg(number));
+    VT_LOG(info) << QStringLiteral("通知栏消息：未读数量") + number;
+}
+
+void NotifyWnd::SetWndCallBack(void (*callback)())
+{
+    m_callback = callback;
+}
+
+void NotifyWnd::CloseDlg()
+{
+    close();
+}
+
+void NotifyWnd::MsgBtnClick()
+{
+    VT_LOG(info) << QStringLiteral("通知栏窗口打开消息中心。消息ID:%1").arg(m_msgId);
+    auto input = QSharedPointer<CMessageService_InputArgs>::create();
+    CManagerAccess::post(CVisualizedEvents::eShowMessageCenterDialog, std::make_unique<CMsgCenterEventData>(input));
+    CloseDlg();
+}
+
+void NotifyWnd::OnlinkActivated(QString link)
+{
+    VT_LOG(info) << QStringLiteral("消息以点击-消息id:") + m_msgId;
+    const QUrl url(link);
+    // An address without a scheme would be taken for a file of the current directory.
+    if (!url.isValid() || url.scheme().isEmpty() || !QDesktopServices::openUrl(url))
+        return;
+    CMsgUpdTaskData task;
+    task.msgIds = QStringList(m_msgId);
+    task.receipt = tarn::message::receipt::Clicked;
+    QThreadPool::globalInstance()->start(new CMsgDataUpdTask(task));
+}
+
+void NotifyWnd::DpiChanged(double)
+{
+    const QSize screen = ScreenSize();
+    move(screen.width() - (width() - 1) - 11, screen.height() - (height() - 1) - 11);
+}
+
+void NotifyWnd::endPaintWait()
+{
+    if (m_painted)
+        return;
+    m_painted = true;
+    emit firstPainted();
+}
+
+void NotifyWnd::paintEvent(QPaintEvent *)
+{
+    if (m_composited) {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(30, 50, 80, 14));
+        for (int i = 0; i < ShadowWidth; ++i)
+            painter.drawPath(roundedPath(QRectF(rect()).adjusted(i, i, -i, -i), FrameRadius + ShadowWidth - i));
+    }
+    endPaintWait();
+}
+
+void NotifyWnd::closeEvent(QCloseEvent *e)
+{
+    if (void (*callback)() = std::exchange(m_callback, nullptr))
+        callback();
+    QWidget::closeEvent(e);
+}
+
+void NotifyWnd::keyPressEvent(QKeyEvent *e)
+{
+    if (e->key() == Qt::Key_Escape)
+        CloseDlg();
+    else
+        QWidget::keyPressEvent(e);
+}
+
+void NotifyWnd::InitUi()
+{
+    setStyleSheet(windowSheet());
+    m_background = new QFrame(this);
+    m_background->setObjectName(QStringLiteral("notify-background"));
+    m_background->setFixedWidth(m_width - 2 * ShadowWidth);
+    m_background->move(ShadowWidth, ShadowWidth);
+
+    const int textLeft = m_sideMargin - ShadowWidth;
+    m_layout = new QVBoxLayout(m_background);
+    m_layout->setContentsMargins(textLeft, m_topMargin, textLeft - ScrollBarRoom, m_bottomMargin);
+    m_title = new CRichText(m_width - 2 * m_sideMargin, m_background);
+    m_title->setObjectName(QStringLiteral("notify-title"));
+    m_picture = new QLabel(m_background);
+    m_picture->setObjectName(QStringLiteral("notify-picture"));
+    m_bodyArea = bodyArea();
+    m_link = linkRow();
+    for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_bodyArea),
+                         static_cast<QWidget *>(m_picture), static_cast<QWidget *>(m_link)})
+        m_layout->addWidget(row, 0, Qt::AlignLeft | Qt::AlignTop);
+    m_closeButton = closeButton();
+}
+
+QScrollArea *NotifyWnd::bodyArea()
+{
+    auto *area = new QScrollArea(m_background);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setStyleSheet(bodyAreaSheet());
+    area->verticalScrollBar()->setStyleSheet(scrollBarSheet(ScrollBarWidth));
+    area->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
+    m_body = new CRichText(m_width - 2 * m_sideMargin, area);
+    m_body->setObjectName(QStringLiteral("notify-body"));
+    area->setWidget(m_body);
+    return area;
+}
+
+QLabel *NotifyWnd::linkRow()
+{
+    auto *label = new QLabel(m_background);
+    label->setObjectName(QStringLiteral("notify-url"));
+    label->setStyleSheet(linkSheet(m_linkFontSize));
+    label->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    label->setFocusPolicy(Qt::TabFocus);
+    connect(label, &QLabel::linkActivated, this, &NotifyWnd::OnlinkActivated);
+    return label;
+}
+
+QPushButton *NotifyWnd::closeButton()
+{
+    auto *button = new QPushButton(QIcon(QStringLiteral(":/images/images/notifyClose.svg")), QString(), m_background);
+    button->setObjectName(QStringLiteral("notify-close-btn"));
+    button->setAccessibleName(QStringLiteral("关闭"));
+    button->setFlat(true);
+    button->setFixedSize(CloseButtonSize, CloseButtonSize);
+    button->setCursor(Qt::PointingHandCursor);
+    button->setFocusPolicy(Qt::TabFocus);
+    connect(button, &QPushButton::clicked, this, &NotifyWnd::CloseDlg);
+    return button;
+}
+
+void NotifyWnd::AdjustSizeByScreen()
+{
+    m_sideMargin = 40;
+    m_topMargin = 35;
+    m_bottomMargin = 20;
+    m_pictureHeight = 150;
+    m_pictureTextHeight = 250;
+    m_maxHeight = 400;
+    m_width = 400;
+    m_titleFontSize = 15;
+    m_bodyFontSize = 12;
+    m_linkFontSize = 12;
+}
+
+void NotifyWnd::SetPicPath(const QString &path)
+{
+    m_picturePath = path;
+    QPixmap pixmap;
+    if (!path.isEmpty()) {
+        const QSize bound(m_width - 2 * m_sideMargin, m_pictureHeight);
+        pixmap = picture::load(path, bound, devicePixelRatioF());
+        if (pixmap.isNull())
+            VT_LOG(warning) << QStringLiteral("通知栏消息：图片无法显示。消息ID:%1").arg(m_msgId);
+    }
+    m_picture->setPixmap(pixmap);
+    m_picture->setVisible(!pixmap.isNull());
+}
+
+void NotifyWnd::showTitle(const QString &title)
+{
+    const QFont font = fontOf(m_titleFontSize, true);
+    const int width = m_width - 2 * m_sideMargin;
+    m_title->showPlain(title, font, MaxTitleLines);
+    const QFontMetrics metrics(font);
+    const int rows = qMin(GetRowsByLabelText(metrics, title.left(MaxCountedChars), width), MaxTitleLines);
+    m_title->setFixedHeight(qMax(m_title->height(), rows * metrics.height()));
+}
+
+void NotifyWnd::setLink(const QString &text, const QString &address)
+{
+    const int room = m_width - 2 * m_sideMargin;
+    const QString shown =
+        QFontMetrics(fontOf(m_linkFontSize))
+            .elidedText((text.isEmpty() ? address : text).left(MaxLinkChars).simplified(), Qt::ElideRight, room);
+    m_link->setVisible(!shown.isEmpty());
+    // Without an address there is nothing to click.
+    m_link->setTextFormat(address.isEmpty() ? Qt::PlainText : Qt::RichText);
+    m_link->setText(address.isEmpty() ? shown
+                                      : QStringLiteral("<a style=\"color:#0C64EB;text-decoration:none\" "
+                                                       "href=\"%1\">%2</a>")
+                                            .arg(address.toHtmlEscaped(), shown.toHtmlEscaped()));
+    m_link->setAccessibleName(shown);
+}
+
+void NotifyWnd::ResizeWnd()
+{
+    const bool hasPicture = !m_picture->isHidden();
+    const bool hasLink = !m_link->isHidden();
+    m_layout->setSpacing(GapSum / (1 + int(hasPicture) + int(hasLink)));
+    if (hasLink) {
+        m_link->ensurePolished();
+        m_link->setFixedSize(m_link->sizeHint().width() + m_sideMargin, m_link->sizeHint().height());
+    }
+    if (hasPicture)
+        m_picture->setFixedSize(m_picture->sizeHint());
+    const int others = m_title->height() + (hasLink ? m_link->height() : 0) + (hasPicture ? m_picture->height() : 0) +
+                       m_topMargin + m_bottomMargin + HeightExtra;
+    const int bodyHeight = qMin(m_body->height(), m_maxHeight - others);
+    m_bodyArea->setFixedHeight(bodyHeight);
+    setFixedHeight(qMin(others + bodyHeight, m_maxHeight));
+    m_background->setFixedHeight(height() - 2 * ShadowWidth);
+    m_closeButton->move(m_background->width() - m_closeButton->width() - CloseButtonInset, CloseButtonInset);
+    updateShape();
+}
+
+void NotifyWnd::updateShape()
+{
+    // Without a compositor what is translucent shows as black.
+    if (!m_composited)
+        setMask(QRegion(roundedPath(m_background->geometry(), FrameRadius).toFillPolygon().toPolygon()));
+}
+
+QString NotifyWnd::textOf(const QString &key) const
+{
+    return m_data.value(key).toString();
+}

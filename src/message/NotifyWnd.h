@@ -1,0 +1,92 @@
+#pragma once
+#include <QMap>
+#include <QVariant>
+#include <QWidget>
+
+class CRichText;
+class QFrame;
+class QLabel;
+class QPushButton;
+class QScrollArea;
+class QVBoxLayout;
+
+/// The notice in the lower right corner: title, body, an optional picture and link, a button for the message center
+/// with the number of unread messages, and a close button. GUI thread; deletes itself on close and has no timer.
+class NotifyWnd final : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit NotifyWnd(QWidget *parent);
+
+    QMap<QString, QVariant> data() const;
+    QString GetMsgId() const;
+    int GetUnReadMsgNum() const;
+    bool wasPainted() const; ///< it has been on the screen
+    /// The right and bottom of the primary screen's available area, less dx and dy.
+    QPoint cornerPos(int dx, int dy) const;
+    /// Size of the primary screen without the panels on one of its axes.
+    QSize ScreenSize() const;
+
+    void SetUnReadMsgNum(int count);
+    void setData(const QMap<QString, QVariant> &data);
+    void CreateCtrl();                       ///< builds button and badge; after SetUnReadMsgNum()
+    void SetWndCallBack(void (*callback)()); ///< called once, when the window closes; may be null
+    void CloseDlg();
+
+signals:
+    void firstPainted();
+
+public slots:
+    void MsgBtnClick();
+    void OnlinkActivated(QString link);
+    void DpiChanged(double dpi);
+    void endPaintWait(); ///< counts as painted from now on
+
+protected:
+    void paintEvent(QPaintEvent *e) override;
+    void closeEvent(QCloseEvent *e) override;
+    void keyPressEvent(QKeyEvent *e) override;
+
+private:
+    void InitUi();
+    QScrollArea *bodyArea();
+    QLabel *linkRow();
+    QPushButton *closeButton();
+    void AdjustSizeByScreen();
+    void SetPicPath(const QString &path);
+    void showTitle(const QString &title);
+    void setLink(const QString &text, const QString &address);
+    void ResizeWnd();
+    void updateShape();
+    void showBadge(QLabel *badge) const;
+    QString textOf(const QString &key) const;
+
+    int m_sideMargin = 0;
+    int m_topMargin = 0;
+    int m_bottomMargin = 0;
+    int m_pictureHeight = 0;
+    int m_pictureTextHeight = 0;
+    int m_maxHeight = 0;
+    int m_width = 0;
+    int m_titleFontSize = 0;
+    int m_bodyFontSize = 0;
+    int m_linkFontSize = 0;
+
+    QMap<QString, QVariant> m_data;
+    QString m_msgId;
+    QString m_picturePath;
+    int m_unreadCount = 0;
+    void (*m_callback)() = nullptr;
+    bool m_painted = false;
+    bool m_composited = false;
+
+    QFrame *m_background = nullptr;
+    QVBoxLayout *m_layout = nullptr;
+    CRichText *m_title = nullptr;
+    CRichText *m_body = nullptr;
+    QScrollArea *m_bodyArea = nullptr;
+    QLabel *m_picture = nullptr;
+    QLabel *m_link = nullptr;
+    QPushButton *m_msgCenterButton = nullptr;
+    QPushButton *m_closeButton = nullptr;
+};

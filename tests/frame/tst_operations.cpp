@@ -1,0 +1,416 @@
+#include "frame/ManagerAccess.h"
+#include "frame/VisualizedManager.h"
+#include "frame/VisualizedOperateManager.h"
+#include "frame/VisualizedService.h"
+#include "support/Args.h"
+#include "support/EventRecorder.h"
+#include "support/LogCatcher.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
+#include <QTest>
+#include <QThread>
+#include <atomic>
+#include <thread>
+
+namespace {
+using Dispatcher = CVisualizedOperateManager;
+
+// One operation without its types: what goes in as values, what came out.
+struct Result
+{
+    bool accepted;
+    bool untouched;
+    int code;
+    QString error;
+    QVariantMap values;
+};
+
+enum class Null { None, Input, Output };
+
+template <class In, class Out, class Call>
+Result run(Call call, const QVariantMap &values, Null null)
+{
+    const auto in = null == Null::Input ? QSharedPointer<In>() : args::input<In>(values);
+    const auto out = args::output<Out>();
+    const bool accepted = call(in, null == Null::Output ? QSharedPointer<Out>() : out);
+    return {accepted, args::isUntouched(out), out->GetRetCode(), out->GetError(), out->bag().values};
+}
+
+using Run = std::function<Result(const QVariantMap &, Null)>;
+
+template <class In, class Out, class Member>
+Run runner(Member member)
+{
+    return [member](const QVariantMap &values, Null null) {
+        Dispatcher dispatcher;
+        return run<In, Out>([&](const auto &in, const auto &out) { return (dispatcher.*member)(in, out); }, values,
+                            null);
+    };
+}
+
+Run cloudLogin(const QSharedPointer<ICloudLoginNotify> &notify)
+{
+    return [notify](const QVariantMap &values, Null null) {
+        Dispatcher dispatcher;
+        return run<args::CloudIn, args::CloudOut>(
+            [&](const auto &in, const auto &out) { return dispatcher.ShowCloudLogin(in, out, notify); }, values, null);
+    };
+}
+
+struct Row
+{
+    QString name;
+    QString words; // of both log lines
+    Run run;
+    int eventType; // 0: refused
+    int code;
+};
+
+QVector<Row> rows()
+{
+    using namespace args;
+    return {
+        {"ShowCloudLogin", "显示云账号登录对话框", cloudLogin({}), 1949, 4000},
+        {"NotifyCloudParentFinish", "通知云登录父级窗口结束",
+         runner<CloudIn, CloudOut>(&Dispatcher::NotifyCloudParentFinish), 1953, 4000},
+        {"showAutoCheckUpdateDialog", "展现更新说明对话框",
+         runner<SoftIn, SoftOut>(&Dispatcher::showAutoCheckUpdateDialog), 1955, 1000},
+        {"showUpgradeExplainDialog", "展现更新说明", runner<SoftIn, SoftOut>(&Dispatcher::showUpgradeExplainDialog),
+         1954, 1000},
+        {"showUpgradeDownloadDialog", "显示在线升级下载对话框",
+         runner<SoftIn, SoftOut>(&Dispatcher::showUpgradeDownloadDialog), 1956, 1000},
+        {"showSilentPatchInstallDialog", "显示静默安装补丁进度对话框",
+         runner<PatchIn, PatchOut>(&Dispatcher::showSilentPatchInstallDialog), 1958, 1000},
+        {"ShowMessageCenter", "显示消息中心对话框", runner<MessageIn, MessageOut>(&Dispatcher::ShowMessageCenter), 1951,
+         2000},
+        {"ShowNotifyMessage", "显示通知栏消息对话框", runner<MessageIn, MessageOut>(&Dispatcher::ShowNotifyMessage),
+         1948, 2000},
+        {"ShowNetLockLogin", "显示网络锁登录对话框", runner<LicenseIn, LicenseOut>(&Dispatcher::ShowNetLockLogin), 0,
+         0},
+        {"NotifyLicParentFinish", "通知网络锁登录父级窗口结束",
+         runner<LicenseIn, LicenseOut>(&Dispatcher::NotifyLicParentFinish), 0, 0},
+    };
+}
+
+// Enough for every operation to be accepted.
+QVariantMap someValues()
+{
+    return {{QStringLiteral("软件名称"), QStringLiteral("产品")}, {QStringLiteral("MsgId"), QStringLiteral("1")}};
+}
+
+class Notify final : public ICloudLoginNotify
+{
+public:
+    void AfterLogin() override {}
+};
+} // namespace
+
+// The operations, called as RPC worker threads call them.
+class TestOperations final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void operation_data();
+    void operation();
+    void nullArguments_data() { operation_data(); }
+    void nullArguments();
+    void refusedWhileShut_data() { operation_data(); }
+    void refusedWhileShut();
+
+    void cloudLoginReadsItsKeys_data();
+    void cloudLoginReadsItsKeys();
+    void noticeValuesAreStrings();
+    void hugeValuesPass();
+    void loginDialogState();
+    void silentPatchNeedsAName();
+    void silentPatchQuery();
+    void endStatesAreToldOnceToManyThreads();
+    void firstCallFromWorkerThread();
+    void shutWhileCallsArrive();
+    void handOut();
+
+private:
+    std::unique_ptr<EventRecorder> m_events;
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+void TestOperations::initTestCase()
+{
+    qputenv("TARN_MODULE_PATH", "/nonexistent");
+}
+
+void TestOperations::init()
+{
+    CManagerAccess::open();
+    m_log = std::make_unique<LogCatcher>();
+    m_events = std::make_unique<EventRecorder>(CVisualizedManager::GetInstance());
+}
+
+void TestOperations::cleanup()
+{
+    m_events.reset();
+    CVisualizedManager::FreeInstance();
+    m_log.reset();
+}
+
+void TestOperations::operation_data()
+{
+    QTest::addColumn<int>("index");
+    const QVector<Row> all = rows();
+    for (int i = 0; i < all.size(); ++i)
+        QTest::newRow(qPrintable(all.at(i).name)) << i;
+}
+
+void TestOperations::operation()
+{
+    QFETCH(int, index);
+    const Row row = rows().at(index);
+    const Result result = row.run(someValues(), Null::None);
+    const bool refused = row.eventType == 0;
+
+    QCOMPARE(result.accepted, !refused);
+    QCOMPARE(result.untouched, refused);
+    QCOMPARE(m_events->take(), refused ? QList<int>() : QList<int>{row.eventType});
+    if (!refused) {
+        QCOMPARE(result.code, row.code);
+        QCOMPARE(result.error, QString());
+    }
+    const LogCatcher::Line first = m_log->lines().value(0);
+    QCOMPARE(first.text, QStringLiteral("[%1]%2。").arg(row.name, row.words));
+    QCOMPARE(first.type, QtDebugMsg);
+    QCOMPARE(first.file, QStringLiteral("libTARN.VisualizedService.so"));
+    QCOMPARE(first.function, row.name);
+    QCOMPARE(first.category, QStringLiteral("default"));
+    QCOMPARE(m_log->texts(QtCriticalMsg).size(), int(refused));
+}
+
+void TestOperations::nullArguments()
+{
+    QFETCH(int, index);
+    const Row row = rows().at(index);
+    for (const Null null : {Null::Input, Null::Output}) {
+        m_log->clear();
+        const Result result = row.run(someValues(), null);
+        QVERIFY(!result.accepted);
+        QVERIFY(result.untouched);
+        QVERIFY(m_events->take().isEmpty());
+        const QString line = QStringLiteral("【%1】时传入参数为空，操作失败").arg(row.words);
+        QCOMPARE(m_log->texts(QtCriticalMsg), QStringList(line));
+        QCOMPARE(m_log->find(line).function, row.name);
+    }
+}
+
+void TestOperations::refusedWhileShut()
+{
+    QFETCH(int, index);
+    const Row row = rows().at(index);
+    CManagerAccess::shut();
+    const Result result = row.run(someValues(), Null::None);
+    QVERIFY(!result.accepted);
+    QVERIFY(result.untouched);
+    QVERIFY(m_events->take().isEmpty());
+    QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
+}
+
+void TestOperations::cloudLoginReadsItsKeys_data()
+{
+    QTest::addColumn<QVariantMap>("values");
+    QTest::addColumn<bool>("tip");
+    QTest::addColumn<quint64>("handle");
+    const QString tip = QStringLiteral("YunLockErrorTip");
+    const QString parent = QStringLiteral("父级窗口句柄");
+    QTest::newRow("nothing") << QVariantMap() << false << quint64(0);
+    QTest::newRow("unsigned") << QVariantMap{{tip, true}, {parent, quint64(0xffffffffffffffff)}} << true
+                              << quint64(0xffffffffffffffff);
+    QTest::newRow("int") << QVariantMap{{tip, 1}, {parent, 4242}} << true << quint64(4242);
+    QTest::newRow("text") << QVariantMap{{tip, QStringLiteral("false")}, {parent, QStringLiteral("77")}} << false
+                          << quint64(77);
+    QTest::newRow("no number") << QVariantMap{{parent, QStringLiteral("窗口")}} << false << quint64(0);
+    QTest::newRow("wrong types") << QVariantMap{{tip, QVariantList{1}}, {parent, QVariantMap()}} << false << quint64(0);
+}
+
+void TestOperations::cloudLoginReadsItsKeys()
+{
+    QFETCH(QVariantMap, values);
+    QFETCH(bool, tip);
+    QFETCH(quint64, handle);
+    const auto notify = QSharedPointer<Notify>::create();
+    QVERIFY(cloudLogin(notify)(values, Null::None).accepted);
+    int seen = 0;
+    m_events->take([&](CVisualizedEvents &e) {
+        const auto *data = dynamic_cast<CCloudLoginEventData *>(e.GetEventData());
+        seen += data && data->inputArgs && data->loginNotify == notify && data->showErrorTip == tip &&
+                data->parentWindowHandle == handle;
+    });
+    QCOMPARE(seen, 1);
+}
+
+void TestOperations::noticeValuesAreStrings()
+{
+    const Row row = rows().at(7);
+    QVERIFY(row.run({{"MsgId", 12}, {"MsgTitle", "标题 %1 %2"}, {"MsgContent", true}, {"unReadNum", 51}, {"extra", 1}},
+                    Null::None)
+                .accepted);
+    QMap<QString, QVariant> values;
+    m_events->take(
+        [&](CVisualizedEvents &e) { values = dynamic_cast<CNotifyMsgEventData *>(e.GetEventData())->msgValues; });
+    const QMap<QString, QVariant> expected{{"MsgId", "12"},    {"MsgTitle", "标题 %1 %2"}, {"MsgContent", "true"},
+                                           {"LinkText", ""},   {"LinkAdress", ""},         {"PicFilePath", ""},
+                                           {"unReadNum", "51"}};
+    QCOMPARE(values, expected);
+    for (const QVariant &value : values)
+        QCOMPARE(value.type(), QVariant::String);
+    const QStringList lines{"[ShowNotifyMessage]显示通知栏消息对话框。", "通知栏消息：未读数量51",
+                            "服务调用助手通知栏消息：结束"};
+    QCOMPARE(m_log->texts(QtDebugMsg), lines);
+}
+
+void TestOperations::hugeValuesPass()
+{
+    QString huge(1 << 20, QChar(0x4e2d));
+    huge[5] = QChar(0xd800); // half a character
+    QVERIFY(rows().at(7).run({{"MsgId", huge}, {"MsgContent", huge}, {"unReadNum", huge}}, Null::None).accepted);
+    int size = 0;
+    m_events->take([&](CVisualizedEvents &e) {
+        size = dynamic_cast<CNotifyMsgEventData *>(e.GetEventData())->msgValues.value("MsgContent").toString().size();
+    });
+    QCOMPARE(size, 1 << 20);
+}
+
+void TestOperations::loginDialogState()
+{
+    const Run query = runner<args::CloudIn, args::CloudOut>(&Dispatcher::QueryYunLoginDialogState);
+    for (const Null null : {Null::None, Null::Input}) {
+        const Result result = query({}, null);
+        QVERIFY(result.accepted);
+        QCOMPARE(result.code, args::Untouched);
+        QCOMPARE(result.values, (QVariantMap{{"queryYunDiaResult", false}}));
+        QCOMPARE(result.values.first().type(), QVariant::Bool);
+    }
+    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(!query({}, Null::Output).accepted);
+    CManagerAccess::shut();
+    const Result refused = query({}, Null::None);
+    QVERIFY(!refused.accepted);
+    QVERIFY(refused.untouched);
+    QVERIFY(m_events->take().isEmpty());
+}
+
+void TestOperations::silentPatchNeedsAName()
+{
+    for (const QVariant &name : {QVariant(), QVariant(""), QVariant(QVariantMap())}) {
+        m_log->clear();
+        const Result result = rows().at(5).run({{"软件名称", name}}, Null::None);
+        QVERIFY(!result.accepted);
+        QVERIFY(result.untouched);
+        QCOMPARE(m_log->texts(QtCriticalMsg), QStringList("【显示静默安装补丁进度对话框】时获取软件名称失败"));
+    }
+    QVERIFY(m_events->take().isEmpty());
+}
+
+void TestOperations::silentPatchQuery()
+{
+    CVisualizedManager *manager = CVisualizedManager::GetInstance();
+    const QVariantMap query{{"软件名称", "产品"}, {"是否静默补丁安装状态获取", true}};
+    const auto state = [&] { return rows().at(5).run(query, Null::None).values.value("静默补丁安装状态"); };
+    QCOMPARE(state(), QVariant(1));
+    for (const int end : {2, 99}) {
+        manager->setSilentPatchInstallState("产品", end);
+        manager->setSilentPatchInstallState("别的", 2);
+        QCOMPARE(state(), QVariant(end));
+        QCOMPARE(state(), QVariant(1));
+        QCOMPARE(manager->getSilentPatchInstallState("别的"), 2);
+    }
+    manager->setSilentPatchInstallState("产品", 1);
+    QCOMPARE(state(), QVariant(1));
+    QVERIFY(m_events->take().isEmpty());
+    QVERIFY(rows().at(5).run({{"软件名称", "产品"}}, Null::None).values.contains("静默补丁安装状态"));
+    QCOMPARE(m_events->take(), QList<int>{1958});
+}
+
+void TestOperations::endStatesAreToldOnceToManyThreads()
+{
+    CVisualizedManager *manager = CVisualizedManager::GetInstance();
+    constexpr int Rounds = 200;
+    for (int round = 0; round < Rounds; ++round) {
+        manager->setSilentPatchInstallState("产品", 99);
+        std::atomic<int> ends{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&] { ends += manager->getSilentPatchInstallState("产品") == 99; });
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(ends.load(), 1);
+    }
+}
+
+void TestOperations::firstCallFromWorkerThread()
+{
+    m_events.reset();
+    CVisualizedManager::FreeInstance();
+    std::thread([] { rows().at(7).run(someValues(), Null::None); }).join();
+    CVisualizedManager *manager = CVisualizedManager::GetInstance();
+    QCOMPARE(manager->thread(), qApp->thread());
+    m_log->clear();
+    QCoreApplication::sendPostedEvents(manager);
+    // The content is missing: the handler ran here and said so.
+    QCOMPARE(m_log->texts(QtWarningMsg), QStringList("通知栏消息内容为空。退出展现"));
+}
+
+void TestOperations::shutWhileCallsArrive()
+{
+    m_events.reset();
+    std::atomic<bool> stop{false};
+    std::atomic<int> refused{0};
+    std::vector<std::thread> callers;
+    const QVector<Row> all = rows();
+    for (int i = 0; i < 4; ++i) {
+        callers.emplace_back([&, i] {
+            while (!stop)
+                refused += !all.at((i + 5) % 8).run(someValues(), Null::None).accepted;
+        });
+    }
+    for (int round = 0; round < 50; ++round) {
+        CManagerAccess::shut();
+        CVisualizedManager::FreeInstance();
+        const int before = refused;
+        QTRY_VERIFY(refused > before);
+        CManagerAccess::open();
+    }
+    stop = true;
+    for (std::thread &caller : callers)
+        caller.join();
+}
+
+void TestOperations::handOut()
+{
+    class Out final : public IVisualizedService_OutputArg
+    {
+    public:
+        void SetValue(const QString &, const QVariant &) override {}
+        QVariant GetValue(const QString &) override { return {}; }
+        void SetError(const QString &) override {}
+        QString GetError() override { return {}; }
+        void SetRetCode(int value) override { code = value; }
+        int GetRetCode() override { return code; }
+        int code = 0;
+    };
+    const auto out = QSharedPointer<Out>::create();
+    QSharedPointer<IVisulizedOperateManager> dispatcher;
+    {
+        CVisualizedService service;
+        dispatcher = service.getVisualizedOperateManager({}, out);
+        QCOMPARE(service.getVisualizedOperateManager({}, {}), dispatcher);
+    }
+    QCOMPARE(out->GetRetCode(), 6000);
+    // A caller may keep the dispatcher longer than the service.
+    const auto answer = args::output<args::SoftOut>();
+    QVERIFY(dispatcher->showUpgradeDownloadDialog(args::input<args::SoftIn>(), answer));
+    QCOMPARE(m_events->take(), QList<int>{1956});
+}
+
+QTEST_MAIN(TestOperations)
+#include "tst_operations.moc"

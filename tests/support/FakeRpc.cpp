@@ -1,0 +1,180 @@
+#include "support/FakeRpc.h"
+#include <QMutex>
+#include <atomic>
+
+using tarn::rpc::RpcError;
+
+namespace {
+struct State
+{
+    QMutex mutex{QMutex::Recursive};
+    fakerpc::Behaviour behaviour;
+    fakerpc::Record record;
+};
+
+State &state()
+{
+    static State instance;
+    return instance;
+}
+
+thread_local RpcError lastError;
+std::atomic<bool> printing{false};
+
+bool answer(bool ok)
+{
+    lastError = ok ? RpcError{} : state().behaviour.error;
+    return ok;
+}
+
+void note(const QString &call)
+{
+    state().record.calls.append(call);
+}
+} // namespace
+
+void fakerpc::reset()
+{
+    const QMutexLocker locker(&state().mutex);
+    state().behaviour = Behaviour();
+    state().record = Record();
+}
+
+void fakerpc::set(const Behaviour &behaviour)
+{
+    const QMutexLocker locker(&state().mutex);
+    state().behaviour = behaviour;
+}
+
+fakerpc::Record fakerpc::record()
+{
+    const QMutexLocker locker(&state().mutex);
+    return state().record;
+}
+
+void fakerpc::clearCalls()
+{
+    const QMutexLocker locker(&state().mutex);
+    state().record.calls.clear();
+}
+
+namespace tarn::rpc {
+
+class Rpc::Private
+{
+public:
+    std::atomic<bool> initialized{false};
+};
+
+class RpcAdapter::Private
+{
+public:
+    std::shared_ptr<Rpc::Private> core;
+};
+
+Rpc::Rpc()
+    : d(std::make_shared<Private>())
+{
+}
+
+Rpc::~Rpc() = default;
+
+bool Rpc::init(const QHash<QString, QString> &settings)
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("init"));
+    state().record.settings = settings;
+    if (state().behaviour.onInit)
+        state().behaviour.onInit();
+    d->initialized = answer(state().behaviour.initSucceeds);
+    return d->initialized;
+}
+
+bool Rpc::isInitialized() const
+{
+    return d->initialized;
+}
+
+QSharedPointer<RpcAdapter> Rpc::createAdapter(const QString &name)
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("createAdapter ") + name);
+    if (!answer(state().behaviour.createsAdapters))
+        return {};
+    auto own = std::make_unique<RpcAdapter::Private>();
+    own->core = d;
+    return QSharedPointer<RpcAdapter>::create(std::move(own));
+}
+
+QSharedPointer<RpcProxy> Rpc::stringToProxy(const QString &tag)
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("stringToProxy ") + tag);
+    const auto proxy = state().behaviour.proxies.value(tag);
+    answer(!proxy.isNull());
+    return proxy;
+}
+
+void Rpc::shutdown()
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("shutdown"));
+    d->initialized = false;
+}
+
+RpcAdapter::RpcAdapter(std::unique_ptr<Private> own)
+    : d(std::move(own))
+{
+}
+
+RpcAdapter::~RpcAdapter() = default;
+
+bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const QString &tag)
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("add ") + tag);
+    if (!answer(d->core->initialized && state().behaviour.addSucceeds))
+        return false;
+    state().record.object = object;
+    state().record.interfaceName = interfaceName;
+    return true;
+}
+
+bool RpcAdapter::active()
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("active"));
+    return answer(d->core->initialized);
+}
+
+bool RpcAdapter::unactive()
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("unactive"));
+    return true;
+}
+
+bool RpcAdapter::remove(const QString &tag)
+{
+    const QMutexLocker locker(&state().mutex);
+    note(QStringLiteral("remove ") + tag);
+    state().record.object.reset();
+    return true;
+}
+
+RpcError getRpcLastError()
+{
+    return lastError;
+}
+
+void RpcLog::set_print(bool enabled)
+{
+    printing = enabled;
+}
+
+bool RpcLog::print()
+{
+    return printing;
+}
+
+} // namespace tarn::rpc

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "tarn/rpc/Rpc.h"
+#include <QStringList>
+#include <any>
+#include <functional>
+
+// An RPC core without a network, with the symbols of the real one: link tarn_fake_rpc instead of tarn-rpc. What it
+// does is set here, what it was asked is recorded here. Any thread.
+namespace fakerpc {
+
+struct Behaviour
+{
+    bool initSucceeds = true;
+    bool createsAdapters = true;
+    bool addSucceeds = true;
+    tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
+    // By tag; what is not listed is not found.
+    QHash<QString, QSharedPointer<tarn::rpc::RpcProxy>> proxies;
+    std::function<void()> onInit; // called before init() answers
+};
+
+struct Record
+{
+    QStringList calls; // "init", "createAdapter CVisualizedService", "add tag", "active", "unactive", "remove tag", ...
+    QHash<QString, QString> settings; // of the last init()
+    std::any object;                  // last added
+    QString interfaceName;
+};
+
+void reset();
+void set(const Behaviour &behaviour);
+Record record();
+void clearCalls();
+
+} // namespace fakerpc
