@@ -1,0 +1,288 @@
+// The typed objects: the visualized service's operations and the sign-in's notify object, called over real sockets.
+#include "Sandbox.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
+#include "tarn/cloud/ICloudServiceArgs.h"
+#include "tarn/core/BagArgs.h"
+#include "tarn/license/ILicenseServiceArgs.h"
+#include "tarn/message/IMessageServiceArgs.h"
+#include "tarn/rpc/CallbackObject.h"
+#include "tarn/rpc/Operations.h"
+#include "tarn/upgrade/IUpgradeServiceArgs.h"
+#include "tarn/visualized/IVisualizedService.h"
+#include "tarn/visualized/IVisulizedOperateManager.h"
+#include <QDir>
+#include <QFile>
+#include <QThread>
+#include <QtTest>
+
+using namespace tarn::rpc;
+
+namespace {
+
+const QString Tag = QStringLiteral("visualized");
+const QString Key = QStringLiteral("k");
+
+/// Answers every operation with what it was given; refuses when the input says so.
+class FakeManager final : public IVisulizedOperateManager
+{
+public:
+    QStringList calls;
+    QSharedPointer<ICloudLoginNotify> notify;
+
+    template <class In, class Out>
+    bool take(const char *name, const In &input, const Out &output)
+    {
+        calls.append(QLatin1String(name));
+        if (input->GetValue(QStringLiteral("refuse")).toBool())
+            return false;
+        output->SetRetCode(1234);
+        output->SetError(QStringLiteral("e"));
+        output->SetValue(Key, input->GetValue(Key));
+        return true;
+    }
+#define TARN_TAKE(name, In, Out)                                                                                       \
+    bool name(QSharedPointer<In> input, QSharedPointer<Out> output) override                                           \
+    {                                                                                                                  \
+        return take(#name, input, output);                                                                             \
+    }
+    TARN_TAKE(QueryYunLoginDialogState, ICloudService_InputArgs, ICloudService_OutputArgs)
+    TARN_TAKE(NotifyCloudParentFinish, ICloudService_InputArgs, ICloudService_OutputArgs)
+    TARN_TAKE(showAutoCheckUpdateDialog, IUpgaredSoftInfoService_InputParam, IUpgaredSoftInfoService_OutputParam)
+    TARN_TAKE(showUpgradeDownloadDialog, IUpgaredSoftInfoService_InputParam, IUpgaredSoftInfoService_OutputParam)
+    TARN_TAKE(showSilentPatchInstallDialog, IUpgaredService_InputParam, IUpgaredService_OutputParam)
+    TARN_TAKE(ShowMessageCenter, IMessageService_InputArgs, IMessageService_OutputArgs)
+    TARN_TAKE(ShowNotifyMessage, IMessageService_InputArgs, IMessageService_OutputArgs)
+    TARN_TAKE(ShowNetLockLogin, ILicenseService_InputArgs, ILicenseService_OutputArgs)
+    TARN_TAKE(NotifyLicParentFinish, ILicenseService_InputArgs, ILicenseService_OutputArgs)
+#undef TARN_TAKE
+    bool showUpgradeExplainDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
+                                  QSharedPointer<IUpgaredSoftInfoService_OutputParam> output) override
+    {
+        output->SetValueList(input->GetValueList());
+        return take("showUpgradeExplainDialog", input, output);
+    }
+    bool ShowCloudLogin(QSharedPointer<ICloudService_InputArgs> input, QSharedPointer<ICloudService_OutputArgs> output,
+                        QSharedPointer<ICloudLoginNotify> given) override
+    {
+        notify = given;
+        output->SetValue(QStringLiteral("saw"), input->GetValue(NotifyKey));
+        return take("ShowCloudLogin", input, output);
+    }
+};
+
+class FakeService final : public IVisualizedService
+{
+public:
+    QSharedPointer<FakeManager> manager{new FakeManager};
+    int code = tarn::visualized::HandedOut;
+
+    QSharedPointer<IVisulizedOperateManager>
+    getVisualizedOperateManager(QSharedPointer<IVisualizedService_InputArg>,
+                                QSharedPointer<IVisualizedService_OutputArg> output) override
+    {
+        output->SetRetCode(code);
+        return manager;
+    }
+};
+
+class Notified final : public ICloudLoginNotify
+{
+public:
+    std::atomic_int times = 0;
+    void AfterLogin() override { ++times; }
+};
+
+} // namespace
+
+class tst_RpcObjects : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void operations_data();
+    void operations();
+    void recordListGoesBothWays();
+    void serviceWithoutOperations_data();
+    void serviceWithoutOperations();
+    void notifyReachesTheCaller();
+    void notifyOfADeadCaller_data();
+    void notifyOfADeadCaller();
+    void callbackNeedsAnActiveAdapter();
+    void documentIsUpToDate();
+
+private:
+    CallResult call(const QString &method, const Bag &bag = {}) { return m_proxy->call(method, bag); }
+
+    std::unique_ptr<Sandbox> m_box;
+    std::unique_ptr<Rpc> m_host;
+    std::unique_ptr<Rpc> m_caller;
+    QSharedPointer<RpcAdapter> m_adapter;
+    QSharedPointer<FakeService> m_service;
+    QSharedPointer<RpcProxy> m_proxy;
+};
+
+void tst_RpcObjects::init()
+{
+    m_box = std::make_unique<Sandbox>();
+    QVERIFY(m_box->startHub());
+    m_host = std::make_unique<Rpc>();
+    m_caller = std::make_unique<Rpc>();
+    QVERIFY(m_host->init(m_box->settings()) && m_caller->init(m_box->settings()));
+    m_service = QSharedPointer<FakeService>::create();
+    m_adapter = m_host->createAdapter(QStringLiteral("host"));
+    const std::any object = QSharedPointer<IVisualizedService>(m_service);
+    QVERIFY(m_adapter->add(object, tarn::visualized::Interface, Tag) && m_adapter->active());
+    m_proxy = m_caller->stringToProxy(Tag);
+    QVERIFY(m_proxy);
+}
+
+void tst_RpcObjects::cleanup()
+{
+    m_proxy.reset();
+    m_adapter.reset();
+    m_service.reset();
+    m_caller.reset();
+    m_host.reset();
+    m_box.reset();
+}
+
+void tst_RpcObjects::operations_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name :
+         {"QueryYunLoginDialogState", "ShowCloudLogin", "NotifyCloudParentFinish", "showAutoCheckUpdateDialog",
+          "showUpgradeExplainDialog", "showUpgradeDownloadDialog", "showSilentPatchInstallDialog", "ShowMessageCenter",
+          "ShowNotifyMessage", "ShowNetLockLogin", "NotifyLicParentFinish"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+}
+
+void tst_RpcObjects::operations()
+{
+    QFETCH(QString, name);
+    const CallResult accepted = call(name, {{{Key, QStringLiteral("值")}}, {}});
+    QVERIFY2(accepted.arrived(), accepted.error.message.c_str());
+    QVERIFY(accepted.accepted);
+    QCOMPARE(accepted.retCode, 1234);
+    QCOMPARE(accepted.errorText, QStringLiteral("e"));
+    QCOMPARE(accepted.output.values.value(Key).toString(), QStringLiteral("值"));
+    const CallResult refused = call(name, {{{QStringLiteral("refuse"), true}}, {}});
+    QVERIFY(refused.arrived() && !refused.accepted);
+    QCOMPARE(refused.retCode, 0);
+    QCOMPARE(m_service->manager->calls, (QStringList{name, name}));
+    const auto &table = visualizedOperations();
+    QCOMPARE(std::count_if(table.begin(), table.end(), [&](const Operation &each) { return each.name == name; }), 1);
+    QCOMPARE(table.size(), 11);
+}
+
+void tst_RpcObjects::recordListGoesBothWays()
+{
+    const QVariantList records{QVariantMap{{QStringLiteral("软件名称"), QStringLiteral("岚川")}}, QVariantMap()};
+    QCOMPARE(call(QStringLiteral("showUpgradeExplainDialog"), {{}, records}).output.list, records);
+}
+
+void tst_RpcObjects::serviceWithoutOperations_data()
+{
+    QTest::addColumn<bool>("null");
+    QTest::newRow("no dispatcher") << true;
+    QTest::newRow("other code") << false;
+}
+
+void tst_RpcObjects::serviceWithoutOperations()
+{
+    QFETCH(bool, null);
+    if (null)
+        m_service->manager.reset();
+    else
+        m_service->code = 1;
+    const CallResult result = call(QStringLiteral("ShowMessageCenter"));
+    QVERIFY(result.arrived() && !result.accepted);
+    QVERIFY(result.errorText.contains(QLatin1String("hands out no operations")));
+    QCOMPARE(call(QStringLiteral("unknown")).error.code, int(RpcError::NotFound));
+}
+
+void tst_RpcObjects::notifyReachesTheCaller()
+{
+    const auto adapter = m_caller->createAdapter(QStringLiteral("callbacks"));
+    const QSharedPointer<Notified> notified(new Notified);
+    const std::any object = QSharedPointer<ICloudLoginNotify>(notified);
+    QVERIFY(adapter->active());
+    const ObjectRef ref = bindCallback(*adapter, object, LoginNotifyInterface);
+    QCOMPARE(ref.tag.size(), 32);
+    QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).tag != ref.tag);
+    QVERIFY(!m_caller->stringToProxy(ref.tag)); // the hub does not know it
+    const CallResult result = call(QStringLiteral("ShowCloudLogin"), {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
+    QVERIFY(result.accepted && m_service->manager->notify);
+    QVERIFY(!result.output.values.value(QStringLiteral("saw")).isValid());
+    m_service->manager->notify->AfterLogin();
+    QCOMPARE(notified->times.load(), 1);
+
+    QVERIFY(adapter->remove(ref.tag));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("the caller of the sign-in cannot be told: no object")));
+    m_service->manager->notify->AfterLogin();
+    QCOMPARE(notified->times.load(), 1);
+    QVERIFY(call(QStringLiteral("ShowCloudLogin")).accepted);
+    QVERIFY(!m_service->manager->notify); // none given
+    QVERIFY(call(QStringLiteral("ShowCloudLogin"), {{{NotifyKey, QStringLiteral("no reference")}}, {}}).accepted);
+    QVERIFY(!m_service->manager->notify);
+}
+
+void tst_RpcObjects::notifyOfADeadCaller_data()
+{
+    QTest::addColumn<QString>("endpoint");
+    QTest::newRow("dead") << QString();
+    QTest::newRow("never there") << QStringLiteral("unix:/nowhere/x.sock");
+    QTest::newRow("tcp without certificates") << QStringLiteral("127.0.0.1:9");
+    QTest::newRow("name to resolve") << QStringLiteral("dns:///example.invalid");
+    QTest::newRow("nonsense") << QStringLiteral("\"; %%%");
+    QTest::newRow("no endpoint") << QStringLiteral(" ");
+}
+
+void tst_RpcObjects::notifyOfADeadCaller()
+{
+    QFETCH(QString, endpoint);
+    ObjectRef ref{LoginNotifyInterface, QStringLiteral("t"), endpoint, 1};
+    if (endpoint.isEmpty()) {
+        const auto adapter = m_caller->createAdapter(QStringLiteral("callbacks"));
+        const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
+        QVERIFY(adapter->active());
+        ref = bindCallback(*adapter, object, LoginNotifyInterface);
+    }
+    QVERIFY(call(QStringLiteral("ShowCloudLogin"), {{{NotifyKey, QVariant::fromValue(ref)}}, {}}).accepted);
+    QElapsedTimer clock;
+    clock.start();
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("the caller of the sign-in cannot be told: ")));
+    m_service->manager->notify->AfterLogin();
+    QVERIFY2(clock.elapsed() < 2500, qPrintable(QString::number(clock.elapsed())));
+}
+
+void tst_RpcObjects::callbackNeedsAnActiveAdapter()
+{
+    const auto adapter = m_caller->createAdapter(QStringLiteral("callbacks"));
+    const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
+    QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).isNull());
+    QVERIFY(getRpcLastError().message.find("not active") != std::string::npos);
+    QVERIFY(adapter->active());
+    QVERIFY(bindCallback(*adapter, std::any(), LoginNotifyInterface).isNull());
+    QVERIFY(!bindCallback(*adapter, object, LoginNotifyInterface).isNull());
+}
+
+/// TARN_WRITE_DOCS=1 writes the file instead.
+void tst_RpcObjects::documentIsUpToDate()
+{
+    QFile file(QStringLiteral(TARN_SOURCE_DIR "/docs/operations.md"));
+    if (qEnvironmentVariableIsSet("TARN_WRITE_DOCS")) {
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(operationsDocument().toUtf8());
+        return;
+    }
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(file.readAll()), operationsDocument());
+}
+
+QTEST_GUILESS_MAIN(tst_RpcObjects)
+#include "tst_rpcobjects.moc"
