@@ -36,6 +36,7 @@ constexpr int GapSum = HeightExtra - 2 * ShadowWidth; // of the gaps between the
 constexpr int ScrollBarWidth = 6;
 constexpr int ScrollBarRoom = 10;
 constexpr int CloseButtonSize = 24;
+constexpr int CloseIconSize = 16;
 constexpr int CloseButtonInset = 5;
 constexpr QPoint MsgCenterPos(6, 5);
 constexpr int MsgCenterIconSize = 18;
@@ -334,6 +335,7 @@ void NotifyWnd::InitUi()
     for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_bodyArea),
                          static_cast<QWidget *>(m_picture), static_cast<QWidget *>(m_link)})
         m_layout->addWidget(row, 0, Qt::AlignLeft | Qt::AlignTop);
+    m_layout->addStretch();
     m_closeButton = closeButton();
 }
 
@@ -370,6 +372,7 @@ QPushButton *NotifyWnd::closeButton()
     button->setAccessibleName(QStringLiteral("关闭"));
     button->setFlat(true);
     button->setFixedSize(CloseButtonSize, CloseButtonSize);
+    button->setIconSize(QSize(CloseIconSize, CloseIconSize));
     button->setCursor(Qt::PointingHandCursor);
     button->setFocusPolicy(Qt::TabFocus);
     connect(button, &QPushButton::clicked, this, &NotifyWnd::CloseDlg);
@@ -443,9 +446,9 @@ void NotifyWnd::ResizeWnd()
         m_picture->setFixedSize(m_picture->sizeHint());
     const int others = m_title->height() + (hasLink ? m_link->height() : 0) + (hasPicture ? m_picture->height() : 0) +
                        m_topMargin + m_bottomMargin + HeightExtra;
-    const int bodyHeight = qMin(m_body->height(), m_maxHeight - others);
-    m_bodyArea->setFixedHeight(bodyHeight);
-    setFixedHeight(qMin(others + bodyHeight, m_maxHeight));
+    const int bodyRoom = m_maxHeight - others;
+    m_bodyArea->setFixedHeight(m_body->heightOfWholeLines(bodyRoom));
+    setFixedHeight(qMin(others + m_body->height(), m_maxHeight));
     m_background->setFixedHeight(height() - 2 * ShadowWidth);
     m_closeButton->move(m_background->width() - m_closeButton->width() - CloseButtonInset, CloseButtonInset);
     updateShape();

@@ -30,12 +30,21 @@ CRichText::CRichText(int width, QWidget *parent)
     setFixedWidth(width);
 }
 
-int CRichText::lineCount() const
+int CRichText::heightOfWholeLines(int height) const
 {
-    int lines = 0;
-    for (QTextBlock block = m_document.begin(); block.isValid(); block = block.next())
-        lines += block.layout()->lineCount();
-    return lines;
+    if (height >= this->height())
+        return this->height();
+    qreal bottom = 0;
+    for (QTextBlock block = m_document.begin(); block.isValid(); block = block.next()) {
+        const QTextLayout *layout = block.layout();
+        for (int i = 0; i < layout->lineCount(); ++i) {
+            const qreal lineBottom = layout->position().y() + layout->lineAt(i).rect().bottom();
+            if (lineBottom > height)
+                return bottom > 0 ? qCeil(bottom) : height;
+            bottom = lineBottom;
+        }
+    }
+    return height;
 }
 
 void CRichText::showHtml(const QString &html)

@@ -10,7 +10,8 @@ class CRichText final : public QWidget
 public:
     CRichText(int width, QWidget *parent);
 
-    int lineCount() const;
+    /// Height of as many whole lines as fit into height; the widget's own height if all do.
+    int heightOfWholeLines(int height) const;
 
     void showHtml(const QString &html);
     /// One paragraph of plain text of at most maxLines lines; what does not fit ends in "…", the tool tip has it all.

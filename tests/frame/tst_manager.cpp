@@ -1,0 +1,383 @@
+#include "frame/ManagerAccess.h"
+#include "frame/VisualizedManager.h"
+#include "frame/VtServiceClient.h"
+#include "message/NotifyWnd.h"
+#include "support/Args.h"
+#include "support/FakeClient.h"
+#include "support/FakeRpc.h"
+#include "support/LogCatcher.h"
+#include "support/NoticeData.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
+#include <QElapsedTimer>
+#include <QScreen>
+#include <QTest>
+#include <thread>
+
+namespace {
+QList<NotifyWnd *> notices()
+{
+    return notice::visibleWindows<NotifyWnd>();
+}
+
+QString shownId()
+{
+    const QList<NotifyWnd *> all = notices();
+    return all.size() == 1 ? all.first()->GetMsgId() : QString();
+}
+
+bool isPainted(const QString &id)
+{
+    const QList<NotifyWnd *> all = notices();
+    return all.size() == 1 && all.first()->GetMsgId() == id && all.first()->wasPainted();
+}
+
+void post(const QMap<QString, QVariant> &values)
+{
+    QCoreApplication::postEvent(CVisualizedManager::GetInstance(), notice::event(values));
+}
+
+void send(CVisualizedEvents *event)
+{
+    const std::unique_ptr<CVisualizedEvents> owner(event);
+    QCoreApplication::sendEvent(CVisualizedManager::GetInstance(), event);
+}
+
+CVisualizedEvents *cloudLogin(bool tip = false)
+{
+    const QVariantMap values{{"软件标识", "soft"}, {"EXE名称", "exe"}};
+    return new CVisualizedEvents(CVisualizedEvents::eShowCloudLoginDialog,
+                                 new CCloudLoginEventData(args::input<args::CloudIn>(values), {}, tip, 0));
+}
+} // namespace
+
+// The manager: dispatch, the notice's life, the sign-in query, and what stays behind when it goes.
+class TestManager final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void noticeAppearsInTheCorner();
+    void noticeIsRefusedQuietly_data();
+    void noticeIsRefusedQuietly();
+    void secondNoticeReplacesTheFirst();
+    void everyQueuedNoticeIsSeen();
+    void noticeMayGoWhileOthersWait();
+    void operationsAnswerDuringThePause();
+    void closedNoticeIsForgotten();
+    void wrongEventsAreIgnored_data();
+    void wrongEventsAreIgnored();
+    void assistantIsFiltered();
+    void updateRequestsLog_data();
+    void updateRequestsLog();
+    void cloudLoginAsksTheService_data();
+    void cloudLoginAsksTheService();
+    void cloudLoginWithoutService();
+    void nothingRemainsAfterFree();
+    void nullEvent();
+
+private:
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+void TestManager::initTestCase()
+{
+    FakeClient::install();
+}
+
+void TestManager::init()
+{
+    FakeClient::fake().reset();
+    fakerpc::reset();
+    m_log = std::make_unique<LogCatcher>();
+}
+
+void TestManager::cleanup()
+{
+    CVisualizedManager::FreeInstance();
+    CVtServiceClient::ReleaseInstance();
+    m_log.reset();
+}
+
+void TestManager::noticeAppearsInTheCorner()
+{
+    send(notice::event(notice::values({{"unReadNum", "51"}})));
+    QCOMPARE(notices().size(), 1);
+    NotifyWnd *window = notices().first();
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    QCOMPARE(window->pos(), QPoint(area.right() - 10 - window->width(), area.bottom() - 10 - window->height()));
+    QVERIFY(!window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    QCOMPARE(window->GetUnReadMsgNum(), 51);
+
+    const QStringList lines = m_log->texts();
+    const QStringList expected{"[ShowNotifyMessageDlg]显示通知栏消息。", "通知栏消息：未读数量50",
+                               "显示通知栏窗口。消息ID:m1"};
+    QCOMPARE(lines.mid(0, 3), expected);
+    QVERIFY(QRegularExpression("^通知消息展示-消息id:m1时间\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d$")
+                .match(lines.value(3))
+                .hasMatch());
+    QCOMPARE(lines.value(4), QStringLiteral("通知栏窗口。width:400 --height:%1").arg(window->height()));
+    QCOMPARE(lines.size(), 5);
+}
+
+void TestManager::noticeIsRefusedQuietly_data()
+{
+    QTest::addColumn<QVariantMap>("values");
+    QTest::addColumn<bool>("warns");
+    QTest::newRow("empty map") << QVariantMap() << false;
+    QTest::newRow("no id") << QVariantMap(notice::values({{"MsgId", ""}})) << false;
+    QTest::newRow("no content") << QVariantMap(notice::values({{"MsgContent", ""}})) << true;
+}
+
+void TestManager::noticeIsRefusedQuietly()
+{
+    QFETCH(QVariantMap, values);
+    QFETCH(bool, warns);
+    send(notice::event(values));
+    QVERIFY(notices().isEmpty());
+    QCOMPARE(m_log->texts(QtWarningMsg),
+             warns ? QStringList("通知栏消息内容为空。退出展现") : QStringList());
+}
+
+void TestManager::secondNoticeReplacesTheFirst()
+{
+    post(notice::values());
+    QTRY_VERIFY(isPainted("m1"));
+    const QPointer<NotifyWnd> first(notices().first());
+    m_log->clear();
+    QElapsedTimer clock;
+    clock.start();
+    post(notice::values({{"MsgId", "m2"}}));
+    QTRY_COMPARE(shownId(), QString("m2"));
+    QVERIFY(clock.elapsed() >= 2000);
+    QTRY_VERIFY(!first);
+    const QStringList lines = m_log->texts(QtInfoMsg);
+    QCOMPARE(lines.first(), QString("关闭通知栏窗口。消息ID:m1"));
+    QVERIFY(lines.indexOf("显示通知栏窗口。消息ID:m2") > 0);
+}
+
+void TestManager::everyQueuedNoticeIsSeen()
+{
+    const QStringList ids{"m1", "m2", "m3"};
+    for (const QString &id : ids)
+        post(notice::values({{"MsgId", id}}));
+    for (const QString &id : ids)
+        QTRY_VERIFY(isPainted(id));
+    QTRY_COMPARE(notices().size(), 1);
+}
+
+void TestManager::noticeMayGoWhileOthersWait()
+{
+    post(notice::values());
+    post(notice::values({{"MsgId", "m2"}}));
+    QCoreApplication::sendPostedEvents(CVisualizedManager::GetInstance());
+    QCOMPARE(shownId(), QString("m1"));
+    notices().first()->close();
+    QTRY_COMPARE(shownId(), QString("m2"));
+}
+
+void TestManager::operationsAnswerDuringThePause()
+{
+    post(notice::values());
+    QTRY_VERIFY(isPainted("m1"));
+    CVisualizedManager::GetInstance()->setSilentPatchInstallState("产品", 2);
+    qint64 answeredAfter = -1;
+    std::thread caller([&] {
+        while (!m_log->has("关闭通知栏窗口。消息ID:m1"))
+            std::this_thread::yield();
+        QElapsedTimer clock;
+        clock.start();
+        CManagerAccess::post(CVisualizedEvents::eShowUpgradeDownloadDialog,
+                             std::make_unique<CUpgradeDownloadEveData>(args::input<args::SoftIn>()));
+        CManagerAccess().manager()->getSilentPatchInstallState("产品");
+        answeredAfter = clock.elapsed();
+    });
+    post(notice::values({{"MsgId", "m2"}}));
+    QTRY_COMPARE(shownId(), QString("m2"));
+    caller.join();
+    QVERIFY2(answeredAfter >= 0 && answeredAfter < 1000, qPrintable(QString::number(answeredAfter)));
+}
+
+void TestManager::closedNoticeIsForgotten()
+{
+    post(notice::values());
+    QTRY_VERIFY(isPainted("m1"));
+    const QPointer<NotifyWnd> first(notices().first());
+    delete first; // not even closed
+    m_log->clear();
+    QElapsedTimer clock;
+    clock.start();
+    post(notice::values({{"MsgId", "m2"}}));
+    QTRY_COMPARE(shownId(), QString("m2"));
+    QVERIFY(clock.elapsed() < 1500); // nothing to replace, so no pause
+    QVERIFY(!m_log->has("关闭通知栏窗口。消息ID:m1"));
+}
+
+void TestManager::wrongEventsAreIgnored_data()
+{
+    QTest::addColumn<int>("type");
+    for (int type = 1948; type <= 1958; ++type)
+        QTest::newRow(qPrintable(QString::number(type))) << type;
+}
+
+void TestManager::wrongEventsAreIgnored()
+{
+    QFETCH(int, type);
+    const auto eventType = static_cast<QEvent::Type>(type);
+    CVisualizedManager *manager = CVisualizedManager::GetInstance();
+    QEvent plain(eventType);
+    QVERIFY(!manager->event(&plain));
+    send(new CVisualizedEvents(eventType, nullptr));
+    class Other final : public IVisualizedEventData
+    {
+    };
+    send(new CVisualizedEvents(eventType, new Other));
+    if (type != CVisualizedEvents::eShowCloudLoginDialog) // data of another request
+        send(new CVisualizedEvents(eventType, new CCloudLoginEventData(args::input<args::CloudIn>(), {}, false, 0)));
+    send(new CVisualizedEvents(eventType, new CCloudLoginEventData({}, {}, false, 0)));
+    send(new CVisualizedEvents(eventType, new CAutoCheckUpdateEveData({})));
+    send(new CVisualizedEvents(eventType, new CUpgradeExplainEveData({})));
+    send(new CVisualizedEvents(eventType, new CUpgradeDownloadEveData({})));
+    send(new CVisualizedEvents(eventType, new CSilentPatchInstallEveData({})));
+    send(new CVisualizedEvents(eventType, new CMsgCenterEventData({})));
+    send(new CVisualizedEvents(eventType, new CNotifyCloudEventData({})));
+    QVERIFY(notices().isEmpty());
+    QVERIFY2(m_log->lines().isEmpty(), qPrintable(m_log->texts().join('\n')));
+}
+
+void TestManager::assistantIsFiltered()
+{
+    QList<QVariant> list;
+    for (const char *name : {"产品", "岚川软件助手", "旧 岚川软件助手 2", "", "岚川"})
+        list.append(QVariantMap{{"软件名称", name}});
+    list.append(QVariant(5));
+    CVisualizedManager::FilterVtSoftMgr(list);
+    QStringList left;
+    for (const QVariant &entry : qAsConst(list))
+        left.append(entry.toMap().value("软件名称").toString());
+    QCOMPARE(left, (QStringList{"产品", "", "岚川", ""}));
+}
+
+void TestManager::updateRequestsLog_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QVariantList>("list");
+    QTest::addColumn<QStringList>("lines");
+    const QVariantMap empty{{"软件名称", "产品"}};
+    const QVariantMap news{{"软件名称", "产品"}, {"插件", QVariantList{QVariantMap{{"升级版本", "2"}}}}};
+    const QVariantMap old{{"软件名称", "产品"}, {"旧版本补丁包", QVariantMap{{"升级版本", "2"}}}};
+    const QString begin = "开始展示的软件更新信息提示框产品";
+    const QString curBegin = "开始展现软件旧版本补丁更新说明窗口产品";
+    QTest::newRow("check") << 1955 << QVariantList{empty, news} << QStringList("需要展示的软件信息数量:2");
+    QTest::newRow("notes") << 1954 << QVariantList{news} << QStringList(begin);
+    QTest::newRow("notes of nothing") << 1954 << QVariantList{old}
+                                      << QStringList{begin, "软件更新提示框异常退出：数据为空"};
+    QTest::newRow("notes of two") << 1954 << QVariantList{news, news} << QStringList();
+    QTest::newRow("notes of none") << 1954 << QVariantList() << QStringList();
+    QTest::newRow("old notes") << 1957 << QVariantList{old} << QStringList(curBegin);
+    QTest::newRow("old notes of nothing") << 1957 << QVariantList{news}
+                                          << QStringList{curBegin, "软件旧版本补丁更新提示框异常退出：数据为空"};
+    QTest::newRow("old notes of two") << 1957 << QVariantList{old, old} << QStringList();
+}
+
+void TestManager::updateRequestsLog()
+{
+    QFETCH(int, type);
+    QFETCH(QVariantList, list);
+    QFETCH(QStringList, lines);
+    const auto input = args::input<args::SoftIn>({}, list);
+    IVisualizedEventData *data = nullptr;
+    if (type == CVisualizedEvents::eShowAutoCheckUpdateDialog)
+        data = new CAutoCheckUpdateEveData(input);
+    else
+        data = new CUpgradeExplainEveData(input);
+    send(new CVisualizedEvents(static_cast<QEvent::Type>(type), data));
+    QCOMPARE(m_log->texts(QtInfoMsg) + m_log->texts(QtCriticalMsg), lines);
+}
+
+void TestManager::cloudLoginAsksTheService_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("state");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("lastLine");
+    const QString skip = "当前云账号状态：%1。跳过显示云登录对话框。";
+    const QString show = "开始显示云登录对话框show";
+    for (int state = 0; state <= 6; ++state) {
+        const bool skipped = state == 2 || state == 3 || state == 5;
+        QTest::newRow(qPrintable(QString("state %1").arg(state)))
+            << 4000 << state << QString() << (skipped ? skip.arg(state) : show);
+    }
+    const QString failed = "【展现云账号登录对话框】获取云账号登录状态，记录错误码为：4012，错误信息为：";
+    QTest::newRow("4001") << 4001 << 0 << "断了 %1" << failed + "断了 %1";
+    QTest::newRow("4012, no text") << 4012 << 0 << QString() << failed + "线程错误";
+    QTest::newRow("4002") << 4002 << 0 << "不行"
+                          << "【展现云账号登录对话框】获取云账号登录状态，返回错误码为：4002，错误信息为：不行";
+}
+
+void TestManager::cloudLoginAsksTheService()
+{
+    QFETCH(int, code);
+    QFETCH(int, state);
+    QFETCH(QString, error);
+    QFETCH(QString, lastLine);
+    fakerpc::Behaviour behaviour;
+    behaviour.error = {tarn::rpc::RpcError::Timeout, "线程错误"};
+    fakerpc::set(behaviour);
+    tarn::rpc::Rpc().stringToProxy("unknown"); // leaves this thread with an error
+    FakeAnswer answer;
+    answer.code = code;
+    answer.error = error;
+    answer.values = {{"login_state", state}};
+    FakeClient::fake().queue("GetLoginState", answer);
+
+    send(cloudLogin(true));
+    QCOMPARE(FakeClient::fake().operations().count("GetLoginState"), 1);
+    const QStringList lines = m_log->texts();
+    QCOMPARE(lines.value(0), QString("[ShowCloudLoginDlg]显示云账号登录对话框。"));
+    QCOMPARE(lines.value(1), QString("登录云账号前获取登录云锁标记：true"));
+    QCOMPARE(lines.last(), lastLine);
+}
+
+void TestManager::cloudLoginWithoutService()
+{
+    FakeClient::fake().setAvailable(false);
+    send(cloudLogin());
+    QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
+}
+
+void TestManager::nothingRemainsAfterFree()
+{
+    post(notice::values());
+    QTRY_VERIFY(isPainted("m1"));
+    const QPointer<NotifyWnd> window(notices().first());
+    const auto input = args::input<args::SoftIn>();
+    QWeakPointer<args::SoftIn> watch;
+    {
+        const auto inner = args::input<args::SoftIn>();
+        watch = inner;
+        QCoreApplication::postEvent(CVisualizedManager::GetInstance(),
+                                    new CVisualizedEvents(CVisualizedEvents::eShowUpgradeDownloadDialog,
+                                                          new CUpgradeDownloadEveData(inner)));
+    }
+    post(notice::values({{"MsgId", "m2"}}));
+    m_log->clear();
+    CVisualizedManager::FreeInstance();
+    QVERIFY(!window);
+    QVERIFY(watch.isNull());
+    QCOMPARE(m_log->texts(), QStringList("关闭通知栏窗口。消息ID:m1"));
+    QCoreApplication::processEvents();
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+}
+
+void TestManager::nullEvent()
+{
+    QVERIFY(!CVisualizedManager::GetInstance()->event(nullptr));
+    CVisualizedManager::GetInstance()->onShowExplain("产品 %1");
+    QCOMPARE(m_log->texts(QtInfoMsg), QStringList("自动检测升级展现更新说明窗口：当前软件名称为：产品 %1。"));
+}
+
+QTEST_MAIN(TestManager)
+#include "tst_manager.moc"

@@ -1,0 +1,170 @@
+#include "frame/VtServiceClient.h"
+#include "message/MsgDataUpdTask.h"
+#include "support/FakeClient.h"
+#include "support/LogCatcher.h"
+#include "tarn/message/IMessageServiceAssistant.h"
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThreadPool>
+#include <dlfcn.h>
+#include <thread>
+
+namespace {
+bool allNull(CVtServiceClient *client)
+{
+    return !client->GetLicenseServiceAssistant() && !client->GetCloudServiceAssistant() &&
+           !client->GetMessageServiceAssistant() && !client->GetUpgradeServiceAssistant();
+}
+
+bool isLoaded(const QString &file)
+{
+    void *handle = ::dlopen(QFile::encodeName(file).constData(), RTLD_LAZY | RTLD_NOLOAD);
+    if (handle)
+        ::dlclose(handle);
+    return handle != nullptr;
+}
+
+void startReceipt()
+{
+    CMsgUpdTaskData data;
+    data.msgIds = QStringList("m1");
+    data.receipt = 3;
+    QThreadPool::globalInstance()->start(new CMsgDataUpdTask(data));
+}
+} // namespace
+
+// Loading and unloading of the client library. The order of the tests matters: the control of the fake keeps it loaded.
+class TestServiceClient final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void withoutUsableLibrary_data();
+    void withoutUsableLibrary();
+    void unloads();
+    void initialisesInOrder();
+    void nullAssistants();
+    void firstUseFromManyThreads();
+    void releaseLetsReportsArrive();
+    void releaseCutsHangingCalls();
+};
+
+void TestServiceClient::withoutUsableLibrary_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::newRow("none") << QString();
+    QTest::newRow("no library") << QStringLiteral("/etc/passwd");
+    // A library without the entry point.
+    QTest::newRow("no entry point") << QString::fromLocal8Bit(qgetenv("TARN_BIN_DIR")) + "/libtarn-core.so";
+}
+
+void TestServiceClient::withoutUsableLibrary()
+{
+    QFETCH(QString, source);
+    QTemporaryDir dir;
+    if (!source.isEmpty())
+        QVERIFY(QFile::copy(source, dir.filePath("libTARN.ServiceClient.Base.so")));
+    qputenv("TARN_MODULE_PATH", dir.path().toLocal8Bit());
+    const LogCatcher log;
+    QVERIFY(allNull(CVtServiceClient::GetInstance()));
+    startReceipt(); // skipped, silently
+    QVERIFY(QThreadPool::globalInstance()->waitForDone());
+    CVtServiceClient::ReleaseInstance();
+    CVtServiceClient::ReleaseInstance();
+    QVERIFY(log.lines().isEmpty());
+}
+
+void TestServiceClient::unloads()
+{
+    FakeClient::install();
+    const QString file = FakeClient::directory() + "/libTARN.ServiceClient.Base.so";
+    for (int round = 0; round < 2; ++round) {
+        QVERIFY(CVtServiceClient::GetInstance()->GetMessageServiceAssistant());
+        QVERIFY(isLoaded(file));
+        CVtServiceClient::ReleaseInstance();
+        QVERIFY(!isLoaded(file));
+    }
+}
+
+void TestServiceClient::initialisesInOrder()
+{
+    IFakeClient &fake = FakeClient::fake();
+    fake.reset();
+    FakeAnswer failure; // is not looked at
+    failure.code = 1;
+    fake.queue("Initialize cloud", failure);
+    CVtServiceClient::GetInstance();
+    CVtServiceClient::GetInstance();
+    QCOMPARE(fake.operations(), (QStringList{"Initialize license", "Initialize cloud", "Initialize message",
+                                             "Initialize upgrade"}));
+    const QVariantMap values = fake.calls().first().values;
+    QCOMPARE(values.value("clientName").toString(), QString("统一服务_界面交互服务"));
+    QCOMPARE(values.value("flag").toInt(), 1);
+    QCOMPARE(values.value("errorText").toString(), QString());
+    fake.reset();
+    CVtServiceClient::ReleaseInstance();
+    QCOMPARE(fake.operations(), (QStringList{"UnInitialize license", "UnInitialize cloud", "UnInitialize message",
+                                             "UnInitialize upgrade", "UnInitialize manager"}));
+}
+
+void TestServiceClient::nullAssistants()
+{
+    FakeClient::fake().reset();
+    FakeClient::fake().setAvailable(false);
+    QVERIFY(allNull(CVtServiceClient::GetInstance()));
+    CVtServiceClient::ReleaseInstance();
+    QCOMPARE(FakeClient::fake().operations(), QStringList("UnInitialize manager"));
+}
+
+void TestServiceClient::firstUseFromManyThreads()
+{
+    FakeClient::fake().reset();
+    std::vector<std::thread> threads;
+    std::atomic<int> found{0};
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&] { found += CVtServiceClient::GetInstance()->GetMessageServiceAssistant() != nullptr; });
+    for (std::thread &thread : threads)
+        thread.join();
+    QCOMPARE(found.load(), 8);
+    QCOMPARE(FakeClient::fake().operations().count("Initialize message"), 1);
+    CVtServiceClient::ReleaseInstance();
+}
+
+void TestServiceClient::releaseLetsReportsArrive()
+{
+    IFakeClient &fake = FakeClient::fake();
+    fake.reset();
+    CVtServiceClient::GetInstance();
+    FakeAnswer slow;
+    slow.code = 2000;
+    slow.delayMs = 200;
+    fake.queue("AddMessageReceipt", slow);
+    const LogCatcher log;
+    startReceipt();
+    CVtServiceClient::ReleaseInstance();
+    QVERIFY(log.has("添加回执信息成功，消息id为：m1， 回执类型为：3。"));
+    QVERIFY(fake.operations().indexOf("AddMessageReceipt") < fake.operations().indexOf("UnInitialize message"));
+}
+
+void TestServiceClient::releaseCutsHangingCalls()
+{
+    IFakeClient &fake = FakeClient::fake();
+    fake.reset();
+    CVtServiceClient::GetInstance();
+    FakeAnswer hanging;
+    hanging.code = 2012;
+    hanging.hang = true;
+    fake.queue("AddMessageReceipt", hanging);
+    const LogCatcher log;
+    startReceipt();
+    QTRY_COMPARE(fake.hanging(), 1);
+    QElapsedTimer clock;
+    clock.start();
+    CVtServiceClient::ReleaseInstance();
+    QVERIFY(clock.elapsed() < 4000);
+    QCOMPARE(fake.hanging(), 0);
+    QVERIFY(log.has("添加回执信息失败，消息id为：m1， 回执类型为：3。"));
+}
+
+QTEST_GUILESS_MAIN(TestServiceClient)
+#include "tst_serviceclient.moc"

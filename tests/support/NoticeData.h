@@ -1,0 +1,39 @@
+#pragma once
+
+#include "frame/VisualizedEvents.h"
+#include <QApplication>
+#include <QPointer>
+#include <QWidget>
+
+// Notices as the operation hands them to the manager.
+namespace notice {
+
+inline QMap<QString, QVariant> values(const QMap<QString, QVariant> &changes = {})
+{
+    QMap<QString, QVariant> all{{"MsgId", "m1"},     {"MsgTitle", "标题"},  {"MsgContent", "正文"}, {"LinkText", ""},
+                                {"LinkAdress", ""}, {"PicFilePath", ""}, {"unReadNum", "3"}};
+    for (auto it = changes.cbegin(); it != changes.cend(); ++it)
+        all.insert(it.key(), it.value());
+    return all;
+}
+
+inline CVisualizedEvents *event(const QMap<QString, QVariant> &all)
+{
+    return new CVisualizedEvents(CVisualizedEvents::eShowNotifyMsgDialog, new CNotifyMsgEventData(all));
+}
+
+// The visible windows of a class.
+template <class Window>
+QList<Window *> visibleWindows()
+{
+    QList<Window *> found;
+    const QWidgetList all = QApplication::topLevelWidgets();
+    for (QWidget *widget : all) {
+        auto *window = qobject_cast<Window *>(widget);
+        if (window && window->isVisible())
+            found.append(window);
+    }
+    return found;
+}
+
+} // namespace notice
