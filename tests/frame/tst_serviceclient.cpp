@@ -95,8 +95,8 @@ void TestServiceClient::initialisesInOrder()
     fake.queue("Initialize cloud", failure);
     CVtServiceClient::GetInstance();
     CVtServiceClient::GetInstance();
-    QCOMPARE(fake.operations(), (QStringList{"Initialize license", "Initialize cloud", "Initialize message",
-                                             "Initialize upgrade"}));
+    QCOMPARE(fake.operations(),
+             (QStringList{"Initialize license", "Initialize cloud", "Initialize message", "Initialize upgrade"}));
     const QVariantMap values = fake.calls().first().values;
     QCOMPARE(values.value("clientName").toString(), QString("统一服务_界面交互服务"));
     QCOMPARE(values.value("flag").toInt(), 1);
@@ -122,7 +122,8 @@ void TestServiceClient::firstUseFromManyThreads()
     std::vector<std::thread> threads;
     std::atomic<int> found{0};
     for (int i = 0; i < 8; ++i)
-        threads.emplace_back([&] { found += CVtServiceClient::GetInstance()->GetMessageServiceAssistant() != nullptr; });
+        threads.emplace_back(
+            [&] { found += CVtServiceClient::GetInstance()->GetMessageServiceAssistant() != nullptr; });
     for (std::thread &thread : threads)
         thread.join();
     QCOMPARE(found.load(), 8);

@@ -10,8 +10,8 @@ namespace notice {
 
 inline QMap<QString, QVariant> values(const QMap<QString, QVariant> &changes = {})
 {
-    QMap<QString, QVariant> all{{"MsgId", "m1"},     {"MsgTitle", "标题"},  {"MsgContent", "正文"}, {"LinkText", ""},
-                                {"LinkAdress", ""}, {"PicFilePath", ""}, {"unReadNum", "3"}};
+    QMap<QString, QVariant> all{{"MsgId", "m1"},    {"MsgTitle", "标题"}, {"MsgContent", "正文"}, {"LinkText", ""},
+                                {"LinkAdress", ""}, {"PicFilePath", ""},  {"unReadNum", "3"}};
     for (auto it = changes.cbegin(); it != changes.cend(); ++it)
         all.insert(it.key(), it.value());
     return all;
