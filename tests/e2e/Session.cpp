@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr int StepMs = 20;
 constexpr int EndMs = 15000;
 
 // Programs and libraries are linked, since they are large; what a test may change is copied.
@@ -130,7 +129,12 @@ bool Session::startHub(QProcess *hub) const
 
 bool Session::waitReady(int timeoutMs)
 {
-    return waitFor(timeoutMs, [this] { return tarnctl({QStringLiteral("status")}).exitCode == 0; });
+    bool ready = false;
+    waitFor(timeoutMs, [&] {
+        ready = tarnctl({QStringLiteral("status")}).exitCode == 0;
+        return ready || !hostRuns();
+    });
+    return ready;
 }
 
 int Session::stopHost()
@@ -165,6 +169,16 @@ Session::Result Session::tarnctl(const QStringList &arguments, int timeoutMs) co
     result.output = process.readAllStandardOutput();
     result.errors = process.readAllStandardError();
     return result;
+}
+
+QString Session::push(const QStringList &options) const
+{
+    const Result result =
+        tarnctl(QStringList{QStringLiteral("message"), QStringLiteral("push"), QStringLiteral("--json")} + options);
+    const QJsonObject answer = result.json().toObject();
+    if (result.exitCode != 0 || !answer.value(QStringLiteral("Shown")).toBool())
+        qWarning("push: %s%s", result.output.constData(), result.errors.constData());
+    return answer.value(QStringLiteral("MsgId")).toString();
 }
 
 QVector<qint64> Session::pids(const QString &program) const
@@ -211,12 +225,4 @@ void Session::endAll() const
         if (gone)
             return;
     }
-}
-
-QString Session::push(const QStringList &options) const
-{
-    const Result result = tarnctl(QStringList{QStringLiteral("message"), QStringLiteral("push")} + options);
-    if (result.exitCode != 0)
-        qWarning("push: %s", result.errors.constData());
-    return result.exitCode == 0 ? QString::fromUtf8(result.output).trimmed() : QString();
 }
