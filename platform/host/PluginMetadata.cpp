@@ -1,11 +1,13 @@
 #include "PluginMetadata.h"
 #include "tarn/plugin/IPlugin.h"
 #include <QJsonArray>
-#include <QVersionNumber>
+#include <QRegularExpression>
+#include <array>
+#include <optional>
 
 namespace {
 // Plug-ins built for an older interface of the same major version go on working.
-const QVersionNumber HostVersion(1, 0, 0);
+const QString HostVersion = QStringLiteral("1.0.0");
 
 struct Key
 {
@@ -72,25 +74,29 @@ QString licenceRefusal(const QJsonArray &licences)
     return QString();
 }
 
-/// A version of three numbers and nothing behind them; null otherwise.
-QVersionNumber strictVersion(const QString &text)
+/// A version of three numbers and nothing else; empty otherwise. Not QVersionNumber: compiled with optimisation by
+/// GCC 12, copies of Qt 5.15's lose their numbers.
+std::optional<std::array<int, 3>> versionOf(const QString &text)
 {
-    int suffix = -1;
-    const QVersionNumber version = QVersionNumber::fromString(text, &suffix);
-    return suffix == text.size() && version.segmentCount() == 3 ? version : QVersionNumber();
+    static const QRegularExpression form(QStringLiteral("\\A([0-9]{1,6})\\.([0-9]{1,6})\\.([0-9]{1,6})\\z"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (!match.hasMatch())
+        return std::nullopt;
+    return std::array<int, 3>{match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt()};
 }
 
 QString versionRefusal(const QJsonObject &map)
 {
     const QString version = map.value(QStringLiteral("Version")).toString();
-    if (strictVersion(version).isNull())
+    if (!versionOf(version))
         return QStringLiteral("key \"Version\" is no version number: \"%1\"").arg(version);
     const QString text = map.value(QStringLiteral("CompatVersion")).toString();
-    const QVersionNumber compat = strictVersion(text);
-    if (compat.isNull())
+    const auto compat = versionOf(text);
+    if (!compat)
         return QStringLiteral("key \"CompatVersion\" is no version number: \"%1\"").arg(text);
-    if (compat.majorVersion() != HostVersion.majorVersion() || compat > HostVersion)
-        return QStringLiteral("it needs a host of version %1, this one is %2").arg(text, HostVersion.toString());
+    const auto host = versionOf(HostVersion).value();
+    if (compat->front() != host.front() || *compat > host)
+        return QStringLiteral("it needs a host of version %1, this one is %2").arg(text, HostVersion);
     return QString();
 }
 
