@@ -188,6 +188,8 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
     reader->Finish(&in, &status, nullptr);
     queue.Next(&tag, &ok);
     Response response;
+    if (status.error_code() == grpc::StatusCode::UNAVAILABLE)
+        distrust(channel);
     if (!status.ok())
         return status;
     if (!fromBytes(in, &response, &error))
@@ -197,6 +199,14 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
     result->errorText = response.error;
     result->output = std::move(response.output);
     return grpc::Status::OK;
+}
+
+/// The next call looks for the object anew, however soon it comes.
+void Proxy::distrust(const std::shared_ptr<grpc::Channel> &channel)
+{
+    const QMutexLocker lock(&m_mutex);
+    if (m_channel == channel)
+        m_channel.reset();
 }
 
 } // namespace tarn::rpc
