@@ -1,0 +1,155 @@
+#include "upgrade/CUpdateItem.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include "upgrade/SelectWidget.h"
+#include "widgets/CustomBtn.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include <QFileIconProvider>
+#include <QGridLayout>
+#include <QLabel>
+#include <utility>
+
+using namespace tarn::upgrade;
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int RowHeight = 58;
+constexpr int IconColumn = 35;
+constexpr int IconSize = 24;
+constexpr int TextColumn = 224;
+constexpr int ButtonColumn = 115;
+constexpr QSize ButtonSize(55, 25);
+constexpr int MeasuredLength = 1000; // more than a line or a tool tip shows; measuring a huge name takes long
+
+// The delivered mime database and icon theme decide; a file that does not exist has no icon.
+QPixmap fileIcon(const QString &path, const QWidget *w)
+{
+    const QFileInfo file(path);
+    return file.exists() ? QFileIconProvider().icon(file).pixmap(look::scaled(IconSize, w)) : QPixmap();
+}
+
+CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
+{
+    auto *button = new CCustomBtn(text, CCustomBtn::White, parent);
+    button->setObjectName(QLatin1String(objectName));
+    button->setFixedSize(look::scaled(ButtonSize.width(), parent), look::scaled(ButtonSize.height(), parent));
+    button->setAccessibleDescription(product); // the same two words stand in every row
+    return button;
+}
+} // namespace
+
+CUpdateItem::CUpdateItem(QMap<QString, QVariant> record, QWidget *parent)
+    : QWidget(parent)
+    , m_record(std::move(record))
+{
+    InitUi();
+}
+
+QString CUpdateItem::GetTipsString() const
+{
+    const QString software = m_record.value(key::Software).toMap().value(key::NewVersion).toString();
+    const QString patch = m_record.value(key::Patch).toMap().value(key::NewVersion).toString();
+    const QString version = patch.isEmpty() ? software : patch;
+    const int plugins = m_record.value(key::Plugins).toList().size();
+    if (plugins == 0)
+        return version.isEmpty() ? QString() : QStringLiteral("软件存在新版本：V%1").arg(version);
+    return version.isEmpty() ? QStringLiteral("%1个插件存在新版本").arg(plugins)
+                             : QStringLiteral("软件和%1个插件存在新版本").arg(plugins);
+}
+
+void CUpdateItem::GetUpdateInfo(QString &name, QString &version) const
+{
+    name = m_name;
+    version = m_version;
+}
+
+void CUpdateItem::SetContainPlus(bool containPlus)
+{
+    m_containPlus = containPlus;
+}
+
+QString CUpdateItem::sheet()
+{
+    return QStringLiteral("#productName{color:#444545;} #updateTips{color:red;}") +
+           look::whiteButton(QStringLiteral("CUpdateItem CCustomBtn"));
+}
+
+void CUpdateItem::OnUpdateExplainClicked()
+{
+    emit UpdateExplainClicked(m_name);
+}
+
+void CUpdateItem::OnDoNotPromptClicked()
+{
+    emit DoNotPromptClicked(m_name, m_version);
+}
+
+void CUpdateItem::InitUi()
+{
+    m_name = m_record.value(key::SoftwareName).toString();
+    setAccessibleName(m_name);
+    setFocusPolicy(Qt::ClickFocus);
+    setFixedHeight(look::scaled(RowHeight, this));
+
+    auto *columns = new QHBoxLayout;
+    columns->setContentsMargins(look::scaled(6, this), 0, look::scaled(6, this), 0);
+    columns->setSpacing(look::scaled(2, this));
+    auto *layers = new QGridLayout(this);
+    layers->setContentsMargins(look::scaled(6, this), look::scaled(2, this), look::scaled(6, this),
+                               look::scaled(2, this));
+    layers->addWidget(new CSelectWidget(this), 0, 0);
+    layers->addLayout(columns, 0, 0);
+    columns->addWidget(iconColumn());
+    columns->addLayout(textColumn());
+    columns->addStretch();
+    columns->addLayout(buttonColumn());
+}
+
+QLabel *CUpdateItem::iconColumn()
+{
+    auto *icon = new QLabel(this);
+    icon->setObjectName(QStringLiteral("productIcon"));
+    icon->setFixedWidth(look::scaled(IconColumn, this));
+    icon->setAlignment(Qt::AlignCenter);
+    icon->setPixmap(fileIcon(m_record.value(key::ExePath).toString(), this));
+    return icon;
+}
+
+QBoxLayout *CUpdateItem::textColumn()
+{
+    auto *column = new QVBoxLayout;
+    column->setSpacing(look::scaled(3, this));
+    column->addStretch();
+    column->addWidget(line(m_name, "productName", 13));
+    column->addWidget(line(GetTipsString(), "updateTips", 11));
+    column->addStretch();
+    return column;
+}
+
+QBoxLayout *CUpdateItem::buttonColumn()
+{
+    CCustomBtn *update = rowButton(QStringLiteral("立即升级"), "updateButton", m_name, this);
+    CCustomBtn *notes = rowButton(QStringLiteral("更新说明"), "notesButton", m_name, this);
+    connect(update, &QPushButton::clicked, this, &CUpdateItem::OnUpdateExplainClicked);
+    connect(notes, &QPushButton::clicked, this, &CUpdateItem::OnDoNotPromptClicked);
+    auto *column = new QHBoxLayout;
+    column->setSpacing(look::scaled(ButtonColumn - 2 * ButtonSize.width(), this));
+    column->addWidget(update);
+    column->addWidget(notes);
+    return column;
+}
+
+QLabel *CUpdateItem::line(const QString &text, const char *objectName, int fontPx)
+{
+    auto *label = new QLabel(this);
+    label->setObjectName(QLatin1String(objectName));
+    label->setFont(look::yaHei(fontPx, QFont::Normal, this));
+    label->setFixedWidth(look::scaled(TextColumn, this));
+    label->setTextFormat(Qt::PlainText);
+    // Elided here and not by an ElideLabel: the width is fixed, and there may be hundreds of rows.
+    const QString shown = text.left(MeasuredLength);
+    label->setText(label->fontMetrics().elidedText(shown.simplified(), Qt::ElideRight, label->maximumWidth()));
+    label->setToolTip(shown.isEmpty() ? QString() : ElideLabel::toolTipFor(shown));
+    label->setAccessibleName(shown);
+    return label;
+}

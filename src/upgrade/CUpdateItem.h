@@ -1,0 +1,46 @@
+#pragma once
+#include <QVariantMap>
+#include <QWidget>
+
+class QBoxLayout;
+class QLabel;
+
+/// One row of the check-update prompt: a product with something new. GUI thread.
+class CUpdateItem final : public QWidget
+{
+    Q_OBJECT
+public:
+    /// @param record software update record of the product
+    explicit CUpdateItem(QMap<QString, QVariant> record, QWidget *parent = nullptr);
+
+    /// The red line under the name; empty when neither the product nor a patch nor a plug-in is new.
+    QString GetTipsString() const;
+    /// @param version always receives the empty string: nothing ever fills the version, and so "全部忽略" ignores the
+    ///        empty version. Delivered behaviour that the upgrade service relies on.
+    void GetUpdateInfo(QString &name, QString &version) const;
+    void SetContainPlus(bool containPlus);
+
+    /// The rules of all rows, for the sheet of the window that holds them.
+    static QString sheet();
+
+signals:
+    // The names are crossed on purpose and kept: "立即升级" raises the first, "更新说明" the second.
+    void UpdateExplainClicked(QString strName);
+    void DoNotPromptClicked(QString strName, QString strVersion);
+
+public slots:
+    void OnUpdateExplainClicked();
+    void OnDoNotPromptClicked();
+
+private:
+    void InitUi();
+    QLabel *iconColumn();
+    QBoxLayout *textColumn();
+    QBoxLayout *buttonColumn();
+    QLabel *line(const QString &text, const char *objectName, int fontPx);
+
+    const QMap<QString, QVariant> m_record;
+    QString m_name;
+    QString m_version;
+    bool m_containPlus = false;
+};

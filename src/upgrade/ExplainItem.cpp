@@ -1,0 +1,93 @@
+#include "upgrade/ExplainItem.h"
+#include "upgrade/NotesBrowser.h"
+#include "upgrade/NotesFile.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include <QBoxLayout>
+#include <QtConcurrent>
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int Margin = 16;
+constexpr int TextPadding = 10; // at the top and left of the notes
+} // namespace
+
+CExplainItem::CExplainItem(const struUpgradeInfo &info, QWidget *parent)
+    : QWidget(parent)
+    , m_info(info)
+{
+    InitUi();
+}
+
+CExplainItem::~CExplainItem() = default; // a load that still runs ends by itself and drops its document
+
+QString CExplainItem::sheet(const QWidget *w)
+{
+    return QStringLiteral("CExplainItem{background-color:white;}"
+                          "#notesHeader{color:#333333;} #installedVersion{color:#999999;}"
+                          "NotesBrowser{background-color:white;border:1px solid #EBEBEB;color:#636D7E;"
+                          "padding-top:%1;padding-left:%1;selection-background-color:#379AF5;}"
+                          "NotesBrowser:focus{border-color:#379AF5;}")
+               .arg(look::px(TextPadding, w)) +
+           look::thinScrollBars(QStringLiteral("NotesBrowser"), 5, QStringLiteral("white"), QStringLiteral("#D5D9DF"),
+                                w);
+}
+
+void CExplainItem::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    startLoading();
+}
+
+void CExplainItem::startLoading()
+{
+    if (m_started)
+        return;
+    m_started = true;
+    connect(&m_loading, &QFutureWatcherBase::finished, this, &CExplainItem::onNotesLoaded);
+    m_loading.setFuture(QtConcurrent::run(notes::load, m_info.notesFile, m_browser->font()));
+}
+
+void CExplainItem::onNotesLoaded()
+{
+    if (const std::shared_ptr<QTextDocument> document = m_loading.result())
+        m_browser->setNotes(document);
+    else
+        m_browser->setPlainText(QStringLiteral("暂无更多信息。"));
+    m_loading.setFuture({}); // the watcher would keep the document for as long as the tab lives
+}
+
+void CExplainItem::InitUi()
+{
+    setAttribute(Qt::WA_StyledBackground);
+    m_browser = new NotesBrowser(this);
+    m_browser->setObjectName(QStringLiteral("notesBrowser"));
+    m_browser->setAccessibleName(QStringLiteral("更新说明"));
+    m_browser->setFont(look::yaHei(13, QFont::Normal, this));
+    auto *column = new QVBoxLayout(this);
+    const int margin = look::scaled(Margin, this);
+    column->setContentsMargins(margin, look::scaled(12, this), margin, 0);
+    column->setSpacing(look::scaled(10, this));
+    column->addWidget(headerLine());
+    column->addWidget(m_browser, 1);
+}
+
+QWidget *CExplainItem::headerLine()
+{
+    auto *line = new QWidget(this);
+    auto *header = new ElideLabel(line);
+    header->setObjectName(QStringLiteral("notesHeader"));
+    header->setFont(look::yaHei(15, QFont::Normal, this));
+    header->setFullText(QStringLiteral("%1 %2 -- 更新说明").arg(m_info.name, m_info.newVersion));
+    auto *installed = new ElideLabel(line);
+    installed->setObjectName(QStringLiteral("installedVersion"));
+    installed->setFont(look::yaHei(12, QFont::Normal, this));
+    installed->setFullText(QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion));
+    auto *row = new QHBoxLayout(line);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(look::scaled(4, this));
+    row->addWidget(header);
+    row->addWidget(installed);
+    row->addStretch();
+    return line;
+}

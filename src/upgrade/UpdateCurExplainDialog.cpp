@@ -1,0 +1,51 @@
+#include "upgrade/UpdateCurExplainDialog.h"
+#include "frame/Log.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include <QCloseEvent>
+#include <QPushButton>
+
+using namespace tarn::upgrade;
+
+void CUpdateCurExplainDialog::OnUpdateAhead()
+{
+    close();
+    std::optional<QVariantMap> values = record();
+    if (!values)
+        return;
+    const QVariantMap patch = values->value(key::OldPatch).toMap();
+    if (patch.isEmpty()) {
+        VT_LOG(critical) << QStringLiteral("获取软件的升级信息失败");
+        return;
+    }
+    values->insert(key::NewVersion, patch.value(key::NewVersion));
+    download(*values, {key::SoftwareName, key::NewVersion, key::OldPatch});
+}
+
+void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
+{
+    addExplainItem(tabs, record.value(key::OldPatch).toMap());
+}
+
+int CUpdateCurExplainDialog::CalTabbarWidth() const
+{
+    const std::optional<QVariantMap> values = record();
+    if (!values)
+        return 0;
+    const QVariantMap patch = values->value(key::OldPatch).toMap();
+    return patch.isEmpty() ? 0 : tabbarWidth({patch.value(key::SoftwareName).toString()});
+}
+
+void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)
+{
+    if (!button) {
+        VT_LOG(critical) << QStringLiteral("旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空");
+        return;
+    }
+    connect(button, &QPushButton::clicked, this, &CUpdateCurExplainDialog::OnUpdateAhead);
+}
+
+void CUpdateCurExplainDialog::closeEvent(QCloseEvent *event)
+{
+    tellManagerClosed();
+    event->accept();
+}

@@ -1,0 +1,20 @@
+#pragma once
+#include "upgrade/UpdateExplainDial.h"
+
+/// The notes of a patch for the version that is installed, offered when the new version was declined. It never asks a
+/// question when it closes.
+class CUpdateCurExplainDialog final : public CUpdateExplainDial
+{
+    Q_OBJECT
+public:
+    using CUpdateExplainDial::CUpdateExplainDial;
+
+public slots:
+    void OnUpdateAhead();
+
+protected:
+    void InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record) override;
+    int CalTabbarWidth() const override;
+    void connectUpdateBtn(QPushButton *button) override;
+    void closeEvent(QCloseEvent *event) override;
+};

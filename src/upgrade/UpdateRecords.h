@@ -1,0 +1,30 @@
+#pragma once
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+/// Software update records: one QVariantMap per product with something new, its keys in tarn/upgrade/UpgradeKeys.h. They
+/// come from the upgrade service, so nothing in them can be relied on; a record that is not a map counts as an empty one.
+/// All functions are reentrant.
+
+/// @return the latest of the dates that are written "yyyy-MM-dd hh:mm:ss", in the same form; empty when none is
+QString getLatestDate(const QStringList &dates);
+/// Writes into every record of the list under "UPDATE_TIME" the latest release date of its sections, empty if none has one.
+void GetNewestDateTime(QList<QVariant> &records);
+/// @return true when b's "UPDATE_TIME" is earlier than a's; a record without a valid one is the earliest
+bool compareByUpdateTime(const QVariant &a, const QVariant &b);
+/// Computes "UPDATE_TIME" and sorts the newest first. Records of one time keep no particular order.
+void SortByUpdateTime(QList<QVariant> &records);
+
+namespace records {
+
+/// The platform's own software assistant, which manages installations and is itself never offered.
+const QString &assistantName();
+/// @return the copy that goes to the update notes when the user asks for them in the prompt: the installed version stands
+///         in the sections where the notes look for it, and "visualized" is true. All else is unchanged.
+QVariantMap notesCopy(QVariantMap record);
+/// @return the installed version: the record's own "CurrentVersion", else that of the first section that has one
+QString installedVersion(const QVariantMap &record);
+
+} // namespace records
