@@ -38,8 +38,7 @@ QString dialogSheet(const QWidget *w)
     return QStringLiteral("#promptBody{background-color:white;border:1px solid #adadad;}"
                           "#adviceLine{color:#515151;}"
                           "#rowArea,#rowList{background-color:white;border:none;}") +
-           look::titleBand(QStringLiteral("#f1f8fe")) + CUpdateItem::sheet() + look::greyButton() +
-           look::blueButton() +
+           look::titleBand(QStringLiteral("#f1f8fe")) + CUpdateItem::sheet() + look::greyButton() + look::blueButton() +
            look::thinScrollBars(QStringLiteral("#rowArea"), 6, QStringLiteral("white"), QStringLiteral("#D5D9DF"), w);
 }
 
@@ -121,7 +120,8 @@ QWidget *CCheckUpdateDial::titleBand()
 
 QWidget *CCheckUpdateDial::adviceLine()
 {
-    auto *line = new QLabel(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), this);
+    auto *line =
+        new QLabel(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), this);
     line->setObjectName(QStringLiteral("adviceLine"));
     line->setTextFormat(Qt::RichText);
     line->setFont(look::yaHei(13, QFont::Normal, this));
@@ -320,7 +320,8 @@ void CCheckUpdateDial::DoIgnreUpdate(QString name, QString version)
 
 void CCheckUpdateDial::OnUpdateImmediately()
 {
-    VT_LOG(info) << QStringLiteral("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为%1，即将跳转软件管理界面。")
+    VT_LOG(info) << QStringLiteral(
+                        "【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为%1，即将跳转软件管理界面。")
                         .arg(m_rows.size());
     {
         const QMutexLocker lock(&m_noticeLock);
@@ -330,7 +331,7 @@ void CCheckUpdateDial::OnUpdateImmediately()
     }
     const QPointer<CCheckUpdateDial> self(this); // a new check may replace the prompt while the notice is open
     CstmMessageBox(QStringLiteral("提示"), QStringLiteral("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"),
-                   eTipNormal, nullptr, nullptr);
+                   eTipNormal, nullptr, nullptr, eBoxOrigin::AskedFor);
     if (!self)
         return;
     const QMutexLocker lock(&m_noticeLock);

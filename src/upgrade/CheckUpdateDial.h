@@ -40,10 +40,10 @@ signals:
     void ShowExplain(QString strName);
 
 public slots:
-    void OnUpdateExplainClicked(QString strName);                     // a row's "立即升级"; the names are crossed, see CUpdateItem
-    void OnDoNotPromptClicked(QString strName, QString strVersion);   // a row's "更新说明"
-    void OnNotUpdateTemporarily();                                    // "全部忽略": the slot's name is kept
-    void OnUpdateImmediately();                                       // "软件管理": the slot's name is kept
+    void OnUpdateExplainClicked(QString strName); // a row's "立即升级"; the names are crossed, see CUpdateItem
+    void OnDoNotPromptClicked(QString strName, QString strVersion); // a row's "更新说明"
+    void OnNotUpdateTemporarily();                                  // "全部忽略": the slot's name is kept
+    void OnUpdateImmediately();                                     // "软件管理": the slot's name is kept
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

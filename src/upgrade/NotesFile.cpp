@@ -109,8 +109,8 @@ std::optional<QString> readFile(const QString &path)
         return std::nullopt;
     }
     if (!file.atEnd())
-        VT_LOG(warning) << QStringLiteral("更新说明文件过大，只显示前%1字节：%2")
-                               .arg(QString::number(MaxFileSize), path.left(200));
+        VT_LOG(warning)
+            << QStringLiteral("更新说明文件过大，只显示前%1字节：%2").arg(QString::number(MaxFileSize), path.left(200));
     QTextStream stream(bytes);
     stream.setCodec(GetCorrectUnicode(bytes).constData());
     return stream.readAll().remove(QChar(0));

@@ -8,10 +8,10 @@
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
 #include "widgets/CustomBtn.h"
-#include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
+#include "widgets/QuestionMessageBox.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QLabel>
@@ -315,7 +315,7 @@ bool CUpdateExplainDial::askForPatch()
     const int answer = CQuestionMessageBox(
         QStringLiteral("提示"),
         QStringLiteral("您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？"), this,
-        QStringLiteral("是"), QStringLiteral("否"));
+        QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor);
     if (self)
         m_asking = false;
     return answer == QDialog::Accepted;

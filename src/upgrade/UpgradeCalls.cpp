@@ -41,8 +41,8 @@ void startDownload(IUpgradeServiceAssistant &assistant, const IUpgradeServiceAss
 {
     const Output output = assistant.CreateSoftInfoOutputParam();
     assistant.StartDownload(request, output);
-    logOutcome(QStringLiteral("【统一服务升级下载线程】调用开始下载接口"), QStringLiteral("调用开始下载软件安装接口成功。"),
-               output);
+    logOutcome(QStringLiteral("【统一服务升级下载线程】调用开始下载接口"),
+               QStringLiteral("调用开始下载软件安装接口成功。"), output);
 }
 
 void ignore(IUpgradeServiceAssistant &assistant, const IUpgradeServiceAssistant::SoftInfoInput &request)

@@ -1,0 +1,41 @@
+#pragma once
+#include <QString>
+
+/// What the reference upgrade service offers beyond the operations of IUpgradeServiceAssistant. All names are those on
+/// the wire; the service's tag stands in MessageWire.h.
+namespace tarn::link::wire {
+
+namespace method {
+/// Compares the catalogue with what is installed and has the visualized service show what is new. Input: Show (bool,
+/// true without it). Output: Offered (int), Shown, ShowError; list: the update records.
+inline const QString AnnounceUpdates = QStringLiteral("AnnounceUpdates");
+/// Has the update notes of one product shown, also of what is ignored. Input: "软件名称". Output: Shown, ShowError.
+inline const QString ShowNotes = QStringLiteral("ShowUpdateNotes");
+/// No input. Output: Ignores and Tasks (lists of maps, keys below and those of a task).
+inline const QString UpgradeStatus = QStringLiteral("GetUpgradeStatus");
+/// Input: "软件名称", empty for all. What is ignored is offered again. Output: Removed (int).
+inline const QString ForgetIgnores = QStringLiteral("ForgetIgnores");
+} // namespace method
+
+inline const QString Show = QStringLiteral("Show");       ///< bool
+inline const QString Offered = QStringLiteral("Offered"); ///< int, products with something new
+inline const QString Ignores = QStringLiteral("Ignores"); ///< list of maps with the keys of namespace ignored
+inline const QString Tasks = QStringLiteral("Tasks");     ///< list of task maps, finished ones too
+
+namespace ignored {
+inline const QString Product = QStringLiteral("Product"); ///< string
+inline const QString Bits = QStringLiteral("Bits");       ///< string
+inline const QString Kind = QStringLiteral("Kind");       ///< string: "软件", "补丁包" or "插件"
+inline const QString Item = QStringLiteral("Item");       ///< string, name of the plug-in; empty for the others
+inline const QString Version = QStringLiteral("Version"); ///< string
+inline const QString Time = QStringLiteral("Time");       ///< string, "yyyy-MM-dd hh:mm:ss"
+} // namespace ignored
+
+/// Further keys that the service puts into the sections of a record.
+namespace package {
+inline const QString Url = QStringLiteral("下载地址");    ///< string
+inline const QString Size = QStringLiteral("文件大小");   ///< qlonglong, bytes
+inline const QString Sha256 = QStringLiteral("文件校验"); ///< string, SHA-256 in hex
+} // namespace package
+
+} // namespace tarn::link::wire

@@ -1,0 +1,48 @@
+#pragma once
+#include <QList>
+#include <QString>
+#include <QVariantMap>
+#include <optional>
+
+namespace tarn::services {
+
+/// What the maker offers: a JSON file
+///     {"products": [{"name", "icon", "release": ITEM, "patches": [ITEM...], "plugins": [ITEM...]}]}
+/// with ITEM = {"name", "version", "date", "notes", "forced", "for", "package": {"url", "size", "sha256"}}. Paths are
+/// relative to the file. Only the names and versions are required; further keys travel on in the records.
+struct CatalogueItem
+{
+    QString name; ///< of the plug-in; the product's name where it is missing
+    QString version;
+    QString date;       ///< "yyyy-MM-dd hh:mm:ss"
+    QString notesFile;  ///< absolute; empty without notes
+    QString forVersion; ///< patches: version of the product that it is made for
+    bool forced = false;
+    QString url; ///< absolute; empty without a package
+    qint64 size = 0;
+    QString sha256;
+    QVariantMap further; ///< keys that are not known here
+};
+
+struct CatalogueProduct
+{
+    QString name;
+    QString iconFile; ///< absolute; empty without one
+    std::optional<CatalogueItem> release;
+    QList<CatalogueItem> patches;
+    QList<CatalogueItem> plugins;
+    QVariantMap further;
+
+    /// The patch made for a version of the product; null when there is none.
+    const CatalogueItem *patchFor(const QString &version) const;
+};
+
+using Catalogue = QList<CatalogueProduct>;
+
+/// @return what is wrong, naming the place (/products/3/release/version: ...); empty when all is well
+QString readCatalogue(const QString &file, Catalogue *catalogue);
+
+/// Whether a version is higher than another; by number where both are dotted numbers.
+bool isNewer(const QString &offered, const QString &installed);
+
+} // namespace tarn::services

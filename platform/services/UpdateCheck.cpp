@@ -1,0 +1,122 @@
+#include "UpdateCheck.h"
+#include "tarn/link/UpgradeWire.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include <algorithm>
+
+namespace tarn::services {
+
+using namespace upgrade;
+namespace package = link::wire::package;
+
+namespace {
+
+QVariantMap section(const CatalogueItem &item, const QString &installedVersion)
+{
+    QVariantMap section = item.further;
+    section.insert(key::SoftwareName, item.name);
+    section.insert(key::NewVersion, item.version);
+    section.insert(key::CurrentVersion, installedVersion);
+    section.insert(key::InstalledVersion, installedVersion);
+    section.insert(key::ReleaseDate, item.date);
+    section.insert(key::NotesFile, item.notesFile);
+    section.insert(key::Forced, item.forced);
+    if (!item.url.isEmpty()) {
+        section.insert(package::Url, item.url);
+        section.insert(package::Size, item.size);
+        section.insert(package::Sha256, item.sha256);
+    }
+    return section;
+}
+
+// The patch for a version, unless it is installed already; patches change the installed version's last number, so its
+// own version is what the user sees.
+QVariantMap patchSection(const InstalledSoftware &installed, const CatalogueProduct &offered, const QString &version)
+{
+    const CatalogueItem *patch = offered.patchFor(version);
+    if (!patch || (!installed.patchVersion.isEmpty() && !isNewer(patch->version, installed.patchVersion)))
+        return {};
+    return section(*patch, installed.patchVersion.isEmpty() ? installed.version : installed.patchVersion);
+}
+
+QVariantList pluginSections(const InstalledSoftware &installed, const CatalogueProduct &offered,
+                            const std::function<bool(const CatalogueItem &)> &isIgnored)
+{
+    QVariantList sections;
+    for (const CatalogueItem &plugin : offered.plugins) {
+        const auto have = installed.plugins.constFind(plugin.name);
+        if (have != installed.plugins.constEnd() && isNewer(plugin.version, *have) && !isIgnored(plugin))
+            sections << section(plugin, *have);
+    }
+    return sections;
+}
+
+} // namespace
+
+QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProduct &offered,
+                         const IsIgnored &isIgnored)
+{
+    QVariantMap record = offered.further;
+    const auto ignored = [&](const QString &kind, const QString &item, const QString &version) {
+        return isIgnored({installed.name, installed.bits, kind, item, version});
+    };
+    const bool hasRelease = offered.release && isNewer(offered.release->version, installed.version);
+    const QVariantMap patch = patchSection(installed, offered, installed.version);
+    const QVariantList plugins = pluginSections(installed, offered, [&](const CatalogueItem &plugin) {
+        return ignored(key::Plugins, plugin.name, plugin.version);
+    });
+    bool news = !plugins.isEmpty();
+    if (news)
+        record.insert(key::Plugins, plugins);
+    if (hasRelease && !ignored(key::Software, {}, offered.release->version)) {
+        news = true;
+        record.insert(key::Software, section(*offered.release, installed.version));
+        if (!patch.isEmpty())
+            record.insert(key::OldPatch, patch);
+    }
+    if (!hasRelease && !patch.isEmpty() && !ignored(key::Patch, {}, patch.value(key::NewVersion).toString())) {
+        news = true;
+        record.insert(key::Patch, patch);
+    }
+    if (!news)
+        return {};
+    record.insert(key::SoftwareName, installed.name);
+    record.insert(key::ExePath, installed.exePath);
+    record.insert(key::SoftBytes, installed.bits);
+    record.insert(key::IconPath, offered.iconFile);
+    record.insert(key::CurrentVersion, installed.version);
+    return record;
+}
+
+QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
+                           const IsIgnored &isIgnored)
+{
+    QVariantList records;
+    for (const CatalogueProduct &product : catalogue) {
+        const auto found = std::find_if(installed.cbegin(), installed.cend(),
+                                        [&](const InstalledSoftware &s) { return s.name == product.name; });
+        if (found == installed.cend())
+            continue;
+        const QVariantMap record = updateRecord(*found, product, isIgnored);
+        if (!record.isEmpty())
+            records << record;
+    }
+    return records;
+}
+
+QList<Offer> offersOf(const QString &product, const QString &bits, const QVariantMap &sections)
+{
+    QList<Offer> offers;
+    const auto add = [&](const QString &kind, const QString &item, const QVariantMap &values) {
+        const QString version = values.value(key::NewVersion).toString();
+        if (!version.isEmpty())
+            offers << Offer{product, bits, kind, item, version};
+    };
+    add(key::Software, {}, sections.value(key::Software).toMap());
+    add(key::Patch, {}, sections.value(key::Patch).toMap());
+    const QVariantList plugins = sections.value(key::Plugins).toList();
+    for (const QVariant &plugin : plugins)
+        add(key::Plugins, plugin.toMap().value(key::SoftwareName).toString(), plugin.toMap());
+    return offers;
+}
+
+} // namespace tarn::services

@@ -1,0 +1,34 @@
+#pragma once
+#include "Catalogue.h"
+#include "InstalledSoftware.h"
+#include <functional>
+
+namespace tarn::services {
+
+/// One thing that can be offered for a product.
+struct Offer
+{
+    QString product;
+    QString bits;
+    QString kind;    ///< "软件", "补丁包" or "插件"
+    QString item;    ///< name of the plug-in; empty for the others
+    QString version; ///< the offered one
+};
+
+using IsIgnored = std::function<bool(const Offer &)>;
+
+/// The update record of a product; empty when nothing is new that is not ignored. A patch of the installed version is an
+/// update of its own ("补丁包") while no new version is offered, else it is what remains for those who decline that one
+/// ("旧版本补丁包").
+QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProduct &offered,
+                         const IsIgnored &isIgnored);
+
+/// The records of all installed products that the catalogue knows, in the catalogue's order.
+QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
+                           const IsIgnored &isIgnored);
+
+/// What of a product stands in a request: the kinds, items and versions of its sections. Sections that are no maps or
+/// lists and entries without a version are passed over.
+QList<Offer> offersOf(const QString &product, const QString &bits, const QVariantMap &sections);
+
+} // namespace tarn::services

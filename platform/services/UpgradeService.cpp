@@ -1,0 +1,314 @@
+#include "UpgradeService.h"
+#include "Log.h"
+#include "UpgradeStore.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/UpgradeWire.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include <QDateTime>
+#include <QDir>
+#include <QSet>
+#include <QSettings>
+#include <utility>
+
+namespace tarn::services {
+
+using namespace upgrade;
+using rpc::Bag;
+using rpc::CallResult;
+namespace wire = link::wire;
+
+namespace {
+
+constexpr int MaxName = 256; // characters
+
+CallResult refused(int code, const QString &error)
+{
+    CallResult result;
+    result.retCode = code;
+    result.errorText = error;
+    return result;
+}
+
+// error: what went wrong, empty when all is well.
+CallResult answer(const QString &error, Bag output = {})
+{
+    if (!error.isEmpty())
+        return refused(code::Refused, error);
+    CallResult result;
+    result.accepted = true;
+    result.retCode = code::Ok;
+    result.output = std::move(output);
+    return result;
+}
+
+// A product's name out of a request. @return what is wrong, empty when all is well
+QString readName(const QVariantMap &values, const QString &key, QString *name)
+{
+    const QVariant value = values.value(key);
+    if (value.userType() != QMetaType::QString)
+        return QStringLiteral("%1: a string is wanted").arg(key);
+    *name = value.toString();
+    return name->isEmpty() || name->size() > MaxName
+               ? QStringLiteral("%1: 1 to %2 characters are wanted").arg(key, QString::number(MaxName))
+               : QString();
+}
+
+QString identity(const Offer &offer)
+{
+    return QStringList{offer.product, offer.bits, offer.kind, offer.item, offer.version}.join(QChar(0x1F));
+}
+
+QVariantMap toMap(const UpgradeStore::Ignored &entry)
+{
+    const QString time = QDateTime::fromMSecsSinceEpoch(entry.time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    return {{wire::ignored::Product, entry.offer.product}, {wire::ignored::Bits, entry.offer.bits},
+            {wire::ignored::Kind, entry.offer.kind},       {wire::ignored::Item, entry.offer.item},
+            {wire::ignored::Version, entry.offer.version}, {wire::ignored::Time, time}};
+}
+
+QVariantList toMaps(const QList<UpgradeTask> &tasks)
+{
+    QVariantList list;
+    for (const UpgradeTask &task : tasks)
+        list << toTaskMap(task);
+    return list;
+}
+
+QVariantMap recordOf(const QVariantList &records, const QString &product)
+{
+    for (const QVariant &record : records) {
+        const QVariantMap map = record.toMap();
+        if (map.value(key::SoftwareName).toString() == product)
+            return map;
+    }
+    return {};
+}
+
+} // namespace
+
+UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
+{
+    const QDir directory(programDirectory);
+    QSettings settings(directory.filePath(QStringLiteral("cfg.ini")), QSettings::IniFormat);
+    settings.setIniCodec("UTF-8");
+    const auto path = [&](const QString &key, const QString &otherwise) {
+        const QString configured = settings.value(key).toString();
+        return QDir::cleanPath(directory.absoluteFilePath(configured.isEmpty() ? otherwise : configured));
+    };
+    UpgradePaths paths;
+    paths.catalogue =
+        path(QStringLiteral("upgrade/catalogue"), QStringLiteral("System/share/tarn/catalogue/catalogue.json"));
+    paths.apps = path(QStringLiteral("system/apps_path"), QStringLiteral("apps"));
+    if (!QDir(paths.apps).exists())
+        paths.apps = QStringLiteral("/opt/apps");
+    return paths;
+}
+
+UpgradeService::UpgradeService(const QString &directory, UpgradePaths paths, Presenter presenter)
+    : m_paths(std::move(paths))
+    , m_presenter(std::move(presenter))
+{
+    m_thread.run([&] { m_store = std::make_unique<UpgradeStore>(directory); });
+}
+
+UpgradeService::~UpgradeService()
+{
+    m_thread.run([&] { m_store.reset(); });
+}
+
+const QHash<QString, UpgradeService::Handler> &UpgradeService::handlers()
+{
+    static const QHash<QString, Handler> table{
+        {QStringLiteral("CheckNewVersion"), &UpgradeService::checkNewVersion},
+        {QStringLiteral("IgnoreUpgrade"), &UpgradeService::ignoreUpgrade},
+        {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
+        {QStringLiteral("QueryTaskInfos"), &UpgradeService::queryTaskInfos},
+        {QStringLiteral("StopUpgrade"), &UpgradeService::stopUpgrade},
+        {QStringLiteral("InstallSoftware"), &UpgradeService::installSoftware},
+        {wire::method::AnnounceUpdates, &UpgradeService::announce},
+        {wire::method::ShowNotes, &UpgradeService::showNotes},
+        {wire::method::UpgradeStatus, &UpgradeService::status},
+        {wire::method::ForgetIgnores, &UpgradeService::forgetIgnores},
+    };
+    return table;
+}
+
+CallResult UpgradeService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
+{
+    Q_UNUSED(context)
+    const Handler handler = handlers().value(method, nullptr);
+    if (!handler) {
+        CallResult result;
+        result.error = {rpc::RpcError::NotFound,
+                        QStringLiteral("the upgrade service has no method \"%1\"").arg(method).toStdString()};
+        return result;
+    }
+    CallResult result = (this->*handler)(input);
+    if (!result.accepted)
+        qCInfo(servicesLog).noquote()
+            << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);
+    return result;
+}
+
+QString UpgradeService::store(const std::function<QString(UpgradeStore &)> &work)
+{
+    QString error;
+    m_thread.run([&] { error = work(*m_store); });
+    return error;
+}
+
+QString UpgradeService::findUpdates(bool withIgnored, QVariantList *records)
+{
+    Catalogue catalogue;
+    QString error = readCatalogue(m_paths.catalogue, &catalogue);
+    if (!error.isEmpty())
+        return QStringLiteral("the catalogue cannot be used: %1").arg(error);
+    QList<UpgradeStore::Ignored> ignores;
+    error = store([&](UpgradeStore &s) { return s.ignores(&ignores); });
+    QSet<QString> ignored;
+    if (!withIgnored) {
+        for (const UpgradeStore::Ignored &entry : qAsConst(ignores))
+            ignored.insert(identity(entry.offer));
+    }
+    *records = updateRecords(readInstalledSoftware(m_paths.apps), catalogue,
+                             [&](const Offer &offer) { return ignored.contains(identity(offer)); });
+    return error;
+}
+
+void UpgradeService::present(const QString &operation, const QVariantList &records, QVariantMap *answer)
+{
+    const CallResult shown = m_presenter(operation, {{}, records});
+    QString reason;
+    if (!shown.arrived())
+        reason = QString::fromStdString(shown.error.message);
+    else if (!shown.accepted)
+        reason = shown.errorText.isEmpty() ? QStringLiteral("the visualized service refused it") : shown.errorText;
+    if (!reason.isEmpty())
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(operation, reason);
+    answer->insert(wire::Shown, reason.isEmpty());
+    answer->insert(wire::ShowError, reason);
+}
+
+CallResult UpgradeService::checkNewVersion(const Bag &input)
+{
+    QVariantList records;
+    const QString error = findUpdates(false, &records);
+    const QString product = input.values.value(key::SoftwareName).toString();
+    if (!product.isEmpty()) {
+        const QVariantMap record = recordOf(records, product);
+        records = record.isEmpty() ? QVariantList() : QVariantList{record};
+    }
+    return answer(error, {{{wire::Offered, records.size()}}, records});
+}
+
+CallResult UpgradeService::ignoreUpgrade(const Bag &input)
+{
+    QString product;
+    const QString wrong = readName(input.values, key::IgnoredName, &product);
+    if (!wrong.isEmpty())
+        return refused(code::InvalidArgs, wrong);
+    const QString bits = input.values.value(key::Bitness).toString();
+    QList<Offer> offers = offersOf(product, bits, input.values);
+    const QString version = input.values.value(key::IgnoredVersion).toString(); // empty from the check-update prompt
+    if (offers.isEmpty() && !version.isEmpty())
+        offers << Offer{product, bits, key::Software, {}, version};
+    if (offers.isEmpty())
+        return refused(code::InvalidArgs, QStringLiteral("the request names no version to ignore"));
+    return answer(store([&](UpgradeStore &s) { return s.ignore(offers); }));
+}
+
+CallResult UpgradeService::startDownload(const Bag &input)
+{
+    QString product;
+    const QString wrong = readName(input.values, key::SoftwareName, &product);
+    if (!wrong.isEmpty())
+        return refused(code::InvalidArgs, wrong);
+    Catalogue catalogue;
+    QString error = readCatalogue(m_paths.catalogue, &catalogue);
+    UpgradeTask task;
+    if (error.isEmpty())
+        error = makeTask(input.values, catalogue, readInstalledSoftware(m_paths.apps), &task);
+    if (error.isEmpty())
+        error = store([&](UpgradeStore &s) { return s.start(task); });
+    return answer(error);
+}
+
+CallResult UpgradeService::queryTaskInfos(const Bag &input)
+{
+    Q_UNUSED(input)
+    QList<UpgradeTask> tasks;
+    const QString error = store([&](UpgradeStore &s) { return s.tasks(&tasks); });
+    return answer(error, {{{key::TaskInfoList, toMaps(tasks)}}, {}});
+}
+
+CallResult UpgradeService::stopUpgrade(const Bag &input)
+{
+    QString product;
+    const QString wrong = readName(input.values, key::SoftwareName, &product);
+    if (!wrong.isEmpty())
+        return refused(code::InvalidArgs, wrong);
+    bool known = false;
+    const QString error =
+        store([&](UpgradeStore &s) { return s.setState(product, state::Cancelled, QString(), &known); });
+    return known || !error.isEmpty() ? answer(error)
+                                     : refused(code::Refused, QStringLiteral("no task of \"%1\"").arg(product));
+}
+
+CallResult UpgradeService::installSoftware(const Bag &input)
+{
+    QString product;
+    const QString wrong = readName(input.values, key::SoftwareName, &product);
+    return wrong.isEmpty() ? refused(code::Refused, QStringLiteral("nothing is downloaded for \"%1\"").arg(product))
+                           : refused(code::InvalidArgs, wrong);
+}
+
+CallResult UpgradeService::announce(const Bag &input)
+{
+    QVariantList records;
+    const QString error = findUpdates(false, &records);
+    QVariantMap values{{wire::Offered, records.size()}, {wire::Shown, false}, {wire::ShowError, QString()}};
+    if (error.isEmpty() && !records.isEmpty() && input.values.value(wire::Show, true).toBool())
+        present(QStringLiteral("showAutoCheckUpdateDialog"), records, &values);
+    return answer(error, {values, records});
+}
+
+CallResult UpgradeService::showNotes(const Bag &input)
+{
+    QString product;
+    const QString wrong = readName(input.values, key::SoftwareName, &product);
+    if (!wrong.isEmpty())
+        return refused(code::InvalidArgs, wrong);
+    QVariantList records;
+    const QString error = findUpdates(true, &records);
+    const QVariantMap record = recordOf(records, product);
+    if (error.isEmpty() && record.isEmpty())
+        return refused(code::Refused, QStringLiteral("nothing is new for \"%1\"").arg(product));
+    QVariantMap values;
+    if (error.isEmpty())
+        present(QStringLiteral("showUpgradeExplainDialog"), {record}, &values);
+    return answer(error, {values, {}});
+}
+
+CallResult UpgradeService::status(const Bag &input)
+{
+    Q_UNUSED(input)
+    QList<UpgradeStore::Ignored> ignores;
+    QList<UpgradeTask> tasks;
+    QString error = store([&](UpgradeStore &s) { return s.ignores(&ignores); });
+    if (error.isEmpty())
+        error = store([&](UpgradeStore &s) { return s.tasks(&tasks); });
+    QVariantList ignoreMaps;
+    for (const UpgradeStore::Ignored &entry : qAsConst(ignores))
+        ignoreMaps << toMap(entry);
+    return answer(error, {{{wire::Ignores, ignoreMaps}, {wire::Tasks, toMaps(tasks)}}, {}});
+}
+
+CallResult UpgradeService::forgetIgnores(const Bag &input)
+{
+    int removed = 0;
+    const QString product = input.values.value(key::SoftwareName).toString();
+    const QString error = store([&](UpgradeStore &s) { return s.forgetIgnores(product, &removed); });
+    return answer(error, {{{wire::Removed, removed}}, {}});
+}
+
+} // namespace tarn::services

@@ -1,0 +1,42 @@
+#pragma once
+#include "Database.h"
+#include "UpdateCheck.h"
+#include "UpgradeTask.h"
+
+namespace tarn::services {
+
+/// What the user decided about updates, in the database "upgrade.db". Everything on one thread. The functions return
+/// what went wrong, empty when all is well; a change that was answered so is on the disk.
+class UpgradeStore
+{
+public:
+    explicit UpgradeStore(const QString &directory);
+
+    struct Ignored
+    {
+        Offer offer;
+        qint64 time = 0; ///< ms since 1970
+    };
+
+    QString ignore(const QList<Offer> &offers);
+    QString ignores(QList<Ignored> *list);
+    /// @param product empty for all
+    QString forgetIgnores(const QString &product, int *removed);
+
+    /// A product has one task. An active one stays as it is, a finished one is replaced.
+    QString start(const UpgradeTask &task);
+    /// In the order in which they were started.
+    QString tasks(QList<UpgradeTask> *list);
+    /// @param known false when the product has no task
+    QString setState(const QString &product, int state, const QString &error, bool *known);
+    QString setReceived(const QString &product, int position, qint64 bytes);
+
+private:
+    QString insertTask(const UpgradeTask &task);
+    QString readItems(UpgradeTask *task);
+    QString isActive(const QString &product, bool *active);
+
+    Database m_db;
+};
+
+} // namespace tarn::services

@@ -1,0 +1,41 @@
+#pragma once
+#include "Catalogue.h"
+#include "InstalledSoftware.h"
+
+namespace tarn::services {
+
+/// One package of a task.
+struct UpgradeItem
+{
+    int type = 0; ///< UpgradeKeys.h, namespace item
+    QString name;
+    QString version;
+    QString url;
+    QString sha256;
+    qint64 size = 0;
+    qint64 received = 0; ///< bytes on the disk
+};
+
+/// The download and installation of what a user chose for one product.
+struct UpgradeTask
+{
+    QString product;
+    int state = 0; ///< UpgradeKeys.h, namespace state
+    QString error;
+    QString currentVersion;
+    QString exePath;
+    QVariantMap sections; ///< "软件", "补丁包", "插件", "旧版本补丁包" as they were requested
+    QList<UpgradeItem> items;
+
+    bool isActive() const; ///< downloading, downloaded or installing
+};
+
+/// Makes the task that a request asks for; the packages are those of the catalogue, whatever the request says of them.
+/// @return why it cannot be made, empty when all is well
+QString makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed,
+                 UpgradeTask *task);
+
+/// The task as callers read it ("taskInfoList"). The working item is the first that is not complete.
+QVariantMap toTaskMap(const UpgradeTask &task);
+
+} // namespace tarn::services
