@@ -43,6 +43,7 @@ CVisualizedManager::CVisualizedManager()
 
 CVisualizedManager::~CVisualizedManager()
 {
+    deleteDialogs();
     const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
     delete notice; // not left to an event loop that may not run again

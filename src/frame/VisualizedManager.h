@@ -4,11 +4,16 @@
 #include <QObject>
 #include <QPointer>
 #include <QQueue>
+#include <QSharedPointer>
 #include <QVariant>
 #include <atomic>
 #include <optional>
 
+class CCheckUpdateDial;
+class CUpdateExplainDial;
+class IUpgaredSoftInfoService_InputParam;
 class NotifyWnd;
+class QDialog;
 
 /// Owns the service's windows and answers what the operations ask about them. Lives on the application's thread, also
 /// when an RPC thread makes it; the handlers run there. Other threads reach it through CManagerAccess.
@@ -24,6 +29,8 @@ public:
     int getSilentPatchInstallState(const QString &softName);
     void setSilentPatchInstallState(const QString &softName, int state); ///< any thread
     void CloseNotifyWnd();
+    void CloseAutoUpdateDialog();                  ///< forgets the check-update prompt, which says so when it closes
+    void RemoveUpdExpDlg(const QString &softName); ///< the same for the update notes of a product
     /// Removes the platform's own assistant: it is never offered in the check-update prompt.
     static void FilterVtSoftMgr(QList<QVariant> &list);
 
@@ -48,6 +55,12 @@ private:
     void showUpgradeCurExplainDialog(QEvent *e);
     void showSilentPatchInstallDialog(QEvent *e);
 
+    void closeExplainDlg(const QString &softName);
+    template <class Dialog>
+    void openExplainDlg(const QString &softName, const QSharedPointer<IUpgaredSoftInfoService_InputParam> &input);
+    void keepTrack(QDialog *dialog);
+    void deleteDialogs();
+
     /// Asks the cloud account service; empty when it did not answer, which is then logged.
     static std::optional<int> queryLoginState();
     void showNotice(const QMap<QString, QVariant> &values);
@@ -56,6 +69,10 @@ private:
 
     QPointer<NotifyWnd> m_notifyWnd;
     QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
+    QMutex m_autoUpdateLock;
+    QPointer<CCheckUpdateDial> m_autoUpdateDlg;
+    QMap<QString, QPointer<CUpdateExplainDial>> m_explainDlgs; ///< by product; new versions' and patches' notes alike
+    QList<QPointer<QDialog>> m_dialogs; ///< all that may still live, also those that were replaced or are closing
     QMutex m_silentStateLock;
     QMap<QString, int> m_silentStates; ///< by software name
 

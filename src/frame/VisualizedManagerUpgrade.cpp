@@ -4,16 +4,22 @@
 #include "VisualizedManager.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/upgrade/UpgradeKeys.h"
+#include "upgrade/CheckUpdateDial.h"
+#include "upgrade/UpdateCurExplainDialog.h"
+#include "upgrade/UpdateExplainDial.h"
+#include "widgets/BringToFront.h"
+#include "widgets/CustomMessageBox.h"
+#include <QApplication>
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace {
 namespace key = tarn::upgrade::key;
 
 /// The record of a notes request; these are made for exactly one product, anything else is not handled.
-std::optional<QVariantMap> singleRecord(QEvent *e)
+std::optional<QVariantMap> singleRecord(const CUpgradeExplainEveData *data)
 {
-    const auto *data = request::withInput<CUpgradeExplainEveData>(e);
     const QList<QVariant> list = data ? data->inputArgs->GetValueList() : QList<QVariant>();
     return list.size() == 1 ? std::optional(list.constFirst().toMap()) : std::nullopt;
 }
@@ -41,26 +47,99 @@ void CVisualizedManager::showAutoCheckUpdateDialog(QEvent *e)
     QList<QVariant> list = data->inputArgs->GetValueList();
     VT_LOG(info) << QStringLiteral("需要展示的软件信息数量:") + QString::number(list.size());
     FilterVtSoftMgr(list);
+    if (list.isEmpty())
+        return;
+    const QMutexLocker locker(&m_autoUpdateLock);
+    std::optional<QPoint> place;
+    if (m_autoUpdateDlg) {
+        place = m_autoUpdateDlg->userPlace();
+        m_autoUpdateDlg->close();
+    }
+    m_autoUpdateDlg = new CCheckUpdateDial(data->inputArgs, nullptr);
+    if (place)
+        m_autoUpdateDlg->setUserPlace(*place);
+    keepTrack(m_autoUpdateDlg);
+    front::bringToFront(m_autoUpdateDlg);
+    connect(m_autoUpdateDlg, &CCheckUpdateDial::ShowExplain, this, &CVisualizedManager::onShowExplain);
+}
+
+void CVisualizedManager::CloseAutoUpdateDialog()
+{
+    m_autoUpdateDlg.clear();
+}
+
+void CVisualizedManager::RemoveUpdExpDlg(const QString &softName)
+{
+    m_explainDlgs.remove(softName);
+}
+
+void CVisualizedManager::closeExplainDlg(const QString &softName)
+{
+    const QPointer<CUpdateExplainDial> dialog = m_explainDlgs.take(softName);
+    if (!dialog)
+        return;
+    dialog->SetTipFlag(false);
+    dialog->close();
+}
+
+template <class Dialog>
+void CVisualizedManager::openExplainDlg(const QString &softName,
+                                        const QSharedPointer<IUpgaredSoftInfoService_InputParam> &input)
+{
+    auto *dialog = new Dialog(input, nullptr);
+    dialog->InitDialog();
+    m_explainDlgs.insert(softName, dialog);
+    keepTrack(dialog);
+    front::bringToFront(dialog);
+}
+
+void CVisualizedManager::keepTrack(QDialog *dialog)
+{
+    m_dialogs.removeAll(QPointer<QDialog>());
+    m_dialogs << dialog;
+}
+
+// Not closed, which would ask questions, and not left to an event loop that may not run again.
+void CVisualizedManager::deleteDialogs()
+{
+    const auto dialogs = std::exchange(m_dialogs, {});
+    for (const QPointer<QDialog> &dialog : dialogs)
+        delete dialog;
+    const QWidgetList windows = QApplication::topLevelWidgets(); // a notice stands alone, without a parent
+    for (QWidget *window : windows) {
+        if (auto *box = qobject_cast<CustomMessageBox *>(window))
+            box->reject();
+    }
 }
 
 void CVisualizedManager::showUpgradeExplainDialog(QEvent *e)
 {
-    const std::optional<QVariantMap> record = singleRecord(e);
+    const auto *data = request::withInput<CUpgradeExplainEveData>(e);
+    const std::optional<QVariantMap> record = singleRecord(data);
     if (!record)
         return;
-    VT_LOG(info) << QStringLiteral("开始展示的软件更新信息提示框") + record->value(key::SoftwareName).toString();
-    if (!hasNews(*record))
+    const QString softName = record->value(key::SoftwareName).toString();
+    VT_LOG(info) << QStringLiteral("开始展示的软件更新信息提示框") + softName;
+    closeExplainDlg(softName);
+    if (hasNews(*record))
+        openExplainDlg<CUpdateExplainDial>(softName, data->inputArgs);
+    else
         VT_LOG(critical) << QStringLiteral("软件更新提示框异常退出：数据为空");
 }
 
 void CVisualizedManager::showUpgradeCurExplainDialog(QEvent *e)
 {
-    const std::optional<QVariantMap> record = singleRecord(e);
+    const auto *data = request::withInput<CUpgradeExplainEveData>(e);
+    const std::optional<QVariantMap> record = singleRecord(data);
     if (!record)
         return;
-    VT_LOG(info) << QStringLiteral("开始展现软件旧版本补丁更新说明窗口") + record->value(key::SoftwareName).toString();
+    const QString softName = record->value(key::SoftwareName).toString();
+    VT_LOG(info) << QStringLiteral("开始展现软件旧版本补丁更新说明窗口") + softName;
+    closeExplainDlg(softName);
     if (record->value(key::OldPatch).toMap().isEmpty())
         VT_LOG(critical) << QStringLiteral("软件旧版本补丁更新提示框异常退出：数据为空");
+    else
+        openExplainDlg<CUpdateCurExplainDialog>(softName, data->inputArgs);
 }
 
 void CVisualizedManager::showUpgradeDownloadDialog(QEvent *e)

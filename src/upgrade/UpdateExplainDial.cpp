@@ -12,6 +12,7 @@
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
+#include "widgets/Toolkit.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QLabel>
@@ -106,6 +107,7 @@ void CUpdateExplainDial::InitDialog()
     auto *whole = new QVBoxLayout(this);
     whole->setContentsMargins(0, 0, 0, 0);
     whole->addWidget(body);
+    ServiceVisualized::CToolkit::SetDlgToScreenCenter(this);
     new TypingGuard(this);
 }
 

@@ -1,0 +1,189 @@
+#include "gallery/Gallery.h"
+#include "tarn/core/BagArgs.h"
+#include "tarn/upgrade/IUpgradeServiceArgs.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include "upgrade/CheckUpdateDial.h"
+#include "upgrade/UpdateCurExplainDialog.h"
+#include "upgrade/UpdateExplainDial.h"
+#include "widgets/QuestionMessageBox.h"
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTabWidget>
+#include <QTextBrowser>
+
+using namespace tarn::upgrade;
+
+namespace {
+
+QString sampleFile(const QString &name)
+{
+    return QStringLiteral(GALLERY_SAMPLE "/catalogue/") + name;
+}
+
+QVariantMap section(const QString &name, const QString &version, const QString &installed, const QString &date,
+                    const QString &notes = {})
+{
+    return {{key::SoftwareName, name},        {key::NewVersion, version},
+            {key::CurrentVersion, installed}, {key::InstalledVersion, installed},
+            {key::ReleaseDate, date},         {key::NotesFile, notes.isEmpty() ? notes : sampleFile(notes)}};
+}
+
+QVariantMap product(const QString &name, const QString &slug)
+{
+    return {{key::SoftwareName, name},
+            {key::ExePath, QStringLiteral(GALLERY_SAMPLE "/apps/%1/%1.sh").arg(slug)},
+            {key::IconPath, sampleFile(QStringLiteral("icons/%1.svg").arg(slug))}};
+}
+
+QVariantMap released(const QString &name, const QString &slug, const QString &version, const QString &date)
+{
+    QVariantMap record = product(name, slug);
+    record.insert(key::Software, section(name, version, QStringLiteral("1.0.0"), date));
+    return record;
+}
+
+QVariantMap drawing()
+{
+    QVariantMap record = product(QStringLiteral("云杉绘图"), QStringLiteral("spruce"));
+    record.insert(key::Software,
+                  section(QStringLiteral("云杉绘图"), QStringLiteral("5.2.0"), QStringLiteral("5.1.0"),
+                          QStringLiteral("2026-10-28 09:30:00"), QStringLiteral("notes/spruce-5.2.0.html")));
+    record.insert(key::OldPatch,
+                  section(QStringLiteral("云杉绘图"), QStringLiteral("5.1.0.3"), QStringLiteral("5.1.0"),
+                          QStringLiteral("2026-09-12 14:00:00"), QStringLiteral("notes/spruce-5.1.0.3.html")));
+    return record;
+}
+
+// A patch and two plug-ins.
+QVariantMap typesetting()
+{
+    QVariantMap record = product(QStringLiteral("青石排版"), QStringLiteral("bluestone"));
+    record.insert(key::Patch,
+                  section(QStringLiteral("青石排版"), QStringLiteral("3.1.0.2"), QStringLiteral("3.1.0"),
+                          QStringLiteral("2026-10-15 16:20:00"), QStringLiteral("notes/bluestone-3.1.0.2.html")));
+    record.insert(key::Plugins, QVariantList{section(QStringLiteral("公式助手"), QStringLiteral("1.3.0"),
+                                                     QStringLiteral("1.2.0"), QStringLiteral("2026-10-10 11:00:00"),
+                                                     QStringLiteral("notes/formula-1.3.0.html")),
+                                             section(QStringLiteral("参考文献"), QStringLiteral("2.1.0"),
+                                                     QStringLiteral("2.0.1"), QStringLiteral("2026-10-20 08:45:00"))});
+    return record;
+}
+
+QVariantMap surveying()
+{
+    QVariantMap record = product(QStringLiteral("流沙测绘"), QStringLiteral("quicksand"));
+    record.insert(key::Patch, section(QStringLiteral("流沙测绘"), QStringLiteral("7.3.0.2"), QStringLiteral("7.3.0.1"),
+                                      QStringLiteral("2026-10-05 17:30:00")));
+    return record;
+}
+
+QVariantMap longName()
+{
+    return released(QStringLiteral("面向多学科协同设计的结构与流体联合分析平台（教学版）"), QStringLiteral("jointlab"),
+                    QStringLiteral("2026.2.0.11871-preview+build.20261028"), QStringLiteral("2026-11-01 09:00:00"));
+}
+
+QSharedPointer<IUpgaredSoftInfoService_InputParam> request(const QVariantList &records)
+{
+    auto input = QSharedPointer<tarn::core::InputListArgs<IUpgaredSoftInfoService_InputParam>>::create();
+    input->SetValueList(records);
+    return input;
+}
+
+QVariantList twelve()
+{
+    QVariantList records{drawing(), typesetting(), longName(), surveying()};
+    for (const QString &slug : {QStringLiteral("farsail"), QStringLiteral("whitedew"), QStringLiteral("pinenote"),
+                                QStringLiteral("morningstar"), QStringLiteral("peony"), QStringLiteral("goosegate"),
+                                QStringLiteral("homebound"), QStringLiteral("leafview")})
+        records << released(slug, slug, QStringLiteral("2.0.%1").arg(records.size()),
+                            QStringLiteral("2026-07-%1 10:00:00").arg(records.size() + 10));
+    return records;
+}
+
+QTabWidget *tabsOf(QWidget *dialog)
+{
+    return dialog->findChild<QTabWidget *>();
+}
+
+QTextBrowser *browserOf(QTabWidget *tabs)
+{
+    return tabs->currentWidget()->findChild<QTextBrowser *>();
+}
+
+// The notes are read on another thread once they are seen, so the window is shown out of sight until they are there.
+template <class Dialog>
+QWidget *notes(const QVariantMap &record, int tab = 0)
+{
+    auto *dialog = new Dialog(request({record}));
+    dialog->InitDialog();
+    QTabWidget *tabs = tabsOf(dialog);
+    tabs->setCurrentIndex(tab);
+    dialog->setAttribute(Qt::WA_DontShowOnScreen);
+    dialog->show();
+    const QTextBrowser *browser = browserOf(tabs);
+    QElapsedTimer timer;
+    timer.start();
+    while (browser->document()->isEmpty() && timer.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
+    dialog->hide();
+    dialog->setAttribute(Qt::WA_DontShowOnScreen, false);
+    return dialog;
+}
+
+} // namespace
+
+GALLERY_SCENE(upgrade, Prompt01, "The check-update prompt with one product")
+{
+    return new CCheckUpdateDial(request({drawing()}));
+}
+
+GALLERY_SCENE(upgrade, Prompt03, "Three products: a new version, a patch with plug-ins, a name that is too long")
+{
+    return new CCheckUpdateDial(request({drawing(), typesetting(), longName()}));
+}
+
+GALLERY_SCENE(upgrade, Prompt12, "Twelve products, the newest first; the list scrolls")
+{
+    return new CCheckUpdateDial(request(twelve()));
+}
+
+GALLERY_SCENE(upgrade, Notes, "The update notes of a new version")
+{
+    return notes<CUpdateExplainDial>(drawing());
+}
+
+GALLERY_SCENE(upgrade, NotesTabs, "Notes of a patch (read from a GBK file) and two plug-ins")
+{
+    return notes<CUpdateExplainDial>(typesetting());
+}
+
+GALLERY_SCENE(upgrade, NotesMissing, "A plug-in without a notes file")
+{
+    return notes<CUpdateExplainDial>(typesetting(), 2);
+}
+
+GALLERY_SCENE(upgrade, NotesLongNames, "Tabs and header with names that are too long")
+{
+    QVariantMap record = longName();
+    QVariantList plugins;
+    for (int i = 1; i <= 6; ++i)
+        plugins << section(QStringLiteral("第%1号结构与流体联合分析插件").arg(i), QStringLiteral("1.%1").arg(i),
+                           QStringLiteral("1.0"), QStringLiteral("2026-07-01 09:00:00"));
+    record.insert(key::Plugins, plugins);
+    return notes<CUpdateExplainDial>(record);
+}
+
+GALLERY_SCENE(upgrade, NotesPatch, "The notes of a patch for the installed version")
+{
+    return notes<CUpdateCurExplainDialog>(drawing());
+}
+
+GALLERY_SCENE(upgrade, Question, "What closing the notes asks when the installed version has a patch")
+{
+    auto *box = new QuestionMessageBox(
+        QStringLiteral("提示"),
+        QStringLiteral("您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？"), nullptr);
+    box->SetButtonText(QStringLiteral("是"), QStringLiteral("否"));
+    return box;
+}
