@@ -58,6 +58,10 @@ inline QString messageService()
 {
     return QStringLiteral("the message service");
 }
+inline QString upgradeService()
+{
+    return QStringLiteral("the upgrade service");
+}
 
 /// Says on the standard error output what stands in the way of a call, and what to start.
 /// @param object whom the call went to, one of the names above
@@ -71,5 +75,6 @@ bool readArgument(const QString &argument, QByteArray *text, QString *error);
 int runCall(const QStringList &arguments);
 int runMessage(const QStringList &arguments);
 int runStatus(const QStringList &arguments);
+int runUpgrade(const QStringList &arguments);
 
 } // namespace tarn::cli

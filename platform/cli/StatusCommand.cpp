@@ -3,6 +3,7 @@
 #include "tarn/link/HubPort.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
+#include "tarn/link/UpgradeWire.h"
 #include "tarn/message/MessageKeys.h"
 #include "tarn/visualized/IVisualizedService.h"
 
@@ -64,6 +65,7 @@ int runStatus(const QStringList &arguments)
     bool all = hubAnswers;
     for (const Question &question :
          {Question{QStringLiteral("message service"), link::wire::MessageTag, link::wire::method::UnreadCount},
+          Question{QStringLiteral("upgrade service"), link::wire::UpgradeTag, link::wire::method::UpgradeStatus},
           Question{QStringLiteral("visualized service"), visualized::DefaultTag,
                    QStringLiteral("getVisualizedOperateManager")}})
         all = ask(connection, question) && all;

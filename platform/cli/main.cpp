@@ -11,10 +11,11 @@ int runHelp(const QStringList &arguments)
     CommandLine line({}, QStringLiteral("Drives the platform from the command line.\n\nCommands:\n"
                                         "  status    tells whether hub and services answer\n"
                                         "  call      calls an operation of the visualized service\n"
-                                        "  message   pushes, lists and imports messages\n\n"
+                                        "  message   pushes, lists and imports messages\n"
+                                        "  upgrade   looks for updates, shows notes, tasks and ignored updates\n\n"
                                         "\"tarnctl COMMAND --help\" tells more."));
     line.addOption(version, QStringLiteral("Shows the version."));
-    line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("status, call or message"));
+    line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("status, call, message or upgrade"));
     if (arguments == QStringList{QStringLiteral("--version")}) {
         print(QStringLiteral("tarnctl " TARN_VERSION));
         return status::Ok;
@@ -38,5 +39,7 @@ int main(int argc, char *argv[])
         return runCall(arguments.mid(1));
     if (command == QLatin1String("message"))
         return runMessage(arguments.mid(1));
+    if (command == QLatin1String("upgrade"))
+        return runUpgrade(arguments.mid(1));
     return runHelp(arguments);
 }

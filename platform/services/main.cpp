@@ -2,6 +2,7 @@
 #include "Log.h"
 #include "MessageService.h"
 #include "ServiceRunner.h"
+#include "UpgradeService.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
@@ -58,6 +59,12 @@ private:
             return m_userInterface.call(visualized::DefaultTag, QStringLiteral("ShowNotifyMessage"), bag, ShowTimeout);
         };
         m_runner.addService(link::wire::MessageTag, QSharedPointer<MessageService>::create(m_directory, present));
+        const auto show = [this](const QString &operation, const rpc::Bag &bag) {
+            return m_userInterface.call(visualized::DefaultTag, operation, bag, ShowTimeout);
+        };
+        m_runner.addService(link::wire::UpgradeTag,
+                            QSharedPointer<UpgradeService>::create(
+                                m_directory, UpgradePaths::ofProgram(QCoreApplication::applicationDirPath()), show));
         m_runner.start();
     }
 
@@ -94,7 +101,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("tarn-services"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARN_VERSION));
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("The platform's background services: messages."));
+    parser.setApplicationDescription(QStringLiteral("The platform's background services: messages and upgrades."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.process(app);

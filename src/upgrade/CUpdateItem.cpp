@@ -71,7 +71,8 @@ void CUpdateItem::SetContainPlus(bool containPlus)
 QString CUpdateItem::sheet()
 {
     return QStringLiteral("#productName{color:#444545;} #updateTips{color:red;}") +
-           look::whiteButton(QStringLiteral("CUpdateItem CCustomBtn"));
+           look::whiteButton(QStringLiteral("CUpdateItem CCustomBtn")) +
+           QStringLiteral("CUpdateItem CCustomBtn{padding:0px;}"); // four characters just fit
 }
 
 void CUpdateItem::OnUpdateExplainClicked()

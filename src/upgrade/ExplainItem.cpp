@@ -9,7 +9,8 @@
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int Margin = 16;
-constexpr int TextPadding = 10; // at the top and left of the notes
+constexpr int InstalledWidth = 240; // what a long name leaves to the installed version
+constexpr int TextPadding = 10;     // at the top and left of the notes
 } // namespace
 
 CExplainItem::CExplainItem(const struUpgradeInfo &info, QWidget *parent)
@@ -44,17 +45,19 @@ void CExplainItem::startLoading()
     if (m_started)
         return;
     m_started = true;
-    connect(&m_loading, &QFutureWatcherBase::finished, this, &CExplainItem::onNotesLoaded);
-    m_loading.setFuture(QtConcurrent::run(notes::load, m_info.notesFile, m_browser->font()));
+    m_loading = new QFutureWatcher<std::shared_ptr<QTextDocument>>(this);
+    connect(m_loading, &QFutureWatcherBase::finished, this, &CExplainItem::onNotesLoaded);
+    m_loading->setFuture(QtConcurrent::run(notes::load, m_info.notesFile, m_browser->font()));
 }
 
 void CExplainItem::onNotesLoaded()
 {
-    if (const std::shared_ptr<QTextDocument> document = m_loading.result())
+    if (const std::shared_ptr<QTextDocument> document = m_loading->result())
         m_browser->setNotes(document);
     else
         m_browser->setPlainText(QStringLiteral("暂无更多信息。"));
-    m_loading.setFuture({}); // the watcher would keep the document for as long as the tab lives
+    m_loading->deleteLater(); // it would keep the document for as long as the tab lives
+    m_loading = nullptr;
 }
 
 void CExplainItem::InitUi()
@@ -83,6 +86,7 @@ QWidget *CExplainItem::headerLine()
     installed->setObjectName(QStringLiteral("installedVersion"));
     installed->setFont(look::yaHei(12, QFont::Normal, this));
     installed->setFullText(QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion));
+    installed->setMinimumWidth(qMin(installed->sizeHint().width(), look::scaled(InstalledWidth, this)));
     auto *row = new QHBoxLayout(line);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(look::scaled(4, this));

@@ -42,6 +42,6 @@ private:
 
     const struUpgradeInfo m_info;
     NotesBrowser *m_browser = nullptr;
-    QFutureWatcher<std::shared_ptr<QTextDocument>> m_loading;
+    QFutureWatcher<std::shared_ptr<QTextDocument>> *m_loading = nullptr; ///< while the notes are being read
     bool m_started = false;
 };

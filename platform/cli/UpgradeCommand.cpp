@@ -1,0 +1,228 @@
+#include "Command.h"
+#include "JsonBag.h"
+#include "MessageText.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/ServiceConnection.h"
+#include "tarn/link/UpgradeWire.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace tarn::cli {
+
+using namespace upgrade;
+namespace wire = link::wire;
+
+namespace {
+
+const QString JsonOption = QStringLiteral("json");
+
+QString text(const QVariantMap &map, const QString &key)
+{
+    return printable(map.value(key).toString());
+}
+
+// Prints nothing when the call went well.
+int judge(const rpc::CallResult &result)
+{
+    if (!result.arrived())
+        return explainFailure(result, upgradeService());
+    if (result.accepted)
+        return status::Ok;
+    complain(
+        QStringLiteral("refused with code %1: %2").arg(QString::number(result.retCode), printable(result.errorText)));
+    return status::Refused;
+}
+
+void printShown(const QVariantMap &answer)
+{
+    print(answer.value(wire::Shown).toBool() ? QStringLiteral("shown: yes")
+                                             : QStringLiteral("shown: no, %1").arg(text(answer, wire::ShowError)));
+}
+
+QString sectionLine(const QString &kind, const QVariantMap &section)
+{
+    return QStringLiteral("  %1 %2: %3 -> %4")
+        .arg(kind, text(section, key::SoftwareName), text(section, key::CurrentVersion),
+             text(section, key::NewVersion));
+}
+
+void printRecord(const QVariantMap &record)
+{
+    print(text(record, key::SoftwareName));
+    for (const QString &kind : {key::Software, key::Patch, key::OldPatch}) {
+        const QVariantMap section = record.value(kind).toMap();
+        if (!section.isEmpty())
+            print(sectionLine(kind, section));
+    }
+    const QVariantList plugins = record.value(key::Plugins).toList();
+    for (const QVariant &plugin : plugins)
+        print(sectionLine(key::Plugins, plugin.toMap()));
+}
+
+int runCheck(const QStringList &arguments)
+{
+    const QString list = QStringLiteral("list");
+    CommandLine line({QStringLiteral("upgrade"), QStringLiteral("check")},
+                     QStringLiteral("Compares the catalogue with what is installed and has the visualized service "
+                                    "prompt for what is new.\nExit code 0 once it was compared, also when nothing is "
+                                    "new or nobody is there to show it."));
+    line.addOption(list, QStringLiteral("Prints what is new instead of showing it."));
+    line.addOption(JsonOption, QStringLiteral("Prints the update records as a JSON array, and shows nothing."));
+    if (const auto done = line.parse(arguments, 0, 0))
+        return *done;
+    const bool show = !line.isSet(list) && !line.isSet(JsonOption);
+    link::ServiceConnection connection;
+    const auto result = connection.call(wire::UpgradeTag, wire::method::AnnounceUpdates, {{{wire::Show, show}}, {}});
+    const int code = judge(result);
+    if (code != status::Ok)
+        return code;
+    if (line.isSet(JsonOption)) {
+        printRaw(QJsonDocument(toJson(QVariant(result.output.list)).toArray()).toJson(QJsonDocument::Compact));
+        return code;
+    }
+    const int offered = result.output.values.value(wire::Offered).toInt();
+    print(offered == 0 ? QStringLiteral("nothing is new")
+                       : QStringLiteral("products with something new: %1").arg(offered));
+    if (show && offered > 0)
+        printShown(result.output.values);
+    if (!show) {
+        for (const QVariant &record : result.output.list)
+            printRecord(record.toMap());
+    }
+    return code;
+}
+
+int runNotes(const QStringList &arguments)
+{
+    CommandLine line({QStringLiteral("upgrade"), QStringLiteral("notes")},
+                     QStringLiteral("Has the update notes of a product shown, also of an update that is ignored."));
+    line.addArgument(QStringLiteral("PRODUCT"), QStringLiteral("Name of the product."));
+    if (const auto done = line.parse(arguments, 1, 1))
+        return *done;
+    link::ServiceConnection connection;
+    const auto result = connection.call(wire::UpgradeTag, wire::method::ShowNotes,
+                                        {{{key::SoftwareName, line.arguments().constFirst()}}, {}});
+    const int code = judge(result);
+    if (code == status::Ok)
+        printShown(result.output.values);
+    return code;
+}
+
+QString stateName(int state)
+{
+    switch (state) {
+    case state::Downloading:
+        return QStringLiteral("downloading");
+    case state::Downloaded:
+        return QStringLiteral("downloaded");
+    case state::Installing:
+        return QStringLiteral("installing");
+    case state::Cancelled:
+        return QStringLiteral("cancelled");
+    case state::DownloadFailed:
+        return QStringLiteral("download failed");
+    case state::InstallFailed:
+        return QStringLiteral("installation failed or cancelled");
+    case state::Installed:
+        return QStringLiteral("installed");
+    default:
+        return QStringLiteral("state %1").arg(state);
+    }
+}
+
+void printIgnores(const QVariantList &ignores)
+{
+    print(QStringLiteral("ignored: %1").arg(ignores.size()));
+    for (const QVariant &entry : ignores) {
+        const QVariantMap map = entry.toMap();
+        const QString item = text(map, wire::ignored::Item);
+        print(QStringLiteral("  %1: %2 %3 %4")
+                  .arg(text(map, wire::ignored::Product), text(map, wire::ignored::Kind),
+                       item.isEmpty() ? item : item + QLatin1Char(' '), text(map, wire::ignored::Version)));
+    }
+}
+
+void printTasks(const QVariantList &tasks)
+{
+    print(QStringLiteral("tasks: %1").arg(tasks.size()));
+    for (const QVariant &entry : tasks) {
+        const QVariantMap task = entry.toMap();
+        const QVariantMap item = task.value(key::WorkingItem).toMap();
+        QString line =
+            QStringLiteral("  %1: %2, %3 %4, %5 of %6 bytes")
+                .arg(text(task, key::SoftName), stateName(task.value(key::Status).toInt()), text(item, key::UpdateName),
+                     text(item, key::UpdateVersion), text(item, key::CurrentSize), text(item, key::TotalSize));
+        const QString error = text(task, key::ErrMsg);
+        print(error.isEmpty() ? line : line + QStringLiteral(", ") + error);
+    }
+}
+
+int runUpgradeStatus(const QStringList &arguments)
+{
+    CommandLine line({QStringLiteral("upgrade"), QStringLiteral("status")},
+                     QStringLiteral("Tells which updates are ignored and which tasks there are."));
+    line.addOption(JsonOption, QStringLiteral("Prints a JSON object."));
+    if (const auto done = line.parse(arguments, 0, 0))
+        return *done;
+    link::ServiceConnection connection;
+    const auto result = connection.call(wire::UpgradeTag, wire::method::UpgradeStatus, {});
+    const int code = judge(result);
+    if (code != status::Ok)
+        return code;
+    const QVariantMap &values = result.output.values;
+    if (line.isSet(JsonOption)) {
+        printRaw(compact(toJson(values)));
+        return code;
+    }
+    printIgnores(values.value(wire::Ignores).toList());
+    printTasks(values.value(wire::Tasks).toList());
+    return code;
+}
+
+int runForget(const QStringList &arguments)
+{
+    CommandLine line({QStringLiteral("upgrade"), QStringLiteral("forget")},
+                     QStringLiteral("Forgets what is ignored, so that the next check offers it again."));
+    line.addArgument(QStringLiteral("PRODUCT"), QStringLiteral("Name of the product; all without it."),
+                     QStringLiteral("[PRODUCT]"));
+    if (const auto done = line.parse(arguments, 0, 1))
+        return *done;
+    link::ServiceConnection connection;
+    const auto result = connection.call(wire::UpgradeTag, wire::method::ForgetIgnores,
+                                        {{{key::SoftwareName, line.arguments().value(0)}}, {}});
+    const int code = judge(result);
+    if (code == status::Ok)
+        print(QStringLiteral("forgotten: %1").arg(result.output.values.value(wire::Removed).toInt()));
+    return code;
+}
+
+} // namespace
+
+int runUpgrade(const QStringList &arguments)
+{
+    const QString command = arguments.value(0);
+    const QStringList rest = arguments.mid(1);
+    if (command == QLatin1String("check"))
+        return runCheck(rest);
+    if (command == QLatin1String("notes"))
+        return runNotes(rest);
+    if (command == QLatin1String("status"))
+        return runUpgradeStatus(rest);
+    if (command == QLatin1String("forget"))
+        return runForget(rest);
+
+    CommandLine line({QStringLiteral("upgrade")}, QStringLiteral("Drives the upgrade service.\n\nCommands:\n"
+                                                                 "  check    looks for updates and shows the prompt\n"
+                                                                 "  notes    shows the update notes of a product\n"
+                                                                 "  status   lists ignored updates and tasks\n"
+                                                                 "  forget   offers ignored updates again\n\n"
+                                                                 "\"tarnctl upgrade COMMAND --help\" tells more."));
+    line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("check, notes, status or forget"));
+    if (const auto done = line.parse(arguments, 1, 1000))
+        return *done;
+    complain(QStringLiteral("unknown command \"%1\" (see \"tarnctl upgrade --help\")").arg(command));
+    return status::WrongUsage;
+}
+
+} // namespace tarn::cli
