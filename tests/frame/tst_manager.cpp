@@ -268,7 +268,12 @@ void TestManager::updateRequestsLog_data()
     const QVariantMap old{{"软件名称", "产品"}, {"旧版本补丁包", QVariantMap{{"升级版本", "2"}}}};
     const QString begin = "开始展示的软件更新信息提示框产品";
     const QString curBegin = "开始展现软件旧版本补丁更新说明窗口产品";
-    QTest::newRow("check") << 1955 << QVariantList{empty, news} << QStringList("需要展示的软件信息数量:2");
+    QTest::newRow("check") << 1955 << QVariantList{empty, news}
+                           << QStringList{"需要展示的软件信息数量:2", "正在展示的需要更新软件信息数量:2",
+                                          "自动检测升级显示软件:产品", "自动检测升级显示软件:产品"};
+    const QVariantMap assistant{{"软件名称", "岚川软件助手"}};
+    QTest::newRow("check of the assistant")
+        << 1955 << QVariantList{assistant} << QStringList("需要展示的软件信息数量:1");
     QTest::newRow("notes") << 1954 << QVariantList{news} << QStringList(begin);
     QTest::newRow("notes of nothing") << 1954 << QVariantList{old}
                                       << QStringList{begin, "软件更新提示框异常退出：数据为空"};
