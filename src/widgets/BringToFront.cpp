@@ -5,17 +5,26 @@
 
 namespace front {
 
+namespace {
+// The X plug-in drops the window's role when the flags of a created window change.
+void setOnTop(QWidget *window, bool onTop)
+{
+    window->windowHandle()->setFlag(Qt::WindowStaysOnTopHint, onTop);
+    window->setWindowRole(window->windowRole());
+}
+} // namespace
+
 void showOnTopOnce(QWidget *widget)
 {
     // On the created QWindow: through QWidget::setWindowFlag() every step would make a new X window and polish the
     // style sheets again.
     const QPointer<QWidget> window(widget);
     window->winId();
-    window->windowHandle()->setFlag(Qt::WindowStaysOnTopHint, true);
+    setOnTop(window, true);
     window->show();
     if (!window || !window->windowHandle())
         return;
-    window->windowHandle()->setFlag(Qt::WindowStaysOnTopHint, false);
+    setOnTop(window, false);
     window->show();
 }
 

@@ -211,7 +211,7 @@ QStringList Session::openedLinks() const
 }
 
 // The hub first, so that it does not bring the services back.
-void Session::endAll() const
+void Session::endAll()
 {
     const QStringList programs = {QStringLiteral("visualized-host"), QStringLiteral("ServiceHub"),
                                   QStringLiteral("tarn-services"), QStringLiteral("tarnctl")};
@@ -223,6 +223,7 @@ void Session::endAll() const
                                [this](const QString &p) { return pids(p).isEmpty(); });
         });
         if (gone)
-            return;
+            break;
     }
+    m_host.waitForFinished();
 }

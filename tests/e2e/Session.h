@@ -55,7 +55,7 @@ public:
 private:
     void copyPrograms() const;
     void installOpener();
-    void endAll() const;
+    void endAll();
 
     QTemporaryDir m_folder;
     QProcessEnvironment m_environment;

@@ -30,7 +30,7 @@ QJsonObject message(const Session &session, const QString &id)
 QVector<int> receipts(const Session &session, const QString &id)
 {
     QVector<int> kinds;
-    for (const QJsonValue &receipt : message(session, id).value(QStringLiteral("Receipts")).toArray())
+    for (const QJsonValue &receipt : message(session, id).value(QStringLiteral("receipts")).toArray())
         kinds.append(receipt.toObject().value(QStringLiteral("MessageReceipt")).toInt());
     return kinds;
 }

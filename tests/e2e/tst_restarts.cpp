@@ -16,7 +16,8 @@ constexpr int BackMs = 5000;
 
 QStringList sockets(const Session &session)
 {
-    return QDir(session.runtimeDir() + QStringLiteral("/tarn")).entryList(QDir::System | QDir::Files);
+    return QDir(session.runtimeDir() + QStringLiteral("/tarn"))
+        .entryList({QStringLiteral("*.sock")}, QDir::System | QDir::Files);
 }
 
 } // namespace
