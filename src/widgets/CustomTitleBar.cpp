@@ -129,6 +129,7 @@ void CustomTitleBar::mousePressEvent(QMouseEvent *event)
     if (event->button() != Qt::LeftButton)
         return QWidget::mousePressEvent(event);
     m_pressed = true;
+    m_pressInWindow = event->windowPos().toPoint();
     event->accept(); // a window that is also dragged by its body must not see it twice
     emit CustomTitleBarPressed(event->globalX(), event->globalY());
 }

@@ -38,6 +38,10 @@ public:
     /// Space between the parts; 8 by default.
     void SetCtrlElpase(const int &space);
 
+    bool isPressed() const { return m_pressed; }
+    /// Where in the window the press was that is held.
+    QPoint pressInWindow() const { return m_pressInWindow; }
+
 signals:
     void CustomTitleBarClose();
     void CustomTitleBarMinum();
@@ -63,5 +67,6 @@ private:
     QHBoxLayout *m_layout = nullptr;
     QLabel *m_logo = nullptr;
     ElideLabel *m_title = nullptr;
+    QPoint m_pressInWindow;
     bool m_pressed = false;
 };

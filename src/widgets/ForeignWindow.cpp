@@ -10,6 +10,7 @@ namespace {
 Display *s_display = nullptr; // the connection whose errors are ours
 bool s_failed = false;
 XErrorHandler s_previous = nullptr;
+XIOErrorHandler s_previousLoss = nullptr;
 
 int takeError(Display *display, XErrorEvent *event)
 {
@@ -20,10 +21,20 @@ int takeError(Display *display, XErrorEvent *event)
     return s_previous ? s_previous(display, event) : 0;
 }
 
-// The default would end the process when the server goes away during a call.
+// The server has gone. Xlib's own handler ends the process here; returning is allowed since the display has an exit
+// handler of its own, and all further calls on it fail.
+int takeLoss(Display *display)
+{
+    if (display == s_display) {
+        s_failed = true;
+        return 0;
+    }
+    return s_previousLoss ? s_previousLoss(display) : 0;
+}
+
 void stayAlive(Display *, void *) {}
 
-// A display connection with our error handler in force for as long as it lives.
+// A display connection with our error handlers in force for as long as it lives.
 class Connection final
 {
 public:
@@ -36,16 +47,19 @@ public:
         s_display = m_display;
         s_failed = false;
         s_previous = XSetErrorHandler(takeError);
+        s_previousLoss = XSetIOErrorHandler(takeLoss);
     }
     ~Connection()
     {
         if (!m_display)
             return;
         XSync(m_display, False); // errors come late: collect them before the handler goes
-        XSetErrorHandler(s_previous);
         XCloseDisplay(m_display);
+        XSetErrorHandler(s_previous);
+        XSetIOErrorHandler(s_previousLoss);
         s_display = nullptr;
         s_previous = nullptr;
+        s_previousLoss = nullptr;
     }
     Q_DISABLE_COPY(Connection)
 

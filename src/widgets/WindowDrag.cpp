@@ -1,11 +1,15 @@
 #include "widgets/WindowDrag.h"
+#include "widgets/CustomTitleBar.h"
 #include <QMouseEvent>
 
 void WindowDrag::press(const QPoint &global)
 {
     if (!m_window)
         return;
-    m_offset = global - m_window->pos();
+    // The event knows better than the window where the cursor is in it: a window manager that frames and then moves a
+    // new window can leave Qt with the position from in between.
+    const auto *bar = m_window->findChild<CustomTitleBar *>();
+    m_offset = bar && bar->isPressed() ? bar->pressInWindow() : global - m_window->pos();
     m_active = true;
 }
 
@@ -21,7 +25,8 @@ bool WindowDrag::handle(QMouseEvent *event, Qt::MouseButtons buttons)
     case QEvent::MouseButtonPress:
         if (!(event->button() & buttons))
             return false;
-        press(event->globalPos());
+        m_offset = event->windowPos().toPoint();
+        m_active = true;
         return true;
     case QEvent::MouseMove:
         if (!m_active || event->buttons() == Qt::NoButton)

@@ -1,0 +1,369 @@
+#include "support/XClients.h"
+#include "support/XInput.h"
+#include "support/XReply.h"
+#include "widgets/BringToFront.h"
+#include "widgets/CustomLineEdit.h"
+#include "widgets/CustomMessageBox.h"
+#include "widgets/CustomTitleBar.h"
+#include "widgets/Look.h"
+#include "widgets/QuestionMessageBox.h"
+#include "widgets/TimingMessageBox.h"
+#include <QApplication>
+#include <QClipboard>
+#include <QLabel>
+#include <QMimeData>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+#include <QWindow>
+#include <xcb/xcb.h>
+
+namespace {
+
+constexpr uint32_t KeyReturn = 0xff0d;
+constexpr uint32_t KeyTab = 0xff09;
+constexpr uint32_t KeyEscape = 0xff1b;
+constexpr uint32_t KeySpace = 0x20;
+
+// A frameless window as all of ours are.
+class Plain : public QDialog
+{
+public:
+    explicit Plain(const QRect &where)
+    {
+        look::prepareWindow(this, QStringLiteral("窗口"));
+        setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
+        setGeometry(where);
+    }
+};
+
+// Properties of windows and of the root, as the window manager sees them.
+class Desktop final
+{
+public:
+    Desktop()
+        : m_connection(xcb_connect(nullptr, nullptr))
+        , m_root(xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root)
+    {
+    }
+    ~Desktop() { xcb_disconnect(m_connection); }
+    Q_DISABLE_COPY(Desktop)
+
+    // Whether one window, in its frame if it has one, is stacked over another.
+    bool isOver(const QWidget &upper, const QWidget &lower) const
+    {
+        const XReply<xcb_query_tree_reply_t> tree(queryTree(m_root));
+        const QVector<quint32> stack(xcb_query_tree_children(tree.get()),
+                                     xcb_query_tree_children(tree.get()) + tree->children_len);
+        const int lowerIndex = stack.indexOf(outermost(lower));
+        return lowerIndex >= 0 && stack.indexOf(outermost(upper)) > lowerIndex;
+    }
+    bool isAbove(quint32 window) const { return values(window, "_NET_WM_STATE").contains(atom("_NET_WM_STATE_ABOVE")); }
+
+private:
+    xcb_query_tree_reply_t *queryTree(quint32 window) const
+    {
+        return xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, window), nullptr);
+    }
+    quint32 outermost(const QWidget &window) const
+    {
+        quint32 id = quint32(window.windowHandle()->winId());
+        for (XReply<xcb_query_tree_reply_t> tree(queryTree(id)); tree && tree->parent != m_root;) {
+            id = tree->parent;
+            tree.reset(queryTree(id));
+        }
+        return id;
+    }
+    xcb_atom_t atom(const QByteArray &name) const
+    {
+        const XReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
+            m_connection, xcb_intern_atom(m_connection, 0, uint16_t(name.size()), name.constData()), nullptr));
+        return reply ? reply->atom : 0;
+    }
+    QVector<quint32> values(quint32 window, const QByteArray &property) const
+    {
+        const XReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+            m_connection, xcb_get_property(m_connection, 0, window, atom(property), XCB_ATOM_ANY, 0, 1024), nullptr));
+        QVector<quint32> result;
+        const auto *data = reply ? static_cast<const quint32 *>(xcb_get_property_value(reply.get())) : nullptr;
+        for (int i = 0; reply && i < xcb_get_property_value_length(reply.get()) / 4; i++)
+            result.append(data[i]);
+        return result;
+    }
+    xcb_connection_t *m_connection;
+    quint32 m_root;
+};
+
+quint32 idOf(const QWidget &window)
+{
+    return quint32(window.windowHandle()->winId()); // QWidget's own goes stale when flags change
+}
+
+// Until it is active: an activation on its way would come after whatever the test does next.
+void comeUp(QWidget *window)
+{
+    window->show();
+    window->raise();
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window));
+}
+
+// Where it really is: Qt can be left with a position from before the window manager framed the window.
+QRect placeOf(const QWidget &window)
+{
+    return xclients::byRole(window.windowRole()).geometry;
+}
+
+QPoint inRoot(const QWidget &window, const QWidget &child)
+{
+    return placeOf(window).topLeft() + child.mapTo(&window, child.rect().center());
+}
+
+// The steps on the widget, each of which makes a new X window; what front::bringToFront() must look like afterwards.
+void frontByWidget(QWidget *window)
+{
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    window->setWindowFlag(Qt::WindowStaysOnTopHint, true);
+    window->show();
+    window->setWindowFlag(Qt::WindowStaysOnTopHint, false);
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace
+
+class TestWindows : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void dragByTheTitleBar();
+    void frontAboveOthers();
+    void bothRoadsLookTheSame();
+    void frontAgain();
+    void typingElsewherePressesNothing();
+    void boxByKeyboard();
+    void boxesAreNotTheHostsLast();
+    void ownerDies();
+    void tallBox();
+    void shadowWithoutCompositor();
+    void middleButtonSelection();
+
+private:
+    XInput m_input;
+    Desktop m_desktop;
+};
+
+void TestWindows::init()
+{
+    QVERIFY(m_input.isValid());
+    m_input.move(1900, 1060); // the cursor marks nothing
+}
+
+void TestWindows::dragByTheTitleBar()
+{
+    CustomMessageBox box(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
+    box.show();
+    QVERIFY(QTest::qWaitForWindowActive(&box));
+    const auto *bar = box.findChild<CustomTitleBar *>();
+    const QPoint start = placeOf(box).topLeft();
+    const QPoint grip = inRoot(box, *bar);
+    m_input.move(grip.x(), grip.y());
+    m_input.press();
+    for (int step = 1; step <= 8; step++)
+        m_input.move(grip.x() + 20 * step, grip.y() - 9 * step);
+    QTRY_COMPARE(placeOf(box).topLeft(), start + QPoint(160, -72));
+    QTRY_COMPARE(box.pos(), start + QPoint(160, -72));
+    m_input.release();
+    m_input.move(grip.x(), grip.y());
+    QTRY_COMPARE(QCursor::pos(), grip);
+    QCOMPARE(placeOf(box).topLeft(), start + QPoint(160, -72)); // released: it stays
+
+    // A press on the close button closes, and drags nothing.
+    const QPoint corner = inRoot(box, *box.findChild<QPushButton *>(QStringLiteral("closeButton")));
+    m_input.click(corner.x(), corner.y());
+    QTRY_VERIFY(!box.isVisible());
+}
+
+void TestWindows::frontAboveOthers()
+{
+    Plain other(QRect(200, 200, 600, 400));
+    other.show();
+    QVERIFY(QTest::qWaitForWindowActive(&other));
+    auto *window = new Plain(QRect(300, 300, 300, 200));
+    const QPointer<QWidget> alive(window);
+    front::bringToFront(window);
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QTRY_VERIFY(m_desktop.isOver(*window, other));
+    QTRY_VERIFY(!m_desktop.isAbove(idOf(*window)));
+    // Not pinned: another one can come above it.
+    comeUp(&other);
+    QTRY_VERIFY(m_desktop.isOver(other, *window));
+    window->close();
+    QTRY_VERIFY(!alive);
+}
+
+void TestWindows::bothRoadsLookTheSame()
+{
+    Plain other(QRect(200, 200, 600, 400));
+    auto *byWidget = new Plain(QRect(300, 300, 300, 200));
+    auto *byWindow = new Plain(QRect(320, 320, 300, 200));
+    const QList<QPair<QWidget *, void (*)(QWidget *)>> roads = {{byWidget, frontByWidget},
+                                                                {byWindow, front::bringToFront}};
+    for (const auto &road : roads) {
+        comeUp(&other);
+        road.second(road.first);
+        QVERIFY(QTest::qWaitForWindowExposed(road.first));
+        QTRY_VERIFY(m_desktop.isOver(*road.first, other));
+        QTRY_VERIFY(!m_desktop.isAbove(idOf(*road.first)));
+    }
+    QCOMPARE(byWindow->windowFlags(), byWidget->windowFlags());
+    QCOMPARE(byWindow->windowHandle()->flags(), byWidget->windowHandle()->flags());
+    QCOMPARE(byWindow->geometry().size(), byWidget->geometry().size());
+    byWidget->close();
+    byWindow->close();
+}
+
+void TestWindows::frontAgain()
+{
+    Plain other(QRect(200, 200, 600, 400));
+    auto *window = new Plain(QRect(300, 300, 300, 200));
+    front::bringToFront(window);
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    const quint32 id = idOf(*window);
+    comeUp(&other);
+    QTRY_VERIFY(m_desktop.isOver(other, *window));
+    front::raiseOnce(window);
+    QTRY_VERIFY(m_desktop.isOver(*window, other));
+    QCOMPARE(idOf(*window), id); // the same X window
+    window->close();
+}
+
+void TestWindows::typingElsewherePressesNothing()
+{
+    auto *window = new Plain(QRect(300, 300, 300, 200));
+    auto *button = new QPushButton(QStringLiteral("立即升级"), window); // as Qt makes them: auto-default
+    QSignalSpy pressed(button, &QPushButton::clicked);
+    front::bringToFront(window);
+    QVERIFY(QTest::qWaitForWindowActive(window));
+    QSignalSpy focus(qApp, &QApplication::focusChanged);
+    m_input.key(KeySpace);
+    m_input.key('a');
+    m_input.key(KeyTab); // the last one, so the others have been handled when it has been
+    QTRY_COMPARE(QApplication::focusWidget(), button);
+    QCOMPARE(pressed.count(), 0);
+    m_input.key(KeySpace);
+    QTRY_COMPARE(pressed.count(), 1);
+    window->close();
+}
+
+void TestWindows::boxByKeyboard()
+{
+    QuestionMessageBox box(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), nullptr);
+    QSignalSpy finished(&box, &QDialog::finished);
+    box.show();
+    QVERIFY(QTest::qWaitForWindowActive(&box));
+    m_input.key(KeyReturn);
+    m_input.key(KeySpace);
+    m_input.key(KeyTab);
+    QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("okButton")));
+    QCOMPARE(finished.count(), 0);
+    m_input.key(KeyTab);
+    QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("cancelButton")));
+    m_input.key(KeyReturn);
+    QTRY_COMPARE(finished.count(), 1);
+    QCOMPARE(box.result(), 0);
+
+    CustomMessageBox notice(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
+    notice.show();
+    QVERIFY(QTest::qWaitForWindowActive(&notice));
+    m_input.key(KeyEscape);
+    QTRY_VERIFY(!notice.isVisible());
+}
+
+void TestWindows::boxesAreNotTheHostsLast()
+{
+    QVERIFY(QGuiApplication::quitOnLastWindowClosed());
+    QSignalSpy ended(qApp, &QGuiApplication::lastWindowClosed);
+    CstmTimingMessageBox(QStringLiteral("甲"), 50, nullptr);
+    QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
+    CstmMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr, nullptr);
+    auto *front = new Plain(QRect(300, 300, 300, 200));
+    front::bringToFront(front);
+    QVERIFY(QTest::qWaitForWindowExposed(front));
+    const QPointer<QWidget> alive(front);
+    front->close();
+    QTRY_VERIFY(!alive);
+    QCoreApplication::processEvents();
+    QCOMPARE(ended.count(), 0);
+}
+
+void TestWindows::ownerDies()
+{
+    auto *owner = new Plain(QRect(300, 300, 300, 200));
+    owner->show();
+    QVERIFY(QTest::qWaitForWindowExposed(owner));
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, owner, [owner] { // once the box is on the screen
+        if (xclients::byRole(QStringLiteral("QuestionMessageBox")).viewable)
+            delete owner;
+    });
+    timer.start(10);
+    QCOMPARE(CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), owner), 0);
+    QTRY_VERIFY(xclients::byRole(QStringLiteral("QuestionMessageBox")).isNull());
+}
+
+void TestWindows::tallBox()
+{
+    const QString line = QStringLiteral("短\r\n");
+    CustomMessageBox probe(QString(), line, eTipNormal, nullptr);
+    const int height = probe.findChild<QLabel *>(QStringLiteral("messageText"))->fontMetrics().lineSpacing();
+    CustomMessageBox box(QStringLiteral("提示"), line.repeated(499 / height - 1), eTipNormal, nullptr);
+    box.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&box));
+    QCOMPARE(box.height(), 660);
+    QCOMPARE(box.findChild<QScrollArea *>()->minimumHeight(), 500);
+    QVERIFY(box.findChild<QScrollArea *>()->height() >= 500);
+    const auto *ok = box.findChild<QPushButton *>(QStringLiteral("okButton"));
+    QVERIFY(box.rect().contains(QRect(ok->mapTo(&box, QPoint()), ok->size())));
+}
+
+void TestWindows::shadowWithoutCompositor()
+{
+    CTimingMessageBox box(QStringLiteral("甲"), 60000, nullptr);
+    box.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&box));
+    const auto *panel = box.findChild<QWidget *>(QStringLiteral("CTimingMessageBox"));
+    QCOMPARE(box.mask().boundingRect(), panel->geometry()); // the test desktop has no compositor
+    QCOMPARE(box.height(), 90);
+}
+
+void TestWindows::middleButtonSelection()
+{
+    Plain page(QRect(300, 300, 300, 200));
+    CCustomLineEdit edit(&page);
+    edit.setGeometry(10, 10, 200, 30);
+    edit.setText(QStringLiteral("geheim"));
+    edit.setPasswordField(true);
+    page.show();
+    QVERIFY(QTest::qWaitForWindowActive(&page));
+    const auto selection = [] { return QGuiApplication::clipboard()->mimeData(QClipboard::Selection); };
+    const QPoint text = placeOf(page).topLeft() + edit.pos() + QPoint(20, 15);
+    m_input.click(text.x(), text.y());
+    m_input.click(text.x(), text.y()); // a double click selects
+    QTRY_COMPARE(edit.selectedText().size(), 6);
+    QVERIFY(!selection() || !selection()->text().contains(QStringLiteral("geheim")));
+    edit.deselect();
+    edit.setEchoMode(QLineEdit::Normal);
+    m_input.click(text.x(), text.y());
+    m_input.click(text.x(), text.y());
+    QTRY_COMPARE(edit.selectedText(), QStringLiteral("geheim"));
+    QTRY_COMPARE(selection()->data(QStringLiteral("x-kde-passwordManagerHint")), QByteArray("secret"));
+    QCOMPARE(selection()->text(), QStringLiteral("geheim"));
+}
+
+QTEST_MAIN(TestWindows)
+#include "tst_windows.moc"
