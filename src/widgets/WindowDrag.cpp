@@ -9,7 +9,15 @@ void WindowDrag::press(const QPoint &global)
     // The event knows better than the window where the cursor is in it: a window manager that frames and then moves a
     // new window can leave Qt with the position from in between.
     const auto *bar = m_window->findChild<CustomTitleBar *>();
-    m_offset = bar && bar->isPressed() ? bar->pressInWindow() : global - m_window->pos();
+    if (bar && bar->isPressed())
+        begin(bar->pressInWindow());
+    else
+        begin(global - m_window->geometry().topLeft());
+}
+
+void WindowDrag::begin(const QPoint &inWindow)
+{
+    m_offset = inWindow + (m_window->geometry().topLeft() - m_window->pos()); // QWidget::move() counts a frame, if any
     m_active = true;
 }
 
@@ -25,9 +33,9 @@ bool WindowDrag::handle(QMouseEvent *event, Qt::MouseButtons buttons)
     case QEvent::MouseButtonPress:
         if (!(event->button() & buttons))
             return false;
-        m_offset = event->windowPos().toPoint();
-        m_active = true;
-        return true;
+        if (m_window)
+            begin(event->windowPos().toPoint());
+        return m_active;
     case QEvent::MouseMove:
         if (!m_active || event->buttons() == Qt::NoButton)
             return false;

@@ -28,6 +28,8 @@ public:
     bool handle(QMouseEvent *event, Qt::MouseButtons buttons = Qt::LeftButton);
 
 private:
+    void begin(const QPoint &inWindow);
+
     QPointer<QWidget> m_window;
     QPoint m_offset;
     bool m_active = false;
