@@ -1,11 +1,13 @@
 #include "CallService.h"
 #include "Bytes.h"
 #include "Log.h"
+#include "tarn/v1/invoker.grpc.pb.h" // brings the callback handlers too
 #include <chrono>
-#include <grpcpp/support/server_callback.h>
 
 namespace tarn::rpc {
 namespace {
+
+constexpr const char *CallMethod = "/tarn.v1.Invoker/Call";
 
 grpc::Status refusal(grpc::StatusCode code, const QString &text)
 {
@@ -31,31 +33,41 @@ CallResult invoke(IInvocable &object, const Request &request, const ICallContext
 } // namespace
 
 /// One call from its arrival to its answer; deletes itself when gRPC has done with it.
-class CallService::Running final : public grpc::ServerUnaryReactor, public QRunnable, public ICallContext
+class CallService::Running final : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer>,
+                                   public QRunnable,
+                                   public ICallContext
 {
 public:
-    Running(CallService &service, grpc::CallbackServerContext *context, const grpc::ByteBuffer *in,
-            grpc::ByteBuffer *out)
+    Running(CallService &service, grpc::CallbackServerContext *context)
         : m_service(service)
         , m_context(context)
-        , m_in(in)
-        , m_out(out)
     {
         setAutoDelete(false);
-        if (hold(static_cast<qint64>(in->Length())) > limits::HeldBytes)
-            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many bytes wait")));
-        else if (!m_service.m_workers.start(this))
-            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
+        StartRead(&m_in);
     }
-
-    bool isCancelled() const override
+    void OnReadDone(bool ok) override
     {
-        return m_cancelled || m_context->deadline() < std::chrono::system_clock::now();
+        WorkerPool &workers = m_service.m_workers;
+        if (!ok) {
+            Finish(refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the call brought no message")));
+        } else if (hold(static_cast<qint64>(m_in.Length())) > limits::HeldBytes) {
+            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many bytes wait")));
+        } else if (workers.tryEnter()) {
+            const grpc::Status status = answer();
+            workers.leave();
+            end(status);
+        } else if (!workers.start(this)) {
+            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
+        }
     }
     void run() override
     {
         m_service.m_workers.taken();
-        Finish(isCancelled() ? grpc::Status::CANCELLED : answer());
+        end(answer());
+    }
+    bool isCancelled() const override
+    {
+        return m_cancelled || m_context->deadline() < std::chrono::system_clock::now();
     }
     void OnCancel() override { m_cancelled = true; }
     void OnDone() override
@@ -66,6 +78,13 @@ public:
 
 private:
     grpc::Status answer();
+    void end(const grpc::Status &status)
+    {
+        if (status.ok())
+            StartWriteAndFinish(&m_out, {}, status);
+        else
+            Finish(status);
+    }
     /// Accounts for bytes that the call keeps in memory; negative ones are given back.
     qint64 hold(qint64 bytes)
     {
@@ -75,28 +94,30 @@ private:
 
     CallService &m_service;
     grpc::CallbackServerContext *const m_context;
-    const grpc::ByteBuffer *const m_in;
-    grpc::ByteBuffer *const m_out;
+    grpc::ByteBuffer m_in;
+    grpc::ByteBuffer m_out;
     std::atomic_bool m_cancelled = false;
     qint64 m_held = 0;
 };
 
 grpc::Status CallService::Running::answer()
 {
+    if (isCancelled())
+        return grpc::Status::CANCELLED;
     Request request;
     Response response;
     QString error;
-    if (!fromBytes(*m_in, &request, &error))
+    if (!fromBytes(m_in, &request, &error))
         return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
-    const_cast<grpc::ByteBuffer *>(m_in)->Clear(); // the object is ours; a long call need not keep the bytes
+    m_in.Clear(); // a long call need not keep the bytes
     hold(-m_held);
     const grpc::Status status = m_service.perform(request, *this, &response);
     if (!status.ok())
         return status;
-    if (!toBytes<v1::CallResponse>(response, m_out, &error))
+    if (!toBytes<v1::CallResponse>(response, &m_out, &error))
         return refusal(grpc::StatusCode::INTERNAL,
                        QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
-    hold(static_cast<qint64>(m_out->Length())); // until the caller has read it
+    hold(static_cast<qint64>(m_out.Length())); // until the caller has read it
     return grpc::Status::OK;
 }
 
@@ -105,12 +126,11 @@ CallService::CallService(std::shared_ptr<const ServantTable> servants, WorkerPoo
     , m_workers(workers)
     , m_epoch(epoch)
 {
-}
-
-grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
-                                            grpc::ByteBuffer *response)
-{
-    return new Running(*this, context, request, response);
+    using Handler = grpc::internal::CallbackBidiHandler<grpc::ByteBuffer, grpc::ByteBuffer>;
+    AddMethod(new grpc::internal::RpcServiceMethod(CallMethod, grpc::internal::RpcMethod::BIDI_STREAMING, nullptr));
+    MarkMethodRawCallback(0, new Handler([this](grpc::CallbackServerContext *context) {
+                              return new Running(*this, context); // deletes itself
+                          }));
 }
 
 grpc::Status CallService::perform(const Request &request, const ICallContext &context, Response *response) const

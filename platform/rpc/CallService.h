@@ -2,17 +2,16 @@
 #include "Messages.h"
 #include "Servants.h"
 #include "WorkerPool.h"
-#include "tarn/v1/invoker.grpc.pb.h"
+#include <grpcpp/impl/service_type.h>
 
 namespace tarn::rpc {
 
-/// The Invoker service of a process. gRPC's threads only queue a call; a worker reads it, carries it out and answers.
-class CallService final : public v1::Invoker::WithRawCallbackMethod_Call<v1::Invoker::Service>
+/// The Invoker service of a process. Its one method is served as a stream of one message: so a call can be carried out in
+/// the thread that has read it and still learn of its cancellation.
+class CallService final : public grpc::Service
 {
 public:
     CallService(std::shared_ptr<const ServantTable> servants, WorkerPool &workers, quint64 epoch);
-    grpc::ServerUnaryReactor *Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
-                                   grpc::ByteBuffer *response) override;
 
 private:
     class Running;

@@ -4,13 +4,19 @@
 namespace tarn::rpc {
 
 WorkerPool::WorkerPool(int threads)
+    : m_single(threads <= 1)
 {
-    m_pool.setMaxThreadCount(threads);
+    m_pool.setMaxThreadCount(m_single ? 1 : threads - 1);
 }
 
 WorkerPool::~WorkerPool()
 {
     m_pool.waitForDone();
+}
+
+bool WorkerPool::tryEnter()
+{
+    return !m_single && !m_entered.test_and_set();
 }
 
 bool WorkerPool::start(QRunnable *task)

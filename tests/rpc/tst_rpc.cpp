@@ -81,6 +81,8 @@ private slots:
     void hubRestart_data();
     void hubRestart();
     void callersKeepTheirOrder();
+    void threadNumBoundsTheCallsAtOnce_data();
+    void threadNumBoundsTheCallsAtOnce();
     void unactiveWaitsForRunningCalls();
     void unactiveAndShutdownInsideCalls_data();
     void unactiveAndShutdownInsideCalls();
@@ -448,6 +450,53 @@ void tst_Rpc::callersKeepTheirOrder()
     QCOMPARE(seen.size(), Callers);
     for (const QVector<int> &numbers : seen)
         QCOMPARE(numbers, wanted);
+}
+
+void tst_Rpc::threadNumBoundsTheCallsAtOnce_data()
+{
+    QTest::addColumn<QString>("setting");
+    QTest::addColumn<int>("bound");
+    QTest::newRow("1") << QStringLiteral("1") << 1;
+    QTest::newRow("2") << QStringLiteral("2") << 2;
+    QTest::newRow("4") << QStringLiteral("4") << 4;
+    QTest::newRow("clamped") << QStringLiteral("-3") << 1;
+}
+
+/// Six callers: as many calls run as allowed, the others wait their turn and none is lost.
+void tst_Rpc::threadNumBoundsTheCallsAtOnce()
+{
+    QFETCH(QString, setting);
+    QFETCH(int, bound);
+    constexpr int Callers = 6;
+    QSemaphore inside;
+    QSemaphore release;
+    std::atomic_int running = 0;
+    std::atomic_int most = 0;
+    const QSharedPointer<LocalObject> object(new LocalObject);
+    object->onCall = [&](const QString &, const Bag &) {
+        const int now = ++running;
+        if (now > most)
+            most = now;
+        inside.release();
+        release.acquire();
+        --running;
+        return CallResult();
+    };
+    Rpc server;
+    QVERIFY(server.init(m_box->settings({{keys::ThreadNum, setting}})));
+    const auto adapter = server.createAdapter(QStringLiteral("own"));
+    QVERIFY(adapter->add(QSharedPointer<IInvocable>(object), Interface, QStringLiteral("own")) && adapter->active());
+    const auto own = proxy(QStringLiteral("own"));
+    std::atomic_int arrived = 0;
+    std::vector<std::thread> callers;
+    for (int i = 0; i < Callers; ++i)
+        callers.emplace_back([&] { arrived += own->call(Echo, {}).arrived(); });
+    inside.acquire(bound); // that many get in without any other ending
+    release.release(Callers);
+    for (std::thread &caller : callers)
+        caller.join();
+    QCOMPARE(arrived.load(), Callers);
+    QCOMPARE(most.load(), bound);
 }
 
 void tst_Rpc::unactiveWaitsForRunningCalls()
