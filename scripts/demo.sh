@@ -33,11 +33,23 @@ fi
 # A hub, sockets, data and a shared-memory segment of its own: the user's running platform is not touched.
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-demo.XXXXXX")
 host=''
+# Every process that runs a program of this copy: the host, and the hub and services that it brought up.
+end_platform() {
+    local signal proc exe found
+    for signal in TERM TERM KILL; do
+        found=''
+        for proc in /proc/[0-9]*; do
+            exe=$(readlink "$proc/exe" 2>/dev/null) || continue
+            [[ $exe == "$work"/bin/* ]] || continue
+            kill -$signal "${proc#/proc/}" 2>/dev/null || true
+            found=1
+        done
+        [ -n "$found" ] || return 0
+        sleep 1
+    done
+}
 finish() {
-    if [ -n "$host" ]; then
-        kill "$host" 2>/dev/null || true
-        wait "$host" 2>/dev/null || true
-    fi
+    end_platform
     rm -rf "$work"
 }
 trap finish EXIT
@@ -67,7 +79,9 @@ last=0
 window() {
     local role=$1 picture=$2
     shift 2
-    step "$picture: tarnctl $*"
+    local shown="tarnctl $*"
+    shown=${shown//$'\n'/ }
+    step "$picture: ${shown:0:100}"
     "$work/bin/tarnctl" "$@"
     if ! last=$("$root/build/release/tests/winshot" "$role" "$work/$picture.png" 15000 "$last"); then
         echo "demo: no window with the role $role" >&2
@@ -88,8 +102,10 @@ window() {
 window NotifyWnd notify-short message push --title '更新提醒' --content '岚川软件平台有新的可用版本。' --unread 0
 window NotifyWnd notify-link message push --title '系统维护通知' --content $'服务器将于今晚 22:00 至 24:00 维护，\n届时云端功能暂不可用。' \
     --link 'https://example.com/notice' --link-text '查看详情' --unread 7
-convert_long=$(printf '这是第 %d 行很长的通知内容，用于说明窗口高度的上限与滚动条。\n' $(seq 40))
-window NotifyWnd notify-long message push --title '长通知' --content "$convert_long" --unread 51
+window NotifyWnd notify-picture message push --title '安装完成' --content '所有补丁都已安装。' \
+    --picture "$root/src/resources/images/success.png" --link 'https://example.com/notes' --link-text '更新说明'
+long=$(printf '这是第 %d 行很长的通知内容，用于说明窗口高度的上限与滚动条。\n' $(seq 40))
+window NotifyWnd notify-long message push --title '长通知' --content "$long" --unread 51
 
 step "end"
 kill "$host"
