@@ -1,5 +1,4 @@
 #include "widgets/ForeignWindow.h"
-#include <cstdio>
 #include <limits>
 
 #include <X11/Xlib.h>
@@ -95,17 +94,6 @@ Read readWindow(quintptr id, placement::ForeignGeometry *geometry)
         return Read::NoTranslation;
     *geometry = {x, y, attributes.width, attributes.height};
     return Read::Ok;
-}
-
-bool compositorRunning()
-{
-    const Connection connection;
-    Display *display = connection.get();
-    if (!display)
-        return false;
-    char name[32];
-    std::snprintf(name, sizeof name, "_NET_WM_CM_S%d", DefaultScreen(display));
-    return XGetSelectionOwner(display, XInternAtom(display, name, False)) != None;
 }
 
 } // namespace foreign

@@ -14,7 +14,4 @@ enum class Read { Ok, NoDisplay, NoAttributes, NoTranslation };
 /// @param geometry written only for Read::Ok
 Read readWindow(quintptr id, placement::ForeignGeometry *geometry);
 
-/// Whether a compositing manager runs, without which translucent parts of a window come out black.
-bool compositorRunning();
-
 } // namespace foreign

@@ -1,10 +1,9 @@
 #include "widgets/TimingMessageBox.h"
 #include "widgets/AlertRole.h"
+#include "widgets/Compositor.h"
 #include "widgets/ElideLabel.h"
-#include "widgets/ForeignWindow.h"
 #include "widgets/Look.h"
 #include <QGraphicsDropShadowEffect>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QPointer>
 #include <QTimer>
@@ -90,7 +89,7 @@ void CTimingMessageBox::resizeEvent(QResizeEvent *event)
 {
     QDialog::resizeEvent(event);
     // Without a compositor the margin of the shadow would be black.
-    if (QGuiApplication::platformName() == QLatin1String("xcb") && !foreign::compositorRunning())
+    if (!compositor::isRunning())
         setMask(contentsRect().marginsRemoved(layout()->contentsMargins()));
 }
 
