@@ -1,0 +1,114 @@
+#include "CardBody.h"
+
+#include "CardText.h"
+#include "CardTextView.h"
+#include "MessageCard.h"
+#include "MsgCenterDataMgr.h"
+#include "PictureFile.h"
+
+#include <QLabel>
+#include <QtConcurrent>
+
+namespace {
+constexpr int MaxLinkText = 1024; // characters
+
+// Look
+QString anchor(const QString &address, const QString &text)
+{
+    return QStringLiteral("<a href=\"%1\" style=\"color:#1E7FD8;text-decoration:underline;\">%2</a>")
+        .arg(address.toHtmlEscaped(), text.toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")));
+}
+} // namespace
+
+CardBody::CardBody(const sMsgData &message, QSharedPointer<const MessageCard> card, int width, QWidget *parent)
+    : QWidget(parent)
+    , m_card(std::move(card))
+{
+    setObjectName(QStringLiteral("messageBody"));
+    buildText(message.MsgContent);
+    buildLink(message);
+    readPicture(message, width);
+}
+
+int CardBody::fitToWidth(int width)
+{
+    int height = m_view->fitToWidth(width);
+    m_view->setGeometry(0, 0, width, height);
+    if (m_picture)
+        height = placePicture(height + m_card->gap(), width);
+    if (m_link)
+        height = placeLink(height + m_card->gap(), width);
+    resize(width, height);
+    return height;
+}
+
+void CardBody::buildText(const QString &content)
+{
+    m_view = new CardTextView(*m_card, this);
+    m_view->setContent(content);
+    connect(m_view, &CardTextView::pressed, this, &CardBody::pressed);
+    connect(m_view, &CardTextView::anchorClicked, this,
+            [this](const QUrl &url) { emit linkActivated(url.toString()); });
+}
+
+void CardBody::buildLink(const sMsgData &message)
+{
+    if (message.LinkAdress.isEmpty())
+        return;
+    m_linkAddress = message.LinkAdress;
+    m_linkText = (message.LinkText.isEmpty() ? message.LinkAdress : message.LinkText).left(MaxLinkText);
+    m_link = new QLabel(this);
+    m_link->setObjectName(QStringLiteral("messageLink"));
+    m_link->setFont(m_card->bodyFont());
+    m_link->setTextFormat(Qt::RichText);
+    m_link->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    m_link->setAccessibleName(m_linkText);
+    m_link->setToolTip(message.LinkAdress.left(MaxLinkText).toHtmlEscaped());
+    connect(m_link, &QLabel::linkActivated, this, &CardBody::linkActivated);
+}
+
+void CardBody::readPicture(const sMsgData &message, int width)
+{
+    if (message.PicFilePath.isEmpty())
+        return;
+    connect(&m_pictureReader, &QFutureWatcher<QImage>::finished, this, &CardBody::onPictureRead);
+    const qreal ratio = devicePixelRatioF();
+    const QSize bounds = QSize(width, m_card->maxPictureHeight()) * ratio;
+    const QSize requested = QSize(message.PhotoWidth, message.PhotoHight) * ratio;
+    m_pictureReader.setFuture(QtConcurrent::run(picturefile::load, message.PicFilePath, bounds, requested));
+}
+
+void CardBody::onPictureRead()
+{
+    const QImage image = m_pictureReader.result();
+    if (image.isNull())
+        return;
+    QPixmap pixmap = QPixmap::fromImage(image);
+    pixmap.setDevicePixelRatio(devicePixelRatioF());
+    m_picture = new QLabel(this);
+    m_picture->setObjectName(QStringLiteral("messagePicture"));
+    m_picture->setAccessibleName(QStringLiteral("图片"));
+    m_picture->setPixmap(pixmap);
+    m_picture->setScaledContents(true);
+    m_picture->show();
+    emit pictureShown();
+}
+
+int CardBody::placePicture(int top, int width)
+{
+    const QPixmap pixmap = m_picture->pixmap(Qt::ReturnByValue);
+    QSize size = pixmap.size() / pixmap.devicePixelRatio();
+    if (size.width() > width)
+        size.scale(width, size.height(), Qt::KeepAspectRatio);
+    m_picture->setGeometry(QRect(QPoint(0, top), size));
+    return top + size.height();
+}
+
+int CardBody::placeLink(int top, int width)
+{
+    m_link->setFixedWidth(width);
+    m_link->setText(anchor(m_linkAddress, CreateAbbreviationString(m_linkText, m_link->font(), m_link)));
+    const int height = m_link->heightForWidth(width);
+    m_link->setGeometry(0, top, width, height);
+    return top + height;
+}

@@ -1,0 +1,74 @@
+#include "CardTextView.h"
+
+#include "CardText.h"
+#include "MessageCard.h"
+#include "widgets/Look.h"
+
+#include <QKeyEvent>
+#include <QScrollBar>
+#include <QtMath>
+
+namespace {
+// Metrics
+constexpr int MaxLines = 20;
+constexpr int LongContent = 8192; // characters; more is taken for long without measuring
+constexpr int BarWidth = 6;
+// Look
+constexpr QRgb TextColor = 0xff4a4a4a;
+
+QString barSheet(const QWidget *w)
+{
+    return look::thinScrollBars(QString(), BarWidth, QStringLiteral("transparent"), QStringLiteral("#D5D9DF"), w);
+}
+} // namespace
+
+CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
+    : QTextBrowser(parent)
+    , m_lineHeight(card.lineHeight())
+{
+    setObjectName(QStringLiteral("messageView"));
+    setFrameShape(QFrame::NoFrame);
+    setOpenLinks(false);
+    setFont(card.bodyFont());
+    viewport()->setAutoFillBackground(false);
+    QPalette colors = palette();
+    colors.setColor(QPalette::Text, QColor(TextColor));
+    setPalette(colors);
+    verticalScrollBar()->setStyleSheet(barSheet(this));
+    horizontalScrollBar()->setStyleSheet(barSheet(this));
+}
+
+void CardTextView::setContent(const QString &content)
+{
+    m_content = content;
+    auto *text = new CardDocument(this);
+    text->setBody(content, font(), m_lineHeight);
+    setDocument(text);
+}
+
+int CardTextView::fitToWidth(int width)
+{
+    if (width != this->width())
+        resize(width, height());
+    if (m_content.size() > LongContent || GetLineCount(m_content, this) > MaxLines)
+        return MaxLines * m_lineHeight;
+    document()->setTextWidth(width);
+    return qCeil(document()->size().height());
+}
+
+void CardTextView::mousePressEvent(QMouseEvent *event)
+{
+    emit pressed();
+    QTextBrowser::mousePressEvent(event);
+}
+
+void CardTextView::keyPressEvent(QKeyEvent *event)
+{
+    // Keys that can do nothing here belong to the list; the base class would swallow them.
+    const bool movesUpOrDown = event->key() == Qt::Key_Up || event->key() == Qt::Key_Down ||
+                               event->key() == Qt::Key_PageUp || event->key() == Qt::Key_PageDown;
+    if (movesUpOrDown && verticalScrollBar()->maximum() == 0)
+        event->ignore();
+    else
+        QTextBrowser::keyPressEvent(event);
+}

@@ -1,0 +1,159 @@
+#include "MessageCard.h"
+
+#include "widgets/Look.h"
+#include "widgets/Placement.h"
+#include "widgets/dpitoolkit.h"
+
+#include <QHash>
+#include <QPainter>
+#include <QStyleOption>
+
+namespace {
+constexpr int TitlePx = 14;
+constexpr int TimePx = 12;
+constexpr int BodyPx = 13;
+constexpr int MaxHeadText = 512; // characters; more never fits and is slow to measure
+// Look
+constexpr QRgb TitleColor = 0xff4a4a4a;
+constexpr QRgb TimeColor = 0xffa2a1a1;
+constexpr QRgb BodyColor = 0xff6b6b6b;
+constexpr QRgb FocusColor = 0xff53b3ea;
+constexpr int FrameRadius = 8;
+
+QString frameSheet()
+{
+    return QStringLiteral("border:1px solid #dfe1e3;border-radius:8px;");
+}
+
+QString normalSheet()
+{
+    return frameSheet() + QStringLiteral("background-color:#fdfcfc;");
+}
+
+QString selectedSheet()
+{
+    return frameSheet() + QStringLiteral("background-color:#ebf4fe;");
+}
+
+QString headLine(const QString &text)
+{
+    return text.left(MaxHeadText).simplified();
+}
+} // namespace
+
+QSharedPointer<const MessageCard> MessageCard::of(const QWidget *w)
+{
+    static QHash<int, QWeakPointer<const MessageCard>> cards;
+    const int dpi = Utils::DpiToolkit::getDPI(w);
+    QSharedPointer<const MessageCard> card = cards.value(dpi).toStrongRef();
+    if (!card) {
+        card.reset(new MessageCard(dpi, w));
+        cards.insert(dpi, card);
+    }
+    return card;
+}
+
+MessageCard::MessageCard(int dpi, const QWidget *w)
+    : m_dpi(dpi)
+    , m_titleFont(look::yaHei(TitlePx, QFont::DemiBold, w))
+    , m_timeFont(look::yaHei(TimePx, QFont::Normal, w))
+    , m_bodyFont(look::yaHei(BodyPx, QFont::Normal, w))
+    , m_dot(QStringLiteral(":/images/images/Unread.svg"))
+    , m_collapsed(QStringLiteral(":/images/images/gather.svg"))
+    , m_expanded(QStringLiteral(":/images/images/expand.svg"))
+    , m_bin(QStringLiteral(":/images/images/delete.svg"))
+{
+    m_normal.setStyleSheet(normalSheet());
+    m_selected.setStyleSheet(selectedSheet());
+}
+
+int MessageCard::px(int design) const
+{
+    return placement::scaled(design, m_dpi);
+}
+
+int MessageCard::bodyTop() const
+{
+    return px(Padding) + px(TitleHeight) + px(Gap) / 2;
+}
+
+int MessageCard::collapsedHeight() const
+{
+    return bodyTop() + 2 * lineHeight() + px(Padding);
+}
+
+QRect MessageCard::dotRect() const
+{
+    const int size = px(DotSize);
+    return {px(Padding), px(Padding) + (px(TitleHeight) - size) / 2, size, size};
+}
+
+QRect MessageCard::arrowRect(int width) const
+{
+    const int size = px(ButtonSize);
+    return {width - px(Padding) - size, px(Padding) + (px(TitleHeight) - size) / 2, size, size};
+}
+
+QRect MessageCard::arrowIconRect(int width) const
+{
+    QRect icon(QPoint(0, 0), iconSize());
+    icon.moveCenter(arrowRect(width).center());
+    return icon;
+}
+
+QRect MessageCard::deleteRect(int width) const
+{
+    const int size = px(ButtonSize);
+    return {width - px(Padding) - size, collapsedHeight() - px(Padding) - size, size, size};
+}
+
+QRect MessageCard::textRect(int width) const
+{
+    const int left = dotRect().right() + 1 + px(Gap);
+    const int right = arrowRect(width).left() - px(Padding);
+    return {left, px(Padding), qMax(1, right - left), collapsedHeight() - 2 * px(Padding)};
+}
+
+void MessageCard::drawFrame(QPainter *painter, const QRect &rect, bool isSelected, bool hasFocus) const
+{
+    const QFrame *sample = isSelected ? &m_selected : &m_normal;
+    QStyleOption option;
+    option.initFrom(sample);
+    option.rect = rect;
+    sample->style()->drawPrimitive(QStyle::PE_Widget, &option, painter, sample);
+    if (!hasFocus)
+        return;
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(QPen(QColor(FocusColor), 2));
+    painter->setBrush(Qt::NoBrush);
+    painter->drawRoundedRect(QRectF(rect).adjusted(1, 1, -1, -1), FrameRadius - 1, FrameRadius - 1);
+}
+
+void MessageCard::drawHead(QPainter *painter, int width, const QString &title, const QString &time) const
+{
+    QRect line = textRect(width);
+    line.setHeight(px(TitleHeight));
+    const QFontMetrics timeMetrics(m_timeFont);
+    const QString shownTime = timeMetrics.elidedText(headLine(time), Qt::ElideRight, line.width() / 3);
+    painter->setFont(m_timeFont);
+    painter->setPen(QColor(TimeColor));
+    painter->drawText(line, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, shownTime);
+
+    if (!shownTime.isEmpty())
+        line.setRight(line.right() - timeMetrics.horizontalAdvance(shownTime) - px(Padding));
+    painter->setFont(m_titleFont);
+    painter->setPen(QColor(TitleColor));
+    painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                      QFontMetrics(m_titleFont).elidedText(headLine(title), Qt::ElideRight, line.width()));
+}
+
+void MessageCard::drawPreview(QPainter *painter, int width, const QString &lines) const
+{
+    painter->setFont(m_bodyFont);
+    painter->setPen(QColor(BodyColor));
+    QRect line(textRect(width).left(), bodyTop(), textRect(width).width(), lineHeight());
+    for (const QString &text : lines.split(QLatin1Char('\n'))) {
+        painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
+        line.translate(0, lineHeight());
+    }
+}

@@ -1,0 +1,306 @@
+#include "MessageListItem.h"
+
+#include "CardBody.h"
+#include "CardText.h"
+#include "MessageCard.h"
+#include "MessagePushEvent.h"
+#include "MsgCenterDataMgr.h"
+#include "frame/Log.h"
+
+#include <QDesktopServices>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QToolButton>
+#include <QUrl>
+
+namespace {
+// With the focus on it Return presses it, too; the item would otherwise take that key.
+class CardButton final : public QToolButton
+{
+public:
+    using QToolButton::QToolButton;
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override
+    {
+        if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+            click();
+        else
+            QToolButton::keyPressEvent(event);
+    }
+};
+} // namespace
+
+CMessageListItem::CMessageListItem(sMsgData *message, bool expanded, QWidget *parent)
+    : QWidget(parent)
+    , m_message(message)
+    , m_card(MessageCard::of(parent))
+    , m_isExpanded(expanded)
+{
+    // One item at a time is a stop of the Tab key; the list moves that along.
+    setFocusPolicy(Qt::ClickFocus);
+}
+
+CMessageListItem::~CMessageListItem() = default;
+
+int CMessageListItem::fitToWidth(int width)
+{
+    int height = m_card->collapsedHeight();
+    if (m_isExpanded) {
+        buildBody();
+        const QRect text = m_card->textRect(width);
+        m_body->move(text.left(), m_card->bodyTop());
+        height = qMax(height, m_card->bodyTop() + m_body->fitToWidth(text.width()) + m_card->padding());
+    }
+    return height;
+}
+
+void CMessageListItem::SetMessageSelected()
+{
+    if (m_isSelected)
+        return;
+    m_isSelected = true;
+    buildParts();
+    applyState();
+}
+
+void CMessageListItem::ClearMessageSelected()
+{
+    if (!m_isSelected)
+        return;
+    m_isSelected = false;
+    applyState();
+}
+
+void CMessageListItem::ReadMessage(bool all)
+{
+    if (!m_message->unRead)
+        return;
+    m_message->unRead = false;
+    if (m_dot)
+        m_dot->hide();
+    VT_LOG(info) << (all ? QStringLiteral("【全部已读】消息已读，去除未读红点。")
+                         : QStringLiteral("【消息中心交互流程日志记录】消息已读，去除未读红点。"));
+    if (!all)
+        update(m_card->dotRect());
+}
+
+void CMessageListItem::select()
+{
+    // Without an id nothing can be done to a message, and nobody would take its selection away again.
+    if (m_message->MsgId.isEmpty())
+        return;
+    SetMessageSelected();
+    emit MessageSelected(m_message->MsgId);
+}
+
+void CMessageListItem::markDeleted()
+{
+    m_isDeleted = true;
+    hide();
+}
+
+void CMessageListItem::OnArrowBtnClicked()
+{
+    m_isExpanded = !m_isExpanded;
+    VT_LOG(info) << (m_isExpanded ? QStringLiteral("【消息中心交互流程日志记录】消息%1展开详细信息。")
+                                  : QStringLiteral("【消息中心交互流程日志记录】消息%1收起详细信息。"))
+                        .arg(m_message->MsgId);
+    applyState();
+    updateGeometry();
+    if (m_isExpanded)
+        reportReading();
+}
+
+void CMessageListItem::OnlinkActivated(QString strLink)
+{
+    VT_LOG(info) << QStringLiteral("【消息中心交互流程日志记录】消息%1链接已点击，目标地址为：%2。")
+                        .arg(m_message->MsgId, strLink);
+    if (!QDesktopServices::openUrl(QUrl(strLink)))
+        VT_LOG(warning)
+            << QStringLiteral("【消息中心交互流程日志记录】消息%1的链接无法打开：%2。").arg(m_message->MsgId, strLink);
+    reportReading();
+    if (!m_message->MsgId.isEmpty())
+        emit MessageClicked(m_message->MsgId);
+}
+
+void CMessageListItem::OnDeleteMessage()
+{
+    emit MessageDeleted(m_message->MsgId);
+}
+
+void CMessageListItem::reportReading()
+{
+    if (!m_message->unRead)
+        return;
+    // The mark goes at once: the event that announces the reading comes back later and finds nothing left to do.
+    ReadMessage(false);
+    VT_LOG(info) << QStringLiteral("【消息中心交互流程日志记录】消息%1已读。").arg(m_message->MsgId);
+    if (!m_message->MsgId.isEmpty())
+        emit MessageRead(m_message->MsgId);
+}
+
+bool CMessageListItem::event(QEvent *event)
+{
+    if (event->type() == CMessagePushEvent::eMessageDisplayed) {
+        ReadMessage(false);
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+void CMessageListItem::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    m_card->drawFrame(&painter, rect(), m_isSelected, hasFocus());
+    m_card->drawHead(&painter, width(), m_message->MsgTitle, m_message->MsgDateTime);
+    if (!m_isExpanded)
+        m_card->drawPreview(&painter, width(), abbreviation());
+    if (m_arrow)
+        return; // real widgets show the rest
+    if (m_message->unRead)
+        m_card->dot().paint(&painter, m_card->dotRect());
+    m_card->arrow(m_isExpanded).paint(&painter, m_card->arrowIconRect(width()));
+}
+
+QString CMessageListItem::abbreviation()
+{
+    const int width = m_card->textRect(this->width()).width();
+    if (m_abbreviationWidth != width) {
+        m_abbreviation = cardtext::abbreviated(cardtext::preview(m_message->MsgContent), m_card->bodyFont(), width, 2);
+        m_abbreviationWidth = width;
+    }
+    return m_abbreviation;
+}
+
+void CMessageListItem::resizeEvent(QResizeEvent *)
+{
+    placeParts();
+}
+
+void CMessageListItem::enterEvent(QEvent *)
+{
+    buildParts();
+}
+
+void CMessageListItem::focusInEvent(QFocusEvent *event)
+{
+    buildParts();
+    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason)
+        select();
+    update();
+}
+
+void CMessageListItem::focusOutEvent(QFocusEvent *)
+{
+    update();
+}
+
+void CMessageListItem::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton)
+        return;
+    buildParts();
+    select();
+}
+
+void CMessageListItem::mouseReleaseEvent(QMouseEvent *event)
+{
+    // A press that came before the arrow was a widget, as from a touch screen.
+    if (event->button() == Qt::LeftButton && m_card->arrowRect(width()).contains(event->pos()))
+        OnArrowBtnClicked();
+}
+
+void CMessageListItem::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        OnArrowBtnClicked();
+}
+
+void CMessageListItem::keyPressEvent(QKeyEvent *event)
+{
+    switch (event->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        OnArrowBtnClicked();
+        break;
+    case Qt::Key_Space:
+        select();
+        break;
+    case Qt::Key_Delete:
+        OnDeleteMessage();
+        break;
+    default:
+        QWidget::keyPressEvent(event);
+    }
+}
+
+void CMessageListItem::buildParts()
+{
+    if (m_arrow)
+        return;
+    m_dot = new QLabel(this);
+    m_dot->setObjectName(QStringLiteral("unreadDot"));
+    m_dot->setAccessibleName(QStringLiteral("未读"));
+    m_dot->setPixmap(m_card->dot().pixmap(windowHandle(), m_card->dotRect().size()));
+    m_dot->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_dot->setVisible(m_message->unRead);
+    m_arrow = makeButton(QStringLiteral("arrowButton"));
+    connect(m_arrow, &QToolButton::clicked, this, &CMessageListItem::OnArrowBtnClicked);
+    m_delete = makeButton(QStringLiteral("deleteButton"));
+    m_delete->setIcon(m_card->bin());
+    m_delete->setToolTip(QStringLiteral("删除"));
+    m_delete->setAccessibleName(QStringLiteral("删除"));
+    connect(m_delete, &QToolButton::clicked, this, &CMessageListItem::OnDeleteMessage);
+    setTabOrder(this, m_arrow);
+    setTabOrder(m_arrow, m_delete);
+    placeParts();
+    applyState();
+    m_arrow->show();
+}
+
+QToolButton *CMessageListItem::makeButton(const QString &name)
+{
+    auto *button = new CardButton(this);
+    button->setObjectName(name);
+    button->setAutoRaise(true);
+    button->setFocusPolicy(Qt::TabFocus);
+    button->setIconSize(m_card->iconSize());
+    button->setCursor(Qt::PointingHandCursor);
+    return button;
+}
+
+void CMessageListItem::placeParts()
+{
+    if (!m_arrow)
+        return;
+    m_dot->setGeometry(m_card->dotRect());
+    m_arrow->setGeometry(m_card->arrowRect(width()));
+    m_delete->setGeometry(m_card->deleteRect(width()));
+}
+
+void CMessageListItem::applyState()
+{
+    if (m_arrow) {
+        const QString action = m_isExpanded ? QStringLiteral("收起") : QStringLiteral("展开");
+        m_arrow->setIcon(m_card->arrow(m_isExpanded));
+        m_arrow->setToolTip(action);
+        m_arrow->setAccessibleName(action);
+        m_delete->setVisible(m_isSelected);
+    }
+    if (m_body)
+        m_body->setVisible(m_isExpanded);
+    update();
+}
+
+void CMessageListItem::buildBody()
+{
+    if (m_body)
+        return;
+    m_body = new CardBody(*m_message, m_card, m_card->textRect(width()).width(), this);
+    connect(m_body, &CardBody::linkActivated, this, &CMessageListItem::OnlinkActivated);
+    connect(m_body, &CardBody::pressed, this, &CMessageListItem::select);
+    connect(m_body, &CardBody::pictureShown, this, &CMessageListItem::updateGeometry);
+    m_body->show();
+}

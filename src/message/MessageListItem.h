@@ -1,0 +1,85 @@
+#pragma once
+
+#include <QSharedPointer>
+#include <QWidget>
+
+class CardBody;
+class MessageCard;
+class QLabel;
+class QToolButton;
+struct sMsgData;
+
+/// One message of the message center: a card with title, time, two lines of the body, and on demand the rest. There may
+/// be thousands, so it paints itself; its buttons are made when it is pointed at, focused, selected or asked for by an
+/// assistive tool, its body when it is first opened. GUI thread.
+class CMessageListItem final : public QWidget
+{
+    Q_OBJECT
+public:
+    /// @param message stays with the caller and must outlive the item; the item clears its unread mark
+    /// @param expanded whether it starts open, which does not count as reading
+    CMessageListItem(sMsgData *message, bool expanded, QWidget *parent);
+    ~CMessageListItem() override;
+
+    const sMsgData &message() const { return *m_message; }
+    bool isSelected() const { return m_isSelected; }
+    bool isExpanded() const { return m_isExpanded; }
+    bool isDeleted() const { return m_isDeleted; }
+    /// Takes the width. @return the height that it needs then, in pixels
+    int fitToWidth(int width);
+
+    void SetMessageSelected();
+    void ClearMessageSelected();
+    /// Takes the unread mark away, on the screen and from the record; reports nothing.
+    /// @param all whether that happens to all messages at once; it is then up to the caller to repaint
+    void ReadMessage(bool all);
+    /// Selects it as a click does.
+    void select();
+    /// Takes it out of the list; it stays alive.
+    void markDeleted();
+    /// Makes the buttons and the unread mark real widgets.
+    void buildParts();
+
+public slots:
+    void OnArrowBtnClicked();
+    void OnlinkActivated(QString strLink);
+    void OnDeleteMessage();
+
+signals:
+    void MessageRead(QString strMessageId);
+    void MessageClicked(QString strMessageId);
+    void MessageSelected(QString strMessageId);
+    void MessageDeleted(QString strMessageId);
+
+protected:
+    bool event(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void enterEvent(QEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    QToolButton *makeButton(const QString &name);
+    void placeParts();
+    void applyState();
+    void buildBody();
+    void reportReading();
+    QString abbreviation();
+
+    sMsgData *m_message;
+    QSharedPointer<const MessageCard> m_card;
+    QString m_abbreviation; // made when first painted
+    int m_abbreviationWidth = -1;
+    QLabel *m_dot = nullptr; // the three parts exist together or not at all
+    QToolButton *m_arrow = nullptr;
+    QToolButton *m_delete = nullptr;
+    CardBody *m_body = nullptr; // null until first opened
+    bool m_isSelected = false;
+    bool m_isExpanded = false;
+    bool m_isDeleted = false;
+};

@@ -1,0 +1,107 @@
+#include "MsgCenterDataMgr.h"
+
+#include "MsgDataUpdTask.h"
+#include "frame/Log.h"
+#include "frame/VtServiceClient.h"
+#include "tarn/message/IMessageServiceAssistant.h"
+#include "tarn/message/MessageKeys.h"
+
+#include <QThreadPool>
+
+namespace {
+namespace code = tarn::message::code;
+namespace key = tarn::message::key;
+namespace operate = tarn::message::operate;
+namespace receipt = tarn::message::receipt;
+namespace status = tarn::message::status;
+
+sMsgData toRecord(const QVariantMap &values)
+{
+    sMsgData record;
+    record.MsgId = values.value(key::MsgId).toString();
+    record.MsgTitle = values.value(key::MsgTitle).toString();
+    record.MsgDateTime = values.value(key::MsgDateTime).toString();
+    record.MsgContent = values.value(key::MsgContent).toString();
+    record.PicFilePath = values.value(key::PicFilePath).toString();
+    record.LinkText = values.value(key::LinkText).toString();
+    record.LinkAdress = values.value(key::LinkAdress).toString();
+    record.BegTime = values.value(key::BegTime).toString();
+    record.WndWidth = values.value(key::WndWidth).toInt();
+    record.WndStay = values.value(key::WndStay).toInt();
+    record.PhotoHight = values.value(key::PhotoHight).toInt();
+    record.PhotoWidth = values.value(key::PhotoWidth).toInt();
+    record.unRead = values.value(key::unRead).toBool();
+    record.WndHeight = values.value(key::WndHeight).toInt();
+    return record;
+}
+
+void report(const CMsgUpdTaskData &data)
+{
+    QThreadPool::globalInstance()->start(new CMsgDataUpdTask(data), 0);
+}
+
+CMsgUpdTaskData reading(const QStringList &ids)
+{
+    CMsgUpdTaskData data;
+    data.msgIds = ids;
+    data.receipt = receipt::Read;
+    data.operateType = operate::MsgState;
+    data.status = status::Read;
+    return data;
+}
+} // namespace
+
+CMsgCenterDataMgr *CMsgCenterDataMgr::GetMsgDataMgrInstance()
+{
+    static CMsgCenterDataMgr instance;
+    return &instance;
+}
+
+void CMsgCenterDataMgr::GetMessageRecords(std::vector<sMsgData> &records)
+{
+    IMessageServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetMessageServiceAssistant();
+    if (!assistant) {
+        VT_LOG(info) << QStringLiteral("GetAllMessageRecords：获取消息服务失败");
+        return;
+    }
+    const auto input = assistant->CreateInputArgs();
+    const auto output = assistant->CreateOutputArgs();
+    assistant->GetAllMessageRecords(input, output);
+    const int ret = output->GetRetCode();
+    if (ret != code::Ok) {
+        VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【获取所有消息数据】调用获取所有消息数据接口"),
+                                              code::isTransport(ret), ret, output->GetError());
+        return;
+    }
+    const QList<QVariant> list = output->GetValueList();
+    records.reserve(records.size() + size_t(list.size()));
+    for (const QVariant &values : list)
+        records.push_back(toRecord(values.toMap()));
+}
+
+void CMsgCenterDataMgr::MessageHasBeenRead(const QString &msgId, const QString &, const QString &)
+{
+    report(reading({msgId}));
+}
+
+void CMsgCenterDataMgr::MessageHasBeenRead(const QStringList &msgIds)
+{
+    report(reading(msgIds));
+}
+
+void CMsgCenterDataMgr::MessageHasBeenClicked(const QString &msgId, const QString &, const QString &)
+{
+    CMsgUpdTaskData data;
+    data.msgIds = QStringList{msgId};
+    data.receipt = receipt::Clicked;
+    report(data);
+}
+
+void CMsgCenterDataMgr::MessageHasBeenDeleted(const QString &msgId, const QString &, const QString &)
+{
+    CMsgUpdTaskData data;
+    data.msgIds = QStringList{msgId};
+    data.operateType = operate::MessageStatu;
+    data.status = status::Deleted;
+    report(data);
+}

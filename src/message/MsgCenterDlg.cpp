@@ -1,0 +1,389 @@
+#include "MsgCenterDlg.h"
+
+#include "MessageList.h"
+#include "MessageListItem.h"
+#include "MessagePushEvent.h"
+#include "frame/Log.h"
+#include "widgets/BringToFront.h"
+#include "widgets/CustomBtn.h"
+#include "widgets/CustomTitleBar.h"
+#include "widgets/Look.h"
+#include "widgets/Toolkit.h"
+
+#include <QCoreApplication>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QStackedWidget>
+#include <QTimer>
+#include <algorithm>
+
+using ServiceVisualized::CToolkit;
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr QSize WindowSize(760, 600);
+constexpr int TitleHeight = 40;
+constexpr int ActionHeight = 44;
+constexpr int ActionMargin = 12;
+constexpr int ReadAllHeight = 28;
+constexpr int ReadAllIcon = 18;
+constexpr int BottomMargin = 12;
+constexpr int EmptyWidth = 160;
+constexpr int EmptyHeight = 120;
+constexpr int EmptyPx = 14;
+constexpr int ListPage = 0;
+constexpr int EmptyPage = 1;
+// Look
+constexpr QRgb FrameColor = 0xff53b3ea;
+
+QString titleSheet()
+{
+    return look::titleBand(QStringLiteral("white"), QStringLiteral("#E8EAED"));
+}
+
+QString readAllSheet()
+{
+    return look::linkButton(QStringLiteral("#readAllButton"));
+}
+
+QString emptyTextSheet()
+{
+    return QStringLiteral("color:#A2A1A1;");
+}
+} // namespace
+
+CMsgCenterDlg::CMsgCenterDlg(QWidget *parent)
+    : QDialog(parent, Qt::Tool | Qt::FramelessWindowHint)
+    , m_drag(this)
+{
+    look::prepareWindow(this, QStringLiteral("消息中心"));
+    installEventFilter(this);
+    CMessageObserver::GetObserverInstance()->AddListener(this);
+    InitDialogUi();
+    front::neutralFocus(this);
+}
+
+CMsgCenterDlg::~CMsgCenterDlg()
+{
+    BeforeCloseDiallog();
+}
+
+void CMsgCenterDlg::InitDialogUi()
+{
+    int width = WindowSize.width();
+    int height = WindowSize.height();
+    CToolkit::UpdateWidthAndHeight(this, width, height);
+    setFixedSize(width, height);
+
+    // No sheet on the dialog: each of the items would be matched against it.
+    auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(1, 1, 1, look::scaled(BottomMargin, this));
+    column->setSpacing(0);
+    column->addWidget(titleBand());
+    column->addWidget(actionBand());
+    m_pages = new QStackedWidget(this);
+    m_list = new MessageList(m_pages);
+    m_pages->insertWidget(ListPage, m_list);
+    m_pages->insertWidget(EmptyPage, emptyPage());
+    column->addWidget(m_pages, 1);
+    column->activate();
+
+    fetchRecords();
+    applyCount();
+    m_list->setExpected(int(m_records.size()));
+    m_builder = new QTimer(this);
+    m_builder->setInterval(0);
+    connect(m_builder, &QTimer::timeout, this, &CMsgCenterDlg::buildNextChunk);
+    // The rest waits until the first screen is on the display.
+    connect(m_list, &MessageList::firstPainted, m_builder, QOverload<>::of(&QTimer::start));
+    buildNextChunk();
+}
+
+QWidget *CMsgCenterDlg::titleBand()
+{
+    auto *bar = new CustomTitleBar(this);
+    bar->setFixedHeight(look::scaled(TitleHeight, this));
+    bar->setStyleSheet(titleSheet());
+    bar->SetTitleLogo(QStringLiteral(":/images/images/msgCenter.svg"));
+    bar->SetTitleText(QStringLiteral("消息中心"));
+    bar->addStretch(1);
+    bar->AddCloseButton();
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CMsgCenterDlg::OnCloseBtnClicked);
+    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CMsgCenterDlg::OnCustomTitleBarPressed);
+    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CMsgCenterDlg::OnCustomTitleBarmoved);
+    return bar;
+}
+
+QWidget *CMsgCenterDlg::actionBand()
+{
+    auto *band = new QWidget(this);
+    band->setFixedHeight(look::scaled(ActionHeight, this));
+    auto *row = new QHBoxLayout(band);
+    row->setContentsMargins(look::scaled(ActionMargin, this), 0, look::scaled(ActionMargin, this), 0);
+    m_readAll = new CCustomBtn(QStringLiteral("全部已读"), CCustomBtn::Link, band);
+    m_readAll->setObjectName(QStringLiteral("readAllButton"));
+    m_readAll->setStyleSheet(readAllSheet());
+    m_readAll->setFixedHeight(look::scaled(ReadAllHeight, this));
+    m_readAll->setIcon(QIcon(QStringLiteral(":/images/images/ReadAll.svg")));
+    m_readAll->setIconSize(QSize(look::scaled(ReadAllIcon, this), look::scaled(ReadAllIcon, this)));
+    connect(m_readAll, &QPushButton::clicked, this, &CMsgCenterDlg::ReadAllMsg);
+    row->addStretch(1);
+    row->addWidget(m_readAll);
+    return band;
+}
+
+QWidget *CMsgCenterDlg::emptyPage()
+{
+    auto *page = new QWidget(m_pages);
+    page->setObjectName(QStringLiteral("emptyPage"));
+    auto *picture = new QLabel(page);
+    const QSize size(look::scaled(EmptyWidth, this), look::scaled(EmptyHeight, this));
+    CToolkit::SetLabelIconPicture(picture, QIcon(QStringLiteral(":/images/images/NoMsgTip.svg")), size);
+    auto *text = new QLabel(QStringLiteral("暂无消息"), page);
+    text->setFont(look::yaHei(EmptyPx, QFont::Normal, this));
+    text->setStyleSheet(emptyTextSheet());
+    auto *column = new QVBoxLayout(page);
+    column->addStretch(2);
+    column->addWidget(picture, 0, Qt::AlignHCenter);
+    column->addWidget(text, 0, Qt::AlignHCenter);
+    column->addStretch(3);
+    return page;
+}
+
+void CMsgCenterDlg::fetchRecords()
+{
+    CMsgCenterDataMgr *store = CMsgCenterDataMgr::GetMsgDataMgrInstance();
+    if (!store) {
+        VT_LOG(critical) << QStringLiteral("【消息中心交互流程日志记录】获取CMsgCenterDataMgr实例失败。");
+        return;
+    }
+    store->GetMessageRecords(m_records);
+    m_shownCount = int(m_records.size());
+    QStringList ids;
+    ids.reserve(m_shownCount);
+    for (const sMsgData &record : m_records)
+        ids.append(record.MsgId);
+    VT_LOG(info) << QStringLiteral("消息中心展示消息数量：") + QString::number(m_shownCount);
+    VT_LOG(info) << QStringLiteral("消息中心展示的消息ID：") + ids.join(QLatin1Char(','));
+}
+
+void CMsgCenterDlg::buildNextChunk()
+{
+    if (m_builtCount >= m_records.size()) {
+        m_builder->stop();
+        return;
+    }
+    QWidget *chunk = m_list->newChunk();
+    const size_t end = std::min(m_records.size(), m_builtCount + MessageList::ChunkSize);
+    for (; m_builtCount < end; ++m_builtCount)
+        m_list->append(newItem(m_records[m_builtCount], chunk));
+    m_list->finishChunk();
+}
+
+CMessageListItem *CMsgCenterDlg::newItem(sMsgData &record, QWidget *parent)
+{
+    auto *item = new CMessageListItem(&record, false, parent);
+    connect(item, &CMessageListItem::MessageRead, this, &CMsgCenterDlg::MsgReadSlots);
+    connect(item, &CMessageListItem::MessageClicked, this, &CMsgCenterDlg::MsgHasBeClickSlots);
+    connect(item, &CMessageListItem::MessageSelected, this, &CMsgCenterDlg::OnMessageSelected);
+    connect(item, &CMessageListItem::MessageDeleted, this, &CMsgCenterDlg::OnMessageDeleted);
+    if (!m_items.emplace(record.MsgId, item).second)
+        m_twins.insert(record.MsgId, item);
+    return item;
+}
+
+std::vector<CMessageListItem *> CMsgCenterDlg::itemsOf(const QString &id) const
+{
+    std::vector<CMessageListItem *> items;
+    const auto found = m_items.find(id);
+    if (found == m_items.end())
+        return items;
+    items.push_back(static_cast<CMessageListItem *>(found->second));
+    for (CMessageListItem *twin : m_twins.values(id))
+        items.push_back(twin);
+    return items;
+}
+
+void CMsgCenterDlg::MsgReadSlots(QString strMsgId)
+{
+    CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenRead(strMsgId, QString(), QString());
+    notifyObservers(strMsgId, eEventDisplayed);
+    emit MsgHasBeReadSignal();
+}
+
+void CMsgCenterDlg::MsgHasBeClickSlots(QString strMsgId)
+{
+    CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenClicked(strMsgId, QString(), QString());
+    notifyObservers(strMsgId, eEventClicked);
+    emit MsgHasBeClickSignal();
+}
+
+void CMsgCenterDlg::notifyObservers(const QString &id, EMessageEventType type)
+{
+    const auto eventData = QSharedPointer<CCommonEventData>::create();
+    eventData->SetEventSource(eSourceMessageCenter);
+    eventData->SetMessageId(id);
+    CMessageObserver::GetObserverInstance()->NotifyEvent(eventData.data(), type);
+}
+
+void CMsgCenterDlg::OnMessageSelected(QString strMessageId)
+{
+    if (strMessageId.isEmpty() || strMessageId == m_selectedId)
+        return;
+    const QString previous = m_selectedId;
+    m_selectedId = strMessageId;
+    for (CMessageListItem *item : itemsOf(previous))
+        item->ClearMessageSelected();
+    for (CMessageListItem *item : itemsOf(m_selectedId))
+        item->SetMessageSelected();
+}
+
+void CMsgCenterDlg::OnMessageDeleted(QString strMessageId)
+{
+    const std::vector<CMessageListItem *> items = itemsOf(strMessageId);
+    if (strMessageId.isEmpty() || items.empty() || items.front()->isDeleted())
+        return;
+    moveSelectionAway(items);
+    for (CMessageListItem *item : items) {
+        item->markDeleted();
+        --m_shownCount;
+    }
+    CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenDeleted(strMessageId, QString(), QString());
+    applyCount();
+}
+
+void CMsgCenterDlg::moveSelectionAway(const std::vector<CMessageListItem *> &items)
+{
+    const bool hasFocus =
+        focusWidget() && (focusWidget() == items.front() || items.front()->isAncestorOf(focusWidget()));
+    if (!items.front()->isSelected() && !hasFocus)
+        return;
+    for (CMessageListItem *item : items)
+        item->ClearMessageSelected();
+    m_selectedId.clear();
+    const auto isLeaving = [&](CMessageListItem *item) {
+        return std::find(items.begin(), items.end(), item) != items.end();
+    };
+    CMessageListItem *next = nullptr;
+    for (const int step : {1, -1}) {
+        next = next ? next : m_list->neighbour(items.front(), step);
+        while (next && isLeaving(next))
+            next = m_list->neighbour(next, step);
+    }
+    if (next)
+        m_list->goTo(next);
+    else
+        front::neutralFocus(this);
+}
+
+void CMsgCenterDlg::OnCloseBtnClicked()
+{
+    close();
+}
+
+void CMsgCenterDlg::OnCustomTitleBarPressed(int nPosX, int nPosY)
+{
+    m_drag.press(QPoint(nPosX, nPosY));
+}
+
+void CMsgCenterDlg::OnCustomTitleBarmoved(int nPosX, int nPosY)
+{
+    m_drag.move(QPoint(nPosX, nPosY));
+}
+
+void CMsgCenterDlg::ReadAllMsg()
+{
+    if (m_records.empty())
+        return;
+    QStringList ids;
+    ids.reserve(int(m_records.size()));
+    for (const sMsgData &record : m_records) {
+        // An empty id names no message; the service might refuse the others because of it.
+        if (!record.MsgId.isEmpty())
+            ids.append(record.MsgId);
+    }
+    VT_LOG(debug) << QStringLiteral("全部消息已读。数量：") + QString::number(ids.size());
+    VT_LOG(debug) << QStringLiteral("首条消息为：") + ids.value(0);
+    for (const auto &entry : m_items)
+        static_cast<CMessageListItem *>(entry.second)->ReadMessage(true);
+    for (CMessageListItem *twin : std::as_const(m_twins))
+        twin->ReadMessage(true);
+    for (size_t i = m_builtCount; i < m_records.size(); ++i)
+        m_records[i].unRead = false;
+    m_list->widget()->update(); // at once: a request of each item costs more than the painting
+    if (!ids.isEmpty())
+        CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenRead(ids);
+}
+
+void CMsgCenterDlg::BeforeCloseDiallog()
+{
+    if (m_hasLeftObserver)
+        return;
+    m_hasLeftObserver = true;
+    CMessageObserver::GetObserverInstance()->RemoveListener(this);
+}
+
+void CMsgCenterDlg::applyCount()
+{
+    const bool isEmpty = m_shownCount < 1;
+    m_pages->setCurrentIndex(isEmpty ? EmptyPage : ListPage);
+    m_readAll->setDisabled(isEmpty);
+}
+
+void CMsgCenterDlg::forwardToItem(CMessagePushEvent *event)
+{
+    const auto *named = dynamic_cast<const CCommonEventData *>(event->GetEventData());
+    if (!named || event->type() != CMessagePushEvent::eMessageDisplayed)
+        return;
+    const QString id = named->GetMessageId();
+    for (CMessageListItem *item : itemsOf(id))
+        QCoreApplication::postEvent(item, new CMessagePushEvent(event->type(), event->GetEventData()));
+    for (size_t i = m_builtCount; i < m_records.size(); ++i) {
+        if (m_records[i].MsgId == id)
+            m_records[i].unRead = false;
+    }
+}
+
+bool CMsgCenterDlg::event(QEvent *event)
+{
+    const QEvent::Type type = event->type();
+    if (type >= CMessagePushEvent::eUnknownType && type <= CMessagePushEvent::eMessageClicked) {
+        if (auto *push = dynamic_cast<CMessagePushEvent *>(event)) {
+            forwardToItem(push);
+            return true;
+        }
+    }
+    return QDialog::event(event);
+}
+
+bool CMsgCenterDlg::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape)
+        return true; // only the close button closes the window
+    return QDialog::eventFilter(watched, event);
+}
+
+void CMsgCenterDlg::closeEvent(QCloseEvent *event)
+{
+    BeforeCloseDiallog();
+    QDialog::closeEvent(event);
+    emit MsgCenterClosed();
+}
+
+void CMsgCenterDlg::keyPressEvent(QKeyEvent *event)
+{
+    // The focus is neutral at first: the arrows lead into the list from there, too.
+    const bool isPlain = !(event->modifiers() & ~Qt::KeypadModifier);
+    if (m_shownCount < 1 || !isPlain || !m_list->handleKey(event->key()))
+        QDialog::keyPressEvent(event);
+}
+
+void CMsgCenterDlg::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.fillRect(rect(), Qt::white);
+    painter.setPen(QColor(FrameColor));
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+}
