@@ -47,6 +47,7 @@ CVisualizedManager::~CVisualizedManager()
     const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
     delete notice; // not left to an event loop that may not run again
+    closeMessageCenter();
 }
 
 bool CVisualizedManager::YunDiaIsExist() const

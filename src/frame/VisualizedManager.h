@@ -10,10 +10,12 @@
 #include <optional>
 
 class CCheckUpdateDial;
+class CMsgCenterDlg;
 class CUpdateExplainDial;
 class IUpgaredSoftInfoService_InputParam;
 class NotifyWnd;
 class QDialog;
+class QRect;
 
 /// Owns the service's windows and answers what the operations ask about them. Lives on the application's thread, also
 /// when an RPC thread makes it; the handlers run there. Other threads reach it through CManagerAccess.
@@ -38,6 +40,9 @@ public:
 
 public slots:
     void onShowExplain(QString softName);
+
+private slots:
+    void onMessageCenterClosed();
 
 private:
     CVisualizedManager();
@@ -66,8 +71,13 @@ private:
     void showNotice(const QMap<QString, QVariant> &values);
     void showWaitingNotice();
     void replaceNotice();
+    /// Centres the message center over the caller's window, or on its screen where no window was given.
+    void placeMessageCenter(const QRect &parentWindow);
+    /// Closes and deletes it at once.
+    void closeMessageCenter();
 
     QPointer<NotifyWnd> m_notifyWnd;
+    QPointer<CMsgCenterDlg> m_msgCenterDlg;           ///< null as soon as it is closed
     QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
     QMutex m_autoUpdateLock;
     QPointer<CCheckUpdateDial> m_autoUpdateDlg;

@@ -2,11 +2,13 @@
 #include "EventRequest.h"
 #include "Log.h"
 #include "VisualizedManager.h"
+#include "message/MsgCenterDlg.h"
 #include "message/NotifyWnd.h"
 #include "tarn/message/IMessageServiceArgs.h"
 #include "tarn/message/MessageKeys.h"
 #include "widgets/BringToFront.h"
 #include <QDateTime>
+#include <QScreen>
 #include <QThread>
 #include <QTimer>
 
@@ -87,7 +89,51 @@ void CVisualizedManager::showWaitingNotice()
 
 void CVisualizedManager::ShowMessageCenterDlg(QEvent *e)
 {
-    if (!request::withInput<CMsgCenterEventData>(e))
+    const auto *data = request::withInput<CMsgCenterEventData>(e);
+    if (!data)
         return;
     VT_LOG(debug) << QStringLiteral("【消息中心】显示消息中心对话框。");
+    if (!m_msgCenterDlg) {
+        m_msgCenterDlg = new CMsgCenterDlg(nullptr);
+        m_msgCenterDlg->setAttribute(Qt::WA_DeleteOnClose);
+        // Closed is as good as gone: what is opened next fetches the messages afresh.
+        connect(m_msgCenterDlg, &CMsgCenterDlg::MsgCenterClosed, this, &CVisualizedManager::onMessageCenterClosed);
+    }
+    placeMessageCenter(data->inputArgs->GetValue(key::MsgCenterRect).toRect());
+    m_msgCenterDlg->setWindowFlag(Qt::WindowStaysOnTopHint);
+    m_msgCenterDlg->show();
+    m_msgCenterDlg->raise(); // one that is open already may be covered
+}
+
+void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
+{
+    QRect target = parentWindow;
+    if (target.right() < target.left()) {
+        VT_LOG(debug) << QStringLiteral("【消息中心】未获取到消息中心的父级窗口");
+        const QScreen *screen = m_msgCenterDlg->screen();
+        target = screen ? screen->availableGeometry() : QRect();
+    }
+    QString shown;
+    QDebug(&shown).nospace() << target;
+    VT_LOG(debug) << QStringLiteral("【消息中心】重新计算消息中心位置：") + shown;
+    const int width = m_msgCenterDlg->width();
+    const int height = m_msgCenterDlg->height();
+    // 64 bits: the rectangle comes from outside.
+    const qint64 x = (qint64(target.left()) + target.right()) / 2 - width / 2;
+    const qint64 y = (qint64(target.top()) + target.bottom()) / 2 - height / 2;
+    m_msgCenterDlg->setGeometry(int(x), int(y), width, height);
+}
+
+void CVisualizedManager::onMessageCenterClosed()
+{
+    if (m_msgCenterDlg == sender())
+        m_msgCenterDlg.clear();
+}
+
+void CVisualizedManager::closeMessageCenter()
+{
+    const QPointer<CMsgCenterDlg> center = m_msgCenterDlg;
+    if (center)
+        center->close();
+    delete center;
 }

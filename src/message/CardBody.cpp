@@ -4,13 +4,21 @@
 #include "CardTextView.h"
 #include "MessageCard.h"
 #include "MsgCenterDataMgr.h"
-#include "PictureFile.h"
+#include "widgets/Picture.h"
 
 #include <QLabel>
+#include <QThreadPool>
 #include <QtConcurrent>
 
 namespace {
 constexpr int MaxLinkText = 1024; // characters
+
+// Not the global pool: reports to a service that hangs may have taken all of its threads.
+QThreadPool *picturePool()
+{
+    static QThreadPool pool;
+    return &pool;
+}
 
 // Look
 QString anchor(const QString &address, const QString &text)
@@ -47,8 +55,6 @@ void CardBody::buildText(const QString &content)
     m_view = new CardTextView(*m_card, this);
     m_view->setContent(content);
     connect(m_view, &CardTextView::pressed, this, &CardBody::pressed);
-    connect(m_view, &CardTextView::anchorClicked, this,
-            [this](const QUrl &url) { emit linkActivated(url.toString()); });
 }
 
 void CardBody::buildLink(const sMsgData &message)
@@ -73,9 +79,12 @@ void CardBody::readPicture(const sMsgData &message, int width)
         return;
     connect(&m_pictureReader, &QFutureWatcher<QImage>::finished, this, &CardBody::onPictureRead);
     const qreal ratio = devicePixelRatioF();
-    const QSize bounds = QSize(width, m_card->maxPictureHeight()) * ratio;
-    const QSize requested = QSize(message.PhotoWidth, message.PhotoHight) * ratio;
-    m_pictureReader.setFuture(QtConcurrent::run(picturefile::load, message.PicFilePath, bounds, requested));
+    QSize box(width, m_card->maxPictureHeight());
+    if (message.PhotoWidth > 0)
+        box.setWidth(qMin(box.width(), message.PhotoWidth));
+    if (message.PhotoHight > 0)
+        box.setHeight(qMin(box.height(), message.PhotoHight));
+    m_pictureReader.setFuture(QtConcurrent::run(picturePool(), picture::read, message.PicFilePath, box * ratio));
 }
 
 void CardBody::onPictureRead()

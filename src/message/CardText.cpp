@@ -1,9 +1,11 @@
 #include "CardText.h"
 
+#include "SafeHtml.h"
+
 #include <QLabel>
 #include <QRegularExpression>
 #include <QTextBlock>
-#include <QTextCursor>
+#include <QTextDocument>
 #include <QTextEdit>
 #include <QTextLayout>
 
@@ -13,11 +15,8 @@ constexpr int CollapsedLines = 2;
 constexpr int PreviewSource = 4096;      // characters of a body that its preview is made from
 constexpr int LongPreviewSource = 65536; // the same when the first part holds nothing but markup
 constexpr int PreviewLength = 512;
-
-QString linkSheet()
-{
-    return QStringLiteral("a{color:#1E7FD8;text-decoration:underline;}");
-}
+constexpr int MaxBody = 1 << 20; // characters
+constexpr int LongestWord = 200; // characters
 
 QString paragraph(const QString &html, int lineHeight)
 {
@@ -31,57 +30,35 @@ QString head(const QString &text, int length)
     return text.left(splitsPair ? length - 1 : length);
 }
 
-// Inline pictures are never loaded; without their tags they leave no empty frames of any size either.
-QString withoutPictures(QString html)
+// The layout takes quadratic time over a word that no line can hold; here it may break such words anyway.
+QString withBreakableWords(QString text)
 {
-    static const QRegularExpression picture(QStringLiteral("<\\s*img\\b[^>]*>"),
-                                            QRegularExpression::CaseInsensitiveOption);
-    return html.remove(picture);
-}
-
-void makeLinesBreakable(QTextDocument *document)
-{
-    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
-        QTextBlockFormat format = block.blockFormat();
-        if (!format.nonBreakableLines())
-            continue;
-        format.setNonBreakableLines(false);
-        QTextCursor(block).setBlockFormat(format);
-    }
+    static const QRegularExpression longWord(QStringLiteral("[^\\s<>&;]{%1}").arg(LongestWord));
+    return text.replace(longWord, QStringLiteral("\\0\u200b"));
 }
 
 QString plainHead(const QString &content, int length)
 {
     const QString source = head(content, length);
-    if (!cardtext::isRich(source))
+    const bool isPlain = !source.contains(QLatin1Char('<')) && !source.contains(QLatin1Char('&'));
+    if (isPlain)
         return head(source, PreviewLength * 2).simplified();
-    CardDocument document;
+    QTextDocument document;
     document.setUndoRedoEnabled(false);
-    document.setHtml(withoutPictures(source));
+    document.setHtml(safehtml::sanitized(source, length));
     return document.toPlainText().simplified();
 }
 } // namespace
 
-void CardDocument::setBody(const QString &content, const QFont &font, int lineHeight)
+void cardtext::setBody(QTextDocument *document, const QString &content, const QFont &font, int lineHeight)
 {
-    setUndoRedoEnabled(false);
-    setDefaultFont(font);
-    setDocumentMargin(0);
-    setDefaultStyleSheet(linkSheet());
-    setHtml(paragraph(cardtext::isRich(content) ? withoutPictures(content) : content.toHtmlEscaped(), lineHeight));
-    makeLinesBreakable(this);
-}
-
-QVariant CardDocument::loadResource(int, const QUrl &)
-{
-    return {};
-}
-
-bool cardtext::isRich(const QString &text)
-{
-    static const QRegularExpression markup(
-        QStringLiteral("</?[A-Za-z][A-Za-z0-9]*(\\s[^<>]*)?/?>|<!--|&(#[0-9]{1,7}|#x[0-9A-Fa-f]{1,6}|[A-Za-z]{2,8});"));
-    return markup.match(text).hasMatch();
+    document->setUndoRedoEnabled(false);
+    document->setDefaultFont(font);
+    document->setDocumentMargin(0);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    document->setDefaultTextOption(option);
+    document->setHtml(paragraph(withBreakableWords(safehtml::sanitized(content, MaxBody)), lineHeight));
 }
 
 QString cardtext::preview(const QString &content)
@@ -118,8 +95,8 @@ int GetLineCount(const QString &text, QTextEdit *edit)
 {
     if (!edit || text.isEmpty())
         return 0;
-    CardDocument document;
-    document.setBody(text, edit->font(), QFontMetrics(edit->font()).lineSpacing());
+    QTextDocument document;
+    cardtext::setBody(&document, text, edit->font(), QFontMetrics(edit->font()).lineSpacing());
     document.setTextWidth(edit->contentsRect().width()); // the viewport follows only when shown
     document.size();                                     // lays everything out
     int lines = 0;

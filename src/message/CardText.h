@@ -2,29 +2,16 @@
 
 #include <QFont>
 #include <QString>
-#include <QTextDocument>
 
 class QLabel;
+class QTextDocument;
 class QTextEdit;
-
-/// A text document for bodies from outside: it loads no picture, style sheet or file, wherever it points.
-class CardDocument final : public QTextDocument
-{
-    Q_OBJECT
-public:
-    using QTextDocument::QTextDocument;
-
-    /// Takes a message's body, plain or rich. Pictures are dropped and unbreakable lines made to wrap.
-    void setBody(const QString &content, const QFont &font, int lineHeight);
-
-protected:
-    QVariant loadResource(int type, const QUrl &name) override;
-};
 
 namespace cardtext {
 
-/// Whether the text holds tags or entities; otherwise it is shown letter by letter.
-bool isRich(const QString &text);
+/// Puts a body from outside into the document, reduced to what can neither load anything nor take unbounded time.
+/// @param lineHeight pixels
+void setBody(QTextDocument *document, const QString &content, const QFont &font, int lineHeight);
 /// The beginning of a body as one line of plain text, without markup. Looks at a bounded part of it only.
 QString preview(const QString &content);
 /// Cuts a text to what fits into the lines, the last one ending in an ellipsis when something is left out. The lines

@@ -23,27 +23,26 @@ QString barSheet(const QWidget *w)
 } // namespace
 
 CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
-    : QTextBrowser(parent)
+    : QTextEdit(parent)
     , m_lineHeight(card.lineHeight())
 {
     setObjectName(QStringLiteral("messageView"));
     setFrameShape(QFrame::NoFrame);
-    setOpenLinks(false);
+    setReadOnly(true);
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFont(card.bodyFont());
     viewport()->setAutoFillBackground(false);
     QPalette colors = palette();
     colors.setColor(QPalette::Text, QColor(TextColor));
     setPalette(colors);
     verticalScrollBar()->setStyleSheet(barSheet(this));
-    horizontalScrollBar()->setStyleSheet(barSheet(this));
 }
 
 void CardTextView::setContent(const QString &content)
 {
     m_content = content;
-    auto *text = new CardDocument(this);
-    text->setBody(content, font(), m_lineHeight);
-    setDocument(text);
+    cardtext::setBody(document(), content, font(), m_lineHeight);
 }
 
 int CardTextView::fitToWidth(int width)
@@ -59,7 +58,7 @@ int CardTextView::fitToWidth(int width)
 void CardTextView::mousePressEvent(QMouseEvent *event)
 {
     emit pressed();
-    QTextBrowser::mousePressEvent(event);
+    QTextEdit::mousePressEvent(event);
 }
 
 void CardTextView::keyPressEvent(QKeyEvent *event)
@@ -70,5 +69,5 @@ void CardTextView::keyPressEvent(QKeyEvent *event)
     if (movesUpOrDown && verticalScrollBar()->maximum() == 0)
         event->ignore();
     else
-        QTextBrowser::keyPressEvent(event);
+        QTextEdit::keyPressEvent(event);
 }

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <QTextBrowser>
+#include <QTextEdit>
 
 class MessageCard;
 
-/// Shows a message's text, which comes from outside: nothing is loaded for it, and whatever is too wide or too long
-/// scrolls inside. Links are announced, never followed by itself.
-class CardTextView final : public QTextBrowser
+/// Shows a message's text, to be read, marked and copied; a long one scrolls inside.
+class CardTextView final : public QTextEdit
 {
     Q_OBJECT
 public:

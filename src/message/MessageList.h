@@ -40,6 +40,9 @@ public:
     bool handleKey(int key);
 
 signals:
+    /// Once per item, before it reports anything: the time to connect it. Connections of thousands of items that nobody
+    /// touches would take more memory than the items.
+    void itemNeeded(CMessageListItem *item);
     void firstPainted(); ///< once, when the user can see the first screen
 
 protected:

@@ -3,6 +3,7 @@
 #include "CardBody.h"
 #include "CardText.h"
 #include "MessageCard.h"
+#include "MessageList.h"
 #include "MessagePushEvent.h"
 #include "MsgCenterDataMgr.h"
 #include "frame/Log.h"
@@ -91,6 +92,7 @@ void CMessageListItem::select()
     // Without an id nothing can be done to a message, and nobody would take its selection away again.
     if (m_message->MsgId.isEmpty())
         return;
+    buildParts();
     SetMessageSelected();
     emit MessageSelected(m_message->MsgId);
 }
@@ -103,6 +105,7 @@ void CMessageListItem::markDeleted()
 
 void CMessageListItem::OnArrowBtnClicked()
 {
+    buildParts();
     m_isExpanded = !m_isExpanded;
     VT_LOG(info) << (m_isExpanded ? QStringLiteral("【消息中心交互流程日志记录】消息%1展开详细信息。")
                                   : QStringLiteral("【消息中心交互流程日志记录】消息%1收起详细信息。"))
@@ -115,9 +118,12 @@ void CMessageListItem::OnArrowBtnClicked()
 
 void CMessageListItem::OnlinkActivated(QString strLink)
 {
+    buildParts();
     VT_LOG(info) << QStringLiteral("【消息中心交互流程日志记录】消息%1链接已点击，目标地址为：%2。")
                         .arg(m_message->MsgId, strLink);
-    if (!QDesktopServices::openUrl(QUrl(strLink)))
+    const QUrl url(strLink);
+    // An address without a scheme would be taken for a file of the current directory.
+    if (!url.isValid() || url.scheme().isEmpty() || !QDesktopServices::openUrl(url))
         VT_LOG(warning)
             << QStringLiteral("【消息中心交互流程日志记录】消息%1的链接无法打开：%2。").arg(m_message->MsgId, strLink);
     reportReading();
@@ -127,6 +133,7 @@ void CMessageListItem::OnlinkActivated(QString strLink)
 
 void CMessageListItem::OnDeleteMessage()
 {
+    buildParts();
     emit MessageDeleted(m_message->MsgId);
 }
 
@@ -240,6 +247,10 @@ void CMessageListItem::buildParts()
 {
     if (m_arrow)
         return;
+    for (QWidget *ancestor = parentWidget(); ancestor; ancestor = ancestor->parentWidget()) {
+        if (auto *list = qobject_cast<MessageList *>(ancestor))
+            emit list->itemNeeded(this);
+    }
     m_dot = new QLabel(this);
     m_dot->setObjectName(QStringLiteral("unreadDot"));
     m_dot->setAccessibleName(QStringLiteral("未读"));

@@ -85,6 +85,7 @@ void CMsgCenterDlg::InitDialogUi()
     column->addWidget(actionBand());
     m_pages = new QStackedWidget(this);
     m_list = new MessageList(m_pages);
+    connect(m_list, &MessageList::itemNeeded, this, &CMsgCenterDlg::connectItem);
     m_pages->insertWidget(ListPage, m_list);
     m_pages->insertWidget(EmptyPage, emptyPage());
     column->addWidget(m_pages, 1);
@@ -185,13 +186,17 @@ void CMsgCenterDlg::buildNextChunk()
 CMessageListItem *CMsgCenterDlg::newItem(sMsgData &record, QWidget *parent)
 {
     auto *item = new CMessageListItem(&record, false, parent);
+    if (!m_items.emplace(record.MsgId, item).second)
+        m_twins.insert(record.MsgId, item);
+    return item;
+}
+
+void CMsgCenterDlg::connectItem(CMessageListItem *item)
+{
     connect(item, &CMessageListItem::MessageRead, this, &CMsgCenterDlg::MsgReadSlots);
     connect(item, &CMessageListItem::MessageClicked, this, &CMsgCenterDlg::MsgHasBeClickSlots);
     connect(item, &CMessageListItem::MessageSelected, this, &CMsgCenterDlg::OnMessageSelected);
     connect(item, &CMessageListItem::MessageDeleted, this, &CMsgCenterDlg::OnMessageDeleted);
-    if (!m_items.emplace(record.MsgId, item).second)
-        m_twins.insert(record.MsgId, item);
-    return item;
 }
 
 std::vector<CMessageListItem *> CMsgCenterDlg::itemsOf(const QString &id) const

@@ -48,6 +48,7 @@ protected:
 
 private slots:
     void buildNextChunk();
+    void connectItem(CMessageListItem *item);
 
 private:
     void InitDialogUi();

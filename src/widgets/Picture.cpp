@@ -26,22 +26,27 @@ bool openRegular(QFile &file, const QString &path)
     return false;
 }
 
-QPixmap loadFile(const QString &path, const QSize &pixels)
+bool isSelfContained(const QByteArray &format)
 {
-    QFile file;
-    if (!openRegular(file, path))
-        return QPixmap();
-    QImageReader reader(&file);
-    reader.setDecideFormatFromContent(true);
-    const QSize full = reader.size();
-    if (full.isEmpty() || qint64(full.width()) * full.height() > MaxPixels)
-        return QPixmap();
-    if (full.width() > pixels.width() || full.height() > pixels.height())
-        reader.setScaledSize(full.scaled(pixels, Qt::KeepAspectRatio).expandedTo(QSize(1, 1)));
-    return QPixmap::fromImageReader(&reader);
+    return format != "svg" && format != "svgz"; // these may name other files
 }
 
 } // namespace
+
+QImage read(const QString &path, const QSize &pixels)
+{
+    QFile file;
+    if (!openRegular(file, path))
+        return QImage();
+    QImageReader reader(&file);
+    reader.setDecideFormatFromContent(true);
+    const QSize full = reader.size();
+    if (full.isEmpty() || qint64(full.width()) * full.height() > MaxPixels || !isSelfContained(reader.format()))
+        return QImage();
+    if (full.width() > pixels.width() || full.height() > pixels.height())
+        reader.setScaledSize(full.scaled(pixels, Qt::KeepAspectRatio).expandedTo(QSize(1, 1)));
+    return reader.read();
+}
 
 QPixmap load(const QString &path, const QSize &box, qreal ratio)
 {
@@ -49,7 +54,8 @@ QPixmap load(const QString &path, const QSize &box, qreal ratio)
         return QPixmap();
     const QSize pixels = box * ratio;
     // Our own resources: the icon engine draws vector pictures sharp at any size.
-    QPixmap pixmap = path.startsWith(QLatin1String(":/")) ? QIcon(path).pixmap(pixels) : loadFile(path, pixels);
+    QPixmap pixmap =
+        path.startsWith(QLatin1String(":/")) ? QIcon(path).pixmap(pixels) : QPixmap::fromImage(read(path, pixels));
     pixmap.setDevicePixelRatio(ratio);
     return pixmap;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QPixmap>
 #include <QSize>
 #include <QString>
@@ -13,5 +14,9 @@ namespace picture {
 /// @param box size in logical pixels
 /// @param ratio device pixels per logical pixel of where it will be shown
 QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
+
+/// The same for work on another thread: a file's picture as large as fits into the box in device pixels. Only formats
+/// that name no further files are read (no SVG); null for everything else. Any thread.
+QImage read(const QString &path, const QSize &pixels);
 
 } // namespace picture
