@@ -4,6 +4,7 @@
 
 #include <QLabel>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <QTextEdit>
@@ -17,6 +18,8 @@ constexpr int LongPreviewSource = 65536; // the same when the first part holds n
 constexpr int PreviewLength = 512;
 constexpr int MaxBody = 1 << 20; // characters
 constexpr int LongestWord = 200; // characters
+constexpr int DeepestMarkup = 100;
+constexpr int MostTags = 20000;
 
 QString paragraph(const QString &html, int lineHeight)
 {
@@ -37,16 +40,46 @@ QString withBreakableWords(QString text)
     return text.replace(longWord, QStringLiteral("\\0\u200b"));
 }
 
+// A document takes quadratic time over elements inside elements, and much over very many.
+bool isTangled(const QString &html)
+{
+    static const QSet<QString> unclosed{QStringLiteral("br"), QStringLiteral("p"), QStringLiteral("li")};
+    static const QRegularExpression tag(QStringLiteral("<(/?)(\\w+)[^>]*>"));
+    int depth = 0;
+    int count = 0;
+    auto it = tag.globalMatch(html);
+    while (it.hasNext() && depth <= DeepestMarkup && count <= MostTags) {
+        const QRegularExpressionMatch match = it.next();
+        ++count;
+        if (!unclosed.contains(match.captured(2)))
+            depth += match.capturedLength(1) ? -1 : 1;
+    }
+    return depth > DeepestMarkup || count > MostTags;
+}
+
+QString withoutTags(QString html)
+{
+    static const QRegularExpression lineEnd(QStringLiteral("<br>|</?(p|div|li|h[1-6]|ul|ol|center)\\b[^>]*>"));
+    static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
+    return html.replace(lineEnd, QStringLiteral("\n")).remove(tag);
+}
+
 QString plainHead(const QString &content, int length)
 {
     const QString source = head(content, length);
     const bool isPlain = !source.contains(QLatin1Char('<')) && !source.contains(QLatin1Char('&'));
     if (isPlain)
         return head(source, PreviewLength * 2).simplified();
-    QTextDocument document;
+    QTextDocument document; // for the entities
     document.setUndoRedoEnabled(false);
-    document.setHtml(safehtml::sanitized(source, length));
+    document.setHtml(withoutTags(safehtml::sanitized(source, length)));
     return document.toPlainText().simplified();
+}
+
+QString safeBody(const QString &content)
+{
+    const QString html = safehtml::sanitized(content, MaxBody);
+    return withBreakableWords(isTangled(html) ? withoutTags(html) : html);
 }
 } // namespace
 
@@ -58,7 +91,7 @@ void cardtext::setBody(QTextDocument *document, const QString &content, const QF
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     document->setDefaultTextOption(option);
-    document->setHtml(paragraph(withBreakableWords(safehtml::sanitized(content, MaxBody)), lineHeight));
+    document->setHtml(paragraph(safeBody(content), lineHeight));
 }
 
 QString cardtext::preview(const QString &content)

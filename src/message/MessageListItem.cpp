@@ -110,6 +110,8 @@ void CMessageListItem::OnArrowBtnClicked()
     VT_LOG(info) << (m_isExpanded ? QStringLiteral("【消息中心交互流程日志记录】消息%1展开详细信息。")
                                   : QStringLiteral("【消息中心交互流程日志记录】消息%1收起详细信息。"))
                         .arg(m_message->MsgId);
+    if (m_isExpanded)
+        buildBody();
     applyState();
     updateGeometry();
     if (m_isExpanded)

@@ -1,0 +1,458 @@
+#include "frame/ManagerAccess.h"
+#include "frame/VisualizedManager.h"
+#include "message/Center.h"
+#include "message/MessageObserver.h"
+#include "message/MessagePushEvent.h"
+#include "message/NotifyWnd.h"
+#include "support/Args.h"
+#include "support/LogCatcher.h"
+#include <QDesktopServices>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace center;
+using FakeClient::fake;
+
+namespace {
+const QString Flow = QStringLiteral("【消息中心交互流程日志记录】");
+
+QVariantMap withLink(QVariantMap message, const QString &address)
+{
+    message.insert("LinkText", "查看 <详情>");
+    message.insert("LinkAdress", address);
+    return message;
+}
+
+void followLink(CMessageListItem *item)
+{
+    auto *link = item->findChild<QLabel *>("messageLink");
+    QVERIFY(link);
+    QTest::mouseClick(link, Qt::LeftButton, {}, QPoint(10, link->height() / 2));
+}
+
+void askForCenter(const QVariantMap &values)
+{
+    QVERIFY(CManagerAccess::post(CVisualizedEvents::eShowMessageCenterDialog,
+                                 std::make_unique<CMsgCenterEventData>(args::input<args::MessageIn>(values))));
+    QCoreApplication::sendPostedEvents(CVisualizedManager::GetInstance());
+}
+
+QList<CMsgCenterDlg *> openCenters()
+{
+    QList<CMsgCenterDlg *> result;
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        auto *dialog = qobject_cast<CMsgCenterDlg *>(window);
+        if (dialog && dialog->isVisible())
+            result.append(dialog);
+    }
+    return result;
+}
+} // namespace
+
+class TestMessageCenter : public QObject
+{
+    Q_OBJECT
+public slots:
+    void takeUrl(const QUrl &url) { m_urls.append(url.toString()); }
+
+private slots:
+    void initTestCase()
+    {
+        FakeClient::install();
+        QDesktopServices::setUrlHandler("test", this, "takeUrl");
+    }
+
+    void init()
+    {
+        QThreadPool::globalInstance()->waitForDone();
+        fake().reset();
+        m_urls.clear();
+    }
+
+    void messagesStandInTheServicesOrder()
+    {
+        const LogCatcher log;
+        const Window window = open({message("z"), message("a"), message("m", false)});
+        QCOMPARE(window->windowTitle(), QString("消息中心"));
+        QCOMPARE(page(window), 0);
+        QVERIFY(item(window, 0)->y() < item(window, 1)->y() && item(window, 1)->y() < item(window, 2)->y());
+        QCOMPARE(item(window, 0)->message().MsgTitle, QString("标题 z"));
+        QVERIFY(hasDot(item(window, 0)));
+        QVERIFY(!hasDot(item(window, 2)));
+        QVERIFY(log.has(QtInfoMsg, "消息中心展示消息数量：3"));
+        QVERIFY(log.has(QtInfoMsg, "消息中心展示的消息ID：z,a,m"));
+    }
+
+    void nothingToShow_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::newRow("no messages") << 2000;
+        QTest::newRow("refused") << 2003;
+        QTest::newRow("no connection") << 2012;
+    }
+
+    void nothingToShow()
+    {
+        QFETCH(int, code);
+        fake().queue("GetAllMessageRecords", {code, "没有", {}, {}});
+        const Window window = std::make_unique<CMsgCenterDlg>(nullptr);
+        window->show();
+        QCOMPARE(page(window), 1);
+        bool found = false;
+        for (const QLabel *label : window->findChild<QWidget *>("emptyPage")->findChildren<QLabel *>())
+            found = found || (label->text() == "暂无消息" && label->isVisible());
+        QVERIFY(found);
+        QVERIFY(!readAll(window)->isEnabled());
+        QTest::keyClick(window.get(), Qt::Key_Down);
+        QTest::keyClick(window.get(), Qt::Key_Delete);
+        QVERIFY(reports().isEmpty());
+    }
+
+    void expandingReadsOnce_data()
+    {
+        QTest::addColumn<QString>("by");
+        for (const char *by : {"arrow", "key", "double click"})
+            QTest::newRow(by) << by;
+    }
+
+    void expandingReadsOnce()
+    {
+        QFETCH(QString, by);
+        const Window window = open(messages(3));
+        CMessageListItem *first = item(window, 1);
+        QSignalSpy reads(window.get(), &CMsgCenterDlg::MsgHasBeReadSignal);
+        const int before = first->height();
+        const LogCatcher log;
+        const auto toggle = [&] {
+            if (by == "arrow")
+                QTest::mouseClick(arrow(first), Qt::LeftButton);
+            else if (by == "key")
+                QTest::keyClick(first, Qt::Key_Return);
+            else
+                QTest::mouseDClick(first, Qt::LeftButton, {}, QPoint(100, 50));
+        };
+        toggle();
+        QVERIFY(first->isExpanded());
+        QVERIFY(!hasDot(first));
+        QTRY_VERIFY(item(window, 2)->y() == first->geometry().bottom() + 1 + (first->y() - before));
+        toggle();
+        toggle();
+        QCoreApplication::sendPostedEvents(); // the announcement comes back to dialog and item
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(reports(), QStringList({"MsgState 2 id1", "receipt 2 id1"}));
+        QCOMPARE(reads.size(), 1);
+        QCOMPARE(log.count(QtInfoMsg, Flow + "消息id1展开详细信息。"), 2);
+        QCOMPARE(log.count(QtInfoMsg, Flow + "消息id1收起详细信息。"), 1);
+        QCOMPARE(log.count(QtInfoMsg, Flow + "消息id1已读。"), 1);
+        QCOMPARE(log.count(QtInfoMsg, Flow + "消息已读，去除未读红点。"), 1);
+    }
+
+    void anAnnouncementFromElsewhereOnlyTakesTheDotAway()
+    {
+        const Window window = open(messages(3));
+        const auto data = QSharedPointer<CCommonEventData>::create();
+        data->SetMessageId("id2");
+        CMessageObserver::GetObserverInstance()->NotifyEvent(data.data(), eEventClicked);
+        QCoreApplication::sendPostedEvents();
+        QVERIFY(hasDot(item(window, 2)));
+        CMessageObserver::GetObserverInstance()->NotifyEvent(data.data(), eEventDisplayed);
+        CMessageObserver::GetObserverInstance()->NotifyEvent(nullptr, eEventDisplayed);
+        QTRY_VERIFY(!hasDot(item(window, 2)));
+        QVERIFY(hasDot(item(window, 1)));
+        QVERIFY(reports().isEmpty());
+    }
+
+    void followingTheLinkClicksAndReads()
+    {
+        const Window window = open({withLink(message("a"), "test:address?a=1&b"), message("b")});
+        QSignalSpy clicks(window.get(), &CMsgCenterDlg::MsgHasBeClickSignal);
+        QTest::keyClick(item(window, 0), Qt::Key_Return);
+        QTRY_VERIFY(item(window, 0)->findChild<QLabel *>("messageLink")->width() > 100);
+        QCOMPARE(reports(), QStringList({"MsgState 2 a", "receipt 2 a"}));
+        fake().reset();
+        const LogCatcher log;
+        followLink(item(window, 0));
+        QCOMPARE(m_urls, QStringList("test:address?a=1&b"));
+        QCOMPARE(reports(), QStringList("receipt 3 a")); // read before
+        QCOMPARE(clicks.size(), 1);
+        QVERIFY(log.has(QtInfoMsg, Flow + "消息a链接已点击，目标地址为：test:address?a=1&b。"));
+        followLink(item(window, 0));
+        QCOMPARE(reports(), QStringList({"receipt 3 a", "receipt 3 a"})); // each click counts
+
+        item(window, 1)->OnlinkActivated("test:other");
+        QCOMPARE(reports(), QStringList({"MsgState 2 b", "receipt 2 b", "receipt 3 a", "receipt 3 a", "receipt 3 b"}));
+        QVERIFY(!hasDot(item(window, 1)));
+    }
+
+    void anAddressThatCannotBeOpenedIsLogged()
+    {
+        const Window window = open(messages(1));
+        const LogCatcher log;
+        item(window, 0)->OnlinkActivated("etc/passwd");
+        QVERIFY(log.has(QtWarningMsg, Flow + "消息id0的链接无法打开：etc/passwd。"));
+    }
+
+    void selectionMovesAlong()
+    {
+        const Window window = open(messages(3));
+        QTest::mouseClick(item(window, 0), Qt::LeftButton);
+        QTest::mouseClick(item(window, 0), Qt::LeftButton);
+        QVERIFY(item(window, 0)->isSelected());
+        QVERIFY(bin(item(window, 0))->isVisible());
+        QTest::mouseClick(item(window, 2), Qt::LeftButton);
+        QVERIFY(!item(window, 0)->isSelected());
+        QVERIFY(!bin(item(window, 0))->isVisible());
+        QVERIFY(item(window, 2)->isSelected());
+        QVERIFY(hasDot(item(window, 2))); // selecting is not reading
+        QVERIFY(reports().isEmpty());
+    }
+
+    void deletingTakesMessagesAwayOneByOne()
+    {
+        const Window window = open(messages(3));
+        QTest::mouseClick(item(window, 1), Qt::LeftButton);
+        QTest::mouseClick(bin(item(window, 1)), Qt::LeftButton);
+        QVERIFY(!item(window, 1)->isVisible());
+        QVERIFY(item(window, 2)->isSelected()); // the next one, so that deleting can go on
+        QTRY_VERIFY(item(window, 2)->y() < item(window, 0)->height() * 2);
+        item(window, 1)->OnDeleteMessage(); // a second click that was on its way
+        window->OnMessageDeleted("unknown");
+        window->OnMessageDeleted(QString());
+        QTest::keyClick(item(window, 2), Qt::Key_Delete);
+        QVERIFY(item(window, 0)->isSelected());
+        QCOMPARE(page(window), 0);
+        QTest::keyClick(item(window, 0), Qt::Key_Delete);
+        QCOMPARE(page(window), 1);
+        QCOMPARE(window->focusWidget(), window.get());
+        QCOMPARE(reports(), QStringList({"MessageStatu 3 id0", "MessageStatu 3 id1", "MessageStatu 3 id2"}));
+    }
+
+    void deletingWhileTheReadingIsStillAnnounced()
+    {
+        const Window window = open(messages(2));
+        QTest::keyClick(item(window, 0), Qt::Key_Return);
+        QTest::keyClick(item(window, 0), Qt::Key_Delete);
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(reports(), QStringList({"MessageStatu 3 id0", "MsgState 2 id0", "receipt 2 id0"}));
+    }
+
+    // One id is one message to the service, however many records carry it.
+    void recordsWithTheSameIdActTogether()
+    {
+        const Window window = open({message("a"), message("b"), message("a")});
+        QTest::keyClick(item(window, 2), Qt::Key_Return);
+        QTRY_VERIFY(!hasDot(item(window, 0)));
+        QTest::mouseClick(item(window, 0), Qt::LeftButton);
+        QVERIFY(item(window, 2)->isSelected());
+        QTest::mouseClick(bin(item(window, 2)), Qt::LeftButton);
+        QVERIFY(!item(window, 0)->isVisible() && !item(window, 2)->isVisible());
+        QVERIFY(item(window, 1)->isSelected());
+        QCOMPARE(page(window), 0);
+        QTest::keyClick(item(window, 1), Qt::Key_Delete);
+        QCOMPARE(page(window), 1);
+        QCOMPARE(reports(), QStringList({"MessageStatu 3 a", "MessageStatu 3 b", "MsgState 2 a", "receipt 2 a"}));
+    }
+
+    void aMessageWithoutIdCanBeOpenedOnly()
+    {
+        const Window window = open({message(""), message("b")});
+        QTest::mouseClick(item(window, 0), Qt::LeftButton);
+        QVERIFY(!item(window, 0)->isSelected());
+        QTest::keyClick(item(window, 0), Qt::Key_Delete);
+        QVERIFY(item(window, 0)->isVisible());
+        QTest::keyClick(item(window, 0), Qt::Key_Return);
+        QVERIFY(item(window, 0)->isExpanded());
+        QVERIFY(!hasDot(item(window, 0)));
+        QTest::mouseClick(readAll(window), Qt::LeftButton);
+        QCOMPARE(reports(), QStringList({"MsgState 2 b", "receipt 2 b"}));
+    }
+
+    void readAllGoesOutInOneCall()
+    {
+        QVariantList list = messages(120);
+        list[5] = message("id5", false);
+        const Window window = open(list);
+        QStringList ids;
+        for (int i = 0; i < 120; ++i)
+            ids.append(QString("id%1").arg(i));
+        const LogCatcher log;
+        QTest::mouseClick(readAll(window), Qt::LeftButton); // most of the items are still to come
+        QCOMPARE(reports(), QStringList({"MsgState 2 " + ids.join(","), "receipt 2 id0"}));
+        QTRY_COMPARE(center::list(window)->items().size(), size_t(120));
+        for (CMessageListItem *item : center::list(window)->items())
+            QVERIFY(!item->message().unRead && !hasDot(item));
+        QVERIFY(log.has(QtDebugMsg, "全部消息已读。数量：120"));
+        QVERIFY(log.has(QtDebugMsg, "首条消息为：id0"));
+        QVERIFY(log.has(QtInfoMsg, "【全部已读】消息已读，去除未读红点。"));
+        QTest::keyClick(item(window, 3), Qt::Key_Return);
+        QCOMPARE(reports().size(), 2); // read already
+    }
+
+    // The dots are what the user did; what the service made of it shows at the next opening.
+    void aFailedReportIsLoggedAndNotHidden()
+    {
+        fake().queue("AddMessageReceipt", {2003, "只读", {}, {}});
+        fake().queue("UpdateMessageStatus", {2001, "超时", {}, {}});
+        {
+            const Window window = open(messages(1));
+            const LogCatcher log;
+            QTest::keyClick(item(window, 0), Qt::Key_Return);
+            QCOMPARE(reports().size(), 2);
+            QCOMPARE(log.texts(QtCriticalMsg).size(), 4);
+            QVERIFY(!hasDot(item(window, 0)));
+        }
+        const Window again = open(messages(1));
+        QVERIFY(hasDot(item(again, 0)));
+    }
+
+    void keyboardAlone()
+    {
+        const Window window = open(messages(60));
+        QTRY_COMPARE(center::list(window)->items().size(), size_t(60));
+        QCOMPARE(window->focusWidget(), window.get()); // nothing that a stray key could press
+        const auto selected = [&] {
+            int found = -1;
+            for (int i = 0; i < 60; ++i) {
+                if (item(window, i)->isSelected())
+                    found = found < 0 ? i : 1000;
+            }
+            return found;
+        };
+        const auto press = [&](Qt::Key key) {
+            QTest::keyClick(window->focusWidget(), key);
+            return selected();
+        };
+        QCOMPARE(press(Qt::Key_Down), 0);
+        QCOMPARE(press(Qt::Key_Down), 1);
+        QCOMPARE(press(Qt::Key_Up), 0);
+        QCOMPARE(press(Qt::Key_Up), 0);
+        QVERIFY(press(Qt::Key_PageDown) > 2);
+        QCOMPARE(press(Qt::Key_End), 59);
+        QVERIFY(!item(window, 59)->visibleRegion().isEmpty());
+        QCOMPARE(press(Qt::Key_Delete), 58);
+        QCOMPARE(press(Qt::Key_Home), 0);
+        QVERIFY(!item(window, 0)->visibleRegion().isEmpty());
+        press(Qt::Key_Return);
+        QVERIFY(item(window, 0)->isExpanded());
+        QCOMPARE(press(Qt::Key_Down), 1);
+
+        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+        QCOMPARE(window->focusWidget(), arrow(item(window, 1)));
+        QTest::keyClick(window->focusWidget(), Qt::Key_Return);
+        QVERIFY(item(window, 1)->isExpanded());
+        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+        QCOMPARE(window->focusWidget(), bin(item(window, 1)));
+        QTest::keyClick(window->focusWidget(), Qt::Key_Return);
+        QVERIFY(!item(window, 1)->isVisible());
+        QCOMPARE(window->focusWidget(), item(window, 2));
+        // Tab reaches one message of the list only.
+        int stops = 0;
+        for (CMessageListItem *one : center::list(window)->items())
+            stops += one->focusPolicy() & Qt::TabFocus ? 1 : 0;
+        QCOMPARE(stops, 1);
+    }
+
+    void escapeIsSwallowed()
+    {
+        const Window window = open(messages(2));
+        QTest::keyClick(window.get(), Qt::Key_Escape);
+        QTest::keyClick(item(window, 0), Qt::Key_Return);
+        QTest::keyClick(window->findChild<QWidget *>("messageView"), Qt::Key_Escape);
+        QVERIFY(window->isVisible());
+    }
+
+    void closingLeavesTheObserverOnce()
+    {
+        auto window = open(messages(2));
+        QSignalSpy closed(window.get(), &CMsgCenterDlg::MsgCenterClosed);
+        window->findChild<QPushButton *>("closeButton")->click();
+        QVERIFY(!window->isVisible());
+        QCOMPARE(closed.size(), 1);
+        CMessageObserver::GetObserverInstance()->AddListener(window.get()); // must not be taken out a second time
+        window->close();
+        const auto data = QSharedPointer<CCommonEventData>::create();
+        data->SetMessageId("id0");
+        CMessageObserver::GetObserverInstance()->NotifyEvent(data.data(), eEventDisplayed);
+        QTRY_VERIFY(!hasDot(item(window, 0)));
+    }
+
+    void closedWhileAnAnnouncementIsOnItsWay()
+    {
+        QPointer<IEventData> watched;
+        for (const bool deliverToDialog : {false, true}) {
+            auto window = open(messages(2));
+            auto data = QSharedPointer<CCommonEventData>::create();
+            data->SetMessageId("id1");
+            watched = data.data();
+            CMessageObserver::GetObserverInstance()->NotifyEvent(data.data(), eEventDisplayed);
+            data.reset();
+            if (deliverToDialog)
+                QCoreApplication::sendPostedEvents(window.get());
+            QVERIFY(watched);
+            window.reset();
+            QVERIFY(!watched);
+        }
+    }
+
+    void theManagerOpensOneAndReusesIt()
+    {
+        fake().queue("GetAllMessageRecords", {2000, {}, {}, messages(2)});
+        const LogCatcher log;
+        askForCenter({{"msg_center_rect", QRect(100, 50, 801, 601)}});
+        QCOMPARE(openCenters().size(), 1);
+        const QPointer<CMsgCenterDlg> first = openCenters().first();
+        QCOMPARE(first->geometry().topLeft(),
+                 QPoint((100 + 900) / 2 - first->width() / 2, (50 + 650) / 2 - first->height() / 2));
+        QVERIFY(first->windowFlags() & Qt::WindowStaysOnTopHint);
+        QVERIFY(first->testAttribute(Qt::WA_DeleteOnClose));
+        QVERIFY(log.has(QtDebugMsg, "【消息中心】显示消息中心对话框。"));
+        QVERIFY(log.has(QtDebugMsg, "【消息中心】重新计算消息中心位置：QRect(100,50 801x601)"));
+
+        askForCenter({{"msg_center_rect", "no rectangle"}});
+        QCOMPARE(openCenters(), QList<CMsgCenterDlg *>({first}));
+        QVERIFY(log.has(QtDebugMsg, "【消息中心】未获取到消息中心的父级窗口"));
+        const QRect area = first->screen()->availableGeometry();
+        QCOMPARE(first->x(), (area.left() + area.right()) / 2 - first->width() / 2);
+
+        // Asked for again before the closed one is gone: a new one with the messages of now.
+        first->close();
+        fake().queue("GetAllMessageRecords", {2000, {}, {}, {}});
+        askForCenter({{"msg_center_rect", QRect(QPoint(INT_MAX - 5, 0), QPoint(INT_MAX, 5))}});
+        QCOMPARE(openCenters().size(), 1);
+        const QPointer<CMsgCenterDlg> second = openCenters().first();
+        QVERIFY(second != first);
+        QTRY_VERIFY(!first);
+        QVERIFY(second);
+        QCOMPARE(second->findChild<QStackedWidget *>()->currentIndex(), 1);
+        CVisualizedManager::FreeInstance();
+        QVERIFY(!second);
+    }
+
+    void theNoticeOpensIt()
+    {
+        auto *notice = new NotifyWnd(nullptr);
+        notice->setAttribute(Qt::WA_DeleteOnClose);
+        notice->setData({{"MsgId", "1"}, {"MsgTitle", "标题"}, {"MsgContent", "正文"}});
+        notice->CreateCtrl();
+        notice->show();
+        fake().queue("GetAllMessageRecords", {2000, {}, {}, messages(1)});
+        QPushButton *button = nullptr;
+        for (QPushButton *one : notice->findChildren<QPushButton *>()) {
+            if (one->text() == "消息中心 ")
+                button = one;
+        }
+        QVERIFY(button);
+        QTest::mouseClick(button, Qt::LeftButton);
+        QTRY_COMPARE(openCenters().size(), 1);
+        CVisualizedManager::FreeInstance();
+        QVERIFY(openCenters().isEmpty());
+    }
+
+private:
+    QStringList m_urls;
+};
+
+QTEST_MAIN(TestMessageCenter)
+#include "tst_message_center.moc"

@@ -1,0 +1,278 @@
+#include "message/MessageObserver.h"
+#include "message/MessagePushEvent.h"
+#include "message/MsgCenterDataMgr.h"
+#include "support/FakeClient.h"
+#include "support/LogCatcher.h"
+#include <QPointer>
+#include <QTest>
+#include <QThreadPool>
+
+namespace {
+using FakeClient::fake;
+
+CMsgCenterDataMgr &store()
+{
+    return *CMsgCenterDataMgr::GetMsgDataMgrInstance();
+}
+
+// The reports that reached the service, without the calls that open the connection.
+QList<FakeCall> reports()
+{
+    QThreadPool::globalInstance()->waitForDone();
+    QList<FakeCall> result;
+    for (const FakeCall &call : fake().calls()) {
+        if (!call.operation.startsWith("Initialize"))
+            result.append(call);
+    }
+    return result;
+}
+
+// Hears the push events that are posted to it.
+class Listener final : public QObject
+{
+public:
+    bool event(QEvent *event) override
+    {
+        auto *push = dynamic_cast<CMessagePushEvent *>(event);
+        if (!push)
+            return QObject::event(event);
+        types.append(int(push->type()));
+        if (auto *data = dynamic_cast<CCommonEventData *>(push->GetEventData()))
+            ids.append(data->GetMessageId());
+        return true;
+    }
+
+    QList<int> types;
+    QStringList ids;
+};
+
+QSharedPointer<CCommonEventData> about(const QString &id)
+{
+    auto data = QSharedPointer<CCommonEventData>::create();
+    data->SetEventSource(eSourceMessageCenter);
+    data->SetMessageId(id);
+    return data;
+}
+} // namespace
+
+class TestMessageStore : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { FakeClient::install(); }
+    void init()
+    {
+        QThreadPool::globalInstance()->waitForDone();
+        fake().reset();
+    }
+
+    void recordsAreTakenInOrderAndAsTheyAre()
+    {
+        const QVariantMap full = {{"MsgId", "b"},         {"MsgTitle", "标题"},      {"MsgDateTime", "昨天"},
+                                  {"MsgContent", "正文"}, {"PicFilePath", "/p.png"}, {"LinkText", "查看"},
+                                  {"LinkAdress", "x:y"},  {"BegTime", "今天"},       {"WndWidth", 1},
+                                  {"WndStay", 2},         {"PhotoHight", 3},         {"PhotoWidth", "4"},
+                                  {"WndHeight", 5},       {"unRead", true}};
+        fake().queue("GetAllMessageRecords", {2000, {}, {}, {full, QVariantMap{{"MsgId", 7}}, "no map"}});
+        std::vector<sMsgData> records(1);
+        store().GetMessageRecords(records);
+        QCOMPARE(records.size(), size_t(4)); // appended
+        const sMsgData &first = records[1];
+        QCOMPARE(QStringList({first.MsgId, first.MsgTitle, first.MsgDateTime, first.MsgContent, first.PicFilePath,
+                              first.LinkText, first.LinkAdress, first.BegTime}),
+                 QStringList({"b", "标题", "昨天", "正文", "/p.png", "查看", "x:y", "今天"}));
+        QCOMPARE(QList<int>({first.WndWidth, first.WndStay, first.PhotoHight, first.PhotoWidth, first.WndHeight}),
+                 QList<int>({1, 2, 3, 4, 5}));
+        QVERIFY(first.unRead);
+        QCOMPARE(records[2].MsgId, QString("7"));
+        QVERIFY(!records[2].unRead); // a missing key is not "unread"
+        QVERIFY(records[3].MsgId.isEmpty());
+    }
+
+    void failedFetchLeavesTheListAlone_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("2001")
+            << 2001
+            << "【获取所有消息数据】调用获取所有消息数据接口rpc通信失败，返回错误码为：2001，错误信息为：坏%1。";
+        QTest::newRow("2012")
+            << 2012
+            << "【获取所有消息数据】调用获取所有消息数据接口rpc通信失败，返回错误码为：2012，错误信息为：坏%1。";
+        QTest::newRow("2003")
+            << 2003 << "【获取所有消息数据】调用获取所有消息数据接口失败。返回错误码为：2003，错误信息为：坏%1。";
+    }
+
+    void failedFetchLeavesTheListAlone()
+    {
+        QFETCH(int, code);
+        QFETCH(QString, line);
+        fake().queue("GetAllMessageRecords", {code, "坏%1", {}, {QVariantMap{{"MsgId", "x"}}}});
+        const LogCatcher log;
+        std::vector<sMsgData> records(2);
+        store().GetMessageRecords(records);
+        QCOMPARE(records.size(), size_t(2));
+        QCOMPARE(log.texts(QtCriticalMsg), QStringList(line));
+    }
+
+    void withoutAServiceThereIsOneLine()
+    {
+        fake().setAvailable(false);
+        const LogCatcher log;
+        std::vector<sMsgData> records;
+        store().GetMessageRecords(records);
+        store().MessageHasBeenRead("1", {}, {});
+        QVERIFY(reports().isEmpty());
+        QVERIFY(records.empty());
+        QCOMPARE(log.texts(QtInfoMsg), QStringList("GetAllMessageRecords：获取消息服务失败"));
+        QVERIFY(log.texts(QtCriticalMsg).isEmpty());
+    }
+
+    void eachActionIsReportedInItsOwnForm_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QStringList>("operations");
+        QTest::addColumn<QVariantMap>("status");
+        const QVariantMap read = {{"MsgId_list", QStringList("7")}, {"Operate_type", "MsgState"}, {"MsgState", 2}};
+        const QVariantMap gone = {
+            {"MsgId_list", QStringList("7")}, {"Operate_type", "MessageStatu"}, {"MessageStatu", 3}};
+        QTest::newRow("read") << "read" << QStringList({"AddMessageReceipt", "UpdateMessageStatus"}) << read;
+        QTest::newRow("clicked") << "clicked" << QStringList("AddMessageReceipt") << QVariantMap();
+        QTest::newRow("deleted") << "deleted" << QStringList("UpdateMessageStatus") << gone;
+    }
+
+    void eachActionIsReportedInItsOwnForm()
+    {
+        QFETCH(QString, action);
+        QFETCH(QStringList, operations);
+        QFETCH(QVariantMap, status);
+        if (action == "read")
+            store().MessageHasBeenRead("7", "ignored", "ignored");
+        else if (action == "clicked")
+            store().MessageHasBeenClicked("7", "ignored", "ignored");
+        else
+            store().MessageHasBeenDeleted("7", "ignored", "ignored");
+        QStringList seen;
+        for (const FakeCall &call : reports()) {
+            seen.append(call.operation);
+            QVERIFY(!call.onGuiThread);
+            if (call.operation == "UpdateMessageStatus")
+                QCOMPARE(call.values, status);
+            else
+                QCOMPARE(call.values.value("MessageReceipt"), QVariant(action == "read" ? 2 : 3));
+        }
+        QCOMPARE(seen, operations);
+    }
+
+    void aThousandIdsGoOutInOneReport()
+    {
+        QStringList ids;
+        for (int i = 0; i < 1000; ++i)
+            ids.append(QString::number(i));
+        store().MessageHasBeenRead(ids);
+        const QList<FakeCall> calls = reports();
+        QCOMPARE(calls.size(), 2);
+        QCOMPARE(calls[1].values.value("MsgId_list").toStringList(), ids);
+    }
+
+    // A report waits for the service on its own thread only, and a step that fails does not stop the next.
+    void aHangingServiceHoldsNobodyUp()
+    {
+        FakeAnswer hanging{2012, "断开", {}, {}};
+        hanging.hang = true;
+        fake().queue("AddMessageReceipt", hanging);
+        const LogCatcher log;
+        store().MessageHasBeenRead("7", {}, {});
+        QTRY_COMPARE(fake().hanging(), 1);
+        fake().releaseHangs();
+        QCOMPARE(reports().size(), 2);
+        QCOMPARE(
+            log.texts(QtCriticalMsg),
+            QStringList({"添加回执信息失败，消息id为：7， 回执类型为：2。",
+                         "【添加回执信息】调用添加回执信息接口rpc通信失败，返回错误码为：2012，错误信息为：断开。"}));
+        QVERIFY(log.has(QtInfoMsg, "更新消息状态成功，消息id为：7。"));
+    }
+
+    void listenersAreToldOnceAndInOrder()
+    {
+        Listener listener;
+        CMessageObserver *observer = CMessageObserver::GetObserverInstance();
+        observer->AddListener(nullptr);
+        observer->AddListener(&listener);
+        observer->AddListener(&listener);
+        for (const int type : {1, 0, 2, 3, -1})
+            observer->NotifyEvent(about(QString::number(type)).data(), EMessageEventType(type));
+        QCoreApplication::sendPostedEvents(&listener);
+        QCOMPARE(listener.types, QList<int>({1961, 1960, 1962}));
+        QCOMPARE(listener.ids, QStringList({"1", "0", "2"}));
+
+        observer->RemoveListener(&listener);
+        observer->RemoveListener(&listener);
+        observer->RemoveListener(nullptr);
+        observer->NotifyEvent(about("4").data(), eEventDisplayed);
+        QCoreApplication::sendPostedEvents(&listener);
+        QCOMPARE(listener.types.size(), 3);
+    }
+
+    void theDataLivesUntilItsLastEvent()
+    {
+        CMessageObserver *observer = CMessageObserver::GetObserverInstance();
+        Listener early, late;
+        observer->AddListener(&early);
+        observer->AddListener(&late);
+        auto data = about("1");
+        const QPointer<IEventData> watched = data.data();
+        observer->NotifyEvent(data.data(), eEventDisplayed);
+        data.reset();
+        QCoreApplication::sendPostedEvents(&early);
+        QVERIFY(watched);
+        QCoreApplication::sendPostedEvents(&late);
+        QVERIFY(!watched);
+
+        // Nobody listens any more, or the type is unknown: nothing keeps it.
+        auto unheard = about("2");
+        const QPointer<IEventData> gone = unheard.data();
+        observer->NotifyEvent(unheard.data(), EMessageEventType(3));
+        unheard.reset();
+        QVERIFY(!gone);
+        observer->RemoveListener(&early);
+        observer->RemoveListener(&late);
+    }
+
+    void aListenerThatDiesIsForgotten()
+    {
+        CMessageObserver *observer = CMessageObserver::GetObserverInstance();
+        Listener survivor;
+        auto data = about("1");
+        const QPointer<IEventData> watched = data.data();
+        {
+            Listener mortal;
+            observer->AddListener(&mortal);
+            observer->NotifyEvent(data.data(), eEventDisplayed); // dies with the event in its queue
+        }
+        data.reset();
+        QVERIFY(!watched);
+        observer->AddListener(&survivor);
+        observer->NotifyEvent(about("2").data(), eEventClicked);
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(survivor.types, QList<int>({1962}));
+        observer->RemoveListener(&survivor);
+    }
+
+    void dataThatNobodySharesStaysItsMakers()
+    {
+        CCommonEventData data;
+        data.SetMessageId("1");
+        Listener listener;
+        {
+            CMessagePushEvent event(CMessagePushEvent::eMessageClicked, &data);
+            QCoreApplication::sendEvent(&listener, &event);
+        }
+        QCOMPARE(listener.ids, QStringList("1"));
+        CMessagePushEvent empty(CMessagePushEvent::eUnknownType, nullptr);
+        QVERIFY(!empty.GetEventData());
+    }
+};
+
+QTEST_MAIN(TestMessageStore)
+#include "tst_message_store.moc"
