@@ -29,6 +29,7 @@ cleanup() {
         kill "${pids[i]}" 2>/dev/null
         wait "${pids[i]}" 2>/dev/null
     done
+    [ "$wm" = openbox ] || sleep 0.3 # settings daemons of other desktops write once more when the bus goes
     rm -rf "$tmp"
 }
 trap cleanup EXIT
