@@ -115,7 +115,8 @@ void CServiceManager::start()
     const bool published = port != 0;
     const auto isUp = [&port, &reason] { return (port = hubport::read(reason)) != 0; };
     if (!published && !startServiceHub(d->findExePathByRegedit(), isUp)) {
-        giveUp();
+        d->errorText = missingServiceText();
+        VT_LOG(critical) << QStringLiteral("[%1]岚川服务初始化失败！").arg(QLatin1String(__func__));
         return;
     }
     if (initRpc(port))
@@ -124,12 +125,6 @@ void CServiceManager::start()
     const auto answers = [this, &port, &reason] { return (port = hubport::read(reason)) != 0 && initRpc(port); };
     const bool hubIsGone = published && tarn::rpc::getRpcLastError().code == RpcError::NoHub;
     logConnected(hubIsGone && startServiceHub(d->findExePathByRegedit(), answers));
-}
-
-void CServiceManager::giveUp()
-{
-    d->errorText = missingServiceText();
-    VT_LOG(critical) << QStringLiteral("[%1]岚川服务初始化失败！").arg(QLatin1String(__func__));
 }
 
 bool CServiceManager::initRpc(int port)

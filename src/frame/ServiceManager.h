@@ -44,7 +44,6 @@ public:
 private:
     CServiceManager();
     void start();
-    void giveUp();
     bool initRpc(int port);
     void logConnected(bool connected);
 

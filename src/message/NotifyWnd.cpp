@@ -7,6 +7,7 @@
 #include "frame/Log.h"
 #include "frame/ManagerAccess.h"
 #include "tarn/message/MessageKeys.h"
+#include "widgets/BringToFront.h"
 #include "widgets/Compositor.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
@@ -298,6 +299,13 @@ void NotifyWnd::paintEvent(QPaintEvent *)
             painter.drawPath(roundedPath(QRectF(rect()).adjusted(i, i, -i, -i), FrameRadius + ShadowWidth - i));
     }
     endPaintWait();
+}
+
+void NotifyWnd::showEvent(QShowEvent *e)
+{
+    QWidget::showEvent(e);
+    // A window manager may give it the keyboard all the same.
+    front::neutralFocus(this);
 }
 
 void NotifyWnd::closeEvent(QCloseEvent *e)

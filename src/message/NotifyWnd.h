@@ -44,6 +44,7 @@ public slots:
 
 protected:
     void paintEvent(QPaintEvent *e) override;
+    void showEvent(QShowEvent *e) override;
     void closeEvent(QCloseEvent *e) override;
     void keyPressEvent(QKeyEvent *e) override;
 

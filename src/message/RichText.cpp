@@ -70,8 +70,7 @@ void CRichText::showPlain(const QString &text, const QFont &font, int maxLines)
             break;
     }
     setAccessibleName(text.left(MaxAccessibleChars));
-    if (cut)
-        setToolTip(line.toHtmlEscaped());
+    setToolTip(cut ? line.toHtmlEscaped() : QString());
 }
 
 void CRichText::paintEvent(QPaintEvent *e)

@@ -1,0 +1,221 @@
+#include "frame/ManagerAccess.h"
+#include "frame/ServiceManager.h"
+#include "frame/VisualizedManager.h"
+#include "frame/VisualizedServiceCreator.h"
+#include "frame/VtServiceClient.h"
+#include "message/NotifyWnd.h"
+#include "support/Args.h"
+#include "support/FakeClient.h"
+#include "support/FakeRpc.h"
+#include "support/LogCatcher.h"
+#include "support/NoticeData.h"
+#include "tarn/factory/ObjectFactory.h"
+#include "tarn/visualized/IVisualizedService.h"
+#include "tarn/visualized/IVisulizedOperateManager.h"
+#include <QDir>
+#include <QSharedMemory>
+#include <QTest>
+
+namespace {
+QString fontDirectory()
+{
+    return QCoreApplication::applicationDirPath() + "/System/share/tarn/fonts";
+}
+
+QSharedPointer<IVisualizedService> boundService()
+{
+    const std::any object = fakerpc::record().object;
+    const auto *service = std::any_cast<QSharedPointer<IVisualizedService>>(&object);
+    return service ? *service : QSharedPointer<IVisualizedService>();
+}
+
+bool callNotice(const QSharedPointer<IVisualizedService> &service)
+{
+    const auto output = args::output<args::MessageOut>();
+    return service->getVisualizedOperateManager({}, {})->ShowNotifyMessage(
+        args::input<args::MessageIn>({{"MsgId", "m1"}, {"MsgContent", "正文"}}), output);
+}
+} // namespace
+
+// The creator as the host drives it: bind, tear down, and once more.
+class TestCreator final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void registrarIsListed();
+    void createBinds();
+    void createFails();
+    void noAdapter();
+    void hubComesLater();
+    void fonts();
+    void destroyInOrder();
+    void createAfterDestroy();
+    void destroyTwice();
+
+private:
+    std::unique_ptr<QSharedMemory> m_hub;
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+void TestCreator::initTestCase()
+{
+    FakeClient::install();
+}
+
+void TestCreator::init()
+{
+    fakerpc::reset();
+    FakeClient::fake().reset();
+    m_hub = std::make_unique<QSharedMemory>(QStringLiteral("VtServicePort"));
+    QVERIFY(m_hub->create(16));
+    memcpy(m_hub->data(), "40123", 6);
+    m_log = std::make_unique<LogCatcher>();
+}
+
+void TestCreator::cleanup()
+{
+    CVisualizedServiceCreator().destroy("IVisualizedService");
+    m_log.reset();
+    m_hub.reset();
+    QDir(QCoreApplication::applicationDirPath() + "/System").removeRecursively();
+}
+
+void TestCreator::registrarIsListed()
+{
+    QCOMPARE(tarn::ObjectFactory::regists().size(), 1);
+    tarn::ObjectFactory::constructors().insert("CVisualizedServiceCreator", {}); // is replaced
+    tarn::ObjectFactory::regists().first()->registClass();
+    const auto shared = tarn::ObjectFactory::constructors().value("CVisualizedServiceCreator")(nullptr);
+    QVERIFY(qobject_cast<IServiceObjectCreator *>(shared.data()));
+    QObject parent;
+    QObject *plain = tarn::ObjectFactory::pointerTypeConstructors().value("CVisualizedServiceCreator")(&parent);
+    QVERIFY(qobject_cast<CVisualizedServiceCreator *>(plain));
+    QCOMPARE(plain->parent(), &parent);
+}
+
+void TestCreator::createBinds()
+{
+    CVisualizedServiceCreator creator;
+    QVERIFY(creator.create("IVisualizedService"));
+    QCOMPARE(fakerpc::record().calls,
+             (QStringList{"init", "createAdapter CVisualizedService", "add IVisualizedService", "active"}));
+    QCOMPARE(fakerpc::record().interfaceName, QString("IVisualizedService"));
+    QVERIFY(boundService());
+    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[IVisualizedService]"));
+    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]服务对象绑定成功，标签[IVisualizedService]"));
+}
+
+void TestCreator::createFails()
+{
+    fakerpc::Behaviour behaviour;
+    behaviour.addSucceeds = false;
+    behaviour.error.message = "标签已被占用 %1 %2";
+    fakerpc::set(behaviour);
+    CVisualizedServiceCreator creator;
+    QVERIFY(!creator.create("t%2"));
+    QVERIFY(!fakerpc::record().calls.contains("active"));
+    QVERIFY(m_log->has(QtInfoMsg,
+                       "[CVisualizedServiceCreator::create]适配器添加接口指针失败，错误信息[标签已被占用 %1 %2]"));
+    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
+}
+
+void TestCreator::noAdapter()
+{
+    fakerpc::Behaviour behaviour;
+    behaviour.createsAdapters = false;
+    fakerpc::set(behaviour);
+    CVisualizedServiceCreator creator;
+    QVERIFY(!creator.create("IVisualizedService"));
+    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]适配器为空"));
+    creator.destroy("IVisualizedService");
+    QVERIFY(fakerpc::record().calls.contains("shutdown"));
+    QVERIFY(!fakerpc::record().calls.contains("unactive"));
+}
+
+void TestCreator::hubComesLater()
+{
+    m_hub.reset();
+    CVisualizedServiceCreator creator;
+    QVERIFY(!creator.create("IVisualizedService"));
+    m_hub = std::make_unique<QSharedMemory>(QStringLiteral("VtServicePort"));
+    QVERIFY(m_hub->create(16));
+    memcpy(m_hub->data(), "40128", 6);
+    QVERIFY(creator.create("IVisualizedService"));
+    QCOMPARE(fakerpc::record().settings.value("Port"), QString("40128"));
+}
+
+void TestCreator::fonts()
+{
+    CVisualizedServiceCreator creator;
+    creator.create("IVisualizedService");
+    QCOMPARE(m_log->count(QtWarningMsg, "字体文件目录不存在"), 1);
+    QVERIFY(QDir().mkpath(fontDirectory()));
+    QFile broken(fontDirectory() + "/broken.ttf");
+    QVERIFY(broken.open(QIODevice::WriteOnly));
+    broken.write("no font");
+    broken.close();
+    QVERIFY(creator.create("IVisualizedService")); // the directory has come
+    QVERIFY(QDir(fontDirectory()).removeRecursively());
+    QVERIFY(creator.create("IVisualizedService")); // loaded, so nobody looks again
+    QCOMPARE(m_log->count(QtWarningMsg, "字体文件目录不存在"), 1);
+}
+
+void TestCreator::destroyInOrder()
+{
+    auto creator = std::make_unique<CVisualizedServiceCreator>();
+    QVERIFY(creator->create("IVisualizedService"));
+    auto service = boundService();
+    const QWeakPointer<IVisualizedService> watch(service);
+    QVERIFY(callNotice(service));
+    QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
+    const QPointer<NotifyWnd> window(notice::visibleWindows<NotifyWnd>().first());
+    CVtServiceClient::GetInstance();
+    QVERIFY(callNotice(service)); // an event that is still on its way
+    m_log->clear();
+    fakerpc::clearCalls();
+
+    creator->destroy("IVisualizedService");
+    QVERIFY(!window);
+    QVERIFY(!CServiceManager::hasInstance());
+    QCOMPARE(fakerpc::record().calls, (QStringList{"unactive", "remove IVisualizedService", "shutdown"}));
+    QCOMPARE(FakeClient::fake().operations().last(), QString("UnInitialize manager"));
+    QVERIFY(!callNotice(service)); // a caller that kept the object
+    QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
+    service.clear();
+    QVERIFY(watch.isNull());
+    QVERIFY(m_log->has(QtDebugMsg, "[CVisualizedServiceCreator::destroy]服务对象释放成功，标签[IVisualizedService]"));
+    creator.reset();
+    QCOMPARE(m_log->texts(QtInfoMsg).last(), QString("CVisualizedService 清理完成"));
+    QCoreApplication::processEvents();
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+}
+
+void TestCreator::createAfterDestroy()
+{
+    CVisualizedServiceCreator creator;
+    for (int round = 0; round < 3; ++round) {
+        QVERIFY(creator.create("IVisualizedService"));
+        QVERIFY(callNotice(boundService()));
+        QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
+        creator.destroy("IVisualizedService");
+        QVERIFY(notice::visibleWindows<NotifyWnd>().isEmpty());
+    }
+}
+
+void TestCreator::destroyTwice()
+{
+    CVisualizedServiceCreator creator;
+    QVERIFY(creator.create("IVisualizedService"));
+    creator.destroy("IVisualizedService");
+    fakerpc::clearCalls();
+    creator.destroy("IVisualizedService");
+    QVERIFY(fakerpc::record().calls.isEmpty()); // above all no second start of the hub
+    QVERIFY(!CServiceManager::hasInstance());
+}
+
+QTEST_MAIN(TestCreator)
+#include "tst_creator.moc"

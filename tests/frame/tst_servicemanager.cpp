@@ -1,0 +1,367 @@
+#include "frame/ServiceManager.h"
+#include "support/FakeRpc.h"
+#include "support/LogCatcher.h"
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSharedMemory>
+#include <QTest>
+#include <QThread>
+#include <csignal>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+QString besideProgram(const QString &name)
+{
+    return QCoreApplication::applicationDirPath() + '/' + name;
+}
+
+void write(const QString &path, const QByteArray &text)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+        qFatal("cannot write %s", qPrintable(path));
+}
+
+// The segment as a running hub publishes it; it goes with this object.
+class Hub final
+{
+public:
+    explicit Hub(const QByteArray &port)
+        : m_segment(QStringLiteral("VtServicePort"))
+    {
+        if (!m_segment.create(16))
+            qFatal("%s", qPrintable(m_segment.errorString()));
+        memset(m_segment.data(), 0, 16);
+        memcpy(m_segment.data(), port.constData(), size_t(qMin(port.size(), 16)));
+    }
+
+private:
+    QSharedMemory m_segment;
+};
+
+class HubProxy final : public tarn::rpc::RpcProxy
+{
+public:
+    QString interfaceName() const override { return QStringLiteral("IServiceHub"); }
+    QString tag() const override { return QStringLiteral("IServiceHub"); }
+    tarn::rpc::CallResult call(const QString &, const tarn::rpc::Bag &, int) override { return {}; }
+};
+
+fakerpc::Behaviour answeringHub()
+{
+    fakerpc::Behaviour behaviour;
+    behaviour.proxies.insert(QStringLiteral("IServiceHub"), QSharedPointer<HubProxy>::create());
+    return behaviour;
+}
+} // namespace
+
+// The connection to the hub. The test's own program directory holds cfg.ini and the apps; it is private to the test
+// because the program is copied there (see CMakeLists.txt), and so is the segment, through TMPDIR.
+class TestServiceManager final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void connectsToARunningHub();
+    void settingsFromFiles();
+    void brokenSettings_data();
+    void brokenSettings();
+    void testAddress_data();
+    void testAddress();
+    void noHubProgram();
+    void programMissing();
+    void programCannotStart();
+    void startsTheHub();
+    void staleSegmentIsNoHub();
+    void publishedHubThatDoesNotAnswer();
+    void badPort_data();
+    void badPort();
+    void checks();
+    void comesBackOnDemand();
+    void assistantDescription();
+
+private:
+    QStringList start()
+    {
+        CServiceManager::getInstance();
+        return m_log->texts();
+    }
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+void TestServiceManager::init()
+{
+    fakerpc::reset();
+    write(besideProgram("cfg.ini"), "[system]\napps_path=apps\nmachine_id=id-1\n");
+    QDir().mkpath(besideProgram("apps"));
+    m_log = std::make_unique<LogCatcher>();
+}
+
+void TestServiceManager::cleanup()
+{
+    CServiceManager::ReleaseInstance();
+    m_log.reset();
+    QDir(besideProgram("apps")).removeRecursively();
+    QFile::remove(besideProgram("cfg.ini"));
+    QFile::remove(besideProgram("RpcTestIp.ini"));
+    tarn::rpc::RpcLog::set_print(false);
+}
+
+void TestServiceManager::connectsToARunningHub()
+{
+    const Hub hub("40123");
+    const QStringList lines = start();
+    QVERIFY(CServiceManager::getInstance()->getRpc()->isInitialized());
+    QVERIFY(lines.contains("【客户端初始化】连接注册中心成功"));
+    QVERIFY(!lines.contains("【客户端初始化】启动统一服务进程成功"));
+    const QHash<QString, QString> settings = fakerpc::record().settings;
+    QCOMPARE(settings.value("IP"), QString("127.0.0.1"));
+    QCOMPARE(settings.value("SvrIP"), QString("127.0.0.1"));
+    QCOMPARE(settings.value("Port"), QString("40123"));
+    QCOMPARE(settings.value("Timeout"), QString("30000"));
+    QVERIFY(settings.value("ThreadNum").toInt() > 0);
+    QCOMPARE(CServiceManager::getInstance()->startError(), QString());
+    CServiceManager::getInstance()->unInitRpcCore();
+    QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
+}
+
+void TestServiceManager::settingsFromFiles()
+{
+    write(besideProgram("cfg.ini"), "[config]\nRpcLog=true\n[system]\napps_path=apps\nmachine_id=a,b\n");
+    const Hub hub("40123");
+    QVERIFY(start().contains(QStringLiteral("path=%1 machineid=a,b").arg(besideProgram("apps"))));
+    QVERIFY(tarn::rpc::RpcLog::print());
+}
+
+void TestServiceManager::brokenSettings_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("garbage") << QByteArray("\0\xff[[[=\n%%%\n[system", 20);
+    QTest::newRow("no such directory") << QByteArray("[system]\napps_path=/nonexistent/apps\n[config]\nRpcLog=maybe");
+    QTest::newRow("huge") << QByteArray(8 << 20, 'x');
+}
+
+void TestServiceManager::brokenSettings()
+{
+    QFETCH(QByteArray, text);
+    write(besideProgram("cfg.ini"), text);
+    const Hub hub("40123");
+    QFile id("/etc/machine-id");
+    const bool readable = id.open(QIODevice::ReadOnly);
+    const QString machine = QString::fromUtf8(id.readAll()).remove('\n');
+    QVERIFY(start().contains(QStringLiteral("path=/opt/apps machineid=") + machine));
+    QCOMPARE(m_log->has("获取MachineId失败"), !readable);
+    QVERIFY(CServiceManager::getInstance()->getRpc()->isInitialized());
+}
+
+void TestServiceManager::testAddress_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<bool>("valid");
+    for (const char *address : {"10.0.0.1", "255.255.255.255", "0.0.0.0", "127.0.0.1"})
+        QTest::newRow(address) << QString::fromLatin1(address) << true;
+    for (const char *address : {"256.1.1.1", "1.2.3", "1.2.3.4.5", "x1.2.3.4", "1.2.3.4 or so", "localhost", "::1", ""})
+        QTest::newRow(address) << QString::fromLatin1(address) << false;
+}
+
+void TestServiceManager::testAddress()
+{
+    QFETCH(QString, address);
+    QFETCH(bool, valid);
+    write(besideProgram("RpcTestIp.ini"), "[config]\nTestIp=" + address.toUtf8() + "\n");
+    const Hub hub("40123");
+    const QStringList lines = start();
+    QVERIFY(lines.contains((valid ? "RPC测试IP地址:" : "RPC测试IP非法:") + address));
+    QCOMPARE(fakerpc::record().settings.value("IP"), valid ? address : QString("127.0.0.1"));
+    QCOMPARE(CServiceManager::getInstance()->getTestRpcServiceIp(), valid ? address : QString());
+}
+
+void TestServiceManager::noHubProgram()
+{
+    write(besideProgram("apps/Other/installation.ini"),
+          "[General]\nSoftwareName=Other\n[ServiceHub]\nInstallPath=/x\n");
+    QCOMPARE(::mkfifo(QFile::encodeName(besideProgram("apps/pipe")).constData(), 0600), 0);
+    const QStringList lines = start();
+    QVERIFY(m_log->has(QtWarningMsg, "[startServiceHub]统一服务注册中心应用程序路径查找失败！"));
+    QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
+    QVERIFY(!fakerpc::record().calls.contains("init"));
+    QVERIFY(lines.last() == "[start]岚川服务初始化失败！");
+    const QString text = CServiceManager::getInstance()->startError();
+    QVERIFY(text.startsWith("缺少岚川关键服务，请<a style=\"color: #0C64EB;\" href=\""));
+    QVERIFY(text.endsWith("\">下载</a>并重新安装软件！"));
+}
+
+void TestServiceManager::programMissing()
+{
+    write(besideProgram("apps/s/installation.ini"),
+          "[General]\nSoftwareName=TARN5Service\n[ServiceHub]\nInstallPath=hub\n");
+    start();
+    QVERIFY(m_log->has(QtInfoMsg, "[startServiceHub]统一服务应用程序文件不存在"));
+    QCOMPARE(CServiceManager::getInstance()->findExePathByRegedit(), besideProgram("apps/s/hub"));
+}
+
+void TestServiceManager::programCannotStart()
+{
+    write(besideProgram("apps/s/installation.ini"),
+          "[General]\nSoftwareName=TARN5Service\n[ServiceHub]\nInstallPath=hub\n");
+    write(besideProgram("apps/s/hub"), "no program");
+    start();
+    const QStringList warnings = m_log->texts(QtWarningMsg);
+    QVERIFY(warnings.value(0).startsWith("岚川服务程序启动失败，QProcess错误码："));
+    QVERIFY(warnings.value(1).startsWith("岚川服务程序启动失败，错误码："));
+    QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
+}
+
+void TestServiceManager::startsTheHub()
+{
+    // A hub that takes its time, published from the inside of this process.
+    write(besideProgram("apps/a/b/installation.ini"),
+          "[General]\nSoftwareName=TARN5Service\n[ServiceHub]\nInstallPath=../bin/\n");
+    const QString program = besideProgram("apps/a/bin/ServiceHub");
+    const QString proof = besideProgram("apps/proof");
+    write(program, "#!/bin/sh\necho \"$1 $PWD\" >\"" + proof.toUtf8() + "\"\n");
+    QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    std::unique_ptr<Hub> hub;
+    std::unique_ptr<QThread> publisher(QThread::create([&] {
+        while (QFileInfo(proof).size() == 0)
+            QThread::yieldCurrentThread();
+        hub = std::make_unique<Hub>("40124");
+    }));
+    publisher->start();
+    start();
+    QVERIFY(publisher->wait());
+    QVERIFY(m_log->has("【客户端初始化】启动统一服务进程成功"));
+    QVERIFY(m_log->has("【客户端初始化】连接注册中心成功"));
+    QFile file(proof);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(file.readAll()), "quickboot " + QFileInfo(program).path() + '\n');
+    QCOMPARE(fakerpc::record().settings.value("Port"), QString("40124"));
+}
+
+void TestServiceManager::staleSegmentIsNoHub()
+{
+    // A child makes the segment and is killed, so nobody removes it.
+    const pid_t child = ::fork();
+    if (child == 0) {
+        QSharedMemory segment(QStringLiteral("VtServicePort"));
+        if (segment.create(16))
+            memcpy(segment.data(), "40125", 6);
+        ::raise(SIGKILL);
+    }
+    int status = 0;
+    QCOMPARE(::waitpid(child, &status, 0), child);
+    start();
+    QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
+    QVERIFY(m_log->has("[startServiceHub]统一服务注册中心应用程序路径查找失败！")); // so it wanted to start one
+    QVERIFY(!fakerpc::record().calls.contains("init"));
+    QSharedMemory segment(QStringLiteral("VtServicePort"));
+    QVERIFY(!segment.attach(QSharedMemory::ReadOnly));
+}
+
+void TestServiceManager::publishedHubThatDoesNotAnswer()
+{
+    // Somebody holds the segment of a hub that has died.
+    const Hub hub("40126");
+    fakerpc::Behaviour behaviour;
+    behaviour.initSucceeds = false;
+    fakerpc::set(behaviour);
+    const QStringList lines = start();
+    QVERIFY(lines.contains("[startServiceHub]统一服务注册中心应用程序路径查找失败！"));
+    QVERIFY(lines.contains("【客户端初始化】连接注册中心失败"));
+    QVERIFY(lines.contains("通信机制初始化失败"));
+    QCOMPARE(CServiceManager::getInstance()->startError(), QString("通信机制初始化失败，请稍后再试！"));
+}
+
+void TestServiceManager::badPort_data()
+{
+    QTest::addColumn<QByteArray>("port");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("zero") << QByteArray("0");
+    QTest::newRow("too high") << QByteArray("65536");
+    QTest::newRow("negative") << QByteArray("-1");
+    QTest::newRow("text") << QByteArray("hub");
+    QTest::newRow("not terminated") << QByteArray("9999999999999999");
+}
+
+void TestServiceManager::badPort()
+{
+    QFETCH(QByteArray, port);
+    const Hub hub(port);
+    start();
+    QVERIFY(!fakerpc::record().calls.contains("init"));
+}
+
+void TestServiceManager::checks()
+{
+    fakerpc::set(answeringHub());
+    auto hub = std::make_unique<Hub>("40123");
+    start();
+    const auto manager = CServiceManager::getInstance();
+    QString error;
+    QVERIFY(manager->checkHubExist(error));
+    QVERIFY(m_log->has("【获取ServiceHub服务】成功"));
+    QVERIFY(manager->checkHubRst());
+    QVERIFY(!manager->stringToProxy("nobody"));
+    QVERIFY(m_log->has("[CServiceManager::stringToProxy]无法获取代理指针，标签[nobody]"));
+
+    fakerpc::Behaviour slow;
+    slow.error.code = tarn::rpc::RpcError::Timeout;
+    fakerpc::set(slow);
+    QVERIFY(!manager->checkHubExist(error));
+    QCOMPARE(error, QString("获取岚川服务超时"));
+    QVERIFY(m_log->has("【获取ServiceHub服务】获取ServiceHub服务超时"));
+    QVERIFY(m_log->has("[waitforHub]获取hub指针失败"));
+    fakerpc::set({});
+    QVERIFY(!manager->checkHubExist(error));
+    QCOMPARE(error, QString("岚川服务初始化失败，请稍后再试！"));
+
+    hub.reset();
+    QVERIFY(!manager->checkHubExist(error));
+    QCOMPARE(error, QString("系统关键服务初始化失败，请稍后再试！"));
+    QVERIFY(!manager->checkHubRst());
+    QVERIFY(m_log->texts().filter(QRegularExpression("^获取系统关键服务端口不存在：.+")).size() == 1);
+    QVERIFY(m_log->texts().filter(QRegularExpression("^获取注册中心端口失败，.+")).size() == 1);
+}
+
+void TestServiceManager::comesBackOnDemand()
+{
+    start(); // no hub at all
+    const auto manager = CServiceManager::getInstance();
+    QString error;
+    QVERIFY(!manager->checkAndReinit(&error));
+    QCOMPARE(error, QString("通信机制初始化失败，请稍后再试！"));
+    QVERIFY(m_log->has("[checkAndReinit]无法连接上注册中心"));
+    QVERIFY(!manager->checkAndReinit());
+
+    const Hub hub("40127");
+    fakerpc::set(answeringHub());
+    QVERIFY(manager->checkAndReinit());
+    QVERIFY(m_log->has("[checkAndReinit]重新连接成功"));
+    QCOMPARE(fakerpc::record().settings.value("Port"), QString("40127"));
+    QVERIFY(manager->startError().isEmpty());
+    fakerpc::clearCalls();
+    QVERIFY(manager->checkAndReinit()); // reachable: nothing is done
+    QVERIFY(!fakerpc::record().calls.contains("init"));
+}
+
+void TestServiceManager::assistantDescription()
+{
+    const Hub hub("40123");
+    start();
+    write(besideProgram("apps/x/installation.ini"), "[General]\nSoftwareName=岚川软件助手\n");
+    QCOMPARE(CServiceManager::getInstance()->getVtAssistantInstallCfg(), besideProgram("apps/x/installation.ini"));
+    QCOMPARE(CServiceManager::getInstance()->getServiceInstallCfg(), QString());
+    QStringList files;
+    CServiceManager::getInstance()->getAllInstallCfgFiles(files);
+    QCOMPARE(files, QStringList(besideProgram("apps/x/installation.ini")));
+}
+
+QTEST_GUILESS_MAIN(TestServiceManager)
+#include "tst_servicemanager.moc"
