@@ -2,6 +2,7 @@
 #include "EventRequest.h"
 #include "Log.h"
 #include "message/NotifyWnd.h"
+#include "upgrade/UpgradeDialog.h"
 #include <QCoreApplication>
 #include <QThread>
 
@@ -48,6 +49,7 @@ CVisualizedManager::~CVisualizedManager()
     CloseNotifyWnd();
     delete notice; // not left to an event loop that may not run again
     closeMessageCenter();
+    delete m_upgradeDlg; // with its polling; the tasks are the upgrade service's and go on
 }
 
 bool CVisualizedManager::YunDiaIsExist() const

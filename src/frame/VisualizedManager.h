@@ -12,6 +12,7 @@
 class CCheckUpdateDial;
 class CMsgCenterDlg;
 class CUpdateExplainDial;
+class CUpgradeDialog;
 class IUpgaredSoftInfoService_InputParam;
 class NotifyWnd;
 class QDialog;
@@ -33,6 +34,7 @@ public:
     void CloseNotifyWnd();
     void CloseAutoUpdateDialog();                  ///< forgets the check-update prompt, which says so when it closes
     void RemoveUpdExpDlg(const QString &softName); ///< the same for the update notes of a product
+    void showUpgradeDialog(); ///< the one online-upgrade window, made for the first request and kept
     /// Removes the platform's own assistant: it is never offered in the check-update prompt.
     static void FilterVtSoftMgr(QList<QVariant> &list);
 
@@ -78,6 +80,8 @@ private:
 
     QPointer<NotifyWnd> m_notifyWnd;
     QPointer<CMsgCenterDlg> m_msgCenterDlg;           ///< null as soon as it is closed
+    QMutex m_upgradeLock;
+    QPointer<CUpgradeDialog> m_upgradeDlg;
     QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
     QMutex m_autoUpdateLock;
     QPointer<CCheckUpdateDial> m_autoUpdateDlg;

@@ -7,6 +7,7 @@
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
+#include "upgrade/UpgradeDialog.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomMessageBox.h"
 #include <QApplication>
@@ -144,8 +145,19 @@ void CVisualizedManager::showUpgradeCurExplainDialog(QEvent *e)
 
 void CVisualizedManager::showUpgradeDownloadDialog(QEvent *e)
 {
-    if (!request::withInput<CUpgradeDownloadEveData>(e))
-        return;
+    if (request::withInput<CUpgradeDownloadEveData>(e))
+        showUpgradeDialog();
+}
+
+void CVisualizedManager::showUpgradeDialog()
+{
+    {
+        const QMutexLocker locker(&m_upgradeLock);
+        if (!m_upgradeDlg)
+            m_upgradeDlg = new CUpgradeDialog(nullptr);
+    }
+    // Outside of the lock: its first poll can show a question, whose event loop can bring the next request.
+    m_upgradeDlg->showUpgradeDialog();
 }
 
 void CVisualizedManager::showSilentPatchInstallDialog(QEvent *e)

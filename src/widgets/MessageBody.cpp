@@ -101,6 +101,9 @@ QString sheet(const QWidget *box)
 QVBoxLayout *makeColumn(QDialog *box, const QString &title)
 {
     look::prepareWindow(box, title);
+    // Under a parent with a style sheet the box's own one is applied to children that are already polished only if the
+    // box itself is.
+    box->ensurePolished();
     box->setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
     box->setWindowIcon(QIcon(QStringLiteral(":/images/images/VtSoftMgr.ico")));
     box->setFixedWidth(look::scaled(BoxWidth, box));

@@ -1,0 +1,329 @@
+#include "upgrade/UpgradeDialog.h"
+#include "frame/Log.h"
+#include "upgrade/controls/CustomScrollarea.h"
+#include "upgrade/controls/UpgradeProgress.h"
+#include "upgrade/controls/UpgradeTableWidget.h"
+#include "upgrade/operate/UpgradeDataRefresh.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include "widgets/QuestionMessageBox.h"
+#include "widgets/TitleButton.h"
+#include <QBoxLayout>
+#include <QCloseEvent>
+#include <QFrame>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPointer>
+#include <QScrollBar>
+#include <QStackedWidget>
+
+using namespace upgrade::controls;
+using namespace upgrade::operate;
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr QSize WindowSize(750, 500);
+constexpr int TitleHeight = 40;
+constexpr QSize TitleButtonSize(20, 36);
+constexpr int LogoSide = 20;
+constexpr int ViewMargin = 10;
+constexpr QSize PanelSize(740, 450);
+// Look
+QString frameSheet()
+{
+    return QStringLiteral("background-color:white;border:1px solid #53B3EA;");
+}
+
+QString titleSheet()
+{
+    return QStringLiteral("#titleBar{background-color:white;border:none;border-bottom:1px solid #EBEBEB;}"
+                          "#titleText{background-color:transparent;border:none;color:#333333;}");
+}
+
+QString viewSheet()
+{
+    return QStringLiteral("#centerWidget,#dataView,#noDataView,#dataPanel{background-color:white;border:none;}"
+                          "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}");
+}
+
+QString upgradeLogo()
+{
+    return QStringLiteral(":/images/images/upgrade_logo.svg");
+}
+
+TitleButton *titleButton(const QString &name, const QString &picture, QWidget *parent)
+{
+    auto *button = new TitleButton(name, picture, parent);
+    button->setFixedSize(look::scaled(TitleButtonSize.width(), parent), look::scaled(TitleButtonSize.height(), parent));
+    return button;
+}
+
+/// A named child that has a ground of its own.
+QWidget *area(const char *objectName, QWidget *parent)
+{
+    auto *widget = new QWidget(parent);
+    widget->setObjectName(QLatin1String(objectName));
+    widget->setAttribute(Qt::WA_StyledBackground);
+    return widget;
+}
+} // namespace
+
+CUpgradeDialog::CUpgradeDialog(QWidget *parent)
+    : QDialog(parent)
+{
+    initDialog();
+    m_refresher = new CUpgradeDataRefresher;
+    m_refresher->setParent(this);
+    connect(m_refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, m_table,
+            &CUpgradeTableWidget::onRefreshUpgradeDtats);
+    connect(m_table, &CUpgradeTableWidget::sigCloseDialog, this, &CUpgradeDialog::onClose);
+}
+
+CUpgradeDialog::~CUpgradeDialog()
+{
+    m_refresher->stopWork();
+    m_tray->hide();
+}
+
+void CUpgradeDialog::showUpgradeDialog()
+{
+    m_working = true;
+    m_refresher->startWork();
+    m_tray->show();
+    const QPointer<CUpgradeDialog> self(this);
+    m_refresher->updateUpgradeTasks();
+    if (!self)
+        return;
+    if (!m_working) { // the poll saw the last task of an earlier request end, which closed the window
+        m_working = true;
+        m_refresher->startWork();
+        m_tray->show();
+    }
+    showNormal();
+}
+
+void CUpgradeDialog::onOpenTriggered()
+{
+    showNormal();
+    raise();
+    activateWindow();
+}
+
+void CUpgradeDialog::onActivated(QSystemTrayIcon::ActivationReason reason)
+{
+    if (reason == QSystemTrayIcon::Trigger)
+        onOpenTriggered();
+}
+
+void CUpgradeDialog::onMinumBtnClicked()
+{
+    hide();
+    if (QSystemTrayIcon::isSystemTrayAvailable() || m_missingTrayLogged)
+        return;
+    m_missingTrayLogged = true;
+    VT_LOG(warning) << QStringLiteral("【在线升级】桌面没有系统托盘，窗口已隐藏，下次请求或出错时重新显示。");
+}
+
+void CUpgradeDialog::onCloseBtnClicked()
+{
+    if (m_table->getTaskInfoCount() <= 0) {
+        onClose();
+        return;
+    }
+    if (m_askingToClose) // the tray's menu works while the question is open
+        return;
+    m_askingToClose = true;
+    const QPointer<CUpgradeDialog> self(this);
+    const int answer =
+        CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("关闭窗口将取消正在执行的升级，是否确定要关闭？"),
+                            this, QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor);
+    if (!self)
+        return;
+    m_askingToClose = false;
+    if (answer == 1)
+        onClose();
+}
+
+void CUpgradeDialog::onClose()
+{
+    m_working = false;
+    m_table->stopAllTask();
+    m_refresher->stopWork();
+    m_tray->hide();
+    dismissBoxes();
+    close();
+}
+
+// An open question or report has nothing to stand over any more. The questions of a row go with the row.
+void CUpgradeDialog::dismissBoxes()
+{
+    const QList<QDialog *> boxes = findChildren<QDialog *>();
+    for (QDialog *box : boxes) {
+        if (box->isVisible() && !qobject_cast<CUpgradeProgress *>(box->parentWidget()))
+            box->reject();
+    }
+}
+
+void CUpgradeDialog::showCurrentView()
+{
+    m_views->setCurrentWidget(m_table->getTaskInfoCount() > 0 ? m_dataView : m_noDataView);
+}
+
+void CUpgradeDialog::mousePressEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event))
+        QDialog::mousePressEvent(event);
+}
+
+void CUpgradeDialog::mouseMoveEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event))
+        QDialog::mouseMoveEvent(event);
+}
+
+void CUpgradeDialog::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event))
+        QDialog::mouseReleaseEvent(event);
+}
+
+void CUpgradeDialog::keyPressEvent(QKeyEvent *event)
+{
+    if (event->matches(QKeySequence::Cancel))
+        onCloseBtnClicked();
+    else
+        QDialog::keyPressEvent(event);
+}
+
+// The window manager's close command asks like the close button.
+void CUpgradeDialog::closeEvent(QCloseEvent *event)
+{
+    if (!event->spontaneous()) {
+        QDialog::closeEvent(event);
+        return;
+    }
+    event->ignore();
+    onCloseBtnClicked();
+}
+
+void CUpgradeDialog::initDialog()
+{
+    look::prepareWindow(this, QStringLiteral("在线升级"));
+    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
+    setWindowIcon(QIcon(upgradeLogo()));
+    setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
+
+    windowFrame();
+    QWidget *titleBar = area("titleBar", this);
+    QWidget *center = area("centerWidget", this);
+    initTitleBar(titleBar);
+    initCenterWidget(center);
+    auto *bands = new QVBoxLayout(this);
+    bands->setContentsMargins(1, 1, 1, 1);
+    bands->setSpacing(0);
+    bands->addWidget(titleBar);
+    bands->addWidget(center, 1);
+    initTray();
+}
+
+// Under the contents instead of around them: its sheet has no selector and would reach them all.
+QFrame *CUpgradeDialog::windowFrame()
+{
+    auto *frame = new QFrame(this);
+    frame->setObjectName(QStringLiteral("windowFrame"));
+    frame->setStyleSheet(frameSheet());
+    frame->setGeometry(rect());
+    frame->setAttribute(Qt::WA_TransparentForMouseEvents);
+    return frame;
+}
+
+void CUpgradeDialog::initTitleBar(QWidget *titleBar)
+{
+    titleBar->setStyleSheet(titleSheet());
+    titleBar->setFixedHeight(look::scaled(TitleHeight, this));
+    auto *logo = new QLabel(titleBar);
+    const int side = look::scaled(LogoSide, this);
+    logo->setPixmap(QIcon(upgradeLogo()).pixmap(side, side));
+    auto *title = new QLabel(QStringLiteral("在线升级"), titleBar);
+    title->setObjectName(QStringLiteral("titleText"));
+    title->setFont(look::yaHei(15, QFont::Bold, this));
+    TitleButton *minimise = titleButton(QStringLiteral("最小化"), QStringLiteral(":/images/images/min2.png"), titleBar);
+    minimise->setObjectName(QStringLiteral("minButton"));
+    connect(minimise, &QPushButton::clicked, this, &CUpgradeDialog::onMinumBtnClicked);
+    TitleButton *close = titleButton(QStringLiteral("关闭"), QStringLiteral(":/images/images/close3.svg"), titleBar);
+    close->setObjectName(QStringLiteral("closeButton"));
+    connect(close, &QPushButton::clicked, this, &CUpgradeDialog::onCloseBtnClicked);
+
+    auto *line = new QHBoxLayout(titleBar);
+    line->setContentsMargins(look::scaled(12, this), 0, look::scaled(10, this), 1);
+    line->setSpacing(look::scaled(8, this));
+    line->addWidget(logo);
+    line->addWidget(title);
+    line->addStretch();
+    line->addWidget(minimise);
+    line->addWidget(close);
+}
+
+void CUpgradeDialog::initCenterWidget(QWidget *center)
+{
+    center->setStyleSheet(viewSheet());
+    m_views = new QStackedWidget(center);
+    m_dataView = area("dataView", m_views);
+    m_noDataView = area("noDataView", m_views);
+    initHasDataView(m_dataView);
+    initNoDataView(m_noDataView);
+    m_views->addWidget(m_dataView);
+    m_views->addWidget(m_noDataView);
+    auto *layout = new QVBoxLayout(center);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_views);
+
+    connect(m_table->model(), &QAbstractItemModel::rowsInserted, this, &CUpgradeDialog::showCurrentView);
+    connect(m_table->model(), &QAbstractItemModel::rowsRemoved, this, &CUpgradeDialog::showCurrentView);
+    showCurrentView();
+}
+
+void CUpgradeDialog::initHasDataView(QWidget *view)
+{
+    QWidget *panel = area("dataPanel", view);
+    panel->setMaximumSize(look::scaled(PanelSize.width(), this), look::scaled(PanelSize.height(), this));
+    m_table = new CUpgradeTableWidget(panel);
+    m_table->FillTableHeader({{QStringLiteral("软件"), 360}, {QStringLiteral("下载进度"), 100}});
+    m_table->setParentDlg(this);
+    m_table->verticalScrollBar()->setContextMenuPolicy(Qt::NoContextMenu);
+    m_table->horizontalScrollBar()->setContextMenuPolicy(Qt::NoContextMenu);
+
+    auto *content = new QVBoxLayout(panel);
+    content->setContentsMargins(0, 0, 0, 0);
+    content->addWidget(new CCustomScrollArea(panel, m_table));
+    auto *column = new QVBoxLayout(view);
+    const int margin = look::scaled(ViewMargin, this);
+    column->setContentsMargins(margin, margin, margin, margin);
+    column->addWidget(panel);
+}
+
+void CUpgradeDialog::initNoDataView(QWidget *view)
+{
+    auto *text = new QLabel(QStringLiteral("暂无数据"), view);
+    text->setObjectName(QStringLiteral("noDataText"));
+    text->setAlignment(Qt::AlignCenter);
+    text->setFont(look::yaHei(15, QFont::Normal, this));
+    auto *layout = new QVBoxLayout(view);
+    layout->addWidget(text);
+}
+
+void CUpgradeDialog::initTray()
+{
+    m_trayMenu = new QMenu(this);
+    QAction *open = m_trayMenu->addAction(QStringLiteral("打开"));
+    QAction *quit = m_trayMenu->addAction(QIcon(QStringLiteral(":/images/images/quit.svg")), QStringLiteral("退出"));
+    connect(open, &QAction::triggered, this, &CUpgradeDialog::onOpenTriggered);
+    connect(quit, &QAction::triggered, this, &CUpgradeDialog::onCloseBtnClicked);
+
+    m_tray = new QSystemTrayIcon(QIcon(upgradeLogo()), this);
+    m_tray->setToolTip(QStringLiteral("在线升级"));
+    m_tray->setContextMenu(m_trayMenu);
+    connect(m_tray, &QSystemTrayIcon::activated, this, &CUpgradeDialog::onActivated);
+}

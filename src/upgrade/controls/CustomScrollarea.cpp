@@ -1,0 +1,50 @@
+#include "upgrade/controls/CustomScrollarea.h"
+#include "widgets/Look.h"
+#include <QEvent>
+#include <QScrollBar>
+
+namespace upgrade::controls {
+
+namespace {
+// Look
+QString areaSheet(const QWidget *w)
+{
+    const QString name = QStringLiteral("upgrade--controls--CCustomScrollArea");
+    return name + QStringLiteral("{border:none;background-color:transparent;}") +
+           look::thinScrollBars(name, 10, QStringLiteral("#f0f0f0"), QStringLiteral("#c8ccd2"), w);
+}
+} // namespace
+
+CCustomScrollArea::CCustomScrollArea(QWidget *parent, QWidget *content)
+    : QScrollArea(parent)
+{
+    InitScrollArea();
+    if (content)
+        setWidget(content);
+}
+
+void CCustomScrollArea::InitScrollArea()
+{
+    setObjectName(QStringLiteral("upgradeScrollArea"));
+    setWidgetResizable(true);
+    setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::NoFocus);
+    setStyleSheet(areaSheet(this));
+    verticalScrollBar()->installEventFilter(this);
+    horizontalScrollBar()->installEventFilter(this);
+}
+
+bool CCustomScrollArea::eventFilter(QObject *watched, QEvent *event)
+{
+    if (!watched || !event)
+        return true;
+    if (event->type() == QEvent::MouseButtonPress) {
+        if (watched == verticalScrollBar() && verticalScrollBar()->cursor().shape() == Qt::SizeVerCursor)
+            return true;
+        if (watched == horizontalScrollBar() && horizontalScrollBar()->cursor().shape() == Qt::SizeHorCursor)
+            return true;
+    }
+    return QScrollArea::eventFilter(watched, event);
+}
+
+} // namespace upgrade::controls

@@ -1,0 +1,124 @@
+#include "upgrade/controls/SoftInfoItem.h"
+#include "upgrade/operate/RowKeys.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include <QEvent>
+#include <QFileIconProvider>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+
+namespace upgrade::controls {
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int IconSide = 32;
+constexpr int IconColumn = 48;
+constexpr int NameWidth = 400;
+constexpr int MeasuredLength = 1000; // more than the button shows; measuring a huge name takes long
+// Look
+QString cellSheet()
+{
+    return QStringLiteral("QLabel{background-color:transparent;border:none;}"
+                          "QPushButton{background-color:transparent;border:none;text-align:left;color:#333333;}"
+                          "#softVersion{color:#7F7F7F;}"
+                          "QToolTip{background-color:white;border:1px solid black;color:black;}");
+}
+
+QPixmap fileIcon(const QString &path, const QWidget *w)
+{
+    const QFileInfo file(path);
+    return file.exists() ? QFileIconProvider().icon(file).pixmap(look::scaled(IconSide, w)) : QPixmap();
+}
+
+QLabel *versionLabel(const QString &version, QWidget *parent)
+{
+    auto *label = new ElideLabel(QStringLiteral("当前版本：%1").arg(version), parent);
+    label->setObjectName(QStringLiteral("softVersion"));
+    label->setFont(look::yaHei(11, QFont::Normal, parent));
+    return label;
+}
+} // namespace
+
+CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent, Build build)
+    : QWidget(parent)
+    , m_info(info.toMap().value(row::SoftInfoCtrl).toMap())
+{
+    QPalette white = palette();
+    white.setColor(QPalette::Window, Qt::white);
+    setPalette(white);
+    setAutoFillBackground(true);
+    if (build == Build::Now)
+        InitUi();
+}
+
+void CSoftInfoItem::setSeen(bool seen)
+{
+    if (seen && !m_name)
+        InitUi();
+}
+
+void CSoftInfoItem::InitUi()
+{
+    setStyleSheet(cellSheet());
+    auto *columns = new QHBoxLayout(this);
+    columns->setContentsMargins(look::scaled(8, this), 0, look::scaled(4, this), 0);
+    columns->setSpacing(look::scaled(4, this));
+    columns->addWidget(InitLeftWidget());
+    columns->addWidget(InitRightWidget(), 1);
+}
+
+QWidget *CSoftInfoItem::InitLeftWidget()
+{
+    auto *icon = new QLabel(this);
+    icon->setObjectName(QStringLiteral("softIcon"));
+    icon->setFixedWidth(look::scaled(IconColumn, this));
+    icon->setAlignment(Qt::AlignCenter);
+    icon->setPixmap(fileIcon(m_info.value(row::IconPath).toString(), this));
+    return icon;
+}
+
+QWidget *CSoftInfoItem::InitRightWidget()
+{
+    const QString name = m_info.value(row::CtrlSoftName).toString();
+    auto *right = new QWidget(this);
+    m_name = new QPushButton(right);
+    m_name->setObjectName(QStringLiteral("softName"));
+    m_name->setFlat(true);
+    m_name->setAutoDefault(false);
+    m_name->setFocusPolicy(Qt::NoFocus); // it shows the name and does nothing
+    m_name->setFont(look::yaHei(15, QFont::Bold, this));
+    m_name->setMinimumWidth(1);
+    m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the column is narrower, the name is elided in it
+    m_name->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    m_name->setToolTip(ElideLabel::toolTipFor(name));
+    m_name->setAccessibleName(name);
+    m_name->installEventFilter(this);
+
+    auto *lines = new QVBoxLayout(right);
+    lines->setContentsMargins(0, 0, 0, 0);
+    lines->setSpacing(look::scaled(4, this));
+    lines->addStretch();
+    lines->addWidget(m_name);
+    lines->addWidget(versionLabel(m_info.value(row::SoftVersion).toString(), right));
+    lines->addStretch();
+    elideName();
+    return right;
+}
+
+bool CSoftInfoItem::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_name && event->type() == QEvent::Resize)
+        elideName();
+    return QWidget::eventFilter(watched, event);
+}
+
+void CSoftInfoItem::elideName()
+{
+    const QString name = m_info.value(row::CtrlSoftName).toString().left(MeasuredLength).simplified();
+    const int width = isVisible() ? m_name->width() : m_name->maximumWidth();
+    QString shown = m_name->fontMetrics().elidedText(name, Qt::ElideRight, width);
+    m_name->setText(shown.replace(QLatin1Char('&'), QStringLiteral("&&")));
+}
+
+} // namespace upgrade::controls

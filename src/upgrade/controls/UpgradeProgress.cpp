@@ -1,0 +1,333 @@
+#include "upgrade/controls/UpgradeProgress.h"
+#include "frame/Log.h"
+#include "frame/VtServiceClient.h"
+#include "tarn/upgrade/IUpgradeServiceAssistant.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include "upgrade/operate/RowKeys.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include "widgets/QuestionMessageBox.h"
+#include "widgets/Toolkit.h"
+#include <QBoxLayout>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <algorithm>
+
+using namespace ServiceVisualized;
+
+namespace upgrade::controls {
+
+namespace {
+namespace key = tarn::upgrade::key;
+namespace state = tarn::upgrade::state;
+namespace code = tarn::upgrade::code;
+
+// Metrics (design pixels at 96 DPI)
+constexpr int BarHeight = 12;
+constexpr int CancelSide = 20;
+constexpr int CancelIconSide = 16;
+constexpr int CellMargin = 16; // as the header
+// Look. The rules name their targets: the cell is the parent of a question.
+QString cellSheet(const QWidget *w)
+{
+    return QStringLiteral("#downloadTip{background-color:transparent;border:none;color:#7F7F7F;}"
+                          "#downloadPercent{background-color:transparent;border:none;color:#7F7F7F;}"
+                          "#cancelDownload{background-color:transparent;border:none;}"
+                          "#cancelDownload:hover{background-color:#E4EEF7;}"
+                          "#cancelDownload:focus{border:1px solid #379AF5;}"
+                          "#downloadBar{background-color:rgb(235, 235, 235);border:none;border-radius:%1;}"
+                          "#downloadBar::chunk{background-color:#1E95F6;border-radius:%1;}")
+        .arg(look::px(BarHeight / 2, w));
+}
+
+QIcon cancelIcon()
+{
+    return QIcon(QStringLiteral(":/images/images/cancel.svg"));
+}
+} // namespace
+
+CUpgradeProgress::CUpgradeProgress(const QVariant &info, QWidget *parent, Build build)
+    : QWidget(parent)
+{
+    if (build == Build::WhenSeen) {
+        takeInfo(info);
+        return;
+    }
+    m_seen = true;
+    initWidgetUI();
+    updateUpgradeInfo(info);
+}
+
+void CUpgradeProgress::setUpgradeInfo(const QVariant &info)
+{
+    takeInfo(info);
+    showInfo();
+}
+
+void CUpgradeProgress::updateUpgradeInfo(const QVariant &info)
+{
+    takeInfo(info);
+    if (m_status == state::Downloaded)
+        dealWithDownloadFinished(m_downloadCtrl);
+    else
+        showInfo();
+}
+
+void CUpgradeProgress::setSeen(bool seen)
+{
+    if (m_seen == seen)
+        return;
+    m_seen = seen;
+    if (seen && !m_bar)
+        initWidgetUI();
+    showInfo();
+}
+
+void CUpgradeProgress::dealWithDownloading(const QMap<QString, QVariant> &downloadCtrl)
+{
+    m_installParam = downloadCtrl.value(row::InstallParam).toMap();
+    if (!m_seen)
+        return;
+    const QString tip = downloadCtrl.value(row::DownloadTip).toString();
+    if (m_tip->fullText() != tip)
+        m_tip->setFullText(tip);
+    m_percent->setText(downloadCtrl.value(row::DownloadPercent).toString());
+    // Narrowed, as the bar counts in int: beyond 2 GiB it shows something else than the percentage.
+    showBar(static_cast<int>(downloadCtrl.value(row::TotalBytes).toLongLong()),
+            static_cast<int>(downloadCtrl.value(row::CurrentBytes).toLongLong()));
+    showCancel(true);
+}
+
+void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &downloadCtrl)
+{
+    const QString name = downloadCtrl.value(row::CtrlSoftName).toString();
+    const QVariantMap reported = downloadCtrl.value(row::InstallParam).toMap();
+    const QVariantMap parts = reported.isEmpty() ? m_installParam : reported;
+    showFinished();
+    if (!CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant()) {
+        VT_LOG(critical) << QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败");
+        return;
+    }
+    if (m_asking || !waitForProgramEnd())
+        return;
+    repaint(); // the call below keeps the window from painting until it is over
+
+    // Asked for again: the question's event loop may have outlived the first one.
+    IUpgradeServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant();
+    if (!assistant)
+        return;
+    const auto input = assistant->CreateInputParam();
+    const auto output = assistant->CreateOutputParam();
+    input->SetValue(key::SoftwareName, name);
+    input->SetValue(key::WaitForFinished, true);
+    for (auto part = parts.cbegin(); part != parts.cend(); ++part)
+        input->SetValue(part.key(), part.value());
+    input->SetValue(key::Restart, true);
+    assistant->InstallSoftware(input, output);
+    if (output->GetRetCode() == code::Ok)
+        VT_LOG(info) << QStringLiteral("调用软件安装接口成功。");
+    else
+        VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【安装岚川软件】调用安装软件接口"), false,
+                                              output->GetRetCode(), output->GetError());
+}
+
+void CUpgradeProgress::dealWithInstalling(const QMap<QString, QVariant> &downloadCtrl)
+{
+    if (!m_seen)
+        return;
+    const QString tip = downloadCtrl.value(row::DownloadTip).toString();
+    if (m_tip->fullText() != tip)
+        m_tip->setFullText(tip);
+    m_percent->setText(downloadCtrl.value(row::DownloadPercent).toString());
+    showFullBar();
+    showCancel(false);
+}
+
+void CUpgradeProgress::dealWithInstallFinished(const QMap<QString, QVariant> &downloadCtrl)
+{
+    Q_UNUSED(downloadCtrl)
+}
+
+void CUpgradeProgress::dealWithDownloadError(const QMap<QString, QVariant> &downloadCtrl)
+{
+    Q_UNUSED(downloadCtrl)
+}
+
+void CUpgradeProgress::dealWithInstallError(const QMap<QString, QVariant> &downloadCtrl)
+{
+    Q_UNUSED(downloadCtrl)
+}
+
+void CUpgradeProgress::cancelDownloadTask()
+{
+    if (m_softName.isEmpty()) {
+        VT_LOG(critical) << QStringLiteral("【取消下载】：获取软件名称失败。");
+        return;
+    }
+    IUpgradeServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant();
+    if (!assistant) {
+        VT_LOG(critical) << QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。");
+        return;
+    }
+    const auto input = assistant->CreateInputParam();
+    const auto output = assistant->CreateOutputParam();
+    input->SetValue(key::SoftwareName, m_softName);
+    assistant->StopUpgrade(input, output);
+    if (output->GetRetCode() != code::Ok) {
+        VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【取消下载】调用停止升级接口"), false,
+                                              output->GetRetCode(), output->GetError());
+        return;
+    }
+    VT_LOG(info) << QStringLiteral("调用忽略升级接口成功。");
+    if (m_bar)
+        showBar(100, 0);
+}
+
+void CUpgradeProgress::onCancelDownloadClicked()
+{
+    emit cancelDownload(QVariantMap(m_downloadCtrl));
+}
+
+void CUpgradeProgress::initWidgetUI()
+{
+    setStyleSheet(cellSheet(this));
+    auto *lines = new QVBoxLayout(this);
+    lines->setContentsMargins(look::scaled(CellMargin, this), 0, look::scaled(8, this), 0);
+    lines->setSpacing(look::scaled(3, this));
+    auto *top = new QWidget(this);
+    auto *bottom = new QWidget(this);
+    initTopWidget(top);
+    initBottomWidget(bottom);
+    lines->addStretch();
+    lines->addWidget(top);
+    lines->addWidget(bottom);
+    lines->addStretch();
+}
+
+void CUpgradeProgress::initTopWidget(QWidget *top)
+{
+    m_tip = new ElideLabel(top);
+    m_tip->setObjectName(QStringLiteral("downloadTip"));
+    m_tip->setFont(look::yaHeiZh(12, QFont::Normal, this));
+    m_percent = new QLabel(top);
+    m_percent->setObjectName(QStringLiteral("downloadPercent"));
+    m_percent->setTextFormat(Qt::PlainText);
+    m_percent->setFont(look::yaHeiZh(12, QFont::Normal, this));
+
+    auto *line = new QHBoxLayout(top);
+    line->setContentsMargins(0, 0, look::scaled(CancelSide + 8, this), 0); // the percentage ends where the bar ends
+    line->setSpacing(look::scaled(8, this));
+    line->addWidget(m_tip, 1);
+    line->addWidget(m_percent);
+}
+
+void CUpgradeProgress::initBottomWidget(QWidget *bottom)
+{
+    m_bar = new QProgressBar(bottom);
+    m_bar->setObjectName(QStringLiteral("downloadBar"));
+    m_bar->setAccessibleName(m_softName);
+    m_bar->setRange(0, 100);
+    m_bar->setTextVisible(false);
+    m_bar->setFixedHeight(look::scaled(BarHeight, this));
+    m_cancel = cancelButton(bottom);
+
+    auto *line = new QHBoxLayout(bottom);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(look::scaled(8, this));
+    line->addWidget(m_bar, 1);
+    line->addWidget(m_cancel);
+}
+
+QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
+{
+    auto *button = new QPushButton(parent);
+    button->setObjectName(QStringLiteral("cancelDownload"));
+    button->setAccessibleName(QStringLiteral("取消升级"));
+    button->setAccessibleDescription(m_softName); // the same button stands in every row
+    button->setToolTip(QStringLiteral("取消升级"));
+    button->setFlat(true);
+    button->setAutoDefault(false);
+    button->setFocusPolicy(Qt::TabFocus);
+    const int side = look::scaled(CancelSide, this);
+    button->setFixedSize(side, side);
+    button->setIconSize(QSize(1, 1) * look::scaled(CancelIconSide, this));
+    QSizePolicy place = button->sizePolicy();
+    place.setRetainSizeWhenHidden(true); // the bar keeps its length
+    button->setSizePolicy(place);
+    button->hide();
+    connect(button, &QPushButton::clicked, this, &CUpgradeProgress::onCancelDownloadClicked);
+    return button;
+}
+
+void CUpgradeProgress::takeInfo(const QVariant &info)
+{
+    const QVariantMap values = info.toMap();
+    m_downloadCtrl = values.value(row::DownloadCtrl).toMap();
+    m_status = values.value(row::TaskStatus).toInt();
+    m_softName = m_downloadCtrl.value(row::CtrlSoftName).toString();
+    if (m_status == state::Downloaded)
+        m_programPath = values.value(row::SoftInfoCtrl).toMap().value(row::IconPath).toString();
+}
+
+void CUpgradeProgress::showInfo()
+{
+    if (m_status == state::Downloading)
+        dealWithDownloading(m_downloadCtrl);
+    else if (m_status == state::Downloaded)
+        showFinished();
+    else if (m_status == state::Installing)
+        dealWithInstalling(m_downloadCtrl);
+}
+
+void CUpgradeProgress::showFinished()
+{
+    if (!m_seen)
+        return;
+    m_percent->setText(QStringLiteral("100%"));
+    showFullBar();
+    showCancel(false);
+}
+
+void CUpgradeProgress::showBar(int maximum, int value)
+{
+    m_bar->setRange(0, maximum);
+    m_bar->setValue(std::clamp(value, 0, m_bar->maximum())); // a value beyond its range would be ignored
+}
+
+void CUpgradeProgress::showFullBar()
+{
+    const int maximum = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // an unknown size leaves a bar without a range
+    showBar(maximum, maximum);
+}
+
+void CUpgradeProgress::showCancel(bool shown)
+{
+    if (m_cancel->isHidden() != shown)
+        return;
+    m_cancel->setIcon(shown ? cancelIcon() : QIcon());
+    m_cancel->setVisible(shown);
+}
+
+// False when the user gave the installation up or the row has died meanwhile.
+bool CUpgradeProgress::waitForProgramEnd()
+{
+    const QPointer<CUpgradeProgress> self(this);
+    const QString path = m_programPath;
+    const QString text = QStringLiteral("安装前请先关闭“%1”%2").arg(m_softName, QStringLiteral("，再点击重试！"));
+    while (CToolkit::isProgramRunning(path)) {
+        m_asking = true; // the refreshes go on meanwhile and must not pile up questions
+        const int answer =
+            CQuestionMessageBox(QStringLiteral("提示"), text, this, QStringLiteral("重试"), QStringLiteral("取消"));
+        if (!self)
+            return false;
+        m_asking = false;
+        if (answer != 1) {
+            cancelDownloadTask();
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace upgrade::controls

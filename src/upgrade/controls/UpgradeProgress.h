@@ -1,0 +1,81 @@
+#pragma once
+#include <QVariant>
+#include <QWidget>
+
+class ElideLabel;
+class QLabel;
+class QProgressBar;
+class QPushButton;
+
+namespace upgrade::controls {
+
+/// Second cell of an upgrade row: shows the task's progress, starts the installation when the download is there, offers
+/// cancelling. GUI thread; the service calls block it. The cell can be deleted while a question of it is open.
+class CUpgradeProgress final : public QWidget
+{
+    Q_OBJECT
+public:
+    /// WhenSeen: the inner widgets are made by the first setSeen(true), and construction starts no installation.
+    enum class Build { Now, WhenSeen };
+
+    /// @param info a display row
+    explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr, Build build = Build::Now);
+
+    /// Keeps and shows the row's values; starts nothing.
+    void setUpgradeInfo(const QVariant &info);
+    /// The same, and starts the installation when the download is finished. There is deliberately no guard against
+    /// repetition: the service leaves that state with the call. `this` may be gone afterwards.
+    void updateUpgradeInfo(const QVariant &info);
+    /// A cell out of sight keeps its values and catches up when it is seen again.
+    void setSeen(bool seen);
+
+    /// Which picture of the tasks last reported this one as running; for the table.
+    quint64 picture() const { return m_picture; }
+    void setPicture(quint64 picture) { m_picture = picture; }
+
+    void dealWithDownloading(const QMap<QString, QVariant> &downloadCtrl);
+    void dealWithDownloadFinished(const QMap<QString, QVariant> &downloadCtrl);
+    void dealWithInstalling(const QMap<QString, QVariant> &downloadCtrl);
+    void dealWithInstallFinished(const QMap<QString, QVariant> &downloadCtrl); ///< nothing: the table removes the row
+    void dealWithDownloadError(const QMap<QString, QVariant> &downloadCtrl);   ///< nothing: the table reports it
+    void dealWithInstallError(const QMap<QString, QVariant> &downloadCtrl);    ///< nothing: the table reports it
+
+    /// Asks the service to stop the task, without asking the user.
+    void cancelDownloadTask();
+
+public slots:
+    void onCancelDownloadClicked();
+
+signals:
+    void cancelDownload(QVariant info); // the current "downloadCtrl" map; the receiver may delete this cell
+
+private:
+    void initWidgetUI();
+    void initTopWidget(QWidget *top);
+    void initBottomWidget(QWidget *bottom);
+    QPushButton *cancelButton(QWidget *parent);
+
+    void takeInfo(const QVariant &info);
+    void showInfo();
+    void showFinished();
+    void showBar(int maximum, int value);
+    void showFullBar();
+    void showCancel(bool shown);
+    bool waitForProgramEnd();
+
+    QMap<QString, QVariant> m_downloadCtrl;
+    QMap<QString, QVariant> m_installParam;
+    QString m_softName;
+    QString m_programPath;
+    int m_status = 0;
+    quint64 m_picture = 0;
+    bool m_seen = false;
+    bool m_asking = false; ///< the close-the-program question is open
+
+    ElideLabel *m_tip = nullptr; ///< the inner widgets are null until the cell is built
+    QLabel *m_percent = nullptr;
+    QProgressBar *m_bar = nullptr;
+    QPushButton *m_cancel = nullptr;
+};
+
+} // namespace upgrade::controls

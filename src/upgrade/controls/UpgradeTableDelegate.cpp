@@ -1,0 +1,54 @@
+#include "upgrade/controls/UpgradeTableDelegate.h"
+#include <QPainter>
+
+namespace upgrade::controls {
+
+void CUpgradeTableDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    const QStyleOptionViewItem cell(option);
+    QStyledItemDelegate::paint(painter, cell, index);
+    drawRowLines(painter, getRowLines(cell, index), m_borderColor);
+}
+
+void CUpgradeTableDelegate::updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,
+                                                 const QModelIndex &index) const
+{
+    Q_UNUSED(index)
+    if (editor)
+        editor->setGeometry(option.rect.adjusted(0, 1, 0, -1));
+}
+
+void CUpgradeTableDelegate::initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const
+{
+    QStyledItemDelegate::initStyleOption(option, index);
+    if (!isHoveredRow(index))
+        return;
+    option->palette.setBrush(QPalette::Text, m_hoveredForeground);
+    option->palette.setBrush(QPalette::HighlightedText, m_hoveredForeground);
+    option->backgroundBrush = m_hoveredBackground;
+}
+
+bool CUpgradeTableDelegate::isHoveredRow(const QModelIndex &index) const
+{
+    return m_hoverEnabled && index.isValid() && index.row() == m_hoveredRow;
+}
+
+QVector<QLine> CUpgradeTableDelegate::getRowLines(const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    // A flat cap leaves the last point out.
+    const QRect cell = option.rect.adjusted(0, 0, 1, 0);
+    QVector<QLine> lines{QLine(cell.bottomLeft(), cell.bottomRight())};
+    if (isHoveredRow(index))
+        lines.append(QLine(cell.topLeft(), cell.topRight()));
+    return lines;
+}
+
+void CUpgradeTableDelegate::drawRowLines(QPainter *painter, const QVector<QLine> &lines, const QColor &color)
+{
+    painter->save();
+    painter->setPen(QPen(color, 1, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin));
+    painter->drawLines(lines);
+    painter->restore();
+}
+
+} // namespace upgrade::controls

@@ -1,0 +1,109 @@
+#include "gallery/Gallery.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include "upgrade/UpgradeDialog.h"
+#include "upgrade/controls/UpgradeTableWidget.h"
+#include "upgrade/operate/UpgradeDataRefresh.h"
+#include "widgets/CustomMessageBox.h"
+#include "widgets/QuestionMessageBox.h"
+
+namespace {
+namespace key = tarn::upgrade::key;
+namespace state = tarn::upgrade::state;
+using upgrade::controls::CUpgradeTableWidget;
+
+QVariantMap task(const QString &name, int status, qint64 current = 0, qint64 total = 0)
+{
+    return {{key::SoftName, name},
+            {key::Status, status},
+            {key::CurrentVersion, QStringLiteral("3.2.0.1045")},
+            {key::ExeFilePath, QStringLiteral("/bin/sh")},
+            {key::WorkingItem, QVariantMap{{key::ItemType, 1},
+                                           {key::UpdateVersion, QStringLiteral("3.3.0.1120")},
+                                           {key::CurrentSize, current},
+                                           {key::TotalSize, total}}}};
+}
+
+QWidget *window(const QVariantList &tasks)
+{
+    auto *dialog = new CUpgradeDialog;
+    auto *table = dialog->findChild<CUpgradeTableWidget *>();
+    table->onRefreshUpgradeDtats(upgrade::operate::queryDataInfos(tasks));
+    return dialog;
+}
+
+QVariantList everyState()
+{
+    return {task(QStringLiteral("岚川设计"), state::Downloading, 37'200'000, 100'000'000),
+            task(QStringLiteral("岚川计价"), state::Downloading, 0, 80'000'000),
+            task(QStringLiteral("岚川算量"), state::Downloaded), task(QStringLiteral("岚川审图"), state::Installing)};
+}
+} // namespace
+
+GALLERY_SCENE(online, Empty, "Nothing is running.")
+{
+    return window({});
+}
+
+GALLERY_SCENE(online, States, "Downloading, just begun, downloaded, installing.")
+{
+    return window(everyState());
+}
+
+GALLERY_SCENE(online, Hovered, "The second row under the cursor, the first one selected.")
+{
+    QWidget *dialog = window(everyState());
+    auto *table = dialog->findChild<CUpgradeTableWidget *>();
+    table->onCellEntered(1, 0);
+    table->selectRow(0);
+    return dialog;
+}
+
+GALLERY_SCENE(online, Many, "More rows than fit, a long name, markup in a name, no name.")
+{
+    QVariantList tasks{
+        task(QStringLiteral("岚川结构协同设计与施工图深化平台企业版（含插件与族库）"), 1, 999'999, 1'000'000),
+        task(QStringLiteral("<b>A & B</b>"), 1, 1, 3), task(QString(), 1, 5, 10)};
+    for (int i = 1; i <= 20; i++)
+        tasks.append(task(QStringLiteral("产品%1").arg(i), 1, i * 5, 100));
+    return window(tasks);
+}
+
+GALLERY_SCENE(online, Sizes, "Unknown size, more than the whole, 3 GiB, 4 GiB.")
+{
+    constexpr qint64 GiB = 1 << 30;
+    return window({task(QStringLiteral("大小未知"), 1, 100, 0), task(QStringLiteral("超出"), 1, 150, 100),
+                   task(QStringLiteral("3 GiB"), 1, GiB, 3 * GiB), task(QStringLiteral("4 GiB"), 1, GiB, 4 * GiB),
+                   task(QStringLiteral("5 GiB"), 1, GiB / 2, 5 * GiB)});
+}
+
+GALLERY_SCENE(online, Failures, "The report of failed tasks.")
+{
+    auto *table = window({})->findChild<CUpgradeTableWidget *>();
+    return new CustomMessageBox(QStringLiteral("提示"),
+                                QStringLiteral("岚川设计、岚川计价下载出错；岚川算量用户取消安装或安装出错。"),
+                                eTipNormal, table);
+}
+
+GALLERY_SCENE(online, CancelQuestion, "Cancelling a row.")
+{
+    auto *table = window({})->findChild<CUpgradeTableWidget *>();
+    auto *box = new QuestionMessageBox(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), table);
+    box->SetButtonText(QStringLiteral("是"), QStringLiteral("否"));
+    return box;
+}
+
+GALLERY_SCENE(online, CloseQuestion, "Closing the window while tasks run.")
+{
+    auto *box = new QuestionMessageBox(QStringLiteral("提示"),
+                                       QStringLiteral("关闭窗口将取消正在执行的升级，是否确定要关闭？"), window({}));
+    box->SetButtonText(QStringLiteral("是"), QStringLiteral("否"));
+    return box;
+}
+
+GALLERY_SCENE(online, ProgramRunningQuestion, "The product still runs.")
+{
+    auto *box = new QuestionMessageBox(QStringLiteral("提示"), QStringLiteral("安装前请先关闭“岚川设计”，再点击重试！"),
+                                       window({}));
+    box->SetButtonText(QStringLiteral("重试"), QStringLiteral("取消"));
+    return box;
+}

@@ -1,0 +1,69 @@
+#pragma once
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDialog>
+#include <QLabel>
+#include <QPointer>
+#include <QTest>
+#include <QTimer>
+#include <functional>
+
+// Plays the user in front of modal boxes: every new box runs the next step, from its own event loop. GUI thread.
+class BoxScript final : public QObject
+{
+public:
+    using Step = std::function<void(QDialog *)>;
+
+    explicit BoxScript(const QList<Step> &steps)
+        : m_steps(steps)
+    {
+        connect(&m_timer, &QTimer::timeout, this, &BoxScript::look);
+        m_timer.start(1);
+    }
+
+    QStringList texts; // of the boxes, in order
+    bool isDone() const { return m_steps.isEmpty() && unexpected == 0; }
+    int unexpected = 0; // boxes without a step; they are rejected
+
+    static void press(QDialog *box, const QString &button)
+    {
+        for (auto *one : box->findChildren<QAbstractButton *>()) {
+            if (one->text() == button)
+                return QTest::mouseClick(one, Qt::LeftButton);
+        }
+        QFAIL(qPrintable(QStringLiteral("no button ") + button));
+    }
+    static Step pressing(const QString &button)
+    {
+        return [button](QDialog *box) { press(box, button); };
+    }
+
+private:
+    void look()
+    {
+        auto *box = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+        if (!box || box == m_last)
+            return;
+        m_last = box;
+        const auto *text = box->findChild<QLabel *>(QStringLiteral("messageText"));
+        texts.append(text ? text->text() : QString());
+        const QPointer<BoxScript> self(this);
+        // From a shot of its own: a timer that is being served is silent in nested loops.
+        QTimer::singleShot(0, this, &BoxScript::answer);
+    }
+    void answer()
+    {
+        if (!m_last)
+            return;
+        if (m_steps.isEmpty()) {
+            ++unexpected;
+            m_last->reject();
+            return;
+        }
+        m_steps.takeFirst()(m_last);
+    }
+
+    QTimer m_timer;
+    QList<Step> m_steps;
+    QPointer<QDialog> m_last;
+};

@@ -1,0 +1,34 @@
+#pragma once
+#include "tarn/upgrade/UpgradeKeys.h"
+#include "upgrade/operate/UpgradeDataRefresh.h"
+#include <QVariantMap>
+
+// Task maps as the upgrade service reports them, and the display rows made of them.
+namespace tasks {
+
+inline QVariantMap task(const QString &name, int status, qint64 current = 10, qint64 total = 100)
+{
+    namespace key = tarn::upgrade::key;
+    return {{key::SoftName, name},
+            {key::ErrMsg, QString()},
+            {key::CurrentVersion, QStringLiteral("1.0")},
+            {key::ExeFilePath, QStringLiteral("/opt/") + name},
+            {key::Status, status},
+            {key::Software, QVariantMap{{QStringLiteral("升级版本"), QStringLiteral("2.0")}}},
+            {key::WorkingItem, QVariantMap{{key::ItemType, 1},
+                                           {key::UpdateVersion, QStringLiteral("2.0")},
+                                           {key::CurrentSize, current},
+                                           {key::TotalSize, total}}}};
+}
+
+inline QVariant picture(const QVariantList &list)
+{
+    return upgrade::operate::queryDataInfos(list);
+}
+
+inline QVariant row(const QVariantMap &one)
+{
+    return upgrade::operate::queryDataInfos(QVariantList{one}).constFirst();
+}
+
+} // namespace tasks

@@ -1,0 +1,216 @@
+// What the refresher makes of the service's task list, and how it polls.
+#include "support/FakeClient.h"
+#include "support/LogCatcher.h"
+#include "upgrade/Tasks.h"
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+#include <limits>
+
+using upgrade::operate::CUpgradeDataRefresher;
+using upgrade::operate::queryDataInfos;
+
+class tst_task_rows : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { FakeClient::install(); }
+    void init() { FakeClient::fake().reset(); }
+
+    void downloadText_data();
+    void downloadText();
+    void percentAndBytes_data();
+    void percentAndBytes();
+    void otherStates_data();
+    void otherStates();
+    void carriesThePartsUnchanged();
+    void hostileLists();
+    void failedPollsGiveAnEmptyList_data();
+    void failedPollsGiveAnEmptyList();
+    void noAssistant();
+    void pollsOnceASecondUntilStopped();
+    void stopsFromInsideItsOwnPoll();
+
+private:
+    static QVariantMap download(const QVariantMap &task)
+    {
+        return tasks::row(task).toMap().value(QStringLiteral("downloadCtrl")).toMap();
+    }
+};
+
+void tst_task_rows::downloadText_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("tip");
+    QTest::addColumn<bool>("unidentified");
+    QTest::newRow("main program") << 1 << QStringLiteral("正在下载主程序，版本号：2.0") << false;
+    QTest::newRow("named item") << 2 << QStringLiteral("正在下载%2，版本号：2.0") << false;
+    QTest::newRow("patch") << 3 << QStringLiteral("正在下载补丁，版本号：2.0") << false;
+    QTest::newRow("old patch") << 4 << QStringLiteral("正在下载补丁，版本号：2.0") << false;
+    QTest::newRow("type 0") << 0 << QStringLiteral("正在下载，版本号：2.0") << true;
+    QTest::newRow("type 5") << 5 << QStringLiteral("正在下载，版本号：2.0") << true;
+}
+
+void tst_task_rows::downloadText()
+{
+    QFETCH(int, type);
+    QFETCH(bool, unidentified);
+    QVariantMap task = tasks::task(QStringLiteral("设计"), 1);
+    QVariantMap working = task.value(QStringLiteral("WorkingItem")).toMap();
+    working[QStringLiteral("Type")] = type;
+    working[QStringLiteral("UpdateName")] = QStringLiteral("%2"); // must not be taken for a place of the text
+    task[QStringLiteral("WorkingItem")] = working;
+    LogCatcher log;
+    QTEST(download(task).value(QStringLiteral("downloadTip")).toString(), "tip");
+    const QString line = QStringLiteral("下载类型未标识，类型为%1").arg(type);
+    QCOMPARE(log.count(QtInfoMsg, line), unidentified ? 1 : 0);
+}
+
+void tst_task_rows::percentAndBytes_data()
+{
+    constexpr qint64 GiB = qint64(1) << 30;
+    QTest::addColumn<qint64>("current");
+    QTest::addColumn<qint64>("total");
+    QTest::addColumn<QString>("percent");
+    QTest::newRow("half") << qint64(50) << qint64(100) << "50%";
+    QTest::newRow("rounded down") << qint64(333) << qint64(1000) << "33%";
+    QTest::newRow("rounded up") << qint64(999) << qint64(1000) << "100%";
+    QTest::newRow("nothing of nothing") << qint64(0) << qint64(0) << "nan%";
+    QTest::newRow("unknown size") << qint64(5) << qint64(0) << "inf%";
+    QTest::newRow("more than all") << qint64(300) << qint64(100) << "300%";
+    QTest::newRow("negative size") << qint64(50) << qint64(-100) << "-50%";
+    QTest::newRow("2^31") << GiB << 2 * GiB << "50%";
+    QTest::newRow("5 GiB") << GiB << 5 * GiB << "20%";
+    QTest::newRow("largest") << std::numeric_limits<qint64>::max() << std::numeric_limits<qint64>::max() << "100%";
+}
+
+void tst_task_rows::percentAndBytes()
+{
+    QFETCH(qint64, current);
+    QFETCH(qint64, total);
+    const QVariantMap ctrl = download(tasks::task(QStringLiteral("设计"), 1, current, total));
+    QTEST(ctrl.value(QStringLiteral("downloadPercent")).toString(), "percent");
+    QCOMPARE(ctrl.value(QStringLiteral("currentBytes")).toLongLong(), current);
+    QCOMPARE(ctrl.value(QStringLiteral("totalBytes")).toLongLong(), total);
+}
+
+void tst_task_rows::otherStates_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("tip");
+    QTest::addColumn<QString>("percent");
+    QTest::newRow("installing") << 3 << QStringLiteral("下载完成") << QStringLiteral("安装中...");
+    for (const int status : {0, 2, 4, 11, 12, 13, 99, -1})
+        QTest::addRow("%d", status) << status << QString() << QString();
+}
+
+void tst_task_rows::otherStates()
+{
+    QFETCH(int, status);
+    const QVariantMap row = tasks::row(tasks::task(QStringLiteral("设计"), status)).toMap();
+    const QVariantMap ctrl = row.value(QStringLiteral("downloadCtrl")).toMap();
+    QTEST(ctrl.value(QStringLiteral("downloadTip")).toString(), "tip");
+    QTEST(ctrl.value(QStringLiteral("downloadPercent")).toString(), "percent");
+    QCOMPARE(row.value(QStringLiteral("taskStatus")).toInt(), status);
+    QCOMPARE(ctrl.value(QStringLiteral("taskStatus")).toInt(), status);
+    QVERIFY(!ctrl.contains(QStringLiteral("totalBytes")));
+}
+
+void tst_task_rows::carriesThePartsUnchanged()
+{
+    QVariantMap task = tasks::task(QStringLiteral("设计"), 2);
+    task[QStringLiteral("插件")] = QVariantList{QVariantMap{{QStringLiteral("软件名称"), QStringLiteral("族库")}}};
+    const QVariantMap row = tasks::row(task).toMap();
+    const QVariantMap parts =
+        row.value(QStringLiteral("downloadCtrl")).toMap().value(QStringLiteral("installParam")).toMap();
+    QCOMPARE(parts.keys(), (QStringList{QStringLiteral("插件"), QStringLiteral("软件")}));
+    QCOMPARE(parts.value(QStringLiteral("插件")), task.value(QStringLiteral("插件")));
+    const QVariantMap info = row.value(QStringLiteral("softInfoCtrl")).toMap();
+    QCOMPARE(info.value(QStringLiteral("softName")).toString(), QStringLiteral("设计"));
+    QCOMPARE(info.value(QStringLiteral("softVersion")).toString(), QStringLiteral("1.0"));
+    QCOMPARE(info.value(QStringLiteral("iconPath")).toString(), QStringLiteral("/opt/设计"));
+}
+
+void tst_task_rows::hostileLists()
+{
+    QVERIFY(queryDataInfos(QVariant()).isEmpty());
+    QVERIFY(queryDataInfos(QStringLiteral("not a list")).isEmpty());
+    QVERIFY(queryDataInfos(QVariantMap{{QStringLiteral("SoftName"), 1}}).isEmpty());
+    const QList<QVariant> rows = queryDataInfos(QVariantList{7, QStringLiteral("text"), QVariant(), QVariantList{1}});
+    QCOMPARE(rows.size(), 4); // one row per element, whatever it is
+    for (const QVariant &row : rows) {
+        QCOMPARE(row.toMap().value(QStringLiteral("SoftName")).toString(), QString());
+        QCOMPARE(row.toMap().value(QStringLiteral("taskStatus")).toInt(), 0);
+    }
+    QVariantMap odd = tasks::task(QStringLiteral("设计"), 1);
+    odd[QStringLiteral("WorkingItem")] = QStringLiteral("not a map");
+    LogCatcher log;
+    QCOMPARE(download(odd).value(QStringLiteral("downloadPercent")).toString(), QStringLiteral("nan%"));
+}
+
+void tst_task_rows::failedPollsGiveAnEmptyList_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("text");
+    const QString transport =
+        QStringLiteral("【检测升级窗口】调用忽略升级接口rpc通信失败，返回错误码为：%1，错误信息为：a%2b。");
+    QTest::newRow("call failed") << 1001 << QString(transport).replace(QStringLiteral("%1"), QStringLiteral("1001"));
+    QTest::newRow("no connection") << 1009 << QString(transport).replace(QStringLiteral("%1"), QStringLiteral("1009"));
+    QTest::newRow("refused") << 1002
+                             << QStringLiteral(
+                                    "【检测升级窗口】调用忽略升级接口失败。返回错误码为：1002，错误信息为：a%2b。");
+}
+
+void tst_task_rows::failedPollsGiveAnEmptyList()
+{
+    QFETCH(int, code);
+    QFETCH(QString, text);
+    const QVariantMap values{{QStringLiteral("taskInfoList"), QVariantList{tasks::task(QStringLiteral("设计"), 1)}}};
+    FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"), {code, QStringLiteral("a%2b"), values});
+    CUpgradeDataRefresher refresher;
+    QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
+    LogCatcher log;
+    refresher.updateUpgradeTasks();
+    QCOMPARE(spy.count(), 1);
+    QVERIFY(spy.at(0).at(0).value<QVariant>().toList().isEmpty());
+    QVERIFY(log.has(QtCriticalMsg, text));
+}
+
+void tst_task_rows::noAssistant()
+{
+    FakeClient::fake().setAvailable(false);
+    CUpgradeDataRefresher refresher;
+    LogCatcher log;
+    QVERIFY(refresher.getUpgradeTasksInfos().toList().isEmpty());
+    QVERIFY(log.has(QtInfoMsg, QStringLiteral("getUpgradeTasksInfos：获取在线升级服务失败")));
+}
+
+void tst_task_rows::pollsOnceASecondUntilStopped()
+{
+    CUpgradeDataRefresher refresher;
+    refresher.startWork();
+    refresher.startWork();
+    QCOMPARE(refresher.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly).size(), 2); // one of them dying
+    QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
+    QElapsedTimer timer;
+    timer.start();
+    QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 2, 5000);
+    QVERIFY2(timer.elapsed() >= 1900, "two timers were running");
+    refresher.stopWork();
+    refresher.stopWork();
+    QTRY_VERIFY(refresher.findChildren<QTimer *>().isEmpty());
+}
+
+void tst_task_rows::stopsFromInsideItsOwnPoll()
+{
+    CUpgradeDataRefresher refresher;
+    connect(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, &refresher, &CUpgradeDataRefresher::stopWork);
+    refresher.startWork();
+    QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
+    QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 5000);
+    QTRY_VERIFY(refresher.findChildren<QTimer *>().isEmpty());
+}
+
+QTEST_MAIN(tst_task_rows)
+#include "tst_task_rows.moc"

@@ -1,0 +1,590 @@
+// The upgrade table: merging pictures of the tasks, reports, cancelling, what the cells show.
+#include "support/FakeClient.h"
+#include "support/LogCatcher.h"
+#include "upgrade/BoxScript.h"
+#include "upgrade/RunningPrograms.h"
+#include "upgrade/Tasks.h"
+#include "upgrade/controls/SoftInfoItem.h"
+#include "upgrade/controls/UpgradeProgress.h"
+#include "upgrade/controls/UpgradeTableWidget.h"
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTest>
+#include <limits>
+
+using namespace upgrade::controls;
+using tasks::picture;
+using tasks::task;
+
+namespace {
+
+QList<FakeCall> callsOf(const QString &operation)
+{
+    QList<FakeCall> found;
+    for (const FakeCall &call : FakeClient::fake().calls()) {
+        if (call.operation == operation)
+            found.append(call);
+    }
+    return found;
+}
+
+QStringList stops()
+{
+    QStringList names;
+    for (const FakeCall &call : callsOf(QStringLiteral("StopUpgrade")))
+        names.append(call.values.value(QStringLiteral("软件名称")).toString());
+    return names;
+}
+
+// Counts what is painted in a window.
+class PaintCounter final : public QObject
+{
+public:
+    explicit PaintCounter(QWidget *window)
+    {
+        for (QWidget *widget : window->findChildren<QWidget *>())
+            widget->installEventFilter(this);
+        window->installEventFilter(this);
+    }
+    int paints = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+};
+
+} // namespace
+
+class tst_upgrade_table : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { FakeClient::install(); }
+    void init();
+    void cleanup();
+
+    void rowsFollowThePictures();
+    void sameSoftwareTwice();
+    void reportText_data();
+    void reportText();
+    void reportBringsTheDialogUp();
+    void picturesDuringAReport();
+    void restartedDuringAReport();
+    void lastRowClosesOnce();
+    void indicesAfterRemovals();
+    void keepsARowSelected();
+
+    void cellShowsTheStates();
+    void barOfAnySize_data();
+    void barOfAnySize();
+    void longNamesAndMarkup();
+    void installsWhatWasDownloaded();
+    void refusedInstallationIsLogged();
+    void asksWhileTheProgramRuns();
+    void noInstallationFromAnOlderPicture();
+
+    void cancelAsksFirst();
+    void cancelFailures();
+    void stopAll();
+
+    void unchangedPicturePaintsNothing();
+    void thousandsOfRows();
+    void hover();
+
+private:
+    void show(const QVariantList &list) { m_table->onRefreshUpgradeDtats(picture(list)); }
+    QStringList names() const;
+    template <class T>
+    T *inner(int row, const char *name) const
+    {
+        return m_table->cellWidget(row, 1)->findChild<T *>(QLatin1String(name));
+    }
+
+    QWidget *m_window = nullptr;
+    CUpgradeTableWidget *m_table = nullptr;
+};
+
+void tst_upgrade_table::init()
+{
+    FakeClient::fake().reset();
+    m_window = new QWidget;
+    m_window->resize(740, 450);
+    m_table = new CUpgradeTableWidget(m_window);
+    m_table->setGeometry(m_window->rect());
+    m_table->FillTableHeader({{QStringLiteral("软件"), 360}, {QStringLiteral("下载进度"), 100}});
+    m_table->setParentDlg(m_window);
+}
+
+void tst_upgrade_table::cleanup()
+{
+    runningprograms::check() = nullptr;
+    delete m_window;
+}
+
+QStringList tst_upgrade_table::names() const
+{
+    QStringList result;
+    for (int row = 0; row < m_table->rowCount(); ++row) {
+        const auto *item = qobject_cast<CSoftInfoItem *>(m_table->cellWidget(row, 0));
+        result.append(item ? item->GetOnlineInfo().value(QStringLiteral("softName")).toString() : QStringLiteral("?"));
+    }
+    return result;
+}
+
+void tst_upgrade_table::rowsFollowThePictures()
+{
+    QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
+    show({});
+    show({task("A", 4), task("B", 11), task("C", 12), task("D", 13), task("E", 0), task("F", 5), task("G", 99)});
+    QCOMPARE(m_table->getTaskInfoCount(), 0);
+    show({task("A", 1), task("B", 2), task("C", 3)});
+    QCOMPARE(names(), (QStringList{"A", "B", "C"}));
+    show({task("D", 1), task("C", 1), task("A", 77)});
+    QCOMPARE(names(), (QStringList{"A", "B", "C", "D"}));
+    show({task("B", 4), task("X", 4), task("E", 1)});
+    QCOMPARE(names(), (QStringList{"A", "C", "D", "E"}));
+    show({});
+    show({task("A", 13), task("D", 13)});
+    QCOMPARE(names(), (QStringList{"C", "E"}));
+    show({task("A", 1), task("C", 4)}); // a new task of the same product stands at the bottom
+    QCOMPARE(names(), (QStringList{"E", "A"}));
+    m_table->deleteRow(tasks::row(task("unknown", 1)));
+    m_table->updateRow(tasks::row(task("unknown", 1)));
+    QCOMPARE(names(), (QStringList{"E", "A"}));
+    QCOMPARE(closing.count(), 0);
+}
+
+void tst_upgrade_table::sameSoftwareTwice()
+{
+    show({task("A", 1, 10), task("B", 1), task("A", 1, 60)});
+    QCOMPARE(names(), (QStringList{"A", "B"}));
+    QCOMPARE(inner<QLabel>(0, "downloadPercent")->text(), QStringLiteral("60%"));
+    show({task("A", 4), task("A", 1, 70)});
+    QCOMPARE(names(), (QStringList{"B", "A"}));
+    QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
+    show({task("C", 1), task("C", 4)});
+    QCOMPARE(names(), (QStringList{"B", "A"}));
+    // One picture that ends the last tasks and begins another keeps the window.
+    show({task("A", 4), task("B", 4), task("D", 1)});
+    QCOMPARE(names(), QStringList{"D"});
+    QCOMPARE(closing.count(), 0);
+}
+
+void tst_upgrade_table::reportText_data()
+{
+    QTest::addColumn<QStringList>("download");
+    QTest::addColumn<QStringList>("install");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("both") << QStringList{"A", "B"} << QStringList{"C"}
+                          << QStringLiteral("A、B下载出错；C用户取消安装或安装出错。");
+    QTest::newRow("download") << QStringList{"A"} << QStringList{} << QStringLiteral("A下载出错。");
+    QTest::newRow("install") << QStringList{} << QStringList{"A", "B"}
+                             << QStringLiteral("A、B用户取消安装或安装出错。");
+    QTest::newRow("places in names") << QStringList{"%1", "%2"} << QStringList{"%2"}
+                                     << QStringLiteral("%1、%2下载出错；%2用户取消安装或安装出错。");
+}
+
+void tst_upgrade_table::reportText()
+{
+    QFETCH(QStringList, download);
+    QFETCH(QStringList, install);
+    QVariantList running{task("rest", 1)};
+    QVariantList ended;
+    for (const QString &name : download + install)
+        running.append(task(name, 1));
+    for (const QString &name : download)
+        ended.append(task(name, 11));
+    for (const QString &name : install)
+        ended.append(task(name + QString(), 12));
+    show(running);
+    BoxScript boxes({BoxScript::pressing(QStringLiteral("确定"))});
+    show(ended);
+    QTEST(boxes.texts.value(0), "text");
+    QVERIFY(boxes.isDone());
+    QCOMPARE(names(), QStringList{"rest"});
+}
+
+void tst_upgrade_table::reportBringsTheDialogUp()
+{
+    show({task("A", 1), task("B", 1)});
+    m_window->hide();
+    bool visible = false;
+    BoxScript boxes({[&](QDialog *box) {
+        visible = m_window->isVisible();
+        box->reject();
+    }});
+    show({task("A", 11)});
+    QVERIFY(visible);
+    QVERIFY(!(m_window->windowHandle()->flags() & Qt::WindowStaysOnTopHint));
+    m_window->hide();
+    show({task("B", 13)}); // no failure, no report
+    QVERIFY(!m_window->isVisible());
+    QVERIFY(boxes.isDone());
+}
+
+void tst_upgrade_table::picturesDuringAReport()
+{
+    show({task("A", 1), task("B", 1), task("C", 1), task("D", 1)});
+    QStringList during;
+    BoxScript boxes({[&](QDialog *box) {
+                         show({task("A", 11), task("B", 11), task("C", 13), task("D", 4), task("E", 1)});
+                         during = names();
+                         BoxScript::press(box, QStringLiteral("确定"));
+                     },
+                     BoxScript::pressing(QStringLiteral("确定"))});
+    show({task("A", 11)});
+    QCOMPARE(during, (QStringList{"A", "B", "C", "E"})); // only a cancelled row goes at once
+    QCOMPARE(names(), (QStringList{"B", "C", "E"}));
+    show({task("B", 11), task("C", 13)});
+    QCOMPARE(names(), QStringList{"E"});
+    QCOMPARE(boxes.texts, (QStringList{QStringLiteral("A下载出错。"), QStringLiteral("B下载出错。")}));
+    QVERIFY(boxes.isDone());
+}
+
+void tst_upgrade_table::restartedDuringAReport()
+{
+    show({task("A", 1), task("B", 1)});
+    QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
+    BoxScript boxes({[&](QDialog *box) {
+        show({task("A", 1, 5), task("B", 13)}); // the user has started A again elsewhere
+        BoxScript::press(box, QStringLiteral("确定"));
+    }});
+    show({task("A", 11), task("B", 12)});
+    QCOMPARE(names(), QStringList{"A"});
+    QCOMPARE(closing.count(), 0);
+}
+
+void tst_upgrade_table::lastRowClosesOnce()
+{
+    QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
+    show({task("A", 1), task("B", 1), task("C", 1)});
+    show({task("A", 4), task("B", 13), task("C", 4)});
+    QCOMPARE(m_table->rowCount(), 0);
+    QCOMPARE(closing.count(), 1);
+    show({});
+    show({task("A", 4), task("B", 13)});
+    QCOMPARE(closing.count(), 1);
+    m_table->updateRowIndex();
+    QCOMPARE(closing.count(), 2);
+}
+
+void tst_upgrade_table::indicesAfterRemovals()
+{
+    QVariantList list;
+    for (int i = 0; i < 40; ++i)
+        list.append(task(QString::number(i), 1));
+    m_table->addRows(picture(list).toList());
+    QStringList expected;
+    QVariantList gone;
+    for (int i = 0; i < 40; ++i) {
+        if (i % 3 == 0)
+            gone.append(task(QString::number(i), 4));
+        else
+            expected.append(QString::number(i));
+    }
+    m_table->deleteRows(picture(gone).toList());
+    QCOMPARE(names(), expected);
+    while (expected.size() > 1) { // each removal must find its row by a fresh index
+        m_table->deleteRow(tasks::row(task(expected.takeAt(expected.size() / 2), 4)));
+        QCOMPARE(names(), expected);
+    }
+}
+
+void tst_upgrade_table::keepsARowSelected()
+{
+    show({task("A", 1), task("B", 1), task("C", 1)});
+    m_table->selectRow(2);
+    show({task("C", 4)});
+    QCOMPARE(m_table->selectionModel()->selectedRows().size(), 1);
+    QCOMPARE(m_table->selectionModel()->selectedRows().constFirst().row(), 1);
+    show({task("A", 4)});
+    QCOMPARE(m_table->selectionModel()->selectedRows().constFirst().row(), 0);
+}
+
+void tst_upgrade_table::cellShowsTheStates()
+{
+    show({task("A", 1, 250, 1000)});
+    auto *bar = inner<QProgressBar>(0, "downloadBar");
+    auto *cancel = inner<QPushButton>(0, "cancelDownload");
+    auto *percent = inner<QLabel>(0, "downloadPercent");
+    auto *tip = inner<QLabel>(0, "downloadTip");
+    m_window->show();
+    QCOMPARE(tip->text(), QStringLiteral("正在下载主程序，版本号：2.0"));
+    QCOMPARE(percent->text(), QStringLiteral("25%"));
+    QCOMPARE(bar->maximum(), 1000);
+    QCOMPARE(bar->value(), 250);
+    QVERIFY(cancel->isVisible());
+    QVERIFY(!cancel->icon().isNull());
+    FakeClient::fake().setAvailable(false); // nothing is to be installed here
+    show({task("A", 2)});
+    QCOMPARE(percent->text(), QStringLiteral("100%"));
+    QCOMPARE(bar->value(), bar->maximum());
+    QVERIFY(!cancel->isVisible());
+    show({task("A", 3)});
+    QCOMPARE(tip->text(), QStringLiteral("下载完成"));
+    QCOMPARE(percent->text(), QStringLiteral("安装中..."));
+    QCOMPARE(bar->value(), bar->maximum());
+    QVERIFY(!cancel->isVisible());
+    show({task("A", 1, 30, 60)}); // begun again
+    QCOMPARE(bar->maximum(), 60);
+    QCOMPARE(bar->value(), 30);
+    QVERIFY(cancel->isVisible());
+}
+
+void tst_upgrade_table::barOfAnySize_data()
+{
+    constexpr qint64 GiB = qint64(1) << 30;
+    QTest::addColumn<qint64>("current");
+    QTest::addColumn<qint64>("total");
+    QTest::addColumn<int>("maximum");
+    QTest::newRow("0") << qint64(5) << qint64(0) << 0;
+    QTest::newRow("negative") << qint64(5) << qint64(-7) << 0;
+    QTest::newRow("2^31-1") << GiB << 2 * GiB - 1 << std::numeric_limits<int>::max();
+    QTest::newRow("2^31") << GiB << 2 * GiB << 0;
+    QTest::newRow("3 GiB") << GiB << 3 * GiB << 0;
+    QTest::newRow("4 GiB") << GiB << 4 * GiB << 0;
+    QTest::newRow("5 GiB") << GiB << 5 * GiB << int(GiB);
+    QTest::newRow("current beyond") << 3 * GiB << qint64(100) << 100;
+    QTest::newRow("all beyond") << std::numeric_limits<qint64>::max() << std::numeric_limits<qint64>::min() << 0;
+}
+
+void tst_upgrade_table::barOfAnySize()
+{
+    QFETCH(qint64, current);
+    QFETCH(qint64, total);
+    QFETCH(int, maximum);
+    show({task("A", 1, current, total)});
+    m_window->show();
+    const auto *bar = inner<QProgressBar>(0, "downloadBar");
+    QCOMPARE(bar->maximum(), maximum);
+    QVERIFY(bar->value() >= bar->minimum() - 1 && bar->value() <= bar->maximum());
+    show({task("A", 3)});
+    QVERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
+}
+
+void tst_upgrade_table::longNamesAndMarkup()
+{
+    const QString longName = QString(5000, QLatin1Char('x'));
+    show({task("<b>A & B</b>", 1), task(longName, 1), task(QString(), 1)});
+    m_window->show();
+    const auto name = [this](int row) { return m_table->cellWidget(row, 0)->findChild<QPushButton *>("softName"); };
+    QCOMPARE(name(0)->text(), QStringLiteral("<b>A && B</b>"));
+    QVERIFY(name(0)->toolTip().contains(QStringLiteral("&lt;b&gt;A &amp; B")));
+    QVERIFY(name(1)->text().endsWith(QChar(0x2026)));
+    QVERIFY(name(1)->width() <= m_table->columnWidth(0));
+    QCOMPARE(m_table->rowCount(), 3);
+    QCOMPARE(m_window->size(), QSize(740, 450));
+}
+
+void tst_upgrade_table::installsWhatWasDownloaded()
+{
+    QVariantMap done = task("A", 2);
+    done[QStringLiteral("插件")] = QVariantList{QVariantMap{{QStringLiteral("软件名称"), QStringLiteral("族库")}}};
+    LogCatcher log;
+    show({done, task("B", 1)});
+    const QList<FakeCall> installs = callsOf(QStringLiteral("InstallSoftware"));
+    QCOMPARE(installs.size(), 1);
+    const QVariantMap request = installs.constFirst().values;
+    QCOMPARE(request.value(QStringLiteral("软件名称")).toString(), QStringLiteral("A"));
+    QCOMPARE(request.value(QStringLiteral("WaitForFinished")), QVariant(true));
+    QCOMPARE(request.value(QStringLiteral("是否重启软件")), QVariant(true));
+    QCOMPARE(request.value(QStringLiteral("软件")), done.value(QStringLiteral("软件")));
+    QCOMPARE(request.value(QStringLiteral("插件")), done.value(QStringLiteral("插件")));
+    QVERIFY(!request.contains(QStringLiteral("补丁包")));
+    QVERIFY(log.has(QtInfoMsg, QStringLiteral("调用软件安装接口成功。")));
+    show({done}); // still in that state: asked for again
+    QCOMPARE(callsOf(QStringLiteral("InstallSoftware")).size(), 2);
+}
+
+void tst_upgrade_table::refusedInstallationIsLogged()
+{
+    FakeClient::fake().queue(QStringLiteral("InstallSoftware"), {1002, QStringLiteral("磁盘%1已满")});
+    LogCatcher log;
+    show({task("A", 2)});
+    const QString text =
+        QStringLiteral("【安装岚川软件】调用安装软件接口失败。返回错误码为：1002，错误信息为：磁盘%1已满。");
+    QCOMPARE(log.find(text).function, QStringLiteral("dealWithDownloadFinished"));
+    FakeClient::fake().setAvailable(false);
+    show({task("A", 2)});
+    QVERIFY(log.has(QtCriticalMsg, QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败")));
+    QCOMPARE(names(), QStringList{"A"});
+}
+
+void tst_upgrade_table::asksWhileTheProgramRuns()
+{
+    int running = 2;
+    QStringList asked;
+    runningprograms::check() = [&](const QString &path) {
+        asked.append(path);
+        return running-- > 0;
+    };
+    BoxScript boxes({BoxScript::pressing(QStringLiteral("重试")),
+                     [this](QDialog *box) {
+                         show({task("设计", 2), task("B", 1)}); // no second question for the same row
+                         BoxScript::press(box, QStringLiteral("重试"));
+                     },
+                     BoxScript::pressing(QStringLiteral("取消"))});
+    show({task("设计", 2)});
+    QCOMPARE(asked.value(0), QStringLiteral("/opt/设计"));
+    QCOMPARE(callsOf(QStringLiteral("InstallSoftware")).size(), 1);
+    QCOMPARE(boxes.texts.value(0), QStringLiteral("安装前请先关闭“设计”，再点击重试！"));
+    QCOMPARE(names(), (QStringList{"设计", "B"}));
+
+    running = 1000;
+    show({task("设计", 2)});
+    QCOMPARE(callsOf(QStringLiteral("InstallSoftware")).size(), 1);
+    QCOMPARE(stops(), QStringList{"设计"});
+    QVERIFY(boxes.isDone());
+}
+
+void tst_upgrade_table::noInstallationFromAnOlderPicture()
+{
+    int running = 1;
+    runningprograms::check() = [&](const QString &) { return running-- > 0; };
+    BoxScript boxes({[this](QDialog *box) {
+        show({task("A", 2), task("B", 3)}); // B is being installed meanwhile
+        BoxScript::press(box, QStringLiteral("重试"));
+    }});
+    show({task("A", 2), task("B", 2)});
+    const QList<FakeCall> installs = callsOf(QStringLiteral("InstallSoftware"));
+    QCOMPARE(installs.size(), 1);
+    QCOMPARE(installs.constFirst().values.value(QStringLiteral("软件名称")).toString(), QStringLiteral("A"));
+    QVERIFY(boxes.isDone());
+}
+
+void tst_upgrade_table::cancelAsksFirst()
+{
+    show({task("A", 1), task("B", 1)});
+    m_window->show();
+    BoxScript boxes({BoxScript::pressing(QStringLiteral("否")), BoxScript::pressing(QStringLiteral("是"))});
+    auto *cancel = inner<QPushButton>(1, "cancelDownload");
+    m_window->hide();
+    cancel->click();
+    QVERIFY(m_window->isVisible());
+    QVERIFY(stops().isEmpty());
+    QTest::mouseClick(cancel, Qt::LeftButton);
+    QCOMPARE(stops(), QStringList{"B"});
+    QCOMPARE(boxes.texts, (QStringList{QStringLiteral("确定要取消升级吗？"), QStringLiteral("确定要取消升级吗？")}));
+    QCOMPARE(names(), (QStringList{"A", "B"})); // it goes when the service says so
+    QVERIFY(boxes.isDone());
+}
+
+void tst_upgrade_table::cancelFailures()
+{
+    show({task("A", 1), task("", 1)});
+    BoxScript boxes({BoxScript::pressing(QStringLiteral("是")), BoxScript::pressing(QStringLiteral("是")),
+                     BoxScript::pressing(QStringLiteral("是"))});
+    LogCatcher log;
+    FakeClient::fake().queue(QStringLiteral("StopUpgrade"), {1002, QStringLiteral("没有任务")});
+    inner<QPushButton>(0, "cancelDownload")->click();
+    const auto refused =
+        log.find(QStringLiteral("【取消下载】调用停止升级接口失败。返回错误码为：1002，错误信息为：没有任务。"));
+    QCOMPARE(refused.function, QStringLiteral("onCancelDownload"));
+    QCOMPARE(refused.category, QStringLiteral("default"));
+    QCOMPARE(refused.type, QtCriticalMsg);
+    inner<QPushButton>(1, "cancelDownload")->click();
+    QVERIFY(log.has(QtCriticalMsg, QStringLiteral("【取消下载】：获取软件名称失败。")));
+    FakeClient::fake().setAvailable(false);
+    inner<QPushButton>(0, "cancelDownload")->click();
+    QVERIFY(log.has(QtCriticalMsg, QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。")));
+    QCOMPARE(stops(), QStringList{"A"});
+    QVERIFY(boxes.isDone());
+}
+
+void tst_upgrade_table::stopAll()
+{
+    QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
+    show({task("B", 1), task("A", 3), task("", 1)});
+    FakeClient::fake().queue(QStringLiteral("StopUpgrade"), {1002, QStringLiteral("x")});
+    LogCatcher log;
+    m_table->stopAllTask();
+    QStringList stopped = stops();
+    stopped.sort();
+    QCOMPARE(stopped, (QStringList{"A", "B"}));
+    QCOMPARE(log.count(QtCriticalMsg, QStringLiteral("【取消下载】：获取软件名称失败。")), 1);
+    QCOMPARE(log.count(QtInfoMsg, QStringLiteral("调用忽略升级接口成功。")), 1);
+    QCOMPARE(m_table->rowCount(), 0);
+    QCOMPARE(closing.count(), 0);
+    show({task("A", 1)});
+    QCOMPARE(names(), QStringList{"A"});
+}
+
+void tst_upgrade_table::unchangedPicturePaintsNothing()
+{
+    QVariantList list;
+    for (int i = 0; i < 20; ++i)
+        list.append(task(QString::number(i), i % 2 ? 1 : 3, i, 100));
+    show(list);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window));
+    QCoreApplication::processEvents();
+    PaintCounter counter(m_window);
+    show(list);
+    QCoreApplication::processEvents();
+    QCOMPARE(counter.paints, 0);
+    list[19] = task("19", 1, 55, 100); // out of view
+    show(list);
+    QCoreApplication::processEvents();
+    QCOMPARE(counter.paints, 0);
+    list[1] = task("1", 1, 55, 100);
+    show(list);
+    QTRY_VERIFY(counter.paints > 0); // the counter does count
+}
+
+void tst_upgrade_table::thousandsOfRows()
+{
+    QVariantList list;
+    for (int i = 0; i < 5000; ++i)
+        list.append(task(QString::number(i), 1, i, 5000));
+    m_window->show();
+    show(list);
+    QCOMPARE(m_table->rowCount(), 5000);
+    QVERIFY(inner<QLabel>(0, "downloadPercent"));
+    QVERIFY(!inner<QLabel>(2500, "downloadPercent")); // nobody has seen it
+    QTRY_VERIFY(m_table->verticalScrollBar()->maximum() > 4990 * 65);
+    m_table->verticalScrollBar()->setValue(m_table->verticalScrollBar()->maximum());
+    QCOMPARE(inner<QLabel>(4999, "downloadPercent")->text(), QStringLiteral("100%"));
+    list[0] = task("0", 3);
+    list[4999] = task("4999", 4);
+    show(list);
+    QCOMPARE(m_table->rowCount(), 4999);
+    m_table->verticalScrollBar()->setValue(0);
+    QCOMPARE(inner<QLabel>(0, "downloadPercent")->text(), QStringLiteral("安装中...")); // caught up when seen again
+    m_table->stopAllTask();
+    QCOMPARE(stops().size(), 4999);
+}
+
+void tst_upgrade_table::hover()
+{
+    show({task("A", 1), task("B", 1)});
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window));
+    QSignalSpy left(m_table, &CUpgradeTableWidget::sigCellLeave);
+    const auto colourAt = [this](int row) {
+        const QRect cell = m_table->visualRect(m_table->model()->index(row, 1));
+        return m_table->viewport()->grab().toImage().pixelColor(cell.left() + 4, cell.center().y());
+    };
+    m_table->setHoveredRowBackground(Qt::red);
+    m_table->onCellEntered(1, 0);
+    QCOMPARE(left.count(), 1);
+    QCOMPARE(left.takeFirst(), (QVariantList{-1, -1}));
+    QCOMPARE(colourAt(1), QColor(Qt::red));
+    QCOMPARE(colourAt(0), QColor(Qt::white));
+    m_table->onCellEntered(1, 0);
+    QCOMPARE(left.count(), 0);
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(m_table->viewport(), &leave);
+    QCOMPARE(left.takeFirst(), (QVariantList{1, 0}));
+    QCOMPARE(colourAt(1), QColor(Qt::white));
+    m_table->setHoverRowEnabled(false);
+    m_table->onCellEntered(0, 0);
+    QCOMPARE(colourAt(0), QColor(Qt::white));
+}
+
+QTEST_MAIN(tst_upgrade_table)
+#include "tst_upgrade_table.moc"
