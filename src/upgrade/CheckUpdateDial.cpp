@@ -18,6 +18,7 @@
 #include <QPointer>
 #include <QScreen>
 #include <QScrollArea>
+#include <QTimer>
 #include <memory>
 #include <utility>
 
@@ -31,6 +32,9 @@ constexpr QSize RowArea(406, 180);
 constexpr int BottomHeight = 60;
 constexpr QSize ButtonSize(90, 30);
 constexpr int CornerMargin = 10;
+// Rows
+constexpr int RowsAtOnce = 200; // made before the window shows; further ones follow while it can be used already
+constexpr int RowsInGroup = 50; // a group has a layout of its own, since adding to a visible one costs its whole length
 
 // Look: one sheet for the whole window
 QString dialogSheet(const QWidget *w)
@@ -124,6 +128,7 @@ QWidget *CCheckUpdateDial::adviceLine()
         new QLabel(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), this);
     line->setObjectName(QStringLiteral("adviceLine"));
     line->setTextFormat(Qt::RichText);
+    line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
     line->setFont(look::yaHei(13, QFont::Normal, this));
     line->setContentsMargins(look::scaled(14, this), 0, 0, 0);
     return line;
@@ -140,22 +145,44 @@ QWidget *CCheckUpdateDial::rowArea()
     auto *content = new QWidget;
     content->setObjectName(QStringLiteral("rowList"));
     content->setAccessibleName(QStringLiteral("可升级软件"));
-    auto *list = new QVBoxLayout(content);
-    list->setContentsMargins(0, 0, 0, 0);
-    list->setSpacing(0);
-    fillRows(list);
-    list->addStretch();
+    m_list = new QVBoxLayout(content);
+    m_list->setContentsMargins(0, 0, 0, 0);
+    m_list->setSpacing(0);
+    m_list->addStretch();
+    sortRecords();
+    addRows(RowsAtOnce);
     area->setWidget(content);
     return area;
 }
 
-void CCheckUpdateDial::fillRows(QVBoxLayout *list)
+void CCheckUpdateDial::sortRecords()
 {
-    QList<QVariant> records = m_param ? m_param->GetValueList() : QList<QVariant>();
-    VT_LOG(info) << QStringLiteral("正在展示的需要更新软件信息数量:") + QString::number(records.size());
-    SortByUpdateTime(records);
-    for (const QVariant &record : qAsConst(records))
-        addRow(record.toMap(), list);
+    if (m_param)
+        m_pending = m_param->GetValueList();
+    VT_LOG(info) << QStringLiteral("正在展示的需要更新软件信息数量:") + QString::number(m_pending.size());
+    SortByUpdateTime(m_pending);
+}
+
+void CCheckUpdateDial::addRows(int count)
+{
+    const QList<QVariant> records = m_pending.mid(0, count);
+    m_pending = m_pending.mid(records.size());
+    for (int i = 0; i < records.size(); i += RowsInGroup) {
+        auto *group = new QWidget;
+        auto *column = new QVBoxLayout(group);
+        column->setContentsMargins(0, 0, 0, 0);
+        column->setSpacing(0);
+        for (const QVariant &record : records.mid(i, RowsInGroup))
+            addRow(record.toMap(), column);
+        m_list->insertWidget(m_list->count() - 1, group);
+    }
+    if (!m_pending.isEmpty())
+        QTimer::singleShot(0, this, &CCheckUpdateDial::addPendingRows);
+}
+
+void CCheckUpdateDial::addPendingRows()
+{
+    addRows(RowsInGroup);
 }
 
 void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
@@ -268,7 +295,7 @@ void CCheckUpdateDial::removeProduct(const QString &name)
 {
     m_rows.remove(name);
     m_records.remove(name);
-    if (m_rows.isEmpty())
+    if (m_rows.isEmpty() && m_pending.isEmpty())
         close();
 }
 
@@ -287,6 +314,7 @@ void CCheckUpdateDial::OnDoNotPromptClicked(QString strName, QString strVersion)
 
 void CCheckUpdateDial::OnNotUpdateTemporarily()
 {
+    addRows(m_pending.size());
     VT_LOG(info) << QStringLiteral("用户点击全部忽略，当前忽略软件数量为：%1。").arg(m_rows.size());
     for (const CUpdateItem *row : qAsConst(m_rows)) {
         if (!row)

@@ -57,7 +57,9 @@ private:
     QWidget *titleBand();
     QWidget *adviceLine();
     QWidget *rowArea();
-    void fillRows(QVBoxLayout *list);
+    void sortRecords();
+    void addRows(int count);
+    void addPendingRows();
     void addRow(const QVariantMap &record, QVBoxLayout *list);
     QWidget *bottomBand();
     void placeInCorner();
@@ -65,6 +67,8 @@ private:
     void removeProduct(const QString &name);
 
     const QSharedPointer<IUpgaredSoftInfoService_InputParam> m_param;
+    QVBoxLayout *m_list = nullptr;
+    QList<QVariant> m_pending;           ///< sorted records whose rows are still to be made
     QMap<QString, CUpdateItem *> m_rows; ///< by product name; the row area owns the rows
     QMap<QString, QMap<QString, QVariant>> m_records;
     QMap<QString, QString> m_bitness;

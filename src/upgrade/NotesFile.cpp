@@ -4,7 +4,9 @@
 #include <QFile>
 #include <QImage>
 #include <QRegularExpression>
+#include <QTextBlock>
 #include <QTextCodec>
+#include <QTextCursor>
 #include <QTextDocument>
 #include <QTextStream>
 #include <QThread>
@@ -19,6 +21,8 @@
 namespace {
 
 constexpr int MaxTableDepth = 20; // the layout recurses into every nested table
+constexpr int MaxParagraph =
+    2000; // characters; a paragraph is laid out in one go, and in quadratic time without spaces
 
 // Fetches nothing. An image gets one transparent pixel, since without any the layout tries the name as a file itself.
 class NotesDocument final : public QTextDocument
@@ -87,6 +91,21 @@ bool isReasonable(const QString &html)
     return !html.contains(hugeSpan) && tableDepth(html) <= MaxTableDepth;
 }
 
+// Paragraphs of a sane length, so that the layout can go on in small steps.
+void splitParagraphs(QTextDocument *document)
+{
+    QTextCursor cursor(document);
+    cursor.beginEditBlock();
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        if (block.length() <= MaxParagraph)
+            continue;
+        const int space = block.text().lastIndexOf(QLatin1Char(' '), MaxParagraph);
+        cursor.setPosition(block.position() + (space > 0 ? space + 1 : MaxParagraph));
+        cursor.insertBlock();
+    }
+    cursor.endEditBlock();
+}
+
 } // namespace
 
 QByteArray GetCorrectUnicode(const QByteArray &bytes)
@@ -125,6 +144,7 @@ std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &fo
         document->setHtml(text);
     else
         document->setPlainText(text);
+    splitParagraphs(document.get());
     document->moveToThread(QCoreApplication::instance()->thread());
     return document;
 }

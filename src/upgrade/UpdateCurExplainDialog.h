@@ -9,12 +9,13 @@ class CUpdateCurExplainDialog final : public CUpdateExplainDial
 public:
     using CUpdateExplainDial::CUpdateExplainDial;
 
+    void InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record) override;
+    int CalTabbarWidth() const override;
+    void connectUpdateBtn(QPushButton *button) override;
+
 public slots:
     void OnUpdateAhead();
 
 protected:
-    void InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record) override;
-    int CalTabbarWidth() const override;
-    void connectUpdateBtn(QPushButton *button) override;
     void closeEvent(QCloseEvent *event) override;
 };

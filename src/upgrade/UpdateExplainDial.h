@@ -26,6 +26,11 @@ public:
     bool NeedUpdateCurPatch() const;
     QString GetSoftIconPath(const QString &name) const;
 
+    // The three steps in which the notes of the installed version's patch differ.
+    virtual void InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record);
+    virtual int CalTabbarWidth() const; ///< pixels
+    virtual void connectUpdateBtn(QPushButton *button);
+
     void reject() override; ///< Escape closes like the close button
 
 public slots:
@@ -33,11 +38,6 @@ public slots:
     void OnDoNotUpdate(); // "暂不更新"
 
 protected:
-    // The three steps in which the notes of the installed version's patch differ.
-    virtual void InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record);
-    virtual int CalTabbarWidth() const; ///< pixels
-    virtual void connectUpdateBtn(QPushButton *button);
-
     void closeEvent(QCloseEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;

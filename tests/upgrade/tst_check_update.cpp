@@ -1,0 +1,552 @@
+#include "frame/VtServiceClient.h"
+#include "support/EventRecorder.h"
+#include "support/FakeClient.h"
+#include "support/LogCatcher.h"
+#include "support/ModalClicker.h"
+#include "upgrade/CUpdateItem.h"
+#include "upgrade/CheckUpdateDial.h"
+#include "upgrade/Records.h"
+#include "upgrade/SelectWidget.h"
+#include "upgrade/TypingGuard.h"
+#include "upgrade/UpdateExplainDial.h"
+#include "widgets/CustomMessageBox.h"
+#include <QAccessible>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace records_test;
+
+namespace {
+
+// A prompt of its own, without the manager.
+class Prompt final : public CCheckUpdateDial
+{
+public:
+    explicit Prompt(const QVariantList &records)
+        : CCheckUpdateDial(args::input<args::SoftIn>({}, records))
+    {
+    }
+    QStringList rowNames() const
+    {
+        QStringList names;
+        for (const CUpdateItem *row : findChildren<CUpdateItem *>())
+            names << row->accessibleName();
+        return names;
+    }
+    CUpdateItem *row(const QString &name) const
+    {
+        for (CUpdateItem *row : findChildren<CUpdateItem *>()) {
+            if (row->accessibleName() == name)
+                return row;
+        }
+        return nullptr;
+    }
+};
+
+QPushButton *button(const QWidget *parent, const QString &text)
+{
+    for (QPushButton *button : parent->findChildren<QPushButton *>()) {
+        if (button->text() == text)
+            return button;
+    }
+    qFatal("no button %s", qPrintable(text));
+    return nullptr;
+}
+
+void click(const QWidget *parent, const QString &text)
+{
+    QTest::mouseClick(button(parent, text), Qt::LeftButton);
+}
+
+QString tips(const QVariantMap &record)
+{
+    return CUpdateItem(record).GetTipsString();
+}
+
+FakeAnswer answer(int code, const QString &error)
+{
+    FakeAnswer answer;
+    answer.code = code;
+    answer.error = error;
+    return answer;
+}
+
+// A product whose re-check does find something: what the system would do if it could describe installed products.
+class CheckingPrompt final : public CCheckUpdateDial
+{
+public:
+    using CCheckUpdateDial::CCheckUpdateDial;
+    bool InitInputParamByRegedit(const QString &name, QSharedPointer<IUpgaredSoftInfoService_InputParam> param) override
+    {
+        param->SetValue("软件名称", name);
+        return true;
+    }
+};
+
+} // namespace
+
+class TestCheckUpdate final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { FakeClient::install(); }
+    void init();
+    void cleanup();
+
+    void tipsOfARow_data();
+    void tipsOfARow();
+    void rowsAndWindow();
+    void recordsFromOutside();
+    void namesShowAsTheyAre();
+    void rowSelection();
+    void updateRemovesTheRow();
+    void updateAfterARecheck();
+    void notesAreAskedOfTheManager();
+    void ignoreAll();
+    void ignoreFailures_data();
+    void ignoreFailures();
+    void withoutAssistant();
+    void softwareManagerNotice();
+    void noticeOutlivesItsPrompt_data();
+    void noticeOutlivesItsPrompt();
+    void fiftyRequests();
+    void draggedPlaceIsKept();
+    void closingIsTold_data();
+    void closingIsTold();
+    void manyRecords();
+    void typingDoesNothing();
+    void keyboardAndNames();
+
+private:
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+void TestCheckUpdate::init()
+{
+    FakeClient::fake().reset();
+    CVtServiceClient::GetInstance();
+    FakeClient::fake().reset(); // forgets the initialisation
+    m_log = std::make_unique<LogCatcher>();
+}
+
+void TestCheckUpdate::cleanup()
+{
+    m_log.reset();
+    CVisualizedManager::FreeInstance();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+}
+
+void TestCheckUpdate::tipsOfARow_data()
+{
+    QTest::addColumn<QVariantMap>("record");
+    QTest::addColumn<QString>("tips");
+    const QVariantMap version{{"升级版本", "2.0"}};
+    const QVariantMap patch{{"升级版本", "1.0.3"}};
+    const QVariantList two{QVariantMap(), 7};
+    QTest::newRow("nothing") << QVariantMap() << QString();
+    QTest::newRow("software") << QVariantMap{{"软件", version}} << QString("软件存在新版本：V2.0");
+    QTest::newRow("patch only") << QVariantMap{{"补丁包", patch}} << QString("软件存在新版本：V1.0.3");
+    QTest::newRow("patch wins") << QVariantMap{{"软件", version}, {"补丁包", patch}}
+                                << QString("软件存在新版本：V1.0.3");
+    QTest::newRow("plug-ins only") << QVariantMap{{"插件", two}} << QString("2个插件存在新版本");
+    QTest::newRow("software and plug-ins")
+        << QVariantMap{{"软件", version}, {"插件", two}} << QString("软件和2个插件存在新版本");
+    QTest::newRow("patch and plug-ins") << QVariantMap{{"补丁包", patch}, {"插件", two}}
+                                        << QString("软件和2个插件存在新版本");
+    QTest::newRow("section without version") << QVariantMap{{"软件", QVariantMap{{"软件名称", "x"}}}} << QString();
+    QTest::newRow("place holder") << QVariantMap{{"软件", QVariantMap{{"升级版本", "%1%2"}}}}
+                                  << QString("软件存在新版本：V%1%2");
+    QTest::newRow("wrong types") << QVariantMap{{"软件", 5}, {"补丁包", "x"}, {"插件", QVariantMap()}} << QString();
+}
+
+void TestCheckUpdate::tipsOfARow()
+{
+    QFETCH(QVariantMap, record);
+    QTEST(tips(record), "tips");
+}
+
+void TestCheckUpdate::rowsAndWindow()
+{
+    const Prompt prompt({released("旧", "2026-01-01 00:00:00"), released("新", "2026-03-01 00:00:00"),
+                         released("岚川软件助手"), released("岚川软件助手 2", "2026-02-01 00:00:00")});
+    // Only the assistant's exact name is left out here; the manager drops whatever contains it from its own count only.
+    QCOMPARE(prompt.rowNames(), (QStringList{"新", "岚川软件助手 2", "旧"}));
+    QCOMPARE(prompt.size(), QSize(410, 320));
+    QCOMPARE(prompt.findChild<QScrollArea *>()->size(), QSize(406, 180));
+    QVERIFY(prompt.findChild<QWidget *>("MsgCenterButtom"));
+    QVERIFY(prompt.testAttribute(Qt::WA_ShowWithoutActivating));
+    QCOMPARE(prompt.windowFlags() & (Qt::Tool | Qt::FramelessWindowHint), Qt::Tool | Qt::FramelessWindowHint);
+    QCOMPARE(m_log->texts(QtInfoMsg), (QStringList{"正在展示的需要更新软件信息数量:4", "自动检测升级显示软件:新",
+                                                   "自动检测升级显示软件:岚川软件助手 2", "自动检测升级显示软件:旧"}));
+    QString name;
+    QString version("x");
+    prompt.row("新")->GetUpdateInfo(name, version);
+    QCOMPARE(name, QString("新"));
+    QCOMPARE(version, QString()); // never filled, and that is what is ignored
+}
+
+void TestCheckUpdate::recordsFromOutside()
+{
+    QVariantMap second = released("双");
+    second.insert("SoftBytes", "32");
+    const Prompt prompt({QVariant(), 5, "text", QVariantList(), QVariantMap(), released(""), released("双"), second});
+    QCOMPARE(prompt.rowNames(), QStringList{"双"}); // one row for one name
+    QCOMPARE(m_log->texts(QtWarningMsg).size(), 6);
+    const CCheckUpdateDial none(nullptr);
+    QVERIFY(none.findChildren<CUpdateItem *>().isEmpty());
+}
+
+void TestCheckUpdate::namesShowAsTheyAre()
+{
+    const QString html = "<img src='/dev/zero'><b>名称</b> %1 %2 & &x";
+    const QString endless(10000, QChar(0x540D));
+    Prompt prompt({released(html), released(endless)});
+    prompt.show();
+    for (const QString &name : {html, endless}) {
+        const auto rows = prompt.findChildren<CUpdateItem *>();
+        const auto found = std::find_if(rows.cbegin(), rows.cend(),
+                                        [&](const CUpdateItem *row) { return row->accessibleName() == name; });
+        QVERIFY(found != rows.cend());
+        const auto *label = (*found)->findChild<QLabel *>("productName");
+        QCOMPARE(label->textFormat(), Qt::PlainText);
+        QVERIFY(label->fontMetrics().horizontalAdvance(label->text()) <= label->width());
+        QVERIFY(label->toolTip().size() < 8000);
+        QVERIFY(!label->toolTip().contains("<img")); // a tool tip reads mark-up
+        prompt.OnUpdateExplainClicked(name);
+        QVERIFY(m_log->has("【右下角检测升级对话框】用户点击单个软件的立即升级，当前点击的软件名称为：" + name + "。"));
+    }
+}
+
+void TestCheckUpdate::rowSelection()
+{
+    Prompt prompt({released("甲"), released("乙")});
+    prompt.show();
+    QVERIFY(QTest::qWaitForWindowActive(&prompt));
+    CUpdateItem *row = prompt.row("甲");
+    const auto *look = row->findChild<CSelectWidget *>();
+    const QString plain = "background-color:#fbfdff;border:none;border-radius:5px;";
+    const QString selected = "background-color:#F7F8FC;border:1px solid rgb(48,134,213);border-radius:5px;";
+    QCOMPARE(look->styleSheet(), plain);
+    QTest::mouseClick(row->findChild<QLabel *>("productName"), Qt::LeftButton);
+    QCOMPARE(look->styleSheet(), selected);
+    QTest::mouseClick(prompt.row("乙"), Qt::LeftButton);
+    QCOMPARE(look->styleSheet(), plain);
+    QCOMPARE(prompt.row("乙")->findChild<CSelectWidget *>()->styleSheet(), selected);
+}
+
+void TestCheckUpdate::updateRemovesTheRow()
+{
+    QPointer<Prompt> prompt(new Prompt({released("甲"), released("乙")}));
+    prompt->setAttribute(Qt::WA_DeleteOnClose);
+    prompt->show();
+    m_log->clear();
+    click(prompt->row("甲"), "立即升级");
+    // The check before an update always fails here, so the row just goes.
+    QCOMPARE(m_log->texts(),
+             (QStringList{"【右下角检测升级对话框】用户点击单个软件的立即升级，当前点击的软件名称为：甲。",
+                          "【右下角检测升级对话框】隐藏点击的软件更新项。", "初始化版本检测请求参数失败",
+                          "执行升级前，再次检测未检测到新版本"}));
+    QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{"初始化版本检测请求参数失败"});
+    QCOMPARE(m_log->texts(QtWarningMsg), QStringList{"执行升级前，再次检测未检测到新版本"});
+    QVERIFY(prompt->row("甲")->isHidden());
+    QVERIFY(prompt->isVisible());
+    QVERIFY(FakeClient::fake().operations().isEmpty());
+    click(prompt->row("乙"), "立即升级");
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(!prompt);
+}
+
+void TestCheckUpdate::updateAfterARecheck()
+{
+    FakeAnswer news;
+    news.code = 1000;
+    news.list = {released("甲")};
+    FakeClient::fake().queue("CheckNewVersion", news);
+    CheckingPrompt prompt(args::input<args::SoftIn>({}, {released("甲"), released("乙")}));
+    prompt.OnUpdateExplainClicked("甲");
+    QCOMPARE(FakeClient::fake().operations(), (QStringList{"CheckNewVersion", "StartDownload"}));
+    const QVariantMap request = FakeClient::fake().calls().last().values;
+    QCOMPARE(request.value("软件名称"), QVariant("甲"));
+    QCOMPARE(request.value("CurrentVersion"), QVariant("2.0"));
+    QCOMPARE(request.value("软件"), released("甲").value("软件"));
+    QVERIFY(m_log->has("调用开始下载软件安装接口成功。"));
+
+    FakeClient::fake().queue("CheckNewVersion", answer(1000, {})); // nothing new any more
+    prompt.OnUpdateExplainClicked("乙");
+    QCOMPARE(FakeClient::fake().operations().count("StartDownload"), 1);
+}
+
+void TestCheckUpdate::notesAreAskedOfTheManager()
+{
+    Prompt prompt({released("甲")});
+    prompt.show();
+    EventRecorder recorder(CVisualizedManager::GetInstance());
+    click(prompt.row("甲"), "更新说明");
+    QVariantList list;
+    const QList<int> types = recorder.take([&](CVisualizedEvents &event) {
+        list = dynamic_cast<CUpgradeExplainEveData &>(*event.GetEventData()).inputArgs->GetValueList();
+    });
+    QCOMPARE(types, QList<int>{CVisualizedEvents::eShowUpgradeExplainDialog});
+    QCOMPARE(list.size(), 1);
+    const QVariantMap record = list.first().toMap();
+    QCOMPARE(record.value("visualized"), QVariant(true));
+    QCOMPARE(record.value("自带"), QVariant("x"));
+    QCOMPARE(record.value("软件").toMap().value("本地已安装版本"), QVariant("1.0"));
+    QVERIFY(prompt.isVisible());
+    QVERIFY(!prompt.row("甲")->isHidden());
+}
+
+void TestCheckUpdate::ignoreAll()
+{
+    QVariantMap a = released("a");
+    a.insert("插件", QVariantList{section("p", "3")});
+    a.insert("旧版本补丁包", section("a", "1.0.1"));
+    Prompt prompt({released("b"), a});
+    prompt.show();
+    m_log->clear();
+    click(&prompt, "全部忽略");
+    QVERIFY(!prompt.isVisible());
+    QCOMPARE(m_log->texts(), (QStringList{"用户点击全部忽略，当前忽略软件数量为：2。", "调用忽略升级接口成功。",
+                                          "调用忽略升级接口成功。"}));
+    const QList<FakeCall> calls = FakeClient::fake().calls();
+    QCOMPARE(calls.size(), 2);
+    const QVariantMap expected{{"忽略软件名", "a"},
+                               {"忽略软件版本", ""},
+                               {"软件位数", "64"},
+                               {"软件", a.value("软件")},
+                               {"插件", a.value("插件")}};
+    QCOMPARE(calls.at(0).values, expected); // in the order of the names
+    QCOMPARE(calls.at(1).values.value("忽略软件名"), QVariant("b"));
+    m_log->clear();
+    prompt.DoIgnreUpdate("无 %1", "%2");
+    QCOMPARE(m_log->texts(), QStringList{"忽略无 %1 V%2升级失败，没有找到相关软件信息。"});
+}
+
+void TestCheckUpdate::ignoreFailures_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("line");
+    const QString transport = "【检测升级窗口】调用忽略升级接口rpc通信失败，返回错误码为：%1，错误信息为：坏 %2。";
+    QTest::newRow("call failed") << 1001 << QString(transport).replace("%1", "1001");
+    QTest::newRow("no connection") << 1009 << QString(transport).replace("%1", "1009");
+    QTest::newRow("refused") << 1002
+                             << QString(
+                                    "【检测升级窗口】调用忽略升级接口失败。返回错误码为：1002，错误信息为：坏 %2。");
+}
+
+void TestCheckUpdate::ignoreFailures()
+{
+    QFETCH(int, code);
+    QFETCH(QString, line);
+    FakeClient::fake().queue("IgnoreUpgrade", answer(code, "坏 %2"));
+    Prompt prompt({released("a"), released("b")});
+    prompt.show();
+    prompt.OnNotUpdateTemporarily();
+    QCOMPARE(FakeClient::fake().operations().size(), 2); // one failure does not stop the others
+    QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{line});
+    QVERIFY(!prompt.isVisible());
+}
+
+void TestCheckUpdate::withoutAssistant()
+{
+    FakeClient::fake().setAvailable(false);
+    Prompt prompt({released("甲"), released("乙")});
+    prompt.show();
+    prompt.OnUpdateExplainClicked("甲");
+    QVERIFY(!prompt.CheckNewVersionAgain("甲"));
+    prompt.OnDoNotPromptClicked("甲", {});
+    prompt.DoIgnreUpdate("甲", {});
+    QCOMPARE(m_log->texts(QtCriticalMsg),
+             (QStringList{"获取在线升级服务失败", "获取在线升级服务失败", "OnDoNotPromptClicked：获取在线升级服务失败",
+                          "DoIgnreUpdate：获取在线升级服务失败"}));
+    QVERIFY(prompt.isVisible());
+}
+
+void TestCheckUpdate::softwareManagerNotice()
+{
+    Prompt prompt({released("甲")});
+    prompt.show();
+    int boxes = 0;
+    // The second press comes while the notice of the first is open.
+    QTimer::singleShot(0, &prompt, [&] { click(&prompt, "软件管理"); });
+    QTimer::singleShot(50, &prompt, [&] { boxes = windows<CustomMessageBox>().size(); });
+    QTimer closer;
+    connect(&closer, &QTimer::timeout, &prompt, [&] {
+        if (auto *box = onlyWindow<CustomMessageBox>(); box && boxes > 0)
+            box->reject();
+    });
+    closer.start(10);
+    click(&prompt, "软件管理");
+    closer.stop();
+    QCOMPARE(boxes, 1);
+    QCOMPARE(m_log->count("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为1，即将跳转软件管理界面。"),
+             2);
+    ModalClicker clicker({"确定"}); // and it can be opened again
+    click(&prompt, "软件管理");
+    QVERIFY(clicker.isDone());
+    QCOMPARE(clicker.titles(), QStringList{"提示"});
+    QVERIFY(clicker.texts().join("").contains("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
+}
+
+void TestCheckUpdate::noticeOutlivesItsPrompt_data()
+{
+    QTest::addColumn<bool>("destroyed");
+    QTest::newRow("prompt replaced") << false;
+    QTest::newRow("service destroyed") << true;
+}
+
+void TestCheckUpdate::noticeOutlivesItsPrompt()
+{
+    QFETCH(bool, destroyed);
+    sendCheck({released("甲")});
+    const QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
+    QVERIFY(prompt);
+    QTimer::singleShot(0, qApp, [&] {
+        if (destroyed)
+            CVisualizedManager::FreeInstance();
+        else
+            sendCheck({released("乙")});
+        QTimer::singleShot(0, qApp, [&] {
+            if (auto *box = onlyWindow<CustomMessageBox>())
+                box->reject();
+        });
+    });
+    prompt->OnUpdateImmediately();
+    QVERIFY(!prompt || !prompt->isVisible());
+    QVERIFY(windows<CustomMessageBox>().isEmpty());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCOMPARE(windows<CCheckUpdateDial>().size(), destroyed ? 0 : 1);
+}
+
+void TestCheckUpdate::fiftyRequests()
+{
+    for (int i = 0; i < 50; ++i) {
+        sendCheck({released("甲"), released("乙")});
+        if (i % 3)
+            QCoreApplication::processEvents();
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    const auto *prompt = onlyWindow<CCheckUpdateDial>();
+    QVERIFY(prompt && prompt->isVisible());
+    QVERIFY(!prompt->userPlace());
+}
+
+void TestCheckUpdate::draggedPlaceIsKept()
+{
+    sendCheck({released("甲")});
+    QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
+    const QPoint start = prompt->pos();
+    auto *line = prompt->findChild<QLabel *>("adviceLine");
+    QTest::mousePress(line, Qt::RightButton, {}, QPoint(5, 5)); // any button drags
+    QMouseEvent move(QEvent::MouseMove, QPoint(-95, -25), line->mapToGlobal(QPoint(-95, -25)), Qt::NoButton,
+                     Qt::RightButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(line, &move);
+    QTest::mouseRelease(line, Qt::RightButton);
+    QCOMPARE(prompt->pos(), start - QPoint(100, 30));
+    for (int i = 0; i < 2; ++i) {
+        sendCheck({released("乙")});
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        prompt = onlyWindow<CCheckUpdateDial>();
+        QVERIFY(prompt);
+        QCOMPARE(prompt->pos(), start - QPoint(100, 30));
+    }
+    prompt->setUserPlace(QPoint(-5000, -5000)); // on no screen
+    QCOMPARE(prompt->pos(), start - QPoint(100, 30));
+}
+
+void TestCheckUpdate::closingIsTold_data()
+{
+    QTest::addColumn<int>("way");
+    QTest::newRow("close button") << 0;
+    QTest::newRow("window manager") << 1;
+    QTest::newRow("Escape") << 2;
+}
+
+void TestCheckUpdate::closingIsTold()
+{
+    QFETCH(int, way);
+    sendCheck({released("甲")});
+    QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
+    if (way == 0)
+        QTest::mouseClick(prompt->findChild<QPushButton *>("closeButton"), Qt::LeftButton);
+    else if (way == 1)
+        QVERIFY(prompt->windowHandle()->close());
+    else
+        prompt->reject();
+    QVERIFY(!prompt->isVisible());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(!prompt);
+    sendCheck({released("乙")}); // the manager does not hold on to the old one
+    QVERIFY(onlyWindow<CCheckUpdateDial>());
+}
+
+void TestCheckUpdate::manyRecords()
+{
+    QVariantList records;
+    for (int i = 0; i < 2000; ++i)
+        records << released(
+            QString("产品%1").arg(i),
+            QString("2026-01-01 %1:%2:00").arg(i / 60 % 24, 2, 10, QChar('0')).arg(i % 60, 2, 10, QChar('0')));
+    Prompt prompt(records);
+    prompt.show();
+    const auto rows = [&] { return prompt.findChildren<CUpdateItem *>().size(); };
+    QVERIFY(rows() >= 200 && rows() < 1000); // the others follow while the window is there
+    QTRY_VERIFY(rows() >= 300);
+    click(&prompt, "全部忽略"); // what has no row yet is ignored too
+    QCOMPARE(rows(), 2000);
+    QCOMPARE(FakeClient::fake().operations().size(), 2000);
+}
+
+// The prompt comes unasked and takes the keyboard on some window managers; what is being typed elsewhere does nothing.
+void TestCheckUpdate::typingDoesNothing()
+{
+    sendCheck({released("甲")});
+    auto *prompt = onlyWindow<CCheckUpdateDial>();
+    QVERIFY(QTest::qWaitForWindowActive(prompt));
+    QCOMPARE(prompt->focusWidget(), prompt);
+    for (const auto key : {Qt::Key_Space, Qt::Key_Tab, Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape, Qt::Key_Tab,
+                           Qt::Key_Space, Qt::Key_Enter}) {
+        QTest::keyClick(prompt->windowHandle(), key);
+        QVERIFY(prompt->isVisible());
+        QCOMPARE(prompt->focusWidget(), prompt);
+    }
+    for (const QPushButton *button : prompt->findChildren<QPushButton *>())
+        QVERIFY(!button->isDefault() && !button->autoDefault());
+    QVERIFY(FakeClient::fake().operations().isEmpty());
+    // After a pause the keys are meant for the prompt.
+    QTRY_VERIFY(prompt->findChild<TypingGuard *>()->takesKeys());
+    QTest::keyClick(prompt->windowHandle(), Qt::Key_Tab);
+    QVERIFY(prompt->focusWidget() != prompt);
+    const QPointer<CCheckUpdateDial> watch(prompt);
+    QTest::keyPress(prompt->windowHandle(), Qt::Key_Escape);
+    QVERIFY(!watch || !watch->isVisible());
+}
+
+void TestCheckUpdate::keyboardAndNames()
+{
+    sendCheck({released("甲"), released("乙", "2026-01-01 00:00:00")});
+    auto *prompt = onlyWindow<CCheckUpdateDial>();
+    QVERIFY(QTest::qWaitForWindowActive(prompt));
+    QTRY_VERIFY(prompt->findChild<TypingGuard *>()->takesKeys());
+    QStringList order;
+    for (int i = 0; i < 7; ++i) {
+        QTest::keyClick(prompt->windowHandle(), Qt::Key_Tab);
+        QAccessibleInterface *focused = QAccessible::queryAccessibleInterface(prompt->focusWidget());
+        QCOMPARE(focused->role(), QAccessible::PushButton);
+        order << focused->text(QAccessible::Name) + focused->text(QAccessible::Description);
+    }
+    for (const QString &name :
+         QStringList{"立即升级甲", "更新说明甲", "立即升级乙", "更新说明乙", "全部忽略", "软件管理"})
+        QCOMPARE(order.count(name), 1);
+    QCOMPARE(QAccessible::queryAccessibleInterface(prompt)->role(), QAccessible::Dialog);
+    button(prompt, "全部忽略")->setFocus();
+    QTest::keyPress(prompt->windowHandle(), Qt::Key_Return);
+    QCOMPARE(FakeClient::fake().operations(), (QStringList{"IgnoreUpgrade", "IgnoreUpgrade"}));
+}
+
+QTEST_MAIN(TestCheckUpdate)
+#include "tst_check_update.moc"

@@ -1,0 +1,407 @@
+#include "frame/VtServiceClient.h"
+#include "support/FakeClient.h"
+#include "support/LogCatcher.h"
+#include "support/ModalClicker.h"
+#include "upgrade/ExplainItem.h"
+#include "upgrade/Records.h"
+#include "upgrade/UpdateCurExplainDialog.h"
+#include "upgrade/UpdateExplainDial.h"
+#include "widgets/QuestionMessageBox.h"
+#include <QLabel>
+#include <QPushButton>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTest>
+
+using namespace records_test;
+
+namespace {
+
+using Input = QSharedPointer<IUpgaredSoftInfoService_InputParam>;
+
+const QString Question = "您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？";
+const QString NoRequest = "软件升级信息为空";
+const QString NoRecord = "获取软件的升级信息失败";
+
+QVariantMap withPatch(const QVariantMap &changes = {})
+{
+    QVariantMap record = released("产品");
+    QVariantMap patch = section("产品", "1.0.3");
+    for (auto it = changes.cbegin(); it != changes.cend(); ++it)
+        patch.insert(it.key(), it.value());
+    record.insert("旧版本补丁包", patch);
+    return record;
+}
+
+Input input(const QVariantList &records)
+{
+    return args::input<args::SoftIn>({}, records);
+}
+
+QStringList tabTitles(const QWidget &dialog)
+{
+    QStringList titles;
+    const auto *tabs = dialog.findChild<QTabWidget *>();
+    for (int i = 0; i < tabs->count(); ++i)
+        titles << tabs->tabText(i);
+    return titles;
+}
+
+void click(const QWidget *parent, const QString &objectName)
+{
+    QTest::mouseClick(parent->findChild<QPushButton *>(objectName), Qt::LeftButton);
+}
+
+template <class Dialog>
+std::unique_ptr<Dialog> made(const Input &param)
+{
+    auto dialog = std::make_unique<Dialog>(param);
+    dialog->InitDialog();
+    return dialog;
+}
+
+void deliver()
+{
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+} // namespace
+
+class TestUpdateNotes final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { FakeClient::install(); }
+    void init();
+    void cleanup();
+
+    void tabs();
+    void longNames();
+    void invalidRequest_data();
+    void invalidRequest();
+    void whenThePatchIsOffered_data();
+    void whenThePatchIsOffered();
+    void closingAsks_data();
+    void closingAsks();
+    void updateStartsTheDownload();
+    void patchUpdateStartsTheDownload();
+    void downloadFailures_data();
+    void downloadFailures();
+    void onePerProduct();
+    void replacedWhileItAsks();
+    void destroyedWhileItAsks();
+    void patchNotesNeverAsk();
+    void patchButtonMissing();
+    void productIcon();
+
+private:
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+void TestUpdateNotes::init()
+{
+    CVtServiceClient::GetInstance();
+    FakeClient::fake().reset();
+    m_log = std::make_unique<LogCatcher>();
+}
+
+void TestUpdateNotes::cleanup()
+{
+    m_log.reset();
+    CVisualizedManager::FreeInstance();
+    deliver();
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+}
+
+void TestUpdateNotes::tabs()
+{
+    QVariantMap record = withPatch();
+    record.insert("补丁包", section("补丁", "2.0.1"));
+    record.insert("插件", QVariantList{section("插件一", "3"), QVariantMap(), 5, section("插件&二", "4")});
+    const auto dialog = made<CUpdateExplainDial>(input({record}));
+    QCOMPARE(tabTitles(*dialog), (QStringList{"产品", "补丁", "插件一", "插件&&二"}));
+    QCOMPARE(dialog->size(), QSize(800, 500));
+    dialog->InitDialog(); // a second time does nothing
+    QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
+    const auto *bar = dialog->findChild<QTabBar *>();
+    dialog->show();
+    for (int i = 0; i < bar->count(); ++i) // every title fits, without scrolling
+        QVERIFY(bar->rect().contains(bar->tabRect(i)) &&
+                bar->fontMetrics().horizontalAdvance(bar->tabText(i)) <= bar->tabRect(i).width());
+    const auto patch = made<CUpdateCurExplainDialog>(input({record}));
+    QCOMPARE(tabTitles(*patch), QStringList{"产品"});
+    QVERIFY(made<CUpdateCurExplainDialog>(input({released("产品")}))->findChildren<CExplainItem *>().isEmpty());
+    QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
+}
+
+void TestUpdateNotes::longNames()
+{
+    const QString endless(10000, QChar(0x540D));
+    QVariantMap record = released("产品");
+    record.insert("软件", section(endless, endless));
+    QVariantList plugins;
+    for (int i = 0; i < 60; ++i)
+        plugins << section(QString("<b>%1</b>插件%1").arg(i), "1");
+    record.insert("插件", plugins);
+    const auto dialog = made<CUpdateExplainDial>(input({record}));
+    dialog->show();
+    QCOMPARE(dialog->size(), QSize(800, 500));
+    QVERIFY(dialog->findChild<QTabBar *>()->width() <= 800);
+    for (const QLabel *label : dialog->findChildren<QLabel *>())
+        QVERIFY(label->textFormat() == Qt::PlainText || label->text().size() < 100);
+}
+
+void TestUpdateNotes::invalidRequest_data()
+{
+    QTest::addColumn<bool>("missing");
+    QTest::addColumn<QVariantList>("records");
+    QTest::newRow("no request") << true << QVariantList();
+    QTest::newRow("no record") << false << QVariantList();
+    QTest::newRow("two records") << false << QVariantList{withPatch(), withPatch()};
+}
+
+void TestUpdateNotes::invalidRequest()
+{
+    QFETCH(bool, missing);
+    QFETCH(QVariantList, records);
+    const QString expected = missing ? NoRequest : NoRecord;
+    const Input param = missing ? Input() : input(records);
+    const auto notes = made<CUpdateExplainDial>(param);
+    const auto patch = made<CUpdateCurExplainDialog>(param);
+    QVERIFY(m_log->has(QtCriticalMsg, expected));
+    for (CUpdateExplainDial *dialog : {notes.get(), static_cast<CUpdateExplainDial *>(patch.get())}) {
+        QCOMPARE(dialog->findChild<QTabWidget *>()->count(), 0);
+        QVERIFY(!dialog->NeedUpdateCurPatch());
+        QVERIFY(dialog->GetSoftIconPath("产品").isEmpty());
+        dialog->show();
+        m_log->clear();
+        click(dialog, "updateButton");
+        QVERIFY(!dialog->isVisible());
+        QVERIFY(m_log->has(QtCriticalMsg, expected));
+    }
+    QVERIFY(FakeClient::fake().operations().isEmpty());
+}
+
+void TestUpdateNotes::whenThePatchIsOffered_data()
+{
+    QTest::addColumn<QVariantMap>("record");
+    QTest::addColumn<bool>("flag");
+    QTest::addColumn<bool>("offered");
+    QVariantMap visualized = withPatch();
+    visualized.insert("visualized", true);
+    QVariantMap empty = withPatch();
+    empty.insert("旧版本补丁包", QVariantMap());
+    QTest::newRow("offered") << withPatch() << true << true;
+    QTest::newRow("flag cleared") << withPatch() << false << false;
+    QTest::newRow("from the prompt") << visualized << true << false;
+    QTest::newRow("forced") << withPatch({{"是否强制更新", true}}) << true << false;
+    QTest::newRow("no name") << withPatch({{"软件名称", ""}}) << true << false;
+    QTest::newRow("empty section") << empty << true << false;
+    QTest::newRow("no section") << released("产品") << true << false;
+}
+
+void TestUpdateNotes::whenThePatchIsOffered()
+{
+    QFETCH(QVariantMap, record);
+    QFETCH(bool, flag);
+    const auto dialog = made<CUpdateExplainDial>(input({record}));
+    if (!flag)
+        dialog->SetTipFlag(false);
+    QTEST(dialog->NeedUpdateCurPatch(), "offered");
+}
+
+void TestUpdateNotes::closingAsks_data()
+{
+    QTest::addColumn<int>("way");
+    QTest::addColumn<QString>("answer");
+    QTest::newRow("close button, yes") << 0 << "是";
+    QTest::newRow("close button, no") << 0 << "否";
+    QTest::newRow("declined, yes") << 1 << "是";
+    QTest::newRow("window manager, yes") << 2 << "是";
+    QTest::newRow("Escape, no") << 3 << "否";
+}
+
+void TestUpdateNotes::closingAsks()
+{
+    QFETCH(int, way);
+    QFETCH(QString, answer);
+    sendNotes(withPatch());
+    const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
+    QVERIFY(dialog && dialog->isVisible());
+    ModalClicker clicker({answer});
+    if (way == 0)
+        click(dialog, "closeButton");
+    else if (way == 1)
+        click(dialog, "declineButton");
+    else if (way == 2)
+        dialog->windowHandle()->close();
+    else
+        dialog->reject();
+    QVERIFY(clicker.isDone());
+    QCOMPARE(clicker.titles(), QStringList{"提示"});
+    QVERIFY(clicker.texts().join("").contains(Question));
+    deliver();
+    QVERIFY(!dialog);
+    auto *patch = onlyWindow<CUpdateCurExplainDialog>();
+    QCOMPARE(patch != nullptr, answer == "是");
+    if (patch)
+        QCOMPARE(tabTitles(*patch), QStringList{"产品"});
+}
+
+void TestUpdateNotes::updateStartsTheDownload()
+{
+    QVariantMap record = withPatch();
+    record.insert("补丁包", section("补丁", "2.0.1"));
+    record.insert("插件", QVariantList{section("插件一", "3")});
+    sendNotes(record);
+    const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
+    ModalClicker clicker({});
+    click(dialog, "updateButton");
+    QCOMPARE(clicker.unexpected(), 0); // no question
+    QCOMPARE(FakeClient::fake().operations(), QStringList{"StartDownload"});
+    const QVariantMap expected{{"软件名称", "产品"},
+                               {"CurrentVersion", "1.0"},
+                               {"软件", record.value("软件")},
+                               {"补丁包", record.value("补丁包")},
+                               {"插件", record.value("插件")}};
+    QCOMPARE(FakeClient::fake().calls().first().values, expected);
+    QVERIFY(m_log->has(QtInfoMsg, "调用开始下载软件安装接口成功。"));
+    deliver();
+    QVERIFY(!dialog);
+}
+
+void TestUpdateNotes::patchUpdateStartsTheDownload()
+{
+    const QVariantMap record = withPatch();
+    auto dialog = made<CUpdateCurExplainDialog>(input({record}));
+    dialog->show();
+    click(dialog.get(), "updateButton");
+    const QVariantMap expected{{"软件名称", "产品"},
+                               {"CurrentVersion", "1.0"},
+                               {"升级版本", "1.0.3"},
+                               {"旧版本补丁包", record.value("旧版本补丁包")}};
+    QCOMPARE(FakeClient::fake().calls().first().values, expected);
+
+    dialog = made<CUpdateCurExplainDialog>(input({released("产品")})); // no patch: it only closes
+    dialog->show();
+    click(dialog.get(), "updateButton");
+    QVERIFY(!dialog->isVisible());
+    QVERIFY(m_log->has(QtCriticalMsg, NoRecord));
+    QCOMPARE(FakeClient::fake().operations().size(), 1);
+}
+
+void TestUpdateNotes::downloadFailures_data()
+{
+    QTest::addColumn<int>("code"); // 0: no assistant
+    QTest::addColumn<QString>("line");
+    const QString call = "【统一服务升级下载线程】调用开始下载接口";
+    QTest::newRow("no assistant") << 0 << QString("获取在线升级服务失败");
+    QTest::newRow("call failed") << 1001 << call + "rpc通信失败，返回错误码为：1001，错误信息为：坏%1。";
+    QTest::newRow("no connection") << 1009 << call + "rpc通信失败，返回错误码为：1009，错误信息为：坏%1。";
+    QTest::newRow("refused") << 1003 << call + "失败。返回错误码为：1003，错误信息为：坏%1。";
+}
+
+void TestUpdateNotes::downloadFailures()
+{
+    QFETCH(int, code);
+    QFETCH(QString, line);
+    FakeAnswer answer;
+    answer.code = code;
+    answer.error = "坏%1";
+    for (const bool patch : {false, true}) {
+        FakeClient::fake().setAvailable(code != 0);
+        FakeClient::fake().queue("StartDownload", answer);
+        const std::unique_ptr<CUpdateExplainDial> dialog = patch ? made<CUpdateCurExplainDialog>(input({withPatch()}))
+                                                                 : made<CUpdateExplainDial>(input({withPatch()}));
+        dialog->show();
+        m_log->clear();
+        click(dialog.get(), "updateButton");
+        QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{line});
+        QVERIFY(!dialog->isVisible());
+    }
+}
+
+void TestUpdateNotes::onePerProduct()
+{
+    ModalClicker clicker({});
+    for (int i = 0; i < 10; ++i)
+        sendNotes(withPatch());
+    sendNotes(released("另一个"));
+    deliver();
+    QCOMPARE(clicker.unexpected(), 0); // a dialog that is replaced asks nothing
+    QCOMPARE(windows<CUpdateExplainDial>().size(), 2);
+    sendNotes({{"软件名称", "产品"}}); // nothing in it: the old one is closed all the same
+    deliver();
+    QCOMPARE(windows<CUpdateExplainDial>().size(), 1);
+    QVERIFY(m_log->has(QtCriticalMsg, "软件更新提示框异常退出：数据为空"));
+}
+
+void TestUpdateNotes::replacedWhileItAsks()
+{
+    sendNotes(withPatch());
+    const QPointer<CUpdateExplainDial> old(onlyWindow<CUpdateExplainDial>());
+    QTimer::singleShot(0, qApp, [&] {
+        QVERIFY(onlyWindow<QuestionMessageBox>() || old->findChild<QuestionMessageBox *>());
+        sendNotes(withPatch());
+    });
+    old->close(); // returns: the question is withdrawn
+    deliver();
+    QVERIFY(!old);
+    QPointer<CUpdateExplainDial> now(onlyWindow<CUpdateExplainDial>());
+    QVERIFY(now && now->isVisible());
+    QVERIFY(!qobject_cast<CUpdateCurExplainDialog *>(now.data()));
+    // The manager still knows the new one: the next request replaces it.
+    sendNotes(withPatch());
+    deliver();
+    QVERIFY(!now);
+    QVERIFY(onlyWindow<CUpdateExplainDial>());
+}
+
+void TestUpdateNotes::destroyedWhileItAsks()
+{
+    sendNotes(withPatch());
+    const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
+    QTimer::singleShot(0, qApp, [] { CVisualizedManager::FreeInstance(); });
+    dialog->close();
+    QVERIFY(!dialog);
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+}
+
+void TestUpdateNotes::patchNotesNeverAsk()
+{
+    send(CVisualizedEvents::eShowUpgradeCurExplainDialog, new CUpgradeExplainEveData(input({withPatch()})));
+    const QPointer<CUpdateCurExplainDialog> dialog(onlyWindow<CUpdateCurExplainDialog>());
+    QVERIFY(dialog);
+    ModalClicker clicker({});
+    click(dialog, "closeButton");
+    QCOMPARE(clicker.unexpected(), 0);
+    deliver();
+    QVERIFY(!dialog);
+    QVERIFY(m_log->has(QtInfoMsg, "开始展现软件旧版本补丁更新说明窗口产品"));
+}
+
+void TestUpdateNotes::patchButtonMissing()
+{
+    CUpdateCurExplainDialog dialog(input({withPatch()}));
+    dialog.connectUpdateBtn(nullptr);
+    QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{"旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空"});
+}
+
+void TestUpdateNotes::productIcon()
+{
+    QVariantMap record = withPatch();
+    record.insert("软件图标路径", ":/images/images/upgrade_logo.svg");
+    QCOMPARE(made<CUpdateExplainDial>(input({record}))->GetSoftIconPath("产品"),
+             QString(":/images/images/upgrade_logo.svg"));
+    for (const char *path : {"/dev/zero", "/nowhere", "/", ""}) {
+        record.insert("软件图标路径", path);
+        const auto dialog = made<CUpdateExplainDial>(input({record}));
+        dialog->show(); // without an icon, and without waiting for one
+        QVERIFY(dialog->isVisible());
+        dialog->SetTipFlag(false);
+    }
+}
+
+QTEST_MAIN(TestUpdateNotes)
+#include "tst_update_notes.moc"
