@@ -440,12 +440,10 @@ void TestCheckUpdate::draggedPlaceIsKept()
     sendCheck({released("甲")});
     QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
     const QPoint start = prompt->pos();
-    auto *line = prompt->findChild<QLabel *>("adviceLine");
-    QTest::mousePress(line, Qt::RightButton, {}, QPoint(5, 5)); // any button drags
-    QMouseEvent move(QEvent::MouseMove, QPoint(-95, -25), line->mapToGlobal(QPoint(-95, -25)), Qt::NoButton,
-                     Qt::RightButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(line, &move);
-    QTest::mouseRelease(line, Qt::RightButton);
+    const QPoint grip = prompt->findChild<QLabel *>("adviceLine")->geometry().center();
+    QTest::mousePress(prompt->windowHandle(), Qt::RightButton, {}, grip); // any button drags
+    QTest::mouseMove(prompt->windowHandle(), grip - QPoint(100, 30));
+    QTest::mouseRelease(prompt->windowHandle(), Qt::RightButton, {}, grip);
     QCOMPARE(prompt->pos(), start - QPoint(100, 30));
     for (int i = 0; i < 2; ++i) {
         sendCheck({released("乙")});

@@ -1,0 +1,346 @@
+#include "UpgradeService.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/UpgradeWire.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tarn;
+using rpc::Bag;
+using rpc::CallResult;
+using services::UpgradeService;
+namespace key = tarn::upgrade::key;
+namespace code = tarn::upgrade::code;
+namespace wire = tarn::link::wire;
+
+namespace {
+
+class Context final : public rpc::ICallContext
+{
+public:
+    bool isCancelled() const override { return false; }
+};
+
+void write(const QString &path, const QByteArray &content)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(path));
+}
+
+QByteArray package(const char *name)
+{
+    return QByteArray(R"(,"package":{"url":"packages/)") + name + R"(.tar","size":10,"sha256":")" +
+           QByteArray(64, 'a') + "\"}";
+}
+
+} // namespace
+
+// What is offered, remembered and started; the visualized service is played by m_shown.
+class TestUpgradeService final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+
+    void offersWhatIsNewer();
+    void versionsCompare_data();
+    void versionsCompare();
+    void ignoredUpdatesStayAway();
+    void aNewerVersionIsOfferedAgain();
+    void notesOfOneProduct();
+    void downloadsBecomeTasks();
+    void refusesWhatIsWrong_data();
+    void refusesWhatIsWrong();
+    void badCatalogues_data();
+    void badCatalogues();
+    void badDescriptions();
+
+private:
+    void start();
+    void describe(const QString &directory, const QByteArray &ini);
+    void offer(const QByteArray &products);
+    CallResult call(const QString &method, const QVariantMap &values = {}, const QVariantList &list = {});
+    QVariantMap status();
+    QStringList offered(); // names in the order of the check
+
+    std::unique_ptr<QTemporaryDir> m_directory;
+    std::unique_ptr<UpgradeService> m_service;
+    QList<QPair<QString, Bag>> m_shown;
+    CallResult m_answer; // of the visualized service
+};
+
+void TestUpgradeService::init()
+{
+    m_service.reset();
+    m_directory = std::make_unique<QTemporaryDir>();
+    m_shown.clear();
+    m_answer = {};
+    m_answer.accepted = true;
+    describe("draw", "[General]\nSoftwareName=绘图\nVersion=1.9\nSoftBytes=64\nExeName=bin/draw\n");
+    describe("type", "[General]\nSoftwareName=排版\nVersion=3.0\n\n[Plugins]\nsize=2\n1\\Name=公式\n1\\Version=1.0\n"
+                     "2\\Name=词典\n2\\Version=5.0\n");
+    offer(
+        R"({"name":"绘图","icon":"i.svg","release":{"version":"1.10","date":"2026-05-01 10:00:00","notes":"n.html","更多":7)" +
+        package("draw") + R"(},"patches":[{"version":"1.9.0.1","for":"1.9","forced":true)" + package("patch") + R"(}]},
+          {"name":"排版","release":{"version":"3.0"},"patches":[{"version":"3.0.1","for":"3.0")" +
+        package("p") + R"(},{"version":"2.9.9","for":"2.9"}],"plugins":[{"name":"公式","version":"1.2")" +
+        package("formula") +
+        R"(},{"name":"词典","version":"5.0"},{"name":"未装","version":"1"}]},{"name":"未装","release":{"version":"9"}})");
+    start();
+}
+
+void TestUpgradeService::start()
+{
+    m_service.reset();
+    const services::UpgradePaths paths{m_directory->filePath("c/catalogue.json"), m_directory->filePath("apps")};
+    m_service = std::make_unique<UpgradeService>(m_directory->path(), paths, [this](const QString &op, const Bag &bag) {
+        m_shown.append({op, bag});
+        return m_answer;
+    });
+}
+
+void TestUpgradeService::describe(const QString &directory, const QByteArray &ini)
+{
+    write(m_directory->filePath("apps/" + directory + "/installation.ini"), ini);
+}
+
+void TestUpgradeService::offer(const QByteArray &products)
+{
+    write(m_directory->filePath("c/catalogue.json"), "{\"products\":[" + products + "]}");
+}
+
+CallResult TestUpgradeService::call(const QString &method, const QVariantMap &values, const QVariantList &list)
+{
+    return m_service->invoke(method, {values, list}, Context());
+}
+
+QVariantMap TestUpgradeService::status()
+{
+    return call(wire::method::UpgradeStatus).output.values;
+}
+
+QStringList TestUpgradeService::offered()
+{
+    QStringList names;
+    const CallResult result = call("CheckNewVersion");
+    for (const QVariant &record : result.output.list)
+        names << record.toMap().value(key::SoftwareName).toString();
+    return names;
+}
+
+void TestUpgradeService::offersWhatIsNewer()
+{
+    const CallResult result = call(wire::method::AnnounceUpdates);
+    QVERIFY2(result.accepted, qPrintable(result.errorText));
+    QCOMPARE(result.output.values.value(wire::Offered), QVariant(2));
+    QCOMPARE(m_shown.size(), 1);
+    QCOMPARE(m_shown.first().first, QString("showAutoCheckUpdateDialog"));
+    QCOMPARE(m_shown.first().second.list, result.output.list);
+    const QVariantMap draw = result.output.list.at(0).toMap();
+    const QVariantMap release = draw.value(key::Software).toMap();
+    QCOMPARE(draw.value(key::SoftBytes), QVariant("64"));
+    QCOMPARE(draw.value(key::ExePath), QVariant(m_directory->filePath("apps/draw/bin/draw")));
+    QCOMPARE(draw.value(key::IconPath), QVariant(m_directory->filePath("c/i.svg")));
+    QCOMPARE(release.value(key::NewVersion), QVariant("1.10"));
+    QCOMPARE(release.value(key::CurrentVersion), QVariant("1.9"));
+    QCOMPARE(release.value(key::NotesFile), QVariant(m_directory->filePath("c/n.html")));
+    QCOMPARE(release.value("更多"), QVariant(7.0)); // keys of the catalogue travel on
+    QCOMPARE(draw.value(key::OldPatch).toMap().value(key::Forced), QVariant(true));
+    QVERIFY(!draw.contains(key::Patch));
+    const QVariantMap type = result.output.list.at(1).toMap();
+    QCOMPARE(type.value(key::Patch).toMap().value(key::NewVersion), QVariant("3.0.1"));
+    QCOMPARE(type.value(key::Plugins).toList().size(), 1);
+    QVERIFY(!type.contains(key::Software) && !type.contains(key::OldPatch));
+
+    QVERIFY(call(wire::method::AnnounceUpdates, {{wire::Show, false}}).accepted);
+    QCOMPARE(m_shown.size(), 1);
+    m_answer.accepted = false;
+    m_answer.errorText = "no";
+    QCOMPARE(call(wire::method::AnnounceUpdates).output.values.value(wire::ShowError), QVariant("no"));
+}
+
+void TestUpgradeService::versionsCompare_data()
+{
+    QTest::addColumn<QString>("a");
+    QTest::addColumn<QString>("b");
+    QTest::addColumn<bool>("newer");
+    QTest::newRow("by number") << "1.10"
+                               << "1.9" << true;
+    QTest::newRow("older") << "1.9"
+                           << "1.10" << false;
+    QTest::newRow("equal") << "1.9"
+                           << "1.9" << false;
+    QTest::newRow("equal with zeros") << "1.9.0"
+                                      << "1.9" << false;
+    QTest::newRow("longer") << "1.9.0.1"
+                            << "1.9" << true;
+    QTest::newRow("suffix") << "1.9b"
+                            << "1.9a" << true;
+    QTest::newRow("words") << "b"
+                           << "a" << true;
+    QTest::newRow("beyond int") << "99999999999.1"
+                                << "99999999999.1" << false;
+}
+
+void TestUpgradeService::versionsCompare()
+{
+    QFETCH(QString, a);
+    QFETCH(QString, b);
+    QTEST(services::isNewer(a, b), "newer");
+}
+
+void TestUpgradeService::ignoredUpdatesStayAway()
+{
+    QCOMPARE(offered(), (QStringList{"绘图", "排版"}));
+    const QVariantMap draw = call("CheckNewVersion", {{key::SoftwareName, "绘图"}}).output.list.first().toMap();
+    // As the prompt sends it: without a version, with the record's sections.
+    const QVariantMap request{{key::IgnoredName, "绘图"},
+                              {key::IgnoredVersion, ""},
+                              {key::Bitness, "64"},
+                              {key::Software, draw.value(key::Software)}};
+    QVERIFY(call("IgnoreUpgrade", request).accepted);
+    QCOMPARE(offered(), QStringList{"排版"});
+    const QVariantMap type = call("CheckNewVersion", {{key::SoftwareName, "排版"}}).output.list.first().toMap();
+    QVERIFY(call("IgnoreUpgrade",
+                 {{key::IgnoredName, "排版"}, {key::Bitness, ""}, {key::Plugins, type.value(key::Plugins)}})
+                .accepted);
+    QVERIFY(!call("CheckNewVersion", {{key::SoftwareName, "排版"}}).output.list.first().toMap().contains(key::Plugins));
+    QVERIFY(
+        call("IgnoreUpgrade", {{key::IgnoredName, "排版"}, {key::Bitness, ""}, {key::Patch, type.value(key::Patch)}})
+            .accepted);
+    start(); // it is on the disk
+    QCOMPARE(offered(), QStringList());
+    m_shown.clear();
+    QCOMPARE(call(wire::method::AnnounceUpdates).output.values.value(wire::Offered), QVariant(0));
+    QVERIFY(m_shown.isEmpty());
+    QCOMPARE(status().value(wire::Ignores).toList().size(), 3);
+    QCOMPARE(call(wire::method::ForgetIgnores, {{key::SoftwareName, "绘图"}}).output.values.value(wire::Removed),
+             QVariant(1));
+    QCOMPARE(offered(), QStringList{"绘图"});
+    QCOMPARE(call(wire::method::ForgetIgnores).output.values.value(wire::Removed), QVariant(2));
+}
+
+void TestUpgradeService::aNewerVersionIsOfferedAgain()
+{
+    QVERIFY(call("IgnoreUpgrade", {{key::IgnoredName, "绘图"}, {key::IgnoredVersion, "1.10"}, {key::Bitness, "64"}})
+                .accepted);
+    QCOMPARE(offered(), QStringList{"排版"});
+    offer(R"({"name":"绘图","release":{"version":"1.11"}})");
+    QCOMPARE(offered(), QStringList{"绘图"});
+}
+
+void TestUpgradeService::notesOfOneProduct()
+{
+    QVERIFY(call("IgnoreUpgrade", {{key::IgnoredName, "绘图"}, {key::IgnoredVersion, "1.10"}, {key::Bitness, "64"}})
+                .accepted);
+    QVERIFY(call(wire::method::ShowNotes, {{key::SoftwareName, "绘图"}}).accepted); // ignored, but asked for
+    QCOMPARE(m_shown.first().first, QString("showUpgradeExplainDialog"));
+    QCOMPARE(m_shown.first().second.list.size(), 1);
+    QCOMPARE(call(wire::method::ShowNotes, {{key::SoftwareName, "未装"}}).retCode, int(code::Refused));
+}
+
+void TestUpgradeService::downloadsBecomeTasks()
+{
+    const QVariantMap draw = call("CheckNewVersion", {{key::SoftwareName, "绘图"}}).output.list.first().toMap();
+    const QVariantMap request{{key::SoftwareName, "绘图"}, {key::Software, draw.value(key::Software)}};
+    QVERIFY(call("StartDownload", request).accepted);
+    QVERIFY(call("StartDownload", request).accepted); // the same once more changes nothing
+    start();
+    const QVariantList tasks = call("QueryTaskInfos").output.values.value(key::TaskInfoList).toList();
+    QCOMPARE(tasks.size(), 1);
+    const QVariantMap task = tasks.first().toMap();
+    const QVariantMap item = task.value(key::WorkingItem).toMap();
+    QCOMPARE(task.value(key::SoftName), QVariant("绘图"));
+    QCOMPARE(task.value(key::CurrentVersion), QVariant("1.9"));
+    QCOMPARE(task.value(key::Software).toMap().value(key::NewVersion), QVariant("1.10"));
+    QCOMPARE(item.value(key::ItemType), QVariant(int(upgrade::item::Main)));
+    QCOMPARE(item.value(key::TotalSize).toLongLong(), 10);
+    QVERIFY(call("StartDownload", {{key::SoftwareName, "绘图"}, {key::OldPatch, draw.value(key::OldPatch)}}).accepted);
+    QVERIFY(call("StopUpgrade", {{key::SoftwareName, "绘图"}}).accepted);
+    QVERIFY(call("StartDownload", {{key::SoftwareName, "绘图"}, {key::OldPatch, draw.value(key::OldPatch)}}).accepted);
+    const QVariantMap patch = status().value(wire::Tasks).toList().first().toMap();
+    QCOMPARE(patch.value(key::WorkingItem).toMap().value(key::ItemType), QVariant(int(upgrade::item::OldPatch)));
+}
+
+void TestUpgradeService::refusesWhatIsWrong_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QVariantMap>("values");
+    QTest::addColumn<int>("expected");
+    const QVariantMap foreign{{key::NewVersion, "7"}, {"下载地址", "file:///etc/passwd"}};
+    const QString endless(100000, 'x');
+    QTest::newRow("ignore nobody") << "IgnoreUpgrade" << QVariantMap() << int(code::InvalidArgs);
+    QTest::newRow("ignore a number") << "IgnoreUpgrade" << QVariantMap{{key::IgnoredName, 5}} << int(code::InvalidArgs);
+    QTest::newRow("ignore nothing") << "IgnoreUpgrade" << QVariantMap{{key::IgnoredName, "绘图"}, {key::Software, "x"}}
+                                    << int(code::InvalidArgs);
+    QTest::newRow("endless name") << "StartDownload" << QVariantMap{{key::SoftwareName, endless}}
+                                  << int(code::InvalidArgs);
+    QTest::newRow("unknown product") << "StartDownload" << QVariantMap{{key::SoftwareName, "无"}} << int(code::Refused);
+    QTest::newRow("nothing to download") << "StartDownload" << QVariantMap{{key::SoftwareName, "绘图"}}
+                                         << int(code::Refused);
+    QTest::newRow("not in the catalogue")
+        << "StartDownload" << QVariantMap{{key::SoftwareName, "绘图"}, {key::Software, foreign}} << int(code::Refused);
+    QTest::newRow("stop no task") << "StopUpgrade" << QVariantMap{{key::SoftwareName, "无"}} << int(code::Refused);
+    QTest::newRow("notes of nothing") << wire::method::ShowNotes << QVariantMap() << int(code::InvalidArgs);
+}
+
+void TestUpgradeService::refusesWhatIsWrong()
+{
+    QFETCH(QString, method);
+    QFETCH(QVariantMap, values);
+    const CallResult result = call(method, values);
+    QVERIFY(result.arrived() && !result.accepted && !result.errorText.isEmpty());
+    QTEST(result.retCode, "expected");
+    QVERIFY(status().value(wire::Tasks).toList().isEmpty() && status().value(wire::Ignores).toList().isEmpty());
+    QCOMPARE(call("Nothing").error.code, int(rpc::RpcError::NotFound));
+}
+
+void TestUpgradeService::badCatalogues_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("place");
+    QTest::newRow("no JSON") << QByteArray("{") << QString("byte 1");
+    QTest::newRow("an array") << QByteArray("[]") << QString("an object is wanted");
+    QTest::newRow("products") << QByteArray(R"({"products":{}})") << QString("/products");
+    QTest::newRow("no name") << QByteArray(R"({"products":[{}]})") << QString("/products/0/name");
+    QTest::newRow("version") << QByteArray(R"({"products":[{"name":"a","release":{"version":2}}]})")
+                             << QString("/products/0/release/version");
+    QTest::newRow("plug-in") << QByteArray(R"({"products":[{"name":"a","plugins":[7]}]})")
+                             << QString("/products/0/plugins/0");
+    QTest::newRow("checksum")
+        << QByteArray(
+               R"({"products":[{"name":"a","release":{"version":"2","package":{"url":"x","size":1,"sha256":"1"}}}]})")
+        << QString("/products/0/release/package/sha256");
+}
+
+void TestUpgradeService::badCatalogues()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, place);
+    write(m_directory->filePath("c/catalogue.json"), json);
+    for (const QString &method : {QString("CheckNewVersion"), wire::method::AnnounceUpdates}) {
+        const CallResult result = call(method);
+        QVERIFY(!result.accepted);
+        QVERIFY2(result.errorText.contains(place), qPrintable(result.errorText));
+    }
+    QVERIFY(m_shown.isEmpty());
+    QVERIFY(QFile::remove(m_directory->filePath("c/catalogue.json")));
+    QVERIFY(!call("CheckNewVersion").accepted);
+}
+
+void TestUpgradeService::badDescriptions()
+{
+    describe("a", "");
+    describe("b", QByteArray(100000, '\0'));
+    describe("c", "[General]\nSoftwareName=绘图\nVersion=0.1\n"); // found before the real one
+    describe("d", "[General]\nSoftwareName=无版本\n[Plugins]\nsize=2000000000\n");
+    QVERIFY(QDir().mkpath(m_directory->filePath("apps/e/installation.ini")));
+    QCOMPARE(offered(), (QStringList{"绘图", "排版"}));
+}
+
+QTEST_GUILESS_MAIN(TestUpgradeService)
+#include "tst_UpgradeService.moc"
