@@ -1,0 +1,118 @@
+#include "frame/VtServiceClient.h"
+#include "support/FakeClient.h"
+#include "support/LogCatcher.h"
+#include "support/XInput.h"
+#include "support/XReply.h"
+#include "upgrade/CheckUpdateDial.h"
+#include "upgrade/Records.h"
+#include "upgrade/UpdateExplainDial.h"
+#include "widgets/QuestionMessageBox.h"
+#include <QTest>
+#include <QWindow>
+#include <xcb/xcb.h>
+
+using namespace records_test;
+
+namespace {
+
+// A window of another program, in which somebody types.
+class Other final
+{
+public:
+    Other()
+        : m_connection(xcb_connect(nullptr, nullptr))
+    {
+        const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
+        m_window = xcb_generate_id(m_connection);
+        const uint32_t values[] = {screen->white_pixel, XCB_EVENT_MASK_KEY_PRESS};
+        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, screen->root, 50, 50, 300, 200, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK,
+                          values);
+        xcb_map_window(m_connection, m_window);
+        xcb_flush(m_connection);
+    }
+    ~Other() { xcb_disconnect(m_connection); }
+    Q_DISABLE_COPY(Other)
+
+    bool hasFocus()
+    {
+        const XReply<xcb_get_input_focus_reply_t> focus(
+            xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+        if (focus && focus->focus == m_window)
+            return true;
+        xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, m_window, XCB_CURRENT_TIME); // once it is mapped
+        xcb_flush(m_connection);
+        return false;
+    }
+
+    int keys()
+    {
+        while (xcb_generic_event_t *event = xcb_poll_for_event(m_connection)) {
+            m_keys += (event->response_type & 0x7f) == XCB_KEY_PRESS ? 1 : 0;
+            free(event);
+        }
+        return m_keys;
+    }
+
+private:
+    xcb_connection_t *m_connection;
+    xcb_window_t m_window = 0;
+    int m_keys = 0;
+};
+
+} // namespace
+
+// Windows that come while the user types into another program: wherever the window manager puts the keyboard, nothing is
+// pressed, nothing closed and nothing asked of a service.
+class TestTyping final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { FakeClient::install(); }
+    void cleanupTestCase() { CVisualizedManager::FreeInstance(); }
+    void nothingIsPressed_data();
+    void nothingIsPressed();
+};
+
+void TestTyping::nothingIsPressed_data()
+{
+    QTest::addColumn<bool>("notes");
+    QTest::newRow("check-update prompt") << false;
+    QTest::newRow("update notes") << true;
+}
+
+void TestTyping::nothingIsPressed()
+{
+    QFETCH(bool, notes);
+    CVtServiceClient::GetInstance();
+    FakeClient::fake().reset();
+    const LogCatcher log;
+    Other other;
+    XInput input;
+    QTRY_VERIFY(other.hasFocus());
+    QVariantMap record = released("甲");
+    record.insert("旧版本补丁包", section("甲", "1.0.1"));
+    constexpr uint32_t Typed[] = {0x20, 0xff0d, 0xff09, 0x20, 0x61, 0xff09, 0xff0d, 0x20, 0xff1b}; // incl. Tab, Escape
+    QPointer<QDialog> window;
+    int typed = 0;
+    while (typed < 300) {
+        QVERIFY(input.key(Typed[typed % std::size(Typed)]));
+        if (++typed == 20) {
+            QTRY_COMPARE(other.keys(), 20); // they really go there
+            notes ? sendNotes(record) : sendCheck({record, released("乙")});
+            window = notes ? static_cast<QDialog *>(onlyWindow<CUpdateExplainDial>()) : onlyWindow<CCheckUpdateDial>();
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+    QTRY_VERIFY(window && window->windowHandle() && window->windowHandle()->isExposed());
+    QVERIFY(window->isVisible());
+    QVERIFY(!window->focusWidget() || window->focusWidget() == window);
+    QVERIFY(windows<QuestionMessageBox>().isEmpty());
+    QVERIFY2(FakeClient::fake().operations().isEmpty(), qPrintable(FakeClient::fake().operations().join(' ')));
+    for (const QString &line : log.texts(QtInfoMsg))
+        QVERIFY2(!line.contains("用户点击"), qPrintable(line));
+    CVisualizedManager::FreeInstance();
+}
+
+QTEST_MAIN(TestTyping)
+#include "tst_typing.moc"
