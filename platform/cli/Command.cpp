@@ -6,7 +6,7 @@ namespace tarn::cli {
 
 namespace {
 
-constexpr qint64 MaxInput = 64 * 1024 * 1024;
+constexpr qint64 MaxInput = Q_INT64_C(64) * 1024 * 1024;
 const QString HelpOption = QStringLiteral("help");
 
 void write(FILE *stream, const QByteArray &text)

@@ -14,6 +14,8 @@ template <class Interface>
 class Assistant : public Interface
 {
 public:
+    virtual ~Assistant() = default;
+
     /// False when no hub runs yet; the assistant is usable all the same and connects with its first call.
     bool Initialize(const QString &clientName, int flag, QString &errorText) override
     {
@@ -37,8 +39,6 @@ protected:
         , m_codes(codes)
     {
     }
-    ~Assistant() = default;
-
     /// Sends input's whole bag to the service's method and writes the outcome into output.
     template <class Input, class Output>
     void forward(const QString &method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,

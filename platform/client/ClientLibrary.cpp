@@ -11,6 +11,7 @@ namespace {
 class AssistantManager final : public IServiceAssistantManager
 {
 public:
+    virtual ~AssistantManager() = default;
     ILicenseServiceAssistant *GetLicenseServiceAssistant() override { return &m_license; }
     ICloudServiceAssistant *GetCloudServiceAssistant() override { return &m_cloud; }
     IMessageServiceAssistant *GetMessageServiceAssistant() override { return &m_message; }

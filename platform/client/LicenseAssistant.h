@@ -9,6 +9,7 @@ namespace tarn::client {
 class LicenseAssistant final : public ILicenseServiceAssistant
 {
 public:
+    virtual ~LicenseAssistant() = default;
     bool Initialize(const QString &clientName, int flag, QString &errorText) override
     {
         Q_UNUSED(clientName)

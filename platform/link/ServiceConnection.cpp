@@ -107,10 +107,10 @@ QSharedPointer<rpc::RpcProxy> ServiceConnection::proxyOf(const QString &tag, boo
 {
     if (!lookUpAgain) {
         const QMutexLocker lock(&m_state);
-        if (const auto known = m_proxies.value(tag))
+        if (auto known = m_proxies.value(tag))
             return known;
     }
-    const auto found = lookUp(tag, error);
+    auto found = lookUp(tag, error);
     const QMutexLocker lock(&m_state);
     if (found && m_open)
         m_proxies.insert(tag, found);

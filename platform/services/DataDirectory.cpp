@@ -30,7 +30,7 @@ struct flock wholeFile()
 QString dataDirectory(QString *error)
 {
     const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    const QString path = base + QStringLiteral("/tarn");
+    QString path = base + QStringLiteral("/tarn");
     const QByteArray name = QFile::encodeName(path);
     if (!QDir().mkpath(base) || (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST)) {
         *error = QStringLiteral("%1 cannot be made: %2").arg(path, systemError());

@@ -59,11 +59,11 @@ QString Database::openFile()
         return m_db.lastError().text();
     }
     for (const char *pragma : Pragmas) {
-        const QString error = control(pragma);
+        QString error = control(pragma);
         if (!error.isEmpty())
             return error;
     }
-    const QString error = checkFile();
+    QString error = checkFile();
     return error.isEmpty() ? prepareSchema() : error;
 }
 

@@ -70,7 +70,7 @@ QString readStatus(const QVariantMap &values, int *status)
     if (operateType != operate::MsgState && operateType != operate::MessageStatu)
         return QStringLiteral("%1: \"%2\" or \"%3\" is wanted")
             .arg(key::OperateType, operate::MsgState, operate::MessageStatu);
-    const QString wrong = readInt(values, operateType, status);
+    QString wrong = readInt(values, operateType, status);
     if (!wrong.isEmpty())
         return wrong;
     const int wanted = operateType == operate::MsgState ? status::Read : status::Deleted;
@@ -245,7 +245,7 @@ QString MessageService::present(const Message &message, int unread)
                                           {}});
     if (shown.arrived() && shown.accepted)
         return {};
-    const QString reason = describe(shown);
+    QString reason = describe(shown);
     qCWarning(servicesLog).noquote()
         << QStringLiteral("message %1 is stored but not shown: %2").arg(message.id, reason);
     return reason;

@@ -97,7 +97,7 @@ QString MessageStore::put(const Message &message, Delivery *delivery)
 
 QString MessageStore::import(const QList<Message> &messages)
 {
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     return m_db.inTransaction([&] {
@@ -111,7 +111,7 @@ QString MessageStore::import(const QList<Message> &messages)
 
 QString MessageStore::addReceipt(const QString &id, int kind, const QString &softName, bool *known)
 {
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();
@@ -123,14 +123,14 @@ QString MessageStore::addReceipt(const QString &id, int kind, const QString &sof
     query.bindValue(QStringLiteral(":soft"), text(softName));
     query.bindValue(QStringLiteral(":time"), now());
     query.bindValue(QStringLiteral(":id"), id);
-    const QString failure = m_db.run(query);
+    QString failure = m_db.run(query);
     *known = query.numRowsAffected() > 0;
     return failure;
 }
 
 QString MessageStore::ignore(const QString &id, const QString &softName, bool *known)
 {
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();
@@ -138,7 +138,7 @@ QString MessageStore::ignore(const QString &id, const QString &softName, bool *k
     query.addBindValue(now());
     query.addBindValue(text(softName));
     query.addBindValue(id);
-    const QString failure = m_db.run(query);
+    QString failure = m_db.run(query);
     *known = query.numRowsAffected() > 0;
     return failure;
 }
@@ -146,7 +146,7 @@ QString MessageStore::ignore(const QString &id, const QString &softName, bool *k
 QString MessageStore::setStatus(const QStringList &ids, int status, int *known)
 {
     *known = 0;
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     const QString column =
@@ -158,7 +158,7 @@ QString MessageStore::setStatus(const QStringList &ids, int status, int *known)
         for (const QString &id : ids) {
             query.bindValue(0, time);
             query.bindValue(1, id);
-            const QString failure = m_db.run(query);
+            QString failure = m_db.run(query);
             if (!failure.isEmpty())
                 return failure;
             *known += query.numRowsAffected();
@@ -169,13 +169,13 @@ QString MessageStore::setStatus(const QStringList &ids, int status, int *known)
 
 QString MessageStore::record(const QString &id, QVariantList *records)
 {
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();
     query.prepare(QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(messageColumns()));
     query.addBindValue(id);
-    const QString failure = m_db.run(query);
+    QString failure = m_db.run(query);
     if (query.next())
         records->append(toRecord(messageOf(query)));
     return failure;
@@ -183,7 +183,7 @@ QString MessageStore::record(const QString &id, QVariantList *records)
 
 QString MessageStore::unreadCount(int *count)
 {
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();
@@ -196,7 +196,7 @@ QString MessageStore::unreadCount(int *count)
 
 QString MessageStore::clear(int *removed)
 {
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     return m_db.inTransaction([&] {
@@ -210,7 +210,7 @@ QString MessageStore::clear(int *removed)
 
 QString MessageStore::page(MessageReader::Kind kind, QString *cursor, QVariantList *records)
 {
-    const QString error = ensureOpen();
+    QString error = ensureOpen();
     if (!error.isEmpty())
         return error;
     std::shared_ptr<MessageReader> reader = m_readers.take(*cursor);
