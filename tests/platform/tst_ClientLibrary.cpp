@@ -141,10 +141,6 @@ void TestClientLibrary::findsAHubThatComesLater()
     QCOMPARE(codeOfAll(), 2012);
     QVERIFY(m_platform->startHub());
     QCOMPARE(codeOfAll(), 2000);
-    auto *upgrade = m_manager->GetUpgradeServiceAssistant();
-    const auto output = upgrade->CreateSoftInfoOutputParam();
-    upgrade->CheckNewVersion(upgrade->CreateSoftInfoInputParam(), output);
-    QVERIFY(output->GetRetCode() != 1000 || !output->GetValueList().isEmpty()); // never pretends
 }
 
 void TestClientLibrary::store(int count, int contentSize)
@@ -239,7 +235,7 @@ void TestClientLibrary::findsARestartedHubAgain()
 
 void TestClientLibrary::forwardsEveryOperation()
 {
-    QVERIFY(m_platform->startHub());
+    QVERIFY(m_platform->startHubAlone());
     QMutex mutex;
     QStringList methods;
     const auto echo = [&](const QString &method, const rpc::Bag &input) {
@@ -254,8 +250,7 @@ void TestClientLibrary::forwardsEveryOperation()
     };
     ServedObject upgradeService(wire::UpgradeTag, echo);
     ServedObject cloudService(wire::CloudTag, echo);
-    if (!upgradeService.isServed() || !cloudService.isServed())
-        QSKIP("the hub's own services hold these names");
+    QVERIFY(upgradeService.isServed() && cloudService.isServed());
 
     auto *cloud = m_manager->GetCloudServiceAssistant();
     using Cloud = ICloudServiceAssistant;
@@ -305,15 +300,14 @@ void TestClientLibrary::forwardsEveryOperation()
 
 void TestClientLibrary::theTaskQueryHasAShortDeadline()
 {
-    QVERIFY(m_platform->startHub());
+    QVERIFY(m_platform->startHubAlone());
     QSemaphore release;
     {
         ServedObject hanging(wire::UpgradeTag, [&](const QString &, const rpc::Bag &) {
             release.tryAcquire(1, 20000);
             return rpc::CallResult();
         });
-        if (!hanging.isServed())
-            QSKIP("the hub's own service holds this name");
+        QVERIFY(hanging.isServed());
         auto *upgrade = m_manager->GetUpgradeServiceAssistant();
         const auto output = upgrade->CreateOutputParam();
         QElapsedTimer timer;

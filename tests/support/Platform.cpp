@@ -5,6 +5,7 @@
 #include "tarn/visualized/IVisualizedService.h"
 #include <QDir>
 #include <QFile>
+#include <QProcessEnvironment>
 #include <QTest>
 #include <csignal>
 #include <sys/stat.h>
@@ -65,6 +66,21 @@ bool Platform::startHub()
 {
     m_hub = start(QStringLiteral("ServiceHub"), {QStringLiteral("quickboot")});
     return QTest::qWaitFor([] { return link::readHubPort() != 0; }, StartTimeout) && waitForTag(link::wire::MessageTag);
+}
+
+// The hub starts the services that stand beside its program.
+bool Platform::startHubAlone()
+{
+    const QString copy = directory() + QStringLiteral("/ServiceHub");
+    if (!QFile::exists(copy) && !QFile::copy(program(QStringLiteral("ServiceHub")), copy))
+        return false;
+    m_hub = std::make_unique<QProcess>();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LD_LIBRARY_PATH"), qEnvironmentVariable("TARN_BIN_DIR"));
+    m_hub->setProcessEnvironment(environment);
+    m_hub->setProcessChannelMode(QProcess::ForwardedChannels);
+    m_hub->start(copy, {QStringLiteral("quickboot")});
+    return QTest::qWaitFor([] { return link::readHubPort() != 0; }, StartTimeout);
 }
 
 bool Platform::startServices()

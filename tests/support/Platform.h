@@ -35,6 +35,8 @@ public:
 
     /// "ServiceHub quickboot"; returns when the hub has published its port and its message service answers.
     bool startHub();
+    /// The hub without its services, so that a test can serve under their names.
+    bool startHubAlone();
     /// The services without a hub's care, for tests that kill them; needs a running hub to be of use.
     bool startServices();
     /// @return when the tag is registered
