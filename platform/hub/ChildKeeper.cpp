@@ -1,4 +1,5 @@
 #include "ChildKeeper.h"
+#include "tarn/rpc/RuntimeDir.h"
 #include <QFileInfo>
 #include <csignal>
 #include <sys/prctl.h>
@@ -89,6 +90,7 @@ void ChildKeeper::OnEnded()
 {
     if (m_stopping)
         return;
+    tarn::rpc::sweepSockets(); // a killed program leaves its own behind
     m_pauseMs = m_lifetime.elapsed() > SteadyMs || m_pauseMs == 0 ? FirstPauseMs : qMin(2 * m_pauseMs, LongestPauseMs);
     qWarning("%s has ended (%s), next start in %d ms", qUtf8Printable(m_program),
              qUtf8Printable(m_process->errorString()), m_pauseMs);

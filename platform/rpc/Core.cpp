@@ -49,8 +49,11 @@ RpcError Rpc::Private::init(const QHash<QString, QString> &table)
         server->lease->setHub(settings.hubForServers);
     ObjectRef hub;
     const RpcError error = client->hub.resolve(hub::HubInterface, &hub);
-    if (error.code != RpcError::None)
+    if (error.code != RpcError::None) {
+        if (!settings.hub.isLocal())
+            warn(QStringLiteral("hub %1: %2").arg(settings.hub.text(), QString::fromStdString(error.message)));
         return error; // a core that was initialised before goes on looking for the hub
+    }
     client->pending.open();
     return publish();
 }

@@ -7,7 +7,10 @@
 #include <QtTest>
 #include <atomic>
 #include <csignal>
+#include <ifaddrs.h>
 #include <memory>
+#include <net/if.h>
+#include <netdb.h>
 #include <numeric>
 #include <thread>
 
@@ -89,6 +92,7 @@ private slots:
     void shutdownEndsWaitingCalls();
     void objectsAddedLaterAndTwoAdapters();
     void controlFromManyThreads();
+    void addressBeyondTheMachineNeedsCertificates();
 
 private:
     QSharedPointer<RpcProxy> proxy(const QString &tag) { return m_rpc->stringToProxy(tag); }
@@ -637,6 +641,80 @@ void tst_Rpc::controlFromManyThreads()
     QVERIFY(adapter->add(QSharedPointer<IInvocable>(new LocalObject), Interface, QStringLiteral("t0")));
     QVERIFY2(adapter->active(), qPrintable(lastError()));
     QVERIFY(proxy(QStringLiteral("t0"))->call(Echo, {}).accepted);
+}
+
+/// An own address that is not loopback; empty when the machine has none.
+static QString outerAddress()
+{
+    ifaddrs *all = nullptr;
+    QString found;
+    if (::getifaddrs(&all) != 0)
+        return found;
+    for (const ifaddrs *each = all; each; each = each->ifa_next) {
+        char text[NI_MAXHOST] = {};
+        if (each->ifa_addr && each->ifa_addr->sa_family == AF_INET && !(each->ifa_flags & IFF_LOOPBACK) &&
+            ::getnameinfo(each->ifa_addr, sizeof(sockaddr_in), text, sizeof(text), nullptr, 0, NI_NUMERICHOST) == 0)
+            found = QString::fromLatin1(text);
+    }
+    ::freeifaddrs(all);
+    return found;
+}
+
+/// A self-signed certificate that is its own authority.
+static bool makeCertificate(const QString &address, const QString &certificate, const QString &key)
+{
+    return QProcess::execute(QStringLiteral("openssl"),
+                             {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"),
+                              QStringLiteral("rsa:2048"), QStringLiteral("-nodes"), QStringLiteral("-subj"),
+                              QStringLiteral("/CN=test"), QStringLiteral("-addext"),
+                              QStringLiteral("subjectAltName=IP:%1").arg(address), QStringLiteral("-keyout"), key,
+                              QStringLiteral("-out"), certificate}) == 0;
+}
+
+void tst_Rpc::addressBeyondTheMachineNeedsCertificates()
+{
+    const QString address = outerAddress();
+    if (address.isEmpty())
+        QSKIP("the machine has no address but loopback");
+    const auto serve = [&](Rpc &rpc, QSharedPointer<RpcAdapter> &adapter) {
+        adapter = rpc.init(m_box->settings({{keys::EndpointIp, address}})) ? rpc.createAdapter(QStringLiteral("tls"))
+                                                                           : nullptr;
+        const QSharedPointer<IInvocable> object(new LocalObject);
+        return adapter && adapter->add(object, Interface, QStringLiteral("tls")) && adapter->active();
+    };
+    Rpc server;
+    QSharedPointer<RpcAdapter> adapter;
+    const QString refusal = QStringLiteral("an address that is not local needs certificates: TARN_TLS_CA is not set");
+    QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("cannot serve: ") + refusal));
+    QVERIFY(!serve(server, adapter));
+    QCOMPARE(lastError(), refusal);
+
+    const QString certificate = m_box->path(QStringLiteral("cert.pem"));
+    const QString key = m_box->path(QStringLiteral("key.pem"));
+    if (!makeCertificate(address, certificate, key))
+        QSKIP("no openssl program");
+    qputenv("TARN_TLS_CA", certificate.toLocal8Bit());
+    qputenv("TARN_TLS_CERT", certificate.toLocal8Bit());
+    qputenv("TARN_TLS_KEY", key.toLocal8Bit());
+    const auto unset = qScopeGuard([] {
+        for (const char *name : {"TARN_TLS_CA", "TARN_TLS_CERT", "TARN_TLS_KEY"})
+            qunsetenv(name);
+    });
+    QVERIFY2(serve(server, adapter), qPrintable(lastError()));
+    const auto known = proxy(QStringLiteral("tls"));
+    QVERIFY2(known && known->call(Echo, {}).accepted, qPrintable(lastError()));
+
+    // A caller with a certificate of its own making is not let in, and does not trust the server either.
+    const QString other = m_box->path(QStringLiteral("other.pem"));
+    QVERIFY(makeCertificate(address, other, key));
+    qputenv("TARN_TLS_CA", other.toLocal8Bit());
+    qputenv("TARN_TLS_CERT", other.toLocal8Bit());
+    Rpc stranger;
+    QVERIFY(stranger.init(m_box->settings()));
+    const auto foreign = stranger.stringToProxy(QStringLiteral("tls"));
+    QVERIFY(foreign);
+    QCOMPARE(foreign->call(Echo, {}, 3000).error.code, int(RpcError::NoConnection));
+    QVERIFY(known->call(Echo, {}).accepted);
 }
 
 QTEST_GUILESS_MAIN(tst_Rpc)
