@@ -51,7 +51,10 @@ void CommandLine::addArgument(const QString &name, const QString &description, c
     m_syntax += QLatin1Char(' ') + (syntax.isEmpty() ? name : syntax);
 }
 
-QString CommandLine::command() const { return (QStringList{QStringLiteral("tarnctl")} + m_words).join(QLatin1Char(' ')); }
+QString CommandLine::command() const
+{
+    return (QStringList{QStringLiteral("tarnctl")} + m_words).join(QLatin1Char(' '));
+}
 
 // Qt's usage line would name the program's path and not the command.
 QByteArray CommandLine::help() const

@@ -79,7 +79,7 @@ private:
     void closeMessageCenter();
 
     QPointer<NotifyWnd> m_notifyWnd;
-    QPointer<CMsgCenterDlg> m_msgCenterDlg;           ///< null as soon as it is closed
+    QPointer<CMsgCenterDlg> m_msgCenterDlg; ///< null as soon as it is closed
     QMutex m_upgradeLock;
     QPointer<CUpgradeDialog> m_upgradeDlg;
     QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
