@@ -16,11 +16,6 @@ constexpr int TitlePx = 13;
 constexpr int LoginTitlePx = 16;
 constexpr int LogoSide = 16;
 constexpr int LoginLogoSide = 24;
-// Look
-QString titleSheet()
-{
-    return QStringLiteral("color:#454D5A;border:none;background-color:transparent;");
-}
 } // namespace
 
 CustomTitleBar::CustomTitleBar(QWidget *parent)
@@ -155,7 +150,9 @@ void CustomTitleBar::setTitle(const QString &text, int fontPx, int weight)
     if (!m_title) {
         m_title = new ElideLabel(this);
         m_title->setObjectName(QStringLiteral("titleText"));
-        m_title->setStyleSheet(titleSheet());
+        QPalette palette = m_title->palette(); // a sheet would cost more than the rest of the bar
+        palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
+        m_title->setPalette(palette);
         m_layout->addWidget(m_title);
     }
     m_title->setFont(look::yaHei(fontPx, weight, this));

@@ -4,6 +4,7 @@
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include "widgets/MessageText.h"
+#include "widgets/Picture.h"
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include <QDesktopServices>
@@ -12,7 +13,6 @@
 #include <QLabel>
 #include <QScreen>
 #include <QScrollArea>
-#include <QScrollBar>
 #include <QUrl>
 
 using ServiceVisualized::CToolkit;
@@ -27,6 +27,7 @@ constexpr int Margin = 24;
 constexpr int Gap = 16;
 constexpr int IconSide = 40;
 constexpr int TextPx = 14;
+constexpr int ScrollBarWidth = 6;
 constexpr int BandHeight = 64;
 constexpr int ButtonWidth = 80;
 constexpr int ButtonHeight = 40;
@@ -44,11 +45,19 @@ public:
     }
     QSize sizeHint() const override
     {
-        const int width = minimumWidth();
-        // Measured beside a scroll bar: one that was up for a moment would otherwise keep itself up.
-        const int wanted = widget() ? widget()->heightForWidth(width - verticalScrollBar()->sizeHint().width()) : 0;
-        return QSize(width, qBound(minimumHeight(), wanted, look::scaled(TallText, this)));
+        return QSize(minimumWidth(), qBound(minimumHeight(), textHeight(), look::scaled(TallText, this)));
     }
+
+private:
+    int textHeight() const
+    {
+        // Measured beside a scroll bar: one that was up for a moment would otherwise keep itself up. And once: layouts
+        // ask several times, and breaking the lines is what costs.
+        if (m_textHeight < 0 && widget())
+            m_textHeight = widget()->heightForWidth(minimumWidth() - look::scaled(ScrollBarWidth, this));
+        return m_textHeight;
+    }
+    mutable int m_textHeight = -1;
 };
 
 QLabel *makeLabel(const QString &text, QWidget *parent)
@@ -94,8 +103,8 @@ QString sheet(const QWidget *box)
            QStringLiteral("#messageArea,#messageArea>QWidget>QWidget{border:none;background-color:transparent;}"
                           "#messageText{color:#454D5A;}"
                           "#messageText:focus,#messageArea:focus{border:1px dotted #379AF5;}") +
-           look::thinScrollBars(QStringLiteral("#messageArea"), 6, QStringLiteral("white"), QStringLiteral("#C9CFD6"),
-                                box);
+           look::thinScrollBars(QStringLiteral("#messageArea"), ScrollBarWidth, QStringLiteral("white"),
+                                QStringLiteral("#C9CFD6"), box);
 }
 
 QVBoxLayout *makeColumn(QDialog *box, const QString &title)
@@ -105,7 +114,7 @@ QVBoxLayout *makeColumn(QDialog *box, const QString &title)
     // box itself is.
     box->ensurePolished();
     box->setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
-    box->setWindowIcon(QIcon(QStringLiteral(":/images/images/VtSoftMgr.ico")));
+    box->setWindowIcon(picture::windowIcon(QStringLiteral(":/images/images/VtSoftMgr.ico")));
     box->setFixedWidth(look::scaled(BoxWidth, box));
     auto *column = new QVBoxLayout(box);
     column->setContentsMargins(0, 0, 0, 0);
@@ -149,6 +158,8 @@ QLabel *addText(QDialog *box, const QString &icon, const QString &iconName, cons
     area->setMinimumWidth(look::scaled(BoxWidth - Margin - IconSide - 2 * Gap, box));
     QLabel *label = makeLabel(text, box);
     area->setWidget(label);
+    area->viewport()->setAutoFillBackground(false); // by a rule for them, every widget would be looked at
+    label->setAutoFillBackground(false);
     applyHeight(box, area, text);
     row->addWidget(area, 1);
     if (area->sizeHint().height() > look::scaled(3 * IconSide, box))

@@ -2,6 +2,7 @@
 #include <QFile>
 #include <QIcon>
 #include <QImageReader>
+#include <QPixmapCache>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,6 +32,18 @@ bool isSelfContained(const QByteArray &format)
     return format != "svg" && format != "svgz"; // these may name other files
 }
 
+// Our own resources, made sharp at any size by the icon engine, and kept: every box shows some of them.
+QPixmap loadResource(const QString &path, const QSize &pixels)
+{
+    const QString key = QStringLiteral("tarn:%1:%2x%3").arg(path).arg(pixels.width()).arg(pixels.height());
+    QPixmap pixmap;
+    if (!QPixmapCache::find(key, &pixmap)) {
+        pixmap = QIcon(path).pixmap(pixels);
+        QPixmapCache::insert(key, pixmap);
+    }
+    return pixmap;
+}
+
 } // namespace
 
 QImage read(const QString &path, const QSize &pixels)
@@ -53,11 +66,18 @@ QPixmap load(const QString &path, const QSize &box, qreal ratio)
     if (path.isEmpty() || box.isEmpty())
         return QPixmap();
     const QSize pixels = box * ratio;
-    // Our own resources: the icon engine draws vector pictures sharp at any size.
     QPixmap pixmap =
-        path.startsWith(QLatin1String(":/")) ? QIcon(path).pixmap(pixels) : QPixmap::fromImage(read(path, pixels));
+        path.startsWith(QLatin1String(":/")) ? loadResource(path, pixels) : QPixmap::fromImage(read(path, pixels));
     pixmap.setDevicePixelRatio(ratio);
     return pixmap;
+}
+
+QIcon windowIcon(const QString &path)
+{
+    QIcon icon;
+    for (const int side : {16, 32, 48})
+        icon.addPixmap(load(path, QSize(side, side)));
+    return icon;
 }
 
 } // namespace picture

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QIcon>
 #include <QImage>
 #include <QPixmap>
 #include <QSize>
@@ -18,5 +19,9 @@ QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
 /// The same for work on another thread: a file's picture as large as fits into the box in device pixels. Only formats
 /// that name no further files are read (no SVG); null for everything else. Any thread.
 QImage read(const QString &path, const QSize &pixels);
+
+/// An icon for a window, in the sizes that task bars and window lists show. Every window carries all sizes to the X server
+/// when it opens, so the large ones of an .ico are left out.
+QIcon windowIcon(const QString &path);
 
 } // namespace picture

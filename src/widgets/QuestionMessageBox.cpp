@@ -3,6 +3,7 @@
 #include "widgets/BringToFront.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
+#include "widgets/Look.h"
 #include "widgets/MessageBody.h"
 #include "widgets/MessageText.h"
 #include <QLabel>
@@ -41,7 +42,7 @@ void QuestionMessageBox::Init(const QString &title, const QString &text)
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &QuestionMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &QuestionMessageBox::OnCustomTitleBarmoved);
 
-    setStyleSheet(boxSheet() + messagebody::sheet(this));
+    setStyleSheet(boxSheet() + look::greyButton() + messagebody::sheet(this));
     messagebody::finish(this);
     alert::describe(this, messagetext::spoken(text));
     front::neutralFocus(this);

@@ -1,5 +1,6 @@
 #include "widgets/TitleButton.h"
 #include "widgets/Look.h"
+#include "widgets/Picture.h"
 #include <QKeyEvent>
 #include <QPainter>
 
@@ -9,7 +10,7 @@ constexpr QSize ButtonSize(36, 30);
 constexpr int PictureSide = 14;
 } // namespace
 
-TitleButton::TitleButton(const QString &name, const QString &picture, QWidget *parent)
+TitleButton::TitleButton(const QString &name, const QString &path, QWidget *parent)
     : QPushButton(parent)
 {
     setAccessibleName(name);
@@ -20,7 +21,7 @@ TitleButton::TitleButton(const QString &name, const QString &picture, QWidget *p
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     const int side = look::scaled(PictureSide, parent);
     setIconSize(QSize(side, side));
-    setIcon(QIcon(picture));
+    setIcon(picture::load(path, iconSize(), devicePixelRatioF())); // the pixmap: a vector icon is parsed each time
 }
 
 QSize TitleButton::sizeHint() const

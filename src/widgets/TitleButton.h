@@ -9,8 +9,8 @@ class TitleButton final : public QPushButton
     Q_OBJECT
 public:
     /// @param name what screen readers and the tool tip say
-    /// @param picture resource path
-    TitleButton(const QString &name, const QString &picture, QWidget *parent);
+    /// @param path of a picture among the resources
+    TitleButton(const QString &name, const QString &path, QWidget *parent);
 
     QSize sizeHint() const override;
 
