@@ -1,6 +1,7 @@
 #include "VisualizedManager.h"
 #include "EventRequest.h"
 #include "Log.h"
+#include "message/MsgCenterDlg.h"
 #include "message/NotifyWnd.h"
 #include "upgrade/UpgradeDialog.h"
 #include <QCoreApplication>
@@ -44,11 +45,12 @@ CVisualizedManager::CVisualizedManager()
 
 CVisualizedManager::~CVisualizedManager()
 {
+    if (m_msgCenterDlg)
+        m_msgCenterDlg->close();
     deleteDialogs();
     const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
     delete notice; // not left to an event loop that may not run again
-    closeMessageCenter();
     delete m_upgradeDlg; // with its polling; the tasks are the upgrade service's and go on
 }
 

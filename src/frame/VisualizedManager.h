@@ -75,8 +75,6 @@ private:
     void replaceNotice();
     /// Centres the message center over the caller's window, or on its screen where no window was given.
     void placeMessageCenter(const QRect &parentWindow);
-    /// Closes and deletes it at once.
-    void closeMessageCenter();
 
     QPointer<NotifyWnd> m_notifyWnd;
     QPointer<CMsgCenterDlg> m_msgCenterDlg; ///< null as soon as it is closed

@@ -96,6 +96,7 @@ void CVisualizedManager::ShowMessageCenterDlg(QEvent *e)
     if (!m_msgCenterDlg) {
         m_msgCenterDlg = new CMsgCenterDlg(nullptr);
         m_msgCenterDlg->setAttribute(Qt::WA_DeleteOnClose);
+        keepTrack(m_msgCenterDlg);
         // Closed is as good as gone: what is opened next fetches the messages afresh.
         connect(m_msgCenterDlg, &CMsgCenterDlg::MsgCenterClosed, this, &CVisualizedManager::onMessageCenterClosed);
     }
@@ -128,12 +129,4 @@ void CVisualizedManager::onMessageCenterClosed()
 {
     if (m_msgCenterDlg == sender())
         m_msgCenterDlg.clear();
-}
-
-void CVisualizedManager::closeMessageCenter()
-{
-    const QPointer<CMsgCenterDlg> center = m_msgCenterDlg;
-    if (center)
-        center->close();
-    delete center;
 }
