@@ -3,6 +3,7 @@
 #include "UnixSignals.h"
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDebug>
 #include <QDir>
 
 namespace {
@@ -29,7 +30,7 @@ QString pluginDirectory()
                                      QApplication::applicationDirPath() + QStringLiteral("/plugins"));
     parser.addOption(plugins);
     parser.process(*QCoreApplication::instance());
-    const QString directory = parser.value(plugins);
+    QString directory = parser.value(plugins);
     if (!parser.positionalArguments().isEmpty() || !QDir(directory).exists()) {
         qCritical().noquote() << (parser.positionalArguments().isEmpty()
                                       ? QStringLiteral("visualized-host: there is no directory %1").arg(directory)

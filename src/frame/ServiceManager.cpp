@@ -158,7 +158,7 @@ void CServiceManager::unInitRpcCore()
 
 QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::stringToProxy(const QString &tag)
 {
-    const auto proxy = m_rpc->stringToProxy(tag);
+    auto proxy = m_rpc->stringToProxy(tag);
     if (!proxy)
         VT_LOG(warning) << QStringLiteral("[CServiceManager::stringToProxy]无法获取代理指针，标签[%1]").arg(tag);
     return proxy;
@@ -166,7 +166,7 @@ QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::stringToProxy(const QString
 
 QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::waitforHub()
 {
-    const auto hub = stringToProxy(tarn::hub::HubInterface);
+    auto hub = stringToProxy(tarn::hub::HubInterface);
     if (!hub)
         VT_LOG(warning) << QStringLiteral("[%1]获取hub指针失败").arg(QLatin1String(__func__));
     return hub;

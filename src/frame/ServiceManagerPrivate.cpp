@@ -81,7 +81,7 @@ void CServiceManagerPrivate::readLocalSettings()
 
 QString CServiceManagerPrivate::getTestRpcServiceIp() const
 {
-    const QString address = iniValue(besideProgram(QStringLiteral("RpcTestIp.ini")), QStringLiteral("config/TestIp"));
+    QString address = iniValue(besideProgram(QStringLiteral("RpcTestIp.ini")), QStringLiteral("config/TestIp"));
     static const QRegularExpression ipv4(QRegularExpression::anchoredPattern(
         QStringLiteral("\\b(?:(?:25[0-5]|2[0-4][0-9]|[01]?[0-9][0-9]?)\\.){3}(?:25[0-5]|2[0-4][0-9]|[01]?[0-9][0-9]?)"
                        "\\b")));
@@ -106,7 +106,7 @@ QString CServiceManagerPrivate::getServiceInstallCfg() const
 {
     QStringList files;
     getAllInstallCfgFiles(files);
-    const QString description = descriptionOf(files, PlatformServices);
+    QString description = descriptionOf(files, PlatformServices);
     VT_LOG(debug) << QStringLiteral("software:") + PlatformServices;
     VT_LOG(debug) << QStringLiteral("service install:") + description;
     return description;

@@ -26,6 +26,7 @@ class CVisualizedManager final : public QObject
 public:
     static CVisualizedManager *GetInstance(); ///< any thread
     static void FreeInstance();               ///< GUI thread; closes the windows
+    ~CVisualizedManager() override;           ///< by FreeInstance() only
 
     bool YunDiaIsExist() const; ///< any thread
     /// Any thread. 1 installing or unknown, 2 done, 99 failed; the two end states are told once and then forgotten.
@@ -48,7 +49,6 @@ private slots:
 
 private:
     CVisualizedManager();
-    ~CVisualizedManager() override;
 
     void ShowCloudLoginDlg(QEvent *e);
     void ShowNotifyMessageDlg(QEvent *e);

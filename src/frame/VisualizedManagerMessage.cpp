@@ -42,10 +42,13 @@ void CVisualizedManager::ShowNotifyMessageDlg(QEvent *e)
     }
     // Events that queued up during the pause below are delivered in one go: without waiting for the paint, all but
     // the last of their notices would come and go unseen.
-    if (!m_waitingNotices.isEmpty() || (m_notifyWnd && !m_notifyWnd->wasPainted()))
-        m_waitingNotices.enqueue(values);
-    else
+    if (m_waitingNotices.isEmpty() && (!m_notifyWnd || m_notifyWnd->wasPainted())) {
         showNotice(values);
+        return;
+    }
+    m_waitingNotices.enqueue(values);
+    if (m_notifyWnd)
+        QTimer::singleShot(PaintPatienceMs, m_notifyWnd.data(), &NotifyWnd::endPaintWait);
 }
 
 void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
@@ -59,7 +62,6 @@ void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
     window->CreateCtrl();
     connect(window, &NotifyWnd::firstPainted, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
     connect(window, &QObject::destroyed, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
-    QTimer::singleShot(PaintPatienceMs, window, &NotifyWnd::endPaintWait);
 
     const QString id = window->GetMsgId();
     VT_LOG(info) << QStringLiteral("显示通知栏窗口。消息ID:%1").arg(id);
@@ -73,8 +75,8 @@ void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
 
 void CVisualizedManager::replaceNotice()
 {
-    if (!m_notifyWnd)
-        return;
+    if (!m_notifyWnd || m_notifyWnd->isHidden())
+        return; // what the user has just closed needs no second closing
     CloseNotifyWnd();
     // Deliberate: the closing is to be seen before the next notice comes up. Only the GUI thread waits; the
     // operations answer on their own threads.
