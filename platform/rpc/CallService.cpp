@@ -65,10 +65,7 @@ public:
         m_service.m_workers.taken();
         end(answer());
     }
-    bool isCancelled() const override
-    {
-        return m_cancelled || m_context->deadline() < std::chrono::system_clock::now();
-    }
+    bool isCancelled() const override { return m_cancelled || isLate(); }
     void OnCancel() override { m_cancelled = true; }
     void OnDone() override
     {
@@ -77,6 +74,12 @@ public:
     }
 
 private:
+    bool isLate() const { return m_context->deadline() < std::chrono::system_clock::now(); }
+    grpc::Status abandoned() const
+    {
+        return isLate() ? grpc::Status(grpc::StatusCode::DEADLINE_EXCEEDED, "the deadline has passed")
+                        : grpc::Status::CANCELLED;
+    }
     grpc::Status answer();
     void end(const grpc::Status &status)
     {
@@ -103,7 +106,7 @@ private:
 grpc::Status CallService::Running::answer()
 {
     if (isCancelled())
-        return grpc::Status::CANCELLED;
+        return abandoned();
     Request request;
     Response response;
     QString error;
@@ -111,9 +114,11 @@ grpc::Status CallService::Running::answer()
         return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
     m_in.Clear(); // a long call need not keep the bytes
     hold(-m_held);
-    const grpc::Status status = m_service.perform(request, *this, &response);
+    grpc::Status status = m_service.perform(request, *this, &response);
     if (!status.ok())
         return status;
+    if (isLate()) // whoever of the two clocks runs out first, the caller learns the same
+        return abandoned();
     if (!toBytes<v1::CallResponse>(response, &m_out, &error))
         return refusal(grpc::StatusCode::INTERNAL,
                        QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));

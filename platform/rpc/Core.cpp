@@ -48,7 +48,7 @@ RpcError Rpc::Private::init(const QHash<QString, QString> &table)
     if (server)
         server->lease->setHub(settings.hubForServers);
     ObjectRef hub;
-    const RpcError error = client->hub.resolve(hub::HubInterface, &hub);
+    RpcError error = client->hub.resolve(hub::HubInterface, &hub);
     if (error.code != RpcError::None) {
         if (!settings.hub.isLocal())
             warn(QStringLiteral("hub %1: %2").arg(settings.hub.text(), QString::fromStdString(error.message)));
@@ -72,7 +72,7 @@ void Rpc::Private::shutdown()
 
 std::shared_ptr<AdapterState> Rpc::Private::newAdapter(const QString &name)
 {
-    const auto adapter = std::make_shared<AdapterState>();
+    auto adapter = std::make_shared<AdapterState>();
     adapter->name = name;
     const QMutexLocker lock(&m_mutex);
     m_adapters.push_back(adapter);
@@ -96,7 +96,7 @@ RpcError Rpc::Private::add(AdapterState &adapter, Servant servant)
             return makeError(RpcError::InvalidArgument, QStringLiteral("tag \"%1\" is in use").arg(servant.tag));
         }
     }
-    const RpcError error = publish();
+    RpcError error = publish();
     if (error.code == RpcError::InvalidArgument)
         remove(adapter, servant.tag);
     return error;
@@ -118,7 +118,7 @@ RpcError Rpc::Private::activate(AdapterState &adapter)
         adapter.active = true;
         adapter.gate->open();
     }
-    const RpcError error = publish();
+    RpcError error = publish();
     if (error.code == RpcError::InvalidArgument)
         deactivate(adapter);
     return error;
@@ -199,7 +199,7 @@ RpcError Rpc::Private::enlist(AdapterState &adapter)
     for (auto it = adapter.servants.begin(); it != adapter.servants.end(); ++it) {
         if (m_servants->insert(it->second))
             continue;
-        const RpcError error =
+        RpcError error =
             makeError(RpcError::InvalidArgument,
                       QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(it->first));
         while (it != adapter.servants.begin())

@@ -29,7 +29,7 @@ void HubLink::setAddress(const Address &address)
 
 RpcError HubLink::resolve(const QString &tag, ObjectRef *to)
 {
-    const RpcError error = ask(tag, false, to);
+    RpcError error = ask(tag, false, to);
     // A killed hub breaks the kept channel only when it is used; its successor may have another port.
     return error.code == RpcError::NoHub ? ask(tag, true, to) : error;
 }

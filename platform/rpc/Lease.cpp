@@ -167,7 +167,7 @@ RpcError Lease::attempt(std::unique_lock<std::mutex> &lock)
         replaceStream(lock, stream);
         return {};
     }
-    const RpcError error = toError(stream->status());
+    RpcError error = toError(stream->status());
     lock.unlock();
     stream->cancel();
     lock.lock();

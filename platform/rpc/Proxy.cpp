@@ -118,7 +118,7 @@ RpcError Proxy::connect(Deadline deadline)
         if (m_channel && stillStands(*m_channel, m_lastUse.elapsed() < TrustedIdleMs))
             return {};
         m_channel.reset();
-        const RpcError error = openChannel(deadline);
+        RpcError error = openChannel(deadline);
         if (error.code == RpcError::None || !m_resolvable)
             return error;
     }
@@ -129,7 +129,7 @@ RpcError Proxy::connect(Deadline deadline)
 RpcError Proxy::resolve(Deadline deadline)
 {
     ObjectRef place;
-    const RpcError error = m_side->hub.resolve(m_ref.tag, &place);
+    RpcError error = m_side->hub.resolve(m_ref.tag, &place);
     if (error.code != RpcError::None)
         return error;
     const QMutexLocker lock(&m_mutex);

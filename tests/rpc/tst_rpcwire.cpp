@@ -136,6 +136,7 @@ void tst_RpcWire::cleanup()
 {
     grpc::ClientContext context;
     setDeadline(context);
+    context.set_wait_for_ready(true); // a hostile connection may have been closed
     v1::CallResponse response;
     const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, echoRequest(), &response);
     QVERIFY2(status.ok(), status.error_message().c_str());
@@ -356,7 +357,8 @@ void tst_RpcWire::hundredBigMessagesAtOnce()
         if (call.status.ok())
             served += static_cast<int>(call.response.output().values().count("x"));
         else
-            QVERIFY2(call.status.error_code() == grpc::StatusCode::RESOURCE_EXHAUSTED,
+            QVERIFY2(call.status.error_code() == grpc::StatusCode::RESOURCE_EXHAUSTED ||
+                         call.status.error_code() == grpc::StatusCode::UNAVAILABLE, // the whole connection
                      call.status.error_message().c_str());
     }
     QVERIFY(served > 0);
