@@ -1,6 +1,7 @@
 #include "Command.h"
 #include "JsonBag.h"
 #include "MessageText.h"
+#include "UpgradeCommands.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/link/UpgradeWire.h"
@@ -20,18 +21,6 @@ const QString JsonOption = QStringLiteral("json");
 QString text(const QVariantMap &map, const QString &key)
 {
     return printable(map.value(key).toString());
-}
-
-// Prints nothing when the call went well.
-int judge(const rpc::CallResult &result)
-{
-    if (!result.arrived())
-        return explainFailure(result, upgradeService());
-    if (result.accepted)
-        return status::Ok;
-    complain(
-        QStringLiteral("refused with code %1: %2").arg(QString::number(result.retCode), printable(result.errorText)));
-    return status::Refused;
 }
 
 void printShown(const QVariantMap &answer)
@@ -74,7 +63,7 @@ int runCheck(const QStringList &arguments)
     const bool show = !line.isSet(list) && !line.isSet(JsonOption);
     link::ServiceConnection connection;
     const auto result = connection.call(wire::UpgradeTag, wire::method::AnnounceUpdates, {{{wire::Show, show}}, {}});
-    const int code = judge(result);
+    const int code = judgeUpgrade(result);
     if (code != status::Ok)
         return code;
     if (line.isSet(JsonOption)) {
@@ -103,32 +92,10 @@ int runNotes(const QStringList &arguments)
     link::ServiceConnection connection;
     const auto result = connection.call(wire::UpgradeTag, wire::method::ShowNotes,
                                         {{{key::SoftwareName, line.arguments().constFirst()}}, {}});
-    const int code = judge(result);
+    const int code = judgeUpgrade(result);
     if (code == status::Ok)
         printShown(result.output.values);
     return code;
-}
-
-QString stateName(int state)
-{
-    switch (state) {
-    case state::Downloading:
-        return QStringLiteral("downloading");
-    case state::Downloaded:
-        return QStringLiteral("downloaded");
-    case state::Installing:
-        return QStringLiteral("installing");
-    case state::Cancelled:
-        return QStringLiteral("cancelled");
-    case state::DownloadFailed:
-        return QStringLiteral("download failed");
-    case state::InstallFailed:
-        return QStringLiteral("installation failed or cancelled");
-    case state::Installed:
-        return QStringLiteral("installed");
-    default:
-        return QStringLiteral("state %1").arg(state);
-    }
 }
 
 void printIgnores(const QVariantList &ignores)
@@ -143,21 +110,6 @@ void printIgnores(const QVariantList &ignores)
     }
 }
 
-void printTasks(const QVariantList &tasks)
-{
-    print(QStringLiteral("tasks: %1").arg(tasks.size()));
-    for (const QVariant &entry : tasks) {
-        const QVariantMap task = entry.toMap();
-        const QVariantMap item = task.value(key::WorkingItem).toMap();
-        QString line =
-            QStringLiteral("  %1: %2, %3 %4, %5 of %6 bytes")
-                .arg(text(task, key::SoftName), stateName(task.value(key::Status).toInt()), text(item, key::UpdateName),
-                     text(item, key::UpdateVersion), text(item, key::CurrentSize), text(item, key::TotalSize));
-        const QString error = text(task, key::ErrMsg);
-        print(error.isEmpty() ? line : line + QStringLiteral(", ") + error);
-    }
-}
-
 int runUpgradeStatus(const QStringList &arguments)
 {
     CommandLine line({QStringLiteral("upgrade"), QStringLiteral("status")},
@@ -167,7 +119,7 @@ int runUpgradeStatus(const QStringList &arguments)
         return *done;
     link::ServiceConnection connection;
     const auto result = connection.call(wire::UpgradeTag, wire::method::UpgradeStatus, {});
-    const int code = judge(result);
+    const int code = judgeUpgrade(result);
     if (code != status::Ok)
         return code;
     const QVariantMap &values = result.output.values;
@@ -191,7 +143,7 @@ int runForget(const QStringList &arguments)
     link::ServiceConnection connection;
     const auto result = connection.call(wire::UpgradeTag, wire::method::ForgetIgnores,
                                         {{{key::SoftwareName, line.arguments().value(0)}}, {}});
-    const int code = judge(result);
+    const int code = judgeUpgrade(result);
     if (code == status::Ok)
         print(QStringLiteral("forgotten: %1").arg(result.output.values.value(wire::Removed).toInt()));
     return code;
@@ -211,14 +163,26 @@ int runUpgrade(const QStringList &arguments)
         return runUpgradeStatus(rest);
     if (command == QLatin1String("forget"))
         return runForget(rest);
+    if (command == QLatin1String("start"))
+        return runUpgradeStart(rest);
+    if (command == QLatin1String("stop"))
+        return runUpgradeStop(rest);
+    if (command == QLatin1String("install"))
+        return runUpgradeInstall(rest);
+    if (command == QLatin1String("tasks"))
+        return runUpgradeTasks(rest);
 
     CommandLine line({QStringLiteral("upgrade")}, QStringLiteral("Drives the upgrade service.\n\nCommands:\n"
                                                                  "  check    looks for updates and shows the prompt\n"
                                                                  "  notes    shows the update notes of a product\n"
                                                                  "  status   lists ignored updates and tasks\n"
-                                                                 "  forget   offers ignored updates again\n\n"
+                                                                 "  forget   offers ignored updates again\n"
+                                                                 "  start    downloads what is offered for a product\n"
+                                                                 "  stop     ends a product's task\n"
+                                                                 "  install  installs what is downloaded\n"
+                                                                 "  tasks    lists downloads and installations\n\n"
                                                                  "\"tarnctl upgrade COMMAND --help\" tells more."));
-    line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("check, notes, status or forget"));
+    line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("one of those above"));
     if (const auto done = line.parse(arguments, 1, 1000))
         return *done;
     complain(QStringLiteral("unknown command \"%1\" (see \"tarnctl upgrade --help\")").arg(command));

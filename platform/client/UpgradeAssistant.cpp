@@ -7,8 +7,9 @@ namespace tarn::client {
 using namespace upgrade;
 
 namespace {
-constexpr int QueryTimeout = 2000;       // ms; asked once a second on the GUI thread
-constexpr int InstallTimeout = 3600'000; // ms; the service may answer only when the installation is over
+// Both are asked on the GUI thread, the second for every task of a window that is closed.
+constexpr int QueryTimeout = 2000; // ms; once a second
+constexpr int StopTimeout = 3000;  // ms
 } // namespace
 
 UpgradeAssistant::UpgradeAssistant()
@@ -58,14 +59,14 @@ void UpgradeAssistant::QueryTaskInfos(Input input, Output output)
 
 void UpgradeAssistant::StopUpgrade(Input input, Output output)
 {
-    forward(QStringLiteral("StopUpgrade"), input, output);
+    forward(QStringLiteral("StopUpgrade"), input, output, StopTimeout);
 }
 
+// A longer installation goes on after the deadline and is then seen in the tasks: nobody's window is to stand still
+// for as long as that.
 void UpgradeAssistant::InstallSoftware(Input input, Output output)
 {
-    const bool waits = input && input->GetValue(key::WaitForFinished).toBool();
-    forward(QStringLiteral("InstallSoftware"), input, output,
-            waits ? InstallTimeout : link::ServiceConnection::DefaultTimeout);
+    forward(QStringLiteral("InstallSoftware"), input, output);
 }
 
 } // namespace tarn::client

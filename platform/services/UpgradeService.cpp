@@ -1,5 +1,6 @@
 #include "UpgradeService.h"
 #include "Log.h"
+#include "UpgradeEngine.h"
 #include "UpgradeStore.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
@@ -101,6 +102,7 @@ UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
     paths.apps = path(QStringLiteral("system/apps_path"), QStringLiteral("apps"));
     if (!QDir(paths.apps).exists())
         paths.apps = QStringLiteral("/opt/apps");
+    paths.bandwidth = settings.value(QStringLiteral("upgrade/bandwidth")).toLongLong();
     return paths;
 }
 
@@ -108,12 +110,20 @@ UpgradeService::UpgradeService(const QString &directory, UpgradePaths paths, Pre
     : m_paths(std::move(paths))
     , m_presenter(std::move(presenter))
 {
-    m_thread.run([&] { m_store = std::make_unique<UpgradeStore>(directory); });
+    const UpgradeEngine::Settings settings{m_paths.apps, directory + QStringLiteral("/downloads"), m_paths.bandwidth};
+    m_thread.run([&] {
+        m_store = std::make_unique<UpgradeStore>(directory);
+        m_engine = std::make_unique<UpgradeEngine>(m_store.get(), settings, [this] { m_changed.wakeAll(); });
+        m_engine->resume();
+    });
 }
 
 UpgradeService::~UpgradeService()
 {
-    m_thread.run([&] { m_store.reset(); });
+    m_thread.run([&] {
+        m_engine.reset();
+        m_store.reset();
+    });
 }
 
 const QHash<QString, UpgradeService::Handler> &UpgradeService::handlers()
@@ -124,7 +134,6 @@ const QHash<QString, UpgradeService::Handler> &UpgradeService::handlers()
         {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
         {QStringLiteral("QueryTaskInfos"), &UpgradeService::queryTaskInfos},
         {QStringLiteral("StopUpgrade"), &UpgradeService::stopUpgrade},
-        {QStringLiteral("InstallSoftware"), &UpgradeService::installSoftware},
         {wire::method::AnnounceUpdates, &UpgradeService::announce},
         {wire::method::ShowNotes, &UpgradeService::showNotes},
         {wire::method::UpgradeStatus, &UpgradeService::status},
@@ -135,15 +144,15 @@ const QHash<QString, UpgradeService::Handler> &UpgradeService::handlers()
 
 CallResult UpgradeService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
 {
-    Q_UNUSED(context)
+    const bool installs = method == QLatin1String("InstallSoftware"); // the one that can take long
     const Handler handler = handlers().value(method, nullptr);
-    if (!handler) {
+    if (!handler && !installs) {
         CallResult result;
         result.error = {rpc::RpcError::NotFound,
                         QStringLiteral("the upgrade service has no method \"%1\"").arg(method).toStdString()};
         return result;
     }
-    CallResult result = (this->*handler)(input);
+    CallResult result = installs ? installSoftware(input, context) : (this->*handler)(input);
     if (!result.accepted)
         qCInfo(servicesLog).noquote()
             << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);
@@ -154,6 +163,13 @@ QString UpgradeService::store(const std::function<QString(UpgradeStore &)> &work
 {
     QString error;
     m_thread.run([&] { error = work(*m_store); });
+    return error;
+}
+
+QString UpgradeService::engine(const std::function<QString(UpgradeEngine &)> &work)
+{
+    QString error;
+    m_thread.run([&] { error = work(*m_engine); });
     return error;
 }
 
@@ -229,15 +245,18 @@ CallResult UpgradeService::startDownload(const Bag &input)
     if (error.isEmpty())
         error = makeTask(input.values, catalogue, readInstalledSoftware(m_paths.apps), &task);
     if (error.isEmpty())
-        error = store([&](UpgradeStore &s) { return s.start(task); });
-    return answer(error);
+        error = engine([&](UpgradeEngine &e) { return e.start(task); });
+    QVariantMap values;
+    if (error.isEmpty())
+        present(QStringLiteral("showUpgradeDownloadDialog"), {}, &values);
+    return answer(error, {values, {}});
 }
 
 CallResult UpgradeService::queryTaskInfos(const Bag &input)
 {
     Q_UNUSED(input)
     QList<UpgradeTask> tasks;
-    const QString error = store([&](UpgradeStore &s) { return s.tasks(&tasks); });
+    const QString error = engine([&](UpgradeEngine &e) { return e.tasks(&tasks); });
     return answer(error, {{{key::TaskInfoList, toMaps(tasks)}}, {}});
 }
 
@@ -248,18 +267,37 @@ CallResult UpgradeService::stopUpgrade(const Bag &input)
     if (!wrong.isEmpty())
         return refused(code::InvalidArgs, wrong);
     bool known = false;
-    const QString error =
-        store([&](UpgradeStore &s) { return s.setState(product, state::Cancelled, QString(), &known); });
+    const QString error = engine([&](UpgradeEngine &e) { return e.stop(product, &known); });
     return known || !error.isEmpty() ? answer(error)
                                      : refused(code::Refused, QStringLiteral("no task of \"%1\"").arg(product));
 }
 
-CallResult UpgradeService::installSoftware(const Bag &input)
+CallResult UpgradeService::installSoftware(const Bag &input, const rpc::ICallContext &context)
 {
     QString product;
     const QString wrong = readName(input.values, key::SoftwareName, &product);
-    return wrong.isEmpty() ? refused(code::Refused, QStringLiteral("nothing is downloaded for \"%1\"").arg(product))
-                           : refused(code::InvalidArgs, wrong);
+    if (!wrong.isEmpty())
+        return refused(code::InvalidArgs, wrong);
+    const QString error = engine([&](UpgradeEngine &e) { return e.install(product); });
+    const bool waits = input.values.value(key::WaitForFinished).toBool();
+    return answer(error.isEmpty() && waits ? awaitInstallation(product, context) : error);
+}
+
+// Empty when it is installed, or when the caller no longer waits.
+QString UpgradeService::awaitInstallation(const QString &product, const rpc::ICallContext &context)
+{
+    constexpr unsigned long LookMs = 200; // also for a caller that has gone
+    UpgradeTask task;
+    while (!context.isCancelled()) {
+        const QString error = engine([&](UpgradeEngine &e) { return e.taskOf(product, &task); });
+        if (!error.isEmpty())
+            return error;
+        if (task.state != state::Installing)
+            return task.state == state::Installed ? QString() : task.error;
+        QMutexLocker locker(&m_changedLock);
+        m_changed.wait(&m_changedLock, LookMs);
+    }
+    return {};
 }
 
 CallResult UpgradeService::announce(const Bag &input)
@@ -296,7 +334,7 @@ CallResult UpgradeService::status(const Bag &input)
     QList<UpgradeTask> tasks;
     QString error = store([&](UpgradeStore &s) { return s.ignores(&ignores); });
     if (error.isEmpty())
-        error = store([&](UpgradeStore &s) { return s.tasks(&tasks); });
+        error = engine([&](UpgradeEngine &e) { return e.tasks(&tasks); });
     QVariantList ignoreMaps;
     for (const UpgradeStore::Ignored &entry : qAsConst(ignores))
         ignoreMaps << toMap(entry);

@@ -3,21 +3,26 @@
 #include "WorkThread.h"
 #include "tarn/rpc/IInvocable.h"
 #include <QHash>
+#include <QMutex>
+#include <QWaitCondition>
 #include <functional>
 #include <memory>
 
 namespace tarn::services {
 
+class UpgradeEngine;
 class UpgradeStore;
 
-/// Where the upgrade service finds what is installed and what is offered.
+/// Where the upgrade service finds what is installed and what is offered, and how fast it may download.
 struct UpgradePaths
 {
-    QString catalogue; ///< JSON file
-    QString apps;      ///< directory with the install descriptions
+    QString catalogue;    ///< JSON file
+    QString apps;         ///< directory with the install descriptions
+    qint64 bandwidth = 0; ///< bytes per second; 0 for no limit
 
-    /// From "cfg.ini" beside the program: "upgrade/catalogue" and "system/apps_path"; without them the layout that is
-    /// installed, "System/share/tarn/catalogue/catalogue.json" and "apps", falling back to "/opt/apps".
+    /// From "cfg.ini" beside the program: "upgrade/catalogue", "system/apps_path" and "upgrade/bandwidth"; without them
+    /// the layout that is installed, "System/share/tarn/catalogue/catalogue.json" and "apps", falling back to
+    /// "/opt/apps", and no limit.
     static UpgradePaths ofProgram(const QString &programDirectory);
 };
 
@@ -46,7 +51,8 @@ private:
     rpc::CallResult startDownload(const rpc::Bag &input);
     rpc::CallResult queryTaskInfos(const rpc::Bag &input);
     rpc::CallResult stopUpgrade(const rpc::Bag &input);
-    rpc::CallResult installSoftware(const rpc::Bag &input);
+    rpc::CallResult installSoftware(const rpc::Bag &input, const rpc::ICallContext &context);
+    QString awaitInstallation(const QString &product, const rpc::ICallContext &context);
     rpc::CallResult announce(const rpc::Bag &input);
     rpc::CallResult showNotes(const rpc::Bag &input);
     rpc::CallResult status(const rpc::Bag &input);
@@ -56,11 +62,15 @@ private:
     void present(const QString &operation, const QVariantList &records, QVariantMap *answer);
     /// Runs work on the store's thread. @return what went wrong, empty when all is well
     QString store(const std::function<QString(UpgradeStore &)> &work);
+    QString engine(const std::function<QString(UpgradeEngine &)> &work); ///< the same for the tasks
 
     const UpgradePaths m_paths;
     const Presenter m_presenter;
+    QMutex m_changedLock;
+    QWaitCondition m_changed; ///< the state of a task
     WorkThread m_thread;
-    std::unique_ptr<UpgradeStore> m_store; ///< belongs to m_thread
+    std::unique_ptr<UpgradeStore> m_store; ///< belongs to m_thread, as does the engine
+    std::unique_ptr<UpgradeEngine> m_engine;
 };
 
 } // namespace tarn::services

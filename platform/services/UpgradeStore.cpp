@@ -158,12 +158,27 @@ QString UpgradeStore::insertTask(const UpgradeTask &task)
 
 QString UpgradeStore::tasks(QList<UpgradeTask> *list)
 {
+    return readTasks(QString(), list);
+}
+
+QString UpgradeStore::task(const QString &product, UpgradeTask *task)
+{
+    QList<UpgradeTask> list;
+    const QString error = product.isEmpty() ? QString() : readTasks(product, &list);
+    *task = list.isEmpty() ? UpgradeTask() : list.constFirst();
+    return error;
+}
+
+// Of all products without a name.
+QString UpgradeStore::readTasks(const QString &product, QList<UpgradeTask> *list)
+{
     const QString error = m_db.ensureOpen();
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();
-    query.prepare(
-        QStringLiteral("SELECT product, state, error, current_version, exe, sections FROM tasks ORDER BY seq"));
+    query.prepare(QStringLiteral("SELECT product, state, error, current_version, exe, sections FROM tasks "
+                                 "WHERE :product = '' OR product = :product ORDER BY seq"));
+    query.bindValue(QStringLiteral(":product"), text(product));
     QString failure = m_db.run(query);
     while (failure.isEmpty() && query.next()) {
         UpgradeTask task;
@@ -207,20 +222,6 @@ QString UpgradeStore::setState(const QString &product, int state, const QString 
     const QString failure = m_db.run(query);
     *known = failure.isEmpty() && query.numRowsAffected() > 0;
     return failure;
-}
-
-QString UpgradeStore::setReceived(const QString &product, int position, qint64 bytes)
-{
-    const QString error = m_db.ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    QSqlQuery query = m_db.query();
-    query.prepare(QStringLiteral("UPDATE items SET received = ? WHERE position = ? AND "
-                                 "seq = (SELECT seq FROM tasks WHERE product = ?)"));
-    query.addBindValue(bytes);
-    query.addBindValue(position);
-    query.addBindValue(product);
-    return m_db.run(query);
 }
 
 } // namespace tarn::services

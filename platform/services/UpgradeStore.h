@@ -27,12 +27,14 @@ public:
     QString start(const UpgradeTask &task);
     /// In the order in which they were started.
     QString tasks(QList<UpgradeTask> *list);
+    /// @param task with state 0 when the product has none
+    QString task(const QString &product, UpgradeTask *task);
     /// @param known false when the product has no task
     QString setState(const QString &product, int state, const QString &error, bool *known);
-    QString setReceived(const QString &product, int position, qint64 bytes);
 
 private:
     QString insertTask(const UpgradeTask &task);
+    QString readTasks(const QString &product, QList<UpgradeTask> *list);
     QString readItems(UpgradeTask *task);
     QString isActive(const QString &product, bool *active);
 

@@ -1,4 +1,5 @@
 #pragma once
+#include "support/FakeClient.h"
 #include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
 #include <QVariantMap>
@@ -29,6 +30,16 @@ inline QVariant picture(const QVariantList &list)
 inline QVariant row(const QVariantMap &one)
 {
     return upgrade::operate::queryDataInfos(QVariantList{one}).constFirst();
+}
+
+// What the fake service answers.
+inline FakeAnswer answer(int code, const QString &error, const QVariantMap &values = {})
+{
+    FakeAnswer answer;
+    answer.code = code;
+    answer.error = error;
+    answer.values = values;
+    return answer;
 }
 
 } // namespace tasks

@@ -167,7 +167,7 @@ void tst_task_rows::failedPollsGiveAnEmptyList()
     QFETCH(int, code);
     QFETCH(QString, text);
     const QVariantMap values{{QStringLiteral("taskInfoList"), QVariantList{tasks::task(QStringLiteral("设计"), 1)}}};
-    FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"), {code, QStringLiteral("a%2b"), values});
+    FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"), tasks::answer(code, QStringLiteral("a%2b"), values));
     CUpgradeDataRefresher refresher;
     QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
     LogCatcher log;

@@ -61,7 +61,7 @@ void tst_upgrade_dialog::reports(const QVariantList &list, int times)
 {
     for (int i = 0; i < times; ++i) {
         FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"),
-                                 {1000, QString(), {{QStringLiteral("taskInfoList"), list}}});
+                                 tasks::answer(1000, QString(), {{QStringLiteral("taskInfoList"), list}}));
     }
 }
 

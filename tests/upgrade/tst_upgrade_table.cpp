@@ -403,7 +403,7 @@ void tst_upgrade_table::installsWhatWasDownloaded()
 
 void tst_upgrade_table::refusedInstallationIsLogged()
 {
-    FakeClient::fake().queue(QStringLiteral("InstallSoftware"), {1002, QStringLiteral("磁盘%1已满")});
+    FakeClient::fake().queue(QStringLiteral("InstallSoftware"), tasks::answer(1002, QStringLiteral("磁盘%1已满")));
     LogCatcher log;
     show({task("A", 2)});
     const QString text =
@@ -480,7 +480,7 @@ void tst_upgrade_table::cancelFailures()
     BoxScript boxes({BoxScript::pressing(QStringLiteral("是")), BoxScript::pressing(QStringLiteral("是")),
                      BoxScript::pressing(QStringLiteral("是"))});
     LogCatcher log;
-    FakeClient::fake().queue(QStringLiteral("StopUpgrade"), {1002, QStringLiteral("没有任务")});
+    FakeClient::fake().queue(QStringLiteral("StopUpgrade"), tasks::answer(1002, QStringLiteral("没有任务")));
     inner<QPushButton>(0, "cancelDownload")->click();
     const auto refused =
         log.find(QStringLiteral("【取消下载】调用停止升级接口失败。返回错误码为：1002，错误信息为：没有任务。"));
@@ -500,7 +500,7 @@ void tst_upgrade_table::stopAll()
 {
     QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
     show({task("B", 1), task("A", 3), task("", 1)});
-    FakeClient::fake().queue(QStringLiteral("StopUpgrade"), {1002, QStringLiteral("x")});
+    FakeClient::fake().queue(QStringLiteral("StopUpgrade"), tasks::answer(1002, QStringLiteral("x")));
     LogCatcher log;
     m_table->stopAllTask();
     QStringList stopped = stops();

@@ -32,7 +32,8 @@ public:
     virtual void QueryTaskInfos(Input input, Output output) = 0;
     /// Stops the task of a product in whatever state. Input: "软件名称".
     virtual void StopUpgrade(Input input, Output output) = 0;
-    /// Installs what was downloaded. Input: "软件名称", "WaitForFinished" (bool: answer when it is over),
+    /// Installs what was downloaded. Input: "软件名称", "WaitForFinished" (bool: answer when it is over; a longer
+    /// installation goes on after the deadline of the call),
     /// "是否重启软件" (bool) and the parts "软件", "插件", "补丁包", "旧版本补丁包".
     virtual void InstallSoftware(Input input, Output output) = 0;
 

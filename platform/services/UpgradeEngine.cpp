@@ -1,0 +1,278 @@
+#include "UpgradeEngine.h"
+#include "InstalledSoftware.h"
+#include "Log.h"
+#include "PackageDownload.h"
+#include "PackageInstaller.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include <QCryptographicHash>
+#include <QDir>
+#include <QSet>
+#include <algorithm>
+#include <utility>
+
+namespace tarn::services {
+
+namespace state = upgrade::state;
+
+namespace {
+
+constexpr int MaxDownloads = 4; // at once; the other tasks wait
+
+// One name for one package: what was begun for another is never taken up.
+QString packageName(const QString &product, const UpgradeItem &item)
+{
+    const QString identity = QStringList{product, item.url, item.sha256, item.version}.join(QChar(0x1F));
+    return QString::fromLatin1(QCryptographicHash::hash(identity.toUtf8(), QCryptographicHash::Sha1).toHex());
+}
+
+} // namespace
+
+UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings, std::function<void()> changed)
+    : m_store(store)
+    , m_settings(std::move(settings))
+    , m_changed(std::move(changed))
+    , m_throttle(m_settings.bandwidth)
+{
+}
+
+// Running installations are undone by their own destructors, with the tasks as they stand.
+UpgradeEngine::~UpgradeEngine() = default;
+
+void UpgradeEngine::resume()
+{
+    QList<UpgradeTask> list;
+    const QString error = m_store->tasks(&list);
+    if (!error.isEmpty()) {
+        qCWarning(servicesLog).noquote() << QStringLiteral("tasks: %1").arg(error);
+        return;
+    }
+    dropForeignFiles();
+    for (const UpgradeTask &task : qAsConst(list))
+        takeUp(task);
+    scheduleSoon();
+}
+
+void UpgradeEngine::takeUp(const UpgradeTask &task)
+{
+    if (task.state == state::Installing) {
+        const QString directory = directoryOf(task.product);
+        const QString error = directory.isEmpty() ? QString() : PackageInstaller::recover(directory);
+        if (!error.isEmpty())
+            return setState(task.product, state::InstallFailed, error);
+    }
+    const bool hasAll = firstMissing(task) < 0;
+    if (task.state == state::Installing || task.state == state::Downloaded)
+        setState(task.product, hasAll ? state::Downloaded : state::Downloading);
+}
+
+QString UpgradeEngine::start(const UpgradeTask &task)
+{
+    const QString error = m_store->start(task);
+    scheduleSoon();
+    return error;
+}
+
+QString UpgradeEngine::stop(const QString &product, bool *known)
+{
+    UpgradeTask task;
+    const QString error = taskOf(product, &task);
+    *known = error.isEmpty() && task.state != 0;
+    if (!*known || !task.isActive())
+        return error;
+    delete m_downloads.take(product);
+    const bool installing = m_installations.contains(product);
+    delete m_installations.take(product); // the product is as it was
+    setState(product, installing ? state::InstallFailed : state::Cancelled,
+             installing ? QStringLiteral("the installation was cancelled") : QString());
+    dropFiles(task);
+    scheduleSoon();
+    return {};
+}
+
+QString UpgradeEngine::install(const QString &product)
+{
+    UpgradeTask task;
+    const QString error = taskOf(product, &task);
+    if (!error.isEmpty() || task.state == state::Installing)
+        return error;
+    if (task.state != state::Downloaded)
+        return QStringLiteral("nothing is downloaded for \"%1\"").arg(product);
+    const QString directory = directoryOf(product);
+    if (directory.isEmpty()) {
+        setState(product, state::InstallFailed, QStringLiteral("the product is not installed"));
+        return QStringLiteral("the product is not installed");
+    }
+    QStringList files;
+    for (const UpgradeItem &item : qAsConst(task.items))
+        files << file(product, item);
+    auto *installer = new PackageInstaller(task, files, directory, this);
+    m_installations.insert(product, installer);
+    connect(installer, &PackageInstaller::finished, this,
+            [this, product](const QString &reason) { installEnded(product, reason); });
+    setState(product, state::Installing);
+    QMetaObject::invokeMethod(installer, &PackageInstaller::start, Qt::QueuedConnection);
+    return {};
+}
+
+void UpgradeEngine::installEnded(const QString &product, const QString &error)
+{
+    PackageInstaller *installer = m_installations.take(product);
+    if (!installer)
+        return;
+    installer->deleteLater();
+    UpgradeTask task;
+    taskOf(product, &task);
+    setState(product, error.isEmpty() ? state::Installed : state::InstallFailed, error);
+    if (error.isEmpty())
+        dropFiles(task);
+    else
+        qCWarning(servicesLog).noquote() << QStringLiteral("installing %1: %2").arg(product, error);
+}
+
+QString UpgradeEngine::tasks(QList<UpgradeTask> *list)
+{
+    const QString error = m_store->tasks(list);
+    for (UpgradeTask &task : *list) {
+        const PackageDownload *download = m_downloads.value(task.product);
+        for (UpgradeItem &item : task.items) {
+            item.received = receivedOf(task, item);
+            if (item.size == 0 && download)
+                item.size = download->total();
+        }
+    }
+    return error;
+}
+
+QString UpgradeEngine::taskOf(const QString &product, UpgradeTask *task)
+{
+    return m_store->task(product, task);
+}
+
+void UpgradeEngine::scheduleSoon()
+{
+    if (m_scheduled)
+        return;
+    m_scheduled = true;
+    QMetaObject::invokeMethod(this, &UpgradeEngine::schedule, Qt::QueuedConnection);
+}
+
+void UpgradeEngine::schedule()
+{
+    m_scheduled = false;
+    QList<UpgradeTask> list;
+    m_store->tasks(&list);
+    for (const UpgradeTask &task : qAsConst(list)) {
+        if (m_downloads.size() >= MaxDownloads)
+            return;
+        if (task.state == state::Downloading && !m_downloads.contains(task.product))
+            beginDownload(task);
+    }
+}
+
+void UpgradeEngine::beginDownload(const UpgradeTask &task)
+{
+    const int missing = firstMissing(task);
+    if (missing < 0) {
+        setState(task.product, state::Downloaded);
+        return;
+    }
+    if (!QDir().mkpath(m_settings.downloads)) {
+        setState(task.product, state::DownloadFailed, QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
+        return;
+    }
+    const UpgradeItem &item = task.items.at(missing);
+    const QString product = task.product;
+    auto *download = new PackageDownload({QUrl(item.url), item.sha256, item.size}, partialFile(product, item),
+                                         &m_network, &m_throttle, this);
+    m_downloads.insert(product, download);
+    connect(download, &PackageDownload::finished, this, [this, product, item](const QString &error) {
+        const bool kept = !error.isEmpty() || QFile::rename(partialFile(product, item), file(product, item));
+        downloadEnded(product, kept ? error : QStringLiteral("%1 cannot be written").arg(file(product, item)));
+    });
+    QMetaObject::invokeMethod(download, &PackageDownload::start, Qt::QueuedConnection);
+}
+
+void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
+{
+    if (PackageDownload *download = m_downloads.take(product))
+        download->deleteLater();
+    if (!error.isEmpty()) {
+        qCWarning(servicesLog).noquote() << QStringLiteral("downloading %1: %2").arg(product, error);
+        setState(product, state::DownloadFailed, error);
+    }
+    scheduleSoon(); // the next package of this product, or the next product
+}
+
+void UpgradeEngine::setState(const QString &product, int state, const QString &error)
+{
+    bool known = false;
+    const QString failure = m_store->setState(product, state, error, &known);
+    if (!failure.isEmpty())
+        qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(product, failure);
+    m_changed();
+}
+
+int UpgradeEngine::firstMissing(const UpgradeTask &task) const
+{
+    for (int i = 0; i < task.items.size(); ++i) {
+        if (!QFile::exists(file(task.product, task.items.at(i))))
+            return i;
+    }
+    return -1;
+}
+
+qint64 UpgradeEngine::receivedOf(const UpgradeTask &task, const UpgradeItem &item) const
+{
+    if (task.state == state::Installed)
+        return item.size; // the package is gone
+    const QFileInfo complete(file(task.product, item));
+    return complete.exists() ? complete.size() : QFileInfo(partialFile(task.product, item)).size();
+}
+
+QString UpgradeEngine::file(const QString &product, const UpgradeItem &item) const
+{
+    return QDir(m_settings.downloads).filePath(packageName(product, item) + QStringLiteral(".package"));
+}
+
+QString UpgradeEngine::partialFile(const QString &product, const UpgradeItem &item) const
+{
+    return QDir(m_settings.downloads).filePath(packageName(product, item) + QStringLiteral(".part"));
+}
+
+void UpgradeEngine::dropFiles(const UpgradeTask &task)
+{
+    for (const UpgradeItem &item : task.items) {
+        QFile::remove(file(task.product, item));
+        QFile::remove(partialFile(task.product, item));
+    }
+}
+
+// What belongs to no task that could still use it.
+void UpgradeEngine::dropForeignFiles()
+{
+    QList<UpgradeTask> list;
+    if (!m_store->tasks(&list).isEmpty())
+        return;
+    QSet<QString> wanted;
+    for (const UpgradeTask &task : qAsConst(list)) {
+        for (const UpgradeItem &item : task.items)
+            wanted +=
+                task.isActive() || task.state == state::DownloadFailed ? packageName(task.product, item) : QString();
+    }
+    const QDir downloads(m_settings.downloads);
+    const QFileInfoList files = downloads.entryInfoList(QDir::Files);
+    for (const QFileInfo &info : files) {
+        if (!wanted.contains(info.completeBaseName()))
+            QFile::remove(info.filePath());
+    }
+}
+
+QString UpgradeEngine::directoryOf(const QString &product) const
+{
+    const QList<InstalledSoftware> installed = readInstalledSoftware(m_settings.apps);
+    const auto found = std::find_if(installed.cbegin(), installed.cend(),
+                                    [&](const InstalledSoftware &one) { return one.name == product; });
+    return found == installed.cend() ? QString() : found->directory;
+}
+
+} // namespace tarn::services

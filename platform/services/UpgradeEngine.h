@@ -1,0 +1,67 @@
+#pragma once
+#include "Throttle.h"
+#include "UpgradeStore.h"
+#include <QHash>
+#include <QNetworkAccessManager>
+#include <QObject>
+#include <functional>
+
+namespace tarn::services {
+
+class PackageDownload;
+class PackageInstaller;
+
+/// Carries the tasks out: downloads several at once, installs on request. What it has reached is in the store and in the
+/// files, so that the next process goes on from there. One thread, whose event loop runs. The functions return what went
+/// wrong, empty when all is well.
+class UpgradeEngine final : public QObject
+{
+    Q_OBJECT
+public:
+    struct Settings
+    {
+        QString apps;         ///< directory with the install descriptions
+        QString downloads;    ///< directory for packages, made when it is needed
+        qint64 bandwidth = 0; ///< bytes per second for all downloads together; 0 for no limit
+    };
+
+    /// @param changed called after every change of a task's state
+    UpgradeEngine(UpgradeStore *store, Settings settings, std::function<void()> changed);
+    ~UpgradeEngine() override;
+
+    void resume(); ///< takes up the tasks of an earlier process
+    QString start(const UpgradeTask &task);
+    QString stop(const QString &product, bool *known);
+    /// Begins the installation of what is downloaded; one that runs already goes on.
+    QString install(const QString &product);
+    QString tasks(QList<UpgradeTask> *list); ///< with the bytes that have arrived
+    /// @param task with state 0 when the product has none
+    QString taskOf(const QString &product, UpgradeTask *task);
+
+private:
+    void schedule();
+    void scheduleSoon();
+    void beginDownload(const UpgradeTask &task);
+    void downloadEnded(const QString &product, const QString &error);
+    void installEnded(const QString &product, const QString &error);
+    void setState(const QString &product, int state, const QString &error = QString());
+    void takeUp(const UpgradeTask &task);
+    void dropFiles(const UpgradeTask &task);
+    void dropForeignFiles();
+    int firstMissing(const UpgradeTask &task) const;
+    qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item) const;
+    QString file(const QString &product, const UpgradeItem &item) const;        ///< of the complete package
+    QString partialFile(const QString &product, const UpgradeItem &item) const; ///< of what has arrived
+    QString directoryOf(const QString &product) const;                          ///< empty when it is not installed
+
+    UpgradeStore *const m_store;
+    const Settings m_settings;
+    const std::function<void()> m_changed;
+    QNetworkAccessManager m_network;
+    Throttle m_throttle;
+    QHash<QString, PackageDownload *> m_downloads; ///< by product
+    QHash<QString, PackageInstaller *> m_installations;
+    bool m_scheduled = false;
+};
+
+} // namespace tarn::services

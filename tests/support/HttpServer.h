@@ -1,0 +1,53 @@
+#pragma once
+#include <QByteArray>
+#include <QHash>
+#include <QMutex>
+#include <QString>
+#include <QTcpServer>
+#include <QThread>
+#include <QVector>
+#include <memory>
+
+// A web server of a test's own, on a thread of its own and a free port of 127.0.0.1. What it does to a file is set here.
+class HttpServer final
+{
+public:
+    struct File
+    {
+        QByteArray content;
+        int status = 200;         // anything else is answered with this and without the content
+        bool ranges = true;       // false: always the whole file
+        bool lyingRanges = false; // answers a range with another one
+        qint64 breakAfter = -1;   // closes the connection after this many bytes, with the first breaks answers
+        int breaks = 0;
+        qint64 bytesPerSecond = 0; // 0: at once
+        QByteArray redirectTo;
+    };
+    struct Request
+    {
+        QByteArray path;
+        QByteArray range; // empty without one
+    };
+
+    HttpServer();
+    ~HttpServer();
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+
+    QString url(const QString &path) const;
+    void set(const QString &path, const File &file); // path without the leading slash
+    QVector<Request> requests() const;
+
+private:
+    class Listener;
+    class Connection;
+
+    File take(const QByteArray &path, const QByteArray &range); // counts it
+
+    mutable QMutex m_mutex;
+    QHash<QByteArray, File> m_files;
+    QVector<Request> m_requests;
+    QThread m_thread;
+    quint16 m_port = 0;
+    Listener *m_listener = nullptr;
+};
