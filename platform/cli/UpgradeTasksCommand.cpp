@@ -74,16 +74,17 @@ int judgeUpgrade(const rpc::CallResult &result)
 
 int runUpgradeStart(const QStringList &arguments)
 {
-    CommandLine line({QStringLiteral("upgrade"), QStringLiteral("start")},
-                     QStringLiteral("Downloads everything that is new for a product; the window with the tasks comes up "
-                                    "and installs it."));
+    CommandLine line(
+        {QStringLiteral("upgrade"), QStringLiteral("start")},
+        QStringLiteral("Downloads everything that is new for a product; the window with the tasks comes up "
+                       "and installs it."));
     line.addArgument(QStringLiteral("PRODUCT"), QStringLiteral("Name of the product."));
     if (const auto done = line.parse(arguments, 1, 1))
         return *done;
     const QString product = line.arguments().constFirst();
     link::ServiceConnection connection;
-    const auto offered = connection.call(wire::UpgradeTag, QStringLiteral("CheckNewVersion"),
-                                         {{{key::SoftwareName, product}}, {}});
+    const auto offered =
+        connection.call(wire::UpgradeTag, QStringLiteral("CheckNewVersion"), {{{key::SoftwareName, product}}, {}});
     int code = judgeUpgrade(offered);
     if (code != status::Ok)
         return code;
@@ -91,11 +92,12 @@ int runUpgradeStart(const QStringList &arguments)
         complain(QStringLiteral("nothing is new for \"%1\"").arg(printable(product)));
         return status::Refused;
     }
-    const auto started =
-        connection.call(wire::UpgradeTag, QStringLiteral("StartDownload"), {offered.output.list.constFirst().toMap(), {}});
+    const auto started = connection.call(wire::UpgradeTag, QStringLiteral("StartDownload"),
+                                         {offered.output.list.constFirst().toMap(), {}});
     code = judgeUpgrade(started);
     if (code == status::Ok && !started.output.values.value(wire::Shown).toBool())
-        complain(QStringLiteral("started, but no window shows it: %1").arg(text(started.output.values, wire::ShowError)));
+        complain(
+            QStringLiteral("started, but no window shows it: %1").arg(text(started.output.values, wire::ShowError)));
     return code;
 }
 
