@@ -143,7 +143,7 @@ void TestServiceManager::brokenSettings_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::newRow("empty") << QByteArray();
-    QTest::newRow("garbage") << QByteArray("\0\xff[[[=\n%%%\n[system", 20);
+    QTest::newRow("garbage") << QByteArray("\0\xff[[[=\n%%%\n[system", 18);
     QTest::newRow("no such directory") << QByteArray("[system]\napps_path=/nonexistent/apps\n[config]\nRpcLog=maybe");
     QTest::newRow("huge") << QByteArray(8 << 20, 'x');
 }
