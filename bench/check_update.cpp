@@ -1,0 +1,214 @@
+// check_update: the check-update prompt and the update notes, beside a bare dialog. Orders, one a line; times are
+// milliseconds from the posted request, mapping is what the X server tells:
+//   prompt ROWS    time to mapping, time until every product has its row
+//   bare           time to mapping of an empty dialog of the prompt's size and flags
+//   notes BYTES    time to mapping, time until the text is there, longest event on the GUI thread from the request on
+// It loads no client library: nothing is asked of a service here.
+
+#include "frame/ManagerAccess.h"
+#include "frame/VisualizedManager.h"
+#include "support/XWatch.h"
+#include "tarn/core/BagArgs.h"
+#include "tarn/upgrade/IUpgradeServiceArgs.h"
+#include "upgrade/CUpdateItem.h"
+#include "upgrade/CheckUpdateDial.h"
+#include "upgrade/UpdateExplainDial.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTextBlock>
+#include <QTextBrowser>
+
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <utility>
+
+namespace {
+
+constexpr int TimeoutMs = 60000;
+
+/// Remembers the longest event that it delivered.
+class TimedApplication final : public QApplication
+{
+public:
+    using QApplication::QApplication;
+
+    bool notify(QObject *receiver, QEvent *event) override
+    {
+        const bool outermost = m_depth++ == 0;
+        const int64_t begin = nowNs();
+        const bool done = QApplication::notify(receiver, event);
+        --m_depth;
+        if (outermost)
+            longestNs = std::max(longestNs, nowNs() - begin);
+        return done;
+    }
+
+    int64_t longestNs = 0;
+
+private:
+    int m_depth = 0;
+};
+
+double since(int64_t begin, int64_t end)
+{
+    return double(end - begin) / 1e6;
+}
+
+template <class Condition>
+bool waitUntil(Condition met)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!met()) {
+        if (timer.elapsed() > TimeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+    }
+    return true;
+}
+
+// Time to the mapping of a window of the given size, NaN when none came.
+double mappingAfter(XWatch &watch, int64_t begin, const QSize &size)
+{
+    int64_t mapped = 0;
+    waitUntil([&] {
+        for (const XWindowRecord &window : watch.windows()) {
+            if (window.mapped >= begin && window.width == size.width() && window.height == size.height())
+                mapped = window.mapped;
+        }
+        return mapped != 0;
+    });
+    return mapped == 0 ? qQNaN() : since(begin, mapped);
+}
+
+QVariantMap record(const QString &name, const QString &notes = {})
+{
+    return {{"软件名称", name},
+            {"exe所在路径", "/bin/sh"},
+            {"软件", QVariantMap{{"软件名称", name},
+                                 {"升级版本", "2.0"},
+                                 {"发布日期", "2026-05-01 10:00:00"},
+                                 {"软件升级说明文件所在路径", notes}}}};
+}
+
+QSharedPointer<IUpgaredSoftInfoService_InputParam> request(const QVariantList &records)
+{
+    auto input = QSharedPointer<tarn::core::InputListArgs<IUpgaredSoftInfoService_InputParam>>::create();
+    input->SetValueList(records);
+    return input;
+}
+
+template <class Window>
+Window *theWindow()
+{
+    const QWidgetList all = QApplication::topLevelWidgets();
+    for (QWidget *widget : all) {
+        if (auto *window = qobject_cast<Window *>(widget))
+            return window;
+    }
+    return nullptr;
+}
+
+void closeAll(XWatch &watch)
+{
+    CVisualizedManager::FreeInstance();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    waitUntil([&] { return QApplication::topLevelWidgets().isEmpty(); });
+    watch.reset();
+}
+
+std::string prompt(XWatch &watch, int rows)
+{
+    QVariantList records;
+    for (int i = 0; i < rows; ++i)
+        records << record(QStringLiteral("产品%1").arg(i));
+    const int64_t begin = nowNs();
+    CManagerAccess::post(CVisualizedEvents::eShowAutoCheckUpdateDialog,
+                         std::make_unique<CAutoCheckUpdateEveData>(request(records)));
+    const double mapped = mappingAfter(watch, begin, QSize(410, 320));
+    waitUntil([&] { return theWindow<CCheckUpdateDial>()->findChildren<CUpdateItem *>().size() == rows; });
+    const double complete = since(begin, nowNs());
+    closeAll(watch);
+    std::ostringstream out;
+    out << mapped << ' ' << std::max(mapped, complete);
+    return out.str();
+}
+
+std::string bare(XWatch &watch)
+{
+    const int64_t begin = nowNs();
+    auto dialog = std::make_unique<QDialog>(nullptr, Qt::Tool | Qt::FramelessWindowHint);
+    dialog->setAttribute(Qt::WA_ShowWithoutActivating);
+    dialog->setFixedSize(410, 320);
+    dialog->move(1180, 570);
+    dialog->show();
+    const double mapped = mappingAfter(watch, begin, QSize(410, 320));
+    dialog.reset();
+    closeAll(watch);
+    return std::to_string(mapped);
+}
+
+QString notesFile(const QTemporaryDir &folder, int bytes)
+{
+    const QString path = folder.filePath(QStringLiteral("notes%1.html").arg(bytes));
+    QFile file(path);
+    if (!file.exists() && file.open(QIODevice::WriteOnly)) {
+        const QByteArray line =
+            QStringLiteral("<p><b>改进</b>：打开图纸的速度，以及 <i>many more</i> 的细节。</p>\n").toUtf8();
+        file.write(line.repeated(bytes / line.size()) + "<p>END</p>");
+    }
+    return path;
+}
+
+std::string notes(XWatch &watch, TimedApplication &application, const QString &file)
+{
+    const auto input = request({record(QStringLiteral("产品"), file)});
+    application.longestNs = 0;
+    const int64_t begin = nowNs();
+    CManagerAccess::post(CVisualizedEvents::eShowUpgradeExplainDialog, std::make_unique<CUpgradeExplainEveData>(input));
+    const double mapped = mappingAfter(watch, begin, QSize(800, 500));
+    auto *browser = theWindow<CUpdateExplainDial>()->findChild<QTextBrowser *>();
+    waitUntil([&] { return browser->document()->lastBlock().text() == QLatin1String("END"); });
+    const double there = since(begin, nowNs());
+    qreal height = -1; // the layout goes on in small steps; all of them count
+    waitUntil([&] {
+        const qreal now = browser->document()->size().height();
+        return now > 0 && std::exchange(height, now) == now;
+    });
+    const double longest = since(0, application.longestNs);
+    closeAll(watch);
+    std::ostringstream out;
+    out << mapped << ' ' << there << ' ' << longest;
+    return out.str();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (!qEnvironmentVariableIsSet("QT_XCB_GL_INTEGRATION"))
+        qputenv("QT_XCB_GL_INTEGRATION", "none"); // as the host does
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    TimedApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    XWatch watch;
+    const QTemporaryDir folder;
+    if (!watch.start())
+        return 1;
+    std::cout << "ready" << std::endl;
+    for (std::string line; std::getline(std::cin, line);) {
+        std::istringstream words(line);
+        std::string order;
+        int number = 0;
+        words >> order >> number;
+        if (order == "prompt")
+            std::cout << prompt(watch, number) << std::endl;
+        else if (order == "notes")
+            std::cout << notes(watch, application, notesFile(folder, number)) << std::endl;
+        else
+            std::cout << bare(watch) << std::endl;
+    }
+}
