@@ -7,6 +7,8 @@
 #include <QFileIconProvider>
 #include <QGridLayout>
 #include <QLabel>
+#include <QMimeDatabase>
+#include <QPixmapCache>
 #include <utility>
 
 using namespace tarn::upgrade;
@@ -21,11 +23,22 @@ constexpr int ButtonColumn = 115;
 constexpr QSize ButtonSize(55, 25);
 constexpr int MeasuredLength = 1000; // more than a line or a tool tip shows; measuring a huge name takes long
 
-// The delivered mime database and icon theme decide; a file that does not exist has no icon.
+// The file-system icon; a file that does not exist has none. It depends on the file's type only, and decoding it anew
+// for every row would take longer than the rest of the row.
 QPixmap fileIcon(const QString &path, const QWidget *w)
 {
     const QFileInfo file(path);
-    return file.exists() ? QFileIconProvider().icon(file).pixmap(look::scaled(IconSize, w)) : QPixmap();
+    if (!file.exists())
+        return {};
+    const int size = look::scaled(IconSize, w);
+    const QString type = QMimeDatabase().mimeTypeForFile(file).name();
+    const QString cacheKey = QStringLiteral("tarn.fileicon/%1/%2").arg(type, QString::number(size));
+    QPixmap icon;
+    if (!QPixmapCache::find(cacheKey, &icon)) {
+        icon = QFileIconProvider().icon(file).pixmap(size);
+        QPixmapCache::insert(cacheKey, icon);
+    }
+    return icon;
 }
 
 CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
@@ -70,7 +83,7 @@ void CUpdateItem::SetContainPlus(bool containPlus)
 
 QString CUpdateItem::sheet()
 {
-    return QStringLiteral("#productName{color:#444545;} #updateTips{color:red;}") +
+    return CSelectWidget::sheet() + QStringLiteral("#productName{color:#444545;} #updateTips{color:red;}") +
            look::whiteButton(QStringLiteral("CUpdateItem CCustomBtn")) +
            QStringLiteral("CUpdateItem CCustomBtn{padding:0px;}"); // four characters just fit
 }

@@ -19,8 +19,13 @@ CSelectWidget::CSelectWidget(QWidget *row)
 {
     setAttribute(Qt::WA_StyledBackground); // a plain widget paints no sheet
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    setStyleSheet(rowSheet());
     row->installEventFilter(this);
+}
+
+// One rule for all rows: a sheet on each of them costs more than the rest of the row.
+QString CSelectWidget::sheet()
+{
+    return QStringLiteral("CSelectWidget{%1}").arg(rowSheet());
 }
 
 bool CSelectWidget::eventFilter(QObject *watched, QEvent *event)

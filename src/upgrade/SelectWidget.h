@@ -9,6 +9,9 @@ class CSelectWidget final : public QWidget
 public:
     explicit CSelectWidget(QWidget *row);
 
+    /// The look of a row that is not selected, for the sheet of the window that holds the rows.
+    static QString sheet();
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 };
