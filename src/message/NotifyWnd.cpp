@@ -11,6 +11,7 @@
 #include "widgets/Compositor.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
+#include <QApplication>
 #include <QDesktopServices>
 #include <QFrame>
 #include <QGuiApplication>
@@ -117,6 +118,12 @@ QFont fontOf(int pixelSize, bool bold = false)
     return font;
 }
 
+// From the shared pictures: a QIcon of the vector file would leave a pixmap of its own in the cache for each notice.
+QIcon icon(const QString &path, int side)
+{
+    return QIcon(picture::load(path, QSize(side, side), qApp->devicePixelRatio()));
+}
+
 QPainterPath roundedPath(const QRectF &rect, qreal radius)
 {
     QPainterPath path;
@@ -202,7 +209,7 @@ void NotifyWnd::setData(const QMap<QString, QVariant> &data)
 void NotifyWnd::CreateCtrl()
 {
     delete m_msgCenterButton;
-    m_msgCenterButton = new QPushButton(QIcon(QStringLiteral(":/images/images/msgCenter.svg")),
+    m_msgCenterButton = new QPushButton(icon(QStringLiteral(":/images/images/msgCenter.svg"), MsgCenterIconSize),
                                         QStringLiteral("消息中心 "), m_background);
     m_msgCenterButton->setObjectName(QStringLiteral("notify-msgcenter-btn"));
     m_msgCenterButton->setFlat(true);
@@ -375,7 +382,8 @@ QLabel *NotifyWnd::linkRow()
 
 QPushButton *NotifyWnd::closeButton()
 {
-    auto *button = new QPushButton(QIcon(QStringLiteral(":/images/images/notifyClose.svg")), QString(), m_background);
+    auto *button = new QPushButton(icon(QStringLiteral(":/images/images/notifyClose.svg"), CloseIconSize), QString(),
+                                   m_background);
     button->setObjectName(QStringLiteral("notify-close-btn"));
     button->setAccessibleName(QStringLiteral("关闭"));
     button->setFlat(true);
