@@ -77,6 +77,8 @@ bool writeIndex(const QVector<Scene> &scenes, const QDir &folder)
            "The picture shown is the one at 96 dpi; larger screens are linked.\n";
     QString section;
     for (const Scene &scene : scenes) {
+        if (!QFile::exists(folder.filePath(fileName(scene, DesignDpi))))
+            continue;
         const QString part = scene.name.section(QLatin1Char('-'), 0, 0);
         if (part != section)
             out << "\n## " << part << '\n';
