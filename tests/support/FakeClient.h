@@ -12,9 +12,9 @@
 struct FakeAnswer
 {
     int code = 0;
-    QString error;
-    QVariantMap values;
-    QVariantList list;
+    QString error = {};
+    QVariantMap values = {};
+    QVariantList list = {};
     int delayMs = 0;
     bool hang = false; // answers only after releaseHangs() or the assistant's UnInitialize()
 };
