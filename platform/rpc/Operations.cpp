@@ -101,7 +101,8 @@ QString keyTable(const char *title, const QVector<OperationKey> &keys)
     for (const OperationKey &each : keys) {
         const QString name =
             each.name.isEmpty() ? QStringLiteral("the bag's list") : QStringLiteral("`%1`").arg(each.name);
-        const QString meaning = each.required ? each.meaning + QStringLiteral(" (required)") : each.meaning;
+        const QString meaning =
+            each.required ? each.meaning + QStringLiteral(" (nothing is shown without it)") : each.meaning;
         text += QStringLiteral("| %1 | %2 | %3 |\n").arg(name, each.type, meaning);
     }
     return text;

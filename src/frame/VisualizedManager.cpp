@@ -50,7 +50,7 @@ CVisualizedManager::~CVisualizedManager()
     deleteDialogs();
     const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
-    delete notice; // not left to an event loop that may not run again
+    delete notice;       // not left to an event loop that may not run again
     delete m_upgradeDlg; // with its polling; the tasks are the upgrade service's and go on
 }
 

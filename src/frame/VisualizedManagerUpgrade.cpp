@@ -10,6 +10,8 @@
 #include "upgrade/UpgradeDialog.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomMessageBox.h"
+#include "widgets/QuestionMessageBox.h"
+#include "widgets/TimingMessageBox.h"
 #include <QApplication>
 #include <algorithm>
 #include <optional>
@@ -108,8 +110,9 @@ void CVisualizedManager::deleteDialogs()
         delete dialog;
     const QWidgetList windows = QApplication::topLevelWidgets(); // a notice stands alone, without a parent
     for (QWidget *window : windows) {
-        if (auto *box = qobject_cast<CustomMessageBox *>(window))
-            box->reject();
+        if (qobject_cast<CustomMessageBox *>(window) || qobject_cast<QuestionMessageBox *>(window) ||
+            qobject_cast<CTimingMessageBox *>(window))
+            static_cast<QDialog *>(window)->reject();
     }
 }
 

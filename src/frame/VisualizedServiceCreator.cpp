@@ -77,7 +77,8 @@ bool CVisualizedServiceCreator::create(const QString &tag)
                             .arg(QLatin1String(__func__), QString::fromStdString(tarn::rpc::getRpcLastError().message));
         return false;
     }
-    m_adapter->active();
+    if (!m_adapter->active()) // it goes on trying to register by itself, unless another process holds the tag
+        VT_LOG(warning) << QString::fromStdString(tarn::rpc::getRpcLastError().message);
     VT_LOG(info) << QStringLiteral("[CVisualizedServiceCreator::%1]服务对象绑定成功，标签[%2]")
                         .arg(QLatin1String(__func__), tag);
     return true;

@@ -198,7 +198,7 @@ void NotifyWnd::setData(const QMap<QString, QVariant> &data)
     m_data = data;
     m_msgId = textOf(key::MsgId);
     showTitle(textOf(key::MsgTitle));
-    m_body->showHtml(bodyHtml(m_bodyFontSize, textOf(key::MsgContent)));
+    m_body->showHtml(bodyHtml(m_bodyFontSize, textOf(key::MsgContent)), fontOf(m_bodyFontSize));
     setLink(textOf(key::LinkText), textOf(key::LinkAdress));
     SetPicPath(textOf(key::PicFilePath));
     setAccessibleName(windowTitle() + QStringLiteral("：") + m_title->accessibleName());
@@ -273,8 +273,10 @@ void NotifyWnd::OnlinkActivated(QString link)
     VT_LOG(info) << QStringLiteral("消息以点击-消息id:") + m_msgId;
     const QUrl url(link);
     // An address without a scheme would be taken for a file of the current directory.
-    if (!url.isValid() || url.scheme().isEmpty() || !QDesktopServices::openUrl(url))
+    if (!url.isValid() || url.scheme().isEmpty() || !QDesktopServices::openUrl(url)) {
+        VT_LOG(warning) << QStringLiteral("通知栏消息：链接无法打开。消息ID:%1").arg(m_msgId);
         return;
+    }
     CMsgUpdTaskData task;
     task.msgIds = QStringList(m_msgId);
     task.receipt = tarn::message::receipt::Clicked;

@@ -47,8 +47,9 @@ int CRichText::heightOfWholeLines(int height) const
     return height;
 }
 
-void CRichText::showHtml(const QString &html)
+void CRichText::showHtml(const QString &html, const QFont &font)
 {
+    m_document.setDefaultFont(font); // for what stands outside of the paragraph that was meant to hold it
     m_document.setHtml(html);
     fitHeight();
     setAccessibleName(m_document.toPlainText().left(MaxAccessibleChars));

@@ -13,7 +13,7 @@ public:
     /// Height of as many whole lines as fit into height; the widget's own height if all do.
     int heightOfWholeLines(int height) const;
 
-    void showHtml(const QString &html);
+    void showHtml(const QString &html, const QFont &font = {});
     /// One paragraph of plain text of at most maxLines lines; what does not fit ends in "…", the tool tip has it all.
     void showPlain(const QString &text, const QFont &font, int maxLines);
 

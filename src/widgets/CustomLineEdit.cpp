@@ -115,8 +115,21 @@ void CCustomLineEdit::keyPressEvent(QKeyEvent *event)
         OnCopyClicked(false);
     else if (event->matches(QKeySequence::Cut))
         OnCutClicked(false);
+    else if (m_password && event->matches(QKeySequence::DeleteEndOfLine))
+        deleteSilently(cursorPosition());
+    else if (m_password && event->matches(QKeySequence::DeleteCompleteLine))
+        deleteSilently(0);
     else
         QLineEdit::keyPressEvent(event);
+}
+
+// The base would put what it deletes on the clipboard, unmarked.
+void CCustomLineEdit::deleteSilently(int from)
+{
+    if (isReadOnly())
+        return;
+    setSelection(from, text().size() - from);
+    del();
 }
 
 // The base has just put the selection where the middle button pastes from.

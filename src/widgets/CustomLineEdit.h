@@ -33,6 +33,7 @@ protected:
 
 private:
     bool canCopy() const;
+    void deleteSilently(int from);
     void addAction(QMenu *menu, const QString &text, const QString &keys, bool enabled,
                    void (CCustomLineEdit::*slot)(bool));
 

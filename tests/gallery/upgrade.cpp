@@ -32,7 +32,7 @@ QVariantMap product(const QString &name, const QString &slug)
 {
     return {{key::SoftwareName, name},
             {key::ExePath, QStringLiteral(GALLERY_SAMPLE "/apps/%1/%1.sh").arg(slug)},
-            {key::IconPath, sampleFile(QStringLiteral("icons/%1.svg").arg(slug))}};
+            {key::IconPath, sampleFile(QStringLiteral("icons/%1.png").arg(slug))}};
 }
 
 QVariantMap released(const QString &name, const QString &slug, const QString &version, const QString &date)

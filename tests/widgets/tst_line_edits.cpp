@@ -172,6 +172,16 @@ void TestLineEdits::shownPasswordIsMarked()
     QCOMPARE(edit.text(), QString());
     QCOMPARE(clipboard()->text(), QStringLiteral("geheim"));
     QCOMPARE(hint(), QByteArray("secret"));
+
+    // The editing keys that delete a line put it on the clipboard elsewhere.
+    init();
+    edit.setText(QStringLiteral("geheim"));
+    edit.setCursorPosition(2);
+    QTest::keyClick(&edit, Qt::Key_K, Qt::ControlModifier);
+    QCOMPARE(edit.text(), QStringLiteral("ge"));
+    QTest::keyClick(&edit, Qt::Key_U, Qt::ControlModifier);
+    QCOMPARE(edit.text(), QString());
+    QCOMPARE(clipboard()->text(), QStringLiteral("vorher"));
 }
 
 void TestLineEdits::readOnly()
