@@ -11,6 +11,7 @@ namespace tarn::rpc {
 namespace {
 
 constexpr int ConnectBackoffMs = 100;
+constexpr qint64 MaxPemBytes = 1048576;
 const QString UnixScheme = QStringLiteral("unix:");
 
 bool readPem(const char *variable, std::string *to, QString *error)
@@ -22,7 +23,7 @@ bool readPem(const char *variable, std::string *to, QString *error)
                                 : QStringLiteral("%1 cannot be read").arg(path);
         return false;
     }
-    *to = file.read(1024 * 1024).toStdString();
+    *to = file.read(MaxPemBytes).toStdString();
     return true;
 }
 

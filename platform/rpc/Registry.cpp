@@ -23,7 +23,7 @@ QString Registry::add(const QVector<RegistryEntry> &entries, quint64 epoch, quin
 {
     const QMutexLocker lock(&m_mutex);
     for (const RegistryEntry &entry : entries) {
-        const QString reason = objection(entry);
+        QString reason = objection(entry);
         if (!reason.isEmpty())
             return reason;
         const auto holder = m_entries.constFind(entry.object.tag);

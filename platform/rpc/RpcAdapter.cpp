@@ -64,7 +64,7 @@ ObjectRef bindCallback(RpcAdapter &adapter, const std::any &object, const QStrin
     const QString tag = QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(random), sizeof(random)).toHex());
     if (!succeed(adapter.d->add(object, interfaceName, tag, false)))
         return {};
-    const ObjectRef ref = adapter.d->core->reference(*adapter.d->state, tag);
+    ObjectRef ref = adapter.d->core->reference(*adapter.d->state, tag);
     if (ref.isNull()) {
         adapter.remove(tag);
         fail(RpcError::InvalidArgument, QStringLiteral("the adapter is not active"));

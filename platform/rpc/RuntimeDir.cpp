@@ -60,7 +60,7 @@ bool isDeserted(const QByteArray &path)
 
 QString runtimeDir(QString *error)
 {
-    const QString dir = wantedDir();
+    QString dir = wantedDir();
     const QByteArray path = QFile::encodeName(dir);
     if (!QDir::isAbsolutePath(dir)) {
         *error = QStringLiteral("runtime directory %1 refused: the path is not absolute").arg(dir);
@@ -83,7 +83,7 @@ QString socketPath(const QString &name, QString *error)
     const QString dir = runtimeDir(error);
     if (dir.isEmpty())
         return QString();
-    const QString path = dir + QLatin1Char('/') + name;
+    QString path = dir + QLatin1Char('/') + name;
     const int length = QFile::encodeName(path).size();
     if (length > MaxSocketPath) {
         *error = QStringLiteral("socket path %1 has %2 bytes, at most %3 are possible")
