@@ -39,8 +39,8 @@ class TestUpgrade final : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void updateFromThePromptBecomesATask();
     void closingTheNotesLeadsToThePatch();
+    void updateFromThePromptBecomesATask(); // then nothing is new for the product
     void ignoreAllKeepsThePromptAway();
     void wrongUsage();
     void cleanupTestCase();
