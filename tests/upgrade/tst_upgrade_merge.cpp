@@ -296,7 +296,7 @@ void tst_upgrade_merge::equalsTheModel()
 {
     bool given = false;
     quint32 seed = qEnvironmentVariable("TARN_SEED").toUInt(&given); // repeats one schedule
-    const int schedules = given ? 1 : 2000;
+    const int schedules = given ? 1 : 400;
     if (!given)
         seed = QRandomGenerator::global()->generate();
     qInfo("schedules %u to %u", seed, seed + quint32(schedules) - 1);
