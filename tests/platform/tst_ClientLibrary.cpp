@@ -1,3 +1,4 @@
+#include "support/Freeze.h"
 #include "support/Platform.h"
 #include "support/ServedObject.h"
 #include "tarn/client/IServiceAssistantManager.h"
@@ -326,7 +327,7 @@ void TestClientLibrary::endsAHangingCall()
     QCOMPARE(codeOfAll(), 2000);
     const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
     QVERIFY(services > 0);
-    ::kill(services, SIGSTOP);
+    QVERIFY(freeze(services));
     QThreadPool callers;
     callers.setMaxThreadCount(3);
     QList<QFuture<int>> calls;

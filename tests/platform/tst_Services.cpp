@@ -1,3 +1,4 @@
+#include "support/Freeze.h"
 #include "support/Platform.h"
 #include "support/ServedObject.h"
 #include "tarn/link/MessageWire.h"
@@ -144,7 +145,7 @@ void TestServices::endsCleanlyAndReRegisters()
 {
     Platform platform;
     QVERIFY(platform.startHub());
-    ::kill(static_cast<pid_t>(platform.servicesOfHub()), SIGSTOP); // out of the way
+    QVERIFY(freeze(static_cast<pid_t>(platform.servicesOfHub()))); // out of the way
     QVERIFY(Platform::terminate(platform.hub(), 20000));
 
     QVERIFY(platform.startHub());

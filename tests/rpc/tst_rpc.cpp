@@ -1,5 +1,6 @@
 // The RPC core as the platform's programs use it, against real hub and peer processes.
 #include "Sandbox.h"
+#include "support/Freeze.h"
 #include "tarn/rpc/IInvocable.h"
 #include "tarn/rpc/Rpc.h"
 #include <QRect>
@@ -259,7 +260,7 @@ void tst_Rpc::initWithoutHubIsQuickAndCanBeRepeated()
     QVERIFY(m_box->startHub());
     QVERIFY2(rpc.init(m_box->settings()), qPrintable(lastError()));
 
-    kill(static_cast<pid_t>(m_box->hub().processId()), SIGSTOP);
+    QVERIFY(freeze(static_cast<pid_t>(m_box->hub().processId())));
     clock.restart();
     QVERIFY(!rpc.init(m_box->settings()));
     QVERIFY2(clock.elapsed() < 4500, qPrintable(QString::number(clock.elapsed())));
@@ -372,7 +373,7 @@ void tst_Rpc::frozenPeerLosesItsLease()
     init();
     const auto peer = m_box->startPeer(QStringLiteral("a"));
     QVERIFY(peer && proxy(QStringLiteral("a")));
-    kill(static_cast<pid_t>(peer->processId()), SIGSTOP);
+    QVERIFY(freeze(static_cast<pid_t>(peer->processId())));
     QTRY_VERIFY(!proxy(QStringLiteral("a")));
     kill(static_cast<pid_t>(peer->processId()), SIGCONT);
     QTRY_VERIFY(proxy(QStringLiteral("a"))); // registers again by itself
