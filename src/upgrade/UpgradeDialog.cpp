@@ -101,12 +101,19 @@ void CUpgradeDialog::showUpgradeDialog()
         m_refresher->startWork();
         m_tray->show();
     }
+    showAgain();
+}
+
+// The X plug-in drops the role of a window that was hidden.
+void CUpgradeDialog::showAgain()
+{
     showNormal();
+    setWindowRole(windowRole());
 }
 
 void CUpgradeDialog::onOpenTriggered()
 {
-    showNormal();
+    showAgain();
     raise();
     activateWindow();
 }

@@ -52,6 +52,7 @@ private:
     void initTray();
     QFrame *windowFrame();
     void dismissBoxes();
+    void showAgain();
 
     upgrade::controls::CUpgradeTableWidget *m_table = nullptr;
     upgrade::operate::CUpgradeDataRefresher *m_refresher = nullptr;

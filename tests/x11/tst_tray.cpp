@@ -3,6 +3,7 @@
 #include "support/LogCatcher.h"
 #include "support/XClients.h"
 #include "support/XInput.h"
+#include "upgrade/BoxScript.h"
 #include "upgrade/Tasks.h"
 #include "upgrade/UpgradeDialog.h"
 #include <QMenu>
@@ -20,6 +21,7 @@ private slots:
     void cleanup();
     void trayComesAndGoes();
     void menu();
+    void shownAgainAfterAReport();
     void realDrag();
 
 private:
@@ -125,6 +127,23 @@ void tst_tray::menu()
     const QPoint open = menu->mapToGlobal(menu->actionGeometry(menu->actions().at(0)).center());
     m_input.click(open.x(), open.y());
     QTRY_VERIFY(m_dialog->isVisible());
+}
+
+void tst_tray::shownAgainAfterAReport()
+{
+    const QVariantList failed{tasks::task(QStringLiteral("A"), 11)};
+    m_dialog->showUpgradeDialog();
+    FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"),
+                             tasks::answer(1000, QString(), {{QStringLiteral("taskInfoList"), failed}}));
+    BoxScript boxes({BoxScript::pressing(QStringLiteral("确定"))});
+    const QString role = QStringLiteral("CUpgradeDialog");
+    QTRY_VERIFY_WITH_TIMEOUT(boxes.isDone() && xclients::byRole(role).isNull(), 10000);
+    for (int round = 0; round < 2; ++round) {
+        m_dialog->showUpgradeDialog();
+        QTRY_VERIFY(!xclients::byRole(role).isNull());
+        m_dialog->onClose();
+        QTRY_VERIFY(xclients::byRole(role).isNull());
+    }
 }
 
 void tst_tray::realDrag()

@@ -1,0 +1,254 @@
+// From the request to the closed window, with real processes, a real mouse and a web server of the test's own.
+#include "e2e/Popup.h"
+#include "e2e/Session.h"
+#include "support/HttpServer.h"
+#include "support/Packages.h"
+#include "support/XInput.h"
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTest>
+#include <algorithm>
+#include <csignal>
+
+namespace {
+
+const QString Window = QStringLiteral("CUpgradeDialog");
+const QString Question = QStringLiteral("QuestionMessageBox");
+const QString Report = QStringLiteral("CustomMessageBox");
+
+QString name(int number)
+{
+    return QStringList{QStringLiteral("甲"), QStringLiteral("乙"), QStringLiteral("丙")}.at(number);
+}
+
+XClient waitFor(const QString &role)
+{
+    XClient client;
+    const bool up = QTest::qWaitFor(
+        [&] {
+            client = xclients::byRole(role);
+            return !client.isNull();
+        },
+        20000);
+    return up ? client : XClient();
+}
+
+// The window is kept for the next request.
+bool waitHidden()
+{
+    return QTest::qWaitFor([] { return xclients::byRole(Window).isNull(); }, 20000);
+}
+
+} // namespace
+
+class TestOnlineUpgrade final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void threeProducts();
+    void killedServiceResumes();
+    void hungServiceLeavesTheWindowUsable();
+
+private:
+    // Announces version 2.0 of a product whose package arrives at this speed.
+    void offer(int product, const QByteArray &package, qint64 bytesPerSecond, bool honest = true);
+    void writeCatalogue() const;
+    Session::Result upgrade(const QStringList &arguments) const
+    {
+        return m_session.tarnctl(QStringList{QStringLiteral("upgrade")} + arguments);
+    }
+    QJsonObject task(int product) const;
+    int state(int product) const { return task(product).value(QStringLiteral("Status")).toInt(); }
+    qint64 received(int product) const;
+    QByteArray installedFile(int product, const QString &path) const
+    {
+        return packages::readFile(
+            m_session.path(QStringLiteral("bin/apps/") + name(product) + QLatin1Char('/') + path));
+    }
+    void click(const XClient &client, const QPoint &place);
+    bool trayHasIcon() const;
+
+    Session m_session;
+    HttpServer m_server;
+    XInput m_input;
+    QProcess m_trayer;
+    QMap<int, QString> m_offers; // JSON, by product
+};
+
+void TestOnlineUpgrade::initTestCase()
+{
+    QVERIFY(m_input.isValid());
+    for (int product = 0; product < 3; ++product)
+        packages::install(m_session.path(QStringLiteral("bin/apps")), name(product), QStringLiteral("1.0"));
+    const QString settings = QStringLiteral("[system]\napps_path=apps\n[upgrade]\ncatalogue=%1\n");
+    QVERIFY(m_session.writeBinFile(QStringLiteral("cfg.ini"),
+                                   settings.arg(m_session.path(QStringLiteral("catalogue.json"))).toUtf8()));
+    m_trayer.start(QStringLiteral("trayer"),
+                   {QStringLiteral("--edge"), QStringLiteral("bottom"), QStringLiteral("--widthtype"),
+                    QStringLiteral("request"), QStringLiteral("--height"), QStringLiteral("32")});
+    QVERIFY(m_trayer.waitForStarted());
+    QVERIFY(m_session.startHost());
+    QVERIFY2(m_session.waitReady(), qPrintable(m_session.hostLog()));
+}
+
+void TestOnlineUpgrade::cleanupTestCase()
+{
+    m_trayer.terminate();
+    m_trayer.waitForFinished();
+    QCOMPARE(m_session.stopHost(), 0);
+}
+
+void TestOnlineUpgrade::offer(int product, const QByteArray &package, qint64 bytesPerSecond, bool honest)
+{
+    HttpServer::File file;
+    file.content = package;
+    file.bytesPerSecond = bytesPerSecond;
+    const QString path = QString::number(product);
+    m_server.set(path, file);
+    m_offers[product] = QStringLiteral(R"({"name":"%1","release":{"version":"2.0","date":"2026-11-01 10:00:00",)"
+                                       R"("package":{"url":"%2","size":%3,"sha256":"%4"}}})")
+                            .arg(name(product), m_server.url(path), QString::number(package.size()),
+                                 honest ? packages::sha256(package) : QString(64, QLatin1Char('1')));
+    writeCatalogue();
+}
+
+void TestOnlineUpgrade::writeCatalogue() const
+{
+    const QString json = QStringLiteral(R"({"products":[%1]})").arg(m_offers.values().join(QLatin1Char(',')));
+    QVERIFY(packages::writeFile(m_session.path(QStringLiteral("catalogue.json")), json.toUtf8()));
+}
+
+QJsonObject TestOnlineUpgrade::task(int product) const
+{
+    const Session::Result result = upgrade({QStringLiteral("tasks"), QStringLiteral("--json")});
+    for (const QJsonValue &value : result.json().toArray()) {
+        if (value.toObject().value(QStringLiteral("SoftName")).toString() == name(product))
+            return value.toObject();
+    }
+    return {};
+}
+
+qint64 TestOnlineUpgrade::received(int product) const
+{
+    const QJsonObject item = task(product).value(QStringLiteral("WorkingItem")).toObject();
+    return item.value(QStringLiteral("CurrentSize")).toVariant().toLongLong();
+}
+
+void TestOnlineUpgrade::click(const XClient &client, const QPoint &place)
+{
+    const QPoint at = client.geometry.topLeft() + place;
+    m_input.click(at.x(), at.y());
+}
+
+// The icon is a small window of the host's, inside of the tray's.
+bool TestOnlineUpgrade::trayHasIcon() const
+{
+    QProcess tree;
+    tree.start(QStringLiteral("xwininfo"), {QStringLiteral("-root"), QStringLiteral("-tree")});
+    tree.waitForFinished();
+    const QList<QByteArray> lines = tree.readAllStandardOutput().split('\n');
+    return std::any_of(lines.cbegin(), lines.cend(), [](const QByteArray &line) {
+        const int size = line.indexOf("(\"visualized-host\" \"visualized-host\")  ");
+        const QByteArray width = size < 0 ? QByteArray() : line.mid(size + 40).trimmed().split('x').value(0);
+        return width.toInt() > 8 && width.toInt() < 64;
+    });
+}
+
+void TestOnlineUpgrade::threeProducts()
+{
+    const QByteArray good = packages::archive(
+        {{QStringLiteral("bin/program"), "new 2.0"}, {QStringLiteral("data/big"), QByteArray(200000, 'x')}});
+    offer(0, good, qMax(200, good.size() / 4)); // four seconds
+    offer(1, QByteArray(500000, 'y'), 20000);
+    offer(2, QByteArray(30000, 'z'), 5000, false); // six seconds, and then the wrong checksum
+    for (int product = 0; product < 3; ++product) {
+        const Session::Result started = upgrade({QStringLiteral("start"), name(product)});
+        QVERIFY2(started.exitCode == 0 && started.errors.isEmpty(), started.errors.constData());
+    }
+    const XClient window = waitFor(Window);
+    QVERIFY(!window.isNull());
+    QCOMPARE(window.geometry.size(), QSize(750, 500));
+    QCOMPARE(window.title, QStringLiteral("在线升级"));
+    QTRY_VERIFY(received(0) > 0 && received(1) > 0 && received(2) > 0);
+
+    QTRY_VERIFY(trayHasIcon());
+    click(window, QPoint(711, 194)); // cancel in the second row
+    const XClient question = waitFor(Question);
+    QVERIFY(!question.isNull());
+    QCOMPARE(state(1), 1);
+    click(question, QPoint(question.geometry.width() - 160, question.geometry.height() - 39)); // "是"
+    QTRY_COMPARE_WITH_TIMEOUT(state(1), 4, 10000);
+
+    QProcess reader; // the box stands until it is read
+    reader.start(QStringLiteral("/usr/bin/python3"),
+                 {QStringLiteral(TARN_E2E_DIR "/alert_text.py"), QStringLiteral("30")});
+    const XClient report = waitFor(Report);
+    QVERIFY(!report.isNull());
+    QVERIFY(reader.waitForFinished(40000));
+    QCOMPARE(QString::fromUtf8(reader.readAllStandardOutput()).trimmed(), name(2) + QStringLiteral("下载出错。"));
+    QVERIFY(task(2).value(QStringLiteral("ErrMsg")).toString().contains(QStringLiteral("checksum")));
+    click(report, QPoint(report.geometry.width() / 2, report.geometry.height() - 39)); // "确定"
+
+    QTRY_COMPARE_WITH_TIMEOUT(state(0), 13, 20000);
+    QVERIFY(waitHidden()); // by itself
+    QTRY_VERIFY(!trayHasIcon());
+    QCOMPARE(installedFile(0, QStringLiteral("bin/program")), QByteArray("new 2.0"));
+    QVERIFY(installedFile(0, QStringLiteral("installation.ini")).contains("Version=2.0"));
+    QCOMPARE(installedFile(1, QStringLiteral("bin/program")), QByteArray("old 1.0"));
+    const QByteArray offered = upgrade({QStringLiteral("check"), QStringLiteral("--list")}).output;
+    QVERIFY(!offered.contains(name(0).toUtf8()));
+    QVERIFY(offered.contains(name(1).toUtf8()) && offered.contains(name(2).toUtf8()));
+    QVERIFY(m_session.hostRuns());
+}
+
+void TestOnlineUpgrade::killedServiceResumes()
+{
+    const QByteArray package = packages::archive({{QStringLiteral("bin/program"), "resumed 2.0"}});
+    QByteArray padded = package + QByteArray(150000, '\0'); // a gzip stream may be followed by zeros
+    offer(1, padded, 50000);
+    const int before = m_server.requests().size();
+    QCOMPARE(upgrade({QStringLiteral("start"), name(1)}).exitCode, 0);
+    const XClient window = waitFor(Window);
+    QVERIFY(!window.isNull());
+    QTRY_VERIFY_WITH_TIMEOUT(received(1) > 30000, 10000);
+    QCOMPARE(m_session.signalAll(QStringLiteral("tarn-services"), SIGKILL), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(state(1), 13, 30000);
+    QVERIFY(m_server.requests().size() >= before + 2);
+    QVERIFY2(m_server.requests().constLast().range.mid(6).split('-').value(0).toInt() > 30000,
+             m_server.requests().constLast().range.constData());
+    QVERIFY(waitHidden());
+    QCOMPARE(installedFile(1, QStringLiteral("bin/program")), QByteArray("resumed 2.0"));
+}
+
+void TestOnlineUpgrade::hungServiceLeavesTheWindowUsable()
+{
+    offer(2, QByteArray(200000, 'z'), 5000);
+    QCOMPARE(upgrade({QStringLiteral("start"), name(2)}).exitCode, 0);
+    XClient window = waitFor(Window);
+    QVERIFY(!window.isNull());
+    QCOMPARE(m_session.signalAll(QStringLiteral("tarn-services"), SIGSTOP), 1);
+    for (int round = 0; round < 3; ++round) { // each drag arrives within the poll's deadline and a second
+        const QPoint from = window.geometry.topLeft() + QPoint(300, 20);
+        QElapsedTimer timer;
+        timer.start();
+        m_input.move(from.x(), from.y());
+        m_input.press();
+        m_input.move(from.x() + 20, from.y() + 10);
+        m_input.move(from.x() + 40, from.y() + 20);
+        m_input.release();
+        const QPoint wanted = window.geometry.topLeft() + QPoint(40, 20);
+        QTRY_COMPARE_WITH_TIMEOUT(xclients::byRole(Window).geometry.topLeft(), wanted, 10000);
+        QVERIFY2(timer.elapsed() < 3500, qPrintable(QString::number(timer.elapsed())));
+        window = xclients::byRole(Window);
+    }
+    m_session.signalAll(QStringLiteral("tarn-services"), SIGCONT);
+    QTRY_VERIFY(state(2) == 1);
+    QCOMPARE(upgrade({QStringLiteral("stop"), name(2)}).exitCode, 0);
+    QVERIFY(waitHidden());
+}
+
+QTEST_MAIN(TestOnlineUpgrade)
+#include "tst_online_upgrade.moc"
