@@ -153,7 +153,7 @@ bool TestOnlineUpgrade::trayHasIcon() const
     return std::any_of(lines.cbegin(), lines.cend(), [](const QByteArray &line) {
         const int size = line.indexOf("(\"visualized-host\" \"visualized-host\")  ");
         const QByteArray width = size < 0 ? QByteArray() : line.mid(size + 40).trimmed().split('x').value(0);
-        return width.toInt() > 8 && width.toInt() < 64;
+        return width.toInt() >= 20 && width.toInt() < 64;
     });
 }
 
