@@ -6,20 +6,25 @@
 namespace front {
 
 namespace {
-// The X plug-in drops the window's role when the flags of a created window change.
+
+// Before there is a native window the hint goes into what it is made from: one X window in all. Later it is set on the
+// QWindow, since QWidget::setWindowFlag() would make a new X window and polish the style sheets again.
 void setOnTop(QWidget *window, bool onTop)
 {
+    Qt::WindowFlags flags = window->windowFlags();
+    flags.setFlag(Qt::WindowStaysOnTopHint, onTop);
+    window->overrideWindowFlags(flags);
+    if (!window->windowHandle())
+        return;
     window->windowHandle()->setFlag(Qt::WindowStaysOnTopHint, onTop);
-    window->setWindowRole(window->windowRole());
+    window->setWindowRole(window->windowRole()); // the X plug-in drops it when the flags of a created window change
 }
+
 } // namespace
 
 void showOnTopOnce(QWidget *widget)
 {
-    // On the created QWindow: through QWidget::setWindowFlag() every step would make a new X window and polish the
-    // style sheets again.
     const QPointer<QWidget> window(widget);
-    window->winId();
     setOnTop(window, true);
     window->show();
     if (!window || !window->windowHandle())
