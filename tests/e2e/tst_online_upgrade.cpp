@@ -8,7 +8,6 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QTest>
-#include <algorithm>
 #include <csignal>
 
 namespace {
@@ -143,18 +142,16 @@ void TestOnlineUpgrade::click(const XClient &client, const QPoint &place)
     m_input.click(at.x(), at.y());
 }
 
-// The icon is a small window of the host's, inside of the tray's.
+// The tray is as wide as its icons.
 bool TestOnlineUpgrade::trayHasIcon() const
 {
     QProcess tree;
     tree.start(QStringLiteral("xwininfo"), {QStringLiteral("-root"), QStringLiteral("-tree")});
     tree.waitForFinished();
-    const QList<QByteArray> lines = tree.readAllStandardOutput().split('\n');
-    return std::any_of(lines.cbegin(), lines.cend(), [](const QByteArray &line) {
-        const int size = line.indexOf("(\"visualized-host\" \"visualized-host\")  ");
-        const QByteArray width = size < 0 ? QByteArray() : line.mid(size + 40).trimmed().split('x').value(0);
-        return width.toInt() >= 20 && width.toInt() < 64;
-    });
+    const QByteArray tray = "(\"panel\" \"trayer\")"; // ("panel" "trayer")  26x32+0+0
+    const QByteArray windows = tree.readAllStandardOutput();
+    const int at = windows.indexOf(tray);
+    return at >= 0 && windows.mid(at + tray.size(), 20).trimmed().split('x').value(0).toInt() > 8;
 }
 
 void TestOnlineUpgrade::threeProducts()
