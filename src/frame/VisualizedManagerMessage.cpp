@@ -19,6 +19,14 @@ constexpr QPoint CornerDistance(10, 10);
 constexpr unsigned long ReplacePauseSeconds = 2;
 // A screen that paints nothing must not hold back the notices behind it.
 constexpr int PaintPatienceMs = 1000;
+constexpr int FarthestPixel = 1 << 20;
+
+/// The rectangle comes from outside; no screen lies beyond these limits, and sums stay within int.
+QRect withinReason(const QRect &rect)
+{
+    const auto bound = [](int edge) { return qBound(-FarthestPixel, edge, FarthestPixel); };
+    return {QPoint(bound(rect.left()), bound(rect.top())), QPoint(bound(rect.right()), bound(rect.bottom()))};
+}
 
 void moveToCorner(NotifyWnd *window)
 {
@@ -110,7 +118,7 @@ void CVisualizedManager::ShowMessageCenterDlg(QEvent *e)
 
 void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
 {
-    QRect target = parentWindow;
+    QRect target = withinReason(parentWindow);
     if (target.right() < target.left()) {
         VT_LOG(debug) << QStringLiteral("【消息中心】未获取到消息中心的父级窗口");
         const QScreen *screen = m_msgCenterDlg->screen();
@@ -121,10 +129,8 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     VT_LOG(debug) << QStringLiteral("【消息中心】重新计算消息中心位置：") + shown;
     const int width = m_msgCenterDlg->width();
     const int height = m_msgCenterDlg->height();
-    // 64 bits: the rectangle comes from outside.
-    const qint64 x = (qint64(target.left()) + target.right()) / 2 - width / 2;
-    const qint64 y = (qint64(target.top()) + target.bottom()) / 2 - height / 2;
-    m_msgCenterDlg->setGeometry(int(x), int(y), width, height);
+    m_msgCenterDlg->setGeometry((target.left() + target.right()) / 2 - width / 2,
+                                (target.top() + target.bottom()) / 2 - height / 2, width, height);
 }
 
 void CVisualizedManager::onMessageCenterClosed()

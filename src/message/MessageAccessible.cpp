@@ -125,3 +125,11 @@ void messageaccessible::install()
     static const bool installed = (QAccessible::installFactory(makeInterface), true);
     Q_UNUSED(installed)
 }
+
+void messageaccessible::release(QWidget *widget)
+{
+    if (QAccessible::isActive())
+        return;
+    if (QAccessibleInterface *made = interfaceOf(widget))
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(made));
+}

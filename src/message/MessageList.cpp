@@ -34,6 +34,7 @@ public:
     }
 
     void append(CMessageListItem *item) { m_items.push_back(item); }
+    const std::vector<CMessageListItem *> &items() const { return m_items; }
 
     int fitToWidth(int width, int gap)
     {
@@ -127,6 +128,8 @@ void MessageList::finishChunk()
 {
     arrange();
     m_chunks.back()->show();
+    for (CMessageListItem *item : m_chunks.back()->items())
+        messageaccessible::release(item);
 }
 
 void MessageList::goTo(CMessageListItem *item)

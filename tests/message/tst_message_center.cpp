@@ -419,7 +419,7 @@ private slots:
         // Asked for again before the closed one is gone: a new one with the messages of now.
         first->close();
         fake().queue("GetAllMessageRecords", {2000, {}, {}, {}});
-        askForCenter({{"msg_center_rect", QRect(QPoint(INT_MAX - 5, 0), QPoint(INT_MAX, 5))}});
+        askForCenter({{"msg_center_rect", QRect(QPoint(INT_MIN, 0), QPoint(INT_MAX, 5))}});
         QCOMPARE(openCenters().size(), 1);
         const QPointer<CMsgCenterDlg> second = openCenters().first();
         QVERIFY(second != first);
