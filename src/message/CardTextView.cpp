@@ -36,7 +36,7 @@ CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
     QPalette colors = palette();
     colors.setColor(QPalette::Text, QColor(TextColor));
     setPalette(colors);
-    verticalScrollBar()->setStyleSheet(barSheet(this));
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff); // until it is needed: its sheet costs more than the rest
 }
 
 void CardTextView::setContent(const QString &content)
@@ -49,10 +49,20 @@ int CardTextView::fitToWidth(int width)
 {
     if (width != this->width())
         resize(width, height());
-    if (m_content.size() > LongContent || GetLineCount(m_content, this) > MaxLines)
+    if (m_content.size() > LongContent || GetLineCount(m_content, this) > MaxLines) {
+        makeScrollable();
         return MaxLines * m_lineHeight;
+    }
     document()->setTextWidth(width);
     return qCeil(document()->size().height());
+}
+
+void CardTextView::makeScrollable()
+{
+    if (verticalScrollBarPolicy() == Qt::ScrollBarAsNeeded)
+        return;
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    verticalScrollBar()->setStyleSheet(barSheet(this));
 }
 
 void CardTextView::mousePressEvent(QMouseEvent *event)

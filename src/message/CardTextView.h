@@ -23,6 +23,8 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
+    void makeScrollable();
+
     QString m_content;
     int m_lineHeight;
 };
