@@ -103,7 +103,8 @@ void CVisualizedManager::ShowMessageCenterDlg(QEvent *e)
     if (!data)
         return;
     VT_LOG(debug) << QStringLiteral("【消息中心】显示消息中心对话框。");
-    if (!m_msgCenterDlg) {
+    const bool isNew = !m_msgCenterDlg;
+    if (isNew) {
         m_msgCenterDlg = new CMsgCenterDlg(nullptr);
         m_msgCenterDlg->setAttribute(Qt::WA_DeleteOnClose);
         keepTrack(m_msgCenterDlg);
@@ -114,6 +115,8 @@ void CVisualizedManager::ShowMessageCenterDlg(QEvent *e)
     m_msgCenterDlg->setWindowFlag(Qt::WindowStaysOnTopHint);
     m_msgCenterDlg->show();
     m_msgCenterDlg->raise(); // one that is open already may be covered
+    if (isNew)
+        front::neutralFocus(m_msgCenterDlg); // the flag and the showing have given it to the close button
 }
 
 void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)

@@ -13,8 +13,16 @@ namespace {
 
 const QString Role = QStringLiteral("CMsgCenterDlg");
 constexpr int PatienceMs = 20000;
-constexpr QPoint FirstCard(300, 140); // in the window
+constexpr QPoint FirstCard(300, 172); // in the window, below the card's text
+constexpr QRgb CardGround = 0xfffdfcfc, SelectedGround = 0xffebf4fe;
 constexpr uint32_t KeyReturn = 0xff0d, KeyDown = 0xff54, KeyDelete = 0xffff, KeyEscape = 0xff1b;
+
+// The colour of the first card, which tells whether it is painted and selected.
+QRgb groundOf(const XClient &window)
+{
+    const QImage picture = screenshot::window(window.id);
+    return picture.rect().contains(FirstCard) ? picture.pixel(FirstCard) | 0xff000000 : 0;
+}
 
 QStringList words(std::initializer_list<const char *> list)
 {
@@ -70,15 +78,11 @@ XClient TestMessageCenterJob::openCenter()
     const Session::Result answer =
         m_session.tarnctl(words({"call", "ShowMessageCenter", R"({"msg_center_rect":{"$rect":[300,200,1000,700]}})"}));
     XClient window;
-    QImage last;
-    const auto rests = [&] { // painted, and where the window manager wants it
+    const auto isPainted = [&] {
         window = xclients::byRole(Role);
-        const QImage now = window.isNull() ? QImage() : screenshot::window(window.id);
-        const bool same = !now.isNull() && now == last;
-        last = now;
-        return same;
+        return !window.isNull() && groundOf(window) == CardGround;
     };
-    return answer.exitCode == 0 && QTest::qWaitFor(rests, PatienceMs) ? window : XClient();
+    return answer.exitCode == 0 && QTest::qWaitFor(isPainted, PatienceMs) ? window : XClient();
 }
 
 void TestMessageCenterJob::closeCenter(const XClient &window)
@@ -109,6 +113,7 @@ void TestMessageCenterJob::readAndDeletedByTheUser()
     const QPoint card = window.geometry.topLeft() + FirstCard;
     m_input.click(card.x(), card.y());
     QTRY_COMPARE_WITH_TIMEOUT(xclients::focused().id, window.id, PatienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(groundOf(window), SelectedGround, PatienceMs);
     m_input.key(KeyReturn); // opens the newest, which reads it
     QTRY_VERIFY_WITH_TIMEOUT(!isUnread(QStringLiteral("newest")), PatienceMs);
     QVERIFY(isUnread(QStringLiteral("middle")));
@@ -145,6 +150,7 @@ void TestMessageCenterJob::serviceKilledWhileItIsOpen()
     const QPoint card = window.geometry.topLeft() + FirstCard;
     m_input.click(card.x(), card.y());
     QTRY_COMPARE_WITH_TIMEOUT(xclients::focused().id, window.id, PatienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(groundOf(window), SelectedGround, PatienceMs);
     m_input.key(KeyReturn);
     const auto isBack = [&] {
         const QVector<qint64> pids = m_session.pids(QStringLiteral("tarn-services"));
@@ -160,6 +166,7 @@ void TestMessageCenterJob::serviceKilledWhileItIsOpen()
     QVERIFY(!again.isNull());
     m_input.click(card.x(), card.y());
     QTRY_COMPARE_WITH_TIMEOUT(xclients::focused().id, again.id, PatienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(groundOf(again), SelectedGround, PatienceMs);
     m_input.key(KeyDelete);
     QTRY_COMPARE_WITH_TIMEOUT(m_session.tarnctl(words({"message", "list", "--json"})).json().toArray().size(), 2,
                               PatienceMs);

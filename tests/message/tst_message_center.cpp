@@ -407,6 +407,8 @@ private slots:
                  QPoint((100 + 900) / 2 - first->width() / 2, (50 + 650) / 2 - first->height() / 2));
         QVERIFY(first->windowFlags() & Qt::WindowStaysOnTopHint);
         QVERIFY(first->testAttribute(Qt::WA_DeleteOnClose));
+        QVERIFY(QTest::qWaitForWindowActive(first));
+        QCOMPARE(first->focusWidget(), first.data()); // a stray Return presses nothing
         QVERIFY(log.has(QtDebugMsg, "【消息中心】显示消息中心对话框。"));
         QVERIFY(log.has(QtDebugMsg, "【消息中心】重新计算消息中心位置：QRect(100,50 801x601)"));
 
