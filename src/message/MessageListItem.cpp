@@ -223,8 +223,10 @@ void CMessageListItem::mouseReleaseEvent(QMouseEvent *event)
 
 void CMessageListItem::mouseDoubleClickEvent(QMouseEvent *event)
 {
-    if (event->button() == Qt::LeftButton)
-        OnArrowBtnClicked();
+    if (event->button() != Qt::LeftButton)
+        return;
+    select(); // the first press may have gone to another window
+    OnArrowBtnClicked();
 }
 
 void CMessageListItem::keyPressEvent(QKeyEvent *event)
