@@ -1,4 +1,5 @@
 #include "Session.h"
+#include "support/ChildLeaks.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -47,6 +48,8 @@ Session::Session()
     : m_folder(QDir::tempPath() + QStringLiteral("/s.XXXXXX")) // short: socket paths are limited
     , m_environment(QProcessEnvironment::systemEnvironment())
 {
+    checkNoLeaksInChildren();
+    m_environment.insert(QStringLiteral("ASAN_OPTIONS"), qEnvironmentVariable("ASAN_OPTIONS"));
     for (const QString &name :
          {QStringLiteral("run"), QStringLiteral("data"), QStringLiteral("tmp"), QStringLiteral("path")}) {
         QDir().mkdir(path(name));

@@ -448,7 +448,7 @@ void tst_UpgradeEngine::rollsBackAfterACrash()
     packages::writeFile(m_product + QStringLiteral("/bin/program"), "new");
     packages::writeFile(m_product + QStringLiteral("/lib/new"), "new"); // was made
     packages::writeFile(area + QStringLiteral("new/lib/later"), "new"); // was not reached
-    packages::writeFile(area + QStringLiteral("journal"), QByteArray("Rbin/program\0Dlib\0Nlib/new\0Nlib/later\0", 41));
+    packages::writeFile(area + QStringLiteral("journal"), QByteArray("Rbin/program\0Dlib\0Nlib/new\0Nlib/later\0", 38));
     QCOMPARE(FileSwap(m_product).rollBack(), QString());
     QCOMPARE(content(QStringLiteral("bin/program")), QByteArray("old 1.0"));
     QVERIFY(!QFile::exists(m_product + QStringLiteral("/lib")));

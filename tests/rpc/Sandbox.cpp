@@ -1,4 +1,5 @@
 #include "Sandbox.h"
+#include "support/ChildLeaks.h"
 #include "tarn/hub/HubKeys.h"
 #include "tarn/rpc/RpcKeys.h"
 #include <QDeadlineTimer>
@@ -16,6 +17,7 @@ void EndProcess::operator()(QProcess *process) const
 
 Sandbox::Sandbox()
 {
+    checkNoLeaksInChildren();
     QDir dir(m_dir.path());
     for (const char *name : {"run", "tmp", "bin"})
         dir.mkdir(QLatin1String(name));

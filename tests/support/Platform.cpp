@@ -1,4 +1,5 @@
 #include "support/Platform.h"
+#include "support/ChildLeaks.h"
 #include "tarn/link/HubPort.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
@@ -20,6 +21,7 @@ constexpr int StartTimeout = 10000;
 Platform::Platform()
     : m_directory(QStringLiteral("/tmp/tarn-XXXXXX"))
 {
+    checkNoLeaksInChildren();
     for (const auto &[variable, folder] :
          {std::pair("TMPDIR", "t"), std::pair("XDG_RUNTIME_DIR", "r"), std::pair("XDG_DATA_HOME", "d")}) {
         const QString path = directory() + QLatin1Char('/') + QLatin1String(folder);
