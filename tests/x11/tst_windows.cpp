@@ -196,7 +196,7 @@ void TestWindows::frontAboveOthers()
     auto *window = new Plain(QRect(300, 300, 300, 200));
     const QPointer<QWidget> alive(window);
     front::bringToFront(window);
-    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QVERIFY(QTest::qWaitForWindowActive(window));
     QTRY_VERIFY(m_desktop.isOver(*window, other));
     QTRY_VERIFY(!m_desktop.isAbove(idOf(*window)));
     // Not pinned: another one can come above it.
@@ -216,7 +216,7 @@ void TestWindows::bothRoadsLookTheSame()
     for (const auto &road : roads) {
         comeUp(&other);
         road.second(road.first);
-        QVERIFY(QTest::qWaitForWindowExposed(road.first));
+        QVERIFY(QTest::qWaitForWindowActive(road.first));
         QTRY_VERIFY(m_desktop.isOver(*road.first, other));
         QTRY_VERIFY(!m_desktop.isAbove(idOf(*road.first)));
     }
@@ -232,11 +232,12 @@ void TestWindows::frontAgain()
     Plain other(QRect(200, 200, 600, 400));
     auto *window = new Plain(QRect(300, 300, 300, 200));
     front::bringToFront(window);
-    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QVERIFY(QTest::qWaitForWindowActive(window));
     const quint32 id = idOf(*window);
     comeUp(&other);
     QTRY_VERIFY(m_desktop.isOver(other, *window));
     front::raiseOnce(window);
+    QVERIFY(QTest::qWaitForWindowActive(window)); // the last step: on the way the stacking goes up, down and up
     QTRY_VERIFY(m_desktop.isOver(*window, other));
     QCOMPARE(idOf(*window), id); // the same X window
     window->close();
@@ -351,16 +352,13 @@ void TestWindows::middleButtonSelection()
     page.show();
     QVERIFY(QTest::qWaitForWindowActive(&page));
     const auto selection = [] { return QGuiApplication::clipboard()->mimeData(QClipboard::Selection); };
-    const QPoint text = placeOf(page).topLeft() + edit.pos() + QPoint(20, 15);
-    m_input.click(text.x(), text.y());
-    m_input.click(text.x(), text.y()); // a double click selects
-    QTRY_COMPARE(edit.selectedText().size(), 6);
+    QTest::mouseDClick(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15)); // selects
+    QCOMPARE(edit.selectedText().size(), 6);
     QVERIFY(!selection() || !selection()->text().contains(QStringLiteral("geheim")));
     edit.deselect();
     edit.setEchoMode(QLineEdit::Normal);
-    m_input.click(text.x(), text.y());
-    m_input.click(text.x(), text.y());
-    QTRY_COMPARE(edit.selectedText(), QStringLiteral("geheim"));
+    QTest::mouseDClick(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15));
+    QCOMPARE(edit.selectedText(), QStringLiteral("geheim"));
     QTRY_COMPARE(selection()->data(QStringLiteral("x-kde-passwordManagerHint")), QByteArray("secret"));
     QCOMPARE(selection()->text(), QStringLiteral("geheim"));
 }
