@@ -40,14 +40,17 @@ CardBody::CardBody(const sMsgData &message, QSharedPointer<const MessageCard> ca
 
 int CardBody::fitToWidth(int width)
 {
-    int height = m_view->fitToWidth(width);
-    m_view->setGeometry(0, 0, width, height);
+    if (width == m_fittedWidth)
+        return height();
+    int bottom = m_view->fitToWidth(width);
+    m_view->setGeometry(0, 0, width, bottom);
     if (m_picture)
-        height = placePicture(height + m_card->gap(), width);
+        bottom = placePicture(bottom + m_card->gap(), width);
     if (m_link)
-        height = placeLink(height + m_card->gap(), width);
-    resize(width, height);
-    return height;
+        bottom = placeLink(bottom + m_card->gap(), width);
+    resize(width, bottom);
+    m_fittedWidth = width;
+    return bottom;
 }
 
 void CardBody::buildText(const QString &content)
@@ -100,6 +103,7 @@ void CardBody::onPictureRead()
     m_picture->setPixmap(pixmap);
     m_picture->setScaledContents(true);
     m_picture->show();
+    m_fittedWidth = -1;
     emit pictureShown();
 }
 

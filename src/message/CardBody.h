@@ -43,4 +43,5 @@ private:
     QString m_linkText;
     QString m_linkAddress;
     QFutureWatcher<QImage> m_pictureReader;
+    int m_fittedWidth = -1; // -1: to be arranged
 };

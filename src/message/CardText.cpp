@@ -126,14 +126,20 @@ QString cardtext::abbreviated(const QString &text, const QFont &font, int width,
 
 int GetLineCount(const QString &text, QTextEdit *edit)
 {
-    if (!edit || text.isEmpty())
+    if (!edit)
         return 0;
-    QTextDocument document;
-    cardtext::setBody(&document, text, edit->font(), QFontMetrics(edit->font()).lineSpacing());
-    document.setTextWidth(edit->contentsRect().width()); // the viewport follows only when shown
-    document.size();                                     // lays everything out
+    QTextDocument other;
+    QTextDocument *document = edit->document();
+    if (!text.isEmpty()) {
+        document = &other;
+        cardtext::setBody(document, text, edit->font(), QFontMetrics(edit->font()).lineSpacing());
+    }
+    if (document->isEmpty())
+        return 0;
+    document->setTextWidth(edit->contentsRect().width()); // the viewport follows only when shown
+    document->size();                                     // lays everything out
     int lines = 0;
-    for (QTextBlock block = document.begin(); block.isValid(); block = block.next())
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next())
         lines += block.layout()->lineCount();
     return lines;
 }

@@ -21,8 +21,8 @@ QString abbreviated(const QString &text, const QFont &font, int width, int lines
 
 } // namespace cardtext
 
-/// Lines that the text takes in the edit at its present width and with its font; 0 for an empty text or no edit. The
-/// edit keeps its own text.
+/// Lines that the text takes in the edit at its present width and with its font, the edit keeping its own text; an
+/// empty text asks for what the edit shows. 0 for nothing or no edit.
 int GetLineCount(const QString &text, QTextEdit *edit);
 /// The text cut to two lines of the label's width, with an ellipsis when something is left out.
 QString CreateAbbreviationString(const QString &text, const QFont &font, QLabel *label);

@@ -41,7 +41,7 @@ CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
 
 void CardTextView::setContent(const QString &content)
 {
-    m_content = content;
+    m_isLong = content.size() > LongContent;
     cardtext::setBody(document(), content, font(), m_lineHeight);
 }
 
@@ -49,11 +49,10 @@ int CardTextView::fitToWidth(int width)
 {
     if (width != this->width())
         resize(width, height());
-    if (m_content.size() > LongContent || GetLineCount(m_content, this) > MaxLines) {
+    if (m_isLong || GetLineCount(QString(), this) > MaxLines) {
         makeScrollable();
         return MaxLines * m_lineHeight;
     }
-    document()->setTextWidth(width);
     return qCeil(document()->size().height());
 }
 

@@ -25,6 +25,6 @@ protected:
 private:
     void makeScrollable();
 
-    QString m_content;
+    bool m_isLong = false; // too long to be measured
     int m_lineHeight;
 };

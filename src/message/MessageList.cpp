@@ -82,8 +82,9 @@ MessageList::MessageList(QWidget *parent)
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     verticalScrollBar()->setStyleSheet(barSheet(this));
     verticalScrollBar()->setSingleStep((m_card->collapsedHeight() + m_card->gap()) / 3);
-    // Opaque, so that scrolling moves what is painted already.
+    // Opaque and static, so that scrolling and growing keep what is painted already.
     m_content->setAttribute(Qt::WA_OpaquePaintEvent);
+    m_content->setAttribute(Qt::WA_StaticContents);
     m_content->installEventFilter(this);
     setWidget(m_content);
 }
