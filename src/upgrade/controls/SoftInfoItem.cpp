@@ -44,12 +44,13 @@ CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent, Build build)
     : QWidget(parent)
     , m_info(info.toMap().value(row::SoftInfoCtrl).toMap())
 {
+    if (build == Build::WhenSeen)
+        return;
     QPalette white = palette();
     white.setColor(QPalette::Window, Qt::white);
     setPalette(white);
     setAutoFillBackground(true);
-    if (build == Build::Now)
-        InitUi();
+    InitUi();
 }
 
 void CSoftInfoItem::setSeen(bool seen)

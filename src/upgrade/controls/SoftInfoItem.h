@@ -11,7 +11,8 @@ class CSoftInfoItem final : public QWidget
 {
     Q_OBJECT
 public:
-    /// WhenSeen: the inner widgets are made by the first setSeen(true); a list of thousands shows a handful.
+    /// WhenSeen: for a list of thousands that shows a handful. The inner widgets are made by the first setSeen(true), and
+    /// the row's own ground (white, selected, under the cursor) shows through.
     enum class Build { Now, WhenSeen };
 
     /// @param info a display row

@@ -15,9 +15,7 @@ constexpr int RowsBeforeShown = 16; // built before the table is on the screen: 
 
 QWidget *CUpgradeTableWidget::createSoftInfoWidget(const QVariant &row)
 {
-    auto *item = new CSoftInfoItem(row, viewport(), CSoftInfoItem::Build::WhenSeen);
-    item->setAutoFillBackground(false); // the row's own ground shows through
-    return item;
+    return new CSoftInfoItem(row, viewport(), CSoftInfoItem::Build::WhenSeen);
 }
 
 QWidget *CUpgradeTableWidget::createDownloadWidget(const QVariant &row)
