@@ -14,7 +14,8 @@ build=(
 run=(libqt5svg5 libqt5sql5-sqlite fonts-noto-cjk)
 # Private desktops (X server, window manager, bus, tray, panel), real input, style check.
 test=(
-    clang-format dbus openbox trayer x11-utils x11-xserver-utils xdotool xvfb
+    clang-format dbus openbox xfwm4 metacity trayer x11-utils x11-xserver-utils xdotool xvfb
+    at-spi2-core python3-pyatspi openssl
     libxcb1-dev libxcb-damage0-dev libxcb-xtest0-dev
     python3-dbus python3-gi python3-xlib xserver-xorg-core xserver-xorg-video-dummy
 )

@@ -130,6 +130,10 @@ void CUpgradeDataRefresher::updateUpgradeTasks()
 void CUpgradeDataRefresher::onTimeout()
 {
     const QVariant datas = getUpgradeTasksInfos();
+    // Started anew: a timer does not fire while its own tick runs, and the picture may open a box that stands for long.
+    // After a slow answer it also leaves the window a whole interval to itself.
+    if (m_timer)
+        m_timer->start();
     emit refreshUpgradeDtats(datas);
 }
 
