@@ -107,10 +107,11 @@ window NotifyWnd notify-picture message push --title '安装完成' --content '�
 long=$(printf '这是第 %d 行很长的通知内容，用于说明窗口高度的上限与滚动条。\n' $(seq 40))
 window NotifyWnd notify-long message push --title '长通知' --content "$long" --unread 51
 
-window CMsgCenterDlg message-center call ShowMessageCenter '{"msg_center_rect":{"$rect":[300,100,1000,700]}}'
 window CCheckUpdateDial check-update upgrade check
 window CUpdateExplainDial update-notes upgrade notes 云杉绘图
 window CUpgradeDialog online-upgrade upgrade start 远帆仿真
+# Last, since it stays on top.
+window CMsgCenterDlg message-center call ShowMessageCenter '{"msg_center_rect":{"$rect":[300,100,1000,700]}}'
 
 step "end"
 kill "$host"

@@ -87,6 +87,9 @@ MessageList::MessageList(QWidget *parent)
     m_content->setAttribute(Qt::WA_StaticContents);
     m_content->installEventFilter(this);
     setWidget(m_content);
+    QPalette ground = viewport()->palette(); // below the last item
+    ground.setColor(QPalette::Window, Qt::white);
+    viewport()->setPalette(ground);
 }
 
 MessageList::~MessageList() = default;

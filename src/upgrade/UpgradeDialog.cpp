@@ -4,6 +4,7 @@
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
+#include "widgets/BringToFront.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
@@ -108,6 +109,7 @@ void CUpgradeDialog::showUpgradeDialog()
 void CUpgradeDialog::showAgain()
 {
     showNormal();
+    front::neutralFocus(this); // nobody asked for it: what is being typed elsewhere must press nothing
     setWindowRole(windowRole());
 }
 
