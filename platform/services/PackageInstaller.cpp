@@ -5,9 +5,10 @@
 #include <QProcessEnvironment>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QStorageInfo>
 #include <algorithm>
+#include <limits>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 namespace tarn::services {
 
@@ -19,6 +20,15 @@ constexpr qint64 MaxMembers = 1000000;
 constexpr int MaxLine = 16 * 1024;                // bytes of a listed member
 constexpr qint64 SpaceReserve = 64 * 1024 * 1024; // bytes that stay free
 const char *const DescriptionFile = "installation.ini";
+
+// Asked of the file system itself: QStorageInfo goes by the mount table, which does not name the root of a chroot.
+qint64 freeBytes(const QString &directory)
+{
+    struct statvfs info = {};
+    if (::statvfs(QFile::encodeName(directory).constData(), &info) != 0)
+        return std::numeric_limits<qint64>::max(); // writing will tell
+    return qint64(info.f_bavail) * qint64(info.f_frsize);
+}
 
 QString tarProgram()
 {
@@ -161,7 +171,7 @@ QString PackageInstaller::judgeLine(const QByteArray &line)
     m_bytes += fields.at(2).toLongLong();
     if (++m_members > MaxMembers)
         return QStringLiteral("the package has more than %1 members").arg(MaxMembers);
-    if (m_bytes > QStorageInfo(m_directory).bytesAvailable() - SpaceReserve && m_bytes > 0)
+    if (m_bytes > freeBytes(m_directory) - SpaceReserve && m_bytes > 0)
         return QStringLiteral("there is not enough space for what the package holds");
     return {};
 }

@@ -23,8 +23,16 @@ shift $((OPTIND - 1))
 tmp=$(mktemp -d "${TMPDIR:-/tmp}/withx.XXXXXX")
 pids=()
 child=''
+# Whatever runs from the temporary folder: a test that was killed leaves the programs of its private platform behind.
+end_left_overs() {
+    local exe
+    for exe in /proc/[0-9]*/exe; do
+        [[ $(readlink "$exe" 2>/dev/null) == "$tmp"/* ]] && kill -9 "$(basename "$(dirname "$exe")")" 2>/dev/null
+    done
+}
 cleanup() {
     local i
+    end_left_overs
     for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
         kill "${pids[i]}" 2>/dev/null
         wait "${pids[i]}" 2>/dev/null
@@ -63,6 +71,10 @@ pids+=($!)
 read -r -t 20 DBUS_SESSION_BUS_ADDRESS <"$tmp/bus" || { echo "with-x: no session bus" >&2; exit 3; }
 export DBUS_SESSION_BUS_ADDRESS
 
+if [ "$wm" != none ] && ! command -v "$wm" >/dev/null; then
+    echo "with-x: the window manager $wm is not installed" >&2
+    exit 4
+fi
 case $wm in
 none) ;;
 openbox) openbox --sm-disable --config-file "$here/openbox-rc.xml" >"$tmp/wm.log" 2>&1 & ;;
