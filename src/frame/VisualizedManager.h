@@ -10,6 +10,7 @@
 #include <optional>
 
 class CCheckUpdateDial;
+class CInstallSilentPatchDlg;
 class CMsgCenterDlg;
 class CUpdateExplainDial;
 class CUpgradeDialog;
@@ -35,6 +36,7 @@ public:
     void CloseNotifyWnd();
     void CloseAutoUpdateDialog();                  ///< forgets the check-update prompt, which says so when it closes
     void RemoveUpdExpDlg(const QString &softName); ///< the same for the update notes of a product
+    void RemoveSilentInstDlg(const QString &softName); ///< the same for a product's silent patch installation
     void showUpgradeDialog(); ///< the one online-upgrade window, made for the first request and kept
     /// Removes the platform's own assistant: it is never offered in the check-update prompt.
     static void FilterVtSoftMgr(QList<QVariant> &list);
@@ -86,7 +88,8 @@ private:
     QMap<QString, QPointer<CUpdateExplainDial>> m_explainDlgs; ///< by product; new versions' and patches' notes alike
     QList<QPointer<QDialog>> m_dialogs; ///< all that may still live, also those that were replaced or are closing
     QMutex m_silentStateLock;
-    QMap<QString, int> m_silentStates; ///< by software name
+    QMap<QString, int> m_silentStates;                            ///< by software name
+    QMap<QString, QPointer<CInstallSilentPatchDlg>> m_silentDlgs; ///< by software name
 
     static std::atomic<CVisualizedManager *> _pInst;
     static QMutex instLock;

@@ -5,6 +5,7 @@
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/CheckUpdateDial.h"
+#include "upgrade/InstallSilentPatchDlg.h"
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "upgrade/UpgradeDialog.h"
@@ -163,9 +164,22 @@ void CVisualizedManager::showUpgradeDialog()
     m_upgradeDlg->showUpgradeDialog();
 }
 
+void CVisualizedManager::RemoveSilentInstDlg(const QString &softName)
+{
+    m_silentDlgs.remove(softName);
+}
+
 void CVisualizedManager::showSilentPatchInstallDialog(QEvent *e)
 {
     const auto *data = request::withInput<CSilentPatchInstallEveData>(e);
-    if (!data || data->inputArgs->GetValue(key::SoftwareName).toString().isEmpty())
+    const QString softName = data ? data->inputArgs->GetValue(key::SoftwareName).toString() : QString();
+    if (softName.isEmpty())
         return;
+    if (const QPointer<CInstallSilentPatchDlg> open = m_silentDlgs.take(softName))
+        open->close();
+    auto *dialog = new CInstallSilentPatchDlg(data->inputArgs, this, nullptr);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->InitDialog();
+    m_silentDlgs.insert(softName, dialog);
+    keepTrack(dialog);
 }

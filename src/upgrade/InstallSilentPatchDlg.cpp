@@ -1,0 +1,205 @@
+#include "upgrade/InstallSilentPatchDlg.h"
+#include "frame/Log.h"
+#include "frame/ManagerAccess.h"
+#include "frame/VisualizedManager.h"
+#include "tarn/upgrade/IUpgradeServiceArgs.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include "upgrade/ForcedQuit.h"
+#include "upgrade/SilentInstallThread.h"
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include "widgets/QuestionMessageBox.h"
+#include "widgets/Toolkit.h"
+#include <QBoxLayout>
+#include <QCloseEvent>
+#include <QFileInfo>
+#include <QMovie>
+#include <QPointer>
+#include <QSettings>
+#include <utility>
+
+namespace key = tarn::upgrade::key;
+
+namespace {
+constexpr int StateInstalling = 1;
+constexpr int StateFailed = 99;
+constexpr int ForcedQuitTimeout = 30000;            // ms
+constexpr qint64 MaxSettingsSize = 4 * 1024 * 1024; // bytes
+
+// Metrics (design pixels at 96 DPI)
+constexpr QSize WindowSize(400, 60);
+constexpr int SideMargin = 20;
+constexpr int EdgeMargin = 10;
+constexpr int AnimationSize = 36;
+
+// Look: none of the sheets has a selector, so each reaches what is inside
+QString dialogSheet()
+{
+    return QStringLiteral("background-color:#F8F8F8;");
+}
+
+QString panelSheet()
+{
+    return QStringLiteral("border:1px solid #D9D9D9;background-color:transparent;");
+}
+
+QString textSheet()
+{
+    return QStringLiteral("color:#454D5A;border:none;");
+}
+
+QString animationSheet()
+{
+    return QStringLiteral("border:none;");
+}
+
+// The product's program by its settings store; empty when that cannot be read.
+QString readExeName(const QString &settingsPath)
+{
+    const QFileInfo info(settingsPath);
+    if (!info.isFile() || info.size() > MaxSettingsSize)
+        return {};
+    QSettings settings(settingsPath, QSettings::IniFormat);
+    settings.setIniCodec("UTF-8");
+    return settings.value(QStringLiteral("ExeName")).toStringList().join(QLatin1Char(',')); // a comma makes a list
+}
+} // namespace
+
+CInstallSilentPatchDlg::CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param,
+                                               CVisualizedManager *manager, QWidget *parent)
+    : QDialog(parent)
+    , m_param(std::move(param))
+    , m_manager(manager)
+{
+    if (m_param) {
+        m_softName = m_param->GetValue(key::SoftwareName).toString();
+        m_settingsPath = m_param->GetValue(key::SettingsPath).toString();
+    }
+    installEventFilter(this);
+    InitDialog();
+}
+
+CInstallSilentPatchDlg::~CInstallSilentPatchDlg() = default;
+
+void CInstallSilentPatchDlg::InitDialog()
+{
+    if (m_built)
+        return;
+    m_built = true;
+    setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    look::prepareWindow(this, QStringLiteral("安装更新"));
+    setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
+    setStyleSheet(dialogSheet());
+
+    auto *panel = new QFrame(this);
+    panel->setObjectName(QStringLiteral("progressPanel"));
+    panel->setStyleSheet(panelSheet());
+    auto *whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(panel);
+    fillPanel(panel);
+    ServiceVisualized::CToolkit::SetDlgToScreenCenter(this);
+    if (!m_softName.isEmpty()) // without a name it closes at once
+        show();
+    StartInstall();
+}
+
+void CInstallSilentPatchDlg::fillPanel(QWidget *panel)
+{
+    auto *text = new ElideLabel(m_softName + QStringLiteral("正在安装更新，请稍候..."), panel);
+    text->setObjectName(QStringLiteral("progressText"));
+    text->setFont(look::yaHei(12, QFont::Normal, this));
+    text->setStyleSheet(textSheet());
+    text->setMaximumLines(2);
+
+    auto *animation = new QLabel(panel);
+    animation->setObjectName(QStringLiteral("progressAnimation"));
+    animation->setStyleSheet(animationSheet());
+    animation->setFixedSize(look::scaled(AnimationSize, this), look::scaled(AnimationSize, this));
+    auto *movie = new QMovie(QStringLiteral(":/image/progress.gif"), QByteArray(), animation);
+    movie->setScaledSize(animation->size());
+    animation->setMovie(movie);
+    movie->start();
+
+    auto *row = new QHBoxLayout(panel);
+    const int side = look::scaled(SideMargin, this);
+    const int edge = look::scaled(EdgeMargin, this);
+    row->setContentsMargins(side, edge, side, edge);
+    row->addWidget(text, 1);
+    row->addWidget(animation);
+}
+
+void CInstallSilentPatchDlg::StartInstall()
+{
+    if (m_closed)
+        return;
+    if (m_softName.isEmpty()) {
+        VT_LOG(critical) << QStringLiteral("静默补丁安装时获取软件名称失败");
+        close();
+        return;
+    }
+    if (m_manager)
+        m_manager->setSilentPatchInstallState(m_softName, StateInstalling);
+    if (!m_workers.isEmpty())
+        m_workers.constLast()->wait(); // the request is for one thread at a time
+    const auto worker = QSharedPointer<CSilentInstallThread>::create(m_param, m_manager);
+    connect(worker.data(), &CSilentInstallThread::checkExeTimeOut, this, &CInstallSilentPatchDlg::OnTimeOut);
+    connect(worker.data(), &CSilentInstallThread::installFinished, this, &CInstallSilentPatchDlg::close);
+    m_workers.append(worker);
+    worker->start(QThread::InheritPriority);
+    if (worker->isRunning() || worker->isFinished())
+        return;
+    VT_LOG(critical) << QStringLiteral("静默补丁安装线程启动失败");
+    if (m_manager)
+        m_manager->setSilentPatchInstallState(m_softName, StateFailed);
+    close();
+}
+
+void CInstallSilentPatchDlg::OnTimeOut()
+{
+    if (m_asking || m_closed)
+        return;
+    const QPointer<CInstallSilentPatchDlg> self(this);
+    m_asking = true;
+    const bool force = askToForceQuit();
+    if (!self || m_closed)
+        return;
+    if (force)
+        forcedquit::endProgram(readExeName(m_settingsPath), ForcedQuitTimeout);
+    if (!self || m_closed)
+        return;
+    m_asking = false;
+    StartInstall();
+}
+
+bool CInstallSilentPatchDlg::askToForceQuit()
+{
+    const QString text =
+        QStringLiteral("检测到软件进程“") + m_softName +
+        QStringLiteral("”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
+    return CQuestionMessageBox(QStringLiteral("提示"), text, this, QStringLiteral("立即升级"),
+                               QStringLiteral("重试")) == 1;
+}
+
+bool CInstallSilentPatchDlg::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape)
+        return true;
+    return QDialog::eventFilter(watched, event);
+}
+
+void CInstallSilentPatchDlg::closeEvent(QCloseEvent *event)
+{
+    if (!std::exchange(m_closed, true)) { // once: by now the name may be that of another dialog
+        const auto questions = findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly);
+        for (QDialog *question : questions)
+            question->reject();
+        for (const auto &worker : qAsConst(m_workers))
+            worker->wait(); // what it finds is to be known before another dialog of the name begins
+        const CManagerAccess access;
+        if (CVisualizedManager *manager = access.manager())
+            manager->RemoveSilentInstDlg(m_softName);
+    }
+    QDialog::closeEvent(event);
+}

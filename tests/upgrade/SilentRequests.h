@@ -1,0 +1,42 @@
+#pragma once
+#include "support/Args.h"
+#include "upgrade/InstallSilentPatchDlg.h"
+#include <QApplication>
+#include <QCoreApplication>
+
+// Requests for silent patch installations, and the dialogs that they bring.
+namespace silent {
+
+inline QSharedPointer<args::PatchIn> request(const QVariant &name, const QVariantMap &further = {})
+{
+    QVariantMap values{{"软件名称", name}, {"升级文件在本地的路径", QCoreApplication::applicationFilePath()}};
+    for (auto it = further.cbegin(); it != further.cend(); ++it)
+        values.insert(it.key(), it.value());
+    return args::input<args::PatchIn>(values);
+}
+
+inline QList<CInstallSilentPatchDlg *> visibleDialogs()
+{
+    QList<CInstallSilentPatchDlg *> list;
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        auto *dialog = qobject_cast<CInstallSilentPatchDlg *>(window);
+        if (dialog && dialog->isVisible())
+            list << dialog;
+    }
+    return list;
+}
+
+// While it lives no dialog hears from its workers, as if they took long.
+class LongWork final : public QObject
+{
+public:
+    LongWork() { qApp->installEventFilter(this); }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        return event->type() == QEvent::MetaCall && qobject_cast<CInstallSilentPatchDlg *>(watched);
+    }
+};
+
+} // namespace silent
