@@ -8,7 +8,10 @@
 #include <QGridLayout>
 #include <QLabel>
 #include <QMimeDatabase>
+#include <QPainter>
 #include <QPixmapCache>
+#include <QStyle>
+#include <optional>
 #include <utility>
 
 using namespace tarn::upgrade;
@@ -40,6 +43,32 @@ QPixmap fileIcon(const QString &path, const QWidget *w)
     }
     return icon;
 }
+
+// Finds its icon when it is first painted: that takes as long as the rest of the row, and most rows are out of view.
+class FileIcon final : public QWidget
+{
+public:
+    FileIcon(QString path, QWidget *parent)
+        : QWidget(parent)
+        , m_path(std::move(path))
+    {
+        setObjectName(QStringLiteral("productIcon"));
+        setFixedWidth(look::scaled(IconColumn, this));
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        if (!m_icon)
+            m_icon = fileIcon(m_path, this);
+        QPainter painter(this);
+        style()->drawItemPixmap(&painter, rect(), Qt::AlignCenter, *m_icon);
+    }
+
+private:
+    const QString m_path;
+    std::optional<QPixmap> m_icon;
+};
 
 CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
 {
@@ -113,20 +142,10 @@ void CUpdateItem::InitUi()
                                look::scaled(2, this));
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
-    columns->addWidget(iconColumn());
+    columns->addWidget(new FileIcon(m_record.value(key::ExePath).toString(), this));
     columns->addLayout(textColumn());
     columns->addStretch();
     columns->addLayout(buttonColumn());
-}
-
-QLabel *CUpdateItem::iconColumn()
-{
-    auto *icon = new QLabel(this);
-    icon->setObjectName(QStringLiteral("productIcon"));
-    icon->setFixedWidth(look::scaled(IconColumn, this));
-    icon->setAlignment(Qt::AlignCenter);
-    icon->setPixmap(fileIcon(m_record.value(key::ExePath).toString(), this));
-    return icon;
 }
 
 QBoxLayout *CUpdateItem::textColumn()

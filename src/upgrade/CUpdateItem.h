@@ -34,7 +34,6 @@ public slots:
 
 private:
     void InitUi();
-    QLabel *iconColumn();
     QBoxLayout *textColumn();
     QBoxLayout *buttonColumn();
     QLabel *line(const QString &text, const char *objectName, int fontPx);

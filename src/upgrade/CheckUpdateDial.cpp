@@ -19,6 +19,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QTimer>
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -33,27 +34,32 @@ constexpr int BottomHeight = 60;
 constexpr QSize ButtonSize(90, 30);
 constexpr int CornerMargin = 10;
 // Rows
-constexpr int RowsAtOnce = 200; // made before the window shows; further ones follow while it can be used already
+constexpr int RowsAtOnce = 3;   // they fill the list, and are made before the window shows; the others follow at once
 constexpr int RowsInGroup = 50; // a group has a layout of its own, since adding to a visible one costs its whole length
 
 // Look: one sheet for the whole window
 QString dialogSheet(const QWidget *w)
 {
     return QStringLiteral("#promptBody{background-color:white;border:1px solid #adadad;}"
+                          "#titleText{color:#0e52a4;border:none;background-color:transparent;}"
                           "#adviceLine{color:#515151;}"
                           "#rowArea,#rowList{background-color:white;border:none;}") +
            look::titleBand(QStringLiteral("#f1f8fe")) + CUpdateItem::sheet() + look::greyButton() + look::blueButton() +
            look::thinScrollBars(QStringLiteral("#rowArea"), 6, QStringLiteral("white"), QStringLiteral("#D5D9DF"), w);
 }
 
-QString titleSheet()
-{
-    return QStringLiteral("color:#0e52a4;border:none;background-color:transparent;");
-}
-
 QString hoveredNameSheet()
 {
     return QStringLiteral("color:#1E7FD8;");
+}
+
+// Without a name nothing could be asked for a product: it is what the service knows it by.
+bool hasNoRow(const QVariant &record)
+{
+    const QString name = record.toMap().value(key::SoftwareName).toString();
+    if (name.isEmpty())
+        VT_LOG(warning) << QStringLiteral("忽略没有软件名称的升级信息");
+    return name.isEmpty() || name == records::assistantName();
 }
 
 CCustomBtn *bottomButton(const QString &text, CCustomBtn::Tone tone, const char *objectName, QWidget *parent)
@@ -96,10 +102,10 @@ void CCheckUpdateDial::InitDialog()
     auto *column = new QVBoxLayout(body);
     column->setContentsMargins(1, 1, 1, 1);
     column->setSpacing(0);
-    column->addWidget(titleBand());
-    column->addWidget(adviceLine());
-    column->addWidget(rowArea(), 0, Qt::AlignHCenter);
-    column->addWidget(bottomBand());
+    column->addWidget(titleBand(body));
+    column->addWidget(adviceLine(body));
+    column->addWidget(rowArea(body), 0, Qt::AlignHCenter);
+    column->addWidget(bottomBand(body));
     auto *whole = new QVBoxLayout(this);
     whole->setContentsMargins(0, 0, 0, 0);
     whole->addWidget(body);
@@ -107,13 +113,12 @@ void CCheckUpdateDial::InitDialog()
     new TypingGuard(this);
 }
 
-QWidget *CCheckUpdateDial::titleBand()
+QWidget *CCheckUpdateDial::titleBand(QWidget *body)
 {
-    auto *band = new CustomTitleBar(this);
+    auto *band = new CustomTitleBar(body);
     band->setFixedHeight(look::scaled(TitleHeight, this));
     band->SetTitleLogo(QStringLiteral(":/images/images/upgrade_logo.svg"));
     band->SetTitleText(QStringLiteral("在线升级"));
-    band->SetTitleStyleSheet(titleSheet());
     band->addStretch(1);
     band->AddCloseButton();
     connect(band, &CustomTitleBar::CustomTitleBarClose, this, &CCheckUpdateDial::close);
@@ -122,10 +127,10 @@ QWidget *CCheckUpdateDial::titleBand()
     return band;
 }
 
-QWidget *CCheckUpdateDial::adviceLine()
+QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
 {
     auto *line =
-        new QLabel(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), this);
+        new QLabel(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), body);
     line->setObjectName(QStringLiteral("adviceLine"));
     line->setTextFormat(Qt::RichText);
     line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
@@ -134,15 +139,15 @@ QWidget *CCheckUpdateDial::adviceLine()
     return line;
 }
 
-QWidget *CCheckUpdateDial::rowArea()
+QWidget *CCheckUpdateDial::rowArea(QWidget *body)
 {
-    auto *area = new QScrollArea(this);
+    auto *area = new QScrollArea(body);
     area->setObjectName(QStringLiteral("rowArea"));
     area->setFixedSize(look::scaled(RowArea.width(), this), look::scaled(RowArea.height(), this));
     area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setWidgetResizable(true);
     area->setFocusPolicy(Qt::NoFocus);
-    auto *content = new QWidget;
+    auto *content = new QWidget(area->viewport());
     content->setObjectName(QStringLiteral("rowList"));
     content->setAccessibleName(QStringLiteral("可升级软件"));
     m_list = new QVBoxLayout(content);
@@ -161,6 +166,7 @@ void CCheckUpdateDial::sortRecords()
         m_pending = m_param->GetValueList();
     VT_LOG(info) << QStringLiteral("正在展示的需要更新软件信息数量:") + QString::number(m_pending.size());
     SortByUpdateTime(m_pending);
+    m_pending.erase(std::remove_if(m_pending.begin(), m_pending.end(), hasNoRow), m_pending.end());
 }
 
 void CCheckUpdateDial::addRows(int count)
@@ -168,7 +174,7 @@ void CCheckUpdateDial::addRows(int count)
     const QList<QVariant> records = m_pending.mid(0, count);
     m_pending = m_pending.mid(records.size());
     for (int i = 0; i < records.size(); i += RowsInGroup) {
-        auto *group = new QWidget;
+        auto *group = new QWidget(m_list->parentWidget());
         auto *column = new QVBoxLayout(group);
         column->setContentsMargins(0, 0, 0, 0);
         column->setSpacing(0);
@@ -188,12 +194,6 @@ void CCheckUpdateDial::addPendingRows()
 void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
 {
     const QString name = record.value(key::SoftwareName).toString();
-    if (name == records::assistantName())
-        return;
-    if (name.isEmpty()) {
-        VT_LOG(warning) << QStringLiteral("忽略没有软件名称的升级信息");
-        return; // nothing could be asked for it: the name is what the service knows a product by
-    }
     VT_LOG(info) << QStringLiteral("自动检测升级显示软件:") + name;
     auto *row = new CUpdateItem(record, list->parentWidget());
     connect(row, &CUpdateItem::UpdateExplainClicked, this, &CCheckUpdateDial::OnUpdateExplainClicked);
@@ -206,9 +206,9 @@ void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
     m_bitness.insert(name, record.value(key::SoftBytes).toString());
 }
 
-QWidget *CCheckUpdateDial::bottomBand()
+QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
 {
-    auto *band = new QWidget(this);
+    auto *band = new QWidget(body);
     band->setObjectName(QStringLiteral("MsgCenterButtom"));
     band->setFixedHeight(look::scaled(BottomHeight, this));
     CCustomBtn *ignore = bottomButton(QStringLiteral("全部忽略"), CCustomBtn::Grey, "ignoreAllButton", band);

@@ -54,14 +54,14 @@ protected:
 
 private:
     void InitDialog();
-    QWidget *titleBand();
-    QWidget *adviceLine();
-    QWidget *rowArea();
+    QWidget *titleBand(QWidget *body);
+    QWidget *adviceLine(QWidget *body);
+    QWidget *rowArea(QWidget *body);
     void sortRecords();
     void addRows(int count);
     void addPendingRows();
     void addRow(const QVariantMap &record, QVBoxLayout *list);
-    QWidget *bottomBand();
+    QWidget *bottomBand(QWidget *body);
     void placeInCorner();
     void startDownload(const QString &name);
     void removeProduct(const QString &name);

@@ -492,7 +492,7 @@ void TestCheckUpdate::manyRecords()
     Prompt prompt(records);
     prompt.show();
     const auto rows = [&] { return prompt.findChildren<CUpdateItem *>().size(); };
-    QVERIFY(rows() >= 200 && rows() < 1000); // the others follow while the window is there
+    QVERIFY(rows() >= 3 && rows() < 1000); // the others follow while the window is there
     QTRY_VERIFY(rows() >= 300);
     click(&prompt, "全部忽略"); // what has no row yet is ignored too
     QCOMPARE(rows(), 2000);
