@@ -45,7 +45,8 @@ QString dialogSheet(const QWidget *w)
                           "#adviceLine{color:#515151;}"
                           "#rowArea,#rowList{background-color:white;border:none;}") +
            look::titleBand(QStringLiteral("#f1f8fe")) + CUpdateItem::sheet() + look::greyButton() + look::blueButton() +
-           look::thinScrollBars(QStringLiteral("#rowArea"), 6, QStringLiteral("white"), QStringLiteral("#D5D9DF"), w);
+           look::thinScrollBars(QStringLiteral("CCheckUpdateDial"), 6, QStringLiteral("white"),
+                                QStringLiteral("#D5D9DF"), w);
 }
 
 QString hoveredNameSheet()
