@@ -15,34 +15,20 @@ namespace wire = link::wire;
 
 namespace {
 
-CallResult refused(int code, const QString &error)
-{
-    CallResult result;
-    result.retCode = code;
-    result.errorText = error;
-    return result;
-}
-
 CallResult invalid(const QString &error)
 {
-    return refused(code::InvalidArgs, error);
+    return refusedWith(code::InvalidArgs, error);
 }
 
 CallResult unknown(const QString &id)
 {
-    return refused(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
+    return refusedWith(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
 }
 
 // error: what went wrong in the store, empty when all is well.
 CallResult answer(const QString &error, Bag output = {})
 {
-    if (!error.isEmpty())
-        return refused(code::Refused, error);
-    CallResult result;
-    result.accepted = true;
-    result.retCode = code::Ok;
-    result.output = std::move(output);
-    return result;
+    return error.isEmpty() ? acceptedWith(code::Ok, std::move(output)) : refusedWith(code::Refused, error);
 }
 
 // The ids of a status change. @return what is wrong, empty when all is well
@@ -97,9 +83,9 @@ MessageService::~MessageService()
     m_thread.run([&] { m_store.reset(); });
 }
 
-const QHash<QString, MessageService::Handler> &MessageService::handlers()
+const HandlerTable<MessageService> &MessageService::handlers()
 {
-    static const QHash<QString, Handler> table{
+    static const HandlerTable<MessageService> table{
         {QStringLiteral("AddMessageReceipt"), &MessageService::addReceipt},
         {QStringLiteral("UpdateMessageStatus"), &MessageService::updateStatus},
         {QStringLiteral("GetAllMessageRecords"), &MessageService::allRecords},
@@ -117,18 +103,7 @@ const QHash<QString, MessageService::Handler> &MessageService::handlers()
 CallResult MessageService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
 {
     Q_UNUSED(context)
-    const Handler handler = handlers().value(method, nullptr);
-    if (!handler) {
-        CallResult result;
-        result.error = {rpc::RpcError::NotFound,
-                        QStringLiteral("the message service has no method \"%1\"").arg(method).toStdString()};
-        return result;
-    }
-    CallResult result = (this->*handler)(input);
-    if (!result.accepted)
-        qCInfo(servicesLog).noquote()
-            << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);
-    return result;
+    return dispatch(this, handlers(), QStringLiteral("message"), method, input);
 }
 
 QString MessageService::store(const std::function<QString(MessageStore &)> &work)

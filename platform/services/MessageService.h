@@ -1,4 +1,5 @@
 #pragma once
+#include "Dispatch.h"
 #include "Message.h"
 #include "MessageReader.h"
 #include "WorkThread.h"
@@ -26,8 +27,7 @@ public:
     rpc::CallResult invoke(const QString &method, const rpc::Bag &input, const rpc::ICallContext &context) override;
 
 private:
-    using Handler = rpc::CallResult (MessageService::*)(const rpc::Bag &);
-    static const QHash<QString, Handler> &handlers();
+    static const HandlerTable<MessageService> &handlers();
 
     rpc::CallResult addReceipt(const rpc::Bag &input);
     rpc::CallResult updateStatus(const rpc::Bag &input);

@@ -22,24 +22,10 @@ namespace {
 
 constexpr int MaxName = 256; // characters
 
-CallResult refused(int code, const QString &error)
-{
-    CallResult result;
-    result.retCode = code;
-    result.errorText = error;
-    return result;
-}
-
 // error: what went wrong, empty when all is well.
 CallResult answer(const QString &error, Bag output = {})
 {
-    if (!error.isEmpty())
-        return refused(code::Refused, error);
-    CallResult result;
-    result.accepted = true;
-    result.retCode = code::Ok;
-    result.output = std::move(output);
-    return result;
+    return error.isEmpty() ? acceptedWith(code::Ok, std::move(output)) : refusedWith(code::Refused, error);
 }
 
 // A product's name out of a request. @return what is wrong, empty when all is well
@@ -126,9 +112,9 @@ UpgradeService::~UpgradeService()
     });
 }
 
-const QHash<QString, UpgradeService::Handler> &UpgradeService::handlers()
+const HandlerTable<UpgradeService> &UpgradeService::handlers()
 {
-    static const QHash<QString, Handler> table{
+    static const HandlerTable<UpgradeService> table{
         {QStringLiteral("CheckNewVersion"), &UpgradeService::checkNewVersion},
         {QStringLiteral("IgnoreUpgrade"), &UpgradeService::ignoreUpgrade},
         {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
@@ -144,19 +130,9 @@ const QHash<QString, UpgradeService::Handler> &UpgradeService::handlers()
 
 CallResult UpgradeService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
 {
-    const bool installs = method == QLatin1String("InstallSoftware"); // the one that can take long
-    const Handler handler = handlers().value(method, nullptr);
-    if (!handler && !installs) {
-        CallResult result;
-        result.error = {rpc::RpcError::NotFound,
-                        QStringLiteral("the upgrade service has no method \"%1\"").arg(method).toStdString()};
-        return result;
-    }
-    CallResult result = installs ? installSoftware(input, context) : (this->*handler)(input);
-    if (!result.accepted)
-        qCInfo(servicesLog).noquote()
-            << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);
-    return result;
+    if (method == QLatin1String("InstallSoftware")) // the one that can take long
+        return logged(method, installSoftware(input, context));
+    return dispatch(this, handlers(), QStringLiteral("upgrade"), method, input);
 }
 
 QString UpgradeService::store(const std::function<QString(UpgradeStore &)> &work)
@@ -222,14 +198,14 @@ CallResult UpgradeService::ignoreUpgrade(const Bag &input)
     QString product;
     const QString wrong = readName(input.values, key::IgnoredName, &product);
     if (!wrong.isEmpty())
-        return refused(code::InvalidArgs, wrong);
+        return refusedWith(code::InvalidArgs, wrong);
     const QString bits = input.values.value(key::Bitness).toString();
     QList<Offer> offers = offersOf(product, bits, input.values);
     const QString version = input.values.value(key::IgnoredVersion).toString(); // empty from the check-update prompt
     if (offers.isEmpty() && !version.isEmpty())
         offers << Offer{product, bits, key::Software, {}, version};
     if (offers.isEmpty())
-        return refused(code::InvalidArgs, QStringLiteral("the request names no version to ignore"));
+        return refusedWith(code::InvalidArgs, QStringLiteral("the request names no version to ignore"));
     return answer(store([&](UpgradeStore &s) { return s.ignore(offers); }));
 }
 
@@ -238,7 +214,7 @@ CallResult UpgradeService::startDownload(const Bag &input)
     QString product;
     const QString wrong = readName(input.values, key::SoftwareName, &product);
     if (!wrong.isEmpty())
-        return refused(code::InvalidArgs, wrong);
+        return refusedWith(code::InvalidArgs, wrong);
     Catalogue catalogue;
     QString error = readCatalogue(m_paths.catalogue, &catalogue);
     UpgradeTask task;
@@ -265,11 +241,11 @@ CallResult UpgradeService::stopUpgrade(const Bag &input)
     QString product;
     const QString wrong = readName(input.values, key::SoftwareName, &product);
     if (!wrong.isEmpty())
-        return refused(code::InvalidArgs, wrong);
+        return refusedWith(code::InvalidArgs, wrong);
     bool known = false;
     const QString error = engine([&](UpgradeEngine &e) { return e.stop(product, &known); });
     return known || !error.isEmpty() ? answer(error)
-                                     : refused(code::Refused, QStringLiteral("no task of \"%1\"").arg(product));
+                                     : refusedWith(code::Refused, QStringLiteral("no task of \"%1\"").arg(product));
 }
 
 CallResult UpgradeService::installSoftware(const Bag &input, const rpc::ICallContext &context)
@@ -277,7 +253,7 @@ CallResult UpgradeService::installSoftware(const Bag &input, const rpc::ICallCon
     QString product;
     const QString wrong = readName(input.values, key::SoftwareName, &product);
     if (!wrong.isEmpty())
-        return refused(code::InvalidArgs, wrong);
+        return refusedWith(code::InvalidArgs, wrong);
     const QString error = engine([&](UpgradeEngine &e) { return e.install(product); });
     const bool waits = input.values.value(key::WaitForFinished).toBool();
     return answer(error.isEmpty() && waits ? awaitInstallation(product, context) : error);
@@ -315,12 +291,12 @@ CallResult UpgradeService::showNotes(const Bag &input)
     QString product;
     const QString wrong = readName(input.values, key::SoftwareName, &product);
     if (!wrong.isEmpty())
-        return refused(code::InvalidArgs, wrong);
+        return refusedWith(code::InvalidArgs, wrong);
     QVariantList records;
     const QString error = findUpdates(true, &records);
     const QVariantMap record = recordOf(records, product);
     if (error.isEmpty() && record.isEmpty())
-        return refused(code::Refused, QStringLiteral("nothing is new for \"%1\"").arg(product));
+        return refusedWith(code::Refused, QStringLiteral("nothing is new for \"%1\"").arg(product));
     QVariantMap values;
     if (error.isEmpty())
         present(QStringLiteral("showUpgradeExplainDialog"), {record}, &values);

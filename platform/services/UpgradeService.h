@@ -1,8 +1,8 @@
 #pragma once
+#include "Dispatch.h"
 #include "UpdateCheck.h"
 #include "WorkThread.h"
 #include "tarn/rpc/IInvocable.h"
-#include <QHash>
 #include <QMutex>
 #include <QWaitCondition>
 #include <functional>
@@ -43,8 +43,7 @@ public:
     rpc::CallResult invoke(const QString &method, const rpc::Bag &input, const rpc::ICallContext &context) override;
 
 private:
-    using Handler = rpc::CallResult (UpgradeService::*)(const rpc::Bag &);
-    static const QHash<QString, Handler> &handlers();
+    static const HandlerTable<UpgradeService> &handlers();
 
     rpc::CallResult checkNewVersion(const rpc::Bag &input);
     rpc::CallResult ignoreUpgrade(const rpc::Bag &input);
