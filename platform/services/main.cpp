@@ -3,6 +3,7 @@
 #include "MessageService.h"
 #include "ServiceRunner.h"
 #include "UpgradeService.h"
+#include "cloud/CloudService.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
@@ -65,6 +66,9 @@ private:
         m_runner.addService(link::wire::UpgradeTag,
                             QSharedPointer<UpgradeService>::create(
                                 m_directory, UpgradePaths::ofProgram(QCoreApplication::applicationDirPath()), show));
+        m_runner.addService(link::wire::CloudTag,
+                            QSharedPointer<CloudService>::create(
+                                m_directory, CloudSettings::ofProgram(QCoreApplication::applicationDirPath())));
         m_runner.start();
     }
 
@@ -101,7 +105,8 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("tarn-services"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARN_VERSION));
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("The platform's background services: messages and upgrades."));
+    parser.setApplicationDescription(
+        QStringLiteral("The platform's background services: messages, upgrades and cloud accounts."));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.process(app);

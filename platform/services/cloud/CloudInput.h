@@ -1,0 +1,27 @@
+#pragma once
+#include "Secret.h"
+#include <QVariantMap>
+
+/// Checked reading of a request's keys. Every function returns what is wrong, naming the key; empty when all is well.
+namespace tarn::services {
+
+constexpr int MaxInputText = 65536; ///< characters
+
+QString readText(const QVariantMap &values, const QString &key, QString *text);         ///< missing counts as wrong
+QString readOptionalText(const QVariantMap &values, const QString &key, QString *text); ///< missing leaves it empty
+QString readSecret(const QVariantMap &values, const QString &key, Secret *secret);
+QString readFlag(const QVariantMap &values, const QString &key, bool *flag); ///< missing leaves it as it is
+
+/// Eleven ASCII digits.
+bool isPhone(const QString &text);
+
+/// What every sign-in brings along.
+struct SignInFlags
+{
+    bool autoLogin = false;
+    bool remember = false;
+    bool lockTip = false;
+};
+QString readFlags(const QVariantMap &values, SignInFlags *flags);
+
+} // namespace tarn::services

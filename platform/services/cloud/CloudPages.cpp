@@ -1,0 +1,211 @@
+#include "CloudPages.h"
+#include "QrPicture.h"
+#include "Secret.h"
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QUrlQuery>
+
+namespace tarn::services {
+
+namespace {
+
+constexpr int MaxIdentity = 256; // characters
+
+const char *const Style =
+    "body{font:16px/1.6 'Noto Sans CJK SC','Microsoft YaHei',sans-serif;color:#333;background:#f3f6fb;margin:0}"
+    "main{max-width:26em;margin:3em auto;padding:2em;background:#fff;border-radius:8px;text-align:center}"
+    "svg{width:15em;height:15em}svg.over{opacity:.15}code{background:#f3f6fb;padding:.1em .3em}"
+    "input{font:inherit;width:100%;box-sizing:border-box;padding:.4em;margin:.5em 0}"
+    "button{font:inherit;padding:.4em 1.6em;margin:.5em;border:1px solid #0c64eb;border-radius:4px;background:#fff}"
+    "#confirm{background:#0c64eb;color:#fff}";
+
+const char *const Script =
+    "const line=document.getElementById('state'),code=document.getElementById('code');"
+    "async function look(){try{"
+    "const s=await(await fetch(location.pathname+'/state')).json();"
+    "line.textContent=s.text;code.classList.toggle('over',!s.open);if(s.more)setTimeout(look,1000);"
+    "}catch(e){line.textContent='与登录服务的连接已断开';setTimeout(look,3000);}}"
+    "look();";
+
+struct Page
+{
+    QString title;
+    QString body;
+    bool follows = false; ///< shows a state that changes by itself
+};
+
+PageReply render(const Page &page)
+{
+    constexpr int NonceBytes = 16;
+    const QByteArray nonce = randomHex(NonceBytes).toLatin1();
+    QByteArray html = "<!DOCTYPE html><html lang=\"zh-CN\"><head><meta charset=\"utf-8\">"
+                      "<meta name=\"viewport\" content=\"width=device-width\"><title>" +
+                      page.title.toHtmlEscaped().toUtf8() + "</title><style nonce=\"" + nonce + "\">" + Style +
+                      "</style>";
+    if (page.follows)
+        html += "<noscript><meta http-equiv=\"refresh\" content=\"3\"></noscript>";
+    html += "</head><body><main><h1>" + page.title.toHtmlEscaped().toUtf8() + "</h1>" + page.body.toUtf8();
+    if (page.follows)
+        html += "<script nonce=\"" + nonce + "\">" + Script + "</script>";
+    PageReply reply;
+    reply.body = html + "</main></body></html>\n";
+    reply.policy = "default-src 'none'; script-src 'nonce-" + nonce + "'; style-src 'nonce-" + nonce +
+                   "'; connect-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'";
+    return reply;
+}
+
+PageReply notFound()
+{
+    PageReply reply = render({QStringLiteral("没有这个页面"), QStringLiteral("<p>链接有误，或登录已经结束。</p>")});
+    reply.status = 404;
+    return reply;
+}
+
+QString wayName(QrWay way)
+{
+    return way == QrWay::Weixin ? QStringLiteral("微信") : QStringLiteral("QQ");
+}
+
+QString stateText(const QrTickets::View &view)
+{
+    switch (view.state) {
+    case QrState::Waiting:
+        return QStringLiteral("请使用%1扫描二维码").arg(wayName(view.way));
+    case QrState::Scanned:
+        return QStringLiteral("已扫描，请在手机上确认登录");
+    case QrState::Confirmed:
+        return view.result.isEmpty() ? QStringLiteral("已确认，正在登录") : view.result;
+    case QrState::Refused:
+        return QStringLiteral("已取消登录");
+    case QrState::Expired:
+        break;
+    }
+    return QStringLiteral("二维码已过期，请返回登录窗口重新获取");
+}
+
+QString stateLine(const QrTickets::View &view)
+{
+    return QStringLiteral("<p id=\"state\" role=\"status\">%1</p>").arg(stateText(view).toHtmlEscaped());
+}
+
+bool isUsable(const QString &identity)
+{
+    return !identity.isEmpty() && identity.size() <= MaxIdentity &&
+           std::none_of(identity.cbegin(), identity.cend(),
+                        [](QChar c) { return c.category() == QChar::Other_Control; });
+}
+
+// Nothing when the path names no page of this kind.
+const Page *linkPage(const QString &path)
+{
+    static const QHash<QString, Page> pages{
+        {QStringLiteral("/register"),
+         {QStringLiteral("注册账号"),
+          QStringLiteral(
+              "<p>本平台的账号由命令行管理。</p><p><code>tarnctl cloud account add 账号 --phone 手机号</code></p>")}},
+        {QStringLiteral("/password"),
+         {QStringLiteral("忘记密码"),
+          QStringLiteral("<p>请删除账号后以新密码重新添加。</p><p><code>tarnctl cloud account remove 账号</code><br>"
+                         "<code>tarnctl cloud account add 账号</code></p>")}},
+        {QStringLiteral("/account"),
+         {QStringLiteral("用户中心"),
+          QStringLiteral("<p>添加账号时可绑定微信或QQ。</p>"
+                         "<p><code>tarnctl cloud account add 账号 --weixin 微信号 --qq QQ号</code></p>")}},
+    };
+    const auto it = pages.constFind(path);
+    return it == pages.cend() ? nullptr : &*it;
+}
+
+} // namespace
+
+CloudPages::CloudPages(QrTickets *tickets)
+    : m_tickets(tickets)
+{
+}
+
+PageReply CloudPages::answer(const PageRequest &request) const
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A/(qr|phone)/([0-9a-f]{32})(/state)?\\z"));
+    if (const Page *page = linkPage(request.path))
+        return request.isPost ? notFound() : render(*page);
+    const auto match = pattern.match(request.path);
+    const bool isPhone = match.captured(1) == QLatin1String("phone");
+    const bool wantsState = !match.captured(3).isEmpty();
+    if (!match.hasMatch() || (isPhone && wantsState) || (request.isPost && !isPhone))
+        return notFound();
+    const QString ticket = match.captured(2);
+    if (request.isPost)
+        return decide(ticket, request.body);
+    if (isPhone)
+        return phonePage(ticket);
+    return wantsState ? statePage(ticket) : qrPage(ticket, request.server);
+}
+
+PageReply CloudPages::qrPage(const QString &ticket, const QString &serverAddress) const
+{
+    const auto view = m_tickets->view(ticket);
+    if (!view)
+        return notFound();
+    const QString phone = serverAddress + QStringLiteral("/phone/") + ticket;
+    return render({QStringLiteral("%1扫码登录").arg(wayName(view->way)),
+                   QString::fromLatin1(qrPicture(phone.toLatin1())) + stateLine(*view) +
+                       QStringLiteral("<p><a id=\"phone\" href=\"%1\" target=\"_blank\" rel=\"noopener\">"
+                                      "在本机代替手机扫码</a></p>")
+                           .arg(phone),
+                   true});
+}
+
+PageReply CloudPages::statePage(const QString &ticket) const
+{
+    const auto view = m_tickets->view(ticket);
+    if (!view)
+        return notFound();
+    const bool settles = view->state == QrState::Confirmed && view->result.isEmpty();
+    PageReply reply;
+    reply.type = "application/json";
+    reply.body = QJsonDocument(QJsonObject{{QStringLiteral("text"), stateText(*view)},
+                                           {QStringLiteral("open"), view->isOpen()},
+                                           {QStringLiteral("more"), view->isOpen() || settles}})
+                     .toJson(QJsonDocument::Compact);
+    return reply;
+}
+
+PageReply CloudPages::phonePage(const QString &ticket) const
+{
+    m_tickets->scanned(ticket);
+    const auto view = m_tickets->view(ticket);
+    if (!view)
+        return notFound();
+    const QString title = QStringLiteral("%1登录确认").arg(wayName(view->way));
+    if (!view->isOpen())
+        return render({title, stateLine(*view)});
+    return render(
+        {title, stateLine(*view) +
+                    QStringLiteral("<form method=\"post\"><label for=\"identity\">%1号</label>"
+                                   "<input id=\"identity\" name=\"identity\" maxlength=\"%2\" "
+                                   "autocomplete=\"off\" autofocus>"
+                                   "<button id=\"confirm\" name=\"decision\" value=\"confirm\">确认登录</button>"
+                                   "<button id=\"refuse\" name=\"decision\" value=\"refuse\">取消</button>"
+                                   "</form>")
+                        .arg(wayName(view->way), QString::number(MaxIdentity))});
+}
+
+PageReply CloudPages::decide(const QString &ticket, const QByteArray &form) const
+{
+    if (!m_tickets->view(ticket))
+        return notFound();
+    const QUrlQuery query(QString::fromUtf8(QByteArray(form).replace('+', "%20")));
+    const QString decision = query.queryItemValue(QStringLiteral("decision"));
+    const QString identity = query.queryItemValue(QStringLiteral("identity"), QUrl::FullyDecoded).trimmed();
+    if (decision == QLatin1String("refuse"))
+        m_tickets->refuse(ticket);
+    else if (decision == QLatin1String("confirm") && isUsable(identity))
+        m_tickets->confirm(ticket, identity);
+    PageReply reply; // the page tells what came of it, also when it is loaded again
+    reply.status = 303;
+    reply.location = "/phone/" + ticket.toLatin1();
+    return reply;
+}
+
+} // namespace tarn::services

@@ -1,0 +1,240 @@
+// The cloud account service's session, and what the command line manages.
+#include "CloudAnswers.h"
+#include "CloudInput.h"
+#include "CloudPages.h"
+#include "CloudService.h"
+#include "CloudStore.h"
+#include "LoopbackServer.h"
+#include "PasswordHash.h"
+#include "tarn/link/CloudWire.h"
+#include <QDateTime>
+
+namespace tarn::services {
+
+using namespace cloud;
+using rpc::Bag;
+using rpc::CallResult;
+namespace wire = link::wire;
+
+namespace {
+
+constexpr int MaxName = 256; // characters
+
+QString timeText(qint64 time)
+{
+    return QDateTime::fromMSecsSinceEpoch(time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+}
+
+bool isPlain(const QString &text)
+{
+    return text == text.trimmed() && text.size() <= MaxName &&
+           std::none_of(text.cbegin(), text.cend(), [](QChar c) { return c.category() == QChar::Other_Control; });
+}
+
+// An account's name out of a request. @return what is wrong, empty when all is well
+QString readName(const QVariantMap &values, QString *name)
+{
+    QString wrong = readText(values, key::User, name);
+    if (wrong.isEmpty() && (name->isEmpty() || !isPlain(*name)))
+        wrong = QStringLiteral("%1: 1 to %2 characters without blanks around them are wanted")
+                    .arg(key::User, QString::number(MaxName));
+    return wrong;
+}
+
+QString readAccount(const QVariantMap &values, CloudAccount *account)
+{
+    QString wrong = readName(values, &account->name);
+    if (wrong.isEmpty())
+        wrong = readOptionalText(values, key::Phone, &account->phone);
+    if (wrong.isEmpty() && !account->phone.isEmpty() && !isPhone(account->phone))
+        wrong = QStringLiteral("%1: 11 digits are wanted").arg(key::Phone);
+    if (wrong.isEmpty())
+        wrong = readOptionalText(values, wire::Weixin, &account->weixin);
+    if (wrong.isEmpty())
+        wrong = readOptionalText(values, wire::Qq, &account->qq);
+    if (wrong.isEmpty() && !(isPlain(account->weixin) && isPlain(account->qq)))
+        wrong = QStringLiteral("%1, %2: at most %3 characters without blanks around them are wanted")
+                    .arg(wire::Weixin, wire::Qq, QString::number(MaxName));
+    return wrong;
+}
+
+CallResult answerForName(const QString &error, bool known, const QString &name)
+{
+    if (!error.isEmpty())
+        return unavailable(error);
+    return known ? ok() : refused(QStringLiteral("no account \"%1\"").arg(name));
+}
+
+} // namespace
+
+QString CloudService::store(const std::function<QString(CloudStore &)> &work)
+{
+    QString error;
+    m_thread.run([&] { error = work(*m_store); });
+    return error;
+}
+
+void CloudService::remember(const std::function<bool(SignInMemory &)> &change)
+{
+    QString error;
+    m_thread.run([&] {
+        SignInMemory memory = m_remembered.load();
+        if (change(memory))
+            error = m_remembered.save(memory);
+        wipe(&memory.password);
+    });
+    if (!error.isEmpty())
+        qCWarning(servicesLog).noquote() << QStringLiteral("the sign-in cannot be remembered: %1").arg(error);
+}
+
+// A password that was changed, a phone that was given to another, a lock: then the user is asked again.
+void CloudService::signInAgain()
+{
+    SignInMemory memory;
+    m_thread.run([&] { memory = m_remembered.load(); });
+    if (memory.autoAccount.isEmpty())
+        return;
+    const Secret password(memory.password);
+    wipe(&memory.password);
+    std::optional<CloudAccount> account;
+    QString error = store([&](CloudStore &s) { return s.find(CloudStore::By::Name, memory.autoAccount, &account); });
+    bool stands = account && !account->locked;
+    if (stands && memory.autoWay == way::Account)
+        stands = passwordMatches(account->passwordHash, password);
+    else if (stands && memory.autoWay == way::Phone)
+        stands = account->phone == memory.phone;
+    if (stands)
+        startSession(account->name, memory.autoWay, wire::loginState::SignedInAgain);
+    else
+        qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1")
+                                             .arg(error.isEmpty() ? QStringLiteral("the account has changed") : error);
+}
+
+void CloudService::startSession(const QString &account, const QString &way, int state)
+{
+    const QMutexLocker lock(&m_sessionLock);
+    m_session = {account, way, state, m_clock()};
+}
+
+void CloudService::endSession(const QString &account)
+{
+    const QMutexLocker lock(&m_sessionLock);
+    if (m_session.account == account)
+        m_session = {};
+}
+
+CallResult CloudService::loginState(const Bag &input)
+{
+    Q_UNUSED(input)
+    const QMutexLocker lock(&m_sessionLock);
+    const bool signingIn = m_session.account.isEmpty() && m_signingIn > 0;
+    return ok({{key::LoginState, signingIn ? wire::loginState::SigningIn : m_session.state}});
+}
+
+CallResult CloudService::status(const Bag &input)
+{
+    CallResult result = loginState(input);
+    const QMutexLocker lock(&m_sessionLock);
+    QVariantMap &values = result.output.values;
+    values.insert(key::User, m_session.account);
+    values.insert(wire::Way, m_session.way);
+    values.insert(wire::Since, m_session.account.isEmpty() ? QString() : timeText(m_session.since));
+    return result;
+}
+
+CallResult CloudService::logout(const Bag &input)
+{
+    Q_UNUSED(input)
+    {
+        const QMutexLocker lock(&m_sessionLock);
+        m_session = {};
+    }
+    remember([](SignInMemory &memory) {
+        const bool wasSet = !memory.autoAccount.isEmpty();
+        memory.autoAccount.clear();
+        return wasSet;
+    });
+    return ok();
+}
+
+CallResult CloudService::addAccount(const Bag &input)
+{
+    CloudAccount account;
+    Secret password;
+    QString wrong = readAccount(input.values, &account);
+    if (wrong.isEmpty())
+        wrong = readSecret(input.values, key::Password, &password);
+    if (wrong.isEmpty() && password.isEmpty())
+        wrong = QStringLiteral("the password is empty");
+    if (!wrong.isEmpty())
+        return invalid(wrong);
+    account.passwordHash = hashPassword(password);
+    if (account.passwordHash.isEmpty())
+        return unavailable(QStringLiteral("not enough memory for the password's hash"));
+    bool taken = false;
+    const QString error = store([&](CloudStore &s) { return s.add(account, &taken); });
+    if (!error.isEmpty())
+        return unavailable(error);
+    return taken ? refused(QStringLiteral("another account has this name, phone, weixin or qq")) : ok();
+}
+
+CallResult CloudService::removeAccount(const Bag &input)
+{
+    QString name;
+    const QString wrong = readName(input.values, &name);
+    if (!wrong.isEmpty())
+        return invalid(wrong);
+    bool known = false;
+    const QString error = store([&](CloudStore &s) { return s.remove(name, &known); });
+    endSession(name);
+    return answerForName(error, known, name);
+}
+
+CallResult CloudService::lockAccount(const Bag &input)
+{
+    QString name;
+    bool locked = true;
+    QString wrong = readName(input.values, &name);
+    if (wrong.isEmpty())
+        wrong = readFlag(input.values, wire::Locked, &locked);
+    if (!wrong.isEmpty())
+        return invalid(wrong);
+    bool known = false;
+    const QString error = store([&](CloudStore &s) { return s.setLocked(name, locked, &known); });
+    if (locked)
+        endSession(name);
+    return answerForName(error, known, name);
+}
+
+CallResult CloudService::listAccounts(const Bag &input)
+{
+    Q_UNUSED(input)
+    QList<CloudAccount> accounts;
+    const QString error = store([&](CloudStore &s) { return s.accounts(&accounts); });
+    if (!error.isEmpty())
+        return unavailable(error);
+    QVariantList list;
+    for (const CloudAccount &account : qAsConst(accounts))
+        list.append(QVariantMap{{key::User, account.name},
+                                {key::Phone, account.phone},
+                                {wire::Weixin, account.weixin},
+                                {wire::Qq, account.qq},
+                                {wire::Locked, account.locked}});
+    return ok({}, list);
+}
+
+CallResult CloudService::listOutbox(const Bag &input)
+{
+    Q_UNUSED(input)
+    QList<OneTimeCodes::Sent> sent;
+    const QString error = store([&](CloudStore &) { return m_codes->outbox(&sent); });
+    if (!error.isEmpty())
+        return unavailable(error);
+    QVariantList list;
+    for (const OneTimeCodes::Sent &entry : qAsConst(sent))
+        list.append(
+            QVariantMap{{key::Phone, entry.phone}, {key::Code, entry.code}, {wire::SentTime, timeText(entry.sentAt)}});
+    return ok({}, list);
+}
+
+} // namespace tarn::services

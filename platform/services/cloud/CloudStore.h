@@ -1,0 +1,65 @@
+#pragma once
+#include "../Database.h"
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <optional>
+
+namespace tarn::services {
+
+/// A cloud account. The other ways to sign in are empty where the account has none; no two accounts share one.
+struct CloudAccount
+{
+    QString name;
+    QString phone;
+    QString weixin;
+    QString qq;
+    bool locked = false;
+    QByteArray passwordHash; ///< as hashPassword() gives it
+};
+
+/// A one-time code as it is kept.
+struct StoredCode
+{
+    QByteArray hash;
+    qint64 sentAt = 0; ///< milliseconds since 1970
+    int triesLeft = 0;
+};
+
+struct OutboxEntry
+{
+    QString phone;
+    QByteArray sealedCode;
+    qint64 sentAt = 0;
+};
+
+/// Accounts, one-time codes and the outbox in the database "cloud.db". Everything on one thread. The functions return
+/// what went wrong, empty when all is well.
+class CloudStore
+{
+public:
+    explicit CloudStore(const QString &directory);
+
+    enum class By { Name, Phone, Weixin, Qq };
+
+    /// @param taken true when another account has its name or one of its other ways; nothing is stored then
+    QString add(const CloudAccount &account, bool *taken);
+    QString remove(const QString &name, bool *known);
+    QString setLocked(const QString &name, bool locked, bool *known);
+    QString find(By way, const QString &value, std::optional<CloudAccount> *account);
+    QString accounts(QList<CloudAccount> *accounts); ///< by name
+
+    /// Replaces the phone's code and puts it into the outbox, which keeps the newest and nothing from before oldest.
+    QString putCode(const OutboxEntry &entry, const StoredCode &code, qint64 oldest);
+    QString code(const QString &phone, std::optional<StoredCode> *code);
+    QString takeTry(const QString &phone);
+    QString dropCode(const QString &phone);                     ///< also from the outbox
+    QString outbox(qint64 oldest, QList<OutboxEntry> *entries); ///< newest first
+
+private:
+    QString change(const QString &statement, const QVariantList &values, int *changed = nullptr);
+
+    Database m_db;
+};
+
+} // namespace tarn::services

@@ -1,0 +1,54 @@
+#pragma once
+#include <QByteArray>
+#include <QString>
+#include <atomic>
+#include <functional>
+#include <memory>
+
+struct MHD_Daemon;
+
+namespace tarn::services {
+
+struct PageRequest
+{
+    bool isPost = false;
+    QString server;  ///< "http://127.0.0.1:PORT"
+    QString path;    ///< decoded, without query
+    QByteArray body; ///< POST
+};
+
+struct PageReply
+{
+    int status = 200;
+    QByteArray body;
+    QByteArray type = "text/html; charset=utf-8";
+    QByteArray policy;   ///< Content-Security-Policy; empty takes one that allows nothing
+    QByteArray location; ///< of a redirection
+};
+
+/// HTTP for the browser on this machine: 127.0.0.1, a port that the system chooses. Refuses what a page elsewhere could
+/// make a browser send: another Host, a POST of another Origin. Bodies, connections and pauses are limited. The
+/// handler runs on the server's one thread.
+class LoopbackServer
+{
+public:
+    using Handler = std::function<PageReply(const PageRequest &)>;
+
+    explicit LoopbackServer(Handler handler);
+    ~LoopbackServer(); ///< requests that run end first
+    LoopbackServer(const LoopbackServer &) = delete;
+    LoopbackServer &operator=(const LoopbackServer &) = delete;
+
+    bool isRunning() const { return m_daemon != nullptr; }
+    quint16 port() const { return m_port; }
+    QString address() const; ///< "http://127.0.0.1:PORT"
+
+private:
+    friend struct LoopbackCallbacks;
+
+    const Handler m_handler;
+    MHD_Daemon *m_daemon = nullptr;
+    std::atomic<quint16> m_port{0}; ///< the server's thread is there before it is known
+};
+
+} // namespace tarn::services

@@ -1,0 +1,86 @@
+#include "OneTimeCodes.h"
+#include "CloudStore.h"
+#include "Vault.h"
+#include <sodium.h>
+
+namespace tarn::services {
+
+namespace {
+
+constexpr qint64 LifetimeMs = 300'000;
+constexpr qint64 PauseMs = 60'000;
+constexpr int Tries = 5;
+constexpr quint32 Codes = 1'000'000;
+
+Secret newCode()
+{
+    return Secret(QByteArray::number(randombytes_uniform(Codes)).rightJustified(6, '0'));
+}
+
+// A clock that was set back makes a code's age negative.
+bool isWithin(qint64 age, qint64 limit)
+{
+    return age >= 0 && age < limit;
+}
+
+} // namespace
+
+OneTimeCodes::OneTimeCodes(CloudStore *store, const Vault *vault, Clock clock)
+    : m_store(store)
+    , m_vault(vault)
+    , m_clock(std::move(clock))
+{
+}
+
+QString OneTimeCodes::send(const QString &phone, QString *refusal)
+{
+    if (!m_vault->error().isEmpty())
+        return m_vault->error();
+    std::optional<StoredCode> last;
+    QString error = m_store->code(phone, &last);
+    if (!error.isEmpty())
+        return error;
+    const qint64 now = m_clock();
+    if (last && isWithin(now - last->sentAt, PauseMs)) {
+        *refusal =
+            QStringLiteral("动态密码发送过于频繁，请%1秒后再试").arg((PauseMs - now + last->sentAt + 999) / 1000);
+        return {};
+    }
+    const Secret code = newCode();
+    return m_store->putCode({phone, m_vault->seal(code), now}, {m_vault->fingerprint(code, phone), now, Tries},
+                            now - LifetimeMs);
+}
+
+QString OneTimeCodes::check(const QString &phone, const Secret &code, QString *refusal)
+{
+    std::optional<StoredCode> stored;
+    QString error = m_store->code(phone, &stored);
+    if (!error.isEmpty())
+        return error;
+    if (!stored || stored->triesLeft <= 0 || !isWithin(m_clock() - stored->sentAt, LifetimeMs)) {
+        *refusal = QStringLiteral("动态密码已失效，请重新获取");
+        return {};
+    }
+    error = m_store->takeTry(phone); // before the answer is known, so that nothing gets a try for nothing
+    if (!error.isEmpty())
+        return error;
+    const QByteArray hash = m_vault->fingerprint(code, phone);
+    if (hash.size() == stored->hash.size() &&
+        sodium_memcmp(hash.constData(), stored->hash.constData(), static_cast<size_t>(hash.size())) == 0)
+        return m_store->dropCode(phone);
+    *refusal = QStringLiteral("动态密码错误");
+    return {};
+}
+
+QString OneTimeCodes::outbox(QList<Sent> *entries)
+{
+    QList<OutboxEntry> sealed;
+    QString error = m_store->outbox(m_clock() - LifetimeMs, &sealed);
+    for (const OutboxEntry &entry : qAsConst(sealed)) {
+        if (const auto code = m_vault->open(entry.sealedCode))
+            entries->append({entry.phone, code->toText(), entry.sentAt});
+    }
+    return error;
+}
+
+} // namespace tarn::services

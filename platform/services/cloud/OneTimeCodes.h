@@ -1,0 +1,41 @@
+#pragma once
+#include "Secret.h"
+#include <QList>
+#include <QString>
+#include <functional>
+
+namespace tarn::services {
+
+class CloudStore;
+class Vault;
+
+/// One-time codes for phones: six digits, valid for five minutes and five tries, one a minute and phone. They are kept
+/// hashed, and sealed in the outbox, which stands in for the telephone network. On the store's thread.
+class OneTimeCodes
+{
+public:
+    using Clock = std::function<qint64()>; ///< milliseconds since 1970
+
+    OneTimeCodes(CloudStore *store, const Vault *vault, Clock clock);
+
+    struct Sent
+    {
+        QString phone;
+        QString code;
+        qint64 sentAt = 0;
+    };
+
+    /// @param refusal a text for the user when no code was sent
+    /// @return what went wrong in the store, empty when all is well
+    QString send(const QString &phone, QString *refusal);
+    /// A code that fits is used up.
+    QString check(const QString &phone, const Secret &code, QString *refusal);
+    QString outbox(QList<Sent> *entries); ///< newest first; expired ones are gone
+
+private:
+    CloudStore *const m_store;
+    const Vault *const m_vault;
+    const Clock m_clock;
+};
+
+} // namespace tarn::services

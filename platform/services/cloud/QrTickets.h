@@ -1,0 +1,72 @@
+#pragma once
+#include <QHash>
+#include <QMutex>
+#include <QString>
+#include <functional>
+#include <optional>
+
+namespace tarn::services {
+
+enum class QrWay { Weixin, Qq };
+
+/// Scanned: the phone page was opened. Only Waiting and Scanned can still be decided.
+enum class QrState { Waiting, Scanned, Confirmed, Refused, Expired };
+
+/// The QR sign-ins under way. A sign-in has two names: the random code, by which the dialog asks how far it is, and the
+/// ticket in the pages' addresses; neither leads to the other. At most 64 are kept. Any thread.
+class QrTickets
+{
+public:
+    using Clock = std::function<qint64()>; ///< milliseconds
+    static constexpr qint64 DefaultLifetime = 120'000;
+
+    explicit QrTickets(Clock clock, qint64 lifetimeMs = DefaultLifetime);
+
+    struct View
+    {
+        QrWay way = QrWay::Weixin;
+        QrState state = QrState::Waiting;
+        QString result; ///< what became of a confirmed one; empty while nobody has asked for it
+        bool isOpen() const { return state == QrState::Waiting || state == QrState::Scanned; }
+    };
+    struct Outcome
+    {
+        QrState state = QrState::Expired;
+        QrWay way = QrWay::Weixin;
+        QString identity; ///< Confirmed
+        QString ticket;
+    };
+
+    /// A new ticket; a running sign-in with the same random code ends.
+    QString open(QrWay way, const QString &randomCode);
+    std::optional<View> view(const QString &ticket);
+    void scanned(const QString &ticket);
+    /// @return false when it can no longer be decided
+    bool confirm(const QString &ticket, const QString &identity);
+    bool refuse(const QString &ticket);
+
+    /// How far the sign-in is. An ending is told once; a code that is not known counts as expired.
+    Outcome take(const QString &randomCode);
+    void setResult(const QString &ticket, const QString &text); ///< for the pages
+
+private:
+    struct Ticket
+    {
+        View view;
+        QString randomCode; ///< empty once the ending was told
+        QString identity;
+        qint64 opened = 0;
+    };
+    Ticket *find(const QString &ticket); ///< brought up to date; null when there is none
+    bool decide(const QString &ticket, QrState state, const QString &identity);
+    void update(Ticket &ticket) const;
+    void makeRoom();
+
+    const Clock m_clock;
+    const qint64 m_lifetime;
+    QMutex m_lock;
+    QHash<QString, Ticket> m_tickets;
+    QHash<QString, QString> m_byCode; ///< ticket by random code
+};
+
+} // namespace tarn::services

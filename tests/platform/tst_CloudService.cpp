@@ -1,0 +1,461 @@
+#include "cloud/CloudService.h"
+#include "support/LogCatcher.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "tarn/link/CloudWire.h"
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+using namespace tarn;
+using rpc::CallResult;
+using services::CloudService;
+using services::CloudSettings;
+namespace key = tarn::cloud::key;
+namespace code = tarn::cloud::code;
+namespace wire = tarn::link::wire;
+
+namespace {
+
+const QString Name = QStringLiteral("张三");
+const QString Password = QStringLiteral("p\"ass 词");
+const QString Phone = QStringLiteral("13800000001");
+
+class Context final : public rpc::ICallContext
+{
+public:
+    bool isCancelled() const override { return false; }
+};
+
+struct Reply
+{
+    int status = 0;
+    QByteArray head;
+    QString body;
+};
+
+// Sends raw bytes; what comes back until the server closes.
+Reply exchange(int port, const QByteArray &request)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
+    QByteArray all;
+    if (socket.waitForConnected() && socket.write(request) == request.size()) {
+        while (socket.waitForReadyRead(20000))
+            all += socket.readAll();
+    }
+    const int gap = all.indexOf("\r\n\r\n");
+    return {all.mid(9, 3).toInt(), all.left(gap), QString::fromUtf8(all.mid(gap + 4))};
+}
+
+} // namespace
+
+// Accounts, sessions and pages of the cloud account service, on a clock of the test's own.
+class TestCloudService final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void accounts();
+    void signsInByAccount();
+    void guessesAreHeldUp();
+    void signsInByPhone();
+    void remembersWhatWasAsked();
+    void signsInAgain();
+    void signsInByQr_data();
+    void signsInByQr();
+    void showsTheQrPage();
+    void pagesRefuse_data();
+    void pagesRefuse();
+    void linkAddresses();
+    void refusesWhatIsWrong_data();
+    void refusesWhatIsWrong();
+
+private:
+    void start(const CloudSettings &settings = {});
+    CallResult call(const QString &method, const QVariantMap &values = {});
+    CallResult signIn(const QString &user, const QString &password, QVariantMap flags = {});
+    int state();
+    QVariantMap memory();
+    QUrl qrUrl(const QString &type = QStringLiteral("weixindenglu"));
+    Reply get(const QUrl &url);
+    Reply post(const QUrl &url, const QByteArray &form);
+    QUrl phoneOf(QUrl qr) const;
+
+    const QString m_randomCode = QStringLiteral("0badc0de");
+    qint64 m_now = 0;
+    std::unique_ptr<QTemporaryDir> m_directory;
+    std::unique_ptr<CloudService> m_service;
+};
+
+void TestCloudService::init()
+{
+    m_service.reset();
+    m_now = 1'700'000'000'000;
+    m_directory = std::make_unique<QTemporaryDir>();
+    start();
+    const auto added = call(wire::method::AddAccount, {{key::User, Name},
+                                                       {key::Password, Password},
+                                                       {key::Phone, Phone},
+                                                       {wire::Weixin, QStringLiteral("wx+1&")},
+                                                       {wire::Qq, QStringLiteral("12345")}});
+    QVERIFY2(added.accepted, qPrintable(added.errorText));
+}
+
+void TestCloudService::start(const CloudSettings &settings)
+{
+    m_service.reset();
+    m_service = std::make_unique<CloudService>(m_directory->path(), settings, [this] { return m_now; });
+}
+
+CallResult TestCloudService::call(const QString &method, const QVariantMap &values)
+{
+    return m_service->invoke(method, {values, {}}, Context());
+}
+
+CallResult TestCloudService::signIn(const QString &user, const QString &password, QVariantMap flags)
+{
+    flags.insert(key::User, user);
+    flags.insert(key::Password, password);
+    return call(QStringLiteral("LoginByAccount"), flags);
+}
+
+int TestCloudService::state()
+{
+    return call(QStringLiteral("GetLoginState")).output.values.value(key::LoginState, -1).toInt();
+}
+
+QVariantMap TestCloudService::memory()
+{
+    return call(QStringLiteral("GetMemoryLoginInfo")).output.values;
+}
+
+QUrl TestCloudService::qrUrl(const QString &type)
+{
+    const auto result = call(QStringLiteral("GetQRCodeUrl"), {{key::QrType, type}, {key::RandomCode, m_randomCode}});
+    return QUrl(result.output.values.value(key::QrUrl).toString());
+}
+
+Reply TestCloudService::get(const QUrl &url)
+{
+    return exchange(url.port(), "GET " + url.path().toLatin1() + " HTTP/1.1\r\nHost: " + url.authority().toLatin1() +
+                                    "\r\nConnection: close\r\n\r\n");
+}
+
+Reply TestCloudService::post(const QUrl &url, const QByteArray &form)
+{
+    const QByteArray authority = url.authority().toLatin1();
+    return exchange(url.port(), "POST " + url.path().toLatin1() + " HTTP/1.1\r\nHost: " + authority +
+                                    "\r\nOrigin: http://" + authority + "\r\nContent-Length: " +
+                                    QByteArray::number(form.size()) + "\r\nConnection: close\r\n\r\n" + form);
+}
+
+QUrl TestCloudService::phoneOf(QUrl qr) const
+{
+    qr.setPath(qr.path().replace(QStringLiteral("/qr/"), QStringLiteral("/phone/")));
+    return qr;
+}
+
+void TestCloudService::accounts()
+{
+    const auto add = [&](const QString &name, const QString &phone) {
+        return call(wire::method::AddAccount,
+                    {{key::User, name}, {key::Password, QStringLiteral("p")}, {key::Phone, phone}});
+    };
+    QCOMPARE(add(Name, {}).retCode, code::Refused);
+    QCOMPARE(add(QStringLiteral("b"), Phone).retCode, code::Refused);
+    QVERIFY(add(QStringLiteral("b"), {}).accepted);
+    QVERIFY(add(QStringLiteral("c"), {}).accepted); // two without a phone
+    auto list = m_service->invoke(wire::method::ListAccounts, {}, Context()).output.list;
+    QCOMPARE(list.size(), 3);
+    QCOMPARE(list.at(2).toMap().value(key::User).toString(), Name);
+    QVERIFY(!list.at(2).toMap().contains(key::Password));
+    QVERIFY(signIn(QStringLiteral("b"), QStringLiteral("p")).accepted);
+    QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
+    QCOMPARE(state(), 2);
+    QVERIFY(call(wire::method::RemoveAccount, {{key::User, QStringLiteral("b")}}).accepted);
+    QCOMPARE(state(), 0);
+    QCOMPARE(call(wire::method::RemoveAccount, {{key::User, QStringLiteral("b")}}).retCode, code::Refused);
+}
+
+void TestCloudService::signsInByAccount()
+{
+    QCOMPARE(state(), 0);
+    const auto wrong = signIn(Name, QStringLiteral("nonsense"));
+    QCOMPARE(wrong.retCode, code::Refused);
+    QCOMPARE(wrong.errorText, QStringLiteral("账号或密码错误"));
+    for (const QString &user : {QStringLiteral("nobody"), QString(), QStringLiteral("'\"\0;--"), QString(60000, u'x')})
+        QCOMPARE(signIn(user, Password).errorText, wrong.errorText); // nobody learns which accounts there are
+    QCOMPARE(state(), 0);
+    QCOMPARE(signIn(Name, Password).retCode, code::Ok);
+    QCOMPARE(state(), 2);
+    QVERIFY(call(QStringLiteral("Logout")).accepted);
+    QCOMPARE(state(), 0);
+
+    QVERIFY(call(wire::method::LockAccount, {{key::User, Name}}).accepted);
+    QCOMPARE(signIn(Name, QStringLiteral("nonsense")).retCode, code::Refused);
+    const auto locked = signIn(Name, Password);
+    QCOMPARE(locked.retCode, code::LockRefused);
+    QVERIFY(!locked.errorText.isEmpty());
+    QVERIFY(locked.errorText != signIn(Name, Password, {{key::YunLockErrorTip, true}}).errorText);
+    QCOMPARE(state(), 0);
+    QVERIFY(call(wire::method::LockAccount, {{key::User, Name}, {wire::Locked, false}}).accepted);
+    QCOMPARE(signIn(Name, Password).retCode, code::Ok);
+}
+
+void TestCloudService::guessesAreHeldUp()
+{
+    for (int i = 0; i < 5; ++i)
+        QCOMPARE(signIn(Name, QString::number(i)).errorText, QStringLiteral("账号或密码错误"));
+    QCOMPARE(signIn(Name, Password).errorText, QStringLiteral("登录失败次数过多，请2秒后再试"));
+    QCOMPARE(signIn(QStringLiteral("other"), Password).errorText, QStringLiteral("账号或密码错误"));
+    m_now += 2000;
+    QVERIFY(signIn(Name, Password).accepted);
+}
+
+void TestCloudService::signsInByPhone()
+{
+    const auto send = [&](const QString &phone) {
+        return call(QStringLiteral("SendVerificationCode"), {{key::Phone, phone}});
+    };
+    for (const QString &bad : {QStringLiteral("1380000000"), QStringLiteral("138000000012"),
+                               QStringLiteral("１３８００００００１１"), QStringLiteral(" 3800000001")})
+        QCOMPARE(send(bad).retCode, code::InvalidArgs);
+    QVERIFY(send(Phone).accepted);
+    QCOMPARE(send(Phone).retCode, code::Refused);
+    QVERIFY(send(QStringLiteral("13800000009")).accepted); // nobody's phone gets one too
+    const auto codeFor = [&](const QString &phone) {
+        for (const QVariant &entry : m_service->invoke(wire::method::ListOutbox, {}, Context()).output.list) {
+            if (entry.toMap().value(key::Phone).toString() == phone)
+                return entry.toMap().value(key::Code).toString();
+        }
+        return QString();
+    };
+    const auto login = [&](const QString &phone, const QString &oneTimeCode) {
+        return call(QStringLiteral("LoginByPhone"), {{key::Phone, phone}, {key::Code, oneTimeCode}});
+    };
+    QCOMPARE(login(QStringLiteral("13800000009"), codeFor(QStringLiteral("13800000009"))).errorText,
+             QStringLiteral("该手机号尚未注册"));
+    QCOMPARE(login(Phone, QStringLiteral("12345x")).errorText, QStringLiteral("动态密码错误"));
+    QVERIFY(call(wire::method::LockAccount, {{key::User, Name}}).accepted);
+    QCOMPARE(login(Phone, codeFor(Phone)).retCode, code::LockRefused);
+    QVERIFY(call(wire::method::LockAccount, {{key::User, Name}, {wire::Locked, false}}).accepted);
+    m_now += 60'000;
+    QVERIFY(send(Phone).accepted);
+    QVERIFY(login(Phone, codeFor(Phone)).accepted);
+    QCOMPARE(state(), 2);
+    QCOMPARE(memory().value(key::LoginModel).toInt(), 0);
+    QCOMPARE(memory().value(key::StoredPhone).toString(), QString());
+}
+
+void TestCloudService::remembersWhatWasAsked()
+{
+    QCOMPARE(memory().value(key::LoginModel).toInt(), 1);
+    QCOMPARE(memory().value(key::AutoLoginStored).toBool(), false);
+    QVERIFY(signIn(Name, Password).accepted);
+    QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
+    QVERIFY(signIn(Name, Password, {{key::Remember, true}, {key::AutoLogin, true}}).accepted);
+    QCOMPARE(memory().value(key::StoredPassword).toString(), Password);
+    QCOMPARE(memory().value(key::StoredAccount).toString(), Name);
+    QVERIFY(memory().value(key::RememberPassword).toBool());
+    QVERIFY(memory().value(key::AutoLoginStored).toBool());
+    QVERIFY(signIn(Name, Password, {{key::AutoLogin, true}}).accepted); // no longer
+    QCOMPARE(memory().value(key::StoredPassword).toString(), QString());
+    QVERIFY(!memory().value(key::AutoLoginStored).toBool());
+}
+
+void TestCloudService::signsInAgain()
+{
+    QVERIFY(signIn(Name, Password, {{key::Remember, true}}).accepted);
+    start();
+    QCOMPARE(state(), 0);
+    QVERIFY(signIn(Name, Password, {{key::Remember, true}, {key::AutoLogin, true}}).accepted);
+    start();
+    QCOMPARE(state(), 5);
+    QVERIFY(call(QStringLiteral("Logout")).accepted);
+    start();
+    QCOMPARE(state(), 0);
+    QVERIFY(memory().value(key::AutoLoginStored).toBool()); // the boxes stay as the user left them
+    QVERIFY(signIn(Name, Password, {{key::Remember, true}, {key::AutoLogin, true}}).accepted);
+    QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
+    QVERIFY(call(wire::method::AddAccount, {{key::User, Name}, {key::Password, QStringLiteral("new")}}).accepted);
+    start();
+    QCOMPARE(state(), 0);
+}
+
+void TestCloudService::signsInByQr_data()
+{
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QByteArray>("form");
+    QTest::addColumn<int>("expected");
+    const QString weixin = QStringLiteral("weixindenglu");
+    const QString qq = QStringLiteral("qqdenglu");
+    QTest::newRow("weixin") << weixin << QByteArray("decision=confirm&identity=+wx%2B1%26+") << code::Ok;
+    QTest::newRow("qq") << qq << QByteArray("identity=12345&decision=confirm") << code::Ok;
+    QTest::newRow("weixin unbound") << weixin << QByteArray("identity=12345&decision=confirm") << code::WeixinUnbound;
+    QTest::newRow("qq unbound") << qq << QByteArray("identity=%3Cb%3E&decision=confirm") << code::QqUnbound;
+    QTest::newRow("refused") << qq << QByteArray("identity=12345&decision=refuse") << code::QrRefused;
+    QTest::newRow("no identity") << qq << QByteArray("decision=confirm&identity=") << code::QrWaiting;
+    QTest::newRow("control character") << qq << QByteArray("decision=confirm&identity=a%00b") << code::QrWaiting;
+    QTest::newRow("long identity") << qq << "decision=confirm&identity=" + QByteArray(300, 'a') << code::QrWaiting;
+    QTest::newRow("nonsense") << qq << QByteArray("%%%&&==\xff") << code::QrWaiting;
+}
+
+void TestCloudService::signsInByQr()
+{
+    QFETCH(const QString, type);
+    QFETCH(const QByteArray, form);
+    QFETCH(const int, expected);
+    const auto poll = [&] { return call(QStringLiteral("QueryQRCodeResult"), {{key::RandomCode, m_randomCode}}); };
+    QCOMPARE(poll().retCode, code::QrExpired); // nothing was asked for yet
+    const QUrl url = qrUrl(type);
+    QVERIFY(!url.toString().contains(m_randomCode));
+    QCOMPARE(poll().retCode, code::QrWaiting);
+    QCOMPARE(post(phoneOf(url), form).status, 303);
+    const auto result = poll();
+    QCOMPARE(result.retCode, expected);
+    QCOMPARE(state(), expected == code::Ok ? 2 : 0);
+    const QString token = result.output.values.value(key::Token).toString();
+    QCOMPARE(token.size(), expected == code::Ok ? 64 : 0);
+    if (expected == code::QrWaiting)
+        m_now += 120'000;
+    const auto again = poll();
+    QCOMPARE(again.retCode, code::QrExpired);
+    QVERIFY(!again.errorText.isEmpty() && again.output.values.isEmpty());
+}
+
+void TestCloudService::showsTheQrPage()
+{
+    const LogCatcher log;
+    const QUrl url = qrUrl();
+    Reply page = get(url);
+    QCOMPARE(page.status, 200);
+    QVERIFY(page.body.contains(QStringLiteral("<svg")) && page.body.contains(QStringLiteral("微信扫码登录")));
+    QVERIFY(page.body.contains(phoneOf(url).toString()));
+    const auto nonce = QRegularExpression(QStringLiteral("script-src 'nonce-([0-9a-f]{32})'"))
+                           .match(QString::fromLatin1(page.head))
+                           .captured(1);
+    QVERIFY(!nonce.isEmpty() && page.body.contains(QStringLiteral("<script nonce=\"%1\">").arg(nonce)));
+    QVERIFY(!get(url).head.contains(nonce.toLatin1()));
+    for (const char *header : {"default-src 'none'", "frame-ancestors 'none'", "no-store", "nosniff"})
+        QVERIFY2(page.head.contains(header), page.head.constData());
+    const QUrl state(url.toString() + QStringLiteral("/state"));
+    QVERIFY(get(state).body.contains(QStringLiteral("请使用微信扫描二维码")));
+    QVERIFY(get(phoneOf(url)).body.contains(QStringLiteral("确认登录")));
+    QVERIFY(get(state).body.contains(QStringLiteral("已扫描")));
+    QCOMPARE(post(phoneOf(url), "decision=confirm&identity=%3Cscript%3E").status, 303);
+    QVERIFY(get(state).body.contains(QStringLiteral("\"more\":true"))); // until the dialog has asked
+    QCOMPARE(call(QStringLiteral("QueryQRCodeResult"), {{key::RandomCode, m_randomCode}}).retCode, code::WeixinUnbound);
+    QVERIFY(get(state).body.contains(QStringLiteral("尚未绑定")));
+    page = get(phoneOf(url));
+    QVERIFY(!page.body.contains(QStringLiteral("<form")) && !page.body.contains(QStringLiteral("<script>")));
+    for (const QString &line : log.texts())
+        QVERIFY2(!line.contains(m_randomCode) && !line.contains(url.fileName()), qPrintable(line));
+}
+
+void TestCloudService::pagesRefuse_data()
+{
+    QTest::addColumn<QByteArray>("request"); // $T ticket, $H own authority
+    QTest::addColumn<int>("status");         // 0: the connection ends without an answer
+    const auto row = [](const char *name, const QByteArray &request, int status) {
+        QTest::newRow(name) << request << status;
+    };
+    const QByteArray tail = "\r\nConnection: close\r\n";
+    const QByteArray own = " HTTP/1.1\r\nHost: $H" + tail;
+    const QByteArray post = "POST /phone/$T" + own;
+    row("foreign host", "GET /qr/$T HTTP/1.1\r\nHost: evil.example" + tail + "\r\n", 421);
+    row("no host", "GET /qr/$T HTTP/1.0\r\n\r\n", 421);
+    row("foreign origin", post + "Origin: http://evil.example\r\nContent-Length: 15\r\n\r\ndecision=refuse", 403);
+    row("null origin", post + "Origin: null\r\nContent-Length: 15\r\n\r\ndecision=refuse", 403);
+    row("no origin", post + "Content-Length: 15\r\n\r\ndecision=refuse", 403);
+    row("large body", post + "Origin: http://$H\r\nContent-Length: 99999999\r\n\r\n", 413);
+    row("large body in chunks",
+        post + "Origin: http://$H\r\nTransfer-Encoding: chunked\r\n\r\n2000\r\n" + QByteArray(0x2000, 'a') +
+            "\r\n0\r\n\r\n",
+        0);
+    row("method", "DELETE /phone/$T" + own + "\r\n", 405);
+    row("decided by GET", "GET /phone/$T?decision=refuse" + own + "\r\n", 200);
+    row("unknown ticket", "GET /qr/00000000000000000000000000000000" + own + "\r\n", 404);
+    row("path tricks", "GET /qr/../../etc/passwd" + own + "\r\n", 404);
+    row("line end in the ticket", "GET /qr/$T%0a" + own + "\r\n", 404);
+    row("long path", "GET /" + QByteArray(20000, 'a') + own + "\r\n", 404);
+    row("large header", "GET /qr/$T" + own + "X: " + QByteArray(100000, 'a') + "\r\n\r\n", 431);
+    row("root", "GET /" + own + "\r\n", 404);
+}
+
+void TestCloudService::pagesRefuse()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(const int, status);
+    const QUrl url = qrUrl();
+    request.replace("$T", url.fileName().toLatin1()).replace("$H", url.authority().toLatin1());
+    const Reply reply = exchange(url.port(), request);
+    QCOMPARE(reply.status, status);
+    QVERIFY(!reply.body.contains(QStringLiteral("root:")));
+    const QString state = get(QUrl(url.toString() + QStringLiteral("/state"))).body;
+    QVERIFY2(state.contains(QStringLiteral("\"open\":true")), qPrintable(state)); // nothing was decided
+}
+
+void TestCloudService::linkAddresses()
+{
+    const auto link = [&](const QString &linkKey) {
+        return call(QStringLiteral("GetLinkAddress"), {{key::LinkKey, linkKey}});
+    };
+    for (const QString &linkKey : {key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount}) {
+        const Reply page = get(QUrl(link(linkKey).output.values.value(key::LinkUrl).toString()));
+        QCOMPARE(page.status, 200);
+        QVERIFY(page.body.contains(QStringLiteral("tarnctl cloud account add")));
+    }
+    QCOMPARE(link(QStringLiteral("FC_OTHER")).retCode, code::Refused);
+    CloudSettings settings;
+    settings.links.insert(key::LinkRegister, QStringLiteral("https://example.org/?a=b"));
+    start(settings);
+    QCOMPARE(link(key::LinkRegister).output.values.value(key::LinkUrl).toString(),
+             QStringLiteral("https://example.org/?a=b"));
+}
+
+void TestCloudService::refusesWhatIsWrong_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QVariantMap>("good"); // with each key in turn missing, of a wrong type, huge
+    const QString text = QStringLiteral("x");
+    const auto row = [](const QString &method, const QVariantMap &good) {
+        QTest::newRow(qPrintable(method)) << method << good;
+    };
+    row(QStringLiteral("LoginByAccount"), {{key::User, text}, {key::Password, text}});
+    row(QStringLiteral("LoginByPhone"), {{key::Phone, Phone}, {key::Code, text}});
+    row(QStringLiteral("SendVerificationCode"), {{key::Phone, Phone}});
+    row(QStringLiteral("GetQRCodeUrl"), {{key::QrType, QStringLiteral("qqdenglu")}, {key::RandomCode, text}});
+    row(QStringLiteral("QueryQRCodeResult"), {{key::RandomCode, text}});
+    row(QStringLiteral("GetLinkAddress"), {{key::LinkKey, text}});
+    row(wire::method::AddAccount, {{key::User, text}, {key::Password, text}});
+    row(wire::method::RemoveAccount, {{key::User, text}});
+    row(wire::method::LockAccount, {{key::User, text}});
+}
+
+void TestCloudService::refusesWhatIsWrong()
+{
+    QFETCH(const QString, method);
+    QFETCH(const QVariantMap, good);
+    for (const QString &each : good.keys()) {
+        for (const QVariant &bad : {QVariant(), QVariant(17), QVariant(QByteArray("x")), QVariant(QVariantList{1}),
+                                    QVariant(QString(1'000'000, u'词'))}) {
+            QVariantMap values = good;
+            values.insert(each, bad);
+            const auto result = call(method, values);
+            QCOMPARE(result.retCode, code::InvalidArgs);
+            QVERIFY(!result.accepted && !result.errorText.isEmpty() && result.errorText.size() < 200);
+        }
+    }
+    QVariantMap values = good;
+    values.insert(key::YunLockErrorTip, QStringLiteral("true"));
+    if (method.startsWith(QStringLiteral("LoginBy")) || method == QLatin1String("QueryQRCodeResult"))
+        QCOMPARE(call(method, values).retCode, code::InvalidArgs);
+    QCOMPARE(call(QStringLiteral("NoSuchMethod")).error.code, int(rpc::RpcError::NotFound));
+}
+
+QTEST_GUILESS_MAIN(TestCloudService)
+#include "tst_CloudService.moc"
