@@ -1,5 +1,7 @@
 #include "Command.h"
 #include "JsonBag.h"
+#include "LoginWait.h"
+#include "tarn/cloud/CloudKeys.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QJsonArray>
@@ -8,6 +10,13 @@
 namespace tarn::cli {
 
 namespace {
+
+constexpr int DefaultWait = 600; // s
+
+const QString SignIn = QStringLiteral("ShowCloudLogin");
+const QString Wait = QStringLiteral("wait");
+const QString Timeout = QStringLiteral("timeout");
+const QString Parent = QStringLiteral("parent");
 
 QByteArray quoted(const QString &text)
 {
@@ -28,6 +37,63 @@ QByteArray answerLine(const rpc::CallResult &result)
     return line + '}';
 }
 
+// Prints the answer. @return the exit code
+int call(link::ServiceConnection &connection, const QString &operation, const rpc::Bag &input)
+{
+    const auto result = connection.call(visualized::DefaultTag, operation, input);
+    if (!result.arrived())
+        return explainFailure(result, visualizedService());
+    printRaw(answerLine(result));
+    return result.accepted ? status::Ok : status::Refused;
+}
+
+int callOnce(const QString &operation, const rpc::Bag &input)
+{
+    link::ServiceConnection connection;
+    return call(connection, operation, input);
+}
+
+int callAndWait(rpc::Bag input, int seconds)
+{
+    QString error;
+    LoginWait notify;
+    const rpc::ObjectRef reference = notify.serve(&error);
+    if (reference.isNull()) {
+        complain(QStringLiteral("%1. Start \"visualized-host\".").arg(error));
+        return status::NoTransport;
+    }
+    input.values.insert(rpc::NotifyKey, QVariant::fromValue(reference));
+    link::ServiceConnection connection;
+    const int code = call(connection, SignIn, input);
+    return code == status::Ok ? notify.wait(connection, seconds) : code;
+}
+
+// Takes over what the options of the sign-in say. @param seconds to wait, 0 for not at all
+bool readOptions(const CommandLine &line, rpc::Bag *input, int *seconds)
+{
+    const bool isSignIn = line.arguments().constFirst() == SignIn;
+    for (const QString &option : {Wait, Timeout, Parent}) {
+        if (line.isSet(option) && !isSignIn) {
+            complain(QStringLiteral("--%1 is for %2 alone").arg(option, SignIn));
+            return false;
+        }
+    }
+    bool valid = true;
+    if (line.isSet(Parent))
+        input->values.insert(cloud::key::ParentWindow, line.value(Parent).toULongLong(&valid, 0));
+    if (!valid) {
+        complain(QStringLiteral("--%1: a window's number is wanted").arg(Parent));
+        return false;
+    }
+    int wait = line.isSet(Timeout) ? line.value(Timeout).toInt(&valid) : DefaultWait;
+    if (!valid || wait <= 0) {
+        complain(QStringLiteral("--%1: a number of seconds is wanted").arg(Timeout));
+        return false;
+    }
+    *seconds = line.isSet(Wait) ? wait : 0;
+    return true;
+}
+
 } // namespace
 
 int runCall(const QStringList &arguments)
@@ -42,6 +108,13 @@ int runCall(const QStringList &arguments)
                      QStringLiteral("The input, a JSON object; @file reads it from a file, "
                                     "- from the standard input. Empty without it."),
                      QStringLiteral("[JSON | @file | -]"));
+    line.addOption(Wait,
+                   QStringLiteral("ShowCloudLogin: serves a notify object, waits until the user has signed in and "
+                                  "prints its call. Exit code 1 when the dialog is closed without that."));
+    line.addOption(Timeout, QStringLiteral("With --wait: how long, %1 without it.").arg(DefaultWait),
+                   QStringLiteral("seconds"));
+    line.addOption(Parent, QStringLiteral("The caller's window, its X11 id (0x... or decimal)."),
+                   QStringLiteral("window"));
     if (const auto done = line.parse(arguments, 1, 2))
         return *done;
 
@@ -57,12 +130,10 @@ int runCall(const QStringList &arguments)
         complain(QStringLiteral("wrong JSON at %1").arg(error));
         return status::WrongUsage;
     }
-    link::ServiceConnection connection;
-    const auto result = connection.call(visualized::DefaultTag, given.first(), input);
-    if (!result.arrived())
-        return explainFailure(result, visualizedService());
-    printRaw(answerLine(result));
-    return result.accepted ? status::Ok : status::Refused;
+    int seconds = 0;
+    if (!readOptions(line, &input, &seconds))
+        return status::WrongUsage;
+    return seconds > 0 ? callAndWait(input, seconds) : callOnce(given.first(), input);
 }
 
 } // namespace tarn::cli

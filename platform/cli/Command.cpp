@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "MessageText.h"
 #include <QFile>
 #include <cstdio>
 
@@ -108,6 +109,37 @@ int explainFailure(const rpc::CallResult &result, const QString &object)
         QStringLiteral("%1 cannot be reached: %2. Start \"%3\".")
             .arg(object, reason, windows ? QStringLiteral("visualized-host") : QStringLiteral("ServiceHub quickboot")));
     return status::NoTransport;
+}
+
+int judge(const rpc::CallResult &result, const QString &object)
+{
+    if (!result.arrived())
+        return explainFailure(result, object);
+    if (result.accepted)
+        return status::Ok;
+    complain(
+        QStringLiteral("refused with code %1: %2").arg(QString::number(result.retCode), printable(result.errorText)));
+    return status::Refused;
+}
+
+int runGroup(const QStringList &words, const QString &description, const QList<SubCommand> &commands,
+             const QStringList &arguments)
+{
+    QString text = description + QStringLiteral("\n\nCommands:\n");
+    QStringList names;
+    for (const SubCommand &command : commands) {
+        if (arguments.value(0) == command.name)
+            return command.run(arguments.mid(1));
+        names << command.name;
+        text += QStringLiteral("  %1  %2\n").arg(command.name, -7).arg(command.summary);
+    }
+    const QString called = (QStringList{QStringLiteral("tarnctl")} + words).join(QLatin1Char(' '));
+    CommandLine line(words, text + QStringLiteral("\n\"%1 COMMAND --help\" tells more.").arg(called));
+    line.addArgument(QStringLiteral("COMMAND"), names.join(QStringLiteral(", ")));
+    if (const auto done = line.parse(arguments, 1, 1000))
+        return *done;
+    complain(QStringLiteral("unknown command \"%1\" (see \"%2 --help\")").arg(line.arguments().value(0), called));
+    return status::WrongUsage;
 }
 
 bool readArgument(const QString &argument, QByteArray *text, QString *error)

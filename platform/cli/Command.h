@@ -63,16 +63,39 @@ inline QString upgradeService()
     return QStringLiteral("the upgrade service");
 }
 
+inline QString cloudService()
+{
+    return QStringLiteral("the cloud account service");
+}
+
 /// Says on the standard error output what stands in the way of a call, and what to start.
 /// @param object whom the call went to, one of the names above
 /// @return the exit code
 int explainFailure(const rpc::CallResult &result, const QString &object);
+
+/// Prints why a call did not go well, nothing when it did. @param object as above
+/// @return the exit code
+int judge(const rpc::CallResult &result, const QString &object);
+
+/// One of the commands below a command.
+struct SubCommand
+{
+    QString name;
+    QString summary;
+    int (*run)(const QStringList &arguments);
+};
+
+/// Runs the command that the first argument names; tells about all of them where help is asked for or usage is wrong.
+/// @param words the group's own words, e.g. {"cloud", "account"}
+int runGroup(const QStringList &words, const QString &description, const QList<SubCommand> &commands,
+             const QStringList &arguments);
 
 /// The text that an argument stands for: itself, "@file" a file's content, "-" the standard input.
 /// @return false with error when it cannot be read
 bool readArgument(const QString &argument, QByteArray *text, QString *error);
 
 int runCall(const QStringList &arguments);
+int runCloud(const QStringList &arguments);
 int runMessage(const QStringList &arguments);
 int runStatus(const QStringList &arguments);
 int runUpgrade(const QStringList &arguments);

@@ -24,12 +24,7 @@ const QString JsonOption = QStringLiteral("json");
 // Prints nothing when the call went well.
 int judge(const rpc::CallResult &result)
 {
-    if (!result.arrived())
-        return explainFailure(result, messageService());
-    if (result.accepted)
-        return status::Ok;
-    complain(QStringLiteral("refused with code %1: %2").arg(result.retCode).arg(printable(result.errorText)));
-    return status::Refused;
+    return cli::judge(result, messageService());
 }
 
 struct PushOption

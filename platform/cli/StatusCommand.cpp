@@ -1,5 +1,6 @@
 #include "Command.h"
 #include "tarn/hub/HubKeys.h"
+#include "tarn/link/CloudWire.h"
 #include "tarn/link/HubPort.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
@@ -28,7 +29,7 @@ bool answers(const rpc::CallResult &result)
 
 void printState(const QString &name, const QString &state)
 {
-    print(QStringLiteral("%1 %2").arg(name + QLatin1Char(':'), -20).arg(state));
+    print(QStringLiteral("%1 %2").arg(name + QLatin1Char(':'), -23).arg(state));
 }
 
 bool ask(link::ServiceConnection &connection, const Question &question)
@@ -66,6 +67,7 @@ int runStatus(const QStringList &arguments)
     for (const Question &question :
          {Question{QStringLiteral("message service"), link::wire::MessageTag, link::wire::method::UnreadCount},
           Question{QStringLiteral("upgrade service"), link::wire::UpgradeTag, link::wire::method::UpgradeStatus},
+          Question{QStringLiteral("cloud account service"), link::wire::CloudTag, link::wire::method::CloudStatus},
           Question{QStringLiteral("visualized service"), visualized::DefaultTag,
                    QStringLiteral("getVisualizedOperateManager")}})
         all = ask(connection, question) && all;

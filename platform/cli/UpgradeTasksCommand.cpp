@@ -63,13 +63,7 @@ int runForProduct(const QString &command, const QString &description, const QStr
 
 int judgeUpgrade(const rpc::CallResult &result)
 {
-    if (!result.arrived())
-        return explainFailure(result, upgradeService());
-    if (result.accepted)
-        return status::Ok;
-    complain(
-        QStringLiteral("refused with code %1: %2").arg(QString::number(result.retCode), printable(result.errorText)));
-    return status::Refused;
+    return judge(result, upgradeService());
 }
 
 int runUpgradeStart(const QStringList &arguments)

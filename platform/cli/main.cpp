@@ -11,11 +11,12 @@ int runHelp(const QStringList &arguments)
     CommandLine line({}, QStringLiteral("Drives the platform from the command line.\n\nCommands:\n"
                                         "  status    tells whether hub and services answer\n"
                                         "  call      calls an operation of the visualized service\n"
+                                        "  cloud     manages accounts, shows one-time codes and who is signed in\n"
                                         "  message   pushes, lists and imports messages\n"
                                         "  upgrade   looks for updates, shows notes, tasks and ignored updates\n\n"
                                         "\"tarnctl COMMAND --help\" tells more."));
     line.addOption(version, QStringLiteral("Shows the version."));
-    line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("status, call, message or upgrade"));
+    line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("status, call, cloud, message or upgrade"));
     if (arguments == QStringList{QStringLiteral("--version")}) {
         print(QStringLiteral("tarnctl " TARN_VERSION));
         return status::Ok;
@@ -37,6 +38,8 @@ int main(int argc, char *argv[])
         return runStatus(arguments.mid(1));
     if (command == QLatin1String("call"))
         return runCall(arguments.mid(1));
+    if (command == QLatin1String("cloud"))
+        return runCloud(arguments.mid(1));
     if (command == QLatin1String("message"))
         return runMessage(arguments.mid(1));
     if (command == QLatin1String("upgrade"))

@@ -1,5 +1,7 @@
 #include "support/Platform.h"
 #include "support/ServedObject.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QDir>
 #include <QFile>
@@ -36,6 +38,7 @@ private slots:
     void imports();
     void importsALargeFile();
     void calls();
+    void cloudAccounts();
     void completesWords();
 
 private:
@@ -52,6 +55,10 @@ void TestTarnctl::helpAtEveryLevel_data()
     row("--help", "Usage: tarnctl [options] COMMAND\n");
     row("status --help", "Usage: tarnctl status [options]\n");
     row("call --help", "Usage: tarnctl call [options] OPERATION [JSON | @file | -]\n");
+    row("cloud --help", "Usage: tarnctl cloud [options] COMMAND\n");
+    row("cloud account --help", "Usage: tarnctl cloud account [options] COMMAND\n");
+    row("cloud account lock --help", "Usage: tarnctl cloud account lock [options] NAME on|off\n");
+    row("cloud outbox --help", "Usage: tarnctl cloud outbox [options]\n");
     row("message --help", "Usage: tarnctl message [options] COMMAND\n");
     row("message push -h", "Usage: tarnctl message push [options]\n");
     row("message list --help", "Usage: tarnctl message list [options]\n");
@@ -95,6 +102,14 @@ void TestTarnctl::wrongUsage_data()
     row("call Op {\"a\":1,}", "line 1, column 8");
     row("call Op {\"a\":{\"$rect\":[1]}}", "/a/$rect");
     row("call Op @/no/such/file", "/no/such/file");
+    row("call ShowMessageCenter --wait", "--wait");
+    row("call ShowCloudLogin --wait --timeout soon", "--timeout");
+    row("call ShowCloudLogin --parent here", "--parent");
+    row("cloud", "argument is missing");
+    row("cloud fly", "\"fly\"");
+    row("cloud account add", "argument is missing");
+    row("cloud account add a", "password is wanted"); // the standard input is empty
+    row("cloud account lock a maybe", "\"maybe\"");
     row("status now", "\"now\"");
 }
 
@@ -113,7 +128,7 @@ void TestTarnctl::withoutAPlatform_data()
 {
     QTest::addColumn<QByteArray>("line");
     for (const char *line : {"status", "call ShowMessageCenter", "message list", "message push --title a",
-                             "message show 1", "message clear"})
+                             "message show 1", "message clear", "call ShowCloudLogin --wait", "cloud state"})
         QTest::newRow(line) << QByteArray(line);
 }
 
@@ -268,6 +283,34 @@ void TestTarnctl::calls()
     result = platform.tarnctl(words("call Accept -"), R"({"a":"\ud800"})");
     QCOMPARE(result.exitCode, 2);
     QCOMPARE(platform.tarnctl(words("status")).exitCode, 0);
+}
+
+void TestTarnctl::cloudAccounts()
+{
+    Platform platform;
+    QVERIFY(platform.startHub());
+    auto result = platform.tarnctl(words("cloud account add 张三 --phone 13800000001 --weixin w"), "密码 1\nrest");
+    QVERIFY2(result.exitCode == 0, result.err.constData());
+    QCOMPARE(platform.tarnctl(words("cloud account add 张三"), "x\n").exitCode, 1);
+    QCOMPARE(platform.tarnctl(words("cloud account add 李四"), "\xff\n").exitCode, 2);
+    result = platform.tarnctl(words("cloud account add 李四 --phone 1380000000"), "x\n");
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.err.contains("11 digits"), result.err.constData());
+    QCOMPARE(platform.tarnctl(words("cloud account lock 张三 on")).exitCode, 0);
+    QCOMPARE(QString::fromUtf8(platform.tarnctl(words("cloud account list")).out),
+             QStringLiteral("张三, phone 13800000001, weixin w, locked\n"));
+    link::ServiceConnection connection;
+    const auto send = QStringLiteral("SendVerificationCode");
+    QVERIFY(
+        connection.call(link::wire::CloudTag, send, {{{QStringLiteral("phone"), QStringLiteral("13800000001")}}, {}})
+            .accepted);
+    const QJsonObject sent = array(platform.tarnctl(words("cloud outbox --json")).out).at(0).toObject();
+    QCOMPARE(sent.value(QStringLiteral("phone")).toString(), QStringLiteral("13800000001"));
+    QCOMPARE(sent.value(QStringLiteral("code")).toString().size(), 6);
+    QCOMPARE(platform.tarnctl(words("cloud state")).out, QByteArray("signed out\n"));
+    QCOMPARE(platform.tarnctl(words("cloud logout")).exitCode, 0);
+    QCOMPARE(platform.tarnctl(words("cloud account remove 张三")).exitCode, 0);
+    QCOMPARE(platform.tarnctl(words("cloud account remove 张三")).exitCode, 1);
 }
 
 void TestTarnctl::completesWords()

@@ -1,0 +1,78 @@
+#include "LoginWait.h"
+#include "Command.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
+#include "tarn/link/HubPort.h"
+#include "tarn/link/ServiceConnection.h"
+#include "tarn/visualized/IVisualizedService.h"
+#include <QDeadlineTimer>
+
+namespace tarn::cli {
+
+namespace {
+
+constexpr int LookMs = 500;
+constexpr int AnswerTimeout = 3000; // ms
+constexpr int NoticeMs = 3000;      // between the dialog's end and the notice of a sign-in
+
+} // namespace
+
+class LoginWait::Notify final : public ICloudLoginNotify
+{
+public:
+    explicit Notify(QSharedPointer<QSemaphore> told)
+        : m_told(std::move(told))
+    {
+    }
+    void AfterLogin() override { m_told->release(); }
+
+private:
+    const QSharedPointer<QSemaphore> m_told;
+};
+
+rpc::ObjectRef LoginWait::serve(QString *error)
+{
+    m_told = QSharedPointer<QSemaphore>::create();
+    const quint16 port = link::readHubPort(error);
+    if (port == 0)
+        return {};
+    const QString address = QStringLiteral("127.0.0.1");
+    rpc::ObjectRef reference;
+    if (m_rpc.init({{rpc::keys::IP, address}, {rpc::keys::SvrIP, address}, {rpc::keys::Port, QString::number(port)}}))
+        m_adapter = m_rpc.createAdapter(QStringLiteral("tarnctl"));
+    if (m_adapter && m_adapter->active()) {
+        const QSharedPointer<ICloudLoginNotify> notify = QSharedPointer<Notify>::create(m_told);
+        reference = rpc::bindCallback(*m_adapter, std::any(notify), rpc::LoginNotifyInterface);
+    }
+    if (reference.isNull())
+        *error = QString::fromStdString(rpc::getRpcLastError().message);
+    return reference;
+}
+
+int LoginWait::wait(link::ServiceConnection &connection, int seconds)
+{
+    const QDeadlineTimer deadline(static_cast<qint64>(seconds) * 1000);
+    bool wasOpen = false;
+    while (!m_told->tryAcquire(1, LookMs)) {
+        const auto answer =
+            connection.call(visualized::DefaultTag, QStringLiteral("QueryYunLoginDialogState"), {}, AnswerTimeout);
+        if (!answer.arrived() && answer.error.code != rpc::RpcError::Timeout)
+            return explainFailure(answer, visualizedService());
+        const bool isOpen = answer.arrived() ? answer.output.values.value(cloud::key::DialogExists).toBool() : wasOpen;
+        if (wasOpen && !isOpen) {
+            if (m_told->tryAcquire(1, NoticeMs))
+                break;
+            complain(QStringLiteral("the dialog was closed without a sign-in"));
+            return status::Refused;
+        }
+        wasOpen = isOpen;
+        if (deadline.hasExpired()) {
+            complain(QStringLiteral("nobody signed in within %1 seconds").arg(seconds));
+            return status::Refused;
+        }
+    }
+    print(QStringLiteral("AfterLogin"));
+    return status::Ok;
+}
+
+} // namespace tarn::cli

@@ -1,0 +1,32 @@
+#pragma once
+#include "tarn/rpc/CallbackObject.h"
+#include <QSemaphore>
+#include <QSharedPointer>
+
+namespace tarn::link {
+class ServiceConnection;
+}
+
+namespace tarn::cli {
+
+/// A notify object of this program's own, for a sign-in that it asks for. Served while the object lives.
+class LoginWait
+{
+public:
+    /// @return null, with error, when it cannot be served
+    rpc::ObjectRef serve(QString *error);
+
+    /// Waits until the notify object is called, and prints its call. Gives up when the dialog has been closed without a
+    /// sign-in, when the visualized service ends, or after so many seconds.
+    /// @return the exit code
+    int wait(link::ServiceConnection &connection, int seconds);
+
+private:
+    class Notify;
+
+    QSharedPointer<QSemaphore> m_told; ///< released on an RPC thread
+    rpc::Rpc m_rpc;
+    QSharedPointer<rpc::RpcAdapter> m_adapter;
+};
+
+} // namespace tarn::cli
