@@ -7,13 +7,12 @@
 #include "MessagePushEvent.h"
 #include "MsgCenterDataMgr.h"
 #include "frame/Log.h"
+#include "widgets/WebLink.h"
 
-#include <QDesktopServices>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QToolButton>
-#include <QUrl>
 
 namespace {
 // With the focus on it Return presses it, too; the item would otherwise take that key.
@@ -123,9 +122,7 @@ void CMessageListItem::OnlinkActivated(QString strLink)
     buildParts();
     VT_LOG(info) << QStringLiteral("【消息中心交互流程日志记录】消息%1链接已点击，目标地址为：%2。")
                         .arg(m_message->MsgId, strLink);
-    const QUrl url(strLink);
-    // An address without a scheme would be taken for a file of the current directory.
-    if (!url.isValid() || url.scheme().isEmpty() || !QDesktopServices::openUrl(url))
+    if (!weblink::open(strLink))
         VT_LOG(warning)
             << QStringLiteral("【消息中心交互流程日志记录】消息%1的链接无法打开：%2。").arg(m_message->MsgId, strLink);
     reportReading();

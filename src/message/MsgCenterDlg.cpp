@@ -186,8 +186,15 @@ void CMsgCenterDlg::buildNextChunk()
 CMessageListItem *CMsgCenterDlg::newItem(sMsgData &record, QWidget *parent)
 {
     auto *item = new CMessageListItem(&record, false, parent);
-    if (!m_items.emplace(record.MsgId, item).second)
-        m_twins.insert(record.MsgId, item);
+    const auto [first, isFirst] = m_items.emplace(record.MsgId, item);
+    if (isFirst)
+        return item;
+    m_twins.insert(record.MsgId, item);
+    if (static_cast<CMessageListItem *>(first->second)->isDeleted()) { // deleted before this one was built
+        item->markDeleted();
+        --m_shownCount;
+        applyCount();
+    }
     return item;
 }
 

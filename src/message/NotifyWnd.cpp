@@ -11,8 +11,8 @@
 #include "widgets/Compositor.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
+#include "widgets/WebLink.h"
 #include <QApplication>
-#include <QDesktopServices>
 #include <QFrame>
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -24,7 +24,6 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QThreadPool>
-#include <QUrl>
 #include <QVBoxLayout>
 
 namespace {
@@ -271,9 +270,7 @@ void NotifyWnd::MsgBtnClick()
 void NotifyWnd::OnlinkActivated(QString link)
 {
     VT_LOG(info) << QStringLiteral("消息以点击-消息id:") + m_msgId;
-    const QUrl url(link);
-    // An address without a scheme would be taken for a file of the current directory.
-    if (!url.isValid() || url.scheme().isEmpty() || !QDesktopServices::openUrl(url)) {
+    if (!weblink::open(link)) {
         VT_LOG(warning) << QStringLiteral("通知栏消息：链接无法打开。消息ID:%1").arg(m_msgId);
         return;
     }

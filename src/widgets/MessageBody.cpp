@@ -7,13 +7,12 @@
 #include "widgets/Picture.h"
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
-#include <QDesktopServices>
+#include "widgets/WebLink.h"
 #include <QDialog>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QScreen>
 #include <QScrollArea>
-#include <QUrl>
 
 using ServiceVisualized::CToolkit;
 
@@ -203,11 +202,7 @@ void finish(QDialog *box)
 
 void openLink(const QString &link)
 {
-    const QUrl url(link, QUrl::StrictMode);
-    static const QStringList schemes = {QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("mailto")};
-    if (!url.isValid() || !schemes.contains(url.scheme()))
-        VT_LOG(warning) << QStringLiteral("【消息框】不支持的链接地址：%1").arg(link);
-    else if (!QDesktopServices::openUrl(url))
+    if (!weblink::open(link))
         VT_LOG(warning) << QStringLiteral("【消息框】打开链接失败：%1").arg(link);
 }
 

@@ -189,8 +189,10 @@ private slots:
     {
         const Window window = open(messages(1));
         const LogCatcher log;
-        item(window, 0)->OnlinkActivated("etc/passwd");
-        QVERIFY(log.has(QtWarningMsg, Flow + "消息id0的链接无法打开：etc/passwd。"));
+        for (const QString &address : {QString("etc/passwd"), QString("file:///etc/passwd"), QString()}) {
+            item(window, 0)->OnlinkActivated(address);
+            QVERIFY(log.has(QtWarningMsg, Flow + QString("消息id0的链接无法打开：%1。").arg(address)));
+        }
     }
 
     void selectionMovesAlong()
@@ -226,6 +228,17 @@ private slots:
         QCOMPARE(page(window), 1);
         QCOMPARE(window->focusWidget(), window.get());
         QCOMPARE(reports(), QStringList({"MessageStatu 3 id0", "MessageStatu 3 id1", "MessageStatu 3 id2"}));
+    }
+
+    void deletingReachesWhatIsNotBuiltYet()
+    {
+        QVariantList all = messages(MessageList::ChunkSize);
+        all << messages(1); // the first one's id again
+        const Window window = open(all);
+        item(window, 0)->OnDeleteMessage();
+        const auto items = [&] { return window->findChildren<CMessageListItem *>(); };
+        QTRY_COMPARE(items().size(), all.size());
+        QVERIFY(items().constLast()->isDeleted() && items().constLast()->isHidden());
     }
 
     void deletingWhileTheReadingIsStillAnnounced()
