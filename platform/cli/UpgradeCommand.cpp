@@ -23,12 +23,6 @@ QString text(const QVariantMap &map, const QString &key)
     return printable(map.value(key).toString());
 }
 
-void printShown(const QVariantMap &answer)
-{
-    print(answer.value(wire::Shown).toBool() ? QStringLiteral("shown: yes")
-                                             : QStringLiteral("shown: no, %1").arg(text(answer, wire::ShowError)));
-}
-
 QString sectionLine(const QString &kind, const QVariantMap &section)
 {
     return QStringLiteral("  %1 %2: %3 -> %4")
@@ -151,6 +145,12 @@ int runForget(const QStringList &arguments)
 
 } // namespace
 
+void printShown(const QVariantMap &answer)
+{
+    print(answer.value(wire::Shown).toBool() ? QStringLiteral("shown: yes")
+                                             : QStringLiteral("shown: no, %1").arg(text(answer, wire::ShowError)));
+}
+
 int runUpgrade(const QStringList &arguments)
 {
     const QString command = arguments.value(0);
@@ -169,6 +169,8 @@ int runUpgrade(const QStringList &arguments)
         return runUpgradeStop(rest);
     if (command == QLatin1String("install"))
         return runUpgradeInstall(rest);
+    if (command == QLatin1String("silent"))
+        return runUpgradeSilent(rest);
     if (command == QLatin1String("tasks"))
         return runUpgradeTasks(rest);
 
@@ -180,6 +182,7 @@ int runUpgrade(const QStringList &arguments)
                                                                  "  start    downloads what is offered for a product\n"
                                                                  "  stop     ends a product's task\n"
                                                                  "  install  installs what is downloaded\n"
+                                                                 "  silent   patches a product without questions\n"
                                                                  "  tasks    lists downloads and installations\n\n"
                                                                  "\"tarnctl upgrade COMMAND --help\" tells more."));
     line.addArgument(QStringLiteral("COMMAND"), QStringLiteral("one of those above"));

@@ -37,6 +37,7 @@ public:
     QString tasks(QList<UpgradeTask> *list); ///< with the bytes that have arrived
     /// @param task with state 0 when the product has none
     QString taskOf(const QString &product, UpgradeTask *task);
+    QString file(const QString &product, const UpgradeItem &item) const; ///< of the complete package
 
 private:
     void schedule();
@@ -50,7 +51,6 @@ private:
     void dropForeignFiles();
     int firstMissing(const UpgradeTask &task) const;
     qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item) const;
-    QString file(const QString &product, const UpgradeItem &item) const;        ///< of the complete package
     QString partialFile(const QString &product, const UpgradeItem &item) const; ///< of what has arrived
     QString directoryOf(const QString &product) const;                          ///< empty when it is not installed
 

@@ -1,5 +1,6 @@
 #include "UpgradeService.h"
 #include "Log.h"
+#include "SilentPatch.h"
 #include "UpgradeEngine.h"
 #include "UpgradeStore.h"
 #include "tarn/link/MessageWire.h"
@@ -9,6 +10,7 @@
 #include <QDir>
 #include <QSet>
 #include <QSettings>
+#include <algorithm>
 #include <utility>
 
 namespace tarn::services {
@@ -130,8 +132,11 @@ const HandlerTable<UpgradeService> &UpgradeService::handlers()
 
 CallResult UpgradeService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
 {
-    if (method == QLatin1String("InstallSoftware")) // the one that can take long
+    // The two that can take long look after their caller.
+    if (method == QLatin1String("InstallSoftware"))
         return logged(method, installSoftware(input, context));
+    if (method == wire::method::PatchSilently)
+        return logged(method, patchSilently(input, context));
     return dispatch(this, handlers(), QStringLiteral("upgrade"), method, input);
 }
 
@@ -262,7 +267,6 @@ CallResult UpgradeService::installSoftware(const Bag &input, const rpc::ICallCon
 // Empty when it is installed, or when the caller no longer waits.
 QString UpgradeService::awaitInstallation(const QString &product, const rpc::ICallContext &context)
 {
-    constexpr unsigned long LookMs = 200; // also for a caller that has gone
     UpgradeTask task;
     while (!context.isCancelled()) {
         const QString error = engine([&](UpgradeEngine &e) { return e.taskOf(product, &task); });
@@ -270,10 +274,56 @@ QString UpgradeService::awaitInstallation(const QString &product, const rpc::ICa
             return error;
         if (task.state != state::Installing)
             return task.state == state::Installed ? QString() : task.error;
-        QMutexLocker locker(&m_changedLock);
-        m_changed.wait(&m_changedLock, LookMs);
+        waitForChange();
     }
     return {};
+}
+
+// Of the state of a task; not for long, since the caller may go as well.
+void UpgradeService::waitForChange()
+{
+    constexpr unsigned long LookMs = 200;
+    const QMutexLocker locker(&m_changedLock);
+    m_changed.wait(&m_changedLock, LookMs);
+}
+
+CallResult UpgradeService::patchSilently(const Bag &input, const rpc::ICallContext &context)
+{
+    QString product;
+    const QString wrong = readName(input.values, key::SoftwareName, &product);
+    if (!wrong.isEmpty())
+        return refusedWith(code::InvalidArgs, wrong);
+    InstalledSoftware software;
+    UpgradeTask task;
+    QString error = makePatchTask(product, &software, &task);
+    if (!error.isEmpty())
+        return refusedWith(code::Refused, error);
+    SilentPatch patch({[this](const std::function<QString(UpgradeEngine &)> &work) { return engine(work); },
+                       m_presenter, [this] { waitForChange(); }, [&context] { return context.isCancelled(); }},
+                      software, task);
+    error = patch.run(input.values.value(wire::KillRunning).toBool());
+    QVariantMap values = patch.report();
+    values.insert(key::NewVersion, task.items.constFirst().version);
+    return answer(error, {values, {}});
+}
+
+// For the patch of the installed version, whether or not it is ignored or there is a new version as well.
+QString UpgradeService::makePatchTask(const QString &product, InstalledSoftware *software, UpgradeTask *task) const
+{
+    Catalogue catalogue;
+    const QString error = readCatalogue(m_paths.catalogue, &catalogue);
+    if (!error.isEmpty())
+        return QStringLiteral("the catalogue cannot be used: %1").arg(error);
+    const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
+    const QVariantMap record =
+        recordOf(updateRecords(installed, catalogue, [](const Offer &) { return false; }), product);
+    const QString section = record.contains(key::Patch) ? key::Patch : key::OldPatch;
+    const QVariant patch = record.value(section);
+    if (patch.toMap().isEmpty())
+        return QStringLiteral("there is no patch for \"%1\"").arg(product);
+    *software = *std::find_if(installed.cbegin(), installed.cend(),
+                              [&](const InstalledSoftware &one) { return one.name == product; });
+    return makeTask({{key::SoftwareName, product}, {section, patch}}, catalogue, installed, task);
 }
 
 CallResult UpgradeService::announce(const Bag &input)

@@ -12,6 +12,7 @@ namespace tarn::services {
 
 class UpgradeEngine;
 class UpgradeStore;
+struct UpgradeTask;
 
 /// Where the upgrade service finds what is installed and what is offered, and how fast it may download.
 struct UpgradePaths
@@ -52,6 +53,9 @@ private:
     rpc::CallResult stopUpgrade(const rpc::Bag &input);
     rpc::CallResult installSoftware(const rpc::Bag &input, const rpc::ICallContext &context);
     QString awaitInstallation(const QString &product, const rpc::ICallContext &context);
+    void waitForChange();
+    rpc::CallResult patchSilently(const rpc::Bag &input, const rpc::ICallContext &context);
+    QString makePatchTask(const QString &product, InstalledSoftware *software, UpgradeTask *task) const;
     rpc::CallResult announce(const rpc::Bag &input);
     rpc::CallResult showNotes(const rpc::Bag &input);
     rpc::CallResult status(const rpc::Bag &input);

@@ -15,12 +15,18 @@ inline const QString ShowNotes = QStringLiteral("ShowUpdateNotes");
 inline const QString UpgradeStatus = QStringLiteral("GetUpgradeStatus");
 /// Input: "软件名称", empty for all. What is ignored is offered again. Output: Removed (int).
 inline const QString ForgetIgnores = QStringLiteral("ForgetIgnores");
+/// Downloads the patch of a product's installed version, has the visualized service show its silent installation and
+/// installs it; answers when that is over. Input: "软件名称", KillRunning (bool: ends the product's program, which is
+/// refused otherwise while it runs). Output: "升级版本", Shown, ShowError, "静默补丁安装状态" (int, the last answer of
+/// the visualized service, 0 when it could not be asked).
+inline const QString PatchSilently = QStringLiteral("PatchSilently");
 } // namespace method
 
-inline const QString Show = QStringLiteral("Show");       ///< bool
-inline const QString Offered = QStringLiteral("Offered"); ///< int, products with something new
-inline const QString Ignores = QStringLiteral("Ignores"); ///< list of maps with the keys of namespace ignored
-inline const QString Tasks = QStringLiteral("Tasks");     ///< list of task maps, finished ones too
+inline const QString Show = QStringLiteral("Show");               ///< bool
+inline const QString KillRunning = QStringLiteral("KillRunning"); ///< bool
+inline const QString Offered = QStringLiteral("Offered");         ///< int, products with something new
+inline const QString Ignores = QStringLiteral("Ignores");         ///< list of maps with the keys of namespace ignored
+inline const QString Tasks = QStringLiteral("Tasks");             ///< list of task maps, finished ones too
 
 namespace ignored {
 inline const QString Product = QStringLiteral("Product"); ///< string

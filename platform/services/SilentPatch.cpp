@@ -1,0 +1,173 @@
+#include "SilentPatch.h"
+#include "Log.h"
+#include "RunningProgram.h"
+#include "UpgradeEngine.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/upgrade/UpgradeKeys.h"
+#include <QElapsedTimer>
+#include <utility>
+
+namespace tarn::services {
+
+using namespace upgrade;
+namespace wire = link::wire;
+
+namespace {
+
+constexpr int SilentFailed = 99;  // "静默补丁安装状态"
+constexpr int EndTimeout = 30000; // ms, for the product's program
+constexpr int SettleTime = 500;   // ms in which the visualized service judges the package
+
+QString operation()
+{
+    return QStringLiteral("showSilentPatchInstallDialog");
+}
+
+QString nobodyWaits()
+{
+    return QStringLiteral("nobody waits for the result any more");
+}
+
+bool isSame(const UpgradeTask &one, const UpgradeTask &other)
+{
+    return one.items.size() == 1 && one.items.constFirst().type == other.items.constFirst().type &&
+           one.items.constFirst().url == other.items.constFirst().url &&
+           one.items.constFirst().sha256 == other.items.constFirst().sha256;
+}
+
+} // namespace
+
+SilentPatch::SilentPatch(Tools tools, InstalledSoftware software, UpgradeTask task)
+    : m_tools(std::move(tools))
+    , m_software(std::move(software))
+    , m_task(std::move(task))
+{
+}
+
+QString SilentPatch::run(bool killRunning)
+{
+    // Before the download already: what is certain to be refused leaves no task behind.
+    QString error = killRunning ? QString() : makeWay(false);
+    if (error.isEmpty())
+        error = download();
+    if (!error.isEmpty())
+        return error;
+    error = makeWay(killRunning);
+    if (error.isEmpty())
+        error = show();
+    return error.isEmpty() ? install() : abandon(error);
+}
+
+QVariantMap SilentPatch::report() const
+{
+    return {{wire::Shown, m_shown}, {wire::ShowError, m_showError}, {key::SilentState, m_state}};
+}
+
+QString SilentPatch::download()
+{
+    UpgradeTask task;
+    const QString error = m_tools.engine([&](UpgradeEngine &engine) {
+        const QString failure = engine.start(m_task); // changes nothing when the product has an active task
+        return failure.isEmpty() ? engine.taskOf(m_software.name, &task) : failure;
+    });
+    if (!error.isEmpty())
+        return error;
+    if (!isSame(task, m_task))
+        return QStringLiteral("the product has another task: it is being upgraded");
+    return awaitEndOf(state::Downloading, &task);
+}
+
+QString SilentPatch::makeWay(bool killRunning)
+{
+    const RunningProgram program(m_software.exePath);
+    if (!program.isRunning())
+        return {};
+    return killRunning ? program.end(EndTimeout) : QStringLiteral("the product is running: %1").arg(m_software.exePath);
+}
+
+QString SilentPatch::show()
+{
+    QString package;
+    m_tools.engine([&](UpgradeEngine &engine) {
+        package = engine.file(m_software.name, m_task.items.constFirst());
+        return QString();
+    });
+    const rpc::CallResult result =
+        m_tools.present(operation(), {{{key::SoftwareName, m_software.name},
+                                       {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
+                                       {key::LocalFile, package},
+                                       {key::InstallDir, m_software.directory},
+                                       {key::Restart, false}},
+                                      {}});
+    m_shown = result.arrived() && result.accepted;
+    if (!m_shown)
+        m_showError = result.arrived() ? QStringLiteral("the visualized service refused it")
+                                       : QString::fromStdString(result.error.message);
+    QElapsedTimer sinceShown;
+    sinceShown.start();
+    while (m_shown && sinceShown.elapsed() < SettleTime) {
+        if (m_tools.isCancelled())
+            return nobodyWaits();
+        askState();
+        if (m_state == SilentFailed)
+            return QStringLiteral("the visualized service finds no such package: %1").arg(package);
+        m_tools.waitForChange();
+    }
+    return {};
+}
+
+QString SilentPatch::install()
+{
+    UpgradeTask task;
+    QString error = m_tools.engine([&](UpgradeEngine &engine) {
+        const QString failure = engine.taskOf(m_software.name, &task);
+        const bool waits = task.state == state::Downloaded; // the window with the tasks may have begun it
+        return failure.isEmpty() && waits ? engine.install(m_software.name) : failure;
+    });
+    if (error.isEmpty())
+        error = awaitEndOf(state::Installing, &task);
+    askState(); // an end that nobody asks for would be the first answer during the next installation
+    return error;
+}
+
+// The reason, with the task gone.
+QString SilentPatch::abandon(const QString &reason)
+{
+    bool known = false;
+    m_tools.engine([&](UpgradeEngine &engine) { return engine.stop(m_software.name, &known); });
+    return reason;
+}
+
+// What ended it badly, empty when all is well.
+QString SilentPatch::awaitEndOf(int state, UpgradeTask *task)
+{
+    while (!m_tools.isCancelled()) {
+        const QString error =
+            m_tools.engine([&](UpgradeEngine &engine) { return engine.taskOf(m_software.name, task); });
+        if (!error.isEmpty())
+            return error;
+        if (task->state == state::Cancelled)
+            return QStringLiteral("it was cancelled");
+        if (task->state == state::DownloadFailed || task->state == state::InstallFailed)
+            return task->error;
+        if (task->state != state)
+            return {};
+        askState();
+        m_tools.waitForChange();
+    }
+    return nobodyWaits();
+}
+
+// An end is told once, so that it is kept. It does not decide about an installation that has begun: the installer
+// judges the package itself.
+void SilentPatch::askState()
+{
+    if (!m_shown)
+        return;
+    const rpc::CallResult result =
+        m_tools.present(operation(), {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
+    if (result.arrived() && result.accepted && m_state != SilentFailed)
+        m_state = result.output.values.value(key::SilentState).toInt();
+}
+
+} // namespace tarn::services

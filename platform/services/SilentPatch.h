@@ -1,0 +1,50 @@
+#pragma once
+#include "InstalledSoftware.h"
+#include "UpgradeTask.h"
+#include "tarn/rpc/RpcProxy.h"
+#include <functional>
+
+namespace tarn::services {
+
+class UpgradeEngine;
+
+/// One silent patch of one product: downloaded, announced to the visualized service, installed. Blocks its thread.
+class SilentPatch
+{
+public:
+    /// What it works with.
+    struct Tools
+    {
+        /// Runs work on the engine's thread. @return what went wrong, empty when all is well
+        std::function<QString(const std::function<QString(UpgradeEngine &)> &)> engine;
+        std::function<rpc::CallResult(const QString &operation, const rpc::Bag &)> present;
+        std::function<void()> waitForChange; ///< of a task's state, for a short time at most
+        std::function<bool()> isCancelled;   ///< nobody waits for the result any more
+    };
+
+    /// @param task with the patch as its only item
+    SilentPatch(Tools tools, InstalledSoftware software, UpgradeTask task);
+
+    /// @param killRunning ends the product's program; without it, a product that runs is not patched
+    /// @return what went wrong, empty when it is installed
+    QString run(bool killRunning);
+    QVariantMap report() const; ///< Shown, ShowError and the last answer to "静默补丁安装状态"
+
+private:
+    QString download();
+    QString makeWay(bool killRunning);
+    QString show();
+    QString install();
+    QString abandon(const QString &reason);
+    QString awaitEndOf(int state, UpgradeTask *task);
+    void askState();
+
+    const Tools m_tools;
+    const InstalledSoftware m_software;
+    const UpgradeTask m_task;
+    bool m_shown = false;
+    QString m_showError;
+    int m_state = 0; ///< 0: never asked
+};
+
+} // namespace tarn::services
