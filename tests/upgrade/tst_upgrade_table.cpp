@@ -69,15 +69,10 @@ private slots:
     void cleanup();
 
     void rowsFollowThePictures();
-    void sameSoftwareTwice();
-    void reportText_data();
-    void reportText();
-    void reportBringsTheDialogUp();
     void picturesDuringAReport();
     void restartedDuringAReport();
     void lastRowClosesOnce();
     void indicesAfterRemovals();
-    void keepsARowSelected();
 
     void cellShowsTheStates();
     void barOfAnySize_data();
@@ -94,7 +89,6 @@ private slots:
 
     void unchangedPicturePaintsNothing();
     void thousandsOfRows();
-    void hover();
 
 private:
     void show(const QVariantList &list) { m_table->onRefreshUpgradeDtats(picture(list)); }
@@ -149,7 +143,7 @@ void tst_upgrade_table::rowsFollowThePictures()
     show({task("B", 4), task("X", 4), task("E", 1)});
     QCOMPARE(names(), (QStringList{"A", "C", "D", "E"}));
     show({});
-    show({task("A", 13), task("D", 13)});
+    show({task("A", 13), task("D", 13), task("F", 1), task("F", 4)});
     QCOMPARE(names(), (QStringList{"C", "E"}));
     show({task("A", 1), task("C", 4)}); // a new task of the same product stands at the bottom
     QCOMPARE(names(), (QStringList{"E", "A"}));
@@ -159,90 +153,23 @@ void tst_upgrade_table::rowsFollowThePictures()
     QCOMPARE(closing.count(), 0);
 }
 
-void tst_upgrade_table::sameSoftwareTwice()
-{
-    show({task("A", 1, 10), task("B", 1), task("A", 1, 60)});
-    QCOMPARE(names(), (QStringList{"A", "B"}));
-    QCOMPARE(inner<QLabel>(0, "downloadPercent")->text(), QStringLiteral("60%"));
-    show({task("A", 4), task("A", 1, 70)});
-    QCOMPARE(names(), (QStringList{"B", "A"}));
-    QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
-    show({task("C", 1), task("C", 4)});
-    QCOMPARE(names(), (QStringList{"B", "A"}));
-    // One picture that ends the last tasks and begins another keeps the window.
-    show({task("A", 4), task("B", 4), task("D", 1)});
-    QCOMPARE(names(), QStringList{"D"});
-    QCOMPARE(closing.count(), 0);
-}
-
-void tst_upgrade_table::reportText_data()
-{
-    QTest::addColumn<QStringList>("download");
-    QTest::addColumn<QStringList>("install");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("both") << QStringList{"A", "B"} << QStringList{"C"}
-                          << QStringLiteral("A、B下载出错；C用户取消安装或安装出错。");
-    QTest::newRow("download") << QStringList{"A"} << QStringList{} << QStringLiteral("A下载出错。");
-    QTest::newRow("install") << QStringList{} << QStringList{"A", "B"}
-                             << QStringLiteral("A、B用户取消安装或安装出错。");
-    QTest::newRow("places in names") << QStringList{"%1", "%2"} << QStringList{"%2"}
-                                     << QStringLiteral("%1、%2下载出错；%2用户取消安装或安装出错。");
-}
-
-void tst_upgrade_table::reportText()
-{
-    QFETCH(QStringList, download);
-    QFETCH(QStringList, install);
-    QVariantList running{task("rest", 1)};
-    QVariantList ended;
-    for (const QString &name : download + install)
-        running.append(task(name, 1));
-    for (const QString &name : download)
-        ended.append(task(name, 11));
-    for (const QString &name : install)
-        ended.append(task(name + QString(), 12));
-    show(running);
-    BoxScript boxes({BoxScript::pressing(QStringLiteral("确定"))});
-    show(ended);
-    QTEST(boxes.texts.value(0), "text");
-    QVERIFY(boxes.isDone());
-    QCOMPARE(names(), QStringList{"rest"});
-}
-
-void tst_upgrade_table::reportBringsTheDialogUp()
-{
-    show({task("A", 1), task("B", 1)});
-    m_window->hide();
-    bool visible = false;
-    BoxScript boxes({[&](QDialog *box) {
-        visible = m_window->isVisible();
-        box->reject();
-    }});
-    show({task("A", 11)});
-    QVERIFY(visible);
-    QVERIFY(!(m_window->windowHandle()->flags() & Qt::WindowStaysOnTopHint));
-    m_window->hide();
-    show({task("B", 13)}); // no failure, no report
-    QVERIFY(!m_window->isVisible());
-    QVERIFY(boxes.isDone());
-}
-
 void tst_upgrade_table::picturesDuringAReport()
 {
-    show({task("A", 1), task("B", 1), task("C", 1), task("D", 1)});
+    show({task("A", 1), task("B", 1), task("C", 1), task("D", 1), task("%1", 1)});
     QStringList during;
     BoxScript boxes({[&](QDialog *box) {
-                         show({task("A", 11), task("B", 11), task("C", 13), task("D", 4), task("E", 1)});
+                         show({task("A", 11), task("B", 11), task("C", 13), task("D", 4), task("E", 1), task("%1", 1)});
                          during = names();
                          BoxScript::press(box, QStringLiteral("确定"));
                      },
                      BoxScript::pressing(QStringLiteral("确定"))});
     show({task("A", 11)});
-    QCOMPARE(during, (QStringList{"A", "B", "C", "E"})); // only a cancelled row goes at once
-    QCOMPARE(names(), (QStringList{"B", "C", "E"}));
-    show({task("B", 11), task("C", 13)});
+    QCOMPARE(during, (QStringList{"A", "B", "C", "%1", "E"})); // only a cancelled row goes at once
+    QCOMPARE(names(), (QStringList{"B", "C", "%1", "E"}));
+    show({task("B", 11), task("%1", 11), task("C", 12)});
     QCOMPARE(names(), QStringList{"E"});
-    QCOMPARE(boxes.texts, (QStringList{QStringLiteral("A下载出错。"), QStringLiteral("B下载出错。")}));
+    QCOMPARE(boxes.texts,
+             (QStringList{QStringLiteral("A下载出错。"), QStringLiteral("B、%1下载出错；C用户取消安装或安装出错。")}));
     QVERIFY(boxes.isDone());
 }
 
@@ -263,47 +190,28 @@ void tst_upgrade_table::lastRowClosesOnce()
 {
     QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
     show({task("A", 1), task("B", 1), task("C", 1)});
-    show({task("A", 4), task("B", 13), task("C", 4)});
+    show({task("A", 4), task("B", 4), task("C", 4), task("D", 1)}); // one task begins as the others end
+    QCOMPARE(names(), QStringList{"D"});
+    QCOMPARE(closing.count(), 0);
+    show({task("D", 13)});
     QCOMPARE(m_table->rowCount(), 0);
     QCOMPARE(closing.count(), 1);
     show({});
     show({task("A", 4), task("B", 13)});
     QCOMPARE(closing.count(), 1);
-    m_table->updateRowIndex();
-    QCOMPARE(closing.count(), 2);
 }
 
 void tst_upgrade_table::indicesAfterRemovals()
 {
-    QVariantList list;
-    for (int i = 0; i < 40; ++i)
-        list.append(task(QString::number(i), 1));
-    m_table->addRows(picture(list).toList());
     QStringList expected;
-    QVariantList gone;
-    for (int i = 0; i < 40; ++i) {
-        if (i % 3 == 0)
-            gone.append(task(QString::number(i), 4));
-        else
-            expected.append(QString::number(i));
+    for (int i = 0; i < 20; ++i) {
+        expected.append(QString::number(i));
+        show({task(expected.constLast(), 1)});
     }
-    m_table->deleteRows(picture(gone).toList());
-    QCOMPARE(names(), expected);
     while (expected.size() > 1) { // each removal must find its row by a fresh index
         m_table->deleteRow(tasks::row(task(expected.takeAt(expected.size() / 2), 4)));
         QCOMPARE(names(), expected);
     }
-}
-
-void tst_upgrade_table::keepsARowSelected()
-{
-    show({task("A", 1), task("B", 1), task("C", 1)});
-    m_table->selectRow(2);
-    show({task("C", 4)});
-    QCOMPARE(m_table->selectionModel()->selectedRows().size(), 1);
-    QCOMPARE(m_table->selectionModel()->selectedRows().constFirst().row(), 1);
-    show({task("A", 4)});
-    QCOMPARE(m_table->selectionModel()->selectedRows().constFirst().row(), 0);
 }
 
 void tst_upgrade_table::cellShowsTheStates()
@@ -316,14 +224,10 @@ void tst_upgrade_table::cellShowsTheStates()
     m_window->show();
     QCOMPARE(tip->text(), QStringLiteral("正在下载主程序，版本号：2.0"));
     QCOMPARE(percent->text(), QStringLiteral("25%"));
-    QCOMPARE(bar->maximum(), 1000);
-    QCOMPARE(bar->value(), 250);
     QVERIFY(cancel->isVisible());
-    QVERIFY(!cancel->icon().isNull());
     FakeClient::fake().setAvailable(false); // nothing is to be installed here
     show({task("A", 2)});
     QCOMPARE(percent->text(), QStringLiteral("100%"));
-    QCOMPARE(bar->value(), bar->maximum());
     QVERIFY(!cancel->isVisible());
     show({task("A", 3)});
     QCOMPARE(tip->text(), QStringLiteral("下载完成"));
@@ -333,7 +237,6 @@ void tst_upgrade_table::cellShowsTheStates()
     show({task("A", 1, 30, 60)}); // begun again
     QCOMPARE(bar->maximum(), 60);
     QCOMPARE(bar->value(), 30);
-    QVERIFY(cancel->isVisible());
 }
 
 void tst_upgrade_table::barOfAnySize_data()
@@ -343,11 +246,7 @@ void tst_upgrade_table::barOfAnySize_data()
     QTest::addColumn<qint64>("total");
     QTest::addColumn<int>("maximum");
     QTest::newRow("0") << qint64(5) << qint64(0) << 0;
-    QTest::newRow("negative") << qint64(5) << qint64(-7) << 0;
-    QTest::newRow("2^31-1") << GiB << 2 * GiB - 1 << std::numeric_limits<int>::max();
     QTest::newRow("2^31") << GiB << 2 * GiB << 0;
-    QTest::newRow("3 GiB") << GiB << 3 * GiB << 0;
-    QTest::newRow("4 GiB") << GiB << 4 * GiB << 0;
     QTest::newRow("5 GiB") << GiB << 5 * GiB << int(GiB);
     QTest::newRow("current beyond") << 3 * GiB << qint64(100) << 100;
     QTest::newRow("all beyond") << std::numeric_limits<qint64>::max() << std::numeric_limits<qint64>::min() << 0;
@@ -372,13 +271,12 @@ void tst_upgrade_table::longNamesAndMarkup()
     const QString longName = QString(5000, QLatin1Char('x'));
     show({task("<b>A & B</b>", 1), task(longName, 1), task(QString(), 1)});
     m_window->show();
-    const auto name = [this](int row) { return m_table->cellWidget(row, 0)->findChild<QPushButton *>("softName"); };
-    QCOMPARE(name(0)->text(), QStringLiteral("<b>A && B</b>"));
-    QVERIFY(name(0)->toolTip().contains(QStringLiteral("&lt;b&gt;A &amp; B")));
-    QVERIFY(name(1)->text().endsWith(QChar(0x2026)));
-    QVERIFY(name(1)->width() <= m_table->columnWidth(0));
+    const auto *name = m_table->cellWidget(0, 0)->findChild<QPushButton *>("softName");
+    QCOMPARE(name->text(), QStringLiteral("<b>A && B</b>"));
+    QVERIFY(name->toolTip().contains(QStringLiteral("&lt;b&gt;A &amp; B")));
+    name = m_table->cellWidget(1, 0)->findChild<QPushButton *>("softName");
+    QVERIFY(name->text().endsWith(QChar(0x2026)) && name->width() <= m_table->columnWidth(0));
     QCOMPARE(m_table->rowCount(), 3);
-    QCOMPARE(m_window->size(), QSize(740, 450));
 }
 
 void tst_upgrade_table::installsWhatWasDownloaded()
@@ -545,8 +443,8 @@ void tst_upgrade_table::thousandsOfRows()
     show(list);
     QCOMPARE(m_table->rowCount(), 5000);
     QVERIFY(inner<QLabel>(0, "downloadPercent"));
-    QVERIFY(!inner<QLabel>(2500, "downloadPercent")); // nobody has seen it
-    QTRY_VERIFY(m_table->verticalScrollBar()->maximum() > 4990 * 65);
+    QVERIFY(!inner<QLabel>(2500, "downloadPercent"));                 // nobody has seen it
+    QTRY_VERIFY(m_table->verticalScrollBar()->maximum() > 4990 * 65); // laid out
     m_table->verticalScrollBar()->setValue(m_table->verticalScrollBar()->maximum());
     QCOMPARE(inner<QLabel>(4999, "downloadPercent")->text(), QStringLiteral("100%"));
     list[0] = task("0", 3);
@@ -555,35 +453,6 @@ void tst_upgrade_table::thousandsOfRows()
     QCOMPARE(m_table->rowCount(), 4999);
     m_table->verticalScrollBar()->setValue(0);
     QCOMPARE(inner<QLabel>(0, "downloadPercent")->text(), QStringLiteral("安装中...")); // caught up when seen again
-    m_table->stopAllTask();
-    QCOMPARE(stops().size(), 4999);
-}
-
-void tst_upgrade_table::hover()
-{
-    show({task("A", 1), task("B", 1)});
-    m_window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_window));
-    QSignalSpy left(m_table, &CUpgradeTableWidget::sigCellLeave);
-    const auto colourAt = [this](int row) {
-        const QRect cell = m_table->visualRect(m_table->model()->index(row, 1));
-        return m_table->viewport()->grab().toImage().pixelColor(cell.left() + 4, cell.center().y());
-    };
-    m_table->setHoveredRowBackground(Qt::red);
-    m_table->onCellEntered(1, 0);
-    QCOMPARE(left.count(), 1);
-    QCOMPARE(left.takeFirst(), (QVariantList{-1, -1}));
-    QCOMPARE(colourAt(1), QColor(Qt::red));
-    QCOMPARE(colourAt(0), QColor(Qt::white));
-    m_table->onCellEntered(1, 0);
-    QCOMPARE(left.count(), 0);
-    QEvent leave(QEvent::Leave);
-    QCoreApplication::sendEvent(m_table->viewport(), &leave);
-    QCOMPARE(left.takeFirst(), (QVariantList{1, 0}));
-    QCOMPARE(colourAt(1), QColor(Qt::white));
-    m_table->setHoverRowEnabled(false);
-    m_table->onCellEntered(0, 0);
-    QCOMPARE(colourAt(0), QColor(Qt::white));
 }
 
 QTEST_MAIN(tst_upgrade_table)
