@@ -1,6 +1,7 @@
 #include "VisualizedManager.h"
 #include "EventRequest.h"
 #include "Log.h"
+#include "login/LoginDialogCreator.h"
 #include "message/MsgCenterDlg.h"
 #include "message/NotifyWnd.h"
 #include "upgrade/UpgradeDialog.h"
@@ -32,6 +33,7 @@ CVisualizedManager *CVisualizedManager::GetInstance()
 
 void CVisualizedManager::FreeInstance()
 {
+    LoginDialogCreator::FreeInst();
     delete _pInst.load();
     _pInst.store(nullptr);
 }
@@ -56,7 +58,7 @@ CVisualizedManager::~CVisualizedManager()
 
 bool CVisualizedManager::YunDiaIsExist() const
 {
-    return false;
+    return LoginDialogCreator::getInst()->DiaIsExist();
 }
 
 int CVisualizedManager::getSilentPatchInstallState(const QString &softName)

@@ -3,6 +3,7 @@
 #include "Log.h"
 #include "VisualizedManager.h"
 #include "VtServiceClient.h"
+#include "login/LoginDialogCreator.h"
 #include "tarn/cloud/CloudKeys.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
@@ -24,6 +25,8 @@ void CVisualizedManager::ShowCloudLoginDlg(QEvent *e)
     if (!data)
         return;
     VT_LOG(debug) << QStringLiteral("[%1]显示云账号登录对话框。").arg(QLatin1String(__func__));
+    const QString softId = data->inputArgs->GetValue(key::SoftwareId).toString();
+    const QString exeName = data->inputArgs->GetValue(key::ExeName).toString();
     VT_LOG(debug) << QStringLiteral("登录云账号前获取登录云锁标记：") +
                          (data->showErrorTip ? QStringLiteral("true") : QStringLiteral("false"));
     const std::optional<int> state = queryLoginState();
@@ -34,7 +37,12 @@ void CVisualizedManager::ShowCloudLoginDlg(QEvent *e)
                              QStringLiteral("。跳过显示云登录对话框。");
         return;
     }
+    LoginDialogCreator *creator = LoginDialogCreator::getInst();
+    creator->setExeName(exeName);
+    creator->setSoftId(softId);
+    creator->SetYunLockError(data->showErrorTip);
     VT_LOG(debug) << QStringLiteral("开始显示云登录对话框show");
+    creator->show(data->loginNotify, reinterpret_cast<void *>(quintptr(data->parentWindowHandle)));
 }
 
 std::optional<int> CVisualizedManager::queryLoginState()
@@ -73,8 +81,18 @@ void CVisualizedManager::NotifyCloudParentFinish(QEvent *e)
     if (!data)
         return;
     VT_LOG(debug) << QStringLiteral("[%1]通知云账号登录关闭。").arg(QLatin1String(__func__));
-    if (data->inputArgs->GetValue(key::SoftwareId).toString().isEmpty())
+    const QString softId = data->inputArgs->GetValue(key::SoftwareId).toString();
+    if (softId.isEmpty()) {
         VT_LOG(debug) << QStringLiteral("通知云账号对话框关闭结束，软件标识为空。");
+        return;
+    }
+    LoginDialogCreator *creator = LoginDialogCreator::getInst();
+    if (softId != creator->softId())
+        return; // the dialog, if any, was asked for by another software
+    VT_LOG(debug) << QStringLiteral("通知云账号对话框关闭结束，软件标识:") + softId;
+    creator->closeDlg();
+    creator->setExeName({});
+    creator->setSoftId({});
 }
 
 // The network-licence sign-in is not part of this product; its requests are refused before they are posted.

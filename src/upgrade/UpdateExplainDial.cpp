@@ -4,7 +4,7 @@
 #include "frame/VisualizedManager.h"
 #include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/ExplainItem.h"
-#include "upgrade/TypingGuard.h"
+#include "widgets/TypingGuard.h"
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
 #include "widgets/CustomBtn.h"

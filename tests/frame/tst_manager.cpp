@@ -338,10 +338,12 @@ void TestManager::cloudLoginAsksTheService()
 
     send(cloudLogin(true));
     QCOMPARE(FakeClient::fake().operations().count("GetLoginState"), 1);
-    const QStringList lines = m_log->texts();
+    const QStringList lines = m_log->texts(QtDebugMsg);
     QCOMPARE(lines.value(0), QString("[ShowCloudLoginDlg]显示云账号登录对话框。"));
     QCOMPARE(lines.value(1), QString("登录云账号前获取登录云锁标记：true"));
-    QCOMPARE(lines.last(), lastLine);
+    QCOMPARE((code == 4000 ? lines : m_log->texts(QtCriticalMsg)).last(), lastLine);
+    const bool shown = lastLine == "开始显示云登录对话框show";
+    QCOMPARE(CVisualizedManager::GetInstance()->YunDiaIsExist(), shown);
 }
 
 void TestManager::cloudLoginWithoutService()

@@ -7,8 +7,8 @@
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/Records.h"
 #include "upgrade/Tasks.h"
-#include "upgrade/TypingGuard.h"
 #include "widgets/CustomMessageBox.h"
+#include "widgets/TypingGuard.h"
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>

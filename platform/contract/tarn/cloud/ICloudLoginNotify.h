@@ -6,6 +6,7 @@ class ICloudLoginNotify
 {
 public:
     virtual ~ICloudLoginNotify() = default;
-    /// The sign-in dialog ended with a signed-in user. Called once per sign-in, on the GUI thread of the host.
+    /// The sign-in dialog ended with a signed-in user. Called once per sign-in, on a thread of the host's pool, so that a
+    /// caller that is slow or dead holds up no window.
     virtual void AfterLogin() = 0;
 };

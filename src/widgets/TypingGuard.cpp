@@ -1,4 +1,4 @@
-#include "upgrade/TypingGuard.h"
+#include "widgets/TypingGuard.h"
 #include <QEvent>
 #include <QWidget>
 

@@ -1,0 +1,11 @@
+#pragma once
+#include "tarn/cloud/ICloudServiceArgs.h"
+#include <QSharedPointer>
+
+class ICloudServiceAssistant;
+
+/// Signs in by account and password on a thread of the pool and returns when the service has answered; the result is in
+/// output. Meanwhile an event loop runs: windows paint, and whatever called this can be gone when it returns. When the
+/// application quits, the call is cut off, and with it the assistant. GUI thread.
+void ExecYunLogin(ICloudServiceAssistant *assistant, QSharedPointer<ICloudService_InputArgs> input,
+                  QSharedPointer<ICloudService_OutputArgs> output);

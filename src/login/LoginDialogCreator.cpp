@@ -1,0 +1,126 @@
+#include "login/LoginDialogCreator.h"
+#include "frame/Log.h"
+#include "login/QueryQRCodeResult.h"
+#include "login/YunLoginDlg.h"
+#include "upgrade/ProcessChecker.h"
+#include "widgets/BringToFront.h"
+#include "widgets/Toolkit.h"
+#include <QCoreApplication>
+#include <utility>
+
+using ServiceVisualized::CToolkit;
+
+namespace {
+// A poller between two polls leaves within a tenth of a second. One that hangs in a call leaves when the connections are
+// cut, which comes after this.
+constexpr int PollersMs = 500;
+} // namespace
+
+std::atomic<LoginDialogCreator *> LoginDialogCreator::s_instance{nullptr};
+QMutex LoginDialogCreator::s_lock;
+
+LoginDialogCreator *LoginDialogCreator::getInst()
+{
+    LoginDialogCreator *instance = s_instance.load(std::memory_order_acquire);
+    if (instance)
+        return instance;
+    const QMutexLocker locker(&s_lock);
+    instance = s_instance.load(std::memory_order_relaxed);
+    if (!instance) {
+        instance = new LoginDialogCreator;
+        s_instance.store(instance, std::memory_order_release);
+    }
+    return instance;
+}
+
+void LoginDialogCreator::FreeInst()
+{
+    delete s_instance.exchange(nullptr);
+    if (!CQueryQRCodeResult::waitForStopped(PollersMs))
+        VT_LOG(warning) << QStringLiteral("【云登录】扫码结果查询仍在等待云服务的应答。");
+}
+
+LoginDialogCreator::LoginDialogCreator()
+{
+    // The first call may come from an RPC thread, whose events nobody delivers.
+    if (QCoreApplication::instance())
+        moveToThread(QCoreApplication::instance()->thread());
+}
+
+// Not closed and left to an event loop that may not run again.
+LoginDialogCreator::~LoginDialogCreator()
+{
+    m_dialog = nullptr;
+    const auto dialogs = std::exchange(m_dialogs, {});
+    for (const QPointer<CYunLoginDialog> &dialog : dialogs)
+        delete dialog;
+}
+
+bool LoginDialogCreator::DiaIsExist() const
+{
+    return m_dialog != nullptr;
+}
+
+void LoginDialogCreator::show(QSharedPointer<ICloudLoginNotify> notify, void *parentHandle)
+{
+    startCheck();
+    CYunLoginDialog *dialog = m_dialog;
+    if (!dialog)
+        dialog = makeDialog();
+    CToolkit::MoveToParentCenter(dialog, parentHandle, 0);
+    m_notify = std::move(notify);
+    dialog->SetLoginNotify(m_notify);
+    dialog->SetYunLockError(m_yunLockErrorTip);
+    front::bringToFront(dialog);
+    dialog->setWindowRole(dialog->windowRole()); // the X plug-in drops the role of a window that was hidden
+}
+
+CYunLoginDialog *LoginDialogCreator::makeDialog()
+{
+    auto *dialog = new CYunLoginDialog;
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &CYunLoginDialog::LoginDialogClosed, this, &LoginDialogCreator::onDialogGone);
+    connect(dialog, &QObject::destroyed, this, &LoginDialogCreator::onDialogGone);
+    m_dialogs.removeAll(QPointer<CYunLoginDialog>());
+    m_dialogs << dialog;
+    m_dialog = dialog;
+    return dialog;
+}
+
+// One that is closing still lives when the next one is there.
+void LoginDialogCreator::onDialogGone()
+{
+    if (sender() != static_cast<QObject *>(m_dialog.load()))
+        return;
+    m_dialog = nullptr;
+    m_notify.clear();
+    stopCheck(false);
+}
+
+void LoginDialogCreator::closeDlg()
+{
+    if (CYunLoginDialog *dialog = m_dialog)
+        dialog->close();
+}
+
+void LoginDialogCreator::startCheck()
+{
+    if (!m_checking) {
+        m_checker = std::make_unique<CProcessChecker>(); // one that was stopped cannot be started again
+        connect(m_checker.get(), &CProcessChecker::processNoFind, this, &LoginDialogCreator::closeDlg);
+        m_checking = true;
+    }
+    m_checker->setProcessName(m_exeName);
+    if (!m_checker->isRunning())
+        m_checker->start(QThread::InheritPriority);
+}
+
+void LoginDialogCreator::stopCheck(bool wait)
+{
+    m_checking = false;
+    if (!m_checker)
+        return;
+    m_checker->stop();
+    if (wait)
+        m_checker->wait();
+}

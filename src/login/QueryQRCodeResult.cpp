@@ -1,0 +1,141 @@
+#include "login/QueryQRCodeResult.h"
+#include "frame/Log.h"
+#include "login/CloudCalls.h"
+#include "tarn/cloud/CloudKeys.h"
+#include <QDeadlineTimer>
+#include <QPointer>
+#include <utility>
+
+namespace {
+namespace key = tarn::cloud::key;
+namespace code = tarn::cloud::code;
+
+QList<QPointer<QThread>> &pollers() // GUI thread
+{
+    static QList<QPointer<QThread>> all;
+    return all;
+}
+} // namespace
+
+CQueryQRCodeResult::CQueryQRCodeResult(bool autoLogin, bool yunLockErrorTip, QString randomCode, const Rhythm &rhythm)
+    : m_autoLogin(autoLogin)
+    , m_yunLockErrorTip(yunLockErrorTip)
+    , m_rhythm(rhythm)
+    , m_randomCode(std::move(randomCode))
+    , m_lease(std::make_unique<CVtServiceClient::Lease>())
+{
+    connect(this, &QThread::finished, this, &QObject::deleteLater);
+    pollers().removeAll(QPointer<QThread>());
+    pollers() << this;
+}
+
+CQueryQRCodeResult::~CQueryQRCodeResult()
+{
+    stop();
+    wait();
+}
+
+void CQueryQRCodeResult::setRandomFlag(QString randomCode)
+{
+    const QMutexLocker locker(&m_codeLock);
+    m_randomCode = std::move(randomCode);
+}
+
+void CQueryQRCodeResult::stop()
+{
+    const QMutexLocker locker(&m_reportLock);
+    m_stopped = true;
+}
+
+bool CQueryQRCodeResult::waitForStopped(int ms)
+{
+    const QDeadlineTimer deadline(ms);
+    bool all = true;
+    const auto threads = pollers();
+    for (const QPointer<QThread> &thread : threads)
+        all = (!thread || thread->wait(deadline)) && all;
+    return all;
+}
+
+void CQueryQRCodeResult::run()
+{
+    poll();
+    m_lease.reset();
+}
+
+void CQueryQRCodeResult::poll()
+{
+    ICloudServiceAssistant *assistant = cloudcalls::assistant();
+    if (!assistant) {
+        report([this] { emit loginFail(QStringLiteral("获取云服务失败")); });
+        return;
+    }
+    for (int polls = 1;; ++polls) {
+        if (!waitForTurn() || query(*assistant))
+            return;
+        if (polls == m_rhythm.polls)
+            break;
+    }
+    report([this] { emit loginTimeout(); });
+}
+
+// False when it has been stopped meanwhile.
+bool CQueryQRCodeResult::waitForTurn() const
+{
+    for (int slice = 0; slice < m_rhythm.slices && !m_stopped; ++slice)
+        msleep(m_rhythm.sliceMs);
+    return !m_stopped;
+}
+
+// True when the matter is decided, and reported.
+bool CQueryQRCodeResult::query(ICloudServiceAssistant &assistant)
+{
+    QMutexLocker locker(&m_codeLock);
+    const QVariantMap input{
+        {key::RandomCode, m_randomCode}, {key::AutoLogin, m_autoLogin}, {key::YunLockErrorTip, m_yunLockErrorTip}};
+    locker.unlock();
+    const auto outcome = cloudcalls::call(assistant, &ICloudServiceAssistant::QueryQRCodeResult, input, {key::Token});
+    if (m_stopped)
+        return true;
+    QString error = outcome.error;
+    switch (outcome.code) {
+    case code::QrWaiting:
+        return false;
+    case code::Ok:
+        report([&] { emit loginSuccess(outcome.values.value(key::Token).toString()); });
+        return true;
+    case code::LockRefused:
+        report([&] { emit yunlockFail(error); });
+        return true;
+    case code::WeixinUnbound:
+    case code::QqUnbound:
+        error = bindingMessage(assistant);
+        break;
+    case code::QrExpired:
+    case code::QrRefused:
+        break;
+    default:
+        if (error.isEmpty())
+            error = QStringLiteral("获取扫码登录结果失败。");
+        VT_LOG(warning) << QStringLiteral("查询二维码登录结果失败，returnCode:%1 errormsg:%2")
+                               .arg(QString::number(outcome.code), error);
+    }
+    report([&] { emit loginFail(error); });
+    return true;
+}
+
+QString CQueryQRCodeResult::bindingMessage(ICloudServiceAssistant &assistant) const
+{
+    const QString address =
+        m_bindingAddress.isEmpty() ? cloudcalls::linkAddress(assistant, key::LinkBindAccount) : m_bindingAddress;
+    return QStringLiteral("检测到您首次通过微信或QQ登录岚川云，请先前往<a style=\"color: #0C64EB;\" href=\"%1\">"
+                          "岚川用户中心</a>绑定后再登录。")
+        .arg(address.toHtmlEscaped());
+}
+
+void CQueryQRCodeResult::report(const std::function<void()> &emitResult)
+{
+    const QMutexLocker locker(&m_reportLock);
+    if (!m_stopped)
+        emitResult();
+}

@@ -1,0 +1,273 @@
+#include "login/YunLoginDlg.h"
+#include "frame/Log.h"
+#include "login/LoginForm.h"
+#include "login/SecretText.h"
+#include "login/WebAddress.h"
+#include "tarn/cloud/CloudKeys.h"
+#include "widgets/CustomLineEdit.h"
+#include "widgets/CustomMessageBox.h"
+#include "widgets/CustomTitleBar.h"
+#include "widgets/Look.h"
+#include "widgets/Picture.h"
+#include "widgets/TypingGuard.h"
+#include <QBoxLayout>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QDesktopServices>
+#include <QFrame>
+#include <QKeyEvent>
+#include <QTabBar>
+#include <QTabWidget>
+
+namespace key = tarn::cloud::key;
+
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int WindowWidth = 400;
+constexpr int TitleHeight = 44;
+constexpr int SideMargin = 36;
+constexpr int BottomMargin = 28;
+constexpr int BandGap = 22;
+constexpr int TabPx = 15;
+
+// Look: one sheet for the whole window
+QString dialogSheet(const QWidget *w)
+{
+    return QStringLiteral("#loginBody{background-color:white;border:1px solid #53B3EA;}"
+                          "#quickRule{background-color:#E4E8EE;}"
+                          "#quickTitle{color:#8A93A0;}") +
+           look::titleBand(QStringLiteral("#f1f8fe")) + loginform::sheet(w) + look::blueButton() + look::whiteButton() +
+           look::linkButton();
+}
+
+void wipeField(QLineEdit *edit)
+{
+    QString text = edit->text();
+    edit->clear();
+    SecretText::wipe(&text);
+}
+} // namespace
+
+CYunLoginDialog::CYunLoginDialog(QWidget *parent)
+    : QDialog(parent)
+{
+    InitDialog();
+}
+
+CYunLoginDialog::~CYunLoginDialog()
+{
+    leave();
+}
+
+void CYunLoginDialog::InitDialog()
+{
+    setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
+    look::prepareWindow(this, QStringLiteral("云账号登录"));
+    setObjectName(QStringLiteral("CYunLoginDialog")); // also for a derived class
+    setWindowRole(objectName());
+    setWindowIcon(picture::windowIcon(QStringLiteral(":/images/images/logo3.ico")));
+
+    auto *body = new QFrame(this);
+    body->setObjectName(QStringLiteral("loginBody"));
+    auto *column = new QVBoxLayout(body);
+    column->setContentsMargins(1, 1, 1, 1);
+    column->setSpacing(0);
+    auto *content = new QVBoxLayout;
+    const int side = look::scaled(SideMargin, this);
+    content->setContentsMargins(side, look::scaled(8, this), side, look::scaled(BottomMargin, this));
+    content->setSpacing(look::scaled(BandGap, this));
+    InitLoginTypeTab();
+    content->addWidget(m_tabs);
+    content->addWidget(InitQuickLogin());
+    column->addWidget(InitTitleBar()); // made last: its close button is the last one that Tab reaches
+    column->addLayout(content);
+    auto *whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(body);
+    setStyleSheet(dialogSheet(this));
+    setFixedSize(look::scaled(WindowWidth, this), sizeHint().height());
+    new TypingGuard(this);
+
+    FillMemoryLoginInfo();
+    InitCloudAddr();
+}
+
+CustomTitleBar *CYunLoginDialog::InitTitleBar()
+{
+    auto *bar = new CustomTitleBar(this);
+    bar->setFixedHeight(look::scaled(TitleHeight, this));
+    bar->SetLoginTitleLogo(QStringLiteral(":/images/images/logo3.ico"));
+    bar->SetLoginTitleText(QStringLiteral("云账号登录"));
+    bar->addStretch(1);
+    bar->AddCloseButton();
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
+    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, [this](int x, int y) { m_drag.press({x, y}); });
+    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, [this](int x, int y) { m_drag.move({x, y}); });
+    return bar;
+}
+
+void CYunLoginDialog::InitLoginTypeTab()
+{
+    m_tabs = new QTabWidget(this);
+    m_tabs->setObjectName(QStringLiteral("loginTabs"));
+    m_tabs->tabBar()->setFont(look::yaHei(TabPx, QFont::Normal, this));
+    m_tabs->tabBar()->setDrawBase(false);
+    m_tabs->tabBar()->setAccessibleName(QStringLiteral("登录方式"));
+    InitAccountLogin();
+    InitVerificationTab();
+}
+
+void CYunLoginDialog::FillMemoryLoginInfo()
+{
+    ICloudServiceAssistant *assistant = cloudcalls::assistant();
+    if (!assistant)
+        return;
+    const auto memory =
+        cloudcalls::call(*assistant, &ICloudServiceAssistant::GetMemoryLoginInfo, {},
+                         {key::LoginModel, key::AutoLoginStored, key::RememberPassword, key::RememberPhone,
+                          key::StoredAccount, key::StoredPassword, key::StoredPhone});
+    if (memory.ok()) {
+        fillFrom(memory.values);
+        return;
+    }
+    const QString line =
+        memory.transportFailed()
+            ? QStringLiteral("【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
+            : QStringLiteral("【获取记忆的云账号登录信息】获取失败，返回错误码为：%1，错误信息为：%2");
+    VT_LOG(critical) << line.arg(QString::number(memory.code), memory.error);
+}
+
+void CYunLoginDialog::fillFrom(const QVariantMap &memory)
+{
+    bool known = false;
+    const int model = memory.value(key::LoginModel).toInt(&known);
+    if (known)
+        m_tabs->setCurrentIndex(model == 0 ? 1 : 0); // crossed, deliberately
+    const bool automatic = memory.value(key::AutoLoginStored).toBool();
+    const bool password = memory.value(key::RememberPassword).toBool();
+    const bool phone = memory.value(key::RememberPhone).toBool();
+    m_accountAuto->setChecked(automatic);
+    m_phoneAuto->setChecked(automatic);
+    m_rememberPassword->setChecked(automatic || password);
+    m_rememberPhone->setChecked(automatic || phone);
+    m_account->setText(memory.value(key::StoredAccount).toString());
+    if (password)
+        m_password->setText(memory.value(key::StoredPassword).toString());
+    if (phone)
+        m_phone->setText(memory.value(key::StoredPhone).toString());
+}
+
+void CYunLoginDialog::InitCloudAddr()
+{
+    ICloudServiceAssistant *assistant = cloudcalls::assistant();
+    if (!assistant) {
+        VT_LOG(critical) << QStringLiteral("【云登录窗口初始化跳转链接地址】失败，原因为获取云服务客户端接口对象失败");
+        return;
+    }
+    const QPair<QString, QString *> links[] = {{key::LinkRegister, &m_registerAddress},
+                                               {key::LinkForgetPassword, &m_forgetAddress},
+                                               {key::LinkBindAccount, &m_bindingAddress}};
+    for (const auto &link : links) {
+        cloudcalls::Outcome outcome;
+        *link.second = cloudcalls::linkAddress(*assistant, link.first, &outcome);
+        if (outcome.transportFailed())
+            return; // each further question could take as long as this one
+    }
+}
+
+void CYunLoginDialog::onRegisterAccount()
+{
+    VT_LOG(info) << QStringLiteral("【立即注册】用户点击立即注册按钮。");
+    followLink(QStringLiteral("【立即注册】"), m_registerAddress);
+}
+
+void CYunLoginDialog::onForgetPassword()
+{
+    VT_LOG(info) << QStringLiteral("【忘记密码】用户点击忘记密码。");
+    followLink(QStringLiteral("【忘记密码】"), m_forgetAddress);
+}
+
+void CYunLoginDialog::followLink(const QString &where, const QString &address)
+{
+    const QUrl page = webaddress::parse(address);
+    if (page.isEmpty()) {
+        VT_LOG(warning) << where + QStringLiteral("获取的跳转地址为空。");
+        showLoginTip(QStringLiteral("获取跳转链接失败"), eTipError);
+        return;
+    }
+    VT_LOG(info) << where + QStringLiteral("获取的跳转链接地址为：%1，即将跳转。").arg(address);
+    if (!QDesktopServices::openUrl(page))
+        VT_LOG(warning) << where + QStringLiteral("打开跳转链接地址失败。");
+}
+
+void CYunLoginDialog::showLoginTip(const QString &text, eTipStatus status)
+{
+    CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, eBoxOrigin::AskedFor);
+}
+
+void CYunLoginDialog::refuse(const QString &tip, const QString &line)
+{
+    VT_LOG(critical) << line;
+    showLoginTip(tip, eTipError);
+}
+
+void CYunLoginDialog::wipeSecrets()
+{
+    wipeField(m_password);
+    wipeField(m_code);
+}
+
+// Whatever ends the window: nothing of it goes on behind its back.
+void CYunLoginDialog::leave()
+{
+    stopPoller();
+    stopCountdown();
+    endWaiting();
+    wipeSecrets();
+}
+
+void CYunLoginDialog::on_close_btn_clicked()
+{
+    close();
+}
+
+void CYunLoginDialog::reject()
+{
+    close(); // QDialog would only hide, and the creator would not hear of it
+}
+
+void CYunLoginDialog::closeEvent(QCloseEvent *event)
+{
+    leave();
+    emit LoginDialogClosed();
+    event->accept();
+}
+
+// A Return that is held down would try the same password again and again, and close each tip in between.
+bool CYunLoginDialog::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::KeyPress) {
+        const auto *press = static_cast<QKeyEvent *>(event);
+        if (press->isAutoRepeat() && (press->key() == Qt::Key_Return || press->key() == Qt::Key_Enter))
+            return true;
+    }
+    return QDialog::eventFilter(watched, event);
+}
+
+void CYunLoginDialog::mousePressEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event))
+        QDialog::mousePressEvent(event);
+}
+
+void CYunLoginDialog::mouseMoveEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event))
+        QDialog::mouseMoveEvent(event);
+}
+
+void CYunLoginDialog::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event))
+        QDialog::mouseReleaseEvent(event);
+}
