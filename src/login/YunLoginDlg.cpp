@@ -37,7 +37,8 @@ QString dialogSheet(const QWidget *w)
                           "#quickRule{background-color:#E4E8EE;}"
                           "#quickTitle{color:#8A93A0;}") +
            look::titleBand(QStringLiteral("#f1f8fe")) + loginform::sheet(w) + look::blueButton() + look::whiteButton() +
-           look::linkButton();
+           look::linkButton() +
+           QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
 }
 
 void wipeField(QLineEdit *edit)

@@ -1,0 +1,91 @@
+#pragma once
+#include "login/YunLoginDlg.h"
+#include "support/FakeClient.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
+#include "widgets/CustomLineEdit.h"
+#include <QCheckBox>
+#include <QDesktopServices>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTest>
+#include <QThread>
+#include <atomic>
+
+// The sign-in dialog over a faked service, as the tests of this folder drive it.
+namespace login {
+
+struct Notify final : ICloudLoginNotify
+{
+    void AfterLogin() override
+    {
+        onGuiThread = QThread::currentThread() == QCoreApplication::instance()->thread();
+        ++calls;
+    }
+    std::atomic<int> calls{0};
+    std::atomic<bool> onGuiThread{false};
+};
+
+// Where the desktop would open addresses.
+class Browser final : public QObject
+{
+    Q_OBJECT
+public:
+    Browser()
+    {
+        for (const char *scheme : {"http", "https", "file", "mailto"})
+            QDesktopServices::setUrlHandler(QLatin1String(scheme), this, "open");
+    }
+    ~Browser() override
+    {
+        for (const char *scheme : {"http", "https", "file", "mailto"})
+            QDesktopServices::unsetUrlHandler(QLatin1String(scheme));
+    }
+    QStringList opened;
+
+public slots:
+    void open(const QUrl &url) { opened << url.toString(); }
+};
+
+inline CCustomLineEdit *edit(const QWidget *dialog, const char *name)
+{
+    return dialog->findChild<CCustomLineEdit *>(QLatin1String(name));
+}
+
+inline QPushButton *button(const QWidget *dialog, const char *name)
+{
+    return dialog->findChild<QPushButton *>(QLatin1String(name));
+}
+
+inline QCheckBox *box(const QWidget *dialog, const char *name)
+{
+    return dialog->findChild<QCheckBox *>(QLatin1String(name));
+}
+
+inline void press(const QWidget *dialog, const char *name)
+{
+    QTest::mouseClick(button(dialog, name), Qt::LeftButton);
+}
+
+inline void setTab(const QWidget *dialog, int index)
+{
+    dialog->findChild<QTabWidget *>()->setCurrentIndex(index);
+}
+
+// The calls of one operation, in order.
+inline QList<QVariantMap> calls(const QString &operation)
+{
+    QList<QVariantMap> found;
+    for (const FakeCall &call : FakeClient::fake().calls()) {
+        if (call.operation == operation)
+            found << call.values;
+    }
+    return found;
+}
+
+inline void processDeletions()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
+} // namespace login
