@@ -2,7 +2,7 @@
 #include "support/EventRecorder.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
-#include "support/ModalClicker.h"
+#include "upgrade/BoxScript.h"
 #include "upgrade/CUpdateItem.h"
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/Records.h"
@@ -306,11 +306,13 @@ void TestCheckUpdate::softwareManagerNotice()
     QCOMPARE(boxes, 1);
     QCOMPARE(m_log->count("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为1，即将跳转软件管理界面。"),
              2);
-    ModalClicker clicker({"确定"}); // and it can be opened again
+    BoxScript again({[](QDialog *box) {
+        QCOMPARE(box->windowTitle(), QString("提示"));
+        BoxScript::press(box, "确定");
+    }});
     click(&prompt, "软件管理");
-    QVERIFY(clicker.isDone());
-    QCOMPARE(clicker.titles(), QStringList{"提示"});
-    QVERIFY(clicker.texts().join("").contains("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
+    QVERIFY(again.isDone());
+    QCOMPARE(again.texts, QStringList{"软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"});
 }
 
 void TestCheckUpdate::noticeOutlivesItsPrompt_data()

@@ -1,7 +1,7 @@
 #include "frame/VtServiceClient.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
-#include "support/ModalClicker.h"
+#include "upgrade/BoxScript.h"
 #include "upgrade/ExplainItem.h"
 #include "upgrade/Records.h"
 #include "upgrade/UpdateCurExplainDialog.h"
@@ -199,7 +199,10 @@ void TestUpdateNotes::closingAsks()
     sendNotes(withPatch());
     const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
     QVERIFY(dialog && dialog->isVisible());
-    ModalClicker clicker({answer});
+    BoxScript boxes({[&](QDialog *box) {
+        QCOMPARE(box->windowTitle(), QString("提示"));
+        BoxScript::press(box, answer);
+    }});
     if (way == 0)
         click(dialog, "closeButton");
     else if (way == 1)
@@ -208,9 +211,8 @@ void TestUpdateNotes::closingAsks()
         dialog->windowHandle()->close();
     else
         dialog->reject();
-    QVERIFY(clicker.isDone());
-    QCOMPARE(clicker.titles(), QStringList{"提示"});
-    QVERIFY(clicker.texts().join("").contains(Question));
+    QVERIFY(boxes.isDone());
+    QCOMPARE(boxes.texts, QStringList{Question});
     deliver();
     QVERIFY(!dialog);
     auto *patch = onlyWindow<CUpdateCurExplainDialog>();
@@ -226,9 +228,9 @@ void TestUpdateNotes::updateStartsTheDownload()
     record.insert("插件", QVariantList{section("插件一", "3")});
     sendNotes(record);
     const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-    ModalClicker clicker({});
+    const BoxScript boxes({});
     click(dialog, "updateButton");
-    QCOMPARE(clicker.unexpected(), 0); // no question
+    QCOMPARE(boxes.unexpected, 0); // no question
     QCOMPARE(FakeClient::fake().operations(), QStringList{"StartDownload"});
     const QVariantMap expected{{"软件名称", "产品"},
                                {"CurrentVersion", "1.0"},
@@ -290,12 +292,12 @@ void TestUpdateNotes::downloadFailures()
 
 void TestUpdateNotes::onePerProduct()
 {
-    ModalClicker clicker({});
+    const BoxScript boxes({});
     for (int i = 0; i < 10; ++i)
         sendNotes(withPatch());
     sendNotes(released("另一个"));
     deliver();
-    QCOMPARE(clicker.unexpected(), 0); // a dialog that is replaced asks nothing
+    QCOMPARE(boxes.unexpected, 0); // a dialog that is replaced asks nothing
     QCOMPARE(windows<CUpdateExplainDial>().size(), 2);
     sendNotes({{"软件名称", "产品"}}); // nothing in it: the old one is closed all the same
     deliver();
@@ -339,9 +341,9 @@ void TestUpdateNotes::patchNotesNeverAsk()
     send(CVisualizedEvents::eShowUpgradeCurExplainDialog, new CUpgradeExplainEveData(input({withPatch()})));
     const QPointer<CUpdateCurExplainDialog> dialog(onlyWindow<CUpdateCurExplainDialog>());
     QVERIFY(dialog);
-    ModalClicker clicker({});
+    const BoxScript boxes({});
     click(dialog, "closeButton");
-    QCOMPARE(clicker.unexpected(), 0);
+    QCOMPARE(boxes.unexpected, 0);
     deliver();
     QVERIFY(!dialog);
     QVERIFY(m_log->has(QtInfoMsg, "开始展现软件旧版本补丁更新说明窗口产品"));

@@ -15,10 +15,7 @@ private slots:
     void refused_data();
     void refused();
     void passwordsStayOutOfTheLog();
-    void addresses_data();
-    void addresses();
-    void domains_data();
-    void domains();
+    void addressesAndNames();
     void hostileNames();
     void failedLookup();
 };
@@ -33,21 +30,14 @@ void TestAddress::parsed_data()
     const QString ip = QStringLiteral("192.0.2.7");
     const QString http = QStringLiteral("http");
     const QString https = QStringLiteral("https");
-    const QString root = QStringLiteral("/");
-    QTest::newRow("bare") << QStringLiteral("http://192.0.2.7") << http << ip << 80 << root;
-    QTest::newRow("https") << QStringLiteral("https://192.0.2.7/") << https << ip << 443 << root;
-    QTest::newRow("port") << QStringLiteral("http://192.0.2.7:8080") << http << ip << 8080 << root;
+    QTest::newRow("port") << QStringLiteral("http://192.0.2.7:8080") << http << ip << 8080 << QStringLiteral("/");
     QTest::newRow("empty port") << QStringLiteral("https://192.0.2.7:/a") << https << ip << 443 << QStringLiteral("/a");
-    QTest::newRow("path") << QStringLiteral("http://192.0.2.7/a/b?c=d#e") << http << ip << 80
-                          << QStringLiteral("/a/b?c=d#e");
     QTest::newRow("query only") << QStringLiteral("http://192.0.2.7?c=d") << http << ip << 80
                                 << QStringLiteral("/?c=d");
     QTest::newRow("at sign in the path") << QStringLiteral("http://192.0.2.7/a@b:c") << http << ip << 80
                                          << QStringLiteral("/a@b:c");
-    QTest::newRow("v6") << QStringLiteral("http://[2001:db8::1]/x") << http << QStringLiteral("2001:db8::1") << 80
-                        << QStringLiteral("/x");
-    QTest::newRow("v6 with port") << QStringLiteral("https://[::1]:8443") << https << QStringLiteral("::1") << 8443
-                                  << root;
+    QTest::newRow("v6") << QStringLiteral("https://[2001:db8::1]:8443/x") << https << QStringLiteral("2001:db8::1")
+                        << 8443 << QStringLiteral("/x");
 }
 
 void TestAddress::parsed()
@@ -68,21 +58,13 @@ void TestAddress::refused_data()
     QTest::addColumn<QString>("url");
     QTest::addColumn<QString>("log");
     const QString parts = QStringLiteral("invalid url3: host, port or user name");
-    QTest::newRow("empty") << QString() << QStringLiteral("invalid url1: ");
     QTest::newRow("other scheme") << QStringLiteral("ftp://192.0.2.7")
                                   << QStringLiteral("invalid url1: ftp://192.0.2.7");
-    QTest::newRow("upper case") << QStringLiteral("HTTP://192.0.2.7")
-                                << QStringLiteral("invalid url1: HTTP://192.0.2.7");
-    QTest::newRow("leading blank") << QStringLiteral(" http://192.0.2.7")
-                                   << QStringLiteral("invalid url1:  http://192.0.2.7");
-    QTest::newRow("nothing after http") << QStringLiteral("http://") << QStringLiteral("invalid url2: http://");
     QTest::newRow("nothing after https") << QStringLiteral("https://") << QStringLiteral("invalid url2: https://");
     QTest::newRow("no host") << QStringLiteral("http:///path") << parts;
-    QTest::newRow("port 0") << QStringLiteral("http://192.0.2.7:0") << parts;
     QTest::newRow("port too large") << QStringLiteral("http://192.0.2.7:65536") << parts;
     QTest::newRow("port no number") << QStringLiteral("http://192.0.2.7:http") << parts;
     QTest::newRow("bare v6") << QStringLiteral("http://2001:db8::1/") << parts;
-    QTest::newRow("bad v6") << QStringLiteral("http://[2001:zz::1]") << parts;
     QTest::newRow("v4 in brackets") << QStringLiteral("http://[192.0.2.7]") << parts;
     QTest::newRow("hidden end") << QStringLiteral("http://192.0.2.7") + QChar(0) + QStringLiteral(".evil.example")
                                 << parts;
@@ -111,49 +93,17 @@ void TestAddress::passwordsStayOutOfTheLog()
     QVERIFY(!logs.texts(QtWarningMsg).join(QLatin1Char(' ')).contains(QLatin1String("secret")));
 }
 
-void TestAddress::addresses_data()
+void TestAddress::addressesAndNames()
 {
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<bool>("expected");
-    QTest::newRow("lowest") << QByteArray("0.0.0.0") << true;
-    QTest::newRow("highest") << QByteArray("255.255.255.255") << true;
-    QTest::newRow("mixed") << QByteArray("10.99.100.249") << true;
-    QTest::newRow("too large") << QByteArray("256.1.1.1") << false;
-    QTest::newRow("leading zero") << QByteArray("01.1.1.1") << false;
-    QTest::newRow("three parts") << QByteArray("1.1.1") << false;
-    QTest::newRow("five parts") << QByteArray("1.1.1.1.1") << false;
-    QTest::newRow("text behind") << QByteArray("1.1.1.1x") << false;
-    QTest::newRow("text in front") << QByteArray("x1.1.1.1") << false;
-    QTest::newRow("line end behind") << QByteArray("1.1.1.1\n") << false;
-    QTest::newRow("empty") << QByteArray("") << false;
-}
-
-void TestAddress::addresses()
-{
-    QFETCH(QByteArray, text);
-    QTEST(DNSAnalysisTool::IsIp(text.constData()), "expected");
-}
-
-void TestAddress::domains_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<bool>("expected");
-    QTest::newRow("three labels") << QByteArray("www.example.com") << true;
-    QTest::newRow("country below") << QByteArray("www.example.com.cn") << true;
-    QTest::newRow("signs in front") << QByteArray("a-b_c.D.example.com") << true;
-    QTest::newRow("two labels") << QByteArray("example.com") << false;
-    QTest::newRow("one label") << QByteArray("localhost") << false;
-    QTest::newRow("long end") << QByteArray("www.example.online") << false;
-    QTest::newRow("upper-case end") << QByteArray("www.example.COM") << false;
-    QTest::newRow("blank inside") << QByteArray("www.exa mple.com") << false;
-    QTest::newRow("line end behind") << QByteArray("www.example.com\n") << false;
-    QTest::newRow("empty") << QByteArray("") << false;
-}
-
-void TestAddress::domains()
-{
-    QFETCH(QByteArray, text);
-    QTEST(DNSAnalysisTool::IsDomain(text.constData()), "expected");
+    for (const char *address : {"0.0.0.0", "255.255.255.255", "10.99.100.249"})
+        QVERIFY2(DNSAnalysisTool::IsIp(address), address);
+    for (const char *other : {"256.1.1.1", "01.1.1.1", "1.1.1", "1.1.1.1.1", "1.1.1.1x", "x1.1.1.1", "1.1.1.1\n", ""})
+        QVERIFY2(!DNSAnalysisTool::IsIp(other), other);
+    for (const char *name : {"www.example.com", "www.example.com.cn", "a-b_c.D.example.com"})
+        QVERIFY2(DNSAnalysisTool::IsDomain(name), name);
+    for (const char *other : {"example.com", "localhost", "www.example.online", "www.example.COM", "www.exa mple.com",
+                              "www.example.com\n", ""})
+        QVERIFY2(!DNSAnalysisTool::IsDomain(other), other);
 }
 
 void TestAddress::hostileNames()

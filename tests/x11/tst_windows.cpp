@@ -10,10 +10,8 @@
 #include "widgets/TimingMessageBox.h"
 #include <QApplication>
 #include <QClipboard>
-#include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -121,18 +119,6 @@ QPoint inRoot(const QWidget &window, const QWidget &child)
     return placeOf(window).topLeft() + child.mapTo(&window, child.rect().center());
 }
 
-// The steps on the widget, each of which makes a new X window; what front::bringToFront() must look like afterwards.
-void frontByWidget(QWidget *window)
-{
-    window->setAttribute(Qt::WA_DeleteOnClose);
-    window->setWindowFlag(Qt::WindowStaysOnTopHint, true);
-    window->show();
-    window->setWindowFlag(Qt::WindowStaysOnTopHint, false);
-    window->show();
-    window->raise();
-    window->activateWindow();
-}
-
 } // namespace
 
 class TestWindows : public QObject
@@ -142,14 +128,10 @@ private slots:
     void init();
     void dragByTheTitleBar();
     void frontAboveOthers();
-    void bothRoadsLookTheSame();
     void frontAgain();
     void typingElsewherePressesNothing();
     void boxByKeyboard();
     void boxesAreNotTheHostsLast();
-    void ownerDies();
-    void tallBox();
-    void shadowWithoutCompositor();
     void middleButtonSelection();
 
 private:
@@ -204,27 +186,6 @@ void TestWindows::frontAboveOthers()
     QTRY_VERIFY(m_desktop.isOver(other, *window));
     window->close();
     QTRY_VERIFY(!alive);
-}
-
-void TestWindows::bothRoadsLookTheSame()
-{
-    Plain other(QRect(200, 200, 600, 400));
-    auto *byWidget = new Plain(QRect(300, 300, 300, 200));
-    auto *byWindow = new Plain(QRect(320, 320, 300, 200));
-    const QList<QPair<QWidget *, void (*)(QWidget *)>> roads = {{byWidget, frontByWidget},
-                                                                {byWindow, front::bringToFront}};
-    for (const auto &road : roads) {
-        comeUp(&other);
-        road.second(road.first);
-        QVERIFY(QTest::qWaitForWindowActive(road.first));
-        QTRY_VERIFY(m_desktop.isOver(*road.first, other));
-        QTRY_VERIFY(!m_desktop.isAbove(idOf(*road.first)));
-    }
-    QCOMPARE(byWindow->windowFlags(), byWidget->windowFlags());
-    QCOMPARE(byWindow->windowHandle()->flags(), byWidget->windowHandle()->flags());
-    QCOMPARE(byWindow->geometry().size(), byWidget->geometry().size());
-    byWidget->close();
-    byWindow->close();
 }
 
 void TestWindows::frontAgain()
@@ -292,6 +253,8 @@ void TestWindows::boxesAreNotTheHostsLast()
     CstmTimingMessageBox(QStringLiteral("甲"), 50, nullptr);
     QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
     CstmMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr, nullptr);
+    QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
+    CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), nullptr);
     auto *front = new Plain(QRect(300, 300, 300, 200));
     front::bringToFront(front);
     QVERIFY(QTest::qWaitForWindowExposed(front));
@@ -300,46 +263,6 @@ void TestWindows::boxesAreNotTheHostsLast()
     QTRY_VERIFY(!alive);
     QCoreApplication::processEvents();
     QCOMPARE(ended.count(), 0);
-}
-
-void TestWindows::ownerDies()
-{
-    auto *owner = new Plain(QRect(300, 300, 300, 200));
-    owner->show();
-    QVERIFY(QTest::qWaitForWindowExposed(owner));
-    QTimer timer;
-    connect(&timer, &QTimer::timeout, owner, [owner] { // once the box is on the screen
-        if (xclients::byRole(QStringLiteral("QuestionMessageBox")).viewable)
-            delete owner;
-    });
-    timer.start(10);
-    QCOMPARE(CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), owner), 0);
-    QTRY_VERIFY(xclients::byRole(QStringLiteral("QuestionMessageBox")).isNull());
-}
-
-void TestWindows::tallBox()
-{
-    const QString line = QStringLiteral("短\r\n");
-    CustomMessageBox probe(QString(), line, eTipNormal, nullptr);
-    const int height = probe.findChild<QLabel *>(QStringLiteral("messageText"))->fontMetrics().lineSpacing();
-    CustomMessageBox box(QStringLiteral("提示"), line.repeated(499 / height - 1), eTipNormal, nullptr);
-    box.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&box));
-    QCOMPARE(box.height(), 660);
-    QCOMPARE(box.findChild<QScrollArea *>()->minimumHeight(), 500);
-    QVERIFY(box.findChild<QScrollArea *>()->height() >= 500);
-    const auto *ok = box.findChild<QPushButton *>(QStringLiteral("okButton"));
-    QVERIFY(box.rect().contains(QRect(ok->mapTo(&box, QPoint()), ok->size())));
-}
-
-void TestWindows::shadowWithoutCompositor()
-{
-    CTimingMessageBox box(QStringLiteral("甲"), 60000, nullptr);
-    box.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&box));
-    const auto *panel = box.findChild<QWidget *>(QStringLiteral("CTimingMessageBox"));
-    QCOMPARE(box.mask().boundingRect(), panel->geometry()); // the test desktop has no compositor
-    QCOMPARE(box.height(), 90);
 }
 
 void TestWindows::middleButtonSelection()
