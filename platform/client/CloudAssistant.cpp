@@ -6,6 +6,12 @@ namespace tarn::client {
 
 using namespace cloud;
 
+namespace {
+// ms. Windows wait for these calls on the GUI thread: a service that hangs must not freeze them for half a minute.
+constexpr int LookUpTimeout = 3000; // answered from what the service has at hand
+constexpr int ActionTimeout = 10000;
+} // namespace
+
 CloudAssistant::CloudAssistant()
     : Assistant(link::wire::CloudTag, {code::CallFailed, code::Refused, code::InvalidArgs, code::NoConnection})
 {
@@ -23,22 +29,22 @@ ICloudServiceAssistant::Output CloudAssistant::CreateOutputArgs()
 
 void CloudAssistant::GetLoginState(Input input, Output output)
 {
-    forward(QStringLiteral("GetLoginState"), input, output);
+    forward(QStringLiteral("GetLoginState"), input, output, LookUpTimeout);
 }
 
 void CloudAssistant::GetMemoryLoginInfo(Input input, Output output)
 {
-    forward(QStringLiteral("GetMemoryLoginInfo"), input, output);
+    forward(QStringLiteral("GetMemoryLoginInfo"), input, output, LookUpTimeout);
 }
 
 void CloudAssistant::SendVerificationCode(Input input, Output output)
 {
-    forward(QStringLiteral("SendVerificationCode"), input, output);
+    forward(QStringLiteral("SendVerificationCode"), input, output, ActionTimeout);
 }
 
 void CloudAssistant::LoginByPhone(Input input, Output output)
 {
-    forward(QStringLiteral("LoginByPhone"), input, output);
+    forward(QStringLiteral("LoginByPhone"), input, output, ActionTimeout);
 }
 
 void CloudAssistant::LoginByAccount(Input input, Output output)
@@ -48,17 +54,17 @@ void CloudAssistant::LoginByAccount(Input input, Output output)
 
 void CloudAssistant::GetQRCodeUrl(Input input, Output output)
 {
-    forward(QStringLiteral("GetQRCodeUrl"), input, output);
+    forward(QStringLiteral("GetQRCodeUrl"), input, output, LookUpTimeout);
 }
 
 void CloudAssistant::QueryQRCodeResult(Input input, Output output)
 {
-    forward(QStringLiteral("QueryQRCodeResult"), input, output);
+    forward(QStringLiteral("QueryQRCodeResult"), input, output, ActionTimeout);
 }
 
 void CloudAssistant::GetLinkAddress(Input input, Output output)
 {
-    forward(QStringLiteral("GetLinkAddress"), input, output);
+    forward(QStringLiteral("GetLinkAddress"), input, output, LookUpTimeout);
 }
 
 void CloudAssistant::Logout(Input input, Output output)
