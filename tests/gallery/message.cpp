@@ -6,32 +6,11 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QPainter>
-#include <QTemporaryDir>
 #include <QVariant>
 
 namespace {
 
 constexpr int PatienceMs = 5000;
-
-QString picturePath()
-{
-    static const QTemporaryDir folder;
-    const QString path = folder.filePath("banner.png");
-    QImage image(960, 300, QImage::Format_RGB32);
-    QPainter painter(&image);
-    QLinearGradient ground(0, 0, 960, 300);
-    ground.setColorAt(0, QColor("#379AF5"));
-    ground.setColorAt(1, QColor("#8BD3F7"));
-    painter.fillRect(image.rect(), ground);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(255, 255, 255, 60));
-    for (int i = 0; i < 6; ++i)
-        painter.drawEllipse(QPoint(120 + i * 150, 300 - i * 45), 110, 110);
-    painter.end();
-    image.save(path);
-    return path;
-}
 
 QVariantMap message(const QString &id, const QString &title, const QString &time, const QString &content, bool unread)
 {
@@ -46,7 +25,7 @@ QVariantList messages()
                 "• 启动时间缩短 40%\n• 支持批量导出为 PDF、DWG 与图片格式\n\n"
                 "请在方便的时候完成升级，升级过程中请保存好正在编辑的文档，以免数据丢失。",
                 true);
-    release.insert("PicFilePath", picturePath());
+    release.insert("PicFilePath", QStringLiteral(GALLERY_SAMPLE "/catalogue/icons/spruce.png"));
     release.insert("LinkText", "查看完整的更新说明");
     release.insert("LinkAdress", "https://example.org/notes");
     return {release,
@@ -78,14 +57,6 @@ CMessageListItem *item(CMsgCenterDlg *dialog, size_t index)
 GALLERY_SCENE(message, List, "Message center: the list.")
 {
     return center(messages());
-}
-
-GALLERY_SCENE(message, Selected, "Message center: a message selected with the keyboard.")
-{
-    CMsgCenterDlg *dialog = center(messages());
-    item(dialog, 1)->setFocus(Qt::TabFocusReason);
-    item(dialog, 1)->select();
-    return dialog;
 }
 
 GALLERY_SCENE(message, Expanded, "Message center: a message open, with picture and link.")

@@ -3,8 +3,6 @@
 #include "upgrade/UpgradeDialog.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
-#include "widgets/CustomMessageBox.h"
-#include "widgets/QuestionMessageBox.h"
 
 namespace {
 namespace key = tarn::upgrade::key;
@@ -66,44 +64,4 @@ GALLERY_SCENE(online, Many, "More rows than fit, a long name, markup in a name, 
     for (int i = 1; i <= 20; i++)
         tasks.append(task(QStringLiteral("产品%1").arg(i), 1, i * 5, 100));
     return window(tasks);
-}
-
-GALLERY_SCENE(online, Sizes, "Unknown size, more than the whole, 3 GiB, 4 GiB.")
-{
-    constexpr qint64 GiB = 1 << 30;
-    return window({task(QStringLiteral("大小未知"), 1, 100, 0), task(QStringLiteral("超出"), 1, 150, 100),
-                   task(QStringLiteral("3 GiB"), 1, GiB, 3 * GiB), task(QStringLiteral("4 GiB"), 1, GiB, 4 * GiB),
-                   task(QStringLiteral("5 GiB"), 1, GiB / 2, 5 * GiB)});
-}
-
-GALLERY_SCENE(online, Failures, "The report of failed tasks.")
-{
-    auto *table = window({})->findChild<CUpgradeTableWidget *>();
-    return new CustomMessageBox(QStringLiteral("提示"),
-                                QStringLiteral("岚川设计、岚川计价下载出错；岚川算量用户取消安装或安装出错。"),
-                                eTipNormal, table);
-}
-
-GALLERY_SCENE(online, CancelQuestion, "Cancelling a row.")
-{
-    auto *table = window({})->findChild<CUpgradeTableWidget *>();
-    auto *box = new QuestionMessageBox(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), table);
-    box->SetButtonText(QStringLiteral("是"), QStringLiteral("否"));
-    return box;
-}
-
-GALLERY_SCENE(online, CloseQuestion, "Closing the window while tasks run.")
-{
-    auto *box = new QuestionMessageBox(QStringLiteral("提示"),
-                                       QStringLiteral("关闭窗口将取消正在执行的升级，是否确定要关闭？"), window({}));
-    box->SetButtonText(QStringLiteral("是"), QStringLiteral("否"));
-    return box;
-}
-
-GALLERY_SCENE(online, ProgramRunningQuestion, "The product still runs.")
-{
-    auto *box = new QuestionMessageBox(QStringLiteral("提示"), QStringLiteral("安装前请先关闭“岚川设计”，再点击重试！"),
-                                       window({}));
-    box->SetButtonText(QStringLiteral("重试"), QStringLiteral("取消"));
-    return box;
 }

@@ -5,7 +5,6 @@
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
-#include "widgets/QuestionMessageBox.h"
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QTabWidget>
@@ -69,14 +68,6 @@ QVariantMap typesetting()
     return record;
 }
 
-QVariantMap surveying()
-{
-    QVariantMap record = product(QStringLiteral("流沙测绘"), QStringLiteral("quicksand"));
-    record.insert(key::Patch, section(QStringLiteral("流沙测绘"), QStringLiteral("7.3.0.2"), QStringLiteral("7.3.0.1"),
-                                      QStringLiteral("2026-10-05 17:30:00")));
-    return record;
-}
-
 QVariantMap longName()
 {
     return released(QStringLiteral("面向多学科协同设计的结构与流体联合分析平台（教学版）"), QStringLiteral("jointlab"),
@@ -92,10 +83,10 @@ QSharedPointer<IUpgaredSoftInfoService_InputParam> request(const QVariantList &r
 
 QVariantList twelve()
 {
-    QVariantList records{drawing(), typesetting(), longName(), surveying()};
+    QVariantList records{drawing(), typesetting(), longName()};
     for (const QString &slug : {QStringLiteral("farsail"), QStringLiteral("whitedew"), QStringLiteral("pinenote"),
                                 QStringLiteral("morningstar"), QStringLiteral("peony"), QStringLiteral("goosegate"),
-                                QStringLiteral("homebound"), QStringLiteral("leafview")})
+                                QStringLiteral("homebound"), QStringLiteral("leafview"), QStringLiteral("quicksand")})
         records << released(slug, slug, QStringLiteral("2.0.%1").arg(records.size()),
                             QStringLiteral("2026-07-%1 10:00:00").arg(records.size() + 10));
     return records;
@@ -158,32 +149,7 @@ GALLERY_SCENE(upgrade, NotesTabs, "Notes of a patch (read from a GBK file) and t
     return notes<CUpdateExplainDial>(typesetting());
 }
 
-GALLERY_SCENE(upgrade, NotesMissing, "A plug-in without a notes file")
-{
-    return notes<CUpdateExplainDial>(typesetting(), 2);
-}
-
-GALLERY_SCENE(upgrade, NotesLongNames, "Tabs and header with names that are too long")
-{
-    QVariantMap record = longName();
-    QVariantList plugins;
-    for (int i = 1; i <= 6; ++i)
-        plugins << section(QStringLiteral("第%1号结构与流体联合分析插件").arg(i), QStringLiteral("1.%1").arg(i),
-                           QStringLiteral("1.0"), QStringLiteral("2026-07-01 09:00:00"));
-    record.insert(key::Plugins, plugins);
-    return notes<CUpdateExplainDial>(record);
-}
-
 GALLERY_SCENE(upgrade, NotesPatch, "The notes of a patch for the installed version")
 {
     return notes<CUpdateCurExplainDialog>(drawing());
-}
-
-GALLERY_SCENE(upgrade, Question, "What closing the notes asks when the installed version has a patch")
-{
-    auto *box = new QuestionMessageBox(
-        QStringLiteral("提示"),
-        QStringLiteral("您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？"), nullptr);
-    box->SetButtonText(QStringLiteral("是"), QStringLiteral("否"));
-    return box;
 }

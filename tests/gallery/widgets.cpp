@@ -1,15 +1,14 @@
 #include "gallery/Gallery.h"
-#include "widgets/AlignLabel.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
-#include "widgets/ElideLabel.h"
 #include "widgets/IconEditWidget.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/TimingMessageBox.h"
-#include <QMenu>
+#include <QDir>
+#include <QLabel>
 #include <QVBoxLayout>
 
 namespace {
@@ -68,22 +67,12 @@ GALLERY_SCENE(widgets, MessageBoxNotice, "Plain notice.")
     return notice(eTipNormal, QStringLiteral("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
 }
 
-GALLERY_SCENE(widgets, MessageBoxError, "Error.")
-{
-    return notice(eTipError, QStringLiteral("账号不能为空!"));
-}
-
 GALLERY_SCENE(widgets, MessageBoxWarning, "Warning with line ends in the text.")
 {
     return notice(
         eTipWarning,
         QStringLiteral(
             "磁盘空间不足。\r\n还需要 512 MB 才能继续安装更新，请先清理磁盘上不再需要的文件。\r\n然后重试。"));
-}
-
-GALLERY_SCENE(widgets, MessageBoxSuccess, "Success.")
-{
-    return notice(eTipSuccess, QStringLiteral("发送成功，请查收!"));
 }
 
 GALLERY_SCENE(widgets, MessageBoxLink, "A link in the text.")
@@ -100,44 +89,14 @@ GALLERY_SCENE(widgets, MessageBoxLong, "A text that is taller than the box: it s
     return notice(eTipNormal, text);
 }
 
-GALLERY_SCENE(widgets, MessageBoxLongWord, "A long word and a long title do not widen the box.")
-{
-    return new CustomMessageBox(QStringLiteral("无法打开下载地址的详细说明以及处理办法建议汇总清单（第一部分）"),
-                                QStringLiteral("无法打开 https://download.example/") + QString(160, QLatin1Char('a')),
-                                eTipError, nullptr);
-}
-
-GALLERY_SCENE(widgets, MessageBoxFocus, "A box that the user asked for: the button has the focus.")
-{
-    auto *box = new CustomMessageBox(title(), QStringLiteral("操作已完成。"), eTipNormal, nullptr);
-    box->setOrigin(eBoxOrigin::AskedFor);
-    return box;
-}
-
 GALLERY_SCENE(widgets, Question, "Question with the standard buttons.")
 {
     return new QuestionMessageBox(title(), QStringLiteral("确定要取消升级吗？"), nullptr);
 }
 
-GALLERY_SCENE(widgets, QuestionOwnButtons, "Question with its own button texts.")
-{
-    auto *box = new QuestionMessageBox(
-        title(),
-        QStringLiteral(
-            "检测到软件进程“岚川设计”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。"),
-        nullptr);
-    box->SetButtonText(QStringLiteral("立即升级"), QStringLiteral("重试"));
-    return box;
-}
-
 GALLERY_SCENE(widgets, Timing, "Notice that closes itself.")
 {
     return new CTimingMessageBox(QStringLiteral("已复制到剪贴板"), 60000, nullptr);
-}
-
-GALLERY_SCENE(widgets, TimingLong, "The same with a text wider than it may be.")
-{
-    return new CTimingMessageBox(QStringLiteral("补丁已经安装完成，下次启动软件时生效。").repeated(9), 60000, nullptr);
 }
 
 GALLERY_SCENE(widgets, TitleBar, "Title bar with all three buttons.")
@@ -201,25 +160,19 @@ GALLERY_SCENE(widgets, Edits, "Edit fields: plain, with icon and button, masked.
     return ground;
 }
 
-GALLERY_SCENE(widgets, EditMenu, "The edit fields' menu.")
+GALLERY_SCENE(widgets, Icons, "Every picture that is compiled in.")
 {
-    static CCustomLineEdit edit;
-    edit.setText(QStringLiteral("岚川"));
-    edit.selectAll();
-    return edit.CreateRightClickMenu();
-}
-
-GALLERY_SCENE(widgets, AlignLabels, "Rows of label and value; a long value is elided.")
-{
-    QWidget *ground = page(360);
-    const QList<CAlignLabel *> rows = {
-        new CAlignLabel(QStringLiteral("软件名称："), QStringLiteral("岚川设计"), ground),
-        new CAlignLabel(QStringLiteral("版本："), QStringLiteral("3.2.1.1045"), ground),
-        new CAlignLabel(QStringLiteral("安装位置："), QStringLiteral("/opt/lanchuan/design/很长的目录/").repeated(4),
-                        ground)};
-    for (CAlignLabel *row : rows)
-        ground->layout()->addWidget(row);
-    CAlignLabel::align(rows);
+    QWidget *ground = page(720);
+    auto *grid = new QGridLayout;
+    const QStringList names = QDir(QStringLiteral(":/images/images")).entryList(QDir::Files);
+    for (int i = 0; i < names.size(); i++) {
+        const int side = look::scaled(24, ground);
+        auto *picture = new QLabel(ground);
+        picture->setPixmap(QIcon(QStringLiteral(":/images/images/") + names.at(i)).pixmap(side, side));
+        grid->addWidget(picture, i / 4, i % 4 * 2);
+        grid->addWidget(new QLabel(names.at(i), ground), i / 4, i % 4 * 2 + 1);
+    }
+    static_cast<QVBoxLayout *>(ground->layout())->addLayout(grid);
     ground->setStyleSheet(pageSheet());
     return ground;
 }
