@@ -1,0 +1,359 @@
+// What can happen to the sign-in dialog while a call is under way. Meant for the address sanitizer.
+#include "frame/VisualizedEvents.h"
+#include "frame/VisualizedManager.h"
+#include "frame/VtServiceClient.h"
+#include "login/Login.h"
+#include "login/LoginDialogCreator.h"
+#include "login/QueryQRCodeResult.h"
+#include "support/Args.h"
+#include "support/LogCatcher.h"
+#include "support/ModalClicker.h"
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QSemaphore>
+#include <QThreadPool>
+#include <QTimer>
+#include <functional>
+#include <thread>
+
+using login::edit;
+using login::press;
+
+namespace {
+CYunLoginDialog *theDialog()
+{
+    const QWidgetList all = QApplication::topLevelWidgets();
+    for (QWidget *widget : all) {
+        if (auto *dialog = qobject_cast<CYunLoginDialog *>(widget))
+            return dialog;
+    }
+    return nullptr;
+}
+
+void send(CVisualizedEvents *event)
+{
+    const std::unique_ptr<CVisualizedEvents> owner(event);
+    QCoreApplication::sendEvent(CVisualizedManager::GetInstance(), event);
+}
+
+void ask(const QString &softId, const QSharedPointer<ICloudLoginNotify> &notify)
+{
+    const auto input = args::input<args::CloudIn>({{"软件标识", softId}, {"EXE名称", "cad"}});
+    send(new CVisualizedEvents(CVisualizedEvents::eShowCloudLoginDialog,
+                               new CCloudLoginEventData(input, notify, false, 0)));
+}
+
+void callerEnds(const QString &softId)
+{
+    const auto input = args::input<args::CloudIn>({{"软件标识", softId}});
+    send(new CVisualizedEvents(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input)));
+}
+
+// Once the service has the call, from the event loop that waits for its answer.
+class DuringTheCall final : public QObject
+{
+public:
+    explicit DuringTheCall(std::function<void()> act)
+        : m_act(std::move(act))
+    {
+        connect(&m_timer, &QTimer::timeout, this, &DuringTheCall::look);
+        m_timer.start(1);
+    }
+    bool isDone() const { return !m_act; }
+
+private:
+    void look()
+    {
+        if (FakeClient::fake().hanging() == 0)
+            return;
+        m_timer.stop();
+        std::exchange(m_act, nullptr)();
+    }
+    QTimer m_timer;
+    std::function<void()> m_act;
+};
+
+FakeAnswer hanging(int code)
+{
+    FakeAnswer answer{code, "密码错"};
+    answer.hang = true;
+    return answer;
+}
+} // namespace
+
+enum class Turn { Closed, CallerEnded, OtherEnded, ShownAgain, Deleted, Destroyed };
+Q_DECLARE_METATYPE(Turn)
+
+class TestLoginLifetimes final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { FakeClient::install(); }
+    void init();
+    void cleanup();
+    void duringTheCall_data();
+    void duringTheCall();
+    void oneAttemptAtATime();
+    void windowsPaintDuringTheCall();
+    void quitDuringTheCall();
+    void slowCallerHoldsUpNothing();
+    void hangingPollerHoldsUpNothing();
+    void requestDuringAQrSignIn();
+    void closedUnderATip();
+    void madeOnAnotherThread();
+
+private:
+    void signIn();
+
+    QPointer<CYunLoginDialog> m_dialog;
+    QSharedPointer<login::Notify> m_notify;
+    LogCatcher *m_log = nullptr;
+};
+
+void TestLoginLifetimes::init()
+{
+    FakeClient::fake().reset();
+    m_log = new LogCatcher;
+    m_notify = QSharedPointer<login::Notify>::create();
+    ask("cad", m_notify);
+    m_dialog = theDialog();
+    QVERIFY(m_dialog && m_dialog->isVisible());
+    QCOMPARE(m_dialog->focusWidget(), m_dialog);
+    edit(m_dialog, "accountEdit")->setText("zhang");
+    edit(m_dialog, "passwordEdit")->setText("secret");
+}
+
+void TestLoginLifetimes::cleanup()
+{
+    FakeClient::fake().releaseHangs();
+    CVisualizedManager::FreeInstance();
+    QThreadPool::globalInstance()->waitForDone();
+    login::processDeletions();
+    QVERIFY(!theDialog());
+    QVERIFY(!QApplication::overrideCursor());
+    CVtServiceClient::ReleaseInstance();
+    delete m_log;
+}
+
+void TestLoginLifetimes::signIn()
+{
+    press(m_dialog, "accountLoginButton");
+}
+
+void TestLoginLifetimes::duringTheCall_data()
+{
+    QTest::addColumn<Turn>("event");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<bool>("survives"); // the dialog, at first
+    QTest::addColumn<int>("told");
+    QTest::newRow("closed, signed in") << Turn::Closed << 4000 << false << 1;
+    QTest::newRow("closed, refused") << Turn::Closed << 4100 << false << 0;
+    QTest::newRow("caller ended") << Turn::CallerEnded << 4100 << false << 0;
+    QTest::newRow("another software ended") << Turn::OtherEnded << 4000 << true << 1;
+    QTest::newRow("shown again") << Turn::ShownAgain << 4000 << true << 0; // the next caller is told instead
+    QTest::newRow("shown again, refused") << Turn::ShownAgain << 4100 << true << 0;
+    QTest::newRow("deleted") << Turn::Deleted << 4100 << false << 0;
+    QTest::newRow("service destroyed") << Turn::Destroyed << 4100 << false << 0;
+}
+
+void TestLoginLifetimes::duringTheCall()
+{
+    QFETCH(Turn, event);
+    QFETCH(int, code);
+    QFETCH(bool, survives);
+    FakeClient::fake().queue("LoginByAccount", hanging(code));
+    const auto next = QSharedPointer<login::Notify>::create();
+    bool aliveThen = false;
+    bool cursorThen = false;
+    DuringTheCall act([&] {
+        switch (event) {
+        case Turn::Closed:
+            m_dialog->close();
+            break;
+        case Turn::CallerEnded:
+            callerEnds("cad");
+            break;
+        case Turn::OtherEnded:
+            callerEnds("viewer");
+            break;
+        case Turn::ShownAgain:
+            ask("viewer", next);
+            break;
+        case Turn::Deleted:
+            delete m_dialog;
+            break;
+        case Turn::Destroyed:
+            CVisualizedManager::FreeInstance();
+            CVtServiceClient::ReleaseInstance(); // ends the hanging call
+            break;
+        }
+        login::processDeletions();
+        aliveThen = m_dialog;
+        cursorThen = QApplication::overrideCursor();
+        FakeClient::fake().releaseHangs();
+    });
+    ModalClicker tips(survives && code != 4000 ? QStringList("确定") : QStringList());
+    signIn();
+    QVERIFY(act.isDone() && tips.isDone());
+    QCOMPARE(aliveThen, survives);
+    QCOMPARE(cursorThen, survives);
+    QVERIFY(!QApplication::overrideCursor());
+    QThreadPool::globalInstance()->waitForDone();
+    QTEST(int(m_notify->calls), "told");
+    QCOMPARE(int(next->calls), event == Turn::ShownAgain && code == 4000 ? 1 : 0);
+    if (survives && code != 4000)
+        QVERIFY(m_dialog->isEnabled() && m_dialog->isVisible());
+    QCOMPARE(LoginDialogCreator::getInst()->DiaIsExist(), survives && code != 4000);
+}
+
+// Whatever is clicked, and also in the dialog of the next caller.
+void TestLoginLifetimes::oneAttemptAtATime()
+{
+    FakeClient::fake().queue("LoginByAccount", hanging(4000));
+    ModalClicker tips({"确定"});
+    DuringTheCall act([&] {
+        QVERIFY(!m_dialog->isEnabled());
+        for (const char *name : {"accountLoginButton", "phoneLoginButton", "weixinButton", "qqButton", "codeButton"})
+            press(m_dialog, name);
+        m_dialog->onAccountLoginBtn();
+        m_dialog->onVerificationCodeLoginBtn();
+        m_dialog->onQQLogin();
+        m_dialog->close();
+        login::processDeletions();
+        ask("viewer", {});
+        const QPointer<CYunLoginDialog> second = theDialog();
+        QVERIFY(second && second->isEnabled());
+        edit(second, "accountEdit")->setText("li");
+        edit(second, "passwordEdit")->setText("secret");
+        press(second, "accountLoginButton");
+        QVERIFY(second);
+        FakeClient::fake().releaseHangs();
+    });
+    signIn();
+    QVERIFY(act.isDone() && tips.isDone());
+    QVERIFY(tips.texts()[0].contains("上一次登录尚未完成，请稍候再试。"));
+    QCOMPARE(login::calls("LoginByAccount").size(), 1);
+    QVERIFY(login::calls("LoginByPhone").isEmpty() && login::calls("GetQRCodeUrl").isEmpty());
+    press(theDialog(), "accountLoginButton"); // now it is the second one's turn
+    QCOMPARE(login::calls("LoginByAccount").size(), 2);
+}
+
+void TestLoginLifetimes::windowsPaintDuringTheCall()
+{
+    FakeAnswer slow{4000};
+    slow.delayMs = 500;
+    FakeClient::fake().queue("LoginByAccount", slow);
+    int ticks = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] { ++ticks; });
+    timer.start(10);
+    signIn();
+    QVERIFY2(ticks > 20, qPrintable(QString::number(ticks)));
+}
+
+// The hanging call is cut off: the application ends at once.
+void TestLoginLifetimes::quitDuringTheCall()
+{
+    FakeClient::fake().queue("LoginByAccount", hanging(4001));
+    const DuringTheCall act([] { QCoreApplication::quit(); });
+    QTimer::singleShot(0, this, &TestLoginLifetimes::signIn);
+    QElapsedTimer timer;
+    timer.start();
+    QCoreApplication::exec();
+    QVERIFY(act.isDone());
+    QVERIFY(timer.elapsed() < 3000);
+    QVERIFY(m_dialog && m_dialog->isEnabled());
+}
+
+void TestLoginLifetimes::slowCallerHoldsUpNothing()
+{
+    struct Slow final : ICloudLoginNotify
+    {
+        void AfterLogin() override { goOn.acquire(); }
+        QSemaphore goOn;
+    };
+    const auto slow = QSharedPointer<Slow>::create();
+    m_dialog->SetLoginNotify(slow);
+    signIn(); // would not return
+    login::processDeletions();
+    QVERIFY(!m_dialog);
+    slow->goOn.release();
+}
+
+void TestLoginLifetimes::hangingPollerHoldsUpNothing()
+{
+    const login::Browser browser;
+    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", "http://127.0.0.1/qr"}}});
+    FakeClient::fake().queue("QueryQRCodeResult", hanging(4000));
+    press(m_dialog, "weixinButton");
+    QVERIFY(!m_dialog->isVisible());
+    QTRY_COMPARE_WITH_TIMEOUT(FakeClient::fake().hanging(), 1, 6000);
+    QElapsedTimer timer;
+    timer.start();
+    m_dialog->close();
+    login::processDeletions();
+    QVERIFY(!m_dialog);
+    QVERIFY(timer.elapsed() < 200);
+    CVisualizedManager::FreeInstance();
+    QVERIFY(timer.elapsed() < 1500);
+    QVERIFY(m_log->has("【云登录】扫码结果查询仍在等待云服务的应答。"));
+    CVtServiceClient::ReleaseInstance(); // releases the call
+    QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
+    login::processDeletions();
+    QCOMPARE(int(m_notify->calls), 0);
+}
+
+// The dialog that the QR code has hidden comes back, for the new caller.
+void TestLoginLifetimes::requestDuringAQrSignIn()
+{
+    const login::Browser browser;
+    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", "http://127.0.0.1/qr"}}});
+    press(m_dialog, "weixinButton");
+    QVERIFY(!m_dialog->isVisible());
+    QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
+    const auto next = QSharedPointer<login::Notify>::create();
+    ask("viewer", next);
+    QCOMPARE(theDialog(), m_dialog.data());
+    QVERIFY(m_dialog->isVisible());
+    callerEnds("cad"); // of no concern any more
+    m_dialog->QuickLoginSuccess("token");
+    QThreadPool::globalInstance()->waitForDone();
+    QCOMPARE(int(m_notify->calls), 0);
+    QCOMPARE(int(next->calls), 1);
+    QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // though it still lives
+    ask("cad", m_notify);
+    QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
+    login::processDeletions();
+    QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
+}
+
+void TestLoginLifetimes::closedUnderATip()
+{
+    FakeClient::fake().queue("LoginByPhone", {4018, "没有授权"});
+    login::setTab(m_dialog, 1);
+    edit(m_dialog, "phoneEdit")->setText("13800138000");
+    edit(m_dialog, "codeEdit")->setText("123456");
+    QTimer::singleShot(0, this, [] { callerEnds("cad"); });
+    press(m_dialog, "phoneLoginButton");
+    QVERIFY(!QApplication::activeModalWidget());
+    QTRY_VERIFY(!m_dialog);
+    QThreadPool::globalInstance()->waitForDone();
+    QCOMPARE(int(m_notify->calls), 0);
+    QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识:cad"));
+    callerEnds("cad"); // is forgotten
+    callerEnds(QString());
+    QCOMPARE(m_log->count("通知云账号对话框关闭结束，软件标识:cad"), 1);
+    QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识为空。"));
+}
+
+void TestLoginLifetimes::madeOnAnotherThread()
+{
+    CVisualizedManager::FreeInstance();
+    bool exists = true;
+    std::thread([&] { exists = LoginDialogCreator::getInst()->DiaIsExist(); }).join();
+    QVERIFY(!exists);
+    QCOMPARE(LoginDialogCreator::getInst()->thread(), QCoreApplication::instance()->thread());
+}
+
+QTEST_MAIN(TestLoginLifetimes)
+#include "tst_login_lifetimes.moc"
