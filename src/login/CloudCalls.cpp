@@ -1,9 +1,9 @@
 #include "login/CloudCalls.h"
 #include "frame/Log.h"
 #include "frame/VtServiceClient.h"
-#include "login/WebAddress.h"
 #include "tarn/cloud/CloudKeys.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
+#include "widgets/WebLink.h"
 #include <QtConcurrent>
 #include <memory>
 
@@ -60,7 +60,7 @@ QString linkAddress(ICloudServiceAssistant &assistant, const QString &linkKey, O
     if (!answer.ok())
         VT_LOG(warning) << vtlog::callFailed(QStringLiteral("【获取跳转链接地址】%1").arg(linkKey),
                                              answer.transportFailed(), answer.code, answer.error);
-    if (address.isEmpty() || !webaddress::parse(address).isEmpty())
+    if (address.isEmpty() || weblink::isPage(address))
         return address;
     VT_LOG(warning) << QStringLiteral("【获取跳转链接地址】%1不是网页地址，已忽略：%2").arg(linkKey, address);
     return {};

@@ -2,7 +2,6 @@
 #include "frame/Log.h"
 #include "login/LoginForm.h"
 #include "login/SecretText.h"
-#include "login/WebAddress.h"
 #include "tarn/cloud/CloudKeys.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/CustomMessageBox.h"
@@ -10,10 +9,10 @@
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
 #include "widgets/TypingGuard.h"
+#include "widgets/WebLink.h"
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QDesktopServices>
 #include <QFrame>
 #include <QKeyEvent>
 #include <QTabBar>
@@ -190,14 +189,13 @@ void CYunLoginDialog::onForgetPassword()
 
 void CYunLoginDialog::followLink(const QString &where, const QString &address)
 {
-    const QUrl page = webaddress::parse(address);
-    if (page.isEmpty()) {
+    if (!weblink::isPage(address)) {
         VT_LOG(warning) << where + QStringLiteral("获取的跳转地址为空。");
         showLoginTip(QStringLiteral("获取跳转链接失败"), eTipError);
         return;
     }
     VT_LOG(info) << where + QStringLiteral("获取的跳转链接地址为：%1，即将跳转。").arg(address);
-    if (!QDesktopServices::openUrl(page))
+    if (!weblink::open(address))
         VT_LOG(warning) << where + QStringLiteral("打开跳转链接地址失败。");
 }
 

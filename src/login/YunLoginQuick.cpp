@@ -1,16 +1,15 @@
 // The band of the sign-in dialog below the pages: signing in by a QR code that the browser shows.
 #include "frame/Log.h"
 #include "login/QueryQRCodeResult.h"
-#include "login/WebAddress.h"
 #include "login/YunLoginDlg.h"
 #include "tarn/cloud/CloudKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
+#include "widgets/WebLink.h"
 #include <QBoxLayout>
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QLabel>
 #include <QTabWidget>
 #include <QUuid>
@@ -119,12 +118,12 @@ bool CYunLoginDialog::openQRCode(ICloudServiceAssistant &assistant, const QStrin
                                               outcome.code, outcome.error);
         return false;
     }
-    const QUrl page = webaddress::parse(outcome.values.value(key::QrUrl).toString());
-    if (page.isEmpty()) {
+    const QString page = outcome.values.value(key::QrUrl).toString();
+    if (!weblink::isPage(page)) {
         VT_LOG(critical) << QStringLiteral("【扫码登录】获取的扫码登录地址不是网页地址。");
         return false;
     }
-    if (QDesktopServices::openUrl(page))
+    if (weblink::open(page))
         return true;
     VT_LOG(critical) << QStringLiteral("【扫码登录】打开扫码登录地址失败。");
     return false;

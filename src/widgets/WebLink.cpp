@@ -4,6 +4,13 @@
 
 namespace weblink {
 
+bool isPage(const QString &address)
+{
+    const QUrl url(address);
+    const bool web = url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    return web && url.isValid() && !url.host().isEmpty();
+}
+
 bool open(const QString &address)
 {
     static const QStringList refused = {QString(), QStringLiteral("file"), QStringLiteral("javascript"),

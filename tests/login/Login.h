@@ -4,7 +4,6 @@
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "widgets/CustomLineEdit.h"
 #include <QCheckBox>
-#include <QDesktopServices>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
@@ -23,27 +22,6 @@ struct Notify final : ICloudLoginNotify
     }
     std::atomic<int> calls{0};
     std::atomic<bool> onGuiThread{false};
-};
-
-// Where the desktop would open addresses.
-class Browser final : public QObject
-{
-    Q_OBJECT
-public:
-    Browser()
-    {
-        for (const char *scheme : {"http", "https", "file", "mailto"})
-            QDesktopServices::setUrlHandler(QLatin1String(scheme), this, "open");
-    }
-    ~Browser() override
-    {
-        for (const char *scheme : {"http", "https", "file", "mailto"})
-            QDesktopServices::unsetUrlHandler(QLatin1String(scheme));
-    }
-    QStringList opened;
-
-public slots:
-    void open(const QUrl &url) { opened << url.toString(); }
 };
 
 inline CCustomLineEdit *edit(const QWidget *dialog, const char *name)

@@ -2,6 +2,7 @@
 #include "frame/VtServiceClient.h"
 #include "login/Login.h"
 #include "login/QueryQRCodeResult.h"
+#include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "support/ModalClicker.h"
 #include <QApplication>
@@ -79,7 +80,7 @@ private:
     QPointer<CYunLoginDialog> m_dialog;
     QSharedPointer<login::Notify> m_notify;
     std::unique_ptr<LogCatcher> m_log;
-    std::unique_ptr<login::Browser> m_browser;
+    std::unique_ptr<LinkTaker> m_browser;
     QStringList m_wholeLog;
     QStringList m_randomCodes;
 };
@@ -88,7 +89,7 @@ void TestLoginDialog::init()
 {
     FakeClient::fake().reset();
     m_log = std::make_unique<LogCatcher>();
-    m_browser = std::make_unique<login::Browser>();
+    m_browser = std::make_unique<LinkTaker>(QStringList{"http", "https", "file", "javascript"});
     m_notify = QSharedPointer<login::Notify>::create();
 }
 
@@ -564,7 +565,7 @@ void TestLoginDialog::quick()
     box(m_dialog, "accountAutoLogin")->setChecked(true);
     press(m_dialog, "qqButton");
     QVERIFY(!m_dialog->isVisible());
-    QCOMPARE(m_browser->opened, QStringList(Page));
+    QCOMPARE(m_browser->urls, QStringList(Page));
     const QVariantMap asked = calls("GetQRCodeUrl").value(0);
     QCOMPARE(asked.value("扫码登录类型").toString(), QString("qqdenglu"));
     const QString randomCode = asked.value("随机码").toString();
@@ -611,7 +612,7 @@ void TestLoginDialog::quickAddress()
     press(m_dialog, "weixinButton");
     QVERIFY(tips.isDone());
     QVERIFY(tips.texts()[0].contains("获取扫码登录地址失败"));
-    QVERIFY(m_browser->opened.isEmpty());
+    QVERIFY(m_browser->urls.isEmpty());
     QVERIFY(m_dialog->isVisible());
     QVERIFY(m_log->has("点击微信扫码登录。"));
     QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
@@ -667,7 +668,7 @@ void TestLoginDialog::links()
     const QString outcome = opens ? "获取的跳转链接地址为：" + address + "，即将跳转。" : "获取的跳转地址为空。";
     QCOMPARE(ours(), (QStringList{"【立即注册】用户点击立即注册按钮。", "【立即注册】" + outcome,
                                   "【忘记密码】用户点击忘记密码。", "【忘记密码】" + outcome}));
-    QCOMPARE(m_browser->opened.size(), opens ? 2 : 0);
+    QCOMPARE(m_browser->urls.size(), opens ? 2 : 0);
     QVERIFY(opens || tips.texts()[0].contains("获取跳转链接失败"));
 }
 

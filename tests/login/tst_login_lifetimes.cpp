@@ -6,6 +6,7 @@
 #include "login/LoginDialogCreator.h"
 #include "login/QueryQRCodeResult.h"
 #include "support/Args.h"
+#include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "support/ModalClicker.h"
 #include <QApplication>
@@ -282,7 +283,7 @@ void TestLoginLifetimes::slowCallerHoldsUpNothing()
 
 void TestLoginLifetimes::hangingPollerHoldsUpNothing()
 {
-    const login::Browser browser;
+    const LinkTaker browser({"http"});
     FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", "http://127.0.0.1/qr"}}});
     FakeClient::fake().queue("QueryQRCodeResult", hanging(4000));
     press(m_dialog, "weixinButton");
@@ -306,7 +307,7 @@ void TestLoginLifetimes::hangingPollerHoldsUpNothing()
 // The dialog that the QR code has hidden comes back, for the new caller.
 void TestLoginLifetimes::requestDuringAQrSignIn()
 {
-    const login::Browser browser;
+    const LinkTaker browser({"http"});
     FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", "http://127.0.0.1/qr"}}});
     press(m_dialog, "weixinButton");
     QVERIFY(!m_dialog->isVisible());
