@@ -6,7 +6,7 @@
 #include "upgrade/CUpdateItem.h"
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/Records.h"
-#include "upgrade/Tasks.h"
+#include "upgrade/UpdateRecords.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/TypingGuard.h"
 #include <QLabel>
@@ -51,18 +51,6 @@ void click(const QWidget *parent, const QString &text)
     QFAIL(qPrintable("no button " + text));
 }
 
-// A product whose re-check does find something: what the system would do if it could describe installed products.
-class CheckingPrompt final : public CCheckUpdateDial
-{
-public:
-    using CCheckUpdateDial::CCheckUpdateDial;
-    bool InitInputParamByRegedit(const QString &name, QSharedPointer<IUpgaredSoftInfoService_InputParam> param) override
-    {
-        param->SetValue("软件名称", name);
-        return true;
-    }
-};
-
 } // namespace
 
 class TestCheckUpdate final : public QObject
@@ -73,15 +61,13 @@ private slots:
     void init();
     void cleanup();
 
-    void tipsOfARow_data();
+    void newestFirst();
     void tipsOfARow();
     void rowsAndWindow();
     void recordsFromOutside();
     void updateRemovesTheRow();
-    void updateAfterARecheck();
     void notesAreAskedOfTheManager();
     void ignoreAll();
-    void ignoreFailures_data();
     void ignoreFailures();
     void withoutAssistant();
     void softwareManagerNotice();
@@ -113,26 +99,38 @@ void TestCheckUpdate::cleanup()
     QVERIFY(QApplication::topLevelWidgets().isEmpty());
 }
 
-void TestCheckUpdate::tipsOfARow_data()
+void TestCheckUpdate::newestFirst()
 {
-    QTest::addColumn<QVariantMap>("record");
-    QTest::addColumn<QString>("tips");
-    const QVariantMap version{{"升级版本", "2.0"}};
-    const QVariantMap patch{{"升级版本", "%1%2"}};
-    const QVariantList two{QVariantMap(), 7};
-    QTest::newRow("patch wins") << QVariantMap{{"软件", version}, {"补丁包", patch}}
-                                << QString("软件存在新版本：V%1%2");
-    QTest::newRow("plug-ins only") << QVariantMap{{"插件", two}} << QString("2个插件存在新版本");
-    QTest::newRow("software and plug-ins")
-        << QVariantMap{{"软件", version}, {"插件", two}} << QString("软件和2个插件存在新版本");
-    QTest::newRow("section without version") << QVariantMap{{"软件", QVariantMap{{"软件名称", "x"}}}} << QString();
-    QTest::newRow("wrong types") << QVariantMap{{"软件", 5}, {"补丁包", "x"}, {"插件", QVariantMap()}} << QString();
+    const auto dated = [](const char *date) { return QVariantMap{{"发布日期", QString::fromLatin1(date)}}; };
+    QList<QVariant> records{QVariantMap{{"软件", dated("2026-01-01 00:00:00")},
+                                        {"补丁包", dated("1950-03-01 00:00:00")},
+                                        {"插件", QVariantList{5, dated("2026-02-01 00:00:00")}}},
+                            // An old patch is no news, and whatever was under the key before is replaced.
+                            QVariantMap{{"旧版本补丁包", dated("2026-04-01 00:00:00")}, {"UPDATE_TIME", "2026"}},
+                            QVariantMap{{"补丁包", dated("1950-01-01 00:00:00")}},
+                            QVariantMap{{"软件", dated("2026-03-01 00:00:00")}}};
+    for (const char *bad : {"2027/01/01 10:00:00", "2027-01-01", "2027-02-30 10:00:00", "2027-02-03 10:00:00Z"})
+        records.prepend(QVariantMap{{"软件", dated(bad)}});
+    SortByUpdateTime(records);
+    QStringList times;
+    for (const QVariant &record : qAsConst(records))
+        times << record.toMap().value("UPDATE_TIME").toString();
+    // Without a date a record is earlier than any, also than dates before 1970.
+    QCOMPARE(times,
+             (QStringList{"2026-03-01 00:00:00", "2026-02-01 00:00:00", "1950-01-01 00:00:00", "", "", "", "", ""}));
 }
 
 void TestCheckUpdate::tipsOfARow()
 {
-    QFETCH(QVariantMap, record);
-    QTEST(CUpdateItem(record).GetTipsString(), "tips");
+    const auto tips = [](const QVariantMap &record) { return CUpdateItem(record).GetTipsString(); };
+    const QVariantMap version{{"升级版本", "2.0"}};
+    const QVariantMap patch{{"升级版本", "%1%2"}};
+    const QVariantList two{QVariantMap(), 7};
+    QCOMPARE(tips({{"软件", version}, {"补丁包", patch}}), QString("软件存在新版本：V%1%2")); // the patch wins
+    QCOMPARE(tips({{"插件", two}}), QString("2个插件存在新版本"));
+    QCOMPARE(tips({{"软件", version}, {"插件", two}}), QString("软件和2个插件存在新版本"));
+    QCOMPARE(tips({{"软件", QVariantMap{{"软件名称", "x"}}}}), QString());
+    QCOMPARE(tips({{"软件", 5}, {"补丁包", "x"}, {"插件", QVariantMap()}}), QString());
 }
 
 void TestCheckUpdate::rowsAndWindow()
@@ -184,26 +182,6 @@ void TestCheckUpdate::updateRemovesTheRow()
     QVERIFY(!prompt);
 }
 
-void TestCheckUpdate::updateAfterARecheck()
-{
-    FakeAnswer news;
-    news.code = 1000;
-    news.list = {released("甲")};
-    FakeClient::fake().queue("CheckNewVersion", news);
-    CheckingPrompt prompt(args::input<args::SoftIn>({}, {released("甲"), released("乙")}));
-    prompt.OnUpdateExplainClicked("甲");
-    QCOMPARE(FakeClient::fake().operations(), (QStringList{"CheckNewVersion", "StartDownload"}));
-    const QVariantMap request = FakeClient::fake().calls().last().values;
-    QCOMPARE(request.value("软件名称"), QVariant("甲"));
-    QCOMPARE(request.value("CurrentVersion"), QVariant("2.0"));
-    QCOMPARE(request.value("软件"), released("甲").value("软件"));
-    QVERIFY(m_log->has("调用开始下载软件安装接口成功。"));
-
-    FakeClient::fake().queue("CheckNewVersion", tasks::answer(1000, {})); // nothing new any more
-    prompt.OnUpdateExplainClicked("乙");
-    QCOMPARE(FakeClient::fake().operations().count("StartDownload"), 1);
-}
-
 void TestCheckUpdate::notesAreAskedOfTheManager()
 {
     Prompt prompt({released("甲")});
@@ -250,26 +228,15 @@ void TestCheckUpdate::ignoreAll()
     QCOMPARE(m_log->texts(), QStringList{"忽略无 %1 V%2升级失败，没有找到相关软件信息。"});
 }
 
-void TestCheckUpdate::ignoreFailures_data()
-{
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("line");
-    const QString call = "【检测升级窗口】调用忽略升级接口";
-    QTest::newRow("call failed") << 1001 << call + "rpc通信失败，返回错误码为：1001，错误信息为：坏 %2。";
-    QTest::newRow("refused") << 1002 << call + "失败。返回错误码为：1002，错误信息为：坏 %2。";
-}
-
 void TestCheckUpdate::ignoreFailures()
 {
-    QFETCH(int, code);
-    QFETCH(QString, line);
-    FakeClient::fake().queue("IgnoreUpgrade", tasks::answer(code, "坏 %2"));
+    FakeClient::fake().queue("IgnoreUpgrade", {1009, "坏 %2", {}, {}});
+    FakeClient::fake().queue("IgnoreUpgrade", {1002, "坏 %2", {}, {}});
     Prompt prompt({released("a"), released("b")});
-    prompt.show();
-    prompt.OnNotUpdateTemporarily();
-    QCOMPARE(FakeClient::fake().operations().size(), 2); // one failure does not stop the others
-    QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{line});
-    QVERIFY(!prompt.isVisible());
+    prompt.OnNotUpdateTemporarily(); // one failure does not stop the others
+    const QString call = "【检测升级窗口】调用忽略升级接口";
+    QCOMPARE(m_log->texts(QtCriticalMsg), (QStringList{call + "rpc通信失败，返回错误码为：1009，错误信息为：坏 %2。",
+                                                       call + "失败。返回错误码为：1002，错误信息为：坏 %2。"}));
 }
 
 void TestCheckUpdate::withoutAssistant()
@@ -291,28 +258,19 @@ void TestCheckUpdate::softwareManagerNotice()
 {
     Prompt prompt({released("甲")});
     prompt.show();
-    int boxes = 0;
-    // The second press comes while the notice of the first is open.
-    QTimer::singleShot(0, &prompt, [&] { click(&prompt, "软件管理"); });
-    QTimer::singleShot(50, &prompt, [&] { boxes = windows<CustomMessageBox>().size(); });
-    QTimer closer;
-    connect(&closer, &QTimer::timeout, &prompt, [&] {
-        if (auto *box = onlyWindow<CustomMessageBox>(); box && boxes > 0)
-            box->reject();
-    });
-    closer.start(10);
-    click(&prompt, "软件管理");
-    closer.stop();
-    QCOMPARE(boxes, 1);
-    QCOMPARE(m_log->count("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为1，即将跳转软件管理界面。"),
-             2);
-    BoxScript again({[](QDialog *box) {
+    const BoxScript::Step confirm = [&](QDialog *box) {
+        click(&prompt, "软件管理"); // while the notice is open
+        QCOMPARE(windows<CustomMessageBox>().size(), 1);
         QCOMPARE(box->windowTitle(), QString("提示"));
         BoxScript::press(box, "确定");
-    }});
+    };
+    BoxScript boxes({confirm, confirm});
     click(&prompt, "软件管理");
-    QVERIFY(again.isDone());
-    QCOMPARE(again.texts, QStringList{"软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"});
+    click(&prompt, "软件管理"); // it can be opened again
+    QVERIFY(boxes.isDone());
+    QCOMPARE(boxes.texts.first(), QString("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
+    QCOMPARE(m_log->count("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为1，即将跳转软件管理界面。"),
+             4);
 }
 
 void TestCheckUpdate::noticeOutlivesItsPrompt_data()

