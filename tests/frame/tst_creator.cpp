@@ -9,7 +9,6 @@
 #include "support/FakeRpc.h"
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
-#include "tarn/factory/ObjectFactory.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
 #include <QDir>
@@ -46,15 +45,12 @@ private slots:
     void init();
     void cleanup();
 
-    void registrarIsListed();
     void createBinds();
     void createFails();
-    void noAdapter();
     void hubComesLater();
     void fonts();
     void destroyInOrder();
     void createAfterDestroy();
-    void destroyTwice();
 
 private:
     std::unique_ptr<QSharedMemory> m_hub;
@@ -84,19 +80,6 @@ void TestCreator::cleanup()
     QDir(QCoreApplication::applicationDirPath() + "/System").removeRecursively();
 }
 
-void TestCreator::registrarIsListed()
-{
-    QCOMPARE(tarn::ObjectFactory::regists().size(), 1);
-    tarn::ObjectFactory::constructors().insert("CVisualizedServiceCreator", {}); // is replaced
-    tarn::ObjectFactory::regists().first()->registClass();
-    const auto shared = tarn::ObjectFactory::constructors().value("CVisualizedServiceCreator")(nullptr);
-    QVERIFY(qobject_cast<IServiceObjectCreator *>(shared.data()));
-    QObject parent;
-    QObject *plain = tarn::ObjectFactory::pointerTypeConstructors().value("CVisualizedServiceCreator")(&parent);
-    QVERIFY(qobject_cast<CVisualizedServiceCreator *>(plain));
-    QCOMPARE(plain->parent(), &parent);
-}
-
 void TestCreator::createBinds()
 {
     CVisualizedServiceCreator creator;
@@ -121,19 +104,6 @@ void TestCreator::createFails()
     QVERIFY(m_log->has(QtInfoMsg,
                        "[CVisualizedServiceCreator::create]适配器添加接口指针失败，错误信息[标签已被占用 %1 %2]"));
     QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
-}
-
-void TestCreator::noAdapter()
-{
-    fakerpc::Behaviour behaviour;
-    behaviour.createsAdapters = false;
-    fakerpc::set(behaviour);
-    CVisualizedServiceCreator creator;
-    QVERIFY(!creator.create("IVisualizedService"));
-    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]适配器为空"));
-    creator.destroy("IVisualizedService");
-    QVERIFY(fakerpc::record().calls.contains("shutdown"));
-    QVERIFY(!fakerpc::record().calls.contains("unactive"));
 }
 
 void TestCreator::hubComesLater()
@@ -178,7 +148,8 @@ void TestCreator::destroyInOrder()
     m_log->clear();
     fakerpc::clearCalls();
 
-    creator->destroy("IVisualizedService");
+    for (int i = 0; i < 2; ++i) // the second time does nothing, above all it starts no hub
+        creator->destroy("IVisualizedService");
     QVERIFY(!window);
     QVERIFY(!CServiceManager::hasInstance());
     QCOMPARE(fakerpc::record().calls, (QStringList{"unactive", "remove IVisualizedService", "shutdown"}));
@@ -204,17 +175,6 @@ void TestCreator::createAfterDestroy()
         creator.destroy("IVisualizedService");
         QVERIFY(notice::visibleWindows<NotifyWnd>().isEmpty());
     }
-}
-
-void TestCreator::destroyTwice()
-{
-    CVisualizedServiceCreator creator;
-    QVERIFY(creator.create("IVisualizedService"));
-    creator.destroy("IVisualizedService");
-    fakerpc::clearCalls();
-    creator.destroy("IVisualizedService");
-    QVERIFY(fakerpc::record().calls.isEmpty()); // above all no second start of the hub
-    QVERIFY(!CServiceManager::hasInstance());
 }
 
 QTEST_MAIN(TestCreator)

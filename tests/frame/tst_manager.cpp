@@ -60,23 +60,16 @@ private slots:
     void cleanup();
 
     void noticeAppearsInTheCorner();
-    void noticeIsRefusedQuietly_data();
     void noticeIsRefusedQuietly();
-    void secondNoticeReplacesTheFirst();
     void everyQueuedNoticeIsSeen();
     void noticeMayGoWhileOthersWait();
     void operationsAnswerDuringThePause();
     void closedNoticeIsForgotten();
-    void wrongEventsAreIgnored_data();
     void wrongEventsAreIgnored();
     void assistantIsFiltered();
-    void updateRequestsLog_data();
     void updateRequestsLog();
-    void cloudLoginAsksTheService_data();
     void cloudLoginAsksTheService();
-    void cloudLoginWithoutService();
     void nothingRemainsAfterFree();
-    void nullEvent();
 
 private:
     std::unique_ptr<LogCatcher> m_log;
@@ -121,49 +114,29 @@ void TestManager::noticeAppearsInTheCorner()
     QCOMPARE(lines.size(), 4);
 }
 
-void TestManager::noticeIsRefusedQuietly_data()
-{
-    QTest::addColumn<QVariantMap>("values");
-    QTest::addColumn<bool>("warns");
-    QTest::newRow("empty map") << QVariantMap() << false;
-    QTest::newRow("no id") << QVariantMap(notice::values({{"MsgId", ""}})) << false;
-    QTest::newRow("no content") << QVariantMap(notice::values({{"MsgContent", ""}})) << true;
-}
-
 void TestManager::noticeIsRefusedQuietly()
 {
-    QFETCH(QVariantMap, values);
-    QFETCH(bool, warns);
-    send(notice::event(values));
+    send(notice::event({}));
+    send(notice::event(notice::values({{"MsgId", ""}})));
+    QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
+    send(notice::event(notice::values({{"MsgContent", ""}})));
+    QCOMPARE(m_log->texts(QtWarningMsg), QStringList("通知栏消息内容为空。退出展现"));
     QVERIFY(notices().isEmpty());
-    QCOMPARE(m_log->texts(QtWarningMsg), warns ? QStringList("通知栏消息内容为空。退出展现") : QStringList());
-}
-
-void TestManager::secondNoticeReplacesTheFirst()
-{
-    post(notice::values());
-    QTRY_VERIFY(isPainted("m1"));
-    const QPointer<NotifyWnd> first(notices().first());
-    m_log->clear();
-    QElapsedTimer clock;
-    clock.start();
-    post(notice::values({{"MsgId", "m2"}}));
-    QTRY_COMPARE(shownId(), QString("m2"));
-    QVERIFY(clock.elapsed() >= 2000);
-    QTRY_VERIFY(!first);
-    const QStringList lines = m_log->texts(QtInfoMsg);
-    QCOMPARE(lines.first(), QString("关闭通知栏窗口。消息ID:m1"));
-    QVERIFY(lines.indexOf("显示通知栏窗口。消息ID:m2") > 0);
 }
 
 void TestManager::everyQueuedNoticeIsSeen()
 {
     const QStringList ids{"m1", "m2", "m3"};
+    QElapsedTimer clock;
+    clock.start();
     for (const QString &id : ids)
         post(notice::values({{"MsgId", id}}));
     for (const QString &id : ids)
         QTRY_VERIFY(isPainted(id));
+    QVERIFY(clock.elapsed() >= 4000); // two pauses
     QTRY_COMPARE(notices().size(), 1);
+    const QStringList lines = m_log->texts(QtInfoMsg);
+    QVERIFY(lines.indexOf("显示通知栏窗口。消息ID:m2") > lines.indexOf("关闭通知栏窗口。消息ID:m1"));
 }
 
 void TestManager::noticeMayGoWhileOthersWait()
@@ -213,34 +186,28 @@ void TestManager::closedNoticeIsForgotten()
     QVERIFY(!m_log->has("关闭通知栏窗口。消息ID:m1"));
 }
 
-void TestManager::wrongEventsAreIgnored_data()
-{
-    QTest::addColumn<int>("type");
-    for (int type = 1948; type <= 1958; ++type)
-        QTest::newRow(qPrintable(QString::number(type))) << type;
-}
-
 void TestManager::wrongEventsAreIgnored()
 {
-    QFETCH(int, type);
-    const auto eventType = static_cast<QEvent::Type>(type);
-    CVisualizedManager *manager = CVisualizedManager::GetInstance();
-    QEvent plain(eventType);
-    QVERIFY(manager->event(&plain));
-    send(new CVisualizedEvents(eventType, nullptr));
     class Other final : public IVisualizedEventData
     {
     };
-    send(new CVisualizedEvents(eventType, new Other));
-    if (type != CVisualizedEvents::eShowCloudLoginDialog) // data of another request
-        send(new CVisualizedEvents(eventType, new CCloudLoginEventData(args::input<args::CloudIn>(), {}, false, 0)));
-    send(new CVisualizedEvents(eventType, new CCloudLoginEventData({}, {}, false, 0)));
-    send(new CVisualizedEvents(eventType, new CAutoCheckUpdateEveData({})));
-    send(new CVisualizedEvents(eventType, new CUpgradeExplainEveData({})));
-    send(new CVisualizedEvents(eventType, new CUpgradeDownloadEveData({})));
-    send(new CVisualizedEvents(eventType, new CSilentPatchInstallEveData({})));
-    send(new CVisualizedEvents(eventType, new CMsgCenterEventData({})));
-    send(new CVisualizedEvents(eventType, new CNotifyCloudEventData({})));
+    CVisualizedManager *manager = CVisualizedManager::GetInstance();
+    for (int type = 1948; type <= 1958; ++type) {
+        const auto eventType = static_cast<QEvent::Type>(type);
+        QEvent plain(eventType);
+        QVERIFY(manager->event(&plain));
+        send(new CVisualizedEvents(eventType, nullptr));
+        send(new CVisualizedEvents(eventType, new Other));
+        // Another request's data, or its own without arguments.
+        send(new CVisualizedEvents(eventType, new CCloudLoginEventData({}, {}, false, 0)));
+        send(new CVisualizedEvents(eventType, new CAutoCheckUpdateEveData({})));
+        send(new CVisualizedEvents(eventType, new CUpgradeExplainEveData({})));
+        send(new CVisualizedEvents(eventType, new CUpgradeDownloadEveData({})));
+        send(new CVisualizedEvents(eventType, new CSilentPatchInstallEveData({})));
+        send(new CVisualizedEvents(eventType, new CMsgCenterEventData({})));
+        send(new CVisualizedEvents(eventType, new CNotifyCloudEventData({})));
+    }
+    QVERIFY(!manager->event(nullptr));
     QVERIFY(notices().isEmpty());
     QVERIFY2(m_log->lines().isEmpty(), qPrintable(m_log->texts().join('\n')));
 }
@@ -258,97 +225,62 @@ void TestManager::assistantIsFiltered()
     QCOMPARE(left, (QStringList{"产品", "", "岚川", ""}));
 }
 
-void TestManager::updateRequestsLog_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QVariantList>("list");
-    QTest::addColumn<QStringList>("lines");
-    const QVariantMap empty{{"软件名称", "产品"}};
-    const QVariantMap news{{"软件名称", "产品"}, {"插件", QVariantList{QVariantMap{{"升级版本", "2"}}}}};
-    const QVariantMap old{{"软件名称", "产品"}, {"旧版本补丁包", QVariantMap{{"升级版本", "2"}}}};
-    const QString begin = "开始展示的软件更新信息提示框产品";
-    const QString curBegin = "开始展现软件旧版本补丁更新说明窗口产品";
-    QTest::newRow("check") << 1955 << QVariantList{empty, news}
-                           << QStringList{"需要展示的软件信息数量:2", "正在展示的需要更新软件信息数量:2",
-                                          "自动检测升级显示软件:产品", "自动检测升级显示软件:产品"};
-    const QVariantMap assistant{{"软件名称", "岚川软件助手"}};
-    QTest::newRow("check of the assistant")
-        << 1955 << QVariantList{assistant} << QStringList("需要展示的软件信息数量:1");
-    QTest::newRow("notes") << 1954 << QVariantList{news} << QStringList(begin);
-    QTest::newRow("notes of nothing") << 1954 << QVariantList{old}
-                                      << QStringList{begin, "软件更新提示框异常退出：数据为空"};
-    QTest::newRow("notes of two") << 1954 << QVariantList{news, news} << QStringList();
-    QTest::newRow("notes of none") << 1954 << QVariantList() << QStringList();
-    QTest::newRow("old notes") << 1957 << QVariantList{old} << QStringList(curBegin);
-    QTest::newRow("old notes of nothing")
-        << 1957 << QVariantList{news} << QStringList{curBegin, "软件旧版本补丁更新提示框异常退出：数据为空"};
-    QTest::newRow("old notes of two") << 1957 << QVariantList{old, old} << QStringList();
-}
-
 void TestManager::updateRequestsLog()
 {
-    QFETCH(int, type);
-    QFETCH(QVariantList, list);
-    QFETCH(QStringList, lines);
-    const auto input = args::input<args::SoftIn>({}, list);
-    IVisualizedEventData *data = nullptr;
-    if (type == CVisualizedEvents::eShowAutoCheckUpdateDialog)
-        data = new CAutoCheckUpdateEveData(input);
-    else
-        data = new CUpgradeExplainEveData(input);
-    send(new CVisualizedEvents(static_cast<QEvent::Type>(type), data));
-    QCOMPARE(m_log->texts(QtInfoMsg) + m_log->texts(QtCriticalMsg), lines);
-}
-
-void TestManager::cloudLoginAsksTheService_data()
-{
-    QTest::addColumn<int>("code");
-    QTest::addColumn<int>("state");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<QString>("lastLine");
-    const QString skip = "当前云账号状态：%1。跳过显示云登录对话框。";
-    const QString show = "开始显示云登录对话框show";
-    for (int state = 0; state <= 6; ++state) {
-        const bool skipped = state == 2 || state == 3 || state == 5;
-        QTest::newRow(qPrintable(QString("state %1").arg(state)))
-            << 4000 << state << QString() << (skipped ? skip.arg(state) : show);
+    const QVariantMap news{{"软件名称", "产品"}, {"插件", QVariantList{QVariantMap{{"升级版本", "2"}}}}};
+    const QVariantMap old{{"软件名称", "产品"}, {"旧版本补丁包", QVariantMap{{"升级版本", "2"}}}};
+    const auto lines = [this](int type, const QVariantList &list) {
+        m_log->clear();
+        const auto input = args::input<args::SoftIn>({}, list);
+        send(new CVisualizedEvents(static_cast<QEvent::Type>(type), new CUpgradeExplainEveData(input)));
+        return m_log->texts(QtInfoMsg) + m_log->texts(QtCriticalMsg);
+    };
+    const QString begin = "开始展示的软件更新信息提示框产品";
+    const QString oldBegin = "开始展现软件旧版本补丁更新说明窗口产品";
+    QCOMPARE(lines(1954, {news}), QStringList(begin));
+    QCOMPARE(lines(1954, {old}), (QStringList{begin, "软件更新提示框异常退出：数据为空"}));
+    QCOMPARE(lines(1957, {old}), QStringList(oldBegin));
+    QCOMPARE(lines(1957, {news}), (QStringList{oldBegin, "软件旧版本补丁更新提示框异常退出：数据为空"}));
+    for (const int type : {1954, 1957}) {
+        QCOMPARE(lines(type, {}), QStringList());
+        QCOMPARE(lines(type, {news, old}), QStringList());
     }
-    const QString failed = "【展现云账号登录对话框】获取云账号登录状态，记录错误码为：4012，错误信息为：";
-    QTest::newRow("4001") << 4001 << 0 << "断了 %1" << failed + "断了 %1";
-    QTest::newRow("4012, no text") << 4012 << 0 << QString() << failed + "线程错误";
-    QTest::newRow("4002") << 4002 << 0 << "不行"
-                          << "【展现云账号登录对话框】获取云账号登录状态，返回错误码为：4002，错误信息为：不行";
 }
 
 void TestManager::cloudLoginAsksTheService()
 {
-    QFETCH(int, code);
-    QFETCH(int, state);
-    QFETCH(QString, error);
-    QFETCH(QString, lastLine);
     fakerpc::Behaviour behaviour;
     behaviour.error = {tarn::rpc::RpcError::Timeout, "线程错误"};
     fakerpc::set(behaviour);
-    tarn::rpc::Rpc().stringToProxy("unknown"); // leaves this thread with an error
-    FakeAnswer answer;
-    answer.code = code;
-    answer.error = error;
-    answer.values = {{"login_state", state}};
-    FakeClient::fake().queue("GetLoginState", answer);
-
-    send(cloudLogin(true));
-    QCOMPARE(FakeClient::fake().operations().count("GetLoginState"), 1);
-    const QStringList lines = m_log->texts(QtDebugMsg);
-    QCOMPARE(lines.value(0), QString("[ShowCloudLoginDlg]显示云账号登录对话框。"));
-    QCOMPARE(lines.value(1), QString("登录云账号前获取登录云锁标记：true"));
-    QCOMPARE((code == 4000 ? lines : m_log->texts(QtCriticalMsg)).last(), lastLine);
-    const bool shown = lastLine == "开始显示云登录对话框show";
-    QCOMPARE(CVisualizedManager::GetInstance()->YunDiaIsExist(), shown);
-}
-
-void TestManager::cloudLoginWithoutService()
-{
+    const auto lastLine = [this](int code, int state, const QString &error) {
+        CVisualizedManager::FreeInstance(); // with the dialog of the question before
+        m_log->clear();
+        tarn::rpc::Rpc().stringToProxy("unknown"); // leaves this thread with an error
+        FakeAnswer answer;
+        answer.code = code;
+        answer.error = error;
+        answer.values = {{"login_state", state}};
+        FakeClient::fake().queue("GetLoginState", answer);
+        send(cloudLogin(true));
+        return m_log->texts(code == 4000 ? QtDebugMsg : QtCriticalMsg).last();
+    };
+    for (const int state : {0, 1, 4, 6}) {
+        QCOMPARE(lastLine(4000, state, {}), QString("开始显示云登录对话框show"));
+        QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
+    }
+    for (const int state : {2, 3, 5}) {
+        QCOMPARE(lastLine(4000, state, {}), QString("当前云账号状态：%1。跳过显示云登录对话框。").arg(state));
+        QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist());
+    }
+    QCOMPARE(m_log->texts(QtDebugMsg).mid(0, 2),
+             (QStringList{"[ShowCloudLoginDlg]显示云账号登录对话框。", "登录云账号前获取登录云锁标记：true"}));
+    const QString failed = "【展现云账号登录对话框】获取云账号登录状态，记录错误码为：4012，错误信息为：";
+    QCOMPARE(lastLine(4001, 0, "断了 %1"), failed + "断了 %1");
+    QCOMPARE(lastLine(4012, 0, {}), failed + "线程错误");
+    QCOMPARE(lastLine(4002, 0, "不行"),
+             QString("【展现云账号登录对话框】获取云账号登录状态，返回错误码为：4002，错误信息为：不行"));
     FakeClient::fake().setAvailable(false);
+    m_log->clear();
     send(cloudLogin());
     QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
 }
@@ -375,13 +307,6 @@ void TestManager::nothingRemainsAfterFree()
     QCOMPARE(m_log->texts(), QStringList("关闭通知栏窗口。消息ID:m1"));
     QCoreApplication::processEvents();
     QVERIFY(QApplication::topLevelWidgets().isEmpty());
-}
-
-void TestManager::nullEvent()
-{
-    QVERIFY(!CVisualizedManager::GetInstance()->event(nullptr));
-    CVisualizedManager::GetInstance()->onShowExplain("产品 %1");
-    QCOMPARE(m_log->texts(QtInfoMsg), QStringList("自动检测升级展现更新说明窗口：当前软件名称为：产品 %1。"));
 }
 
 QTEST_MAIN(TestManager)

@@ -79,26 +79,14 @@ QHash<QString, QString> Sandbox::settings(const QHash<QString, QString> &more) c
     return table;
 }
 
-static ProcessPtr launchPeer(quint16 port, const QString &tag, const QStringList &more)
+ProcessPtr Sandbox::startPeer(const QString &tag)
 {
     ProcessPtr peer(new QProcess);
     peer->setProcessChannelMode(QProcess::MergedChannels);
-    peer->start(qEnvironmentVariable("TARN_PEER"), QStringList{QString::number(port), tag} + more);
-    return peer;
-}
-
-ProcessPtr Sandbox::startPeer(const QString &tag, const QStringList &more)
-{
-    ProcessPtr peer = launchPeer(m_port, tag, more);
+    peer->start(qEnvironmentVariable("TARN_PEER"), {QString::number(m_port), tag});
     if (awaitLine(*peer, "ready").isNull())
         return nullptr;
     return peer;
-}
-
-QString Sandbox::startRefusedPeer(const QString &tag)
-{
-    const ProcessPtr peer = launchPeer(m_port, tag, {});
-    return awaitLine(*peer, "refused: ");
 }
 
 QString awaitLine(QProcess &process, const QByteArray &text)

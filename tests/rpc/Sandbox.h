@@ -35,9 +35,7 @@ public:
     QHash<QString, QString> settings(const QHash<QString, QString> &more = {}) const;
 
     /// A rpcpeer process serving its object under tag; null when it does not become ready.
-    ProcessPtr startPeer(const QString &tag, const QStringList &more = {});
-    /// The same with whatever it answers instead of "ready".
-    QString startRefusedPeer(const QString &tag);
+    ProcessPtr startPeer(const QString &tag);
 
 private:
     const QByteArray m_tmpDir = qgetenv("TMPDIR");

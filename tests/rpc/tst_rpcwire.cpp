@@ -4,14 +4,12 @@
 #include "tarn/v1/hub.grpc.pb.h"
 #include "tarn/v1/invoker.grpc.pb.h"
 #include <QtTest>
-#include <google/protobuf/util/message_differencer.h>
 #include <grpcpp/generic/generic_stub.h>
 #include <grpcpp/grpcpp.h>
 
 Q_DECLARE_METATYPE(std::string)
 
 using namespace tarn;
-using google::protobuf::util::MessageDifferencer;
 
 namespace {
 
@@ -89,25 +87,16 @@ class tst_RpcWire : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
-    void everyTypeComesBack_data();
-    void everyTypeComesBack();
     void hostileBytes_data();
     void hostileBytes();
-    void wrongAddressee_data();
-    void wrongAddressee();
-    void oversize_data();
     void oversize();
-    void hugeAnswerIsRefused();
     void hundredBigMessagesAtOnce();
-    void compressionIsRefused_data();
     void compressionIsRefused();
-    void healthAndReflection();
-    void registryRefusesBadEntries_data();
     void registryRefusesBadEntries();
     void cleanup();
 
 private:
-    grpc::Status sendRaw(const std::string &bytes, std::string *answer = nullptr, const char *method = nullptr);
+    grpc::Status sendRaw(const std::string &bytes);
 
     Sandbox m_box;
     ProcessPtr m_peer;
@@ -144,79 +133,23 @@ void tst_RpcWire::cleanup()
     QVERIFY2(peak > 0 && peak < MemoryLimitKiB, qPrintable(QString::number(peak)));
 }
 
-grpc::Status tst_RpcWire::sendRaw(const std::string &bytes, std::string *answer, const char *method)
+grpc::Status tst_RpcWire::sendRaw(const std::string &bytes)
 {
-    grpc::Slice slice(bytes);
+    const grpc::Slice slice(bytes);
     const grpc::ByteBuffer out(&slice, 1);
     grpc::ByteBuffer in;
     grpc::ClientContext context;
     setDeadline(context);
     grpc::CompletionQueue queue;
     grpc::GenericStub stub(m_channel);
-    const auto call = stub.PrepareUnaryCall(&context, method ? method : "/tarn.v1.Invoker/Call", out, &queue);
+    const auto call = stub.PrepareUnaryCall(&context, "/tarn.v1.Invoker/Call", out, &queue);
     grpc::Status status;
     void *tag = nullptr;
     bool ok = false;
     call->StartCall();
     call->Finish(&in, &status, nullptr);
     queue.Next(&tag, &ok);
-    if (answer && status.ok() && in.DumpToSingleSlice(&slice).ok())
-        answer->assign(reinterpret_cast<const char *>(slice.begin()), slice.size());
     return status;
-}
-
-void tst_RpcWire::everyTypeComesBack_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    const auto row = [](const char *name, auto fill) {
-        v1::Value value;
-        fill(value);
-        QTest::newRow(name) << QByteArray::fromStdString(value.SerializeAsString());
-    };
-    row("null", [](v1::Value &v) { v.set_null_value(v1::NULL_VALUE); });
-    row("true", [](v1::Value &v) { v.set_bool_value(true); });
-    row("false", [](v1::Value &v) { v.set_bool_value(false); });
-    row("int min", [](v1::Value &v) { v.set_int32_value(INT32_MIN); });
-    row("uint max", [](v1::Value &v) { v.set_uint32_value(UINT32_MAX); });
-    row("int64 min", [](v1::Value &v) { v.set_int64_value(INT64_MIN); });
-    row("uint64 max", [](v1::Value &v) { v.set_uint64_value(UINT64_MAX); });
-    row("double", [](v1::Value &v) { v.set_double_value(-0.1); });
-    row("infinity", [](v1::Value &v) { v.set_double_value(std::numeric_limits<double>::infinity()); });
-    row("empty text", [](v1::Value &v) { v.set_string_value(""); });
-    row("text", [](v1::Value &v) { v.set_string_value(u8"\ufeff消息\U0001F600"); });
-    row("text with NUL", [](v1::Value &v) { v.set_string_value(std::string("a\0b", 3)); });
-    row("bytes", [](v1::Value &v) { v.set_bytes_value(std::string("\xff\x00\xc0", 3)); });
-    row("empty list", [](v1::Value &v) { v.mutable_list_value(); });
-    row("list", [](v1::Value &v) { v.mutable_list_value()->add_items()->set_bool_value(true); });
-    row("empty map", [](v1::Value &v) { v.mutable_map_value(); });
-    row("map", [](v1::Value &v) { (*v.mutable_map_value()->mutable_values())["软件"].set_int32_value(-1); });
-    row("rect", [](v1::Value &v) {
-        v.mutable_rect_value()->set_x(-5);
-        v.mutable_rect_value()->set_width(INT32_MAX / 2);
-    });
-    row("object", [](v1::Value &v) {
-        v.mutable_object_value()->set_tag("t");
-        v.mutable_object_value()->set_epoch(UINT64_MAX);
-    });
-}
-
-void tst_RpcWire::everyTypeComesBack()
-{
-    QFETCH(QByteArray, bytes);
-    v1::Value value;
-    QVERIFY(value.ParseFromString(bytes.toStdString()));
-    v1::CallRequest request = echoRequest();
-    (*request.mutable_input()->mutable_values())["键"] = value;
-    *request.mutable_input()->add_list() = value;
-    grpc::ClientContext context;
-    setDeadline(context);
-    v1::CallResponse response;
-    const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, request, &response);
-    QVERIFY2(status.ok(), status.error_message().c_str());
-    QVERIFY(response.accepted());
-    QCOMPARE(response.code(), 42);
-    QCOMPARE(response.error(), std::string("回声"));
-    QVERIFY2(MessageDifferencer::Equals(request.input(), response.output()), response.DebugString().c_str());
 }
 
 void tst_RpcWire::hostileBytes_data()
@@ -234,23 +167,13 @@ void tst_RpcWire::hostileBytes_data()
     QTest::newRow("depth 17") << echoWithBag(bagValue(nestedList(17))) << deep;
     QTest::newRow("depth 10000") << echoWithBag(bagValue(nestedList(10000))) << deep;
     QTest::newRow("65536 values") << echoWithBag(repeated(empty, 65536)) << QString();
-    QTest::newRow("65537 values") << echoWithBag(repeated(empty, 65537)) << many;
     QTest::newRow("two million values") << echoWithBag(repeated(empty, 2000000)) << many;
-    QTest::newRow("a million empty entries") << echoWithBag(repeated(field(1, ""), 1000000)) << many;
     QTest::newRow("values inside one entry") << echoWithBag(field(1, repeated(field(2, ""), 1000000))) << QString();
-    QTest::newRow("invalid key") << echoWithBag(field(1, field(1, "\xc0\x80") + field(2, ""))) << text;
     QTest::newRow("invalid text") << echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "\xff"))) << text;
-    QTest::newRow("cut text") << echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "\xe6\xb6"))) << text;
-    QTest::newRow("encoded surrogate") << echoWithBag(
-                                              bagValue(field(v1::Value::kStringValueFieldNumber, "\xed\xa0\x80")))
-                                       << text;
     QTest::newRow("invalid method") << field(v1::CallRequest::kMethodFieldNumber, "\xff") << text;
     QTest::newRow("truncated") << good.substr(0, good.size() - 1) << damaged;
     QTest::newRow("length beyond the end") << good + std::string("\x2a\xff\xff\xff\xff\x0f") << damaged;
-    QTest::newRow("endless varint") << good + std::string(20, '\xff') << damaged;
-    QTest::newRow("end of a group") << good + std::string("\x7c") << damaged;
     QTest::newRow("open groups") << good + repeated("\x7b", 100000) << damaged;
-    QTest::newRow("wrong wire type") << good + std::string("\x28\x01") << QString();
     QTest::newRow("fields of a later version") << good + field(15, "later") + std::string("\x70\x01") << QString();
 }
 
@@ -265,64 +188,13 @@ void tst_RpcWire::hostileBytes()
     QVERIFY2(message.contains(expected), qPrintable(message));
 }
 
-void tst_RpcWire::wrongAddressee_data()
-{
-    QTest::addColumn<QString>("interfaceName");
-    QTest::addColumn<QString>("object");
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<quint64>("epoch");
-    QTest::addColumn<int>("code");
-    const QString right = QStringLiteral("ITest");
-    const QString echo = QStringLiteral("Echo");
-    const QString other = QStringLiteral("other");
-    QTest::newRow("interface") << other << Tag << echo << quint64(0) << int(grpc::StatusCode::NOT_FOUND);
-    QTest::newRow("object") << right << other << echo << quint64(0) << int(grpc::StatusCode::NOT_FOUND);
-    QTest::newRow("long object") << right << QString(100000, 'x') << echo << quint64(0)
-                                 << int(grpc::StatusCode::NOT_FOUND);
-    QTest::newRow("method") << right << Tag << other << quint64(0) << int(grpc::StatusCode::UNIMPLEMENTED);
-    QTest::newRow("nothing") << QString() << QString() << QString() << quint64(0) << int(grpc::StatusCode::NOT_FOUND);
-    QTest::newRow("epoch") << right << Tag << echo << quint64(1) << int(grpc::StatusCode::FAILED_PRECONDITION);
-}
-
-void tst_RpcWire::wrongAddressee()
-{
-    QFETCH(QString, interfaceName);
-    QFETCH(QString, object);
-    QFETCH(QString, method);
-    QFETCH(quint64, epoch);
-    QFETCH(int, code);
-    v1::CallRequest request;
-    request.set_interface_name(interfaceName.toStdString());
-    request.set_object(object.toStdString());
-    request.set_method(method.toStdString());
-    request.set_epoch(epoch);
-    const grpc::Status status = sendRaw(request.SerializeAsString());
-    QCOMPARE(int(status.error_code()), code);
-    QVERIFY(!status.error_message().empty() && status.error_message().size() < 2000);
-}
-
-void tst_RpcWire::oversize_data()
-{
-    QTest::addColumn<int>("megabytes");
-    QTest::newRow("5 MB") << 5;
-    QTest::newRow("500 MB") << 500;
-}
-
 void tst_RpcWire::oversize()
 {
-    QFETCH(int, megabytes);
-    const grpc::Status status =
-        sendRaw(echoWithBag(bagValue(field(v1::Value::kBytesValueFieldNumber, std::string(megabytes << 20, 'x')))));
-    QCOMPARE(int(status.error_code()), int(grpc::StatusCode::RESOURCE_EXHAUSTED));
-}
-
-void tst_RpcWire::hugeAnswerIsRefused()
-{
-    v1::CallRequest request = echoRequest();
-    request.set_method("Huge");
-    const grpc::Status status = sendRaw(request.SerializeAsString());
-    QCOMPARE(int(status.error_code()), int(grpc::StatusCode::INTERNAL));
-    QVERIFY(QString::fromStdString(status.error_message()).contains(QLatin1String("cannot be sent")));
+    for (const size_t megabytes : {5, 500}) {
+        const std::string bytes(megabytes << 20, 'x');
+        const grpc::Status status = sendRaw(echoWithBag(bagValue(field(v1::Value::kBytesValueFieldNumber, bytes))));
+        QCOMPARE(int(status.error_code()), int(grpc::StatusCode::RESOURCE_EXHAUSTED));
+    }
 }
 
 /// 300 MB at once, each message within its limit: some may be refused, none lost, the peer stays small.
@@ -364,89 +236,39 @@ void tst_RpcWire::hundredBigMessagesAtOnce()
     QVERIFY(served > 0);
 }
 
-void tst_RpcWire::compressionIsRefused_data()
-{
-    QTest::addColumn<int>("algorithm");
-    QTest::newRow("gzip") << int(GRPC_COMPRESS_GZIP);
-    QTest::newRow("deflate") << int(GRPC_COMPRESS_DEFLATE);
-}
-
 /// 256 MB of zeros are 256 KB on the wire.
 void tst_RpcWire::compressionIsRefused()
 {
-    QFETCH(int, algorithm);
     v1::CallRequest request = echoRequest();
     (*request.mutable_input()->mutable_values())["x"].set_bytes_value(std::string(256 << 20, '\0'));
     grpc::ClientContext context;
     setDeadline(context);
-    context.set_compression_algorithm(static_cast<grpc_compression_algorithm>(algorithm));
+    context.set_compression_algorithm(GRPC_COMPRESS_GZIP);
     v1::CallResponse response;
     const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, request, &response);
     QCOMPARE(int(status.error_code()), int(grpc::StatusCode::UNIMPLEMENTED));
 }
 
-void tst_RpcWire::healthAndReflection()
-{
-    std::string answer;
-    const grpc::Status status = sendRaw(std::string(), &answer, "/grpc.health.v1.Health/Check");
-    QVERIFY2(status.ok(), status.error_message().c_str());
-    QCOMPARE(answer, std::string("\x08\x01")); // SERVING
-
-    grpc::ClientContext context;
-    setDeadline(context);
-    grpc::CompletionQueue queue;
-    grpc::GenericStub stub(m_channel);
-    const auto stream =
-        stub.PrepareCall(&context, "/grpc.reflection.v1alpha.ServerReflection/ServerReflectionInfo", &queue);
-    void *tag = nullptr;
-    bool ok = false;
-    const auto next = [&] { return queue.Next(&tag, &ok) && ok; };
-    grpc::Slice slice(field(7, "")); // list_services
-    grpc::ByteBuffer in;
-    stream->StartCall(nullptr);
-    QVERIFY(next());
-    stream->Write(grpc::ByteBuffer(&slice, 1), nullptr);
-    QVERIFY(next());
-    stream->Read(&in, nullptr);
-    QVERIFY(next());
-    QVERIFY(in.DumpToSingleSlice(&slice).ok());
-    const std::string services(reinterpret_cast<const char *>(slice.begin()), slice.size());
-    QVERIFY(services.find("tarn.v1.Invoker") != std::string::npos);
-    context.TryCancel();
-}
-
-void tst_RpcWire::registryRefusesBadEntries_data()
-{
-    QTest::addColumn<QString>("tag");
-    QTest::addColumn<int>("objects");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("taken") << Tag << 1 << QStringLiteral("tag \"wire\" is registered by rpcpeer (process ");
-    QTest::newRow("the hub's own") << QStringLiteral("IServiceHub") << 1 << QStringLiteral("the hub's own");
-    QTest::newRow("no tag") << QString() << 1 << QStringLiteral("lacks its tag");
-    QTest::newRow("long tag") << QString(100000, 'x') << 1 << QStringLiteral("more than 256 characters");
-    QTest::newRow("too many") << QStringLiteral("t") << 257 << QStringLiteral("too many objects");
-}
-
 void tst_RpcWire::registryRefusesBadEntries()
 {
-    QFETCH(QString, tag);
-    QFETCH(int, objects);
-    QFETCH(QString, expected);
-    grpc::ClientContext context;
-    setDeadline(context);
-    v1::RegisterRequest request;
-    request.set_endpoint("unix:/nowhere");
-    request.set_epoch(7);
-    for (int i = 0; i < objects; ++i) {
-        v1::Registration *object = request.add_objects();
-        object->set_interface_name("ITest");
-        object->set_tag(tag.toStdString());
-    }
-    v1::RegisterReply reply;
-    const auto reader = v1::Hub::NewStub(m_hub)->Register(&context, request);
-    QVERIFY(!reader->Read(&reply));
-    const QString message = QString::fromStdString(reader->Finish().error_message());
-    QVERIFY2(message.contains(expected), qPrintable(message));
+    const auto refusal = [this](const std::string &tag, int objects) {
+        grpc::ClientContext context;
+        setDeadline(context);
+        v1::RegisterRequest request;
+        request.set_endpoint("unix:/nowhere");
+        request.set_epoch(7);
+        for (int i = 0; i < objects; ++i) {
+            v1::Registration *object = request.add_objects();
+            object->set_interface_name("ITest");
+            object->set_tag(tag);
+        }
+        v1::RegisterReply reply;
+        const auto reader = v1::Hub::NewStub(m_hub)->Register(&context, request);
+        return reader->Read(&reply) ? QString() : QString::fromStdString(reader->Finish().error_message());
+    };
+    QVERIFY(refusal("IServiceHub", 1).contains(QLatin1String("the hub's own")));
+    QVERIFY(refusal(std::string(100000, 'x'), 1).contains(QLatin1String("more than 256 characters")));
+    QVERIFY(refusal("t", 257).contains(QLatin1String("too many objects")));
 }
 
 QTEST_GUILESS_MAIN(tst_RpcWire)
