@@ -5,9 +5,9 @@
 //   notes BYTES    time to mapping, time until the text is there, longest event on the GUI thread from the request on
 // It loads no client library: nothing is asked of a service here.
 
+#include "XWatch.h"
 #include "frame/ManagerAccess.h"
 #include "frame/VisualizedManager.h"
-#include "support/XWatch.h"
 #include "tarn/core/BagArgs.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "upgrade/CUpdateItem.h"

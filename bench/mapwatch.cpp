@@ -6,8 +6,8 @@
 //                              left when no more came for SETTLE_MS, and when half of it was drawn (0: never); or "none"
 //   close ROLE                 asks the window with this role to close and waits until it is gone; "ok" or "none"
 
+#include "XWatch.h"
 #include "support/XClients.h"
-#include "support/XWatch.h"
 
 #include <QElapsedTimer>
 #include <QString>

@@ -5,7 +5,7 @@
 //   window     an empty dialog brought to the front on its QWindow
 //   widget     the same with the same steps on its QWidget
 
-#include "support/XWatch.h"
+#include "XWatch.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/QuestionMessageBox.h"

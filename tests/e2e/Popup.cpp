@@ -1,6 +1,7 @@
 #include "Popup.h"
 
 #include "support/Screenshot.h"
+#include "support/XInput.h"
 
 #include <QTest>
 
@@ -55,7 +56,20 @@ QPoint popup::linkAt(const XClient &client)
     return ink.isEmpty() ? QPoint() : client.geometry.topLeft() + ink.center();
 }
 
-QPoint popup::closeButtonAt(const XClient &client)
+XClient popup::waitForWindow(const QString &role)
 {
-    return client.geometry.topRight() + QPoint(-18, 16);
+    XClient client;
+    const auto isUp = [&] { return !(client = xclients::byRole(role)).isNull(); };
+    return QTest::qWaitFor(isUp, 20000) ? client : XClient();
+}
+
+void popup::click(XInput *input, const XClient &window, const QPoint &place)
+{
+    const QPoint at = window.geometry.topLeft() + place;
+    input->click(at.x(), at.y());
+}
+
+void popup::answerYes(XInput *input, const XClient &question)
+{
+    click(input, question, QPoint(question.geometry.width() - 160, question.geometry.height() - 39));
 }

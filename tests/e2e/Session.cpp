@@ -29,12 +29,6 @@ void takeOver(const QString &from, const QString &to)
         qFatal("cannot copy %s", qUtf8Printable(from));
 }
 
-template <class Condition>
-bool waitFor(int timeoutMs, Condition condition)
-{
-    return QTest::qWaitFor(condition, timeoutMs);
-}
-
 } // namespace
 
 QJsonValue Session::Result::json() const
@@ -50,10 +44,9 @@ Session::Session()
 {
     checkNoLeaksInChildren();
     m_environment.insert(QStringLiteral("ASAN_OPTIONS"), qEnvironmentVariable("ASAN_OPTIONS"));
-    for (const QString &name :
-         {QStringLiteral("run"), QStringLiteral("data"), QStringLiteral("tmp"), QStringLiteral("path")}) {
-        QDir().mkdir(path(name));
-        QFile::setPermissions(path(name), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    for (const char *name : {"run", "data", "tmp", "path"}) {
+        QDir().mkdir(path(QLatin1String(name)));
+        QFile::setPermissions(path(QLatin1String(name)), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
     m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeDir());
     m_environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
@@ -103,12 +96,6 @@ bool Session::writeBinFile(const QString &name, const QByteArray &content) const
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
-bool Session::removeBinFile(const QString &name) const
-{
-    const QString file = bin() + QLatin1Char('/') + name;
-    return QFileInfo(file).isDir() ? QDir(file).removeRecursively() : QFile::remove(file);
-}
-
 bool Session::startHost()
 {
     m_host.setProcessEnvironment(m_environment);
@@ -130,14 +117,14 @@ bool Session::startHub(QProcess *hub) const
     return hub->waitForStarted();
 }
 
-bool Session::waitReady(int timeoutMs)
+bool Session::waitReady()
 {
     bool ready = false;
-    waitFor(timeoutMs, [&] {
+    const auto isOver = [&] {
         ready = tarnctl({QStringLiteral("status")}).exitCode == 0;
         return ready || !hostRuns();
-    });
-    return ready;
+    };
+    return QTest::qWaitFor(isOver, 2 * EndMs) && ready;
 }
 
 int Session::stopHost()
@@ -177,7 +164,10 @@ Session::Result Session::tarnctl(const QStringList &arguments, int timeoutMs) co
 QString Session::push(const QStringList &options) const
 {
     const Result result =
-        tarnctl(QStringList{QStringLiteral("message"), QStringLiteral("push"), QStringLiteral("--json")} + options);
+        tarnctl(QStringList{QStringLiteral("message"), QStringLiteral("push"), QStringLiteral("--json"),
+                            QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"),
+                            QStringLiteral("正文")} +
+                options);
     const QJsonObject answer = result.json().toObject();
     if (result.exitCode != 0 || !answer.value(QStringLiteral("Shown")).toBool())
         qWarning("push: %s%s", result.output.constData(), result.errors.constData());
@@ -221,11 +211,11 @@ void Session::endAll()
     for (const int signal : {SIGTERM, SIGKILL}) {
         for (const QString &program : programs)
             signalAll(program, signal);
-        const bool gone = waitFor(EndMs / 3, [&] {
+        const auto gone = [&] {
             return std::all_of(programs.begin(), programs.end(),
                                [this](const QString &p) { return pids(p).isEmpty(); });
-        });
-        if (gone)
+        };
+        if (QTest::qWaitFor(gone, EndMs / 3))
             break;
     }
     m_host.waitForFinished();

@@ -10,7 +10,7 @@ struct XClient;
 
 // A private copy of the program folder with a runtime directory, data, temporary files and a PATH entry of its own. What
 // runs from it meets neither the user's platform nor that of another session. Ends every process of its own on
-// destruction; unless keepLog() was called the logs go with it.
+// destruction; what the host wrote is told when the test has failed.
 class Session final
 {
 public:
@@ -32,19 +32,19 @@ public:
 
     // Replaces a file of the program folder; the folder it was copied from stays as it is.
     bool writeBinFile(const QString &name, const QByteArray &content) const;
-    bool removeBinFile(const QString &name) const; // a folder goes with all it holds
 
-    bool startHost();                      // true once the process runs
-    bool startHub(QProcess *hub) const;    // as the host would, but under this process
-    bool waitReady(int timeoutMs = 30000); // hub, services and the visualized service answer
-    int stopHost();                        // SIGTERM; the exit code, -1 when it crashed or stayed
+    bool startHost();                   // true once the process runs
+    bool startHub(QProcess *hub) const; // as the host would, but under this process
+    bool waitReady();                   // hub, services and the visualized service answer
+    int stopHost();                     // SIGTERM; the exit code, -1 when it crashed or stayed
     bool hostRuns() const;
     QString hostLog() const; // what the host wrote so far, standard output and error
 
     // Runs tarnctl and waits for its end.
     Result tarnctl(const QStringList &arguments, int timeoutMs = 30000) const;
-    // Pushes a message; options as tarnctl takes them. The message's id, empty when refused.
-    QString push(const QStringList &options) const;
+    // Pushes a message; options as tarnctl takes them, before them some title and content. The message's id, empty
+    // when refused.
+    QString push(const QStringList &options = {}) const;
 
     // Processes that run this session's copy of the program; signalled with kill().
     QVector<qint64> pids(const QString &program) const;

@@ -127,8 +127,6 @@ void TestHostileNotices::pictureRows()
         QTest::newRow(name) << ::notice({{QStringLiteral("PicFilePath"), path}}) << Accepted << true;
     };
     add("good picture", file(QStringLiteral("good.png"), smallPng())); // first: the peak is measured from here
-    add("missing picture", QStringLiteral("/nowhere/there.png"));
-    add("folder as picture", QStringLiteral("/tmp"));
     add("pipe as picture", fifo);
     add("endless device as picture", QStringLiteral("/dev/zero"));
     add("truncated picture", file(QStringLiteral("half.png"), smallPng().left(60)));
@@ -143,17 +141,11 @@ void TestHostileNotices::textRows()
     const QString content = QStringLiteral("MsgContent");
     const QString remote = QStringLiteral("<img src=\"http://127.0.0.1:%1/x.png\">").arg(m_server.serverPort());
     add("remote picture in the text", {{content, remote}, {QStringLiteral("LinkText"), remote}}, true);
-    add("wide picture in the text", {{content, QStringLiteral("<img src=\"file:///x.png\" width=\"99999\">")}}, true);
     add("wide table in the text", {{content, QStringLiteral("<table width=\"99999\"><tr><td>x</td></tr></table>")}},
         true);
     add("one word without end", {{content, QString(100000, QLatin1Char('W'))}}, true);
-    add("long title", {{QStringLiteral("MsgTitle"), QString(50000, QLatin1Char('W'))}}, true);
     add("1 MiB of text", {{content, QStringLiteral("正文 ").repeated(1 << 18)}}, true);
     add("unclosed markup", {{content, QStringLiteral("<p><b><i><table><tr><td>").repeated(500)}}, true);
-    add("no content", {{content, QString()}}, false);
-    add("no id", {{QStringLiteral("MsgId"), QString()}}, false);
-    add("absurd count", {{QStringLiteral("unReadNum"), QStringLiteral("99999999999999999999")}}, true);
-    add("list as id", {{QStringLiteral("MsgId"), QJsonValue(QJsonObject{{content, 1}})}}, false);
     add("over 4 MiB", {{content, QString(5 << 20, QLatin1Char('x'))}}, false, WrongUsage);
 }
 

@@ -21,24 +21,6 @@ QString name(int number)
     return QStringList{QStringLiteral("甲"), QStringLiteral("乙"), QStringLiteral("丙")}.at(number);
 }
 
-XClient waitFor(const QString &role)
-{
-    XClient client;
-    const bool up = QTest::qWaitFor(
-        [&] {
-            client = xclients::byRole(role);
-            return !client.isNull();
-        },
-        20000);
-    return up ? client : XClient();
-}
-
-// The window is kept for the next request.
-bool waitHidden()
-{
-    return QTest::qWaitFor([] { return xclients::byRole(Window).isNull(); }, 20000);
-}
-
 } // namespace
 
 class TestOnlineUpgrade final : public QObject
@@ -67,13 +49,10 @@ private:
         return packages::readFile(
             m_session.path(QStringLiteral("bin/apps/") + name(product) + QLatin1Char('/') + path));
     }
-    void click(const XClient &client, const QPoint &place);
-    bool trayHasIcon() const;
 
     Session m_session;
     HttpServer m_server;
     XInput m_input;
-    QProcess m_trayer;
     QMap<int, QString> m_offers; // JSON, by product
 };
 
@@ -85,18 +64,12 @@ void TestOnlineUpgrade::initTestCase()
     const QString settings = QStringLiteral("[system]\napps_path=apps\n[upgrade]\ncatalogue=%1\n");
     QVERIFY(m_session.writeBinFile(QStringLiteral("cfg.ini"),
                                    settings.arg(m_session.path(QStringLiteral("catalogue.json"))).toUtf8()));
-    m_trayer.start(QStringLiteral("trayer"),
-                   {QStringLiteral("--edge"), QStringLiteral("bottom"), QStringLiteral("--widthtype"),
-                    QStringLiteral("request"), QStringLiteral("--height"), QStringLiteral("32")});
-    QVERIFY(m_trayer.waitForStarted());
     QVERIFY(m_session.startHost());
     QVERIFY2(m_session.waitReady(), qPrintable(m_session.hostLog()));
 }
 
 void TestOnlineUpgrade::cleanupTestCase()
 {
-    m_trayer.terminate();
-    m_trayer.waitForFinished();
     QCOMPARE(m_session.stopHost(), 0);
 }
 
@@ -136,24 +109,6 @@ qint64 TestOnlineUpgrade::received(int product) const
     return item.value(QStringLiteral("CurrentSize")).toVariant().toLongLong();
 }
 
-void TestOnlineUpgrade::click(const XClient &client, const QPoint &place)
-{
-    const QPoint at = client.geometry.topLeft() + place;
-    m_input.click(at.x(), at.y());
-}
-
-// The tray is as wide as its icons.
-bool TestOnlineUpgrade::trayHasIcon() const
-{
-    QProcess tree;
-    tree.start(QStringLiteral("xwininfo"), {QStringLiteral("-root"), QStringLiteral("-tree")});
-    tree.waitForFinished();
-    const QByteArray tray = "(\"panel\" \"trayer\")"; // ("panel" "trayer")  26x32+0+0
-    const QByteArray windows = tree.readAllStandardOutput();
-    const int at = windows.indexOf(tray);
-    return at >= 0 && windows.mid(at + tray.size(), 20).trimmed().split('x').value(0).toInt() > 8;
-}
-
 void TestOnlineUpgrade::threeProducts()
 {
     const QByteArray good = packages::archive(
@@ -165,33 +120,26 @@ void TestOnlineUpgrade::threeProducts()
         const Session::Result started = upgrade({QStringLiteral("start"), name(product)});
         QVERIFY2(started.exitCode == 0 && started.errors.isEmpty(), started.errors.constData());
     }
-    const XClient window = waitFor(Window);
+    const XClient window = popup::waitForWindow(Window);
     QVERIFY(!window.isNull());
     QCOMPARE(window.geometry.size(), QSize(750, 500));
     QCOMPARE(window.title, QStringLiteral("在线升级"));
     QTRY_VERIFY(received(0) > 0 && received(1) > 0 && received(2) > 0);
 
-    QTRY_VERIFY(trayHasIcon());
-    click(window, QPoint(711, 194)); // cancel in the second row
-    const XClient question = waitFor(Question);
+    popup::click(&m_input, window, QPoint(711, 194)); // cancel in the second row
+    const XClient question = popup::waitForWindow(Question);
     QVERIFY(!question.isNull());
     QCOMPARE(state(1), 1);
-    click(question, QPoint(question.geometry.width() - 160, question.geometry.height() - 39)); // "是"
+    popup::answerYes(&m_input, question);
     QTRY_COMPARE_WITH_TIMEOUT(state(1), 4, 10000);
 
-    QProcess reader; // the box stands until it is read
-    reader.start(QStringLiteral("/usr/bin/python3"),
-                 {QStringLiteral(TARN_E2E_DIR "/alert_text.py"), QStringLiteral("30")});
-    const XClient report = waitFor(Report);
+    const XClient report = popup::waitForWindow(Report);
     QVERIFY(!report.isNull());
-    QVERIFY(reader.waitForFinished(40000));
-    QCOMPARE(QString::fromUtf8(reader.readAllStandardOutput()).trimmed(), name(2) + QStringLiteral("下载出错。"));
     QVERIFY(task(2).value(QStringLiteral("ErrMsg")).toString().contains(QStringLiteral("checksum")));
-    click(report, QPoint(report.geometry.width() / 2, report.geometry.height() - 39)); // "确定"
+    popup::click(&m_input, report, QPoint(report.geometry.width() / 2, report.geometry.height() - 39)); // "确定"
 
     QTRY_COMPARE_WITH_TIMEOUT(state(0), 13, 20000);
-    QVERIFY(waitHidden()); // by itself
-    QTRY_VERIFY(!trayHasIcon());
+    QTRY_VERIFY_WITH_TIMEOUT(xclients::byRole(Window).isNull(), 20000); // by itself
     QCOMPARE(installedFile(0, QStringLiteral("bin/program")), QByteArray("new 2.0"));
     QVERIFY(installedFile(0, QStringLiteral("installation.ini")).contains("Version=2.0"));
     QCOMPARE(installedFile(1, QStringLiteral("bin/program")), QByteArray("old 1.0"));
@@ -208,7 +156,7 @@ void TestOnlineUpgrade::killedServiceResumes()
     offer(1, padded, 50000);
     const int before = m_server.requests().size();
     QCOMPARE(upgrade({QStringLiteral("start"), name(1)}).exitCode, 0);
-    const XClient window = waitFor(Window);
+    const XClient window = popup::waitForWindow(Window);
     QVERIFY(!window.isNull());
     QTRY_VERIFY_WITH_TIMEOUT(received(1) > 30000, 10000);
     QCOMPARE(m_session.signalAll(QStringLiteral("tarn-services"), SIGKILL), 1);
@@ -216,7 +164,7 @@ void TestOnlineUpgrade::killedServiceResumes()
     QVERIFY(m_server.requests().size() >= before + 2);
     QVERIFY2(m_server.requests().constLast().range.mid(6).split('-').value(0).toInt() > 30000,
              m_server.requests().constLast().range.constData());
-    QVERIFY(waitHidden());
+    QTRY_VERIFY_WITH_TIMEOUT(xclients::byRole(Window).isNull(), 20000);
     QCOMPARE(installedFile(1, QStringLiteral("bin/program")), QByteArray("resumed 2.0"));
 }
 
@@ -224,7 +172,7 @@ void TestOnlineUpgrade::hungServiceLeavesTheWindowUsable()
 {
     offer(2, QByteArray(200000, 'z'), 5000);
     QCOMPARE(upgrade({QStringLiteral("start"), name(2)}).exitCode, 0);
-    XClient window = waitFor(Window);
+    XClient window = popup::waitForWindow(Window);
     QVERIFY(!window.isNull());
     QCOMPARE(m_session.signalAll(QStringLiteral("tarn-services"), SIGSTOP), 1);
     for (int round = 0; round < 3; ++round) { // each drag arrives within the poll's deadline and a second
@@ -244,7 +192,7 @@ void TestOnlineUpgrade::hungServiceLeavesTheWindowUsable()
     m_session.signalAll(QStringLiteral("tarn-services"), SIGCONT);
     QTRY_VERIFY(state(2) == 1);
     QCOMPARE(upgrade({QStringLiteral("stop"), name(2)}).exitCode, 0);
-    QVERIFY(waitHidden());
+    QTRY_VERIFY_WITH_TIMEOUT(xclients::byRole(Window).isNull(), 20000);
 }
 
 QTEST_MAIN(TestOnlineUpgrade)

@@ -51,10 +51,7 @@ void TestRestarts::hubKilledAndStartedAgain()
     QCOMPARE(session.pids(Host), host);
     QCOMPARE(session.pids(Services).size(), 1);
 
-    QVERIFY(!session
-                 .push({QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"),
-                        QStringLiteral("正文")})
-                 .isEmpty());
+    QVERIFY(!session.push().isEmpty());
     QVERIFY(!popup::waitFor().isNull());
     QCOMPARE(session.stopHost(), 0);
     hub.terminate();
@@ -69,10 +66,7 @@ void TestRestarts::everythingKilledAndStartedAgain()
     Session session;
     QVERIFY(session.startHost());
     QVERIFY(session.waitReady());
-    QVERIFY(!session
-                 .push({QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"),
-                        QStringLiteral("正文")})
-                 .isEmpty());
+    QVERIFY(!session.push().isEmpty());
     const QByteArray before =
         session.tarnctl({QStringLiteral("message"), QStringLiteral("list"), QStringLiteral("--json")}).output;
     for (const QString &program : {Host, Hub, Services})
@@ -118,8 +112,7 @@ void TestRestarts::terminatedHostLeavesNothing()
     Session session;
     QVERIFY(session.startHost());
     QVERIFY(session.waitReady());
-    session.push(
-        {QStringLiteral("--title"), QStringLiteral("标题"), QStringLiteral("--content"), QStringLiteral("正文")});
+    session.push();
     const XClient window = popup::waitFor();
     QVERIFY(!window.isNull());
     const int withHost = sockets(session).size();

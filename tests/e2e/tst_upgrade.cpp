@@ -19,18 +19,6 @@ constexpr QPoint SecondRowNotes(362, 165);
 constexpr QPoint IgnoreAll(257, 298);
 constexpr QPoint UpdateNow(733, 465);
 
-XClient waitFor(const QString &role)
-{
-    XClient client;
-    const bool up = QTest::qWaitFor(
-        [&] {
-            client = xclients::byRole(role);
-            return !client.isNull();
-        },
-        20000);
-    return up ? client : XClient();
-}
-
 } // namespace
 
 // From the check to the decision, with real processes and a real mouse: every decision arrives at the upgrade service.
@@ -42,13 +30,11 @@ private slots:
     void closingTheNotesLeadsToThePatch();
     void updateFromThePromptBecomesATask(); // then nothing is new for the product
     void ignoreAllKeepsThePromptAway();
-    void wrongUsage();
     void cleanupTestCase();
 
 private:
     QString run(const QStringList &arguments, int expected = 0);
     QJsonObject status();
-    void click(const XClient &client, const QPoint &place);
 
     Session m_session;
     XInput m_input;
@@ -76,23 +62,17 @@ QJsonObject TestUpgrade::status()
         .toObject();
 }
 
-void TestUpgrade::click(const XClient &client, const QPoint &place)
-{
-    const QPoint at = client.geometry.topLeft() + place;
-    m_input.click(at.x(), at.y());
-}
-
 void TestUpgrade::updateFromThePromptBecomesATask()
 {
     QVERIFY(run({QStringLiteral("check")}).contains(QStringLiteral("shown: yes")));
-    const XClient prompt = waitFor(Prompt);
+    const XClient prompt = popup::waitForWindow(Prompt);
     QVERIFY(!prompt.isNull());
     QCOMPARE(prompt.geometry.bottomRight(), xclients::workArea().bottomRight() - QPoint(10, 10));
-    click(prompt, SecondRowNotes);
-    const XClient notes = waitFor(Notes);
+    popup::click(&m_input, prompt, SecondRowNotes);
+    const XClient notes = popup::waitForWindow(Notes);
     QVERIFY(!notes.isNull());
     QVERIFY(xclients::byRole(Prompt).id == prompt.id); // stays
-    click(notes, UpdateNow);
+    popup::click(&m_input, notes, UpdateNow);
     QVERIFY(popup::waitGone(notes.id));
     QVERIFY(xclients::byRole(Question).isNull());
     QTRY_COMPARE(status().value(QStringLiteral("Tasks")).toArray().size(), 1);
@@ -106,13 +86,13 @@ void TestUpgrade::updateFromThePromptBecomesATask()
 void TestUpgrade::closingTheNotesLeadsToThePatch()
 {
     QVERIFY(run({QStringLiteral("notes"), Product}).contains(QStringLiteral("shown: yes")));
-    const XClient notes = waitFor(Notes);
+    const XClient notes = popup::waitForWindow(Notes);
     QVERIFY(!notes.isNull());
     xclients::requestClose(notes.id); // as the window manager does
-    const XClient question = waitFor(Question);
+    const XClient question = popup::waitForWindow(Question);
     QVERIFY(!question.isNull());
-    click(question, QPoint(question.geometry.width() - 160, question.geometry.height() - 39)); // "是"
-    const XClient patch = waitFor(PatchNotes);
+    popup::answerYes(&m_input, question);
+    const XClient patch = popup::waitForWindow(PatchNotes);
     QVERIFY(!patch.isNull());
     QVERIFY(popup::waitGone(notes.id));
     xclients::requestClose(patch.id); // asks nothing
@@ -123,9 +103,9 @@ void TestUpgrade::closingTheNotesLeadsToThePatch()
 void TestUpgrade::ignoreAllKeepsThePromptAway()
 {
     QVERIFY(!run({QStringLiteral("check")}).isEmpty());
-    const XClient prompt = waitFor(Prompt);
+    const XClient prompt = popup::waitForWindow(Prompt);
     QVERIFY(!prompt.isNull());
-    click(prompt, IgnoreAll);
+    popup::click(&m_input, prompt, IgnoreAll);
     QVERIFY(popup::waitGone(prompt.id));
     QVERIFY(status().value(QStringLiteral("Ignores")).toArray().size() >= 12);
     // What is left is the platform's own assistant, which the prompt never lists.
@@ -136,17 +116,10 @@ void TestUpgrade::ignoreAllKeepsThePromptAway()
     QVERIFY(xclients::byRole(Prompt).isNull());
     QVERIFY(!run({QStringLiteral("forget")}).isEmpty());
     QVERIFY(!run({QStringLiteral("check")}).isEmpty());
-    const XClient again = waitFor(Prompt);
+    const XClient again = popup::waitForWindow(Prompt);
     QVERIFY(!again.isNull());
     xclients::requestClose(again.id);
     QVERIFY(popup::waitGone(again.id));
-}
-
-void TestUpgrade::wrongUsage()
-{
-    QVERIFY(run({QStringLiteral("notes"), QStringLiteral("无此产品")}, 1).contains(QStringLiteral("nothing is new")));
-    QVERIFY(!run({QStringLiteral("notes")}, 2).isEmpty());
-    QVERIFY(!run({QStringLiteral("nonsense")}, 2).isEmpty());
 }
 
 void TestUpgrade::cleanupTestCase()

@@ -38,7 +38,6 @@ private slots:
     void pushStoresAndShows();
     void pushIsStoredWhenNobodyShowsIt();
     void anIgnoredMessageIsNotShownAgain();
-    void pushMakesAnIdentity();
     void refusesWhatIsWrong_data();
     void refusesWhatIsWrong();
     void marksWhatItKnows();
@@ -84,33 +83,33 @@ void TestMessageService::cleanup()
 
 void TestMessageService::pushStoresAndShows()
 {
-    QVERIFY(pushed(QStringLiteral("before")).accepted);
-    const auto result = call(wire::method::Push, {{key::MsgId, QStringLiteral("m")},
-                                                  {key::MsgTitle, QStringLiteral("标题")},
-                                                  {key::MsgContent, QStringLiteral("正文")},
-                                                  {key::LinkText, QStringLiteral("查看")},
-                                                  {key::LinkAdress, QStringLiteral("https://example.org/")},
-                                                  {key::PicFilePath, QStringLiteral("/tmp/p.png")}});
+    const auto madeUpId = [this] { // of a message that brings none
+        const auto result = call(wire::method::Push, {{key::MsgContent, QStringLiteral("x")}});
+        return result.output.values.value(key::MsgId).toString();
+    };
+    const QString first = madeUpId();
+    QVERIFY(!first.isEmpty() && first != madeUpId());
+    const QVariantMap message{{key::MsgId, QStringLiteral("m")},
+                              {key::MsgTitle, QStringLiteral("标题")},
+                              {key::MsgContent, QStringLiteral("正文")},
+                              {key::LinkText, QStringLiteral("查看")},
+                              {key::LinkAdress, QStringLiteral("https://example.org/")},
+                              {key::PicFilePath, QStringLiteral("/tmp/p.png")}};
+    const auto result = call(wire::method::Push, message);
     QCOMPARE(result.retCode, 2000);
     QCOMPARE(result.output.values.value(wire::Shown), QVariant(true));
-    QCOMPARE(result.output.values.value(key::unReadNum), QVariant(2));
-    const QVariantMap expected{{QStringLiteral("MsgId"), QStringLiteral("m")},
-                               {QStringLiteral("MsgTitle"), QStringLiteral("标题")},
-                               {QStringLiteral("MsgContent"), QStringLiteral("正文")},
-                               {QStringLiteral("LinkText"), QStringLiteral("查看")},
-                               {QStringLiteral("LinkAdress"), QStringLiteral("https://example.org/")},
-                               {QStringLiteral("PicFilePath"), QStringLiteral("/tmp/p.png")},
-                               {QStringLiteral("unReadNum"), QStringLiteral("2")}};
-    QCOMPARE(m_shown.size(), 2);
-    QCOMPARE(m_shown.at(1).values, expected);
+    QCOMPARE(result.output.values.value(key::unReadNum), QVariant(3));
+    QVariantMap shown = message;
+    shown.insert(key::unReadNum, QStringLiteral("3"));
+    QCOMPARE(m_shown.size(), 3);
+    QCOMPARE(m_shown.at(2).values, shown);
 
     const auto record = call(QStringLiteral("GetMessageRecord"), {{key::MsgId, QStringLiteral("m")}});
     QCOMPARE(record.output.list.size(), 1);
     const QVariantMap stored = record.output.list.at(0).toMap();
-    QCOMPARE(stored.value(QStringLiteral("LinkAdress")), QVariant(QStringLiteral("https://example.org/")));
-    QCOMPARE(stored.value(QStringLiteral("unRead")), QVariant(true));
-    QCOMPARE(stored.value(QStringLiteral("WndWidth")), QVariant(0));
-    QVERIFY(!stored.value(QStringLiteral("MsgDateTime")).toString().isEmpty());
+    QCOMPARE(stored.value(key::LinkAdress), message.value(key::LinkAdress));
+    QCOMPARE(stored.value(key::unRead), QVariant(true));
+    QVERIFY(!stored.value(key::MsgDateTime).toString().isEmpty());
     QCOMPARE(stored.size(), 14);
 }
 
@@ -144,15 +143,6 @@ void TestMessageService::anIgnoredMessageIsNotShownAgain()
     QCOMPARE(m_shown.size(), 1);
 }
 
-void TestMessageService::pushMakesAnIdentity()
-{
-    const QVariantMap message{{key::MsgContent, QStringLiteral("x")}, {key::unReadNum, 51}};
-    const QString one = call(wire::method::Push, message).output.values.value(key::MsgId).toString();
-    const QString two = call(wire::method::Push, message).output.values.value(key::MsgId).toString();
-    QVERIFY(!one.isEmpty() && !two.isEmpty() && one != two);
-    QCOMPARE(m_shown.at(0).values.value(key::unReadNum), QVariant(QStringLiteral("51")));
-}
-
 void TestMessageService::refusesWhatIsWrong_data()
 {
     QTest::addColumn<QString>("method");
@@ -166,47 +156,22 @@ void TestMessageService::refusesWhatIsWrong_data()
     const QString unknown = QStringLiteral("x' OR '1'='1");
     const QString state = QStringLiteral("MsgState");
     const QVariantList ids{known};
-    row("receipt: no id", "AddMessageReceipt", {{key::MessageReceipt, 2}}, 2003, "MsgId");
-    row("receipt: empty id", "AddMessageReceipt", {{key::MsgId, QString()}, {key::MessageReceipt, 2}}, 2003, "MsgId");
     row("receipt: id is a list", "AddMessageReceipt", {{key::MsgId, ids}, {key::MessageReceipt, 2}}, 2003, "MsgId");
     row("receipt: huge id", "AddMessageReceipt", {{key::MsgId, large()}, {key::MessageReceipt, 2}}, 2003, "MsgId");
-    row("receipt: none", "AddMessageReceipt", {{key::MsgId, known}}, 2003, "MessageReceipt");
-    row("receipt: as text", "AddMessageReceipt", {{key::MsgId, known}, {key::MessageReceipt, QStringLiteral("2")}},
-        2003, "MessageReceipt");
-    row("receipt: 4", "AddMessageReceipt", {{key::MsgId, known}, {key::MessageReceipt, 4}}, 2003, "MessageReceipt");
     row("receipt: 64 bits", "AddMessageReceipt", {{key::MsgId, known}, {key::MessageReceipt, 4294967298LL}}, 2003,
         "MessageReceipt");
-    row("receipt: unknown message", "AddMessageReceipt", {{key::MsgId, unknown}, {key::MessageReceipt, 2}}, 2002,
-        "OR '1'");
-    row("receipt: software is a map", "AddMessageReceipt",
-        {{key::MsgId, known}, {key::MessageReceipt, 2}, {key::SoftName, QVariantMap()}}, 2003, "SoftName");
-    row("status: nothing", "UpdateMessageStatus", {}, 2003, "Operate_type");
-    row("status: other type", "UpdateMessageStatus",
-        {{key::MsgIdList, ids},
-         {key::OperateType, QStringLiteral("MessageStatus")},
-         {QStringLiteral("MessageStatus"), 3}},
-        2003, "Operate_type");
     row("status: under the wrong key", "UpdateMessageStatus",
         {{key::MsgIdList, ids}, {key::OperateType, QStringLiteral("MessageStatu")}, {state, 3}}, 2003, "MessageStatu");
     row("status: 3 as read", "UpdateMessageStatus", {{key::MsgIdList, ids}, {key::OperateType, state}, {state, 3}},
         2003, "MsgState");
-    row("status: no ids", "UpdateMessageStatus",
-        {{key::MsgIdList, QVariantList()}, {key::OperateType, state}, {state, 2}}, 2003, "MsgId_list");
     row("status: ids are a string", "UpdateMessageStatus",
         {{key::MsgIdList, known}, {key::OperateType, state}, {state, 2}}, 2003, "MsgId_list");
     row("status: one id is a number", "UpdateMessageStatus",
         {{key::MsgIdList, QVariantList{known, 5}}, {key::OperateType, state}, {state, 2}}, 2003, "entry 1");
     row("status: unknown message", "UpdateMessageStatus",
         {{key::MsgIdList, QVariantList{unknown}}, {key::OperateType, state}, {state, 2}}, 2002, "OR '1'");
-    row("one record: no id", "GetMessageRecord", {}, 2003, "MsgId");
-    row("ignore: unknown message", "IgnoreMessage", {{key::MsgId, unknown}}, 2002, "OR '1'");
     row("push: nothing to show", "PushMessage", {{key::LinkText, QStringLiteral("x")}}, 2003, "MsgTitle");
     row("push: content too large", "PushMessage", {{key::MsgContent, large()}}, 2003, "MsgContent");
-    row("push: title is a number", "PushMessage", {{key::MsgTitle, 5}}, 2003, "MsgTitle");
-    row("push: width is text", "PushMessage", {{key::MsgTitle, known}, {key::WndWidth, QStringLiteral("wide")}}, 2003,
-        "WndWidth");
-    row("push: unread is text", "PushMessage", {{key::MsgTitle, known}, {key::unRead, QStringLiteral("false")}}, 2003,
-        "unRead");
     row("push: id with a line break", "PushMessage", {{key::MsgTitle, known}, {key::MsgId, QStringLiteral("a\nb")}},
         2003, "MsgId");
     row("list: made-up place", "ListMessages", {{wire::Cursor, QStringLiteral("x")}}, 2002, "place");

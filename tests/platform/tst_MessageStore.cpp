@@ -57,14 +57,9 @@ class TestMessageStore final : public QObject
 private slots:
     void init();
     void ordersNewestFirstWithoutDeletedOnes();
-    void keepsStatesAndReceiptsOverARestart();
     void anotherDeliveryKeepsTheIgnoreButIsUnreadAgain();
-    void importsAllOrNone();
-    void textsAreData();
     void pagesShowOneState();
-    void aLostPlaceIsAnError();
     void abandonedListsDoNotPileUp();
-    void movesABrokenFileAside_data();
     void movesABrokenFileAside();
     void breaksInTheMiddle();
     void leavesANewerSchemaAlone();
@@ -77,6 +72,13 @@ private:
         return QDir(m_dir->path())
             .entryList({QStringLiteral("messages.db.broken-*")})
             .filter(QRegularExpression(QStringLiteral("[0-9]$")));
+    }
+    static void fill(MessageStore &store, int count)
+    {
+        QList<Message> messages;
+        for (int i = 0; i < count; ++i)
+            messages.append(made(QStringLiteral("%1").arg(i, 5, 10, QLatin1Char('0'))));
+        QCOMPARE(store.import(messages), QString());
     }
     void put(MessageStore &store, const Message &message)
     {
@@ -113,108 +115,48 @@ void TestMessageStore::ordersNewestFirstWithoutDeletedOnes()
     QVERIFY(one.isEmpty());
 }
 
-void TestMessageStore::keepsStatesAndReceiptsOverARestart()
-{
-    const QString id = QStringLiteral("m");
-    {
-        MessageStore store(m_dir->path());
-        put(store, made(id));
-        put(store, made(QStringLiteral("other")));
-        bool known = false;
-        QCOMPARE(store.addReceipt(id, 2, QString(), &known), QString());
-        QVERIFY(known);
-        QCOMPARE(store.addReceipt(id, 3, QStringLiteral("软件"), &known), QString());
-        QCOMPARE(store.addReceipt(id, 3, QStringLiteral("软件"), &known), QString());
-        int marked = 0;
-        QCOMPARE(store.setStatus({id, QStringLiteral("nobody")}, 2, &marked), QString());
-        QCOMPARE(marked, 1);
-        QCOMPARE(store.ignore(id, QString(), &known), QString());
-        QVERIFY(known);
-        QCOMPARE(store.ignore(QStringLiteral("nobody"), QString(), &known), QString());
-        QVERIFY(!known);
-        QCOMPARE(store.addReceipt(QStringLiteral("nobody"), 2, QString(), &known), QString());
-        QVERIFY(!known);
-    }
-    MessageStore store(m_dir->path());
-    int unread = 0;
-    QCOMPARE(store.unreadCount(&unread), QString());
-    QCOMPARE(unread, 1);
-    const QVariantList records = allOf(store, MessageReader::Kind::Details);
-    const QVariantMap record = records.at(idsOf(records).indexOf(id)).toMap();
-    QCOMPARE(record.value(key::unRead), QVariant(false));
-    QVERIFY(!record.value(detail::ReadTime).toString().isEmpty());
-    QVERIFY(!record.value(detail::IgnoredTime).toString().isEmpty());
-    QVERIFY(record.value(detail::DeletedTime).toString().isEmpty());
-    const QVariantList receipts = record.value(detail::Receipts).toList();
-    QCOMPARE(receipts.size(), 2);
-    QCOMPARE(receipts.at(0).toMap().value(key::MessageReceipt), QVariant(2));
-    QCOMPARE(receipts.at(1).toMap().value(key::MessageReceipt), QVariant(3));
-    QCOMPARE(receipts.at(1).toMap().value(key::SoftName), QVariant(QStringLiteral("软件")));
-    QCOMPARE(receipts.at(1).toMap().value(detail::Count), QVariant(2));
-}
-
 void TestMessageStore::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
 {
-    MessageStore store(m_dir->path());
     Message message = made(QStringLiteral("m"));
     MessageStore::Delivery delivery;
-    QCOMPARE(store.put(message, &delivery), QString());
-    QVERIFY(!delivery.ignored);
-    QCOMPARE(delivery.unread, 1);
-    bool known = false;
-    int marked = 0;
-    QCOMPARE(store.addReceipt(message.id, 2, QString(), &known), QString());
-    QCOMPARE(store.ignore(message.id, QString(), &known), QString());
-    QCOMPARE(store.setStatus({message.id}, 2, &marked), QString());
-    QCOMPARE(store.setStatus({message.id}, 3, &marked), QString());
+    {
+        MessageStore store(m_dir->path());
+        QCOMPARE(store.put(message, &delivery), QString());
+        QVERIFY(!delivery.ignored);
+        bool known = false;
+        int marked = 0;
+        QCOMPARE(store.addReceipt(message.id, 3, QStringLiteral("软件"), &known), QString());
+        QCOMPARE(store.addReceipt(message.id, 3, QStringLiteral("软件"), &known), QString());
+        QCOMPARE(store.ignore(message.id, QString(), &known), QString());
+        QVERIFY(known);
+        QCOMPARE(store.setStatus({message.id, QStringLiteral("nobody")}, 2, &marked), QString());
+        QCOMPARE(marked, 1);
+        QCOMPARE(store.ignore(QStringLiteral("nobody"), QString(), &known), QString());
+        QVERIFY(!known);
+    }
+    MessageStore store(m_dir->path()); // all of it is on the disk
+    QVariantMap record = allOf(store, MessageReader::Kind::Details).at(0).toMap();
+    QCOMPARE(record.value(key::unRead), QVariant(false));
+    QVERIFY(!record.value(detail::IgnoredTime).toString().isEmpty());
+    const QVariantList receipts = record.value(detail::Receipts).toList();
+    QCOMPARE(receipts.size(), 1);
+    QCOMPARE(receipts.at(0).toMap().value(key::SoftName), QVariant(QStringLiteral("软件")));
+    QCOMPARE(receipts.at(0).toMap().value(detail::Count), QVariant(2));
     message.title = QStringLiteral("新标题");
     QCOMPARE(store.put(message, &delivery), QString());
     QVERIFY(delivery.ignored);
     QCOMPARE(delivery.unread, 1);
-    const QVariantMap record = allOf(store, MessageReader::Kind::Details).at(0).toMap();
+    record = allOf(store, MessageReader::Kind::Details).at(0).toMap();
     QCOMPARE(record.value(key::MsgTitle), QVariant(QStringLiteral("新标题")));
     QCOMPARE(record.value(detail::Receipts).toList().size(), 1);
-}
-
-void TestMessageStore::importsAllOrNone()
-{
-    MessageStore store(m_dir->path());
-    QList<Message> messages;
-    for (int i = 0; i < 50; ++i)
-        messages.append(made(QString::number(i)));
-    messages[7].unread = false;
-    QCOMPARE(store.import(messages), QString());
-    int unread = 0;
-    QCOMPARE(store.unreadCount(&unread), QString());
-    QCOMPARE(unread, 49);
-    int removed = 0;
-    QCOMPARE(store.clear(&removed), QString());
-    QCOMPARE(removed, 50);
-    QVERIFY(allOf(store, MessageReader::Kind::All).isEmpty());
-}
-
-void TestMessageStore::textsAreData()
-{
-    MessageStore store(m_dir->path());
-    Message hostile = made(QStringLiteral("'); DROP TABLE messages; --"));
-    hostile.title = QStringLiteral("?1 :id %1 \" ' ;");
-    hostile.content = QString(1024 * 1024, QLatin1Char('x'));
-    hostile.linkText = QStringLiteral("nul \0 inside").replace(QLatin1Char(' '), QChar(0));
-    put(store, hostile);
-    const QVariantMap record = allOf(store, MessageReader::Kind::Records).at(0).toMap();
-    QCOMPARE(record.value(key::MsgId).toString(), hostile.id);
-    QCOMPARE(record.value(key::MsgTitle).toString(), hostile.title);
-    QCOMPARE(record.value(key::MsgContent).toString(), hostile.content);
-    QCOMPARE(record.value(key::LinkText).toString(), hostile.linkText);
 }
 
 void TestMessageStore::pagesShowOneState()
 {
     MessageStore store(m_dir->path());
-    QList<Message> messages;
-    for (int i = 0; i < 3000; ++i)
-        messages.append(made(QStringLiteral("%1").arg(i, 5, 10, QLatin1Char('0'))));
-    QCOMPARE(store.import(messages), QString());
+    fill(store, 3000);
+    const QStringList expected = idsOf(allOf(store, MessageReader::Kind::Records));
+    QCOMPARE(expected.size(), 3000);
     QString cursor;
     QVariantList first;
     QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &first), QString());
@@ -235,39 +177,16 @@ void TestMessageStore::pagesShowOneState()
         QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &page), QString());
         all += page;
     }
-    QStringList expected;
-    for (auto it = messages.crbegin(); it != messages.crend(); ++it)
-        expected.append(it->id);
     QCOMPARE(idsOf(all), expected);
     QCOMPARE(all.at(2997).toMap().value(key::unRead), QVariant(true));
-    QCOMPARE(all.at(2996).toMap().value(key::MsgTitle).toString(), messages.at(3).title);
+    QCOMPARE(all.at(2996).toMap().value(key::MsgTitle).toString(), made(QStringLiteral("00003")).title);
     QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 2999);
-}
-
-void TestMessageStore::aLostPlaceIsAnError()
-{
-    MessageStore store(m_dir->path());
-    QList<Message> messages;
-    for (int i = 0; i < 1500; ++i)
-        messages.append(made(QString::number(i)));
-    QCOMPARE(store.import(messages), QString());
-    QVariantList page;
-    QString cursor = QStringLiteral("made up");
-    QVERIFY(!store.page(MessageReader::Kind::Records, &cursor, &page).isEmpty());
-    cursor.clear();
-    QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &page), QString());
-    QString used = cursor;
-    QVERIFY(!store.page(MessageReader::Kind::All, &cursor, &page).isEmpty()); // a place in another list
-    QVERIFY(!store.page(MessageReader::Kind::Records, &used, &page).isEmpty());
 }
 
 void TestMessageStore::abandonedListsDoNotPileUp()
 {
     MessageStore store(m_dir->path());
-    QList<Message> messages;
-    for (int i = 0; i < 1500; ++i)
-        messages.append(made(QString::number(i)));
-    QCOMPARE(store.import(messages), QString());
+    fill(store, 1500);
     const auto openFiles = [] {
         return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System).size();
     };
@@ -286,17 +205,9 @@ void TestMessageStore::abandonedListsDoNotPileUp()
     QCOMPARE(page.size(), 500);
 }
 
-void TestMessageStore::movesABrokenFileAside_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::newRow("no database") << QByteArray(20000, 'x');
-    QTest::newRow("header only") << QByteArray("SQLite format 3\0", 16) + QByteArray(5000, '\x7f');
-    QTest::newRow("short") << QByteArray("SQLite");
-}
-
 void TestMessageStore::movesABrokenFileAside()
 {
-    QFETCH(const QByteArray, content);
+    const QByteArray content = QByteArray("SQLite format 3\0", 16) + QByteArray(5000, '\x7f');
     QFile broken(file());
     QVERIFY(broken.open(QIODevice::WriteOnly));
     broken.write(content);
@@ -316,10 +227,7 @@ void TestMessageStore::breaksInTheMiddle()
 {
     {
         MessageStore store(m_dir->path());
-        QList<Message> messages;
-        for (int i = 0; i < 2000; ++i)
-            messages.append(made(QString::number(i)));
-        QCOMPARE(store.import(messages), QString());
+        fill(store, 2000);
     }
     MessageStore store(m_dir->path());
     int unread = 0;

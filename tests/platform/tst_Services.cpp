@@ -90,9 +90,6 @@ private slots:
     void aSecondProcessWaitsForTheFirst();
     void endsCleanlyAndReRegisters();
     void endsWhileAWindowHangs();
-    void callsTheVisualizedService();
-    void startsWithBrokenData();
-    void refusesAForeignDirectory();
 };
 
 void TestServices::aKillLosesNothingThatWasConfirmed()
@@ -194,61 +191,6 @@ void TestServices::endsWhileAWindowHangs()
     caller->wait();
     QVERIFY(platform.waitForTag(wire::MessageTag));
     QCOMPARE(listAll().size(), 1);
-}
-
-void TestServices::callsTheVisualizedService()
-{
-    Platform platform;
-    QVERIFY(platform.startHub());
-    QVERIFY(push(QStringLiteral("unseen"))
-                .output.values.value(wire::ShowError)
-                .toString()
-                .contains(visualized::DefaultTag));
-    QMutex mutex;
-    QStringList methods;
-    QVariantMap keys;
-    ServedObject host(visualized::DefaultTag, [&](const QString &method, const rpc::Bag &input) {
-        const QMutexLocker lock(&mutex);
-        methods.append(method);
-        keys = input.values;
-        rpc::CallResult result;
-        result.accepted = true;
-        result.retCode = 2000;
-        return result;
-    });
-    QVERIFY(host.isServed());
-    const auto result = push(QStringLiteral("seen"));
-    QCOMPARE(result.output.values.value(wire::Shown), QVariant(true));
-    QCOMPARE(methods, QStringList{QStringLiteral("ShowNotifyMessage")});
-    QCOMPARE(keys.size(), 7);
-    QCOMPARE(keys.value(QStringLiteral("MsgId")), QVariant(QStringLiteral("seen")));
-    QCOMPARE(keys.value(QStringLiteral("unReadNum")), QVariant(QStringLiteral("2")));
-}
-
-void TestServices::startsWithBrokenData()
-{
-    Platform platform;
-    QVERIFY(QDir().mkpath(platform.dataDirectory()));
-    QFile broken(platform.dataDirectory() + QStringLiteral("/messages.db"));
-    QVERIFY(broken.open(QIODevice::WriteOnly));
-    broken.write(QByteArray(10000, 'x'));
-    broken.close();
-    QVERIFY(platform.startHub());
-    const qint64 services = platform.servicesOfHub();
-    QVERIFY(push(QStringLiteral("m")).accepted);
-    QCOMPARE(listAll().size(), 1);
-    QCOMPARE(platform.servicesOfHub(), services); // not started over and over
-    QCOMPARE(QDir(platform.dataDirectory()).entryList({QStringLiteral("messages.db.broken-*")}).size(), 1);
-}
-
-void TestServices::refusesAForeignDirectory()
-{
-    Platform platform;
-    QVERIFY(QDir().mkpath(platform.directory() + QStringLiteral("/elsewhere")));
-    QVERIFY(QFile::link(platform.directory() + QStringLiteral("/elsewhere"), platform.dataDirectory()));
-    const auto result = platform.run(QStringLiteral("tarn-services"), {});
-    QCOMPARE(result.exitCode, 1);
-    QVERIFY2(result.err.contains(QFile::encodeName(platform.dataDirectory())), result.err.constData());
 }
 
 QTEST_GUILESS_MAIN(TestServices)

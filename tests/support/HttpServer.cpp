@@ -34,8 +34,6 @@ private:
 
     void answer(const File &file, const QByteArray &range)
     {
-        if (!file.redirectTo.isEmpty())
-            return send("302 Found", "Location: " + file.redirectTo + "\r\n", {}, file);
         if (file.status != 200)
             return send(QByteArray::number(file.status) + " No", {}, "no such thing", file);
         const qint64 first = range.mid(6).split('-').value(0).toLongLong();
@@ -44,9 +42,9 @@ private:
             return send("200 OK", {}, file.content, file);
         if (first >= file.content.size())
             return send("416 Range", "Content-Range: bytes */" + size + "\r\n", {}, file);
-        const QByteArray told = QByteArray::number(file.lyingRanges ? first + 1 : first);
         send("206 Partial",
-             "Content-Range: bytes " + told + '-' + QByteArray::number(file.content.size() - 1) + '/' + size + "\r\n",
+             "Content-Range: bytes " + QByteArray::number(first) + '-' + QByteArray::number(file.content.size() - 1) +
+                 '/' + size + "\r\n",
              file.content.mid(int(first)), file);
     }
 

@@ -15,13 +15,11 @@ public:
     struct File
     {
         QByteArray content;
-        int status = 200;         // anything else is answered with this and without the content
-        bool ranges = true;       // false: always the whole file
-        bool lyingRanges = false; // answers a range with another one
-        qint64 breakAfter = -1;   // closes the connection after this many bytes, with the first breaks answers
+        int status = 200;       // anything else is answered with this and without the content
+        bool ranges = true;     // false: always the whole file
+        qint64 breakAfter = -1; // closes the connection after this many bytes, with the first breaks answers
         int breaks = 0;
         qint64 bytesPerSecond = 0; // 0: at once
-        QByteArray redirectTo;
     };
     struct Request
     {

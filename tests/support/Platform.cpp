@@ -3,7 +3,6 @@
 #include "tarn/link/HubPort.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
-#include "tarn/visualized/IVisualizedService.h"
 #include <QDir>
 #include <QFile>
 #include <QProcessEnvironment>
@@ -33,7 +32,7 @@ Platform::Platform()
 
 Platform::~Platform()
 {
-    for (QProcess *process : {m_host.get(), m_services.get(), m_hub.get()})
+    for (QProcess *process : {m_services.get(), m_hub.get()})
         terminate(process);
     for (auto it = m_outerEnvironment.cbegin(); it != m_outerEnvironment.cend(); ++it) {
         if (it.value().isNull())
@@ -91,13 +90,7 @@ bool Platform::startServices()
     return m_services->state() == QProcess::Running;
 }
 
-bool Platform::startHost(const QStringList &arguments)
-{
-    m_host = start(QStringLiteral("visualized-host"), arguments);
-    return waitForTag(visualized::DefaultTag);
-}
-
-bool Platform::waitForTag(const QString &tag, int timeoutMs)
+bool Platform::waitForTag(const QString &tag)
 {
     return QTest::qWaitFor(
         [&] {
@@ -106,7 +99,7 @@ bool Platform::waitForTag(const QString &tag, int timeoutMs)
             const auto result = connection.call(tag, QStringLiteral("GetUnreadCount"), {}, 1000);
             return result.arrived() || !result.errorText.isEmpty();
         },
-        timeoutMs);
+        StartTimeout);
 }
 
 qint64 Platform::servicesOfHub() const
@@ -146,23 +139,17 @@ void Platform::kill(QProcess *process)
     process->waitForFinished();
 }
 
-Platform::Result Platform::run(const QString &name, const QStringList &arguments, const QByteArray &input,
-                               int timeoutMs)
+Platform::Result Platform::tarnctl(const QStringList &arguments, const QByteArray &input)
 {
     QProcess process;
-    process.start(program(name), arguments);
+    process.start(program(QStringLiteral("tarnctl")), arguments);
     process.write(input);
     process.closeWriteChannel();
-    const bool ended = process.waitForFinished(timeoutMs);
+    const bool ended = process.waitForFinished();
     if (!ended)
         kill(&process);
     const bool normal = ended && process.exitStatus() == QProcess::NormalExit;
     return {normal ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-Platform::Result Platform::tarnctl(const QStringList &arguments, const QByteArray &input)
-{
-    return run(QStringLiteral("tarnctl"), arguments, input);
 }
 
 } // namespace tarn::test

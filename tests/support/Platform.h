@@ -9,8 +9,8 @@
 
 namespace tarn::test {
 
-/// A platform of a test's own: private directories for shared-memory keys, sockets and data, with a hub, its services
-/// and a host in them. While the object lives, TMPDIR, XDG_RUNTIME_DIR and XDG_DATA_HOME of this process point there
+/// A platform of a test's own: private directories for shared-memory keys, sockets and data, with a hub and its services in
+/// them. While the object lives, TMPDIR, XDG_RUNTIME_DIR and XDG_DATA_HOME of this process point there
 /// too, so that a client inside the test meets the same hub. One at a time; main thread.
 ///
 /// Programs come from TARN_BIN_DIR (set by ctest). What they write goes to the test's standard error output.
@@ -39,20 +39,16 @@ public:
     bool startHubAlone();
     /// The services without a hub's care, for tests that kill them; needs a running hub to be of use.
     bool startServices();
-    /// @return when the tag is registered
-    bool startHost(const QStringList &arguments = {});
-    bool waitForTag(const QString &tag, int timeoutMs = 10000);
+    bool waitForTag(const QString &tag);
 
     QProcess *hub() { return m_hub.get(); }
     QProcess *services() { return m_services.get(); }
-    QProcess *host() { return m_host.get(); }
     qint64 servicesOfHub() const; ///< process id of the tarn-services that the hub runs, 0 if none
 
     static bool terminate(QProcess *process, int timeoutMs = 10000); ///< SIGTERM; false when it had to be killed
     static void kill(QProcess *process);                             ///< SIGKILL
 
-    /// Runs a program of the platform to its end.
-    Result run(const QString &name, const QStringList &arguments, const QByteArray &input = {}, int timeoutMs = 30000);
+    /// Runs it to its end.
     Result tarnctl(const QStringList &arguments, const QByteArray &input = {});
 
 private:
@@ -63,7 +59,6 @@ private:
     QHash<QByteArray, QByteArray> m_outerEnvironment;
     std::unique_ptr<QProcess> m_hub;
     std::unique_ptr<QProcess> m_services;
-    std::unique_ptr<QProcess> m_host;
 };
 
 } // namespace tarn::test

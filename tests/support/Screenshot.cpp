@@ -10,12 +10,6 @@
 
 namespace {
 
-struct Free
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-template <class T>
-using Reply = std::unique_ptr<T, Free>;
 using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
 
 Connection connectDisplay()
@@ -48,13 +42,6 @@ QImage grab(const Connection &connection, const xcb_screen_t &screen, const QRec
 }
 
 } // namespace
-
-QImage screenshot::screen()
-{
-    const Connection connection = connectDisplay();
-    const xcb_screen_t *screen = firstScreen(connection);
-    return screen ? grab(connection, *screen, rootRect(*screen)) : QImage();
-}
 
 QImage screenshot::window(quint32 id)
 {

@@ -6,7 +6,6 @@
 // them. On another platform plug-in the results are null images.
 namespace screenshot {
 
-QImage screen();
 // The screen's area under the window, cut at the screen's edges; `id` may belong to another process.
 QImage window(quint32 id);
 // Writes a PNG and makes its folder; false when the image is null or the file cannot be written.

@@ -1,19 +1,16 @@
 #!/bin/bash
-# with-x.sh [-w WM] [-s WxHxDEPTH] [-d DPI] [-x "extra server arguments"] [-D] -- COMMAND [ARG...]
+# with-x.sh [-w WM] [-s WxHxDEPTH] [-d DPI] -- COMMAND [ARG...]
 # Runs COMMAND on a private desktop: an X server on a free display, a session bus, a window manager (openbox unless -w says
 # otherwise; "none" for none), and a home, temporary and runtime directory of its own. Ends only what it started; the exit
 # status is COMMAND's (3: no X server, 4: no window manager).
-# -D takes Xorg with the dummy driver, whose outputs DUMMY0..15 can be switched at run time (two screens, rotation).
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-wm=openbox size=1920x1080x24 dpi=96 extra='' dummy=''
-while getopts w:s:d:x:D opt; do
+wm=openbox size=1920x1080x24 dpi=96
+while getopts w:s:d: opt; do
     case $opt in
     w) wm=$OPTARG ;;
     s) size=$OPTARG ;;
     d) dpi=$OPTARG ;;
-    x) extra=$OPTARG ;;
-    D) dummy=1 ;;
     *) exit 2 ;;
     esac
 done
@@ -44,14 +41,7 @@ trap cleanup EXIT
 trap '[ -n "$child" ] && kill "$child" 2>/dev/null' TERM INT HUP
 
 mkfifo "$tmp/display" "$tmp/bus"
-common=(-displayfd 7 -dpi "$dpi" -nolisten tcp -noreset)
-# shellcheck disable=SC2086 # $extra holds several arguments
-if [ -n "$dummy" ]; then
-    Xorg "${common[@]}" -config "$here/dummy.conf" -logfile "$tmp/xorg.log" -novtswitch -sharevts -keeptty $extra \
-        7>"$tmp/display" >"$tmp/server.log" 2>&1 &
-else
-    Xvfb "${common[@]}" -screen 0 "$size" $extra 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
-fi
+Xvfb -displayfd 7 -dpi "$dpi" -nolisten tcp -noreset -screen 0 "$size" 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
 pids+=($!)
 if ! read -r -t 30 number <"$tmp/display"; then
     echo "with-x: no X server" >&2

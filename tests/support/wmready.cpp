@@ -3,8 +3,8 @@
 // maps a small window, and a new one every 100 ms, until one gets WM_STATE.
 
 #include "XReply.h"
-#include "XWatch.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
@@ -12,14 +12,9 @@
 
 namespace {
 
-constexpr int64_t ProbeNs = 100'000'000;
-
-struct Free
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-template <class T>
-using Reply = std::unique_ptr<T, Free>;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+constexpr milliseconds Probe(100);
 
 xcb_atom_t atom(xcb_connection_t *connection, const char *name)
 {
@@ -46,15 +41,16 @@ bool isManaged(xcb_connection_t *connection, xcb_window_t window, xcb_atom_t sta
     return reply && reply->type != XCB_ATOM_NONE;
 }
 
-// Waits for the window manager's mark on one probe window, at most ProbeNs.
+// Waits for the window manager's mark on one probe window, at most for the time of a probe.
 bool waitManaged(xcb_connection_t *connection, xcb_window_t window, xcb_atom_t state)
 {
-    const int64_t end = nowNs() + ProbeNs;
-    for (int64_t left = ProbeNs; left > 0; left = end - nowNs()) {
+    const auto end = Clock::now() + Probe;
+    while (Clock::now() < end) {
         if (isManaged(connection, window, state))
             return true;
         pollfd wait{xcb_get_file_descriptor(connection), POLLIN, 0};
-        poll(&wait, 1, static_cast<int>(left / 1'000'000) + 1);
+        const auto left = std::chrono::duration_cast<milliseconds>(end - Clock::now());
+        poll(&wait, 1, static_cast<int>(left.count()) + 1);
         while (XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection)}) {
         }
     }
@@ -72,7 +68,7 @@ int main(int argc, char **argv)
     const xcb_screen_t &screen = *xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
     const xcb_atom_t state = atom(connection, "WM_STATE");
     bool managed = false;
-    for (const int64_t end = nowNs() + timeoutMs * 1'000'000LL; !managed && nowNs() < end;) {
+    for (const auto end = Clock::now() + milliseconds(timeoutMs); !managed && Clock::now() < end;) {
         const xcb_window_t probe = mapProbe(connection, screen);
         managed = waitManaged(connection, probe, state);
         xcb_destroy_window(connection, probe);

@@ -1,6 +1,6 @@
 #include "XWatch.h"
 
-#include "XReply.h"
+#include "support/XReply.h"
 
 #include <chrono>
 #include <ctime>
@@ -8,13 +8,6 @@
 #include <xcb/damage.h>
 
 namespace {
-
-struct Free
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-template <class T>
-using Reply = std::unique_ptr<T, Free>;
 
 void roundTrip(xcb_connection_t *connection)
 {
