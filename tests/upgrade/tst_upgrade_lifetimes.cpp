@@ -14,20 +14,12 @@ using tasks::picture;
 using tasks::task;
 
 namespace {
-constexpr char Yes[] = "是";
-
 void processDeletions()
 {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCoreApplication::processEvents();
 }
 } // namespace
-
-// Each death is tried under each box.
-enum class Box { Cancel, ProgramRunning, Report, Close };
-enum class Death { RowCancelled, RowInstalled, WindowCloses, WindowDies };
-Q_DECLARE_METATYPE(Box)
-Q_DECLARE_METATYPE(Death)
 
 class tst_upgrade_lifetimes : public QObject
 {
@@ -42,13 +34,30 @@ private slots:
 
 private:
     void show(const QVariantList &list) { m_table->onRefreshUpgradeDtats(picture(list)); }
-    void openBox(Box box);
-    void die(Death death);
     int stops(const QString &name) const;
 
     QPointer<CUpgradeDialog> m_dialog;
     QPointer<CUpgradeTableWidget> m_table;
     bool m_programRuns = false;
+
+    // Each death is tried under each box.
+    const QMap<QString, std::function<void()>> m_boxes{
+        {"cancel question", // as the user does it, so that the button is on the stack as well
+         [this] {
+             QTest::mouseClick(m_table->cellWidget(0, 1)->findChild<QPushButton *>("cancelDownload"), Qt::LeftButton);
+         }},
+        {"program question",
+         [this] {
+             m_programRuns = true;
+             show({task("A", 2)});
+         }},
+        {"report", [this] { show({task("A", 11)}); }},
+        {"close question",
+         [this] { QTest::mouseClick(m_dialog->findChild<QPushButton *>("closeButton"), Qt::LeftButton); }}};
+    const QMap<QString, std::function<void()>> m_deaths{{"row cancelled", [this] { show({task("A", 4)}); }},
+                                                        {"row installed", [this] { show({task("A", 13)}); }},
+                                                        {"window closes", [this] { m_dialog->onClose(); }},
+                                                        {"window dies", [this] { delete m_dialog; }}};
 };
 
 void tst_upgrade_lifetimes::init()
@@ -78,77 +87,42 @@ int tst_upgrade_lifetimes::stops(const QString &name) const
     return count;
 }
 
-void tst_upgrade_lifetimes::openBox(Box box)
-{
-    switch (box) {
-    case Box::Cancel:
-        // As the user does it, so that the button is on the stack as well.
-        QTest::mouseClick(m_table->cellWidget(0, 1)->findChild<QPushButton *>("cancelDownload"), Qt::LeftButton);
-        break;
-    case Box::ProgramRunning:
-        m_programRuns = true;
-        show({task("A", 2)});
-        break;
-    case Box::Report:
-        show({task("A", 11)});
-        break;
-    case Box::Close:
-        QTest::mouseClick(m_dialog->findChild<QPushButton *>("closeButton"), Qt::LeftButton);
-        break;
-    }
-}
-
-void tst_upgrade_lifetimes::die(Death death)
-{
-    switch (death) {
-    case Death::RowCancelled:
-        show({task("A", 4)});
-        break;
-    case Death::RowInstalled:
-        show({task("A", 13)});
-        break;
-    case Death::WindowCloses:
-        m_dialog->onClose();
-        break;
-    case Death::WindowDies:
-        delete m_dialog;
-        break;
-    }
-}
-
 void tst_upgrade_lifetimes::deathsUnderBoxes_data()
 {
-    QTest::addColumn<Box>("box");
-    QTest::addColumn<Death>("death");
-    QTest::addColumn<QString>("answer"); // to a box that has outlived the death
+    QTest::addColumn<QString>("box");
+    QTest::addColumn<QString>("death");
+    QTest::addColumn<QString>("answer"); // to a box that outlives the death; else it must go by itself
     QTest::addColumn<int>("stopsOfA");
-    const auto yes = QString::fromUtf8(Yes);
-    QTest::newRow("cancel question, row cancelled") << Box::Cancel << Death::RowCancelled << yes << 1;
-    QTest::newRow("cancel question, window closes") << Box::Cancel << Death::WindowCloses << QString() << 1;
-    QTest::newRow("cancel question, window dies") << Box::Cancel << Death::WindowDies << QString() << 0;
-    QTest::newRow("program question, row installed") << Box::ProgramRunning << Death::RowInstalled << QString() << 0;
-    QTest::newRow("program question, window closes") << Box::ProgramRunning << Death::WindowCloses << QString() << 1;
-    QTest::newRow("program question, window dies") << Box::ProgramRunning << Death::WindowDies << QString() << 0;
-    QTest::newRow("report, row cancelled") << Box::Report << Death::RowCancelled << QStringLiteral("确定") << 0;
-    QTest::newRow("report, window dies") << Box::Report << Death::WindowDies << QString() << 0;
-    QTest::newRow("close question, row cancelled") << Box::Close << Death::RowCancelled << yes << 0;
-    QTest::newRow("close question, window dies") << Box::Close << Death::WindowDies << QString() << 0;
+    const auto add = [](const char *box, const char *death, const char *answer, int stops) {
+        QTest::addRow("%s, %s", box, death)
+            << QString::fromUtf8(box) << QString::fromUtf8(death) << QString::fromUtf8(answer) << stops;
+    };
+    add("cancel question", "row cancelled", "是", 1);
+    add("cancel question", "window closes", "", 1);
+    add("cancel question", "window dies", "", 0);
+    add("program question", "row installed", "", 0);
+    add("program question", "window closes", "", 1);
+    add("program question", "window dies", "", 0);
+    add("report", "row cancelled", "确定", 0);
+    add("report", "window dies", "", 0);
+    add("close question", "row cancelled", "是", 0);
+    add("close question", "window dies", "", 0);
 }
 
 void tst_upgrade_lifetimes::deathsUnderBoxes()
 {
-    QFETCH(Box, box);
-    QFETCH(Death, death);
+    QFETCH(QString, box);
+    QFETCH(QString, death);
     QFETCH(QString, answer);
     BoxScript boxes({[&](QDialog *opened) {
         const QPointer<QDialog> alive(opened);
-        die(death);
+        m_deaths.value(death)();
         if (!answer.isEmpty())
             BoxScript::press(alive, answer);
         else if (alive) // it must go by itself, with its row or its window
             QTRY_VERIFY(!alive || !alive->isVisible());
     }});
-    openBox(box);
+    m_boxes.value(box)();
     processDeletions();
     QVERIFY(boxes.isDone());
     QTEST(stops(QStringLiteral("A")), "stopsOfA");

@@ -24,11 +24,8 @@ class TestPlacement : public QObject
     const double m_scale = qMax(1.0, qEnvironmentVariable("QT_SCALE_FACTOR", QStringLiteral("1")).toDouble());
 
 private slots:
-    void scaling_data();
     void scaling();
-    void screenCentre_data();
     void screenCentre();
-    void overForeign_data();
     void overForeign();
     void dpiOfTheScreen();
     void sizesAreClamped();
@@ -36,67 +33,37 @@ private slots:
     void noDisplay();
 };
 
-void TestPlacement::scaling_data()
-{
-    QTest::addColumn<int>("value");
-    QTest::addColumn<int>("dpi");
-    QTest::addColumn<int>("expected");
-    QTest::newRow("120") << 35 << 120 << 44;          // 43.75
-    QTest::newRow("144, half up") << 35 << 144 << 53; // 52.5
-    QTest::newRow("144, negative half up") << -1 << 144 << -1;
-    QTest::newRow("below the design") << 100 << 72 << 75;
-    QTest::newRow("beyond int") << INT_MAX << 192 << INT_MAX;
-}
-
 void TestPlacement::scaling()
 {
-    QFETCH(int, value);
-    QFETCH(int, dpi);
-    QTEST(placement::scaled(value, dpi), "expected");
+    QCOMPARE(placement::scaled(35, 120), 44); // 43.75
+    QCOMPARE(placement::scaled(35, 144), 53); // 52.5: a half goes up,
+    QCOMPARE(placement::scaled(-1, 144), -1); // also below zero
+    QCOMPARE(placement::scaled(100, 72), 75);
+    QCOMPARE(placement::scaled(INT_MAX, 192), INT_MAX);
 }
 
-void TestPlacement::screenCentre_data()
-{
-    QTest::addColumn<QRect>("available");
-    QTest::addColumn<QRect>("dialog");
-    QTest::addColumn<QPoint>("expected");
-    const QRect dialog(0, 0, 400, 300);
-    QTest::newRow("panel at the bottom") << QRect(0, 0, 1920, 1040) << dialog << QPoint(760, 370);
-    QTest::newRow("screen to the left: origin not added") << QRect(-1280, 0, 1280, 1024) << dialog << QPoint(440, 362);
-    QTest::newRow("dialog elsewhere") << QRect(0, 0, 1001, 801) << QRect(-77, 900, 400, 300) << QPoint(300, 250);
-    QTest::newRow("dialog larger than the screen")
-        << QRect(0, 0, 800, 600) << QRect(0, 0, 1003, 701) << QPoint(-101, -50);
-}
-
+// In the middle of the room that panels leave; the origin of that room is not added.
 void TestPlacement::screenCentre()
 {
-    QFETCH(QRect, available);
-    QFETCH(QRect, dialog);
-    QTEST(placement::screenCentre(available, dialog), "expected");
+    const QRect dialog(-77, 900, 400, 300);
+    QCOMPARE(placement::screenCentre(QRect(0, 0, 1920, 1040), dialog), QPoint(760, 370));
+    QCOMPARE(placement::screenCentre(QRect(-1280, 0, 1280, 1024), dialog), QPoint(440, 362));
+    QCOMPARE(placement::screenCentre(QRect(0, 40, 1001, 801), dialog), QPoint(300, 250));
+    QCOMPARE(placement::screenCentre(QRect(0, 0, 800, 600), QRect(0, 0, 1003, 701)), QPoint(-101, -50));
 }
 
-void TestPlacement::overForeign_data()
-{
-    QTest::addColumn<QRect>("parent"); // device pixels
-    QTest::addColumn<double>("ratio");
-    QTest::addColumn<int>("offset");
-    QTest::addColumn<QPoint>("expected");
-    QTest::newRow("offset goes off both") << QRect(100, 50, 800, 600) << 1.0 << 15 << QPoint(285, 185);
-    QTest::newRow("ratio 2, half up") << QRect(101, 51, 1600, 1200) << 2.0 << 0 << QPoint(251, 176);
-    QTest::newRow("ratio 1.25") << QRect(101, 51, 1000, 801) << 1.25 << 0 << QPoint(281, 211);
-    QTest::newRow("left of the origin, half up") << QRect(-3, -5, 1600, 1200) << 2.0 << 0 << QPoint(199, 148);
-    QTest::newRow("parent smaller than the dialog") << QRect(500, 500, 101, 101) << 1.0 << 0 << QPoint(351, 401);
-}
-
+// The parent is given in device pixels.
 void TestPlacement::overForeign()
 {
-    QFETCH(QRect, parent);
-    QFETCH(double, ratio);
-    QFETCH(int, offset);
-    QFETCH(QPoint, expected);
-    const QSize dialog(400, 300);
-    const placement::ForeignGeometry foreign{parent.x(), parent.y(), parent.width(), parent.height()};
-    QCOMPARE(placement::overForeign(foreign, ratio, dialog, offset), QRect(expected, dialog));
+    const auto place = [](const placement::ForeignGeometry &parent, double ratio, int offset) {
+        return placement::overForeign(parent, ratio, QSize(400, 300), offset);
+    };
+    const QSize same(400, 300);
+    QCOMPARE(place({100, 50, 800, 600}, 1.0, 15), QRect(QPoint(285, 185), same));  // the offset goes off both
+    QCOMPARE(place({101, 51, 1600, 1200}, 2.0, 0), QRect(QPoint(251, 176), same)); // a half goes up,
+    QCOMPARE(place({-3, -5, 1600, 1200}, 2.0, 0), QRect(QPoint(199, 148), same));  // also below zero
+    QCOMPARE(place({101, 51, 1000, 801}, 1.25, 0), QRect(QPoint(281, 211), same));
+    QCOMPARE(place({500, 500, 101, 101}, 1.0, 0), QRect(QPoint(351, 401), same));
 }
 
 void TestPlacement::dpiOfTheScreen()

@@ -20,7 +20,6 @@ private slots:
     void init();
     void cleanup();
     void trayComesAndGoes();
-    void menu();
     void shownAgainAfterAReport();
     void realDrag();
 
@@ -115,18 +114,6 @@ void tst_tray::trayComesAndGoes()
     QTRY_VERIFY_WITH_TIMEOUT(iconIsThere(), 10000);
     m_dialog->onClose();
     QTRY_VERIFY(!iconIsThere());
-}
-
-void tst_tray::menu()
-{
-    startTray();
-    m_dialog->showUpgradeDialog();
-    m_dialog->onMinumBtnClicked();
-    QMenu *menu = m_icon->contextMenu();
-    QVERIFY(clickUntil([menu] { return menu->isVisible(); }, 3));
-    const QPoint open = menu->mapToGlobal(menu->actionGeometry(menu->actions().at(0)).center());
-    m_input.click(open.x(), open.y());
-    QTRY_VERIFY(m_dialog->isVisible());
 }
 
 void tst_tray::shownAgainAfterAReport()
