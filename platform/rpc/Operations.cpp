@@ -56,15 +56,16 @@ QVector<Operation> upgradeOperations()
                   {records("exactly one software update record")}),
         operation("showUpgradeDownloadDialog", "upgrade", upgrade::code::Ok,
                   "Shows the online-upgrade window with the running tasks.", {}),
-        operation("showSilentPatchInstallDialog", "upgrade", upgrade::code::Ok,
-                  "Installs a downloaded patch behind a progress dialog, or tells how far that is.",
-                  {required(SoftwareName, "string", "product"),
-                   key(QueryOnly, "bool", "only answer the state, show nothing"),
-                   key(SettingsPath, "string", "INI file with \"ExeName\""),
-                   key(LocalFile, "string", "path of the downloaded package"),
-                   key(InstallDir, "string", "directory of the product"),
-                   key(Restart, "bool", "start the product again afterwards")},
-                  {key(SilentState, "int", "1 installing or unknown, 2 done, 99 failed; 2 and 99 are told once")}),
+        operation(
+            "showSilentPatchInstallDialog", "upgrade", upgrade::code::Ok,
+            "Shows that a downloaded patch is being installed and checks its package, or tells how far that is. The "
+            "installation itself is the caller's.",
+            {required(SoftwareName, "string", "product"), key(QueryOnly, "bool", "only answer the state, show nothing"),
+             key(SettingsPath, "string", "INI file with \"ExeName\""),
+             key(LocalFile, "string", "path of the downloaded package"),
+             key(InstallDir, "string", "directory of the product"),
+             key(Restart, "bool", "start the product again afterwards")},
+            {key(SilentState, "int", "1 installing or unknown, 2 done, 99 failed; 2 and 99 are told once")}),
     };
 }
 

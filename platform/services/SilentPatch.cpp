@@ -5,6 +5,7 @@
 #include "tarn/link/MessageWire.h"
 #include "tarn/upgrade/UpgradeKeys.h"
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <utility>
 
 namespace tarn::services {
@@ -26,6 +27,17 @@ QString operation()
 QString nobodyWaits()
 {
     return QStringLiteral("nobody waits for the result any more");
+}
+
+// The product's own program; empty for one outside of its directory, which others use too.
+QString productProgram(const InstalledSoftware &software)
+{
+    const QString file = QFileInfo(software.exePath).canonicalFilePath();
+    if (file.startsWith(QFileInfo(software.directory).canonicalFilePath() + QLatin1Char('/')))
+        return file;
+    qCInfo(servicesLog).noquote()
+        << QStringLiteral("%1 has no program of its own: %2").arg(software.name, software.exePath);
+    return {};
 }
 
 bool isSame(const UpgradeTask &one, const UpgradeTask &other)
@@ -66,8 +78,8 @@ QVariantMap SilentPatch::report() const
 QString SilentPatch::download()
 {
     UpgradeTask task;
-    const QString error = m_tools.engine([&](UpgradeEngine &engine) {
-        const QString failure = engine.start(m_task); // changes nothing when the product has an active task
+    QString error = m_tools.engine([&](UpgradeEngine &engine) {
+        QString failure = engine.start(m_task); // changes nothing when the product has an active task
         return failure.isEmpty() ? engine.taskOf(m_software.name, &task) : failure;
     });
     if (!error.isEmpty())
@@ -79,7 +91,7 @@ QString SilentPatch::download()
 
 QString SilentPatch::makeWay(bool killRunning)
 {
-    const RunningProgram program(m_software.exePath);
+    const RunningProgram program(productProgram(m_software));
     if (!program.isRunning())
         return {};
     return killRunning ? program.end(EndTimeout) : QStringLiteral("the product is running: %1").arg(m_software.exePath);
@@ -142,8 +154,7 @@ QString SilentPatch::abandon(const QString &reason)
 QString SilentPatch::awaitEndOf(int state, UpgradeTask *task)
 {
     while (!m_tools.isCancelled()) {
-        const QString error =
-            m_tools.engine([&](UpgradeEngine &engine) { return engine.taskOf(m_software.name, task); });
+        QString error = m_tools.engine([&](UpgradeEngine &engine) { return engine.taskOf(m_software.name, task); });
         if (!error.isEmpty())
             return error;
         if (task->state == state::Cancelled)

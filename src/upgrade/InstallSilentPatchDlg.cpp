@@ -23,8 +23,8 @@ namespace key = tarn::upgrade::key;
 namespace {
 constexpr int StateInstalling = 1;
 constexpr int StateFailed = 99;
-constexpr int ForcedQuitTimeout = 30000;            // ms
-constexpr qint64 MaxSettingsSize = 4 * 1024 * 1024; // bytes
+constexpr int ForcedQuitTimeout = 30000;                    // ms
+constexpr qint64 MaxSettingsSize = qint64(4) * 1024 * 1024; // bytes
 
 // Metrics (design pixels at 96 DPI)
 constexpr QSize WindowSize(400, 60);

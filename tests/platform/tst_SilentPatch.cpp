@@ -51,6 +51,7 @@ private slots:
     void lateFailureDoesNotUndoIt();
     void otherTasksAreLeftAlone();
     void callerWhoGoesEndsIt();
+    void programsOutsideAreNotTheProducts();
     void refusesWhatIsWrong();
 
 private:
@@ -220,6 +221,19 @@ void TestSilentPatch::callerWhoGoesEndsIt()
     QVERIFY(!patch(context).accepted);
     QCOMPARE(patchVersion(), QString("1.0.1"));
     QCOMPARE(taskState(), int(tarn::upgrade::state::Cancelled));
+}
+
+void TestSilentPatch::programsOutsideAreNotTheProducts()
+{
+    QProcess shared;
+    shared.start("/bin/sleep", {"600"});
+    QVERIFY(shared.waitForStarted());
+    QVERIFY(QFile::remove(m_product + "/bin/program") && QFile::link("/bin/sleep", m_product + "/bin/program"));
+    const Bag bag{{{key::SoftwareName, Product}, {wire::KillRunning, true}}, {}};
+    QVERIFY(m_service->invoke(wire::method::PatchSilently, bag, Context()).accepted);
+    QVERIFY(!shared.waitForFinished(100));
+    shared.kill();
+    QVERIFY(shared.waitForFinished());
 }
 
 void TestSilentPatch::refusesWhatIsWrong()

@@ -5,6 +5,7 @@
 #include "support/LogCatcher.h"
 #include "upgrade/BoxScript.h"
 #include "upgrade/SilentRequests.h"
+#include <QDir>
 #include <QMovie>
 #include <QRandomGenerator>
 #include <QScreen>
@@ -47,6 +48,11 @@ int query(const QString &name)
 int workers(const LogCatcher &log)
 {
     return log.texts(QtDebugMsg).filter("静默补丁安装：软件名称：").size();
+}
+
+int threadsOfThisProcess()
+{
+    return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 void processDeletions()
@@ -288,6 +294,7 @@ void tst_silent_dialog::sameNameTwice()
 void tst_silent_dialog::manyNamesAtOnce()
 {
     const LogCatcher log;
+    const int threads = threadsOfThisProcess();
     QStringList names{"Draw", "draw", "DRAW", " draw", "draw ", "dr aw", " "};
     while (names.size() < 100)
         names << QStringLiteral("产品%1").arg(names.size());
@@ -298,8 +305,9 @@ void tst_silent_dialog::manyNamesAtOnce()
         QCOMPARE(visibleDialogs().size(), names.size());
         processDeletions();
         QCOMPARE(visibleDialogs().size(), names.size());
+        QTRY_COMPARE(threadsOfThisProcess(), threads); // ended workers are kept, their threads are not
         for (CInstallSilentPatchDlg *dialog : visibleDialogs())
-            dialog->close(); // ends the workers
+            dialog->close();
     }
     QCOMPARE(workers(log), names.size());
     for (const QString &name : names) {
