@@ -1,4 +1,6 @@
 #pragma once
+#include "frame/VisualizedEvents.h"
+#include "frame/VisualizedManager.h"
 #include "support/Args.h"
 #include "upgrade/InstallSilentPatchDlg.h"
 #include <QApplication>
@@ -13,6 +15,12 @@ inline QSharedPointer<args::PatchIn> request(const QVariant &name, const QVarian
     for (auto it = further.cbegin(); it != further.cend(); ++it)
         values.insert(it.key(), it.value());
     return args::input<args::PatchIn>(values);
+}
+
+inline void send(const QSharedPointer<args::PatchIn> &input)
+{
+    CVisualizedEvents event(CVisualizedEvents::eShowSilentPatchInstallDialog, new CSilentPatchInstallEveData(input));
+    QCoreApplication::sendEvent(CVisualizedManager::GetInstance(), &event);
 }
 
 inline QList<CInstallSilentPatchDlg *> visibleDialogs()

@@ -1,5 +1,4 @@
 // The silent patch installation dialog, alone and in the manager's hands.
-#include "frame/VisualizedEvents.h"
 #include "frame/VisualizedManager.h"
 #include "frame/VisualizedOperateManager.h"
 #include "support/LogCatcher.h"
@@ -17,18 +16,13 @@
 
 using silent::LongWork;
 using silent::request;
+using silent::send;
 using silent::visibleDialogs;
 
 namespace {
 CVisualizedManager *manager()
 {
     return CVisualizedManager::GetInstance();
-}
-
-void send(const QSharedPointer<args::PatchIn> &input)
-{
-    CVisualizedEvents event(CVisualizedEvents::eShowSilentPatchInstallDialog, new CSilentPatchInstallEveData(input));
-    QCoreApplication::sendEvent(manager(), &event);
 }
 
 // What the operation answers, as an RPC thread asks it.

@@ -5,6 +5,7 @@
 #include "support/XReply.h"
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/Records.h"
+#include "upgrade/SilentRequests.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "widgets/QuestionMessageBox.h"
 #include <QTest>
@@ -60,6 +61,21 @@ private:
     int m_keys = 0;
 };
 
+// The window that comes when its service asks for it.
+QDialog *openWindow(const QString &name, const QVariantMap &record)
+{
+    if (name == "silent installation") {
+        silent::send(silent::request("甲"));
+        return onlyWindow<CInstallSilentPatchDlg>();
+    }
+    if (name == "update notes") {
+        sendNotes(record);
+        return onlyWindow<CUpdateExplainDial>();
+    }
+    sendCheck({record, released("乙")});
+    return onlyWindow<CCheckUpdateDial>();
+}
+
 } // namespace
 
 // Windows that come while the user types into another program: wherever the window manager puts the keyboard, nothing is
@@ -76,37 +92,37 @@ private slots:
 
 void TestTyping::nothingIsPressed_data()
 {
-    QTest::addColumn<bool>("notes");
-    QTest::newRow("check-update prompt") << false;
-    QTest::newRow("update notes") << true;
+    QTest::addColumn<QString>("window");
+    for (const char *window : {"check-update prompt", "update notes", "silent installation"})
+        QTest::newRow(window) << QString::fromLatin1(window);
 }
 
 void TestTyping::nothingIsPressed()
 {
-    QFETCH(bool, notes);
+    QFETCH(QString, window);
     CVtServiceClient::GetInstance();
     FakeClient::fake().reset();
     const LogCatcher log;
+    const silent::LongWork longWork;
     Other other;
     XInput input;
     QTRY_VERIFY(other.hasFocus());
     QVariantMap record = released("甲");
     record.insert("旧版本补丁包", section("甲", "1.0.1"));
     constexpr uint32_t Typed[] = {0x20, 0xff0d, 0xff09, 0x20, 0x61, 0xff09, 0xff0d, 0x20, 0xff1b}; // incl. Tab, Escape
-    QPointer<QDialog> window;
+    QPointer<QDialog> opened;
     int typed = 0;
     while (typed < 300) {
         QVERIFY(input.key(Typed[typed % std::size(Typed)]));
         if (++typed == 20) {
             QTRY_COMPARE(other.keys(), 20); // they really go there
-            notes ? sendNotes(record) : sendCheck({record, released("乙")});
-            window = notes ? static_cast<QDialog *>(onlyWindow<CUpdateExplainDial>()) : onlyWindow<CCheckUpdateDial>();
+            opened = openWindow(window, record);
         }
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     }
-    QTRY_VERIFY(window && window->windowHandle() && window->windowHandle()->isExposed());
-    QVERIFY(window->isVisible());
-    QVERIFY(!window->focusWidget() || window->focusWidget() == window);
+    QTRY_VERIFY(opened && opened->windowHandle() && opened->windowHandle()->isExposed());
+    QVERIFY(opened->isVisible());
+    QVERIFY(!opened->focusWidget() || opened->focusWidget() == opened);
     QVERIFY(windows<QuestionMessageBox>().isEmpty());
     QVERIFY2(FakeClient::fake().operations().isEmpty(), qPrintable(FakeClient::fake().operations().join(' ')));
     for (const QString &line : log.texts(QtInfoMsg))
