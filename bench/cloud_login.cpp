@@ -7,13 +7,13 @@
 //               meanwhile: how many, median, 99 of 100, longest
 // It loads a client library that no service stands behind.
 
+#include "XWatch.h"
 #include "frame/ManagerAccess.h"
 #include "frame/VisualizedManager.h"
 #include "frame/VtServiceClient.h"
 #include "login/CloudCalls.h"
 #include "login/YunLoginDlg.h"
 #include "support/FakeClient.h"
-#include "support/XWatch.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/core/BagArgs.h"
 
