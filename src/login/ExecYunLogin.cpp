@@ -5,6 +5,7 @@
 #include <QFutureWatcher>
 #include <QtConcurrent>
 #include <memory>
+#include <utility>
 
 namespace {
 /// Everything that the call needs, alive until the thread has left it. The lease goes last: the argument objects are
@@ -23,8 +24,8 @@ void ExecYunLogin(ICloudServiceAssistant *assistant, QSharedPointer<ICloudServic
     if (!assistant || !input || !output)
         return;
     auto call = std::make_shared<Call>();
-    call->input = input;
-    call->output = output;
+    call->input = std::move(input); // the thread's alone: the library may be unloaded under the loop
+    call->output = std::move(output);
     QEventLoop loop;
     QFutureWatcher<void> watcher;
     QObject::connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit);

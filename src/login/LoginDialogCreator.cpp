@@ -36,6 +36,7 @@ LoginDialogCreator *LoginDialogCreator::getInst()
 void LoginDialogCreator::FreeInst()
 {
     delete s_instance.exchange(nullptr);
+    CYunLoginDialog::abandonAttempt();
     if (!CQueryQRCodeResult::waitForStopped(PollersMs))
         VT_LOG(warning) << QStringLiteral("【云登录】扫码结果查询仍在等待云服务的应答。");
 }

@@ -16,21 +16,33 @@
 
 namespace key = tarn::cloud::key;
 
-bool CYunLoginDialog::s_underWay = false;
+/// A sign-in by password, from the call to its answer. The argument objects are the client library's, so the lease goes
+/// last; input goes first, since it shares the password's buffer.
+struct CYunLoginDialog::Attempt
+{
+    explicit Attempt(const QString &secret)
+        : password(secret)
+    {
+    }
+    CVtServiceClient::Lease lease;
+    const SecretText password;
+    ICloudServiceAssistant::Output output;
+    ICloudServiceAssistant::Input input;
+};
 
-/// The dialog is disabled under a wait cursor for as long as both it and the call live.
+std::shared_ptr<CYunLoginDialog::Attempt> CYunLoginDialog::s_attempt;
+
+/// Disables the dialog under a wait cursor for as long as both live.
 class CYunLoginDialog::Waiting final
 {
 public:
     explicit Waiting(CYunLoginDialog *dialog)
         : m_dialog(dialog)
     {
-        s_underWay = true;
         dialog->beginWaiting();
     }
     ~Waiting()
     {
-        s_underWay = false;
         if (m_dialog)
             m_dialog->endWaiting();
     }
@@ -47,17 +59,18 @@ void CYunLoginDialog::InitAccountLogin()
     CIconEditWidget *accountField = loginform::makeField("accountEdit", QStringLiteral(":/images/images/user.svg"),
                                                          QStringLiteral("请输入账号"), page);
     m_account = accountField->lineEdit();
-    CCustomBtn *registerLink = loginform::makeSideButton("registerButton", QStringLiteral("  注册账号  "), true, page);
     m_passwordField = loginform::makeField("passwordEdit", QStringLiteral(":/images/images/lock.svg"),
                                            QStringLiteral("请输入密码"), page);
     m_password = m_passwordField->lineEdit();
     m_password->setPasswordField(true);
     m_passwordField->setSuffixIconPath(QStringLiteral(":/images/images/closeEye.svg"));
     m_passwordField->setSuffixName(QStringLiteral("显示密码"));
-    CCustomBtn *forgetLink = loginform::makeSideButton("forgetButton", QStringLiteral("  忘记密码  "), true, page);
     m_rememberPassword = loginform::makeCheckBox("rememberPassword", QStringLiteral("记住密码"), page);
     m_accountAuto = loginform::makeCheckBox("accountAutoLogin", QStringLiteral("自动登录"), page);
     CCustomBtn *login = loginform::makeLoginButton("accountLoginButton", page);
+    // Tab goes from field to field; the links come after.
+    CCustomBtn *registerLink = loginform::makeSideButton("registerButton", QStringLiteral("  注册账号  "), true, page);
+    CCustomBtn *forgetLink = loginform::makeSideButton("forgetButton", QStringLiteral("  忘记密码  "), true, page);
 
     loginform::addRow(column, accountField, registerLink);
     loginform::addRow(column, m_passwordField, forgetLink);
@@ -154,27 +167,36 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
 
 cloudcalls::Outcome CYunLoginDialog::waitForAccountLogin(ICloudServiceAssistant &assistant)
 {
-    const CVtServiceClient::Lease lease; // the argument objects are the client library's
-    const SecretText password(m_password->text());
-    const auto input = assistant.CreateInputArgs();
-    const auto output = assistant.CreateOutputArgs();
-    input->SetValue(key::User, m_account->text());
-    input->SetValue(key::Password, password.text());
-    input->SetValue(key::AutoLogin, m_accountAuto->isChecked());
-    input->SetValue(key::Remember, m_rememberPassword->isChecked());
-    input->SetValue(key::YunLockErrorTip, m_yunLockErrorTip);
+    s_attempt = std::make_shared<Attempt>(m_password->text());
+    s_attempt->output = assistant.CreateOutputArgs();
+    s_attempt->input = assistant.CreateInputArgs();
+    s_attempt->input->SetValue(key::User, m_account->text());
+    s_attempt->input->SetValue(key::Password, s_attempt->password.text());
+    s_attempt->input->SetValue(key::AutoLogin, m_accountAuto->isChecked());
+    s_attempt->input->SetValue(key::Remember, m_rememberPassword->isChecked());
+    s_attempt->input->SetValue(key::YunLockErrorTip, m_yunLockErrorTip);
+    const std::weak_ptr<Attempt> running = s_attempt;
     {
         const Waiting waiting(this);
-        ExecYunLogin(&assistant, input, output);
+        ExecYunLogin(&assistant, s_attempt->input, s_attempt->output);
     }
-    input->SetValue(key::Password, QVariant()); // so that the buffer is password's alone when it is overwritten
-    return cloudcalls::outcomeOf(*output);
+    const std::shared_ptr<Attempt> attempt = running.lock();
+    if (!attempt)
+        return {tarn::cloud::code::NoConnection, QStringLiteral("服务正在停止"), {}};
+    s_attempt.reset();
+    attempt->input->SetValue(key::Password, QVariant()); // what the call leaves behind must not share the buffer
+    return cloudcalls::outcomeOf(*attempt->output);
+}
+
+void CYunLoginDialog::abandonAttempt()
+{
+    s_attempt.reset();
 }
 
 // Also a dialog that was closed meanwhile can have an attempt under way.
 bool CYunLoginDialog::mayStart()
 {
-    if (!s_underWay)
+    if (!s_attempt)
         return true;
     if (!m_waiting)
         showLoginTip(QStringLiteral("上一次登录尚未完成，请稍候再试。"), eTipNormal);

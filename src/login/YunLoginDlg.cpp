@@ -61,6 +61,8 @@ CYunLoginDialog::~CYunLoginDialog()
 
 void CYunLoginDialog::InitDialog()
 {
+    if (m_tabs)
+        return;
     setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
     look::prepareWindow(this, QStringLiteral("云账号登录"));
     setObjectName(QStringLiteral("CYunLoginDialog")); // also for a derived class

@@ -5,6 +5,7 @@
 #include <QDialog>
 #include <QPointer>
 #include <QSharedPointer>
+#include <memory>
 
 class CCustomBtn;
 class CCustomLineEdit;
@@ -26,12 +27,16 @@ public:
     explicit CYunLoginDialog(QWidget *parent = nullptr);
     ~CYunLoginDialog() override;
 
+    void InitDialog(); ///< part of the construction; a second call does nothing
     /// Sent with every sign-in from now on: whether the service is to show its tip about the cloud lock.
     void SetYunLockError(bool showTip) { m_yunLockErrorTip = showTip; }
     /// Who is told of a successful sign-in; null for nobody.
     void SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify) { m_notify = std::move(notify); }
     /// A message box over this dialog, which can be gone when it returns.
     void showLoginTip(const QString &text, eTipStatus status);
+
+    /// The service stops: lets go of what a sign-in under way holds of the client library. Its outcome is lost.
+    static void abandonAttempt();
 
     void reject() override; ///< Escape closes like the close button
 
@@ -71,9 +76,9 @@ private slots:
     void onPhoneEntered();
 
 private:
-    class Waiting; ///< a sign-in by password, from the call to its answer
+    class Waiting;
+    struct Attempt;
 
-    void InitDialog();
     CustomTitleBar *InitTitleBar();
     void InitLoginTypeTab();
     void InitAccountLogin();
@@ -134,5 +139,5 @@ private:
     QSharedPointer<ICloudLoginNotify> m_notify;
     WindowDrag m_drag{this};
 
-    static bool s_underWay; ///< a sign-in by password is, also that of a dialog that has gone
+    static std::shared_ptr<Attempt> s_attempt; ///< that of a dialog that has gone too; null when none is under way
 };
