@@ -2,7 +2,6 @@
 #include "e2e/Session.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <csignal>
@@ -29,7 +28,6 @@ class TestRestarts final : public QObject
 private slots:
     void hubKilledAndStartedAgain();
     void everythingKilledAndStartedAgain();
-    void callersThatDieInMidCall();
     void terminatedHostLeavesNothing();
 };
 
@@ -79,31 +77,6 @@ void TestRestarts::everythingKilledAndStartedAgain()
     const QByteArray after =
         session.tarnctl({QStringLiteral("message"), QStringLiteral("list"), QStringLiteral("--json")}).output;
     QCOMPARE(after, before);
-    QCOMPARE(session.stopHost(), 0);
-}
-
-void TestRestarts::callersThatDieInMidCall()
-{
-    Session session;
-    QVERIFY(session.startHost());
-    QVERIFY(session.waitReady());
-    const QVector<qint64> host = session.pids(Host);
-    // Killed at a later point each time: before, in and after the call.
-    for (int i = 0; i < 24; ++i) {
-        QProcess caller;
-        caller.setProcessEnvironment(session.environment());
-        caller.start(session.bin() + QStringLiteral("/tarnctl"),
-                     {QStringLiteral("call"), QStringLiteral("ShowNotifyMessage"), QStringLiteral("{\"MsgId\":\"\"}")});
-        QVERIFY(caller.waitForStarted());
-        caller.waitForFinished(3 * i);
-        caller.kill();
-        caller.waitForFinished();
-    }
-    QElapsedTimer timer;
-    timer.start();
-    QCOMPARE(session.tarnctl({QStringLiteral("status")}).exitCode, 0);
-    QVERIFY(timer.elapsed() < BackMs);
-    QCOMPARE(session.pids(Host), host);
     QCOMPARE(session.stopHost(), 0);
 }
 

@@ -16,7 +16,6 @@ const QString Product = QStringLiteral("云杉绘图"); // second in the prompt 
 
 // Places in the windows, at 96 dpi.
 constexpr QPoint SecondRowNotes(362, 165);
-constexpr QPoint IgnoreAll(257, 298);
 constexpr QPoint UpdateNow(733, 465);
 
 } // namespace
@@ -29,7 +28,6 @@ private slots:
     void initTestCase();
     void closingTheNotesLeadsToThePatch();
     void updateFromThePromptBecomesATask(); // then nothing is new for the product
-    void ignoreAllKeepsThePromptAway();
     void cleanupTestCase();
 
 private:
@@ -98,28 +96,6 @@ void TestUpgrade::closingTheNotesLeadsToThePatch()
     xclients::requestClose(patch.id); // asks nothing
     QVERIFY(popup::waitGone(patch.id));
     QVERIFY(m_session.hostRuns());
-}
-
-void TestUpgrade::ignoreAllKeepsThePromptAway()
-{
-    QVERIFY(!run({QStringLiteral("check")}).isEmpty());
-    const XClient prompt = popup::waitForWindow(Prompt);
-    QVERIFY(!prompt.isNull());
-    popup::click(&m_input, prompt, IgnoreAll);
-    QVERIFY(popup::waitGone(prompt.id));
-    QVERIFY(status().value(QStringLiteral("Ignores")).toArray().size() >= 12);
-    // What is left is the platform's own assistant, which the prompt never lists.
-    QVERIFY(!run({QStringLiteral("check")}).isEmpty());
-    QVERIFY(run({QStringLiteral("check"), QStringLiteral("--list")})
-                .contains(QStringLiteral("products with something new: 1\n岚川软件助手\n")));
-    QVERIFY(m_session.hostRuns());
-    QVERIFY(xclients::byRole(Prompt).isNull());
-    QVERIFY(!run({QStringLiteral("forget")}).isEmpty());
-    QVERIFY(!run({QStringLiteral("check")}).isEmpty());
-    const XClient again = popup::waitForWindow(Prompt);
-    QVERIFY(!again.isNull());
-    xclients::requestClose(again.id);
-    QVERIFY(popup::waitGone(again.id));
 }
 
 void TestUpgrade::cleanupTestCase()

@@ -47,7 +47,6 @@ private slots:
 
     void createBinds();
     void createFails();
-    void hubComesLater();
     void fonts();
     void destroyInOrder();
     void createAfterDestroy();
@@ -104,18 +103,6 @@ void TestCreator::createFails()
     QVERIFY(m_log->has(QtInfoMsg,
                        "[CVisualizedServiceCreator::create]适配器添加接口指针失败，错误信息[标签已被占用 %1 %2]"));
     QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
-}
-
-void TestCreator::hubComesLater()
-{
-    m_hub.reset();
-    CVisualizedServiceCreator creator;
-    QVERIFY(!creator.create("IVisualizedService"));
-    m_hub = std::make_unique<QSharedMemory>(QStringLiteral("VtServicePort"));
-    QVERIFY(m_hub->create(16));
-    memcpy(m_hub->data(), "40128", 6);
-    QVERIFY(creator.create("IVisualizedService"));
-    QCOMPARE(fakerpc::record().settings.value("Port"), QString("40128"));
 }
 
 void TestCreator::fonts()

@@ -327,18 +327,7 @@ void TestOperations::shutWhileCallsArrive()
 
 void TestOperations::handOut()
 {
-    class Out final : public IVisualizedService_OutputArg
-    {
-    public:
-        void SetValue(const QString &, const QVariant &) override {}
-        QVariant GetValue(const QString &) override { return {}; }
-        void SetError(const QString &) override {}
-        QString GetError() override { return {}; }
-        void SetRetCode(int value) override { code = value; }
-        int GetRetCode() override { return code; }
-        int code = 0;
-    };
-    const auto out = QSharedPointer<Out>::create();
+    const auto out = QSharedPointer<tarn::core::OutputArgs<IVisualizedService_OutputArg>>::create();
     QSharedPointer<IVisulizedOperateManager> dispatcher;
     {
         CVisualizedService service;

@@ -6,11 +6,7 @@
 #include <QRegularExpression>
 #include <QSharedMemory>
 #include <QTest>
-#include <QThread>
-#include <csignal>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 QString besideProgram(const QString &name)
@@ -73,8 +69,6 @@ private slots:
     void testAddress();
     void noHubProgram();
     void programCannotStart();
-    void startsTheHub();
-    void staleSegmentIsNoHub();
     void publishedHubThatDoesNotAnswer();
     void badPort();
     void checks();
@@ -187,52 +181,6 @@ void TestServiceManager::programCannotStart()
     QVERIFY(warnings.value(0).startsWith("岚川服务程序启动失败，QProcess错误码："));
     QVERIFY(warnings.value(1).startsWith("岚川服务程序启动失败，错误码："));
     QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
-}
-
-void TestServiceManager::startsTheHub()
-{
-    // A hub that takes its time, published from the inside of this process.
-    write(besideProgram("apps/a/b/installation.ini"),
-          "[General]\nSoftwareName=TARN5Service\n[ServiceHub]\nInstallPath=../bin/\n");
-    const QString program = besideProgram("apps/a/bin/ServiceHub");
-    const QString proof = besideProgram("apps/proof");
-    write(program, "#!/bin/sh\necho \"$1 $PWD\" >\"" + proof.toUtf8() + "\"\n");
-    QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    std::unique_ptr<Hub> hub;
-    std::unique_ptr<QThread> publisher(QThread::create([&] {
-        while (QFileInfo(proof).size() == 0)
-            QThread::yieldCurrentThread();
-        hub = std::make_unique<Hub>("40124");
-    }));
-    publisher->start();
-    start();
-    QVERIFY(publisher->wait());
-    QVERIFY(m_log->has("【客户端初始化】启动统一服务进程成功"));
-    QVERIFY(m_log->has("【客户端初始化】连接注册中心成功"));
-    QFile file(proof);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(QString::fromUtf8(file.readAll()), "quickboot " + QFileInfo(program).path() + '\n');
-    QCOMPARE(fakerpc::record().settings.value("Port"), QString("40124"));
-}
-
-void TestServiceManager::staleSegmentIsNoHub()
-{
-    // A child makes the segment and is killed, so nobody removes it.
-    const pid_t child = ::fork();
-    if (child == 0) {
-        QSharedMemory segment(QStringLiteral("VtServicePort"));
-        if (segment.create(16))
-            memcpy(segment.data(), "40125", 6);
-        ::raise(SIGKILL);
-    }
-    int status = 0;
-    QCOMPARE(::waitpid(child, &status, 0), child);
-    start();
-    QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
-    QVERIFY(m_log->has("[startServiceHub]统一服务注册中心应用程序路径查找失败！")); // so it wanted to start one
-    QVERIFY(!fakerpc::record().calls.contains("init"));
-    QSharedMemory segment(QStringLiteral("VtServicePort"));
-    QVERIFY(!segment.attach(QSharedMemory::ReadOnly));
 }
 
 void TestServiceManager::publishedHubThatDoesNotAnswer()

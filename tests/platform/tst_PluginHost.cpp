@@ -1,9 +1,6 @@
 #include "PluginHost.h"
 #include "PluginMetadata.h"
 #include "support/LogCatcher.h"
-#include "tarn/factory/ObjectFactory.h"
-#include "tarn/osgi/IBundleActivator.h"
-#include "tarn/plugin/IPlugin.h"
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -46,7 +43,6 @@ private slots:
     void metadataIsAsAgreed();
     void wrongByOneIsRefused();
     void otherFilesAreRefused();
-    void pluginIsLoadedAndStaysLoaded();
 };
 
 void TestPluginHost::metadataIsAsAgreed()
@@ -109,22 +105,6 @@ void TestPluginHost::otherFilesAreRefused()
         refused += line.contains("is refused: ");
     QCOMPARE(refused, 3);
     QCOMPARE(host.load(dir.filePath("nowhere")), 0);
-}
-
-void TestPluginHost::pluginIsLoadedAndStaysLoaded()
-{
-    PluginHost host;
-    QCOMPARE(host.load(QFileInfo(pluginFile()).path()), 1);
-    QCOMPARE(tarn::ObjectFactory::regists().size(), 1);
-    QPluginLoader loader(pluginFile());
-    QObject *instance = loader.instance();
-    QCOMPARE(instance->metaObject()->className(), "CVisualizedServicePlugin");
-    QVERIFY(qobject_cast<tarn::plugin::IPlugin *>(instance));
-    QVERIFY(dynamic_cast<tarn::osgi::IBundleActivator *>(instance));
-    QVERIFY(loader.loadHints().testFlag(QLibrary::PreventUnloadHint));
-    tarn::ObjectFactory::regists().first()->registClass();
-    QVERIFY(tarn::ObjectFactory::constructors().contains("CVisualizedServiceCreator"));
-    QVERIFY(tarn::ObjectFactory::pointerTypeConstructors().contains("CVisualizedServiceCreator"));
 }
 
 QTEST_MAIN(TestPluginHost)

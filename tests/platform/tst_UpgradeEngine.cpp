@@ -5,7 +5,6 @@
 #include "support/HttpServer.h"
 #include "support/Packages.h"
 #include "tarn/upgrade/UpgradeKeys.h"
-#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <memory>
@@ -73,8 +72,6 @@ private slots:
 
     void downloads_data();
     void downloads();
-    void goesOnAfterARestart();
-    void severalAtOnceWithinTheBandwidth();
     void stopsInEveryState();
 
     void installsAllParts();
@@ -100,7 +97,6 @@ private:
     std::unique_ptr<UpgradeStore> m_store;
     std::unique_ptr<UpgradeEngine> m_engine;
     QString m_product; // its folder
-    qint64 m_bandwidth = 0;
     int m_changes = 0;
 };
 
@@ -109,7 +105,6 @@ void tst_UpgradeEngine::init()
     m_folder = std::make_unique<QTemporaryDir>();
     m_server = std::make_unique<HttpServer>();
     m_product = packages::install(m_folder->filePath(QStringLiteral("apps")), Product, QStringLiteral("1.0"));
-    m_bandwidth = 0;
     restart();
 }
 
@@ -124,11 +119,11 @@ void tst_UpgradeEngine::restart()
 {
     m_engine.reset();
     m_store = std::make_unique<UpgradeStore>(m_folder->path());
-    m_engine = std::make_unique<UpgradeEngine>(m_store.get(),
-                                               UpgradeEngine::Settings{m_folder->filePath(QStringLiteral("apps")),
-                                                                       m_folder->filePath(QStringLiteral("downloads")),
-                                                                       m_bandwidth},
-                                               [this] { ++m_changes; });
+    m_engine =
+        std::make_unique<UpgradeEngine>(m_store.get(),
+                                        UpgradeEngine::Settings{m_folder->filePath(QStringLiteral("apps")),
+                                                                m_folder->filePath(QStringLiteral("downloads")), 0},
+                                        [this] { ++m_changes; });
     m_engine->resume();
 }
 
@@ -227,51 +222,6 @@ void tst_UpgradeEngine::downloads()
     QVERIFY(file.breaks > 0 ? m_server->requests().size() >= requests : m_server->requests().size() == requests);
     if (!fails)
         QCOMPARE(now().items.value(0).received, 300000);
-}
-
-void tst_UpgradeEngine::goesOnAfterARestart()
-{
-    const QByteArray bytes = noise(400000);
-    const UpgradeItem wanted = package(QStringLiteral("p"), bytes);
-    HttpServer::File slow;
-    slow.content = bytes;
-    slow.bytesPerSecond = 200000;
-    m_server->set(QStringLiteral("p"), slow);
-    m_engine->start(task({wanted}));
-    QTRY_VERIFY(now().items.value(0).received > 50000);
-    m_engine.reset(); // in mid-download
-    slow.bytesPerSecond = 0;
-    m_server->set(QStringLiteral("p"), slow);
-    restart();
-    QVERIFY(now().items.value(0).received > 50000);
-    QTRY_COMPARE(stateNow(), state::Downloaded);
-    QCOMPARE(m_server->requests().size(), 2);
-    QVERIFY(m_server->requests().at(1).range.mid(6).split('-').value(0).toInt() > 50000);
-
-    restart(); // downloaded stays downloaded
-    QCOMPARE(stateNow(), state::Downloaded);
-    for (const QString &file : leftFiles()) // unless the package is gone
-        QFile::remove(m_folder->filePath(QStringLiteral("downloads/") + file));
-    restart();
-    QTRY_COMPARE(m_server->requests().size(), 3);
-    QTRY_COMPARE(stateNow(), state::Downloaded);
-}
-
-void tst_UpgradeEngine::severalAtOnceWithinTheBandwidth()
-{
-    m_bandwidth = 300000;
-    restart();
-    QElapsedTimer timer;
-    timer.start();
-    for (int i = 0; i < 6; ++i) {
-        const QString name = QString::number(i);
-        m_engine->start(task({package(name, noise(50000 + i))}, name));
-    }
-    QTRY_VERIFY(now(QStringLiteral("0")).items.value(0).received > 0 &&
-                now(QStringLiteral("3")).items.value(0).received > 0);
-    for (int i = 0; i < 6; ++i)
-        QTRY_COMPARE_WITH_TIMEOUT(stateNow(QString::number(i)), state::Downloaded, 10000);
-    QVERIFY2(timer.elapsed() >= 800, qPrintable(QString::number(timer.elapsed()))); // 300 kB at 300 kB/s
 }
 
 void tst_UpgradeEngine::stopsInEveryState()

@@ -49,7 +49,6 @@ private slots:
     void offersWhatIsNewer();
     void versionsCompare();
     void ignoredUpdatesStayAway();
-    void downloadsBecomeTasks();
     void refusesWhatIsWrong_data();
     void refusesWhatIsWrong();
     void badCatalogues();
@@ -200,29 +199,6 @@ void TestUpgradeService::ignoredUpdatesStayAway()
     QVERIFY(call("IgnoreUpgrade", request).accepted);
     offer(R"({"name":"绘图","release":{"version":"1.11"}})"); // newer than what was ignored
     QCOMPARE(offered(), QStringList{"绘图"});
-}
-
-void TestUpgradeService::downloadsBecomeTasks()
-{
-    const QVariantMap draw = call("CheckNewVersion", {{key::SoftwareName, "绘图"}}).output.list.first().toMap();
-    const QVariantMap request{{key::SoftwareName, "绘图"}, {key::Software, draw.value(key::Software)}};
-    QVERIFY(call("StartDownload", request).accepted);
-    QVERIFY(call("StartDownload", request).accepted); // the same once more changes nothing
-    start();
-    const QVariantList tasks = call("QueryTaskInfos").output.values.value(key::TaskInfoList).toList();
-    QCOMPARE(tasks.size(), 1);
-    const QVariantMap task = tasks.first().toMap();
-    const QVariantMap item = task.value(key::WorkingItem).toMap();
-    QCOMPARE(task.value(key::SoftName), QVariant("绘图"));
-    QCOMPARE(task.value(key::CurrentVersion), QVariant("1.9"));
-    QCOMPARE(task.value(key::Software).toMap().value(key::NewVersion), QVariant("1.10"));
-    QCOMPARE(item.value(key::ItemType), QVariant(int(upgrade::item::Main)));
-    QCOMPARE(item.value(key::TotalSize).toLongLong(), 10);
-    QVERIFY(call("StartDownload", {{key::SoftwareName, "绘图"}, {key::OldPatch, draw.value(key::OldPatch)}}).accepted);
-    QVERIFY(call("StopUpgrade", {{key::SoftwareName, "绘图"}}).accepted);
-    QVERIFY(call("StartDownload", {{key::SoftwareName, "绘图"}, {key::OldPatch, draw.value(key::OldPatch)}}).accepted);
-    const QVariantMap patch = status().value(wire::Tasks).toList().first().toMap();
-    QCOMPARE(patch.value(key::WorkingItem).toMap().value(key::ItemType), QVariant(int(upgrade::item::OldPatch)));
 }
 
 void TestUpgradeService::refusesWhatIsWrong_data()

@@ -41,16 +41,12 @@ private slots:
     void init() { m_box = std::make_unique<Sandbox>(); }
     void cleanup() { m_box.reset(); }
 
-    void wrongUsage();
     void directoryRefused_data();
     void directoryRefused();
-    void directoryWithoutXdg();
     void onlyOneHub();
-    void endsCleanly();
     void staleSegmentIsTakenOver();
     void oldPortTakenMeanwhile();
     void socketsOfTheDeadAreSwept();
-    void servicesComeBackAndGoWithTheHub_data();
     void servicesComeBackAndGoWithTheHub();
 
 private:
@@ -66,15 +62,6 @@ QString tst_Hub::outputOf(const ProcessPtr &hub)
     if (!hub->waitForFinished(10000) || hub->exitStatus() != QProcess::NormalExit)
         return QString();
     return QStringLiteral("%1: %2").arg(hub->exitCode()).arg(QString::fromUtf8(hub->readAll()));
-}
-
-void tst_Hub::wrongUsage()
-{
-    const ProcessPtr hub = m_box->newHub();
-    hub->setArguments({hub::StartArgument, hub::StartArgument});
-    const QString output = outputOf(hub);
-    QVERIFY2(output.startsWith(QLatin1String("2: ")) && output.contains(QLatin1String("Usage: ServiceHub quickboot")),
-             qPrintable(output));
 }
 
 void tst_Hub::directoryRefused_data()
@@ -109,20 +96,6 @@ void tst_Hub::directoryRefused()
     QVERIFY2(error.contains(reason), qPrintable(error));
 }
 
-void tst_Hub::directoryWithoutXdg()
-{
-    qunsetenv("XDG_RUNTIME_DIR");
-    QVERIFY(m_box->startHub());
-    QString error;
-    const QString dir = m_box->path(QStringLiteral("tmp/tarn-%1").arg(::getuid()));
-    QCOMPARE(rpc::runtimeDir(&error), dir);
-    struct stat info = {};
-    QCOMPARE(::stat(QFile::encodeName(dir).constData(), &info), 0);
-    QCOMPARE(info.st_mode & 0777, 0700U);
-    rpc::Rpc client;
-    QVERIFY2(client.init(m_box->settings()), rpc::getRpcLastError().message.c_str());
-}
-
 void tst_Hub::onlyOneHub()
 {
     QVERIFY(m_box->startHub());
@@ -132,21 +105,6 @@ void tst_Hub::onlyOneHub()
     QCOMPARE(publishedText(), QByteArray::number(m_box->hubPort())); // untouched
     rpc::Rpc client;
     QVERIFY(client.init(m_box->settings()));
-}
-
-void tst_Hub::endsCleanly()
-{
-    m_box->writeServices("trap 'echo services end; exit 0' TERM\necho services up\nwhile :; do sleep 0.05; done\n");
-    QVERIFY(m_box->startHub());
-    QVERIFY(!awaitLine(m_box->hub(), "services up").isNull());
-    ::kill(static_cast<pid_t>(m_box->hub().processId()), SIGTERM);
-    QVERIFY(m_box->hub().waitForFinished(10000));
-    QCOMPARE(m_box->hub().exitStatus(), QProcess::NormalExit);
-    QCOMPARE(m_box->hub().exitCode(), 0);
-    QVERIFY(m_box->hub().readAll().contains("services end"));
-    QCOMPARE(publishedText(), QByteArray("(no segment)"));
-    QCOMPARE(QDir(m_box->runtimeDir()).entryList({QStringLiteral("*.sock")}, QDir::System | QDir::Files),
-             QStringList());
 }
 
 void tst_Hub::staleSegmentIsTakenOver()
@@ -202,16 +160,8 @@ void tst_Hub::socketsOfTheDeadAreSwept()
     QVERIFY(QFileInfo::exists(young)); // may be bound and not yet listening
 }
 
-void tst_Hub::servicesComeBackAndGoWithTheHub_data()
-{
-    QTest::addColumn<bool>("killed");
-    QTest::newRow("hub ends") << false;
-    QTest::newRow("hub is killed") << true;
-}
-
 void tst_Hub::servicesComeBackAndGoWithTheHub()
 {
-    QFETCH(bool, killed);
     m_box->writeServices("echo services $$\nexec sleep 1000\n");
     QVERIFY(m_box->startHub());
     const qint64 first = awaitLine(m_box->hub(), "services ").toLongLong();
@@ -224,10 +174,7 @@ void tst_Hub::servicesComeBackAndGoWithTheHub()
     QVERIFY(!awaitLine(m_box->hub(), "next start in 200 ms").isNull());
     const qint64 third = awaitLine(m_box->hub(), "services ").toLongLong();
     QVERIFY(third > 0 && isAlive(third));
-    if (killed)
-        m_box->killHub();
-    else
-        m_box->hub().terminate();
+    m_box->killHub();
     QTRY_VERIFY(!isAlive(third));
 }
 
