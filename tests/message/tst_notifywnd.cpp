@@ -43,205 +43,191 @@ class TestNotifyWnd final : public QObject
 private slots:
     void initTestCase() { FakeClient::install(); }
     void init() { FakeClient::fake().reset(); }
-    void cleanup();
 
-    void opensUnaskedAndFocusesNothing();
-    void badge_data();
-    void badge();
-    void partsStayInside_data();
-    void partsStayInside();
-    void linkIsOpenedAndReported();
-    void hostileLinks();
-    void picture_data();
-    void picture();
-    void messageCenterIsAskedFor();
-    void closing();
-    void dpiChangeMovesToTheCorner();
+    void cleanup()
+    {
+        QThreadPool::globalInstance()->waitForDone();
+        CVisualizedManager::FreeInstance();
+        CVtServiceClient::ReleaseInstance();
+    }
+
+    void opensUnaskedAndFocusesNothing()
+    {
+        const auto window = shown();
+        QVERIFY(window->testAttribute(Qt::WA_ShowWithoutActivating));
+        QVERIFY(!window->testAttribute(Qt::WA_QuitOnClose));
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        QVERIFY(!window->focusWidget() || window->focusWidget() == window.get());
+        for (const QPushButton *button : window->findChildren<QPushButton *>())
+            QVERIFY(!button->isDefault() && !button->autoDefault());
+    }
+
+    void badge_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("negative") << -5 << "";
+        QTest::newRow("0") << 0 << "";
+        QTest::newRow("50") << 50 << "50";
+        QTest::newRow("51") << 51 << "50";
+        QTest::newRow("huge") << 2147483647 << "50";
+    }
+
+    void badge()
+    {
+        QFETCH(int, count);
+        QFETCH(QString, text);
+        const LogCatcher log;
+        const auto window = shown({}, count);
+        const auto *label = part<QLabel>(window, "notify-badge");
+        QCOMPARE(label->text(), text);
+        QCOMPARE(label->styleSheet().contains("RedNum.png"), !text.isEmpty());
+        QCOMPARE(log.count("通知栏消息：未读数量" + text), text.isEmpty() ? 0 : 1);
+        const auto *button = qobject_cast<QPushButton *>(label->parentWidget());
+        QCOMPARE(button->text(), QString("消息中心 "));
+        QCOMPARE(button->accessibleName().contains(text + "条未读消息"), !text.isEmpty());
+    }
+
+    void partsStayInside_data()
+    {
+        QTest::addColumn<QVariantMap>("values");
+        const QString huge(1 << 20, QChar(0x4e2d));
+        const QString wide(5000, QLatin1Char('W'));
+        QTest::newRow("nothing") << QVariantMap{{"MsgTitle", ""}, {"MsgContent", ""}};
+        QTest::newRow("everything huge") << QVariantMap{
+            {"MsgTitle", huge}, {"MsgContent", huge}, {"LinkText", huge}, {"LinkAdress", huge}, {"PicFilePath", huge}};
+        QTest::newRow("wide markup") << QVariantMap{
+            {"MsgContent", "<table width=9999><tr><td>x</table><img width=9999 src=x><pre>" + wide}};
+        QTest::newRow("wrong types") << QVariantMap{
+            {"MsgTitle", QVariantList{1}}, {"MsgContent", QVariantMap()}, {"LinkText", 5}, {"PicFilePath", true}};
+    }
+
+    void partsStayInside()
+    {
+        QFETCH(QVariantMap, values);
+        QElapsedTimer clock;
+        clock.start();
+        const auto window = shown(values);
+        QVERIFY(clock.elapsed() < 2000);
+        QCOMPARE(window->width(), 400);
+        QVERIFY(window->height() <= 400);
+        const auto *frame = part<QWidget>(window, "notify-background");
+        QCoreApplication::processEvents();
+        int bottom = -1;
+        const QWidgetList rows{part<QWidget>(window, "notify-title"), window->findChild<QScrollArea *>(),
+                               part<QWidget>(window, "notify-picture"), part<QWidget>(window, "notify-url")};
+        for (const QWidget *row : rows) {
+            if (row->isHidden())
+                continue;
+            QVERIFY2(frame->rect().contains(row->geometry()) || row->height() == 0, qPrintable(row->objectName()));
+            QVERIFY2(row->y() > bottom, qPrintable(row->objectName()));
+            bottom = row->geometry().bottom();
+        }
+        window->grab();
+    }
+
+    void linkIsOpenedAndReported()
+    {
+        const LinkTaker links({"tarntest"});
+        const LogCatcher log;
+        const auto window = shown({{"LinkText", "看 & <详情>"}, {"LinkAdress", "tarntest://host/a?b=1&c=\"2\""}});
+        auto *label = part<QLabel>(window, "notify-url");
+        QVERIFY(label->isVisible());
+        QTest::mouseClick(label, Qt::LeftButton, {}, QPoint(10, label->height() / 2));
+        QCOMPARE(links.urls.size(), 1);
+        QVERIFY(links.urls.first().startsWith("tarntest://host/"));
+        QVERIFY(log.has("消息以点击-消息id:m1"));
+        QThreadPool::globalInstance()->waitForDone();
+        const FakeCall call = FakeClient::fake().calls().last();
+        QCOMPARE(call.operation, QString("AddMessageReceipt"));
+        QCOMPARE(call.values.value("MsgId").toString(), QString("m1"));
+        QCOMPARE(call.values.value("MessageReceipt").toInt(), 3);
+        QVERIFY(!call.onGuiThread);
+    }
+
+    void hostileLinks()
+    {
+        for (const char *link : {"", "www.example.invalid", "/etc/passwd", "file:///etc/passwd", "http://[::1"})
+            shown()->OnlinkActivated(QString::fromLatin1(link));
+        QThreadPool::globalInstance()->waitForDone();
+        QVERIFY(!FakeClient::fake().operations().contains("AddMessageReceipt")); // none was opened
+        const auto window = shown({{"LinkText", "</a><img src='/etc/passwd'>"}, {"LinkAdress", "x\"><b>'"}});
+        const QString text = part<QLabel>(window, "notify-url")->text();
+        QVERIFY(!text.contains("<img") && !text.contains("<b>"));
+        // Without an address the text is no link.
+        const auto plain = shown({{"LinkText", "<a href=\"x\">详情</a>"}});
+        QCOMPARE(part<QLabel>(plain, "notify-url")->textFormat(), Qt::PlainText);
+    }
+
+    void picture_data()
+    {
+        QTest::addColumn<QSize>("size"); // of the picture; empty: the path names something else
+        QTest::addColumn<QSize>("shown");
+        QTest::newRow("good") << QSize(100, 50) << QSize(100, 50);
+        QTest::newRow("wide") << QSize(1000, 100) << QSize(320, 32);
+        QTest::newRow("high") << QSize(100, 1000) << QSize(15, 150);
+        QTest::newRow("cut") << QSize(200, 200) << QSize();
+        QTest::newRow("fifo") << QSize() << QSize();
+    }
+
+    void picture()
+    {
+        QFETCH(QSize, size);
+        const QTemporaryDir dir;
+        const QString path = dir.filePath("图片.png");
+        if (size.isEmpty()) {
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        } else {
+            QImage image(size, QImage::Format_RGB32);
+            image.fill(Qt::red);
+            QVERIFY(image.save(path));
+            QVERIFY(QString::fromLatin1(QTest::currentDataTag()) != "cut" || QFile::resize(path, 60));
+        }
+        const auto window = shown({{"PicFilePath", path}});
+        const auto *label = part<QLabel>(window, "notify-picture");
+        QTEST(label->isVisible() ? label->size() : QSize(), "shown");
+        QCOMPARE(window->height(), shown()->height() + (label->isVisible() ? label->height() : 0));
+    }
+
+    void messageCenterIsAskedFor()
+    {
+        EventRecorder events(CVisualizedManager::GetInstance());
+        const auto window = shown();
+        QTest::mouseClick(part<QPushButton>(window, "notify-msgcenter-btn"), Qt::LeftButton);
+        const QList<int> types = events.take([](CVisualizedEvents &event) {
+            QVERIFY(dynamic_cast<CMsgCenterEventData &>(*event.GetEventData()).inputArgs);
+        });
+        QCOMPARE(types, QList<int>{1951});
+        QVERIFY(!window->isVisible());
+    }
+
+    void closing()
+    {
+        for (const bool byKey : {false, true}) {
+            static int calls;
+            calls = 0;
+            const QPointer<NotifyWnd> window(shown().release());
+            window->setAttribute(Qt::WA_DeleteOnClose);
+            window->SetWndCallBack([] { ++calls; });
+            if (byKey)
+                QTest::keyClick(window.data(), Qt::Key_Escape);
+            else
+                QTest::mouseClick(window->findChild<QPushButton *>("notify-close-btn"), Qt::LeftButton);
+            QTRY_VERIFY(!window);
+            QCOMPARE(calls, 1);
+        }
+    }
+
+    void dpiChangeMovesToTheCorner()
+    {
+        const auto window = shown();
+        window->DpiChanged(120);
+        const QSize usable = window->ScreenSize();
+        QCOMPARE(window->pos(),
+                 QPoint(usable.width() - (window->width() - 1) - 11, usable.height() - (window->height() - 1) - 11));
+    }
 };
-
-void TestNotifyWnd::cleanup()
-{
-    QThreadPool::globalInstance()->waitForDone();
-    CVisualizedManager::FreeInstance();
-    CVtServiceClient::ReleaseInstance();
-}
-
-void TestNotifyWnd::opensUnaskedAndFocusesNothing()
-{
-    const auto window = shown();
-    QVERIFY(window->testAttribute(Qt::WA_ShowWithoutActivating));
-    QVERIFY(!window->testAttribute(Qt::WA_QuitOnClose));
-    window->activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(window.get()));
-    QVERIFY(!window->focusWidget() || window->focusWidget() == window.get());
-    for (const QPushButton *button : window->findChildren<QPushButton *>())
-        QVERIFY(!button->isDefault() && !button->autoDefault());
-}
-
-void TestNotifyWnd::badge_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("negative") << -5 << "";
-    QTest::newRow("0") << 0 << "";
-    QTest::newRow("50") << 50 << "50";
-    QTest::newRow("51") << 51 << "50";
-    QTest::newRow("huge") << 2147483647 << "50";
-}
-
-void TestNotifyWnd::badge()
-{
-    QFETCH(int, count);
-    QFETCH(QString, text);
-    const LogCatcher log;
-    const auto window = shown({}, count);
-    const auto *label = part<QLabel>(window, "notify-badge");
-    QCOMPARE(label->text(), text);
-    QCOMPARE(label->styleSheet().contains("RedNum.png"), !text.isEmpty());
-    QCOMPARE(log.count("通知栏消息：未读数量" + text), text.isEmpty() ? 0 : 1);
-    const auto *button = qobject_cast<QPushButton *>(label->parentWidget());
-    QCOMPARE(button->text(), QString("消息中心 "));
-    QCOMPARE(button->accessibleName().contains(text + "条未读消息"), !text.isEmpty());
-}
-
-void TestNotifyWnd::partsStayInside_data()
-{
-    QTest::addColumn<QVariantMap>("values");
-    const QString huge(1 << 20, QChar(0x4e2d));
-    const QString wide(5000, QLatin1Char('W'));
-    QTest::newRow("nothing") << QVariantMap{{"MsgTitle", ""}, {"MsgContent", ""}};
-    QTest::newRow("everything huge") << QVariantMap{
-        {"MsgTitle", huge}, {"MsgContent", huge}, {"LinkText", huge}, {"LinkAdress", huge}, {"PicFilePath", huge}};
-    QTest::newRow("wide markup") << QVariantMap{
-        {"MsgContent", "<table width=9999><tr><td>x</table><img width=9999 src=x><pre>" + wide}};
-    QTest::newRow("wrong types") << QVariantMap{
-        {"MsgTitle", QVariantList{1}}, {"MsgContent", QVariantMap()}, {"LinkText", 5}, {"PicFilePath", true}};
-}
-
-void TestNotifyWnd::partsStayInside()
-{
-    QFETCH(QVariantMap, values);
-    QElapsedTimer clock;
-    clock.start();
-    const auto window = shown(values);
-    QVERIFY(clock.elapsed() < 2000);
-    QCOMPARE(window->width(), 400);
-    QVERIFY(window->height() <= 400);
-    const auto *frame = part<QWidget>(window, "notify-background");
-    QCoreApplication::processEvents();
-    int bottom = -1;
-    const QWidgetList rows{part<QWidget>(window, "notify-title"), window->findChild<QScrollArea *>(),
-                           part<QWidget>(window, "notify-picture"), part<QWidget>(window, "notify-url")};
-    for (const QWidget *row : rows) {
-        if (row->isHidden())
-            continue;
-        QVERIFY2(frame->rect().contains(row->geometry()) || row->height() == 0, qPrintable(row->objectName()));
-        QVERIFY2(row->y() > bottom, qPrintable(row->objectName()));
-        bottom = row->geometry().bottom();
-    }
-    window->grab();
-}
-
-void TestNotifyWnd::linkIsOpenedAndReported()
-{
-    const LinkTaker links({"tarntest"});
-    const LogCatcher log;
-    const auto window = shown({{"LinkText", "看 & <详情>"}, {"LinkAdress", "tarntest://host/a?b=1&c=\"2\""}});
-    auto *label = part<QLabel>(window, "notify-url");
-    QVERIFY(label->isVisible());
-    QTest::mouseClick(label, Qt::LeftButton, {}, QPoint(10, label->height() / 2));
-    QCOMPARE(links.urls.size(), 1);
-    QVERIFY(links.urls.first().startsWith("tarntest://host/"));
-    QVERIFY(log.has("消息以点击-消息id:m1"));
-    QThreadPool::globalInstance()->waitForDone();
-    const FakeCall call = FakeClient::fake().calls().last();
-    QCOMPARE(call.operation, QString("AddMessageReceipt"));
-    QCOMPARE(call.values.value("MsgId").toString(), QString("m1"));
-    QCOMPARE(call.values.value("MessageReceipt").toInt(), 3);
-    QVERIFY(!call.onGuiThread);
-}
-
-void TestNotifyWnd::hostileLinks()
-{
-    for (const char *link : {"", "www.example.invalid", "/etc/passwd", "file:///etc/passwd", "http://[::1"})
-        shown()->OnlinkActivated(QString::fromLatin1(link));
-    QThreadPool::globalInstance()->waitForDone();
-    QVERIFY(!FakeClient::fake().operations().contains("AddMessageReceipt")); // none was opened
-    const auto window = shown({{"LinkText", "</a><img src='/etc/passwd'>"}, {"LinkAdress", "x\"><b>'"}});
-    const QString text = part<QLabel>(window, "notify-url")->text();
-    QVERIFY(!text.contains("<img") && !text.contains("<b>"));
-    // Without an address the text is no link.
-    const auto plain = shown({{"LinkText", "<a href=\"x\">详情</a>"}});
-    QCOMPARE(part<QLabel>(plain, "notify-url")->textFormat(), Qt::PlainText);
-}
-
-void TestNotifyWnd::picture_data()
-{
-    QTest::addColumn<QSize>("size"); // of the picture; empty: the path names something else
-    QTest::addColumn<QSize>("shown");
-    QTest::newRow("good") << QSize(100, 50) << QSize(100, 50);
-    QTest::newRow("wide") << QSize(1000, 100) << QSize(320, 32);
-    QTest::newRow("high") << QSize(100, 1000) << QSize(15, 150);
-    QTest::newRow("cut") << QSize(200, 200) << QSize();
-    QTest::newRow("fifo") << QSize() << QSize();
-}
-
-void TestNotifyWnd::picture()
-{
-    QFETCH(QSize, size);
-    const QTemporaryDir dir;
-    const QString path = dir.filePath("图片.png");
-    if (size.isEmpty()) {
-        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-    } else {
-        QImage image(size, QImage::Format_RGB32);
-        image.fill(Qt::red);
-        QVERIFY(image.save(path));
-        QVERIFY(QString::fromLatin1(QTest::currentDataTag()) != "cut" || QFile::resize(path, 60));
-    }
-    const auto window = shown({{"PicFilePath", path}});
-    const auto *label = part<QLabel>(window, "notify-picture");
-    QTEST(label->isVisible() ? label->size() : QSize(), "shown");
-    QCOMPARE(window->height(), shown()->height() + (label->isVisible() ? label->height() : 0));
-}
-
-void TestNotifyWnd::messageCenterIsAskedFor()
-{
-    EventRecorder events(CVisualizedManager::GetInstance());
-    const auto window = shown();
-    QTest::mouseClick(part<QPushButton>(window, "notify-msgcenter-btn"), Qt::LeftButton);
-    const QList<int> types = events.take([](CVisualizedEvents &event) {
-        QVERIFY(dynamic_cast<CMsgCenterEventData &>(*event.GetEventData()).inputArgs);
-    });
-    QCOMPARE(types, QList<int>{1951});
-    QVERIFY(!window->isVisible());
-}
-
-void TestNotifyWnd::closing()
-{
-    for (const bool byKey : {false, true}) {
-        static int calls;
-        calls = 0;
-        const QPointer<NotifyWnd> window(shown().release());
-        window->setAttribute(Qt::WA_DeleteOnClose);
-        window->SetWndCallBack([] { ++calls; });
-        if (byKey)
-            QTest::keyClick(window.data(), Qt::Key_Escape);
-        else
-            QTest::mouseClick(window->findChild<QPushButton *>("notify-close-btn"), Qt::LeftButton);
-        QTRY_VERIFY(!window);
-        QCOMPARE(calls, 1);
-    }
-}
-
-void TestNotifyWnd::dpiChangeMovesToTheCorner()
-{
-    const auto window = shown();
-    window->DpiChanged(120);
-    const QSize usable = window->ScreenSize();
-    QCOMPARE(window->pos(),
-             QPoint(usable.width() - (window->width() - 1) - 11, usable.height() - (window->height() - 1) - 11));
-}
 
 QTEST_MAIN(TestNotifyWnd)
 #include "tst_notifywnd.moc"

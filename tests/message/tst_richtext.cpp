@@ -9,101 +9,96 @@ class TestRichText final : public QObject
 {
     Q_OBJECT
 private slots:
-    void sanitized_data();
-    void sanitized();
-    void hostileContent_data();
-    void hostileContent();
-    void nothingIsFetched();
-    void plainTextIsElided();
-};
-
-void TestRichText::sanitized_data()
-{
-    QTest::addColumn<QString>("in");
-    QTest::addColumn<QString>("out");
-    QTest::newRow("plain") << "文字\n  空格"
-                           << "文字\n  空格";
-    QTest::newRow("cut") << QString(1000, 'x') + "y" << QString(1000, 'x') + "……";
-    QTest::newRow("bold") << "a <b>b</b> <STRONG>c</STRONG>"
-                          << "a <b>b</b> <strong>c</strong>";
-    QTest::newRow("colour") << "<font color=\"#d00\" size=7>x</font><span style='color: red;font-size:900px'>y</span>"
-                            << "<font style=\"color:#d00\">x</font><span style=\"color:red\">y</span>";
-    QTest::newRow("nothing rides on a colour") << "<font color=\"red;font-size:900px\">y</font>"
-                                               << "<font style=\"color:red\">y</font>";
-    QTest::newRow("comparison") << "x < 5 && y > 3, <5, a<b"
-                                << "x &lt; 5 && y > 3, &lt;5, a&lt;b";
-    QTest::newRow("image") << "a<img src=\"file:///etc/passwd\">b"
-                           << "ab";
-    QTest::newRow("link") << "<a href=\"x\">y</a>"
-                          << "y";
-    QTest::newRow("table") << "<table><tr><td>1</td><td>2</td></tr></table>"
-                           << "<br> 1 2";
-    QTest::newRow("hidden") << "a<style>p{font-size:900px}</style>b<script>x</script>c<!-- d -->e"
-                            << "abce";
-    QTest::newRow("nested brackets") << "<<b>b>"
-                                     << "&lt;<b>b>";
-}
-
-void TestRichText::sanitized()
-{
-    QFETCH(QString, in);
-    QFETCH(QString, out);
-    QCOMPARE(safehtml::sanitized(in, 1000), out);
-}
-
-void TestRichText::hostileContent_data()
-{
-    QTest::addColumn<QString>("part");
-    for (const char *part :
-         {"<table><tr><td>", "<ul><li>", "<div>", "a", "<img src=x width=999999999>",
-          "<span style=\"letter-spacing:1000000px\">x</span>", "<td colspan=100000000>", "<", "<b", "<!--", "&#x0300;"})
-        QTest::newRow(part) << QString::fromLatin1(part);
-}
-
-void TestRichText::hostileContent()
-{
-    QFETCH(QString, part);
-    const QString content = part.repeated((1 << 20) / part.size()); // 1 MiB
-    CRichText text(320, nullptr);
-    QElapsedTimer clock;
-    clock.start();
-    text.showHtml("<p style='white-space: pre-wrap;'>" + safehtml::sanitized(content, 20000) + "</p>");
-    QCOMPARE(text.width(), 320);
-    QVERIFY2(clock.elapsed() < 5000, qPrintable(QString::number(clock.elapsed()))); // minutes, or a crash, without
-    text.setFixedHeight(200);
-    text.grab();
-}
-
-void TestRichText::nothingIsFetched()
-{
-    QTcpServer server;
-    QVERIFY(server.listen(QHostAddress::LocalHost));
-    const QString url = QStringLiteral("http://127.0.0.1:%1/x.png").arg(server.serverPort());
-    CRichText text(320, nullptr);
-    // Past the first defence.
-    text.showHtml(
-        QStringLiteral("<img src='%1'><p style=\"background-image:url('%1')\">x</p><img src='/etc/passwd'>").arg(url));
-    text.grab();
-    QVERIFY(!server.waitForNewConnection(300));
-}
-
-void TestRichText::plainTextIsElided()
-{
-    QFont font;
-    font.setPixelSize(15);
-    CRichText text(320, nullptr);
-    text.showPlain("短", font, 2);
-    const int oneLine = text.height();
-    QVERIFY(text.toolTip().isEmpty());
-    for (const QString &huge : {QString(1 << 20, QChar(0x4e2d)), QString("行\n").repeated(1 << 18)}) {
-        text.showPlain(huge, font, 2);
-        QVERIFY(text.height() > oneLine && text.height() <= 2 * oneLine + 2);
-        QVERIFY(!text.toolTip().isEmpty());
+    void sanitized_data()
+    {
+        QTest::addColumn<QString>("in");
+        QTest::addColumn<QString>("out");
+        QTest::newRow("plain") << "文字\n  空格"
+                               << "文字\n  空格";
+        QTest::newRow("cut") << QString(1000, 'x') + "y" << QString(1000, 'x') + "……";
+        QTest::newRow("bold") << "a <b>b</b> <STRONG>c</STRONG>"
+                              << "a <b>b</b> <strong>c</strong>";
+        QTest::newRow("colour")
+            << "<font color=\"#d00\" size=7>x</font><span style='color: red;font-size:900px'>y</span>"
+            << "<font style=\"color:#d00\">x</font><span style=\"color:red\">y</span>";
+        QTest::newRow("nothing rides on a colour") << "<font color=\"red;font-size:900px\">y</font>"
+                                                   << "<font style=\"color:red\">y</font>";
+        QTest::newRow("comparison") << "x < 5 && y > 3, <5, a<b"
+                                    << "x &lt; 5 && y > 3, &lt;5, a&lt;b";
+        QTest::newRow("image") << "a<img src=\"file:///etc/passwd\">b"
+                               << "ab";
+        QTest::newRow("link") << "<a href=\"x\">y</a>"
+                              << "y";
+        QTest::newRow("table") << "<table><tr><td>1</td><td>2</td></tr></table>"
+                               << "<br> 1 2";
+        QTest::newRow("hidden") << "a<style>p{font-size:900px}</style>b<script>x</script>c<!-- d -->e"
+                                << "abce";
+        QTest::newRow("nested brackets") << "<<b>b>"
+                                         << "&lt;<b>b>";
     }
-    text.showPlain("<b>粗</b>", font, 2); // is text, not markup
-    QCOMPARE(text.accessibleName(), QString("<b>粗</b>"));
-    QVERIFY(text.toolTip().isEmpty());
-}
+
+    void sanitized()
+    {
+        QFETCH(QString, in);
+        QFETCH(QString, out);
+        QCOMPARE(safehtml::sanitized(in, 1000), out);
+    }
+
+    void hostileContent_data()
+    {
+        QTest::addColumn<QString>("part");
+        for (const char *part : {"<table><tr><td>", "<ul><li>", "<div>", "a", "<img src=x width=999999999>",
+                                 "<span style=\"letter-spacing:1000000px\">x</span>", "<td colspan=100000000>", "<",
+                                 "<b", "<!--", "&#x0300;"})
+            QTest::newRow(part) << QString::fromLatin1(part);
+    }
+
+    void hostileContent()
+    {
+        QFETCH(QString, part);
+        const QString content = part.repeated((1 << 20) / part.size()); // 1 MiB
+        CRichText text(320, nullptr);
+        QElapsedTimer clock;
+        clock.start();
+        text.showHtml("<p style='white-space: pre-wrap;'>" + safehtml::sanitized(content, 20000) + "</p>");
+        QCOMPARE(text.width(), 320);
+        QVERIFY2(clock.elapsed() < 5000, qPrintable(QString::number(clock.elapsed()))); // minutes, or a crash, without
+        text.setFixedHeight(200);
+        text.grab();
+    }
+
+    void nothingIsFetched()
+    {
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        const QString url = QStringLiteral("http://127.0.0.1:%1/x.png").arg(server.serverPort());
+        CRichText text(320, nullptr);
+        // Past the first defence.
+        text.showHtml(
+            QStringLiteral("<img src='%1'><p style=\"background-image:url('%1')\">x</p><img src='/etc/passwd'>")
+                .arg(url));
+        text.grab();
+        QVERIFY(!server.waitForNewConnection(300));
+    }
+
+    void plainTextIsElided()
+    {
+        QFont font;
+        font.setPixelSize(15);
+        CRichText text(320, nullptr);
+        text.showPlain("短", font, 2);
+        const int oneLine = text.height();
+        QVERIFY(text.toolTip().isEmpty());
+        for (const QString &huge : {QString(1 << 20, QChar(0x4e2d)), QString("行\n").repeated(1 << 18)}) {
+            text.showPlain(huge, font, 2);
+            QVERIFY(text.height() > oneLine && text.height() <= 2 * oneLine + 2);
+            QVERIFY(!text.toolTip().isEmpty());
+        }
+        text.showPlain("<b>粗</b>", font, 2); // is text, not markup
+        QCOMPARE(text.accessibleName(), QString("<b>粗</b>"));
+        QVERIFY(text.toolTip().isEmpty());
+    }
+};
 
 QTEST_MAIN(TestRichText)
 #include "tst_richtext.moc"

@@ -40,60 +40,56 @@ class TestImages : public QObject
 {
     Q_OBJECT
 private slots:
-    void pictureIsCleanAtEverySize_data();
-    void pictureIsCleanAtEverySize();
-    void windowIconHasEverySize();
-    void spinnerTurnsForEver();
+    void pictureIsCleanAtEverySize_data()
+    {
+        QTest::addColumn<QString>("name");
+        for (const QString &name : expectedNames())
+            QTest::newRow(qPrintable(name)) << name;
+    }
+
+    void pictureIsCleanAtEverySize()
+    {
+        QFETCH(QString, name);
+        const LogCatcher log;
+        const QIcon icon(Folder + name);
+        QVERIFY(!QPixmap(Folder + name).isNull());
+        for (const int side : {16, 32, 48, 96}) {
+            const QPixmap pixmap = icon.pixmap(side, side);
+            // A picture that is not square keeps its shape, so only the longer side has to fit.
+            QCOMPARE(qMax(pixmap.width(), pixmap.height()),
+                     name == QLatin1String("RedNum.png") ? qMin(side, 38) : side);
+            QVERIFY2(isDrawing(pixmap), qPrintable(QString::number(side)));
+        }
+        QCOMPARE(log.texts(QtWarningMsg), QStringList()); // of the SVG parser
+    }
+
+    void windowIconHasEverySize()
+    {
+        for (const char *name : {"VtSoftMgr.ico", "logo3.ico"}) {
+            QImageReader reader(Folder + QLatin1String(name));
+            QList<int> sides;
+            do {
+                const QImage image = reader.read();
+                QVERIFY2(!image.isNull(), qPrintable(reader.errorString()));
+                QCOMPARE(image.width(), image.height());
+                sides.append(image.width());
+            } while (reader.jumpToNextImage());
+            std::sort(sides.begin(), sides.end());
+            QCOMPARE(sides, (QList<int>{16, 24, 32, 48, 64, 128}));
+        }
+    }
+
+    void spinnerTurnsForEver()
+    {
+        QMovie movie(QStringLiteral(":/image/progress.gif"));
+        QVERIFY2(movie.isValid(), qPrintable(movie.lastErrorString()));
+        QVERIFY(movie.frameCount() >= 12);
+        QCOMPARE(movie.loopCount(), -1);
+        for (int i = 0; i < movie.frameCount(); ++i)
+            QVERIFY(movie.jumpToFrame(i));
+        QVERIFY(movie.nextFrameDelay() > 0);
+    }
 };
-
-void TestImages::pictureIsCleanAtEverySize_data()
-{
-    QTest::addColumn<QString>("name");
-    for (const QString &name : expectedNames())
-        QTest::newRow(qPrintable(name)) << name;
-}
-
-void TestImages::pictureIsCleanAtEverySize()
-{
-    QFETCH(QString, name);
-    const LogCatcher log;
-    const QIcon icon(Folder + name);
-    QVERIFY(!QPixmap(Folder + name).isNull());
-    for (const int side : {16, 32, 48, 96}) {
-        const QPixmap pixmap = icon.pixmap(side, side);
-        // A picture that is not square keeps its shape, so only the longer side has to fit.
-        QCOMPARE(qMax(pixmap.width(), pixmap.height()), name == QLatin1String("RedNum.png") ? qMin(side, 38) : side);
-        QVERIFY2(isDrawing(pixmap), qPrintable(QString::number(side)));
-    }
-    QCOMPARE(log.texts(QtWarningMsg), QStringList()); // of the SVG parser
-}
-
-void TestImages::windowIconHasEverySize()
-{
-    for (const char *name : {"VtSoftMgr.ico", "logo3.ico"}) {
-        QImageReader reader(Folder + QLatin1String(name));
-        QList<int> sides;
-        do {
-            const QImage image = reader.read();
-            QVERIFY2(!image.isNull(), qPrintable(reader.errorString()));
-            QCOMPARE(image.width(), image.height());
-            sides.append(image.width());
-        } while (reader.jumpToNextImage());
-        std::sort(sides.begin(), sides.end());
-        QCOMPARE(sides, (QList<int>{16, 24, 32, 48, 64, 128}));
-    }
-}
-
-void TestImages::spinnerTurnsForEver()
-{
-    QMovie movie(QStringLiteral(":/image/progress.gif"));
-    QVERIFY2(movie.isValid(), qPrintable(movie.lastErrorString()));
-    QVERIFY(movie.frameCount() >= 12);
-    QCOMPARE(movie.loopCount(), -1);
-    for (int i = 0; i < movie.frameCount(); ++i)
-        QVERIFY(movie.jumpToFrame(i));
-    QVERIFY(movie.nextFrameDelay() > 0);
-}
 
 QTEST_MAIN(TestImages)
 #include "tst_images.moc"

@@ -58,338 +58,321 @@ class TestCheckUpdate final : public QObject
     Q_OBJECT
 private slots:
     void initTestCase() { FakeClient::install(); }
-    void init();
-    void cleanup();
 
-    void newestFirst();
-    void tipsOfARow();
-    void rowsAndWindow();
-    void recordsFromOutside();
-    void updateRemovesTheRow();
-    void notesAreAskedOfTheManager();
-    void ignoreAll();
-    void ignoreFailures();
-    void withoutAssistant();
-    void softwareManagerNotice();
-    void noticeOutlivesItsPrompt_data();
-    void noticeOutlivesItsPrompt();
-    void fiftyRequests();
-    void draggedPlaceIsKept();
-    void closingIsTold();
-    void manyRecords();
-    void typingDoesNothing();
+    void init()
+    {
+        FakeClient::fake().reset();
+        CVtServiceClient::GetInstance();
+        FakeClient::fake().reset(); // forgets the initialisation
+        m_log = std::make_unique<LogCatcher>();
+    }
+
+    void cleanup()
+    {
+        m_log.reset();
+        CVisualizedManager::FreeInstance();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    }
+
+    void newestFirst()
+    {
+        const auto dated = [](const char *date) { return QVariantMap{{"发布日期", QString::fromLatin1(date)}}; };
+        QList<QVariant> records{QVariantMap{{"软件", dated("2026-01-01 00:00:00")},
+                                            {"补丁包", dated("1950-03-01 00:00:00")},
+                                            {"插件", QVariantList{5, dated("2026-02-01 00:00:00")}}},
+                                // An old patch is no news, and whatever was under the key before is replaced.
+                                QVariantMap{{"旧版本补丁包", dated("2026-04-01 00:00:00")}, {"UPDATE_TIME", "2026"}},
+                                QVariantMap{{"补丁包", dated("1950-01-01 00:00:00")}},
+                                QVariantMap{{"软件", dated("2026-03-01 00:00:00")}}};
+        for (const char *bad : {"2027/01/01 10:00:00", "2027-01-01", "2027-02-30 10:00:00", "2027-02-03 10:00:00Z"})
+            records.prepend(QVariantMap{{"软件", dated(bad)}});
+        SortByUpdateTime(records);
+        QStringList times;
+        for (const QVariant &record : qAsConst(records))
+            times << record.toMap().value("UPDATE_TIME").toString();
+        // Without a date a record is earlier than any, also than dates before 1970.
+        QCOMPARE(times, (QStringList{"2026-03-01 00:00:00", "2026-02-01 00:00:00", "1950-01-01 00:00:00", "", "", "",
+                                     "", ""}));
+    }
+
+    void tipsOfARow()
+    {
+        const auto tips = [](const QVariantMap &record) { return CUpdateItem(record).GetTipsString(); };
+        const QVariantMap version{{"升级版本", "2.0"}};
+        const QVariantMap patch{{"升级版本", "%1%2"}};
+        const QVariantList two{QVariantMap(), 7};
+        QCOMPARE(tips({{"软件", version}, {"补丁包", patch}}), QString("软件存在新版本：V%1%2")); // the patch wins
+        QCOMPARE(tips({{"插件", two}}), QString("2个插件存在新版本"));
+        QCOMPARE(tips({{"软件", version}, {"插件", two}}), QString("软件和2个插件存在新版本"));
+        QCOMPARE(tips({{"软件", QVariantMap{{"软件名称", "x"}}}}), QString());
+        QCOMPARE(tips({{"软件", 5}, {"补丁包", "x"}, {"插件", QVariantMap()}}), QString());
+    }
+
+    void rowsAndWindow()
+    {
+        const Prompt prompt({released("旧", "2026-01-01 00:00:00"), released("新", "2026-03-01 00:00:00"),
+                             released("岚川软件助手"), released("岚川软件助手 2", "2026-02-01 00:00:00")});
+        // Only the assistant's exact name is left out here; the manager drops whatever contains it from its own count only.
+        QCOMPARE(prompt.rowNames(), (QStringList{"新", "岚川软件助手 2", "旧"}));
+        QVERIFY(prompt.testAttribute(Qt::WA_ShowWithoutActivating));
+        QCOMPARE(m_log->texts(QtInfoMsg),
+                 (QStringList{"正在展示的需要更新软件信息数量:4", "自动检测升级显示软件:新",
+                              "自动检测升级显示软件:岚川软件助手 2", "自动检测升级显示软件:旧"}));
+    }
+
+    void recordsFromOutside()
+    {
+        QVariantMap second = released("双");
+        second.insert("SoftBytes", "32");
+        const QString html = "<img src='/dev/zero'><b>名称</b> %1 %2 & &x" + QString(10000, QChar(0x540D));
+        Prompt prompt({5, QVariantList(), released(""), released("双"), second, released(html)});
+        QCOMPARE(prompt.rowNames(), (QStringList{"双", html})); // one row for one name
+        QCOMPARE(m_log->texts(QtWarningMsg).size(), 3);
+        prompt.show();
+        const auto *label = prompt.row(html)->findChild<QLabel *>("productName");
+        QCOMPARE(label->textFormat(), Qt::PlainText);
+        QVERIFY(label->toolTip().size() < 8000 && !label->toolTip().contains("<img")); // a tool tip reads mark-up
+        const CCheckUpdateDial none(nullptr);
+        QVERIFY(none.findChildren<CUpdateItem *>().isEmpty());
+    }
+
+    void updateRemovesTheRow()
+    {
+        QPointer<Prompt> prompt(new Prompt({released("甲"), released("乙")}));
+        prompt->setAttribute(Qt::WA_DeleteOnClose);
+        prompt->show();
+        m_log->clear();
+        click(prompt->row("甲"), "立即升级");
+        // The check before an update always fails here, so the row just goes.
+        QCOMPARE(m_log->texts(),
+                 (QStringList{"【右下角检测升级对话框】用户点击单个软件的立即升级，当前点击的软件名称为：甲。",
+                              "【右下角检测升级对话框】隐藏点击的软件更新项。", "初始化版本检测请求参数失败",
+                              "执行升级前，再次检测未检测到新版本"}));
+        QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{"初始化版本检测请求参数失败"});
+        QCOMPARE(m_log->texts(QtWarningMsg), QStringList{"执行升级前，再次检测未检测到新版本"});
+        QVERIFY(prompt->row("甲")->isHidden());
+        QVERIFY(prompt->isVisible());
+        QVERIFY(FakeClient::fake().operations().isEmpty());
+        click(prompt->row("乙"), "立即升级");
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!prompt);
+    }
+
+    void notesAreAskedOfTheManager()
+    {
+        Prompt prompt({released("甲")});
+        prompt.show();
+        EventRecorder recorder(CVisualizedManager::GetInstance());
+        click(prompt.row("甲"), "更新说明");
+        QVariantList list;
+        const QList<int> types = recorder.take([&](CVisualizedEvents &event) {
+            list = dynamic_cast<CUpgradeExplainEveData &>(*event.GetEventData()).inputArgs->GetValueList();
+        });
+        QCOMPARE(types, QList<int>{CVisualizedEvents::eShowUpgradeExplainDialog});
+        QCOMPARE(list.size(), 1);
+        const QVariantMap record = list.first().toMap();
+        QCOMPARE(record.value("visualized"), QVariant(true));
+        QCOMPARE(record.value("自带"), QVariant("x"));
+        QCOMPARE(record.value("软件").toMap().value("本地已安装版本"), QVariant("1.0"));
+        QVERIFY(prompt.isVisible());
+        QVERIFY(!prompt.row("甲")->isHidden());
+    }
+
+    void ignoreAll()
+    {
+        QVariantMap a = released("a");
+        a.insert("插件", QVariantList{section("p", "3")});
+        a.insert("旧版本补丁包", section("a", "1.0.1"));
+        Prompt prompt({released("b"), a});
+        prompt.show();
+        m_log->clear();
+        click(&prompt, "全部忽略");
+        QVERIFY(!prompt.isVisible());
+        QCOMPARE(m_log->texts(), (QStringList{"用户点击全部忽略，当前忽略软件数量为：2。", "调用忽略升级接口成功。",
+                                              "调用忽略升级接口成功。"}));
+        const QList<FakeCall> calls = FakeClient::fake().calls();
+        QCOMPARE(calls.size(), 2);
+        const QVariantMap expected{{"忽略软件名", "a"},
+                                   {"忽略软件版本", ""},
+                                   {"软件位数", "64"},
+                                   {"软件", a.value("软件")},
+                                   {"插件", a.value("插件")}};
+        QCOMPARE(calls.at(0).values, expected); // in the order of the names
+        QCOMPARE(calls.at(1).values.value("忽略软件名"), QVariant("b"));
+        m_log->clear();
+        prompt.DoIgnreUpdate("无 %1", "%2");
+        QCOMPARE(m_log->texts(), QStringList{"忽略无 %1 V%2升级失败，没有找到相关软件信息。"});
+    }
+
+    void ignoreFailures()
+    {
+        FakeClient::fake().queue("IgnoreUpgrade", {1009, "坏 %2", {}, {}});
+        FakeClient::fake().queue("IgnoreUpgrade", {1002, "坏 %2", {}, {}});
+        Prompt prompt({released("a"), released("b")});
+        prompt.OnNotUpdateTemporarily(); // one failure does not stop the others
+        const QString call = "【检测升级窗口】调用忽略升级接口";
+        QCOMPARE(m_log->texts(QtCriticalMsg),
+                 (QStringList{call + "rpc通信失败，返回错误码为：1009，错误信息为：坏 %2。",
+                              call + "失败。返回错误码为：1002，错误信息为：坏 %2。"}));
+    }
+
+    void withoutAssistant()
+    {
+        FakeClient::fake().setAvailable(false);
+        Prompt prompt({released("甲"), released("乙")});
+        prompt.show();
+        prompt.OnUpdateExplainClicked("甲");
+        QVERIFY(!prompt.CheckNewVersionAgain("甲"));
+        prompt.OnDoNotPromptClicked("甲", {});
+        prompt.DoIgnreUpdate("甲", {});
+        QCOMPARE(m_log->texts(QtCriticalMsg),
+                 (QStringList{"获取在线升级服务失败", "获取在线升级服务失败",
+                              "OnDoNotPromptClicked：获取在线升级服务失败", "DoIgnreUpdate：获取在线升级服务失败"}));
+        QVERIFY(prompt.isVisible());
+    }
+
+    void softwareManagerNotice()
+    {
+        Prompt prompt({released("甲")});
+        prompt.show();
+        const BoxScript::Step confirm = [&](QDialog *box) {
+            click(&prompt, "软件管理"); // while the notice is open
+            QCOMPARE(windows<CustomMessageBox>().size(), 1);
+            QCOMPARE(box->windowTitle(), QString("提示"));
+            BoxScript::press(box, "确定");
+        };
+        BoxScript boxes({confirm, confirm});
+        click(&prompt, "软件管理");
+        click(&prompt, "软件管理"); // it can be opened again
+        QVERIFY(boxes.isDone());
+        QCOMPARE(boxes.texts.first(), QString("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
+        QCOMPARE(
+            m_log->count("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为1，即将跳转软件管理界面。"),
+            4);
+    }
+
+    void noticeOutlivesItsPrompt_data()
+    {
+        QTest::addColumn<bool>("destroyed");
+        QTest::newRow("prompt replaced") << false;
+        QTest::newRow("service destroyed") << true;
+    }
+
+    void noticeOutlivesItsPrompt()
+    {
+        QFETCH(bool, destroyed);
+        sendCheck({released("甲")});
+        const QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
+        QVERIFY(prompt);
+        QTimer::singleShot(0, qApp, [&] {
+            if (destroyed)
+                CVisualizedManager::FreeInstance();
+            else
+                sendCheck({released("乙")});
+            QTimer::singleShot(0, qApp, [&] {
+                if (auto *box = onlyWindow<CustomMessageBox>())
+                    box->reject();
+            });
+        });
+        prompt->OnUpdateImmediately();
+        QVERIFY(!prompt || !prompt->isVisible());
+        QVERIFY(windows<CustomMessageBox>().isEmpty());
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(windows<CCheckUpdateDial>().size(), destroyed ? 0 : 1);
+    }
+
+    void fiftyRequests()
+    {
+        for (int i = 0; i < 50; ++i) {
+            sendCheck({released("甲"), released("乙")});
+            if (i % 3)
+                QCoreApplication::processEvents();
+        }
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        const auto *prompt = onlyWindow<CCheckUpdateDial>();
+        QVERIFY(prompt && prompt->isVisible());
+        QVERIFY(!prompt->userPlace());
+    }
+
+    void draggedPlaceIsKept()
+    {
+        sendCheck({released("甲")});
+        QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
+        const QPoint start = prompt->pos();
+        const QPoint grip = prompt->findChild<QLabel *>("adviceLine")->geometry().center();
+        QTest::mousePress(prompt->windowHandle(), Qt::RightButton, {}, grip); // any button drags
+        QTest::mouseMove(prompt->windowHandle(), grip - QPoint(100, 30));
+        QTest::mouseRelease(prompt->windowHandle(), Qt::RightButton, {}, grip);
+        QCOMPARE(prompt->pos(), start - QPoint(100, 30));
+        for (int i = 0; i < 2; ++i) {
+            sendCheck({released("乙")});
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            prompt = onlyWindow<CCheckUpdateDial>();
+            QVERIFY(prompt);
+            QCOMPARE(prompt->pos(), start - QPoint(100, 30));
+        }
+        prompt->setUserPlace(QPoint(-5000, -5000)); // on no screen
+        QCOMPARE(prompt->pos(), start - QPoint(100, 30));
+    }
+
+    void closingIsTold()
+    {
+        for (const bool byButton : {true, false}) {
+            sendCheck({released("甲")}); // the manager does not hold on to the old one
+            QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
+            QVERIFY(prompt);
+            if (byButton)
+                QTest::mouseClick(prompt->findChild<QPushButton *>("closeButton"), Qt::LeftButton);
+            else
+                QVERIFY(prompt->windowHandle()->close());
+            QVERIFY(!prompt->isVisible());
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QVERIFY(!prompt);
+        }
+    }
+
+    void manyRecords()
+    {
+        QVariantList records;
+        for (int i = 0; i < 2000; ++i)
+            records << released(
+                QString("产品%1").arg(i),
+                QString("2026-01-01 %1:%2:00").arg(i / 60 % 24, 2, 10, QChar('0')).arg(i % 60, 2, 10, QChar('0')));
+        Prompt prompt(records);
+        prompt.show();
+        const auto rows = [&] { return prompt.findChildren<CUpdateItem *>().size(); };
+        QVERIFY(rows() >= 3 && rows() < 1000); // the others follow while the window is there
+        QTRY_VERIFY(rows() >= 300);
+        click(&prompt, "全部忽略"); // what has no row yet is ignored too
+        QCOMPARE(rows(), 2000);
+        QCOMPARE(FakeClient::fake().operations().size(), 2000);
+    }
+
+    // The prompt comes unasked and takes the keyboard on some window managers; what is being typed elsewhere does nothing.
+    void typingDoesNothing()
+    {
+        sendCheck({released("甲")});
+        auto *prompt = onlyWindow<CCheckUpdateDial>();
+        QVERIFY(QTest::qWaitForWindowActive(prompt));
+        for (const auto key : {Qt::Key_Space, Qt::Key_Tab, Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape}) {
+            QTest::keyClick(prompt->windowHandle(), key);
+            QVERIFY(prompt->isVisible());
+            QCOMPARE(prompt->focusWidget(), prompt);
+        }
+        QVERIFY(FakeClient::fake().operations().isEmpty());
+        // After a pause the keys are meant for the prompt.
+        QTRY_VERIFY(prompt->findChild<TypingGuard *>()->takesKeys());
+        QTest::keyClick(prompt->windowHandle(), Qt::Key_Tab);
+        QVERIFY(prompt->focusWidget() != prompt);
+        const QPointer<CCheckUpdateDial> watch(prompt);
+        QTest::keyPress(prompt->windowHandle(), Qt::Key_Escape);
+        QVERIFY(!watch || !watch->isVisible());
+    }
 
 private:
     std::unique_ptr<LogCatcher> m_log;
 };
-
-void TestCheckUpdate::init()
-{
-    FakeClient::fake().reset();
-    CVtServiceClient::GetInstance();
-    FakeClient::fake().reset(); // forgets the initialisation
-    m_log = std::make_unique<LogCatcher>();
-}
-
-void TestCheckUpdate::cleanup()
-{
-    m_log.reset();
-    CVisualizedManager::FreeInstance();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(QApplication::topLevelWidgets().isEmpty());
-}
-
-void TestCheckUpdate::newestFirst()
-{
-    const auto dated = [](const char *date) { return QVariantMap{{"发布日期", QString::fromLatin1(date)}}; };
-    QList<QVariant> records{QVariantMap{{"软件", dated("2026-01-01 00:00:00")},
-                                        {"补丁包", dated("1950-03-01 00:00:00")},
-                                        {"插件", QVariantList{5, dated("2026-02-01 00:00:00")}}},
-                            // An old patch is no news, and whatever was under the key before is replaced.
-                            QVariantMap{{"旧版本补丁包", dated("2026-04-01 00:00:00")}, {"UPDATE_TIME", "2026"}},
-                            QVariantMap{{"补丁包", dated("1950-01-01 00:00:00")}},
-                            QVariantMap{{"软件", dated("2026-03-01 00:00:00")}}};
-    for (const char *bad : {"2027/01/01 10:00:00", "2027-01-01", "2027-02-30 10:00:00", "2027-02-03 10:00:00Z"})
-        records.prepend(QVariantMap{{"软件", dated(bad)}});
-    SortByUpdateTime(records);
-    QStringList times;
-    for (const QVariant &record : qAsConst(records))
-        times << record.toMap().value("UPDATE_TIME").toString();
-    // Without a date a record is earlier than any, also than dates before 1970.
-    QCOMPARE(times,
-             (QStringList{"2026-03-01 00:00:00", "2026-02-01 00:00:00", "1950-01-01 00:00:00", "", "", "", "", ""}));
-}
-
-void TestCheckUpdate::tipsOfARow()
-{
-    const auto tips = [](const QVariantMap &record) { return CUpdateItem(record).GetTipsString(); };
-    const QVariantMap version{{"升级版本", "2.0"}};
-    const QVariantMap patch{{"升级版本", "%1%2"}};
-    const QVariantList two{QVariantMap(), 7};
-    QCOMPARE(tips({{"软件", version}, {"补丁包", patch}}), QString("软件存在新版本：V%1%2")); // the patch wins
-    QCOMPARE(tips({{"插件", two}}), QString("2个插件存在新版本"));
-    QCOMPARE(tips({{"软件", version}, {"插件", two}}), QString("软件和2个插件存在新版本"));
-    QCOMPARE(tips({{"软件", QVariantMap{{"软件名称", "x"}}}}), QString());
-    QCOMPARE(tips({{"软件", 5}, {"补丁包", "x"}, {"插件", QVariantMap()}}), QString());
-}
-
-void TestCheckUpdate::rowsAndWindow()
-{
-    const Prompt prompt({released("旧", "2026-01-01 00:00:00"), released("新", "2026-03-01 00:00:00"),
-                         released("岚川软件助手"), released("岚川软件助手 2", "2026-02-01 00:00:00")});
-    // Only the assistant's exact name is left out here; the manager drops whatever contains it from its own count only.
-    QCOMPARE(prompt.rowNames(), (QStringList{"新", "岚川软件助手 2", "旧"}));
-    QVERIFY(prompt.testAttribute(Qt::WA_ShowWithoutActivating));
-    QCOMPARE(m_log->texts(QtInfoMsg), (QStringList{"正在展示的需要更新软件信息数量:4", "自动检测升级显示软件:新",
-                                                   "自动检测升级显示软件:岚川软件助手 2", "自动检测升级显示软件:旧"}));
-}
-
-void TestCheckUpdate::recordsFromOutside()
-{
-    QVariantMap second = released("双");
-    second.insert("SoftBytes", "32");
-    const QString html = "<img src='/dev/zero'><b>名称</b> %1 %2 & &x" + QString(10000, QChar(0x540D));
-    Prompt prompt({5, QVariantList(), released(""), released("双"), second, released(html)});
-    QCOMPARE(prompt.rowNames(), (QStringList{"双", html})); // one row for one name
-    QCOMPARE(m_log->texts(QtWarningMsg).size(), 3);
-    prompt.show();
-    const auto *label = prompt.row(html)->findChild<QLabel *>("productName");
-    QCOMPARE(label->textFormat(), Qt::PlainText);
-    QVERIFY(label->toolTip().size() < 8000 && !label->toolTip().contains("<img")); // a tool tip reads mark-up
-    const CCheckUpdateDial none(nullptr);
-    QVERIFY(none.findChildren<CUpdateItem *>().isEmpty());
-}
-
-void TestCheckUpdate::updateRemovesTheRow()
-{
-    QPointer<Prompt> prompt(new Prompt({released("甲"), released("乙")}));
-    prompt->setAttribute(Qt::WA_DeleteOnClose);
-    prompt->show();
-    m_log->clear();
-    click(prompt->row("甲"), "立即升级");
-    // The check before an update always fails here, so the row just goes.
-    QCOMPARE(m_log->texts(),
-             (QStringList{"【右下角检测升级对话框】用户点击单个软件的立即升级，当前点击的软件名称为：甲。",
-                          "【右下角检测升级对话框】隐藏点击的软件更新项。", "初始化版本检测请求参数失败",
-                          "执行升级前，再次检测未检测到新版本"}));
-    QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{"初始化版本检测请求参数失败"});
-    QCOMPARE(m_log->texts(QtWarningMsg), QStringList{"执行升级前，再次检测未检测到新版本"});
-    QVERIFY(prompt->row("甲")->isHidden());
-    QVERIFY(prompt->isVisible());
-    QVERIFY(FakeClient::fake().operations().isEmpty());
-    click(prompt->row("乙"), "立即升级");
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(!prompt);
-}
-
-void TestCheckUpdate::notesAreAskedOfTheManager()
-{
-    Prompt prompt({released("甲")});
-    prompt.show();
-    EventRecorder recorder(CVisualizedManager::GetInstance());
-    click(prompt.row("甲"), "更新说明");
-    QVariantList list;
-    const QList<int> types = recorder.take([&](CVisualizedEvents &event) {
-        list = dynamic_cast<CUpgradeExplainEveData &>(*event.GetEventData()).inputArgs->GetValueList();
-    });
-    QCOMPARE(types, QList<int>{CVisualizedEvents::eShowUpgradeExplainDialog});
-    QCOMPARE(list.size(), 1);
-    const QVariantMap record = list.first().toMap();
-    QCOMPARE(record.value("visualized"), QVariant(true));
-    QCOMPARE(record.value("自带"), QVariant("x"));
-    QCOMPARE(record.value("软件").toMap().value("本地已安装版本"), QVariant("1.0"));
-    QVERIFY(prompt.isVisible());
-    QVERIFY(!prompt.row("甲")->isHidden());
-}
-
-void TestCheckUpdate::ignoreAll()
-{
-    QVariantMap a = released("a");
-    a.insert("插件", QVariantList{section("p", "3")});
-    a.insert("旧版本补丁包", section("a", "1.0.1"));
-    Prompt prompt({released("b"), a});
-    prompt.show();
-    m_log->clear();
-    click(&prompt, "全部忽略");
-    QVERIFY(!prompt.isVisible());
-    QCOMPARE(m_log->texts(), (QStringList{"用户点击全部忽略，当前忽略软件数量为：2。", "调用忽略升级接口成功。",
-                                          "调用忽略升级接口成功。"}));
-    const QList<FakeCall> calls = FakeClient::fake().calls();
-    QCOMPARE(calls.size(), 2);
-    const QVariantMap expected{{"忽略软件名", "a"},
-                               {"忽略软件版本", ""},
-                               {"软件位数", "64"},
-                               {"软件", a.value("软件")},
-                               {"插件", a.value("插件")}};
-    QCOMPARE(calls.at(0).values, expected); // in the order of the names
-    QCOMPARE(calls.at(1).values.value("忽略软件名"), QVariant("b"));
-    m_log->clear();
-    prompt.DoIgnreUpdate("无 %1", "%2");
-    QCOMPARE(m_log->texts(), QStringList{"忽略无 %1 V%2升级失败，没有找到相关软件信息。"});
-}
-
-void TestCheckUpdate::ignoreFailures()
-{
-    FakeClient::fake().queue("IgnoreUpgrade", {1009, "坏 %2", {}, {}});
-    FakeClient::fake().queue("IgnoreUpgrade", {1002, "坏 %2", {}, {}});
-    Prompt prompt({released("a"), released("b")});
-    prompt.OnNotUpdateTemporarily(); // one failure does not stop the others
-    const QString call = "【检测升级窗口】调用忽略升级接口";
-    QCOMPARE(m_log->texts(QtCriticalMsg), (QStringList{call + "rpc通信失败，返回错误码为：1009，错误信息为：坏 %2。",
-                                                       call + "失败。返回错误码为：1002，错误信息为：坏 %2。"}));
-}
-
-void TestCheckUpdate::withoutAssistant()
-{
-    FakeClient::fake().setAvailable(false);
-    Prompt prompt({released("甲"), released("乙")});
-    prompt.show();
-    prompt.OnUpdateExplainClicked("甲");
-    QVERIFY(!prompt.CheckNewVersionAgain("甲"));
-    prompt.OnDoNotPromptClicked("甲", {});
-    prompt.DoIgnreUpdate("甲", {});
-    QCOMPARE(m_log->texts(QtCriticalMsg),
-             (QStringList{"获取在线升级服务失败", "获取在线升级服务失败", "OnDoNotPromptClicked：获取在线升级服务失败",
-                          "DoIgnreUpdate：获取在线升级服务失败"}));
-    QVERIFY(prompt.isVisible());
-}
-
-void TestCheckUpdate::softwareManagerNotice()
-{
-    Prompt prompt({released("甲")});
-    prompt.show();
-    const BoxScript::Step confirm = [&](QDialog *box) {
-        click(&prompt, "软件管理"); // while the notice is open
-        QCOMPARE(windows<CustomMessageBox>().size(), 1);
-        QCOMPARE(box->windowTitle(), QString("提示"));
-        BoxScript::press(box, "确定");
-    };
-    BoxScript boxes({confirm, confirm});
-    click(&prompt, "软件管理");
-    click(&prompt, "软件管理"); // it can be opened again
-    QVERIFY(boxes.isDone());
-    QCOMPARE(boxes.texts.first(), QString("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
-    QCOMPARE(m_log->count("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为1，即将跳转软件管理界面。"),
-             4);
-}
-
-void TestCheckUpdate::noticeOutlivesItsPrompt_data()
-{
-    QTest::addColumn<bool>("destroyed");
-    QTest::newRow("prompt replaced") << false;
-    QTest::newRow("service destroyed") << true;
-}
-
-void TestCheckUpdate::noticeOutlivesItsPrompt()
-{
-    QFETCH(bool, destroyed);
-    sendCheck({released("甲")});
-    const QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
-    QVERIFY(prompt);
-    QTimer::singleShot(0, qApp, [&] {
-        if (destroyed)
-            CVisualizedManager::FreeInstance();
-        else
-            sendCheck({released("乙")});
-        QTimer::singleShot(0, qApp, [&] {
-            if (auto *box = onlyWindow<CustomMessageBox>())
-                box->reject();
-        });
-    });
-    prompt->OnUpdateImmediately();
-    QVERIFY(!prompt || !prompt->isVisible());
-    QVERIFY(windows<CustomMessageBox>().isEmpty());
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCOMPARE(windows<CCheckUpdateDial>().size(), destroyed ? 0 : 1);
-}
-
-void TestCheckUpdate::fiftyRequests()
-{
-    for (int i = 0; i < 50; ++i) {
-        sendCheck({released("甲"), released("乙")});
-        if (i % 3)
-            QCoreApplication::processEvents();
-    }
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    const auto *prompt = onlyWindow<CCheckUpdateDial>();
-    QVERIFY(prompt && prompt->isVisible());
-    QVERIFY(!prompt->userPlace());
-}
-
-void TestCheckUpdate::draggedPlaceIsKept()
-{
-    sendCheck({released("甲")});
-    QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
-    const QPoint start = prompt->pos();
-    const QPoint grip = prompt->findChild<QLabel *>("adviceLine")->geometry().center();
-    QTest::mousePress(prompt->windowHandle(), Qt::RightButton, {}, grip); // any button drags
-    QTest::mouseMove(prompt->windowHandle(), grip - QPoint(100, 30));
-    QTest::mouseRelease(prompt->windowHandle(), Qt::RightButton, {}, grip);
-    QCOMPARE(prompt->pos(), start - QPoint(100, 30));
-    for (int i = 0; i < 2; ++i) {
-        sendCheck({released("乙")});
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        prompt = onlyWindow<CCheckUpdateDial>();
-        QVERIFY(prompt);
-        QCOMPARE(prompt->pos(), start - QPoint(100, 30));
-    }
-    prompt->setUserPlace(QPoint(-5000, -5000)); // on no screen
-    QCOMPARE(prompt->pos(), start - QPoint(100, 30));
-}
-
-void TestCheckUpdate::closingIsTold()
-{
-    for (const bool byButton : {true, false}) {
-        sendCheck({released("甲")}); // the manager does not hold on to the old one
-        QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
-        QVERIFY(prompt);
-        if (byButton)
-            QTest::mouseClick(prompt->findChild<QPushButton *>("closeButton"), Qt::LeftButton);
-        else
-            QVERIFY(prompt->windowHandle()->close());
-        QVERIFY(!prompt->isVisible());
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QVERIFY(!prompt);
-    }
-}
-
-void TestCheckUpdate::manyRecords()
-{
-    QVariantList records;
-    for (int i = 0; i < 2000; ++i)
-        records << released(
-            QString("产品%1").arg(i),
-            QString("2026-01-01 %1:%2:00").arg(i / 60 % 24, 2, 10, QChar('0')).arg(i % 60, 2, 10, QChar('0')));
-    Prompt prompt(records);
-    prompt.show();
-    const auto rows = [&] { return prompt.findChildren<CUpdateItem *>().size(); };
-    QVERIFY(rows() >= 3 && rows() < 1000); // the others follow while the window is there
-    QTRY_VERIFY(rows() >= 300);
-    click(&prompt, "全部忽略"); // what has no row yet is ignored too
-    QCOMPARE(rows(), 2000);
-    QCOMPARE(FakeClient::fake().operations().size(), 2000);
-}
-
-// The prompt comes unasked and takes the keyboard on some window managers; what is being typed elsewhere does nothing.
-void TestCheckUpdate::typingDoesNothing()
-{
-    sendCheck({released("甲")});
-    auto *prompt = onlyWindow<CCheckUpdateDial>();
-    QVERIFY(QTest::qWaitForWindowActive(prompt));
-    for (const auto key : {Qt::Key_Space, Qt::Key_Tab, Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape}) {
-        QTest::keyClick(prompt->windowHandle(), key);
-        QVERIFY(prompt->isVisible());
-        QCOMPARE(prompt->focusWidget(), prompt);
-    }
-    QVERIFY(FakeClient::fake().operations().isEmpty());
-    // After a pause the keys are meant for the prompt.
-    QTRY_VERIFY(prompt->findChild<TypingGuard *>()->takesKeys());
-    QTest::keyClick(prompt->windowHandle(), Qt::Key_Tab);
-    QVERIFY(prompt->focusWidget() != prompt);
-    const QPointer<CCheckUpdateDial> watch(prompt);
-    QTest::keyPress(prompt->windowHandle(), Qt::Key_Escape);
-    QVERIFY(!watch || !watch->isVisible());
-}
 
 QTEST_MAIN(TestCheckUpdate)
 #include "tst_check_update.moc"

@@ -17,13 +17,113 @@ private slots:
     void initTestCase() { FakeClient::install(); }
     void init() { FakeClient::fake().reset(); }
 
-    void downloadText_data();
-    void downloadText();
-    void percent();
-    void hostileLists();
-    void failedPollsGiveAnEmptyList();
-    void pollsOnceASecondUntilStopped();
-    void stopsFromInsideItsOwnPoll();
+    void downloadText_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QString>("tip");
+        QTest::addColumn<bool>("unidentified");
+        QTest::newRow("main program") << 1 << QStringLiteral("正在下载主程序，版本号：2.0") << false;
+        QTest::newRow("named item") << 2 << QStringLiteral("正在下载%2，版本号：2.0") << false;
+        QTest::newRow("patch") << 3 << QStringLiteral("正在下载补丁，版本号：2.0") << false;
+        QTest::newRow("old patch") << 4 << QStringLiteral("正在下载补丁，版本号：2.0") << false;
+        QTest::newRow("type 5") << 5 << QStringLiteral("正在下载，版本号：2.0") << true;
+    }
+
+    void downloadText()
+    {
+        QFETCH(int, type);
+        QFETCH(bool, unidentified);
+        QVariantMap task = tasks::task(QStringLiteral("设计"), 1);
+        QVariantMap working = task.value(QStringLiteral("WorkingItem")).toMap();
+        working[QStringLiteral("Type")] = type;
+        working[QStringLiteral("UpdateName")] = QStringLiteral("%2"); // must not be taken for a place of the text
+        task[QStringLiteral("WorkingItem")] = working;
+        LogCatcher log;
+        QTEST(download(task).value(QStringLiteral("downloadTip")).toString(), "tip");
+        const QString line = QStringLiteral("下载类型未标识，类型为%1").arg(type);
+        QCOMPARE(log.count(QtInfoMsg, line), unidentified ? 1 : 0);
+    }
+
+    void percent()
+    {
+        constexpr qint64 GiB = qint64(1) << 30;
+        const auto percent = [](qint64 current, qint64 total) {
+            const QVariantMap ctrl = download(tasks::task(QStringLiteral("设计"), 1, current, total));
+            return ctrl.value(QStringLiteral("downloadPercent")).toString();
+        };
+        QCOMPARE(percent(333, 1000), QStringLiteral("33%"));
+        QCOMPARE(percent(999, 1000), QStringLiteral("100%")); // rounded
+        QCOMPARE(percent(0, 0), QStringLiteral("nan%"));
+        QCOMPARE(percent(5, 0), QStringLiteral("inf%"));
+        QCOMPARE(percent(GiB, 5 * GiB), QStringLiteral("20%"));
+    }
+
+    void hostileLists()
+    {
+        QVERIFY(queryDataInfos(QVariant()).isEmpty());
+        QVERIFY(queryDataInfos(QVariantMap{{QStringLiteral("SoftName"), 1}}).isEmpty());
+        const QList<QVariant> rows =
+            queryDataInfos(QVariantList{7, QStringLiteral("text"), QVariant(), QVariantList{1}});
+        QCOMPARE(rows.size(), 4); // one row per element, whatever it is
+        for (const QVariant &row : rows) {
+            QCOMPARE(row.toMap().value(QStringLiteral("SoftName")).toString(), QString());
+            QCOMPARE(row.toMap().value(QStringLiteral("taskStatus")).toInt(), 0);
+        }
+        QVariantMap odd = tasks::task(QStringLiteral("设计"), 1);
+        odd[QStringLiteral("WorkingItem")] = QStringLiteral("not a map");
+        LogCatcher log;
+        QCOMPARE(download(odd).value(QStringLiteral("downloadPercent")).toString(), QStringLiteral("nan%"));
+    }
+
+    void failedPollsGiveAnEmptyList()
+    {
+        const QVariantMap values{
+            {QStringLiteral("taskInfoList"), QVariantList{tasks::task(QStringLiteral("设计"), 1)}}};
+        const QString call = QStringLiteral("【检测升级窗口】调用忽略升级接口");
+        const QMap<int, QString> lines{
+            {1001, call + QStringLiteral("rpc通信失败，返回错误码为：1001，错误信息为：a%2b。")},
+            {1002, call + QStringLiteral("失败。返回错误码为：1002，错误信息为：a%2b。")}};
+        CUpgradeDataRefresher refresher;
+        QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
+        LogCatcher log;
+        for (auto it = lines.cbegin(); it != lines.cend(); ++it) {
+            FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"),
+                                     tasks::answer(it.key(), QStringLiteral("a%2b"), values));
+            refresher.updateUpgradeTasks();
+            QVERIFY(spy.takeFirst().at(0).value<QVariant>().toList().isEmpty());
+            QVERIFY(log.has(QtCriticalMsg, it.value()));
+        }
+        FakeClient::fake().setAvailable(false);
+        QVERIFY(refresher.getUpgradeTasksInfos().toList().isEmpty());
+        QVERIFY(log.has(QtInfoMsg, QStringLiteral("getUpgradeTasksInfos：获取在线升级服务失败")));
+    }
+
+    void pollsOnceASecondUntilStopped()
+    {
+        CUpgradeDataRefresher refresher;
+        refresher.startWork();
+        refresher.startWork();
+        QCOMPARE(refresher.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly).size(),
+                 2); // one of them dying
+        QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
+        QElapsedTimer timer;
+        timer.start();
+        QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 2, 5000);
+        QVERIFY2(timer.elapsed() >= 1900, "two timers were running");
+        refresher.stopWork();
+        refresher.stopWork();
+        QTRY_VERIFY(refresher.findChildren<QTimer *>().isEmpty());
+    }
+
+    void stopsFromInsideItsOwnPoll()
+    {
+        CUpgradeDataRefresher refresher;
+        connect(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, &refresher, &CUpgradeDataRefresher::stopWork);
+        refresher.startWork();
+        QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
+        QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 5000);
+        QTRY_VERIFY(refresher.findChildren<QTimer *>().isEmpty());
+    }
 
 private:
     static QVariantMap download(const QVariantMap &task)
@@ -31,110 +131,6 @@ private:
         return tasks::row(task).toMap().value(QStringLiteral("downloadCtrl")).toMap();
     }
 };
-
-void tst_task_rows::downloadText_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QString>("tip");
-    QTest::addColumn<bool>("unidentified");
-    QTest::newRow("main program") << 1 << QStringLiteral("正在下载主程序，版本号：2.0") << false;
-    QTest::newRow("named item") << 2 << QStringLiteral("正在下载%2，版本号：2.0") << false;
-    QTest::newRow("patch") << 3 << QStringLiteral("正在下载补丁，版本号：2.0") << false;
-    QTest::newRow("old patch") << 4 << QStringLiteral("正在下载补丁，版本号：2.0") << false;
-    QTest::newRow("type 5") << 5 << QStringLiteral("正在下载，版本号：2.0") << true;
-}
-
-void tst_task_rows::downloadText()
-{
-    QFETCH(int, type);
-    QFETCH(bool, unidentified);
-    QVariantMap task = tasks::task(QStringLiteral("设计"), 1);
-    QVariantMap working = task.value(QStringLiteral("WorkingItem")).toMap();
-    working[QStringLiteral("Type")] = type;
-    working[QStringLiteral("UpdateName")] = QStringLiteral("%2"); // must not be taken for a place of the text
-    task[QStringLiteral("WorkingItem")] = working;
-    LogCatcher log;
-    QTEST(download(task).value(QStringLiteral("downloadTip")).toString(), "tip");
-    const QString line = QStringLiteral("下载类型未标识，类型为%1").arg(type);
-    QCOMPARE(log.count(QtInfoMsg, line), unidentified ? 1 : 0);
-}
-
-void tst_task_rows::percent()
-{
-    constexpr qint64 GiB = qint64(1) << 30;
-    const auto percent = [](qint64 current, qint64 total) {
-        const QVariantMap ctrl = download(tasks::task(QStringLiteral("设计"), 1, current, total));
-        return ctrl.value(QStringLiteral("downloadPercent")).toString();
-    };
-    QCOMPARE(percent(333, 1000), QStringLiteral("33%"));
-    QCOMPARE(percent(999, 1000), QStringLiteral("100%")); // rounded
-    QCOMPARE(percent(0, 0), QStringLiteral("nan%"));
-    QCOMPARE(percent(5, 0), QStringLiteral("inf%"));
-    QCOMPARE(percent(GiB, 5 * GiB), QStringLiteral("20%"));
-}
-
-void tst_task_rows::hostileLists()
-{
-    QVERIFY(queryDataInfos(QVariant()).isEmpty());
-    QVERIFY(queryDataInfos(QVariantMap{{QStringLiteral("SoftName"), 1}}).isEmpty());
-    const QList<QVariant> rows = queryDataInfos(QVariantList{7, QStringLiteral("text"), QVariant(), QVariantList{1}});
-    QCOMPARE(rows.size(), 4); // one row per element, whatever it is
-    for (const QVariant &row : rows) {
-        QCOMPARE(row.toMap().value(QStringLiteral("SoftName")).toString(), QString());
-        QCOMPARE(row.toMap().value(QStringLiteral("taskStatus")).toInt(), 0);
-    }
-    QVariantMap odd = tasks::task(QStringLiteral("设计"), 1);
-    odd[QStringLiteral("WorkingItem")] = QStringLiteral("not a map");
-    LogCatcher log;
-    QCOMPARE(download(odd).value(QStringLiteral("downloadPercent")).toString(), QStringLiteral("nan%"));
-}
-
-void tst_task_rows::failedPollsGiveAnEmptyList()
-{
-    const QVariantMap values{{QStringLiteral("taskInfoList"), QVariantList{tasks::task(QStringLiteral("设计"), 1)}}};
-    const QString call = QStringLiteral("【检测升级窗口】调用忽略升级接口");
-    const QMap<int, QString> lines{{1001, call + QStringLiteral("rpc通信失败，返回错误码为：1001，错误信息为：a%2b。")},
-                                   {1002, call + QStringLiteral("失败。返回错误码为：1002，错误信息为：a%2b。")}};
-    CUpgradeDataRefresher refresher;
-    QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
-    LogCatcher log;
-    for (auto it = lines.cbegin(); it != lines.cend(); ++it) {
-        FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"),
-                                 tasks::answer(it.key(), QStringLiteral("a%2b"), values));
-        refresher.updateUpgradeTasks();
-        QVERIFY(spy.takeFirst().at(0).value<QVariant>().toList().isEmpty());
-        QVERIFY(log.has(QtCriticalMsg, it.value()));
-    }
-    FakeClient::fake().setAvailable(false);
-    QVERIFY(refresher.getUpgradeTasksInfos().toList().isEmpty());
-    QVERIFY(log.has(QtInfoMsg, QStringLiteral("getUpgradeTasksInfos：获取在线升级服务失败")));
-}
-
-void tst_task_rows::pollsOnceASecondUntilStopped()
-{
-    CUpgradeDataRefresher refresher;
-    refresher.startWork();
-    refresher.startWork();
-    QCOMPARE(refresher.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly).size(), 2); // one of them dying
-    QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
-    QElapsedTimer timer;
-    timer.start();
-    QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 2, 5000);
-    QVERIFY2(timer.elapsed() >= 1900, "two timers were running");
-    refresher.stopWork();
-    refresher.stopWork();
-    QTRY_VERIFY(refresher.findChildren<QTimer *>().isEmpty());
-}
-
-void tst_task_rows::stopsFromInsideItsOwnPoll()
-{
-    CUpgradeDataRefresher refresher;
-    connect(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, &refresher, &CUpgradeDataRefresher::stopWork);
-    refresher.startWork();
-    QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
-    QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 5000);
-    QTRY_VERIFY(refresher.findChildren<QTimer *>().isEmpty());
-}
 
 QTEST_MAIN(tst_task_rows)
 #include "tst_task_rows.moc"

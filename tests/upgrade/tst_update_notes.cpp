@@ -70,250 +70,235 @@ class TestUpdateNotes final : public QObject
     Q_OBJECT
 private slots:
     void initTestCase() { FakeClient::install(); }
-    void init();
-    void cleanup();
 
-    void tabs();
-    void invalidRequest();
-    void whenThePatchIsOffered();
-    void closingAsks_data();
-    void closingAsks();
-    void updateStartsTheDownload();
-    void patchUpdateStartsTheDownload();
-    void downloadFailures();
-    void onePerProduct();
-    void replacedWhileItAsks();
-    void destroyedWhileItAsks();
-    void patchNotesNeverAsk();
+    void init()
+    {
+        CVtServiceClient::GetInstance();
+        FakeClient::fake().reset();
+        m_log = std::make_unique<LogCatcher>();
+    }
+
+    void cleanup()
+    {
+        m_log.reset();
+        CVisualizedManager::FreeInstance();
+        deliver();
+        QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    }
+
+    void tabs()
+    {
+        QVariantMap record = withPatch();
+        record.insert("补丁包", section("补丁", "2.0.1"));
+        record.insert("插件", QVariantList{section("插件一", "3"), QVariantMap(), 5, section("插件&二", "4")});
+        const auto dialog = made<CUpdateExplainDial>(input({record}));
+        QCOMPARE(tabTitles(*dialog), (QStringList{"产品", "补丁", "插件一", "插件&&二"}));
+        dialog->InitDialog(); // a second time does nothing
+        QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
+        const auto patch = made<CUpdateCurExplainDialog>(input({record}));
+        QCOMPARE(tabTitles(*patch), QStringList{"产品"});
+        QVERIFY(made<CUpdateCurExplainDialog>(input({released("产品")}))->findChildren<CExplainItem *>().isEmpty());
+        QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
+    }
+
+    void invalidRequest()
+    {
+        for (const Input &param : {Input(), input({withPatch(), withPatch()})}) {
+            const QString expected = QString::fromUtf8(param ? "获取软件的升级信息失败" : "软件升级信息为空");
+            const auto notes = made<CUpdateExplainDial>(param);
+            const auto patch = made<CUpdateCurExplainDialog>(param);
+            for (CUpdateExplainDial *dialog : {notes.get(), static_cast<CUpdateExplainDial *>(patch.get())}) {
+                QVERIFY(!dialog->NeedUpdateCurPatch());
+                dialog->show();
+                m_log->clear();
+                click(dialog, "updateButton");
+                QVERIFY(!dialog->isVisible());
+                QVERIFY(m_log->has(QtCriticalMsg, expected));
+            }
+        }
+        QVERIFY(FakeClient::fake().operations().isEmpty());
+    }
+
+    void whenThePatchIsOffered()
+    {
+        const auto offered = [](const QVariantMap &record) {
+            return made<CUpdateExplainDial>(input({record}))->NeedUpdateCurPatch();
+        };
+        QVariantMap fromThePrompt = withPatch();
+        fromThePrompt.insert("visualized", true);
+        QVariantMap empty = withPatch();
+        empty.insert("旧版本补丁包", QVariantMap());
+        QVERIFY(offered(withPatch()));
+        QVERIFY(!offered(fromThePrompt));
+        QVERIFY(!offered(empty));
+        QVERIFY(!offered(withPatch({{"是否强制更新", true}})));
+        QVERIFY(!offered(withPatch({{"软件名称", ""}})));
+        const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
+        dialog->SetTipFlag(false);
+        QVERIFY(!dialog->NeedUpdateCurPatch());
+    }
+
+    void closingAsks_data()
+    {
+        QTest::addColumn<int>("way");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("close button, no") << 0 << "否";
+        QTest::newRow("declined, yes") << 1 << "是";
+        QTest::newRow("window manager, yes") << 2 << "是";
+        QTest::newRow("Escape, no") << 3 << "否";
+    }
+
+    void closingAsks()
+    {
+        QFETCH(int, way);
+        QFETCH(QString, answer);
+        sendNotes(withPatch());
+        const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
+        QVERIFY(dialog && dialog->isVisible());
+        BoxScript boxes({[&](QDialog *box) {
+            QCOMPARE(box->windowTitle(), QString("提示"));
+            BoxScript::press(box, answer);
+        }});
+        if (way == 0)
+            click(dialog, "closeButton");
+        else if (way == 1)
+            click(dialog, "declineButton");
+        else if (way == 2)
+            dialog->windowHandle()->close();
+        else
+            dialog->reject();
+        QVERIFY(boxes.isDone());
+        QCOMPARE(boxes.texts, QStringList{Question});
+        deliver();
+        QVERIFY(!dialog);
+        auto *patch = onlyWindow<CUpdateCurExplainDialog>();
+        QCOMPARE(patch != nullptr, answer == "是");
+        if (patch)
+            QCOMPARE(tabTitles(*patch), QStringList{"产品"});
+    }
+
+    void updateStartsTheDownload()
+    {
+        QVariantMap record = withPatch();
+        record.insert("补丁包", section("补丁", "2.0.1"));
+        record.insert("插件", QVariantList{section("插件一", "3")});
+        sendNotes(record);
+        const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
+        const BoxScript boxes({});
+        click(dialog, "updateButton");
+        QCOMPARE(boxes.unexpected, 0); // no question
+        QCOMPARE(FakeClient::fake().operations(), QStringList{"StartDownload"});
+        const QVariantMap expected{{"软件名称", "产品"},
+                                   {"CurrentVersion", "1.0"},
+                                   {"软件", record.value("软件")},
+                                   {"补丁包", record.value("补丁包")},
+                                   {"插件", record.value("插件")}};
+        QCOMPARE(FakeClient::fake().calls().first().values, expected);
+        QVERIFY(m_log->has(QtInfoMsg, "调用开始下载软件安装接口成功。"));
+        deliver();
+        QVERIFY(!dialog);
+    }
+
+    void patchUpdateStartsTheDownload()
+    {
+        const QVariantMap record = withPatch();
+        auto dialog = made<CUpdateCurExplainDialog>(input({record}));
+        dialog->show();
+        click(dialog.get(), "updateButton");
+        const QVariantMap expected{{"软件名称", "产品"},
+                                   {"CurrentVersion", "1.0"},
+                                   {"升级版本", "1.0.3"},
+                                   {"旧版本补丁包", record.value("旧版本补丁包")}};
+        QCOMPARE(FakeClient::fake().calls().first().values, expected);
+
+        dialog = made<CUpdateCurExplainDialog>(input({released("产品")})); // no patch: it only closes
+        dialog->show();
+        click(dialog.get(), "updateButton");
+        QVERIFY(!dialog->isVisible());
+        QCOMPARE(FakeClient::fake().operations().size(), 1);
+    }
+
+    void downloadFailures()
+    {
+        const QString call = "【统一服务升级下载线程】调用开始下载接口";
+        const QMap<int, QString> lines{{0, "获取在线升级服务失败"}, // no assistant
+                                       {1009, call + "rpc通信失败，返回错误码为：1009，错误信息为：坏%1。"},
+                                       {1003, call + "失败。返回错误码为：1003，错误信息为：坏%1。"}};
+        for (auto it = lines.cbegin(); it != lines.cend(); ++it) {
+            FakeClient::fake().setAvailable(it.key() != 0);
+            if (it.key() != 0)
+                FakeClient::fake().queue("StartDownload", {it.key(), "坏%1", {}, {}});
+            const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
+            dialog->show();
+            m_log->clear();
+            click(dialog.get(), "updateButton");
+            QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{it.value()});
+            QVERIFY(!dialog->isVisible());
+        }
+    }
+
+    void onePerProduct()
+    {
+        const BoxScript boxes({});
+        for (int i = 0; i < 10; ++i)
+            sendNotes(withPatch());
+        sendNotes(released("另一个"));
+        deliver();
+        QCOMPARE(boxes.unexpected, 0); // a dialog that is replaced asks nothing
+        QCOMPARE(windows<CUpdateExplainDial>().size(), 2);
+        sendNotes({{"软件名称", "产品"}}); // nothing in it: the old one is closed all the same
+        deliver();
+        QCOMPARE(windows<CUpdateExplainDial>().size(), 1);
+        QVERIFY(m_log->has(QtCriticalMsg, "软件更新提示框异常退出：数据为空"));
+    }
+
+    void replacedWhileItAsks()
+    {
+        sendNotes(withPatch());
+        const QPointer<CUpdateExplainDial> old(onlyWindow<CUpdateExplainDial>());
+        QTimer::singleShot(0, qApp, [&] {
+            QVERIFY(onlyWindow<QuestionMessageBox>() || old->findChild<QuestionMessageBox *>());
+            sendNotes(withPatch());
+        });
+        old->close(); // returns: the question is withdrawn
+        deliver();
+        QVERIFY(!old);
+        QPointer<CUpdateExplainDial> now(onlyWindow<CUpdateExplainDial>());
+        QVERIFY(now && now->isVisible());
+        QVERIFY(!qobject_cast<CUpdateCurExplainDialog *>(now.data()));
+        // The manager still knows the new one: the next request replaces it.
+        sendNotes(withPatch());
+        deliver();
+        QVERIFY(!now);
+        QVERIFY(onlyWindow<CUpdateExplainDial>());
+    }
+
+    void destroyedWhileItAsks()
+    {
+        sendNotes(withPatch());
+        const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
+        QTimer::singleShot(0, qApp, [] { CVisualizedManager::FreeInstance(); });
+        dialog->close();
+        QVERIFY(!dialog);
+        QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    }
+
+    void patchNotesNeverAsk()
+    {
+        send(CVisualizedEvents::eShowUpgradeCurExplainDialog, new CUpgradeExplainEveData(input({withPatch()})));
+        const QPointer<CUpdateCurExplainDialog> dialog(onlyWindow<CUpdateCurExplainDialog>());
+        QVERIFY(dialog);
+        const BoxScript boxes({});
+        click(dialog, "closeButton");
+        QCOMPARE(boxes.unexpected, 0);
+        deliver();
+        QVERIFY(!dialog);
+        QVERIFY(m_log->has(QtInfoMsg, "开始展现软件旧版本补丁更新说明窗口产品"));
+    }
 
 private:
     std::unique_ptr<LogCatcher> m_log;
 };
-
-void TestUpdateNotes::init()
-{
-    CVtServiceClient::GetInstance();
-    FakeClient::fake().reset();
-    m_log = std::make_unique<LogCatcher>();
-}
-
-void TestUpdateNotes::cleanup()
-{
-    m_log.reset();
-    CVisualizedManager::FreeInstance();
-    deliver();
-    QVERIFY(QApplication::topLevelWidgets().isEmpty());
-}
-
-void TestUpdateNotes::tabs()
-{
-    QVariantMap record = withPatch();
-    record.insert("补丁包", section("补丁", "2.0.1"));
-    record.insert("插件", QVariantList{section("插件一", "3"), QVariantMap(), 5, section("插件&二", "4")});
-    const auto dialog = made<CUpdateExplainDial>(input({record}));
-    QCOMPARE(tabTitles(*dialog), (QStringList{"产品", "补丁", "插件一", "插件&&二"}));
-    dialog->InitDialog(); // a second time does nothing
-    QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
-    const auto patch = made<CUpdateCurExplainDialog>(input({record}));
-    QCOMPARE(tabTitles(*patch), QStringList{"产品"});
-    QVERIFY(made<CUpdateCurExplainDialog>(input({released("产品")}))->findChildren<CExplainItem *>().isEmpty());
-    QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
-}
-
-void TestUpdateNotes::invalidRequest()
-{
-    for (const Input &param : {Input(), input({withPatch(), withPatch()})}) {
-        const QString expected = QString::fromUtf8(param ? "获取软件的升级信息失败" : "软件升级信息为空");
-        const auto notes = made<CUpdateExplainDial>(param);
-        const auto patch = made<CUpdateCurExplainDialog>(param);
-        for (CUpdateExplainDial *dialog : {notes.get(), static_cast<CUpdateExplainDial *>(patch.get())}) {
-            QVERIFY(!dialog->NeedUpdateCurPatch());
-            dialog->show();
-            m_log->clear();
-            click(dialog, "updateButton");
-            QVERIFY(!dialog->isVisible());
-            QVERIFY(m_log->has(QtCriticalMsg, expected));
-        }
-    }
-    QVERIFY(FakeClient::fake().operations().isEmpty());
-}
-
-void TestUpdateNotes::whenThePatchIsOffered()
-{
-    const auto offered = [](const QVariantMap &record) {
-        return made<CUpdateExplainDial>(input({record}))->NeedUpdateCurPatch();
-    };
-    QVariantMap fromThePrompt = withPatch();
-    fromThePrompt.insert("visualized", true);
-    QVariantMap empty = withPatch();
-    empty.insert("旧版本补丁包", QVariantMap());
-    QVERIFY(offered(withPatch()));
-    QVERIFY(!offered(fromThePrompt));
-    QVERIFY(!offered(empty));
-    QVERIFY(!offered(withPatch({{"是否强制更新", true}})));
-    QVERIFY(!offered(withPatch({{"软件名称", ""}})));
-    const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
-    dialog->SetTipFlag(false);
-    QVERIFY(!dialog->NeedUpdateCurPatch());
-}
-
-void TestUpdateNotes::closingAsks_data()
-{
-    QTest::addColumn<int>("way");
-    QTest::addColumn<QString>("answer");
-    QTest::newRow("close button, no") << 0 << "否";
-    QTest::newRow("declined, yes") << 1 << "是";
-    QTest::newRow("window manager, yes") << 2 << "是";
-    QTest::newRow("Escape, no") << 3 << "否";
-}
-
-void TestUpdateNotes::closingAsks()
-{
-    QFETCH(int, way);
-    QFETCH(QString, answer);
-    sendNotes(withPatch());
-    const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-    QVERIFY(dialog && dialog->isVisible());
-    BoxScript boxes({[&](QDialog *box) {
-        QCOMPARE(box->windowTitle(), QString("提示"));
-        BoxScript::press(box, answer);
-    }});
-    if (way == 0)
-        click(dialog, "closeButton");
-    else if (way == 1)
-        click(dialog, "declineButton");
-    else if (way == 2)
-        dialog->windowHandle()->close();
-    else
-        dialog->reject();
-    QVERIFY(boxes.isDone());
-    QCOMPARE(boxes.texts, QStringList{Question});
-    deliver();
-    QVERIFY(!dialog);
-    auto *patch = onlyWindow<CUpdateCurExplainDialog>();
-    QCOMPARE(patch != nullptr, answer == "是");
-    if (patch)
-        QCOMPARE(tabTitles(*patch), QStringList{"产品"});
-}
-
-void TestUpdateNotes::updateStartsTheDownload()
-{
-    QVariantMap record = withPatch();
-    record.insert("补丁包", section("补丁", "2.0.1"));
-    record.insert("插件", QVariantList{section("插件一", "3")});
-    sendNotes(record);
-    const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-    const BoxScript boxes({});
-    click(dialog, "updateButton");
-    QCOMPARE(boxes.unexpected, 0); // no question
-    QCOMPARE(FakeClient::fake().operations(), QStringList{"StartDownload"});
-    const QVariantMap expected{{"软件名称", "产品"},
-                               {"CurrentVersion", "1.0"},
-                               {"软件", record.value("软件")},
-                               {"补丁包", record.value("补丁包")},
-                               {"插件", record.value("插件")}};
-    QCOMPARE(FakeClient::fake().calls().first().values, expected);
-    QVERIFY(m_log->has(QtInfoMsg, "调用开始下载软件安装接口成功。"));
-    deliver();
-    QVERIFY(!dialog);
-}
-
-void TestUpdateNotes::patchUpdateStartsTheDownload()
-{
-    const QVariantMap record = withPatch();
-    auto dialog = made<CUpdateCurExplainDialog>(input({record}));
-    dialog->show();
-    click(dialog.get(), "updateButton");
-    const QVariantMap expected{{"软件名称", "产品"},
-                               {"CurrentVersion", "1.0"},
-                               {"升级版本", "1.0.3"},
-                               {"旧版本补丁包", record.value("旧版本补丁包")}};
-    QCOMPARE(FakeClient::fake().calls().first().values, expected);
-
-    dialog = made<CUpdateCurExplainDialog>(input({released("产品")})); // no patch: it only closes
-    dialog->show();
-    click(dialog.get(), "updateButton");
-    QVERIFY(!dialog->isVisible());
-    QCOMPARE(FakeClient::fake().operations().size(), 1);
-}
-
-void TestUpdateNotes::downloadFailures()
-{
-    const QString call = "【统一服务升级下载线程】调用开始下载接口";
-    const QMap<int, QString> lines{{0, "获取在线升级服务失败"}, // no assistant
-                                   {1009, call + "rpc通信失败，返回错误码为：1009，错误信息为：坏%1。"},
-                                   {1003, call + "失败。返回错误码为：1003，错误信息为：坏%1。"}};
-    for (auto it = lines.cbegin(); it != lines.cend(); ++it) {
-        FakeClient::fake().setAvailable(it.key() != 0);
-        if (it.key() != 0)
-            FakeClient::fake().queue("StartDownload", {it.key(), "坏%1", {}, {}});
-        const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
-        dialog->show();
-        m_log->clear();
-        click(dialog.get(), "updateButton");
-        QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{it.value()});
-        QVERIFY(!dialog->isVisible());
-    }
-}
-
-void TestUpdateNotes::onePerProduct()
-{
-    const BoxScript boxes({});
-    for (int i = 0; i < 10; ++i)
-        sendNotes(withPatch());
-    sendNotes(released("另一个"));
-    deliver();
-    QCOMPARE(boxes.unexpected, 0); // a dialog that is replaced asks nothing
-    QCOMPARE(windows<CUpdateExplainDial>().size(), 2);
-    sendNotes({{"软件名称", "产品"}}); // nothing in it: the old one is closed all the same
-    deliver();
-    QCOMPARE(windows<CUpdateExplainDial>().size(), 1);
-    QVERIFY(m_log->has(QtCriticalMsg, "软件更新提示框异常退出：数据为空"));
-}
-
-void TestUpdateNotes::replacedWhileItAsks()
-{
-    sendNotes(withPatch());
-    const QPointer<CUpdateExplainDial> old(onlyWindow<CUpdateExplainDial>());
-    QTimer::singleShot(0, qApp, [&] {
-        QVERIFY(onlyWindow<QuestionMessageBox>() || old->findChild<QuestionMessageBox *>());
-        sendNotes(withPatch());
-    });
-    old->close(); // returns: the question is withdrawn
-    deliver();
-    QVERIFY(!old);
-    QPointer<CUpdateExplainDial> now(onlyWindow<CUpdateExplainDial>());
-    QVERIFY(now && now->isVisible());
-    QVERIFY(!qobject_cast<CUpdateCurExplainDialog *>(now.data()));
-    // The manager still knows the new one: the next request replaces it.
-    sendNotes(withPatch());
-    deliver();
-    QVERIFY(!now);
-    QVERIFY(onlyWindow<CUpdateExplainDial>());
-}
-
-void TestUpdateNotes::destroyedWhileItAsks()
-{
-    sendNotes(withPatch());
-    const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-    QTimer::singleShot(0, qApp, [] { CVisualizedManager::FreeInstance(); });
-    dialog->close();
-    QVERIFY(!dialog);
-    QVERIFY(QApplication::topLevelWidgets().isEmpty());
-}
-
-void TestUpdateNotes::patchNotesNeverAsk()
-{
-    send(CVisualizedEvents::eShowUpgradeCurExplainDialog, new CUpgradeExplainEveData(input({withPatch()})));
-    const QPointer<CUpdateCurExplainDialog> dialog(onlyWindow<CUpdateCurExplainDialog>());
-    QVERIFY(dialog);
-    const BoxScript boxes({});
-    click(dialog, "closeButton");
-    QCOMPARE(boxes.unexpected, 0);
-    deliver();
-    QVERIFY(!dialog);
-    QVERIFY(m_log->has(QtInfoMsg, "开始展现软件旧版本补丁更新说明窗口产品"));
-}
 
 QTEST_MAIN(TestUpdateNotes)
 #include "tst_update_notes.moc"

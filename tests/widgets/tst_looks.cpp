@@ -37,126 +37,118 @@ class TestLooks : public QObject
 {
     Q_OBJECT
 private slots:
-    void elision();
-    void buttonFocusIsSeen();
-    void buttonKeys();
-    void windowsOfOurs();
-    void frontOfAWindowThatGoes();
-    void pictures();
-    void hostilePictures();
-};
-
-void TestLooks::elision()
-{
-    const QString text = QStringLiteral("<img src='file:///x'>").repeated(20);
-    for (const int lines : {1, 3}) {
-        ElideLabel label(text, nullptr);
-        label.setMaximumLines(lines);
-        label.resize(100, 80);
-        label.show();
-        QVERIFY(label.isElided() && label.text().endsWith(QChar(0x2026)));
-        QCOMPARE(label.text().count(QLatin1Char('\n')), lines - 1);
-        for (const QString &line : label.text().split(QLatin1Char('\n')))
-            QVERIFY(label.fontMetrics().horizontalAdvance(line) <= label.width());
-        QCOMPARE(label.accessibleName(), text);
-        QCOMPARE(label.textFormat(), Qt::PlainText);
-        QVERIFY(label.toolTip().contains(QStringLiteral("&lt;img"))); // a tool tip reads mark-up
-        label.resize(9000, 80);                                       // room enough after all
-        QCOMPARE(label.text(), text);
-    }
-}
-
-void TestLooks::buttonFocusIsSeen()
-{
-    QWidget page;
-    QLineEdit first(&page); // takes the focus when the window opens
-    page.setStyleSheet(look::buttons());
-    QList<CCustomBtn *> all;
-    for (const auto tone : {CCustomBtn::Grey, CCustomBtn::Blue, CCustomBtn::White, CCustomBtn::Link})
-        all.append(new CCustomBtn(QStringLiteral("全部忽略"), tone, &page));
-    page.show();
-    QVERIFY(QTest::qWaitForWindowActive(&page));
-    for (CCustomBtn *button : all) {
-        const QImage plain = button->grab().toImage();
-        button->setFocus(Qt::TabFocusReason);
-        QVERIFY(button->grab().toImage() != plain);
-    }
-}
-
-void TestLooks::buttonKeys()
-{
-    QDialog dialog;
-    CCustomBtn button(QStringLiteral("立即升级"), CCustomBtn::Blue, &dialog);
-    QSignalSpy clicked(&button, &CCustomBtn::clicked);
-    dialog.show();
-    QVERIFY(!button.isDefault() && !button.autoDefault());
-    QTest::keyClick(&dialog, Qt::Key_Return); // not focused: not pressed
-    QCOMPARE(clicked.count(), 0);
-    for (const int key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space})
-        QTest::keyClick(&button, Qt::Key(key));
-    QCOMPARE(clicked.count(), 3);
-}
-
-void TestLooks::windowsOfOurs()
-{
-    upgrade::controls::CSpaced window;
-    look::prepareWindow(&window, QStringLiteral("在线升级"));
-    QCOMPARE(window.objectName(), QStringLiteral("CSpaced"));
-    QCOMPARE(window.windowRole(), QStringLiteral("CSpaced"));
-    QVERIFY(!window.testAttribute(Qt::WA_QuitOnClose));
-    window.setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint); // does not bring it back
-    QVERIFY(!window.testAttribute(Qt::WA_QuitOnClose));
-}
-
-void TestLooks::frontOfAWindowThatGoes()
-{
-    class Fleeting final : public QDialog
+    void elision()
     {
-    protected:
-        void showEvent(QShowEvent *) override { close(); }
-    };
-    const QPointer<QDialog> window = new Fleeting;
-    front::bringToFront(window);
-    QTRY_VERIFY(!window);
-}
+        const QString text = QStringLiteral("<img src='file:///x'>").repeated(20);
+        for (const int lines : {1, 3}) {
+            ElideLabel label(text, nullptr);
+            label.setMaximumLines(lines);
+            label.resize(100, 80);
+            label.show();
+            QVERIFY(label.isElided() && label.text().endsWith(QChar(0x2026)));
+            QCOMPARE(label.text().count(QLatin1Char('\n')), lines - 1);
+            for (const QString &line : label.text().split(QLatin1Char('\n')))
+                QVERIFY(label.fontMetrics().horizontalAdvance(line) <= label.width());
+            QCOMPARE(label.accessibleName(), text);
+            QCOMPARE(label.textFormat(), Qt::PlainText);
+            QVERIFY(label.toolTip().contains(QStringLiteral("&lt;img"))); // a tool tip reads mark-up
+            label.resize(9000, 80);                                       // room enough after all
+            QCOMPARE(label.text(), text);
+        }
+    }
 
-void TestLooks::pictures()
-{
-    QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("wide.png"));
-    QImage wide(400, 200, QImage::Format_RGB32);
-    wide.fill(Qt::red);
-    QVERIFY(wide.save(path));
-    QCOMPARE(picture::load(path, QSize(100, 100)).size(), QSize(100, 50));
-    const QPixmap sharp = picture::load(path, QSize(100, 100), 2.0);
-    QCOMPARE(sharp.size(), QSize(200, 100));
-    QCOMPARE(sharp.devicePixelRatio(), 2.0);
-    QCOMPARE(picture::load(path, QSize(900, 900)).size(), QSize(400, 200)); // not enlarged
-    QCOMPARE(picture::load(QStringLiteral(":/images/images/delete.svg"), QSize(20, 20)).size(), QSize(20, 20));
+    void buttonFocusIsSeen()
+    {
+        QWidget page;
+        QLineEdit first(&page); // takes the focus when the window opens
+        page.setStyleSheet(look::buttons());
+        QList<CCustomBtn *> all;
+        for (const auto tone : {CCustomBtn::Grey, CCustomBtn::Blue, CCustomBtn::White, CCustomBtn::Link})
+            all.append(new CCustomBtn(QStringLiteral("全部忽略"), tone, &page));
+        page.show();
+        QVERIFY(QTest::qWaitForWindowActive(&page));
+        for (CCustomBtn *button : all) {
+            const QImage plain = button->grab().toImage();
+            button->setFocus(Qt::TabFocusReason);
+            QVERIFY(button->grab().toImage() != plain);
+        }
+    }
 
-    QLabel label;
-    ServiceVisualized::CToolkit::SetLabelIconPicture(&label, path, QSize(40, 40));
-    QCOMPARE(label.pixmap(Qt::ReturnByValue).size(), QSize(40, 20));
-    ServiceVisualized::CToolkit::SetLabelIconPicture(&label, QString(), QSize(16, 16));
-    QVERIFY(label.pixmap(Qt::ReturnByValue).isNull());
-}
+    void buttonKeys()
+    {
+        QDialog dialog;
+        CCustomBtn button(QStringLiteral("立即升级"), CCustomBtn::Blue, &dialog);
+        QSignalSpy clicked(&button, &CCustomBtn::clicked);
+        dialog.show();
+        QVERIFY(!button.isDefault() && !button.autoDefault());
+        QTest::keyClick(&dialog, Qt::Key_Return); // not focused: not pressed
+        QCOMPARE(clicked.count(), 0);
+        for (const int key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space})
+            QTest::keyClick(&button, Qt::Key(key));
+        QCOMPARE(clicked.count(), 3);
+    }
 
-void TestLooks::hostilePictures()
-{
-    QTemporaryDir folder;
-    const QString pipe = folder.filePath(QStringLiteral("pipe.png"));
-    QCOMPARE(mkfifo(pipe.toLocal8Bit().constData(), 0600), 0);
-    const QString huge = folder.filePath(QStringLiteral("huge.png"));
-    QFile file(huge);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    // The head of a PNG of 20000 x 20000 pixels: 1.6 GB decoded.
-    file.write(QByteArray::fromHex("89504e470d0a1a0a0000000d4948445200004e2000004e20080600000042f32bf3"));
-    file.close();
-    const long before = peakMemoryKiB();
-    for (const QString &path : {pipe, huge, folder.path(), QStringLiteral("/dev/zero")})
-        QVERIFY2(picture::load(path, QSize(16, 16)).isNull(), qPrintable(path));
-    QVERIFY(peakMemoryKiB() - before < 100 * 1024);
-}
+    void windowsOfOurs()
+    {
+        upgrade::controls::CSpaced window;
+        look::prepareWindow(&window, QStringLiteral("在线升级"));
+        QCOMPARE(window.objectName(), QStringLiteral("CSpaced"));
+        QCOMPARE(window.windowRole(), QStringLiteral("CSpaced"));
+        QVERIFY(!window.testAttribute(Qt::WA_QuitOnClose));
+        window.setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint); // does not bring it back
+        QVERIFY(!window.testAttribute(Qt::WA_QuitOnClose));
+    }
+
+    void frontOfAWindowThatGoes()
+    {
+        class Fleeting final : public QDialog
+        {
+        protected:
+            void showEvent(QShowEvent *) override { close(); }
+        };
+        const QPointer<QDialog> window = new Fleeting;
+        front::bringToFront(window);
+        QTRY_VERIFY(!window);
+    }
+
+    void pictures()
+    {
+        QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("wide.png"));
+        QImage wide(400, 200, QImage::Format_RGB32);
+        wide.fill(Qt::red);
+        QVERIFY(wide.save(path));
+        QCOMPARE(picture::load(path, QSize(100, 100)).size(), QSize(100, 50));
+        const QPixmap sharp = picture::load(path, QSize(100, 100), 2.0);
+        QCOMPARE(sharp.size(), QSize(200, 100));
+        QCOMPARE(sharp.devicePixelRatio(), 2.0);
+        QCOMPARE(picture::load(path, QSize(900, 900)).size(), QSize(400, 200)); // not enlarged
+        QCOMPARE(picture::load(QStringLiteral(":/images/images/delete.svg"), QSize(20, 20)).size(), QSize(20, 20));
+
+        QLabel label;
+        ServiceVisualized::CToolkit::SetLabelIconPicture(&label, path, QSize(40, 40));
+        QCOMPARE(label.pixmap(Qt::ReturnByValue).size(), QSize(40, 20));
+        ServiceVisualized::CToolkit::SetLabelIconPicture(&label, QString(), QSize(16, 16));
+        QVERIFY(label.pixmap(Qt::ReturnByValue).isNull());
+    }
+
+    void hostilePictures()
+    {
+        QTemporaryDir folder;
+        const QString pipe = folder.filePath(QStringLiteral("pipe.png"));
+        QCOMPARE(mkfifo(pipe.toLocal8Bit().constData(), 0600), 0);
+        const QString huge = folder.filePath(QStringLiteral("huge.png"));
+        QFile file(huge);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        // The head of a PNG of 20000 x 20000 pixels: 1.6 GB decoded.
+        file.write(QByteArray::fromHex("89504e470d0a1a0a0000000d4948445200004e2000004e20080600000042f32bf3"));
+        file.close();
+        const long before = peakMemoryKiB();
+        for (const QString &path : {pipe, huge, folder.path(), QStringLiteral("/dev/zero")})
+            QVERIFY2(picture::load(path, QSize(16, 16)).isNull(), qPrintable(path));
+        QVERIFY(peakMemoryKiB() - before < 100 * 1024);
+    }
+};
 
 QTEST_MAIN(TestLooks)
 #include "tst_looks.moc"

@@ -38,268 +38,254 @@ class TestMessageBoxes : public QObject
 {
     Q_OBJECT
 private slots:
-    void measuredHeight();
-    void shownText_data();
-    void shownText();
-    void nothingIsLoaded();
-    void longTexts();
-    void answers_data();
-    void answers();
-    void link();
-    void linkByKeyboard();
-    void onlyWebLinksAreOpened();
-    void ownerDies();
-    void twoBoxes();
-    void askedBoxConfirms();
-    void announcedAsAlert();
-    void timingBoxCloses();
-};
-
-// What ends in "\r\n" counts by its width, up to two lines more; the last line is not measured.
-void TestMessageBoxes::measuredHeight()
-{
-    const QFontMetrics metrics(QApplication::font());
-    const auto wider = [&](int width) {
-        QString text;
-        while (metrics.boundingRect(text).width() < width)
-            text += QLatin1Char('i');
-        return text;
-    };
-    const auto lines = [&](const QString &text) {
-        return messagetext::measuredHeight(text, metrics) / metrics.lineSpacing();
-    };
-    const QString end = QStringLiteral("\r\n");
-    QCOMPARE(lines(wider(2000)), 2);
-    QCOMPARE(lines(QStringLiteral("i") + end + wider(2000)), 3);
-    QCOMPARE(lines(wider(226) + end), 4);
-    QCOMPARE(lines(wider(440) + end), 5);
-    QCOMPARE(lines(wider(440) + end + wider(226) + end), 7);
-    QCOMPARE(lines(wider(440) + QLatin1Char('\n') + wider(440)), 2); // only both characters together end a line
-}
-
-void TestMessageBoxes::shownText_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("line ends") << QStringLiteral("甲\r\n乙\n丙") << QStringLiteral("甲\n乙\n丙");
-    QTest::newRow("no markup") << QStringLiteral("a < b && c > d") << QStringLiteral("a < b && c > d");
-    QTest::newRow("link and colour stay") << QStringLiteral("<a style='color: #0C64EB;' href='http://x/'>乙</a>")
-                                          << QStringLiteral("<a href=\"http://x/\" style=\"color:#0C64EB\">乙</a>");
-    QTest::newRow("picture goes") << QStringLiteral("<b>甲</b><img src='file:///etc/passwd'>乙")
-                                  << QStringLiteral("<b>甲</b>乙");
-    QTest::newRow("unfinished picture is text")
-        << QStringLiteral("<b>甲</b><img src='file:///x'") << QStringLiteral("<b>甲</b>&lt;img src='file:///x'");
-}
-
-void TestMessageBoxes::shownText()
-{
-    QFETCH(QString, text);
-    QTEST(messagetext::shown(text).text, "shown");
-}
-
-void TestMessageBoxes::nothingIsLoaded()
-{
-    QTemporaryDir folder;
-    const QString pipe = folder.filePath(QStringLiteral("pipe.png"));
-    QCOMPARE(mkfifo(pipe.toLocal8Bit().constData(), 0600), 0); // whoever opens it to read waits for ever
-    CustomMessageBox box(QStringLiteral("<img src='%1'>").arg(pipe),
-                         QStringLiteral("<b>甲</b><img src='%1'>").arg(pipe), eTipNormal, nullptr);
-    box.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&box));
-    QCOMPARE(box.findChild<QLabel *>(QStringLiteral("titleText"))->textFormat(), Qt::PlainText);
-}
-
-void TestMessageBoxes::longTexts()
-{
-    CustomMessageBox small(title(), QStringLiteral("短"), eTipNormal, nullptr);
-    CustomMessageBox box(QStringLiteral("标题").repeated(250), QString(4 * 1024 * 1024, QLatin1Char('a')), eTipNormal,
-                         nullptr);
-    box.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&box));
-    QCOMPARE(box.width(), small.width());
-    auto *area = box.findChild<QScrollArea *>();
-    QVERIFY(area->widget()->width() <= area->viewport()->width()); // broken into lines, nothing sticks out
-    QVERIFY(area->verticalScrollBar()->isVisible());
-    QVERIFY(box.findChild<QLabel *>(QStringLiteral("titleText"))->text().endsWith(QChar(0x2026)));
-
-    // A text without line ends measures two lines, but gets the room that it needs.
-    CustomMessageBox paragraph(title(), QStringLiteral("补丁已经安装完成，下次启动软件时生效。").repeated(6),
-                               eTipNormal, nullptr);
-    paragraph.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&paragraph));
-    QVERIFY(!paragraph.findChild<QScrollArea *>()->verticalScrollBar()->isVisible());
-}
-
-void TestMessageBoxes::answers_data()
-{
-    QTest::addColumn<QString>("button");
-    QTest::addColumn<int>("answer");
-    QTest::newRow("first") << QStringLiteral("是") << 1;
-    QTest::newRow("second") << QStringLiteral("否") << 0;
-    QTest::newRow("close button") << QStringLiteral("closeButton") << 0;
-    QTest::newRow("Escape") << QStringLiteral("Escape") << 0;
-}
-
-void TestMessageBoxes::answers()
-{
-    QFETCH(QString, button);
-    BoxScript boxes({[&](QDialog *box) {
-        if (button == QLatin1String("closeButton"))
-            QTest::mouseClick(box->findChild<QPushButton *>(button), Qt::LeftButton);
-        else if (button == QLatin1String("Escape"))
-            QTest::keyClick(box, Qt::Key_Escape);
-        else
-            BoxScript::press(box, button);
-    }});
-    QTEST(CQuestionMessageBox(title(), QStringLiteral("确定要取消升级吗？"), nullptr, QStringLiteral("是"),
-                              QStringLiteral("否")),
-          "answer");
-    QVERIFY(boxes.isDone());
-    QCOMPARE(boxes.texts, QStringList(QStringLiteral("确定要取消升级吗？")));
-}
-
-void TestMessageBoxes::link()
-{
-    const LinkTaker taker({QStringLiteral("https")});
-    bool clicked = false;
-    BoxScript boxes({[](QDialog *box) {
-                         auto *label = box->findChild<QLabel *>(QStringLiteral("messageText"));
-                         label->linkActivated(QStringLiteral("https://user.example/a?b=1"));
-                         BoxScript::press(box, QStringLiteral("确定"));
-                     },
-                     BoxScript::pressing(QStringLiteral("确定"))});
-    CstmMessageBox(title(), linkText(), eTipNormal, nullptr, &clicked);
-    QVERIFY(clicked);
-    QCOMPARE(taker.urls, QStringList(QStringLiteral("https://user.example/a?b=1")));
-    CstmMessageBox(title(), linkText(), eTipNormal, nullptr, &clicked);
-    QVERIFY(clicked); // false is never written
-    QVERIFY(boxes.isDone());
-}
-
-void TestMessageBoxes::linkByKeyboard()
-{
-    const LinkTaker taker({QStringLiteral("https")});
-    CustomMessageBox box(title(), linkText(), eTipNormal, nullptr);
-    box.show();
-    QVERIFY(QTest::qWaitForWindowActive(&box));
-    auto *label = box.findChild<QLabel *>(QStringLiteral("messageText"));
-    for (int i = 0; i < 4 && !label->hasFocus(); i++)
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-    QVERIFY(label->hasFocus());
-    QTest::keyClick(label, Qt::Key_Tab); // onto the link
-    QVERIFY(label->hasFocus());
-    QTest::keyClick(label, Qt::Key_Return);
-    QVERIFY(box.isLinkClick());
-    QVERIFY(box.isVisible());
-    QCOMPARE(taker.urls.size(), 1);
-}
-
-void TestMessageBoxes::onlyWebLinksAreOpened()
-{
-    const LinkTaker taker({QStringLiteral("file")});
-    const LogCatcher logs;
-    CustomMessageBox box(title(), QStringLiteral("<a href='file:///etc/passwd'>甲</a>"), eTipNormal, nullptr);
-    box.findChild<QLabel *>(QStringLiteral("messageText"))->linkActivated(QStringLiteral("file:///etc/passwd"));
-    QVERIFY(box.isLinkClick());
-    QVERIFY(taker.urls.isEmpty());
-    QCOMPARE(logs.texts(QtWarningMsg).size(), 1);
-}
-
-void TestMessageBoxes::ownerDies()
-{
-    bool clicked = false;
-    auto *owner = new QWidget;
-    owner->show();
-    QTimer::singleShot(0, [owner] {
-        auto *label = QApplication::activeModalWidget()->findChild<QLabel *>(QStringLiteral("messageText"));
-        label->linkActivated(QStringLiteral("nowhere:"));
-        delete owner;
-    });
-    CstmMessageBox(title(), QStringLiteral("甲"), eTipNormal, owner, &clicked);
-    QVERIFY(!clicked); // the flag may have gone with the owner
-
-    owner = new QWidget;
-    QTimer::singleShot(0, [owner] { delete owner; });
-    QCOMPARE(CQuestionMessageBox(title(), QStringLiteral("甲"), owner), 0);
-
-    owner = new QWidget;
-    QTimer::singleShot(0, [owner] { delete owner; });
-    CstmTimingMessageBox(QStringLiteral("甲"), 60000, owner);
-    QVERIFY(!QApplication::activeModalWidget());
-}
-
-void TestMessageBoxes::twoBoxes()
-{
-    // The second opens while the first runs; each gets its own answer.
-    int inner = -1;
-    QTimer::singleShot(0, [&inner] {
-        inner =
-            CQuestionMessageBox(title(), QStringLiteral("第二个"), nullptr, QStringLiteral("是"), QStringLiteral("否"));
-    });
-    BoxScript boxes({BoxScript::pressing(QStringLiteral("否")), BoxScript::pressing(QStringLiteral("立即升级"))});
-    const int outer = CQuestionMessageBox(title(), QStringLiteral("第一个"), nullptr, QStringLiteral("立即升级"),
-                                          QStringLiteral("重试"));
-    QCOMPARE(inner, 0);
-    QCOMPARE(outer, 1);
-    QVERIFY(boxes.isDone());
-}
-
-void TestMessageBoxes::askedBoxConfirms()
-{
-    CustomMessageBox notice(title(), QStringLiteral("甲"), eTipNormal, nullptr);
-    notice.setOrigin(eBoxOrigin::AskedFor);
-    notice.show();
-    QVERIFY(QTest::qWaitForWindowActive(&notice));
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
-    QVERIFY(!notice.isVisible());
-
-    QuestionMessageBox question(title(), QStringLiteral("甲"), nullptr);
-    question.setOrigin(eBoxOrigin::AskedFor);
-    question.show();
-    QVERIFY(QTest::qWaitForWindowActive(&question));
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
-    QCOMPARE(question.result(), 1);
-}
-
-void TestMessageBoxes::announcedAsAlert()
-{
-    static QList<QPair<QAccessible::Event, QObject *>> events;
-    QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
-    QAccessible::installUpdateHandler([](QAccessibleEvent *event) { events.append({event->type(), event->object()}); });
-
-    CustomMessageBox notice(title(), linkText(), eTipWarning, nullptr);
-    QuestionMessageBox question(QStringLiteral("询问"), QStringLiteral("确定？\r\n是否"), nullptr);
-    CTimingMessageBox timing(QStringLiteral("已完成"), 60000, nullptr);
-    const QList<QPair<QWidget *, QString>> boxes = {{&notice, QStringLiteral("请先前往岚川用户中心绑定后再登录。")},
-                                                    {&question, QStringLiteral("确定？\n是否")},
-                                                    {&timing, QStringLiteral("已完成")}};
-    for (const auto &box : boxes) {
-        events.clear();
-        box.first->show();
-        QVERIFY(events.contains({QAccessible::Alert, box.first}));
-        QAccessibleInterface *alert = QAccessible::queryAccessibleInterface(box.first);
-        QCOMPARE(alert->role(), QAccessible::AlertMessage);
-        QCOMPARE(alert->text(QAccessible::Name), box.first->windowTitle());
-        QCOMPARE(alert->text(QAccessible::Description), box.second);
+    // What ends in "\r\n" counts by its width, up to two lines more; the last line is not measured.
+    void measuredHeight()
+    {
+        const QFontMetrics metrics(QApplication::font());
+        const auto wider = [&](int width) {
+            QString text;
+            while (metrics.boundingRect(text).width() < width)
+                text += QLatin1Char('i');
+            return text;
+        };
+        const auto lines = [&](const QString &text) {
+            return messagetext::measuredHeight(text, metrics) / metrics.lineSpacing();
+        };
+        const QString end = QStringLiteral("\r\n");
+        QCOMPARE(lines(wider(2000)), 2);
+        QCOMPARE(lines(QStringLiteral("i") + end + wider(2000)), 3);
+        QCOMPARE(lines(wider(226) + end), 4);
+        QCOMPARE(lines(wider(440) + end), 5);
+        QCOMPARE(lines(wider(440) + end + wider(226) + end), 7);
+        QCOMPARE(lines(wider(440) + QLatin1Char('\n') + wider(440)), 2); // only both characters together end a line
     }
-    QAccessible::installUpdateHandler(nullptr);
-    const auto nameOf = [](QWidget *child) {
-        return QAccessible::queryAccessibleInterface(child)->text(QAccessible::Name);
-    };
-    QCOMPARE(nameOf(question.findChild<QWidget *>(QStringLiteral("closeButton"))), QStringLiteral("关闭"));
-    QCOMPARE(nameOf(notice.findChild<QWidget *>(QStringLiteral("messageIcon"))), QStringLiteral("警告"));
-}
 
-void TestMessageBoxes::timingBoxCloses()
-{
-    QElapsedTimer timer;
-    timer.start();
-    CstmTimingMessageBox(QStringLiteral("已复制"), 120, nullptr);
-    QVERIFY(timer.elapsed() >= 110);
-    CstmTimingMessageBox(QStringLiteral("已复制"), -5, nullptr); // must not stay for ever
-    QTimer::singleShot(0, [] { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape); });
-    CstmTimingMessageBox(QStringLiteral("已复制"), 3600000, nullptr);
-}
+    void shownText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("line ends") << QStringLiteral("甲\r\n乙\n丙") << QStringLiteral("甲\n乙\n丙");
+        QTest::newRow("no markup") << QStringLiteral("a < b && c > d") << QStringLiteral("a < b && c > d");
+        QTest::newRow("link and colour stay") << QStringLiteral("<a style='color: #0C64EB;' href='http://x/'>乙</a>")
+                                              << QStringLiteral("<a href=\"http://x/\" style=\"color:#0C64EB\">乙</a>");
+        QTest::newRow("picture goes") << QStringLiteral("<b>甲</b><img src='file:///etc/passwd'>乙")
+                                      << QStringLiteral("<b>甲</b>乙");
+        QTest::newRow("unfinished picture is text")
+            << QStringLiteral("<b>甲</b><img src='file:///x'") << QStringLiteral("<b>甲</b>&lt;img src='file:///x'");
+    }
+
+    void shownText()
+    {
+        QFETCH(QString, text);
+        QTEST(messagetext::shown(text).text, "shown");
+    }
+
+    void nothingIsLoaded()
+    {
+        QTemporaryDir folder;
+        const QString pipe = folder.filePath(QStringLiteral("pipe.png"));
+        QCOMPARE(mkfifo(pipe.toLocal8Bit().constData(), 0600), 0); // whoever opens it to read waits for ever
+        CustomMessageBox box(QStringLiteral("<img src='%1'>").arg(pipe),
+                             QStringLiteral("<b>甲</b><img src='%1'>").arg(pipe), eTipNormal, nullptr);
+        box.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&box));
+        QCOMPARE(box.findChild<QLabel *>(QStringLiteral("titleText"))->textFormat(), Qt::PlainText);
+    }
+
+    void longTexts()
+    {
+        CustomMessageBox small(title(), QStringLiteral("短"), eTipNormal, nullptr);
+        CustomMessageBox box(QStringLiteral("标题").repeated(250), QString(4 * 1024 * 1024, QLatin1Char('a')),
+                             eTipNormal, nullptr);
+        box.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&box));
+        QCOMPARE(box.width(), small.width());
+        auto *area = box.findChild<QScrollArea *>();
+        QVERIFY(area->widget()->width() <= area->viewport()->width()); // broken into lines, nothing sticks out
+        QVERIFY(area->verticalScrollBar()->isVisible());
+        QVERIFY(box.findChild<QLabel *>(QStringLiteral("titleText"))->text().endsWith(QChar(0x2026)));
+
+        // A text without line ends measures two lines, but gets the room that it needs.
+        CustomMessageBox paragraph(title(), QStringLiteral("补丁已经安装完成，下次启动软件时生效。").repeated(6),
+                                   eTipNormal, nullptr);
+        paragraph.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&paragraph));
+        QVERIFY(!paragraph.findChild<QScrollArea *>()->verticalScrollBar()->isVisible());
+    }
+
+    void answers_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<int>("answer");
+        QTest::newRow("first") << QStringLiteral("是") << 1;
+        QTest::newRow("second") << QStringLiteral("否") << 0;
+        QTest::newRow("close button") << QStringLiteral("closeButton") << 0;
+        QTest::newRow("Escape") << QStringLiteral("Escape") << 0;
+    }
+
+    void answers()
+    {
+        QFETCH(QString, button);
+        BoxScript boxes({[&](QDialog *box) {
+            if (button == QLatin1String("closeButton"))
+                QTest::mouseClick(box->findChild<QPushButton *>(button), Qt::LeftButton);
+            else if (button == QLatin1String("Escape"))
+                QTest::keyClick(box, Qt::Key_Escape);
+            else
+                BoxScript::press(box, button);
+        }});
+        QTEST(CQuestionMessageBox(title(), QStringLiteral("确定要取消升级吗？"), nullptr, QStringLiteral("是"),
+                                  QStringLiteral("否")),
+              "answer");
+        QVERIFY(boxes.isDone());
+        QCOMPARE(boxes.texts, QStringList(QStringLiteral("确定要取消升级吗？")));
+    }
+
+    void link()
+    {
+        const LinkTaker taker({QStringLiteral("https")});
+        bool clicked = false;
+        BoxScript boxes({[](QDialog *box) {
+                             auto *label = box->findChild<QLabel *>(QStringLiteral("messageText"));
+                             label->linkActivated(QStringLiteral("https://user.example/a?b=1"));
+                             BoxScript::press(box, QStringLiteral("确定"));
+                         },
+                         BoxScript::pressing(QStringLiteral("确定"))});
+        CstmMessageBox(title(), linkText(), eTipNormal, nullptr, &clicked);
+        QVERIFY(clicked);
+        QCOMPARE(taker.urls, QStringList(QStringLiteral("https://user.example/a?b=1")));
+        CstmMessageBox(title(), linkText(), eTipNormal, nullptr, &clicked);
+        QVERIFY(clicked); // false is never written
+        QVERIFY(boxes.isDone());
+    }
+
+    void linkByKeyboard()
+    {
+        const LinkTaker taker({QStringLiteral("https")});
+        CustomMessageBox box(title(), linkText(), eTipNormal, nullptr);
+        box.show();
+        QVERIFY(QTest::qWaitForWindowActive(&box));
+        auto *label = box.findChild<QLabel *>(QStringLiteral("messageText"));
+        for (int i = 0; i < 4 && !label->hasFocus(); i++)
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QVERIFY(label->hasFocus());
+        QTest::keyClick(label, Qt::Key_Tab); // onto the link
+        QVERIFY(label->hasFocus());
+        QTest::keyClick(label, Qt::Key_Return);
+        QVERIFY(box.isLinkClick());
+        QVERIFY(box.isVisible());
+        QCOMPARE(taker.urls.size(), 1);
+    }
+
+    void onlyWebLinksAreOpened()
+    {
+        const LinkTaker taker({QStringLiteral("file")});
+        const LogCatcher logs;
+        CustomMessageBox box(title(), QStringLiteral("<a href='file:///etc/passwd'>甲</a>"), eTipNormal, nullptr);
+        box.findChild<QLabel *>(QStringLiteral("messageText"))->linkActivated(QStringLiteral("file:///etc/passwd"));
+        QVERIFY(box.isLinkClick());
+        QVERIFY(taker.urls.isEmpty());
+        QCOMPARE(logs.texts(QtWarningMsg).size(), 1);
+    }
+
+    void ownerDies()
+    {
+        bool clicked = false;
+        auto *owner = new QWidget;
+        owner->show();
+        QTimer::singleShot(0, [owner] {
+            auto *label = QApplication::activeModalWidget()->findChild<QLabel *>(QStringLiteral("messageText"));
+            label->linkActivated(QStringLiteral("nowhere:"));
+            delete owner;
+        });
+        CstmMessageBox(title(), QStringLiteral("甲"), eTipNormal, owner, &clicked);
+        QVERIFY(!clicked); // the flag may have gone with the owner
+
+        owner = new QWidget;
+        QTimer::singleShot(0, [owner] { delete owner; });
+        QCOMPARE(CQuestionMessageBox(title(), QStringLiteral("甲"), owner), 0);
+
+        owner = new QWidget;
+        QTimer::singleShot(0, [owner] { delete owner; });
+        CstmTimingMessageBox(QStringLiteral("甲"), 60000, owner);
+        QVERIFY(!QApplication::activeModalWidget());
+    }
+
+    void twoBoxes()
+    {
+        // The second opens while the first runs; each gets its own answer.
+        int inner = -1;
+        QTimer::singleShot(0, [&inner] {
+            inner = CQuestionMessageBox(title(), QStringLiteral("第二个"), nullptr, QStringLiteral("是"),
+                                        QStringLiteral("否"));
+        });
+        BoxScript boxes({BoxScript::pressing(QStringLiteral("否")), BoxScript::pressing(QStringLiteral("立即升级"))});
+        const int outer = CQuestionMessageBox(title(), QStringLiteral("第一个"), nullptr, QStringLiteral("立即升级"),
+                                              QStringLiteral("重试"));
+        QCOMPARE(inner, 0);
+        QCOMPARE(outer, 1);
+        QVERIFY(boxes.isDone());
+    }
+
+    void askedBoxConfirms()
+    {
+        CustomMessageBox notice(title(), QStringLiteral("甲"), eTipNormal, nullptr);
+        notice.setOrigin(eBoxOrigin::AskedFor);
+        notice.show();
+        QVERIFY(QTest::qWaitForWindowActive(&notice));
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        QVERIFY(!notice.isVisible());
+
+        QuestionMessageBox question(title(), QStringLiteral("甲"), nullptr);
+        question.setOrigin(eBoxOrigin::AskedFor);
+        question.show();
+        QVERIFY(QTest::qWaitForWindowActive(&question));
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        QCOMPARE(question.result(), 1);
+    }
+
+    void announcedAsAlert()
+    {
+        static QList<QPair<QAccessible::Event, QObject *>> events;
+        QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
+        QAccessible::installUpdateHandler([](QAccessibleEvent *event) {
+            events.append({event->type(), event->object()});
+        });
+
+        CustomMessageBox notice(title(), linkText(), eTipWarning, nullptr);
+        QuestionMessageBox question(QStringLiteral("询问"), QStringLiteral("确定？\r\n是否"), nullptr);
+        CTimingMessageBox timing(QStringLiteral("已完成"), 60000, nullptr);
+        const QList<QPair<QWidget *, QString>> boxes = {{&notice, QStringLiteral("请先前往岚川用户中心绑定后再登录。")},
+                                                        {&question, QStringLiteral("确定？\n是否")},
+                                                        {&timing, QStringLiteral("已完成")}};
+        for (const auto &box : boxes) {
+            events.clear();
+            box.first->show();
+            QVERIFY(events.contains({QAccessible::Alert, box.first}));
+            QAccessibleInterface *alert = QAccessible::queryAccessibleInterface(box.first);
+            QCOMPARE(alert->role(), QAccessible::AlertMessage);
+            QCOMPARE(alert->text(QAccessible::Name), box.first->windowTitle());
+            QCOMPARE(alert->text(QAccessible::Description), box.second);
+        }
+        QAccessible::installUpdateHandler(nullptr);
+        const auto nameOf = [](QWidget *child) {
+            return QAccessible::queryAccessibleInterface(child)->text(QAccessible::Name);
+        };
+        QCOMPARE(nameOf(question.findChild<QWidget *>(QStringLiteral("closeButton"))), QStringLiteral("关闭"));
+        QCOMPARE(nameOf(notice.findChild<QWidget *>(QStringLiteral("messageIcon"))), QStringLiteral("警告"));
+    }
+
+    void timingBoxCloses()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        CstmTimingMessageBox(QStringLiteral("已复制"), 120, nullptr);
+        QVERIFY(timer.elapsed() >= 110);
+        CstmTimingMessageBox(QStringLiteral("已复制"), -5, nullptr); // must not stay for ever
+        QTimer::singleShot(0, [] { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape); });
+        CstmTimingMessageBox(QStringLiteral("已复制"), 3600000, nullptr);
+    }
+};
 
 QTEST_MAIN(TestMessageBoxes)
 #include "tst_message_boxes.moc"

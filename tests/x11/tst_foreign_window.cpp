@@ -84,98 +84,90 @@ class TestForeignWindow : public QObject
 {
     Q_OBJECT
 private slots:
-    void centres_data();
-    void centres();
-    void nestedWindow();
-    void unreadable_data();
-    void unreadable();
-    void handlerComesBack();
-    void nothingLeaks();
-};
-
-void TestForeignWindow::centres_data()
-{
-    QTest::addColumn<QRect>("parent");
-    QTest::addColumn<int>("offset");
-    QTest::addColumn<QPoint>("expected");
-    QTest::newRow("offset") << QRect(300, 200, 800, 600) << 20 << QPoint(480, 330);
-    QTest::newRow("odd") << QRect(301, 203, 801, 601) << 0 << QPoint(501, 353);
-    QTest::newRow("outside the screen") << QRect(-500, -100, 800, 600) << 0 << QPoint(-300, 50);
-}
-
-void TestForeignWindow::centres()
-{
-    QFETCH(QRect, parent);
-    QFETCH(int, offset);
-    ForeignClient client;
-    QDialog dialog;
-    dialog.setGeometry(5, 6, 400, 300);
-    const LogCatcher logs;
-    CToolkit::MoveToParentCenter(&dialog, handle(client.make(parent)), offset);
-    QTEST(dialog.pos(), "expected");
-    QCOMPARE(dialog.size(), QSize(400, 300));
-    QCOMPARE(logs.texts(QtInfoMsg), QStringList(QStringLiteral("DPI:1 L:%1 T:%2").arg(parent.x()).arg(parent.y())));
-    QCOMPARE(logs.lines().constLast().function, QStringLiteral("MoveToParentCenter"));
-}
-
-void TestForeignWindow::nestedWindow()
-{
-    // As below a window manager's frame: the origin counts from the root, not from the frame.
-    ForeignClient client;
-    const quint32 frame = client.make(QRect(300, 200, 820, 640));
-    const quint32 inner = client.make(QRect(10, 30, 800, 600), frame);
-    QDialog dialog;
-    dialog.setGeometry(0, 0, 400, 300);
-    CToolkit::MoveToParentCenter(&dialog, handle(inner), 0);
-    QCOMPARE(dialog.pos(), QPoint(300 + 10 + 200, 200 + 30 + 150));
-}
-
-void TestForeignWindow::unreadable_data()
-{
-    QTest::addColumn<quint64>("id");
-    ForeignClient client;
-    const quint32 stale = client.make(QRect(10, 10, 100, 100));
-    client.destroy(stale);
-    QTest::newRow("stale") << quint64(stale);
-    QTest::newRow("never an id") << quint64(0xffffffff);
-    QTest::newRow("no window") << quint64(client.makePixmap());
-    QTest::newRow("beyond 32 bits, with the root's number below") << ((quint64(1) << 32) | client.root());
-    QTest::newRow("largest") << std::numeric_limits<quint64>::max();
-}
-
-void TestForeignWindow::unreadable()
-{
-    QFETCH(quint64, id);
-    QDialog dialog;
-    dialog.setGeometry(5, 6, 400, 300);
-    const LogCatcher logs;
-    CToolkit::MoveToParentCenter(&dialog, handle(id), 0);
-    QCOMPARE(logs.texts(QtWarningMsg), QStringList(QStringLiteral("XGetWindowAttributes error")));
-    QCOMPARE(dialog.geometry(), QRect(5, 6, 400, 300));
-}
-
-void TestForeignWindow::handlerComesBack()
-{
-    const XErrorHandler before = XSetErrorHandler(ourHandler);
-    QDialog dialog;
-    ForeignClient client;
-    CToolkit::MoveToParentCenter(&dialog, handle(0xffffffff), 0);
-    CToolkit::MoveToParentCenter(&dialog, handle(client.make(QRect(0, 0, 10, 10))), 0);
-    QVERIFY(XSetErrorHandler(before) == &ourHandler);
-}
-
-void TestForeignWindow::nothingLeaks()
-{
-    ForeignClient client;
-    const quint32 window = client.make(QRect(0, 0, 10, 10));
-    QDialog dialog;
-    const int before = openFiles();
-    for (int i = 0; i < 10; i++) {
-        CToolkit::MoveToParentCenter(&dialog, handle(window), 0);
-        CToolkit::MoveToParentCenter(&dialog, handle(0xffffffff), 0);
+    void centres_data()
+    {
+        QTest::addColumn<QRect>("parent");
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<QPoint>("expected");
+        QTest::newRow("offset") << QRect(300, 200, 800, 600) << 20 << QPoint(480, 330);
+        QTest::newRow("odd") << QRect(301, 203, 801, 601) << 0 << QPoint(501, 353);
+        QTest::newRow("outside the screen") << QRect(-500, -100, 800, 600) << 0 << QPoint(-300, 50);
     }
-    QCOMPARE(openFiles(), before);
-}
+
+    void centres()
+    {
+        QFETCH(QRect, parent);
+        QFETCH(int, offset);
+        ForeignClient client;
+        QDialog dialog;
+        dialog.setGeometry(5, 6, 400, 300);
+        const LogCatcher logs;
+        CToolkit::MoveToParentCenter(&dialog, handle(client.make(parent)), offset);
+        QTEST(dialog.pos(), "expected");
+        QCOMPARE(dialog.size(), QSize(400, 300));
+        QCOMPARE(logs.texts(QtInfoMsg), QStringList(QStringLiteral("DPI:1 L:%1 T:%2").arg(parent.x()).arg(parent.y())));
+        QCOMPARE(logs.lines().constLast().function, QStringLiteral("MoveToParentCenter"));
+    }
+
+    void nestedWindow()
+    {
+        // As below a window manager's frame: the origin counts from the root, not from the frame.
+        ForeignClient client;
+        const quint32 frame = client.make(QRect(300, 200, 820, 640));
+        const quint32 inner = client.make(QRect(10, 30, 800, 600), frame);
+        QDialog dialog;
+        dialog.setGeometry(0, 0, 400, 300);
+        CToolkit::MoveToParentCenter(&dialog, handle(inner), 0);
+        QCOMPARE(dialog.pos(), QPoint(300 + 10 + 200, 200 + 30 + 150));
+    }
+
+    void unreadable_data()
+    {
+        QTest::addColumn<quint64>("id");
+        ForeignClient client;
+        const quint32 stale = client.make(QRect(10, 10, 100, 100));
+        client.destroy(stale);
+        QTest::newRow("stale") << quint64(stale);
+        QTest::newRow("never an id") << quint64(0xffffffff);
+        QTest::newRow("no window") << quint64(client.makePixmap());
+        QTest::newRow("beyond 32 bits, with the root's number below") << ((quint64(1) << 32) | client.root());
+        QTest::newRow("largest") << std::numeric_limits<quint64>::max();
+    }
+
+    void unreadable()
+    {
+        QFETCH(quint64, id);
+        QDialog dialog;
+        dialog.setGeometry(5, 6, 400, 300);
+        const LogCatcher logs;
+        CToolkit::MoveToParentCenter(&dialog, handle(id), 0);
+        QCOMPARE(logs.texts(QtWarningMsg), QStringList(QStringLiteral("XGetWindowAttributes error")));
+        QCOMPARE(dialog.geometry(), QRect(5, 6, 400, 300));
+    }
+
+    void handlerComesBack()
+    {
+        const XErrorHandler before = XSetErrorHandler(ourHandler);
+        QDialog dialog;
+        ForeignClient client;
+        CToolkit::MoveToParentCenter(&dialog, handle(0xffffffff), 0);
+        CToolkit::MoveToParentCenter(&dialog, handle(client.make(QRect(0, 0, 10, 10))), 0);
+        QVERIFY(XSetErrorHandler(before) == &ourHandler);
+    }
+
+    void nothingLeaks()
+    {
+        ForeignClient client;
+        const quint32 window = client.make(QRect(0, 0, 10, 10));
+        QDialog dialog;
+        const int before = openFiles();
+        for (int i = 0; i < 10; i++) {
+            CToolkit::MoveToParentCenter(&dialog, handle(window), 0);
+            CToolkit::MoveToParentCenter(&dialog, handle(0xffffffff), 0);
+        }
+        QCOMPARE(openFiles(), before);
+    }
+};
 
 QTEST_MAIN(TestForeignWindow)
 #include "tst_foreign_window.moc"

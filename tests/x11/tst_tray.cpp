@@ -16,18 +16,113 @@ class tst_tray : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-    void trayComesAndGoes();
-    void shownAgainAfterAReport();
-    void realDrag();
+    void initTestCase()
+    {
+        FakeClient::install();
+        QVERIFY(m_input.isValid());
+        QApplication::setQuitOnLastWindowClosed(false);
+    }
+
+    void init()
+    {
+        FakeClient::fake().reset();
+        FakeClient::fake().queue(
+            QStringLiteral("QueryTaskInfos"),
+            tasks::answer(1000, QString(),
+                          {{QStringLiteral("taskInfoList"), QVariantList{tasks::task(QStringLiteral("A"), 1)}}}));
+        m_dialog = new CUpgradeDialog;
+        m_icon = m_dialog->findChild<QSystemTrayIcon *>();
+    }
+
+    void cleanup()
+    {
+        delete m_dialog;
+        endTray();
+    }
+
+    void trayComesAndGoes()
+    {
+        LogCatcher log;
+        m_dialog->showUpgradeDialog();
+        m_dialog->onMinumBtnClicked(); // there is no tray
+        QVERIFY(!m_dialog->isVisible());
+        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+        for (int round = 0; round < 2; ++round) {
+            startTray();
+            QVERIFY2(clickUntil([this] { return m_dialog->isVisible(); }),
+                     qPrintable(QStringLiteral("tray %1").arg(round)));
+            m_dialog->onMinumBtnClicked();
+            endTray();
+            QVERIFY(!m_dialog->isVisible());
+        }
+        QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+        startTray();
+        QTRY_VERIFY_WITH_TIMEOUT(iconIsThere(), 10000);
+        m_dialog->onClose();
+        QTRY_VERIFY(!iconIsThere());
+    }
+
+    void shownAgainAfterAReport()
+    {
+        const QVariantList failed{tasks::task(QStringLiteral("A"), 11)};
+        m_dialog->showUpgradeDialog();
+        FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"),
+                                 tasks::answer(1000, QString(), {{QStringLiteral("taskInfoList"), failed}}));
+        BoxScript boxes({BoxScript::pressing(QStringLiteral("确定"))});
+        const QString role = QStringLiteral("CUpgradeDialog");
+        QTRY_VERIFY_WITH_TIMEOUT(boxes.isDone() && xclients::byRole(role).isNull(), 10000);
+        for (int round = 0; round < 2; ++round) {
+            m_dialog->showUpgradeDialog();
+            QTRY_VERIFY(!xclients::byRole(role).isNull());
+            m_dialog->onClose();
+            QTRY_VERIFY(xclients::byRole(role).isNull());
+        }
+    }
+
+    void realDrag()
+    {
+        m_dialog->showUpgradeDialog();
+        QVERIFY(QTest::qWaitForWindowActive(m_dialog));
+        const QPoint before(400, 300); // clear of everything else
+        m_dialog->move(before);
+        QTRY_COMPARE(xclients::byRole(QStringLiteral("CUpgradeDialog")).geometry.topLeft(), before);
+        const QPoint title = m_dialog->mapToGlobal(QPoint(300, 20));
+        m_input.move(title.x(), title.y());
+        m_input.press();
+        for (int step = 1; step <= 10; ++step)
+            m_input.move(title.x() + 12 * step, title.y() + 5 * step);
+        m_input.release();
+        QTRY_COMPARE(m_dialog->pos(), before + QPoint(120, 50));
+    }
 
 private:
-    void startTray();
-    void endTray();
+    void startTray()
+    {
+        m_trayer.start(QStringLiteral("trayer"),
+                       {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--height"),
+                        QStringLiteral("32"), QStringLiteral("--widthtype"), QStringLiteral("request")});
+        QVERIFY(m_trayer.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(QSystemTrayIcon::isSystemTrayAvailable(), 15000);
+    }
+
+    void endTray()
+    {
+        if (m_trayer.state() == QProcess::NotRunning)
+            return;
+        m_trayer.terminate();
+        QVERIFY(m_trayer.waitForFinished());
+        QTRY_VERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
+    }
+
     bool iconIsThere() const { return m_icon->geometry().width() > 4 && QSystemTrayIcon::isSystemTrayAvailable(); }
-    void clickIcon(int button = 1);
+
+    void clickIcon(int button)
+    {
+        QTRY_VERIFY_WITH_TIMEOUT(iconIsThere(), 10000);
+        const QPoint place = m_icon->geometry().center();
+        m_input.click(place.x(), place.y(), button);
+    }
+
     // Clicks until it has the wanted effect: a tray that has just come still moves its icons.
     template <class Effect>
     bool clickUntil(Effect effect, int button = 1)
@@ -44,110 +139,6 @@ private:
     CUpgradeDialog *m_dialog = nullptr;
     QSystemTrayIcon *m_icon = nullptr;
 };
-
-void tst_tray::initTestCase()
-{
-    FakeClient::install();
-    QVERIFY(m_input.isValid());
-    QApplication::setQuitOnLastWindowClosed(false);
-}
-
-void tst_tray::init()
-{
-    FakeClient::fake().reset();
-    FakeClient::fake().queue(
-        QStringLiteral("QueryTaskInfos"),
-        tasks::answer(1000, QString(),
-                      {{QStringLiteral("taskInfoList"), QVariantList{tasks::task(QStringLiteral("A"), 1)}}}));
-    m_dialog = new CUpgradeDialog;
-    m_icon = m_dialog->findChild<QSystemTrayIcon *>();
-}
-
-void tst_tray::cleanup()
-{
-    delete m_dialog;
-    endTray();
-}
-
-void tst_tray::startTray()
-{
-    m_trayer.start(QStringLiteral("trayer"),
-                   {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--height"), QStringLiteral("32"),
-                    QStringLiteral("--widthtype"), QStringLiteral("request")});
-    QVERIFY(m_trayer.waitForStarted());
-    QTRY_VERIFY_WITH_TIMEOUT(QSystemTrayIcon::isSystemTrayAvailable(), 15000);
-}
-
-void tst_tray::endTray()
-{
-    if (m_trayer.state() == QProcess::NotRunning)
-        return;
-    m_trayer.terminate();
-    QVERIFY(m_trayer.waitForFinished());
-    QTRY_VERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
-}
-
-void tst_tray::clickIcon(int button)
-{
-    QTRY_VERIFY_WITH_TIMEOUT(iconIsThere(), 10000);
-    const QPoint place = m_icon->geometry().center();
-    m_input.click(place.x(), place.y(), button);
-}
-
-void tst_tray::trayComesAndGoes()
-{
-    LogCatcher log;
-    m_dialog->showUpgradeDialog();
-    m_dialog->onMinumBtnClicked(); // there is no tray
-    QVERIFY(!m_dialog->isVisible());
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    for (int round = 0; round < 2; ++round) {
-        startTray();
-        QVERIFY2(clickUntil([this] { return m_dialog->isVisible(); }),
-                 qPrintable(QStringLiteral("tray %1").arg(round)));
-        m_dialog->onMinumBtnClicked();
-        endTray();
-        QVERIFY(!m_dialog->isVisible());
-    }
-    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-    startTray();
-    QTRY_VERIFY_WITH_TIMEOUT(iconIsThere(), 10000);
-    m_dialog->onClose();
-    QTRY_VERIFY(!iconIsThere());
-}
-
-void tst_tray::shownAgainAfterAReport()
-{
-    const QVariantList failed{tasks::task(QStringLiteral("A"), 11)};
-    m_dialog->showUpgradeDialog();
-    FakeClient::fake().queue(QStringLiteral("QueryTaskInfos"),
-                             tasks::answer(1000, QString(), {{QStringLiteral("taskInfoList"), failed}}));
-    BoxScript boxes({BoxScript::pressing(QStringLiteral("确定"))});
-    const QString role = QStringLiteral("CUpgradeDialog");
-    QTRY_VERIFY_WITH_TIMEOUT(boxes.isDone() && xclients::byRole(role).isNull(), 10000);
-    for (int round = 0; round < 2; ++round) {
-        m_dialog->showUpgradeDialog();
-        QTRY_VERIFY(!xclients::byRole(role).isNull());
-        m_dialog->onClose();
-        QTRY_VERIFY(xclients::byRole(role).isNull());
-    }
-}
-
-void tst_tray::realDrag()
-{
-    m_dialog->showUpgradeDialog();
-    QVERIFY(QTest::qWaitForWindowActive(m_dialog));
-    const QPoint before(400, 300); // clear of everything else
-    m_dialog->move(before);
-    QTRY_COMPARE(xclients::byRole(QStringLiteral("CUpgradeDialog")).geometry.topLeft(), before);
-    const QPoint title = m_dialog->mapToGlobal(QPoint(300, 20));
-    m_input.move(title.x(), title.y());
-    m_input.press();
-    for (int step = 1; step <= 10; ++step)
-        m_input.move(title.x() + 12 * step, title.y() + 5 * step);
-    m_input.release();
-    QTRY_COMPARE(m_dialog->pos(), before + QPoint(120, 50));
-}
 
 QTEST_MAIN(tst_tray)
 #include "tst_tray.moc"

@@ -125,139 +125,132 @@ class TestWindows : public QObject
 {
     Q_OBJECT
 private slots:
-    void init();
-    void dragByTheTitleBar();
-    void frontAboveOthers();
-    void boxByKeyboard();
-    void boxesAreNotTheHostsLast();
-    void middleButtonSelection();
+    void init()
+    {
+        QVERIFY(m_input.isValid());
+        m_input.move(1900, 1060); // the cursor marks nothing
+    }
+
+    void dragByTheTitleBar()
+    {
+        CustomMessageBox box(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
+        box.show();
+        QVERIFY(QTest::qWaitForWindowActive(&box));
+        const auto *bar = box.findChild<CustomTitleBar *>();
+        const QPoint start = placeOf(box).topLeft();
+        const QPoint grip = inRoot(box, *bar);
+        m_input.move(grip.x(), grip.y());
+        m_input.press();
+        for (int step = 1; step <= 8; step++)
+            m_input.move(grip.x() + 20 * step, grip.y() - 9 * step);
+        QTRY_COMPARE(placeOf(box).topLeft(), start + QPoint(160, -72));
+        QTRY_COMPARE(box.pos(), start + QPoint(160, -72));
+        m_input.release();
+        m_input.move(grip.x(), grip.y());
+        QTRY_COMPARE(QCursor::pos(), grip);
+        QCOMPARE(placeOf(box).topLeft(), start + QPoint(160, -72)); // released: it stays
+
+        // A press on the close button closes, and drags nothing.
+        const QPoint corner = inRoot(box, *box.findChild<QPushButton *>(QStringLiteral("closeButton")));
+        m_input.click(corner.x(), corner.y());
+        QTRY_VERIFY(!box.isVisible());
+    }
+
+    void frontAboveOthers()
+    {
+        Plain other(QRect(200, 200, 600, 400));
+        other.show();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
+        auto *window = new Plain(QRect(300, 300, 300, 200));
+        const QPointer<QWidget> alive(window);
+        front::bringToFront(window);
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTRY_VERIFY(m_desktop.isOver(*window, other));
+        QTRY_VERIFY(!m_desktop.isAbove(idOf(*window)));
+        // Not pinned: another one can come above it.
+        const quint32 id = idOf(*window);
+        comeUp(&other);
+        QTRY_VERIFY(m_desktop.isOver(other, *window));
+        front::raiseOnce(window);
+        QVERIFY(QTest::qWaitForWindowActive(window)); // the last step: on the way the stacking goes up, down and up
+        QTRY_VERIFY(m_desktop.isOver(*window, other));
+        QCOMPARE(idOf(*window), id); // the same X window
+        window->close();
+        QTRY_VERIFY(!alive);
+    }
+
+    void boxByKeyboard()
+    {
+        QuestionMessageBox box(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), nullptr);
+        QSignalSpy finished(&box, &QDialog::finished);
+        box.show();
+        QVERIFY(QTest::qWaitForWindowActive(&box));
+        m_input.key(KeyReturn);
+        m_input.key(KeySpace);
+        m_input.key(KeyTab);
+        QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("okButton")));
+        QCOMPARE(finished.count(), 0);
+        m_input.key(KeyTab);
+        QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("cancelButton")));
+        m_input.key(KeyReturn);
+        QTRY_COMPARE(finished.count(), 1);
+        QCOMPARE(box.result(), 0);
+
+        CustomMessageBox notice(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
+        notice.show();
+        QVERIFY(QTest::qWaitForWindowActive(&notice));
+        m_input.key(KeyEscape);
+        QTRY_VERIFY(!notice.isVisible());
+    }
+
+    void boxesAreNotTheHostsLast()
+    {
+        QVERIFY(QGuiApplication::quitOnLastWindowClosed());
+        QSignalSpy ended(qApp, &QGuiApplication::lastWindowClosed);
+        CstmTimingMessageBox(QStringLiteral("甲"), 50, nullptr);
+        QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
+        CstmMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr, nullptr);
+        QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
+        CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), nullptr);
+        auto *front = new Plain(QRect(300, 300, 300, 200));
+        front::bringToFront(front);
+        QVERIFY(QTest::qWaitForWindowExposed(front));
+        const QPointer<QWidget> alive(front);
+        front->close();
+        QTRY_VERIFY(!alive);
+        QCoreApplication::processEvents();
+        QCOMPARE(ended.count(), 0);
+    }
+
+    void middleButtonSelection()
+    {
+        Plain page(QRect(300, 300, 300, 200));
+        CCustomLineEdit edit(&page);
+        edit.setGeometry(10, 10, 200, 30);
+        edit.setText(QStringLiteral("geheim"));
+        edit.setPasswordField(true);
+        page.show();
+        QVERIFY(QTest::qWaitForWindowActive(&page));
+        const auto selection = [] { return QGuiApplication::clipboard()->mimeData(QClipboard::Selection); };
+        const auto doubleClick = [&edit] { // selects
+            QTest::mouseDClick(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15));
+            QTest::mouseRelease(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15));
+        };
+        doubleClick();
+        QCOMPARE(edit.selectedText().size(), 6);
+        QVERIFY(!selection() || !selection()->text().contains(QStringLiteral("geheim")));
+        edit.deselect();
+        edit.setEchoMode(QLineEdit::Normal);
+        doubleClick();
+        QCOMPARE(edit.selectedText(), QStringLiteral("geheim"));
+        QTRY_COMPARE(selection()->data(QStringLiteral("x-kde-passwordManagerHint")), QByteArray("secret"));
+        QCOMPARE(selection()->text(), QStringLiteral("geheim"));
+    }
 
 private:
     XInput m_input;
     Desktop m_desktop;
 };
-
-void TestWindows::init()
-{
-    QVERIFY(m_input.isValid());
-    m_input.move(1900, 1060); // the cursor marks nothing
-}
-
-void TestWindows::dragByTheTitleBar()
-{
-    CustomMessageBox box(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
-    box.show();
-    QVERIFY(QTest::qWaitForWindowActive(&box));
-    const auto *bar = box.findChild<CustomTitleBar *>();
-    const QPoint start = placeOf(box).topLeft();
-    const QPoint grip = inRoot(box, *bar);
-    m_input.move(grip.x(), grip.y());
-    m_input.press();
-    for (int step = 1; step <= 8; step++)
-        m_input.move(grip.x() + 20 * step, grip.y() - 9 * step);
-    QTRY_COMPARE(placeOf(box).topLeft(), start + QPoint(160, -72));
-    QTRY_COMPARE(box.pos(), start + QPoint(160, -72));
-    m_input.release();
-    m_input.move(grip.x(), grip.y());
-    QTRY_COMPARE(QCursor::pos(), grip);
-    QCOMPARE(placeOf(box).topLeft(), start + QPoint(160, -72)); // released: it stays
-
-    // A press on the close button closes, and drags nothing.
-    const QPoint corner = inRoot(box, *box.findChild<QPushButton *>(QStringLiteral("closeButton")));
-    m_input.click(corner.x(), corner.y());
-    QTRY_VERIFY(!box.isVisible());
-}
-
-void TestWindows::frontAboveOthers()
-{
-    Plain other(QRect(200, 200, 600, 400));
-    other.show();
-    QVERIFY(QTest::qWaitForWindowActive(&other));
-    auto *window = new Plain(QRect(300, 300, 300, 200));
-    const QPointer<QWidget> alive(window);
-    front::bringToFront(window);
-    QVERIFY(QTest::qWaitForWindowActive(window));
-    QTRY_VERIFY(m_desktop.isOver(*window, other));
-    QTRY_VERIFY(!m_desktop.isAbove(idOf(*window)));
-    // Not pinned: another one can come above it.
-    const quint32 id = idOf(*window);
-    comeUp(&other);
-    QTRY_VERIFY(m_desktop.isOver(other, *window));
-    front::raiseOnce(window);
-    QVERIFY(QTest::qWaitForWindowActive(window)); // the last step: on the way the stacking goes up, down and up
-    QTRY_VERIFY(m_desktop.isOver(*window, other));
-    QCOMPARE(idOf(*window), id); // the same X window
-    window->close();
-    QTRY_VERIFY(!alive);
-}
-
-void TestWindows::boxByKeyboard()
-{
-    QuestionMessageBox box(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), nullptr);
-    QSignalSpy finished(&box, &QDialog::finished);
-    box.show();
-    QVERIFY(QTest::qWaitForWindowActive(&box));
-    m_input.key(KeyReturn);
-    m_input.key(KeySpace);
-    m_input.key(KeyTab);
-    QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("okButton")));
-    QCOMPARE(finished.count(), 0);
-    m_input.key(KeyTab);
-    QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("cancelButton")));
-    m_input.key(KeyReturn);
-    QTRY_COMPARE(finished.count(), 1);
-    QCOMPARE(box.result(), 0);
-
-    CustomMessageBox notice(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
-    notice.show();
-    QVERIFY(QTest::qWaitForWindowActive(&notice));
-    m_input.key(KeyEscape);
-    QTRY_VERIFY(!notice.isVisible());
-}
-
-void TestWindows::boxesAreNotTheHostsLast()
-{
-    QVERIFY(QGuiApplication::quitOnLastWindowClosed());
-    QSignalSpy ended(qApp, &QGuiApplication::lastWindowClosed);
-    CstmTimingMessageBox(QStringLiteral("甲"), 50, nullptr);
-    QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
-    CstmMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr, nullptr);
-    QTimer::singleShot(0, [] { QApplication::activeModalWidget()->close(); });
-    CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), nullptr);
-    auto *front = new Plain(QRect(300, 300, 300, 200));
-    front::bringToFront(front);
-    QVERIFY(QTest::qWaitForWindowExposed(front));
-    const QPointer<QWidget> alive(front);
-    front->close();
-    QTRY_VERIFY(!alive);
-    QCoreApplication::processEvents();
-    QCOMPARE(ended.count(), 0);
-}
-
-void TestWindows::middleButtonSelection()
-{
-    Plain page(QRect(300, 300, 300, 200));
-    CCustomLineEdit edit(&page);
-    edit.setGeometry(10, 10, 200, 30);
-    edit.setText(QStringLiteral("geheim"));
-    edit.setPasswordField(true);
-    page.show();
-    QVERIFY(QTest::qWaitForWindowActive(&page));
-    const auto selection = [] { return QGuiApplication::clipboard()->mimeData(QClipboard::Selection); };
-    const auto doubleClick = [&edit] { // selects
-        QTest::mouseDClick(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15));
-        QTest::mouseRelease(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15));
-    };
-    doubleClick();
-    QCOMPARE(edit.selectedText().size(), 6);
-    QVERIFY(!selection() || !selection()->text().contains(QStringLiteral("geheim")));
-    edit.deselect();
-    edit.setEchoMode(QLineEdit::Normal);
-    doubleClick();
-    QCOMPARE(edit.selectedText(), QStringLiteral("geheim"));
-    QTRY_COMPARE(selection()->data(QStringLiteral("x-kde-passwordManagerHint")), QByteArray("secret"));
-    QCOMPARE(selection()->text(), QStringLiteral("geheim"));
-}
 
 QTEST_MAIN(TestWindows)
 #include "tst_windows.moc"
