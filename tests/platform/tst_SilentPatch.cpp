@@ -2,6 +2,7 @@
 #include "InstalledSoftware.h"
 #include "UpgradeService.h"
 #include "support/Packages.h"
+#include "support/SampleProgram.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
 #include "tarn/upgrade/UpgradeKeys.h"
@@ -11,9 +12,7 @@
 using namespace tarn;
 using rpc::Bag;
 using rpc::CallResult;
-using services::UpgradeService;
 namespace key = tarn::upgrade::key;
-namespace code = tarn::upgrade::code;
 namespace wire = tarn::link::wire;
 
 namespace {
@@ -26,15 +25,6 @@ struct Context final : rpc::ICallContext
     bool isCancelled() const override { return gone(); }
 };
 
-CallResult stateAnswer(int state)
-{
-    CallResult result;
-    result.accepted = true;
-    result.retCode = code::Ok;
-    result.output.values.insert(key::SilentState, state);
-    return result;
-}
-
 } // namespace
 
 class TestSilentPatch final : public QObject
@@ -42,31 +32,25 @@ class TestSilentPatch final : public QObject
     Q_OBJECT
 private slots:
     void init();
-
     void downloadsShowsInstallsAndFollows();
-    void patchBesideANewVersion();
     void goesOnWithoutAWindow();
-    void badPackageIsNotInstalled();
-    void failureOfTheWindowEndsIt();
-    void lateFailureDoesNotUndoIt();
+    void refusals();
+    void failuresOfTheWindow();
     void otherTasksAreLeftAlone();
-    void callerWhoGoesEndsIt();
     void programsOutsideAreNotTheProducts();
-    void refusesWhatIsWrong();
 
 private:
-    void offer(const QByteArray &further = {}, const QByteArray &sha256 = {});
-    CallResult patch(const Context &context = {});
+    CallResult present(const Bag &bag);
+    void offer(const QByteArray &package, const QByteArray &further = {});
+    CallResult patch(const Context &context = {}, bool killRunning = false);
     QString patchVersion() const;
-    int taskState();
 
     std::unique_ptr<QTemporaryDir> m_directory;
-    std::unique_ptr<UpgradeService> m_service;
+    std::unique_ptr<services::UpgradeService> m_service;
     QString m_product; // its folder
-    QByteArray m_package;
     QList<QVariantMap> m_shown;
     int m_queries = 0;
-    std::function<CallResult()> m_query; // what the state is asked to be
+    std::function<int()> m_state; // of the window; none while there is nobody to show it
 };
 
 void TestSilentPatch::init()
@@ -74,179 +58,129 @@ void TestSilentPatch::init()
     m_service.reset();
     m_shown.clear();
     m_queries = 0;
-    m_query = [] { return stateAnswer(1); };
+    m_state = [] { return 1; };
     m_directory = std::make_unique<QTemporaryDir>();
-    m_product = packages::install(m_directory->filePath("apps"), Product, "1.9");
-    m_package = packages::archive({{"bin/program", "patched"}});
-    packages::writeFile(m_directory->filePath("patch.tar.gz"), m_package);
-    offer();
+    m_product = packages::install(m_directory->filePath("apps"), Product, "1.9"); // with the patch 1.0.1
+    offer(packages::archive({{"bin/program", "patched"}}), R"(,"release":{"version":"2.0"})");
     const services::UpgradePaths paths{m_directory->filePath("catalogue.json"), m_directory->filePath("apps")};
-    m_service = std::make_unique<UpgradeService>(
-        m_directory->path(), paths, [this](const QString &operation, const Bag &bag) -> CallResult {
-            if (operation != "showSilentPatchInstallDialog")
-                return {};
-            if (bag.values.value(key::QueryOnly).toBool()) {
-                ++m_queries;
-                return m_query();
-            }
-            m_shown.append(bag.values);
-            m_shown.last().insert("was there", QFile::exists(bag.values.value(key::LocalFile).toString()));
-            return stateAnswer(99); // what an earlier installation has left
-        });
+    m_service = std::make_unique<services::UpgradeService>(
+        m_directory->path(), paths, [this](const QString &, const Bag &bag) { return present(bag); });
 }
 
-void TestSilentPatch::offer(const QByteArray &further, const QByteArray &sha256)
+CallResult TestSilentPatch::present(const Bag &bag)
 {
-    const QByteArray sum = sha256.isEmpty() ? packages::sha256(m_package).toLatin1() : sha256;
+    CallResult result;
+    if (!m_state) {
+        result.error = {rpc::RpcError::NoHub, "nobody there"};
+        return result;
+    }
+    const bool query = bag.values.value(key::QueryOnly).toBool();
+    if (query)
+        ++m_queries;
+    else
+        m_shown << bag.values;
+    if (!query)
+        m_shown.last().insert("package", packages::readFile(bag.values.value(key::LocalFile).toString()));
+    result.accepted = true;
+    result.output.values.insert(key::SilentState, query ? m_state() : 99); // at first what an earlier one has left
+    return result;
+}
+
+void TestSilentPatch::offer(const QByteArray &package, const QByteArray &further)
+{
+    packages::writeFile(m_directory->filePath("patch.tar.gz"), package);
     packages::writeFile(m_directory->filePath("catalogue.json"),
                         "{\"products\":[{\"name\":\"" + Product.toUtf8() +
                             "\",\"patches\":[{\"version\":\"1.9.5\",\"for\":\"1.9\",\"package\":{\"url\":"
                             "\"patch.tar.gz\",\"size\":" +
-                            QByteArray::number(m_package.size()) + ",\"sha256\":\"" + sum + "\"}}]" + further + "}]}");
+                            QByteArray::number(package.size()) + ",\"sha256\":\"" +
+                            packages::sha256(package).toLatin1() + "\"}}]" + further + "}]}");
 }
 
-CallResult TestSilentPatch::patch(const Context &context)
+CallResult TestSilentPatch::patch(const Context &context, bool killRunning)
 {
-    return m_service->invoke(wire::method::PatchSilently, {{{key::SoftwareName, Product}}, {}}, context);
+    const Bag bag{{{key::SoftwareName, Product}, {wire::KillRunning, killRunning}}, {}};
+    return m_service->invoke(wire::method::PatchSilently, bag, context);
 }
 
 QString TestSilentPatch::patchVersion() const
 {
-    const auto installed = services::readInstalledSoftware(m_directory->filePath("apps"));
-    return installed.size() == 1 ? installed.first().patchVersion : QString();
-}
-
-int TestSilentPatch::taskState()
-{
-    const CallResult result = m_service->invoke("QueryTaskInfos", {}, Context());
-    const QVariantList tasks = result.output.values.value(key::TaskInfoList).toList();
-    return tasks.isEmpty() ? 0 : tasks.first().toMap().value(key::Status).toInt();
+    return services::readInstalledSoftware(m_directory->filePath("apps")).value(0).patchVersion;
 }
 
 void TestSilentPatch::downloadsShowsInstallsAndFollows()
 {
     const CallResult result = patch();
     QVERIFY2(result.accepted, qPrintable(result.errorText));
-    QCOMPARE(result.retCode, int(code::Ok));
-    QCOMPARE(
-        result.output.values,
-        (QVariantMap{
-            {wire::Shown, true}, {wire::ShowError, QString()}, {key::SilentState, 1}, {key::NewVersion, "1.9.5"}}));
+    const QVariantMap expected{
+        {wire::Shown, true}, {wire::ShowError, QString()}, {key::SilentState, 1}, {key::NewVersion, "1.9.5"}};
+    QCOMPARE(result.output.values, expected);
     QCOMPARE(m_shown.size(), 1);
-    QVariantMap shown = m_shown.first();
-    QVERIFY(shown.take(key::LocalFile).toString().startsWith(m_directory->path()));
-    QCOMPARE(shown, (QVariantMap{{key::SoftwareName, Product},
-                                 {key::SettingsPath, m_product + "/installation.ini"},
-                                 {key::InstallDir, m_product},
-                                 {key::Restart, false},
-                                 {"was there", true}}));
+    QVERIFY(!m_shown.first().take("package").toByteArray().isEmpty());
+    m_shown.first().remove(key::LocalFile);
+    QCOMPARE(m_shown.first(), (QVariantMap{{key::SoftwareName, Product},
+                                           {key::SettingsPath, m_product + "/installation.ini"},
+                                           {key::InstallDir, m_product},
+                                           {key::Restart, false}}));
     QVERIFY(m_queries >= 2);
     QCOMPARE(patchVersion(), QString("1.9.5"));
     QCOMPARE(packages::readFile(m_product + "/bin/program"), QByteArray("patched"));
     QVERIFY(patch().errorText.contains("there is no patch"));
 }
 
-void TestSilentPatch::patchBesideANewVersion()
-{
-    offer(R"(,"release":{"version":"2.0"})");
-    QVERIFY(patch().accepted);
-    QCOMPARE(patchVersion(), QString("1.9.5"));
-}
-
 void TestSilentPatch::goesOnWithoutAWindow()
 {
-    m_service.reset();
-    const services::UpgradePaths paths{m_directory->filePath("catalogue.json"), m_directory->filePath("apps")};
-    m_service = std::make_unique<UpgradeService>(m_directory->path(), paths, [this](const QString &, const Bag &) {
-        CallResult failed;
-        failed.error = {rpc::RpcError::NoHub, "nobody there"};
-        ++m_queries;
-        return failed;
-    });
-    const CallResult result = patch();
-    QVERIFY(result.accepted && !result.output.values.value(wire::Shown).toBool());
-    QCOMPARE(result.output.values.value(wire::ShowError), QVariant("nobody there"));
-    QCOMPARE(m_queries, 1); // nobody is asked for a state
+    m_state = nullptr;
+    QCOMPARE(patch().output.values.value(wire::ShowError), QVariant("nobody there"));
     QCOMPARE(patchVersion(), QString("1.9.5"));
 }
 
-void TestSilentPatch::badPackageIsNotInstalled()
+void TestSilentPatch::refusals()
 {
-    offer({}, QByteArray(64, 'a'));
-    QVERIFY(!patch().accepted);
-    QVERIFY(m_shown.isEmpty());
-    m_package = "no archive";
-    packages::writeFile(m_directory->filePath("patch.tar.gz"), m_package);
-    offer();
-    const CallResult result = patch();
-    QVERIFY(!result.accepted && result.errorText.contains("unpacked"));
+    for (const QVariant &name : {QVariant(), QVariant(5), QVariant(QString(10000, 'x'))}) {
+        const Bag bag{{{key::SoftwareName, name}}, {}};
+        QCOMPARE(m_service->invoke(wire::method::PatchSilently, bag, Context()).retCode,
+                 int(upgrade::code::InvalidArgs));
+    }
+    packages::writeFile(m_directory->filePath("patch.tar.gz"), "other bytes");
+    QVERIFY(!patch().accepted && m_shown.isEmpty());
+    offer("no archive");
+    QVERIFY(patch().errorText.contains("unpacked"));
+    packages::writeFile(m_directory->filePath("catalogue.json"), "{");
+    QVERIFY(patch().errorText.contains("catalogue"));
     QCOMPARE(m_shown.size(), 1);
-    QCOMPARE(patchVersion(), QString("1.0.1")); // as it was
-}
-
-void TestSilentPatch::failureOfTheWindowEndsIt()
-{
-    m_query = [this] { return stateAnswer(m_queries == 2 ? 99 : 1); };
-    const CallResult result = patch();
-    QVERIFY(!result.accepted && result.errorText.contains("no such package"));
-    QCOMPARE(result.output.values, QVariantMap());
     QCOMPARE(patchVersion(), QString("1.0.1"));
-    QCOMPARE(taskState(), int(tarn::upgrade::state::Cancelled));
 }
 
-void TestSilentPatch::lateFailureDoesNotUndoIt()
+void TestSilentPatch::failuresOfTheWindow()
 {
-    m_query = [this] { return stateAnswer(patchVersion() == "1.9.5" ? 99 : 1); };
-    const CallResult result = patch();
-    QVERIFY(result.accepted);
-    QCOMPARE(result.output.values.value(key::SilentState), QVariant(99));
+    m_state = [this] { return m_queries == 2 ? 99 : 1; };
+    QVERIFY(patch().errorText.contains("no such package"));
+    Context context;
+    context.gone = [this] { return m_shown.size() == 2; };
+    QVERIFY(!patch(context).accepted); // the caller goes
+    QCOMPARE(patchVersion(), QString("1.0.1"));
+    m_state = [this] { return patchVersion() == "1.9.5" ? 99 : 1; };
+    QCOMPARE(patch().output.values.value(key::SilentState), QVariant(99)); // too late to undo anything
+    QCOMPARE(patchVersion(), QString("1.9.5"));
 }
 
 void TestSilentPatch::otherTasksAreLeftAlone()
 {
-    offer(R"(,"release":{"version":"2.0","package":{"url":"http://127.0.0.1:9/none","size":1,"sha256":")" +
-          QByteArray(64, 'a') + "\"}}");
+    offer("p", R"(,"release":{"version":"2.0","package":{"url":"http://127.0.0.1:9/none","size":1,"sha256":")" +
+                   QByteArray(64, 'a') + "\"}}");
     const QVariantMap release{{key::SoftwareName, Product}, {key::Software, QVariantMap{{key::NewVersion, "2.0"}}}};
     QVERIFY(m_service->invoke("StartDownload", {release, {}}, Context()).accepted);
-    const CallResult result = patch();
-    QVERIFY(!result.accepted && result.errorText.contains("another task"));
-    QVERIFY(m_shown.isEmpty() && patchVersion() == "1.0.1");
-    QVERIFY(taskState() != tarn::upgrade::state::Cancelled);
-}
-
-void TestSilentPatch::callerWhoGoesEndsIt()
-{
-    Context context;
-    context.gone = [this] { return !m_shown.isEmpty(); };
-    QVERIFY(!patch(context).accepted);
-    QCOMPARE(patchVersion(), QString("1.0.1"));
-    QCOMPARE(taskState(), int(tarn::upgrade::state::Cancelled));
+    QVERIFY(patch().errorText.contains("another task"));
 }
 
 void TestSilentPatch::programsOutsideAreNotTheProducts()
 {
-    QProcess shared;
-    shared.start("/bin/sleep", {"600"});
-    QVERIFY(shared.waitForStarted());
-    QVERIFY(QFile::remove(m_product + "/bin/program") && QFile::link("/bin/sleep", m_product + "/bin/program"));
-    const Bag bag{{{key::SoftwareName, Product}, {wire::KillRunning, true}}, {}};
-    QVERIFY(m_service->invoke(wire::method::PatchSilently, bag, Context()).accepted);
+    SampleProgram shared(m_directory->filePath("shared"));
+    QVERIFY(QFile::remove(m_product + "/bin/program"));
+    QVERIFY(QFile::link(m_directory->filePath("shared"), m_product + "/bin/program"));
+    QVERIFY(patch({}, true).accepted);
     QVERIFY(!shared.waitForFinished(100));
-    shared.kill();
-    QVERIFY(shared.waitForFinished());
-}
-
-void TestSilentPatch::refusesWhatIsWrong()
-{
-    for (const QVariant &name : {QVariant(), QVariant(5), QVariant(""), QVariant(QString(10000, 'x'))}) {
-        const Bag bag{{{key::SoftwareName, name}}, {}};
-        QCOMPARE(m_service->invoke(wire::method::PatchSilently, bag, Context()).retCode, int(code::InvalidArgs));
-    }
-    const Bag unknown{{{key::SoftwareName, "无"}}, {}};
-    QCOMPARE(m_service->invoke(wire::method::PatchSilently, unknown, Context()).retCode, int(code::Refused));
-    packages::writeFile(m_directory->filePath("catalogue.json"), "{");
-    QVERIFY(patch().errorText.contains("catalogue"));
-    QVERIFY(m_shown.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestSilentPatch)

@@ -2,6 +2,7 @@
 #include "frame/VisualizedEvents.h"
 #include "frame/VisualizedManager.h"
 #include "support/Args.h"
+#include "support/LogCatcher.h"
 #include "upgrade/InstallSilentPatchDlg.h"
 #include <QApplication>
 #include <QCoreApplication>
@@ -32,6 +33,12 @@ inline QList<CInstallSilentPatchDlg *> visibleDialogs()
             list << dialog;
     }
     return list;
+}
+
+// One debug line each.
+inline int workers(const LogCatcher &log)
+{
+    return log.texts(QtDebugMsg).filter("静默补丁安装：软件名称：").size();
 }
 
 // While it lives no dialog hears from its workers, as if they took long.
