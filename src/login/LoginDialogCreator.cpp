@@ -4,13 +4,26 @@
 #include "login/YunLoginDlg.h"
 #include "upgrade/ProcessChecker.h"
 #include "widgets/BringToFront.h"
+#include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include <QCoreApplication>
+#include <QScreen>
 #include <utility>
 
 using ServiceVisualized::CToolkit;
 
 namespace {
+// Where a dialog stands whose caller has no window, or none that can be read.
+void centreOnScreen(QWidget *dialog)
+{
+    const QScreen *screen = placement::screenOf(dialog);
+    if (!screen)
+        return;
+    QRect place(QPoint(), dialog->size());
+    place.moveCenter(screen->availableGeometry().center());
+    dialog->move(place.topLeft());
+}
+
 // A poller between two polls leaves within a tenth of a second. One that hangs in a call leaves when the connections are
 // cut, which comes after this.
 constexpr int PollersMs = 500;
@@ -85,6 +98,7 @@ CYunLoginDialog *LoginDialogCreator::makeDialog()
     m_dialogs.removeAll(QPointer<CYunLoginDialog>());
     m_dialogs << dialog;
     m_dialog = dialog;
+    centreOnScreen(dialog);
     return dialog;
 }
 
