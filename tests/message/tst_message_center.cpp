@@ -288,6 +288,8 @@ private slots:
             window.reset();
             QVERIFY(!watched);
         }
+        const auto late = QSharedPointer<CCommonEventData>::create();
+        CMessageObserver::GetObserverInstance()->NotifyEvent(late.data(), eEventDisplayed); // nobody is there
     }
 
     void theManagerOpensOneAndReusesIt()

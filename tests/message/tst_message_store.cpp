@@ -1,10 +1,7 @@
-#include "message/MessageObserver.h"
-#include "message/MessagePushEvent.h"
 #include "message/MsgCenterDataMgr.h"
 #include "message/MsgDataUpdTask.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
-#include <QPointer>
 #include <QTest>
 #include <QThreadPool>
 
@@ -26,33 +23,6 @@ QList<FakeCall> reports()
             result.append(call);
     }
     return result;
-}
-
-// Hears the push events that are posted to it.
-class Listener final : public QObject
-{
-public:
-    bool event(QEvent *event) override
-    {
-        auto *push = dynamic_cast<CMessagePushEvent *>(event);
-        if (!push)
-            return QObject::event(event);
-        types.append(int(push->type()));
-        if (auto *data = dynamic_cast<CCommonEventData *>(push->GetEventData()))
-            ids.append(data->GetMessageId());
-        return true;
-    }
-
-    QList<int> types;
-    QStringList ids;
-};
-
-QSharedPointer<CCommonEventData> about(const QString &id)
-{
-    auto data = QSharedPointer<CCommonEventData>::create();
-    data->SetEventSource(eSourceMessageCenter);
-    data->SetMessageId(id);
-    return data;
 }
 } // namespace
 
@@ -184,47 +154,6 @@ private slots:
         QCOMPARE(log.texts(QtCriticalMsg),
                  QStringList({failed, where + "rpc通信失败，返回错误码为：2012，错误信息为：断 %1。", failed,
                               where + "失败。返回错误码为：2002，错误信息为：断 %1。"}));
-    }
-
-    void listenersAreToldOnceAndInOrder()
-    {
-        Listener listener;
-        CMessageObserver *observer = CMessageObserver::GetObserverInstance();
-        observer->AddListener(nullptr);
-        observer->AddListener(&listener);
-        observer->AddListener(&listener);
-        for (const int type : {1, 0, 2, 3, -1})
-            observer->NotifyEvent(about(QString::number(type)).data(), EMessageEventType(type));
-        QCoreApplication::sendPostedEvents(&listener);
-        QCOMPARE(listener.types, QList<int>({1961, 1960, 1962}));
-        QCOMPARE(listener.ids, QStringList({"1", "0", "2"}));
-
-        observer->RemoveListener(&listener);
-        observer->RemoveListener(&listener);
-        observer->RemoveListener(nullptr);
-        observer->NotifyEvent(about("4").data(), eEventDisplayed);
-        QCoreApplication::sendPostedEvents(&listener);
-        QCOMPARE(listener.types.size(), 3);
-    }
-
-    void aListenerThatDiesIsForgotten()
-    {
-        CMessageObserver *observer = CMessageObserver::GetObserverInstance();
-        Listener survivor;
-        auto data = about("1");
-        const QPointer<IEventData> watched = data.data();
-        {
-            Listener mortal;
-            observer->AddListener(&mortal);
-            observer->NotifyEvent(data.data(), eEventDisplayed); // dies with the event in its queue
-        }
-        data.reset();
-        QVERIFY(!watched);
-        observer->AddListener(&survivor);
-        observer->NotifyEvent(about("2").data(), eEventClicked);
-        QCoreApplication::sendPostedEvents();
-        QCOMPARE(survivor.types, QList<int>({1962}));
-        observer->RemoveListener(&survivor);
     }
 };
 

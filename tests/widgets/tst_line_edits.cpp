@@ -149,18 +149,6 @@ private slots:
         QCOMPARE(clipboard()->text(), QStringLiteral("vorher"));
     }
 
-    void readOnly()
-    {
-        CCustomLineEdit edit;
-        edit.setText(QStringLiteral("abc"));
-        edit.setReadOnly(true);
-        edit.selectAll();
-        edit.OnCutClicked(false);
-        edit.OnPasteClicked(false);
-        QCOMPARE(edit.text(), QStringLiteral("abc"));
-        QCOMPARE(clipboard()->text(), QStringLiteral("vorher"));
-    }
-
     void iconEdit()
     {
         CIconEditWidget widget;

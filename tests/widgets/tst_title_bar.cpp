@@ -1,48 +1,14 @@
 #include "widgets/CustomTitleBar.h"
 #include "widgets/WindowDrag.h"
 #include <QAccessible>
-#include <QMouseEvent>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
-
-namespace {
-
-void sendMouse(QWidget *target, QEvent::Type type, const QPoint &global, Qt::MouseButton button, Qt::MouseButtons held)
-{
-    QMouseEvent event(type, target->mapFromGlobal(global), global, button, held, Qt::NoModifier);
-    QCoreApplication::sendEvent(target, &event);
-}
-
-} // namespace
 
 class TestTitleBar : public QObject
 {
     Q_OBJECT
 private slots:
-    void positions()
-    {
-        QWidget window;
-        window.setGeometry(100, 100, 300, 100);
-        CustomTitleBar bar(&window);
-        bar.setGeometry(0, 0, 300, 35);
-        QSignalSpy pressed(&bar, &CustomTitleBar::CustomTitleBarPressed);
-        QSignalSpy moved(&bar, &CustomTitleBar::CustomTitleBarmoved);
-        window.show();
-
-        sendMouse(&bar, QEvent::MouseButtonPress, QPoint(120, 110), Qt::LeftButton, Qt::LeftButton);
-        sendMouse(&bar, QEvent::MouseMove, QPoint(90, 250), Qt::NoButton, Qt::LeftButton);
-        QCOMPARE(pressed, QList<QVariantList>{(QVariantList{120, 110})});
-        QCOMPARE(moved, QList<QVariantList>{(QVariantList{90, 250})});
-        sendMouse(&bar, QEvent::MouseButtonRelease, QPoint(90, 250), Qt::LeftButton, Qt::NoButton);
-        sendMouse(&bar, QEvent::MouseMove, QPoint(95, 250), Qt::NoButton,
-                  Qt::LeftButton); // held, but pressed elsewhere
-        sendMouse(&bar, QEvent::MouseButtonPress, QPoint(120, 110), Qt::RightButton, Qt::RightButton);
-        sendMouse(&bar, QEvent::MouseMove, QPoint(96, 250), Qt::NoButton, Qt::RightButton);
-        QCOMPARE(pressed.count(), 1);
-        QCOMPARE(moved.count(), 1);
-    }
-
     void buttons()
     {
         CustomTitleBar bar(nullptr);

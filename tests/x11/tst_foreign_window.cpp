@@ -39,13 +39,6 @@ public:
         sync();
         return id;
     }
-    quint32 makePixmap()
-    {
-        const quint32 id = xcb_generate_id(m_connection);
-        xcb_create_pixmap(m_connection, 24, id, m_root, 10, 10);
-        sync();
-        return id;
-    }
     void destroy(quint32 id)
     {
         xcb_destroy_window(m_connection, id);
@@ -129,7 +122,6 @@ private slots:
         client.destroy(stale);
         QTest::newRow("stale") << quint64(stale);
         QTest::newRow("never an id") << quint64(0xffffffff);
-        QTest::newRow("no window") << quint64(client.makePixmap());
         QTest::newRow("beyond 32 bits, with the root's number below") << ((quint64(1) << 32) | client.root());
         QTest::newRow("largest") << std::numeric_limits<quint64>::max();
     }
