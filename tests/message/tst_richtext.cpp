@@ -9,39 +9,23 @@ class TestRichText final : public QObject
 {
     Q_OBJECT
 private slots:
-    void sanitized_data()
-    {
-        QTest::addColumn<QString>("in");
-        QTest::addColumn<QString>("out");
-        QTest::newRow("plain") << "文字\n  空格"
-                               << "文字\n  空格";
-        QTest::newRow("cut") << QString(1000, 'x') + "y" << QString(1000, 'x') + "……";
-        QTest::newRow("bold") << "a <b>b</b> <STRONG>c</STRONG>"
-                              << "a <b>b</b> <strong>c</strong>";
-        QTest::newRow("colour")
-            << "<font color=\"#d00\" size=7>x</font><span style='color: red;font-size:900px'>y</span>"
-            << "<font style=\"color:#d00\">x</font><span style=\"color:red\">y</span>";
-        QTest::newRow("nothing rides on a colour") << "<font color=\"red;font-size:900px\">y</font>"
-                                                   << "<font style=\"color:red\">y</font>";
-        QTest::newRow("comparison") << "x < 5 && y > 3, <5, a<b"
-                                    << "x &lt; 5 && y > 3, &lt;5, a&lt;b";
-        QTest::newRow("image") << "a<img src=\"file:///etc/passwd\">b"
-                               << "ab";
-        QTest::newRow("link") << "<a href=\"x\">y</a>"
-                              << "y";
-        QTest::newRow("table") << "<table><tr><td>1</td><td>2</td></tr></table>"
-                               << "<br> 1 2";
-        QTest::newRow("hidden") << "a<style>p{font-size:900px}</style>b<script>x</script>c<!-- d -->e"
-                                << "abce";
-        QTest::newRow("nested brackets") << "<<b>b>"
-                                         << "&lt;<b>b>";
-    }
 
     void sanitized()
     {
-        QFETCH(QString, in);
-        QFETCH(QString, out);
-        QCOMPARE(safehtml::sanitized(in, 1000), out);
+        const auto clean = [](const QString &in) { return safehtml::sanitized(in, 1000); };
+        QCOMPARE(clean("文字\n  空格"), QString("文字\n  空格"));
+        QCOMPARE(clean(QString(1000, 'x') + "y"), QString(1000, 'x') + "……");
+        QCOMPARE(clean("a <b>b</b> <STRONG>c</STRONG>"), QString("a <b>b</b> <strong>c</strong>"));
+        QCOMPARE(clean("<font color=\"#d00\" size=7>x</font><span style='color: red;font-size:900px'>y</span>"),
+                 QString("<font style=\"color:#d00\">x</font><span style=\"color:red\">y</span>"));
+        QCOMPARE(clean("<font color=\"red;font-size:900px\">y</font>"), // nothing rides on a colour
+                 QString("<font style=\"color:red\">y</font>"));
+        QCOMPARE(clean("x < 5 && y > 3, <5, a<b"), QString("x &lt; 5 && y > 3, &lt;5, a&lt;b"));
+        QCOMPARE(clean("a<img src=\"file:///etc/passwd\">b"), QString("ab"));
+        QCOMPARE(clean("<a href=\"x\">y</a>"), QString("y"));
+        QCOMPARE(clean("<table><tr><td>1</td><td>2</td></tr></table>"), QString("<br> 1 2"));
+        QCOMPARE(clean("a<style>p{font-size:900px}</style>b<script>x</script>c<!-- d -->e"), QString("abce"));
+        QCOMPARE(clean("<<b>b>"), QString("&lt;<b>b>"));
     }
 
     void hostileContent_data()

@@ -32,6 +32,25 @@ inline QVariant row(const QVariantMap &one)
     return upgrade::operate::queryDataInfos(QVariantList{one}).constFirst();
 }
 
+inline QList<FakeCall> callsOf(const QString &operation)
+{
+    QList<FakeCall> found;
+    for (const FakeCall &call : FakeClient::fake().calls()) {
+        if (call.operation == operation)
+            found.append(call);
+    }
+    return found;
+}
+
+// The software whose tasks were to be stopped, in order.
+inline QStringList stops()
+{
+    QStringList names;
+    for (const FakeCall &call : callsOf(QStringLiteral("StopUpgrade")))
+        names.append(call.values.value(QStringLiteral("软件名称")).toString());
+    return names;
+}
+
 // What the fake service answers.
 inline FakeAnswer answer(int code, const QString &error, const QVariantMap &values = {})
 {

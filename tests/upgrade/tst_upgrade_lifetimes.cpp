@@ -82,7 +82,7 @@ private slots:
         m_boxes.value(box)();
         processDeletions();
         QVERIFY(boxes.isDone());
-        QTEST(stops(QStringLiteral("A")), "stopsOfA");
+        QTEST(tasks::stops().count("A"), "stopsOfA");
         if (m_dialog && m_dialog->isVisible())
             QCOMPARE(m_table->rowCount(), 1);
         QVERIFY(!QApplication::activeModalWidget());
@@ -109,16 +109,6 @@ private slots:
 
 private:
     void show(const QVariantList &list) { m_table->onRefreshUpgradeDtats(picture(list)); }
-
-    int stops(const QString &name) const
-    {
-        int count = 0;
-        for (const FakeCall &call : FakeClient::fake().calls()) {
-            if (call.operation == QStringLiteral("StopUpgrade"))
-                count += call.values.value(QStringLiteral("软件名称")).toString() == name ? 1 : 0;
-        }
-        return count;
-    }
 
     QPointer<CUpgradeDialog> m_dialog;
     QPointer<CUpgradeTableWidget> m_table;

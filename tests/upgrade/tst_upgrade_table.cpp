@@ -15,28 +15,12 @@
 #include <limits>
 
 using namespace upgrade::controls;
+using tasks::callsOf;
 using tasks::picture;
+using tasks::stops;
 using tasks::task;
 
 namespace {
-
-QList<FakeCall> callsOf(const QString &operation)
-{
-    QList<FakeCall> found;
-    for (const FakeCall &call : FakeClient::fake().calls()) {
-        if (call.operation == operation)
-            found.append(call);
-    }
-    return found;
-}
-
-QStringList stops()
-{
-    QStringList names;
-    for (const FakeCall &call : callsOf(QStringLiteral("StopUpgrade")))
-        names.append(call.values.value(QStringLiteral("软件名称")).toString());
-    return names;
-}
 
 // Counts what is painted in a window.
 class PaintCounter final : public QObject

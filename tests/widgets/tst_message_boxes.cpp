@@ -95,41 +95,18 @@ private slots:
         QVERIFY(area->widget()->width() <= area->viewport()->width()); // broken into lines, nothing sticks out
         QVERIFY(area->verticalScrollBar()->isVisible());
         QVERIFY(box.findChild<QLabel *>(QStringLiteral("titleText"))->text().endsWith(QChar(0x2026)));
-
-        // A text without line ends measures two lines, but gets the room that it needs.
-        CustomMessageBox paragraph(title(), QStringLiteral("补丁已经安装完成，下次启动软件时生效。").repeated(6),
-                                   eTipNormal, nullptr);
-        paragraph.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&paragraph));
-        QVERIFY(!paragraph.findChild<QScrollArea *>()->verticalScrollBar()->isVisible());
-    }
-
-    void answers_data()
-    {
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<int>("answer");
-        QTest::newRow("first") << QStringLiteral("是") << 1;
-        QTest::newRow("second") << QStringLiteral("否") << 0;
-        QTest::newRow("close button") << QStringLiteral("closeButton") << 0;
-        QTest::newRow("Escape") << QStringLiteral("Escape") << 0;
     }
 
     void answers()
     {
-        QFETCH(QString, button);
-        BoxScript boxes({[&](QDialog *box) {
-            if (button == QLatin1String("closeButton"))
-                QTest::mouseClick(box->findChild<QPushButton *>(button), Qt::LeftButton);
-            else if (button == QLatin1String("Escape"))
-                QTest::keyClick(box, Qt::Key_Escape);
-            else
-                BoxScript::press(box, button);
-        }});
-        QTEST(CQuestionMessageBox(title(), QStringLiteral("确定要取消升级吗？"), nullptr, QStringLiteral("是"),
-                                  QStringLiteral("否")),
-              "answer");
+        BoxScript boxes(
+            {BoxScript::pressing("是"), BoxScript::pressing("否"),
+             [](QDialog *box) { QTest::mouseClick(box->findChild<QPushButton *>("closeButton"), Qt::LeftButton); },
+             [](QDialog *box) { QTest::keyClick(box, Qt::Key_Escape); }});
+        for (const int answer : {1, 0, 0, 0})
+            QCOMPARE(CQuestionMessageBox(title(), "确定要取消升级吗？", nullptr, "是", "否"), answer);
         QVERIFY(boxes.isDone());
-        QCOMPARE(boxes.texts, QStringList(QStringLiteral("确定要取消升级吗？")));
+        QCOMPARE(boxes.texts.constLast(), QString("确定要取消升级吗？"));
     }
 
     void link()
