@@ -55,13 +55,3 @@ GALLERY_SCENE(online, Hovered, "The second row under the cursor, the first one s
     table->selectRow(0);
     return dialog;
 }
-
-GALLERY_SCENE(online, Many, "More rows than fit, a long name, markup in a name, no name.")
-{
-    QVariantList tasks{
-        task(QStringLiteral("岚川结构协同设计与施工图深化平台企业版（含插件与族库）"), 1, 999'999, 1'000'000),
-        task(QStringLiteral("<b>A & B</b>"), 1, 1, 3), task(QString(), 1, 5, 10)};
-    for (int i = 1; i <= 20; i++)
-        tasks.append(task(QStringLiteral("产品%1").arg(i), 1, i * 5, 100));
-    return window(tasks);
-}

@@ -3,7 +3,6 @@
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/CheckUpdateDial.h"
-#include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
 #include <QApplication>
 #include <QElapsedTimer>
@@ -47,9 +46,6 @@ QVariantMap drawing()
     record.insert(key::Software,
                   section(QStringLiteral("云杉绘图"), QStringLiteral("5.2.0"), QStringLiteral("5.1.0"),
                           QStringLiteral("2026-10-28 09:30:00"), QStringLiteral("notes/spruce-5.2.0.html")));
-    record.insert(key::OldPatch,
-                  section(QStringLiteral("云杉绘图"), QStringLiteral("5.1.0.3"), QStringLiteral("5.1.0"),
-                          QStringLiteral("2026-09-12 14:00:00"), QStringLiteral("notes/spruce-5.1.0.3.html")));
     return record;
 }
 
@@ -92,27 +88,15 @@ QVariantList twelve()
     return records;
 }
 
-QTabWidget *tabsOf(QWidget *dialog)
-{
-    return dialog->findChild<QTabWidget *>();
-}
-
-QTextBrowser *browserOf(QTabWidget *tabs)
-{
-    return tabs->currentWidget()->findChild<QTextBrowser *>();
-}
-
 // The notes are read on another thread once they are seen, so the window is shown out of sight until they are there.
-template <class Dialog>
-QWidget *notes(const QVariantMap &record, int tab = 0)
+QWidget *notes(const QVariantMap &record)
 {
-    auto *dialog = new Dialog(request({record}));
+    auto *dialog = new CUpdateExplainDial(request({record}));
     dialog->InitDialog();
-    QTabWidget *tabs = tabsOf(dialog);
-    tabs->setCurrentIndex(tab);
     dialog->setAttribute(Qt::WA_DontShowOnScreen);
     dialog->show();
-    const QTextBrowser *browser = browserOf(tabs);
+    auto *tabs = dialog->findChild<QTabWidget *>();
+    const auto *browser = tabs->currentWidget()->findChild<QTextBrowser *>();
     QElapsedTimer timer;
     timer.start();
     while (browser->document()->isEmpty() && timer.elapsed() < 5000)
@@ -123,11 +107,6 @@ QWidget *notes(const QVariantMap &record, int tab = 0)
 }
 
 } // namespace
-
-GALLERY_SCENE(upgrade, Prompt01, "The check-update prompt with one product")
-{
-    return new CCheckUpdateDial(request({drawing()}));
-}
 
 GALLERY_SCENE(upgrade, Prompt03, "Three products: a new version, a patch with plug-ins, a name that is too long")
 {
@@ -141,15 +120,10 @@ GALLERY_SCENE(upgrade, Prompt12, "Twelve products, the newest first; the list sc
 
 GALLERY_SCENE(upgrade, Notes, "The update notes of a new version")
 {
-    return notes<CUpdateExplainDial>(drawing());
+    return notes(drawing());
 }
 
 GALLERY_SCENE(upgrade, NotesTabs, "Notes of a patch (read from a GBK file) and two plug-ins")
 {
-    return notes<CUpdateExplainDial>(typesetting());
-}
-
-GALLERY_SCENE(upgrade, NotesPatch, "The notes of a patch for the installed version")
-{
-    return notes<CUpdateCurExplainDialog>(drawing());
+    return notes(typesetting());
 }

@@ -62,11 +62,6 @@ QWidget *buttonRow(QWidget *parent, bool enabled)
 
 } // namespace
 
-GALLERY_SCENE(widgets, MessageBoxNotice, "Plain notice.")
-{
-    return notice(eTipNormal, QStringLiteral("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
-}
-
 GALLERY_SCENE(widgets, MessageBoxWarning, "Warning with line ends in the text.")
 {
     return notice(
@@ -113,20 +108,6 @@ GALLERY_SCENE(widgets, TitleBar, "Title bar with all three buttons.")
     bar->AddCloseButton();
     ground->layout()->addWidget(bar);
     ground->setStyleSheet(pageSheet() + look::titleBand(QStringLiteral("#f1f8fe"), QStringLiteral("#EBEBEB")));
-    return ground;
-}
-
-GALLERY_SCENE(widgets, TitleBarLogin, "Title bar of the sign-in window, with a title too long for it.")
-{
-    QWidget *ground = page(420);
-    auto *bar = new CustomTitleBar(ground);
-    bar->setFixedHeight(look::scaled(40, ground));
-    bar->SetLoginTitleLogo(QStringLiteral(":/images/images/logo3.ico"));
-    bar->SetLoginTitleText(QStringLiteral("岚川云账号登录").repeated(5));
-    bar->addStretch(1);
-    bar->AddCloseButton();
-    ground->layout()->addWidget(bar);
-    ground->setStyleSheet(pageSheet());
     return ground;
 }
 
