@@ -68,8 +68,3 @@ void popup::click(XInput *input, const XClient &window, const QPoint &place)
     const QPoint at = window.geometry.topLeft() + place;
     input->click(at.x(), at.y());
 }
-
-void popup::answerYes(XInput *input, const XClient &question)
-{
-    click(input, question, QPoint(question.geometry.width() - 160, question.geometry.height() - 39));
-}

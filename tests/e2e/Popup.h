@@ -19,6 +19,5 @@ QPoint linkAt(const XClient &client);
 XClient waitForWindow(const QString &role);
 // A place in the window.
 void click(XInput *input, const XClient &window, const QPoint &place);
-void answerYes(XInput *input, const XClient &question);
 
 } // namespace popup

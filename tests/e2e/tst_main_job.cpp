@@ -56,9 +56,12 @@ private:
 
 void TestMainJob::initTestCase()
 {
-    m_panel.start(QStringLiteral(TARN_SUPPORT_DIR "/dock.py"),
-                  {QStringLiteral("bottom"), QString::number(PanelHeight)});
-    QVERIFY(m_panel.waitForReadyRead(20000));
+    m_panel.start(QStringLiteral("trayer"),
+                  {QStringLiteral("--edge"), QStringLiteral("bottom"), QStringLiteral("--widthtype"),
+                   QStringLiteral("percent"), QStringLiteral("--width"), QStringLiteral("100"),
+                   QStringLiteral("--height"), QString::number(PanelHeight), QStringLiteral("--SetDockType"),
+                   QStringLiteral("true"), QStringLiteral("--SetPartialStrut"), QStringLiteral("true")});
+    QVERIFY(m_panel.waitForStarted());
     QTRY_COMPARE(xclients::workArea().height(), 1080 - PanelHeight);
     QVERIFY(m_input.isValid());
     QVERIFY(m_session.startHost());

@@ -10,7 +10,6 @@ namespace {
 
 const QString Prompt = QStringLiteral("CCheckUpdateDial");
 const QString Notes = QStringLiteral("CUpdateExplainDial");
-const QString PatchNotes = QStringLiteral("CUpdateCurExplainDialog");
 const QString Question = QStringLiteral("QuestionMessageBox");
 const QString Product = QStringLiteral("云杉绘图"); // second in the prompt by its date
 
@@ -26,7 +25,6 @@ class TestUpgrade final : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void closingTheNotesLeadsToThePatch();
     void updateFromThePromptBecomesATask(); // then nothing is new for the product
     void cleanupTestCase();
 
@@ -79,23 +77,6 @@ void TestUpgrade::updateFromThePromptBecomesATask()
     QCOMPARE(task.value(QStringLiteral("CurrentVersion")).toString(), QStringLiteral("5.1.0"));
     xclients::requestClose(prompt.id);
     QVERIFY(popup::waitGone(prompt.id));
-}
-
-void TestUpgrade::closingTheNotesLeadsToThePatch()
-{
-    QVERIFY(run({QStringLiteral("notes"), Product}).contains(QStringLiteral("shown: yes")));
-    const XClient notes = popup::waitForWindow(Notes);
-    QVERIFY(!notes.isNull());
-    xclients::requestClose(notes.id); // as the window manager does
-    const XClient question = popup::waitForWindow(Question);
-    QVERIFY(!question.isNull());
-    popup::answerYes(&m_input, question);
-    const XClient patch = popup::waitForWindow(PatchNotes);
-    QVERIFY(!patch.isNull());
-    QVERIFY(popup::waitGone(notes.id));
-    xclients::requestClose(patch.id); // asks nothing
-    QVERIFY(popup::waitGone(patch.id));
-    QVERIFY(m_session.hostRuns());
 }
 
 void TestUpgrade::cleanupTestCase()

@@ -84,8 +84,6 @@ bool Rpc::init(const QHash<QString, QString> &settings)
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("init"));
     state().record.settings = settings;
-    if (state().behaviour.onInit)
-        state().behaviour.onInit();
     d->initialized = answer(state().behaviour.initSucceeds);
     return d->initialized;
 }
@@ -99,8 +97,6 @@ QSharedPointer<RpcAdapter> Rpc::createAdapter(const QString &name)
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("createAdapter ") + name);
-    if (!answer(state().behaviour.createsAdapters))
-        return {};
     auto own = std::make_unique<RpcAdapter::Private>();
     own->core = d;
     return QSharedPointer<RpcAdapter>::create(std::move(own));

@@ -3,7 +3,6 @@
 #include "tarn/rpc/Rpc.h"
 #include <QStringList>
 #include <any>
-#include <functional>
 
 // An RPC core without a network, with the symbols of the real one: link tarn_fake_rpc instead of tarn-rpc. What it
 // does is set here, what it was asked is recorded here. Any thread.
@@ -12,12 +11,10 @@ namespace fakerpc {
 struct Behaviour
 {
     bool initSucceeds = true;
-    bool createsAdapters = true;
     bool addSucceeds = true;
     tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
     // By tag; what is not listed is not found.
     QHash<QString, QSharedPointer<tarn::rpc::RpcProxy>> proxies;
-    std::function<void()> onInit; // called before init() answers
 };
 
 struct Record
