@@ -102,7 +102,7 @@ private slots:
 
     void followingTheLinkClicksAndReads()
     {
-        const LinkTaker links({"test"});
+        const LinkTaker links({"test", "file"});
         const Window window = open({withLink(message("a"), "test:address?a=1&b"), message("b")});
         QSignalSpy clicks(window.get(), &CMsgCenterDlg::MsgHasBeClickSignal);
         QTest::keyClick(item(window, 0), Qt::Key_Return);
@@ -118,6 +118,7 @@ private slots:
         QVERIFY(log.has(QtInfoMsg, Flow + "消息a链接已点击，目标地址为：test:address?a=1&b。"));
         item(window, 1)->OnlinkActivated("file:///etc/passwd");
         QVERIFY(log.has(QtWarningMsg, Flow + "消息b的链接无法打开：file:///etc/passwd。"));
+        QCOMPARE(links.urls.size(), 1);
         QCOMPARE(reports(), QStringList({"MsgState 2 b", "receipt 2 b", "receipt 3 a", "receipt 3 b"}));
         QVERIFY(!hasDot(item(window, 1)));
     }
