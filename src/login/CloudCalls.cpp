@@ -56,7 +56,7 @@ QString linkAddress(ICloudServiceAssistant &assistant, const QString &linkKey, O
         call(assistant, &ICloudServiceAssistant::GetLinkAddress, {{key::LinkKey, linkKey}}, {key::LinkUrl});
     if (outcome)
         *outcome = answer;
-    const QString address = answer.ok() ? answer.values.value(key::LinkUrl).toString() : QString();
+    QString address = answer.ok() ? answer.values.value(key::LinkUrl).toString() : QString();
     if (!answer.ok())
         VT_LOG(warning) << vtlog::callFailed(QStringLiteral("【获取跳转链接地址】%1").arg(linkKey),
                                              answer.transportFailed(), answer.code, answer.error);

@@ -88,8 +88,7 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
 
 cloudcalls::Outcome CYunLoginDialog::sendCode(ICloudServiceAssistant &assistant, const QString &phone)
 {
-    const auto outcome =
-        cloudcalls::call(assistant, &ICloudServiceAssistant::SendVerificationCode, {{key::Phone, phone}});
+    auto outcome = cloudcalls::call(assistant, &ICloudServiceAssistant::SendVerificationCode, {{key::Phone, phone}});
     if (outcome.ok()) {
         VT_LOG(info) << QStringLiteral("【获取验证码】调用获取验证码接口成功。");
         return outcome;

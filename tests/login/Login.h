@@ -1,4 +1,5 @@
 #pragma once
+#include "login/QueryQRCodeResult.h"
 #include "login/YunLoginDlg.h"
 #include "support/FakeClient.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
@@ -7,7 +8,6 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
-#include <QThread>
 #include <atomic>
 
 // The sign-in dialog over a faked service, as the tests of this folder drive it.
@@ -15,13 +15,8 @@ namespace login {
 
 struct Notify final : ICloudLoginNotify
 {
-    void AfterLogin() override
-    {
-        onGuiThread = QThread::currentThread() == QCoreApplication::instance()->thread();
-        ++calls;
-    }
+    void AfterLogin() override { ++calls; }
     std::atomic<int> calls{0};
-    std::atomic<bool> onGuiThread{false};
 };
 
 inline CCustomLineEdit *edit(const QWidget *dialog, const char *name)
@@ -44,9 +39,14 @@ inline void press(const QWidget *dialog, const char *name)
     QTest::mouseClick(button(dialog, name), Qt::LeftButton);
 }
 
-inline void setTab(const QWidget *dialog, int index)
+inline void fill(const QWidget *dialog, const QString &account, const QString &password, const QString &phone = {},
+                 const QString &code = {})
 {
-    dialog->findChild<QTabWidget *>()->setCurrentIndex(index);
+    edit(dialog, "accountEdit")->setText(account);
+    edit(dialog, "passwordEdit")->setText(password);
+    edit(dialog, "phoneEdit")->setText(phone);
+    edit(dialog, "codeEdit")->setText(code);
+    dialog->findChild<QTabWidget *>()->setCurrentIndex(phone.isEmpty() ? 0 : 1);
 }
 
 // The calls of one operation, in order.

@@ -17,7 +17,7 @@
 #include <functional>
 #include <thread>
 
-using login::edit;
+using login::fill;
 using login::press;
 
 namespace {
@@ -82,34 +82,39 @@ FakeAnswer hanging(int code)
 }
 } // namespace
 
-enum class Turn { Closed, CallerEnded, OtherEnded, ShownAgain, Deleted, Destroyed };
+enum class Turn { Closed, CallerEnded, OtherEnded, ShownAgain, Destroyed };
 Q_DECLARE_METATYPE(Turn)
 
 class TestLoginLifetimes final : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase() { FakeClient::install(); }
+    void initTestCase();
     void init();
     void cleanup();
     void duringTheCall_data();
     void duringTheCall();
     void oneAttemptAtATime();
-    void windowsPaintDuringTheCall();
     void quitDuringTheCall();
     void slowCallerHoldsUpNothing();
     void hangingPollerHoldsUpNothing();
     void requestDuringAQrSignIn();
     void closedUnderATip();
-    void madeOnAnotherThread();
 
 private:
-    void signIn();
+    void signIn() { press(m_dialog, "accountLoginButton"); }
 
     QPointer<CYunLoginDialog> m_dialog;
     QSharedPointer<login::Notify> m_notify;
     LogCatcher *m_log = nullptr;
 };
+
+void TestLoginLifetimes::initTestCase()
+{
+    FakeClient::install();
+    std::thread([] { LoginDialogCreator::getInst(); }).join();
+    QCOMPARE(LoginDialogCreator::getInst()->thread(), QCoreApplication::instance()->thread());
+}
 
 void TestLoginLifetimes::init()
 {
@@ -120,8 +125,7 @@ void TestLoginLifetimes::init()
     m_dialog = theDialog();
     QVERIFY(m_dialog && m_dialog->isVisible());
     QCOMPARE(m_dialog->focusWidget(), m_dialog);
-    edit(m_dialog, "accountEdit")->setText("zhang");
-    edit(m_dialog, "passwordEdit")->setText("secret");
+    fill(m_dialog, "zhang", "secret");
 }
 
 void TestLoginLifetimes::cleanup()
@@ -136,11 +140,6 @@ void TestLoginLifetimes::cleanup()
     delete m_log;
 }
 
-void TestLoginLifetimes::signIn()
-{
-    press(m_dialog, "accountLoginButton");
-}
-
 void TestLoginLifetimes::duringTheCall_data()
 {
     QTest::addColumn<Turn>("event");
@@ -152,8 +151,6 @@ void TestLoginLifetimes::duringTheCall_data()
     QTest::newRow("caller ended") << Turn::CallerEnded << 4100 << false << 0;
     QTest::newRow("another software ended") << Turn::OtherEnded << 4000 << true << 1;
     QTest::newRow("shown again") << Turn::ShownAgain << 4000 << true << 0; // the next caller is told instead
-    QTest::newRow("shown again, refused") << Turn::ShownAgain << 4100 << true << 0;
-    QTest::newRow("deleted") << Turn::Deleted << 4100 << false << 0;
     QTest::newRow("service destroyed") << Turn::Destroyed << 4100 << false << 0;
 }
 
@@ -179,9 +176,6 @@ void TestLoginLifetimes::duringTheCall()
             break;
         case Turn::ShownAgain:
             ask("viewer", next);
-            break;
-        case Turn::Deleted:
-            delete m_dialog;
             break;
         case Turn::Destroyed:
             CVisualizedManager::FreeInstance();
@@ -214,8 +208,7 @@ void TestLoginLifetimes::oneAttemptAtATime()
     ModalClicker tips({"确定"});
     DuringTheCall act([&] {
         QVERIFY(!m_dialog->isEnabled());
-        for (const char *name : {"accountLoginButton", "phoneLoginButton", "weixinButton", "qqButton", "codeButton"})
-            press(m_dialog, name);
+        signIn();
         m_dialog->onAccountLoginBtn();
         m_dialog->onVerificationCodeLoginBtn();
         m_dialog->onQQLogin();
@@ -224,8 +217,7 @@ void TestLoginLifetimes::oneAttemptAtATime()
         ask("viewer", {});
         const QPointer<CYunLoginDialog> second = theDialog();
         QVERIFY(second && second->isEnabled());
-        edit(second, "accountEdit")->setText("li");
-        edit(second, "passwordEdit")->setText("secret");
+        fill(second, "li", "secret");
         press(second, "accountLoginButton");
         QVERIFY(second);
         FakeClient::fake().releaseHangs();
@@ -237,19 +229,6 @@ void TestLoginLifetimes::oneAttemptAtATime()
     QVERIFY(login::calls("LoginByPhone").isEmpty() && login::calls("GetQRCodeUrl").isEmpty());
     press(theDialog(), "accountLoginButton"); // now it is the second one's turn
     QCOMPARE(login::calls("LoginByAccount").size(), 2);
-}
-
-void TestLoginLifetimes::windowsPaintDuringTheCall()
-{
-    FakeAnswer slow{4000};
-    slow.delayMs = 500;
-    FakeClient::fake().queue("LoginByAccount", slow);
-    int ticks = 0;
-    QTimer timer;
-    connect(&timer, &QTimer::timeout, this, [&] { ++ticks; });
-    timer.start(10);
-    signIn();
-    QVERIFY2(ticks > 20, qPrintable(QString::number(ticks)));
 }
 
 // The hanging call is cut off: the application ends at once.
@@ -331,9 +310,7 @@ void TestLoginLifetimes::requestDuringAQrSignIn()
 void TestLoginLifetimes::closedUnderATip()
 {
     FakeClient::fake().queue("LoginByPhone", {4018, "没有授权"});
-    login::setTab(m_dialog, 1);
-    edit(m_dialog, "phoneEdit")->setText("13800138000");
-    edit(m_dialog, "codeEdit")->setText("123456");
+    fill(m_dialog, {}, {}, "13800138000", "123456");
     QTimer::singleShot(0, this, [] { callerEnds("cad"); });
     press(m_dialog, "phoneLoginButton");
     QVERIFY(!QApplication::activeModalWidget());
@@ -345,15 +322,6 @@ void TestLoginLifetimes::closedUnderATip()
     callerEnds(QString());
     QCOMPARE(m_log->count("通知云账号对话框关闭结束，软件标识:cad"), 1);
     QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识为空。"));
-}
-
-void TestLoginLifetimes::madeOnAnotherThread()
-{
-    CVisualizedManager::FreeInstance();
-    bool exists = true;
-    std::thread([&] { exists = LoginDialogCreator::getInst()->DiaIsExist(); }).join();
-    QVERIFY(!exists);
-    QCOMPARE(LoginDialogCreator::getInst()->thread(), QCoreApplication::instance()->thread());
 }
 
 QTEST_MAIN(TestLoginLifetimes)
