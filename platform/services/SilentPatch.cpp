@@ -32,7 +32,7 @@ QString nobodyWaits()
 // The product's own program; empty for one outside of its directory, which others use too.
 QString productProgram(const InstalledSoftware &software)
 {
-    const QString file = QFileInfo(software.exePath).canonicalFilePath();
+    QString file = QFileInfo(software.exePath).canonicalFilePath();
     if (file.startsWith(QFileInfo(software.directory).canonicalFilePath() + QLatin1Char('/')))
         return file;
     qCInfo(servicesLog).noquote()

@@ -269,7 +269,7 @@ QString UpgradeService::awaitInstallation(const QString &product, const rpc::ICa
 {
     UpgradeTask task;
     while (!context.isCancelled()) {
-        const QString error = engine([&](UpgradeEngine &e) { return e.taskOf(product, &task); });
+        QString error = engine([&](UpgradeEngine &e) { return e.taskOf(product, &task); });
         if (!error.isEmpty())
             return error;
         if (task.state != state::Installing)

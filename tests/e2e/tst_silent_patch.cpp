@@ -67,6 +67,8 @@ void TestSilentPatch::runningProductsAreRefusedOrEnded()
     SampleProgram program(in("bluestone-sample")), copy(in("bluestone-sample2"));
     SampleProgram elsewhere(m_session.path("bluestone-sample"));
     QVERIFY(silent({m_product}, 1).contains("the product is running"));
+    // The online-upgrade window, which installs whatever has been downloaded, is open meanwhile.
+    QCOMPARE(m_session.tarnctl({"upgrade", "start", "远帆仿真"}).exitCode, 0);
     QVERIFY(program.isAlive() && !description().contains("3.1.0.2"));
     QCOMPARE(silent({"--kill-running", m_product}, 0),
              QString("shown: yes\nstate of the window: 1\ninstalled: 3.1.0.2\n"));
