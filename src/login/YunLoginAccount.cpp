@@ -16,6 +16,23 @@
 
 namespace key = tarn::cloud::key;
 
+namespace {
+// Logs the failure. Returns the tip.
+QString accountFailure(const cloudcalls::Outcome &outcome)
+{
+    if (outcome.lockRefused()) {
+        VT_LOG(critical) << QStringLiteral("【账号密码登录】云锁登录失败。");
+        return outcome.error.isEmpty() ? QStringLiteral("登录失败") : outcome.error;
+    }
+    const QString error = outcome.transportFailed() ? outcome.error : outcome.error.trimmed();
+    VT_LOG(critical) << QStringLiteral("【账号密码登录】登录失败，返回错误码为：%1，错误信息为：%2")
+                            .arg(QString::number(outcome.code), error);
+    if (outcome.transportFailed())
+        return QStringLiteral("发生通信错误");
+    return error.isEmpty() ? QStringLiteral("登录失败") : error;
+}
+} // namespace
+
 /// A sign-in by password, from the call to its answer. The argument objects are the client library's, so the lease goes
 /// last; input goes first, since it shares the password's buffer.
 struct CYunLoginDialog::Attempt
@@ -150,18 +167,9 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
         VT_LOG(info) << QStringLiteral("用户%1登录成功").arg(account);
         return true;
     }
-    QString tip = outcome.error.trimmed();
-    if (outcome.lockRefused()) {
-        VT_LOG(critical) << QStringLiteral("【账号密码登录】云锁登录失败。");
-        tip = outcome.error;
-    } else {
-        VT_LOG(critical) << QStringLiteral("【账号密码登录】登录失败，返回错误码为：%1，错误信息为：%2")
-                                .arg(QString::number(outcome.code), outcome.transportFailed() ? outcome.error : tip);
-    }
-    if (outcome.transportFailed())
-        tip = QStringLiteral("发生通信错误");
+    const QString tip = accountFailure(outcome);
     if (self)
-        showLoginTip(tip.isEmpty() ? QStringLiteral("登录失败") : tip, eTipError);
+        showLoginTip(tip, eTipError);
     return false;
 }
 

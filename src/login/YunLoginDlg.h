@@ -102,6 +102,7 @@ private:
     cloudcalls::Outcome sendCode(ICloudServiceAssistant &assistant, const QString &phone);
     void startCountdown();
     void stopCountdown();
+    void loginByCode(const QString &phone);
     QVariantMap codeLoginInput() const;
     void finishCodeLogin();
     void refuseByLock(const QString &tip);

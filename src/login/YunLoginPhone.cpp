@@ -147,6 +147,11 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
                QStringLiteral("【云登录对话框验证码登录】动态密码不正确，请重新输入!"));
         return;
     }
+    loginByCode(phone);
+}
+
+void CYunLoginDialog::loginByCode(const QString &phone)
+{
     m_phoneLogin->setText(QStringLiteral("登录中..."));
     m_phoneLogin->repaint(); // the call below keeps the GUI thread
     ICloudServiceAssistant *assistant = cloudcalls::assistant();
@@ -195,7 +200,7 @@ void CYunLoginDialog::refuseByLock(const QString &tip)
     stopCountdown();
     VT_LOG(critical) << QStringLiteral("【手机验证码】云锁登录失败。");
     const QPointer<CYunLoginDialog> self(this);
-    showLoginTip(tip, eTipError);
+    showLoginTip(tip.isEmpty() ? QStringLiteral("登录失败") : tip, eTipError);
     if (self)
         finishCodeLogin();
 }

@@ -1,6 +1,9 @@
 #pragma once
+#include "frame/VisualizedEvents.h"
+#include "frame/VisualizedManager.h"
 #include "login/QueryQRCodeResult.h"
 #include "login/YunLoginDlg.h"
+#include "support/Args.h"
 #include "support/FakeClient.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "widgets/CustomLineEdit.h"
@@ -9,6 +12,7 @@
 #include <QTabWidget>
 #include <QTest>
 #include <atomic>
+#include <memory>
 
 // The sign-in dialog over a faked service, as the tests of this folder drive it.
 namespace login {
@@ -58,6 +62,20 @@ inline QList<QVariantMap> calls(const QString &operation)
             found << call.values;
     }
     return found;
+}
+
+inline void sendToManager(CVisualizedEvents *event)
+{
+    const std::unique_ptr<CVisualizedEvents> owner(event);
+    QCoreApplication::sendEvent(CVisualizedManager::GetInstance(), event);
+}
+
+// A request for a sign-in, by a software.
+inline void ask(const QSharedPointer<ICloudLoginNotify> &notify, const QString &softId = QStringLiteral("cad"))
+{
+    const auto input = args::input<args::CloudIn>({{"软件标识", softId}, {"EXE名称", "cad"}});
+    sendToManager(new CVisualizedEvents(CVisualizedEvents::eShowCloudLoginDialog,
+                                        new CCloudLoginEventData(input, notify, false, 0)));
 }
 
 inline void processDeletions()

@@ -1,11 +1,8 @@
 // What can happen to the sign-in dialog while a call is under way. Meant for the address sanitizer.
-#include "frame/VisualizedEvents.h"
-#include "frame/VisualizedManager.h"
 #include "frame/VtServiceClient.h"
 #include "login/Login.h"
 #include "login/LoginDialogCreator.h"
 #include "login/QueryQRCodeResult.h"
-#include "support/Args.h"
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "support/ModalClicker.h"
@@ -31,23 +28,11 @@ CYunLoginDialog *theDialog()
     return nullptr;
 }
 
-void send(CVisualizedEvents *event)
-{
-    const std::unique_ptr<CVisualizedEvents> owner(event);
-    QCoreApplication::sendEvent(CVisualizedManager::GetInstance(), event);
-}
-
-void ask(const QString &softId, const QSharedPointer<ICloudLoginNotify> &notify)
-{
-    const auto input = args::input<args::CloudIn>({{"软件标识", softId}, {"EXE名称", "cad"}});
-    send(new CVisualizedEvents(CVisualizedEvents::eShowCloudLoginDialog,
-                               new CCloudLoginEventData(input, notify, false, 0)));
-}
-
 void callerEnds(const QString &softId)
 {
     const auto input = args::input<args::CloudIn>({{"软件标识", softId}});
-    send(new CVisualizedEvents(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input)));
+    login::sendToManager(
+        new CVisualizedEvents(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input)));
 }
 
 // Once the service has the call, from the event loop that waits for its answer.
@@ -121,7 +106,7 @@ void TestLoginLifetimes::init()
     FakeClient::fake().reset();
     m_log = new LogCatcher;
     m_notify = QSharedPointer<login::Notify>::create();
-    ask("cad", m_notify);
+    login::ask(m_notify, "cad");
     m_dialog = theDialog();
     QVERIFY(m_dialog && m_dialog->isVisible());
     QCOMPARE(m_dialog->focusWidget(), m_dialog);
@@ -175,7 +160,7 @@ void TestLoginLifetimes::duringTheCall()
             callerEnds("viewer");
             break;
         case Turn::ShownAgain:
-            ask("viewer", next);
+            login::ask(next, "viewer");
             break;
         case Turn::Destroyed:
             CVisualizedManager::FreeInstance();
@@ -214,7 +199,7 @@ void TestLoginLifetimes::oneAttemptAtATime()
         m_dialog->onQQLogin();
         m_dialog->close();
         login::processDeletions();
-        ask("viewer", {});
+        login::ask({}, "viewer");
         const QPointer<CYunLoginDialog> second = theDialog();
         QVERIFY(second && second->isEnabled());
         fill(second, "li", "secret");
@@ -292,7 +277,7 @@ void TestLoginLifetimes::requestDuringAQrSignIn()
     QVERIFY(!m_dialog->isVisible());
     QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
     const auto next = QSharedPointer<login::Notify>::create();
-    ask("viewer", next);
+    login::ask(next, "viewer");
     QCOMPARE(theDialog(), m_dialog.data());
     QVERIFY(m_dialog->isVisible());
     callerEnds("cad"); // of no concern any more
@@ -301,7 +286,7 @@ void TestLoginLifetimes::requestDuringAQrSignIn()
     QCOMPARE(int(m_notify->calls), 0);
     QCOMPARE(int(next->calls), 1);
     QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // though it still lives
-    ask("cad", m_notify);
+    login::ask(m_notify, "cad");
     QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
     login::processDeletions();
     QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());

@@ -1,4 +1,5 @@
 #include "frame/VtServiceClient.h"
+#include "login/Login.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
 #include "support/XInput.h"
@@ -68,6 +69,11 @@ QDialog *openWindow(const QString &name, const QVariantMap &record)
         silent::send(silent::request("甲"));
         return onlyWindow<CInstallSilentPatchDlg>();
     }
+    if (name == "sign-in") {
+        login::ask({});
+        FakeClient::fake().reset(); // opening it asks for what is remembered
+        return onlyWindow<CYunLoginDialog>();
+    }
     if (name == "update notes") {
         sendNotes(record);
         return onlyWindow<CUpdateExplainDial>();
@@ -93,7 +99,7 @@ private slots:
 void TestTyping::nothingIsPressed_data()
 {
     QTest::addColumn<QString>("window");
-    for (const char *window : {"check-update prompt", "update notes", "silent installation"})
+    for (const char *window : {"check-update prompt", "update notes", "silent installation", "sign-in"})
         QTest::newRow(window) << QString::fromLatin1(window);
 }
 
