@@ -299,6 +299,7 @@ void tst_UpgradeEngine::refusesHostileArchives_data()
     QTest::newRow("parent") << rawTar({good, member("../evil", '0', {}, "evil")});
     QTest::newRow("absolute") << rawTar({good, member("/tmp/tarn-evil", '0', {}, "evil")});
     QTest::newRow("link out") << rawTar({good, member("link", '2', "../.."), member("link/evil", '0', {}, "evil")});
+    QTest::newRow("link to root") << rawTar({good, member("link", '2', "/etc/passwd")});
     QTest::newRow("device") << rawTar({good, member("device", '3')});
     QTest::newRow("file over directory") << rawTar({good, member("bin", '0', {}, "evil")});
     QTest::newRow("through a link of the product") << rawTar({good, member("outside/evil", '0', {}, "evil")});

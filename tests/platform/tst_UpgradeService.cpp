@@ -1,10 +1,8 @@
 #include "UpgradeService.h"
+#include "support/Packages.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
 #include "tarn/upgrade/UpgradeKeys.h"
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tarn;
@@ -22,14 +20,6 @@ class Context final : public rpc::ICallContext
 public:
     bool isCancelled() const override { return false; }
 };
-
-void write(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(path));
-}
 
 QByteArray package(const char *name)
 {
@@ -100,12 +90,12 @@ void TestUpgradeService::start()
 
 void TestUpgradeService::describe(const QString &directory, const QByteArray &ini)
 {
-    write(m_directory->filePath("apps/" + directory + "/installation.ini"), ini);
+    packages::writeFile(m_directory->filePath("apps/" + directory + "/installation.ini"), ini);
 }
 
 void TestUpgradeService::offer(const QByteArray &products)
 {
-    write(m_directory->filePath("c/catalogue.json"), "{\"products\":[" + products + "]}");
+    packages::writeFile(m_directory->filePath("c/catalogue.json"), "{\"products\":[" + products + "]}");
 }
 
 CallResult TestUpgradeService::call(const QString &method, const QVariantMap &values, const QVariantList &list)
@@ -233,7 +223,7 @@ void TestUpgradeService::refusesWhatIsWrong()
 void TestUpgradeService::badCatalogues()
 {
     const auto error = [this](const char *json) {
-        write(m_directory->filePath("c/catalogue.json"), json);
+        packages::writeFile(m_directory->filePath("c/catalogue.json"), json);
         const CallResult result = call(wire::method::AnnounceUpdates);
         return result.accepted ? QString() : result.errorText;
     };
