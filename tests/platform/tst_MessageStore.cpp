@@ -59,6 +59,7 @@ private slots:
     void anotherDeliveryKeepsTheIgnoreButIsUnreadAgain();
     void pagesShowOneState();
     void abandonedListsDoNotPileUp();
+    void movesWhatIsNoDatabaseAside();
     void breaksInTheMiddle();
     void leavesANewerSchemaAlone();
     void theDirectoryIsPrivate();
@@ -180,6 +181,19 @@ void TestMessageStore::abandonedListsDoNotPileUp()
     QVariantList page;
     QCOMPARE(store.page(MessageReader::Kind::Records, &last, &page), QString()); // the newest is still there
     QCOMPARE(page.size(), 500);
+}
+
+void TestMessageStore::movesWhatIsNoDatabaseAside()
+{
+    QFile broken(file());
+    QVERIFY(broken.open(QIODevice::WriteOnly));
+    broken.write(QByteArray(20000, 'x'));
+    broken.close();
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is broken; it was moved to .*broken-")));
+    MessageStore store(m_dir->path());
+    put(store, made(QStringLiteral("m")));
+    QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 1);
+    QCOMPARE(movedAside().size(), 1);
 }
 
 // The file goes bad under a running service: one request is refused, then all goes on with a new file.
