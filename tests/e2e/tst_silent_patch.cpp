@@ -13,13 +13,11 @@ private slots:
     void initTestCase();
     void failuresAreToldOnce();
     void runningProductsAreRefusedOrEnded();
-    void installsWithoutAUserInterface();
 
 private:
     QString silent(const QStringList &arguments, int expected); // what tarnctl says
     int query();
     QString in(const QString &name) const { return m_session.path("bin/apps/bluestone/" + name); }
-    void describe(const QByteArray &program);
     QByteArray description() const { return packages::readFile(in("installation.ini")); }
 
     const QString m_product = QStringLiteral("青石排版"); // its patch is 3.1.0.2
@@ -46,12 +44,6 @@ int TestSilentPatch::query()
     return answer.value("values").toObject().value("静默补丁安装状态").toInt();
 }
 
-void TestSilentPatch::describe(const QByteArray &program)
-{
-    QVERIFY(packages::writeFile(in("installation.ini"), "[General]\nSoftwareName=" + m_product.toUtf8() +
-                                                            "\nVersion=3.1.0\nExeName=" + program + "\n"));
-}
-
 void TestSilentPatch::failuresAreToldOnce()
 {
     const QString json = "{\"软件名称\":\"" + m_product + "\",\"升级文件在本地的路径\":\"/no/such.package\"}";
@@ -63,7 +55,8 @@ void TestSilentPatch::failuresAreToldOnce()
 
 void TestSilentPatch::runningProductsAreRefusedOrEnded()
 {
-    describe("bluestone-sample");
+    QVERIFY(packages::writeFile(in("installation.ini"), "[General]\nSoftwareName=" + m_product.toUtf8() +
+                                                            "\nVersion=3.1.0\nExeName=bluestone-sample\n"));
     SampleProgram program(in("bluestone-sample")), copy(in("bluestone-sample2"));
     SampleProgram elsewhere(m_session.path("bluestone-sample"));
     QVERIFY(silent({m_product}, 1).contains("the product is running"));
@@ -82,18 +75,6 @@ void TestSilentPatch::runningProductsAreRefusedOrEnded()
     QVERIFY(silent({}, 2).contains("argument is missing"));
     QVERIFY(m_session.hostRuns()); // though its only window has closed
     QCOMPARE(m_session.stopHost(), 0);
-}
-
-void TestSilentPatch::installsWithoutAUserInterface()
-{
-    describe("bluestone.sh");
-    QProcess hub;
-    QVERIFY(m_session.startHub(&hub));
-    QTRY_VERIFY_WITH_TIMEOUT(m_session.tarnctl({"upgrade", "status"}).exitCode == 0, 20000);
-    QVERIFY(silent({m_product}, 0).contains("shown: no"));
-    QVERIFY(description().contains("PatchVersion=3.1.0.2"));
-    hub.terminate();
-    QVERIFY(hub.waitForFinished());
 }
 
 QTEST_GUILESS_MAIN(TestSilentPatch)
