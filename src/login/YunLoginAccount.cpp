@@ -157,7 +157,7 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
     }
     ICloudServiceAssistant *assistant = cloudcalls::assistant();
     if (!assistant) {
-        showLoginTip(QStringLiteral("获取云服务失败"), eTipError);
+        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【账号密码登录】获取云服务失败"));
         return false;
     }
     VT_LOG(info) << QStringLiteral("开始登录云账号");

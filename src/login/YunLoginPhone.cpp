@@ -77,6 +77,8 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
     cloudcalls::Outcome outcome;
     if (ICloudServiceAssistant *assistant = cloudcalls::assistant())
         outcome = sendCode(*assistant, phone);
+    else
+        VT_LOG(critical) << QStringLiteral("【获取验证码】获取云服务失败");
     if (outcome.ok()) {
         m_countdown->start(TickMs);
         showLoginTip(QStringLiteral("发送成功，请查收!"), eTipNormal);
@@ -157,7 +159,7 @@ void CYunLoginDialog::loginByCode(const QString &phone)
     ICloudServiceAssistant *assistant = cloudcalls::assistant();
     if (!assistant) {
         m_phoneLogin->setText(QStringLiteral("立即登录"));
-        showLoginTip(QStringLiteral("获取云服务失败"), eTipError);
+        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【验证码登录】获取云服务失败"));
         return;
     }
     const auto outcome = cloudcalls::call(*assistant, &ICloudServiceAssistant::LoginByPhone, codeLoginInput());

@@ -96,7 +96,7 @@ void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)
     const QString randomCode = QUuid::createUuid().toString().mid(1, 8);
     ICloudServiceAssistant *assistant = cloudcalls::assistant();
     if (!assistant) {
-        showLoginTip(QStringLiteral("获取云服务失败"), eTipError);
+        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【扫码登录】获取云服务失败"));
         return;
     }
     VT_LOG(info) << clickLine;
