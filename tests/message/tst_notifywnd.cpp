@@ -67,7 +67,7 @@ private slots:
     {
         const QMap<int, QString> shownAs{{-5, ""}, {0, ""}, {50, "50"}, {51, "50"}, {INT_MAX, "50"}};
         for (auto it = shownAs.cbegin(); it != shownAs.cend(); ++it) {
-            const QString text = it.value();
+            const QString &text = it.value();
             const LogCatcher log;
             const auto window = shown({}, it.key());
             const auto *label = part<QLabel>(window, "notify-badge");
