@@ -119,7 +119,7 @@ QString CloudStore::find(By way, const QString &value, std::optional<CloudAccoun
 
 QString CloudStore::accounts(QList<CloudAccount> *accounts)
 {
-    const QString error = m_db.ensureOpen();
+    QString error = m_db.ensureOpen();
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();

@@ -21,7 +21,7 @@ QrTickets::QrTickets(Clock clock, qint64 lifetimeMs)
 
 QString QrTickets::open(QrWay way, const QString &randomCode)
 {
-    const QString name = randomHex(TicketBytes);
+    QString name = randomHex(TicketBytes);
     const QMutexLocker lock(&m_lock);
     if (Ticket *old = find(m_byCode.value(randomCode))) {
         old->view.state = QrState::Expired;
