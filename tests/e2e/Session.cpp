@@ -146,11 +146,13 @@ QString Session::hostLog() const
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-Session::Result Session::tarnctl(const QStringList &arguments, int timeoutMs) const
+Session::Result Session::tarnctl(const QStringList &arguments, int timeoutMs, const QByteArray &input) const
 {
     QProcess process;
     process.setProcessEnvironment(m_environment);
     process.start(bin() + QStringLiteral("/tarnctl"), arguments);
+    process.write(input);
+    process.closeWriteChannel();
     Result result;
     if (process.waitForFinished(timeoutMs) && process.exitStatus() == QProcess::NormalExit)
         result.exitCode = process.exitCode();

@@ -40,8 +40,8 @@ public:
     bool hostRuns() const;
     QString hostLog() const; // what the host wrote so far, standard output and error
 
-    // Runs tarnctl and waits for its end.
-    Result tarnctl(const QStringList &arguments, int timeoutMs = 30000) const;
+    // Runs tarnctl with this standard input and waits for its end.
+    Result tarnctl(const QStringList &arguments, int timeoutMs = 30000, const QByteArray &input = {}) const;
     // Pushes a message; options as tarnctl takes them, before them some title and content. The message's id, empty
     // when refused.
     QString push(const QStringList &options = {}) const;

@@ -47,6 +47,24 @@ void XInput::click(int x, int y, int button)
     release(button);
 }
 
+bool XInput::settle()
+{
+    constexpr int Attempts = 100000; // each a round trip to the server
+    for (int i = 0; isValid() && i < Attempts; ++i) {
+        const XReply<xcb_grab_pointer_reply_t> grab(
+            xcb_grab_pointer_reply(m_connection,
+                                   xcb_grab_pointer(m_connection, 1, m_root, 0, XCB_GRAB_MODE_ASYNC,
+                                                    XCB_GRAB_MODE_ASYNC, XCB_NONE, XCB_NONE, XCB_CURRENT_TIME),
+                                   nullptr));
+        if (!grab || grab->status != XCB_GRAB_STATUS_SUCCESS)
+            continue;
+        xcb_ungrab_pointer(m_connection, XCB_CURRENT_TIME);
+        xcb_flush(m_connection);
+        return true;
+    }
+    return false;
+}
+
 bool XInput::key(uint32_t symbol)
 {
     const uint8_t code = keyCode(symbol);

@@ -20,6 +20,9 @@ public:
     void press(int button = 1);
     void release(int button = 1);
     void click(int x, int y, int button = 1);
+    // Waits until the window manager has let the last click through: with many it looks at each click first, and keys
+    // would overtake it.
+    bool settle();
     // By X key symbol, e.g. 0xff0d for Return; false when the keyboard has no such key.
     bool key(uint32_t symbol);
 
