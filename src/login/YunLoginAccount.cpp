@@ -97,7 +97,7 @@ void CYunLoginDialog::InitAccountLogin()
 
     m_password->installEventFilter(this);
     connect(m_account, &QLineEdit::returnPressed, this, &CYunLoginDialog::onAccountEntered);
-    connect(m_password, &QLineEdit::returnPressed, this, &CYunLoginDialog::onAccountLoginBtn);
+    startOnReturn(m_password, &CYunLoginDialog::onAccountLoginBtn);
     connect(registerLink, &QPushButton::clicked, this, &CYunLoginDialog::onRegisterAccount);
     connect(forgetLink, &QPushButton::clicked, this, &CYunLoginDialog::onForgetPassword);
     connect(m_passwordField, &CIconEditWidget::SuffixBtnClickedSignal, this, &CYunLoginDialog::PasswordStateChanged);

@@ -17,6 +17,7 @@
 #include <QKeyEvent>
 #include <QTabBar>
 #include <QTabWidget>
+#include <QTimer>
 
 namespace key = tarn::cloud::key;
 
@@ -204,6 +205,19 @@ void CYunLoginDialog::followLink(const QString &where, const QString &address)
 void CYunLoginDialog::showLoginTip(const QString &text, eTipStatus status)
 {
     CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, eBoxOrigin::AskedFor);
+}
+
+// Once the line edit is done with the key: a sign-in can outlive the dialog, and the line edit goes with it. Several keys
+// in a row start one sign-in, and none once the dialog has been closed.
+void CYunLoginDialog::startOnReturn(CCustomLineEdit *edit, void (CYunLoginDialog::*start)())
+{
+    auto *soon = new QTimer(edit);
+    soon->setSingleShot(true);
+    connect(edit, &QLineEdit::returnPressed, soon, qOverload<>(&QTimer::start));
+    connect(soon, &QTimer::timeout, this, [this, start] {
+        if (isVisible())
+            (this->*start)();
+    });
 }
 
 void CYunLoginDialog::refuse(const QString &tip, const QString &line)

@@ -91,6 +91,7 @@ private:
     void followLink(const QString &where, const QString &address);
     void refuse(const QString &tip, const QString &line);
     bool mayStart();
+    void startOnReturn(CCustomLineEdit *edit, void (CYunLoginDialog::*start)());
     void beginWaiting();
     void endWaiting();
     void wipeSecrets();

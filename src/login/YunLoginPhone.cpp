@@ -46,7 +46,7 @@ void CYunLoginDialog::InitVerificationTab()
 
     m_code->installEventFilter(this);
     connect(m_phone, &QLineEdit::returnPressed, this, &CYunLoginDialog::onPhoneEntered);
-    connect(m_code, &QLineEdit::returnPressed, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
+    startOnReturn(m_code, &CYunLoginDialog::onVerificationCodeLoginBtn);
     connect(m_codeButton, &QPushButton::clicked, this, &CYunLoginDialog::onGetVerificationCodeBtn);
     connect(m_phoneAuto, &QCheckBox::stateChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
     connect(m_phoneLogin, &QPushButton::clicked, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
