@@ -147,7 +147,7 @@ void TestCloudLogin::cleanup()
     QTRY_VERIFY(xclients::byRole(Dialog).isNull());
 }
 
-// In the middle of the application's window.
+// In the middle of the application's window, and in front of it.
 XClient TestCloudLogin::waitForDialog() const
 {
     XClient client;
@@ -155,7 +155,7 @@ XClient TestCloudLogin::waitForDialog() const
         [&] {
             client = xclients::byRole(Dialog);
             const QPoint off = client.geometry.center() - m_window.geometry().center();
-            return !client.isNull() && off.manhattanLength() <= 2;
+            return !client.isNull() && off.manhattanLength() <= 2 && xclients::focused().id == client.id;
         },
         20000);
     return up ? client : XClient();
