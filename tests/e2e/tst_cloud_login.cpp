@@ -3,6 +3,7 @@
 #include "e2e/Popup.h"
 #include "e2e/Session.h"
 #include "support/Freeze.h"
+#include "support/ServedObject.h"
 #include "support/XInput.h"
 #include <QJsonArray>
 #include <QJsonObject>
@@ -90,6 +91,7 @@ private slots:
     void closedByTheCallersEnd();
     void callerThatDied();
     void signedInShowsNothing();
+    void otherAnswersShowNothing();
     void cleanup();
     void cleanupTestCase(); // no secret in any log
 
@@ -397,6 +399,39 @@ void TestCloudLogin::signedInShowsNothing()
     QCOMPARE(m_session.signalAll(Services, SIGKILL), 1);
     QTRY_COMPARE_WITH_TIMEOUT(loginState(), 5, 20000); // signed in again
     QVERIFY(skipped(5));
+}
+
+// The test itself is the cloud account service of another platform.
+void TestCloudLogin::otherAnswersShowNothing()
+{
+    Session session;
+    QVERIFY(QFile::remove(session.bin() + QLatin1Char('/') + Services));
+    for (const char *name : {"TMPDIR", "XDG_RUNTIME_DIR"}) // ends with the test
+        qputenv(name, session.environment().value(QString::fromLatin1(name)).toLocal8Bit());
+    QVERIFY(session.startHost());
+    const QStringList ask{QStringLiteral("call"), QStringLiteral("QueryYunLoginDialogState")};
+    QTRY_COMPARE_WITH_TIMEOUT(session.tarnctl(ask).exitCode, 0, 20000);
+    tarn::rpc::CallResult answer;
+    const tarn::test::ServedObject service(QStringLiteral("ICloudService"),
+                                           [&](const QString &, const tarn::rpc::Bag &) { return answer; });
+    QVERIFY(service.isServed());
+    const auto shows = [&](const QString &line) {
+        return session.tarnctl({QStringLiteral("call"), QStringLiteral("ShowCloudLogin")}).exitCode == 0 &&
+               QTest::qWaitFor([&] { return session.hostLog().contains(line); }, 20000) &&
+               session.tarnctl(ask).output.contains("false");
+    };
+    answer.accepted = true;
+    answer.retCode = 4000;
+    for (const int state : {2, 3, 5}) {
+        answer.output.values.insert(QStringLiteral("login_state"), state);
+        QVERIFY(shows(QStringLiteral("当前云账号状态：%1。跳过显示云登录对话框。").arg(state)));
+    }
+    answer = {};
+    answer.retCode = 4018;
+    answer.errorText = QStringLiteral("云锁");
+    QVERIFY(shows(QStringLiteral("获取云账号登录状态，返回错误码为：4018，错误信息为：云锁")));
+    QVERIFY(xclients::byRole(Dialog).isNull());
+    QCOMPARE(session.stopHost(), 0);
 }
 
 void TestCloudLogin::cleanupTestCase()
