@@ -168,15 +168,7 @@ CallResult CloudService::loginByPhone(const Bag &input)
     if (account->locked)
         return lockRefused(flags.lockTip);
     startSession(account->name, way::Phone, wire::loginState::SignedIn);
-    remember([&](SignInMemory &memory) {
-        memory.model = SignInMemory::Phone;
-        memory.keepsPhone = flags.remember;
-        memory.phone = flags.remember ? phone : QString();
-        memory.autoLogin = flags.autoLogin && flags.remember;
-        memory.autoAccount = memory.autoLogin ? account->name : QString();
-        memory.autoWay = way::Phone;
-        return true;
-    });
+    rememberPhone(phone, account->name, flags);
     return ok();
 }
 
@@ -208,16 +200,7 @@ CallResult CloudService::loginByAccount(const Bag &input)
     if (account->locked)
         return lockRefused(flags.lockTip);
     startSession(account->name, way::Account, wire::loginState::SignedIn);
-    remember([&](SignInMemory &memory) {
-        memory.model = SignInMemory::Account;
-        memory.keepsPassword = flags.remember;
-        memory.account = flags.remember ? name : QString();
-        memory.password = flags.remember ? password.toText() : QString();
-        memory.autoLogin = flags.autoLogin && flags.remember;
-        memory.autoAccount = memory.autoLogin ? name : QString();
-        memory.autoWay = way::Account;
-        return true;
-    });
+    rememberAccount(name, password, flags);
     return ok();
 }
 

@@ -18,6 +18,7 @@ class CloudPages;
 class CloudStore;
 class LoopbackServer;
 struct CloudAccount;
+struct SignInFlags;
 
 struct CloudSettings
 {
@@ -69,6 +70,8 @@ private:
     bool startPages();                       ///< on first use
     /// Changes the remembered data when change() says true; a failure costs a log line.
     void remember(const std::function<bool(SignInMemory &)> &change);
+    void rememberPhone(const QString &phone, const QString &account, const SignInFlags &flags);
+    void rememberAccount(const QString &account, const Secret &password, const SignInFlags &flags);
     /// Runs work on the store's thread. @return what went wrong, empty when all is well
     QString store(const std::function<QString(CloudStore &)> &work);
 

@@ -87,6 +87,34 @@ void CloudService::remember(const std::function<bool(SignInMemory &)> &change)
         qCWarning(servicesLog).noquote() << QStringLiteral("the sign-in cannot be remembered: %1").arg(error);
 }
 
+void CloudService::rememberPhone(const QString &phone, const QString &account, const SignInFlags &flags)
+{
+    remember([&](SignInMemory &memory) {
+        memory.model = SignInMemory::Phone;
+        memory.keepsPhone = flags.remember;
+        memory.phone = flags.remember ? phone : QString();
+        memory.autoLogin = flags.autoLogin && flags.remember;
+        memory.autoAccount = memory.autoLogin ? account : QString();
+        memory.autoWay = way::Phone;
+        return true;
+    });
+}
+
+void CloudService::rememberAccount(const QString &account, const Secret &password, const SignInFlags &flags)
+{
+    remember([&](SignInMemory &memory) {
+        memory.model = SignInMemory::Account;
+        memory.keepsPassword = flags.remember;
+        memory.account = flags.remember ? account : QString();
+        wipe(&memory.password);
+        memory.password = flags.remember ? password.toText() : QString();
+        memory.autoLogin = flags.autoLogin && flags.remember;
+        memory.autoAccount = memory.autoLogin ? account : QString();
+        memory.autoWay = way::Account;
+        return true;
+    });
+}
+
 // A password that was changed, a phone that was given to another, a lock: then the user is asked again.
 void CloudService::signInAgain()
 {
