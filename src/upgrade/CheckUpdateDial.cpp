@@ -4,13 +4,13 @@
 #include "frame/VisualizedManager.h"
 #include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/CUpdateItem.h"
-#include "widgets/TypingGuard.h"
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
+#include "widgets/TypingGuard.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QGuiApplication>

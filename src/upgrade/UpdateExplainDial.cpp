@@ -4,7 +4,6 @@
 #include "frame/VisualizedManager.h"
 #include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/ExplainItem.h"
-#include "widgets/TypingGuard.h"
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
 #include "widgets/CustomBtn.h"
@@ -13,6 +12,7 @@
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/Toolkit.h"
+#include "widgets/TypingGuard.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QLabel>
