@@ -5,7 +5,7 @@
 //   notes BYTES    time to mapping, time until the text is there, longest event on the GUI thread from the request on
 // It loads no client library: nothing is asked of a service here.
 
-#include "XWatch.h"
+#include "Mapping.h"
 #include "frame/ManagerAccess.h"
 #include "frame/VisualizedManager.h"
 #include "tarn/core/BagArgs.h"
@@ -15,7 +15,6 @@
 #include "upgrade/UpdateExplainDial.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextBrowser>
@@ -26,8 +25,6 @@
 #include <utility>
 
 namespace {
-
-constexpr int TimeoutMs = 60000;
 
 /// Remembers the longest event that it delivered.
 class TimedApplication final : public QApplication
@@ -51,38 +48,6 @@ public:
 private:
     int m_depth = 0;
 };
-
-double since(int64_t begin, int64_t end)
-{
-    return double(end - begin) / 1e6;
-}
-
-template <class Condition>
-bool waitUntil(Condition met)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!met()) {
-        if (timer.elapsed() > TimeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-    }
-    return true;
-}
-
-// Time to the mapping of a window of the given size, NaN when none came.
-double mappingAfter(XWatch &watch, int64_t begin, const QSize &size)
-{
-    int64_t mapped = 0;
-    waitUntil([&] {
-        for (const XWindowRecord &window : watch.windows()) {
-            if (window.mapped >= begin && window.width == size.width() && window.height == size.height())
-                mapped = window.mapped;
-        }
-        return mapped != 0;
-    });
-    return mapped == 0 ? qQNaN() : since(begin, mapped);
-}
 
 QVariantMap record(const QString &name, const QString &notes = {})
 {

@@ -7,7 +7,7 @@
 //               meanwhile: how many, median, 99 of 100, longest
 // It loads a client library that no service stands behind.
 
-#include "XWatch.h"
+#include "Mapping.h"
 #include "frame/ManagerAccess.h"
 #include "frame/VisualizedManager.h"
 #include "frame/VtServiceClient.h"
@@ -18,7 +18,6 @@
 #include "tarn/core/BagArgs.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
@@ -31,40 +30,7 @@
 
 namespace {
 
-constexpr int TimeoutMs = 20000;
 constexpr int TickMs = 10;
-
-double since(int64_t begin, int64_t end)
-{
-    return double(end - begin) / 1e6;
-}
-
-template <class Condition>
-bool waitUntil(Condition met)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!met()) {
-        if (timer.elapsed() > TimeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-    }
-    return true;
-}
-
-// Time to the mapping of a window of the given size, NaN when none came.
-double mappingAfter(XWatch &watch, int64_t begin, const QSize &size)
-{
-    int64_t mapped = 0;
-    waitUntil([&] {
-        for (const XWindowRecord &window : watch.windows()) {
-            if (window.mapped >= begin && window.width == size.width() && window.height == size.height())
-                mapped = window.mapped;
-        }
-        return mapped != 0;
-    });
-    return mapped == 0 ? qQNaN() : since(begin, mapped);
-}
 
 CYunLoginDialog *theDialog()
 {

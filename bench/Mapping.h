@@ -1,0 +1,44 @@
+#pragma once
+
+#include "XWatch.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QSize>
+#include <QtNumeric>
+
+// Waiting, and times of mapping, in a program that both shows the windows and watches the X server. GUI thread.
+
+inline double since(int64_t beginNs, int64_t endNs) // milliseconds
+{
+    return double(endNs - beginNs) / 1e6;
+}
+
+/// False when a minute was not enough.
+template <class Condition>
+bool waitUntil(Condition met)
+{
+    constexpr int TimeoutMs = 60000;
+    QElapsedTimer timer;
+    timer.start();
+    while (!met()) {
+        if (timer.elapsed() > TimeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+    }
+    return true;
+}
+
+/// Milliseconds to the mapping of a window of the given size, NaN when none came.
+inline double mappingAfter(XWatch &watch, int64_t beginNs, const QSize &size)
+{
+    int64_t mapped = 0;
+    waitUntil([&] {
+        for (const XWindowRecord &window : watch.windows()) {
+            if (window.mapped >= beginNs && window.width == size.width() && window.height == size.height())
+                mapped = window.mapped;
+        }
+        return mapped != 0;
+    });
+    return mapped == 0 ? qQNaN() : since(beginNs, mapped);
+}
