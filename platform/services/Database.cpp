@@ -3,6 +3,9 @@
 #include <QDateTime>
 #include <QFile>
 #include <QSqlError>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace tarn::services {
 
@@ -52,6 +55,7 @@ QString Database::openFile()
     closeFile();
     m_questioned = false;
     m_broken = false;
+    makePrivate();
     m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_file);
     m_db.setDatabaseName(m_file);
     if (!m_db.open()) {
@@ -65,6 +69,18 @@ QString Database::openFile()
     }
     QString error = checkFile();
     return error.isEmpty() ? prepareSchema() : error;
+}
+
+// Its companions get the file's own mode. What fails here shows again when the file is opened as a database.
+void Database::makePrivate() const
+{
+    constexpr mode_t OwnersAlone = 0600;
+    const int descriptor = ::open(QFile::encodeName(m_file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, OwnersAlone);
+    if (descriptor < 0)
+        return;
+    if (::fchmod(descriptor, OwnersAlone) != 0)
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1 may be open to other users").arg(m_file);
+    ::close(descriptor);
 }
 
 QString Database::checkFile()

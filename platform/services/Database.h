@@ -10,6 +10,7 @@ namespace tarn::services {
 /// Everything on one thread. The functions return what went wrong, empty when all is well.
 ///
 /// A file that is no sound database is moved aside ("<file>.broken-<time>") with a log line and a new one is made.
+/// The file is made readable for its owner alone.
 class Database
 {
 public:
@@ -44,6 +45,7 @@ public:
 
 private:
     QString openFile();
+    void makePrivate() const;
     QString checkFile();
     QString prepareSchema();
     QString control(const char *statement);

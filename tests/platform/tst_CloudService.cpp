@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
+#include <sys/fsuid.h>
+#include <unistd.h>
 
 using namespace tarn;
 using rpc::CallResult;
@@ -68,6 +70,7 @@ private slots:
     void signsInByQr_data();
     void signsInByQr();
     void showsTheQrPage();
+    void otherUsersAreRefused();
     void pagesRefuse_data();
     void pagesRefuse();
     void linkAddresses();
@@ -320,8 +323,11 @@ void TestCloudService::signsInByQr()
     QCOMPARE(state(), expected == code::Ok ? 2 : 0);
     const QString token = result.output.values.value(key::Token).toString();
     QCOMPARE(token.size(), expected == code::Ok ? 64 : 0);
-    if (expected == code::QrWaiting)
-        m_now += 120'000;
+    for (int i = 0; expected == code::QrWaiting && i < 40; ++i) { // as often as the dialog asks
+        m_now += 3000;
+        QCOMPARE(poll().retCode, code::QrWaiting);
+    }
+    m_now += 60'000;
     const auto again = poll();
     QCOMPARE(again.retCode, code::QrExpired);
     QVERIFY(!again.errorText.isEmpty() && again.output.values.isEmpty());
@@ -344,6 +350,10 @@ void TestCloudService::showsTheQrPage()
         QVERIFY2(page.head.contains(header), page.head.constData());
     const QUrl state(url.toString() + QStringLiteral("/state"));
     QVERIFY(get(state).body.contains(QStringLiteral("请使用微信扫描二维码")));
+    const Reply head = exchange(url.port(), "HEAD " + phoneOf(url).path().toLatin1() + " HTTP/1.1\r\nHost: " +
+                                                url.authority().toLatin1() + "\r\nConnection: close\r\n\r\n");
+    QVERIFY(head.status == 200 && head.body.isEmpty());
+    QVERIFY(get(state).body.contains(QStringLiteral("请使用微信扫描二维码"))); // nobody has seen it
     QVERIFY(get(phoneOf(url)).body.contains(QStringLiteral("确认登录")));
     QVERIFY(get(state).body.contains(QStringLiteral("已扫描")));
     QCOMPARE(post(phoneOf(url), "decision=confirm&identity=%3Cscript%3E").status, 303);
@@ -354,6 +364,18 @@ void TestCloudService::showsTheQrPage()
     QVERIFY(!page.body.contains(QStringLiteral("<form")) && !page.body.contains(QStringLiteral("<script>")));
     for (const QString &line : log.texts())
         QVERIFY2(!line.contains(m_randomCode) && !line.contains(url.fileName()), qPrintable(line));
+}
+
+void TestCloudService::otherUsersAreRefused()
+{
+    if (::geteuid() != 0)
+        QSKIP("only root can open a connection as another user");
+    const QUrl url = qrUrl();
+    const int self = ::setfsuid(65534); // this thread alone: sockets that it makes are another user's
+    const Reply reply = get(url);
+    ::setfsuid(static_cast<uid_t>(self));
+    QCOMPARE(reply.status, 0);
+    QCOMPARE(get(url).status, 200);
 }
 
 void TestCloudService::pagesRefuse_data()

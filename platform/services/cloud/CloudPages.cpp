@@ -138,7 +138,7 @@ PageReply CloudPages::answer(const PageRequest &request) const
     if (request.isPost)
         return decide(ticket, request.body);
     if (isPhone)
-        return phonePage(ticket);
+        return phonePage(ticket, !request.isHead);
     return wantsState ? statePage(ticket) : qrPage(ticket, request.server);
 }
 
@@ -171,9 +171,10 @@ PageReply CloudPages::statePage(const QString &ticket) const
     return reply;
 }
 
-PageReply CloudPages::phonePage(const QString &ticket) const
+PageReply CloudPages::phonePage(const QString &ticket, bool isSeen) const
 {
-    m_tickets->scanned(ticket);
+    if (isSeen)
+        m_tickets->scanned(ticket);
     const auto view = m_tickets->view(ticket);
     if (!view)
         return notFound();

@@ -17,7 +17,7 @@ public:
 private:
     PageReply qrPage(const QString &ticket, const QString &serverAddress) const;
     PageReply statePage(const QString &ticket) const;
-    PageReply phonePage(const QString &ticket) const;
+    PageReply phonePage(const QString &ticket, bool isSeen) const;
     PageReply decide(const QString &ticket, const QByteArray &form) const;
 
     QrTickets *const m_tickets;

@@ -139,14 +139,17 @@ QString CloudStore::putCode(const OutboxEntry &entry, const StoredCode &code, qi
         QString failure = change(QStringLiteral("INSERT OR REPLACE INTO codes VALUES(?, ?, ?, ?)"),
                                  {entry.phone, code.hash, code.sentAt, code.triesLeft});
         if (failure.isEmpty())
-            failure = change(QStringLiteral("DELETE FROM codes WHERE sent_at < ?"), {oldest});
+            failure =
+                change(QStringLiteral("DELETE FROM codes WHERE sent_at < ? OR sent_at > ?"), {oldest, code.sentAt});
+        if (failure.isEmpty())
+            failure = change(QStringLiteral("DELETE FROM outbox WHERE phone = ?"), {entry.phone});
         if (failure.isEmpty())
             failure = change(QStringLiteral("INSERT INTO outbox(phone, code, sent_at) VALUES(?, ?, ?)"),
                              {entry.phone, entry.sealedCode, entry.sentAt});
         if (failure.isEmpty())
-            failure = change(QStringLiteral("DELETE FROM outbox WHERE sent_at < ? OR seq NOT IN "
+            failure = change(QStringLiteral("DELETE FROM outbox WHERE sent_at < ? OR sent_at > ? OR seq NOT IN "
                                             "(SELECT seq FROM outbox ORDER BY seq DESC LIMIT ?)"),
-                             {oldest, OutboxSize});
+                             {oldest, entry.sentAt, OutboxSize});
         return failure;
     });
 }
@@ -178,9 +181,9 @@ QString CloudStore::dropCode(const QString &phone)
     return error.isEmpty() ? change(QStringLiteral("DELETE FROM outbox WHERE phone = ?"), {phone}) : error;
 }
 
-QString CloudStore::outbox(qint64 oldest, QList<OutboxEntry> *entries)
+QString CloudStore::outbox(qint64 oldest, qint64 newest, QList<OutboxEntry> *entries)
 {
-    QString error = change(QStringLiteral("DELETE FROM outbox WHERE sent_at < ?"), {oldest});
+    QString error = change(QStringLiteral("DELETE FROM outbox WHERE sent_at < ? OR sent_at > ?"), {oldest, newest});
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();

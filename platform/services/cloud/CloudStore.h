@@ -49,12 +49,14 @@ public:
     QString find(By way, const QString &value, std::optional<CloudAccount> *account);
     QString accounts(QList<CloudAccount> *accounts); ///< by name
 
-    /// Replaces the phone's code and puts it into the outbox, which keeps the newest and nothing from before oldest.
+    /// Replaces the phone's code, in the outbox too, which keeps the newest and nothing from before oldest or from after
+    /// the entry (the clock was set back).
     QString putCode(const OutboxEntry &entry, const StoredCode &code, qint64 oldest);
     QString code(const QString &phone, std::optional<StoredCode> *code);
     QString takeTry(const QString &phone);
-    QString dropCode(const QString &phone);                     ///< also from the outbox
-    QString outbox(qint64 oldest, QList<OutboxEntry> *entries); ///< newest first
+    QString dropCode(const QString &phone); ///< also from the outbox
+    /// Those sent from oldest to newest; the others go. Newest first.
+    QString outbox(qint64 oldest, qint64 newest, QList<OutboxEntry> *entries);
 
 private:
     QString change(const QString &statement, const QVariantList &values, int *changed = nullptr);

@@ -1,11 +1,13 @@
 #include "LoopbackServer.h"
 #include "../Log.h"
+#include "PeerUser.h"
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
 #include <exception>
 #include <microhttpd.h>
 #include <netinet/in.h>
+#include <unistd.h>
 
 namespace tarn::services {
 
@@ -94,15 +96,44 @@ struct LoopbackCallbacks
         return 0;
     }
 
+    // Asked before the connection takes one of the limited places.
+    static MHD_Result accept(void *context, const sockaddr *peer, socklen_t size)
+    {
+        const LoopbackServer &server = *static_cast<LoopbackServer *>(context);
+        sockaddr_in from = {};
+        if (size < sizeof from || peer->sa_family != AF_INET)
+            return MHD_NO;
+        std::memcpy(&from, peer, sizeof from);
+        sockaddr_in to = {};
+        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        to.sin_port = htons(server.m_port);
+        if (userOfPeer(from, to) == ::geteuid())
+            return MHD_YES;
+        qCWarning(servicesLog, "a connection of another user to the sign-in pages was refused");
+        return MHD_NO;
+    }
+
+    // Nothing may be thrown through the library.
     static MHD_Result access(void *context, MHD_Connection *connection, const char *url, const char *method,
                              const char *, const char *data, size_t *size, void **state)
     {
-        const LoopbackServer &server = *static_cast<LoopbackServer *>(context);
+        try {
+            return receive(*static_cast<LoopbackServer *>(context), connection, url, method, data, size, state);
+        } catch (...) {
+            qCWarning(servicesLog, "a request for a page failed");
+            return MHD_NO; // the connection ends
+        }
+    }
+
+    static MHD_Result receive(const LoopbackServer &server, MHD_Connection *connection, const char *url,
+                              const char *method, const char *data, size_t *size, void **state)
+    {
         if (!*state) {
             if (const int status = refusal(server, connection, method))
                 return send(connection, error(status, "refused\n"));
             auto fresh = std::make_unique<Pending>();
             fresh->request.isPost = qstrcmp(method, "POST") == 0;
+            fresh->request.isHead = qstrcmp(method, "HEAD") == 0;
             fresh->request.server = server.address();
             fresh->request.path = QString::fromUtf8(url);
             *state = fresh.release();
@@ -142,17 +173,22 @@ LoopbackServer::LoopbackServer(Handler handler)
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    m_daemon = MHD_start_daemon(MHD_USE_AUTO_INTERNAL_THREAD, 0, nullptr, nullptr, &LoopbackCallbacks::access, this,
-                                MHD_OPTION_SOCK_ADDR, reinterpret_cast<sockaddr *>(&address),
-                                MHD_OPTION_CONNECTION_LIMIT, MaxConnections, MHD_OPTION_CONNECTION_TIMEOUT,
-                                PauseSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, ConnectionMemory,
-                                MHD_OPTION_NOTIFY_COMPLETED, &LoopbackCallbacks::completed, nullptr, MHD_OPTION_END);
+    m_daemon = MHD_start_daemon(
+        MHD_USE_AUTO_INTERNAL_THREAD, 0, &LoopbackCallbacks::accept, this, &LoopbackCallbacks::access, this,
+        MHD_OPTION_SOCK_ADDR, reinterpret_cast<sockaddr *>(&address), MHD_OPTION_CONNECTION_LIMIT, MaxConnections,
+        MHD_OPTION_CONNECTION_TIMEOUT, PauseSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, ConnectionMemory,
+        MHD_OPTION_NOTIFY_COMPLETED, &LoopbackCallbacks::completed, nullptr, MHD_OPTION_END);
     if (!m_daemon) {
         qCWarning(servicesLog, "no pages can be served on this machine: %s", std::strerror(errno));
         return;
     }
     if (const MHD_DaemonInfo *info = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_BIND_PORT))
         m_port = info->port;
+    if (m_port == 0) {
+        qCWarning(servicesLog, "no pages can be served on this machine: the port is not known");
+        MHD_stop_daemon(m_daemon);
+        m_daemon = nullptr;
+    }
 }
 
 LoopbackServer::~LoopbackServer()

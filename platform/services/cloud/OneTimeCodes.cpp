@@ -53,6 +53,8 @@ QString OneTimeCodes::send(const QString &phone, QString *refusal)
 
 QString OneTimeCodes::check(const QString &phone, const Secret &code, QString *refusal)
 {
+    if (!m_vault->error().isEmpty())
+        return m_vault->error();
     std::optional<StoredCode> stored;
     QString error = m_store->code(phone, &stored);
     if (!error.isEmpty())
@@ -69,13 +71,14 @@ QString OneTimeCodes::check(const QString &phone, const Secret &code, QString *r
         sodium_memcmp(hash.constData(), stored->hash.constData(), static_cast<size_t>(hash.size())) == 0)
         return m_store->dropCode(phone);
     *refusal = QStringLiteral("动态密码错误");
-    return {};
+    return stored->triesLeft > 1 ? QString() : m_store->dropCode(phone);
 }
 
 QString OneTimeCodes::outbox(QList<Sent> *entries)
 {
     QList<OutboxEntry> sealed;
-    QString error = m_store->outbox(m_clock() - LifetimeMs, &sealed);
+    const qint64 now = m_clock();
+    QString error = m_store->outbox(now - LifetimeMs, now, &sealed);
     for (const OutboxEntry &entry : qAsConst(sealed)) {
         if (const auto code = m_vault->open(entry.sealedCode))
             entries->append({entry.phone, code->toText(), entry.sentAt});

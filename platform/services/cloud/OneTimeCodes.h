@@ -30,7 +30,7 @@ public:
     QString send(const QString &phone, QString *refusal);
     /// A code that fits is used up.
     QString check(const QString &phone, const Secret &code, QString *refusal);
-    QString outbox(QList<Sent> *entries); ///< newest first; expired ones are gone
+    QString outbox(QList<Sent> *entries); ///< newest first; those that no longer serve are gone
 
 private:
     CloudStore *const m_store;

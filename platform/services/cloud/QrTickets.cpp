@@ -9,6 +9,7 @@ namespace {
 
 constexpr int MaxTickets = 64;
 constexpr int TicketBytes = 16;
+constexpr qint64 FetchMs = 30'000; // for the poll after a confirmation in the last moment
 constexpr qint64 KeepMs = 600'000; // pages of ended sign-ins
 
 } // namespace
@@ -107,8 +108,8 @@ QrTickets::Ticket *QrTickets::find(const QString &ticket)
 // A confirmation that nobody fetched in time expires too.
 void QrTickets::update(Ticket &ticket) const
 {
-    if (!ticket.randomCode.isEmpty() && ticket.view.state != QrState::Refused &&
-        m_clock() - ticket.opened >= m_lifetime)
+    const qint64 limit = ticket.view.state == QrState::Confirmed ? m_lifetime + FetchMs : m_lifetime;
+    if (!ticket.randomCode.isEmpty() && ticket.view.state != QrState::Refused && m_clock() - ticket.opened >= limit)
         ticket.view.state = QrState::Expired;
 }
 

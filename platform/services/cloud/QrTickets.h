@@ -17,8 +17,8 @@ enum class QrState { Waiting, Scanned, Confirmed, Refused, Expired };
 class QrTickets
 {
 public:
-    using Clock = std::function<qint64()>; ///< milliseconds
-    static constexpr qint64 DefaultLifetime = 120'000;
+    using Clock = std::function<qint64()>;             ///< milliseconds
+    static constexpr qint64 DefaultLifetime = 180'000; // the dialog asks for more than 120 s
 
     explicit QrTickets(Clock clock, qint64 lifetimeMs = DefaultLifetime);
 
@@ -45,7 +45,8 @@ public:
     bool confirm(const QString &ticket, const QString &identity);
     bool refuse(const QString &ticket);
 
-    /// How far the sign-in is. An ending is told once; a code that is not known counts as expired.
+    /// How far the sign-in is. An ending is told once; a code that is not known counts as expired. A confirmation in
+    /// the last moment can still be fetched for half a minute.
     Outcome take(const QString &randomCode);
     void setResult(const QString &ticket, const QString &text); ///< for the pages
 

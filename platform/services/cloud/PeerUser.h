@@ -1,0 +1,14 @@
+#pragma once
+#include <netinet/in.h>
+#include <optional>
+#include <sys/types.h>
+
+namespace tarn::services {
+
+/// Whose program holds the other end of a TCP connection on this machine, out of the kernel's tables. Any thread.
+/// @param from the other end's address
+/// @param to our own
+/// @return nothing when the connection is not there (any longer)
+std::optional<uid_t> userOfPeer(const sockaddr_in &from, const sockaddr_in &to);
+
+} // namespace tarn::services
