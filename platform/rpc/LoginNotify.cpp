@@ -7,7 +7,7 @@ namespace tarn::rpc {
 namespace {
 
 const QString AfterLoginMethod = QStringLiteral("AfterLogin");
-constexpr int NotifyTimeoutMs = 2000; // the GUI thread waits for it
+constexpr int NotifyTimeoutMs = 2000; // a thread of the host waits for it, and so does the end of the host
 
 class LoginNotifySkeleton final : public IInvocable
 {

@@ -5,6 +5,7 @@
 #include "VisualizedManager.h"
 #include "VisualizedService.h"
 #include "VtServiceClient.h"
+#include "login/LoginDialogCreator.h"
 #include "tarn/factory/ObjectFactory.h"
 #include <QCoreApplication>
 #include <QDir>
@@ -90,6 +91,7 @@ void CVisualizedServiceCreator::destroy(const QString &tag)
     m_service.reset();
     CVisualizedManager::FreeInstance();
     CVtServiceClient::ReleaseInstance();
+    LoginDialogCreator::joinThreads();
     if (m_adapter) {
         m_adapter->unactive();
         m_adapter->remove(tag);

@@ -4,8 +4,13 @@
 #include "tarn/cloud/CloudKeys.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "widgets/WebLink.h"
+#include <QThreadPool>
 #include <QtConcurrent>
 #include <memory>
+
+namespace {
+constexpr int MostCalls = 8; // that hang at the same time; a caller that is told, or a sign-in that nobody waits for
+}
 
 namespace cloudcalls {
 
@@ -66,12 +71,22 @@ QString linkAddress(ICloudServiceAssistant &assistant, const QString &linkKey, O
     return {};
 }
 
+QThreadPool &pool()
+{
+    struct Pool final : QThreadPool
+    {
+        Pool() { setMaxThreadCount(MostCalls); }
+    };
+    static Pool threads;
+    return threads;
+}
+
 void tellCaller(const QSharedPointer<ICloudLoginNotify> &notify)
 {
     if (!notify)
         return;
     const auto lease = std::make_shared<CVtServiceClient::Lease>(); // destroy() gives it a moment to arrive
-    QtConcurrent::run([notify, lease] { notify->AfterLogin(); });
+    QtConcurrent::run(&pool(), [notify, lease] { notify->AfterLogin(); });
 }
 
 } // namespace cloudcalls

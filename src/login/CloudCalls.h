@@ -4,6 +4,7 @@
 #include <QVariantMap>
 
 class ICloudLoginNotify;
+class QThreadPool;
 
 /// The calls that the sign-in makes to the cloud account service. Any thread; a call blocks until the service has answered.
 namespace cloudcalls {
@@ -35,6 +36,9 @@ Outcome call(ICloudServiceAssistant &assistant, Operation operation, const QVari
 /// @param outcome how the call ended
 /// @return empty when the service has none, or none that leads to a web page, which is logged
 QString linkAddress(ICloudServiceAssistant &assistant, const QString &key, Outcome *outcome = nullptr);
+
+/// The threads of the sign-in; a pool of its own, so that it does not queue behind the tasks of other windows. GUI thread.
+QThreadPool &pool();
 
 /// Tells the caller that the user is signed in, on a thread of the pool: the caller's process may be frozen or dead. The
 /// end of the service waits a moment for it. Null tells nobody.

@@ -1,11 +1,16 @@
 #include "login/ExecYunLogin.h"
 #include "frame/VtServiceClient.h"
-#include "tarn/cloud/ICloudServiceAssistant.h"
+#include "login/CloudCalls.h"
+#include "login/SecretText.h"
+#include "tarn/cloud/CloudKeys.h"
 #include <QEventLoop>
 #include <QFutureWatcher>
+#include <QThreadPool>
 #include <QtConcurrent>
 #include <memory>
 #include <utility>
+
+namespace key = tarn::cloud::key;
 
 namespace {
 /// Everything that the call needs, alive until the thread has left it. The lease goes last: the argument objects are
@@ -16,6 +21,23 @@ struct Call
     QSharedPointer<ICloudService_InputArgs> input;
     QSharedPointer<ICloudService_OutputArgs> output;
 };
+
+/// One that waits for its call.
+struct Wait
+{
+    QEventLoop loop;
+    bool abandoned = false;
+};
+
+Wait *innermost = nullptr; // GUI thread
+
+void signIn(ICloudServiceAssistant &assistant, const Call &call)
+{
+    assistant.LoginByAccount(call.input, call.output);
+    QString password = call.input->GetValue(key::Password).toString();
+    call.input->SetValue(key::Password, QVariant());
+    SecretText::wipe(&password);
+}
 } // namespace
 
 void ExecYunLogin(ICloudServiceAssistant *assistant, QSharedPointer<ICloudService_InputArgs> input,
@@ -26,15 +48,26 @@ void ExecYunLogin(ICloudServiceAssistant *assistant, QSharedPointer<ICloudServic
     auto call = std::make_shared<Call>();
     call->input = std::move(input); // the thread's alone: the library may be unloaded under the loop
     call->output = std::move(output);
-    QEventLoop loop;
+    Wait wait;
     QFutureWatcher<void> watcher;
-    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit);
-    watcher.setFuture(QtConcurrent::run([assistant, call] { assistant->LoginByAccount(call->input, call->output); }));
+    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &wait.loop, &QEventLoop::quit);
+    watcher.setFuture(QtConcurrent::run(&cloudcalls::pool(), [assistant, call] { signIn(*assistant, *call); }));
     call.reset();
-    loop.exec();
-    if (watcher.isFinished())
+    Wait *outer = std::exchange(innermost, &wait);
+    wait.loop.exec();
+    innermost = outer;
+    // Asked of the future: the watcher learns of the end by an event, which a loop that ends early does not deliver.
+    if (wait.abandoned || watcher.future().isFinished())
         return;
     // The application quits. The call must not write into output any more, and nobody will ask this service again.
     assistant->UnInitialize();
     watcher.waitForFinished();
+}
+
+void AbandonYunLogin()
+{
+    if (!innermost)
+        return;
+    innermost->abandoned = true;
+    innermost->loop.quit();
 }

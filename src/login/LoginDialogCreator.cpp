@@ -8,6 +8,7 @@
 #include "widgets/Toolkit.h"
 #include <QCoreApplication>
 #include <QScreen>
+#include <QThreadPool>
 #include <utility>
 
 using ServiceVisualized::CToolkit;
@@ -27,6 +28,7 @@ void centreOnScreen(QWidget *dialog)
 // A poller between two polls leaves within a tenth of a second. One that hangs in a call leaves when the connections are
 // cut, which comes after this.
 constexpr int PollersMs = 500;
+constexpr int ThreadsMs = 1000; // once they are cut they have nothing left to do
 } // namespace
 
 std::atomic<LoginDialogCreator *> LoginDialogCreator::s_instance{nullptr};
@@ -52,6 +54,13 @@ void LoginDialogCreator::FreeInst()
     CYunLoginDialog::abandonAttempt();
     if (!CQueryQRCodeResult::waitForStopped(PollersMs))
         VT_LOG(warning) << QStringLiteral("【云登录】扫码结果查询仍在等待云服务的应答。");
+}
+
+void LoginDialogCreator::joinThreads()
+{
+    if (!cloudcalls::pool().waitForDone(ThreadsMs))
+        VT_LOG(warning) << QStringLiteral("【云登录】登录线程仍在等待云服务的应答。");
+    CQueryQRCodeResult::deleteStopped(ThreadsMs);
 }
 
 LoginDialogCreator::LoginDialogCreator()
@@ -81,11 +90,15 @@ void LoginDialogCreator::show(QSharedPointer<ICloudLoginNotify> notify, void *pa
     CYunLoginDialog *dialog = m_dialog;
     if (!dialog)
         dialog = makeDialog();
+    // A further request must not take the keyboard away from the field that the user is typing in.
+    const QPointer<QWidget> typing = dialog->isVisible() && dialog->isActiveWindow() ? dialog->focusWidget() : nullptr;
     CToolkit::MoveToParentCenter(dialog, parentHandle, 0);
     m_notify = std::move(notify);
     dialog->SetLoginNotify(m_notify);
     dialog->SetYunLockError(m_yunLockErrorTip);
     front::bringToFront(dialog);
+    if (typing)
+        typing->setFocus(Qt::OtherFocusReason);
     dialog->setWindowRole(dialog->windowRole()); // the X plug-in drops the role of a window that was hidden
 }
 

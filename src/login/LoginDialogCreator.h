@@ -19,6 +19,9 @@ public:
     static LoginDialogCreator *getInst(); ///< any thread
     /// Ends the dialog with all that it has under way. GUI thread, when no other thread uses the instance any more.
     static void FreeInst();
+    /// The last of the end, once the connections to the services are cut: waits for the threads of the sign-in, so that
+    /// none is left when the application goes. Bounded. GUI thread.
+    static void joinThreads();
     ~LoginDialogCreator() override; ///< by FreeInst() only
 
     bool DiaIsExist() const; ///< any thread; also true while a QR sign-in has hidden it

@@ -57,6 +57,16 @@ bool CQueryQRCodeResult::waitForStopped(int ms)
     return all;
 }
 
+void CQueryQRCodeResult::deleteStopped(int ms)
+{
+    waitForStopped(ms);
+    const auto threads = pollers();
+    for (const QPointer<QThread> &thread : threads) {
+        if (thread && thread->isFinished())
+            delete thread;
+    }
+}
+
 void CQueryQRCodeResult::run()
 {
     poll();
@@ -65,6 +75,8 @@ void CQueryQRCodeResult::run()
 
 void CQueryQRCodeResult::poll()
 {
+    if (m_stopped)
+        return; // the client library may be gone by now, and the first use would load it again
     ICloudServiceAssistant *assistant = cloudcalls::assistant();
     if (!assistant) {
         report([this] { emit loginFail(QStringLiteral("获取云服务失败")); });
@@ -102,7 +114,10 @@ bool CQueryQRCodeResult::query(ICloudServiceAssistant &assistant)
     case code::QrWaiting:
         return false;
     case code::Ok:
-        report([&] { emit loginSuccess(outcome.values.value(key::Token).toString()); });
+        report([&] {
+            m_succeeded = true;
+            emit loginSuccess(outcome.values.value(key::Token).toString());
+        });
         return true;
     case code::LockRefused:
         report([&] { emit yunlockFail(error); });

@@ -35,9 +35,14 @@ public:
     void setBindingAddress(const QString &address) { m_bindingAddress = address; }
     void stop(); ///< any thread; when it returns no signal is emitted any more
 
+    /// Whether loginSuccess() has been emitted; final after stop(). It may still be on its way to its receivers. Any thread.
+    bool hasSucceeded() const { return m_succeeded; }
+
     /// Waits for those that were stopped and have not finished yet. GUI thread.
     /// @return false when some still hang after that many milliseconds
     static bool waitForStopped(int ms);
+    /// As that, and deletes those that have finished: no event loop may come that would do so. GUI thread.
+    static void deleteStopped(int ms);
 
 signals:
     void loginSuccess(QString strToken);
@@ -63,5 +68,6 @@ private:
     QString m_randomCode;         ///< guarded by m_codeLock
     QRecursiveMutex m_reportLock; ///< held while a signal is emitted; recursive for receivers that stop
     std::atomic<bool> m_stopped{false};
+    std::atomic<bool> m_succeeded{false};
     std::unique_ptr<CVtServiceClient::Lease> m_lease; ///< until the last call is over
 };

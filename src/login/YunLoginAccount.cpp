@@ -3,7 +3,6 @@
 #include "frame/VtServiceClient.h"
 #include "login/ExecYunLogin.h"
 #include "login/LoginForm.h"
-#include "login/SecretText.h"
 #include "login/YunLoginDlg.h"
 #include "tarn/cloud/CloudKeys.h"
 #include "widgets/CustomBtn.h"
@@ -33,18 +32,11 @@ QString accountFailure(const cloudcalls::Outcome &outcome)
 }
 } // namespace
 
-/// A sign-in by password, from the call to its answer. The argument objects are the client library's, so the lease goes
-/// last; input goes first, since it shares the password's buffer.
+/// A sign-in by password, from the call to its answer, which is the client library's: the lease goes last.
 struct CYunLoginDialog::Attempt
 {
-    explicit Attempt(const QString &secret)
-        : password(secret)
-    {
-    }
     CVtServiceClient::Lease lease;
-    const SecretText password;
     ICloudServiceAssistant::Output output;
-    ICloudServiceAssistant::Input input;
 };
 
 std::shared_ptr<CYunLoginDialog::Attempt> CYunLoginDialog::s_attempt;
@@ -112,8 +104,15 @@ void CYunLoginDialog::onAccountEntered()
 
 void CYunLoginDialog::PasswordStateChanged()
 {
-    const bool show = m_password->echoMode() == QLineEdit::Password;
+    showPassword(m_password->echoMode() == QLineEdit::Password);
+}
+
+void CYunLoginDialog::showPassword(bool show)
+{
     m_password->setEchoMode(show ? QLineEdit::Normal : QLineEdit::Password);
+    // An input method learns nothing from it either; showing the text has cleared the hints.
+    m_password->setInputMethodHints(m_password->inputMethodHints() | Qt::ImhHiddenText | Qt::ImhSensitiveData |
+                                    Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
     m_passwordField->setSuffixIconPath(show ? QStringLiteral(":/images/images/openEye.svg")
                                             : QStringLiteral(":/images/images/closeEye.svg"));
     m_passwordField->setSuffixName(show ? QStringLiteral("隐藏密码") : QStringLiteral("显示密码"));
@@ -175,35 +174,44 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
 
 cloudcalls::Outcome CYunLoginDialog::waitForAccountLogin(ICloudServiceAssistant &assistant)
 {
-    s_attempt = std::make_shared<Attempt>(m_password->text());
+    s_attempt = std::make_shared<Attempt>();
     s_attempt->output = assistant.CreateOutputArgs();
-    s_attempt->input = assistant.CreateInputArgs();
-    s_attempt->input->SetValue(key::User, m_account->text());
-    s_attempt->input->SetValue(key::Password, s_attempt->password.text());
-    s_attempt->input->SetValue(key::AutoLogin, m_accountAuto->isChecked());
-    s_attempt->input->SetValue(key::Remember, m_rememberPassword->isChecked());
-    s_attempt->input->SetValue(key::YunLockErrorTip, m_yunLockErrorTip);
     const std::weak_ptr<Attempt> running = s_attempt;
     {
         const Waiting waiting(this);
-        ExecYunLogin(&assistant, s_attempt->input, s_attempt->output);
+        ExecYunLogin(&assistant, accountInput(assistant), s_attempt->output);
     }
     const std::shared_ptr<Attempt> attempt = running.lock();
     if (!attempt)
         return {tarn::cloud::code::NoConnection, QStringLiteral("服务正在停止"), {}};
     s_attempt.reset();
-    attempt->input->SetValue(key::Password, QVariant()); // what the call leaves behind must not share the buffer
     return cloudcalls::outcomeOf(*attempt->output);
+}
+
+ICloudServiceAssistant::Input CYunLoginDialog::accountInput(ICloudServiceAssistant &assistant) const
+{
+    const QString typed = m_password->text();
+    const ICloudServiceAssistant::Input input = assistant.CreateInputArgs();
+    input->SetValue(key::User, m_account->text());
+    // A buffer of its own, which whoever is done with it can overwrite.
+    input->SetValue(key::Password, QString(typed.constData(), typed.size()));
+    input->SetValue(key::AutoLogin, m_accountAuto->isChecked());
+    input->SetValue(key::Remember, m_rememberPassword->isChecked());
+    input->SetValue(key::YunLockErrorTip, m_yunLockErrorTip);
+    return input;
 }
 
 void CYunLoginDialog::abandonAttempt()
 {
     s_attempt.reset();
+    AbandonYunLogin();
 }
 
 // Also a dialog that was closed meanwhile can have an attempt under way.
 bool CYunLoginDialog::mayStart()
 {
+    if (m_closed)
+        return false;
     if (!s_attempt)
         return true;
     if (!m_waiting)

@@ -1,6 +1,7 @@
 #include "login/YunLoginDlg.h"
 #include "frame/Log.h"
 #include "login/LoginForm.h"
+#include "login/QueryQRCodeResult.h"
 #include "login/SecretText.h"
 #include "tarn/cloud/CloudKeys.h"
 #include "widgets/CustomLineEdit.h"
@@ -18,6 +19,7 @@
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTimer>
+#include <utility>
 
 namespace key = tarn::cloud::key;
 
@@ -44,7 +46,7 @@ QString dialogSheet(const QWidget *w)
 void wipeField(QLineEdit *edit)
 {
     QString text = edit->text();
-    edit->clear();
+    edit->setText(QString()); // unlike clear() it leaves nothing to be undone
     SecretText::wipe(&text);
 }
 } // namespace
@@ -91,8 +93,8 @@ void CYunLoginDialog::InitDialog()
     setFixedSize(look::scaled(WindowWidth, this), sizeHint().height());
     new TypingGuard(this);
 
-    FillMemoryLoginInfo();
-    InitCloudAddr();
+    if (FillMemoryLoginInfo()) // otherwise each further question could take as long
+        InitCloudAddr();
 }
 
 CustomTitleBar *CYunLoginDialog::InitTitleBar()
@@ -120,27 +122,27 @@ void CYunLoginDialog::InitLoginTypeTab()
     InitVerificationTab();
 }
 
-void CYunLoginDialog::FillMemoryLoginInfo()
+bool CYunLoginDialog::FillMemoryLoginInfo()
 {
     ICloudServiceAssistant *assistant = cloudcalls::assistant();
     if (!assistant)
-        return;
-    const auto memory =
-        cloudcalls::call(*assistant, &ICloudServiceAssistant::GetMemoryLoginInfo, {},
-                         {key::LoginModel, key::AutoLoginStored, key::RememberPassword, key::RememberPhone,
-                          key::StoredAccount, key::StoredPassword, key::StoredPhone});
+        return true; // the next one logs it
+    auto memory = cloudcalls::call(*assistant, &ICloudServiceAssistant::GetMemoryLoginInfo, {},
+                                   {key::LoginModel, key::AutoLoginStored, key::RememberPassword, key::RememberPhone,
+                                    key::StoredAccount, key::StoredPassword, key::StoredPhone});
     if (memory.ok()) {
-        fillFrom(memory.values);
-        return;
+        fillFrom(std::move(memory.values));
+        return true;
     }
     const QString line =
         memory.transportFailed()
             ? QStringLiteral("【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
             : QStringLiteral("【获取记忆的云账号登录信息】获取失败，返回错误码为：%1，错误信息为：%2");
     VT_LOG(critical) << line.arg(QString::number(memory.code), memory.error);
+    return !memory.transportFailed();
 }
 
-void CYunLoginDialog::fillFrom(const QVariantMap &memory)
+void CYunLoginDialog::fillFrom(QVariantMap memory)
 {
     bool known = false;
     const int model = memory.value(key::LoginModel).toInt(&known);
@@ -154,8 +156,10 @@ void CYunLoginDialog::fillFrom(const QVariantMap &memory)
     m_rememberPassword->setChecked(automatic || password);
     m_rememberPhone->setChecked(automatic || phone);
     m_account->setText(memory.value(key::StoredAccount).toString());
+    QString secret = memory.take(key::StoredPassword).toString();
     if (password)
-        m_password->setText(memory.value(key::StoredPassword).toString());
+        m_password->setText(secret);
+    SecretText::wipe(&secret); // of one that the field has not taken
     if (phone)
         m_phone->setText(memory.value(key::StoredPhone).toString());
 }
@@ -204,7 +208,14 @@ void CYunLoginDialog::followLink(const QString &where, const QString &address)
 
 void CYunLoginDialog::showLoginTip(const QString &text, eTipStatus status)
 {
-    CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, eBoxOrigin::AskedFor);
+    // The answer to a long call may find the user in another program.
+    showTip(text, status, isActiveWindow() ? eBoxOrigin::AskedFor : eBoxOrigin::Unasked);
+}
+
+void CYunLoginDialog::showTip(const QString &text, eTipStatus status, eBoxOrigin origin)
+{
+    if (!m_closed)
+        CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, origin);
 }
 
 // Once the line edit is done with the key: a sign-in can outlive the dialog, and the line edit goes with it. Several keys
@@ -253,9 +264,15 @@ void CYunLoginDialog::reject()
 
 void CYunLoginDialog::closeEvent(QCloseEvent *event)
 {
+    event->accept();
+    if (std::exchange(m_closed, true))
+        return;
+    const QPointer<CQueryQRCodeResult> poller = m_poller;
     leave();
     emit LoginDialogClosed();
-    event->accept();
+    // The user is signed in, and the news of it would no longer reach this dialog.
+    if (poller && poller->hasSucceeded())
+        tellOfQuickLogin(m_notify);
 }
 
 // A Return that is held down would try the same password again and again, and close each tip in between.

@@ -12,6 +12,7 @@ class CCustomLineEdit;
 class CIconEditWidget;
 class CQueryQRCodeResult;
 class CustomTitleBar;
+enum class eBoxOrigin;
 class ICloudLoginNotify;
 class QCheckBox;
 class QTabWidget;
@@ -32,7 +33,7 @@ public:
     void SetYunLockError(bool showTip) { m_yunLockErrorTip = showTip; }
     /// Who is told of a successful sign-in; null for nobody.
     void SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify) { m_notify = std::move(notify); }
-    /// A message box over this dialog, which can be gone when it returns.
+    /// A message box over this dialog, which can be gone when it returns. None over a dialog that has been closed.
     void showLoginTip(const QString &text, eTipStatus status);
 
     /// The service stops: lets go of what a sign-in under way holds of the client library. Its outcome is lost.
@@ -84,11 +85,12 @@ private:
     void InitAccountLogin();
     void InitVerificationTab();
     QWidget *InitQuickLogin();
-    void FillMemoryLoginInfo();
+    bool FillMemoryLoginInfo(); // false when the service cannot be reached
     void InitCloudAddr();
 
-    void fillFrom(const QVariantMap &memory);
+    void fillFrom(QVariantMap memory);
     void followLink(const QString &where, const QString &address);
+    void showTip(const QString &text, eTipStatus status, eBoxOrigin origin);
     void refuse(const QString &tip, const QString &line);
     bool mayStart();
     void startOnReturn(CCustomLineEdit *edit, void (CYunLoginDialog::*start)());
@@ -99,6 +101,8 @@ private:
 
     bool ExecuteLoginByAccount();
     cloudcalls::Outcome waitForAccountLogin(ICloudServiceAssistant &assistant);
+    ICloudServiceAssistant::Input accountInput(ICloudServiceAssistant &assistant) const;
+    void showPassword(bool show);
 
     cloudcalls::Outcome sendCode(ICloudServiceAssistant &assistant, const QString &phone);
     void startCountdown();
@@ -112,8 +116,10 @@ private:
     void quickLogin(const QString &type, const QString &clickLine);
     bool openQRCode(ICloudServiceAssistant &assistant, const QString &type, const QString &randomCode);
     void startPoller(const QString &randomCode);
+    template <class... Args>
+    void onResult(void (CQueryQRCodeResult::*signal)(Args...), void (CYunLoginDialog::*slot)(Args...));
     void stopPoller();
-    bool endPoller();
+    void tellOfQuickLogin(const QSharedPointer<ICloudLoginNotify> &notify);
     void showAgain(const QString &tip);
 
     QTabWidget *m_tabs = nullptr;
@@ -135,9 +141,11 @@ private:
     qint64 m_sinceCode = 0;        ///< seconds since the code was requested
     QTimer *m_countdown = nullptr; ///< of the last code
     bool m_yunLockErrorTip = false;
+    bool m_closed = false;           ///< and waits to be deleted
     bool m_waiting = false;          ///< disabled, under the wait cursor
     QPointer<QWidget> m_focusBefore; ///< the wait
     QPointer<CQueryQRCodeResult> m_poller;
+    int m_quickAttempt = 0; ///< counts up with each poller that is let go: what that one still sends is dropped
     QSharedPointer<ICloudLoginNotify> m_notify;
     WindowDrag m_drag{this};
 

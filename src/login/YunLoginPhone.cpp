@@ -7,6 +7,7 @@
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/IconEditWidget.h"
+#include <QApplication>
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QTabWidget>
@@ -19,6 +20,14 @@ constexpr int PhoneLength = 11;
 constexpr int ShortestCode = 6;
 constexpr int TickMs = 1000;
 constexpr int SecondsBetweenCodes = 60;
+
+/// For as long as a call keeps the GUI thread.
+struct WaitCursor
+{
+    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
+    Q_DISABLE_COPY(WaitCursor)
+};
 } // namespace
 
 void CYunLoginDialog::InitVerificationTab()
@@ -73,6 +82,7 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
         return;
     }
     m_codeButton->setEnabled(false);
+    m_codeButton->repaint(); // the call below keeps the GUI thread
     startCountdown();
     cloudcalls::Outcome outcome;
     if (ICloudServiceAssistant *assistant = cloudcalls::assistant())
@@ -81,6 +91,7 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
         VT_LOG(critical) << QStringLiteral("【获取验证码】获取云服务失败");
     if (outcome.ok()) {
         m_countdown->start(TickMs);
+        m_code->setFocus(Qt::OtherFocusReason);
         showLoginTip(QStringLiteral("发送成功，请查收!"), eTipNormal);
         return;
     }
@@ -90,6 +101,7 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
 
 cloudcalls::Outcome CYunLoginDialog::sendCode(ICloudServiceAssistant &assistant, const QString &phone)
 {
+    const WaitCursor cursor;
     auto outcome = cloudcalls::call(assistant, &ICloudServiceAssistant::SendVerificationCode, {{key::Phone, phone}});
     if (outcome.ok()) {
         VT_LOG(info) << QStringLiteral("【获取验证码】调用获取验证码接口成功。");
@@ -162,7 +174,10 @@ void CYunLoginDialog::loginByCode(const QString &phone)
         refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【验证码登录】获取云服务失败"));
         return;
     }
-    const auto outcome = cloudcalls::call(*assistant, &ICloudServiceAssistant::LoginByPhone, codeLoginInput());
+    const auto outcome = [&] {
+        const WaitCursor cursor;
+        return cloudcalls::call(*assistant, &ICloudServiceAssistant::LoginByPhone, codeLoginInput());
+    }();
     m_phoneLogin->setText(QStringLiteral("立即登录"));
     if (outcome.ok()) {
         VT_LOG(info) << QStringLiteral("【云登录对话框验证码登录】用户%1登录成功").arg(phone);
@@ -203,7 +218,7 @@ void CYunLoginDialog::refuseByLock(const QString &tip)
     VT_LOG(critical) << QStringLiteral("【手机验证码】云锁登录失败。");
     const QPointer<CYunLoginDialog> self(this);
     showLoginTip(tip.isEmpty() ? QStringLiteral("登录失败") : tip, eTipError);
-    if (self)
+    if (self && !m_closed)
         finishCodeLogin();
 }
 

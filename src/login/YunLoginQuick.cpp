@@ -5,6 +5,7 @@
 #include "tarn/cloud/CloudKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomBtn.h"
+#include "widgets/CustomMessageBox.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
 #include "widgets/WebLink.h"
@@ -104,7 +105,8 @@ void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)
         showLoginTip(QStringLiteral("获取扫码登录地址失败"), eTipError);
         return;
     }
-    hide(); // the browser shows the QR code
+    showPassword(false); // whoever sees this dialog next
+    hide();              // the browser shows the QR code
     startPoller(randomCode);
 }
 
@@ -131,18 +133,24 @@ bool CYunLoginDialog::openQRCode(ICloudServiceAssistant &assistant, const QStrin
 
 void CYunLoginDialog::startPoller(const QString &randomCode)
 {
-    if (m_poller) {
-        m_poller->setRandomFlag(randomCode);
-        return;
-    }
     const QCheckBox *autoLogin = m_tabs->currentIndex() == 0 ? m_accountAuto : m_phoneAuto;
     m_poller = makePoller(autoLogin->isChecked(), randomCode);
     m_poller->setBindingAddress(m_bindingAddress);
-    connect(m_poller, &CQueryQRCodeResult::loginSuccess, this, &CYunLoginDialog::QuickLoginSuccess);
-    connect(m_poller, &CQueryQRCodeResult::loginFail, this, &CYunLoginDialog::QuickLoginFail);
-    connect(m_poller, &CQueryQRCodeResult::loginTimeout, this, &CYunLoginDialog::QuickLoginTimerOut);
-    connect(m_poller, &CQueryQRCodeResult::yunlockFail, this, &CYunLoginDialog::YunLockLoginFail);
+    onResult(&CQueryQRCodeResult::loginSuccess, &CYunLoginDialog::QuickLoginSuccess);
+    onResult(&CQueryQRCodeResult::loginFail, &CYunLoginDialog::QuickLoginFail);
+    onResult(&CQueryQRCodeResult::loginTimeout, &CYunLoginDialog::QuickLoginTimerOut);
+    onResult(&CQueryQRCodeResult::yunlockFail, &CYunLoginDialog::YunLockLoginFail);
     m_poller->start();
+}
+
+// A result that is under way when its poller is stopped arrives all the same, maybe in the time of the next one.
+template <class... Args>
+void CYunLoginDialog::onResult(void (CQueryQRCodeResult::*signal)(Args...), void (CYunLoginDialog::*slot)(Args...))
+{
+    connect(m_poller.data(), signal, this, [this, slot, attempt = m_quickAttempt](Args... args) {
+        if (attempt == m_quickAttempt)
+            (this->*slot)(args...);
+    });
 }
 
 CQueryQRCodeResult *CYunLoginDialog::makePoller(bool autoLogin, const QString &randomCode) const
@@ -156,23 +164,19 @@ void CYunLoginDialog::stopPoller()
     if (m_poller)
         m_poller->stop();
     m_poller.clear();
-}
-
-// Whether a result counts: one that was under way when its poller was stopped arrives all the same.
-bool CYunLoginDialog::endPoller()
-{
-    if (sender() && sender() != m_poller.data())
-        return false;
-    stopPoller();
-    return true;
+    ++m_quickAttempt;
 }
 
 void CYunLoginDialog::QuickLoginSuccess(QString)
 {
-    if (!endPoller())
-        return;
+    stopPoller();
     const QSharedPointer<ICloudLoginNotify> notify = m_notify;
     close();
+    tellOfQuickLogin(notify);
+}
+
+void CYunLoginDialog::tellOfQuickLogin(const QSharedPointer<ICloudLoginNotify> &notify)
+{
     if (notify) {
         VT_LOG(info) << QStringLiteral("扫码登录：开始通知云登录后事件");
         cloudcalls::tellCaller(notify);
@@ -182,16 +186,14 @@ void CYunLoginDialog::QuickLoginSuccess(QString)
 
 void CYunLoginDialog::QuickLoginFail(QString strError)
 {
-    if (!endPoller())
-        return;
+    stopPoller();
     VT_LOG(critical) << QStringLiteral("快捷登录失败，") + strError;
     showAgain(strError.isEmpty() ? QStringLiteral("快捷登录失败") : strError);
 }
 
 void CYunLoginDialog::QuickLoginTimerOut()
 {
-    if (!endPoller())
-        return;
+    stopPoller();
     const QString tip = QStringLiteral("扫码登录超时，请重新扫码。");
     VT_LOG(warning) << QStringLiteral("快捷登录失败，") + tip;
     showAgain(tip);
@@ -199,8 +201,7 @@ void CYunLoginDialog::QuickLoginTimerOut()
 
 void CYunLoginDialog::YunLockLoginFail(QString strError)
 {
-    if (!endPoller())
-        return;
+    stopPoller();
     VT_LOG(critical) << QStringLiteral("快捷登录：云锁登录失败，") + strError;
     showAgain(strError.isEmpty() ? QStringLiteral("云锁登录失败。") : strError);
 }
@@ -208,6 +209,6 @@ void CYunLoginDialog::YunLockLoginFail(QString strError)
 void CYunLoginDialog::showAgain(const QString &tip)
 {
     front::raiseOnce(this);
-    setWindowRole(windowRole()); // the X plug-in drops the role of a window that was hidden
-    showLoginTip(tip, eTipError);
+    setWindowRole(windowRole());                  // the X plug-in drops the role of a window that was hidden
+    showTip(tip, eTipError, eBoxOrigin::Unasked); // the user is in the browser, or somewhere else
 }

@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QScreen>
 #include <QScrollArea>
+#include <QUrl>
 
 using ServiceVisualized::CToolkit;
 
@@ -200,9 +201,11 @@ void finish(QDialog *box)
     box->resize(box->width(), height);
 }
 
+// Texts come from services too, which have no business with the programs that other schemes start.
 void openLink(const QString &link)
 {
-    if (!weblink::open(link))
+    const bool mail = QUrl(link).scheme() == QLatin1String("mailto");
+    if (!(mail || weblink::isPage(link)) || !weblink::open(link))
         VT_LOG(warning) << QStringLiteral("【消息框】打开链接失败：%1").arg(link);
 }
 

@@ -4,6 +4,7 @@
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "support/ModalClicker.h"
+#include "widgets/CustomMessageBox.h"
 #include <QApplication>
 #include <QClipboard>
 #include <QThreadPool>
@@ -36,6 +37,33 @@ protected:
     }
 };
 
+// The buttons of the boxes that come which a key would press.
+class TipProbe final : public QObject
+{
+public:
+    TipProbe() { qApp->installEventFilter(this); }
+    QStringList keys;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        auto *box = event->type() == QEvent::Show ? qobject_cast<CustomMessageBox *>(watched) : nullptr;
+        if (box) // once it is up, and before a click gives the focus to a button
+            QMetaObject::invokeMethod(
+                box, [this, box] { look(box); }, Qt::QueuedConnection);
+        return false;
+    }
+
+private:
+    void look(const QWidget *box)
+    {
+        for (const auto *button : box->findChildren<QPushButton *>()) {
+            if (button->isDefault() || box->focusWidget() == button)
+                keys << button->text();
+        }
+    }
+};
+
 // The text of the one tip that comes; empty when none came, or another one.
 QString tipOf(const std::function<void()> &act)
 {
@@ -59,6 +87,7 @@ private slots:
     void account();
     void phoneInput_data();
     void phoneInput();
+    void phoneTyped();
     void code_data();
     void code();
     void codeLogin_data();
@@ -69,6 +98,7 @@ private slots:
     void quickAddress();
     void newAttemptStopsThePoller_data();
     void newAttemptStopsThePoller();
+    void closedBeforeTheResultCame();
     void links_data();
     void links();
     void nothingToSend();
@@ -105,7 +135,7 @@ void TestLoginDialog::cleanup()
         m_randomCodes << values.value("随机码").toString();
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
     login::processDeletions();
-    QThreadPool::globalInstance()->waitForDone();
+    cloudcalls::pool().waitForDone();
     CVtServiceClient::ReleaseInstance();
     m_wholeLog << m_log->texts();
     m_log.reset();
@@ -171,6 +201,7 @@ void TestLoginDialog::remembered()
     FakeClient::fake().queue("GetMemoryLoginInfo", {code, "坏了 %2", memory});
     open();
     QTEST(ours().join('|'), "log");
+    QCOMPARE(calls("GetLinkAddress").isEmpty(), code == 4012); // would take as long again
     QCOMPARE(box(m_dialog, "accountAutoLogin")->isChecked(), box(m_dialog, "phoneAutoLogin")->isChecked());
     QTEST(QString("%1 %2 %3%4 %5%6 %7")
               .arg(m_dialog->findChild<QTabWidget *>()->currentIndex())
@@ -228,7 +259,7 @@ void TestLoginDialog::account()
     QCOMPARE(calls("LoginByAccount"), QList<QVariantMap>{sent});
     const QStringList told = tip.isEmpty() ? QStringList("开始通知云登录后事件") : QStringList();
     QCOMPARE(ours(), (QStringList{"开始登录云账号", line} + told));
-    QThreadPool::globalInstance()->waitForDone();
+    cloudcalls::pool().waitForDone();
     QCOMPARE(int(m_notify->calls), told.size());
     login::processDeletions();
     QCOMPARE(m_dialog.isNull(), tip.isEmpty());
@@ -266,6 +297,21 @@ void TestLoginDialog::phoneInput()
     QVERIFY(calls("LoginByPhone").isEmpty());
 }
 
+void TestLoginDialog::phoneTyped()
+{
+    open();
+    fill(m_dialog, {}, {}, "1", OneTimeCode);
+    QTest::keyClicks(edit(m_dialog, "phoneEdit"), "380013800");
+    QCOMPARE(edit(m_dialog, "phoneEdit")->text().size(), 10);
+    for (const char *name : {"codeButton", "phoneLoginButton"})
+        QVERIFY(tipAfter(name).contains("手机号填写不正确!"));
+    QVERIFY(calls("SendVerificationCode").isEmpty() && calls("LoginByPhone").isEmpty());
+    QTest::keyClicks(edit(m_dialog, "phoneEdit"), "0x9"); // the twelfth is not taken
+    QCOMPARE(edit(m_dialog, "phoneEdit")->text(), QString(Phone));
+    press(m_dialog, "phoneLoginButton");
+    QCOMPARE(calls("LoginByPhone").value(0).value("phone").toString(), QString(Phone));
+}
+
 void TestLoginDialog::code_data()
 {
     QTest::addColumn<int>("code");
@@ -293,6 +339,8 @@ void TestLoginDialog::code()
     open();
     fill(m_dialog, {}, {}, Phone);
     QVERIFY(tipAfter("codeButton").contains(tip));
+    QVERIFY(!QApplication::overrideCursor());
+    QCOMPARE(m_dialog->focusWidget() == edit(m_dialog, "codeEdit"), code == 4000);
     QTEST(ours().join('|'), "line");
     QCOMPARE(button(m_dialog, "codeButton")->isEnabled(), code != 4000);
     if (code != 4000)
@@ -317,15 +365,26 @@ void TestLoginDialog::code()
 void TestLoginDialog::codeLogin_data()
 {
     QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("error");
     QTest::addColumn<QString>("tip");
     QTest::addColumn<QStringList>("log");
     QTest::addColumn<bool>("closes");
     const QString tell = "【云登录对话框验证码登录】开始通知云登录后事件";
     const QString failed = "【云登录对话框验证码登录】用户13800138000登录失败。";
-    QTest::newRow("4000") << 4000 << "" << QStringList{"【云登录对话框验证码登录】用户13800138000登录成功", tell}
-                          << true;
-    QTest::newRow("4018") << 4018 << "坏了%2" << QStringList{"【手机验证码】云锁登录失败。", tell} << true;
+    QTest::newRow("4000") << 4000 << ""
+                          << "" << QStringList{"【云登录对话框验证码登录】用户13800138000登录成功", tell} << true;
+    QTest::newRow("4018") << 4018 << "坏了%2"
+                          << "坏了%2" << QStringList{"【手机验证码】云锁登录失败。", tell} << true;
+    QTest::newRow("4018, no text") << 4018 << ""
+                                   << "登录失败" << QStringList{"【手机验证码】云锁登录失败。", tell} << true;
+    for (const int code : {4001, 4012})
+        QTest::newRow(code == 4001 ? "4001" : "4012")
+            << code << ""
+            << "发生通信错误"
+            << QStringList{QString("【验证码登录】rpc接口通信失败，记录错误码为：%1，错误信息为：").arg(code), failed}
+            << false;
     QTest::newRow("4102") << 4102 << "坏了%2"
+                          << "坏了%2"
                           << QStringList{"【验证码登录】用户使用验证码登录失败，返回错误码为：4102，错误信息为：坏了%2",
                                          failed}
                           << false;
@@ -336,7 +395,8 @@ void TestLoginDialog::codeLogin()
     QFETCH(int, code);
     QFETCH(QString, tip);
     QFETCH(bool, closes);
-    FakeClient::fake().queue("LoginByPhone", {code, "坏了%2"});
+    QFETCH(QString, error);
+    FakeClient::fake().queue("LoginByPhone", {code, error});
     open();
     fill(m_dialog, {}, {}, Phone, "24681");
     QVERIFY(tipAfter("phoneLoginButton").contains("动态密码不正确，请重新输入!"));
@@ -352,7 +412,7 @@ void TestLoginDialog::codeLogin()
         {"phone", Phone}, {"code", OneTimeCode}, {"自动登录", false}, {"记忆数据", true}, {"YunLockErrorTip", true}};
     QCOMPARE(calls("LoginByPhone"), QList<QVariantMap>{sent});
     QTEST(ours(), "log");
-    QThreadPool::globalInstance()->waitForDone();
+    cloudcalls::pool().waitForDone();
     QCOMPARE(int(m_notify->calls), closes ? 1 : 0);
     login::processDeletions();
     QCOMPARE(m_dialog.isNull(), closes);
@@ -362,13 +422,17 @@ void TestLoginDialog::codeLogin()
 void TestLoginDialog::quick_data()
 {
     QTest::addColumn<QList<int>>("codes");
-    QTest::addColumn<QString>("tip"); // none: signed in
+    QTest::addColumn<QString>("tip"); // begins so; none: signed in
     QTest::addColumn<QStringList>("log");
     QTest::newRow("confirmed") << QList<int>{4022, 4000} << ""
                                << QStringList{"扫码登录：开始通知云登录后事件", "快捷登录成功。"};
     QTest::newRow("lock") << QList<int>{4018} << "拒绝%1" << QStringList{"快捷登录：云锁登录失败，拒绝%1"};
     QTest::newRow("time-out") << QList<int>{4022, 4022, 4022} << "扫码登录超时，请重新扫码。"
                               << QStringList{"快捷登录失败，扫码登录超时，请重新扫码。"};
+    const QString unbound = "检测到您首次通过微信或QQ登录岚川云，请先前往<a style=\"color: #0C64EB;\" "
+                            "href=\"https://cloud.example/bind\">岚川用户中心</a>绑定后再登录。";
+    QTest::newRow("unbound") << QList<int>{4024} << "检测到您首次通过微信或QQ登录岚川云，请先前往<a "
+                             << QStringList{"快捷登录失败，" + unbound};
 }
 
 void TestLoginDialog::quick()
@@ -379,16 +443,22 @@ void TestLoginDialog::quick()
     FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
     for (const int code : codes)
         FakeClient::fake().queue("QueryQRCodeResult", {code, "拒绝%1", {{"token", Token}}});
+    for (int i = 0; i < 3; ++i)
+        FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", "https://cloud.example/bind"}}});
     open();
     box(m_dialog, "accountAutoLogin")->setChecked(true);
+    m_dialog->PasswordStateChanged();
+    const TipProbe probe;
     ModalClicker tips(tip.isEmpty() ? QStringList() : QStringList("确定"));
     press(m_dialog, "qqButton");
     QVERIFY(!m_dialog->isVisible());
+    QCOMPARE(edit(m_dialog, "passwordEdit")->echoMode(), QLineEdit::Password);
     QCOMPARE(m_browser.urls.mid(m_opened), QStringList(Page));
     const QVariantMap asked = calls("GetQRCodeUrl").value(0);
     QCOMPARE(asked.value("扫码登录类型").toString(), QString("qqdenglu"));
     QVERIFY(QRegularExpression("^[0-9a-f]{8}$").match(asked.value("随机码").toString()).hasMatch());
     QTRY_VERIFY(tip.isEmpty() ? m_notify->calls == 1 : tips.isDone());
+    QVERIFY(probe.keys.isEmpty()); // nobody has asked for this tip: the user may be typing elsewhere
     QCOMPARE(ours(), QStringList("点击QQ扫码登录。") + log);
     QCOMPARE(calls("QueryQRCodeResult").size(), codes.size());
     QCOMPARE(calls("QueryQRCodeResult")[0].value("随机码"), asked.value("随机码"));
@@ -443,6 +513,22 @@ void TestLoginDialog::newAttemptStopsThePoller()
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
     login::processDeletions();
     QVERIFY(m_dialog && m_notify->calls == 0);
+}
+
+// The service has signed the user in, so the caller hears of it.
+void TestLoginDialog::closedBeforeTheResultCame()
+{
+    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
+    FakeClient::fake().queue("QueryQRCodeResult", {4000, {}, {{"token", Token}}});
+    open();
+    press(m_dialog, "weixinButton");
+    QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
+    m_dialog->close();
+    QCoreApplication::processEvents();
+    QVERIFY(m_dialog.isNull() || !m_dialog->isVisible());
+    cloudcalls::pool().waitForDone();
+    QCOMPARE(int(m_notify->calls), 1);
+    QCOMPARE(m_log->count("快捷登录成功。"), 1);
 }
 
 void TestLoginDialog::links_data()
@@ -518,20 +604,25 @@ void TestLoginDialog::keys()
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r", true);
     QApplication::sendEvent(password, &held);
     QVERIFY(calls("LoginByAccount").isEmpty());
+    const TipProbe probe;
     ModalClicker tips({"确定"});
     QTest::keyClick(password, Qt::Key_Return);
     QTest::keyClick(password, Qt::Key_Return);
     QVERIFY(calls("LoginByAccount").isEmpty()); // not from inside the line edit, which may go with the dialog
     QTRY_VERIFY(tips.isDone());
     QVERIFY(tips.texts().value(0).contains("密码错"));
+    QCOMPARE(probe.keys, QStringList("确定")); // this one was asked for
     QCOMPARE(calls("LoginByAccount").size(), 1);
     QCOMPARE(m_dialog->focusWidget(), password);
     for (const auto mode : {QLineEdit::Normal, QLineEdit::Password}) {
         press(password->parentWidget(), "suffixButton");
         QCOMPARE(password->echoMode(), mode);
+        QVERIFY(password->inputMethodHints().testFlag(Qt::ImhSensitiveData));
+        QVERIFY(password->inputMethodHints().testFlag(Qt::ImhHiddenText));
     }
     QTest::keyClick(m_dialog, Qt::Key_Escape);
     QCOMPARE(password->text(), QString()); // before it is deleted
+    QVERIFY(!password->isUndoAvailable());
     login::processDeletions();
     QVERIFY(!m_dialog);
 }

@@ -1,5 +1,7 @@
 // What can happen to the sign-in dialog while a call is under way. Meant for the address sanitizer.
 #include "frame/VtServiceClient.h"
+#include "login/CloudCalls.h"
+#include "login/ExecYunLogin.h"
 #include "login/Login.h"
 #include "login/LoginDialogCreator.h"
 #include "login/QueryQRCodeResult.h"
@@ -80,14 +82,25 @@ private slots:
     void duringTheCall_data();
     void duringTheCall();
     void oneAttemptAtATime();
+    void quitDuringTheCall_data();
     void quitDuringTheCall();
+    void passwordIsTakenOut();
+    void requestDuringTyping();
     void slowCallerHoldsUpNothing();
     void hangingPollerHoldsUpNothing();
     void requestDuringAQrSignIn();
+    void closedUnderATip_data();
     void closedUnderATip();
+    void closedButNotDeletedYet();
 
 private:
     void signIn() { press(m_dialog, "accountLoginButton"); }
+    // Return in a field starts the sign-in from an event of its own, and returns when the sign-in has.
+    void signInByReturn(const char *field)
+    {
+        QTest::keyClick(login::edit(m_dialog, field), Qt::Key_Return);
+        QCoreApplication::processEvents();
+    }
 
     QPointer<CYunLoginDialog> m_dialog;
     QSharedPointer<login::Notify> m_notify;
@@ -117,7 +130,7 @@ void TestLoginLifetimes::cleanup()
 {
     FakeClient::fake().releaseHangs();
     CVisualizedManager::FreeInstance();
-    QThreadPool::globalInstance()->waitForDone();
+    cloudcalls::pool().waitForDone();
     login::processDeletions();
     QVERIFY(!theDialog());
     QVERIFY(!QApplication::overrideCursor());
@@ -131,12 +144,18 @@ void TestLoginLifetimes::duringTheCall_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<bool>("survives"); // the dialog, at first
     QTest::addColumn<int>("told");
-    QTest::newRow("closed, signed in") << Turn::Closed << 4000 << false << 1;
-    QTest::newRow("closed, refused") << Turn::Closed << 4100 << false << 0;
-    QTest::newRow("caller ended") << Turn::CallerEnded << 4100 << false << 0;
-    QTest::newRow("another software ended") << Turn::OtherEnded << 4000 << true << 1;
-    QTest::newRow("shown again") << Turn::ShownAgain << 4000 << true << 0; // the next caller is told instead
-    QTest::newRow("service destroyed") << Turn::Destroyed << 4100 << false << 0;
+    QTest::addColumn<bool>("byReturn");
+    for (const bool byReturn : {false, true}) {
+        const auto row = [byReturn](const char *name) -> QTestData & {
+            return QTest::newRow(qPrintable(QLatin1String(name) + QLatin1String(byReturn ? ", Return" : "")));
+        };
+        row("closed, signed in") << Turn::Closed << 4000 << false << 1 << byReturn;
+        row("closed, refused") << Turn::Closed << 4100 << false << 0 << byReturn;
+        row("caller ended") << Turn::CallerEnded << 4100 << false << 0 << byReturn;
+        row("another software ended") << Turn::OtherEnded << 4000 << true << 1 << byReturn;
+        row("shown again") << Turn::ShownAgain << 4000 << true << 0 << byReturn; // the next caller is told instead
+        row("service destroyed") << Turn::Destroyed << 4100 << false << 0 << byReturn;
+    }
 }
 
 void TestLoginLifetimes::duringTheCall()
@@ -144,6 +163,7 @@ void TestLoginLifetimes::duringTheCall()
     QFETCH(Turn, event);
     QFETCH(int, code);
     QFETCH(bool, survives);
+    QFETCH(bool, byReturn);
     FakeClient::fake().queue("LoginByAccount", hanging(code));
     const auto next = QSharedPointer<login::Notify>::create();
     bool aliveThen = false;
@@ -173,12 +193,15 @@ void TestLoginLifetimes::duringTheCall()
         FakeClient::fake().releaseHangs();
     });
     ModalClicker tips(survives && code != 4000 ? QStringList("确定") : QStringList());
-    signIn();
+    if (byReturn)
+        signInByReturn("passwordEdit");
+    else
+        signIn();
     QVERIFY(act.isDone() && tips.isDone());
     QCOMPARE(aliveThen, survives);
     QCOMPARE(cursorThen, survives);
     QVERIFY(!QApplication::overrideCursor());
-    QThreadPool::globalInstance()->waitForDone();
+    cloudcalls::pool().waitForDone();
     QTEST(int(m_notify->calls), "told");
     QCOMPARE(int(next->calls), event == Turn::ShownAgain && code == 4000 ? 1 : 0);
     if (survives && code != 4000)
@@ -216,11 +239,25 @@ void TestLoginLifetimes::oneAttemptAtATime()
     QCOMPARE(login::calls("LoginByAccount").size(), 2);
 }
 
-// The hanging call is cut off: the application ends at once.
+void TestLoginLifetimes::quitDuringTheCall_data()
+{
+    QTest::addColumn<bool>("answered");
+    QTest::newRow("hanging") << false;
+    QTest::newRow("answered, but not heard of yet") << true;
+}
+
+// The hanging call is cut off: the application ends at once. An assistant whose call has come back is left alone.
 void TestLoginLifetimes::quitDuringTheCall()
 {
+    QFETCH(bool, answered);
     FakeClient::fake().queue("LoginByAccount", hanging(4001));
-    const DuringTheCall act([] { QCoreApplication::quit(); });
+    const DuringTheCall act([answered] {
+        if (answered) {
+            FakeClient::fake().releaseHangs();
+            cloudcalls::pool().waitForDone();
+        }
+        QCoreApplication::quit();
+    });
     QTimer::singleShot(0, this, &TestLoginLifetimes::signIn);
     QElapsedTimer timer;
     timer.start();
@@ -228,6 +265,27 @@ void TestLoginLifetimes::quitDuringTheCall()
     QVERIFY(act.isDone());
     QVERIFY(timer.elapsed() < 3000);
     QVERIFY(m_dialog && m_dialog->isEnabled());
+    QCOMPARE(FakeClient::fake().operations().contains("UnInitialize cloud"), !answered);
+}
+
+void TestLoginLifetimes::passwordIsTakenOut()
+{
+    ICloudServiceAssistant *assistant = cloudcalls::assistant();
+    const auto input = assistant->CreateInputArgs();
+    input->SetValue("pwd", "secret");
+    ExecYunLogin(assistant, input, assistant->CreateOutputArgs());
+    QCOMPARE(login::calls("LoginByAccount").value(0).value("pwd").toString(), QString("secret"));
+    QVERIFY(!input->GetValue("pwd").isValid());
+}
+
+// A further request leaves the keyboard in the field.
+void TestLoginLifetimes::requestDuringTyping()
+{
+    QVERIFY(QTest::qWaitForWindowActive(m_dialog));
+    QWidget *password = login::edit(m_dialog, "passwordEdit");
+    password->setFocus();
+    login::ask(m_notify, "viewer");
+    QCOMPARE(m_dialog->focusWidget(), password);
 }
 
 void TestLoginLifetimes::slowCallerHoldsUpNothing()
@@ -282,7 +340,7 @@ void TestLoginLifetimes::requestDuringAQrSignIn()
     QVERIFY(m_dialog->isVisible());
     callerEnds("cad"); // of no concern any more
     m_dialog->QuickLoginSuccess("token");
-    QThreadPool::globalInstance()->waitForDone();
+    cloudcalls::pool().waitForDone();
     QCOMPARE(int(m_notify->calls), 0);
     QCOMPARE(int(next->calls), 1);
     QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // though it still lives
@@ -292,21 +350,49 @@ void TestLoginLifetimes::requestDuringAQrSignIn()
     QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
 }
 
+void TestLoginLifetimes::closedUnderATip_data()
+{
+    QTest::addColumn<bool>("byReturn");
+    QTest::newRow("click") << false;
+    QTest::newRow("Return") << true;
+}
+
 void TestLoginLifetimes::closedUnderATip()
 {
+    QFETCH(bool, byReturn);
     FakeClient::fake().queue("LoginByPhone", {4018, "没有授权"});
     fill(m_dialog, {}, {}, "13800138000", "123456");
-    QTimer::singleShot(0, this, [] { callerEnds("cad"); });
-    press(m_dialog, "phoneLoginButton");
+    QTimer::singleShot(byReturn ? 50 : 0, this, [] { callerEnds("cad"); });
+    if (byReturn)
+        signInByReturn("codeEdit");
+    else
+        press(m_dialog, "phoneLoginButton");
     QVERIFY(!QApplication::activeModalWidget());
     QTRY_VERIFY(!m_dialog);
-    QThreadPool::globalInstance()->waitForDone();
+    cloudcalls::pool().waitForDone();
     QCOMPARE(int(m_notify->calls), 0);
     QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识:cad"));
     callerEnds("cad"); // is forgotten
     callerEnds(QString());
     QCOMPARE(m_log->count("通知云账号对话框关闭结束，软件标识:cad"), 1);
     QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识为空。"));
+}
+
+// One that is closed says nothing more and starts nothing, whoever still calls it.
+void TestLoginLifetimes::closedButNotDeletedYet()
+{
+    ModalClicker tips({});
+    m_dialog->close();
+    m_dialog->close();
+    m_dialog->showLoginTip("太迟", eTipError);
+    fill(m_dialog, "zhang", "secret", "13800138000", "123456");
+    m_dialog->onAccountLoginBtn();
+    m_dialog->onVerificationCodeLoginBtn();
+    m_dialog->onQQLogin();
+    QVERIFY(m_dialog && tips.isDone() && tips.texts().isEmpty());
+    QVERIFY(login::calls("LoginByAccount").isEmpty() && login::calls("LoginByPhone").isEmpty());
+    login::ask(m_notify, "cad"); // the next one is another's
+    QVERIFY(theDialog() && LoginDialogCreator::getInst()->DiaIsExist());
 }
 
 QTEST_MAIN(TestLoginLifetimes)

@@ -32,6 +32,7 @@ private slots:
     void endings();
     void stopWhileWaiting();
     void stopDuringAHangingCall();
+    void stoppedBeforeItStarted();
 };
 
 void TestQrPoller::endings_data()
@@ -94,8 +95,10 @@ void TestQrPoller::endings()
 // With the rhythm that ships.
 void TestQrPoller::stopWhileWaiting()
 {
+    const auto &rhythm = CQueryQRCodeResult::EveryThreeSeconds;
+    QCOMPARE((QList<ulong>{ulong(rhythm.slices), rhythm.sliceMs, ulong(rhythm.polls)}), (QList<ulong>{30, 100, 40}));
     QStringList results;
-    const auto poller = start(&results, CQueryQRCodeResult::EveryThreeSeconds);
+    const auto poller = start(&results, rhythm);
     QElapsedTimer timer;
     timer.start();
     poller->stop();
@@ -122,6 +125,19 @@ void TestQrPoller::stopDuringAHangingCall()
     FakeClient::fake().releaseHangs();
     QTRY_VERIFY(!poller);
     QVERIFY(results.isEmpty() && log.texts(QtWarningMsg).isEmpty());
+}
+
+// The client library may be gone by then: the poller must not load it again.
+void TestQrPoller::stoppedBeforeItStarted()
+{
+    CVtServiceClient::ReleaseInstance();
+    auto *poller = new CQueryQRCodeResult(true, true, "first");
+    const QPointer<CQueryQRCodeResult> watched(poller);
+    poller->stop();
+    poller->start();
+    CQueryQRCodeResult::deleteStopped(5000);
+    QVERIFY(!watched);
+    QVERIFY(!FakeClient::fake().operations().contains("Initialize cloud"));
 }
 
 QTEST_MAIN(TestQrPoller)

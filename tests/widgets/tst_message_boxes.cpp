@@ -147,13 +147,15 @@ private slots:
 
     void onlyWebLinksAreOpened()
     {
-        const LinkTaker taker({QStringLiteral("file")});
+        const LinkTaker taker({"file", "tarntest", "mailto"});
         const LogCatcher logs;
         CustomMessageBox box(title(), QStringLiteral("<a href='file:///etc/passwd'>甲</a>"), eTipNormal, nullptr);
-        box.findChild<QLabel *>(QStringLiteral("messageText"))->linkActivated(QStringLiteral("file:///etc/passwd"));
+        auto *label = box.findChild<QLabel *>(QStringLiteral("messageText"));
+        for (const char *link : {"file:///etc/passwd", "tarntest://host/", "mailto:a@user.example"})
+            label->linkActivated(QString::fromLatin1(link));
         QVERIFY(box.isLinkClick());
-        QVERIFY(taker.urls.isEmpty());
-        QCOMPARE(logs.texts(QtWarningMsg).size(), 1);
+        QCOMPARE(taker.urls, QStringList("mailto:a@user.example"));
+        QCOMPARE(logs.texts(QtWarningMsg).size(), 2);
     }
 
     void ownerDies()

@@ -6,7 +6,8 @@ class ICloudLoginNotify
 {
 public:
     virtual ~ICloudLoginNotify() = default;
-    /// The sign-in dialog ended with a signed-in user. Called once per sign-in, on a thread of the host's pool, so that a
-    /// caller that is slow or dead holds up no window.
+    /// The sign-in dialog has closed: with a signed-in user, or because the cloud lock refused a sign-in by one-time code
+    /// (4018); GetLoginState tells which. Called at most once per sign-in, on a thread of the host's own, so that a caller
+    /// that is slow or dead holds up no window.
     virtual void AfterLogin() = 0;
 };
