@@ -66,10 +66,20 @@ private:
         m_runner.addService(link::wire::UpgradeTag,
                             QSharedPointer<UpgradeService>::create(
                                 m_directory, UpgradePaths::ofProgram(QCoreApplication::applicationDirPath()), show));
-        m_runner.addService(link::wire::CloudTag,
-                            QSharedPointer<CloudService>::create(
-                                m_directory, CloudSettings::ofProgram(QCoreApplication::applicationDirPath())));
+        addCloudService();
         m_runner.start();
+    }
+
+    // What it is built on can fail; messages and upgrades go on without it.
+    void addCloudService()
+    {
+        try {
+            m_runner.addService(link::wire::CloudTag,
+                                QSharedPointer<CloudService>::create(
+                                    m_directory, CloudSettings::ofProgram(QCoreApplication::applicationDirPath())));
+        } catch (const std::exception &e) {
+            qCCritical(servicesLog, "there is no cloud account service: %s", e.what());
+        }
     }
 
     // Called again with every attempt, acts with the first.

@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace tarn::services;
 
@@ -38,6 +40,7 @@ private slots:
     void codesAreOneAMinute();
     void theOutboxIsBounded();
     void passwordsAreSalted();
+    void withoutMemoryNothingIsJudged();
     void guessingGetsSlow();
     void ticketsAreDecidedOnce();
     void ticketsExpire();
@@ -45,6 +48,7 @@ private slots:
     void rememberedDataAreUnreadable();
     void badFilesCountAsNone_data();
     void badFilesCountAsNone();
+    void readErrorsCostNothing();
 
 private:
     QString send(const QString &phone = Phone);
@@ -167,9 +171,32 @@ void TestCloudParts::passwordsAreSalted()
     const QByteArray hash = hashPassword(Secret(text));
     QVERIFY(hash.startsWith("$argon2id$"));
     QVERIFY(hash != hashPassword(Secret(text)));
-    QVERIFY(passwordMatches(hash, Secret(text)));
-    QVERIFY(!passwordMatches(hash, Secret(text.left(9999))));
-    QVERIFY(!passwordMatches({}, Secret(text)));
+    QVERIFY(checkPassword(hash, Secret(text)) == PasswordCheck::Matches);
+    QVERIFY(checkPassword(hash, Secret(text.left(9999))) == PasswordCheck::Differs);
+    QVERIFY(checkPassword({}, Secret(text)) == PasswordCheck::Differs);
+}
+
+// Then nobody knows whether the password is wrong.
+void TestCloudParts::withoutMemoryNothingIsJudged()
+{
+    const Secret password(QStringLiteral("p"));
+    const QByteArray hash = hashPassword(password);
+    QFile pages(QStringLiteral("/proc/self/statm"));
+    QVERIFY(pages.open(QIODevice::ReadOnly));
+    const rlim_t used = pages.readAll().split(' ').first().toULongLong() * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+    rlimit before = {};
+    QCOMPARE(::getrlimit(RLIMIT_AS, &before), 0);
+    const rlimit scarce{used + (rlim_t{16} << 20), before.rlim_max};
+    QCOMPARE(::setrlimit(RLIMIT_AS, &scarce), 0);
+    const PasswordCheck known = checkPassword(hash, password);
+    const PasswordCheck unknown = checkPassword({}, password);
+    const QByteArray none = hashPassword(password);
+    ::setrlimit(RLIMIT_AS, &before);
+    QVERIFY(known == PasswordCheck::Failed);
+    QVERIFY(unknown == PasswordCheck::Failed);
+    QCOMPARE(none, QByteArray());
+    QVERIFY(checkPassword(hash, password) == PasswordCheck::Matches);
+    QVERIFY(checkPassword("$argon2id$v=19$m=65536,t=2,p=1$x$y", password) == PasswordCheck::Failed);
 }
 
 void TestCloudParts::guessingGetsSlow()
@@ -178,6 +205,13 @@ void TestCloudParts::guessingGetsSlow()
     const QString name = QStringLiteral("甲");
     for (int i = 0; i < 5; ++i)
         QCOMPARE(backoff.admit(name), 0);
+    QCOMPARE(backoff.admit(name), 2);
+    m_now += 2 * Second;
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(backoff.admit(name), 0);
+        backoff.withdrawn(name); // was not judged
+    }
+    m_now -= 2 * Second;
     QCOMPARE(backoff.admit(name), 2);
     QCOMPARE(backoff.admit(QStringLiteral("乙")), 0);
     m_now += 2 * Second;
@@ -278,7 +312,9 @@ void TestCloudParts::rememberedDataAreUnreadable()
         }
     }
     const Vault sameKey(m_directory->path());
-    const SignInMemory loaded = RememberedSignIn(m_directory->path(), &sameKey).load();
+    QString error;
+    const SignInMemory loaded = RememberedSignIn(m_directory->path(), &sameKey).load(&error);
+    QCOMPARE(error, QString());
     QCOMPARE(loaded.password, memory.password);
     QCOMPARE(loaded.phone, memory.phone);
     QVERIFY(loaded.keepsPassword && !loaded.keepsPhone);
@@ -318,10 +354,44 @@ void TestCloudParts::badFilesCountAsNone()
     const Vault vault(m_directory->path());
     QCOMPARE(vault.error(), QString());
     const RememberedSignIn remembered(m_directory->path(), &vault);
-    QCOMPARE(remembered.load().account, QString());
+    QString error;
+    QCOMPARE(remembered.load(&error).account, QString());
+    QCOMPARE(error, QString());
+    QCOMPARE(QDir(m_directory->path()).entryList({name + QStringLiteral(".broken-*")}).size(),
+             1); // nothing is thrown away
     QVERIFY(!log.texts().filter(name).isEmpty());
     QCOMPARE(remembered.save(memory), QString()); // and from now on it works again
-    QCOMPARE(remembered.load().account, memory.account);
+    QCOMPARE(remembered.load(&error).account, memory.account);
+}
+
+// An error of the machine must cost nothing: here, no descriptor is left to open a file with.
+void TestCloudParts::readErrorsCostNothing()
+{
+    SignInMemory memory;
+    memory.account = QStringLiteral("zhangsan");
+    const RememberedSignIn remembered(m_directory->path(), m_vault.get());
+    QCOMPARE(remembered.save(memory), QString());
+    QCOMPARE(send(), QString());
+    rlimit before = {};
+    QCOMPARE(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const Vault unread(m_directory->path());
+    QString error;
+    const SignInMemory loaded = remembered.load(&error);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    QVERIFY(!error.isEmpty() && loaded.account.isEmpty());
+    QVERIFY(!unread.error().isEmpty());
+    const RememberedSignIn closed(m_directory->path(), &unread);
+    QVERIFY(!closed.save(memory).isEmpty());
+    QCOMPARE(closed.load(&error).account, QString());
+    QString refusal;
+    OneTimeCodes codes(m_store.get(), &unread, clock());
+    QCOMPARE(codes.check(Phone, Secret(QStringLiteral("123456")), &refusal), unread.error());
+    const Vault again(m_directory->path());
+    QCOMPARE(RememberedSignIn(m_directory->path(), &again).load(&error).account, memory.account);
+    QCOMPARE(QDir(m_directory->path()).entryList({QStringLiteral("cloud.key*")}),
+             QStringList{QStringLiteral("cloud.key")});
 }
 
 QTEST_GUILESS_MAIN(TestCloudParts)

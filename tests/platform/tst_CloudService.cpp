@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
+#include <future>
 #include <sys/fsuid.h>
 #include <unistd.h>
 
@@ -25,11 +26,19 @@ namespace {
 const QString Name = QStringLiteral("张三");
 const QString Password = QStringLiteral("p\"ass 词");
 const QString Phone = QStringLiteral("13800000001");
+const QByteArray QrConsent("decision=confirm&identity=wx%2B1%26");
 
 class Context final : public rpc::ICallContext
 {
 public:
-    bool isCancelled() const override { return false; }
+    explicit Context(bool cancelled = false)
+        : m_cancelled(cancelled)
+    {
+    }
+    bool isCancelled() const override { return m_cancelled; }
+
+private:
+    const bool m_cancelled;
 };
 
 struct Reply
@@ -69,11 +78,15 @@ private slots:
     void signsInAgain();
     void signsInByQr_data();
     void signsInByQr();
+    void aLockKeepsQrOut();
+    void nobodyWaitsForIt();
+    void hashingIsBounded();
     void showsTheQrPage();
     void otherUsersAreRefused();
     void pagesRefuse_data();
     void pagesRefuse();
     void linkAddresses();
+    void settings();
     void refusesWhatIsWrong_data();
     void refusesWhatIsWrong();
 
@@ -170,6 +183,9 @@ void TestCloudService::accounts()
     };
     QCOMPARE(add(Name, {}).retCode, code::Refused);
     QCOMPARE(add(QStringLiteral("b"), Phone).retCode, code::Refused);
+    for (const uint sign : {0x1fu, 0x202eu, 0x200bu, 0x2028u, 0x2029u, 0xe0041u}) // they would hide or turn text
+        QCOMPARE(add(QStringLiteral("b") + QString::fromUcs4(&sign, 1) + QLatin1Char('c'), {}).retCode,
+                 code::InvalidArgs);
     QVERIFY(add(QStringLiteral("b"), {}).accepted);
     QVERIFY(add(QStringLiteral("c"), {}).accepted); // two without a phone
     auto list = m_service->invoke(wire::method::ListAccounts, {}, Context()).output.list;
@@ -259,15 +275,23 @@ void TestCloudService::remembersWhatWasAsked()
     QCOMPARE(memory().value(key::LoginModel).toInt(), 1);
     QCOMPARE(memory().value(key::AutoLoginStored).toBool(), false);
     QVERIFY(signIn(Name, Password).accepted);
-    QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
+    QCOMPARE(memory().value(key::StoredAccount).toString(), Name); // in any case
+    QCOMPARE(memory().value(key::StoredPassword).toString(), QString());
     QVERIFY(signIn(Name, Password, {{key::Remember, true}, {key::AutoLogin, true}}).accepted);
     QCOMPARE(memory().value(key::StoredPassword).toString(), Password);
     QCOMPARE(memory().value(key::StoredAccount).toString(), Name);
     QVERIFY(memory().value(key::RememberPassword).toBool());
     QVERIFY(memory().value(key::AutoLoginStored).toBool());
-    QVERIFY(signIn(Name, Password, {{key::AutoLogin, true}}).accepted); // no longer
+    QVERIFY(signIn(Name, Password).accepted); // no longer
     QCOMPARE(memory().value(key::StoredPassword).toString(), QString());
     QVERIFY(!memory().value(key::AutoLoginStored).toBool());
+    QVERIFY(signIn(Name, Password, {{key::AutoLogin, true}}).accepted); // which cannot be without the password
+    QCOMPARE(memory().value(key::StoredPassword).toString(), Password);
+    QVERIFY(memory().value(key::RememberPassword).toBool() && memory().value(key::AutoLoginStored).toBool());
+    QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
+    QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
+    QCOMPARE(memory().value(key::StoredPassword).toString(), QString());
+    QVERIFY(!memory().value(key::RememberPassword).toBool() && !memory().value(key::AutoLoginStored).toBool());
 }
 
 void TestCloudService::signsInAgain()
@@ -282,11 +306,21 @@ void TestCloudService::signsInAgain()
     start();
     QCOMPARE(state(), 0);
     QVERIFY(memory().value(key::AutoLoginStored).toBool()); // the boxes stay as the user left them
-    QVERIFY(signIn(Name, Password, {{key::Remember, true}, {key::AutoLogin, true}}).accepted);
+    post(phoneOf(qrUrl()), QrConsent);
+    QVERIFY(
+        call(QStringLiteral("QueryQRCodeResult"), {{key::RandomCode, m_randomCode}, {key::AutoLogin, true}}).accepted);
+    start();
+    QCOMPARE(state(), 5);
+    const QString remembered = m_directory->filePath(QStringLiteral("cloud.remembered"));
+    const QString kept = remembered + QStringLiteral(".kept");
+    QVERIFY(QFile::copy(remembered, kept));
     QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
-    QVERIFY(call(wire::method::AddAccount, {{key::User, Name}, {key::Password, QStringLiteral("new")}}).accepted);
+    QVERIFY(call(wire::method::AddAccount, {{key::User, Name}, {key::Password, Password}}).accepted);
     start();
     QCOMPARE(state(), 0);
+    QVERIFY(QFile::remove(remembered) && QFile::rename(kept, remembered)); // as if it had not been told of the removal
+    start();
+    QCOMPARE(state(), 0); // another account of the same name
 }
 
 void TestCloudService::signsInByQr_data()
@@ -305,6 +339,44 @@ void TestCloudService::signsInByQr_data()
     QTest::newRow("control character") << qq << QByteArray("decision=confirm&identity=a%00b") << code::QrWaiting;
     QTest::newRow("long identity") << qq << "decision=confirm&identity=" + QByteArray(300, 'a') << code::QrWaiting;
     QTest::newRow("nonsense") << qq << QByteArray("%%%&&==\xff") << code::QrWaiting;
+}
+
+void TestCloudService::aLockKeepsQrOut()
+{
+    const QUrl url = qrUrl();
+    post(phoneOf(url), QrConsent);
+    QVERIFY(call(wire::method::LockAccount, {{key::User, Name}}).accepted);
+    QCOMPARE(call(QStringLiteral("QueryQRCodeResult"), {{key::RandomCode, m_randomCode}}).retCode, code::LockRefused);
+    QCOMPARE(state(), 0);
+    QVERIFY(get(QUrl(url.toString() + QStringLiteral("/state"))).body.contains(QStringLiteral("云锁")));
+}
+
+void TestCloudService::nobodyWaitsForIt()
+{
+    const rpc::Bag input{{{key::User, Name}, {key::Password, Password}, {key::Remember, true}}, {}};
+    QVERIFY(!m_service->invoke(QStringLiteral("LoginByAccount"), input, Context(true)).accepted);
+    post(phoneOf(qrUrl()), QrConsent);
+    QVERIFY(
+        !m_service->invoke(QStringLiteral("QueryQRCodeResult"), {{{key::RandomCode, m_randomCode}}, {}}, Context(true))
+             .accepted);
+    QCOMPARE(state(), 0);
+    QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
+}
+
+void TestCloudService::hashingIsBounded()
+{
+    constexpr int Callers = 12;
+    std::vector<std::future<QString>> answers;
+    for (int i = 0; i < Callers; ++i)
+        answers.push_back(std::async(std::launch::async, [this] { return signIn(Name, Password).errorText; }));
+    int busy = 0;
+    for (auto &answer : answers) {
+        const QString text = answer.get();
+        busy += text.isEmpty() ? 0 : 1;
+        QVERIFY2(text.isEmpty() || text == QStringLiteral("服务繁忙，请稍后再试"), qPrintable(text));
+    }
+    QVERIFY2(busy > 0 && busy < Callers, qPrintable(QString::number(busy)));
+    QVERIFY(signIn(Name, Password).accepted);
 }
 
 void TestCloudService::signsInByQr()
@@ -437,6 +509,21 @@ void TestCloudService::linkAddresses()
     start(settings);
     QCOMPARE(link(key::LinkRegister).output.values.value(key::LinkUrl).toString(),
              QStringLiteral("https://example.org/?a=b"));
+}
+
+void TestCloudService::settings()
+{
+    QFile file(m_directory->filePath(QStringLiteral("cfg.ini")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("[cloud]\nFC_ACCOUNT_004=https://example.org/?a=1,2\nFC_ACCOUNT_005=file:///etc/passwd\n"
+               "FC_CUSTOM_001=\nqr_lifetime=soon\n");
+    file.close();
+    const LogCatcher log;
+    const CloudSettings read = CloudSettings::ofProgram(m_directory->path());
+    QCOMPARE(read.links, (QHash<QString, QString>{{key::LinkRegister, QStringLiteral("https://example.org/?a=1,2")}}));
+    QCOMPARE(read.qrLifetimeMs, 180'000);
+    for (const char *name : {"cloud/FC_ACCOUNT_005", "cloud/FC_CUSTOM_001", "cloud/qr_lifetime"})
+        QCOMPARE(log.texts().filter(QLatin1String(name)).size(), 1);
 }
 
 void TestCloudService::refusesWhatIsWrong_data()

@@ -20,6 +20,18 @@ inline rpc::CallResult invalid(const QString &error)
     return refusedWith(cloud::code::InvalidArgs, error);
 }
 
+inline rpc::CallResult busy()
+{
+    return refused(QStringLiteral("服务繁忙，请稍后再试"));
+}
+
+inline rpc::CallResult lockRefused(bool lockTip)
+{
+    const QString text = QStringLiteral("该账号已被云锁锁定，登录被拒绝");
+    return refusedWith(cloud::code::LockRefused,
+                       lockTip ? text + QStringLiteral("，请联系管理员解除云锁后再试") : text);
+}
+
 /// The reason goes into the log, the user is told what matters to him.
 inline rpc::CallResult unavailable(const QString &reason)
 {

@@ -43,6 +43,16 @@ QString readFlag(const QVariantMap &values, const QString &key, bool *flag)
     return {};
 }
 
+bool isPlainText(const QString &text)
+{
+    const QVector<uint> points = text.toUcs4();
+    return std::none_of(points.cbegin(), points.cend(), [](uint point) {
+        const QChar::Category category = QChar::category(point);
+        return category == QChar::Other_Control || category == QChar::Other_Format ||
+               category == QChar::Separator_Line || category == QChar::Separator_Paragraph;
+    });
+}
+
 bool isPhone(const QString &text)
 {
     constexpr int Digits = 11;
@@ -55,6 +65,7 @@ QString readFlags(const QVariantMap &values, SignInFlags *flags)
     QString wrong = readFlag(values, key::AutoLogin, &flags->autoLogin);
     if (wrong.isEmpty())
         wrong = readFlag(values, key::Remember, &flags->remember);
+    flags->remember |= flags->autoLogin;
     return wrong.isEmpty() ? readFlag(values, key::YunLockErrorTip, &flags->lockTip) : wrong;
 }
 

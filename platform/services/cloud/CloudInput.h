@@ -12,10 +12,13 @@ QString readOptionalText(const QVariantMap &values, const QString &key, QString 
 QString readSecret(const QVariantMap &values, const QString &key, Secret *secret);
 QString readFlag(const QVariantMap &values, const QString &key, bool *flag); ///< missing leaves it as it is
 
+/// No control or format characters, no line or paragraph separators: it reads as what it is.
+bool isPlainText(const QString &text);
+
 /// Eleven ASCII digits.
 bool isPhone(const QString &text);
 
-/// What every sign-in brings along.
+/// What every sign-in brings along. Who wants to be signed in automatically wants the data for it to be remembered.
 struct SignInFlags
 {
     bool autoLogin = false;

@@ -1,4 +1,5 @@
 #include "CloudPages.h"
+#include "CloudInput.h"
 #include "QrPicture.h"
 #include "Secret.h"
 #include <QJsonDocument>
@@ -91,9 +92,7 @@ QString stateLine(const QrTickets::View &view)
 
 bool isUsable(const QString &identity)
 {
-    return !identity.isEmpty() && identity.size() <= MaxIdentity &&
-           std::none_of(identity.cbegin(), identity.cend(),
-                        [](QChar c) { return c.category() == QChar::Other_Control; });
+    return !identity.isEmpty() && identity.size() <= MaxIdentity && isPlainText(identity);
 }
 
 // Nothing when the path names no page of this kind.

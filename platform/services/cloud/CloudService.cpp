@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QScopeGuard>
 #include <QSettings>
+#include <QUrl>
 
 namespace tarn::services {
 
@@ -33,27 +34,45 @@ QString pageOf(const QString &linkKey)
     return linkKey == key::LinkBindAccount ? QStringLiteral("/account") : QString();
 }
 
-CallResult lockRefused(bool lockTip)
+bool isWebAddress(const QString &address)
 {
-    const QString text = QStringLiteral("该账号已被云锁锁定，登录被拒绝");
-    return refusedWith(code::LockRefused, lockTip ? text + QStringLiteral("，请联系管理员解除云锁后再试") : text);
+    const QUrl url(address, QUrl::StrictMode);
+    return url.isValid() && !url.host().isEmpty() &&
+           (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"));
+}
+
+void ignoreSetting(const QString &name, const QString &wanted)
+{
+    qCWarning(servicesLog).noquote()
+        << QStringLiteral("cfg.ini, cloud/%1: %2 is wanted; the value is ignored").arg(name, wanted);
 }
 
 } // namespace
 
 CloudSettings CloudSettings::ofProgram(const QString &programDirectory)
 {
+    constexpr qint64 MaxLifetime = 3600;
+    const QString lifetime = QStringLiteral("qr_lifetime");
     QSettings file(QDir(programDirectory).filePath(QStringLiteral("cfg.ini")), QSettings::IniFormat);
     file.setIniCodec("UTF-8");
     file.beginGroup(QStringLiteral("cloud"));
     CloudSettings settings;
     for (const QString &linkKey : {key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount}) {
-        if (file.contains(linkKey))
-            settings.links.insert(linkKey, file.value(linkKey).toString());
+        if (!file.contains(linkKey))
+            continue;
+        const QString address = file.value(linkKey).toStringList().join(QLatin1Char(',')); // split at its commas
+        if (isWebAddress(address))
+            settings.links.insert(linkKey, address);
+        else
+            ignoreSetting(linkKey, QStringLiteral("an http or https address"));
     }
-    const qint64 seconds = file.value(QStringLiteral("qr_lifetime")).toLongLong();
-    if (seconds > 0 && seconds <= 3600)
+    if (!file.contains(lifetime))
+        return settings;
+    const qint64 seconds = file.value(lifetime).toLongLong();
+    if (seconds > 0 && seconds <= MaxLifetime)
         settings.qrLifetimeMs = seconds * 1000;
+    else
+        ignoreSetting(lifetime, QStringLiteral("a number of seconds up to %1").arg(MaxLifetime));
     return settings;
 }
 
@@ -87,13 +106,9 @@ const HandlerTable<CloudService> &CloudService::handlers()
         {QStringLiteral("GetLoginState"), &CloudService::loginState},
         {QStringLiteral("GetMemoryLoginInfo"), &CloudService::memory},
         {QStringLiteral("SendVerificationCode"), &CloudService::sendCode},
-        {QStringLiteral("LoginByPhone"), &CloudService::loginByPhone},
-        {QStringLiteral("LoginByAccount"), &CloudService::loginByAccount},
         {QStringLiteral("GetQRCodeUrl"), &CloudService::qrCodeUrl},
-        {QStringLiteral("QueryQRCodeResult"), &CloudService::qrCodeResult},
         {QStringLiteral("GetLinkAddress"), &CloudService::linkAddress},
         {QStringLiteral("Logout"), &CloudService::logout},
-        {wire::method::AddAccount, &CloudService::addAccount},
         {wire::method::RemoveAccount, &CloudService::removeAccount},
         {wire::method::ListAccounts, &CloudService::listAccounts},
         {wire::method::LockAccount, &CloudService::lockAccount},
@@ -103,9 +118,21 @@ const HandlerTable<CloudService> &CloudService::handlers()
     return table;
 }
 
+const QHash<QString, CloudService::LongHandler> &CloudService::longHandlers()
+{
+    static const QHash<QString, LongHandler> table{
+        {QStringLiteral("LoginByPhone"), &CloudService::loginByPhone},
+        {QStringLiteral("LoginByAccount"), &CloudService::loginByAccount},
+        {QStringLiteral("QueryQRCodeResult"), &CloudService::qrCodeResult},
+        {wire::method::AddAccount, &CloudService::addAccount},
+    };
+    return table;
+}
+
 CallResult CloudService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
 {
-    Q_UNUSED(context)
+    if (const LongHandler handler = longHandlers().value(method, nullptr))
+        return logged(method, (this->*handler)(input, context));
     return dispatch(this, handlers(), QStringLiteral("cloud account"), method, input);
 }
 
@@ -113,7 +140,10 @@ CallResult CloudService::memory(const Bag &input)
 {
     Q_UNUSED(input)
     SignInMemory memory;
-    m_thread.run([&] { memory = m_remembered.load(); });
+    QString error;
+    m_thread.run([&] { memory = m_remembered.load(&error); });
+    if (!error.isEmpty())
+        return unavailable(error);
     return ok({{key::LoginModel, memory.model},
                {key::AutoLoginStored, memory.autoLogin},
                {key::RememberPassword, memory.keepsPassword},
@@ -138,7 +168,7 @@ CallResult CloudService::sendCode(const Bag &input)
     return refusal.isEmpty() ? ok() : refused(refusal);
 }
 
-CallResult CloudService::loginByPhone(const Bag &input)
+CallResult CloudService::loginByPhone(const Bag &input, const rpc::ICallContext &context)
 {
     QString phone;
     Secret code;
@@ -165,14 +195,13 @@ CallResult CloudService::loginByPhone(const Bag &input)
         return refused(refusal);
     if (!account) // told only to who holds the phone
         return refused(QStringLiteral("该手机号尚未注册"));
-    if (account->locked)
-        return lockRefused(flags.lockTip);
-    startSession(account->name, way::Phone, wire::loginState::SignedIn);
-    rememberPhone(phone, account->name, flags);
+    if (auto kept = enter(*account, way::Phone, flags.lockTip, context))
+        return *kept;
+    rememberPhone(phone, *account, flags);
     return ok();
 }
 
-CallResult CloudService::loginByAccount(const Bag &input)
+CallResult CloudService::loginByAccount(const Bag &input, const rpc::ICallContext &context)
 {
     QString name;
     Secret password;
@@ -187,20 +216,30 @@ CallResult CloudService::loginByAccount(const Bag &input)
 
     ++m_signingIn;
     const auto leave = qScopeGuard([this] { --m_signingIn; });
+    HashTurn turn;
+    if (!turn.isGiven())
+        return busy();
     const QString guarded = name.left(BackoffNameSize);
     if (const int seconds = m_backoff.admit(guarded))
         return refused(QStringLiteral("登录失败次数过多，请%1秒后再试").arg(seconds));
+    auto unjudged = qScopeGuard([&] { m_backoff.withdrawn(guarded); });
     std::optional<CloudAccount> account;
     const QString error = store([&](CloudStore &s) { return s.find(CloudStore::By::Name, name, &account); });
     if (!error.isEmpty())
         return unavailable(error);
-    if (!passwordMatches(account ? account->passwordHash : QByteArray(), password))
+    turn.wait();
+    if (context.isCancelled())
+        return refused(QStringLiteral("登录已取消"));
+    const PasswordCheck check = checkPassword(account ? account->passwordHash : QByteArray(), password);
+    if (check == PasswordCheck::Failed)
+        return unavailable(QStringLiteral("a password cannot be checked, perhaps for want of memory"));
+    unjudged.dismiss();
+    if (check == PasswordCheck::Differs)
         return refused(QStringLiteral("账号或密码错误"));
     m_backoff.succeeded(guarded);
-    if (account->locked)
-        return lockRefused(flags.lockTip);
-    startSession(account->name, way::Account, wire::loginState::SignedIn);
-    rememberAccount(name, password, flags);
+    if (auto kept = enter(*account, way::Account, flags.lockTip, context))
+        return *kept;
+    rememberAccount(*account, password, flags);
     return ok();
 }
 
@@ -224,7 +263,7 @@ CallResult CloudService::qrCodeUrl(const Bag &input)
     return ok({{key::QrUrl, m_server->address() + QStringLiteral("/qr/") + ticket}});
 }
 
-CallResult CloudService::qrCodeResult(const Bag &input)
+CallResult CloudService::qrCodeResult(const Bag &input, const rpc::ICallContext &context)
 {
     QString randomCode;
     SignInFlags flags;
@@ -239,16 +278,20 @@ CallResult CloudService::qrCodeResult(const Bag &input)
     case QrState::Scanned:
         return acceptedWith(code::QrWaiting);
     case QrState::Confirmed:
-        return finishQr(outcome, flags.autoLogin, flags.lockTip);
+        break;
     case QrState::Refused:
         return refusedWith(code::QrRefused, QStringLiteral("您已在手机上取消登录"));
     case QrState::Expired:
-        break;
+        return refusedWith(code::QrExpired, QStringLiteral("二维码已过期，请重新获取"));
     }
-    return refusedWith(code::QrExpired, QStringLiteral("二维码已过期，请重新获取"));
+    CallResult result = finishQr(outcome, flags, context);
+    m_tickets.setResult(outcome.ticket,
+                        result.accepted ? QStringLiteral("登录成功，可以关闭此页面") : result.errorText);
+    return result;
 }
 
-CallResult CloudService::finishQr(const QrTickets::Outcome &outcome, bool autoLogin, bool lockTip)
+CallResult CloudService::finishQr(const QrTickets::Outcome &outcome, const SignInFlags &flags,
+                                  const rpc::ICallContext &context)
 {
     const bool weixin = outcome.way == QrWay::Weixin;
     const auto by = weixin ? CloudStore::By::Weixin : CloudStore::By::Qq;
@@ -256,25 +299,16 @@ CallResult CloudService::finishQr(const QrTickets::Outcome &outcome, bool autoLo
     const QString error = store([&](CloudStore &s) { return s.find(by, outcome.identity, &account); });
     if (!error.isEmpty())
         return unavailable(error);
-    if (!account) {
-        const QString text = weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号");
-        m_tickets.setResult(outcome.ticket, text);
-        return refusedWith(weixin ? code::WeixinUnbound : code::QqUnbound, text);
-    }
-    if (account->locked) {
-        CallResult result = lockRefused(lockTip);
-        m_tickets.setResult(outcome.ticket, result.errorText);
-        return result;
-    }
+    if (!account)
+        return refusedWith(weixin ? code::WeixinUnbound : code::QqUnbound,
+                           weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"));
     const QString used = weixin ? way::Weixin : way::Qq;
-    startSession(account->name, used, wire::loginState::SignedIn);
+    if (auto kept = enter(*account, used, flags.lockTip, context))
+        return *kept;
     remember([&](SignInMemory &memory) {
-        memory.autoLogin = autoLogin;
-        memory.autoAccount = autoLogin ? account->name : QString();
-        memory.autoWay = used;
+        memory.setAuto(flags.autoLogin, account->name, account->id, used);
         return true;
     });
-    m_tickets.setResult(outcome.ticket, QStringLiteral("登录成功，可以关闭此页面"));
     return ok({{key::Token, randomHex(TokenBytes)}});
 }
 

@@ -46,32 +46,40 @@ public:
 
 private:
     static const HandlerTable<CloudService> &handlers();
+    /// Those that may take long, and want to know whether somebody still waits.
+    using LongHandler = rpc::CallResult (CloudService::*)(const rpc::Bag &, const rpc::ICallContext &);
+    static const QHash<QString, LongHandler> &longHandlers();
 
     rpc::CallResult loginState(const rpc::Bag &input);
     rpc::CallResult memory(const rpc::Bag &input);
     rpc::CallResult sendCode(const rpc::Bag &input);
-    rpc::CallResult loginByPhone(const rpc::Bag &input);
-    rpc::CallResult loginByAccount(const rpc::Bag &input);
+    rpc::CallResult loginByPhone(const rpc::Bag &input, const rpc::ICallContext &context);
+    rpc::CallResult loginByAccount(const rpc::Bag &input, const rpc::ICallContext &context);
     rpc::CallResult qrCodeUrl(const rpc::Bag &input);
-    rpc::CallResult qrCodeResult(const rpc::Bag &input);
+    rpc::CallResult qrCodeResult(const rpc::Bag &input, const rpc::ICallContext &context);
     rpc::CallResult linkAddress(const rpc::Bag &input);
     rpc::CallResult logout(const rpc::Bag &input);
-    rpc::CallResult addAccount(const rpc::Bag &input);
+    rpc::CallResult addAccount(const rpc::Bag &input, const rpc::ICallContext &context);
     rpc::CallResult removeAccount(const rpc::Bag &input);
     rpc::CallResult listAccounts(const rpc::Bag &input);
     rpc::CallResult lockAccount(const rpc::Bag &input);
     rpc::CallResult listOutbox(const rpc::Bag &input);
     rpc::CallResult status(const rpc::Bag &input);
 
-    rpc::CallResult finishQr(const QrTickets::Outcome &outcome, bool autoLogin, bool lockTip);
+    rpc::CallResult finishQr(const QrTickets::Outcome &outcome, const SignInFlags &flags,
+                             const rpc::ICallContext &context);
+    /// Signs the user in, unless the account was removed or locked meanwhile or nobody waits for it.
+    /// @return why not
+    std::optional<rpc::CallResult> enter(const CloudAccount &account, const QString &way, bool lockTip,
+                                         const rpc::ICallContext &context);
     void signInAgain();
     void startSession(const QString &account, const QString &way, int state);
     void endSession(const QString &account); ///< if it is this account's
     bool startPages();                       ///< on first use
     /// Changes the remembered data when change() says true; a failure costs a log line.
     void remember(const std::function<bool(SignInMemory &)> &change);
-    void rememberPhone(const QString &phone, const QString &account, const SignInFlags &flags);
-    void rememberAccount(const QString &account, const Secret &password, const SignInFlags &flags);
+    void rememberPhone(const QString &phone, const CloudAccount &account, const SignInFlags &flags);
+    void rememberAccount(const CloudAccount &account, const Secret &password, const SignInFlags &flags);
     /// Runs work on the store's thread. @return what went wrong, empty when all is well
     QString store(const std::function<QString(CloudStore &)> &work);
 

@@ -19,6 +19,7 @@ namespace wire = link::wire;
 namespace {
 
 constexpr int MaxName = 256; // characters
+constexpr int AccountIdBytes = 16;
 
 QString timeText(qint64 time)
 {
@@ -27,8 +28,7 @@ QString timeText(qint64 time)
 
 bool isPlain(const QString &text)
 {
-    return text == text.trimmed() && text.size() <= MaxName &&
-           std::none_of(text.cbegin(), text.cend(), [](QChar c) { return c.category() == QChar::Other_Control; });
+    return text == text.trimmed() && text.size() <= MaxName && isPlainText(text);
 }
 
 // An account's name out of a request. @return what is wrong, empty when all is well
@@ -36,7 +36,7 @@ QString readName(const QVariantMap &values, QString *name)
 {
     QString wrong = readText(values, key::User, name);
     if (wrong.isEmpty() && (name->isEmpty() || !isPlain(*name)))
-        wrong = QStringLiteral("%1: 1 to %2 characters without blanks around them are wanted")
+        wrong = QStringLiteral("%1: 1 to %2 characters without blanks around them and control characters are wanted")
                     .arg(key::User, QString::number(MaxName));
     return wrong;
 }
@@ -53,8 +53,9 @@ QString readAccount(const QVariantMap &values, CloudAccount *account)
     if (wrong.isEmpty())
         wrong = readOptionalText(values, wire::Qq, &account->qq);
     if (wrong.isEmpty() && !(isPlain(account->weixin) && isPlain(account->qq)))
-        wrong = QStringLiteral("%1, %2: at most %3 characters without blanks around them are wanted")
-                    .arg(wire::Weixin, wire::Qq, QString::number(MaxName));
+        wrong =
+            QStringLiteral("%1, %2: at most %3 characters without blanks around them and control characters are wanted")
+                .arg(wire::Weixin, wire::Qq, QString::number(MaxName));
     return wrong;
 }
 
@@ -78,8 +79,8 @@ void CloudService::remember(const std::function<bool(SignInMemory &)> &change)
 {
     QString error;
     m_thread.run([&] {
-        SignInMemory memory = m_remembered.load();
-        if (change(memory))
+        SignInMemory memory = m_remembered.load(&error);
+        if (error.isEmpty() && change(memory))
             error = m_remembered.save(memory);
         wipe(&memory.password);
     });
@@ -87,48 +88,47 @@ void CloudService::remember(const std::function<bool(SignInMemory &)> &change)
         qCWarning(servicesLog).noquote() << QStringLiteral("the sign-in cannot be remembered: %1").arg(error);
 }
 
-void CloudService::rememberPhone(const QString &phone, const QString &account, const SignInFlags &flags)
+void CloudService::rememberPhone(const QString &phone, const CloudAccount &account, const SignInFlags &flags)
 {
     remember([&](SignInMemory &memory) {
         memory.model = SignInMemory::Phone;
         memory.keepsPhone = flags.remember;
         memory.phone = flags.remember ? phone : QString();
-        memory.autoLogin = flags.autoLogin && flags.remember;
-        memory.autoAccount = memory.autoLogin ? account : QString();
-        memory.autoWay = way::Phone;
+        memory.setAuto(flags.autoLogin, account.name, account.id, way::Phone);
         return true;
     });
 }
 
-void CloudService::rememberAccount(const QString &account, const Secret &password, const SignInFlags &flags)
+void CloudService::rememberAccount(const CloudAccount &account, const Secret &password, const SignInFlags &flags)
 {
     remember([&](SignInMemory &memory) {
         memory.model = SignInMemory::Account;
+        memory.account = account.name; // the dialog shows it in any case
         memory.keepsPassword = flags.remember;
-        memory.account = flags.remember ? account : QString();
         wipe(&memory.password);
         memory.password = flags.remember ? password.toText() : QString();
-        memory.autoLogin = flags.autoLogin && flags.remember;
-        memory.autoAccount = memory.autoLogin ? account : QString();
-        memory.autoWay = way::Account;
+        memory.setAuto(flags.autoLogin, account.name, account.id, way::Account);
         return true;
     });
 }
 
-// A password that was changed, a phone that was given to another, a lock: then the user is asked again.
+// An account that was removed or made anew, a lock: then the user is asked again.
 void CloudService::signInAgain()
 {
     SignInMemory memory;
-    m_thread.run([&] { memory = m_remembered.load(); });
+    QString error;
+    m_thread.run([&] { memory = m_remembered.load(&error); });
+    if (!error.isEmpty())
+        qCWarning(servicesLog).noquote() << QStringLiteral("nothing is remembered: %1").arg(error);
     if (memory.autoAccount.isEmpty())
         return;
     const Secret password(memory.password);
     wipe(&memory.password);
     std::optional<CloudAccount> account;
-    QString error = store([&](CloudStore &s) { return s.find(CloudStore::By::Name, memory.autoAccount, &account); });
-    bool stands = account && !account->locked;
+    error = store([&](CloudStore &s) { return s.find(CloudStore::By::Name, memory.autoAccount, &account); });
+    bool stands = account && account->id == memory.autoId && !account->locked;
     if (stands && memory.autoWay == way::Account)
-        stands = passwordMatches(account->passwordHash, password);
+        stands = checkPassword(account->passwordHash, password) == PasswordCheck::Matches;
     else if (stands && memory.autoWay == way::Phone)
         stands = account->phone == memory.phone;
     if (stands)
@@ -136,6 +136,28 @@ void CloudService::signInAgain()
     else
         qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1")
                                              .arg(error.isEmpty() ? QStringLiteral("the account has changed") : error);
+}
+
+std::optional<CallResult> CloudService::enter(const CloudAccount &account, const QString &way, bool lockTip,
+                                              const rpc::ICallContext &context)
+{
+    std::optional<CloudAccount> now;
+    std::optional<CallResult> refusal;
+    const QString error = store([&](CloudStore &s) { // on its thread, as are removals and locks
+        QString failure = s.find(CloudStore::By::Name, account.name, &now);
+        if (!failure.isEmpty())
+            return failure;
+        if (!now || now->id != account.id)
+            refusal = refused(QStringLiteral("该账号已被删除"));
+        else if (now->locked)
+            refusal = lockRefused(lockTip);
+        else if (context.isCancelled())
+            refusal = refused(QStringLiteral("登录已取消"));
+        else
+            startSession(account.name, way, wire::loginState::SignedIn);
+        return failure;
+    });
+    return error.isEmpty() ? refusal : unavailable(error);
 }
 
 void CloudService::startSession(const QString &account, const QString &way, int state)
@@ -185,7 +207,7 @@ CallResult CloudService::logout(const Bag &input)
     return ok();
 }
 
-CallResult CloudService::addAccount(const Bag &input)
+CallResult CloudService::addAccount(const Bag &input, const rpc::ICallContext &context)
 {
     CloudAccount account;
     Secret password;
@@ -196,7 +218,16 @@ CallResult CloudService::addAccount(const Bag &input)
         wrong = QStringLiteral("the password is empty");
     if (!wrong.isEmpty())
         return invalid(wrong);
-    account.passwordHash = hashPassword(password);
+    {
+        HashTurn turn;
+        if (!turn.isGiven())
+            return busy();
+        turn.wait();
+        if (context.isCancelled())
+            return refused(QStringLiteral("the call was cancelled"));
+        account.passwordHash = hashPassword(password);
+    }
+    account.id = randomHex(AccountIdBytes);
     if (account.passwordHash.isEmpty())
         return unavailable(QStringLiteral("not enough memory for the password's hash"));
     bool taken = false;
@@ -213,8 +244,14 @@ CallResult CloudService::removeAccount(const Bag &input)
     if (!wrong.isEmpty())
         return invalid(wrong);
     bool known = false;
-    const QString error = store([&](CloudStore &s) { return s.remove(name, &known); });
-    endSession(name);
+    const QString error = store([&](CloudStore &s) {
+        QString failure = s.remove(name, &known);
+        if (failure.isEmpty())
+            endSession(name);
+        return failure;
+    });
+    if (error.isEmpty())
+        remember([&](SignInMemory &memory) { return memory.forget(name); });
     return answerForName(error, known, name);
 }
 
@@ -228,9 +265,12 @@ CallResult CloudService::lockAccount(const Bag &input)
     if (!wrong.isEmpty())
         return invalid(wrong);
     bool known = false;
-    const QString error = store([&](CloudStore &s) { return s.setLocked(name, locked, &known); });
-    if (locked)
-        endSession(name);
+    const QString error = store([&](CloudStore &s) {
+        QString failure = s.setLocked(name, locked, &known);
+        if (failure.isEmpty() && locked)
+            endSession(name);
+        return failure;
+    });
     return answerForName(error, known, name);
 }
 

@@ -12,7 +12,7 @@ QStringList schema()
 {
     return {
         QStringLiteral("CREATE TABLE accounts(name TEXT NOT NULL PRIMARY KEY, phone TEXT UNIQUE, weixin TEXT UNIQUE, "
-                       "qq TEXT UNIQUE, locked INTEGER NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID"),
+                       "qq TEXT UNIQUE, locked INTEGER NOT NULL, hash BLOB NOT NULL, id TEXT NOT NULL) WITHOUT ROWID"),
         QStringLiteral("CREATE TABLE codes(phone TEXT NOT NULL PRIMARY KEY, hash BLOB NOT NULL, "
                        "sent_at INTEGER NOT NULL, tries_left INTEGER NOT NULL) WITHOUT ROWID"),
         QStringLiteral("CREATE TABLE outbox(seq INTEGER PRIMARY KEY AUTOINCREMENT, phone TEXT NOT NULL, "
@@ -43,13 +43,14 @@ QString column(CloudStore::By way)
 
 QString accountColumns()
 {
-    return QStringLiteral("name, phone, weixin, qq, locked, hash");
+    return QStringLiteral("name, phone, weixin, qq, locked, hash, id");
 }
 
 CloudAccount accountOf(const QSqlQuery &query)
 {
     return {query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
-            query.value(3).toString(), query.value(4).toBool(),   query.value(5).toByteArray()};
+            query.value(3).toString(), query.value(4).toBool(),   query.value(5).toByteArray(),
+            query.value(6).toString()};
 }
 
 } // namespace
@@ -78,9 +79,9 @@ QString CloudStore::add(const CloudAccount &account, bool *taken)
 {
     int added = 0;
     QString error =
-        change(QStringLiteral("INSERT OR IGNORE INTO accounts(%1) VALUES(?, ?, ?, ?, ?, ?)").arg(accountColumns()),
+        change(QStringLiteral("INSERT OR IGNORE INTO accounts(%1) VALUES(?, ?, ?, ?, ?, ?, ?)").arg(accountColumns()),
                {account.name, optional(account.phone), optional(account.weixin), optional(account.qq), account.locked,
-                account.passwordHash},
+                account.passwordHash, account.id},
                &added);
     *taken = error.isEmpty() && added == 0;
     return error;

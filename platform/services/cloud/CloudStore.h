@@ -16,6 +16,7 @@ struct CloudAccount
     QString qq;
     bool locked = false;
     QByteArray passwordHash; ///< as hashPassword() gives it
+    QString id;              ///< random: tells it from a removed account of the same name
 };
 
 /// A one-time code as it is kept.

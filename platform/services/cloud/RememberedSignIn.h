@@ -12,7 +12,8 @@ inline const QString Weixin = QStringLiteral("weixin");
 inline const QString Qq = QStringLiteral("qq");
 } // namespace way
 
-/// What the sign-in dialog is filled with. Texts are empty where the user did not ask for them to be kept.
+/// What the sign-in dialog is filled with. Password and phone are empty where the user
+/// did not ask for them to be kept.
 struct SignInMemory
 {
     enum Model { Phone = 0, Account = 1 }; ///< the way used last, as "LOGINMODEL"
@@ -25,17 +26,25 @@ struct SignInMemory
     QString password;
     QString phone;
     QString autoAccount; ///< who is signed in again when the services start; empty after a sign-out
+    QString autoId;      ///< that account's, since a name can be given again
     QString autoWay;     ///< how, one of namespace way
+
+    /// Takes over who is to be signed in again, if anybody is.
+    void setAuto(bool wanted, const QString &name, const QString &id, const QString &usedWay);
+    /// Drops what is known of this account. @return false when that was nothing
+    bool forget(const QString &name);
 };
 
 /// The remembered sign-in data, sealed in the file "cloud.remembered" (0600), replaced as a whole. A file that is
-/// broken, another user's or open to others counts as none, with a log line. One thread at a time.
+/// broken, another user's or open to others counts as none and is moved aside, with a log line; one that cannot be read
+/// is not replaced. One thread at a time.
 class RememberedSignIn
 {
 public:
     RememberedSignIn(const QString &directory, const Vault *vault);
 
-    SignInMemory load() const;
+    /// @param error receives why it cannot be read; nothing must be saved over it then
+    SignInMemory load(QString *error) const;
     /// @return what went wrong, empty when it is on the disk
     QString save(const SignInMemory &memory) const;
 

@@ -1,6 +1,7 @@
 #include "SignInBackoff.h"
 #include <QMutexLocker>
 #include <algorithm>
+#include <utility>
 
 namespace tarn::services {
 
@@ -39,7 +40,7 @@ int SignInBackoff::admit(const QString &name)
     if (left > 0)
         return static_cast<int>((left + 999) / 1000);
     ++record.failures;
-    record.last = now;
+    record.previous = std::exchange(record.last, now);
     return 0;
 }
 
@@ -47,6 +48,16 @@ void SignInBackoff::succeeded(const QString &name)
 {
     const QMutexLocker lock(&m_lock);
     m_records.remove(name);
+}
+
+void SignInBackoff::withdrawn(const QString &name)
+{
+    const QMutexLocker lock(&m_lock);
+    const auto it = m_records.find(name);
+    if (it == m_records.end() || it->failures == 0)
+        return;
+    --it->failures;
+    it->last = it->previous;
 }
 
 void SignInBackoff::makeRoom(qint64 now)

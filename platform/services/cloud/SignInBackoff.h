@@ -19,12 +19,14 @@ public:
     /// @return 0 when it may be made, else the seconds to wait
     int admit(const QString &name);
     void succeeded(const QString &name);
+    void withdrawn(const QString &name); ///< the attempt was not judged and does not count
 
 private:
     struct Record
     {
         int failures = 0;
         qint64 last = 0;
+        qint64 previous = 0; ///< the last one's time before it
     };
     void makeRoom(qint64 now);
 

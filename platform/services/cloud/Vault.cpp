@@ -1,12 +1,7 @@
 #include "Vault.h"
 #include "../Log.h"
-#include <QFile>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
+#include "PrivateFile.h"
 #include <sodium.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace tarn::services {
 
@@ -16,11 +11,6 @@ constexpr int KeySize = crypto_kdf_KEYBYTES;
 constexpr int NonceSize = crypto_secretbox_NONCEBYTES;
 constexpr int MacSize = crypto_secretbox_MACBYTES;
 constexpr char KeyContext[crypto_kdf_CONTEXTBYTES + 1] = "tarnvalt";
-
-QString systemError()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
 
 unsigned char *bytes(QByteArray &array)
 {
@@ -39,91 +29,40 @@ Secret derive(const Secret &master, quint64 number, int size)
     return key;
 }
 
-QString checkFile(int descriptor)
-{
-    struct stat info = {};
-    if (::fstat(descriptor, &info) != 0)
-        return systemError();
-    if (!S_ISREG(info.st_mode))
-        return QStringLiteral("it is no file");
-    if (info.st_uid != ::geteuid())
-        return QStringLiteral("it belongs to another user");
-    return (info.st_mode & 077) != 0 ? QStringLiteral("it is open to other users") : QString();
-}
-
 } // namespace
-
-std::optional<QByteArray> readPrivateFile(const QString &file, qint64 maxSize, QString *error)
-{
-    error->clear();
-    const int descriptor = ::open(QFile::encodeName(file).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
-        if (errno != ENOENT)
-            *error = systemError();
-        return std::nullopt;
-    }
-    QFile opened;
-    if (!opened.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(descriptor);
-        *error = opened.errorString();
-        return std::nullopt;
-    }
-    *error = checkFile(descriptor);
-    if (error->isEmpty() && opened.size() > maxSize)
-        *error = QStringLiteral("it is too large");
-    if (!error->isEmpty())
-        return std::nullopt;
-    return opened.read(maxSize);
-}
 
 Vault::Vault(const QString &directory)
 {
     initSodium();
     const QString file = directory + QStringLiteral("/cloud.key");
-    if (!readKey(file))
+    PrivateFile read = readPrivateFile(file, KeySize);
+    if (read.state == PrivateFile::Sound && read.bytes.size() != KeySize)
+        read = {PrivateFile::Bad, {}, QStringLiteral("it is no key")};
+    if (read.state == PrivateFile::Sound)
+        useKey(Secret(std::move(read.bytes)));
+    else if (read.state == PrivateFile::Unreadable)
+        m_error = read.error; // it may be sound: nothing is sealed with another one
+    else if (read.state == PrivateFile::Bad)
+        m_error = moveAside(file, read.error + QStringLiteral("; what was remembered is lost"));
+    if (m_error.isEmpty() && read.state != PrivateFile::Sound)
         makeKey(file);
     if (!m_error.isEmpty())
         qCCritical(servicesLog).noquote() << QStringLiteral("%1: %2").arg(file, m_error);
 }
 
-bool Vault::readKey(const QString &file)
+void Vault::useKey(const Secret &master)
 {
-    QString error;
-    const auto read = readPrivateFile(file, KeySize + 1, &error);
-    if (read && read->size() == KeySize) {
-        const Secret master(*read);
-        m_sealKey = derive(master, 1, crypto_secretbox_KEYBYTES);
-        m_hashKey = derive(master, 2, crypto_generichash_KEYBYTES);
-        return true;
-    }
-    if (read)
-        error = QStringLiteral("it is no key");
-    if (!error.isEmpty())
-        qCWarning(servicesLog).noquote()
-            << QStringLiteral("%1 is replaced: %2; what was remembered is lost").arg(file, error);
-    return false;
+    m_sealKey = derive(master, 1, crypto_secretbox_KEYBYTES);
+    m_hashKey = derive(master, 2, crypto_generichash_KEYBYTES);
 }
 
 void Vault::makeKey(const QString &file)
 {
-    const QByteArray name = QFile::encodeName(file);
-    if (::unlink(name.constData()) != 0 && errno != ENOENT) {
-        m_error = systemError();
-        return;
-    }
-    const int descriptor = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0) {
-        m_error = systemError();
-        return;
-    }
     Secret master(KeySize);
     crypto_kdf_keygen(master.data());
-    const bool written = ::write(descriptor, master.data(), KeySize) == KeySize && ::fsync(descriptor) == 0;
-    if (!written)
-        m_error = systemError();
-    ::close(descriptor);
-    m_sealKey = derive(master, 1, crypto_secretbox_KEYBYTES);
-    m_hashKey = derive(master, 2, crypto_generichash_KEYBYTES);
+    m_error = writeNewPrivateFile(file, master.chars(), master.size());
+    if (m_error.isEmpty())
+        useKey(master);
 }
 
 QByteArray Vault::seal(const Secret &plain) const

@@ -9,7 +9,8 @@ namespace tarn::services {
 /// Keeps secrets unreadable on the disk, with a key in a file beside them ("cloud.key", 0600). It guards a copy of the
 /// data alone (a backup, a disk image of one file), not against whoever can read both. Any thread after construction.
 ///
-/// A key file that is missing, broken or open to others is replaced; what was sealed with the old key is lost then.
+/// A key file that is missing, broken or open to others is replaced (the old one is moved aside); what was sealed with
+/// the old key is lost then. One that cannot be read is left alone: error() then, until the services start again.
 class Vault
 {
 public:
@@ -24,16 +25,12 @@ public:
     QByteArray fingerprint(const Secret &secret, const QString &context) const;
 
 private:
-    bool readKey(const QString &file);
+    void useKey(const Secret &master);
     void makeKey(const QString &file);
 
     Secret m_sealKey;
     Secret m_hashKey;
     QString m_error;
 };
-
-/// Reads a file of this user's own that nobody else may read.
-/// @param error receives the reason when there is no result; empty when there is no such file
-std::optional<QByteArray> readPrivateFile(const QString &file, qint64 maxSize, QString *error);
 
 } // namespace tarn::services
