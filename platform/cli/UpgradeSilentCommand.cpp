@@ -34,13 +34,13 @@ int runUpgradeSilent(const QStringList &arguments)
         {{{key::SoftwareName, line.arguments().constFirst()}, {wire::KillRunning, line.isSet(killRunning)}}, {}},
         PatchTimeout);
     const int code = judgeUpgrade(result);
-    if (code != status::Ok)
-        return code;
     const QVariantMap &values = result.output.values;
-    printShown(values);
+    if (code == status::Ok)
+        printShown(values);
     if (values.value(wire::Shown).toBool())
         print(QStringLiteral("state of the window: %1").arg(values.value(key::SilentState).toInt()));
-    print(QStringLiteral("installed: %1").arg(printable(values.value(key::NewVersion).toString())));
+    if (code == status::Ok)
+        print(QStringLiteral("installed: %1").arg(printable(values.value(key::NewVersion).toString())));
     return code;
 }
 

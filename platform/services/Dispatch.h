@@ -38,6 +38,19 @@ inline rpc::CallResult logged(const QString &method, rpc::CallResult result)
     return result;
 }
 
+/// Why an operation of the visualized service has shown nothing, with a log line; empty when it has.
+inline QString whyNotShown(const QString &operation, const rpc::CallResult &result)
+{
+    QString reason;
+    if (!result.arrived())
+        reason = QString::fromStdString(result.error.message);
+    else if (!result.accepted)
+        reason = result.errorText.isEmpty() ? QStringLiteral("the visualized service refused it") : result.errorText;
+    if (!reason.isEmpty())
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(operation, reason);
+    return reason;
+}
+
 /// @param name how the service is called in the answer to a method that it does not have
 template <class Service>
 rpc::CallResult dispatch(Service *service, const HandlerTable<Service> &handlers, const QString &name,

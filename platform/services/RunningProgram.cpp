@@ -3,6 +3,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QThread>
 #include <cerrno>
 #include <csignal>
 #include <functional>
@@ -13,6 +14,25 @@
 
 namespace tarn::services {
 namespace {
+
+constexpr int PollMs = 20;
+
+bool isSameFile(const QByteArray &one, const QByteArray &other)
+{
+    struct stat first = {};
+    struct stat second = {};
+    return ::stat(one.constData(), &first) == 0 && ::stat(other.constData(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+// Whether a process's link "exe" says that it runs what the file was, and not one that is really called so.
+bool hasLost(const QByteArray &exe, const QByteArray &file)
+{
+    const QByteArray said = file + " (deleted)";
+    QByteArray target(said.size() + 1, '\0'); // longer ones show by filling it
+    target.resize(int(qMax<ssize_t>(0, ::readlink(exe.constData(), target.data(), size_t(target.size())))));
+    return target == said && !isSameFile(exe, said);
+}
 
 // Through a descriptor, which stays the process's own when its number is given to another one.
 class Process
@@ -30,20 +50,29 @@ public:
     }
     Q_DISABLE_COPY(Process)
 
-    bool runs(const struct stat &file) const
+    // Also one whose file was replaced or deleted since it began.
+    bool runs(const QByteArray &file) const
     {
         const QByteArray proc = "/proc/" + QByteArray::number(m_pid);
+        const QByteArray exe = proc + "/exe";
         struct stat owner = {};
-        struct stat exe = {};
-        return ::stat(proc.constData(), &owner) == 0 && owner.st_uid == ::geteuid() &&
-               ::stat((proc + "/exe").constData(), &exe) == 0 && exe.st_dev == file.st_dev && exe.st_ino == file.st_ino;
+        if (::stat(proc.constData(), &owner) != 0 || owner.st_uid != ::geteuid())
+            return false;
+        return isSameFile(exe, file) || hasLost(exe, file);
     }
-    bool end(const QDeadlineTimer &deadline) const
+    bool end(const QByteArray &file, const QDeadlineTimer &deadline) const
     {
-        if (m_descriptor < 0 || ::syscall(SYS_pidfd_send_signal, m_descriptor, SIGKILL, nullptr, 0) != 0)
+        const long failed = m_descriptor >= 0 ? ::syscall(SYS_pidfd_send_signal, m_descriptor, SIGKILL, nullptr, 0)
+                                              : ::kill(m_pid, SIGKILL); // where there are no such descriptors
+        if (failed != 0)
             return errno == ESRCH; // it has gone by itself
-        pollfd waiting = {m_descriptor, POLLIN, 0};
-        return ::poll(&waiting, 1, int(deadline.remainingTime())) > 0;
+        if (m_descriptor >= 0) {
+            pollfd waiting = {m_descriptor, POLLIN, 0};
+            return ::poll(&waiting, 1, int(deadline.remainingTime())) > 0;
+        }
+        while (runs(file) && !deadline.hasExpired())
+            QThread::msleep(PollMs);
+        return !runs(file);
     }
     pid_t id() const { return m_pid; }
 
@@ -55,8 +84,7 @@ private:
 // Until one says false.
 void forEachProcess(const QByteArray &file, const std::function<bool(const Process &)> &act)
 {
-    struct stat info = {};
-    if (file.isEmpty() || ::stat(file.constData(), &info) != 0)
+    if (file.isEmpty())
         return;
     const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
     for (const QString &entry : entries) {
@@ -64,7 +92,7 @@ void forEachProcess(const QByteArray &file, const std::function<bool(const Proce
         if (pid <= 0 || pid == ::getpid())
             continue;
         const Process process(pid);
-        if (process.runs(info) && !act(process))
+        if (process.runs(file) && !act(process))
             return;
     }
 }
@@ -94,7 +122,7 @@ QString RunningProgram::end(int timeoutMs) const
                    [&](const Process &process) {
                        qCInfo(servicesLog).noquote()
                            << QStringLiteral("ending process %1: %2").arg(QString::number(process.id()), name);
-                       return process.end(deadline);
+                       return process.end(m_file, deadline);
                    });
     return isRunning() ? QStringLiteral("%1 cannot be ended").arg(name) : QString();
 }

@@ -3,12 +3,12 @@
 
 namespace tarn::services {
 
-/// The processes of the own user that run a certain executable file, whatever their names; a script's is its
-/// interpreter, so that scripts are never found. Any thread.
+/// The processes of the own user that run a certain executable file, or what it was before it was replaced, whatever
+/// their names; a script's is its interpreter, so that scripts are never found. Any thread.
 class RunningProgram
 {
 public:
-    /// @param file absolute path; an empty one is never running
+    /// @param file absolute path without links; an empty one is never running
     explicit RunningProgram(const QString &file);
 
     bool isRunning() const;

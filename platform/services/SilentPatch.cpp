@@ -1,5 +1,5 @@
 #include "SilentPatch.h"
-#include "Log.h"
+#include "Dispatch.h"
 #include "RunningProgram.h"
 #include "UpgradeEngine.h"
 #include "tarn/link/MessageWire.h"
@@ -32,7 +32,10 @@ QString nobodyWaits()
 // The product's own program; empty for one outside of its directory, which others use too.
 QString productProgram(const InstalledSoftware &software)
 {
-    QString file = QFileInfo(software.exePath).canonicalFilePath();
+    const QFileInfo info(software.exePath);
+    const QString file = info.exists()
+                             ? info.canonicalFilePath() // one that was deleted may run all the same
+                             : QFileInfo(info.path()).canonicalFilePath() + QLatin1Char('/') + info.fileName();
     if (file.startsWith(QFileInfo(software.directory).canonicalFilePath() + QLatin1Char('/')))
         return file;
     qCInfo(servicesLog).noquote()
@@ -62,12 +65,15 @@ QString SilentPatch::run(bool killRunning)
     QString error = killRunning ? QString() : makeWay(false);
     if (error.isEmpty())
         error = download();
-    if (!error.isEmpty())
-        return error;
-    error = makeWay(killRunning);
+    if (error.isEmpty())
+        error = makeWay(killRunning);
     if (error.isEmpty())
         error = show();
-    return error.isEmpty() ? install() : abandon(error);
+    if (error.isEmpty())
+        error = install();
+    if (!error.isEmpty())
+        abandon();
+    return error;
 }
 
 QVariantMap SilentPatch::report() const
@@ -77,15 +83,20 @@ QVariantMap SilentPatch::report() const
 
 QString SilentPatch::download()
 {
+    UpgradeTask before;
     UpgradeTask task;
     QString error = m_tools.engine([&](UpgradeEngine &engine) {
-        QString failure = engine.start(m_task); // changes nothing when the product has an active task
+        QString failure = engine.taskOf(m_software.name, &before);
+        if (failure.isEmpty())
+            failure = engine.start(m_task); // changes nothing when the product has an active task
         return failure.isEmpty() ? engine.taskOf(m_software.name, &task) : failure;
     });
     if (!error.isEmpty())
         return error;
     if (!isSame(task, m_task))
         return QStringLiteral("the product has another task: it is being upgraded");
+    m_id = task.id;
+    m_ownsTask = task.id != before.id;
     return awaitEndOf(state::Downloading, &task);
 }
 
@@ -104,6 +115,9 @@ QString SilentPatch::show()
         package = engine.file(m_software.name, m_task.items.constFirst());
         return QString();
     });
+    m_showError = whyNotShown(operation(), query()); // takes what an earlier installation has left
+    if (!m_showError.isEmpty())
+        return {};
     const rpc::CallResult result =
         m_tools.present(operation(), {{{key::SoftwareName, m_software.name},
                                        {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
@@ -111,21 +125,36 @@ QString SilentPatch::show()
                                        {key::InstallDir, m_software.directory},
                                        {key::Restart, false}},
                                       {}});
-    m_shown = result.arrived() && result.accepted;
+    m_showError = whyNotShown(operation(), result);
+    m_shown = m_showError.isEmpty();
     if (!m_shown)
-        m_showError = result.arrived() ? QStringLiteral("the visualized service refused it")
-                                       : QString::fromStdString(result.error.message);
+        return {};
+    keepState(result);
+    return awaitJudgement(package);
+}
+
+// What the visualized service finds wrong with the package, empty when it is silent.
+QString SilentPatch::awaitJudgement(const QString &package)
+{
     QElapsedTimer sinceShown;
     sinceShown.start();
-    while (m_shown && sinceShown.elapsed() < SettleTime) {
-        if (m_tools.isCancelled())
-            return nobodyWaits();
-        askState();
+    while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
         if (m_state == SilentFailed)
             return QStringLiteral("the visualized service finds no such package: %1").arg(package);
+        if (m_tools.isCancelled())
+            return nobodyWaits();
         m_tools.waitForChange();
+        askState();
     }
     return {};
+}
+
+// The window with the tasks may have installed it meanwhile: its package is gone then, which is no failure.
+bool SilentPatch::hasBegun()
+{
+    UpgradeTask task;
+    m_tools.engine([&](UpgradeEngine &engine) { return engine.taskOf(m_software.name, &task); });
+    return task.id == m_id && (task.state == state::Installing || task.state == state::Installed);
 }
 
 QString SilentPatch::install()
@@ -133,21 +162,29 @@ QString SilentPatch::install()
     UpgradeTask task;
     QString error = m_tools.engine([&](UpgradeEngine &engine) {
         const QString failure = engine.taskOf(m_software.name, &task);
-        const bool waits = task.state == state::Downloaded; // the window with the tasks may have begun it
+        const bool waits = task.id == m_id && task.state == state::Downloaded; // else it has begun, or is another's
         return failure.isEmpty() && waits ? engine.install(m_software.name) : failure;
     });
     if (error.isEmpty())
         error = awaitEndOf(state::Installing, &task);
+    if (error.isEmpty() && task.state != state::Installed)
+        error = QStringLiteral("it was not installed: its task has state %1").arg(task.state);
     askState(); // an end that nobody asks for would be the first answer during the next installation
     return error;
 }
 
-// The reason, with the task gone.
-QString SilentPatch::abandon(const QString &reason)
+// Stops the task, unless somebody else has begun it or it is being installed: that ends by itself.
+void SilentPatch::abandon()
 {
-    bool known = false;
-    m_tools.engine([&](UpgradeEngine &engine) { return engine.stop(m_software.name, &known); });
-    return reason;
+    if (!m_ownsTask)
+        return;
+    m_tools.engine([&](UpgradeEngine &engine) {
+        UpgradeTask task;
+        bool known = false;
+        const QString error = engine.taskOf(m_software.name, &task);
+        const bool stops = error.isEmpty() && task.id == m_id && task.state != state::Installing;
+        return stops ? engine.stop(m_software.name, &known) : error;
+    });
 }
 
 // What ended it badly, empty when all is well.
@@ -157,6 +194,8 @@ QString SilentPatch::awaitEndOf(int state, UpgradeTask *task)
         QString error = m_tools.engine([&](UpgradeEngine &engine) { return engine.taskOf(m_software.name, task); });
         if (!error.isEmpty())
             return error;
+        if (task->id != m_id)
+            return QStringLiteral("the task was replaced by another one");
         if (task->state == state::Cancelled)
             return QStringLiteral("it was cancelled");
         if (task->state == state::DownloadFailed || task->state == state::InstallFailed)
@@ -169,14 +208,21 @@ QString SilentPatch::awaitEndOf(int state, UpgradeTask *task)
     return nobodyWaits();
 }
 
-// An end is told once, so that it is kept. It does not decide about an installation that has begun: the installer
-// judges the package itself.
+rpc::CallResult SilentPatch::query() const
+{
+    return m_tools.present(operation(), {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
+}
+
 void SilentPatch::askState()
 {
-    if (!m_shown)
-        return;
-    const rpc::CallResult result =
-        m_tools.present(operation(), {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
+    if (m_shown)
+        keepState(query());
+}
+
+// An end is told once, so that it is kept. It does not decide about an installation that has begun: the installer
+// judges the package itself.
+void SilentPatch::keepState(const rpc::CallResult &result)
+{
     if (result.arrived() && result.accepted && m_state != SilentFailed)
         m_state = result.output.values.value(key::SilentState).toInt();
 }

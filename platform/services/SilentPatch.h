@@ -35,13 +35,19 @@ private:
     QString makeWay(bool killRunning);
     QString show();
     QString install();
-    QString abandon(const QString &reason);
+    void abandon();
+    QString awaitJudgement(const QString &package);
     QString awaitEndOf(int state, UpgradeTask *task);
+    bool hasBegun();
+    rpc::CallResult query() const;
     void askState();
+    void keepState(const rpc::CallResult &result);
 
     const Tools m_tools;
     const InstalledSoftware m_software;
     const UpgradeTask m_task;
+    qint64 m_id = 0;         ///< of the task that is followed
+    bool m_ownsTask = false; ///< begun here, not joined
     bool m_shown = false;
     QString m_showError;
     int m_state = 0; ///< 0: never asked

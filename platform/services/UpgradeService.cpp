@@ -175,13 +175,7 @@ QString UpgradeService::findUpdates(bool withIgnored, QVariantList *records)
 void UpgradeService::present(const QString &operation, const QVariantList &records, QVariantMap *answer)
 {
     const CallResult shown = m_presenter(operation, {{}, records});
-    QString reason;
-    if (!shown.arrived())
-        reason = QString::fromStdString(shown.error.message);
-    else if (!shown.accepted)
-        reason = shown.errorText.isEmpty() ? QStringLiteral("the visualized service refused it") : shown.errorText;
-    if (!reason.isEmpty())
-        qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(operation, reason);
+    const QString reason = whyNotShown(operation, shown);
     answer->insert(wire::Shown, reason.isEmpty());
     answer->insert(wire::ShowError, reason);
 }
@@ -304,7 +298,9 @@ CallResult UpgradeService::patchSilently(const Bag &input, const rpc::ICallConte
     error = patch.run(input.values.value(wire::KillRunning).toBool());
     QVariantMap values = patch.report();
     values.insert(key::NewVersion, task.items.constFirst().version);
-    return answer(error, {values, {}});
+    CallResult result = answer(error);
+    result.output.values = values; // a refusal tells as well how far it has come
+    return result;
 }
 
 // For the patch of the installed version, whether or not it is ignored or there is a new version as well.

@@ -176,7 +176,7 @@ QString UpgradeStore::readTasks(const QString &product, QList<UpgradeTask> *list
     if (!error.isEmpty())
         return error;
     QSqlQuery query = m_db.query();
-    query.prepare(QStringLiteral("SELECT product, state, error, current_version, exe, sections FROM tasks "
+    query.prepare(QStringLiteral("SELECT product, state, error, current_version, exe, sections, seq FROM tasks "
                                  "WHERE :product = '' OR product = :product ORDER BY seq"));
     query.bindValue(QStringLiteral(":product"), text(product));
     QString failure = m_db.run(query);
@@ -188,6 +188,7 @@ QString UpgradeStore::readTasks(const QString &product, QList<UpgradeTask> *list
         task.currentVersion = query.value(3).toString();
         task.exePath = query.value(4).toString();
         task.sections = QJsonDocument::fromJson(query.value(5).toString().toUtf8()).object().toVariantMap();
+        task.id = query.value(6).toLongLong();
         failure = readItems(&task);
         *list << task;
     }

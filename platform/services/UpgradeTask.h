@@ -19,6 +19,7 @@ struct UpgradeItem
 /// The download and installation of what a user chose for one product.
 struct UpgradeTask
 {
+    qint64 id = 0; ///< the store's, never given twice; 0 for a task that is not stored
     QString product;
     int state = 0; ///< UpgradeKeys.h, namespace state
     QString error;

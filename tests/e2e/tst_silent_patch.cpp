@@ -16,6 +16,7 @@ private slots:
 
 private:
     QString silent(const QStringList &arguments, int expected); // what tarnctl says
+    int stateOf(const QString &request);
     int query();
     QString in(const QString &name) const { return m_session.path("bin/apps/bluestone/" + name); }
     QByteArray description() const { return packages::readFile(in("installation.ini")); }
@@ -37,19 +38,23 @@ QString TestSilentPatch::silent(const QStringList &arguments, int expected)
     return result.exitCode == expected ? said : QStringLiteral("%1 %2").arg(result.exitCode).arg(said);
 }
 
+int TestSilentPatch::stateOf(const QString &request)
+{
+    const QJsonObject answer = m_session.tarnctl({"call", "showSilentPatchInstallDialog", request}).json().toObject();
+    return answer.value("values").toObject().value("静默补丁安装状态").toInt();
+}
+
 int TestSilentPatch::query()
 {
-    const QString json = "{\"软件名称\":\"" + m_product + "\",\"是否静默补丁安装状态获取\":true}";
-    const QJsonObject answer = m_session.tarnctl({"call", "showSilentPatchInstallDialog", json}).json().toObject();
-    return answer.value("values").toObject().value("静默补丁安装状态").toInt();
+    return stateOf("{\"软件名称\":\"" + m_product + "\",\"是否静默补丁安装状态获取\":true}");
 }
 
 void TestSilentPatch::failuresAreToldOnce()
 {
     const QString json = "{\"软件名称\":\"" + m_product + "\",\"升级文件在本地的路径\":\"/no/such.package\"}";
     QCOMPARE(query(), 1);
-    QCOMPARE(m_session.tarnctl({"call", "showSilentPatchInstallDialog", json}).exitCode, 0);
-    QVERIFY(QTest::qWaitFor([&] { return query() == 99; }, 20000)); // an answer that must not be asked for twice
+    const int told = stateOf(json);                                               // by the show itself, if it is quick
+    QVERIFY(told == 99 || QTest::qWaitFor([&] { return query() == 99; }, 20000)); // must not be asked for twice
     QCOMPARE(query(), 1);
 }
 

@@ -37,9 +37,12 @@ private slots:
     void refusals();
     void failuresOfTheWindow();
     void otherTasksAreLeftAlone();
+    void tasksThatChangeMeanwhile();
     void programsOutsideAreNotTheProducts();
 
 private:
+    int stateOfTask();
+    CallResult invoke(const QString &method, const QVariantMap &further = {});
     CallResult present(const Bag &bag);
     void offer(const QByteArray &package, const QByteArray &further = {});
     CallResult patch(const Context &context = {}, bool killRunning = false);
@@ -82,7 +85,7 @@ CallResult TestSilentPatch::present(const Bag &bag)
     if (!query)
         m_shown.last().insert("package", packages::readFile(bag.values.value(key::LocalFile).toString()));
     result.accepted = true;
-    result.output.values.insert(key::SilentState, query ? m_state() : 99); // at first what an earlier one has left
+    result.output.values.insert(key::SilentState, m_state());
     return result;
 }
 
@@ -103,6 +106,20 @@ CallResult TestSilentPatch::patch(const Context &context, bool killRunning)
     return m_service->invoke(wire::method::PatchSilently, bag, context);
 }
 
+CallResult TestSilentPatch::invoke(const QString &method, const QVariantMap &further)
+{
+    QVariantMap values{{key::SoftwareName, Product}};
+    for (auto it = further.cbegin(); it != further.cend(); ++it)
+        values.insert(it.key(), it.value());
+    return m_service->invoke(method, {values, {}}, Context());
+}
+
+int TestSilentPatch::stateOfTask()
+{
+    const QVariantList tasks = invoke("QueryTaskInfos").output.values.value(key::TaskInfoList).toList();
+    return tasks.value(0).toMap().value(key::Status).toInt();
+}
+
 QString TestSilentPatch::patchVersion() const
 {
     return services::readInstalledSoftware(m_directory->filePath("apps")).value(0).patchVersion;
@@ -110,6 +127,7 @@ QString TestSilentPatch::patchVersion() const
 
 void TestSilentPatch::downloadsShowsInstallsAndFollows()
 {
+    m_state = [this] { return m_shown.isEmpty() ? 99 : 1; }; // at first what an earlier one has left
     const CallResult result = patch();
     QVERIFY2(result.accepted, qPrintable(result.errorText));
     const QVariantMap expected{
@@ -154,8 +172,14 @@ void TestSilentPatch::refusals()
 
 void TestSilentPatch::failuresOfTheWindow()
 {
-    m_state = [this] { return m_queries == 2 ? 99 : 1; };
-    QVERIFY(patch().errorText.contains("no such package"));
+    for (const int failing : {1, 2}) { // told by the show itself, or when asked after it
+        init();
+        m_state = [&] { return m_queries == failing && m_shown.size() == 1 ? 99 : 1; };
+        const CallResult failed = patch();
+        QVERIFY(failed.errorText.contains("no such package"));
+        QCOMPARE(failed.output.values.value(key::SilentState), QVariant(99));
+        QCOMPARE(stateOfTask(), int(upgrade::state::Cancelled));
+    }
     Context context;
     context.gone = [this] { return m_shown.size() == 2; };
     QVERIFY(!patch(context).accepted); // the caller goes
@@ -172,6 +196,43 @@ void TestSilentPatch::otherTasksAreLeftAlone()
     const QVariantMap release{{key::SoftwareName, Product}, {key::Software, QVariantMap{{key::NewVersion, "2.0"}}}};
     QVERIFY(m_service->invoke("StartDownload", {release, {}}, Context()).accepted);
     QVERIFY(patch().errorText.contains("another task"));
+
+    // One with the same patch is joined, but not stopped when the caller goes.
+    init();
+    const QVariantMap wanted{{key::Patch, QVariantMap{{key::NewVersion, "1.9.5"}}}};
+    QVERIFY(invoke("StartDownload", wanted).accepted);
+    Context context;
+    context.gone = [this] { return !m_shown.isEmpty(); };
+    QVERIFY(!patch(context).accepted);
+    QCOMPARE(stateOfTask(), int(upgrade::state::Downloaded));
+}
+
+// By others, while the window judges the package.
+void TestSilentPatch::tasksThatChangeMeanwhile()
+{
+    bool done = false;
+    const auto once = [&](const std::function<void()> &change) {
+        init();
+        done = false;
+        m_state = [this, &done, change] {
+            if (!m_shown.isEmpty() && !std::exchange(done, true)) {
+                change();
+                return 99;
+            }
+            return 1;
+        };
+    };
+    once([this] { QVERIFY(invoke("InstallSoftware", {{key::WaitForFinished, true}}).accepted); });
+    QVERIFY(patch().accepted); // the package that the window does not find is installed
+    QCOMPARE(patchVersion(), QString("1.9.5"));
+
+    const QVariantMap wanted{{key::Patch, QVariantMap{{key::NewVersion, "1.9.5"}}}};
+    once([&] {
+        QVERIFY(invoke("StopUpgrade").accepted && invoke("StartDownload", wanted).accepted);
+        m_state = [] { return 1; };
+    });
+    QVERIFY(!patch().accepted && patchVersion() == "1.0.1");
+    QTRY_COMPARE(stateOfTask(), int(upgrade::state::Downloaded)); // the other's
 }
 
 void TestSilentPatch::programsOutsideAreNotTheProducts()

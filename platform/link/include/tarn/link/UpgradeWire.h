@@ -18,7 +18,7 @@ inline const QString ForgetIgnores = QStringLiteral("ForgetIgnores");
 /// Downloads the patch of a product's installed version, has the visualized service show its silent installation and
 /// installs it; answers when that is over. Input: "软件名称", KillRunning (bool: ends the product's program, which is
 /// refused otherwise while it runs). Output: "升级版本", Shown, ShowError, "静默补丁安装状态" (int, the last answer of
-/// the visualized service, 0 when it could not be asked).
+/// the visualized service, 0 when it could not be asked); a refusal has them too, once the patch is known.
 inline const QString PatchSilently = QStringLiteral("PatchSilently");
 } // namespace method
 
