@@ -76,7 +76,10 @@ int CVisualizedManager::getSilentPatchInstallState(const QString &softName)
 void CVisualizedManager::setSilentPatchInstallState(const QString &softName, int state)
 {
     const QMutexLocker locker(&m_silentStateLock);
-    m_silentStates.insert(softName, state);
+    if (state == StateInstalling)
+        m_silentStates.remove(softName); // what an unknown name answers, so that nothing is kept for it
+    else
+        m_silentStates.insert(softName, state);
 }
 
 void CVisualizedManager::CloseNotifyWnd()

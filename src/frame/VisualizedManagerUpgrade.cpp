@@ -180,6 +180,10 @@ void CVisualizedManager::showSilentPatchInstallDialog(QEvent *e)
     auto *dialog = new CInstallSilentPatchDlg(data->inputArgs, this, nullptr);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->InitDialog();
+    if (!dialog->isVisible()) { // it has closed already, before it was to be deleted by that
+        delete dialog;
+        return;
+    }
     m_silentDlgs.insert(softName, dialog);
     keepTrack(dialog);
 }

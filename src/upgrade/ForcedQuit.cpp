@@ -1,5 +1,7 @@
 #include "upgrade/ForcedQuit.h"
 #include "frame/Log.h"
+#include "widgets/MessageText.h"
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QEventLoop>
@@ -27,7 +29,8 @@ bool isPlainName(const QString &name)
 {
     const bool hasForeign = std::any_of(name.cbegin(), name.cend(),
                                         [](QChar c) { return c.isNull() || QStringLiteral("/\\*?").contains(c); });
-    return !name.isEmpty() && !hasForeign && name != QLatin1String(".") && name != QLatin1String("..");
+    return !name.isEmpty() && name.toUtf8().size() <= NAME_MAX && !hasForeign && name != QLatin1String(".") &&
+           name != QLatin1String("..");
 }
 
 QByteArray procPath(pid_t pid, const char *entry = "")
@@ -145,7 +148,7 @@ void killAll(const QString &exeName, int timeoutMs)
     poll.start(PollMs);
     if (!haveEnded(processes))
         loop.exec();
-    if (!haveEnded(processes))
+    if (!haveEnded(processes) && deadline.hasExpired()) // else the host quits
         VT_LOG(warning) << QStringLiteral("等待软件进程退出超时：%1").arg(exeName);
 }
 
@@ -153,23 +156,27 @@ void runTaskkill(const QString &program, const QString &exeName, int timeoutMs)
 {
     VT_LOG(info) << QStringLiteral("执行taskkill强制退出软件进程：%1").arg(exeName);
     QEventLoop loop;
-    QProcess taskkill;
-    QObject::connect(&taskkill, &QProcess::stateChanged, &loop, [&](QProcess::ProcessState state) {
+    auto *taskkill = new QProcess(QCoreApplication::instance()); // goes on by itself when it takes too long
+    QObject::connect(taskkill, &QProcess::stateChanged, &loop, [&](QProcess::ProcessState state) {
         if (state == QProcess::NotRunning)
             loop.quit();
     });
-    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
-    taskkill.setStandardInputFile(QProcess::nullDevice());
-    taskkill.setStandardOutputFile(QProcess::nullDevice());
-    taskkill.setStandardErrorFile(QProcess::nullDevice());
-    taskkill.start(program, {QStringLiteral("/f"), QStringLiteral("/im"), exeName});
-    if (taskkill.state() != QProcess::NotRunning)
+    taskkill->setStandardInputFile(QProcess::nullDevice());
+    taskkill->setStandardOutputFile(QProcess::nullDevice());
+    taskkill->setStandardErrorFile(QProcess::nullDevice());
+    taskkill->start(program, {QStringLiteral("/f"), QStringLiteral("/im"), exeName});
+    const QDeadlineTimer deadline(timeoutMs);
+    QTimer::singleShot(timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    if (taskkill->state() != QProcess::NotRunning)
         loop.exec();
-    if (taskkill.state() == QProcess::NotRunning)
-        return;
-    VT_LOG(warning) << QStringLiteral("等待taskkill结束超时：%1").arg(exeName);
-    taskkill.kill();
-    taskkill.waitForFinished(1000);
+    if (taskkill->error() == QProcess::FailedToStart)
+        VT_LOG(warning) << QStringLiteral("taskkill无法启动：%1").arg(taskkill->errorString());
+    else if (taskkill->state() != QProcess::NotRunning && deadline.hasExpired())
+        VT_LOG(warning) << QStringLiteral("等待taskkill结束超时：%1").arg(exeName);
+    QObject::connect(taskkill, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), taskkill,
+                     &QObject::deleteLater);
+    if (taskkill->state() == QProcess::NotRunning)
+        taskkill->deleteLater();
 }
 
 } // namespace
@@ -177,7 +184,7 @@ void runTaskkill(const QString &program, const QString &exeName, int timeoutMs)
 void endProgram(const QString &exeName, int timeoutMs)
 {
     if (!isPlainName(exeName)) {
-        VT_LOG(warning) << QStringLiteral("不强制退出软件进程，程序名称无效：“%1”").arg(exeName);
+        VT_LOG(warning) << QStringLiteral("不强制退出软件进程，程序名称无效：“%1”").arg(messagetext::brief(exeName));
         return;
     }
     const QString program = QStandardPaths::findExecutable(QStringLiteral("taskkill"));

@@ -8,6 +8,7 @@
 #include "upgrade/SilentInstallThread.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
+#include "widgets/MessageText.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/Toolkit.h"
 #include <QBoxLayout>
@@ -107,11 +108,13 @@ void CInstallSilentPatchDlg::InitDialog()
 
 void CInstallSilentPatchDlg::fillPanel(QWidget *panel)
 {
-    auto *text = new ElideLabel(m_softName + QStringLiteral("正在安装更新，请稍候..."), panel);
+    const QString sentence = QStringLiteral("正在安装更新，请稍候...");
+    auto *text = new ElideLabel(messagetext::brief(m_softName) + sentence, panel);
     text->setObjectName(QStringLiteral("progressText"));
     text->setFont(look::yaHei(12, QFont::Normal, this));
     text->setStyleSheet(textSheet());
     text->setMaximumLines(2);
+    text->setKeptEnd(sentence);
 
     auto *animation = new QLabel(panel);
     animation->setObjectName(QStringLiteral("progressAnimation"));
@@ -139,10 +142,10 @@ void CInstallSilentPatchDlg::StartInstall()
         close();
         return;
     }
+    if (!m_workers.isEmpty())
+        m_workers.constLast()->wait(); // the request is for one thread at a time, and so is the state
     if (m_manager)
         m_manager->setSilentPatchInstallState(m_softName, StateInstalling);
-    if (!m_workers.isEmpty())
-        m_workers.constLast()->wait(); // the request is for one thread at a time
     const auto worker = QSharedPointer<CSilentInstallThread>::create(m_param, m_manager);
     connect(worker.data(), &CSilentInstallThread::checkExeTimeOut, this, &CInstallSilentPatchDlg::OnTimeOut);
     connect(worker.data(), &CSilentInstallThread::installFinished, this, &CInstallSilentPatchDlg::close);
@@ -153,7 +156,7 @@ void CInstallSilentPatchDlg::StartInstall()
     VT_LOG(critical) << QStringLiteral("静默补丁安装线程启动失败");
     if (m_manager)
         m_manager->setSilentPatchInstallState(m_softName, StateFailed);
-    close();
+    QMetaObject::invokeMethod(this, &CInstallSilentPatchDlg::close, Qt::QueuedConnection); // not while it is made
 }
 
 void CInstallSilentPatchDlg::OnTimeOut()
@@ -176,7 +179,7 @@ void CInstallSilentPatchDlg::OnTimeOut()
 bool CInstallSilentPatchDlg::askToForceQuit()
 {
     const QString text =
-        QStringLiteral("检测到软件进程“") + m_softName +
+        QStringLiteral("检测到软件进程“") + messagetext::literal(messagetext::brief(m_softName)) +
         QStringLiteral("”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
     return CQuestionMessageBox(QStringLiteral("提示"), text, this, QStringLiteral("立即升级"),
                                QStringLiteral("重试")) == 1;

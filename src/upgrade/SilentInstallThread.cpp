@@ -3,6 +3,7 @@
 #include "frame/VisualizedManager.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/upgrade/UpgradeKeys.h"
+#include "widgets/MessageText.h"
 #include <QFile>
 #include <QFileInfo>
 #include <utility>
@@ -57,7 +58,8 @@ QString CSilentInstallThread::judge()
     const bool restart = m_param->GetValue(key::Restart).toBool();
     VT_LOG(debug) << QStringLiteral(
                          "静默补丁安装：软件名称：%1，软件注册表路径：%2，补丁包：%3，软件路径：%4，重启：%5")
-                         .arg(name, settingsPath, patch, directory,
+                         .arg(messagetext::brief(name), messagetext::brief(settingsPath), messagetext::brief(patch),
+                              messagetext::brief(directory),
                               restart ? QStringLiteral("true") : QStringLiteral("false"));
     if (name.isEmpty()) {
         m_manager->setSilentPatchInstallState(name, StateFailed);

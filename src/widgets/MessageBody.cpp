@@ -101,6 +101,7 @@ QString sheet(const QWidget *box)
 {
     return look::titleBand(QString::fromLatin1(look::BandGrey)) + look::greyButton() + look::blueButton() +
            QStringLiteral("#messageArea,#messageArea>QWidget>QWidget{border:none;background-color:transparent;}"
+                          "#messageIcon,#buttonBand,#titleLogo,#titleText{border:none;background-color:transparent;}"
                           "#messageText{color:#454D5A;}"
                           "#messageText:focus,#messageArea:focus{border:1px dotted #379AF5;}") +
            look::thinScrollBars(QStringLiteral("#messageArea"), ScrollBarWidth, QStringLiteral("white"),

@@ -134,6 +134,20 @@ Shown shown(const QString &text)
     return result;
 }
 
+QString brief(const QString &text)
+{
+    constexpr int MaxBrief = 1000;
+    return text.size() > MaxBrief ? text.left(MaxBrief) + QChar(0x2026) : text;
+}
+
+QString literal(const QString &words)
+{
+    QString result = words; // not escaped: a text without any other markup stays plain
+    for (const char begin : {'<', '&'})
+        result.replace(QLatin1Char(begin), QLatin1Char(begin) + QString(BreakHere));
+    return result;
+}
+
 QString spoken(const QString &text)
 {
     const Shown part = shown(text);

@@ -20,6 +20,12 @@ struct Shown
 };
 Shown shown(const QString &text);
 
+/// A text of any length from outside, as far as it is shown or logged: 1000 characters.
+QString brief(const QString &text);
+
+/// Words from outside, such as a name, to be put into a text: shown as they stand, even if they look like markup.
+QString literal(const QString &words);
+
 /// The words alone, for screen readers.
 QString spoken(const QString &text);
 

@@ -30,10 +30,12 @@ GALLERY_SCENE(silent, ProgressLongName, "The same for a product with a long name
 
 GALLERY_SCENE(silent, RunningQuestion, "The product still runs.")
 {
+    QWidget *dialog = progress(QStringLiteral("云杉绘图"));
     auto *box = new QuestionMessageBox(QStringLiteral("提示"),
                                        QStringLiteral("检测到软件进程“云杉绘图”仍在运行，您可点击“重试”等待程序退出，"
                                                       "或选择“立即升级”强制退出软件并立即升级。"),
-                                       nullptr);
+                                       dialog);
+    QObject::connect(box, &QObject::destroyed, dialog, &QObject::deleteLater);
     box->SetButtonText(QStringLiteral("立即升级"), QStringLiteral("重试"));
     return box;
 }

@@ -101,6 +101,8 @@ void tst_silent_dialog::looks()
         const auto *shown = hostile.findChild<QLabel *>("progressText");
         QVERIFY(hostile.size() == QSize(400, 60) && shown->textFormat() == Qt::PlainText);
         QVERIFY(shown->text().startsWith(name.at(0)) && shown->text().count('\n') <= 1);
+        QVERIFY(shown->text().remove('\n').endsWith("正在安装更新，请稍候..."));
+        QVERIFY(shown->toolTip().size() < 1500 && shown->accessibleName().size() < 1500);
     }
 }
 
@@ -135,11 +137,15 @@ void tst_silent_dialog::retries()
 {
     const LongWork longWork;
     const LogCatcher log;
-    CInstallSilentPatchDlg dialog(request("云杉绘图"), manager(), nullptr);
-    manager()->setSilentPatchInstallState("云杉绘图", 99);
+    const QString name("<a href=\"https://x\">&lt;</a>");
+    CInstallSilentPatchDlg dialog(request(name), manager(), nullptr);
+    manager()->setSilentPatchInstallState(name, 99);
     BoxScript boxes({[&](QDialog *box) {
                          QVERIFY(box->windowTitle() == "提示" && box->isModal());
-                         dialog.OnTimeOut(); // one question at a time
+                         QCOMPARE(box->findChild<QLabel *>("messageText")->textFormat(), Qt::PlainText);
+                         const QColor ground = box->grab().toImage().pixelColor(5, box->height() - 5);
+                         QCOMPARE(ground, QColor(Qt::white)); // not the dialog's, by its sheet
+                         dialog.OnTimeOut();                  // one question at a time
                          BoxScript::press(box, "重试");
                      },
                      [](QDialog *box) { box->reject(); }, // is the same
@@ -149,13 +155,14 @@ void tst_silent_dialog::retries()
                      }});
     dialog.OnTimeOut();
     QTRY_COMPARE(silent::workers(log), 2);
-    QCOMPARE(query("云杉绘图"), 1);
+    QCOMPARE(query(name), 1);
     dialog.OnTimeOut();
     QTRY_COMPARE(silent::workers(log), 3);
     dialog.OnTimeOut();
     QVERIFY(boxes.isDone() && silent::workers(log) == 3);
-    QCOMPARE(boxes.texts.first(), QString("检测到软件进程“云杉绘图”仍在运行，您可点击“重试”等待程序退出，"
-                                          "或选择“立即升级”强制退出软件并立即升级。"));
+    QCOMPARE(boxes.texts.first().remove(QChar(0x200B)), // where lines may break
+             "检测到软件进程“" + name +
+                 "”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
 }
 
 void tst_silent_dialog::deathsUnderTheQuestion()
@@ -239,25 +246,39 @@ void tst_silent_dialog::showAndFinishInRow()
     }
 }
 
-// Calls of chance from several threads at once, each with a name of its own, whose answers are certain. Without a lock
-// of the test's, for the thread sanitizer.
+// Calls of chance from several threads at once: with a name of each thread's own, whose answers are certain, and with one
+// that all of them share, where no end may be told more often than it was set. Without a lock of the test's, for the
+// thread sanitizer.
 void tst_silent_dialog::statesFollowTheModel()
 {
     const quint32 seed = QRandomGenerator::global()->generate();
-    std::atomic<int> running{4};
-    std::atomic<int> wrong{0};
+    const QString shared("共");
+    std::atomic<int> running{4}, wrong{0}, setEnds{0}, toldEnds{0};
+    const auto show = [&](const QString &name, bool fails) {
+        constexpr int Untold = 5; // stays until the dialog begins
+        manager()->setSilentPatchInstallState(name, Untold);
+        const QVariantMap good{{"软件名称", name}, {"升级文件在本地的路径", qApp->applicationFilePath()}};
+        int told = ask(fails ? QVariantMap{{"软件名称", name}, {"升级文件在本地的路径", "/none"}} : good);
+        while (told != (fails ? 99 : 1)) {
+            std::this_thread::yield();
+            told = query(name);
+        }
+    };
     const auto callByChance = [&](quint32 thread) {
         QRandomGenerator random(seed + thread);
         const QString name(int(thread) + 1, QChar(0x7532));
         int model = 1; // what the next query answers
         for (int i = 0; i < 2000; ++i) {
             const quint32 call = random.bounded(100);
-            if (call == 0) { // a dialog, until it has failed
-                wrong += ask({{"软件名称", name}, {"升级文件在本地的路径", "/none"}}) == 0;
-                while (query(name) != 99)
-                    std::this_thread::yield();
+            if (call < 2) {
+                show(name, call == 0);
                 model = 1;
-            } else if (call < 50) {
+            } else if (call < 10) {
+                ++setEnds;
+                manager()->setSilentPatchInstallState(shared, 99);
+            } else if (call < 20) {
+                toldEnds += query(shared) == 99;
+            } else if (call < 60) {
                 model = QList<int>{1, 2, 99}.at(random.bounded(3));
                 manager()->setSilentPatchInstallState(name, model);
             } else {
@@ -274,6 +295,7 @@ void tst_silent_dialog::statesFollowTheModel()
     for (std::thread &thread : threads)
         thread.join();
     QVERIFY2(wrong == 0, qPrintable(QStringLiteral("%1 wrong, seed %2").arg(wrong.load()).arg(seed)));
+    QVERIFY(toldEnds > 0 && toldEnds <= setEnds);
 }
 
 QTEST_MAIN(tst_silent_dialog)

@@ -5,9 +5,11 @@
 #include "upgrade/BoxScript.h"
 #include "upgrade/ForcedQuit.h"
 #include "upgrade/SilentRequests.h"
+#include "widgets/MessageText.h"
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <csignal>
 #include <sys/stat.h>
 
 class tst_silent_forced_quit : public QObject
@@ -48,21 +50,25 @@ void tst_silent_forced_quit::endsTheProgramAndNothingElse()
     if (::geteuid() == 0)
         foreign = std::make_unique<SampleProgram>(in(name), Nobody);
     forcedquit::endProgram(name, 30000);
-    QVERIFY(!wanted.isAlive() && !twin.isAlive() && longer.isAlive() && other.isAlive());
+    QTRY_VERIFY(!wanted.isAlive() && !twin.isAlive());
+    QVERIFY(longer.isAlive() && other.isAlive());
     QVERIFY(!foreign || foreign->isAlive());
     forcedquit::endProgram("replaced", 30000);
-    QVERIFY(!replaced.isAlive() && literal.isAlive());
+    QTRY_VERIFY(!replaced.isAlive());
+    QVERIFY(literal.isAlive());
     forcedquit::endProgram(QFileInfo(QCoreApplication::applicationFilePath()).fileName(), 30000); // spares itself
 }
 
 void tst_silent_forced_quit::namesThatEndNothing()
 {
     addTaskkill("#!/bin/sh\necho \"$@\" >" + in("said").toUtf8() + "\n");
-    for (const QString &name : {QString(), QString("bin/sample-program"), QString(".."), QString("."),
-                                QString("bin\\sample-program"), QString("*"), QString("sample-program") + QChar(0)}) {
+    for (const QString &name :
+         {QString(), QString("bin/sample-program"), QString(".."), QString("."), QString("bin\\sample-program"),
+          QString("*"), QString("sample-program") + QChar(0), QString(5000, 'x')}) {
         const LogCatcher log;
         forcedquit::endProgram(name, 30000);
-        QCOMPARE(log.texts(QtWarningMsg), QStringList("不强制退出软件进程，程序名称无效：“" + name + "”"));
+        QCOMPARE(log.texts(QtWarningMsg),
+                 QStringList("不强制退出软件进程，程序名称无效：“" + messagetext::brief(name) + "”"));
     }
     QVERIFY(!QFile::exists(in("said")));
 }
@@ -89,7 +95,8 @@ void tst_silent_forced_quit::upgradesNow()
         QVERIFY(boxes.isDone() && dialog.isVisible());
         QTRY_COMPARE(silent::workers(log), 2);
     }
-    QVERIFY(!program.isAlive() && other.isAlive());
+    QTRY_VERIFY(!program.isAlive());
+    QVERIFY(other.isAlive());
 }
 
 void tst_silent_forced_quit::addTaskkill(const QByteArray &script) const
@@ -104,18 +111,24 @@ void tst_silent_forced_quit::taskkill()
     addTaskkill("#!/bin/sh\nfor word; do echo \"<$word>\"; done >" + in("said").toUtf8() + "\n");
     forcedquit::endProgram("sample program", 30000);
     QCOMPARE(packages::readFile(in("said")), QByteArray("</f>\n</im>\n<sample program>\n"));
-    addTaskkill("#!/bin/sh\nexec sleep 600\n");
+    addTaskkill("#!/bin/sh\necho $$ >" + in("pid").toUtf8() + "\nexec sleep 600\n");
     int ticks = 0;
     QTimer alive;
     connect(&alive, &QTimer::timeout, this, [&] { ++ticks; });
     alive.start(10);
     QElapsedTimer timer;
     timer.start();
-    forcedquit::endProgram("sample-program", 300);
-    QVERIFY(timer.elapsed() >= 300 && ticks > 3); // windows stay alive meanwhile
-    addTaskkill("not a program");
+    const LogCatcher log;
+    forcedquit::endProgram("sample-program", 1000);
+    QVERIFY(timer.elapsed() >= 1000 && ticks > 3); // windows stay alive meanwhile
+    const pid_t slow = packages::readFile(in("pid")).trimmed().toInt();
+    QVERIFY(slow > 0 && ::kill(slow, SIGKILL) == 0); // it went on
+    addTaskkill("#!/no/such/interpreter\n");
     forcedquit::endProgram("sample-program", 30000);
     QVERIFY(timer.elapsed() < 20000);
+    const QStringList warnings = log.texts(QtWarningMsg);
+    QVERIFY(warnings.size() == 2 && warnings.first().startsWith("等待taskkill结束超时"));
+    QVERIFY(warnings.last().startsWith("taskkill无法启动"));
 }
 
 QTEST_MAIN(tst_silent_forced_quit)

@@ -6,10 +6,12 @@
 #include "widgets/Toolkit.h"
 #include <QApplication>
 #include <QDialog>
+#include <QHelpEvent>
 #include <QLineEdit>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <algorithm>
 #include <sys/stat.h>
 
 namespace upgrade {
@@ -43,6 +45,41 @@ private slots:
             label.resize(9000, 80);                                       // room enough after all
             QCOMPARE(label.text(), text);
         }
+    }
+
+    void elisionOfTheBeginning()
+    {
+        const QString end = QStringLiteral("正在安装更新");
+        ElideLabel label(QStringLiteral("甲𠀀").repeated(500) + end, nullptr);
+        label.setMaximumLines(2);
+        label.setKeptEnd(end);
+        label.resize(300, 80);
+        label.show();
+        const QString shown = label.text();
+        QVERIFY(label.isElided() && shown.startsWith(QStringLiteral("甲")) && shown.count(QLatin1Char('\n')) == 1);
+        QVERIFY(QString(shown).remove(QLatin1Char('\n')).endsWith(QChar(0x2026) + end));
+        for (const QString &line : shown.split(QLatin1Char('\n')))
+            QVERIFY(label.fontMetrics().horizontalAdvance(line) <= label.width());
+        label.resize(5, 80); // no room even for the end
+        QVERIFY(label.text().count(QLatin1Char('\n')) <= 1);
+    }
+
+    void toolTipsHaveNoSheet()
+    {
+        QWidget page;
+        page.setStyleSheet(QStringLiteral("background-color:red;"));
+        ElideLabel label(QStringLiteral("long text ").repeated(20), &page);
+        label.resize(100, 20);
+        page.show();
+        QHelpEvent event(QEvent::ToolTip, {5, 5}, label.mapToGlobal({5, 5}));
+        QVERIFY(QApplication::sendEvent(&label, &event));
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        const auto tip = std::find_if(windows.cbegin(), windows.cend(), [](const QWidget *window) {
+            return window->inherits("QTipLabel") && window->isVisible();
+        });
+        QVERIFY(tip != windows.cend());
+        const QImage image = (*tip)->grab().toImage();
+        QVERIFY(image.pixelColor(3, 3) != QColor(Qt::red) && image.pixelColor(3, 3).alpha() == 255);
     }
 
     void buttonFocusIsSeen()
