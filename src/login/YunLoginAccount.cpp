@@ -191,7 +191,7 @@ cloudcalls::Outcome CYunLoginDialog::waitForAccountLogin(ICloudServiceAssistant 
 ICloudServiceAssistant::Input CYunLoginDialog::accountInput(ICloudServiceAssistant &assistant) const
 {
     const QString typed = m_password->text();
-    const ICloudServiceAssistant::Input input = assistant.CreateInputArgs();
+    ICloudServiceAssistant::Input input = assistant.CreateInputArgs();
     input->SetValue(key::User, m_account->text());
     // A buffer of its own, which whoever is done with it can overwrite.
     input->SetValue(key::Password, QString(typed.constData(), typed.size()));

@@ -99,6 +99,7 @@ private slots:
     void newAttemptStopsThePoller_data();
     void newAttemptStopsThePoller();
     void closedBeforeTheResultCame();
+    void tipsNobodyAskedFor();
     void links_data();
     void links();
     void nothingToSend();
@@ -458,7 +459,7 @@ void TestLoginDialog::quick()
     QCOMPARE(asked.value("扫码登录类型").toString(), QString("qqdenglu"));
     QVERIFY(QRegularExpression("^[0-9a-f]{8}$").match(asked.value("随机码").toString()).hasMatch());
     QTRY_VERIFY(tip.isEmpty() ? m_notify->calls == 1 : tips.isDone());
-    QVERIFY(probe.keys.isEmpty()); // nobody has asked for this tip: the user may be typing elsewhere
+    QVERIFY(probe.keys.isEmpty());
     QCOMPARE(ours(), QStringList("点击QQ扫码登录。") + log);
     QCOMPARE(calls("QueryQRCodeResult").size(), codes.size());
     QCOMPARE(calls("QueryQRCodeResult")[0].value("随机码"), asked.value("随机码"));
@@ -529,6 +530,21 @@ void TestLoginDialog::closedBeforeTheResultCame()
     cloudcalls::pool().waitForDone();
     QCOMPARE(int(m_notify->calls), 1);
     QCOMPARE(m_log->count("快捷登录成功。"), 1);
+}
+
+// The end of a QR sign-in in a dialog that is in front again, and an answer that finds the user in another window.
+void TestLoginDialog::tipsNobodyAskedFor()
+{
+    open();
+    QVERIFY(QTest::qWaitForWindowActive(m_dialog));
+    const TipProbe probe;
+    QVERIFY(tipOf([this] { m_dialog->QuickLoginFail("拒绝"); }).contains("拒绝"));
+    QWidget other;
+    other.show();
+    other.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&other));
+    QVERIFY(tipOf([this] { m_dialog->showLoginTip("断了", eTipError); }).contains("断了"));
+    QCOMPARE(probe.keys, QStringList());
 }
 
 void TestLoginDialog::links_data()
@@ -622,6 +638,7 @@ void TestLoginDialog::keys()
     }
     QTest::keyClick(m_dialog, Qt::Key_Escape);
     QCOMPARE(password->text(), QString()); // before it is deleted
+    password->setEchoMode(QLineEdit::Normal); // a masked one offers no undo anyway
     QVERIFY(!password->isUndoAvailable());
     login::processDeletions();
     QVERIFY(!m_dialog);
