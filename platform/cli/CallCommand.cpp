@@ -85,6 +85,10 @@ bool readOptions(const CommandLine &line, rpc::Bag *input, int *seconds)
         complain(QStringLiteral("--%1: a window's number is wanted").arg(Parent));
         return false;
     }
+    if (line.isSet(Timeout) && !line.isSet(Wait)) {
+        complain(QStringLiteral("--%1 is of use with --%2 alone").arg(Timeout, Wait));
+        return false;
+    }
     int wait = line.isSet(Timeout) ? line.value(Timeout).toInt(&valid) : DefaultWait;
     if (!valid || wait <= 0) {
         complain(QStringLiteral("--%1: a number of seconds is wanted").arg(Timeout));
@@ -110,7 +114,8 @@ int runCall(const QStringList &arguments)
                      QStringLiteral("[JSON | @file | -]"));
     line.addOption(Wait,
                    QStringLiteral("ShowCloudLogin: serves a notify object, waits until the user has signed in and "
-                                  "prints its call. Exit code 1 when the dialog is closed without that."));
+                                  "prints its call. Exit code 1 when no dialog is shown or it is closed "
+                                  "without that."));
     line.addOption(Timeout, QStringLiteral("With --wait: how long, %1 without it.").arg(DefaultWait),
                    QStringLiteral("seconds"));
     line.addOption(Parent, QStringLiteral("The caller's window, its X11 id (0x... or decimal)."),

@@ -12,6 +12,7 @@ namespace tarn::cli {
 namespace {
 
 constexpr int LookMs = 500;
+constexpr int ShowMs = 15000;       // until the dialog must have been seen
 constexpr int AnswerTimeout = 3000; // ms
 constexpr int NoticeMs = 3000;      // between the dialog's end and the notice of a sign-in
 
@@ -52,7 +53,9 @@ rpc::ObjectRef LoginWait::serve(QString *error)
 int LoginWait::wait(link::ServiceConnection &connection, int seconds)
 {
     const QDeadlineTimer deadline(static_cast<qint64>(seconds) * 1000);
+    const QDeadlineTimer showDeadline(ShowMs);
     bool wasOpen = false;
+    bool wasSeen = false;
     while (!m_told->tryAcquire(1, LookMs)) {
         const auto answer =
             connection.call(visualized::DefaultTag, QStringLiteral("QueryYunLoginDialogState"), {}, AnswerTimeout);
@@ -66,6 +69,11 @@ int LoginWait::wait(link::ServiceConnection &connection, int seconds)
             return status::Refused;
         }
         wasOpen = isOpen;
+        wasSeen |= isOpen;
+        if (!wasSeen && answer.arrived() && showDeadline.hasExpired()) {
+            complain(QStringLiteral("no dialog was shown; is the user signed in already? tarnctl cloud state"));
+            return status::Refused;
+        }
         if (deadline.hasExpired()) {
             complain(QStringLiteral("nobody signed in within %1 seconds").arg(seconds));
             return status::Refused;

@@ -16,8 +16,8 @@ public:
     /// @return null, with error, when it cannot be served
     rpc::ObjectRef serve(QString *error);
 
-    /// Waits until the notify object is called, and prints its call. Gives up when the dialog has been closed without a
-    /// sign-in, when the visualized service ends, or after so many seconds.
+    /// Waits until the notify object is called, and prints its call. Gives up when no dialog is seen within 15 seconds,
+    /// when it has been closed without a sign-in, when the visualized service ends, or after so many seconds.
     /// @return the exit code
     int wait(link::ServiceConnection &connection, int seconds);
 

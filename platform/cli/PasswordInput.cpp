@@ -105,14 +105,16 @@ bool readPassword(QString *password, QString *error)
         const Silence silence;
         if (silence.isTerminal())
             read = prompt("password: ", &line, error) && prompt("once more: ", &again, error);
-        else
-            read = readLine(&line, error);
+        else if ((read = readLine(&line, error)) && line.endsWith('\r'))
+            line.chop(1); // of a file with foreign line ends
         if (read && silence.isTerminal() && line != again)
             *error = QStringLiteral("the two are not alike");
     }
     *password = QString::fromUtf8(line);
     if (error->isEmpty() && password->toUtf8() != line)
         *error = QStringLiteral("the password is no UTF-8");
+    if (!error->isEmpty())
+        wipe(password);
     wipe(&line);
     wipe(&again);
     return read && error->isEmpty();

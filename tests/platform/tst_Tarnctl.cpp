@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
+#include <atomic>
 
 using namespace tarn;
 using test::Platform;
@@ -35,6 +36,7 @@ private slots:
     void imports();
     void importsALargeFile();
     void calls();
+    void noDialogToWaitFor();
     void cloudAccounts();
 
 private:
@@ -69,6 +71,7 @@ void TestTarnctl::wrongUsage()
         {"call Op {} {}", "too many"},
         {"call ShowMessageCenter --wait", "--wait"},
         {"call ShowCloudLogin --wait --timeout soon", "--timeout"},
+        {"call ShowCloudLogin --timeout 5", "--wait"},
         {"cloud account add a", "password is wanted"}, // the standard input is empty
         {"cloud account lock a maybe", "\"maybe\""},
         {"call Op {\"a\":1,}", "line 1, column 8"},
@@ -218,6 +221,27 @@ void TestTarnctl::calls()
     QCOMPARE(platform.tarnctl(words("status")).exitCode, 0);
 }
 
+void TestTarnctl::noDialogToWaitFor()
+{
+    Platform platform;
+    QVERIFY(platform.startHubAlone());
+    std::atomic<int> looks{0};
+    ServedObject host(visualized::DefaultTag, [&](const QString &method, const rpc::Bag &) {
+        rpc::CallResult answer;
+        answer.accepted = true;
+        if (method == QLatin1String("QueryYunLoginDialogState")) {
+            ++looks;
+            answer.output.values.insert(QStringLiteral("queryYunDiaResult"), false);
+        }
+        return answer;
+    });
+    QVERIFY(host.isServed());
+    const auto result = platform.tarnctl(words("call ShowCloudLogin --wait")); // for ten minutes, if there were one
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.err.contains("no dialog was shown"), result.err.constData());
+    QVERIFY(looks > 1);
+}
+
 void TestTarnctl::cloudAccounts()
 {
     Platform platform;
@@ -229,6 +253,16 @@ void TestTarnctl::cloudAccounts()
     result = platform.tarnctl(words("cloud account add 李四 --phone 1380000000"), "x\n");
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.err.contains("11 digits"), result.err.constData());
+    QCOMPARE(platform.tarnctl(words("cloud account add 王五"), "密码\r\n").exitCode, 0);
+    const auto signIn = [](const QString &password) {
+        link::ServiceConnection connection;
+        return connection
+            .call(link::wire::CloudTag, QStringLiteral("LoginByAccount"),
+                  {{{QStringLiteral("user"), QStringLiteral("王五")}, {QStringLiteral("pwd"), password}}, {}})
+            .accepted;
+    };
+    QVERIFY(signIn(QStringLiteral("密码")));
+    QCOMPARE(platform.tarnctl(words("cloud account remove 王五")).exitCode, 0);
     QCOMPARE(platform.tarnctl(words("cloud account lock 张三 on")).exitCode, 0);
     QCOMPARE(QString::fromUtf8(platform.tarnctl(words("cloud account list")).out),
              QStringLiteral("张三, phone 13800000001, weixin w, locked\n"));
