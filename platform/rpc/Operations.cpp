@@ -60,12 +60,17 @@ QVector<Operation> upgradeOperations()
             "showSilentPatchInstallDialog", "upgrade", upgrade::code::Ok,
             "Shows that a downloaded patch is being installed and checks its package, or tells how far that is. The "
             "installation itself is the caller's.",
-            {required(SoftwareName, "string", "product"), key(QueryOnly, "bool", "only answer the state, show nothing"),
-             key(SettingsPath, "string", "INI file with \"ExeName\""),
+            {required(SoftwareName, "string", "product; a request without it is refused"),
+             key(QueryOnly, "bool", "only answer the state, show nothing"),
+             key(SettingsPath, "string",
+                 "INI file whose section [General] has \"ExeName\", the bare file name of the product's program, which "
+                 "the user can have ended by force; a script's process has its interpreter's name and is not found"),
              key(LocalFile, "string", "path of the downloaded package"),
              key(InstallDir, "string", "directory of the product"),
-             key(Restart, "bool", "start the product again afterwards")},
-            {key(SilentState, "int", "1 installing or unknown, 2 done, 99 failed; 2 and 99 are told once")}),
+             key(Restart, "bool", "whether the installer is to start the product again afterwards; only logged here")},
+            {key(SilentState, "int",
+                 "1 installing or unknown, 2 done, 99 failed; 2 and 99 are told once, an end that comes quickly by the "
+                 "answer to the request itself. Nothing in this system sets 2")}),
     };
 }
 

@@ -8,6 +8,7 @@
 #include "tarn/upgrade/UpgradeKeys.h"
 #include <QTemporaryDir>
 #include <QTest>
+#include <cstdio>
 
 using namespace tarn;
 using rpc::Bag;
@@ -242,6 +243,17 @@ void TestSilentPatch::programsOutsideAreNotTheProducts()
     QVERIFY(QFile::link(m_directory->filePath("shared"), m_product + "/bin/program"));
     QVERIFY(patch({}, true).accepted);
     QVERIFY(!shared.waitForFinished(100));
+
+    // But one whose file was replaced, as an update does, is.
+    init();
+    QVERIFY(QFile::remove(m_product + "/bin/program"));
+    SampleProgram old(m_product + "/bin/program"), literal(m_product + "/bin/program (deleted)");
+    QVERIFY(packages::writeFile(m_product + "/bin/new", "new"));
+    QCOMPARE(::rename(qPrintable(m_product + "/bin/new"), qPrintable(m_product + "/bin/program")), 0);
+    QVERIFY(patch().errorText.contains("the product is running"));
+    QVERIFY(patch({}, true).accepted);
+    QTRY_VERIFY(!old.isAlive());
+    QVERIFY(literal.isAlive());
 }
 
 QTEST_GUILESS_MAIN(TestSilentPatch)
