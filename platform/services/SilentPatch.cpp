@@ -33,9 +33,8 @@ QString nobodyWaits()
 QString productProgram(const InstalledSoftware &software)
 {
     const QFileInfo info(software.exePath);
-    const QString file = info.exists()
-                             ? info.canonicalFilePath() // one that was deleted may run all the same
-                             : QFileInfo(info.path()).canonicalFilePath() + QLatin1Char('/') + info.fileName();
+    QString file = info.exists() ? info.canonicalFilePath() // one that was deleted may run all the same
+                                 : QFileInfo(info.path()).canonicalFilePath() + QLatin1Char('/') + info.fileName();
     if (file.startsWith(QFileInfo(software.directory).canonicalFilePath() + QLatin1Char('/')))
         return file;
     qCInfo(servicesLog).noquote()
