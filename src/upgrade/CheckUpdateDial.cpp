@@ -154,6 +154,7 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
     m_list = new QVBoxLayout(content);
     m_list->setContentsMargins(0, 0, 0, 0);
     m_list->setSpacing(0);
+    m_list->setSizeConstraint(QLayout::SetMinimumSize); // rows that come later never squeeze those that are there
     m_list->addStretch();
     sortRecords();
     addRows(RowsAtOnce);
@@ -182,6 +183,7 @@ void CCheckUpdateDial::addRows(int count)
         for (const QVariant &record : records.mid(i, RowsInGroup))
             addRow(record.toMap(), column);
         m_list->insertWidget(m_list->count() - 1, group);
+        group->show(); // not by an event of its own, before which the list would be laid out without it
     }
     if (!m_pending.isEmpty())
         QTimer::singleShot(0, this, &CCheckUpdateDial::addPendingRows);
@@ -190,6 +192,7 @@ void CCheckUpdateDial::addRows(int count)
 void CCheckUpdateDial::addPendingRows()
 {
     addRows(RowsInGroup);
+    m_list->activate(); // at once: a click that is on its way is meant for what the user sees
 }
 
 void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
