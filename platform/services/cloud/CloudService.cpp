@@ -6,10 +6,7 @@
 #include "LoopbackServer.h"
 #include "PasswordHash.h"
 #include "tarn/link/CloudWire.h"
-#include <QDir>
 #include <QScopeGuard>
-#include <QSettings>
-#include <QUrl>
 
 namespace tarn::services {
 
@@ -34,47 +31,7 @@ QString pageOf(const QString &linkKey)
     return linkKey == key::LinkBindAccount ? QStringLiteral("/account") : QString();
 }
 
-bool isWebAddress(const QString &address)
-{
-    const QUrl url(address, QUrl::StrictMode);
-    return url.isValid() && !url.host().isEmpty() &&
-           (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"));
-}
-
-void ignoreSetting(const QString &name, const QString &wanted)
-{
-    qCWarning(servicesLog).noquote()
-        << QStringLiteral("cfg.ini, cloud/%1: %2 is wanted; the value is ignored").arg(name, wanted);
-}
-
 } // namespace
-
-CloudSettings CloudSettings::ofProgram(const QString &programDirectory)
-{
-    constexpr qint64 MaxLifetime = 3600;
-    const QString lifetime = QStringLiteral("qr_lifetime");
-    QSettings file(QDir(programDirectory).filePath(QStringLiteral("cfg.ini")), QSettings::IniFormat);
-    file.setIniCodec("UTF-8");
-    file.beginGroup(QStringLiteral("cloud"));
-    CloudSettings settings;
-    for (const QString &linkKey : {key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount}) {
-        if (!file.contains(linkKey))
-            continue;
-        const QString address = file.value(linkKey).toStringList().join(QLatin1Char(',')); // split at its commas
-        if (isWebAddress(address))
-            settings.links.insert(linkKey, address);
-        else
-            ignoreSetting(linkKey, QStringLiteral("an http or https address"));
-    }
-    if (!file.contains(lifetime))
-        return settings;
-    const qint64 seconds = file.value(lifetime).toLongLong();
-    if (seconds > 0 && seconds <= MaxLifetime)
-        settings.qrLifetimeMs = seconds * 1000;
-    else
-        ignoreSetting(lifetime, QStringLiteral("a number of seconds up to %1").arg(MaxLifetime));
-    return settings;
-}
 
 CloudService::CloudService(const QString &directory, CloudSettings settings, Clock clock)
     : m_settings(std::move(settings))
