@@ -4,11 +4,42 @@
 #include <QLoggingCategory>
 #include <QMessageLogger>
 #include <QString>
+#include <utility>
+
+namespace vtlog {
+
+/// Texts from outside are in most lines: with a line break in it one would pass for a line of its own, and a NUL would cut
+/// the line short.
+inline QString oneLine(QString text)
+{
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar::Category category = text.at(i).category();
+        if (category == QChar::Other_Control || category == QChar::Separator_Line ||
+            category == QChar::Separator_Paragraph)
+            text[i] = QLatin1Char(' ');
+    }
+    return text;
+}
+
+class Line final
+{
+public:
+    explicit Line(QDebug stream)
+        : m_stream(std::move(stream))
+    {
+    }
+    void operator<<(const QString &text) { m_stream << oneLine(text); }
+
+private:
+    QDebug m_stream; // writes the line when it goes
+};
+
+} // namespace vtlog
 
 /// One finished line at a level: VT_LOG(info) << text; the levels are debug, info, warning and critical. File field:
 /// the library's name; function field: the caller's bare name (so a lambda does not log); category "default". Used
-/// instead of qInfo(), which loses file and function in release builds.
-#define VT_LOG(level) QMessageLogger(DllInfo::sDllName, __LINE__, __func__).level().noquote()
+/// instead of qInfo(), which loses file and function in release builds. Control characters become blanks.
+#define VT_LOG(level) vtlog::Line(QMessageLogger(DllInfo::sDllName, __LINE__, __func__).level().noquote())
 
 /// The sentences in which service calls end badly. All texts from outside go in through one arg() call, since a chain
 /// of arg() would replace a "%1" that came with the first one.

@@ -230,7 +230,7 @@ void TestLoginDialog::account_data()
     const QString failed = "【账号密码登录】登录失败，返回错误码为：";
     QTest::newRow("4000") << 4000 << ""
                           << ""
-                          << "用户" + Account + "登录成功";
+                          << "用户" + QString(Account).replace(QChar(0), ' ') + "登录成功";
     QTest::newRow("4018") << 4018 << "没有授权"
                           << "没有授权"
                           << "【账号密码登录】云锁登录失败。";
@@ -238,6 +238,8 @@ void TestLoginDialog::account_data()
                           << "发生通信错误" << failed + "4001，错误信息为：断了%2";
     QTest::newRow("4100") << 4100 << " 密码错 \n"
                           << "密码错" << failed + "4100，错误信息为：密码错";
+    QTest::newRow("a line of its own") << 4100 << QString("错\r\n用户") + QChar(0x2028) + "li登录成功"
+                                       << "错" << failed + "4100，错误信息为：错  用户 li登录成功";
 }
 
 void TestLoginDialog::account()
@@ -637,7 +639,7 @@ void TestLoginDialog::keys()
         QVERIFY(password->inputMethodHints().testFlag(Qt::ImhHiddenText));
     }
     QTest::keyClick(m_dialog, Qt::Key_Escape);
-    QCOMPARE(password->text(), QString()); // before it is deleted
+    QCOMPARE(password->text(), QString());    // before it is deleted
     password->setEchoMode(QLineEdit::Normal); // a masked one offers no undo anyway
     QVERIFY(!password->isUndoAvailable());
     login::processDeletions();

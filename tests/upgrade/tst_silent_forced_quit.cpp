@@ -1,4 +1,5 @@
 // Ending a product's program by force, with real programs.
+#include "frame/Log.h"
 #include "support/LogCatcher.h"
 #include "support/Packages.h"
 #include "support/SampleProgram.h"
@@ -68,7 +69,7 @@ void tst_silent_forced_quit::namesThatEndNothing()
         const LogCatcher log;
         forcedquit::endProgram(name, 30000);
         QCOMPARE(log.texts(QtWarningMsg),
-                 QStringList("不强制退出软件进程，程序名称无效：“" + messagetext::brief(name) + "”"));
+                 QStringList("不强制退出软件进程，程序名称无效：“" + vtlog::oneLine(messagetext::brief(name)) + "”"));
     }
     QVERIFY(!QFile::exists(in("said")));
 }
