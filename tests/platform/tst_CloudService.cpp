@@ -2,6 +2,7 @@
 #include "support/LogCatcher.h"
 #include "tarn/cloud/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
@@ -12,6 +13,7 @@
 #include <future>
 #include <sys/fsuid.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace tarn;
 using rpc::CallResult;

@@ -1,6 +1,5 @@
 #include "CloudStore.h"
 #include <QSqlQuery>
-#include <QVariant>
 
 namespace tarn::services {
 

@@ -1,6 +1,7 @@
 #include "RememberedSignIn.h"
 #include "PrivateFile.h"
 #include <QDataStream>
+#include <QFile>
 #include <QSaveFile>
 
 namespace tarn::services {
