@@ -42,10 +42,10 @@ QString productProgram(const InstalledSoftware &software)
     return {};
 }
 
+// By the package: the same patch is asked for under another section where there is a new version as well.
 bool isSame(const UpgradeTask &one, const UpgradeTask &other)
 {
-    return one.items.size() == 1 && one.items.constFirst().type == other.items.constFirst().type &&
-           one.items.constFirst().url == other.items.constFirst().url &&
+    return one.items.size() == 1 && one.items.constFirst().url == other.items.constFirst().url &&
            one.items.constFirst().sha256 == other.items.constFirst().sha256;
 }
 

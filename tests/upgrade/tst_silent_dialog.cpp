@@ -229,7 +229,7 @@ void tst_silent_dialog::manyNamesAtOnce()
     for (const QString &name : qAsConst(names))
         send(request(name, name.size() % 2 ? QVariantMap() : NoPatch));
     QCOMPARE(visibleDialogs().size(), names.size());
-    QTRY_COMPARE(threadsOfThisProcess(), threads); // ended workers are kept, their threads are not
+    QTRY_VERIFY(threadsOfThisProcess() <= threads); // ended workers are kept, their threads are not
     QCOMPARE(silent::workers(log), names.size());
     for (const QString &name : qAsConst(names))
         QVERIFY(query(name) == (name.size() % 2 ? 1 : 99) && query(name) == 1);
