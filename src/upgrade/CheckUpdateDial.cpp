@@ -63,6 +63,15 @@ bool hasNoRow(const QVariant &record)
     return name.isEmpty() || name == records::assistantName();
 }
 
+// As high as its one line. The rich text itself would be laid out several times to tell the same.
+class AdviceLine final : public QLabel
+{
+public:
+    using QLabel::QLabel;
+    QSize sizeHint() const override { return {0, fontMetrics().height()}; }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+};
+
 CCustomBtn *bottomButton(const QString &text, CCustomBtn::Tone tone, const char *objectName, QWidget *parent)
 {
     auto *button = new CCustomBtn(text, tone, parent);
@@ -131,7 +140,7 @@ QWidget *CCheckUpdateDial::titleBand(QWidget *body)
 QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
 {
     auto *line =
-        new QLabel(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), body);
+        new AdviceLine(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), body);
     line->setObjectName(QStringLiteral("adviceLine"));
     line->setTextFormat(Qt::RichText);
     line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
@@ -154,7 +163,6 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
     m_list = new QVBoxLayout(content);
     m_list->setContentsMargins(0, 0, 0, 0);
     m_list->setSpacing(0);
-    m_list->setSizeConstraint(QLayout::SetMinimumSize); // rows that come later never squeeze those that are there
     m_list->addStretch();
     sortRecords();
     addRows(RowsAtOnce);
@@ -183,7 +191,8 @@ void CCheckUpdateDial::addRows(int count)
         for (const QVariant &record : records.mid(i, RowsInGroup))
             addRow(record.toMap(), column);
         m_list->insertWidget(m_list->count() - 1, group);
-        group->show(); // not by an event of its own, before which the list would be laid out without it
+        if (m_list->parentWidget()->isVisible())
+            group->show(); // else by an event of its own, before which the list would be laid out without it
     }
     if (!m_pending.isEmpty())
         QTimer::singleShot(0, this, &CCheckUpdateDial::addPendingRows);
@@ -191,6 +200,7 @@ void CCheckUpdateDial::addRows(int count)
 
 void CCheckUpdateDial::addPendingRows()
 {
+    m_list->setSizeConstraint(QLayout::SetMinimumSize); // the new rows do not squeeze those that are there
     addRows(RowsInGroup);
     m_list->activate(); // at once: a click that is on its way is meant for what the user sees
 }

@@ -33,11 +33,42 @@ QStringList releaseDates(const QVariantMap &record)
     return dates;
 }
 
+// Invalid when none of them is a date.
+QDateTime latestOf(const QStringList &dates)
+{
+    QDateTime latest;
+    for (const QString &date : dates) {
+        const QDateTime time = QDateTime::fromString(date, dateFormat());
+        if (time.isValid() && (!latest.isValid() || latest < time))
+            latest = time;
+    }
+    return latest;
+}
+
 // Milliseconds that order the records; one without a valid time is earlier than all.
+qint64 rankOf(const QDateTime &time)
+{
+    return time.isValid() ? time.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min();
+}
+
 qint64 updateRank(const QVariant &record)
 {
-    const QDateTime time = QDateTime::fromString(record.toMap().value(key::UpdateTime).toString(), dateFormat());
-    return time.isValid() ? time.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min();
+    return rankOf(QDateTime::fromString(record.toMap().value(key::UpdateTime).toString(), dateFormat()));
+}
+
+QString textOf(const QDateTime &time)
+{
+    return time.isValid() ? time.toString(dateFormat()) : QString();
+}
+
+// Enters the time of its newest part in a record.
+QDateTime enterUpdateTime(QVariant &entry)
+{
+    QVariantMap record = entry.toMap();
+    const QDateTime latest = latestOf(releaseDates(record));
+    record.insert(key::UpdateTime, textOf(latest));
+    entry = record;
+    return latest;
 }
 
 void fillInstalledVersion(QVariantMap &record, const QString &sectionKey)
@@ -53,22 +84,13 @@ void fillInstalledVersion(QVariantMap &record, const QString &sectionKey)
 
 QString getLatestDate(const QStringList &dates)
 {
-    QDateTime latest;
-    for (const QString &date : dates) {
-        const QDateTime time = QDateTime::fromString(date, dateFormat());
-        if (time.isValid() && (!latest.isValid() || latest < time))
-            latest = time;
-    }
-    return latest.isValid() ? latest.toString(dateFormat()) : QString();
+    return textOf(latestOf(dates));
 }
 
 void GetNewestDateTime(QList<QVariant> &records)
 {
-    for (QVariant &entry : records) {
-        QVariantMap record = entry.toMap();
-        record.insert(key::UpdateTime, getLatestDate(releaseDates(record)));
-        entry = record;
-    }
+    for (QVariant &entry : records)
+        enterUpdateTime(entry);
 }
 
 bool compareByUpdateTime(const QVariant &a, const QVariant &b)
@@ -78,12 +100,13 @@ bool compareByUpdateTime(const QVariant &a, const QVariant &b)
 
 void SortByUpdateTime(QList<QVariant> &records)
 {
-    GetNewestDateTime(records);
-    // The order of compareByUpdateTime, with every date parsed once instead of once per comparison.
+    // GetNewestDateTime in the order of compareByUpdateTime, with every date parsed once instead of once per comparison.
     QVector<std::pair<qint64, QVariant>> ranked;
     ranked.reserve(records.size());
-    for (const QVariant &record : qAsConst(records))
-        ranked.append({updateRank(record), record});
+    for (QVariant &record : records) {
+        const QDateTime time = enterUpdateTime(record);
+        ranked.append({rankOf(time), record});
+    }
     std::sort(ranked.begin(), ranked.end(), [](const auto &a, const auto &b) { return b.first < a.first; });
     std::transform(ranked.cbegin(), ranked.cend(), records.begin(), [](const auto &entry) { return entry.second; });
 }
