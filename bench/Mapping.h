@@ -1,13 +1,14 @@
 #pragma once
 
 #include "XWatch.h"
+#include "frame/VisualizedManager.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QElapsedTimer>
 #include <QSize>
 #include <QtNumeric>
 
-// Waiting, and times of mapping, in a program that both shows the windows and watches the X server. GUI thread.
+// Waiting, and times of mapping, in a program that both shows the manager's windows and watches the X server. GUI thread.
 
 inline double since(int64_t beginNs, int64_t endNs) // milliseconds
 {
@@ -41,4 +42,25 @@ inline double mappingAfter(XWatch &watch, int64_t beginNs, const QSize &size)
         return mapped != 0;
     });
     return mapped == 0 ? qQNaN() : since(beginNs, mapped);
+}
+
+/// The one top-level window of a class, null while there is none.
+template <class Window>
+Window *theWindow()
+{
+    const QWidgetList all = QApplication::topLevelWidgets();
+    for (QWidget *widget : all) {
+        if (auto *window = qobject_cast<Window *>(widget))
+            return window;
+    }
+    return nullptr;
+}
+
+/// Ends the manager with its windows and forgets what was mapped.
+inline void closeAll(XWatch &watch)
+{
+    CVisualizedManager::FreeInstance();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    waitUntil([&] { return QApplication::topLevelWidgets().isEmpty(); });
+    watch.reset();
 }

@@ -66,25 +66,6 @@ QSharedPointer<IUpgaredSoftInfoService_InputParam> request(const QVariantList &r
     return input;
 }
 
-template <class Window>
-Window *theWindow()
-{
-    const QWidgetList all = QApplication::topLevelWidgets();
-    for (QWidget *widget : all) {
-        if (auto *window = qobject_cast<Window *>(widget))
-            return window;
-    }
-    return nullptr;
-}
-
-void closeAll(XWatch &watch)
-{
-    CVisualizedManager::FreeInstance();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    waitUntil([&] { return QApplication::topLevelWidgets().isEmpty(); });
-    watch.reset();
-}
-
 std::string prompt(XWatch &watch, int rows)
 {
     QVariantList records;

@@ -32,23 +32,10 @@ namespace {
 
 constexpr int TickMs = 10;
 
-CYunLoginDialog *theDialog()
+void endRound(XWatch &watch)
 {
-    const QWidgetList all = QApplication::topLevelWidgets();
-    for (QWidget *widget : all) {
-        if (auto *dialog = qobject_cast<CYunLoginDialog *>(widget))
-            return dialog;
-    }
-    return nullptr;
-}
-
-void closeAll(XWatch &watch)
-{
-    CVisualizedManager::FreeInstance();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    waitUntil([&] { return QApplication::topLevelWidgets().isEmpty(); });
+    closeAll(watch);
     FakeClient::fake().reset();
-    watch.reset();
 }
 
 void ask()
@@ -63,7 +50,7 @@ double dialog(XWatch &watch, const QSize &size)
     const int64_t begin = nowNs();
     ask();
     const double mapped = mappingAfter(watch, begin, size);
-    closeAll(watch);
+    endRound(watch);
     return mapped;
 }
 
@@ -75,7 +62,7 @@ double bare(XWatch &watch, const QSize &size)
     window->show();
     const double mapped = mappingAfter(watch, begin, size);
     window.reset();
-    closeAll(watch);
+    endRound(watch);
     return mapped;
 }
 
@@ -96,9 +83,9 @@ std::string signIn(XWatch &watch, int milliseconds)
     slow.delayMs = milliseconds;
     FakeClient::fake().queue(QStringLiteral("LoginByAccount"), slow);
     ask();
-    waitUntil([] { return theDialog() && theDialog()->isVisible(); });
+    waitUntil([] { return theWindow<CYunLoginDialog>() && theWindow<CYunLoginDialog>()->isVisible(); });
     for (const char *field : {"accountEdit", "passwordEdit"})
-        theDialog()->findChild<QLineEdit *>(QLatin1String(field))->setText(QStringLiteral("zhang"));
+        theWindow<CYunLoginDialog>()->findChild<QLineEdit *>(QLatin1String(field))->setText(QStringLiteral("zhang"));
     std::vector<double> ticks;
     int64_t last = nowNs();
     QTimer timer;
@@ -109,9 +96,9 @@ std::string signIn(XWatch &watch, int milliseconds)
         last = now;
     });
     timer.start(TickMs);
-    theDialog()->findChild<QPushButton *>(QStringLiteral("accountLoginButton"))->click();
+    theWindow<CYunLoginDialog>()->findChild<QPushButton *>(QStringLiteral("accountLoginButton"))->click();
     timer.stop();
-    closeAll(watch);
+    endRound(watch);
     std::sort(ticks.begin(), ticks.end());
     std::ostringstream out;
     out << ticks.size() << ' ' << ticks[ticks.size() / 2] << ' ' << ticks[ticks.size() * 99 / 100] << ' '

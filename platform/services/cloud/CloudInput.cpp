@@ -69,4 +69,13 @@ QString readFlags(const QVariantMap &values, SignInFlags *flags)
     return wrong.isEmpty() ? readFlag(values, key::YunLockErrorTip, &flags->lockTip) : wrong;
 }
 
+QString readSignIn(const QVariantMap &values, const QString &nameKey, QString *name, const QString &secretKey,
+                   Secret *secret, SignInFlags *flags)
+{
+    QString wrong = readText(values, nameKey, name);
+    if (wrong.isEmpty())
+        wrong = readSecret(values, secretKey, secret);
+    return wrong.isEmpty() ? readFlags(values, flags) : wrong;
+}
+
 } // namespace tarn::services

@@ -27,4 +27,8 @@ struct SignInFlags
 };
 QString readFlags(const QVariantMap &values, SignInFlags *flags);
 
+/// @param nameKey, secretKey the keys of who signs in and of what proves it
+QString readSignIn(const QVariantMap &values, const QString &nameKey, QString *name, const QString &secretKey,
+                   Secret *secret, SignInFlags *flags);
+
 } // namespace tarn::services

@@ -130,11 +130,7 @@ CallResult CloudService::loginByPhone(const Bag &input, const rpc::ICallContext 
     QString phone;
     Secret code;
     SignInFlags flags;
-    QString wrong = readText(input.values, key::Phone, &phone);
-    if (wrong.isEmpty())
-        wrong = readSecret(input.values, key::Code, &code);
-    if (wrong.isEmpty())
-        wrong = readFlags(input.values, &flags);
+    const QString wrong = readSignIn(input.values, key::Phone, &phone, key::Code, &code, &flags);
     if (!wrong.isEmpty())
         return invalid(wrong);
 
@@ -163,11 +159,7 @@ CallResult CloudService::loginByAccount(const Bag &input, const rpc::ICallContex
     QString name;
     Secret password;
     SignInFlags flags;
-    QString wrong = readText(input.values, key::User, &name);
-    if (wrong.isEmpty())
-        wrong = readSecret(input.values, key::Password, &password);
-    if (wrong.isEmpty())
-        wrong = readFlags(input.values, &flags);
+    const QString wrong = readSignIn(input.values, key::User, &name, key::Password, &password, &flags);
     if (!wrong.isEmpty())
         return invalid(wrong);
 
