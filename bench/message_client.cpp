@@ -3,8 +3,8 @@
 
 #include "message/MessageServiceArgs.h"
 #include "tarn/client/IServiceAssistantManager.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/message/IMessageServiceAssistant.h"
-#include "tarn/message/MessageKeys.h"
 
 #include <QVariantMap>
 

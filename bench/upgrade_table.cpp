@@ -5,7 +5,7 @@
 //   changed N, plainchanged N  refresh with every row changed, painted: ms
 //   poll N ROUNDS            conversion, refresh and painting of N changed rows: CPU ms a poll, growth of the heap in KiB
 
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"

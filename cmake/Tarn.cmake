@@ -18,7 +18,7 @@ target_compile_options(tarn_flags INTERFACE
 target_compile_definitions(tarn_flags INTERFACE
     QT_NO_CAST_TO_ASCII QT_RESTRICTED_CAST_FROM_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
     QT_MESSAGELOGCONTEXT)
-target_include_directories(tarn_flags INTERFACE "${CMAKE_SOURCE_DIR}/platform/contract")
+target_include_directories(tarn_flags INTERFACE "${CMAKE_SOURCE_DIR}/platform/contract" "${CMAKE_SOURCE_DIR}/platform/keys")
 target_link_options(tarn_flags INTERFACE -Wl,--no-undefined)
 if(TARN_SANITIZE)
     target_compile_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE} -fno-omit-frame-pointer

@@ -83,7 +83,7 @@ window() {
     shown=${shown//$'\n'/ }
     step "$picture: ${shown:0:100}"
     "$work/bin/tarnctl" "$@"
-    if ! last=$("$root/build/release/tests/winshot" "$role" "$work/$picture.png" 15000 "$last"); then
+    if ! last=$("$root/build/release/tools/winshot/winshot" "$role" "$work/$picture.png" 15000 "$last"); then
         echo "demo: no window with the role $role" >&2
         cat "$work/host.log" >&2
         exit 1

@@ -1,7 +1,7 @@
-#include "Command.h"
-#include "JsonBag.h"
-#include "LoginWait.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "cli/Command.h"
+#include "cli/JsonBag.h"
+#include "cli/LoginWait.h"
+#include "tarn/keys/CloudKeys.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QJsonArray>

@@ -1,5 +1,5 @@
-#include "Command.h"
-#include "MessageText.h"
+#include "cli/Command.h"
+#include "cli/MessageText.h"
 #include <QFile>
 #include <cstdio>
 

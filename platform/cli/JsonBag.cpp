@@ -1,4 +1,4 @@
-#include "JsonBag.h"
+#include "cli/JsonBag.h"
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRect>

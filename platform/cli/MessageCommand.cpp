@@ -1,9 +1,9 @@
-#include "Command.h"
-#include "JsonBag.h"
-#include "MessageText.h"
+#include "cli/Command.h"
+#include "cli/JsonBag.h"
+#include "cli/MessageText.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/PagedCall.h"
-#include "tarn/message/MessageKeys.h"
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,6 +1,6 @@
-#include "MessageText.h"
+#include "cli/MessageText.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/message/MessageKeys.h"
 #include <QStringList>
 #include <QVector>
 #include <algorithm>

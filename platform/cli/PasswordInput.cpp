@@ -1,4 +1,4 @@
-#include "PasswordInput.h"
+#include "cli/PasswordInput.h"
 #include <QByteArray>
 #include <cerrno>
 #include <csignal>

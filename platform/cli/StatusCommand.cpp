@@ -1,11 +1,11 @@
-#include "Command.h"
-#include "tarn/hub/HubKeys.h"
+#include "cli/Command.h"
+#include "tarn/keys/HubKeys.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/CloudWire.h"
 #include "tarn/link/HubPort.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/link/UpgradeWire.h"
-#include "tarn/message/MessageKeys.h"
 #include "tarn/visualized/IVisualizedService.h"
 
 namespace tarn::cli {

@@ -1,11 +1,11 @@
 // "tarnctl upgrade silent".
-#include "Command.h"
-#include "MessageText.h"
-#include "UpgradeCommands.h"
+#include "cli/Command.h"
+#include "cli/MessageText.h"
+#include "cli/UpgradeCommands.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/link/UpgradeWire.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 
 namespace tarn::cli {
 

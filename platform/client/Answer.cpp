@@ -1,4 +1,4 @@
-#include "Answer.h"
+#include "client/Answer.h"
 
 namespace tarn::client {
 

@@ -1,5 +1,5 @@
 #pragma once
-#include "Answer.h"
+#include "client/Answer.h"
 #include "tarn/client/IServiceAssistant.h"
 #include "tarn/core/BagArgs.h"
 #include "tarn/link/HubPort.h"

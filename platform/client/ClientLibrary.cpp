@@ -1,7 +1,7 @@
-#include "CloudAssistant.h"
-#include "LicenseAssistant.h"
-#include "MessageAssistant.h"
-#include "UpgradeAssistant.h"
+#include "client/CloudAssistant.h"
+#include "client/LicenseAssistant.h"
+#include "client/MessageAssistant.h"
+#include "client/UpgradeAssistant.h"
 #include "tarn/client/IServiceAssistantManager.h"
 
 namespace tarn::client {

@@ -1,5 +1,5 @@
-#include "CloudAssistant.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "client/CloudAssistant.h"
+#include "tarn/keys/CloudKeys.h"
 #include "tarn/link/MessageWire.h"
 
 namespace tarn::client {

@@ -1,7 +1,7 @@
-#include "MessageAssistant.h"
+#include "client/MessageAssistant.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/PagedCall.h"
-#include "tarn/message/MessageKeys.h"
 
 namespace tarn::client {
 

@@ -1,5 +1,5 @@
 #pragma once
-#include "Assistant.h"
+#include "client/Assistant.h"
 #include "tarn/message/IMessageServiceAssistant.h"
 
 namespace tarn::client {

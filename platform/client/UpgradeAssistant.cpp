@@ -1,6 +1,6 @@
-#include "UpgradeAssistant.h"
+#include "client/UpgradeAssistant.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 
 namespace tarn::client {
 

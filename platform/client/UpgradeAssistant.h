@@ -1,5 +1,5 @@
 #pragma once
-#include "Assistant.h"
+#include "client/Assistant.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 
 namespace tarn::client {

@@ -1,4 +1,4 @@
-#include "FontSubstitution.h"
+#include "host/FontSubstitution.h"
 #include <QFontDatabase>
 
 namespace {

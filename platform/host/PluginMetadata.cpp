@@ -1,4 +1,4 @@
-#include "PluginMetadata.h"
+#include "host/PluginMetadata.h"
 #include "tarn/plugin/IPlugin.h"
 #include <QJsonArray>
 #include <QRegularExpression>

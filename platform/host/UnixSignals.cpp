@@ -1,4 +1,4 @@
-#include "UnixSignals.h"
+#include "host/UnixSignals.h"
 #include <QSocketNotifier>
 #include <cerrno>
 #include <csignal>

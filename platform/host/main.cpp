@@ -1,6 +1,6 @@
-#include "FontSubstitution.h"
-#include "PluginHost.h"
-#include "UnixSignals.h"
+#include "host/FontSubstitution.h"
+#include "host/PluginHost.h"
+#include "host/UnixSignals.h"
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDebug>

@@ -1,4 +1,4 @@
-#include "ChildKeeper.h"
+#include "hub/ChildKeeper.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QFileInfo>
 #include <csignal>

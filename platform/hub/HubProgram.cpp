@@ -1,4 +1,4 @@
-#include "HubProgram.h"
+#include "hub/HubProgram.h"
 #include <QCoreApplication>
 
 static const QString ServicesProgram = QStringLiteral("/tarn-services");

@@ -1,6 +1,6 @@
 #pragma once
-#include "ChildKeeper.h"
-#include "PortReservation.h"
+#include "hub/ChildKeeper.h"
+#include "hub/PortReservation.h"
 #include "tarn/rpc/HubServer.h"
 #include <QObject>
 #include <memory>

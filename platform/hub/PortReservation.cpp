@@ -1,5 +1,5 @@
-#include "PortReservation.h"
-#include "tarn/hub/HubKeys.h"
+#include "hub/PortReservation.h"
+#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QFile>
 #include <cerrno>

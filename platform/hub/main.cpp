@@ -1,5 +1,5 @@
-#include "HubProgram.h"
-#include "tarn/hub/HubKeys.h"
+#include "hub/HubProgram.h"
+#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RpcLog.h"
 #include <QCoreApplication>
 #include <QSocketNotifier>

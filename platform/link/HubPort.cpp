@@ -1,5 +1,5 @@
 #include "tarn/link/HubPort.h"
-#include "tarn/hub/HubKeys.h"
+#include "tarn/keys/HubKeys.h"
 #include <QSharedMemory>
 #include <cstring>
 

@@ -1,5 +1,5 @@
 #pragma once
-#include "Core.h"
+#include "rpc/Core.h"
 #include "tarn/rpc/RpcAdapter.h"
 #include <any>
 

@@ -1,7 +1,7 @@
 #pragma once
-#include "Decoder.h"
-#include "Encoder.h"
-#include "Limits.h"
+#include "rpc/Decoder.h"
+#include "rpc/Encoder.h"
+#include "rpc/Limits.h"
 #include <google/protobuf/arena.h>
 #include <grpcpp/support/byte_buffer.h>
 

@@ -1,6 +1,6 @@
-#include "CallService.h"
-#include "Bytes.h"
-#include "Log.h"
+#include "rpc/CallService.h"
+#include "rpc/Bytes.h"
+#include "rpc/Log.h"
 #include "tarn/v1/invoker.grpc.pb.h" // brings the callback handlers too
 #include <chrono>
 

@@ -1,7 +1,7 @@
 #pragma once
-#include "Messages.h"
-#include "Servants.h"
-#include "WorkerPool.h"
+#include "rpc/Messages.h"
+#include "rpc/Servants.h"
+#include "rpc/WorkerPool.h"
 #include <grpcpp/impl/service_type.h>
 
 namespace tarn::rpc {

@@ -1,5 +1,5 @@
-#include "Channels.h"
-#include "LastError.h"
+#include "rpc/Channels.h"
+#include "rpc/LastError.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
 #pragma once
-#include "Settings.h"
+#include "rpc/Settings.h"
 #include "tarn/rpc/RpcError.h"
 #include <QMutex>
 #include <grpcpp/channel.h>

@@ -1,7 +1,7 @@
-#include "Core.h"
-#include "LastError.h"
-#include "Log.h"
-#include "tarn/hub/HubKeys.h"
+#include "rpc/Core.h"
+#include "rpc/LastError.h"
+#include "rpc/Log.h"
+#include "tarn/keys/HubKeys.h"
 #include <algorithm>
 #include <thread>
 

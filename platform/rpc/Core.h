@@ -1,7 +1,7 @@
 #pragma once
-#include "Endpoint.h"
-#include "Lease.h"
-#include "Proxy.h"
+#include "rpc/Endpoint.h"
+#include "rpc/Lease.h"
+#include "rpc/Proxy.h"
 #include "tarn/rpc/Rpc.h"
 #include <map>
 

@@ -1,5 +1,5 @@
-#include "Decoder.h"
-#include "Limits.h"
+#include "rpc/Decoder.h"
+#include "rpc/Limits.h"
 #include "tarn/v1/invoker.pb.h"
 #include <QRect>
 #include <QTextCodec>

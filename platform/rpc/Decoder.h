@@ -1,5 +1,5 @@
 #pragma once
-#include "Messages.h"
+#include "rpc/Messages.h"
 #include <google/protobuf/io/coded_stream.h>
 
 namespace tarn::rpc {

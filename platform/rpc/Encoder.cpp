@@ -1,5 +1,5 @@
-#include "Encoder.h"
-#include "Limits.h"
+#include "rpc/Encoder.h"
+#include "rpc/Limits.h"
 #include "tarn/v1/invoker.pb.h"
 #include <QRect>
 #include <QStringList>

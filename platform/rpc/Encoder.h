@@ -1,5 +1,5 @@
 #pragma once
-#include "Messages.h"
+#include "rpc/Messages.h"
 
 namespace tarn::v1 {
 class Bag;

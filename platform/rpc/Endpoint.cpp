@@ -1,6 +1,6 @@
-#include "Endpoint.h"
-#include "CallService.h"
-#include "Channels.h"
+#include "rpc/Endpoint.h"
+#include "rpc/CallService.h"
+#include "rpc/Channels.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QCoreApplication>
 #include <QFile>

@@ -1,7 +1,7 @@
 #pragma once
-#include "Servants.h"
-#include "Settings.h"
-#include "WorkerPool.h"
+#include "rpc/Servants.h"
+#include "rpc/Settings.h"
+#include "rpc/WorkerPool.h"
 #include <vector>
 
 namespace grpc {

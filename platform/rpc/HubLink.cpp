@@ -1,8 +1,8 @@
-#include "HubLink.h"
-#include "Channels.h"
-#include "Encoder.h"
-#include "LastError.h"
-#include "tarn/hub/HubKeys.h"
+#include "rpc/HubLink.h"
+#include "rpc/Channels.h"
+#include "rpc/Encoder.h"
+#include "rpc/LastError.h"
+#include "tarn/keys/HubKeys.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include <QSharedMemory>
 #include <grpcpp/client_context.h>

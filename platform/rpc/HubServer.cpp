@@ -1,8 +1,8 @@
 #include "tarn/rpc/HubServer.h"
-#include "Channels.h"
-#include "Endpoint.h"
-#include "HubService.h"
-#include "tarn/hub/HubKeys.h"
+#include "rpc/Channels.h"
+#include "rpc/Endpoint.h"
+#include "rpc/HubService.h"
+#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QCoreApplication>
 #include <QFile>

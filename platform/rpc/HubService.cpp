@@ -1,7 +1,7 @@
-#include "HubService.h"
-#include "Encoder.h"
-#include "Log.h"
-#include "tarn/hub/HubKeys.h"
+#include "rpc/HubService.h"
+#include "rpc/Encoder.h"
+#include "rpc/Log.h"
+#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <grpcpp/support/server_callback.h>
 

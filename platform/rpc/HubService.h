@@ -1,5 +1,5 @@
 #pragma once
-#include "Registry.h"
+#include "rpc/Registry.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include <atomic>
 

@@ -1,5 +1,5 @@
-#include "LastError.h"
-#include "Log.h"
+#include "rpc/LastError.h"
+#include "rpc/Log.h"
 
 namespace tarn::rpc {
 

@@ -1,8 +1,8 @@
-#include "Lease.h"
-#include "Channels.h"
-#include "HubLink.h"
-#include "LastError.h"
-#include "Log.h"
+#include "rpc/Lease.h"
+#include "rpc/Channels.h"
+#include "rpc/HubLink.h"
+#include "rpc/LastError.h"
+#include "rpc/Log.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,5 +1,5 @@
-#include "Log.h"
-#include "Skeletons.h"
+#include "rpc/Log.h"
+#include "rpc/Skeletons.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/rpc/CallbackObject.h"
 

@@ -1,8 +1,8 @@
 #include "tarn/rpc/Operations.h"
-#include "tarn/cloud/CloudKeys.h"
-#include "tarn/message/MessageKeys.h"
+#include "tarn/keys/CloudKeys.h"
+#include "tarn/keys/MessageKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/rpc/CallbackObject.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 
 namespace tarn::rpc {
 namespace {

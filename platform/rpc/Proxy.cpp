@@ -1,7 +1,7 @@
-#include "Proxy.h"
-#include "Bytes.h"
-#include "LastError.h"
-#include "Log.h"
+#include "rpc/Proxy.h"
+#include "rpc/Bytes.h"
+#include "rpc/LastError.h"
+#include "rpc/Log.h"
 #include "tarn/v1/invoker.pb.h"
 #include <QScopeGuard>
 #include <grpcpp/client_context.h>

@@ -1,6 +1,6 @@
 #pragma once
-#include "Channels.h"
-#include "HubLink.h"
+#include "rpc/Channels.h"
+#include "rpc/HubLink.h"
 #include "tarn/rpc/RpcProxy.h"
 #include <QElapsedTimer>
 #include <atomic>

@@ -1,5 +1,5 @@
-#include "Registry.h"
-#include "tarn/hub/HubKeys.h"
+#include "rpc/Registry.h"
+#include "tarn/keys/HubKeys.h"
 #include <algorithm>
 
 namespace tarn::rpc {

@@ -1,6 +1,6 @@
 #include "tarn/rpc/Rpc.h"
-#include "AdapterPrivate.h"
-#include "LastError.h"
+#include "rpc/AdapterPrivate.h"
+#include "rpc/LastError.h"
 
 namespace tarn::rpc {
 

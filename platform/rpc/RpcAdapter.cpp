@@ -1,8 +1,8 @@
 #include "tarn/rpc/RpcAdapter.h"
-#include "AdapterPrivate.h"
-#include "LastError.h"
-#include "Skeletons.h"
-#include "tarn/hub/HubKeys.h"
+#include "rpc/AdapterPrivate.h"
+#include "rpc/LastError.h"
+#include "rpc/Skeletons.h"
+#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/CallbackObject.h"
 #include <QRandomGenerator>
 

@@ -1,5 +1,5 @@
 #include "tarn/rpc/RpcLog.h"
-#include "Log.h"
+#include "rpc/Log.h"
 #include <QLoggingCategory>
 #include <atomic>
 

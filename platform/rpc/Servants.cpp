@@ -1,4 +1,4 @@
-#include "Servants.h"
+#include "rpc/Servants.h"
 
 namespace tarn::rpc {
 

@@ -1,5 +1,5 @@
-#include "Settings.h"
-#include "tarn/rpc/RpcKeys.h"
+#include "rpc/Settings.h"
+#include "tarn/keys/RpcKeys.h"
 #include <QtGlobal>
 
 namespace tarn::rpc {

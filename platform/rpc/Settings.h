@@ -1,5 +1,5 @@
 #pragma once
-#include "Limits.h"
+#include "rpc/Limits.h"
 #include <QHash>
 #include <QString>
 

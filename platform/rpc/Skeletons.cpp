@@ -1,4 +1,4 @@
-#include "Skeletons.h"
+#include "rpc/Skeletons.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/rpc/CallbackObject.h"
 #include "tarn/visualized/IVisualizedService.h"

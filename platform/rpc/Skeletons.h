@@ -1,5 +1,5 @@
 #pragma once
-#include "Proxy.h"
+#include "rpc/Proxy.h"
 #include "tarn/rpc/IInvocable.h"
 #include <QSharedPointer>
 #include <any>

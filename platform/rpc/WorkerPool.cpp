@@ -1,5 +1,5 @@
-#include "WorkerPool.h"
-#include "Limits.h"
+#include "rpc/WorkerPool.h"
+#include "rpc/Limits.h"
 
 namespace tarn::rpc {
 

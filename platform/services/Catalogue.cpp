@@ -1,4 +1,4 @@
-#include "Catalogue.h"
+#include "services/Catalogue.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "DataDirectory.h"
+#include "services/DataDirectory.h"
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>

@@ -1,5 +1,5 @@
-#include "Database.h"
-#include "Log.h"
+#include "services/Database.h"
+#include "services/Log.h"
 #include <QDateTime>
 #include <QFile>
 #include <QSqlError>

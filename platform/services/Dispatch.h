@@ -1,5 +1,5 @@
 #pragma once
-#include "Log.h"
+#include "services/Log.h"
 #include "tarn/rpc/IInvocable.h"
 #include <QHash>
 

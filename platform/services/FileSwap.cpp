@@ -1,4 +1,4 @@
-#include "FileSwap.h"
+#include "services/FileSwap.h"
 #include <QFile>
 #include <QSaveFile>
 #include <sys/stat.h>

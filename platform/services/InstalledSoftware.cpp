@@ -1,5 +1,5 @@
-#include "InstalledSoftware.h"
-#include "Log.h"
+#include "services/InstalledSoftware.h"
+#include "services/Log.h"
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QSet>

@@ -1,3 +1,3 @@
-#include "Log.h"
+#include "services/Log.h"
 
 Q_LOGGING_CATEGORY(servicesLog, "tarn.services")

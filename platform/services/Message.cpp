@@ -1,5 +1,5 @@
-#include "Message.h"
-#include "tarn/message/MessageKeys.h"
+#include "services/Message.h"
+#include "tarn/keys/MessageKeys.h"
 #include <QDateTime>
 #include <algorithm>
 #include <limits>

@@ -1,6 +1,6 @@
-#include "MessageReader.h"
+#include "services/MessageReader.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/message/MessageKeys.h"
 #include <QDateTime>
 #include <QSqlError>
 #include <QUuid>

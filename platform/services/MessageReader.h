@@ -1,5 +1,5 @@
 #pragma once
-#include "Message.h"
+#include "services/Message.h"
 #include <QElapsedTimer>
 #include <QSqlDatabase>
 #include <QSqlQuery>

@@ -1,8 +1,8 @@
-#include "MessageService.h"
-#include "Log.h"
-#include "MessageStore.h"
+#include "services/MessageService.h"
+#include "services/Log.h"
+#include "services/MessageStore.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/message/MessageKeys.h"
 #include <QDateTime>
 #include <QUuid>
 

@@ -1,8 +1,8 @@
 #pragma once
-#include "Dispatch.h"
-#include "Message.h"
-#include "MessageReader.h"
-#include "WorkThread.h"
+#include "services/Dispatch.h"
+#include "services/Message.h"
+#include "services/MessageReader.h"
+#include "services/WorkThread.h"
 #include "tarn/rpc/IInvocable.h"
 #include <functional>
 #include <memory>

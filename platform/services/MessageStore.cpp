@@ -1,5 +1,5 @@
-#include "MessageStore.h"
-#include "tarn/message/MessageKeys.h"
+#include "services/MessageStore.h"
+#include "tarn/keys/MessageKeys.h"
 #include <QDateTime>
 #include <QSqlQuery>
 #include <QUuid>

@@ -1,7 +1,7 @@
 #pragma once
-#include "Database.h"
-#include "Message.h"
-#include "MessageReader.h"
+#include "services/Database.h"
+#include "services/Message.h"
+#include "services/MessageReader.h"
 #include <QHash>
 #include <QStringList>
 #include <memory>

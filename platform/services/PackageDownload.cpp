@@ -1,5 +1,5 @@
-#include "PackageDownload.h"
-#include "Throttle.h"
+#include "services/PackageDownload.h"
+#include "services/Throttle.h"
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>

@@ -1,5 +1,5 @@
-#include "PackageInstaller.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "services/PackageInstaller.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include <QDir>
 #include <QFile>
 #include <QProcessEnvironment>

@@ -1,6 +1,6 @@
 #pragma once
-#include "FileSwap.h"
-#include "UpgradeTask.h"
+#include "services/FileSwap.h"
+#include "services/UpgradeTask.h"
 #include <QObject>
 #include <QProcess>
 

@@ -1,5 +1,5 @@
-#include "RunningProgram.h"
-#include "Log.h"
+#include "services/RunningProgram.h"
+#include "services/Log.h"
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
-#include "ServiceRunner.h"
-#include "Log.h"
+#include "services/ServiceRunner.h"
+#include "services/Log.h"
 #include "tarn/link/HubPort.h"
 
 namespace tarn::services {

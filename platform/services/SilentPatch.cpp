@@ -1,9 +1,9 @@
-#include "SilentPatch.h"
-#include "Dispatch.h"
-#include "RunningProgram.h"
-#include "UpgradeEngine.h"
+#include "services/SilentPatch.h"
+#include "services/Dispatch.h"
+#include "services/RunningProgram.h"
+#include "services/UpgradeEngine.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <utility>

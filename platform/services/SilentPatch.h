@@ -1,6 +1,6 @@
 #pragma once
-#include "InstalledSoftware.h"
-#include "UpgradeTask.h"
+#include "services/InstalledSoftware.h"
+#include "services/UpgradeTask.h"
 #include "tarn/rpc/RpcProxy.h"
 #include <functional>
 

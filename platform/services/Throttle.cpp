@@ -1,4 +1,4 @@
-#include "Throttle.h"
+#include "services/Throttle.h"
 #include <algorithm>
 
 namespace tarn::services {

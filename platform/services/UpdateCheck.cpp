@@ -1,6 +1,6 @@
-#include "UpdateCheck.h"
+#include "services/UpdateCheck.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/UpgradeWire.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include <algorithm>
 
 namespace tarn::services {

@@ -1,6 +1,6 @@
 #pragma once
-#include "Catalogue.h"
-#include "InstalledSoftware.h"
+#include "services/Catalogue.h"
+#include "services/InstalledSoftware.h"
 #include <functional>
 
 namespace tarn::services {

@@ -1,9 +1,9 @@
-#include "UpgradeEngine.h"
-#include "InstalledSoftware.h"
-#include "Log.h"
-#include "PackageDownload.h"
-#include "PackageInstaller.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "services/UpgradeEngine.h"
+#include "services/InstalledSoftware.h"
+#include "services/Log.h"
+#include "services/PackageDownload.h"
+#include "services/PackageInstaller.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include <QCryptographicHash>
 #include <QDir>
 #include <QSet>

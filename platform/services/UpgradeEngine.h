@@ -1,6 +1,6 @@
 #pragma once
-#include "Throttle.h"
-#include "UpgradeStore.h"
+#include "services/Throttle.h"
+#include "services/UpgradeStore.h"
 #include <QHash>
 #include <QNetworkAccessManager>
 #include <QObject>

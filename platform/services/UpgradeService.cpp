@@ -1,11 +1,11 @@
-#include "UpgradeService.h"
-#include "Log.h"
-#include "SilentPatch.h"
-#include "UpgradeEngine.h"
-#include "UpgradeStore.h"
+#include "services/UpgradeService.h"
+#include "services/Log.h"
+#include "services/SilentPatch.h"
+#include "services/UpgradeEngine.h"
+#include "services/UpgradeStore.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include <QDateTime>
 #include <QDir>
 #include <QSet>

@@ -1,7 +1,7 @@
 #pragma once
-#include "Dispatch.h"
-#include "UpdateCheck.h"
-#include "WorkThread.h"
+#include "services/Dispatch.h"
+#include "services/UpdateCheck.h"
+#include "services/WorkThread.h"
 #include "tarn/rpc/IInvocable.h"
 #include <QMutex>
 #include <QWaitCondition>

@@ -1,5 +1,5 @@
-#include "UpgradeStore.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "services/UpgradeStore.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,7 +1,7 @@
 #pragma once
-#include "Database.h"
-#include "UpdateCheck.h"
-#include "UpgradeTask.h"
+#include "services/Database.h"
+#include "services/UpdateCheck.h"
+#include "services/UpgradeTask.h"
 
 namespace tarn::services {
 

@@ -1,6 +1,6 @@
-#include "UpgradeTask.h"
-#include "UpdateCheck.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "services/UpgradeTask.h"
+#include "services/UpdateCheck.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include <algorithm>
 
 namespace tarn::services {

@@ -1,4 +1,4 @@
-#include "WorkThread.h"
+#include "services/WorkThread.h"
 #include <exception>
 
 namespace tarn::services {

@@ -1,5 +1,5 @@
 #pragma once
-#include "VisualizedEvents.h"
+#include "frame/VisualizedEvents.h"
 
 /// What a handler of the manager needs from its event; null means that there is nothing to handle.
 namespace request {

@@ -1,5 +1,5 @@
-#include "HubPort.h"
-#include "tarn/hub/HubKeys.h"
+#include "frame/HubPort.h"
+#include "tarn/keys/HubKeys.h"
 #include <QByteArray>
 #include <QSharedMemory>
 

@@ -1,5 +1,5 @@
-#include "ManagerAccess.h"
-#include "VisualizedManager.h"
+#include "frame/ManagerAccess.h"
+#include "frame/VisualizedManager.h"
 #include <QCoreApplication>
 #include <QReadWriteLock>
 #include <QWriteLocker>

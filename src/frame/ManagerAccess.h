@@ -1,5 +1,5 @@
 #pragma once
-#include "VisualizedEvents.h"
+#include "frame/VisualizedEvents.h"
 #include <QReadLocker>
 #include <memory>
 

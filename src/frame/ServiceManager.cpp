@@ -1,8 +1,8 @@
-#include "ServiceManager.h"
-#include "HubPort.h"
-#include "Log.h"
-#include "ServiceManagerPrivate.h"
-#include "tarn/hub/HubKeys.h"
+#include "frame/ServiceManager.h"
+#include "base/Log.h"
+#include "frame/HubPort.h"
+#include "frame/ServiceManagerPrivate.h"
+#include "tarn/keys/HubKeys.h"
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>

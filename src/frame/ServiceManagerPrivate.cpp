@@ -1,7 +1,7 @@
-#include "ServiceManagerPrivate.h"
-#include "Log.h"
-#include "tarn/hub/HubKeys.h"
-#include "tarn/rpc/RpcKeys.h"
+#include "frame/ServiceManagerPrivate.h"
+#include "base/Log.h"
+#include "tarn/keys/HubKeys.h"
+#include "tarn/keys/RpcKeys.h"
 #include "tarn/rpc/RpcLog.h"
 #include <QCoreApplication>
 #include <QDir>

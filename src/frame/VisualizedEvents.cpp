@@ -1,4 +1,4 @@
-#include "VisualizedEvents.h"
+#include "frame/VisualizedEvents.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/cloud/ICloudServiceArgs.h"
 #include "tarn/license/ILicenseServiceArgs.h"

@@ -1,12 +1,12 @@
 // The manager's handlers of the sign-in requests.
-#include "EventRequest.h"
-#include "Log.h"
-#include "VisualizedManager.h"
-#include "VtServiceClient.h"
+#include "base/Log.h"
+#include "frame/EventRequest.h"
+#include "frame/VisualizedManager.h"
+#include "frame/VtServiceClient.h"
 #include "login/LoginDialogCreator.h"
-#include "tarn/cloud/CloudKeys.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
+#include "tarn/keys/CloudKeys.h"
 #include "tarn/rpc/RpcError.h"
 
 namespace {

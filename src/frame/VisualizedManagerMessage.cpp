@@ -1,11 +1,11 @@
 // The manager's handlers of the message requests: the notice in the corner and the message center.
-#include "EventRequest.h"
-#include "Log.h"
-#include "VisualizedManager.h"
+#include "base/Log.h"
+#include "frame/EventRequest.h"
+#include "frame/VisualizedManager.h"
 #include "message/MsgCenterDlg.h"
 #include "message/NotifyWnd.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/message/IMessageServiceArgs.h"
-#include "tarn/message/MessageKeys.h"
 #include "widgets/BringToFront.h"
 #include <QDateTime>
 #include <QScreen>

@@ -1,9 +1,9 @@
 // The manager's handlers of the upgrade and patch requests.
-#include "EventRequest.h"
-#include "Log.h"
-#include "VisualizedManager.h"
+#include "base/Log.h"
+#include "frame/EventRequest.h"
+#include "frame/VisualizedManager.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/InstallSilentPatchDlg.h"
 #include "upgrade/UpdateCurExplainDialog.h"

@@ -1,15 +1,15 @@
-#include "VisualizedOperateManager.h"
-#include "Log.h"
-#include "ManagerAccess.h"
-#include "VisualizedManager.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "frame/VisualizedOperateManager.h"
+#include "base/Log.h"
+#include "frame/ManagerAccess.h"
+#include "frame/VisualizedManager.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/cloud/ICloudServiceArgs.h"
+#include "tarn/keys/CloudKeys.h"
+#include "tarn/keys/MessageKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceArgs.h"
-#include "tarn/message/MessageKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-#include "VisualizedService.h"
-#include "VisualizedOperateManager.h"
+#include "frame/VisualizedService.h"
+#include "frame/VisualizedOperateManager.h"
 
 CVisualizedService::CVisualizedService()
     : m_operateManager(QSharedPointer<CVisualizedOperateManager>::create())

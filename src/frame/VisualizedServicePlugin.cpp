@@ -1,4 +1,4 @@
-#include "VisualizedServicePlugin.h"
+#include "frame/VisualizedServicePlugin.h"
 #include "tarn/osgi/IBundleContext.h"
 
 bool CVisualizedServicePlugin::initialize(const QStringList &, QString &)

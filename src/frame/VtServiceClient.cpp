@@ -1,4 +1,4 @@
-#include "VtServiceClient.h"
+#include "frame/VtServiceClient.h"
 #include "tarn/client/IServiceAssistantManager.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
 #include "tarn/commkit/LibToolkit.h"

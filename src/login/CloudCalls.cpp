@@ -1,8 +1,8 @@
 #include "login/CloudCalls.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "frame/VtServiceClient.h"
-#include "tarn/cloud/CloudKeys.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
+#include "tarn/keys/CloudKeys.h"
 #include "widgets/WebLink.h"
 #include <QThreadPool>
 #include <QtConcurrent>

@@ -2,7 +2,7 @@
 #include "frame/VtServiceClient.h"
 #include "login/CloudCalls.h"
 #include "login/SecretText.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "tarn/keys/CloudKeys.h"
 #include <QEventLoop>
 #include <QFutureWatcher>
 #include <QThreadPool>

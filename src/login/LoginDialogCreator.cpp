@@ -1,5 +1,5 @@
 #include "login/LoginDialogCreator.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "login/QueryQRCodeResult.h"
 #include "login/YunLoginDlg.h"
 #include "upgrade/ProcessChecker.h"

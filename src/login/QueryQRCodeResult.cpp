@@ -1,7 +1,7 @@
 #include "login/QueryQRCodeResult.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "login/CloudCalls.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "tarn/keys/CloudKeys.h"
 #include <QDeadlineTimer>
 #include <QPointer>
 #include <utility>

@@ -1,10 +1,10 @@
 // The account page of the sign-in dialog and the sign-in by password.
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "frame/VtServiceClient.h"
 #include "login/ExecYunLogin.h"
 #include "login/LoginForm.h"
 #include "login/YunLoginDlg.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "tarn/keys/CloudKeys.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/IconEditWidget.h"

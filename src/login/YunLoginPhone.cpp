@@ -1,9 +1,9 @@
 // The SMS page of the sign-in dialog: the one-time code, its countdown, and the sign-in with it.
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "login/DigitsValidator.h"
 #include "login/LoginForm.h"
 #include "login/YunLoginDlg.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "tarn/keys/CloudKeys.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/IconEditWidget.h"

@@ -1,8 +1,8 @@
 // The band of the sign-in dialog below the pages: signing in by a QR code that the browser shows.
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "login/QueryQRCodeResult.h"
 #include "login/YunLoginDlg.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "tarn/keys/CloudKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomMessageBox.h"

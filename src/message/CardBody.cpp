@@ -1,9 +1,9 @@
-#include "CardBody.h"
+#include "message/CardBody.h"
 
-#include "CardText.h"
-#include "CardTextView.h"
-#include "MessageCard.h"
-#include "MsgCenterDataMgr.h"
+#include "message/CardText.h"
+#include "message/CardTextView.h"
+#include "message/MessageCard.h"
+#include "message/MsgCenterDataMgr.h"
 #include "widgets/Picture.h"
 
 #include <QLabel>

@@ -1,6 +1,6 @@
-#include "CardText.h"
+#include "message/CardText.h"
 
-#include "SafeHtml.h"
+#include "message/SafeHtml.h"
 
 #include <QLabel>
 #include <QRegularExpression>

@@ -1,7 +1,7 @@
-#include "CardTextView.h"
+#include "message/CardTextView.h"
 
-#include "CardText.h"
-#include "MessageCard.h"
+#include "message/CardText.h"
+#include "message/MessageCard.h"
 #include "widgets/Look.h"
 
 #include <QKeyEvent>

@@ -1,4 +1,4 @@
-#include "LabelRows.h"
+#include "message/LabelRows.h"
 
 int GetRowsByLabelText(QFontMetrics fm, QString text, int width)
 {

@@ -1,9 +1,9 @@
-#include "MessageAccessible.h"
+#include "message/MessageAccessible.h"
 
-#include "CardText.h"
-#include "MessageList.h"
-#include "MessageListItem.h"
-#include "MsgCenterDataMgr.h"
+#include "message/CardText.h"
+#include "message/MessageList.h"
+#include "message/MessageListItem.h"
+#include "message/MsgCenterDataMgr.h"
 
 #include <QAccessibleWidget>
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "MessageCard.h"
+#include "message/MessageCard.h"
 
 #include "widgets/Look.h"
 #include "widgets/Placement.h"

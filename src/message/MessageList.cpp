@@ -1,8 +1,8 @@
-#include "MessageList.h"
+#include "message/MessageList.h"
 
-#include "MessageAccessible.h"
-#include "MessageCard.h"
-#include "MessageListItem.h"
+#include "message/MessageAccessible.h"
+#include "message/MessageCard.h"
+#include "message/MessageListItem.h"
 #include "widgets/Look.h"
 
 #include <QApplication>

@@ -1,12 +1,12 @@
-#include "MessageListItem.h"
+#include "message/MessageListItem.h"
 
-#include "CardBody.h"
-#include "CardText.h"
-#include "MessageCard.h"
-#include "MessageList.h"
-#include "MessagePushEvent.h"
-#include "MsgCenterDataMgr.h"
-#include "frame/Log.h"
+#include "base/Log.h"
+#include "message/CardBody.h"
+#include "message/CardText.h"
+#include "message/MessageCard.h"
+#include "message/MessageList.h"
+#include "message/MessagePushEvent.h"
+#include "message/MsgCenterDataMgr.h"
 #include "widgets/WebLink.h"
 
 #include <QKeyEvent>

@@ -1,6 +1,6 @@
-#include "MessageObserver.h"
+#include "message/MessageObserver.h"
 
-#include "MessagePushEvent.h"
+#include "message/MessagePushEvent.h"
 
 #include <QCoreApplication>
 

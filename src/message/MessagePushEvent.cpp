@@ -1,4 +1,4 @@
-#include "MessagePushEvent.h"
+#include "message/MessagePushEvent.h"
 
 const QEvent::Type CMessagePushEvent::eUnknownType = static_cast<QEvent::Type>(1960);
 const QEvent::Type CMessagePushEvent::eMessageDisplayed = static_cast<QEvent::Type>(1961);

@@ -1,10 +1,10 @@
-#include "MsgCenterDataMgr.h"
+#include "message/MsgCenterDataMgr.h"
 
-#include "MsgDataUpdTask.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "frame/VtServiceClient.h"
+#include "message/MsgDataUpdTask.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/message/IMessageServiceAssistant.h"
-#include "tarn/message/MessageKeys.h"
 
 #include <QThreadPool>
 

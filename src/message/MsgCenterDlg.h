@@ -1,7 +1,7 @@
 #pragma once
 
-#include "MessageObserver.h"
-#include "MsgCenterDataMgr.h"
+#include "message/MessageObserver.h"
+#include "message/MsgCenterDataMgr.h"
 #include "widgets/WindowDrag.h"
 
 #include <QDialog>

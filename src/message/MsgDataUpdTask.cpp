@@ -1,7 +1,7 @@
-#include "MsgDataUpdTask.h"
-#include "frame/Log.h"
+#include "message/MsgDataUpdTask.h"
+#include "base/Log.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/message/IMessageServiceAssistant.h"
-#include "tarn/message/MessageKeys.h"
 
 namespace {
 namespace key = tarn::message::key;

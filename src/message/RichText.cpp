@@ -1,4 +1,4 @@
-#include "RichText.h"
+#include "message/RichText.h"
 #include <QAbstractTextDocumentLayout>
 #include <QImage>
 #include <QPaintEvent>

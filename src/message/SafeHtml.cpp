@@ -1,4 +1,4 @@
-#include "SafeHtml.h"
+#include "message/SafeHtml.h"
 #include <QRegularExpression>
 #include <QSet>
 

@@ -1,5 +1,5 @@
 #include "upgrade/CUpdateItem.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/SelectWidget.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/ElideLabel.h"

@@ -1,5 +1,5 @@
 #include "upgrade/ForcedQuit.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "widgets/MessageText.h"
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -1,5 +1,5 @@
 #include "upgrade/NotesFile.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include <QCoreApplication>
 #include <QFile>
 #include <QImage>

@@ -1,8 +1,8 @@
 #include "upgrade/SilentInstallThread.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "frame/VisualizedManager.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include "widgets/MessageText.h"
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "upgrade/UpdateCurExplainDialog.h"
-#include "frame/Log.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "base/Log.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include <QCloseEvent>
 #include <QPushButton>
 

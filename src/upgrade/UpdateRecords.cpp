@@ -1,5 +1,5 @@
 #include "upgrade/UpdateRecords.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include <QDateTime>
 #include <QVector>
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "upgrade/UpgradeCalls.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "frame/VtServiceClient.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 
 using namespace tarn::upgrade;
 using Output = IUpgradeServiceAssistant::SoftInfoOutput;

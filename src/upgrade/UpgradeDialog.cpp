@@ -1,5 +1,5 @@
 #include "upgrade/UpgradeDialog.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "upgrade/controls/CustomScrollarea.h"
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"

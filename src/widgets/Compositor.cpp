@@ -1,4 +1,4 @@
-#include "Compositor.h"
+#include "widgets/Compositor.h"
 #include <QGuiApplication>
 #include <qpa/qplatformnativeinterface.h>
 

@@ -1,5 +1,5 @@
 #include "widgets/DNSAnalysisTool.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include <QHostAddress>
 #include <QHostInfo>
 #include <QRegularExpression>

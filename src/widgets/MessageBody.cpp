@@ -1,5 +1,5 @@
 #include "widgets/MessageBody.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"

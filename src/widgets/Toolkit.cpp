@@ -1,5 +1,5 @@
 #include "widgets/Toolkit.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "widgets/ForeignWindow.h"
 #include "widgets/Picture.h"
 #include "widgets/Placement.h"

@@ -1,4 +1,4 @@
-#include "Browser.h"
+#include "e2e/Browser.h"
 
 #include <QDir>
 #include <QEventLoop>

@@ -1,4 +1,4 @@
-#include "Popup.h"
+#include "e2e/Popup.h"
 
 #include "support/Screenshot.h"
 #include "support/XInput.h"

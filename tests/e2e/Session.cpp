@@ -1,4 +1,4 @@
-#include "Session.h"
+#include "e2e/Session.h"
 #include "support/ChildLeaks.h"
 
 #include <QCoreApplication>

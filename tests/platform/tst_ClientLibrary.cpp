@@ -3,11 +3,11 @@
 #include "support/ServedObject.h"
 #include "tarn/client/IServiceAssistantManager.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/license/ILicenseServiceAssistant.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/message/IMessageServiceAssistant.h"
-#include "tarn/message/MessageKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include <QElapsedTimer>
 #include <QLibrary>

@@ -1,10 +1,10 @@
-#include "cloud/CloudStore.h"
-#include "cloud/OneTimeCodes.h"
-#include "cloud/PasswordHash.h"
-#include "cloud/QrTickets.h"
-#include "cloud/RememberedSignIn.h"
-#include "cloud/SignInBackoff.h"
-#include "cloud/Vault.h"
+#include "services/cloud/CloudStore.h"
+#include "services/cloud/OneTimeCodes.h"
+#include "services/cloud/PasswordHash.h"
+#include "services/cloud/QrTickets.h"
+#include "services/cloud/RememberedSignIn.h"
+#include "services/cloud/SignInBackoff.h"
+#include "services/cloud/Vault.h"
 #include "support/LogCatcher.h"
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "cloud/CloudService.h"
+#include "services/cloud/CloudService.h"
 #include "support/LogCatcher.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
 #include <QFile>
 #include <QJsonDocument>

@@ -1,6 +1,6 @@
-#include "MessageService.h"
+#include "services/MessageService.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/message/MessageKeys.h"
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThreadPool>

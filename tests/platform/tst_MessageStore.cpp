@@ -1,7 +1,7 @@
-#include "DataDirectory.h"
-#include "MessageStore.h"
+#include "services/DataDirectory.h"
+#include "services/MessageStore.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/message/MessageKeys.h"
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,5 +1,5 @@
-#include "PluginHost.h"
-#include "PluginMetadata.h"
+#include "host/PluginHost.h"
+#include "host/PluginMetadata.h"
 #include "support/LogCatcher.h"
 #include <QDir>
 #include <QFile>

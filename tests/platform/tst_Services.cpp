@@ -1,9 +1,9 @@
 #include "support/Freeze.h"
 #include "support/Platform.h"
 #include "support/ServedObject.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/PagedCall.h"
-#include "tarn/message/MessageKeys.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QDir>
 #include <QElapsedTimer>

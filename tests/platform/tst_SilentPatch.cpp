@@ -1,11 +1,11 @@
 // The upgrade service's part of a silent patch; the visualized service is played by the test.
-#include "InstalledSoftware.h"
-#include "UpgradeService.h"
+#include "services/InstalledSoftware.h"
+#include "services/UpgradeService.h"
 #include "support/Packages.h"
 #include "support/SampleProgram.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include <QTemporaryDir>
 #include <QTest>
 #include <cstdio>

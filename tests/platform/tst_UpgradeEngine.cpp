@@ -1,10 +1,10 @@
 // Downloads and installations of the upgrade service, with servers and packages that misbehave.
-#include "FileSwap.h"
-#include "InstalledSoftware.h"
-#include "UpgradeEngine.h"
+#include "services/FileSwap.h"
+#include "services/InstalledSoftware.h"
+#include "services/UpgradeEngine.h"
 #include "support/HttpServer.h"
 #include "support/Packages.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include <QTemporaryDir>
 #include <QTest>
 #include <memory>

@@ -1,8 +1,8 @@
-#include "UpgradeService.h"
+#include "services/UpgradeService.h"
 #include "support/Packages.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include <QTest>
 
 using namespace tarn;

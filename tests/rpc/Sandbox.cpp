@@ -1,7 +1,7 @@
-#include "Sandbox.h"
+#include "rpc/Sandbox.h"
 #include "support/ChildLeaks.h"
-#include "tarn/hub/HubKeys.h"
-#include "tarn/rpc/RpcKeys.h"
+#include "tarn/keys/HubKeys.h"
+#include "tarn/keys/RpcKeys.h"
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 // The hub program: its directory, lock, port, segment and services, as real processes.
-#include "Sandbox.h"
-#include "tarn/hub/HubKeys.h"
+#include "rpc/Sandbox.h"
+#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/Rpc.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QDir>

@@ -1,5 +1,5 @@
 // The RPC core as the platform's programs use it, against real hub and peer processes.
-#include "Sandbox.h"
+#include "rpc/Sandbox.h"
 #include "support/Freeze.h"
 #include "tarn/rpc/IInvocable.h"
 #include "tarn/rpc/Rpc.h"

@@ -1,9 +1,9 @@
 // The typed objects: the visualized service's operations and the sign-in's notify object, called over real sockets.
-#include "Sandbox.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "rpc/Sandbox.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/cloud/ICloudServiceArgs.h"
 #include "tarn/core/BagArgs.h"
+#include "tarn/keys/CloudKeys.h"
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceArgs.h"
 #include "tarn/rpc/CallbackObject.h"

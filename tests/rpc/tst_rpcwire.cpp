@@ -1,6 +1,6 @@
 // A foreign client: generated code and gRPC only, no library of the platform. Speaks to a rpcpeer process, friendly and
 // hostile, and watches that it goes on serving in little memory.
-#include "Sandbox.h"
+#include "rpc/Sandbox.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include "tarn/v1/invoker.grpc.pb.h"
 #include <QtTest>

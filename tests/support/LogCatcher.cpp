@@ -1,4 +1,4 @@
-#include "LogCatcher.h"
+#include "support/LogCatcher.h"
 
 #include <QMutexLocker>
 

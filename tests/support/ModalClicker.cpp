@@ -1,4 +1,4 @@
-#include "ModalClicker.h"
+#include "support/ModalClicker.h"
 
 #include <QAbstractButton>
 #include <QApplication>

@@ -1,6 +1,6 @@
-#include "Screenshot.h"
+#include "support/Screenshot.h"
 
-#include "XReply.h"
+#include "support/XReply.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
-#include "XClients.h"
+#include "support/XClients.h"
 
-#include "XReply.h"
+#include "support/XReply.h"
 
 #include <QByteArray>
 

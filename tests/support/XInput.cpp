@@ -1,6 +1,6 @@
-#include "XInput.h"
+#include "support/XInput.h"
 
-#include "XReply.h"
+#include "support/XReply.h"
 
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>

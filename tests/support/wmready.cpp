@@ -2,7 +2,7 @@
 // not enough: openbox sets it before it has taken over, and what is mapped in that gap stays unmapped for ever. So this
 // maps a small window, and a new one every 100 ms, until one gets WM_STATE.
 
-#include "XReply.h"
+#include "support/XReply.h"
 
 #include <chrono>
 #include <cstdlib>

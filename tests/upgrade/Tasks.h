@@ -1,6 +1,6 @@
 #pragma once
 #include "support/FakeClient.h"
-#include "tarn/upgrade/UpgradeKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
 #include <QVariantMap>
 

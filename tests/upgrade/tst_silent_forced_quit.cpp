@@ -1,5 +1,5 @@
 // Ending a product's program by force, with real programs.
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "support/LogCatcher.h"
 #include "support/Packages.h"
 #include "support/SampleProgram.h"

@@ -1,6 +1,6 @@
 #pragma once
-#include "../Dispatch.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "services/Dispatch.h"
+#include "tarn/keys/CloudKeys.h"
 
 /// The cloud account service's answers.
 namespace tarn::services {

@@ -1,5 +1,5 @@
-#include "CloudInput.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "services/cloud/CloudInput.h"
+#include "tarn/keys/CloudKeys.h"
 #include <algorithm>
 
 namespace tarn::services {

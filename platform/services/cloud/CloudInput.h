@@ -1,5 +1,5 @@
 #pragma once
-#include "Secret.h"
+#include "services/cloud/Secret.h"
 #include <QVariantMap>
 
 /// Checked reading of a request's keys. Every function returns what is wrong, naming the key; empty when all is well.

@@ -1,7 +1,7 @@
-#include "CloudPages.h"
-#include "CloudInput.h"
-#include "QrPicture.h"
-#include "Secret.h"
+#include "services/cloud/CloudPages.h"
+#include "services/cloud/CloudInput.h"
+#include "services/cloud/QrPicture.h"
+#include "services/cloud/Secret.h"
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>

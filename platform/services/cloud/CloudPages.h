@@ -1,6 +1,6 @@
 #pragma once
-#include "LoopbackServer.h"
-#include "QrTickets.h"
+#include "services/cloud/LoopbackServer.h"
+#include "services/cloud/QrTickets.h"
 
 namespace tarn::services {
 

@@ -1,10 +1,10 @@
-#include "CloudService.h"
-#include "CloudAnswers.h"
-#include "CloudInput.h"
-#include "CloudPages.h"
-#include "CloudStore.h"
-#include "LoopbackServer.h"
-#include "PasswordHash.h"
+#include "services/cloud/CloudService.h"
+#include "services/cloud/CloudAnswers.h"
+#include "services/cloud/CloudInput.h"
+#include "services/cloud/CloudPages.h"
+#include "services/cloud/CloudStore.h"
+#include "services/cloud/LoopbackServer.h"
+#include "services/cloud/PasswordHash.h"
 #include "tarn/link/CloudWire.h"
 #include <QScopeGuard>
 

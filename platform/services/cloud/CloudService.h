@@ -1,10 +1,10 @@
 #pragma once
-#include "../Dispatch.h"
-#include "../WorkThread.h"
-#include "OneTimeCodes.h"
-#include "QrTickets.h"
-#include "RememberedSignIn.h"
-#include "SignInBackoff.h"
+#include "services/Dispatch.h"
+#include "services/WorkThread.h"
+#include "services/cloud/OneTimeCodes.h"
+#include "services/cloud/QrTickets.h"
+#include "services/cloud/RememberedSignIn.h"
+#include "services/cloud/SignInBackoff.h"
 #include "tarn/rpc/IInvocable.h"
 #include <QHash>
 #include <QMutex>

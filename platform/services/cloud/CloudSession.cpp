@@ -1,11 +1,11 @@
 // The cloud account service's session, and what the command line manages.
-#include "CloudAnswers.h"
-#include "CloudInput.h"
-#include "CloudPages.h"
-#include "CloudService.h"
-#include "CloudStore.h"
-#include "LoopbackServer.h"
-#include "PasswordHash.h"
+#include "services/cloud/CloudAnswers.h"
+#include "services/cloud/CloudInput.h"
+#include "services/cloud/CloudPages.h"
+#include "services/cloud/CloudService.h"
+#include "services/cloud/CloudStore.h"
+#include "services/cloud/LoopbackServer.h"
+#include "services/cloud/PasswordHash.h"
 #include "tarn/link/CloudWire.h"
 #include <QDateTime>
 

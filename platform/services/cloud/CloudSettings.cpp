@@ -1,6 +1,6 @@
-#include "../Log.h"
-#include "CloudService.h"
-#include "tarn/cloud/CloudKeys.h"
+#include "services/Log.h"
+#include "services/cloud/CloudService.h"
+#include "tarn/keys/CloudKeys.h"
 #include <QDir>
 #include <QSettings>
 #include <QUrl>

@@ -1,4 +1,4 @@
-#include "CloudStore.h"
+#include "services/cloud/CloudStore.h"
 #include <QSqlQuery>
 
 namespace tarn::services {

@@ -1,5 +1,5 @@
 #pragma once
-#include "../Database.h"
+#include "services/Database.h"
 #include <QByteArray>
 #include <QList>
 #include <QString>

@@ -1,6 +1,6 @@
-#include "LoopbackServer.h"
-#include "../Log.h"
-#include "PeerUser.h"
+#include "services/cloud/LoopbackServer.h"
+#include "services/Log.h"
+#include "services/cloud/PeerUser.h"
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>

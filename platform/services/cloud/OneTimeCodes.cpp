@@ -1,6 +1,6 @@
-#include "OneTimeCodes.h"
-#include "CloudStore.h"
-#include "Vault.h"
+#include "services/cloud/OneTimeCodes.h"
+#include "services/cloud/CloudStore.h"
+#include "services/cloud/Vault.h"
 #include <sodium.h>
 
 namespace tarn::services {

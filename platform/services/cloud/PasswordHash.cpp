@@ -1,4 +1,4 @@
-#include "PasswordHash.h"
+#include "services/cloud/PasswordHash.h"
 #include <QList>
 #include <QSemaphore>
 #include <sodium.h>

@@ -1,5 +1,5 @@
 #pragma once
-#include "Secret.h"
+#include "services/cloud/Secret.h"
 
 namespace tarn::services {
 

@@ -1,4 +1,4 @@
-#include "PeerUser.h"
+#include "services/cloud/PeerUser.h"
 #include <QByteArray>
 #include <QFile>
 #include <QList>

@@ -1,5 +1,5 @@
-#include "PrivateFile.h"
-#include "../Log.h"
+#include "services/cloud/PrivateFile.h"
+#include "services/Log.h"
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>

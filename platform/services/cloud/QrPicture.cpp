@@ -1,4 +1,4 @@
-#include "QrPicture.h"
+#include "services/cloud/QrPicture.h"
 #include <memory>
 #include <qrencode.h>
 

@@ -1,5 +1,5 @@
-#include "QrTickets.h"
-#include "Secret.h"
+#include "services/cloud/QrTickets.h"
+#include "services/cloud/Secret.h"
 #include <QMutexLocker>
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-#include "RememberedSignIn.h"
-#include "PrivateFile.h"
+#include "services/cloud/RememberedSignIn.h"
+#include "services/cloud/PrivateFile.h"
 #include <QDataStream>
 #include <QFile>
 #include <QSaveFile>

@@ -1,5 +1,5 @@
 #pragma once
-#include "Vault.h"
+#include "services/cloud/Vault.h"
 #include <QString>
 
 namespace tarn::services {

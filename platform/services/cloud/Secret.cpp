@@ -1,4 +1,4 @@
-#include "Secret.h"
+#include "services/cloud/Secret.h"
 #include <QDateTime>
 #include <sodium.h>
 #include <stdexcept>

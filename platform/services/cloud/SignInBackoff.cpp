@@ -1,4 +1,4 @@
-#include "SignInBackoff.h"
+#include "services/cloud/SignInBackoff.h"
 #include <QMutexLocker>
 #include <algorithm>
 #include <utility>

@@ -1,6 +1,6 @@
-#include "Vault.h"
-#include "../Log.h"
-#include "PrivateFile.h"
+#include "services/cloud/Vault.h"
+#include "services/Log.h"
+#include "services/cloud/PrivateFile.h"
 #include <sodium.h>
 
 namespace tarn::services {

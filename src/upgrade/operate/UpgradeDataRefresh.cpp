@@ -1,8 +1,8 @@
 #include "upgrade/operate/UpgradeDataRefresh.h"
-#include "frame/Log.h"
+#include "base/Log.h"
 #include "frame/VtServiceClient.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/operate/RowKeys.h"
 #include <QTimer>
 

@@ -1,8 +1,8 @@
 #pragma once
 #include "tarn/Export.h"
+#include "tarn/keys/RpcKeys.h"
 #include "tarn/rpc/RpcAdapter.h"
 #include "tarn/rpc/RpcError.h"
-#include "tarn/rpc/RpcKeys.h"
 #include "tarn/rpc/RpcLog.h"
 #include "tarn/rpc/RpcProxy.h"
 #include <QHash>

@@ -1,5 +1,5 @@
 #pragma once
-#include "DllInfo.h"
+#include "base/DllInfo.h"
 #include <QDebug>
 #include <QLoggingCategory>
 #include <QMessageLogger>

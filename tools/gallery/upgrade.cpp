@@ -1,7 +1,7 @@
 #include "gallery/Gallery.h"
 #include "tarn/core/BagArgs.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
-#include "tarn/upgrade/UpgradeKeys.h"
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/UpdateExplainDial.h"
 #include <QApplication>
