@@ -1,85 +1,24 @@
 #include "message/CardText.h"
 
-#include "message/SafeHtml.h"
+#include "widgets/SafeHtml.h"
 
 #include <QLabel>
-#include <QRegularExpression>
-#include <QSet>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <QTextEdit>
 #include <QTextLayout>
 
+namespace safehtml = tarn::visualized::safehtml;
+
 namespace {
 // Metrics
 constexpr int CollapsedLines = 2;
-constexpr int PreviewSource = 4096;      // characters of a body that its preview is made from
-constexpr int LongPreviewSource = 65536; // the same when the first part holds nothing but markup
-constexpr int PreviewLength = 512;
-constexpr int MaxBody = 1 << 20; // characters
-constexpr int LongestWord = 200; // characters
-constexpr int DeepestMarkup = 100;
-constexpr int MostTags = 20000;
+constexpr int PreviewLength = 512; // characters
 
 QString paragraph(const QString &html, int lineHeight)
 {
     return QStringLiteral("<p style='line-height:%1px; width: 100%; white-space: pre-wrap;' >").arg(lineHeight) + html +
            QStringLiteral("</p>");
-}
-
-QString head(const QString &text, int length)
-{
-    const bool splitsPair = length < text.size() && length > 0 && text.at(length - 1).isHighSurrogate();
-    return text.left(splitsPair ? length - 1 : length);
-}
-
-// The layout takes quadratic time over a word that no line can hold; here it may break such words anyway.
-QString withBreakableWords(QString text)
-{
-    static const QRegularExpression longWord(QStringLiteral("[^\\s<>&;]{%1}").arg(LongestWord));
-    return text.replace(longWord, QStringLiteral("\\0\u200b"));
-}
-
-// A document takes quadratic time over elements inside elements, and much over very many.
-bool isTangled(const QString &html)
-{
-    static const QSet<QString> unclosed{QStringLiteral("br"), QStringLiteral("p"), QStringLiteral("li")};
-    static const QRegularExpression tag(QStringLiteral("<(/?)(\\w+)[^>]*>"));
-    int depth = 0;
-    int count = 0;
-    auto it = tag.globalMatch(html);
-    while (it.hasNext() && depth <= DeepestMarkup && count <= MostTags) {
-        const QRegularExpressionMatch match = it.next();
-        ++count;
-        if (!unclosed.contains(match.captured(2)))
-            depth += match.capturedLength(1) ? -1 : 1;
-    }
-    return depth > DeepestMarkup || count > MostTags;
-}
-
-QString withoutTags(QString html)
-{
-    static const QRegularExpression lineEnd(QStringLiteral("<br>|</?(p|div|li|h[1-6]|ul|ol|center)\\b[^>]*>"));
-    static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
-    return html.replace(lineEnd, QStringLiteral("\n")).remove(tag);
-}
-
-QString plainHead(const QString &content, int length)
-{
-    const QString source = head(content, length);
-    const bool isPlain = !source.contains(QLatin1Char('<')) && !source.contains(QLatin1Char('&'));
-    if (isPlain)
-        return head(source, PreviewLength * 2).simplified();
-    QTextDocument document; // for the entities
-    document.setUndoRedoEnabled(false);
-    document.setHtml(withoutTags(safehtml::sanitized(source, length)));
-    return document.toPlainText().simplified();
-}
-
-QString safeBody(const QString &content)
-{
-    const QString html = safehtml::sanitized(content, MaxBody);
-    return withBreakableWords(isTangled(html) ? withoutTags(html) : html);
 }
 } // namespace
 
@@ -91,15 +30,12 @@ void cardtext::setBody(QTextDocument *document, const QString &content, const QF
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     document->setDefaultTextOption(option);
-    document->setHtml(paragraph(safeBody(content), lineHeight));
+    document->setHtml(paragraph(safehtml::reduce(content, safehtml::card()).text, lineHeight));
 }
 
 QString cardtext::preview(const QString &content)
 {
-    QString text = plainHead(content, PreviewSource);
-    if (text.isEmpty() && content.size() > PreviewSource)
-        text = plainHead(content, LongPreviewSource);
-    return head(text, PreviewLength);
+    return safehtml::words(content, PreviewLength);
 }
 
 QString cardtext::abbreviated(const QString &text, const QFont &font, int width, int lines)

@@ -5,12 +5,12 @@
 #include "message/MessageServiceArgs.h"
 #include "message/MsgDataUpdTask.h"
 #include "message/RichText.h"
-#include "message/SafeHtml.h"
 #include "tarn/keys/MessageKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/Compositor.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
+#include "widgets/SafeHtml.h"
 #include "widgets/WebLink.h"
 #include <QApplication>
 #include <QFrame>
@@ -28,6 +28,7 @@
 
 namespace {
 namespace key = tarn::message::key;
+namespace safehtml = tarn::visualized::safehtml;
 
 // Metrics (pixels)
 constexpr int ShadowWidth = 3;
@@ -46,7 +47,6 @@ constexpr int BadgeFontSize = 11;
 constexpr int MaxTitleLines = 2;
 // Rules
 constexpr int MaxShownUnread = 50;
-constexpr int MaxBodyChars = 20000; // the message center has the whole text
 constexpr int MaxLinkChars = 200;
 constexpr int MaxCountedChars = 200; // of a title, more than its lines hold
 const QString Family = QStringLiteral("微软雅黑");
@@ -106,7 +106,7 @@ QString bodyHtml(int fontSize, const QString &content)
 {
     return QStringLiteral(
                "<p style='line-height:120%;font-size:%1px;font-family:微软雅黑;white-space: pre-wrap;'>%2</p>")
-        .arg(QString::number(fontSize), safehtml::sanitized(content, MaxBodyChars));
+        .arg(QString::number(fontSize), safehtml::reduce(content, safehtml::notice()).text);
 }
 
 QFont fontOf(int pixelSize, bool bold = false)

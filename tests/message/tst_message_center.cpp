@@ -102,8 +102,8 @@ private slots:
 
     void followingTheLinkClicksAndReads()
     {
-        const LinkTaker links({"test", "file"});
-        const Window window = open({withLink(message("a"), "test:address?a=1&b"), message("b")});
+        const LinkTaker links({"https", "file"});
+        const Window window = open({withLink(message("a"), "https://x.example/a?a=1&b"), message("b")});
         QSignalSpy clicks(window.get(), &CMsgCenterDlg::MsgHasBeClickSignal);
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         QTRY_VERIFY(item(window, 0)->findChild<QLabel *>("messageLink")->width() > 100);
@@ -112,10 +112,10 @@ private slots:
         const LogCatcher log;
         auto *link = item(window, 0)->findChild<QLabel *>("messageLink");
         QTest::mouseClick(link, Qt::LeftButton, {}, QPoint(10, link->height() / 2));
-        QCOMPARE(links.urls, QStringList("test:address?a=1&b"));
+        QCOMPARE(links.urls, QStringList("https://x.example/a?a=1&b"));
         QCOMPARE(reports(), QStringList("receipt 3 a")); // read before
         QCOMPARE(clicks.size(), 1);
-        QVERIFY(log.has(QtInfoMsg, Flow + "消息a链接已点击，目标地址为：test:address?a=1&b。"));
+        QVERIFY(log.has(QtInfoMsg, Flow + "消息a链接已点击，目标地址为：https://x.example/a?a=1&b。"));
         item(window, 1)->OnlinkActivated("file:///etc/passwd");
         QVERIFY(log.has(QtWarningMsg, Flow + "消息b的链接无法打开：file:///etc/passwd。"));
         QCOMPARE(links.urls.size(), 1);

@@ -47,14 +47,6 @@ private slots:
         fake().reset();
     }
 
-    void previewIsPlainText()
-    {
-        QCOMPARE(cardtext::preview(" 第一行\n  第二行 "), QString("第一行 第二行"));
-        QCOMPARE(cardtext::preview("<p>更新<b>说明</b></p><p>第二段&amp;更多</p>"), QString("更新说明 第二段&更多"));
-        QCOMPARE(cardtext::preview("<style>p{}</style><script>alert(1)</script>正文"), QString("正文"));
-        QCOMPARE(cardtext::preview("a < 100%1 且 c > %2"), QString("a < 100%1 且 c > %2"));
-    }
-
     void abbreviationKeepsTwoLines()
     {
         QLabel label;
@@ -101,6 +93,15 @@ private slots:
         QTRY_VERIFY(staysInside(item(window, 0)));
         QCOMPARE(center::list(window)->horizontalScrollBar()->maximum(), 0);
         QVERIFY(!shownText(item(window, 0)).isEmpty());
+    }
+
+    void anOpenedMessageLosesNoText()
+    {
+        const QString chinese = QString("没有空格的中文段落，").repeated(30);
+        const QString word(1000, 'x');
+        const Window window = open({with("MsgContent", chinese + "\n" + word)});
+        QTest::keyClick(item(window, 0), Qt::Key_Return);
+        QCOMPARE(shownText(item(window, 0)).remove(QChar(0x200B)), chinese + "\n" + word);
     }
 
     // Nothing waits for what is no picture, and the window can go while it is looked at.

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QString>
+
+/// Rich text from outside, reduced before a text document reads it: documents crash or take minutes over nested and
+/// padded tables, over deep markup and over words without end, and they load any file or address that is named.
+/// The reduced text is made of tags written here; nothing of the source passes but words and judged attribute values.
+/// Takes time in proportion to the text. Pure functions, any thread.
+namespace tarn::visualized::safehtml {
+
+enum class Links {
+    None, ///< only the words stay
+    Web,  ///< those that weblink::target() accepts
+    Any   ///< all; the reader judges a link when it is followed
+};
+
+/// What a kind of text may keep. Bold, italic, underlined, sub- and superscript and colours always stay; scripts, titles
+/// and comments always go, with their content; a "<" that opens no tag is shown.
+struct Policy
+{
+    int maxChars = 0;       ///< longer texts are cut and end in "……"
+    int longWord = 200;     ///< characters without a place to break, after which U+200B makes one; 0: never
+    int maxOpen = 100;      ///< elements inside one another; deeper tags go
+    int maxTags = 20000;    ///< tags beyond go; those of blocks become line ends
+    bool plain = false;     ///< a text without a tag that stays is plain text: nothing in it is read as an entity
+    bool lineEnds = false;  ///< "\r\n" breaks the line
+    bool blocks = false;    ///< headings, lists, alignment, font sizes of 8 to 32 pixels
+    bool pictures = false;  ///< <img> of local files: an absolute path or a file: address
+    bool documents = false; ///< tables, style sheets and the attributes of whole pages
+    Links links = Links::None;
+};
+
+/// Message boxes: a line of emphasis, colours and links; 10,000 characters.
+Policy box();
+/// Pop-up notices: blocks and local pictures; 20,000 characters, the message center has the whole text.
+Policy notice();
+/// Opened messages: blocks and local pictures; 1 Mi characters.
+Policy card();
+/// Release notes: whole pages with tables; 2 Mi characters. Spans of cells are limited to 100.
+Policy notes();
+
+struct Reduced
+{
+    QString text;
+    bool isRich = false;      ///< text is HTML; else plain text (only with Policy::plain)
+    bool hasLink = false;     ///< there is a link to be followed
+    bool isFlattened = false; ///< tags went because they were too many or too deep
+};
+Reduced reduce(const QString &text, const Policy &policy);
+
+/// The words alone, white space simplified, for previews and screen readers: at most `length` characters, made from the
+/// beginning of the text.
+QString words(const QString &text, int length);
+
+/// The first `length` characters, one less where that would split a surrogate pair.
+QString head(const QString &text, int length);
+
+} // namespace tarn::visualized::safehtml
