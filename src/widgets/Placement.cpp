@@ -1,4 +1,5 @@
 #include "widgets/Placement.h"
+#include "widgets/Toolkit.h"
 #include <QGuiApplication>
 #include <QScreen>
 #include <QWidget>
@@ -8,6 +9,28 @@
 #include <limits>
 
 namespace placement {
+namespace {
+
+QScreen *nearestScreen(const QPoint &point)
+{
+    if (QScreen *under = QGuiApplication::screenAt(point))
+        return under;
+    QScreen *nearest = nullptr;
+    qint64 shortest = std::numeric_limits<qint64>::max();
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    for (QScreen *screen : screens) {
+        const QRect area = screen->geometry();
+        const qint64 distance = qAbs(qint64(point.x()) - qBound(area.left(), point.x(), area.right())) +
+                                qAbs(qint64(point.y()) - qBound(area.top(), point.y(), area.bottom()));
+        if (distance >= shortest)
+            continue;
+        shortest = distance;
+        nearest = screen;
+    }
+    return nearest;
+}
+
+} // namespace
 
 int roundHalfUp(double value)
 {
@@ -25,6 +48,31 @@ QScreen *screenOf(const QWidget *w)
 {
     const QWindow *window = w ? w->window()->windowHandle() : nullptr;
     return window ? window->screen() : QGuiApplication::primaryScreen();
+}
+
+QRect inside(const QRect &window, const QRect &area)
+{
+    const auto fitted = [](int position, int length, int from, int room) {
+        return qMax(from, qMin(position, from + room - length));
+    };
+    return QRect(QPoint(fitted(window.x(), window.width(), area.x(), area.width()),
+                        fitted(window.y(), window.height(), area.y(), area.height())),
+                 window.size());
+}
+
+void keepOnScreen(QWidget *window)
+{
+    const QRect frame = window->frameGeometry();
+    if (const QScreen *screen = nearestScreen(frame.center()))
+        window->move(inside(frame, screen->availableGeometry()).topLeft());
+}
+
+void centreOnPrimary(QWidget *window)
+{
+    ServiceVisualized::CToolkit::SetDlgToScreenCenter(window);
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    if (screen && !screen->availableGeometry().contains(window->geometry()))
+        window->move(window->pos() + screen->availableGeometry().topLeft());
 }
 
 QPoint screenCentre(const QRect &available, const QRect &dialog)

@@ -20,6 +20,15 @@ int scaled(int value, int dpi);
 /// The screen of w's top-level window once that has a native handle, else the primary screen; null without screens.
 QScreen *screenOf(const QWidget *w);
 
+/// The window moved as little as needed to lie within the area; the top-left corner stays visible when it is larger.
+QRect inside(const QRect &window, const QRect &area);
+/// Moves the window into the available area of the screen under its centre, or of the nearest one. Size and a position
+/// that is all right are left alone.
+void keepOnScreen(QWidget *window);
+/// CToolkit::SetDlgToScreenCenter() on the primary screen. Where the primary screen does not start at (0, 0), so that this
+/// is a place on another screen, the window is moved to the middle of the primary one.
+void centreOnPrimary(QWidget *window);
+
 /// Top-left corner for a dialog in the middle of a screen's available area. The origin of the area is deliberately not
 /// added: with a panel at the left or top the dialog stands that much further left or up.
 QPoint screenCentre(const QRect &available, const QRect &dialog);

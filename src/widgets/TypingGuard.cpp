@@ -23,6 +23,9 @@ bool TypingGuard::eventFilter(QObject *watched, QEvent *event)
 {
     switch (event->type()) {
     case QEvent::Show:
+        m_lifted = m_lifted && event->spontaneous(); // the user has not seen this appearance yet
+        m_sinceKey.start();
+        break;
     case QEvent::WindowActivate:
         m_sinceKey.start();
         break;

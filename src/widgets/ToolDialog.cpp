@@ -1,0 +1,116 @@
+#include "widgets/ToolDialog.h"
+#include "widgets/BringToFront.h"
+#include "widgets/CustomTitleBar.h"
+#include "widgets/Look.h"
+#include "widgets/Placement.h"
+#include "widgets/TypingGuard.h"
+#include <QBoxLayout>
+#include <QCloseEvent>
+#include <QFrame>
+#include <QPointer>
+
+namespace tarn::visualized {
+
+ToolDialog::ToolDialog(QWidget *parent, Qt::WindowType type, Qt::MouseButtons bodyButtons)
+    : QDialog(parent, type | Qt::FramelessWindowHint)
+    , m_bodyButtons(bodyButtons)
+{
+}
+
+void ToolDialog::prepare(const QString &title)
+{
+    look::prepareWindow(this, title);
+}
+
+QVBoxLayout *ToolDialog::addBody(const QString &objectName)
+{
+    auto *body = new QFrame(this);
+    body->setObjectName(objectName);
+    auto *column = new QVBoxLayout(body);
+    column->setContentsMargins(1, 1, 1, 1);
+    column->setSpacing(0);
+    auto *whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->addWidget(body);
+    return column;
+}
+
+CustomTitleBar *ToolDialog::addTitleBar(QVBoxLayout *column, int height)
+{
+    auto *bar = new CustomTitleBar(column->parentWidget());
+    bar->setFixedHeight(look::scaled(height, this));
+    column->insertWidget(0, bar);
+    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &ToolDialog::OnCustomTitleBarPressed);
+    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &ToolDialog::OnCustomTitleBarmoved);
+    return bar;
+}
+
+void ToolDialog::expectUnasked()
+{
+    if (m_unasked)
+        return;
+    m_unasked = true;
+    new TypingGuard(this);
+}
+
+void ToolDialog::setVisible(bool visible)
+{
+    const bool appears = visible && !isVisible();
+    if (appears && testAttribute(Qt::WA_Moved)) // QDialog finds a place itself for a window without one
+        placement::keepOnScreen(this);
+    const QPointer<ToolDialog> self(this);
+    QDialog::setVisible(visible);
+    if (!self || !appears)
+        return;
+    setWindowRole(windowRole()); // the X plug-in drops the role of a window that was hidden
+    if (m_unasked)
+        front::neutralFocus(this);
+}
+
+// QDialog::closeEvent() calls reject() to hide the window and to report the result.
+void ToolDialog::reject()
+{
+    if (m_closing)
+        QDialog::reject();
+    else
+        close();
+}
+
+void ToolDialog::closeEvent(QCloseEvent *event)
+{
+    const QPointer<ToolDialog> self(this);
+    m_closing = true;
+    QDialog::closeEvent(event);
+    if (self)
+        m_closing = false;
+}
+
+void ToolDialog::OnCustomTitleBarPressed(int nPosX, int nPosY)
+{
+    m_drag.press({nPosX, nPosY});
+}
+
+void ToolDialog::OnCustomTitleBarmoved(int nPosX, int nPosY)
+{
+    m_drag.move({nPosX, nPosY});
+}
+
+void ToolDialog::mousePressEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event, m_bodyButtons))
+        QDialog::mousePressEvent(event);
+}
+
+void ToolDialog::mouseMoveEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event, m_bodyButtons))
+        QDialog::mouseMoveEvent(event);
+}
+
+void ToolDialog::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (!m_drag.handle(event, m_bodyButtons))
+        QDialog::mouseReleaseEvent(event);
+}
+
+} // namespace tarn::visualized

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "widgets/WindowDrag.h"
+#include <QDialog>
+
+class CustomTitleBar;
+class QVBoxLayout;
+
+namespace tarn::visualized {
+
+/// Base of the frameless windows: a title bar over a body, moved with the mouse. Escape and reject() close the window (so
+/// that WA_DeleteOnClose and closeEvent() apply) instead of hiding it. A window that has been given a place is moved into
+/// the available area of its screen when it comes up. GUI thread.
+class ToolDialog : public QDialog
+{
+    Q_OBJECT
+public:
+    void reject() override;
+    void setVisible(bool visible) override;
+
+protected slots:
+    // Of the title bar; positions are global.
+    void OnCustomTitleBarPressed(int nPosX, int nPosY);
+    void OnCustomTitleBarmoved(int nPosX, int nPosY);
+
+protected:
+    /// @param type Qt::Tool or Qt::Dialog
+    /// @param bodyButtons the mouse buttons that drag the window where no child takes the press
+    explicit ToolDialog(QWidget *parent, Qt::WindowType type = Qt::Tool, Qt::MouseButtons bodyButtons = Qt::LeftButton);
+
+    /// Sets title, object name and X role, and keeps the window from ending the host's event loop; see
+    /// look::prepareWindow(). Called first in the most derived class.
+    void prepare(const QString &title);
+    /// Fills the window with a frame of this object name. @return its column, one pixel inside, for the bands
+    QVBoxLayout *addBody(const QString &objectName);
+    /// Puts an empty title bar on top of the column and lets it drag the window; CustomTitleBarClose is the caller's to
+    /// connect. Called after the other bands exist: Tab follows the order of creation, and the close button comes last.
+    /// @param height in design pixels
+    CustomTitleBar *addTitleBar(QVBoxLayout *column, int height);
+    /// For a window that can appear while the user types in another program: the focus is neutral whenever it appears,
+    /// and keys are dropped until the user pauses or clicks (see TypingGuard).
+    void expectUnasked();
+
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    WindowDrag m_drag{this};
+    const Qt::MouseButtons m_bodyButtons;
+    bool m_unasked = false;
+    bool m_closing = false; ///< within closeEvent()
+};
+
+} // namespace tarn::visualized
