@@ -1,7 +1,13 @@
 #include "widgets/ElideLabel.h"
+#include "widgets/ShownText.h"
 #include <QHelpEvent>
-#include <QTextLayout>
 #include <QToolTip>
+
+namespace text = tarn::visualized::text;
+
+namespace {
+constexpr QChar Ellipsis(0x2026);
+}
 
 ElideLabel::ElideLabel(QWidget *parent)
     : QLabel(parent)
@@ -24,7 +30,7 @@ void ElideLabel::setMaximumLines(int lines)
 void ElideLabel::setFullText(const QString &text)
 {
     m_fullText = text;
-    setAccessibleName(text);
+    setAccessibleName(text::brief(text));
     updateGeometry();
     fit();
 }
@@ -37,7 +43,7 @@ void ElideLabel::setKeptEnd(const QString &end)
 
 QString ElideLabel::toolTipFor(const QString &text)
 {
-    return QStringLiteral("<p style='white-space:pre-wrap'>%1</p>").arg(text.toHtmlEscaped());
+    return text::toolTip(text);
 }
 
 QSize ElideLabel::framed(const QSize &text) const
@@ -50,8 +56,9 @@ QSize ElideLabel::framed(const QSize &text) const
 QSize ElideLabel::sizeHint() const
 {
     ensurePolished();
-    const QRect bounds = fontMetrics().boundingRect(QRect(), Qt::AlignLeft, m_fullText);
-    return framed(QSize(qMax(bounds.width(), fontMetrics().horizontalAdvance(m_fullText)) + 1,
+    const QString whole = measured();
+    const QRect bounds = fontMetrics().boundingRect(QRect(), Qt::AlignLeft, whole);
+    return framed(QSize(qMax(bounds.width(), fontMetrics().horizontalAdvance(whole)) + 1,
                         qMax(bounds.height(), fontMetrics().height())));
 }
 
@@ -86,61 +93,33 @@ void ElideLabel::changeEvent(QEvent *event)
 void ElideLabel::fit()
 {
     const QString shown = fitted(contentsRect().width() - 2 * margin());
-    m_elided = shown != m_fullText && shown.contains(QChar(0x2026)) && !m_fullText.isEmpty();
+    m_elided = shown != m_fullText && shown.contains(Ellipsis);
     if (shown != text())
         setText(shown);
     setToolTip(m_elided ? toolTipFor(m_fullText) : QString());
 }
 
-// Lines are broken here rather than by the label, so that the last one can end in an ellipsis.
+// The text as far as it is measured, with the kept end.
+QString ElideLabel::measured() const
+{
+    if (m_keptEnd.isEmpty() || !m_fullText.endsWith(m_keptEnd))
+        return text::brief(m_fullText);
+    return text::brief(m_fullText.left(m_fullText.size() - m_keptEnd.size())) + m_keptEnd;
+}
+
 QString ElideLabel::fitted(int width) const
 {
-    QString flat = m_fullText;
-    flat.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
-    if (m_maximumLines == 1 || fontMetrics().horizontalAdvance(flat) <= width)
-        return fontMetrics().elidedText(flat, Qt::ElideRight, width);
-    QStringList lines = broken(shortened(flat, width), width);
-    if (lines.size() > m_maximumLines) {
-        const QString rest = QStringList(lines.mid(m_maximumLines - 1)).join(QString());
-        lines = lines.mid(0, m_maximumLines - 1);
-        lines << fontMetrics().elidedText(rest, Qt::ElideRight, width);
-    }
-    return lines.join(QLatin1Char('\n'));
-}
-
-// The longest beginning that leaves room for the kept end.
-QString ElideLabel::shortened(const QString &flat, int width) const
-{
-    if (m_keptEnd.isEmpty() || !flat.endsWith(m_keptEnd) || broken(flat, width).size() <= m_maximumLines)
-        return flat;
-    const auto shortenedTo = [&](int size) { return flat.left(size) + QChar(0x2026) + m_keptEnd; };
+    const QString whole = measured();
+    const auto shown = [&](const QString &part) { return text::elided(part, font(), width, m_maximumLines); };
+    QString result = shown(whole);
+    if (m_keptEnd.isEmpty() || !whole.endsWith(m_keptEnd) || !result.endsWith(Ellipsis))
+        return result;
+    // The longest beginning that leaves room for the kept end.
+    const auto shortenedTo = [&](int size) { return shown(text::beginning(whole, size) + Ellipsis + m_keptEnd); };
     int fits = 0;
-    for (int beyond = flat.size() - m_keptEnd.size(); beyond - fits > 1;) {
+    for (int beyond = whole.size() - m_keptEnd.size(); beyond - fits > 1;) {
         const int middle = (fits + beyond) / 2;
-        (broken(shortenedTo(middle), width).size() <= m_maximumLines ? fits : beyond) = middle;
+        (shortenedTo(middle).endsWith(Ellipsis) ? beyond : fits) = middle;
     }
-    if (fits > 0 && flat.at(fits - 1).isHighSurrogate())
-        --fits;
     return shortenedTo(fits);
-}
-
-// Into lines, of which the last may be too wide: beyond the permitted number, all is one.
-QStringList ElideLabel::broken(const QString &flat, int width) const
-{
-    QTextLayout layout(flat, font());
-    QTextOption option;
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    layout.setTextOption(option);
-    QStringList lines;
-    layout.beginLayout();
-    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-        line.setLineWidth(width);
-        if (lines.size() == m_maximumLines) {
-            lines << flat.mid(line.textStart());
-            break;
-        }
-        lines << flat.mid(line.textStart(), line.textLength());
-    }
-    layout.endLayout();
-    return lines;
 }

@@ -3,7 +3,8 @@
 #include <QLabel>
 
 /// A plain-text label that never asks for more room than it gets: what does not fit ends in "…" and the whole text is
-/// the tool tip. Screen readers always get the whole text. Set the text with setFullText(), not setText().
+/// the tool tip. Of very long texts the first 1000 characters are measured, shown and spoken. Set the text with
+/// setFullText(), not setText(). GUI thread.
 class ElideLabel final : public QLabel
 {
     Q_OBJECT
@@ -16,7 +17,7 @@ public:
     /// Wraps into up to this many lines before it elides; 1 by default.
     void setMaximumLines(int lines);
     void setFullText(const QString &text);
-    /// An end of the full text that is shown in any case: what stands before it is elided.
+    /// An end of the full text that is always shown: the text before it is elided.
     void setKeptEnd(const QString &end);
 
     /// A tool tip that wraps long text and shows markup from outside as it stands.
@@ -32,9 +33,8 @@ protected:
 
 private:
     void fit();
+    QString measured() const;
     QString fitted(int width) const;
-    QString shortened(const QString &flat, int width) const;
-    QStringList broken(const QString &flat, int width) const;
     QSize framed(const QSize &text) const;
 
     QString m_fullText;

@@ -3,16 +3,23 @@
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
+#include "widgets/TextMenu.h"
 #include "widgets/Toolkit.h"
 #include <QApplication>
+#include <QClipboard>
 #include <QDialog>
 #include <QHelpEvent>
 #include <QLineEdit>
+#include <QMenu>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBrowser>
 #include <algorithm>
 #include <sys/stat.h>
+
+using tarn::visualized::addTextMenu;
 
 namespace upgrade {
 namespace controls {
@@ -62,6 +69,51 @@ private slots:
             QVERIFY(label.fontMetrics().horizontalAdvance(line) <= label.width());
         label.resize(5, 80); // no room even for the end
         QVERIFY(label.text().count(QLatin1Char('\n')) <= 1);
+    }
+
+    void hugeText()
+    {
+        const QString text = QStringLiteral("0") + QStringLiteral("\U00020000").repeated(1 << 20);
+        ElideLabel label(text, nullptr);
+        QVERIFY(label.sizeHint().width() < 1100 * label.fontMetrics().horizontalAdvance(QStringLiteral("甲")));
+        label.resize(label.sizeHint());
+        QVERIFY(label.isElided());
+        for (const QString &cut : {label.text(), label.accessibleName()}) {
+            QVERIFY(cut.size() <= 1001 && cut.endsWith(QChar(0x2026)));
+            QVERIFY(!cut.at(cut.size() - 2).isHighSurrogate()); // no half of a character
+        }
+        QVERIFY(label.toolTip().size() < 1100);
+        QCOMPARE(label.fullText().size(), text.size());
+    }
+
+    void textMenu()
+    {
+        QTextBrowser view;
+        addTextMenu(&view);
+        view.setHtml(QStringLiteral("<p>") + QStringLiteral("甲<br>").repeated(50) + QStringLiteral("</p>"));
+        view.resize(200, 100);
+        view.show();
+        const auto openedOn = [&](QWidget *target) {
+            QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(4, 8), target->mapToGlobal(QPoint(4, 8)));
+            QCoreApplication::sendEvent(target, &event);
+            return qobject_cast<QMenu *>(QApplication::activePopupWidget());
+        };
+        QMenu *menu = openedOn(view.viewport());
+        QVERIFY(menu);
+        QCOMPARE(menu->actions().size(), 2);
+        QCOMPARE(menu->actions().at(0)->text(), QStringLiteral("复制"));
+        QVERIFY(!menu->actions().at(0)->isEnabled()); // nothing is selected
+        QCOMPARE(menu->actions().at(1)->text(), QStringLiteral("全选"));
+        menu->actions().at(1)->trigger();
+        menu->close();
+        menu = openedOn(view.viewport());
+        QVERIFY(menu);
+        menu->actions().at(0)->trigger();
+        menu->close();
+        QCOMPARE(QGuiApplication::clipboard()->text(), view.toPlainText());
+        QVERIFY(!openedOn(view.verticalScrollBar()));
+        view.setHtml(QStringLiteral("<a href='http://x/'>链接链接</a>"));
+        QVERIFY(!openedOn(view.viewport()));
     }
 
     void toolTipsHaveNoSheet()
