@@ -151,7 +151,7 @@ void CustomTitleBar::setTitle(const QString &text, int fontPx, int weight)
         m_title = new ElideLabel(this);
         m_title->setObjectName(QStringLiteral("titleText"));
         QPalette palette = m_title->palette(); // a sheet would cost more than the rest of the bar
-        palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
+        palette.setColor(QPalette::WindowText, QColor(look::TextDark));
         m_title->setPalette(palette);
         m_layout->addWidget(m_title);
     }

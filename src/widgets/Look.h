@@ -11,11 +11,55 @@ class QWidget;
 /// GUI thread.
 namespace look {
 
-// Colours
-inline constexpr char Blue[] = "#379AF5";      // rgb(55,154,245), faces of confirming buttons
-inline constexpr char TextDark[] = "#454D5A";  // running text
-inline constexpr char FrameBlue[] = "#53B3EA"; // border of main windows
-inline constexpr char BandGrey[] = "#EEF0F5";  // rgb(238,240,245), title band of message boxes
+// Colours, for sheets and painters
+inline constexpr QLatin1String Blue("#379AF5");      // faces of confirming buttons, focus, selection
+inline constexpr QLatin1String TextBlue("#1E7FD8");  // links, hovered and selected titles
+inline constexpr QLatin1String LinkBlue("#0C64EB");  // links in boxes and notices
+inline constexpr QLatin1String PaleBlue("#EBF4FE");  // ground of what is selected or focused
+inline constexpr QLatin1String BandBlue("#F1F8FE");  // title bands of the windows
+inline constexpr QLatin1String FrameBlue("#53B3EA"); // borders of main windows
+inline constexpr QLatin1String TextDark("#454D5A");  // running text
+inline constexpr QLatin1String TextBlack("#333333"); // titles and names
+inline constexpr QLatin1String TextGrey("#7F7F7F");  // secondary text
+inline constexpr QLatin1String TextDisabled("#A5ABB3");
+inline constexpr QLatin1String BandGrey("#EEF0F5");   // title band of message boxes
+inline constexpr QLatin1String BorderGrey("#D5D9DF"); // borders of fields and menus, handles of scroll bars
+inline constexpr QLatin1String RuleGrey("#E4E8EE");   // lines between parts
+
+/// Paths of the pictures among the resources.
+namespace icon {
+inline constexpr QLatin1String Cancel(":/images/images/cancel.svg");
+inline constexpr QLatin1String Close(":/images/images/close3.svg");
+inline constexpr QLatin1String CloseNotice(":/images/images/notifyClose.svg");
+inline constexpr QLatin1String Code(":/images/images/code.svg");
+inline constexpr QLatin1String Collapse(":/images/images/gather.svg");
+inline constexpr QLatin1String Delete(":/images/images/delete.svg");
+inline constexpr QLatin1String Error(":/images/images/error.png");
+inline constexpr QLatin1String Expand(":/images/images/expand.svg");
+inline constexpr QLatin1String EyeClosed(":/images/images/closeEye.svg");
+inline constexpr QLatin1String EyeOpen(":/images/images/openEye.svg");
+inline constexpr QLatin1String Lock(":/images/images/lock.svg");
+inline constexpr QLatin1String Login(":/images/images/logo3.ico");
+inline constexpr QLatin1String Maximise(":/images/images/max2.png");
+inline constexpr QLatin1String MessageCenter(":/images/images/msgCenter.svg");
+inline constexpr QLatin1String Minimise(":/images/images/min2.png");
+inline constexpr QLatin1String NoMessages(":/images/images/NoMsgTip.svg");
+inline constexpr QLatin1String Normal(":/images/images/normal.png");
+inline constexpr QLatin1String Phone(":/images/images/phone.svg");
+inline constexpr QLatin1String QQ(":/images/images/qq.svg");
+inline constexpr QLatin1String Question(":/images/images/question.png");
+inline constexpr QLatin1String Quit(":/images/images/quit.svg");
+inline constexpr QLatin1String ReadAll(":/images/images/ReadAll.svg");
+inline constexpr QLatin1String Success(":/images/images/success.png");
+inline constexpr QLatin1String Unread(":/images/images/Unread.svg");
+inline constexpr QLatin1String UnreadBadge(":/images/images/RedNum.png");
+inline constexpr QLatin1String Upgrade(":/images/images/upgrade_logo.svg");
+inline constexpr QLatin1String User(":/images/images/user.svg");
+inline constexpr QLatin1String Warning(":/images/images/warning.png");
+inline constexpr QLatin1String Weixin(":/images/images/weixin.svg");
+inline constexpr QLatin1String Window(":/images/images/VtSoftMgr.ico");
+inline constexpr QLatin1String Progress(":/image/progress.gif");
+} // namespace icon
 
 /// "Microsoft YaHei", with a Chinese face of this machine where it is missing. The pixel size is a design size.
 QFont yaHei(int px, int weight = QFont::Normal, const QWidget *w = nullptr);

@@ -99,7 +99,7 @@ void applyHeight(QDialog *box, QScrollArea *area, const QString &text)
 
 QString sheet(const QWidget *box)
 {
-    return look::titleBand(QString::fromLatin1(look::BandGrey)) + look::greyButton() + look::blueButton() +
+    return look::titleBand(look::BandGrey) + look::greyButton() + look::blueButton() +
            QStringLiteral("#messageArea,#messageArea>QWidget>QWidget{border:none;background-color:transparent;}"
                           "#messageIcon,#buttonBand,#titleLogo,#titleText{border:none;background-color:transparent;}"
                           "#messageText{color:#454D5A;}"
