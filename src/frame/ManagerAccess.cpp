@@ -27,6 +27,11 @@ CVisualizedManager *CManagerAccess::manager() const
     return doorOpen ? CVisualizedManager::GetInstance() : nullptr;
 }
 
+WindowHost *CManagerAccess::host() const
+{
+    return manager();
+}
+
 bool CManagerAccess::post(QEvent::Type type, std::unique_ptr<IVisualizedEventData> data)
 {
     const CManagerAccess access;

@@ -4,6 +4,7 @@
 #include <memory>
 
 class CVisualizedManager;
+class WindowHost;
 
 /// The door to the manager for everything that is not on its side: the operations on RPC threads and the windows. It
 /// is open from the start and from every create(), and shut while and after destroy() runs, so that nothing brings
@@ -17,6 +18,7 @@ public:
 
     bool isOpen() const;
     CVisualizedManager *manager() const; ///< null when the door is shut
+    WindowHost *host() const;            ///< the same object for the windows, which know no more of it
 
     /// Posts a request to the manager. @return false when the door is shut; the data is then deleted
     static bool post(QEvent::Type type, std::unique_ptr<IVisualizedEventData> data);

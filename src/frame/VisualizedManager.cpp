@@ -4,15 +4,12 @@
 #include "login/LoginDialogCreator.h"
 #include "message/MsgCenterDlg.h"
 #include "message/NotifyWnd.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/UpgradeDialog.h"
 #include <QCoreApplication>
 #include <QThread>
 
-namespace {
-constexpr int StateInstalling = 1;
-constexpr int StateDone = 2;
-constexpr int StateFailed = 99;
-} // namespace
+namespace silent = tarn::upgrade::silent;
 
 std::atomic<CVisualizedManager *> CVisualizedManager::_pInst{nullptr};
 QMutex CVisualizedManager::instLock;
@@ -66,9 +63,9 @@ int CVisualizedManager::getSilentPatchInstallState(const QString &softName)
     const QMutexLocker locker(&m_silentStateLock);
     const auto it = m_silentStates.find(softName);
     if (it == m_silentStates.end())
-        return StateInstalling;
+        return silent::Installing;
     const int state = *it;
-    if (state == StateDone || state == StateFailed)
+    if (state == silent::Done || state == silent::Failed)
         m_silentStates.erase(it);
     return state;
 }
@@ -76,7 +73,7 @@ int CVisualizedManager::getSilentPatchInstallState(const QString &softName)
 void CVisualizedManager::setSilentPatchInstallState(const QString &softName, int state)
 {
     const QMutexLocker locker(&m_silentStateLock);
-    if (state == StateInstalling)
+    if (state == silent::Installing)
         m_silentStates.remove(softName); // what an unknown name answers, so that nothing is kept for it
     else
         m_silentStates.insert(softName, state);

@@ -1,4 +1,5 @@
 #pragma once
+#include "frame/WindowHost.h"
 #include <QMap>
 #include <QMutex>
 #include <QObject>
@@ -21,7 +22,7 @@ class QRect;
 
 /// Owns the service's windows and answers what the operations ask about them. Lives on the application's thread, also
 /// when an RPC thread makes it; the handlers run there. Other threads reach it through CManagerAccess.
-class CVisualizedManager final : public QObject
+class CVisualizedManager final : public QObject, public WindowHost
 {
     Q_OBJECT
 public:
@@ -32,11 +33,11 @@ public:
     bool YunDiaIsExist() const; ///< any thread
     /// Any thread. 1 installing or unknown, 2 done, 99 failed; the two end states are told once and then forgotten.
     int getSilentPatchInstallState(const QString &softName);
-    void setSilentPatchInstallState(const QString &softName, int state); ///< any thread
+    void setSilentPatchInstallState(const QString &softName, int state) override;
     void CloseNotifyWnd();
-    void CloseAutoUpdateDialog();                  ///< forgets the check-update prompt, which says so when it closes
-    void RemoveUpdExpDlg(const QString &softName); ///< the same for the update notes of a product
-    void RemoveSilentInstDlg(const QString &softName); ///< the same for a product's silent patch installation
+    void CloseAutoUpdateDialog() override;
+    void RemoveUpdExpDlg(const QString &softName) override;
+    void RemoveSilentInstDlg(const QString &softName) override;
     void showUpgradeDialog(); ///< the one online-upgrade window, made for the first request and kept
     /// Removes the platform's own assistant: it is never offered in the check-update prompt.
     static void FilterVtSoftMgr(QList<QVariant> &list);

@@ -15,7 +15,9 @@ namespace code = tarn::cloud::code;
 
 bool signedInOrSigningIn(int loginState)
 {
-    return loginState == 2 || loginState == 3 || loginState == 5;
+    namespace loginstate = tarn::cloud::loginstate;
+    return loginState == loginstate::SignedIn || loginState == loginstate::Checking ||
+           loginState == loginstate::Restored;
 }
 } // namespace
 
@@ -47,30 +49,24 @@ void CVisualizedManager::ShowCloudLoginDlg(QEvent *e)
 
 std::optional<int> CVisualizedManager::queryLoginState()
 {
-    ICloudServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetCloudServiceAssistant();
-    if (!assistant) {
-        VT_LOG(critical) << QStringLiteral("【展现云账号登录对话框】获取云账号登录状态失败，云账号服务不可用");
-        return std::nullopt;
-    }
-    const auto input = assistant->CreateInputArgs();
-    const auto output = assistant->CreateOutputArgs();
-    assistant->GetLoginState(input, output);
-    const int retCode = output->GetRetCode();
-    if (retCode == code::Ok)
-        return output->GetValue(key::LoginState).toInt();
-
-    QString error = output->GetError();
-    if (code::isTransport(retCode)) {
-        if (error.isEmpty())
-            error = QString::fromStdString(tarn::rpc::getRpcLastError().message);
+    using namespace tarn::visualized;
+    const ServiceOutcome outcome =
+        call(service::cloud(), &ICloudServiceAssistant::GetLoginState, {}, {key::LoginState});
+    if (outcome.accepted())
+        return outcome.values.value(key::LoginState).toInt();
+    if (outcome.transportFailed()) {
+        const QString error =
+            outcome.error.isEmpty() ? QString::fromStdString(tarn::rpc::getRpcLastError().message) : outcome.error;
         // Always the code of the missing connection, deliberately.
         VT_LOG(critical) << QStringLiteral(
                                 "【展现云账号登录对话框】获取云账号登录状态，记录错误码为：%1，错误信息为：%2")
                                 .arg(QString::number(code::NoConnection), error);
-    } else {
+    } else if (outcome.called()) {
         VT_LOG(critical) << QStringLiteral(
                                 "【展现云账号登录对话框】获取云账号登录状态，返回错误码为：%1，错误信息为：%2")
-                                .arg(QString::number(retCode), error);
+                                .arg(QString::number(outcome.code), outcome.error);
+    } else {
+        VT_LOG(critical) << QStringLiteral("【展现云账号登录对话框】获取云账号登录状态失败，云账号服务不可用");
     }
     return std::nullopt;
 }

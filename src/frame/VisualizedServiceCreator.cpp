@@ -1,5 +1,6 @@
 #include "frame/VisualizedServiceCreator.h"
 #include "base/Log.h"
+#include "base/WorkPool.h"
 #include "frame/ManagerAccess.h"
 #include "frame/ServiceManager.h"
 #include "frame/VisualizedManager.h"
@@ -11,7 +12,10 @@
 #include <QDir>
 #include <QFontDatabase>
 
+using namespace tarn::visualized;
+
 namespace {
+constexpr int WorkEndMs = 1000; // tasks return between two of their steps
 
 class RegisterCVisualizedServiceCreator final : public tarn::IRegist
 {
@@ -35,6 +39,13 @@ RegisterCVisualizedServiceCreator registrar;
 QSharedPointer<tarn::rpc::RpcAdapter> newAdapter()
 {
     return CServiceManager::getInstance()->getRpc()->createAdapter(QStringLiteral("CVisualizedService"));
+}
+
+void openForWork()
+{
+    CManagerAccess::open();
+    ServiceLease::open();
+    outsideWork().open();
 }
 
 void addFonts(const QDir &directory, const QString &pattern)
@@ -72,7 +83,7 @@ bool CVisualizedServiceCreator::create(const QString &tag)
     const auto manager = CServiceManager::getInstance();
     if (!manager->getRpc()->isInitialized())
         manager->checkAndReinit(); // the hub may have come since
-    CManagerAccess::open();
+    openForWork();
     if (!m_adapter->add(std::any(m_service), tarn::visualized::Interface, tag)) {
         VT_LOG(info) << QStringLiteral("[CVisualizedServiceCreator::%1]适配器添加接口指针失败，错误信息[%2]")
                             .arg(QLatin1String(__func__), QString::fromStdString(tarn::rpc::getRpcLastError().message));
@@ -90,6 +101,10 @@ void CVisualizedServiceCreator::destroy(const QString &tag)
     CManagerAccess::shut(); // operations that still arrive are refused from here on
     m_service.reset();
     CVisualizedManager::FreeInstance();
+    if (!outsideWork().stop(WorkEndMs))
+        VT_LOG(warning) << QStringLiteral("[CVisualizedServiceCreator::%1]读取外部数据的线程仍未结束。")
+                               .arg(QLatin1String(__func__));
+    ServiceLease::close(); // no late task brings the client library back
     CVtServiceClient::ReleaseInstance();
     LoginDialogCreator::joinThreads();
     if (m_adapter) {

@@ -6,28 +6,12 @@
 #include "tarn/message/IMessageServiceAssistant.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include <QLibrary>
-#include <QWaitCondition>
 
 namespace {
 // What the user has just decided gets this long to reach its service before the connections are cut, and that long to
 // come back afterwards.
-constexpr unsigned long SettleMs = 1000;
-constexpr unsigned long CutMs = 3000;
-
-QMutex leaseMutex;
-QWaitCondition leaseReturned;
-int leases = 0;
-
-bool waitForLeases(unsigned long ms)
-{
-    QMutexLocker locker(&leaseMutex);
-    const QDeadlineTimer deadline{qint64(ms)};
-    while (leases > 0) {
-        if (!leaseReturned.wait(&leaseMutex, deadline))
-            return leases == 0;
-    }
-    return true;
-}
+constexpr int SettleMs = 1000;
+constexpr int CutMs = 3000;
 
 /// Calls visit with each assistant that there is, in the fixed order.
 template <class Visit>
@@ -49,19 +33,6 @@ void forEachAssistant(IServiceAssistantManager *manager, Visit visit)
 std::atomic<CVtServiceClient *> CVtServiceClient::_ssInstance{nullptr};
 QMutex CVtServiceClient::_serMutex;
 
-CVtServiceClient::Lease::Lease()
-{
-    const QMutexLocker locker(&leaseMutex);
-    ++leases;
-}
-
-CVtServiceClient::Lease::~Lease()
-{
-    const QMutexLocker locker(&leaseMutex);
-    --leases;
-    leaseReturned.wakeAll();
-}
-
 CVtServiceClient *CVtServiceClient::GetInstance()
 {
     CVtServiceClient *instance = _ssInstance.load(std::memory_order_acquire);
@@ -82,10 +53,10 @@ void CVtServiceClient::ReleaseInstance()
     CVtServiceClient *instance = _ssInstance.load(std::memory_order_acquire);
     if (!instance)
         return;
-    waitForLeases(SettleMs);
+    Lease::waitForAll(SettleMs);
     instance->unInitService();
     // A service that still holds a call back would return into unloaded code.
-    if (!waitForLeases(CutMs))
+    if (!Lease::waitForAll(CutMs))
         instance->keepLoaded();
     _ssInstance.store(nullptr, std::memory_order_release);
     delete instance;
@@ -162,3 +133,25 @@ void CVtServiceClient::keepLoaded()
     m_library->setLoadHints(m_library->loadHints() | QLibrary::PreventUnloadHint);
     m_library.release(); // NOLINT(bugprone-unused-return-value): deliberately not freed, the library stays
 }
+
+namespace tarn::visualized {
+
+ServiceHandle<ICloudServiceAssistant> service::cloud()
+{
+    return ServiceHandle<ICloudServiceAssistant>(
+        [] { return CVtServiceClient::GetInstance()->GetCloudServiceAssistant(); });
+}
+
+ServiceHandle<IMessageServiceAssistant> service::message()
+{
+    return ServiceHandle<IMessageServiceAssistant>(
+        [] { return CVtServiceClient::GetInstance()->GetMessageServiceAssistant(); });
+}
+
+ServiceHandle<IUpgradeServiceAssistant> service::upgrade()
+{
+    return ServiceHandle<IUpgradeServiceAssistant>(
+        [] { return CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant(); });
+}
+
+} // namespace tarn::visualized

@@ -1,4 +1,5 @@
 #pragma once
+#include "base/ServiceCall.h"
 #include <QMutex>
 #include <atomic>
 #include <memory>
@@ -15,15 +16,7 @@ class QLibrary;
 class CVtServiceClient
 {
 public:
-    /// Keeps the client library loaded while it lives: for work on another thread that calls an assistant. Taken on
-    /// the thread that orders the work, given back by the one that has done it.
-    class Lease
-    {
-    public:
-        Lease();
-        ~Lease();
-        Q_DISABLE_COPY(Lease)
-    };
+    using Lease = tarn::visualized::ServiceLease;
 
     static CVtServiceClient *GetInstance();
     /// Ends the assistants, waits for the leases and unloads the library. GUI thread; the next GetInstance() loads it
@@ -50,3 +43,11 @@ private:
     static std::atomic<CVtServiceClient *> _ssInstance;
     static QMutex _serMutex;
 };
+
+/// The assistants for call() of base/ServiceCall.h, each null while there is no client library and after destroy().
+/// Any thread.
+namespace tarn::visualized::service {
+ServiceHandle<ICloudServiceAssistant> cloud();
+ServiceHandle<IMessageServiceAssistant> message();
+ServiceHandle<IUpgradeServiceAssistant> upgrade();
+} // namespace tarn::visualized::service

@@ -35,6 +35,14 @@ inline const QString LinkForgetPassword = QStringLiteral("FC_ACCOUNT_005");
 inline const QString LinkBindAccount = QStringLiteral("FC_CUSTOM_001");
 } // namespace key
 
+/// State of the sign-in ("login_state").
+namespace loginstate {
+constexpr int SignedOut = 0;
+constexpr int SignedIn = 2;
+constexpr int Checking = 3; ///< a sign-in is being checked
+constexpr int Restored = 5; ///< signed in from remembered data when the services started
+} // namespace loginstate
+
 namespace code {
 constexpr int Ok = 4000;
 constexpr int CallFailed = 4001; ///< transport: the call failed or timed out

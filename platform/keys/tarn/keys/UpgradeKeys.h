@@ -42,11 +42,12 @@ inline const QString TotalSize = QStringLiteral("TotalSize");             ///< q
 inline const QString WaitForFinished = QStringLiteral("WaitForFinished"); ///< bool
 inline const QString Restart = QStringLiteral("是否重启软件");            ///< bool
 // Silent patch
+inline const QString ExeName = QStringLiteral("ExeName");                    ///< string, key of the INI file below
 inline const QString SettingsPath = QStringLiteral("软件注册表路径");        ///< string, INI file with "ExeName"
 inline const QString LocalFile = QStringLiteral("升级文件在本地的路径");     ///< string, downloaded package
 inline const QString InstallDir = QStringLiteral("软件路径");                ///< string, product's directory
 inline const QString QueryOnly = QStringLiteral("是否静默补丁安装状态获取"); ///< bool
-inline const QString SilentState = QStringLiteral("静默补丁安装状态");       ///< int, 1 installing, 2 done, 99 failed
+inline const QString SilentState = QStringLiteral("静默补丁安装状态");       ///< int, see namespace silent
 } // namespace key
 
 /// State of a task ("Status").
@@ -59,6 +60,13 @@ constexpr int DownloadFailed = 11;
 constexpr int InstallFailed = 12;
 constexpr int Installed = 13;
 } // namespace state
+
+/// State of a product's silent patch installation ("静默补丁安装状态").
+namespace silent {
+constexpr int Installing = 1; ///< also the answer for a product without a stored state
+constexpr int Done = 2;
+constexpr int Failed = 99;
+} // namespace silent
 
 /// Kind of a task's item ("Type").
 namespace item {
