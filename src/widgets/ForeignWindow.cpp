@@ -73,7 +73,44 @@ private:
     Display *m_display;
 };
 
+constexpr quintptr MostId = std::numeric_limits<quint32>::max(); // ids have 32 bits on the wire and would be cut there
+constexpr int MostLevels = 32;                                   // of windows within windows
+
+bool isWithin(Display *display, Window inner, Window outer)
+{
+    for (int level = 0; level < MostLevels && inner != None; ++level) {
+        if (inner == outer)
+            return true;
+        Window root = None;
+        Window parent = None;
+        Window *children = nullptr;
+        unsigned int count = 0;
+        if (!XQueryTree(display, inner, &root, &parent, &children, &count))
+            return false;
+        if (children)
+            XFree(children);
+        inner = parent == root ? None : parent;
+    }
+    return false;
+}
+
 } // namespace
+
+bool isActive(quintptr id)
+{
+    if (id == 0 || id > MostId)
+        return false;
+    const Connection connection;
+    Display *display = connection.get();
+    if (!display)
+        return false;
+    Window focused = None;
+    int revertTo = 0;
+    XGetInputFocus(display, &focused, &revertTo);
+    if (focused == None || focused == PointerRoot || focused == DefaultRootWindow(display) || connection.failed())
+        return false;
+    return isWithin(display, focused, id) || isWithin(display, id, focused);
+}
 
 Read readWindow(quintptr id, placement::ForeignGeometry *geometry)
 {
@@ -81,8 +118,7 @@ Read readWindow(quintptr id, placement::ForeignGeometry *geometry)
     Display *display = connection.get();
     if (!display)
         return Read::NoDisplay;
-    // Ids have 32 bits on the wire; a larger number would be cut there and could name somebody else's window.
-    if (id > std::numeric_limits<quint32>::max())
+    if (id > MostId)
         return Read::NoAttributes;
     XWindowAttributes attributes = {};
     if (!XGetWindowAttributes(display, id, &attributes) || connection.failed())

@@ -14,4 +14,8 @@ enum class Read { Ok, NoDisplay, NoAttributes, NoTranslation };
 /// @param geometry written only for Read::Ok
 Read readWindow(quintptr id, placement::ForeignGeometry *geometry);
 
+/// Whether the keyboard focus is in this window, in a window inside it, or in the one that contains it.
+/// @param id X11 window id; 0, stale and impossible ids give false
+bool isActive(quintptr id);
+
 } // namespace foreign
