@@ -68,12 +68,12 @@ double bare(XWatch &watch, const QSize &size)
 
 double calls()
 {
-    ICloudServiceAssistant *assistant = cloudcalls::assistant();
+    using namespace tarn::visualized;
     const int64_t begin = nowNs();
-    cloudcalls::call(*assistant, &ICloudServiceAssistant::GetLoginState, {});
-    cloudcalls::call(*assistant, &ICloudServiceAssistant::GetMemoryLoginInfo, {});
+    call(service::cloud(), &ICloudServiceAssistant::GetLoginState, {});
+    call(service::cloud(), &ICloudServiceAssistant::GetMemoryLoginInfo, {});
     for (int i = 0; i < 3; ++i)
-        cloudcalls::call(*assistant, &ICloudServiceAssistant::GetLinkAddress, {});
+        call(service::cloud(), &ICloudServiceAssistant::GetLinkAddress, {});
     return since(begin, nowNs());
 }
 

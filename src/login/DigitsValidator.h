@@ -1,13 +1,26 @@
 #pragma once
 #include <QRegularExpressionValidator>
 
-/// For numbers as people type and paste them: blanks and dashes go, full-width digits become plain ones,
-/// before the expression is asked.
+namespace tarn::visualized {
+
+/// For numbers as people type and paste them: removes blanks, dashes and brackets and converts full-width digits before
+/// the expression is applied. GUI thread.
 class DigitsValidator final : public QRegularExpressionValidator
 {
     Q_OBJECT
 public:
     DigitsValidator(const QString &expression, QObject *parent);
 
+    /// Digits of a country code that are removed from the front of a number, "+86" or "0086".
+    void setCountryCode(const QString &digits) { m_countryCode = digits; }
+
     State validate(QString &input, int &position) const override;
+
+private:
+    QString plainDigits(const QString &text) const;
+    bool isUnfinishedCountryCode(const QString &text) const;
+
+    QString m_countryCode;
 };
+
+} // namespace tarn::visualized

@@ -1,9 +1,13 @@
 #include "login/LoginDialogCreator.h"
 #include "base/Log.h"
+#include "login/AccountCall.h"
+#include "login/CloudCalls.h"
+#include "login/LoginCaller.h"
 #include "login/QueryQRCodeResult.h"
 #include "login/YunLoginDlg.h"
 #include "upgrade/ProcessChecker.h"
 #include "widgets/BringToFront.h"
+#include "widgets/ForeignWindow.h"
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include <QCoreApplication>
@@ -11,10 +15,11 @@
 #include <QThreadPool>
 #include <utility>
 
+using namespace tarn::visualized;
 using ServiceVisualized::CToolkit;
 
 namespace {
-// Where a dialog stands whose caller has no window, or none that can be read.
+// The place of a dialog whose caller has no window, or none that can be read.
 void centreOnScreen(QWidget *dialog)
 {
     const QScreen *screen = placement::screenOf(dialog);
@@ -25,10 +30,9 @@ void centreOnScreen(QWidget *dialog)
     dialog->move(place.topLeft());
 }
 
-// A poller between two polls leaves within a tenth of a second. One that hangs in a call leaves when the connections are
-// cut, which comes after this.
+// A poller between two polls ends within 100 ms. One that hangs in a call ends when the connections are cut, later.
 constexpr int PollersMs = 500;
-constexpr int ThreadsMs = 1000; // once they are cut they have nothing left to do
+constexpr int ThreadsMs = 1000; // for threads whose connections are cut
 } // namespace
 
 std::atomic<LoginDialogCreator *> LoginDialogCreator::s_instance{nullptr};
@@ -51,26 +55,26 @@ LoginDialogCreator *LoginDialogCreator::getInst()
 void LoginDialogCreator::FreeInst()
 {
     delete s_instance.exchange(nullptr);
-    CYunLoginDialog::abandonAttempt();
+    delete AccountCall::current(); // its late answer has no receiver any more
     if (!CQueryQRCodeResult::waitForStopped(PollersMs))
         VT_LOG(warning) << QStringLiteral("【云登录】扫码结果查询仍在等待云服务的应答。");
 }
 
 void LoginDialogCreator::joinThreads()
 {
-    if (!cloudcalls::pool().waitForDone(ThreadsMs))
+    if (!cloudcalls::pool().waitForDone(ThreadsMs) || !LoginCaller::waitForNotifications(ThreadsMs))
         VT_LOG(warning) << QStringLiteral("【云登录】登录线程仍在等待云服务的应答。");
     CQueryQRCodeResult::deleteStopped(ThreadsMs);
 }
 
 LoginDialogCreator::LoginDialogCreator()
 {
-    // The first call may come from an RPC thread, whose events nobody delivers.
+    // The first call can come from an RPC thread, which runs no event loop.
     if (QCoreApplication::instance())
         moveToThread(QCoreApplication::instance()->thread());
 }
 
-// Not closed and left to an event loop that may not run again.
+// Deletes the dialogs now: the event loop may not run again.
 LoginDialogCreator::~LoginDialogCreator()
 {
     m_dialog = nullptr;
@@ -87,27 +91,29 @@ bool LoginDialogCreator::DiaIsExist() const
 void LoginDialogCreator::show(QSharedPointer<ICloudLoginNotify> notify, void *parentHandle)
 {
     startCheck();
+    const bool fromActiveWindow = foreign::isActive(quintptr(parentHandle)); // the dialog itself is active later
     CYunLoginDialog *dialog = m_dialog;
     if (!dialog)
-        dialog = makeDialog();
+        dialog = createDialog();
     // A further request must not take the keyboard away from the field that the user is typing in.
     const QPointer<QWidget> typing = dialog->isVisible() && dialog->isActiveWindow() ? dialog->focusWidget() : nullptr;
     CToolkit::MoveToParentCenter(dialog, parentHandle, 0);
-    m_notify = std::move(notify);
-    dialog->SetLoginNotify(m_notify);
+    dialog->SetLoginNotify(std::move(notify));
     dialog->SetYunLockError(m_yunLockErrorTip);
     front::bringToFront(dialog);
     if (typing)
         typing->setFocus(Qt::OtherFocusReason);
+    else if (fromActiveWindow)
+        dialog->focusEmptyField();
     dialog->setWindowRole(dialog->windowRole()); // the X plug-in drops the role of a window that was hidden
 }
 
-CYunLoginDialog *LoginDialogCreator::makeDialog()
+CYunLoginDialog *LoginDialogCreator::createDialog()
 {
     auto *dialog = new CYunLoginDialog;
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    connect(dialog, &CYunLoginDialog::LoginDialogClosed, this, &LoginDialogCreator::onDialogGone);
-    connect(dialog, &QObject::destroyed, this, &LoginDialogCreator::onDialogGone);
+    connect(dialog, &CYunLoginDialog::LoginDialogClosed, this, &LoginDialogCreator::onDialogClosed);
+    connect(dialog, &QObject::destroyed, this, &LoginDialogCreator::onDialogClosed);
     m_dialogs.removeAll(QPointer<CYunLoginDialog>());
     m_dialogs << dialog;
     m_dialog = dialog;
@@ -115,13 +121,12 @@ CYunLoginDialog *LoginDialogCreator::makeDialog()
     return dialog;
 }
 
-// One that is closing still lives when the next one is there.
-void LoginDialogCreator::onDialogGone()
+// The sender can be a closing dialog while the next one is already open.
+void LoginDialogCreator::onDialogClosed()
 {
     if (sender() != static_cast<QObject *>(m_dialog.load()))
         return;
     m_dialog = nullptr;
-    m_notify.clear();
     stopCheck(false);
 }
 
@@ -134,7 +139,7 @@ void LoginDialogCreator::closeDlg()
 void LoginDialogCreator::startCheck()
 {
     if (!m_checking) {
-        m_checker = std::make_unique<CProcessChecker>(); // one that was stopped cannot be started again
+        m_checker = std::make_unique<CProcessChecker>(); // a stopped checker cannot be started again
         connect(m_checker.get(), &CProcessChecker::processNoFind, this, &LoginDialogCreator::closeDlg);
         m_checking = true;
     }

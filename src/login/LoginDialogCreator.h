@@ -10,52 +10,51 @@ class CProcessChecker;
 class CYunLoginDialog;
 class ICloudLoginNotify;
 
-/// Makes, shows again and closes the one sign-in dialog on behalf of the manager, and remembers which software asked for
-/// it. Lives on the application's thread, also when an RPC thread makes it.
+/// Creates, shows and closes the one sign-in dialog on behalf of the manager, and stores which software asked for it.
+/// Lives on the application's thread, also when an RPC thread creates it.
 class LoginDialogCreator final : public QObject
 {
     Q_OBJECT
 public:
     static LoginDialogCreator *getInst(); ///< any thread
-    /// Ends the dialog with all that it has under way. GUI thread, when no other thread uses the instance any more.
+    /// Destroys the dialog and ends its sign-ins. GUI thread, when no other thread uses the instance any more.
     static void FreeInst();
-    /// The last of the end, once the connections to the services are cut: waits for the threads of the sign-in, so that
-    /// none is left when the application goes. Bounded. GUI thread.
+    /// Waits for the threads of the sign-in, with a limit; called after FreeInst(), when the connections to the services
+    /// are cut, so that no thread is left when the application ends. GUI thread.
     static void joinThreads();
-    ~LoginDialogCreator() override; ///< by FreeInst() only
+    ~LoginDialogCreator() override; ///< called by FreeInst() only
 
     bool DiaIsExist() const; ///< any thread; also true while a QR sign-in has hidden it
 
-    /// Shows the dialog, or the one that is open again for the new caller.
-    /// @param notify told of a successful sign-in; may be null
+    /// Shows a new dialog, or the open one again for the new caller. The keyboard focus is in the first empty field when
+    /// the caller's window was the active one, and neutral otherwise.
+    /// @param notify notified of a successful sign-in; may be null
     /// @param parentHandle X11 window id of the caller's window to centre over (not a pointer), null for none
     void show(QSharedPointer<ICloudLoginNotify> notify, void *parentHandle);
     void closeDlg();
     /// Stops watching the caller's process.
-    /// @param wait until the watching thread has ended, 20 ms at most; otherwise the next watch or the end waits for it
+    /// @param wait whether to wait until the watching thread has ended, 20 ms at most
     void stopCheck(bool wait);
 
     /// Whether the service shows its tip about the cloud lock; for the next show().
     void SetYunLockError(bool showTip) { m_yunLockErrorTip = showTip; }
 
-    // The software that asked: program name and id; empty when nobody has.
+    // Program name and id of the software that asked; empty when none has.
     void setExeName(const QString &name) { m_exeName = name; }
-    QString exeName() const { return m_exeName; }
     void setSoftId(const QString &id) { m_softId = id; }
     QString softId() const { return m_softId; }
 
 private slots:
-    void onDialogGone(); ///< closed or destroyed
+    void onDialogClosed(); ///< or destroyed
 
 private:
     LoginDialogCreator();
 
-    CYunLoginDialog *makeDialog();
+    CYunLoginDialog *createDialog();
     void startCheck();
 
     std::atomic<CYunLoginDialog *> m_dialog{nullptr};
-    QList<QPointer<CYunLoginDialog>> m_dialogs; ///< all that may still live, also those that are closing
-    QSharedPointer<ICloudLoginNotify> m_notify; ///< of the open dialog
+    QList<QPointer<CYunLoginDialog>> m_dialogs; ///< all that may still exist, also those that are closing
     std::unique_ptr<CProcessChecker> m_checker;
     bool m_checking = false; ///< m_checker has not been stopped
     bool m_yunLockErrorTip = false;
@@ -63,5 +62,5 @@ private:
     QString m_softId;
 
     static std::atomic<LoginDialogCreator *> s_instance;
-    static QMutex s_lock; ///< guards the making of the instance
+    static QMutex s_lock; ///< guards the creation of the instance
 };

@@ -1,4 +1,5 @@
 #include "login/LoginForm.h"
+#include "login/WipeText.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/IconEditWidget.h"
@@ -6,7 +7,7 @@
 #include <QBoxLayout>
 #include <QCheckBox>
 
-namespace loginform {
+namespace tarn::visualized::loginform {
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int TopMargin = 20;
@@ -23,14 +24,14 @@ constexpr int LoginPx = 15;
 
 QString sheet(const QWidget *w)
 {
-    return QStringLiteral("QTabWidget::pane{border:none;border-top:1px solid #E4E8EE;background-color:white;}"
+    return QStringLiteral("QTabWidget::pane{border:none;border-top:1px solid %3;background-color:white;}"
                           "QTabWidget::tab-bar{alignment:center;}"
                           "QTabBar::tab{background-color:white;border:none;border-bottom:2px solid transparent;"
                           "color:#636D7E;height:%1;width:%2;padding:0px;margin:0px;}"
-                          "QTabBar::tab:hover{color:#1E7FD8;}"
-                          "QTabBar::tab:selected{color:#1E7FD8;border-bottom-color:#379AF5;}"
-                          "QTabBar::tab:focus{background-color:#EBF4FE;}")
-        .arg(look::px(TabHeight, w), look::px(TabWidth, w));
+                          "QTabBar::tab:hover{color:%4;}"
+                          "QTabBar::tab:selected{color:%4;border-bottom-color:%5;}"
+                          "QTabBar::tab:focus{background-color:%6;}")
+        .arg(look::px(TabHeight, w), look::px(TabWidth, w), look::RuleGrey, look::TextBlue, look::Blue, look::PaleBlue);
 }
 
 QVBoxLayout *makeColumn(QWidget *page)
@@ -100,4 +101,22 @@ void addCheckBoxes(QVBoxLayout *column, QCheckBox *remember, QCheckBox *autoLogi
     column->addLayout(row);
 }
 
-} // namespace loginform
+void wipe(CCustomLineEdit *edit)
+{
+    QString text = edit->text();
+    edit->setText(QString()); // clear() would keep the text for an undo
+    wipeText(&text);
+}
+
+bool focusEmptyField(std::initializer_list<CCustomLineEdit *> fields)
+{
+    for (CCustomLineEdit *field : fields) {
+        if (field->text().isEmpty()) {
+            field->setFocus(Qt::OtherFocusReason);
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace tarn::visualized::loginform

@@ -1,5 +1,6 @@
 #pragma once
 #include <QString>
+#include <initializer_list>
 
 class CCustomBtn;
 class CCustomLineEdit;
@@ -8,18 +9,17 @@ class QCheckBox;
 class QVBoxLayout;
 class QWidget;
 
-/// What the two pages of the sign-in dialog are made of. Everything belongs to the page; names are object names. GUI
-/// thread.
-namespace loginform {
+/// Parts of the two pages of the sign-in dialog. The page owns them; names are object names. GUI thread.
+namespace tarn::visualized::loginform {
 
-/// The rules for everything below and for the tabs, to be joined to the dialog's own.
+/// The rules of the dialog's style sheet for the tabs.
 QString sheet(const QWidget *w);
 
 /// The page's empty column.
 QVBoxLayout *makeColumn(QWidget *page);
 /// A field with an icon in front; the name is the line edit's.
 CIconEditWidget *makeField(const char *name, const QString &icon, const QString &placeholder, QWidget *page);
-/// A button that stands right of a field, as wide as all of them; lone blanks around its text are part of it.
+/// A button to the right of a field; all of them have one width. Blanks around the text are kept.
 CCustomBtn *makeSideButton(const char *name, const QString &text, bool link, QWidget *page);
 QCheckBox *makeCheckBox(const char *name, const QString &text, QWidget *page);
 /// "立即登录"
@@ -29,4 +29,9 @@ CCustomBtn *makeLoginButton(const char *name, QWidget *page);
 void addRow(QVBoxLayout *column, QWidget *left, QWidget *right);
 void addCheckBoxes(QVBoxLayout *column, QCheckBox *remember, QCheckBox *autoLogin);
 
-} // namespace loginform
+/// Empties a field, overwrites its text and leaves nothing to be undone.
+void wipe(CCustomLineEdit *edit);
+/// Focuses the first empty field. @return false when all are filled
+bool focusEmptyField(std::initializer_list<CCustomLineEdit *> fields);
+
+} // namespace tarn::visualized::loginform

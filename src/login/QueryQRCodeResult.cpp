@@ -1,12 +1,13 @@
 #include "login/QueryQRCodeResult.h"
-#include "base/Log.h"
 #include "login/CloudCalls.h"
 #include "tarn/keys/CloudKeys.h"
+#include "widgets/WebLink.h"
 #include <QDeadlineTimer>
 #include <QPointer>
 #include <utility>
 
 namespace {
+using namespace tarn::visualized;
 namespace key = tarn::cloud::key;
 namespace code = tarn::cloud::code;
 
@@ -22,7 +23,7 @@ CQueryQRCodeResult::CQueryQRCodeResult(bool autoLogin, bool yunLockErrorTip, QSt
     , m_yunLockErrorTip(yunLockErrorTip)
     , m_rhythm(rhythm)
     , m_randomCode(std::move(randomCode))
-    , m_lease(std::make_unique<CVtServiceClient::Lease>())
+    , m_lease(std::in_place)
 {
     connect(this, &QThread::finished, this, &QObject::deleteLater);
     pollers().removeAll(QPointer<QThread>());
@@ -37,13 +38,13 @@ CQueryQRCodeResult::~CQueryQRCodeResult()
 
 void CQueryQRCodeResult::setRandomFlag(QString randomCode)
 {
-    const QMutexLocker locker(&m_codeLock);
+    const QMutexLocker locker(&m_lock);
     m_randomCode = std::move(randomCode);
 }
 
 void CQueryQRCodeResult::stop()
 {
-    const QMutexLocker locker(&m_reportLock);
+    const QMutexLocker locker(&m_lock);
     m_stopped = true;
 }
 
@@ -69,21 +70,19 @@ void CQueryQRCodeResult::deleteStopped(int ms)
 
 void CQueryQRCodeResult::run()
 {
-    poll();
+    if (!m_stopped) // looking up the assistant would load the client library again after the end of the service
+        poll(service::cloud());
     m_lease.reset();
 }
 
-void CQueryQRCodeResult::poll()
+void CQueryQRCodeResult::poll(const Cloud &cloud)
 {
-    if (m_stopped)
-        return; // the client library may be gone by now, and the first use would load it again
-    ICloudServiceAssistant *assistant = cloudcalls::assistant();
-    if (!assistant) {
+    if (!cloud) {
         report([this] { emit loginFail(QStringLiteral("获取云服务失败")); });
         return;
     }
     for (int polls = 1;; ++polls) {
-        if (!waitForTurn() || query(*assistant))
+        if (!waitForTurn() || query(cloud))
             return;
         if (polls == m_rhythm.polls)
             break;
@@ -91,7 +90,7 @@ void CQueryQRCodeResult::poll()
     report([this] { emit loginTimeout(); });
 }
 
-// False when it has been stopped meanwhile.
+// Returns false when the poller has been stopped.
 bool CQueryQRCodeResult::waitForTurn() const
 {
     for (int slice = 0; slice < m_rhythm.slices && !m_stopped; ++slice)
@@ -99,32 +98,30 @@ bool CQueryQRCodeResult::waitForTurn() const
     return !m_stopped;
 }
 
-// True when the matter is decided, and reported.
-bool CQueryQRCodeResult::query(ICloudServiceAssistant &assistant)
+// Returns true when the poll has been decided and reported.
+bool CQueryQRCodeResult::query(const Cloud &cloud)
 {
-    QMutexLocker locker(&m_codeLock);
+    QMutexLocker locker(&m_lock);
     const QVariantMap input{
         {key::RandomCode, m_randomCode}, {key::AutoLogin, m_autoLogin}, {key::YunLockErrorTip, m_yunLockErrorTip}};
     locker.unlock();
-    const auto outcome = cloudcalls::call(assistant, &ICloudServiceAssistant::QueryQRCodeResult, input, {key::Token});
+    const auto outcome = call(cloud, &ICloudServiceAssistant::QueryQRCodeResult, input, {key::Token});
+    if (outcome.accepted()) {
+        emit loginSuccess(outcome.values.value(key::Token).toString());
+        return true;
+    }
     if (m_stopped)
         return true;
     QString error = outcome.error;
     switch (outcome.code) {
     case code::QrWaiting:
         return false;
-    case code::Ok:
-        report([&] {
-            m_succeeded = true;
-            emit loginSuccess(outcome.values.value(key::Token).toString());
-        });
-        return true;
     case code::LockRefused:
         report([&] { emit yunlockFail(error); });
         return true;
     case code::WeixinUnbound:
     case code::QqUnbound:
-        error = bindingMessage(assistant);
+        error = bindingMessage();
         break;
     case code::QrExpired:
     case code::QrRefused:
@@ -139,10 +136,13 @@ bool CQueryQRCodeResult::query(ICloudServiceAssistant &assistant)
     return true;
 }
 
-QString CQueryQRCodeResult::bindingMessage(ICloudServiceAssistant &assistant) const
+QString CQueryQRCodeResult::bindingMessage() const
 {
-    const QString address =
-        m_bindingAddress.isEmpty() ? cloudcalls::linkAddress(assistant, key::LinkBindAccount) : m_bindingAddress;
+    QString address = m_bindingAddress;
+    if (address.isEmpty())
+        cloudcalls::linkAddress(key::LinkBindAccount, &address);
+    if (!weblink::isPage(address))
+        address.clear();
     return QStringLiteral("检测到您首次通过微信或QQ登录岚川云，请先前往<a style=\"color: #0C64EB;\" href=\"%1\">"
                           "岚川用户中心</a>绑定后再登录。")
         .arg(address.toHtmlEscaped());
@@ -150,7 +150,7 @@ QString CQueryQRCodeResult::bindingMessage(ICloudServiceAssistant &assistant) co
 
 void CQueryQRCodeResult::report(const std::function<void()> &emitResult)
 {
-    const QMutexLocker locker(&m_reportLock);
+    const QMutexLocker locker(&m_lock);
     if (!m_stopped)
         emitResult();
 }

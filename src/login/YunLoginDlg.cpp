@@ -1,26 +1,32 @@
 #include "login/YunLoginDlg.h"
-#include "base/Log.h"
+#include "login/AccountCall.h"
+#include "login/AccountPage.h"
+#include "login/AccountSignIn.h"
+#include "login/CloudCalls.h"
+#include "login/CodeSignIn.h"
+#include "login/LoginCaller.h"
 #include "login/LoginForm.h"
-#include "login/QueryQRCodeResult.h"
-#include "login/SecretText.h"
+#include "login/PhonePage.h"
+#include "login/QrSignIn.h"
+#include "login/QuickBand.h"
+#include "login/WaitNotice.h"
+#include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
-#include "widgets/CustomLineEdit.h"
+#include "widgets/BringToFront.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
-#include "widgets/TypingGuard.h"
 #include "widgets/WebLink.h"
+#include <QApplication>
 #include <QBoxLayout>
-#include <QCheckBox>
 #include <QCloseEvent>
-#include <QFrame>
-#include <QKeyEvent>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTimer>
 #include <utility>
 
+using namespace tarn::visualized;
 namespace key = tarn::cloud::key;
 
 namespace {
@@ -32,27 +38,41 @@ constexpr int BottomMargin = 28;
 constexpr int BandGap = 22;
 constexpr int TabPx = 15;
 
+constexpr int PhoneLength = 11;
+constexpr int ShortestCode = 6;
+constexpr int SlowMs = 2000; // of waiting, until the user is offered to cancel
+
 // Look: one sheet for the whole window
 QString dialogSheet(const QWidget *w)
 {
-    return QStringLiteral("#loginBody{background-color:white;border:1px solid #53B3EA;}"
-                          "#quickRule{background-color:#E4E8EE;}"
-                          "#quickTitle{color:#8A93A0;}") +
-           look::titleBand(QStringLiteral("#f1f8fe")) + loginform::sheet(w) + look::blueButton() + look::whiteButton() +
-           look::linkButton() +
+    return QStringLiteral("#loginBody{background-color:white;border:1px solid %1;}").arg(look::FrameBlue) +
+           QuickBand::sheet() + look::titleBand(look::BandBlue) + loginform::sheet(w) + look::blueButton() +
+           look::whiteButton() + look::linkButton() +
            QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
 }
 
-void wipeField(QLineEdit *edit)
+/// The wait cursor while a call holds the GUI thread.
+struct WaitCursor
 {
-    QString text = edit->text();
-    edit->setText(QString()); // unlike clear() it leaves nothing to be undone
-    SecretText::wipe(&text);
+    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
+    Q_DISABLE_COPY(WaitCursor)
+};
+
+void notifyAccountCaller(LoginCaller &caller)
+{
+    if (caller.isWaiting())
+        VT_LOG(info) << QStringLiteral("开始通知云登录后事件");
+    caller.notify();
 }
 } // namespace
 
-CYunLoginDialog::CYunLoginDialog(QWidget *parent)
-    : QDialog(parent)
+CYunLoginDialog::CYunLoginDialog(QWidget *parent, const Rhythm &rhythm)
+    : ToolDialog(parent, Qt::Dialog)
+    , m_caller(std::make_shared<LoginCaller>())
+    , m_accountSignIn(new AccountSignIn(this))
+    , m_codeSignIn(new CodeSignIn(this))
+    , m_qrSignIn(new QrSignIn(m_caller, rhythm, this))
 {
     InitDialog();
 }
@@ -66,17 +86,9 @@ void CYunLoginDialog::InitDialog()
 {
     if (m_tabs)
         return;
-    setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
-    look::prepareWindow(this, QStringLiteral("云账号登录"));
-    setObjectName(QStringLiteral("CYunLoginDialog")); // also for a derived class
-    setWindowRole(objectName());
-    setWindowIcon(picture::windowIcon(QStringLiteral(":/images/images/logo3.ico")));
-
-    auto *body = new QFrame(this);
-    body->setObjectName(QStringLiteral("loginBody"));
-    auto *column = new QVBoxLayout(body);
-    column->setContentsMargins(1, 1, 1, 1);
-    column->setSpacing(0);
+    prepare(QStringLiteral("云账号登录"));
+    setWindowIcon(picture::windowIcon(look::icon::Login));
+    QVBoxLayout *column = addBody(QStringLiteral("loginBody"));
     auto *content = new QVBoxLayout;
     const int side = look::scaled(SideMargin, this);
     content->setContentsMargins(side, look::scaled(8, this), side, look::scaled(BottomMargin, this));
@@ -84,31 +96,35 @@ void CYunLoginDialog::InitDialog()
     InitLoginTypeTab();
     content->addWidget(m_tabs);
     content->addWidget(InitQuickLogin());
-    column->addWidget(InitTitleBar()); // made last: its close button is the last one that Tab reaches
     column->addLayout(content);
-    auto *whole = new QVBoxLayout(this);
-    whole->setContentsMargins(0, 0, 0, 0);
-    whole->addWidget(body);
+    InitTitleBar(column);
     setStyleSheet(dialogSheet(this));
     setFixedSize(look::scaled(WindowWidth, this), sizeHint().height());
-    new TypingGuard(this);
+    expectUnasked();
 
-    if (FillMemoryLoginInfo()) // otherwise each further question could take as long
-        InitCloudAddr();
+    m_slow = new QTimer(this);
+    m_slow->setSingleShot(true);
+    m_slow->setInterval(SlowMs);
+    connect(m_slow, &QTimer::timeout, this,
+            [this] { showNotice(QStringLiteral("正在登录，请稍候。"), true, &CYunLoginDialog::cancelAccountSignIn); });
+    connect(m_codeSignIn, &CodeSignIn::secondPassed, this, &CYunLoginDialog::OnTimeOut);
+    connect(m_qrSignIn, &QrSignIn::succeeded, this, &CYunLoginDialog::QuickLoginSuccess);
+    connect(m_qrSignIn, &QrSignIn::failed, this, &CYunLoginDialog::QuickLoginFail);
+    connect(m_qrSignIn, &QrSignIn::timedOut, this, &CYunLoginDialog::QuickLoginTimerOut);
+    connect(m_qrSignIn, &QrSignIn::lockRefused, this, &CYunLoginDialog::YunLockLoginFail);
+
+    FillMemoryLoginInfo();
+    InitCloudAddr();
 }
 
-CustomTitleBar *CYunLoginDialog::InitTitleBar()
+void CYunLoginDialog::InitTitleBar(QVBoxLayout *column)
 {
-    auto *bar = new CustomTitleBar(this);
-    bar->setFixedHeight(look::scaled(TitleHeight, this));
-    bar->SetLoginTitleLogo(QStringLiteral(":/images/images/logo3.ico"));
+    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
+    bar->SetLoginTitleLogo(look::icon::Login);
     bar->SetLoginTitleText(QStringLiteral("云账号登录"));
     bar->addStretch(1);
     bar->AddCloseButton();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
-    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, [this](int x, int y) { m_drag.press({x, y}); });
-    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, [this](int x, int y) { m_drag.move({x, y}); });
-    return bar;
 }
 
 void CYunLoginDialog::InitLoginTypeTab()
@@ -122,52 +138,74 @@ void CYunLoginDialog::InitLoginTypeTab()
     InitVerificationTab();
 }
 
-bool CYunLoginDialog::FillMemoryLoginInfo()
+void CYunLoginDialog::InitAccountLogin()
 {
-    ICloudServiceAssistant *assistant = cloudcalls::assistant();
-    if (!assistant)
-        return true; // the next one logs it
-    auto memory = cloudcalls::call(*assistant, &ICloudServiceAssistant::GetMemoryLoginInfo, {},
-                                   {key::LoginModel, key::AutoLoginStored, key::RememberPassword, key::RememberPhone,
-                                    key::StoredAccount, key::StoredPassword, key::StoredPhone});
-    if (memory.ok()) {
+    m_accountPage = new AccountPage(m_tabs);
+    m_tabs->addTab(m_accountPage, QStringLiteral("账号登录"));
+    connect(m_accountPage, &AccountPage::signInRequested, this, &CYunLoginDialog::onAccountLoginBtn);
+    connect(m_accountPage, &AccountPage::registerRequested, this, &CYunLoginDialog::onRegisterAccount);
+    connect(m_accountPage, &AccountPage::forgetRequested, this, &CYunLoginDialog::onForgetPassword);
+    connect(m_accountPage, &AccountPage::eyeClicked, this, &CYunLoginDialog::PasswordStateChanged);
+    connect(m_accountPage, &AccountPage::automaticChanged, this, &CYunLoginDialog::OnAccountAutoLoginChkChanged);
+}
+
+void CYunLoginDialog::InitVerificationTab()
+{
+    m_phonePage = new PhonePage(m_tabs);
+    m_tabs->addTab(m_phonePage, QStringLiteral("短信登录"));
+    connect(m_phonePage, &PhonePage::codeRequested, this, &CYunLoginDialog::onGetVerificationCodeBtn);
+    connect(m_phonePage, &PhonePage::signInRequested, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
+    connect(m_phonePage, &PhonePage::automaticChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
+}
+
+QWidget *CYunLoginDialog::InitQuickLogin()
+{
+    auto *band = new QuickBand(this);
+    connect(band, &QuickBand::weixinRequested, this, &CYunLoginDialog::onWeixinLogin);
+    connect(band, &QuickBand::qqRequested, this, &CYunLoginDialog::onQQLogin);
+    return band;
+}
+
+void CYunLoginDialog::FillMemoryLoginInfo()
+{
+    auto memory = call(service::cloud(), &ICloudServiceAssistant::GetMemoryLoginInfo, {},
+                       {key::LoginModel, key::AutoLoginStored, key::RememberPassword, key::RememberPhone,
+                        key::StoredAccount, key::StoredPassword, key::StoredPhone});
+    if (!memory.called())
+        return; // InitCloudAddr() logs that there is no assistant
+    if (memory.accepted()) {
         fillFrom(std::move(memory.values));
-        return true;
+        return;
     }
     const QString line =
         memory.transportFailed()
             ? QStringLiteral("【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
             : QStringLiteral("【获取记忆的云账号登录信息】获取失败，返回错误码为：%1，错误信息为：%2");
     VT_LOG(critical) << line.arg(QString::number(memory.code), memory.error);
-    return !memory.transportFailed();
 }
 
 void CYunLoginDialog::fillFrom(QVariantMap memory)
 {
-    bool known = false;
-    const int model = memory.value(key::LoginModel).toInt(&known);
-    if (known)
-        m_tabs->setCurrentIndex(model == 0 ? 1 : 0); // crossed, deliberately
+    m_tabs->setCurrentIndex(memory.value(key::LoginModel).toInt() == 0 ? 1 : 0); // crossed, deliberately
     const bool automatic = memory.value(key::AutoLoginStored).toBool();
     const bool password = memory.value(key::RememberPassword).toBool();
     const bool phone = memory.value(key::RememberPhone).toBool();
-    m_accountAuto->setChecked(automatic);
-    m_phoneAuto->setChecked(automatic);
-    m_rememberPassword->setChecked(automatic || password);
-    m_rememberPhone->setChecked(automatic || phone);
-    m_account->setText(memory.value(key::StoredAccount).toString());
+    m_accountPage->setAutomatic(automatic);
+    m_phonePage->setAutomatic(automatic);
+    m_accountPage->setRemember(automatic || password);
+    m_phonePage->setRemember(automatic || phone);
+    m_accountPage->setAccount(memory.value(key::StoredAccount).toString());
     QString secret = memory.take(key::StoredPassword).toString();
     if (password)
-        m_password->setText(secret);
-    SecretText::wipe(&secret); // of one that the field has not taken
+        m_accountPage->setPassword(secret);
+    wipeText(&secret); // has an effect only when the field does not share the text
     if (phone)
-        m_phone->setText(memory.value(key::StoredPhone).toString());
+        m_phonePage->setPhone(memory.value(key::StoredPhone).toString());
 }
 
 void CYunLoginDialog::InitCloudAddr()
 {
-    ICloudServiceAssistant *assistant = cloudcalls::assistant();
-    if (!assistant) {
+    if (!service::cloud()) {
         VT_LOG(critical) << QStringLiteral("【云登录窗口初始化跳转链接地址】失败，原因为获取云服务客户端接口对象失败");
         return;
     }
@@ -175,40 +213,66 @@ void CYunLoginDialog::InitCloudAddr()
                                                {key::LinkForgetPassword, &m_forgetAddress},
                                                {key::LinkBindAccount, &m_bindingAddress}};
     for (const auto &link : links) {
-        cloudcalls::Outcome outcome;
-        *link.second = cloudcalls::linkAddress(*assistant, link.first, &outcome);
-        if (outcome.transportFailed())
-            return; // each further question could take as long as this one
+        if (cloudcalls::linkAddress(link.first, link.second).transportFailed())
+            return; // each further call could block as long; what is missing is asked for when it is needed
     }
+}
+
+void CYunLoginDialog::SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify)
+{
+    m_caller->set(std::move(notify));
+}
+
+void CYunLoginDialog::focusEmptyField()
+{
+    if (m_tabs->currentWidget() == m_accountPage)
+        m_accountPage->focusEmptyField();
+    else
+        m_phonePage->focusEmptyField();
 }
 
 void CYunLoginDialog::onRegisterAccount()
 {
     VT_LOG(info) << QStringLiteral("【立即注册】用户点击立即注册按钮。");
-    followLink(QStringLiteral("【立即注册】"), m_registerAddress);
+    followLink(QStringLiteral("【立即注册】"), key::LinkRegister, &m_registerAddress);
 }
 
 void CYunLoginDialog::onForgetPassword()
 {
     VT_LOG(info) << QStringLiteral("【忘记密码】用户点击忘记密码。");
-    followLink(QStringLiteral("【忘记密码】"), m_forgetAddress);
+    followLink(QStringLiteral("【忘记密码】"), key::LinkForgetPassword, &m_forgetAddress);
 }
 
-void CYunLoginDialog::followLink(const QString &where, const QString &address)
+void CYunLoginDialog::followLink(const QString &where, const QString &linkKey, QString *address)
 {
-    if (!weblink::isPage(address)) {
+    if (address->isEmpty()) {
+        const WaitCursor cursor;
+        cloudcalls::linkAddress(linkKey, address);
+    }
+    if (address->isEmpty()) {
         VT_LOG(warning) << where + QStringLiteral("获取的跳转地址为空。");
         showLoginTip(QStringLiteral("获取跳转链接失败"), eTipError);
         return;
     }
-    VT_LOG(info) << where + QStringLiteral("获取的跳转链接地址为：%1，即将跳转。").arg(address);
-    if (!weblink::open(address))
-        VT_LOG(warning) << where + QStringLiteral("打开跳转链接地址失败。");
+    VT_LOG(info) << where + QStringLiteral("获取的跳转链接地址为：%1，即将跳转。").arg(*address);
+    openPage(where, *address);
+}
+
+// Does not log the address: that of a QR code is a secret.
+bool CYunLoginDialog::openPage(const QString &where, const QString &address)
+{
+    const bool isPage = weblink::isPage(address);
+    if (isPage && weblink::open(address))
+        return true;
+    VT_LOG(critical) << where + (isPage ? QStringLiteral("没有程序可以打开网页。")
+                                        : QStringLiteral("地址不是网页地址，未打开。"));
+    showLoginTip(QStringLiteral("无法打开网页"), eTipError);
+    return false;
 }
 
 void CYunLoginDialog::showLoginTip(const QString &text, eTipStatus status)
 {
-    // The answer to a long call may find the user in another program.
+    // When a long call has returned, the user may be working in another program.
     showTip(text, status, isActiveWindow() ? eBoxOrigin::AskedFor : eBoxOrigin::Unasked);
 }
 
@@ -218,38 +282,27 @@ void CYunLoginDialog::showTip(const QString &text, eTipStatus status, eBoxOrigin
         CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, origin);
 }
 
-// Once the line edit is done with the key: a sign-in can outlive the dialog, and the line edit goes with it. Several keys
-// in a row start one sign-in, and none once the dialog has been closed.
-void CYunLoginDialog::startOnReturn(CCustomLineEdit *edit, void (CYunLoginDialog::*start)())
-{
-    auto *soon = new QTimer(edit);
-    soon->setSingleShot(true);
-    connect(edit, &QLineEdit::returnPressed, soon, qOverload<>(&QTimer::start));
-    connect(soon, &QTimer::timeout, this, [this, start] {
-        if (isVisible())
-            (this->*start)();
-    });
-}
-
 void CYunLoginDialog::refuse(const QString &tip, const QString &line)
 {
     VT_LOG(critical) << line;
     showLoginTip(tip, eTipError);
 }
 
-void CYunLoginDialog::wipeSecrets()
+// False for a request that arrives after the dialog has been closed, or while it waits.
+bool CYunLoginDialog::canStart() const
 {
-    wipeField(m_password);
-    wipeField(m_code);
+    return !m_closed && !m_waiting;
 }
 
-// Whatever ends the window: nothing of it goes on behind its back.
 void CYunLoginDialog::leave()
 {
-    stopPoller();
-    stopCountdown();
+    m_qrSignIn->stop();
+    m_codeSignIn->stopCountdown();
+    leaveAccountSignIn();
     endWaiting();
-    wipeSecrets();
+    dropNotice();
+    m_accountPage->wipePassword();
+    m_phonePage->wipeCode();
 }
 
 void CYunLoginDialog::on_close_btn_clicked()
@@ -257,9 +310,10 @@ void CYunLoginDialog::on_close_btn_clicked()
     close();
 }
 
-void CYunLoginDialog::reject()
+void CYunLoginDialog::showEvent(QShowEvent *event)
 {
-    close(); // QDialog would only hide, and the creator would not hear of it
+    ToolDialog::showEvent(event);
+    dropNotice(); // the dialog itself offers another attempt
 }
 
 void CYunLoginDialog::closeEvent(QCloseEvent *event)
@@ -267,39 +321,314 @@ void CYunLoginDialog::closeEvent(QCloseEvent *event)
     event->accept();
     if (std::exchange(m_closed, true))
         return;
-    const QPointer<CQueryQRCodeResult> poller = m_poller;
     leave();
     emit LoginDialogClosed();
-    // The user is signed in, and the news of it would no longer reach this dialog.
-    if (poller && poller->hasSucceeded())
-        tellOfQuickLogin(m_notify);
 }
 
-// A Return that is held down would try the same password again and again, and close each tip in between.
-bool CYunLoginDialog::eventFilter(QObject *watched, QEvent *event)
+void CYunLoginDialog::PasswordStateChanged()
 {
-    if (event->type() == QEvent::KeyPress) {
-        const auto *press = static_cast<QKeyEvent *>(event);
-        if (press->isAutoRepeat() && (press->key() == Qt::Key_Return || press->key() == Qt::Key_Enter))
-            return true;
+    m_accountPage->showPassword(!m_accountPage->showsPassword());
+}
+
+// The remember box follows both ways, deliberately.
+void CYunLoginDialog::OnAccountAutoLoginChkChanged(int state)
+{
+    if (state != Qt::PartiallyChecked)
+        m_accountPage->setRemember(state == Qt::Checked);
+}
+
+void CYunLoginDialog::onAccountLoginBtn()
+{
+    if (!canStart())
+        return;
+    if (AccountCall::current()) { // of a wait that was cancelled, or of a dialog that has been closed
+        showLoginTip(QStringLiteral("上一次登录尚未完成，请稍候再试。"), eTipNormal);
+        return;
     }
-    return QDialog::eventFilter(watched, event);
+    if (!ExecuteLoginByAccount())
+        return;
+    close();
+    notifyAccountCaller(*m_caller);
 }
 
-void CYunLoginDialog::mousePressEvent(QMouseEvent *event)
+// When it returns false, this dialog can have been destroyed.
+bool CYunLoginDialog::ExecuteLoginByAccount()
 {
-    if (!m_drag.handle(event))
-        QDialog::mousePressEvent(event);
+    m_qrSignIn->stop();
+    AccountSignIn::Request request{m_accountPage->account(), m_accountPage->password(), m_accountPage->isAutomatic(),
+                                   m_accountPage->remembers(), m_yunLockErrorTip};
+    if (request.account.isEmpty()) {
+        refuse(QStringLiteral("账号不能为空!"), QStringLiteral("账号不能为空!"));
+        return false;
+    }
+    if (request.password.isEmpty()) {
+        refuse(QStringLiteral("密码不能为空!"), QStringLiteral("密码不能为空!"));
+        return false;
+    }
+    if (!service::cloud()) {
+        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【账号密码登录】获取云服务失败"));
+        return false;
+    }
+    VT_LOG(info) << QStringLiteral("开始登录云账号");
+    const QString account = request.account;
+    const QPointer<CYunLoginDialog> self(this);
+    beginWaiting();
+    const auto outcome = m_accountSignIn->run(std::move(request));
+    if (!self)
+        return false;
+    endWaiting();
+    if (!outcome)
+        return false;
+    const QString tip = AccountSignIn::conclude(account, *outcome);
+    if (!tip.isEmpty())
+        showLoginTip(tip, eTipError);
+    return tip.isEmpty();
 }
 
-void CYunLoginDialog::mouseMoveEvent(QMouseEvent *event)
+// The service may still sign the user in: the caller is notified then, even if this dialog has been destroyed.
+void CYunLoginDialog::leaveAccountSignIn()
 {
-    if (!m_drag.handle(event))
-        QDialog::mouseMoveEvent(event);
+    const AccountCall *left = m_accountSignIn->leave();
+    if (!left)
+        return;
+    connect(left, &AccountCall::answered, left,
+            [self = QPointer<CYunLoginDialog>(this), caller = m_caller,
+             account = m_accountPage->account()](const ServiceOutcome &outcome) {
+                if (!AccountSignIn::conclude(account, outcome).isEmpty())
+                    return;
+                if (self)
+                    self->close();
+                notifyAccountCaller(*caller);
+            });
 }
 
-void CYunLoginDialog::mouseReleaseEvent(QMouseEvent *event)
+void CYunLoginDialog::cancelAccountSignIn()
 {
-    if (!m_drag.handle(event))
-        QDialog::mouseReleaseEvent(event);
+    VT_LOG(info) << QStringLiteral("【账号密码登录】用户取消等待。");
+    leaveAccountSignIn();
+}
+
+void CYunLoginDialog::beginWaiting()
+{
+    m_waiting = true;
+    m_focusBefore = focusWidget();
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    setEnabled(false);
+    m_slow->start();
+}
+
+void CYunLoginDialog::endWaiting()
+{
+    if (!m_waiting)
+        return;
+    m_waiting = false;
+    m_slow->stop();
+    dropNotice();
+    setEnabled(true);
+    QApplication::restoreOverrideCursor();
+    if (m_focusBefore)
+        m_focusBefore->setFocus(Qt::OtherFocusReason);
+}
+
+// The remember box follows both ways, deliberately.
+void CYunLoginDialog::OnVerifCodeAutoLogin(int state)
+{
+    if (state != Qt::PartiallyChecked)
+        m_phonePage->setRemember(state == Qt::Checked);
+}
+
+void CYunLoginDialog::onGetVerificationCodeBtn()
+{
+    if (!m_phonePage->canRequestCode())
+        return;
+    const QString phone = m_phonePage->phone();
+    if (phone.size() < PhoneLength) {
+        refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("手机号填写不正确!"));
+        return;
+    }
+    m_phonePage->allowCode(false);
+    const auto outcome = [&] {
+        const WaitCursor cursor;
+        return m_codeSignIn->sendCode(phone);
+    }();
+    if (outcome.accepted()) {
+        m_phonePage->focusCode();
+        showLoginTip(QStringLiteral("发送成功，请查收!"), eTipNormal);
+        return;
+    }
+    m_phonePage->allowCode(true);
+    showLoginTip(outcome.error.isEmpty() ? QStringLiteral("发生通信错误") : outcome.error, eTipError);
+}
+
+void CYunLoginDialog::OnTimeOut()
+{
+    m_phonePage->showCountdown(m_codeSignIn->countDown());
+}
+
+void CYunLoginDialog::onVerificationCodeLoginBtn()
+{
+    if (!canStart())
+        return;
+    m_qrSignIn->stop();
+    const QString phone = m_phonePage->phone();
+    if (phone.size() < PhoneLength) {
+        refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("【云登录对话框验证码登录】手机号填写不正确!"));
+        return;
+    }
+    if (m_phonePage->code().size() < ShortestCode) {
+        refuse(QStringLiteral("动态密码不正确，请重新输入!"),
+               QStringLiteral("【云登录对话框验证码登录】动态密码不正确，请重新输入!"));
+        return;
+    }
+    loginByCode(phone);
+}
+
+void CYunLoginDialog::loginByCode(const QString &phone)
+{
+    m_phonePage->showBusy(true);
+    const auto outcome = [&] {
+        const WaitCursor cursor;
+        return m_codeSignIn->signIn(
+            {phone, m_phonePage->code(), m_phonePage->isAutomatic(), m_phonePage->remembers(), m_yunLockErrorTip});
+    }();
+    m_phonePage->showBusy(false);
+    if (!outcome.called())
+        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【验证码登录】获取云服务失败"));
+    else if (outcome.accepted())
+        finishCodeLogin();
+    else if (cloudcalls::lockRefused(outcome))
+        refuseByLock(outcome.error);
+    else
+        showLoginTip(CodeSignIn::concludeFailure(phone, outcome), eTipError);
+}
+
+void CYunLoginDialog::finishCodeLogin()
+{
+    m_codeSignIn->resetCountdown();
+    close();
+    if (m_caller->isWaiting())
+        VT_LOG(info) << QStringLiteral("【云登录对话框验证码登录】开始通知云登录后事件");
+    m_caller->notify();
+}
+
+// Closes and notifies the caller as a success does, deliberately.
+void CYunLoginDialog::refuseByLock(const QString &tip)
+{
+    m_codeSignIn->resetCountdown();
+    VT_LOG(critical) << QStringLiteral("【手机验证码】云锁登录失败。");
+    const QPointer<CYunLoginDialog> self(this);
+    showLoginTip(tip.isEmpty() ? QStringLiteral("登录失败") : tip, eTipError);
+    if (self && !m_closed)
+        finishCodeLogin();
+}
+
+void CYunLoginDialog::onWeixinLogin()
+{
+    quickLogin(QStringLiteral("weixindenglu"), QStringLiteral("点击微信扫码登录。"));
+}
+
+void CYunLoginDialog::onQQLogin()
+{
+    quickLogin(QStringLiteral("qqdenglu"), QStringLiteral("点击QQ扫码登录。"));
+}
+
+void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)
+{
+    if (!canStart())
+        return;
+    m_qrSignIn->stop();
+    if (!service::cloud()) {
+        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【扫码登录】获取云服务失败"));
+        return;
+    }
+    VT_LOG(info) << clickLine;
+    const bool onAccountPage = m_tabs->currentWidget() == m_accountPage;
+    const QrSignIn::Request request{type, onAccountPage ? m_accountPage->isAutomatic() : m_phonePage->isAutomatic(),
+                                    m_yunLockErrorTip};
+    const QString address = [&] {
+        const WaitCursor cursor;
+        return m_qrSignIn->begin(request);
+    }();
+    if (address.isEmpty())
+        showLoginTip(QStringLiteral("获取扫码登录地址失败"), eTipError);
+    else if (openPage(QStringLiteral("【扫码登录】"), address))
+        waitForScan();
+}
+
+void CYunLoginDialog::waitForScan()
+{
+    m_accountPage->showPassword(false); // another user may see this dialog next
+    hide();                             // the browser shows the QR code
+    if (!m_qrSignIn->startWaiting(m_bindingAddress)) {
+        VT_LOG(critical) << QStringLiteral("【扫码登录】无法启动等待扫码结果的线程。");
+        showAgain(QStringLiteral("扫码登录失败，请重试。"));
+        return;
+    }
+    showNotice(QStringLiteral("请在浏览器中扫描二维码完成登录。"), false, &CYunLoginDialog::cancelScan);
+}
+
+void CYunLoginDialog::cancelScan()
+{
+    VT_LOG(info) << QStringLiteral("【扫码登录】用户取消等待扫码。");
+    m_qrSignIn->stop();
+    front::raiseOnce(this);
+    focusEmptyField();
+}
+
+void CYunLoginDialog::QuickLoginSuccess(QString)
+{
+    m_qrSignIn->stop();
+    close();
+    QrSignIn::notify(*m_caller);
+}
+
+void CYunLoginDialog::QuickLoginFail(QString strError)
+{
+    m_qrSignIn->stop();
+    VT_LOG(critical) << QStringLiteral("快捷登录失败，") + strError;
+    showAgain(strError.isEmpty() ? QStringLiteral("快捷登录失败") : strError);
+}
+
+void CYunLoginDialog::QuickLoginTimerOut()
+{
+    m_qrSignIn->stop();
+    const QString tip = QStringLiteral("扫码登录超时，请重新扫码。");
+    VT_LOG(warning) << QStringLiteral("快捷登录失败，") + tip;
+    if (!isVisible()) // otherwise the user may be typing in this dialog, which was shown for a further request
+        showAgain(tip);
+}
+
+void CYunLoginDialog::YunLockLoginFail(QString strError)
+{
+    m_qrSignIn->stop();
+    VT_LOG(critical) << QStringLiteral("快捷登录：云锁登录失败，") + strError;
+    showAgain(strError.isEmpty() ? QStringLiteral("云锁登录失败。") : strError);
+}
+
+void CYunLoginDialog::showAgain(const QString &tip)
+{
+    front::raiseOnce(this);
+    showTip(tip, eTipError, eBoxOrigin::Unasked); // the user is in the browser or in another program
+}
+
+void CYunLoginDialog::showNotice(const QString &text, bool overDialog, void (CYunLoginDialog::*cancel)())
+{
+    dropNotice();
+    m_notice = new WaitNotice(text, overDialog ? this : nullptr); // without a parent it outlasts the hidden dialog
+    m_notice->setEnabled(true);                                   // unlike its parent
+    connect(m_notice, &WaitNotice::cancelled, this, cancel);
+    if (overDialog)
+        m_notice->showOverParent();
+    else
+        m_notice->showOnScreenOf(this);
+}
+
+void CYunLoginDialog::dropNotice()
+{
+    if (!m_notice)
+        return;
+    m_notice->disconnect(this);
+    m_notice->hide();
+    m_notice->deleteLater(); // it may be emitting
+    m_notice.clear();
 }

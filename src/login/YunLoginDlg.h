@@ -1,45 +1,50 @@
 #pragma once
-#include "login/CloudCalls.h"
+#include "login/QueryQRCodeResult.h"
 #include "widgets/TipStatus.h"
-#include "widgets/WindowDrag.h"
-#include <QDialog>
+#include "widgets/ToolDialog.h"
 #include <QPointer>
 #include <QSharedPointer>
 #include <memory>
 
-class CCustomBtn;
-class CCustomLineEdit;
-class CIconEditWidget;
-class CQueryQRCodeResult;
-class CustomTitleBar;
 enum class eBoxOrigin;
 class ICloudLoginNotify;
-class QCheckBox;
 class QTabWidget;
 class QTimer;
+class QVBoxLayout;
+
+namespace tarn::visualized {
+class AccountPage;
+class AccountSignIn;
+class CodeSignIn;
+class LoginCaller;
+class PhonePage;
+class QrSignIn;
+class WaitNotice;
+struct ServiceOutcome;
+} // namespace tarn::visualized
 
 /// The window in which the user signs in to the cloud account: by password, by phone and one-time code, or by a QR code
-/// in the browser. It checks nothing itself; each sign-in is one call to the cloud service, and at most one is under way
-/// in the process. GUI thread; LoginDialogCreator makes it with WA_DeleteOnClose.
-class CYunLoginDialog : public QDialog
+/// in the browser. It joins the pages to the sign-ins, closes after a success and notifies the caller; it checks nothing
+/// itself. GUI thread; LoginDialogCreator creates it with WA_DeleteOnClose.
+class CYunLoginDialog final : public tarn::visualized::ToolDialog
 {
     Q_OBJECT
 public:
-    explicit CYunLoginDialog(QWidget *parent = nullptr);
+    using Rhythm = CQueryQRCodeResult::Rhythm;
+
+    explicit CYunLoginDialog(QWidget *parent = nullptr, const Rhythm &rhythm = CQueryQRCodeResult::EveryThreeSeconds);
     ~CYunLoginDialog() override;
 
     void InitDialog(); ///< part of the construction; a second call does nothing
-    /// Sent with every sign-in from now on: whether the service is to show its tip about the cloud lock.
+    /// Sent with every sign-in from now on: whether the service shows its tip about the cloud lock.
     void SetYunLockError(bool showTip) { m_yunLockErrorTip = showTip; }
-    /// Who is told of a successful sign-in; null for nobody.
-    void SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify) { m_notify = std::move(notify); }
-    /// A message box over this dialog, which can be gone when it returns. None over a dialog that has been closed.
+    /// Sets the object that is notified of a successful sign-in; may be null.
+    void SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify);
+    /// Shows a message box over this dialog, which can be destroyed when the function returns. A dialog that has been
+    /// closed shows none.
     void showLoginTip(const QString &text, eTipStatus status);
-
-    /// The service stops: lets go of what a sign-in under way holds of the client library. Its outcome is lost.
-    static void abandonAttempt();
-
-    void reject() override; ///< Escape closes like the close button
+    /// Focuses the first empty field of the current page, for a user who has just asked for the sign-in.
+    void focusEmptyField();
 
 signals:
     void LoginDialogClosed(); // the window has been closed and will delete itself
@@ -63,91 +68,59 @@ public slots:
     void YunLockLoginFail(QString strError);
 
 protected:
-    /// The poller of one QR sign-in, not started.
-    virtual CQueryQRCodeResult *makePoller(bool autoLogin, const QString &randomCode) const;
-
-    bool eventFilter(QObject *watched, QEvent *event) override;
-    void mousePressEvent(QMouseEvent *event) override;
-    void mouseMoveEvent(QMouseEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
+    void showEvent(QShowEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
-private slots:
-    void onAccountEntered(); // Return in a field
-    void onPhoneEntered();
-
 private:
-    class Waiting;
-    struct Attempt;
-
-    CustomTitleBar *InitTitleBar();
+    void InitTitleBar(QVBoxLayout *column);
     void InitLoginTypeTab();
     void InitAccountLogin();
     void InitVerificationTab();
     QWidget *InitQuickLogin();
-    bool FillMemoryLoginInfo(); // false when the service cannot be reached
+    void FillMemoryLoginInfo();
     void InitCloudAddr();
-
     void fillFrom(QVariantMap memory);
-    void followLink(const QString &where, const QString &address);
+
     void showTip(const QString &text, eTipStatus status, eBoxOrigin origin);
     void refuse(const QString &tip, const QString &line);
-    bool mayStart();
-    void startOnReturn(CCustomLineEdit *edit, void (CYunLoginDialog::*start)());
-    void beginWaiting();
-    void endWaiting();
-    void wipeSecrets();
+    void followLink(const QString &where, const QString &linkKey, QString *address);
+    bool openPage(const QString &where, const QString &address);
+    bool canStart() const;
     void leave();
 
     bool ExecuteLoginByAccount();
-    cloudcalls::Outcome waitForAccountLogin(ICloudServiceAssistant &assistant);
-    ICloudServiceAssistant::Input accountInput(ICloudServiceAssistant &assistant) const;
-    void showPassword(bool show);
+    void leaveAccountSignIn();
+    void cancelAccountSignIn();
+    void beginWaiting();
+    void endWaiting();
 
-    cloudcalls::Outcome sendCode(ICloudServiceAssistant &assistant, const QString &phone);
-    void startCountdown();
-    void stopCountdown();
     void loginByCode(const QString &phone);
-    QVariantMap codeLoginInput() const;
     void finishCodeLogin();
     void refuseByLock(const QString &tip);
-    void reportCodeFailure(const QString &phone, const cloudcalls::Outcome &outcome);
 
     void quickLogin(const QString &type, const QString &clickLine);
-    bool openQRCode(ICloudServiceAssistant &assistant, const QString &type, const QString &randomCode);
-    void startPoller(const QString &randomCode);
-    template <class... Args>
-    void onResult(void (CQueryQRCodeResult::*signal)(Args...), void (CYunLoginDialog::*slot)(Args...));
-    void stopPoller();
-    void tellOfQuickLogin(const QSharedPointer<ICloudLoginNotify> &notify);
+    void waitForScan();
+    void cancelScan();
     void showAgain(const QString &tip);
+    void showNotice(const QString &text, bool overDialog, void (CYunLoginDialog::*cancel)());
+    void dropNotice();
 
     QTabWidget *m_tabs = nullptr;
-    CCustomLineEdit *m_account = nullptr;
-    CCustomLineEdit *m_password = nullptr;
-    CIconEditWidget *m_passwordField = nullptr;
-    QCheckBox *m_rememberPassword = nullptr;
-    QCheckBox *m_accountAuto = nullptr;
-    CCustomLineEdit *m_phone = nullptr;
-    CCustomLineEdit *m_code = nullptr;
-    CCustomBtn *m_codeButton = nullptr;
-    QCheckBox *m_rememberPhone = nullptr;
-    QCheckBox *m_phoneAuto = nullptr;
-    CCustomBtn *m_phoneLogin = nullptr;
+    tarn::visualized::AccountPage *m_accountPage = nullptr;
+    tarn::visualized::PhonePage *m_phonePage = nullptr;
 
-    QString m_registerAddress; ///< empty while the service has none, as the two others
+    const std::shared_ptr<tarn::visualized::LoginCaller> m_caller;
+    tarn::visualized::AccountSignIn *const m_accountSignIn;
+    tarn::visualized::CodeSignIn *const m_codeSignIn;
+    tarn::visualized::QrSignIn *const m_qrSignIn;
+
+    QString m_registerAddress; ///< the three are empty while the service has none
     QString m_forgetAddress;
     QString m_bindingAddress;
-    qint64 m_sinceCode = 0;        ///< seconds since the code was requested
-    QTimer *m_countdown = nullptr; ///< of the last code
     bool m_yunLockErrorTip = false;
-    bool m_closed = false;           ///< and waits to be deleted
-    bool m_waiting = false;          ///< disabled, under the wait cursor
-    QPointer<QWidget> m_focusBefore; ///< the wait
-    QPointer<CQueryQRCodeResult> m_poller;
-    int m_quickAttempt = 0; ///< counts up with each poller that is let go: what that one still sends is dropped
-    QSharedPointer<ICloudLoginNotify> m_notify;
-    WindowDrag m_drag{this};
-
-    static std::shared_ptr<Attempt> s_attempt; ///< that of a dialog that has gone too; null when none is under way
+    bool m_closed = false;                           ///< and about to be deleted
+    bool m_waiting = false;                          ///< disabled, under the wait cursor
+    QPointer<QWidget> m_focusBefore;                 ///< the focus when the wait began
+    QTimer *m_slow = nullptr;                        ///< runs until a wait is long enough for a notice
+    QPointer<tarn::visualized::WaitNotice> m_notice; ///< of the sign-in that waits
 };

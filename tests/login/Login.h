@@ -1,17 +1,23 @@
 #pragma once
 #include "frame/VisualizedEvents.h"
 #include "frame/VisualizedManager.h"
+#include "login/CloudCalls.h"
+#include "login/LoginCaller.h"
 #include "login/QueryQRCodeResult.h"
+#include "login/WaitNotice.h"
 #include "login/YunLoginDlg.h"
 #include "support/Args.h"
 #include "support/FakeClient.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "widgets/CustomLineEdit.h"
+#include <QApplication>
 #include <QCheckBox>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
+#include <QThreadPool>
 #include <atomic>
+#include <functional>
 #include <memory>
 
 // The sign-in dialog over a faked service, as the tests of this folder drive it.
@@ -19,8 +25,14 @@ namespace login {
 
 struct Notify final : ICloudLoginNotify
 {
-    void AfterLogin() override { ++calls; }
+    void AfterLogin() override
+    {
+        if (act)
+            act();
+        ++calls;
+    }
     std::atomic<int> calls{0};
+    std::function<void()> act; // on the calling thread
 };
 
 inline CCustomLineEdit *edit(const QWidget *dialog, const char *name)
@@ -76,6 +88,27 @@ inline void ask(const QSharedPointer<ICloudLoginNotify> &notify, const QString &
     const auto input = args::input<args::CloudIn>({{"软件标识", softId}, {"EXE名称", "cad"}});
     sendToManager(new CVisualizedEvents(CVisualizedEvents::eShowCloudLoginDialog,
                                         new CCloudLoginEventData(input, notify, false, 0)));
+}
+
+// The one visible window of a class; null when there is none.
+template <class Window>
+Window *shown()
+{
+    const QWidgetList all = QApplication::topLevelWidgets();
+    for (QWidget *widget : all) {
+        auto *window = qobject_cast<Window *>(widget);
+        if (window && window->isVisible())
+            return window;
+    }
+    return nullptr;
+}
+
+// Until every call has come back, its outcome has been noticed and the callers have been notified.
+inline void settle()
+{
+    tarn::visualized::cloudcalls::pool().waitForDone();
+    QCoreApplication::processEvents();
+    tarn::visualized::LoginCaller::waitForNotifications(-1);
 }
 
 inline void processDeletions()

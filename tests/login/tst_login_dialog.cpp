@@ -7,10 +7,10 @@
 #include "widgets/CustomMessageBox.h"
 #include <QApplication>
 #include <QClipboard>
-#include <QThreadPool>
 #include <QTimer>
 #include <functional>
 #include <memory>
+#include <pthread.h>
 
 using login::box;
 using login::button;
@@ -27,15 +27,7 @@ constexpr char Page[] = "https://cloud.example/qr/ticket";
 const QString Password = QString("S3cret'\"%1 ").repeated(1000);
 const QString Account = QString("a'\"%1") + QChar(0) + "</b>";
 
-// Its poller asks every few milliseconds.
-class FastDialog final : public CYunLoginDialog
-{
-protected:
-    CQueryQRCodeResult *makePoller(bool autoLogin, const QString &randomCode) const override
-    {
-        return new CQueryQRCodeResult(autoLogin, true, randomCode, {1, 1, 3});
-    }
-};
+constexpr CQueryQRCodeResult::Rhythm Fast{1, 1, 3};
 
 // The buttons of the boxes that come which a key would press.
 class TipProbe final : public QObject
@@ -62,6 +54,27 @@ private:
                 keys << button->text();
         }
     }
+};
+
+// No program opens web pages while it lives.
+class NoBrowser final
+{
+public:
+    explicit NoBrowser(const LinkTaker *browser)
+        : m_browser(const_cast<LinkTaker *>(browser))
+    {
+        if (m_browser)
+            QDesktopServices::unsetUrlHandler("https");
+    }
+    ~NoBrowser()
+    {
+        if (m_browser)
+            QDesktopServices::setUrlHandler("https", m_browser, "take");
+    }
+    Q_DISABLE_COPY(NoBrowser)
+
+private:
+    LinkTaker *const m_browser;
 };
 
 // The text of the one tip that comes; empty when none came, or another one.
@@ -98,6 +111,8 @@ private slots:
     void quickAddress();
     void newAttemptStopsThePoller_data();
     void newAttemptStopsThePoller();
+    void cancelledScan();
+    void pollerThatCannotStart();
     void closedBeforeTheResultCame();
     void tipsNobodyAskedFor();
     void links_data();
@@ -136,7 +151,7 @@ void TestLoginDialog::cleanup()
         m_randomCodes << values.value("随机码").toString();
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
     login::processDeletions();
-    cloudcalls::pool().waitForDone();
+    login::settle();
     CVtServiceClient::ReleaseInstance();
     m_wholeLog << m_log->texts();
     m_log.reset();
@@ -153,7 +168,7 @@ void TestLoginDialog::cleanupTestCase()
 
 void TestLoginDialog::open()
 {
-    m_dialog = new FastDialog;
+    m_dialog = new CYunLoginDialog(nullptr, Fast);
     m_dialog->setAttribute(Qt::WA_DeleteOnClose);
     m_dialog->SetLoginNotify(m_notify);
     m_dialog->SetYunLockError(true);
@@ -177,15 +192,15 @@ void TestLoginDialog::remembered_data()
     QTest::addColumn<QVariantMap>("memory");
     QTest::addColumn<QString>("state"); // tab, auto, password box and field, phone box and field, account
     QTest::addColumn<QString>("log");
-    QTest::newRow("nothing") << 4000 << QVariantMap() << "0 0 00 00 z"
+    QTest::newRow("nothing") << 4000 << QVariantMap() << "1 0 00 00 z"
                              << "";
     QTest::newRow("phone") << 4000 << QVariantMap{{"LOGINMODEL", 0}, {"REMPHONE", true}} << "1 0 00 11 z"
                            << "";
     QTest::newRow("account") << 4000 << QVariantMap{{"LOGINMODEL", 1}, {"REMPASSWORD", true}} << "0 0 11 00 z"
                              << "";
-    QTest::newRow("no number") << 4000 << QVariantMap{{"LOGINMODEL", QVariantList{1}}} << "0 0 00 00 z"
+    QTest::newRow("no number") << 4000 << QVariantMap{{"LOGINMODEL", QVariantList{1}}} << "1 0 00 00 z"
                                << "";
-    QTest::newRow("auto") << 4000 << QVariantMap{{"AUTOLOGIN", true}, {"REMPHONE", true}} << "0 1 10 11 z"
+    QTest::newRow("auto") << 4000 << QVariantMap{{"AUTOLOGIN", true}, {"REMPHONE", true}} << "1 1 10 11 z"
                           << "";
     QTest::newRow("4012") << 4012 << QVariantMap{{"REMPHONE", true}} << "0 0 00 00 "
                           << "【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：4012，错误信息为：坏了 %2";
@@ -202,7 +217,7 @@ void TestLoginDialog::remembered()
     FakeClient::fake().queue("GetMemoryLoginInfo", {code, "坏了 %2", memory});
     open();
     QTEST(ours().join('|'), "log");
-    QCOMPARE(calls("GetLinkAddress").isEmpty(), code == 4012); // would take as long again
+    QCOMPARE(calls("GetLinkAddress").size(), 3); // also when the service could not be reached before
     QCOMPARE(box(m_dialog, "accountAutoLogin")->isChecked(), box(m_dialog, "phoneAutoLogin")->isChecked());
     QTEST(QString("%1 %2 %3%4 %5%6 %7")
               .arg(m_dialog->findChild<QTabWidget *>()->currentIndex())
@@ -262,7 +277,7 @@ void TestLoginDialog::account()
     QCOMPARE(calls("LoginByAccount"), QList<QVariantMap>{sent});
     const QStringList told = tip.isEmpty() ? QStringList("开始通知云登录后事件") : QStringList();
     QCOMPARE(ours(), (QStringList{"开始登录云账号", line} + told));
-    cloudcalls::pool().waitForDone();
+    login::settle();
     QCOMPARE(int(m_notify->calls), told.size());
     login::processDeletions();
     QCOMPARE(m_dialog.isNull(), tip.isEmpty());
@@ -278,6 +293,11 @@ void TestLoginDialog::phoneInput_data()
     QTest::newRow("blanks") << " 138 0013\t8000\n" << Phone;
     QTest::newRow("full-width") << "１３８　００１３–８０００" << Phone;
     QTest::newRow("huge") << QString(100000, '1') << "";
+    QTest::newRow("country") << "+86 138-0013-8000" << Phone;
+    QTest::newRow("country in brackets") << "（＋86）13800138000" << Phone;
+    QTest::newRow("dialled country") << "0086 13800138000" << Phone;
+    QTest::newRow("another country") << "+49 13800138000"
+                                     << "";
 }
 
 void TestLoginDialog::phoneInput()
@@ -415,7 +435,7 @@ void TestLoginDialog::codeLogin()
         {"phone", Phone}, {"code", OneTimeCode}, {"自动登录", false}, {"记忆数据", true}, {"YunLockErrorTip", true}};
     QCOMPARE(calls("LoginByPhone"), QList<QVariantMap>{sent});
     QTEST(ours(), "log");
-    cloudcalls::pool().waitForDone();
+    login::settle();
     QCOMPARE(int(m_notify->calls), closes ? 1 : 0);
     login::processDeletions();
     QCOMPARE(m_dialog.isNull(), closes);
@@ -449,10 +469,13 @@ void TestLoginDialog::quick()
     for (int i = 0; i < 3; ++i)
         FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", "https://cloud.example/bind"}}});
     open();
+    fill(m_dialog, Account, {});
     box(m_dialog, "accountAutoLogin")->setChecked(true);
     m_dialog->PasswordStateChanged();
     const TipProbe probe;
     ModalClicker tips(tip.isEmpty() ? QStringList() : QStringList("确定"));
+    bool loggedBefore = false;
+    m_notify->act = [&] { loggedBefore = m_log->has("快捷登录成功。"); };
     press(m_dialog, "qqButton");
     QVERIFY(!m_dialog->isVisible());
     QCOMPARE(edit(m_dialog, "passwordEdit")->echoMode(), QLineEdit::Password);
@@ -462,7 +485,8 @@ void TestLoginDialog::quick()
     QVERIFY(QRegularExpression("^[0-9a-f]{8}$").match(asked.value("随机码").toString()).hasMatch());
     QTRY_VERIFY(tip.isEmpty() ? m_notify->calls == 1 : tips.isDone());
     QVERIFY(probe.keys.isEmpty());
-    QCOMPARE(ours(), QStringList("点击QQ扫码登录。") + log);
+    QVERIFY(!loggedBefore);
+    QTRY_COMPARE(ours(), QStringList("点击QQ扫码登录。") + log);
     QCOMPARE(calls("QueryQRCodeResult").size(), codes.size());
     QCOMPARE(calls("QueryQRCodeResult")[0].value("随机码"), asked.value("随机码"));
     QVERIFY(calls("QueryQRCodeResult")[0].value("自动登录").toBool());
@@ -473,21 +497,30 @@ void TestLoginDialog::quick()
 
 void TestLoginDialog::quickAddress_data()
 {
+    QTest::addColumn<int>("code");
     QTest::addColumn<QVariant>("address");
-    QTest::newRow("missing") << QVariant();
-    QTest::newRow("program") << QVariant("file:///bin/sh");
-    QTest::newRow("a list") << QVariant(QVariantList{1});
+    QTest::addColumn<bool>("browser");
+    QTest::addColumn<QString>("tip");
+    QTest::newRow("refused") << 4100 << QVariant(Page) << true << "获取扫码登录地址失败";
+    QTest::newRow("missing") << 4000 << QVariant() << true << "获取扫码登录地址失败";
+    QTest::newRow("a list") << 4000 << QVariant(QVariantList{1}) << true << "获取扫码登录地址失败";
+    QTest::newRow("program") << 4000 << QVariant("file:///bin/sh") << true << "无法打开网页";
+    QTest::newRow("no browser") << 4000 << QVariant(Page) << false << "无法打开网页";
 }
 
 void TestLoginDialog::quickAddress()
 {
+    QFETCH(int, code);
     QFETCH(QVariant, address);
-    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", address}}});
+    QFETCH(bool, browser);
+    QFETCH(QString, tip);
+    FakeClient::fake().queue("GetQRCodeUrl", {code, {}, {{"QRCODE_url", address}}});
     open();
-    QVERIFY(tipAfter("weixinButton").contains("获取扫码登录地址失败"));
+    const NoBrowser none(browser ? nullptr : &m_browser);
+    QVERIFY(tipAfter("weixinButton").contains(tip));
     QCOMPARE(calls("GetQRCodeUrl")[0].value("扫码登录类型").toString(), QString("weixindenglu"));
     QCOMPARE(m_browser.urls.size(), m_opened);
-    QVERIFY(m_dialog->isVisible() && m_log->has("点击微信扫码登录。"));
+    QVERIFY(m_dialog->isVisible() && m_log->has("点击微信扫码登录。") && !ours().join(' ').contains(Page));
 }
 
 // The answer comes when the user has long gone on, or is on its way to this thread when they do.
@@ -511,14 +544,55 @@ void TestLoginDialog::newAttemptStopsThePoller()
     else
         QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
     fill(m_dialog, Account, Password);
-    QVERIFY(tipOf([this] { m_dialog->onAccountLoginBtn(); }).contains("密码错"));
+    const QString tip = tipOf([this] { m_dialog->onAccountLoginBtn(); });
+    QCOMPARE(tip.contains("密码错"), hangs); // closed before the other answer
     FakeClient::fake().releaseHangs();
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
     login::processDeletions();
-    QVERIFY(m_dialog && m_notify->calls == 0);
+    QTRY_COMPARE(int(m_notify->calls), 1); // the service has signed the user in
+    QVERIFY(!m_dialog || !m_dialog->isVisible());
 }
 
-// The service has signed the user in, so the caller hears of it.
+void TestLoginDialog::cancelledScan()
+{
+    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
+    FakeClient::fake().queue("QueryQRCodeResult", {4023, "拒绝", {}, {}, 0, true});
+    open();
+    fill(m_dialog, Account, {});
+    press(m_dialog, "weixinButton");
+    QTRY_COMPARE(FakeClient::fake().hanging(), 1);
+    const QPointer<QWidget> notice = login::shown<tarn::visualized::WaitNotice>();
+    QVERIFY(notice && !m_dialog->isVisible());
+    press(notice, "cancelButton");
+    QVERIFY(m_dialog->isVisible());
+    QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "passwordEdit")); // the first empty field
+    ModalClicker tips({});
+    FakeClient::fake().releaseHangs();
+    QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
+    login::processDeletions();
+    QVERIFY(!notice && tips.isDone() && m_dialog->isVisible());
+}
+
+// The thread of the poller cannot be created.
+void TestLoginDialog::pollerThatCannotStart()
+{
+    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
+    open();
+    pthread_attr_t normal;
+    QCOMPARE(pthread_getattr_default_np(&normal), 0);
+    pthread_attr_t huge = normal;
+    pthread_attr_setstacksize(&huge, size_t(1) << 46);
+    QCOMPARE(pthread_setattr_default_np(&huge), 0);
+    const QString tip = tipOf([this] {
+        press(m_dialog, "weixinButton");
+        QTRY_VERIFY(m_dialog->isVisible());
+    });
+    pthread_setattr_default_np(&normal);
+    QVERIFY(tip.contains("扫码登录失败"));
+    QVERIFY(m_dialog->isVisible());
+}
+
+// The service has signed the user in, so the caller is notified.
 void TestLoginDialog::closedBeforeTheResultCame()
 {
     FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
@@ -529,7 +603,7 @@ void TestLoginDialog::closedBeforeTheResultCame()
     m_dialog->close();
     QCoreApplication::processEvents();
     QVERIFY(m_dialog.isNull() || !m_dialog->isVisible());
-    cloudcalls::pool().waitForDone();
+    login::settle();
     QCOMPARE(int(m_notify->calls), 1);
     QCOMPARE(m_log->count("快捷登录成功。"), 1);
 }
@@ -541,6 +615,9 @@ void TestLoginDialog::tipsNobodyAskedFor()
     QVERIFY(QTest::qWaitForWindowActive(m_dialog));
     const TipProbe probe;
     QVERIFY(tipOf([this] { m_dialog->QuickLoginFail("拒绝"); }).contains("拒绝"));
+    edit(m_dialog, "phoneEdit")->setFocus(); // the user has begun another sign-in
+    QCOMPARE(tipOf([this] { m_dialog->QuickLoginTimerOut(); }), QString());
+    QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "phoneEdit"));
     QWidget other;
     other.show();
     other.activateWindow();
@@ -551,35 +628,62 @@ void TestLoginDialog::tipsNobodyAskedFor()
 
 void TestLoginDialog::links_data()
 {
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<bool>("opens");
-    QTest::newRow("web") << "https://cloud.example/帐号?a=%1" << true;
-    QTest::newRow("none") << "" << false;
-    QTest::newRow("program") << "file:///bin/sh" << false;
+    QTest::addColumn<QString>("atOpening");
+    QTest::addColumn<QString>("atClick");
+    QTest::addColumn<bool>("browser");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("tip"); // none: opens
+    const QString web = "https://cloud.example/帐号?a=%1";
+    const QString opening = "获取的跳转链接地址为：" + web + "，即将跳转。";
+    QTest::newRow("web") << web << "" << true << opening << "";
+    QTest::newRow("asked for again") << "" << web << true << opening << "";
+    QTest::newRow("none") << ""
+                          << "" << true << "获取的跳转地址为空。"
+                          << "获取跳转链接失败";
+    QTest::newRow("program") << "file:///bin/sh"
+                             << "" << true
+                             << "获取的跳转链接地址为：file:///bin/sh，即将跳转。|地址不是网页地址，未打开。"
+                             << "无法打开网页";
+    QTest::newRow("no browser") << web << "" << false << opening + "|没有程序可以打开网页。"
+                                << "无法打开网页";
 }
 
 void TestLoginDialog::links()
 {
-    QFETCH(QString, address);
-    QFETCH(bool, opens);
-    for (int i = 0; i < 2; ++i)
-        FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", address}}});
+    QFETCH(QString, atOpening);
+    QFETCH(QString, atClick);
+    QFETCH(bool, browser);
+    QFETCH(QString, line);
+    QFETCH(QString, tip);
+    for (int i = 0; i < 5; ++i)
+        FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < 3 ? atOpening : atClick}}});
     open();
     QStringList keys;
     for (const QVariantMap &call : calls("GetLinkAddress"))
         keys << call.value("LinkKey").toString();
     QCOMPARE(keys, (QStringList{"FC_ACCOUNT_004", "FC_ACCOUNT_005", "FC_CUSTOM_001"}));
     m_log->clear();
-    for (const char *name : {"registerButton", "forgetButton"}) {
-        if (opens)
+    const NoBrowser none(browser ? nullptr : &m_browser);
+    QStringList expected;
+    struct Link
+    {
+        const char *button;
+        QString where;
+        QString click;
+    };
+    for (const auto &[name, where, click] : {Link{"registerButton", "【立即注册】", "用户点击立即注册按钮。"},
+                                             Link{"forgetButton", "【忘记密码】", "用户点击忘记密码。"}}) {
+        if (tip.isEmpty())
             press(m_dialog, name);
         else
-            QVERIFY(tipAfter(name).contains("获取跳转链接失败"));
+            QVERIFY(tipAfter(name).contains(tip));
+        expected << where + click;
+        for (const QString &said : line.split('|'))
+            expected << where + said;
     }
-    const QString outcome = opens ? "获取的跳转链接地址为：" + address + "，即将跳转。" : "获取的跳转地址为空。";
-    QCOMPARE(ours(), (QStringList{"【立即注册】用户点击立即注册按钮。", "【立即注册】" + outcome,
-                                  "【忘记密码】用户点击忘记密码。", "【忘记密码】" + outcome}));
-    QCOMPARE(m_browser.urls.size() - m_opened, opens ? 2 : 0);
+    QCOMPARE(ours(), expected);
+    QCOMPARE(calls("GetLinkAddress").size(), atOpening.isEmpty() ? 5 : 3);
+    QCOMPARE(m_browser.urls.size() - m_opened, tip.isEmpty() ? 2 : 0);
 }
 
 void TestLoginDialog::nothingToSend()
@@ -592,7 +696,7 @@ void TestLoginDialog::nothingToSend()
     QVERIFY(calls("LoginByAccount").isEmpty());
 
     FakeClient::fake().setAvailable(false);
-    const FastDialog logged;
+    const CYunLoginDialog logged;
     QCOMPARE(ours().last(), QString("【云登录窗口初始化跳转链接地址】失败，原因为获取云服务客户端接口对象失败"));
     fill(m_dialog, Account, Password);
     for (const char *name : {"accountLoginButton", "weixinButton"})
@@ -608,6 +712,7 @@ void TestLoginDialog::keys()
 {
     FakeClient::fake().queue("LoginByAccount", {4100, "密码错"});
     open();
+    fill(m_dialog, {}, {});
     m_dialog->setFocus();
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape, Qt::Key_Tab})
         QTest::keyClick(m_dialog, key);

@@ -1,6 +1,5 @@
 // What can happen to the sign-in dialog while a call is under way. Meant for the address sanitizer.
 #include "frame/VtServiceClient.h"
-#include "login/CloudCalls.h"
 #include "login/ExecYunLogin.h"
 #include "login/Login.h"
 #include "login/LoginDialogCreator.h"
@@ -11,13 +10,13 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSemaphore>
-#include <QThreadPool>
 #include <QTimer>
 #include <functional>
 #include <thread>
 
 using login::fill;
 using login::press;
+using tarn::visualized::WaitNotice;
 
 namespace {
 CYunLoginDialog *theDialog()
@@ -82,6 +81,8 @@ private slots:
     void duringTheCall_data();
     void duringTheCall();
     void oneAttemptAtATime();
+    void cancelled_data();
+    void cancelled();
     void quitDuringTheCall_data();
     void quitDuringTheCall();
     void passwordIsTakenOut();
@@ -130,7 +131,7 @@ void TestLoginLifetimes::cleanup()
 {
     FakeClient::fake().releaseHangs();
     CVisualizedManager::FreeInstance();
-    cloudcalls::pool().waitForDone();
+    login::settle();
     login::processDeletions();
     QVERIFY(!theDialog());
     QVERIFY(!QApplication::overrideCursor());
@@ -201,7 +202,7 @@ void TestLoginLifetimes::duringTheCall()
     QCOMPARE(aliveThen, survives);
     QCOMPARE(cursorThen, survives);
     QVERIFY(!QApplication::overrideCursor());
-    cloudcalls::pool().waitForDone();
+    login::settle(); // of a dialog that has been closed, the answer comes later
     QTEST(int(m_notify->calls), "told");
     QCOMPARE(int(next->calls), event == Turn::ShownAgain && code == 4000 ? 1 : 0);
     if (survives && code != 4000)
@@ -209,7 +210,7 @@ void TestLoginLifetimes::duringTheCall()
     QCOMPARE(LoginDialogCreator::getInst()->DiaIsExist(), survives && code != 4000);
 }
 
-// Whatever is clicked, and also in the dialog of the next caller.
+// Of the waiting dialog nothing starts; in the dialog of the next caller an account sign-in waits for the one before.
 void TestLoginLifetimes::oneAttemptAtATime()
 {
     FakeClient::fake().queue("LoginByAccount", hanging(4000));
@@ -235,18 +236,51 @@ void TestLoginLifetimes::oneAttemptAtATime()
     QVERIFY(tips.texts()[0].contains("上一次登录尚未完成，请稍候再试。"));
     QCOMPARE(login::calls("LoginByAccount").size(), 1);
     QVERIFY(login::calls("LoginByPhone").isEmpty() && login::calls("GetQRCodeUrl").isEmpty());
-    press(theDialog(), "accountLoginButton"); // now it is the second one's turn
+    login::settle();
+    QCOMPARE(int(m_notify->calls), 1);
+    press(theDialog(), "accountLoginButton"); // now it is the turn of the second one
     QCOMPARE(login::calls("LoginByAccount").size(), 2);
+}
+
+void TestLoginLifetimes::cancelled_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::newRow("signed in all the same") << 4000;
+    QTest::newRow("refused") << 4100;
+}
+
+// A sign-in that takes long can be left. A success that comes later closes the dialog and notifies the caller.
+void TestLoginLifetimes::cancelled()
+{
+    QFETCH(int, code);
+    FakeClient::fake().queue("LoginByAccount", hanging(code));
+    ModalClicker tips({"确定"});
+    DuringTheCall act([] {
+        QVERIFY(!login::shown<WaitNotice>());
+        QTRY_VERIFY(login::shown<WaitNotice>());
+        press(login::shown<WaitNotice>(), "cancelButton");
+    });
+    signIn();
+    QVERIFY(act.isDone() && !login::shown<WaitNotice>());
+    QVERIFY(m_dialog->isVisible() && m_dialog->isEnabled() && !QApplication::overrideCursor());
+    signIn(); // the call is still under way
+    QVERIFY(tips.isDone() && tips.texts()[0].contains("上一次登录尚未完成"));
+    QCOMPARE(int(m_notify->calls), 0);
+    FakeClient::fake().releaseHangs();
+    login::settle();
+    QCOMPARE(int(m_notify->calls), code == 4000 ? 1 : 0);
+    QCOMPARE(m_dialog->isVisible(), code != 4000);
+    QCOMPARE(login::calls("LoginByAccount").size(), 1);
 }
 
 void TestLoginLifetimes::quitDuringTheCall_data()
 {
     QTest::addColumn<bool>("answered");
     QTest::newRow("hanging") << false;
-    QTest::newRow("answered, but not heard of yet") << true;
+    QTest::newRow("answered, but not noticed yet") << true;
 }
 
-// The hanging call is cut off: the application ends at once. An assistant whose call has come back is left alone.
+// The application does not wait for the call, and leaves the assistant to the end of the service.
 void TestLoginLifetimes::quitDuringTheCall()
 {
     QFETCH(bool, answered);
@@ -254,7 +288,7 @@ void TestLoginLifetimes::quitDuringTheCall()
     const DuringTheCall act([answered] {
         if (answered) {
             FakeClient::fake().releaseHangs();
-            cloudcalls::pool().waitForDone();
+            login::settle();
         }
         QCoreApplication::quit();
     });
@@ -265,12 +299,12 @@ void TestLoginLifetimes::quitDuringTheCall()
     QVERIFY(act.isDone());
     QVERIFY(timer.elapsed() < 3000);
     QVERIFY(m_dialog && m_dialog->isEnabled());
-    QCOMPARE(FakeClient::fake().operations().contains("UnInitialize cloud"), !answered);
+    QVERIFY(!FakeClient::fake().operations().contains("UnInitialize cloud"));
 }
 
 void TestLoginLifetimes::passwordIsTakenOut()
 {
-    ICloudServiceAssistant *assistant = cloudcalls::assistant();
+    ICloudServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetCloudServiceAssistant();
     const auto input = assistant->CreateInputArgs();
     input->SetValue("pwd", "secret");
     ExecYunLogin(assistant, input, assistant->CreateOutputArgs());
@@ -338,10 +372,10 @@ void TestLoginLifetimes::requestDuringAQrSignIn()
     const auto next = QSharedPointer<login::Notify>::create();
     login::ask(next, "viewer");
     QCOMPARE(theDialog(), m_dialog.data());
-    QVERIFY(m_dialog->isVisible());
-    callerEnds("cad"); // of no concern any more
+    QVERIFY(m_dialog->isVisible() && !login::shown<WaitNotice>());
+    callerEnds("cad"); // no longer the caller
     m_dialog->QuickLoginSuccess("token");
-    cloudcalls::pool().waitForDone();
+    login::settle();
     QCOMPARE(int(m_notify->calls), 0);
     QCOMPARE(int(next->calls), 1);
     QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // though it still lives
@@ -370,7 +404,7 @@ void TestLoginLifetimes::closedUnderATip()
         press(m_dialog, "phoneLoginButton");
     QVERIFY(!QApplication::activeModalWidget());
     QTRY_VERIFY(!m_dialog);
-    cloudcalls::pool().waitForDone();
+    login::settle();
     QCOMPARE(int(m_notify->calls), 0);
     QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识:cad"));
     callerEnds("cad"); // is forgotten
@@ -379,7 +413,7 @@ void TestLoginLifetimes::closedUnderATip()
     QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识为空。"));
 }
 
-// One that is closed says nothing more and starts nothing, whoever still calls it.
+// A closed dialog shows nothing and starts nothing.
 void TestLoginLifetimes::closedButNotDeletedYet()
 {
     ModalClicker tips({});
@@ -392,7 +426,7 @@ void TestLoginLifetimes::closedButNotDeletedYet()
     m_dialog->onQQLogin();
     QVERIFY(m_dialog && tips.isDone() && tips.texts().isEmpty());
     QVERIFY(login::calls("LoginByAccount").isEmpty() && login::calls("LoginByPhone").isEmpty());
-    login::ask(m_notify, "cad"); // the next one is another's
+    login::ask(m_notify, "cad"); // opens another one
     QVERIFY(theDialog() && LoginDialogCreator::getInst()->DiaIsExist());
 }
 

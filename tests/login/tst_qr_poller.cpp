@@ -5,7 +5,7 @@
 #include <QElapsedTimer>
 
 namespace {
-// A poller that tells its signals, as "name:text".
+// A poller whose signals are recorded as "name:text".
 QPointer<CQueryQRCodeResult> start(QStringList *results, const CQueryQRCodeResult::Rhythm &rhythm = {2, 1, 5})
 {
     auto *poller = new CQueryQRCodeResult(true, true, "first", rhythm);
@@ -31,6 +31,7 @@ private slots:
     void endings_data();
     void endings();
     void stopWhileWaiting();
+    void stopDuringAHangingCall_data();
     void stopDuringAHangingCall();
     void stoppedBeforeItStarted();
 };
@@ -92,7 +93,7 @@ void TestQrPoller::endings()
         QCOMPARE(polls[0], (QVariantMap{{"随机码", "first"}, {"自动登录", true}, {"YunLockErrorTip", true}}));
 }
 
-// With the rhythm that ships.
+// With the rhythm of the product.
 void TestQrPoller::stopWhileWaiting()
 {
     const auto &rhythm = CQueryQRCodeResult::EveryThreeSeconds;
@@ -108,11 +109,21 @@ void TestQrPoller::stopWhileWaiting()
     QVERIFY(results.isEmpty());
 }
 
+void TestQrPoller::stopDuringAHangingCall_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("result");
+    QTest::newRow("failure") << 4999 << "";
+    QTest::newRow("success") << 4000 << "success:the-token"; // the service has signed the user in
+}
+
 void TestQrPoller::stopDuringAHangingCall()
 {
+    QFETCH(int, code);
     const LogCatcher log;
     for (int i = 0; i < 2; ++i)
-        FakeClient::fake().queue("QueryQRCodeResult", {i == 0 ? 4022 : 4999, "late", {}, {}, 0, true});
+        FakeClient::fake().queue("QueryQRCodeResult",
+                                 {i == 0 ? 4022 : code, "late", {{"token", "the-token"}}, {}, 0, true});
     QStringList results;
     const auto poller = start(&results);
     QTRY_COMPARE(FakeClient::fake().hanging(), 1);
@@ -124,10 +135,11 @@ void TestQrPoller::stopDuringAHangingCall()
     QVERIFY(!CQueryQRCodeResult::waitForStopped(20)); // bounded
     FakeClient::fake().releaseHangs();
     QTRY_VERIFY(!poller);
-    QVERIFY(results.isEmpty() && log.texts(QtWarningMsg).isEmpty());
+    QTEST(results.join('|'), "result");
+    QVERIFY(log.texts(QtWarningMsg).isEmpty());
 }
 
-// The client library may be gone by then: the poller must not load it again.
+// The client library may be unloaded by then: the poller must not load it again.
 void TestQrPoller::stoppedBeforeItStarted()
 {
     CVtServiceClient::ReleaseInstance();

@@ -1,0 +1,47 @@
+#pragma once
+#include <QWidget>
+
+class CCustomLineEdit;
+class CIconEditWidget;
+class QCheckBox;
+
+namespace tarn::visualized {
+
+/// The page of the sign-in dialog for account and password. GUI thread.
+class AccountPage final : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit AccountPage(QWidget *parent = nullptr);
+
+    QString account() const;
+    QString password() const;
+    bool remembers() const;
+    bool isAutomatic() const;
+    bool showsPassword() const;
+
+    void setAccount(const QString &account);
+    void setPassword(const QString &password);
+    void setRemember(bool on);
+    void setAutomatic(bool on);
+    void showPassword(bool show);
+    void wipePassword();
+    /// Focuses the first empty field. @return false when both are filled
+    bool focusEmptyField();
+
+signals:
+    void signInRequested();
+    void registerRequested();
+    void forgetRequested();
+    void eyeClicked();
+    void automaticChanged(int state);
+
+private:
+    CCustomLineEdit *m_account = nullptr;
+    CIconEditWidget *m_passwordField = nullptr;
+    CCustomLineEdit *m_password = nullptr;
+    QCheckBox *m_remember = nullptr;
+    QCheckBox *m_automatic = nullptr;
+};
+
+} // namespace tarn::visualized

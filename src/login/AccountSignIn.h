@@ -1,0 +1,44 @@
+#pragma once
+#include "base/ServiceCall.h"
+#include "tarn/cloud/ICloudServiceAssistant.h"
+#include <QObject>
+#include <optional>
+
+namespace tarn::visualized {
+
+class AccountCall;
+
+/// The sign-in by account and password: the call, the wait for it, and its end in the log. GUI thread.
+class AccountSignIn final : public QObject
+{
+    Q_OBJECT
+public:
+    struct Request
+    {
+        QString account;
+        QString password;
+        bool automatic = false; ///< sign in without the dialog from now on
+        bool remember = false;  ///< the password
+        bool lockTip = false;   ///< the service shows its tip about the cloud lock
+    };
+
+    explicit AccountSignIn(QObject *parent);
+    ~AccountSignIn() override; ///< leaves the wait
+
+    /// Calls the service and waits in an event loop, during which this object can be destroyed.
+    /// @return nothing when the wait was left or the application quits
+    std::optional<ServiceOutcome> run(Request request);
+    bool isWaiting() const { return m_output != nullptr; }
+    /// Ends the wait; run() returns nothing.
+    /// @return the call, which goes on and reports its outcome; null when none is waited for
+    AccountCall *leave();
+
+    /// Logs how the sign-in of an account ended.
+    /// @return the tip for the user; empty after a success
+    static QString conclude(const QString &account, const ServiceOutcome &outcome);
+
+private:
+    ICloudServiceAssistant::Output m_output; ///< while run() waits; not on its stack, so that destroy() can release it
+};
+
+} // namespace tarn::visualized

@@ -1,0 +1,29 @@
+#pragma once
+#include <QSharedPointer>
+#include <functional>
+
+class ICloudLoginNotify;
+
+namespace tarn::visualized {
+
+/// The caller of a sign-in dialog, notified at most once for each request, whichever of several sign-ins succeeds first.
+/// Shared by the dialog and its pending sign-ins, which can outlive it. GUI thread.
+class LoginCaller final
+{
+public:
+    void set(QSharedPointer<ICloudLoginNotify> notify) { m_notify = std::move(notify); }
+    bool isWaiting() const { return m_notify != nullptr; } ///< there is a caller that has not been notified
+
+    /// Notifies the caller on a pool thread, since its process may be frozen or dead.
+    /// @param afterwards called on that thread once the notification has returned; at once without a waiting caller
+    void notify(const std::function<void()> &afterwards = {});
+
+    /// Waits for the notifications under way.
+    /// @return false when some have not returned after that many milliseconds
+    static bool waitForNotifications(int ms);
+
+private:
+    QSharedPointer<ICloudLoginNotify> m_notify;
+};
+
+} // namespace tarn::visualized
