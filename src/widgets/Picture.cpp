@@ -1,31 +1,15 @@
 #include "widgets/Picture.h"
+#include "base/RegularFile.h"
 #include <QFile>
 #include <QIcon>
 #include <QImageReader>
 #include <QPixmapCache>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace picture {
 namespace {
 
 constexpr qint64 MaxFileBytes = qint64{64} * 1024 * 1024;
 constexpr qint64 MaxPixels = qint64{16} * 1000 * 1000; // some formats are decoded whole first, at 4 to 8 bytes a pixel
-
-// Opens a regular file without ever waiting for anybody: what the path names may change at any moment.
-bool openRegular(QFile &file, const QString &path)
-{
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (fd < 0)
-        return false;
-    struct stat info = {};
-    const bool usable = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size <= MaxFileBytes;
-    if (usable && file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
-        return true;
-    ::close(fd);
-    return false;
-}
 
 bool isSelfContained(const QByteArray &format)
 {
@@ -49,7 +33,7 @@ QPixmap loadResource(const QString &path, const QSize &pixels)
 QImage read(const QString &path, const QSize &pixels)
 {
     QFile file;
-    if (!openRegular(file, path))
+    if (!tarn::visualized::openRegular(file, path) || file.size() > MaxFileBytes)
         return QImage();
     QImageReader reader(&file);
     reader.setDecideFormatFromContent(true);
