@@ -1,15 +1,13 @@
 #include "upgrade/ExplainItem.h"
 #include "upgrade/NotesBrowser.h"
-#include "upgrade/NotesFile.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include <QBoxLayout>
-#include <QtConcurrent>
 
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int Margin = 16;
-constexpr int InstalledWidth = 240; // what a long name leaves to the installed version
+constexpr int InstalledWidth = 240; // of the installed version beside a long name
 constexpr int TextPadding = 10;     // at the top and left of the notes
 } // namespace
 
@@ -19,8 +17,6 @@ CExplainItem::CExplainItem(const struUpgradeInfo &info, QWidget *parent)
 {
     InitUi();
 }
-
-CExplainItem::~CExplainItem() = default; // a load that still runs ends by itself and drops its document
 
 QString CExplainItem::sheet(const QWidget *w)
 {
@@ -37,27 +33,17 @@ QString CExplainItem::sheet(const QWidget *w)
 void CExplainItem::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    startLoading();
-}
-
-void CExplainItem::startLoading()
-{
     if (m_started)
         return;
     m_started = true;
-    m_loading = new QFutureWatcher<std::shared_ptr<QTextDocument>>(this);
-    connect(m_loading, &QFutureWatcherBase::finished, this, &CExplainItem::onNotesLoaded);
-    m_loading->setFuture(QtConcurrent::run(notes::load, m_info.notesFile, m_browser->font()));
+    m_browser->load(m_info.notesFile);
 }
 
-void CExplainItem::onNotesLoaded()
+// Only the first file: a link to a missing one leaves the page as it is.
+void CExplainItem::onUnreadable()
 {
-    if (const std::shared_ptr<QTextDocument> document = m_loading->result())
-        m_browser->setNotes(document);
-    else
+    if (m_browser->document()->isEmpty())
         m_browser->setPlainText(QStringLiteral("暂无更多信息。"));
-    m_loading->deleteLater(); // it would keep the document for as long as the tab lives
-    m_loading = nullptr;
 }
 
 void CExplainItem::InitUi()
@@ -67,6 +53,7 @@ void CExplainItem::InitUi()
     m_browser->setObjectName(QStringLiteral("notesBrowser"));
     m_browser->setAccessibleName(QStringLiteral("更新说明"));
     m_browser->setFont(look::yaHei(13, QFont::Normal, this));
+    connect(m_browser, &NotesBrowser::unreadable, this, &CExplainItem::onUnreadable);
     auto *column = new QVBoxLayout(this);
     const int margin = look::scaled(Margin, this);
     column->setContentsMargins(margin, look::scaled(12, this), margin, 0);

@@ -1,14 +1,10 @@
 #pragma once
-#include <QFutureWatcher>
 #include <QString>
 #include <QWidget>
-#include <memory>
 
 class NotesBrowser;
-class QLabel;
-class QTextDocument;
 
-/// What one tab of the update notes shows.
+/// The contents of one tab of the update notes.
 struct struUpgradeInfo
 {
     QString name;
@@ -17,14 +13,12 @@ struct struUpgradeInfo
     QString newVersion;
 };
 
-/// One tab of the update notes: name, versions and the notes file. The file is read when the tab is first seen, and read
-/// and formatted on a worker thread, so that a large one holds up nothing. GUI thread.
+/// One tab of the update notes: name, versions and the notes file, which is read when the tab is first shown. GUI thread.
 class CExplainItem final : public QWidget
 {
     Q_OBJECT
 public:
     explicit CExplainItem(const struUpgradeInfo &info, QWidget *parent = nullptr);
-    ~CExplainItem() override;
 
     /// The rules of all tabs, for the sheet of the window that holds them.
     static QString sheet(const QWidget *w);
@@ -33,15 +27,13 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private slots:
-    void onNotesLoaded();
+    void onUnreadable();
 
 private:
     void InitUi();
     QWidget *headerLine();
-    void startLoading();
 
     const struUpgradeInfo m_info;
     NotesBrowser *m_browser = nullptr;
-    QFutureWatcher<std::shared_ptr<QTextDocument>> *m_loading = nullptr; ///< while the notes are being read
     bool m_started = false;
 };

@@ -1,10 +1,11 @@
 #pragma once
 #include <QTextBrowser>
+#include <QVector>
 #include <memory>
 
-/// Shows release notes. Links are followed: web links in the system's browser, links to other local notes files here.
-/// Like the notes themselves, such files are read only if they are regular ones, and nothing they refer to is fetched.
-/// GUI thread.
+/// Shows release notes. Links to other local notes files are followed here (Alt+Left returns), relative ones from the
+/// folder of the page; web and mail addresses are opened by the desktop, every other address is ignored. A file that
+/// cannot be read leaves the page as it is. GUI thread.
 class NotesBrowser final : public QTextBrowser
 {
     Q_OBJECT
@@ -12,10 +13,31 @@ public:
     explicit NotesBrowser(QWidget *parent);
     ~NotesBrowser() override;
 
-    void setNotes(std::shared_ptr<QTextDocument> document);
+    /// Loads a page on a worker thread and shows it, unless another one was asked for meanwhile.
+    /// @param path a local file
+    /// @param anchor scrolls there; may be empty
+    void load(const QString &path, const QString &anchor = QString());
 
-    QVariant loadResource(int type, const QUrl &name) override;
+    QVariant loadResource(int type, const QUrl &name) override; ///< nothing: pages fetch nothing
+
+signals:
+    void unreadable(); ///< the file that was asked for last cannot be shown
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+
+private slots:
+    void follow(const QUrl &address);
 
 private:
-    std::shared_ptr<QTextDocument> m_notes;
+    struct Page
+    {
+        QString path;
+        std::shared_ptr<QTextDocument> document;
+    };
+
+    void showPage(const Page &page);
+
+    QVector<Page> m_pages; ///< the shown one last, before it those to return to
+    int m_asked = 0;       ///< number of the last load
 };

@@ -1,28 +1,21 @@
 #include "upgrade/NotesFile.h"
 #include "base/Log.h"
-#include <QCoreApplication>
+#include "base/RegularFile.h"
+#include "upgrade/NotesPage.h"
+#include "widgets/SafeHtml.h"
 #include <QFile>
 #include <QImage>
 #include <QRegularExpression>
-#include <QTextBlock>
 #include <QTextCodec>
-#include <QTextCursor>
 #include <QTextDocument>
 #include <QTextStream>
 #include <QThread>
 #include <QUrl>
 
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
+namespace tarn::visualized::notes {
 namespace {
 
-constexpr int MaxTableDepth = 20; // the layout recurses into every nested table
-constexpr int MaxParagraph =
-    2000; // characters; a paragraph is laid out in one go, and in quadratic time without spaces
+constexpr int ShownPath = 200; // characters of a path in the log
 
 // Fetches nothing. An image gets one transparent pixel, since without any the layout tries the name as a file itself.
 class NotesDocument final : public QTextDocument
@@ -50,63 +43,84 @@ void dropDocument(QTextDocument *document)
         document->deleteLater();
 }
 
-// Open without waiting, so that a pipe without a writer does not block; what it was is looked at afterwards.
-bool openRegular(const QString &path, QFile &file)
+// The words of a page, its tables' rows as lines.
+QString words(const QString &text)
 {
-    const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (descriptor < 0) {
-        VT_LOG(warning) << QStringLiteral("更新说明文件无法打开：%1，原因：%2")
-                               .arg(path.left(200), QString::fromLocal8Bit(std::strerror(errno)));
-        return false;
-    }
-    struct stat info = {};
-    if (::fstat(descriptor, &info) != 0 || !S_ISREG(info.st_mode)) {
-        ::close(descriptor);
-        VT_LOG(warning) << QStringLiteral("更新说明文件不是普通文件：%1").arg(path.left(200));
-        return false;
-    }
-    if (file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
-        return true;
-    ::close(descriptor);
-    return false;
+    static const QRegularExpression emptyLines(QStringLiteral("\n{3,}"));
+    safehtml::Policy policy = safehtml::notes();
+    policy.documents = false;
+    QTextDocument document;
+    document.setUndoRedoEnabled(false);
+    document.setHtml(safehtml::reduce(text, policy).text);
+    return document.toPlainText().replace(emptyLines, QStringLiteral("\n\n")).trimmed();
 }
 
-int tableDepth(const QString &html)
+// The page as HTML, or as plain text where that would hold the GUI thread.
+void fill(QTextDocument *document, const QString &text)
 {
-    static const QRegularExpression table(QStringLiteral("<(/?)table\\b"), QRegularExpression::CaseInsensitiveOption);
-    int depth = 0;
-    int deepest = 0;
-    for (auto it = table.globalMatch(html); it.hasNext();) {
-        depth = it.next().capturedLength(1) > 0 ? qMax(0, depth - 1) : depth + 1;
-        deepest = qMax(deepest, depth);
+    const safehtml::Policy policy = safehtml::notes();
+    if (text.size() > policy.maxChars) {
+        VT_LOG(warning) << QStringLiteral("更新说明过长，按纯文本显示");
+        return document->setPlainText(text);
     }
-    return deepest;
-}
-
-// Cells that span a thousand columns or tables in tables in tables are not what release notes are made of.
-bool isReasonable(const QString &html)
-{
-    static const QRegularExpression hugeSpan(QStringLiteral("(col|row)span\\s*=\\s*[\"']?[^\"'\\s>]{4,}"),
-                                             QRegularExpression::CaseInsensitiveOption);
-    return !html.contains(hugeSpan) && tableDepth(html) <= MaxTableDepth;
-}
-
-// Paragraphs of a sane length, so that the layout can go on in small steps.
-void splitParagraphs(QTextDocument *document)
-{
-    QTextCursor cursor(document);
-    cursor.beginEditBlock();
-    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
-        if (block.length() <= MaxParagraph)
-            continue;
-        const int space = block.text().lastIndexOf(QLatin1Char(' '), MaxParagraph);
-        cursor.setPosition(block.position() + (space > 0 ? space + 1 : MaxParagraph));
-        cursor.insertBlock();
-    }
-    cursor.endEditBlock();
+    const safehtml::Reduced page = safehtml::reduce(text, policy);
+    const bool canBeBuilt = !page.isFlattened && notespage::canBeBuilt(page.text);
+    if (canBeBuilt)
+        document->setHtml(page.text);
+    if (canBeBuilt && notespage::canBeShown(*document))
+        return;
+    VT_LOG(warning) << QStringLiteral("更新说明的格式过于复杂，按纯文本显示");
+    document->setPlainText(words(text));
 }
 
 } // namespace
+
+std::optional<QString> readFile(const QString &path)
+{
+    QFile file;
+    QString error;
+    if (!openRegular(file, path, &error)) {
+        VT_LOG(warning) << QStringLiteral("更新说明文件无法打开：%1，原因：%2").arg(path.left(ShownPath), error);
+        return std::nullopt;
+    }
+    const QByteArray bytes = file.read(MaxFileSize);
+    if (file.error() != QFileDevice::NoError) {
+        VT_LOG(warning)
+            << QStringLiteral("更新说明文件读取失败：%1，原因：%2").arg(path.left(ShownPath), file.errorString());
+        return std::nullopt;
+    }
+    if (!file.atEnd())
+        VT_LOG(warning) << QStringLiteral("更新说明文件过大，只显示前%1字节：%2")
+                               .arg(QString::number(MaxFileSize), path.left(ShownPath));
+    QTextStream stream(bytes);
+    stream.setCodec(GetCorrectUnicode(bytes).constData());
+    return stream.readAll().remove(QChar(0));
+}
+
+std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner,
+                                            const std::function<bool()> &cancelled)
+{
+    std::shared_ptr<QTextDocument> document(new NotesDocument, dropDocument);
+    document->setUndoRedoEnabled(false);
+    document->setDefaultFont(font);
+    fill(document.get(), text);
+    if (cancelled && cancelled())
+        return nullptr;
+    notespage::divideLongParagraphs(document.get());
+    document->moveToThread(owner);
+    return document;
+}
+
+std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font, QThread *owner,
+                                    const std::function<bool()> &cancelled)
+{
+    const std::optional<QString> text = readFile(path);
+    if (!text || (cancelled && cancelled()))
+        return nullptr;
+    return makeDocument(*text, font, owner, cancelled);
+}
+
+} // namespace tarn::visualized::notes
 
 QByteArray GetCorrectUnicode(const QByteArray &bytes)
 {
@@ -114,45 +128,3 @@ QByteArray GetCorrectUnicode(const QByteArray &bytes)
     QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
     return state.invalidChars > 0 ? QByteArrayLiteral("GBK") : QByteArrayLiteral("UTF8");
 }
-
-namespace notes {
-
-std::optional<QString> readFile(const QString &path)
-{
-    QFile file;
-    if (path.isEmpty() || !openRegular(path, file))
-        return std::nullopt;
-    const QByteArray bytes = file.read(MaxFileSize);
-    if (file.error() != QFileDevice::NoError) {
-        VT_LOG(warning) << QStringLiteral("更新说明文件读取失败：%1，原因：%2").arg(path.left(200), file.errorString());
-        return std::nullopt;
-    }
-    if (!file.atEnd())
-        VT_LOG(warning)
-            << QStringLiteral("更新说明文件过大，只显示前%1字节：%2").arg(QString::number(MaxFileSize), path.left(200));
-    QTextStream stream(bytes);
-    stream.setCodec(GetCorrectUnicode(bytes).constData());
-    return stream.readAll().remove(QChar(0));
-}
-
-std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font)
-{
-    std::shared_ptr<QTextDocument> document(new NotesDocument, dropDocument);
-    document->setUndoRedoEnabled(false);
-    document->setDefaultFont(font);
-    if (isReasonable(text))
-        document->setHtml(text);
-    else
-        document->setPlainText(text);
-    splitParagraphs(document.get());
-    document->moveToThread(QCoreApplication::instance()->thread());
-    return document;
-}
-
-std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font)
-{
-    const std::optional<QString> text = readFile(path);
-    return text ? makeDocument(*text, font) : nullptr;
-}
-
-} // namespace notes

@@ -406,7 +406,8 @@ private:
         const int found = m_source.indexOf(closing, from, Qt::CaseInsensitive);
         const int end = found < 0 ? m_source.size() : after(m_source.indexOf(QLatin1Char('>'), found), 1);
         if (m_policy.documents && name == QLatin1String("style") && found >= 0 && found - from <= MaxStyleSheet)
-            m_result.text += QLatin1String("<style>") + m_source.midRef(from, found - from) + QLatin1String("</style>");
+            m_result.text += QLatin1String("<style>") + m_source.mid(from, found - from).remove(QLatin1Char('<')) +
+                             QLatin1String("</style>"); // "<!--" would hide tags from the parser
         return end;
     }
 

@@ -1,0 +1,157 @@
+#include "upgrade/NotesPage.h"
+#include <QRegularExpression>
+#include <QStack>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextTable>
+
+namespace tarn::visualized::notespage {
+namespace {
+
+constexpr int MaxDepth = 5; // tables in tables
+constexpr int MaxCells = 20000;
+constexpr int MaxColumns = 1000;
+constexpr int MaxFloats = 100; // every line is fitted around every float
+constexpr int CellWeight = 50; // a cell takes as long as so many characters
+constexpr int MaxWeight = 120000;
+constexpr int MaxParagraph = 10000; // characters
+
+// One table as the parser sees it: cells belong to the innermost open table.
+struct Grid
+{
+    qint64 rows = 1;
+    qint64 inRow = 0;   // columns so far
+    qint64 carried = 0; // columns that spans over rows may add to later rows
+    qint64 columns = 0;
+
+    void addCell(qint64 columnSpan, qint64 rowSpan)
+    {
+        inRow += columnSpan;
+        if (rowSpan > 1)
+            carried += columnSpan;
+        columns = qMax(columns, inRow + carried);
+    }
+};
+
+qint64 span(const QString &attributes, const QRegularExpression &name)
+{
+    return qMax<qint64>(1, name.match(attributes).captured(1).toLongLong());
+}
+
+struct Cost
+{
+    qint64 cells = 0;
+    qint64 weight = 0;
+    int floats = 0;
+    bool isTooMuch = false;
+};
+
+void add(const QTextFrame &frame, int depth, Cost &cost)
+{
+    const QList<QTextFrame *> children = frame.childFrames();
+    for (const QTextFrame *child : children) {
+        if (child->frameFormat().position() != QTextFrameFormat::InFlow)
+            ++cost.floats;
+        int inside = depth;
+        if (const auto *table = qobject_cast<const QTextTable *>(child)) {
+            ++inside;
+            const qint64 cells = qint64(table->rows()) * table->columns();
+            cost.cells += cells;
+            if (inside <= MaxDepth)
+                cost.weight += (child->lastPosition() - child->firstPosition() + CellWeight * cells) << (inside - 1);
+            cost.isTooMuch = cost.isTooMuch || table->columns() > MaxColumns;
+        }
+        cost.isTooMuch = cost.isTooMuch || inside > MaxDepth || cost.floats > MaxFloats || cost.cells > MaxCells ||
+                         cost.weight > MaxWeight;
+        if (cost.isTooMuch)
+            return;
+        add(*child, inside, cost);
+    }
+}
+
+// The position at which the part after the first MaxParagraph characters begins.
+int divisionOf(const QTextDocument &document, const QTextBlock &block)
+{
+    const int end = block.position() + MaxParagraph;
+    int space = 0;
+    for (int at = end; at > block.position() + 1; --at) {
+        const QChar c = document.characterAt(at - 1);
+        if (c == QChar::LineSeparator)
+            return at;
+        if (space == 0 && c.isSpace())
+            space = at;
+    }
+    if (space > 0)
+        return space;
+    return document.characterAt(end - 1).isHighSurrogate() ? end - 1 : end;
+}
+
+} // namespace
+
+bool canBeBuilt(const QString &html)
+{
+    static const QRegularExpression tag(QStringLiteral("<(/?)(table|tr|td|th)\\b([^>]*)>"));
+    static const QRegularExpression columnSpan(QStringLiteral(" colspan=\"([0-9]{1,9})\""));
+    static const QRegularExpression rowSpan(QStringLiteral(" rowspan=\"([0-9]{1,9})\""));
+    QStack<Grid> open{{Grid()}}; // the first one is for cells outside of any table
+    qint64 cells = 0;
+    for (auto it = tag.globalMatch(html); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        const QString name = match.captured(2);
+        const bool closing = match.capturedLength(1) > 0;
+        Grid &grid = open.top();
+        if (name == QLatin1String("table")) {
+            if (!closing) {
+                open.push(Grid());
+            } else if (open.size() > 1) {
+                open.pop();
+            }
+            continue;
+        }
+        if (closing)
+            continue;
+        cells -= grid.rows * grid.columns;
+        if (name == QLatin1String("tr")) {
+            ++grid.rows;
+            grid.inRow = 0;
+        } else {
+            grid.addCell(span(match.captured(3), columnSpan), span(match.captured(3), rowSpan));
+        }
+        cells += grid.rows * grid.columns;
+        if (cells > MaxCells || grid.columns > MaxColumns)
+            return false;
+    }
+    return true;
+}
+
+bool canBeShown(const QTextDocument &document)
+{
+    Cost cost;
+    add(*document.rootFrame(), 0, cost);
+    return !cost.isTooMuch;
+}
+
+void divideLongParagraphs(QTextDocument *document)
+{
+    QTextCursor cursor(document);
+    cursor.beginEditBlock();
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        if (block.length() <= MaxParagraph)
+            continue;
+        QTextBlockFormat first = block.blockFormat();
+        QTextBlockFormat rest = first;
+        first.setBottomMargin(0);
+        rest.setTopMargin(0);
+        rest.setTextIndent(0);
+        const int division = divisionOf(*document, block);
+        cursor.setPosition(division);
+        cursor.setBlockFormat(first);
+        if (document->characterAt(division - 1) == QChar::LineSeparator)
+            cursor.deletePreviousChar(); // the end of the paragraph ends the line
+        cursor.insertBlock(rest);
+    }
+    cursor.endEditBlock();
+}
+
+} // namespace tarn::visualized::notespage
