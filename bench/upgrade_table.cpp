@@ -121,7 +121,10 @@ struct Plain
             const int at = table.rowCount();
             table.insertRow(at);
             cells.append(new CUpgradeProgress(row));
-            table.setCellWidget(at, 0, new CSoftInfoItem(row));
+            cells.constLast()->setSeen(true);
+            auto *info = new CSoftInfoItem(row);
+            info->ensureBuilt();
+            table.setCellWidget(at, 0, info);
             table.setCellWidget(at, 1, cells.constLast());
         }
     }

@@ -5,10 +5,10 @@
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/BringToFront.h"
-#include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/TitleButton.h"
+#include "widgets/TypingGuard.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QFrame>
@@ -61,7 +61,7 @@ TitleButton *titleButton(const QString &name, const QString &picture, QWidget *p
     return button;
 }
 
-/// A named child that has a ground of its own.
+/// A named child with its own background.
 QWidget *area(const char *objectName, QWidget *parent)
 {
     auto *widget = new QWidget(parent);
@@ -79,6 +79,7 @@ CUpgradeDialog::CUpgradeDialog(QWidget *parent)
     m_refresher->setParent(this);
     connect(m_refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, m_table,
             &CUpgradeTableWidget::onRefreshUpgradeDtats);
+    connect(m_refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, this, &CUpgradeDialog::showWithoutTray);
     connect(m_table, &CUpgradeTableWidget::sigCloseDialog, this, &CUpgradeDialog::onClose);
 }
 
@@ -90,27 +91,29 @@ CUpgradeDialog::~CUpgradeDialog()
 
 void CUpgradeDialog::showUpgradeDialog()
 {
-    m_working = true;
-    m_refresher->startWork();
-    m_tray->show();
+    startWork();
     const QPointer<CUpgradeDialog> self(this);
     m_refresher->updateUpgradeTasks();
-    if (!self)
+    if (!self || m_closedByUser)
         return;
-    if (!m_working) { // the poll saw the last task of an earlier request end, which closed the window
-        m_working = true;
-        m_refresher->startWork();
-        m_tray->show();
-    }
+    if (!m_working) // this poll reported the end of an earlier request's last task, which closed the window
+        startWork();
     showAgain();
 }
 
-// The X plug-in drops the role of a window that was hidden.
+void CUpgradeDialog::startWork()
+{
+    m_working = true;
+    m_closedByUser = false;
+    m_refresher->startWork();
+    m_tray->show();
+}
+
 void CUpgradeDialog::showAgain()
 {
     showNormal();
-    front::neutralFocus(this); // nobody asked for it: what is being typed elsewhere must press nothing
-    setWindowRole(windowRole());
+    front::neutralFocus(this);   // keys that are typed for another program press nothing here
+    setWindowRole(windowRole()); // the X plug-in drops the role of a hidden window
 }
 
 void CUpgradeDialog::onOpenTriggered()
@@ -128,17 +131,36 @@ void CUpgradeDialog::onActivated(QSystemTrayIcon::ActivationReason reason)
 
 void CUpgradeDialog::onMinumBtnClicked()
 {
-    hide();
-    if (QSystemTrayIcon::isSystemTrayAvailable() || m_missingTrayLogged)
+    if (QSystemTrayIcon::isSystemTrayAvailable()) {
+        hide();
         return;
+    }
+    lower(); // without a tray the user could not bring a hidden window back
+    if (!m_missingTrayLogged)
+        VT_LOG(warning) << QStringLiteral("【在线升级】桌面没有系统托盘，窗口不隐藏，已置于其他窗口之后。");
     m_missingTrayLogged = true;
-    VT_LOG(warning) << QStringLiteral("【在线升级】桌面没有系统托盘，窗口已隐藏，下次请求或出错时重新显示。");
+}
+
+// A tray can disappear while the window is minimised.
+void CUpgradeDialog::showWithoutTray()
+{
+    if (!m_working || isVisible() || QSystemTrayIcon::isSystemTrayAvailable())
+        return;
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    showAgain();
+    setAttribute(Qt::WA_ShowWithoutActivating, false);
+    lower();
 }
 
 void CUpgradeDialog::onCloseBtnClicked()
 {
+    askToClose(eBoxOrigin::AskedFor);
+}
+
+void CUpgradeDialog::askToClose(eBoxOrigin origin)
+{
     if (m_table->getTaskInfoCount() <= 0) {
-        onClose();
+        closeByUser();
         return;
     }
     if (m_askingToClose) // the tray's menu works while the question is open
@@ -147,12 +169,18 @@ void CUpgradeDialog::onCloseBtnClicked()
     const QPointer<CUpgradeDialog> self(this);
     const int answer =
         CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("关闭窗口将取消正在执行的升级，是否确定要关闭？"),
-                            this, QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor);
+                            this, QStringLiteral("是"), QStringLiteral("否"), origin);
     if (!self)
         return;
     m_askingToClose = false;
     if (answer == 1)
-        onClose();
+        closeByUser();
+}
+
+void CUpgradeDialog::closeByUser()
+{
+    m_closedByUser = true;
+    onClose();
 }
 
 void CUpgradeDialog::onClose()
@@ -165,7 +193,7 @@ void CUpgradeDialog::onClose()
     close();
 }
 
-// An open question or report has nothing to stand over any more. The questions of a row go with the row.
+// Closes the open questions and reports. The question of a row is deleted with the row.
 void CUpgradeDialog::dismissBoxes()
 {
     const QList<QDialog *> boxes = findChildren<QDialog *>();
@@ -201,9 +229,23 @@ void CUpgradeDialog::mouseReleaseEvent(QMouseEvent *event)
 void CUpgradeDialog::keyPressEvent(QKeyEvent *event)
 {
     if (event->matches(QKeySequence::Cancel))
-        onCloseBtnClicked();
+        askToClose(eBoxOrigin::Unasked); // the key may have been typed for another program
     else
         QDialog::keyPressEvent(event);
+}
+
+// Minimise, close, the rows from top to bottom, and round again. The rows' widgets are created in the order in which they
+// are seen, so that the order of creation is not theirs.
+bool CUpgradeDialog::focusNextPrevChild(bool next)
+{
+    QWidget *focus = focusWidget();
+    const bool inTable = focus && m_table->isAncestorOf(focus);
+    const bool entersTable = next ? focus == m_closeButton : (focus == m_minimiseButton || focus == this || !focus);
+    if (!inTable && !entersTable)
+        return QDialog::focusNextPrevChild(next);
+    if (!m_table->focusTask(next))
+        (next ? m_minimiseButton : m_closeButton)->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    return true;
 }
 
 // The window manager's close command asks like the close button.
@@ -223,8 +265,9 @@ void CUpgradeDialog::initDialog()
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
     setWindowIcon(QIcon(upgradeLogo()));
     setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
+    new TypingGuard(this);
 
-    windowFrame();
+    addWindowFrame();
     QWidget *titleBar = area("titleBar", this);
     QWidget *center = area("centerWidget", this);
     initTitleBar(titleBar);
@@ -237,15 +280,14 @@ void CUpgradeDialog::initDialog()
     initTray();
 }
 
-// Under the contents instead of around them: its sheet has no selector and would reach them all.
-QFrame *CUpgradeDialog::windowFrame()
+// A sibling under the contents: its sheet has no selector and would apply to every child.
+void CUpgradeDialog::addWindowFrame()
 {
     auto *frame = new QFrame(this);
     frame->setObjectName(QStringLiteral("windowFrame"));
     frame->setStyleSheet(frameSheet());
     frame->setGeometry(rect());
     frame->setAttribute(Qt::WA_TransparentForMouseEvents);
-    return frame;
 }
 
 void CUpgradeDialog::initTitleBar(QWidget *titleBar)
@@ -258,12 +300,12 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     auto *title = new QLabel(QStringLiteral("在线升级"), titleBar);
     title->setObjectName(QStringLiteral("titleText"));
     title->setFont(look::yaHei(15, QFont::Bold, this));
-    TitleButton *minimise = titleButton(QStringLiteral("最小化"), QStringLiteral(":/images/images/min2.png"), titleBar);
-    minimise->setObjectName(QStringLiteral("minButton"));
-    connect(minimise, &QPushButton::clicked, this, &CUpgradeDialog::onMinumBtnClicked);
-    TitleButton *close = titleButton(QStringLiteral("关闭"), QStringLiteral(":/images/images/close3.svg"), titleBar);
-    close->setObjectName(QStringLiteral("closeButton"));
-    connect(close, &QPushButton::clicked, this, &CUpgradeDialog::onCloseBtnClicked);
+    m_minimiseButton = titleButton(QStringLiteral("最小化"), QStringLiteral(":/images/images/min2.png"), titleBar);
+    m_minimiseButton->setObjectName(QStringLiteral("minButton"));
+    connect(m_minimiseButton, &QPushButton::clicked, this, &CUpgradeDialog::onMinumBtnClicked);
+    m_closeButton = titleButton(QStringLiteral("关闭"), QStringLiteral(":/images/images/close3.svg"), titleBar);
+    m_closeButton->setObjectName(QStringLiteral("closeButton"));
+    connect(m_closeButton, &QPushButton::clicked, this, &CUpgradeDialog::onCloseBtnClicked);
 
     auto *line = new QHBoxLayout(titleBar);
     line->setContentsMargins(look::scaled(12, this), 0, look::scaled(10, this), 1);
@@ -271,8 +313,8 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     line->addWidget(logo);
     line->addWidget(title);
     line->addStretch();
-    line->addWidget(minimise);
-    line->addWidget(close);
+    line->addWidget(m_minimiseButton);
+    line->addWidget(m_closeButton);
 }
 
 void CUpgradeDialog::initCenterWidget(QWidget *center)
@@ -325,14 +367,14 @@ void CUpgradeDialog::initNoDataView(QWidget *view)
 
 void CUpgradeDialog::initTray()
 {
-    m_trayMenu = new QMenu(this);
-    QAction *open = m_trayMenu->addAction(QStringLiteral("打开"));
-    QAction *quit = m_trayMenu->addAction(QIcon(QStringLiteral(":/images/images/quit.svg")), QStringLiteral("退出"));
+    auto *menu = new QMenu(this);
+    QAction *open = menu->addAction(QStringLiteral("打开"));
+    QAction *quit = menu->addAction(QIcon(QStringLiteral(":/images/images/quit.svg")), QStringLiteral("退出"));
     connect(open, &QAction::triggered, this, &CUpgradeDialog::onOpenTriggered);
     connect(quit, &QAction::triggered, this, &CUpgradeDialog::onCloseBtnClicked);
 
     m_tray = new QSystemTrayIcon(QIcon(upgradeLogo()), this);
     m_tray->setToolTip(QStringLiteral("在线升级"));
-    m_tray->setContextMenu(m_trayMenu);
+    m_tray->setContextMenu(menu);
     connect(m_tray, &QSystemTrayIcon::activated, this, &CUpgradeDialog::onActivated);
 }

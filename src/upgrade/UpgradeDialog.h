@@ -3,10 +3,9 @@
 #include <QDialog>
 #include <QSystemTrayIcon>
 
-class QFrame;
-class QMenu;
-class QPushButton;
 class QStackedWidget;
+class TitleButton;
+enum class eBoxOrigin;
 
 namespace upgrade::controls {
 class CUpgradeTableWidget;
@@ -15,8 +14,8 @@ namespace upgrade::operate {
 class CUpgradeDataRefresher;
 }
 
-/// The online-upgrade window: the running downloads and installations, from request to end. One per process, shown again
-/// for every request; minimised it lives in the system tray. GUI thread.
+/// The online-upgrade window: the running downloads and installations. One per process, shown again for every request;
+/// minimised it is reached through its tray icon. GUI thread.
 class CUpgradeDialog final : public QDialog
 {
     Q_OBJECT
@@ -24,12 +23,12 @@ public:
     explicit CUpgradeDialog(QWidget *parent = nullptr);
     ~CUpgradeDialog() override;
 
-    void showUpgradeDialog(); ///< polls at once and from now on every second
+    void showUpgradeDialog(); ///< polls at once, then every second
 
 public slots:
     void onOpenTriggered();
     void onActivated(QSystemTrayIcon::ActivationReason reason);
-    void onMinumBtnClicked();
+    void onMinumBtnClicked(); ///< hides the window into the tray; without a tray lowers it
     void onCloseBtnClicked(); ///< asks first while tasks run
     void onClose();           ///< stops every task and the polling, hides the window and its tray icon
 
@@ -39,9 +38,11 @@ protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
+    bool focusNextPrevChild(bool next) override;
 
 private slots:
     void showCurrentView(); ///< the table, or the notice that it is empty
+    void showWithoutTray();
 
 private:
     void initDialog();
@@ -50,7 +51,10 @@ private:
     void initHasDataView(QWidget *view);
     void initNoDataView(QWidget *view);
     void initTray();
-    QFrame *windowFrame();
+    void addWindowFrame();
+    void askToClose(eBoxOrigin origin);
+    void closeByUser();
+    void startWork();
     void dismissBoxes();
     void showAgain();
 
@@ -60,9 +64,11 @@ private:
     QWidget *m_noDataView = nullptr;
     QStackedWidget *m_views = nullptr;
     QSystemTrayIcon *m_tray = nullptr;
-    QMenu *m_trayMenu = nullptr;
+    TitleButton *m_minimiseButton = nullptr;
+    TitleButton *m_closeButton = nullptr;
     WindowDrag m_drag{this};
     bool m_working = false; ///< between showUpgradeDialog() and onClose()
+    bool m_closedByUser = false;
     bool m_askingToClose = false;
     bool m_missingTrayLogged = false;
 };

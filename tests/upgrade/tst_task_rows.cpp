@@ -34,7 +34,7 @@ private slots:
         QCOMPARE(tip(4), QString("正在下载补丁，版本号：2.0"));
         QVERIFY(log.lines().isEmpty());
         QCOMPARE(tip(5), QString("正在下载，版本号：2.0"));
-        QVERIFY(log.has(QtInfoMsg, "下载类型未标识，类型为5"));
+        QCOMPARE(log.find("下载类型未标识，类型为5").function, QString("queryDataInfos"));
     }
 
     void percent()

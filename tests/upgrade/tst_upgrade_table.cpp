@@ -2,7 +2,6 @@
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
 #include "upgrade/BoxScript.h"
-#include "upgrade/RunningPrograms.h"
 #include "upgrade/Tasks.h"
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/controls/UpgradeProgress.h"
@@ -61,11 +60,7 @@ private slots:
         m_table->setParentDlg(m_window);
     }
 
-    void cleanup()
-    {
-        runningprograms::check() = nullptr;
-        delete m_window;
-    }
+    void cleanup() { delete m_window; }
 
     void rowsFollowThePictures()
     {
@@ -76,18 +71,25 @@ private slots:
         show({task("A", 1), task("B", 2), task("C", 3)});
         QCOMPARE(names(), (QStringList{"A", "B", "C"}));
         show({task("D", 1), task("C", 1), task("A", 77)});
-        QCOMPARE(names(), (QStringList{"A", "B", "C", "D"}));
         show({task("B", 4), task("X", 4), task("E", 1)});
         QCOMPARE(names(), (QStringList{"A", "C", "D", "E"}));
         show({});
-        show({task("A", 13), task("D", 13), task("F", 1), task("F", 4)});
+        show({task("A", 13), task("D", 13), task("F", 1), task("F", 4)}); // both removals find their rows
         QCOMPARE(names(), (QStringList{"C", "E"}));
-        show({task("A", 1), task("C", 4)}); // a new task of the same product stands at the bottom
-        QCOMPARE(names(), (QStringList{"E", "A"}));
+        show({task("A", 1), task("C", 4), task("C", 11)});
+        QCOMPARE(names(), (QStringList{"E", "A"})); // a new task of an earlier product is the last row
+        show({task("E", 4), task("E", 1), task("A", 13)});
+        QCOMPARE(names(), QStringList{"E"});
         m_table->deleteRow(tasks::row(task("unknown", 1)));
         m_table->updateRow(tasks::row(task("unknown", 1)));
-        QCOMPARE(names(), (QStringList{"E", "A"}));
+        show({task("E", 4), task("B", 1)}); // one task begins as the last one ends
+        QCOMPARE(names(), QStringList{"B"});
         QCOMPARE(closing.count(), 0);
+        show({task("B", 13)});
+        QCOMPARE(m_table->rowCount(), 0);
+        show({});
+        show({task("A", 4), task("B", 13)});
+        QCOMPARE(closing.count(), 1);
     }
 
     void picturesDuringAReport()
@@ -124,32 +126,20 @@ private slots:
         QCOMPARE(closing.count(), 0);
     }
 
-    void lastRowClosesOnce()
+    void reportedNamesAreTextOfBoundedLength()
     {
-        QSignalSpy closing(m_table, &CUpgradeTableWidget::sigCloseDialog);
-        show({task("A", 1), task("B", 1), task("C", 1)});
-        show({task("A", 4), task("B", 4), task("C", 4), task("D", 1)}); // one task begins as the others end
-        QCOMPARE(names(), QStringList{"D"});
-        QCOMPARE(closing.count(), 0);
-        show({task("D", 13)});
-        QCOMPARE(m_table->rowCount(), 0);
-        QCOMPARE(closing.count(), 1);
-        show({});
-        show({task("A", 4), task("B", 13)});
-        QCOMPARE(closing.count(), 1);
-    }
-
-    void indicesAfterRemovals()
-    {
-        QStringList expected;
-        for (int i = 0; i < 20; ++i) {
-            expected.append(QString::number(i));
-            show({task(expected.constLast(), 1)});
-        }
-        while (expected.size() > 1) { // each removal must find its row by a fresh index
-            m_table->deleteRow(tasks::row(task(expected.takeAt(expected.size() / 2), 4)));
-            QCOMPARE(names(), expected);
-        }
+        const QString markup = "<a href='http://x'>A</a>";
+        const QString huge(20000, QLatin1Char('x'));
+        show({task(markup, 1), task(huge, 1)});
+        BoxScript boxes({[](QDialog *box) {
+            const auto *text = box->findChild<QLabel *>("messageText");
+            QVERIFY(text->textFormat() == Qt::PlainText || !text->text().contains("<a"));
+            BoxScript::press(box, QStringLiteral("确定"));
+        }});
+        show({task(huge, 11), task(markup, 11)});
+        QVERIFY(boxes.isDone());
+        QVERIFY(boxes.texts.value(0).endsWith(QStringLiteral("下载出错。")));
+        QVERIFY(boxes.texts.value(0).remove(QChar(0x200B)).contains(markup));
     }
 
     void cellShowsTheStates()
@@ -242,48 +232,6 @@ private slots:
         show({task("A", 2)});
         QVERIFY(log.has(QtCriticalMsg, QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败")));
         QCOMPARE(names(), QStringList{"A"});
-    }
-
-    void asksWhileTheProgramRuns()
-    {
-        int running = 2;
-        QStringList asked;
-        runningprograms::check() = [&](const QString &path) {
-            asked.append(path);
-            return running-- > 0;
-        };
-        BoxScript boxes({BoxScript::pressing(QStringLiteral("重试")),
-                         [this](QDialog *box) {
-                             show({task("设计", 2), task("B", 1)}); // no second question for the same row
-                             BoxScript::press(box, QStringLiteral("重试"));
-                         },
-                         BoxScript::pressing(QStringLiteral("取消"))});
-        show({task("设计", 2)});
-        QCOMPARE(asked.value(0), QStringLiteral("/opt/设计"));
-        QCOMPARE(callsOf(QStringLiteral("InstallSoftware")).size(), 1);
-        QCOMPARE(boxes.texts.value(0), QStringLiteral("安装前请先关闭“设计”，再点击重试！"));
-        QCOMPARE(names(), (QStringList{"设计", "B"}));
-
-        running = 1000;
-        show({task("设计", 2)});
-        QCOMPARE(callsOf(QStringLiteral("InstallSoftware")).size(), 1);
-        QCOMPARE(stops(), QStringList{"设计"});
-        QVERIFY(boxes.isDone());
-    }
-
-    void noInstallationFromAnOlderPicture()
-    {
-        int running = 1;
-        runningprograms::check() = [&](const QString &) { return running-- > 0; };
-        BoxScript boxes({[this](QDialog *box) {
-            show({task("A", 2), task("B", 3)}); // B is being installed meanwhile
-            BoxScript::press(box, QStringLiteral("重试"));
-        }});
-        show({task("A", 2), task("B", 2)});
-        const QList<FakeCall> installs = callsOf(QStringLiteral("InstallSoftware"));
-        QCOMPARE(installs.size(), 1);
-        QCOMPARE(installs.constFirst().values.value(QStringLiteral("软件名称")).toString(), QStringLiteral("A"));
-        QVERIFY(boxes.isDone());
     }
 
     void cancelAsksFirst()

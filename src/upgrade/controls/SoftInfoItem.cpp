@@ -2,6 +2,7 @@
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
+#include "widgets/MessageText.h"
 #include <QEvent>
 #include <QFileIconProvider>
 #include <QHBoxLayout>
@@ -31,36 +32,43 @@ QPixmap fileIcon(const QString &path, const QWidget *w)
     return file.exists() ? QFileIconProvider().icon(file).pixmap(look::scaled(IconSide, w)) : QPixmap();
 }
 
-QLabel *versionLabel(const QString &version, QWidget *parent)
+QString versionText(const QVariantMap &info)
 {
-    auto *label = new ElideLabel(QStringLiteral("当前版本：%1").arg(version), parent);
+    return QStringLiteral("当前版本：%1").arg(messagetext::brief(info.value(row::SoftVersion).toString()));
+}
+
+QLabel *versionLabel(const QVariantMap &info, QWidget *parent)
+{
+    auto *label = new ElideLabel(versionText(info), parent);
     label->setObjectName(QStringLiteral("softVersion"));
     label->setFont(look::yaHei(11, QFont::Normal, parent));
     return label;
 }
 } // namespace
 
-CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent, Build build)
+CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent)
     : QWidget(parent)
     , m_info(info.toMap().value(row::SoftInfoCtrl).toMap())
 {
-    if (build == Build::WhenSeen)
-        return;
-    QPalette white = palette();
-    white.setColor(QPalette::Window, Qt::white);
-    setPalette(white);
-    setAutoFillBackground(true);
-    InitUi();
 }
 
-void CSoftInfoItem::setSeen(bool seen)
+QString CSoftInfoItem::spokenText() const
 {
-    if (seen && !m_name)
+    return messagetext::brief(m_info.value(row::CtrlSoftName).toString()) + QStringLiteral("，") + versionText(m_info);
+}
+
+void CSoftInfoItem::ensureBuilt()
+{
+    if (!m_name)
         InitUi();
 }
 
 void CSoftInfoItem::InitUi()
 {
+    QPalette white = palette();
+    white.setColor(QPalette::Window, Qt::white);
+    setPalette(white);
+    setAutoFillBackground(true);
     setStyleSheet(cellSheet());
     auto *columns = new QHBoxLayout(this);
     columns->setContentsMargins(look::scaled(8, this), 0, look::scaled(4, this), 0);
@@ -81,7 +89,7 @@ QWidget *CSoftInfoItem::InitLeftWidget()
 
 QWidget *CSoftInfoItem::InitRightWidget()
 {
-    const QString name = m_info.value(row::CtrlSoftName).toString();
+    const QString name = messagetext::brief(m_info.value(row::CtrlSoftName).toString());
     auto *right = new QWidget(this);
     m_name = new QPushButton(right);
     m_name->setObjectName(QStringLiteral("softName"));
@@ -94,6 +102,7 @@ QWidget *CSoftInfoItem::InitRightWidget()
     m_name->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     m_name->setToolTip(ElideLabel::toolTipFor(name));
     m_name->setAccessibleName(name);
+    m_name->setAccessibleDescription(name); // else the markup of the tool tip
     m_name->installEventFilter(this);
 
     auto *lines = new QVBoxLayout(right);
@@ -101,7 +110,7 @@ QWidget *CSoftInfoItem::InitRightWidget()
     lines->setSpacing(look::scaled(4, this));
     lines->addStretch();
     lines->addWidget(m_name);
-    lines->addWidget(versionLabel(m_info.value(row::SoftVersion).toString(), right));
+    lines->addWidget(versionLabel(m_info, right));
     lines->addStretch();
     elideName();
     return right;

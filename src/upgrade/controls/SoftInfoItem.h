@@ -11,15 +11,12 @@ class CSoftInfoItem final : public QWidget
 {
     Q_OBJECT
 public:
-    /// WhenSeen: for a list of thousands that shows a handful. The inner widgets are made by the first setSeen(true), and
-    /// the row's own ground (white, selected, under the cursor) shows through.
-    enum class Build { Now, WhenSeen };
-
-    /// @param info a display row
-    explicit CSoftInfoItem(const QVariant &info, QWidget *parent = nullptr, Build build = Build::Now);
+    /// @param info a display row. The inner widgets are created by ensureBuilt(): of thousands of rows a handful is seen.
+    explicit CSoftInfoItem(const QVariant &info, QWidget *parent = nullptr);
 
     QMap<QString, QVariant> GetOnlineInfo() const { return m_info; } ///< the row's part for this cell
-    void setSeen(bool seen);
+    QString spokenText() const;                                      ///< name and version for screen readers
+    void ensureBuilt();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

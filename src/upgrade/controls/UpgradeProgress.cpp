@@ -4,8 +4,10 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include "upgrade/operate/RowKeys.h"
+#include "widgets/BringToFront.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
+#include "widgets/MessageText.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/Toolkit.h"
 #include <QBoxLayout>
@@ -47,16 +49,29 @@ QIcon cancelIcon()
 }
 } // namespace
 
-CUpgradeProgress::CUpgradeProgress(const QVariant &info, QWidget *parent, Build build)
+CUpgradeProgress::CUpgradeProgress(const QVariant &info, QWidget *parent)
     : QWidget(parent)
 {
-    if (build == Build::WhenSeen) {
-        takeInfo(info);
-        return;
-    }
-    m_seen = true;
-    initWidgetUI();
-    updateUpgradeInfo(info);
+    takeInfo(info);
+}
+
+QString CUpgradeProgress::spokenText() const
+{
+    if (m_status == state::Downloaded)
+        return QStringLiteral("100%");
+    return messagetext::brief(m_downloadCtrl.value(row::DownloadTip).toString()) + QStringLiteral("，") +
+           m_downloadCtrl.value(row::DownloadPercent).toString();
+}
+
+bool CUpgradeProgress::canBeCancelled() const
+{
+    return m_status == state::Downloading;
+}
+
+void CUpgradeProgress::focusCancelButton()
+{
+    setSeen(true);
+    m_cancel->setFocus(Qt::TabFocusReason);
 }
 
 void CUpgradeProgress::setUpgradeInfo(const QVariant &info)
@@ -226,7 +241,7 @@ void CUpgradeProgress::initBottomWidget(QWidget *bottom)
 {
     m_bar = new QProgressBar(bottom);
     m_bar->setObjectName(QStringLiteral("downloadBar"));
-    m_bar->setAccessibleName(m_softName);
+    m_bar->setAccessibleName(messagetext::brief(m_softName));
     m_bar->setRange(0, 100);
     m_bar->setTextVisible(false);
     m_bar->setFixedHeight(look::scaled(BarHeight, this));
@@ -244,7 +259,7 @@ QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
     auto *button = new QPushButton(parent);
     button->setObjectName(QStringLiteral("cancelDownload"));
     button->setAccessibleName(QStringLiteral("取消升级"));
-    button->setAccessibleDescription(m_softName); // the same button stands in every row
+    button->setAccessibleDescription(messagetext::brief(m_softName)); // every row has this button
     button->setToolTip(QStringLiteral("取消升级"));
     button->setFlat(true);
     button->setAutoDefault(false);
@@ -305,16 +320,19 @@ void CUpgradeProgress::showCancel(bool shown)
 {
     if (m_cancel->isHidden() != shown)
         return;
+    if (m_cancel->hasFocus())
+        front::neutralFocus(window()); // else the next row's button gets it, and a late key
     m_cancel->setIcon(shown ? cancelIcon() : QIcon());
     m_cancel->setVisible(shown);
 }
 
-// False when the user gave the installation up or the row has died meanwhile.
+// False when the user cancelled the installation, or the row was deleted during the question.
 bool CUpgradeProgress::waitForProgramEnd()
 {
     const QPointer<CUpgradeProgress> self(this);
     const QString path = m_programPath;
-    const QString text = QStringLiteral("安装前请先关闭“%1”%2").arg(m_softName, QStringLiteral("，再点击重试！"));
+    const QString name = messagetext::literal(messagetext::brief(m_softName));
+    const QString text = QStringLiteral("安装前请先关闭“%1”%2").arg(name, QStringLiteral("，再点击重试！"));
     while (CToolkit::isProgramRunning(path)) {
         m_asking = true; // the refreshes go on meanwhile and must not pile up questions
         const int answer =

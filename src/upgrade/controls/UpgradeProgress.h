@@ -9,29 +9,26 @@ class QPushButton;
 
 namespace upgrade::controls {
 
-/// Second cell of an upgrade row: shows the task's progress, starts the installation when the download is there, offers
-/// cancelling. GUI thread; the service calls block it. The cell can be deleted while a question of it is open.
+/// Second cell of an upgrade row: shows the task's progress, starts the installation when the download is finished,
+/// offers to cancel. GUI thread; the service calls block it. The cell can be deleted while its question is open.
 class CUpgradeProgress final : public QWidget
 {
     Q_OBJECT
 public:
-    /// WhenSeen: the inner widgets are made by the first setSeen(true), and construction starts no installation.
-    enum class Build { Now, WhenSeen };
+    /// @param info a display row. Starts nothing. The inner widgets are created by the first setSeen(true).
+    explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
-    /// @param info a display row
-    explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr, Build build = Build::Now);
+    QString spokenText() const; ///< state and percentage for screen readers
+    bool canBeCancelled() const;
 
     /// Keeps and shows the row's values; starts nothing.
     void setUpgradeInfo(const QVariant &info);
     /// The same, and starts the installation when the download is finished. There is deliberately no guard against
-    /// repetition: the service leaves that state with the call. `this` may be gone afterwards.
+    /// repetition: the service leaves that state with the call. `this` can be deleted during the call.
     void updateUpgradeInfo(const QVariant &info);
-    /// A cell out of sight keeps its values and catches up when it is seen again.
+    /// A cell out of sight keeps its values, and shows them when it is seen again.
     void setSeen(bool seen);
-
-    /// Which picture of the tasks last reported this one as running; for the table.
-    quint64 picture() const { return m_picture; }
-    void setPicture(quint64 picture) { m_picture = picture; }
+    void focusCancelButton();
 
     void dealWithDownloading(const QMap<QString, QVariant> &downloadCtrl);
     void dealWithDownloadFinished(const QMap<QString, QVariant> &downloadCtrl);
@@ -68,7 +65,6 @@ private:
     QString m_softName;
     QString m_programPath;
     int m_status = 0;
-    quint64 m_picture = 0;
     bool m_seen = false;
     bool m_asking = false; ///< the close-the-program question is open
 

@@ -1,17 +1,13 @@
-// The upgrade table's look: header, style, and the row under the cursor.
-#include "upgrade/controls/UpgradeTableDelegate.h"
-#include "upgrade/controls/UpgradeTableWidget.h"
+#include "upgrade/controls/UpgradeTableLook.h"
 #include "widgets/Look.h"
 #include <QHeaderView>
-#include <QHoverEvent>
-#include <QMouseEvent>
 #include <QScrollBar>
+#include <QTableWidget>
 
-namespace upgrade::controls {
+namespace upgrade::controls::tablelook {
 
 namespace {
 // Metrics (design pixels at 96 DPI)
-constexpr int SectionSize = 30;
 constexpr int RowHeight = 65;
 constexpr int HeaderHeight = 35;
 constexpr int ScrollBarWidth = 10;
@@ -32,146 +28,50 @@ QString headerSheet(const QWidget *w)
 
 QString scrollBarSheet(const QWidget *w)
 {
-    return QStringLiteral("QScrollBar:vertical{border:none;background:transparent;width:%1;margin:0px;}"
-                          "QScrollBar:horizontal{border:none;background:transparent;height:%1;margin:0px;}"
-                          "QScrollBar::handle{background:#D5D9DF;border-radius:%2;}"
-                          "QScrollBar::handle:vertical{min-height:%3;}"
-                          "QScrollBar::handle:horizontal{min-width:%3;}"
-                          "QScrollBar::add-line,QScrollBar::sub-line{width:0px;height:0px;}"
-                          "QScrollBar::add-page,QScrollBar::sub-page{background:none;}")
-        .arg(look::px(ScrollBarWidth, w), look::px(ScrollBarWidth / 2, w), look::px(24, w));
+    return look::thinScrollBars(QString(), ScrollBarWidth, QStringLiteral("transparent"), QStringLiteral("#D5D9DF"), w);
 }
 } // namespace
 
-CUpgradeTableWidget::CUpgradeTableWidget(QWidget *parent)
-    : QTableWidget(parent)
-    , m_delegate(new CUpgradeTableDelegate(this))
+void prepare(QTableWidget *table)
 {
-    setObjectName(QStringLiteral("upgradeTable"));
-    setItemDelegate(m_delegate);
-    setHoverRowEnabled(true);
-    verticalHeader()->setDefaultSectionSize(look::scaled(SectionSize, this));
-    InitTableStyleSheets();
-}
-
-void CUpgradeTableWidget::InitTableStyleSheets()
-{
-    setFocusPolicy(Qt::NoFocus);
-    setSelectionBehavior(QAbstractItemView::SelectRows);
-    setSelectionMode(QAbstractItemView::SingleSelection);
-    QPalette white = palette(); // whatever the desktop's colours are
+    table->setFocusPolicy(Qt::NoFocus);
+    table->setTabKeyNavigation(false); // the view would keep the Tab of its cells' buttons
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    QPalette white = table->palette(); // independent of the desktop's colours
     white.setColor(QPalette::Window, Qt::white);
     white.setColor(QPalette::Base, Qt::white);
-    setPalette(white);
-    setStyleSheet(tableSheet());
-    verticalHeader()->setDefaultSectionSize(look::scaled(RowHeight, this));
-    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    verticalHeader()->setVisible(false);
-    setShowGrid(false);
-    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    verticalScrollBar()->setStyleSheet(scrollBarSheet(this));
-    horizontalScrollBar()->setStyleSheet(scrollBarSheet(this));
-    setHoveredRowBorderColor(QColor(QStringLiteral("gainsboro")));
+    table->setPalette(white);
+    table->setStyleSheet(tableSheet());
+    table->verticalHeader()->setDefaultSectionSize(look::scaled(RowHeight, table));
+    table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    table->verticalHeader()->setVisible(false);
+    table->setShowGrid(false);
+    table->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    table->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    table->verticalScrollBar()->setStyleSheet(scrollBarSheet(table));
+    table->horizontalScrollBar()->setStyleSheet(scrollBarSheet(table));
 }
 
-void CUpgradeTableWidget::FillTableHeader(const QList<QPair<QString, int>> &columns)
+void prepareHeader(QTableWidget *table, const QList<QPair<QString, int>> &columns)
 {
-    setColumnCount(columns.size());
+    table->setColumnCount(columns.size());
     for (int column = 0; column < columns.size(); ++column) {
-        auto *header = new QTableWidgetItem(columns.at(column).first);
-        header->setTextAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-        setHorizontalHeaderItem(column, header);
-        setColumnWidth(column, look::scaled(columns.at(column).second, this));
+        auto *text = new QTableWidgetItem(columns.at(column).first);
+        text->setTextAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+        table->setHorizontalHeaderItem(column, text);
+        table->setColumnWidth(column, look::scaled(columns.at(column).second, table));
     }
-    setEditTriggers(QAbstractItemView::NoEditTriggers);
-    QHeaderView *header = horizontalHeader();
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    QHeaderView *header = table->horizontalHeader();
     header->setStretchLastSection(true);
     header->setSectionsClickable(false);
     header->setSectionResizeMode(QHeaderView::Fixed);
     header->setHighlightSections(false);
-    header->setMinimumHeight(look::scaled(HeaderHeight, this));
-    header->setFont(look::yaHeiZh(12, QFont::Bold, this));
-    header->setStyleSheet(headerSheet(this));
-    verticalHeader()->setDefaultSectionSize(look::scaled(RowHeight, this));
+    header->setMinimumHeight(look::scaled(HeaderHeight, table));
+    header->setFont(look::yaHeiZh(12, QFont::Bold, table));
+    header->setStyleSheet(headerSheet(table));
 }
 
-void CUpgradeTableWidget::setHoverRowEnabled(bool enabled)
-{
-    m_delegate->setHoverRowEnabled(enabled);
-    viewport()->setAttribute(Qt::WA_Hover, enabled);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setAlwaysMouseTracking(bool tracking)
-{
-    setMouseTracking(tracking);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setHoveredRowForeground(const QBrush &brush)
-{
-    m_delegate->setHoveredRowForeground(brush);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setHoveredRowBackground(const QBrush &brush)
-{
-    m_delegate->setHoveredRowBackground(brush);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setHoveredRowBorderColor(const QColor &color)
-{
-    m_delegate->setHoveredRowBorderColor(color);
-    viewport()->update();
-}
-
-bool CUpgradeTableWidget::viewportEvent(QEvent *event)
-{
-    switch (event->type()) {
-    case QEvent::MouseMove: {
-        const QPoint pos = static_cast<QMouseEvent *>(event)->pos();
-        onCellEntered(rowAt(pos.y()), columnAt(pos.x()));
-        break;
-    }
-    case QEvent::HoverEnter:
-    case QEvent::HoverMove: {
-        const QPoint pos = static_cast<QHoverEvent *>(event)->pos();
-        onCellEntered(rowAt(pos.y()), columnAt(pos.x()));
-        break;
-    }
-    case QEvent::Leave:
-    case QEvent::HoverLeave:
-    case QEvent::FocusOut:
-        onCellEntered(-1, -1);
-        break;
-    default:
-        break;
-    }
-    return QTableWidget::viewportEvent(event);
-}
-
-void CUpgradeTableWidget::onCellEntered(int row, int column)
-{
-    const QPoint entered(column, row);
-    if (m_hoveredCell == entered)
-        return;
-    const QPoint left = m_hoveredCell;
-    m_hoveredCell = entered;
-    emit sigCellLeave(left.y(), left.x());
-    if (m_delegate->hoveredRow() == row)
-        return;
-    updateHoveredRow(m_delegate->hoveredRow());
-    m_delegate->setHoveredRow(row);
-    updateHoveredRow(row);
-}
-
-void CUpgradeTableWidget::updateHoveredRow(int row)
-{
-    if (row >= 0 && row < rowCount())
-        viewport()->update(0, rowViewportPosition(row), viewport()->width(), rowHeight(row));
-}
-
-} // namespace upgrade::controls
+} // namespace upgrade::controls::tablelook

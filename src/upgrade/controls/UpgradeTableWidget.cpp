@@ -3,10 +3,19 @@
 #include "frame/VtServiceClient.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
+#include "upgrade/controls/SoftInfoItem.h"
+#include "upgrade/controls/TaskMerge.h"
 #include "upgrade/controls/UpgradeProgress.h"
+#include "upgrade/controls/UpgradeTableDelegate.h"
+#include "upgrade/controls/UpgradeTableLook.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/BringToFront.h"
+#include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
+#include <QHeaderView>
+#include <QHoverEvent>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <algorithm>
 
 namespace upgrade::controls {
@@ -14,34 +23,85 @@ namespace upgrade::controls {
 namespace {
 namespace state = tarn::upgrade::state;
 
-/// "A、B" and what happened to them; empty without names.
-QString failurePart(const QStringList &names, const QString &what)
-{
-    return names.isEmpty() ? QString() : names.join(QStringLiteral("、")) + what;
-}
-
-QString failureText(const QString &download, const QString &install)
-{
-    if (!download.isEmpty() && !install.isEmpty())
-        return QStringLiteral("%1；%2。").arg(download, install);
-    const QString &only = download.isEmpty() ? install : download;
-    return only.isEmpty() ? QString() : QStringLiteral("%1。").arg(only);
-}
+constexpr int SectionSize = 30;     // design pixels, before the header is filled
+constexpr int RowsBeforeShown = 16; // built before the table is visible: more than the window shows
 
 QString nameOf(const QVariant &row)
 {
     return row.toMap().value(row::SoftName).toString();
 }
+
+/// Returns the text for screen readers, which see the items and not the widgets of cells.
+class CellItem final : public QTableWidgetItem
+{
+public:
+    QVariant data(int role) const override
+    {
+        if (role != Qt::AccessibleTextRole)
+            return QTableWidgetItem::data(role);
+        const QWidget *cell = tableWidget()->cellWidget(row(), column());
+        if (const auto *info = qobject_cast<const CSoftInfoItem *>(cell))
+            return info->spokenText();
+        const auto *progress = qobject_cast<const CUpgradeProgress *>(cell);
+        return progress ? progress->spokenText() : QString();
+    }
+};
 } // namespace
 
-struct CUpgradeTableWidget::Merge
+CUpgradeTableWidget::CUpgradeTableWidget(QWidget *parent)
+    : QTableWidget(parent)
+    , m_delegate(new CUpgradeTableDelegate(this))
 {
-    quint64 picture = 0;
-    QList<QVariant> finished; ///< downloads that are complete
-    QList<QVariant> ended;    ///< rows that go after the report
-    QStringList downloadFailed;
-    QStringList installFailed;
-};
+    setObjectName(QStringLiteral("upgradeTable"));
+    setAccessibleName(QStringLiteral("正在升级的软件"));
+    setItemDelegate(m_delegate);
+    setHoverRowEnabled(true);
+    verticalHeader()->setDefaultSectionSize(look::scaled(SectionSize, this));
+    InitTableStyleSheets();
+    connect(this, &QTableWidget::itemSelectionChanged, this, &CUpgradeTableWidget::followSelection);
+}
+
+void CUpgradeTableWidget::InitTableStyleSheets()
+{
+    tablelook::prepare(this);
+    setHoveredRowBorderColor(QColor(QStringLiteral("gainsboro")));
+}
+
+void CUpgradeTableWidget::FillTableHeader(const QList<QPair<QString, int>> &columns)
+{
+    tablelook::prepareHeader(this, columns);
+}
+
+void CUpgradeTableWidget::setHoverRowEnabled(bool enabled)
+{
+    m_delegate->setHoverRowEnabled(enabled);
+    viewport()->setAttribute(Qt::WA_Hover, enabled);
+    viewport()->update();
+}
+
+void CUpgradeTableWidget::setAlwaysMouseTracking(bool tracking)
+{
+    setMouseTracking(tracking);
+    viewport()->update();
+}
+
+void CUpgradeTableWidget::setHoveredRowForeground(const QBrush &brush)
+{
+    m_delegate->setHoveredRowForeground(brush);
+    viewport()->update();
+}
+
+void CUpgradeTableWidget::setHoveredRowBackground(const QBrush &brush)
+{
+    m_delegate->setHoveredRowBackground(brush);
+    viewport()->update();
+}
+
+void CUpgradeTableWidget::setHoveredRowBorderColor(const QColor &color)
+{
+    m_delegate->setHoveredRowBorderColor(color);
+    viewport()->update();
+}
 
 void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
 {
@@ -49,57 +109,68 @@ void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
     if (rows.isEmpty())
         return;
     const QPointer<CUpgradeTableWidget> self(this);
-    Merge merge;
-    merge.picture = ++m_picture;
-    for (const QVariant &row : rows)
-        sortIn(row, &merge);
-    flush();
-    startInstallations(merge);
+    const quint64 poll = ++m_poll;
+    TaskMerge merge(rows, m_progressByName);
+    showRows(merge.live); // before any removal: a table that gets a row must not report that it is empty
+    deleteRows(merge.cancelled);
+    startInstallations(merge.live, poll);
     if (self)
-        reportAndRemove(&merge);
+        reportAndRemove(&merge, poll);
 }
 
-void CUpgradeTableWidget::sortIn(const QVariant &row, Merge *merge)
+void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
 {
-    const QVariantMap values = row.toMap();
-    const QString name = values.value(row::SoftName).toString();
-    const int status = values.value(row::TaskStatus).toInt();
-    if (status == state::Downloading || status == state::Downloaded || status == state::Installing) {
-        takeLiveRow(name, row, merge);
-        if (status == state::Downloaded)
-            merge->finished.append(row);
-        return;
+    const quint64 poll = ++m_poll;
+    showRows(rows);
+    startInstallations(rows, poll);
+}
+
+// New rows are inserted together: the cost of one insertion grows with the number of rows.
+void CUpgradeTableWidget::showRows(const QList<QVariant> &rows)
+{
+    QVector<Cells> added;
+    {
+        const QMutexLocker locker(&m_rowsLock);
+        for (const QVariant &row : rows) {
+            const QString name = nameOf(row);
+            m_liveIn[name] = m_poll;
+            if (CUpgradeProgress *progress = progressOf(name)) {
+                progress->setUpgradeInfo(row);
+                continue;
+            }
+            QWidget *progress = createDownloadWidget(row);
+            m_progressByName.insert(name, progress);
+            m_rowByName.insert(name, rowCount() + added.size());
+            added.append(Cells(createSoftInfoWidget(row), progress));
+        }
     }
-    if (!m_progressByName.contains(name))
+    if (added.isEmpty())
         return;
-    if (status == state::Cancelled)
-        unplace(name);
-    if (status == state::DownloadFailed)
-        merge->downloadFailed.append(name);
-    if (status == state::InstallFailed)
-        merge->installFailed.append(name);
-    if (status == state::DownloadFailed || status == state::InstallFailed || status == state::Installed)
-        merge->ended.append(row);
+    insertCells(added);
+    updateSeenRows();
 }
 
-void CUpgradeTableWidget::takeLiveRow(const QString &name, const QVariant &row, Merge *merge)
+void CUpgradeTableWidget::insertCells(const QVector<Cells> &cells)
 {
-    CUpgradeProgress *progress = progressOf(name);
-    if (progress)
-        progress->setUpgradeInfo(row);
-    else
-        place(name, row);
-    progress = progress ? progress : progressOf(name);
-    if (progress)
-        progress->setPicture(merge->picture);
+    int row = rowCount();
+    setRowCount(row + cells.size());
+    for (const Cells &cell : cells) {
+        setItem(row, 0, new CellItem);
+        setItem(row, 1, new CellItem);
+        setCellWidget(row, 0, cell.first);
+        setCellWidget(row, 1, cell.second);
+        ++row;
+    }
 }
 
-// After the rows are in place, since the call blocks and may ask a question first.
-void CUpgradeTableWidget::startInstallations(const Merge &merge)
+// Comes after the rows are shown, since the call blocks and may ask a question first.
+void CUpgradeTableWidget::startInstallations(const QList<QVariant> &rows, quint64 poll)
 {
     const QPointer<CUpgradeTableWidget> self(this);
-    for (const QVariant &row : merge.finished) {
-        if (m_picture != merge.picture)
+    for (const QVariant &row : rows) {
+        if (row.toMap().value(row::TaskStatus).toInt() != state::Downloaded)
+            continue;
+        if (m_poll != poll)
             return;
         updateRow(row);
         if (!self)
@@ -107,43 +178,41 @@ void CUpgradeTableWidget::startInstallations(const Merge &merge)
     }
 }
 
-void CUpgradeTableWidget::reportAndRemove(Merge *merge)
+void CUpgradeTableWidget::reportAndRemove(TaskMerge *merge, quint64 poll)
 {
     if (errorReportShowing)
         return;
     const QPointer<CUpgradeTableWidget> self(this);
-    dropOvertaken(merge);
+    dropOvertaken(merge, poll);
     showErrorDialog(merge->downloadFailed, merge->installFailed);
     if (!self)
         return;
-    dropOvertaken(merge);
+    dropOvertaken(merge, poll);
     deleteRows(merge->ended);
 }
 
-// A product that a newer picture shows as running again keeps its row.
-void CUpgradeTableWidget::dropOvertaken(Merge *merge) const
+// A product that a newer poll reported as running keeps its row.
+void CUpgradeTableWidget::dropOvertaken(TaskMerge *merge, quint64 poll) const
 {
-    if (m_picture == merge->picture)
+    if (m_poll == poll)
         return;
-    const auto overtaken = [this, merge](const QString &name) {
-        const CUpgradeProgress *progress = progressOf(name);
-        return !progress || progress->picture() > merge->picture;
+    const auto isOvertaken = [this, poll](const QString &name) {
+        return !m_progressByName.contains(name) || m_liveIn.value(name) > poll;
     };
-    const auto rowOvertaken = [&overtaken](const QVariant &row) { return overtaken(nameOf(row)); };
+    const auto isRowOvertaken = [&](const QVariant &row) { return isOvertaken(nameOf(row)); };
     const auto drop = [](auto *list, const auto &test) {
         list->erase(std::remove_if(list->begin(), list->end(), test), list->end());
     };
-    drop(&merge->downloadFailed, overtaken);
-    drop(&merge->installFailed, overtaken);
-    drop(&merge->ended, rowOvertaken);
+    drop(&merge->downloadFailed, isOvertaken);
+    drop(&merge->installFailed, isOvertaken);
+    drop(&merge->ended, isRowOvertaken);
 }
 
 void CUpgradeTableWidget::showErrorDialog(const QStringList &downloadFailed, const QStringList &installFailed)
 {
     errorReportShowing = true;
     const QPointer<CUpgradeTableWidget> self(this);
-    const QString text = failureText(failurePart(downloadFailed, QStringLiteral("下载出错")),
-                                     failurePart(installFailed, QStringLiteral("用户取消安装或安装出错")));
+    const QString text = failureReport(downloadFailed, installFailed);
     if (!text.isEmpty()) {
         if (m_parentDlg)
             front::raiseOnce(m_parentDlg);
@@ -151,24 +220,6 @@ void CUpgradeTableWidget::showErrorDialog(const QStringList &downloadFailed, con
     }
     if (self)
         errorReportShowing = false;
-}
-
-void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
-{
-    Merge merge;
-    merge.picture = ++m_picture;
-    for (const QVariant &row : rows) {
-        takeLiveRow(nameOf(row), row, &merge);
-        if (row.toMap().value(row::TaskStatus).toInt() == state::Downloaded)
-            merge.finished.append(row);
-    }
-    flush();
-    startInstallations(merge);
-}
-
-void CUpgradeTableWidget::addRow(const QVariant &row)
-{
-    addRows({row});
 }
 
 void CUpgradeTableWidget::updateRow(const QVariant &row)
@@ -179,19 +230,74 @@ void CUpgradeTableWidget::updateRow(const QVariant &row)
 
 void CUpgradeTableWidget::deleteRows(const QList<QVariant> &rows)
 {
-    for (const QVariant &row : rows)
-        unplace(nameOf(row));
-    flush();
+    QList<int> indices;
+    {
+        const QMutexLocker locker(&m_rowsLock);
+        for (const QVariant &row : rows) {
+            const QString name = nameOf(row);
+            const auto index = m_rowByName.find(name);
+            if (index == m_rowByName.end())
+                continue;
+            indices.append(*index);
+            m_rowByName.erase(index);
+            m_progressByName.remove(name);
+            m_liveIn.remove(name);
+        }
+    }
+    if (indices.isEmpty())
+        return;
+    removeIndices(indices);
+    updateSeenRows();
+    updateRowIndex();
 }
 
-void CUpgradeTableWidget::deleteRow(const QVariant &row)
+// Removes neighbouring rows together, the last ones first.
+void CUpgradeTableWidget::removeIndices(QList<int> indices)
 {
-    deleteRows({row});
+    std::sort(indices.begin(), indices.end());
+    const int lowest = indices.constFirst();
+    for (int row : qAsConst(indices))
+        releaseFocus(row);
+    while (!indices.isEmpty()) {
+        const int last = indices.takeLast();
+        int first = last;
+        while (!indices.isEmpty() && indices.constLast() == first - 1)
+            first = indices.takeLast();
+        model()->removeRows(first, last - first + 1);
+    }
+    keepRowSelected(lowest);
+}
+
+void CUpgradeTableWidget::keepRowSelected(int row)
+{
+    if (rowCount() == 0 || selectionModel()->hasSelection())
+        return;
+    const QModelIndex index = model()->index(std::min(row, rowCount() - 1), 0);
+    selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+}
+
+void CUpgradeTableWidget::updateRowIndex()
+{
+    if (rowCount() == 0) {
+        emit sigCloseDialog();
+        return;
+    }
+    const QMutexLocker locker(&m_rowsLock);
+    QHash<QWidget *, QString> names;
+    names.reserve(m_progressByName.size());
+    for (auto it = m_progressByName.cbegin(); it != m_progressByName.cend(); ++it)
+        names.insert(it.value(), it.key());
+    m_rowByName.clear();
+    for (int row = 0; row < rowCount(); ++row) {
+        const auto name = names.constFind(cellWidget(row, 1));
+        if (name != names.cend())
+            m_rowByName.insert(*name, row);
+    }
 }
 
 void CUpgradeTableWidget::onCancelDownload(QVariant info)
 {
-    // The row that asked can be gone after the question; what is needed of it is in the map.
+    // The row that asked can be deleted during the question; the map has all that is needed of it.
     const QString name = info.toMap().value(row::CtrlSoftName).toString();
     if (m_parentDlg) {
         m_parentDlg->showNormal();
@@ -221,21 +327,184 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
 
 void CUpgradeTableWidget::stopAllTask()
 {
-    ++m_picture;
+    ++m_poll;
     const QMap<QString, QWidget *> running = m_progressByName;
     for (QWidget *widget : running) {
         if (auto *progress = qobject_cast<CUpgradeProgress *>(widget))
             progress->cancelDownloadTask();
     }
+    releaseFocus(focusedRow());
     setRowCount(0);
     const QMutexLocker locker(&m_rowsLock);
     m_progressByName.clear();
     m_rowByName.clear();
+    m_liveIn.clear();
+}
+
+QWidget *CUpgradeTableWidget::createSoftInfoWidget(const QVariant &row)
+{
+    return new CSoftInfoItem(row, viewport());
+}
+
+QWidget *CUpgradeTableWidget::createDownloadWidget(const QVariant &row)
+{
+    auto *progress = new CUpgradeProgress(row, viewport());
+    connect(progress, &CUpgradeProgress::cancelDownload, this, &CUpgradeTableWidget::onCancelDownload);
+    return progress;
 }
 
 CUpgradeProgress *CUpgradeTableWidget::progressOf(const QString &name) const
 {
     return qobject_cast<CUpgradeProgress *>(m_progressByName.value(name));
+}
+
+CUpgradeProgress *CUpgradeTableWidget::progressAt(int row) const
+{
+    return qobject_cast<CUpgradeProgress *>(cellWidget(row, 1));
+}
+
+bool CUpgradeTableWidget::focusTask(bool next)
+{
+    const int focused = focusedRow();
+    const int step = next ? 1 : -1;
+    for (int row = focused >= 0 ? focused + step : (next ? 0 : rowCount() - 1); row >= 0 && row < rowCount();
+         row += step) {
+        CUpgradeProgress *progress = progressAt(row);
+        if (!progress || !progress->canBeCancelled())
+            continue;
+        scrollTo(model()->index(row, 0)); // builds the row
+        progress->focusCancelButton();
+        selectRow(row);
+        return true;
+    }
+    return false;
+}
+
+int CUpgradeTableWidget::focusedRow() const
+{
+    const QWidget *focus = window()->focusWidget();
+    if (!focus || !viewport()->isAncestorOf(focus))
+        return -1;
+    return rowAt(focus->mapTo(viewport(), focus->rect().center()).y());
+}
+
+// Hiding or deleting the focused button would move the focus to the next row's, where a late key presses it.
+void CUpgradeTableWidget::releaseFocus(int row)
+{
+    const QWidget *cell = cellWidget(row, 1);
+    if (cell && cell->isAncestorOf(window()->focusWidget()))
+        front::neutralFocus(window());
+}
+
+// The focus never stays behind in a row that is not highlighted.
+void CUpgradeTableWidget::followSelection()
+{
+    const QModelIndexList selected = selectionModel()->selectedRows();
+    const int focused = focusedRow();
+    if (focused < 0 || selected.isEmpty() || selected.constFirst().row() == focused)
+        return;
+    CUpgradeProgress *progress = progressAt(selected.constFirst().row());
+    if (progress && progress->canBeCancelled())
+        progress->focusCancelButton();
+    else
+        releaseFocus(focused);
+}
+
+void CUpgradeTableWidget::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up)
+        focusTask(event->key() == Qt::Key_Down);
+    else
+        event->ignore();
+}
+
+bool CUpgradeTableWidget::viewportEvent(QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::MouseMove: {
+        const QPoint pos = static_cast<QMouseEvent *>(event)->pos();
+        onCellEntered(rowAt(pos.y()), columnAt(pos.x()));
+        break;
+    }
+    case QEvent::HoverEnter:
+    case QEvent::HoverMove: {
+        const QPoint pos = static_cast<QHoverEvent *>(event)->pos();
+        onCellEntered(rowAt(pos.y()), columnAt(pos.x()));
+        break;
+    }
+    case QEvent::Leave:
+    case QEvent::HoverLeave:
+    case QEvent::FocusOut:
+        onCellEntered(-1, -1);
+        break;
+    default:
+        break;
+    }
+    return QTableWidget::viewportEvent(event);
+}
+
+void CUpgradeTableWidget::onCellEntered(int row, int column)
+{
+    const QPoint entered(column, row);
+    if (m_hoveredCell == entered)
+        return;
+    const QPoint left = m_hoveredCell;
+    m_hoveredCell = entered;
+    emit sigCellLeave(left.y(), left.x());
+    if (m_delegate->hoveredRow() == row)
+        return;
+    updateHoveredRow(m_delegate->hoveredRow());
+    m_delegate->setHoveredRow(row);
+    updateHoveredRow(row);
+}
+
+void CUpgradeTableWidget::updateHoveredRow(int row)
+{
+    if (row >= 0 && row < rowCount())
+        viewport()->update(0, rowViewportPosition(row), viewport()->width(), rowHeight(row));
+}
+
+// Only the cells in sight have widgets inside and follow their tasks.
+void CUpgradeTableWidget::updateSeenRows()
+{
+    const int firstBefore = m_firstSeen;
+    const int lastBefore = m_lastSeen;
+    m_firstSeen = isVisible() ? std::max(0, rowAt(0)) : 0;
+    const int bottom = isVisible() ? rowAt(viewport()->height() - 1) : RowsBeforeShown - 1;
+    m_lastSeen = std::min(bottom < 0 ? rowCount() - 1 : bottom, rowCount() - 1);
+    for (int row = firstBefore; row <= std::min(lastBefore, rowCount() - 1); ++row) {
+        if (row < m_firstSeen || row > m_lastSeen)
+            setRowSeen(row, false);
+    }
+    for (int row = m_firstSeen; row <= m_lastSeen; ++row)
+        setRowSeen(row, true);
+}
+
+void CUpgradeTableWidget::setRowSeen(int row, bool seen)
+{
+    auto *info = qobject_cast<CSoftInfoItem *>(cellWidget(row, 0));
+    if (info && seen)
+        info->ensureBuilt();
+    if (CUpgradeProgress *progress = progressAt(row))
+        progress->setSeen(seen);
+}
+
+void CUpgradeTableWidget::scrollContentsBy(int dx, int dy)
+{
+    QTableWidget::scrollContentsBy(dx, dy);
+    updateSeenRows();
+}
+
+void CUpgradeTableWidget::resizeEvent(QResizeEvent *event)
+{
+    QTableWidget::resizeEvent(event);
+    updateSeenRows();
+}
+
+void CUpgradeTableWidget::showEvent(QShowEvent *event)
+{
+    QTableWidget::showEvent(event);
+    updateSeenRows();
 }
 
 } // namespace upgrade::controls

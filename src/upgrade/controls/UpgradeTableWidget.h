@@ -1,9 +1,9 @@
 #pragma once
+#include <QHash>
 #include <QMap>
 #include <QMutex>
 #include <QPair>
 #include <QPointer>
-#include <QSet>
 #include <QTableWidget>
 #include <QVariant>
 
@@ -11,12 +11,13 @@ namespace upgrade::controls {
 
 class CUpgradeProgress;
 class CUpgradeTableDelegate;
+struct TaskMerge;
 
-/// The running upgrade tasks: one row per product, merged from the pictures that the refresher brings. GUI thread.
+/// The running upgrade tasks: one row per product, merged from the polls of the refresher. GUI thread.
 ///
-/// A merge can show questions and a report, whose event loops bring further merges, a closing window or the end of this
-/// table. So every picture has a number, and what a merge still wants to do after such a loop holds only as far as no
-/// newer picture says otherwise.
+/// A merge can show questions and a report. Their event loops run further merges, close the window or delete this table.
+/// Therefore every poll has a number, and after such a loop a merge leaves alone the products that a newer poll reported
+/// as running.
 class CUpgradeTableWidget final : public QTableWidget
 {
     Q_OBJECT
@@ -26,7 +27,7 @@ public:
     int getTaskInfoCount() const { return rowCount(); }
 
     void FillTableHeader(const QList<QPair<QString, int>> &columns); ///< header text and width in design pixels
-    void setParentDlg(QWidget *dlg) { m_parentDlg = dlg; }           ///< brought up by reports and questions
+    void setParentDlg(QWidget *dlg) { m_parentDlg = dlg; }           ///< raised for reports and questions
     void setHoverRowEnabled(bool enabled);
     void setAlwaysMouseTracking(bool tracking);
     void setHoveredRowForeground(const QBrush &brush);
@@ -34,17 +35,21 @@ public:
     void setHoveredRowBorderColor(const QColor &color);
 
     // Display rows (RowKeys.h); rows of unknown names are ignored by update and delete.
-    void addRows(const QList<QVariant> &rows);
+    void addRows(const QList<QVariant> &rows); ///< updates the rows that exist; installs the finished downloads
     void deleteRows(const QList<QVariant> &rows);
-    void addRow(const QVariant &row); ///< updates the row if the product has one
+    void addRow(const QVariant &row) { addRows({row}); }
     void updateRow(const QVariant &row);
-    void deleteRow(const QVariant &row);
+    void deleteRow(const QVariant &row) { deleteRows({row}); }
     void updateRowIndex(); ///< emits sigCloseDialog() if no row is left
     void stopAllTask();    ///< asks the service to stop every task and empties the table; no sigCloseDialog()
     void showErrorDialog(const QStringList &downloadFailed, const QStringList &installFailed);
 
     QWidget *createSoftInfoWidget(const QVariant &row);
     QWidget *createDownloadWidget(const QVariant &row);
+
+    /// Moves the focus to the cancel button of the next or previous row that has one, starting at the focused row, or
+    /// without one before the first or after the last row. False when there is no such row.
+    bool focusTask(bool next);
 
 public slots:
     void onRefreshUpgradeDtats(QVariant datas); // the misspelt name is the system's own
@@ -57,28 +62,30 @@ signals:
 
 protected:
     bool viewportEvent(QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
     void scrollContentsBy(int dx, int dy) override;
     void resizeEvent(QResizeEvent *event) override;
     void showEvent(QShowEvent *event) override;
 
+private slots:
+    void followSelection();
+
 private:
-    struct Merge; ///< what one picture asks for
+    using Cells = QPair<QWidget *, QWidget *>; ///< of one row
 
     void InitTableStyleSheets();
-    void sortIn(const QVariant &row, Merge *merge);
-    void takeLiveRow(const QString &name, const QVariant &row, Merge *merge);
-    void startInstallations(const Merge &merge);
-    void reportAndRemove(Merge *merge);
-    void dropOvertaken(Merge *merge) const;
-
-    void place(const QString &name, const QVariant &row);
-    void unplace(const QString &name);
-    void flush();
-    void removeUnplaced();
-    void insertPlaced();
+    void showRows(const QList<QVariant> &rows);
+    void insertCells(const QVector<Cells> &cells);
+    void removeIndices(QList<int> indices);
     void keepRowSelected(int row);
-    CUpgradeProgress *progressOf(const QString &name) const;
+    void startInstallations(const QList<QVariant> &rows, quint64 poll);
+    void reportAndRemove(TaskMerge *merge, quint64 poll);
+    void dropOvertaken(TaskMerge *merge, quint64 poll) const;
 
+    CUpgradeProgress *progressOf(const QString &name) const;
+    CUpgradeProgress *progressAt(int row) const;
+    int focusedRow() const; ///< -1 if the focus is outside of the rows
+    void releaseFocus(int row);
     void updateSeenRows();
     void setRowSeen(int row, bool seen);
     void updateHoveredRow(int row);
@@ -90,9 +97,8 @@ private:
     bool errorReportShowing = false;
     QPointer<QWidget> m_parentDlg;
 
-    quint64 m_picture = 0; ///< number of the newest picture of the tasks; an emptied table counts as one
-    QMap<int, QPair<QWidget *, QWidget *>> m_placed; ///< cells of rows that are still to be inserted, by row
-    QSet<int> m_unplaced;                            ///< rows that are still to be removed or not to be inserted
+    quint64 m_poll = 0;               ///< number of the newest poll; emptying the table counts as one
+    QHash<QString, quint64> m_liveIn; ///< the newest poll that reported a product as running
     int m_firstSeen = 0;
     int m_lastSeen = -1;
     QPoint m_hoveredCell{-1, -1}; ///< column, row

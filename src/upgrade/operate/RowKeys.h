@@ -1,7 +1,11 @@
 #pragma once
+#include <QMap>
 #include <QString>
+#include <QVariant>
 
-/// Keys of a display row, the map that describes one running task to the upgrade table.
+/// A display row: describes one running task to the upgrade table, by the keys below.
+using UpgradeRowInfo = QMap<QString, QVariant>;
+
 namespace upgrade::row {
 inline const QString SoftName = QStringLiteral("SoftName");         ///< string, identity of the row
 inline const QString ErrMsg = QStringLiteral("ErrMsg");             ///< string

@@ -16,10 +16,14 @@ namespace code = tarn::upgrade::code;
 
 constexpr int PollInterval = 1000; // ms
 
+bool isItemType(int type)
+{
+    return type >= item::Main && type <= item::OldPatch;
+}
+
 QString itemName(const QVariantMap &working)
 {
-    const int type = working.value(key::ItemType).toInt();
-    switch (type) {
+    switch (working.value(key::ItemType).toInt()) {
     case item::Main:
         return QStringLiteral("主程序");
     case item::Named:
@@ -28,7 +32,6 @@ QString itemName(const QVariantMap &working)
     case item::OldPatch:
         return QStringLiteral("补丁");
     default:
-        VT_LOG(info) << QStringLiteral("下载类型未标识，类型为%1").arg(type);
         return {};
     }
 }
@@ -73,7 +76,7 @@ QVariantMap downloadCtrl(const QVariantMap &task, int status)
     return download;
 }
 
-QVariantMap rowOf(const QVariantMap &task)
+UpgradeRowInfo rowOf(const QVariantMap &task)
 {
     const QString name = task.value(key::SoftName).toString();
     const int status = task.value(key::Status).toInt();
@@ -92,8 +95,13 @@ QList<QVariant> queryDataInfos(const QVariant &taskInfoList)
     QList<QVariant> rows;
     const QList<QVariant> tasks = taskInfoList.toList();
     rows.reserve(tasks.size());
-    for (const QVariant &task : tasks)
-        rows.append(rowOf(task.toMap()));
+    for (const QVariant &one : tasks) {
+        const QVariantMap task = one.toMap();
+        const int type = task.value(key::WorkingItem).toMap().value(key::ItemType).toInt();
+        if (task.value(key::Status).toInt() == state::Downloading && !isItemType(type))
+            VT_LOG(info) << QStringLiteral("下载类型未标识，类型为%1").arg(type);
+        rows.append(rowOf(task));
+    }
     return rows;
 }
 
@@ -130,8 +138,8 @@ void CUpgradeDataRefresher::updateUpgradeTasks()
 void CUpgradeDataRefresher::onTimeout()
 {
     const QVariant datas = getUpgradeTasksInfos();
-    // Started anew: a timer does not fire while its own tick runs, and the picture may open a box that stands for long.
-    // After a slow answer it also leaves the window a whole interval to itself.
+    // Restarted before the signal: a timer does not fire during its own tick, and a receiver may open a message box.
+    // After a slow answer the window also has a whole interval without a call.
     if (m_timer)
         m_timer->start();
     emit refreshUpgradeDtats(datas);

@@ -7,12 +7,12 @@ class QTimer;
 
 namespace upgrade::operate {
 
-/// Turns the upgrade service's task list into display rows (RowKeys.h), one per element and in its order. What is
-/// missing or of another type reads as empty or 0. Reentrant.
+/// Turns the upgrade service's task list into display rows (RowKeys.h), one per element and in its order. A missing value,
+/// or one of another type, reads as empty or 0. Reentrant.
 QList<QVariant> queryDataInfos(const QVariant &taskInfoList);
 
-/// Asks the upgrade service for its running tasks once a second. GUI thread: the call blocks it for at most the query's
-/// own deadline. A failed query is logged and reported as an empty list.
+/// Asks the upgrade service for its running tasks once a second. GUI thread: the call blocks it until the client
+/// library answers or gives up (2 s with this system's own). A failed query is logged and reported as an empty list.
 class CUpgradeDataRefresher final : public QObject
 {
     Q_OBJECT
@@ -20,9 +20,9 @@ public:
     CUpgradeDataRefresher();
     ~CUpgradeDataRefresher() override;
 
-    void startWork(); ///< the first tick comes after a second; a running timer starts anew
+    void startWork(); ///< the first tick comes after a second; a running timer is restarted
     void stopWork();
-    void updateUpgradeTasks();       ///< one poll right now
+    void updateUpgradeTasks();       ///< one immediate poll
     QVariant getUpgradeTasksInfos(); ///< the running tasks as a QList<QVariant> of display rows
 
 public slots:
