@@ -1,15 +1,16 @@
 #pragma once
 #include <QString>
 
-/// Ending programs by force. GUI thread.
+/// Ends programs by force. GUI thread.
 namespace forcedquit {
 
-/// Ends what runs the program: with "taskkill" where there is one, elsewhere by killing every process of the caller's
-/// own user whose executable file has exactly this name (a script's is its interpreter), except the calling one. A name
-/// that is empty, a path or a pattern ends nothing. All of it is logged.
+/// Ends a program by the name of its executable file: with "taskkill" where that command exists, else by killing every
+/// process of this user that runs a file of this name, except the calling one. A script is not found: its process runs
+/// the interpreter. The result is logged, not returned.
 ///
-/// Runs an event loop until they have ended, so that windows stay alive: the caller may be gone when it returns.
-/// @param timeoutMs after which it returns in any case
+/// Runs an event loop while "taskkill" runs, so the caller can be deleted meanwhile.
+/// @param exeName a file name; directories in front of it are ignored
+/// @param timeoutMs limit of the wait for "taskkill", which continues afterwards
 void endProgram(const QString &exeName, int timeoutMs);
 
 } // namespace forcedquit

@@ -1,7 +1,7 @@
 #include "upgrade/InstallSilentPatchDlg.h"
 #include "base/Log.h"
 #include "frame/ManagerAccess.h"
-#include "frame/VisualizedManager.h"
+#include "frame/WindowHost.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "upgrade/ForcedQuit.h"
@@ -9,8 +9,9 @@
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/MessageText.h"
+#include "widgets/Placement.h"
 #include "widgets/QuestionMessageBox.h"
-#include "widgets/Toolkit.h"
+#include "widgets/ShownText.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QFileInfo>
@@ -20,10 +21,10 @@
 #include <utility>
 
 namespace key = tarn::upgrade::key;
+namespace silent = tarn::upgrade::silent;
+using namespace tarn::visualized;
 
 namespace {
-constexpr int StateInstalling = 1;
-constexpr int StateFailed = 99;
 constexpr int ForcedQuitTimeout = 30000;                    // ms
 constexpr qint64 MaxSettingsSize = qint64(4) * 1024 * 1024; // bytes
 
@@ -33,7 +34,7 @@ constexpr int SideMargin = 20;
 constexpr int EdgeMargin = 10;
 constexpr int AnimationSize = 36;
 
-// Look: none of the sheets has a selector, so each reaches what is inside
+// Look: the sheets have no selector, so each applies to the children as well
 QString dialogSheet()
 {
     return QStringLiteral("background-color:#F8F8F8;");
@@ -62,13 +63,13 @@ QString readExeName(const QString &settingsPath)
         return {};
     QSettings settings(settingsPath, QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
-    return settings.value(QStringLiteral("ExeName")).toStringList().join(QLatin1Char(',')); // a comma makes a list
+    return settings.value(key::ExeName).toStringList().join(QLatin1Char(',')); // a comma makes a list
 }
 } // namespace
 
-CInstallSilentPatchDlg::CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param,
-                                               CVisualizedManager *manager, QWidget *parent)
-    : QDialog(parent)
+CInstallSilentPatchDlg::CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager,
+                                               QWidget *parent)
+    : ToolDialog(parent, Qt::Dialog)
     , m_param(std::move(param))
     , m_manager(manager)
 {
@@ -87,9 +88,8 @@ void CInstallSilentPatchDlg::InitDialog()
     if (m_built)
         return;
     m_built = true;
-    setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_ShowWithoutActivating);
-    look::prepareWindow(this, QStringLiteral("安装更新"));
+    prepare(QStringLiteral("安装更新"));
     setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
     setStyleSheet(dialogSheet());
 
@@ -100,7 +100,7 @@ void CInstallSilentPatchDlg::InitDialog()
     whole->setContentsMargins(0, 0, 0, 0);
     whole->addWidget(panel);
     fillPanel(panel);
-    ServiceVisualized::CToolkit::SetDlgToScreenCenter(this);
+    placement::centreOnPrimary(this);
     if (!m_softName.isEmpty()) // without a name it closes at once
         show();
     StartInstall();
@@ -109,18 +109,18 @@ void CInstallSilentPatchDlg::InitDialog()
 void CInstallSilentPatchDlg::fillPanel(QWidget *panel)
 {
     const QString sentence = QStringLiteral("正在安装更新，请稍候...");
-    auto *text = new ElideLabel(messagetext::brief(m_softName) + sentence, panel);
-    text->setObjectName(QStringLiteral("progressText"));
-    text->setFont(look::yaHei(12, QFont::Normal, this));
-    text->setStyleSheet(textSheet());
-    text->setMaximumLines(2);
-    text->setKeptEnd(sentence);
+    auto *label = new ElideLabel(text::brief(m_softName) + sentence, panel);
+    label->setObjectName(QStringLiteral("progressText"));
+    label->setFont(look::yaHei(12, QFont::Normal, this));
+    label->setStyleSheet(textSheet());
+    label->setMaximumLines(2);
+    label->setKeptEnd(sentence);
 
     auto *animation = new QLabel(panel);
     animation->setObjectName(QStringLiteral("progressAnimation"));
     animation->setStyleSheet(animationSheet());
     animation->setFixedSize(look::scaled(AnimationSize, this), look::scaled(AnimationSize, this));
-    auto *movie = new QMovie(QStringLiteral(":/image/progress.gif"), QByteArray(), animation);
+    auto *movie = new QMovie(look::icon::Progress, QByteArray(), animation);
     movie->setScaledSize(animation->size());
     animation->setMovie(movie);
     movie->start();
@@ -129,7 +129,7 @@ void CInstallSilentPatchDlg::fillPanel(QWidget *panel)
     const int side = look::scaled(SideMargin, this);
     const int edge = look::scaled(EdgeMargin, this);
     row->setContentsMargins(side, edge, side, edge);
-    row->addWidget(text, 1);
+    row->addWidget(label, 1);
     row->addWidget(animation);
 }
 
@@ -142,11 +142,10 @@ void CInstallSilentPatchDlg::StartInstall()
         close();
         return;
     }
-    if (!m_workers.isEmpty())
-        m_workers.constLast()->wait(); // the request is for one thread at a time, and so is the state
+    forgetWorkers(); // a late failure of an earlier one must not replace the new state
     if (m_manager)
-        m_manager->setSilentPatchInstallState(m_softName, StateInstalling);
-    const auto worker = QSharedPointer<CSilentInstallThread>::create(m_param, m_manager);
+        m_manager->setSilentPatchInstallState(m_softName, silent::Installing);
+    const auto worker = CSilentInstallThread::create(m_param, m_manager);
     connect(worker.data(), &CSilentInstallThread::checkExeTimeOut, this, &CInstallSilentPatchDlg::OnTimeOut);
     connect(worker.data(), &CSilentInstallThread::installFinished, this, &CInstallSilentPatchDlg::close);
     m_workers.append(worker);
@@ -155,8 +154,8 @@ void CInstallSilentPatchDlg::StartInstall()
         return;
     VT_LOG(critical) << QStringLiteral("静默补丁安装线程启动失败");
     if (m_manager)
-        m_manager->setSilentPatchInstallState(m_softName, StateFailed);
-    QMetaObject::invokeMethod(this, &CInstallSilentPatchDlg::close, Qt::QueuedConnection); // not while it is made
+        m_manager->setSilentPatchInstallState(m_softName, silent::Failed);
+    QMetaObject::invokeMethod(this, &CInstallSilentPatchDlg::close, Qt::QueuedConnection); // not within the constructor
 }
 
 void CInstallSilentPatchDlg::OnTimeOut()
@@ -178,31 +177,38 @@ void CInstallSilentPatchDlg::OnTimeOut()
 
 bool CInstallSilentPatchDlg::askToForceQuit()
 {
-    const QString text =
-        QStringLiteral("检测到软件进程“") + messagetext::literal(messagetext::brief(m_softName)) +
+    const QString question =
+        QStringLiteral("检测到软件进程“") + messagetext::literal(text::brief(m_softName)) +
         QStringLiteral("”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
-    return CQuestionMessageBox(QStringLiteral("提示"), text, this, QStringLiteral("立即升级"),
+    return CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("立即升级"),
                                QStringLiteral("重试")) == 1;
+}
+
+void CInstallSilentPatchDlg::forgetWorkers()
+{
+    for (const auto &worker : qAsConst(m_workers)) {
+        worker->disconnect(this);
+        worker->InterruptTask();
+    }
 }
 
 bool CInstallSilentPatchDlg::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape)
         return true;
-    return QDialog::eventFilter(watched, event);
+    return ToolDialog::eventFilter(watched, event);
 }
 
 void CInstallSilentPatchDlg::closeEvent(QCloseEvent *event)
 {
-    if (!std::exchange(m_closed, true)) { // once: by now the name may be that of another dialog
+    if (!std::exchange(m_closed, true)) { // once: later the name can belong to another dialog
         const auto questions = findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly);
         for (QDialog *question : questions)
             question->reject();
-        for (const auto &worker : qAsConst(m_workers))
-            worker->wait(); // what it finds is to be known before another dialog of the name begins
+        forgetWorkers();
         const CManagerAccess access;
-        if (CVisualizedManager *manager = access.manager())
-            manager->RemoveSilentInstDlg(m_softName);
+        if (WindowHost *host = access.host())
+            host->RemoveSilentInstDlg(m_softName);
     }
-    QDialog::closeEvent(event);
+    ToolDialog::closeEvent(event);
 }

@@ -1,31 +1,30 @@
 #pragma once
-#include <QDialog>
+#include "widgets/ToolDialog.h"
 #include <QList>
 #include <QSharedPointer>
 
 class CSilentInstallThread;
-class CVisualizedManager;
 class IUpgaredService_InputParam;
+class WindowHost;
 
-/// The small window that shows while a patch of one product is installed silently. It shows itself, judges the request on
-/// a thread of its own and closes when that is done; the installation proper is the upgrade service's. GUI thread. The
-/// manager is told when it closes.
-class CInstallSilentPatchDlg final : public QDialog
+/// The small window of a silent patch installation of one product. It shows itself, checks the request on a thread and
+/// closes when that is done; the upgrade service does the installation. It notifies the manager when it closes. GUI
+/// thread; it never waits for its thread.
+class CInstallSilentPatchDlg final : public tarn::visualized::ToolDialog
 {
     Q_OBJECT
 public:
-    /// Begins at once.
-    /// @param manager is to outlive the dialog; it gets the state of the installation
-    CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param, CVisualizedManager *manager,
-                           QWidget *parent);
-    ~CInstallSilentPatchDlg() override; ///< waits for the workers
+    /// Starts the installation.
+    /// @param manager must outlive the dialog; stores the state of the installation
+    CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager, QWidget *parent);
+    ~CInstallSilentPatchDlg() override;
 
     void InitDialog(); ///< does nothing once the window is built
     void StartInstall();
 
 public slots:
-    /// The product's program still runs: asks whether to end it by force, then starts again. The dialog can be gone when
-    /// it returns.
+    /// The product's program still runs: asks whether to end it by force, then starts again. The dialog can be deleted
+    /// meanwhile.
     void OnTimeOut();
 
 protected:
@@ -35,12 +34,13 @@ protected:
 private:
     void fillPanel(QWidget *panel);
     bool askToForceQuit();
+    void forgetWorkers();
 
-    const QSharedPointer<IUpgaredService_InputParam> m_param; ///< a running worker's alone
-    CVisualizedManager *const m_manager;
+    const QSharedPointer<IUpgaredService_InputParam> m_param;
+    WindowHost *const m_manager;
     QString m_softName;
     QString m_settingsPath;
-    QList<QSharedPointer<CSilentInstallThread>> m_workers; ///< ended ones too
+    QList<QSharedPointer<CSilentInstallThread>> m_workers; ///< also those that have ended
     bool m_built = false;
     bool m_asking = false;
     bool m_closed = false;

@@ -1,21 +1,17 @@
 #include "upgrade/SilentInstallThread.h"
 #include "base/Log.h"
-#include "frame/VisualizedManager.h"
+#include "frame/WindowHost.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
-#include "widgets/MessageText.h"
+#include "widgets/ShownText.h"
 #include <QFile>
 #include <QFileInfo>
 #include <utility>
 
 namespace key = tarn::upgrade::key;
+namespace text = tarn::visualized::text;
 
-namespace {
-constexpr int StateFailed = 99;
-} // namespace
-
-CSilentInstallThread::CSilentInstallThread(QSharedPointer<IUpgaredService_InputParam> param,
-                                           CVisualizedManager *manager)
+CSilentInstallThread::CSilentInstallThread(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager)
     : m_param(std::move(param))
     , m_manager(manager)
 {
@@ -24,11 +20,26 @@ CSilentInstallThread::CSilentInstallThread(QSharedPointer<IUpgaredService_InputP
 CSilentInstallThread::~CSilentInstallThread()
 {
     InterruptTask();
-    wait(); // the announcement comes from inside run(), and whoever hears it may drop the thread at once
+    wait();
+}
+
+QSharedPointer<CSilentInstallThread> CSilentInstallThread::create(QSharedPointer<IUpgaredService_InputParam> param,
+                                                                  WindowHost *manager)
+{
+    return {new CSilentInstallThread(std::move(param), manager), &CSilentInstallThread::forget};
+}
+
+void CSilentInstallThread::forget(CSilentInstallThread *worker)
+{
+    worker->InterruptTask();
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    if (!worker->isRunning()) // else the signal is still to come
+        delete worker;
 }
 
 void CSilentInstallThread::InterruptTask()
 {
+    const QMutexLocker locker(&m_failing);
     m_interrupted = true;
 }
 
@@ -40,17 +51,15 @@ bool CSilentInstallThread::IsExeFileUsing(const QString &path)
 
 void CSilentInstallThread::run()
 {
-    const QString failure = m_interrupted ? QString() : judge();
-    if (!failure.isEmpty())
-        VT_LOG(critical) << failure;
+    if (!m_interrupted)
+        check();
     emit installFinished();
 }
 
-// What is wrong with the request, empty when nothing is.
-QString CSilentInstallThread::judge()
+void CSilentInstallThread::check()
 {
     if (!m_param || !m_manager)
-        return QStringLiteral("静默补丁安装线程获取参数失败");
+        return fail(QString(), QStringLiteral("静默补丁安装线程获取参数失败"));
     const QString name = m_param->GetValue(key::SoftwareName).toString();
     const QString settingsPath = m_param->GetValue(key::SettingsPath).toString();
     const QString patch = m_param->GetValue(key::LocalFile).toString();
@@ -58,16 +67,20 @@ QString CSilentInstallThread::judge()
     const bool restart = m_param->GetValue(key::Restart).toBool();
     VT_LOG(debug) << QStringLiteral(
                          "静默补丁安装：软件名称：%1，软件注册表路径：%2，补丁包：%3，软件路径：%4，重启：%5")
-                         .arg(messagetext::brief(name), messagetext::brief(settingsPath), messagetext::brief(patch),
-                              messagetext::brief(directory),
+                         .arg(text::brief(name), text::brief(settingsPath), text::brief(patch), text::brief(directory),
                               restart ? QStringLiteral("true") : QStringLiteral("false"));
-    if (name.isEmpty()) {
-        m_manager->setSilentPatchInstallState(name, StateFailed);
-        return QStringLiteral("静默补丁安装线程获取软件名称为空");
-    }
-    if (!QFileInfo(patch).isFile()) { // never opened: a FIFO would hold the thread for ever
-        m_manager->setSilentPatchInstallState(name, StateFailed);
-        return QStringLiteral("静默补丁安装线程未找到补丁包文件");
-    }
-    return {};
+    if (name.isEmpty())
+        fail(name, QStringLiteral("静默补丁安装线程获取软件名称为空"));
+    else if (!QFileInfo(patch).isFile()) // a directory or a FIFO is not a package
+        fail(name, QStringLiteral("静默补丁安装线程未找到补丁包文件"));
+}
+
+void CSilentInstallThread::fail(const QString &softName, const QString &reason)
+{
+    const QMutexLocker locker(&m_failing);
+    if (m_interrupted)
+        return;
+    if (m_manager && m_param)
+        m_manager->setSilentPatchInstallState(softName, tarn::upgrade::silent::Failed);
+    VT_LOG(critical) << reason;
 }

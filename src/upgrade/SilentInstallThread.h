@@ -1,39 +1,48 @@
 #pragma once
+#include <QMutex>
 #include <QSharedPointer>
 #include <QString>
 #include <QThread>
 #include <atomic>
 
-class CVisualizedManager;
 class IUpgaredService_InputParam;
+class WindowHost;
 
-/// Judges one request for a silent patch installation off the GUI thread; the installation proper is the upgrade
-/// service's. A failure becomes the manager's state 99 of that product. Started once; while it runs the request is its
-/// alone. Its destructor waits for it.
+/// Checks one request for a silent patch installation off the GUI thread; the upgrade service does the installation. A
+/// failure becomes the manager's state 99 of that product. Started once.
 class CSilentInstallThread final : public QThread
 {
     Q_OBJECT
 public:
-    /// @param manager is to outlive it; null like a null param is a failure that is only logged
-    CSilentInstallThread(QSharedPointer<IUpgaredService_InputParam> param, CVisualizedManager *manager);
+    /// @param manager not touched after InterruptTask(); a null manager or param is a failure that is only logged
+    CSilentInstallThread(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager);
     ~CSilentInstallThread() override;
 
-    /// Any thread. What has not been judged yet is not judged any more; the end is announced all the same.
+    /// A worker that no code ever waits for, since its file can be on a file system that does not answer: with the last
+    /// reference it is interrupted, and it deletes itself when it ends. GUI thread.
+    static QSharedPointer<CSilentInstallThread> create(QSharedPointer<IUpgaredService_InputParam> param,
+                                                       WindowHost *manager);
+
+    /// Any thread. From its return on, no state is stored and no failure is logged; installFinished() is emitted all the
+    /// same.
     void InterruptTask();
-    /// Whether somebody keeps the file from being written, e.g. by running it. A missing one is not in use.
+    /// Whether the file cannot be opened for writing, e.g. because it runs. False for a missing file.
     bool IsExeFileUsing(const QString &path);
 
 signals:
-    void installFinished(); ///< whatever came of it; the thread may still be about to end
-    void checkExeTimeOut(); ///< the product's program did not end in time; never from this system's own checks
+    void installFinished(); ///< after success and failure alike; the thread may still run for a moment
+    void checkExeTimeOut(); ///< the product's program did not end in time; never emitted by this system's own checks
 
 protected:
     void run() override;
 
 private:
-    QString judge();
+    void check();
+    void fail(const QString &softName, const QString &reason);
+    static void forget(CSilentInstallThread *worker);
 
     const QSharedPointer<IUpgaredService_InputParam> m_param;
-    CVisualizedManager *const m_manager;
+    WindowHost *const m_manager;
+    QMutex m_failing; ///< held while a failure is stored
     std::atomic_bool m_interrupted{false};
 };

@@ -4,24 +4,23 @@
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
-#include "widgets/BringToFront.h"
 #include "widgets/Look.h"
+#include "widgets/Placement.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/TitleButton.h"
-#include "widgets/TypingGuard.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QFrame>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
-#include <QMouseEvent>
 #include <QPointer>
 #include <QScrollBar>
 #include <QStackedWidget>
 
 using namespace upgrade::controls;
 using namespace upgrade::operate;
+using namespace tarn::visualized;
 
 namespace {
 // Metrics (design pixels at 96 DPI)
@@ -49,11 +48,6 @@ QString viewSheet()
                           "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}");
 }
 
-QString upgradeLogo()
-{
-    return QStringLiteral(":/images/images/upgrade_logo.svg");
-}
-
 TitleButton *titleButton(const QString &name, const QString &picture, QWidget *parent)
 {
     auto *button = new TitleButton(name, picture, parent);
@@ -72,7 +66,7 @@ QWidget *area(const char *objectName, QWidget *parent)
 } // namespace
 
 CUpgradeDialog::CUpgradeDialog(QWidget *parent)
-    : QDialog(parent)
+    : ToolDialog(parent)
 {
     initDialog();
     m_refresher = new CUpgradeDataRefresher;
@@ -98,7 +92,7 @@ void CUpgradeDialog::showUpgradeDialog()
         return;
     if (!m_working) // this poll reported the end of an earlier request's last task, which closed the window
         startWork();
-    showAgain();
+    showNormal();
 }
 
 void CUpgradeDialog::startWork()
@@ -109,16 +103,9 @@ void CUpgradeDialog::startWork()
     m_tray->show();
 }
 
-void CUpgradeDialog::showAgain()
-{
-    showNormal();
-    front::neutralFocus(this);   // keys that are typed for another program press nothing here
-    setWindowRole(windowRole()); // the X plug-in drops the role of a hidden window
-}
-
 void CUpgradeDialog::onOpenTriggered()
 {
-    showAgain();
+    showNormal();
     raise();
     activateWindow();
 }
@@ -147,7 +134,7 @@ void CUpgradeDialog::showWithoutTray()
     if (!m_working || isVisible() || QSystemTrayIcon::isSystemTrayAvailable())
         return;
     setAttribute(Qt::WA_ShowWithoutActivating);
-    showAgain();
+    showNormal();
     setAttribute(Qt::WA_ShowWithoutActivating, false);
     lower();
 }
@@ -208,30 +195,12 @@ void CUpgradeDialog::showCurrentView()
     m_views->setCurrentWidget(m_table->getTaskInfoCount() > 0 ? m_dataView : m_noDataView);
 }
 
-void CUpgradeDialog::mousePressEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event))
-        QDialog::mousePressEvent(event);
-}
-
-void CUpgradeDialog::mouseMoveEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event))
-        QDialog::mouseMoveEvent(event);
-}
-
-void CUpgradeDialog::mouseReleaseEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event))
-        QDialog::mouseReleaseEvent(event);
-}
-
 void CUpgradeDialog::keyPressEvent(QKeyEvent *event)
 {
     if (event->matches(QKeySequence::Cancel))
         askToClose(eBoxOrigin::Unasked); // the key may have been typed for another program
     else
-        QDialog::keyPressEvent(event);
+        ToolDialog::keyPressEvent(event);
 }
 
 // Minimise, close, the rows from top to bottom, and round again. The rows' widgets are created in the order in which they
@@ -242,7 +211,7 @@ bool CUpgradeDialog::focusNextPrevChild(bool next)
     const bool inTable = focus && m_table->isAncestorOf(focus);
     const bool entersTable = next ? focus == m_closeButton : (focus == m_minimiseButton || focus == this || !focus);
     if (!inTable && !entersTable)
-        return QDialog::focusNextPrevChild(next);
+        return ToolDialog::focusNextPrevChild(next);
     if (!m_table->focusTask(next))
         (next ? m_minimiseButton : m_closeButton)->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
     return true;
@@ -252,7 +221,7 @@ bool CUpgradeDialog::focusNextPrevChild(bool next)
 void CUpgradeDialog::closeEvent(QCloseEvent *event)
 {
     if (!event->spontaneous()) {
-        QDialog::closeEvent(event);
+        ToolDialog::closeEvent(event);
         return;
     }
     event->ignore();
@@ -261,11 +230,11 @@ void CUpgradeDialog::closeEvent(QCloseEvent *event)
 
 void CUpgradeDialog::initDialog()
 {
-    look::prepareWindow(this, QStringLiteral("在线升级"));
-    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
-    setWindowIcon(QIcon(upgradeLogo()));
+    prepare(QStringLiteral("在线升级"));
+    setWindowIcon(QIcon(look::icon::Upgrade));
     setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
-    new TypingGuard(this);
+    expectUnasked();
+    placement::centreOnPrimary(this);
 
     addWindowFrame();
     QWidget *titleBar = area("titleBar", this);
@@ -296,14 +265,14 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     titleBar->setFixedHeight(look::scaled(TitleHeight, this));
     auto *logo = new QLabel(titleBar);
     const int side = look::scaled(LogoSide, this);
-    logo->setPixmap(QIcon(upgradeLogo()).pixmap(side, side));
+    logo->setPixmap(QIcon(look::icon::Upgrade).pixmap(side, side));
     auto *title = new QLabel(QStringLiteral("在线升级"), titleBar);
     title->setObjectName(QStringLiteral("titleText"));
     title->setFont(look::yaHei(15, QFont::Bold, this));
-    m_minimiseButton = titleButton(QStringLiteral("最小化"), QStringLiteral(":/images/images/min2.png"), titleBar);
+    m_minimiseButton = titleButton(QStringLiteral("最小化"), look::icon::Minimise, titleBar);
     m_minimiseButton->setObjectName(QStringLiteral("minButton"));
     connect(m_minimiseButton, &QPushButton::clicked, this, &CUpgradeDialog::onMinumBtnClicked);
-    m_closeButton = titleButton(QStringLiteral("关闭"), QStringLiteral(":/images/images/close3.svg"), titleBar);
+    m_closeButton = titleButton(QStringLiteral("关闭"), look::icon::Close, titleBar);
     m_closeButton->setObjectName(QStringLiteral("closeButton"));
     connect(m_closeButton, &QPushButton::clicked, this, &CUpgradeDialog::onCloseBtnClicked);
 
@@ -369,11 +338,11 @@ void CUpgradeDialog::initTray()
 {
     auto *menu = new QMenu(this);
     QAction *open = menu->addAction(QStringLiteral("打开"));
-    QAction *quit = menu->addAction(QIcon(QStringLiteral(":/images/images/quit.svg")), QStringLiteral("退出"));
+    QAction *quit = menu->addAction(QIcon(look::icon::Quit), QStringLiteral("退出"));
     connect(open, &QAction::triggered, this, &CUpgradeDialog::onOpenTriggered);
     connect(quit, &QAction::triggered, this, &CUpgradeDialog::onCloseBtnClicked);
 
-    m_tray = new QSystemTrayIcon(QIcon(upgradeLogo()), this);
+    m_tray = new QSystemTrayIcon(QIcon(look::icon::Upgrade), this);
     m_tray->setToolTip(QStringLiteral("在线升级"));
     m_tray->setContextMenu(menu);
     connect(m_tray, &QSystemTrayIcon::activated, this, &CUpgradeDialog::onActivated);

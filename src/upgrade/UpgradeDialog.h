@@ -1,6 +1,5 @@
 #pragma once
-#include "widgets/WindowDrag.h"
-#include <QDialog>
+#include "widgets/ToolDialog.h"
 #include <QSystemTrayIcon>
 
 class QStackedWidget;
@@ -16,7 +15,7 @@ class CUpgradeDataRefresher;
 
 /// The online-upgrade window: the running downloads and installations. One per process, shown again for every request;
 /// minimised it is reached through its tray icon. GUI thread.
-class CUpgradeDialog final : public QDialog
+class CUpgradeDialog final : public tarn::visualized::ToolDialog
 {
     Q_OBJECT
 public:
@@ -33,9 +32,6 @@ public slots:
     void onClose();           ///< stops every task and the polling, hides the window and its tray icon
 
 protected:
-    void mousePressEvent(QMouseEvent *event) override;
-    void mouseMoveEvent(QMouseEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
     bool focusNextPrevChild(bool next) override;
@@ -56,7 +52,6 @@ private:
     void closeByUser();
     void startWork();
     void dismissBoxes();
-    void showAgain();
 
     upgrade::controls::CUpgradeTableWidget *m_table = nullptr;
     upgrade::operate::CUpgradeDataRefresher *m_refresher = nullptr;
@@ -66,7 +61,6 @@ private:
     QSystemTrayIcon *m_tray = nullptr;
     TitleButton *m_minimiseButton = nullptr;
     TitleButton *m_closeButton = nullptr;
-    WindowDrag m_drag{this};
     bool m_working = false; ///< between showUpgradeDialog() and onClose()
     bool m_closedByUser = false;
     bool m_askingToClose = false;

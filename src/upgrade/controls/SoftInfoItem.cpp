@@ -2,12 +2,14 @@
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
-#include "widgets/MessageText.h"
+#include "widgets/ShownText.h"
 #include <QEvent>
 #include <QFileIconProvider>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+
+using namespace tarn::visualized;
 
 namespace upgrade::controls {
 
@@ -16,7 +18,6 @@ namespace {
 constexpr int IconSide = 32;
 constexpr int IconColumn = 48;
 constexpr int NameWidth = 400;
-constexpr int MeasuredLength = 1000; // more than the button shows; measuring a huge name takes long
 // Look
 QString cellSheet()
 {
@@ -34,7 +35,7 @@ QPixmap fileIcon(const QString &path, const QWidget *w)
 
 QString versionText(const QVariantMap &info)
 {
-    return QStringLiteral("当前版本：%1").arg(messagetext::brief(info.value(row::SoftVersion).toString()));
+    return QStringLiteral("当前版本：%1").arg(text::brief(info.value(row::SoftVersion).toString()));
 }
 
 QLabel *versionLabel(const QVariantMap &info, QWidget *parent)
@@ -54,7 +55,7 @@ CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent)
 
 QString CSoftInfoItem::spokenText() const
 {
-    return messagetext::brief(m_info.value(row::CtrlSoftName).toString()) + QStringLiteral("，") + versionText(m_info);
+    return text::brief(m_info.value(row::CtrlSoftName).toString()) + QStringLiteral("，") + versionText(m_info);
 }
 
 void CSoftInfoItem::ensureBuilt()
@@ -89,7 +90,7 @@ QWidget *CSoftInfoItem::InitLeftWidget()
 
 QWidget *CSoftInfoItem::InitRightWidget()
 {
-    const QString name = messagetext::brief(m_info.value(row::CtrlSoftName).toString());
+    const QString name = text::brief(m_info.value(row::CtrlSoftName).toString());
     auto *right = new QWidget(this);
     m_name = new QPushButton(right);
     m_name->setObjectName(QStringLiteral("softName"));
@@ -100,7 +101,7 @@ QWidget *CSoftInfoItem::InitRightWidget()
     m_name->setMinimumWidth(1);
     m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the column is narrower, the name is elided in it
     m_name->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    m_name->setToolTip(ElideLabel::toolTipFor(name));
+    m_name->setToolTip(text::toolTip(name));
     m_name->setAccessibleName(name);
     m_name->setAccessibleDescription(name); // else the markup of the tool tip
     m_name->installEventFilter(this);
@@ -125,9 +126,9 @@ bool CSoftInfoItem::eventFilter(QObject *watched, QEvent *event)
 
 void CSoftInfoItem::elideName()
 {
-    const QString name = m_info.value(row::CtrlSoftName).toString().left(MeasuredLength).simplified();
     const int width = isVisible() ? m_name->width() : m_name->maximumWidth();
-    QString shown = m_name->fontMetrics().elidedText(name, Qt::ElideRight, width);
+    QString shown =
+        text::elided(text::brief(m_info.value(row::CtrlSoftName).toString()).simplified(), m_name->font(), width);
     m_name->setText(shown.replace(QLatin1Char('&'), QStringLiteral("&&")));
 }
 

@@ -9,6 +9,7 @@
 #include "widgets/Look.h"
 #include "widgets/MessageText.h"
 #include "widgets/QuestionMessageBox.h"
+#include "widgets/ShownText.h"
 #include "widgets/Toolkit.h"
 #include <QBoxLayout>
 #include <QPointer>
@@ -17,13 +18,13 @@
 #include <algorithm>
 
 using namespace ServiceVisualized;
+using namespace tarn::visualized;
 
 namespace upgrade::controls {
 
 namespace {
 namespace key = tarn::upgrade::key;
 namespace state = tarn::upgrade::state;
-namespace code = tarn::upgrade::code;
 
 // Metrics (design pixels at 96 DPI)
 constexpr int BarHeight = 12;
@@ -45,7 +46,7 @@ QString cellSheet(const QWidget *w)
 
 QIcon cancelIcon()
 {
-    return QIcon(QStringLiteral(":/images/images/cancel.svg"));
+    return QIcon(look::icon::Cancel);
 }
 } // namespace
 
@@ -59,7 +60,7 @@ QString CUpgradeProgress::spokenText() const
 {
     if (m_status == state::Downloaded)
         return QStringLiteral("100%");
-    return messagetext::brief(m_downloadCtrl.value(row::DownloadTip).toString()) + QStringLiteral("，") +
+    return text::brief(m_downloadCtrl.value(row::DownloadTip).toString()) + QStringLiteral("，") +
            m_downloadCtrl.value(row::DownloadPercent).toString();
 }
 
@@ -120,7 +121,7 @@ void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &d
     const QVariantMap reported = downloadCtrl.value(row::InstallParam).toMap();
     const QVariantMap parts = reported.isEmpty() ? m_installParam : reported;
     showFinished();
-    if (!CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant()) {
+    if (!service::upgrade()) {
         VT_LOG(critical) << QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败");
         return;
     }
@@ -128,23 +129,13 @@ void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &d
         return;
     repaint(); // the call below keeps the window from painting until it is over
 
-    // Asked for again: the question's event loop may have outlived the first one.
-    IUpgradeServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant();
-    if (!assistant)
-        return;
-    const auto input = assistant->CreateInputParam();
-    const auto output = assistant->CreateOutputParam();
-    input->SetValue(key::SoftwareName, name);
-    input->SetValue(key::WaitForFinished, true);
-    for (auto part = parts.cbegin(); part != parts.cend(); ++part)
-        input->SetValue(part.key(), part.value());
-    input->SetValue(key::Restart, true);
-    assistant->InstallSoftware(input, output);
-    if (output->GetRetCode() == code::Ok)
-        VT_LOG(info) << QStringLiteral("调用软件安装接口成功。");
-    else
-        VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【安装岚川软件】调用安装软件接口"), false,
-                                              output->GetRetCode(), output->GetError());
+    QVariantMap request = parts;
+    request.insert(key::SoftwareName, name);
+    request.insert(key::WaitForFinished, true);
+    request.insert(key::Restart, true);
+    const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::InstallSoftware, request);
+    VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【安装岚川软件】调用安装软件接口"),
+                   QStringLiteral("调用软件安装接口成功。"));
 }
 
 void CUpgradeProgress::dealWithInstalling(const QMap<QString, QVariant> &downloadCtrl)
@@ -180,22 +171,13 @@ void CUpgradeProgress::cancelDownloadTask()
         VT_LOG(critical) << QStringLiteral("【取消下载】：获取软件名称失败。");
         return;
     }
-    IUpgradeServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant();
-    if (!assistant) {
+    const auto outcome =
+        call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {{key::SoftwareName, m_softName}});
+    if (!outcome.called())
         VT_LOG(critical) << QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。");
-        return;
-    }
-    const auto input = assistant->CreateInputParam();
-    const auto output = assistant->CreateOutputParam();
-    input->SetValue(key::SoftwareName, m_softName);
-    assistant->StopUpgrade(input, output);
-    if (output->GetRetCode() != code::Ok) {
-        VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【取消下载】调用停止升级接口"), false,
-                                              output->GetRetCode(), output->GetError());
-        return;
-    }
-    VT_LOG(info) << QStringLiteral("调用忽略升级接口成功。");
-    if (m_bar)
+    VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【取消下载】调用停止升级接口"),
+                   QStringLiteral("调用忽略升级接口成功。"));
+    if (outcome.accepted() && m_bar)
         showBar(100, 0);
 }
 
@@ -241,7 +223,7 @@ void CUpgradeProgress::initBottomWidget(QWidget *bottom)
 {
     m_bar = new QProgressBar(bottom);
     m_bar->setObjectName(QStringLiteral("downloadBar"));
-    m_bar->setAccessibleName(messagetext::brief(m_softName));
+    m_bar->setAccessibleName(text::brief(m_softName));
     m_bar->setRange(0, 100);
     m_bar->setTextVisible(false);
     m_bar->setFixedHeight(look::scaled(BarHeight, this));
@@ -259,7 +241,7 @@ QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
     auto *button = new QPushButton(parent);
     button->setObjectName(QStringLiteral("cancelDownload"));
     button->setAccessibleName(QStringLiteral("取消升级"));
-    button->setAccessibleDescription(messagetext::brief(m_softName)); // every row has this button
+    button->setAccessibleDescription(text::brief(m_softName)); // every row has this button
     button->setToolTip(QStringLiteral("取消升级"));
     button->setFlat(true);
     button->setAutoDefault(false);
@@ -331,12 +313,12 @@ bool CUpgradeProgress::waitForProgramEnd()
 {
     const QPointer<CUpgradeProgress> self(this);
     const QString path = m_programPath;
-    const QString name = messagetext::literal(messagetext::brief(m_softName));
-    const QString text = QStringLiteral("安装前请先关闭“%1”%2").arg(name, QStringLiteral("，再点击重试！"));
+    const QString name = messagetext::literal(text::brief(m_softName));
+    const QString question = QStringLiteral("安装前请先关闭“%1”%2").arg(name, QStringLiteral("，再点击重试！"));
     while (CToolkit::isProgramRunning(path)) {
         m_asking = true; // the refreshes go on meanwhile and must not pile up questions
         const int answer =
-            CQuestionMessageBox(QStringLiteral("提示"), text, this, QStringLiteral("重试"), QStringLiteral("取消"));
+            CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("重试"), QStringLiteral("取消"));
         if (!self)
             return false;
         m_asking = false;

@@ -18,6 +18,8 @@
 #include <QMouseEvent>
 #include <algorithm>
 
+using namespace tarn::visualized;
+
 namespace upgrade::controls {
 
 namespace {
@@ -311,18 +313,11 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
         VT_LOG(critical) << QStringLiteral("【取消下载】：获取软件名称失败。");
         return;
     }
-    IUpgradeServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant();
-    if (!assistant) {
+    const auto outcome =
+        call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {{tarn::upgrade::key::SoftwareName, name}});
+    if (!outcome.called())
         VT_LOG(critical) << QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。");
-        return;
-    }
-    const auto input = assistant->CreateInputParam();
-    const auto output = assistant->CreateOutputParam();
-    input->SetValue(tarn::upgrade::key::SoftwareName, name);
-    assistant->StopUpgrade(input, output);
-    if (output->GetRetCode() != tarn::upgrade::code::Ok)
-        VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【取消下载】调用停止升级接口"), false,
-                                              output->GetRetCode(), output->GetError());
+    VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【取消下载】调用停止升级接口"), QString());
 }
 
 void CUpgradeTableWidget::stopAllTask()

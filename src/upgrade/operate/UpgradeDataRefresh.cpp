@@ -6,13 +6,14 @@
 #include "upgrade/operate/RowKeys.h"
 #include <QTimer>
 
+using namespace tarn::visualized;
+
 namespace upgrade::operate {
 
 namespace {
 namespace key = tarn::upgrade::key;
 namespace state = tarn::upgrade::state;
 namespace item = tarn::upgrade::item;
-namespace code = tarn::upgrade::code;
 
 constexpr int PollInterval = 1000; // ms
 
@@ -148,27 +149,15 @@ void CUpgradeDataRefresher::onTimeout()
 QVariant CUpgradeDataRefresher::getUpgradeTasksInfos()
 {
     const QMutexLocker locker(&m_queryLock);
-    IUpgradeServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant();
-    if (!assistant) {
+    const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::QueryTaskInfos, {}, {key::TaskInfoList});
+    if (outcome.ending == ServiceOutcome::Ending::NoAssistant)
         VT_LOG(info) << QStringLiteral("getUpgradeTasksInfos：获取在线升级服务失败");
-        return QList<QVariant>();
-    }
-    const auto input = assistant->CreateInputParam();
-    const auto output = assistant->CreateOutputParam();
-    if (!output) {
+    if (outcome.ending == ServiceOutcome::Ending::NoArguments)
         VT_LOG(info) << QStringLiteral("pOutputParam为空");
-        return QList<QVariant>();
-    }
-    assistant->QueryTaskInfos(input, output);
-    const int result = output->GetRetCode();
-    if (result == code::Ok) {
-        VT_LOG(info) << QStringLiteral("调用忽略升级接口成功。");
-        return queryDataInfos(output->GetValue(key::TaskInfoList));
-    }
-    // The sentence names the check-update prompt and its ignore call; that is deliberate and kept.
-    VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【检测升级窗口】调用忽略升级接口"), code::isTransport(result),
-                                          result, output->GetError());
-    return QList<QVariant>();
+    // The sentences name the check-update prompt and its ignore call; that is deliberate and kept.
+    VT_LOG_OUTCOME(outcome, QStringLiteral("【检测升级窗口】调用忽略升级接口"),
+                   QStringLiteral("调用忽略升级接口成功。"));
+    return outcome.accepted() ? queryDataInfos(outcome.values.value(key::TaskInfoList)) : QList<QVariant>();
 }
 
 } // namespace upgrade::operate
