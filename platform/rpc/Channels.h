@@ -1,8 +1,11 @@
 #pragma once
 #include "rpc/Settings.h"
 #include "tarn/rpc/RpcError.h"
+#include <QElapsedTimer>
 #include <QMutex>
+#include <chrono>
 #include <grpcpp/channel.h>
+#include <grpcpp/completion_queue.h>
 #include <grpcpp/security/server_credentials.h>
 #include <map>
 #include <memory>
@@ -26,15 +29,37 @@ std::shared_ptr<grpc::ServerCredentials> tlsServerCredentials(QString *error);
 
 RpcError toError(const grpc::Status &status);
 
-/// Channels to the processes that are being called, one for each endpoint; the last user closes it.
-class ChannelCache
+/// A channel whose state can be asked without waiting. Thread-safe.
+class Connection
 {
 public:
-    std::shared_ptr<grpc::Channel> get(const QString &target, QString *error);
+    explicit Connection(std::shared_ptr<grpc::Channel> channel);
+    ~Connection(); ///< no copy of the channel exists any more
+
+    grpc::Channel &channel() { return *m_channel; }
+    std::shared_ptr<grpc::Channel> share() const { return m_channel; }
+    /// Connects. @return false when the peer cannot be reached or the deadline passes
+    bool open(std::chrono::system_clock::time_point deadline);
+    /// Whether the peer still holds its end, also when it was killed a moment ago.
+    bool isOpen();
+
+private:
+    std::shared_ptr<grpc::Channel> m_channel;
+    QMutex m_mutex; ///< guards what follows
+    grpc::CompletionQueue m_changes;
+    bool m_watched = false; ///< m_changes gets an event when the state leaves READY
+    QElapsedTimer m_lastUse;
+};
+
+/// Connections to the processes that are being called, one for each endpoint; the last user closes it.
+class ConnectionCache
+{
+public:
+    std::shared_ptr<Connection> get(const QString &target, QString *error);
 
 private:
     QMutex m_mutex;
-    std::map<QString, std::weak_ptr<grpc::Channel>> m_channels;
+    std::map<QString, std::weak_ptr<Connection>> m_connections;
 };
 
 } // namespace tarn::rpc

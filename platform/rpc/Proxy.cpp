@@ -11,28 +11,6 @@ namespace tarn::rpc {
 namespace {
 
 const std::string CallMethod = "/tarn.v1.Invoker/Call";
-constexpr int TrustedIdleMs = 50; // a connection used that shortly ago is taken to stand
-
-/// Nobody reads a connection between two calls: looks whether the peer has closed it meanwhile.
-bool stillStands(grpc::Channel &channel, bool trusted)
-{
-    if (channel.GetState(false) != GRPC_CHANNEL_READY)
-        return false;
-    return trusted || !channel.WaitForStateChange(GRPC_CHANNEL_READY, std::chrono::system_clock::now());
-}
-
-bool waitForConnection(grpc::Channel &channel, std::chrono::system_clock::time_point deadline)
-{
-    for (;;) {
-        const grpc_connectivity_state state = channel.GetState(true);
-        if (state == GRPC_CHANNEL_READY)
-            return true;
-        if (state == GRPC_CHANNEL_TRANSIENT_FAILURE || state == GRPC_CHANNEL_SHUTDOWN)
-            return false;
-        if (!channel.WaitForStateChange(state, deadline))
-            return false;
-    }
-}
 
 /// Answers that say for certain that the operation was not carried out.
 bool neverArrived(const grpc::Status &status)
@@ -115,9 +93,9 @@ RpcError Proxy::connect(Deadline deadline)
         return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
     {
         const QMutexLocker lock(&m_mutex);
-        if (m_channel && stillStands(*m_channel, m_lastUse.elapsed() < TrustedIdleMs))
+        if (m_connection && m_connection->isOpen())
             return {};
-        m_channel.reset();
+        m_connection.reset();
         RpcError error = openChannel(deadline);
         if (error.code == RpcError::None || !m_resolvable)
             return error;
@@ -136,40 +114,38 @@ RpcError Proxy::resolve(Deadline deadline)
     if (place.interfaceName != m_ref.interfaceName)
         return makeError(RpcError::NotFound, QStringLiteral("object \"%1\" has another interface now").arg(m_ref.tag));
     m_place = place;
-    m_channel.reset();
+    m_connection.reset();
     return openChannel(deadline);
 }
 
 RpcError Proxy::openChannel(Deadline deadline)
 {
     QString reason;
-    const auto channel = m_side->channels.get(m_place.endpoint, &reason);
-    if (!channel)
+    const auto connection = m_side->connections.get(m_place.endpoint, &reason);
+    if (!connection)
         return makeError(RpcError::NoConnection, reason);
-    if (!waitForConnection(*channel, deadline)) {
+    if (!connection->open(deadline)) {
         const bool late = std::chrono::system_clock::now() >= deadline;
         return makeError(late ? RpcError::Timeout : RpcError::NoConnection,
                          QStringLiteral("no connection to \"%1\" at %2").arg(m_place.tag, m_place.endpoint));
     }
-    m_channel = channel;
-    m_lastUse.start();
+    m_connection = connection;
     return {};
 }
 
 grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadline, CallResult *result)
 {
-    std::shared_ptr<grpc::Channel> channel;
+    std::shared_ptr<Connection> connection; // outlives the stub below
     Request request{m_ref.interfaceName, m_ref.tag, method, 0, input};
     {
         const QMutexLocker lock(&m_mutex);
-        channel = m_channel;
+        connection = m_connection;
         request.epoch = m_place.epoch;
-        m_lastUse.start();
     }
     QString error;
     grpc::ByteBuffer out;
     grpc::ByteBuffer in;
-    if (!channel)
+    if (!connection)
         return {grpc::StatusCode::UNAVAILABLE, "the connection was closed by another thread"};
     if (!toBytes<v1::CallRequest>(request, &out, &error))
         return {grpc::StatusCode::INVALID_ARGUMENT, error.toStdString()};
@@ -179,7 +155,7 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
         return grpc::Status::CANCELLED;
     const auto pending = qScopeGuard([&] { m_side->pending.remove(&context); });
     grpc::CompletionQueue queue;
-    grpc::GenericStub stub(channel);
+    grpc::GenericStub stub(connection->share());
     const auto reader = stub.PrepareUnaryCall(&context, CallMethod, out, &queue);
     grpc::Status status;
     void *tag = nullptr;
@@ -189,7 +165,7 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
     queue.Next(&tag, &ok);
     Response response;
     if (status.error_code() == grpc::StatusCode::UNAVAILABLE)
-        distrust(channel);
+        distrust(connection);
     if (!status.ok())
         return status;
     if (!fromBytes(in, &response, &error))
@@ -201,12 +177,12 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
     return grpc::Status::OK;
 }
 
-/// The next call looks for the object anew, however soon it comes.
-void Proxy::distrust(const std::shared_ptr<grpc::Channel> &channel)
+/// Makes the next call look the object up again, however soon it comes.
+void Proxy::distrust(const std::shared_ptr<Connection> &connection)
 {
     const QMutexLocker lock(&m_mutex);
-    if (m_channel == channel)
-        m_channel.reset();
+    if (m_connection == connection)
+        m_connection.reset();
 }
 
 } // namespace tarn::rpc

@@ -2,7 +2,6 @@
 #include "rpc/Channels.h"
 #include "rpc/HubLink.h"
 #include "tarn/rpc/RpcProxy.h"
-#include <QElapsedTimer>
 #include <atomic>
 #include <set>
 
@@ -28,13 +27,13 @@ private:
 struct ClientSide
 {
     HubLink hub;
-    ChannelCache channels;
+    ConnectionCache connections;
     PendingCalls pending; ///< open while the core is initialised
     std::atomic_int timeoutMs = limits::DefaultTimeoutMs;
 };
 
-/// A remote object. Finds its object again through the hub when its process was started anew; never sends a call twice
-/// that may have arrived.
+/// A remote object. Looks its object up again when the object's process was restarted; never sends a call twice that may
+/// have arrived.
 class Proxy final : public RpcProxy
 {
 public:
@@ -50,16 +49,15 @@ private:
     RpcError connect(Deadline deadline);
     RpcError resolve(Deadline deadline);
     RpcError openChannel(Deadline deadline);
-    void distrust(const std::shared_ptr<grpc::Channel> &channel);
+    void distrust(const std::shared_ptr<Connection> &connection);
     grpc::Status send(const QString &method, const Bag &input, Deadline deadline, CallResult *result);
 
     const std::shared_ptr<ClientSide> m_side;
     const ObjectRef m_ref; ///< as given; where the object lives now is m_place
     const bool m_resolvable;
-    QMutex m_mutex; ///< guards the three below
+    QMutex m_mutex; ///< guards the two below
     ObjectRef m_place;
-    std::shared_ptr<grpc::Channel> m_channel;
-    QElapsedTimer m_lastUse;
+    std::shared_ptr<Connection> m_connection;
 };
 
 } // namespace tarn::rpc
