@@ -267,8 +267,14 @@ bool Decoder::rect(QVariant *to)
             return skip(tag);
         }
     });
+    if (!read)
+        return false;
+    for (const int number : {x, y, width, height}) {
+        if (number < -limits::Coordinate || number > limits::Coordinate)
+            return fail(QStringLiteral("a rectangle is out of range"));
+    }
     *to = QRect(x, y, width, height);
-    return read;
+    return true;
 }
 
 bool Decoder::objectRef(QVariant *to)

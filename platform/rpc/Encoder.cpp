@@ -7,12 +7,17 @@
 namespace tarn::rpc {
 namespace {
 
-void encodeRect(const QRect &from, v1::Rect *to)
+bool encodeRect(const QRect &from, v1::Rect *to)
 {
+    for (const int edge : {from.left(), from.top(), from.right(), from.bottom()}) {
+        if (edge < -limits::Coordinate / 2 || edge > limits::Coordinate / 2)
+            return false; // the width of a larger one may not fit into an int
+    }
     to->set_x(from.x());
     to->set_y(from.y());
     to->set_width(from.width());
     to->set_height(from.height());
+    return true;
 }
 
 /// Only for strings that were checked or whose damage does not matter.
@@ -110,8 +115,8 @@ bool Encoder::value(const QVariant &from, v1::Value *to)
     case QMetaType::QVariantMap:
         return map(from.toMap(), to);
     case QMetaType::QRect:
-        encodeRect(from.toRect(), to->mutable_rect_value());
-        return true;
+        return encodeRect(from.toRect(), to->mutable_rect_value()) ||
+               fail(QStringLiteral("a rectangle is out of range"));
     default:
         return fail(QStringLiteral("values of type %1 cannot be sent").arg(QLatin1String(from.typeName())));
     }

@@ -6,6 +6,7 @@ namespace tarn::rpc::limits {
 constexpr int MessageBytes = 4 * 1024 * 1024; ///< one message, either way
 constexpr int Depth = 16;                     ///< nesting of lists and maps below a bag
 constexpr int Nodes = 65536;                  ///< values in one message
+constexpr int Coordinate = 1 << 29;           ///< numbers of a rectangle, so that sums of them fit into an int
 constexpr int QuotaBytes = 32 * 1024 * 1024;  ///< what all incoming messages of a process may hold together
 constexpr int HeldBytes = 16 * 1024 * 1024;   ///< requests and unread answers of a process, beyond it calls are refused
 constexpr int StreamsPerConnection = 256;     ///< calls that one connection may have open

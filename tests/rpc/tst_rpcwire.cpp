@@ -169,6 +169,13 @@ void tst_RpcWire::hostileBytes_data()
     QTest::newRow("65536 values") << echoWithBag(repeated(empty, 65536)) << QString();
     QTest::newRow("two million values") << echoWithBag(repeated(empty, 2000000)) << many;
     QTest::newRow("values inside one entry") << echoWithBag(field(1, repeated(field(2, ""), 1000000))) << QString();
+    const auto rect = [](const QByteArray &fields) {
+        return echoWithBag(bagValue(field(v1::Value::kRectValueFieldNumber, fields.toStdString())));
+    };
+    QTest::newRow("rectangle") << rect("\x18\x04\x20\x04") << QString();
+    QTest::newRow("width of -2^31") << rect("\x18\xff\xff\xff\xff\x0f") << QStringLiteral("out of range");
+    QTest::newRow("right edge beyond 2^31")
+        << rect("\x08\xfe\xff\xff\xff\x0f\x18\x04") << QStringLiteral("out of range");
     QTest::newRow("invalid text") << echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "\xff"))) << text;
     QTest::newRow("invalid method") << field(v1::CallRequest::kMethodFieldNumber, "\xff") << text;
     QTest::newRow("truncated") << good.substr(0, good.size() - 1) << damaged;
