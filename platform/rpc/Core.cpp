@@ -3,6 +3,7 @@
 #include "rpc/Log.h"
 #include "tarn/keys/HubKeys.h"
 #include <algorithm>
+#include <system_error>
 #include <thread>
 
 namespace tarn::rpc {
@@ -16,10 +17,15 @@ struct Rpc::Private::Server
     /// Waits for the calls that run, so not in one of them.
     static void dispose(Server *server)
     {
-        if (CallGate::insideCall())
-            std::thread([server] { delete server; }).detach();
-        else
+        if (!CallGate::insideCall()) {
             delete server;
+            return;
+        }
+        try {
+            std::thread([server] { delete server; }).detach();
+        } catch (const std::system_error &e) {
+            warn(QStringLiteral("an endpoint stays open, no thread can be started: %1").arg(QLatin1String(e.what())));
+        }
     }
 
     Endpoint endpoint;
@@ -97,6 +103,8 @@ RpcError Rpc::Private::add(AdapterState &adapter, Servant servant)
         }
     }
     RpcError error = publish();
+    if (error.code == RpcError::NoHub)
+        return {}; // registered as soon as there is a hub
     if (error.code == RpcError::InvalidArgument)
         remove(adapter, servant.tag);
     return error;
@@ -118,10 +126,7 @@ RpcError Rpc::Private::activate(AdapterState &adapter)
         adapter.active = true;
         adapter.gate->open();
     }
-    RpcError error = publish();
-    if (error.code == RpcError::InvalidArgument)
-        deactivate(adapter);
-    return error;
+    return publish(); // a taken tag leaves the adapter active: the lease asks for it again
 }
 
 RpcError Rpc::Private::deactivate(AdapterState &adapter)
@@ -187,8 +192,13 @@ RpcError Rpc::Private::openServer()
         warn(QStringLiteral("cannot serve: %1").arg(reason));
         return makeError(RpcError::Failed, reason);
     }
-    server->lease =
-        std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(), server->endpoint.epoch());
+    try {
+        server->lease =
+            std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(), server->endpoint.epoch());
+    } catch (const std::system_error &e) {
+        return makeError(RpcError::Failed,
+                         QStringLiteral("no thread can be started: %1").arg(QString::fromLocal8Bit(e.what())));
+    }
     m_server = server;
     return {};
 }

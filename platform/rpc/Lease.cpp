@@ -14,7 +14,7 @@ namespace tarn::rpc {
 using namespace std::chrono_literals;
 
 static constexpr auto RetryPause = 100ms;
-static constexpr auto TakenPause = 1s; // somebody else holds a tag: no hurry
+static constexpr auto TakenPause = 500ms; // another process holds a tag
 static constexpr auto AnswerTime = std::chrono::milliseconds(limits::HubTimeoutMs);
 
 /// One Register stream. Keeps itself alive until gRPC has done with it.
@@ -223,6 +223,8 @@ void Lease::settle(quint64 version, const RpcError &result)
     const QString text = QString::fromStdString(result.message);
     if (result.code != RpcError::None)
         warn(QStringLiteral("objects are not registered: %1").arg(text));
+    else
+        inform(QStringLiteral("objects are registered again"));
 }
 
 } // namespace tarn::rpc

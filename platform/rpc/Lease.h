@@ -27,7 +27,7 @@ public:
 
     void setHub(const Address &hub);
     /// Replaces the set of objects and waits for the hub's answer, at most two seconds.
-    /// @return NoHub: goes on trying; InvalidArgument: a tag is taken; the caller should ask for a smaller set
+    /// @return NoHub: no hub answers; InvalidArgument: another process holds a tag. The lease keeps trying in both cases
     RpcError set(const std::vector<Registered> &objects);
 
 private:

@@ -25,6 +25,11 @@ void trace(const QString &line)
         qCDebug(lcRpc).noquote() << line;
 }
 
+void inform(const QString &line)
+{
+    qCInfo(lcRpc).noquote() << line;
+}
+
 void warn(const QString &line)
 {
     qCWarning(lcRpc).noquote() << line;

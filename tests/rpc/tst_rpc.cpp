@@ -8,11 +8,25 @@
 #include <QThread>
 #include <QtTest>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <dlfcn.h>
 #include <memory>
+#include <pthread.h>
 #include <thread>
 
 using namespace tarn::rpc;
+
+static thread_local bool t_noThreads = false;
+
+/// Replaces the C library's: std::thread, which gives no attributes, finds the process at its limit of threads.
+extern "C" __attribute__((visibility("default"))) int
+pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *), void *argument) noexcept
+{
+    using Create = int (*)(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
+    static const auto create = reinterpret_cast<Create>(::dlsym(RTLD_NEXT, "pthread_create"));
+    return t_noThreads && !attributes ? EAGAIN : create(thread, attributes, start, argument);
+}
 
 namespace {
 
@@ -76,7 +90,10 @@ private slots:
     void initWithoutHubIsQuickAndCanBeRepeated();
     void deadlineEndsTheCallAndTellsTheServer();
     void peerKilledDuringACall();
-    void tagOfALivePeerIsRefused();
+    void tagOfALivePeerIsTakenOverAfterIt();
+    void restartedPeerIsFoundAfterARest();
+    void objectAddedWithoutHubIsKept();
+    void noThreadForTheLease();
     void frozenPeerLosesItsLease();
     void hubRestart_data();
     void hubRestart();
@@ -237,7 +254,7 @@ void tst_Rpc::peerKilledDuringACall()
     QCOMPARE(getRpcLastError().code, int(RpcError::NotFound));
 }
 
-void tst_Rpc::tagOfALivePeerIsRefused()
+void tst_Rpc::tagOfALivePeerIsTakenOverAfterIt()
 {
     auto peer = m_box->startPeer(QStringLiteral("a"));
     QVERIFY(peer);
@@ -247,9 +264,60 @@ void tst_Rpc::tagOfALivePeerIsRefused()
     QVERIFY(!adapter->active());
     QCOMPARE(lastError(), expected);
     QVERIFY(proxy(QStringLiteral("a"))->call(QStringLiteral("Pid"), {}).arrived()); // still the first
+    QVERIFY(!serve(*m_rpc, QStringLiteral("a"))); // a second adapter of this process neither
     peer = nullptr;
-    QTRY_VERIFY(adapter->active());
+    QElapsedTimer clock;
+    clock.start();
+    QTRY_VERIFY(proxy(QStringLiteral("a"))); // without another active()
+    QVERIFY2(clock.elapsed() < 1500, qPrintable(QString::number(clock.elapsed())));
     QVERIFY(proxy(QStringLiteral("a"))->call(Echo, {}).arrived());
+}
+
+/// Between two calls nothing of this process uses the connection: a call must not be lost on a closed one.
+void tst_Rpc::restartedPeerIsFoundAfterARest()
+{
+    auto peer = m_box->startPeer(QStringLiteral("a"));
+    const auto a = proxy(QStringLiteral("a"));
+    QVERIFY(peer && a);
+    const auto pid = [&] {
+        const CallResult result = a->call(QStringLiteral("Pid"), {});
+        return result.arrived() ? result.output.values.value(QStringLiteral("pid")).toLongLong() : 0;
+    };
+    for (int round = 0; round < 3; ++round) {
+        QCOMPARE(pid(), peer->processId());
+        peer = nullptr;
+        QTRY_VERIFY(!proxy(QStringLiteral("a")));
+        peer = m_box->startPeer(QStringLiteral("a"));
+        QVERIFY(peer);
+    }
+    QCOMPARE(pid(), peer->processId());
+}
+
+void tst_Rpc::objectAddedWithoutHubIsKept()
+{
+    const auto adapter = serve(*m_rpc, QStringLiteral("first"));
+    QVERIFY(adapter);
+    m_box->killHub();
+    const QSharedPointer<IInvocable> object(new LocalObject);
+    QVERIFY2(adapter->add(object, Interface, QStringLiteral("later")), qPrintable(lastError()));
+    QVERIFY(!adapter->add(object, Interface, QStringLiteral("later"))); // it is there
+    QVERIFY(m_box->startHub());
+    QTRY_VERIFY(proxy(QStringLiteral("later")));
+}
+
+void tst_Rpc::noThreadForTheLease()
+{
+    QVERIFY(serve(*m_rpc, QStringLiteral("before"))); // gRPC's own threads exist from here on
+    const auto adapter = m_rpc->createAdapter(QStringLiteral("x"));
+    const QSharedPointer<IInvocable> object(new LocalObject);
+    QVERIFY(adapter->add(object, Interface, QStringLiteral("x")));
+    t_noThreads = true;
+    const bool active = adapter->active();
+    t_noThreads = false;
+    QVERIFY(!active);
+    QCOMPARE(getRpcLastError().code, int(RpcError::Failed));
+    QVERIFY2(adapter->active(), qPrintable(lastError())); // with threads again
+    QVERIFY(proxy(QStringLiteral("x"))->call(Echo, {}).accepted);
 }
 
 void tst_Rpc::frozenPeerLosesItsLease()
