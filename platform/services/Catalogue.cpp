@@ -1,4 +1,5 @@
 #include "services/Catalogue.h"
+#include "services/Files.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -8,6 +9,8 @@
 #include <QUrl>
 #include <QVersionNumber>
 #include <algorithm>
+#include <cmath>
+#include <sodium.h>
 
 namespace tarn::services {
 
@@ -15,6 +18,7 @@ namespace {
 
 constexpr qint64 MaxCatalogue = 8 * 1024 * 1024; // bytes
 constexpr int MaxName = 256;                     // characters
+constexpr double MaxExact = 9007199254740992;    // 2^53: the integers of JSON are exact up to here
 
 // Takes values out of a JSON object and remembers the first mistake with its place.
 class Reader
@@ -45,14 +49,14 @@ public:
     {
         const QJsonValue value = json.take(key);
         if (!value.isArray() && !value.isUndefined())
-            fail(place + QLatin1Char('/') + key, QStringLiteral("an array is wanted"));
+            fail(place + QLatin1Char('/') + key, QStringLiteral("expected an array"));
         return value.toArray();
     }
 
     QJsonObject object(const QJsonValue &value, const QString &place)
     {
         if (!value.isObject())
-            fail(place, QStringLiteral("an object is wanted"));
+            fail(place, QStringLiteral("expected an object"));
         return value.toObject();
     }
 
@@ -67,7 +71,7 @@ private:
     {
         const QJsonValue value = json.take(key);
         if (!value.isString() && !value.isUndefined())
-            fail(place + QLatin1Char('/') + key, QStringLiteral("a string is wanted"));
+            fail(place + QLatin1Char('/') + key, QStringLiteral("expected a string"));
         return value.toString();
     }
 
@@ -75,7 +79,7 @@ private:
     {
         const QString value = text(json, key, place);
         if (value.isEmpty() || value.size() > MaxName)
-            fail(place + QLatin1Char('/') + key, QStringLiteral("1 to %1 characters are wanted").arg(MaxName));
+            fail(place + QLatin1Char('/') + key, QStringLiteral("expected 1 to %1 characters").arg(MaxName));
         return value;
     }
 
@@ -116,30 +120,64 @@ private:
     {
         const QString url = text(json, QStringLiteral("url"), place);
         if (url.isEmpty())
-            fail(place + QStringLiteral("/url"), QStringLiteral("an address is wanted"));
+            fail(place + QStringLiteral("/url"), QStringLiteral("expected an address"));
         item->url = QUrl::fromLocalFile(m_directory.absolutePath() + QLatin1Char('/')).resolved(QUrl(url)).toString();
-        item->size = static_cast<qint64>(json.value(QStringLiteral("size")).toDouble(-1));
-        if (item->size < 0)
-            fail(place + QStringLiteral("/size"), QStringLiteral("a number of bytes is wanted"));
+        const double size = json.value(QStringLiteral("size")).toDouble(-1);
+        if (size >= 1 && size <= MaxExact && std::floor(size) == size)
+            item->size = static_cast<qint64>(size);
+        else
+            fail(place + QStringLiteral("/size"), QStringLiteral("expected a number of bytes, 1 or more"));
         item->sha256 = text(json, QStringLiteral("sha256"), place).toLower();
         if (item->sha256.size() != 64)
-            fail(place + QStringLiteral("/sha256"), QStringLiteral("64 hexadecimal digits are wanted"));
+            fail(place + QStringLiteral("/sha256"), QStringLiteral("expected 64 hexadecimal digits"));
     }
 
     const QDir m_directory;
     QString m_error;
 };
 
-QString readJson(const QString &file, QJsonDocument *document)
+// Reads a regular file of limited size; anything else is an error.
+QString readFile(const QString &name, qint64 maxSize, QByteArray *bytes)
 {
-    const QFileInfo info(file);
-    if (!info.isFile() || info.size() > MaxCatalogue)
-        return QStringLiteral("%1 is no file of at most %2 bytes").arg(file, QString::number(MaxCatalogue));
-    QFile in(file);
-    if (!in.open(QIODevice::ReadOnly))
-        return QStringLiteral("%1: %2").arg(file, in.errorString());
+    QFile file;
+    const int descriptor = openRegular(QFileInfo(name).canonicalFilePath());
+    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+        return QStringLiteral("%1: %2").arg(name, systemError());
+    *bytes = file.read(maxSize + 1);
+    if (file.error() != QFileDevice::NoError)
+        return QStringLiteral("%1: %2").arg(name, file.errorString());
+    return bytes->size() > maxSize ? QStringLiteral("%1 has more than %2 bytes").arg(name, QString::number(maxSize))
+                                   : QString();
+}
+
+QString checkSignature(const QString &file, const QByteArray &bytes, const QString &publicKey)
+{
+    const QByteArray key = QByteArray::fromBase64(publicKey.toLatin1());
+    if (key.size() != int{crypto_sign_PUBLICKEYBYTES})
+        return QStringLiteral("the configured public key is no Ed25519 key: expected %1 bytes in base64")
+            .arg(crypto_sign_PUBLICKEYBYTES);
+    QByteArray signature;
+    const QString error = readFile(file + QStringLiteral(".sig"), crypto_sign_BYTES, &signature);
+    if (!error.isEmpty())
+        return QStringLiteral("the signature cannot be read: %1").arg(error);
+    const auto *const data = reinterpret_cast<const unsigned char *>(bytes.constData());
+    const bool isSigned = signature.size() == int{crypto_sign_BYTES} && sodium_init() >= 0 &&
+                          crypto_sign_verify_detached(reinterpret_cast<const unsigned char *>(signature.constData()),
+                                                      data, static_cast<unsigned long long>(bytes.size()),
+                                                      reinterpret_cast<const unsigned char *>(key.constData())) == 0;
+    return isSigned ? QString() : QStringLiteral("%1 is not signed with the configured key").arg(file);
+}
+
+QString readJson(const QString &file, const QString &publicKey, QJsonDocument *document)
+{
+    QByteArray bytes;
+    QString error = readFile(file, MaxCatalogue, &bytes);
+    if (error.isEmpty() && !publicKey.isEmpty())
+        error = checkSignature(file, bytes, publicKey);
+    if (!error.isEmpty())
+        return error;
     QJsonParseError wrong = {};
-    *document = QJsonDocument::fromJson(in.readAll(), &wrong);
+    *document = QJsonDocument::fromJson(bytes, &wrong);
     return wrong.error == QJsonParseError::NoError
                ? QString()
                : QStringLiteral("%1, byte %2: %3").arg(file, QString::number(wrong.offset), wrong.errorString());
@@ -157,10 +195,10 @@ const CatalogueItem *CatalogueProduct::patchFor(const QString &version) const
     return best;
 }
 
-QString readCatalogue(const QString &file, Catalogue *catalogue)
+QString readCatalogue(const QString &file, const QString &publicKey, Catalogue *catalogue)
 {
     QJsonDocument document;
-    const QString unreadable = readJson(file, &document);
+    const QString unreadable = readJson(file, publicKey, &document);
     if (!unreadable.isEmpty())
         return unreadable;
     Reader reader(file);

@@ -6,10 +6,11 @@
 
 namespace tarn::services {
 
-/// What the maker offers: a JSON file
+/// The products on offer: a JSON file
 ///     {"products": [{"name", "icon", "release": ITEM, "patches": [ITEM...], "plugins": [ITEM...]}]}
 /// with ITEM = {"name", "version", "date", "notes", "forced", "for", "package": {"url", "size", "sha256"}}. Paths are
-/// relative to the file. Only the names and versions are required; further keys travel on in the records.
+/// relative to the file. Names and versions are required, and all three keys of a package. Unknown keys are passed on
+/// in the records.
 struct CatalogueItem
 {
     QString name; ///< of the plug-in; the product's name where it is missing
@@ -18,10 +19,10 @@ struct CatalogueItem
     QString notesFile;  ///< absolute; empty without notes
     QString forVersion; ///< patches: version of the product that it is made for
     bool forced = false;
-    QString url; ///< absolute; empty without a package
-    qint64 size = 0;
+    QString url;     ///< absolute; empty without a package
+    qint64 size = 0; ///< bytes, 1 or more where there is a package
     QString sha256;
-    QVariantMap further; ///< keys that are not known here
+    QVariantMap further; ///< unknown keys
 };
 
 struct CatalogueProduct
@@ -39,8 +40,10 @@ struct CatalogueProduct
 
 using Catalogue = QList<CatalogueProduct>;
 
+/// @param publicKey Ed25519, base64: "<file>.sig" must hold the file's detached signature (64 bytes) by this key. Empty:
+///        the file is trusted as it is.
 /// @return what is wrong, naming the place (/products/3/release/version: ...); empty when all is well
-QString readCatalogue(const QString &file, Catalogue *catalogue);
+QString readCatalogue(const QString &file, const QString &publicKey, Catalogue *catalogue);
 
 /// Whether a version is higher than another; by number where both are dotted numbers.
 bool isNewer(const QString &offered, const QString &installed);

@@ -1,6 +1,6 @@
 #include "services/Database.h"
+#include "services/Files.h"
 #include "services/Log.h"
-#include <QDateTime>
 #include <QFile>
 #include <QSqlError>
 #include <fcntl.h>
@@ -41,7 +41,7 @@ QString Database::ensureOpen()
     if (m_db.isOpen() && !m_questioned)
         return {};
     QString error = openFile();
-    if (!error.isEmpty() && m_broken && moveAside())
+    if (!error.isEmpty() && m_broken && moveAside(error))
         error = openFile();
     if (error.isEmpty())
         return {};
@@ -119,17 +119,14 @@ QString Database::prepareSchema()
     });
 }
 
-bool Database::moveAside()
+bool Database::moveAside(const QString &reason)
 {
     closeFile();
-    const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss-zzz"));
-    const QString target = QStringLiteral("%1.broken-%2").arg(m_file, stamp);
-    if (!QFile::rename(m_file, target))
+    QString target;
+    if (!services::moveAside(m_file, reason, &target).isEmpty())
         return false;
     for (const QString &suffix : {QStringLiteral("-wal"), QStringLiteral("-shm")})
         QFile::rename(m_file + suffix, target + suffix);
-    qCCritical(servicesLog).noquote()
-        << QStringLiteral("%1 is broken; it was moved to %2 and a new one is made").arg(m_file, target);
     return true;
 }
 

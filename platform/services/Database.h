@@ -50,7 +50,7 @@ private:
     QString prepareSchema();
     QString control(const char *statement);
     void closeFile();
-    bool moveAside();
+    bool moveAside(const QString &reason);
 
     const QString m_file;
     const QStringList m_schema;

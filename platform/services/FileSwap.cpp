@@ -1,7 +1,8 @@
 #include "services/FileSwap.h"
+#include "services/Files.h"
 #include <QFile>
-#include <QSaveFile>
-#include <sys/stat.h>
+#include <algorithm>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -9,12 +10,19 @@ namespace tarn::services {
 
 namespace {
 
+constexpr qint64 MaxJournal = 256 * 1024 * 1024; // bytes
+
 QString shown(const fs::path &path)
 {
     return QString::fromStdString(path.string()).left(300);
 }
 
-bool isThere(const fs::path &path) // also a link that leads nowhere
+QString toText(const fs::path &path)
+{
+    return QFile::decodeName(QByteArray::fromStdString(path.string()));
+}
+
+bool isThere(const fs::path &path) // also a link to nothing
 {
     return fs::symlink_status(path).type() != fs::file_type::not_found;
 }
@@ -25,7 +33,21 @@ bool isInside(const fs::path &path, const fs::path &directory)
     return !relative.empty() && *relative.begin() != "..";
 }
 
-// Runs work, whose failures are exceptions of the file system.
+bool isPlainRelative(const fs::path &path)
+{
+    return !path.empty() && path.is_relative() && std::find(path.begin(), path.end(), "..") == path.end();
+}
+
+bool hasFiles(const fs::path &directory)
+{
+    if (!isThere(directory))
+        return false;
+    const fs::recursive_directory_iterator all(directory);
+    return std::any_of(begin(all), end(all),
+                       [](const fs::directory_entry &entry) { return !fs::is_directory(entry.symlink_status()); });
+}
+
+// Runs work, which reports failures as exceptions of the file system.
 template <class Work>
 QString guarded(Work work)
 {
@@ -38,15 +60,22 @@ QString guarded(Work work)
 
 } // namespace
 
+const char *const FileSwap::AreaName = ".tarn-upgrade";
+
 FileSwap::FileSwap(const QString &directory)
     : m_directory(QFile::encodeName(directory).toStdString())
-    , m_area(m_directory / ".tarn-upgrade")
+    , m_area(m_directory / AreaName)
 {
 }
 
 QString FileSwap::staging() const
 {
-    return QFile::decodeName(QByteArray::fromStdString((m_area / "new").string()));
+    return toText(m_area / "new");
+}
+
+QString FileSwap::journalFile() const
+{
+    return toText(m_area / "journal");
 }
 
 QString FileSwap::prepare()
@@ -66,20 +95,7 @@ QString FileSwap::checkStaged() const
     return guarded([this]() -> QString {
         const fs::path root = m_area / "new";
         for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root)) {
-            const fs::path relative = entry.path().lexically_relative(root);
-            const fs::file_status status = entry.symlink_status();
-            if (fs::is_symlink(status)) {
-                const fs::path target = (relative.parent_path() / fs::read_symlink(entry.path())).lexically_normal();
-                if (target.is_absolute() || (!target.empty() && *target.begin() == ".."))
-                    return QStringLiteral("a link leads out of the product's folder: %1").arg(shown(relative));
-            } else if (fs::is_regular_file(status) || fs::is_directory(status)) {
-                const auto ours = fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
-                                  fs::perms::others_read | fs::perms::others_exec;
-                fs::permissions(entry.path(), (status.permissions() & ours) | fs::perms::owner_write);
-            } else {
-                return QStringLiteral("neither a file nor a directory: %1").arg(shown(relative));
-            }
-            const QString error = checkTarget(relative, fs::is_directory(status));
+            const QString error = checkTarget(entry.path().lexically_relative(root), entry.symlink_status());
             if (!error.isEmpty())
                 return error;
         }
@@ -87,16 +103,16 @@ QString FileSwap::checkStaged() const
     });
 }
 
-// The product's folder may have links of its own.
-QString FileSwap::checkTarget(const Path &relative, bool isDirectory) const
+// A product may have links to its own directories. A staged link below such a link would not lead where its text says.
+QString FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) const
 {
-    if (*relative.begin() == ".tarn-upgrade")
-        return QStringLiteral("the name is reserved: %1").arg(shown(relative));
+    const fs::path root = fs::canonical(m_directory);
     const fs::path target = m_directory / relative;
     const fs::path parent = fs::weakly_canonical(target.parent_path());
-    if (parent != fs::canonical(m_directory) && !isInside(parent, fs::canonical(m_directory)))
+    const bool isDetour = parent != (root / relative).parent_path();
+    if (isDetour && (!isInside(parent, root) || isInside(parent, root / AreaName) || fs::is_symlink(staged)))
         return QStringLiteral("a link in the product's folder leads elsewhere: %1").arg(shown(relative));
-    if (isThere(target) && fs::is_directory(target) != isDirectory)
+    if (isThere(target) && fs::is_directory(target) != fs::is_directory(staged))
         return QStringLiteral("a file here and a directory there: %1").arg(shown(relative));
     return {};
 }
@@ -107,7 +123,7 @@ QVector<FileSwap::Entry> FileSwap::plan() const
     const fs::path root = m_area / "new";
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root)) {
         const fs::path relative = entry.path().lexically_relative(root);
-        const bool isDirectory = entry.is_directory() && !entry.is_symlink();
+        const bool isDirectory = fs::is_directory(entry.symlink_status());
         const bool there = isThere(m_directory / relative);
         if (isDirectory && there)
             continue;
@@ -118,20 +134,31 @@ QVector<FileSwap::Entry> FileSwap::plan() const
 
 QString FileSwap::apply()
 {
-    const QString error = guarded([this] {
-        const QVector<Entry> entries = plan();
-        writeJournal(entries);
-        for (const Entry &entry : entries)
-            swap(entry);
-        fs::remove(m_area / "journal"); // from here on it is done
-        return QString();
-    });
-    if (error.isEmpty()) {
-        discard();
-        return error;
-    }
+    const QString error = guarded([this] { return swapAll(plan()); });
+    if (error.isEmpty())
+        return {};
     const QString worse = rollBack();
     return worse.isEmpty() ? error : QStringLiteral("%1; rolling back: %2").arg(error, worse);
+}
+
+// The new files are on the disk before the journal, the journal before the first rename, and all renames before the
+// journal is removed. The old copies are deleted last.
+QString FileSwap::swapAll(const QVector<Entry> &entries) const
+{
+    if (!syncFileSystem(staging()))
+        return QStringLiteral("%1: %2").arg(staging(), systemError());
+    const QString error = writeJournal(entries);
+    if (!error.isEmpty())
+        return error;
+    for (const Entry &entry : entries)
+        swap(entry);
+    if (!syncFileSystem(staging()))
+        return QStringLiteral("%1: %2").arg(staging(), systemError());
+    fs::remove(m_area / "journal");
+    std::error_code ignored; // what is left is removed before the next swap
+    if (syncToDisk(toText(m_area)))
+        fs::remove_all(m_area, ignored);
+    return {};
 }
 
 void FileSwap::swap(const Entry &entry) const
@@ -152,15 +179,25 @@ void FileSwap::swap(const Entry &entry) const
 
 QString FileSwap::rollBack()
 {
-    return guarded([this] {
-        const QVector<Entry> entries = readJournal();
-        for (auto entry = entries.crbegin(); entry != entries.crend(); ++entry)
-            undo(*entry);
+    return guarded([this]() -> QString {
+        if (!isThere(m_area))
+            return {};
+        const bool wasSwapping = isThere(m_area / "journal");
+        QVector<Entry> entries;
+        const QString error = readJournal(&entries);
+        if (!error.isEmpty())
+            return error;
+        std::for_each(entries.crbegin(), entries.crend(), [this](const Entry &entry) { undo(entry); });
+        if (wasSwapping && hasFiles(m_area / "old"))
+            return QStringLiteral("%1 still holds old files that could not be restored").arg(toText(m_area / "old"));
+        if (wasSwapping && !syncFileSystem(toText(m_area)))
+            return QStringLiteral("%1: %2").arg(toText(m_area), systemError());
         fs::remove_all(m_area);
-        return QString();
+        return {};
     });
 }
 
+// Each step may have been done or not; doing it twice changes nothing.
 void FileSwap::undo(const Entry &entry) const
 {
     const fs::path target = m_directory / entry.path;
@@ -175,35 +212,38 @@ void FileSwap::undo(const Entry &entry) const
     }
 }
 
-void FileSwap::discard()
-{
-    std::error_code ignored;
-    fs::remove_all(m_area, ignored);
-}
-
-// On the disk before the first file is touched: kind, path and a zero byte for each entry.
-void FileSwap::writeJournal(const QVector<Entry> &entries) const
+// Kind, path and a zero byte for each entry; at the end 'E' and the number of entries.
+QString FileSwap::writeJournal(const QVector<Entry> &entries) const
 {
     QByteArray text;
     for (const Entry &entry : entries)
         text += entry.kind + QByteArray::fromStdString(entry.path) + '\0';
-    QSaveFile file(QFile::decodeName(QByteArray::fromStdString((m_area / "journal").string())));
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
-        throw fs::filesystem_error(file.errorString().toStdString(), m_area / "journal",
-                                   std::make_error_code(std::errc::io_error));
+    text += 'E' + QByteArray::number(entries.size()) + '\0';
+    const QString error = writeDurably(journalFile(), text);
+    QVector<Entry> written;
+    return error.isEmpty() ? readJournal(&written) : error;
 }
 
-QVector<FileSwap::Entry> FileSwap::readJournal() const
+// Reads nothing when there is no journal. A journal that is not complete or names a path outside is an error.
+QString FileSwap::readJournal(QVector<Entry> *entries) const
 {
-    QVector<Entry> entries;
-    QFile file(QFile::decodeName(QByteArray::fromStdString((m_area / "journal").string())));
-    if (!file.open(QIODevice::ReadOnly))
-        return entries;
-    for (const QByteArray &line : file.readAll().split('\0')) {
-        if (line.size() > 1)
-            entries.append({line.at(0), line.mid(1).toStdString()});
+    if (!isThere(m_area / "journal"))
+        return {};
+    const PrivateFile file = readPrivateFile(journalFile(), MaxJournal);
+    if (file.state != PrivateFile::Sound)
+        return QStringLiteral("%1: %2").arg(journalFile(), file.error);
+    QList<QByteArray> lines = file.bytes.split('\0');
+    const bool isClosed = lines.takeLast().isEmpty() && !lines.isEmpty();
+    const QByteArray end = isClosed ? lines.takeLast() : QByteArray();
+    bool isSound = isClosed && end == 'E' + QByteArray::number(lines.size());
+    for (const QByteArray &line : qAsConst(lines)) {
+        const Entry entry{line.isEmpty() ? '\0' : line.at(0), line.mid(1).toStdString()};
+        isSound = isSound && QByteArray("RND").contains(entry.kind) && isPlainRelative(entry.path);
+        entries->append(entry);
     }
-    return entries;
+    return isSound ? QString()
+                   : QStringLiteral("%1 is damaged: nothing is changed; the old files are beside it in \"old\"")
+                         .arg(journalFile());
 }
 
 } // namespace tarn::services

@@ -6,21 +6,24 @@
 
 namespace tarn::services {
 
-/// Replaces files of a directory by staged ones, all or none: also when the process dies in between, as the next one
-/// rolls back what a journal tells it. The work area is ".tarn-upgrade" in the directory itself, so that files are only
-/// renamed. The functions return what went wrong, empty when all is well.
+/// Replaces files of a product's directory by staged ones, all or none, also when the process or the machine stops in
+/// between: a journal on the disk lets the next process roll back. The work area ".tarn-upgrade" lies in the directory
+/// itself, so that files are renamed and never copied. One thread at a time. Functions with a text as their result
+/// return what went wrong, empty when all is well.
 class FileSwap
 {
 public:
+    /// The name of the work area, which no package may bring at any depth.
+    static const char *const AreaName;
+
     explicit FileSwap(const QString &directory);
 
-    QString staging() const; ///< files go here under their paths in the directory
-    QString prepare();       ///< makes an empty work area; rolls back first what was interrupted
-    /// Whether what is staged can be taken: files, directories and links that stay inside.
-    QString checkStaged() const;
-    QString apply(); ///< an error has been rolled back
+    QString staging() const;     ///< takes the new files under their paths in the directory
+    QString prepare();           ///< makes an empty work area; first rolls back an interrupted swap
+    QString checkStaged() const; ///< whether every staged path has a place inside the product's directory
+    QString apply();             ///< an error has been rolled back
+    /// Restores the old files and removes the work area. The area is kept when a file could not be restored.
     QString rollBack();
-    void discard(); ///< removes the work area
 
 private:
     struct Entry
@@ -30,10 +33,12 @@ private:
     };
     using Path = std::filesystem::path;
 
+    QString journalFile() const;
     QVector<Entry> plan() const;
-    QString checkTarget(const Path &relative, bool isDirectory) const;
-    void writeJournal(const QVector<Entry> &entries) const;
-    QVector<Entry> readJournal() const;
+    QString checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
+    QString swapAll(const QVector<Entry> &entries) const;
+    QString writeJournal(const QVector<Entry> &entries) const;
+    QString readJournal(QVector<Entry> *entries) const;
     void swap(const Entry &entry) const;
     void undo(const Entry &entry) const;
 

@@ -1,9 +1,13 @@
 #include "services/InstalledSoftware.h"
+#include "services/Files.h"
 #include "services/Log.h"
-#include <QDirIterator>
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSet>
 #include <QSettings>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace tarn::services {
 
@@ -11,8 +15,9 @@ namespace {
 
 constexpr qint64 MaxDescription = 1024 * 1024; // bytes
 constexpr int MaxPlugins = 1000;
+constexpr int MaxDepth = 16; // of directories
 
-// A value with commas comes as a list.
+// QSettings splits a value at its commas.
 QString text(const QSettings &settings, const QString &key)
 {
     return settings.value(key).toStringList().join(QLatin1Char(',')).trimmed();
@@ -49,30 +54,47 @@ InstalledSoftware readDescription(const QString &file)
     return software;
 }
 
+// Collects the products below a directory. A product's own directory is not searched: a package could bring a
+// description there that takes over the upgrades of another product.
+void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list, QSet<QString> *names)
+{
+    const QFileInfo file(directory.filePath(QStringLiteral("installation.ini")));
+    if (file.isFile() && !file.isSymLink() && file.size() <= MaxDescription) {
+        const InstalledSoftware software = readDescription(file.filePath());
+        const bool isProduct = !software.name.isEmpty() && !software.version.isEmpty();
+        if (isProduct && !names->contains(software.name)) {
+            names->insert(software.name);
+            *list << software;
+        } else {
+            qCInfo(servicesLog).noquote() << QStringLiteral("%1 describes no further product").arg(file.filePath());
+        }
+        if (isProduct)
+            return;
+    }
+    if (depth == 0)
+        return;
+    const QStringList folders = directory.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
+    for (const QString &folder : folders)
+        collect(QDir(directory.filePath(folder)), depth - 1, list, names);
+}
+
 } // namespace
 
 QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath)
 {
-    QStringList files;
-    QDirIterator it(appsPath, {QStringLiteral("installation.ini")}, QDir::Files, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        files << it.next();
-    files.sort();
     QList<InstalledSoftware> list;
     QSet<QString> names;
-    for (const QString &file : qAsConst(files)) {
-        const QFileInfo info(file);
-        if (!info.isFile() || info.size() > MaxDescription)
-            continue;
-        const InstalledSoftware software = readDescription(file);
-        if (software.name.isEmpty() || software.version.isEmpty() || names.contains(software.name)) {
-            qCInfo(servicesLog).noquote() << QStringLiteral("%1 describes no product of its own").arg(file);
-            continue;
-        }
-        names.insert(software.name);
-        list << software;
-    }
+    collect(QDir(appsPath), MaxDepth, &list, &names);
     return list;
+}
+
+QString whyNotWritable(const InstalledSoftware &software)
+{
+    const QByteArray directory = QFile::encodeName(software.directory);
+    if (::faccessat(AT_FDCWD, directory.constData(), W_OK | X_OK, AT_EACCESS) == 0)
+        return {};
+    return QStringLiteral("%1 cannot be upgraded: its directory %2 is not writable: %3")
+        .arg(software.name, software.directory, systemError());
 }
 
 } // namespace tarn::services

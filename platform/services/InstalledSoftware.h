@@ -5,7 +5,7 @@
 
 namespace tarn::services {
 
-/// What an install description ("installation.ini", UTF-8) says about a product:
+/// A product as its install description ("installation.ini", UTF-8) describes it:
 ///     SoftwareName=..., Version=..., PatchVersion=..., SoftBytes=64, ExeName=bin/program
 ///     [Plugins] size=1, 1\Name=..., 1\Version=...
 struct InstalledSoftware
@@ -19,8 +19,11 @@ struct InstalledSoftware
     QMap<QString, QString> plugins; ///< name to version
 };
 
-/// Every product that is described below a directory; a description without name or version is left out with a log
-/// line, as is a second one of the same name.
+/// The products described below a directory, at most 16 levels deep and never inside another product. A description
+/// without name or version is left out with a log line, as is a second one of the same name.
 QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath);
+
+/// Why this user cannot exchange a product's files; empty when the product's directory is writable.
+QString whyNotWritable(const InstalledSoftware &software);
 
 } // namespace tarn::services

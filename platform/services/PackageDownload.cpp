@@ -1,6 +1,8 @@
 #include "services/PackageDownload.h"
+#include "services/Files.h"
 #include "services/Throttle.h"
 #include <QFileInfo>
+#include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <algorithm>
@@ -16,12 +18,21 @@ constexpr int FirstDelayMs = 250; // doubled with every attempt in vain
 constexpr int LongestDelayMs = 8000;
 constexpr qint64 Slice = 256 * 1024; // bytes read at once
 
+// Plain http only from this machine: an address elsewhere would tell others what is installed, and let them interfere.
+bool isAllowed(const QUrl &url)
+{
+    const QString host = url.host();
+    const bool isLocal = host == QLatin1String("localhost") || QHostAddress(host).isLoopback();
+    return url.isLocalFile() || url.scheme() == QLatin1String("https") ||
+           (url.scheme() == QLatin1String("http") && isLocal);
+}
+
 int statusOf(const QNetworkReply &reply)
 {
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); // 0 for a file
 }
 
-// What will be the same however often it is tried.
+// An error that another attempt would meet again.
 bool isFinal(const QNetworkReply &reply)
 {
     const int status = statusOf(reply);
@@ -31,7 +42,7 @@ bool isFinal(const QNetworkReply &reply)
     return status >= 400 && status < 500 && status != 408 && status != 416 && status != 429;
 }
 
-// The first byte of a partial answer, -1 when it does not say.
+// The first byte of a partial answer, -1 when the answer does not name it.
 qint64 firstByte(const QNetworkReply &reply)
 {
     const QByteArray range = reply.rawHeader("Content-Range").trimmed(); // bytes 100-199/200
@@ -51,7 +62,6 @@ PackageDownload::PackageDownload(PackageSource source, const QString &file, QNet
     , m_file(file)
     , m_network(network)
     , m_throttle(throttle)
-    , m_total(m_source.size)
 {
     m_idle.setSingleShot(true);
     m_idle.setInterval(IdleMs);
@@ -68,25 +78,27 @@ PackageDownload::~PackageDownload()
 
 void PackageDownload::start()
 {
-    const QString scheme = m_source.url.scheme();
-    if (scheme != QLatin1String("http") && scheme != QLatin1String("https") && scheme != QLatin1String("file"))
-        return end(QStringLiteral("addresses of this kind are not supported: %1").arg(m_source.url.toString()));
+    if (!isAllowed(m_source.url))
+        return end(QStringLiteral("address not supported, expected https or a local file: %1")
+                       .arg(m_source.url.toString().left(300)));
     if (m_source.url.isLocalFile() && !QFileInfo(m_source.url.toLocalFile()).isFile())
         return end(QStringLiteral("%1 is no file").arg(m_source.url.toLocalFile()));
     if (!m_file.open(QIODevice::ReadWrite))
         return end(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
-    const bool usable = m_source.size == 0 || m_file.size() <= m_source.size;
-    if (!usable && !startOver())
+    if (m_file.size() > m_source.size && !startOver())
         return;
+    const QString lack = lackOfSpace(QFileInfo(m_file).path(), m_source.size - m_file.size());
+    if (!lack.isEmpty())
+        return end(lack);
     hashSlice();
 }
 
-// What is there already goes into the checksum piece by piece, so that a big file holds up nothing else.
+// Hashes the part already downloaded, slice by slice: a big file does not block the thread.
 void PackageDownload::hashSlice()
 {
     const QByteArray slice = m_file.read(4 * Slice);
     if (slice.isEmpty()) {
-        if (m_source.size > 0 && m_received == m_source.size)
+        if (m_received == m_source.size)
             verify();
         else
             request();
@@ -100,7 +112,9 @@ void PackageDownload::hashSlice()
 void PackageDownload::request()
 {
     QNetworkRequest request(m_source.url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
+    const bool isSafe = m_source.url.scheme() == QLatin1String("https");
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, isSafe ? QNetworkRequest::NoLessSafeRedirectPolicy
+                                                                          : QNetworkRequest::SameOriginRedirectPolicy);
     request.setRawHeader("Accept-Encoding", "identity"); // sizes and ranges are those of the package
     if (m_received > 0 && !m_source.url.isLocalFile())
         request.setRawHeader("Range", "bytes=" + QByteArray::number(m_received) + '-');
@@ -155,16 +169,19 @@ bool PackageDownload::takeHeaders()
     }
     const qint64 length = m_reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
     m_announced = length > 0 ? m_received + length : 0;
-    if (m_source.size == 0)
-        m_total = m_announced;
     return true;
 }
 
 // False when the download has ended here.
 bool PackageDownload::store(const QByteArray &data)
 {
-    if (m_source.size > 0 && m_received + data.size() > m_source.size) {
+    if (m_received + data.size() > m_source.size) {
         end(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_source.size));
+        return false;
+    }
+    const QString lack = lackOfSpace(QFileInfo(m_file).path(), data.size());
+    if (!lack.isEmpty()) {
+        end(lack);
         return false;
     }
     if (m_file.write(data) != data.size() || !m_file.flush()) {
@@ -181,17 +198,17 @@ void PackageDownload::conclude()
     const QNetworkReply::NetworkError error = m_reply->error();
     const QString reason = m_reply->errorString();
     if (error == QNetworkReply::NoError && m_received < m_announced)
-        return tryAgain(QStringLiteral("the connection broke")); // which is no error to Qt
+        return tryAgain(QStringLiteral("the connection broke")); // Qt reports no error then
     if (error == QNetworkReply::NoError) {
         dropReply();
-        if (m_source.size > 0 && m_received < m_source.size)
+        if (m_received < m_source.size)
             return end(QStringLiteral("the server has %1 bytes instead of %2")
                            .arg(QString::number(m_received), QString::number(m_source.size)));
         return verify();
     }
     if (isFinal(*m_reply))
         return end(reason);
-    if (statusOf(*m_reply) == 416 && !startOver()) // what is here is no part of what is there
+    if (statusOf(*m_reply) == 416 && !startOver()) // the server's file does not contain the part already downloaded
         return;
     tryAgain(reason);
 }
@@ -221,7 +238,8 @@ void PackageDownload::verify()
 {
     const QString sum = QString::fromLatin1(m_hash.result().toHex());
     if (sum == m_source.sha256.toLower())
-        return end(QString());
+        return end(syncToDisk(m_file.fileName()) ? QString()
+                                                 : QStringLiteral("%1: %2").arg(m_file.fileName(), systemError()));
     m_file.remove();
     end(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_source.sha256));
 }

@@ -13,16 +13,17 @@ namespace tarn::services {
 
 class Throttle;
 
-/// Where a package comes from and what it must be.
+/// The address of a package, and the checksum and size that it must have.
 struct PackageSource
 {
-    QUrl url; ///< http, https or file
+    QUrl url; ///< https, file, or http of this machine
     QString sha256;
-    qint64 size = 0; ///< bytes; 0 if it is not known
+    qint64 size = 0; ///< bytes
 };
 
-/// Downloads one package into a file. What the file holds already is kept and only the rest is asked for; a broken
-/// connection is taken up again. One thread, which may be busy with other things in between.
+/// Downloads one package into a file, which is on the disk when finished() reports success. A part already downloaded is
+/// kept and only the rest requested; after a broken connection it continues. It stops before the reserve of free space is
+/// used up. One thread with an event loop.
 class PackageDownload final : public QObject
 {
     Q_OBJECT
@@ -30,9 +31,6 @@ public:
     PackageDownload(PackageSource source, const QString &file, QNetworkAccessManager *network, Throttle *throttle,
                     QObject *parent);
     ~PackageDownload() override;
-
-    qint64 received() const { return m_received; }
-    qint64 total() const { return m_total; } ///< 0 while it is not known
 
     void start();
 
@@ -59,11 +57,10 @@ private:
     Throttle *const m_throttle;
     QPointer<QNetworkReply> m_reply;
     QCryptographicHash m_hash{QCryptographicHash::Sha256};
-    QTimer m_idle;     ///< the server says nothing
+    QTimer m_idle;     ///< the server has sent nothing
     QTimer m_readSoon; ///< the bandwidth is used up for now
     qint64 m_received = 0;
-    qint64 m_total = 0;
-    qint64 m_announced = 0;      ///< where the running answer is to end, 0 if it does not say
+    qint64 m_announced = 0;      ///< the size that the running answer announces, 0 when it announces none
     qint64 m_receivedBefore = 0; ///< at the start of the running attempt
     int m_vainAttempts = 0;      ///< in a row
     bool m_headersTaken = false;

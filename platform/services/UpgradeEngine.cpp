@@ -1,4 +1,5 @@
 #include "services/UpgradeEngine.h"
+#include "services/Files.h"
 #include "services/InstalledSoftware.h"
 #include "services/Log.h"
 #include "services/PackageDownload.h"
@@ -16,9 +17,10 @@ namespace state = upgrade::state;
 
 namespace {
 
-constexpr int MaxDownloads = 4; // at once; the other tasks wait
+constexpr int MaxDownloads = 4;     // at once; the other tasks wait
+constexpr int StoreAgainMs = 10000; // after a state could not be stored
 
-// One name for one package: what was begun for another is never taken up.
+// One name for one package: a part of another package is never continued.
 QString packageName(const QString &product, const UpgradeItem &item)
 {
     const QString identity = QStringList{product, item.url, item.sha256, item.version}.join(QChar(0x1F));
@@ -33,9 +35,12 @@ UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings, std::functi
     , m_changed(std::move(changed))
     , m_throttle(m_settings.bandwidth)
 {
+    m_storeAgain.setSingleShot(true);
+    m_storeAgain.setInterval(StoreAgainMs);
+    connect(&m_storeAgain, &QTimer::timeout, this, &UpgradeEngine::storeUnstored);
 }
 
-// Running installations are undone by their own destructors, with the tasks as they stand.
+// The destructors of running installations undo them; the stored tasks stay as they are.
 UpgradeEngine::~UpgradeEngine() = default;
 
 void UpgradeEngine::resume()
@@ -67,6 +72,11 @@ void UpgradeEngine::takeUp(const UpgradeTask &task)
 
 QString UpgradeEngine::start(const UpgradeTask &task)
 {
+    storeUnstored();
+    for (const Unstored &waiting : qAsConst(m_unstored)) {
+        if (waiting.product == task.product)
+            return waiting.error;
+    }
     const QString error = m_store->start(task);
     scheduleSoon();
     return error;
@@ -80,7 +90,12 @@ QString UpgradeEngine::stop(const QString &product, bool *known)
     if (!*known || !task.isActive())
         return error;
     delete m_downloads.take(product);
-    const bool installing = m_installations.contains(product);
+    PackageInstaller *installer = m_installations.value(product);
+    const bool installing = installer != nullptr;
+    if (installing && installer->stop().isEmpty()) {
+        installEnded(product, QString()); // too late: the files were exchanged already
+        return {};
+    }
     delete m_installations.take(product); // the product is as it was
     setState(product, installing ? state::InstallFailed : state::Cancelled,
              installing ? QStringLiteral("the installation was cancelled") : QString());
@@ -133,19 +148,27 @@ QString UpgradeEngine::tasks(QList<UpgradeTask> *list)
 {
     const QString error = m_store->tasks(list);
     for (UpgradeTask &task : *list) {
-        const PackageDownload *download = m_downloads.value(task.product);
-        for (UpgradeItem &item : task.items) {
+        applyUnstored(&task);
+        for (UpgradeItem &item : task.items)
             item.received = receivedOf(task, item);
-            if (item.size == 0 && download)
-                item.size = download->total();
-        }
     }
     return error;
 }
 
 QString UpgradeEngine::taskOf(const QString &product, UpgradeTask *task)
 {
-    return m_store->task(product, task);
+    const QString error = m_store->task(product, task);
+    applyUnstored(task);
+    return error;
+}
+
+void UpgradeEngine::applyUnstored(UpgradeTask *task) const
+{
+    const auto unstored = m_unstored.constFind(task->id);
+    if (unstored == m_unstored.cend())
+        return;
+    task->state = unstored->state;
+    task->error = unstored->error;
 }
 
 void UpgradeEngine::scheduleSoon()
@@ -160,7 +183,7 @@ void UpgradeEngine::schedule()
 {
     m_scheduled = false;
     QList<UpgradeTask> list;
-    m_store->tasks(&list);
+    tasks(&list);
     for (const UpgradeTask &task : qAsConst(list)) {
         if (m_downloads.size() >= MaxDownloads)
             return;
@@ -186,7 +209,8 @@ void UpgradeEngine::beginDownload(const UpgradeTask &task)
                                          &m_network, &m_throttle, this);
     m_downloads.insert(product, download);
     connect(download, &PackageDownload::finished, this, [this, product, item](const QString &error) {
-        const bool kept = !error.isEmpty() || QFile::rename(partialFile(product, item), file(product, item));
+        const bool kept = !error.isEmpty() || (QFile::rename(partialFile(product, item), file(product, item)) &&
+                                               syncToDisk(m_settings.downloads));
         downloadEnded(product, kept ? error : QStringLiteral("%1 cannot be written").arg(file(product, item)));
     });
     QMetaObject::invokeMethod(download, &PackageDownload::start, Qt::QueuedConnection);
@@ -203,13 +227,39 @@ void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
     scheduleSoon(); // the next package of this product, or the next product
 }
 
+// A state that cannot be stored is kept in memory and stored later: the task must neither lie to callers nor start over
+// again and again while the disk is full.
 void UpgradeEngine::setState(const QString &product, int state, const QString &error)
 {
+    UpgradeTask task;
     bool known = false;
-    const QString failure = m_store->setState(product, state, error, &known);
-    if (!failure.isEmpty())
+    QString failure = m_store->task(product, &task);
+    if (failure.isEmpty())
+        failure = m_store->setState(product, state, error, &known);
+    if (failure.isEmpty()) {
+        m_unstored.remove(task.id);
+    } else {
         qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(product, failure);
+        const QString notice = QStringLiteral("the state cannot be stored: %1").arg(failure);
+        m_unstored.insert(task.id,
+                          {product, state, error, error.isEmpty() ? notice : error + QStringLiteral("; ") + notice});
+        m_storeAgain.start();
+    }
     m_changed();
+}
+
+void UpgradeEngine::storeUnstored()
+{
+    const QHash<qint64, Unstored> waiting = m_unstored;
+    for (auto it = waiting.cbegin(); it != waiting.cend(); ++it) {
+        UpgradeTask task;
+        if (!m_store->task(it->product, &task).isEmpty())
+            return m_storeAgain.start();
+        if (task.id == it.key())
+            setState(it->product, it->state, it->reason);
+        else
+            m_unstored.remove(it.key()); // another task has replaced it
+    }
 }
 
 int UpgradeEngine::firstMissing(const UpgradeTask &task) const
@@ -247,7 +297,7 @@ void UpgradeEngine::dropFiles(const UpgradeTask &task)
     }
 }
 
-// What belongs to no task that could still use it.
+// Removes files that no task can still use.
 void UpgradeEngine::dropForeignFiles()
 {
     QList<UpgradeTask> list;

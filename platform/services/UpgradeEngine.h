@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QNetworkAccessManager>
 #include <QObject>
+#include <QTimer>
 #include <functional>
 
 namespace tarn::services {
@@ -11,9 +12,9 @@ namespace tarn::services {
 class PackageDownload;
 class PackageInstaller;
 
-/// Carries the tasks out: downloads several at once, installs on request. What it has reached is in the store and in the
-/// files, so that the next process goes on from there. One thread, whose event loop runs. The functions return what went
-/// wrong, empty when all is well.
+/// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the files, so
+/// that the next process continues there. One thread with an event loop. Functions with a text as their result return
+/// what went wrong, empty when all is well.
 class UpgradeEngine final : public QObject
 {
     Q_OBJECT
@@ -53,6 +54,17 @@ private:
     qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item) const;
     QString partialFile(const QString &product, const UpgradeItem &item) const; ///< of what has arrived
     QString directoryOf(const QString &product) const;                          ///< empty when it is not installed
+    void applyUnstored(UpgradeTask *task) const;
+    void storeUnstored();
+
+    /// A task's state that is not in the store, for want of room or the like.
+    struct Unstored
+    {
+        QString product;
+        int state = 0;
+        QString reason; ///< to be stored
+        QString error;  ///< for callers: also says why the state is not stored
+    };
 
     UpgradeStore *const m_store;
     const Settings m_settings;
@@ -61,6 +73,8 @@ private:
     Throttle m_throttle;
     QHash<QString, PackageDownload *> m_downloads; ///< by product
     QHash<QString, PackageInstaller *> m_installations;
+    QHash<qint64, Unstored> m_unstored; ///< by the task's id
+    QTimer m_storeAgain;
     bool m_scheduled = false;
 };
 

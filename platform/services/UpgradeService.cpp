@@ -91,6 +91,7 @@ UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
     if (!QDir(paths.apps).exists())
         paths.apps = QStringLiteral("/opt/apps");
     paths.bandwidth = settings.value(QStringLiteral("upgrade/bandwidth")).toLongLong();
+    paths.publicKey = settings.value(QStringLiteral("upgrade/public_key")).toString().trimmed();
     return paths;
 }
 
@@ -157,7 +158,7 @@ QString UpgradeService::engine(const std::function<QString(UpgradeEngine &)> &wo
 QString UpgradeService::findUpdates(bool withIgnored, QVariantList *records)
 {
     Catalogue catalogue;
-    QString error = readCatalogue(m_paths.catalogue, &catalogue);
+    QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
     if (!error.isEmpty())
         return QStringLiteral("the catalogue cannot be used: %1").arg(error);
     QList<UpgradeStore::Ignored> ignores;
@@ -215,7 +216,7 @@ CallResult UpgradeService::startDownload(const Bag &input)
     if (!wrong.isEmpty())
         return refusedWith(code::InvalidArgs, wrong);
     Catalogue catalogue;
-    QString error = readCatalogue(m_paths.catalogue, &catalogue);
+    QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
     UpgradeTask task;
     if (error.isEmpty())
         error = makeTask(input.values, catalogue, readInstalledSoftware(m_paths.apps), &task);
@@ -307,7 +308,7 @@ CallResult UpgradeService::patchSilently(const Bag &input, const rpc::ICallConte
 QString UpgradeService::makePatchTask(const QString &product, InstalledSoftware *software, UpgradeTask *task) const
 {
     Catalogue catalogue;
-    const QString error = readCatalogue(m_paths.catalogue, &catalogue);
+    const QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
     if (!error.isEmpty())
         return QStringLiteral("the catalogue cannot be used: %1").arg(error);
     const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);

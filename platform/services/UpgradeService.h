@@ -20,10 +20,11 @@ struct UpgradePaths
     QString catalogue;    ///< JSON file
     QString apps;         ///< directory with the install descriptions
     qint64 bandwidth = 0; ///< bytes per second; 0 for no limit
+    QString publicKey{};  ///< of the catalogue's signature, base64; empty: unsigned catalogues are accepted
 
-    /// From "cfg.ini" beside the program: "upgrade/catalogue", "system/apps_path" and "upgrade/bandwidth"; without them
-    /// the layout that is installed, "System/share/tarn/catalogue/catalogue.json" and "apps", falling back to
-    /// "/opt/apps", and no limit.
+    /// From "cfg.ini" beside the program: "upgrade/catalogue", "system/apps_path", "upgrade/bandwidth" and
+    /// "upgrade/public_key"; without them the installed layout, "System/share/tarn/catalogue/catalogue.json" and "apps",
+    /// falling back to "/opt/apps", no limit and no signature.
     static UpgradePaths ofProgram(const QString &programDirectory);
 };
 

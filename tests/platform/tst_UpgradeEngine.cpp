@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <memory>
+#include <sys/stat.h>
 
 using namespace tarn::services;
 namespace state = tarn::upgrade::state;
@@ -27,7 +28,7 @@ QByteArray noise(int size)
 
 // One member of a tar archive, written by hand: what no honest tar would write.
 QByteArray member(const QByteArray &name, char type, const QByteArray &link = {}, const QByteArray &content = {},
-                  const QByteArray &mode = "0000644")
+                  const QByteArray &mode = "0000644", const QByteArray &size = {})
 {
     QByteArray header(512, '\0');
     const auto put = [&header](int at, const QByteArray &text) { header.replace(at, text.size(), text); };
@@ -35,7 +36,7 @@ QByteArray member(const QByteArray &name, char type, const QByteArray &link = {}
     put(100, mode);
     put(108, "0000000");
     put(116, "0000000");
-    put(124, QByteArray::number(content.size(), 8).rightJustified(11, '0'));
+    put(124, size.isEmpty() ? QByteArray::number(content.size(), 8).rightJustified(11, '0') : size.left(11));
     put(136, "00000000000");
     put(148, "        ");
     put(156, QByteArray(1, type));
@@ -77,8 +78,11 @@ private slots:
     void installsAllParts();
     void refusesHostileArchives_data();
     void refusesHostileArchives();
+    void keepsLinksAndModes();
+    void refusesAPackageThatChanged();
     void rollsBackWhenAFileCannotBeReplaced();
     void rollsBackAfterACrash();
+    void damagedJournalsDeleteNothing();
     void installationIsTakenUpAfterARestart();
 
 private:
@@ -201,6 +205,8 @@ void tst_UpgradeEngine::downloads_data()
         [](File &, UpgradeItem &i) { i.url = QStringLiteral("file:///dev/zero"); });
     row("other scheme", QStringLiteral("not supported"), 0,
         [](File &, UpgradeItem &i) { i.url = QStringLiteral("ftp://127.0.0.1/x"); });
+    row("not encrypted", QStringLiteral("expected https"), 0,
+        [](File &, UpgradeItem &i) { i.url = QStringLiteral("http://192.0.2.1/x"); });
 }
 
 void tst_UpgradeEngine::downloads()
@@ -294,36 +300,92 @@ void tst_UpgradeEngine::installsAllParts()
 
 void tst_UpgradeEngine::refusesHostileArchives_data()
 {
-    QTest::addColumn<QByteArray>("archive");
+    QTest::addColumn<QByteArrayList>("archives"); // of one task, unpacked in this order
     const QByteArray good = member("good", '0', {}, "good");
-    QTest::newRow("not an archive") << noise(5000);
-    QTest::newRow("cut off") << rawTar({good, member("big", '0', {}, noise(5000))}).left(3000);
-    QTest::newRow("parent") << rawTar({good, member("../evil", '0', {}, "evil")});
-    QTest::newRow("absolute") << rawTar({good, member("/tmp/tarn-evil", '0', {}, "evil")});
-    QTest::newRow("link out") << rawTar({good, member("link", '2', "../.."), member("link/evil", '0', {}, "evil")});
-    QTest::newRow("link to root") << rawTar({good, member("link", '2', "/etc/passwd")});
-    QTest::newRow("device") << rawTar({good, member("device", '3')});
-    QTest::newRow("file over directory") << rawTar({good, member("bin", '0', {}, "evil")});
-    QTest::newRow("through a link of the product") << rawTar({good, member("outside/evil", '0', {}, "evil")});
-    QTest::newRow("our work area") << rawTar({good, member(".tarn-upgrade/journal", '0', {}, "Nbin/program")});
+    const auto row = [](const char *name, const QByteArrayList &archives) { QTest::newRow(name) << archives; };
+    row("not an archive", {noise(5000)});
+    row("cut off", {rawTar({good, member("big", '0', {}, noise(5000))}).left(3000)});
+    row("parent", {rawTar({good, member("../evil", '0', {}, "evil")})});
+    row("absolute", {rawTar({good, member("/tmp/tarn-evil", '0', {}, "evil")})});
+    row("link out", {rawTar({good, member("link", '2', "../.."), member("link/evil", '0', {}, "evil")})});
+    row("link to root", {rawTar({good, member("link", '2', "/etc/passwd")})});
+    row("links that climb",
+        {rawTar({member("q", '2', "."), member("p", '2', "q/..")}), rawTar({member("p/evil", '0', {}, "evil")})});
+    row("link with a way up inside", {rawTar({member("d", '5'), member("p", '2', "d/..")})});
+    row("through a link of another package",
+        {rawTar({member("p", '2', "bin")}), rawTar({member("p/evil", '0', {}, "evil")})});
+    row("hard link out", {rawTar({good, member("link", '1', "../../installation.ini")})});
+    row("hard link to a file of the product", {rawTar({good, member("link", '1', "bin/program")})});
+    row("device", {rawTar({good, member("device", '3')})});
+    row("pipe", {rawTar({good, member("pipe", '6')})});
+    row("file over directory", {rawTar({good, member("bin", '0', {}, "evil")})});
+    row("through a link of the product", {rawTar({good, member("outside/evil", '0', {}, "evil")})});
+    row("link below a link of the product", {rawTar({good, member("a/b/inside/evil", '2', "../../../good")})});
+    row("our work area", {rawTar({good, member(".tarn-upgrade/journal", '0', {}, "Nbin/program")})});
+    row("our work area, nested", {rawTar({good, member("sub/.tarn-upgrade/journal", '0', {}, "Nx")})});
+    row("a description of another product",
+        {rawTar({good, member("sub/installation.ini", '0', {}, "[General]\nSoftwareName=other\nVersion=1\n")})});
+    row("more than the disk holds", {rawTar({good, member("big", '0', {}, {}, "0000644", "77777777777777")})});
 }
 
 void tst_UpgradeEngine::refusesHostileArchives()
 {
-    QFETCH(QByteArray, archive);
+    QFETCH(QByteArrayList, archives);
     QDir(m_folder->path()).mkdir(QStringLiteral("elsewhere"));
     QFile::link(m_folder->filePath(QStringLiteral("elsewhere")), m_product + QStringLiteral("/outside"));
-    QVERIFY(downloadAndInstall({package(QStringLiteral("m"), archive)}));
+    QDir(m_product).mkpath(QStringLiteral("a/b"));
+    QFile::link(m_product + QStringLiteral("/bin"), m_product + QStringLiteral("/a/b/inside"));
+    QList<UpgradeItem> items;
+    for (const QByteArray &archive : qAsConst(archives))
+        items << package(QStringLiteral("m%1").arg(items.size()), archive);
+    QVERIFY(downloadAndInstall(items));
     QCOMPARE(stateNow(), state::InstallFailed);
     QVERIFY(!now().error.isEmpty());
     QCOMPARE(QDir(m_product).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
-             (QStringList{QStringLiteral("bin"), QStringLiteral("installation.ini"), QStringLiteral("outside")}));
+             (QStringList{QStringLiteral("a"), QStringLiteral("bin"), QStringLiteral("installation.ini"),
+                          QStringLiteral("outside")}));
     QCOMPARE(content(QStringLiteral("bin/program")), QByteArray("old 1.0"));
     QCOMPARE(installed().version, QStringLiteral("1.0"));
     for (const QString &escaped :
          {m_folder->filePath(QStringLiteral("apps/evil")), m_folder->filePath(QStringLiteral("evil")),
-          m_folder->filePath(QStringLiteral("elsewhere/evil")), QStringLiteral("/tmp/tarn-evil")})
+          m_folder->filePath(QStringLiteral("elsewhere/evil")), QStringLiteral("/tmp/tarn-evil"),
+          m_product + QStringLiteral("/bin/evil")})
         QVERIFY2(!QFile::exists(escaped), qPrintable(escaped));
+}
+
+// Links that stay inside are part of honest packages.
+void tst_UpgradeEngine::keepsLinksAndModes()
+{
+    const QByteArray archive = rawTar({member("lib/x.so.1", '0', {}, "x"), member("lib/x.so", '2', "x.so.1"),
+                                       member("bin/tool", '1', "lib/x.so.1"), member("bin/up", '2', "../lib/x.so"),
+                                       member("bin/run", '0', {}, "run", "0006755"), member("late", '0', {}, "1"),
+                                       member("late", '0', {}, "2"), member("private", '5', {}, {}, "0000700")});
+    QVERIFY(downloadAndInstall({package(QStringLiteral("m"), archive)}));
+    QVERIFY2(stateNow() == state::Installed, qPrintable(now().error));
+    QCOMPARE(QFile::symLinkTarget(m_product + QStringLiteral("/lib/x.so")), m_product + QStringLiteral("/lib/x.so.1"));
+    QCOMPARE(content(QStringLiteral("bin/up")), QByteArray("x"));
+    QCOMPARE(content(QStringLiteral("bin/tool")), QByteArray("x"));
+    QCOMPARE(content(QStringLiteral("late")), QByteArray("2"));
+    struct stat info = {};
+    QCOMPARE(::stat(qPrintable(m_product + QStringLiteral("/bin/run")), &info), 0);
+    QCOMPARE(int(info.st_mode & 07777), 0755);
+    QCOMPARE(::stat(qPrintable(m_product + QStringLiteral("/private")), &info), 0);
+    QCOMPARE(int(info.st_mode & 07777), 0700);
+    QCOMPARE(::stat(qPrintable(m_product + QStringLiteral("/lib/x.so.1")), &info), 0);
+    QCOMPARE(int(info.st_mode & 07777), 0644);
+}
+
+void tst_UpgradeEngine::refusesAPackageThatChanged()
+{
+    const QByteArray good = rawTar({member("bin/program", '0', {}, "good")});
+    const QByteArray bad = rawTar({member("bin/program", '0', {}, "evil")});
+    m_engine->start(task({package(QStringLiteral("m"), good)}));
+    QTRY_COMPARE(stateNow(), state::Downloaded);
+    QVERIFY(packages::writeFile(m_folder->filePath(QStringLiteral("downloads/")) + leftFiles().value(0), bad));
+    m_engine->install(Product);
+    QTRY_COMPARE(stateNow(), state::InstallFailed);
+    QVERIFY2(now().error.contains(QStringLiteral("checksum")), qPrintable(now().error));
+    QCOMPARE(content(QStringLiteral("bin/program")), QByteArray("old 1.0"));
 }
 
 void tst_UpgradeEngine::rollsBackWhenAFileCannotBeReplaced()
@@ -341,7 +403,7 @@ void tst_UpgradeEngine::rollsBackWhenAFileCannotBeReplaced()
     QVERIFY(QFileInfo(m_product + QStringLiteral("/data/x/full")).isDir());
 }
 
-// The process dies between two files: what it left behind is told by its journal.
+// The process dies between two files: the journal tells the next one what it left behind.
 void tst_UpgradeEngine::rollsBackAfterACrash()
 {
     FileSwap swap(m_product);
@@ -351,11 +413,32 @@ void tst_UpgradeEngine::rollsBackAfterACrash()
     packages::writeFile(m_product + QStringLiteral("/bin/program"), "new");
     packages::writeFile(m_product + QStringLiteral("/lib/new"), "new"); // was made
     packages::writeFile(area + QStringLiteral("new/lib/later"), "new"); // was not reached
-    packages::writeFile(area + QStringLiteral("journal"), QByteArray("Rbin/program\0Dlib\0Nlib/new\0Nlib/later\0", 38));
+    const QByteArray journal("Rbin/program\0Dlib\0Nlib/new\0Nlib/later\0E4\0", 41);
+    packages::writeFile(area + QStringLiteral("journal"), journal);
+    QFile::setPermissions(area + QStringLiteral("journal"), QFile::ReadOwner | QFile::WriteOwner);
     QCOMPARE(FileSwap(m_product).rollBack(), QString());
     QCOMPARE(content(QStringLiteral("bin/program")), QByteArray("old 1.0"));
     QVERIFY(!QFile::exists(m_product + QStringLiteral("/lib")));
     QVERIFY(!QFile::exists(m_product + QStringLiteral("/.tarn-upgrade")));
+}
+
+// A journal that cannot be trusted costs neither the old files nor a file elsewhere.
+void tst_UpgradeEngine::damagedJournalsDeleteNothing()
+{
+    const QString victim = m_folder->filePath(QStringLiteral("victim"));
+    packages::writeFile(victim, "mine");
+    const QString area = m_product + QStringLiteral("/.tarn-upgrade/");
+    for (const QByteArray &journal :
+         {QByteArray(), QByteArray("Rbin/program\0", 13), QByteArray("Rbin/program\0E2\0", 16),
+          QByteArray("N../../victim\0E1\0", 17), QByteArray("N" + QFile::encodeName(victim) + '\0' + "E1" + '\0'),
+          QByteArray("Xbin/program\0E1\0", 16)}) {
+        packages::writeFile(area + QStringLiteral("old/bin/program"), "old");
+        packages::writeFile(area + QStringLiteral("journal"), journal);
+        QFile::setPermissions(area + QStringLiteral("journal"), QFile::ReadOwner | QFile::WriteOwner);
+        QVERIFY(!FileSwap(m_product).prepare().isEmpty());
+        QCOMPARE(content(QStringLiteral(".tarn-upgrade/old/bin/program")), QByteArray("old"));
+        QCOMPARE(packages::readFile(victim), QByteArray("mine"));
+    }
 }
 
 void tst_UpgradeEngine::installationIsTakenUpAfterARestart()

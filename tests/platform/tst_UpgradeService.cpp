@@ -4,6 +4,7 @@
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
 #include <QTest>
+#include <sodium.h>
 
 using namespace tarn;
 using rpc::Bag;
@@ -43,6 +44,7 @@ private slots:
     void refusesWhatIsWrong();
     void badCatalogues();
     void badDescriptions();
+    void unsignedCataloguesAreRefused();
 
 private:
     void start();
@@ -56,6 +58,7 @@ private:
     std::unique_ptr<UpgradeService> m_service;
     QList<QPair<QString, Bag>> m_shown;
     CallResult m_answer; // of the visualized service
+    QString m_publicKey; // of the catalogue; empty: none is configured
 };
 
 void TestUpgradeService::init()
@@ -81,7 +84,8 @@ void TestUpgradeService::init()
 void TestUpgradeService::start()
 {
     m_service.reset();
-    const services::UpgradePaths paths{m_directory->filePath("c/catalogue.json"), m_directory->filePath("apps")};
+    const services::UpgradePaths paths{m_directory->filePath("c/catalogue.json"), m_directory->filePath("apps"), 0,
+                                       m_publicKey};
     m_service = std::make_unique<UpgradeService>(m_directory->path(), paths, [this](const QString &op, const Bag &bag) {
         m_shown.append({op, bag});
         return m_answer;
@@ -222,19 +226,26 @@ void TestUpgradeService::refusesWhatIsWrong()
 
 void TestUpgradeService::badCatalogues()
 {
-    const auto error = [this](const char *json) {
+    const auto error = [this](const QByteArray &json) {
         packages::writeFile(m_directory->filePath("c/catalogue.json"), json);
         const CallResult result = call(wire::method::AnnounceUpdates);
         return result.accepted ? QString() : result.errorText;
     };
     QVERIFY(error("{").contains("byte 1"));
-    QVERIFY(error("[]").contains("an object is wanted"));
+    QVERIFY(error("[]").contains("expected an object"));
     QVERIFY(error(R"({"products":[{}]})").contains("/products/0/name"));
     QVERIFY(error(R"({"products":[{"name":"a","release":{"version":2}}]})").contains("/products/0/release/version"));
     QVERIFY(error(R"({"products":[{"name":"a","plugins":[7]}]})").contains("/products/0/plugins/0"));
     QVERIFY(error(R"({"products":[{"name":"a","release":{"version":"2",
             "package":{"url":"x","size":1,"sha256":"1"}}}]})")
                 .contains("/products/0/release/package/sha256"));
+    for (const QByteArray size :
+         {"", R"("size":0,)", R"("size":-1,)", R"("size":1.5,)", R"("size":1e30,)", R"("size":"9",)"}) {
+        const QByteArray package = "{" + size + R"("url":"x","sha256":")" + QByteArray(64, 'a') + "\"}";
+        QVERIFY2(error(R"({"products":[{"name":"a","release":{"version":"2","package":)" + package + "}}]}")
+                     .contains("/products/0/release/package/size"),
+                 size.constData());
+    }
     QVERIFY(m_shown.isEmpty());
     QVERIFY(QFile::remove(m_directory->filePath("c/catalogue.json")));
     QVERIFY(!call("CheckNewVersion").accepted);
@@ -247,7 +258,42 @@ void TestUpgradeService::badDescriptions()
     describe("c", "[General]\nSoftwareName=绘图\nVersion=0.1\n"); // found before the real one
     describe("d", "[General]\nSoftwareName=无版本\n[Plugins]\nsize=2000000000\n");
     QVERIFY(QDir().mkpath(m_directory->filePath("apps/e/installation.ini")));
+    // Inside a product: a package could bring it and take the upgrades of another product over.
+    describe("aaa", "[General]\nSoftwareName=别的\nVersion=1\n");
+    describe("aaa/sub", "[General]\nSoftwareName=排版\nVersion=0.1\n");
+    const auto installed = services::readInstalledSoftware(m_directory->filePath("apps"));
+    for (const services::InstalledSoftware &one : installed)
+        QVERIFY2(!one.directory.endsWith("/sub"), qPrintable(one.directory));
     QCOMPARE(offered(), (QStringList{"绘图", "排版"}));
+}
+
+void TestUpgradeService::unsignedCataloguesAreRefused()
+{
+    QByteArray key(crypto_sign_PUBLICKEYBYTES, '\0'), secret(crypto_sign_SECRETKEYBYTES, '\0');
+    QByteArray signature(crypto_sign_BYTES, '\0');
+    const auto bytes = [](QByteArray &array) { return reinterpret_cast<unsigned char *>(array.data()); };
+    QCOMPARE(crypto_sign_keypair(bytes(key), bytes(secret)), 0);
+    const QString file = m_directory->filePath("c/catalogue.json");
+    QByteArray catalogue = packages::readFile(file);
+    crypto_sign_detached(bytes(signature), nullptr, bytes(catalogue), catalogue.size(), bytes(secret));
+    m_publicKey = QString::fromLatin1(key.toBase64());
+    start();
+    const auto error = [&](const QByteArray &content) {
+        packages::writeFile(file + ".sig", content);
+        return call("CheckNewVersion").errorText;
+    };
+    QVERIFY(call("CheckNewVersion").errorText.contains("signature cannot be read"));
+    QCOMPARE(error(signature), QString());
+    for (const QByteArray &wrong :
+         {QByteArray(), QByteArray(64, '\0'), signature.left(63), signature + 'x', QByteArray(100000, 'x')})
+        QVERIFY(!error(wrong).isEmpty());
+    catalogue.replace("1.10", "6.66");
+    packages::writeFile(file, catalogue);
+    QVERIFY(error(signature).contains("not signed"));
+    m_publicKey = "bm8ga2V5"; // a damaged configuration does not turn the check off
+    start();
+    QVERIFY(error(signature).contains("public key"));
+    m_publicKey.clear();
 }
 
 QTEST_GUILESS_MAIN(TestUpgradeService)

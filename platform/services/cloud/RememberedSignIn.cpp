@@ -1,5 +1,5 @@
 #include "services/cloud/RememberedSignIn.h"
-#include "services/cloud/PrivateFile.h"
+#include "services/Files.h"
 #include <QDataStream>
 #include <QFile>
 #include <QSaveFile>

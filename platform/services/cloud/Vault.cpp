@@ -1,6 +1,6 @@
 #include "services/cloud/Vault.h"
+#include "services/Files.h"
 #include "services/Log.h"
-#include "services/cloud/PrivateFile.h"
 #include <sodium.h>
 
 namespace tarn::services {
@@ -60,7 +60,7 @@ void Vault::makeKey(const QString &file)
 {
     Secret master(KeySize);
     crypto_kdf_keygen(master.data());
-    m_error = writeNewPrivateFile(file, master.chars(), master.size());
+    m_error = writeDurably(file, QByteArray::fromRawData(master.chars(), master.size()));
     if (m_error.isEmpty())
         useKey(master);
 }

@@ -1,0 +1,39 @@
+#pragma once
+#include <QByteArray>
+#include <QString>
+
+/// Files that must survive a crash of the machine or keep other users out. Any thread. Functions with a text as their
+/// result return what went wrong, empty when all is well.
+namespace tarn::services {
+
+/// Bytes that downloads and installations leave free, so that the databases can always be written.
+constexpr qint64 SpaceReserve = 64 * 1024 * 1024;
+
+QString systemError(); ///< the text of errno
+
+/// Why this many more bytes would use up the reserve; empty when they would not.
+QString lackOfSpace(const QString &directory, qint64 bytes);
+
+bool syncToDisk(const QString &path);          ///< one file or directory; errno tells the reason
+bool syncFileSystem(const QString &directory); ///< everything on the directory's file system
+
+/// Replaces a file as a whole, readable for its owner alone; the new content and name are on the disk afterwards.
+QString writeDurably(const QString &file, const QByteArray &content);
+
+/// Renames a file to "<file>.broken-<time>", with a log line that gives the reason.
+QString moveAside(const QString &file, const QString &reason, QString *target = nullptr);
+
+/// A descriptor for reading a regular file; -1 with errno for anything else, links included. It never blocks.
+int openRegular(const QString &file);
+
+struct PrivateFile
+{
+    /// Bad: no regular file, open to other users or too large. Unreadable: it may be sound and must be left as it is.
+    enum State { Sound, Absent, Bad, Unreadable };
+    State state = Unreadable;
+    QByteArray bytes; ///< Sound
+    QString error;    ///< Bad, Unreadable
+};
+PrivateFile readPrivateFile(const QString &file, qint64 maxSize);
+
+} // namespace tarn::services

@@ -1,0 +1,315 @@
+#include "services/PackageUnpacker.h"
+#include "services/FileSwap.h"
+#include "services/Files.h"
+#include <QCryptographicHash>
+#include <QFile>
+#include <QScopeGuard>
+#include <algorithm>
+#include <archive.h>
+#include <archive_entry.h>
+#include <cerrno>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace tarn::services {
+
+namespace {
+
+constexpr qint64 MaxMembers = 1000000;
+constexpr size_t MaxLinks = 100000;
+constexpr size_t MaxPath = 4096; // bytes
+constexpr int BlockSize = 256 * 1024;
+constexpr mode_t UsualMode = 0755;
+
+// The package file as the library reads it.
+struct Source
+{
+    const int descriptor;
+    const std::atomic<bool> &stopping;
+    QByteArray block = QByteArray(BlockSize, '\0');
+    QCryptographicHash hash{QCryptographicHash::Sha256};
+
+    // The number of bytes in block, 0 at the end, -1 with errno.
+    ssize_t next()
+    {
+        if (stopping) {
+            errno = ECANCELED;
+            return -1;
+        }
+        ssize_t size = 0;
+        do
+            size = ::read(descriptor, block.data(), static_cast<size_t>(block.size()));
+        while (size < 0 && errno == EINTR);
+        if (size > 0)
+            hash.addData(block.constData(), static_cast<int>(size));
+        return size;
+    }
+};
+
+la_ssize_t readSource(archive *reader, void *context, const void **data)
+{
+    Source &source = *static_cast<Source *>(context);
+    const ssize_t size = source.next();
+    if (size < 0)
+        archive_set_error(reader, errno, "%s", qPrintable(systemError()));
+    *data = source.block.constData();
+    return size;
+}
+
+QString shown(const std::string &name)
+{
+    return QString::fromStdString(name).left(300);
+}
+
+QString badPackage(const char *problem, const std::string &name)
+{
+    return QStringLiteral("the package %1: %2").arg(QLatin1String(problem), shown(name));
+}
+
+QString failureOf(archive *reader)
+{
+    return QStringLiteral("the package cannot be unpacked: %1")
+        .arg(QString::fromLocal8Bit(archive_error_string(reader)).left(300));
+}
+
+QString failureAt(const fs::path &path)
+{
+    return QStringLiteral("%1: %2").arg(shown(path.string()), systemError());
+}
+
+// A path below the directory; without "." and empty parts. @return what is wrong with it
+QString cleanPath(const std::string &name, fs::path *path)
+{
+    if (name.size() > MaxPath || name.empty() || name.front() == '/')
+        return badPackage("has a path outside of its folder", name);
+    for (const fs::path &part : fs::path(name)) {
+        if (part == "..")
+            return badPackage("has a path outside of its folder", name);
+        if (part == FileSwap::AreaName)
+            return badPackage("uses a reserved name", name);
+        if (part != "." && !part.empty())
+            *path /= part;
+    }
+    return {};
+}
+
+// Ways up count from the link's own folder and come first: after a name they would start wherever that name leads.
+bool leadsOut(const fs::path &link, const fs::path &target)
+{
+    const fs::path folder = link.parent_path();
+    auto depth = std::distance(folder.begin(), folder.end());
+    bool hasName = false;
+    for (const fs::path &part : target) {
+        const bool isUp = part == "..";
+        if (isUp && (hasName || --depth < 0))
+            return true;
+        hasName = hasName || (!isUp && part != "." && !part.empty());
+    }
+    return target.is_absolute() || target.empty();
+}
+
+} // namespace
+
+PackageUnpacker::PackageUnpacker(const QString &directory, const std::atomic<bool> &stopping)
+    : m_directory(directory)
+    , m_root(QFile::encodeName(directory).toStdString())
+    , m_stopping(stopping)
+{
+}
+
+QString PackageUnpacker::unpack(const QString &package, qint64 size, const QString &sha256)
+{
+    const int descriptor = openRegular(package);
+    if (descriptor < 0)
+        return QStringLiteral("%1: %2").arg(package, systemError());
+    const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
+    struct stat info = {};
+    if (::fstat(descriptor, &info) != 0 || info.st_size != size)
+        return QStringLiteral("the package has %1 bytes instead of %2")
+            .arg(QString::number(info.st_size), QString::number(size));
+    Source source{descriptor, m_stopping};
+    const std::unique_ptr<archive, decltype(&archive_read_free)> reader(archive_read_new(), &archive_read_free);
+    archive_read_support_format_tar(reader.get());
+    for (const auto support : {&archive_read_support_filter_gzip, &archive_read_support_filter_bzip2,
+                               &archive_read_support_filter_xz, &archive_read_support_filter_zstd})
+        support(reader.get());
+    if (archive_read_open(reader.get(), &source, nullptr, &readSource, nullptr) != ARCHIVE_OK)
+        return failureOf(reader.get());
+    const QString error = readMembers(reader.get());
+    if (!error.isEmpty())
+        return error;
+    ssize_t left = 0; // what follows the archive belongs to the checksum
+    do
+        left = source.next();
+    while (left > 0);
+    const QString sum = QString::fromLatin1(source.hash.result().toHex());
+    if (left < 0)
+        return QStringLiteral("%1: %2").arg(package, systemError());
+    return sum == sha256.toLower() ? QString()
+                                   : QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, sha256);
+}
+
+QString PackageUnpacker::readMembers(archive *reader)
+{
+    while (true) {
+        archive_entry *entry = nullptr;
+        const int status = archive_read_next_header(reader, &entry);
+        if (status == ARCHIVE_EOF)
+            return {};
+        if (status < ARCHIVE_WARN)
+            return failureOf(reader);
+        const QString error = addMember(reader, entry);
+        if (!error.isEmpty())
+            return error;
+    }
+}
+
+QString PackageUnpacker::addMember(archive *reader, archive_entry *entry)
+{
+    const char *name = archive_entry_pathname(entry);
+    if (!name)
+        return QStringLiteral("the package has a member without a readable name");
+    if (++m_members > MaxMembers)
+        return QStringLiteral("the package has more than %1 members").arg(MaxMembers);
+    Path path;
+    const QString error = cleanPath(name, &path);
+    if (!error.isEmpty() || path.empty())
+        return error;
+    const char *const hardLink = archive_entry_hardlink(entry);
+    const auto type = archive_entry_filetype(entry);
+    if (path.filename() == "installation.ini") {
+        if (path.has_parent_path() || hardLink || type != AE_IFREG)
+            return badPackage("has an install description where there must be none", name);
+        return {}; // the installer writes the description
+    }
+    const mode_t mode = archive_entry_perm(entry) & UsualMode;
+    if (hardLink)
+        return addLink(path, {hardLink, true});
+    if (type == AE_IFLNK)
+        return addLink(path, {archive_entry_symlink(entry) ? archive_entry_symlink(entry) : "", false});
+    if (type == AE_IFDIR) {
+        const QString failure = makeDirectories(path);
+        const bool done = !failure.isEmpty() || ::chmod((m_root / path).c_str(), mode | S_IRWXU) == 0;
+        return done ? failure : failureAt(path);
+    }
+    if (type != AE_IFREG)
+        return badPackage("has a member that is neither a file nor a directory", name);
+    const QString lack = lackOfSpace(m_directory, archive_entry_size(entry));
+    return lack.isEmpty() ? addFile(reader, path, mode | S_IRUSR | S_IWUSR) : lack;
+}
+
+QString PackageUnpacker::addLink(const Path &path, const Link &link)
+{
+    if (link.target.size() > MaxPath || (m_links.size() >= MaxLinks && m_links.count(path) == 0))
+        return badPackage("has too many or too long links", path.string());
+    m_links[path] = link;
+    return {};
+}
+
+QString PackageUnpacker::addFile(archive *reader, const Path &path, unsigned mode)
+{
+    const QString error = makeDirectories(path.parent_path());
+    if (!error.isEmpty())
+        return error;
+    m_links.erase(path); // the later member of one name counts
+    const Path file = m_root / path;
+    if (::unlink(file.c_str()) != 0 && errno != ENOENT)
+        return failureAt(path);
+    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        return failureAt(path);
+    QString failure = writeContent(reader, descriptor);
+    if (failure.isEmpty() && ::fchmod(descriptor, mode) != 0)
+        failure = failureAt(path);
+    if (::close(descriptor) != 0 && failure.isEmpty())
+        failure = failureAt(path);
+    return failure;
+}
+
+QString PackageUnpacker::writeContent(archive *reader, int descriptor) const
+{
+    const void *block = nullptr;
+    size_t size = 0;
+    la_int64_t offset = 0;
+    int status = ARCHIVE_OK;
+    while ((status = archive_read_data_block(reader, &block, &size, &offset)) == ARCHIVE_OK) {
+        const QString lack = m_stopping ? QStringLiteral("the installation was cancelled")
+                                        : lackOfSpace(m_directory, static_cast<qint64>(size));
+        if (!lack.isEmpty())
+            return lack;
+        const char *data = static_cast<const char *>(block);
+        while (size > 0) {
+            const ssize_t written = ::pwrite(descriptor, data, size, offset);
+            if (written < 0 && errno != EINTR)
+                return QStringLiteral("the package cannot be unpacked: %1").arg(systemError());
+            const ssize_t done = std::max<ssize_t>(written, 0);
+            data += done;
+            size -= static_cast<size_t>(done);
+            offset += done;
+        }
+    }
+    // A sparse file may end with a hole: the last offset is its size then.
+    if (status == ARCHIVE_EOF && ::lseek(descriptor, 0, SEEK_END) < offset && ::ftruncate(descriptor, offset) != 0)
+        return QStringLiteral("the package cannot be unpacked: %1").arg(systemError());
+    return status == ARCHIVE_EOF ? QString() : failureOf(reader);
+}
+
+QString PackageUnpacker::makeDirectories(const Path &path) const
+{
+    Path made = m_root;
+    for (const Path &part : path) {
+        made /= part;
+        struct stat info = {};
+        if (::mkdir(made.c_str(), 0700) == 0) {
+            if (::chmod(made.c_str(), UsualMode) != 0) // whatever the umask is
+                return failureAt(made);
+        } else if (errno != EEXIST || ::lstat(made.c_str(), &info) != 0) {
+            return failureAt(made);
+        } else if (!S_ISDIR(info.st_mode)) {
+            return badPackage("has a file here and a directory there", path.string());
+        }
+    }
+    return {};
+}
+
+// Hard links first: their targets are files that were unpacked, reached through no link.
+QString PackageUnpacker::makeLinks()
+{
+    QString error;
+    for (const bool isHard : {true, false}) {
+        for (auto it = m_links.cbegin(); it != m_links.cend() && error.isEmpty(); ++it) {
+            if (it->second.isHard == isHard)
+                error = makeLink(it->first, it->second);
+        }
+    }
+    return error;
+}
+
+QString PackageUnpacker::makeLink(const Path &path, const Link &link) const
+{
+    const QString error = makeDirectories(path.parent_path());
+    if (!error.isEmpty())
+        return error;
+    const Path place = m_root / path;
+    if (::unlink(place.c_str()) != 0 && errno != ENOENT)
+        return failureAt(path);
+    if (!link.isHard) {
+        if (leadsOut(path, link.target))
+            return badPackage("has a link that leads out of its folder", path.string());
+        return ::symlink(link.target.c_str(), place.c_str()) == 0 ? QString() : failureAt(path);
+    }
+    Path target;
+    const QString wrong = cleanPath(link.target, &target);
+    if (!wrong.isEmpty())
+        return wrong;
+    struct stat info = {};
+    if (::lstat((m_root / target).c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return badPackage("has a hard link to a file that it does not have", path.string());
+    return ::link((m_root / target).c_str(), place.c_str()) == 0 ? QString() : failureAt(path);
+}
+
+} // namespace tarn::services
