@@ -1,0 +1,266 @@
+// Full disks and power losses: the upgrade engine on small file systems of the test's own. Needs root for mounting.
+#include "services/FileSwap.h"
+#include "services/UpgradeEngine.h"
+#include "support/HttpServer.h"
+#include "support/Packages.h"
+#include "tarn/keys/UpgradeKeys.h"
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <memory>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+using namespace tarn::services;
+namespace state = tarn::upgrade::state;
+namespace item = tarn::upgrade::item;
+
+namespace {
+
+const QString Product = QStringLiteral("云杉绘图");
+constexpr int Files = 40;
+constexpr qint64 MiB = 1024 * 1024;
+
+QString run(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    process.waitForFinished(60000);
+    const bool good = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    return good ? QString() : program + QLatin1String(": ") + QString::fromLocal8Bit(process.readAll());
+}
+
+} // namespace
+
+class tst_Disk : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void fullBeforeAndDuringADownload();
+    void fullDuringAnInstallation();
+    void powerLoss();
+
+private:
+    void start(const QString &root);
+    UpgradeItem package(const QByteArray &content, qint64 bytesPerSecond = 0);
+    UpgradeTask now();
+    bool fill(const QString &root, qint64 free);
+    QString stateOnDisk(int *state, QString *program, int *files);
+
+    std::unique_ptr<QTemporaryDir> m_folder; // with the mount points "disk" and "copy"
+    QString m_disk;
+    std::unique_ptr<HttpServer> m_server;
+    std::unique_ptr<UpgradeStore> m_store;
+    std::unique_ptr<UpgradeEngine> m_engine;
+};
+
+// The mounts belong to this process and end with it.
+void tst_Disk::initTestCase()
+{
+    if (::geteuid() != 0)
+        QSKIP("only root may mount the disks of this test");
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+        QSKIP("this environment does not allow mounts");
+}
+
+void tst_Disk::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    m_disk = m_folder->filePath(QStringLiteral("disk"));
+    QDir(m_folder->path()).mkdir(QStringLiteral("disk"));
+    QDir(m_folder->path()).mkdir(QStringLiteral("copy"));
+    m_server = std::make_unique<HttpServer>();
+}
+
+void tst_Disk::cleanup()
+{
+    m_engine.reset();
+    m_store.reset();
+    m_server.reset();
+    ::umount2(qPrintable(m_disk), MNT_DETACH);
+}
+
+void tst_Disk::start(const QString &root)
+{
+    packages::install(root + QStringLiteral("/apps"), Product, QStringLiteral("1.0"));
+    m_store = std::make_unique<UpgradeStore>(root);
+    const UpgradeEngine::Settings settings{root + QStringLiteral("/apps"), root + QStringLiteral("/downloads"), 0};
+    m_engine = std::make_unique<UpgradeEngine>(m_store.get(), settings, [] {});
+    m_engine->resume();
+}
+
+UpgradeItem tst_Disk::package(const QByteArray &content, qint64 bytesPerSecond)
+{
+    HttpServer::File file;
+    file.content = content;
+    file.bytesPerSecond = bytesPerSecond;
+    m_server->set(QStringLiteral("p"), file);
+    return {
+        item::Main,     Product, QStringLiteral("2.0"), m_server->url(QStringLiteral("p")), packages::sha256(content),
+        content.size(), 0};
+}
+
+UpgradeTask tst_Disk::now()
+{
+    QList<UpgradeTask> tasks;
+    m_engine->tasks(&tasks);
+    return tasks.value(0);
+}
+
+// Leaves this many bytes free.
+bool tst_Disk::fill(const QString &root, qint64 free)
+{
+    QFile filler(root + QStringLiteral("/filler"));
+    if (!filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        return false;
+    if (free > 0)
+        return filler.resize(0) && run(QStringLiteral("fallocate"),
+                                       {QStringLiteral("-l"), QString::number(80 * MiB - free), filler.fileName()})
+                                       .isEmpty();
+    for (qint64 size = MiB; size >= 512; size /= 2) {
+        while (filler.write(QByteArray(int(size), 'x')) == size) {
+        }
+    }
+    return true;
+}
+
+void tst_Disk::fullBeforeAndDuringADownload()
+{
+    QCOMPARE(::mount("tarn", qPrintable(m_disk), "tmpfs", 0, "size=80m"), 0);
+    start(m_disk);
+    const QByteArray content(12 * MiB, 'x');
+    UpgradeTask task;
+    task.product = Product;
+    task.state = state::Downloading;
+    task.items = {package(content)};
+    QVERIFY(fill(m_disk, 68 * MiB)); // the reserve and less than the package
+    QCOMPARE(m_engine->start(task), QString());
+    QTRY_COMPARE(now().state, int(state::DownloadFailed));
+    QVERIFY2(now().error.contains(QStringLiteral("no space left")), qPrintable(now().error));
+    QCOMPARE(m_server->requests().size(), 0);
+
+    // Another program fills the disk during the download, so that not even the state can be stored.
+    QVERIFY(QFile::remove(m_disk + QStringLiteral("/filler")));
+    task.items = {package(content, 4 * MiB)};
+    QCOMPARE(m_engine->start(task), QString());
+    QTRY_VERIFY(now().items.value(0).received > 0);
+    QVERIFY(fill(m_disk, 0));
+    QTRY_COMPARE(now().state, int(state::DownloadFailed));
+    QVERIFY2(now().error.contains(QStringLiteral("no space left")), qPrintable(now().error));
+    QElapsedTimer watched;
+    watched.start();
+    QTRY_VERIFY(watched.hasExpired(1000)); // the time in which a download that starts over would ask again
+    QCOMPARE(m_server->requests().size(), 1);
+
+    QVERIFY(QFile::remove(m_disk + QStringLiteral("/filler")));
+    QCOMPARE(m_engine->start(task), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(now().state, int(state::Downloaded), 20000);
+}
+
+void tst_Disk::fullDuringAnInstallation()
+{
+    QCOMPARE(::mount("tarn", qPrintable(m_disk), "tmpfs", 0, "size=80m"), 0);
+    const QString product = packages::install(m_disk + QStringLiteral("/apps"), Product, QStringLiteral("1.0"));
+    for (int i = 0; i < Files; ++i)
+        packages::writeFile(product + QStringLiteral("/data/%1").arg(i), "old");
+    for (const qint64 room : {qint64{0}, qint64{4096}, qint64{3 * 4096}}) { // the journal, folders for old copies, ...
+        FileSwap swap(product);
+        QCOMPARE(swap.prepare(), QString());
+        for (int i = 0; i < Files; ++i)
+            packages::writeFile(swap.staging() + QStringLiteral("/data/%1").arg(i), "new");
+        QVERIFY(packages::writeFile(m_disk + QStringLiteral("/spare"), QByteArray(int(room), 'x')));
+        QVERIFY(fill(m_disk, 0));
+        QVERIFY(QFile::remove(m_disk + QStringLiteral("/spare")));
+        const QByteArray expected = swap.apply().isEmpty() ? "new" : "old";
+        QVERIFY(room > 0 || expected == "old");
+        for (int i = 0; i < Files; ++i)
+            QCOMPARE(packages::readFile(product + QStringLiteral("/data/%1").arg(i)), expected);
+        QVERIFY(QFile::remove(m_disk + QStringLiteral("/filler")));
+        QCOMPARE(swap.prepare(), QString()); // nothing is lost, and the next attempt can begin
+        for (int i = 0; i < Files; ++i)
+            packages::writeFile(product + QStringLiteral("/data/%1").arg(i), "old");
+    }
+}
+
+// What a copy of the disk's image holds, mounted as after a power loss. @return what went wrong
+QString tst_Disk::stateOnDisk(int *state, QString *program, int *files)
+{
+    const QString image = m_folder->filePath(QStringLiteral("image"));
+    const QString copied = m_folder->filePath(QStringLiteral("image.copy"));
+    const QString point = m_folder->filePath(QStringLiteral("copy"));
+    QString error = run(QStringLiteral("cp"), {QStringLiteral("--sparse=always"), image, copied});
+    if (error.isEmpty())
+        error = run(QStringLiteral("mount"), {QStringLiteral("-o"), QStringLiteral("loop"), copied, point});
+    if (!error.isEmpty())
+        return error;
+    {
+        UpgradeStore store(point);
+        UpgradeTask task;
+        error = store.task(Product, &task);
+        *state = task.state;
+        for (const QFileInfo &info : QDir(point + QStringLiteral("/downloads")).entryInfoList(QDir::Files)) {
+            if (info.size() != task.items.value(0).size)
+                error += QStringLiteral("%1 has %2 bytes; ").arg(info.fileName(), QString::number(info.size()));
+        }
+    }
+    const QString product = point + QStringLiteral("/apps/") + Product;
+    FileSwap(product).rollBack(); // as the services do when they start
+    *program = QString::fromUtf8(packages::readFile(product + QStringLiteral("/bin/program")));
+    *files = 0;
+    for (int i = 0; i < Files; ++i)
+        *files += packages::readFile(product + QStringLiteral("/data/%1").arg(i)) == "content" ? 1 : 0;
+    const QString unmounted = run(QStringLiteral("umount"), {point});
+    return error + unmounted;
+}
+
+void tst_Disk::powerLoss()
+{
+    const QString image = m_folder->filePath(QStringLiteral("image"));
+    QFile disk(image);
+    QVERIFY(disk.open(QIODevice::WriteOnly) && disk.resize(160 * MiB));
+    disk.close();
+    const QString made = run(QStringLiteral("mkfs.ext4"), {QStringLiteral("-q"), QStringLiteral("-F"), image});
+    const QString mounted =
+        made.isEmpty() ? run(QStringLiteral("mount"), {QStringLiteral("-o"), QStringLiteral("loop"), image, m_disk})
+                       : made;
+    if (!mounted.isEmpty())
+        QSKIP(qPrintable(QStringLiteral("no loop device for the test: ") + mounted));
+    start(m_disk);
+    QVERIFY(run(QStringLiteral("sync"), {QStringLiteral("-f"), m_disk}).isEmpty());
+    QList<QPair<QString, QByteArray>> content{{QStringLiteral("bin/program"), "new"}};
+    for (int i = 0; i < Files; ++i)
+        content << qMakePair(QStringLiteral("data/%1").arg(i), QByteArray("content"));
+    UpgradeTask task;
+    task.product = Product;
+    task.state = state::Downloading;
+    task.items = {package(packages::archive(content))};
+
+    int state = 0, files = 0;
+    QString program;
+    QCOMPARE(m_engine->start(task), QString());
+    QTRY_COMPARE(now().state, int(state::Downloaded));
+    QCOMPARE(stateOnDisk(&state, &program, &files), QString());
+    QCOMPARE(state, int(state::Downloaded));
+    QCOMPARE(program, QStringLiteral("old 1.0"));
+
+    m_engine->install(Product);
+    QTRY_COMPARE(now().state, int(state::Installed));
+    QElapsedTimer since;
+    since.start();
+    for (const int seconds : {0, 2, 8, 15}) {
+        QTRY_VERIFY_WITH_TIMEOUT(since.hasExpired(seconds * 1000), 20000);
+        QCOMPARE(stateOnDisk(&state, &program, &files), QString());
+        QCOMPARE(state, int(state::Installed));
+        QCOMPARE(program, QStringLiteral("new"));
+        QCOMPARE(files, Files);
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_Disk)
+#include "tst_Disk.moc"
