@@ -9,7 +9,7 @@ build=(
     build-essential ccache cmake git ninja-build pkg-config
     qtbase5-dev qtbase5-private-dev libqt5svg5-dev libx11-dev
     libgrpc++-dev libgrpc-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc
-    libarchive-dev libsodium-dev libmicrohttpd-dev libqrencode-dev
+    libarchive-dev libsodium-dev libmicrohttpd-dev libqrencode-dev libbsd-dev
 )
 # What the programs load at run time beyond the libraries they are linked with.
 run=(libqt5svg5 libqt5sql5-sqlite fonts-noto-cjk)

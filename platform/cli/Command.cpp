@@ -1,167 +1,206 @@
 #include "cli/Command.h"
-#include "cli/MessageText.h"
-#include <QFile>
-#include <cstdio>
+#include "cli/Output.h"
+#include <algorithm>
 
 namespace tarn::cli {
 
 namespace {
 
-constexpr qint64 MaxInput = Q_INT64_C(64) * 1024 * 1024;
-const QString HelpOption = QStringLiteral("help");
+const QString Program = QStringLiteral("tarnctl");
+const QString Help = QStringLiteral("help");
+const QString Version = QStringLiteral("version");
 
-void write(FILE *stream, const QByteArray &text)
+QString called(const QStringList &words)
 {
-    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stream);
-    std::fputc('\n', stream);
-    std::fflush(stream);
+    return (QStringList{Program} + words).join(QLatin1Char(' '));
+}
+
+bool startsWith(const QStringList &words, const QStringList &head)
+{
+    return words.mid(0, head.size()) == head;
+}
+
+const Group *findGroup(const QStringList &words)
+{
+    const auto &groups = allGroups();
+    const auto it = std::find_if(groups.cbegin(), groups.cend(), [&](const Group &g) { return g.words == words; });
+    return it == groups.cend() ? nullptr : &*it;
+}
+
+const Command *findCommand(const QStringList &arguments)
+{
+    for (const Command &command : allCommands()) {
+        if (startsWith(arguments, command.words))
+            return &command;
+    }
+    return nullptr;
+}
+
+// The longest group that the arguments begin with; the program itself is a group without words.
+QStringList groupOf(const QStringList &arguments)
+{
+    QStringList words;
+    while (words.size() < arguments.size() && findGroup(arguments.mid(0, words.size() + 1)))
+        words.append(arguments.at(words.size()));
+    return words;
+}
+
+struct Entry
+{
+    QString word;
+    QString summary;
+};
+
+QList<Entry> entriesOf(const QStringList &group)
+{
+    QList<Entry> entries;
+    const auto add = [&](const QStringList &words, const QString &summary) {
+        if (words.size() == group.size() + 1 && startsWith(words, group))
+            entries.append({words.last(), summary});
+    };
+    for (const Command &command : allCommands())
+        add(command.words, command.summary);
+    for (const Group &below : allGroups())
+        add(below.words, below.summary);
+    return entries;
+}
+
+QString groupDescription(const QStringList &words)
+{
+    const Group *group = findGroup(words);
+    QString text = (group ? group->summary : QStringLiteral("drives the platform from the command line")) +
+                   QStringLiteral(".\n\nCommands:\n");
+    text[0] = text.at(0).toUpper();
+    for (const Entry &entry : entriesOf(words))
+        text += QStringLiteral("  %1  %2\n").arg(entry.word, -10).arg(entry.summary);
+    return text + QStringLiteral("\n\"%1 COMMAND --help\" tells more.").arg(called(words));
+}
+
+void addHelp(QCommandLineParser *parser)
+{
+    parser->addOption({{QStringLiteral("h"), Help}, QStringLiteral("Shows this help.")});
+}
+
+// Qt's usage line names the program's path and not the command.
+QString usage(const QCommandLineParser &parser, const QStringList &words, const QString &syntax)
+{
+    const QString text = parser.helpText().trimmed();
+    return QStringLiteral("Usage: %1 [options]%2\n").arg(called(words), syntax) +
+           text.mid(text.indexOf(QLatin1Char('\n')) + 1);
+}
+
+// Declares a command's options and arguments. Returns the arguments as the usage line shows them.
+QString prepare(QCommandLineParser *parser, const Command &command)
+{
+    addHelp(parser);
+    parser->setApplicationDescription(command.description);
+    for (const Option &option : command.options)
+        parser->addOption({option.name, option.description, option.valueName});
+    QString syntax;
+    for (const Argument &argument : command.arguments) {
+        parser->addPositionalArgument(argument.name, argument.description);
+        syntax += QLatin1Char(' ') + (argument.syntax.isEmpty() ? argument.name : argument.syntax);
+    }
+    return syntax;
+}
+
+QString groupUsage(const QStringList &words, QCommandLineParser *parser)
+{
+    addHelp(parser);
+    if (words.isEmpty())
+        parser->addOption({Version, QStringLiteral("Shows the version.")});
+    parser->setApplicationDescription(groupDescription(words));
+    return usage(*parser, words, QStringLiteral(" COMMAND"));
+}
+
+int wrongUsage(const QString &reason, const QStringList &words)
+{
+    complain(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(words)));
+    return status::WrongUsage;
+}
+
+// What is wrong with the number of positional arguments; empty when all is well.
+QString miscount(const Command &command, const QStringList &given)
+{
+    if (given.size() > command.arguments.size())
+        return QStringLiteral("too many arguments: \"%1\"").arg(given.at(command.arguments.size()));
+    if (given.size() < command.arguments.size() && !command.arguments.at(given.size()).optional)
+        return QStringLiteral("the argument %1 is missing").arg(command.arguments.at(given.size()).name);
+    return {};
+}
+
+int runCommand(const Command &command, const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    const QString syntax = prepare(&parser, command);
+    const bool understood = parser.parse(QStringList{Program} + arguments);
+    const Line line(parser);
+    if (parser.isSet(Help)) {
+        const QString special = command.helpOn ? command.helpOn(line) : QString();
+        print(special.isEmpty() ? usage(parser, command.words, syntax) : special);
+        return status::Ok;
+    }
+    const QString reason = understood ? miscount(command, parser.positionalArguments()) : parser.errorText();
+    return reason.isEmpty() ? command.run(line) : wrongUsage(reason, command.words);
+}
+
+int runGroup(const QStringList &words, const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    const QString help = groupUsage(words, &parser);
+    const bool understood = parser.parse(QStringList{Program} + arguments);
+    if (parser.isSet(Help)) {
+        print(help);
+        return status::Ok;
+    }
+    if (words.isEmpty() && parser.isSet(Version)) {
+        print(QStringLiteral("tarnctl " TARN_VERSION));
+        return status::Ok;
+    }
+    if (!understood)
+        return wrongUsage(parser.errorText(), words);
+    const QStringList given = parser.positionalArguments();
+    return wrongUsage(given.isEmpty() ? QStringLiteral("the argument COMMAND is missing")
+                                      : QStringLiteral("unknown command \"%1\"").arg(given.first()),
+                      words);
 }
 
 } // namespace
 
-void print(const QString &line)
+const QList<Command> &allCommands()
 {
-    write(stdout, line.toUtf8());
+    static const QList<Command> table = statusCommands() + callCommands() + cloudCommands() + messageCommands() +
+                                        upgradeCommands() + documentCommands();
+    return table;
 }
 
-void printRaw(const QByteArray &line)
+const QList<Group> &allGroups()
 {
-    write(stdout, line);
+    static const QList<Group> groups{
+        {{"cloud"}, "manages accounts, shows one-time codes and the signed-in user"},
+        {{"cloud", "account"}, "adds, removes, lists and locks accounts"},
+        {{"message"}, "pushes, lists and imports messages"},
+        {{"upgrade"}, "looks for updates, shows notes, tasks and ignored updates"},
+    };
+    return groups;
 }
 
-void complain(const QString &line)
+int run(const QStringList &arguments)
 {
-    write(stderr, "tarnctl: " + line.toUtf8());
+    if (const Command *command = findCommand(arguments))
+        return runCommand(*command, arguments.mid(command->words.size()));
+    const QStringList group = groupOf(arguments);
+    return runGroup(group, arguments.mid(group.size()));
 }
 
-CommandLine::CommandLine(const QStringList &words, const QString &description)
-    : m_words(words)
+QString helpText(const QStringList &words)
 {
-    m_parser.setApplicationDescription(description);
-    m_parser.addOption({{QStringLiteral("h"), HelpOption}, QStringLiteral("Shows this help.")});
-}
-
-void CommandLine::addOption(const QString &name, const QString &description, const QString &valueName)
-{
-    m_parser.addOption({name, description, valueName});
-}
-
-void CommandLine::addArgument(const QString &name, const QString &description, const QString &syntax)
-{
-    m_parser.addPositionalArgument(name, description);
-    m_syntax += QLatin1Char(' ') + (syntax.isEmpty() ? name : syntax);
-}
-
-QString CommandLine::command() const
-{
-    return (QStringList{QStringLiteral("tarnctl")} + m_words).join(QLatin1Char(' '));
-}
-
-// Qt's usage line would name the program's path and not the command.
-QByteArray CommandLine::help() const
-{
-    const QString text = m_parser.helpText().trimmed();
-    return QStringLiteral("Usage: %1 [options]%2\n").arg(command(), m_syntax).toUtf8() +
-           text.mid(text.indexOf(QLatin1Char('\n')) + 1).toUtf8();
-}
-
-std::optional<int> CommandLine::parse(const QStringList &arguments, int min, int max)
-{
-    const bool understood = m_parser.parse(QStringList{QStringLiteral("tarnctl")} + arguments);
-    if (m_parser.isSet(HelpOption)) {
-        printRaw(help());
-        return status::Ok;
-    }
-    const int given = this->arguments().size();
-    if (understood && given >= min && given <= max)
-        return std::nullopt;
-    const QString reason = !understood   ? m_parser.errorText()
-                           : given > max ? QStringLiteral("too many arguments: \"%1\"").arg(this->arguments().at(max))
-                                         : QStringLiteral("an argument is missing");
-    complain(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, command()));
-    return status::WrongUsage;
-}
-
-int explainFailure(const rpc::CallResult &result, const QString &object)
-{
-    const QString reason = QString::fromStdString(result.error.message);
-    switch (result.error.code) {
-    case rpc::RpcError::NoHub:
-    case rpc::RpcError::NotInitialized:
-        complain(QStringLiteral("%1. Start \"visualized-host\", or \"ServiceHub quickboot\" "
-                                "for the services alone.")
-                     .arg(reason));
-        return status::NoTransport;
-    case rpc::RpcError::InvalidArgument:
-        complain(QStringLiteral("this cannot be sent: %1").arg(reason));
-        return status::WrongUsage;
-    case rpc::RpcError::NotFound:
-        if (!result.errorText.isEmpty()) {
-            complain(QStringLiteral("%1 does not know this: %2").arg(object, result.errorText));
-            return status::WrongUsage;
-        }
-        break;
-    default:
-        break;
-    }
-    const bool windows = object == visualizedService();
-    complain(
-        QStringLiteral("%1 cannot be reached: %2. Start \"%3\".")
-            .arg(object, reason, windows ? QStringLiteral("visualized-host") : QStringLiteral("ServiceHub quickboot")));
-    return status::NoTransport;
-}
-
-int judge(const rpc::CallResult &result, const QString &object)
-{
-    if (!result.arrived())
-        return explainFailure(result, object);
-    if (result.accepted)
-        return status::Ok;
-    complain(
-        QStringLiteral("refused with code %1: %2").arg(QString::number(result.retCode), printable(result.errorText)));
-    return status::Refused;
-}
-
-int runGroup(const QStringList &words, const QString &description, const QList<SubCommand> &commands,
-             const QStringList &arguments)
-{
-    QString text = description + QStringLiteral("\n\nCommands:\n");
-    QStringList names;
-    for (const SubCommand &command : commands) {
-        if (arguments.value(0) == command.name)
-            return command.run(arguments.mid(1));
-        names << command.name;
-        text += QStringLiteral("  %1  %2\n").arg(command.name, -7).arg(command.summary);
-    }
-    const QString called = (QStringList{QStringLiteral("tarnctl")} + words).join(QLatin1Char(' '));
-    CommandLine line(words, text + QStringLiteral("\n\"%1 COMMAND --help\" tells more.").arg(called));
-    line.addArgument(QStringLiteral("COMMAND"), names.join(QStringLiteral(", ")));
-    if (const auto done = line.parse(arguments, 1, 1000))
-        return *done;
-    complain(QStringLiteral("unknown command \"%1\" (see \"%2 --help\")").arg(line.arguments().value(0), called));
-    return status::WrongUsage;
-}
-
-bool readArgument(const QString &argument, QByteArray *text, QString *error)
-{
-    QFile file;
-    bool opened = false;
-    if (argument == QLatin1String("-")) {
-        opened = file.open(stdin, QIODevice::ReadOnly);
-    } else if (argument.startsWith(QLatin1Char('@'))) {
-        file.setFileName(argument.mid(1));
-        opened = file.open(QIODevice::ReadOnly);
-    } else {
-        *text = argument.toUtf8();
-        return true;
-    }
-    if (opened)
-        *text = file.read(MaxInput + 1);
-    if (!opened || file.error() != QFileDevice::NoError)
-        *error = QStringLiteral("%1: %2").arg(argument.mid(1), file.errorString());
-    else if (text->size() > MaxInput)
-        *error = QStringLiteral("%1 is larger than %2 bytes").arg(argument).arg(MaxInput);
-    return error->isEmpty();
+    QCommandLineParser parser;
+    const Command *command = findCommand(words);
+    if (!command)
+        return groupUsage(words, &parser);
+    const QString syntax = prepare(&parser, *command);
+    return usage(parser, command->words, syntax);
 }
 
 } // namespace tarn::cli

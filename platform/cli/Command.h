@@ -1,10 +1,11 @@
 #pragma once
-#include "tarn/rpc/RpcProxy.h"
 #include <QCommandLineParser>
+#include <QList>
+#include <QString>
 #include <QStringList>
 #include <optional>
 
-/// What the commands of tarnctl share.
+/// The commands of tarnctl as one table: parsing, --help, the man page and the shell completions are made from it.
 namespace tarn::cli {
 
 /// Exit codes of the program.
@@ -15,89 +16,76 @@ constexpr int WrongUsage = 2;
 constexpr int NoTransport = 3;
 } // namespace status
 
-/// One line on the standard output or, prefixed with the program's name, on the standard error output.
-void print(const QString &line);
-void printRaw(const QByteArray &line);
-void complain(const QString &line);
-
-/// The command line below one command. Options and positional arguments are added before parse().
-class CommandLine
-{
-public:
-    /// @param words the command's own words, e.g. {"message", "push"}
-    CommandLine(const QStringList &words, const QString &description);
-
-    void addOption(const QString &name, const QString &description, const QString &valueName = {});
-    /// @param syntax as in the usage line, e.g. "[JSON | @file | -]"
-    void addArgument(const QString &name, const QString &description, const QString &syntax = {});
-
-    /// @param arguments what follows the command's words
-    /// @param min, max how many positional arguments are taken
-    /// @return an exit code when the program is done: help was asked for, or the usage is wrong
-    std::optional<int> parse(const QStringList &arguments, int min, int max);
-
-    bool isSet(const QString &name) const { return m_parser.isSet(name); }
-    QString value(const QString &name) const { return m_parser.value(name); }
-    QStringList arguments() const { return m_parser.positionalArguments(); }
-
-private:
-    QString command() const; ///< with its words
-    QByteArray help() const;
-
-    const QStringList m_words;
-    QString m_syntax; ///< of the positional arguments
-    QCommandLineParser m_parser;
-};
-
-/// How messages name the services.
-inline QString visualizedService()
-{
-    return QStringLiteral("the visualized service");
-}
-inline QString messageService()
-{
-    return QStringLiteral("the message service");
-}
-inline QString upgradeService()
-{
-    return QStringLiteral("the upgrade service");
-}
-
-inline QString cloudService()
-{
-    return QStringLiteral("the cloud account service");
-}
-
-/// Says on the standard error output what stands in the way of a call, and what to start.
-/// @param object whom the call went to, one of the names above
-/// @return the exit code
-int explainFailure(const rpc::CallResult &result, const QString &object);
-
-/// Prints why a call did not go well, nothing when it did. @param object as above
-/// @return the exit code
-int judge(const rpc::CallResult &result, const QString &object);
-
-/// One of the commands below a command.
-struct SubCommand
+struct Option
 {
     QString name;
-    QString summary;
-    int (*run)(const QStringList &arguments);
+    QString description;
+    QString valueName; ///< empty: a switch
 };
 
-/// Runs the command that the first argument names; tells about all of them where help is asked for or usage is wrong.
-/// @param words the group's own words, e.g. {"cloud", "account"}
-int runGroup(const QStringList &words, const QString &description, const QList<SubCommand> &commands,
-             const QStringList &arguments);
+struct Argument
+{
+    QString name;
+    QString description;
+    QString syntax;        ///< as in the usage line, e.g. "[JSON | @file | -]"; the name when empty
+    bool optional = false; ///< optional arguments are last
+};
 
-/// The text that an argument stands for: itself, "@file" a file's content, "-" the standard input.
-/// @return false with error when it cannot be read
-bool readArgument(const QString &argument, QByteArray *text, QString *error);
+/// The parsed arguments of one command.
+class Line
+{
+public:
+    explicit Line(const QCommandLineParser &parser)
+        : m_parser(parser)
+    {
+    }
+    bool isSet(const QString &option) const { return m_parser.isSet(option); }
+    QString value(const QString &option) const { return m_parser.value(option); }
+    /// A positional argument; empty when it was not given.
+    QString at(int index) const { return m_parser.positionalArguments().value(index); }
 
-int runCall(const QStringList &arguments);
-int runCloud(const QStringList &arguments);
-int runMessage(const QStringList &arguments);
-int runStatus(const QStringList &arguments);
-int runUpgrade(const QStringList &arguments);
+private:
+    const QCommandLineParser &m_parser;
+};
+
+struct Command
+{
+    QStringList words; ///< e.g. {"message", "push"}
+    QString summary;   ///< one phrase, for the list of commands
+    QString description;
+    QList<Argument> arguments;
+    QList<Option> options;
+    int (*run)(const Line &) = nullptr; ///< returns the exit code
+    /// Help on a positional argument, e.g. on one operation; an empty text means the usual help. May be null.
+    QString (*helpOn)(const Line &) = nullptr;
+
+    bool operator<(const Command &other) const { return words < other.words; }
+};
+
+/// Every command, in the order in which help lists them.
+const QList<Command> &allCommands();
+
+/// A word that has commands below it, e.g. {"cloud", "account"}, with one sentence about it.
+struct Group
+{
+    QStringList words;
+    QString summary;
+};
+const QList<Group> &allGroups();
+
+/// Runs the command that the arguments name.
+/// @param arguments without the program's name
+/// @return the exit code
+int run(const QStringList &arguments);
+
+/// The usage text of one command or group, as --help prints it.
+QString helpText(const QStringList &words);
+
+QList<Command> statusCommands();
+QList<Command> callCommands();
+QList<Command> cloudCommands();
+QList<Command> messageCommands();
+QList<Command> upgradeCommands();
+QList<Command> documentCommands();
 
 } // namespace tarn::cli

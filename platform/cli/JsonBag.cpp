@@ -36,11 +36,11 @@ bool parseRect(const QJsonValue &json, const QString &place, QVariant *value, QS
 {
     const QJsonArray numbers = json.toArray();
     if (!json.isArray() || numbers.size() != 4)
-        return fail(error, place, QStringLiteral("four numbers are wanted: [x, y, width, height]"));
+        return fail(error, place, QStringLiteral("expected four numbers: [x, y, width, height]"));
     int part[4] = {};
     for (int i = 0; i < 4; ++i) {
         if (!readInt(numbers.at(i), &part[i]))
-            return fail(error, QStringLiteral("%1/%2").arg(place).arg(i), QStringLiteral("a whole number is wanted"));
+            return fail(error, QStringLiteral("%1/%2").arg(place).arg(i), QStringLiteral("expected a whole number"));
     }
     *value = QRect(part[0], part[1], part[2], part[3]);
     return true;
@@ -53,17 +53,17 @@ bool parseTagged(const QString &tag, const QJsonValue &json, const QString &plac
     bool valid = false;
     if (tag == UnsignedTag) {
         *value = json.toString().toULongLong(&valid);
-        return valid || fail(error, place, QStringLiteral("a string with an unsigned 64-bit number is wanted"));
+        return valid || fail(error, place, QStringLiteral("expected a string with an unsigned 64-bit number"));
     }
     if (tag == SignedTag) {
         *value = json.toString().toLongLong(&valid);
-        return valid || fail(error, place, QStringLiteral("a string with a 64-bit number is wanted"));
+        return valid || fail(error, place, QStringLiteral("expected a string with a 64-bit number"));
     }
     if (tag == BytesTag) {
         const auto bytes =
             QByteArray::fromBase64Encoding(json.toString().toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
         *value = bytes.decoded;
-        return (json.isString() && bytes) || fail(error, place, QStringLiteral("a string in base64 is wanted"));
+        return (json.isString() && bytes) || fail(error, place, QStringLiteral("expected a string in base64"));
     }
     return fail(error, place, QStringLiteral("unknown kind of value"));
 }
@@ -88,7 +88,7 @@ bool parseArray(const QJsonArray &json, const QString &place, QVariantList *list
     return true;
 }
 
-// Line and column, counted from 1, of what the parser stumbled over; it reports the place behind it.
+// Line and column, counted from 1, of a syntax error; the parser reports the place behind it.
 QString position(const QByteArray &text, int offset)
 {
     const QByteArray before = text.left(qMax(0, offset - 1));
@@ -159,13 +159,13 @@ bool parseBag(const QByteArray &json, rpc::Bag *bag, QString *error)
     if (!parseJson(json, &document, error))
         return false;
     if (!document.isObject()) {
-        *error = QStringLiteral("/: a JSON object is wanted");
+        *error = QStringLiteral("/: expected a JSON object");
         return false;
     }
     QJsonObject object = document.object();
     const QJsonValue list = object.take(ListKey);
     if (!list.isUndefined() && !list.isArray())
-        return fail(error, QLatin1Char('/') + ListKey, QStringLiteral("an array is wanted"));
+        return fail(error, QLatin1Char('/') + ListKey, QStringLiteral("expected an array"));
     return parseObject(object, QString(), &bag->values, error) &&
            parseArray(list.toArray(), QLatin1Char('/') + ListKey, &bag->list, error);
 }

@@ -1,5 +1,6 @@
 #include "cli/LoginWait.h"
-#include "cli/Command.h"
+#include "cli/Output.h"
+#include "cli/Service.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/HubPort.h"
@@ -21,19 +22,19 @@ constexpr int NoticeMs = 3000;      // between the dialog's end and the notice o
 class LoginWait::Notify final : public ICloudLoginNotify
 {
 public:
-    explicit Notify(QSharedPointer<QSemaphore> told)
-        : m_told(std::move(told))
+    explicit Notify(QSharedPointer<QSemaphore> notified)
+        : m_notified(std::move(notified))
     {
     }
-    void AfterLogin() override { m_told->release(); }
+    void AfterLogin() override { m_notified->release(); }
 
 private:
-    const QSharedPointer<QSemaphore> m_told;
+    const QSharedPointer<QSemaphore> m_notified;
 };
 
 rpc::ObjectRef LoginWait::serve(QString *error)
 {
-    m_told = QSharedPointer<QSemaphore>::create();
+    m_notified = QSharedPointer<QSemaphore>::create();
     const quint16 port = link::readHubPort(error);
     if (port == 0)
         return {};
@@ -42,7 +43,7 @@ rpc::ObjectRef LoginWait::serve(QString *error)
     if (m_rpc.init({{rpc::keys::IP, address}, {rpc::keys::SvrIP, address}, {rpc::keys::Port, QString::number(port)}}))
         m_adapter = m_rpc.createAdapter(QStringLiteral("tarnctl"));
     if (m_adapter && m_adapter->active()) {
-        const QSharedPointer<ICloudLoginNotify> notify = QSharedPointer<Notify>::create(m_told);
+        const QSharedPointer<ICloudLoginNotify> notify = QSharedPointer<Notify>::create(m_notified);
         reference = rpc::bindCallback(*m_adapter, std::any(notify), rpc::LoginNotifyInterface);
     }
     if (reference.isNull())
@@ -56,14 +57,14 @@ int LoginWait::wait(link::ServiceConnection &connection, int seconds)
     const QDeadlineTimer showDeadline(ShowMs);
     bool wasOpen = false;
     bool wasSeen = false;
-    while (!m_told->tryAcquire(1, LookMs)) {
+    while (!m_notified->tryAcquire(1, LookMs)) {
         const auto answer =
             connection.call(visualized::DefaultTag, QStringLiteral("QueryYunLoginDialogState"), {}, AnswerTimeout);
         if (!answer.arrived() && answer.error.code != rpc::RpcError::Timeout)
             return explainFailure(answer, visualizedService());
         const bool isOpen = answer.arrived() ? answer.output.values.value(cloud::key::DialogExists).toBool() : wasOpen;
         if (wasOpen && !isOpen) {
-            if (m_told->tryAcquire(1, NoticeMs))
+            if (m_notified->tryAcquire(1, NoticeMs))
                 break;
             complain(QStringLiteral("the dialog was closed without a sign-in"));
             return status::Refused;
@@ -75,7 +76,7 @@ int LoginWait::wait(link::ServiceConnection &connection, int seconds)
             return status::Refused;
         }
         if (deadline.hasExpired()) {
-            complain(QStringLiteral("nobody signed in within %1 seconds").arg(seconds));
+            complain(QStringLiteral("no sign-in within %1 seconds").arg(seconds));
             return status::Refused;
         }
     }

@@ -9,7 +9,7 @@ class ServiceConnection;
 
 namespace tarn::cli {
 
-/// A notify object of this program's own, for a sign-in that it asks for. Served while the object lives.
+/// This program's notify object for a sign-in that it requests. Served while the object lives.
 class LoginWait
 {
 public:
@@ -24,7 +24,7 @@ public:
 private:
     class Notify;
 
-    QSharedPointer<QSemaphore> m_told; ///< released on an RPC thread
+    QSharedPointer<QSemaphore> m_notified; ///< released on an RPC thread
     rpc::Rpc m_rpc;
     QSharedPointer<rpc::RpcAdapter> m_adapter;
 };

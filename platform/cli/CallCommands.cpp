@@ -1,0 +1,238 @@
+// "tarnctl call": operations of the visualized service.
+#include "cli/JsonBag.h"
+#include "cli/LoginWait.h"
+#include "cli/Output.h"
+#include "cli/Service.h"
+#include "tarn/keys/CloudKeys.h"
+#include "tarn/link/ServiceConnection.h"
+#include "tarn/rpc/CallbackObject.h"
+#include "tarn/rpc/Operations.h"
+#include "tarn/visualized/IVisualizedService.h"
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRect>
+#include <algorithm>
+
+namespace tarn::cli {
+
+namespace {
+
+constexpr int DefaultWait = 600; // s
+
+const QString SignIn = QStringLiteral("ShowCloudLogin");
+const QString List = QStringLiteral("list");
+const QString Wait = QStringLiteral("wait");
+const QString Timeout = QStringLiteral("timeout");
+const QString Parent = QStringLiteral("parent");
+const QString RecordsKey = QStringLiteral("$list");
+
+const rpc::Operation *findOperation(const QString &name)
+{
+    const auto &table = rpc::visualizedOperations();
+    const auto it = std::find_if(table.cbegin(), table.cend(), [&](const auto &each) { return each.name == name; });
+    return it == table.cend() ? nullptr : &*it;
+}
+
+QString shownName(const rpc::OperationKey &key)
+{
+    return key.name.isEmpty() ? RecordsKey : key.name;
+}
+
+QString keyLines(const QString &title, const QVector<rpc::OperationKey> &keys)
+{
+    QString text = keys.isEmpty() ? QString() : QStringLiteral("\n%1:\n").arg(title);
+    for (const rpc::OperationKey &key : keys)
+        text +=
+            QStringLiteral("  %1 (%2%3): %4\n")
+                .arg(shownName(key), key.type, key.required ? QStringLiteral(", required") : QString(), key.meaning);
+    return text;
+}
+
+QString operationHelp(const Line &line)
+{
+    const rpc::Operation *operation = findOperation(line.at(0));
+    if (!operation)
+        return {};
+    const QString text =
+        QStringLiteral("Usage: tarnctl call %1 [JSON | @file | -]\n%2\n").arg(operation->name, operation->summary) +
+        keyLines(QStringLiteral("Input"), operation->input) + keyLines(QStringLiteral("Output"), operation->output);
+    return text.trimmed();
+}
+
+int printOperations()
+{
+    QList<QStringList> rows{{QStringLiteral("OPERATION"), QStringLiteral("MEANING")}};
+    for (const rpc::Operation &operation : rpc::visualizedOperations())
+        rows.append({operation.name, operation.summary});
+    print(table(rows));
+    return status::Ok;
+}
+
+bool hasType(const QVariant &value, const QString &type)
+{
+    const int given = value.userType();
+    if (type == QLatin1String("bool"))
+        return given == QMetaType::Bool;
+    if (type == QLatin1String("int"))
+        return given == QMetaType::Int;
+    if (type == QLatin1String("u64"))
+        return given == QMetaType::ULongLong || (given == QMetaType::Int && value.toInt() >= 0);
+    if (type == QLatin1String("rect"))
+        return given == QMetaType::QRect;
+    if (type == QLatin1String("string"))
+        return given == QMetaType::QString || given == QMetaType::Int; // read as a text
+    return true;
+}
+
+void warn(const QString &text)
+{
+    complain(QStringLiteral("warning: %1").arg(text));
+}
+
+// A mistyped key is accepted by the service and ignored, so the user hears of it here.
+void checkInput(const rpc::Operation &operation, const rpc::Bag &input)
+{
+    QStringList known;
+    for (const rpc::OperationKey &key : operation.input) {
+        known << key.name;
+        const QVariant value = input.values.value(key.name);
+        if (key.name.isEmpty() ? key.required && input.list.isEmpty() : key.required && !value.isValid())
+            warn(QStringLiteral("\"%1\" is missing: %2").arg(shownName(key), key.meaning));
+        if (value.isValid() && !hasType(value, key.type))
+            warn(QStringLiteral("expected a value of the type %1 in \"%2\"").arg(key.type, key.name));
+    }
+    for (const QString &name : input.values.keys()) {
+        if (!known.contains(name))
+            warn(QStringLiteral("unknown key \"%1\" (see \"tarnctl call %2 --help\")").arg(name, operation.name));
+    }
+}
+
+QByteArray quoted(const QString &text)
+{
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return array.mid(1, array.size() - 2);
+}
+
+// Written by hand, since a JSON object would sort its keys.
+QByteArray answerLine(const rpc::CallResult &result)
+{
+    QByteArray line = "{\"accepted\":" + QByteArray(result.accepted ? "true" : "false") +
+                      ",\"retCode\":" + QByteArray::number(result.retCode) + ",\"error\":" + quoted(result.errorText) +
+                      ",\"values\":" + compact(toJson(result.output.values));
+    if (!result.output.list.isEmpty()) {
+        const QJsonValue list = toJson(QVariant(result.output.list));
+        line += ",\"list\":" + QJsonDocument(list.toArray()).toJson(QJsonDocument::Compact);
+    }
+    return line + '}';
+}
+
+int call(link::ServiceConnection &connection, const QString &operation, const rpc::Bag &input)
+{
+    const auto result = connection.call(visualized::DefaultTag, operation, input);
+    if (!result.arrived())
+        return explainFailure(result, visualizedService());
+    printRaw(answerLine(result));
+    return result.accepted ? status::Ok : status::Refused;
+}
+
+int callAndWait(rpc::Bag input, int seconds)
+{
+    QString error;
+    LoginWait notify;
+    const rpc::ObjectRef reference = notify.serve(&error);
+    link::ServiceConnection connection;
+    if (reference.isNull()) {
+        complain(QStringLiteral("%1; start \"visualized-host\"").arg(error));
+        return status::NoTransport;
+    }
+    input.values.insert(rpc::NotifyKey, QVariant::fromValue(reference));
+    const int code = call(connection, SignIn, input);
+    return code == status::Ok ? notify.wait(connection, seconds) : code;
+}
+
+// What is wrong with the options of the sign-in; empty when all is well.
+// @param seconds to wait, 0 for not at all
+QString readOptions(const Line &line, rpc::Bag *input, int *seconds)
+{
+    for (const QString &option : {Wait, Timeout, Parent}) {
+        if (line.isSet(option) && line.at(0) != SignIn)
+            return QStringLiteral("--%1 is for %2 only").arg(option, SignIn);
+    }
+    bool valid = true;
+    if (line.isSet(Parent))
+        input->values.insert(cloud::key::ParentWindow, line.value(Parent).toULongLong(&valid, 0));
+    if (!valid)
+        return QStringLiteral("expected the number of a window in --%1").arg(Parent);
+    if (line.isSet(Timeout) && !line.isSet(Wait))
+        return QStringLiteral("--%1 has no meaning without --%2").arg(Timeout, Wait);
+    const int wait = line.isSet(Timeout) ? line.value(Timeout).toInt(&valid) : DefaultWait;
+    if (!valid || wait <= 0)
+        return QStringLiteral("expected a number of seconds in --%1").arg(Timeout);
+    *seconds = line.isSet(Wait) ? wait : 0;
+    return {};
+}
+
+int wrongUsage(const QString &error)
+{
+    complain(error);
+    return status::WrongUsage;
+}
+
+int runCall(const Line &line)
+{
+    if (line.isSet(List))
+        return printOperations();
+    const QString name = line.at(0);
+    if (name.isEmpty())
+        return wrongUsage(QStringLiteral("the argument OPERATION is missing (see \"tarnctl call --list\")"));
+    QByteArray json = "{}";
+    rpc::Bag input;
+    QString error;
+    if (!line.at(1).isEmpty() && !readArgument(line.at(1), &json, &error))
+        return wrongUsage(error);
+    if (!parseBag(json, &input, &error))
+        return wrongUsage(QStringLiteral("wrong JSON at %1").arg(error));
+    int seconds = 0;
+    error = readOptions(line, &input, &seconds);
+    if (!error.isEmpty())
+        return wrongUsage(error);
+    if (const rpc::Operation *operation = findOperation(name))
+        checkInput(*operation, input);
+    else
+        warn(QStringLiteral("unknown operation \"%1\" (see \"tarnctl call --list\")").arg(name));
+    if (seconds > 0)
+        return callAndWait(input, seconds);
+    link::ServiceConnection connection;
+    return call(connection, name, input);
+}
+
+} // namespace
+
+QList<Command> callCommands()
+{
+    return {
+        {{"call"},
+         "calls an operation of the visualized service",
+         "Calls one operation of the visualized service and prints its answer as JSON.\n"
+         "A rect is {\"$rect\":[x,y,width,height]}, an unsigned 64-bit number {\"$u64\":\"...\"}; "
+         "the list of records is in \"$list\".\n"
+         "\"tarnctl call OPERATION --help\" shows the keys of one operation.\n"
+         "Exit code: 0 accepted, 1 refused, 2 wrong usage, 3 not reached.",
+         {{"OPERATION", "Name of the operation, e.g. ShowNotifyMessage.", {}, true},
+          {"JSON",
+           "The input, a JSON object; @file reads it from a file, - from the standard input. Empty "
+           "by default.",
+           "[JSON | @file | -]", true}},
+         {{List, "Lists the operations.", {}},
+          {Wait,
+           "ShowCloudLogin: serves a notify object, waits until the user has signed in and prints its "
+           "call. Exit code 1 when no dialog is shown or the user closes it.",
+           {}},
+          {Timeout, QStringLiteral("With --wait: the limit, %1 by default.").arg(DefaultWait), "seconds"},
+          {Parent, "The caller's window, its X11 id (0x... or decimal).", "window"}},
+         runCall,
+         operationHelp},
+    };
+}
+
+} // namespace tarn::cli

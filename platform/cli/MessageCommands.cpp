@@ -1,0 +1,326 @@
+// "tarnctl message".
+#include "cli/JsonBag.h"
+#include "cli/Output.h"
+#include "cli/Service.h"
+#include "tarn/keys/MessageKeys.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/PagedCall.h"
+#include <QDateTime>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QUuid>
+
+namespace tarn::cli {
+
+using namespace message;
+namespace wire = link::wire;
+namespace detail = link::wire::detail;
+
+namespace {
+
+constexpr int ChunkRecords = 500; // an import is sent in pieces that one call can carry
+constexpr int ChunkBytes = 1024 * 1024;
+constexpr int PreviewChars = 60;
+
+const QString AllOption = QStringLiteral("all");
+const QString YesOption = QStringLiteral("yes");
+
+struct PushOption
+{
+    Option option;
+    QString key;
+};
+
+const QList<PushOption> &pushOptions()
+{
+    const QString text = "text";
+    static const QList<PushOption> options{
+        {{"title", "Title line.", text}, key::MsgTitle},
+        {{"content", "Body; may hold rich text.", text}, key::MsgContent},
+        {{"link", "Target of the link.", "url"}, key::LinkAdress},
+        {{"link-text", "Text of the link.", text}, key::LinkText},
+        {{"picture", "Picture shown with the message.", "file"}, key::PicFilePath},
+        {{"unread", "Number on the pop-up's badge; by default the number of unread messages.", "number"},
+         key::unReadNum},
+        {{"id", "Identity; a new one by default.", "id"}, key::MsgId},
+        {{"time", "Time of the message, \"yyyy-MM-dd[ hh:mm:ss]\"; now by default.", text}, key::MsgDateTime},
+    };
+    return options;
+}
+
+// What is wrong with the value of an option; empty when all is well.
+QString readPushOption(const QString &key, const QString &text, QVariant *value)
+{
+    *value = text;
+    if (key == key::unReadNum) {
+        bool valid = false;
+        *value = text.toInt(&valid);
+        return valid && value->toInt() >= 0 ? QString() : QStringLiteral("expected a number of 0 or more");
+    }
+    if (key == key::MsgDateTime) {
+        const QString pattern = QStringLiteral("yyyy-MM-dd hh:mm:ss");
+        const bool valid =
+            QDate::fromString(text, pattern.left(10)).isValid() || QDateTime::fromString(text, pattern).isValid();
+        return valid ? QString() : QStringLiteral("expected a time \"%1\"").arg(pattern);
+    }
+    if (key == key::PicFilePath && !text.isEmpty()) {
+        const QFileInfo picture(text);
+        *value = picture.absoluteFilePath();
+        return picture.isFile() && picture.isReadable() ? QString() : QStringLiteral("no such file: %1").arg(text);
+    }
+    return {};
+}
+
+int runPush(const Line &line)
+{
+    Query query{messageService(), wire::method::Push, {}};
+    QVariantMap &values = query.input.values;
+    for (const PushOption &each : pushOptions()) {
+        if (!line.isSet(each.option.name))
+            continue;
+        const QString problem = readPushOption(each.key, line.value(each.option.name), &values[each.key]);
+        if (!problem.isEmpty()) {
+            complain(QStringLiteral("--%1: %2").arg(each.option.name, problem));
+            return status::WrongUsage;
+        }
+    }
+    // Chosen here, so that a push that is sent twice is one message.
+    if (!values.contains(key::MsgId))
+        values.insert(key::MsgId, QUuid::createUuid().toString(QUuid::WithoutBraces));
+    return ask(query, line, [](const rpc::CallResult &result) {
+        const QVariantMap &answer = result.output.values;
+        print(printable(answer, key::MsgId));
+        if (!answer.value(wire::Shown).toBool())
+            complain(QStringLiteral("stored, but not shown: %1").arg(printable(answer, wire::ShowError)));
+    });
+}
+
+QString stateOf(const QVariantMap &record)
+{
+    QStringList states{record.value(key::unRead).toBool() ? QStringLiteral("unread") : QStringLiteral("read")};
+    if (!record.value(detail::DeletedTime).toString().isEmpty())
+        states.append(QStringLiteral("deleted"));
+    if (!record.value(detail::IgnoredTime).toString().isEmpty())
+        states.append(QStringLiteral("ignored"));
+    return states.join(QLatin1Char(','));
+}
+
+QString receiptName(const QVariantMap &receipt)
+{
+    const int kind = receipt.value(key::MessageReceipt).toInt();
+    return kind == receipt::Read      ? QStringLiteral("read")
+           : kind == receipt::Clicked ? QStringLiteral("clicked")
+                                      : QString::number(kind);
+}
+
+QString receiptsOf(const QVariantMap &record)
+{
+    QStringList names;
+    for (const QVariant &receipt : record.value(detail::Receipts).toList())
+        names.append(receiptName(receipt.toMap()));
+    names.removeDuplicates();
+    return names.isEmpty() ? QStringLiteral("-") : names.join(QLatin1Char(','));
+}
+
+void printMessages(const rpc::CallResult &result)
+{
+    QList<QStringList> rows{{QStringLiteral("ID"), QStringLiteral("TIME"), QStringLiteral("STATE"),
+                             QStringLiteral("RECEIPTS"), QStringLiteral("TITLE")}};
+    for (const QVariant &entry : result.output.list) {
+        const QVariantMap record = entry.toMap();
+        const QString title = record.value(key::MsgTitle).toString();
+        rows.append({record.value(key::MsgId).toString(), record.value(key::MsgDateTime).toString(), stateOf(record),
+                     receiptsOf(record),
+                     title.isEmpty() ? record.value(key::MsgContent).toString().left(PreviewChars) : title});
+    }
+    print(rows.size() == 1 ? QStringLiteral("no messages") : table(rows));
+}
+
+Query listQuery(bool all)
+{
+    return {
+        messageService(), wire::method::List, {{{wire::All, all}}, {}}, link::ServiceConnection::DefaultTimeout, true};
+}
+
+int runList(const Line &line)
+{
+    return ask(listQuery(line.isSet(AllOption)), line, printMessages, listOf);
+}
+
+QString receiptText(const QVariantMap &receipt)
+{
+    QString text = receiptName(receipt) + QLatin1Char(' ') + receipt.value(detail::FirstTime).toString();
+    const int count = receipt.value(detail::Count).toInt();
+    if (count > 1)
+        text += QStringLiteral(", last %1, %2 times").arg(receipt.value(detail::LastTime).toString()).arg(count);
+    const QString softName = receipt.value(key::SoftName).toString();
+    return softName.isEmpty() ? text : text + QStringLiteral(", ") + softName;
+}
+
+void printDetails(const QVariantMap &record)
+{
+    const auto add = [](const char *name, const QString &value) {
+        if (!value.isEmpty())
+            print(QStringLiteral("%1 %2").arg(QLatin1String(name) + QLatin1Char(':'), -10).arg(printable(value)));
+    };
+    const QPair<const char *, QString> texts[] = {{"id", key::MsgId},           {"title", key::MsgTitle},
+                                                  {"time", key::MsgDateTime},   {"content", key::MsgContent},
+                                                  {"link text", key::LinkText}, {"link", key::LinkAdress},
+                                                  {"picture", key::PicFilePath}};
+    for (const auto &[name, key] : texts)
+        add(name, record.value(key).toString());
+    add("state", stateOf(record));
+    const QPair<const char *, QString> times[] = {{"stored", detail::StoredTime},
+                                                  {"read", detail::ReadTime},
+                                                  {"deleted", detail::DeletedTime},
+                                                  {"ignored", detail::IgnoredTime}};
+    for (const auto &[name, key] : times)
+        add(name, record.value(key).toString());
+    for (const QVariant &receipt : record.value(detail::Receipts).toList())
+        add("receipt", receiptText(receipt.toMap()));
+}
+
+int runShow(const Line &line)
+{
+    link::ServiceConnection connection;
+    const auto result = link::callPaged(connection, wire::MessageTag, wire::method::List, listQuery(true).input);
+    const int code = judge(result, messageService());
+    if (code != status::Ok)
+        return code;
+    for (const QVariant &entry : result.output.list) {
+        const QVariantMap record = entry.toMap();
+        if (record.value(key::MsgId).toString() != line.at(0))
+            continue;
+        line.isSet(jsonOption().name) ? printRaw(compact(toJson(record))) : printDetails(record);
+        return code;
+    }
+    complain(QStringLiteral("no such message: %1").arg(line.at(0)));
+    return status::Refused;
+}
+
+// The records of an import file: an array of objects, or an object that holds it as "messages".
+bool readRecords(const QByteArray &text, QJsonArray *records, QString *error)
+{
+    QJsonDocument document;
+    if (!parseJson(text, &document, error))
+        return false;
+    const QJsonValue array =
+        document.isArray() ? QJsonValue(document.array()) : document.object().value(QStringLiteral("messages"));
+    if (!array.isArray()) {
+        *error = QStringLiteral("/: expected an array of messages");
+        return false;
+    }
+    *records = array.toArray();
+    return true;
+}
+
+bool toChunks(const QJsonArray &records, QList<QVariantList> *chunks, QString *error)
+{
+    int bytes = 0;
+    int index = 0;
+    for (const QJsonValue record : records) {
+        const QString place = QStringLiteral("/%1").arg(index++);
+        if (!record.isObject()) {
+            *error = QStringLiteral("%1: expected an object").arg(place);
+            return false;
+        }
+        const int size = compact(record.toObject()).size();
+        if (chunks->isEmpty() || chunks->last().size() >= ChunkRecords || bytes + size > ChunkBytes) {
+            chunks->append(QVariantList());
+            bytes = 0;
+        }
+        bytes += size;
+        chunks->last().append(QVariant());
+        if (!parseValue(record, place, &chunks->last().last(), error))
+            return false;
+    }
+    return true;
+}
+
+int sendChunks(const QList<QVariantList> &chunks, bool json)
+{
+    link::ServiceConnection connection;
+    int stored = 0;
+    for (const QVariantList &chunk : chunks) {
+        const auto result = connection.call(wire::MessageTag, wire::method::Import, {{{wire::First, stored}}, chunk});
+        const int code = judge(result, messageService());
+        if (code != status::Ok) {
+            complain(QStringLiteral("the first %1 messages are stored, the others are not").arg(stored));
+            return code;
+        }
+        stored += chunk.size();
+    }
+    json ? printRaw(compact({{wire::Imported, stored}})) : print(QStringLiteral("stored: %1 messages").arg(stored));
+    return status::Ok;
+}
+
+int runImport(const Line &line)
+{
+    const QString file = line.at(0);
+    QByteArray text;
+    QString error;
+    if (!readArgument(file == QLatin1String("-") ? file : QLatin1Char('@') + file, &text, &error)) {
+        complain(error);
+        return status::WrongUsage;
+    }
+    QJsonArray records;
+    QList<QVariantList> chunks;
+    if (!readRecords(text, &records, &error) || !toChunks(records, &chunks, &error)) {
+        complain(QStringLiteral("wrong JSON at %1").arg(error));
+        return status::WrongUsage;
+    }
+    return sendChunks(chunks, line.isSet(jsonOption().name));
+}
+
+int runClear(const Line &line)
+{
+    if (!line.isSet(YesOption) && !confirm(QStringLiteral("Remove every message and receipt for good?"))) {
+        complain(QStringLiteral("nothing is removed; --%1 answers the question").arg(YesOption));
+        return status::WrongUsage;
+    }
+    return ask({messageService(), wire::method::Clear, {}}, line, [](const rpc::CallResult &result) {
+        print(QStringLiteral("removed: %1 messages").arg(result.output.values.value(wire::Removed).toInt()));
+    });
+}
+
+Command command(const char *word, const char *summary, const char *description, const QList<Argument> &arguments,
+                const QList<Option> &options, int (*run)(const Line &))
+{
+    return {{QStringLiteral("message"), QLatin1String(word)},
+            QLatin1String(summary),
+            QLatin1String(description),
+            arguments,
+            options + QList<Option>{jsonOption()},
+            run};
+}
+
+} // namespace
+
+QList<Command> messageCommands()
+{
+    QList<Option> push;
+    for (const PushOption &each : pushOptions())
+        push.append(each.option);
+    return {
+        command("push", "stores a message and shows it",
+                "Stores a message, has the visualized service show it and prints its identity.\n"
+                "Exit code 0 once it is stored, also when it cannot be shown.",
+                {}, push, runPush),
+        command("list", "lists the stored messages",
+                "Lists the stored messages, newest first, with their state and receipts.", {},
+                {{AllOption, "Deleted messages too.", {}}}, runList),
+        command("show", "shows one message with its receipts", "Shows everything that is stored about one message.",
+                {{"ID", "Identity of the message.", {}, false}}, {}, runShow),
+        command("import", "stores the messages of a JSON file",
+                "Stores the messages of a JSON array without showing them. An object has the keys of a record: MsgId, "
+                "MsgTitle, MsgContent, MsgDateTime, LinkText, LinkAdress, PicFilePath, unRead, ...\n"
+                "The output of \"message list --json\" is accepted too.",
+                {{"FILE", "File to read, - for the standard input.", "FILE | -", false}}, {}, runImport),
+        command("clear", "removes all messages",
+                "Removes every message and receipt from the store for good, after a question on the terminal.", {},
+                {{YesOption, "Asks no question.", {}}}, runClear),
+    };
+}
+
+} // namespace tarn::cli

@@ -1,0 +1,161 @@
+// "tarnctl status" and "tarnctl stop".
+#include "cli/JsonBag.h"
+#include "cli/Output.h"
+#include "cli/Service.h"
+#include "tarn/keys/HubKeys.h"
+#include "tarn/keys/MessageKeys.h"
+#include "tarn/link/CloudWire.h"
+#include "tarn/link/HubPort.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/ServiceConnection.h"
+#include "tarn/link/UpgradeWire.h"
+#include "tarn/rpc/RuntimeDir.h"
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <algorithm>
+#include <csignal>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace tarn::cli {
+
+namespace {
+
+constexpr int AnswerMs = 2000; // a service that hangs is reported after this time
+constexpr int EndMs = 10000;   // until a process that was asked to end is reported
+
+struct Report
+{
+    QString name;
+    const Service *service; ///< for the advice when it does not answer
+    rpc::CallResult result;
+    QString state = QStringLiteral("answers");
+    int code = status::Ok;
+};
+
+// A service that does not know the method answers too.
+bool answers(const rpc::CallResult &result)
+{
+    return result.arrived() || (result.error.code == rpc::RpcError::NotFound && !result.errorText.isEmpty());
+}
+
+Report ask(link::ServiceConnection &connection, const QString &name, const Service &service, const QString &tag,
+           const QString &method)
+{
+    Report report{name, &service, connection.call(tag, method, {}, AnswerMs)};
+    if (!answers(report.result)) {
+        report.state = QStringLiteral("no answer: %1").arg(QString::fromStdString(report.result.error.message));
+        report.code = status::NoTransport;
+    } else if (report.result.arrived() && !report.result.accepted) {
+        report.state = QStringLiteral("answers, but cannot work: %1").arg(printable(report.result.errorText));
+        report.code = status::Refused;
+    }
+    const QVariant unread = report.result.output.values.value(message::key::unReadNum);
+    if (unread.isValid())
+        report.state += QStringLiteral(", %1 unread").arg(unread.toInt());
+    return report;
+}
+
+Report askService(link::ServiceConnection &connection, const Service &service, const QString &method)
+{
+    return ask(connection, service.name.mid(4), service, service.tag, method); // without "the "
+}
+
+Report askHub(link::ServiceConnection &connection)
+{
+    Report report =
+        ask(connection, QStringLiteral("hub"), visualizedService(), hub::HubInterface, QStringLiteral("List"));
+    if (report.code == status::Ok)
+        report.state += QStringLiteral(", port %1").arg(link::readHubPort());
+    return report;
+}
+
+void printJson(const QList<Report> &reports)
+{
+    QJsonArray array;
+    for (const Report &report : reports)
+        array.append(QJsonObject{{QStringLiteral("name"), report.name},
+                                 {QStringLiteral("state"), report.state},
+                                 {QStringLiteral("ok"), report.code == status::Ok}});
+    printRaw(QJsonDocument(array).toJson(QJsonDocument::Compact));
+}
+
+void printText(const QList<Report> &reports)
+{
+    for (const Report &report : reports)
+        print(QStringLiteral("%1 %2").arg(report.name + QLatin1Char(':'), -23).arg(report.state));
+}
+
+int runStatus(const Line &line)
+{
+    QString error;
+    if (rpc::runtimeDir(&error).isEmpty()) {
+        complain(error);
+        return status::NoTransport;
+    }
+    link::ServiceConnection connection;
+    QList<Report> reports{askHub(connection)};
+    reports << askService(connection, messageService(), link::wire::method::UnreadCount)
+            << askService(connection, upgradeService(), link::wire::method::UpgradeStatus)
+            << askService(connection, cloudService(), link::wire::method::CloudStatus)
+            << askService(connection, visualizedService(), QStringLiteral("getVisualizedOperateManager"));
+    line.isSet(jsonOption().name) ? printJson(reports) : printText(reports);
+    const auto silent = [](const Report &report) { return report.code == status::NoTransport; };
+    const auto first = std::find_if(reports.cbegin(), reports.cend(), silent);
+    if (first != reports.cend()) // the others usually follow from it
+        return explainFailure(first->result, *first->service);
+    const auto failed = [](const Report &report) { return report.code != status::Ok; };
+    return std::any_of(reports.cbegin(), reports.cend(), failed) ? status::Refused : status::Ok;
+}
+
+// Asks a program to end and waits for that. A program that does not run counts as ended.
+bool stop(const QString &program)
+{
+    const qint64 pid = processOf(program);
+    if (pid == 0)
+        return true;
+    const int process = static_cast<int>(::syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
+    pollfd end = {process, POLLIN, 0};
+    ::kill(static_cast<pid_t>(pid), SIGTERM);
+    const bool ended = process < 0 || ::poll(&end, 1, EndMs) == 1; // no descriptor: the process has ended already
+    ::close(process);
+    const QString text = QStringLiteral("%1 (process %2)").arg(program).arg(pid);
+    ended ? print(QStringLiteral("stopped: %1").arg(text))
+          : complain(QStringLiteral("%1 does not end within %2 seconds").arg(text).arg(EndMs / 1000));
+    return ended;
+}
+
+int runStop(const Line &)
+{
+    // The host first: it starts a missing hub again, and the hub starts missing services again.
+    bool ended = true;
+    for (const char *program : {"visualized-host", "ServiceHub", "tarn-services"})
+        ended = stop(QLatin1String(program)) && ended;
+    return ended ? status::Ok : status::Refused;
+}
+
+} // namespace
+
+QList<Command> statusCommands()
+{
+    return {
+        {{"status"},
+         "tells whether hub and services answer",
+         "Tells whether the hub, the services and the visualized service answer.\n"
+         "Exit code: 0 when all of them work, 1 when one answers with an error, 3 when one does not "
+         "answer.",
+         {},
+         {jsonOption()},
+         runStatus},
+        {{"stop"},
+         "ends host, hub and services",
+         "Ends the visualized service's host, the hub and the services of this user. Running downloads "
+         "continue at the next start.\nExit code: 0 when none of them runs any more, 1 otherwise.",
+         {},
+         {},
+         runStop},
+    };
+}
+
+} // namespace tarn::cli
