@@ -24,7 +24,7 @@ test=(
 # What the figures are compared with.
 bench=(dunst libnotify-bin)
 # Making and checking the Debian packages, and the examples in other languages.
-package=(dpkg-dev fakeroot lintian desktop-file-utils appstream man-db python3-grpcio python3-protobuf nodejs npm)
+package=(dpkg-dev fakeroot lintian desktop-file-utils appstream man-db python3-grpcio python3-protobuf)
 # Static analysis, not part of the test run.
 tidy=(clang clang-tidy)
 # Making the committed pictures again (src/resources/make-images.sh).
