@@ -1,30 +1,24 @@
 #include "message/CardBody.h"
 
+#include "base/WorkPool.h"
 #include "message/CardText.h"
 #include "message/CardTextView.h"
+#include "message/LinkLabel.h"
 #include "message/MessageCard.h"
 #include "message/MsgCenterDataMgr.h"
+#include "widgets/Look.h"
 #include "widgets/Picture.h"
+#include "widgets/ShownText.h"
 
 #include <QLabel>
-#include <QThreadPool>
-#include <QtConcurrent>
+
+using namespace tarn::visualized;
 
 namespace {
-constexpr int MaxLinkText = 1024; // characters
-
-// Not the global pool: reports to a service that hangs may have taken all of its threads.
-QThreadPool *picturePool()
-{
-    static QThreadPool pool;
-    return &pool;
-}
-
 // Look
-QString anchor(const QString &address, const QString &text)
+QString linkLook()
 {
-    return QStringLiteral("<a href=\"%1\" style=\"color:#1E7FD8;text-decoration:underline;\">%2</a>")
-        .arg(address.toHtmlEscaped(), text.toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")));
+    return QStringLiteral("color:%1;text-decoration:underline;").arg(look::TextBlue);
 }
 } // namespace
 
@@ -33,7 +27,7 @@ CardBody::CardBody(const sMsgData &message, QSharedPointer<const MessageCard> ca
     , m_card(std::move(card))
 {
     setObjectName(QStringLiteral("messageBody"));
-    buildText(message.MsgContent);
+    buildText(message, width);
     buildLink(message);
     readPicture(message, width);
 }
@@ -53,11 +47,21 @@ int CardBody::fitToWidth(int width)
     return bottom;
 }
 
-void CardBody::buildText(const QString &content)
+QWidgetList CardBody::tabStops() const
+{
+    QWidgetList stops{m_view};
+    if (m_link)
+        stops.append(m_link);
+    return stops;
+}
+
+void CardBody::buildText(const sMsgData &message, int width)
 {
     m_view = new CardTextView(*m_card, this);
-    m_view->setContent(content);
+    m_view->setAccessibleName(text::brief(message.MsgTitle));
+    m_view->setContent(message.MsgContent, QSize(width, m_card->maxPictureHeight()));
     connect(m_view, &CardTextView::pressed, this, &CardBody::pressed);
+    connect(m_view, &CardTextView::grown, this, &CardBody::grow);
 }
 
 void CardBody::buildLink(const sMsgData &message)
@@ -65,14 +69,13 @@ void CardBody::buildLink(const sMsgData &message)
     if (message.LinkAdress.isEmpty())
         return;
     m_linkAddress = message.LinkAdress;
-    m_linkText = (message.LinkText.isEmpty() ? message.LinkAdress : message.LinkText).left(MaxLinkText);
-    m_link = new QLabel(this);
+    m_linkText = text::brief(message.LinkText.isEmpty() ? message.LinkAdress : message.LinkText);
+    m_link = new LinkLabel(this);
     m_link->setObjectName(QStringLiteral("messageLink"));
     m_link->setFont(m_card->bodyFont());
-    m_link->setTextFormat(Qt::RichText);
-    m_link->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
     m_link->setAccessibleName(m_linkText);
-    m_link->setToolTip(message.LinkAdress.left(MaxLinkText).toHtmlEscaped());
+    m_link->setAccessibleDescription(text::brief(message.LinkAdress));
+    m_link->setToolTip(text::toolTip(message.LinkAdress));
     connect(m_link, &QLabel::linkActivated, this, &CardBody::linkActivated);
 }
 
@@ -80,19 +83,20 @@ void CardBody::readPicture(const sMsgData &message, int width)
 {
     if (message.PicFilePath.isEmpty())
         return;
-    connect(&m_pictureReader, &QFutureWatcher<QImage>::finished, this, &CardBody::onPictureRead);
     const qreal ratio = devicePixelRatioF();
     QSize box(width, m_card->maxPictureHeight());
     if (message.PhotoWidth > 0)
         box.setWidth(qMin(box.width(), message.PhotoWidth));
     if (message.PhotoHight > 0)
         box.setHeight(qMin(box.height(), message.PhotoHight));
-    m_pictureReader.setFuture(QtConcurrent::run(picturePool(), picture::read, message.PicFilePath, box * ratio));
+    outsideWork().run(
+        this,
+        [path = message.PicFilePath, pixels = box * ratio](const WorkCancel &) { return picture::read(path, pixels); },
+        [this](const QImage &image) { showPicture(image); });
 }
 
-void CardBody::onPictureRead()
+void CardBody::showPicture(const QImage &image)
 {
-    const QImage image = m_pictureReader.result();
     if (image.isNull())
         return;
     QPixmap pixmap = QPixmap::fromImage(image);
@@ -103,6 +107,11 @@ void CardBody::onPictureRead()
     m_picture->setPixmap(pixmap);
     m_picture->setScaledContents(true);
     m_picture->show();
+    grow();
+}
+
+void CardBody::grow()
+{
     m_fittedWidth = -1;
     emit pictureShown();
 }
@@ -120,8 +129,8 @@ int CardBody::placePicture(int top, int width)
 int CardBody::placeLink(int top, int width)
 {
     m_link->setFixedWidth(width);
-    m_link->setText(anchor(m_linkAddress, CreateAbbreviationString(m_linkText, m_link->font(), m_link)));
-    const int height = m_link->heightForWidth(width);
+    m_link->showLink(CreateAbbreviationString(m_linkText, m_link->font(), m_link), m_linkAddress, linkLook());
+    const int height = m_link->sizeHint().height();
     m_link->setGeometry(0, top, width, height);
     return top + height;
 }

@@ -4,20 +4,19 @@
 #include <QString>
 
 class QLabel;
-class QTextDocument;
 class QTextEdit;
+
+namespace tarn::visualized {
+class SafeDocument;
+}
 
 namespace cardtext {
 
 /// Puts a body from outside into the document, reduced to what can neither load anything nor take unbounded time.
 /// @param lineHeight pixels
-void setBody(QTextDocument *document, const QString &content, const QFont &font, int lineHeight);
+void setBody(tarn::visualized::SafeDocument *document, const QString &content, const QFont &font, int lineHeight);
 /// The beginning of a body as one line of plain text, without markup. Looks at a bounded part of it only.
 QString preview(const QString &content);
-/// Cuts a text to what fits into the lines, the last one ending in an ellipsis when something is left out. The lines
-/// are separated by '\n'.
-/// @param width pixels
-QString abbreviated(const QString &text, const QFont &font, int width, int lines);
 
 } // namespace cardtext
 

@@ -3,8 +3,11 @@
 #include "message/CardText.h"
 #include "message/MessageCard.h"
 #include "widgets/Look.h"
+#include "widgets/SafeDocument.h"
+#include "widgets/TextMenu.h"
 
 #include <QKeyEvent>
+#include <QMimeData>
 #include <QScrollBar>
 #include <QtMath>
 
@@ -18,14 +21,18 @@ constexpr QRgb TextColor = 0xff4a4a4a;
 
 QString barSheet(const QWidget *w)
 {
-    return look::thinScrollBars(QString(), BarWidth, QStringLiteral("transparent"), QStringLiteral("#D5D9DF"), w);
+    return look::thinScrollBars(QString(), BarWidth, QStringLiteral("transparent"), look::BorderGrey, w);
 }
 } // namespace
 
 CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
     : QTextEdit(parent)
+    , m_document(new tarn::visualized::SafeDocument(this))
     , m_lineHeight(card.lineHeight())
 {
+    setDocument(m_document);
+    tarn::visualized::addTextMenu(this);
+    connect(m_document, &tarn::visualized::SafeDocument::pictureRead, this, &CardTextView::grown);
     setObjectName(QStringLiteral("messageView"));
     setFrameShape(QFrame::NoFrame);
     setReadOnly(true);
@@ -39,10 +46,11 @@ CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff); // until it is needed: its sheet costs more than the rest
 }
 
-void CardTextView::setContent(const QString &content)
+void CardTextView::setContent(const QString &content, const QSize &pictureBox)
 {
     m_isLong = content.size() > LongContent;
-    cardtext::setBody(document(), content, font(), m_lineHeight);
+    m_document->showPictures(pictureBox, devicePixelRatioF());
+    cardtext::setBody(m_document, content, font(), m_lineHeight);
 }
 
 int CardTextView::fitToWidth(int width)
@@ -79,4 +87,16 @@ void CardTextView::keyPressEvent(QKeyEvent *event)
         event->ignore();
     else
         QTextEdit::keyPressEvent(event);
+}
+
+// Without the marks that let long words break.
+QMimeData *CardTextView::createMimeDataFromSelection() const
+{
+    auto *copied = new QMimeData;
+    copied->setText(textCursor()
+                        .selectedText()
+                        .replace(QChar::ParagraphSeparator, QLatin1Char('\n'))
+                        .replace(QChar::LineSeparator, QLatin1Char('\n'))
+                        .remove(QChar(0x200B)));
+    return copied;
 }

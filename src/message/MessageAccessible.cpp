@@ -4,11 +4,16 @@
 #include "message/MessageList.h"
 #include "message/MessageListItem.h"
 #include "message/MsgCenterDataMgr.h"
+#include "message/NotifyWnd.h"
+
+#include "widgets/SafeHtml.h"
 
 #include <QAccessibleWidget>
 #include <algorithm>
 
 namespace {
+constexpr int MaxSpoken = 2000; // characters
+
 QAccessibleInterface *interfaceOf(QObject *object)
 {
     return QAccessible::queryAccessibleInterface(object);
@@ -25,10 +30,8 @@ public:
 
     QAccessibleInterface *parent() const override
     {
-        QWidget *ancestor = item()->parentWidget();
-        while (ancestor && !qobject_cast<MessageList *>(ancestor))
-            ancestor = ancestor->parentWidget();
-        return ancestor ? interfaceOf(ancestor) : QAccessibleWidget::parent();
+        MessageList *list = MessageList::of(item());
+        return list ? interfaceOf(list) : QAccessibleWidget::parent();
     }
 
     int childCount() const override
@@ -44,6 +47,8 @@ public:
             return message.MsgTitle;
         if (kind != QAccessible::Description)
             return QAccessibleWidget::text(kind);
+        if (item()->isExpanded())
+            return QStringLiteral("已展开 ") + tarn::visualized::safehtml::words(message.MsgContent, MaxSpoken);
         const QString mark = message.unRead ? QStringLiteral("未读 ") : QString();
         return mark + message.MsgDateTime + QLatin1Char(' ') + cardtext::preview(message.MsgContent);
     }
@@ -116,20 +121,35 @@ QAccessibleInterface *makeInterface(const QString &, QObject *object)
         return new ItemInterface(item);
     if (auto *list = qobject_cast<MessageList *>(object))
         return new ListInterface(list);
+    if (auto *notice = qobject_cast<NotifyWnd *>(object))
+        return new QAccessibleWidget(notice, QAccessible::Notification); // announced without the focus
     return nullptr;
 }
+
+// Removed with the library that holds makeInterface().
+struct Factory
+{
+    Factory() { QAccessible::installFactory(makeInterface); }
+    ~Factory() { QAccessible::removeFactory(makeInterface); }
+    Q_DISABLE_COPY(Factory)
+};
 } // namespace
 
 void messageaccessible::install()
 {
-    static const bool installed = (QAccessible::installFactory(makeInterface), true);
-    Q_UNUSED(installed)
+    static const Factory factory;
 }
 
-void messageaccessible::release(QWidget *widget)
+void messageaccessible::announceExpansion(CMessageListItem *item)
 {
-    if (QAccessible::isActive())
+    if (!QAccessible::isActive())
         return;
-    if (QAccessibleInterface *made = interfaceOf(widget))
-        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(made));
+    QAccessible::State changed;
+    changed.expanded = true;
+    changed.collapsed = true;
+    QAccessibleStateChangeEvent state(item, changed);
+    QAccessible::updateAccessibility(&state);
+    // Qt's AT-SPI bridge passes on no expansion; screen readers speak a changed description of the focused item.
+    QAccessibleEvent description(item, QAccessible::DescriptionChanged);
+    QAccessible::updateAccessibility(&description);
 }

@@ -1,15 +1,14 @@
 #pragma once
 
-class QWidget;
+class CMessageListItem;
 
-/// What assistive tools are told about the message center's list: a list whose items are the messages, without the
-/// containers in between. GUI thread.
+/// The messages' windows for assistive tools: the message center's list is a list whose items are the messages, without
+/// the containers in between, and a notice is a notification. GUI thread.
 namespace messageaccessible {
 
-/// Registers it once in the process.
+/// Registers the roles once in the process.
 void install();
-/// Drops what Qt has made for a widget when it was shown, unless an assistive tool runs; it is made again on demand.
-/// For thousands of items that is a fifth of their memory.
-void release(QWidget *widget);
+/// Tells assistive tools that the item was opened or closed.
+void announceExpansion(CMessageListItem *item);
 
 } // namespace messageaccessible

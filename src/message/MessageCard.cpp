@@ -2,11 +2,12 @@
 
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
+#include "widgets/ShownText.h"
 #include "widgets/dpitoolkit.h"
 
+#include <QCoreApplication>
 #include <QHash>
 #include <QPainter>
-#include <QStyleOption>
 
 namespace {
 constexpr int TitlePx = 14;
@@ -17,38 +18,38 @@ constexpr int MaxHeadText = 512; // characters; more never fits and is slow to m
 constexpr QRgb TitleColor = 0xff4a4a4a;
 constexpr QRgb TimeColor = 0xffa2a1a1;
 constexpr QRgb BodyColor = 0xff6b6b6b;
-constexpr QRgb FocusColor = 0xff53b3ea;
+constexpr QRgb BorderColor = 0xffdfe1e3;
+constexpr QRgb GroundColor = 0xfffdfcfc;
+constexpr QRgb SelectedColor = 0xffebf4fe;
 constexpr int FrameRadius = 8;
-
-QString frameSheet()
-{
-    return QStringLiteral("border:1px solid #dfe1e3;border-radius:8px;");
-}
-
-QString normalSheet()
-{
-    return frameSheet() + QStringLiteral("background-color:#fdfcfc;");
-}
-
-QString selectedSheet()
-{
-    return frameSheet() + QStringLiteral("background-color:#ebf4fe;");
-}
 
 QString headLine(const QString &text)
 {
-    return text.left(MaxHeadText).simplified();
+    return tarn::visualized::text::beginning(text, MaxHeadText).simplified();
+}
+
+using Cards = QHash<int, QSharedPointer<const MessageCard>>;
+
+Cards &cards()
+{
+    static Cards all;
+    return all;
+}
+
+// Icons must not outlive the application.
+void dropCards()
+{
+    cards().clear();
 }
 } // namespace
 
 QSharedPointer<const MessageCard> MessageCard::of(const QWidget *w)
 {
-    static QHash<int, QWeakPointer<const MessageCard>> cards;
     const int dpi = Utils::DpiToolkit::getDPI(w);
-    QSharedPointer<const MessageCard> card = cards.value(dpi).toStrongRef();
+    QSharedPointer<const MessageCard> &card = cards()[dpi];
     if (!card) {
+        qAddPostRoutine(dropCards);
         card.reset(new MessageCard(dpi, w));
-        cards.insert(dpi, card);
     }
     return card;
 }
@@ -58,13 +59,11 @@ MessageCard::MessageCard(int dpi, const QWidget *w)
     , m_titleFont(look::yaHei(TitlePx, QFont::DemiBold, w))
     , m_timeFont(look::yaHei(TimePx, QFont::Normal, w))
     , m_bodyFont(look::yaHei(BodyPx, QFont::Normal, w))
-    , m_dot(QStringLiteral(":/images/images/Unread.svg"))
-    , m_collapsed(QStringLiteral(":/images/images/gather.svg"))
-    , m_expanded(QStringLiteral(":/images/images/expand.svg"))
-    , m_bin(QStringLiteral(":/images/images/delete.svg"))
+    , m_dot(look::icon::Unread)
+    , m_collapsed(look::icon::Collapse)
+    , m_expanded(look::icon::Expand)
+    , m_bin(look::icon::Delete)
 {
-    m_normal.setStyleSheet(normalSheet());
-    m_selected.setStyleSheet(selectedSheet());
 }
 
 int MessageCard::px(int design) const
@@ -116,17 +115,12 @@ QRect MessageCard::textRect(int width) const
 
 void MessageCard::drawFrame(QPainter *painter, const QRect &rect, bool isSelected, bool hasFocus) const
 {
-    const QFrame *sample = isSelected ? &m_selected : &m_normal;
-    QStyleOption option;
-    option.initFrom(sample);
-    option.rect = rect;
-    sample->style()->drawPrimitive(QStyle::PE_Widget, &option, painter, sample);
-    if (!hasFocus)
-        return;
     painter->setRenderHint(QPainter::Antialiasing);
-    painter->setPen(QPen(QColor(FocusColor), 2));
+    painter->setPen(hasFocus ? QPen(QColor(look::FrameBlue), 2) : QPen(QColor(BorderColor), 1));
+    painter->setBrush(QColor(isSelected ? SelectedColor : GroundColor));
+    const qreal half = hasFocus ? 1 : 0.5;
+    painter->drawRoundedRect(QRectF(rect).adjusted(half, half, -half, -half), FrameRadius - half, FrameRadius - half);
     painter->setBrush(Qt::NoBrush);
-    painter->drawRoundedRect(QRectF(rect).adjusted(1, 1, -1, -1), FrameRadius - 1, FrameRadius - 1);
 }
 
 void MessageCard::drawHead(QPainter *painter, int width, const QString &title, const QString &time) const

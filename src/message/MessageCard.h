@@ -1,19 +1,18 @@
 #pragma once
 
 #include <QFont>
-#include <QFrame>
 #include <QIcon>
 #include <QRect>
 #include <QSharedPointer>
 
 class QPainter;
 
-/// Sizes and drawing of a message's card, shared by thousands of items that have no widgets of their own yet. GUI
+/// Sizes and drawing of a message's card, shared by thousands of items that have no child widgets yet. GUI
 /// thread. Sizes are in pixels; rectangles count from the item's corner.
 class MessageCard final
 {
 public:
-    /// The set for the widget's DPI; it lives as long as somebody holds it.
+    /// The set for the widget's DPI; one is kept per DPI until the application ends.
     static QSharedPointer<const MessageCard> of(const QWidget *w);
 
     int collapsedHeight() const;
@@ -62,8 +61,4 @@ private:
     QIcon m_collapsed;
     QIcon m_expanded;
     QIcon m_bin;
-    // The sheet engine draws the frames, through one hidden sample for all cards: a sheet on each of them would cost
-    // more than everything else in it.
-    QFrame m_normal;
-    QFrame m_selected;
 };

@@ -4,6 +4,7 @@
 #include "message/MessageCard.h"
 #include "message/MessageListItem.h"
 #include "widgets/Look.h"
+#include "widgets/TextMenu.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -20,7 +21,7 @@ constexpr int BarWidth = 8;
 // Look
 QString barSheet(const QWidget *w)
 {
-    return look::thinScrollBars(QString(), BarWidth, QStringLiteral("white"), QStringLiteral("#D5D9DF"), w);
+    return look::thinScrollBars(QString(), BarWidth, QStringLiteral("white"), look::BorderGrey, w);
 }
 } // namespace
 
@@ -34,7 +35,6 @@ public:
     }
 
     void append(CMessageListItem *item) { m_items.push_back(item); }
-    const std::vector<CMessageListItem *> &items() const { return m_items; }
 
     int fitToWidth(int width, int gap)
     {
@@ -80,6 +80,7 @@ MessageList::MessageList(QWidget *parent)
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::NoFocus); // its items take the focus
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    tarn::visualized::removeScrollBarMenus(this);
     verticalScrollBar()->setStyleSheet(barSheet(this));
     verticalScrollBar()->setSingleStep((m_card->collapsedHeight() + m_card->gap()) / 3);
     // Opaque and static, so that scrolling and growing keep what is painted already.
@@ -93,6 +94,14 @@ MessageList::MessageList(QWidget *parent)
 }
 
 MessageList::~MessageList() = default;
+
+MessageList *MessageList::of(const CMessageListItem *item)
+{
+    QWidget *ancestor = item->parentWidget();
+    while (ancestor && !qobject_cast<MessageList *>(ancestor))
+        ancestor = ancestor->parentWidget();
+    return static_cast<MessageList *>(ancestor);
+}
 
 CMessageListItem *MessageList::neighbour(const CMessageListItem *item, int step) const
 {
@@ -132,8 +141,17 @@ void MessageList::finishChunk()
 {
     arrange();
     m_chunks.back()->show();
-    for (CMessageListItem *item : m_chunks.back()->items())
-        messageaccessible::release(item);
+}
+
+void MessageList::prepare(CMessageListItem *item)
+{
+    emit itemNeeded(item);
+}
+
+void MessageList::scrollTo(CMessageListItem *item)
+{
+    arrange();
+    ensureWidgetVisible(item, 0, m_card->gap());
 }
 
 void MessageList::goTo(CMessageListItem *item)
@@ -143,8 +161,7 @@ void MessageList::goTo(CMessageListItem *item)
     setTabStop(item);
     item->setFocus(Qt::OtherFocusReason);
     item->select();
-    arrange();
-    ensureWidgetVisible(item, 0, m_card->gap());
+    scrollTo(item);
 }
 
 void MessageList::setTabStop(CMessageListItem *item)

@@ -20,6 +20,9 @@ public:
     explicit MessageList(QWidget *parent);
     ~MessageList() override;
 
+    /// The list that holds an item; null when there is none.
+    static MessageList *of(const CMessageListItem *item);
+
     /// In the order of the list; deleted ones included.
     const std::vector<CMessageListItem *> &items() const { return m_items; }
     /// The next item that is not deleted, in either direction from this one; null at the end.
@@ -32,6 +35,10 @@ public:
     void append(CMessageListItem *item);
     /// Shows the last chunk; its items stand in the place that was held for them.
     void finishChunk();
+    /// Connects the item, once, before it reports anything: connections of thousands of items that the user never touches
+    /// would take more memory than the items.
+    void prepare(CMessageListItem *item);
+    void scrollTo(CMessageListItem *item);
     /// Selects the item, gives it the focus and scrolls to it; null does nothing.
     void goTo(CMessageListItem *item);
     /// The one item that the Tab key reaches.
@@ -40,8 +47,6 @@ public:
     bool handleKey(int key);
 
 signals:
-    /// Once per item, before it reports anything: the time to connect it. Connections of thousands of items that nobody
-    /// touches would take more memory than the items.
     void itemNeeded(CMessageListItem *item);
     void firstPainted(); ///< once, when the user can see the first screen
 

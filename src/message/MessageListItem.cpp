@@ -3,19 +3,22 @@
 #include "base/Log.h"
 #include "message/CardBody.h"
 #include "message/CardText.h"
+#include "message/MessageAccessible.h"
 #include "message/MessageCard.h"
 #include "message/MessageList.h"
 #include "message/MessagePushEvent.h"
 #include "message/MsgCenterDataMgr.h"
+#include "widgets/ShownText.h"
 #include "widgets/WebLink.h"
 
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QToolButton>
+#include <utility>
 
 namespace {
-// With the focus on it Return presses it, too; the item would otherwise take that key.
+// Return presses it as Space does; the item would otherwise take that key.
 class CardButton final : public QToolButton
 {
 public:
@@ -88,7 +91,7 @@ void CMessageListItem::ReadMessage(bool all)
 
 void CMessageListItem::select()
 {
-    // Without an id nothing can be done to a message, and nobody would take its selection away again.
+    // The dialog identifies the selection by its id: that of a message without one could not be cleared.
     if (m_message->MsgId.isEmpty())
         return;
     buildParts();
@@ -113,6 +116,7 @@ void CMessageListItem::OnArrowBtnClicked()
         buildBody();
     applyState();
     updateGeometry();
+    messageaccessible::announceExpansion(this);
     if (m_isExpanded)
         reportReading();
 }
@@ -122,11 +126,12 @@ void CMessageListItem::OnlinkActivated(QString strLink)
     buildParts();
     VT_LOG(info) << QStringLiteral("【消息中心交互流程日志记录】消息%1链接已点击，目标地址为：%2。")
                         .arg(m_message->MsgId, strLink);
-    if (!weblink::open(strLink))
+    const bool isOpened = weblink::open(strLink);
+    if (!isOpened)
         VT_LOG(warning)
             << QStringLiteral("【消息中心交互流程日志记录】消息%1的链接无法打开：%2。").arg(m_message->MsgId, strLink);
     reportReading();
-    if (!m_message->MsgId.isEmpty())
+    if (isOpened && !m_message->MsgId.isEmpty())
         emit MessageClicked(m_message->MsgId);
 }
 
@@ -140,7 +145,7 @@ void CMessageListItem::reportReading()
 {
     if (!m_message->unRead)
         return;
-    // The mark goes at once: the event that announces the reading comes back later and finds nothing left to do.
+    // Hides the mark at once: the event that announces the reading comes back later and then changes nothing.
     ReadMessage(false);
     VT_LOG(info) << QStringLiteral("【消息中心交互流程日志记录】消息%1已读。").arg(m_message->MsgId);
     if (!m_message->MsgId.isEmpty())
@@ -174,7 +179,8 @@ QString CMessageListItem::abbreviation()
 {
     const int width = m_card->textRect(this->width()).width();
     if (m_abbreviationWidth != width) {
-        m_abbreviation = cardtext::abbreviated(cardtext::preview(m_message->MsgContent), m_card->bodyFont(), width, 2);
+        m_abbreviation =
+            tarn::visualized::text::elided(cardtext::preview(m_message->MsgContent), m_card->bodyFont(), width, 2);
         m_abbreviationWidth = width;
     }
     return m_abbreviation;
@@ -193,8 +199,11 @@ void CMessageListItem::enterEvent(QEvent *)
 void CMessageListItem::focusInEvent(QFocusEvent *event)
 {
     buildParts();
-    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason)
+    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason) {
         select();
+        if (MessageList *list = MessageList::of(this))
+            list->scrollTo(this); // the focus may come from outside of the list
+    }
     update();
 }
 
@@ -207,14 +216,16 @@ void CMessageListItem::mousePressEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton)
         return;
+    // A touch screen presses before the pointer has entered the card and created the arrow's widget.
+    m_isArrowPressed = m_card->arrowRect(width()).contains(event->pos());
     buildParts();
     select();
 }
 
 void CMessageListItem::mouseReleaseEvent(QMouseEvent *event)
 {
-    // A press that came before the arrow was a widget, as from a touch screen.
-    if (event->button() == Qt::LeftButton && m_card->arrowRect(width()).contains(event->pos()))
+    const bool wasPressed = std::exchange(m_isArrowPressed, false);
+    if (event->button() == Qt::LeftButton && wasPressed && m_card->arrowRect(width()).contains(event->pos()))
         OnArrowBtnClicked();
 }
 
@@ -248,10 +259,8 @@ void CMessageListItem::buildParts()
 {
     if (m_arrow)
         return;
-    for (QWidget *ancestor = parentWidget(); ancestor; ancestor = ancestor->parentWidget()) {
-        if (auto *list = qobject_cast<MessageList *>(ancestor))
-            emit list->itemNeeded(this);
-    }
+    if (MessageList *list = MessageList::of(this))
+        list->prepare(this);
     m_dot = new QLabel(this);
     m_dot->setObjectName(QStringLiteral("unreadDot"));
     m_dot->setAccessibleName(QStringLiteral("未读"));
@@ -276,6 +285,7 @@ QToolButton *CMessageListItem::makeButton(const QString &name)
 {
     auto *button = new CardButton(this);
     button->setObjectName(name);
+    button->setAccessibleDescription(tarn::visualized::text::brief(m_message->MsgTitle)); // which message it is of
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
     button->setIconSize(m_card->iconSize());
@@ -299,6 +309,7 @@ void CMessageListItem::applyState()
         m_arrow->setIcon(m_card->arrow(m_isExpanded));
         m_arrow->setToolTip(action);
         m_arrow->setAccessibleName(action);
+        m_arrow->setFocusPolicy(m_isSelected ? Qt::TabFocus : Qt::NoFocus); // one card's buttons are stops of Tab
         m_delete->setVisible(m_isSelected);
     }
     if (m_body)
@@ -315,4 +326,10 @@ void CMessageListItem::buildBody()
     connect(m_body, &CardBody::pressed, this, &CMessageListItem::select);
     connect(m_body, &CardBody::pictureShown, this, &CMessageListItem::updateGeometry);
     m_body->show();
+    buildParts();
+    QWidgetList stops = m_body->tabStops();
+    stops.prepend(m_arrow);
+    stops.append(m_delete);
+    for (int i = 1; i < stops.size(); ++i)
+        setTabOrder(stops.at(i - 1), stops.at(i));
 }

@@ -10,7 +10,7 @@ class QToolButton;
 struct sMsgData;
 
 /// One message of the message center: a card with title, time, two lines of the body, and on demand the rest. There may
-/// be thousands, so it paints itself; its buttons are made when it is pointed at, focused, selected or asked for by an
+/// be thousands, so it paints itself; its buttons are created when it is pointed at, focused, selected or requested by an
 /// assistive tool, its body when it is first opened. GUI thread.
 class CMessageListItem final : public QWidget
 {
@@ -73,7 +73,7 @@ private:
 
     sMsgData *m_message;
     QSharedPointer<const MessageCard> m_card;
-    QString m_abbreviation; // made when first painted
+    QString m_abbreviation; // created when first painted
     int m_abbreviationWidth = -1;
     QLabel *m_dot = nullptr; // the three parts exist together or not at all
     QToolButton *m_arrow = nullptr;
@@ -82,4 +82,5 @@ private:
     bool m_isSelected = false;
     bool m_isExpanded = false;
     bool m_isDeleted = false;
+    bool m_isArrowPressed = false; // before the arrow was a widget
 };

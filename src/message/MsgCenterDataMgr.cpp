@@ -8,8 +8,9 @@
 
 #include <QThreadPool>
 
+using namespace tarn::visualized;
+
 namespace {
-namespace code = tarn::message::code;
 namespace key = tarn::message::key;
 namespace operate = tarn::message::operate;
 namespace receipt = tarn::message::receipt;
@@ -59,23 +60,17 @@ CMsgCenterDataMgr *CMsgCenterDataMgr::GetMsgDataMgrInstance()
 
 void CMsgCenterDataMgr::GetMessageRecords(std::vector<sMsgData> &records)
 {
-    IMessageServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetMessageServiceAssistant();
-    if (!assistant) {
+    const ServiceOutcome outcome =
+        call(service::message(), &IMessageServiceAssistant::GetAllMessageRecords, QVariantMap());
+    if (!outcome.called()) {
         VT_LOG(info) << QStringLiteral("GetAllMessageRecords：获取消息服务失败");
         return;
     }
-    const auto input = assistant->CreateInputArgs();
-    const auto output = assistant->CreateOutputArgs();
-    assistant->GetAllMessageRecords(input, output);
-    const int ret = output->GetRetCode();
-    if (ret != code::Ok) {
-        VT_LOG(critical) << vtlog::callFailed(QStringLiteral("【获取所有消息数据】调用获取所有消息数据接口"),
-                                              code::isTransport(ret), ret, output->GetError());
+    VT_LOG_OUTCOME(outcome, QStringLiteral("【获取所有消息数据】调用获取所有消息数据接口"), QString());
+    if (!outcome.accepted())
         return;
-    }
-    const QList<QVariant> list = output->GetValueList();
-    records.reserve(records.size() + size_t(list.size()));
-    for (const QVariant &values : list)
+    records.reserve(records.size() + size_t(outcome.list.size()));
+    for (const QVariant &values : outcome.list)
         records.push_back(toRecord(values.toMap()));
 }
 

@@ -18,8 +18,10 @@
 #include <QStackedWidget>
 #include <QTimer>
 #include <algorithm>
+#include <utility>
 
 using ServiceVisualized::CToolkit;
+using tarn::visualized::ToolDialog;
 
 namespace {
 // Metrics (design pixels at 96 DPI)
@@ -36,8 +38,6 @@ constexpr int EmptyPx = 14;
 constexpr int ListPage = 0;
 constexpr int EmptyPage = 1;
 // Look
-constexpr QRgb FrameColor = 0xff53b3ea;
-
 QString titleSheet()
 {
     return look::titleBand(QStringLiteral("white"), QStringLiteral("#E8EAED"));
@@ -55,10 +55,9 @@ QString emptyTextSheet()
 } // namespace
 
 CMsgCenterDlg::CMsgCenterDlg(QWidget *parent)
-    : QDialog(parent, Qt::Tool | Qt::FramelessWindowHint)
-    , m_drag(this)
+    : ToolDialog(parent, Qt::Tool, Qt::NoButton)
 {
-    look::prepareWindow(this, QStringLiteral("消息中心"));
+    prepare(QStringLiteral("消息中心"));
     installEventFilter(this);
     CMessageObserver::GetObserverInstance()->AddListener(this);
     InitDialogUi();
@@ -81,14 +80,13 @@ void CMsgCenterDlg::InitDialogUi()
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(1, 1, 1, look::scaled(BottomMargin, this));
     column->setSpacing(0);
-    column->addWidget(titleBand());
     column->addWidget(actionBand());
     m_pages = new QStackedWidget(this);
     m_list = new MessageList(m_pages);
     connect(m_list, &MessageList::itemNeeded, this, &CMsgCenterDlg::connectItem);
     m_pages->insertWidget(ListPage, m_list);
-    m_pages->insertWidget(EmptyPage, emptyPage());
     column->addWidget(m_pages, 1);
+    addTitleBand(column);
     column->activate();
 
     fetchRecords();
@@ -97,24 +95,22 @@ void CMsgCenterDlg::InitDialogUi()
     m_builder = new QTimer(this);
     m_builder->setInterval(0);
     connect(m_builder, &QTimer::timeout, this, &CMsgCenterDlg::buildNextChunk);
+    connect(m_list, &MessageList::firstPainted, this, &CMsgCenterDlg::logIds);
     // The rest waits until the first screen is on the display.
     connect(m_list, &MessageList::firstPainted, m_builder, QOverload<>::of(&QTimer::start));
     buildNextChunk();
 }
 
-QWidget *CMsgCenterDlg::titleBand()
+void CMsgCenterDlg::addTitleBand(QVBoxLayout *column)
 {
-    auto *bar = new CustomTitleBar(this);
-    bar->setFixedHeight(look::scaled(TitleHeight, this));
+    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
     bar->setStyleSheet(titleSheet());
-    bar->SetTitleLogo(QStringLiteral(":/images/images/msgCenter.svg"));
+    bar->SetTitleLogo(look::icon::MessageCenter);
     bar->SetTitleText(QStringLiteral("消息中心"));
     bar->addStretch(1);
     bar->AddCloseButton();
+    m_closeButton = bar->findChild<QWidget *>(QStringLiteral("closeButton"));
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CMsgCenterDlg::OnCloseBtnClicked);
-    connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CMsgCenterDlg::OnCustomTitleBarPressed);
-    connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CMsgCenterDlg::OnCustomTitleBarmoved);
-    return bar;
 }
 
 QWidget *CMsgCenterDlg::actionBand()
@@ -127,7 +123,7 @@ QWidget *CMsgCenterDlg::actionBand()
     m_readAll->setObjectName(QStringLiteral("readAllButton"));
     m_readAll->setStyleSheet(readAllSheet());
     m_readAll->setFixedHeight(look::scaled(ReadAllHeight, this));
-    m_readAll->setIcon(QIcon(QStringLiteral(":/images/images/ReadAll.svg")));
+    m_readAll->setIcon(QIcon(look::icon::ReadAll));
     m_readAll->setIconSize(QSize(look::scaled(ReadAllIcon, this), look::scaled(ReadAllIcon, this)));
     connect(m_readAll, &QPushButton::clicked, this, &CMsgCenterDlg::ReadAllMsg);
     row->addStretch(1);
@@ -141,7 +137,7 @@ QWidget *CMsgCenterDlg::emptyPage()
     page->setObjectName(QStringLiteral("emptyPage"));
     auto *picture = new QLabel(page);
     const QSize size(look::scaled(EmptyWidth, this), look::scaled(EmptyHeight, this));
-    CToolkit::SetLabelIconPicture(picture, QIcon(QStringLiteral(":/images/images/NoMsgTip.svg")), size);
+    CToolkit::SetLabelIconPicture(picture, QIcon(look::icon::NoMessages), size);
     auto *text = new QLabel(QStringLiteral("暂无消息"), page);
     text->setFont(look::yaHei(EmptyPx, QFont::Normal, this));
     text->setStyleSheet(emptyTextSheet());
@@ -162,11 +158,20 @@ void CMsgCenterDlg::fetchRecords()
     }
     store->GetMessageRecords(m_records);
     m_shownCount = int(m_records.size());
+    VT_LOG(info) << QStringLiteral("消息中心展示消息数量：") + QString::number(m_shownCount);
+    if (m_records.empty())
+        logIds();
+}
+
+// After the first screen: the ids of thousands of messages take longer to log than the screen to paint.
+void CMsgCenterDlg::logIds()
+{
+    if (std::exchange(m_hasLoggedIds, true))
+        return;
     QStringList ids;
-    ids.reserve(m_shownCount);
+    ids.reserve(int(m_records.size()));
     for (const sMsgData &record : m_records)
         ids.append(record.MsgId);
-    VT_LOG(info) << QStringLiteral("消息中心展示消息数量：") + QString::number(m_shownCount);
     VT_LOG(info) << QStringLiteral("消息中心展示的消息ID：") + ids.join(QLatin1Char(','));
 }
 
@@ -179,23 +184,23 @@ void CMsgCenterDlg::buildNextChunk()
     QWidget *chunk = m_list->newChunk();
     const size_t end = std::min(m_records.size(), m_builtCount + MessageList::ChunkSize);
     for (; m_builtCount < end; ++m_builtCount)
-        m_list->append(newItem(m_records[m_builtCount], chunk));
+        addItem(m_records[m_builtCount], chunk);
     m_list->finishChunk();
+    if (!m_list->items().empty())
+        setTabOrder(m_list->items().back(), m_closeButton); // the last stop
 }
 
-CMessageListItem *CMsgCenterDlg::newItem(sMsgData &record, QWidget *parent)
+void CMsgCenterDlg::addItem(sMsgData &record, QWidget *parent)
 {
     auto *item = new CMessageListItem(&record, false, parent);
+    m_list->append(item);
+    m_itemsById.insert(record.MsgId, item);
     const auto [first, isFirst] = m_items.emplace(record.MsgId, item);
-    if (isFirst)
-        return item;
-    m_twins.insert(record.MsgId, item);
-    if (static_cast<CMessageListItem *>(first->second)->isDeleted()) { // deleted before this one was built
+    if (!isFirst && static_cast<CMessageListItem *>(first->second)->isDeleted()) { // before this one was built
         item->markDeleted();
         --m_shownCount;
         applyCount();
     }
-    return item;
 }
 
 void CMsgCenterDlg::connectItem(CMessageListItem *item)
@@ -206,16 +211,9 @@ void CMsgCenterDlg::connectItem(CMessageListItem *item)
     connect(item, &CMessageListItem::MessageDeleted, this, &CMsgCenterDlg::OnMessageDeleted);
 }
 
-std::vector<CMessageListItem *> CMsgCenterDlg::itemsOf(const QString &id) const
+QList<CMessageListItem *> CMsgCenterDlg::itemsOf(const QString &id) const
 {
-    std::vector<CMessageListItem *> items;
-    const auto found = m_items.find(id);
-    if (found == m_items.end())
-        return items;
-    items.push_back(static_cast<CMessageListItem *>(found->second));
-    for (CMessageListItem *twin : m_twins.values(id))
-        items.push_back(twin);
-    return items;
+    return m_itemsById.values(id);
 }
 
 void CMsgCenterDlg::MsgReadSlots(QString strMsgId)
@@ -254,8 +252,8 @@ void CMsgCenterDlg::OnMessageSelected(QString strMessageId)
 
 void CMsgCenterDlg::OnMessageDeleted(QString strMessageId)
 {
-    const std::vector<CMessageListItem *> items = itemsOf(strMessageId);
-    if (strMessageId.isEmpty() || items.empty() || items.front()->isDeleted())
+    const QList<CMessageListItem *> items = itemsOf(strMessageId);
+    if (strMessageId.isEmpty() || items.isEmpty() || items.first()->isDeleted())
         return;
     moveSelectionAway(items);
     for (CMessageListItem *item : items) {
@@ -266,24 +264,27 @@ void CMsgCenterDlg::OnMessageDeleted(QString strMessageId)
     applyCount();
 }
 
-void CMsgCenterDlg::moveSelectionAway(const std::vector<CMessageListItem *> &items)
+void CMsgCenterDlg::moveSelectionAway(const QList<CMessageListItem *> &items)
 {
-    const bool hasFocus =
-        focusWidget() && (focusWidget() == items.front() || items.front()->isAncestorOf(focusWidget()));
-    if (!items.front()->isSelected() && !hasFocus)
+    const auto isLeaving = [&items](const CMessageListItem *item) {
+        return item->isSelected() || item == item->window()->focusWidget() ||
+               item->isAncestorOf(item->window()->focusWidget());
+    };
+    const auto leaving = std::find_if(items.begin(), items.end(), isLeaving);
+    if (leaving == items.end())
         return;
     for (CMessageListItem *item : items)
         item->ClearMessageSelected();
     m_selectedId.clear();
-    const auto isLeaving = [&](CMessageListItem *item) {
-        return std::find(items.begin(), items.end(), item) != items.end();
-    };
-    CMessageListItem *next = nullptr;
-    for (const int step : {1, -1}) {
-        next = next ? next : m_list->neighbour(items.front(), step);
-        while (next && isLeaving(next))
+    const auto firstStaying = [&](int step) {
+        CMessageListItem *next = m_list->neighbour(*leaving, step);
+        while (next && items.contains(next))
             next = m_list->neighbour(next, step);
-    }
+        return next;
+    };
+    CMessageListItem *next = firstStaying(1);
+    if (!next)
+        next = firstStaying(-1);
     if (next)
         m_list->goTo(next);
     else
@@ -295,16 +296,6 @@ void CMsgCenterDlg::OnCloseBtnClicked()
     close();
 }
 
-void CMsgCenterDlg::OnCustomTitleBarPressed(int nPosX, int nPosY)
-{
-    m_drag.press(QPoint(nPosX, nPosY));
-}
-
-void CMsgCenterDlg::OnCustomTitleBarmoved(int nPosX, int nPosY)
-{
-    m_drag.move(QPoint(nPosX, nPosY));
-}
-
 void CMsgCenterDlg::ReadAllMsg()
 {
     if (m_records.empty())
@@ -312,19 +303,17 @@ void CMsgCenterDlg::ReadAllMsg()
     QStringList ids;
     ids.reserve(int(m_records.size()));
     for (const sMsgData &record : m_records) {
-        // An empty id names no message; the service might refuse the others because of it.
+        // An empty id names no message, and the service would refuse the others because of it.
         if (!record.MsgId.isEmpty())
             ids.append(record.MsgId);
     }
-    VT_LOG(debug) << QStringLiteral("全部消息已读。数量：") + QString::number(ids.size());
-    VT_LOG(debug) << QStringLiteral("首条消息为：") + ids.value(0);
-    for (const auto &entry : m_items)
-        static_cast<CMessageListItem *>(entry.second)->ReadMessage(true);
-    for (CMessageListItem *twin : std::as_const(m_twins))
-        twin->ReadMessage(true);
+    VT_LOG(debug) << QStringLiteral("全部消息已读。数量：") + QString::number(m_records.size());
+    VT_LOG(debug) << QStringLiteral("首条消息为：") + m_records.front().MsgId;
+    for (CMessageListItem *item : m_list->items())
+        item->ReadMessage(true);
     for (size_t i = m_builtCount; i < m_records.size(); ++i)
         m_records[i].unRead = false;
-    m_list->widget()->update(); // at once: a request of each item costs more than the painting
+    m_list->widget()->update(); // a request by each item costs more than the painting
     if (!ids.isEmpty())
         CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenRead(ids);
 }
@@ -335,11 +324,14 @@ void CMsgCenterDlg::BeforeCloseDiallog()
         return;
     m_hasLeftObserver = true;
     CMessageObserver::GetObserverInstance()->RemoveListener(this);
+    logIds(); // if the window was never painted
 }
 
 void CMsgCenterDlg::applyCount()
 {
     const bool isEmpty = m_shownCount < 1;
+    if (isEmpty && m_pages->count() == EmptyPage)
+        m_pages->insertWidget(EmptyPage, emptyPage());
     m_pages->setCurrentIndex(isEmpty ? EmptyPage : ListPage);
     m_readAll->setDisabled(isEmpty);
 }
@@ -367,20 +359,20 @@ bool CMsgCenterDlg::event(QEvent *event)
             return true;
         }
     }
-    return QDialog::event(event);
+    return ToolDialog::event(event);
 }
 
 bool CMsgCenterDlg::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape)
         return true; // only the close button closes the window
-    return QDialog::eventFilter(watched, event);
+    return ToolDialog::eventFilter(watched, event);
 }
 
 void CMsgCenterDlg::closeEvent(QCloseEvent *event)
 {
     BeforeCloseDiallog();
-    QDialog::closeEvent(event);
+    ToolDialog::closeEvent(event);
     emit MsgCenterClosed();
 }
 
@@ -389,13 +381,13 @@ void CMsgCenterDlg::keyPressEvent(QKeyEvent *event)
     // The focus is neutral at first: the arrows lead into the list from there, too.
     const bool isPlain = !(event->modifiers() & ~Qt::KeypadModifier);
     if (m_shownCount < 1 || !isPlain || !m_list->handleKey(event->key()))
-        QDialog::keyPressEvent(event);
+        ToolDialog::keyPressEvent(event);
 }
 
 void CMsgCenterDlg::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     painter.fillRect(rect(), Qt::white);
-    painter.setPen(QColor(FrameColor));
+    painter.setPen(QColor(look::FrameBlue));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }

@@ -2,9 +2,8 @@
 
 #include "message/MessageObserver.h"
 #include "message/MsgCenterDataMgr.h"
-#include "widgets/WindowDrag.h"
+#include "widgets/ToolDialog.h"
 
-#include <QDialog>
 #include <QHash>
 #include <map>
 
@@ -14,11 +13,12 @@ class MessageList;
 class QPushButton;
 class QStackedWidget;
 class QTimer;
+class QVBoxLayout;
 
-/// The window that lists every message of the message service. Fetches the records once, when it is made; shows the
-/// first screen and then builds the rest piece by piece. What the user does goes to the service and to the observers.
+/// The window that lists every message of the message service. Fetches the records once, in its constructor; shows the
+/// first screen and then builds the rest piece by piece. Reports the user's actions to the service and to the observers.
 /// GUI thread.
-class CMsgCenterDlg final : public QDialog
+class CMsgCenterDlg final : public tarn::visualized::ToolDialog
 {
     Q_OBJECT
 public:
@@ -36,8 +36,6 @@ public slots:
     void OnMessageSelected(QString strMessageId);
     void OnMessageDeleted(QString strMessageId);
     void OnCloseBtnClicked();
-    void OnCustomTitleBarPressed(int nPosX, int nPosY);
-    void OnCustomTitleBarmoved(int nPosX, int nPosY);
 
 protected:
     bool event(QEvent *event) override;
@@ -49,33 +47,35 @@ protected:
 private slots:
     void buildNextChunk();
     void connectItem(CMessageListItem *item);
+    void logIds();
 
 private:
     void InitDialogUi();
-    QWidget *titleBand();
+    void addTitleBand(QVBoxLayout *column);
     QWidget *actionBand();
     QWidget *emptyPage();
     void fetchRecords();
-    CMessageListItem *newItem(sMsgData &record, QWidget *parent);
+    void addItem(sMsgData &record, QWidget *parent);
     void ReadAllMsg();
     void BeforeCloseDiallog();
     void applyCount();
     void notifyObservers(const QString &id, EMessageEventType type);
     void forwardToItem(CMessagePushEvent *event);
-    void moveSelectionAway(const std::vector<CMessageListItem *> &items);
-    /// The item in the map and those of further records with the same id, which are one message to the service.
-    std::vector<CMessageListItem *> itemsOf(const QString &id) const;
+    void moveSelectionAway(const QList<CMessageListItem *> &items);
+    /// The items of all records with this id, which are one message to the service.
+    QList<CMessageListItem *> itemsOf(const QString &id) const;
 
-    std::vector<sMsgData> m_records; // filled once: the items point into it
-    std::map<QString, QObject *> m_items;
-    QMultiHash<QString, CMessageListItem *> m_twins;
+    std::vector<sMsgData> m_records;      // filled once: the items point into it
+    std::map<QString, QObject *> m_items; // the first item of each id
+    QMultiHash<QString, CMessageListItem *> m_itemsById;
     QString m_selectedId;
     int m_shownCount = 0;
     bool m_hasLeftObserver = false;
+    bool m_hasLoggedIds = false;
     size_t m_builtCount = 0;
     QStackedWidget *m_pages = nullptr;
     MessageList *m_list = nullptr;
     QPushButton *m_readAll = nullptr;
+    QWidget *m_closeButton = nullptr;
     QTimer *m_builder = nullptr;
-    WindowDrag m_drag;
 };

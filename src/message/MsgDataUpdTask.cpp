@@ -3,42 +3,16 @@
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/message/IMessageServiceAssistant.h"
 
+using namespace tarn::visualized;
+
 namespace {
 namespace key = tarn::message::key;
-namespace code = tarn::message::code;
-
-using Operation = void (IMessageServiceAssistant::*)(IMessageServiceAssistant::Input, IMessageServiceAssistant::Output);
-
-/// The outcome of one service call.
-struct Outcome
-{
-    bool called = false; ///< false: there is no assistant, so the step is skipped
-    int retCode = 0;
-    QString error;
-
-    bool ok() const { return retCode == code::Ok; }
-    QString failure(const QString &where) const
-    {
-        return vtlog::callFailed(where, code::isTransport(retCode), retCode, error);
-    }
-};
-
-Outcome callService(Operation operation, const QVariantMap &values)
-{
-    IMessageServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetMessageServiceAssistant();
-    if (!assistant)
-        return {};
-    const auto input = assistant->CreateInputArgs();
-    const auto output = assistant->CreateOutputArgs();
-    for (auto it = values.cbegin(); it != values.cend(); ++it)
-        input->SetValue(it.key(), it.value());
-    (assistant->*operation)(input, output);
-    return {true, output->GetRetCode(), output->GetError()};
-}
+namespace operate = tarn::message::operate;
 } // namespace
 
 CMsgDataUpdTask::CMsgDataUpdTask(const CMsgUpdTaskData &data)
     : m_data(data)
+    , m_service(service::message())
 {
 }
 
@@ -56,52 +30,38 @@ void CMsgDataUpdTask::run()
 
 void CMsgDataUpdTask::addReceipt() const
 {
-    const Outcome outcome = callService(
-        &IMessageServiceAssistant::AddMessageReceipt,
-        {{key::MsgId, firstId()}, {key::MessageReceipt, m_data.receipt}, {key::SoftName, m_data.softwareName}});
-    if (!outcome.called)
-        return;
+    const auto outcome =
+        call(m_service, &IMessageServiceAssistant::AddMessageReceipt,
+             {{key::MsgId, firstId()}, {key::MessageReceipt, m_data.receipt}, {key::SoftName, m_data.softwareName}});
     const QString type = QString::number(m_data.receipt);
-    if (outcome.ok()) {
-        VT_LOG(info) << QStringLiteral("添加回执信息成功，消息id为：%1， 回执类型为：%2。").arg(firstId(), type);
-        return;
-    }
-    VT_LOG(critical) << QStringLiteral("添加回执信息失败，消息id为：%1， 回执类型为：%2。").arg(firstId(), type);
-    VT_LOG(critical) << outcome.failure(QStringLiteral("【添加回执信息】调用添加回执信息接口"));
+    if (outcome.called() && !outcome.accepted())
+        VT_LOG(critical) << QStringLiteral("添加回执信息失败，消息id为：%1， 回执类型为：%2。").arg(firstId(), type);
+    VT_LOG_OUTCOME(outcome, QStringLiteral("【添加回执信息】调用添加回执信息接口"),
+                   QStringLiteral("添加回执信息成功，消息id为：%1， 回执类型为：%2。").arg(firstId(), type));
 }
 
 void CMsgDataUpdTask::updateStatus() const
 {
-    const QString statusKey = m_data.operateType == tarn::message::operate::MsgState
-                                  ? m_data.operateType
-                                  : tarn::message::operate::MessageStatu;
-    const Outcome outcome = callService(
-        &IMessageServiceAssistant::UpdateMessageStatus,
-        {{key::MsgIdList, m_data.msgIds}, {key::OperateType, m_data.operateType}, {statusKey, m_data.status}});
-    if (!outcome.called)
-        return;
-    if (outcome.ok()) {
-        VT_LOG(info) << QStringLiteral("更新消息状态成功，消息id为：%1。").arg(firstId());
-        return;
-    }
-    VT_LOG(critical) << QStringLiteral("更新消息状态失败，消息id为：%1， 操作类型为：%2，消息状态为：%3。")
-                            .arg(firstId(), m_data.operateType, QString::number(m_data.status));
-    VT_LOG(critical) << outcome.failure(QStringLiteral("【更新消息状态】调用更新消息状态接口"));
+    const QString &statusKey = m_data.operateType == operate::MsgState ? operate::MsgState : operate::MessageStatu;
+    const auto outcome =
+        call(m_service, &IMessageServiceAssistant::UpdateMessageStatus,
+             {{key::MsgIdList, m_data.msgIds}, {key::OperateType, m_data.operateType}, {statusKey, m_data.status}});
+    if (outcome.called() && !outcome.accepted())
+        VT_LOG(critical) << QStringLiteral("更新消息状态失败，消息id为：%1， 操作类型为：%2，消息状态为：%3。")
+                                .arg(firstId(), m_data.operateType, QString::number(m_data.status));
+    VT_LOG_OUTCOME(outcome, QStringLiteral("【更新消息状态】调用更新消息状态接口"),
+                   QStringLiteral("更新消息状态成功，消息id为：%1。").arg(firstId()));
 }
 
 void CMsgDataUpdTask::ignoreMessage() const
 {
-    const Outcome outcome = callService(&IMessageServiceAssistant::IgnoreMessage,
-                                        {{key::SoftName, m_data.softwareName}, {key::MsgId, firstId()}});
-    if (!outcome.called)
-        return;
-    if (outcome.ok()) {
-        VT_LOG(info) << QStringLiteral("下次不再提示消息成功，消息id为：%1。").arg(firstId());
-        return;
-    }
-    // No closing "。" here, unlike the neighbours: kept so for log readers.
-    VT_LOG(critical) << QStringLiteral("下次不再提示消息失败，消息id为：%1").arg(firstId());
-    VT_LOG(critical) << outcome.failure(QStringLiteral("【下次不再提示消息】调用下次不再提示消息接口"));
+    const auto outcome = call(m_service, &IMessageServiceAssistant::IgnoreMessage,
+                              {{key::SoftName, m_data.softwareName}, {key::MsgId, firstId()}});
+    // Deliberately without a closing "。", unlike the other lines.
+    if (outcome.called() && !outcome.accepted())
+        VT_LOG(critical) << QStringLiteral("下次不再提示消息失败，消息id为：%1").arg(firstId());
+    VT_LOG_OUTCOME(outcome, QStringLiteral("【下次不再提示消息】调用下次不再提示消息接口"),
+                   QStringLiteral("下次不再提示消息成功，消息id为：%1。").arg(firstId()));
 }
 
 QString CMsgDataUpdTask::firstId() const

@@ -4,11 +4,9 @@
 #include <QString>
 #include <QStringList>
 
-class IMessageService_InputArgs;
-class IMessageService_OutputArgs;
 class IMessageServiceAssistant;
 
-/// What is to be reported to the message service; -1 and false: nothing.
+/// An action to report to the message service; -1 and false: no report.
 struct CMsgUpdTaskData
 {
     bool ignore = false;  ///< the message is not to be shown again
@@ -37,5 +35,6 @@ private:
     QString firstId() const;
 
     const CMsgUpdTaskData m_data;
-    const CVtServiceClient::Lease m_lease; // from the order to the end of the report
+    const tarn::visualized::ServiceHandle<IMessageServiceAssistant>
+        m_service; // from the order to the end of the report
 };

@@ -1,16 +1,21 @@
 #include "message/NotifyWnd.h"
 #include "base/Log.h"
+#include "base/WorkPool.h"
 #include "frame/ManagerAccess.h"
-#include "message/LabelRows.h"
+#include "message/LinkLabel.h"
+#include "message/MessageAccessible.h"
 #include "message/MessageServiceArgs.h"
 #include "message/MsgDataUpdTask.h"
-#include "message/RichText.h"
+#include "message/RichTextLabel.h"
 #include "tarn/keys/MessageKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/Compositor.h"
+#include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
 #include "widgets/SafeHtml.h"
+#include "widgets/ShownText.h"
+#include "widgets/TextMenu.h"
 #include "widgets/WebLink.h"
 #include <QApplication>
 #include <QFrame>
@@ -26,17 +31,19 @@
 #include <QThreadPool>
 #include <QVBoxLayout>
 
+using namespace tarn::visualized;
+
 namespace {
 namespace key = tarn::message::key;
-namespace safehtml = tarn::visualized::safehtml;
 
 // Metrics (pixels)
 constexpr int ShadowWidth = 3;
 constexpr int FrameRadius = 5;
 constexpr int HeightExtra = 14;
 constexpr int GapSum = HeightExtra - 2 * ShadowWidth; // of the gaps between the rows
-constexpr int ScrollBarWidth = 6;
-constexpr int ScrollBarRoom = 10;
+constexpr int ScrollBarWidth = 8;
+constexpr int ScrollBarRoom = 10; // right of the body: the bar and the border of the focus
+constexpr int FocusBorders = 2;   // upper and lower
 constexpr int CloseButtonSize = 24;
 constexpr int CloseIconSize = 16;
 constexpr int CloseButtonInset = 5;
@@ -47,12 +54,10 @@ constexpr int BadgeFontSize = 11;
 constexpr int MaxTitleLines = 2;
 // Rules
 constexpr int MaxShownUnread = 50;
-constexpr int MaxLinkChars = 200;
 constexpr int MaxCountedChars = 200; // of a title, more than its lines hold
-const QString Family = QStringLiteral("微软雅黑");
 
 // Look
-QString windowSheet()
+QString windowSheet(int titleSize, int bodySize, int linkSize)
 {
     return QStringLiteral("#notify-background{background-color:white;border:1px solid #C9D3E0;border-radius:%1px;}"
                           "#notify-close-btn{border:none;border-radius:4px;background:transparent;}"
@@ -61,8 +66,16 @@ QString windowSheet()
                           "#notify-close-btn:focus,#notify-msgcenter-btn:focus{border:1px solid #1E95F6;}"
                           "#notify-msgcenter-btn{border:1px solid transparent;border-radius:4px;padding:2px 4px;"
                           "background:transparent;color:#333333;text-align:left;}"
-                          "#notify-msgcenter-btn:hover{color:#1E95F6;}")
-        .arg(FrameRadius);
+                          "#notify-msgcenter-btn:hover{color:#1E95F6;}"
+                          "#notify-body-area{border:1px solid transparent;}"
+                          "#notify-body-area:focus{border:1px dotted #1E95F6;}"
+                          "#notify-title{font-weight:bold;font-size:%2px;font-family:微软雅黑;color:black;}"
+                          "#notify-body{font-size:%3px;font-family:微软雅黑;color:black;}"
+                          "#notify-url{font-size:%4px;font-family:微软雅黑;color:black;}")
+        .arg(FrameRadius)
+        .arg(titleSize)
+        .arg(bodySize)
+        .arg(linkSize);
 }
 
 QString msgCenterPressedSheet()
@@ -75,9 +88,9 @@ QString bodyAreaSheet()
     return QStringLiteral("background-color:white;");
 }
 
-QString linkSheet(int fontSize)
+QString linkLook()
 {
-    return QStringLiteral("font-size:%1px;font-family:微软雅黑;color:black;").arg(fontSize);
+    return QStringLiteral("color:%1;text-decoration:none").arg(look::LinkBlue);
 }
 
 QString scrollBarSheet(int width)
@@ -109,11 +122,11 @@ QString bodyHtml(int fontSize, const QString &content)
         .arg(QString::number(fontSize), safehtml::reduce(content, safehtml::notice()).text);
 }
 
-QFont fontOf(int pixelSize, bool bold = false)
+// The sizes of a notice are given in pixels and not scaled.
+QFont fontOf(int pixelSize)
 {
-    QFont font(Family);
+    QFont font = look::yaHeiZh(pixelSize);
     font.setPixelSize(pixelSize);
-    font.setBold(bold);
     return font;
 }
 
@@ -131,6 +144,26 @@ QPainterPath roundedPath(const QRectF &rect, qreal radius)
 }
 } // namespace
 
+int GetRowsByLabelText(QFontMetrics fm, QString text, int width)
+{
+    if (text.size() < 2)
+        return 1;
+    int rows = 1;
+    int start = 0;
+    int end = 1;
+    do {
+        const QRect row = fm.boundingRect(text.mid(start, end - start));
+        if (row.right() - row.left() >= width) {
+            if (end - start > 1) // a character wider than the label has a row of its own
+                --end;
+            ++rows;
+            start = end;
+        }
+        ++end;
+    } while (end < text.size());
+    return rows;
+}
+
 NotifyWnd::NotifyWnd(QWidget *parent)
     : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint)
     , m_composited(compositor::isRunning())
@@ -140,6 +173,7 @@ NotifyWnd::NotifyWnd(QWidget *parent)
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_DeleteOnClose);
     look::prepareWindow(this, QStringLiteral("消息通知"));
+    messageaccessible::install();
     AdjustSizeByScreen();
     setFixedSize(m_width, m_maxHeight);
     InitUi();
@@ -197,7 +231,7 @@ void NotifyWnd::setData(const QMap<QString, QVariant> &data)
     m_data = data;
     m_msgId = textOf(key::MsgId);
     showTitle(textOf(key::MsgTitle));
-    m_body->showHtml(bodyHtml(m_bodyFontSize, textOf(key::MsgContent)), fontOf(m_bodyFontSize));
+    m_body->showHtml(bodyHtml(m_bodyFontSize, textOf(key::MsgContent)));
     setLink(textOf(key::LinkText), textOf(key::LinkAdress));
     SetPicPath(textOf(key::PicFilePath));
     setAccessibleName(windowTitle() + QStringLiteral("：") + m_title->accessibleName());
@@ -229,6 +263,9 @@ void NotifyWnd::CreateCtrl()
     badge->setAttribute(Qt::WA_TransparentForMouseEvents);
     showBadge(badge);
     m_msgCenterButton->setVisible(true);
+    const QWidgetList stops{m_bodyArea, m_link, m_msgCenterButton, m_closeButton};
+    for (int i = 1; i < stops.size(); ++i)
+        setTabOrder(stops.at(i - 1), stops.at(i));
 }
 
 void NotifyWnd::showBadge(QLabel *badge) const
@@ -325,13 +362,15 @@ void NotifyWnd::keyPressEvent(QKeyEvent *e)
 {
     if (e->key() == Qt::Key_Escape)
         CloseDlg();
+    else if (e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown)
+        QApplication::sendEvent(m_bodyArea->verticalScrollBar(), e); // also when a button has the focus
     else
         QWidget::keyPressEvent(e);
 }
 
 void NotifyWnd::InitUi()
 {
-    setStyleSheet(windowSheet());
+    setStyleSheet(windowSheet(m_titleFontSize, m_bodyFontSize, m_linkFontSize));
     m_background = new QFrame(this);
     m_background->setObjectName(QStringLiteral("notify-background"));
     m_background->setFixedWidth(m_width - 2 * ShadowWidth);
@@ -340,12 +379,16 @@ void NotifyWnd::InitUi()
     const int textLeft = m_sideMargin - ShadowWidth;
     m_layout = new QVBoxLayout(m_background);
     m_layout->setContentsMargins(textLeft, m_topMargin, textLeft - ScrollBarRoom, m_bottomMargin);
-    m_title = new CRichText(m_width - 2 * m_sideMargin, m_background);
+    m_title = new ElideLabel(m_background);
     m_title->setObjectName(QStringLiteral("notify-title"));
+    m_title->setFixedWidth(m_width - 2 * m_sideMargin);
+    m_title->setMaximumLines(MaxTitleLines);
     m_picture = new QLabel(m_background);
     m_picture->setObjectName(QStringLiteral("notify-picture"));
     m_bodyArea = bodyArea();
-    m_link = linkRow();
+    m_link = new LinkLabel(m_background);
+    m_link->setObjectName(QStringLiteral("notify-url"));
+    connect(m_link, &QLabel::linkActivated, this, &NotifyWnd::OnlinkActivated);
     for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_bodyArea),
                          static_cast<QWidget *>(m_picture), static_cast<QWidget *>(m_link)})
         m_layout->addWidget(row, 0, Qt::AlignLeft | Qt::AlignTop);
@@ -360,23 +403,24 @@ QScrollArea *NotifyWnd::bodyArea()
     area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setFocusPolicy(Qt::NoFocus);
     area->setStyleSheet(bodyAreaSheet());
-    area->verticalScrollBar()->setStyleSheet(scrollBarSheet(ScrollBarWidth));
-    area->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
-    m_body = new CRichText(m_width - 2 * m_sideMargin, area);
+    removeScrollBarMenus(area);
+    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, area);
     m_body->setObjectName(QStringLiteral("notify-body"));
+    connect(m_body, &RichTextLabel::heightChanged, this, &NotifyWnd::grow);
     area->setWidget(m_body);
+    area->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
     return area;
 }
 
-QLabel *NotifyWnd::linkRow()
+// The bar's sheet takes time that short notices need not spend.
+void NotifyWnd::makeBodyScroll()
 {
-    auto *label = new QLabel(m_background);
-    label->setObjectName(QStringLiteral("notify-url"));
-    label->setStyleSheet(linkSheet(m_linkFontSize));
-    label->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-    label->setFocusPolicy(Qt::TabFocus);
-    connect(label, &QLabel::linkActivated, this, &NotifyWnd::OnlinkActivated);
-    return label;
+    if (m_bodyArea->focusPolicy() != Qt::NoFocus)
+        return;
+    m_bodyArea->setFocusPolicy(Qt::TabFocus); // the arrow keys scroll it
+    m_bodyArea->setObjectName(QStringLiteral("notify-body-area"));
+    m_bodyArea->setStyleSheet(bodyAreaSheet());
+    m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet(ScrollBarWidth));
 }
 
 QPushButton *NotifyWnd::closeButton()
@@ -400,7 +444,6 @@ void NotifyWnd::AdjustSizeByScreen()
     m_topMargin = 35;
     m_bottomMargin = 20;
     m_pictureHeight = 150;
-    m_pictureTextHeight = 250;
     m_maxHeight = 400;
     m_width = 400;
     m_titleFontSize = 15;
@@ -408,44 +451,62 @@ void NotifyWnd::AdjustSizeByScreen()
     m_linkFontSize = 12;
 }
 
+// A pool reads the picture: its path may lie on a dead mount.
 void NotifyWnd::SetPicPath(const QString &path)
 {
     m_picturePath = path;
-    QPixmap pixmap;
-    if (!path.isEmpty()) {
-        const QSize bound(m_width - 2 * m_sideMargin, m_pictureHeight);
-        pixmap = picture::load(path, bound, devicePixelRatioF());
-        if (pixmap.isNull())
-            VT_LOG(warning) << QStringLiteral("通知栏消息：图片无法显示。消息ID:%1").arg(m_msgId);
+    m_picture->hide();
+    if (path.isEmpty())
+        return;
+    const qreal ratio = devicePixelRatioF();
+    const QSize pixels = QSize(m_width - 2 * m_sideMargin, m_pictureHeight) * ratio;
+    outsideWork().run(
+        this, [path, pixels](const WorkCancel &) { return picture::read(path, pixels); },
+        [this, path, ratio](QImage image) {
+            image.setDevicePixelRatio(ratio);
+            if (path == m_picturePath)
+                showPicture(image);
+        });
+}
+
+void NotifyWnd::showPicture(const QImage &image)
+{
+    if (image.isNull()) {
+        VT_LOG(warning) << QStringLiteral("通知栏消息：图片无法显示。消息ID:%1").arg(m_msgId);
+        return;
     }
-    m_picture->setPixmap(pixmap);
-    m_picture->setVisible(!pixmap.isNull());
+    m_picture->setPixmap(QPixmap::fromImage(image));
+    m_picture->show();
+    grow();
 }
 
 void NotifyWnd::showTitle(const QString &title)
 {
-    const QFont font = fontOf(m_titleFontSize, true);
-    const int width = m_width - 2 * m_sideMargin;
-    m_title->showPlain(title, font, MaxTitleLines);
-    const QFontMetrics metrics(font);
-    const int rows = qMin(GetRowsByLabelText(metrics, title.left(MaxCountedChars), width), MaxTitleLines);
-    m_title->setFixedHeight(qMax(m_title->height(), rows * metrics.height()));
+    m_title->ensurePolished();
+    m_title->setFullText(title.simplified());
+    const QFontMetrics metrics = m_title->fontMetrics();
+    const int shownRows = m_title->text().count(QLatin1Char('\n')) + 1;
+    const int rows =
+        qMin(GetRowsByLabelText(metrics, text::beginning(title, MaxCountedChars), m_title->width()), MaxTitleLines);
+    m_title->setFixedHeight(qMax(shownRows * metrics.lineSpacing(), rows * metrics.height()));
 }
 
 void NotifyWnd::setLink(const QString &text, const QString &address)
 {
-    const int room = m_width - 2 * m_sideMargin;
-    const QString shown =
-        QFontMetrics(fontOf(m_linkFontSize))
-            .elidedText((text.isEmpty() ? address : text).left(MaxLinkChars).simplified(), Qt::ElideRight, room);
+    const QString shown = text::elided((text.isEmpty() ? address : text).simplified(), fontOf(m_linkFontSize),
+                                       m_width - 2 * m_sideMargin);
     m_link->setVisible(!shown.isEmpty());
-    // Without an address there is nothing to click.
-    m_link->setTextFormat(address.isEmpty() ? Qt::PlainText : Qt::RichText);
-    m_link->setText(address.isEmpty() ? shown
-                                      : QStringLiteral("<a style=\"color:#0C64EB;text-decoration:none\" "
-                                                       "href=\"%1\">%2</a>")
-                                            .arg(address.toHtmlEscaped(), shown.toHtmlEscaped()));
+    m_link->showLink(shown, address, linkLook());
     m_link->setAccessibleName(shown);
+}
+
+// The lower edge keeps its place.
+void NotifyWnd::grow()
+{
+    const int before = height();
+    ResizeWnd();
+    if (isVisible())
+        move(x(), y() - (height() - before));
 }
 
 void NotifyWnd::ResizeWnd()
@@ -462,7 +523,11 @@ void NotifyWnd::ResizeWnd()
     const int others = m_title->height() + (hasLink ? m_link->height() : 0) + (hasPicture ? m_picture->height() : 0) +
                        m_topMargin + m_bottomMargin + HeightExtra;
     const int bodyRoom = m_maxHeight - others;
-    m_bodyArea->setFixedHeight(m_body->heightOfWholeLines(bodyRoom));
+    const bool scrolls = m_body->height() > bodyRoom;
+    if (scrolls)
+        makeBodyScroll();
+    m_bodyArea->setFixedHeight(scrolls ? m_body->heightOfWholeLines(bodyRoom - FocusBorders) + FocusBorders
+                                       : m_body->height());
     setFixedHeight(qMin(others + m_body->height(), m_maxHeight));
     m_background->setFixedHeight(height() - 2 * ShadowWidth);
     m_closeButton->move(m_background->width() - m_closeButton->width() - CloseButtonInset, CloseButtonInset);

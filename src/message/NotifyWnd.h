@@ -1,17 +1,29 @@
 #pragma once
+#include <QFontMetrics>
 #include <QMap>
 #include <QVariant>
 #include <QWidget>
 
-class CRichText;
+class ElideLabel;
 class QFrame;
 class QLabel;
 class QPushButton;
 class QScrollArea;
 class QVBoxLayout;
 
+namespace tarn::visualized {
+class LinkLabel;
+class RichTextLabel;
+} // namespace tarn::visualized
+
+/// Rows that a text takes in a label when it is broken character by character. The last character is deliberately not
+/// measured: the sizes that are computed from the count expect it so.
+/// @param width of the label in pixels
+int GetRowsByLabelText(QFontMetrics fm, QString text, int width);
+
 /// The notice in the lower right corner: title, body, an optional picture and link, a button for the message center
-/// with the number of unread messages, and a close button. GUI thread; deletes itself on close and has no timer.
+/// with the number of unread messages, and a close button. Screen readers announce it when it appears. GUI thread; deletes
+/// itself on close and has no timer.
 class NotifyWnd final : public QWidget
 {
     Q_OBJECT
@@ -51,13 +63,15 @@ protected:
 private:
     void InitUi();
     QScrollArea *bodyArea();
-    QLabel *linkRow();
+    void makeBodyScroll();
     QPushButton *closeButton();
     void AdjustSizeByScreen();
     void SetPicPath(const QString &path);
+    void showPicture(const QImage &image);
     void showTitle(const QString &title);
     void setLink(const QString &text, const QString &address);
     void ResizeWnd();
+    void grow();
     void updateShape();
     void showBadge(QLabel *badge) const;
     QString textOf(const QString &key) const;
@@ -66,7 +80,6 @@ private:
     int m_topMargin = 0;
     int m_bottomMargin = 0;
     int m_pictureHeight = 0;
-    int m_pictureTextHeight = 0;
     int m_maxHeight = 0;
     int m_width = 0;
     int m_titleFontSize = 0;
@@ -83,11 +96,11 @@ private:
 
     QFrame *m_background = nullptr;
     QVBoxLayout *m_layout = nullptr;
-    CRichText *m_title = nullptr;
-    CRichText *m_body = nullptr;
+    ElideLabel *m_title = nullptr;
+    tarn::visualized::RichTextLabel *m_body = nullptr;
     QScrollArea *m_bodyArea = nullptr;
     QLabel *m_picture = nullptr;
-    QLabel *m_link = nullptr;
+    tarn::visualized::LinkLabel *m_link = nullptr;
     QPushButton *m_msgCenterButton = nullptr;
     QPushButton *m_closeButton = nullptr;
 };

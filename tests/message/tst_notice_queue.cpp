@@ -10,7 +10,7 @@ using tarn::visualized::NoticeQueue;
 using Values = NoticeQueue::Values;
 
 namespace {
-Values notice(int number, int size = 1)
+Values numbered(int number, int size = 1)
 {
     return {{"MsgId", QString::number(number)}, {"MsgContent", QString(size, 'x')}};
 }
@@ -40,7 +40,7 @@ private slots:
             const LogCatcher log;
             std::vector<Values> events(Count);
             for (int i = 0; i < Count; ++i) {
-                events[size_t(i)] = notice(i, size);
+                events[size_t(i)] = numbered(i, size);
                 queue.posted(&events[size_t(i)]);
                 if (delivered)
                     QVERIFY(queue.arrived(&events[size_t(i)]));
@@ -60,8 +60,8 @@ private slots:
     void eventsThatAreNeverDelivered()
     {
         NoticeQueue queue;
-        Values first = notice(1);
-        Values second = notice(2);
+        Values first = numbered(1);
+        Values second = numbered(2);
         queue.posted(&first);
         queue.posted(&second);
         queue.forget(&first);
@@ -79,7 +79,7 @@ private slots:
         for (int caller = 0; caller < 4; ++caller) {
             callers.emplace_back([&queue] {
                 for (int i = 0; i < 200; ++i) {
-                    auto values = std::make_unique<Values>(notice(i));
+                    auto values = std::make_unique<Values>(numbered(i));
                     queue.posted(values.get());
                     if (i % 2)
                         queue.arrived(values.get());

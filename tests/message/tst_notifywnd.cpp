@@ -6,11 +6,13 @@
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
+#include <QAccessible>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThreadPool>
@@ -144,12 +146,17 @@ private slots:
             shown()->OnlinkActivated(QString::fromLatin1(link));
         QThreadPool::globalInstance()->waitForDone();
         QVERIFY(taker.urls.isEmpty() && !FakeClient::fake().operations().contains("AddMessageReceipt"));
-        const auto window = shown({{"LinkText", "</a><img src='/etc/passwd'>"}, {"LinkAdress", "x\"><b>'"}});
+        const auto window =
+            shown({{"LinkText", "</a><img src='/etc/passwd'>"}, {"LinkAdress", "https://x.cn/\"><b>'"}});
         const QString text = part<QLabel>(window, "notify-url")->text();
         QVERIFY(!text.contains("<img") && !text.contains("<b>"));
-        // Without an address the text is no link.
-        const auto plain = shown({{"LinkText", "<a href=\"x\">详情</a>"}});
-        QCOMPARE(part<QLabel>(plain, "notify-url")->textFormat(), Qt::PlainText);
+        // What leads nowhere does not look like a link, and is no stop of Tab.
+        for (const char *address : {"", "file:///etc/passwd", "javascript:alert(1)"}) {
+            const auto plain =
+                shown({{"LinkText", "<a href=\"x\">详情</a>"}, {"LinkAdress", QString::fromLatin1(address)}});
+            QCOMPARE(part<QLabel>(plain, "notify-url")->textFormat(), Qt::PlainText);
+            QVERIFY(!(part<QLabel>(plain, "notify-url")->focusPolicy() & Qt::TabFocus));
+        }
     }
 
     void picture_data()
@@ -176,10 +183,53 @@ private slots:
             QVERIFY(image.save(path));
             QVERIFY(QString::fromLatin1(QTest::currentDataTag()) != "cut" || QFile::resize(path, 60));
         }
+        const LogCatcher log;
         const auto window = shown({{"PicFilePath", path}});
+        const int bottom = window->geometry().bottom();
         const auto *label = part<QLabel>(window, "notify-picture");
+        QTRY_VERIFY(label->isVisible() || log.has(QtWarningMsg, "通知栏消息：图片无法显示。消息ID:m1"));
         QTEST(label->isVisible() ? label->size() : QSize(), "shown");
         QCOMPARE(window->height(), shown()->height() + (label->isVisible() ? label->height() : 0));
+        QCOMPARE(window->geometry().bottom(), bottom); // grows upwards
+    }
+
+    // Tab: body if it scrolls, link, message center, close; each once.
+    void byKeyboardAndEar()
+    {
+        const auto window = shown({{"MsgTitle", "标题 <b>"},
+                                   {"MsgContent", QString("<p>一段很长的<b>正文</b>&amp;</p>").repeated(60)},
+                                   {"LinkText", "详情"},
+                                   {"LinkAdress", "https://x.example/"}});
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        const QScrollBar *bar = window->findChild<QScrollArea *>()->verticalScrollBar();
+        QCOMPARE(bar->width(), 8); // the radius of 4 fits twice
+        QTest::keyClick(window.get(), Qt::Key_PageDown);
+        QVERIFY(bar->value() > 0);
+        QStringList stops;
+        for (int i = 0; i < 5; ++i) {
+            QTest::keyClick(window->focusWidget() ? window->focusWidget() : window.get(), Qt::Key_Tab);
+            stops.append(window->focusWidget()->objectName());
+        }
+        QCOMPARE(stops, QStringList({"notify-body-area", "notify-url", "notify-msgcenter-btn", "notify-close-btn",
+                                     "notify-body-area"}));
+        const int before = bar->value();
+        QTest::keyClick(window->focusWidget(), Qt::Key_Up);
+        QVERIFY(bar->value() < before);
+        const LinkTaker links({"https"});
+        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+        QTest::keyClick(window->focusWidget(), Qt::Key_Return);
+        QCOMPARE(links.urls.size(), 1);
+
+        const auto heard = [](QWidget *widget) {
+            QAccessibleInterface *iface = QAccessible::queryAccessibleInterface(widget);
+            return qMakePair(iface->role(), iface->text(QAccessible::Name));
+        };
+        QCOMPARE(heard(window.get()), qMakePair(QAccessible::Notification, QString("消息通知：标题 <b>")));
+        QCOMPARE(heard(part<QWidget>(window, "notify-title")), qMakePair(QAccessible::StaticText, QString("标题 <b>")));
+        const auto body = heard(part<QWidget>(window, "notify-body"));
+        QCOMPARE(body.first, QAccessible::StaticText);
+        QVERIFY(body.second.startsWith("一段很长的正文&\n"));
     }
 
     void messageCenterIsAskedFor()

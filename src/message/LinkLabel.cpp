@@ -1,0 +1,36 @@
+#include "message/LinkLabel.h"
+
+#include "widgets/WebLink.h"
+
+#include <QFocusEvent>
+#include <QUrl>
+
+namespace tarn::visualized {
+
+LinkLabel::LinkLabel(QWidget *parent)
+    : QLabel(parent)
+{
+    setContextMenuPolicy(Qt::PreventContextMenu);
+}
+
+void LinkLabel::showLink(const QString &text, const QString &address, const QString &look)
+{
+    const bool isLink = !weblink::target(address).isEmpty();
+    setTextFormat(isLink ? Qt::RichText : Qt::PlainText);
+    setTextInteractionFlags(isLink ? Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard
+                                   : Qt::NoTextInteraction);
+    setText(isLink ? QStringLiteral("<a href=\"%1\" style=\"%2\">%3</a>")
+                         .arg(address.toHtmlEscaped(), look,
+                              text.toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")))
+                   : text);
+}
+
+// The label itself would be a stop before its link.
+void LinkLabel::focusInEvent(QFocusEvent *event)
+{
+    QLabel::focusInEvent(event);
+    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason)
+        focusNextPrevChild(event->reason() == Qt::TabFocusReason);
+}
+
+} // namespace tarn::visualized

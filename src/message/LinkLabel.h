@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QLabel>
+
+namespace tarn::visualized {
+
+/// The link of a message. It is one stop of Tab and has no context menu. An address that leads to no web page and no mail
+/// recipient is shown as plain text: there is nothing to click. GUI thread.
+class LinkLabel final : public QLabel
+{
+    Q_OBJECT
+public:
+    explicit LinkLabel(QWidget *parent);
+
+    /// @param text what is shown, of up to as many lines as '\n' separates; plain text
+    /// @param look the style attribute of the link
+    void showLink(const QString &text, const QString &address, const QString &look);
+
+protected:
+    void focusInEvent(QFocusEvent *event) override;
+};
+
+} // namespace tarn::visualized
