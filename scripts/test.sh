@@ -13,8 +13,9 @@ if [ "$preset" = release ]; then
     scripts/install-deps.sh bench # the benchmarks are built, so that they cannot rot
 fi
 
-step "C++ style"
+step "C++ style and layers"
 git ls-files -z -- '*.cpp' '*.h' | xargs -0 -r clang-format --dry-run --Werror
+scripts/check-layers.py
 
 step "configure ($preset)"
 mkdir -p build
