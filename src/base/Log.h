@@ -1,15 +1,21 @@
 #pragma once
 #include "base/DllInfo.h"
 #include <QDebug>
-#include <QLoggingCategory>
 #include <QMessageLogger>
 #include <QString>
 #include <utility>
 
+/// One finished line at a level: VT_LOG(info) << text; the levels are debug, info, warning and critical. File field:
+/// the library's name; function field: the caller's bare name (so a lambda does not log); category "default". Used
+/// instead of qInfo(), which loses file and function in release builds. Control characters become blanks.
+#define VT_LOG(level) VT_LOG_AS(level, __func__)
+/// The same under another function's name, a const char *.
+#define VT_LOG_AS(level, function) vtlog::Line(QMessageLogger(DllInfo::sDllName, __LINE__, function).level().noquote())
+
 namespace vtlog {
 
-/// Texts from outside are in most lines: with a line break in it one would pass for a line of its own, and a NUL would cut
-/// the line short.
+/// A text from outside stays within its line: a line break would begin a line that looks like one of the log's, and a
+/// NUL would cut the line short.
 inline QString oneLine(QString text)
 {
     for (int i = 0; i < text.size(); ++i) {
@@ -31,19 +37,11 @@ public:
     void operator<<(const QString &text) { m_stream << oneLine(text); }
 
 private:
-    QDebug m_stream; // writes the line when it goes
+    QDebug m_stream; // its destructor writes the line
 };
 
-} // namespace vtlog
-
-/// One finished line at a level: VT_LOG(info) << text; the levels are debug, info, warning and critical. File field:
-/// the library's name; function field: the caller's bare name (so a lambda does not log); category "default". Used
-/// instead of qInfo(), which loses file and function in release builds. Control characters become blanks.
-#define VT_LOG(level) vtlog::Line(QMessageLogger(DllInfo::sDllName, __LINE__, __func__).level().noquote())
-
-/// The sentences in which service calls end badly. All texts from outside go in through one arg() call, since a chain
-/// of arg() would replace a "%1" that came with the first one.
-namespace vtlog {
+// The sentences in which operations and service calls end badly. All texts from outside are inserted by one arg() call,
+// since a chain of arg() would replace a "%1" inside the first of them.
 
 /// @param where the bracketed place and the call, e.g. "【检测升级窗口】调用忽略升级接口"
 /// @param transport true: the call failed on the way; false: the service refused
@@ -61,10 +59,22 @@ inline QString nullArgument(const QString &action)
     return action + QStringLiteral("时传入参数为空，操作失败");
 }
 
-/// @param action the action in its brackets; the answer to a request that meets destroy()
+/// @param action the action in its brackets; the answer to an operation while or after destroy() runs
 inline QString shuttingDown(const QString &action)
 {
     return action + QStringLiteral("时服务正在停止，操作失败");
+}
+
+/// @param action the action in its brackets; the answer to an operation while the GUI thread is behind
+inline QString tooMany(const QString &action)
+{
+    return action + QStringLiteral("时等待处理的请求过多，操作失败");
+}
+
+/// @param action the action in its brackets; the answer to an operation with a name or id beyond the limits
+inline QString tooLong(const QString &action)
+{
+    return action + QStringLiteral("时传入的名称或地址过长，操作失败");
 }
 
 } // namespace vtlog

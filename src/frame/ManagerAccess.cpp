@@ -5,26 +5,29 @@
 #include <QWriteLocker>
 
 namespace {
-// Recursive: a window that posts from inside a guarded call must not wait for a writer that waits for it.
-QReadWriteLock doorLock(QReadWriteLock::Recursive);
-bool doorOpen = true;
+// A caller can post faster than the GUI thread shows windows, and each request may hold some megabytes.
+constexpr int MaxPendingRequests = 32;
+
+QReadWriteLock accessLock;
+bool isOpen = true;
+
+void setOpen(bool open)
+{
+    const QWriteLocker locker(&accessLock);
+    isOpen = open;
+}
 } // namespace
 
 CManagerAccess::CManagerAccess()
-    : m_locker(&doorLock)
+    : m_locker(&accessLock)
 {
 }
 
 CManagerAccess::~CManagerAccess() = default;
 
-bool CManagerAccess::isOpen() const
-{
-    return doorOpen;
-}
-
 CVisualizedManager *CManagerAccess::manager() const
 {
-    return doorOpen ? CVisualizedManager::GetInstance() : nullptr;
+    return isOpen ? CVisualizedManager::GetInstance() : nullptr;
 }
 
 WindowHost *CManagerAccess::host() const
@@ -32,24 +35,25 @@ WindowHost *CManagerAccess::host() const
     return manager();
 }
 
-bool CManagerAccess::post(QEvent::Type type, std::unique_ptr<IVisualizedEventData> data)
+CManagerAccess::Posted CManagerAccess::post(QEvent::Type type, std::unique_ptr<IVisualizedEventData> data)
 {
     const CManagerAccess access;
     CVisualizedManager *manager = access.manager();
     if (!manager)
-        return false;
+        return Posted::Shut;
+    // Two threads can pass at the same time, so each thread can exceed the limit by one.
+    if (type != CVisualizedEvents::eShowNotifyMsgDialog && CVisualizedEvents::pendingRequests() >= MaxPendingRequests)
+        return Posted::TooMany;
     QCoreApplication::postEvent(manager, new CVisualizedEvents(type, data.release()), Qt::NormalEventPriority);
-    return true;
+    return Posted::Yes;
 }
 
 void CManagerAccess::open()
 {
-    const QWriteLocker locker(&doorLock);
-    doorOpen = true;
+    setOpen(true);
 }
 
 void CManagerAccess::shut()
 {
-    const QWriteLocker locker(&doorLock);
-    doorOpen = false;
+    setOpen(false);
 }

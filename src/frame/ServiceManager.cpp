@@ -3,15 +3,19 @@
 #include "frame/HubPort.h"
 #include "frame/ServiceManagerPrivate.h"
 #include "tarn/keys/HubKeys.h"
+#include "tarn/keys/RpcKeys.h"
+#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>
 #include <functional>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using tarn::rpc::RpcError;
 
 namespace {
-constexpr int StartPolls = 100;
+constexpr int StartLimitMs = 10000;
 constexpr unsigned long StartPollMs = 100;
 
 QString missingServiceText()
@@ -22,12 +26,23 @@ QString missingServiceText()
 
 bool waitUntil(const std::function<bool()> &condition)
 {
-    for (int i = 0; i < StartPolls; ++i) {
-        if (condition())
-            return true;
+    const QDeadlineTimer deadline(StartLimitMs);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
         QThread::msleep(StartPollMs);
     }
-    return false;
+    return true;
+}
+
+/// Whether the hub may write there after this process has ended: into a file, or to the journal. A pipe would end it with
+/// its reader, and a terminal belongs to the user.
+bool mayInherit(int stream)
+{
+    struct stat status
+    {
+    };
+    return ::fstat(stream, &status) == 0 && (S_ISREG(status.st_mode) || S_ISSOCK(status.st_mode));
 }
 
 bool launchDetached(const QString &program)
@@ -37,6 +52,10 @@ bool launchDetached(const QString &program)
     process.setArguments({tarn::hub::StartArgument});
     process.setWorkingDirectory(QFileInfo(program).absolutePath());
     process.setStandardInputFile(QProcess::nullDevice());
+    if (!mayInherit(STDOUT_FILENO))
+        process.setStandardOutputFile(QProcess::nullDevice());
+    if (!mayInherit(STDERR_FILENO))
+        process.setStandardErrorFile(QProcess::nullDevice());
     if (process.startDetached())
         return true;
     VT_LOG(warning) << QStringLiteral("岚川服务程序启动失败，QProcess错误码：%1").arg(process.error());
@@ -72,31 +91,31 @@ bool setError(QString *errorText, const QString &text)
         *errorText = text;
     return false;
 }
-
-QSharedPointer<CServiceManager> &instance()
-{
-    static QSharedPointer<CServiceManager> pointer;
-    return pointer;
-}
 } // namespace
+
+QSharedPointer<CServiceManager> CServiceManager::s_instance;
+QMutex CServiceManager::s_lock;
 
 QSharedPointer<CServiceManager> CServiceManager::getInstance()
 {
-    if (!instance()) {
-        instance().reset(new CServiceManager);
-        instance()->start();
+    const QMutexLocker locker(&s_lock);
+    if (!s_instance) {
+        s_instance.reset(new CServiceManager);
+        s_instance->start();
     }
-    return instance();
+    return s_instance;
 }
 
 bool CServiceManager::hasInstance()
 {
-    return !instance().isNull();
+    const QMutexLocker locker(&s_lock);
+    return !s_instance.isNull();
 }
 
 void CServiceManager::ReleaseInstance()
 {
-    instance().reset();
+    const QMutexLocker locker(&s_lock);
+    s_instance.reset();
 }
 
 CServiceManager::CServiceManager()
@@ -110,26 +129,28 @@ CServiceManager::~CServiceManager() = default;
 void CServiceManager::start()
 {
     d->readLocalSettings();
+    d->fillSettings();
     QString reason;
     int port = hubport::read(reason);
     const bool published = port != 0;
     const auto isUp = [&port, &reason] { return (port = hubport::read(reason)) != 0; };
     if (!published && !startServiceHub(d->findExePathByRegedit(), isUp)) {
         d->errorText = missingServiceText();
+        VT_LOG(warning) << QStringLiteral("获取注册中心端口失败，") + reason;
         VT_LOG(critical) << QStringLiteral("[%1]岚川服务初始化失败！").arg(QLatin1String(__func__));
         return;
     }
     if (initRpc(port))
         return logConnected(true);
-    // A published port behind which nobody answers: a hub that died while someone else held its segment.
-    const auto answers = [this, &port, &reason] { return (port = hubport::read(reason)) != 0 && initRpc(port); };
+    // A published port without a hub: the hub has died while another process held its segment.
+    const auto answers = [this, &isUp, &port] { return isUp() && initRpc(port); };
     const bool hubIsGone = published && tarn::rpc::getRpcLastError().code == RpcError::NoHub;
     logConnected(hubIsGone && startServiceHub(d->findExePathByRegedit(), answers));
 }
 
 bool CServiceManager::initRpc(int port)
 {
-    d->fillSettings(port);
+    d->settings.insert(tarn::rpc::keys::Port, QString::number(port));
     return m_rpc->init(d->settings);
 }
 
@@ -141,8 +162,9 @@ void CServiceManager::logConnected(bool connected)
         return;
     }
     d->errorText = QStringLiteral("通信机制初始化失败，请稍后再试！");
-    VT_LOG(debug) << QString::fromStdString(tarn::rpc::getRpcLastError().message);
     VT_LOG(warning) << QStringLiteral("【客户端初始化】连接注册中心失败");
+    VT_LOG(debug) << QStringLiteral("【客户端初始化】连接注册中心失败，错误信息为：%1")
+                         .arg(QString::fromStdString(tarn::rpc::getRpcLastError().message));
     VT_LOG(critical) << QStringLiteral("通信机制初始化失败");
 }
 
@@ -207,7 +229,8 @@ bool CServiceManager::checkAndReinit(QString *errorText)
     QString reason;
     if (m_rpc->isInitialized() && checkHubExist(reason))
         return true;
-    if (!checkHubRst() || !initRpc(d->settings.value(tarn::rpc::keys::Port).toInt())) {
+    d->fillSettings();
+    if (!checkHubRst() || !m_rpc->init(d->settings)) {
         VT_LOG(warning) << QStringLiteral("[checkAndReinit]无法连接上注册中心");
         return setError(errorText, QStringLiteral("通信机制初始化失败，请稍后再试！"));
     }
@@ -239,9 +262,4 @@ QString CServiceManager::getServiceInstallCfg()
 QString CServiceManager::getVtAssistantInstallCfg()
 {
     return d->getVtAssistantInstallCfg();
-}
-
-QString CServiceManager::findExePathByRegedit()
-{
-    return d->findExePathByRegedit();
 }

@@ -1,19 +1,20 @@
 #pragma once
 #include "tarn/rpc/Rpc.h"
+#include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
 #include <QStringList>
 
 class CServiceManagerPrivate;
 
-/// Connects the process to the platform's hub and owns its RPC core. GUI thread. Making it reads the settings, starts
-/// the hub if it does not run (which takes up to 10 seconds when the hub does not come up) and connects; a failure is
-/// logged and leaves the core uninitialised, so that checkAndReinit() can try again.
+/// Connects the process to the platform's hub and owns its RPC core. GUI thread. Its creation reads the settings, starts
+/// the hub if none runs (which takes up to 10 seconds when no hub comes up) and connects; a failure is logged and leaves
+/// the core uninitialised, so that checkAndReinit() can try again.
 class CServiceManager final : public QObject
 {
     Q_OBJECT
 public:
-    static QSharedPointer<CServiceManager> getInstance();
+    static QSharedPointer<CServiceManager> getInstance(); ///< any thread
     static bool hasInstance();
     static void ReleaseInstance();
     ~CServiceManager() override;
@@ -27,7 +28,7 @@ public:
 
     /// @param errorText receives a text for the user when the result is false
     bool checkHubExist(QString &errorText);
-    /// Reads the hub's port anew. @return false when the hub publishes none
+    /// Reads the hub's port again. @return false when the hub publishes none
     bool checkHubRst();
     /// Connects again with fresh settings if the hub cannot be reached.
     /// @param errorText receives a text for the user when the result is false; may be null
@@ -39,7 +40,6 @@ public:
     void getAllInstallCfgFiles(QStringList &files);
     QString getServiceInstallCfg();
     QString getVtAssistantInstallCfg();
-    QString findExePathByRegedit();
 
 private:
     CServiceManager();
@@ -49,4 +49,7 @@ private:
 
     QSharedPointer<CServiceManagerPrivate> d;
     QSharedPointer<tarn::rpc::Rpc> m_rpc;
+
+    static QSharedPointer<CServiceManager> s_instance;
+    static QMutex s_lock; ///< guards the creation of the instance
 };

@@ -34,7 +34,7 @@ QString iniValue(const QString &file, const QString &key)
         return QString();
     QSettings settings(file, QSettings::IniFormat);
     settings.setIniCodec("utf-8");
-    // A value with commas comes as a list.
+    // QSettings reads a value with commas as a list.
     return settings.value(key).toStringList().join(QLatin1Char(',')).trimmed();
 }
 
@@ -135,7 +135,7 @@ QString CServiceManagerPrivate::findExePathByRegedit() const
     return program;
 }
 
-void CServiceManagerPrivate::fillSettings(int port)
+void CServiceManagerPrivate::fillSettings()
 {
     namespace keys = tarn::rpc::keys;
     QString address = getTestRpcServiceIp();
@@ -143,7 +143,6 @@ void CServiceManagerPrivate::fillSettings(int port)
         address = LocalAddress;
     settings.insert(keys::SvrIP, address);
     settings.insert(keys::IP, address);
-    settings.insert(keys::Port, QString::number(port));
     settings.insert(keys::Timeout, CallTimeoutMs);
     settings.insert(keys::ThreadNum, WorkerThreads);
 }

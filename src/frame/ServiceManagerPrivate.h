@@ -3,7 +3,7 @@
 #include <QString>
 #include <QStringList>
 
-/// What the RPC service manager finds on this machine: settings, paths, install descriptions. GUI thread.
+/// The machine's settings, paths and install descriptions for the RPC service manager. GUI thread.
 class CServiceManagerPrivate
 {
 public:
@@ -15,7 +15,7 @@ public:
     QString getVtAssistantInstallCfg() const;
     QString findExePathByRegedit() const; ///< absolute path of the hub program; empty if no description names one
 
-    void fillSettings(int port);
+    void fillSettings(); ///< reads the test address; all settings but the port
 
     QHash<QString, QString> settings; ///< for the RPC core
     QString errorText;                ///< for the user, when the start failed

@@ -20,7 +20,7 @@ public:
     ~IVisualizedEventData() override = default;
 };
 
-/// One request on its way to the GUI thread: the type names the window, the data holds the arguments. Made on any
+/// One request on its way to the GUI thread: the type names the window, the data holds the arguments. Created on any
 /// thread, written completely before it is posted, read on the GUI thread only. Owns its data.
 class CVisualizedEvents final : public QEvent
 {
@@ -43,93 +43,64 @@ public:
     Q_DISABLE_COPY(CVisualizedEvents)
 
     IVisualizedEventData *GetEventData() const;
+    static int pendingRequests(); ///< that wait for the GUI thread in this process, without notices; any thread
 
 private:
     IVisualizedEventData *m_data;
 };
 
-class CAutoCheckUpdateEveData final : public IVisualizedEventData
+/// The data of a request that passes the caller's input object on.
+/// @tparam Type the event type, which makes each request's data a type of its own
+template <class Input, QEvent::Type Type>
+class InputEventData final : public IVisualizedEventData
 {
 public:
-    explicit CAutoCheckUpdateEveData(QSharedPointer<IUpgaredSoftInfoService_InputParam> args);
-    ~CAutoCheckUpdateEveData() override;
-    QSharedPointer<IUpgaredSoftInfoService_InputParam> inputArgs;
+    explicit InputEventData(QSharedPointer<Input> args)
+        : inputArgs(std::move(args))
+    {
+    }
+    QSharedPointer<Input> inputArgs;
 };
 
-class CUpgradeExplainEveData final : public IVisualizedEventData
-{
-public:
-    explicit CUpgradeExplainEveData(QSharedPointer<IUpgaredSoftInfoService_InputParam> args);
-    ~CUpgradeExplainEveData() override;
-    QSharedPointer<IUpgaredSoftInfoService_InputParam> inputArgs;
-};
-
-class CUpgradeDownloadEveData final : public IVisualizedEventData
-{
-public:
-    explicit CUpgradeDownloadEveData(QSharedPointer<IUpgaredSoftInfoService_InputParam> args);
-    ~CUpgradeDownloadEveData() override;
-    QSharedPointer<IUpgaredSoftInfoService_InputParam> inputArgs;
-};
-
-class CSilentPatchInstallEveData final : public IVisualizedEventData
-{
-public:
-    explicit CSilentPatchInstallEveData(QSharedPointer<IUpgaredService_InputParam> args);
-    ~CSilentPatchInstallEveData() override;
-    QSharedPointer<IUpgaredService_InputParam> inputArgs;
-};
-
-class CMsgCenterEventData final : public IVisualizedEventData
-{
-public:
-    explicit CMsgCenterEventData(QSharedPointer<IMessageService_InputArgs> args);
-    ~CMsgCenterEventData() override;
-    QSharedPointer<IMessageService_InputArgs> inputArgs;
-};
-
-class CNotifyCloudEventData final : public IVisualizedEventData
-{
-public:
-    explicit CNotifyCloudEventData(QSharedPointer<ICloudService_InputArgs> args);
-    ~CNotifyCloudEventData() override;
-    QSharedPointer<ICloudService_InputArgs> inputArgs;
-};
+using CAutoCheckUpdateEveData =
+    InputEventData<IUpgaredSoftInfoService_InputParam, CVisualizedEvents::eShowAutoCheckUpdateDialog>;
+/// Also of eShowUpgradeCurExplainDialog.
+using CUpgradeExplainEveData =
+    InputEventData<IUpgaredSoftInfoService_InputParam, CVisualizedEvents::eShowUpgradeExplainDialog>;
+using CUpgradeDownloadEveData =
+    InputEventData<IUpgaredSoftInfoService_InputParam, CVisualizedEvents::eShowUpgradeDownloadDialog>;
+using CSilentPatchInstallEveData =
+    InputEventData<IUpgaredService_InputParam, CVisualizedEvents::eShowSilentPatchInstallDialog>;
+using CMsgCenterEventData = InputEventData<IMessageService_InputArgs, CVisualizedEvents::eShowMessageCenterDialog>;
+using CNotifyCloudEventData = InputEventData<ICloudService_InputArgs, CVisualizedEvents::eNotifyCloudParentFinish>;
+/// The network-licence sign-in is not part of this product; its two requests are refused before they are posted.
+using CNetLockLoginEventData = InputEventData<ILicenseService_InputArgs, CVisualizedEvents::eShowNetLockLoginDialog>;
+using CNotifyLicEventData = InputEventData<ILicenseService_InputArgs, CVisualizedEvents::eNotifyLicParentFinish>;
 
 class CCloudLoginEventData final : public IVisualizedEventData
 {
 public:
     CCloudLoginEventData(QSharedPointer<ICloudService_InputArgs> args, QSharedPointer<ICloudLoginNotify> notify,
-                         bool errorTip, quint64 parentHandle);
-    ~CCloudLoginEventData() override;
+                         bool errorTip, quint64 parentHandle)
+        : inputArgs(std::move(args))
+        , loginNotify(std::move(notify))
+        , showErrorTip(errorTip)
+        , parentWindowHandle(parentHandle)
+    {
+    }
     QSharedPointer<ICloudService_InputArgs> inputArgs;
-    QSharedPointer<ICloudLoginNotify> loginNotify; ///< told when the user has signed in; may be null
+    QSharedPointer<ICloudLoginNotify> loginNotify; ///< notified when the user has signed in; may be null
     bool showErrorTip;
-    quint64 parentWindowHandle; ///< native window of the caller, 0 if none
+    quint64 parentWindowHandle; ///< X11 window id of the caller's window, 0 if none
 };
 
 /// Holds copies of the seven values of a notice, all of them strings; the input object is not kept.
 class CNotifyMsgEventData final : public IVisualizedEventData
 {
 public:
-    explicit CNotifyMsgEventData(QMap<QString, QVariant> values);
-    ~CNotifyMsgEventData() override;
+    explicit CNotifyMsgEventData(QMap<QString, QVariant> values)
+        : msgValues(std::move(values))
+    {
+    }
     QMap<QString, QVariant> msgValues;
-};
-
-/// The network-licence sign-in is not part of this product; its two requests are refused before they are posted.
-class CNetLockLoginEventData final : public IVisualizedEventData
-{
-public:
-    explicit CNetLockLoginEventData(QSharedPointer<ILicenseService_InputArgs> args);
-    ~CNetLockLoginEventData() override;
-    QSharedPointer<ILicenseService_InputArgs> inputArgs;
-};
-
-class CNotifyLicEventData final : public IVisualizedEventData
-{
-public:
-    explicit CNotifyLicEventData(QSharedPointer<ILicenseService_InputArgs> args);
-    ~CNotifyLicEventData() override;
-    QSharedPointer<ILicenseService_InputArgs> inputArgs;
 };

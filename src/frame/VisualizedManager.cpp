@@ -1,6 +1,5 @@
 #include "frame/VisualizedManager.h"
 #include "base/Log.h"
-#include "frame/EventRequest.h"
 #include "login/LoginDialogCreator.h"
 #include "message/MsgCenterDlg.h"
 #include "message/NotifyWnd.h"
@@ -8,8 +7,27 @@
 #include "upgrade/UpgradeDialog.h"
 #include <QCoreApplication>
 #include <QThread>
+#include <algorithm>
+#include <type_traits>
 
 namespace silent = tarn::upgrade::silent;
+
+namespace {
+constexpr int MaxNameSize = 256; // characters
+constexpr int MaxStates = 64;    // of products for which no caller asks any more
+
+template <class Data>
+Data dataOf(void (CVisualizedManager::*)(const Data &)); // for its return type only
+
+template <class Data>
+bool isComplete(const Data &data)
+{
+    if constexpr (std::is_same_v<Data, CNotifyMsgEventData>)
+        return true;
+    else
+        return !data.inputArgs.isNull();
+}
+} // namespace
 
 std::atomic<CVisualizedManager *> CVisualizedManager::_pInst{nullptr};
 QMutex CVisualizedManager::instLock;
@@ -37,20 +55,27 @@ void CVisualizedManager::FreeInstance()
 
 CVisualizedManager::CVisualizedManager()
 {
-    // The first call may come from an RPC thread, whose events nobody delivers.
+    // The first call may come from an RPC thread, which has no event loop.
     if (QCoreApplication::instance())
         moveToThread(QCoreApplication::instance()->thread());
 }
 
+// The windows are deleted here, since the event loop may not run again.
 CVisualizedManager::~CVisualizedManager()
 {
-    if (m_msgCenterDlg)
-        m_msgCenterDlg->close();
-    deleteDialogs();
     const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
-    delete notice;       // not left to an event loop that may not run again
-    delete m_upgradeDlg; // with its polling; the tasks are the upgrade service's and go on
+    delete notice;
+    if (m_msgCenterDlg)
+        m_msgCenterDlg->close();
+    m_msgCenterDlg.clear();
+    deleteDialogs();
+    delete m_upgradeDlg; // ends the polling; the tasks belong to the upgrade service and continue
+}
+
+void CVisualizedManager::joinThreads()
+{
+    LoginDialogCreator::joinThreads();
 }
 
 bool CVisualizedManager::YunDiaIsExist() const
@@ -65,18 +90,31 @@ int CVisualizedManager::getSilentPatchInstallState(const QString &softName)
     if (it == m_silentStates.end())
         return silent::Installing;
     const int state = *it;
-    if (state == silent::Done || state == silent::Failed)
+    if (state == silent::Done || state == silent::Failed) {
         m_silentStates.erase(it);
+        m_silentOrder.removeOne(softName);
+    }
     return state;
 }
 
 void CVisualizedManager::setSilentPatchInstallState(const QString &softName, int state)
 {
+    if (softName.size() > MaxNameSize) {
+        VT_LOG(warning) << vtlog::tooLong(QStringLiteral("【记录静默补丁安装状态】"));
+        return;
+    }
     const QMutexLocker locker(&m_silentStateLock);
-    if (state == silent::Installing)
-        m_silentStates.remove(softName); // what an unknown name answers, so that nothing is kept for it
-    else
-        m_silentStates.insert(softName, state);
+    m_silentStates.insert(softName, state);
+    m_silentOrder.removeOne(softName);
+    m_silentOrder.append(softName);
+    if (m_silentOrder.size() <= MaxStates)
+        return;
+    // An installation that is not stored is answered like one that is; an end state would be lost.
+    const auto installing = std::find_if(m_silentOrder.cbegin(), m_silentOrder.cend(), [this](const QString &name) {
+        return m_silentStates.value(name) == silent::Installing;
+    });
+    const int victim = installing == m_silentOrder.cend() ? 0 : int(installing - m_silentOrder.cbegin());
+    m_silentStates.remove(m_silentOrder.takeAt(victim));
 }
 
 void CVisualizedManager::CloseNotifyWnd()
@@ -88,27 +126,38 @@ void CVisualizedManager::CloseNotifyWnd()
     m_notifyWnd.clear();
 }
 
+template <auto Handler>
+void CVisualizedManager::handle(QEvent *e)
+{
+    using Data = decltype(dataOf(Handler));
+    const auto *request = dynamic_cast<CVisualizedEvents *>(e);
+    const auto *data = request ? dynamic_cast<const Data *>(request->GetEventData()) : nullptr;
+    if (data && isComplete(*data))
+        (this->*Handler)(*data);
+}
+
 bool CVisualizedManager::event(QEvent *e)
 {
     if (!e)
         return false;
-    using Handler = void (CVisualizedManager::*)(QEvent *);
+    using M = CVisualizedManager;
+    using E = CVisualizedEvents;
     static constexpr struct
     {
         QEvent::Type type;
-        Handler handle;
+        void (M::*handle)(QEvent *);
     } routes[] = {
-        {CVisualizedEvents::eShowCloudLoginDialog, &CVisualizedManager::ShowCloudLoginDlg},
-        {CVisualizedEvents::eShowNotifyMsgDialog, &CVisualizedManager::ShowNotifyMessageDlg},
-        {CVisualizedEvents::eShowNetLockLoginDialog, &CVisualizedManager::ShowNetLockDlg},
-        {CVisualizedEvents::eShowMessageCenterDialog, &CVisualizedManager::ShowMessageCenterDlg},
-        {CVisualizedEvents::eNotifyLicParentFinish, &CVisualizedManager::NotifyLicParentFinish},
-        {CVisualizedEvents::eNotifyCloudParentFinish, &CVisualizedManager::NotifyCloudParentFinish},
-        {CVisualizedEvents::eShowUpgradeExplainDialog, &CVisualizedManager::showUpgradeExplainDialog},
-        {CVisualizedEvents::eShowAutoCheckUpdateDialog, &CVisualizedManager::showAutoCheckUpdateDialog},
-        {CVisualizedEvents::eShowUpgradeDownloadDialog, &CVisualizedManager::showUpgradeDownloadDialog},
-        {CVisualizedEvents::eShowUpgradeCurExplainDialog, &CVisualizedManager::showUpgradeCurExplainDialog},
-        {CVisualizedEvents::eShowSilentPatchInstallDialog, &CVisualizedManager::showSilentPatchInstallDialog},
+        {E::eShowCloudLoginDialog, &M::handle<&M::ShowCloudLoginDlg>},
+        {E::eShowNotifyMsgDialog, &M::handle<&M::ShowNotifyMessageDlg>},
+        {E::eShowNetLockLoginDialog, &M::handle<&M::ShowNetLockDlg>},
+        {E::eShowMessageCenterDialog, &M::handle<&M::ShowMessageCenterDlg>},
+        {E::eNotifyLicParentFinish, &M::handle<&M::NotifyLicParentFinish>},
+        {E::eNotifyCloudParentFinish, &M::handle<&M::NotifyCloudParentFinish>},
+        {E::eShowUpgradeExplainDialog, &M::handle<&M::showUpgradeExplainDialog>},
+        {E::eShowAutoCheckUpdateDialog, &M::handle<&M::showAutoCheckUpdateDialog>},
+        {E::eShowUpgradeDownloadDialog, &M::handle<&M::showUpgradeDownloadDialog>},
+        {E::eShowUpgradeCurExplainDialog, &M::handle<&M::showUpgradeCurExplainDialog>},
+        {E::eShowSilentPatchInstallDialog, &M::handle<&M::showSilentPatchInstallDialog>},
     };
     const QPointer<CVisualizedManager> self(this);
     for (const auto &route : routes) {
@@ -117,7 +166,7 @@ bool CVisualizedManager::event(QEvent *e)
         (this->*route.handle)(e);
         break;
     }
-    // A window may run an event loop in which the service is torn down.
+    // A window may run an event loop in which destroy() deletes the manager.
     return self ? QObject::event(e) : true;
 }
 

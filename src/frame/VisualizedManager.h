@@ -1,4 +1,5 @@
 #pragma once
+#include "frame/VisualizedEvents.h"
 #include "frame/WindowHost.h"
 #include <QMap>
 #include <QMutex>
@@ -6,6 +7,7 @@
 #include <QPointer>
 #include <QQueue>
 #include <QSharedPointer>
+#include <QStringList>
 #include <QVariant>
 #include <atomic>
 #include <optional>
@@ -15,30 +17,33 @@ class CInstallSilentPatchDlg;
 class CMsgCenterDlg;
 class CUpdateExplainDial;
 class CUpgradeDialog;
-class IUpgaredSoftInfoService_InputParam;
 class NotifyWnd;
 class QDialog;
 class QRect;
 
-/// Owns the service's windows and answers what the operations ask about them. Lives on the application's thread, also
-/// when an RPC thread makes it; the handlers run there. Other threads reach it through CManagerAccess.
+/// Owns the service's windows and answers the questions of the operations about them. Lives on the application's thread,
+/// also when an RPC thread creates it; the handlers run there. Other threads reach it through CManagerAccess.
 class CVisualizedManager final : public QObject, public WindowHost
 {
     Q_OBJECT
 public:
     static CVisualizedManager *GetInstance(); ///< any thread
     static void FreeInstance();               ///< GUI thread; closes the windows
-    ~CVisualizedManager() override;           ///< by FreeInstance() only
+    /// Waits for the threads of the windows, with a limit; after the connections to the services have been cut. GUI
+    /// thread.
+    static void joinThreads();
+    ~CVisualizedManager() override; ///< by FreeInstance() only
 
     bool YunDiaIsExist() const; ///< any thread
-    /// Any thread. 1 installing or unknown, 2 done, 99 failed; the two end states are told once and then forgotten.
+    /// One of tarn::upgrade::silent; an end state is returned once and then forgotten. Any thread.
     int getSilentPatchInstallState(const QString &softName);
+    /// Keeps the states of the newest 64 products; a name of more than 256 characters is refused.
     void setSilentPatchInstallState(const QString &softName, int state) override;
     void CloseNotifyWnd();
     void CloseAutoUpdateDialog() override;
     void RemoveUpdExpDlg(const QString &softName) override;
     void RemoveSilentInstDlg(const QString &softName) override;
-    void showUpgradeDialog(); ///< the one online-upgrade window, made for the first request and kept
+    void showUpgradeDialog(); ///< the one online-upgrade window, created for the first request and kept
     /// Removes the platform's own assistant: it is never offered in the check-update prompt.
     static void FilterVtSoftMgr(QList<QVariant> &list);
 
@@ -53,17 +58,21 @@ private slots:
 private:
     CVisualizedManager();
 
-    void ShowCloudLoginDlg(QEvent *e);
-    void ShowNotifyMessageDlg(QEvent *e);
-    void ShowNetLockDlg(QEvent *e);
-    void ShowMessageCenterDlg(QEvent *e);
-    void NotifyLicParentFinish(QEvent *e);
-    void NotifyCloudParentFinish(QEvent *e);
-    void showUpgradeExplainDialog(QEvent *e);
-    void showAutoCheckUpdateDialog(QEvent *e);
-    void showUpgradeDownloadDialog(QEvent *e);
-    void showUpgradeCurExplainDialog(QEvent *e);
-    void showSilentPatchInstallDialog(QEvent *e);
+    /// Calls a handler with the event's data; not when the data is another request's or its input object is missing.
+    template <auto Handler>
+    void handle(QEvent *e);
+
+    void ShowCloudLoginDlg(const CCloudLoginEventData &data);
+    void ShowNotifyMessageDlg(const CNotifyMsgEventData &data);
+    void ShowNetLockDlg(const CNetLockLoginEventData &data);
+    void ShowMessageCenterDlg(const CMsgCenterEventData &data);
+    void NotifyLicParentFinish(const CNotifyLicEventData &data);
+    void NotifyCloudParentFinish(const CNotifyCloudEventData &data);
+    void showUpgradeExplainDialog(const CUpgradeExplainEveData &data);
+    void showAutoCheckUpdateDialog(const CAutoCheckUpdateEveData &data);
+    void showUpgradeDownloadDialog(const CUpgradeDownloadEveData &data);
+    void showUpgradeCurExplainDialog(const CUpgradeExplainEveData &data);
+    void showSilentPatchInstallDialog(const CSilentPatchInstallEveData &data);
 
     void closeExplainDlg(const QString &softName);
     template <class Dialog>
@@ -81,16 +90,18 @@ private:
 
     QPointer<NotifyWnd> m_notifyWnd;
     QPointer<CMsgCenterDlg> m_msgCenterDlg; ///< null as soon as it is closed
-    QMutex m_upgradeLock;
-    QPointer<CUpgradeDialog> m_upgradeDlg;
-    QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
     QMutex m_autoUpdateLock;
     QPointer<CCheckUpdateDial> m_autoUpdateDlg;
+    QMutex m_upgradeLock;
+    QPointer<CUpgradeDialog> m_upgradeDlg;
     QMap<QString, QPointer<CUpdateExplainDial>> m_explainDlgs; ///< by product; new versions' and patches' notes alike
-    QList<QPointer<QDialog>> m_dialogs; ///< all that may still live, also those that were replaced or are closing
     QMutex m_silentStateLock;
     QMap<QString, int> m_silentStates;                            ///< by software name
     QMap<QString, QPointer<CInstallSilentPatchDlg>> m_silentDlgs; ///< by software name
+
+    QStringList m_silentOrder; ///< the names of m_silentStates, the one stored last at the end; under the same lock
+    QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
+    QList<QPointer<QDialog>> m_dialogs; ///< all that may still live, also those that were replaced or are closing
 
     static std::atomic<CVisualizedManager *> _pInst;
     static QMutex instLock;

@@ -1,6 +1,5 @@
 // The manager's handlers of the sign-in requests.
 #include "base/Log.h"
-#include "frame/EventRequest.h"
 #include "frame/VisualizedManager.h"
 #include "frame/VtServiceClient.h"
 #include "login/LoginDialogCreator.h"
@@ -21,16 +20,13 @@ bool signedInOrSigningIn(int loginState)
 }
 } // namespace
 
-void CVisualizedManager::ShowCloudLoginDlg(QEvent *e)
+void CVisualizedManager::ShowCloudLoginDlg(const CCloudLoginEventData &data)
 {
-    const auto *data = request::withInput<CCloudLoginEventData>(e);
-    if (!data)
-        return;
     VT_LOG(debug) << QStringLiteral("[%1]显示云账号登录对话框。").arg(QLatin1String(__func__));
-    const QString softId = data->inputArgs->GetValue(key::SoftwareId).toString();
-    const QString exeName = data->inputArgs->GetValue(key::ExeName).toString();
+    const QString softId = data.inputArgs->GetValue(key::SoftwareId).toString();
+    const QString exeName = data.inputArgs->GetValue(key::ExeName).toString();
     VT_LOG(debug) << QStringLiteral("登录云账号前获取登录云锁标记：") +
-                         (data->showErrorTip ? QStringLiteral("true") : QStringLiteral("false"));
+                         (data.showErrorTip ? QStringLiteral("true") : QStringLiteral("false"));
     const std::optional<int> state = queryLoginState();
     if (!state)
         return;
@@ -42,9 +38,9 @@ void CVisualizedManager::ShowCloudLoginDlg(QEvent *e)
     LoginDialogCreator *creator = LoginDialogCreator::getInst();
     creator->setExeName(exeName);
     creator->setSoftId(softId);
-    creator->SetYunLockError(data->showErrorTip);
+    creator->SetYunLockError(data.showErrorTip);
     VT_LOG(debug) << QStringLiteral("开始显示云登录对话框show");
-    creator->show(data->loginNotify, reinterpret_cast<void *>(quintptr(data->parentWindowHandle)));
+    creator->show(data.loginNotify, reinterpret_cast<void *>(quintptr(data.parentWindowHandle)));
 }
 
 std::optional<int> CVisualizedManager::queryLoginState()
@@ -71,13 +67,10 @@ std::optional<int> CVisualizedManager::queryLoginState()
     return std::nullopt;
 }
 
-void CVisualizedManager::NotifyCloudParentFinish(QEvent *e)
+void CVisualizedManager::NotifyCloudParentFinish(const CNotifyCloudEventData &data)
 {
-    const auto *data = request::withInput<CNotifyCloudEventData>(e);
-    if (!data)
-        return;
     VT_LOG(debug) << QStringLiteral("[%1]通知云账号登录关闭。").arg(QLatin1String(__func__));
-    const QString softId = data->inputArgs->GetValue(key::SoftwareId).toString();
+    const QString softId = data.inputArgs->GetValue(key::SoftwareId).toString();
     if (softId.isEmpty()) {
         VT_LOG(debug) << QStringLiteral("通知云账号对话框关闭结束，软件标识为空。");
         return;
@@ -92,6 +85,6 @@ void CVisualizedManager::NotifyCloudParentFinish(QEvent *e)
 }
 
 // The network-licence sign-in is not part of this product; its requests are refused before they are posted.
-void CVisualizedManager::ShowNetLockDlg(QEvent *) {}
+void CVisualizedManager::ShowNetLockDlg(const CNetLockLoginEventData &) {}
 
-void CVisualizedManager::NotifyLicParentFinish(QEvent *) {}
+void CVisualizedManager::NotifyLicParentFinish(const CNotifyLicEventData &) {}

@@ -1,6 +1,5 @@
 // The manager's handlers of the message requests: the notice in the corner and the message center.
 #include "base/Log.h"
-#include "frame/EventRequest.h"
 #include "frame/VisualizedManager.h"
 #include "message/MsgCenterDlg.h"
 #include "message/NotifyWnd.h"
@@ -35,13 +34,10 @@ void moveToCorner(NotifyWnd *window)
 }
 } // namespace
 
-void CVisualizedManager::ShowNotifyMessageDlg(QEvent *e)
+void CVisualizedManager::ShowNotifyMessageDlg(const CNotifyMsgEventData &data)
 {
-    const auto *data = request::dataOf<CNotifyMsgEventData>(e);
-    if (!data)
-        return;
     VT_LOG(debug) << QStringLiteral("[%1]显示通知栏消息。").arg(QLatin1String(__func__));
-    const QMap<QString, QVariant> &values = data->msgValues;
+    const QMap<QString, QVariant> &values = data.msgValues;
     if (values.value(key::MsgId).toString().isEmpty())
         return;
     if (values.value(key::MsgContent).toString().isEmpty()) {
@@ -97,32 +93,29 @@ void CVisualizedManager::showWaitingNotice()
         showNotice(m_waitingNotices.dequeue());
 }
 
-void CVisualizedManager::ShowMessageCenterDlg(QEvent *e)
+void CVisualizedManager::ShowMessageCenterDlg(const CMsgCenterEventData &data)
 {
-    const auto *data = request::withInput<CMsgCenterEventData>(e);
-    if (!data)
-        return;
     VT_LOG(debug) << QStringLiteral("【消息中心】显示消息中心对话框。");
     const bool isNew = !m_msgCenterDlg;
     if (isNew) {
         m_msgCenterDlg = new CMsgCenterDlg(nullptr);
         m_msgCenterDlg->setAttribute(Qt::WA_DeleteOnClose);
         keepTrack(m_msgCenterDlg);
-        // Closed is as good as gone: what is opened next fetches the messages afresh.
+        // The next request opens a new window, which fetches the messages again.
         connect(m_msgCenterDlg, &CMsgCenterDlg::MsgCenterClosed, this, &CVisualizedManager::onMessageCenterClosed);
     }
-    placeMessageCenter(data->inputArgs->GetValue(key::MsgCenterRect).toRect());
+    placeMessageCenter(data.inputArgs->GetValue(key::MsgCenterRect).toRect());
     m_msgCenterDlg->setWindowFlag(Qt::WindowStaysOnTopHint);
     m_msgCenterDlg->show();
     m_msgCenterDlg->raise(); // one that is open already may be covered
     if (isNew)
-        front::neutralFocus(m_msgCenterDlg); // the flag and the showing have given it to the close button
+        front::neutralFocus(m_msgCenterDlg); // show() moved the focus to the close button
 }
 
 void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
 {
     QRect target = withinReason(parentWindow);
-    if (target.right() < target.left()) {
+    if (parentWindow.right() < parentWindow.left()) {
         VT_LOG(debug) << QStringLiteral("【消息中心】未获取到消息中心的父级窗口");
         const QScreen *screen = m_msgCenterDlg->screen();
         target = screen ? screen->availableGeometry() : QRect();

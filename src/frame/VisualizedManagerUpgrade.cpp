@@ -1,6 +1,5 @@
 // The manager's handlers of the upgrade and patch requests.
 #include "base/Log.h"
-#include "frame/EventRequest.h"
 #include "frame/VisualizedManager.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
@@ -21,11 +20,28 @@
 namespace {
 namespace key = tarn::upgrade::key;
 
-/// The record of a notes request; these are made for exactly one product, anything else is not handled.
-std::optional<QVariantMap> singleRecord(const CUpgradeExplainEveData *data)
+constexpr int MaxWindows = 32; // of one kind; each has a product's name, which comes from outside
+
+/// Whether one more window may be opened beside these.
+template <class Windows>
+bool hasRoom(const Windows &open)
 {
-    const QList<QVariant> list = data ? data->inputArgs->GetValueList() : QList<QVariant>();
+    if (open.size() < MaxWindows)
+        return true;
+    VT_LOG(warning) << QStringLiteral("打开的窗口过多，不再展现。数量：%1").arg(open.size());
+    return false;
+}
+
+/// The record of a notes request. Such a request names exactly one product; any other is not handled.
+std::optional<QVariantMap> singleRecord(const CUpgradeExplainEveData &data)
+{
+    const QList<QVariant> list = data.inputArgs->GetValueList();
     return list.size() == 1 ? std::optional(list.constFirst().toMap()) : std::nullopt;
+}
+
+bool hasName(const QVariant &record)
+{
+    return !record.toMap().value(key::SoftwareName).toString().isEmpty();
 }
 
 bool hasNews(const QVariantMap &record)
@@ -43,23 +59,20 @@ void CVisualizedManager::FilterVtSoftMgr(QList<QVariant> &list)
     list.erase(std::remove_if(list.begin(), list.end(), isAssistant), list.end());
 }
 
-void CVisualizedManager::showAutoCheckUpdateDialog(QEvent *e)
+void CVisualizedManager::showAutoCheckUpdateDialog(const CAutoCheckUpdateEveData &data)
 {
-    const auto *data = request::withInput<CAutoCheckUpdateEveData>(e);
-    if (!data)
-        return;
-    QList<QVariant> list = data->inputArgs->GetValueList();
+    QList<QVariant> list = data.inputArgs->GetValueList();
     VT_LOG(info) << QStringLiteral("需要展示的软件信息数量:") + QString::number(list.size());
     FilterVtSoftMgr(list);
-    if (list.isEmpty())
-        return;
+    if (!std::any_of(list.cbegin(), list.cend(), hasName))
+        return; // the prompt shows no record without a name
     const QMutexLocker locker(&m_autoUpdateLock);
     std::optional<QPoint> place;
     if (m_autoUpdateDlg) {
         place = m_autoUpdateDlg->userPlace();
         m_autoUpdateDlg->close();
     }
-    m_autoUpdateDlg = new CCheckUpdateDial(data->inputArgs, nullptr);
+    m_autoUpdateDlg = new CCheckUpdateDial(data.inputArgs, nullptr);
     if (place)
         m_autoUpdateDlg->setUserPlace(*place);
     keepTrack(m_autoUpdateDlg);
@@ -90,6 +103,8 @@ template <class Dialog>
 void CVisualizedManager::openExplainDlg(const QString &softName,
                                         const QSharedPointer<IUpgaredSoftInfoService_InputParam> &input)
 {
+    if (!hasRoom(m_explainDlgs))
+        return;
     auto *dialog = new Dialog(input, nullptr);
     dialog->InitDialog();
     m_explainDlgs.insert(softName, dialog);
@@ -103,13 +118,13 @@ void CVisualizedManager::keepTrack(QDialog *dialog)
     m_dialogs << dialog;
 }
 
-// Not closed, which would ask questions, and not left to an event loop that may not run again.
+// Deletes the windows, since close() would ask questions and the event loop may not run again.
 void CVisualizedManager::deleteDialogs()
 {
     const auto dialogs = std::exchange(m_dialogs, {});
     for (const QPointer<QDialog> &dialog : dialogs)
         delete dialog;
-    const QWidgetList windows = QApplication::topLevelWidgets(); // a notice stands alone, without a parent
+    const QWidgetList windows = QApplication::topLevelWidgets(); // a box may have no parent
     for (QWidget *window : windows) {
         if (qobject_cast<CustomMessageBox *>(window) || qobject_cast<QuestionMessageBox *>(window) ||
             qobject_cast<CTimingMessageBox *>(window))
@@ -117,9 +132,8 @@ void CVisualizedManager::deleteDialogs()
     }
 }
 
-void CVisualizedManager::showUpgradeExplainDialog(QEvent *e)
+void CVisualizedManager::showUpgradeExplainDialog(const CUpgradeExplainEveData &data)
 {
-    const auto *data = request::withInput<CUpgradeExplainEveData>(e);
     const std::optional<QVariantMap> record = singleRecord(data);
     if (!record)
         return;
@@ -127,14 +141,13 @@ void CVisualizedManager::showUpgradeExplainDialog(QEvent *e)
     VT_LOG(info) << QStringLiteral("开始展示的软件更新信息提示框") + softName;
     closeExplainDlg(softName);
     if (hasNews(*record))
-        openExplainDlg<CUpdateExplainDial>(softName, data->inputArgs);
+        openExplainDlg<CUpdateExplainDial>(softName, data.inputArgs);
     else
         VT_LOG(critical) << QStringLiteral("软件更新提示框异常退出：数据为空");
 }
 
-void CVisualizedManager::showUpgradeCurExplainDialog(QEvent *e)
+void CVisualizedManager::showUpgradeCurExplainDialog(const CUpgradeExplainEveData &data)
 {
-    const auto *data = request::withInput<CUpgradeExplainEveData>(e);
     const std::optional<QVariantMap> record = singleRecord(data);
     if (!record)
         return;
@@ -144,13 +157,12 @@ void CVisualizedManager::showUpgradeCurExplainDialog(QEvent *e)
     if (record->value(key::OldPatch).toMap().isEmpty())
         VT_LOG(critical) << QStringLiteral("软件旧版本补丁更新提示框异常退出：数据为空");
     else
-        openExplainDlg<CUpdateCurExplainDialog>(softName, data->inputArgs);
+        openExplainDlg<CUpdateCurExplainDialog>(softName, data.inputArgs);
 }
 
-void CVisualizedManager::showUpgradeDownloadDialog(QEvent *e)
+void CVisualizedManager::showUpgradeDownloadDialog(const CUpgradeDownloadEveData &)
 {
-    if (request::withInput<CUpgradeDownloadEveData>(e))
-        showUpgradeDialog();
+    showUpgradeDialog();
 }
 
 void CVisualizedManager::showUpgradeDialog()
@@ -169,21 +181,18 @@ void CVisualizedManager::RemoveSilentInstDlg(const QString &softName)
     m_silentDlgs.remove(softName);
 }
 
-void CVisualizedManager::showSilentPatchInstallDialog(QEvent *e)
+void CVisualizedManager::showSilentPatchInstallDialog(const CSilentPatchInstallEveData &data)
 {
-    const auto *data = request::withInput<CSilentPatchInstallEveData>(e);
-    const QString softName = data ? data->inputArgs->GetValue(key::SoftwareName).toString() : QString();
+    const QString softName = data.inputArgs->GetValue(key::SoftwareName).toString();
     if (softName.isEmpty())
         return;
     if (const QPointer<CInstallSilentPatchDlg> open = m_silentDlgs.take(softName))
         open->close();
-    auto *dialog = new CInstallSilentPatchDlg(data->inputArgs, this, nullptr);
+    if (!hasRoom(m_silentDlgs))
+        return;
+    auto *dialog = new CInstallSilentPatchDlg(data.inputArgs, this, nullptr);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->InitDialog();
-    if (!dialog->isVisible()) { // it has closed already, before it was to be deleted by that
-        delete dialog;
-        return;
-    }
     m_silentDlgs.insert(softName, dialog);
     keepTrack(dialog);
 }

@@ -10,39 +10,47 @@
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceArgs.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
+#include <optional>
 
 namespace {
 
-/// What tells one operation from the next.
+constexpr int MaxNameSize = 256; // characters of a product's name
+
+/// What distinguishes the operations.
 struct Operation
 {
     const char *function; ///< the operation's name, also the log's function field
     QString action;       ///< what it does, in the words of its log lines
     int okCode;           ///< success code of the caller's service family
 
-    QMessageLogger log() const { return QMessageLogger(DllInfo::sDllName, __LINE__, function); }
     QString bracket() const { return QStringLiteral("【%1】").arg(action); }
-    void refuse(const QString &line) const { log().critical().noquote() << line; }
+    bool refuse(const QString &line) const
+    {
+        VT_LOG_AS(critical, function) << line;
+        return false;
+    }
 };
 
 /// The start of every operation: the debug line, then the check for null arguments.
 template <class Input, class Output>
 bool begin(const Operation &op, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output)
 {
-    op.log().debug().noquote() << QStringLiteral("[%1]%2。").arg(QLatin1String(op.function), op.action);
-    if (input && output)
-        return true;
-    op.refuse(vtlog::nullArgument(op.bracket()));
-    return false;
+    VT_LOG_AS(debug, op.function) << QStringLiteral("[%1]%2。").arg(QLatin1String(op.function), op.action);
+    return (input && output) || op.refuse(vtlog::nullArgument(op.bracket()));
 }
 
-/// The middle: hands the data to the GUI thread, unless the service is being torn down.
+/// The middle: hands the data to the GUI thread.
 bool post(const Operation &op, QEvent::Type type, std::unique_ptr<IVisualizedEventData> data)
 {
-    if (CManagerAccess::post(type, std::move(data)))
+    switch (CManagerAccess::post(type, std::move(data))) {
+    case CManagerAccess::Posted::Yes:
         return true;
-    op.refuse(vtlog::shuttingDown(op.bracket()));
-    return false;
+    case CManagerAccess::Posted::Shut:
+        return op.refuse(vtlog::shuttingDown(op.bracket()));
+    case CManagerAccess::Posted::TooMany:
+        break;
+    }
+    return op.refuse(vtlog::tooMany(op.bracket()));
 }
 
 /// The end: the family's success code and no error.
@@ -50,7 +58,7 @@ template <class Output>
 bool accept(const Operation &op, const QSharedPointer<Output> &output)
 {
     output->SetRetCode(op.okCode);
-    output->SetError(QString());
+    output->SetError(QLatin1String(""));
     return true;
 }
 
@@ -66,9 +74,7 @@ bool passOn(const Operation &op, QEvent::Type type, const QSharedPointer<Input> 
 template <class Input, class Output>
 bool refuseLicence(const Operation &op, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output)
 {
-    if (begin(op, input, output))
-        op.refuse(op.bracket() + QStringLiteral("时不支持网络锁登录，操作失败"));
-    return false;
+    return begin(op, input, output) && op.refuse(op.bracket() + QStringLiteral("时不支持网络锁登录，操作失败"));
 }
 
 quint64 windowHandle(const QVariant &value)
@@ -88,19 +94,35 @@ QMap<QString, QVariant> noticeValues(IMessageService_InputArgs &input)
     return values;
 }
 
+// The two questions that are answered on the calling thread. Empty when the service is stopping. Their callers log after
+// the access has been returned: a host's log may wait for the GUI thread, which may wait for the access.
+
+std::optional<bool> signInDialogExists()
+{
+    const CManagerAccess access;
+    const CVisualizedManager *manager = access.manager();
+    return manager ? std::optional(manager->YunDiaIsExist()) : std::nullopt;
+}
+
+std::optional<int> silentState(const QString &softName)
+{
+    const CManagerAccess access;
+    CVisualizedManager *manager = access.manager();
+    return manager ? std::optional(manager->getSilentPatchInstallState(softName)) : std::nullopt;
+}
+
 } // namespace
 
 bool CVisualizedOperateManager::QueryYunLoginDialogState(QSharedPointer<ICloudService_InputArgs>,
                                                          QSharedPointer<ICloudService_OutputArgs> output)
 {
-    const CManagerAccess access;
-    CVisualizedManager *manager = access.manager();
-    if (!manager || !output) {
-        VT_LOG(critical) << QStringLiteral("【查询云账号登录对话框状态】%1，操作失败")
-                                .arg(manager ? QStringLiteral("时传入参数为空") : QStringLiteral("时服务正在停止"));
-        return false;
-    }
-    output->SetValue(tarn::cloud::key::DialogExists, manager->YunDiaIsExist());
+    const Operation op{__func__, QStringLiteral("查询云账号登录对话框状态"), tarn::cloud::code::Ok};
+    if (!output)
+        return op.refuse(vtlog::nullArgument(op.bracket()));
+    const std::optional<bool> exists = signInDialogExists();
+    if (!exists)
+        return op.refuse(vtlog::shuttingDown(op.bracket()));
+    output->SetValue(tarn::cloud::key::DialogExists, *exists);
     return true;
 }
 
@@ -154,25 +176,20 @@ bool CVisualizedOperateManager::showSilentPatchInstallDialog(QSharedPointer<IUpg
     if (!begin(op, input, output))
         return false;
     const QString softName = input->GetValue(tarn::upgrade::key::SoftwareName).toString();
-    if (softName.isEmpty()) {
-        op.refuse(op.bracket() + QStringLiteral("时获取软件名称失败"));
-        return false;
-    }
+    if (softName.isEmpty())
+        return op.refuse(op.bracket() + QStringLiteral("时获取软件名称失败"));
+    if (softName.size() > MaxNameSize)
+        return op.refuse(vtlog::tooLong(op.bracket()));
     const bool queryOnly = input->GetValue(tarn::upgrade::key::QueryOnly).toBool();
     if (!queryOnly && !post(op, CVisualizedEvents::eShowSilentPatchInstallDialog,
                             std::make_unique<CSilentPatchInstallEveData>(input)))
         return false;
 
-    const CManagerAccess access;
-    CVisualizedManager *manager = access.manager();
-    if (!manager) {
-        op.refuse(vtlog::shuttingDown(op.bracket()));
-        return false;
-    }
-    output->SetRetCode(op.okCode);
-    output->SetValue(tarn::upgrade::key::SilentState, manager->getSilentPatchInstallState(softName));
-    output->SetError(QString());
-    return true;
+    const std::optional<int> state = silentState(softName);
+    if (!state)
+        return op.refuse(vtlog::shuttingDown(op.bracket()));
+    output->SetValue(tarn::upgrade::key::SilentState, *state);
+    return accept(op, output);
 }
 
 bool CVisualizedOperateManager::ShowMessageCenter(QSharedPointer<IMessageService_InputArgs> input,

@@ -7,8 +7,8 @@
 class CVisualizedService;
 class IVisualizedService;
 
-/// Binds the visualized service to the RPC layer under a tag and tears the service down again. Made by the host
-/// through the object factory, driven on its main thread.
+/// Binds the visualized service to the RPC layer under a tag and tears the service down again. Created by the host
+/// through the object factory and driven on its main thread.
 class CVisualizedServiceCreator final : public QObject, public IServiceObjectCreator
 {
     Q_OBJECT
@@ -21,6 +21,9 @@ public:
     void destroy(const QString &tag) override;
 
 private:
+    enum class Bound { NotAdded, NotActive, Yes };
+    Bound bind(const QString &tag);
+    void tearDown(const QString &tag);
     void loadFonts();
 
     bool m_fontsLoaded = false;

@@ -8,10 +8,8 @@
 #include <QLibrary>
 
 namespace {
-// What the user has just decided gets this long to reach its service before the connections are cut, and that long to
-// come back afterwards.
-constexpr int SettleMs = 1000;
-constexpr int CutMs = 3000;
+constexpr int SettleMs = 1000; // for the user's last decisions to reach their services
+constexpr int CutMs = 3000;    // for calls to return after the connections have been cut
 
 /// Calls visit with each assistant that there is, in the fixed order.
 template <class Visit>
@@ -55,9 +53,10 @@ void CVtServiceClient::ReleaseInstance()
         return;
     Lease::waitForAll(SettleMs);
     instance->unInitService();
-    // A service that still holds a call back would return into unloaded code.
+    // A call that has still not returned would return into unloaded code. Qt unloads at the end of the process what its
+    // QLibrary objects have given up, so this one is never deleted.
     if (!Lease::waitForAll(CutMs))
-        instance->keepLoaded();
+        instance->m_library.release(); // NOLINT(bugprone-unused-return-value)
     _ssInstance.store(nullptr, std::memory_order_release);
     delete instance;
 }
@@ -126,12 +125,6 @@ void CVtServiceClient::unInitService()
     forEachAssistant(manager, [](IServiceAssistant &assistant) { assistant.UnInitialize(); });
     if (manager)
         manager->UnInitialize();
-}
-
-void CVtServiceClient::keepLoaded()
-{
-    m_library->setLoadHints(m_library->loadHints() | QLibrary::PreventUnloadHint);
-    m_library.release(); // NOLINT(bugprone-unused-return-value): deliberately not freed, the library stays
 }
 
 namespace tarn::visualized {

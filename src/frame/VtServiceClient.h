@@ -12,7 +12,7 @@ class IUpgradeServiceAssistant;
 class QLibrary;
 
 /// Access to the service assistants: loads the platform's client library on first use. Any thread; the assistants
-/// belong to the library, so nobody deletes them, and every getter may yield null.
+/// belong to the library, which alone deletes them, and every getter may return null.
 class CVtServiceClient
 {
 public:
@@ -36,7 +36,6 @@ private:
     IServiceAssistantManager *GetServiceAssistantMgr() const;
     void initService();
     void unInitService();
-    void keepLoaded(); ///< the library stays although this object goes
 
     std::unique_ptr<QLibrary> m_library;
 

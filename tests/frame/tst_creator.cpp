@@ -1,3 +1,4 @@
+#include "frame/HubSegment.h"
 #include "frame/ManagerAccess.h"
 #include "frame/ServiceManager.h"
 #include "frame/VisualizedManager.h"
@@ -12,8 +13,8 @@
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
 #include <QDir>
-#include <QSharedMemory>
 #include <QTest>
+#include <chrono>
 
 namespace {
 QString fontDirectory()
@@ -52,7 +53,7 @@ private slots:
     void createAfterDestroy();
 
 private:
-    std::unique_ptr<QSharedMemory> m_hub;
+    std::unique_ptr<HubSegment> m_hub;
     std::unique_ptr<LogCatcher> m_log;
 };
 
@@ -65,9 +66,7 @@ void TestCreator::init()
 {
     fakerpc::reset();
     FakeClient::fake().reset();
-    m_hub = std::make_unique<QSharedMemory>(QStringLiteral("VtServicePort"));
-    QVERIFY(m_hub->create(16));
-    memcpy(m_hub->data(), "40123", 6);
+    m_hub = std::make_unique<HubSegment>("40123");
     m_log = std::make_unique<LogCatcher>();
 }
 
@@ -103,6 +102,28 @@ void TestCreator::createFails()
     QVERIFY(m_log->has(QtInfoMsg,
                        "[CVisualizedServiceCreator::create]适配器添加接口指针失败，错误信息[标签已被占用 %1 %2]"));
     QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
+
+    // A failure after the object was added leaves nothing behind that refuses the next try.
+    for (const bool throws : {false, true}) {
+        behaviour = {};
+        behaviour.activeSucceeds = false;
+        behaviour.activeThrows = throws;
+        fakerpc::set(behaviour);
+        QVERIFY(!creator.create("tag"));
+        fakerpc::set({});
+        QVERIFY(creator.create("tag"));
+        QVERIFY(!creator.create("tag")); // is bound
+        creator.destroy("tag");
+    }
+    QVERIFY(m_log->has(QtCriticalMsg, "[CVisualizedServiceCreator::create]绑定服务对象时发生异常：no thread"));
+
+    // The adapter takes a tag of another process over by itself.
+    behaviour = {};
+    behaviour.activeSucceeds = false;
+    behaviour.error = {tarn::rpc::RpcError::InvalidArgument, "taken"};
+    fakerpc::set(behaviour);
+    QVERIFY(creator.create("tag"));
+    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[taken]"));
 }
 
 void TestCreator::fonts()
@@ -115,9 +136,9 @@ void TestCreator::fonts()
     QVERIFY(broken.open(QIODevice::WriteOnly));
     broken.write("no font");
     broken.close();
-    QVERIFY(creator.create("IVisualizedService")); // the directory has come
+    creator.create("second"); // the directory exists now
     QVERIFY(QDir(fontDirectory()).removeRecursively());
-    QVERIFY(creator.create("IVisualizedService")); // loaded, so nobody looks again
+    creator.create("third"); // the fonts are loaded, so the directory is not read again
     QCOMPARE(m_log->count(QtWarningMsg, "字体文件目录不存在"), 1);
 }
 
@@ -130,8 +151,11 @@ void TestCreator::destroyInOrder()
     QVERIFY(callNotice(service));
     QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
     const QPointer<NotifyWnd> window(notice::visibleWindows<NotifyWnd>().first());
+    qint64 windowGone = 0;
+    connect(window, &QObject::destroyed, this,
+            [&] { windowGone = std::chrono::steady_clock::now().time_since_epoch().count(); });
     CVtServiceClient::GetInstance();
-    QVERIFY(callNotice(service)); // an event that is still on its way
+    QVERIFY(callNotice(service)); // an event that is still queued
     m_log->clear();
     fakerpc::clearCalls();
 
@@ -139,8 +163,11 @@ void TestCreator::destroyInOrder()
         creator->destroy("IVisualizedService");
     QVERIFY(!window);
     QVERIFY(!CServiceManager::hasInstance());
-    QCOMPARE(fakerpc::record().calls, (QStringList{"unactive", "remove IVisualizedService", "shutdown"}));
-    QCOMPARE(FakeClient::fake().operations().last(), QString("UnInitialize manager"));
+    const fakerpc::Record rpc = fakerpc::record();
+    QCOMPARE(rpc.calls, (QStringList{"unactive", "remove IVisualizedService", "shutdown"}));
+    const FakeCall client = FakeClient::fake().calls().last();
+    QCOMPARE(client.operation, QString("UnInitialize manager"));
+    QVERIFY(windowGone > 0 && windowGone < client.at && client.at < rpc.at.first());
     QVERIFY(!callNotice(service)); // a caller that kept the object
     QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
     service.clear();

@@ -67,6 +67,9 @@ private slots:
     void closedNoticeIsForgotten();
     void wrongEventsAreIgnored();
     void assistantIsFiltered();
+    void namelessRecordsShowNothing();
+    void openNotesAreLimited();
+    void messageCenterStaysNearItsCaller();
     void updateRequestsLog();
     void cloudLoginAsksTheService();
     void nothingRemainsAfterFree();
@@ -219,6 +222,45 @@ void TestManager::assistantIsFiltered()
         list.append(QVariantMap{{"软件名称", name}});
     CVisualizedManager::FilterVtSoftMgr(list);
     QCOMPARE(list, (QList<QVariant>{QVariantMap{{"软件名称", "产品"}}, QVariantMap{{"软件名称", ""}}}));
+}
+
+void TestManager::namelessRecordsShowNothing()
+{
+    for (const QVariantList &list : {QVariantList{QVariantMap{{"软件", QVariantMap{{"升级版本", "2"}}}}},
+                                     QVariantList{QVariantMap{{"软件名称", ""}}, 7, "x"}}) {
+        send(new CVisualizedEvents(CVisualizedEvents::eShowAutoCheckUpdateDialog,
+                                   new CAutoCheckUpdateEveData(args::input<args::SoftIn>({}, list))));
+        QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    }
+}
+
+void TestManager::openNotesAreLimited()
+{
+    for (int i = 0; i < 40; ++i) {
+        const QVariantMap news{{"软件名称", QString::number(i)}, {"软件", QVariantMap{{"升级版本", "2"}}}};
+        send(new CVisualizedEvents(CVisualizedEvents::eShowUpgradeExplainDialog,
+                                   new CUpgradeExplainEveData(args::input<args::SoftIn>({}, {news}))));
+    }
+    QCOMPARE(notice::visibleWindows<QDialog>().size(), 32);
+    QCOMPARE(m_log->count(QtWarningMsg, "打开的窗口过多，不再展现。数量：32"), 8);
+}
+
+void TestManager::messageCenterStaysNearItsCaller()
+{
+    const auto centre = [](const QRect &caller) {
+        const auto input = args::input<args::MessageIn>({{"msg_center_rect", caller}});
+        send(new CVisualizedEvents(CVisualizedEvents::eShowMessageCenterDialog, new CMsgCenterEventData(input)));
+        const auto windows = notice::visibleWindows<QDialog>();
+        return windows.isEmpty() ? QPoint() : windows.first()->geometry().center();
+    };
+    constexpr int Min = std::numeric_limits<int>::min();
+    constexpr int Max = std::numeric_limits<int>::max();
+    const QPoint screen = QGuiApplication::primaryScreen()->availableGeometry().center();
+    const auto near = [](const QPoint &a, const QPoint &b) { return (a - b).manhattanLength() <= 4; };
+    QVERIFY(near(centre(QRect(100, 100, 401, 401)), QPoint(300, 300)));
+    QVERIFY(near(centre(QRect(QPoint(Max, 0), QPoint(Min, 10))), screen)); // invalid, and beyond every limit
+    QVERIFY(near(centre(QRect(QPoint(Max, 0), QPoint(Max - 1, 10))), screen));
+    centre(QRect(QPoint(Min, Min), QPoint(Max, Max)));
 }
 
 void TestManager::updateRequestsLog()

@@ -120,9 +120,11 @@ private slots:
     void noticeValuesAreStrings();
     void loginDialogState();
     void silentPatchQuery();
+    void newestEndStatesAreKept();
     void endStatesAreToldOnceToManyThreads();
     void firstCallFromWorkerThread();
     void shutWhileCallsArrive();
+    void waitingRequestsAreLimited();
     void handOut();
 
 private:
@@ -169,7 +171,7 @@ void TestOperations::operation()
     QCOMPARE(m_events->take(), refused ? QList<int>() : QList<int>{row.eventType});
     if (!refused) {
         QCOMPARE(result.code, row.code);
-        QCOMPARE(result.error, QString());
+        QVERIFY(result.error.isEmpty() && !result.error.isNull());
     }
     const LogCatcher::Line first = m_log->lines().value(0);
     QCOMPARE(first.text, QStringLiteral("[%1]%2。").arg(row.name, row.words));
@@ -253,6 +255,9 @@ void TestOperations::silentPatchQuery()
 {
     QVERIFY(!rows().at(5).run({}, Null::None).accepted);
     QCOMPARE(m_log->texts(QtCriticalMsg), QStringList("【显示静默安装补丁进度对话框】时获取软件名称失败"));
+    QVERIFY(!rows().at(5).run({{"软件名称", QString(257, QChar(0x54c1))}}, Null::None).accepted);
+    QVERIFY(rows().at(5).run({{"软件名称", QString(256, QChar(0x54c1))}}, Null::None).accepted);
+    QCOMPARE(m_events->take(), QList<int>{1958});
     CVisualizedManager *manager = CVisualizedManager::GetInstance();
     const QVariantMap query{{"软件名称", "产品"}, {"是否静默补丁安装状态获取", true}};
     const auto state = [&] { return rows().at(5).run(query, Null::None).values.value("静默补丁安装状态"); };
@@ -264,11 +269,32 @@ void TestOperations::silentPatchQuery()
         QCOMPARE(state(), QVariant(1));
         QCOMPARE(manager->getSilentPatchInstallState("别的"), 2);
     }
-    manager->setSilentPatchInstallState("产品", 1);
+    manager->setSilentPatchInstallState("产品", 2);
+    manager->setSilentPatchInstallState("产品", 1); // overwrites
     QCOMPARE(state(), QVariant(1));
     QVERIFY(m_events->take().isEmpty());
     QVERIFY(rows().at(5).run({{"软件名称", "产品"}}, Null::None).values.contains("静默补丁安装状态"));
     QCOMPARE(m_events->take(), QList<int>{1958});
+}
+
+void TestOperations::newestEndStatesAreKept()
+{
+    CVisualizedManager *manager = CVisualizedManager::GetInstance();
+    const auto name = [](int i) { return QStringLiteral("产品%1").arg(i); };
+    for (int i = 0; i < 65; ++i)
+        manager->setSilentPatchInstallState(name(i), 99);
+    manager->setSilentPatchInstallState(name(1), 2); // is the newest now
+    for (int i = 100; i < 200; ++i)
+        manager->setSilentPatchInstallState(name(i), 1); // push no end state out
+    manager->setSilentPatchInstallState("another", 99);
+    QCOMPARE(manager->getSilentPatchInstallState(name(0)), 1);
+    QCOMPARE(manager->getSilentPatchInstallState(name(1)), 2);
+    QCOMPARE(manager->getSilentPatchInstallState(name(2)), 1);
+    for (int i = 3; i < 65; ++i)
+        QCOMPARE(manager->getSilentPatchInstallState(name(i)), 99);
+    manager->setSilentPatchInstallState(QString(2 << 20, QChar('x')), 99);
+    QCOMPARE(manager->getSilentPatchInstallState(QString(2 << 20, QChar('x'))), 1);
+    QCOMPARE(m_log->texts(QtWarningMsg).size(), 1);
 }
 
 void TestOperations::endStatesAreToldOnceToManyThreads()
@@ -323,6 +349,23 @@ void TestOperations::shutWhileCallsArrive()
     stop = true;
     for (std::thread &caller : callers)
         caller.join();
+}
+
+// The GUI thread is behind: what waits for it does not grow without a bound, and an answered question is no request.
+void TestOperations::waitingRequestsAreLimited()
+{
+    const Row center = rows().at(6);
+    int accepted = 0;
+    while (accepted < 1000 && center.run(someValues(), Null::None).accepted)
+        ++accepted;
+    QCOMPARE(accepted, 32);
+    QCOMPARE(m_log->texts(QtCriticalMsg), QStringList("【显示消息中心对话框】时等待处理的请求过多，操作失败"));
+    const QVariantMap query{{"软件名称", "产品"}, {"是否静默补丁安装状态获取", true}};
+    QVERIFY(rows().at(5).run(query, Null::None).accepted);
+    QVERIFY(rows().at(7).run(someValues(), Null::None).accepted); // notices have limits of their own
+    QCOMPARE(m_events->take().size(), 33);
+    QVERIFY(center.run(someValues(), Null::None).accepted);
+    m_events->take();
 }
 
 void TestOperations::handOut()

@@ -1,10 +1,12 @@
+#include "frame/HubPort.h"
+#include "frame/HubSegment.h"
 #include "frame/ServiceManager.h"
 #include "support/FakeRpc.h"
 #include "support/LogCatcher.h"
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
-#include <QSharedMemory>
 #include <QTest>
 #include <sys/stat.h>
 
@@ -21,23 +23,6 @@ void write(const QString &path, const QByteArray &text)
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
         qFatal("cannot write %s", qPrintable(path));
 }
-
-// The segment as a running hub publishes it; it goes with this object.
-class Hub final
-{
-public:
-    explicit Hub(const QByteArray &port)
-        : m_segment(QStringLiteral("VtServicePort"))
-    {
-        if (!m_segment.create(16))
-            qFatal("%s", qPrintable(m_segment.errorString()));
-        memset(m_segment.data(), 0, 16);
-        memcpy(m_segment.data(), port.constData(), size_t(qMin(port.size(), 16)));
-    }
-
-private:
-    QSharedMemory m_segment;
-};
 
 class HubProxy final : public tarn::rpc::RpcProxy
 {
@@ -71,6 +56,8 @@ private slots:
     void programCannotStart();
     void publishedHubThatDoesNotAnswer();
     void badPort();
+    void lockedSegment();
+    void hubThatNeverComesUp();
     void checks();
     void comesBackOnDemand();
 
@@ -102,7 +89,7 @@ void TestServiceManager::cleanup()
 
 void TestServiceManager::connectsToARunningHub()
 {
-    const Hub hub("40123");
+    const HubSegment hub("40123");
     const QStringList lines = start();
     QVERIFY(CServiceManager::getInstance()->getRpc()->isInitialized());
     QVERIFY(lines.contains("【客户端初始化】连接注册中心成功"));
@@ -120,7 +107,7 @@ void TestServiceManager::connectsToARunningHub()
 
 void TestServiceManager::brokenSettings()
 {
-    const Hub hub("40123");
+    const HubSegment hub("40123");
     QFile id("/etc/machine-id");
     const bool readable = id.open(QIODevice::ReadOnly);
     const QString machine = QString::fromUtf8(id.readAll()).remove('\n');
@@ -136,7 +123,7 @@ void TestServiceManager::brokenSettings()
 
 void TestServiceManager::testAddress()
 {
-    const Hub hub("40123");
+    const HubSegment hub("40123");
     int size = 0;
     const auto addressUsed = [&](const QString &address, const QString &line) {
         // QSettings goes by size and time to the millisecond when it looks for a change.
@@ -163,6 +150,7 @@ void TestServiceManager::noHubProgram()
     QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
     QVERIFY(!fakerpc::record().calls.contains("init"));
     QVERIFY(lines.last() == "[start]岚川服务初始化失败！");
+    QVERIFY(lines.filter(QRegularExpression("^获取注册中心端口失败，.+")).size() == 1);
     const QString text = CServiceManager::getInstance()->startError();
     QVERIFY(text.startsWith("缺少岚川关键服务，请<a style=\"color: #0C64EB;\" href=\""));
     QVERIFY(text.endsWith("\">下载</a>并重新安装软件！"));
@@ -176,6 +164,7 @@ void TestServiceManager::programCannotStart()
     QVERIFY(m_log->has(QtInfoMsg, "[startServiceHub]统一服务应用程序文件不存在"));
     CServiceManager::ReleaseInstance();
     write(besideProgram("apps/s/hub"), "no program");
+    m_log->clear();
     start();
     const QStringList warnings = m_log->texts(QtWarningMsg);
     QVERIFY(warnings.value(0).startsWith("岚川服务程序启动失败，QProcess错误码："));
@@ -186,7 +175,7 @@ void TestServiceManager::programCannotStart()
 void TestServiceManager::publishedHubThatDoesNotAnswer()
 {
     // Somebody holds the segment of a hub that has died.
-    const Hub hub("40126");
+    const HubSegment hub("40126");
     fakerpc::Behaviour behaviour;
     behaviour.initSucceeds = false;
     fakerpc::set(behaviour);
@@ -200,17 +189,53 @@ void TestServiceManager::publishedHubThatDoesNotAnswer()
 void TestServiceManager::badPort()
 {
     for (const char *port : {"", "0", "65536", "-1", "9999999999999999"}) { // the last without an end
-        const Hub hub(port);
+        const HubSegment hub(port);
         start();
         QVERIFY2(!fakerpc::record().calls.contains("init"), port);
         CServiceManager::ReleaseInstance();
     }
 }
 
+// Any user of the machine can hold the segment's lock.
+void TestServiceManager::lockedSegment()
+{
+    HubSegment hub("40128");
+    QString reason;
+    QElapsedTimer clock;
+    QVERIFY(hub.segment().lock());
+    clock.start();
+    QCOMPARE(hubport::read(reason), 0);
+    QCOMPARE(hubport::read(reason), 0); // a second waiting thread would be one too many
+    QVERIFY(clock.elapsed() < 5000);
+    QVERIFY(!reason.isEmpty());
+    QVERIFY(hub.segment().unlock());
+    QTRY_COMPARE(hubport::read(reason), 40128);
+}
+
+// The limit is one of time, also when every try takes long; the reason is logged.
+void TestServiceManager::hubThatNeverComesUp()
+{
+    write(besideProgram("apps/s/installation.ini"),
+          "[General]\nSoftwareName=TARN5Service\n[ServiceHub]\nInstallPath=hub\n");
+    write(besideProgram("apps/s/hub"), "#!/bin/sh\nexit 0\n");
+    QVERIFY(QFile(besideProgram("apps/s/hub")).setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    const HubSegment hub("40129");
+    fakerpc::Behaviour slow;
+    slow.initSucceeds = false;
+    slow.initMs = 1500;
+    fakerpc::set(slow);
+    QElapsedTimer clock;
+    clock.start();
+    start();
+    QVERIFY2(clock.elapsed() > 9000 && clock.elapsed() < 20000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(m_log->has(QtWarningMsg, "岚川服务程序启动超时"));
+    QCOMPARE(m_log->texts().filter("RPC测试IP").size(), 1); // the address is read once
+}
+
 void TestServiceManager::checks()
 {
     fakerpc::set(answeringHub());
-    auto hub = std::make_unique<Hub>("40123");
+    auto hub = std::make_unique<HubSegment>("40123");
     start();
     const auto manager = CServiceManager::getInstance();
     QString error;
@@ -249,7 +274,7 @@ void TestServiceManager::comesBackOnDemand()
     QVERIFY(m_log->has("[checkAndReinit]无法连接上注册中心"));
     QVERIFY(!manager->checkAndReinit());
 
-    const Hub hub("40127");
+    const HubSegment hub("40127");
     fakerpc::set(answeringHub());
     QVERIFY(manager->checkAndReinit());
     QVERIFY(m_log->has("[checkAndReinit]重新连接成功"));

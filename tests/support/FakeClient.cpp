@@ -11,6 +11,7 @@
 #include <QStringList>
 #include <QThread>
 #include <QWaitCondition>
+#include <chrono>
 
 using namespace tarn::core;
 
@@ -78,6 +79,7 @@ public:
     {
         QMutexLocker locker(&m_mutex);
         m_calls.append(call);
+        m_calls.last().at = std::chrono::steady_clock::now().time_since_epoch().count();
         m_calls.last().onGuiThread =
             QCoreApplication::instance() && QThread::currentThread() == QCoreApplication::instance()->thread();
         FakeAnswer answer;

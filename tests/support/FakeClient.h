@@ -25,6 +25,7 @@ struct FakeCall
     QVariantMap values;
     QVariantList list;
     bool onGuiThread = false;
+    qint64 at = 0; // monotonic nanoseconds, comparable with fakerpc::Record::at
 };
 
 class IFakeClient

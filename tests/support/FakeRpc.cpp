@@ -1,6 +1,9 @@
 #include "support/FakeRpc.h"
 #include <QMutex>
+#include <QThread>
 #include <atomic>
+#include <chrono>
+#include <stdexcept>
 
 using tarn::rpc::RpcError;
 
@@ -30,6 +33,7 @@ bool answer(bool ok)
 void note(const QString &call)
 {
     state().record.calls.append(call);
+    state().record.at.append(std::chrono::steady_clock::now().time_since_epoch().count());
 }
 } // namespace
 
@@ -56,6 +60,7 @@ void fakerpc::clearCalls()
 {
     const QMutexLocker locker(&state().mutex);
     state().record.calls.clear();
+    state().record.at.clear();
 }
 
 namespace tarn::rpc {
@@ -70,6 +75,7 @@ class RpcAdapter::Private
 {
 public:
     std::shared_ptr<Rpc::Private> core;
+    QStringList tags;
 };
 
 Rpc::Rpc()
@@ -83,6 +89,7 @@ bool Rpc::init(const QHash<QString, QString> &settings)
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("init"));
+    QThread::msleep(state().behaviour.initMs);
     state().record.settings = settings;
     d->initialized = answer(state().behaviour.initSucceeds);
     return d->initialized;
@@ -129,8 +136,13 @@ bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("add ") + tag);
+    if (d->tags.contains(tag)) {
+        lastError = {RpcError::InvalidArgument, "tag is in use"};
+        return false;
+    }
     if (!answer(d->core->initialized && state().behaviour.addSucceeds))
         return false;
+    d->tags.append(tag);
     state().record.object = object;
     state().record.interfaceName = interfaceName;
     return true;
@@ -140,7 +152,9 @@ bool RpcAdapter::active()
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("active"));
-    return answer(d->core->initialized);
+    if (state().behaviour.activeThrows)
+        throw std::runtime_error("no thread");
+    return answer(d->core->initialized && state().behaviour.activeSucceeds);
 }
 
 bool RpcAdapter::unactive()
@@ -154,6 +168,7 @@ bool RpcAdapter::remove(const QString &tag)
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("remove ") + tag);
+    d->tags.removeOne(tag);
     state().record.object.reset();
     return true;
 }

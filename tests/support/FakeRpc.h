@@ -11,7 +11,10 @@ namespace fakerpc {
 struct Behaviour
 {
     bool initSucceeds = true;
-    bool addSucceeds = true;
+    unsigned long initMs = 0; // what it takes
+    bool addSucceeds = true;  // a tag that is bound is refused anyway
+    bool activeSucceeds = true;
+    bool activeThrows = false;
     tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
     // By tag; what is not listed is not found.
     QHash<QString, QSharedPointer<tarn::rpc::RpcProxy>> proxies;
@@ -20,6 +23,7 @@ struct Behaviour
 struct Record
 {
     QStringList calls; // "init", "createAdapter CVisualizedService", "add tag", "active", "unactive", "remove tag", ...
+    QVector<qint64> at;               // of each call, monotonic nanoseconds
     QHash<QString, QString> settings; // of the last init()
     std::any object;                  // last added
     QString interfaceName;
