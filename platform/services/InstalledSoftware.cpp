@@ -88,13 +88,15 @@ QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath)
     return list;
 }
 
-QString whyNotWritable(const InstalledSoftware &software)
+QString whyNotWritable(const QList<InstalledSoftware> &installed, const QString &product)
 {
-    const QByteArray directory = QFile::encodeName(software.directory);
-    if (::faccessat(AT_FDCWD, directory.constData(), W_OK | X_OK, AT_EACCESS) == 0)
-        return {};
-    return QStringLiteral("%1 cannot be upgraded: its directory %2 is not writable: %3")
-        .arg(software.name, software.directory, systemError());
+    for (const InstalledSoftware &software : installed) {
+        const QByteArray directory = QFile::encodeName(software.directory);
+        if (software.name == product && ::faccessat(AT_FDCWD, directory.constData(), W_OK | X_OK, AT_EACCESS) != 0)
+            return QStringLiteral("%1 cannot be upgraded: its directory %2 is not writable: %3")
+                .arg(product, software.directory, systemError());
+    }
+    return {};
 }
 
 } // namespace tarn::services

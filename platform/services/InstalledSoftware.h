@@ -24,6 +24,6 @@ struct InstalledSoftware
 QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath);
 
 /// Why this user cannot exchange a product's files; empty when the product's directory is writable.
-QString whyNotWritable(const InstalledSoftware &software);
+QString whyNotWritable(const QList<InstalledSoftware> &installed, const QString &product);
 
 } // namespace tarn::services

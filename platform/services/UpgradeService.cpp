@@ -209,6 +209,7 @@ CallResult UpgradeService::ignoreUpgrade(const Bag &input)
     return answer(store([&](UpgradeStore &s) { return s.ignore(offers); }));
 }
 
+// A product that cannot be exchanged becomes a failed task: the window and the status show the reason as well.
 CallResult UpgradeService::startDownload(const Bag &input)
 {
     QString product;
@@ -216,16 +217,21 @@ CallResult UpgradeService::startDownload(const Bag &input)
     if (!wrong.isEmpty())
         return refusedWith(code::InvalidArgs, wrong);
     Catalogue catalogue;
+    const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
     QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
     UpgradeTask task;
     if (error.isEmpty())
-        error = makeTask(input.values, catalogue, readInstalledSoftware(m_paths.apps), &task);
+        error = makeTask(input.values, catalogue, installed, &task);
+    if (error.isEmpty())
+        task.error = whyNotWritable(installed, product);
+    if (!task.error.isEmpty())
+        task.state = state::DownloadFailed;
     if (error.isEmpty())
         error = engine([&](UpgradeEngine &e) { return e.start(task); });
     QVariantMap values;
     if (error.isEmpty())
         present(QStringLiteral("showUpgradeDownloadDialog"), {}, &values);
-    return answer(error, {values, {}});
+    return answer(error.isEmpty() ? task.error : error, {values, {}});
 }
 
 CallResult UpgradeService::queryTaskInfos(const Bag &input)
@@ -318,6 +324,9 @@ QString UpgradeService::makePatchTask(const QString &product, InstalledSoftware 
     const QVariant patch = record.value(section);
     if (patch.toMap().isEmpty())
         return QStringLiteral("there is no patch for \"%1\"").arg(product);
+    const QString blocked = whyNotWritable(installed, product);
+    if (!blocked.isEmpty())
+        return blocked;
     *software = *std::find_if(installed.cbegin(), installed.cend(),
                               [&](const InstalledSoftware &one) { return one.name == product; });
     return makeTask({{key::SoftwareName, product}, {section, patch}}, catalogue, installed, task);

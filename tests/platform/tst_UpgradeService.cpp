@@ -5,6 +5,7 @@
 #include "tarn/link/UpgradeWire.h"
 #include <QTest>
 #include <sodium.h>
+#include <unistd.h>
 
 using namespace tarn;
 using rpc::Bag;
@@ -45,6 +46,7 @@ private slots:
     void badCatalogues();
     void badDescriptions();
     void unsignedCataloguesAreRefused();
+    void directoriesOfOthersAreLeftAlone();
 
 private:
     void start();
@@ -294,6 +296,32 @@ void TestUpgradeService::unsignedCataloguesAreRefused()
     start();
     QVERIFY(error(signature).contains("public key"));
     m_publicKey.clear();
+}
+
+// As in an installation that belongs to the system: refused before the download, and shown as a failed task.
+void TestUpgradeService::directoriesOfOthersAreLeftAlone()
+{
+    const QString product = m_directory->filePath("apps/draw");
+    QVERIFY(QFile::setPermissions(product, QFile::Permissions(0x5555)));
+    const QVariantMap wish{{key::SoftwareName, "绘图"}, {key::Software, QVariantMap{{key::NewVersion, "1.10"}}}};
+    const QVariantMap patch{{key::SoftwareName, "绘图"}};
+    const bool isRoot = ::geteuid() == 0; // to whom nothing is closed
+    if (isRoot) {
+        QVERIFY(QFile::setPermissions(m_directory->path(), QFile::Permissions(0x7777)));
+        QCOMPARE(::seteuid(65534), 0); // every thread
+    }
+    const CallResult started = call("StartDownload", wish);
+    const CallResult patched = call(wire::method::PatchSilently, patch);
+    if (isRoot)
+        QCOMPARE(::seteuid(0), 0);
+    QVERIFY(QFile::setPermissions(product, QFile::Permissions(0x7755)));
+    QVERIFY(!started.accepted && !patched.accepted);
+    QVERIFY2(started.errorText.contains("not writable"), qPrintable(started.errorText));
+    QVERIFY2(patched.errorText.contains("not writable"), qPrintable(patched.errorText));
+    const QVariantMap task = status().value(wire::Tasks).toList().value(0).toMap();
+    QCOMPARE(task.value(key::Status).toInt(), int(upgrade::state::DownloadFailed));
+    QCOMPARE(task.value(key::ErrMsg).toString(), started.errorText);
+    QCOMPARE(m_shown.last().first, QString("showUpgradeDownloadDialog"));
 }
 
 QTEST_GUILESS_MAIN(TestUpgradeService)
