@@ -1,6 +1,7 @@
 #include "services/Database.h"
 #include "services/Files.h"
 #include "services/Log.h"
+#include <QDateTime>
 #include <QFile>
 #include <QSqlError>
 #include <fcntl.h>
@@ -10,8 +11,6 @@
 namespace tarn::services {
 
 namespace {
-
-constexpr int SchemaVersion = 1;
 
 // Commits reach the disk before they are answered, and no writer waits for readers.
 const char *const Pragmas[] = {"PRAGMA busy_timeout = 5000", "PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL",
@@ -23,17 +22,68 @@ bool meansBroken(const QSqlError &error)
     return code == QLatin1String("11") || code == QLatin1String("26"); // corrupt, not a database
 }
 
+bool isNullText(const QVariant &value)
+{
+    return value.userType() == QMetaType::QString && value.isNull();
+}
+
 } // namespace
 
-Database::Database(const QString &file, const QStringList &schema)
+qint64 now()
+{
+    return QDateTime::currentMSecsSinceEpoch();
+}
+
+Database::Database(const QString &file, const QStringList &schema, int version)
     : m_file(file)
     , m_schema(schema)
+    , m_version(version)
 {
 }
 
 Database::~Database()
 {
     closeFile();
+}
+
+QString Database::run(const QString &statement, const QVariantList &values, const OnRow &onRow)
+{
+    QString error = m_inTransaction ? QString() : ensureOpen();
+    return error.isEmpty() ? execute(statement, values, onRow) : error;
+}
+
+QString Database::inTransaction(const std::function<QString()> &work)
+{
+    QString error = run(QStringLiteral("BEGIN IMMEDIATE"));
+    if (!error.isEmpty())
+        return error;
+    m_inTransaction = true;
+    error = work();
+    if (error.isEmpty())
+        error = execute(QStringLiteral("COMMIT"), {}, {});
+    if (!error.isEmpty())
+        execute(QStringLiteral("ROLLBACK"), {}, {});
+    m_inTransaction = false;
+    return error;
+}
+
+QString Database::execute(const QString &statement, const QVariantList &values, const OnRow &onRow)
+{
+    QSqlQuery query(m_db);
+    query.setForwardOnly(true);
+    if (!query.prepare(statement))
+        return failed(query);
+    for (const QVariant &value : values)
+        query.addBindValue(isNullText(value) ? QVariant(QLatin1String("")) : value);
+    if (!query.exec())
+        return failed(query);
+    m_changed = query.numRowsAffected();
+    m_lastId = query.lastInsertId().toLongLong();
+    while (onRow && query.next()) {
+        if (!onRow(query))
+            return {};
+    }
+    return query.lastError().isValid() ? failed(query) : QString();
 }
 
 QString Database::ensureOpen()
@@ -63,7 +113,7 @@ QString Database::openFile()
         return m_db.lastError().text();
     }
     for (const char *pragma : Pragmas) {
-        QString error = control(pragma);
+        QString error = execute(QLatin1String(pragma), {}, {});
         if (!error.isEmpty())
             return error;
     }
@@ -71,24 +121,27 @@ QString Database::openFile()
     return error.isEmpty() ? prepareSchema() : error;
 }
 
-// Its companions get the file's own mode. What fails here shows again when the file is opened as a database.
+// SQLite gives its companion files the same mode. A failure here shows again when the file is opened as a database.
 void Database::makePrivate() const
 {
-    constexpr mode_t OwnersAlone = 0600;
-    const int descriptor = ::open(QFile::encodeName(m_file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, OwnersAlone);
+    constexpr mode_t OwnerOnly = 0600;
+    const int descriptor = ::open(QFile::encodeName(m_file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, OwnerOnly);
     if (descriptor < 0)
         return;
-    if (::fchmod(descriptor, OwnersAlone) != 0)
+    if (::fchmod(descriptor, OwnerOnly) != 0)
         qCWarning(servicesLog).noquote() << QStringLiteral("%1 may be open to other users").arg(m_file);
     ::close(descriptor);
 }
 
 QString Database::checkFile()
 {
-    QSqlQuery check = query();
-    if (!check.exec(QStringLiteral("PRAGMA quick_check(1)")) || !check.next())
-        return failed(check);
-    const QString verdict = check.value(0).toString();
+    QString verdict;
+    QString error = execute(QStringLiteral("PRAGMA quick_check(1)"), {}, [&](const QSqlQuery &row) {
+        verdict = row.value(0).toString();
+        return false;
+    });
+    if (!error.isEmpty())
+        return error;
     m_broken = verdict != QLatin1String("ok");
     return m_broken ? verdict : QString();
 }
@@ -96,27 +149,20 @@ QString Database::checkFile()
 QString Database::prepareSchema()
 {
     int version = 0;
-    {
-        QSqlQuery versionQuery = query();
-        if (!versionQuery.exec(QStringLiteral("PRAGMA user_version")) || !versionQuery.next())
-            return failed(versionQuery);
-        version = versionQuery.value(0).toInt();
-    }
-    if (version == SchemaVersion)
-        return {};
-    if (version != 0)
-        return QStringLiteral("it was made by another version of this program (schema %1)").arg(version);
-    return inTransaction([this] {
-        QString error;
-        QSqlQuery make = query();
-        for (const QString &statement : m_schema) {
-            if (!make.exec(statement))
-                return failed(make);
-        }
-        if (!make.exec(QStringLiteral("PRAGMA user_version = %1").arg(SchemaVersion)))
-            error = failed(make);
-        return error;
+    QString error = execute(QStringLiteral("PRAGMA user_version"), {}, [&](const QSqlQuery &row) {
+        version = row.value(0).toInt();
+        return false;
     });
+    if (!error.isEmpty() || version == m_version)
+        return error;
+    if (version > m_version)
+        return QStringLiteral("it was made by another version of this program (schema %1)").arg(version);
+    const QStringList statements =
+        QStringList{QStringLiteral("BEGIN IMMEDIATE")} + m_schema +
+        QStringList{QStringLiteral("PRAGMA user_version = %1").arg(m_version), QStringLiteral("COMMIT")};
+    for (auto it = statements.cbegin(); it != statements.cend() && error.isEmpty(); ++it)
+        error = execute(*it, {}, {});
+    return error; // an open transaction ends with the connection
 }
 
 bool Database::moveAside(const QString &reason)
@@ -137,17 +183,6 @@ void Database::closeFile()
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_file);
-}
-
-QString Database::control(const char *statement)
-{
-    QSqlQuery control = query();
-    return control.exec(QString::fromLatin1(statement)) ? QString() : failed(control);
-}
-
-QString Database::run(QSqlQuery &query)
-{
-    return query.exec() ? QString() : failed(query);
 }
 
 QString Database::failed(const QSqlQuery &query)

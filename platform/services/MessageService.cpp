@@ -1,6 +1,5 @@
 #include "services/MessageService.h"
 #include "services/Log.h"
-#include "services/MessageStore.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include <QDateTime>
@@ -150,7 +149,7 @@ CallResult MessageService::updateStatus(const Bag &input)
 
 CallResult MessageService::allRecords(const Bag &input)
 {
-    return page(MessageReader::Kind::Records, input);
+    return page(MessageStore::Kind::Records, input);
 }
 
 CallResult MessageService::oneRecord(const Bag &input)
@@ -248,10 +247,10 @@ CallResult MessageService::importAll(const Bag &input)
 CallResult MessageService::list(const Bag &input)
 {
     const bool all = input.values.value(wire::All).toBool();
-    return page(all ? MessageReader::Kind::All : MessageReader::Kind::Details, input);
+    return page(all ? MessageStore::Kind::All : MessageStore::Kind::Details, input);
 }
 
-CallResult MessageService::page(MessageReader::Kind kind, const Bag &input)
+CallResult MessageService::page(MessageStore::Kind kind, const Bag &input)
 {
     Bag output;
     QString cursor = input.values.value(wire::Cursor).toString();

@@ -1,15 +1,13 @@
 #pragma once
 #include "services/Dispatch.h"
 #include "services/Message.h"
-#include "services/MessageReader.h"
+#include "services/MessageStore.h"
 #include "services/WorkThread.h"
 #include "tarn/rpc/IInvocable.h"
 #include <functional>
 #include <memory>
 
 namespace tarn::services {
-
-class MessageStore;
 
 /// The message service as remote callers see it: checks what they send, keeps it, and has the visualized service show
 /// what is pushed. Methods: those of IMessageServiceAssistant and of tarn/link/MessageWire.h. RPC worker threads.
@@ -39,7 +37,7 @@ private:
     rpc::CallResult list(const rpc::Bag &input);
     rpc::CallResult unreadCount(const rpc::Bag &input);
     rpc::CallResult clear(const rpc::Bag &input);
-    rpc::CallResult page(MessageReader::Kind kind, const rpc::Bag &input);
+    rpc::CallResult page(MessageStore::Kind kind, const rpc::Bag &input);
     QString present(const Message &message, int unread);
 
     /// Runs work on the store's thread. @return what went wrong, empty when all is well

@@ -1,45 +1,126 @@
 #include "services/MessageStore.h"
 #include "tarn/keys/MessageKeys.h"
+#include "tarn/link/MessageWire.h"
 #include <QDateTime>
-#include <QSqlQuery>
-#include <QUuid>
-#include <algorithm>
+#include <limits>
 
 namespace tarn::services {
 
+namespace detail = link::wire::detail;
+
 namespace {
 
-constexpr int MaxReaders = 8;
-constexpr int ReaderIdleMs = 60000;
+// Well under the 4 MiB and the number of values that the RPC layer carries in one message. A single message may be
+// larger; it is a page by itself then.
+constexpr int PageBytes = 1536 * 1024;
+constexpr int PageRecords = 1000;
+constexpr int KeyBytes = 300; // the keys and numbers of a record
+
+enum Column {
+    Seq,
+    Id,
+    Title,
+    Content,
+    DateTime,
+    BegTime,
+    Picture,
+    LinkText,
+    Link,
+    WndWidth,
+    WndHeight,
+    WndStay,
+    PhotoHeight,
+    PhotoWidth,
+    ReadAt,
+    StoredAt,
+    DeletedAt,
+    IgnoredAt,
+    SortTime
+};
+
+QString columns()
+{
+    return QStringLiteral("seq, id, title, content, date_time, beg_time, picture, link_text, link, wnd_width, "
+                          "wnd_height, wnd_stay, photo_height, photo_width, read_at, stored_at, deleted_at, "
+                          "ignored_at, sort_time");
+}
 
 QStringList schema()
 {
     return {
-        QStringLiteral("CREATE TABLE messages(seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, "
-                       "title TEXT NOT NULL, content TEXT NOT NULL, date_time TEXT NOT NULL, beg_time TEXT NOT NULL, "
-                       "picture TEXT NOT NULL, link_text TEXT NOT NULL, link TEXT NOT NULL, "
-                       "wnd_width INTEGER NOT NULL, wnd_height INTEGER NOT NULL, wnd_stay INTEGER NOT NULL, "
-                       "photo_height INTEGER NOT NULL, photo_width INTEGER NOT NULL, sort_time INTEGER NOT NULL, "
-                       "stored_at INTEGER NOT NULL, read_at INTEGER, deleted_at INTEGER, ignored_at INTEGER, "
-                       "ignored_for TEXT)"),
-        QStringLiteral("CREATE INDEX messages_by_time ON messages(sort_time, seq)"),
-        QStringLiteral("CREATE TABLE receipts(seq INTEGER NOT NULL REFERENCES messages(seq) ON DELETE CASCADE, "
-                       "kind INTEGER NOT NULL, soft_name TEXT NOT NULL, first_at INTEGER NOT NULL, "
-                       "last_at INTEGER NOT NULL, count INTEGER NOT NULL, PRIMARY KEY(seq, kind, soft_name)) "
-                       "WITHOUT ROWID"),
+        QStringLiteral(
+            "CREATE TABLE IF NOT EXISTS messages(seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, "
+            "title TEXT NOT NULL, content TEXT NOT NULL, date_time TEXT NOT NULL, beg_time TEXT NOT NULL, "
+            "picture TEXT NOT NULL, link_text TEXT NOT NULL, link TEXT NOT NULL, "
+            "wnd_width INTEGER NOT NULL, wnd_height INTEGER NOT NULL, wnd_stay INTEGER NOT NULL, "
+            "photo_height INTEGER NOT NULL, photo_width INTEGER NOT NULL, sort_time INTEGER NOT NULL, "
+            "stored_at INTEGER NOT NULL, read_at INTEGER, deleted_at INTEGER, ignored_at INTEGER, "
+            "ignored_for TEXT)"),
+        QStringLiteral("CREATE INDEX IF NOT EXISTS messages_by_time ON messages(sort_time, seq)"),
+        QStringLiteral(
+            "CREATE TABLE IF NOT EXISTS receipts(seq INTEGER NOT NULL REFERENCES messages(seq) ON DELETE CASCADE, "
+            "kind INTEGER NOT NULL, soft_name TEXT NOT NULL, first_at INTEGER NOT NULL, "
+            "last_at INTEGER NOT NULL, count INTEGER NOT NULL, PRIMARY KEY(seq, kind, soft_name)) "
+            "WITHOUT ROWID"),
     };
 }
 
-qint64 now()
+QString timeText(const QVariant &ms)
 {
-    return QDateTime::currentMSecsSinceEpoch();
+    if (ms.isNull())
+        return {};
+    return QDateTime::fromMSecsSinceEpoch(ms.toLongLong()).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
 }
 
-// A null string would be stored as NULL.
-QString text(const QString &s)
+// An upper estimate: a character has at most three bytes of UTF-8.
+int bytesOf(const QVariantMap &record)
 {
-    return s.isNull() ? QString::fromLatin1("") : s;
+    int bytes = KeyBytes;
+    for (const QVariant &value : record) {
+        if (value.userType() == QMetaType::QString)
+            bytes += 3 * value.toString().size();
+        else if (value.userType() == QMetaType::QVariantList)
+            bytes += KeyBytes * value.toList().size();
+    }
+    return bytes;
 }
+
+Message messageOf(const QSqlQuery &row)
+{
+    Message m;
+    m.id = row.value(Id).toString();
+    m.title = row.value(Title).toString();
+    m.content = row.value(Content).toString();
+    m.dateTime = row.value(DateTime).toString();
+    m.begTime = row.value(BegTime).toString();
+    m.picture = row.value(Picture).toString();
+    m.linkText = row.value(LinkText).toString();
+    m.link = row.value(Link).toString();
+    m.wndWidth = row.value(WndWidth).toInt();
+    m.wndHeight = row.value(WndHeight).toInt();
+    m.wndStay = row.value(WndStay).toInt();
+    m.photoHeight = row.value(PhotoHeight).toInt();
+    m.photoWidth = row.value(PhotoWidth).toInt();
+    m.unread = row.value(ReadAt).isNull();
+    return m;
+}
+
+// The place of a record in the list, newest first: a later page begins behind it.
+struct Place
+{
+    qint64 time = std::numeric_limits<qint64>::max();
+    qint64 seq = std::numeric_limits<qint64>::max();
+
+    QString toText() const { return QStringLiteral("%1:%2").arg(QString::number(time), QString::number(seq)); }
+    bool read(const QString &text)
+    {
+        bool isTime = false;
+        bool isSeq = false;
+        time = text.section(QLatin1Char(':'), 0, 0).toLongLong(&isTime);
+        seq = text.section(QLatin1Char(':'), 1).toLongLong(&isSeq);
+        return isTime && isSeq;
+    }
+};
 
 } // namespace
 
@@ -48,196 +129,158 @@ MessageStore::MessageStore(const QString &directory)
 {
 }
 
-QString MessageStore::ensureOpen()
-{
-    dropOldReaders();
-    return m_db.ensureOpen();
-}
-
 QString MessageStore::upsert(const Message &message, qint64 time)
 {
-    QSqlQuery query = m_db.query();
-    query.prepare(QStringLiteral(
-        "INSERT INTO messages(id, title, content, date_time, beg_time, picture, link_text, link, wnd_width, "
-        "wnd_height, "
-        "wnd_stay, photo_height, photo_width, sort_time, stored_at, read_at) "
-        "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT(id) DO UPDATE SET title = excluded.title, "
-        "content = excluded.content, date_time = excluded.date_time, beg_time = excluded.beg_time, "
-        "picture = excluded.picture, link_text = excluded.link_text, link = excluded.link, "
-        "wnd_width = excluded.wnd_width, wnd_height = excluded.wnd_height, wnd_stay = excluded.wnd_stay, "
-        "photo_height = excluded.photo_height, photo_width = excluded.photo_width, sort_time = excluded.sort_time, "
-        "stored_at = excluded.stored_at, read_at = excluded.read_at, deleted_at = NULL"));
-    for (const QString &value : {message.id, message.title, message.content, message.dateTime, message.begTime,
-                                 message.picture, message.linkText, message.link})
-        query.addBindValue(text(value));
-    for (const int value :
-         {message.wndWidth, message.wndHeight, message.wndStay, message.photoHeight, message.photoWidth})
-        query.addBindValue(value);
-    query.addBindValue(sortTime(message.dateTime, time));
-    query.addBindValue(time);
-    query.addBindValue(message.unread ? QVariant(QVariant::LongLong) : QVariant(time));
-    return m_db.run(query);
+    return m_db.run(
+        QStringLiteral(
+            "INSERT INTO messages(id, title, content, date_time, beg_time, picture, link_text, link, wnd_width, "
+            "wnd_height, "
+            "wnd_stay, photo_height, photo_width, sort_time, stored_at, read_at) "
+            "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT(id) DO UPDATE SET title = "
+            "excluded.title, "
+            "content = excluded.content, date_time = excluded.date_time, beg_time = excluded.beg_time, "
+            "picture = excluded.picture, link_text = excluded.link_text, link = excluded.link, "
+            "wnd_width = excluded.wnd_width, wnd_height = excluded.wnd_height, wnd_stay = excluded.wnd_stay, "
+            "photo_height = excluded.photo_height, photo_width = excluded.photo_width, sort_time = excluded.sort_time, "
+            "stored_at = excluded.stored_at, read_at = excluded.read_at, deleted_at = NULL"),
+        {message.id, message.title, message.content, message.dateTime, message.begTime, message.picture,
+         message.linkText, message.link, message.wndWidth, message.wndHeight, message.wndStay, message.photoHeight,
+         message.photoWidth, sortTime(message.dateTime, time), time, message.unread ? QVariant() : QVariant(time)});
 }
 
 QString MessageStore::put(const Message &message, Delivery *delivery)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    error = m_db.inTransaction([&] { return upsert(message, now()); });
-    if (!error.isEmpty())
-        return error;
-    QSqlQuery query = m_db.query();
-    query.prepare(QStringLiteral("SELECT ignored_at IS NOT NULL FROM messages WHERE id = ?"));
-    query.addBindValue(message.id);
-    error = m_db.run(query);
-    delivery->ignored = query.next() && query.value(0).toBool();
+    QString error = upsert(message, now());
+    if (error.isEmpty())
+        error = m_db.run(QStringLiteral("SELECT ignored_at IS NOT NULL FROM messages WHERE id = ?"), {message.id},
+                         [delivery](const QSqlQuery &row) {
+                             delivery->ignored = row.value(0).toBool();
+                             return false;
+                         });
     return error.isEmpty() ? unreadCount(&delivery->unread) : error;
 }
 
 QString MessageStore::import(const QList<Message> &messages)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
     return m_db.inTransaction([&] {
-        QString failure;
+        QString error;
         const qint64 time = now();
-        for (auto it = messages.cbegin(); it != messages.cend() && failure.isEmpty(); ++it)
-            failure = upsert(*it, time);
-        return failure;
+        for (auto it = messages.cbegin(); it != messages.cend() && error.isEmpty(); ++it)
+            error = upsert(*it, time);
+        return error;
     });
 }
 
 QString MessageStore::addReceipt(const QString &id, int kind, const QString &softName, bool *known)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    QSqlQuery query = m_db.query();
-    query.prepare(QStringLiteral(
-        "INSERT INTO receipts(seq, kind, soft_name, first_at, last_at, count) "
-        "SELECT seq, :kind, :soft, :time, :time, 1 FROM messages WHERE id = :id "
-        "ON CONFLICT(seq, kind, soft_name) DO UPDATE SET last_at = excluded.last_at, count = count + 1"));
-    query.bindValue(QStringLiteral(":kind"), kind);
-    query.bindValue(QStringLiteral(":soft"), text(softName));
-    query.bindValue(QStringLiteral(":time"), now());
-    query.bindValue(QStringLiteral(":id"), id);
-    QString failure = m_db.run(query);
-    *known = query.numRowsAffected() > 0;
-    return failure;
+    const qint64 time = now();
+    QString error = m_db.run(
+        QStringLiteral("INSERT INTO receipts(seq, kind, soft_name, first_at, last_at, count) "
+                       "SELECT seq, ?, ?, ?, ?, 1 FROM messages WHERE id = ? "
+                       "ON CONFLICT(seq, kind, soft_name) DO UPDATE SET last_at = excluded.last_at, count = count + 1"),
+        {kind, softName, time, time, id});
+    *known = error.isEmpty() && m_db.changed() > 0;
+    return error;
 }
 
 QString MessageStore::ignore(const QString &id, const QString &softName, bool *known)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    QSqlQuery query = m_db.query();
-    query.prepare(QStringLiteral("UPDATE messages SET ignored_at = ?, ignored_for = ? WHERE id = ?"));
-    query.addBindValue(now());
-    query.addBindValue(text(softName));
-    query.addBindValue(id);
-    QString failure = m_db.run(query);
-    *known = query.numRowsAffected() > 0;
-    return failure;
+    QString error = m_db.run(QStringLiteral("UPDATE messages SET ignored_at = ?, ignored_for = ? WHERE id = ?"),
+                             {now(), softName, id});
+    *known = error.isEmpty() && m_db.changed() > 0;
+    return error;
 }
 
 QString MessageStore::setStatus(const QStringList &ids, int status, int *known)
 {
     *known = 0;
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
     const QString column =
         status == message::status::Deleted ? QStringLiteral("deleted_at") : QStringLiteral("read_at");
     return m_db.inTransaction([&] {
-        QSqlQuery query = m_db.query();
-        query.prepare(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column));
+        QString error;
         const qint64 time = now();
-        for (const QString &id : ids) {
-            query.bindValue(0, time);
-            query.bindValue(1, id);
-            QString failure = m_db.run(query);
-            if (!failure.isEmpty())
-                return failure;
-            *known += query.numRowsAffected();
+        for (auto id = ids.cbegin(); id != ids.cend() && error.isEmpty(); ++id) {
+            error = m_db.run(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column),
+                             {time, *id});
+            *known += error.isEmpty() ? m_db.changed() : 0;
         }
-        return QString();
+        return error;
     });
 }
 
 QString MessageStore::record(const QString &id, QVariantList *records)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    QSqlQuery query = m_db.query();
-    query.prepare(QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(messageColumns()));
-    query.addBindValue(id);
-    QString failure = m_db.run(query);
-    if (query.next())
-        records->append(toRecord(messageOf(query)));
-    return failure;
+    return m_db.run(QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(columns()), {id},
+                    [records](const QSqlQuery &row) {
+                        records->append(toRecord(messageOf(row)));
+                        return false;
+                    });
 }
 
 QString MessageStore::unreadCount(int *count)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    QSqlQuery query = m_db.query();
-    if (!query.exec(QStringLiteral("SELECT count(*) FROM messages WHERE read_at IS NULL AND deleted_at IS NULL")) ||
-        !query.next())
-        return m_db.failed(query);
-    *count = query.value(0).toInt();
-    return {};
+    return m_db.run(QStringLiteral("SELECT count(*) FROM messages WHERE read_at IS NULL AND deleted_at IS NULL"), {},
+                    [count](const QSqlQuery &row) {
+                        *count = row.value(0).toInt();
+                        return false;
+                    });
 }
 
 QString MessageStore::clear(int *removed)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    return m_db.inTransaction([&] {
-        QSqlQuery query = m_db.query();
-        if (!query.exec(QStringLiteral("DELETE FROM messages")))
-            return m_db.failed(query);
-        *removed = query.numRowsAffected();
-        return QString();
-    });
+    QString error = m_db.run(QStringLiteral("DELETE FROM messages"));
+    *removed = error.isEmpty() ? m_db.changed() : 0;
+    return error;
 }
 
-QString MessageStore::page(MessageReader::Kind kind, QString *cursor, QVariantList *records)
+QString MessageStore::page(Kind kind, QString *cursor, QVariantList *records)
 {
-    QString error = ensureOpen();
-    if (!error.isEmpty())
-        return error;
-    std::shared_ptr<MessageReader> reader = m_readers.take(*cursor);
-    if (!cursor->isEmpty() && (!reader || reader->kind() != kind))
-        return QStringLiteral("the place in the list is lost; ask for the list again");
-    if (!reader)
-        reader = std::make_shared<MessageReader>(m_db.file(), kind);
-    if (reader->lastError().isEmpty())
-        *records = reader->nextPage();
+    Place last;
+    if (!cursor->isEmpty() && !last.read(*cursor))
+        return QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor->left(100));
     cursor->clear();
-    if (!reader->lastError().isEmpty())
-        m_db.distrust();
-    else if (!reader->atEnd()) {
-        *cursor = QUuid::createUuid().toString(QUuid::WithoutBraces);
-        m_readers.insert(*cursor, reader);
-    }
-    return reader->lastError();
+    int bytes = 0;
+    QString failure;
+    const QString filter = kind == Kind::All ? QString() : QStringLiteral("AND deleted_at IS NULL ");
+    const QString error = m_db.run(
+        QStringLiteral("SELECT %1 FROM messages WHERE (sort_time, seq) < (?, ?) %2ORDER BY sort_time DESC, seq DESC")
+            .arg(columns(), filter),
+        {last.time, last.seq}, [&](const QSqlQuery &row) {
+            const QVariantMap record = recordOf(row, kind, &failure);
+            bytes += bytesOf(record);
+            if (!records->isEmpty() && (records->size() == PageRecords || bytes > PageBytes)) {
+                *cursor = last.toText();
+                return false;
+            }
+            records->append(record);
+            last = {row.value(SortTime).toLongLong(), row.value(Seq).toLongLong()};
+            return failure.isEmpty();
+        });
+    return error.isEmpty() ? failure : error;
 }
 
-// A list that nobody reads on keeps the write-ahead log from being emptied.
-void MessageStore::dropOldReaders()
+QVariantMap MessageStore::recordOf(const QSqlQuery &row, Kind kind, QString *error)
 {
-    for (auto it = m_readers.begin(); it != m_readers.end();)
-        it = (*it)->idleMs() > ReaderIdleMs ? m_readers.erase(it) : std::next(it);
-    while (m_readers.size() > MaxReaders)
-        m_readers.erase(std::max_element(m_readers.begin(), m_readers.end(),
-                                         [](const auto &a, const auto &b) { return a->idleMs() < b->idleMs(); }));
+    QVariantMap record = toRecord(messageOf(row));
+    if (kind == Kind::Records)
+        return record;
+    record.insert(detail::StoredTime, timeText(row.value(StoredAt)));
+    record.insert(detail::ReadTime, timeText(row.value(ReadAt)));
+    record.insert(detail::DeletedTime, timeText(row.value(DeletedAt)));
+    record.insert(detail::IgnoredTime, timeText(row.value(IgnoredAt)));
+    QVariantList receipts;
+    *error = m_db.run(QStringLiteral("SELECT kind, soft_name, first_at, last_at, count FROM receipts WHERE seq = ? "
+                                     "ORDER BY first_at, kind LIMIT 100"),
+                      {row.value(Seq)}, [&receipts](const QSqlQuery &receipt) {
+                          receipts.append(QVariantMap{{message::key::MessageReceipt, receipt.value(0).toInt()},
+                                                      {message::key::SoftName, receipt.value(1).toString()},
+                                                      {detail::FirstTime, timeText(receipt.value(2))},
+                                                      {detail::LastTime, timeText(receipt.value(3))},
+                                                      {detail::Count, receipt.value(4).toInt()}});
+                          return true;
+                      });
+    record.insert(detail::Receipts, receipts);
+    return record;
 }
 
 } // namespace tarn::services

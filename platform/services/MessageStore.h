@@ -1,15 +1,12 @@
 #pragma once
 #include "services/Database.h"
 #include "services/Message.h"
-#include "services/MessageReader.h"
-#include <QHash>
 #include <QStringList>
-#include <memory>
 
 namespace tarn::services {
 
-/// The messages of the user in the database "messages.db". Everything on one thread. The functions return what went
-/// wrong, empty when all is well; a change that was answered so is on the disk.
+/// The messages of the user in the database "messages.db". One thread. The functions return what went wrong, empty when
+/// all is well: the change is on the disk then.
 class MessageStore
 {
 public:
@@ -35,17 +32,21 @@ public:
     QString unreadCount(int *count);
     QString clear(int *removed);
 
-    /// One page of a list.
-    /// @param cursor in: empty for the first page, else what the last page gave; out: empty after the last page
-    QString page(MessageReader::Kind kind, QString *cursor, QVariantList *records);
+    enum class Kind {
+        Records, ///< messages that are not deleted, with the keys of a record
+        Details, ///< the same with states and receipts
+        All      ///< details of deleted messages too
+    };
+    /// One page of a list, newest first, small enough for one message of the RPC layer. Nothing is kept between two
+    /// pages: a message that stays unchanged meanwhile is in exactly one of them.
+    /// @param cursor in: empty for the first page, else what the last page returned; out: empty after the last page
+    QString page(Kind kind, QString *cursor, QVariantList *records);
 
 private:
-    QString ensureOpen();
-    QString upsert(const Message &message, qint64 now);
-    void dropOldReaders();
+    QString upsert(const Message &message, qint64 time);
+    QVariantMap recordOf(const QSqlQuery &row, Kind kind, QString *error);
 
     Database m_db;
-    QHash<QString, std::shared_ptr<MessageReader>> m_readers; ///< by cursor
 };
 
 } // namespace tarn::services

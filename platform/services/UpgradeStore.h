@@ -5,8 +5,8 @@
 
 namespace tarn::services {
 
-/// What the user decided about updates, in the database "upgrade.db". Everything on one thread. The functions return
-/// what went wrong, empty when all is well; a change that was answered so is on the disk.
+/// The ignored updates and the tasks, in the database "upgrade.db". One thread. The functions return what went wrong,
+/// empty when all is well: the change is on the disk then.
 class UpgradeStore
 {
 public:
@@ -36,7 +36,6 @@ private:
     QString insertTask(const UpgradeTask &task);
     QString readTasks(const QString &product, QList<UpgradeTask> *list);
     QString readItems(UpgradeTask *task);
-    QString isActive(const QString &product, bool *active);
 
     Database m_db;
 };

@@ -12,6 +12,7 @@
 #include <QSocketNotifier>
 #include <QTimer>
 #include <csignal>
+#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 
@@ -111,6 +112,8 @@ int main(int argc, char *argv[])
 {
     const int signalFile = signalDescriptor();
     ::umask(077);
+    ::prctl(PR_SET_DUMPABLE, 0);   // neither core files nor other programs of the user read the secrets in memory
+    std::signal(SIGXFSZ, SIG_IGN); // a file that must not grow is an error of its write
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tarn-services"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARN_VERSION));

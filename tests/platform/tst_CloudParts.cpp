@@ -3,15 +3,14 @@
 #include "services/cloud/PasswordHash.h"
 #include "services/cloud/QrTickets.h"
 #include "services/cloud/RememberedSignIn.h"
-#include "services/cloud/SignInBackoff.h"
 #include "services/cloud/Vault.h"
 #include "support/LogCatcher.h"
 #include <QDir>
 #include <QFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
-#include <sys/resource.h>
-#include <unistd.h>
 
 using namespace tarn::services;
 
@@ -37,18 +36,16 @@ private slots:
     void init();
     void codesExpire();
     void codesCountTries();
+    void triesAreLimitedADay();
     void codesAreOneAMinute();
-    void theOutboxIsBounded();
     void passwordsAreSalted();
-    void withoutMemoryNothingIsJudged();
-    void guessingGetsSlow();
     void ticketsAreDecidedOnce();
     void ticketsExpire();
     void ticketsAreBounded();
     void rememberedDataAreUnreadable();
-    void badFilesCountAsNone_data();
-    void badFilesCountAsNone();
-    void readErrorsCostNothing();
+    void earlierDataAreTakenOver();
+    void badKeysCountAsNone_data();
+    void badKeysCountAsNone();
 
 private:
     QString send(const QString &phone = Phone);
@@ -129,6 +126,30 @@ void TestCloudParts::codesCountTries()
     QCOMPARE(check(code), QStringLiteral("动态密码已失效，请重新获取"));
 }
 
+// A new code each minute would otherwise allow thousands of tries a day.
+void TestCloudParts::triesAreLimitedADay()
+{
+    int tries = 0;
+    QString told;
+    for (int i = 0; i < 40; ++i) {
+        m_now += Minute;
+        QCOMPARE(send(), QString());
+        told = check(QStringLiteral("x"));
+        tries += told == QStringLiteral("动态密码错误") ? 1 : 0;
+    }
+    QCOMPARE(tries, 20);
+    QVERIFY2(told.contains(QStringLiteral("次数过多")), qPrintable(told));
+    m_codes.reset(); // also for the next process
+    m_store = std::make_unique<CloudStore>(m_directory->path());
+    m_codes = std::make_unique<OneTimeCodes>(m_store.get(), m_vault.get(), clock());
+    QVERIFY(check(lastCode()).contains(QStringLiteral("次数过多")));
+    QCOMPARE(send(QStringLiteral("13800000002")), QString());
+    QCOMPARE(check(lastCode(), QStringLiteral("13800000002")), QString()); // others are not concerned
+    m_now += 24 * 60 * Minute;
+    QCOMPARE(send(), QString());
+    QCOMPARE(check(lastCode()), QString());
+}
+
 void TestCloudParts::codesAreOneAMinute()
 {
     QCOMPARE(send(), QString());
@@ -155,16 +176,6 @@ void TestCloudParts::codesAreOneAMinute()
     QCOMPARE(check(lastCode()), QString());
 }
 
-void TestCloudParts::theOutboxIsBounded()
-{
-    for (int i = 0; i < 130; ++i)
-        QCOMPARE(send(QStringLiteral("13%1").arg(i, 9, 10, QLatin1Char('0'))), QString());
-    QList<OneTimeCodes::Sent> sent;
-    QCOMPARE(m_codes->outbox(&sent), QString());
-    QCOMPARE(sent.size(), 100);
-    QCOMPARE(sent.first().phone, QStringLiteral("13000000129"));
-}
-
 void TestCloudParts::passwordsAreSalted()
 {
     const QString text = QString(10000, u'密');
@@ -174,61 +185,8 @@ void TestCloudParts::passwordsAreSalted()
     QVERIFY(checkPassword(hash, Secret(text)) == PasswordCheck::Matches);
     QVERIFY(checkPassword(hash, Secret(text.left(9999))) == PasswordCheck::Differs);
     QVERIFY(checkPassword({}, Secret(text)) == PasswordCheck::Differs);
-}
-
-// Then nobody knows whether the password is wrong.
-void TestCloudParts::withoutMemoryNothingIsJudged()
-{
-    const Secret password(QStringLiteral("p"));
-    const QByteArray hash = hashPassword(password);
-    QFile pages(QStringLiteral("/proc/self/statm"));
-    QVERIFY(pages.open(QIODevice::ReadOnly));
-    const rlim_t used = pages.readAll().split(' ').first().toULongLong() * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
-    rlimit before = {};
-    QCOMPARE(::getrlimit(RLIMIT_AS, &before), 0);
-    const rlimit scarce{used + (rlim_t{16} << 20), before.rlim_max};
-    QCOMPARE(::setrlimit(RLIMIT_AS, &scarce), 0);
-    const PasswordCheck known = checkPassword(hash, password);
-    const PasswordCheck unknown = checkPassword({}, password);
-    const QByteArray none = hashPassword(password);
-    ::setrlimit(RLIMIT_AS, &before);
-    QVERIFY(known == PasswordCheck::Failed);
-    QVERIFY(unknown == PasswordCheck::Failed);
-    QCOMPARE(none, QByteArray());
-    QVERIFY(checkPassword(hash, password) == PasswordCheck::Matches);
-    QVERIFY(checkPassword("$argon2id$v=19$m=65536,t=2,p=1$x$y", password) == PasswordCheck::Failed);
-}
-
-void TestCloudParts::guessingGetsSlow()
-{
-    SignInBackoff backoff(clock());
-    const QString name = QStringLiteral("甲");
-    for (int i = 0; i < 5; ++i)
-        QCOMPARE(backoff.admit(name), 0);
-    QCOMPARE(backoff.admit(name), 2);
-    m_now += 2 * Second;
-    for (int i = 0; i < 3; ++i) {
-        QCOMPARE(backoff.admit(name), 0);
-        backoff.withdrawn(name); // was not judged
-    }
-    m_now -= 2 * Second;
-    QCOMPARE(backoff.admit(name), 2);
-    QCOMPARE(backoff.admit(QStringLiteral("乙")), 0);
-    m_now += 2 * Second;
-    QCOMPARE(backoff.admit(name), 0);
-    QCOMPARE(backoff.admit(name), 4);
-    for (int i = 0; i < 40; ++i) { // no overflow after many
-        m_now += 5 * Minute;
-        QCOMPARE(backoff.admit(name), 0);
-    }
-    QCOMPARE(backoff.admit(name), 300);
-    m_now += 5 * Minute;
-    QCOMPARE(backoff.admit(name), 0);
-    backoff.succeeded(name);
-    QCOMPARE(backoff.admit(name), 0);
-    QCOMPARE(backoff.admit(name), 0);
-    for (int i = 0; i < 10100; ++i) // names are forgotten, not hoarded
-        backoff.admit(QString::number(i));
+    for (const QByteArray &bad : {QByteArray("$argon2id$v=19$m=65536,t=2,p=1$x$y"), hash.left(60)})
+        QVERIFY(checkPassword(bad, Secret(text)) == PasswordCheck::Failed); // not the user's mistake
 }
 
 void TestCloudParts::ticketsAreDecidedOnce()
@@ -299,9 +257,8 @@ void TestCloudParts::rememberedDataAreUnreadable()
     memory.password = QStringLiteral("geheimes");
     memory.phone = Phone;
     memory.keepsPassword = true;
-    const RememberedSignIn remembered(m_directory->path(), m_vault.get());
+    const RememberedSignIn remembered(m_store.get(), m_vault.get());
     QCOMPARE(remembered.save(memory), QString());
-    QCOMPARE(send(QStringLiteral("13800000009")), QString()); // makes the database
     for (const QFileInfo &file : QDir(m_directory->path()).entryInfoList({QStringLiteral("cloud.*")}, QDir::Files)) {
         QVERIFY((file.permissions() & (QFile::ReadGroup | QFile::ReadOther)) == 0); // whatever the umask
         for (const QString &secret : {memory.account, memory.password, memory.phone}) {
@@ -313,36 +270,73 @@ void TestCloudParts::rememberedDataAreUnreadable()
     }
     const Vault sameKey(m_directory->path());
     QString error;
-    const SignInMemory loaded = RememberedSignIn(m_directory->path(), &sameKey).load(&error);
+    const SignInMemory loaded = RememberedSignIn(m_store.get(), &sameKey).load(&error);
     QCOMPARE(error, QString());
     QCOMPARE(loaded.password, memory.password);
     QCOMPARE(loaded.phone, memory.phone);
     QVERIFY(loaded.keepsPassword && !loaded.keepsPhone);
 }
 
-void TestCloudParts::badFilesCountAsNone_data()
+// An earlier version had no table for the sign-in data and kept them in a file.
+void TestCloudParts::earlierDataAreTakenOver()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QByteArray>("content"); // null: keeps what it holds
-    QTest::addColumn<bool>("open");
-    for (const QString &name : {QStringLiteral("cloud.remembered"), QStringLiteral("cloud.key")}) {
-        const QByteArray prefix = name.toLatin1();
-        QTest::newRow(prefix + " empty") << name << QByteArray("") << false;
-        QTest::newRow(prefix + " garbage") << name << QByteArray(200, 'x') << false;
-        QTest::newRow(prefix + " huge") << name << QByteArray(2'000'000, 'x') << false;
-        QTest::newRow(prefix + " open to others") << name << QByteArray() << true;
+    CloudAccount account;
+    account.name = QStringLiteral("zhangsan");
+    account.passwordHash = "hash";
+    account.id = QStringLiteral("1");
+    bool taken = false;
+    QCOMPARE(m_store->add(account, &taken), QString());
+    SignInMemory memory;
+    memory.account = account.name;
+    QByteArray sealed;
+    QCOMPARE(RememberedSignIn(m_store.get(), m_vault.get()).save(memory), QString());
+    QCOMPARE(m_store->remembered(&sealed), QString());
+    m_codes.reset();
+    m_store.reset();
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("earlier"));
+        db.setDatabaseName(m_directory->filePath(QStringLiteral("cloud.db")));
+        QVERIFY(db.open());
+        for (const char *statement : {"DROP TABLE remembered", "DROP TABLE tries", "PRAGMA user_version = 1"})
+            QVERIFY(QSqlQuery(db).exec(QLatin1String(statement)));
     }
+    QSqlDatabase::removeDatabase(QStringLiteral("earlier"));
+    m_store = std::make_unique<CloudStore>(m_directory->path());
+    const QString file = m_directory->filePath(QStringLiteral("cloud.remembered"));
+    const RememberedSignIn remembered(m_store.get(), m_vault.get());
+    QString error;
+    QFile earlier(file);
+    QVERIFY(earlier.open(QIODevice::WriteOnly) && earlier.write(sealed) == sealed.size());
+    earlier.close();
+    earlier.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    remembered.takeOver(file);
+    QVERIFY(!QFile::exists(file));
+    QCOMPARE(remembered.load(&error).account, account.name);
+    remembered.takeOver(file); // there is none
+    QCOMPARE(remembered.load(&error).account, account.name);
+    QList<CloudAccount> accounts;
+    QCOMPARE(m_store->accounts(&accounts), QString());
+    QCOMPARE(accounts.size(), 1);
 }
 
-void TestCloudParts::badFilesCountAsNone()
+void TestCloudParts::badKeysCountAsNone_data()
 {
-    QFETCH(const QString, name);
+    QTest::addColumn<QByteArray>("content"); // null: the key itself
+    QTest::addColumn<bool>("open");
+    QTest::newRow("empty") << QByteArray("") << false;
+    QTest::newRow("garbage") << QByteArray(200, 'x') << false;
+    QTest::newRow("huge") << QByteArray(2'000'000, 'x') << false;
+    QTest::newRow("open to others") << QByteArray() << true;
+}
+
+void TestCloudParts::badKeysCountAsNone()
+{
     QFETCH(const QByteArray, content);
     QFETCH(const bool, open);
     SignInMemory memory;
     memory.account = QStringLiteral("zhangsan");
-    QCOMPARE(RememberedSignIn(m_directory->path(), m_vault.get()).save(memory), QString());
-    QFile file(m_directory->filePath(name));
+    QCOMPARE(RememberedSignIn(m_store.get(), m_vault.get()).save(memory), QString());
+    QFile file(m_directory->filePath(QStringLiteral("cloud.key")));
     if (!content.isNull()) {
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(content);
@@ -353,45 +347,14 @@ void TestCloudParts::badFilesCountAsNone()
     const LogCatcher log;
     const Vault vault(m_directory->path());
     QCOMPARE(vault.error(), QString());
-    const RememberedSignIn remembered(m_directory->path(), &vault);
+    const RememberedSignIn remembered(m_store.get(), &vault);
     QString error;
     QCOMPARE(remembered.load(&error).account, QString());
     QCOMPARE(error, QString());
-    QCOMPARE(QDir(m_directory->path()).entryList({name + QStringLiteral(".broken-*")}).size(),
-             1); // nothing is thrown away
-    QVERIFY(!log.texts().filter(name).isEmpty());
+    QCOMPARE(QDir(m_directory->path()).entryList({QStringLiteral("cloud.key.broken-*")}).size(), 1); // kept
+    QVERIFY(!log.texts().filter(QStringLiteral("cloud.key")).isEmpty());
     QCOMPARE(remembered.save(memory), QString()); // and from now on it works again
     QCOMPARE(remembered.load(&error).account, memory.account);
-}
-
-// An error of the machine must cost nothing: here, no descriptor is left to open a file with.
-void TestCloudParts::readErrorsCostNothing()
-{
-    SignInMemory memory;
-    memory.account = QStringLiteral("zhangsan");
-    const RememberedSignIn remembered(m_directory->path(), m_vault.get());
-    QCOMPARE(remembered.save(memory), QString());
-    QCOMPARE(send(), QString());
-    rlimit before = {};
-    QCOMPARE(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    const Vault unread(m_directory->path());
-    QString error;
-    const SignInMemory loaded = remembered.load(&error);
-    ::setrlimit(RLIMIT_NOFILE, &before);
-    QVERIFY(!error.isEmpty() && loaded.account.isEmpty());
-    QVERIFY(!unread.error().isEmpty());
-    const RememberedSignIn closed(m_directory->path(), &unread);
-    QVERIFY(!closed.save(memory).isEmpty());
-    QCOMPARE(closed.load(&error).account, QString());
-    QString refusal;
-    OneTimeCodes codes(m_store.get(), &unread, clock());
-    QCOMPARE(codes.check(Phone, Secret(QStringLiteral("123456")), &refusal), unread.error());
-    const Vault again(m_directory->path());
-    QCOMPARE(RememberedSignIn(m_directory->path(), &again).load(&error).account, memory.account);
-    QCOMPARE(QDir(m_directory->path()).entryList({QStringLiteral("cloud.key*")}),
-             QStringList{QStringLiteral("cloud.key")});
 }
 
 QTEST_GUILESS_MAIN(TestCloudParts)

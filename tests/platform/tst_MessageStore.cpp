@@ -11,7 +11,6 @@
 
 using namespace tarn;
 using services::Message;
-using services::MessageReader;
 using services::MessageStore;
 namespace key = tarn::message::key;
 namespace detail = tarn::link::wire::detail;
@@ -27,7 +26,7 @@ Message made(const QString &id, const QString &time = QStringLiteral("2026-01-01
     return m;
 }
 
-QVariantList allOf(MessageStore &store, MessageReader::Kind kind)
+QVariantList allOf(MessageStore &store, MessageStore::Kind kind)
 {
     QVariantList all;
     QString cursor;
@@ -57,8 +56,7 @@ class TestMessageStore final : public QObject
 private slots:
     void init();
     void anotherDeliveryKeepsTheIgnoreButIsUnreadAgain();
-    void pagesShowOneState();
-    void abandonedListsDoNotPileUp();
+    void pagesGoOnWhereTheyStopped();
     void movesWhatIsNoDatabaseAside();
     void breaksInTheMiddle();
     void leavesANewerSchemaAlone();
@@ -72,11 +70,13 @@ private:
             .entryList({QStringLiteral("messages.db.broken-*")})
             .filter(QRegularExpression(QStringLiteral("[0-9]$")));
     }
-    static void fill(MessageStore &store, int count)
+    static void fill(MessageStore &store, int count, const QString &content = {})
     {
         QList<Message> messages;
-        for (int i = 0; i < count; ++i)
+        for (int i = 0; i < count; ++i) {
             messages.append(made(QStringLiteral("%1").arg(i, 5, 10, QLatin1Char('0'))));
+            messages.last().content = content;
+        }
         QCOMPARE(store.import(messages), QString());
     }
     void put(MessageStore &store, const Message &message)
@@ -113,7 +113,7 @@ void TestMessageStore::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
         QVERIFY(!known);
     }
     MessageStore store(m_dir->path()); // all of it is on the disk
-    QVariantMap record = allOf(store, MessageReader::Kind::Details).at(0).toMap();
+    QVariantMap record = allOf(store, MessageStore::Kind::Details).at(0).toMap();
     QCOMPARE(record.value(key::unRead), QVariant(false));
     QVERIFY(!record.value(detail::IgnoredTime).toString().isEmpty());
     const QVariantList receipts = record.value(detail::Receipts).toList();
@@ -124,63 +124,36 @@ void TestMessageStore::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
     QCOMPARE(store.put(message, &delivery), QString());
     QVERIFY(delivery.ignored);
     QCOMPARE(delivery.unread, 1);
-    record = allOf(store, MessageReader::Kind::Details).at(0).toMap();
+    record = allOf(store, MessageStore::Kind::Details).at(0).toMap();
     QCOMPARE(record.value(key::MsgTitle), QVariant(QStringLiteral("新标题")));
     QCOMPARE(record.value(detail::Receipts).toList().size(), 1);
 }
 
-void TestMessageStore::pagesShowOneState()
+// Changes between two pages neither repeat nor lose a message that stays.
+void TestMessageStore::pagesGoOnWhereTheyStopped()
 {
     MessageStore store(m_dir->path());
     fill(store, 3000);
-    const QStringList expected = idsOf(allOf(store, MessageReader::Kind::Records));
+    QStringList expected = idsOf(allOf(store, MessageStore::Kind::Records));
     QCOMPARE(expected.size(), 3000);
     QString cursor;
-    QVariantList first;
-    QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &first), QString());
+    QVariantList all;
+    QCOMPARE(store.page(MessageStore::Kind::Records, &cursor, &all), QString());
     QVERIFY(!cursor.isEmpty());
-
-    // Everything changes between two pages.
     int count = 0;
-    put(store, made(QStringLiteral("newcomer"), QStringLiteral("2020-01-01 00:00:00")));
-    QCOMPARE(store.setStatus({QStringLiteral("00000"), QStringLiteral("00001")}, 3, &count), QString());
-    QCOMPARE(store.setStatus({QStringLiteral("00002")}, 2, &count), QString());
-    Message changed = made(QStringLiteral("00003"));
-    changed.title = QStringLiteral("changed");
-    put(store, changed);
-
-    QVariantList all = first;
+    put(store, made(QStringLiteral("newcomer"), QStringLiteral("2030-01-01 00:00:00")));
+    QCOMPARE(store.setStatus({expected.first(), expected.last()}, 3, &count), QString());
     while (!cursor.isEmpty()) {
         QVariantList page;
-        QCOMPARE(store.page(MessageReader::Kind::Records, &cursor, &page), QString());
+        QCOMPARE(store.page(MessageStore::Kind::Records, &cursor, &page), QString());
         all += page;
     }
+    expected.removeLast();
     QCOMPARE(idsOf(all), expected);
-    QCOMPARE(all.at(2997).toMap().value(key::unRead), QVariant(true));
-    QCOMPARE(all.at(2996).toMap().value(key::MsgTitle).toString(), made(QStringLiteral("00003")).title);
-    QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 2999);
-}
-
-void TestMessageStore::abandonedListsDoNotPileUp()
-{
-    MessageStore store(m_dir->path());
-    fill(store, 1500);
-    const auto openFiles = [] {
-        return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System).size();
-    };
-    QString last;
-    int before = 0;
-    for (int i = 0; i < 60; ++i) {
-        last.clear();
-        QVariantList page;
-        QCOMPARE(store.page(MessageReader::Kind::Records, &last, &page), QString());
-        if (i == 20)
-            before = openFiles();
+    for (const char *place : {"x", ":", "1:", "1:x", "99999999999999999999:1", "1:1:1"}) {
+        cursor = QString::fromLatin1(place);
+        QVERIFY(store.page(MessageStore::Kind::Records, &cursor, &all).contains(QStringLiteral("no such place")));
     }
-    QCOMPARE(openFiles(), before);
-    QVariantList page;
-    QCOMPARE(store.page(MessageReader::Kind::Records, &last, &page), QString()); // the newest is still there
-    QCOMPARE(page.size(), 500);
 }
 
 void TestMessageStore::movesWhatIsNoDatabaseAside()
@@ -189,10 +162,10 @@ void TestMessageStore::movesWhatIsNoDatabaseAside()
     QVERIFY(broken.open(QIODevice::WriteOnly));
     broken.write(QByteArray(20000, 'x'));
     broken.close();
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is broken; it was moved to .*broken-")));
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is moved to .*broken-")));
     MessageStore store(m_dir->path());
     put(store, made(QStringLiteral("m")));
-    QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 1);
+    QCOMPARE(allOf(store, MessageStore::Kind::Records).size(), 1);
     QCOMPARE(movedAside().size(), 1);
 }
 
@@ -201,7 +174,7 @@ void TestMessageStore::breaksInTheMiddle()
 {
     {
         MessageStore store(m_dir->path());
-        fill(store, 2000);
+        fill(store, 2000, QString(4000, u'x')); // more than SQLite caches
     }
     MessageStore store(m_dir->path());
     int unread = 0;
@@ -215,10 +188,14 @@ void TestMessageStore::breaksInTheMiddle()
     damaged.close();
     QString cursor;
     QVariantList page;
-    QVERIFY(!store.page(MessageReader::Kind::Records, &cursor, &page).isEmpty());
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is broken; it was moved to")));
+    QString error;
+    do
+        error = store.page(MessageStore::Kind::Records, &cursor, &page);
+    while (error.isEmpty() && !cursor.isEmpty());
+    QVERIFY(!error.isEmpty());
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is moved to")));
     put(store, made(QStringLiteral("m")));
-    QCOMPARE(allOf(store, MessageReader::Kind::Records).size(), 1);
+    QCOMPARE(allOf(store, MessageStore::Kind::Records).size(), 1);
     QCOMPARE(movedAside().size(), 1);
     QCOMPARE(QFileInfo(m_dir->filePath(movedAside().at(0))).size(), size);
 }

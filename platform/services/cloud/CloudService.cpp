@@ -18,8 +18,7 @@ namespace wire = link::wire;
 namespace {
 
 constexpr int TokenBytes = 32;
-constexpr int MaxRandomCode = 64;    // characters
-constexpr int BackoffNameSize = 256; // no account has a longer name
+constexpr int MaxRandomCode = 64; // characters
 
 // The service's own page for a link key; empty when there is no such key.
 QString pageOf(const QString &linkKey)
@@ -37,14 +36,14 @@ CloudService::CloudService(const QString &directory, CloudSettings settings, Clo
     : m_settings(std::move(settings))
     , m_clock(std::move(clock))
     , m_vault(directory)
-    , m_remembered(directory, &m_vault)
-    , m_backoff(m_clock)
     , m_tickets(m_clock, m_settings.qrLifetimeMs)
     , m_pages(std::make_unique<CloudPages>(&m_tickets))
 {
     m_thread.run([&] {
         m_store = std::make_unique<CloudStore>(directory);
         m_codes = std::make_unique<OneTimeCodes>(m_store.get(), &m_vault, m_clock);
+        m_remembered = std::make_unique<RememberedSignIn>(m_store.get(), &m_vault);
+        m_remembered->takeOver(directory + QStringLiteral("/cloud.remembered"));
     });
     signInAgain();
 }
@@ -52,6 +51,7 @@ CloudService::CloudService(const QString &directory, CloudSettings settings, Clo
 CloudService::~CloudService()
 {
     m_thread.run([&] {
+        m_remembered.reset();
         m_codes.reset();
         m_store.reset();
     });
@@ -98,7 +98,7 @@ CallResult CloudService::memory(const Bag &input)
     Q_UNUSED(input)
     SignInMemory memory;
     QString error;
-    m_thread.run([&] { memory = m_remembered.load(&error); });
+    m_thread.run([&] { memory = m_remembered->load(&error); });
     if (!error.isEmpty())
         return unavailable(error);
     return ok({{key::LoginModel, memory.model},
@@ -165,27 +165,18 @@ CallResult CloudService::loginByAccount(const Bag &input, const rpc::ICallContex
 
     ++m_signingIn;
     const auto leave = qScopeGuard([this] { --m_signingIn; });
-    HashTurn turn;
-    if (!turn.isGiven())
+    if (!hashPlaces().tryAcquire())
         return busy();
-    const QString guarded = name.left(BackoffNameSize);
-    if (const int seconds = m_backoff.admit(guarded))
-        return refused(QStringLiteral("登录失败次数过多，请%1秒后再试").arg(seconds));
-    auto unjudged = qScopeGuard([&] { m_backoff.withdrawn(guarded); });
+    const QSemaphoreReleaser place(hashPlaces());
     std::optional<CloudAccount> account;
     const QString error = store([&](CloudStore &s) { return s.find(CloudStore::By::Name, name, &account); });
     if (!error.isEmpty())
         return unavailable(error);
-    turn.wait();
-    if (context.isCancelled())
-        return refused(QStringLiteral("登录已取消"));
     const PasswordCheck check = checkPassword(account ? account->passwordHash : QByteArray(), password);
     if (check == PasswordCheck::Failed)
         return unavailable(QStringLiteral("a password cannot be checked, perhaps for want of memory"));
-    unjudged.dismiss();
     if (check == PasswordCheck::Differs)
         return refused(QStringLiteral("账号或密码错误"));
-    m_backoff.succeeded(guarded);
     if (auto kept = enter(*account, way::Account, flags.lockTip, context))
         return *kept;
     rememberAccount(*account, password, flags);

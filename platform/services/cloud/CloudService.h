@@ -4,7 +4,6 @@
 #include "services/cloud/OneTimeCodes.h"
 #include "services/cloud/QrTickets.h"
 #include "services/cloud/RememberedSignIn.h"
-#include "services/cloud/SignInBackoff.h"
 #include "tarn/rpc/IInvocable.h"
 #include <QHash>
 #include <QMutex>
@@ -46,7 +45,7 @@ public:
 
 private:
     static const HandlerTable<CloudService> &handlers();
-    /// Those that may take long, and want to know whether somebody still waits.
+    /// Methods that may take long and look whether their caller still waits.
     using LongHandler = rpc::CallResult (CloudService::*)(const rpc::Bag &, const rpc::ICallContext &);
     static const QHash<QString, LongHandler> &longHandlers();
 
@@ -94,8 +93,6 @@ private:
     const CloudSettings m_settings;
     const Clock m_clock;
     const Vault m_vault;
-    const RememberedSignIn m_remembered; ///< used on m_thread
-    SignInBackoff m_backoff;
     QrTickets m_tickets;
     std::atomic<int> m_signingIn{0};
     QMutex m_sessionLock;
@@ -104,8 +101,9 @@ private:
     std::unique_ptr<CloudPages> m_pages;
     std::unique_ptr<LoopbackServer> m_server;
     WorkThread m_thread;
-    std::unique_ptr<CloudStore> m_store; ///< belongs to m_thread, as do the codes
+    std::unique_ptr<CloudStore> m_store; ///< belongs to m_thread, as do the codes and the remembered data
     std::unique_ptr<OneTimeCodes> m_codes;
+    std::unique_ptr<RememberedSignIn> m_remembered;
 };
 
 } // namespace tarn::services

@@ -79,9 +79,9 @@ void CloudService::remember(const std::function<bool(SignInMemory &)> &change)
 {
     QString error;
     m_thread.run([&] {
-        SignInMemory memory = m_remembered.load(&error);
+        SignInMemory memory = m_remembered->load(&error);
         if (error.isEmpty() && change(memory))
-            error = m_remembered.save(memory);
+            error = m_remembered->save(memory);
         wipe(&memory.password);
     });
     if (!error.isEmpty())
@@ -117,7 +117,7 @@ void CloudService::signInAgain()
 {
     SignInMemory memory;
     QString error;
-    m_thread.run([&] { memory = m_remembered.load(&error); });
+    m_thread.run([&] { memory = m_remembered->load(&error); });
     if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("nothing is remembered: %1").arg(error);
     if (memory.autoAccount.isEmpty())
@@ -219,10 +219,9 @@ CallResult CloudService::addAccount(const Bag &input, const rpc::ICallContext &c
     if (!wrong.isEmpty())
         return invalid(wrong);
     {
-        HashTurn turn;
-        if (!turn.isGiven())
+        if (!hashPlaces().tryAcquire())
             return busy();
-        turn.wait();
+        const QSemaphoreReleaser place(hashPlaces());
         if (context.isCancelled())
             return refused(QStringLiteral("the call was cancelled"));
         account.passwordHash = hashPassword(password);

@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
-#include <QVariant>
 #include <optional>
 
 namespace tarn::services {
@@ -35,7 +34,14 @@ struct OutboxEntry
     qint64 sentAt = 0;
 };
 
-/// Accounts, one-time codes and the outbox in the database "cloud.db". Everything on one thread. The functions return
+/// How many tries a phone has within a period that begins with the first.
+struct DailyLimit
+{
+    int tries = 20;
+    qint64 periodMs = 24 * 3600 * 1000LL;
+};
+
+/// Accounts, one-time codes, the outbox and the sealed sign-in data in the database "cloud.db". One thread. The functions return
 /// what went wrong, empty when all is well.
 class CloudStore
 {
@@ -55,14 +61,17 @@ public:
     /// the entry (the clock was set back).
     QString putCode(const OutboxEntry &entry, const StoredCode &code, qint64 oldest);
     QString code(const QString &phone, std::optional<StoredCode> *code);
-    QString takeTry(const QString &phone);
+    /// Counts one try at the phone's code, of its own tries and of those of the period.
+    /// @param granted false when the period's tries are used up; nothing is counted then
+    QString takeTry(const QString &phone, qint64 time, const DailyLimit &limit, bool *granted);
     QString dropCode(const QString &phone); ///< also from the outbox
-    /// Those sent from oldest to newest; the others go. Newest first.
+    /// The entries sent from oldest to newest, newest first; all others are deleted.
     QString outbox(qint64 oldest, qint64 newest, QList<OutboxEntry> *entries);
 
-private:
-    QString change(const QString &statement, const QVariantList &values, int *changed = nullptr);
+    QString remembered(QByteArray *sealed); ///< the sealed sign-in data, empty when there are none
+    QString setRemembered(const QByteArray &sealed);
 
+private:
     Database m_db;
 };
 

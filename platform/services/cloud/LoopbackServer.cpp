@@ -99,7 +99,7 @@ struct LoopbackCallbacks
     // Asked before the connection takes one of the limited places.
     static MHD_Result accept(void *context, const sockaddr *peer, socklen_t size)
     {
-        const LoopbackServer &server = *static_cast<LoopbackServer *>(context);
+        LoopbackServer &server = *static_cast<LoopbackServer *>(context);
         sockaddr_in from = {};
         if (size < sizeof from || peer->sa_family != AF_INET)
             return MHD_NO;
@@ -109,7 +109,7 @@ struct LoopbackCallbacks
         to.sin_port = htons(server.m_port);
         if (userOfPeer(from, to) == ::geteuid())
             return MHD_YES;
-        qCWarning(servicesLog, "a connection of another user to the sign-in pages was refused");
+        server.logRefusal();
         return MHD_NO;
     }
 
@@ -195,6 +195,18 @@ LoopbackServer::~LoopbackServer()
 {
     if (m_daemon)
         MHD_stop_daemon(m_daemon);
+}
+
+// One line a minute: another user could fill the log.
+void LoopbackServer::logRefusal()
+{
+    constexpr int LogPauseMs = 60000;
+    ++m_refusals;
+    if (m_sinceLog.isValid() && !m_sinceLog.hasExpired(LogPauseMs))
+        return;
+    m_sinceLog.start();
+    qCWarning(servicesLog, "connections to the sign-in pages that are not this user's were refused: %d", m_refusals);
+    m_refusals = 0;
 }
 
 QString LoopbackServer::address() const

@@ -1,5 +1,6 @@
 #pragma once
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QString>
 #include <atomic>
 #include <functional>
@@ -12,7 +13,7 @@ namespace tarn::services {
 struct PageRequest
 {
     bool isPost = false;
-    bool isHead = false; ///< to be answered like GET, but nobody looks at it
+    bool isHead = false; ///< answered like GET, but not displayed
     QString server;      ///< "http://127.0.0.1:PORT"
     QString path;        ///< decoded, without query
     QByteArray body;     ///< POST
@@ -47,10 +48,13 @@ public:
 
 private:
     friend struct LoopbackCallbacks;
+    void logRefusal();
 
     const Handler m_handler;
     MHD_Daemon *m_daemon = nullptr;
-    std::atomic<quint16> m_port{0}; ///< the server's thread is there before it is known
+    std::atomic<quint16> m_port{0}; ///< the server's thread runs before the port is known
+    int m_refusals = 0;             ///< since the last log line; the server's thread, as the next
+    QElapsedTimer m_sinceLog;
 };
 
 } // namespace tarn::services

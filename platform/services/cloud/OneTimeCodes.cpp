@@ -17,7 +17,7 @@ Secret newCode()
     return Secret(QByteArray::number(randombytes_uniform(Codes)).rightJustified(6, '0'));
 }
 
-// A clock that was set back makes a code's age negative.
+// A clock that was set back makes the age of a code negative.
 bool isWithin(qint64 age, qint64 limit)
 {
     return age >= 0 && age < limit;
@@ -63,9 +63,14 @@ QString OneTimeCodes::check(const QString &phone, const Secret &code, QString *r
         *refusal = QStringLiteral("动态密码已失效，请重新获取");
         return {};
     }
-    error = m_store->takeTry(phone); // before the answer is known, so that nothing gets a try for nothing
+    bool granted = false; // counted before the answer is known, so that no try is free
+    error = m_store->takeTry(phone, m_clock(), DailyLimit(), &granted);
     if (!error.isEmpty())
         return error;
+    if (!granted) {
+        *refusal = QStringLiteral("动态密码尝试次数过多，请24小时后再试");
+        return {};
+    }
     const QByteArray hash = m_vault->fingerprint(code, phone);
     if (hash.size() == stored->hash.size() &&
         sodium_memcmp(hash.constData(), stored->hash.constData(), static_cast<size_t>(hash.size())) == 0)

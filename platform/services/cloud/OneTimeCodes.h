@@ -9,8 +9,9 @@ namespace tarn::services {
 class CloudStore;
 class Vault;
 
-/// One-time codes for phones: six digits, valid for five minutes and five tries, one a minute and phone. They are kept
-/// hashed, and sealed in the outbox, which stands in for the telephone network. On the store's thread.
+/// One-time codes for phones: six digits, valid for five minutes and five tries, one a minute and phone, twenty tries a
+/// day and phone. They are stored hashed, and sealed in the outbox, which represents the telephone network. The store's
+/// thread.
 class OneTimeCodes
 {
 public:
@@ -30,7 +31,7 @@ public:
     QString send(const QString &phone, QString *refusal);
     /// A code that fits is used up.
     QString check(const QString &phone, const Secret &code, QString *refusal);
-    QString outbox(QList<Sent> *entries); ///< newest first; those that no longer serve are gone
+    QString outbox(QList<Sent> *entries); ///< valid ones, newest first
 
 private:
     CloudStore *const m_store;

@@ -1,34 +1,20 @@
 #pragma once
 #include "services/cloud/Secret.h"
+#include <QSemaphore>
 
 namespace tarn::services {
 
-/// A turn at hashing, which takes much memory and time: at most three are given out, two of them hash at a time. Any
-/// thread.
-class HashTurn
-{
-public:
-    HashTurn();
-    ~HashTurn();
-    HashTurn(const HashTurn &) = delete;
-    HashTurn &operator=(const HashTurn &) = delete;
+/// The places for hashing, which takes much memory and time. A caller for others takes one without waiting, so that
+/// many sign-ins at once do not occupy every RPC worker.
+QSemaphore &hashPlaces();
 
-    bool isGiven() const { return m_isGiven; }
-    void wait(); ///< until it may hash; only when it is given
-
-private:
-    bool m_isGiven = false;
-    bool m_isPlaced = false;
-};
-
-/// Argon2id with libsodium's interactive costs (64 MiB, tens of milliseconds). Any thread; a caller for others waits for
-/// its HashTurn first.
+/// Argon2id with libsodium's interactive costs (64 MiB, tens of milliseconds). Any thread.
 /// @return an ASCII text with salt and costs; empty when there is not enough memory
 QByteArray hashPassword(const Secret &password);
 
-enum class PasswordCheck { Matches, Differs, Failed }; ///< Failed: nobody knows, for want of memory
+enum class PasswordCheck { Matches, Differs, Failed }; ///< Failed: not compared, for want of memory or a bad hash
 
-/// @param hash what hashPassword() gave; empty costs the same time and differs
+/// @param hash a result of hashPassword(); an empty one costs the same time and differs
 PasswordCheck checkPassword(const QByteArray &hash, const Secret &password);
 
 } // namespace tarn::services

@@ -5,7 +5,8 @@
 
 namespace tarn::services {
 
-/// Whose program holds the other end of a TCP connection on this machine, out of the kernel's tables. Any thread.
+/// The user whose program holds the other end of a TCP connection on this machine. The kernel is asked for this one
+/// connection, whose costs do not depend on how many there are. Any thread.
 /// @param from the other end's address
 /// @param to our own
 /// @return nothing when the connection is not there (any longer)

@@ -1,14 +1,15 @@
 #include "services/cloud/RememberedSignIn.h"
 #include "services/Files.h"
+#include "services/Log.h"
+#include "services/cloud/CloudStore.h"
 #include <QDataStream>
 #include <QFile>
-#include <QSaveFile>
 
 namespace tarn::services {
 
 namespace {
 
-constexpr qint64 MaxSize = Q_INT64_C(1024) * 1024;
+constexpr qint64 MaxSize = 1024 * 1024; // bytes of a file of an earlier version
 constexpr quint32 Version = 2;
 
 Secret pack(const SignInMemory &memory)
@@ -71,44 +72,46 @@ bool SignInMemory::forget(const QString &name)
     return isAuto || isFilled;
 }
 
-RememberedSignIn::RememberedSignIn(const QString &directory, const Vault *vault)
-    : m_file(directory + QStringLiteral("/cloud.remembered"))
+RememberedSignIn::RememberedSignIn(CloudStore *store, const Vault *vault)
+    : m_store(store)
     , m_vault(vault)
 {
 }
 
+void RememberedSignIn::takeOver(const QString &file) const
+{
+    const PrivateFile old = readPrivateFile(file, MaxSize);
+    QByteArray sealed;
+    QString error = old.error;
+    if (old.state == PrivateFile::Sound)
+        error = m_store->remembered(&sealed);
+    if (old.state == PrivateFile::Sound && error.isEmpty() && sealed.isEmpty())
+        error = m_store->setRemembered(old.bytes);
+    if (error.isEmpty())
+        QFile::remove(file);
+    else
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(file, error);
+}
+
 SignInMemory RememberedSignIn::load(QString *error) const
 {
+    QByteArray sealed;
     *error = m_vault->error();
-    if (!error->isEmpty())
+    if (error->isEmpty())
+        *error = m_store->remembered(&sealed);
+    if (!error->isEmpty() || sealed.isEmpty())
         return {};
-    const PrivateFile file = readPrivateFile(m_file, MaxSize);
-    if (file.state == PrivateFile::Absent)
-        return {};
-    if (file.state == PrivateFile::Sound) {
-        const auto plain = m_vault->open(file.bytes);
-        SignInMemory memory;
-        if (plain && unpack(*plain, &memory))
-            return memory;
-    }
-    if (file.state == PrivateFile::Unreadable)
-        *error = QStringLiteral("%1: %2").arg(m_file, file.error);
-    else
-        *error = moveAside(m_file, file.error.isEmpty() ? QStringLiteral("it cannot be opened") : file.error);
+    const auto plain = m_vault->open(sealed);
+    SignInMemory memory;
+    if (plain && unpack(*plain, &memory))
+        return memory;
+    qCWarning(servicesLog, "the remembered sign-in cannot be opened with this key: it counts as none");
     return {};
 }
 
 QString RememberedSignIn::save(const SignInMemory &memory) const
 {
-    if (!m_vault->error().isEmpty())
-        return m_vault->error();
-    QSaveFile file(m_file);
-    file.setDirectWriteFallback(false);
-    const QByteArray sealed = m_vault->seal(pack(memory));
-    if (file.open(QIODevice::WriteOnly) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
-        file.write(sealed) == sealed.size() && file.commit())
-        return {};
-    return QStringLiteral("%1: %2").arg(m_file, file.errorString());
+    return m_vault->error().isEmpty() ? m_store->setRemembered(m_vault->seal(pack(memory))) : m_vault->error();
 }
 
 } // namespace tarn::services

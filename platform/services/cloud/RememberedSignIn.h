@@ -4,6 +4,8 @@
 
 namespace tarn::services {
 
+class CloudStore;
+
 /// The ways to sign in, as GetCloudStatus names them.
 namespace way {
 inline const QString Account = QStringLiteral("account");
@@ -12,8 +14,7 @@ inline const QString Weixin = QStringLiteral("weixin");
 inline const QString Qq = QStringLiteral("qq");
 } // namespace way
 
-/// What the sign-in dialog is filled with. Password and phone are empty where the user
-/// did not ask for them to be kept.
+/// The data that fill in the sign-in dialog. Password and phone are empty unless the user asked to keep them.
 struct SignInMemory
 {
     enum Model { Phone = 0, Account = 1 }; ///< the way used last, as "LOGINMODEL"
@@ -25,31 +26,32 @@ struct SignInMemory
     QString account;
     QString password;
     QString phone;
-    QString autoAccount; ///< who is signed in again when the services start; empty after a sign-out
-    QString autoId;      ///< that account's, since a name can be given again
+    QString autoAccount; ///< the account signed in again when the services start; empty after a sign-out
+    QString autoId;      ///< that account's id, since a name can be used again
     QString autoWay;     ///< how, one of namespace way
 
-    /// Takes over who is to be signed in again, if anybody is.
+    /// Sets the account that is signed in again at the next start, or none.
     void setAuto(bool wanted, const QString &name, const QString &id, const QString &usedWay);
-    /// Drops what is known of this account. @return false when that was nothing
+    /// Drops the data of this account. @return false when there were none
     bool forget(const QString &name);
 };
 
-/// The remembered sign-in data, sealed in the file "cloud.remembered" (0600), replaced as a whole. A file that is
-/// broken, another user's or open to others counts as none and is moved aside, with a log line; one that cannot be read
-/// is not replaced. One thread at a time.
+/// The remembered sign-in data, sealed in the database. Data that cannot be opened count as none, with a log line. The
+/// store's thread.
 class RememberedSignIn
 {
 public:
-    RememberedSignIn(const QString &directory, const Vault *vault);
+    RememberedSignIn(CloudStore *store, const Vault *vault);
 
+    /// Moves the data of an earlier version, sealed with the same key, from their own file into the database.
+    void takeOver(const QString &file) const;
     /// @param error receives why it cannot be read; nothing must be saved over it then
     SignInMemory load(QString *error) const;
     /// @return what went wrong, empty when it is on the disk
     QString save(const SignInMemory &memory) const;
 
 private:
-    const QString m_file;
+    CloudStore *const m_store;
     const Vault *const m_vault;
 };
 
