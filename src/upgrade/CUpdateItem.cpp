@@ -1,81 +1,39 @@
 #include "upgrade/CUpdateItem.h"
 #include "tarn/keys/UpgradeKeys.h"
+#include "upgrade/FileIcon.h"
+#include "upgrade/ListRole.h"
 #include "upgrade/SelectWidget.h"
 #include "widgets/CustomBtn.h"
-#include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
-#include <QFileIconProvider>
+#include "widgets/ShownText.h"
 #include <QGridLayout>
 #include <QLabel>
-#include <QMimeDatabase>
-#include <QPainter>
-#include <QPixmapCache>
-#include <QStyle>
-#include <optional>
 #include <utility>
 
 using namespace tarn::upgrade;
+using namespace tarn::visualized;
 
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int RowHeight = 58;
 constexpr int IconColumn = 35;
-constexpr int IconSize = 24;
-constexpr int TextColumn = 224;
+constexpr int TextColumn = 218;
 constexpr int ButtonColumn = 115;
 constexpr QSize ButtonSize(55, 25);
-constexpr int MeasuredLength = 1000; // more than a line or a tool tip shows; measuring a huge name takes long
+constexpr int LongTip = 200; // characters; a longer tool tip is wrapped
 
-// The file-system icon; a file that does not exist has none. It depends on the file's type only, and decoding it anew
-// for every row would take longer than the rest of the row.
-QPixmap fileIcon(const QString &path, const QWidget *w)
+// The name itself where Qt shows it as plain text on one line.
+QString tipFor(const QString &text)
 {
-    const QFileInfo file(path);
-    if (!file.exists())
-        return {};
-    const int size = look::scaled(IconSize, w);
-    const QString type = QMimeDatabase().mimeTypeForFile(file).name();
-    const QString cacheKey = QStringLiteral("tarn.fileicon/%1/%2").arg(type, QString::number(size));
-    QPixmap icon;
-    if (!QPixmapCache::find(cacheKey, &icon)) {
-        icon = QFileIconProvider().icon(file).pixmap(size);
-        QPixmapCache::insert(cacheKey, icon);
-    }
-    return icon;
+    return text.size() > LongTip || Qt::mightBeRichText(text) ? text::toolTip(text::brief(text)) : text;
 }
-
-// Finds its icon when it is first painted: that takes as long as the rest of the row, and most rows are out of view.
-class FileIcon final : public QWidget
-{
-public:
-    FileIcon(QString path, QWidget *parent)
-        : QWidget(parent)
-        , m_path(std::move(path))
-    {
-        setObjectName(QStringLiteral("productIcon"));
-        setFixedWidth(look::scaled(IconColumn, this));
-    }
-
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        if (!m_icon)
-            m_icon = fileIcon(m_path, this);
-        QPainter painter(this);
-        style()->drawItemPixmap(&painter, rect(), Qt::AlignCenter, *m_icon);
-    }
-
-private:
-    const QString m_path;
-    std::optional<QPixmap> m_icon;
-};
 
 CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
 {
     auto *button = new CCustomBtn(text, CCustomBtn::White, parent);
     button->setObjectName(QLatin1String(objectName));
     button->setFixedSize(look::scaled(ButtonSize.width(), parent), look::scaled(ButtonSize.height(), parent));
-    button->setAccessibleDescription(product); // the same two words stand in every row
+    button->setAccessibleDescription(text::brief(product)); // the texts are the same in every row
     return button;
 }
 } // namespace
@@ -130,7 +88,8 @@ void CUpdateItem::OnDoNotPromptClicked()
 void CUpdateItem::InitUi()
 {
     m_name = m_record.value(key::SoftwareName).toString();
-    setAccessibleName(m_name);
+    listrole::setItem(this);
+    setAccessibleName(text::brief(m_name));
     setFocusPolicy(Qt::ClickFocus);
     setFixedHeight(look::scaled(RowHeight, this));
 
@@ -142,7 +101,7 @@ void CUpdateItem::InitUi()
                                look::scaled(2, this));
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
-    columns->addWidget(new FileIcon(m_record.value(key::ExePath).toString(), this));
+    columns->addWidget(new FileIcon(m_record.value(key::ExePath).toString(), look::scaled(IconColumn, this), this));
     columns->addLayout(textColumn());
     columns->addStretch();
     columns->addLayout(buttonColumn());
@@ -163,6 +122,7 @@ QBoxLayout *CUpdateItem::buttonColumn()
 {
     CCustomBtn *update = rowButton(QStringLiteral("立即升级"), "updateButton", m_name, this);
     CCustomBtn *notes = rowButton(QStringLiteral("更新说明"), "notesButton", m_name, this);
+    m_buttons = {update, notes};
     connect(update, &QPushButton::clicked, this, &CUpdateItem::OnUpdateExplainClicked);
     connect(notes, &QPushButton::clicked, this, &CUpdateItem::OnDoNotPromptClicked);
     auto *column = new QHBoxLayout;
@@ -180,9 +140,11 @@ QLabel *CUpdateItem::line(const QString &text, const char *objectName, int fontP
     label->setFixedWidth(look::scaled(TextColumn, this));
     label->setTextFormat(Qt::PlainText);
     // Elided here and not by an ElideLabel: the width is fixed, and there may be hundreds of rows.
-    const QString shown = text.left(MeasuredLength);
-    label->setText(label->fontMetrics().elidedText(shown.simplified(), Qt::ElideRight, label->maximumWidth()));
-    label->setToolTip(shown.isEmpty() ? QString() : ElideLabel::toolTipFor(shown));
-    label->setAccessibleName(shown);
+    const QString shown = text::elided(text, label->font(), label->maximumWidth());
+    label->setText(shown);
+    label->setAccessibleName(text::brief(text));
+    if (label->objectName() == QLatin1String("productName") || shown != text)
+        label->setToolTip(tipFor(text));
+    label->setAccessibleDescription(label->accessibleName()); // else the tool tip's markup
     return label;
 }

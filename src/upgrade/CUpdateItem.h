@@ -15,10 +15,13 @@ public:
 
     /// The red line under the name; empty when neither the product nor a patch nor a plug-in is new.
     QString GetTipsString() const;
-    /// @param version always receives the empty string: nothing ever fills the version, and so "全部忽略" ignores the
-    ///        empty version. Delivered behaviour that the upgrade service relies on.
+    /// @param version always receives the empty string, deliberately: nothing fills the version, so "全部忽略" ignores
+    ///        the empty version
     void GetUpdateInfo(QString &name, QString &version) const;
     void SetContainPlus(bool containPlus);
+
+    /// The buttons in the order of Tab.
+    const QList<QWidget *> &buttons() const { return m_buttons; }
 
     /// The rules of all rows, for the sheet of the window that holds them.
     static QString sheet();
@@ -42,4 +45,5 @@ private:
     QString m_name;
     QString m_version;
     bool m_containPlus = false;
+    QList<QWidget *> m_buttons;
 };

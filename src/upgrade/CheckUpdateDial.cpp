@@ -1,29 +1,33 @@
 #include "upgrade/CheckUpdateDial.h"
 #include "base/Log.h"
 #include "frame/ManagerAccess.h"
-#include "frame/VisualizedManager.h"
+#include "frame/VtServiceClient.h"
+#include "frame/WindowHost.h"
 #include "tarn/keys/UpgradeKeys.h"
+#include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include "upgrade/CUpdateItem.h"
+#include "upgrade/ListRole.h"
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
-#include "widgets/TypingGuard.h"
+#include "widgets/ShownText.h"
+#include "widgets/TextMenu.h"
+#include <QApplication>
 #include <QBoxLayout>
 #include <QCloseEvent>
-#include <QGuiApplication>
 #include <QLabel>
 #include <QPointer>
 #include <QScreen>
 #include <QScrollArea>
 #include <QTimer>
-#include <algorithm>
 #include <memory>
 #include <utility>
 
 using namespace tarn::upgrade;
+using namespace tarn::visualized;
 
 namespace {
 // Metrics (design pixels at 96 DPI)
@@ -34,7 +38,7 @@ constexpr int BottomHeight = 60;
 constexpr QSize ButtonSize(90, 30);
 constexpr int CornerMargin = 10;
 // Rows
-constexpr int RowsAtOnce = 3;   // they fill the list, and are made before the window shows; the others follow at once
+constexpr int RowsAtOnce = 3;   // fill the list and are created before the window shows; the others follow at once
 constexpr int RowsInGroup = 50; // a group has a layout of its own, since adding to a visible one costs its whole length
 
 // Look: one sheet for the whole window
@@ -44,26 +48,16 @@ QString dialogSheet(const QWidget *w)
                           "#titleText{color:#0e52a4;border:none;background-color:transparent;}"
                           "#adviceLine{color:#515151;}"
                           "#rowArea,#rowList{background-color:white;border:none;}") +
-           look::titleBand(QStringLiteral("#f1f8fe")) + CUpdateItem::sheet() + look::greyButton() + look::blueButton() +
-           look::thinScrollBars(QStringLiteral("CCheckUpdateDial"), 6, QStringLiteral("white"),
-                                QStringLiteral("#D5D9DF"), w);
+           look::titleBand(look::BandBlue) + CUpdateItem::sheet() + look::greyButton() + look::blueButton() +
+           look::thinScrollBars(QStringLiteral("CCheckUpdateDial"), 6, QStringLiteral("white"), look::BorderGrey, w);
 }
 
 QString hoveredNameSheet()
 {
-    return QStringLiteral("color:#1E7FD8;");
+    return QStringLiteral("color:%1;").arg(look::TextBlue);
 }
 
-// Without a name nothing could be asked for a product: it is what the service knows it by.
-bool hasNoRow(const QVariant &record)
-{
-    const QString name = record.toMap().value(key::SoftwareName).toString();
-    if (name.isEmpty())
-        VT_LOG(warning) << QStringLiteral("忽略没有软件名称的升级信息");
-    return name.isEmpty() || name == records::assistantName();
-}
-
-// As high as its one line. The rich text itself would be laid out several times to tell the same.
+// As high as its one line. The rich text would be laid out several times for the same answer.
 class AdviceLine final : public QLabel
 {
 public:
@@ -82,7 +76,7 @@ CCustomBtn *bottomButton(const QString &text, CCustomBtn::Tone tone, const char 
 } // namespace
 
 CCheckUpdateDial::CCheckUpdateDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent)
-    : QDialog(parent)
+    : ToolDialog(parent, Qt::Tool, Qt::AllButtons)
     , m_param(std::move(param))
 {
     InitDialog();
@@ -101,40 +95,31 @@ void CCheckUpdateDial::setUserPlace(const QPoint &place)
 
 void CCheckUpdateDial::InitDialog()
 {
-    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_ShowWithoutActivating);
-    look::prepareWindow(this, QStringLiteral("在线升级"));
+    prepare(QStringLiteral("在线升级"));
+    setAccessibleName(QStringLiteral("在线升级：软件存在新版本")); // other windows have the same title
     setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
     setStyleSheet(dialogSheet(this));
 
-    auto *body = new QFrame(this);
-    body->setObjectName(QStringLiteral("promptBody"));
-    auto *column = new QVBoxLayout(body);
-    column->setContentsMargins(1, 1, 1, 1);
-    column->setSpacing(0);
-    column->addWidget(titleBand(body));
+    QVBoxLayout *column = addBody(QStringLiteral("promptBody"));
+    QWidget *body = column->parentWidget();
     column->addWidget(adviceLine(body));
     column->addWidget(rowArea(body), 0, Qt::AlignHCenter);
     column->addWidget(bottomBand(body));
-    auto *whole = new QVBoxLayout(this);
-    whole->setContentsMargins(0, 0, 0, 0);
-    whole->addWidget(body);
+    addTitle(column);
+    connect(qApp, &QApplication::focusChanged, this, &CCheckUpdateDial::onFocusChanged);
     placeInCorner();
-    new TypingGuard(this);
+    expectUnasked();
 }
 
-QWidget *CCheckUpdateDial::titleBand(QWidget *body)
+void CCheckUpdateDial::addTitle(QVBoxLayout *column)
 {
-    auto *band = new CustomTitleBar(body);
-    band->setFixedHeight(look::scaled(TitleHeight, this));
-    band->SetTitleLogo(QStringLiteral(":/images/images/upgrade_logo.svg"));
-    band->SetTitleText(QStringLiteral("在线升级"));
-    band->addStretch(1);
-    band->AddCloseButton();
-    connect(band, &CustomTitleBar::CustomTitleBarClose, this, &CCheckUpdateDial::close);
-    connect(band, &CustomTitleBar::CustomTitleBarPressed, this, [this](int x, int y) { m_drag.press({x, y}); });
-    connect(band, &CustomTitleBar::CustomTitleBarmoved, this, [this](int x, int y) { m_drag.move({x, y}); });
-    return band;
+    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
+    bar->SetTitleLogo(look::icon::Upgrade);
+    bar->SetTitleText(QStringLiteral("在线升级"));
+    bar->addStretch(1);
+    bar->AddCloseButton();
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CCheckUpdateDial::close);
 }
 
 QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
@@ -146,50 +131,72 @@ QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
     line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
     line->setFont(look::yaHei(13, QFont::Normal, this));
     line->setContentsMargins(look::scaled(14, this), 0, 0, 0);
+    setAccessibleDescription(QStringLiteral("您安装的岚川软件存在新版本，建议您立即升级。"));
     return line;
 }
 
 QWidget *CCheckUpdateDial::rowArea(QWidget *body)
 {
-    auto *area = new QScrollArea(body);
-    area->setObjectName(QStringLiteral("rowArea"));
-    area->setFixedSize(look::scaled(RowArea.width(), this), look::scaled(RowArea.height(), this));
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->setWidgetResizable(true);
-    area->setFocusPolicy(Qt::NoFocus);
-    auto *content = new QWidget(area->viewport());
+    m_rowArea = new QScrollArea(body);
+    m_rowArea->setObjectName(QStringLiteral("rowArea"));
+    m_rowArea->setFixedSize(look::scaled(RowArea.width(), this), look::scaled(RowArea.height(), this));
+    m_rowArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_rowArea->setWidgetResizable(true);
+    m_rowArea->setFocusPolicy(Qt::NoFocus);
+    removeScrollBarMenus(m_rowArea);
+    auto *content = new QWidget(m_rowArea->viewport());
     content->setObjectName(QStringLiteral("rowList"));
+    listrole::setList(content);
     content->setAccessibleName(QStringLiteral("可升级软件"));
     m_list = new QVBoxLayout(content);
     m_list->setContentsMargins(0, 0, 0, 0);
     m_list->setSpacing(0);
     m_list->addStretch();
-    sortRecords();
+    takeRecords();
     addRows(RowsAtOnce);
-    area->setWidget(content);
-    return area;
+    m_rowArea->setWidget(content);
+    return m_rowArea;
 }
 
-void CCheckUpdateDial::sortRecords()
+// Everything about the products but their widgets. The name is the identity of a record: without one the service could
+// be asked nothing, and of two with one name the newer one is listed.
+void CCheckUpdateDial::takeRecords()
 {
-    if (m_param)
-        m_pending = m_param->GetValueList();
-    VT_LOG(info) << QStringLiteral("正在展示的需要更新软件信息数量:") + QString::number(m_pending.size());
-    SortByUpdateTime(m_pending);
-    m_pending.erase(std::remove_if(m_pending.begin(), m_pending.end(), hasNoRow), m_pending.end());
+    QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
+    VT_LOG(info) << QStringLiteral("正在展示的需要更新软件信息数量:") + QString::number(list.size());
+    SortByUpdateTime(list);
+    for (const QVariant &entry : qAsConst(list)) {
+        const QVariantMap record = entry.toMap();
+        const QString name = record.value(key::SoftwareName).toString();
+        if (name == records::assistantName())
+            continue;
+        if (name.isEmpty()) {
+            VT_LOG(warning) << QStringLiteral("忽略没有软件名称的升级信息");
+            continue;
+        }
+        if (m_records.contains(name)) {
+            VT_LOG(warning) << QStringLiteral("软件名称重复，忽略较早的升级信息:") + text::brief(name);
+            continue;
+        }
+        VT_LOG(info) << QStringLiteral("自动检测升级显示软件:") + name;
+        m_rows.insert(name, nullptr);
+        m_records.insert(name, record);
+        m_bitness.insert(name, record.value(key::SoftBytes).toString());
+        m_pending << name;
+    }
 }
 
 void CCheckUpdateDial::addRows(int count)
 {
-    const QList<QVariant> records = m_pending.mid(0, count);
-    m_pending = m_pending.mid(records.size());
-    for (int i = 0; i < records.size(); i += RowsInGroup) {
+    const QStringList names = m_pending.mid(0, count);
+    m_pending = m_pending.mid(names.size());
+    for (int i = 0; i < names.size(); i += RowsInGroup) {
         auto *group = new QWidget(m_list->parentWidget());
         auto *column = new QVBoxLayout(group);
         column->setContentsMargins(0, 0, 0, 0);
         column->setSpacing(0);
-        for (const QVariant &record : records.mid(i, RowsInGroup))
-            addRow(record.toMap(), column);
+        for (const QString &name : names.mid(i, RowsInGroup))
+            addRow(m_records.value(name), column);
         m_list->insertWidget(m_list->count() - 1, group);
         if (m_list->parentWidget()->isVisible())
             group->show(); // else by an event of its own, before which the list would be laid out without it
@@ -202,22 +209,30 @@ void CCheckUpdateDial::addPendingRows()
 {
     m_list->setSizeConstraint(QLayout::SetMinimumSize); // the new rows do not squeeze those that are there
     addRows(RowsInGroup);
-    m_list->activate(); // at once: a click that is on its way is meant for what the user sees
+    m_list->activate(); // at once: a click that is on its way is meant for the row that the user sees
 }
 
 void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
 {
-    const QString name = record.value(key::SoftwareName).toString();
-    VT_LOG(info) << QStringLiteral("自动检测升级显示软件:") + name;
     auto *row = new CUpdateItem(record, list->parentWidget());
     connect(row, &CUpdateItem::UpdateExplainClicked, this, &CCheckUpdateDial::OnUpdateExplainClicked);
     connect(row, &CUpdateItem::DoNotPromptClicked, this, &CCheckUpdateDial::OnDoNotPromptClicked);
     row->installEventFilter(this);
     list->addWidget(row);
-    delete m_rows.value(name); // the last record of a name is the one that counts, and the only one shown
-    m_rows.insert(name, row);
-    m_records.insert(name, record);
-    m_bitness.insert(name, record.value(key::SoftBytes).toString());
+    m_rows.insert(record.value(key::SoftwareName).toString(), row);
+    for (QWidget *button : row->buttons()) { // before the bottom buttons, which were created earlier
+        if (m_lastStop)
+            setTabOrder(m_lastStop, button);
+        m_lastStop = button;
+    }
+}
+
+// The scroll area itself follows only a Tab from one row to the next.
+void CCheckUpdateDial::onFocusChanged(QWidget *old, QWidget *now)
+{
+    Q_UNUSED(old)
+    if (now && m_list->parentWidget()->isAncestorOf(now))
+        m_rowArea->ensureWidgetVisible(now, 0, now->y());
 }
 
 QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
@@ -255,7 +270,7 @@ void CCheckUpdateDial::OnUpdateExplainClicked(QString strName)
     if (CUpdateItem *row = m_rows.value(strName))
         row->hide();
     VT_LOG(info) << QStringLiteral("【右下角检测升级对话框】隐藏点击的软件更新项。");
-    if (!upgradecalls::assistant()) {
+    if (!service::upgrade()) {
         VT_LOG(critical) << QStringLiteral("获取在线升级服务失败");
         return;
     }
@@ -268,19 +283,18 @@ void CCheckUpdateDial::OnUpdateExplainClicked(QString strName)
 
 bool CCheckUpdateDial::CheckNewVersionAgain(const QString &name)
 {
-    IUpgradeServiceAssistant *assistant = upgradecalls::assistant();
-    if (!assistant) {
+    const auto upgrade = service::upgrade();
+    if (!upgrade) {
         VT_LOG(critical) << QStringLiteral("获取在线升级服务失败");
         return false;
     }
-    const auto input = assistant->CreateSoftInfoInputParam();
-    const auto output = assistant->CreateSoftInfoOutputParam();
+    const auto input = upgrade->CreateSoftInfoInputParam();
     if (!InitInputParamByRegedit(name, input)) {
         VT_LOG(critical) << QStringLiteral("初始化版本检测请求参数失败");
         return false;
     }
-    assistant->CheckNewVersion(input, output);
-    return output->GetRetCode() == code::Ok && !output->GetValueList().isEmpty();
+    const auto outcome = callWith(upgrade, &IUpgradeServiceAssistant::CheckNewVersion, input);
+    return outcome.accepted() && !outcome.list.isEmpty();
 }
 
 bool CCheckUpdateDial::InitInputParamByRegedit(const QString &name,
@@ -293,49 +307,48 @@ bool CCheckUpdateDial::InitInputParamByRegedit(const QString &name,
 
 void CCheckUpdateDial::startDownload(const QString &name)
 {
-    IUpgradeServiceAssistant *assistant = upgradecalls::assistant();
-    if (!assistant)
-        return;
     const QVariantMap record = m_records.value(name);
-    const auto request = upgradecalls::request(*assistant, record, {key::Software, key::Patch, key::Plugins});
     const QVariantMap software = record.value(key::Software).toMap();
-    request->SetValue(key::SoftwareName, name);
-    request->SetValue(key::CurrentVersion,
-                      (software.isEmpty() ? record.value(key::Patch).toMap() : software).value(key::NewVersion));
-    upgradecalls::startDownload(*assistant, request);
+    QVariantMap request = records::parts(record, {key::Software, key::Patch, key::Plugins});
+    request.insert(key::SoftwareName, name);
+    request.insert(key::CurrentVersion,
+                   (software.isEmpty() ? record.value(key::Patch).toMap() : software).value(key::NewVersion));
+    upgradecalls::startDownload(request);
 }
 
 void CCheckUpdateDial::removeProduct(const QString &name)
 {
     m_rows.remove(name);
     m_records.remove(name);
-    if (m_rows.isEmpty() && m_pending.isEmpty())
+    m_pending.removeAll(name);
+    if (m_rows.isEmpty())
         close();
 }
 
 void CCheckUpdateDial::OnDoNotPromptClicked(QString strName, QString strVersion)
 {
     Q_UNUSED(strVersion)
-    IUpgradeServiceAssistant *assistant = upgradecalls::assistant();
-    if (!assistant) {
+    const auto upgrade = service::upgrade();
+    if (!upgrade) {
         VT_LOG(critical) << QStringLiteral("OnDoNotPromptClicked：获取在线升级服务失败");
         return;
     }
-    const auto notes = assistant->CreateSoftInfoInputParam();
+    const auto notes = upgrade->CreateSoftInfoInputParam();
+    if (!notes)
+        return;
     notes->SetValueList({records::notesCopy(m_records.value(strName))});
     CManagerAccess::post(CVisualizedEvents::eShowUpgradeExplainDialog, std::make_unique<CUpgradeExplainEveData>(notes));
 }
 
 void CCheckUpdateDial::OnNotUpdateTemporarily()
 {
-    addRows(m_pending.size());
     VT_LOG(info) << QStringLiteral("用户点击全部忽略，当前忽略软件数量为：%1。").arg(m_rows.size());
-    for (const CUpdateItem *row : qAsConst(m_rows)) {
-        if (!row)
-            continue;
-        QString name;
+    const auto rows = m_rows;
+    for (auto it = rows.cbegin(); it != rows.cend(); ++it) {
+        QString name = it.key();
         QString version;
-        row->GetUpdateInfo(name, version);
+        if (it.value())
+            it.value()->GetUpdateInfo(name, version);
         DoIgnreUpdate(name, version);
     }
     close();
@@ -348,16 +361,15 @@ void CCheckUpdateDial::DoIgnreUpdate(QString name, QString version)
         VT_LOG(critical) << QStringLiteral("忽略%1 V%2升级失败，没有找到相关软件信息。").arg(name, version);
         return;
     }
-    IUpgradeServiceAssistant *assistant = upgradecalls::assistant();
-    if (!assistant) {
+    QVariantMap request = records::parts(*record, {key::Software, key::Patch, key::Plugins});
+    request.insert(key::IgnoredName, name);
+    request.insert(key::IgnoredVersion, version);
+    request.insert(key::Bitness, m_bitness.value(name));
+    const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::IgnoreUpgrade, request);
+    if (!outcome.called())
         VT_LOG(critical) << QStringLiteral("DoIgnreUpdate：获取在线升级服务失败");
-        return;
-    }
-    const auto request = upgradecalls::request(*assistant, *record, {key::Software, key::Patch, key::Plugins});
-    request->SetValue(key::IgnoredName, name);
-    request->SetValue(key::IgnoredVersion, version);
-    request->SetValue(key::Bitness, m_bitness.value(name));
-    upgradecalls::ignore(*assistant, request);
+    VT_LOG_OUTCOME(outcome, QStringLiteral("【检测升级窗口】调用忽略升级接口"),
+                   QStringLiteral("调用忽略升级接口成功。"));
 }
 
 void CCheckUpdateDial::OnUpdateImmediately()
@@ -380,11 +392,6 @@ void CCheckUpdateDial::OnUpdateImmediately()
     m_noticeShowing = false;
 }
 
-void CCheckUpdateDial::reject()
-{
-    close(); // QDialog would only hide, and the manager would not hear of it
-}
-
 bool CCheckUpdateDial::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) {
@@ -392,33 +399,15 @@ bool CCheckUpdateDial::eventFilter(QObject *watched, QEvent *event)
         if (auto *name = watched->findChild<QLabel *>(QStringLiteral("productName")))
             name->setStyleSheet(entered ? hoveredNameSheet() : QString());
     }
-    return QDialog::eventFilter(watched, event);
-}
-
-void CCheckUpdateDial::mousePressEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, Qt::AllButtons))
-        QDialog::mousePressEvent(event);
-}
-
-void CCheckUpdateDial::mouseMoveEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, Qt::AllButtons))
-        QDialog::mouseMoveEvent(event);
-}
-
-void CCheckUpdateDial::mouseReleaseEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, Qt::AllButtons))
-        QDialog::mouseReleaseEvent(event);
+    return ToolDialog::eventFilter(watched, event);
 }
 
 void CCheckUpdateDial::closeEvent(QCloseEvent *event)
 {
     {
         const CManagerAccess access;
-        if (CVisualizedManager *manager = access.manager())
-            manager->CloseAutoUpdateDialog();
+        if (WindowHost *host = access.host())
+            host->CloseAutoUpdateDialog();
     }
-    event->accept();
+    ToolDialog::closeEvent(event);
 }

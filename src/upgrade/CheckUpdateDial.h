@@ -1,6 +1,5 @@
 #pragma once
-#include "widgets/WindowDrag.h"
-#include <QDialog>
+#include "widgets/ToolDialog.h"
 #include <QMap>
 #include <QMutex>
 #include <QSharedPointer>
@@ -8,33 +7,30 @@
 #include <optional>
 
 class CUpdateItem;
-class CustomTitleBar;
 class IUpgaredSoftInfoService_InputParam;
+class QScrollArea;
 class QVBoxLayout;
-class TypingGuard;
 
 /// The prompt in the lower right corner of the screen: one row per product with something new, the newest first. GUI
-/// thread; the manager makes it with WA_DeleteOnClose and is told when it closes.
-class CCheckUpdateDial : public QDialog
+/// thread; the manager creates it with WA_DeleteOnClose and is notified when it closes.
+class CCheckUpdateDial : public tarn::visualized::ToolDialog
 {
     Q_OBJECT
 public:
     explicit CCheckUpdateDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent = nullptr);
 
-    /// Where the user has put the window; nothing while it stands where it came up.
+    /// The place to which the user has moved the window; nothing while it is where it came up.
     std::optional<QPoint> userPlace() const;
     /// Takes a place that an earlier prompt had, as far as it is still on a screen.
     void setUserPlace(const QPoint &place);
 
     /// Asks, right before an update starts, whether the product still has a new version.
     bool CheckNewVersionAgain(const QString &name);
-    /// Fills the request of that question. Deliberately always false: this system cannot describe a single installed
-    /// product, so the check fails and the row goes with a log line.
-    virtual bool InitInputParamByRegedit(const QString &name, QSharedPointer<IUpgaredSoftInfoService_InputParam> param);
+    /// Fills the request of that question. Deliberately always false: the check fails, and the row is removed with a log
+    /// line.
+    bool InitInputParamByRegedit(const QString &name, QSharedPointer<IUpgaredSoftInfoService_InputParam> param);
     /// Asks the upgrade service not to offer the version again (the name is the system's own).
     void DoIgnreUpdate(QString name, QString version);
-
-    void reject() override; ///< Escape closes like the close button
 
 signals:
     void ShowExplain(QString strName);
@@ -47,17 +43,17 @@ public slots:
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
-    void mousePressEvent(QMouseEvent *event) override;
-    void mouseMoveEvent(QMouseEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
+
+private slots:
+    void onFocusChanged(QWidget *old, QWidget *now);
 
 private:
     void InitDialog();
-    QWidget *titleBand(QWidget *body);
+    void addTitle(QVBoxLayout *column);
     QWidget *adviceLine(QWidget *body);
     QWidget *rowArea(QWidget *body);
-    void sortRecords();
+    void takeRecords();
     void addRows(int count);
     void addPendingRows();
     void addRow(const QVariantMap &record, QVBoxLayout *list);
@@ -67,13 +63,14 @@ private:
     void removeProduct(const QString &name);
 
     const QSharedPointer<IUpgaredSoftInfoService_InputParam> m_param;
+    QScrollArea *m_rowArea = nullptr;
     QVBoxLayout *m_list = nullptr;
-    QList<QVariant> m_pending;           ///< sorted records whose rows are still to be made
-    QMap<QString, CUpdateItem *> m_rows; ///< by product name; the row area owns the rows
+    QWidget *m_lastStop = nullptr;       ///< of Tab among the rows
+    QStringList m_pending;               ///< names in the order of the list whose rows are still to be created
+    QMap<QString, CUpdateItem *> m_rows; ///< by product name, null while pending; the row area owns the rows
     QMap<QString, QMap<QString, QVariant>> m_records;
     QMap<QString, QString> m_bitness;
     QMutex m_noticeLock; ///< guards m_noticeShowing against re-entry from the notice's event loop
     bool m_noticeShowing = false;
-    WindowDrag m_drag{this};
     QPoint m_place; ///< where it came up
 };

@@ -1,15 +1,18 @@
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "base/Log.h"
 #include "tarn/keys/UpgradeKeys.h"
+#include "upgrade/UpdateRecords.h"
+#include "upgrade/UpgradeCalls.h"
 #include <QCloseEvent>
 #include <QPushButton>
 
 using namespace tarn::upgrade;
+using namespace tarn::visualized;
 
 void CUpdateCurExplainDialog::OnUpdateAhead()
 {
     close();
-    std::optional<QVariantMap> values = record();
+    const std::optional<QVariantMap> values = record();
     if (!values)
         return;
     const QVariantMap patch = values->value(key::OldPatch).toMap();
@@ -17,8 +20,16 @@ void CUpdateCurExplainDialog::OnUpdateAhead()
         VT_LOG(critical) << QStringLiteral("获取软件的升级信息失败");
         return;
     }
-    values->insert(key::NewVersion, patch.value(key::NewVersion));
-    download(*values, {key::SoftwareName, key::NewVersion, key::OldPatch});
+    QVariantMap request = records::parts(*values, {key::SoftwareName, key::OldPatch});
+    request.insert(key::NewVersion, patch.value(key::NewVersion));
+    request.insert(key::CurrentVersion, records::installedVersion(*values, key::OldPatch));
+    upgradecalls::startDownload(request);
+}
+
+// The user has agreed to see it.
+bool CUpdateCurExplainDialog::isUnasked() const
+{
+    return false;
 }
 
 void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
@@ -47,5 +58,5 @@ void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)
 void CUpdateCurExplainDialog::closeEvent(QCloseEvent *event)
 {
     tellManagerClosed();
-    event->accept();
+    ToolDialog::closeEvent(event);
 }

@@ -17,5 +17,6 @@ public slots:
     void OnUpdateAhead();
 
 protected:
+    bool isUnasked() const override;
     void closeEvent(QCloseEvent *event) override;
 };

@@ -1,18 +1,17 @@
 #include "upgrade/UpdateExplainDial.h"
 #include "base/Log.h"
 #include "frame/ManagerAccess.h"
-#include "frame/VisualizedManager.h"
+#include "frame/WindowHost.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/ExplainItem.h"
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
-#include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
+#include "widgets/Placement.h"
 #include "widgets/QuestionMessageBox.h"
-#include "widgets/Toolkit.h"
-#include "widgets/TypingGuard.h"
+#include "widgets/ShownText.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QLabel>
@@ -23,6 +22,7 @@
 #include <utility>
 
 using namespace tarn::upgrade;
+using namespace tarn::visualized;
 
 namespace {
 // Metrics (design pixels at 96 DPI)
@@ -31,8 +31,9 @@ constexpr int TitleHeight = 35;
 constexpr int BottomHeight = 65;
 constexpr QSize ButtonSize(95, 30);
 constexpr int TabPadding = 16; // at each side of a title
-constexpr int TabWidth = 220;  // of the longest title
+constexpr int TabsWidth = WindowSize.width() - 2 * TabPadding;
 constexpr int TabHeight = 34;
+constexpr int LongTitle = 200; // characters, more than any tab bar shows
 
 // Look: one sheet for the whole window
 QString tabSheet(const QWidget *w)
@@ -41,18 +42,18 @@ QString tabSheet(const QWidget *w)
                           "QTabWidget::tab-bar{left:%1;}"
                           "QTabBar{background-color:white;}"
                           "QTabBar::tab{background-color:white;border:none;border-bottom:2px solid transparent;"
-                          "color:#636D7E;height:%2;padding:0px %1;margin:0px;max-width:%3;}"
-                          "QTabBar::tab:hover{color:#1E7FD8;}"
-                          "QTabBar::tab:selected{color:#1E7FD8;border-bottom-color:#379AF5;}"
-                          "QTabBar::tab:focus{background-color:#EBF4FE;}")
-        .arg(look::px(TabPadding, w), look::px(TabHeight, w), look::px(TabWidth, w));
+                          "color:#636D7E;height:%2;padding:0px %1;margin:0px;}"
+                          "QTabBar::tab:hover{color:%3;}"
+                          "QTabBar::tab:selected{color:%3;border-bottom-color:%4;}"
+                          "QTabBar::tab:focus{background-color:%5;}")
+        .arg(look::px(TabPadding, w), look::px(TabHeight, w), look::TextBlue, look::Blue, look::PaleBlue);
 }
 
 QString dialogSheet(const QWidget *w)
 {
     return QStringLiteral("#notesBody{background-color:white;border:1px solid #adadad;}"
                           "#adviceLine{color:#515151;}") +
-           look::titleBand(QStringLiteral("#f1f8fe")) + tabSheet(w) + CExplainItem::sheet(w) + look::greyButton() +
+           look::titleBand(look::BandBlue) + tabSheet(w) + CExplainItem::sheet(w) + look::greyButton() +
            look::blueButton();
 }
 
@@ -69,6 +70,11 @@ CCustomBtn *bottomButton(const QString &text, CCustomBtn::Tone tone, const char 
     return button;
 }
 
+QString shownTitle(const QString &name)
+{
+    return text::beginning(name, LongTitle).simplified();
+}
+
 // The sections of a record that have a tab, in the order of the tabs.
 QList<QVariantMap> shownSections(const QVariantMap &record)
 {
@@ -82,7 +88,7 @@ QList<QVariantMap> shownSections(const QVariantMap &record)
 } // namespace
 
 CUpdateExplainDial::CUpdateExplainDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent)
-    : QDialog(parent)
+    : ToolDialog(parent, Qt::Tool, Qt::AllButtons)
     , m_param(std::move(param))
 {
 }
@@ -91,39 +97,36 @@ void CUpdateExplainDial::InitDialog()
 {
     if (m_tabs)
         return;
-    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
-    look::prepareWindow(this, QStringLiteral("在线升级"));
+    prepare(QStringLiteral("在线升级"));
+    setAccessibleName(
+        QStringLiteral("在线升级：%1 更新说明").arg(text::brief(productName()))); // others have this title
     setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
     setStyleSheet(dialogSheet(this));
 
-    auto *body = new QFrame(this);
-    body->setObjectName(QStringLiteral("notesBody"));
-    auto *column = new QVBoxLayout(body);
-    column->setContentsMargins(1, 1, 1, 1);
-    column->setSpacing(0);
-    column->addWidget(titleBand());
+    QVBoxLayout *column = addBody(QStringLiteral("notesBody"));
     column->addWidget(tabArea(), 1);
     column->addWidget(bottomBand());
-    auto *whole = new QVBoxLayout(this);
-    whole->setContentsMargins(0, 0, 0, 0);
-    whole->addWidget(body);
-    ServiceVisualized::CToolkit::SetDlgToScreenCenter(this);
-    new TypingGuard(this);
+    addTitle(column);
+    placement::centreOnPrimary(this);
+    if (isUnasked())
+        expectUnasked();
 }
 
-QWidget *CUpdateExplainDial::titleBand()
+bool CUpdateExplainDial::isUnasked() const
 {
-    auto *band = new CustomTitleBar(this);
-    band->setFixedHeight(look::scaled(TitleHeight, this));
-    band->SetTitleLogo(GetSoftIconPath(productName()));
-    band->SetTitleText(QStringLiteral("在线升级"));
-    band->SetTitleStyleSheet(titleSheet());
-    band->addStretch(1);
-    band->AddCloseButton();
-    connect(band, &CustomTitleBar::CustomTitleBarClose, this, &CUpdateExplainDial::close);
-    connect(band, &CustomTitleBar::CustomTitleBarPressed, this, [this](int x, int y) { m_drag.press({x, y}); });
-    connect(band, &CustomTitleBar::CustomTitleBarmoved, this, [this](int x, int y) { m_drag.move({x, y}); });
-    return band;
+    const QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
+    return list.isEmpty() || !list.first().toMap().value(key::Visualized).toBool();
+}
+
+void CUpdateExplainDial::addTitle(QVBoxLayout *column)
+{
+    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
+    bar->SetTitleLogo(GetSoftIconPath(productName()));
+    bar->SetTitleText(QStringLiteral("在线升级"));
+    bar->SetTitleStyleSheet(titleSheet());
+    bar->addStretch(1);
+    bar->AddCloseButton();
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CUpdateExplainDial::close);
 }
 
 QWidget *CUpdateExplainDial::tabArea()
@@ -148,6 +151,7 @@ QWidget *CUpdateExplainDial::bottomBand()
     auto *advice = new QLabel(QStringLiteral("存在新版本，建议您立即更新。"), band);
     advice->setObjectName(QStringLiteral("adviceLine"));
     advice->setFont(look::yaHei(13, QFont::Normal, this));
+    setAccessibleDescription(advice->text());
     CCustomBtn *decline = bottomButton(QStringLiteral("暂不更新"), CCustomBtn::Grey, "declineButton", band);
     CCustomBtn *update = bottomButton(QStringLiteral("立即更新"), CCustomBtn::Blue, "updateButton", band);
     connect(decline, &QPushButton::clicked, this, &CUpdateExplainDial::OnDoNotUpdate);
@@ -178,10 +182,12 @@ void CUpdateExplainDial::addExplainItem(QTabWidget *tabs, const QVariantMap &sec
     info.installedVersion = section.value(key::InstalledVersion).toString();
     info.notesFile = section.value(key::NotesFile).toString();
     info.newVersion = section.value(key::NewVersion).toString();
-    QString title = info.name.left(200).simplified();
+    QString title = shownTitle(info.name);
     title.replace(QLatin1Char('&'), QStringLiteral("&&")); // a single one would underline the next letter
-    const int index = tabs->addTab(new CExplainItem(info, tabs), title);
-    tabs->setTabToolTip(index, ElideLabel::toolTipFor(info.name.left(1000)));
+    auto *item = new CExplainItem(info, tabs);
+    item->setAccessibleDescription(text::brief(info.name));
+    const int index = tabs->addTab(item, title);
+    tabs->setTabToolTip(index, text::toolTip(text::brief(info.name)));
 }
 
 int CUpdateExplainDial::CalTabbarWidth() const
@@ -196,15 +202,14 @@ int CUpdateExplainDial::CalTabbarWidth() const
     return tabbarWidth(titles);
 }
 
+// As wide as the titles, up to the window; only then the tab bar elides them.
 int CUpdateExplainDial::tabbarWidth(const QStringList &titles) const
 {
     const QFontMetrics metrics(look::yaHei(13, QFont::Normal, this));
     int width = 0;
-    for (const QString &title : titles) {
-        const int text = metrics.horizontalAdvance(title.left(200).simplified()) + look::scaled(4, this);
-        width += qMin(text, look::scaled(TabWidth, this)) + 2 * look::scaled(TabPadding, this);
-    }
-    return qMin(width, look::scaled(WindowSize.width() - 2 * TabPadding, this));
+    for (const QString &title : titles)
+        width += metrics.horizontalAdvance(shownTitle(title)) + look::scaled(4 + 2 * TabPadding, this);
+    return qMin(width, look::scaled(TabsWidth, this));
 }
 
 void CUpdateExplainDial::connectUpdateBtn(QPushButton *button)
@@ -264,32 +269,19 @@ bool CUpdateExplainDial::NeedUpdateCurPatch() const
 
 void CUpdateExplainDial::OnUpdateAhead()
 {
-    SetTipFlag(false); // who updates is not asked about the patch
+    m_tipFlag = false; // a user who updates is not asked about the patch
     close();
-    if (const std::optional<QVariantMap> values = record())
-        download(*values, {key::SoftwareName, key::Software, key::Patch, key::Plugins});
+    const std::optional<QVariantMap> values = record();
+    if (!values)
+        return;
+    QVariantMap request = records::parts(*values, {key::SoftwareName, key::Software, key::Patch, key::Plugins});
+    request.insert(key::CurrentVersion, records::installedVersion(*values));
+    upgradecalls::startDownload(request);
 }
 
 void CUpdateExplainDial::OnDoNotUpdate()
 {
     close();
-}
-
-void CUpdateExplainDial::download(const QVariantMap &values, const QStringList &keys) const
-{
-    IUpgradeServiceAssistant *assistant = upgradecalls::assistant();
-    if (!assistant) {
-        VT_LOG(critical) << QStringLiteral("获取在线升级服务失败");
-        return;
-    }
-    const auto request = upgradecalls::request(*assistant, values, keys);
-    request->SetValue(key::CurrentVersion, records::installedVersion(values));
-    upgradecalls::startDownload(*assistant, request);
-}
-
-void CUpdateExplainDial::reject()
-{
-    close(); // QDialog would only hide, without the question and without telling the manager
 }
 
 void CUpdateExplainDial::closeEvent(QCloseEvent *event)
@@ -306,10 +298,10 @@ void CUpdateExplainDial::closeEvent(QCloseEvent *event)
     }
     if (!m_replaced)
         tellManagerClosed();
-    event->accept();
+    ToolDialog::closeEvent(event);
 }
 
-// This dialog can be gone when it returns.
+// This dialog can have been destroyed when it returns.
 bool CUpdateExplainDial::askForPatch()
 {
     const QPointer<CUpdateExplainDial> self(this);
@@ -326,24 +318,6 @@ bool CUpdateExplainDial::askForPatch()
 void CUpdateExplainDial::tellManagerClosed() const
 {
     const CManagerAccess access;
-    if (CVisualizedManager *manager = access.manager())
-        manager->RemoveUpdExpDlg(productName());
-}
-
-void CUpdateExplainDial::mousePressEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, Qt::AllButtons))
-        QDialog::mousePressEvent(event);
-}
-
-void CUpdateExplainDial::mouseMoveEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, Qt::AllButtons))
-        QDialog::mouseMoveEvent(event);
-}
-
-void CUpdateExplainDial::mouseReleaseEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, Qt::AllButtons))
-        QDialog::mouseReleaseEvent(event);
+    if (WindowHost *host = access.host())
+        host->RemoveUpdExpDlg(productName());
 }

@@ -1,18 +1,17 @@
 #pragma once
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
-#include "widgets/WindowDrag.h"
-#include <QDialog>
+#include "widgets/ToolDialog.h"
 #include <QSharedPointer>
 #include <QVariantMap>
 #include <optional>
 
-class IUpgradeServiceAssistant;
 class QPushButton;
 class QTabWidget;
+class QVBoxLayout;
 
 /// The release notes of everything that is new for one product, one tab each, and the decision to update or not. GUI
-/// thread; the manager makes it with WA_DeleteOnClose, calls InitDialog() and is told when it closes.
-class CUpdateExplainDial : public QDialog
+/// thread; the manager creates it with WA_DeleteOnClose, calls InitDialog() and is notified when it closes.
+class CUpdateExplainDial : public tarn::visualized::ToolDialog
 {
     Q_OBJECT
 public:
@@ -31,37 +30,31 @@ public:
     virtual int CalTabbarWidth() const; ///< pixels
     virtual void connectUpdateBtn(QPushButton *button);
 
-    void reject() override; ///< Escape closes like the close button
-
 public slots:
     void OnUpdateAhead(); // "立即更新"
     void OnDoNotUpdate(); // "暂不更新"
 
 protected:
     void closeEvent(QCloseEvent *event) override;
-    void mousePressEvent(QMouseEvent *event) override;
-    void mouseMoveEvent(QMouseEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
 
     /// The one record of the request; nothing, with a log line, when there is not exactly one.
     std::optional<QVariantMap> record() const;
     QString productName() const; ///< empty without a valid record; logs nothing
     void addExplainItem(QTabWidget *tabs, const QVariantMap &section);
     int tabbarWidth(const QStringList &titles) const;
-    /// Has the service start the download of these parts of the record.
-    void download(const QVariantMap &values, const QStringList &keys) const;
+    /// Whether the window can appear while the user works elsewhere.
+    virtual bool isUnasked() const;
     void tellManagerClosed() const;
 
 private:
-    QWidget *titleBand();
+    void addTitle(QVBoxLayout *column);
     QWidget *tabArea();
     QWidget *bottomBand();
     bool askForPatch();
 
     const QSharedPointer<IUpgaredSoftInfoService_InputParam> m_param;
     QTabWidget *m_tabs = nullptr;
-    WindowDrag m_drag{this};
     bool m_tipFlag = true;
     bool m_asking = false;   ///< the patch question is open
-    bool m_replaced = false; ///< while it was, another dialog has taken this one's place with the manager
+    bool m_replaced = false; ///< meanwhile the manager has registered another dialog for the product
 };

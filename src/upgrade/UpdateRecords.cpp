@@ -33,49 +33,24 @@ QStringList releaseDates(const QVariantMap &record)
     return dates;
 }
 
-// Invalid when none of them is a date.
-QDateTime latestOf(const QStringList &dates)
+// Milliseconds; a record without a valid time is earlier than all others.
+qint64 updateRank(const QVariant &record)
 {
-    QDateTime latest;
-    for (const QString &date : dates) {
-        const QDateTime time = QDateTime::fromString(date, dateFormat());
-        if (time.isValid() && (!latest.isValid() || latest < time))
-            latest = time;
-    }
-    return latest;
-}
-
-// Milliseconds that order the records; one without a valid time is earlier than all.
-qint64 rankOf(const QDateTime &time)
-{
+    const QDateTime time = QDateTime::fromString(record.toMap().value(key::UpdateTime).toString(), dateFormat());
     return time.isValid() ? time.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min();
 }
 
-qint64 updateRank(const QVariant &record)
+// The order of the list: the newest first.
+bool isBefore(qint64 rank, qint64 other)
 {
-    return rankOf(QDateTime::fromString(record.toMap().value(key::UpdateTime).toString(), dateFormat()));
-}
-
-QString textOf(const QDateTime &time)
-{
-    return time.isValid() ? time.toString(dateFormat()) : QString();
-}
-
-// Enters the time of its newest part in a record.
-QDateTime enterUpdateTime(QVariant &entry)
-{
-    QVariantMap record = entry.toMap();
-    const QDateTime latest = latestOf(releaseDates(record));
-    record.insert(key::UpdateTime, textOf(latest));
-    entry = record;
-    return latest;
+    return other < rank;
 }
 
 void fillInstalledVersion(QVariantMap &record, const QString &sectionKey)
 {
     QVariantMap section = record.value(sectionKey).toMap();
     if (section.isEmpty())
-        return; // a section made up here would appear as a tab
+        return; // a section created here would get a tab
     section.insert(key::InstalledVersion, section.value(key::CurrentVersion));
     record.insert(sectionKey, section);
 }
@@ -84,30 +59,37 @@ void fillInstalledVersion(QVariantMap &record, const QString &sectionKey)
 
 QString getLatestDate(const QStringList &dates)
 {
-    return textOf(latestOf(dates));
+    QDateTime latest;
+    for (const QString &date : dates) {
+        const QDateTime time = QDateTime::fromString(date, dateFormat());
+        if (time.isValid() && (!latest.isValid() || latest < time))
+            latest = time;
+    }
+    return latest.isValid() ? latest.toString(dateFormat()) : QString();
 }
 
 void GetNewestDateTime(QList<QVariant> &records)
 {
-    for (QVariant &entry : records)
-        enterUpdateTime(entry);
+    for (QVariant &entry : records) {
+        QVariantMap record = entry.toMap();
+        record.insert(key::UpdateTime, getLatestDate(releaseDates(record)));
+        entry = record;
+    }
 }
 
 bool compareByUpdateTime(const QVariant &a, const QVariant &b)
 {
-    return updateRank(b) < updateRank(a);
+    return isBefore(updateRank(a), updateRank(b));
 }
 
 void SortByUpdateTime(QList<QVariant> &records)
 {
-    // GetNewestDateTime in the order of compareByUpdateTime, with every date parsed once instead of once per comparison.
-    QVector<std::pair<qint64, QVariant>> ranked;
+    GetNewestDateTime(records);
+    QVector<std::pair<qint64, QVariant>> ranked; // parsing the times in every comparison would take most of the time
     ranked.reserve(records.size());
-    for (QVariant &record : records) {
-        const QDateTime time = enterUpdateTime(record);
-        ranked.append({rankOf(time), record});
-    }
-    std::sort(ranked.begin(), ranked.end(), [](const auto &a, const auto &b) { return b.first < a.first; });
+    for (const QVariant &record : qAsConst(records))
+        ranked.append({updateRank(record), record});
+    std::sort(ranked.begin(), ranked.end(), [](const auto &a, const auto &b) { return isBefore(a.first, b.first); });
     std::transform(ranked.cbegin(), ranked.cend(), records.begin(), [](const auto &entry) { return entry.second; });
 }
 
@@ -127,13 +109,11 @@ QVariantMap notesCopy(QVariantMap record)
     return record;
 }
 
-QString installedVersion(const QVariantMap &record)
+QString installedVersion(const QVariantMap &record, const QString &firstSection)
 {
-    QVariantList candidates{record};
-    for (const QString &section : {key::Software, key::Patch, key::OldPatch}) {
+    QVariantList candidates{record.value(firstSection), record};
+    for (const QString &section : {key::Software, key::Patch, key::OldPatch})
         candidates << record.value(section);
-    }
-    candidates << record.value(key::Plugins).toList();
     for (const QVariant &candidate : qAsConst(candidates)) {
         const QVariantMap section = candidate.toMap();
         for (const QString &name : {key::CurrentVersion, key::InstalledVersion}) {
@@ -142,6 +122,16 @@ QString installedVersion(const QVariantMap &record)
         }
     }
     return {};
+}
+
+QVariantMap parts(const QVariantMap &record, const QStringList &keys)
+{
+    QVariantMap result;
+    for (const QString &name : keys) {
+        if (record.contains(name))
+            result.insert(name, record.value(name));
+    }
+    return result;
 }
 
 } // namespace records

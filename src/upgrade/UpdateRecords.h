@@ -4,8 +4,9 @@
 #include <QStringList>
 #include <QVariant>
 
-/// Software update records: one QVariantMap per product with something new, its keys in tarn/upgrade/UpgradeKeys.h. They
-/// come from the upgrade service, so nothing in them can be relied on; a record that is not a map counts as an empty one.
+/// Software update records: one QVariantMap per product with something new, its keys in tarn/keys/UpgradeKeys.h. They
+/// come from the upgrade service: any value may be missing or of another type, and a record that is not a map counts as
+/// an empty one.
 /// All functions are reentrant.
 
 /// @return the latest of the dates that are written "yyyy-MM-dd hh:mm:ss", in the same form; empty when none is
@@ -21,10 +22,13 @@ namespace records {
 
 /// The platform's own software assistant, which manages installations and is itself never offered.
 const QString &assistantName();
-/// @return the copy that goes to the update notes when the user asks for them in the prompt: the installed version stands
-///         in the sections where the notes look for it, and "visualized" is true. All else is unchanged.
+/// @return the copy for the update notes that the user asks for in the prompt: the installed version is also in the
+///         sections, where the notes look for it, and "visualized" is true. Everything else is unchanged.
 QVariantMap notesCopy(QVariantMap record);
-/// @return the installed version: the record's own "CurrentVersion", else that of the first section that has one
-QString installedVersion(const QVariantMap &record);
+/// @return the installed version: of the given section if it has one, else the record's own, else that of the first
+///         section that has one. A plug-in's version is never the product's.
+QString installedVersion(const QVariantMap &record, const QString &firstSection = QString());
+/// @return the record's values under these keys, without those that it lacks
+QVariantMap parts(const QVariantMap &record, const QStringList &keys);
 
 } // namespace records

@@ -7,8 +7,10 @@
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "widgets/QuestionMessageBox.h"
+#include "widgets/TypingGuard.h"
 #include <QLabel>
 #include <QPushButton>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
 
@@ -99,6 +101,79 @@ private slots:
         QCOMPARE(tabTitles(*patch), QStringList{"产品"});
         QVERIFY(made<CUpdateCurExplainDialog>(input({released("产品")}))->findChildren<CExplainItem *>().isEmpty());
         QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
+    }
+
+    void tabTitlesAreWhole_data()
+    {
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<bool>("fit");
+        const QString eighteen = "远帆仿真与结构分析平台专业版软件插件";
+        QTest::newRow("one of 18 characters") << QStringList{eighteen} << true;
+        QTest::newRow("two and a short one") << QStringList{eighteen, eighteen, "插件"} << true;
+        QTest::newRow("ten") << QStringList(QVector<QString>(10, eighteen).toList()) << false;
+        QTest::newRow("absurd") << QStringList{QString(5000, QChar(0x540D))} << false;
+    }
+
+    void tabTitlesAreWhole()
+    {
+        QFETCH(QStringList, names);
+        QFETCH(bool, fit);
+        QVariantList plugins;
+        for (const QString &name : qAsConst(names))
+            plugins << section(name, "3");
+        const auto dialog = made<CUpdateExplainDial>(input({QVariantMap{{"软件名称", "产品"}, {"插件", plugins}}}));
+        dialog->show();
+        const QTabBar *bar = dialog->findChild<QTabWidget *>()->tabBar();
+        QVERIFY(bar->width() <= dialog->width() - 32);
+        bool whole = true;
+        for (int i = 0; i < bar->count(); ++i)
+            whole = whole && bar->fontMetrics().horizontalAdvance(names.at(i)) + 32 <= bar->tabRect(i).width() &&
+                    bar->tabRect(i).right() <= bar->width();
+        QCOMPARE(whole, fit);
+    }
+
+    void typingGuardOnlyWhereUnasked()
+    {
+        const auto isGuarded = [](const CUpdateExplainDial &dialog) {
+            return dialog.findChild<TypingGuard *>() != nullptr;
+        };
+        QVariantMap fromThePrompt = withPatch();
+        fromThePrompt.insert("visualized", true);
+        QVERIFY(isGuarded(*made<CUpdateExplainDial>(input({withPatch()}))));
+        QVERIFY(!isGuarded(*made<CUpdateExplainDial>(input({fromThePrompt}))));
+        QVERIFY(!isGuarded(*made<CUpdateCurExplainDialog>(input({withPatch()}))));
+    }
+
+    void installedVersion_data()
+    {
+        QTest::addColumn<QVariantMap>("record");
+        QTest::addColumn<QString>("ofUpdate");
+        QTest::addColumn<QString>("ofPatch");
+        const auto version = [](const char *text) { return QVariantMap{{"CurrentVersion", QString::fromUtf8(text)}}; };
+        const QVariantMap old{{"旧版本补丁包", QVariantMap{{"CurrentVersion", "0.9"}, {"升级版本", "1"}}}};
+        QVariantMap both = old;
+        both.insert("软件", version("1.0"));
+        QVariantMap own = both;
+        own.insert("CurrentVersion", "2.0");
+        QTest::newRow("sections") << both << "1.0"
+                                  << "0.9";
+        QTest::newRow("the record's own") << own << "2.0"
+                                          << "0.9";
+        QTest::newRow("plug-ins only") << QVariantMap{{"插件", QVariantList{version("7")}},
+                                                      {"旧版本补丁包", QVariantMap{{"升级版本", "1"}}}}
+                                       << ""
+                                       << "";
+    }
+
+    void installedVersion()
+    {
+        QFETCH(QVariantMap, record);
+        made<CUpdateExplainDial>(input({record}))->OnUpdateAhead();
+        made<CUpdateCurExplainDialog>(input({record}))->OnUpdateAhead();
+        const QList<FakeCall> calls = FakeClient::fake().calls();
+        QCOMPARE(calls.size(), 2);
+        QTEST(calls.at(0).values.value("CurrentVersion").toString(), "ofUpdate");
+        QTEST(calls.at(1).values.value("CurrentVersion").toString(), "ofPatch");
     }
 
     void invalidRequest()
@@ -220,21 +295,18 @@ private slots:
 
     void downloadFailures()
     {
-        const QString call = "【统一服务升级下载线程】调用开始下载接口";
-        const QMap<int, QString> lines{{0, "获取在线升级服务失败"}, // no assistant
-                                       {1009, call + "rpc通信失败，返回错误码为：1009，错误信息为：坏%1。"},
-                                       {1003, call + "失败。返回错误码为：1003，错误信息为：坏%1。"}};
-        for (auto it = lines.cbegin(); it != lines.cend(); ++it) {
-            FakeClient::fake().setAvailable(it.key() != 0);
-            if (it.key() != 0)
-                FakeClient::fake().queue("StartDownload", {it.key(), "坏%1", {}, {}});
+        const auto failure = [&] {
             const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
             dialog->show();
             m_log->clear();
             click(dialog.get(), "updateButton");
-            QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{it.value()});
-            QVERIFY(!dialog->isVisible());
-        }
+            return m_log->texts(QtCriticalMsg);
+        };
+        FakeClient::fake().queue("StartDownload", {1009, "坏%1", {}, {}});
+        QCOMPARE(failure(), QStringList{"【统一服务升级下载线程】调用开始下载接口rpc通信失败，返回错误码为：1009，"
+                                        "错误信息为：坏%1。"});
+        FakeClient::fake().setAvailable(false);
+        QCOMPARE(failure(), QStringList{"获取在线升级服务失败"});
     }
 
     void onePerProduct()
