@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QIcon>
 #include <QImageReader>
+#include <QPainter>
 #include <QPixmapCache>
 
 namespace picture {
@@ -16,13 +17,18 @@ bool isSelfContained(const QByteArray &format)
     return format != "svg" && format != "svgz"; // these may name other files
 }
 
-// Our own resources, made sharp at any size by the icon engine, and kept: every box shows some of them.
+// Pictures among the resources, sharp at any size by the icon engine, and cached since every box shows some of them.
 QPixmap loadResource(const QString &path, const QSize &pixels)
 {
     const QString key = QStringLiteral("tarn:%1:%2x%3").arg(path).arg(pixels.width()).arg(pixels.height());
     QPixmap pixmap;
     if (!QPixmapCache::find(key, &pixmap)) {
-        pixmap = QIcon(path).pixmap(pixels);
+        const QIcon icon(path);
+        pixmap = QPixmap(icon.actualSize(pixels));
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap); // QIcon::pixmap() enlarges in a host with AA_UseHighDpiPixmaps
+        icon.paint(&painter, pixmap.rect());
+        painter.end();
         QPixmapCache::insert(key, pixmap);
     }
     return pixmap;
