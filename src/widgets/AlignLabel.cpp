@@ -11,19 +11,13 @@ QString labelSheet()
 }
 } // namespace
 
-CAlignLabel::CAlignLabel(const QString &label, const QString &value, QWidget *parent)
+CAlignLabel::CAlignLabel(QWidget *parent)
     : QWidget(parent)
-{
-    CreateWidget(label, value);
-}
-
-void CAlignLabel::CreateWidget(QString label, QString value)
+    , m_label(new QLabel(this))
+    , m_value(new ElideLabel(this))
 {
     setStyleSheet(labelSheet());
-    m_label = new QLabel(this);
     m_label->setTextFormat(Qt::PlainText);
-    m_label->setText(label);
-    m_value = new ElideLabel(value, this);
     for (QLabel *part : {m_label, static_cast<QLabel *>(m_value)})
         part->setFont(look::yaHei(12, QFont::Normal, this));
     auto *row = new QHBoxLayout(this);
@@ -31,6 +25,12 @@ void CAlignLabel::CreateWidget(QString label, QString value)
     row->setSpacing(look::scaled(8, this));
     row->addWidget(m_label);
     row->addWidget(m_value, 1);
+}
+
+void CAlignLabel::CreateWidget(QString label, QString value)
+{
+    m_label->setText(label);
+    m_value->setFullText(value);
 }
 
 void CAlignLabel::align(const QList<CAlignLabel *> &rows)

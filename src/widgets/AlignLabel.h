@@ -11,16 +11,14 @@ class CAlignLabel : public QWidget
 {
     Q_OBJECT
 public:
-    CAlignLabel(const QString &label, const QString &value, QWidget *parent);
+    explicit CAlignLabel(QWidget *parent);
 
-    QLabel *label() const { return m_label; }
-    ElideLabel *value() const { return m_value; } // a value that is too long is elided, with a tool tip
+    /// Shows this pair, instead of an earlier one. A value that is too long is elided, with a tool tip.
+    void CreateWidget(QString label, QString value);
     /// Gives the labels of these rows one width, so that the values begin under each other.
     static void align(const QList<CAlignLabel *> &rows);
 
 private:
-    void CreateWidget(QString label, QString value);
-
     QLabel *m_label = nullptr;
     ElideLabel *m_value = nullptr;
 };

@@ -5,8 +5,8 @@
 class QMenu;
 
 /// Line edit with a context menu in the product's language. A masked text can neither be copied nor cut; what is copied
-/// from an unmasked password field is marked for clipboard managers as secret. Without an accessible name of its own it
-/// goes by its placeholder. GUI thread.
+/// from an unmasked password field is marked for clipboard managers as secret. Without another accessible name it has that of
+/// its placeholder. GUI thread.
 class CCustomLineEdit : public QLineEdit
 {
     Q_OBJECT
@@ -18,8 +18,6 @@ public:
     void setPasswordField(bool password);
     /// A new menu with the four actions; the caller owns it.
     QMenu *CreateRightClickMenu();
-
-public slots:
     void OnShowContextMenu(const QPoint &position);
     void OnCopyClicked(bool checked);
     void OnCutClicked(bool checked);

@@ -1,6 +1,5 @@
 #include "widgets/DNSAnalysisTool.h"
 #include "base/Log.h"
-#include <QHostAddress>
 #include <QHostInfo>
 #include <QRegularExpression>
 
@@ -17,38 +16,23 @@ bool matchesWhole(const QString &pattern, const char *text)
     return expression.match(QString::fromUtf8(text)).hasMatch();
 }
 
-// "host", "host:port" or "[v6]:port"; false when it is none of them.
-bool splitAuthority(const QString &authority, int ownPort, URL_RESULT_T *result)
+// Takes "host" or "host:port", up to the path. False when the rest begins with neither.
+bool splitHost(const QString &rest, int ownPort, URL_RESULT_T *result)
 {
     static const QRegularExpression form(QRegularExpression::anchoredPattern(
-        QStringLiteral("(?:\\[([^\\[\\]]+)\\]|([^:\\[\\]@\\s\\x00-\\x1f]+))(?::([0-9]{0,5}))?")));
-    const QRegularExpressionMatch match = form.match(authority);
-    if (!match.hasMatch())
-        return false;
-    const bool v6 = !match.captured(1).isEmpty();
-    result->host = v6 ? match.captured(1) : match.captured(2);
-    const QString port = match.captured(3);
+        QStringLiteral("([^:/?#@\\[\\]\\s\\x00-\\x1f]++)(?::([0-9]{0,5}))?(?s:[/?#].*)?")));
+    const QRegularExpressionMatch match = form.match(rest);
+    const QString port = match.captured(2);
+    result->host = match.captured(1);
     result->port = port.isEmpty() ? ownPort : port.toInt();
-    if (result->port < 1 || result->port > 65535)
-        return false;
-    return !v6 || QHostAddress(result->host).protocol() == QAbstractSocket::IPv6Protocol;
-}
-
-void splitPath(const QString &rest, QString *authority, QString *path)
-{
-    static const QRegularExpression end(QStringLiteral("[/?#]"));
-    const int at = rest.indexOf(end);
-    *authority = at < 0 ? rest : rest.left(at);
-    *path = at < 0 ? QString() : rest.mid(at);
-    if (!path->startsWith(QLatin1Char('/')))
-        path->prepend(QLatin1Char('/'));
+    return match.hasMatch() && result->port >= 1 && result->port <= 65535;
 }
 
 // Empty when the host is of no known kind or cannot be resolved.
 QString addressOf(const QString &host)
 {
     const QByteArray bytes = host.toUtf8();
-    if (DNSAnalysisTool::IsIp(bytes.constData()) || host.contains(QLatin1Char(':')))
+    if (DNSAnalysisTool::IsIp(bytes.constData()))
         return host;
     if (!DNSAnalysisTool::IsDomain(bytes.constData()))
         return QString();
@@ -75,17 +59,15 @@ bool DNSAnalysisTool::ParseDomainAddress(const QString &url, URL_RESULT_T *resul
         VT_LOG(warning) << QStringLiteral("invalid url2: %1").arg(url);
         return false;
     }
-    QString authority;
-    splitPath(rest, &authority, &parts.path);
     const int ownPort = parts.scheme == QLatin1String("http") ? 80 : 443;
-    if (!splitAuthority(authority, ownPort, &parts)) {
-        // Without the text: it may hold a password.
-        VT_LOG(warning) << QStringLiteral("invalid url3: host, port or user name");
+    if (!splitHost(rest, ownPort, &parts)) {
+        VT_LOG(warning) << QStringLiteral(
+            "【解析地址】主机、端口或用户名无效。"); // without the text: it may hold a password
         return false;
     }
     parts.address = addressOf(parts.host);
     if (parts.address.isEmpty())
-        VT_LOG(warning) << QStringLiteral("invalid url4: %1").arg(parts.host);
+        VT_LOG(warning) << QStringLiteral("【解析地址】主机名无法解析：%1").arg(parts.host);
     if (result)
         *result = parts;
     return !parts.address.isEmpty();

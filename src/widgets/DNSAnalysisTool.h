@@ -5,13 +5,12 @@
 
 namespace ServiceVisualized {
 
-/// An address in its parts.
+/// The parts of an address that name its server.
 struct URL_RESULT_T
 {
     QString scheme;  // "http" or "https"
-    QString host;    // name, dotted IPv4 address, or IPv6 address without its brackets
+    QString host;    // name or dotted IPv4 address
     int port = 0;    // the scheme's own (80, 443) when the address names none
-    QString path;    // with its leading slash and with query and fragment; "/" when the address has none
     QString address; // the host's IP address; empty when the name could not be resolved
 };
 

@@ -25,17 +25,17 @@ public:
     void setLineEditMaxLength(int length);
     /// The text must match as a whole; an empty or invalid expression lifts the restriction.
     void setLineEditRegExp(const QRegExp &expression);
+
+    // The context menu and its actions are those of the line edit.
     QMenu *CreateRightClickMenu();
-
-signals:
-    void SuffixBtnClickedSignal();
-
-public slots:
     void OnShowContextMenu(const QPoint &position);
     void OnCopyClicked(bool checked);
     void OnCutClicked(bool checked);
     void OnPasteClicked(bool checked);
     void OnSelAllClicked(bool checked);
+
+signals:
+    void SuffixBtnClickedSignal();
 
 private slots:
     void SuffixBtnClicked();
