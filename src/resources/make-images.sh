@@ -10,7 +10,7 @@ trap 'rm -rf "$tmp"' EXIT
 png() { rsvg-convert -w "$2" -h "$2" "sources/$1.svg" -o "$tmp/raw.png" && convert "$tmp/raw.png" -strip "PNG32:$3"; }
 
 # Large enough for 192 dpi at every size in use; the user of a picture always gives the size to show.
-for name in min2 max2 restore2 normal error warning success question; do
+for name in min2 max2 normal error warning success question; do
     png "$name" 96 "images/$name.png"
 done
 

@@ -14,7 +14,6 @@ public:
 
     CCustomBtn(const QString &text, Tone tone, QWidget *parent);
 
-    Tone tone() const { return m_tone; }
     QString toneName() const; // "Grey", "Blue", ...
 
 protected:

@@ -31,8 +31,7 @@ CustomTitleBar::CustomTitleBar(QWidget *parent)
 
 void CustomTitleBar::AddCloseButton()
 {
-    QPushButton *button =
-        addButton(QStringLiteral("closeButton"), QStringLiteral("关闭"), QStringLiteral(":/images/images/close3.svg"));
+    QPushButton *button = addButton(QStringLiteral("closeButton"), QStringLiteral("关闭"), look::icon::Close);
     connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnCloseBtnClicked);
     QMargins margins = m_layout->contentsMargins();
     margins.setRight(0); // the corner is the easiest target on the screen
@@ -41,15 +40,13 @@ void CustomTitleBar::AddCloseButton()
 
 void CustomTitleBar::AddMinumButton()
 {
-    QPushButton *button = addButton(QStringLiteral("minimiseButton"), QStringLiteral("最小化"),
-                                    QStringLiteral(":/images/images/min2.png"));
+    QPushButton *button = addButton(QStringLiteral("minimiseButton"), QStringLiteral("最小化"), look::icon::Minimise);
     connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnMinumBtnClicked);
 }
 
 void CustomTitleBar::AddMaxumButton()
 {
-    QPushButton *button = addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"),
-                                    QStringLiteral(":/images/images/max2.png"));
+    QPushButton *button = addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"), look::icon::Maximise);
     connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnMaxumBtnClicked);
 }
 

@@ -125,7 +125,7 @@ void CIconEditWidget::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(m_edit->hasFocus() ? QColor(0x37, 0x9A, 0xF5) : QColor(0xCB, 0xD0, 0xD7));
+    painter.setPen(m_edit->hasFocus() ? QColor(look::Blue) : QColor(0xCB, 0xD0, 0xD7));
     painter.setBrush(Qt::white);
     const qreal radius = look::scaled(Radius, this);
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);

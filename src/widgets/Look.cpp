@@ -15,19 +15,26 @@ QString chineseName()
     return QStringLiteral("微软雅黑");
 }
 
-// For style sheets, which name one family only. It touches requests for these two names and nothing else in the host.
+// For the two names alone, which style sheets and windows ask for: nothing else in the host changes.
 void addSubstitutes()
 {
-    const QStringList faces = {QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Source Han Sans SC"),
-                               QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("WenQuanYi Zen Hei")};
+    const QStringList faces = {QStringLiteral("Noto Sans CJK SC"),    QStringLiteral("Noto Sans SC"),
+                               QStringLiteral("Source Han Sans SC"),  QStringLiteral("Source Han Sans CN"),
+                               QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("WenQuanYi Zen Hei"),
+                               QStringLiteral("Droid Sans Fallback")};
     QFont::insertSubstitutions(latinName(), faces);
     QFont::insertSubstitutions(chineseName(), faces);
 }
 
-QFont face(const QString &family, int size, int weight, const QWidget *w)
+void addSubstitutesOnce()
 {
     static const bool added = (addSubstitutes(), true);
     Q_UNUSED(added)
+}
+
+QFont face(const QString &family, int size, int weight, const QWidget *w)
+{
+    addSubstitutesOnce();
     QFont font(family);
     font.setPixelSize(std::max(1, scaled(size, w)));
     font.setWeight(weight);
@@ -41,8 +48,8 @@ QString button(const QString &selector, const QString &normal, const QString &ho
                           "%1:hover{%3}"
                           "%1:pressed{%4}"
                           "%1:focus{%5}"
-                          "%1:disabled{background-color:#ECEEF1; border:1px solid #DFE2E6; color:#A5ABB3;}")
-        .arg(selector, normal, hover, pressed, focus);
+                          "%1:disabled{background-color:#ECEEF1; border:1px solid #DFE2E6; color:%6;}")
+        .arg(selector, normal, hover, pressed, focus, TextDisabled);
 }
 
 } // namespace
@@ -69,9 +76,10 @@ QString px(int designPx, const QWidget *w)
 
 QString greyButton(const QString &selector)
 {
-    return button(selector, QStringLiteral("background-color:#F4F5F7; border:1px solid #CBD0D7; color:#454D5A;"),
+    return button(selector,
+                  QStringLiteral("background-color:#F4F5F7; border:1px solid #CBD0D7; color:%1;").arg(TextDark),
                   QStringLiteral("background-color:#FFFFFF; border-color:#A9B1BB;"),
-                  QStringLiteral("background-color:#E6E9ED;"), QStringLiteral("border:2px solid #379AF5;"));
+                  QStringLiteral("background-color:#E6E9ED;"), QStringLiteral("border:2px solid %1;").arg(Blue));
 }
 
 QString blueButton(const QString &selector)
@@ -84,21 +92,17 @@ QString blueButton(const QString &selector)
 
 QString whiteButton(const QString &selector)
 {
-    return button(selector, QStringLiteral("background-color:white; border:1px solid #D5D9DF; color:#454D5A;"),
-                  QStringLiteral("border-color:#379AF5; color:#1E7FD8;"), QStringLiteral("background-color:#EBF4FE;"),
-                  QStringLiteral("border:2px solid #379AF5;"));
+    return button(
+        selector, QStringLiteral("background-color:white; border:1px solid %1; color:%2;").arg(BorderGrey, TextDark),
+        QStringLiteral("border-color:%1; color:%2;").arg(Blue, TextBlue),
+        QStringLiteral("background-color:%1;").arg(PaleBlue), QStringLiteral("border:2px solid %1;").arg(Blue));
 }
 
 QString linkButton(const QString &selector)
 {
-    return button(selector, QStringLiteral("background-color:transparent; border:none; color:#1E7FD8;"),
-                  QStringLiteral("color:#0C64EB; text-decoration:underline;"), QStringLiteral("color:#0B4F94;"),
-                  QStringLiteral("border:1px dotted #379AF5;"));
-}
-
-QString buttons()
-{
-    return greyButton() + blueButton() + whiteButton() + linkButton();
+    return button(selector, QStringLiteral("background-color:transparent; border:none; color:%1;").arg(TextBlue),
+                  QStringLiteral("color:%1; text-decoration:underline;").arg(LinkBlue),
+                  QStringLiteral("color:#0B4F94;"), QStringLiteral("border:1px dotted %1;").arg(Blue));
 }
 
 QString thinScrollBars(const QString &selector, int width, const QString &ground, const QString &handle,
@@ -123,27 +127,30 @@ QString titleBand(const QString &ground, const QString &line)
     return QStringLiteral("CustomTitleBar{background-color:%1; %2}").arg(ground, bottom);
 }
 
-QString lineEdit(const QString &selector)
+QString tabs(int height, const QString &size, const QWidget *w)
 {
-    return QStringLiteral("%1{background-color:white; border:1px solid #CBD0D7; border-radius:3px; color:#454D5A;"
-                          " padding:0px 6px; selection-background-color:#379AF5; selection-color:white;}"
-                          "%1:hover{border-color:#A9B1BB;}"
-                          "%1:focus{border-color:#379AF5;}"
-                          "%1:disabled{background-color:#F4F5F7; color:#A5ABB3;}")
-        .arg(selector);
+    return QStringLiteral("QTabWidget::pane{border:none;border-top:1px solid %1;background-color:white;}"
+                          "QTabBar{background-color:white;}"
+                          "QTabBar::tab{background-color:white;border:none;border-bottom:2px solid transparent;"
+                          "color:#636D7E;height:%2;margin:0px;%3}"
+                          "QTabBar::tab:hover{color:%4;}"
+                          "QTabBar::tab:selected{color:%4;border-bottom-color:%5;}"
+                          "QTabBar::tab:focus{background-color:%6;}")
+        .arg(RuleGrey, px(height, w), size, TextBlue, Blue, PaleBlue);
 }
 
 QString menu(const QWidget *w)
 {
-    return QStringLiteral("QMenu{background-color:white; border:1px solid #D5D9DF; color:#454D5A; padding:%1 0px;}"
+    return QStringLiteral("QMenu{background-color:white; border:1px solid %3; color:%4; padding:%1 0px;}"
                           "QMenu::item{padding:%1 %2 %1 %2; background-color:transparent;}"
-                          "QMenu::item:selected{background-color:#EBF4FE; color:#1E7FD8;}"
-                          "QMenu::item:disabled{background-color:transparent; color:#A5ABB3;}")
-        .arg(px(5, w), px(24, w));
+                          "QMenu::item:selected{background-color:%5; color:%6;}"
+                          "QMenu::item:disabled{background-color:transparent; color:%7;}")
+        .arg(px(5, w), px(24, w), BorderGrey, TextDark, PaleBlue, TextBlue, TextDisabled);
 }
 
 void prepareWindow(QWidget *window, const QString &title)
 {
+    addSubstitutesOnce(); // this may be the first window, and name the face in its sheet only
     const QString name = QString::fromLatin1(window->metaObject()->className()).section(QStringLiteral("::"), -1);
     window->setObjectName(name);
     window->setWindowRole(name);

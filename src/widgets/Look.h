@@ -5,10 +5,9 @@
 
 class QWidget;
 
-/// The looks that windows share: fonts, sizes, colours and style sheet rules. Rules are meant to be joined into the one
-/// sheet of a dialog, set once and last, when all children are there and named: what asks for a size before remembers
-/// that no rule applied; sizes in them are scaled from the design's 96 DPI by the screen of `w` (null: primary screen).
-/// GUI thread.
+/// The looks that windows share: fonts, sizes, colours and style sheet rules. A dialog joins the rules into one sheet and
+/// sets it last, when all children exist and have their names: a widget that is asked for its size before keeps the size
+/// without the rules. Sizes are scaled from the design's 96 DPI by the screen of `w` (null: primary screen). GUI thread.
 namespace look {
 
 // Colours, for sheets and painters
@@ -22,6 +21,7 @@ inline constexpr QLatin1String TextDark("#454D5A");  // running text
 inline constexpr QLatin1String TextBlack("#333333"); // titles and names
 inline constexpr QLatin1String TextGrey("#7F7F7F");  // secondary text
 inline constexpr QLatin1String TextDisabled("#A5ABB3");
+inline constexpr QLatin1String FrameGrey("#ADADAD");  // borders of the smaller windows
 inline constexpr QLatin1String BandGrey("#EEF0F5");   // title band of message boxes
 inline constexpr QLatin1String BorderGrey("#D5D9DF"); // borders of fields and menus, handles of scroll bars
 inline constexpr QLatin1String RuleGrey("#E4E8EE");   // lines between parts
@@ -79,21 +79,19 @@ QString blueButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"B
 QString whiteButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"White\"]"));
 /// No face, blue text: links such as "忘记密码".
 QString linkButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"Link\"]"));
-/// All of the above, for a dialog that uses several tones.
-QString buttons();
 /// Thin scroll bars without arrows: a handle on a ground, `width` design pixels wide, in every descendant of the
-/// selector, e.g. look::thinScrollBars("#rows", 6, "white", "#D5D9DF").
+/// selector, e.g. look::thinScrollBars("#rows", 6, "white", look::BorderGrey).
 QString thinScrollBars(const QString &selector, int width, const QString &ground, const QString &handle,
                        const QWidget *w = nullptr);
 /// A title bar's ground and, unless empty, the colour of the line under it.
 QString titleBand(const QString &ground, const QString &line = QString());
-/// Text fields: white with a grey border, blue when focused.
-QString lineEdit(const QString &selector = QStringLiteral("QLineEdit"));
+/// Flat tabs with a blue line under the selected one. `size` are further properties of a tab, e.g. "width:150px;".
+QString tabs(int height, const QString &size, const QWidget *w = nullptr);
 /// White pop-up menus with a blue selection.
 QString menu(const QWidget *w = nullptr);
 
-/// What every top-level window of ours has: a title for X11 tools and screen readers, the class name as object name and
-/// X role, and no say in the host's "last window closed". Call it from the most derived constructor.
+/// Gives a top-level window its title, and its class name as object name and X role, by which X11 tools and screen readers
+/// tell the windows apart. The host's event loop does not end with the window. Called first in the most derived class.
 void prepareWindow(QWidget *window, const QString &title);
 
 } // namespace look

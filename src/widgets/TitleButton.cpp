@@ -40,7 +40,7 @@ void TitleButton::paintEvent(QPaintEvent *)
     picture.moveCenter(rect().center());
     icon().paint(&painter, picture, Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
     if (hasFocus()) {
-        painter.setPen(QPen(QColor(0x37, 0x9A, 0xF5), 2));
+        painter.setPen(QPen(QColor(look::Blue), 2));
         painter.drawRect(rect().adjusted(1, 1, -1, -1));
     }
 }

@@ -16,8 +16,6 @@ public:
     {
     }
 
-    bool isActive() const { return m_active; }
-
     // Positions are global. A move without a press does nothing.
     void press(const QPoint &global);
     void move(const QPoint &global);

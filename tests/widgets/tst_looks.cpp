@@ -138,7 +138,7 @@ private slots:
     {
         QWidget page;
         QLineEdit first(&page); // takes the focus when the window opens
-        page.setStyleSheet(look::buttons());
+        page.setStyleSheet(look::greyButton() + look::blueButton() + look::whiteButton() + look::linkButton());
         QList<CCustomBtn *> all;
         for (const auto tone : {CCustomBtn::Grey, CCustomBtn::Blue, CCustomBtn::White, CCustomBtn::Link})
             all.append(new CCustomBtn(QStringLiteral("全部忽略"), tone, &page));

@@ -20,7 +20,8 @@ QString title()
 
 QString pageSheet()
 {
-    return QStringLiteral("#page{background-color:white;border:1px solid #D5D9DF;}") + look::buttons();
+    return QStringLiteral("#page{background-color:white;border:1px solid #D5D9DF;}") + look::greyButton() +
+           look::blueButton() + look::whiteButton() + look::linkButton();
 }
 
 // A white page for widgets that are not windows.
@@ -137,7 +138,7 @@ GALLERY_SCENE(widgets, Edits, "Edit fields: plain, with icon and button, masked.
     for (QWidget *edit :
          {static_cast<QWidget *>(plain), static_cast<QWidget *>(phone), static_cast<QWidget *>(password)})
         ground->layout()->addWidget(edit);
-    ground->setStyleSheet(pageSheet() + look::lineEdit(QStringLiteral("#page>QLineEdit")));
+    ground->setStyleSheet(pageSheet());
     return ground;
 }
 
