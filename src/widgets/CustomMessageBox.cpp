@@ -1,12 +1,11 @@
 #include "widgets/CustomMessageBox.h"
-#include "widgets/AlertRole.h"
-#include "widgets/BringToFront.h"
+#include "widgets/BoxContent.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
-#include "widgets/MessageBody.h"
-#include "widgets/MessageText.h"
-#include <QHBoxLayout>
-#include <QLabel>
+#include "widgets/Look.h"
+#include <QPointer>
+
+using tarn::visualized::BoxContent;
 
 namespace {
 
@@ -16,34 +15,25 @@ QString boxSheet()
     return QStringLiteral("#CustomMessageBox{border:none;background-color:white;}");
 }
 
-QString statusIcon(eTipStatus status)
+struct Tone
 {
-    switch (status) {
-    case eTipError:
-        return QStringLiteral(":/images/images/error.png");
-    case eTipWarning:
-        return QStringLiteral(":/images/images/warning.png");
-    case eTipSuccess:
-        return QStringLiteral(":/images/images/success.png");
-    case eTipNormal:
-        break;
-    }
-    return QStringLiteral(":/images/images/normal.png");
-}
+    QString icon;
+    QString name; // for screen readers
+};
 
-QString statusName(eTipStatus status)
+Tone toneOf(eTipStatus status)
 {
     switch (status) {
     case eTipError:
-        return QStringLiteral("错误");
+        return {look::icon::Error, QStringLiteral("错误")};
     case eTipWarning:
-        return QStringLiteral("警告");
+        return {look::icon::Warning, QStringLiteral("警告")};
     case eTipSuccess:
-        return QStringLiteral("成功");
+        return {look::icon::Success, QStringLiteral("成功")};
     case eTipNormal:
         break;
     }
-    return QStringLiteral("提示");
+    return {look::icon::Normal, QStringLiteral("提示")};
 }
 
 } // namespace
@@ -56,35 +46,21 @@ CustomMessageBox::CustomMessageBox(const QString &title, const QString &text, eT
 
 void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatus status)
 {
-    messagebody::makeColumn(this, title);
-
-    QLabel *label = messagebody::addText(this, statusIcon(status), statusName(status), text);
-    connect(label, &QLabel::linkActivated, this, &CustomMessageBox::onLinkClick);
-    QWidget *band = messagebody::addButtonBand(this);
-    m_okButton = messagebody::addButton(band, QStringLiteral("确定"), true);
-    m_okButton->setObjectName(QStringLiteral("okButton"));
-    static_cast<QHBoxLayout *>(band->layout())->addStretch(1);
-    connect(m_okButton, &CCustomBtn::clicked, this, &CustomMessageBox::on_close_btn_clicked);
-
-    CustomTitleBar *bar = messagebody::addTitleBar(this, title);
+    const Tone tone = toneOf(status);
+    m_content = new BoxContent(this, title, tone.icon, tone.name, text);
+    connect(m_content, &BoxContent::linkFollowed, this, &CustomMessageBox::onLinkClick);
+    CCustomBtn *ok = m_content->addButton(QStringLiteral("确定"), QStringLiteral("okButton"), true);
+    connect(ok, &CCustomBtn::clicked, this, &CustomMessageBox::on_close_btn_clicked);
+    const CustomTitleBar *bar = m_content->addTitleBar();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CustomMessageBox::on_close_btn_clicked);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CustomMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CustomMessageBox::OnCustomTitleBarmoved);
-
-    setStyleSheet(boxSheet() + messagebody::sheet(this));
-    messagebody::finish(this);
-    alert::describe(this, messagetext::spoken(text));
-    front::neutralFocus(this);
+    m_content->finish(boxSheet());
 }
 
 void CustomMessageBox::setOrigin(eBoxOrigin origin)
 {
-    const bool asked = origin == eBoxOrigin::AskedFor;
-    m_okButton->setDefault(asked);
-    if (asked)
-        m_okButton->setFocus(Qt::OtherFocusReason);
-    else
-        front::neutralFocus(this);
+    m_content->setOrigin(origin);
 }
 
 void CustomMessageBox::on_close_btn_clicked()
@@ -94,24 +70,17 @@ void CustomMessageBox::on_close_btn_clicked()
 
 void CustomMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
 {
-    m_drag.press(QPoint(nPosX, nPosY));
+    m_content->press(nPosX, nPosY);
 }
 
 void CustomMessageBox::OnCustomTitleBarmoved(int nPosX, int nPosY)
 {
-    m_drag.move(QPoint(nPosX, nPosY));
+    m_content->move(nPosX, nPosY);
 }
 
-void CustomMessageBox::onLinkClick(const QString &link)
+void CustomMessageBox::onLinkClick(const QString &)
 {
     m_linkClicked = true;
-    messagebody::openLink(link);
-}
-
-void CustomMessageBox::showEvent(QShowEvent *event)
-{
-    QDialog::showEvent(event);
-    alert::announce(this);
 }
 
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked)
@@ -122,7 +91,7 @@ void CstmMessageBox(const QString &title, const QString &text, eTipStatus status
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked,
                     eBoxOrigin origin)
 {
-    // On the heap and watched: the parent, and the box with it, can die while the box runs.
+    // On the heap and watched: the parent, and the box with it, can be destroyed while the box runs.
     const QPointer<CustomMessageBox> box = new CustomMessageBox(title, text, status, parent);
     box->setOrigin(origin);
     box->setWindowModality(Qt::WindowModal);

@@ -1,14 +1,11 @@
 #pragma once
 
 #include "widgets/TipStatus.h"
-#include "widgets/WindowDrag.h"
 #include <QDialog>
 
-class CCustomBtn;
-
-/// Whether the user is waiting for a box. One that comes unasked may take the keyboard while the user types elsewhere, so
-/// nothing in it is the default; Tab and Space or Return work in both.
-enum class eBoxOrigin { Unasked, AskedFor };
+namespace tarn::visualized {
+class BoxContent;
+}
 
 /// A notice with a title bar, a status icon, a text (which may hold links) and the button "确定". GUI thread.
 class CustomMessageBox final : public QDialog
@@ -28,20 +25,16 @@ private slots:
     void OnCustomTitleBarmoved(int nPosX, int nPosY);
     void onLinkClick(const QString &link);
 
-protected:
-    void showEvent(QShowEvent *event) override;
-
 private:
     void Init(const QString &title, const QString &text, eTipStatus status);
 
-    WindowDrag m_drag{this};
-    CCustomBtn *m_okButton = nullptr;
+    tarn::visualized::BoxContent *m_content = nullptr;
     bool m_linkClicked = false;
 };
 
-/// Shows a notice, modal to the parent's window, and returns when it is closed or its parent has died.
+/// Shows a notice, modal to the parent's window, and returns when it is closed or its parent is destroyed.
 /// @param linkClicked may be null; set to true when a link was followed, never to false, and not touched once the parent
-///        has died
+///        is destroyed
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent,
                     bool *linkClicked = nullptr);
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked,

@@ -1,12 +1,11 @@
 #include "widgets/QuestionMessageBox.h"
-#include "widgets/AlertRole.h"
-#include "widgets/BringToFront.h"
+#include "widgets/BoxContent.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
-#include "widgets/MessageBody.h"
-#include "widgets/MessageText.h"
-#include <QLabel>
+#include <QPointer>
+
+using tarn::visualized::BoxContent;
 
 namespace {
 // Look
@@ -24,46 +23,27 @@ QuestionMessageBox::QuestionMessageBox(const QString &title, const QString &text
 
 void QuestionMessageBox::Init(const QString &title, const QString &text)
 {
-    messagebody::makeColumn(this, title);
-
-    QLabel *label =
-        messagebody::addText(this, QStringLiteral(":/images/images/question.png"), QStringLiteral("询问"), text);
-    connect(label, &QLabel::linkActivated, this, &QuestionMessageBox::onLinkClick);
-    QWidget *band = messagebody::addButtonBand(this);
-    m_okButton = messagebody::addButton(band, QStringLiteral("确定"), true);
-    m_okButton->setObjectName(QStringLiteral("okButton"));
-    m_cancelButton = messagebody::addButton(band, QStringLiteral("取消"), false);
-    m_cancelButton->setObjectName(QStringLiteral("cancelButton"));
+    m_content = new BoxContent(this, title, look::icon::Question, QStringLiteral("询问"), text);
+    m_okButton = m_content->addButton(QStringLiteral("确定"), QStringLiteral("okButton"), true);
+    m_cancelButton = m_content->addButton(QStringLiteral("取消"), QStringLiteral("cancelButton"), false);
     connect(m_okButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_ok_btn_clicked);
     connect(m_cancelButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_concel_btn_clicked);
-
-    CustomTitleBar *bar = messagebody::addTitleBar(this, title);
-    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QuestionMessageBox::on_close_btn_clicked);
+    const CustomTitleBar *bar = m_content->addTitleBar();
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QuestionMessageBox::on_concel_btn_clicked);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &QuestionMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &QuestionMessageBox::OnCustomTitleBarmoved);
-
-    setStyleSheet(boxSheet() + look::greyButton() + messagebody::sheet(this));
-    messagebody::finish(this);
-    alert::describe(this, messagetext::spoken(text));
-    front::neutralFocus(this);
+    m_content->finish(boxSheet());
 }
 
 void QuestionMessageBox::SetButtonText(const QString &okText, const QString &cancelText)
 {
-    if (!okText.isEmpty())
-        m_okButton->setText(okText);
-    if (!cancelText.isEmpty())
-        m_cancelButton->setText(cancelText);
+    m_okButton->setText(okText);
+    m_cancelButton->setText(cancelText);
 }
 
 void QuestionMessageBox::setOrigin(eBoxOrigin origin)
 {
-    const bool asked = origin == eBoxOrigin::AskedFor;
-    m_okButton->setDefault(asked);
-    if (asked)
-        m_okButton->setFocus(Qt::OtherFocusReason);
-    else
-        front::neutralFocus(this);
+    m_content->setOrigin(origin);
 }
 
 void QuestionMessageBox::on_ok_btn_clicked()
@@ -76,30 +56,14 @@ void QuestionMessageBox::on_concel_btn_clicked()
     reject();
 }
 
-void QuestionMessageBox::on_close_btn_clicked()
-{
-    reject();
-}
-
 void QuestionMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
 {
-    m_drag.press(QPoint(nPosX, nPosY));
+    m_content->press(nPosX, nPosY);
 }
 
 void QuestionMessageBox::OnCustomTitleBarmoved(int nPosX, int nPosY)
 {
-    m_drag.move(QPoint(nPosX, nPosY));
-}
-
-void QuestionMessageBox::onLinkClick(const QString &link)
-{
-    messagebody::openLink(link);
-}
-
-void QuestionMessageBox::showEvent(QShowEvent *event)
-{
-    QDialog::showEvent(event);
-    alert::announce(this);
+    m_content->move(nPosX, nPosY);
 }
 
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText)

@@ -2,6 +2,12 @@
 
 #include "widgets/CustomMessageBox.h"
 
+class CCustomBtn;
+
+namespace tarn::visualized {
+class BoxContent;
+}
+
 /// A question with two buttons, "确定" and "取消" unless set otherwise. Escape and the close button answer like the
 /// second one. GUI thread.
 class QuestionMessageBox final : public QDialog
@@ -10,7 +16,6 @@ class QuestionMessageBox final : public QDialog
 public:
     QuestionMessageBox(const QString &title, const QString &text, QWidget *parent);
 
-    /// An empty text leaves the button's text as it is.
     void SetButtonText(const QString &okText, const QString &cancelText);
     /// eBoxOrigin::AskedFor makes the first button the default; Unasked is the initial state.
     void setOrigin(eBoxOrigin origin);
@@ -18,24 +23,19 @@ public:
 private slots:
     void on_ok_btn_clicked();
     void on_concel_btn_clicked(); // misspelt on purpose: a fixed name
-    void on_close_btn_clicked();
     void OnCustomTitleBarPressed(int nPosX, int nPosY);
     void OnCustomTitleBarmoved(int nPosX, int nPosY);
-    void onLinkClick(const QString &link);
-
-protected:
-    void showEvent(QShowEvent *event) override;
 
 private:
     void Init(const QString &title, const QString &text);
 
-    WindowDrag m_drag{this};
+    tarn::visualized::BoxContent *m_content = nullptr;
     CCustomBtn *m_okButton = nullptr;
     CCustomBtn *m_cancelButton = nullptr;
 };
 
 /// Asks a question, modal to the parent's window.
-/// @return 1 when the first button was pressed, else 0; also 0 when the parent died meanwhile
+/// @return 1 when the first button was pressed, else 0; also 0 when the parent is destroyed meanwhile
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent,
                         QString okText = QStringLiteral("确定"), QString cancelText = QStringLiteral("取消"));
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText,

@@ -6,6 +6,7 @@ namespace tarn::visualized::text {
 namespace {
 
 constexpr QChar Ellipsis(0x2026);
+constexpr QChar BreakHere(0x200B);
 
 // Up to `most` lines; the last one holds all the rest of the text.
 QStringList broken(const QString &text, const QFont &font, int width, int most)
@@ -51,6 +52,15 @@ QString elided(const QString &text, const QFont &font, int width, int lines)
     QStringList result = broken(flat, font, width, lines);
     result.last() = metrics.elidedText(result.last(), Qt::ElideRight, width);
     return result.join(QLatin1Char('\n'));
+}
+
+// Not escaped: a text without any other markup is shown as plain text.
+QString literal(const QString &words)
+{
+    QString result = words;
+    for (const QChar begin : {QLatin1Char('<'), QLatin1Char('&')})
+        result.replace(begin, begin + QString(BreakHere));
+    return result;
 }
 
 QString toolTip(const QString &text)

@@ -1,5 +1,6 @@
 #include "widgets/TimingMessageBox.h"
-#include "widgets/AlertRole.h"
+#include "widgets/AccessibleRole.h"
+#include "widgets/BoxContent.h"
 #include "widgets/Compositor.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
@@ -39,7 +40,7 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
     const int margin = look::scaled(ShadowMargin, this);
     column->setContentsMargins(margin, margin, margin, margin);
     column->addWidget(textPanel(text));
-    alert::describe(this, text);
+    tarn::visualized::accessible::setRole(this, QAccessible::AlertMessage);
     resize(qMin(layout()->sizeHint().width(), maximumWidth()), height());
 
     auto *timer = new QTimer(this);
@@ -82,7 +83,8 @@ void CTimingMessageBox::CloseDialog()
 void CTimingMessageBox::showEvent(QShowEvent *event)
 {
     QDialog::showEvent(event);
-    alert::announce(this);
+    tarn::visualized::centreOverParent(this);
+    tarn::visualized::accessible::announce(this);
 }
 
 void CTimingMessageBox::resizeEvent(QResizeEvent *event)

@@ -13,11 +13,18 @@ def alerts():
                 yield window
 
 
+def texts(node):
+    for child in node:
+        if child.getRole() == pyatspi.ROLE_LABEL and child.name:
+            yield child.name
+        yield from texts(child)
+
+
 deadline = time.monotonic() + float(sys.argv[1])
 while time.monotonic() < deadline:
     for alert in alerts():
         if alert.getState().contains(pyatspi.STATE_SHOWING):
-            print(alert.description)
+            print("\n".join(text for text in texts(alert) if text != alert.name))  # without the title
             sys.exit(0)
     time.sleep(0.1)
 sys.exit(1)
