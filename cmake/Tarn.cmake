@@ -27,6 +27,10 @@ if(TARN_SANITIZE)
     target_compile_definitions(tarn_flags INTERFACE TARN_SANITIZED)
 endif()
 
+if(TARN_FUZZ)
+    target_compile_options(tarn_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # Generated code is compiled in the build tree and not ours to mend: clang-tidy takes the nearest configuration.
 if(CMAKE_CXX_CLANG_TIDY)
     file(WRITE "${CMAKE_BINARY_DIR}/.clang-tidy" "Checks: '-*,misc-definitions-in-headers'\n")

@@ -1,6 +1,6 @@
 #!/bin/bash
 # scripts/install-deps.sh [GROUP...]: installs what this project needs on Debian 12 and is not there yet.
-# Groups: build, run, test, bench (all of them without an argument), package, tidy and art. Says nothing and asks nobody when all is
+# Groups: build, run, test, bench (all of them without an argument), package, fuzz, tidy and art. Says nothing and asks nobody when all is
 # there. Needs root or sudo only when something is missing.
 set -euo pipefail
 
@@ -25,6 +25,8 @@ test=(
 bench=(dunst libnotify-bin)
 # Making and checking the Debian packages, and the examples in other languages.
 package=(dpkg-dev fakeroot lintian desktop-file-utils appstream man-db python3-grpcio python3-protobuf)
+# libFuzzer and its runtime.
+fuzz=(clang libclang-rt-14-dev)
 # Static analysis, not part of the test run.
 tidy=(clang clang-tidy)
 # Making the committed pictures again (src/resources/make-images.sh).
@@ -34,12 +36,12 @@ wanted=()
 for group in "${@:-build run test bench}"; do
     for name in $group; do
         case $name in
-        build | run | test | bench | package | tidy | art)
+        build | run | test | bench | package | fuzz | tidy | art)
             declare -n packages=$name
             wanted+=("${packages[@]}")
             ;;
         *)
-            echo "install-deps: unknown group \"$name\" (build, run, test, bench, package, tidy, art)" >&2
+            echo "install-deps: unknown group \"$name\" (build, run, test, bench, package, fuzz, tidy, art)" >&2
             exit 2
             ;;
         esac

@@ -1,0 +1,20 @@
+// The entry points of libFuzzer for a program with exactly one target.
+#include "fuzz/Target.h"
+#include <QApplication>
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_LOGGING_RULES", "*=false"); // refusals are logged, thousands of times here
+    new QApplication(*argc, *argv);
+    std::atexit([] { std::printf("longest run on the GUI thread: %lld ms\n", tarn::fuzz::longestGuiMs()); });
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    tarn::fuzz::targets().constFirst().body(QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(size)));
+    return 0;
+}

@@ -1,0 +1,22 @@
+// Downloaded packages: nothing may be written outside of the directory that they are unpacked into.
+#include "fuzz/Target.h"
+#include "services/PackageUnpacker.h"
+#include <QCryptographicHash>
+#include <QDir>
+
+using namespace tarn::services;
+
+TARN_FUZZ_TARGET("package")
+{
+    const tarn::fuzz::Scratch scratch;
+    const QString package = scratch.file("package.tar", input);
+    const QDir outside(scratch.path("outside"));
+    outside.mkpath(QStringLiteral("inside"));
+    const QByteArray sha256 = QCryptographicHash::hash(input, QCryptographicHash::Sha256).toHex();
+    const std::atomic<bool> stopping{false};
+    PackageUnpacker unpacker(outside.filePath(QStringLiteral("inside")), stopping);
+    if (unpacker.unpack(package, input.size(), QString::fromLatin1(sha256)).isEmpty())
+        unpacker.makeLinks();
+    tarn::fuzz::require(outside.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size() == 1,
+                        "a package stays in its directory");
+}

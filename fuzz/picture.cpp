@@ -1,0 +1,15 @@
+// Pictures whose path came from outside.
+#include "widgets/Picture.h"
+#include "fuzz/Target.h"
+
+TARN_FUZZ_TARGET("picture")
+{
+    const tarn::fuzz::Scratch scratch;
+    const QString path = scratch.file("picture", input);
+    const QSize box(64, 64);
+    tarn::fuzz::onGuiThread([&] {
+        const QPixmap pixmap = picture::load(path, box);
+        tarn::fuzz::require(pixmap.width() <= box.width() && pixmap.height() <= box.height(), "a picture fits its box");
+    });
+    picture::read(path, box);
+}
