@@ -190,6 +190,18 @@ private slots:
         }
     }
 
+    void softwareCellIsWhite() // also in a highlighted row under the cursor
+    {
+        show({task("A", 1)});
+        m_window->show();
+        m_table->selectRow(0);
+        m_table->onCellEntered(0, 0);
+        const QRect cell = m_table->visualItemRect(m_table->item(0, 0));
+        const QImage picture = m_table->viewport()->grab().toImage();
+        QCOMPARE(picture.pixelColor(cell.left() + 2, cell.top() + 5), QColor(Qt::white));
+        QVERIFY(picture.pixelColor(cell.right() + 3, cell.top() + 5) != QColor(Qt::white));
+    }
+
     void longNamesAndMarkup()
     {
         show({task("<b>A & B</b>", 1), task(QString(5000, QLatin1Char('x')), 1)});

@@ -21,7 +21,8 @@ constexpr int NameWidth = 400;
 // Look
 QString cellSheet()
 {
-    return QStringLiteral("QLabel{background-color:transparent;border:none;}"
+    return QStringLiteral("upgrade--controls--CSoftInfoItem{background-color:white;}"
+                          "QLabel{background-color:transparent;border:none;}"
                           "QPushButton{background-color:transparent;border:none;text-align:left;color:#333333;}"
                           "#softVersion{color:#7F7F7F;}"
                           "QToolTip{background-color:white;border:1px solid black;color:black;}");
@@ -66,10 +67,7 @@ void CSoftInfoItem::ensureBuilt()
 
 void CSoftInfoItem::InitUi()
 {
-    QPalette white = palette();
-    white.setColor(QPalette::Window, Qt::white);
-    setPalette(white);
-    setAutoFillBackground(true);
+    setAttribute(Qt::WA_StyledBackground);
     setStyleSheet(cellSheet());
     auto *columns = new QHBoxLayout(this);
     columns->setContentsMargins(look::scaled(8, this), 0, look::scaled(4, this), 0);
