@@ -190,6 +190,19 @@ private slots:
         }
     }
 
+    void softwareIcon()
+    {
+        QVariantMap known = task("A", 1);
+        known["ExeFilePath"] = QCoreApplication::applicationFilePath();
+        show({known, task("none", 1)});
+        const auto hasIcon = [this](int row) {
+            const auto *icon = m_table->cellWidget(row, 0)->findChild<QLabel *>("softIcon");
+            return !icon->pixmap(Qt::ReturnByValue).isNull();
+        };
+        QTRY_VERIFY(hasIcon(0));
+        QVERIFY(!hasIcon(1));
+    }
+
     void softwareCellIsWhite() // also in a highlighted row under the cursor
     {
         show({task("A", 1)});

@@ -1,10 +1,11 @@
 #include "upgrade/controls/SoftInfoItem.h"
+#include "base/WorkPool.h"
+#include "upgrade/ProductIcon.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/ShownText.h"
 #include <QEvent>
-#include <QFileIconProvider>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -28,10 +29,18 @@ QString cellSheet()
                           "QToolTip{background-color:white;border:1px solid black;color:black;}");
 }
 
-QPixmap fileIcon(const QString &path, const QWidget *w)
+// The path comes from outside, and its file system may not answer: it is looked at on another thread.
+void showIcon(QLabel *label, const QString &executable)
 {
-    const QFileInfo file(path);
-    return file.exists() ? QFileIconProvider().icon(file).pixmap(look::scaled(IconSide, w)) : QPixmap();
+    const int side = look::scaled(IconSide, label);
+    const qreal ratio = label->devicePixelRatioF();
+    const QSize pixels = QSize(side, side) * ratio;
+    outsideWork().run(
+        label, [executable, pixels](const WorkCancel &) { return findProductIcon(executable, pixels); },
+        [label, side, ratio](const ProductIcon &icon) {
+            if (!icon.isEmpty())
+                label->setPixmap(icon.pixmap(side, ratio));
+        });
 }
 
 QString versionText(const QVariantMap &info)
@@ -82,7 +91,7 @@ QWidget *CSoftInfoItem::InitLeftWidget()
     icon->setObjectName(QStringLiteral("softIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
     icon->setAlignment(Qt::AlignCenter);
-    icon->setPixmap(fileIcon(m_info.value(row::IconPath).toString(), this));
+    showIcon(icon, m_info.value(row::IconPath).toString());
     return icon;
 }
 
