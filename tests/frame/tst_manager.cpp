@@ -62,6 +62,7 @@ private slots:
     void noticeAppearsInTheCorner();
     void noticeIsRefusedQuietly();
     void everyQueuedNoticeIsSeen();
+    void unpaintedScreenHoldsNoNoticeBack();
     void noticeMayGoWhileOthersWait();
     void operationsAnswerDuringThePause();
     void closedNoticeIsForgotten();
@@ -140,6 +141,25 @@ void TestManager::everyQueuedNoticeIsSeen()
     QTRY_COMPARE(notices().size(), 1);
     const QStringList lines = m_log->texts(QtInfoMsg);
     QVERIFY(lines.indexOf("显示通知栏窗口。消息ID:m2") > lines.indexOf("关闭通知栏窗口。消息ID:m1"));
+}
+
+// A screen locker, for instance: the windows are shown and never painted.
+void TestManager::unpaintedScreenHoldsNoNoticeBack()
+{
+    class Unpainted final : public QObject
+    {
+    public:
+        bool eventFilter(QObject *, QEvent *event) override
+        {
+            return event->type() == QEvent::Expose || event->type() == QEvent::UpdateRequest ||
+                   event->type() == QEvent::Paint;
+        }
+    } unpainted;
+    qApp->installEventFilter(&unpainted);
+    for (const char *id : {"m1", "m2", "m3"})
+        post(notice::values({{"MsgId", id}}));
+    QTRY_COMPARE_WITH_TIMEOUT(shownId(), QString("m3"), 15000);
+    QVERIFY(m_log->has("关闭通知栏窗口。消息ID:m2"));
 }
 
 void TestManager::noticeMayGoWhileOthersWait()
@@ -257,7 +277,8 @@ void TestManager::messageCenterStaysNearItsCaller()
     constexpr int Max = std::numeric_limits<int>::max();
     const QPoint screen = QGuiApplication::primaryScreen()->availableGeometry().center();
     const auto near = [](const QPoint &a, const QPoint &b) { return (a - b).manhattanLength() <= 4; };
-    QVERIFY(near(centre(QRect(100, 100, 401, 401)), QPoint(300, 300)));
+    QVERIFY(near(centre(QRect(315, 200, 201, 201)), QPoint(415, 300)));
+    QVERIFY(near(centre(QRect(700, 500, 201, 201)), QPoint(420, 300)));    // moved into the screen
     QVERIFY(near(centre(QRect(QPoint(Max, 0), QPoint(Min, 10))), screen)); // invalid, and beyond every limit
     QVERIFY(near(centre(QRect(QPoint(Max, 0), QPoint(Max - 1, 10))), screen));
     centre(QRect(QPoint(Min, Min), QPoint(Max, Max)));
