@@ -29,7 +29,7 @@ QString cellSheet()
                           "QToolTip{background-color:white;border:1px solid black;color:black;}");
 }
 
-// The path comes from outside, and its file system may not answer: it is looked at on another thread.
+// Another thread looks for the icon: the path comes from outside, and its file system may not answer.
 void showIcon(QLabel *label, const QString &executable)
 {
     const int side = look::scaled(IconSide, label);
@@ -103,10 +103,10 @@ QWidget *CSoftInfoItem::InitRightWidget()
     m_name->setObjectName(QStringLiteral("softName"));
     m_name->setFlat(true);
     m_name->setAutoDefault(false);
-    m_name->setFocusPolicy(Qt::NoFocus); // it shows the name and does nothing
+    m_name->setFocusPolicy(Qt::NoFocus); // shows the name, has no action
     m_name->setFont(look::yaHei(15, QFont::Bold, this));
     m_name->setMinimumWidth(1);
-    m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the column is narrower, the name is elided in it
+    m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the name is elided in the narrower column
     m_name->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     m_name->setToolTip(text::toolTip(name));
     m_name->setAccessibleName(name);
