@@ -3,10 +3,11 @@
 #include "cli/LoginWait.h"
 #include "cli/Output.h"
 #include "cli/Service.h"
+#include "tarn/binding/LoginNotify.h"
+#include "tarn/binding/Operations.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/rpc/CallbackObject.h"
-#include "tarn/rpc/Operations.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -26,22 +27,22 @@ const QString Timeout = QStringLiteral("timeout");
 const QString Parent = QStringLiteral("parent");
 const QString RecordsKey = QStringLiteral("$list");
 
-const rpc::Operation *findOperation(const QString &name)
+const binding::Operation *findOperation(const QString &name)
 {
-    const auto &table = rpc::visualizedOperations();
+    const auto &table = binding::visualizedOperations();
     const auto it = std::find_if(table.cbegin(), table.cend(), [&](const auto &each) { return each.name == name; });
     return it == table.cend() ? nullptr : &*it;
 }
 
-QString shownName(const rpc::OperationKey &key)
+QString shownName(const binding::OperationKey &key)
 {
     return key.name.isEmpty() ? RecordsKey : key.name;
 }
 
-QString keyLines(const QString &title, const QVector<rpc::OperationKey> &keys)
+QString keyLines(const QString &title, const QVector<binding::OperationKey> &keys)
 {
     QString text = keys.isEmpty() ? QString() : QStringLiteral("\n%1:\n").arg(title);
-    for (const rpc::OperationKey &key : keys)
+    for (const binding::OperationKey &key : keys)
         text +=
             QStringLiteral("  %1 (%2%3): %4\n")
                 .arg(shownName(key), key.type, key.required ? QStringLiteral(", required") : QString(), key.meaning);
@@ -50,7 +51,7 @@ QString keyLines(const QString &title, const QVector<rpc::OperationKey> &keys)
 
 QString operationHelp(const Line &line)
 {
-    const rpc::Operation *operation = findOperation(line.at(0));
+    const binding::Operation *operation = findOperation(line.at(0));
     if (!operation)
         return {};
     const QString text =
@@ -62,7 +63,7 @@ QString operationHelp(const Line &line)
 int printOperations()
 {
     QList<QStringList> rows{{QStringLiteral("OPERATION"), QStringLiteral("MEANING")}};
-    for (const rpc::Operation &operation : rpc::visualizedOperations())
+    for (const binding::Operation &operation : binding::visualizedOperations())
         rows.append({operation.name, operation.summary});
     print(table(rows));
     return status::Ok;
@@ -90,10 +91,10 @@ void warn(const QString &text)
 }
 
 // A mistyped key is accepted by the service and ignored, so the user hears of it here.
-void checkInput(const rpc::Operation &operation, const rpc::Bag &input)
+void checkInput(const binding::Operation &operation, const rpc::Bag &input)
 {
     QStringList known;
-    for (const rpc::OperationKey &key : operation.input) {
+    for (const binding::OperationKey &key : operation.input) {
         known << key.name;
         const QVariant value = input.values.value(key.name);
         if (key.name.isEmpty() ? key.required && input.list.isEmpty() : key.required && !value.isValid())
@@ -145,7 +146,7 @@ int callAndWait(rpc::Bag input, int seconds)
         complain(QStringLiteral("%1; start \"visualized-host\"").arg(error));
         return status::NoTransport;
     }
-    input.values.insert(rpc::NotifyKey, QVariant::fromValue(reference));
+    input.values.insert(binding::NotifyKey, QVariant::fromValue(reference));
     const int code = call(connection, SignIn, input);
     return code == status::Ok ? notify.wait(connection, seconds) : code;
 }
@@ -196,7 +197,7 @@ int runCall(const Line &line)
     error = readOptions(line, &input, &seconds);
     if (!error.isEmpty())
         return wrongUsage(error);
-    if (const rpc::Operation *operation = findOperation(name))
+    if (const binding::Operation *operation = findOperation(name))
         checkInput(*operation, input);
     else
         warn(QStringLiteral("unknown operation \"%1\" (see \"tarnctl call --list\")").arg(name));

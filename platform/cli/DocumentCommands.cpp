@@ -1,7 +1,7 @@
 // "tarnctl document": the man page and the shell completions, written from the table of commands.
 #include "cli/Command.h"
 #include "cli/Output.h"
-#include "tarn/rpc/Operations.h"
+#include "tarn/binding/Operations.h"
 
 namespace tarn::cli {
 
@@ -75,7 +75,7 @@ QStringList choices(const Command &command)
     for (const Option &option : command.options)
         words << QStringLiteral("--") + option.name;
     if (command.words == QStringList{QStringLiteral("call")}) {
-        for (const rpc::Operation &operation : rpc::visualizedOperations())
+        for (const binding::Operation &operation : binding::visualizedOperations())
             words << operation.name;
     }
     return words << QStringLiteral("--help");

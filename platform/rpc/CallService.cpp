@@ -1,7 +1,7 @@
 #include "rpc/CallService.h"
 #include "rpc/Bytes.h"
 #include "rpc/Log.h"
-#include "tarn/v1/invoker.grpc.pb.h" // brings the callback handlers too
+#include "tarn/v1/invoker.pb.h"
 #include <chrono>
 
 namespace tarn::rpc {
@@ -33,12 +33,10 @@ CallResult invoke(IInvocable &object, const Request &request, const ICallContext
 } // namespace
 
 /// One call from its arrival to its answer; deletes itself when gRPC has done with it.
-class CallService::Running final : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer>,
-                                   public QRunnable,
-                                   public ICallContext
+class CallService::Running final : public grpc::ServerGenericBidiReactor, public QRunnable, public ICallContext
 {
 public:
-    Running(CallService &service, grpc::CallbackServerContext *context)
+    Running(CallService &service, grpc::GenericCallbackServerContext *context)
         : m_service(service)
         , m_context(context)
     {
@@ -66,6 +64,11 @@ public:
         end(answer());
     }
     bool isCancelled() const override { return m_cancelled || isLate(); }
+    QSharedPointer<RpcProxy> proxy(const ObjectRef &object) const override
+    {
+        const auto &client = m_service.m_client;
+        return client ? QSharedPointer<Proxy>::create(client, object, false) : QSharedPointer<Proxy>();
+    }
     void OnCancel() override { m_cancelled = true; }
     void OnDone() override
     {
@@ -96,7 +99,7 @@ private:
     }
 
     CallService &m_service;
-    grpc::CallbackServerContext *const m_context;
+    grpc::GenericCallbackServerContext *const m_context;
     grpc::ByteBuffer m_in;
     grpc::ByteBuffer m_out;
     std::atomic_bool m_cancelled = false;
@@ -117,7 +120,7 @@ grpc::Status CallService::Running::answer()
     grpc::Status status = m_service.perform(request, *this, &response);
     if (!status.ok())
         return status;
-    if (isLate()) // whoever of the two clocks runs out first, the caller learns the same
+    if (isLate()) // the caller learns the same from the earlier of the two clocks
         return abandoned();
     if (!toBytes<v1::CallResponse>(response, &m_out, &error))
         return refusal(grpc::StatusCode::INTERNAL,
@@ -126,16 +129,32 @@ grpc::Status CallService::Running::answer()
     return grpc::Status::OK;
 }
 
-CallService::CallService(std::shared_ptr<const ServantTable> servants, WorkerPool &workers, quint64 epoch)
+CallService::CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client,
+                         WorkerPool &workers, quint64 epoch)
     : m_servants(std::move(servants))
+    , m_client(std::move(client))
     , m_workers(workers)
     , m_epoch(epoch)
 {
-    using Handler = grpc::internal::CallbackBidiHandler<grpc::ByteBuffer, grpc::ByteBuffer>;
-    AddMethod(new grpc::internal::RpcServiceMethod(CallMethod, grpc::internal::RpcMethod::BIDI_STREAMING, nullptr));
-    MarkMethodRawCallback(0, new Handler([this](grpc::CallbackServerContext *context) {
-                              return new Running(*this, context); // deletes itself
-                          }));
+}
+
+/// A call of a method that no service of this process has; deletes itself when gRPC has done with it.
+class CallService::Unknown final : public grpc::ServerGenericBidiReactor
+{
+public:
+    explicit Unknown(const std::string &method)
+    {
+        Finish(refusal(grpc::StatusCode::UNIMPLEMENTED,
+                       QStringLiteral("no method %1").arg(QString::fromStdString(method).left(200))));
+    }
+    void OnDone() override { delete this; }
+};
+
+grpc::ServerGenericBidiReactor *CallService::CreateReactor(grpc::GenericCallbackServerContext *context)
+{
+    if (context->method() == CallMethod)
+        return new Running(*this, context);
+    return new Unknown(context->method());
 }
 
 grpc::Status CallService::perform(const Request &request, const ICallContext &context, Response *response) const

@@ -4,28 +4,35 @@
 #include <QRect>
 #include <QTextCodec>
 #include <cstring>
-#include <google/protobuf/wire_format_lite.h>
 
 namespace tarn::rpc {
 namespace {
 
-using google::protobuf::internal::WireFormatLite;
+// How a field's value is written, the lower three bits of its tag. Groups (3, 4) are in no message of the platform.
+enum WireType { Varint = 0, Fixed64 = 1, Sized = 2, Fixed32 = 5 };
 
-constexpr quint32 tagOf(int field, WireFormatLite::WireType type)
+constexpr quint32 tagOf(int field, WireType type)
 {
-    return (static_cast<quint32>(field) << 3) | static_cast<quint32>(type);
+    return (static_cast<quint32>(field) << 3) | type;
 }
 constexpr quint32 varint(int field)
 {
-    return tagOf(field, WireFormatLite::WIRETYPE_VARINT);
+    return tagOf(field, Varint);
 }
 constexpr quint32 fixed64(int field)
 {
-    return tagOf(field, WireFormatLite::WIRETYPE_FIXED64);
+    return tagOf(field, Fixed64);
 }
 constexpr quint32 sized(int field)
 {
-    return tagOf(field, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+    return tagOf(field, Sized);
+}
+
+/// Signed numbers as 0, -1, 1, -2, ...
+template <class Signed, class Unsigned>
+constexpr Signed zigzag(Unsigned number)
+{
+    return static_cast<Signed>((number >> 1) ^ (~(number & 1) + 1));
 }
 
 bool fromUtf8(const char *data, int size, QString *to)
@@ -67,9 +74,24 @@ bool Decoder::nested(Body body)
     return true;
 }
 
+/// A field that is not known: of a later version.
 bool Decoder::skip(quint32 tag)
 {
-    return WireFormatLite::SkipField(&m_in, tag) || damaged();
+    quint64 number = 0;
+    const char *data = nullptr;
+    int size = 0;
+    switch (tag & 7) {
+    case Varint:
+        return this->number(&number);
+    case Fixed64:
+        return m_in.Skip(8) || damaged();
+    case Sized:
+        return rawBytes(&data, &size);
+    case Fixed32:
+        return m_in.Skip(4) || damaged();
+    default:
+        return damaged();
+    }
 }
 
 bool Decoder::decode(Request *to)
@@ -179,18 +201,21 @@ bool Decoder::valueField(quint32 tag, QVariant *to)
     case varint(v1::Value::kBoolValueFieldNumber):
         return varintInto([&] { return QVariant(read != 0); });
     case varint(v1::Value::kInt32ValueFieldNumber):
-        return varintInto([&] { return QVariant(WireFormatLite::ZigZagDecode32(static_cast<quint32>(read))); });
+        return varintInto([&] { return QVariant(zigzag<int>(static_cast<quint32>(read))); });
     case varint(v1::Value::kUint32ValueFieldNumber):
         return varintInto([&] { return QVariant(static_cast<uint>(read)); });
     case varint(v1::Value::kInt64ValueFieldNumber):
-        return varintInto([&] { return QVariant(static_cast<qlonglong>(WireFormatLite::ZigZagDecode64(read))); });
+        return varintInto([&] { return QVariant(zigzag<qlonglong>(read)); });
     case varint(v1::Value::kUint64ValueFieldNumber):
         return varintInto([&] { return QVariant(static_cast<qulonglong>(read)); });
-    case fixed64(v1::Value::kDoubleValueFieldNumber):
+    case fixed64(v1::Value::kDoubleValueFieldNumber): {
+        double number = 0;
         if (!fixedNumber(&read))
             return false;
-        *to = WireFormatLite::DecodeDouble(read);
+        std::memcpy(&number, &read, sizeof number);
+        *to = number;
         return true;
+    }
     case sized(v1::Value::kStringValueFieldNumber): {
         QString string;
         if (!text(&string))
@@ -336,7 +361,7 @@ bool Decoder::signedInt(int *to)
     quint32 number = 0;
     if (!m_in.ReadVarint32(&number))
         return damaged();
-    *to = WireFormatLite::ZigZagDecode32(number);
+    *to = zigzag<int>(number);
     return true;
 }
 

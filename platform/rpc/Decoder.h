@@ -5,7 +5,7 @@
 namespace tarn::rpc {
 
 /// Wire messages to Qt values, read straight from the bytes: the generated classes would build a hostile message whole
-/// (megabytes of two-byte values become a hundred megabytes) before any limit could be checked. One object per message.
+/// (4 MiB of empty maps become 200 MiB) before any limit could be checked. One object per message.
 class Decoder
 {
 public:

@@ -2,6 +2,7 @@
 #include "rpc/CallService.h"
 #include "rpc/Channels.h"
 #include "tarn/rpc/RuntimeDir.h"
+#include "tarn/v1/invoker.grpc.pb.h"
 #include <QCoreApplication>
 #include <QFile>
 #include <QRandomGenerator>
@@ -47,8 +48,8 @@ void setKeepAlive(grpc::ServerBuilder &builder)
     builder.AddChannelArgument(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
 }
 
-/// gRPC's threads for callbacks end with their last user. When that is a lease's stream, it goes in one of these very
-/// threads, and gRPC 1.51 then aborts. A server without a port, which is never destroyed, keeps the threads.
+/// gRPC's threads for callbacks end with their last user. When that is a lease's stream, it is destroyed in one of these
+/// very threads, and gRPC 1.51 then aborts. A server without a port, which is never destroyed, keeps the threads.
 void keepCallbackThreads()
 {
     static grpc::CallbackGenericService nothing;
@@ -56,6 +57,13 @@ void keepCallbackThreads()
     builder.RegisterCallbackGenericService(&nothing);
     static const grpc::Server *const keeper = builder.BuildAndStart().release();
     Q_UNUSED(keeper)
+}
+
+/// Reflection lists registered services only; the calls themselves are left to the generic service.
+grpc::Service &invokerName()
+{
+    static v1::Invoker::WithGenericMethod_Call<v1::Invoker::Service> name;
+    return name;
 }
 
 void enablePlugins()
@@ -70,10 +78,10 @@ void enablePlugins()
 
 } // namespace
 
-Endpoint::Endpoint(std::shared_ptr<const ServantTable> servants, int threads)
+Endpoint::Endpoint(std::shared_ptr<const ServantTable> servants, const std::shared_ptr<ClientSide> &client, int threads)
     : m_epoch(randomEpoch())
     , m_workers(threads)
-    , m_calls(std::make_unique<CallService>(std::move(servants), m_workers, m_epoch))
+    , m_calls(std::make_unique<CallService>(std::move(servants), client, m_workers, m_epoch))
 {
 }
 
@@ -113,7 +121,8 @@ bool Endpoint::listen(const QString &listenTarget, bool tls, grpc::Service *furt
     setKeepAlive(builder);
     int port = 0;
     builder.AddListeningPort(listenTarget.toStdString(), trust, &port);
-    builder.RegisterService(m_calls.get());
+    builder.RegisterCallbackGenericService(m_calls.get());
+    builder.RegisterService(&invokerName());
     if (further)
         builder.RegisterService(further);
     m_server = builder.BuildAndStart();

@@ -12,12 +12,14 @@ class Service;
 namespace tarn::rpc {
 
 class CallService;
+struct ClientSide;
 
 /// The server of a process. Thread-safe after open().
 class Endpoint
 {
 public:
-    Endpoint(std::shared_ptr<const ServantTable> servants, int threads);
+    /// @param client for objects that callers pass by reference; may be null
+    Endpoint(std::shared_ptr<const ServantTable> servants, const std::shared_ptr<ClientSide> &client, int threads);
     ~Endpoint(); ///< ends the calls that run or wait and removes the socket; not to be called from a call
 
     /// Opens a unix socket "ep-<pid>-<random>.sock" for a local address, otherwise a TCP port with mutual TLS.

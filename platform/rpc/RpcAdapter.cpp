@@ -47,7 +47,7 @@ RpcError RpcAdapter::Private::add(const std::any &object, const QString &interfa
 {
     QString reason;
     Servant servant;
-    servant.object = makeSkeleton(object, interfaceName, core->client, &reason);
+    servant.object = makeSkeleton(object, interfaceName, &reason);
     if (interfaceName.isEmpty() || !servant.object)
         return makeError(RpcError::InvalidArgument,
                          reason.isEmpty() ? QStringLiteral("an object needs an interface name") : reason);

@@ -1,34 +1,39 @@
 #include "rpc/Skeletons.h"
-#include "tarn/cloud/ICloudLoginNotify.h"
-#include "tarn/rpc/CallbackObject.h"
-#include "tarn/visualized/IVisualizedService.h"
+#include <QHash>
+#include <QMutex>
 
 namespace tarn::rpc {
+namespace {
 
-/// The pointer inside, null (with the error) when there is none of that type.
-template <class Interface>
-static QSharedPointer<Interface> unwrap(const std::any &object, const QString &interfaceName, QString *error)
+struct Table
 {
-    const auto *pointer = std::any_cast<QSharedPointer<Interface>>(&object);
-    if (pointer && *pointer)
-        return *pointer;
-    *error = pointer ? QStringLiteral("the object of interface \"%1\" is null").arg(interfaceName)
-                     : QStringLiteral("the object given for interface \"%1\" has another type").arg(interfaceName);
-    return {};
+    QMutex mutex;
+    QHash<QString, SkeletonFactory> factories;
+};
+
+Table &table()
+{
+    static Table all; // the first user may be another file's static initialisation
+    return all;
 }
 
-QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName,
-                                        const std::shared_ptr<ClientSide> &side, QString *error)
+} // namespace
+
+bool registerSkeleton(const QString &interfaceName, SkeletonFactory factory)
 {
-    if (interfaceName == visualized::Interface) {
-        const auto service = unwrap<IVisualizedService>(object, interfaceName, error);
-        return service ? visualizedSkeleton(service, side) : nullptr;
+    const QMutexLocker lock(&table().mutex);
+    table().factories.insert(interfaceName, factory);
+    return true;
+}
+
+QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName, QString *error)
+{
+    SkeletonFactory factory = nullptr;
+    {
+        const QMutexLocker lock(&table().mutex);
+        factory = table().factories.value(interfaceName);
     }
-    if (interfaceName == LoginNotifyInterface) {
-        const auto notify = unwrap<ICloudLoginNotify>(object, interfaceName, error);
-        return notify ? loginNotifySkeleton(notify) : nullptr;
-    }
-    return unwrap<IInvocable>(object, interfaceName, error);
+    return factory ? factory(object, interfaceName, error) : unwrap<IInvocable>(object, interfaceName, error);
 }
 
 } // namespace tarn::rpc

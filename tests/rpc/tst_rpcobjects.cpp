@@ -1,5 +1,7 @@
 // The typed objects: the visualized service's operations and the sign-in's notify object, called over real sockets.
 #include "rpc/Sandbox.h"
+#include "tarn/binding/LoginNotify.h"
+#include "tarn/binding/Operations.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/cloud/ICloudServiceArgs.h"
 #include "tarn/core/BagArgs.h"
@@ -7,7 +9,6 @@
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceArgs.h"
 #include "tarn/rpc/CallbackObject.h"
-#include "tarn/rpc/Operations.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
@@ -16,6 +17,7 @@
 #include <QThread>
 #include <QtTest>
 
+using namespace tarn::binding;
 using namespace tarn::rpc;
 
 namespace {

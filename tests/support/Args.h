@@ -11,15 +11,15 @@
 namespace args {
 
 using CloudIn = tarn::core::InputArgs<ICloudService_InputArgs>;
-using CloudOut = tarn::core::OutputListArgs<ICloudService_OutputArgs>;
+using CloudOut = tarn::core::OutputArgs<ICloudService_OutputArgs>;
 using LicenseIn = tarn::core::InputArgs<ILicenseService_InputArgs>;
 using LicenseOut = tarn::core::OutputArgs<ILicenseService_OutputArgs>;
 using MessageIn = tarn::core::InputArgs<IMessageService_InputArgs>;
-using MessageOut = tarn::core::OutputListArgs<IMessageService_OutputArgs>;
+using MessageOut = tarn::core::OutputArgs<IMessageService_OutputArgs>;
 using SoftIn = tarn::core::InputListArgs<IUpgaredSoftInfoService_InputParam>;
-using SoftOut = tarn::core::OutputListArgs<IUpgaredSoftInfoService_OutputParam>;
+using SoftOut = tarn::core::OutputArgs<IUpgaredSoftInfoService_OutputParam>;
 using PatchIn = tarn::core::InputArgs<IUpgaredService_InputParam>;
-using PatchOut = tarn::core::OutputListArgs<IUpgaredService_OutputParam>;
+using PatchOut = tarn::core::OutputArgs<IUpgaredService_OutputParam>;
 
 constexpr int Untouched = -77;
 

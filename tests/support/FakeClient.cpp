@@ -195,7 +195,7 @@ public:
     using Assistant::Assistant;
     using Args = InputArgs<ICloudService_InputArgs>;
     Input CreateInputArgs() override { return QSharedPointer<Args>::create(); }
-    Output CreateOutputArgs() override { return QSharedPointer<OutputListArgs<ICloudService_OutputArgs>>::create(); }
+    Output CreateOutputArgs() override { return QSharedPointer<OutputArgs<ICloudService_OutputArgs>>::create(); }
     void GetLoginState(Input in, Output out) override { run<Args>(__func__, in, out); }
     void GetMemoryLoginInfo(Input in, Output out) override { run<Args>(__func__, in, out); }
     void SendVerificationCode(Input in, Output out) override { run<Args>(__func__, in, out); }
@@ -217,7 +217,7 @@ public:
     void GetAllMessageRecords(Input in, Output out) override { run<Args>(__func__, in, out); }
     void GetMessageRecord(Input in, Output out) override { run<Args>(__func__, in, out); }
     Input CreateInputArgs() override { return QSharedPointer<Args>::create(); }
-    Output CreateOutputArgs() override { return QSharedPointer<OutputListArgs<IMessageService_OutputArgs>>::create(); }
+    Output CreateOutputArgs() override { return QSharedPointer<OutputArgs<IMessageService_OutputArgs>>::create(); }
     void IgnoreMessage(Input in, Output out) override { run<Args>(__func__, in, out); }
 };
 
@@ -230,13 +230,10 @@ public:
     SoftInfoInput CreateSoftInfoInputParam() override { return QSharedPointer<SoftArgs>::create(); }
     SoftInfoOutput CreateSoftInfoOutputParam() override
     {
-        return QSharedPointer<OutputListArgs<IUpgaredSoftInfoService_OutputParam>>::create();
+        return QSharedPointer<OutputArgs<IUpgaredSoftInfoService_OutputParam>>::create();
     }
     Input CreateInputParam() override { return QSharedPointer<Args>::create(); }
-    Output CreateOutputParam() override
-    {
-        return QSharedPointer<OutputListArgs<IUpgaredService_OutputParam>>::create();
-    }
+    Output CreateOutputParam() override { return QSharedPointer<OutputArgs<IUpgaredService_OutputParam>>::create(); }
     void CheckNewVersion(SoftInfoInput in, SoftInfoOutput out) override { run<SoftArgs>(__func__, in, out); }
     void IgnoreUpgrade(SoftInfoInput in, SoftInfoOutput out) override { run<SoftArgs>(__func__, in, out); }
     void StartDownload(SoftInfoInput in, SoftInfoOutput out) override { run<SoftArgs>(__func__, in, out); }

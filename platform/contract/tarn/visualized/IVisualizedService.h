@@ -1,31 +1,17 @@
 #pragma once
+#include "tarn/args/IServiceArgs.h"
 #include <QSharedPointer>
 #include <QString>
-#include <QVariant>
 
 class IVisulizedOperateManager;
 
-/// Arguments of the hand-out call.
-class IVisualizedService_InputArg
+/// Arguments of the hand-out call; return code 6000: the dispatcher was handed out.
+class IVisualizedService_InputArg : public tarn::IServiceInputArgs
 {
-public:
-    virtual void SetValue(const QString &key, const QVariant &value) = 0;
-    virtual QVariant GetValue(const QString &key) = 0;
-    virtual void SetError(const QString &error) = 0;
-    virtual QString GetError() = 0;
-    virtual ~IVisualizedService_InputArg() = default;
 };
 
-class IVisualizedService_OutputArg
+class IVisualizedService_OutputArg : public tarn::IServiceOutputArgs
 {
-public:
-    virtual void SetValue(const QString &key, const QVariant &value) = 0;
-    virtual QVariant GetValue(const QString &key) = 0;
-    virtual void SetError(const QString &error) = 0;
-    virtual QString GetError() = 0;
-    virtual void SetRetCode(int code) = 0; ///< 6000: the dispatcher was handed out
-    virtual int GetRetCode() = 0;
-    virtual ~IVisualizedService_OutputArg() = default;
 };
 
 /// The object that remote callers find under the visualized service's tag. Called on RPC worker threads.

@@ -1,6 +1,6 @@
 #pragma once
 #include "tarn/rpc/RpcProxy.h"
-#include <functional>
+#include <QSharedPointer>
 
 namespace tarn::rpc {
 
@@ -9,8 +9,14 @@ class ICallContext
 {
 public:
     virtual ~ICallContext() = default;
-    /// True once the caller has gone or its deadline has passed: long work should stop.
+    /// True once the caller has ended or its deadline has passed: long work should stop.
     virtual bool isCancelled() const = 0;
+    /// An object that the caller passed by reference; null where there is no RPC core. Usable after the call too.
+    virtual QSharedPointer<RpcProxy> proxy(const ObjectRef &ref) const
+    {
+        Q_UNUSED(ref)
+        return {};
+    }
 };
 
 /// An object whose methods take and give bags; the way the reference services are served. Bound with

@@ -5,8 +5,8 @@
 namespace tarn::rpc {
 
 /// The directory that holds the platform's sockets: "$XDG_RUNTIME_DIR/tarn", or without XDG_RUNTIME_DIR
-/// "tarn-<uid>" in the temporary directory. Whoever can enter it can call every service, so it must be the user's own,
-/// closed to others and no symlink.
+/// "tarn-<uid>" in the temporary directory. A process that can enter it can call every service, so it must be the user's
+/// own, closed to others and no symlink.
 /// @param error says why the directory is refused
 /// @return absolute path without a final slash; empty when refused
 TARN_RPC_EXPORT QString runtimeDir(QString *error);
@@ -20,7 +20,13 @@ inline QString hubSocketName(quint16 port)
     return QStringLiteral("hub-%1.sock").arg(port);
 }
 
-/// Removes sockets in the directory that nobody listens on any more: a killed process leaves its own behind.
+/// The stable name of the running hub's socket, for clients in any language: a symlink to the numbered socket.
+inline const QString HubSocketLink = QStringLiteral("hub.sock");
+
+/// Points HubSocketLink to the hub's socket for this port. @return false with the error
+TARN_RPC_EXPORT bool linkHubSocket(quint16 port, QString *error);
+
+/// Removes sockets in the directory that no process listens on: a killed process leaves its own behind.
 TARN_RPC_EXPORT void sweepSockets();
 
 } // namespace tarn::rpc

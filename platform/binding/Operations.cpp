@@ -1,10 +1,10 @@
-#include "tarn/rpc/Operations.h"
+#include "tarn/binding/Operations.h"
+#include "tarn/binding/LoginNotify.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/keys/UpgradeKeys.h"
-#include "tarn/rpc/CallbackObject.h"
 
-namespace tarn::rpc {
+namespace tarn::binding {
 namespace {
 
 OperationKey key(const QString &name, const char *type, const char *meaning)
@@ -127,7 +127,8 @@ QString operationsDocument()
 {
     QString text = QStringLiteral(
         "# Operations of the visualized service\n\n"
-        "Written from the table in `platform/rpc/Operations.cpp`. Call them as `tarn.v1.Invoker.Call` with interface "
+        "Written from the table in `platform/binding/Operations.cpp`. Call them as `tarn.v1.Invoker.Call` with "
+        "interface "
         "and\n"
         "object `IVisualizedService` (the hub's `Resolve` tells the endpoint), or with `tarnctl call`. An accepted\n"
         "operation answers `accepted` true, its return code and an empty error text; a refused one `accepted` false "
@@ -142,4 +143,4 @@ QString operationsDocument()
     return text;
 }
 
-} // namespace tarn::rpc
+} // namespace tarn::binding

@@ -1,9 +1,12 @@
+#include "binding/LoginNotify.h"
 #include "rpc/Log.h"
-#include "rpc/Skeletons.h"
-#include "tarn/cloud/ICloudLoginNotify.h"
-#include "tarn/rpc/CallbackObject.h"
+#include "tarn/binding/LoginNotify.h"
+#include "tarn/rpc/Skeletons.h"
 
-namespace tarn::rpc {
+namespace tarn::binding {
+
+using namespace rpc;
+
 namespace {
 
 const QString AfterLoginMethod = QStringLiteral("AfterLogin");
@@ -35,32 +38,35 @@ private:
 class LoginNotifyProxy final : public ICloudLoginNotify
 {
 public:
-    LoginNotifyProxy(const ObjectRef &ref, std::shared_ptr<ClientSide> side)
-        : m_proxy(std::move(side), ref, false)
+    explicit LoginNotifyProxy(QSharedPointer<RpcProxy> proxy)
+        : m_proxy(std::move(proxy))
     {
     }
     void AfterLogin() override
     {
-        const CallResult result = m_proxy.call(AfterLoginMethod, {}, NotifyTimeoutMs);
+        const CallResult result = m_proxy->call(AfterLoginMethod, {}, NotifyTimeoutMs);
         if (!result.arrived())
             warn(QStringLiteral("the caller of the sign-in cannot be told: %1")
                      .arg(QString::fromStdString(result.error.message)));
     }
 
 private:
-    Proxy m_proxy;
+    const QSharedPointer<RpcProxy> m_proxy;
 };
+
+QSharedPointer<IInvocable> skeleton(const std::any &object, const QString &interfaceName, QString *error)
+{
+    const auto notify = unwrap<ICloudLoginNotify>(object, interfaceName, error);
+    return notify ? QSharedPointer<LoginNotifySkeleton>::create(notify) : QSharedPointer<LoginNotifySkeleton>();
+}
+
+const bool s_registered = registerSkeleton(LoginNotifyInterface, &skeleton);
 
 } // namespace
 
-QSharedPointer<IInvocable> loginNotifySkeleton(QSharedPointer<ICloudLoginNotify> notify)
+QSharedPointer<ICloudLoginNotify> loginNotifyProxy(const QSharedPointer<RpcProxy> &proxy)
 {
-    return QSharedPointer<LoginNotifySkeleton>::create(std::move(notify));
+    return QSharedPointer<LoginNotifyProxy>::create(proxy);
 }
 
-QSharedPointer<ICloudLoginNotify> loginNotifyProxy(const ObjectRef &ref, std::shared_ptr<ClientSide> side)
-{
-    return QSharedPointer<LoginNotifyProxy>::create(ref, std::move(side));
-}
-
-} // namespace tarn::rpc
+} // namespace tarn::binding

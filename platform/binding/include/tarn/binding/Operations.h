@@ -3,7 +3,7 @@
 #include <QString>
 #include <QVector>
 
-namespace tarn::rpc {
+namespace tarn::binding {
 
 /// One key of an operation's input or output bag.
 struct OperationKey
@@ -32,4 +32,4 @@ TARN_RPC_EXPORT const QVector<Operation> &visualizedOperations();
 /// The text of docs/operations.md.
 TARN_RPC_EXPORT QString operationsDocument();
 
-} // namespace tarn::rpc
+} // namespace tarn::binding

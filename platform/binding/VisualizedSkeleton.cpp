@@ -1,49 +1,28 @@
-#include "rpc/Skeletons.h"
-#include "tarn/cloud/ICloudLoginNotify.h"
+#include "binding/LoginNotify.h"
+#include "tarn/binding/LoginNotify.h"
 #include "tarn/cloud/ICloudServiceArgs.h"
 #include "tarn/core/BagArgs.h"
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceArgs.h"
-#include "tarn/rpc/CallbackObject.h"
+#include "tarn/rpc/Skeletons.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
 #include <QHash>
 
-namespace tarn::rpc {
+namespace tarn::binding {
+
+using namespace rpc;
+
 namespace {
 
 using Manager = IVisulizedOperateManager;
 using Notify = QSharedPointer<ICloudLoginNotify>;
 using Handler = CallResult (*)(Manager &, const Bag &, const Notify &);
 
-/// Argument objects of each family: which of its shapes have a list.
-template <class Interface>
-struct Args
-{
-    using Type = core::InputArgs<Interface>;
-};
-template <>
-struct Args<IUpgaredSoftInfoService_InputParam>
-{
-    using Type = core::InputListArgs<IUpgaredSoftInfoService_InputParam>;
-};
-template <>
-struct Args<ILicenseService_OutputArgs>
-{
-    using Type = core::OutputArgs<ILicenseService_OutputArgs>;
-};
-#define TARN_OUTPUT_WITH_LIST(Interface)                                                                               \
-    template <>                                                                                                        \
-    struct Args<Interface>                                                                                             \
-    {                                                                                                                  \
-        using Type = core::OutputListArgs<Interface>;                                                                  \
-    }
-TARN_OUTPUT_WITH_LIST(ICloudService_OutputArgs);
-TARN_OUTPUT_WITH_LIST(IMessageService_OutputArgs);
-TARN_OUTPUT_WITH_LIST(IUpgaredSoftInfoService_OutputParam);
-TARN_OUTPUT_WITH_LIST(IUpgaredService_OutputParam);
-#undef TARN_OUTPUT_WITH_LIST
+template <class In>
+using InputArgs = std::conditional_t<std::is_same_v<In, IUpgaredSoftInfoService_InputParam>, core::InputListArgs<In>,
+                                     core::InputArgs<In>>;
 
 template <class Output>
 CallResult answer(bool accepted, Output &output)
@@ -63,8 +42,8 @@ struct Call<Operation>
 {
     static CallResult run(Manager &manager, const Bag &bag, const Notify &)
     {
-        const auto input = QSharedPointer<typename Args<In>::Type>::create(bag);
-        const auto output = QSharedPointer<typename Args<Out>::Type>::create();
+        const auto input = QSharedPointer<InputArgs<In>>::create(bag);
+        const auto output = QSharedPointer<core::OutputArgs<Out>>::create();
         const bool accepted = (manager.*Operation)(input, output);
         return answer(accepted, *output);
     }
@@ -74,8 +53,8 @@ struct Call<Operation>
 {
     static CallResult run(Manager &manager, const Bag &bag, const Notify &notify)
     {
-        const auto input = QSharedPointer<typename Args<In>::Type>::create(bag);
-        const auto output = QSharedPointer<typename Args<Out>::Type>::create();
+        const auto input = QSharedPointer<InputArgs<In>>::create(bag);
+        const auto output = QSharedPointer<core::OutputArgs<Out>>::create();
         const bool accepted = (manager.*Operation)(input, output, notify);
         return answer(accepted, *output);
     }
@@ -108,13 +87,12 @@ const QHash<QString, Handler> &handlers()
 class VisualizedSkeleton final : public IInvocable
 {
 public:
-    VisualizedSkeleton(QSharedPointer<IVisualizedService> service, std::shared_ptr<ClientSide> side)
+    explicit VisualizedSkeleton(QSharedPointer<IVisualizedService> service)
         : m_service(std::move(service))
-        , m_side(std::move(side))
     {
     }
 
-    CallResult invoke(const QString &method, const Bag &input, const ICallContext &) override
+    CallResult invoke(const QString &method, const Bag &input, const ICallContext &context) override
     {
         CallResult refused;
         const Handler handler = handlers().value(method);
@@ -132,20 +110,22 @@ public:
         }
         Bag bag = input;
         const ObjectRef notify = bag.values.take(NotifyKey).value<ObjectRef>();
-        return handler(*manager, bag, notify.isNull() ? Notify() : loginNotifyProxy(notify, m_side));
+        const auto proxy = notify.isNull() ? QSharedPointer<RpcProxy>() : context.proxy(notify);
+        return handler(*manager, bag, proxy ? loginNotifyProxy(proxy) : Notify());
     }
 
 private:
     const QSharedPointer<IVisualizedService> m_service;
-    const std::shared_ptr<ClientSide> m_side;
 };
+
+QSharedPointer<IInvocable> skeleton(const std::any &object, const QString &interfaceName, QString *error)
+{
+    const auto service = unwrap<IVisualizedService>(object, interfaceName, error);
+    return service ? QSharedPointer<VisualizedSkeleton>::create(service) : QSharedPointer<VisualizedSkeleton>();
+}
+
+const bool s_registered = registerSkeleton(visualized::Interface, &skeleton);
 
 } // namespace
 
-QSharedPointer<IInvocable> visualizedSkeleton(QSharedPointer<IVisualizedService> service,
-                                              std::shared_ptr<ClientSide> side)
-{
-    return QSharedPointer<VisualizedSkeleton>::create(std::move(service), std::move(side));
-}
-
-} // namespace tarn::rpc
+} // namespace tarn::binding
