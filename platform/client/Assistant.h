@@ -2,14 +2,20 @@
 #include "client/Answer.h"
 #include "tarn/client/IServiceAssistant.h"
 #include "tarn/core/BagArgs.h"
-#include "tarn/link/HubPort.h"
 #include "tarn/link/ServiceConnection.h"
+#include "tarn/rpc/HubPort.h"
 #include <QSharedPointer>
 #include <atomic>
 
 namespace tarn::client {
 
-/// The common part of the four assistants: a connection to one service and the road of a call. Any thread.
+// Milliseconds. Windows wait for most calls on the GUI thread.
+constexpr int LookUpTimeout = 3000; ///< answered from what the service has at hand
+constexpr int ListTimeout = 5000;   ///< all pages of a list
+constexpr int ActionTimeout = 5000;
+constexpr int SignInTimeout = 30000; ///< not called on a GUI thread
+
+/// The common part of the assistants: a connection to one service and the forwarding of a call. Any thread.
 template <class Interface>
 class Assistant : public Interface
 {
@@ -24,7 +30,7 @@ public:
         m_connection.open();
         m_initialized = true;
         errorText.clear();
-        return link::readHubPort(&errorText) != 0;
+        return rpc::hubPort(&errorText) != 0;
     }
 
     void UnInitialize() override
@@ -42,7 +48,7 @@ protected:
     /// Sends input's whole bag to the service's method and writes the outcome into output.
     template <class Input, class Output>
     void forward(const QString &method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
-                 int timeoutMs = link::ServiceConnection::DefaultTimeout)
+                 int timeoutMs)
     {
         forwardBy(input, output, [&](const rpc::Bag &bag) { return m_connection.call(m_tag, method, bag, timeoutMs); });
     }

@@ -6,12 +6,6 @@ namespace tarn::client {
 
 using namespace cloud;
 
-namespace {
-// ms. Windows wait for these calls on the GUI thread: a service that hangs must not freeze them for half a minute.
-constexpr int LookUpTimeout = 3000; // answered from what the service has at hand
-constexpr int ActionTimeout = 10000;
-} // namespace
-
 CloudAssistant::CloudAssistant()
     : Assistant(link::wire::CloudTag, {code::CallFailed, code::Refused, code::InvalidArgs, code::NoConnection})
 {
@@ -24,7 +18,7 @@ ICloudServiceAssistant::Input CloudAssistant::CreateInputArgs()
 
 ICloudServiceAssistant::Output CloudAssistant::CreateOutputArgs()
 {
-    return QSharedPointer<core::OutputListArgs<ICloudService_OutputArgs>>::create();
+    return QSharedPointer<core::OutputArgs<ICloudService_OutputArgs>>::create();
 }
 
 void CloudAssistant::GetLoginState(Input input, Output output)
@@ -49,7 +43,7 @@ void CloudAssistant::LoginByPhone(Input input, Output output)
 
 void CloudAssistant::LoginByAccount(Input input, Output output)
 {
-    forward(QStringLiteral("LoginByAccount"), input, output);
+    forward(QStringLiteral("LoginByAccount"), input, output, SignInTimeout);
 }
 
 void CloudAssistant::GetQRCodeUrl(Input input, Output output)
@@ -69,7 +63,7 @@ void CloudAssistant::GetLinkAddress(Input input, Output output)
 
 void CloudAssistant::Logout(Input input, Output output)
 {
-    forward(QStringLiteral("Logout"), input, output);
+    forward(QStringLiteral("Logout"), input, output, SignInTimeout);
 }
 
 } // namespace tarn::client

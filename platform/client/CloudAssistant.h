@@ -4,7 +4,7 @@
 
 namespace tarn::client {
 
-/// Client of the cloud account service. Any thread. A look-up takes 3 s at most, another operation 10 s, signing in by
+/// Client of the cloud account service. Any thread. A look-up takes 3 s at most, another operation 5 s, signing in by
 /// account and signing out 30 s.
 class CloudAssistant final : public Assistant<ICloudServiceAssistant>
 {

@@ -14,25 +14,25 @@ MessageAssistant::MessageAssistant()
 
 void MessageAssistant::AddMessageReceipt(Input input, Output output)
 {
-    forward(QStringLiteral("AddMessageReceipt"), input, output);
+    forward(QStringLiteral("AddMessageReceipt"), input, output, ActionTimeout);
 }
 
 void MessageAssistant::UpdateMessageStatus(Input input, Output output)
 {
-    forward(QStringLiteral("UpdateMessageStatus"), input, output);
+    forward(QStringLiteral("UpdateMessageStatus"), input, output, ActionTimeout);
 }
 
 // More records than fit into one message of the RPC layer come in pages.
 void MessageAssistant::GetAllMessageRecords(Input input, Output output)
 {
     forwardBy(input, output, [this](const rpc::Bag &bag) {
-        return link::callPaged(m_connection, m_tag, QStringLiteral("GetAllMessageRecords"), bag);
+        return link::callPaged(m_connection, m_tag, QStringLiteral("GetAllMessageRecords"), bag, ListTimeout);
     });
 }
 
 void MessageAssistant::GetMessageRecord(Input input, Output output)
 {
-    forward(QStringLiteral("GetMessageRecord"), input, output);
+    forward(QStringLiteral("GetMessageRecord"), input, output, LookUpTimeout);
 }
 
 IMessageServiceAssistant::Input MessageAssistant::CreateInputArgs()
@@ -42,12 +42,12 @@ IMessageServiceAssistant::Input MessageAssistant::CreateInputArgs()
 
 IMessageServiceAssistant::Output MessageAssistant::CreateOutputArgs()
 {
-    return QSharedPointer<core::OutputListArgs<IMessageService_OutputArgs>>::create();
+    return QSharedPointer<core::OutputArgs<IMessageService_OutputArgs>>::create();
 }
 
 void MessageAssistant::IgnoreMessage(Input input, Output output)
 {
-    forward(QStringLiteral("IgnoreMessage"), input, output);
+    forward(QStringLiteral("IgnoreMessage"), input, output, ActionTimeout);
 }
 
 } // namespace tarn::client

@@ -1,5 +1,7 @@
 #include "tarn/link/ServiceConnection.h"
-#include "tarn/link/HubPort.h"
+#include "tarn/keys/HubKeys.h"
+#include "tarn/rpc/HubPort.h"
+#include <QElapsedTimer>
 #include <QMutexLocker>
 #include <QScopeGuard>
 
@@ -8,6 +10,8 @@ namespace tarn::link {
 using rpc::RpcError;
 
 namespace {
+
+constexpr int LongMs = 1000; // a failure that took longer is no quick refusal
 
 rpc::CallResult failed(RpcError error)
 {
@@ -56,10 +60,11 @@ void ServiceConnection::close()
         const QMutexLocker lock(&m_state);
         m_open = false;
         m_proxies.clear();
+        m_silent.clear();
     }
     m_rpc.shutdown();
     {
-        // Whoever was just connecting has made the core live again.
+        // A caller that was just connecting has initialised the core again.
         const QMutexLocker lock(&m_connecting);
         m_rpc.shutdown();
         m_port = 0;
@@ -69,7 +74,8 @@ void ServiceConnection::close()
         m_idle.wait(&m_state);
 }
 
-rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs)
+rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs,
+                                        Late late)
 {
     {
         const QMutexLocker lock(&m_state);
@@ -83,29 +89,49 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
         m_idle.wakeAll();
     });
 
-    auto result = attempt(tag, method, input, timeoutMs, false);
-    // Either the object has gone or it has no such method; looking it up again tells.
-    if (result.error.code == RpcError::NotFound)
-        result = attempt(tag, method, input, timeoutMs, true);
-    return result.arrived() || isOpen() ? result : failed(closedError());
-}
-
-rpc::CallResult ServiceConnection::attempt(const QString &tag, const QString &method, const rpc::Bag &input,
-                                           int timeoutMs, bool lookUpAgain)
-{
-    RpcError error;
-    const auto proxy = proxyOf(tag, lookUpAgain, &error);
-    if (!proxy)
-        return failed(error);
-    auto result = proxy->call(method, input, timeoutMs);
-    if (result.error.code == RpcError::NotFound)
-        result.errorText = QString::fromStdString(result.error.message);
+    rpc::CallResult silent;
+    if (isSilent(tag, &silent.error))
+        return silent;
+    QElapsedTimer clock;
+    clock.start();
+    auto result = send(tag, method, input, timeoutMs);
+    if (!isOpen() && !result.arrived())
+        return failed(closedError());
+    if (late == Silent || result.error.code != RpcError::Timeout)
+        notice(tag, result.error, clock.elapsed());
     return result;
 }
 
-QSharedPointer<rpc::RpcProxy> ServiceConnection::proxyOf(const QString &tag, bool lookUpAgain, RpcError *error)
+rpc::CallResult ServiceConnection::send(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs)
 {
-    if (!lookUpAgain) {
+    RpcError error;
+    const auto proxy = proxyOf(tag, &error);
+    return proxy ? proxy->call(method, input, timeoutMs) : failed(error);
+}
+
+bool ServiceConnection::isSilent(const QString &tag, RpcError *error)
+{
+    const QMutexLocker lock(&m_state);
+    const Silence silence = m_silent.value(tag);
+    if (silence.end.hasExpired())
+        return false;
+    *error = silence.error;
+    return true;
+}
+
+void ServiceConnection::notice(const QString &tag, const RpcError &error, qint64 tookMs)
+{
+    const bool silent = error.code == RpcError::Timeout || (error.code != RpcError::None && tookMs >= LongMs);
+    const QMutexLocker lock(&m_state);
+    if (silent && m_open)
+        m_silent.insert(tag, {error, QDeadlineTimer(SilenceTime)});
+    else
+        m_silent.remove(tag);
+}
+
+QSharedPointer<rpc::RpcProxy> ServiceConnection::proxyOf(const QString &tag, RpcError *error)
+{
+    {
         const QMutexLocker lock(&m_state);
         if (auto known = m_proxies.value(tag))
             return known;
@@ -114,26 +140,29 @@ QSharedPointer<rpc::RpcProxy> ServiceConnection::proxyOf(const QString &tag, boo
     const QMutexLocker lock(&m_state);
     if (found && m_open)
         m_proxies.insert(tag, found);
-    else
-        m_proxies.remove(tag);
     return found;
 }
 
 QSharedPointer<rpc::RpcProxy> ServiceConnection::lookUp(const QString &tag, RpcError *error)
 {
     const QMutexLocker lock(&m_connecting);
-    if (!connectToHub(error))
+    if (isSilent(hub::HubInterface, error)) // several callers must not wait for it one after the other
         return {};
-    auto proxy = m_rpc.stringToProxy(tag);
-    if (!proxy)
+    QElapsedTimer clock;
+    clock.start();
+    QSharedPointer<rpc::RpcProxy> proxy;
+    if (connectToHub(error)) {
+        proxy = m_rpc.stringToProxy(tag);
         *error = rpc::getRpcLastError();
+    }
+    notice(hub::HubInterface, *error, clock.elapsed());
     return proxy;
 }
 
 bool ServiceConnection::connectToHub(RpcError *error)
 {
     QString reason;
-    const quint16 port = readHubPort(&reason);
+    const quint16 port = rpc::hubPort(&reason);
     if (port == 0) {
         *error = {RpcError::NoHub, reason.toStdString()};
         return false;

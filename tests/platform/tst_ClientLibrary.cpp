@@ -52,7 +52,7 @@ private slots:
     void init();
     void cleanup();
     void withoutAHub();
-    void theTaskQueryHasAShortDeadline();
+    void aHangingServiceHoldsAWindowOnce();
     void endsAHangingCall();
 
 private:
@@ -140,25 +140,45 @@ void TestClientLibrary::store(int count)
     QVERIFY2(result.accepted, qPrintable(result.errorText + QString::fromStdString(result.error.message)));
 }
 
-void TestClientLibrary::theTaskQueryHasAShortDeadline()
+/// Twelve calls in a row, as one click on a prompt with twelve products makes them, and one of each other kind.
+void TestClientLibrary::aHangingServiceHoldsAWindowOnce()
 {
-    QVERIFY(m_platform->startHubAlone());
-    QSemaphore release;
-    {
-        ServedObject hanging(wire::UpgradeTag, [&](const QString &, const rpc::Bag &) {
-            release.tryAcquire(1, 20000);
-            return rpc::CallResult();
-        });
-        QVERIFY(hanging.isServed());
-        auto *upgrade = m_manager->GetUpgradeServiceAssistant();
+    QVERIFY(m_platform->startHub());
+    QCOMPARE(codeOfAll(), 2000);
+    const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
+    QVERIFY(services > 0 && freeze(services));
+    auto *upgrade = m_manager->GetUpgradeServiceAssistant();
+    auto *cloud = m_manager->GetCloudServiceAssistant();
+    const auto ignore = [&] {
+        const auto output = upgrade->CreateSoftInfoOutputParam();
+        upgrade->IgnoreUpgrade(upgrade->CreateSoftInfoInputParam(), output);
+        return output->GetRetCode();
+    };
+    const auto queryTasks = [&] {
         const auto output = upgrade->CreateOutputParam();
-        QElapsedTimer timer;
-        timer.start();
         upgrade->QueryTaskInfos(upgrade->CreateInputParam(), output);
-        QCOMPARE(output->GetRetCode(), 1001);
-        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
-        release.release(2);
-    }
+        return output->GetRetCode();
+    };
+    const auto state = [&] {
+        const auto output = cloud->CreateOutputArgs();
+        cloud->GetLoginState(cloud->CreateInputArgs(), output);
+        return output->GetRetCode();
+    };
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < 12; ++i)
+        QVERIFY(QList<int>({1001, 1009}).contains(ignore()));
+    QVERIFY(QList<int>({1001, 1009}).contains(queryTasks()));
+    QVERIFY2(timer.elapsed() < 6000, qPrintable(QString::number(timer.elapsed())));
+    timer.start();
+    QVERIFY(QList<int>({4001, 4012}).contains(state()));
+    QVERIFY2(timer.elapsed() < 4000, qPrintable(QString::number(timer.elapsed())));
+    timer.start();
+    QVERIFY(QList<int>({2001, 2012}).contains(codeOfAll()));
+    QVERIFY2(timer.elapsed() < 6000, qPrintable(QString::number(timer.elapsed())));
+    ::kill(services, SIGCONT);
+    QTRY_COMPARE_WITH_TIMEOUT(codeOfAll(), 2000, 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(queryTasks(), 1000, 10000);
 }
 
 void TestClientLibrary::endsAHangingCall()

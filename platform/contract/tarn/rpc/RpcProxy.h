@@ -10,7 +10,7 @@ struct CallResult
     RpcError error;        ///< transport: what went wrong on the way
     bool accepted = false; ///< the operation's own bool result
     int retCode = 0;       ///< the family's return code, 0 if the operation set none
-    QString errorText;     ///< the operation's own error text
+    QString errorText;     ///< the operation's own error text; also where the object exists and has no such method
     Bag output;
 
     bool arrived() const { return error.code == RpcError::None; }

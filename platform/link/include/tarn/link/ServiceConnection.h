@@ -1,5 +1,6 @@
 #pragma once
 #include "tarn/rpc/Rpc.h"
+#include <QDeadlineTimer>
 #include <QHash>
 #include <QMutex>
 #include <QWaitCondition>
@@ -7,33 +8,48 @@
 namespace tarn::link {
 
 /// Calls registered objects by tag. Hub and object are looked up with the first call that finds a hub; from then on the
-/// RPC core follows them when they are started again. Thread-safe; calls run side by side.
+/// RPC core follows them when they are restarted, and repeats what did not arrive. Thread-safe; calls run side by side.
 class ServiceConnection
 {
 public:
     static constexpr int DefaultTimeout = 30000; ///< ms, of a call
     static constexpr int HubTimeout = 2000;      ///< ms, of a question to the hub
+    static constexpr int SilenceTime = 3000;     ///< ms
 
     ServiceConnection() = default;
     ~ServiceConnection(); ///< closes
     ServiceConnection(const ServiceConnection &) = delete;
     ServiceConnection &operator=(const ServiceConnection &) = delete;
 
-    /// Blocks for at most the deadline, and on first use for the question to the hub. A connection that is closed, or gets closed meanwhile, answers NotInitialized.
-    /// An object that nobody registered answers NotFound, no hub NoHub. Any other NotFound comes from the object: it
-    /// has no such method, and the result's errorText is then not empty.
+    /// What it means that a call's deadline passes.
+    enum Late {
+        Silent,   ///< the service hangs: further calls fail at once for the next SilenceTime
+        LongWork, ///< the operation itself may take longer
+    };
+
+    /// Blocks for at most the deadline, and for the questions to the hub where the object is looked up. A connection
+    /// that is closed, or gets closed meanwhile, answers NotInitialized, an unregistered object NotFound, no hub NoHub.
+    /// Any other NotFound comes from the object: it has no such method, and the result's errorText is then not empty. A
+    /// service that kept a caller waiting a moment ago answers as it did then, at once.
     /// @param timeoutMs deadline in milliseconds
     rpc::CallResult call(const QString &tag, const QString &method, const rpc::Bag &input,
-                         int timeoutMs = DefaultTimeout);
+                         int timeoutMs = DefaultTimeout, Late late = Silent);
 
     void open();  ///< a new connection is open; after close() calls are taken again
     void close(); ///< refuses new calls, ends those that wait and returns when they have left
 
 private:
-    rpc::CallResult attempt(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs,
-                            bool lookUpAgain);
-    QSharedPointer<rpc::RpcProxy> proxyOf(const QString &tag, bool lookUpAgain, rpc::RpcError *error);
+    struct Silence
+    {
+        rpc::RpcError error;
+        QDeadlineTimer end;
+    };
+
+    rpc::CallResult send(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs);
+    QSharedPointer<rpc::RpcProxy> proxyOf(const QString &tag, rpc::RpcError *error);
     QSharedPointer<rpc::RpcProxy> lookUp(const QString &tag, rpc::RpcError *error);
+    bool isSilent(const QString &tag, rpc::RpcError *error);
+    void notice(const QString &tag, const rpc::RpcError &error, qint64 tookMs);
     bool connectToHub(rpc::RpcError *error);
     bool isOpen() const;
 
@@ -43,6 +59,7 @@ private:
     mutable QMutex m_state; ///< guards what follows; never held in a call
     QWaitCondition m_idle;
     QHash<QString, QSharedPointer<rpc::RpcProxy>> m_proxies;
+    QHash<QString, Silence> m_silent; ///< by tag, the hub's included
     int m_calls = 0;
     bool m_open = true;
 };
