@@ -5,7 +5,7 @@
 #include "Orders.h"
 #include "Samples.h"
 
-#include "tarn/link/HubPort.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/Rpc.h"
 
 #include <QCoreApplication>
@@ -66,7 +66,7 @@ private:
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    const quint16 port = tarn::link::readHubPort();
+    const quint16 port = tarn::rpc::hubPort();
     tarn::rpc::Rpc rpc;
     if (!rpc.init(
             {{tarn::rpc::keys::IP, QStringLiteral("127.0.0.1")}, {tarn::rpc::keys::Port, QString::number(port)}})) {

@@ -1,7 +1,7 @@
 // rpc_echo TAG: serves an object with the methods "ack" and "convert" (see bare_echo) on the platform's RPC core under
 // this tag, until its input ends.
 
-#include "tarn/link/HubPort.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/IInvocable.h"
 #include "tarn/rpc/Rpc.h"
 
@@ -32,7 +32,7 @@ int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     const QString tag = QString::fromLocal8Bit(argv[argc - 1]);
-    const quint16 port = tarn::link::readHubPort();
+    const quint16 port = tarn::rpc::hubPort();
     tarn::rpc::Rpc rpc;
     if (!rpc.init({{tarn::rpc::keys::IP, QStringLiteral("127.0.0.1")},
                    {tarn::rpc::keys::Port, QString::number(port)},

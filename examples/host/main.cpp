@@ -4,6 +4,7 @@
 #include "tarn/keys/HubKeys.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/plugin/IPlugin.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/Rpc.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QApplication>
@@ -18,7 +19,7 @@ static bool showNotice()
 {
     rpc::Rpc core;
     const QString address = QStringLiteral("127.0.0.1");
-    const QString port = QString::number(rpc::readHubPort());
+    const QString port = QString::number(rpc::hubPort());
     core.init({{rpc::keys::IP, address}, {rpc::keys::SvrIP, address}, {rpc::keys::Port, port}});
     const auto service = core.stringToProxy(visualized::DefaultTag);
     if (!service)

@@ -1,10 +1,11 @@
 #include "cli/LoginWait.h"
 #include "cli/Output.h"
 #include "cli/Service.h"
+#include "tarn/binding/LoginNotify.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/keys/CloudKeys.h"
-#include "tarn/link/HubPort.h"
 #include "tarn/link/ServiceConnection.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QDeadlineTimer>
 
@@ -35,7 +36,7 @@ private:
 rpc::ObjectRef LoginWait::serve(QString *error)
 {
     m_notified = QSharedPointer<QSemaphore>::create();
-    const quint16 port = link::readHubPort(error);
+    const quint16 port = rpc::hubPort(error);
     if (port == 0)
         return {};
     const QString address = QStringLiteral("127.0.0.1");
@@ -44,7 +45,7 @@ rpc::ObjectRef LoginWait::serve(QString *error)
         m_adapter = m_rpc.createAdapter(QStringLiteral("tarnctl"));
     if (m_adapter && m_adapter->active()) {
         const QSharedPointer<ICloudLoginNotify> notify = QSharedPointer<Notify>::create(m_notified);
-        reference = rpc::bindCallback(*m_adapter, std::any(notify), rpc::LoginNotifyInterface);
+        reference = rpc::bindCallback(*m_adapter, std::any(notify), binding::LoginNotifyInterface);
     }
     if (reference.isNull())
         *error = QString::fromStdString(rpc::getRpcLastError().message);

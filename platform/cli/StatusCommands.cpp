@@ -5,10 +5,10 @@
 #include "tarn/keys/HubKeys.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/CloudWire.h"
-#include "tarn/link/HubPort.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/link/UpgradeWire.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -67,7 +67,7 @@ Report askHub(link::ServiceConnection &connection)
     Report report =
         ask(connection, QStringLiteral("hub"), visualizedService(), hub::HubInterface, QStringLiteral("List"));
     if (report.code == status::Ok)
-        report.state += QStringLiteral(", port %1").arg(link::readHubPort());
+        report.state += QStringLiteral(", port %1").arg(rpc::hubPort());
     return report;
 }
 

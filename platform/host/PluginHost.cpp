@@ -3,13 +3,12 @@
 #include "host/PluginMetadata.h"
 #include "tarn/factory/IServiceObjectCreator.h"
 #include "tarn/factory/ObjectFactory.h"
-#include "tarn/keys/HubKeys.h"
 #include "tarn/osgi/IBundleActivator.h"
 #include "tarn/plugin/IPlugin.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QDir>
 #include <QPluginLoader>
-#include <QSharedMemory>
 
 namespace {
 constexpr int FirstRetryMs = 1000;
@@ -23,12 +22,6 @@ struct CreatorName
 };
 
 const CreatorName Creators[] = {{"CVisualizedServiceCreator", tarn::visualized::DefaultTag}};
-
-bool hubIsPublished()
-{
-    QSharedMemory segment(tarn::hub::PortSegmentKey);
-    return segment.attach(QSharedMemory::ReadOnly);
-}
 } // namespace
 
 PluginHost::PluginHost(QObject *parent)
@@ -106,7 +99,7 @@ void PluginHost::createServices()
     bool allBound = true;
     for (Service &service : m_services) {
         // Without a hub another attempt would only fill the log.
-        if (!service.bound && (!m_retry.isActive() || hubIsPublished())) {
+        if (!service.bound && (!m_retry.isActive() || tarn::rpc::hubPort() != 0)) {
             service.bound = service.creator->create(service.tag);
             m_retry.setInterval(qMin(2 * m_retry.interval(), LastRetryMs));
         }

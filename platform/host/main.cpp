@@ -1,36 +1,80 @@
 #include "host/FontSubstitution.h"
 #include "host/PluginHost.h"
-#include "host/UnixSignals.h"
+#include "tarn/core/Program.h"
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDebug>
 #include <QDir>
+#include <QOpenGLContext>
+#include <cstdio>
+#include <sys/prctl.h>
+#include <unistd.h>
 
 namespace {
 constexpr int NothingLoaded = 1;
 constexpr int WrongUsage = 2;
+constexpr unsigned StopSeconds = 6; // the services' last answers take up to five
 
-void prepareEnvironment()
+/// While the application object is made: Qt ends the process with several lines when there is no display.
+void onStartMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    // The windows are plain widgets: the X plug-in's OpenGL set-up would cost 60 ms and 30 MiB at the first of them.
-    if (!qEnvironmentVariableIsSet("QT_XCB_GL_INTEGRATION"))
-        qputenv("QT_XCB_GL_INTEGRATION", "none");
-    if (!qEnvironmentVariableIsSet("QT_MESSAGE_PATTERN"))
-        qSetMessagePattern(QStringLiteral("%{time yyyy-MM-dd hh:mm:ss.zzz} %{type} [%{file}] %{function}: %{message}"));
+    if (type == QtFatalMsg) {
+        const QByteArray display = qgetenv("DISPLAY");
+        std::fprintf(stderr, "visualized-host: the X display \"%s\" (environment variable DISPLAY) cannot be opened\n",
+                     display.constData());
+        ::_exit(NothingLoaded);
+    }
+    if (qstrncmp(context.category, "qt.qpa", 6) != 0)
+        tarn::core::writeLog(type, context, message);
+}
+
+/// The windows are plain widgets: the X plug-in's OpenGL set-up would cost 60 ms and 30 MiB at the first of them. The
+/// choice is made here, so that the variable is not left to the programs that links open.
+void doWithoutOpenGl()
+{
+    constexpr const char *Variable = "QT_XCB_GL_INTEGRATION";
+    if (qEnvironmentVariableIsSet(Variable))
+        return;
+    qputenv(Variable, "none");
+    QOpenGLContext::supportsThreadedOpenGL(); // loads what the variable names
+    qunsetenv(Variable);
+}
+
+void define(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(QStringLiteral("Host process of the platform's user-interface services."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOption({QStringLiteral("plugins"), QStringLiteral("Load the plug-ins of this directory."),
+                      QStringLiteral("DIR"), QCoreApplication::applicationDirPath() + QStringLiteral("/plugins")});
+    parser.addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
+}
+
+void nameApplication()
+{
+    QCoreApplication::setApplicationName(QStringLiteral("visualized-host"));
+    QCoreApplication::setApplicationVersion(QStringLiteral("1.0.0"));
+}
+
+/// Help and version are told without a display.
+void answerWithoutDisplay(int argc, char **argv)
+{
+    for (const char *name : {"--help", "-h", "--help-all", "--version", "-v"}) {
+        if (!tarn::core::hasArgument(argc, argv, name))
+            continue;
+        const QCoreApplication app(argc, argv);
+        QCommandLineParser parser;
+        define(parser);
+        parser.process(app); // ends the process
+    }
 }
 
 QString pluginDirectory()
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Host process of the platform's user-interface services."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const QCommandLineOption plugins(QStringLiteral("plugins"), QStringLiteral("Load the plug-ins of this directory."),
-                                     QStringLiteral("DIR"),
-                                     QApplication::applicationDirPath() + QStringLiteral("/plugins"));
-    parser.addOption(plugins);
+    define(parser);
     parser.process(*QCoreApplication::instance());
-    QString directory = parser.value(plugins);
+    QString directory = parser.value(QStringLiteral("plugins"));
     if (!parser.positionalArguments().isEmpty() || !QDir(directory).exists()) {
         qCritical().noquote() << (parser.positionalArguments().isEmpty()
                                       ? QStringLiteral("visualized-host: there is no directory %1").arg(directory)
@@ -44,14 +88,20 @@ QString pluginDirectory()
 
 int main(int argc, char *argv[])
 {
-    prepareEnvironment();
+    tarn::core::prepareProgram(true, tarn::core::hasArgument(argc, argv, "--verbose"));
+    nameApplication();
+    answerWithoutDisplay(argc, argv);
+#ifndef TARN_SANITIZED           // the leak check reads the process as a debugger does
+    ::prctl(PR_SET_DUMPABLE, 0); // passwords pass through; no core file, no other process reads the memory
+#endif
+    qInstallMessageHandler(&onStartMessage);
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("visualized-host"));
-    QApplication::setApplicationVersion(QStringLiteral("1.0.0"));
+    qInstallMessageHandler(&tarn::core::writeLog);
+    doWithoutOpenGl();
     QApplication::setQuitOnLastWindowClosed(false);
     const QString directory = pluginDirectory();
-    const UnixSignals signalSource;
-    QObject::connect(&signalSource, &UnixSignals::terminationRequested, &app, &QApplication::quit);
+    const tarn::core::UnixSignals signalSource(StopSeconds);
+    QObject::connect(&signalSource, &tarn::core::UnixSignals::terminationRequested, &app, &QApplication::quit);
     substituteMissingFonts();
 
     PluginHost host;

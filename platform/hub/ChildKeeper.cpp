@@ -9,10 +9,27 @@ namespace {
 
 constexpr int FirstPauseMs = 100;
 constexpr int LongestPauseMs = 10000;
-constexpr int SteadyMs = 10000; // a program that ran that long starts again without a long pause
+constexpr int SteadyMs = 2000;      // a program that ran that long did not fail at its start
+constexpr int KilledPauseMs = 1000; // longest pause after an end that is not the program's own doing
 constexpr int StopMs = 5000;
 
-/// Dies with the hub, however the hub goes.
+bool isOwnDoing(const QProcess &process)
+{
+    if (process.exitStatus() == QProcess::NormalExit)
+        return true;
+    const int signalNumber = process.exitCode();
+    return signalNumber != SIGKILL && signalNumber != SIGTERM && signalNumber != SIGINT && signalNumber != SIGHUP;
+}
+
+QString endOf(const QProcess &process)
+{
+    if (process.error() == QProcess::FailedToStart)
+        return process.errorString();
+    return process.exitStatus() == QProcess::NormalExit ? QStringLiteral("exit code %1").arg(process.exitCode())
+                                                        : QStringLiteral("signal %1").arg(process.exitCode());
+}
+
+/// Dies with the hub, however the hub ends.
 class BoundProcess final : public QProcess
 {
 public:
@@ -25,12 +42,9 @@ public:
 protected:
     void setupChildProcess() override // between fork and exec
     {
-        sigset_t none; // the hub blocks the signals that it reads itself
-        sigemptyset(&none);
-        ::sigprocmask(SIG_SETMASK, &none, nullptr);
         ::prctl(PR_SET_PDEATHSIG, SIGTERM);
         if (::getppid() != m_parent)
-            ::_exit(1); // the hub went before the line above
+            ::_exit(1); // the hub ended before the line above
     }
 
 private:
@@ -91,8 +105,9 @@ void ChildKeeper::OnEnded()
     if (m_stopping)
         return;
     tarn::rpc::sweepSockets(); // a killed program leaves its own behind
-    m_pauseMs = m_lifetime.elapsed() > SteadyMs || m_pauseMs == 0 ? FirstPauseMs : qMin(2 * m_pauseMs, LongestPauseMs);
-    qWarning("%s has ended (%s), next start in %d ms", qUtf8Printable(m_program),
-             qUtf8Printable(m_process->errorString()), m_pauseMs);
+    const int longest = isOwnDoing(*m_process) ? LongestPauseMs : KilledPauseMs;
+    m_pauseMs = m_lifetime.elapsed() > SteadyMs || m_pauseMs == 0 ? FirstPauseMs : qMin(2 * m_pauseMs, longest);
+    qWarning("%s has ended (%s), next start in %d ms", qUtf8Printable(m_program), qUtf8Printable(endOf(*m_process)),
+             m_pauseMs);
     m_pause.start(m_pauseMs);
 }

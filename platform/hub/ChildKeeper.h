@@ -5,7 +5,7 @@
 #include <QTimer>
 
 /// Runs one program for as long as the hub lives and starts it again when it ends, after a pause that grows from 100 ms
-/// to 10 s while it keeps ending at once. Main thread.
+/// to 10 s while it keeps ending at its start, to 1 s while another process keeps killing it. Main thread.
 class ChildKeeper final : public QObject
 {
     Q_OBJECT

@@ -1,7 +1,9 @@
 #pragma once
 #include "hub/ChildKeeper.h"
 #include "hub/PortReservation.h"
+#include "hub/PortSegment.h"
 #include "tarn/rpc/HubServer.h"
+#include <QFileSystemWatcher>
 #include <QObject>
 #include <memory>
 
@@ -15,8 +17,16 @@ public:
 
     bool start(QString *error);
 
+signals:
+    /// The runtime directory was removed or replaced: callers do not find this hub any more, and another one can start.
+    void displaced();
+
 private:
+    void watchLock();
+
     PortReservation m_reservation;
     tarn::rpc::HubServer m_server;
+    PortSegment m_segment;
+    QFileSystemWatcher m_watcher;
     std::unique_ptr<ChildKeeper> m_services;
 };

@@ -1,5 +1,4 @@
 #include "hub/PortReservation.h"
-#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QFile>
 #include <cerrno>
@@ -8,19 +7,11 @@
 #include <netinet/in.h>
 #include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
-
-PortReservation::PortReservation()
-    : m_segment(tarn::hub::PortSegmentKey)
-{
-}
 
 PortReservation::~PortReservation()
 {
-    if (m_segment.isAttached()) {
-        write(QByteArray()); // for whoever keeps it attached
-        m_segment.detach();
-    }
     if (m_socket >= 0)
         ::close(m_socket);
     if (m_lock >= 0)
@@ -45,7 +36,8 @@ bool PortReservation::lock(QString *error)
     const QString dir = tarn::rpc::runtimeDir(error);
     if (dir.isEmpty())
         return false;
-    const QString path = dir + QStringLiteral("/hub.lock");
+    m_lockFile = dir + QStringLiteral("/hub.lock");
+    const QString path = m_lockFile;
     m_lock = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (m_lock < 0) {
         *error = QStringLiteral("%1 cannot be opened: %2").arg(path, qt_error_string(errno));
@@ -94,23 +86,10 @@ bool PortReservation::bindPort(quint16 wanted)
     return true;
 }
 
-bool PortReservation::publish(QString *error)
+bool PortReservation::isInPlace() const
 {
-    const bool created = m_segment.create(tarn::hub::PortSegmentSize);
-    const bool taken = !created && m_segment.error() == QSharedMemory::AlreadyExists && m_segment.attach() &&
-                       m_segment.size() >= tarn::hub::PortSegmentSize;
-    if ((created || taken) && write(QByteArray::number(m_port)))
-        return true;
-    *error = QStringLiteral("the port cannot be published: %1").arg(m_segment.errorString());
-    return false;
-}
-
-bool PortReservation::write(const QByteArray &text)
-{
-    if (!m_segment.lock())
-        return false;
-    auto *bytes = static_cast<char *>(m_segment.data());
-    std::memset(bytes, 0, tarn::hub::PortSegmentSize);
-    std::memcpy(bytes, text.constData(), static_cast<size_t>(text.size()));
-    return m_segment.unlock();
+    struct stat held = {};
+    struct stat found = {};
+    return ::fstat(m_lock, &held) == 0 && ::lstat(QFile::encodeName(m_lockFile).constData(), &found) == 0 &&
+           held.st_ino == found.st_ino && held.st_dev == found.st_dev;
 }

@@ -1,53 +1,48 @@
 #include "hub/HubProgram.h"
+#include "tarn/core/Program.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RpcLog.h"
+#include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QSocketNotifier>
-#include <csignal>
 #include <cstdio>
-#include <sys/signalfd.h>
 
 namespace {
-
 constexpr int WrongUsage = 2;
 
-/// SIGTERM and SIGINT as an event. Blocked before any thread starts, so that no thread takes them.
-int openSignals()
+bool readArguments(const QCoreApplication &app)
 {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-}
-
-int usage(const QString &problem)
-{
-    std::fprintf(stderr, "ServiceHub: %s\nUsage: ServiceHub %s\n", qUtf8Printable(problem),
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Registry of the platform's services: callers find them through it. It starts tarn-services and\n"
+        "starts it again when it ends. SIGTERM ends both."));
+    parser.addHelpOption();
+    parser.addPositionalArgument(tarn::hub::StartArgument, QStringLiteral("Run in the foreground."));
+    parser.addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
+    parser.process(app);
+    if (parser.positionalArguments() == QStringList{tarn::hub::StartArgument})
+        return true;
+    std::fprintf(stderr, "ServiceHub: the argument \"%s\" is missing, or another is given; see --help\n",
                  qUtf8Printable(tarn::hub::StartArgument));
-    return WrongUsage;
+    return false;
 }
-
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    const int signalFd = openSignals();
+    tarn::core::prepareProgram(false, tarn::core::hasArgument(argc, argv, "--verbose"));
     QCoreApplication app(argc, argv);
-    qSetMessagePattern(QStringLiteral("%{time yyyy-MM-dd hh:mm:ss.zzz} ServiceHub[%{pid}] %{type}: %{message}"));
-    const QStringList arguments = app.arguments().mid(1);
-    if (arguments != QStringList{tarn::hub::StartArgument})
-        return usage(arguments.isEmpty() ? QStringLiteral("the argument is missing")
-                                         : QStringLiteral("unknown argument \"%1\"").arg(arguments.last()));
+    QCoreApplication::setApplicationName(tarn::hub::HubProgram);
+    if (!readArguments(app))
+        return WrongUsage;
     tarn::rpc::RpcLog::set_print(qEnvironmentVariableIsSet("TARN_RPC_LOG"));
+    const tarn::core::UnixSignals signalSource;
+    QObject::connect(&signalSource, &tarn::core::UnixSignals::terminationRequested, &app, &QCoreApplication::quit);
     HubProgram hub;
     QString error;
     if (!hub.start(&error)) {
         qCritical("%s", qUtf8Printable(error));
         return 1;
     }
-    QSocketNotifier signalled(signalFd, QSocketNotifier::Read);
-    QObject::connect(&signalled, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
+    QObject::connect(&hub, &HubProgram::displaced, &app, [] { QCoreApplication::exit(1); });
     return app.exec();
 }

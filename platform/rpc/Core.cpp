@@ -10,8 +10,9 @@ namespace tarn::rpc {
 
 struct Rpc::Private::Server
 {
-    Server(const std::shared_ptr<ServantTable> &table, const Settings &settings)
-        : endpoint(table, settings.threads)
+    Server(const std::shared_ptr<ServantTable> &table, const std::shared_ptr<ClientSide> &client,
+           const Settings &settings)
+        : endpoint(table, client, settings.threads)
     {
     }
     /// Waits for the calls that run, so not in one of them.
@@ -54,7 +55,7 @@ RpcError Rpc::Private::init(const QHash<QString, QString> &table)
     if (server)
         server->lease->setHub(settings.hubForServers);
     ObjectRef hub;
-    RpcError error = client->hub.resolve(hub::HubInterface, &hub);
+    RpcError error = client->hub.resolve(hub::HubInterface, HubLink::Deadline::max(), &hub);
     if (error.code != RpcError::None) {
         if (!settings.hub.isLocal())
             warn(QStringLiteral("hub %1: %2").arg(settings.hub.text(), QString::fromStdString(error.message)));
@@ -187,14 +188,14 @@ RpcError Rpc::Private::openServer()
     if (m_server)
         return {};
     QString reason;
-    const std::shared_ptr<Server> server(new Server(m_servants, m_settings), &Server::dispose);
+    const std::shared_ptr<Server> server(new Server(m_servants, client, m_settings), &Server::dispose);
     if (!server->endpoint.open(m_settings.endpoint, &reason)) {
         warn(QStringLiteral("cannot serve: %1").arg(reason));
         return makeError(RpcError::Failed, reason);
     }
     try {
-        server->lease =
-            std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(), server->endpoint.epoch());
+        server->lease = std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(),
+                                                server->endpoint.epoch(), [hook = m_hubLost] { hook->call(); });
     } catch (const std::system_error &e) {
         return makeError(RpcError::Failed,
                          QStringLiteral("no thread can be started: %1").arg(QString::fromLocal8Bit(e.what())));
@@ -242,6 +243,11 @@ RpcError Rpc::Private::publish()
         }
     }
     return server ? server->lease->set(objects) : RpcError();
+}
+
+void Rpc::Private::setHubLost(std::function<void()> callback)
+{
+    m_hubLost->set(std::move(callback));
 }
 
 void Rpc::Private::closeIdleServer()

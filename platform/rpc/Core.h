@@ -3,6 +3,7 @@
 #include "rpc/Lease.h"
 #include "rpc/Proxy.h"
 #include "tarn/rpc/Rpc.h"
+#include <functional>
 #include <map>
 
 namespace tarn::rpc {
@@ -16,7 +17,28 @@ struct AdapterState
     const std::shared_ptr<CallGate> gate = std::make_shared<CallGate>();
 };
 
-/// What stands behind Rpc and its adapters. Thread-safe. The mutex is never held while a call of an object is waited
+/// A callback that can be replaced. The mutex is held in the callback: none runs after it was taken away.
+class HubLostHook
+{
+public:
+    void set(std::function<void()> callback)
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_callback = std::move(callback);
+    }
+    void call()
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (m_callback)
+            m_callback();
+    }
+
+private:
+    QMutex m_mutex;
+    std::function<void()> m_callback;
+};
+
+/// The implementation of Rpc and its adapters. Thread-safe. The mutex is never held while a call of an object is waited
 /// for or the hub is asked.
 class Rpc::Private
 {
@@ -25,6 +47,7 @@ public:
 
     RpcError init(const QHash<QString, QString> &table);
     void shutdown();
+    void setHubLost(std::function<void()> callback);
     bool isInitialized() const { return client->pending.isOpen(); }
 
     std::shared_ptr<AdapterState> newAdapter(const QString &name);
@@ -50,6 +73,7 @@ private:
     Settings m_settings;
     std::vector<std::shared_ptr<AdapterState>> m_adapters;
     const std::shared_ptr<ServantTable> m_servants = std::make_shared<ServantTable>(); // outlives a server in disposal
+    const std::shared_ptr<HubLostHook> m_hubLost = std::make_shared<HubLostHook>();    // outlives a server in disposal
     QMutex m_publishing; ///< one set after the other goes to the hub
     std::shared_ptr<Server> m_server;
 };

@@ -2,23 +2,12 @@
 #include "rpc/Channels.h"
 #include "rpc/Encoder.h"
 #include "rpc/LastError.h"
-#include "tarn/keys/HubKeys.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/v1/hub.grpc.pb.h"
-#include <QSharedMemory>
+#include <algorithm>
 #include <grpcpp/client_context.h>
 
 namespace tarn::rpc {
-
-quint16 publishedHubPort()
-{
-    QSharedMemory segment(hub::PortSegmentKey);
-    if (!segment.attach(QSharedMemory::ReadOnly) || segment.size() < hub::PortSegmentSize || !segment.lock())
-        return 0;
-    const auto *text = static_cast<const char *>(segment.constData());
-    const quint16 port = QByteArray(text, static_cast<int>(qstrnlen(text, hub::PortSegmentSize))).toUShort();
-    segment.unlock();
-    return port;
-}
 
 void HubLink::setAddress(const Address &address)
 {
@@ -27,21 +16,22 @@ void HubLink::setAddress(const Address &address)
     m_channel.reset();
 }
 
-RpcError HubLink::resolve(const QString &tag, ObjectRef *to)
+RpcError HubLink::resolve(const QString &tag, Deadline deadline, ObjectRef *to)
 {
-    RpcError error = ask(tag, false, to);
+    deadline = std::min(deadline, std::chrono::system_clock::now() + std::chrono::milliseconds(limits::HubTimeoutMs));
+    RpcError error = ask(tag, false, deadline, to);
     // A killed hub breaks the kept channel only when it is used; its successor may have another port.
-    return error.code == RpcError::NoHub ? ask(tag, true, to) : error;
+    return error.code == RpcError::NoHub ? ask(tag, true, deadline, to) : error;
 }
 
-RpcError HubLink::ask(const QString &tag, bool fresh, ObjectRef *to)
+RpcError HubLink::ask(const QString &tag, bool fresh, Deadline deadline, ObjectRef *to)
 {
     QString reason;
     std::shared_ptr<grpc::Channel> channel;
     {
         const QMutexLocker lock(&m_mutex);
         if (fresh && m_address.isLocal()) {
-            if (const quint16 port = publishedHubPort())
+            if (const quint16 port = hubPort())
                 m_address.port = port;
         }
         if (fresh || !m_channel) {
@@ -53,7 +43,7 @@ RpcError HubLink::ask(const QString &tag, bool fresh, ObjectRef *to)
     if (!channel)
         return makeError(RpcError::NoHub, reason);
     grpc::ClientContext context;
-    context.set_deadline(std::chrono::system_clock::now() + std::chrono::milliseconds(limits::HubTimeoutMs));
+    context.set_deadline(deadline);
     v1::ResolveRequest request;
     v1::ObjectRef reply;
     request.set_tag(tag.toStdString());

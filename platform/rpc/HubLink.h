@@ -3,6 +3,7 @@
 #include "tarn/rpc/Bag.h"
 #include "tarn/rpc/RpcError.h"
 #include <QMutex>
+#include <chrono>
 #include <memory>
 
 namespace grpc {
@@ -11,20 +12,17 @@ class Channel;
 
 namespace tarn::rpc {
 
-/// The hub's port as published in shared memory; 0 when there is no segment or no number in it.
-quint16 publishedHubPort();
-
-/// Asks the hub where objects live. Follows a restarted hub to its new port. Thread-safe; a question takes at most two
-/// seconds.
+/// Asks the hub where objects live. Follows a restarted hub to its new port. Thread-safe.
 class HubLink
 {
 public:
     void setAddress(const Address &address);
-    /// The hub's own entry when asked for "IServiceHub".
-    RpcError resolve(const QString &tag, ObjectRef *to);
+    using Deadline = std::chrono::system_clock::time_point;
+    /// The hub's own entry when asked for "IServiceHub". Takes at most two seconds, less where the deadline is earlier.
+    RpcError resolve(const QString &tag, Deadline deadline, ObjectRef *to);
 
 private:
-    RpcError ask(const QString &tag, bool fresh, ObjectRef *to);
+    RpcError ask(const QString &tag, bool fresh, Deadline deadline, ObjectRef *to);
 
     QMutex m_mutex;
     Address m_address;

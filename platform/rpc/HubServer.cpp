@@ -58,7 +58,7 @@ public:
     Private()
         : servants(std::make_shared<ServantTable>())
         , service(registry)
-        , endpoint(servants, HubThreads)
+        , endpoint(servants, nullptr, HubThreads)
     {
         Servant self;
         self.interfaceName = self.tag = hub::HubInterface;

@@ -33,7 +33,9 @@ class HubService::LeaseStream final : public grpc::ServerWriteReactor<v1::Regist
 {
 public:
     LeaseStream(HubService &hub, const v1::RegisterRequest &request)
-        : m_registry(hub.m_registry)
+        : m_hub(hub)
+        , m_registry(hub.m_registry)
+        , m_epoch(request.epoch())
         , m_lease(++hub.m_leases)
         , m_program(QStringLiteral("%1 (process %2)")
                         .arg(QString::fromStdString(request.program()).left(64))
@@ -43,11 +45,16 @@ public:
             finish({grpc::StatusCode::INVALID_ARGUMENT, "too many objects"});
             return;
         }
-        const QString reason = m_registry.add(entriesOf(request), request.epoch(), m_lease);
+        const QMutexLocker lock(&hub.m_mutex);
+        const QString reason =
+            m_registry.add(entriesOf(request), QString::fromStdString(request.endpoint()), request.epoch(), m_lease);
         if (!reason.isEmpty()) {
             finish({grpc::StatusCode::ALREADY_EXISTS, reason.toStdString()});
             return;
         }
+        // A process that lost its lease to another stream must learn it, to register again.
+        if (LeaseStream *older = std::exchange(hub.m_streams[m_epoch], this))
+            older->finish({grpc::StatusCode::ABORTED, "a newer lease of this process replaces it"});
         trace(QStringLiteral("lease %1: %2 objects of %3").arg(m_lease).arg(request.objects_size()).arg(m_program));
         m_reply.set_hub_epoch(hub.m_self.epoch);
         StartWrite(&m_reply);
@@ -62,6 +69,12 @@ public:
     {
         trace(QStringLiteral("lease %1 of %2 ended").arg(m_lease).arg(m_program));
         m_registry.end(m_lease);
+        {
+            const QMutexLocker lock(&m_hub.m_mutex);
+            const auto it = m_hub.m_streams.find(m_epoch);
+            if (it != m_hub.m_streams.end() && it->second == this)
+                m_hub.m_streams.erase(it);
+        }
         delete this;
     }
 
@@ -72,7 +85,9 @@ private:
             Finish(status);
     }
 
+    HubService &m_hub;
     Registry &m_registry;
+    const quint64 m_epoch;
     const quint64 m_lease;
     const QString m_program;
     v1::RegisterReply m_reply;

@@ -1,7 +1,9 @@
 #pragma once
 #include "rpc/Registry.h"
 #include "tarn/v1/hub.grpc.pb.h"
+#include <QMutex>
 #include <atomic>
+#include <map>
 
 namespace tarn::rpc {
 
@@ -23,6 +25,8 @@ private:
     class LeaseStream;
 
     Registry &m_registry;
+    QRecursiveMutex m_mutex;                    ///< guards m_streams; gRPC may end a stream inside finish()
+    std::map<quint64, LeaseStream *> m_streams; ///< by epoch, the newest of each process
     ObjectRef m_self;
     std::atomic<quint64> m_leases = 0;
 };

@@ -3,6 +3,7 @@
 #include "rpc/HubLink.h"
 #include "rpc/LastError.h"
 #include "rpc/Log.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -14,6 +15,8 @@ namespace tarn::rpc {
 using namespace std::chrono_literals;
 
 static constexpr auto RetryPause = 100ms;
+static constexpr auto LostTime = 2s;      // from here on the hub is taken to have ended
+static constexpr auto LongestLost = 60s;  // between two notices of one loss
 static constexpr auto TakenPause = 500ms; // another process holds a tag
 static constexpr auto AnswerTime = std::chrono::milliseconds(limits::HubTimeoutMs);
 
@@ -73,9 +76,10 @@ private:
     grpc::Status m_status;
 };
 
-Lease::Lease(const Address &hub, const QString &endpoint, quint64 epoch)
+Lease::Lease(const Address &hub, const QString &endpoint, quint64 epoch, std::function<void()> hubLost)
     : m_endpoint(endpoint)
     , m_epoch(epoch)
+    , m_hubLost(std::move(hubLost))
     , m_hub(hub)
     , m_thread([this] { run(); })
 {
@@ -137,10 +141,32 @@ void Lease::run()
         const quint64 version = m_wantedVersion;
         const RpcError result = attempt(lock);
         settle(version, result);
+        noticeLoss(lock, result.code == RpcError::NoHub);
         if (result.code != RpcError::None)
             m_signal->changed.wait_for(lock, result.code == RpcError::NoHub ? RetryPause : TakenPause,
                                        [&] { return m_stop || m_wantedVersion != version; });
     }
+}
+
+/// Calls the hub's starter when no hub has answered for a while, and again in growing intervals.
+void Lease::noticeLoss(std::unique_lock<std::mutex> &lock, bool lost)
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (!lost) {
+        m_lostSince = {};
+        return;
+    }
+    if (m_lostSince == std::chrono::steady_clock::time_point()) {
+        m_lostSince = now;
+        m_lostPause = LostTime;
+    }
+    if (now - m_lostSince < m_lostPause)
+        return;
+    m_lostSince = now;
+    m_lostPause = std::min<std::chrono::milliseconds>(2 * m_lostPause, LongestLost);
+    lock.unlock();
+    m_hubLost();
+    lock.lock();
 }
 
 /// Opens a stream for the wanted set beside the present one, which it then replaces.
@@ -150,9 +176,9 @@ RpcError Lease::attempt(std::unique_lock<std::mutex> &lock)
     const quint64 version = m_wantedVersion;
     const auto objects = m_wanted;
     Address hub = m_hub;
-    lock.unlock(); // reading the segment and making a channel take time
+    lock.unlock(); // making a channel takes time
     // A hub that was started again may have another port.
-    const quint16 port = m_failures % 2 != 0 && hub.isLocal() ? publishedHubPort() : 0;
+    const quint16 port = m_failures % 2 != 0 && hub.isLocal() ? hubPort() : 0;
     if (port != 0)
         hub.port = port;
     const std::shared_ptr<Stream> stream = openStream(hub, objects, &reason);

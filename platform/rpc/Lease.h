@@ -1,7 +1,9 @@
 #pragma once
 #include "rpc/Settings.h"
 #include "tarn/rpc/RpcError.h"
+#include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -22,7 +24,8 @@ struct Registered
 class Lease
 {
 public:
-    Lease(const Address &hub, const QString &endpoint, quint64 epoch);
+    /// @param hubLost called on the lease's thread when no hub has answered for two seconds
+    Lease(const Address &hub, const QString &endpoint, quint64 epoch, std::function<void()> hubLost);
     ~Lease(); ///< withdraws everything
 
     void setHub(const Address &hub);
@@ -35,6 +38,7 @@ private:
     void run();
     bool isHeld() const;
     RpcError attempt(std::unique_lock<std::mutex> &lock);
+    void noticeLoss(std::unique_lock<std::mutex> &lock, bool lost);
     void settle(quint64 version, const RpcError &result);
     void replaceStream(std::unique_lock<std::mutex> &lock, const std::shared_ptr<Stream> &stream);
     std::shared_ptr<Stream> openStream(const Address &hub, const std::vector<Registered> &objects, QString *error);
@@ -48,6 +52,7 @@ private:
 
     const QString m_endpoint;
     const quint64 m_epoch;
+    const std::function<void()> m_hubLost;
     const std::shared_ptr<Signal> m_signal = std::make_shared<Signal>(); // its mutex guards all that follows
     Address m_hub;
     std::vector<Registered> m_wanted;
@@ -57,6 +62,8 @@ private:
     RpcError m_result;             ///< that answer
     int m_failures = 0;            ///< attempts in a row that found no hub; written by the lease's thread only
     int m_warned = RpcError::None; ///< last trouble in the log
+    std::chrono::steady_clock::time_point m_lostSince; ///< no hub since then, or since the last notice; lease's thread
+    std::chrono::milliseconds m_lostPause{};           ///< until the next notice; lease's thread
     bool m_stop = false;
     std::shared_ptr<Stream> m_stream;
     std::thread m_thread;

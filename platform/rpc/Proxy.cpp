@@ -78,6 +78,8 @@ CallResult Proxy::call(const QString &method, const Bag &input, int timeoutMs)
         }
         if (result.arrived())
             result.error = toError(status);
+        if (status.error_code() == grpc::StatusCode::UNIMPLEMENTED)
+            result.errorText = QString::fromStdString(status.error_message());
     }
     if (result.arrived())
         clearLastError();
@@ -107,7 +109,7 @@ RpcError Proxy::connect(Deadline deadline)
 RpcError Proxy::resolve(Deadline deadline)
 {
     ObjectRef place;
-    RpcError error = m_side->hub.resolve(m_ref.tag, &place);
+    RpcError error = m_side->hub.resolve(m_ref.tag, deadline, &place);
     if (error.code != RpcError::None)
         return error;
     const QMutexLocker lock(&m_mutex);

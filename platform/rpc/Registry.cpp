@@ -19,9 +19,16 @@ static QString objection(const RegistryEntry &entry)
     return QString();
 }
 
-QString Registry::add(const QVector<RegistryEntry> &entries, quint64 epoch, quint64 lease)
+QString Registry::add(const QVector<RegistryEntry> &entries, const QString &endpoint, quint64 epoch, quint64 lease)
 {
     const QMutexLocker lock(&m_mutex);
+    for (const RegistryEntry &held : qAsConst(m_entries)) {
+        // The epoch is no secret: it must not be enough to take a process's objects away.
+        if (held.object.epoch == epoch && held.object.endpoint != endpoint)
+            return QStringLiteral("the epoch belongs to another endpoint, of %1 (process %2)")
+                .arg(held.program)
+                .arg(held.pid);
+    }
     for (const RegistryEntry &entry : entries) {
         QString reason = objection(entry);
         if (!reason.isEmpty())

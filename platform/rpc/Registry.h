@@ -19,10 +19,11 @@ struct RegistryEntry
 class Registry
 {
 public:
-    /// Registers all entries for a new lease, or none. Entries of the same epoch pass over to the newer lease; those
-    /// that it leaves out go.
-    /// @return empty, or why not: an entry without a name, or a tag that another process holds
-    QString add(const QVector<RegistryEntry> &entries, quint64 epoch, quint64 lease);
+    /// Registers all entries of a process for a new lease, or none. Entries that an older lease of the process holds pass
+    /// over to this one; those that it leaves out are removed.
+    /// @return empty, or why not: an entry without a name, a tag that another process holds, or an epoch that belongs to
+    ///         another endpoint
+    QString add(const QVector<RegistryEntry> &entries, const QString &endpoint, quint64 epoch, quint64 lease);
     void end(quint64 lease); ///< removes what the lease still holds
     bool find(const QString &tag, ObjectRef *to) const;
     QVector<RegistryEntry> list() const; ///< by tag

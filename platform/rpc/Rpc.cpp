@@ -39,9 +39,14 @@ QSharedPointer<RpcProxy> Rpc::stringToProxy(const QString &tag)
     ObjectRef ref;
     if (!d->isInitialized())
         fail(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
-    else if (succeed(d->client->hub.resolve(tag, &ref)))
+    else if (succeed(d->client->hub.resolve(tag, HubLink::Deadline::max(), &ref)))
         return QSharedPointer<Proxy>::create(d->client, ref, true);
     return {};
+}
+
+void Rpc::setHubLost(std::function<void()> callback)
+{
+    d->setHubLost(std::move(callback));
 }
 
 void Rpc::shutdown()

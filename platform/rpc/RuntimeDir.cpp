@@ -1,8 +1,10 @@
 #include "tarn/rpc/RuntimeDir.h"
+#include "tarn/rpc/HubPort.h"
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <cerrno>
+#include <cstdio>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -39,7 +41,7 @@ QString objection(const QByteArray &path)
     return QString();
 }
 
-/// ECONNREFUSED is what a socket without a listener answers, in whatever namespace its process lived.
+/// A socket without a listener answers ECONNREFUSED, also when its process lived in another pid namespace.
 bool isDeserted(const QByteArray &path)
 {
     sockaddr_un address = {};
@@ -50,8 +52,8 @@ bool isDeserted(const QByteArray &path)
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0)
         return false;
-    const bool refused =
-        ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0 && errno == ECONNREFUSED;
+    const bool refused = ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0 &&
+                         (errno == ECONNREFUSED || errno == ENOENT);
     ::close(fd);
     return refused;
 }
@@ -93,6 +95,40 @@ QString socketPath(const QString &name, QString *error)
         return QString();
     }
     return path;
+}
+
+bool linkHubSocket(quint16 port, QString *error)
+{
+    const QString path = socketPath(HubSocketLink, error);
+    if (path.isEmpty())
+        return false;
+    const QByteArray link = QFile::encodeName(path);
+    const QByteArray next = link + ".new"; // renamed: the link never lacks
+    ::unlink(next.constData());
+    if (::symlink(hubSocketName(port).toLatin1().constData(), next.constData()) == 0 &&
+        ::rename(next.constData(), link.constData()) == 0)
+        return true;
+    *error = QStringLiteral("%1 cannot be made: %2").arg(path, qt_error_string(errno));
+    return false;
+}
+
+quint16 hubPort(QString *error)
+{
+    QString reason;
+    const QString link = socketPath(HubSocketLink, &reason);
+    quint16 port = 0;
+    if (!link.isEmpty()) {
+        char target[64] = "";
+        const QByteArray path = QFile::encodeName(link);
+        const ssize_t size = ::readlink(path.constData(), target, sizeof target - 1);
+        unsigned number = 0;
+        if (size > 0 && std::sscanf(target, "hub-%u.sock", &number) == 1 && number <= 65535 && !isDeserted(path))
+            port = static_cast<quint16>(number);
+        reason = QStringLiteral("no hub runs");
+    }
+    if (port == 0 && error)
+        *error = reason;
+    return port;
 }
 
 void sweepSockets()

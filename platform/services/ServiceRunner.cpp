@@ -1,6 +1,6 @@
 #include "services/ServiceRunner.h"
 #include "services/Log.h"
-#include "tarn/link/HubPort.h"
+#include "tarn/rpc/HubPort.h"
 
 namespace tarn::services {
 
@@ -45,7 +45,7 @@ void ServiceRunner::start()
 void ServiceRunner::connectToHub()
 {
     QString trouble;
-    const quint16 port = link::readHubPort(&trouble);
+    const quint16 port = rpc::hubPort(&trouble);
     if (port != 0 && serve(port)) {
         m_hubPoll.stop(); // the core registers them again when the hub restarts
         qCInfo(servicesLog).noquote() << QStringLiteral("services are registered at the hub on port %1").arg(port);

@@ -1,8 +1,5 @@
 #include "frame/VisualizedEvents.h"
-#include "message/NoticeQueue.h"
 #include <atomic>
-
-using tarn::visualized::NoticeQueue;
 
 namespace {
 std::atomic<int> requests{0};
@@ -35,15 +32,4 @@ IVisualizedEventData *CVisualizedEvents::GetEventData() const
 int CVisualizedEvents::pendingRequests()
 {
     return requests;
-}
-
-CNotifyMsgEventData::CNotifyMsgEventData(QMap<QString, QVariant> values)
-    : msgValues(std::move(values))
-{
-    NoticeQueue::instance().posted(&msgValues);
-}
-
-CNotifyMsgEventData::~CNotifyMsgEventData()
-{
-    NoticeQueue::instance().forget(&msgValues);
 }

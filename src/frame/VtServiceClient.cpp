@@ -74,32 +74,32 @@ CVtServiceClient::~CVtServiceClient()
         m_library->unload();
 }
 
-template <class Assistant>
-Assistant *CVtServiceClient::assistant(Assistant *(IServiceAssistantManager::*get)()) const
+ILicenseServiceAssistant *CVtServiceClient::GetLicenseServiceAssistant()
 {
     const QMutexLocker locker(&_serMutex);
     IServiceAssistantManager *manager = GetServiceAssistantMgr();
-    return manager ? (manager->*get)() : nullptr;
-}
-
-ILicenseServiceAssistant *CVtServiceClient::GetLicenseServiceAssistant()
-{
-    return assistant(&IServiceAssistantManager::GetLicenseServiceAssistant);
+    return manager ? manager->GetLicenseServiceAssistant() : nullptr;
 }
 
 ICloudServiceAssistant *CVtServiceClient::GetCloudServiceAssistant()
 {
-    return assistant(&IServiceAssistantManager::GetCloudServiceAssistant);
+    const QMutexLocker locker(&_serMutex);
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    return manager ? manager->GetCloudServiceAssistant() : nullptr;
 }
 
 IMessageServiceAssistant *CVtServiceClient::GetMessageServiceAssistant()
 {
-    return assistant(&IServiceAssistantManager::GetMessageServiceAssistant);
+    const QMutexLocker locker(&_serMutex);
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    return manager ? manager->GetMessageServiceAssistant() : nullptr;
 }
 
 IUpgradeServiceAssistant *CVtServiceClient::GetUpgradeServiceAssistant()
 {
-    return assistant(&IServiceAssistantManager::GetUpgradeServiceAssistant);
+    const QMutexLocker locker(&_serMutex);
+    IServiceAssistantManager *manager = GetServiceAssistantMgr();
+    return manager ? manager->GetUpgradeServiceAssistant() : nullptr;
 }
 
 IServiceAssistantManager *CVtServiceClient::GetServiceAssistantMgr() const
@@ -126,3 +126,25 @@ void CVtServiceClient::unInitService()
     if (manager)
         manager->UnInitialize();
 }
+
+namespace tarn::visualized {
+
+ServiceHandle<ICloudServiceAssistant> service::cloud()
+{
+    return ServiceHandle<ICloudServiceAssistant>(
+        [] { return CVtServiceClient::GetInstance()->GetCloudServiceAssistant(); });
+}
+
+ServiceHandle<IMessageServiceAssistant> service::message()
+{
+    return ServiceHandle<IMessageServiceAssistant>(
+        [] { return CVtServiceClient::GetInstance()->GetMessageServiceAssistant(); });
+}
+
+ServiceHandle<IUpgradeServiceAssistant> service::upgrade()
+{
+    return ServiceHandle<IUpgradeServiceAssistant>(
+        [] { return CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant(); });
+}
+
+} // namespace tarn::visualized

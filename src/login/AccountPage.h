@@ -1,5 +1,4 @@
 #pragma once
-#include "login/AccountSignIn.h"
 #include <QWidget>
 
 class CCustomLineEdit;
@@ -15,10 +14,16 @@ class AccountPage final : public QWidget
 public:
     explicit AccountPage(QWidget *parent = nullptr);
 
-    AccountSignIn::Request request() const; ///< as entered; lockTip is not set
-    void fill(const AccountSignIn::Request &remembered);
-    void setRemember(bool on);
+    QString account() const;
+    QString password() const;
+    bool remembers() const;
+    bool isAutomatic() const;
     bool showsPassword() const;
+
+    void setAccount(const QString &account);
+    void setPassword(const QString &password);
+    void setRemember(bool on);
+    void setAutomatic(bool on);
     void showPassword(bool show);
     void wipePassword();
     /// Focuses the first empty field. @return false when both are filled

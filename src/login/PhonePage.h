@@ -1,5 +1,4 @@
 #pragma once
-#include "login/CodeSignIn.h"
 #include <QWidget>
 
 class CCustomBtn;
@@ -15,10 +14,15 @@ class PhonePage final : public QWidget
 public:
     explicit PhonePage(QWidget *parent = nullptr);
 
-    CodeSignIn::Request request() const; ///< as entered; lockTip is not set
-    void fill(const CodeSignIn::Request &remembered);
-    void setRemember(bool on);
+    QString phone() const;
+    QString code() const;
+    bool remembers() const;
+    bool isAutomatic() const;
     bool canRequestCode() const;
+
+    void setPhone(const QString &phone);
+    void setRemember(bool on);
+    void setAutomatic(bool on);
     /// Enables or disables the button that requests a code.
     void allowCode(bool allowed);
     /// Shows how many seconds remain until a code may be requested again; 0: now.

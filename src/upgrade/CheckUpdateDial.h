@@ -45,6 +45,9 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
+private slots:
+    void onFocusChanged(QWidget *old, QWidget *now);
+
 private:
     void InitDialog();
     void addTitle(QVBoxLayout *column);
@@ -54,7 +57,6 @@ private:
     void addRows(int count);
     void addPendingRows();
     void addRow(const QVariantMap &record, QVBoxLayout *list);
-    void showRowOf(QObject *button, Qt::FocusReason reason);
     QWidget *bottomBand(QWidget *body);
     void placeInCorner();
     void startDownload(const QString &name);

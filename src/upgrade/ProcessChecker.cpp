@@ -3,7 +3,7 @@
 #include <utility>
 
 namespace {
-constexpr int Sleeps = 10; // in a period: a stop takes effect after each
+constexpr int Sleeps = 10; // in a period, so that a stop need not wait for its end
 constexpr int SleepMs = 20;
 } // namespace
 
@@ -46,7 +46,7 @@ void CProcessChecker::run()
     }
 }
 
-// False after a stop.
+// False when it was stopped.
 bool CProcessChecker::sleepOnePeriod()
 {
     for (int i = 0; i < Sleeps && !m_stop; ++i)

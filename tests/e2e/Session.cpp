@@ -103,8 +103,17 @@ bool Session::startHost()
     m_host.setProcessChannelMode(QProcess::MergedChannels);
     // To a file: the hub and the services, which the host starts, outlive it and must not hold a pipe open.
     m_host.setStandardOutputFile(path(QStringLiteral("host.log")), QIODevice::Append);
-    m_host.start(bin() + QStringLiteral("/visualized-host"), QStringList());
+    m_host.start(bin() + QStringLiteral("/visualized-host"), {QStringLiteral("--verbose")});
     return m_host.waitForStarted();
+}
+
+bool Session::startSecondHost(QProcess *host) const
+{
+    host->setProcessEnvironment(m_environment);
+    host->setProcessChannelMode(QProcess::MergedChannels);
+    host->setStandardOutputFile(path(QStringLiteral("host.log")), QIODevice::Append);
+    host->start(bin() + QStringLiteral("/visualized-host"), QStringList());
+    return host->waitForStarted();
 }
 
 bool Session::startHub(QProcess *hub) const

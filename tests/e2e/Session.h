@@ -33,10 +33,11 @@ public:
     // Replaces a file of the program folder; the folder it was copied from stays as it is.
     bool writeBinFile(const QString &name, const QByteArray &content) const;
 
-    bool startHost();                   // true once the process runs
-    bool startHub(QProcess *hub) const; // as the host would, but under this process
-    bool waitReady();                   // hub, services and the visualized service answer
-    int stopHost();                     // SIGTERM; the exit code, -1 when it crashed or stayed
+    bool startHost();                           // true once the process runs
+    bool startSecondHost(QProcess *host) const; ///< beside the one of startHost(), into the same log
+    bool startHub(QProcess *hub) const;         // as the host would, but under this process
+    bool waitReady();                           // hub, services and the visualized service answer
+    int stopHost();                             // SIGTERM; the exit code, -1 when it crashed or stayed
     bool hostRuns() const;
     QString hostLog() const; // what the host wrote so far, standard output and error
 

@@ -20,7 +20,7 @@
 #include <functional>
 #include <memory>
 
-// Drives the sign-in dialog over a faked service.
+// The sign-in dialog over a faked service, as the tests of this folder drive it.
 namespace login {
 
 struct Notify final : ICloudLoginNotify

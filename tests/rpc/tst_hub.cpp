@@ -1,15 +1,19 @@
 // The hub program: its directory, lock, port, segment and services, as real processes.
 #include "rpc/Sandbox.h"
 #include "tarn/keys/HubKeys.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/Rpc.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QDir>
 #include <QFile>
 #include <QSharedMemory>
+#include <QStandardPaths>
 #include <QtTest>
 #include <arpa/inet.h>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -47,13 +51,26 @@ private slots:
     void staleSegmentIsTakenOver();
     void oldPortTakenMeanwhile();
     void socketsOfTheDeadAreSwept();
-    void servicesComeBackAndGoWithTheHub();
+    void servicesComeBackAndEndWithTheHub();
+    void runtimeDirectoryRemoved();
+    void signalsAndClosedPipes();
+    void twoUsers_data();
+    void twoUsers();
 
 private:
+    int servicesStarts() const;
+    ProcessPtr startAsSecondUser(const QString &runtimeBase);
     QString outputOf(const ProcessPtr &hub);
 
     std::unique_ptr<Sandbox> m_box;
 };
+
+/// How often the services of writeServices("... exit 3") were started.
+int tst_Hub::servicesStarts() const
+{
+    QFile file(m_box->path(QStringLiteral("starts")));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().count('\n') : 0;
+}
 
 /// What a hub that cannot start says; null when it does not end.
 QString tst_Hub::outputOf(const ProcessPtr &hub)
@@ -160,22 +177,122 @@ void tst_Hub::socketsOfTheDeadAreSwept()
     QVERIFY(QFileInfo::exists(young)); // may be bound and not yet listening
 }
 
-void tst_Hub::servicesComeBackAndGoWithTheHub()
+void tst_Hub::servicesComeBackAndEndWithTheHub()
 {
     m_box->writeServices("echo services $$\nexec sleep 1000\n");
     QVERIFY(m_box->startHub());
-    const qint64 first = awaitLine(m_box->hub(), "services ").toLongLong();
-    QVERIFY(first > 0);
-    ::kill(static_cast<pid_t>(first), SIGKILL);
-    QVERIFY(!awaitLine(m_box->hub(), "next start in 100 ms").isNull());
-    const qint64 second = awaitLine(m_box->hub(), "services ").toLongLong();
-    QVERIFY(second > 0 && second != first);
-    ::kill(static_cast<pid_t>(second), SIGKILL);
-    QVERIFY(!awaitLine(m_box->hub(), "next start in 200 ms").isNull());
-    const qint64 third = awaitLine(m_box->hub(), "services ").toLongLong();
-    QVERIFY(third > 0 && isAlive(third));
+    qint64 last = 0;
+    for (const char *pause : {"100", "200", "400", "800", "1000", ""}) { // killed by others: never more than a second
+        last = awaitLine(m_box->hub(), "services ").toLongLong();
+        QVERIFY(last > 0 && isAlive(last));
+        if (*pause == 0)
+            break;
+        ::kill(static_cast<pid_t>(last), SIGKILL);
+        QVERIFY(!awaitLine(m_box->hub(), QByteArray("has ended (signal 9), next start in ") + pause + " ms").isNull());
+    }
     m_box->killHub();
-    QTRY_VERIFY(!isAlive(third));
+    QTRY_VERIFY(!isAlive(last));
+    m_box->writeServices("exit 3\n"); // dies at its start
+    QVERIFY(m_box->startHub());
+    for (const char *pause : {"100", "200", "400", "800", "1600"})
+        QVERIFY(
+            !awaitLine(m_box->hub(), QByteArray("has ended (exit code 3), next start in ") + pause + " ms").isNull());
+}
+
+void tst_Hub::runtimeDirectoryRemoved()
+{
+    QVERIFY(m_box->startHub());
+    QVERIFY(QDir(m_box->runtimeDir()).removeRecursively());
+    QVERIFY(m_box->hub().waitForFinished(10000));
+    QCOMPARE(m_box->hub().exitCode(), 1);
+    QVERIFY(m_box->startHub());
+    QCOMPARE(rpc::hubPort(), m_box->hubPort());
+}
+
+void tst_Hub::signalsAndClosedPipes()
+{
+    m_box->writeServices("echo x >>'" + QFile::encodeName(m_box->path(QStringLiteral("starts"))) + "'\nexit 3\n");
+    QVERIFY(m_box->startHub());
+    m_box->hub().closeReadChannel(QProcess::StandardOutput);
+    QFile limits(QStringLiteral("/proc/%1/limits").arg(m_box->hub().processId()));
+    QVERIFY(limits.open(QIODevice::ReadOnly));
+    const QString files = QString::fromLatin1(limits.readAll()).split(QStringLiteral("Max open files")).value(1);
+    const QStringList columns = files.simplified().split(QLatin1Char(' '));
+    QCOMPARE(columns.value(0), columns.value(1)); // soft and hard
+    rpc::Rpc client;
+    QVERIFY(client.init(m_box->settings()));
+    const auto hub = client.stringToProxy(hub::HubInterface);
+    QVERIFY(hub);
+    QTRY_VERIFY(servicesStarts() >= 3); // it wrote lines meanwhile
+    QVERIFY(hub->call(QStringLiteral("Ping"), {}).arrived());
+    ::kill(static_cast<pid_t>(m_box->hub().processId()), SIGHUP);
+    QVERIFY(m_box->hub().waitForFinished(10000));
+    QCOMPARE(m_box->hub().exitStatus(), QProcess::NormalExit);
+    QCOMPARE(rpc::hubPort(), quint16(0));
+}
+
+/// Starts a hub as another user, with a runtime directory of that user's and the same temporary directory.
+ProcessPtr tst_Hub::startAsSecondUser(const QString &runtimeBase)
+{
+    constexpr uid_t Second = 64123;
+    if (!QDir().mkpath(runtimeBase) || ::chown(QFile::encodeName(runtimeBase).constData(), Second, Second) != 0)
+        return nullptr;
+    for (const QString &folder : {m_box->path(QString()), m_box->path(QStringLiteral("tmp"))})
+        ::chmod(QFile::encodeName(folder).constData(), 01777);
+    ProcessPtr hub(new QProcess);
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeBase);
+    hub->setProcessEnvironment(environment);
+    hub->setProcessChannelMode(QProcess::MergedChannels);
+    hub->start(QStringLiteral("setpriv"),
+               {QStringLiteral("--reuid"), QString::number(Second), QStringLiteral("--regid"), QString::number(Second),
+                QStringLiteral("--clear-groups"), QStringLiteral("--"), m_box->path(QStringLiteral("bin/ServiceHub")),
+                hub::StartArgument});
+    return hub;
+}
+
+void tst_Hub::twoUsers_data()
+{
+    QTest::addColumn<bool>("held");
+    QTest::newRow("the segment is the first user's") << false;
+    QTest::newRow("and open to all, its lock held for ever") << true;
+}
+
+void tst_Hub::twoUsers()
+{
+    QFETCH(bool, held);
+    if (::geteuid() != 0 || QStandardPaths::findExecutable(QStringLiteral("setpriv")).isEmpty())
+        QSKIP("a second user needs root and setpriv");
+    QVERIFY(m_box->startHub());
+    QSharedMemory segment(hub::PortSegmentKey);
+    QVERIFY(segment.attach(QSharedMemory::ReadOnly));
+    if (held) {
+        const QString memory = segment.nativeKey();
+        QString semaphore = memory;
+        semaphore.replace(QStringLiteral("qipc_sharedmemory_"), QStringLiteral("qipc_systemsem_"));
+        const int sem = ::semget(::ftok(QFile::encodeName(semaphore).constData(), 'Q'), 1, 0600);
+        const int shm = ::shmget(::ftok(QFile::encodeName(memory).constData(), 'Q'), 0, 0600);
+        semid_ds openSem = {};
+        shmid_ds openShm = {};
+        QVERIFY(::semctl(sem, 0, IPC_STAT, &openSem) == 0 && ::shmctl(shm, IPC_STAT, &openShm) == 0);
+        openSem.sem_perm.mode = openShm.shm_perm.mode = 0666;
+        QVERIFY(::semctl(sem, 0, IPC_SET, &openSem) == 0 && ::shmctl(shm, IPC_SET, &openShm) == 0);
+        QVERIFY(segment.lock());
+    }
+    const QString run = m_box->path(QStringLiteral("run2"));
+    const ProcessPtr second = startAsSecondUser(run);
+    QVERIFY(second);
+    QVERIFY(!awaitLine(*second, "published in shared memory").isNull()); // one of two warnings, in a moment
+    const quint16 port = awaitLine(*second, "hub ready on port ").toUShort();
+    QVERIFY(port != 0 && port != m_box->hubPort());
+    QCOMPARE(rpc::hubPort(), m_box->hubPort()); // the first user's is untouched
+    QCOMPARE(QFile::symLinkTarget(run + QStringLiteral("/tarn/hub.sock")),
+             QStringLiteral("%1/tarn/hub-%2.sock").arg(run).arg(port));
+    second->terminate(); // setpriv has become the hub
+    QVERIFY(second->waitForFinished(10000));
+    QCOMPARE(second->exitCode(), 0);
+    if (held)
+        segment.unlock();
 }
 
 QTEST_GUILESS_MAIN(tst_Hub)

@@ -93,6 +93,7 @@ private slots:
     void tagOfALivePeerIsTakenOverAfterIt();
     void restartedPeerIsFoundAfterARest();
     void objectAddedWithoutHubIsKept();
+    void lostHubIsNoticed();
     void noThreadForTheLease();
     void frozenPeerLosesItsLease();
     void hubRestart_data();
@@ -303,6 +304,25 @@ void tst_Rpc::objectAddedWithoutHubIsKept()
     QVERIFY(!adapter->add(object, Interface, QStringLiteral("later"))); // it is there
     QVERIFY(m_box->startHub());
     QTRY_VERIFY(proxy(QStringLiteral("later")));
+}
+
+void tst_Rpc::lostHubIsNoticed()
+{
+    std::atomic_int notices = 0;
+    m_rpc->setHubLost([&] { ++notices; });
+    const auto adapter = serve(*m_rpc, QStringLiteral("own"));
+    QVERIFY(adapter);
+    m_box->killHub();
+    QElapsedTimer clock;
+    clock.start();
+    QTRY_COMPARE(notices.load(), 1);
+    QVERIFY2(clock.elapsed() >= 1900 && clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(m_box->startHub());
+    QTRY_VERIFY(proxy(QStringLiteral("own")));
+    QCOMPARE(notices.load(), 1);
+    m_box->killHub(); // a new loss has its own two seconds
+    QTRY_COMPARE(notices.load(), 2);
+    m_rpc->setHubLost({});
 }
 
 void tst_Rpc::noThreadForTheLease()

@@ -93,6 +93,7 @@ private Q_SLOTS:
     void hundredBigMessagesAtOnce();
     void compressionIsRefused();
     void registryRefusesBadEntries();
+    void epochIsNoKey();
     void cleanup();
 
 private:
@@ -276,6 +277,38 @@ void tst_RpcWire::registryRefusesBadEntries()
     QVERIFY(refusal("IServiceHub", 1).contains(QLatin1String("the hub's own")));
     QVERIFY(refusal(std::string(100000, 'x'), 1).contains(QLatin1String("more than 256 characters")));
     QVERIFY(refusal("t", 257).contains(QLatin1String("too many objects")));
+}
+
+/// Resolve tells every caller the epoch and the endpoint of an object.
+void tst_RpcWire::epochIsNoKey()
+{
+    const auto stub = v1::Hub::NewStub(m_hub);
+    const auto resolve = [&] {
+        grpc::ClientContext context;
+        v1::ResolveRequest request;
+        v1::ObjectRef ref;
+        request.set_tag("wire");
+        stub->Resolve(&context, request, &ref);
+        return ref;
+    };
+    const v1::ObjectRef ref = resolve();
+    for (const std::string &endpoint : {std::string("unix:/nowhere"), ref.endpoint()}) {
+        grpc::ClientContext context;
+        setDeadline(context);
+        v1::RegisterRequest request;
+        request.set_endpoint(endpoint);
+        request.set_epoch(ref.epoch());
+        v1::RegisterReply reply;
+        const auto reader = stub->Register(&context, request); // without objects: takes them away
+        const bool accepted = reader->Read(&reply);
+        QCOMPARE(accepted, endpoint == ref.endpoint());
+        while (accepted && reader->Read(&reply)) { // until the owner, whose stream was ended, replaces this one
+        }
+        const grpc::Status status = reader->Finish();
+        QCOMPARE(int(status.error_code()),
+                 int(accepted ? grpc::StatusCode::ABORTED : grpc::StatusCode::ALREADY_EXISTS));
+        QCOMPARE(resolve().endpoint(), ref.endpoint());
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_RpcWire)

@@ -1,8 +1,8 @@
 #include "support/Platform.h"
 #include "support/ChildLeaks.h"
-#include "tarn/link/HubPort.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
+#include "tarn/rpc/HubPort.h"
 #include <QDir>
 #include <QFile>
 #include <QProcessEnvironment>
@@ -66,7 +66,7 @@ std::unique_ptr<QProcess> Platform::start(const QString &name, const QStringList
 bool Platform::startHub()
 {
     m_hub = start(QStringLiteral("ServiceHub"), {QStringLiteral("quickboot")});
-    return QTest::qWaitFor([] { return link::readHubPort() != 0; }, StartTimeout) && waitForTag(link::wire::MessageTag);
+    return QTest::qWaitFor([] { return rpc::hubPort() != 0; }, StartTimeout) && waitForTag(link::wire::MessageTag);
 }
 
 // The hub starts the services that stand beside its program.
@@ -81,7 +81,7 @@ bool Platform::startHubAlone()
     m_hub->setProcessEnvironment(environment);
     m_hub->setProcessChannelMode(QProcess::ForwardedChannels);
     m_hub->start(copy, {QStringLiteral("quickboot")});
-    return QTest::qWaitFor([] { return link::readHubPort() != 0; }, StartTimeout);
+    return QTest::qWaitFor([] { return rpc::hubPort() != 0; }, StartTimeout);
 }
 
 bool Platform::startServices()

@@ -1,5 +1,5 @@
 #pragma once
-#include "tarn/link/HubPort.h"
+#include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/IInvocable.h"
 #include "tarn/rpc/Rpc.h"
 #include <QHash>
@@ -17,7 +17,7 @@ public:
     ServedObject(const QString &tag, Function function)
     {
         m_served = m_rpc.init({{rpc::keys::IP, QStringLiteral("127.0.0.1")},
-                               {rpc::keys::Port, QString::number(link::readHubPort())},
+                               {rpc::keys::Port, QString::number(rpc::hubPort())},
                                {rpc::keys::ThreadNum, QStringLiteral("4")}});
         m_adapter = m_rpc.createAdapter(QStringLiteral("test"));
         const QSharedPointer<rpc::IInvocable> object = QSharedPointer<Object>::create(std::move(function));

@@ -42,7 +42,7 @@ inline QList<FakeCall> callsOf(const QString &operation)
     return found;
 }
 
-// The names in the stop requests, in order.
+// The software whose tasks were to be stopped, in order.
 inline QStringList stops()
 {
     QStringList names;
@@ -51,7 +51,7 @@ inline QStringList stops()
     return names;
 }
 
-// An answer of the fake service.
+// What the fake service answers.
 inline FakeAnswer answer(int code, const QString &error, const QVariantMap &values = {})
 {
     FakeAnswer answer;

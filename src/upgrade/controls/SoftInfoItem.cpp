@@ -1,11 +1,10 @@
 #include "upgrade/controls/SoftInfoItem.h"
-#include "base/WorkPool.h"
-#include "upgrade/ProductIcon.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/ShownText.h"
 #include <QEvent>
+#include <QFileIconProvider>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -22,25 +21,16 @@ constexpr int NameWidth = 400;
 // Look
 QString cellSheet()
 {
-    return QStringLiteral("upgrade--controls--CSoftInfoItem{background-color:white;}"
-                          "QLabel{background-color:transparent;border:none;}"
+    return QStringLiteral("QLabel{background-color:transparent;border:none;}"
                           "QPushButton{background-color:transparent;border:none;text-align:left;color:#333333;}"
                           "#softVersion{color:#7F7F7F;}"
                           "QToolTip{background-color:white;border:1px solid black;color:black;}");
 }
 
-// Another thread looks for the icon: the path comes from outside, and its file system may not answer.
-void showIcon(QLabel *label, const QString &executable)
+QPixmap fileIcon(const QString &path, const QWidget *w)
 {
-    const int side = look::scaled(IconSide, label);
-    const qreal ratio = label->devicePixelRatioF();
-    const QSize pixels = QSize(side, side) * ratio;
-    outsideWork().run(
-        label, [executable, pixels](const WorkCancel &) { return findProductIcon(executable, pixels); },
-        [label, side, ratio](const ProductIcon &icon) {
-            if (!icon.isEmpty())
-                label->setPixmap(icon.pixmap(side, ratio));
-        });
+    const QFileInfo file(path);
+    return file.exists() ? QFileIconProvider().icon(file).pixmap(look::scaled(IconSide, w)) : QPixmap();
 }
 
 QString versionText(const QVariantMap &info)
@@ -76,7 +66,10 @@ void CSoftInfoItem::ensureBuilt()
 
 void CSoftInfoItem::InitUi()
 {
-    setAttribute(Qt::WA_StyledBackground);
+    QPalette white = palette();
+    white.setColor(QPalette::Window, Qt::white);
+    setPalette(white);
+    setAutoFillBackground(true);
     setStyleSheet(cellSheet());
     auto *columns = new QHBoxLayout(this);
     columns->setContentsMargins(look::scaled(8, this), 0, look::scaled(4, this), 0);
@@ -91,7 +84,7 @@ QWidget *CSoftInfoItem::InitLeftWidget()
     icon->setObjectName(QStringLiteral("softIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
     icon->setAlignment(Qt::AlignCenter);
-    showIcon(icon, m_info.value(row::IconPath).toString());
+    icon->setPixmap(fileIcon(m_info.value(row::IconPath).toString(), this));
     return icon;
 }
 
@@ -103,10 +96,10 @@ QWidget *CSoftInfoItem::InitRightWidget()
     m_name->setObjectName(QStringLiteral("softName"));
     m_name->setFlat(true);
     m_name->setAutoDefault(false);
-    m_name->setFocusPolicy(Qt::NoFocus); // shows the name, has no action
+    m_name->setFocusPolicy(Qt::NoFocus); // it shows the name and does nothing
     m_name->setFont(look::yaHei(15, QFont::Bold, this));
     m_name->setMinimumWidth(1);
-    m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the name is elided in the narrower column
+    m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the column is narrower, the name is elided in it
     m_name->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     m_name->setToolTip(text::toolTip(name));
     m_name->setAccessibleName(name);

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QSharedPointer>
 #include <QString>
+#include <functional>
 #include <memory>
 
 namespace tarn::rpc {
@@ -36,6 +37,11 @@ public:
     /// A proxy of the object registered under tag, "IServiceHub" being the hub itself; null when the hub does not know
     /// it or cannot be reached.
     QSharedPointer<RpcProxy> stringToProxy(const QString &tag);
+
+    /// @param callback is called on a thread of the core when active objects have not been registered for two seconds
+    ///        because no hub answers, and again after 4, 8, ... 60 seconds as long as that lasts; it must not call this
+    ///        object. After setHubLost({}) no call runs any more.
+    void setHubLost(std::function<void()> callback);
 
     /// Ends all adapters and waiting calls; the object may be initialised again.
     void shutdown();

@@ -5,7 +5,8 @@
 namespace tarn::hub {
 
 /// QSharedMemory key of the segment that holds the hub's port: decimal ASCII text, NUL-terminated, in PortSegmentSize
-/// bytes. It exists while a hub runs; a killed hub leaves it behind until the next process attaches and detaches.
+/// bytes. It exists while a hub runs; a killed hub leaves it behind until the next process attaches and detaches. One
+/// user of a machine has it, so tarn::rpc::hubPort() is asked first.
 inline const QString PortSegmentKey = QStringLiteral("VtServicePort");
 constexpr int PortSegmentSize = 16;
 

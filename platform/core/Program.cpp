@@ -1,0 +1,195 @@
+#include "tarn/core/Program.h"
+#include <QLoggingCategory>
+#include <QSocketNotifier>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tarn::core {
+namespace {
+
+constexpr int MaxLogBytes = 4096;
+const int EndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
+
+bool s_place = false;
+int pipeEnds[2] = {-1, -1};
+unsigned patience = 0;
+
+/// "2026-01-31 13:05:07", formatted once a second: the zone's file is looked at each time.
+const char *secondText(time_t second)
+{
+    static thread_local time_t last = 0;
+    static thread_local char text[32] = "";
+    if (second != last) {
+        tm local = {};
+        ::tzset(); // localtime_r alone never sees a changed zone
+        ::localtime_r(&second, &local);
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+        last = second;
+    }
+    return text;
+}
+
+const char *levelName(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return "debug";
+    case QtInfoMsg:
+        return "info";
+    case QtWarningMsg:
+        return "warning";
+    case QtCriticalMsg:
+        return "critical";
+    default:
+        return "fatal";
+    }
+}
+
+/// The bare name in a signature such as "void ns::Class::name(int) const", as "%{function}" prints it.
+QByteArray bareName(const char *signature)
+{
+    QByteArray name(signature ? signature : "unknown");
+    const int bracket = name.indexOf('(');
+    if (bracket > 0 && !name.startsWith("operator"))
+        name = name.left(bracket).split(' ').constLast();
+    return name;
+}
+
+QByteArray shortened(const QString &message)
+{
+    QByteArray text = message.toUtf8();
+    const int size = text.size();
+    if (size <= MaxLogBytes)
+        return text;
+    int end = MaxLogBytes;
+    while (end > 0 && (text.at(end) & 0xc0) == 0x80)
+        --end; // not inside a character
+    text.truncate(end);
+    return text + "... (" + QByteArray::number(size) + " bytes)";
+}
+
+void raiseDescriptorLimit()
+{
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == limit.rlim_max)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// The two below run in signal context: only write(), alarm() and _exit() are allowed.
+void onSignal(int)
+{
+    const int savedErrno = errno;
+    if (patience > 0)
+        ::alarm(std::exchange(patience, 0));
+    const char byte = 0;
+    const ssize_t written = ::write(pipeEnds[1], &byte, 1);
+    static_cast<void>(written); // a full pipe already says enough
+    errno = savedErrno;
+}
+
+void onAlarm(int)
+{
+    constexpr char Text[] = "the main thread hangs, the process ends at once\n";
+    const ssize_t written = ::write(STDERR_FILENO, Text, sizeof Text - 1);
+    static_cast<void>(written);
+    ::_exit(1);
+}
+
+void handle(int signalNumber, void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(signalNumber, &action, nullptr);
+}
+
+} // namespace
+
+bool hasArgument(int argc, char **argv, const char *name)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], name) == 0)
+            return true;
+    }
+    return false;
+}
+
+void prepareProgram(bool place, bool verbose)
+{
+    s_place = place;
+    // Not SIG_IGN, which programs that this one starts would inherit.
+    for (const int each : {SIGPIPE, SIGXFSZ})
+        handle(each, [](int) {});
+    raiseDescriptorLimit();
+    if (!verbose) // the RPC core's lines have a switch of their own
+        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\ntarn.rpc.debug=true"));
+    qInstallMessageHandler(&writeLog);
+}
+
+void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    static const bool ownForm = !qEnvironmentVariableIsSet("QT_MESSAGE_PATTERN");
+    QByteArray line;
+    if (ownForm) {
+        timespec now = {};
+        ::clock_gettime(CLOCK_REALTIME, &now);
+        char head[64] = "";
+        qsnprintf(head, sizeof head, "%s.%03d ", secondText(now.tv_sec), static_cast<int>(now.tv_nsec / 1000000));
+        line = head;
+        if (s_place)
+            line += QByteArray(levelName(type)) + " [" + (context.file ? context.file : "unknown") + "] " +
+                    bareName(context.function) + ": ";
+        else
+            line += QByteArray(program_invocation_short_name) + '[' + QByteArray::number(::getpid()) + "] " +
+                    levelName(type) + ": ";
+        line += shortened(message);
+    } else {
+        line = qFormatLogMessage(type, context, message).toUtf8();
+    }
+    line += '\n';
+    const ssize_t written = ::write(STDERR_FILENO, line.constData(), static_cast<size_t>(line.size()));
+    static_cast<void>(written); // there is no other place to complain
+}
+
+UnixSignals::UnixSignals(unsigned patienceSeconds, QObject *parent)
+    : QObject(parent)
+{
+    if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
+        return; // the default action still ends the process
+    m_notifier = new QSocketNotifier(pipeEnds[0], QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &UnixSignals::OnReadable);
+    patience = patienceSeconds;
+    if (patience > 0)
+        handle(SIGALRM, &onAlarm);
+    for (const int each : EndingSignals)
+        handle(each, &onSignal);
+}
+
+UnixSignals::~UnixSignals()
+{
+    if (!m_notifier)
+        return;
+    for (const int each : EndingSignals)
+        handle(each, SIG_DFL);
+    delete m_notifier;
+    for (int &end : pipeEnds)
+        ::close(std::exchange(end, -1));
+}
+
+void UnixSignals::OnReadable()
+{
+    char bytes[16];
+    while (::read(pipeEnds[0], bytes, sizeof bytes) > 0) {
+    }
+    emit terminationRequested();
+}
+
+} // namespace tarn::core

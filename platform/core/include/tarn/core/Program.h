@@ -1,0 +1,44 @@
+#pragma once
+#include "tarn/Export.h"
+#include <QObject>
+
+class QSocketNotifier;
+
+/// What the platform's programs have in common.
+namespace tarn::core {
+
+/// First in main(), before any thread starts: a closed pipe and a file at its size limit become errors of the call
+/// instead of the process's end, the limit of open descriptors is raised to what the system allows, and the program
+/// writes its log by writeLog().
+/// @param place whether lines name the library and the function; otherwise they name the program and its process
+/// @param verbose whether debug lines are written; the environment's QT_LOGGING_RULES has the last word
+TARN_CORE_EXPORT void prepareProgram(bool place, bool verbose);
+
+/// Whether "--verbose" or "--help" and the like is among the arguments; for what must be known before the parser runs.
+TARN_CORE_EXPORT bool hasArgument(int argc, char **argv, const char *name);
+
+/// One line of a log on standard error: local time, level, place and text. A text of more than 4 KiB is cut and its
+/// length told. QT_MESSAGE_PATTERN replaces the form. Any thread; follows a change of the time zone within a second.
+TARN_CORE_EXPORT void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &message);
+
+/// SIGTERM, SIGINT and SIGHUP as a Qt signal. One object per process. Handlers and not a blocked mask, since programs
+/// that this one starts inherit a mask.
+class TARN_CORE_EXPORT UnixSignals final : public QObject
+{
+    Q_OBJECT
+public:
+    /// @param patienceSeconds a process that still runs that long after the first signal ends at once with exit code 1:
+    ///        its main thread hangs in a library; 0 waits without a limit
+    explicit UnixSignals(unsigned patienceSeconds = 0, QObject *parent = nullptr);
+    ~UnixSignals() override;
+
+signals:
+    void terminationRequested();
+
+private:
+    void OnReadable();
+
+    QSocketNotifier *m_notifier = nullptr;
+};
+
+} // namespace tarn::core
