@@ -7,7 +7,7 @@ set -euo pipefail
 # Compilers, generators and headers.
 build=(
     build-essential ccache cmake git ninja-build pkg-config
-    qtbase5-dev qtbase5-private-dev libqt5svg5-dev libx11-dev
+    qtbase5-dev libqt5svg5-dev libx11-dev
     libgrpc++-dev libgrpc-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc
     libarchive-dev libsodium-dev libmicrohttpd-dev libqrencode-dev libbsd-dev
 )

@@ -166,7 +166,6 @@ int GetRowsByLabelText(QFontMetrics fm, QString text, int width)
 
 NotifyWnd::NotifyWnd(QWidget *parent)
     : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint)
-    , m_composited(compositor::isRunning())
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_NoSystemBackground);
@@ -177,6 +176,7 @@ NotifyWnd::NotifyWnd(QWidget *parent)
     AdjustSizeByScreen();
     setFixedSize(m_width, m_maxHeight);
     InitUi();
+    connect(Compositor::instance(), &Compositor::changed, this, &NotifyWnd::updateShape);
     if (const QScreen *screen = QGuiApplication::primaryScreen())
         connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NotifyWnd::DpiChanged);
 }
@@ -333,7 +333,7 @@ void NotifyWnd::endPaintWait()
 
 void NotifyWnd::paintEvent(QPaintEvent *)
 {
-    if (m_composited) {
+    if (Compositor::instance()->isRunning()) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
@@ -536,9 +536,12 @@ void NotifyWnd::ResizeWnd()
 
 void NotifyWnd::updateShape()
 {
-    // Without a compositor what is translucent shows as black.
-    if (!m_composited)
+    // Without a compositor, translucent pixels are black.
+    if (Compositor::instance()->isRunning())
+        clearMask();
+    else
         setMask(QRegion(roundedPath(m_background->geometry(), FrameRadius).toFillPolygon().toPolygon()));
+    update(); // the shadow
 }
 
 QString NotifyWnd::textOf(const QString &key) const

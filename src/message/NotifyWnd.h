@@ -92,7 +92,6 @@ private:
     int m_unreadCount = 0;
     void (*m_callback)() = nullptr;
     bool m_painted = false;
-    bool m_composited = false;
 
     QFrame *m_background = nullptr;
     QVBoxLayout *m_layout = nullptr;

@@ -1,12 +1,51 @@
 #include "widgets/Compositor.h"
+#include "widgets/ForeignWindow.h"
 #include <QGuiApplication>
-#include <qpa/qplatformnativeinterface.h>
+#include <QPointer>
+#include <cstring>
 
-bool compositor::isRunning()
+namespace {
+
+// XFixesSelectionNotify as the server sends it. Qt selects these events for its own connection.
+struct SelectionNotify
+{
+    quint8 type;
+    quint8 reason;
+    quint16 sequence;
+    quint32 window;
+    quint32 owner; // 0: none
+    quint32 selection;
+};
+
+} // namespace
+
+Compositor *Compositor::instance()
+{
+    static QPointer<Compositor> only;
+    if (!only)
+        only = new Compositor(qApp);
+    return only;
+}
+
+Compositor::Compositor(QObject *parent)
+    : QObject(parent)
 {
     if (QGuiApplication::platformName() != QLatin1String("xcb"))
-        return true;
-    // Qt follows the compositing manager itself: asking it costs no round trip, and no connection of our own.
-    QPlatformNativeInterface *platform = QGuiApplication::platformNativeInterface();
-    return platform && platform->nativeResourceForScreen("compositingEnabled", QGuiApplication::primaryScreen());
+        return;
+    const foreign::Compositing state = foreign::readCompositing();
+    m_running = state.isRunning;
+    m_selection = state.selection;
+    m_eventType = state.eventType;
+    qApp->installNativeEventFilter(this);
+}
+
+bool Compositor::nativeEventFilter(const QByteArray &, void *message, long *)
+{
+    SelectionNotify event = {};
+    std::memcpy(&event, message, sizeof event); // every X event has 32 bytes at least
+    if ((event.type & 0x7f) != m_eventType || event.selection != m_selection || (event.owner != 0) == m_running)
+        return false;
+    m_running = event.owner != 0;
+    emit changed();
+    return false;
 }

@@ -20,8 +20,8 @@ int takeError(Display *display, XErrorEvent *event)
     return s_previous ? s_previous(display, event) : 0;
 }
 
-// The server has gone. Xlib's own handler ends the process here; returning is allowed since the display has an exit
-// handler of its own, and all further calls on it fail.
+// The connection is lost. Xlib's handler would end the process; this one may return since the display has an exit handler
+// (stayAlive), and all further calls on the display fail.
 int takeLoss(Display *display)
 {
     if (display == s_display) {
@@ -130,6 +130,25 @@ Read readWindow(quintptr id, placement::ForeignGeometry *geometry)
         return Read::NoTranslation;
     *geometry = {x, y, attributes.width, attributes.height};
     return Read::Ok;
+}
+
+Compositing readCompositing()
+{
+    Compositing state;
+    const Connection connection;
+    Display *display = connection.get();
+    if (!display)
+        return state;
+    const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(DefaultScreen(display));
+    const Atom selection = XInternAtom(display, name.constData(), False);
+    state.selection = quint32(selection);
+    state.isRunning = XGetSelectionOwner(display, selection) != None;
+    int opcode = 0;
+    int firstEvent = 0;
+    int firstError = 0;
+    if (XQueryExtension(display, "XFIXES", &opcode, &firstEvent, &firstError))
+        state.eventType = firstEvent;
+    return connection.failed() ? Compositing() : state;
 }
 
 } // namespace foreign

@@ -43,6 +43,7 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
     tarn::visualized::accessible::setRole(this, QAccessible::AlertMessage);
     resize(qMin(layout()->sizeHint().width(), maximumWidth()), height());
 
+    connect(Compositor::instance(), &Compositor::changed, this, &CTimingMessageBox::updateShape);
     auto *timer = new QTimer(this);
     timer->setSingleShot(true);
     connect(timer, &QTimer::timeout, this, &CTimingMessageBox::CloseDialog);
@@ -90,8 +91,15 @@ void CTimingMessageBox::showEvent(QShowEvent *event)
 void CTimingMessageBox::resizeEvent(QResizeEvent *event)
 {
     QDialog::resizeEvent(event);
-    // Without a compositor the margin of the shadow would be black.
-    if (!compositor::isRunning())
+    updateShape();
+}
+
+// Without a compositor the margin of the shadow would be black.
+void CTimingMessageBox::updateShape()
+{
+    if (Compositor::instance()->isRunning())
+        clearMask();
+    else
         setMask(contentsRect().marginsRemoved(layout()->contentsMargins()));
 }
 

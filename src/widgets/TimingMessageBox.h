@@ -19,6 +19,7 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void updateShape();
     QWidget *textPanel(const QString &text);
 };
 

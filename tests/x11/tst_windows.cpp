@@ -58,6 +58,22 @@ public:
         const int lowerIndex = stack.indexOf(outermost(lower));
         return lowerIndex >= 0 && stack.indexOf(outermost(upper)) > lowerIndex;
     }
+    // Takes the part of a compositing manager, or gives it up. @return whether there was no other one
+    bool ownCompositing(bool own)
+    {
+        const xcb_atom_t selection = atom("_NET_WM_CM_S0");
+        const XReply<xcb_get_selection_owner_reply_t> owner(
+            xcb_get_selection_owner_reply(m_connection, xcb_get_selection_owner(m_connection, selection), nullptr));
+        if (own && owner && owner->owner != 0)
+            return false;
+        if (own && !m_window) {
+            m_window = xcb_generate_id(m_connection);
+            xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, m_root, 0, 0, 1, 1, 0,
+                              XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        }
+        xcb_set_selection_owner(m_connection, own ? m_window : 0, selection, XCB_CURRENT_TIME);
+        return xcb_flush(m_connection) > 0;
+    }
     bool isAbove(quint32 window) const { return values(window, "_NET_WM_STATE").contains(atom("_NET_WM_STATE_ABOVE")); }
 
 private:
@@ -92,6 +108,7 @@ private:
     }
     xcb_connection_t *m_connection;
     quint32 m_root;
+    quint32 m_window = 0;
 };
 
 quint32 idOf(const QWidget &window)
@@ -177,6 +194,19 @@ private slots:
         QCOMPARE(idOf(*window), id); // the same X window
         window->close();
         QTRY_VERIFY(!alive);
+    }
+
+    // The margin of the shadow would be black without a compositor, which may start and end under the window.
+    void maskFollowsTheCompositor()
+    {
+        CTimingMessageBox box(QStringLiteral("已复制"), 60000, nullptr);
+        box.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&box));
+        if (!m_desktop.ownCompositing(true))
+            QSKIP("this desktop has a compositing manager");
+        QTRY_VERIFY(box.mask().isEmpty());
+        m_desktop.ownCompositing(false);
+        QTRY_VERIFY(!box.mask().isEmpty());
     }
 
     void boxByKeyboard()
