@@ -3,7 +3,7 @@
 
 namespace tarn::visualized {
 
-/// A small window with the button "取消" for as long as a sign-in waits. Its owner destroys it. GUI thread.
+/// A small window with the button "取消" for as long as a sign-in waits. GUI thread.
 class WaitNotice final : public ToolDialog
 {
     Q_OBJECT

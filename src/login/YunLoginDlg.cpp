@@ -300,7 +300,7 @@ void CYunLoginDialog::leave()
     m_codeSignIn->stopCountdown();
     leaveAccountSignIn();
     endWaiting();
-    dropNotice();
+    hideNotice();
     m_accountPage->wipePassword();
     m_phonePage->wipeCode();
 }
@@ -313,7 +313,7 @@ void CYunLoginDialog::on_close_btn_clicked()
 void CYunLoginDialog::showEvent(QShowEvent *event)
 {
     ToolDialog::showEvent(event);
-    dropNotice(); // the dialog itself offers another attempt
+    hideNotice(); // the dialog itself offers another attempt
 }
 
 void CYunLoginDialog::closeEvent(QCloseEvent *event)
@@ -423,7 +423,7 @@ void CYunLoginDialog::endWaiting()
         return;
     m_waiting = false;
     m_slow->stop();
-    dropNotice();
+    hideNotice();
     setEnabled(true);
     QApplication::restoreOverrideCursor();
     if (m_focusBefore)
@@ -613,22 +613,18 @@ void CYunLoginDialog::showAgain(const QString &tip)
 
 void CYunLoginDialog::showNotice(const QString &text, bool overDialog, void (CYunLoginDialog::*cancel)())
 {
-    dropNotice();
-    m_notice = new WaitNotice(text, overDialog ? this : nullptr); // without a parent it outlasts the hidden dialog
-    m_notice->setEnabled(true);                                   // unlike its parent
-    connect(m_notice, &WaitNotice::cancelled, this, cancel);
+    // Without a parent it stays visible while the dialog is hidden.
+    m_notice = std::make_unique<WaitNotice>(text, overDialog ? this : nullptr);
+    connect(m_notice.get(), &WaitNotice::cancelled, this, cancel);
     if (overDialog)
         m_notice->showOverParent();
     else
         m_notice->showOnScreenOf(this);
 }
 
-void CYunLoginDialog::dropNotice()
+// Hides it only: the notice can be the sender of the signal that is being handled.
+void CYunLoginDialog::hideNotice()
 {
-    if (!m_notice)
-        return;
-    m_notice->disconnect(this);
-    m_notice->hide();
-    m_notice->deleteLater(); // it may be emitting
-    m_notice.clear();
+    if (m_notice)
+        m_notice->hide();
 }

@@ -103,7 +103,7 @@ private:
     void cancelScan();
     void showAgain(const QString &tip);
     void showNotice(const QString &text, bool overDialog, void (CYunLoginDialog::*cancel)());
-    void dropNotice();
+    void hideNotice();
 
     QTabWidget *m_tabs = nullptr;
     tarn::visualized::AccountPage *m_accountPage = nullptr;
@@ -118,9 +118,9 @@ private:
     QString m_forgetAddress;
     QString m_bindingAddress;
     bool m_yunLockErrorTip = false;
-    bool m_closed = false;                           ///< and about to be deleted
-    bool m_waiting = false;                          ///< disabled, under the wait cursor
-    QPointer<QWidget> m_focusBefore;                 ///< the focus when the wait began
-    QTimer *m_slow = nullptr;                        ///< runs until a wait is long enough for a notice
-    QPointer<tarn::visualized::WaitNotice> m_notice; ///< of the sign-in that waits
+    bool m_closed = false;                                  ///< and about to be deleted
+    bool m_waiting = false;                                 ///< disabled, under the wait cursor
+    QPointer<QWidget> m_focusBefore;                        ///< the focus when the wait began
+    QTimer *m_slow = nullptr;                               ///< runs until a wait is long enough for a notice
+    std::unique_ptr<tarn::visualized::WaitNotice> m_notice; ///< of the last wait; hidden when that has ended
 };

@@ -68,7 +68,7 @@ FakeAnswer hanging(int code)
 }
 } // namespace
 
-enum class Turn { Closed, CallerEnded, OtherEnded, ShownAgain, Destroyed };
+enum class Turn { Closed, ClosedAfterTheAnswer, CallerEnded, OtherEnded, ShownAgain, Destroyed };
 Q_DECLARE_METATYPE(Turn)
 
 class TestLoginLifetimes final : public QObject
@@ -151,6 +151,7 @@ void TestLoginLifetimes::duringTheCall_data()
             return QTest::newRow(qPrintable(QLatin1String(name) + QLatin1String(byReturn ? ", Return" : "")));
         };
         row("closed, signed in") << Turn::Closed << 4000 << false << 1 << byReturn;
+        row("closed when the answer is there") << Turn::ClosedAfterTheAnswer << 4000 << false << 1 << byReturn;
         row("closed, refused") << Turn::Closed << 4100 << false << 0 << byReturn;
         row("caller ended") << Turn::CallerEnded << 4100 << false << 0 << byReturn;
         row("another software ended") << Turn::OtherEnded << 4000 << true << 1 << byReturn;
@@ -172,6 +173,12 @@ void TestLoginLifetimes::duringTheCall()
     DuringTheCall act([&] {
         switch (event) {
         case Turn::Closed:
+            m_dialog->close();
+            break;
+        case Turn::ClosedAfterTheAnswer:
+            FakeClient::fake().releaseHangs();
+            tarn::visualized::cloudcalls::pool().waitForDone();
+            QCoreApplication::processEvents(); // the wait is about to end
             m_dialog->close();
             break;
         case Turn::CallerEnded:
