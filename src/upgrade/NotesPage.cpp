@@ -12,9 +12,9 @@ namespace {
 constexpr int MaxDepth = 5; // tables in tables
 constexpr int MaxCells = 20000;
 constexpr int MaxColumns = 1000;
-constexpr int MaxFloats = 100; // every line is fitted around every float
-constexpr int CellWeight = 50; // a cell takes as long as so many characters
-constexpr int MaxWeight = 120000;
+constexpr int MaxFloats = 100;  // every line is fitted around every float
+constexpr int BlockWeight = 50; // a paragraph, also that of a cell, takes as long as so many characters
+constexpr int MaxWeight = 100000;
 constexpr int MaxParagraph = 10000; // characters
 
 // One table as the parser sees it: cells belong to the innermost open table.
@@ -47,6 +47,15 @@ struct Cost
     bool isTooMuch = false;
 };
 
+qint64 weightOf(const QTextTable &table)
+{
+    const QTextDocument *document = table.document();
+    const int first = table.firstPosition();
+    const int last = table.lastPosition();
+    const int blocks = document->findBlock(last).blockNumber() - document->findBlock(first).blockNumber() + 1;
+    return last - first + qint64{BlockWeight} * blocks;
+}
+
 void add(const QTextFrame &frame, int depth, Cost &cost)
 {
     const QList<QTextFrame *> children = frame.childFrames();
@@ -59,7 +68,7 @@ void add(const QTextFrame &frame, int depth, Cost &cost)
             const qint64 cells = qint64(table->rows()) * table->columns();
             cost.cells += cells;
             if (inside <= MaxDepth)
-                cost.weight += (child->lastPosition() - child->firstPosition() + CellWeight * cells) << (inside - 1);
+                cost.weight += weightOf(*table) << (inside - 1);
             cost.isTooMuch = cost.isTooMuch || table->columns() > MaxColumns;
         }
         cost.isTooMuch = cost.isTooMuch || inside > MaxDepth || cost.floats > MaxFloats || cost.cells > MaxCells ||
