@@ -39,7 +39,7 @@ constexpr QSize ButtonSize(90, 30);
 constexpr int CornerMargin = 10;
 // Rows
 constexpr int RowsAtOnce = 3;   // fill the list and are created before the window shows; the others follow at once
-constexpr int RowsInGroup = 50; // a group has a layout of its own, since adding to a visible one costs its whole length
+constexpr int RowsInGroup = 50; // each group has its own layout: adding to a visible one costs its whole length
 
 // Look: one sheet for the whole window
 QString dialogSheet(const QWidget *w)
@@ -199,7 +199,7 @@ void CCheckUpdateDial::addRows(int count)
             addRow(m_records.value(name), column);
         m_list->insertWidget(m_list->count() - 1, group);
         if (m_list->parentWidget()->isVisible())
-            group->show(); // else by an event of its own, before which the list would be laid out without it
+            group->show(); // else a later event shows it, and until then the list is laid out without it
     }
     if (!m_pending.isEmpty())
         QTimer::singleShot(0, this, &CCheckUpdateDial::addPendingRows);

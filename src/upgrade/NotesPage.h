@@ -3,7 +3,7 @@
 
 class QTextDocument;
 
-/// What a page of release notes costs the GUI thread. Qt lays a table out in one go, nested tables in time that doubles
+/// The time that a page of release notes takes on the GUI thread. Qt lays a table out in one go, nested tables in time that doubles
 /// with every level, and a table's cells are rows times columns, with all spans added up. Any thread.
 namespace tarn::visualized::notespage {
 

@@ -199,7 +199,7 @@ private slots:
         prompt->show();
         m_log->clear();
         click(prompt->row("甲"), "立即升级");
-        // The check before an update always fails here, so the row just goes.
+        // The check before an update always fails here, so the row is only removed.
         QCOMPARE(m_log->texts(),
                  (QStringList{"【右下角检测升级对话框】用户点击单个软件的立即升级，当前点击的软件名称为：甲。",
                               "【右下角检测升级对话框】隐藏点击的软件更新项。", "初始化版本检测请求参数失败",
@@ -363,7 +363,7 @@ private slots:
         QCOMPARE(prompt->pos(), start - QPoint(100, 30));
     }
 
-    void closingIsTold()
+    void closingReachesTheManager()
     {
         for (const bool byButton : {true, false}) {
             sendCheck({released("甲")}); // the manager does not hold on to the old one

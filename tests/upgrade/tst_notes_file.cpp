@@ -45,7 +45,7 @@ private slots:
         if (!text.isEmpty())
             QCOMPARE(*read, text);
         else
-            QVERIFY(!read->isEmpty()); // what the codec makes of an incomplete character is its own business
+            QVERIFY(!read->isEmpty()); // the codec decides how it shows an incomplete character
     }
 
     void noRegularFile_data()
@@ -226,7 +226,7 @@ private slots:
         waitForText(item, "第一行\n第二行");
     }
 
-    // The document of a tab that is gone must be dropped on the thread that it belongs to.
+    // The document of a tab that was closed must be deleted on the thread that it belongs to.
     void tabClosedWhileItLoads()
     {
         const QString path = file(QByteArray("<p>说明</p>").repeated(5000));
@@ -241,7 +241,7 @@ private slots:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    // In a process of its own: it used to end by a signal.
+    // In another process: it ended by a signal.
     void quitWhileLoading()
     {
         QProcess child;
