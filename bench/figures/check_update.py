@@ -23,7 +23,7 @@ def run(bench):
               2 * median([r[1] for r in rows[100]]), ratio_at_most(1.3), "ms")
     bench.row("all of 2000 rows, to twice 1000 rows", median([r[1] for r in rows[2000]]),
               2 * median([r[1] for r in rows[1000]]), ratio_at_most(1.3), "ms")
-    for size, there in ((1, 500), (10, None)):
+    for size, there in ((1, 500), (2, None)):
         runs = [program.numbers(f"notes {size * MIB}") for _ in range(LONG_RUNS)]
         mapped, text, longest = (median([r[index] for r in runs]) for index in range(3))
         bench.row(f"notes of {size} MiB: request to mapped", mapped, goal=at_most(100, "ms"), unit="ms")

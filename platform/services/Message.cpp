@@ -2,7 +2,6 @@
 #include "tarn/keys/MessageKeys.h"
 #include <QDateTime>
 #include <algorithm>
-#include <limits>
 
 namespace tarn::services {
 
@@ -36,87 +35,47 @@ const IntField IntFields[] = {
     {key::PhotoWidth, &Message::photoWidth},
 };
 
-bool isInteger(const QVariant &value)
-{
-    switch (value.userType()) {
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-        return true;
-    default:
-        return false;
-    }
-}
-
 } // namespace
 
-QString checkId(const QVariant &id)
+QString readId(RequestReader *request)
 {
-    if (!id.isValid())
-        return QStringLiteral("%1 is missing").arg(key::MsgId);
-    if (id.userType() != QMetaType::QString)
-        return QStringLiteral("%1: a string is wanted").arg(key::MsgId);
-    const QString text = id.toString();
-    if (text.isEmpty())
-        return QStringLiteral("%1 is empty").arg(key::MsgId);
-    if (text.size() > limit::Id || text.toUtf8().size() > limit::Id)
-        return QStringLiteral("%1 is longer than %2 bytes").arg(key::MsgId).arg(limit::Id);
-    if (std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.category() == QChar::Other_Control; }))
-        return QStringLiteral("%1 holds a control character").arg(key::MsgId);
-    return {};
+    const QString id = request->text(key::MsgId);
+    if (request->error().isEmpty())
+        request->fail(faultOfId(id));
+    return id;
 }
 
-QString checkText(const QVariantMap &values, const QString &key, int maxBytes)
+QString faultOfId(const QString &id)
 {
-    const auto it = values.constFind(key);
-    if (it == values.cend() || it->isNull())
-        return {};
-    if (it->userType() != QMetaType::QString)
-        return QStringLiteral("%1: a string is wanted").arg(key);
-    if (it->toString().toUtf8().size() > maxBytes)
-        return QStringLiteral("%1 is longer than %2 bytes").arg(key).arg(maxBytes);
-    return {};
+    if (id.isEmpty() || id.toUtf8().size() > limit::Id)
+        return QStringLiteral("%1: expected 1 to %2 bytes").arg(key::MsgId, QString::number(limit::Id));
+    const bool isPlain =
+        std::none_of(id.cbegin(), id.cend(), [](QChar c) { return c.category() == QChar::Other_Control; });
+    return isPlain ? QString() : QStringLiteral("%1 holds a control character").arg(key::MsgId);
 }
 
-QString readInt(const QVariantMap &values, const QString &key, int *number)
+QString readShort(RequestReader *request, const QString &key, int maxBytes)
 {
-    const QVariant value = values.value(key);
-    if (!isInteger(value))
-        return QStringLiteral("%1: an integer is wanted").arg(key);
-    bool fits = false;
-    const qlonglong wide = value.toLongLong(&fits);
-    if (!fits || wide < std::numeric_limits<int>::min() || wide > std::numeric_limits<int>::max())
-        return QStringLiteral("%1 does not fit into 32 bits").arg(key);
-    *number = static_cast<int>(wide);
-    return {};
+    const QString text = request->optionalText(key, maxBytes);
+    if (text.toUtf8().size() > maxBytes)
+        request->fail(QStringLiteral("%1 is longer than %2 bytes").arg(key, QString::number(maxBytes)));
+    return text;
 }
 
 QString parseMessage(const QVariantMap &values, Message *message)
 {
-    QString wrong = checkId(values.value(key::MsgId));
-    if (!wrong.isEmpty())
-        return wrong;
-    message->id = values.value(key::MsgId).toString();
-    for (const TextField &field : TextFields) {
-        wrong = checkText(values, field.key, field.maxBytes);
-        if (!wrong.isEmpty())
-            return wrong;
-        message->*field.member = values.value(field.key).toString();
-    }
+    RequestReader request(values);
+    message->id = readId(&request);
+    for (const TextField &field : TextFields)
+        message->*field.member = readShort(&request, field.key, field.maxBytes);
     for (const IntField &field : IntFields) {
         if (values.contains(field.key))
-            wrong = readInt(values, field.key, &(message->*field.member));
-        if (!wrong.isEmpty())
-            return wrong;
+            message->*field.member = request.integer(field.key);
     }
-    const QVariant unread = values.value(key::unRead, true);
-    if (unread.userType() != QMetaType::Bool)
-        return QStringLiteral("%1: true or false is wanted").arg(key::unRead);
-    message->unread = unread.toBool();
+    message->unread = request.flag(key::unRead, true);
     if (message->title.isEmpty() && message->content.isEmpty())
-        return QStringLiteral("%1 and %2 are both empty").arg(key::MsgTitle, key::MsgContent);
-    return {};
+        request.fail(QStringLiteral("%1 and %2 are both empty").arg(key::MsgTitle, key::MsgContent));
+    return request.error();
 }
 
 QVariantMap toRecord(const Message &message)

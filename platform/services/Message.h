@@ -1,10 +1,11 @@
 #pragma once
+#include "services/RequestReader.h"
 #include <QString>
 #include <QVariantMap>
 
 namespace tarn::services {
 
-/// One message as the store keeps it, without its history.
+/// One stored message without its history.
 struct Message
 {
     QString id;
@@ -23,29 +24,27 @@ struct Message
     bool unread = true;
 };
 
-/// Longest texts that are taken, in bytes of UTF-8.
+/// The longest accepted texts, in bytes of UTF-8.
 namespace limit {
 constexpr int Id = 256;
 constexpr int Line = 4096; ///< title, link, path, time
 constexpr int Content = 1024 * 1024;
 } // namespace limit
 
-/// Takes a message from a request's keys; keys that are not a message's are left alone, missing ones keep their
-/// defaults. A message needs a title or a content.
+/// Reads a message from a request's keys; other keys are ignored, missing ones keep their defaults. A message needs a
+/// title or a content.
 /// @return what is wrong, naming the key; empty when all is well
 QString parseMessage(const QVariantMap &values, Message *message);
 
-/// Checks an id as it comes from outside. @return what is wrong, empty when all is well
-QString checkId(const QVariant &id);
-/// Checks an optional text. @return what is wrong, naming key; empty when all is well
-QString checkText(const QVariantMap &values, const QString &key, int maxBytes);
-/// Reads an integer of any integer type. @return what is wrong, naming key; empty when all is well
-QString readInt(const QVariantMap &values, const QString &key, int *number);
+QString readId(RequestReader *request);
+QString faultOfId(const QString &id); ///< empty when a message may have this id
+/// An optional text of limited size in UTF-8.
+QString readShort(RequestReader *request, const QString &key, int maxBytes);
 
 /// The record as callers read it.
 QVariantMap toRecord(const Message &message);
 
-/// Milliseconds since 1970 by which messages are ordered: what dateTime says, or fallback when that is no known form.
+/// Milliseconds since 1970 by which messages are ordered: the time of dateTime, or fallback when it has no known form.
 qint64 sortTime(const QString &dateTime, qint64 fallback);
 
 } // namespace tarn::services

@@ -34,32 +34,28 @@ CallResult answer(const QString &error, Bag output = {})
 QString readIds(const QVariant &value, QStringList *ids)
 {
     if (value.userType() != QMetaType::QVariantList && value.userType() != QMetaType::QStringList)
-        return QStringLiteral("%1: a list of strings is wanted").arg(key::MsgIdList);
-    const QVariantList list = value.toList();
-    if (list.isEmpty())
-        return QStringLiteral("%1 is empty").arg(key::MsgIdList);
-    ids->reserve(list.size());
-    for (const QVariant &id : list) {
-        const QString wrong = checkId(id);
+        return QStringLiteral("%1: expected a list of strings").arg(key::MsgIdList);
+    for (const QVariant &id : value.toList()) {
+        const QString wrong =
+            id.userType() == QMetaType::QString ? faultOfId(id.toString()) : QStringLiteral("expected a string");
         if (!wrong.isEmpty())
             return QStringLiteral("%1, entry %2: %3").arg(key::MsgIdList, QString::number(ids->size()), wrong);
         ids->append(id.toString());
     }
-    return {};
+    return ids->isEmpty() ? QStringLiteral("%1 is empty").arg(key::MsgIdList) : QString();
 }
 
-// The new status. Each operate type stands for one.
-QString readStatus(const QVariantMap &values, int *status)
+// The new status: each operate type has one.
+int readStatus(RequestReader *request)
 {
-    const QString operateType = values.value(key::OperateType).toString();
-    if (operateType != operate::MsgState && operateType != operate::MessageStatu)
-        return QStringLiteral("%1: \"%2\" or \"%3\" is wanted")
-            .arg(key::OperateType, operate::MsgState, operate::MessageStatu);
-    QString wrong = readInt(values, operateType, status);
-    if (!wrong.isEmpty())
-        return wrong;
-    const int wanted = operateType == operate::MsgState ? status::Read : status::Deleted;
-    return *status == wanted ? QString() : QStringLiteral("%1: %2 is wanted").arg(operateType).arg(wanted);
+    const QString type = request->optionalText(key::OperateType);
+    if (type != operate::MsgState && type != operate::MessageStatu)
+        request->fail(QStringLiteral("%1: expected \"%2\" or \"%3\"")
+                          .arg(key::OperateType, operate::MsgState, operate::MessageStatu));
+    const int expected = type == operate::MsgState ? status::Read : status::Deleted;
+    if (request->integer(type) != expected)
+        request->fail(QStringLiteral("%1: expected %2").arg(type, QString::number(expected)));
+    return expected;
 }
 
 QString describe(const CallResult &shown)
@@ -114,18 +110,14 @@ QString MessageService::store(const std::function<QString(MessageStore &)> &work
 
 CallResult MessageService::addReceipt(const Bag &input)
 {
-    int kind = 0;
-    QString wrong = checkId(input.values.value(key::MsgId));
-    if (wrong.isEmpty())
-        wrong = readInt(input.values, key::MessageReceipt, &kind);
-    if (wrong.isEmpty() && kind != receipt::Read && kind != receipt::Clicked)
-        wrong = QStringLiteral("%1: 2 (read) or 3 (clicked) is wanted").arg(key::MessageReceipt);
-    if (wrong.isEmpty())
-        wrong = checkText(input.values, key::SoftName, limit::Id);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
-    const QString id = input.values.value(key::MsgId).toString();
-    const QString softName = input.values.value(key::SoftName).toString();
+    RequestReader request(input.values);
+    const QString id = readId(&request);
+    const int kind = request.integer(key::MessageReceipt);
+    if (kind != receipt::Read && kind != receipt::Clicked)
+        request.fail(QStringLiteral("%1: expected 2 (read) or 3 (clicked)").arg(key::MessageReceipt));
+    const QString softName = readShort(&request, key::SoftName, limit::Id);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     bool known = false;
     const QString error = store([&](MessageStore &s) { return s.addReceipt(id, kind, softName, &known); });
     return known || !error.isEmpty() ? answer(error) : unknown(id);
@@ -134,12 +126,11 @@ CallResult MessageService::addReceipt(const Bag &input)
 CallResult MessageService::updateStatus(const Bag &input)
 {
     QStringList ids;
-    int status = 0;
-    QString wrong = readStatus(input.values, &status);
-    if (wrong.isEmpty())
-        wrong = readIds(input.values.value(key::MsgIdList), &ids);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const int status = readStatus(&request);
+    request.fail(readIds(input.values.value(key::MsgIdList), &ids));
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     int known = 0;
     const QString error = store([&](MessageStore &s) { return s.setStatus(ids, status, &known); });
     if (error.isEmpty() && known == 0)
@@ -154,24 +145,22 @@ CallResult MessageService::allRecords(const Bag &input)
 
 CallResult MessageService::oneRecord(const Bag &input)
 {
-    const QString wrong = checkId(input.values.value(key::MsgId));
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString id = readId(&request);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     Bag output;
-    const QString id = input.values.value(key::MsgId).toString();
     const QString error = store([&](MessageStore &s) { return s.record(id, &output.list); });
     return answer(error, output);
 }
 
 CallResult MessageService::ignore(const Bag &input)
 {
-    QString wrong = checkId(input.values.value(key::MsgId));
-    if (wrong.isEmpty())
-        wrong = checkText(input.values, key::SoftName, limit::Id);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
-    const QString id = input.values.value(key::MsgId).toString();
-    const QString softName = input.values.value(key::SoftName).toString();
+    RequestReader request(input.values);
+    const QString id = readId(&request);
+    const QString softName = readShort(&request, key::SoftName, limit::Id);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     bool known = false;
     const QString error = store([&](MessageStore &s) { return s.ignore(id, softName, &known); });
     return known || !error.isEmpty() ? answer(error) : unknown(id);
@@ -185,20 +174,18 @@ CallResult MessageService::push(const Bag &input)
     if (!values.contains(key::MsgDateTime))
         values.insert(key::MsgDateTime, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
     Message message;
-    int badge = 0;
-    QString wrong = parseMessage(values, &message);
-    if (wrong.isEmpty() && values.contains(key::unReadNum))
-        wrong = readInt(values, key::unReadNum, &badge);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(values);
+    request.fail(parseMessage(values, &message));
+    const int badge = values.contains(key::unReadNum) ? request.integer(key::unReadNum) : 0;
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     MessageStore::Delivery delivery;
     const QString error = store([&](MessageStore &s) { return s.put(message, &delivery); });
     if (!error.isEmpty())
         return answer(error);
-    if (!values.contains(key::unReadNum))
-        badge = delivery.unread;
+    const int unread = values.contains(key::unReadNum) ? badge : delivery.unread;
     const QString showError =
-        delivery.ignored ? QStringLiteral("the user chose not to see this message again") : present(message, badge);
+        delivery.ignored ? QStringLiteral("the user chose not to see this message again") : present(message, unread);
     return answer({}, {{{key::MsgId, message.id},
                         {key::unReadNum, delivery.unread},
                         {wire::Shown, showError.isEmpty()},
@@ -235,7 +222,7 @@ CallResult MessageService::importAll(const Bag &input)
         if (!values.contains(key::MsgId))
             values.insert(key::MsgId, QUuid::createUuid().toString(QUuid::WithoutBraces));
         const QString wrong = entry.userType() == QMetaType::QVariantMap ? parseMessage(values, &message)
-                                                                         : QStringLiteral("a map is wanted");
+                                                                         : QStringLiteral("expected a map");
         if (!wrong.isEmpty())
             return invalid(QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
         messages.append(message);

@@ -1,4 +1,5 @@
 #include "services/MessageStore.h"
+#include "services/Paging.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include <QDateTime>
@@ -10,11 +11,7 @@ namespace detail = link::wire::detail;
 
 namespace {
 
-// Well under the 4 MiB and the number of values that the RPC layer carries in one message. A single message may be
-// larger; it is a page by itself then.
-constexpr int PageBytes = 1536 * 1024;
-constexpr int PageRecords = 1000;
-constexpr int KeyBytes = 300; // the keys and numbers of a record
+constexpr int PageRecords = 1000; // and at most PageBytes; a single larger message is a page by itself
 
 enum Column {
     Seq,
@@ -70,19 +67,6 @@ QString timeText(const QVariant &ms)
     if (ms.isNull())
         return {};
     return QDateTime::fromMSecsSinceEpoch(ms.toLongLong()).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
-}
-
-// An upper estimate: a character has at most three bytes of UTF-8.
-int bytesOf(const QVariantMap &record)
-{
-    int bytes = KeyBytes;
-    for (const QVariant &value : record) {
-        if (value.userType() == QMetaType::QString)
-            bytes += 3 * value.toString().size();
-        else if (value.userType() == QMetaType::QVariantList)
-            bytes += KeyBytes * value.toList().size();
-    }
-    return bytes;
 }
 
 Message messageOf(const QSqlQuery &row)
@@ -239,7 +223,7 @@ QString MessageStore::page(Kind kind, QString *cursor, QVariantList *records)
     if (!cursor->isEmpty() && !last.read(*cursor))
         return QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor->left(100));
     cursor->clear();
-    int bytes = 0;
+    qint64 bytes = 0;
     QString failure;
     const QString filter = kind == Kind::All ? QString() : QStringLiteral("AND deleted_at IS NULL ");
     const QString error = m_db.run(
@@ -247,7 +231,7 @@ QString MessageStore::page(Kind kind, QString *cursor, QVariantList *records)
             .arg(columns(), filter),
         {last.time, last.seq}, [&](const QSqlQuery &row) {
             const QVariantMap record = recordOf(row, kind, &failure);
-            bytes += bytesOf(record);
+            bytes += estimatedBytes(record);
             if (!records->isEmpty() && (records->size() == PageRecords || bytes > PageBytes)) {
                 *cursor = last.toText();
                 return false;

@@ -3,7 +3,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
-#include <QThread>
+#include <QScopeGuard>
 #include <cerrno>
 #include <csignal>
 #include <functional>
@@ -15,8 +15,6 @@
 namespace tarn::services {
 namespace {
 
-constexpr int PollMs = 20;
-
 bool isSameFile(const QByteArray &one, const QByteArray &other)
 {
     struct stat first = {};
@@ -25,74 +23,30 @@ bool isSameFile(const QByteArray &one, const QByteArray &other)
            first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
-// Whether a process's link "exe" says that it runs what the file was, and not one that is really called so.
-bool hasLost(const QByteArray &exe, const QByteArray &file)
+// Whether a process of this user runs the file, also one that was replaced or deleted since: the link "exe" says so
+// then, unless a file is really called "... (deleted)".
+bool runs(const QByteArray &proc, const QByteArray &file)
 {
-    const QByteArray said = file + " (deleted)";
-    QByteArray target(said.size() + 1, '\0'); // longer ones show by filling it
+    const QByteArray exe = proc + "/exe";
+    const QByteArray lost = file + " (deleted)";
+    struct stat owner = {};
+    if (::stat(proc.constData(), &owner) != 0 || owner.st_uid != ::geteuid())
+        return false;
+    QByteArray target(lost.size() + 1, '\0'); // a longer target fills it
     target.resize(int(qMax<ssize_t>(0, ::readlink(exe.constData(), target.data(), size_t(target.size())))));
-    return target == said && !isSameFile(exe, said);
+    return isSameFile(exe, file) || (target == lost && !isSameFile(exe, lost));
 }
 
-// Through a descriptor, which stays the process's own when its number is given to another one.
-class Process
+// Calls act with a descriptor for each process that runs the file, until it returns false. The descriptor stays with the
+// process when its number is given to another one.
+void forEachProcess(const QByteArray &file, const std::function<bool(int)> &act)
 {
-public:
-    explicit Process(pid_t pid)
-        : m_pid(pid)
-        , m_descriptor(int(::syscall(SYS_pidfd_open, pid, 0)))
-    {
-    }
-    ~Process()
-    {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-    Q_DISABLE_COPY(Process)
-
-    // Also one whose file was replaced or deleted since it began.
-    bool runs(const QByteArray &file) const
-    {
-        const QByteArray proc = "/proc/" + QByteArray::number(m_pid);
-        const QByteArray exe = proc + "/exe";
-        struct stat owner = {};
-        if (::stat(proc.constData(), &owner) != 0 || owner.st_uid != ::geteuid())
-            return false;
-        return isSameFile(exe, file) || hasLost(exe, file);
-    }
-    bool end(const QByteArray &file, const QDeadlineTimer &deadline) const
-    {
-        const long failed = m_descriptor >= 0 ? ::syscall(SYS_pidfd_send_signal, m_descriptor, SIGKILL, nullptr, 0)
-                                              : ::kill(m_pid, SIGKILL); // where there are no such descriptors
-        if (failed != 0)
-            return errno == ESRCH; // it has gone by itself
-        if (m_descriptor >= 0) {
-            pollfd waiting = {m_descriptor, POLLIN, 0};
-            return ::poll(&waiting, 1, int(deadline.remainingTime())) > 0;
-        }
-        while (runs(file) && !deadline.hasExpired())
-            QThread::msleep(PollMs);
-        return !runs(file);
-    }
-    pid_t id() const { return m_pid; }
-
-private:
-    const pid_t m_pid;
-    const int m_descriptor;
-};
-
-// Until one says false.
-void forEachProcess(const QByteArray &file, const std::function<bool(const Process &)> &act)
-{
-    if (file.isEmpty())
-        return;
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+    const QStringList entries = file.isEmpty() ? QStringList() : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
     for (const QString &entry : entries) {
         const pid_t pid = entry.toInt();
-        if (pid <= 0 || pid == ::getpid())
-            continue;
-        const Process process(pid);
-        if (process.runs(file) && !act(process))
+        const int descriptor = pid > 0 && pid != ::getpid() ? int(::syscall(SYS_pidfd_open, pid, 0)) : -1;
+        const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
+        if (descriptor >= 0 && runs("/proc/" + entry.toLatin1(), file) && !act(descriptor))
             return;
     }
 }
@@ -107,7 +61,7 @@ RunningProgram::RunningProgram(const QString &file)
 bool RunningProgram::isRunning() const
 {
     bool found = false;
-    forEachProcess(m_file, [&](const Process &) {
+    forEachProcess(m_file, [&](int) {
         found = true;
         return false;
     });
@@ -118,12 +72,13 @@ QString RunningProgram::end(int timeoutMs) const
 {
     const QString name = QFile::decodeName(m_file);
     const QDeadlineTimer deadline(timeoutMs);
-    forEachProcess(m_file,
-                   [&](const Process &process) {
-                       qCInfo(servicesLog).noquote()
-                           << QStringLiteral("ending process %1: %2").arg(QString::number(process.id()), name);
-                       return process.end(m_file, deadline);
-                   });
+    forEachProcess(m_file, [&](int process) {
+        qCInfo(servicesLog).noquote() << QStringLiteral("ending a process of %1").arg(name);
+        if (::syscall(SYS_pidfd_send_signal, process, SIGKILL, nullptr, 0) != 0)
+            return errno == ESRCH; // it has ended
+        pollfd waiting = {process, POLLIN, 0};
+        return ::poll(&waiting, 1, int(deadline.remainingTime())) > 0;
+    });
     return isRunning() ? QStringLiteral("%1 cannot be ended").arg(name) : QString();
 }
 

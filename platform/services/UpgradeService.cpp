@@ -1,5 +1,7 @@
 #include "services/UpgradeService.h"
 #include "services/Log.h"
+#include "services/Paging.h"
+#include "services/RequestReader.h"
 #include "services/SilentPatch.h"
 #include "services/UpgradeEngine.h"
 #include "services/UpgradeStore.h"
@@ -22,24 +24,10 @@ namespace wire = link::wire;
 
 namespace {
 
-constexpr int MaxName = 256; // characters
-
 // error: what went wrong, empty when all is well.
 CallResult answer(const QString &error, Bag output = {})
 {
     return error.isEmpty() ? acceptedWith(code::Ok, std::move(output)) : refusedWith(code::Refused, error);
-}
-
-// A product's name out of a request. @return what is wrong, empty when all is well
-QString readName(const QVariantMap &values, const QString &key, QString *name)
-{
-    const QVariant value = values.value(key);
-    if (value.userType() != QMetaType::QString)
-        return QStringLiteral("%1: a string is wanted").arg(key);
-    *name = value.toString();
-    return name->isEmpty() || name->size() > MaxName
-               ? QStringLiteral("%1: 1 to %2 characters are wanted").arg(key, QString::number(MaxName))
-               : QString();
 }
 
 QString identity(const Offer &offer)
@@ -195,10 +183,10 @@ CallResult UpgradeService::checkNewVersion(const Bag &input)
 
 CallResult UpgradeService::ignoreUpgrade(const Bag &input)
 {
-    QString product;
-    const QString wrong = readName(input.values, key::IgnoredName, &product);
-    if (!wrong.isEmpty())
-        return refusedWith(code::InvalidArgs, wrong);
+    RequestReader request(input.values);
+    const QString product = request.name(key::IgnoredName);
+    if (!request.error().isEmpty())
+        return refusedWith(code::InvalidArgs, request.error());
     const QString bits = input.values.value(key::Bitness).toString();
     QList<Offer> offers = offersOf(product, bits, input.values);
     const QString version = input.values.value(key::IgnoredVersion).toString(); // empty from the check-update prompt
@@ -212,10 +200,10 @@ CallResult UpgradeService::ignoreUpgrade(const Bag &input)
 // A product that cannot be exchanged becomes a failed task: the window and the status show the reason as well.
 CallResult UpgradeService::startDownload(const Bag &input)
 {
-    QString product;
-    const QString wrong = readName(input.values, key::SoftwareName, &product);
-    if (!wrong.isEmpty())
-        return refusedWith(code::InvalidArgs, wrong);
+    RequestReader request(input.values);
+    const QString product = request.name(key::SoftwareName);
+    if (!request.error().isEmpty())
+        return refusedWith(code::InvalidArgs, request.error());
     Catalogue catalogue;
     const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
     QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
@@ -234,20 +222,39 @@ CallResult UpgradeService::startDownload(const Bag &input)
     return answer(error.isEmpty() ? task.error : error, {values, {}});
 }
 
+// As "taskInfoList" while all tasks fit into one message, else in pages: a list and the place of the next page.
 CallResult UpgradeService::queryTaskInfos(const Bag &input)
 {
-    Q_UNUSED(input)
     QList<UpgradeTask> tasks;
     const QString error = engine([&](UpgradeEngine &e) { return e.tasks(&tasks); });
-    return answer(error, {{{key::TaskInfoList, toMaps(tasks)}}, {}});
+    const QString place = input.values.value(wire::Cursor).toString();
+    const qint64 after = place.toLongLong();
+    Bag output;
+    qint64 bytes = 0;
+    qint64 last = 0;
+    for (const UpgradeTask &task : qAsConst(tasks)) {
+        if (task.id <= after)
+            continue;
+        const QVariantMap map = toTaskMap(task);
+        bytes += estimatedBytes(map);
+        if (bytes > PageBytes && !output.list.isEmpty()) {
+            output.values.insert(wire::Cursor, QString::number(last));
+            break;
+        }
+        output.list << map;
+        last = task.id;
+    }
+    if (place.isEmpty() && output.values.isEmpty())
+        output = {{{key::TaskInfoList, output.list}}, {}};
+    return answer(error, output);
 }
 
 CallResult UpgradeService::stopUpgrade(const Bag &input)
 {
-    QString product;
-    const QString wrong = readName(input.values, key::SoftwareName, &product);
-    if (!wrong.isEmpty())
-        return refusedWith(code::InvalidArgs, wrong);
+    RequestReader request(input.values);
+    const QString product = request.name(key::SoftwareName);
+    if (!request.error().isEmpty())
+        return refusedWith(code::InvalidArgs, request.error());
     bool known = false;
     const QString error = engine([&](UpgradeEngine &e) { return e.stop(product, &known); });
     return known || !error.isEmpty() ? answer(error)
@@ -256,10 +263,10 @@ CallResult UpgradeService::stopUpgrade(const Bag &input)
 
 CallResult UpgradeService::installSoftware(const Bag &input, const rpc::ICallContext &context)
 {
-    QString product;
-    const QString wrong = readName(input.values, key::SoftwareName, &product);
-    if (!wrong.isEmpty())
-        return refusedWith(code::InvalidArgs, wrong);
+    RequestReader request(input.values);
+    const QString product = request.name(key::SoftwareName);
+    if (!request.error().isEmpty())
+        return refusedWith(code::InvalidArgs, request.error());
     const QString error = engine([&](UpgradeEngine &e) { return e.install(product); });
     const bool waits = input.values.value(key::WaitForFinished).toBool();
     return answer(error.isEmpty() && waits ? awaitInstallation(product, context) : error);
@@ -290,10 +297,10 @@ void UpgradeService::waitForChange()
 
 CallResult UpgradeService::patchSilently(const Bag &input, const rpc::ICallContext &context)
 {
-    QString product;
-    const QString wrong = readName(input.values, key::SoftwareName, &product);
-    if (!wrong.isEmpty())
-        return refusedWith(code::InvalidArgs, wrong);
+    RequestReader request(input.values);
+    const QString product = request.name(key::SoftwareName);
+    if (!request.error().isEmpty())
+        return refusedWith(code::InvalidArgs, request.error());
     InstalledSoftware software;
     UpgradeTask task;
     QString error = makePatchTask(product, &software, &task);
@@ -344,10 +351,10 @@ CallResult UpgradeService::announce(const Bag &input)
 
 CallResult UpgradeService::showNotes(const Bag &input)
 {
-    QString product;
-    const QString wrong = readName(input.values, key::SoftwareName, &product);
-    if (!wrong.isEmpty())
-        return refusedWith(code::InvalidArgs, wrong);
+    RequestReader request(input.values);
+    const QString product = request.name(key::SoftwareName);
+    if (!request.error().isEmpty())
+        return refusedWith(code::InvalidArgs, request.error());
     QVariantList records;
     const QString error = findUpdates(true, &records);
     const QVariantMap record = recordOf(records, product);

@@ -81,6 +81,8 @@ private:
     ServiceLease m_lease; // before m_assistant, which is looked up under it
     Assistant *m_assistant;
 };
+template <class Find>
+ServiceHandle(Find find) -> ServiceHandle<std::remove_pointer_t<decltype(find())>>;
 
 namespace servicecall {
 

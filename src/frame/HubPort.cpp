@@ -3,9 +3,7 @@
 #include <QByteArray>
 #include <QSharedMemory>
 #include <chrono>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
+#include <future>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -44,37 +42,21 @@ Answer readSegment()
     return {port, port == 0 ? QStringLiteral("共享内存中的端口无效") : QString()};
 }
 
-/// One reading on a thread that is left to itself when it does not come back.
-struct Reading
-{
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool done = false;
-    Answer answer;
-};
-
-std::shared_ptr<Reading> startReading()
-{
-    auto reading = std::make_shared<Reading>();
-    std::thread([reading] {
-        const Answer answer = readSegment();
-        const std::lock_guard<std::mutex> lock(reading->mutex);
-        reading->answer = answer;
-        reading->done = true;
-        reading->changed.notify_all();
-    }).detach();
-    return reading;
-}
-
+/// Another user can hold the segment's lock for ever, so that it is read on a thread that may be left to itself. One such
+/// thread is enough: the next one would wait for the same lock.
 Answer readSegmentWithLimit()
 {
-    static std::shared_ptr<Reading> stuck; // further threads would wait for the same lock
-    const auto limit = stuck ? std::chrono::seconds(0) : SegmentLimit;
-    const std::shared_ptr<Reading> reading = stuck ? std::exchange(stuck, nullptr) : startReading();
-    std::unique_lock<std::mutex> lock(reading->mutex);
-    if (reading->changed.wait_for(lock, limit, [&reading] { return reading->done; }))
-        return reading->answer;
-    stuck = reading;
+    static std::future<Answer> stuck;
+    const bool wasStuck = stuck.valid();
+    std::future<Answer> reading = std::move(stuck);
+    if (!wasStuck) {
+        std::packaged_task<Answer()> task(readSegment);
+        reading = task.get_future();
+        std::thread(std::move(task)).detach();
+    }
+    if (reading.wait_for(wasStuck ? std::chrono::seconds(0) : SegmentLimit) == std::future_status::ready)
+        return reading.get();
+    stuck = std::move(reading);
     return {0, QStringLiteral("共享内存被其他程序占用")};
 }
 } // namespace

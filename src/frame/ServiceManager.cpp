@@ -1,7 +1,6 @@
 #include "frame/ServiceManager.h"
 #include "base/Log.h"
 #include "frame/HubPort.h"
-#include "frame/ServiceManagerPrivate.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/keys/RpcKeys.h"
 #include <QDeadlineTimer>
@@ -39,9 +38,7 @@ bool waitUntil(const std::function<bool()> &condition)
 /// its reader, and a terminal belongs to the user.
 bool mayInherit(int stream)
 {
-    struct stat status
-    {
-    };
+    struct stat status;
     return ::fstat(stream, &status) == 0 && (S_ISREG(status.st_mode) || S_ISSOCK(status.st_mode));
 }
 
@@ -168,16 +165,6 @@ void CServiceManager::logConnected(bool connected)
     VT_LOG(critical) << QStringLiteral("通信机制初始化失败");
 }
 
-QSharedPointer<tarn::rpc::Rpc> CServiceManager::getRpc() const
-{
-    return m_rpc;
-}
-
-void CServiceManager::unInitRpcCore()
-{
-    m_rpc->shutdown();
-}
-
 QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::stringToProxy(const QString &tag)
 {
     auto proxy = m_rpc->stringToProxy(tag);
@@ -237,29 +224,4 @@ bool CServiceManager::checkAndReinit(QString *errorText)
     d->errorText.clear();
     VT_LOG(info) << QStringLiteral("[checkAndReinit]重新连接成功");
     return true;
-}
-
-QString CServiceManager::startError() const
-{
-    return d->errorText;
-}
-
-QString CServiceManager::getTestRpcServiceIp()
-{
-    return d->getTestRpcServiceIp();
-}
-
-void CServiceManager::getAllInstallCfgFiles(QStringList &files)
-{
-    d->getAllInstallCfgFiles(files);
-}
-
-QString CServiceManager::getServiceInstallCfg()
-{
-    return d->getServiceInstallCfg();
-}
-
-QString CServiceManager::getVtAssistantInstallCfg()
-{
-    return d->getVtAssistantInstallCfg();
 }

@@ -1,11 +1,10 @@
 #pragma once
+#include "frame/ServiceManagerPrivate.h"
 #include "tarn/rpc/Rpc.h"
 #include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
 #include <QStringList>
-
-class CServiceManagerPrivate;
 
 /// Connects the process to the platform's hub and owns its RPC core. GUI thread. Its creation reads the settings, starts
 /// the hub if none runs (which takes up to 10 seconds when no hub comes up) and connects; a failure is logged and leaves
@@ -19,8 +18,8 @@ public:
     static void ReleaseInstance();
     ~CServiceManager() override;
 
-    QSharedPointer<tarn::rpc::Rpc> getRpc() const;
-    void unInitRpcCore();
+    QSharedPointer<tarn::rpc::Rpc> getRpc() const { return m_rpc; }
+    void unInitRpcCore() { m_rpc->shutdown(); }
 
     /// The proxy of a remote object, null when there is none.
     QSharedPointer<tarn::rpc::RpcProxy> stringToProxy(const QString &tag);
@@ -34,12 +33,12 @@ public:
     /// @param errorText receives a text for the user when the result is false; may be null
     bool checkAndReinit(QString *errorText = nullptr);
     /// Text for the user when the start failed, empty otherwise; rich text.
-    QString startError() const;
+    QString startError() const { return d->errorText; }
 
-    QString getTestRpcServiceIp();
-    void getAllInstallCfgFiles(QStringList &files);
-    QString getServiceInstallCfg();
-    QString getVtAssistantInstallCfg();
+    QString getTestRpcServiceIp() { return d->getTestRpcServiceIp(); }
+    void getAllInstallCfgFiles(QStringList &files) { d->getAllInstallCfgFiles(files); }
+    QString getServiceInstallCfg() { return d->getServiceInstallCfg(); }
+    QString getVtAssistantInstallCfg() { return d->getVtAssistantInstallCfg(); }
 
 private:
     CServiceManager();

@@ -2,6 +2,7 @@
 #include "base/Log.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/keys/RpcKeys.h"
+#include "tarn/keys/UpgradeKeys.h"
 #include "tarn/rpc/RpcLog.h"
 #include <QCoreApplication>
 #include <QDir>
@@ -16,7 +17,6 @@ const QString LocalAddress = QStringLiteral("127.0.0.1");
 const QString CallTimeoutMs = QStringLiteral("30000");
 const QString WorkerThreads = QStringLiteral("4");
 const QString PlatformServices = QStringLiteral("TARN5Service");
-const QString SoftwareAssistant = QStringLiteral("岚川软件助手");
 
 QString _apps_path;
 QString _machine_id;
@@ -116,7 +116,7 @@ QString CServiceManagerPrivate::getVtAssistantInstallCfg() const
 {
     QStringList files;
     getAllInstallCfgFiles(files);
-    return descriptionOf(files, SoftwareAssistant);
+    return descriptionOf(files, tarn::upgrade::OwnAssistant);
 }
 
 QString CServiceManagerPrivate::findExePathByRegedit() const

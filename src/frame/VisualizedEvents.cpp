@@ -1,5 +1,8 @@
 #include "frame/VisualizedEvents.h"
+#include "message/NoticeQueue.h"
 #include <atomic>
+
+using tarn::visualized::NoticeQueue;
 
 namespace {
 std::atomic<int> requests{0};
@@ -32,4 +35,15 @@ IVisualizedEventData *CVisualizedEvents::GetEventData() const
 int CVisualizedEvents::pendingRequests()
 {
     return requests;
+}
+
+CNotifyMsgEventData::CNotifyMsgEventData(QMap<QString, QVariant> values)
+    : msgValues(std::move(values))
+{
+    NoticeQueue::instance().posted(&msgValues);
+}
+
+CNotifyMsgEventData::~CNotifyMsgEventData()
+{
+    NoticeQueue::instance().forget(&msgValues);
 }

@@ -94,13 +94,13 @@ public:
     quint64 parentWindowHandle; ///< X11 window id of the caller's window, 0 if none
 };
 
-/// Holds copies of the seven values of a notice, all of them strings; the input object is not kept.
+/// Holds copies of the seven values of a notice, all of them strings; the input object is not kept. The queue of notices
+/// counts it as waiting and may clear the values; its reader claims them from there.
 class CNotifyMsgEventData final : public IVisualizedEventData
 {
 public:
-    explicit CNotifyMsgEventData(QMap<QString, QVariant> values)
-        : msgValues(std::move(values))
-    {
-    }
+    explicit CNotifyMsgEventData(QMap<QString, QVariant> values);
+    ~CNotifyMsgEventData() override;
+
     QMap<QString, QVariant> msgValues;
 };

@@ -2,6 +2,7 @@
 #include "base/Log.h"
 #include "login/LoginDialogCreator.h"
 #include "message/MsgCenterDlg.h"
+#include "message/NoticeQueue.h"
 #include "message/NotifyWnd.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/UpgradeDialog.h"
@@ -63,6 +64,7 @@ CVisualizedManager::CVisualizedManager()
 // The windows are deleted here, since the event loop may not run again.
 CVisualizedManager::~CVisualizedManager()
 {
+    tarn::visualized::NoticeQueue::instance().clear();
     const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
     delete notice;

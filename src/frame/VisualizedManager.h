@@ -5,7 +5,6 @@
 #include <QMutex>
 #include <QObject>
 #include <QPointer>
-#include <QQueue>
 #include <QSharedPointer>
 #include <QStringList>
 #include <QVariant>
@@ -100,7 +99,6 @@ private:
     QMap<QString, QPointer<CInstallSilentPatchDlg>> m_silentDlgs; ///< by software name
 
     QStringList m_silentOrder; ///< the names of m_silentStates, the one stored last at the end; under the same lock
-    QQueue<QMap<QString, QVariant>> m_waitingNotices; ///< arrived before the one on the screen could be painted
     QList<QPointer<QDialog>> m_dialogs; ///< all that may still live, also those that were replaced or are closing
 
     static std::atomic<CVisualizedManager *> _pInst;

@@ -2,14 +2,19 @@
 #include "base/Log.h"
 #include "frame/VisualizedManager.h"
 #include "message/MsgCenterDlg.h"
+#include "message/NoticeQueue.h"
 #include "message/NotifyWnd.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/message/IMessageServiceArgs.h"
 #include "widgets/BringToFront.h"
+#include "widgets/Placement.h"
 #include <QDateTime>
+#include <QGuiApplication>
 #include <QScreen>
 #include <QThread>
 #include <QTimer>
+
+using tarn::visualized::NoticeQueue;
 
 namespace {
 namespace key = tarn::message::key;
@@ -37,22 +42,17 @@ void moveToCorner(NotifyWnd *window)
 void CVisualizedManager::ShowNotifyMessageDlg(const CNotifyMsgEventData &data)
 {
     VT_LOG(debug) << QStringLiteral("[%1]显示通知栏消息。").arg(QLatin1String(__func__));
-    const QMap<QString, QVariant> &values = data.msgValues;
+    const NoticeQueue::Values values = NoticeQueue::instance().claim(&data.msgValues);
     if (values.value(key::MsgId).toString().isEmpty())
-        return;
+        return; // also one that was dropped
     if (values.value(key::MsgContent).toString().isEmpty()) {
         VT_LOG(warning) << QStringLiteral("通知栏消息内容为空。退出展现");
         return;
     }
-    // Events that queued up during the pause below are delivered in one go: without waiting for the paint, all but
-    // the last of their notices would come and go unseen.
-    if (m_waitingNotices.isEmpty() && (!m_notifyWnd || m_notifyWnd->wasPainted())) {
-        showNotice(values);
-        return;
-    }
-    m_waitingNotices.enqueue(values);
-    if (m_notifyWnd)
-        QTimer::singleShot(PaintPatienceMs, m_notifyWnd.data(), &NotifyWnd::endPaintWait);
+    // Events that queued up during the pause below are delivered at once: without waiting for the paint, all but the last
+    // of their notices would be replaced unseen.
+    NoticeQueue::instance().add(values);
+    showWaitingNotice();
 }
 
 void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
@@ -66,6 +66,7 @@ void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
     window->CreateCtrl();
     connect(window, &NotifyWnd::firstPainted, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
     connect(window, &QObject::destroyed, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
+    QTimer::singleShot(PaintPatienceMs, window, &NotifyWnd::endPaintWait);
 
     const QString id = window->GetMsgId();
     VT_LOG(info) << QStringLiteral("显示通知栏窗口。消息ID:%1").arg(id);
@@ -89,8 +90,8 @@ void CVisualizedManager::replaceNotice()
 
 void CVisualizedManager::showWaitingNotice()
 {
-    if (!m_waitingNotices.isEmpty() && (!m_notifyWnd || m_notifyWnd->wasPainted()))
-        showNotice(m_waitingNotices.dequeue());
+    if (!NoticeQueue::instance().isEmpty() && (!m_notifyWnd || m_notifyWnd->wasPainted()))
+        showNotice(NoticeQueue::instance().take());
 }
 
 void CVisualizedManager::ShowMessageCenterDlg(const CMsgCenterEventData &data)
@@ -117,7 +118,7 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     QRect target = withinReason(parentWindow);
     if (parentWindow.right() < parentWindow.left()) {
         VT_LOG(debug) << QStringLiteral("【消息中心】未获取到消息中心的父级窗口");
-        const QScreen *screen = m_msgCenterDlg->screen();
+        const QScreen *screen = QGuiApplication::primaryScreen();
         target = screen ? screen->availableGeometry() : QRect();
     }
     QString shown;
@@ -127,6 +128,7 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     const int height = m_msgCenterDlg->height();
     m_msgCenterDlg->setGeometry((target.left() + target.right()) / 2 - width / 2,
                                 (target.top() + target.bottom()) / 2 - height / 2, width, height);
+    placement::keepOnScreen(m_msgCenterDlg);
 }
 
 void CVisualizedManager::onMessageCenterClosed()

@@ -54,7 +54,7 @@ bool hasNews(const QVariantMap &record)
 void CVisualizedManager::FilterVtSoftMgr(QList<QVariant> &list)
 {
     const auto isAssistant = [](const QVariant &entry) {
-        return entry.toMap().value(key::SoftwareName).toString().contains(QStringLiteral("岚川软件助手"));
+        return entry.toMap().value(key::SoftwareName).toString().contains(tarn::upgrade::OwnAssistant);
     };
     list.erase(std::remove_if(list.begin(), list.end(), isAssistant), list.end());
 }

@@ -10,11 +10,14 @@
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceArgs.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
+#include "widgets/ShownText.h"
 #include <optional>
 
 namespace {
 
-constexpr int MaxNameSize = 256; // characters of a product's name
+constexpr int MaxNameSize = 256;  // characters of a product's name or a message's id
+constexpr int MaxTextSize = 4096; // characters of a title, a link or a path
+constexpr int MaxContentSize = 1 << 20;
 
 /// What distinguishes the operations.
 struct Operation
@@ -84,13 +87,29 @@ quint64 windowHandle(const QVariant &value)
     return ok ? handle : 0;
 }
 
-QMap<QString, QVariant> noticeValues(IMessageService_InputArgs &input)
+/// The seven values of a notice, over-long texts cut. Empty when an over-long one cannot be cut: it would name another thing.
+std::optional<QMap<QString, QVariant>> noticeValues(IMessageService_InputArgs &input)
 {
     using namespace tarn::message;
+    struct Limit
+    {
+        QString key;
+        int size; // characters
+        bool cut;
+    };
     QMap<QString, QVariant> values;
-    for (const QString &key :
-         {key::MsgId, key::MsgTitle, key::MsgContent, key::LinkText, key::LinkAdress, key::PicFilePath, key::unReadNum})
-        values.insert(key, input.GetValue(key).toString());
+    for (const Limit &limit : {Limit{key::MsgId, MaxNameSize, false}, Limit{key::MsgTitle, MaxTextSize, true},
+                               Limit{key::MsgContent, MaxContentSize, true}, Limit{key::LinkText, MaxTextSize, true},
+                               Limit{key::LinkAdress, MaxTextSize, false}, Limit{key::PicFilePath, MaxTextSize, false},
+                               Limit{key::unReadNum, MaxNameSize, false}}) {
+        const QString text = input.GetValue(limit.key).toString();
+        if (text.size() > limit.size && !limit.cut)
+            return std::nullopt;
+        if (text.size() > limit.size)
+            VT_LOG(warning)
+                << QStringLiteral("通知栏消息：%1过长，只保留前%2个字符。").arg(limit.key, QString::number(limit.size));
+        values.insert(limit.key, tarn::visualized::text::beginning(text, limit.size));
+    }
     return values;
 }
 
@@ -205,9 +224,11 @@ bool CVisualizedOperateManager::ShowNotifyMessage(QSharedPointer<IMessageService
     const Operation op{__func__, QStringLiteral("显示通知栏消息对话框"), tarn::message::code::Ok};
     if (!begin(op, input, output))
         return false;
-    const QMap<QString, QVariant> values = noticeValues(*input);
-    VT_LOG(debug) << QStringLiteral("通知栏消息：未读数量") + values.value(tarn::message::key::unReadNum).toString();
-    if (!post(op, CVisualizedEvents::eShowNotifyMsgDialog, std::make_unique<CNotifyMsgEventData>(values)))
+    const auto values = noticeValues(*input);
+    if (!values)
+        return op.refuse(vtlog::tooLong(op.bracket()));
+    VT_LOG(debug) << QStringLiteral("通知栏消息：未读数量") + values->value(tarn::message::key::unReadNum).toString();
+    if (!post(op, CVisualizedEvents::eShowNotifyMsgDialog, std::make_unique<CNotifyMsgEventData>(*values)))
         return false;
     VT_LOG(debug) << QStringLiteral("服务调用助手通知栏消息：结束");
     return accept(op, output);

@@ -41,11 +41,9 @@ QSharedPointer<tarn::rpc::RpcAdapter> newAdapter()
     return CServiceManager::getInstance()->getRpc()->createAdapter(QStringLiteral("CVisualizedService"));
 }
 
-void openForWork()
+QString line(const char *function, const QString &text)
 {
-    CManagerAccess::open();
-    ServiceLease::open();
-    outsideWork().open();
+    return QStringLiteral("[CVisualizedServiceCreator::%1]%2").arg(QLatin1String(function), text);
 }
 
 QString lastError()
@@ -76,55 +74,49 @@ CVisualizedServiceCreator::~CVisualizedServiceCreator()
 // No exception leaves create() and destroy(): the host calls them from its start and from its end.
 bool CVisualizedServiceCreator::create(const QString &tag)
 {
-    VT_LOG(info) << QStringLiteral("[CVisualizedServiceCreator::%1]开始绑定服务对象，标签[%2]")
-                        .arg(QLatin1String(__func__), tag);
+    VT_LOG(info) << line(__func__, QStringLiteral("开始绑定服务对象，标签[%1]").arg(tag));
+    bool added = false;
     try {
-        switch (bind(tag)) {
-        case Bound::Yes:
+        const QString failure = bind(tag, added);
+        if (failure.isEmpty()) {
+            VT_LOG(info) << line(__func__, QStringLiteral("服务对象绑定成功，标签[%1]").arg(tag));
             return true;
-        case Bound::NotAdded:
-            return false;
-        case Bound::NotActive:
-            break;
         }
+        VT_LOG(info) << line(__func__, failure);
     } catch (const std::exception &error) {
-        VT_LOG(critical) << QStringLiteral("[CVisualizedServiceCreator::%1]绑定服务对象时发生异常：%2")
-                                .arg(QLatin1String(__func__), QString::fromLocal8Bit(error.what()));
+        VT_LOG(critical) << line(__func__,
+                                 QStringLiteral("绑定服务对象时发生异常：") + QString::fromLocal8Bit(error.what()));
     }
-    if (m_adapter)
-        m_adapter->remove(tag); // the next create() finds it free
+    if (added)
+        m_adapter->remove(tag); // so that the next create() can add it
     return false;
 }
 
-CVisualizedServiceCreator::Bound CVisualizedServiceCreator::bind(const QString &tag)
+QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
 {
-    const auto log = [](const QString &text, const QString &detail) {
-        VT_LOG_AS(info, "create") << QStringLiteral("[CVisualizedServiceCreator::create]") + text.arg(detail);
-    };
     loadFonts();
     m_service = QSharedPointer<CVisualizedService>::create();
     if (!m_adapter)
         m_adapter = newAdapter(); // destroy() has deleted the last one
-    if (!m_adapter) {
-        log(QStringLiteral("适配器为空%1"), {});
-        return Bound::NotAdded;
-    }
+    if (!m_adapter)
+        return QStringLiteral("适配器为空");
     const auto manager = CServiceManager::getInstance();
     if (!manager->getRpc()->isInitialized())
         manager->checkAndReinit(); // the hub may have been started since
-    openForWork();
-    if (!m_adapter->add(std::any(m_service), tarn::visualized::Interface, tag)) {
-        log(QStringLiteral("适配器添加接口指针失败，错误信息[%1]"), lastError());
-        return Bound::NotAdded;
-    }
-    if (!m_adapter->active()) {
-        log(QStringLiteral("适配器激活失败，错误信息[%1]"), lastError());
-        // A tag of another process: the adapter takes it over as soon as that process ends.
-        if (tarn::rpc::getRpcLastError().code != tarn::rpc::RpcError::InvalidArgument)
-            return Bound::NotActive;
-    }
-    log(QStringLiteral("服务对象绑定成功，标签[%1]"), tag);
-    return Bound::Yes;
+    CManagerAccess::open();
+    ServiceLease::open();
+    outsideWork().open();
+    added = m_adapter->add(std::any(m_service), tarn::visualized::Interface, tag);
+    if (!added)
+        return QStringLiteral("适配器添加接口指针失败，错误信息[%1]").arg(lastError());
+    if (m_adapter->active())
+        return {};
+    const QString failure = QStringLiteral("适配器激活失败，错误信息[%1]").arg(lastError());
+    if (tarn::rpc::getRpcLastError().code != tarn::rpc::RpcError::InvalidArgument)
+        return failure;
+    // The tag belongs to another process; the adapter takes it over as soon as that process ends.
+    VT_LOG(warning) << line("create", failure);
+    return {};
 }
 
 void CVisualizedServiceCreator::destroy(const QString &tag)
@@ -132,11 +124,10 @@ void CVisualizedServiceCreator::destroy(const QString &tag)
     try {
         tearDown(tag);
     } catch (const std::exception &error) {
-        VT_LOG(critical) << QStringLiteral("[CVisualizedServiceCreator::%1]释放服务对象时发生异常：%2")
-                                .arg(QLatin1String(__func__), QString::fromLocal8Bit(error.what()));
+        VT_LOG(critical) << line(__func__,
+                                 QStringLiteral("释放服务对象时发生异常：") + QString::fromLocal8Bit(error.what()));
     }
-    VT_LOG(debug) << QStringLiteral("[CVisualizedServiceCreator::%1]服务对象释放成功，标签[%2]")
-                         .arg(QLatin1String(__func__), tag);
+    VT_LOG(debug) << line(__func__, QStringLiteral("服务对象释放成功，标签[%1]").arg(tag));
 }
 
 void CVisualizedServiceCreator::tearDown(const QString &tag)
@@ -145,8 +136,7 @@ void CVisualizedServiceCreator::tearDown(const QString &tag)
     m_service.reset();
     CVisualizedManager::FreeInstance();
     if (!outsideWork().stop(WorkEndMs))
-        VT_LOG_AS(warning, "destroy") << QStringLiteral(
-            "[CVisualizedServiceCreator::destroy]读取外部数据的线程仍未结束。");
+        VT_LOG(warning) << line("destroy", QStringLiteral("读取外部数据的线程仍未结束。"));
     ServiceLease::close(); // no late task brings the client library back
     CVtServiceClient::ReleaseInstance();
     CVisualizedManager::joinThreads();

@@ -21,8 +21,9 @@ public:
     void destroy(const QString &tag) override;
 
 private:
-    enum class Bound { NotAdded, NotActive, Yes };
-    Bound bind(const QString &tag);
+    /// @param added set when the object must be removed after a failure
+    /// @return the reason of a failure, empty when the object is bound
+    QString bind(const QString &tag, bool &added);
     void tearDown(const QString &tag);
     void loadFonts();
 

@@ -74,32 +74,32 @@ CVtServiceClient::~CVtServiceClient()
         m_library->unload();
 }
 
-ILicenseServiceAssistant *CVtServiceClient::GetLicenseServiceAssistant()
+template <class Assistant>
+Assistant *CVtServiceClient::assistant(Assistant *(IServiceAssistantManager::*get)()) const
 {
     const QMutexLocker locker(&_serMutex);
     IServiceAssistantManager *manager = GetServiceAssistantMgr();
-    return manager ? manager->GetLicenseServiceAssistant() : nullptr;
+    return manager ? (manager->*get)() : nullptr;
+}
+
+ILicenseServiceAssistant *CVtServiceClient::GetLicenseServiceAssistant()
+{
+    return assistant(&IServiceAssistantManager::GetLicenseServiceAssistant);
 }
 
 ICloudServiceAssistant *CVtServiceClient::GetCloudServiceAssistant()
 {
-    const QMutexLocker locker(&_serMutex);
-    IServiceAssistantManager *manager = GetServiceAssistantMgr();
-    return manager ? manager->GetCloudServiceAssistant() : nullptr;
+    return assistant(&IServiceAssistantManager::GetCloudServiceAssistant);
 }
 
 IMessageServiceAssistant *CVtServiceClient::GetMessageServiceAssistant()
 {
-    const QMutexLocker locker(&_serMutex);
-    IServiceAssistantManager *manager = GetServiceAssistantMgr();
-    return manager ? manager->GetMessageServiceAssistant() : nullptr;
+    return assistant(&IServiceAssistantManager::GetMessageServiceAssistant);
 }
 
 IUpgradeServiceAssistant *CVtServiceClient::GetUpgradeServiceAssistant()
 {
-    const QMutexLocker locker(&_serMutex);
-    IServiceAssistantManager *manager = GetServiceAssistantMgr();
-    return manager ? manager->GetUpgradeServiceAssistant() : nullptr;
+    return assistant(&IServiceAssistantManager::GetUpgradeServiceAssistant);
 }
 
 IServiceAssistantManager *CVtServiceClient::GetServiceAssistantMgr() const
@@ -126,25 +126,3 @@ void CVtServiceClient::unInitService()
     if (manager)
         manager->UnInitialize();
 }
-
-namespace tarn::visualized {
-
-ServiceHandle<ICloudServiceAssistant> service::cloud()
-{
-    return ServiceHandle<ICloudServiceAssistant>(
-        [] { return CVtServiceClient::GetInstance()->GetCloudServiceAssistant(); });
-}
-
-ServiceHandle<IMessageServiceAssistant> service::message()
-{
-    return ServiceHandle<IMessageServiceAssistant>(
-        [] { return CVtServiceClient::GetInstance()->GetMessageServiceAssistant(); });
-}
-
-ServiceHandle<IUpgradeServiceAssistant> service::upgrade()
-{
-    return ServiceHandle<IUpgradeServiceAssistant>(
-        [] { return CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant(); });
-}
-
-} // namespace tarn::visualized

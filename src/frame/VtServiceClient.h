@@ -33,6 +33,8 @@ private:
     ~CVtServiceClient();
     Q_DISABLE_COPY(CVtServiceClient)
 
+    template <class Assistant>
+    Assistant *assistant(Assistant *(IServiceAssistantManager::*get)()) const;
     IServiceAssistantManager *GetServiceAssistantMgr() const;
     void initService();
     void unInitService();
@@ -46,7 +48,16 @@ private:
 /// The assistants for call() of base/ServiceCall.h, each null while there is no client library and after destroy().
 /// Any thread.
 namespace tarn::visualized::service {
-ServiceHandle<ICloudServiceAssistant> cloud();
-ServiceHandle<IMessageServiceAssistant> message();
-ServiceHandle<IUpgradeServiceAssistant> upgrade();
+inline auto cloud()
+{
+    return ServiceHandle([] { return CVtServiceClient::GetInstance()->GetCloudServiceAssistant(); });
+}
+inline auto message()
+{
+    return ServiceHandle([] { return CVtServiceClient::GetInstance()->GetMessageServiceAssistant(); });
+}
+inline auto upgrade()
+{
+    return ServiceHandle([] { return CVtServiceClient::GetInstance()->GetUpgradeServiceAssistant(); });
+}
 } // namespace tarn::visualized::service

@@ -43,24 +43,17 @@ AccountPage::AccountPage(QWidget *parent)
     connect(m_automatic, &QCheckBox::stateChanged, this, &AccountPage::automaticChanged);
 }
 
-QString AccountPage::account() const
+AccountSignIn::Request AccountPage::request() const
 {
-    return m_account->text();
+    return {m_account->text(), m_password->text(), m_automatic->isChecked(), m_remember->isChecked()};
 }
 
-QString AccountPage::password() const
+void AccountPage::fill(const AccountSignIn::Request &remembered)
 {
-    return m_password->text();
-}
-
-bool AccountPage::remembers() const
-{
-    return m_remember->isChecked();
-}
-
-bool AccountPage::isAutomatic() const
-{
-    return m_automatic->isChecked();
+    m_automatic->setChecked(remembered.automatic); // before the remember box, which follows it
+    m_remember->setChecked(remembered.remember);
+    m_account->setText(remembered.account);
+    m_password->setText(remembered.password);
 }
 
 bool AccountPage::showsPassword() const
@@ -68,24 +61,9 @@ bool AccountPage::showsPassword() const
     return m_password->echoMode() != QLineEdit::Password;
 }
 
-void AccountPage::setAccount(const QString &account)
-{
-    m_account->setText(account);
-}
-
-void AccountPage::setPassword(const QString &password)
-{
-    m_password->setText(password);
-}
-
 void AccountPage::setRemember(bool on)
 {
     m_remember->setChecked(on);
-}
-
-void AccountPage::setAutomatic(bool on)
-{
-    m_automatic->setChecked(on);
 }
 
 void AccountPage::showPassword(bool show)

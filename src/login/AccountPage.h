@@ -1,4 +1,5 @@
 #pragma once
+#include "login/AccountSignIn.h"
 #include <QWidget>
 
 class CCustomLineEdit;
@@ -14,16 +15,10 @@ class AccountPage final : public QWidget
 public:
     explicit AccountPage(QWidget *parent = nullptr);
 
-    QString account() const;
-    QString password() const;
-    bool remembers() const;
-    bool isAutomatic() const;
-    bool showsPassword() const;
-
-    void setAccount(const QString &account);
-    void setPassword(const QString &password);
+    AccountSignIn::Request request() const; ///< as entered; lockTip is not set
+    void fill(const AccountSignIn::Request &remembered);
     void setRemember(bool on);
-    void setAutomatic(bool on);
+    bool showsPassword() const;
     void showPassword(bool show);
     void wipePassword();
     /// Focuses the first empty field. @return false when both are filled

@@ -42,24 +42,16 @@ PhonePage::PhonePage(QWidget *parent)
     connect(m_login, &QPushButton::clicked, this, &PhonePage::signInRequested);
 }
 
-QString PhonePage::phone() const
+CodeSignIn::Request PhonePage::request() const
 {
-    return m_phone->text();
+    return {m_phone->text(), m_code->text(), m_automatic->isChecked(), m_remember->isChecked()};
 }
 
-QString PhonePage::code() const
+void PhonePage::fill(const CodeSignIn::Request &remembered)
 {
-    return m_code->text();
-}
-
-bool PhonePage::remembers() const
-{
-    return m_remember->isChecked();
-}
-
-bool PhonePage::isAutomatic() const
-{
-    return m_automatic->isChecked();
+    m_automatic->setChecked(remembered.automatic); // before the remember box, which follows it
+    m_remember->setChecked(remembered.remember);
+    m_phone->setText(remembered.phone);
 }
 
 bool PhonePage::canRequestCode() const
@@ -67,19 +59,9 @@ bool PhonePage::canRequestCode() const
     return m_codeButton->isEnabled();
 }
 
-void PhonePage::setPhone(const QString &phone)
-{
-    m_phone->setText(phone);
-}
-
 void PhonePage::setRemember(bool on)
 {
     m_remember->setChecked(on);
-}
-
-void PhonePage::setAutomatic(bool on)
-{
-    m_automatic->setChecked(on);
 }
 
 void PhonePage::allowCode(bool allowed)

@@ -1,4 +1,5 @@
 #pragma once
+#include "login/CodeSignIn.h"
 #include <QWidget>
 
 class CCustomBtn;
@@ -14,15 +15,10 @@ class PhonePage final : public QWidget
 public:
     explicit PhonePage(QWidget *parent = nullptr);
 
-    QString phone() const;
-    QString code() const;
-    bool remembers() const;
-    bool isAutomatic() const;
-    bool canRequestCode() const;
-
-    void setPhone(const QString &phone);
+    CodeSignIn::Request request() const; ///< as entered; lockTip is not set
+    void fill(const CodeSignIn::Request &remembered);
     void setRemember(bool on);
-    void setAutomatic(bool on);
+    bool canRequestCode() const;
     /// Enables or disables the button that requests a code.
     void allowCode(bool allowed);
     /// Shows how many seconds remain until a code may be requested again; 0: now.

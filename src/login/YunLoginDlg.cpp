@@ -190,17 +190,12 @@ void CYunLoginDialog::fillFrom(QVariantMap memory)
     const bool automatic = memory.value(key::AutoLoginStored).toBool();
     const bool password = memory.value(key::RememberPassword).toBool();
     const bool phone = memory.value(key::RememberPhone).toBool();
-    m_accountPage->setAutomatic(automatic);
-    m_phonePage->setAutomatic(automatic);
-    m_accountPage->setRemember(automatic || password);
-    m_phonePage->setRemember(automatic || phone);
-    m_accountPage->setAccount(memory.value(key::StoredAccount).toString());
     QString secret = memory.take(key::StoredPassword).toString();
-    if (password)
-        m_accountPage->setPassword(secret);
+    m_accountPage->fill(
+        {memory.value(key::StoredAccount).toString(), password ? secret : QString(), automatic, automatic || password});
+    m_phonePage->fill(
+        {phone ? memory.value(key::StoredPhone).toString() : QString(), QString(), automatic, automatic || phone});
     wipeText(&secret); // has an effect only when the field does not share the text
-    if (phone)
-        m_phonePage->setPhone(memory.value(key::StoredPhone).toString());
 }
 
 void CYunLoginDialog::InitCloudAddr()
@@ -355,8 +350,8 @@ void CYunLoginDialog::onAccountLoginBtn()
 bool CYunLoginDialog::ExecuteLoginByAccount()
 {
     m_qrSignIn->stop();
-    AccountSignIn::Request request{m_accountPage->account(), m_accountPage->password(), m_accountPage->isAutomatic(),
-                                   m_accountPage->remembers(), m_yunLockErrorTip};
+    AccountSignIn::Request request = m_accountPage->request();
+    request.lockTip = m_yunLockErrorTip;
     if (request.account.isEmpty()) {
         refuse(QStringLiteral("账号不能为空!"), QStringLiteral("账号不能为空!"));
         return false;
@@ -393,7 +388,7 @@ void CYunLoginDialog::leaveAccountSignIn()
         return;
     connect(left, &AccountCall::answered, left,
             [self = QPointer<CYunLoginDialog>(this), caller = m_caller,
-             account = m_accountPage->account()](const ServiceOutcome &outcome) {
+             account = m_accountPage->request().account](const ServiceOutcome &outcome) {
                 if (!AccountSignIn::conclude(account, outcome).isEmpty())
                     return;
                 if (self)
@@ -441,7 +436,7 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
 {
     if (!m_phonePage->canRequestCode())
         return;
-    const QString phone = m_phonePage->phone();
+    const QString phone = m_phonePage->request().phone;
     if (phone.size() < PhoneLength) {
         refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("手机号填写不正确!"));
         return;
@@ -470,26 +465,26 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
     if (!canStart())
         return;
     m_qrSignIn->stop();
-    const QString phone = m_phonePage->phone();
-    if (phone.size() < PhoneLength) {
+    CodeSignIn::Request request = m_phonePage->request();
+    request.lockTip = m_yunLockErrorTip;
+    if (request.phone.size() < PhoneLength) {
         refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("【云登录对话框验证码登录】手机号填写不正确!"));
         return;
     }
-    if (m_phonePage->code().size() < ShortestCode) {
+    if (request.code.size() < ShortestCode) {
         refuse(QStringLiteral("动态密码不正确，请重新输入!"),
                QStringLiteral("【云登录对话框验证码登录】动态密码不正确，请重新输入!"));
         return;
     }
-    loginByCode(phone);
+    loginByCode(request);
 }
 
-void CYunLoginDialog::loginByCode(const QString &phone)
+void CYunLoginDialog::loginByCode(const CodeSignIn::Request &request)
 {
     m_phonePage->showBusy(true);
     const auto outcome = [&] {
         const WaitCursor cursor;
-        return m_codeSignIn->signIn(
-            {phone, m_phonePage->code(), m_phonePage->isAutomatic(), m_phonePage->remembers(), m_yunLockErrorTip});
+        return m_codeSignIn->signIn(request);
     }();
     m_phonePage->showBusy(false);
     if (!outcome.called())
@@ -499,7 +494,7 @@ void CYunLoginDialog::loginByCode(const QString &phone)
     else if (cloudcalls::lockRefused(outcome))
         refuseByLock(outcome.error);
     else
-        showLoginTip(CodeSignIn::concludeFailure(phone, outcome), eTipError);
+        showLoginTip(CodeSignIn::concludeFailure(request.phone, outcome), eTipError);
 }
 
 void CYunLoginDialog::finishCodeLogin()
@@ -543,11 +538,10 @@ void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)
     }
     VT_LOG(info) << clickLine;
     const bool onAccountPage = m_tabs->currentWidget() == m_accountPage;
-    const QrSignIn::Request request{type, onAccountPage ? m_accountPage->isAutomatic() : m_phonePage->isAutomatic(),
-                                    m_yunLockErrorTip};
+    const bool automatic = onAccountPage ? m_accountPage->request().automatic : m_phonePage->request().automatic;
     const QString address = [&] {
         const WaitCursor cursor;
-        return m_qrSignIn->begin(request);
+        return m_qrSignIn->begin({type, automatic, m_yunLockErrorTip});
     }();
     if (address.isEmpty())
         showLoginTip(QStringLiteral("获取扫码登录地址失败"), eTipError);

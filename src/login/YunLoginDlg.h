@@ -1,4 +1,5 @@
 #pragma once
+#include "login/CodeSignIn.h"
 #include "login/QueryQRCodeResult.h"
 #include "widgets/TipStatus.h"
 #include "widgets/ToolDialog.h"
@@ -15,7 +16,6 @@ class QVBoxLayout;
 namespace tarn::visualized {
 class AccountPage;
 class AccountSignIn;
-class CodeSignIn;
 class LoginCaller;
 class PhonePage;
 class QrSignIn;
@@ -94,7 +94,7 @@ private:
     void beginWaiting();
     void endWaiting();
 
-    void loginByCode(const QString &phone);
+    void loginByCode(const tarn::visualized::CodeSignIn::Request &request);
     void finishCodeLogin();
     void refuseByLock(const QString &tip);
 

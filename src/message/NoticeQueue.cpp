@@ -2,7 +2,6 @@
 
 #include "base/Log.h"
 #include "tarn/keys/MessageKeys.h"
-#include "widgets/SafeHtml.h"
 
 #include <QMutexLocker>
 
@@ -10,109 +9,97 @@
 
 namespace tarn::visualized {
 namespace {
-namespace key = tarn::message::key;
 
-constexpr int MaxId = 256;          // characters
-constexpr int MaxName = 4096;       // characters of a title, a link or a path
-constexpr int MaxContent = 1 << 20; // characters
-constexpr qint64 MinBytes = 1024;   // an empty notice costs memory, too
+constexpr qint64 LeastBytes = 1024; // of an empty notice
 
 qint64 bytesOf(const NoticeQueue::Values &values)
 {
-    qint64 bytes = MinBytes;
+    qint64 bytes = LeastBytes;
     for (const QVariant &value : values)
         bytes += value.toString().size() * qint64(sizeof(QChar));
     return bytes;
 }
+
 } // namespace
 
-NoticeQueue::Values NoticeQueue::bounded(const Values &values)
+NoticeQueue &NoticeQueue::instance()
 {
-    const QString id = values.value(key::MsgId).toString();
-    if (id.size() > MaxId) {
-        VT_LOG(warning) << QStringLiteral("通知栏消息：消息ID过长，不展现。长度:%1").arg(id.size());
-        return {};
-    }
-    Values result{{key::MsgId, id}, {key::unReadNum, values.value(key::unReadNum).toInt()}};
-    const auto add = [&](const QString &name, int limit, bool canBeCut) {
-        QString text = values.value(name).toString();
-        if (text.size() > limit) {
-            VT_LOG(warning) << QStringLiteral("通知栏消息：%1过长，已截断或忽略。消息ID:%2，长度:%3")
-                                   .arg(name, id, QString::number(text.size()));
-            text = canBeCut ? safehtml::head(text, limit) : QString();
-        }
-        result.insert(name, text);
-    };
-    add(key::MsgTitle, MaxName, true);
-    add(key::MsgContent, MaxContent, true);
-    add(key::LinkText, MaxName, true);
-    add(key::LinkAdress, MaxName, false); // cut, these would name something else
-    add(key::PicFilePath, MaxName, false);
-    return result;
+    static NoticeQueue queue;
+    return queue;
 }
 
 void NoticeQueue::posted(Values *values)
 {
-    const QMutexLocker lock(&m_mutex);
-    m_waiting.push_back({values, {}, bytesOf(*values)});
-    m_bytes += m_waiting.back().bytes;
-    while (m_waiting.size() > 1 && (m_waiting.size() > MaxCount || m_bytes > MaxBytes))
-        dropOldest();
+    insert({values, {}, bytesOf(*values)});
 }
 
-bool NoticeQueue::arrived(Values *values)
+void NoticeQueue::add(const Values &values)
 {
-    const QMutexLocker lock(&m_mutex);
-    const auto found = find(values);
-    if (found == m_waiting.end())
-        return false;
-    found->event = nullptr;
-    found->values.swap(*values);
-    return true;
+    insert({nullptr, values, bytesOf(values)});
 }
 
-void NoticeQueue::forget(Values *values)
+void NoticeQueue::forget(const Values *values)
+{
+    claim(values);
+}
+
+NoticeQueue::Values NoticeQueue::claim(const Values *values)
 {
     const QMutexLocker lock(&m_mutex);
-    const auto found = find(values);
-    if (found == m_waiting.end())
-        return;
-    m_bytes -= found->bytes;
-    m_waiting.erase(found);
+    const Entry found = find(values);
+    return found == m_waiting.end() ? Values() : removed(found);
 }
 
 bool NoticeQueue::isEmpty() const
 {
     const QMutexLocker lock(&m_mutex);
-    // Events are delivered in the order in which they were posted.
     return m_waiting.empty() || m_waiting.front().event;
 }
 
 NoticeQueue::Values NoticeQueue::take()
 {
     const QMutexLocker lock(&m_mutex);
-    if (m_waiting.empty() || m_waiting.front().event)
-        return {};
-    const Waiting oldest = std::move(m_waiting.front());
-    m_waiting.pop_front();
-    m_bytes -= oldest.bytes;
-    return oldest.values;
+    return m_waiting.empty() || m_waiting.front().event ? Values() : removed(m_waiting.begin());
 }
 
-void NoticeQueue::dropOldest()
+void NoticeQueue::clear()
 {
-    Waiting &oldest = m_waiting.front();
-    Values &values = oldest.event ? *oldest.event : oldest.values;
-    VT_LOG(warning)
-        << QStringLiteral("通知栏消息过多，丢弃最早的消息。消息ID:%1").arg(values.value(key::MsgId).toString());
-    values.clear();
-    m_bytes -= oldest.bytes;
-    m_waiting.pop_front();
+    while (!take().isEmpty()) {
+    }
 }
 
-std::deque<NoticeQueue::Waiting>::iterator NoticeQueue::find(const Values *event)
+NoticeQueue::Entry NoticeQueue::firstPosted()
+{
+    return std::find_if(m_waiting.begin(), m_waiting.end(), [](const Waiting &one) { return one.event; });
+}
+
+NoticeQueue::Entry NoticeQueue::find(const Values *event)
 {
     return std::find_if(m_waiting.begin(), m_waiting.end(), [event](const Waiting &one) { return one.event == event; });
+}
+
+NoticeQueue::Values NoticeQueue::removed(Entry entry)
+{
+    Values values;
+    values.swap(entry->event ? *entry->event : entry->values);
+    m_bytes -= entry->bytes;
+    m_waiting.erase(entry);
+    return values;
+}
+
+void NoticeQueue::insert(const Waiting &waiting)
+{
+    QStringList dropped;
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_waiting.insert(waiting.event ? m_waiting.end() : firstPosted(), waiting);
+        m_bytes += waiting.bytes;
+        while (m_waiting.size() > 1 && (m_waiting.size() > MaxCount || m_bytes > MaxBytes))
+            dropped.append(removed(m_waiting.begin()).value(tarn::message::key::MsgId).toString());
+    }
+    // A host's log may wait for the GUI thread, which may wait for the lock.
+    for (const QString &id : qAsConst(dropped))
+        VT_LOG(warning) << QStringLiteral("通知栏消息过多，丢弃最早的消息。消息ID:%1").arg(id);
 }
 
 } // namespace tarn::visualized

@@ -7,10 +7,9 @@
 
 namespace tarn::visualized {
 
-/// The notices between their callers and the screen. Each stays up for a deliberate two seconds, so that callers can be
-/// faster than the windows: at most 32 notices or 16 MiB wait, and the oldest is dropped with a warning. A notice first
-/// waits in its posted event, whose map the queue knows by address, and from its delivery on in the queue itself.
-/// Any thread.
+/// The notices between their callers and the screen. Each stays up for a deliberate two seconds, so callers can be faster
+/// than the windows: at most 32 notices or 16 MiB wait, and the oldest is dropped with a warning. A notice first waits in
+/// its posted event, whose map the queue knows by its address, later in the queue itself. Any thread.
 class NoticeQueue final
 {
 public:
@@ -21,34 +20,35 @@ public:
 
     NoticeQueue() = default;
     Q_DISABLE_COPY(NoticeQueue)
+    static NoticeQueue &instance();
 
-    /// What a notice can show of these values: strings and a number, an over-long title or text cut, an over-long path or
-    /// address left out; each with a log line. @return an empty map when the message id is over-long
-    static Values bounded(const Values &values);
-
-    /// Called when an event with this map is posted. The queue may clear the map until arrived() or forget().
+    /// For a new event's map. Until claim() or forget() the queue may clear the map.
     void posted(Values *values);
-    /// Called when the event is delivered: moves its notice into the queue. @return false when it has been dropped
-    bool arrived(Values *values);
-    /// Called when the event is destroyed; an undelivered one waits no longer.
-    void forget(Values *values);
+    void forget(const Values *values); ///< the event is destroyed
+    /// For a delivered event: takes its notice. @return an empty map when it was dropped
+    Values claim(const Values *values);
 
-    bool isEmpty() const; ///< whether no delivered notice waits
-    /// The oldest delivered notice; an empty map when there is none.
-    Values take();
+    void add(const Values &values); ///< a claimed notice that has to wait
+    bool isEmpty() const;           ///< no claimed notice waits
+    Values take();                  ///< the oldest claimed notice; empty when there is none
+    void clear();                   ///< drops the claimed notices
 
 private:
     struct Waiting
     {
-        Values *event = nullptr; // null once delivered
+        Values *event; ///< null once claimed
         Values values;
-        qint64 bytes = 0;
+        qint64 bytes;
     };
-    void dropOldest();
-    std::deque<Waiting>::iterator find(const Values *event);
+    using Entry = std::deque<Waiting>::iterator;
+
+    Entry firstPosted();
+    Entry find(const Values *event);
+    Values removed(Entry entry);
+    void insert(const Waiting &waiting);
 
     mutable QMutex m_mutex;
-    std::deque<Waiting> m_waiting; // oldest first
+    std::deque<Waiting> m_waiting; // claimed ones first, then posted ones, each oldest first
     qint64 m_bytes = 0;
 };
 

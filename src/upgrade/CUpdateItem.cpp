@@ -20,19 +20,10 @@ constexpr int IconColumn = 35;
 constexpr int TextColumn = 218;
 constexpr int ButtonColumn = 115;
 constexpr QSize ButtonSize(55, 25);
-constexpr int LongTip = 200; // characters; a longer tool tip is wrapped
-
-// The name itself where Qt shows it as plain text on one line.
-QString tipFor(const QString &text)
-{
-    return text.size() > LongTip || Qt::mightBeRichText(text) ? text::toolTip(text::brief(text)) : text;
-}
 
 CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
 {
-    auto *button = new CCustomBtn(text, CCustomBtn::White, parent);
-    button->setObjectName(QLatin1String(objectName));
-    button->setFixedSize(look::scaled(ButtonSize.width(), parent), look::scaled(ButtonSize.height(), parent));
+    auto *button = new CCustomBtn(text, CCustomBtn::White, objectName, ButtonSize, parent);
     button->setAccessibleDescription(text::brief(product)); // the texts are the same in every row
     return button;
 }
@@ -144,7 +135,7 @@ QLabel *CUpdateItem::line(const QString &text, const char *objectName, int fontP
     label->setText(shown);
     label->setAccessibleName(text::brief(text));
     if (label->objectName() == QLatin1String("productName") || shown != text)
-        label->setToolTip(tipFor(text));
+        label->setToolTip(text::toolTip(text));
     label->setAccessibleDescription(label->accessibleName()); // else the tool tip's markup
     return label;
 }

@@ -15,9 +15,9 @@
 #include "widgets/Look.h"
 #include "widgets/ShownText.h"
 #include "widgets/TextMenu.h"
-#include <QApplication>
 #include <QBoxLayout>
 #include <QCloseEvent>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QPointer>
 #include <QScreen>
@@ -66,13 +66,6 @@ public:
     QSize minimumSizeHint() const override { return sizeHint(); }
 };
 
-CCustomBtn *bottomButton(const QString &text, CCustomBtn::Tone tone, const char *objectName, QWidget *parent)
-{
-    auto *button = new CCustomBtn(text, tone, parent);
-    button->setObjectName(QLatin1String(objectName));
-    button->setFixedSize(look::scaled(ButtonSize.width(), parent), look::scaled(ButtonSize.height(), parent));
-    return button;
-}
 } // namespace
 
 CCheckUpdateDial::CCheckUpdateDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent)
@@ -107,7 +100,6 @@ void CCheckUpdateDial::InitDialog()
     column->addWidget(rowArea(body), 0, Qt::AlignHCenter);
     column->addWidget(bottomBand(body));
     addTitle(column);
-    connect(qApp, &QApplication::focusChanged, this, &CCheckUpdateDial::onFocusChanged);
     placeInCorner();
     expectUnasked();
 }
@@ -224,15 +216,8 @@ void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
         if (m_lastStop)
             setTabOrder(m_lastStop, button);
         m_lastStop = button;
+        button->installEventFilter(this);
     }
-}
-
-// The scroll area itself follows only a Tab from one row to the next.
-void CCheckUpdateDial::onFocusChanged(QWidget *old, QWidget *now)
-{
-    Q_UNUSED(old)
-    if (now && m_list->parentWidget()->isAncestorOf(now))
-        m_rowArea->ensureWidgetVisible(now, 0, now->y());
 }
 
 QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
@@ -240,8 +225,8 @@ QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
     auto *band = new QWidget(body);
     band->setObjectName(QStringLiteral("MsgCenterButtom"));
     band->setFixedHeight(look::scaled(BottomHeight, this));
-    CCustomBtn *ignore = bottomButton(QStringLiteral("全部忽略"), CCustomBtn::Grey, "ignoreAllButton", band);
-    CCustomBtn *manage = bottomButton(QStringLiteral("软件管理"), CCustomBtn::Blue, "managerButton", band);
+    auto *ignore = new CCustomBtn(QStringLiteral("全部忽略"), CCustomBtn::Grey, "ignoreAllButton", ButtonSize, band);
+    auto *manage = new CCustomBtn(QStringLiteral("软件管理"), CCustomBtn::Blue, "managerButton", ButtonSize, band);
     connect(ignore, &QPushButton::clicked, this, &CCheckUpdateDial::OnNotUpdateTemporarily);
     connect(manage, &QPushButton::clicked, this, &CCheckUpdateDial::OnUpdateImmediately);
     auto *row = new QHBoxLayout(band);
@@ -399,7 +384,17 @@ bool CCheckUpdateDial::eventFilter(QObject *watched, QEvent *event)
         if (auto *name = watched->findChild<QLabel *>(QStringLiteral("productName")))
             name->setStyleSheet(entered ? hoveredNameSheet() : QString());
     }
+    if (event->type() == QEvent::FocusIn)
+        showRowOf(watched, static_cast<QFocusEvent *>(event)->reason());
     return ToolDialog::eventFilter(watched, event);
+}
+
+// The scroll area itself follows only a Tab from one row to the next. Nothing moves under a mouse button that is held.
+void CCheckUpdateDial::showRowOf(QObject *button, Qt::FocusReason reason)
+{
+    const auto *widget = qobject_cast<QWidget *>(button);
+    if (widget && (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason))
+        m_rowArea->ensureWidgetVisible(widget->parentWidget(), 0, 0);
 }
 
 void CCheckUpdateDial::closeEvent(QCloseEvent *event)

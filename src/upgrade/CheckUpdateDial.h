@@ -45,9 +45,6 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
-private slots:
-    void onFocusChanged(QWidget *old, QWidget *now);
-
 private:
     void InitDialog();
     void addTitle(QVBoxLayout *column);
@@ -57,6 +54,7 @@ private:
     void addRows(int count);
     void addPendingRows();
     void addRow(const QVariantMap &record, QVBoxLayout *list);
+    void showRowOf(QObject *button, Qt::FocusReason reason);
     QWidget *bottomBand(QWidget *body);
     void placeInCorner();
     void startDownload(const QString &name);

@@ -1,10 +1,7 @@
 #include "upgrade/FileIcon.h"
 #include "base/WorkPool.h"
+#include "upgrade/ProductIcon.h"
 #include "widgets/Look.h"
-#include <QFileIconProvider>
-#include <QFileInfo>
-#include <QIcon>
-#include <QMimeDatabase>
 #include <QPainter>
 #include <QStyle>
 
@@ -12,16 +9,6 @@ namespace tarn::visualized {
 namespace {
 
 constexpr int Side = 24; // design pixels
-
-// Names of the icon in the theme, the better one first; empty without a file.
-QStringList iconNames(const QString &path)
-{
-    const QFileInfo file(path);
-    if (!file.exists())
-        return {};
-    const QMimeType type = QMimeDatabase().mimeTypeForFile(file);
-    return {type.iconName(), type.genericIconName()};
-}
 
 } // namespace
 
@@ -38,17 +25,15 @@ void FileIcon::find()
     m_asked = true;
     if (m_path.isEmpty())
         return;
+    const int side = look::scaled(Side, this);
+    const qreal ratio = devicePixelRatioF();
+    const QSize pixels = QSize(side, side) * ratio;
     outsideWork().run(
-        this, [path = m_path](const WorkCancel &) { return iconNames(path); },
-        [this](const QStringList &names) {
-            if (names.isEmpty())
+        this, [path = m_path, pixels](const WorkCancel &) { return findProductIcon(path, pixels); },
+        [this, side, ratio](const ProductIcon &icon) {
+            if (icon.isEmpty())
                 return;
-            QIcon icon;
-            for (int i = 0; i < names.size() && icon.isNull(); ++i)
-                icon = QIcon::fromTheme(names.at(i));
-            if (icon.isNull())
-                icon = QFileIconProvider().icon(QFileIconProvider::File);
-            m_icon = icon.pixmap(look::scaled(Side, this));
+            m_icon = icon.pixmap(side, ratio);
             update();
         });
 }

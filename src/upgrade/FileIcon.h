@@ -4,8 +4,8 @@
 
 namespace tarn::visualized {
 
-/// The file-system icon of a file, centred. The file is looked at on a worker thread when the widget is first painted,
-/// since its path comes from outside and may lie on a mount that hangs; one that does not exist has no icon. GUI thread.
+/// The icon of a program (see ProductIcon.h), centred. It is looked for on a worker thread when the widget is first painted:
+/// the path comes from outside, and its file system may not answer. GUI thread.
 class FileIcon final : public QWidget
 {
 public:

@@ -55,7 +55,7 @@ QString animationSheet()
     return QStringLiteral("border:none;");
 }
 
-// The product's program by its settings store; empty when that cannot be read.
+// The product's program, named by its settings store; empty when the store cannot be read.
 QString readExeName(const QString &settingsPath)
 {
     const QFileInfo info(settingsPath);

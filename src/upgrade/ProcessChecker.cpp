@@ -3,7 +3,7 @@
 #include <utility>
 
 namespace {
-constexpr int Sleeps = 10; // in a period, so that a stop need not wait for its end
+constexpr int Sleeps = 10; // in a period: a stop takes effect after each
 constexpr int SleepMs = 20;
 } // namespace
 
@@ -46,7 +46,7 @@ void CProcessChecker::run()
     }
 }
 
-// False when it was stopped.
+// False after a stop.
 bool CProcessChecker::sleepOnePeriod()
 {
     for (int i = 0; i < Sleeps && !m_stop; ++i)

@@ -4,9 +4,9 @@
 #include <QThread>
 #include <atomic>
 
-/// Looks every 200 ms whether a program still runs. This system has no source for that: as far as the checker can tell,
-/// no program ever ends. It looks until it is stopped and cannot be started again afterwards. Its functions may be
-/// called from any thread; its destructor stops it and waits for it.
+/// Checks every 200 ms whether a program still runs. This system has no source for that: every program counts as running.
+/// The thread runs until it is stopped, and is started once. Any thread may call its functions; the destructor stops the
+/// thread and waits for it, 20 ms at most.
 class CProcessChecker final : public QThread
 {
     Q_OBJECT
@@ -16,12 +16,12 @@ public:
 
     void setProcessName(QString name);
     QString getProcessName();
-    bool processIsExit(QString name); ///< the program is there: always true; the misspelt name is the system's own
+    bool processIsExit(QString name); ///< whether the program runs: always true; the misspelt name is the system's own
 
     void stop(); ///< takes effect within 20 ms; returns at once
 
 signals:
-    void processNoFind(QString strCheckFileDir); ///< the program has gone
+    void processNoFind(QString strCheckFileDir); ///< the program has ended
 
 protected:
     void run() override;

@@ -62,14 +62,6 @@ QString titleSheet()
     return QStringLiteral("color:#0e52a4;border:none;background-color:transparent;");
 }
 
-CCustomBtn *bottomButton(const QString &text, CCustomBtn::Tone tone, const char *objectName, QWidget *parent)
-{
-    auto *button = new CCustomBtn(text, tone, parent);
-    button->setObjectName(QLatin1String(objectName));
-    button->setFixedSize(look::scaled(ButtonSize.width(), parent), look::scaled(ButtonSize.height(), parent));
-    return button;
-}
-
 QString shownTitle(const QString &name)
 {
     return text::beginning(name, LongTitle).simplified();
@@ -152,8 +144,8 @@ QWidget *CUpdateExplainDial::bottomBand()
     advice->setObjectName(QStringLiteral("adviceLine"));
     advice->setFont(look::yaHei(13, QFont::Normal, this));
     setAccessibleDescription(advice->text());
-    CCustomBtn *decline = bottomButton(QStringLiteral("暂不更新"), CCustomBtn::Grey, "declineButton", band);
-    CCustomBtn *update = bottomButton(QStringLiteral("立即更新"), CCustomBtn::Blue, "updateButton", band);
+    auto *decline = new CCustomBtn(QStringLiteral("暂不更新"), CCustomBtn::Grey, "declineButton", ButtonSize, band);
+    auto *update = new CCustomBtn(QStringLiteral("立即更新"), CCustomBtn::Blue, "updateButton", ButtonSize, band);
     connect(decline, &QPushButton::clicked, this, &CUpdateExplainDial::OnDoNotUpdate);
     connectUpdateBtn(update);
     auto *row = new QHBoxLayout(band);

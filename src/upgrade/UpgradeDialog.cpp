@@ -33,7 +33,7 @@ constexpr QSize PanelSize(740, 450);
 // Look
 QString frameSheet()
 {
-    return QStringLiteral("background-color:white;border:1px solid #53B3EA;");
+    return QStringLiteral("background-color:white;border:1px solid %1;").arg(look::FrameBlue);
 }
 
 QString titleSheet()
@@ -119,6 +119,7 @@ void CUpgradeDialog::onActivated(QSystemTrayIcon::ActivationReason reason)
 void CUpgradeDialog::onMinumBtnClicked()
 {
     if (QSystemTrayIcon::isSystemTrayAvailable()) {
+        m_inTray = true;
         hide();
         return;
     }
@@ -128,10 +129,9 @@ void CUpgradeDialog::onMinumBtnClicked()
     m_missingTrayLogged = true;
 }
 
-// A tray can disappear while the window is minimised.
 void CUpgradeDialog::showWithoutTray()
 {
-    if (!m_working || isVisible() || QSystemTrayIcon::isSystemTrayAvailable())
+    if (!m_inTray || isVisible() || QSystemTrayIcon::isSystemTrayAvailable())
         return;
     setAttribute(Qt::WA_ShowWithoutActivating);
     showNormal();
@@ -173,6 +173,7 @@ void CUpgradeDialog::closeByUser()
 void CUpgradeDialog::onClose()
 {
     m_working = false;
+    m_inTray = false;
     m_table->stopAllTask();
     m_refresher->stopWork();
     m_tray->hide();

@@ -38,7 +38,7 @@ protected:
 
 private slots:
     void showCurrentView(); ///< the table, or the notice that it is empty
-    void showWithoutTray();
+    void showWithoutTray(); ///< a tray that has disappeared gives its window back
 
 private:
     void initDialog();
@@ -63,6 +63,7 @@ private:
     TitleButton *m_closeButton = nullptr;
     bool m_working = false; ///< between showUpgradeDialog() and onClose()
     bool m_closedByUser = false;
+    bool m_inTray = false; ///< hidden by the minimise button
     bool m_askingToClose = false;
     bool m_missingTrayLogged = false;
 };

@@ -13,6 +13,13 @@ CCustomBtn::CCustomBtn(const QString &text, Tone tone, QWidget *parent)
     setAutoDefault(false);
 }
 
+CCustomBtn::CCustomBtn(const QString &text, Tone tone, const char *objectName, QSize size, QWidget *parent)
+    : CCustomBtn(text, tone, parent)
+{
+    setObjectName(QLatin1String(objectName));
+    setFixedSize(look::scaled(size.width(), parent), look::scaled(size.height(), parent));
+}
+
 QString CCustomBtn::toneName() const
 {
     return QString::fromLatin1(QMetaEnum::fromType<Tone>().valueToKey(m_tone));

@@ -13,6 +13,8 @@ public:
     Q_ENUM(Tone)
 
     CCustomBtn(const QString &text, Tone tone, QWidget *parent);
+    /// With its object name and a fixed size in design pixels.
+    CCustomBtn(const QString &text, Tone tone, const char *objectName, QSize size, QWidget *parent);
 
     QString toneName() const; // "Grey", "Blue", ...
 

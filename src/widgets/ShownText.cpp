@@ -1,5 +1,6 @@
 #include "widgets/ShownText.h"
 #include <QFontMetrics>
+#include <QTextDocument>
 #include <QTextLayout>
 
 namespace tarn::visualized::text {
@@ -65,6 +66,9 @@ QString literal(const QString &words)
 
 QString toolTip(const QString &text)
 {
+    constexpr int OneLine = 200; // characters; Qt does not wrap plain text
+    if (text.size() <= OneLine && !Qt::mightBeRichText(text))
+        return text;
     return QStringLiteral("<p style='white-space:pre-wrap'>%1</p>").arg(brief(text).toHtmlEscaped());
 }
 

@@ -19,8 +19,8 @@ QString brief(const QString &text, int most = Brief);
 QString elided(const QString &text, const QFont &font, int width, int lines = 1);
 /// Words, such as a name, to be put into the text of a message box: shown as they are, even if they look like markup.
 QString literal(const QString &words);
-/// A tool tip that wraps a long text and shows markup as it is written. Widgets with one need an accessible description,
-/// since Qt would take this HTML for it.
+/// A tool tip that shows markup as it is written: the text itself where Qt takes it for plain text, else HTML, wrapped.
+/// Widgets with one need an accessible description, since Qt would take the HTML for it.
 QString toolTip(const QString &text);
 
 } // namespace tarn::visualized::text

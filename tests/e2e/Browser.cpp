@@ -92,7 +92,7 @@ bool Browser::start()
     return !id.isEmpty();
 }
 
-// The command's value; undefined, with the error's text kept, when it failed.
+// Returns the command's value; undefined when it failed, and errorText() has the reason.
 QJsonValue Browser::command(const QByteArray &verb, const QString &path, const QJsonObject &body)
 {
     QNetworkRequest request(QUrl(m_address + path));

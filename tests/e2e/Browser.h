@@ -6,8 +6,8 @@
 #include <QString>
 #include <QUrl>
 
-// A real Chromium without a window, driven through chromedriver. It knows nothing of the user's own: profile, home and
-// network services are switched off or private. Ends with the object.
+// A real Chromium without a window, driven through chromedriver. It does not touch the user's profile or home, and
+// its network services are off. Its processes end with the object.
 class Browser final
 {
 public:
@@ -16,11 +16,11 @@ public:
     Q_DISABLE_COPY(Browser)
 
     static bool isInstalled();
-    bool start(); // false when it does not come up; errorText() tells why
+    bool start(); // false when it does not start; errorText() has the reason
     QString errorText() const { return m_error; }
 
     bool open(const QUrl &url);
-    bool openTab(const QUrl &url); // and goes there
+    bool openTab(const QUrl &url); // and makes it the current one
     bool goToTab(int number);
     // Elements by CSS selector; empty or false when there is none.
     QString text(const QString &selector);

@@ -183,7 +183,7 @@ void TestCloudLogin::type(const QString &text)
 void TestCloudLogin::fill(const XClient &dialog, const QPoint &field, const QString &text)
 {
     click(dialog, field);
-    QTRY_COMPARE(xclients::focused().id, dialog.id); // keys go where the window manager has put the focus
+    QTRY_COMPARE(xclients::focused().id, dialog.id); // the keys are sent to the window with the focus
     m_input.key(End);
     for (int i = 0; i < 20; ++i)
         m_input.key(BackSpace);
@@ -310,7 +310,7 @@ void TestCloudLogin::serviceThatHangsAndDies()
     QVERIFY(xclients::byRole(Tip).isNull());
     QCOMPARE(m_session.signalAll(Services, SIGKILL), 1);
     QCOMPARE(readTip(), QStringLiteral("发生通信错误"));
-    QTRY_VERIFY_WITH_TIMEOUT(loginState() == 0, 20000); // the hub has brought it back
+    QTRY_VERIFY_WITH_TIMEOUT(loginState() == 0, 20000); // the hub has restarted it
     signIn(dialog, Password);
     QCOMPARE(caller.lastWord(), QStringLiteral("AfterLogin"));
 }
@@ -334,7 +334,7 @@ void TestCloudLogin::closedByTheCallersEnd()
     QVERIFY(popup::waitGone(dialog.id));
     m_session.signalAll(Services, SIGCONT);
     caller.lastWord();
-    QTRY_COMPARE(loginState(), 2); // what was sent is not taken back
+    QTRY_COMPARE(loginState(), 2); // the service completes the call that was sent
     QVERIFY(m_session.hostRuns());
 }
 

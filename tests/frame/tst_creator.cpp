@@ -10,6 +10,7 @@
 #include "support/FakeRpc.h"
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
+#include "tarn/factory/ObjectFactory.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
 #include <QDir>
@@ -80,10 +81,17 @@ void TestCreator::cleanup()
 
 void TestCreator::createBinds()
 {
-    CVisualizedServiceCreator creator;
+    const QString name = "CVisualizedServiceCreator";
+    for (tarn::IRegist *registrar : tarn::ObjectFactory::regists())
+        registrar->registClass();
+    const std::unique_ptr<QObject> plain(tarn::ObjectFactory::pointerTypeConstructors().value(name)(nullptr));
+    QVERIFY(qobject_cast<CVisualizedServiceCreator *>(plain.get()));
+    fakerpc::clearCalls();
+    const QSharedPointer<QObject> made = tarn::ObjectFactory::constructors().value(name)(nullptr);
+    auto &creator = dynamic_cast<CVisualizedServiceCreator &>(*made);
     QVERIFY(creator.create("IVisualizedService"));
     QCOMPARE(fakerpc::record().calls,
-             (QStringList{"init", "createAdapter CVisualizedService", "add IVisualizedService", "active"}));
+             (QStringList{"createAdapter CVisualizedService", "add IVisualizedService", "active"}));
     QCOMPARE(fakerpc::record().interfaceName, QString("IVisualizedService"));
     QVERIFY(boundService());
     QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[IVisualizedService]"));
@@ -123,7 +131,7 @@ void TestCreator::createFails()
     behaviour.error = {tarn::rpc::RpcError::InvalidArgument, "taken"};
     fakerpc::set(behaviour);
     QVERIFY(creator.create("tag"));
-    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[taken]"));
+    QVERIFY(m_log->has(QtWarningMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[taken]"));
 }
 
 void TestCreator::fonts()

@@ -69,7 +69,7 @@ private slots:
     void assistantIsFiltered();
     void namelessRecordsShowNothing();
     void openNotesAreLimited();
-    void messageCenterStaysNearItsCaller();
+    void messageCenterJudgesTheRectangle();
     void updateRequestsLog();
     void cloudLoginAsksTheService();
     void nothingRemainsAfterFree();
@@ -245,22 +245,22 @@ void TestManager::openNotesAreLimited()
     QCOMPARE(m_log->count(QtWarningMsg, "打开的窗口过多，不再展现。数量：32"), 8);
 }
 
-void TestManager::messageCenterStaysNearItsCaller()
+// The rectangle comes from outside: it is judged before its edges are bounded, and no sum of them leaves an int.
+void TestManager::messageCenterJudgesTheRectangle()
 {
-    const auto centre = [](const QRect &caller) {
-        const auto input = args::input<args::MessageIn>({{"msg_center_rect", caller}});
-        send(new CVisualizedEvents(CVisualizedEvents::eShowMessageCenterDialog, new CMsgCenterEventData(input)));
-        const auto windows = notice::visibleWindows<QDialog>();
-        return windows.isEmpty() ? QPoint() : windows.first()->geometry().center();
-    };
     constexpr int Min = std::numeric_limits<int>::min();
     constexpr int Max = std::numeric_limits<int>::max();
-    const QPoint screen = QGuiApplication::primaryScreen()->availableGeometry().center();
-    const auto near = [](const QPoint &a, const QPoint &b) { return (a - b).manhattanLength() <= 4; };
-    QVERIFY(near(centre(QRect(100, 100, 401, 401)), QPoint(300, 300)));
-    QVERIFY(near(centre(QRect(QPoint(Max, 0), QPoint(Min, 10))), screen)); // invalid, and beyond every limit
-    QVERIFY(near(centre(QRect(QPoint(Max, 0), QPoint(Max - 1, 10))), screen));
-    centre(QRect(QPoint(Min, Min), QPoint(Max, Max)));
+    const auto isInvalid = [this](const QPoint &topLeft, const QPoint &bottomRight) {
+        m_log->clear();
+        const auto input = args::input<args::MessageIn>({{"msg_center_rect", QRect(topLeft, bottomRight)}});
+        send(new CVisualizedEvents(CVisualizedEvents::eShowMessageCenterDialog, new CMsgCenterEventData(input)));
+        return m_log->has(QtDebugMsg, "【消息中心】未获取到消息中心的父级窗口");
+    };
+    QVERIFY(!isInvalid({100, 100}, {500, 500}));
+    QVERIFY(!isInvalid({Min, Min}, {Max, Max}));
+    QVERIFY(isInvalid({Max, 0}, {Min, 10}));
+    QVERIFY(isInvalid({Max, 0}, {Max - 1, 10}));
+    QCOMPARE(m_log->texts(QtDebugMsg).filter("重新计算消息中心位置").size(), 1);
 }
 
 void TestManager::updateRequestsLog()

@@ -234,6 +234,16 @@ void TestOperations::noticeValuesAreStrings()
     const QStringList lines{"[ShowNotifyMessage]显示通知栏消息对话框。", "通知栏消息：未读数量51",
                             "服务调用助手通知栏消息：结束"};
     QCOMPARE(m_log->texts(QtDebugMsg), lines);
+    // Texts are cut, names of other things refuse the notice.
+    const QString huge(2 << 20, 'x');
+    QVERIFY(row.run({{"MsgId", "m"}, {"MsgTitle", huge}, {"MsgContent", huge}}, Null::None).accepted);
+    m_events->take(
+        [&](CVisualizedEvents &e) { values = dynamic_cast<CNotifyMsgEventData *>(e.GetEventData())->msgValues; });
+    QCOMPARE(values.value("MsgTitle").toString().size(), 4096);
+    QCOMPARE(values.value("MsgContent").toString().size(), 1 << 20);
+    QCOMPARE(m_log->texts(QtWarningMsg).size(), 2);
+    for (const char *key : {"MsgId", "LinkAdress", "PicFilePath"})
+        QVERIFY(!row.run({{"MsgId", "m"}, {QString::fromLatin1(key), huge}}, Null::None).accepted);
 }
 
 void TestOperations::loginDialogState()

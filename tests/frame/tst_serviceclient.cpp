@@ -45,6 +45,10 @@ private slots:
     void firstUseFromManyThreads();
     void releaseLetsReportsArrive();
     void releaseCutsHangingCalls();
+    void libraryStaysForACallThatDoesNotReturn();
+
+private:
+    QTemporaryDir m_dir;
 };
 
 void TestServiceClient::withoutUsableLibrary()
@@ -147,6 +151,21 @@ void TestServiceClient::releaseCutsHangingCalls()
     QVERIFY(clock.elapsed() < 4000);
     QCOMPARE(fake.hanging(), 0);
     QVERIFY(log.has("添加回执信息失败，消息id为：m1， 回执类型为：3。"));
+}
+
+// One lease is enough, and the thread behind it runs code of the library.
+void TestServiceClient::libraryStaysForACallThatDoesNotReturn()
+{
+    const QString file = QFileInfo(FakeClient::directory() + "/libTARN.ServiceClient.Base.so").absoluteFilePath();
+    const QString copy = m_dir.filePath("libTARN.ServiceClient.Base.so"); // the fake's control keeps the other one
+    QVERIFY(QFile::copy(file, copy));
+    qputenv("TARN_MODULE_PATH", m_dir.path().toLocal8Bit());
+    QVERIFY(CVtServiceClient::GetInstance()->GetMessageServiceAssistant());
+    {
+        const CVtServiceClient::Lease lease;
+        CVtServiceClient::ReleaseInstance();
+        QVERIFY(isLoaded(copy));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestServiceClient)

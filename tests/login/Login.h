@@ -20,7 +20,7 @@
 #include <functional>
 #include <memory>
 
-// The sign-in dialog over a faked service, as the tests of this folder drive it.
+// Drives the sign-in dialog over a faked service.
 namespace login {
 
 struct Notify final : ICloudLoginNotify

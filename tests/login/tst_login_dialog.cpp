@@ -1,4 +1,4 @@
-// What the sign-in dialog asks the cloud service, and what it makes of the answers.
+// The requests of the sign-in dialog to the cloud service, and its reactions to the answers.
 #include "frame/VtServiceClient.h"
 #include "login/Login.h"
 #include "support/LinkTaker.h"
@@ -29,7 +29,7 @@ const QString Account = QString("a'\"%1") + QChar(0) + "</b>";
 
 constexpr CQueryQRCodeResult::Rhythm Fast{1, 1, 3};
 
-// The buttons of the boxes that come which a key would press.
+// Records the buttons of message boxes that a key would press.
 class TipProbe final : public QObject
 {
 public:
@@ -40,7 +40,7 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
         auto *box = event->type() == QEvent::Show ? qobject_cast<CustomMessageBox *>(watched) : nullptr;
-        if (box) // once it is up, and before a click gives the focus to a button
+        if (box) // when it is shown, before a click gives the focus to a button
             QMetaObject::invokeMethod(
                 box, [this, box] { look(box); }, Qt::QueuedConnection);
         return false;
@@ -56,7 +56,7 @@ private:
     }
 };
 
-// The text of the one tip that comes; empty when none came, or another one.
+// Acts and confirms one tip. Returns its text; empty when there was none, or more than one.
 QString tipOf(const std::function<void()> &act)
 {
     ModalClicker tips({"确定"});
@@ -97,7 +97,7 @@ private slots:
 
 private:
     void open();
-    QStringList ours() const; // the lines of the library, whatever their level
+    QStringList ours() const; // the lines of the library, of all levels
     QString tipAfter(const char *name)
     {
         return tipOf([&] { press(m_dialog, name); });
@@ -132,7 +132,7 @@ void TestLoginDialog::cleanup()
     m_browser.reset();
 }
 
-// Of everything that was logged, at any level, by anybody.
+// Searches all lines of all levels, Qt's own included, for secrets.
 void TestLoginDialog::cleanupTestCase()
 {
     const QString all = m_wholeLog.join('\n');
@@ -441,7 +441,7 @@ void TestLoginDialog::quickAddress()
     QVERIFY(m_dialog->isVisible() && m_log->has("点击微信扫码登录。") && !ours().join(' ').contains(Page));
 }
 
-// The answer comes when the user has long gone on, or is on its way to this thread when they do.
+// The success of the QR sign-in arrives during or after an account sign-in that the user has started meanwhile.
 void TestLoginDialog::newAttemptStopsThePoller_data()
 {
     QTest::addColumn<bool>("hangs");
@@ -530,7 +530,7 @@ void TestLoginDialog::closedBeforeTheResultCame()
     QCOMPARE(m_log->count("快捷登录成功。"), 1);
 }
 
-// The end of a QR sign-in in a dialog that is in front again, and an answer that finds the user in another window.
+// The end of a QR sign-in behind the shown dialog, and an answer that arrives while another window is active.
 void TestLoginDialog::tipsNobodyAskedFor()
 {
     open();
@@ -634,7 +634,7 @@ void TestLoginDialog::nothingToSend()
     QCOMPARE(button(m_dialog, "phoneLoginButton")->text(), QString("立即登录"));
 }
 
-// What is typed for another program presses nothing; in a field that the user has gone to, Return signs in, once.
+// Keys for another program press nothing; Return in a field with the focus signs in, once.
 void TestLoginDialog::keys()
 {
     FakeClient::fake().queue("LoginByAccount", {4100, "密码错"});
@@ -658,10 +658,10 @@ void TestLoginDialog::keys()
     ModalClicker tips({"确定"});
     QTest::keyClick(password, Qt::Key_Return);
     QTest::keyClick(password, Qt::Key_Return);
-    QVERIFY(calls("LoginByAccount").isEmpty()); // not from inside the line edit, which may go with the dialog
+    QVERIFY(calls("LoginByAccount").isEmpty()); // not from inside the line edit, which can be destroyed with the dialog
     QTRY_VERIFY(tips.isDone());
     QVERIFY(tips.texts().value(0).contains("密码错"));
-    QCOMPARE(probe.keys, QStringList("确定")); // this one was asked for
+    QCOMPARE(probe.keys, QStringList("确定")); // the user waits for this box
     QCOMPARE(calls("LoginByAccount").size(), 1);
     QCOMPARE(m_dialog->focusWidget(), password);
     for (const auto mode : {QLineEdit::Normal, QLineEdit::Password}) {
@@ -675,7 +675,7 @@ void TestLoginDialog::keys()
     QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "codeEdit"));
     QTest::keyClick(m_dialog, Qt::Key_Escape);
     QCOMPARE(password->text(), QString());    // before it is deleted
-    password->setEchoMode(QLineEdit::Normal); // a masked one offers no undo anyway
+    password->setEchoMode(QLineEdit::Normal); // a masked field offers no undo anyway
     QVERIFY(!password->isUndoAvailable());
     login::processDeletions();
     QVERIFY(!m_dialog);

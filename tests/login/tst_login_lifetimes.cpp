@@ -1,4 +1,4 @@
-// What can happen to the sign-in dialog while a call is under way. Meant for the address sanitizer.
+// The sign-in dialog is closed, destroyed or shown again during a call. Meant for the address sanitizer.
 #include "frame/VtServiceClient.h"
 #include "login/ExecYunLogin.h"
 #include "login/Login.h"
@@ -36,7 +36,7 @@ void callerEnds(const QString &softId)
         new CVisualizedEvents(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input)));
 }
 
-// Once the service has the call, from the event loop that waits for its answer.
+// Acts in the event loop that waits for the answer, when the service has received the call.
 class DuringTheCall final : public QObject
 {
 public:
@@ -96,7 +96,7 @@ private slots:
 
 private:
     void signIn() { press(m_dialog, "accountLoginButton"); }
-    // Return in a field starts the sign-in from an event of its own, and returns when the sign-in has.
+    // Return in a field starts the sign-in from a separate event; this function returns when the sign-in has ended.
     void signInByReturn(const char *field)
     {
         QTest::keyClick(login::edit(m_dialog, field), Qt::Key_Return);
@@ -143,7 +143,7 @@ void TestLoginLifetimes::duringTheCall_data()
 {
     QTest::addColumn<Turn>("event");
     QTest::addColumn<int>("code");
-    QTest::addColumn<bool>("survives"); // the dialog, at first
+    QTest::addColumn<bool>("survives"); // the dialog, until the answer
     QTest::addColumn<int>("told");
     QTest::addColumn<bool>("byReturn");
     for (const bool byReturn : {false, true}) {
@@ -155,7 +155,7 @@ void TestLoginLifetimes::duringTheCall_data()
         row("closed, refused") << Turn::Closed << 4100 << false << 0 << byReturn;
         row("caller ended") << Turn::CallerEnded << 4100 << false << 0 << byReturn;
         row("another software ended") << Turn::OtherEnded << 4000 << true << 1 << byReturn;
-        row("shown again") << Turn::ShownAgain << 4000 << true << 0 << byReturn; // the next caller is told instead
+        row("shown again") << Turn::ShownAgain << 4000 << true << 0 << byReturn; // the next caller is notified instead
         row("service destroyed") << Turn::Destroyed << 4100 << false << 0 << byReturn;
     }
 }
@@ -209,7 +209,7 @@ void TestLoginLifetimes::duringTheCall()
     QCOMPARE(aliveThen, survives);
     QCOMPARE(cursorThen, survives);
     QVERIFY(!QApplication::overrideCursor());
-    login::settle(); // of a dialog that has been closed, the answer comes later
+    login::settle(); // the answer to a closed dialog is noticed later
     QTEST(int(m_notify->calls), "told");
     QCOMPARE(int(next->calls), event == Turn::ShownAgain && code == 4000 ? 1 : 0);
     if (survives && code != 4000)
@@ -217,7 +217,7 @@ void TestLoginLifetimes::duringTheCall()
     QCOMPARE(LoginDialogCreator::getInst()->DiaIsExist(), survives && code != 4000);
 }
 
-// Of the waiting dialog nothing starts; in the dialog of the next caller an account sign-in waits for the one before.
+// The waiting dialog starts nothing; the dialog of the next caller starts no account sign-in before the first has ended.
 void TestLoginLifetimes::oneAttemptAtATime()
 {
     FakeClient::fake().queue("LoginByAccount", hanging(4000));
@@ -245,7 +245,7 @@ void TestLoginLifetimes::oneAttemptAtATime()
     QVERIFY(login::calls("LoginByPhone").isEmpty() && login::calls("GetQRCodeUrl").isEmpty());
     login::settle();
     QCOMPARE(int(m_notify->calls), 1);
-    press(theDialog(), "accountLoginButton"); // now it is the turn of the second one
+    press(theDialog(), "accountLoginButton"); // now the second one can start
     QCOMPARE(login::calls("LoginByAccount").size(), 2);
 }
 
@@ -319,7 +319,7 @@ void TestLoginLifetimes::passwordIsTakenOut()
     QVERIFY(!input->GetValue("pwd").isValid());
 }
 
-// A further request leaves the keyboard in the field.
+// A further request leaves the focus in the field.
 void TestLoginLifetimes::requestDuringTyping()
 {
     QVERIFY(QTest::qWaitForWindowActive(m_dialog));
@@ -338,7 +338,7 @@ void TestLoginLifetimes::slowCallerHoldsUpNothing()
     };
     const auto slow = QSharedPointer<Slow>::create();
     m_dialog->SetLoginNotify(slow);
-    signIn(); // would not return
+    signIn(); // would not return if it waited for the caller
     login::processDeletions();
     QVERIFY(!m_dialog);
     slow->goOn.release();
@@ -368,7 +368,7 @@ void TestLoginLifetimes::hangingPollerHoldsUpNothing()
     QCOMPARE(int(m_notify->calls), 0);
 }
 
-// The dialog that the QR code has hidden comes back, for the new caller.
+// The dialog that a QR sign-in has hidden is shown again for the new caller.
 void TestLoginLifetimes::requestDuringAQrSignIn()
 {
     const LinkTaker browser({"http"});
@@ -385,7 +385,7 @@ void TestLoginLifetimes::requestDuringAQrSignIn()
     login::settle();
     QCOMPARE(int(m_notify->calls), 0);
     QCOMPARE(int(next->calls), 1);
-    QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // though it still lives
+    QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // although it has not been deleted yet
     login::ask(m_notify, "cad");
     QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
     login::processDeletions();
@@ -414,7 +414,7 @@ void TestLoginLifetimes::closedUnderATip()
     login::settle();
     QCOMPARE(int(m_notify->calls), 0);
     QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识:cad"));
-    callerEnds("cad"); // is forgotten
+    callerEnds("cad"); // the dialog belongs to this software no longer
     callerEnds(QString());
     QCOMPARE(m_log->count("通知云账号对话框关闭结束，软件标识:cad"), 1);
     QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识为空。"));

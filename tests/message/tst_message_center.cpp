@@ -27,7 +27,8 @@ QVariantMap withLink(QVariantMap message, const QString &address)
 
 void askForCenter(const QVariantMap &values)
 {
-    QVERIFY(CManagerAccess::post(CVisualizedEvents::eShowMessageCenterDialog,
+    QVERIFY(CManagerAccess::Posted::Yes ==
+            CManagerAccess::post(CVisualizedEvents::eShowMessageCenterDialog,
                                  std::make_unique<CMsgCenterEventData>(args::input<args::MessageIn>(values))));
     QCoreApplication::sendPostedEvents(CVisualizedManager::GetInstance());
 }

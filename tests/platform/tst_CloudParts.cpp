@@ -41,7 +41,6 @@ private slots:
     void passwordsAreSalted();
     void ticketsAreDecidedOnce();
     void ticketsExpire();
-    void ticketsAreBounded();
     void rememberedDataAreUnreadable();
     void earlierDataAreTakenOver();
     void badKeysCountAsNone_data();
@@ -232,22 +231,6 @@ void TestCloudParts::ticketsExpire()
     QCOMPARE(tickets.take(code).state, QrState::Expired);
     QVERIFY(!tickets.confirm(second, QStringLiteral("x")));
     QCOMPARE(tickets.take(QStringLiteral("unknown")).state, QrState::Expired);
-}
-
-void TestCloudParts::ticketsAreBounded()
-{
-    QrTickets tickets(clock());
-    QStringList names;
-    for (int i = 0; i < 200; ++i, ++m_now)
-        names << tickets.open(QrWay::Weixin, QString::number(i));
-    const auto alive = std::count_if(names.cbegin(), names.cend(),
-                                     [&](const QString &name) { return tickets.view(name).has_value(); });
-    QCOMPARE(alive, 64);
-    QVERIFY(tickets.view(names.last()));
-    QCOMPARE(tickets.take(QStringLiteral("0")).state, QrState::Expired);
-    m_now += 60 * Minute;
-    tickets.open(QrWay::Weixin, QStringLiteral("new"));
-    QVERIFY(!tickets.view(names.last()));
 }
 
 void TestCloudParts::rememberedDataAreUnreadable()

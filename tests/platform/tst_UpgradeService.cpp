@@ -1,4 +1,5 @@
 #include "services/UpgradeService.h"
+#include "services/UpgradeStore.h"
 #include "support/Packages.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
@@ -47,6 +48,7 @@ private slots:
     void badDescriptions();
     void unsignedCataloguesAreRefused();
     void directoriesOfOthersAreLeftAlone();
+    void manyTasksComeInPages();
 
 private:
     void start();
@@ -322,6 +324,34 @@ void TestUpgradeService::directoriesOfOthersAreLeftAlone()
     QCOMPARE(task.value(key::Status).toInt(), int(upgrade::state::DownloadFailed));
     QCOMPARE(task.value(key::ErrMsg).toString(), started.errorText);
     QCOMPARE(m_shown.last().first, QString("showUpgradeDownloadDialog"));
+}
+
+// More than one message of the RPC layer may carry.
+void TestUpgradeService::manyTasksComeInPages()
+{
+    constexpr int Count = 7;
+    m_service.reset();
+    {
+        services::UpgradeStore store(m_directory->path());
+        for (int i = 0; i < Count; ++i) {
+            services::UpgradeTask task;
+            task.product = QString::number(i);
+            task.state = upgrade::state::Cancelled;
+            task.sections.insert(key::Software, QVariantMap{{key::NotesFile, QString(300000, 'x')}});
+            QCOMPARE(store.start(task), QString());
+        }
+    }
+    start();
+    QStringList names;
+    QVariantMap place;
+    do {
+        const CallResult page = call("QueryTaskInfos", place);
+        QVERIFY(page.accepted && !page.output.list.isEmpty() && page.output.list.size() < Count);
+        for (const QVariant &task : page.output.list)
+            names << task.toMap().value(key::SoftName).toString();
+        place = page.output.values;
+    } while (place.contains(wire::Cursor));
+    QCOMPARE(names, QString("0,1,2,3,4,5,6").split(','));
 }
 
 QTEST_GUILESS_MAIN(TestUpgradeService)

@@ -7,7 +7,7 @@
 #include <QApplication>
 #include <QCoreApplication>
 
-// Requests for silent patch installations, and the dialogs that they bring.
+// Requests for silent patch installations, and the dialogs that they open.
 namespace silent {
 
 inline QSharedPointer<args::PatchIn> request(const QVariant &name, const QVariantMap &further = {})
@@ -35,13 +35,13 @@ inline QList<CInstallSilentPatchDlg *> visibleDialogs()
     return list;
 }
 
-// One debug line each.
+// The number of workers that have run; each logs one debug line.
 inline int workers(const LogCatcher &log)
 {
     return log.texts(QtDebugMsg).filter("静默补丁安装：软件名称：").size();
 }
 
-// While it lives no dialog hears from its workers, as if they took long.
+// Blocks the signals from workers to dialogs, as if the workers took long.
 class LongWork final : public QObject
 {
 public:

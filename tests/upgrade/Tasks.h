@@ -42,7 +42,7 @@ inline QList<FakeCall> callsOf(const QString &operation)
     return found;
 }
 
-// The software whose tasks were to be stopped, in order.
+// The names in the stop requests, in order.
 inline QStringList stops()
 {
     QStringList names;
@@ -51,7 +51,7 @@ inline QStringList stops()
     return names;
 }
 
-// What the fake service answers.
+// An answer of the fake service.
 inline FakeAnswer answer(int code, const QString &error, const QVariantMap &values = {})
 {
     FakeAnswer answer;

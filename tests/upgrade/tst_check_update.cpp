@@ -6,6 +6,7 @@
 #include "upgrade/CUpdateItem.h"
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/Records.h"
+#include "upgrade/SelectWidget.h"
 #include "upgrade/UpdateRecords.h"
 #include "widgets/CustomMessageBox.h"
 #include <QAccessible>
@@ -190,6 +191,24 @@ private slots:
         QCOMPARE(list->child(8)->parent(), list);
         QAccessibleInterface *window = QAccessible::queryAccessibleInterface(&prompt);
         QCOMPARE(window->text(QAccessible::Description), QString("您安装的岚川软件存在新版本，建议您立即升级。"));
+    }
+
+    void clickedRowIsMarked()
+    {
+        Prompt prompt({released("甲"), released("乙")});
+        prompt.show();
+        prompt.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&prompt));
+        const auto border = [&](const QString &name) { // of the row's background, in the middle of its left edge
+            auto *ground = prompt.row(name)->findChild<CSelectWidget *>();
+            return ground->grab().toImage().pixelColor(0, ground->height() / 2);
+        };
+        const QColor marked(48, 134, 213);
+        QTest::mouseClick(prompt.row("甲"), Qt::LeftButton);
+        QCOMPARE(border("甲"), marked);
+        QTest::mouseClick(prompt.row("乙"), Qt::LeftButton);
+        QCOMPARE(border("乙"), marked);
+        QVERIFY(border("甲") != marked);
     }
 
     void updateRemovesTheRow()

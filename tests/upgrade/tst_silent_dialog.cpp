@@ -1,4 +1,4 @@
-// The silent patch installation dialog, alone and in the manager's hands. TARN_SILENT_CYCLES for a longer run.
+// The silent patch installation dialog, alone and owned by the manager. TARN_SILENT_CYCLES for a longer run.
 #include "frame/VisualizedOperateManager.h"
 #include "upgrade/BoxScript.h"
 #include "upgrade/SilentRequests.h"
@@ -22,7 +22,7 @@ CVisualizedManager *manager()
     return CVisualizedManager::GetInstance();
 }
 
-// What the operation answers, as an RPC thread asks it.
+// The operation's answer to an RPC thread.
 int ask(const QVariantMap &values)
 {
     const auto output = args::output<args::PatchOut>();
@@ -103,7 +103,7 @@ void tst_silent_dialog::oneWorkerHoweverOftenItIsBuilt()
     dialog.InitDialog();
     QCOMPARE(dialog.findChildren<QObject *>().size(), children);
     QTRY_VERIFY(!dialog.isVisible()); // closed by its worker
-    dialog.StartInstall();            // too late
+    dialog.StartInstall();            // does nothing any more
     QCOMPARE(silent::workers(log), 1);
 }
 
@@ -181,7 +181,7 @@ void tst_silent_dialog::sameNameTwice()
     const QPointer<CInstallSilentPatchDlg> second = visibleDialogs().value(0);
     QVERIFY(first && !first->isVisible() && second != first);
     QCOMPARE(query("甲"), 1);
-    first->close(); // late: the name is the second's now
+    first->close(); // again: the name belongs to the second one now
     send(request("甲"));
     QVERIFY(!second->isVisible());
     QCOMPARE(visibleDialogs().size(), 1);
@@ -194,13 +194,13 @@ void tst_silent_dialog::manyNamesAtOnce()
     const LogCatcher log;
     const int threads = threadsOfThisProcess();
     QStringList names{"Draw", "draw", " draw", "draw ", "dr aw", " "};
-    while (names.size() < 100)
+    while (names.size() < 32)
         names << QString::number(names.size());
     const LongWork longWork;
     for (const QString &name : qAsConst(names))
         send(request(name, name.size() % 2 ? QVariantMap() : NoPatch));
     QCOMPARE(visibleDialogs().size(), names.size());
-    QTRY_VERIFY(threadsOfThisProcess() <= threads); // ended workers are kept, their threads are not
+    QTRY_VERIFY(threadsOfThisProcess() <= threads); // no thread outlives its work
     QCOMPARE(silent::workers(log), names.size());
     for (const QString &name : qAsConst(names))
         QVERIFY(query(name) == (name.size() % 2 ? 1 : 99) && query(name) == 1);

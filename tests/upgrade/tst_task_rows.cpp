@@ -1,4 +1,4 @@
-// What the refresher makes of the service's task list, and how it polls.
+// The display rows that the refresher makes of the service's task list, and its polling.
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
 #include "upgrade/Tasks.h"
@@ -24,7 +24,7 @@ private slots:
             QVariantMap task = tasks::task("设计", 1);
             QVariantMap working = task.value("WorkingItem").toMap();
             working["Type"] = type;
-            working["UpdateName"] = "%2"; // must not be taken for a place of the text
+            working["UpdateName"] = "%2"; // is no placeholder
             task["WorkingItem"] = working;
             return download(task).value("downloadTip").toString();
         };
@@ -97,7 +97,7 @@ private slots:
         refresher.startWork();
         refresher.startWork();
         QCOMPARE(refresher.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly).size(),
-                 2); // one of them dying
+                 2); // the replaced one is to be deleted
         QSignalSpy spy(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats);
         QElapsedTimer timer;
         timer.start();

@@ -8,6 +8,7 @@
 #include "upgrade/UpdateExplainDial.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/TypingGuard.h"
+#include <QAccessible>
 #include <QLabel>
 #include <QPushButton>
 #include <QTabBar>
@@ -96,11 +97,16 @@ private slots:
         const auto dialog = made<CUpdateExplainDial>(input({record}));
         QCOMPARE(tabTitles(*dialog), (QStringList{"产品", "补丁", "插件一", "插件&&二"}));
         dialog->InitDialog(); // a second time does nothing
+        QAccessibleInterface *bar = QAccessible::queryAccessibleInterface(dialog->findChild<QTabBar *>());
+        QCOMPARE(bar->child(3)->text(QAccessible::Description), QString("插件&二")); // no markup by ear
         QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
         const auto patch = made<CUpdateCurExplainDialog>(input({record}));
         QCOMPARE(tabTitles(*patch), QStringList{"产品"});
         QVERIFY(made<CUpdateCurExplainDialog>(input({released("产品")}))->findChildren<CExplainItem *>().isEmpty());
         QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
+        patch->connectUpdateBtn(nullptr);
+        QCOMPARE(m_log->texts(QtCriticalMsg),
+                 QStringList{"旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空"});
     }
 
     void tabTitlesAreWhole_data()

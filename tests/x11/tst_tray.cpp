@@ -74,7 +74,7 @@ private slots:
     void realDrag()
     {
         m_dialog->showUpgradeDialog();
-        QVERIFY(QTest::qWaitForWindowExposed(m_dialog));
+        QVERIFY(QTest::qWaitForWindowActive(m_dialog));
         const QPoint before(400, 300); // clear of everything else
         m_dialog->move(before);
         QTRY_COMPARE(xclients::byRole(QStringLiteral("CUpgradeDialog")).geometry.topLeft(), before);

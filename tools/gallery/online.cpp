@@ -3,18 +3,34 @@
 #include "upgrade/UpgradeDialog.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QLabel>
+#include <QTemporaryDir>
+#include <algorithm>
 
 namespace {
 namespace key = tarn::upgrade::key;
 namespace state = tarn::upgrade::state;
 using upgrade::controls::CUpgradeTableWidget;
 
-QVariantMap task(const QString &name, int status, qint64 current = 0, qint64 total = 0)
+// A program with one of the sample icons beside it.
+QString program(const QString &slug)
+{
+    static const QTemporaryDir folder;
+    const QString path = folder.filePath(slug);
+    QFile(path).open(QIODevice::WriteOnly);
+    QFile::copy(QStringLiteral(GALLERY_SAMPLE "/catalogue/icons/%1.png").arg(slug), path + QStringLiteral(".png"));
+    return path;
+}
+
+QVariantMap task(const QString &name, const QString &slug, int status, qint64 current = 0, qint64 total = 0)
 {
     return {{key::SoftName, name},
             {key::Status, status},
             {key::CurrentVersion, QStringLiteral("3.2.0.1045")},
-            {key::ExeFilePath, QStringLiteral("/bin/sh")},
+            {key::ExeFilePath, program(slug)},
             {key::WorkingItem, QVariantMap{{key::ItemType, 1},
                                            {key::UpdateVersion, QStringLiteral("3.3.0.1120")},
                                            {key::CurrentSize, current},
@@ -26,14 +42,22 @@ QWidget *window(const QVariantList &tasks)
     auto *dialog = new CUpgradeDialog;
     auto *table = dialog->findChild<CUpgradeTableWidget *>();
     table->onRefreshUpgradeDtats(upgrade::operate::queryDataInfos(tasks));
+    const auto hasIcons = [dialog] { // they are looked for on another thread
+        const auto icons = dialog->findChildren<QLabel *>(QStringLiteral("softIcon"));
+        return std::none_of(icons.cbegin(), icons.cend(),
+                            [](const QLabel *icon) { return icon->pixmap(Qt::ReturnByValue).isNull(); });
+    };
+    for (const QDeadlineTimer limit(5000); !hasIcons() && !limit.hasExpired();)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     return dialog;
 }
 
 QVariantList everyState()
 {
-    return {task(QStringLiteral("岚川设计"), state::Downloading, 37'200'000, 100'000'000),
-            task(QStringLiteral("岚川计价"), state::Downloading, 0, 80'000'000),
-            task(QStringLiteral("岚川算量"), state::Downloaded), task(QStringLiteral("岚川审图"), state::Installing)};
+    return {task(QStringLiteral("岚川设计"), QStringLiteral("spruce"), state::Downloading, 37'200'000, 100'000'000),
+            task(QStringLiteral("岚川计价"), QStringLiteral("jointlab"), state::Downloading, 0, 80'000'000),
+            task(QStringLiteral("岚川算量"), QStringLiteral("bluestone"), state::Downloaded),
+            task(QStringLiteral("岚川审图"), QStringLiteral("leafview"), state::Installing)};
 }
 } // namespace
 

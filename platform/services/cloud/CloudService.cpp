@@ -112,12 +112,12 @@ CallResult CloudService::memory(const Bag &input)
 
 CallResult CloudService::sendCode(const Bag &input)
 {
-    QString phone;
-    const QString wrong = readText(input.values, key::Phone, &phone);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString phone = request.text(key::Phone);
     if (!isPhone(phone))
-        return invalid(QStringLiteral("手机号填写不正确"));
+        request.fail(QStringLiteral("手机号填写不正确"));
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     QString refusal;
     const QString error = store([&](CloudStore &) { return m_codes->send(phone, &refusal); });
     if (!error.isEmpty())
@@ -127,12 +127,12 @@ CallResult CloudService::sendCode(const Bag &input)
 
 CallResult CloudService::loginByPhone(const Bag &input, const rpc::ICallContext &context)
 {
-    QString phone;
-    Secret code;
-    SignInFlags flags;
-    const QString wrong = readSignIn(input.values, key::Phone, &phone, key::Code, &code, &flags);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString phone = request.text(key::Phone);
+    const Secret code(request.text(key::Code));
+    const SignInFlags flags = readFlags(&request);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
 
     ++m_signingIn;
     const auto leave = qScopeGuard([this] { --m_signingIn; });
@@ -156,12 +156,12 @@ CallResult CloudService::loginByPhone(const Bag &input, const rpc::ICallContext 
 
 CallResult CloudService::loginByAccount(const Bag &input, const rpc::ICallContext &context)
 {
-    QString name;
-    Secret password;
-    SignInFlags flags;
-    const QString wrong = readSignIn(input.values, key::User, &name, key::Password, &password, &flags);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString name = request.text(key::User);
+    const Secret password(request.text(key::Password));
+    const SignInFlags flags = readFlags(&request);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
 
     ++m_signingIn;
     const auto leave = qScopeGuard([this] { --m_signingIn; });
@@ -185,18 +185,16 @@ CallResult CloudService::loginByAccount(const Bag &input, const rpc::ICallContex
 
 CallResult CloudService::qrCodeUrl(const Bag &input)
 {
-    QString type;
-    QString randomCode;
-    QString wrong = readText(input.values, key::QrType, &type);
-    if (wrong.isEmpty())
-        wrong = readText(input.values, key::RandomCode, &randomCode);
+    RequestReader request(input.values);
+    const QString type = request.text(key::QrType);
+    const QString randomCode = request.text(key::RandomCode, MaxRandomCode);
     const bool weixin = type == QLatin1String("weixindenglu");
-    if (wrong.isEmpty() && !weixin && type != QLatin1String("qqdenglu"))
-        wrong = QStringLiteral("%1: weixindenglu or qqdenglu is wanted").arg(key::QrType);
-    if (wrong.isEmpty() && (randomCode.isEmpty() || randomCode.size() > MaxRandomCode))
-        wrong = QStringLiteral("%1: 1 to %2 characters are wanted").arg(key::RandomCode).arg(MaxRandomCode);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    if (!weixin && type != QLatin1String("qqdenglu"))
+        request.fail(QStringLiteral("%1: expected weixindenglu or qqdenglu").arg(key::QrType));
+    if (randomCode.isEmpty())
+        request.fail(QStringLiteral("%1 is empty").arg(key::RandomCode));
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     if (!startPages())
         return refused(QStringLiteral("扫码登录页面无法打开"));
     const QString ticket = m_tickets.open(weixin ? QrWay::Weixin : QrWay::Qq, randomCode);
@@ -205,13 +203,11 @@ CallResult CloudService::qrCodeUrl(const Bag &input)
 
 CallResult CloudService::qrCodeResult(const Bag &input, const rpc::ICallContext &context)
 {
-    QString randomCode;
-    SignInFlags flags;
-    QString wrong = readText(input.values, key::RandomCode, &randomCode);
-    if (wrong.isEmpty())
-        wrong = readFlags(input.values, &flags);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString randomCode = request.text(key::RandomCode);
+    const SignInFlags flags = readFlags(&request);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     const QrTickets::Outcome outcome = m_tickets.take(randomCode);
     switch (outcome.state) {
     case QrState::Waiting:
@@ -254,10 +250,10 @@ CallResult CloudService::finishQr(const QrTickets::Outcome &outcome, const SignI
 
 CallResult CloudService::linkAddress(const Bag &input)
 {
-    QString linkKey;
-    const QString wrong = readText(input.values, key::LinkKey, &linkKey);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString linkKey = request.text(key::LinkKey);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     const QString page = pageOf(linkKey);
     if (page.isEmpty())
         return refused(QStringLiteral("没有这个链接"));

@@ -18,7 +18,6 @@ namespace wire = link::wire;
 
 namespace {
 
-constexpr int MaxName = 256; // characters
 constexpr int AccountIdBytes = 16;
 
 QString timeText(qint64 time)
@@ -26,37 +25,31 @@ QString timeText(qint64 time)
     return QDateTime::fromMSecsSinceEpoch(time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
 }
 
-bool isPlain(const QString &text)
+// A text without blanks around it and without invisible characters.
+QString plain(RequestReader *request, const QString &key, const QString &text)
 {
-    return text == text.trimmed() && text.size() <= MaxName && isPlainText(text);
+    if (text != text.trimmed() || text.size() > RequestReader::MaxName || !isPlainText(text))
+        request->fail(
+            QStringLiteral("%1: expected up to %2 characters, no blanks around them and no control characters")
+                .arg(key, QString::number(RequestReader::MaxName)));
+    return text;
 }
 
-// An account's name out of a request. @return what is wrong, empty when all is well
-QString readName(const QVariantMap &values, QString *name)
+QString readUser(RequestReader *request)
 {
-    QString wrong = readText(values, key::User, name);
-    if (wrong.isEmpty() && (name->isEmpty() || !isPlain(*name)))
-        wrong = QStringLiteral("%1: 1 to %2 characters without blanks around them and control characters are wanted")
-                    .arg(key::User, QString::number(MaxName));
-    return wrong;
+    return plain(request, key::User, request->name(key::User));
 }
 
-QString readAccount(const QVariantMap &values, CloudAccount *account)
+CloudAccount readAccount(RequestReader *request)
 {
-    QString wrong = readName(values, &account->name);
-    if (wrong.isEmpty())
-        wrong = readOptionalText(values, key::Phone, &account->phone);
-    if (wrong.isEmpty() && !account->phone.isEmpty() && !isPhone(account->phone))
-        wrong = QStringLiteral("%1: 11 digits are wanted").arg(key::Phone);
-    if (wrong.isEmpty())
-        wrong = readOptionalText(values, wire::Weixin, &account->weixin);
-    if (wrong.isEmpty())
-        wrong = readOptionalText(values, wire::Qq, &account->qq);
-    if (wrong.isEmpty() && !(isPlain(account->weixin) && isPlain(account->qq)))
-        wrong =
-            QStringLiteral("%1, %2: at most %3 characters without blanks around them and control characters are wanted")
-                .arg(wire::Weixin, wire::Qq, QString::number(MaxName));
-    return wrong;
+    CloudAccount account;
+    account.name = readUser(request);
+    account.phone = request->optionalText(key::Phone);
+    if (!account.phone.isEmpty() && !isPhone(account.phone))
+        request->fail(QStringLiteral("%1: expected 11 digits").arg(key::Phone));
+    account.weixin = plain(request, wire::Weixin, request->optionalText(wire::Weixin));
+    account.qq = plain(request, wire::Qq, request->optionalText(wire::Qq));
+    return account;
 }
 
 CallResult answerForName(const QString &error, bool known, const QString &name)
@@ -209,15 +202,13 @@ CallResult CloudService::logout(const Bag &input)
 
 CallResult CloudService::addAccount(const Bag &input, const rpc::ICallContext &context)
 {
-    CloudAccount account;
-    Secret password;
-    QString wrong = readAccount(input.values, &account);
-    if (wrong.isEmpty())
-        wrong = readSecret(input.values, key::Password, &password);
-    if (wrong.isEmpty() && password.isEmpty())
-        wrong = QStringLiteral("the password is empty");
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    CloudAccount account = readAccount(&request);
+    const Secret password(request.text(key::Password));
+    if (password.isEmpty())
+        request.fail(QStringLiteral("the password is empty"));
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     {
         if (!hashPlaces().tryAcquire())
             return busy();
@@ -238,10 +229,10 @@ CallResult CloudService::addAccount(const Bag &input, const rpc::ICallContext &c
 
 CallResult CloudService::removeAccount(const Bag &input)
 {
-    QString name;
-    const QString wrong = readName(input.values, &name);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString name = readUser(&request);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     bool known = false;
     const QString error = store([&](CloudStore &s) {
         QString failure = s.remove(name, &known);
@@ -256,13 +247,11 @@ CallResult CloudService::removeAccount(const Bag &input)
 
 CallResult CloudService::lockAccount(const Bag &input)
 {
-    QString name;
-    bool locked = true;
-    QString wrong = readName(input.values, &name);
-    if (wrong.isEmpty())
-        wrong = readFlag(input.values, wire::Locked, &locked);
-    if (!wrong.isEmpty())
-        return invalid(wrong);
+    RequestReader request(input.values);
+    const QString name = readUser(&request);
+    const bool locked = request.flag(wire::Locked, true);
+    if (!request.error().isEmpty())
+        return invalid(request.error());
     bool known = false;
     const QString error = store([&](CloudStore &s) {
         QString failure = s.setLocked(name, locked, &known);

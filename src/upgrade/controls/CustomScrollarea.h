@@ -3,7 +3,8 @@
 
 namespace upgrade::controls {
 
-/// The scroll container of the online-upgrade window. GUI thread.
+/// The scroll container of the online-upgrade window. Its own scroll bars stay hidden there: the table inside fills it and
+/// scrolls itself. GUI thread.
 class CCustomScrollArea final : public QScrollArea
 {
     Q_OBJECT

@@ -1,10 +1,11 @@
 #include "upgrade/controls/SoftInfoItem.h"
+#include "base/WorkPool.h"
+#include "upgrade/ProductIcon.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/ShownText.h"
 #include <QEvent>
-#include <QFileIconProvider>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -21,16 +22,25 @@ constexpr int NameWidth = 400;
 // Look
 QString cellSheet()
 {
-    return QStringLiteral("QLabel{background-color:transparent;border:none;}"
+    return QStringLiteral("upgrade--controls--CSoftInfoItem{background-color:white;}"
+                          "QLabel{background-color:transparent;border:none;}"
                           "QPushButton{background-color:transparent;border:none;text-align:left;color:#333333;}"
                           "#softVersion{color:#7F7F7F;}"
                           "QToolTip{background-color:white;border:1px solid black;color:black;}");
 }
 
-QPixmap fileIcon(const QString &path, const QWidget *w)
+// Another thread looks for the icon: the path comes from outside, and its file system may not answer.
+void showIcon(QLabel *label, const QString &executable)
 {
-    const QFileInfo file(path);
-    return file.exists() ? QFileIconProvider().icon(file).pixmap(look::scaled(IconSide, w)) : QPixmap();
+    const int side = look::scaled(IconSide, label);
+    const qreal ratio = label->devicePixelRatioF();
+    const QSize pixels = QSize(side, side) * ratio;
+    outsideWork().run(
+        label, [executable, pixels](const WorkCancel &) { return findProductIcon(executable, pixels); },
+        [label, side, ratio](const ProductIcon &icon) {
+            if (!icon.isEmpty())
+                label->setPixmap(icon.pixmap(side, ratio));
+        });
 }
 
 QString versionText(const QVariantMap &info)
@@ -66,10 +76,7 @@ void CSoftInfoItem::ensureBuilt()
 
 void CSoftInfoItem::InitUi()
 {
-    QPalette white = palette();
-    white.setColor(QPalette::Window, Qt::white);
-    setPalette(white);
-    setAutoFillBackground(true);
+    setAttribute(Qt::WA_StyledBackground);
     setStyleSheet(cellSheet());
     auto *columns = new QHBoxLayout(this);
     columns->setContentsMargins(look::scaled(8, this), 0, look::scaled(4, this), 0);
@@ -84,7 +91,7 @@ QWidget *CSoftInfoItem::InitLeftWidget()
     icon->setObjectName(QStringLiteral("softIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
     icon->setAlignment(Qt::AlignCenter);
-    icon->setPixmap(fileIcon(m_info.value(row::IconPath).toString(), this));
+    showIcon(icon, m_info.value(row::IconPath).toString());
     return icon;
 }
 
@@ -96,10 +103,10 @@ QWidget *CSoftInfoItem::InitRightWidget()
     m_name->setObjectName(QStringLiteral("softName"));
     m_name->setFlat(true);
     m_name->setAutoDefault(false);
-    m_name->setFocusPolicy(Qt::NoFocus); // it shows the name and does nothing
+    m_name->setFocusPolicy(Qt::NoFocus); // shows the name, has no action
     m_name->setFont(look::yaHei(15, QFont::Bold, this));
     m_name->setMinimumWidth(1);
-    m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the column is narrower, the name is elided in it
+    m_name->setMaximumWidth(look::scaled(NameWidth, this)); // the name is elided in the narrower column
     m_name->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     m_name->setToolTip(text::toolTip(name));
     m_name->setAccessibleName(name);

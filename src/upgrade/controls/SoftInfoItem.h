@@ -6,7 +6,7 @@ class QPushButton;
 
 namespace upgrade::controls {
 
-/// First cell of an upgrade row: the product's icon, name and installed version. They are never refreshed. GUI thread.
+/// First cell of an upgrade row: the product's icon, name and installed version, never refreshed. GUI thread.
 class CSoftInfoItem final : public QWidget
 {
     Q_OBJECT

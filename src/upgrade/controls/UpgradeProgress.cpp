@@ -31,7 +31,7 @@ constexpr int BarHeight = 12;
 constexpr int CancelSide = 20;
 constexpr int CancelIconSide = 16;
 constexpr int CellMargin = 16; // as the header
-// Look. The rules name their targets: the cell is the parent of a question.
+// Look. The rules name their targets, since the cell is the parent of a question.
 QString cellSheet(const QWidget *w)
 {
     return QStringLiteral("#downloadTip{background-color:transparent;border:none;color:#7F7F7F;}"
@@ -109,7 +109,7 @@ void CUpgradeProgress::dealWithDownloading(const QMap<QString, QVariant> &downlo
     if (m_tip->fullText() != tip)
         m_tip->setFullText(tip);
     m_percent->setText(downloadCtrl.value(row::DownloadPercent).toString());
-    // Narrowed, as the bar counts in int: beyond 2 GiB it shows something else than the percentage.
+    // The bar counts in int: beyond 2 GiB it differs from the percentage.
     showBar(static_cast<int>(downloadCtrl.value(row::TotalBytes).toLongLong()),
             static_cast<int>(downloadCtrl.value(row::CurrentBytes).toLongLong()));
     showCancel(true);
@@ -213,7 +213,8 @@ void CUpgradeProgress::initTopWidget(QWidget *top)
     m_percent->setFont(look::yaHeiZh(12, QFont::Normal, this));
 
     auto *line = new QHBoxLayout(top);
-    line->setContentsMargins(0, 0, look::scaled(CancelSide + 8, this), 0); // the percentage ends where the bar ends
+    line->setContentsMargins(0, 0, look::scaled(CancelSide + 8, this),
+                             0); // aligns the percentage with the end of the bar
     line->setSpacing(look::scaled(8, this));
     line->addWidget(m_tip, 1);
     line->addWidget(m_percent);
@@ -289,12 +290,12 @@ void CUpgradeProgress::showFinished()
 void CUpgradeProgress::showBar(int maximum, int value)
 {
     m_bar->setRange(0, maximum);
-    m_bar->setValue(std::clamp(value, 0, m_bar->maximum())); // a value beyond its range would be ignored
+    m_bar->setValue(std::clamp(value, 0, m_bar->maximum())); // the bar ignores a value beyond its range
 }
 
 void CUpgradeProgress::showFullBar()
 {
-    const int maximum = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // an unknown size leaves a bar without a range
+    const int maximum = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // a task of unknown size gives the bar no range
     showBar(maximum, maximum);
 }
 
@@ -303,7 +304,7 @@ void CUpgradeProgress::showCancel(bool shown)
     if (m_cancel->isHidden() != shown)
         return;
     if (m_cancel->hasFocus())
-        front::neutralFocus(window()); // else the next row's button gets it, and a late key
+        front::neutralFocus(window()); // Qt would pass it to the next row's button
     m_cancel->setIcon(shown ? cancelIcon() : QIcon());
     m_cancel->setVisible(shown);
 }
@@ -316,7 +317,7 @@ bool CUpgradeProgress::waitForProgramEnd()
     const QString name = messagetext::literal(text::brief(m_softName));
     const QString question = QStringLiteral("安装前请先关闭“%1”%2").arg(name, QStringLiteral("，再点击重试！"));
     while (CToolkit::isProgramRunning(path)) {
-        m_asking = true; // the refreshes go on meanwhile and must not pile up questions
+        m_asking = true; // further refreshes must not open the question again
         const int answer =
             CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("重试"), QStringLiteral("取消"));
         if (!self)

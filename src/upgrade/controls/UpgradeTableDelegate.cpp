@@ -35,7 +35,7 @@ bool CUpgradeTableDelegate::isHoveredRow(const QModelIndex &index) const
 
 QVector<QLine> CUpgradeTableDelegate::getRowLines(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
-    // A flat cap leaves the last point out.
+    // A line with a flat cap does not paint its last point.
     const QRect cell = option.rect.adjusted(0, 0, 1, 0);
     QVector<QLine> lines{QLine(cell.bottomLeft(), cell.bottomRight())};
     if (isHoveredRow(index))

@@ -7,7 +7,7 @@
 
 namespace upgrade::controls {
 
-/// Paints the ground of the upgrade table's cells: row lines and the row under the cursor. GUI thread.
+/// Paints the background of the upgrade table's cells: row lines and the row under the cursor. GUI thread.
 class CUpgradeTableDelegate final : public QStyledItemDelegate
 {
     Q_OBJECT
@@ -22,7 +22,7 @@ public:
     int hoveredRow() const { return m_hoveredRow; }
 
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
-    /// A cell's widget leaves the row lines free.
+    /// A cell's widget does not cover the row lines.
     void updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,
                               const QModelIndex &index) const override;
 

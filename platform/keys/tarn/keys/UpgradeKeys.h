@@ -50,6 +50,9 @@ inline const QString QueryOnly = QStringLiteral("是否静默补丁安装状态�
 inline const QString SilentState = QStringLiteral("静默补丁安装状态");       ///< int, see namespace silent
 } // namespace key
 
+/// Name of the platform's own assistant, which the check-update prompt never offers.
+inline const QString OwnAssistant = QStringLiteral("岚川软件助手");
+
 /// State of a task ("Status").
 namespace state {
 constexpr int Downloading = 1;

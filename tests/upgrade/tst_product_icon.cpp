@@ -1,0 +1,79 @@
+// The icons of products, found by files that are not ours.
+#include "support/Packages.h"
+#include "upgrade/ProductIcon.h"
+#include <QTemporaryDir>
+#include <QTest>
+#include <sys/stat.h>
+
+using tarn::visualized::findProductIcon;
+
+class tst_product_icon : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        qputenv("XDG_DATA_HOME", in("home").toUtf8());
+        qputenv("XDG_DATA_DIRS", in("data").toUtf8());
+        QVERIFY(packages::writeFile(in("bin/draw"), "#!/bin/sh\n"));
+    }
+
+    void pictureBesideTheExecutable()
+    {
+        save("bin/draw.png", QSize(300, 150));
+        QCOMPARE(find().picture.size(), QSize(32, 16));
+        QVERIFY(QFile::remove(in("bin/draw.png")) && ::mkfifo(qPrintable(in("bin/draw.png")), 0600) == 0);
+        QVERIFY(find().picture.isNull()); // and has not waited for a writer
+        QVERIFY(findProductIcon(in("bin/none"), QSize(32, 32)).themeNames.isEmpty());
+    }
+
+    void desktopEntry_data()
+    {
+        QTest::addColumn<QString>("entry"); // %1 is the executable, %2 a picture
+        QTest::addColumn<bool>("hasPicture");
+        QTest::addColumn<QString>("themeName"); // empty: only those of the file's type
+        const auto add = [](const char *name, const QString &entry, bool hasPicture, const QString &themeName) {
+            QTest::newRow(name) << entry << hasPicture << themeName;
+        };
+        const QString group("[Desktop Entry]\nType=Application\n");
+        add("picture", group + "Exec=%1 --new %U\nIcon=%2\n", true, {});
+        add("quoted", group + "Icon=%2\nExec=\"%1\" %F\n", true, {});
+        add("theme", group + "Exec=%1\nIcon=draw-icon\n", false, "draw-icon");
+        add("other program", group + "Exec=%1er\nIcon=%2\n", false, {});
+        add("other group", "[Desktop Action new]\nExec=%1\nIcon=%2\n", false, {});
+        add("no icon", group + "Exec=%1\n", false, {});
+        add("relative", group + "Exec=draw\nIcon=%2\n", false, {});
+        add("missing picture", group + "Exec=%1\nIcon=/none.png\n", false, {});
+    }
+
+    void desktopEntry()
+    {
+        QFETCH(QString, entry);
+        QFETCH(QString, themeName);
+        save("pictures/any.png", QSize(16, 16));
+        entry = entry.replace("%1", in("bin/draw")).replace("%2", in("pictures/any.png"));
+        QVERIFY(packages::writeFile(in("data/applications/other.desktop"), QByteArray(1 << 20, '[')));
+        QVERIFY(packages::writeFile(in("data/applications/zz.desktop"), entry.toUtf8()));
+        const auto found = find();
+        QTEST(!found.picture.isNull(), "hasPicture");
+        QCOMPARE(found.themeNames.size(), themeName.isEmpty() ? 2 : 3);
+        QVERIFY(themeName.isEmpty() || found.themeNames.constFirst() == themeName);
+    }
+
+private:
+    QString in(const QString &name) const { return m_folder->filePath(name); }
+    tarn::visualized::ProductIcon find() const { return findProductIcon(in("bin/draw"), QSize(32, 32)); }
+    void save(const QString &name, const QSize &size) const
+    {
+        QVERIFY(QDir().mkpath(QFileInfo(in(name)).path()));
+        QImage image(size, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        QVERIFY(image.save(in(name)));
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+QTEST_MAIN(tst_product_icon)
+#include "tst_product_icon.moc"
