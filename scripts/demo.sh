@@ -30,48 +30,9 @@ if [ "${1:-}" != --on-desktop ]; then
     fi
 fi
 
-# A hub, sockets, data and a shared-memory segment of its own: the user's running platform is not touched.
-work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-demo.XXXXXX")
-host=''
-# Every process that runs a program of this copy: the host, and the hub and services that it brought up.
-end_platform() {
-    local signal proc exe found
-    for signal in TERM TERM KILL; do
-        found=''
-        for proc in /proc/[0-9]*; do
-            exe=$(readlink "$proc/exe" 2>/dev/null) || continue
-            [[ $exe == "$work"/bin/* ]] || continue
-            kill -$signal "${proc#/proc/}" 2>/dev/null || true
-            found=1
-        done
-        [ -n "$found" ] || return 0
-        sleep 1
-    done
-}
-finish() {
-    end_platform
-    rm -rf "$work"
-}
-trap finish EXIT
-trap 'exit 130' INT TERM
-cp -a "$bin" "$work/bin"
-mkdir -m 700 "$work/run" "$work/data" "$work/tmp"
-export XDG_RUNTIME_DIR=$work/run XDG_DATA_HOME=$work/data TMPDIR=$work/tmp QT_QPA_PLATFORM=xcb
-cd "$work"
-
+. scripts/private-platform.sh
 step "start"
-# The host alone: it brings up the hub, and the hub the services.
-"$work/bin/visualized-host" >"$work/host.log" 2>&1 &
-host=$!
-deadline=$((SECONDS + 20))
-until "$work/bin/tarnctl" status >"$work/status.log" 2>&1; do
-    if [ $SECONDS -ge $deadline ] || ! kill -0 "$host" 2>/dev/null; then
-        echo "demo: the platform did not come up" >&2
-        cat "$work/status.log" "$work/host.log" >&2
-        exit 1
-    fi
-    sleep 0.1
-done
+start_platform "$bin"
 cat "$work/status.log"
 
 last=0
