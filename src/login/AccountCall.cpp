@@ -24,11 +24,7 @@ ServiceOutcome signIn(const Task &task)
     QString password = task.input->GetValue(key::Password).toString();
     task.input->SetValue(key::Password, QVariant());
     wipeText(&password);
-    ServiceOutcome outcome;
-    outcome.code = task.output->GetRetCode();
-    outcome.error = servicecall::ownCopy(task.output->GetError());
-    outcome.ending = servicecall::endingOf<ICloudServiceAssistant>(outcome.code);
-    return outcome;
+    return cloudcalls::outcomeOf(*task.output);
 }
 } // namespace
 
@@ -48,11 +44,6 @@ AccountCall::~AccountCall()
     s_current = nullptr;
     if (m_loop)
         m_loop->quit();
-}
-
-AccountCall *AccountCall::current()
-{
-    return s_current;
 }
 
 void AccountCall::wait()

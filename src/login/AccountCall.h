@@ -21,7 +21,7 @@ public:
     ~AccountCall() override;
 
     /// The call that has not come back yet; null when there is none.
-    static AccountCall *current();
+    static AccountCall *current() { return s_current; }
 
     /// Runs an event loop until the call has come back, leave() is called or the application quits. This object can be
     /// destroyed meanwhile.

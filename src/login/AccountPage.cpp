@@ -76,14 +76,4 @@ void AccountPage::showPassword(bool show)
     m_passwordField->setSuffixName(show ? QStringLiteral("隐藏密码") : QStringLiteral("显示密码"));
 }
 
-void AccountPage::wipePassword()
-{
-    loginform::wipe(m_password);
-}
-
-bool AccountPage::focusEmptyField()
-{
-    return loginform::focusEmptyField({m_account, m_password});
-}
-
 } // namespace tarn::visualized

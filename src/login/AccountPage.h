@@ -20,9 +20,6 @@ public:
     void setRemember(bool on);
     bool showsPassword() const;
     void showPassword(bool show);
-    void wipePassword();
-    /// Focuses the first empty field. @return false when both are filled
-    bool focusEmptyField();
 
 signals:
     void signInRequested();

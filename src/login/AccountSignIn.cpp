@@ -58,11 +58,7 @@ std::optional<ServiceOutcome> AccountSignIn::run(Request request)
     const auto output = std::exchange(m_output, {});
     if (AccountCall::current())
         return std::nullopt; // the application quits, and the call still writes to the output
-    ServiceOutcome outcome;
-    outcome.code = output->GetRetCode();
-    outcome.error = servicecall::ownCopy(output->GetError());
-    outcome.ending = servicecall::endingOf<ICloudServiceAssistant>(outcome.code);
-    return outcome;
+    return cloudcalls::outcomeOf(*output);
 }
 
 AccountCall *AccountSignIn::leave()

@@ -28,7 +28,6 @@ public:
     /// Calls the service and waits in an event loop, during which this object can be destroyed.
     /// @return nothing when the wait was left or the application quits
     std::optional<ServiceOutcome> run(Request request);
-    bool isWaiting() const { return m_output != nullptr; }
     /// Ends the wait; run() returns nothing.
     /// @return the call, which goes on and reports its outcome; null when none is waited for
     AccountCall *leave();

@@ -8,6 +8,15 @@ namespace {
 constexpr int MostThreads = 8; // that calls without an answer can occupy
 }
 
+ServiceOutcome outcomeOf(ICloudService_OutputArgs &output)
+{
+    ServiceOutcome outcome;
+    outcome.code = output.GetRetCode();
+    outcome.error = servicecall::ownCopy(output.GetError());
+    outcome.ending = servicecall::endingOf<ICloudServiceAssistant>(outcome.code);
+    return outcome;
+}
+
 bool lockRefused(const ServiceOutcome &outcome)
 {
     return outcome.called() && outcome.code == cloud::code::LockRefused;

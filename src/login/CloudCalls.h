@@ -8,6 +8,9 @@ class QThreadPool;
 /// What the sign-in needs of the cloud account service beyond single calls.
 namespace tarn::visualized::cloudcalls {
 
+/// Copies how a call ended out of its output arguments.
+ServiceOutcome outcomeOf(ICloudService_OutputArgs &output);
+
 /// Whether the cloud lock refused the sign-in.
 bool lockRefused(const ServiceOutcome &outcome);
 

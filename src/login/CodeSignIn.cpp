@@ -2,7 +2,6 @@
 #include "login/CloudCalls.h"
 #include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
-#include <QTimer>
 
 namespace tarn::visualized {
 namespace {
@@ -14,15 +13,17 @@ constexpr int SecondsBetweenCodes = 60;
 CodeSignIn::CodeSignIn(QObject *parent)
     : QObject(parent)
 {
+    connect(&m_countdown, &QTimer::timeout, this, &CodeSignIn::secondPassed);
 }
 
 ServiceOutcome CodeSignIn::sendCode(const QString &phone)
 {
-    prepareCountdown();
+    m_countdown.stop();
+    m_sinceCode = 0;
     const auto outcome = call(service::cloud(), &ICloudServiceAssistant::SendVerificationCode, {{key::Phone, phone}});
     if (outcome.accepted()) {
         VT_LOG(info) << QStringLiteral("【获取验证码】调用获取验证码接口成功。");
-        m_countdown->start(TickMs);
+        m_countdown.start(TickMs);
         return outcome;
     }
     if (!outcome.called()) {
@@ -67,14 +68,6 @@ QString CodeSignIn::concludeFailure(const QString &phone, const ServiceOutcome &
     return outcome.transportFailed() ? QStringLiteral("发生通信错误") : QStringLiteral("登录失败");
 }
 
-void CodeSignIn::prepareCountdown()
-{
-    m_sinceCode = 0;
-    delete m_countdown;
-    m_countdown = new QTimer(this);
-    connect(m_countdown, &QTimer::timeout, this, &CodeSignIn::secondPassed);
-}
-
 int CodeSignIn::countDown()
 {
     ++m_sinceCode;
@@ -83,18 +76,6 @@ int CodeSignIn::countDown()
         return remaining;
     stopCountdown();
     return 0;
-}
-
-void CodeSignIn::stopCountdown()
-{
-    if (m_countdown)
-        m_countdown->stop();
-}
-
-void CodeSignIn::resetCountdown()
-{
-    m_sinceCode = 0;
-    stopCountdown();
 }
 
 } // namespace tarn::visualized

@@ -1,8 +1,6 @@
 #pragma once
 #include "base/ServiceCall.h"
-#include <QObject>
-
-class QTimer;
+#include <QTimer>
 
 namespace tarn::visualized {
 
@@ -33,17 +31,14 @@ public:
     /// To be called for each secondPassed().
     /// @return the seconds until a code may be requested again; 0: now, and the countdown has stopped
     int countDown();
-    void stopCountdown();
-    void resetCountdown(); ///< stops it and begins the count at 0
+    void stopCountdown() { m_countdown.stop(); }
 
 signals:
     void secondPassed();
 
 private:
-    void prepareCountdown();
-
     qint64 m_sinceCode = 0; ///< seconds since the code was requested
-    QTimer *m_countdown = nullptr;
+    QTimer m_countdown{this};
 };
 
 } // namespace tarn::visualized

@@ -18,7 +18,6 @@ public:
 
 private:
     QString plainDigits(const QString &text) const;
-    bool isUnfinishedCountryCode(const QString &text) const;
 
     QString m_countryCode;
 };

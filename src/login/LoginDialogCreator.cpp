@@ -11,7 +11,6 @@
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include <QCoreApplication>
-#include <QScreen>
 #include <QThreadPool>
 #include <utility>
 
@@ -19,17 +18,6 @@ using namespace tarn::visualized;
 using ServiceVisualized::CToolkit;
 
 namespace {
-// The place of a dialog whose caller has no window, or none that can be read.
-void centreOnScreen(QWidget *dialog)
-{
-    const QScreen *screen = placement::screenOf(dialog);
-    if (!screen)
-        return;
-    QRect place(QPoint(), dialog->size());
-    place.moveCenter(screen->availableGeometry().center());
-    dialog->move(place.topLeft());
-}
-
 // A poller between two polls ends within 100 ms. One that hangs in a call ends when the connections are cut, later.
 constexpr int PollersMs = 500;
 constexpr int ThreadsMs = 1000; // for threads whose connections are cut
@@ -117,7 +105,7 @@ CYunLoginDialog *LoginDialogCreator::createDialog()
     m_dialogs.removeAll(QPointer<CYunLoginDialog>());
     m_dialogs << dialog;
     m_dialog = dialog;
-    centreOnScreen(dialog);
+    placement::centreOnPrimary(dialog); // for a caller without a window, or with one that cannot be read
     return dialog;
 }
 

@@ -101,22 +101,21 @@ void addCheckBoxes(QVBoxLayout *column, QCheckBox *remember, QCheckBox *autoLogi
     column->addLayout(row);
 }
 
-void wipe(CCustomLineEdit *edit)
+void wipeFields(const QWidget *window)
 {
-    QString text = edit->text();
-    edit->setText(QString()); // clear() would keep the text for an undo
-    wipeText(&text);
+    for (auto *edit : window->findChildren<CCustomLineEdit *>()) {
+        QString text = edit->text();
+        edit->setText(QString()); // clear() would keep the text for an undo
+        wipeText(&text);
+    }
 }
 
-bool focusEmptyField(std::initializer_list<CCustomLineEdit *> fields)
+void focusEmptyField(const QWidget *page)
 {
-    for (CCustomLineEdit *field : fields) {
-        if (field->text().isEmpty()) {
-            field->setFocus(Qt::OtherFocusReason);
-            return true;
-        }
-    }
-    return false;
+    const auto fields = page->findChildren<CCustomLineEdit *>(); // in the order of creation
+    const auto empty = std::find_if(fields.begin(), fields.end(), [](auto *edit) { return edit->text().isEmpty(); });
+    if (empty != fields.end())
+        (*empty)->setFocus(Qt::OtherFocusReason);
 }
 
 } // namespace tarn::visualized::loginform

@@ -1,6 +1,5 @@
 #pragma once
 #include <QString>
-#include <initializer_list>
 
 class CCustomBtn;
 class CCustomLineEdit;
@@ -29,9 +28,9 @@ CCustomBtn *makeLoginButton(const char *name, QWidget *page);
 void addRow(QVBoxLayout *column, QWidget *left, QWidget *right);
 void addCheckBoxes(QVBoxLayout *column, QCheckBox *remember, QCheckBox *autoLogin);
 
-/// Empties a field, overwrites its text and leaves nothing to be undone.
-void wipe(CCustomLineEdit *edit);
-/// Focuses the first empty field. @return false when all are filled
-bool focusEmptyField(std::initializer_list<CCustomLineEdit *> fields);
+/// Empties the fields of a window, overwrites their texts and leaves nothing to be undone.
+void wipeFields(const QWidget *window);
+/// Focuses the first empty field of a page, if there is one.
+void focusEmptyField(const QWidget *page);
 
 } // namespace tarn::visualized::loginform

@@ -88,14 +88,4 @@ void PhonePage::focusCode()
     m_code->setFocus(Qt::OtherFocusReason);
 }
 
-void PhonePage::wipeCode()
-{
-    loginform::wipe(m_code);
-}
-
-bool PhonePage::focusEmptyField()
-{
-    return loginform::focusEmptyField({m_phone, m_code});
-}
-
 } // namespace tarn::visualized

@@ -26,9 +26,6 @@ public:
     /// Shows that a sign-in is under way.
     void showBusy(bool busy);
     void focusCode();
-    void wipeCode();
-    /// Focuses the first empty field. @return false when both are filled
-    bool focusEmptyField();
 
 signals:
     void codeRequested();

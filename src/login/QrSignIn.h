@@ -35,7 +35,6 @@ public:
     bool startWaiting(const QString &bindingAddress);
     /// Ends the wait without waiting for its thread, which can hang in a call. No signal but succeeded() comes any more.
     void stop();
-    bool isWaiting() const { return m_poller != nullptr; }
 
     /// Notifies the caller that the user is signed in, and logs it.
     static void notify(LoginCaller &caller);

@@ -66,9 +66,4 @@ QuickBand::QuickBand(QWidget *parent)
     connect(qq, &QPushButton::clicked, this, &QuickBand::qqRequested);
 }
 
-QString QuickBand::sheet()
-{
-    return QStringLiteral("#quickRule{background-color:%1;}#quickTitle{color:#8A93A0;}").arg(look::RuleGrey);
-}
-
 } // namespace tarn::visualized

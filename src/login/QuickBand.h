@@ -10,8 +10,6 @@ class QuickBand final : public QWidget
 public:
     explicit QuickBand(QWidget *parent = nullptr);
 
-    static QString sheet(); ///< its rules in the dialog's style sheet
-
 signals:
     void weixinRequested();
     void qqRequested();

@@ -45,9 +45,12 @@ constexpr int SlowMs = 2000; // of waiting, until the user is offered to cancel
 // Look: one sheet for the whole window
 QString dialogSheet(const QWidget *w)
 {
-    return QStringLiteral("#loginBody{background-color:white;border:1px solid %1;}").arg(look::FrameBlue) +
-           QuickBand::sheet() + look::titleBand(look::BandBlue) + loginform::sheet(w) + look::blueButton() +
-           look::whiteButton() + look::linkButton() +
+    return QStringLiteral("#loginBody{background-color:white;border:1px solid %1;}"
+                          "#quickRule{background-color:%2;}"
+                          "#quickTitle{color:#8A93A0;}")
+               .arg(look::FrameBlue, look::RuleGrey) +
+           look::titleBand(look::BandBlue) + loginform::sheet(w) + look::blueButton() + look::whiteButton() +
+           look::linkButton() +
            QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
 }
 
@@ -220,10 +223,7 @@ void CYunLoginDialog::SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify)
 
 void CYunLoginDialog::focusEmptyField()
 {
-    if (m_tabs->currentWidget() == m_accountPage)
-        m_accountPage->focusEmptyField();
-    else
-        m_phonePage->focusEmptyField();
+    loginform::focusEmptyField(m_tabs->currentWidget());
 }
 
 void CYunLoginDialog::onRegisterAccount()
@@ -296,8 +296,7 @@ void CYunLoginDialog::leave()
     leaveAccountSignIn();
     endWaiting();
     hideNotice();
-    m_accountPage->wipePassword();
-    m_phonePage->wipeCode();
+    loginform::wipeFields(this);
 }
 
 void CYunLoginDialog::on_close_btn_clicked()
@@ -499,7 +498,7 @@ void CYunLoginDialog::loginByCode(const CodeSignIn::Request &request)
 
 void CYunLoginDialog::finishCodeLogin()
 {
-    m_codeSignIn->resetCountdown();
+    m_codeSignIn->stopCountdown();
     close();
     if (m_caller->isWaiting())
         VT_LOG(info) << QStringLiteral("【云登录对话框验证码登录】开始通知云登录后事件");
@@ -509,7 +508,7 @@ void CYunLoginDialog::finishCodeLogin()
 // Closes and notifies the caller as a success does, deliberately.
 void CYunLoginDialog::refuseByLock(const QString &tip)
 {
-    m_codeSignIn->resetCountdown();
+    m_codeSignIn->stopCountdown();
     VT_LOG(critical) << QStringLiteral("【手机验证码】云锁登录失败。");
     const QPointer<CYunLoginDialog> self(this);
     showLoginTip(tip.isEmpty() ? QStringLiteral("登录失败") : tip, eTipError);
