@@ -121,7 +121,7 @@ struct Plain
             const int at = table.rowCount();
             table.insertRow(at);
             cells.append(new CUpgradeProgress(row));
-            cells.constLast()->setSeen(true);
+            cells.constLast()->ensureBuilt();
             auto *info = new CSoftInfoItem(row);
             info->ensureBuilt();
             table.setCellWidget(at, 0, info);

@@ -1,7 +1,7 @@
 #include "upgrade/CUpdateItem.h"
 #include "tarn/keys/UpgradeKeys.h"
-#include "upgrade/FileIcon.h"
 #include "upgrade/ListRole.h"
+#include "upgrade/ProductIcon.h"
 #include "upgrade/SelectWidget.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/Look.h"
@@ -17,6 +17,7 @@ namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int RowHeight = 58;
 constexpr int IconColumn = 35;
+constexpr int IconSide = 24;
 constexpr int TextColumn = 218;
 constexpr int ButtonColumn = 115;
 constexpr QSize ButtonSize(55, 25);
@@ -92,7 +93,10 @@ void CUpdateItem::InitUi()
                                look::scaled(2, this));
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
-    columns->addWidget(new FileIcon(m_record.value(key::ExePath).toString(), look::scaled(IconColumn, this), this));
+    auto *icon = new ProductIcon(m_record.value(key::ExePath).toString(), look::scaled(IconSide, this), this);
+    icon->setObjectName(QStringLiteral("productIcon"));
+    icon->setFixedWidth(look::scaled(IconColumn, this));
+    columns->addWidget(icon);
     columns->addLayout(textColumn());
     columns->addStretch();
     columns->addLayout(buttonColumn());

@@ -1,5 +1,6 @@
 #include "upgrade/ProductIcon.h"
 #include "base/RegularFile.h"
+#include "base/WorkPool.h"
 #include "widgets/Picture.h"
 #include <QDir>
 #include <QFile>
@@ -63,27 +64,12 @@ QString iconOfDesktopEntry(const QFileInfo &executable)
 }
 } // namespace
 
-QPixmap ProductIcon::pixmap(int side, qreal ratio) const
-{
-    QPixmap shown = QPixmap::fromImage(picture);
-    if (shown.isNull() && !themeNames.isEmpty()) {
-        QIcon icon;
-        for (int i = 0; i < themeNames.size() && icon.isNull(); ++i)
-            icon = QIcon::fromTheme(themeNames.at(i));
-        if (icon.isNull())
-            icon = QFileIconProvider().icon(QFileIconProvider::File);
-        shown = icon.pixmap(QSize(side, side) * ratio);
-    }
-    shown.setDevicePixelRatio(ratio);
-    return shown;
-}
-
-ProductIcon findProductIcon(const QString &executable, const QSize &pixels)
+FoundIcon findProductIcon(const QString &executable, const QSize &pixels)
 {
     const QFileInfo file(executable);
     if (executable.isEmpty() || !file.exists())
         return {};
-    ProductIcon found;
+    FoundIcon found;
     for (const char *suffix : {".png", ".ico"}) {
         found.picture =
             picture::read(file.path() + QLatin1Char('/') + file.completeBaseName() + QLatin1String(suffix), pixels);
@@ -98,6 +84,46 @@ ProductIcon findProductIcon(const QString &executable, const QSize &pixels)
     const QMimeType type = QMimeDatabase().mimeTypeForFile(file);
     found.themeNames << type.iconName() << type.genericIconName();
     return found;
+}
+
+ProductIcon::ProductIcon(const QString &executable, int side, QWidget *parent)
+    : QLabel(parent)
+    , m_executable(executable)
+    , m_side(side)
+{
+    setAlignment(Qt::AlignCenter);
+}
+
+void ProductIcon::paintEvent(QPaintEvent *event)
+{
+    if (!m_executable.isEmpty())
+        find();
+    QLabel::paintEvent(event);
+}
+
+void ProductIcon::find()
+{
+    const QSize pixels = QSize(m_side, m_side) * devicePixelRatioF();
+    outsideWork().run(
+        this, [path = m_executable, pixels](const WorkCancel &) { return findProductIcon(path, pixels); },
+        [this](const FoundIcon &found) { showFound(found); });
+    m_executable.clear();
+}
+
+void ProductIcon::showFound(const FoundIcon &found)
+{
+    if (found.picture.isNull() && found.themeNames.isEmpty())
+        return;
+    QIcon icon(QPixmap::fromImage(found.picture));
+    for (const QString &name : found.themeNames) {
+        if (icon.isNull())
+            icon = QIcon::fromTheme(name);
+    }
+    if (icon.isNull())
+        icon = QFileIconProvider().icon(QFileIconProvider::File);
+    QPixmap shown = icon.pixmap(QSize(m_side, m_side) * devicePixelRatioF());
+    shown.setDevicePixelRatio(devicePixelRatioF());
+    setPixmap(shown);
 }
 
 } // namespace tarn::visualized

@@ -1,28 +1,40 @@
 #pragma once
 #include <QImage>
-#include <QPixmap>
-#include <QSize>
+#include <QLabel>
 #include <QStringList>
 
 namespace tarn::visualized {
 
-/// The icon of an installed program: a picture or, without one, names of icons in the theme, the better one first.
-struct ProductIcon
+/// A program's icon as it is found: a picture, or else names of icons in the theme, the better one first.
+struct FoundIcon
 {
     QImage picture;
-    QStringList themeNames; ///< for QIcon::fromTheme() on the GUI thread
-
-    bool isEmpty() const { return picture.isNull() && themeNames.isEmpty(); } ///< the program does not exist
-    /// The icon to be shown. GUI thread.
-    /// @param side in logical pixels
-    QPixmap pixmap(int side, qreal ratio) const;
+    QStringList themeNames;
 };
 
 /// Looks for a program's icon: the picture beside the executable ("bin/draw.png" for "bin/draw"), the icon of the desktop
-/// entry that starts it, the icon of its file type. Paths and files come from outside: reads regular files only, of limited
-/// size and number. Can take long on a slow file system. Any thread.
+/// entry that starts it, the icon of its file type. Reads regular files only, of limited size and number. Any thread.
 /// @param executable a program without this file has no icon
 /// @param pixels the size to which a larger picture is reduced
-ProductIcon findProductIcon(const QString &executable, const QSize &pixels);
+FoundIcon findProductIcon(const QString &executable, const QSize &pixels);
+
+/// Shows the icon of a program, centred. A worker thread looks for it when the widget is first painted: the path comes from
+/// outside, and its file system may not answer. GUI thread.
+class ProductIcon final : public QLabel
+{
+public:
+    /// @param side of the icon in pixels
+    ProductIcon(const QString &executable, int side, QWidget *parent);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    void find();
+    void showFound(const FoundIcon &found);
+
+    QString m_executable; ///< empty once the search has begun
+    const int m_side;
+};
 
 } // namespace tarn::visualized

@@ -63,7 +63,7 @@ private slots:
 
 private:
     QString in(const QString &name) const { return m_folder->filePath(name); }
-    tarn::visualized::ProductIcon find() const { return findProductIcon(in("bin/draw"), QSize(32, 32)); }
+    tarn::visualized::FoundIcon find() const { return findProductIcon(in("bin/draw"), QSize(32, 32)); }
     void save(const QString &name, const QSize &size) const
     {
         QVERIFY(QDir().mkpath(QFileInfo(in(name)).path()));

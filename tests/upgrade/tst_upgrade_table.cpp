@@ -195,6 +195,7 @@ private slots:
         QVariantMap known = task("A", 1);
         known["ExeFilePath"] = QCoreApplication::applicationFilePath();
         show({known, task("none", 1)});
+        m_window->grab();
         const auto hasIcon = [this](int row) {
             const auto *icon = m_table->cellWidget(row, 0)->findChild<QLabel *>("softIcon");
             return !icon->pixmap(Qt::ReturnByValue).isNull();
@@ -218,7 +219,7 @@ private slots:
     void longNamesAndMarkup()
     {
         show({task("<b>A & B</b>", 1), task(QString(5000, QLatin1Char('x')), 1)});
-        m_window->show();
+        m_window->grab();
         const auto name = [this](int row) { return m_table->cellWidget(row, 0)->findChild<QPushButton *>("softName"); };
         QCOMPARE(name(0)->text(), QStringLiteral("<b>A && B</b>"));
         QVERIFY(name(0)->toolTip().contains(QStringLiteral("&lt;b&gt;A &amp; B")));
@@ -371,6 +372,7 @@ private:
     template <class T>
     T *inner(int row, const char *name) const
     {
+        m_window->grab(); // cells in sight are built when they are painted
         return m_table->cellWidget(row, 1)->findChild<T *>(QLatin1String(name));
     }
 

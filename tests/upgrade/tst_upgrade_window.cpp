@@ -56,7 +56,7 @@ private slots:
         reports({});
         m_dialog->showUpgradeDialog();
         QVERIFY(!empty->isVisible());
-        const auto *percent = m_table->cellWidget(0, 1)->findChild<QLabel *>("downloadPercent");
+        const auto *percent = cell(0)->findChild<QLabel *>("downloadPercent");
         QCOMPARE(percent->text(), QString("10%"));
         QTRY_COMPARE_WITH_TIMEOUT(percent->text(), QString("55%"), 3000);
         QTRY_COMPARE_WITH_TIMEOUT(count("QueryTaskInfos"), 4, 3000);
@@ -162,7 +162,7 @@ private slots:
         for (int status : {3, 4}) {
             show({task("A", 1), task("B", 1)});
             QVERIFY(QTest::qWaitForWindowActive(m_dialog));
-            auto *cancel = m_table->cellWidget(0, 1)->findChild<QPushButton *>("cancelDownload");
+            auto *cancel = cell(0)->findChild<QPushButton *>("cancelDownload");
             cancel->setFocus();
             QVERIFY(cancel->hasFocus());
             show({task("A", status), task("B", 1)});
@@ -252,6 +252,12 @@ private:
     static int count(const QString &operation) { return FakeClient::fake().operations().count(operation); }
     void show(const QVariantList &list) { m_table->onRefreshUpgradeDtats(picture(list)); }
 
+    QWidget *cell(int row) const
+    {
+        m_dialog->grab(); // cells in sight are built when they are painted
+        return m_table->cellWidget(row, 1);
+    }
+
     // The row of the focused button is the highlighted one, and in sight.
     void checkFocusedRow(const QString &name)
     {
@@ -271,9 +277,7 @@ private:
     // Each death is tried under each box.
     const QMap<QString, std::function<void()>> m_boxes{
         {"cancel question", // as the user does it, so that the button is on the stack as well
-         [this] {
-             QTest::mouseClick(m_table->cellWidget(0, 1)->findChild<QPushButton *>("cancelDownload"), Qt::LeftButton);
-         }},
+         [this] { QTest::mouseClick(cell(0)->findChild<QPushButton *>("cancelDownload"), Qt::LeftButton); }},
         {"report", [this] { show({task("A", 11)}); }},
         {"close question",
          [this] { QTest::mouseClick(m_dialog->findChild<QPushButton *>("closeButton"), Qt::LeftButton); }}};

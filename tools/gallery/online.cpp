@@ -42,7 +42,8 @@ QWidget *window(const QVariantList &tasks)
     auto *dialog = new CUpgradeDialog;
     auto *table = dialog->findChild<CUpgradeTableWidget *>();
     table->onRefreshUpgradeDtats(upgrade::operate::queryDataInfos(tasks));
-    const auto hasIcons = [dialog] { // they are looked for on another thread
+    dialog->grab(); // the first paint starts the search for the icons
+    const auto hasIcons = [dialog] {
         const auto icons = dialog->findChildren<QLabel *>(QStringLiteral("softIcon"));
         return std::none_of(icons.cbegin(), icons.cend(),
                             [](const QLabel *icon) { return icon->pixmap(Qt::ReturnByValue).isNull(); });

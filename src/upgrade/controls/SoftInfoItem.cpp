@@ -1,5 +1,4 @@
 #include "upgrade/controls/SoftInfoItem.h"
-#include "base/WorkPool.h"
 #include "upgrade/ProductIcon.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/ElideLabel.h"
@@ -8,6 +7,7 @@
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QPushButton>
 
 using namespace tarn::visualized;
@@ -22,25 +22,10 @@ constexpr int NameWidth = 400;
 // Look
 QString cellSheet()
 {
-    return QStringLiteral("upgrade--controls--CSoftInfoItem{background-color:white;}"
-                          "QLabel{background-color:transparent;border:none;}"
+    return QStringLiteral("QLabel{background-color:transparent;border:none;}"
                           "QPushButton{background-color:transparent;border:none;text-align:left;color:#333333;}"
                           "#softVersion{color:#7F7F7F;}"
                           "QToolTip{background-color:white;border:1px solid black;color:black;}");
-}
-
-// Another thread looks for the icon: the path comes from outside, and its file system may not answer.
-void showIcon(QLabel *label, const QString &executable)
-{
-    const int side = look::scaled(IconSide, label);
-    const qreal ratio = label->devicePixelRatioF();
-    const QSize pixels = QSize(side, side) * ratio;
-    outsideWork().run(
-        label, [executable, pixels](const WorkCancel &) { return findProductIcon(executable, pixels); },
-        [label, side, ratio](const ProductIcon &icon) {
-            if (!icon.isEmpty())
-                label->setPixmap(icon.pixmap(side, ratio));
-        });
 }
 
 QString versionText(const QVariantMap &info)
@@ -58,7 +43,7 @@ QLabel *versionLabel(const QVariantMap &info, QWidget *parent)
 } // namespace
 
 CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent)
-    : QWidget(parent)
+    : LazyCell(parent)
     , m_info(info.toMap().value(row::SoftInfoCtrl).toMap())
 {
 }
@@ -68,15 +53,8 @@ QString CSoftInfoItem::spokenText() const
     return text::brief(m_info.value(row::CtrlSoftName).toString()) + QStringLiteral("，") + versionText(m_info);
 }
 
-void CSoftInfoItem::ensureBuilt()
-{
-    if (!m_name)
-        InitUi();
-}
-
 void CSoftInfoItem::InitUi()
 {
-    setAttribute(Qt::WA_StyledBackground);
     setStyleSheet(cellSheet());
     auto *columns = new QHBoxLayout(this);
     columns->setContentsMargins(look::scaled(8, this), 0, look::scaled(4, this), 0);
@@ -85,13 +63,17 @@ void CSoftInfoItem::InitUi()
     columns->addWidget(InitRightWidget(), 1);
 }
 
+void CSoftInfoItem::paintEvent(QPaintEvent *event)
+{
+    QPainter(this).fillRect(rect(), Qt::white);
+    LazyCell::paintEvent(event);
+}
+
 QWidget *CSoftInfoItem::InitLeftWidget()
 {
-    auto *icon = new QLabel(this);
+    auto *icon = new ProductIcon(m_info.value(row::IconPath).toString(), look::scaled(IconSide, this), this);
     icon->setObjectName(QStringLiteral("softIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
-    icon->setAlignment(Qt::AlignCenter);
-    showIcon(icon, m_info.value(row::IconPath).toString());
     return icon;
 }
 
@@ -128,7 +110,7 @@ bool CSoftInfoItem::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_name && event->type() == QEvent::Resize)
         elideName();
-    return QWidget::eventFilter(watched, event);
+    return LazyCell::eventFilter(watched, event);
 }
 
 void CSoftInfoItem::elideName()

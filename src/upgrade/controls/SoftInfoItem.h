@@ -1,24 +1,25 @@
 #pragma once
+#include "upgrade/controls/LazyCell.h"
 #include <QVariant>
-#include <QWidget>
 
 class QPushButton;
 
 namespace upgrade::controls {
 
 /// First cell of an upgrade row: the product's icon, name and installed version, never refreshed. GUI thread.
-class CSoftInfoItem final : public QWidget
+class CSoftInfoItem final : public LazyCell
 {
     Q_OBJECT
 public:
-    /// @param info a display row. The inner widgets are created by ensureBuilt(): of thousands of rows a handful is seen.
+    /// @param info a display row
     explicit CSoftInfoItem(const QVariant &info, QWidget *parent = nullptr);
 
     QMap<QString, QVariant> GetOnlineInfo() const { return m_info; } ///< the row's part for this cell
     QString spokenText() const;                                      ///< name and version for screen readers
-    void ensureBuilt();
 
 protected:
+    void build() override { InitUi(); }
+    void paintEvent(QPaintEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
@@ -28,7 +29,7 @@ private:
     void elideName();
 
     const QMap<QString, QVariant> m_info;
-    QPushButton *m_name = nullptr; ///< null until the cell is built
+    QPushButton *m_name = nullptr;
 };
 
 } // namespace upgrade::controls

@@ -51,7 +51,7 @@ QIcon cancelIcon()
 } // namespace
 
 CUpgradeProgress::CUpgradeProgress(const QVariant &info, QWidget *parent)
-    : QWidget(parent)
+    : LazyCell(parent)
 {
     takeInfo(info);
 }
@@ -71,7 +71,7 @@ bool CUpgradeProgress::canBeCancelled() const
 
 void CUpgradeProgress::focusCancelButton()
 {
-    setSeen(true);
+    ensureBuilt();
     m_cancel->setFocus(Qt::TabFocusReason);
 }
 
@@ -90,25 +90,18 @@ void CUpgradeProgress::updateUpgradeInfo(const QVariant &info)
         showInfo();
 }
 
-void CUpgradeProgress::setSeen(bool seen)
+void CUpgradeProgress::build()
 {
-    if (m_seen == seen)
-        return;
-    m_seen = seen;
-    if (seen && !m_bar)
-        initWidgetUI();
+    initWidgetUI();
     showInfo();
 }
 
 void CUpgradeProgress::dealWithDownloading(const QMap<QString, QVariant> &downloadCtrl)
 {
     m_installParam = downloadCtrl.value(row::InstallParam).toMap();
-    if (!m_seen)
+    if (!m_bar)
         return;
-    const QString tip = downloadCtrl.value(row::DownloadTip).toString();
-    if (m_tip->fullText() != tip)
-        m_tip->setFullText(tip);
-    m_percent->setText(downloadCtrl.value(row::DownloadPercent).toString());
+    showTexts(downloadCtrl);
     // The bar counts in int: beyond 2 GiB it differs from the percentage.
     showBar(static_cast<int>(downloadCtrl.value(row::TotalBytes).toLongLong()),
             static_cast<int>(downloadCtrl.value(row::CurrentBytes).toLongLong()));
@@ -140,29 +133,11 @@ void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &d
 
 void CUpgradeProgress::dealWithInstalling(const QMap<QString, QVariant> &downloadCtrl)
 {
-    if (!m_seen)
+    if (!m_bar)
         return;
-    const QString tip = downloadCtrl.value(row::DownloadTip).toString();
-    if (m_tip->fullText() != tip)
-        m_tip->setFullText(tip);
-    m_percent->setText(downloadCtrl.value(row::DownloadPercent).toString());
+    showTexts(downloadCtrl);
     showFullBar();
     showCancel(false);
-}
-
-void CUpgradeProgress::dealWithInstallFinished(const QMap<QString, QVariant> &downloadCtrl)
-{
-    Q_UNUSED(downloadCtrl)
-}
-
-void CUpgradeProgress::dealWithDownloadError(const QMap<QString, QVariant> &downloadCtrl)
-{
-    Q_UNUSED(downloadCtrl)
-}
-
-void CUpgradeProgress::dealWithInstallError(const QMap<QString, QVariant> &downloadCtrl)
-{
-    Q_UNUSED(downloadCtrl)
 }
 
 void CUpgradeProgress::cancelDownloadTask()
@@ -280,11 +255,19 @@ void CUpgradeProgress::showInfo()
 
 void CUpgradeProgress::showFinished()
 {
-    if (!m_seen)
+    if (!m_bar)
         return;
     m_percent->setText(QStringLiteral("100%"));
     showFullBar();
     showCancel(false);
+}
+
+void CUpgradeProgress::showTexts(const QMap<QString, QVariant> &downloadCtrl)
+{
+    const QString tip = downloadCtrl.value(row::DownloadTip).toString();
+    if (m_tip->fullText() != tip)
+        m_tip->setFullText(tip);
+    m_percent->setText(downloadCtrl.value(row::DownloadPercent).toString());
 }
 
 void CUpgradeProgress::showBar(int maximum, int value)

@@ -1,6 +1,6 @@
 #pragma once
+#include "upgrade/controls/LazyCell.h"
 #include <QVariant>
-#include <QWidget>
 
 class ElideLabel;
 class QLabel;
@@ -11,11 +11,11 @@ namespace upgrade::controls {
 
 /// Second cell of an upgrade row: shows the task's progress, starts the installation when the download is finished,
 /// offers to cancel. GUI thread; the service calls block it. The cell can be deleted while its question is open.
-class CUpgradeProgress final : public QWidget
+class CUpgradeProgress final : public LazyCell
 {
     Q_OBJECT
 public:
-    /// @param info a display row. Starts nothing. The inner widgets are created by the first setSeen(true).
+    /// @param info a display row. Starts nothing.
     explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
     QString spokenText() const; ///< state and percentage for screen readers
@@ -26,16 +26,15 @@ public:
     /// The same, and starts the installation when the download is finished. There is deliberately no guard against
     /// repetition: the service leaves that state with the call. `this` can be deleted during the call.
     void updateUpgradeInfo(const QVariant &info);
-    /// A cell out of sight keeps its values, and shows them when it is seen again.
-    void setSeen(bool seen);
     void focusCancelButton();
 
     void dealWithDownloading(const QMap<QString, QVariant> &downloadCtrl);
     void dealWithDownloadFinished(const QMap<QString, QVariant> &downloadCtrl);
     void dealWithInstalling(const QMap<QString, QVariant> &downloadCtrl);
-    void dealWithInstallFinished(const QMap<QString, QVariant> &downloadCtrl); ///< nothing: the table removes the row
-    void dealWithDownloadError(const QMap<QString, QVariant> &downloadCtrl);   ///< nothing: the table reports it
-    void dealWithInstallError(const QMap<QString, QVariant> &downloadCtrl);    ///< nothing: the table reports it
+    // The table handles these three states: it removes the row, after a report for the errors.
+    void dealWithInstallFinished(const QMap<QString, QVariant> &) {}
+    void dealWithDownloadError(const QMap<QString, QVariant> &) {}
+    void dealWithInstallError(const QMap<QString, QVariant> &) {}
 
     /// Asks the service to stop the task, without asking the user.
     void cancelDownloadTask();
@@ -46,6 +45,9 @@ public slots:
 signals:
     void cancelDownload(QVariant info); // the current "downloadCtrl" map; the receiver may delete this cell
 
+protected:
+    void build() override;
+
 private:
     void initWidgetUI();
     void initTopWidget(QWidget *top);
@@ -55,6 +57,7 @@ private:
     void takeInfo(const QVariant &info);
     void showInfo();
     void showFinished();
+    void showTexts(const QMap<QString, QVariant> &downloadCtrl);
     void showBar(int maximum, int value);
     void showFullBar();
     void showCancel(bool shown);
@@ -65,7 +68,6 @@ private:
     QString m_softName;
     QString m_programPath;
     int m_status = 0;
-    bool m_seen = false;
     bool m_asking = false; ///< the close-the-program question is open
 
     ElideLabel *m_tip = nullptr; ///< the inner widgets are null until the cell is built

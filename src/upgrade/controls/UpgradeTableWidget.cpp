@@ -7,7 +7,6 @@
 #include "upgrade/controls/TaskMerge.h"
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableDelegate.h"
-#include "upgrade/controls/UpgradeTableLook.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/Look.h"
@@ -16,6 +15,7 @@
 #include <QHoverEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QScrollBar>
 #include <algorithm>
 
 using namespace tarn::visualized;
@@ -25,8 +25,30 @@ namespace upgrade::controls {
 namespace {
 namespace state = tarn::upgrade::state;
 
-constexpr int SectionSize = 30;     // design pixels, before the header is filled
-constexpr int RowsBeforeShown = 16; // built before the table is visible: more than the window shows
+// Metrics (design pixels at 96 DPI)
+constexpr int SectionSize = 30; // before the header is filled
+constexpr int RowHeight = 65;
+constexpr int HeaderHeight = 35;
+constexpr int ScrollBarWidth = 10;
+// Look
+QString tableSheet()
+{
+    return QStringLiteral("border:none;selection-background-color:rgb(235,245,254);selection-color:black;");
+}
+
+QString headerSheet(const QWidget *w)
+{
+    return QStringLiteral("QHeaderView{background-color:rgb(246,246,246);border:none;}"
+                          "QHeaderView::section{background-color:rgb(246,246,246);border:none;color:#333333;"
+                          "padding-left:%1;}"
+                          "QHeaderView::up-arrow,QHeaderView::down-arrow{image:none;width:0px;height:0px;}")
+        .arg(look::px(16, w));
+}
+
+QString scrollBarSheet(const QWidget *w)
+{
+    return look::thinScrollBars(QString(), ScrollBarWidth, QStringLiteral("transparent"), QStringLiteral("#D5D9DF"), w);
+}
 
 QString nameOf(const QVariant &row)
 {
@@ -65,13 +87,45 @@ CUpgradeTableWidget::CUpgradeTableWidget(QWidget *parent)
 
 void CUpgradeTableWidget::InitTableStyleSheets()
 {
-    tablelook::prepare(this);
+    setFocusPolicy(Qt::NoFocus);
+    setTabKeyNavigation(false); // the view would keep the Tab of its cells' buttons
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setSelectionMode(QAbstractItemView::SingleSelection);
+    QPalette white = palette(); // independent of the desktop's colours
+    white.setColor(QPalette::Window, Qt::white);
+    white.setColor(QPalette::Base, Qt::white);
+    setPalette(white);
+    setStyleSheet(tableSheet());
+    verticalHeader()->setDefaultSectionSize(look::scaled(RowHeight, this));
+    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    verticalHeader()->setVisible(false);
+    setShowGrid(false);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    verticalScrollBar()->setStyleSheet(scrollBarSheet(this));
+    horizontalScrollBar()->setStyleSheet(scrollBarSheet(this));
     setHoveredRowBorderColor(QColor(QStringLiteral("gainsboro")));
 }
 
 void CUpgradeTableWidget::FillTableHeader(const QList<QPair<QString, int>> &columns)
 {
-    tablelook::prepareHeader(this, columns);
+    setColumnCount(columns.size());
+    for (int column = 0; column < columns.size(); ++column) {
+        auto *title = new QTableWidgetItem(columns.at(column).first);
+        title->setTextAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+        setHorizontalHeaderItem(column, title);
+        setColumnWidth(column, look::scaled(columns.at(column).second, this));
+    }
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    QHeaderView *header = horizontalHeader();
+    header->setStretchLastSection(true);
+    header->setSectionsClickable(false);
+    header->setSectionResizeMode(QHeaderView::Fixed);
+    header->setHighlightSections(false);
+    header->setMinimumHeight(look::scaled(HeaderHeight, this));
+    header->setFont(look::yaHeiZh(12, QFont::Bold, this));
+    header->setStyleSheet(headerSheet(this));
 }
 
 void CUpgradeTableWidget::setHoverRowEnabled(bool enabled)
@@ -146,22 +200,13 @@ void CUpgradeTableWidget::showRows(const QList<QVariant> &rows)
             added.append(Cells(createSoftInfoWidget(row), progress));
         }
     }
-    if (added.isEmpty())
-        return;
-    insertCells(added);
-    updateSeenRows();
-}
-
-void CUpgradeTableWidget::insertCells(const QVector<Cells> &cells)
-{
     int row = rowCount();
-    setRowCount(row + cells.size());
-    for (const Cells &cell : cells) {
+    setRowCount(row + added.size());
+    for (const Cells &cells : qAsConst(added)) {
         setItem(row, 0, new CellItem);
         setItem(row, 1, new CellItem);
-        setCellWidget(row, 0, cell.first);
-        setCellWidget(row, 1, cell.second);
-        ++row;
+        setCellWidget(row, 0, cells.first);
+        setCellWidget(row++, 1, cells.second);
     }
 }
 
@@ -198,16 +243,16 @@ void CUpgradeTableWidget::dropOvertaken(TaskMerge *merge, quint64 poll) const
 {
     if (m_poll == poll)
         return;
-    const auto isOvertaken = [this, poll](const QString &name) {
-        return !m_progressByName.contains(name) || m_liveIn.value(name) > poll;
+    const auto drop = [this, poll](auto *list, const auto &name) {
+        const auto isOvertaken = [&](const auto &one) {
+            return !m_progressByName.contains(name(one)) || m_liveIn.value(name(one)) > poll;
+        };
+        list->erase(std::remove_if(list->begin(), list->end(), isOvertaken), list->end());
     };
-    const auto isRowOvertaken = [&](const QVariant &row) { return isOvertaken(nameOf(row)); };
-    const auto drop = [](auto *list, const auto &test) {
-        list->erase(std::remove_if(list->begin(), list->end(), test), list->end());
-    };
-    drop(&merge->downloadFailed, isOvertaken);
-    drop(&merge->installFailed, isOvertaken);
-    drop(&merge->ended, isRowOvertaken);
+    const auto itself = [](const QString &name) { return name; };
+    drop(&merge->downloadFailed, itself);
+    drop(&merge->installFailed, itself);
+    drop(&merge->ended, nameOf);
 }
 
 void CUpgradeTableWidget::showErrorDialog(const QStringList &downloadFailed, const QStringList &installFailed)
@@ -249,11 +294,10 @@ void CUpgradeTableWidget::deleteRows(const QList<QVariant> &rows)
     if (indices.isEmpty())
         return;
     removeIndices(indices);
-    updateSeenRows();
     updateRowIndex();
 }
 
-// Removes neighbouring rows together, the last ones first.
+// Removes neighbouring rows together, the last ones first, and keeps a row selected.
 void CUpgradeTableWidget::removeIndices(QList<int> indices)
 {
     std::sort(indices.begin(), indices.end());
@@ -267,15 +311,9 @@ void CUpgradeTableWidget::removeIndices(QList<int> indices)
             first = indices.takeLast();
         model()->removeRows(first, last - first + 1);
     }
-    keepRowSelected(lowest);
-}
-
-void CUpgradeTableWidget::keepRowSelected(int row)
-{
-    if (rowCount() == 0 || selectionModel()->hasSelection())
-        return;
-    const QModelIndex index = model()->index(std::min(row, rowCount() - 1), 0);
-    selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    if (rowCount() > 0 && !selectionModel()->hasSelection())
+        selectionModel()->select(model()->index(std::min(lowest, rowCount() - 1), 0),
+                                 QItemSelectionModel::Select | QItemSelectionModel::Rows);
 }
 
 void CUpgradeTableWidget::updateRowIndex()
@@ -367,7 +405,7 @@ bool CUpgradeTableWidget::focusTask(bool next)
         CUpgradeProgress *progress = progressAt(row);
         if (!progress || !progress->canBeCancelled())
             continue;
-        scrollTo(model()->index(row, 0)); // builds the row
+        scrollTo(model()->index(row, 0));
         progress->focusCancelButton();
         selectRow(row);
         return true;
@@ -457,49 +495,6 @@ void CUpgradeTableWidget::updateHoveredRow(int row)
 {
     if (row >= 0 && row < rowCount())
         viewport()->update(0, rowViewportPosition(row), viewport()->width(), rowHeight(row));
-}
-
-// Only the cells in sight have widgets inside and follow their tasks.
-void CUpgradeTableWidget::updateSeenRows()
-{
-    const int firstBefore = m_firstSeen;
-    const int lastBefore = m_lastSeen;
-    m_firstSeen = isVisible() ? std::max(0, rowAt(0)) : 0;
-    const int bottom = isVisible() ? rowAt(viewport()->height() - 1) : RowsBeforeShown - 1;
-    m_lastSeen = std::min(bottom < 0 ? rowCount() - 1 : bottom, rowCount() - 1);
-    for (int row = firstBefore; row <= std::min(lastBefore, rowCount() - 1); ++row) {
-        if (row < m_firstSeen || row > m_lastSeen)
-            setRowSeen(row, false);
-    }
-    for (int row = m_firstSeen; row <= m_lastSeen; ++row)
-        setRowSeen(row, true);
-}
-
-void CUpgradeTableWidget::setRowSeen(int row, bool seen)
-{
-    auto *info = qobject_cast<CSoftInfoItem *>(cellWidget(row, 0));
-    if (info && seen)
-        info->ensureBuilt();
-    if (CUpgradeProgress *progress = progressAt(row))
-        progress->setSeen(seen);
-}
-
-void CUpgradeTableWidget::scrollContentsBy(int dx, int dy)
-{
-    QTableWidget::scrollContentsBy(dx, dy);
-    updateSeenRows();
-}
-
-void CUpgradeTableWidget::resizeEvent(QResizeEvent *event)
-{
-    QTableWidget::resizeEvent(event);
-    updateSeenRows();
-}
-
-void CUpgradeTableWidget::showEvent(QShowEvent *event)
-{
-    QTableWidget::showEvent(event);
-    updateSeenRows();
 }
 
 } // namespace upgrade::controls

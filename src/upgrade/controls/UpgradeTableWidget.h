@@ -63,9 +63,6 @@ signals:
 protected:
     bool viewportEvent(QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
-    void scrollContentsBy(int dx, int dy) override;
-    void resizeEvent(QResizeEvent *event) override;
-    void showEvent(QShowEvent *event) override;
 
 private slots:
     void followSelection();
@@ -75,9 +72,7 @@ private:
 
     void InitTableStyleSheets();
     void showRows(const QList<QVariant> &rows);
-    void insertCells(const QVector<Cells> &cells);
     void removeIndices(QList<int> indices);
-    void keepRowSelected(int row);
     void startInstallations(const QList<QVariant> &rows, quint64 poll);
     void reportAndRemove(TaskMerge *merge, quint64 poll);
     void dropOvertaken(TaskMerge *merge, quint64 poll) const;
@@ -86,8 +81,6 @@ private:
     CUpgradeProgress *progressAt(int row) const;
     int focusedRow() const; ///< -1 if the focus is outside of the rows
     void releaseFocus(int row);
-    void updateSeenRows();
-    void setRowSeen(int row, bool seen);
     void updateHoveredRow(int row);
 
     CUpgradeTableDelegate *m_delegate = nullptr;
@@ -99,9 +92,7 @@ private:
 
     quint64 m_poll = 0;               ///< number of the newest poll; emptying the table counts as one
     QHash<QString, quint64> m_liveIn; ///< the newest poll that reported a product as running
-    int m_firstSeen = 0;
-    int m_lastSeen = -1;
-    QPoint m_hoveredCell{-1, -1}; ///< column, row
+    QPoint m_hoveredCell{-1, -1};     ///< column, row
 };
 
 } // namespace upgrade::controls
