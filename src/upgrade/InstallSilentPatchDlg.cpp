@@ -96,9 +96,7 @@ void CInstallSilentPatchDlg::InitDialog()
     auto *panel = new QFrame(this);
     panel->setObjectName(QStringLiteral("progressPanel"));
     panel->setStyleSheet(panelSheet());
-    auto *whole = new QVBoxLayout(this);
-    whole->setContentsMargins(0, 0, 0, 0);
-    whole->addWidget(panel);
+    panel->setGeometry(rect());
     fillPanel(panel);
     placement::centreOnPrimary(this);
     if (!m_softName.isEmpty()) // without a name it closes at once
@@ -164,10 +162,7 @@ void CInstallSilentPatchDlg::OnTimeOut()
         return;
     const QPointer<CInstallSilentPatchDlg> self(this);
     m_asking = true;
-    const bool force = askToForceQuit();
-    if (!self || m_closed)
-        return;
-    if (force)
+    if (askToForceQuit() && self && !m_closed)
         forcedquit::endProgram(readExeName(m_settingsPath), ForcedQuitTimeout);
     if (!self || m_closed)
         return;

@@ -7,8 +7,6 @@ constexpr int Sleeps = 10; // in a period: a stop takes effect after each
 constexpr int SleepMs = 20;
 } // namespace
 
-CProcessChecker::CProcessChecker() = default;
-
 CProcessChecker::~CProcessChecker()
 {
     stop();
@@ -27,29 +25,13 @@ QString CProcessChecker::getProcessName()
     return m_processName;
 }
 
-bool CProcessChecker::processIsExit(QString)
-{
-    return true;
-}
-
-void CProcessChecker::stop()
-{
-    m_stop = true;
-}
-
 void CProcessChecker::run()
 {
-    while (sleepOnePeriod()) {
+    while (!m_stop) {
+        for (int i = 0; i < Sleeps && !m_stop; ++i)
+            msleep(SleepMs);
         const QString name = getProcessName();
-        if (!processIsExit(name))
+        if (!m_stop && !processIsExit(name))
             emit processNoFind(name);
     }
-}
-
-// False after a stop.
-bool CProcessChecker::sleepOnePeriod()
-{
-    for (int i = 0; i < Sleeps && !m_stop; ++i)
-        msleep(SleepMs);
-    return !m_stop;
 }

@@ -85,20 +85,18 @@ CUpgradeDialog::~CUpgradeDialog()
 
 void CUpgradeDialog::showUpgradeDialog()
 {
+    m_closedByUser = false;
     startWork();
     const QPointer<CUpgradeDialog> self(this);
     m_refresher->updateUpgradeTasks();
     if (!self || m_closedByUser)
         return;
-    if (!m_working) // this poll reported the end of an earlier request's last task, which closed the window
-        startWork();
+    startWork(); // again: this poll may have reported the end of an earlier request's last task, which stops the work
     showNormal();
 }
 
 void CUpgradeDialog::startWork()
 {
-    m_working = true;
-    m_closedByUser = false;
     m_refresher->startWork();
     m_tray->show();
 }
@@ -146,33 +144,25 @@ void CUpgradeDialog::onCloseBtnClicked()
 
 void CUpgradeDialog::askToClose(eBoxOrigin origin)
 {
-    if (m_table->getTaskInfoCount() <= 0) {
-        closeByUser();
-        return;
-    }
     if (m_askingToClose) // the tray's menu works while the question is open
         return;
-    m_askingToClose = true;
     const QPointer<CUpgradeDialog> self(this);
-    const int answer =
+    m_askingToClose = true;
+    const bool closes =
+        m_table->getTaskInfoCount() <= 0 ||
         CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("关闭窗口将取消正在执行的升级，是否确定要关闭？"),
-                            this, QStringLiteral("是"), QStringLiteral("否"), origin);
+                            this, QStringLiteral("是"), QStringLiteral("否"), origin) == 1;
     if (!self)
         return;
     m_askingToClose = false;
-    if (answer == 1)
-        closeByUser();
-}
-
-void CUpgradeDialog::closeByUser()
-{
+    if (!closes)
+        return;
     m_closedByUser = true;
     onClose();
 }
 
 void CUpgradeDialog::onClose()
 {
-    m_working = false;
     m_inTray = false;
     m_table->stopAllTask();
     m_refresher->stopWork();
@@ -193,7 +183,7 @@ void CUpgradeDialog::dismissBoxes()
 
 void CUpgradeDialog::showCurrentView()
 {
-    m_views->setCurrentWidget(m_table->getTaskInfoCount() > 0 ? m_dataView : m_noDataView);
+    m_views->setCurrentIndex(m_table->getTaskInfoCount() > 0 ? 0 : 1);
 }
 
 void CUpgradeDialog::keyPressEvent(QKeyEvent *event)
@@ -237,7 +227,11 @@ void CUpgradeDialog::initDialog()
     expectUnasked();
     placement::centreOnPrimary(this);
 
-    addWindowFrame();
+    auto *frame = new QFrame(this); // under the contents: its sheet has no selector and would apply to every child
+    frame->setObjectName(QStringLiteral("windowFrame"));
+    frame->setStyleSheet(frameSheet());
+    frame->setGeometry(rect());
+    frame->setAttribute(Qt::WA_TransparentForMouseEvents);
     QWidget *titleBar = area("titleBar", this);
     QWidget *center = area("centerWidget", this);
     initTitleBar(titleBar);
@@ -248,16 +242,6 @@ void CUpgradeDialog::initDialog()
     bands->addWidget(titleBar);
     bands->addWidget(center, 1);
     initTray();
-}
-
-// A sibling under the contents: its sheet has no selector and would apply to every child.
-void CUpgradeDialog::addWindowFrame()
-{
-    auto *frame = new QFrame(this);
-    frame->setObjectName(QStringLiteral("windowFrame"));
-    frame->setStyleSheet(frameSheet());
-    frame->setGeometry(rect());
-    frame->setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 
 void CUpgradeDialog::initTitleBar(QWidget *titleBar)
@@ -291,12 +275,10 @@ void CUpgradeDialog::initCenterWidget(QWidget *center)
 {
     center->setStyleSheet(viewSheet());
     m_views = new QStackedWidget(center);
-    m_dataView = area("dataView", m_views);
-    m_noDataView = area("noDataView", m_views);
-    initHasDataView(m_dataView);
-    initNoDataView(m_noDataView);
-    m_views->addWidget(m_dataView);
-    m_views->addWidget(m_noDataView);
+    m_views->addWidget(area("dataView", m_views));
+    m_views->addWidget(area("noDataView", m_views));
+    initHasDataView(m_views->widget(0));
+    initNoDataView(m_views->widget(1));
     auto *layout = new QVBoxLayout(center);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_views);

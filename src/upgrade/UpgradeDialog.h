@@ -47,21 +47,16 @@ private:
     void initHasDataView(QWidget *view);
     void initNoDataView(QWidget *view);
     void initTray();
-    void addWindowFrame();
     void askToClose(eBoxOrigin origin);
-    void closeByUser();
     void startWork();
     void dismissBoxes();
 
     upgrade::controls::CUpgradeTableWidget *m_table = nullptr;
     upgrade::operate::CUpgradeDataRefresher *m_refresher = nullptr;
-    QWidget *m_dataView = nullptr;
-    QWidget *m_noDataView = nullptr;
     QStackedWidget *m_views = nullptr;
     QSystemTrayIcon *m_tray = nullptr;
     TitleButton *m_minimiseButton = nullptr;
     TitleButton *m_closeButton = nullptr;
-    bool m_working = false; ///< between showUpgradeDialog() and onClose()
     bool m_closedByUser = false;
     bool m_inTray = false; ///< hidden by the minimise button
     bool m_askingToClose = false;
