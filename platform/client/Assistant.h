@@ -2,7 +2,8 @@
 #include "client/Answer.h"
 #include "tarn/client/IServiceAssistant.h"
 #include "tarn/core/BagArgs.h"
-#include "tarn/link/ServiceConnection.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/PagedCall.h"
 #include "tarn/rpc/HubPort.h"
 #include <QSharedPointer>
 #include <atomic>
@@ -47,13 +48,29 @@ protected:
     }
     /// Sends input's whole bag to the service's method and writes the outcome into output.
     template <class Input, class Output>
-    void forward(const QString &method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
-                 int timeoutMs)
+    void forward(const char *method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
+                 int timeoutMs, link::ServiceConnection::Late late = link::ServiceConnection::Silent)
     {
-        forwardBy(input, output, [&](const rpc::Bag &bag) { return m_connection.call(m_tag, method, bag, timeoutMs); });
+        forwardBy(input, output, [&](const rpc::Bag &bag) {
+            return m_connection.call(m_tag, QString::fromLatin1(method), bag, timeoutMs, late);
+        });
     }
 
-    /// The same with a call of the caller's own: CallResult call(const Bag &).
+    /// The same for a list that may be larger than one message.
+    /// @param key where the joined list goes among the values; empty: it stays the bag's list
+    template <class Input, class Output>
+    void forwardPaged(const char *method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
+                      int timeoutMs, const QString &key = QString())
+    {
+        forwardBy(input, output, [&](const rpc::Bag &bag) {
+            auto result = link::callPaged(m_connection, m_tag, QString::fromLatin1(method), bag, timeoutMs);
+            if (!key.isEmpty() && !result.output.list.isEmpty())
+                result.output.values.insert(key, std::exchange(result.output.list, {}));
+            return result;
+        });
+    }
+
+private:
     template <class Input, class Output, class Call>
     void forwardBy(const QSharedPointer<Input> &input, const QSharedPointer<Output> &output, Call call)
     {
@@ -71,7 +88,6 @@ protected:
     link::ServiceConnection m_connection;
     const QString m_tag;
 
-private:
     template <class Output>
     static void deliver(const Answer &answer, Output &output)
     {

@@ -1,27 +1,30 @@
 #pragma once
 #include "client/Assistant.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
+#include "tarn/keys/CloudKeys.h"
 
 namespace tarn::client {
 
-/// Client of the cloud account service. Any thread. A look-up takes 3 s at most, another operation 5 s, signing in by
-/// account and signing out 30 s.
+/// Client of the cloud account service. Any thread.
 class CloudAssistant final : public Assistant<ICloudServiceAssistant>
 {
 public:
-    CloudAssistant();
-
-    Input CreateInputArgs() override;
-    Output CreateOutputArgs() override;
-    void GetLoginState(Input input, Output output) override;
-    void GetMemoryLoginInfo(Input input, Output output) override;
-    void SendVerificationCode(Input input, Output output) override;
-    void LoginByPhone(Input input, Output output) override;
-    void LoginByAccount(Input input, Output output) override;
-    void GetQRCodeUrl(Input input, Output output) override;
-    void QueryQRCodeResult(Input input, Output output) override;
-    void GetLinkAddress(Input input, Output output) override;
-    void Logout(Input input, Output output) override;
+    CloudAssistant()
+        : Assistant(link::wire::CloudTag, {cloud::code::CallFailed, cloud::code::Refused, cloud::code::InvalidArgs,
+                                           cloud::code::NoConnection})
+    {
+    }
+    Input CreateInputArgs() override { return Input(new core::InputArgs<ICloudService_InputArgs>); }
+    Output CreateOutputArgs() override { return Output(new core::OutputArgs<ICloudService_OutputArgs>); }
+    void GetLoginState(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
+    void GetMemoryLoginInfo(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
+    void SendVerificationCode(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
+    void LoginByPhone(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
+    void LoginByAccount(Input in, Output out) override { forward(__func__, in, out, SignInTimeout); }
+    void GetQRCodeUrl(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
+    void QueryQRCodeResult(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
+    void GetLinkAddress(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
+    void Logout(Input in, Output out) override { forward(__func__, in, out, SignInTimeout); }
 };
 
 } // namespace tarn::client
