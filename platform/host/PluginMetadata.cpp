@@ -1,9 +1,8 @@
 #include "host/PluginMetadata.h"
 #include "tarn/plugin/IPlugin.h"
 #include <QJsonArray>
-#include <QRegularExpression>
-#include <array>
-#include <optional>
+#include <QMap>
+#include <QVersionNumber>
 
 namespace {
 // Plug-ins built for an older interface of the same major version go on working.
@@ -32,22 +31,11 @@ constexpr Key Keys[] = {
 
 QString typeName(QJsonValue::Type type)
 {
-    switch (type) {
-    case QJsonValue::String:
-        return QStringLiteral("string");
-    case QJsonValue::Bool:
-        return QStringLiteral("bool");
-    case QJsonValue::Array:
-        return QStringLiteral("array");
-    case QJsonValue::Double:
-        return QStringLiteral("number");
-    case QJsonValue::Object:
-        return QStringLiteral("object");
-    case QJsonValue::Null:
-        return QStringLiteral("null");
-    default:
-        return QStringLiteral("nothing");
-    }
+    static const QMap<QJsonValue::Type, QString> names{
+        {QJsonValue::String, QStringLiteral("string")}, {QJsonValue::Bool, QStringLiteral("bool")},
+        {QJsonValue::Array, QStringLiteral("array")},   {QJsonValue::Double, QStringLiteral("number")},
+        {QJsonValue::Object, QStringLiteral("object")}, {QJsonValue::Null, QStringLiteral("null")}};
+    return names.value(type, QStringLiteral("nothing"));
 }
 
 QString keyRefusal(const QJsonObject &map, const Key &key)
@@ -74,29 +62,25 @@ QString licenceRefusal(const QJsonArray &licences)
     return QString();
 }
 
-/// A version of three numbers and nothing else; empty otherwise. Not QVersionNumber: compiled with optimisation by
-/// GCC 12, copies of Qt 5.15's lose their numbers.
-std::optional<std::array<int, 3>> versionOf(const QString &text)
+/// A version of three numbers and nothing else; null otherwise.
+QVersionNumber versionOf(const QString &text)
 {
-    static const QRegularExpression form(QStringLiteral("\\A([0-9]{1,6})\\.([0-9]{1,6})\\.([0-9]{1,6})\\z"));
-    const QRegularExpressionMatch match = form.match(text);
-    if (!match.hasMatch())
-        return std::nullopt;
-    return std::array<int, 3>{match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt()};
+    int end = 0;
+    const auto version = QVersionNumber::fromString(text, &end);
+    return end == text.size() && version.segmentCount() == 3 ? version : QVersionNumber();
 }
 
 QString versionRefusal(const QJsonObject &map)
 {
-    const QString version = map.value(QStringLiteral("Version")).toString();
-    if (!versionOf(version))
-        return QStringLiteral("key \"Version\" is no version number: \"%1\"").arg(version);
-    const QString text = map.value(QStringLiteral("CompatVersion")).toString();
-    const auto compat = versionOf(text);
-    if (!compat)
-        return QStringLiteral("key \"CompatVersion\" is no version number: \"%1\"").arg(text);
-    const auto host = versionOf(HostVersion).value();
-    if (compat->front() != host.front() || *compat > host)
-        return QStringLiteral("it needs a host of version %1, this one is %2").arg(text, HostVersion);
+    for (const QString &key : {QStringLiteral("Version"), QStringLiteral("CompatVersion")}) {
+        const QString text = map.value(key).toString();
+        if (versionOf(text).isNull())
+            return QStringLiteral("key \"%1\" is no version number: \"%2\"").arg(key, text);
+    }
+    const auto compat = versionOf(map.value(QStringLiteral("CompatVersion")).toString());
+    const auto host = versionOf(HostVersion);
+    if (compat.majorVersion() != host.majorVersion() || compat > host)
+        return QStringLiteral("it needs a host of version %1, this one is %2").arg(compat.toString(), HostVersion);
     return QString();
 }
 

@@ -1,5 +1,4 @@
 #include "hub/HubProgram.h"
-#include "tarn/rpc/RuntimeDir.h"
 #include <QCoreApplication>
 #include <QFileInfo>
 
@@ -14,8 +13,7 @@ HubProgram::~HubProgram()
 bool HubProgram::start(QString *error)
 {
     // The hub listens before its port is published: a program that reads the port can connect.
-    if (!m_reservation.reserve(error) || !m_server.start(m_reservation.port(), error) ||
-        !tarn::rpc::linkHubSocket(m_reservation.port(), error))
+    if (!m_reservation.reserve(error) || !m_server.start(m_reservation.port(), error))
         return false;
     watchLock();
     m_segment.publish(m_reservation.port());

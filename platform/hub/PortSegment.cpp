@@ -1,17 +1,12 @@
 #include "hub/PortSegment.h"
 #include "tarn/keys/HubKeys.h"
-#include <QSharedMemory>
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
+#include <future>
 #include <system_error>
 #include <thread>
 
 namespace {
-
-constexpr std::chrono::seconds PublishTime(2);
-constexpr std::chrono::milliseconds WithdrawTime(500);
 
 bool write(QSharedMemory &segment, const QByteArray &text)
 {
@@ -32,58 +27,39 @@ QString publishIn(QSharedMemory &segment, quint16 port)
     return (created || taken) && write(segment, QByteArray::number(port)) ? QString() : segment.errorString();
 }
 
-} // namespace
-
-struct PortSegment::Shared
+/// Runs the work in a thread of its own. @return its answer, or that it has not ended yet
+QString within(std::chrono::milliseconds limit, std::function<QString()> work)
 {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool published = false; ///< or refused
-    bool stop = false;
-    bool ended = false;
-};
-
-PortSegment::PortSegment()
-    : m_shared(std::make_shared<Shared>())
-{
+    std::packaged_task<QString()> task(std::move(work));
+    auto answer = task.get_future();
+    try {
+        std::thread(std::move(task)).detach();
+    } catch (const std::system_error &e) {
+        return QString::fromLocal8Bit(e.what());
+    }
+    return answer.wait_for(limit) == std::future_status::ready ? answer.get()
+                                                               : QStringLiteral("another process holds its lock");
 }
+
+} // namespace
 
 PortSegment::~PortSegment()
 {
-    std::unique_lock<std::mutex> lock(m_shared->mutex);
-    m_shared->stop = true;
-    m_shared->changed.notify_all();
-    m_shared->changed.wait_for(lock, WithdrawTime, [this] { return m_shared->ended || !m_shared->published; });
+    if (m_segment)
+        within(std::chrono::milliseconds(500), [segment = m_segment] {
+            write(*segment, QByteArray()); // for programs that keep it attached
+            segment->detach();
+            return QString();
+        });
 }
 
 void PortSegment::publish(quint16 port)
 {
-    const auto work = [shared = m_shared, port] {
-        QSharedMemory segment(tarn::hub::PortSegmentKey);
-        const QString trouble = publishIn(segment, port);
-        if (!trouble.isEmpty())
-            qWarning("the port cannot be published in shared memory, programs find this hub by its socket alone: %s",
-                     qUtf8Printable(trouble));
-        std::unique_lock<std::mutex> lock(shared->mutex);
-        shared->published = true;
-        shared->changed.notify_all();
-        shared->changed.wait(lock, [&] { return shared->stop; });
-        lock.unlock();
-        if (trouble.isEmpty()) {
-            write(segment, QByteArray()); // for programs that keep it attached
-            segment.detach();
-        }
-        lock.lock();
-        shared->ended = true;
-        shared->changed.notify_all();
-    };
-    try {
-        std::thread(work).detach();
-    } catch (const std::system_error &e) {
-        qWarning("the port is not published in shared memory, no thread can be started: %s", e.what());
-        return;
-    }
-    std::unique_lock<std::mutex> lock(m_shared->mutex);
-    if (!m_shared->changed.wait_for(lock, PublishTime, [this] { return m_shared->published; }))
-        qWarning("the port is not published in shared memory yet: another process holds the lock of the segment");
+    const auto segment = std::make_shared<QSharedMemory>(tarn::hub::PortSegmentKey);
+    const QString trouble = within(std::chrono::seconds(2), [segment, port] { return publishIn(*segment, port); });
+    if (trouble.isEmpty())
+        m_segment = segment;
+    else
+        qWarning("the port is not published in shared memory, programs find this hub by its socket alone: %s",
+                 qUtf8Printable(trouble));
 }

@@ -68,6 +68,7 @@ public:
         servants->insert(self);
     }
 
+    quint16 port = 0;
     Registry registry;
     std::shared_ptr<ServantTable> servants;
     HubService service; // after the registry, before the server
@@ -92,14 +93,17 @@ bool HubServer::start(quint16 port, QString *error)
     sweepSockets();
     QFile::remove(path); // of a killed predecessor; the caller holds the directory's lock
     started->service.setSelf({hub::HubInterface, hub::HubInterface, unixTarget(path), started->endpoint.epoch()});
-    if (!started->endpoint.open(name, &started->service, error))
+    if (!started->endpoint.open(name, &started->service, error) || !linkHubSocket(port, error))
         return false;
+    started->port = port;
     d = std::move(started);
     return true;
 }
 
 void HubServer::stop()
 {
+    if (d)
+        unlinkHubSocket(d->port); // before the socket, so that no link leads nowhere
     d.reset();
 }
 

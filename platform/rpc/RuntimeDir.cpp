@@ -112,20 +112,33 @@ bool linkHubSocket(quint16 port, QString *error)
     return false;
 }
 
+/// The port in the link's target; 0 without one.
+static quint16 linkedPort(const QByteArray &link)
+{
+    char target[64] = "";
+    unsigned number = 0;
+    const ssize_t size = ::readlink(link.constData(), target, sizeof target - 1);
+    const bool found = size > 0 && std::sscanf(target, "hub-%u.sock", &number) == 1 && number <= 65535;
+    return found ? static_cast<quint16>(number) : quint16(0);
+}
+
+void unlinkHubSocket(quint16 port)
+{
+    QString error;
+    const QByteArray link = QFile::encodeName(socketPath(HubSocketLink, &error));
+    if (linkedPort(link) == port)
+        ::unlink(link.constData());
+}
+
 quint16 hubPort(QString *error)
 {
     QString reason;
-    const QString link = socketPath(HubSocketLink, &reason);
-    quint16 port = 0;
-    if (!link.isEmpty()) {
-        char target[64] = "";
-        const QByteArray path = QFile::encodeName(link);
-        const ssize_t size = ::readlink(path.constData(), target, sizeof target - 1);
-        unsigned number = 0;
-        if (size > 0 && std::sscanf(target, "hub-%u.sock", &number) == 1 && number <= 65535 && !isDeserted(path))
-            port = static_cast<quint16>(number);
+    const QByteArray link = QFile::encodeName(socketPath(HubSocketLink, &reason));
+    quint16 port = linkedPort(link);
+    if (port != 0 && isDeserted(link))
+        port = 0;
+    if (port == 0 && !link.isEmpty())
         reason = QStringLiteral("no hub runs");
-    }
     if (port == 0 && error)
         *error = reason;
     return port;

@@ -12,8 +12,6 @@
 #include <arpa/inet.h>
 #include <csignal>
 #include <fcntl.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -54,7 +52,6 @@ private slots:
     void servicesComeBackAndEndWithTheHub();
     void runtimeDirectoryRemoved();
     void signalsAndClosedPipes();
-    void twoUsers_data();
     void twoUsers();
 
 private:
@@ -251,38 +248,15 @@ ProcessPtr tst_Hub::startAsSecondUser(const QString &runtimeBase)
     return hub;
 }
 
-void tst_Hub::twoUsers_data()
-{
-    QTest::addColumn<bool>("held");
-    QTest::newRow("the segment is the first user's") << false;
-    QTest::newRow("and open to all, its lock held for ever") << true;
-}
-
 void tst_Hub::twoUsers()
 {
-    QFETCH(bool, held);
     if (::geteuid() != 0 || QStandardPaths::findExecutable(QStringLiteral("setpriv")).isEmpty())
         QSKIP("a second user needs root and setpriv");
     QVERIFY(m_box->startHub());
-    QSharedMemory segment(hub::PortSegmentKey);
-    QVERIFY(segment.attach(QSharedMemory::ReadOnly));
-    if (held) {
-        const QString memory = segment.nativeKey();
-        QString semaphore = memory;
-        semaphore.replace(QStringLiteral("qipc_sharedmemory_"), QStringLiteral("qipc_systemsem_"));
-        const int sem = ::semget(::ftok(QFile::encodeName(semaphore).constData(), 'Q'), 1, 0600);
-        const int shm = ::shmget(::ftok(QFile::encodeName(memory).constData(), 'Q'), 0, 0600);
-        semid_ds openSem = {};
-        shmid_ds openShm = {};
-        QVERIFY(::semctl(sem, 0, IPC_STAT, &openSem) == 0 && ::shmctl(shm, IPC_STAT, &openShm) == 0);
-        openSem.sem_perm.mode = openShm.shm_perm.mode = 0666;
-        QVERIFY(::semctl(sem, 0, IPC_SET, &openSem) == 0 && ::shmctl(shm, IPC_SET, &openShm) == 0);
-        QVERIFY(segment.lock());
-    }
     const QString run = m_box->path(QStringLiteral("run2"));
     const ProcessPtr second = startAsSecondUser(run);
     QVERIFY(second);
-    QVERIFY(!awaitLine(*second, "published in shared memory").isNull()); // one of two warnings, in a moment
+    QVERIFY(!awaitLine(*second, "published in shared memory").isNull());
     const quint16 port = awaitLine(*second, "hub ready on port ").toUShort();
     QVERIFY(port != 0 && port != m_box->hubPort());
     QCOMPARE(rpc::hubPort(), m_box->hubPort()); // the first user's is untouched
@@ -291,8 +265,6 @@ void tst_Hub::twoUsers()
     second->terminate(); // setpriv has become the hub
     QVERIFY(second->waitForFinished(10000));
     QCOMPARE(second->exitCode(), 0);
-    if (held)
-        segment.unlock();
 }
 
 QTEST_GUILESS_MAIN(tst_Hub)

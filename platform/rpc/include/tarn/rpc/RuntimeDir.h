@@ -22,9 +22,9 @@ inline QString hubSocketName(quint16 port)
 
 /// The stable name of the running hub's socket, for clients in any language: a symlink to the numbered socket.
 inline const QString HubSocketLink = QStringLiteral("hub.sock");
-
-/// Points HubSocketLink to the hub's socket for this port. @return false with the error
+/// @return false with the error
 TARN_RPC_EXPORT bool linkHubSocket(quint16 port, QString *error);
+TARN_RPC_EXPORT void unlinkHubSocket(quint16 port); ///< unless it leads to another hub
 
 /// Removes sockets in the directory that no process listens on: a killed process leaves its own behind.
 TARN_RPC_EXPORT void sweepSockets();
