@@ -1,3 +1,4 @@
+#include "frame/VtServiceClient.h"
 #include "gallery/Gallery.h"
 #include "message/MessageList.h"
 #include "message/MessageListItem.h"
@@ -43,6 +44,7 @@ QVariantList messages()
 CMsgCenterDlg *center(const QVariantList &list)
 {
     FakeClient::install();
+    CVtServiceClient::ReleaseInstance(); // an earlier scene may have looked for a client library
     FakeClient::fake().queue("GetAllMessageRecords", {2000, {}, {}, list});
     return new CMsgCenterDlg(nullptr);
 }
