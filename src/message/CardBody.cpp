@@ -1,7 +1,6 @@
 #include "message/CardBody.h"
 
 #include "base/WorkPool.h"
-#include "message/CardText.h"
 #include "message/CardTextView.h"
 #include "message/LinkLabel.h"
 #include "message/MessageCard.h"

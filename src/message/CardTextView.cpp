@@ -1,18 +1,24 @@
 #include "message/CardTextView.h"
 
-#include "message/CardText.h"
 #include "message/MessageCard.h"
 #include "widgets/Look.h"
 #include "widgets/SafeDocument.h"
+#include "widgets/SafeHtml.h"
+#include "widgets/ShownText.h"
 #include "widgets/TextMenu.h"
 
 #include <QKeyEvent>
+#include <QLabel>
 #include <QMimeData>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QtMath>
+
+using namespace tarn::visualized;
 
 namespace {
 // Metrics
+constexpr int CollapsedLines = 2;
 constexpr int MaxLines = 20;
 constexpr int LongContent = 8192; // characters; more is taken for long without measuring
 constexpr int BarWidth = 6;
@@ -23,16 +29,48 @@ QString barSheet(const QWidget *w)
 {
     return look::thinScrollBars(QString(), BarWidth, QStringLiteral("transparent"), look::BorderGrey, w);
 }
+void setBody(SafeDocument *document, const QString &content, const QFont &font, int lineHeight)
+{
+    document->setDefaultFont(font);
+    document->setHtml(
+        QStringLiteral("<p style='line-height:%1px; width: 100%; white-space: pre-wrap;' >").arg(lineHeight) +
+        safehtml::reduce(content, safehtml::card()).text + QStringLiteral("</p>"));
+}
 } // namespace
+
+int GetLineCount(const QString &text, QTextEdit *edit)
+{
+    if (!edit)
+        return 0;
+    SafeDocument other;
+    QTextDocument *document = edit->document();
+    if (!text.isEmpty()) {
+        document = &other;
+        setBody(&other, text, edit->font(), QFontMetrics(edit->font()).lineSpacing());
+    }
+    if (document->isEmpty())
+        return 0;
+    document->setTextWidth(edit->contentsRect().width()); // the viewport follows only when shown
+    document->size();                                     // lays everything out
+    int lines = 0;
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next())
+        lines += block.layout()->lineCount();
+    return lines;
+}
+
+QString CreateAbbreviationString(const QString &text, const QFont &font, QLabel *label)
+{
+    return text::elided(text.simplified(), font, label ? label->width() : 0, CollapsedLines);
+}
 
 CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
     : QTextEdit(parent)
-    , m_document(new tarn::visualized::SafeDocument(this))
+    , m_document(new SafeDocument(this))
     , m_lineHeight(card.lineHeight())
 {
     setDocument(m_document);
-    tarn::visualized::addTextMenu(this);
-    connect(m_document, &tarn::visualized::SafeDocument::pictureRead, this, &CardTextView::grown);
+    addTextMenu(this);
+    connect(m_document, &SafeDocument::pictureRead, this, &CardTextView::grown);
     setObjectName(QStringLiteral("messageView"));
     setFrameShape(QFrame::NoFrame);
     setReadOnly(true);
@@ -50,7 +88,7 @@ void CardTextView::setContent(const QString &content, const QSize &pictureBox)
 {
     m_isLong = content.size() > LongContent;
     m_document->showPictures(pictureBox, devicePixelRatioF());
-    cardtext::setBody(m_document, content, font(), m_lineHeight);
+    setBody(m_document, content, font(), m_lineHeight);
 }
 
 int CardTextView::fitToWidth(int width)

@@ -3,6 +3,7 @@
 #include <QTextEdit>
 
 class MessageCard;
+class QLabel;
 
 namespace tarn::visualized {
 class SafeDocument;
@@ -36,3 +37,9 @@ private:
     bool m_isLong = false; // too long to be measured
     int m_lineHeight;
 };
+
+/// Lines that the text takes in the edit at its present width and with its font, the edit keeping its own text; an
+/// empty text stands for the edit's own. 0 for nothing or no edit.
+int GetLineCount(const QString &text, QTextEdit *edit);
+/// The text cut to two lines of the label's width, with an ellipsis when something is left out.
+QString CreateAbbreviationString(const QString &text, const QFont &font, QLabel *label);

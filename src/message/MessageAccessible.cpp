@@ -1,6 +1,5 @@
 #include "message/MessageAccessible.h"
 
-#include "message/CardText.h"
 #include "message/MessageList.h"
 #include "message/MessageListItem.h"
 #include "message/MsgCenterDataMgr.h"
@@ -50,7 +49,7 @@ public:
         if (item()->isExpanded())
             return QStringLiteral("已展开 ") + tarn::visualized::safehtml::words(message.MsgContent, MaxSpoken);
         const QString mark = message.unRead ? QStringLiteral("未读 ") : QString();
-        return mark + message.MsgDateTime + QLatin1Char(' ') + cardtext::preview(message.MsgContent);
+        return mark + message.MsgDateTime + QLatin1Char(' ') + item()->preview();
     }
 
     QAccessible::State state() const override
@@ -100,14 +99,6 @@ public:
     {
         const auto found = std::find(items().begin(), items().end(), child ? child->object() : nullptr);
         return found == items().end() ? -1 : int(found - items().begin());
-    }
-
-    QAccessibleInterface *childAt(int x, int y) const override
-    {
-        QWidget *found = list()->viewport()->childAt(list()->viewport()->mapFromGlobal(QPoint(x, y)));
-        while (found && !qobject_cast<CMessageListItem *>(found))
-            found = found == list() ? nullptr : found->parentWidget();
-        return found ? interfaceOf(found) : nullptr;
     }
 
 private:

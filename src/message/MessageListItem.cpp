@@ -2,12 +2,12 @@
 
 #include "base/Log.h"
 #include "message/CardBody.h"
-#include "message/CardText.h"
 #include "message/MessageAccessible.h"
 #include "message/MessageCard.h"
 #include "message/MessageList.h"
 #include "message/MessagePushEvent.h"
 #include "message/MsgCenterDataMgr.h"
+#include "widgets/SafeHtml.h"
 #include "widgets/ShownText.h"
 #include "widgets/WebLink.h"
 
@@ -17,7 +17,11 @@
 #include <QToolButton>
 #include <utility>
 
+using namespace tarn::visualized;
+
 namespace {
+constexpr int PreviewLength = 512; // characters
+
 // Return presses it as Space does; the item would otherwise take that key.
 class CardButton final : public QToolButton
 {
@@ -175,12 +179,16 @@ void CMessageListItem::paintEvent(QPaintEvent *)
     m_card->arrow(m_isExpanded).paint(&painter, m_card->arrowIconRect(width()));
 }
 
+QString CMessageListItem::preview() const
+{
+    return safehtml::words(m_message->MsgContent, PreviewLength);
+}
+
 QString CMessageListItem::abbreviation()
 {
     const int width = m_card->textRect(this->width()).width();
     if (m_abbreviationWidth != width) {
-        m_abbreviation =
-            tarn::visualized::text::elided(cardtext::preview(m_message->MsgContent), m_card->bodyFont(), width, 2);
+        m_abbreviation = text::elided(preview(), m_card->bodyFont(), width, 2);
         m_abbreviationWidth = width;
     }
     return m_abbreviation;
@@ -285,7 +293,7 @@ QToolButton *CMessageListItem::makeButton(const QString &name)
 {
     auto *button = new CardButton(this);
     button->setObjectName(name);
-    button->setAccessibleDescription(tarn::visualized::text::brief(m_message->MsgTitle)); // which message it is of
+    button->setAccessibleDescription(text::brief(m_message->MsgTitle)); // which message it is of
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
     button->setIconSize(m_card->iconSize());

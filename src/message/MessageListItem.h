@@ -25,6 +25,7 @@ public:
     bool isSelected() const { return m_isSelected; }
     bool isExpanded() const { return m_isExpanded; }
     bool isDeleted() const { return m_isDeleted; }
+    QString preview() const; ///< the beginning of the body, words alone
     /// Takes the width. @return the height that it needs then, in pixels
     int fitToWidth(int width);
 

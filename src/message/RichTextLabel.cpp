@@ -1,6 +1,6 @@
 #include "message/RichTextLabel.h"
 
-#include "widgets/SafeHtml.h"
+#include "widgets/ShownText.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QPaintEvent>
@@ -50,7 +50,7 @@ void RichTextLabel::showHtml(const QString &html)
     m_document.setDefaultFont(font()); // for text outside of the paragraph that was meant to hold it
     m_document.setHtml(html);
     fitHeight();
-    setAccessibleName(safehtml::head(m_document.toPlainText(), MaxAccessibleChars));
+    setAccessibleName(text::beginning(m_document.toPlainText(), MaxAccessibleChars));
 }
 
 void RichTextLabel::changeEvent(QEvent *event)

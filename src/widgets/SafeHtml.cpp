@@ -1,8 +1,10 @@
 #include "widgets/SafeHtml.h"
 
+#include "widgets/ShownText.h"
 #include "widgets/WebLink.h"
 
 #include <QHash>
+#include <QRegularExpression>
 #include <QTextDocumentFragment>
 #include <QUrl>
 #include <QVector>
@@ -41,29 +43,33 @@ struct Element
 const QHash<QString, Element> &elements()
 {
     static const QHash<QString, Element> table = [] {
-        QHash<QString, Element> t;
-        const auto add = [&t](std::initializer_list<const char *> names, Kind kind, Needs needs) {
-            for (const char *name : names)
-                t.insert(QString::fromLatin1(name), {kind, needs});
+        const struct
+        {
+            const char *names;
+            Element element;
+        } rows[] = {
+            {"b strong i em u font span", {Kind::Inline, Needs::Nothing}},
+            {"s sub sup small big code tt", {Kind::Inline, Needs::Blocks}},
+            {"cite var dfn kbd samp del nobr", {Kind::Inline, Needs::Documents}},
+            {"a", {Kind::Inline, Needs::Links}},
+            {"p", {Kind::Item, Needs::Nothing}},
+            {"br", {Kind::Void, Needs::Nothing}},
+            {"img", {Kind::Void, Needs::Pictures}},
+            {"hr", {Kind::Void, Needs::Documents}},
+            {"div center h1 h2 h3 h4 h5 h6", {Kind::Block, Needs::Blocks}},
+            {"pre blockquote address thead tbody tfoot caption", {Kind::Block, Needs::Documents}},
+            {"li", {Kind::Item, Needs::Blocks}},
+            {"ul ol", {Kind::Boundary, Needs::Blocks}},
+            {"tr td th dt dd", {Kind::Item, Needs::Documents}},
+            {"table dl", {Kind::Boundary, Needs::Documents}},
+            {"script title style head", {Kind::Hidden, Needs::Nothing}}, // the last two stay in documents
         };
-        add({"b", "strong", "i", "em", "u", "font", "span"}, Kind::Inline, Needs::Nothing);
-        add({"s", "sub", "sup", "small", "big", "code", "tt"}, Kind::Inline, Needs::Blocks);
-        add({"cite", "var", "dfn", "kbd", "samp", "del", "nobr"}, Kind::Inline, Needs::Documents);
-        add({"a"}, Kind::Inline, Needs::Links);
-        add({"p"}, Kind::Item, Needs::Nothing);
-        add({"br"}, Kind::Void, Needs::Nothing);
-        add({"img"}, Kind::Void, Needs::Pictures);
-        add({"hr"}, Kind::Void, Needs::Documents);
-        add({"div", "center", "h1", "h2", "h3", "h4", "h5", "h6"}, Kind::Block, Needs::Blocks);
-        add({"pre", "blockquote", "address"}, Kind::Block, Needs::Documents);
-        add({"li"}, Kind::Item, Needs::Blocks);
-        add({"ul", "ol"}, Kind::Boundary, Needs::Blocks);
-        add({"tr", "td", "th", "dt", "dd"}, Kind::Item, Needs::Documents);
-        add({"table", "dl"}, Kind::Boundary, Needs::Documents);
-        add({"thead", "tbody", "tfoot", "caption"}, Kind::Block, Needs::Documents);
-        add({"script", "title"}, Kind::Hidden, Needs::Nothing);
-        add({"style", "head"}, Kind::Hidden, Needs::Documents); // stay in documents
-        return t;
+        QHash<QString, Element> result;
+        for (const auto &row : rows) {
+            for (const QString &name : QString::fromLatin1(row.names).split(QLatin1Char(' ')))
+                result.insert(name, row.element);
+        }
+        return result;
     }();
     return table;
 }
@@ -88,99 +94,72 @@ QString escaped(const QString &value)
         .replace(QLatin1Char('>'), QLatin1String("&gt;"));
 }
 
-// Name, "=" and value; the value with or without quotes.
 QHash<QString, QString> attributesOf(const QString &source)
 {
+    static const QRegularExpression attribute(
+        QStringLiteral("([\\w-]++)\\s*+(?:=\\s*+(?:\"([^\"]*+)\"?|'([^']*+)'?|([^\\s\"']++)))?"));
     QHash<QString, QString> result;
-    const int size = source.size();
-    if (size > MaxAttributes)
+    if (source.size() > MaxAttributes)
         return result;
-    const auto skipSpace = [&](int &i) {
-        while (i < size && source.at(i).isSpace())
-            ++i;
-    };
-    for (int i = 0; i < size;) {
-        const int start = i;
-        while (i < size && (isNameChar(source.at(i)) || source.at(i) == QLatin1Char('-')))
-            ++i;
-        const QString name = source.mid(start, i - start).toLower();
-        skipSpace(i);
-        QString value;
-        if (i < size && source.at(i) == QLatin1Char('=')) {
-            skipSpace(++i);
-            const QChar quote = i < size ? source.at(i) : QChar();
-            int end = i;
-            if (quote == QLatin1Char('"') || quote == QLatin1Char('\'')) {
-                end = source.indexOf(quote, ++i);
-                end = end < 0 ? size : end;
-                value = source.mid(i, end - i);
-                ++end;
-            } else {
-                while (end < size && !source.at(end).isSpace())
-                    ++end;
-                value = source.mid(i, end - i);
-            }
-            i = end;
-        }
-        if (!name.isEmpty() && !result.contains(name))
-            result.insert(name, value);
-        i = qMax(i, start + 1);
+    for (auto it = attribute.globalMatch(source); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        const QString name = match.captured(1).toLower();
+        if (!result.contains(name))
+            result.insert(name, match.captured(2) + match.captured(3) + match.captured(4));
     }
     return result;
 }
 
-bool isPlainColour(const QString &value)
+bool matches(const QString &value, const QRegularExpression &whole)
 {
-    const int hash = value.startsWith(QLatin1Char('#')) ? 1 : 0;
-    return value.size() > hash && value.size() <= 24 && std::all_of(value.begin() + hash, value.end(), isNameChar);
+    return value.size() <= 24 && whole.match(value).hasMatch();
 }
 
-bool isPlainWord(const QString &value)
+bool isColour(const QString &value)
 {
-    return !value.isEmpty() && value.size() <= 20 &&
-           std::all_of(value.begin(), value.end(), [](QChar c) { return isNameChar(c) || c == QLatin1Char('-'); });
+    static const QRegularExpression colour(QStringLiteral("^#?[a-zA-Z0-9]+$"));
+    return matches(value, colour);
+}
+
+bool isWord(const QString &value)
+{
+    static const QRegularExpression word(QStringLiteral("^[a-zA-Z0-9-]+$"));
+    return matches(value, word);
 }
 
 // "12px", "9pt" or "large"; empty when the size is none.
 QString boundedFontSize(const QString &value)
 {
-    for (const auto &[unit, perPixel] : {std::pair("px", 1.0), std::pair("pt", 0.75)}) {
-        if (!value.endsWith(QLatin1String(unit)))
-            continue;
-        bool isNumber = false;
-        const double size = value.leftRef(value.size() - 2).toDouble(&isNumber);
-        if (!isNumber)
-            return QString();
-        return QString::number(qBound(SmallestFont * perPixel, size, LargestFont * perPixel), 'f', 0) +
-               QLatin1String(unit);
-    }
-    static const QStringList words{QStringLiteral("small"),    QStringLiteral("medium"),  QStringLiteral("large"),
-                                   QStringLiteral("x-large"),  QStringLiteral("x-small"), QStringLiteral("xx-small"),
-                                   QStringLiteral("xx-large"), QStringLiteral("smaller"), QStringLiteral("larger")};
-    return words.contains(value) ? value : QString();
+    static const QRegularExpression size(QStringLiteral("^([0-9.]+)(px|pt)$"));
+    static const QRegularExpression word(QStringLiteral("^(x{0,2}-)?(small|large|smaller|larger|medium)$"));
+    if (value.size() > 24)
+        return QString();
+    const QRegularExpressionMatch match = size.match(value);
+    if (!match.hasMatch())
+        return word.match(value).hasMatch() ? value : QString();
+    const double unit = match.captured(2) == QLatin1String("px") ? 1 : 0.75; // of a pixel at 96 DPI
+    const double bounded = qBound(SmallestFont * unit, match.captured(1).toDouble(), LargestFont * unit);
+    return QString::number(bounded, 'f', 0) + match.captured(2);
 }
 
 // The declarations of a style attribute that stay, each in its judged form.
 QString judgedStyle(const QString &style, bool blocks)
 {
+    static const QStringList words{QStringLiteral("font-weight"), QStringLiteral("font-style"),
+                                   QStringLiteral("text-decoration")};
     QString result;
     for (const QString &declaration : style.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
-        const int colon = declaration.indexOf(QLatin1Char(':'));
-        const QString name = declaration.left(colon).trimmed().toLower();
-        QString value = colon < 0 ? QString() : declaration.mid(colon + 1).trimmed().toLower();
-        bool stays = false;
-        if (name == QLatin1String("color"))
-            stays = isPlainColour(value);
-        else if (name == QLatin1String("font-weight") || name == QLatin1String("font-style") ||
-                 name == QLatin1String("text-decoration"))
-            stays = isPlainWord(value);
-        else if (name == QLatin1String("background-color"))
-            stays = blocks && isPlainColour(value);
-        else if (name == QLatin1String("text-align"))
-            stays = blocks && isPlainWord(value);
-        else if (name == QLatin1String("font-size"))
-            stays = blocks && !(value = boundedFontSize(value)).isEmpty();
-        if (stays)
+        const QString name = declaration.section(QLatin1Char(':'), 0, 0).trimmed().toLower();
+        QString value = declaration.section(QLatin1Char(':'), 1).trimmed().toLower();
+        if (blocks && name == QLatin1String("font-size"))
+            value = boundedFontSize(value);
+        else if (name == QLatin1String("color") || (blocks && name == QLatin1String("background-color")))
+            value = isColour(value) ? value : QString();
+        else if (words.contains(name) || (blocks && name == QLatin1String("text-align")))
+            value = isWord(value) ? value : QString();
+        else
+            value.clear();
+        if (!value.isEmpty())
             result += name + QLatin1Char(':') + value + QLatin1Char(';');
     }
     return result;
@@ -218,7 +197,7 @@ QString cut(const QString &text, int length)
 {
     if (text.size() <= length)
         return text;
-    int end = head(text, length).size();
+    int end = text::beginning(text, length).size();
     const int ampersand = text.lastIndexOf(QLatin1Char('&'), end - 1);
     if (ampersand > end - MaxEntity && ampersand >= 0 && ampersand + entityLength(text, ampersand) > end)
         end = ampersand;
@@ -442,12 +421,12 @@ private:
             add(QStringLiteral("src"), given.value(QStringLiteral("src")));
         QString style = judgedStyle(given.value(QStringLiteral("style")), m_policy.blocks);
         const QString colour = given.value(QStringLiteral("color"));
-        if (isPlainColour(colour) && !(QLatin1Char(';') + style).contains(QLatin1String(";color:")))
+        if (isColour(colour) && !(QLatin1Char(';') + style).contains(QLatin1String(";color:")))
             style.prepend(QLatin1String("color:") + colour + QLatin1Char(';'));
         add(QStringLiteral("style"), style);
         if (m_policy.blocks) {
             const QString align = given.value(QStringLiteral("align"));
-            add(QStringLiteral("align"), isPlainWord(align) ? align : QString());
+            add(QStringLiteral("align"), isWord(align) ? align : QString());
             const QString size = name == QLatin1String("font") ? given.value(QStringLiteral("size")) : QString();
             add(QStringLiteral("size"), size.size() <= 2 ? size : QString());
         }
@@ -518,41 +497,26 @@ private:
 
 } // namespace
 
+// In the order of the members: characters, long word, open elements, tags, then the switches and the links.
+
 Policy box()
 {
-    Policy policy;
-    policy.maxChars = 10000;
-    policy.longWord = 24;
-    policy.plain = true;
-    policy.lineEnds = true;
-    policy.links = Links::Web;
-    return policy;
+    return {10000, 24, 100, 20000, true, true, false, false, false, Links::Web};
 }
 
 Policy notice()
 {
-    Policy policy = card();
-    policy.maxChars = 20000;
-    return policy;
+    return {20000, 200, 100, 20000, false, false, true, true, false, Links::None};
 }
 
 Policy card()
 {
-    Policy policy;
-    policy.maxChars = 1 << 20;
-    policy.blocks = true;
-    policy.pictures = true;
-    return policy;
+    return {65536, 200, 100, 20000, false, false, true, true, false, Links::None};
 }
 
 Policy notes()
 {
-    Policy policy = card();
-    policy.maxChars = 2 << 20;
-    policy.maxOpen = 200;
-    policy.documents = true;
-    policy.links = Links::Any;
-    return policy;
+    return {2 << 20, 200, 200, 20000, false, false, true, true, true, Links::Any};
 }
 
 Reduced reduce(const QString &text, const Policy &policy)
@@ -568,9 +532,9 @@ QString words(const QString &text, int length)
     // Text may begin with markup; more than this is not looked at.
     constexpr int FirstLook = 4096;
     constexpr int SecondLook = 65536;
-    Policy policy;
+    Policy policy = card();
     policy.maxTags = 1000;
-    policy.blocks = true;
+    policy.pictures = false;
     for (const int look : {FirstLook, SecondLook}) {
         const QString source = cut(text, qMax(look, length));
         policy.maxChars = source.size();
@@ -580,15 +544,9 @@ QString words(const QString &text, int length)
                             : reduced.text;
         plain = plain.remove(BreakHere).simplified();
         if (!plain.isEmpty() || text.size() <= look)
-            return head(plain, length);
+            return text::beginning(plain, length);
     }
     return QString();
-}
-
-QString head(const QString &text, int length)
-{
-    const bool splitsPair = length > 0 && length < text.size() && text.at(length - 1).isHighSurrogate();
-    return text.left(splitsPair ? length - 1 : length);
 }
 
 } // namespace tarn::visualized::safehtml

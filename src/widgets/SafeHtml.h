@@ -34,7 +34,7 @@ struct Policy
 Policy box();
 /// Pop-up notices: blocks and local pictures; 20,000 characters, the message center has the whole text.
 Policy notice();
-/// Opened messages: blocks and local pictures; 1 Mi characters.
+/// Opened messages: blocks and local pictures; 65,536 characters, as many as are laid out without a noticeable pause.
 Policy card();
 /// Release notes: whole pages with tables; 2 Mi characters. Spans of cells are limited to 100.
 Policy notes();
@@ -51,8 +51,5 @@ Reduced reduce(const QString &text, const Policy &policy);
 /// The words alone, white space simplified, for previews and screen readers: at most `length` characters, made from the
 /// beginning of the text.
 QString words(const QString &text, int length);
-
-/// The first `length` characters, one less where that would split a surrogate pair.
-QString head(const QString &text, int length);
 
 } // namespace tarn::visualized::safehtml

@@ -1,4 +1,4 @@
-#include "message/CardText.h"
+#include "message/CardTextView.h"
 #include "message/Center.h"
 #include <QAccessible>
 #include <QDir>
@@ -102,6 +102,21 @@ private slots:
         const Window window = open({with("MsgContent", chinese + "\n" + word)});
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         QCOMPARE(shownText(item(window, 0)).remove(QChar(0x200B)), chinese + "\n" + word);
+    }
+
+    void theFocusedCardAloneHasARing()
+    {
+        const Window window = open({message("a"), message("b")});
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        QTest::keyClick(window.get(), Qt::Key_Down);
+        QTRY_VERIFY(item(window, 0)->hasFocus());
+        const auto edge = [&](int index) {
+            QWidget *card = item(window, index);
+            return card->grab().toImage().pixelColor(1, card->height() / 2);
+        };
+        QCOMPARE(edge(0), QColor("#53b3ea"));
+        QVERIFY(edge(1) != edge(0));
     }
 
     // Nothing waits for what is no picture, and the window can go while it is looked at.

@@ -78,31 +78,8 @@ private slots:
         QCOMPARE(records.size(), size_t(2));
     }
 
-    void eachActionIsReportedInItsOwnForm()
-    {
-        const auto take = [] {
-            QStringList operations;
-            QVariantMap status;
-            for (const FakeCall &call : reports()) {
-                operations.append(call.operation + call.values.value("MessageReceipt").toString());
-                if (call.operation == "UpdateMessageStatus")
-                    status = call.values;
-            }
-            fake().reset();
-            return qMakePair(operations, status);
-        };
-        const QVariantMap read{{"MsgId_list", QStringList("7")}, {"Operate_type", "MsgState"}, {"MsgState", 2}};
-        const QVariantMap gone{{"MsgId_list", QStringList("7")}, {"Operate_type", "MessageStatu"}, {"MessageStatu", 3}};
-        store().MessageHasBeenRead("7", "ignored", "ignored");
-        QCOMPARE(take(), qMakePair(QStringList({"AddMessageReceipt2", "UpdateMessageStatus"}), read));
-        store().MessageHasBeenClicked("7", "ignored", "ignored");
-        QCOMPARE(take(), qMakePair(QStringList("AddMessageReceipt3"), QVariantMap()));
-        store().MessageHasBeenDeleted("7", "ignored", "ignored");
-        QCOMPARE(take(), qMakePair(QStringList("UpdateMessageStatus"), gone));
-    }
-
     // A report waits for the service on its own thread only, and a step that fails does not stop the next.
-    void aHangingServiceHoldsNobodyUp()
+    void aHangingServiceHoldsNoWindow()
     {
         FakeAnswer hanging{2012, "断开", {}, {}};
         hanging.hang = true;
