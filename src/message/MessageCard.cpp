@@ -71,26 +71,16 @@ int MessageCard::px(int design) const
     return placement::scaled(design, m_dpi);
 }
 
-int MessageCard::bodyTop() const
-{
-    return px(Padding) + px(TitleHeight) + px(Gap) / 2;
-}
-
-int MessageCard::collapsedHeight() const
-{
-    return bodyTop() + 2 * lineHeight() + px(Padding);
-}
-
 QRect MessageCard::dotRect() const
 {
     const int size = px(DotSize);
-    return {px(Padding), px(Padding) + (px(TitleHeight) - size) / 2, size, size};
+    return {padding(), padding() + (px(TitleHeight) - size) / 2, size, size};
 }
 
 QRect MessageCard::arrowRect(int width) const
 {
     const int size = px(ButtonSize);
-    return {width - px(Padding) - size, px(Padding) + (px(TitleHeight) - size) / 2, size, size};
+    return {width - padding() - size, padding() + (px(TitleHeight) - size) / 2, size, size};
 }
 
 QRect MessageCard::arrowIconRect(int width) const
@@ -103,14 +93,14 @@ QRect MessageCard::arrowIconRect(int width) const
 QRect MessageCard::deleteRect(int width) const
 {
     const int size = px(ButtonSize);
-    return {width - px(Padding) - size, collapsedHeight() - px(Padding) - size, size, size};
+    return {width - padding() - size, collapsedHeight() - padding() - size, size, size};
 }
 
 QRect MessageCard::textRect(int width) const
 {
     const int left = dotRect().right() + 1 + px(Gap);
-    const int right = arrowRect(width).left() - px(Padding);
-    return {left, px(Padding), qMax(1, right - left), collapsedHeight() - 2 * px(Padding)};
+    const int right = arrowRect(width).left() - padding();
+    return {left, padding(), qMax(1, right - left), collapsedHeight() - 2 * padding()};
 }
 
 void MessageCard::drawFrame(QPainter *painter, const QRect &rect, bool isSelected, bool hasFocus) const
@@ -134,7 +124,7 @@ void MessageCard::drawHead(QPainter *painter, int width, const QString &title, c
     painter->drawText(line, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, shownTime);
 
     if (!shownTime.isEmpty())
-        line.setRight(line.right() - timeMetrics.horizontalAdvance(shownTime) - px(Padding));
+        line.setRight(line.right() - timeMetrics.horizontalAdvance(shownTime) - padding());
     painter->setFont(m_titleFont);
     painter->setPen(QColor(TitleColor));
     painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,

@@ -15,8 +15,8 @@ public:
     /// The set for the widget's DPI; one is kept per DPI until the application ends.
     static QSharedPointer<const MessageCard> of(const QWidget *w);
 
-    int collapsedHeight() const;
-    int bodyTop() const;
+    int collapsedHeight() const { return bodyTop() + 2 * lineHeight() + padding(); }
+    int bodyTop() const { return padding() + px(TitleHeight) + gap() / 2; }
     int lineHeight() const { return px(LineHeight); }
     int padding() const { return px(Padding); }
     int gap() const { return px(Gap); } ///< between two cards, and between the parts of a body

@@ -17,38 +17,23 @@ void CMessageObserver::AddListener(QObject *listener)
     if (!listener || _listListeners.contains(listener))
         return;
     _listListeners.append(listener);
-    connect(listener, &QObject::destroyed, this, &CMessageObserver::OnListenerDestroyed);
+    connect(listener, &QObject::destroyed, this, [listener] { _listListeners.removeOne(listener); });
 }
 
 void CMessageObserver::RemoveListener(QObject *listener)
 {
     if (listener && _listListeners.removeOne(listener))
-        disconnect(listener, &QObject::destroyed, this, &CMessageObserver::OnListenerDestroyed);
+        listener->disconnect(this);
 }
 
 void CMessageObserver::NotifyEvent(IEventData *data, EMessageEventType type)
 {
-    QEvent::Type eventType = QEvent::None;
-    switch (type) {
-    case eEventUnknown:
-        eventType = CMessagePushEvent::eUnknownType;
-        break;
-    case eEventDisplayed:
-        eventType = CMessagePushEvent::eMessageDisplayed;
-        break;
-    case eEventClicked:
-        eventType = CMessagePushEvent::eMessageClicked;
-        break;
-    default:
+    static constexpr QEvent::Type types[] = {CMessagePushEvent::eUnknownType, CMessagePushEvent::eMessageDisplayed,
+                                             CMessagePushEvent::eMessageClicked};
+    if (type < eEventUnknown || type > eEventClicked)
         return;
-    }
     for (QObject *listener : std::as_const(_listListeners)) {
         if (listener)
-            QCoreApplication::postEvent(listener, new CMessagePushEvent(eventType, data));
+            QCoreApplication::postEvent(listener, new CMessagePushEvent(types[type], data));
     }
-}
-
-void CMessageObserver::OnListenerDestroyed(QObject *listener)
-{
-    _listListeners.removeOne(listener);
 }

@@ -8,8 +8,8 @@
 
 enum EEventSource { eSourceUnknown = 0, eSourceMessageCenter = 1 };
 
-/// Data of a push event. One object serves all events of one notification, posted at several times to several
-/// receivers. Made as a QSharedPointer it goes with the last of its events; made otherwise it is its maker's to delete.
+/// Data of a push event, shared by all events of one notification. Created as a QSharedPointer it is destroyed with the last
+/// of its events; created otherwise its creator deletes it.
 class IEventData : public QObject, public QEnableSharedFromThis<IEventData>
 {
 public:
@@ -34,19 +34,22 @@ private:
 class CMessagePushEvent final : public QEvent
 {
 public:
-    static const QEvent::Type eUnknownType;      ///< 1960
-    static const QEvent::Type eMessageDisplayed; ///< 1961, the message was read
-    static const QEvent::Type eMessageClicked;   ///< 1962, the message's link was followed
+    static constexpr QEvent::Type eUnknownType = static_cast<QEvent::Type>(1960);
+    static constexpr QEvent::Type eMessageDisplayed = static_cast<QEvent::Type>(1961); ///< the message was read
+    static constexpr QEvent::Type eMessageClicked = static_cast<QEvent::Type>(1962);   ///< its link was followed
 
     /// @param data may be null; not owned, but kept alive by this event when it lives in a QSharedPointer
-    CMessagePushEvent(QEvent::Type type, IEventData *data);
-    ~CMessagePushEvent() override;
+    CMessagePushEvent(QEvent::Type type, IEventData *data)
+        : QEvent(type)
+        , m_data(data)
+        , m_share(data ? data->sharedFromThis() : nullptr)
+    {
+    }
+    Q_DISABLE_COPY(CMessagePushEvent)
 
     IEventData *GetEventData() { return m_data; }
 
 private:
-    Q_DISABLE_COPY(CMessagePushEvent)
-
     IEventData *m_data;
-    QSharedPointer<IEventData> m_share; // null for data that nobody shares
+    QSharedPointer<IEventData> m_share; // null for data that is not shared
 };

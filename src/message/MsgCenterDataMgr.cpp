@@ -43,12 +43,7 @@ void report(const CMsgUpdTaskData &data)
 
 CMsgUpdTaskData reading(const QStringList &ids)
 {
-    CMsgUpdTaskData data;
-    data.msgIds = ids;
-    data.receipt = receipt::Read;
-    data.operateType = operate::MsgState;
-    data.status = status::Read;
-    return data;
+    return {false, receipt::Read, status::Read, ids, operate::MsgState, {}};
 }
 } // namespace
 
@@ -86,17 +81,10 @@ void CMsgCenterDataMgr::MessageHasBeenRead(const QStringList &msgIds)
 
 void CMsgCenterDataMgr::MessageHasBeenClicked(const QString &msgId, const QString &, const QString &)
 {
-    CMsgUpdTaskData data;
-    data.msgIds = QStringList{msgId};
-    data.receipt = receipt::Clicked;
-    report(data);
+    report({false, receipt::Clicked, -1, {msgId}, {}, {}});
 }
 
 void CMsgCenterDataMgr::MessageHasBeenDeleted(const QString &msgId, const QString &, const QString &)
 {
-    CMsgUpdTaskData data;
-    data.msgIds = QStringList{msgId};
-    data.operateType = operate::MessageStatu;
-    data.status = status::Deleted;
-    report(data);
+    report({false, -1, status::Deleted, {msgId}, operate::MessageStatu, {}});
 }

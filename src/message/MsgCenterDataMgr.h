@@ -24,7 +24,7 @@ struct sMsgData
     int WndHeight = 0; ///< last on purpose
 };
 
-/// The windows' way to the message service: fetches the records, reports what the user did with them. Keeps no list of
+/// The windows' way to the message service: fetches the records, reports the user's actions. Keeps no list of
 /// its own. GUI thread; failures are only logged.
 class CMsgCenterDataMgr final : public QObject
 {
@@ -32,12 +32,10 @@ class CMsgCenterDataMgr final : public QObject
 public:
     static CMsgCenterDataMgr *GetMsgDataMgrInstance();
 
-    /// Appends every message in the service's order; leaves records unchanged when the service cannot be asked. Blocks
-    /// until the service has answered.
+    /// Appends every message in the service's order, none when the call fails. Blocks until the service has answered.
     void GetMessageRecords(std::vector<sMsgData> &records);
 
-    /// These return at once; the report goes out on a thread of the global pool. The second and third argument mean
-    /// nothing.
+    /// These return at once; a thread of the global pool sends the report. The unnamed arguments are ignored.
     void MessageHasBeenRead(const QString &msgId, const QString &, const QString &);
     void MessageHasBeenRead(const QStringList &msgIds);
     void MessageHasBeenClicked(const QString &msgId, const QString &, const QString &);

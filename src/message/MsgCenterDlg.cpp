@@ -211,11 +211,6 @@ void CMsgCenterDlg::connectItem(CMessageListItem *item)
     connect(item, &CMessageListItem::MessageDeleted, this, &CMsgCenterDlg::OnMessageDeleted);
 }
 
-QList<CMessageListItem *> CMsgCenterDlg::itemsOf(const QString &id) const
-{
-    return m_itemsById.values(id);
-}
-
 void CMsgCenterDlg::MsgReadSlots(QString strMsgId)
 {
     CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenRead(strMsgId, QString(), QString());
@@ -289,11 +284,6 @@ void CMsgCenterDlg::moveSelectionAway(const QList<CMessageListItem *> &items)
         m_list->goTo(next);
     else
         front::neutralFocus(this);
-}
-
-void CMsgCenterDlg::OnCloseBtnClicked()
-{
-    close();
 }
 
 void CMsgCenterDlg::ReadAllMsg()

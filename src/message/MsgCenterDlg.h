@@ -35,7 +35,7 @@ public slots:
     void MsgHasBeClickSlots(QString strMsgId);
     void OnMessageSelected(QString strMessageId);
     void OnMessageDeleted(QString strMessageId);
-    void OnCloseBtnClicked();
+    void OnCloseBtnClicked() { close(); }
 
 protected:
     bool event(QEvent *event) override;
@@ -63,7 +63,7 @@ private:
     void forwardToItem(CMessagePushEvent *event);
     void moveSelectionAway(const QList<CMessageListItem *> &items);
     /// The items of all records with this id, which are one message to the service.
-    QList<CMessageListItem *> itemsOf(const QString &id) const;
+    QList<CMessageListItem *> itemsOf(const QString &id) const { return m_itemsById.values(id); }
 
     std::vector<sMsgData> m_records;      // filled once: the items point into it
     std::map<QString, QObject *> m_items; // the first item of each id

@@ -181,26 +181,6 @@ NotifyWnd::NotifyWnd(QWidget *parent)
         connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NotifyWnd::DpiChanged);
 }
 
-QMap<QString, QVariant> NotifyWnd::data() const
-{
-    return m_data;
-}
-
-QString NotifyWnd::GetMsgId() const
-{
-    return m_msgId;
-}
-
-int NotifyWnd::GetUnReadMsgNum() const
-{
-    return m_unreadCount;
-}
-
-bool NotifyWnd::wasPainted() const
-{
-    return m_painted;
-}
-
 QPoint NotifyWnd::cornerPos(int dx, int dy) const
 {
     const QScreen *screen = QGuiApplication::primaryScreen();
@@ -221,11 +201,6 @@ QSize NotifyWnd::ScreenSize() const
     return {size.width(), size.height() - (full.height() - available.height())};
 }
 
-void NotifyWnd::SetUnReadMsgNum(int count)
-{
-    m_unreadCount = count;
-}
-
 void NotifyWnd::setData(const QMap<QString, QVariant> &data)
 {
     m_data = data;
@@ -242,8 +217,8 @@ void NotifyWnd::setData(const QMap<QString, QVariant> &data)
 void NotifyWnd::CreateCtrl()
 {
     delete m_msgCenterButton;
-    m_msgCenterButton = new QPushButton(icon(QStringLiteral(":/images/images/msgCenter.svg"), MsgCenterIconSize),
-                                        QStringLiteral("消息中心 "), m_background);
+    m_msgCenterButton =
+        new QPushButton(icon(look::icon::MessageCenter, MsgCenterIconSize), QStringLiteral("消息中心 "), m_background);
     m_msgCenterButton->setObjectName(QStringLiteral("notify-msgcenter-btn"));
     m_msgCenterButton->setFlat(true);
     m_msgCenterButton->setIconSize(QSize(MsgCenterIconSize, MsgCenterIconSize));
@@ -284,16 +259,6 @@ void NotifyWnd::showBadge(QLabel *badge) const
     badge->show();
     m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心，%1条未读消息").arg(number));
     VT_LOG(info) << QStringLiteral("通知栏消息：未读数量") + number;
-}
-
-void NotifyWnd::SetWndCallBack(void (*callback)())
-{
-    m_callback = callback;
-}
-
-void NotifyWnd::CloseDlg()
-{
-    close();
 }
 
 void NotifyWnd::MsgBtnClick()
@@ -425,8 +390,7 @@ void NotifyWnd::makeBodyScroll()
 
 QPushButton *NotifyWnd::closeButton()
 {
-    auto *button = new QPushButton(icon(QStringLiteral(":/images/images/notifyClose.svg"), CloseIconSize), QString(),
-                                   m_background);
+    auto *button = new QPushButton(icon(look::icon::CloseNotice, CloseIconSize), QString(), m_background);
     button->setObjectName(QStringLiteral("notify-close-btn"));
     button->setAccessibleName(QStringLiteral("关闭"));
     button->setFlat(true);
@@ -542,9 +506,4 @@ void NotifyWnd::updateShape()
     else
         setMask(QRegion(roundedPath(m_background->geometry(), FrameRadius).toFillPolygon().toPolygon()));
     update(); // the shadow
-}
-
-QString NotifyWnd::textOf(const QString &key) const
-{
-    return m_data.value(key).toString();
 }

@@ -30,20 +30,21 @@ class NotifyWnd final : public QWidget
 public:
     explicit NotifyWnd(QWidget *parent);
 
-    QMap<QString, QVariant> data() const;
-    QString GetMsgId() const;
-    int GetUnReadMsgNum() const;
-    bool wasPainted() const; ///< it has been on the screen
+    QMap<QString, QVariant> data() const { return m_data; }
+    QString GetMsgId() const { return m_msgId; }
+    int GetUnReadMsgNum() const { return m_unreadCount; }
+    bool wasPainted() const { return m_painted; } ///< it has been on the screen
     /// The right and bottom of the primary screen's available area, less dx and dy.
     QPoint cornerPos(int dx, int dy) const;
     /// Size of the primary screen without the panels on one of its axes.
     QSize ScreenSize() const;
 
-    void SetUnReadMsgNum(int count);
+    void SetUnReadMsgNum(int count) { m_unreadCount = count; }
     void setData(const QMap<QString, QVariant> &data);
-    void CreateCtrl();                       ///< builds button and badge; after SetUnReadMsgNum()
-    void SetWndCallBack(void (*callback)()); ///< called once, when the window closes; may be null
-    void CloseDlg();
+    void CreateCtrl(); ///< builds button and badge; after SetUnReadMsgNum()
+    /// @param callback called once, when the window closes; may be null
+    void SetWndCallBack(void (*callback)()) { m_callback = callback; }
+    void CloseDlg() { close(); }
 
 signals:
     void firstPainted();
@@ -74,7 +75,7 @@ private:
     void grow();
     void updateShape();
     void showBadge(QLabel *badge) const;
-    QString textOf(const QString &key) const;
+    QString textOf(const QString &key) const { return m_data.value(key).toString(); }
 
     int m_sideMargin = 0;
     int m_topMargin = 0;
