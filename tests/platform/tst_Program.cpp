@@ -1,0 +1,147 @@
+#include "tarn/core/Program.h"
+#include <QProcess>
+#include <QTemporaryFile>
+#include <QTest>
+#include <csignal>
+#include <functional>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace tarn;
+
+namespace {
+
+/// What the work writes to standard error, line by line.
+QStringList written(const std::function<void()> &work)
+{
+    QTemporaryFile file;
+    if (!file.open())
+        return {};
+    const int kept = ::dup(STDERR_FILENO);
+    ::dup2(file.handle(), STDERR_FILENO);
+    work();
+    ::dup2(kept, STDERR_FILENO);
+    ::close(kept);
+    file.seek(0);
+    return QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+void log(const QString &text)
+{
+    core::writeLog(QtWarningMsg, QMessageLogContext("lib.so", 1, "void Class::name(int)", "default"), text);
+}
+
+/// Runs the work in a child. @return its wait status
+int statusOf(const std::function<void()> &work)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        work();
+        ::_exit(7);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+} // namespace
+
+// What the platform's programs have in common.
+class TestProgram final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void logLines();
+    void failuresThatAreNoEnd();
+    void mainThreadThatHangs();
+    void hostWithoutDisplay();
+};
+
+void TestProgram::logLines()
+{
+    const QString form =
+        QStringLiteral("^\\d{4}-\\d\\d-\\d\\d (\\d\\d):\\d\\d:\\d\\d\\.\\d{3} tst_Program\\[%1\\] warning: %2$");
+    const auto matches = [&](const QString &line, const QString &text) {
+        const QRegularExpression expected(form.arg(::getpid()).arg(text));
+        return expected.match(line).captured(1);
+    };
+    const QStringList lines = written([] {
+        log(QStringLiteral("短"));
+        log(QString(2000, QChar(0x4e00))); // 6,000 bytes; the cut would be inside a character
+    });
+    QCOMPARE(lines.size(), 2);
+    QVERIFY2(!matches(lines.at(0), QStringLiteral("短")).isEmpty(), qPrintable(lines.at(0)));
+    QVERIFY(!matches(lines.at(1), QStringLiteral("一{1365}\\.\\.\\. \\(6000 bytes\\)")).isEmpty());
+
+    const auto hour = [&](const char *zone) {
+        qputenv("TZ", zone);
+        QString found;
+        // The zone is looked at with each new second.
+        return QTest::qWaitFor(
+                   [&] {
+                       found = matches(written([] { log(QStringLiteral("x")); }).value(0), QStringLiteral("x"));
+                       return found == QDateTime::currentDateTimeUtc()
+                                           .addSecs(QByteArray(zone) == "UTC-5" ? 5 * 3600 : 0)
+                                           .toString(QStringLiteral("hh"));
+                   },
+                   3000)
+                   ? found
+                   : QString();
+    };
+    QVERIFY(!hour("UTC0").isEmpty());
+    QVERIFY(!hour("UTC-5").isEmpty());
+}
+
+void TestProgram::failuresThatAreNoEnd()
+{
+    const int status = statusOf([] {
+        core::prepareProgram(false, false);
+        int ends[2];
+        if (::pipe(ends) != 0)
+            ::_exit(1);
+        ::close(ends[0]);
+        if (::write(ends[1], "x", 1) != -1 || errno != EPIPE)
+            ::_exit(2);
+        ::raise(SIGXFSZ);
+        rlimit files = {};
+        ::getrlimit(RLIMIT_NOFILE, &files);
+        if (files.rlim_cur != files.rlim_max)
+            ::_exit(3);
+    });
+    QVERIFY(WIFEXITED(status));
+    QCOMPARE(WEXITSTATUS(status), 7);
+}
+
+void TestProgram::mainThreadThatHangs()
+{
+    const int status = statusOf([] {
+        const core::UnixSignals signalSource(1);
+        ::raise(SIGTERM);
+        for (;;)
+            ::pause();
+    });
+    QVERIFY(WIFEXITED(status));
+    QCOMPARE(WEXITSTATUS(status), 1);
+}
+
+void TestProgram::hostWithoutDisplay()
+{
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    environment.insert(QStringLiteral("DISPLAY"), QStringLiteral(":4711"));
+    const auto run = [&](const QStringList &arguments) {
+        QProcess host;
+        host.setProcessEnvironment(environment);
+        host.setProcessChannelMode(QProcess::MergedChannels);
+        host.start(qEnvironmentVariable("TARN_BIN_DIR") + QStringLiteral("/visualized-host"), arguments);
+        const bool ended = host.waitForFinished(20000) && host.exitStatus() == QProcess::NormalExit;
+        return QStringLiteral("%1: ").arg(ended ? host.exitCode() : -1) + QString::fromUtf8(host.readAll()).trimmed();
+    };
+    QVERIFY(run({QStringLiteral("--help")}).startsWith(QStringLiteral("0: Usage: ")));
+    QCOMPARE(run({}), QStringLiteral("1: visualized-host: the X display \":4711\" (environment variable DISPLAY) "
+                                     "cannot be opened"));
+}
+
+QTEST_GUILESS_MAIN(TestProgram)
+#include "tst_Program.moc"
