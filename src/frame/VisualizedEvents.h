@@ -55,6 +55,8 @@ template <class Input, QEvent::Type Type>
 class InputEventData final : public IVisualizedEventData
 {
 public:
+    static constexpr QEvent::Type EventType = Type;
+
     explicit InputEventData(QSharedPointer<Input> args)
         : inputArgs(std::move(args))
     {

@@ -14,7 +14,6 @@
 #include <optional>
 
 namespace {
-
 constexpr int MaxNameSize = 256;  // characters of a product's name or a message's id
 constexpr int MaxTextSize = 4096; // characters of a title, a link or a path
 constexpr int MaxContentSize = 1 << 20;
@@ -67,10 +66,9 @@ bool accept(const Operation &op, const QSharedPointer<Output> &output)
 
 /// An operation that only passes its input on.
 template <class Data, class Input, class Output>
-bool passOn(const Operation &op, QEvent::Type type, const QSharedPointer<Input> &input,
-            const QSharedPointer<Output> &output)
+bool passOn(const Operation &op, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output)
 {
-    return begin(op, input, output) && post(op, type, std::make_unique<Data>(input)) && accept(op, output);
+    return begin(op, input, output) && post(op, Data::EventType, std::make_unique<Data>(input)) && accept(op, output);
 }
 
 /// An operation of the network-licence sign-in.
@@ -113,41 +111,31 @@ std::optional<QMap<QString, QVariant>> noticeValues(IMessageService_InputArgs &i
     return values;
 }
 
-// The two questions that are answered on the calling thread. Empty when the service is stopping. Their callers log after
-// the access has been returned: a host's log may wait for the GUI thread, which may wait for the access.
-
-std::optional<bool> signInDialogExists()
-{
-    const CManagerAccess access;
-    const CVisualizedManager *manager = access.manager();
-    return manager ? std::optional(manager->YunDiaIsExist()) : std::nullopt;
-}
-
-std::optional<int> silentState(const QString &softName)
+/// The manager's answer to a question, on the calling thread; empty when the service is stopping. Callers log after this
+/// has returned: a host's log may wait for the GUI thread, which may wait for the access.
+template <class Question>
+auto ask(Question question)
 {
     const CManagerAccess access;
     CVisualizedManager *manager = access.manager();
-    return manager ? std::optional(manager->getSilentPatchInstallState(softName)) : std::nullopt;
+    return manager ? std::optional(question(*manager)) : std::nullopt;
 }
 
 } // namespace
 
-bool CVisualizedOperateManager::QueryYunLoginDialogState(QSharedPointer<ICloudService_InputArgs>,
-                                                         QSharedPointer<ICloudService_OutputArgs> output)
+bool CVisualizedOperateManager::QueryYunLoginDialogState(CloudIn, CloudOut output)
 {
     const Operation op{__func__, QStringLiteral("查询云账号登录对话框状态"), tarn::cloud::code::Ok};
     if (!output)
         return op.refuse(vtlog::nullArgument(op.bracket()));
-    const std::optional<bool> exists = signInDialogExists();
+    const auto exists = ask([](const CVisualizedManager &manager) { return manager.YunDiaIsExist(); });
     if (!exists)
         return op.refuse(vtlog::shuttingDown(op.bracket()));
     output->SetValue(tarn::cloud::key::DialogExists, *exists);
     return true;
 }
 
-bool CVisualizedOperateManager::ShowCloudLogin(QSharedPointer<ICloudService_InputArgs> input,
-                                               QSharedPointer<ICloudService_OutputArgs> output,
-                                               QSharedPointer<ICloudLoginNotify> notify)
+bool CVisualizedOperateManager::ShowCloudLogin(CloudIn input, CloudOut output, QSharedPointer<ICloudLoginNotify> notify)
 {
     const Operation op{__func__, QStringLiteral("显示云账号登录对话框"), tarn::cloud::code::Ok};
     if (!begin(op, input, output))
@@ -159,37 +147,32 @@ bool CVisualizedOperateManager::ShowCloudLogin(QSharedPointer<ICloudService_Inpu
            accept(op, output);
 }
 
-bool CVisualizedOperateManager::NotifyCloudParentFinish(QSharedPointer<ICloudService_InputArgs> input,
-                                                        QSharedPointer<ICloudService_OutputArgs> output)
+bool CVisualizedOperateManager::NotifyCloudParentFinish(CloudIn input, CloudOut output)
 {
-    const Operation op{__func__, QStringLiteral("通知云登录父级窗口结束"), tarn::cloud::code::Ok};
-    return passOn<CNotifyCloudEventData>(op, CVisualizedEvents::eNotifyCloudParentFinish, input, output);
+    return passOn<CNotifyCloudEventData>({__func__, QStringLiteral("通知云登录父级窗口结束"), tarn::cloud::code::Ok},
+                                         input, output);
 }
 
-bool CVisualizedOperateManager::showAutoCheckUpdateDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
-                                                          QSharedPointer<IUpgaredSoftInfoService_OutputParam> output)
+bool CVisualizedOperateManager::showAutoCheckUpdateDialog(SoftIn input, SoftOut output)
 {
     // The words of the update-notes dialog are deliberate: log readers search for them.
-    const Operation op{__func__, QStringLiteral("展现更新说明对话框"), tarn::upgrade::code::Ok};
-    return passOn<CAutoCheckUpdateEveData>(op, CVisualizedEvents::eShowAutoCheckUpdateDialog, input, output);
+    return passOn<CAutoCheckUpdateEveData>({__func__, QStringLiteral("展现更新说明对话框"), tarn::upgrade::code::Ok},
+                                           input, output);
 }
 
-bool CVisualizedOperateManager::showUpgradeExplainDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
-                                                         QSharedPointer<IUpgaredSoftInfoService_OutputParam> output)
+bool CVisualizedOperateManager::showUpgradeExplainDialog(SoftIn input, SoftOut output)
 {
-    const Operation op{__func__, QStringLiteral("展现更新说明"), tarn::upgrade::code::Ok};
-    return passOn<CUpgradeExplainEveData>(op, CVisualizedEvents::eShowUpgradeExplainDialog, input, output);
+    return passOn<CUpgradeExplainEveData>({__func__, QStringLiteral("展现更新说明"), tarn::upgrade::code::Ok}, input,
+                                          output);
 }
 
-bool CVisualizedOperateManager::showUpgradeDownloadDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
-                                                          QSharedPointer<IUpgaredSoftInfoService_OutputParam> output)
+bool CVisualizedOperateManager::showUpgradeDownloadDialog(SoftIn input, SoftOut output)
 {
-    const Operation op{__func__, QStringLiteral("显示在线升级下载对话框"), tarn::upgrade::code::Ok};
-    return passOn<CUpgradeDownloadEveData>(op, CVisualizedEvents::eShowUpgradeDownloadDialog, input, output);
+    return passOn<CUpgradeDownloadEveData>(
+        {__func__, QStringLiteral("显示在线升级下载对话框"), tarn::upgrade::code::Ok}, input, output);
 }
 
-bool CVisualizedOperateManager::showSilentPatchInstallDialog(QSharedPointer<IUpgaredService_InputParam> input,
-                                                             QSharedPointer<IUpgaredService_OutputParam> output)
+bool CVisualizedOperateManager::showSilentPatchInstallDialog(PatchIn input, PatchOut output)
 {
     const Operation op{__func__, QStringLiteral("显示静默安装补丁进度对话框"), tarn::upgrade::code::Ok};
     if (!begin(op, input, output))
@@ -204,22 +187,21 @@ bool CVisualizedOperateManager::showSilentPatchInstallDialog(QSharedPointer<IUpg
                             std::make_unique<CSilentPatchInstallEveData>(input)))
         return false;
 
-    const std::optional<int> state = silentState(softName);
+    const auto state =
+        ask([&softName](CVisualizedManager &manager) { return manager.getSilentPatchInstallState(softName); });
     if (!state)
         return op.refuse(vtlog::shuttingDown(op.bracket()));
     output->SetValue(tarn::upgrade::key::SilentState, *state);
     return accept(op, output);
 }
 
-bool CVisualizedOperateManager::ShowMessageCenter(QSharedPointer<IMessageService_InputArgs> input,
-                                                  QSharedPointer<IMessageService_OutputArgs> output)
+bool CVisualizedOperateManager::ShowMessageCenter(MessageIn input, MessageOut output)
 {
-    const Operation op{__func__, QStringLiteral("显示消息中心对话框"), tarn::message::code::Ok};
-    return passOn<CMsgCenterEventData>(op, CVisualizedEvents::eShowMessageCenterDialog, input, output);
+    return passOn<CMsgCenterEventData>({__func__, QStringLiteral("显示消息中心对话框"), tarn::message::code::Ok}, input,
+                                       output);
 }
 
-bool CVisualizedOperateManager::ShowNotifyMessage(QSharedPointer<IMessageService_InputArgs> input,
-                                                  QSharedPointer<IMessageService_OutputArgs> output)
+bool CVisualizedOperateManager::ShowNotifyMessage(MessageIn input, MessageOut output)
 {
     const Operation op{__func__, QStringLiteral("显示通知栏消息对话框"), tarn::message::code::Ok};
     if (!begin(op, input, output))
@@ -234,14 +216,12 @@ bool CVisualizedOperateManager::ShowNotifyMessage(QSharedPointer<IMessageService
     return accept(op, output);
 }
 
-bool CVisualizedOperateManager::ShowNetLockLogin(QSharedPointer<ILicenseService_InputArgs> input,
-                                                 QSharedPointer<ILicenseService_OutputArgs> output)
+bool CVisualizedOperateManager::ShowNetLockLogin(LicenseIn input, LicenseOut output)
 {
     return refuseLicence({__func__, QStringLiteral("显示网络锁登录对话框"), 0}, input, output);
 }
 
-bool CVisualizedOperateManager::NotifyLicParentFinish(QSharedPointer<ILicenseService_InputArgs> input,
-                                                      QSharedPointer<ILicenseService_OutputArgs> output)
+bool CVisualizedOperateManager::NotifyLicParentFinish(LicenseIn input, LicenseOut output)
 {
     return refuseLicence({__func__, QStringLiteral("通知网络锁登录父级窗口结束"), 0}, input, output);
 }

@@ -6,27 +6,27 @@
 class CVisualizedOperateManager final : public IVisulizedOperateManager
 {
 public:
-    bool QueryYunLoginDialogState(QSharedPointer<ICloudService_InputArgs> input,
-                                  QSharedPointer<ICloudService_OutputArgs> output) override;
-    bool ShowCloudLogin(QSharedPointer<ICloudService_InputArgs> input, QSharedPointer<ICloudService_OutputArgs> output,
-                        QSharedPointer<ICloudLoginNotify> notify) override;
-    bool NotifyCloudParentFinish(QSharedPointer<ICloudService_InputArgs> input,
-                                 QSharedPointer<ICloudService_OutputArgs> output) override;
-    bool showAutoCheckUpdateDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
-                                   QSharedPointer<IUpgaredSoftInfoService_OutputParam> output) override;
-    bool showUpgradeExplainDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
-                                  QSharedPointer<IUpgaredSoftInfoService_OutputParam> output) override;
-    bool showUpgradeDownloadDialog(QSharedPointer<IUpgaredSoftInfoService_InputParam> input,
-                                   QSharedPointer<IUpgaredSoftInfoService_OutputParam> output) override;
-    bool showSilentPatchInstallDialog(QSharedPointer<IUpgaredService_InputParam> input,
-                                      QSharedPointer<IUpgaredService_OutputParam> output) override;
-    bool ShowMessageCenter(QSharedPointer<IMessageService_InputArgs> input,
-                           QSharedPointer<IMessageService_OutputArgs> output) override;
-    bool ShowNotifyMessage(QSharedPointer<IMessageService_InputArgs> input,
-                           QSharedPointer<IMessageService_OutputArgs> output) override;
+    using CloudIn = QSharedPointer<ICloudService_InputArgs>;
+    using CloudOut = QSharedPointer<ICloudService_OutputArgs>;
+    using LicenseIn = QSharedPointer<ILicenseService_InputArgs>;
+    using LicenseOut = QSharedPointer<ILicenseService_OutputArgs>;
+    using MessageIn = QSharedPointer<IMessageService_InputArgs>;
+    using MessageOut = QSharedPointer<IMessageService_OutputArgs>;
+    using PatchIn = QSharedPointer<IUpgaredService_InputParam>;
+    using PatchOut = QSharedPointer<IUpgaredService_OutputParam>;
+    using SoftIn = QSharedPointer<IUpgaredSoftInfoService_InputParam>;
+    using SoftOut = QSharedPointer<IUpgaredSoftInfoService_OutputParam>;
+
+    bool QueryYunLoginDialogState(CloudIn input, CloudOut output) override;
+    bool ShowCloudLogin(CloudIn input, CloudOut output, QSharedPointer<ICloudLoginNotify> notify) override;
+    bool NotifyCloudParentFinish(CloudIn input, CloudOut output) override;
+    bool showAutoCheckUpdateDialog(SoftIn input, SoftOut output) override;
+    bool showUpgradeExplainDialog(SoftIn input, SoftOut output) override;
+    bool showUpgradeDownloadDialog(SoftIn input, SoftOut output) override;
+    bool showSilentPatchInstallDialog(PatchIn input, PatchOut output) override;
+    bool ShowMessageCenter(MessageIn input, MessageOut output) override;
+    bool ShowNotifyMessage(MessageIn input, MessageOut output) override;
     /// The network-licence sign-in is not part of this product: both always refuse.
-    bool ShowNetLockLogin(QSharedPointer<ILicenseService_InputArgs> input,
-                          QSharedPointer<ILicenseService_OutputArgs> output) override;
-    bool NotifyLicParentFinish(QSharedPointer<ILicenseService_InputArgs> input,
-                               QSharedPointer<ILicenseService_OutputArgs> output) override;
+    bool ShowNetLockLogin(LicenseIn input, LicenseOut output) override;
+    bool NotifyLicParentFinish(LicenseIn input, LicenseOut output) override;
 };
