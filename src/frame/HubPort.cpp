@@ -1,5 +1,6 @@
 #include "frame/HubPort.h"
 #include "tarn/keys/HubKeys.h"
+#include "tarn/rpc/HubPort.h"
 #include <QByteArray>
 #include <QSharedMemory>
 #include <chrono>
@@ -63,9 +64,12 @@ Answer readSegmentWithLimit()
 
 int hubport::read(QString &errorText)
 {
+    QString reason;
+    if (const int port = tarn::rpc::hubPort(&reason))
+        return port;
     try {
         const Answer answer = readSegmentWithLimit();
-        errorText = answer.error;
+        errorText = QStringLiteral("%1；%2").arg(reason, answer.error);
         return answer.port;
     } catch (const std::system_error &error) { // no thread
         errorText = QString::fromLocal8Bit(error.what());

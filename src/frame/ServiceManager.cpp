@@ -60,8 +60,8 @@ bool launchDetached(const QString &program)
     return false;
 }
 
-/// Starts the hub program and waits until it has come up.
-bool startServiceHub(const QString &program, const std::function<bool()> &isUp)
+/// Starts the hub program and waits until it is up; without a condition it does not wait.
+bool startServiceHub(const QString &program, const std::function<bool()> &isUp = {})
 {
     const QString function = QString::fromLatin1(__func__);
     if (program.isEmpty()) {
@@ -74,7 +74,7 @@ bool startServiceHub(const QString &program, const std::function<bool()> &isUp)
     }
     if (!launchDetached(program))
         return false;
-    if (!waitUntil(isUp)) {
+    if (isUp && !waitUntil(isUp)) {
         VT_LOG(warning) << QStringLiteral("岚川服务程序启动超时");
         return false;
     }
@@ -119,9 +119,17 @@ CServiceManager::CServiceManager()
     : d(QSharedPointer<CServiceManagerPrivate>::create())
     , m_rpc(QSharedPointer<tarn::rpc::Rpc>::create())
 {
+    // Called on a thread of the RPC core, again and again while no hub answers.
+    m_rpc->setHubLost([this] {
+        QMetaObject::invokeMethod(
+            this, [this] { startServiceHub(d->findExePathByRegedit()); }, Qt::QueuedConnection);
+    });
 }
 
-CServiceManager::~CServiceManager() = default;
+CServiceManager::~CServiceManager()
+{
+    m_rpc->setHubLost({}); // afterwards no call of it runs
+}
 
 void CServiceManager::start()
 {

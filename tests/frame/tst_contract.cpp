@@ -20,7 +20,6 @@
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
-#include "widgets/CustomLineEdit.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/IconEditWidget.h"
@@ -126,8 +125,6 @@ void TestContract::signalsAndSlots_data()
     QTest::addColumn<const QMetaObject *>("meta");
     QTest::addColumn<QStringList>("expected");
     const QStringList titleBar{"slot OnCustomTitleBarPressed(int,int)", "slot OnCustomTitleBarmoved(int,int)"};
-    const QStringList edit{"slot OnShowContextMenu(QPoint)", "slot OnCopyClicked(bool)", "slot OnCutClicked(bool)",
-                           "slot OnPasteClicked(bool)", "slot OnSelAllClicked(bool)"};
     const auto row = [](const QMetaObject &meta, const QStringList &expected) {
         QTest::newRow(meta.className()) << &meta << expected;
     };
@@ -185,9 +182,7 @@ void TestContract::signalsAndSlots_data()
     row(QuestionMessageBox::staticMetaObject,
         titleBar + QStringList{"slot on_ok_btn_clicked()", "slot on_concel_btn_clicked()"});
     row(CTimingMessageBox::staticMetaObject, {"slot CloseDialog()"});
-    row(CCustomLineEdit::staticMetaObject, edit);
-    row(CIconEditWidget::staticMetaObject,
-        edit + QStringList{"signal SuffixBtnClickedSignal()", "slot SuffixBtnClicked()"});
+    row(CIconEditWidget::staticMetaObject, {"signal SuffixBtnClickedSignal()", "slot SuffixBtnClicked()"});
 }
 
 void TestContract::signalsAndSlots()

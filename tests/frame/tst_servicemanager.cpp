@@ -56,6 +56,8 @@ private slots:
     void programCannotStart();
     void publishedHubThatDoesNotAnswer();
     void badPort();
+    void runtimeDirectoryBeforeSegment();
+    void lostHubIsStartedAgain();
     void lockedSegment();
     void hubThatNeverComesUp();
     void checks();
@@ -194,6 +196,38 @@ void TestServiceManager::badPort()
         QVERIFY2(!fakerpc::record().calls.contains("init"), port);
         CServiceManager::ReleaseInstance();
     }
+}
+
+void TestServiceManager::runtimeDirectoryBeforeSegment()
+{
+    const HubSegment hub("40130"); // of another user, or of a dead hub
+    fakerpc::Behaviour behaviour;
+    behaviour.hubPort = 40131;
+    fakerpc::set(behaviour);
+    start();
+    QCOMPARE(fakerpc::record().settings.value("Port"), QString("40131"));
+}
+
+void TestServiceManager::lostHubIsStartedAgain()
+{
+    fakerpc::Behaviour behaviour;
+    behaviour.hubPort = 40132;
+    fakerpc::set(behaviour);
+    start();
+    write(besideProgram("apps/s/installation.ini"),
+          "[General]\nSoftwareName=TARN5Service\n[ServiceHub]\nInstallPath=hub\n");
+    write(besideProgram("apps/s/hub"), "#!/bin/sh\necho \"$@\" > started.part && mv started.part started\n");
+    QVERIFY(QFile(besideProgram("apps/s/hub")).setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    fakerpc::loseHub();
+    QFile started(besideProgram("apps/s/started"));
+    QTRY_VERIFY(started.exists());
+    QVERIFY(started.open(QIODevice::ReadOnly));
+    QCOMPARE(started.readAll(), QByteArray("quickboot\n"));
+
+    fakerpc::loseHub(); // queued when the manager ends
+    CServiceManager::ReleaseInstance();
+    fakerpc::loseHub();
+    QCoreApplication::processEvents();
 }
 
 // Any user of the machine can hold the segment's lock.

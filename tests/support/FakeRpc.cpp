@@ -1,9 +1,12 @@
 #include "support/FakeRpc.h"
+#include "tarn/rpc/HubPort.h"
 #include <QMutex>
 #include <QThread>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <stdexcept>
+#include <thread>
 
 using tarn::rpc::RpcError;
 
@@ -13,6 +16,7 @@ struct State
     QMutex mutex{QMutex::Recursive};
     fakerpc::Behaviour behaviour;
     fakerpc::Record record;
+    std::function<void()> hubLost;
 };
 
 State &state()
@@ -56,6 +60,13 @@ fakerpc::Record fakerpc::record()
     return state().record;
 }
 
+void fakerpc::loseHub()
+{
+    const QMutexLocker locker(&state().mutex);
+    if (state().hubLost)
+        std::thread(state().hubLost).join();
+}
+
 void fakerpc::clearCalls()
 {
     const QMutexLocker locker(&state().mutex);
@@ -93,6 +104,20 @@ bool Rpc::init(const QHash<QString, QString> &settings)
     state().record.settings = settings;
     d->initialized = answer(state().behaviour.initSucceeds);
     return d->initialized;
+}
+
+void Rpc::setHubLost(std::function<void()> callback)
+{
+    const QMutexLocker locker(&state().mutex);
+    state().hubLost = std::move(callback);
+}
+
+quint16 hubPort(QString *error)
+{
+    const QMutexLocker locker(&state().mutex);
+    if (error && state().behaviour.hubPort == 0)
+        *error = QStringLiteral("no hub in the runtime directory");
+    return state().behaviour.hubPort;
 }
 
 bool Rpc::isInitialized() const

@@ -12,6 +12,7 @@ struct Behaviour
 {
     bool initSucceeds = true;
     unsigned long initMs = 0; // what it takes
+    quint16 hubPort = 0;      // in the runtime directory; 0: none
     bool addSucceeds = true;  // a tag that is bound is refused anyway
     bool activeSucceeds = true;
     bool activeThrows = false;
@@ -33,5 +34,6 @@ void reset();
 void set(const Behaviour &behaviour);
 Record record();
 void clearCalls();
+void loseHub(); // calls the callback of the last setHubLost(), on another thread
 
 } // namespace fakerpc
