@@ -50,7 +50,8 @@ void LoginDialogCreator::FreeInst()
 
 void LoginDialogCreator::joinThreads()
 {
-    if (!cloudcalls::pool().waitForDone(ThreadsMs) || !LoginCaller::waitForNotifications(ThreadsMs))
+    const bool signInsEnded = cloudcalls::pool().waitForDone(ThreadsMs);
+    if (!LoginCaller::waitForNotifications(ThreadsMs) || !signInsEnded)
         VT_LOG(warning) << QStringLiteral("【云登录】登录线程仍在等待云服务的应答。");
     CQueryQRCodeResult::deleteStopped(ThreadsMs);
 }
@@ -93,7 +94,6 @@ void LoginDialogCreator::show(QSharedPointer<ICloudLoginNotify> notify, void *pa
         typing->setFocus(Qt::OtherFocusReason);
     else if (fromActiveWindow)
         dialog->focusEmptyField();
-    dialog->setWindowRole(dialog->windowRole()); // the X plug-in drops the role of a window that was hidden
 }
 
 CYunLoginDialog *LoginDialogCreator::createDialog()
