@@ -129,6 +129,12 @@ int openRegular(const QString &file)
     return -1;
 }
 
+QString settingsFile(const QString &directory)
+{
+    const QFileInfo file(directory + QStringLiteral("/cfg.ini"));
+    return file.isFile() ? file.filePath() : QStringLiteral(":/none");
+}
+
 PrivateFile readPrivateFile(const QString &file, qint64 maxSize)
 {
     const int descriptor = openRegular(file);

@@ -26,6 +26,9 @@ QString moveAside(const QString &file, const QString &reason, QString *target = 
 /// A descriptor for reading a regular file; -1 with errno for anything else, links included. It never blocks.
 int openRegular(const QString &file);
 
+/// "cfg.ini" in a directory; the name of no file where it is missing, or something that would block its reader.
+QString settingsFile(const QString &directory);
+
 struct PrivateFile
 {
     /// Bad: no regular file, open to other users or too large. Unreadable: it may be sound and must be left as it is.

@@ -7,35 +7,31 @@ namespace tarn::services {
 
 using namespace message;
 
-namespace {
-
-struct TextField
+const std::array<TextField, 7> &textFields()
 {
-    const QString &key;
-    QString Message::*member;
-    int maxBytes;
-};
+    static const std::array<TextField, 7> fields{{
+        {key::MsgTitle, "title", &Message::title, limit::Line},
+        {key::MsgContent, "content", &Message::content, limit::Content},
+        {key::MsgDateTime, "date_time", &Message::dateTime, limit::Line},
+        {key::BegTime, "beg_time", &Message::begTime, limit::Line},
+        {key::PicFilePath, "picture", &Message::picture, limit::Line},
+        {key::LinkText, "link_text", &Message::linkText, limit::Line},
+        {key::LinkAdress, "link", &Message::link, limit::Line},
+    }};
+    return fields;
+}
 
-struct IntField
+const std::array<IntField, 5> &intFields()
 {
-    const QString &key;
-    int Message::*member;
-};
-
-const TextField TextFields[] = {
-    {key::MsgTitle, &Message::title, limit::Line},       {key::MsgContent, &Message::content, limit::Content},
-    {key::MsgDateTime, &Message::dateTime, limit::Line}, {key::BegTime, &Message::begTime, limit::Line},
-    {key::PicFilePath, &Message::picture, limit::Line},  {key::LinkText, &Message::linkText, limit::Line},
-    {key::LinkAdress, &Message::link, limit::Line},
-};
-
-const IntField IntFields[] = {
-    {key::WndWidth, &Message::wndWidth},     {key::WndHeight, &Message::wndHeight},
-    {key::WndStay, &Message::wndStay},       {key::PhotoHight, &Message::photoHeight},
-    {key::PhotoWidth, &Message::photoWidth},
-};
-
-} // namespace
+    static const std::array<IntField, 5> fields{{
+        {key::WndWidth, "wnd_width", &Message::wndWidth},
+        {key::WndHeight, "wnd_height", &Message::wndHeight},
+        {key::WndStay, "wnd_stay", &Message::wndStay},
+        {key::PhotoHight, "photo_height", &Message::photoHeight},
+        {key::PhotoWidth, "photo_width", &Message::photoWidth},
+    }};
+    return fields;
+}
 
 QString readId(RequestReader *request)
 {
@@ -66,9 +62,9 @@ QString parseMessage(const QVariantMap &values, Message *message)
 {
     RequestReader request(values);
     message->id = readId(&request);
-    for (const TextField &field : TextFields)
+    for (const TextField &field : textFields())
         message->*field.member = readShort(&request, field.key, field.maxBytes);
-    for (const IntField &field : IntFields) {
+    for (const IntField &field : intFields()) {
         if (values.contains(field.key))
             message->*field.member = request.integer(field.key);
     }
@@ -81,9 +77,9 @@ QString parseMessage(const QVariantMap &values, Message *message)
 QVariantMap toRecord(const Message &message)
 {
     QVariantMap record{{key::MsgId, message.id}, {key::unRead, message.unread}};
-    for (const TextField &field : TextFields)
+    for (const TextField &field : textFields())
         record.insert(field.key, message.*field.member);
-    for (const IntField &field : IntFields)
+    for (const IntField &field : intFields())
         record.insert(field.key, message.*field.member);
     return record;
 }

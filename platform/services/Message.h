@@ -2,6 +2,7 @@
 #include "services/RequestReader.h"
 #include <QString>
 #include <QVariantMap>
+#include <array>
 
 namespace tarn::services {
 
@@ -30,6 +31,23 @@ constexpr int Id = 256;
 constexpr int Line = 4096; ///< title, link, path, time
 constexpr int Content = 1024 * 1024;
 } // namespace limit
+
+/// The texts and numbers of a message: their key in requests and records, and their column in the database.
+struct TextField
+{
+    QString key;
+    const char *column;
+    QString Message::*member;
+    int maxBytes;
+};
+struct IntField
+{
+    QString key;
+    const char *column;
+    int Message::*member;
+};
+const std::array<TextField, 7> &textFields();
+const std::array<IntField, 5> &intFields();
 
 /// Reads a message from a request's keys; other keys are ignored, missing ones keep their defaults. A message needs a
 /// title or a content.

@@ -13,33 +13,23 @@ namespace {
 
 constexpr int PageRecords = 1000; // and at most PageBytes; a single larger message is a page by itself
 
-enum Column {
-    Seq,
-    Id,
-    Title,
-    Content,
-    DateTime,
-    BegTime,
-    Picture,
-    LinkText,
-    Link,
-    WndWidth,
-    WndHeight,
-    WndStay,
-    PhotoHeight,
-    PhotoWidth,
-    ReadAt,
-    StoredAt,
-    DeletedAt,
-    IgnoredAt,
-    SortTime
-};
+// The columns that are read beside those of the fields.
+enum Column { Seq, Id, ReadAt, StoredAt, DeletedAt, IgnoredAt, SortTime, FirstField };
+
+QStringList fieldColumns()
+{
+    QStringList names;
+    for (const TextField &field : textFields())
+        names << QLatin1String(field.column);
+    for (const IntField &field : intFields())
+        names << QLatin1String(field.column);
+    return names;
+}
 
 QString columns()
 {
-    return QStringLiteral("seq, id, title, content, date_time, beg_time, picture, link_text, link, wnd_width, "
-                          "wnd_height, wnd_stay, photo_height, photo_width, read_at, stored_at, deleted_at, "
-                          "ignored_at, sort_time");
+    return QStringLiteral("seq, id, read_at, stored_at, deleted_at, ignored_at, sort_time, ") +
+           fieldColumns().join(QStringLiteral(", "));
 }
 
 QStringList schema()
@@ -71,22 +61,15 @@ QString timeText(const QVariant &ms)
 
 Message messageOf(const QSqlQuery &row)
 {
-    Message m;
-    m.id = row.value(Id).toString();
-    m.title = row.value(Title).toString();
-    m.content = row.value(Content).toString();
-    m.dateTime = row.value(DateTime).toString();
-    m.begTime = row.value(BegTime).toString();
-    m.picture = row.value(Picture).toString();
-    m.linkText = row.value(LinkText).toString();
-    m.link = row.value(Link).toString();
-    m.wndWidth = row.value(WndWidth).toInt();
-    m.wndHeight = row.value(WndHeight).toInt();
-    m.wndStay = row.value(WndStay).toInt();
-    m.photoHeight = row.value(PhotoHeight).toInt();
-    m.photoWidth = row.value(PhotoWidth).toInt();
-    m.unread = row.value(ReadAt).isNull();
-    return m;
+    Message message;
+    message.id = row.value(Id).toString();
+    message.unread = row.value(ReadAt).isNull();
+    int column = FirstField;
+    for (const TextField &field : textFields())
+        message.*field.member = row.value(column++).toString();
+    for (const IntField &field : intFields())
+        message.*field.member = row.value(column++).toInt();
+    return message;
 }
 
 // The place of a record in the list, newest first: a later page begins behind it.
@@ -115,21 +98,25 @@ MessageStore::MessageStore(const QString &directory)
 
 QString MessageStore::upsert(const Message &message, qint64 time)
 {
-    return m_db.run(
-        QStringLiteral(
-            "INSERT INTO messages(id, title, content, date_time, beg_time, picture, link_text, link, wnd_width, "
-            "wnd_height, "
-            "wnd_stay, photo_height, photo_width, sort_time, stored_at, read_at) "
-            "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT(id) DO UPDATE SET title = "
-            "excluded.title, "
-            "content = excluded.content, date_time = excluded.date_time, beg_time = excluded.beg_time, "
-            "picture = excluded.picture, link_text = excluded.link_text, link = excluded.link, "
-            "wnd_width = excluded.wnd_width, wnd_height = excluded.wnd_height, wnd_stay = excluded.wnd_stay, "
-            "photo_height = excluded.photo_height, photo_width = excluded.photo_width, sort_time = excluded.sort_time, "
-            "stored_at = excluded.stored_at, read_at = excluded.read_at, deleted_at = NULL"),
-        {message.id, message.title, message.content, message.dateTime, message.begTime, message.picture,
-         message.linkText, message.link, message.wndWidth, message.wndHeight, message.wndStay, message.photoHeight,
-         message.photoWidth, sortTime(message.dateTime, time), time, message.unread ? QVariant() : QVariant(time)});
+    const QStringList names = QStringList{QStringLiteral("id"), QStringLiteral("sort_time"),
+                                          QStringLiteral("stored_at"), QStringLiteral("read_at")} +
+                              fieldColumns();
+    QVariantList values{message.id, sortTime(message.dateTime, time), time,
+                        message.unread ? QVariant() : QVariant(time)};
+    for (const TextField &field : textFields())
+        values << message.*field.member;
+    for (const IntField &field : intFields())
+        values << message.*field.member;
+    QStringList places;
+    QStringList updates{QStringLiteral("deleted_at = NULL")};
+    for (const QString &name : names) {
+        places << QStringLiteral("?");
+        updates << QStringLiteral("%1 = excluded.%1").arg(name);
+    }
+    const QString comma = QStringLiteral(", ");
+    return m_db.run(QStringLiteral("INSERT INTO messages(%1) VALUES(%2) ON CONFLICT(id) DO UPDATE SET %3")
+                        .arg(names.join(comma), places.join(comma), updates.join(comma)),
+                    values);
 }
 
 QString MessageStore::put(const Message &message, Delivery *delivery)

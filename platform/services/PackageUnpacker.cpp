@@ -170,7 +170,8 @@ QString PackageUnpacker::readMembers(archive *reader)
 
 QString PackageUnpacker::addMember(archive *reader, archive_entry *entry)
 {
-    const char *name = archive_entry_pathname(entry);
+    const char *local = archive_entry_pathname(entry); // null where the locale cannot represent a UTF-8 name
+    const char *const name = local ? local : archive_entry_pathname_utf8(entry);
     if (!name)
         return QStringLiteral("the package has a member without a readable name");
     if (++m_members > MaxMembers)

@@ -138,9 +138,8 @@ void UpgradeEngine::installEnded(const QString &product, const QString &error)
     UpgradeTask task;
     taskOf(product, &task);
     setState(product, error.isEmpty() ? state::Installed : state::InstallFailed, error);
-    if (error.isEmpty())
-        dropFiles(task);
-    else
+    dropFiles(task); // after a failure too: a damaged package must not be installed again, nor fill the disk
+    if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("installing %1: %2").arg(product, error);
 }
 

@@ -1,4 +1,5 @@
 #include "services/UpgradeService.h"
+#include "services/Files.h"
 #include "services/Log.h"
 #include "services/Paging.h"
 #include "services/RequestReader.h"
@@ -66,7 +67,7 @@ QVariantMap recordOf(const QVariantList &records, const QString &product)
 UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
 {
     const QDir directory(programDirectory);
-    QSettings settings(directory.filePath(QStringLiteral("cfg.ini")), QSettings::IniFormat);
+    QSettings settings(settingsFile(programDirectory), QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
     const auto path = [&](const QString &key, const QString &otherwise) {
         const QString configured = settings.value(key).toString();

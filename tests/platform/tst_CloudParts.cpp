@@ -39,7 +39,6 @@ private slots:
     void triesAreLimitedADay();
     void codesAreOneAMinute();
     void passwordsAreSalted();
-    void ticketsAreDecidedOnce();
     void ticketsExpire();
     void rememberedDataAreUnreadable();
     void earlierDataAreTakenOver();
@@ -188,33 +187,6 @@ void TestCloudParts::passwordsAreSalted()
         QVERIFY(checkPassword(bad, Secret(text)) == PasswordCheck::Failed); // not the user's mistake
 }
 
-void TestCloudParts::ticketsAreDecidedOnce()
-{
-    QrTickets tickets(clock());
-    const QString code = QStringLiteral("1a2b3c4d");
-    const QString ticket = tickets.open(QrWay::Qq, code);
-    QVERIFY(!ticket.contains(code));
-    QCOMPARE(tickets.take(code).state, QrState::Waiting);
-    tickets.scanned(ticket);
-    QCOMPARE(tickets.take(code).state, QrState::Scanned);
-    QVERIFY(tickets.confirm(ticket, QStringLiteral("123")));
-    QVERIFY(!tickets.refuse(ticket));
-    QVERIFY(!tickets.confirm(ticket, QStringLiteral("456")));
-    const auto outcome = tickets.take(code);
-    QCOMPARE(outcome.state, QrState::Confirmed);
-    QCOMPARE(outcome.identity, QStringLiteral("123"));
-    QVERIFY(outcome.way == QrWay::Qq);
-    QCOMPARE(tickets.take(code).state, QrState::Expired); // told once
-    tickets.setResult(outcome.ticket, QStringLiteral("好"));
-    m_now += 5 * Minute;
-    QCOMPARE(tickets.view(ticket)->state, QrState::Confirmed); // the page goes on telling it
-    QCOMPARE(tickets.view(ticket)->result, QStringLiteral("好"));
-
-    const QString refused = tickets.open(QrWay::Weixin, code);
-    QVERIFY(tickets.refuse(refused));
-    QCOMPARE(tickets.take(code).state, QrState::Refused);
-}
-
 void TestCloudParts::ticketsExpire()
 {
     QrTickets tickets(clock());
@@ -280,7 +252,8 @@ void TestCloudParts::earlierDataAreTakenOver()
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("earlier"));
         db.setDatabaseName(m_directory->filePath(QStringLiteral("cloud.db")));
         QVERIFY(db.open());
-        for (const char *statement : {"DROP TABLE remembered", "DROP TABLE tries", "PRAGMA user_version = 1"})
+        for (const char *statement : {"DROP TABLE remembered", "DROP TABLE sent_codes",
+                                      "CREATE TABLE codes(phone TEXT)", "PRAGMA user_version = 1"})
             QVERIFY(QSqlQuery(db).exec(QLatin1String(statement)));
     }
     QSqlDatabase::removeDatabase(QStringLiteral("earlier"));

@@ -57,7 +57,6 @@ private slots:
     void init();
     void anotherDeliveryKeepsTheIgnoreButIsUnreadAgain();
     void pagesGoOnWhereTheyStopped();
-    void movesWhatIsNoDatabaseAside();
     void breaksInTheMiddle();
     void leavesANewerSchemaAlone();
     void theDirectoryIsPrivate();
@@ -154,19 +153,6 @@ void TestMessageStore::pagesGoOnWhereTheyStopped()
         cursor = QString::fromLatin1(place);
         QVERIFY(store.page(MessageStore::Kind::Records, &cursor, &all).contains(QStringLiteral("no such place")));
     }
-}
-
-void TestMessageStore::movesWhatIsNoDatabaseAside()
-{
-    QFile broken(file());
-    QVERIFY(broken.open(QIODevice::WriteOnly));
-    broken.write(QByteArray(20000, 'x'));
-    broken.close();
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("is moved to .*broken-")));
-    MessageStore store(m_dir->path());
-    put(store, made(QStringLiteral("m")));
-    QCOMPARE(allOf(store, MessageStore::Kind::Records).size(), 1);
-    QCOMPARE(movedAside().size(), 1);
 }
 
 // The file goes bad under a running service: one request is refused, then all goes on with a new file.

@@ -75,7 +75,6 @@ void CloudService::remember(const std::function<bool(SignInMemory &)> &change)
         SignInMemory memory = m_remembered->load(&error);
         if (error.isEmpty() && change(memory))
             error = m_remembered->save(memory);
-        wipe(&memory.password);
     });
     if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("the sign-in cannot be remembered: %1").arg(error);

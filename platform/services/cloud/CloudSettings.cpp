@@ -1,7 +1,7 @@
+#include "services/Files.h"
 #include "services/Log.h"
 #include "services/cloud/CloudService.h"
 #include "tarn/keys/CloudKeys.h"
-#include <QDir>
 #include <QSettings>
 #include <QUrl>
 
@@ -21,7 +21,7 @@ bool isWebAddress(const QString &address)
 void ignoreSetting(const QString &name, const QString &wanted)
 {
     qCWarning(servicesLog).noquote()
-        << QStringLiteral("cfg.ini, cloud/%1: %2 is wanted; the value is ignored").arg(name, wanted);
+        << QStringLiteral("cfg.ini, cloud/%1: expected %2; the value is ignored").arg(name, wanted);
 }
 
 } // namespace
@@ -30,7 +30,7 @@ CloudSettings CloudSettings::ofProgram(const QString &programDirectory)
 {
     constexpr qint64 MaxLifetime = 3600;
     const QString lifetime = QStringLiteral("qr_lifetime");
-    QSettings file(QDir(programDirectory).filePath(QStringLiteral("cfg.ini")), QSettings::IniFormat);
+    QSettings file(settingsFile(programDirectory), QSettings::IniFormat);
     file.setIniCodec("UTF-8");
     file.beginGroup(QStringLiteral("cloud"));
     CloudSettings settings;

@@ -1,25 +1,24 @@
 #include "services/cloud/CloudStore.h"
-#include <utility>
 
 namespace tarn::services {
 
 namespace {
 
-constexpr int SchemaVersion = 2; // 1 had neither tries nor remembered data
-constexpr int OutboxSize = 100;
+constexpr int SchemaVersion = 3; // 1 had codes and an outbox apart, and no remembered data
+constexpr int MaxCodes = 1000;
 
 QStringList schema()
 {
     return {
-        QStringLiteral("CREATE TABLE IF NOT EXISTS accounts(name TEXT NOT NULL PRIMARY KEY, phone TEXT UNIQUE, weixin "
-                       "TEXT UNIQUE, "
-                       "qq TEXT UNIQUE, locked INTEGER NOT NULL, hash BLOB NOT NULL, id TEXT NOT NULL) WITHOUT ROWID"),
-        QStringLiteral("CREATE TABLE IF NOT EXISTS codes(phone TEXT NOT NULL PRIMARY KEY, hash BLOB NOT NULL, "
-                       "sent_at INTEGER NOT NULL, tries_left INTEGER NOT NULL) WITHOUT ROWID"),
-        QStringLiteral("CREATE TABLE IF NOT EXISTS outbox(seq INTEGER PRIMARY KEY AUTOINCREMENT, phone TEXT NOT NULL, "
-                       "code BLOB NOT NULL, sent_at INTEGER NOT NULL)"),
-        QStringLiteral("CREATE TABLE IF NOT EXISTS tries(phone TEXT NOT NULL PRIMARY KEY, since INTEGER NOT NULL, "
-                       "count INTEGER NOT NULL) WITHOUT ROWID"),
+        QStringLiteral("CREATE TABLE IF NOT EXISTS accounts(name TEXT NOT NULL PRIMARY KEY, phone TEXT UNIQUE, "
+                       "weixin TEXT UNIQUE, qq TEXT UNIQUE, locked INTEGER NOT NULL, hash BLOB NOT NULL, "
+                       "id TEXT NOT NULL) WITHOUT ROWID"),
+        QStringLiteral("DROP TABLE IF EXISTS codes"),
+        QStringLiteral("DROP TABLE IF EXISTS outbox"),
+        QStringLiteral("DROP TABLE IF EXISTS tries"),
+        QStringLiteral("CREATE TABLE IF NOT EXISTS sent_codes(phone TEXT NOT NULL PRIMARY KEY, sealed BLOB NOT NULL, "
+                       "sent_at INTEGER NOT NULL, tries_left INTEGER NOT NULL, day_since INTEGER NOT NULL, "
+                       "day_tries INTEGER NOT NULL)"),
         QStringLiteral("CREATE TABLE IF NOT EXISTS remembered(id INTEGER PRIMARY KEY CHECK(id = 1), "
                        "sealed BLOB NOT NULL)"),
     };
@@ -108,81 +107,28 @@ QString CloudStore::accounts(QList<CloudAccount> *accounts)
                     });
 }
 
-QString CloudStore::putCode(const OutboxEntry &entry, const StoredCode &code, qint64 oldest)
+QString CloudStore::putCode(const StoredCode &code, qint64 oldest, qint64 newest)
 {
     return m_db.inTransaction([&] {
-        const std::pair<QString, QVariantList> statements[] = {
-            {QStringLiteral("INSERT OR REPLACE INTO codes VALUES(?, ?, ?, ?)"),
-             {entry.phone, code.hash, code.sentAt, code.triesLeft}},
-            {QStringLiteral("DELETE FROM codes WHERE sent_at < ? OR sent_at > ?"), {oldest, code.sentAt}},
-            {QStringLiteral("DELETE FROM outbox WHERE phone = ?"), {entry.phone}},
-            {QStringLiteral("INSERT INTO outbox(phone, code, sent_at) VALUES(?, ?, ?)"),
-             {entry.phone, entry.sealedCode, entry.sentAt}},
-            {QStringLiteral("DELETE FROM outbox WHERE sent_at < ? OR sent_at > ? OR seq NOT IN "
-                            "(SELECT seq FROM outbox ORDER BY seq DESC LIMIT ?)"),
-             {oldest, entry.sentAt, OutboxSize}},
-        };
-        QString error;
-        for (const auto &[statement, values] : statements)
-            error = error.isEmpty() ? m_db.run(statement, values) : error;
-        return error;
-    });
-}
-
-QString CloudStore::code(const QString &phone, std::optional<StoredCode> *code)
-{
-    code->reset();
-    return m_db.run(QStringLiteral("SELECT hash, sent_at, tries_left FROM codes WHERE phone = ?"), {phone},
-                    [code](const QSqlQuery &row) {
-                        *code = StoredCode{row.value(0).toByteArray(), row.value(1).toLongLong(), row.value(2).toInt()};
-                        return false;
-                    });
-}
-
-QString CloudStore::takeTry(const QString &phone, qint64 time, const DailyLimit &limit, bool *granted)
-{
-    return m_db.inTransaction([&] {
-        int used = 0;
-        // A time in the future was stored before the clock was set back: it neither locks nor frees the phone.
-        QString error = m_db.run(QStringLiteral("DELETE FROM tries WHERE since <= ?"), {time - limit.periodMs});
-        if (error.isEmpty())
-            error = m_db.run(QStringLiteral("UPDATE tries SET since = ? WHERE since > ?"), {time, time});
-        if (error.isEmpty())
-            error = m_db.run(QStringLiteral("SELECT count FROM tries WHERE phone = ?"), {phone},
-                             [&used](const QSqlQuery &row) {
-                                 used = row.value(0).toInt();
-                                 return false;
-                             });
-        *granted = error.isEmpty() && used < limit.tries;
-        if (!*granted)
+        QString error = m_db.run(QStringLiteral("INSERT OR REPLACE INTO sent_codes VALUES(?, ?, ?, ?, ?, ?)"),
+                                 {code.phone, code.sealed, code.sentAt, code.triesLeft, code.daySince, code.dayTries});
+        if (!error.isEmpty())
             return error;
-        error = m_db.run(QStringLiteral("INSERT INTO tries VALUES(?, ?, 1) "
-                                        "ON CONFLICT(phone) DO UPDATE SET count = count + 1"),
-                         {phone, time});
-        return error.isEmpty()
-                   ? m_db.run(QStringLiteral("UPDATE codes SET tries_left = tries_left - 1 WHERE phone = ?"), {phone})
-                   : error;
+        return m_db.run(QStringLiteral("DELETE FROM sent_codes WHERE sent_at < ? OR sent_at > ? OR phone NOT IN "
+                                       "(SELECT phone FROM sent_codes ORDER BY sent_at DESC, rowid DESC LIMIT ?)"),
+                        {oldest, newest, MaxCodes});
     });
 }
 
-// The row stays with its time: no two codes within a minute.
-QString CloudStore::dropCode(const QString &phone)
+QString CloudStore::codes(QList<StoredCode> *list, const QString &phone)
 {
-    QString error = m_db.run(QStringLiteral("UPDATE codes SET tries_left = 0 WHERE phone = ?"), {phone});
-    return error.isEmpty() ? m_db.run(QStringLiteral("DELETE FROM outbox WHERE phone = ?"), {phone}) : error;
-}
-
-QString CloudStore::outbox(qint64 oldest, qint64 newest, QList<OutboxEntry> *entries)
-{
-    QString error = m_db.run(QStringLiteral("DELETE FROM outbox WHERE sent_at < ? OR sent_at > ?"), {oldest, newest});
-    if (!error.isEmpty())
-        return error;
-    return m_db.run(
-        QStringLiteral("SELECT phone, code, sent_at FROM outbox ORDER BY seq DESC"), {},
-        [entries](const QSqlQuery &row) {
-            entries->append({row.value(0).toString(), row.value(1).toByteArray(), row.value(2).toLongLong()});
-            return true;
-        });
+    return m_db.run(QStringLiteral("SELECT phone, sealed, sent_at, tries_left, day_since, day_tries FROM sent_codes "
+                                   "WHERE ? = '' OR phone = ? ORDER BY sent_at DESC, rowid DESC"),
+                    {phone, phone}, [list](const QSqlQuery &row) {
+                        list->append({row.value(0).toString(), row.value(1).toByteArray(), row.value(2).toLongLong(),
+                                      row.value(3).toInt(), row.value(4).toLongLong(), row.value(5).toInt()});
+                        return true;
+                    });
 }
 
 QString CloudStore::remembered(QByteArray *sealed)

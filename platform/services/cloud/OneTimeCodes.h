@@ -1,4 +1,5 @@
 #pragma once
+#include "services/cloud/CloudStore.h"
 #include "services/cloud/Secret.h"
 #include <QList>
 #include <QString>
@@ -6,12 +7,11 @@
 
 namespace tarn::services {
 
-class CloudStore;
 class Vault;
 
 /// One-time codes for phones: six digits, valid for five minutes and five tries, one a minute and phone, twenty tries a
-/// day and phone. They are stored hashed, and sealed in the outbox, which represents the telephone network. The store's
-/// thread.
+/// day and phone. They are stored sealed. The outbox represents the telephone network. The
+/// store's thread.
 class OneTimeCodes
 {
 public:
@@ -34,6 +34,9 @@ public:
     QString outbox(QList<Sent> *entries); ///< valid ones, newest first
 
 private:
+    QString last(const QString &phone, StoredCode *code) const;
+    QString store(const StoredCode &code) const;
+
     CloudStore *const m_store;
     const Vault *const m_vault;
     const Clock m_clock;

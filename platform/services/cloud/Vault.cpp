@@ -22,13 +22,6 @@ const unsigned char *bytes(const QByteArray &array)
     return reinterpret_cast<const unsigned char *>(array.constData());
 }
 
-Secret derive(const Secret &master, quint64 number, int size)
-{
-    Secret key(size);
-    crypto_kdf_derive_from_key(key.data(), static_cast<size_t>(size), number, KeyContext, master.data());
-    return key;
-}
-
 } // namespace
 
 Vault::Vault(const QString &directory)
@@ -52,8 +45,8 @@ Vault::Vault(const QString &directory)
 
 void Vault::useKey(const Secret &master)
 {
-    m_sealKey = derive(master, 1, crypto_secretbox_KEYBYTES);
-    m_hashKey = derive(master, 2, crypto_generichash_KEYBYTES);
+    m_sealKey = Secret(int{crypto_secretbox_KEYBYTES});
+    crypto_kdf_derive_from_key(m_sealKey.data(), crypto_secretbox_KEYBYTES, 1, KeyContext, master.data());
 }
 
 void Vault::makeKey(const QString &file)
@@ -85,18 +78,6 @@ std::optional<Secret> Vault::open(const QByteArray &sealed) const
     if (crypto_secretbox_open_easy(plain.data(), nonce + NonceSize, size, nonce, m_sealKey.data()) != 0)
         return std::nullopt;
     return plain;
-}
-
-QByteArray Vault::fingerprint(const Secret &secret, const QString &context) const
-{
-    QByteArray hash(crypto_generichash_BYTES, '\0');
-    const QByteArray salt = context.toUtf8() + '\0';
-    crypto_generichash_state state;
-    crypto_generichash_init(&state, m_hashKey.data(), crypto_generichash_KEYBYTES, crypto_generichash_BYTES);
-    crypto_generichash_update(&state, bytes(salt), static_cast<unsigned long long>(salt.size()));
-    crypto_generichash_update(&state, secret.data(), static_cast<unsigned long long>(secret.size()));
-    crypto_generichash_final(&state, bytes(hash), crypto_generichash_BYTES);
-    return hash;
 }
 
 } // namespace tarn::services

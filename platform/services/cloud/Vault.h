@@ -6,11 +6,11 @@
 
 namespace tarn::services {
 
-/// Keeps secrets unreadable on the disk, with a key in a file beside them ("cloud.key", 0600). It guards a copy of the
-/// data alone (a backup, a disk image of one file), not against whoever can read both. Any thread after construction.
+/// Keeps secrets unreadable on the disk, with a key in a file beside them ("cloud.key", 0600). It protects a copy of
+/// the data alone (a backup of one file), not a copy of both. Any thread after construction.
 ///
-/// A key file that is missing, broken or open to others is replaced (the old one is moved aside); what was sealed with
-/// the old key is lost then. One that cannot be read is left alone: error() then, until the services start again.
+/// A key file that is missing, broken or open to others is replaced (the old one is moved aside); data sealed with
+/// the old key are lost then. One that cannot be read is left alone: error() then, until the services start again.
 class Vault
 {
 public:
@@ -19,17 +19,14 @@ public:
     /// Why nothing can be sealed, empty when all is well.
     QString error() const { return m_error; }
     QByteArray seal(const Secret &plain) const; ///< only without error()
-    /// Nothing when it was sealed by another vault, or changed.
+    /// No value when it was sealed with another key, or changed.
     std::optional<Secret> open(const QByteArray &sealed) const;
-    /// A keyed hash, for short secrets that anybody could try out otherwise.
-    QByteArray fingerprint(const Secret &secret, const QString &context) const;
 
 private:
     void useKey(const Secret &master);
     void makeKey(const QString &file);
 
     Secret m_sealKey;
-    Secret m_hashKey;
     QString m_error;
 };
 
