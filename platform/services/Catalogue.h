@@ -42,7 +42,7 @@ using Catalogue = QList<CatalogueProduct>;
 
 /// @param publicKey Ed25519, base64: "<file>.sig" must hold the file's detached signature (64 bytes) by this key. Empty:
 ///        the file is trusted as it is.
-/// @return what is wrong, naming the place (/products/3/release/version: ...); empty when all is well
+/// @return the mistake, naming the place (/products/3/release/version: ...); empty when all is well
 QString readCatalogue(const QString &file, const QString &publicKey, Catalogue *catalogue);
 
 /// Whether a version is higher than another; by number where both are dotted numbers.

@@ -9,7 +9,7 @@
 namespace tarn::services {
 
 /// One SQLite file of a service. Committed changes are on the disk. One thread. Functions with a text as their result
-/// return what went wrong, empty when all is well.
+/// return the error, empty on success.
 ///
 /// The file is opened by the first statement, readable for its owner alone. A file that is no sound database is moved
 /// aside ("<file>.broken-<time>") with a log line and replaced by a new one; a file of a newer schema is left alone.

@@ -155,7 +155,7 @@ QString FileSwap::swapAll(const QVector<Entry> &entries) const
     if (!syncFileSystem(staging()))
         return QStringLiteral("%1: %2").arg(staging(), systemError());
     fs::remove(m_area / "journal");
-    std::error_code ignored; // what is left is removed before the next swap
+    std::error_code ignored; // the rest is removed before the next swap
     if (syncToDisk(toText(m_area)))
         fs::remove_all(m_area, ignored);
     return {};

@@ -9,7 +9,7 @@ namespace tarn::services {
 /// Replaces files of a product's directory by staged ones, all or none, also when the process or the machine stops in
 /// between: a journal on the disk lets the next process roll back. The work area ".tarn-upgrade" lies in the directory
 /// itself, so that files are renamed and never copied. One thread at a time. Functions with a text as their result
-/// return what went wrong, empty when all is well.
+/// return the error, empty on success.
 class FileSwap
 {
 public:

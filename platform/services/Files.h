@@ -3,7 +3,7 @@
 #include <QString>
 
 /// Files that must survive a crash of the machine or keep other users out. Any thread. Functions with a text as their
-/// result return what went wrong, empty when all is well.
+/// result return the error, empty on success.
 namespace tarn::services {
 
 /// Bytes that downloads and installations leave free, so that the databases can always be written.

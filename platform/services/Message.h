@@ -51,7 +51,7 @@ const std::array<IntField, 5> &intFields();
 
 /// Reads a message from a request's keys; other keys are ignored, missing ones keep their defaults. A message needs a
 /// title or a content.
-/// @return what is wrong, naming the key; empty when all is well
+/// @return the mistake, naming the key; empty when there is none
 QString parseMessage(const QVariantMap &values, Message *message);
 
 QString readId(RequestReader *request);

@@ -24,13 +24,13 @@ CallResult unknown(const QString &id)
     return refusedWith(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
 }
 
-// error: what went wrong in the store, empty when all is well.
+// error: the store's error, empty on success.
 CallResult answer(const QString &error, Bag output = {})
 {
     return error.isEmpty() ? acceptedWith(code::Ok, std::move(output)) : refusedWith(code::Refused, error);
 }
 
-// The ids of a status change. @return what is wrong, empty when all is well
+// The ids of a status change. @return the mistake, empty when there is none
 QString readIds(const QVariant &value, QStringList *ids)
 {
     if (value.userType() != QMetaType::QVariantList && value.userType() != QMetaType::QStringList)

@@ -9,8 +9,8 @@
 
 namespace tarn::services {
 
-/// The message service as remote callers see it: checks what they send, keeps it, and has the visualized service show
-/// what is pushed. Methods: those of IMessageServiceAssistant and of tarn/link/MessageWire.h. RPC worker threads.
+/// The message service as remote callers see it: checks and stores their messages, and has the visualized service show
+/// a pushed one. Methods: those of IMessageServiceAssistant and of tarn/link/MessageWire.h. RPC worker threads.
 class MessageService final : public rpc::IInvocable
 {
 public:
@@ -40,7 +40,7 @@ private:
     rpc::CallResult page(MessageStore::Kind kind, const rpc::Bag &input);
     QString present(const Message &message, int unread);
 
-    /// Runs work on the store's thread. @return what went wrong, empty when all is well
+    /// Runs work on the store's thread. @return the error, empty on success
     QString store(const std::function<QString(MessageStore &)> &work);
 
     const Presenter m_presenter;

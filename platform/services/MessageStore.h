@@ -39,7 +39,7 @@ public:
     };
     /// One page of a list, newest first, small enough for one message of the RPC layer. Nothing is kept between two
     /// pages: a message that stays unchanged meanwhile is in exactly one of them.
-    /// @param cursor in: empty for the first page, else what the last page returned; out: empty after the last page
+    /// @param cursor in: empty for the first page, else the cursor of the last page; out: empty after the last page
     QString page(Kind kind, QString *cursor, QVariantList *records);
 
 private:

@@ -8,7 +8,7 @@
 namespace tarn::services {
 
 /// Installs the downloaded packages of a task: unpacks them beside the product's files, updates the install description
-/// and exchanges all files together. The work runs on a thread of its own; everything else belongs to the owner's.
+/// and exchanges all files together. The work runs on a separate thread; everything else belongs to the owner's.
 class PackageInstaller final : public QObject
 {
     Q_OBJECT
@@ -23,7 +23,7 @@ public:
     QString stop();
 
     /// Undoes an installation that an earlier process left unfinished in a product's directory.
-    /// @return what went wrong, empty when all is well
+    /// @return the error, empty on success
     static QString recover(const QString &directory);
 
 signals:

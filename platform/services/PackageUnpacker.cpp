@@ -81,7 +81,7 @@ QString failureAt(const fs::path &path)
     return QStringLiteral("%1: %2").arg(shown(path.string()), systemError());
 }
 
-// A path below the directory; without "." and empty parts. @return what is wrong with it
+// A path below the directory; without "." and empty parts. @return the mistake
 QString cleanPath(const std::string &name, fs::path *path)
 {
     if (name.size() > MaxPath || name.empty() || name.front() == '/')
@@ -142,7 +142,7 @@ QString PackageUnpacker::unpack(const QString &package, qint64 size, const QStri
     const QString error = readMembers(reader.get());
     if (!error.isEmpty())
         return error;
-    ssize_t left = 0; // what follows the archive belongs to the checksum
+    ssize_t left = 0; // bytes behind the archive belong to the checksum
     do
         left = source.next();
     while (left > 0);

@@ -13,15 +13,15 @@ namespace tarn::services {
 /// files of all packages, so that no path of a package ever leads through a link. Refused are paths and links that leave
 /// the directory, anything but files, directories and links, the name of the work area and an install description below
 /// the top; a description at the top is skipped. Files get the usual permissions, without set-id bits. One thread.
-/// The functions return what went wrong, empty when all is well.
+/// The functions return the error, empty on success.
 class PackageUnpacker
 {
 public:
     /// @param stopping set by another thread to end the work soon
     PackageUnpacker(const QString &directory, const std::atomic<bool> &stopping);
 
-    /// The bytes that are unpacked are those that are hashed: another checksum or size is an error, and what is in the
-    /// directory must be thrown away then.
+    /// The bytes that are unpacked are those that are hashed: another checksum or size is an error, and the
+    /// directory must be removed then.
     QString unpack(const QString &package, qint64 size, const QString &sha256);
     QString makeLinks(); ///< after the last package
 

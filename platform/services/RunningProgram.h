@@ -3,7 +3,7 @@
 
 namespace tarn::services {
 
-/// The processes of the own user that run a certain executable file, or what it was before it was replaced, whatever
+/// This user's processes that run an executable file, also one that was replaced since, whatever
 /// their names; a script's is its interpreter, so that scripts are never found. Any thread.
 class RunningProgram
 {
@@ -12,8 +12,8 @@ public:
     explicit RunningProgram(const QString &file);
 
     bool isRunning() const;
-    /// Kills them and waits until they have gone.
-    /// @return what went wrong, empty when none is left
+    /// Kills them and waits until they have ended.
+    /// @return the error, empty when none is left
     QString end(int timeoutMs) const;
 
 private:

@@ -26,7 +26,7 @@ QString operation()
 
 QString nobodyWaits()
 {
-    return QStringLiteral("nobody waits for the result any more");
+    return QStringLiteral("the caller no longer waits for the result");
 }
 
 // The product's own program; empty for one outside of its directory, which others use too.
@@ -60,7 +60,7 @@ SilentPatch::SilentPatch(Tools tools, InstalledSoftware software, UpgradeTask ta
 
 QString SilentPatch::run(bool killRunning)
 {
-    // Before the download already: what is certain to be refused leaves no task behind.
+    // Checked before the download too: a refusal leaves no task behind.
     QString error = killRunning ? QString() : makeWay(false);
     if (error.isEmpty())
         error = download();
@@ -114,7 +114,7 @@ QString SilentPatch::show()
         package = engine.file(m_software.name, m_task.items.constFirst());
         return QString();
     });
-    m_showError = whyNotShown(operation(), query()); // takes what an earlier installation has left
+    m_showError = whyNotShown(operation(), query()); // takes the state that an earlier installation has left
     if (!m_showError.isEmpty())
         return {};
     const rpc::CallResult result =
@@ -148,7 +148,7 @@ QString SilentPatch::awaitJudgement(const QString &package)
     return {};
 }
 
-// The window with the tasks may have installed it meanwhile: its package is gone then, which is no failure.
+// The window with the tasks may have installed the package meanwhile and removed it, which is no failure.
 bool SilentPatch::hasBegun()
 {
     UpgradeTask task;
@@ -168,11 +168,11 @@ QString SilentPatch::install()
         error = awaitEndOf(state::Installing, &task);
     if (error.isEmpty() && task.state != state::Installed)
         error = QStringLiteral("it was not installed: its task has state %1").arg(task.state);
-    askState(); // an end that nobody asks for would be the first answer during the next installation
+    askState(); // an end that is not fetched would be the first answer during the next installation
     return error;
 }
 
-// Stops the task, unless somebody else has begun it or it is being installed: that ends by itself.
+// Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
 void SilentPatch::abandon()
 {
     if (!m_ownsTask)
@@ -218,7 +218,7 @@ void SilentPatch::askState()
         keepState(query());
 }
 
-// An end is told once, so that it is kept. It does not decide about an installation that has begun: the installer
+// The service reports an end once, so it is kept. It does not decide about a running installation: the installer
 // judges the package itself.
 void SilentPatch::keepState(const rpc::CallResult &result)
 {

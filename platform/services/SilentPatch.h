@@ -15,18 +15,18 @@ public:
     /// What it works with.
     struct Tools
     {
-        /// Runs work on the engine's thread. @return what went wrong, empty when all is well
+        /// Runs work on the engine's thread. @return the error, empty on success
         std::function<QString(const std::function<QString(UpgradeEngine &)> &)> engine;
         std::function<rpc::CallResult(const QString &operation, const rpc::Bag &)> present;
         std::function<void()> waitForChange; ///< of a task's state, for a short time at most
-        std::function<bool()> isCancelled;   ///< nobody waits for the result any more
+        std::function<bool()> isCancelled;   ///< the caller no longer waits for the result
     };
 
     /// @param task with the patch as its only item
     SilentPatch(Tools tools, InstalledSoftware software, UpgradeTask task);
 
     /// @param killRunning ends the product's program; without it, a product that runs is not patched
-    /// @return what went wrong, empty when it is installed
+    /// @return the error, empty when it is installed
     QString run(bool killRunning);
     QVariantMap report() const; ///< Shown, ShowError and the last answer to "静默补丁安装状态"
 

@@ -29,7 +29,7 @@ QVariantMap section(const CatalogueItem &item, const QString &installedVersion)
 }
 
 // The patch for a version, unless it is installed already; patches change the installed version's last number, so its
-// own version is what the user sees.
+// own version is shown to the user.
 QVariantMap patchSection(const InstalledSoftware &installed, const CatalogueProduct &offered, const QString &version)
 {
     const CatalogueItem *patch = offered.patchFor(version);

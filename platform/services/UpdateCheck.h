@@ -18,7 +18,7 @@ struct Offer
 using IsIgnored = std::function<bool(const Offer &)>;
 
 /// The update record of a product; empty when nothing is new that is not ignored. A patch of the installed version is an
-/// update of its own ("补丁包") while no new version is offered, else it is what remains for those who decline that one
+/// separate update ("补丁包") while no new version is offered, else the alternative for a user who declines that one
 /// ("旧版本补丁包").
 QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProduct &offered,
                          const IsIgnored &isIgnored);
@@ -27,7 +27,7 @@ QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProd
 QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
                            const IsIgnored &isIgnored);
 
-/// What of a product stands in a request: the kinds, items and versions of its sections. Sections that are no maps or
+/// The offers that a request names for a product: the kinds, items and versions of its sections. Sections that are no maps or
 /// lists and entries without a version are passed over.
 QList<Offer> offersOf(const QString &product, const QString &bits, const QVariantMap &sections);
 

@@ -273,7 +273,7 @@ int UpgradeEngine::firstMissing(const UpgradeTask &task) const
 qint64 UpgradeEngine::receivedOf(const UpgradeTask &task, const UpgradeItem &item) const
 {
     if (task.state == state::Installed)
-        return item.size; // the package is gone
+        return item.size; // the package was removed
     const QFileInfo complete(file(task.product, item));
     return complete.exists() ? complete.size() : QFileInfo(partialFile(task.product, item)).size();
 }

@@ -14,7 +14,7 @@ class PackageInstaller;
 
 /// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the files, so
 /// that the next process continues there. One thread with an event loop. Functions with a text as their result return
-/// what went wrong, empty when all is well.
+/// the error, empty on success.
 class UpgradeEngine final : public QObject
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ public:
     void resume(); ///< takes up the tasks of an earlier process
     QString start(const UpgradeTask &task);
     QString stop(const QString &product, bool *known);
-    /// Begins the installation of what is downloaded; one that runs already goes on.
+    /// Begins the installation of the downloaded packages; a running installation continues.
     QString install(const QString &product);
     QString tasks(QList<UpgradeTask> *list); ///< with the bytes that have arrived
     /// @param task with state 0 when the product has none
@@ -52,7 +52,7 @@ private:
     void dropForeignFiles();
     int firstMissing(const UpgradeTask &task) const;
     qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item) const;
-    QString partialFile(const QString &product, const UpgradeItem &item) const; ///< of what has arrived
+    QString partialFile(const QString &product, const UpgradeItem &item) const; ///< of the bytes that have arrived
     QString directoryOf(const QString &product) const;                          ///< empty when it is not installed
     void applyUnstored(UpgradeTask *task) const;
     void storeUnstored();

@@ -25,7 +25,7 @@ namespace wire = link::wire;
 
 namespace {
 
-// error: what went wrong, empty when all is well.
+// error: the error, empty on success.
 CallResult answer(const QString &error, Bag output = {})
 {
     return error.isEmpty() ? acceptedWith(code::Ok, std::move(output)) : refusedWith(code::Refused, error);

@@ -14,7 +14,7 @@ class UpgradeEngine;
 class UpgradeStore;
 struct UpgradeTask;
 
-/// Where the upgrade service finds what is installed and what is offered, and how fast it may download.
+/// The places of the installed and the offered software, and the limits of the downloads.
 struct UpgradePaths
 {
     QString catalogue;    ///< JSON file
@@ -64,7 +64,7 @@ private:
 
     QString findUpdates(bool withIgnored, QVariantList *records);
     void present(const QString &operation, const QVariantList &records, QVariantMap *answer);
-    /// Runs work on the store's thread. @return what went wrong, empty when all is well
+    /// Runs work on the store's thread. @return the error, empty on success
     QString store(const std::function<QString(UpgradeStore &)> &work);
     QString engine(const std::function<QString(UpgradeEngine &)> &work); ///< the same for the tasks
 

@@ -16,7 +16,7 @@ struct UpgradeItem
     qint64 received = 0; ///< bytes on the disk
 };
 
-/// The download and installation of what a user chose for one product.
+/// The download and installation of the items that a user chose for one product.
 struct UpgradeTask
 {
     qint64 id = 0; ///< the store's, never given twice; 0 for a task that is not stored

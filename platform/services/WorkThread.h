@@ -13,7 +13,7 @@ public:
     ~WorkThread(); ///< lets the running piece end
     Q_DISABLE_COPY(WorkThread)
 
-    /// Blocks until work has been carried out; what it throws is thrown here. Any thread but this one.
+    /// Blocks until work has been carried out; its exceptions are thrown here. Any thread but this one.
     void run(const std::function<void()> &work);
 
 private:

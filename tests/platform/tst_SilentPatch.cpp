@@ -206,7 +206,7 @@ void TestSilentPatch::otherTasksAreLeftAlone()
     Context context;
     context.gone = [this] { return !m_shown.isEmpty(); };
     const CallResult joined = patch(context);
-    QVERIFY2(joined.errorText.contains("nobody waits"), qPrintable(joined.errorText));
+    QVERIFY2(joined.errorText.contains("no longer waits"), qPrintable(joined.errorText));
     QCOMPARE(stateOfTask(), int(upgrade::state::Downloaded));
 }
 

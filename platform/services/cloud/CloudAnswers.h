@@ -32,7 +32,7 @@ inline rpc::CallResult lockRefused(bool lockTip)
                        lockTip ? text + QStringLiteral("，请联系管理员解除云锁后再试") : text);
 }
 
-/// The reason goes into the log, the user is told what matters to him.
+/// The reason is logged; the user reads that the service is not available.
 inline rpc::CallResult unavailable(const QString &reason)
 {
     qCCritical(servicesLog).noquote() << QStringLiteral("the cloud account service fails: %1").arg(reason);

@@ -202,7 +202,7 @@ PageReply CloudPages::decide(const QString &ticket, const QByteArray &form) cons
         m_tickets->refuse(ticket);
     else if (decision == QLatin1String("confirm") && isUsable(identity))
         m_tickets->confirm(ticket, identity);
-    PageReply reply; // the page tells what came of it, also when it is loaded again
+    PageReply reply; // the page shows the outcome, also when it is loaded again
     reply.status = 303;
     reply.location = "/phone/" + ticket.toLatin1();
     return reply;

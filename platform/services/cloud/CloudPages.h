@@ -5,8 +5,8 @@
 namespace tarn::services {
 
 /// The web pages of the cloud account service: "/qr/TICKET" with the QR code, which follows the sign-in by a script or,
-/// without scripts, by loading itself again; "/phone/TICKET", which stands in for the telephone; "/register",
-/// "/password" and "/account", which say what this platform offers. Any thread.
+/// without scripts, by loading itself again; "/phone/TICKET", which represents the telephone; "/register",
+/// "/password" and "/account", which describe the account commands. Any thread.
 class CloudPages
 {
 public:

@@ -146,7 +146,7 @@ CallResult CloudService::loginByPhone(const Bag &input, const rpc::ICallContext 
         return unavailable(error);
     if (!refusal.isEmpty())
         return refused(refusal);
-    if (!account) // told only to who holds the phone
+    if (!account) // the caller has proved that the phone is his
         return refused(QStringLiteral("该手机号尚未注册"));
     if (auto kept = enter(*account, way::Phone, flags.lockTip, context))
         return *kept;

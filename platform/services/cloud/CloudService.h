@@ -35,7 +35,7 @@ class CloudService final : public rpc::IInvocable
 public:
     using Clock = std::function<qint64()>; ///< milliseconds since 1970; any thread
 
-    /// Signs the user in again where that was wanted.
+    /// Signs the user in again if the user asked for that.
     /// @param directory where accounts, key and remembered data are kept
     CloudService(const QString &directory, CloudSettings settings, Clock clock = systemTime);
     ~CloudService() override;
@@ -67,7 +67,7 @@ private:
 
     rpc::CallResult finishQr(const QrTickets::Outcome &outcome, const SignInFlags &flags,
                              const rpc::ICallContext &context);
-    /// Signs the user in, unless the account was removed or locked meanwhile or nobody waits for it.
+    /// Signs the user in, unless the account was removed or locked meanwhile or the caller no longer waits.
     /// @return why not
     std::optional<rpc::CallResult> enter(const CloudAccount &account, const QString &way, bool lockTip,
                                          const rpc::ICallContext &context);
@@ -79,12 +79,12 @@ private:
     void remember(const std::function<bool(SignInMemory &)> &change);
     void rememberPhone(const QString &phone, const CloudAccount &account, const SignInFlags &flags);
     void rememberAccount(const CloudAccount &account, const Secret &password, const SignInFlags &flags);
-    /// Runs work on the store's thread. @return what went wrong, empty when all is well
+    /// Runs work on the store's thread. @return the error, empty on success
     QString store(const std::function<QString(CloudStore &)> &work);
 
     struct Session
     {
-        QString account; ///< empty: nobody is signed in
+        QString account; ///< empty: signed out
         QString way;
         int state = 0;
         qint64 since = 0;

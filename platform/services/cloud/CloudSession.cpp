@@ -1,4 +1,4 @@
-// The cloud account service's session, and what the command line manages.
+// The cloud account service's session, and the commands that manage accounts.
 #include "services/cloud/CloudAnswers.h"
 #include "services/cloud/CloudInput.h"
 #include "services/cloud/CloudPages.h"
@@ -104,7 +104,7 @@ void CloudService::rememberAccount(const CloudAccount &account, const Secret &pa
     });
 }
 
-// An account that was removed or made anew, a lock: then the user is asked again.
+// The user is asked again when the account was removed, replaced or locked.
 void CloudService::signInAgain()
 {
     SignInMemory memory;

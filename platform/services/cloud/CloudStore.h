@@ -31,7 +31,7 @@ struct StoredCode
 };
 
 /// Accounts, one-time codes and the sealed sign-in data in the database "cloud.db". One thread. The functions return
-/// what went wrong, empty when all is well.
+/// the error, empty on success.
 class CloudStore
 {
 public:

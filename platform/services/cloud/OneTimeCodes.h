@@ -27,7 +27,7 @@ public:
     };
 
     /// @param refusal a text for the user when no code was sent
-    /// @return what went wrong in the store, empty when all is well
+    /// @return the store's error, empty on success
     QString send(const QString &phone, QString *refusal);
     /// A code that fits is used up.
     QString check(const QString &phone, const Secret &code, QString *refusal);

@@ -105,7 +105,7 @@ QrTickets::Ticket *QrTickets::find(const QString &ticket)
     return &*it;
 }
 
-// A confirmation that nobody fetched in time expires too.
+// A confirmation that was not fetched in time expires too.
 void QrTickets::update(Ticket &ticket) const
 {
     const qint64 limit = ticket.view.state == QrState::Confirmed ? m_lifetime + FetchMs : m_lifetime;

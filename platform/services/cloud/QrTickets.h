@@ -26,7 +26,7 @@ public:
     {
         QrWay way = QrWay::Weixin;
         QrState state = QrState::Waiting;
-        QString result; ///< what became of a confirmed one; empty while nobody has asked for it
+        QString result; ///< the outcome of a confirmed one; empty until the dialog has asked for it
         bool isOpen() const { return state == QrState::Waiting || state == QrState::Scanned; }
     };
     struct Outcome
@@ -45,7 +45,7 @@ public:
     bool confirm(const QString &ticket, const QString &identity);
     bool refuse(const QString &ticket);
 
-    /// How far the sign-in is. An ending is told once; a code that is not known counts as expired. A confirmation in
+    /// The state of the sign-in. An end is reported once; an unknown code counts as expired. A confirmation in
     /// the last moment can still be fetched for half a minute.
     Outcome take(const QString &randomCode);
     void setResult(const QString &ticket, const QString &text); ///< for the pages
@@ -54,7 +54,7 @@ private:
     struct Ticket
     {
         View view;
-        QString randomCode; ///< empty once the ending was told
+        QString randomCode; ///< empty once the end was reported
         QString identity;
         qint64 opened = 0;
     };

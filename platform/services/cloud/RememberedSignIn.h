@@ -52,7 +52,7 @@ public:
     void takeOver(const QString &file) const;
     /// @param error receives why it cannot be read; nothing must be saved over it then
     SignInMemory load(QString *error) const;
-    /// @return what went wrong, empty when it is on the disk
+    /// @return the error, empty when it is on the disk
     QString save(const SignInMemory &memory) const;
 
 private:

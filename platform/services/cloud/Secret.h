@@ -8,7 +8,7 @@ namespace tarn::services {
 /// randomness.
 void initSodium();
 
-/// Bytes of a secret, overwritten when the object goes. Not copied, so that there is one place to overwrite.
+/// Bytes of a secret, overwritten when the object is destroyed. They are never copied, so there is one place to overwrite.
 class Secret
 {
 public:

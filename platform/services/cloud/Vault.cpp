@@ -36,7 +36,7 @@ Vault::Vault(const QString &directory)
     else if (read.state == PrivateFile::Unreadable)
         m_error = read.error; // it may be sound: nothing is sealed with another one
     else if (read.state == PrivateFile::Bad)
-        m_error = moveAside(file, read.error + QStringLiteral("; what was remembered is lost"));
+        m_error = moveAside(file, read.error + QStringLiteral("; the remembered sign-in is lost"));
     if (m_error.isEmpty() && read.state != PrivateFile::Sound)
         makeKey(file);
     if (!m_error.isEmpty())
