@@ -133,10 +133,13 @@ int runStatus(const Line &line)
 
 int runTasks(const Line &line)
 {
-    const auto tasks = [](const rpc::CallResult &result) { return result.output.values.value(key::TaskInfoList); };
+    const auto tasks = [](const rpc::CallResult &result) { // a list in pages comes as the answer's own list
+        return result.output.values.value(key::TaskInfoList, result.output.list);
+    };
+    Query paged = query(QStringLiteral("QueryTaskInfos"), {});
+    paged.paged = true;
     return ask(
-        query(QStringLiteral("QueryTaskInfos"), {}), line,
-        [&](const rpc::CallResult &result) { printTasks(tasks(result).toList()); },
+        paged, line, [&](const rpc::CallResult &result) { printTasks(tasks(result).toList()); },
         [&](const rpc::CallResult &result) { return QVariant(tasks(result).toList()); });
 }
 

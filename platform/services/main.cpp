@@ -4,16 +4,14 @@
 #include "services/ServiceRunner.h"
 #include "services/UpgradeService.h"
 #include "services/cloud/CloudService.h"
+#include "tarn/core/Program.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QSocketNotifier>
 #include <QTimer>
-#include <csignal>
 #include <sys/prctl.h>
-#include <sys/signalfd.h>
 #include <sys/stat.h>
 
 using namespace tarn;
@@ -23,17 +21,6 @@ namespace {
 
 constexpr int ShowTimeout = 5000; // ms; a push is not held up by a user interface that hangs
 constexpr int LockPollMs = 100;
-
-// Blocks the signals for all threads to come; they are read from the returned descriptor.
-int signalDescriptor()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int signal : {SIGTERM, SIGINT})
-        sigaddset(&set, signal);
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-}
 
 class Application
 {
@@ -110,10 +97,11 @@ private:
 
 int main(int argc, char *argv[])
 {
-    const int signalFile = signalDescriptor();
+    core::prepareProgram(false, core::hasArgument(argc, argv, "--verbose"));
     ::umask(077);
-    ::prctl(PR_SET_DUMPABLE, 0);   // neither core files nor other programs of the user read the secrets in memory
-    std::signal(SIGXFSZ, SIG_IGN); // a file that must not grow is an error of its write
+#ifndef __SANITIZE_ADDRESS__     // its leak check attaches to the process
+    ::prctl(PR_SET_DUMPABLE, 0); // neither core files nor other programs of the user read the secrets in memory
+#endif
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tarn-services"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARN_VERSION));
@@ -122,10 +110,11 @@ int main(int argc, char *argv[])
         QStringLiteral("The platform's background services: messages, upgrades and cloud accounts."));
     parser.addHelpOption();
     parser.addVersionOption();
+    parser.addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
     parser.process(app);
 
-    QSocketNotifier signalNotifier(signalFile, QSocketNotifier::Read);
-    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
+    const core::UnixSignals signalSource;
+    QObject::connect(&signalSource, &core::UnixSignals::terminationRequested, &app, &QCoreApplication::quit);
     QString error;
     const QString directory = dataDirectory(&error);
     if (directory.isEmpty()) {
