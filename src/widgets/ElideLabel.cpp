@@ -41,11 +41,6 @@ void ElideLabel::setKeptEnd(const QString &end)
     fit();
 }
 
-QString ElideLabel::toolTipFor(const QString &text)
-{
-    return text::toolTip(text);
-}
-
 QSize ElideLabel::framed(const QSize &text) const
 {
     const QMargins margins = contentsMargins();
@@ -96,7 +91,7 @@ void ElideLabel::fit()
     m_elided = shown != m_fullText && shown.contains(Ellipsis);
     if (shown != text())
         setText(shown);
-    setToolTip(m_elided ? toolTipFor(m_fullText) : QString());
+    setToolTip(m_elided ? text::toolTip(m_fullText) : QString());
 }
 
 // The text as far as it is measured, with the kept end.

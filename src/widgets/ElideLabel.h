@@ -20,9 +20,6 @@ public:
     /// An end of the full text that is always shown: the text before it is elided.
     void setKeptEnd(const QString &end);
 
-    /// A tool tip that wraps long text and shows markup from outside as it stands.
-    static QString toolTipFor(const QString &text);
-
     QSize sizeHint() const override;        // the whole text on one line
     QSize minimumSizeHint() const override; // one character
 

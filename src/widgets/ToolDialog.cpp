@@ -3,13 +3,15 @@
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
-#include "widgets/TypingGuard.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QFrame>
 #include <QPointer>
 
 namespace tarn::visualized {
+namespace {
+constexpr int TypingPause = 1000; // ms without a key, after which the next one is meant for the window
+}
 
 ToolDialog::ToolDialog(QWidget *parent, Qt::WindowType type, Qt::MouseButtons bodyButtons)
     : QDialog(parent, type | Qt::FramelessWindowHint)
@@ -45,12 +47,40 @@ CustomTitleBar *ToolDialog::addTitleBar(QVBoxLayout *column, int height)
     return bar;
 }
 
-void ToolDialog::expectUnasked()
+bool ToolDialog::takesKeys() const
 {
-    if (m_unasked)
-        return;
-    m_unasked = true;
-    new TypingGuard(this);
+    return !m_guarded || focusWidget() != this || m_sinceKey.hasExpired(TypingPause);
+}
+
+bool ToolDialog::dropsForeignKey(QEvent *event)
+{
+    if (takesKeys()) {
+        m_guarded = m_guarded && event->type() != QEvent::KeyPress;
+        return false;
+    }
+    m_sinceKey.start();
+    event->accept();
+    return true;
+}
+
+bool ToolDialog::event(QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::WindowActivate:
+        m_sinceKey.start();
+        break;
+    case QEvent::MouseButtonPress:
+        m_guarded = false;
+        break;
+    case QEvent::ShortcutOverride:
+    case QEvent::KeyPress:
+        if (dropsForeignKey(event))
+            return true;
+        break;
+    default:
+        break;
+    }
+    return QDialog::event(event);
 }
 
 void ToolDialog::setVisible(bool visible)
@@ -63,6 +93,8 @@ void ToolDialog::setVisible(bool visible)
     if (!self || !appears)
         return;
     setWindowRole(windowRole()); // the X plug-in drops the role of a window that was hidden
+    m_guarded = m_unasked;
+    m_sinceKey.start();
     if (m_unasked)
         front::neutralFocus(this);
 }

@@ -2,6 +2,7 @@
 
 #include "widgets/WindowDrag.h"
 #include <QDialog>
+#include <QElapsedTimer>
 
 class CustomTitleBar;
 class QVBoxLayout;
@@ -37,20 +38,26 @@ protected:
     /// connect. Called after the other bands exist: Tab follows the order of creation, and the close button comes last.
     /// @param height in design pixels
     CustomTitleBar *addTitleBar(QVBoxLayout *column, int height);
-    /// For a window that can appear while the user types in another program: the focus is neutral whenever it appears,
-    /// and keys are dropped until the user pauses or clicks (see TypingGuard).
-    void expectUnasked();
+    /// For a window that can appear, and take the keyboard, while the user types in another program: whenever it appears,
+    /// the focus is neutral and keys are dropped until the user pauses for a second or clicks.
+    void expectUnasked() { m_unasked = true; }
 
+    bool event(QEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    bool takesKeys() const;
+    bool dropsForeignKey(QEvent *event);
+
     WindowDrag m_drag{this};
     const Qt::MouseButtons m_bodyButtons;
     bool m_unasked = false;
-    bool m_closing = false; ///< within closeEvent()
+    bool m_guarded = false;   ///< no key or click has been meant for this appearance of an unasked window yet
+    QElapsedTimer m_sinceKey; ///< since the last dropped key, or since the window appeared
+    bool m_closing = false;   ///< within closeEvent()
 };
 
 } // namespace tarn::visualized

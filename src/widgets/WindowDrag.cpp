@@ -6,8 +6,8 @@ void WindowDrag::press(const QPoint &global)
 {
     if (!m_window)
         return;
-    // The event knows better than the window where the cursor is in it: a window manager that frames and then moves a
-    // new window can leave Qt with the position from in between.
+    // From the event where possible: when a window manager frames and then moves a new window, Qt can be left with a
+    // position from in between.
     const auto *bar = m_window->findChild<CustomTitleBar *>();
     if (bar && bar->isPressed())
         begin(bar->pressInWindow());
@@ -29,24 +29,14 @@ void WindowDrag::move(const QPoint &global)
 
 bool WindowDrag::handle(QMouseEvent *event, Qt::MouseButtons buttons)
 {
-    switch (event->type()) {
-    case QEvent::MouseButtonPress:
-        if (!(event->button() & buttons))
-            return false;
-        if (m_window)
-            begin(event->windowPos().toPoint());
-        return m_active;
-    case QEvent::MouseMove:
-        if (!m_active || event->buttons() == Qt::NoButton)
-            return false;
+    const bool presses = event->type() == QEvent::MouseButtonPress && event->button() & buttons;
+    const bool moves = event->type() == QEvent::MouseMove && m_active && event->buttons() != Qt::NoButton;
+    const bool releases = event->type() == QEvent::MouseButtonRelease && m_active && !(event->buttons() & buttons);
+    if (presses)
+        begin(event->windowPos().toPoint());
+    else if (moves)
         move(event->globalPos());
-        return true;
-    case QEvent::MouseButtonRelease:
-        if (!m_active || (event->buttons() & buttons))
-            return false;
-        release();
-        return true;
-    default:
-        return false;
-    }
+    else if (releases)
+        m_active = false;
+    return presses || moves || releases;
 }

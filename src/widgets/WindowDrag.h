@@ -6,8 +6,8 @@
 
 class QMouseEvent;
 
-/// Moves a frameless window with the mouse, by its title bar or by its body. The window keeps the offset that the cursor
-/// had to its corner at the press, so that it cannot drift. A member of the window; GUI thread.
+/// Moves a frameless window with the mouse, by its title bar or by its body: the cursor keeps its offset to the corner. A
+/// member of the window; GUI thread.
 class WindowDrag final
 {
 public:
@@ -19,7 +19,6 @@ public:
     // Positions are global. A move without a press does nothing.
     void press(const QPoint &global);
     void move(const QPoint &global);
-    void release() { m_active = false; }
 
     /// For a window dragged by its body, called from its three mouse handlers. buttons: which buttons start a drag.
     /// @return whether the event belonged to a drag

@@ -7,7 +7,6 @@
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "widgets/QuestionMessageBox.h"
-#include "widgets/TypingGuard.h"
 #include <QAccessible>
 #include <QLabel>
 #include <QPushButton>
@@ -140,8 +139,11 @@ private slots:
 
     void typingGuardOnlyWhereUnasked()
     {
-        const auto isGuarded = [](const CUpdateExplainDial &dialog) {
-            return dialog.findChild<TypingGuard *>() != nullptr;
+        const auto isGuarded = [](CUpdateExplainDial &dialog) {
+            dialog.show();
+            dialog.setFocus();
+            QTest::keyClick(&dialog, Qt::Key_Tab);
+            return dialog.focusWidget() == &dialog; // the key has been dropped
         };
         QVariantMap fromThePrompt = withPatch();
         fromThePrompt.insert("visualized", true);
