@@ -11,6 +11,7 @@
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include <QCoreApplication>
+#include <QScreen>
 #include <QThreadPool>
 #include <utility>
 
@@ -105,7 +106,9 @@ CYunLoginDialog *LoginDialogCreator::createDialog()
     m_dialogs.removeAll(QPointer<CYunLoginDialog>());
     m_dialogs << dialog;
     m_dialog = dialog;
-    placement::centreOnPrimary(dialog); // for a caller without a window, or with one that cannot be read
+    // For a caller without a window, or with one that cannot be read.
+    if (const QScreen *screen = placement::screenOf(dialog))
+        dialog->move(screen->availableGeometry().center() - dialog->rect().center());
     return dialog;
 }
 
