@@ -39,7 +39,7 @@ private:
 };
 
 /// Lines that the text takes in the edit at its present width and with its font, the edit keeping its own text; an
-/// empty text stands for the edit's own. 0 for nothing or no edit.
+/// empty text means the edit's own. 0 without text or edit.
 int GetLineCount(const QString &text, QTextEdit *edit);
 /// The text cut to two lines of the label's width, with an ellipsis when something is left out.
 QString CreateAbbreviationString(const QString &text, const QFont &font, QLabel *label);

@@ -12,7 +12,7 @@ class LinkLabel final : public QLabel
 public:
     explicit LinkLabel(QWidget *parent);
 
-    /// @param text what is shown, of up to as many lines as '\n' separates; plain text
+    /// @param text plain text; '\n' separates its lines
     /// @param look the style attribute of the link
     void showLink(const QString &text, const QString &address, const QString &look);
 

@@ -55,7 +55,7 @@ public:
 protected:
     bool event(QEvent *event) override
     {
-        // An item opened, closed, grew or went: what is below it moves, too.
+        // An item changed its height: the items below it move.
         if (event->type() == QEvent::LayoutRequest) {
             m_fittedWidth = -1;
             QApplication::postEvent(parentWidget(), new QEvent(QEvent::LayoutRequest));
@@ -83,7 +83,7 @@ MessageList::MessageList(QWidget *parent)
     tarn::visualized::removeScrollBarMenus(this);
     verticalScrollBar()->setStyleSheet(barSheet(this));
     verticalScrollBar()->setSingleStep((m_card->collapsedHeight() + m_card->gap()) / 3);
-    // Opaque and static, so that scrolling and growing keep what is painted already.
+    // Opaque and static, so that scrolling and growing keep the painted part.
     m_content->setAttribute(Qt::WA_OpaquePaintEvent);
     m_content->setAttribute(Qt::WA_StaticContents);
     m_content->installEventFilter(this);

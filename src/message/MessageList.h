@@ -8,8 +8,8 @@ class CMessageListItem;
 class MessageCard;
 class MessageChunk;
 
-/// The scrolling list of the message center. Items come in chunks, each a container of its own: a widget with thousands
-/// of children paints and finds its children slowly. The space of what is still to come is held from the start, so that
+/// The scrolling list of the message center. Each chunk of items has its own container: a widget with thousands of
+/// children paints and finds its children slowly. The space of items to come is reserved from the start, so that
 /// nothing that is on the screen moves or repaints meanwhile. GUI thread.
 class MessageList final : public QScrollArea
 {

@@ -241,7 +241,7 @@ void CMessageListItem::mouseDoubleClickEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton)
         return;
-    select(); // the first press may have gone to another window
+    select(); // another window may have received the first press
     OnArrowBtnClicked();
 }
 

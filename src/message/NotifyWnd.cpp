@@ -130,7 +130,7 @@ QFont fontOf(int pixelSize)
     return font;
 }
 
-// From the shared pictures: a QIcon of the vector file would leave a pixmap of its own in the cache for each notice.
+// From the shared pictures: a QIcon of the vector file would add a pixmap to the cache for each notice.
 QIcon icon(const QString &path, int side)
 {
     return QIcon(picture::load(path, QSize(side, side), qApp->devicePixelRatio()));
@@ -154,7 +154,7 @@ int GetRowsByLabelText(QFontMetrics fm, QString text, int width)
     do {
         const QRect row = fm.boundingRect(text.mid(start, end - start));
         if (row.right() - row.left() >= width) {
-            if (end - start > 1) // a character wider than the label has a row of its own
+            if (end - start > 1) // a character wider than the label fills a row
                 --end;
             ++rows;
             start = end;

@@ -53,17 +53,6 @@ void RichTextLabel::showHtml(const QString &html)
     setAccessibleName(text::beginning(m_document.toPlainText(), MaxAccessibleChars));
 }
 
-void RichTextLabel::changeEvent(QEvent *event)
-{
-    QLabel::changeEvent(event);
-    if (event->type() != QEvent::FontChange && event->type() != QEvent::StyleChange)
-        return;
-    m_document.setDefaultFont(font());
-    if (!m_document.isEmpty())
-        fitHeight();
-    update();
-}
-
 void RichTextLabel::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);

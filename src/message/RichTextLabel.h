@@ -23,7 +23,6 @@ signals:
     void heightChanged(); ///< a picture of the text has been read
 
 protected:
-    void changeEvent(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 
 private:

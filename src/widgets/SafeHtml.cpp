@@ -29,7 +29,7 @@ enum class Kind {
     Item,     // a block that closes the open one of its name
     Void,     // has no content
     Boundary, // a block in which Items start afresh
-    Hidden    // goes with its content
+    Hidden    // is removed with its content
 };
 
 enum class Needs { Nothing, Blocks, Pictures, Links, Documents };
@@ -241,7 +241,7 @@ private:
 
     int after(int found, int length) const { return found < 0 ? m_source.size() : found + length; }
 
-    // Reads what a "<" opens. @return the position after it
+    // Reads a tag or a comment. @return the position after it
     int readMarkup(int at)
     {
         if (startsWith(at, "<!--"))

@@ -4,7 +4,7 @@
 
 /// Rich text from outside, reduced before a text document reads it: documents crash or take minutes over nested and
 /// padded tables, over deep markup and over words without end, and they load any file or address that is named.
-/// The reduced text is made of tags written here; nothing of the source passes but words and judged attribute values.
+/// The reduced text has newly written tags; only words and judged attribute values of the source pass.
 /// Takes time in proportion to the text. Pure functions, any thread.
 namespace tarn::visualized::safehtml {
 
@@ -15,7 +15,7 @@ enum class Links {
 };
 
 /// What a kind of text may keep. Bold, italic, underlined, sub- and superscript and colours always stay; scripts, titles
-/// and comments always go, with their content; a "<" that opens no tag is shown.
+/// and comments are removed with their content; a "<" that opens no tag is shown.
 struct Policy
 {
     int maxChars = 0;       ///< longer texts are cut and end in "……"

@@ -84,7 +84,7 @@ inline QPushButton *readAll(const Window &window)
     return window->findChild<QPushButton *>("readAllButton");
 }
 
-// "receipt 2 id", "MsgState 2 id,id", "MessageStatu 3 id": what was reported to the service since the last reset.
+// "receipt 2 id", "MsgState 2 id,id", "MessageStatu 3 id": the reports to the service since the last reset.
 inline QStringList reports()
 {
     QThreadPool::globalInstance()->waitForDone();

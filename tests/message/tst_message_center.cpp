@@ -305,7 +305,7 @@ private slots:
             QVERIFY(!watched);
         }
         const auto late = QSharedPointer<CCommonEventData>::create();
-        CMessageObserver::GetObserverInstance()->NotifyEvent(late.data(), eEventDisplayed); // nobody is there
+        CMessageObserver::GetObserverInstance()->NotifyEvent(late.data(), eEventDisplayed); // without a listener
     }
 
     void theManagerOpensOneAndReusesIt()
@@ -330,7 +330,7 @@ private slots:
         const QRect area = first->screen()->availableGeometry();
         QCOMPARE(first->x(), (area.left() + area.right()) / 2 - first->width() / 2);
 
-        // Asked for again before the closed one is gone: a new one with the messages of now.
+        // A request before the closed window is destroyed opens a new one with the present messages.
         first->close();
         fake().queue("GetAllMessageRecords", {2000, {}, {}, {}});
         askForCenter({{"msg_center_rect", QRect(QPoint(INT_MIN, 0), QPoint(INT_MAX, 5))}});

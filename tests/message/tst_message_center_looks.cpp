@@ -35,7 +35,7 @@ bool staysInside(const QWidget *item)
 }
 } // namespace
 
-// What may come from outside, and what the user sees or hears of it.
+// Messages from outside as the user sees and hears them.
 class TestMessageCenterLooks : public QObject
 {
     Q_OBJECT
@@ -119,7 +119,7 @@ private slots:
         QVERIFY(edge(1) != edge(0));
     }
 
-    // Nothing waits for what is no picture, and the window can go while it is looked at.
+    // Pipes and devices hold up nothing, and the window may be destroyed while they are judged.
     void whatIsNoPictureIsLeftOut()
     {
         QTemporaryDir dir;

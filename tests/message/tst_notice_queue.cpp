@@ -15,7 +15,7 @@ Values numbered(int number, int size = 1)
 }
 } // namespace
 
-// Notices that come faster than they can be shown: what waits is bounded, and the newest are kept in their order.
+// Notices that come faster than they can be shown: their number is bounded, and the newest are kept in order.
 class TestNoticeQueue final : public QObject
 {
     Q_OBJECT

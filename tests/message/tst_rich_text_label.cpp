@@ -8,7 +8,7 @@
 
 using namespace tarn::visualized;
 
-// Texts from outside in their widget: what they show, and that none of them hurts.
+// Texts from outside in their widget: their look, and that none of them does harm.
 class TestRichTextLabel final : public QObject
 {
     Q_OBJECT

@@ -23,7 +23,7 @@ QString shown(const QString &html)
 }
 } // namespace
 
-// Markup from outside: what is kept of it, that no word is lost, and that none of it takes unbounded time.
+// Markup from outside: the part that stays, that no word is lost, and that none of it takes unbounded time.
 class TestSafeHtml final : public QObject
 {
     Q_OBJECT
