@@ -2,6 +2,7 @@
 
 import os
 import tempfile
+import time
 
 from tarnbench import BUILD, Platform, Program, at_most, median, ratio_at_most
 
@@ -10,6 +11,8 @@ ROUNDS = 7
 CALLS = 3000
 RECORD_CALLS = 300
 CALLERS = 8
+REST_SECONDS = 0.25
+REST_CALLS = 40
 
 
 def run(bench):
@@ -29,6 +32,7 @@ def run(bench):
     compare(bench, "echo object", (echo, "ack notice"), (bare, "ack notice"), CALLS)
     compare(bench, "50 records x 12 keys and back", (echo, "convert records"), (bare, "convert records"), RECORD_CALLS,
             goal50=1.2, goal99=None)
+    after_rest(bench, (host, "QueryYunLoginDialogState notice"), (bare, "ack notice"))
     answered, seconds = host.numbers(f"parallel ShowNotifyMessage notice {CALLS} {CALLERS}")
     _, bare_seconds = bare.numbers(f"parallel ack notice {CALLS} {CALLERS}")
     lost = CALLERS * CALLS - answered
@@ -54,3 +58,14 @@ def compare(bench, name, ours, reference, calls, goal50=1.4, goal99=2.0):
     for index, label, goal in ((0, "p50", goal50), (1, "p99", goal99)):
         mine, theirs = (median([result[index] for result in results[side]]) for side in (0, 1))
         bench.row(f"{name}, {label}", mine, theirs, goal=ratio_at_most(goal) if goal else None, unit="us")
+
+
+def after_rest(bench, ours, reference):
+    """Single calls, as users cause them: the connection has been idle, the threads sleep."""
+    results = ([], [])
+    for _ in range(REST_CALLS):
+        for side, (program, what) in enumerate((ours, reference)):
+            time.sleep(REST_SECONDS)
+            results[side].append(program.numbers(f"run {what} 1")[1])
+    bench.row(f"one call after {REST_SECONDS * 1000:.0f} ms of rest, p50", median(results[0]), median(results[1]),
+              goal=ratio_at_most(1.3), unit="us")
