@@ -1,19 +1,26 @@
 #include "tarn/core/Program.h"
 #include <QLoggingCategory>
+#include <QSemaphore>
 #include <QSocketNotifier>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace tarn::core {
 namespace {
 
 constexpr int MaxLogBytes = 4096;
+constexpr int NeededThreads = 24; // of this process: those of gRPC, of its calls and of Qt
 const int EndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
 bool s_place = false;
@@ -103,6 +110,28 @@ void onAlarm(int)
     ::_exit(1);
 }
 
+/// gRPC aborts with an assertion of its own where it cannot start a thread.
+void demandThreads()
+{
+    QSemaphore end;
+    std::vector<std::thread> threads;
+    QByteArray trouble;
+    try {
+        while (threads.size() < NeededThreads)
+            threads.emplace_back([&end] { end.acquire(); });
+    } catch (const std::system_error &e) {
+        trouble = e.what();
+    }
+    end.release(NeededThreads);
+    for (std::thread &thread : threads)
+        thread.join();
+    if (trouble.isEmpty())
+        return;
+    std::fprintf(stderr, "%s: %d threads are needed and only %d can be started (limit of the user's processes): %s\n",
+                 program_invocation_short_name, NeededThreads, static_cast<int>(threads.size()), trouble.constData());
+    std::exit(1);
+}
+
 void handle(int signalNumber, void (*handler)(int))
 {
     struct sigaction action = {};
@@ -129,6 +158,7 @@ void prepareProgram(bool place, bool verbose)
     for (const int each : {SIGPIPE, SIGXFSZ})
         handle(each, [](int) {});
     raiseDescriptorLimit();
+    demandThreads();
     if (!verbose) // the RPC core's lines have a switch of their own
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\ntarn.rpc.debug=true"));
     qInstallMessageHandler(&writeLog);

@@ -53,10 +53,11 @@ private slots:
     void runtimeDirectoryRemoved();
     void signalsAndClosedPipes();
     void twoUsers();
+    void tooFewThreads();
 
 private:
     int servicesStarts() const;
-    ProcessPtr startAsSecondUser(const QString &runtimeBase);
+    ProcessPtr startAsSecondUser(const QString &runtimeBase, const QStringList &through = {});
     QString outputOf(const ProcessPtr &hub);
 
     std::unique_ptr<Sandbox> m_box;
@@ -229,7 +230,7 @@ void tst_Hub::signalsAndClosedPipes()
 }
 
 /// Starts a hub as another user, with a runtime directory of that user's and the same temporary directory.
-ProcessPtr tst_Hub::startAsSecondUser(const QString &runtimeBase)
+ProcessPtr tst_Hub::startAsSecondUser(const QString &runtimeBase, const QStringList &through)
 {
     constexpr uid_t Second = 64123;
     if (!QDir().mkpath(runtimeBase) || ::chown(QFile::encodeName(runtimeBase).constData(), Second, Second) != 0)
@@ -242,9 +243,9 @@ ProcessPtr tst_Hub::startAsSecondUser(const QString &runtimeBase)
     hub->setProcessEnvironment(environment);
     hub->setProcessChannelMode(QProcess::MergedChannels);
     hub->start(QStringLiteral("setpriv"),
-               {QStringLiteral("--reuid"), QString::number(Second), QStringLiteral("--regid"), QString::number(Second),
-                QStringLiteral("--clear-groups"), QStringLiteral("--"), m_box->path(QStringLiteral("bin/ServiceHub")),
-                hub::StartArgument});
+               QStringList{QStringLiteral("--reuid"), QString::number(Second), QStringLiteral("--regid"),
+                           QString::number(Second), QStringLiteral("--clear-groups"), QStringLiteral("--")} +
+                   through + QStringList{m_box->path(QStringLiteral("bin/ServiceHub")), hub::StartArgument});
     return hub;
 }
 
@@ -265,6 +266,19 @@ void tst_Hub::twoUsers()
     second->terminate(); // setpriv has become the hub
     QVERIFY(second->waitForFinished(10000));
     QCOMPARE(second->exitCode(), 0);
+}
+
+void tst_Hub::tooFewThreads()
+{
+    if (::geteuid() != 0 || QStandardPaths::findExecutable(QStringLiteral("setpriv")).isEmpty())
+        QSKIP("a user with a limit needs root and setpriv");
+    const ProcessPtr hub = startAsSecondUser(m_box->path(QStringLiteral("run2")),
+                                             {QStringLiteral("prlimit"), QStringLiteral("--nproc=6")});
+    QVERIFY(hub);
+    const QString line = awaitLine(*hub, "threads are needed and only");
+    QVERIFY(!line.isNull());
+    QVERIFY(hub->waitForFinished(10000));
+    QCOMPARE(hub->exitCode(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_Hub)

@@ -9,7 +9,7 @@ namespace tarn::core {
 
 /// First in main(), before any thread starts: a closed pipe and a file at its size limit become errors of the call
 /// instead of the process's end, the limit of open descriptors is raised to what the system allows, and the program
-/// writes its log by writeLog().
+/// writes its log by writeLog(). A process that may start too few threads ends with one line that says so.
 /// @param place whether lines name the library and the function; otherwise they name the program and its process
 /// @param verbose whether debug lines are written; the environment's QT_LOGGING_RULES has the last word
 TARN_CORE_EXPORT void prepareProgram(bool place, bool verbose);
