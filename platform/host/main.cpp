@@ -1,5 +1,6 @@
 #include "host/FontSubstitution.h"
 #include "host/PluginHost.h"
+#include "host/SessionBus.h"
 #include "tarn/core/Program.h"
 #include <QApplication>
 #include <QCommandLineParser>
@@ -13,6 +14,7 @@
 namespace {
 constexpr int NothingLoaded = 1;
 constexpr int WrongUsage = 2;
+constexpr int BusMs = 2000;
 constexpr unsigned StopSeconds = 6; // the services' last answers take up to five
 
 /// While the application object is made: Qt ends the process with several lines when there is no display.
@@ -94,6 +96,11 @@ int main(int argc, char *argv[])
 #ifndef TARN_SANITIZED           // the leak check reads the process as a debugger does
     ::prctl(PR_SET_DUMPABLE, 0); // passwords pass through; no core file, no other process reads the memory
 #endif
+    if (sessionBusHangs(BusMs)) {
+        qWarning(
+            "the session bus does not answer, the windows do without it: no screen reader, no tray of the desktop");
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:"); // fails at once
+    }
     qInstallMessageHandler(&onStartMessage);
     QApplication app(argc, argv);
     qInstallMessageHandler(&tarn::core::writeLog);

@@ -1,12 +1,18 @@
 #include "host/PluginHost.h"
 #include "host/PluginMetadata.h"
+#include "host/SessionBus.h"
 #include "support/LogCatcher.h"
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QPluginLoader>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 QString pluginFile()
@@ -43,6 +49,8 @@ private slots:
     void metadataIsAsAgreed();
     void wrongByOneIsRefused();
     void otherFilesAreRefused();
+    void sessionBus_data();
+    void sessionBus();
 };
 
 void TestPluginHost::metadataIsAsAgreed()
@@ -105,6 +113,44 @@ void TestPluginHost::otherFilesAreRefused()
         refused += line.contains("is refused: ");
     QCOMPARE(refused, 3);
     QCOMPARE(host.load(dir.filePath("nowhere")), 0);
+}
+
+void TestPluginHost::sessionBus_data()
+{
+    QTest::addColumn<bool>("listens");
+    QTest::addColumn<bool>("answers");
+    QTest::newRow("no bus") << false << false;
+    QTest::newRow("takes connections, never answers") << true << false;
+    QTest::newRow("answers") << true << true;
+}
+
+void TestPluginHost::sessionBus()
+{
+    QFETCH(bool, listens);
+    QFETCH(bool, answers);
+    const QTemporaryDir dir;
+    const QByteArray path = QFile::encodeName(dir.filePath(QStringLiteral("bus")));
+    const QByteArray before = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + path + ",guid=0");
+    const auto restore = qScopeGuard([&] { qputenv("DBUS_SESSION_BUS_ADDRESS", before); });
+    const int server = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+    if (listens)
+        QVERIFY(::bind(server, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
+                ::listen(server, 1) == 0);
+    std::thread bus([&] {
+        if (!answers)
+            return;
+        const int client = ::accept(server, nullptr, nullptr);
+        if (::write(client, "OK 1234\r\n", 9) != 9)
+            qWarning("the test's bus cannot answer");
+        ::close(client);
+    });
+    QCOMPARE(sessionBusHangs(answers ? 20000 : 200), listens && !answers);
+    bus.join();
+    ::close(server);
 }
 
 QTEST_MAIN(TestPluginHost)
