@@ -61,7 +61,8 @@ endfunction()
 
 # tarn_add_test(<name> [X11] [CORE] [TIMEOUT seconds] SOURCES ... [LIBS ...] [ENV "K=V" ...])
 # One Qt Test executable. Plain tests run on the offscreen plug-in; X11 ones run inside tests/support/with-x.sh, which
-# gives each its own X server, window manager, session bus and home.
+# gives each its own X server, window manager, session bus and home. Labels: unit, x11, e2e; slow and variant are added
+# where a test is made.
 function(tarn_add_test name)
     cmake_parse_arguments(T "X11;CORE" "TIMEOUT;WM;SCREEN;DPI" "SOURCES;LIBS;ENV" ${ARGN})
     add_executable(${name} ${T_SOURCES})
@@ -98,5 +99,11 @@ function(tarn_add_test name)
         add_test(NAME ${name} COMMAND ${name})
         list(APPEND env "QT_QPA_PLATFORM=offscreen")
     endif()
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} ENVIRONMENT "${env}")
+    set(label unit)
+    if(CMAKE_CURRENT_SOURCE_DIR MATCHES "/tests/e2e$")
+        set(label e2e)
+    elseif(T_X11)
+        set(label x11)
+    endif()
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS ${label} ENVIRONMENT "${env}")
 endfunction()

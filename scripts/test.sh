@@ -1,8 +1,14 @@
 #!/bin/bash
-# scripts/test.sh [PRESET]: installs what is missing, checks the C++ style, builds the preset (release unless named) with
-# warnings as errors, and runs every test.
+# scripts/test.sh [--quick|--all] [PRESET]: installs what is missing, checks the C++ style, builds the preset (release
+# unless named) with warnings as errors, and runs the tests; --quick: only those that need no desktop and no processes,
+# --all: also the variants with further window managers.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+selection=(-LE variant)
+case ${1:-} in
+--quick) selection=(-L unit) && shift ;;
+--all) selection=() && shift ;;
+esac
 preset=${1:-release}
 
 step() { printf '\n== [%3d s] %s\n' "$SECONDS" "$*"; }
@@ -29,8 +35,8 @@ NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset "$preset" -j "$(nproc)"
 
 step "tests ($preset)"
 unset DISPLAY WAYLAND_DISPLAY # no test may touch the desktop of whoever runs them
-# A test that fails gets two more tries: the tests with real processes and windows depend on other programs' pace, and
-# LeakSanitizer itself crashes now and then ("Tracer caught signal") among gRPC's threads. A real fault comes again; the
-# output shows every failure.
-ctest --test-dir "build/$preset" -j2 --output-on-failure --no-tests=error --repeat until-pass:3
+# LeakSanitizer itself crashes now and then ("Tracer caught signal") among gRPC's threads; elsewhere a failure counts.
+repeat=()
+[[ $preset != *san ]] || repeat=(--repeat until-pass:3)
+ctest --test-dir "build/$preset" -j2 --output-on-failure --no-tests=error "${selection[@]}" "${repeat[@]}"
 step "done"
