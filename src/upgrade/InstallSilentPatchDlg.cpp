@@ -8,7 +8,6 @@
 #include "upgrade/SilentInstallThread.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
-#include "widgets/MessageText.h"
 #include "widgets/Placement.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/ShownText.h"
@@ -173,7 +172,7 @@ void CInstallSilentPatchDlg::OnTimeOut()
 bool CInstallSilentPatchDlg::askToForceQuit()
 {
     const QString question =
-        QStringLiteral("检测到软件进程“") + messagetext::literal(text::brief(m_softName)) +
+        QStringLiteral("检测到软件进程“") + tarn::visualized::text::literal(text::brief(m_softName)) +
         QStringLiteral("”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
     return CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("立即升级"),
                                QStringLiteral("重试")) == 1;

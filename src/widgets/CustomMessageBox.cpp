@@ -63,11 +63,6 @@ void CustomMessageBox::setOrigin(eBoxOrigin origin)
     m_content->setOrigin(origin);
 }
 
-void CustomMessageBox::on_close_btn_clicked()
-{
-    close();
-}
-
 void CustomMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
 {
     m_content->press(nPosX, nPosY);
@@ -76,16 +71,6 @@ void CustomMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
 void CustomMessageBox::OnCustomTitleBarmoved(int nPosX, int nPosY)
 {
     m_content->move(nPosX, nPosY);
-}
-
-void CustomMessageBox::onLinkClick(const QString &)
-{
-    m_linkClicked = true;
-}
-
-void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked)
-{
-    CstmMessageBox(title, text, status, parent, linkClicked, eBoxOrigin::Unasked);
 }
 
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked,

@@ -20,10 +20,10 @@ public:
     void setOrigin(eBoxOrigin origin);
 
 private slots:
-    void on_close_btn_clicked();
+    void on_close_btn_clicked() { close(); }
     void OnCustomTitleBarPressed(int nPosX, int nPosY);
     void OnCustomTitleBarmoved(int nPosX, int nPosY);
-    void onLinkClick(const QString &link);
+    void onLinkClick(const QString &) { m_linkClicked = true; }
 
 private:
     void Init(const QString &title, const QString &text, eTipStatus status);
@@ -36,6 +36,4 @@ private:
 /// @param linkClicked may be null; set to true when a link was followed, never to false, and not touched once the parent
 ///        is destroyed
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent,
-                    bool *linkClicked = nullptr);
-void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked,
-                    eBoxOrigin origin);
+                    bool *linkClicked = nullptr, eBoxOrigin origin = eBoxOrigin::Unasked);

@@ -101,21 +101,6 @@ void CustomTitleBar::SetCtrlElpase(const int &space)
     m_layout->setSpacing(look::scaled(space, this));
 }
 
-void CustomTitleBar::OnCloseBtnClicked()
-{
-    emit CustomTitleBarClose();
-}
-
-void CustomTitleBar::OnMinumBtnClicked()
-{
-    emit CustomTitleBarMinum();
-}
-
-void CustomTitleBar::OnMaxumBtnClicked()
-{
-    emit CustomTitleBarMaxum();
-}
-
 void CustomTitleBar::mousePressEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton)

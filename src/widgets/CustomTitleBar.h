@@ -7,9 +7,9 @@ class QHBoxLayout;
 class QLabel;
 class QPushButton;
 
-/// Title bar of a frameless window. Its parts stand in the order in which they are added; it moves nothing itself: the
-/// owner follows CustomTitleBarPressed and CustomTitleBarmoved (see WindowDrag). The ground is the owner's, by a rule
-/// (look::titleBand). Lengths are design pixels at 96 DPI, scaled inside.
+/// Title bar of a frameless window: the logo first, the other parts in the order in which they are added. It moves nothing
+/// itself: the owner follows CustomTitleBarPressed and CustomTitleBarmoved (see WindowDrag). The owner sets the ground by
+/// a rule (look::titleBand). Lengths are design pixels at 96 DPI, scaled inside.
 class CustomTitleBar : public QWidget
 {
     Q_OBJECT
@@ -39,7 +39,7 @@ public:
     void SetCtrlElpase(const int &space);
 
     bool isPressed() const { return m_pressed; }
-    /// Where in the window the press was that is held.
+    /// Position in the window of the press that is held.
     QPoint pressInWindow() const { return m_pressInWindow; }
 
 signals:
@@ -50,9 +50,9 @@ signals:
     void CustomTitleBarmoved(int nPosX, int nPosY);   // while the left button is held
 
 private slots:
-    void OnCloseBtnClicked();
-    void OnMinumBtnClicked();
-    void OnMaxumBtnClicked();
+    void OnCloseBtnClicked() { emit CustomTitleBarClose(); }
+    void OnMinumBtnClicked() { emit CustomTitleBarMinum(); }
+    void OnMaxumBtnClicked() { emit CustomTitleBarMaxum(); }
 
 protected:
     void mousePressEvent(QMouseEvent *event) override;

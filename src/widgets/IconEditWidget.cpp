@@ -79,41 +79,6 @@ void CIconEditWidget::setLineEditRegExp(const QRegExp &expression)
     m_edit->setValidator(usable ? new QRegExpValidator(expression, m_edit) : nullptr);
 }
 
-QMenu *CIconEditWidget::CreateRightClickMenu()
-{
-    return m_edit->CreateRightClickMenu();
-}
-
-void CIconEditWidget::OnShowContextMenu(const QPoint &position)
-{
-    m_edit->OnShowContextMenu(m_edit->mapFrom(this, position));
-}
-
-void CIconEditWidget::OnCopyClicked(bool checked)
-{
-    m_edit->OnCopyClicked(checked);
-}
-
-void CIconEditWidget::OnCutClicked(bool checked)
-{
-    m_edit->OnCutClicked(checked);
-}
-
-void CIconEditWidget::OnPasteClicked(bool checked)
-{
-    m_edit->OnPasteClicked(checked);
-}
-
-void CIconEditWidget::OnSelAllClicked(bool checked)
-{
-    m_edit->OnSelAllClicked(checked);
-}
-
-void CIconEditWidget::SuffixBtnClicked()
-{
-    emit SuffixBtnClickedSignal();
-}
-
 bool CIconEditWidget::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_edit && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut))

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "widgets/CustomLineEdit.h"
 #include <QRegExp>
-#include <QWidget>
 
-class CCustomLineEdit;
 class QLabel;
 class QMenu;
 class QPushButton;
@@ -27,18 +26,18 @@ public:
     void setLineEditRegExp(const QRegExp &expression);
 
     // The context menu and its actions are those of the line edit.
-    QMenu *CreateRightClickMenu();
-    void OnShowContextMenu(const QPoint &position);
-    void OnCopyClicked(bool checked);
-    void OnCutClicked(bool checked);
-    void OnPasteClicked(bool checked);
-    void OnSelAllClicked(bool checked);
+    QMenu *CreateRightClickMenu() { return m_edit->CreateRightClickMenu(); }
+    void OnShowContextMenu(const QPoint &position) { m_edit->OnShowContextMenu(m_edit->mapFrom(this, position)); }
+    void OnCopyClicked(bool checked) { m_edit->OnCopyClicked(checked); }
+    void OnCutClicked(bool checked) { m_edit->OnCutClicked(checked); }
+    void OnPasteClicked(bool checked) { m_edit->OnPasteClicked(checked); }
+    void OnSelAllClicked(bool checked) { m_edit->OnSelAllClicked(checked); }
 
 signals:
     void SuffixBtnClickedSignal();
 
 private slots:
-    void SuffixBtnClicked();
+    void SuffixBtnClicked() { emit SuffixBtnClickedSignal(); }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

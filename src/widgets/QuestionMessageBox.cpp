@@ -46,16 +46,6 @@ void QuestionMessageBox::setOrigin(eBoxOrigin origin)
     m_content->setOrigin(origin);
 }
 
-void QuestionMessageBox::on_ok_btn_clicked()
-{
-    accept();
-}
-
-void QuestionMessageBox::on_concel_btn_clicked()
-{
-    reject();
-}
-
 void QuestionMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
 {
     m_content->press(nPosX, nPosY);
@@ -64,11 +54,6 @@ void QuestionMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
 void QuestionMessageBox::OnCustomTitleBarmoved(int nPosX, int nPosY)
 {
     m_content->move(nPosX, nPosY);
-}
-
-int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText)
-{
-    return CQuestionMessageBox(title, text, parent, okText, cancelText, eBoxOrigin::Unasked);
 }
 
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText,

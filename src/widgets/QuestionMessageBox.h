@@ -21,8 +21,8 @@ public:
     void setOrigin(eBoxOrigin origin);
 
 private slots:
-    void on_ok_btn_clicked();
-    void on_concel_btn_clicked(); // misspelt on purpose: a fixed name
+    void on_ok_btn_clicked() { accept(); }
+    void on_concel_btn_clicked() { reject(); } // misspelt on purpose: a fixed name
     void OnCustomTitleBarPressed(int nPosX, int nPosY);
     void OnCustomTitleBarmoved(int nPosX, int nPosY);
 
@@ -37,6 +37,5 @@ private:
 /// Asks a question, modal to the parent's window.
 /// @return 1 when the first button was pressed, else 0; also 0 when the parent is destroyed meanwhile
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent,
-                        QString okText = QStringLiteral("确定"), QString cancelText = QStringLiteral("取消"));
-int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText,
-                        eBoxOrigin origin);
+                        QString okText = QStringLiteral("确定"), QString cancelText = QStringLiteral("取消"),
+                        eBoxOrigin origin = eBoxOrigin::Unasked);

@@ -76,11 +76,6 @@ QWidget *CTimingMessageBox::textPanel(const QString &text)
     return panel;
 }
 
-void CTimingMessageBox::CloseDialog()
-{
-    close();
-}
-
 void CTimingMessageBox::showEvent(QShowEvent *event)
 {
     QDialog::showEvent(event);

@@ -12,7 +12,7 @@ public:
     CTimingMessageBox(const QString &text, int msecs, QWidget *parent);
 
 public slots:
-    void CloseDialog();
+    void CloseDialog() { close(); }
 
 protected:
     void showEvent(QShowEvent *event) override;

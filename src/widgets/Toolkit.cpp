@@ -62,21 +62,6 @@ void CToolkit::MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset)
     dlg->setGeometry(placement::overForeign(parent, ratio, dlg->size(), offset));
 }
 
-QPoint CToolkit::getWindowTopLeftPosition(void *)
-{
-    return QPoint();
-}
-
-bool CToolkit::isProgramRunning(QString)
-{
-    return false;
-}
-
-int CToolkit::GetLastError()
-{
-    return 0;
-}
-
 void CToolkit::SetLabelIconPicture(QLabel *label, const QIcon &icon, const QSize &size)
 {
     if (!label)

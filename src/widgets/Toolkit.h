@@ -31,9 +31,9 @@ public:
     static void MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset);
 
     /// Placeholders without a source on this platform: no position, not running, no error.
-    static QPoint getWindowTopLeftPosition(void *window);
-    static bool isProgramRunning(QString program);
-    static int GetLastError();
+    static QPoint getWindowTopLeftPosition(void *) { return {}; }
+    static bool isProgramRunning(QString) { return false; }
+    static int GetLastError() { return 0; }
 
     /// Shows the icon, or the image file, at the given size in logical pixels.
     static void SetLabelIconPicture(QLabel *label, const QIcon &icon, const QSize &size);

@@ -1,7 +1,6 @@
 #include "upgrade/controls/TaskMerge.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/operate/RowKeys.h"
-#include "widgets/MessageText.h"
 #include "widgets/ShownText.h"
 #include <QSet>
 #include <algorithm>
@@ -16,7 +15,7 @@ QString failurePart(const QStringList &names, const QString &failure)
 {
     QStringList shown;
     for (const QString &name : names)
-        shown.append(messagetext::literal(tarn::visualized::text::brief(name)));
+        shown.append(tarn::visualized::text::literal(tarn::visualized::text::brief(name)));
     return shown.isEmpty() ? QString() : shown.join(QStringLiteral("、")) + failure;
 }
 } // namespace

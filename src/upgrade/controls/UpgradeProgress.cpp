@@ -7,7 +7,6 @@
 #include "widgets/BringToFront.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
-#include "widgets/MessageText.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/ShownText.h"
 #include "widgets/Toolkit.h"
@@ -297,7 +296,7 @@ bool CUpgradeProgress::waitForProgramEnd()
 {
     const QPointer<CUpgradeProgress> self(this);
     const QString path = m_programPath;
-    const QString name = messagetext::literal(text::brief(m_softName));
+    const QString name = tarn::visualized::text::literal(text::brief(m_softName));
     const QString question = QStringLiteral("安装前请先关闭“%1”%2").arg(name, QStringLiteral("，再点击重试！"));
     while (CToolkit::isProgramRunning(path)) {
         m_asking = true; // further refreshes must not open the question again
