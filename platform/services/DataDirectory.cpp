@@ -1,9 +1,9 @@
 #include "services/DataDirectory.h"
+#include "services/Files.h"
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,11 +11,6 @@
 namespace tarn::services {
 
 namespace {
-
-QString systemError()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
 
 struct flock wholeFile()
 {

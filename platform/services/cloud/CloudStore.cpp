@@ -30,21 +30,6 @@ QVariant optional(const QString &text)
     return text.isEmpty() ? QVariant() : QVariant(text);
 }
 
-QString column(CloudStore::By way)
-{
-    switch (way) {
-    case CloudStore::By::Name:
-        return QStringLiteral("name");
-    case CloudStore::By::Phone:
-        return QStringLiteral("phone");
-    case CloudStore::By::Weixin:
-        return QStringLiteral("weixin");
-    case CloudStore::By::Qq:
-        break;
-    }
-    return QStringLiteral("qq");
-}
-
 QString accountColumns()
 {
     return QStringLiteral("name, phone, weixin, qq, locked, hash, id");
@@ -90,8 +75,10 @@ QString CloudStore::setLocked(const QString &name, bool locked, bool *known)
 
 QString CloudStore::find(By way, const QString &value, std::optional<CloudAccount> *account)
 {
+    static const char *const columns[] = {"name", "phone", "weixin", "qq"}; // in the order of By
+    const QString column = QLatin1String(columns[static_cast<int>(way)]);
     account->reset();
-    return m_db.run(QStringLiteral("SELECT %1 FROM accounts WHERE %2 = ?").arg(accountColumns(), column(way)), {value},
+    return m_db.run(QStringLiteral("SELECT %1 FROM accounts WHERE %2 = ?").arg(accountColumns(), column), {value},
                     [account](const QSqlQuery &row) {
                         *account = accountOf(row);
                         return false;
