@@ -77,7 +77,7 @@ void TestSilentPatch::runningProductsAreRefusedOrEnded()
     QCOMPARE(m_session.hostLog().count("静默补丁安装线程未找到补丁包文件"), 1); // of the test before
     QCOMPARE(query(), 1);
     QVERIFY(silent({m_product}, 1).contains("there is no patch"));
-    QVERIFY(silent({}, 2).contains("argument is missing"));
+    QVERIFY(silent({}, 2).contains("PRODUCT is missing"));
     QVERIFY(m_session.hostRuns()); // though its only window has closed
     QCOMPARE(m_session.stopHost(), 0);
 }
