@@ -261,7 +261,7 @@ void CMsgCenterDlg::OnMessageDeleted(QString strMessageId)
 
 void CMsgCenterDlg::moveSelectionAway(const QList<CMessageListItem *> &items)
 {
-    const auto isLeaving = [&items](const CMessageListItem *item) {
+    const auto isLeaving = [](const CMessageListItem *item) {
         return item->isSelected() || item == item->window()->focusWidget() ||
                item->isAncestorOf(item->window()->focusWidget());
     };

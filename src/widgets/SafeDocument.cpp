@@ -10,8 +10,6 @@
 namespace tarn::visualized {
 namespace {
 
-constexpr int MaxPictures = 16;
-
 QImage transparentPixel()
 {
     QImage pixel(1, 1, QImage::Format_ARGB32_Premultiplied);
@@ -47,7 +45,7 @@ QVariant SafeDocument::loadResource(int type, const QUrl &name)
 {
     if (type != ImageResource)
         return QString();
-    if (!m_box.isEmpty() && m_asked.size() < MaxPictures && !m_asked.contains(name.toString())) {
+    if (!m_box.isEmpty() && !m_asked.contains(name.toString())) { // the reducer bounds their number
         m_asked.insert(name.toString());
         readPicture(name);
     }
