@@ -15,7 +15,7 @@ int transportCode(const rpc::CallResult &result, const FamilyCodes &codes)
     case RpcError::InvalidArgument:
         return codes.invalidArgs;
     case RpcError::NotFound:
-        // With a text of its own it was the service that does not know the method.
+        // The object exists: it is the service that has no such method.
         return result.errorText.isEmpty() ? codes.noConnection : codes.refused;
     default:
         return codes.noConnection;

@@ -13,7 +13,7 @@ struct FamilyCodes
     int noConnection;
 };
 
-/// What goes into an output argument object.
+/// The contents of an output argument object.
 struct Answer
 {
     int code = 0;

@@ -57,7 +57,7 @@ protected:
     }
 
     /// The same for a list that may be larger than one message.
-    /// @param key where the joined list goes among the values; empty: it stays the bag's list
+    /// @param key under which the values get the joined list; empty: it stays the bag's list
     template <class Input, class Output>
     void forwardPaged(const char *method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
                       int timeoutMs, const QString &key = QString())

@@ -79,7 +79,7 @@ void ChildKeeper::start()
     if (QFileInfo(m_program).isExecutable())
         run();
     else
-        qWarning("%s does not exist, the hub goes on without it", qUtf8Printable(m_program));
+        qWarning("%s does not exist, the hub runs without it", qUtf8Printable(m_program));
 }
 
 void ChildKeeper::run()

@@ -65,7 +65,7 @@ void PortReservation::remember() const
         qWarning("the port cannot be remembered: %s", std::strerror(errno));
 }
 
-/// Bound and never listened on: nobody can connect, and no other program gets the number.
+/// Binds without listening: no program can connect, and no other gets the number.
 bool PortReservation::bindPort(quint16 wanted)
 {
     sockaddr_in address = {};

@@ -27,7 +27,7 @@ QString publishIn(QSharedMemory &segment, quint16 port)
     return (created || taken) && write(segment, QByteArray::number(port)) ? QString() : segment.errorString();
 }
 
-/// Runs the work in a thread of its own. @return its answer, or that it has not ended yet
+/// Runs the work in a new thread. @return its answer, or that it has not ended yet
 QString within(std::chrono::milliseconds limit, std::function<QString()> work)
 {
     std::packaged_task<QString()> task(std::move(work));

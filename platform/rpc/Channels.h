@@ -18,7 +18,7 @@ namespace tarn::rpc {
 QString hubTarget(const Address &hub, QString *error);
 QString unixTarget(const QString &path);
 
-/// A channel of its own, with no memory of failed attempts. Not connected yet.
+/// A new channel, which shares no memory of failed attempts with another. Not connected yet.
 /// @param watched true: pings also while nothing is asked, so that a frozen peer is noticed
 /// @return null (with the error) for an address that would need TLS where no certificates are configured, or that is
 ///         no address of ours

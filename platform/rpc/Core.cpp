@@ -30,7 +30,7 @@ struct Rpc::Private::Server
     }
 
     Endpoint endpoint;
-    std::unique_ptr<Lease> lease; // goes first
+    std::unique_ptr<Lease> lease; // destroyed first
 };
 
 Rpc::Private::~Private()
@@ -59,7 +59,7 @@ RpcError Rpc::Private::init(const QHash<QString, QString> &table)
     if (error.code != RpcError::None) {
         if (!settings.hub.isLocal())
             warn(QStringLiteral("hub %1: %2").arg(settings.hub.text(), QString::fromStdString(error.message)));
-        return error; // a core that was initialised before goes on looking for the hub
+        return error; // a core that was initialised before keeps looking for the hub
     }
     client->pending.open();
     return publish();
@@ -252,7 +252,7 @@ void Rpc::Private::setHubLost(std::function<void()> callback)
 
 void Rpc::Private::closeIdleServer()
 {
-    std::shared_ptr<Server> idle; // goes after the lock
+    std::shared_ptr<Server> idle; // destroyed after the lock is released
     const QMutexLocker lock(&m_mutex);
     const bool used =
         std::any_of(m_adapters.begin(), m_adapters.end(), [](const auto &adapter) { return adapter->active; });

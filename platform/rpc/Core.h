@@ -74,7 +74,7 @@ private:
     std::vector<std::shared_ptr<AdapterState>> m_adapters;
     const std::shared_ptr<ServantTable> m_servants = std::make_shared<ServantTable>(); // outlives a server in disposal
     const std::shared_ptr<HubLostHook> m_hubLost = std::make_shared<HubLostHook>();    // outlives a server in disposal
-    QMutex m_publishing; ///< one set after the other goes to the hub
+    QMutex m_publishing; ///< sets are sent to the hub one after the other
     std::shared_ptr<Server> m_server;
 };
 

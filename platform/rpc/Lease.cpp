@@ -126,7 +126,7 @@ void Lease::run()
     std::unique_lock<std::mutex> lock(m_signal->mutex);
     while (!m_stop) {
         if (m_wanted.empty() && m_stream && m_stream->state() == Stream::Held && !isHeld()) {
-            // The hub is told and has answered before set() returns; a cancelled stream would reach it later.
+            // set() returns only after the hub has answered; a cancelled stream would reach it later.
             if (attempt(lock).code != RpcError::None)
                 replaceStream(lock, nullptr);
             continue;

@@ -22,7 +22,7 @@ public:
     void taken() { --m_queued; }
 
 private:
-    const bool m_single; ///< one thread only: everything goes through the pool
+    const bool m_single; ///< one thread only: all calls are queued in the pool
     std::atomic_flag m_entered = ATOMIC_FLAG_INIT;
     QThreadPool m_pool;
     std::atomic_int m_queued = 0;

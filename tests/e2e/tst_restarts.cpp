@@ -21,7 +21,7 @@ QStringList sockets(const Session &session)
 
 } // namespace
 
-// Processes that die and come again, in every order; nobody restarts the host to make it callable.
+// Processes that die and come again, in every order; no test restarts the host to make it callable.
 class TestRestarts final : public QObject
 {
     Q_OBJECT

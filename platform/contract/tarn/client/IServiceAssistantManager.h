@@ -6,7 +6,7 @@ class IUpgradeServiceAssistant;
 
 /// Hands out the assistants of "libTARN.ServiceClient.Base.so"; reached through the library's only entry point,
 ///     extern "C" IServiceAssistantManager *GetServiceAssistantManager();
-/// The manager and the assistants belong to the library: nobody deletes them. Any thread.
+/// The manager and the assistants belong to the library: callers never delete them. Any thread.
 class IServiceAssistantManager
 {
 public:

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The caller's object that is told how a sign-in ended. It may live in another process: a call then blocks for at
+/// The caller's object that a finished sign-in notifies. It may live in another process: a call then blocks for at
 /// most the RPC deadline, and a caller that has died costs a log line.
 class ICloudLoginNotify
 {

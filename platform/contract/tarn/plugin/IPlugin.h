@@ -19,7 +19,7 @@ public:
 
     /// @param arguments the host's arguments for this plug-in, possibly empty
     /// @param errorText receives the reason when the result is false
-    /// @return false refuses the plug-in; the host logs errorText and goes on without it
+    /// @return false refuses the plug-in; the host logs errorText and runs without it
     virtual bool initialize(const QStringList &arguments, QString &errorText) = 0;
 };
 

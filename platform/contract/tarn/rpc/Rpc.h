@@ -25,7 +25,7 @@ public:
     Rpc &operator=(const Rpc &) = delete;
 
     /// Takes the settings (RpcKeys.h) and connects to the hub. May be called again with fresh settings: adapters that
-    /// were active are registered anew.
+    /// were active are registered again.
     /// @return false when a setting is invalid or the hub does not answer; getRpcLastError() says why
     bool init(const QHash<QString, QString> &settings);
     bool isInitialized() const;

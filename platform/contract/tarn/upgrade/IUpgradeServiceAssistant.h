@@ -27,13 +27,13 @@ public:
     /// "插件" (list).
     virtual void StartDownload(SoftInfoInput input, SoftInfoOutput output) = 0;
 
-    /// The running tasks. No input keys. Output: "taskInfoList" (list of task maps). Has a short deadline of its own,
+    /// The running tasks. No input keys. Output: "taskInfoList" (list of task maps). Has a short deadline,
     /// since it is asked for once a second on the GUI thread.
     virtual void QueryTaskInfos(Input input, Output output) = 0;
     /// Stops the task of a product in whatever state. Input: "软件名称".
     virtual void StopUpgrade(Input input, Output output) = 0;
     /// Installs what was downloaded. Input: "软件名称", "WaitForFinished" (bool: answer when it is over; a longer
-    /// installation goes on after the deadline of the call),
+    /// installation continues after the deadline of the call),
     /// "是否重启软件" (bool) and the parts "软件", "插件", "补丁包", "旧版本补丁包".
     virtual void InstallSoftware(Input input, Output output) = 0;
 
