@@ -53,25 +53,19 @@ inline QString callFailed(const QString &where, bool transport, int code, const 
                : QStringLiteral("%1失败。返回错误码为：%2，错误信息为：%3。").arg(where, QString::number(code), error);
 }
 
-/// @param action the action in its brackets, e.g. "【展现更新说明】"
+// The refusals of an operation. @param action the action in its brackets, e.g. "【展现更新说明】"
 inline QString nullArgument(const QString &action)
 {
     return action + QStringLiteral("时传入参数为空，操作失败");
 }
-
-/// @param action the action in its brackets; the answer to an operation while or after destroy() runs
 inline QString shuttingDown(const QString &action)
 {
     return action + QStringLiteral("时服务正在停止，操作失败");
 }
-
-/// @param action the action in its brackets; the answer to an operation while the GUI thread is behind
 inline QString tooMany(const QString &action)
 {
     return action + QStringLiteral("时等待处理的请求过多，操作失败");
 }
-
-/// @param action the action in its brackets; the answer to an operation with a name or id beyond the limits
 inline QString tooLong(const QString &action)
 {
     return action + QStringLiteral("时传入的名称或地址过长，操作失败");

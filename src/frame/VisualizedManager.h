@@ -73,9 +73,9 @@ private:
     void showUpgradeCurExplainDialog(const CUpgradeExplainEveData &data);
     void showSilentPatchInstallDialog(const CSilentPatchInstallEveData &data);
 
-    void closeExplainDlg(const QString &softName);
     template <class Dialog>
-    void openExplainDlg(const QString &softName, const QSharedPointer<IUpgaredSoftInfoService_InputParam> &input);
+    void showNotes(const char *function, const CUpgradeExplainEveData &data, const QString &beginning,
+                   bool (*hasContent)(const QVariantMap &), const QString &empty);
     void keepTrack(QDialog *dialog);
     void deleteDialogs();
 

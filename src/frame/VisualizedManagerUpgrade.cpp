@@ -32,13 +32,6 @@ bool hasRoom(const Windows &open)
     return false;
 }
 
-/// The record of a notes request. Such a request names exactly one product; any other is not handled.
-std::optional<QVariantMap> singleRecord(const CUpgradeExplainEveData &data)
-{
-    const QList<QVariant> list = data.inputArgs->GetValueList();
-    return list.size() == 1 ? std::optional(list.constFirst().toMap()) : std::nullopt;
-}
-
 bool hasName(const QVariant &record)
 {
     return !record.toMap().value(key::SoftwareName).toString().isEmpty();
@@ -48,6 +41,11 @@ bool hasNews(const QVariantMap &record)
 {
     return !record.value(key::Software).toMap().isEmpty() || !record.value(key::Patch).toMap().isEmpty() ||
            !record.value(key::Plugins).toList().isEmpty();
+}
+
+bool hasOldPatch(const QVariantMap &record)
+{
+    return !record.value(key::OldPatch).toMap().isEmpty();
 }
 } // namespace
 
@@ -90,28 +88,6 @@ void CVisualizedManager::RemoveUpdExpDlg(const QString &softName)
     m_explainDlgs.remove(softName);
 }
 
-void CVisualizedManager::closeExplainDlg(const QString &softName)
-{
-    const QPointer<CUpdateExplainDial> dialog = m_explainDlgs.take(softName);
-    if (!dialog)
-        return;
-    dialog->SetTipFlag(false);
-    dialog->close();
-}
-
-template <class Dialog>
-void CVisualizedManager::openExplainDlg(const QString &softName,
-                                        const QSharedPointer<IUpgaredSoftInfoService_InputParam> &input)
-{
-    if (!hasRoom(m_explainDlgs))
-        return;
-    auto *dialog = new Dialog(input, nullptr);
-    dialog->InitDialog();
-    m_explainDlgs.insert(softName, dialog);
-    keepTrack(dialog);
-    front::bringToFront(dialog);
-}
-
 void CVisualizedManager::keepTrack(QDialog *dialog)
 {
     m_dialogs.removeAll(QPointer<QDialog>());
@@ -132,32 +108,43 @@ void CVisualizedManager::deleteDialogs()
     }
 }
 
+template <class Dialog>
+void CVisualizedManager::showNotes(const char *function, const CUpgradeExplainEveData &data, const QString &beginning,
+                                   bool (*hasContent)(const QVariantMap &), const QString &empty)
+{
+    const QList<QVariant> list = data.inputArgs->GetValueList();
+    if (list.size() != 1)
+        return; // such a request names exactly one product
+    const QVariantMap record = list.constFirst().toMap();
+    const QString softName = record.value(key::SoftwareName).toString();
+    VT_LOG_AS(info, function) << beginning + softName;
+    if (const QPointer<CUpdateExplainDial> open = m_explainDlgs.take(softName)) {
+        open->SetTipFlag(false);
+        open->close();
+    }
+    if (!hasContent(record)) {
+        VT_LOG_AS(critical, function) << empty;
+        return;
+    }
+    if (!hasRoom(m_explainDlgs))
+        return;
+    auto *dialog = new Dialog(data.inputArgs, nullptr);
+    dialog->InitDialog();
+    m_explainDlgs.insert(softName, dialog);
+    keepTrack(dialog);
+    front::bringToFront(dialog);
+}
+
 void CVisualizedManager::showUpgradeExplainDialog(const CUpgradeExplainEveData &data)
 {
-    const std::optional<QVariantMap> record = singleRecord(data);
-    if (!record)
-        return;
-    const QString softName = record->value(key::SoftwareName).toString();
-    VT_LOG(info) << QStringLiteral("开始展示的软件更新信息提示框") + softName;
-    closeExplainDlg(softName);
-    if (hasNews(*record))
-        openExplainDlg<CUpdateExplainDial>(softName, data.inputArgs);
-    else
-        VT_LOG(critical) << QStringLiteral("软件更新提示框异常退出：数据为空");
+    showNotes<CUpdateExplainDial>(__func__, data, QStringLiteral("开始展示的软件更新信息提示框"), hasNews,
+                                  QStringLiteral("软件更新提示框异常退出：数据为空"));
 }
 
 void CVisualizedManager::showUpgradeCurExplainDialog(const CUpgradeExplainEveData &data)
 {
-    const std::optional<QVariantMap> record = singleRecord(data);
-    if (!record)
-        return;
-    const QString softName = record->value(key::SoftwareName).toString();
-    VT_LOG(info) << QStringLiteral("开始展现软件旧版本补丁更新说明窗口") + softName;
-    closeExplainDlg(softName);
-    if (record->value(key::OldPatch).toMap().isEmpty())
-        VT_LOG(critical) << QStringLiteral("软件旧版本补丁更新提示框异常退出：数据为空");
-    else
-        openExplainDlg<CUpdateCurExplainDialog>(softName, data.inputArgs);
+    showNotes<CUpdateCurExplainDialog>(__func__, data, QStringLiteral("开始展现软件旧版本补丁更新说明窗口"),
+                                       hasOldPatch, QStringLiteral("软件旧版本补丁更新提示框异常退出：数据为空"));
 }
 
 void CVisualizedManager::showUpgradeDownloadDialog(const CUpgradeDownloadEveData &)

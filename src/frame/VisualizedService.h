@@ -1,20 +1,21 @@
 #pragma once
+#include "frame/VisualizedOperateManager.h"
 #include "tarn/visualized/IVisualizedService.h"
-
-class CVisualizedOperateManager;
 
 /// The object that remote callers find; its only job is to hand out the dispatcher of the operations. Any thread.
 class CVisualizedService final : public IVisualizedService
 {
 public:
-    CVisualizedService();
-    ~CVisualizedService() override;
-    Q_DISABLE_COPY(CVisualizedService)
-
     QSharedPointer<IVisulizedOperateManager>
-    getVisualizedOperateManager(QSharedPointer<IVisualizedService_InputArg> input,
-                                QSharedPointer<IVisualizedService_OutputArg> output) override;
+    getVisualizedOperateManager(QSharedPointer<IVisualizedService_InputArg>,
+                                QSharedPointer<IVisualizedService_OutputArg> output) override
+    {
+        if (output)
+            output->SetRetCode(tarn::visualized::HandedOut);
+        return m_operateManager;
+    }
 
 private:
-    QSharedPointer<CVisualizedOperateManager> m_operateManager;
+    const QSharedPointer<CVisualizedOperateManager> m_operateManager =
+        QSharedPointer<CVisualizedOperateManager>::create();
 };
