@@ -14,7 +14,7 @@ class QVBoxLayout;
 namespace tarn::visualized {
 
 /// Height that a message box gives its text, in pixels of the font: lines ended by "\r\n", plus a line for every 220
-/// pixels of such a line that is wider than 225, plus two. What follows the last "\r\n" is not measured. All of this is
+/// pixels of such a line that is wider than 225, plus two. The part after the last "\r\n" is not measured. All of this is
 /// deliberate. Counting ends once the height has passed the limit.
 int measuredBoxHeight(const QString &text, const QFontMetrics &metrics, int limit);
 

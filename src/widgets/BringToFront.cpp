@@ -7,7 +7,7 @@ namespace front {
 
 namespace {
 
-// Before there is a native window the hint goes into what it is made from: one X window in all. Later it is set on the
+// Before the native window exists, the hint is a flag that it is created with: one X window in all. Later it is set on the
 // QWindow, since QWidget::setWindowFlag() would make a new X window and polish the style sheets again.
 void setOnTop(QWidget *window, bool onTop)
 {

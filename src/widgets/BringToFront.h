@@ -15,8 +15,8 @@ void raiseOnce(QWidget *window);
 /// raiseOnce() for a window that deletes itself when it is closed.
 void bringToFront(QWidget *window);
 
-/// Puts the focus on the window itself. A window that comes unasked can take the keyboard from another program; what is
-/// being typed there then presses nothing here. Tab goes on to the first control.
+/// Puts the focus on the window itself: a window that comes unasked can take the keyboard from another program, and keys
+/// meant for that program then press nothing here. Tab moves on to the first control.
 void neutralFocus(QWidget *window);
 
 } // namespace front

@@ -123,7 +123,7 @@ void CCustomLineEdit::keyPressEvent(QKeyEvent *event)
         QLineEdit::keyPressEvent(event);
 }
 
-// The base would put what it deletes on the clipboard, unmarked.
+// The base class would put the deleted text on the clipboard, unmarked.
 void CCustomLineEdit::deleteSilently(int from)
 {
     if (isReadOnly())

@@ -4,7 +4,7 @@
 
 class QMenu;
 
-/// Line edit with a context menu in the product's language. A masked text can neither be copied nor cut; what is copied
+/// Line edit with a context menu in the product's language. A masked text can neither be copied nor cut; a text copied
 /// from an unmasked password field is marked for clipboard managers as secret. Without another accessible name it has that of
 /// its placeholder. GUI thread.
 class CCustomLineEdit : public QLineEdit

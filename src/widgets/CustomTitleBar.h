@@ -21,7 +21,7 @@ public:
     void AddMaxumButton();
     void addStretch(int stretch);
 
-    /// The title; what does not fit is elided, with the whole text as tool tip.
+    /// A title that does not fit is elided, with the whole text as tool tip.
     void SetTitleText(const QString &text);
     /// The logo, 16 x 16.
     /// @param path a resource or an image file

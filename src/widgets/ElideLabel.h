@@ -2,8 +2,8 @@
 
 #include <QLabel>
 
-/// A plain-text label that never asks for more room than it gets: what does not fit ends in "…" and the whole text is
-/// the tool tip. Of very long texts the first 1000 characters are measured, shown and spoken. Set the text with
+/// A plain-text label that never asks for more room than it gets: a text that does not fit ends in "…", with the whole text
+/// as tool tip. Of very long texts the first 1000 characters are measured, shown and spoken. Set the text with
 /// setFullText(), not setText(). GUI thread.
 class ElideLabel final : public QLabel
 {

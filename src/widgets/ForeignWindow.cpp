@@ -52,7 +52,7 @@ public:
     {
         if (!m_display)
             return;
-        XSync(m_display, False); // errors come late: collect them before the handler goes
+        XSync(m_display, False); // errors arrive late: they are collected while the handler is installed
         XCloseDisplay(m_display);
         XSetErrorHandler(s_previous);
         XSetIOErrorHandler(s_previousLoss);

@@ -19,7 +19,7 @@ public:
     /// @param path resource or image file; empty takes the icon away
     void setPrefixIcon(const QString &path);
     void setSuffixIconPath(const QString &path);
-    /// What screen readers and the tool tip say about the suffix button.
+    /// Name of the suffix button for screen readers and the tool tip.
     void setSuffixName(const QString &name);
     void setLineEditMaxLength(int length);
     /// The text must match as a whole; an empty or invalid expression lifts the restriction.

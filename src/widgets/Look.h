@@ -14,7 +14,7 @@ namespace look {
 inline constexpr QLatin1String Blue("#379AF5");      // faces of confirming buttons, focus, selection
 inline constexpr QLatin1String TextBlue("#1E7FD8");  // links, hovered and selected titles
 inline constexpr QLatin1String LinkBlue("#0C64EB");  // links in boxes and notices
-inline constexpr QLatin1String PaleBlue("#EBF4FE");  // ground of what is selected or focused
+inline constexpr QLatin1String PaleBlue("#EBF4FE");  // ground of selected or focused parts
 inline constexpr QLatin1String BandBlue("#F1F8FE");  // title bands of the windows
 inline constexpr QLatin1String FrameBlue("#53B3EA"); // borders of main windows
 inline constexpr QLatin1String TextDark("#454D5A");  // running text

@@ -30,7 +30,7 @@ void keepOnScreen(QWidget *window);
 void centreOnPrimary(QWidget *window);
 
 /// Top-left corner for a dialog in the middle of a screen's available area. The origin of the area is deliberately not
-/// added: with a panel at the left or top the dialog stands that much further left or up.
+/// added: with a panel at the left or top the dialog is that much further left or up.
 QPoint screenCentre(const QRect &available, const QRect &dialog);
 
 /// A window of another process in device pixels of the root window.

@@ -3,7 +3,7 @@
 #include <QFont>
 #include <QString>
 
-/// Plain texts from outside, cut to what is shown or logged. Pure functions; those with a font on the GUI thread.
+/// Plain texts from outside, cut to the part that is shown or logged. Pure functions; those with a font on the GUI thread.
 namespace tarn::visualized::text {
 
 /// Characters of a text that are measured, spoken or logged. Measuring millions takes seconds.

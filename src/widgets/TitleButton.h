@@ -8,7 +8,7 @@ class TitleButton final : public QPushButton
 {
     Q_OBJECT
 public:
-    /// @param name what screen readers and the tool tip say
+    /// @param name for screen readers and the tool tip
     /// @param path of a picture among the resources
     TitleButton(const QString &name, const QString &path, QWidget *parent);
 

@@ -4,7 +4,7 @@
 #include <csignal>
 #include <sys/types.h>
 
-/// Stops a process (SIGSTOP) and waits until each of its threads stands still: the signal alone leaves them time to
+/// Stops a process (SIGSTOP) and waits until each of its threads has stopped: the signal alone leaves them time to
 /// answer one more call. SIGCONT wakes it.
 inline bool freeze(pid_t pid)
 {
@@ -17,7 +17,7 @@ inline bool freeze(pid_t pid)
             QFile stat(tasks.filePath(thread + QStringLiteral("/stat")));
             if (!stat.open(QIODevice::ReadOnly))
                 continue;                           // it has just ended
-            const QByteArray line = stat.readAll(); // the state stands behind the name in brackets
+            const QByteArray line = stat.readAll(); // the state follows the name in brackets
             if (line.mid(line.lastIndexOf(')') + 2, 1) != "T")
                 return false;
         }

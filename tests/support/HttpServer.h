@@ -8,7 +8,7 @@
 #include <QVector>
 #include <memory>
 
-// A web server of a test's own, on a thread of its own and a free port of 127.0.0.1. What it does to a file is set here.
+// A web server for one test, on a separate thread and a free port of 127.0.0.1. Its treatment of a file is set here.
 class HttpServer final
 {
 public:

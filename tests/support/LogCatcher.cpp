@@ -3,7 +3,7 @@
 #include <QMutexLocker>
 
 namespace {
-QBasicMutex s_mutex; // a line of another thread can be on its way when the catcher goes
+QBasicMutex s_mutex; // another thread can be logging while the catcher is destroyed
 LogCatcher *s_catcher = nullptr;
 } // namespace
 

@@ -5,7 +5,7 @@
 #include <QStringList>
 #include <QVector>
 
-// Records everything that is logged while it lives, from any thread. One at a time; what was installed before comes back
+// Records everything that is logged while it lives, from any thread. One at a time; the earlier handler comes back
 // afterwards. Lines are also printed, so that a failing test shows them.
 class LogCatcher final
 {
@@ -29,7 +29,7 @@ public:
     QStringList texts(QtMsgType type) const;
     int count(QtMsgType type, const QString &text) const; // lines of exactly this text
     bool has(QtMsgType type, const QString &text) const { return count(type, text) > 0; }
-    QStringList texts() const;            // of all lines, whoever wrote them
+    QStringList texts() const;            // of all lines, of any origin
     int count(const QString &text) const; // the same whatever their level
     bool has(const QString &text) const { return count(text) > 0; }
     Line find(const QString &text) const; // the first line of this text; an empty one if there is none

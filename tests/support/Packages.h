@@ -43,7 +43,7 @@ inline QString sha256(const QByteArray &content)
     return QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
 }
 
-// An installed product in a folder of its own below apps.
+// An installed product in its folder below apps.
 inline QString install(const QString &apps, const QString &name, const QString &version)
 {
     const QString folder = apps + QLatin1Char('/') + name;

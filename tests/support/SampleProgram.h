@@ -4,7 +4,7 @@
 #include <QProcess>
 #include <unistd.h>
 
-// A program of the test's own that runs until somebody ends it: "sleep" under another name.
+// A program of the test that runs until it is killed: "sleep" under another name.
 class SampleProgram final : public QProcess
 {
 public:

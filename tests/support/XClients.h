@@ -4,7 +4,7 @@
 #include <QString>
 #include <QVector>
 
-// One window of any process as the X server tells it: what a user, a panel or a script can see of it.
+// One window of any process as the X server reports it, to users, panels and scripts alike.
 struct XClient
 {
     quint32 id = 0; // 0: no window
@@ -19,7 +19,7 @@ struct XClient
 
 namespace xclients {
 
-// All windows that carry a role, mapped or not; each call asks the server anew.
+// All windows that carry a role, mapped or not; each call asks the server.
 QVector<XClient> all();
 // The viewable window with this role other than `notThis`; a null client when there is none.
 XClient byRole(const QString &role, quint32 notThis = 0);

@@ -4,8 +4,8 @@
 
 struct xcb_connection_t;
 
-// Real mouse and key events through the X server (XTEST), on a connection of its own. Every call returns when the server
-// has taken the event; what the programs make of it is to be awaited. Coordinates are device pixels of the root window.
+// Real mouse and key events through the X server (XTEST), on a separate connection. Every call returns when the server
+// has taken the event; tests wait for the reaction of the programs. Coordinates are device pixels of the root window.
 class XInput final
 {
 public:

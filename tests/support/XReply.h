@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <memory>
 
-// What xcb hands out (replies, events) belongs to the caller and goes by free().
+// Replies and events of xcb belong to the caller, who frees them with free().
 struct XReplyFree
 {
     void operator()(void *memory) const { std::free(memory); }

@@ -43,7 +43,7 @@ private slots:
         QCOMPARE(texts, QStringList({QStringLiteral("复制(&C)"), QStringLiteral("剪切(&T)"), QStringLiteral("粘贴(&P)"),
                                      QStringLiteral("全选(&A)")}));
 
-        // What cannot be done is grey: nothing selected, nothing to paste, masked.
+        // Actions that cannot be done are grey: nothing selected, nothing to paste, masked.
         edit.deselect();
         QGuiApplication::clipboard()->clear();
         const std::unique_ptr<QMenu> unselected(edit.CreateRightClickMenu());

@@ -35,7 +35,7 @@ class TestMessageBoxes : public QObject
 {
     Q_OBJECT
 private slots:
-    // What ends in "\r\n" counts by its width, up to two lines more; the last line is not measured.
+    // Lines that end in "\r\n" count by their width; the last line is not measured.
     void measuredHeight()
     {
         const QFontMetrics metrics(QApplication::font());
@@ -63,7 +63,7 @@ private slots:
     {
         QTemporaryDir folder;
         const QString pipe = folder.filePath(QStringLiteral("pipe.png"));
-        QCOMPARE(mkfifo(pipe.toLocal8Bit().constData(), 0600), 0); // whoever opens it to read waits for ever
+        QCOMPARE(mkfifo(pipe.toLocal8Bit().constData(), 0600), 0); // opening it for reading blocks
         CustomMessageBox box(QStringLiteral("<img src='%1'>").arg(pipe),
                              QStringLiteral("<b>甲</b><img src='%1'>").arg(pipe), eTipNormal, nullptr);
         box.show();
@@ -202,7 +202,7 @@ private slots:
             delete owner;
         });
         CstmMessageBox(title(), QStringLiteral("甲"), eTipNormal, owner, &clicked);
-        QVERIFY(!clicked); // the flag may have gone with the owner
+        QVERIFY(!clicked); // the flag may have been a member of the owner
 
         owner = new QWidget;
         QTimer::singleShot(0, [owner] { delete owner; });

@@ -16,7 +16,7 @@ class CNamedDialog final : public QDialog
     Q_OBJECT
 };
 
-// Run once per DPI and pixel ratio (see CMakeLists.txt): what the environment sets is what the tools must report.
+// Run once per DPI and pixel ratio (see CMakeLists.txt): the tools must report the values that the environment sets.
 class TestPlacement : public QObject
 {
     Q_OBJECT
@@ -27,7 +27,7 @@ private slots:
     void scaling()
     {
         QCOMPARE(placement::scaled(35, 120), 44); // 43.75
-        QCOMPARE(placement::scaled(35, 144), 53); // 52.5: a half goes up,
+        QCOMPARE(placement::scaled(35, 144), 53); // 52.5: halves are rounded up,
         QCOMPARE(placement::scaled(-1, 144), -1); // also below zero
         QCOMPARE(placement::scaled(100, 72), 75);
         QCOMPARE(placement::scaled(INT_MAX, 192), INT_MAX);
@@ -50,8 +50,8 @@ private slots:
             return placement::overForeign(parent, ratio, QSize(400, 300), offset);
         };
         const QSize same(400, 300);
-        QCOMPARE(place({100, 50, 800, 600}, 1.0, 15), QRect(QPoint(285, 185), same));  // the offset goes off both
-        QCOMPARE(place({101, 51, 1600, 1200}, 2.0, 0), QRect(QPoint(251, 176), same)); // a half goes up,
+        QCOMPARE(place({100, 50, 800, 600}, 1.0, 15), QRect(QPoint(285, 185), same));  // less the offset
+        QCOMPARE(place({101, 51, 1600, 1200}, 2.0, 0), QRect(QPoint(251, 176), same)); // halves are rounded up,
         QCOMPARE(place({-3, -5, 1600, 1200}, 2.0, 0), QRect(QPoint(199, 148), same));  // also below zero
         QCOMPARE(place({101, 51, 1000, 801}, 1.25, 0), QRect(QPoint(281, 211), same));
         QCOMPARE(place({500, 500, 101, 101}, 1.0, 0), QRect(QPoint(351, 401), same));

@@ -131,7 +131,7 @@ private slots:
         QTest::keyClick(window, Qt::Key_Escape);
         QCOMPARE(rejected.count(), 1);
         QTRY_VERIFY(!window);
-        QCOMPARE(lastClosed.count(), 0); // the host's event loop goes on
+        QCOMPARE(lastClosed.count(), 0); // the host's event loop continues
     }
 
     void tabOrderEndsAtTheCloseButton()

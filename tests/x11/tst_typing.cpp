@@ -19,7 +19,7 @@ using namespace records_test;
 
 namespace {
 
-// A window of another program, in which somebody types.
+// A window of another program, in which the user types.
 class Other final
 {
 public:
@@ -79,7 +79,7 @@ QDialog *openWindow(const QString &name, const QVariantMap &record)
     }
     if (name == "sign-in") {
         login::ask({});
-        FakeClient::fake().reset(); // opening it asks for what is remembered
+        FakeClient::fake().reset(); // opening it asks for the remembered account
         return onlyWindow<CYunLoginDialog>();
     }
     if (name == "update notes") {

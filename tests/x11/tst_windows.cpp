@@ -25,7 +25,7 @@ constexpr uint32_t KeyTab = 0xff09;
 constexpr uint32_t KeyEscape = 0xff1b;
 constexpr uint32_t KeySpace = 0x20;
 
-// A frameless window as all of ours are.
+// A frameless window, like those of the service.
 class Plain : public QDialog
 {
 public:
@@ -113,7 +113,7 @@ private:
 
 quint32 idOf(const QWidget &window)
 {
-    return quint32(window.windowHandle()->winId()); // QWidget's own goes stale when flags change
+    return quint32(window.windowHandle()->winId()); // QWidget::winId() is stale after flags have changed
 }
 
 // Until it is active: an activation on its way would come after whatever the test does next.
@@ -189,7 +189,7 @@ private slots:
         comeUp(&other);
         QTRY_VERIFY(m_desktop.isOver(other, *window));
         front::raiseOnce(window);
-        QVERIFY(QTest::qWaitForWindowActive(window)); // the last step: on the way the stacking goes up, down and up
+        QVERIFY(QTest::qWaitForWindowActive(window)); // the last step: before it the stacking changes three times
         QTRY_VERIFY(m_desktop.isOver(*window, other));
         QCOMPARE(idOf(*window), id); // the same X window
         window->close();
