@@ -63,6 +63,11 @@ QString CUpgradeProgress::spokenText() const
            m_downloadCtrl.value(row::DownloadPercent).toString();
 }
 
+QString CUpgradeProgress::softName() const
+{
+    return m_downloadCtrl.value(row::CtrlSoftName).toString();
+}
+
 bool CUpgradeProgress::canBeCancelled() const
 {
     return m_status == state::Downloading;
@@ -141,12 +146,12 @@ void CUpgradeProgress::dealWithInstalling(const QMap<QString, QVariant> &downloa
 
 void CUpgradeProgress::cancelDownloadTask()
 {
-    if (m_softName.isEmpty()) {
+    if (softName().isEmpty()) {
         VT_LOG(critical) << QStringLiteral("【取消下载】：获取软件名称失败。");
         return;
     }
     const auto outcome =
-        call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {{key::SoftwareName, m_softName}});
+        call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {{key::SoftwareName, softName()}});
     if (!outcome.called())
         VT_LOG(critical) << QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。");
     VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【取消下载】调用停止升级接口"),
@@ -198,7 +203,7 @@ void CUpgradeProgress::initBottomWidget(QWidget *bottom)
 {
     m_bar = new QProgressBar(bottom);
     m_bar->setObjectName(QStringLiteral("downloadBar"));
-    m_bar->setAccessibleName(text::brief(m_softName));
+    m_bar->setAccessibleName(text::brief(softName()));
     m_bar->setRange(0, 100);
     m_bar->setTextVisible(false);
     m_bar->setFixedHeight(look::scaled(BarHeight, this));
@@ -216,7 +221,7 @@ QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
     auto *button = new QPushButton(parent);
     button->setObjectName(QStringLiteral("cancelDownload"));
     button->setAccessibleName(QStringLiteral("取消升级"));
-    button->setAccessibleDescription(text::brief(m_softName)); // every row has this button
+    button->setAccessibleDescription(text::brief(softName())); // every row has this button
     button->setToolTip(QStringLiteral("取消升级"));
     button->setFlat(true);
     button->setAutoDefault(false);
@@ -237,7 +242,6 @@ void CUpgradeProgress::takeInfo(const QVariant &info)
     const QVariantMap values = info.toMap();
     m_downloadCtrl = values.value(row::DownloadCtrl).toMap();
     m_status = values.value(row::TaskStatus).toInt();
-    m_softName = m_downloadCtrl.value(row::CtrlSoftName).toString();
     if (m_status == state::Downloaded)
         m_programPath = values.value(row::SoftInfoCtrl).toMap().value(row::IconPath).toString();
 }
@@ -296,7 +300,7 @@ bool CUpgradeProgress::waitForProgramEnd()
 {
     const QPointer<CUpgradeProgress> self(this);
     const QString path = m_programPath;
-    const QString name = tarn::visualized::text::literal(text::brief(m_softName));
+    const QString name = text::literal(text::brief(softName()));
     const QString question = QStringLiteral("安装前请先关闭“%1”%2").arg(name, QStringLiteral("，再点击重试！"));
     while (CToolkit::isProgramRunning(path)) {
         m_asking = true; // further refreshes must not open the question again

@@ -18,6 +18,8 @@ public:
     /// @param info a display row. Starts nothing.
     explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
+    quint64 livePoll = 0; ///< the table's: number of the newest poll that reported the task as running
+
     QString spokenText() const; ///< state and percentage for screen readers
     bool canBeCancelled() const;
 
@@ -49,6 +51,7 @@ protected:
     void build() override;
 
 private:
+    QString softName() const;
     void initWidgetUI();
     void initTopWidget(QWidget *top);
     void initBottomWidget(QWidget *bottom);
@@ -65,7 +68,6 @@ private:
 
     QMap<QString, QVariant> m_downloadCtrl;
     QMap<QString, QVariant> m_installParam;
-    QString m_softName;
     QString m_programPath;
     int m_status = 0;
     bool m_asking = false; ///< the close-the-program question is open

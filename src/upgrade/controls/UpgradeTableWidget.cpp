@@ -11,6 +11,7 @@
 #include "widgets/BringToFront.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
+#include <QHash>
 #include <QHeaderView>
 #include <QHoverEvent>
 #include <QKeyEvent>
@@ -189,22 +190,27 @@ void CUpgradeTableWidget::showRows(const QList<QVariant> &rows)
         const QMutexLocker locker(&m_rowsLock);
         for (const QVariant &row : rows) {
             const QString name = nameOf(row);
-            m_liveIn[name] = m_poll;
-            if (CUpgradeProgress *progress = progressOf(name)) {
+            CUpgradeProgress *progress = progressOf(name);
+            if (progress) {
                 progress->setUpgradeInfo(row);
-                continue;
+            } else {
+                added.append(Cells(createSoftInfoWidget(row), createDownloadWidget(row)));
+                m_progressByName.insert(name, added.constLast().second);
+                m_rowByName.insert(name, rowCount() + added.size() - 1);
+                progress = progressOf(name);
             }
-            QWidget *progress = createDownloadWidget(row);
-            m_progressByName.insert(name, progress);
-            m_rowByName.insert(name, rowCount() + added.size());
-            added.append(Cells(createSoftInfoWidget(row), progress));
+            progress->livePoll = m_poll;
         }
     }
     int row = rowCount();
     setRowCount(row + added.size());
+    executeDelayedItemsLayout(); // now, so that every cell has its place when it is first painted
     for (const Cells &cells : qAsConst(added)) {
-        setItem(row, 0, new CellItem);
-        setItem(row, 1, new CellItem);
+        {
+            const QSignalBlocker quiet(model()); // each would be a changed cell, laid out at once
+            setItem(row, 0, new CellItem);
+            setItem(row, 1, new CellItem);
+        }
         setCellWidget(row, 0, cells.first);
         setCellWidget(row++, 1, cells.second);
     }
@@ -245,7 +251,8 @@ void CUpgradeTableWidget::dropOvertaken(TaskMerge *merge, quint64 poll) const
         return;
     const auto drop = [this, poll](auto *list, const auto &name) {
         const auto isOvertaken = [&](const auto &one) {
-            return !m_progressByName.contains(name(one)) || m_liveIn.value(name(one)) > poll;
+            const CUpgradeProgress *progress = progressOf(name(one));
+            return !progress || progress->livePoll > poll;
         };
         list->erase(std::remove_if(list->begin(), list->end(), isOvertaken), list->end());
     };
@@ -288,7 +295,6 @@ void CUpgradeTableWidget::deleteRows(const QList<QVariant> &rows)
             indices.append(*index);
             m_rowByName.erase(index);
             m_progressByName.remove(name);
-            m_liveIn.remove(name);
         }
     }
     if (indices.isEmpty())
@@ -371,7 +377,6 @@ void CUpgradeTableWidget::stopAllTask()
     const QMutexLocker locker(&m_rowsLock);
     m_progressByName.clear();
     m_rowByName.clear();
-    m_liveIn.clear();
 }
 
 QWidget *CUpgradeTableWidget::createSoftInfoWidget(const QVariant &row)

@@ -1,5 +1,4 @@
 #pragma once
-#include <QHash>
 #include <QMap>
 #include <QMutex>
 #include <QPair>
@@ -90,9 +89,8 @@ private:
     bool errorReportShowing = false;
     QPointer<QWidget> m_parentDlg;
 
-    quint64 m_poll = 0;               ///< number of the newest poll; emptying the table counts as one
-    QHash<QString, quint64> m_liveIn; ///< the newest poll that reported a product as running
-    QPoint m_hoveredCell{-1, -1};     ///< column, row
+    quint64 m_poll = 0;           ///< number of the newest poll; emptying the table counts as one
+    QPoint m_hoveredCell{-1, -1}; ///< column, row
 };
 
 } // namespace upgrade::controls
