@@ -32,12 +32,3 @@ void CAlignLabel::CreateWidget(QString label, QString value)
     m_label->setText(label);
     m_value->setFullText(value);
 }
-
-void CAlignLabel::align(const QList<CAlignLabel *> &rows)
-{
-    int widest = 0;
-    for (const CAlignLabel *row : rows)
-        widest = qMax(widest, row->m_label->sizeHint().width());
-    for (const CAlignLabel *row : rows)
-        row->m_label->setFixedWidth(widest);
-}

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <QList>
 #include <QWidget>
 
 class ElideLabel;
 class QLabel;
 
-/// One row "label: value". Rows under each other are brought into columns with align(). GUI thread.
+/// One row "label: value". GUI thread.
 class CAlignLabel : public QWidget
 {
     Q_OBJECT
@@ -15,8 +14,6 @@ public:
 
     /// Shows this pair, instead of an earlier one. A value that is too long is elided, with a tool tip.
     void CreateWidget(QString label, QString value);
-    /// Gives the labels of these rows one width, so that the values begin under each other.
-    static void align(const QList<CAlignLabel *> &rows);
 
 private:
     QLabel *m_label = nullptr;

@@ -1,5 +1,4 @@
 #include "widgets/CustomMessageBox.h"
-#include "widgets/BoxContent.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
@@ -56,21 +55,6 @@ void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatu
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CustomMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CustomMessageBox::OnCustomTitleBarmoved);
     m_content->finish(boxSheet());
-}
-
-void CustomMessageBox::setOrigin(eBoxOrigin origin)
-{
-    m_content->setOrigin(origin);
-}
-
-void CustomMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
-{
-    m_content->press(nPosX, nPosY);
-}
-
-void CustomMessageBox::OnCustomTitleBarmoved(int nPosX, int nPosY)
-{
-    m_content->move(nPosX, nPosY);
 }
 
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked,

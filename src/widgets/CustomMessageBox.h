@@ -1,11 +1,7 @@
 #pragma once
 
-#include "widgets/TipStatus.h"
+#include "widgets/BoxContent.h"
 #include <QDialog>
-
-namespace tarn::visualized {
-class BoxContent;
-}
 
 /// A notice with a title bar, a status icon, a text (which may hold links) and the button "确定". GUI thread.
 class CustomMessageBox final : public QDialog
@@ -17,12 +13,12 @@ public:
     /// Whether a link in the text was followed.
     bool isLinkClick() const { return m_linkClicked; }
     /// eBoxOrigin::AskedFor makes "确定" the default; Unasked is the initial state.
-    void setOrigin(eBoxOrigin origin);
+    void setOrigin(eBoxOrigin origin) { m_content->setOrigin(origin); }
 
 private slots:
     void on_close_btn_clicked() { close(); }
-    void OnCustomTitleBarPressed(int nPosX, int nPosY);
-    void OnCustomTitleBarmoved(int nPosX, int nPosY);
+    void OnCustomTitleBarPressed(int nPosX, int nPosY) { m_content->press(nPosX, nPosY); }
+    void OnCustomTitleBarmoved(int nPosX, int nPosY) { m_content->move(nPosX, nPosY); }
     void onLinkClick(const QString &) { m_linkClicked = true; }
 
 private:

@@ -1,5 +1,4 @@
 #include "widgets/QuestionMessageBox.h"
-#include "widgets/BoxContent.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
@@ -39,21 +38,6 @@ void QuestionMessageBox::SetButtonText(const QString &okText, const QString &can
 {
     m_okButton->setText(okText);
     m_cancelButton->setText(cancelText);
-}
-
-void QuestionMessageBox::setOrigin(eBoxOrigin origin)
-{
-    m_content->setOrigin(origin);
-}
-
-void QuestionMessageBox::OnCustomTitleBarPressed(int nPosX, int nPosY)
-{
-    m_content->press(nPosX, nPosY);
-}
-
-void QuestionMessageBox::OnCustomTitleBarmoved(int nPosX, int nPosY)
-{
-    m_content->move(nPosX, nPosY);
 }
 
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText,

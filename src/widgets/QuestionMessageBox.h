@@ -4,10 +4,6 @@
 
 class CCustomBtn;
 
-namespace tarn::visualized {
-class BoxContent;
-}
-
 /// A question with two buttons, "确定" and "取消" unless set otherwise. Escape and the close button answer like the
 /// second one. GUI thread.
 class QuestionMessageBox final : public QDialog
@@ -18,13 +14,13 @@ public:
 
     void SetButtonText(const QString &okText, const QString &cancelText);
     /// eBoxOrigin::AskedFor makes the first button the default; Unasked is the initial state.
-    void setOrigin(eBoxOrigin origin);
+    void setOrigin(eBoxOrigin origin) { m_content->setOrigin(origin); }
 
 private slots:
     void on_ok_btn_clicked() { accept(); }
     void on_concel_btn_clicked() { reject(); } // misspelt on purpose: a fixed name
-    void OnCustomTitleBarPressed(int nPosX, int nPosY);
-    void OnCustomTitleBarmoved(int nPosX, int nPosY);
+    void OnCustomTitleBarPressed(int nPosX, int nPosY) { m_content->press(nPosX, nPosY); }
+    void OnCustomTitleBarmoved(int nPosX, int nPosY) { m_content->move(nPosX, nPosY); }
 
 private:
     void Init(const QString &title, const QString &text);
