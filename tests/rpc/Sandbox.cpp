@@ -5,6 +5,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QSharedMemory>
 
 static constexpr int PatienceMs = 10000;
 
@@ -30,11 +31,15 @@ Sandbox::Sandbox()
 
 Sandbox::~Sandbox()
 {
+    if (m_hub && m_hub->state() != QProcess::NotRunning) {
+        m_hub->terminate();
+        m_hub->waitForFinished(PatienceMs);
+    }
+    {
+        QSharedMemory segment(tarn::hub::PortSegmentKey); // of a killed hub; the last user's detaching removes it
+        segment.attach();
+    }
     qputenv("TMPDIR", m_tmpDir); // or the next sandbox would be made in this one
-    if (!m_hub || m_hub->state() == QProcess::NotRunning)
-        return;
-    m_hub->terminate();
-    m_hub->waitForFinished(PatienceMs);
 }
 
 void Sandbox::writeServices(const QByteArray &script)
