@@ -75,6 +75,7 @@ private:
 void TestServiceManager::init()
 {
     fakerpc::reset();
+    QFile::remove(QSharedMemory("VtServicePort").nativeKey()); // of a run that was killed
     write(besideProgram("cfg.ini"), "[system]\napps_path=apps\nmachine_id=id-1\n");
     QDir().mkpath(besideProgram("apps"));
     m_log = std::make_unique<LogCatcher>();
