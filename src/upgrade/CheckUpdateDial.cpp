@@ -39,6 +39,7 @@ constexpr QSize ButtonSize(90, 30);
 constexpr int CornerMargin = 10;
 // Rows
 constexpr int RowsAtOnce = 3;   // fill the list and are created before the window shows; the others follow at once
+constexpr int MaxRows = 200;    // a row takes some 70 KB
 constexpr int RowsInGroup = 50; // each group has its own layout: adding to a visible one costs its whole length
 
 // Look: one sheet for the whole window
@@ -176,11 +177,14 @@ void CCheckUpdateDial::takeRecords()
         m_bitness.insert(name, record.value(key::SoftBytes).toString());
         m_pending << name;
     }
+    if (m_pending.size() > MaxRows)
+        VT_LOG(warning) << QStringLiteral("可升级的软件过多，共%1个，只显示前%2个").arg(m_pending.size()).arg(MaxRows);
 }
 
 void CCheckUpdateDial::addRows(int count)
 {
-    const QStringList names = m_pending.mid(0, count);
+    const int room = MaxRows - (m_rows.size() - m_pending.size());
+    const QStringList names = m_pending.mid(0, qMin(count, room));
     m_pending = m_pending.mid(names.size());
     for (int i = 0; i < names.size(); i += RowsInGroup) {
         auto *group = new QWidget(m_list->parentWidget());
@@ -193,7 +197,7 @@ void CCheckUpdateDial::addRows(int count)
         if (m_list->parentWidget()->isVisible())
             group->show(); // else a later event shows it, and until then the list is laid out without it
     }
-    if (!m_pending.isEmpty())
+    if (!m_pending.isEmpty() && names.size() < room)
         QTimer::singleShot(0, this, &CCheckUpdateDial::addPendingRows);
 }
 
@@ -308,19 +312,19 @@ void CCheckUpdateDial::removeProduct(const QString &name)
     m_pending.removeAll(name);
     if (m_rows.isEmpty())
         close();
+    else if (!m_pending.isEmpty())
+        addPendingRows();
 }
 
 void CCheckUpdateDial::OnDoNotPromptClicked(QString strName, QString strVersion)
 {
     Q_UNUSED(strVersion)
     const auto upgrade = service::upgrade();
-    if (!upgrade) {
+    const auto notes = upgrade ? upgrade->CreateSoftInfoInputParam() : nullptr;
+    if (!notes) {
         VT_LOG(critical) << QStringLiteral("OnDoNotPromptClicked：获取在线升级服务失败");
         return;
     }
-    const auto notes = upgrade->CreateSoftInfoInputParam();
-    if (!notes)
-        return;
     notes->SetValueList({records::notesCopy(m_records.value(strName))});
     CManagerAccess::post(CVisualizedEvents::eShowUpgradeExplainDialog, std::make_unique<CUpgradeExplainEveData>(notes));
 }

@@ -64,7 +64,7 @@ private:
     QScrollArea *m_rowArea = nullptr;
     QVBoxLayout *m_list = nullptr;
     QWidget *m_lastStop = nullptr;       ///< of Tab among the rows
-    QStringList m_pending;               ///< names in the order of the list whose rows are still to be created
+    QStringList m_pending;               ///< names in the order of the list whose rows are not created yet
     QMap<QString, CUpdateItem *> m_rows; ///< by product name, null while pending; the row area owns the rows
     QMap<QString, QMap<QString, QVariant>> m_records;
     QMap<QString, QString> m_bitness;

@@ -34,6 +34,7 @@ constexpr int TabPadding = 16; // at each side of a title
 constexpr int TabsWidth = WindowSize.width() - 2 * TabPadding;
 constexpr int TabHeight = 34;
 constexpr int LongTitle = 200; // characters, more than any tab bar shows
+constexpr int MaxPluginTabs = 64;
 
 // Look: one sheet for the whole window
 QString tabSheet(const QWidget *w)
@@ -64,7 +65,7 @@ QString titleSheet()
 
 QString shownTitle(const QString &name)
 {
-    return text::beginning(name, LongTitle).simplified();
+    return vtlog::oneLine(text::beginning(name, LongTitle));
 }
 
 // The sections of a record that have a tab, in the order of the tabs.
@@ -72,7 +73,7 @@ QList<QVariantMap> shownSections(const QVariantMap &record)
 {
     QList<QVariantMap> sections{record.value(key::Software).toMap(), record.value(key::Patch).toMap()};
     const QVariantList plugins = record.value(key::Plugins).toList();
-    for (const QVariant &plugin : plugins)
+    for (const QVariant &plugin : plugins.mid(0, MaxPluginTabs))
         sections << plugin.toMap();
     sections.removeAll({});
     return sections;
@@ -160,6 +161,9 @@ QWidget *CUpdateExplainDial::bottomBand()
 
 void CUpdateExplainDial::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
 {
+    const int plugins = record.value(key::Plugins).toList().size();
+    if (plugins > MaxPluginTabs)
+        VT_LOG(warning) << QStringLiteral("更新说明中的插件过多，共%1个，只显示前%2个").arg(plugins).arg(MaxPluginTabs);
     const QList<QVariantMap> sections = shownSections(record);
     for (const QVariantMap &section : sections)
         addExplainItem(tabs, section);

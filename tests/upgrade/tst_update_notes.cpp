@@ -108,6 +108,16 @@ private slots:
                  QStringList{"旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空"});
     }
 
+    void tabsAreLimited()
+    {
+        QVariantMap record = released(" 产\n品  1");
+        record.insert("插件", QVariantList(QVector<QVariant>(70, section("插件", "3")).toList()));
+        const auto dialog = made<CUpdateExplainDial>(input({record}));
+        QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 65);
+        QCOMPARE(tabTitles(*dialog).first(), QString(" 产 品  1"));
+        QCOMPARE(m_log->texts(QtWarningMsg), QStringList{"更新说明中的插件过多，共70个，只显示前64个"});
+    }
+
     void tabTitlesAreWhole_data()
     {
         QTest::addColumn<QStringList>("names");
