@@ -1,6 +1,8 @@
 #include "upgrade/NotesBrowser.h"
+#include "base/Log.h"
 #include "base/WorkPool.h"
 #include "upgrade/NotesFile.h"
+#include "widgets/ShownText.h"
 #include "widgets/TextMenu.h"
 #include "widgets/WebLink.h"
 #include <QKeyEvent>
@@ -60,7 +62,8 @@ void NotesBrowser::showPage(const Page &page)
 void NotesBrowser::follow(const QUrl &address)
 {
     if (!address.scheme().isEmpty() && !address.isLocalFile()) {
-        weblink::open(address.toString());
+        if (!weblink::open(address.toString()))
+            VT_LOG(warning) << QStringLiteral("更新说明中的链接未打开：%1").arg(text::brief(address.toString()));
         return;
     }
     const QString page = m_pages.isEmpty() ? QString() : m_pages.last().path;

@@ -2,38 +2,21 @@
 #include "base/Log.h"
 #include "base/RegularFile.h"
 #include "upgrade/NotesPage.h"
+#include "widgets/SafeDocument.h"
 #include "widgets/SafeHtml.h"
+#include "widgets/ShownText.h"
 #include <QFile>
-#include <QImage>
 #include <QRegularExpression>
 #include <QTextCodec>
-#include <QTextDocument>
+#include <QTextOption>
 #include <QTextStream>
 #include <QThread>
-#include <QUrl>
 
 namespace tarn::visualized::notes {
 namespace {
 
+constexpr int PageMargin = 4;
 constexpr int ShownPath = 200; // characters of a path in the log
-
-// Fetches nothing. An image gets one transparent pixel, since without any the layout tries the name as a file itself.
-class NotesDocument final : public QTextDocument
-{
-public:
-    using QTextDocument::QTextDocument;
-
-protected:
-    QVariant loadResource(int type, const QUrl &name) override
-    {
-        Q_UNUSED(name)
-        if (type != ImageResource)
-            return QByteArray();
-        QImage pixel(1, 1, QImage::Format_ARGB32_Premultiplied);
-        pixel.fill(Qt::transparent);
-        return pixel;
-    }
-};
 
 void dropDocument(QTextDocument *document)
 {
@@ -64,6 +47,8 @@ void fill(QTextDocument *document, const QString &text)
         return document->setPlainText(text);
     }
     const safehtml::Reduced page = safehtml::reduce(text, policy);
+    if (page.isUnstyled)
+        VT_LOG(warning) << QStringLiteral("更新说明的样式过多，不使用样式表");
     const bool canBeBuilt = !page.isFlattened && notespage::canBeBuilt(page.text);
     if (canBeBuilt)
         document->setHtml(page.text);
@@ -80,18 +65,19 @@ std::optional<QString> readFile(const QString &path)
     QFile file;
     QString error;
     if (!openRegular(file, path, &error)) {
-        VT_LOG(warning) << QStringLiteral("更新说明文件无法打开：%1，原因：%2").arg(path.left(ShownPath), error);
+        VT_LOG(warning)
+            << QStringLiteral("更新说明文件无法打开：%1，原因：%2").arg(text::brief(path, ShownPath), error);
         return std::nullopt;
     }
     const QByteArray bytes = file.read(MaxFileSize);
     if (file.error() != QFileDevice::NoError) {
-        VT_LOG(warning)
-            << QStringLiteral("更新说明文件读取失败：%1，原因：%2").arg(path.left(ShownPath), file.errorString());
+        VT_LOG(warning) << QStringLiteral("更新说明文件读取失败：%1，原因：%2")
+                               .arg(text::brief(path, ShownPath), file.errorString());
         return std::nullopt;
     }
     if (!file.atEnd())
         VT_LOG(warning) << QStringLiteral("更新说明文件过大，只显示前%1字节：%2")
-                               .arg(QString::number(MaxFileSize), path.left(ShownPath));
+                               .arg(QString::number(MaxFileSize), text::brief(path, ShownPath));
     QTextStream stream(bytes);
     stream.setCodec(GetCorrectUnicode(bytes).constData());
     return stream.readAll().remove(QChar(0));
@@ -100,8 +86,9 @@ std::optional<QString> readFile(const QString &path)
 std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner,
                                             const std::function<bool()> &cancelled)
 {
-    std::shared_ptr<QTextDocument> document(new NotesDocument, dropDocument);
-    document->setUndoRedoEnabled(false);
+    std::shared_ptr<QTextDocument> document(new SafeDocument, dropDocument);
+    document->setDocumentMargin(PageMargin);
+    document->setDefaultTextOption(QTextOption());
     document->setDefaultFont(font);
     fill(document.get(), text);
     if (cancelled && cancelled())

@@ -6,7 +6,8 @@
 namespace tarn::visualized {
 
 /// A text document for reduced markup (see SafeHtml.h): it loads nothing by itself, neither from the network nor from the
-/// disk. Without margin and undo; any word may be broken at the end of a line. GUI thread.
+/// disk. Without margin and undo; any word may be broken at the end of a line. With
+/// pictures on the GUI thread, else on any.
 class SafeDocument : public QTextDocument
 {
     Q_OBJECT

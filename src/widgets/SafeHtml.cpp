@@ -18,8 +18,11 @@ constexpr int MaxAttributes = 4096; // characters of one tag; more is no text's
 constexpr int MaxEntity = 32;       // characters, "&CounterClockwiseContourIntegral;" is the longest
 constexpr int MaxSpan = 100;        // columns or rows of a cell
 constexpr int MaxPictures = 16;
-constexpr int MaxStyleSheet = 65536; // characters
-constexpr int SmallestFont = 8;      // pixels
+constexpr int MaxStyles = 65536; // characters of all style sheets
+// Every rule is matched against every element, and may look at all of its ancestors.
+constexpr qint64 MaxStyledTags = 50 * 1000 * 1000; // characters of the style sheets times tags
+constexpr qint64 MaxMatches = 5 * 1000 * 1000;     // selectors times the tags around each tag
+constexpr int SmallestFont = 8;                    // pixels
 constexpr int LargestFont = 32;
 constexpr QChar BreakHere(0x200B);
 
@@ -230,6 +233,7 @@ public:
             closeTop();
         if (m_policy.plain && !m_result.isRich)
             addPlainText();
+        addStyles();
         return m_result;
     }
 
@@ -346,6 +350,7 @@ private:
             ++m_pictures;
         }
         m_result.isRich = true;
+        m_depths += m_open.size() + 1;
         m_result.text += QLatin1Char('<') + name + judgedAttributes(name, attributes) + QLatin1Char('>');
         if (element.kind != Kind::Void)
             m_open.append(name);
@@ -384,10 +389,26 @@ private:
             return from;
         const int found = m_source.indexOf(closing, from, Qt::CaseInsensitive);
         const int end = found < 0 ? m_source.size() : after(m_source.indexOf(QLatin1Char('>'), found), 1);
-        if (m_policy.documents && name == QLatin1String("style") && found >= 0 && found - from <= MaxStyleSheet)
-            m_result.text += QLatin1String("<style>") + m_source.mid(from, found - from).remove(QLatin1Char('<')) +
-                             QLatin1String("</style>"); // "<!--" would hide tags from the parser
+        if (m_policy.documents && name == QLatin1String("style") && found >= 0)
+            takeStyles(from, found);
         return end;
+    }
+
+    void takeStyles(int from, int to)
+    {
+        m_result.isUnstyled = m_result.isUnstyled || m_styles.size() + to - from > MaxStyles;
+        if (!m_result.isUnstyled) // "<!--" would hide tags from the parser
+            m_styles += QLatin1String("<style>") + m_source.mid(from, to - from).remove(QLatin1Char('<')) +
+                        QLatin1String("</style>");
+    }
+
+    void addStyles()
+    {
+        const qint64 selectors = m_styles.count(QLatin1Char('{')) + m_styles.count(QLatin1Char(','));
+        m_result.isUnstyled = m_result.isUnstyled || m_styles.size() * qint64{m_tags} > MaxStyledTags ||
+                              selectors * m_depths > MaxMatches;
+        if (!m_result.isUnstyled)
+            m_result.text.prepend(m_styles);
     }
 
     QString judgedAttributes(const QString &name, const QString &source)
@@ -490,6 +511,8 @@ private:
     const Policy &m_policy;
     Reduced m_result;
     QVector<QString> m_open;
+    QString m_styles;
+    qint64 m_depths = 0; // of all tags together
     int m_tags = 0;
     int m_pictures = 0;
     int m_unbroken = 0; // characters since the last place where a line may break

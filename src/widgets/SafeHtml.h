@@ -45,6 +45,7 @@ struct Reduced
     bool isRich = false;      ///< text is HTML; else plain text (only with Policy::plain)
     bool hasLink = false;     ///< there is a link to be followed
     bool isFlattened = false; ///< tags went because they were too many or too deep
+    bool isUnstyled = false;  ///< style sheets went because they were too large for the number of tags
 };
 Reduced reduce(const QString &text, const Policy &policy);
 

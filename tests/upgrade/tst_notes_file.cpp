@@ -134,6 +134,12 @@ private slots:
             << QString("</ul></table></table><b><ul><li>x</table>").repeated(10000) + "end";
         QTest::newRow("rules for every element") << "<style>" + QString("p b i{color:red}").repeated(4000) +
                                                         "</style>" + QString("<p><b>x</b></p>").repeated(4000) + "end";
+        QTest::newRow("rules in many style sheets")
+            << ("<style>" + QString("*{a:b}").repeated(4000) + "</style>").repeated(4) +
+                   QString("<b>x</b>").repeated(5000) + "end";
+        QTest::newRow("rules that look at every ancestor") << "<style>" + QString("u b{a:b}").repeated(4000) +
+                                                                  "</style>" + QString("<span>").repeated(190) +
+                                                                  QString("<b>x</b>").repeated(1600) + "end";
         QTest::newRow("line ends in one paragraph") << QString("更新说明<br>").repeated(15000) + "end";
         QTest::newRow("one word") << QString("x").repeated(500000) + " end";
         QTest::newRow("plain lines") << QString("更新说明 abc\n").repeated(300000) + "end";
@@ -177,6 +183,7 @@ private slots:
         QTest::newRow("about spans") << "<p>用法：colspan=1000</p><table><tr><td>完</td></tr></table>";
         QTest::newRow("layout by tables")
             << QString("<table><tr><td>").repeated(3) + "完" + QString("</table>").repeated(3);
+        QTest::newRow("styles") << "<style>td{color:red}</style><table><tr><td>完</td></tr></table>";
         QTest::newRow("200 changes") << "<table><tr><th colspan=4>完" +
                                             QString("<tr><td>1<td>模块<td>修改<td>日期").repeated(200) + "</table>";
     }
@@ -186,6 +193,8 @@ private slots:
         QFETCH(QString, html);
         const auto document = notes::makeDocument(html, QFont(), thread());
         QVERIFY(!document->toPlainText().contains('<'));
+        const bool isStyled = html.startsWith("<style>");
+        QCOMPARE(document->toHtml().contains("color:#ff0000"), isStyled);
         QVERIFY(!document->rootFrame()->childFrames().isEmpty()); // the table
     }
 
@@ -255,6 +264,7 @@ private slots:
     void links()
     {
         const LinkTaker opened({"http", "smb", "ssh"});
+        const LogCatcher log;
         const QString fifo = m_directory.filePath("pipe.html");
         QVERIFY(mkfifo(fifo.toLocal8Bit().constData(), 0600) == 0);
         const QString more = QFileInfo(file("<p>另一页</p>")).fileName();
@@ -276,6 +286,8 @@ private slots:
             QCOMPARE(browser.toPlainText(), ignored);
         }
         QCOMPARE(opened.urls.size(), 1);
+        QCOMPARE(log.texts(QtWarningMsg),
+                 (QStringList{"更新说明中的链接未打开：smb://server/share", "更新说明中的链接未打开：ssh://server"}));
         for (const QString &unreadable : QStringList{"missing.html", "file://" + fifo}) {
             const QSignalSpy refused(&browser, &NotesBrowser::unreadable);
             follow(unreadable);
