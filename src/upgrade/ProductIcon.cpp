@@ -79,7 +79,7 @@ FoundIcon findProductIcon(const QString &executable, const QSize &pixels)
     const QString icon = iconOfDesktopEntry(file);
     if (QDir::isAbsolutePath(icon))
         found.picture = picture::read(icon, pixels);
-    else if (!icon.isEmpty())
+    else if (!icon.isEmpty() && !icon.contains(QLatin1Char('/'))) // a path would leave the theme's folders
         found.themeNames.append(icon);
     const QMimeType type = QMimeDatabase().mimeTypeForFile(file);
     found.themeNames << type.iconName() << type.genericIconName();
@@ -121,7 +121,7 @@ void ProductIcon::showFound(const FoundIcon &found)
     }
     if (icon.isNull())
         icon = QFileIconProvider().icon(QFileIconProvider::File);
-    QPixmap shown = icon.pixmap(QSize(m_side, m_side) * devicePixelRatioF());
+    QPixmap shown = picture::ofIcon(icon, QSize(m_side, m_side) * devicePixelRatioF());
     shown.setDevicePixelRatio(devicePixelRatioF());
     setPixmap(shown);
 }

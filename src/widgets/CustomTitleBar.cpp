@@ -1,12 +1,15 @@
 #include "widgets/CustomTitleBar.h"
+#include "base/WorkPool.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
+#include "widgets/Picture.h"
 #include "widgets/TitleButton.h"
 #include "widgets/Toolkit.h"
 #include <QHBoxLayout>
 #include <QMouseEvent>
 
 using ServiceVisualized::CToolkit;
+using namespace tarn::visualized;
 
 namespace {
 // Metrics (design pixels at 96 DPI)
@@ -149,7 +152,15 @@ void CustomTitleBar::setLogo(const QString &path, int side)
         m_layout->insertWidget(0, m_logo);
     }
     m_logo->setFixedSize(look::scaled(side, this), look::scaled(side, this));
-    CToolkit::SetLabelIconPicture(m_logo, path, m_logo->size());
+    if (path.isEmpty() || path.startsWith(QLatin1String(":/")))
+        return CToolkit::SetLabelIconPicture(m_logo, path, m_logo->size());
+    const QSize pixels = m_logo->size() * m_logo->devicePixelRatioF();
+    outsideWork().run(
+        m_logo, [path, pixels](const WorkCancel &) { return picture::read(path, pixels); },
+        [logo = m_logo](QImage image) {
+            image.setDevicePixelRatio(logo->devicePixelRatioF());
+            logo->setPixmap(QPixmap::fromImage(image));
+        });
 }
 
 QPushButton *CustomTitleBar::addButton(const QString &objectName, const QString &accessibleName, const QString &picture)

@@ -23,12 +23,7 @@ QPixmap loadResource(const QString &path, const QSize &pixels)
     const QString key = QStringLiteral("tarn:%1:%2x%3").arg(path).arg(pixels.width()).arg(pixels.height());
     QPixmap pixmap;
     if (!QPixmapCache::find(key, &pixmap)) {
-        const QIcon icon(path);
-        pixmap = QPixmap(icon.actualSize(pixels));
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap); // QIcon::pixmap() enlarges in a host with AA_UseHighDpiPixmaps
-        icon.paint(&painter, pixmap.rect());
-        painter.end();
+        pixmap = ofIcon(QIcon(path), pixels);
         QPixmapCache::insert(key, pixmap);
     }
     return pixmap;
@@ -49,6 +44,15 @@ QImage read(const QString &path, const QSize &pixels)
     if (full.width() > pixels.width() || full.height() > pixels.height())
         reader.setScaledSize(full.scaled(pixels, Qt::KeepAspectRatio).expandedTo(QSize(1, 1)));
     return reader.read();
+}
+
+QPixmap ofIcon(const QIcon &icon, const QSize &pixels)
+{
+    QPixmap pixmap(icon.actualSize(pixels));
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap); // QIcon::pixmap() enlarges in a host with AA_UseHighDpiPixmaps
+    icon.paint(&painter, pixmap.rect());
+    return pixmap;
 }
 
 QPixmap load(const QString &path, const QSize &box, qreal ratio)

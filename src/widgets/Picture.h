@@ -20,6 +20,9 @@ QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
 /// that name no further files are read (no SVG); null for everything else. Any thread.
 QImage read(const QString &path, const QSize &pixels);
 
+/// The icon as large as it fits into the box, which is in device pixels. GUI thread.
+QPixmap ofIcon(const QIcon &icon, const QSize &pixels);
+
 /// An icon for a window, in the sizes that task bars and window lists show. Every window carries all sizes to the X server
 /// when it opens, so the large ones of an .ico are left out.
 QIcon windowIcon(const QString &path);

@@ -40,6 +40,7 @@ private slots:
         add("picture", group + "Exec=%1 --new %U\nIcon=%2\n", true, {});
         add("quoted", group + "Icon=%2\nExec=\"%1\" %F\n", true, {});
         add("theme", group + "Exec=%1\nIcon=draw-icon\n", false, "draw-icon");
+        add("out of the theme", group + "Exec=%1\nIcon=../../draw\n", false, {});
         add("other program", group + "Exec=%1er\nIcon=%2\n", false, {});
         add("other group", "[Desktop Action new]\nExec=%1\nIcon=%2\n", false, {});
         add("no icon", group + "Exec=%1\n", false, {});

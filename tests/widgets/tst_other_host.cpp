@@ -25,6 +25,12 @@ private slots:
             QCOMPARE(shown(path), size);
             QCOMPARE(shown(QIcon(path)), size);
         }
+        QPixmap large(96, 96);
+        large.fill(Qt::red);
+        QIcon icon; // as of a theme, with a size for each ratio
+        icon.addPixmap(large);
+        icon.addPixmap(large.scaled(48, 48));
+        QCOMPARE(picture::ofIcon(icon, size * 2).size(), size * 2);
     }
 };
 

@@ -2,11 +2,13 @@
 #include "widgets/ToolDialog.h"
 #include <QAccessible>
 #include <QBoxLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -48,6 +50,22 @@ class TestTitleBar : public QObject
 {
     Q_OBJECT
 private slots:
+    // On a worker: its file system may not answer.
+    void logoFromOutside()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("logo.png");
+        QImage picture(64, 32, QImage::Format_RGB32);
+        picture.fill(Qt::red);
+        QVERIFY(picture.save(path));
+        CustomTitleBar bar(nullptr);
+        bar.SetTitleLogo(path);
+        const auto *logo = bar.findChild<QLabel *>("titleLogo");
+        const auto shown = [logo] { return logo->pixmap(Qt::ReturnByValue).size(); };
+        QCOMPARE(shown(), QSize(0, 0));
+        QTRY_COMPARE(shown(), QSize(16, 8));
+    }
+
     void buttons()
     {
         CustomTitleBar bar(nullptr);
