@@ -1,4 +1,5 @@
 #include "frame/ManagerAccess.h"
+#include "base/Log.h"
 #include "frame/VisualizedManager.h"
 #include <QCoreApplication>
 #include <QReadWriteLock>
@@ -37,13 +38,15 @@ WindowHost *CManagerAccess::host() const
 
 CManagerAccess::Posted CManagerAccess::post(QEvent::Type type, std::unique_ptr<IVisualizedEventData> data)
 {
+    // Two threads can pass at the same time, so each thread can exceed the limit by one.
+    if (type != CVisualizedEvents::eShowNotifyMsgDialog && CVisualizedEvents::pendingRequests() >= MaxPendingRequests) {
+        VT_LOG(warning) << QStringLiteral("等待处理的窗口请求过多，请求被拒绝");
+        return Posted::TooMany;
+    }
     const CManagerAccess access;
     CVisualizedManager *manager = access.manager();
     if (!manager)
         return Posted::Shut;
-    // Two threads can pass at the same time, so each thread can exceed the limit by one.
-    if (type != CVisualizedEvents::eShowNotifyMsgDialog && CVisualizedEvents::pendingRequests() >= MaxPendingRequests)
-        return Posted::TooMany;
     QCoreApplication::postEvent(manager, new CVisualizedEvents(type, data.release()), Qt::NormalEventPriority);
     return Posted::Yes;
 }

@@ -370,6 +370,8 @@ void TestOperations::waitingRequestsAreLimited()
         ++accepted;
     QCOMPARE(accepted, 32);
     QCOMPARE(m_log->texts(QtCriticalMsg), QStringList("【显示消息中心对话框】时等待处理的请求过多，操作失败"));
+    QCOMPARE(m_log->texts(QtWarningMsg),
+             QStringList("等待处理的窗口请求过多，请求被拒绝")); // a window has no other line
     const QVariantMap query{{"软件名称", "产品"}, {"是否静默补丁安装状态获取", true}};
     QVERIFY(rows().at(5).run(query, Null::None).accepted);
     QVERIFY(rows().at(7).run(someValues(), Null::None).accepted); // notices have limits of their own
