@@ -600,7 +600,8 @@ void CYunLoginDialog::YunLockLoginFail(QString strError)
 
 void CYunLoginDialog::showAgain(const QString &tip)
 {
-    front::raiseOnce(this);
+    if (!isVisible()) // otherwise the user may be typing in it, and the field keeps the focus
+        front::raiseOnce(this);
     showTip(tip, eTipError, eBoxOrigin::Unasked); // the user is in the browser or in another program
 }
 

@@ -536,8 +536,9 @@ void TestLoginDialog::tipsNobodyAskedFor()
     open();
     QVERIFY(QTest::qWaitForWindowActive(m_dialog));
     const TipProbe probe;
-    QVERIFY(tipOf([this] { m_dialog->QuickLoginFail("拒绝"); }).contains("拒绝"));
     edit(m_dialog, "phoneEdit")->setFocus(); // the user has begun another sign-in
+    QVERIFY(tipOf([this] { m_dialog->QuickLoginFail("拒绝"); }).contains("拒绝"));
+    QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "phoneEdit"));
     QCOMPARE(tipOf([this] { m_dialog->QuickLoginTimerOut(); }), QString());
     QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "phoneEdit"));
     QWidget other;
