@@ -117,9 +117,9 @@ QString FileSwap::checkTarget(const Path &relative, const fs::file_status &stage
     return {};
 }
 
-QVector<FileSwap::Entry> FileSwap::plan() const
+std::vector<FileSwap::Entry> FileSwap::plan() const
 {
-    QVector<Entry> entries;
+    std::vector<Entry> entries;
     const fs::path root = m_area / "new";
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root)) {
         const fs::path relative = entry.path().lexically_relative(root);
@@ -127,7 +127,7 @@ QVector<FileSwap::Entry> FileSwap::plan() const
         const bool there = isThere(m_directory / relative);
         if (isDirectory && there)
             continue;
-        entries.append({isDirectory ? 'D' : there ? 'R' : 'N', relative.string()});
+        entries.push_back({isDirectory ? 'D' : there ? 'R' : 'N', relative.string()});
     }
     return entries;
 }
@@ -143,7 +143,7 @@ QString FileSwap::apply()
 
 // The new files are on the disk before the journal, the journal before the first rename, and all renames before the
 // journal is removed. The old copies are deleted last.
-QString FileSwap::swapAll(const QVector<Entry> &entries) const
+QString FileSwap::swapAll(const std::vector<Entry> &entries) const
 {
     if (!syncFileSystem(staging()))
         return QStringLiteral("%1: %2").arg(staging(), systemError());
@@ -183,7 +183,7 @@ QString FileSwap::rollBack()
         if (!isThere(m_area))
             return {};
         const bool wasSwapping = isThere(m_area / "journal");
-        QVector<Entry> entries;
+        std::vector<Entry> entries;
         const QString error = readJournal(&entries);
         if (!error.isEmpty())
             return error;
@@ -213,19 +213,19 @@ void FileSwap::undo(const Entry &entry) const
 }
 
 // Kind, path and a zero byte for each entry; at the end 'E' and the number of entries.
-QString FileSwap::writeJournal(const QVector<Entry> &entries) const
+QString FileSwap::writeJournal(const std::vector<Entry> &entries) const
 {
     QByteArray text;
     for (const Entry &entry : entries)
         text += entry.kind + QByteArray::fromStdString(entry.path) + '\0';
-    text += 'E' + QByteArray::number(entries.size()) + '\0';
+    text += 'E' + QByteArray::number(static_cast<int>(entries.size())) + '\0';
     const QString error = writeDurably(journalFile(), text);
-    QVector<Entry> written;
+    std::vector<Entry> written;
     return error.isEmpty() ? readJournal(&written) : error;
 }
 
 // Reads nothing when there is no journal. A journal that is not complete or names a path outside is an error.
-QString FileSwap::readJournal(QVector<Entry> *entries) const
+QString FileSwap::readJournal(std::vector<Entry> *entries) const
 {
     if (!isThere(m_area / "journal"))
         return {};
@@ -239,7 +239,7 @@ QString FileSwap::readJournal(QVector<Entry> *entries) const
     for (const QByteArray &line : qAsConst(lines)) {
         const Entry entry{line.isEmpty() ? '\0' : line.at(0), line.mid(1).toStdString()};
         isSound = isSound && QByteArray("RND").contains(entry.kind) && isPlainRelative(entry.path);
-        entries->append(entry);
+        entries->push_back(entry);
     }
     return isSound ? QString()
                    : QStringLiteral("%1 is damaged: nothing is changed; the old files are beside it in \"old\"")

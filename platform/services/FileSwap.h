@@ -1,8 +1,8 @@
 #pragma once
 #include <QByteArray>
 #include <QString>
-#include <QVector>
 #include <filesystem>
+#include <vector>
 
 namespace tarn::services {
 
@@ -34,11 +34,11 @@ private:
     using Path = std::filesystem::path;
 
     QString journalFile() const;
-    QVector<Entry> plan() const;
+    std::vector<Entry> plan() const;
     QString checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
-    QString swapAll(const QVector<Entry> &entries) const;
-    QString writeJournal(const QVector<Entry> &entries) const;
-    QString readJournal(QVector<Entry> *entries) const;
+    QString swapAll(const std::vector<Entry> &entries) const;
+    QString writeJournal(const std::vector<Entry> &entries) const;
+    QString readJournal(std::vector<Entry> *entries) const;
     void swap(const Entry &entry) const;
     void undo(const Entry &entry) const;
 

@@ -213,6 +213,8 @@ CustomTitleBar *BoxContent::addTitleBar()
 void BoxContent::finish(const QString &boxSheet)
 {
     m_box->setStyleSheet(boxSheet + partsSheet(m_box));
+    if (m_buttons->count() == 2)
+        m_buttons->addStretch(1); // a single button is in the middle
     // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
     int height = m_column->sizeHint().height();
     if (const QScreen *screen = placement::screenOf(m_box))
