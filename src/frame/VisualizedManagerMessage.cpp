@@ -90,8 +90,11 @@ void CVisualizedManager::replaceNotice()
 
 void CVisualizedManager::showWaitingNotice()
 {
-    if (!NoticeQueue::instance().isEmpty() && (!m_notifyWnd || m_notifyWnd->wasPainted()))
-        showNotice(NoticeQueue::instance().take());
+    if (m_notifyWnd && !m_notifyWnd->wasPainted())
+        return;
+    const NoticeQueue::Values values = NoticeQueue::instance().take();
+    if (!values.isEmpty())
+        showNotice(values);
 }
 
 void CVisualizedManager::ShowMessageCenterDlg(const CMsgCenterEventData &data)

@@ -175,8 +175,10 @@ void CVisualizedManager::showSilentPatchInstallDialog(const CSilentPatchInstallE
         return;
     if (const QPointer<CInstallSilentPatchDlg> open = m_silentDlgs.take(softName))
         open->close();
-    if (!hasRoom(m_silentDlgs))
+    if (!hasRoom(m_silentDlgs)) {
+        setSilentPatchInstallState(softName, tarn::upgrade::silent::Failed); // the caller asks for it
         return;
+    }
     auto *dialog = new CInstallSilentPatchDlg(data.inputArgs, this, nullptr);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->InitDialog();

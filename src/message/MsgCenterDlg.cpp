@@ -95,7 +95,6 @@ void CMsgCenterDlg::InitDialogUi()
     m_builder = new QTimer(this);
     m_builder->setInterval(0);
     connect(m_builder, &QTimer::timeout, this, &CMsgCenterDlg::buildNextChunk);
-    connect(m_list, &MessageList::firstPainted, this, &CMsgCenterDlg::logIds);
     // The rest waits until the first screen is on the display.
     connect(m_list, &MessageList::firstPainted, m_builder, QOverload<>::of(&QTimer::start));
     buildNextChunk();
@@ -159,15 +158,6 @@ void CMsgCenterDlg::fetchRecords()
     store->GetMessageRecords(m_records);
     m_shownCount = int(m_records.size());
     VT_LOG(info) << QStringLiteral("消息中心展示消息数量：") + QString::number(m_shownCount);
-    if (m_records.empty())
-        logIds();
-}
-
-// After the first screen: the ids of thousands of messages take longer to log than the screen to paint.
-void CMsgCenterDlg::logIds()
-{
-    if (std::exchange(m_hasLoggedIds, true))
-        return;
     QStringList ids;
     ids.reserve(int(m_records.size()));
     for (const sMsgData &record : m_records)
@@ -301,8 +291,10 @@ void CMsgCenterDlg::ReadAllMsg()
     VT_LOG(debug) << QStringLiteral("首条消息为：") + m_records.front().MsgId;
     for (CMessageListItem *item : m_list->items())
         item->ReadMessage(true);
-    for (size_t i = m_builtCount; i < m_records.size(); ++i)
-        m_records[i].unRead = false;
+    for (size_t i = m_builtCount; i < m_records.size(); ++i) { // those whose items are not built yet
+        if (std::exchange(m_records[i].unRead, false))
+            VT_LOG(info) << QStringLiteral("【全部已读】消息已读，去除未读红点。");
+    }
     m_list->widget()->update(); // a request by each item costs more than the painting
     if (!ids.isEmpty())
         CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenRead(ids);
@@ -314,7 +306,6 @@ void CMsgCenterDlg::BeforeCloseDiallog()
         return;
     m_hasLeftObserver = true;
     CMessageObserver::GetObserverInstance()->RemoveListener(this);
-    logIds(); // if the window was never painted
 }
 
 void CMsgCenterDlg::applyCount()

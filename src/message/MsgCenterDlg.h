@@ -47,7 +47,6 @@ protected:
 private slots:
     void buildNextChunk();
     void connectItem(CMessageListItem *item);
-    void logIds();
 
 private:
     void InitDialogUi();
@@ -71,7 +70,6 @@ private:
     QString m_selectedId;
     int m_shownCount = 0;
     bool m_hasLeftObserver = false;
-    bool m_hasLoggedIds = false;
     size_t m_builtCount = 0;
     QStackedWidget *m_pages = nullptr;
     MessageList *m_list = nullptr;

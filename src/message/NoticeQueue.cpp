@@ -50,12 +50,6 @@ NoticeQueue::Values NoticeQueue::claim(const Values *values)
     return found == m_waiting.end() ? Values() : removed(found);
 }
 
-bool NoticeQueue::isEmpty() const
-{
-    const QMutexLocker lock(&m_mutex);
-    return m_waiting.empty() || m_waiting.front().event;
-}
-
 NoticeQueue::Values NoticeQueue::take()
 {
     const QMutexLocker lock(&m_mutex);

@@ -29,7 +29,6 @@ public:
     Values claim(const Values *values);
 
     void add(const Values &values); ///< a claimed notice that has to wait
-    bool isEmpty() const;           ///< no claimed notice waits
     Values take();                  ///< the oldest claimed notice; empty when there is none
     void clear();                   ///< drops the claimed notices
 

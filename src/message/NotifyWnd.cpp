@@ -265,8 +265,12 @@ void NotifyWnd::MsgBtnClick()
 {
     VT_LOG(info) << QStringLiteral("通知栏窗口打开消息中心。消息ID:%1").arg(m_msgId);
     auto input = QSharedPointer<CMessageService_InputArgs>::create();
-    CManagerAccess::post(CVisualizedEvents::eShowMessageCenterDialog, std::make_unique<CMsgCenterEventData>(input));
-    CloseDlg();
+    const auto posted =
+        CManagerAccess::post(CVisualizedEvents::eShowMessageCenterDialog, std::make_unique<CMsgCenterEventData>(input));
+    if (posted == CManagerAccess::Posted::Yes)
+        CloseDlg();
+    else // the notice stays, so that the user can try again
+        VT_LOG(warning) << QStringLiteral("通知栏窗口打开消息中心失败。消息ID:%1").arg(m_msgId);
 }
 
 void NotifyWnd::OnlinkActivated(QString link)
@@ -369,7 +373,7 @@ QScrollArea *NotifyWnd::bodyArea()
     area->setFocusPolicy(Qt::NoFocus);
     area->setStyleSheet(bodyAreaSheet());
     removeScrollBarMenus(area);
-    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, area);
+    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, m_bodyPictureHeight, area);
     m_body->setObjectName(QStringLiteral("notify-body"));
     connect(m_body, &RichTextLabel::heightChanged, this, &NotifyWnd::grow);
     area->setWidget(m_body);
@@ -408,6 +412,7 @@ void NotifyWnd::AdjustSizeByScreen()
     m_topMargin = 35;
     m_bottomMargin = 20;
     m_pictureHeight = 150;
+    m_bodyPictureHeight = 250;
     m_maxHeight = 400;
     m_width = 400;
     m_titleFontSize = 15;

@@ -81,6 +81,7 @@ private:
     int m_topMargin = 0;
     int m_bottomMargin = 0;
     int m_pictureHeight = 0;
+    int m_bodyPictureHeight = 0;
     int m_maxHeight = 0;
     int m_width = 0;
     int m_titleFontSize = 0;

@@ -12,15 +12,14 @@
 namespace tarn::visualized {
 namespace {
 constexpr int MaxAccessibleChars = 2000;
-constexpr int MaxPictureHeight = 300;
 } // namespace
 
-RichTextLabel::RichTextLabel(int width, QWidget *parent)
+RichTextLabel::RichTextLabel(int width, int maxPictureHeight, QWidget *parent)
     : QLabel(parent)
     , m_width(width)
 {
     setFixedWidth(width);
-    m_document.showPictures(QSize(width, MaxPictureHeight), devicePixelRatioF());
+    m_document.showPictures(QSize(width, maxPictureHeight), devicePixelRatioF());
     connect(&m_document, &SafeDocument::pictureRead, this, [this] {
         fitHeight();
         emit heightChanged();

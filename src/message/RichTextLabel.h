@@ -12,7 +12,7 @@ class RichTextLabel final : public QLabel
 {
     Q_OBJECT
 public:
-    RichTextLabel(int width, QWidget *parent);
+    RichTextLabel(int width, int maxPictureHeight, QWidget *parent);
 
     /// Height of as many whole lines as fit into height; the label's own height if all do.
     int heightOfWholeLines(int height) const;

@@ -9,6 +9,7 @@
 #include <QTest>
 #include <QThread>
 #include <atomic>
+#include <memory>
 #include <thread>
 
 namespace {
@@ -385,9 +386,9 @@ void TestOperations::handOut()
     const auto out = QSharedPointer<tarn::core::OutputArgs<IVisualizedService_OutputArg>>::create();
     QSharedPointer<IVisulizedOperateManager> dispatcher;
     {
-        CVisualizedService service;
-        dispatcher = service.getVisualizedOperateManager({}, out);
-        QCOMPARE(service.getVisualizedOperateManager({}, {}), dispatcher);
+        const auto service = std::make_unique<CVisualizedService>(); // GCC 12 warns of one on the stack
+        dispatcher = service->getVisualizedOperateManager({}, out);
+        QCOMPARE(service->getVisualizedOperateManager({}, {}), dispatcher);
     }
     QCOMPARE(out->GetRetCode(), 6000);
     // A caller may keep the dispatcher longer than the service.

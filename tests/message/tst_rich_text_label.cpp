@@ -25,7 +25,7 @@ private slots:
     {
         QFETCH(QString, part);
         const QString content = part.repeated((1 << 20) / part.size()); // 1 MiB
-        RichTextLabel text(320, nullptr);
+        RichTextLabel text(320, 250, nullptr);
         QElapsedTimer clock;
         clock.start();
         text.showHtml("<p style='white-space: pre-wrap;'>" + safehtml::reduce(content, safehtml::notice()).text);
@@ -40,7 +40,7 @@ private slots:
         QTcpServer server;
         QVERIFY(server.listen(QHostAddress::LocalHost));
         const QString url = QStringLiteral("http://127.0.0.1:%1/x.png").arg(server.serverPort());
-        RichTextLabel text(320, nullptr);
+        RichTextLabel text(320, 250, nullptr);
         // Past the reducer.
         text.showHtml(QStringLiteral("<img src='%1'><p style=\"background-image:url('%1')\">x</p>").arg(url));
         text.grab();
@@ -54,7 +54,7 @@ private slots:
         QImage image(3000, 1000, QImage::Format_RGB32);
         image.fill(Qt::red);
         QVERIFY(image.save(path));
-        RichTextLabel text(320, nullptr);
+        RichTextLabel text(320, 250, nullptr);
         QSignalSpy grown(&text, &RichTextLabel::heightChanged);
         text.showHtml(safehtml::reduce("<img width=9999 src='" + path + "'>", safehtml::notice()).text);
         const int before = text.height();
@@ -66,7 +66,7 @@ private slots:
     void styleSheetsApply()
     {
         QWidget window;
-        auto *text = new RichTextLabel(320, &window);
+        auto *text = new RichTextLabel(320, 250, &window);
         text->setObjectName("text");
         window.setStyleSheet("#text{font-size:30px;color:red;background-color:blue;}");
         text->showHtml("<p>█</p>");

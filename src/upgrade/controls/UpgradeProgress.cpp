@@ -131,6 +131,8 @@ void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &d
     request.insert(key::WaitForFinished, true);
     request.insert(key::Restart, true);
     const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::InstallSoftware, request);
+    if (!outcome.called())
+        VT_LOG(critical) << QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败");
     VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【安装岚川软件】调用安装软件接口"),
                    QStringLiteral("调用软件安装接口成功。"));
 }

@@ -12,7 +12,7 @@ namespace upgrade::operate {
 QList<QVariant> queryDataInfos(const QVariant &taskInfoList);
 
 /// Asks the upgrade service for its running tasks once a second. GUI thread: the call blocks it until the client
-/// library answers or gives up (2 s with this system's own). A failed query is logged and reported as an empty list.
+/// library answers or gives up. A failed query is logged and reported as an empty list.
 class CUpgradeDataRefresher final : public QObject
 {
     Q_OBJECT
