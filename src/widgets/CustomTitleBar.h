@@ -24,7 +24,7 @@ public:
     /// A title that does not fit is elided, with the whole text as tool tip.
     void SetTitleText(const QString &text);
     /// The logo, 16 x 16.
-    /// @param path a resource or an image file
+    /// @param path a resource, or an image file, which a worker thread reads
     void SetTitleLogo(const QString &path);
     /// The larger forms for the sign-in window: text of 16 px, logo 24 x 24.
     void SetLoginTitleText(const QString &text);

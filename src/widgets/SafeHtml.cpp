@@ -20,8 +20,8 @@ constexpr int MaxSpan = 100;        // columns or rows of a cell
 constexpr int MaxPictures = 16;
 constexpr int MaxStyles = 65536; // characters of all style sheets
 // Every rule is matched against every element, and may look at all of its ancestors.
-constexpr qint64 MaxStyledTags = 50 * 1000 * 1000; // characters of the style sheets times tags
-constexpr qint64 MaxMatches = 5 * 1000 * 1000;     // selectors times the tags around each tag
+constexpr qint64 MaxStyledTags = 30 * 1000 * 1000; // characters of the style sheets times tags
+constexpr qint64 MaxMatches = 2 * 1000 * 1000;     // selectors times the tags around each tag
 constexpr int SmallestFont = 8;                    // pixels
 constexpr int LargestFont = 32;
 constexpr QChar BreakHere(0x200B);
