@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFontDatabase>
 #include <exception>
+#include <functional>
 
 using namespace tarn::visualized;
 
@@ -51,6 +52,11 @@ QString lastError()
     return QString::fromStdString(tarn::rpc::getRpcLastError().message);
 }
 
+QString bindException(const std::exception &error)
+{
+    return QStringLiteral("绑定服务对象时发生异常：") + QString::fromLocal8Bit(error.what());
+}
+
 void addFonts(const QDir &directory, const QString &pattern)
 {
     const QStringList files = directory.entryList({pattern}, QDir::Files, QDir::Unsorted);
@@ -84,11 +90,14 @@ bool CVisualizedServiceCreator::create(const QString &tag)
         }
         VT_LOG(info) << line(__func__, failure);
     } catch (const std::exception &error) {
-        VT_LOG(critical) << line(__func__,
-                                 QStringLiteral("绑定服务对象时发生异常：") + QString::fromLocal8Bit(error.what()));
+        VT_LOG(critical) << line(__func__, bindException(error));
     }
-    if (added)
-        m_adapter->remove(tag); // so that the next create() can add it
+    try {
+        if (added)
+            m_adapter->remove(tag); // so that the next create() can add it
+    } catch (const std::exception &error) {
+        VT_LOG(critical) << line(__func__, bindException(error));
+    }
     return false;
 }
 
@@ -112,25 +121,39 @@ QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
     if (m_adapter->active())
         return {};
     const QString failure = QStringLiteral("适配器激活失败，错误信息[%1]").arg(lastError());
-    if (tarn::rpc::getRpcLastError().code != tarn::rpc::RpcError::InvalidArgument)
+    const auto code = tarn::rpc::getRpcLastError().code;
+    if (code != tarn::rpc::RpcError::InvalidArgument && code != tarn::rpc::RpcError::NoHub)
         return failure;
-    // The tag belongs to another process; the adapter takes it over as soon as that process ends.
+    // Another process holds the tag, or no hub answers. The adapter is active and registers as soon as it can; a removed
+    // object would be waited for by no adapter.
     VT_LOG(warning) << line("create", failure);
     return {};
 }
 
 void CVisualizedServiceCreator::destroy(const QString &tag)
 {
-    try {
-        tearDown(tag);
-    } catch (const std::exception &error) {
-        VT_LOG(critical) << line(__func__,
-                                 QStringLiteral("释放服务对象时发生异常：") + QString::fromLocal8Bit(error.what()));
+    const std::function<void()> steps[] = {[this] { closeService(); },
+                                           [this] {
+                                               if (m_adapter)
+                                                   m_adapter->unactive();
+                                           },
+                                           [this, &tag] {
+                                               if (m_adapter)
+                                                   m_adapter->remove(tag);
+                                           },
+                                           [this] { endRpc(); }};
+    for (const auto &step : steps) {
+        try {
+            step();
+        } catch (const std::exception &error) { // skips no later step
+            VT_LOG(critical) << line(__func__,
+                                     QStringLiteral("释放服务对象时发生异常：") + QString::fromLocal8Bit(error.what()));
+        }
     }
     VT_LOG(debug) << line(__func__, QStringLiteral("服务对象释放成功，标签[%1]").arg(tag));
 }
 
-void CVisualizedServiceCreator::tearDown(const QString &tag)
+void CVisualizedServiceCreator::closeService()
 {
     CManagerAccess::shut(); // refuses operations from here on
     m_service.reset();
@@ -140,11 +163,12 @@ void CVisualizedServiceCreator::tearDown(const QString &tag)
     ServiceLease::close(); // no late task brings the client library back
     CVtServiceClient::ReleaseInstance();
     CVisualizedManager::joinThreads();
-    if (m_adapter) {
-        m_adapter->unactive();
-        m_adapter->remove(tag);
-        m_adapter.reset(); // belongs to the core that ends now
-    }
+}
+
+void CVisualizedServiceCreator::endRpc()
+{
+    m_adapter.reset(); // belongs to the core that ends now
+
     if (CServiceManager::hasInstance()) { // getInstance() would start a hub
         CServiceManager::getInstance()->unInitRpcCore();
         CServiceManager::ReleaseInstance();

@@ -24,7 +24,8 @@ private:
     /// @param added set when the object must be removed after a failure
     /// @return the reason of a failure, empty when the object is bound
     QString bind(const QString &tag, bool &added);
-    void tearDown(const QString &tag);
+    void closeService();
+    void endRpc();
     void loadFonts();
 
     bool m_fontsLoaded = false;

@@ -112,10 +112,11 @@ void TestCreator::createFails()
     QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
 
     // A failure after the object was added leaves nothing behind that refuses the next try.
-    for (const bool throws : {false, true}) {
+    for (const QStringList &throwing : {QStringList(), QStringList{"active"}}) {
         behaviour = {};
         behaviour.activeSucceeds = false;
-        behaviour.activeThrows = throws;
+        behaviour.throwing = throwing;
+        behaviour.error = {tarn::rpc::RpcError::Failed, "no port"};
         fakerpc::set(behaviour);
         QVERIFY(!creator.create("tag"));
         fakerpc::set({});
@@ -125,13 +126,27 @@ void TestCreator::createFails()
     }
     QVERIFY(m_log->has(QtCriticalMsg, "[CVisualizedServiceCreator::create]绑定服务对象时发生异常：no thread"));
 
-    // The adapter takes a tag of another process over by itself.
+    // The adapter takes a tag of another process over by itself, and it waits for a hub.
+    for (const auto code : {tarn::rpc::RpcError::InvalidArgument, tarn::rpc::RpcError::NoHub}) {
+        m_log->clear();
+        behaviour = {};
+        behaviour.activeSucceeds = false;
+        behaviour.error = {code, "not now"};
+        fakerpc::set(behaviour);
+        QVERIFY(creator.create("tag"));
+        QVERIFY(boundService());
+        QVERIFY(m_log->has(QtWarningMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[not now]"));
+        creator.destroy("tag");
+    }
+
+    // No exception of the adapter leaves the creator, nor does one keep a later step from running.
     behaviour = {};
-    behaviour.activeSucceeds = false;
-    behaviour.error = {tarn::rpc::RpcError::InvalidArgument, "taken"};
+    behaviour.throwing = QStringList{"active", "remove", "unactive"};
     fakerpc::set(behaviour);
-    QVERIFY(creator.create("tag"));
-    QVERIFY(m_log->has(QtWarningMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[taken]"));
+    QVERIFY(!creator.create("tag"));
+    creator.destroy("tag");
+    QVERIFY(fakerpc::record().calls.contains("shutdown"));
+    QVERIFY(!CServiceManager::hasInstance());
 }
 
 void TestCreator::fonts()

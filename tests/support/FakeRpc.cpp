@@ -38,6 +38,8 @@ void note(const QString &call)
 {
     state().record.calls.append(call);
     state().record.at.append(std::chrono::steady_clock::now().time_since_epoch().count());
+    if (state().behaviour.throwing.contains(call.section(QLatin1Char(' '), 0, 0)))
+        throw std::runtime_error("no thread");
 }
 } // namespace
 
@@ -177,8 +179,6 @@ bool RpcAdapter::active()
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("active"));
-    if (state().behaviour.activeThrows)
-        throw std::runtime_error("no thread");
     return answer(d->core->initialized && state().behaviour.activeSucceeds);
 }
 

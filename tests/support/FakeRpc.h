@@ -15,7 +15,7 @@ struct Behaviour
     quint16 hubPort = 0;      // in the runtime directory; 0: none
     bool addSucceeds = true;  // a tag that is bound is refused anyway
     bool activeSucceeds = true;
-    bool activeThrows = false;
+    QStringList throwing;                                                  // names of calls that throw, e.g. "active"
     tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
     // By tag; what is not listed is not found.
     QHash<QString, QSharedPointer<tarn::rpc::RpcProxy>> proxies;
