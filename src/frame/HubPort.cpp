@@ -44,21 +44,18 @@ Answer readSegment()
 }
 
 /// Another user can hold the segment's lock for ever, so that it is read on a thread that may be left to itself. One such
-/// thread is enough: the next one would wait for the same lock.
+/// thread is enough: the next one would wait for the same lock. An answer that comes after the limit is dropped, since the
+/// hub may have ended by the time of the next call.
 Answer readSegmentWithLimit()
 {
-    static std::future<Answer> stuck;
-    const bool wasStuck = stuck.valid();
-    std::future<Answer> reading = std::move(stuck);
-    if (!wasStuck) {
-        std::packaged_task<Answer()> task(readSegment);
-        reading = task.get_future();
-        std::thread(std::move(task)).detach();
-    }
-    if (reading.wait_for(wasStuck ? std::chrono::seconds(0) : SegmentLimit) == std::future_status::ready)
-        return reading.get();
-    stuck = std::move(reading);
-    return {0, QStringLiteral("共享内存被其他程序占用")};
+    static std::future<Answer> reading;
+    const Answer occupied{0, QStringLiteral("共享内存被其他程序占用")};
+    if (reading.valid() && reading.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+        return occupied;
+    std::packaged_task<Answer()> task(readSegment);
+    reading = task.get_future();
+    std::thread(std::move(task)).detach();
+    return reading.wait_for(SegmentLimit) == std::future_status::ready ? reading.get() : occupied;
 }
 } // namespace
 

@@ -78,7 +78,8 @@ bool startServiceHub(const QString &program, const std::function<bool()> &isUp =
         VT_LOG(warning) << QStringLiteral("岚川服务程序启动超时");
         return false;
     }
-    VT_LOG(info) << QStringLiteral("【客户端初始化】启动统一服务进程成功");
+    if (isUp)
+        VT_LOG(info) << QStringLiteral("【客户端初始化】启动统一服务进程成功");
     return true;
 }
 
@@ -134,7 +135,6 @@ CServiceManager::~CServiceManager()
 void CServiceManager::start()
 {
     d->readLocalSettings();
-    d->fillSettings();
     QString reason;
     int port = hubport::read(reason);
     const bool published = port != 0;
@@ -145,6 +145,7 @@ void CServiceManager::start()
         VT_LOG(critical) << QStringLiteral("[%1]岚川服务初始化失败！").arg(QLatin1String(__func__));
         return;
     }
+    d->fillSettings();
     if (initRpc(port))
         return logConnected(true);
     // A published port without a hub: the hub has died while another process held its segment.

@@ -119,8 +119,12 @@ QString CServiceManagerPrivate::getVtAssistantInstallCfg() const
     return descriptionOf(files, tarn::upgrade::OwnAssistant);
 }
 
-QString CServiceManagerPrivate::findExePathByRegedit() const
+QString CServiceManagerPrivate::findExePathByRegedit()
 {
+    if (QFileInfo(m_hubProgram).isFile()) {
+        VT_LOG(debug) << QStringLiteral("exes:") + m_hubProgram;
+        return m_hubProgram;
+    }
     const QString description = getServiceInstallCfg();
     QString program = description.isEmpty()
                           ? QString()
@@ -132,6 +136,7 @@ QString CServiceManagerPrivate::findExePathByRegedit() const
             program += QLatin1Char('/') + tarn::hub::HubProgram;
     }
     VT_LOG(debug) << QStringLiteral("exes:") + program;
+    m_hubProgram = program;
     return program;
 }
 

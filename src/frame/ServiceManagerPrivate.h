@@ -13,10 +13,15 @@ public:
     void getAllInstallCfgFiles(QStringList &files) const;
     QString getServiceInstallCfg() const; ///< description of the platform's services; empty if there is none
     QString getVtAssistantInstallCfg() const;
-    QString findExePathByRegedit() const; ///< absolute path of the hub program; empty if no description names one
+    /// Absolute path of the hub program; empty if no description names one. The descriptions are searched again only when
+    /// the program found last is missing: the search walks the whole applications directory.
+    QString findExePathByRegedit();
 
     void fillSettings(); ///< reads the test address; all settings but the port
 
     QHash<QString, QString> settings; ///< for the RPC core
     QString errorText;                ///< for the user, when the start failed
+
+private:
+    QString m_hubProgram; ///< found last
 };

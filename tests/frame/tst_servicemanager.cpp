@@ -152,6 +152,7 @@ void TestServiceManager::noHubProgram()
     QVERIFY(m_log->has(QtWarningMsg, "[startServiceHub]统一服务注册中心应用程序路径查找失败！"));
     QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
     QVERIFY(!fakerpc::record().calls.contains("init"));
+    QVERIFY(lines.filter("RPC测试IP").isEmpty()); // the address is read for a hub that exists
     QVERIFY(lines.last() == "[start]岚川服务初始化失败！");
     QVERIFY(lines.filter(QRegularExpression("^获取注册中心端口失败，.+")).size() == 1);
     const QString text = CServiceManager::getInstance()->startError();
@@ -224,6 +225,17 @@ void TestServiceManager::lostHubIsStartedAgain()
     QTRY_VERIFY(started.exists());
     QVERIFY(started.open(QIODevice::ReadOnly));
     QCOMPARE(started.readAll(), QByteArray("quickboot\n"));
+    QVERIFY(!m_log->has("【客户端初始化】启动统一服务进程成功")); // whether it came up is not known
+
+    // The program is remembered, and searched for again when it is missing.
+    const auto searches = [this] { return m_log->texts().filter(QRegularExpression("^ini files:")).size(); };
+    QVERIFY(started.remove());
+    fakerpc::loseHub();
+    QTRY_VERIFY(started.exists());
+    QCOMPARE(searches(), 1);
+    QVERIFY(QFile::remove(besideProgram("apps/s/hub")));
+    fakerpc::loseHub();
+    QTRY_COMPARE(searches(), 2);
 
     fakerpc::loseHub(); // queued when the manager ends
     CServiceManager::ReleaseInstance();
@@ -235,6 +247,7 @@ void TestServiceManager::lostHubIsStartedAgain()
 void TestServiceManager::lockedSegment()
 {
     HubSegment hub("40128");
+    const int threads = QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
     QString reason;
     QElapsedTimer clock;
     QVERIFY(hub.segment().lock());
@@ -244,7 +257,9 @@ void TestServiceManager::lockedSegment()
     QVERIFY(clock.elapsed() < 5000);
     QVERIFY(!reason.isEmpty());
     QVERIFY(hub.segment().unlock());
-    QTRY_COMPARE(hubport::read(reason), 40128);
+    QTRY_COMPARE(QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), threads);
+    qstrcpy(static_cast<char *>(hub.segment().data()), "40133"); // the late answer is not that of the next call
+    QCOMPARE(hubport::read(reason), 40133);
 }
 
 // The limit is one of time, also when every try takes long; the reason is logged.
