@@ -121,7 +121,7 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     QRect target = withinReason(parentWindow);
     if (parentWindow.right() < parentWindow.left()) {
         VT_LOG(debug) << QStringLiteral("【消息中心】未获取到消息中心的父级窗口");
-        const QScreen *screen = QGuiApplication::primaryScreen();
+        const QScreen *screen = placement::screenOf(m_msgCenterDlg);
         target = screen ? screen->availableGeometry() : QRect();
     }
     QString shown;
