@@ -77,10 +77,13 @@ void CSilentInstallThread::check()
 
 void CSilentInstallThread::fail(const QString &softName, const QString &reason)
 {
-    const QMutexLocker locker(&m_failing);
-    if (m_interrupted)
-        return;
-    if (m_manager && m_param)
-        m_manager->setSilentPatchInstallState(softName, tarn::upgrade::silent::Failed);
+    {
+        const QMutexLocker locker(&m_failing);
+        if (m_interrupted)
+            return;
+        if (m_manager && m_param)
+            m_manager->setSilentPatchInstallState(softName, tarn::upgrade::silent::Failed);
+    }
+    // Outside the lock: a host's log may wait for the GUI thread, which may wait in InterruptTask().
     VT_LOG(critical) << reason;
 }

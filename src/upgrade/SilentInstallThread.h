@@ -23,8 +23,8 @@ public:
     static QSharedPointer<CSilentInstallThread> create(QSharedPointer<IUpgaredService_InputParam> param,
                                                        WindowHost *manager);
 
-    /// Any thread. From its return on, no state is stored and no failure is logged; installFinished() is emitted all the
-    /// same.
+    /// Any thread. From its return on, no state is stored; a failure stored before may still be logged, and
+    /// installFinished() is emitted all the same.
     void InterruptTask();
     /// Whether the file cannot be opened for writing, e.g. because it runs. False for a missing file.
     bool IsExeFileUsing(const QString &path);

@@ -9,6 +9,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <atomic>
 #include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -44,6 +45,7 @@ class tst_silent_threads : public QObject
     Q_OBJECT
 private slots:
     void judges();
+    void logsOutsideTheLock();
     void endsUnderItsOwnAnnouncement();
     void hangingWorkerHoldsNothing();
     void checker();
@@ -87,6 +89,28 @@ void tst_silent_threads::judges()
     for (CSilentInstallThread *thread : {&noRequest, &noManager, &interrupted})
         QCOMPARE(announcements(*thread), 1);
     QCOMPARE(log.texts(QtCriticalMsg), QStringList({"静默补丁安装线程获取参数失败", "静默补丁安装线程获取参数失败"}));
+}
+
+// A host's log may wait for the GUI thread while that interrupts the worker.
+void tst_silent_threads::logsOutsideTheLock()
+{
+    static QSemaphore logging, interrupted;
+    static std::atomic_bool inTime;
+    CSilentInstallThread thread(request(""), manager());
+    const auto handler = [](QtMsgType type, const QMessageLogContext &, const QString &) {
+        if (type != QtCriticalMsg)
+            return;
+        logging.release();
+        inTime = interrupted.tryAcquire(1, 5000);
+    };
+    const QtMessageHandler before = qInstallMessageHandler(handler);
+    thread.start();
+    logging.acquire();
+    thread.InterruptTask();
+    interrupted.release();
+    thread.wait();
+    qInstallMessageHandler(before);
+    QVERIFY(inTime);
 }
 
 // The owner drops its reference at the signal, while run() has not returned yet.
