@@ -191,8 +191,10 @@ bool CVisualizedOperateManager::showSilentPatchInstallDialog(PatchIn input, Patc
         ask([&softName](CVisualizedManager &manager) { return manager.getSilentPatchInstallState(softName); });
     if (!state)
         return op.refuse(vtlog::shuttingDown(op.bracket()));
+    output->SetRetCode(op.okCode);
     output->SetValue(tarn::upgrade::key::SilentState, *state);
-    return accept(op, output);
+    output->SetError(QLatin1String(""));
+    return true;
 }
 
 bool CVisualizedOperateManager::ShowMessageCenter(MessageIn input, MessageOut output)

@@ -15,7 +15,8 @@ class IUpgaredSoftInfoService_OutputParam;
 
 /// The operations of the visualized service ("Visulized" is the platform's spelling). Called on RPC worker threads,
 /// several at once; none waits for a window. True: the request was accepted and output holds the family's success code
-/// and an empty error text. False: refused, output untouched. docs/operations.md lists the keys.
+/// and an empty error text (QueryYunLoginDialogState only sets its value). False: refused, output untouched.
+/// docs/operations.md lists the keys.
 class IVisulizedOperateManager
 {
 public:
