@@ -2,7 +2,9 @@
 #include "tarn/plugin/IPlugin.h"
 #include <QJsonArray>
 #include <QMap>
-#include <QVersionNumber>
+#include <QRegularExpression>
+#include <array>
+#include <optional>
 
 namespace {
 // Plug-ins built for an older interface of the same major version go on working.
@@ -62,25 +64,29 @@ QString licenceRefusal(const QJsonArray &licences)
     return QString();
 }
 
-/// A version of three numbers and nothing else; null otherwise.
-QVersionNumber versionOf(const QString &text)
+/// A version of three numbers and nothing else; empty otherwise. Not QVersionNumber: GCC 12 compiles this function with
+/// -O2 and more so that the copies of Qt 5.15's class lose their numbers, and the host refuses its own plug-in.
+std::optional<std::array<int, 3>> versionOf(const QString &text)
 {
-    int end = 0;
-    const auto version = QVersionNumber::fromString(text, &end);
-    return end == text.size() && version.segmentCount() == 3 ? version : QVersionNumber();
+    static const QRegularExpression form(QStringLiteral("\\A([0-9]{1,6})\\.([0-9]{1,6})\\.([0-9]{1,6})\\z"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (!match.hasMatch())
+        return std::nullopt;
+    return std::array<int, 3>{match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt()};
 }
 
 QString versionRefusal(const QJsonObject &map)
 {
-    for (const QString &key : {QStringLiteral("Version"), QStringLiteral("CompatVersion")}) {
-        const QString text = map.value(key).toString();
-        if (versionOf(text).isNull())
-            return QStringLiteral("key \"%1\" is no version number: \"%2\"").arg(key, text);
-    }
-    const auto compat = versionOf(map.value(QStringLiteral("CompatVersion")).toString());
-    const auto host = versionOf(HostVersion);
-    if (compat.majorVersion() != host.majorVersion() || compat > host)
-        return QStringLiteral("it needs a host of version %1, this one is %2").arg(compat.toString(), HostVersion);
+    const QString version = map.value(QStringLiteral("Version")).toString();
+    if (!versionOf(version))
+        return QStringLiteral("key \"Version\" is no version number: \"%1\"").arg(version);
+    const QString text = map.value(QStringLiteral("CompatVersion")).toString();
+    const auto compat = versionOf(text);
+    if (!compat)
+        return QStringLiteral("key \"CompatVersion\" is no version number: \"%1\"").arg(text);
+    const auto host = versionOf(HostVersion).value();
+    if (compat->front() != host.front() || *compat > host)
+        return QStringLiteral("it needs a host of version %1, this one is %2").arg(text, HostVersion);
     return QString();
 }
 
