@@ -47,7 +47,8 @@ until_answered() {
 }
 "$root/usr/bin/visualized-host" >"$work/host.log" 2>&1 &
 until_answered
-"$root/usr/bin/tarnctl" upgrade check --list | grep -q '云杉绘图' || fail "the sample products are not found"
+offered=$("$root/usr/bin/tarnctl" upgrade check --list)
+[[ $offered == *云杉绘图* ]] || fail "the sample products are not found: $offered"
 /usr/bin/python3 "$source/examples/python/client.py" || fail "the Python example"
 if command -v npm >/dev/null && cp -r "$source/examples/node" "$work/node" &&
     (cd "$work/node" && timeout 60 npm install --no-audit --no-fund --silent >/dev/null 2>&1); then
