@@ -4,8 +4,8 @@
 #include <QTemporaryDir>
 #include <functional>
 
-/// Fuzz targets. Built with the preset "fuzz" each is a libFuzzer program of its own (scripts/fuzz.sh); otherwise all are
-/// linked into one test that replays the committed corpus.
+/// Fuzz targets. The preset "fuzz" builds each as a libFuzzer program (scripts/fuzz.sh); otherwise each is a test that
+/// replays its committed corpus.
 namespace tarn::fuzz {
 
 using Body = void (*)(const QByteArray &input);

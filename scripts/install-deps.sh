@@ -1,7 +1,7 @@
 #!/bin/bash
 # scripts/install-deps.sh [GROUP...]: installs what this project needs on Debian 12 and is not there yet.
-# Groups: build, run, test, bench (all of them without an argument), package, fuzz, tidy and art. Says nothing and asks nobody when all is
-# there. Needs root or sudo only when something is missing.
+# Groups: build, run, test, bench (all of them without an argument), package, fuzz, tidy and art. Prints nothing when all of them
+# are installed, and never asks. Needs root or sudo only when something is missing.
 set -euo pipefail
 
 # Compilers, generators and headers.

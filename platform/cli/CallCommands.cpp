@@ -90,7 +90,7 @@ void warn(const QString &text)
     complain(QStringLiteral("warning: %1").arg(text));
 }
 
-// A mistyped key is accepted by the service and ignored, so the user hears of it here.
+// The service ignores a mistyped key and accepts the call, so the warning is printed here.
 void checkInput(const binding::Operation &operation, const rpc::Bag &input)
 {
     QStringList known;
