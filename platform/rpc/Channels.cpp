@@ -3,8 +3,11 @@
 #include "tarn/rpc/RuntimeDir.h"
 #include <QDir>
 #include <QFile>
+#include <QStringList>
 #include <QUrl>
+#include <algorithm>
 #include <grpcpp/create_channel.h>
+#include <grpcpp/security/auth_metadata_processor.h>
 #include <grpcpp/support/channel_arguments.h>
 
 namespace tarn::rpc {
@@ -44,6 +47,31 @@ struct Certificates
         *error = QStringLiteral("an address that is not local needs certificates: %1").arg(reason);
         return false;
     }
+};
+
+/// Lets in the callers whose certificate has one of the names in TARN_TLS_NAMES: the authority may have signed others.
+class CallerNames final : public grpc::AuthMetadataProcessor
+{
+public:
+    explicit CallerNames(const QStringList &names)
+    {
+        for (const QString &name : names)
+            m_names.push_back(name.trimmed().toStdString());
+    }
+    bool IsBlocking() const override { return false; }
+    grpc::Status Process(const InputMetadata &, grpc::AuthContext *caller, OutputMetadata *, OutputMetadata *) override
+    {
+        const auto identities = caller->GetPeerIdentity();
+        const auto isAllowed = [this](const grpc::string_ref &name) {
+            return std::find(m_names.cbegin(), m_names.cend(), std::string(name.data(), name.size())) != m_names.cend();
+        };
+        if (std::any_of(identities.cbegin(), identities.cend(), isAllowed))
+            return grpc::Status::OK;
+        return {grpc::StatusCode::PERMISSION_DENIED, "the certificate has no name in TARN_TLS_NAMES"};
+    }
+
+private:
+    std::vector<std::string> m_names;
 };
 
 std::shared_ptr<grpc::ChannelCredentials> credentials(const QString &target, QString *error)
@@ -108,10 +136,17 @@ std::shared_ptr<grpc::ServerCredentials> tlsServerCredentials(QString *error)
     Certificates pem;
     if (!pem.read(error))
         return nullptr;
+    const QStringList names = qEnvironmentVariable("TARN_TLS_NAMES").split(QLatin1Char(','), Qt::SkipEmptyParts);
+    if (names.isEmpty()) {
+        *error = QStringLiteral("an address that is not local needs its callers' names: TARN_TLS_NAMES is not set");
+        return nullptr;
+    }
     grpc::SslServerCredentialsOptions options(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
     options.pem_root_certs = pem.authority;
     options.pem_key_cert_pairs.push_back({pem.key, pem.certificate});
-    return grpc::SslServerCredentials(options);
+    auto trust = grpc::SslServerCredentials(options);
+    trust->SetAuthMetadataProcessor(std::make_shared<CallerNames>(names));
+    return trust;
 }
 
 RpcError toError(const grpc::Status &status)

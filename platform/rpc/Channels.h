@@ -24,7 +24,8 @@ QString unixTarget(const QString &path);
 ///         no address of ours
 std::shared_ptr<grpc::Channel> makeChannel(const QString &target, bool watched, QString *error);
 
-/// Mutual TLS from TARN_TLS_CA, TARN_TLS_CERT and TARN_TLS_KEY (PEM files); null (with the error) without them.
+/// Mutual TLS from TARN_TLS_CA, TARN_TLS_CERT and TARN_TLS_KEY (PEM files), for callers whose certificate has one of the
+/// names in TARN_TLS_NAMES (separated by commas); null (with the error) without one of the four.
 std::shared_ptr<grpc::ServerCredentials> tlsServerCredentials(QString *error);
 
 RpcError toError(const grpc::Status &status);

@@ -546,9 +546,20 @@ void tst_Rpc::addressBeyondTheMachineNeedsCertificates()
     qputenv("TARN_TLS_CERT", certificate.toLocal8Bit());
     qputenv("TARN_TLS_KEY", key.toLocal8Bit());
     const auto unset = qScopeGuard([] {
-        for (const char *name : {"TARN_TLS_CA", "TARN_TLS_CERT", "TARN_TLS_KEY"})
+        for (const char *name : {"TARN_TLS_CA", "TARN_TLS_CERT", "TARN_TLS_KEY", "TARN_TLS_NAMES"})
             qunsetenv(name);
     });
+    // A certificate of the authority is not enough: its name has to be among the callers'.
+    qputenv("TARN_TLS_NAMES", "another.example");
+    {
+        Rpc closed;
+        QVERIFY(closed.init(outside));
+        const auto unreachable = serve(closed, QStringLiteral("closed"));
+        QVERIFY2(unreachable, qPrintable(lastError()));
+        const auto refused = proxy(QStringLiteral("closed"));
+        QVERIFY(refused && !refused->call(Echo, {}, 3000).arrived());
+    }
+    qputenv("TARN_TLS_NAMES", "another.example, " + address.toLatin1());
     QVERIFY(server.init(outside));
     const auto adapter = serve(server, QStringLiteral("tls"));
     QVERIFY2(adapter, qPrintable(lastError()));
