@@ -19,7 +19,8 @@ target_compile_definitions(tarn_flags INTERFACE
     QT_NO_CAST_TO_ASCII QT_RESTRICTED_CAST_FROM_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
     QT_MESSAGELOGCONTEXT)
 target_include_directories(tarn_flags INTERFACE "${CMAKE_SOURCE_DIR}/platform/contract" "${CMAKE_SOURCE_DIR}/platform/keys")
-target_link_options(tarn_flags INTERFACE -Wl,--no-undefined $<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
+# clang links the runtime of the sanitizers into programs only, so that the fuzz build's libraries leave it undefined.
+target_link_options(tarn_flags INTERFACE $<$<NOT:$<BOOL:${TARN_FUZZ}>>:-Wl,--no-undefined> $<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
 # The programs read markup, pictures, archives and messages of others. scripts/check-binaries.py looks at the result.
 set(TARN_HARDENING -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
