@@ -10,55 +10,62 @@ class QWidget;
 /// without the rules. Sizes are scaled from the design's 96 DPI by the screen of `w` (null: primary screen). GUI thread.
 namespace look {
 
+/// A literal with its length, which clang does not count at compile time under the sanitizers.
+template <int Size>
+constexpr QLatin1String latin1(const char (&text)[Size])
+{
+    return QLatin1String(text, Size - 1);
+}
+
 // Colours, for sheets and painters
-inline constexpr QLatin1String Blue("#379AF5");      // faces of confirming buttons, focus, selection
-inline constexpr QLatin1String TextBlue("#1E7FD8");  // links, hovered and selected titles
-inline constexpr QLatin1String LinkBlue("#0C64EB");  // links in boxes and notices
-inline constexpr QLatin1String PaleBlue("#EBF4FE");  // ground of selected or focused parts
-inline constexpr QLatin1String BandBlue("#F1F8FE");  // title bands of the windows
-inline constexpr QLatin1String FrameBlue("#53B3EA"); // borders of main windows
-inline constexpr QLatin1String TextDark("#454D5A");  // running text
-inline constexpr QLatin1String TextBlack("#333333"); // titles and names
-inline constexpr QLatin1String TextGrey("#7F7F7F");  // secondary text
-inline constexpr QLatin1String TextDisabled("#A5ABB3");
-inline constexpr QLatin1String FrameGrey("#ADADAD");  // borders of the smaller windows
-inline constexpr QLatin1String BandGrey("#EEF0F5");   // title band of message boxes
-inline constexpr QLatin1String BorderGrey("#D5D9DF"); // borders of fields and menus, handles of scroll bars
-inline constexpr QLatin1String RuleGrey("#E4E8EE");   // lines between parts
+inline constexpr QLatin1String Blue = latin1("#379AF5");      // faces of confirming buttons, focus, selection
+inline constexpr QLatin1String TextBlue = latin1("#1E7FD8");  // links, hovered and selected titles
+inline constexpr QLatin1String LinkBlue = latin1("#0C64EB");  // links in boxes and notices
+inline constexpr QLatin1String PaleBlue = latin1("#EBF4FE");  // ground of selected or focused parts
+inline constexpr QLatin1String BandBlue = latin1("#F1F8FE");  // title bands of the windows
+inline constexpr QLatin1String FrameBlue = latin1("#53B3EA"); // borders of main windows
+inline constexpr QLatin1String TextDark = latin1("#454D5A");  // running text
+inline constexpr QLatin1String TextBlack = latin1("#333333"); // titles and names
+inline constexpr QLatin1String TextGrey = latin1("#7F7F7F");  // secondary text
+inline constexpr QLatin1String TextDisabled = latin1("#A5ABB3");
+inline constexpr QLatin1String FrameGrey = latin1("#ADADAD");  // borders of the smaller windows
+inline constexpr QLatin1String BandGrey = latin1("#EEF0F5");   // title band of message boxes
+inline constexpr QLatin1String BorderGrey = latin1("#D5D9DF"); // borders of fields and menus, handles of scroll bars
+inline constexpr QLatin1String RuleGrey = latin1("#E4E8EE");   // lines between parts
 
 /// Paths of the pictures among the resources.
 namespace icon {
-inline constexpr QLatin1String Cancel(":/images/images/cancel.svg");
-inline constexpr QLatin1String Close(":/images/images/close3.svg");
-inline constexpr QLatin1String CloseNotice(":/images/images/notifyClose.svg");
-inline constexpr QLatin1String Code(":/images/images/code.svg");
-inline constexpr QLatin1String Collapse(":/images/images/gather.svg");
-inline constexpr QLatin1String Delete(":/images/images/delete.svg");
-inline constexpr QLatin1String Error(":/images/images/error.png");
-inline constexpr QLatin1String Expand(":/images/images/expand.svg");
-inline constexpr QLatin1String EyeClosed(":/images/images/closeEye.svg");
-inline constexpr QLatin1String EyeOpen(":/images/images/openEye.svg");
-inline constexpr QLatin1String Lock(":/images/images/lock.svg");
-inline constexpr QLatin1String Login(":/images/images/logo3.ico");
-inline constexpr QLatin1String Maximise(":/images/images/max2.png");
-inline constexpr QLatin1String MessageCenter(":/images/images/msgCenter.svg");
-inline constexpr QLatin1String Minimise(":/images/images/min2.png");
-inline constexpr QLatin1String NoMessages(":/images/images/NoMsgTip.svg");
-inline constexpr QLatin1String Normal(":/images/images/normal.png");
-inline constexpr QLatin1String Phone(":/images/images/phone.svg");
-inline constexpr QLatin1String QQ(":/images/images/qq.svg");
-inline constexpr QLatin1String Question(":/images/images/question.png");
-inline constexpr QLatin1String Quit(":/images/images/quit.svg");
-inline constexpr QLatin1String ReadAll(":/images/images/ReadAll.svg");
-inline constexpr QLatin1String Success(":/images/images/success.png");
-inline constexpr QLatin1String Unread(":/images/images/Unread.svg");
-inline constexpr QLatin1String UnreadBadge(":/images/images/RedNum.png");
-inline constexpr QLatin1String Upgrade(":/images/images/upgrade_logo.svg");
-inline constexpr QLatin1String User(":/images/images/user.svg");
-inline constexpr QLatin1String Warning(":/images/images/warning.png");
-inline constexpr QLatin1String Weixin(":/images/images/weixin.svg");
-inline constexpr QLatin1String Window(":/images/images/VtSoftMgr.ico");
-inline constexpr QLatin1String Progress(":/image/progress.gif");
+inline constexpr QLatin1String Cancel = latin1(":/images/images/cancel.svg");
+inline constexpr QLatin1String Close = latin1(":/images/images/close3.svg");
+inline constexpr QLatin1String CloseNotice = latin1(":/images/images/notifyClose.svg");
+inline constexpr QLatin1String Code = latin1(":/images/images/code.svg");
+inline constexpr QLatin1String Collapse = latin1(":/images/images/gather.svg");
+inline constexpr QLatin1String Delete = latin1(":/images/images/delete.svg");
+inline constexpr QLatin1String Error = latin1(":/images/images/error.png");
+inline constexpr QLatin1String Expand = latin1(":/images/images/expand.svg");
+inline constexpr QLatin1String EyeClosed = latin1(":/images/images/closeEye.svg");
+inline constexpr QLatin1String EyeOpen = latin1(":/images/images/openEye.svg");
+inline constexpr QLatin1String Lock = latin1(":/images/images/lock.svg");
+inline constexpr QLatin1String Login = latin1(":/images/images/logo3.ico");
+inline constexpr QLatin1String Maximise = latin1(":/images/images/max2.png");
+inline constexpr QLatin1String MessageCenter = latin1(":/images/images/msgCenter.svg");
+inline constexpr QLatin1String Minimise = latin1(":/images/images/min2.png");
+inline constexpr QLatin1String NoMessages = latin1(":/images/images/NoMsgTip.svg");
+inline constexpr QLatin1String Normal = latin1(":/images/images/normal.png");
+inline constexpr QLatin1String Phone = latin1(":/images/images/phone.svg");
+inline constexpr QLatin1String QQ = latin1(":/images/images/qq.svg");
+inline constexpr QLatin1String Question = latin1(":/images/images/question.png");
+inline constexpr QLatin1String Quit = latin1(":/images/images/quit.svg");
+inline constexpr QLatin1String ReadAll = latin1(":/images/images/ReadAll.svg");
+inline constexpr QLatin1String Success = latin1(":/images/images/success.png");
+inline constexpr QLatin1String Unread = latin1(":/images/images/Unread.svg");
+inline constexpr QLatin1String UnreadBadge = latin1(":/images/images/RedNum.png");
+inline constexpr QLatin1String Upgrade = latin1(":/images/images/upgrade_logo.svg");
+inline constexpr QLatin1String User = latin1(":/images/images/user.svg");
+inline constexpr QLatin1String Warning = latin1(":/images/images/warning.png");
+inline constexpr QLatin1String Weixin = latin1(":/images/images/weixin.svg");
+inline constexpr QLatin1String Window = latin1(":/images/images/VtSoftMgr.ico");
+inline constexpr QLatin1String Progress = latin1(":/image/progress.gif");
 } // namespace icon
 
 /// "Microsoft YaHei", with a Chinese face of this machine where it is missing. The pixel size is a design size.

@@ -64,7 +64,7 @@ void TestHostileNotices::memoryStaysBounded()
     const qint64 host = m_session.pids(QStringLiteral("visualized-host")).value(0);
     QVERIFY(send(QStringLiteral("<img src=\"http://127.0.0.1:%1/x.png\">").arg(server.serverPort())));
     QVERIFY(!popup::waitFor().isNull());
-    const qint64 peak = peakKiB(host);
+    [[maybe_unused]] const qint64 peak = peakKiB(host);
     for (int i = 0; i < 60; ++i) // 2 MiB each in memory, and two seconds for each on the screen
         QVERIFY(send(QString(1 << 20, QChar(0x6587))));
     QCOMPARE(m_session.tarnctl({QStringLiteral("status")}).exitCode, 0);
