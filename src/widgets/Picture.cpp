@@ -43,7 +43,9 @@ QImage read(const QString &path, const QSize &pixels)
         return QImage();
     if (full.width() > pixels.width() || full.height() > pixels.height())
         reader.setScaledSize(full.scaled(pixels, Qt::KeepAspectRatio).expandedTo(QSize(1, 1)));
-    return reader.read();
+    const QImage image = reader.read(); // a file's frame may be larger than its header says
+    const bool fits = image.width() <= pixels.width() && image.height() <= pixels.height();
+    return fits ? image : image.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
 
 QPixmap ofIcon(const QIcon &icon, const QSize &pixels)
