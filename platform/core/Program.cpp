@@ -110,7 +110,7 @@ void onAlarm(int)
     ::_exit(1);
 }
 
-/// gRPC aborts with an assertion of its own where it cannot start a thread.
+/// gRPC aborts with an assertion when it cannot start a thread.
 void demandThreads()
 {
     QSemaphore end;

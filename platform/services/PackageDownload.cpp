@@ -18,7 +18,7 @@ constexpr int FirstDelayMs = 250; // doubled with every attempt in vain
 constexpr int LongestDelayMs = 8000;
 constexpr qint64 Slice = 256 * 1024; // bytes read at once
 
-// Plain http only from this machine: an address elsewhere would tell others what is installed, and let them interfere.
+// Plain http only from this machine: the network could read which products are installed, and change the packages.
 bool isAllowed(const QUrl &url)
 {
     const QString host = url.host();

@@ -7,7 +7,7 @@ using tarn::visualized::NoticeQueue;
 namespace {
 std::atomic<int> requests{0};
 
-/// Notices have a queue with limits of its own.
+/// NoticeQueue limits the notices separately.
 int countOf(QEvent::Type type)
 {
     return type == CVisualizedEvents::eShowNotifyMsgDialog ? 0 : 1;

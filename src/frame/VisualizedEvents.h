@@ -50,7 +50,7 @@ private:
 };
 
 /// The data of a request that passes the caller's input object on.
-/// @tparam Type the event type, which makes each request's data a type of its own
+/// @tparam Type the event type; it gives each request's data a separate type
 template <class Input, QEvent::Type Type>
 class InputEventData final : public IVisualizedEventData
 {

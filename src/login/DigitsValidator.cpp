@@ -31,7 +31,7 @@ QValidator::State DigitsValidator::validate(QString &input, int &position) const
     if (!m_countryCode.isEmpty() && digits.startsWith(QLatin1Char('+')) &&
         (QLatin1Char('+') + m_countryCode).startsWith(digits))
         return Intermediate;
-    // Counted from the end, since what is removed from the front is known only for the whole text.
+    // Counted from the end: the number of characters removed from the front is known only for the whole text.
     int cursor = qMax(0, digits.size() - plainDigits(input.mid(position)).size());
     const State state = QRegularExpressionValidator::validate(digits, cursor);
     if (state != Invalid && digits != input) {

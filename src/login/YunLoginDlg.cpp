@@ -212,7 +212,7 @@ void CYunLoginDialog::InitCloudAddr()
                                                {key::LinkBindAccount, &m_bindingAddress}};
     for (const auto &link : links) {
         if (cloudcalls::linkAddress(link.first, link.second).transportFailed())
-            return; // each further call could block as long; what is missing is asked for when it is needed
+            return; // each further call could block as long; a missing address is requested when its link is clicked
     }
 }
 

@@ -31,7 +31,7 @@ enum class Kind {
     Block,    // breaks the line
     Item,     // a block that closes the open one of its name
     Void,     // has no content
-    Boundary, // a block in which Items start afresh
+    Boundary, // a block; an Item inside closes no element outside of it
     Hidden    // is removed with its content
 };
 
