@@ -48,6 +48,7 @@ Session::Session()
         QDir().mkdir(path(QLatin1String(name)));
         QFile::setPermissions(path(QLatin1String(name)), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
+    m_environment.remove(QStringLiteral("QT_XCB_GL_INTEGRATION")); // the host makes this choice itself
     m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeDir());
     m_environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
     m_environment.insert(QStringLiteral("TMPDIR"), path(QStringLiteral("tmp")));
