@@ -17,6 +17,8 @@
 #include <memory>
 #include <string>
 
+using namespace tarn::visualized;
+
 namespace {
 
 constexpr int WaitMs = 3000;

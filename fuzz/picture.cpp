@@ -2,6 +2,8 @@
 #include "widgets/Picture.h"
 #include "fuzz/Target.h"
 
+using namespace tarn::visualized;
+
 TARN_FUZZ_TARGET("picture")
 {
     const tarn::fuzz::Scratch scratch;

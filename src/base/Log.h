@@ -10,9 +10,10 @@
 /// instead of qInfo(), which loses file and function in release builds. Control characters become blanks.
 #define VT_LOG(level) VT_LOG_AS(level, __func__)
 /// The same under another function's name, a const char *.
-#define VT_LOG_AS(level, function) vtlog::Line(QMessageLogger(DllInfo::sDllName, __LINE__, function).level().noquote())
+#define VT_LOG_AS(level, function)                                                                                     \
+    tarn::visualized::vtlog::Line(QMessageLogger(DllInfo::sDllName, __LINE__, function).level().noquote())
 
-namespace vtlog {
+namespace tarn::visualized::vtlog {
 
 /// A text from outside stays within its line: a line break would begin a line that looks like one of the log's, and a
 /// NUL would cut the line short.
@@ -71,4 +72,4 @@ inline QString tooLong(const QString &action)
     return action + QStringLiteral("时传入的名称或地址过长，操作失败");
 }
 
-} // namespace vtlog
+} // namespace tarn::visualized::vtlog

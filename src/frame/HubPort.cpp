@@ -9,6 +9,8 @@
 #include <thread>
 #include <utility>
 
+using namespace tarn::visualized;
+
 namespace {
 constexpr int HighestPort = 65535;
 constexpr auto SegmentLimit = std::chrono::seconds(1);

@@ -2,7 +2,7 @@
 #include <QString>
 
 /// The hub's port, as the hub publishes it.
-namespace hubport {
+namespace tarn::visualized::hubport {
 
 /// Asks the user's runtime directory, then the shared-memory segment, where it waits for a second at most: any user of
 /// the machine can hold the segment's lock. GUI thread.
@@ -11,4 +11,4 @@ namespace hubport {
 ///         removed by the reading.
 int read(QString &errorText);
 
-} // namespace hubport
+} // namespace tarn::visualized::hubport

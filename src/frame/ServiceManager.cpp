@@ -11,6 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace tarn::visualized;
+
 using tarn::rpc::RpcError;
 
 namespace {

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <type_traits>
 
+using namespace tarn::visualized;
+
 namespace silent = tarn::upgrade::silent;
 
 namespace {

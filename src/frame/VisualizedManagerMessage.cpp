@@ -14,6 +14,8 @@
 #include <QThread>
 #include <QTimer>
 
+using namespace tarn::visualized;
+
 using tarn::visualized::NoticeQueue;
 
 namespace {

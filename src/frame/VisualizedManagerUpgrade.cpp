@@ -17,6 +17,8 @@
 #include <optional>
 #include <utility>
 
+using namespace tarn::visualized;
+
 namespace {
 namespace key = tarn::upgrade::key;
 

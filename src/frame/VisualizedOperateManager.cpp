@@ -13,6 +13,8 @@
 #include "widgets/ShownText.h"
 #include <optional>
 
+using namespace tarn::visualized;
+
 namespace {
 constexpr int MaxNameSize = 256;  // characters of a product's name or a message's id
 constexpr int MaxTextSize = 4096; // characters of a title, a link or a path

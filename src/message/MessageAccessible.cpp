@@ -10,6 +10,8 @@
 #include <QAccessibleWidget>
 #include <algorithm>
 
+using namespace tarn::visualized;
+
 namespace {
 constexpr int MaxSpoken = 2000; // characters
 

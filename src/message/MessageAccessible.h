@@ -4,11 +4,11 @@ class CMessageListItem;
 
 /// The messages' windows for assistive tools: the message center's list is a list whose items are the messages, without
 /// the containers in between, and a notice is a notification. GUI thread.
-namespace messageaccessible {
+namespace tarn::visualized::messageaccessible {
 
 /// Registers the roles once in the process.
 void install();
 /// Tells assistive tools that the item was opened or closed.
 void announceExpansion(CMessageListItem *item);
 
-} // namespace messageaccessible
+} // namespace tarn::visualized::messageaccessible

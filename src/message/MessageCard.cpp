@@ -9,6 +9,8 @@
 #include <QHash>
 #include <QPainter>
 
+using namespace tarn::visualized;
+
 namespace {
 constexpr int TitlePx = 14;
 constexpr int TimePx = 12;

@@ -12,6 +12,8 @@
 #include <QScrollBar>
 #include <algorithm>
 
+using namespace tarn::visualized;
+
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int SideMargin = 16;

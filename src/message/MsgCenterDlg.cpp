@@ -20,6 +20,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace tarn::visualized;
+
 using ServiceVisualized::CToolkit;
 using tarn::visualized::ToolDialog;
 

@@ -4,6 +4,8 @@
 #include "widgets/Look.h"
 #include <QBoxLayout>
 
+using namespace tarn::visualized;
+
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int Margin = 16;

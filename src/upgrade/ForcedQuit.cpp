@@ -13,7 +13,7 @@
 #include <csignal>
 #include <unistd.h>
 
-namespace forcedquit {
+namespace tarn::visualized::forcedquit {
 
 namespace {
 
@@ -72,4 +72,4 @@ void endProgram(const QString &exeName, int timeoutMs)
         runTaskkill(program, fileName, timeoutMs);
 }
 
-} // namespace forcedquit
+} // namespace tarn::visualized::forcedquit

@@ -2,7 +2,7 @@
 #include <QString>
 
 /// Ends programs by force. GUI thread.
-namespace forcedquit {
+namespace tarn::visualized::forcedquit {
 
 /// Ends a program by the name of its executable file: with "taskkill" where that command exists, else by killing every
 /// process of this user that runs a file of this name, except the calling one. A script is not found: its process runs
@@ -13,4 +13,4 @@ namespace forcedquit {
 /// @param timeoutMs limit of the wait for "taskkill", which continues afterwards
 void endProgram(const QString &exeName, int timeoutMs);
 
-} // namespace forcedquit
+} // namespace tarn::visualized::forcedquit

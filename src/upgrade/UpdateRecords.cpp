@@ -93,7 +93,7 @@ void SortByUpdateTime(QList<QVariant> &records)
     std::transform(ranked.cbegin(), ranked.cend(), records.begin(), [](const auto &entry) { return entry.second; });
 }
 
-namespace records {
+namespace tarn::visualized::records {
 
 const QString &assistantName()
 {
@@ -134,4 +134,4 @@ QVariantMap parts(const QVariantMap &record, const QStringList &keys)
     return result;
 }
 
-} // namespace records
+} // namespace tarn::visualized::records

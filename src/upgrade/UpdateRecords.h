@@ -18,7 +18,7 @@ bool compareByUpdateTime(const QVariant &a, const QVariant &b);
 /// Computes "UPDATE_TIME" and sorts the newest first. Records of one time keep no particular order.
 void SortByUpdateTime(QList<QVariant> &records);
 
-namespace records {
+namespace tarn::visualized::records {
 
 /// The platform's own software assistant, which manages installations and is itself never offered.
 const QString &assistantName();
@@ -31,4 +31,4 @@ QString installedVersion(const QVariantMap &record, const QString &firstSection 
 /// @return the record's values under these keys, without those that it lacks
 QVariantMap parts(const QVariantMap &record, const QStringList &keys);
 
-} // namespace records
+} // namespace tarn::visualized::records

@@ -3,6 +3,8 @@
 #include "widgets/Look.h"
 #include <QHBoxLayout>
 
+using namespace tarn::visualized;
+
 namespace {
 // Look
 QString labelSheet()

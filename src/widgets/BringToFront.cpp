@@ -3,7 +3,7 @@
 #include <QWidget>
 #include <QWindow>
 
-namespace front {
+namespace tarn::visualized::front {
 
 namespace {
 
@@ -55,4 +55,4 @@ void neutralFocus(QWidget *window)
     window->setFocus(Qt::OtherFocusReason);
 }
 
-} // namespace front
+} // namespace tarn::visualized::front

@@ -3,7 +3,7 @@
 class QWidget;
 
 /// Bringing windows up on the desktop. GUI thread.
-namespace front {
+namespace tarn::visualized::front {
 
 /// Shows the window above all others without leaving it pinned there: stay-on-top is set, the window shown, the hint
 /// taken away again and the window shown.
@@ -19,4 +19,4 @@ void bringToFront(QWidget *window);
 /// meant for that program then press nothing here. Tab moves on to the first control.
 void neutralFocus(QWidget *window);
 
-} // namespace front
+} // namespace tarn::visualized::front

@@ -4,6 +4,8 @@
 #include <QPointer>
 #include <cstring>
 
+using namespace tarn::visualized;
+
 namespace {
 
 // XFixesSelectionNotify as the server sends it. Qt selects these events for its own connection.

@@ -3,6 +3,8 @@
 #include <QKeyEvent>
 #include <QMetaEnum>
 
+using namespace tarn::visualized;
+
 CCustomBtn::CCustomBtn(const QString &text, Tone tone, QWidget *parent)
     : QPushButton(text, parent)
     , m_tone(tone)

@@ -6,6 +6,8 @@
 #include <QMenu>
 #include <QMimeData>
 
+using namespace tarn::visualized;
+
 namespace {
 
 // The hint makes clipboard managers leave the text out of their history.

@@ -4,6 +4,8 @@
 #include "widgets/Look.h"
 #include <QPointer>
 
+using namespace tarn::visualized;
+
 using tarn::visualized::BoxContent;
 
 namespace {

@@ -3,7 +3,7 @@
 
 #include <X11/Xlib.h>
 
-namespace foreign {
+namespace tarn::visualized::foreign {
 namespace {
 
 Display *s_display = nullptr; // the connection whose errors are ours
@@ -151,4 +151,4 @@ Compositing readCompositing()
     return connection.failed() ? Compositing() : state;
 }
 
-} // namespace foreign
+} // namespace tarn::visualized::foreign

@@ -10,6 +10,8 @@
 #include <QPainter>
 #include <QRegExpValidator>
 
+using namespace tarn::visualized;
+
 using ServiceVisualized::CToolkit;
 
 namespace {

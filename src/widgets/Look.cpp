@@ -2,7 +2,7 @@
 #include "widgets/dpitoolkit.h"
 #include <QWidget>
 
-namespace look {
+namespace tarn::visualized::look {
 namespace {
 
 QString latinName()
@@ -158,4 +158,4 @@ void prepareWindow(QWidget *window, const QString &title)
     window->setAttribute(Qt::WA_QuitOnClose, false);
 }
 
-} // namespace look
+} // namespace tarn::visualized::look

@@ -8,7 +8,7 @@ class QWidget;
 /// The looks that windows share: fonts, sizes, colours and style sheet rules. A dialog joins the rules into one sheet and
 /// sets it last, when all children exist and have their names: a widget that is asked for its size before keeps the size
 /// without the rules. Sizes are scaled from the design's 96 DPI by the screen of `w` (null: primary screen). GUI thread.
-namespace look {
+namespace tarn::visualized::look {
 
 /// A literal with its length, which clang does not count at compile time under the sanitizers.
 template <int Size>
@@ -101,4 +101,4 @@ QString menu(const QWidget *w = nullptr);
 /// tell the windows apart. The host's event loop does not end with the window. Called first in the most derived class.
 void prepareWindow(QWidget *window, const QString &title);
 
-} // namespace look
+} // namespace tarn::visualized::look

@@ -6,7 +6,7 @@
 #include <QPainter>
 #include <QPixmapCache>
 
-namespace picture {
+namespace tarn::visualized::picture {
 namespace {
 
 constexpr qint64 MaxFileBytes = qint64{64} * 1024 * 1024;
@@ -76,4 +76,4 @@ QIcon windowIcon(const QString &path)
     return icon;
 }
 
-} // namespace picture
+} // namespace tarn::visualized::picture

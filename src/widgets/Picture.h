@@ -8,7 +8,7 @@
 
 /// Pictures whose path came from outside. A path may name a pipe, a file of gigabytes or a small file that decodes to
 /// one: only regular files with a sane header are opened, and they are decoded at the size that is shown.
-namespace picture {
+namespace tarn::visualized::picture {
 
 /// The picture, as large as fits into the box with its proportions kept; never enlarged. Null when it cannot be shown.
 /// @param path a file or a resource (":/...")
@@ -27,4 +27,4 @@ QPixmap ofIcon(const QIcon &icon, const QSize &pixels);
 /// when it opens, so the large ones of an .ico are left out.
 QIcon windowIcon(const QString &path);
 
-} // namespace picture
+} // namespace tarn::visualized::picture

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <limits>
 
-namespace placement {
+namespace tarn::visualized::placement {
 namespace {
 
 QScreen *nearestScreen(const QPoint &point)
@@ -90,4 +90,4 @@ QRect overForeign(const ForeignGeometry &parent, double ratio, const QSize &dial
     return QRect(QPoint(x, y), dialog);
 }
 
-} // namespace placement
+} // namespace tarn::visualized::placement

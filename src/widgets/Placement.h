@@ -9,7 +9,7 @@ class QWidget;
 
 /// The arithmetic behind the window tools, on plain rectangles and free of any state, so that any screen layout can be
 /// computed. Sizes and positions are in pixels.
-namespace placement {
+namespace tarn::visualized::placement {
 
 constexpr int DesignDpi = 96;
 
@@ -47,4 +47,4 @@ struct ForeignGeometry
 /// @param ratio device pixels per dialog pixel, at least 1
 QRect overForeign(const ForeignGeometry &parent, double ratio, const QSize &dialog, int offset);
 
-} // namespace placement
+} // namespace tarn::visualized::placement

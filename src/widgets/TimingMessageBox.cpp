@@ -9,6 +9,8 @@
 #include <QPointer>
 #include <QTimer>
 
+using namespace tarn::visualized;
+
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr int BoxHeight = 90;

@@ -4,6 +4,8 @@
 #include <QKeyEvent>
 #include <QPainter>
 
+using namespace tarn::visualized;
+
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr QSize ButtonSize(36, 30);

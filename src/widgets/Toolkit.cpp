@@ -10,6 +10,8 @@
 #include <QScreen>
 #include <QWindow>
 
+using namespace tarn::visualized;
+
 namespace ServiceVisualized {
 
 double CToolkit::GetDpiRate(QWidget *)

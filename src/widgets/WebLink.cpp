@@ -2,7 +2,7 @@
 #include <QDesktopServices>
 #include <QUrl>
 
-namespace weblink {
+namespace tarn::visualized::weblink {
 namespace {
 
 constexpr int MaxAddress = 4096; // characters
@@ -44,4 +44,4 @@ bool open(const QString &address)
     return !url.isEmpty() && QDesktopServices::openUrl(url);
 }
 
-} // namespace weblink
+} // namespace tarn::visualized::weblink

@@ -5,7 +5,7 @@ class QUrl;
 
 /// Addresses from outside. Messages, notes and services may lead to web pages and mail addresses only: the programs
 /// behind other schemes are not theirs to start.
-namespace weblink {
+namespace tarn::visualized::weblink {
 
 /// Whether an address leads to a web page: http or https, with a host. Any thread.
 bool isPage(const QString &address);
@@ -19,4 +19,4 @@ QUrl target(const QString &address);
 /// @return false when the address has no target, or no program takes it
 bool open(const QString &address);
 
-} // namespace weblink
+} // namespace tarn::visualized::weblink

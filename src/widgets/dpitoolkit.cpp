@@ -4,6 +4,8 @@
 #include <QScreen>
 #include <QWidget>
 
+using namespace tarn::visualized;
+
 namespace Utils {
 
 int DpiToolkit::getDPI(const QWidget *w)

@@ -10,6 +10,8 @@
 #include <QTest>
 #include <sys/stat.h>
 
+using namespace tarn::visualized;
+
 namespace {
 QString besideProgram(const QString &name)
 {

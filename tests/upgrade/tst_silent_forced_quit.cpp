@@ -8,6 +8,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace tarn::visualized;
+
 class tst_silent_forced_quit : public QObject
 {
     Q_OBJECT

@@ -19,6 +19,8 @@
 #include <algorithm>
 #include <sys/stat.h>
 
+using namespace tarn::visualized;
+
 using tarn::visualized::addTextMenu;
 
 namespace upgrade {

@@ -5,6 +5,8 @@
 #include <QLabel>
 #include <QTest>
 
+using namespace tarn::visualized;
+
 // The widgets in a host that differs from ours: attributes, style, an application-wide style sheet.
 class TestOtherHost : public QObject
 {

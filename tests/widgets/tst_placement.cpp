@@ -8,6 +8,8 @@
 #include <QTest>
 #include <climits>
 
+using namespace tarn::visualized;
+
 using ServiceVisualized::CToolkit;
 using Utils::DpiToolkit;
 

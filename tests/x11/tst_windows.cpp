@@ -18,6 +18,8 @@
 #include <QWindow>
 #include <xcb/xcb.h>
 
+using namespace tarn::visualized;
+
 namespace {
 
 constexpr uint32_t KeyReturn = 0xff0d;

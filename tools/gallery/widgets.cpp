@@ -11,6 +11,8 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+using namespace tarn::visualized;
+
 namespace {
 
 QString title()

@@ -3,6 +3,8 @@
 #include <QEvent>
 #include <QScrollBar>
 
+using namespace tarn::visualized;
+
 namespace upgrade::controls {
 
 namespace {
