@@ -51,9 +51,10 @@ QVector<Operation> upgradeOperations()
     using namespace upgrade::key;
     return {
         operation("showAutoCheckUpdateDialog", "upgrade", upgrade::code::Ok,
-                  "Shows the prompt with the products that have updates.", {records("software update records")}),
+                  "Shows the prompt with the products that have updates.",
+                  {records("of records, one for each product")}),
         operation("showUpgradeExplainDialog", "upgrade", upgrade::code::Ok, "Shows the update notes of one product.",
-                  {records("exactly one software update record")}),
+                  {records("of exactly one record")}),
         operation("showUpgradeDownloadDialog", "upgrade", upgrade::code::Ok,
                   "Shows the online-upgrade window with the running tasks.", {}),
         operation(
@@ -114,12 +115,47 @@ QString keyTable(const char *title, const QVector<OperationKey> &keys)
     return text;
 }
 
+QVector<Record> upgradeRecords()
+{
+    using namespace upgrade::key;
+    return {
+        {QStringLiteral("record"),
+         QStringLiteral("What is new for one product. Further keys are passed on unchanged."),
+         {key(SoftwareName, "string", "product, never empty: it names the record in every request that follows"),
+          key(ExePath, "string", "absolute path of the product's program, whose icon the prompt shows"),
+          key(IconPath, "string", "local path of the picture that the notes show"),
+          key(SoftBytes, "string", "32 or 64; sent along when the user ignores the update"),
+          key(CurrentVersion, "string", "installed version"),
+          key(Software, "section", "new version of the product, if there is one"),
+          key(Patch, "section", "patch of the installed version, if there is one"),
+          key(OldPatch, "section",
+              "patch of the installed version beside a new version, offered when the user declines that"),
+          key(Plugins, "list of sections", "plug-ins with a new version"),
+          key(Visualized, "bool",
+              "the request comes from a window of this service: its notes offer no patch on closing")}},
+        {QStringLiteral("section"),
+         QStringLiteral("One update of a record."),
+         {key(SoftwareName, "string", "product or plug-in"), key(NewVersion, "string", "version that is offered"),
+          key(CurrentVersion, "string", "installed version"),
+          key(InstalledVersion, "string", "installed version, as the notes show it"),
+          key(ReleaseDate, "string", "release date, yyyy-MM-dd hh:mm:ss; the prompt lists the newest product first"),
+          key(NotesFile, "string", "local path of the notes, HTML or plain text in UTF-8 or GBK"),
+          key(Forced, "bool", "a patch that the user is not asked about")}},
+    };
+}
+
 } // namespace
 
 const QVector<Operation> &visualizedOperations()
 {
     static const QVector<Operation> table =
         cloudOperations() + upgradeOperations() + messageOperations() + licenceOperations();
+    return table;
+}
+
+const QVector<Record> &visualizedRecords()
+{
+    static const QVector<Record> table = upgradeRecords();
     return table;
 }
 
@@ -140,6 +176,8 @@ QString operationsDocument()
                                  : QStringLiteral("no return code.\n");
         text += keyTable("Input", each.input) + keyTable("Output", each.output);
     }
+    for (const Record &each : visualizedRecords())
+        text += QStringLiteral("\n## Type: %1\n\n%2\n").arg(each.name, each.summary) + keyTable("Keys", each.keys);
     return text;
 }
 

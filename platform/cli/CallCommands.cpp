@@ -49,14 +49,24 @@ QString keyLines(const QString &title, const QVector<binding::OperationKey> &key
     return text;
 }
 
+bool takesRecords(const binding::Operation &operation)
+{
+    return std::any_of(operation.input.cbegin(), operation.input.cend(),
+                       [](const auto &key) { return key.name.isEmpty(); });
+}
+
 QString operationHelp(const Line &line)
 {
     const binding::Operation *operation = findOperation(line.at(0));
     if (!operation)
         return {};
-    const QString text =
+    QString text =
         QStringLiteral("Usage: tarnctl call %1 [JSON | @file | -]\n%2\n").arg(operation->name, operation->summary) +
         keyLines(QStringLiteral("Input"), operation->input) + keyLines(QStringLiteral("Output"), operation->output);
+    if (takesRecords(*operation)) {
+        for (const binding::Record &record : binding::visualizedRecords())
+            text += keyLines(QStringLiteral("A %1").arg(record.name), record.keys);
+    }
     return text.trimmed();
 }
 

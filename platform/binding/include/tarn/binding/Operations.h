@@ -9,9 +9,17 @@ namespace tarn::binding {
 struct OperationKey
 {
     QString name;
-    QString type; ///< "bool", "int", "u64", "string", "rect", "object", "list" (the bag's list of records)
+    QString type; ///< "bool", "int", "u64", "string", "rect", "object", "list" (the bag's list), or a record's name
     bool required = false;
     QString meaning; ///< one English phrase
+};
+
+/// A map that travels as a value: an element of the bag's list, or a part of such an element.
+struct Record
+{
+    QString name;
+    QString summary; ///< one English sentence
+    QVector<OperationKey> keys;
 };
 
 /// One operation of the visualized service as remote callers use it: object tag "IVisualizedService", interface
@@ -28,6 +36,9 @@ struct Operation
 
 /// All operations, in the order of the interface. docs/operations.md is written from this table.
 TARN_RPC_EXPORT const QVector<Operation> &visualizedOperations();
+
+/// The records that the bag's list holds, with the records inside them.
+TARN_RPC_EXPORT const QVector<Record> &visualizedRecords();
 
 /// The text of docs/operations.md.
 TARN_RPC_EXPORT QString operationsDocument();
