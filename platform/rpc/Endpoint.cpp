@@ -4,7 +4,6 @@
 #include "tarn/rpc/RuntimeDir.h"
 #include "tarn/v1/invoker.grpc.pb.h"
 #include <QCoreApplication>
-#include <QFile>
 #include <QRandomGenerator>
 #include <chrono>
 #include <grpcpp/ext/proto_server_reflection_plugin.h>
@@ -46,6 +45,7 @@ void setKeepAlive(grpc::ServerBuilder &builder)
     builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, leaseMs() / 2);
     builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, leaseMs() / 2);
     builder.AddChannelArgument(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
+    builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS, leaseMs() / 2);
 }
 
 /// gRPC's threads for callbacks end with their last user. When that is a lease's stream, it is destroyed in one of these
@@ -87,53 +87,71 @@ Endpoint::Endpoint(std::shared_ptr<const ServantTable> servants, const std::shar
 
 Endpoint::~Endpoint()
 {
+    m_listener.reset();
     if (m_server)
         m_server->Shutdown(std::chrono::system_clock::now());
-    if (!m_socket.isEmpty())
-        QFile::remove(m_socket);
 }
 
 bool Endpoint::open(const Address &address, QString *error)
 {
-    if (address.isLocal()) {
-        const QString name = QStringLiteral("ep-%1-%2.sock")
-                                 .arg(QCoreApplication::applicationPid())
-                                 .arg(static_cast<quint32>(m_epoch), 8, 16, QLatin1Char('0'));
-        return open(name, nullptr, error);
-    }
-    return listen(address.text(), true, nullptr, error);
+    if (!address.isLocal())
+        return openTcp(address, error);
+    const QString name = QStringLiteral("ep-%1-%2.sock")
+                             .arg(QCoreApplication::applicationPid())
+                             .arg(static_cast<quint32>(m_epoch), 8, 16, QLatin1Char('0'));
+    return open(name, nullptr, error);
 }
 
 bool Endpoint::open(const QString &socketName, grpc::Service *further, QString *error)
 {
-    m_socket = socketPath(socketName, error);
-    return !m_socket.isEmpty() && listen(unixTarget(m_socket), false, further, error);
+    using Acceptor = grpc::experimental::ExternalConnectionAcceptor;
+    const QString path = socketPath(socketName, error);
+    if (path.isEmpty())
+        return false;
+    grpc::ServerBuilder builder;
+    const std::shared_ptr<Acceptor> acceptor = builder.experimental().AddExternalConnectionAcceptor(
+        grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, grpc::InsecureServerCredentials());
+    if (!start(builder, further)) {
+        *error = QStringLiteral("cannot serve on %1").arg(path);
+        return false;
+    }
+    m_target = unixTarget(path);
+    m_listener = std::make_unique<Listener>();
+    const auto take = [acceptor](int connection) {
+        Acceptor::NewConnectionParameters parameters;
+        parameters.fd = connection;
+        acceptor->HandleNewConnection(&parameters);
+    };
+    return m_listener->open(path, take, error);
 }
 
-bool Endpoint::listen(const QString &listenTarget, bool tls, grpc::Service *further, QString *error)
+bool Endpoint::openTcp(const Address &address, QString *error)
 {
-    const auto trust = tls ? tlsServerCredentials(error) : grpc::InsecureServerCredentials();
+    const auto trust = tlsServerCredentials(error);
     if (!trust)
         return false;
-    enablePlugins();
     grpc::ServerBuilder builder;
+    int port = 0;
+    builder.AddListeningPort(address.text().toStdString(), trust, &port);
+    if (!start(builder, nullptr)) {
+        *error = QStringLiteral("cannot serve on %1").arg(address.text());
+        return false;
+    }
+    m_target = Address{address.ip, static_cast<quint16>(port)}.text(); // with port 0 the system has chosen one
+    return true;
+}
+
+bool Endpoint::start(grpc::ServerBuilder &builder, grpc::Service *further)
+{
+    enablePlugins();
     setLimits(builder);
     setKeepAlive(builder);
-    int port = 0;
-    builder.AddListeningPort(listenTarget.toStdString(), trust, &port);
     builder.RegisterCallbackGenericService(m_calls.get());
     builder.RegisterService(&invokerName());
     if (further)
         builder.RegisterService(further);
     m_server = builder.BuildAndStart();
-    if (!m_server) {
-        *error = QStringLiteral("cannot serve on %1").arg(listenTarget);
-        return false;
-    }
-    m_target = listenTarget;
-    if (tls) // with port 0 the system has chosen one
-        m_target = listenTarget.left(listenTarget.lastIndexOf(QLatin1Char(':')) + 1) + QString::number(port);
-    return true;
+    return m_server != nullptr;
 }
 
 } // namespace tarn::rpc

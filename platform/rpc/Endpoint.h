@@ -1,4 +1,5 @@
 #pragma once
+#include "rpc/Listener.h"
 #include "rpc/Servants.h"
 #include "rpc/Settings.h"
 #include "rpc/WorkerPool.h"
@@ -6,6 +7,7 @@
 
 namespace grpc {
 class Server;
+class ServerBuilder;
 class Service;
 } // namespace grpc
 
@@ -31,14 +33,15 @@ public:
     quint64 epoch() const { return m_epoch; }
 
 private:
-    bool listen(const QString &listenTarget, bool tls, grpc::Service *further, QString *error);
+    bool start(grpc::ServerBuilder &builder, grpc::Service *further);
+    bool openTcp(const Address &address, QString *error);
 
     const quint64 m_epoch;
     WorkerPool m_workers;
     std::unique_ptr<CallService> m_calls;
     std::unique_ptr<grpc::Server> m_server;
     QString m_target;
-    QString m_socket; ///< path, to be removed
+    std::unique_ptr<Listener> m_listener;
 };
 
 } // namespace tarn::rpc

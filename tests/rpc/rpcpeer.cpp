@@ -35,9 +35,12 @@ public:
             result.output.values.insert(QStringLiteral("x"), QByteArray(5 * 1024 * 1024, 'x'));
         } else if (method == QLatin1String("UntilCancelled")) {
             QSemaphore never;
+            ++m_started;
             while (!context.isCancelled())
                 never.tryAcquire(1, 5);
             ++m_cancelled;
+        } else if (method == QLatin1String("Started")) {
+            result.retCode = m_started;
         } else if (method == QLatin1String("Cancelled")) {
             result.retCode = m_cancelled;
         } else {
@@ -47,6 +50,7 @@ public:
     }
 
 private:
+    std::atomic_int m_started = 0;
     std::atomic_int m_cancelled = 0;
 };
 

@@ -12,9 +12,7 @@
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
-#include <QDir>
 #include <QFile>
-#include <QThread>
 #include <QtTest>
 
 using namespace tarn::binding;
@@ -22,8 +20,8 @@ using namespace tarn::rpc;
 
 namespace {
 
-const QString Tag = QStringLiteral("visualized");
-const QString Key = QStringLiteral("k");
+const QString Tag = "visualized";
+const QString Key = "k";
 
 /// Answers every operation with what it was given; refuses when the input says so.
 class FakeManager final : public IVisulizedOperateManager
@@ -36,10 +34,10 @@ public:
     bool take(const char *name, const In &input, const Out &output)
     {
         calls.append(QLatin1String(name));
-        if (input->GetValue(QStringLiteral("refuse")).toBool())
+        if (input->GetValue("refuse").toBool())
             return false;
         output->SetRetCode(1234);
-        output->SetError(QStringLiteral("e"));
+        output->SetError("e");
         output->SetValue(Key, input->GetValue(Key));
         return true;
     }
@@ -68,7 +66,7 @@ public:
                         QSharedPointer<ICloudLoginNotify> given) override
     {
         notify = given;
-        output->SetValue(QStringLiteral("saw"), input->GetValue(NotifyKey));
+        output->SetValue("saw", input->GetValue(NotifyKey));
         return take("ShowCloudLogin", input, output);
     }
 };
@@ -128,7 +126,7 @@ void tst_RpcObjects::init()
     m_caller = std::make_unique<Rpc>();
     QVERIFY(m_host->init(m_box->settings()) && m_caller->init(m_box->settings()));
     m_service = QSharedPointer<FakeService>::create();
-    m_adapter = m_host->createAdapter(QStringLiteral("host"));
+    m_adapter = m_host->createAdapter("host");
     const std::any object = QSharedPointer<IVisualizedService>(m_service);
     QVERIFY(m_adapter->add(object, tarn::visualized::Interface, Tag) && m_adapter->active());
     m_proxy = m_caller->stringToProxy(Tag);
@@ -147,31 +145,31 @@ void tst_RpcObjects::cleanup()
 
 void tst_RpcObjects::operations()
 {
-    const QVariantList records{QVariantMap{{QStringLiteral("软件名称"), QStringLiteral("岚川")}}, QVariantMap()};
+    const QVariantList records{QVariantMap{{"软件名称", "岚川"}}, QVariantMap()};
     for (const char *name :
          {"QueryYunLoginDialogState", "ShowCloudLogin", "NotifyCloudParentFinish", "showAutoCheckUpdateDialog",
           "showUpgradeExplainDialog", "showUpgradeDownloadDialog", "showSilentPatchInstallDialog", "ShowMessageCenter",
           "ShowNotifyMessage", "ShowNetLockLogin", "NotifyLicParentFinish"}) {
         const QString method = QString::fromLatin1(name);
         m_service->manager->calls.clear();
-        const CallResult accepted = call(method, {{{Key, QStringLiteral("值")}}, records});
+        const CallResult accepted = call(method, {{{Key, "值"}}, records});
         QVERIFY2(accepted.accepted, accepted.error.message.c_str());
         QCOMPARE(accepted.retCode, 1234);
-        QCOMPARE(accepted.errorText, QStringLiteral("e"));
-        QCOMPARE(accepted.output.values.value(Key).toString(), QStringLiteral("值"));
-        if (method == QLatin1String("showUpgradeExplainDialog"))
+        QCOMPARE(accepted.errorText, "e");
+        QCOMPARE(accepted.output.values.value(Key).toString(), "值");
+        if (method == "showUpgradeExplainDialog")
             QCOMPARE(accepted.output.list, records);
-        const CallResult refused = call(method, {{{QStringLiteral("refuse"), true}}, {}});
+        const CallResult refused = call(method, {{{"refuse", true}}, {}});
         QVERIFY(refused.arrived() && !refused.accepted);
         QCOMPARE(refused.retCode, 0);
         QCOMPARE(m_service->manager->calls, (QStringList{method, method}));
     }
-    QCOMPARE(call(QStringLiteral("unknown")).error.code, int(RpcError::NotFound));
+    QCOMPARE(call("unknown").error.code, int(RpcError::NotFound));
 }
 
 void tst_RpcObjects::notifyReachesTheCaller()
 {
-    const auto adapter = m_caller->createAdapter(QStringLiteral("callbacks"));
+    const auto adapter = m_caller->createAdapter("callbacks");
     const QSharedPointer<Notified> notified(new Notified);
     const std::any object = QSharedPointer<ICloudLoginNotify>(notified);
     QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).isNull()); // not active yet
@@ -180,20 +178,19 @@ void tst_RpcObjects::notifyReachesTheCaller()
     QCOMPARE(ref.tag.size(), 32);
     QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).tag != ref.tag);
     QVERIFY(!m_caller->stringToProxy(ref.tag)); // the hub does not know it
-    const CallResult result = call(QStringLiteral("ShowCloudLogin"), {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
+    const CallResult result = call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
     QVERIFY(result.accepted && m_service->manager->notify);
-    QVERIFY(!result.output.values.value(QStringLiteral("saw")).isValid());
+    QVERIFY(!result.output.values.value("saw").isValid());
     m_service->manager->notify->AfterLogin();
     QCOMPARE(notified->times.load(), 1);
 
     QVERIFY(adapter->remove(ref.tag));
-    QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression(QStringLiteral("the caller of the sign-in cannot be told: no object")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: no object"));
     m_service->manager->notify->AfterLogin();
     QCOMPARE(notified->times.load(), 1);
-    QVERIFY(call(QStringLiteral("ShowCloudLogin")).accepted);
+    QVERIFY(call("ShowCloudLogin").accepted);
     QVERIFY(!m_service->manager->notify); // none given
-    QVERIFY(call(QStringLiteral("ShowCloudLogin"), {{{NotifyKey, QStringLiteral("no reference")}}, {}}).accepted);
+    QVERIFY(call("ShowCloudLogin", {{{NotifyKey, "no reference"}}, {}}).accepted);
     QVERIFY(!m_service->manager->notify);
 }
 
@@ -201,19 +198,18 @@ void tst_RpcObjects::notifyOfADeadCaller()
 {
     QVector<ObjectRef> gone;
     {
-        const auto adapter = m_caller->createAdapter(QStringLiteral("callbacks"));
+        const auto adapter = m_caller->createAdapter("callbacks");
         const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
         QVERIFY(adapter->active());
         gone.append(bindCallback(*adapter, object, LoginNotifyInterface));
     }
     for (const char *endpoint : {"unix:/nowhere/x.sock", "127.0.0.1:9", "\"; %%%"})
-        gone.append({LoginNotifyInterface, QStringLiteral("t"), QLatin1String(endpoint), 1});
+        gone.append({LoginNotifyInterface, "t", QLatin1String(endpoint), 1});
     for (const ObjectRef &ref : qAsConst(gone)) {
-        QVERIFY(call(QStringLiteral("ShowCloudLogin"), {{{NotifyKey, QVariant::fromValue(ref)}}, {}}).accepted);
+        QVERIFY(call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}}).accepted);
         QElapsedTimer clock;
         clock.start();
-        QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(QStringLiteral("the caller of the sign-in cannot be told: ")));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: "));
         m_service->manager->notify->AfterLogin();
         QVERIFY2(clock.elapsed() < 2500, qPrintable(ref.endpoint));
     }

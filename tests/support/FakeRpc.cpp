@@ -1,7 +1,6 @@
 #include "support/FakeRpc.h"
 #include "tarn/rpc/HubPort.h"
 #include <QMutex>
-#include <QThread>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -102,7 +101,8 @@ bool Rpc::init(const QHash<QString, QString> &settings)
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("init"));
-    QThread::msleep(state().behaviour.initMs);
+    if (state().behaviour.onInit)
+        state().behaviour.onInit();
     state().record.settings = settings;
     d->initialized = answer(state().behaviour.initSucceeds);
     return d->initialized;

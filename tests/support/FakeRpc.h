@@ -3,6 +3,7 @@
 #include "tarn/rpc/Rpc.h"
 #include <QStringList>
 #include <any>
+#include <functional>
 
 // An RPC core without a network, with the symbols of the real one: link tarn_fake_rpc instead of tarn-rpc. What it
 // does is set here, what it was asked is recorded here. Any thread.
@@ -11,9 +12,9 @@ namespace fakerpc {
 struct Behaviour
 {
     bool initSucceeds = true;
-    unsigned long initMs = 0; // what it takes
-    quint16 hubPort = 0;      // in the runtime directory; 0: none
-    bool addSucceeds = true;  // a tag that is bound is refused anyway
+    std::function<void()> onInit;
+    quint16 hubPort = 0;     // in the runtime directory; 0: none
+    bool addSucceeds = true; // a tag that is bound is refused anyway
     bool activeSucceeds = true;
     QStringList throwing;                                                  // names of calls that throw, e.g. "active"
     tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
