@@ -43,9 +43,10 @@ void QuestionMessageBox::SetButtonText(const QString &okText, const QString &can
 }
 
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText,
-                        eBoxOrigin origin)
+                        eBoxOrigin origin, const QString &about)
 {
     const QPointer<QuestionMessageBox> box = new QuestionMessageBox(title, text, parent);
+    box->setAccessibleDescription(about);
     box->SetButtonText(okText, cancelText);
     box->setOrigin(origin);
     box->setWindowModality(Qt::WindowModal);

@@ -31,7 +31,8 @@ private:
 };
 
 /// Asks a question, modal to the parent's window.
+/// @param about the thing in question, for screen readers, where the text does not name it
 /// @return 1 when the first button was pressed, else 0; also 0 when the parent is destroyed meanwhile
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent,
                         QString okText = QStringLiteral("确定"), QString cancelText = QStringLiteral("取消"),
-                        eBoxOrigin origin = eBoxOrigin::Unasked);
+                        eBoxOrigin origin = eBoxOrigin::Unasked, const QString &about = QString());
