@@ -3,6 +3,7 @@
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include <QBoxLayout>
+#include <utility>
 
 using namespace tarn::visualized;
 
@@ -25,20 +26,17 @@ QString CExplainItem::sheet(const QWidget *w)
     return QStringLiteral("CExplainItem{background-color:white;}"
                           "#notesHeader{color:#333333;} #installedVersion{color:#999999;}"
                           "NotesBrowser{background-color:white;border:1px solid #EBEBEB;color:#636D7E;"
-                          "padding-top:%1;padding-left:%1;selection-background-color:#379AF5;}"
-                          "NotesBrowser:focus{border-color:#379AF5;}")
-               .arg(look::px(TextPadding, w)) +
-           look::thinScrollBars(QStringLiteral("NotesBrowser"), 5, QStringLiteral("white"), QStringLiteral("#D5D9DF"),
-                                w);
+                          "padding-top:%1;padding-left:%1;selection-background-color:%2;}"
+                          "NotesBrowser:focus{border-color:%2;}")
+               .arg(look::px(TextPadding, w), look::Blue) +
+           look::thinScrollBars(QStringLiteral("NotesBrowser"), 5, QStringLiteral("white"), look::BorderGrey, w);
 }
 
 void CExplainItem::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    if (m_started)
-        return;
-    m_started = true;
-    m_browser->load(m_info.notesFile);
+    if (!std::exchange(m_started, true))
+        m_browser->load(m_info.notesFile);
 }
 
 // Only the first file: a link to a missing one leaves the page as it is.
@@ -67,14 +65,14 @@ void CExplainItem::InitUi()
 QWidget *CExplainItem::headerLine()
 {
     auto *line = new QWidget(this);
-    auto *header = new ElideLabel(line);
-    header->setObjectName(QStringLiteral("notesHeader"));
-    header->setFont(look::yaHei(15, QFont::Normal, this));
-    header->setFullText(QStringLiteral("%1 %2 -- 更新说明").arg(m_info.name, m_info.newVersion));
-    auto *installed = new ElideLabel(line);
-    installed->setObjectName(QStringLiteral("installedVersion"));
-    installed->setFont(look::yaHei(12, QFont::Normal, this));
-    installed->setFullText(QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion));
+    const auto label = [this, line](const char *objectName, int px, const QString &text) {
+        auto *part = new ElideLabel(text, line);
+        part->setObjectName(QLatin1String(objectName));
+        part->setFont(look::yaHei(px, QFont::Normal, this));
+        return part;
+    };
+    auto *header = label("notesHeader", 15, QStringLiteral("%1 %2 -- 更新说明").arg(m_info.name, m_info.newVersion));
+    auto *installed = label("installedVersion", 12, QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion));
     installed->setMinimumWidth(qMin(installed->sizeHint().width(), look::scaled(InstalledWidth, this)));
     auto *row = new QHBoxLayout(line);
     row->setContentsMargins(0, 0, 0, 0);

@@ -4,19 +4,16 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTimer>
-#include <cerrno>
 #include <csignal>
 #include <unistd.h>
 
 namespace tarn::visualized::forcedquit {
 
 namespace {
-
 void killAll(const QString &fileName)
 {
     int killed = 0;
@@ -44,18 +41,17 @@ void runTaskkill(const QString &program, const QString &fileName, int timeoutMs)
     VT_LOG(info) << QStringLiteral("执行taskkill强制退出软件进程：%1").arg(fileName);
     QEventLoop loop;
     auto *taskkill = new QProcess(QCoreApplication::instance());
-    const auto finished = QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished);
-    QObject::connect(taskkill, finished, &loop, &QEventLoop::quit);
-    QObject::connect(taskkill, finished, taskkill, &QObject::deleteLater);
-    QObject::connect(taskkill, &QProcess::errorOccurred, &loop, &QEventLoop::quit); // it did not start
-    QObject::connect(taskkill, &QProcess::errorOccurred, taskkill, &QObject::deleteLater);
+    QObject::connect(taskkill, &QProcess::destroyed, &loop, &QEventLoop::quit);
+    QObject::connect(taskkill, &QProcess::stateChanged, taskkill, [taskkill](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning) // it has ended, or could not be started
+            taskkill->deleteLater();
+    });
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
     taskkill->setStandardInputFile(QProcess::nullDevice());
     taskkill->setStandardOutputFile(QProcess::nullDevice());
     taskkill->setStandardErrorFile(QProcess::nullDevice());
     taskkill->start(program, {QStringLiteral("/f"), QStringLiteral("/im"), fileName});
-    if (taskkill->state() != QProcess::NotRunning)
-        loop.exec();
+    loop.exec();
 }
 } // namespace
 
@@ -64,8 +60,7 @@ void endProgram(const QString &exeName, int timeoutMs)
     const QString fileName = exeName.section(QRegularExpression(QStringLiteral("[/\\\\]")), -1);
     const QString program = QStandardPaths::findExecutable(QStringLiteral("taskkill"));
     if (fileName.isEmpty() || fileName.contains(QRegularExpression(QStringLiteral("[*?\\0]"))))
-        VT_LOG(warning)
-            << QStringLiteral("不强制退出软件进程，程序名称无效：“%1”").arg(tarn::visualized::text::brief(exeName));
+        VT_LOG(warning) << QStringLiteral("不强制退出软件进程，程序名称无效：“%1”").arg(text::brief(exeName));
     else if (program.isEmpty())
         killAll(fileName);
     else

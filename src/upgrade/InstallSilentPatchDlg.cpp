@@ -44,14 +44,9 @@ QString panelSheet()
     return QStringLiteral("border:1px solid #D9D9D9;background-color:transparent;");
 }
 
-QString textSheet()
+QString contentSheet()
 {
     return QStringLiteral("color:#454D5A;border:none;");
-}
-
-QString animationSheet()
-{
-    return QStringLiteral("border:none;");
 }
 
 // The product's program, named by its settings store; empty when the store cannot be read.
@@ -109,13 +104,13 @@ void CInstallSilentPatchDlg::fillPanel(QWidget *panel)
     auto *label = new ElideLabel(text::brief(m_softName) + sentence, panel);
     label->setObjectName(QStringLiteral("progressText"));
     label->setFont(look::yaHei(12, QFont::Normal, this));
-    label->setStyleSheet(textSheet());
+    label->setStyleSheet(contentSheet());
     label->setMaximumLines(2);
     label->setKeptEnd(sentence);
 
     auto *animation = new QLabel(panel);
     animation->setObjectName(QStringLiteral("progressAnimation"));
-    animation->setStyleSheet(animationSheet());
+    animation->setStyleSheet(contentSheet());
     animation->setFixedSize(look::scaled(AnimationSize, this), look::scaled(AnimationSize, this));
     auto *movie = new QMovie(look::icon::Progress, QByteArray(), animation);
     movie->setScaledSize(animation->size());

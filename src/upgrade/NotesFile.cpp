@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QTextCodec>
+#include <QTextDocumentFragment>
 #include <QTextOption>
 #include <QTextStream>
 #include <QThread>
@@ -32,10 +33,8 @@ QString words(const QString &text)
     static const QRegularExpression emptyLines(QStringLiteral("\n{3,}"));
     safehtml::Policy policy = safehtml::notes();
     policy.documents = false;
-    QTextDocument document;
-    document.setUndoRedoEnabled(false);
-    document.setHtml(safehtml::reduce(text, policy).text);
-    return document.toPlainText().replace(emptyLines, QStringLiteral("\n\n")).trimmed();
+    const QString words = QTextDocumentFragment::fromHtml(safehtml::reduce(text, policy).text).toPlainText();
+    return QString(words).replace(emptyLines, QStringLiteral("\n\n")).trimmed();
 }
 
 // The page as HTML, or as plain text where that would hold the GUI thread.
@@ -64,20 +63,19 @@ std::optional<QString> readFile(const QString &path)
 {
     QFile file;
     QString error;
+    const QString shown = text::brief(path, ShownPath);
     if (!openRegular(file, path, &error)) {
-        VT_LOG(warning)
-            << QStringLiteral("更新说明文件无法打开：%1，原因：%2").arg(text::brief(path, ShownPath), error);
+        VT_LOG(warning) << QStringLiteral("更新说明文件无法打开：%1，原因：%2").arg(shown, error);
         return std::nullopt;
     }
     const QByteArray bytes = file.read(MaxFileSize);
     if (file.error() != QFileDevice::NoError) {
-        VT_LOG(warning) << QStringLiteral("更新说明文件读取失败：%1，原因：%2")
-                               .arg(text::brief(path, ShownPath), file.errorString());
+        VT_LOG(warning) << QStringLiteral("更新说明文件读取失败：%1，原因：%2").arg(shown, file.errorString());
         return std::nullopt;
     }
     if (!file.atEnd())
-        VT_LOG(warning) << QStringLiteral("更新说明文件过大，只显示前%1字节：%2")
-                               .arg(QString::number(MaxFileSize), text::brief(path, ShownPath));
+        VT_LOG(warning)
+            << QStringLiteral("更新说明文件过大，只显示前%1字节：%2").arg(QString::number(MaxFileSize), shown);
     QTextStream stream(bytes);
     stream.setCodec(GetCorrectUnicode(bytes).constData());
     return stream.readAll().remove(QChar(0));

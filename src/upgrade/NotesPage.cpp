@@ -1,10 +1,10 @@
 #include "upgrade/NotesPage.h"
 #include <QRegularExpression>
-#include <QStack>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextTable>
+#include <QVector>
 
 namespace tarn::visualized::notespage {
 namespace {
@@ -16,28 +16,6 @@ constexpr int MaxFloats = 100;  // every line is fitted around every float
 constexpr int BlockWeight = 50; // a paragraph, also that of a cell, takes as long as so many characters
 constexpr int MaxWeight = 100000;
 constexpr int MaxParagraph = 10000; // characters
-
-// One table as the parser sees it: cells belong to the innermost open table.
-struct Grid
-{
-    qint64 rows = 1;
-    qint64 inRow = 0;   // columns so far
-    qint64 carried = 0; // columns that spans over rows may add to later rows
-    qint64 columns = 0;
-
-    void addCell(qint64 columnSpan, qint64 rowSpan)
-    {
-        inRow += columnSpan;
-        if (rowSpan > 1)
-            carried += columnSpan;
-        columns = qMax(columns, inRow + carried);
-    }
-};
-
-qint64 span(const QString &attributes, const QRegularExpression &name)
-{
-    return qMax<qint64>(1, name.match(attributes).captured(1).toLongLong());
-}
 
 struct Cost
 {
@@ -79,21 +57,17 @@ void add(const QTextFrame &frame, int depth, Cost &cost)
     }
 }
 
-// The position at which the part after the first MaxParagraph characters begins.
-int divisionOf(const QTextDocument &document, const QTextBlock &block)
+// The position at which the part after the first MaxParagraph characters begins: after a line end, else after white space,
+// else not within a surrogate pair.
+int divisionOf(const QTextBlock &block)
 {
-    const int end = block.position() + MaxParagraph;
-    int space = 0;
-    for (int at = end; at > block.position() + 1; --at) {
-        const QChar c = document.characterAt(at - 1);
-        if (c == QChar::LineSeparator)
-            return at;
-        if (space == 0 && c.isSpace())
-            space = at;
-    }
-    if (space > 0)
-        return space;
-    return document.characterAt(end - 1).isHighSurrogate() ? end - 1 : end;
+    const QString text = block.text().left(MaxParagraph);
+    int at = text.lastIndexOf(QChar::LineSeparator) + 1;
+    if (at < 2)
+        at = text.lastIndexOf(QRegularExpression(QStringLiteral("\\s"))) + 1;
+    if (at < 2)
+        at = text.size() - (text.at(text.size() - 1).isHighSurrogate() ? 1 : 0);
+    return block.position() + at;
 }
 
 } // namespace
@@ -103,29 +77,36 @@ bool canBeBuilt(const QString &html)
     static const QRegularExpression tag(QStringLiteral("<(/?)(table|tr|td|th)\\b([^>]*)>"));
     static const QRegularExpression columnSpan(QStringLiteral(" colspan=\"([0-9]{1,9})\""));
     static const QRegularExpression rowSpan(QStringLiteral(" rowspan=\"([0-9]{1,9})\""));
-    QStack<Grid> open{{Grid()}}; // the first one is for cells outside of any table
+    struct Grid // one table as the parser sees it: cells belong to the innermost open one
+    {
+        qint64 rows = 1;
+        qint64 inRow = 0;   // columns so far
+        qint64 carried = 0; // columns that spans over rows may add to later rows
+        qint64 columns = 0;
+    };
+    QVector<Grid> open(1); // the first one is for cells outside of any table
     qint64 cells = 0;
     for (auto it = tag.globalMatch(html); it.hasNext();) {
         const QRegularExpressionMatch match = it.next();
         const QString name = match.captured(2);
         const bool closing = match.capturedLength(1) > 0;
-        Grid &grid = open.top();
-        if (name == QLatin1String("table")) {
-            if (!closing) {
-                open.push(Grid());
-            } else if (open.size() > 1) {
-                open.pop();
-            }
+        if (name == QLatin1String("table") && !closing)
+            open.append(Grid());
+        else if (name == QLatin1String("table") && open.size() > 1)
+            open.removeLast();
+        if (closing || name == QLatin1String("table"))
             continue;
-        }
-        if (closing)
-            continue;
+        Grid &grid = open.last();
         cells -= grid.rows * grid.columns;
         if (name == QLatin1String("tr")) {
             ++grid.rows;
             grid.inRow = 0;
         } else {
-            grid.addCell(span(match.captured(3), columnSpan), span(match.captured(3), rowSpan));
+            const qint64 columns = qMax(1LL, columnSpan.match(match.captured(3)).captured(1).toLongLong());
+            grid.inRow += columns;
+            if (rowSpan.match(match.captured(3)).captured(1).toLongLong() > 1)
+                grid.carried += columns;
+            grid.columns = qMax(grid.columns, grid.inRow + grid.carried);
         }
         cells += grid.rows * grid.columns;
         if (cells > MaxCells || grid.columns > MaxColumns)
@@ -153,7 +134,7 @@ void divideLongParagraphs(QTextDocument *document)
         first.setBottomMargin(0);
         rest.setTopMargin(0);
         rest.setTextIndent(0);
-        const int division = divisionOf(*document, block);
+        const int division = divisionOf(block);
         cursor.setPosition(division);
         cursor.setBlockFormat(first);
         if (document->characterAt(division - 1) == QChar::LineSeparator)

@@ -16,11 +16,8 @@ public:
 
     void setProcessName(QString name);
     QString getProcessName();
-    bool processIsExit(QString)
-    {
-        return true;
-    } ///< whether the program runs: always true; the misspelt name is the system's own
-
+    /// Whether the program runs: always true; the misspelt name is the system's own.
+    bool processIsExit(QString) { return true; }
     void stop() { m_stop = true; } ///< takes effect within 20 ms; returns at once
 
 signals:

@@ -8,8 +8,8 @@
 #include <QFileInfo>
 #include <utility>
 
-namespace key = tarn::upgrade::key;
-namespace text = tarn::visualized::text;
+using namespace tarn::upgrade;
+using namespace tarn::visualized;
 
 CSilentInstallThread::CSilentInstallThread(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager)
     : m_param(std::move(param))
@@ -82,7 +82,7 @@ void CSilentInstallThread::fail(const QString &softName, const QString &reason)
         if (m_interrupted)
             return;
         if (m_manager && m_param)
-            m_manager->setSilentPatchInstallState(softName, tarn::upgrade::silent::Failed);
+            m_manager->setSilentPatchInstallState(softName, silent::Failed);
     }
     // Outside the lock: a host's log may wait for the GUI thread, which may wait in InterruptTask().
     VT_LOG(critical) << reason;

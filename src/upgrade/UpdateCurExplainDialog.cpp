@@ -9,6 +9,14 @@
 using namespace tarn::upgrade;
 using namespace tarn::visualized;
 
+namespace {
+QList<QVariantMap> shownSections(const QVariantMap &record)
+{
+    const QVariantMap patch = record.value(key::OldPatch).toMap();
+    return patch.isEmpty() ? QList<QVariantMap>() : QList<QVariantMap>{patch};
+}
+} // namespace
+
 void CUpdateCurExplainDialog::OnUpdateAhead()
 {
     close();
@@ -26,24 +34,15 @@ void CUpdateCurExplainDialog::OnUpdateAhead()
     upgradecalls::startDownload(request);
 }
 
-// The user has agreed to see it.
-bool CUpdateCurExplainDialog::isUnasked() const
-{
-    return false;
-}
-
 void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
 {
-    addExplainItem(tabs, record.value(key::OldPatch).toMap());
+    addExplainItems(tabs, shownSections(record));
 }
 
 int CUpdateCurExplainDialog::CalTabbarWidth() const
 {
     const std::optional<QVariantMap> values = record();
-    if (!values)
-        return 0;
-    const QVariantMap patch = values->value(key::OldPatch).toMap();
-    return patch.isEmpty() ? 0 : tabbarWidth({patch.value(key::SoftwareName).toString()});
+    return values ? tabbarWidth(shownSections(*values)) : 0;
 }
 
 void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)

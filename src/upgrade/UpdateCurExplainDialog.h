@@ -17,6 +17,6 @@ public slots:
     void OnUpdateAhead();
 
 protected:
-    bool isUnasked() const override;
+    bool isUnasked() const override { return false; } // the user has agreed to see it
     void closeEvent(QCloseEvent *event) override;
 };

@@ -37,25 +37,15 @@ constexpr int LongTitle = 200; // characters, more than any tab bar shows
 constexpr int MaxPluginTabs = 64;
 
 // Look: one sheet for the whole window
-QString tabSheet(const QWidget *w)
-{
-    return QStringLiteral("QTabWidget::pane{border:none;border-top:1px solid #E4E8EE;background-color:white;}"
-                          "QTabWidget::tab-bar{left:%1;}"
-                          "QTabBar{background-color:white;}"
-                          "QTabBar::tab{background-color:white;border:none;border-bottom:2px solid transparent;"
-                          "color:#636D7E;height:%2;padding:0px %1;margin:0px;}"
-                          "QTabBar::tab:hover{color:%3;}"
-                          "QTabBar::tab:selected{color:%3;border-bottom-color:%4;}"
-                          "QTabBar::tab:focus{background-color:%5;}")
-        .arg(look::px(TabPadding, w), look::px(TabHeight, w), look::TextBlue, look::Blue, look::PaleBlue);
-}
-
 QString dialogSheet(const QWidget *w)
 {
+    const QString padding = look::px(TabPadding, w);
     return QStringLiteral("#notesBody{background-color:white;border:1px solid #adadad;}"
-                          "#adviceLine{color:#515151;}") +
-           look::titleBand(look::BandBlue) + tabSheet(w) + CExplainItem::sheet(w) + look::greyButton() +
-           look::blueButton();
+                          "#adviceLine{color:#515151;}"
+                          "QTabWidget::tab-bar{left:%1;}")
+               .arg(padding) +
+           look::titleBand(look::BandBlue) + look::tabs(TabHeight, QStringLiteral("padding:0px %1;").arg(padding), w) +
+           CExplainItem::sheet(w) + look::greyButton() + look::blueButton();
 }
 
 QString titleSheet()
@@ -107,8 +97,7 @@ void CUpdateExplainDial::InitDialog()
 
 bool CUpdateExplainDial::isUnasked() const
 {
-    const QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
-    return list.isEmpty() || !list.first().toMap().value(key::Visualized).toBool();
+    return !onlyRecord().value(key::Visualized).toBool();
 }
 
 void CUpdateExplainDial::addTitle(QVBoxLayout *column)
@@ -164,47 +153,38 @@ void CUpdateExplainDial::InitExplainItems(QTabWidget *tabs, const QMap<QString, 
     const int plugins = record.value(key::Plugins).toList().size();
     if (plugins > MaxPluginTabs)
         VT_LOG(warning) << QStringLiteral("更新说明中的插件过多，共%1个，只显示前%2个").arg(plugins).arg(MaxPluginTabs);
-    const QList<QVariantMap> sections = shownSections(record);
-    for (const QVariantMap &section : sections)
-        addExplainItem(tabs, section);
+    addExplainItems(tabs, shownSections(record));
 }
 
-void CUpdateExplainDial::addExplainItem(QTabWidget *tabs, const QVariantMap &section)
+void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections)
 {
-    if (section.isEmpty())
-        return;
-    struUpgradeInfo info;
-    info.name = section.value(key::SoftwareName).toString();
-    info.installedVersion = section.value(key::InstalledVersion).toString();
-    info.notesFile = section.value(key::NotesFile).toString();
-    info.newVersion = section.value(key::NewVersion).toString();
-    QString title = shownTitle(info.name);
-    title.replace(QLatin1Char('&'), QStringLiteral("&&")); // a single one would underline the next letter
-    auto *item = new CExplainItem(info, tabs);
-    item->setAccessibleDescription(text::brief(info.name));
-    const int index = tabs->addTab(item, title);
-    tabs->setTabToolTip(index, text::toolTip(text::brief(info.name)));
+    for (const QVariantMap &section : sections) {
+        const QString name = section.value(key::SoftwareName).toString();
+        auto *item =
+            new CExplainItem({name, section.value(key::InstalledVersion).toString(),
+                              section.value(key::NotesFile).toString(), section.value(key::NewVersion).toString()},
+                             tabs);
+        item->setAccessibleDescription(text::brief(name));
+        QString title = shownTitle(name);
+        title.replace(QLatin1Char('&'), QStringLiteral("&&")); // a single one would underline the next letter
+        tabs->setTabToolTip(tabs->addTab(item, title), text::toolTip(text::brief(name)));
+    }
 }
 
 int CUpdateExplainDial::CalTabbarWidth() const
 {
     const std::optional<QVariantMap> values = record();
-    if (!values)
-        return 0;
-    QStringList titles;
-    const QList<QVariantMap> sections = shownSections(*values);
-    for (const QVariantMap &section : sections)
-        titles << section.value(key::SoftwareName).toString();
-    return tabbarWidth(titles);
+    return values ? tabbarWidth(shownSections(*values)) : 0;
 }
 
 // As wide as the titles, up to the window; only then the tab bar elides them.
-int CUpdateExplainDial::tabbarWidth(const QStringList &titles) const
+int CUpdateExplainDial::tabbarWidth(const QList<QVariantMap> &sections) const
 {
     const QFontMetrics metrics(look::yaHei(13, QFont::Normal, this));
     int width = 0;
-    for (const QString &title : titles)
-        width += metrics.horizontalAdvance(shownTitle(title)) + look::scaled(4 + 2 * TabPadding, this);
+    for (const QVariantMap &section : sections)
+        width += metrics.horizontalAdvance(shownTitle(section.value(key::SoftwareName).toString())) +
+                 look::scaled(4 + 2 * TabPadding, this);
     return qMin(width, look::scaled(TabsWidth, this));
 }
 
@@ -215,22 +195,21 @@ void CUpdateExplainDial::connectUpdateBtn(QPushButton *button)
 
 std::optional<QVariantMap> CUpdateExplainDial::record() const
 {
-    if (!m_param) {
-        VT_LOG(critical) << QStringLiteral("软件升级信息为空");
-        return std::nullopt;
-    }
-    const QList<QVariant> list = m_param->GetValueList();
-    if (list.size() != 1) {
-        VT_LOG(critical) << QStringLiteral("获取软件的升级信息失败");
-        return std::nullopt;
-    }
-    return list.first().toMap();
+    if (m_param && m_param->GetValueList().size() == 1)
+        return onlyRecord();
+    VT_LOG(critical) << (m_param ? QStringLiteral("获取软件的升级信息失败") : QStringLiteral("软件升级信息为空"));
+    return std::nullopt;
+}
+
+QVariantMap CUpdateExplainDial::onlyRecord() const
+{
+    const QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
+    return list.size() == 1 ? list.first().toMap() : QVariantMap();
 }
 
 QString CUpdateExplainDial::productName() const
 {
-    const QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
-    return list.size() == 1 ? list.first().toMap().value(key::SoftwareName).toString() : QString();
+    return onlyRecord().value(key::SoftwareName).toString();
 }
 
 QString CUpdateExplainDial::GetSoftIconPath(const QString &name) const
@@ -256,11 +235,8 @@ bool CUpdateExplainDial::NeedUpdateCurPatch() const
     if (!m_tipFlag)
         return false;
     const std::optional<QVariantMap> values = record();
-    if (!values)
-        return false;
-    const QVariantMap patch = values->value(key::OldPatch).toMap();
-    return !patch.isEmpty() && !patch.value(key::Forced).toBool() &&
-           !patch.value(key::SoftwareName).toString().isEmpty();
+    const QVariantMap patch = values ? values->value(key::OldPatch).toMap() : QVariantMap();
+    return !patch.value(key::SoftwareName).toString().isEmpty() && !patch.value(key::Forced).toBool();
 }
 
 void CUpdateExplainDial::OnUpdateAhead()
@@ -305,7 +281,7 @@ bool CUpdateExplainDial::askForPatch()
     const int answer = CQuestionMessageBox(
         QStringLiteral("提示"),
         QStringLiteral("您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？"), this,
-        QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor);
+        QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor, text::brief(productName()));
     if (self)
         m_asking = false;
     return answer == QDialog::Accepted;

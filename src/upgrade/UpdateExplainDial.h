@@ -39,9 +39,8 @@ protected:
 
     /// The one record of the request; nothing, with a log line, when there is not exactly one.
     std::optional<QVariantMap> record() const;
-    QString productName() const; ///< empty without a valid record; logs nothing
-    void addExplainItem(QTabWidget *tabs, const QVariantMap &section);
-    int tabbarWidth(const QStringList &titles) const;
+    void addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections);
+    int tabbarWidth(const QList<QVariantMap> &sections) const;
     /// Whether the window can appear while the user works elsewhere.
     virtual bool isUnasked() const;
     void tellManagerClosed() const;
@@ -51,6 +50,8 @@ private:
     QWidget *tabArea();
     QWidget *bottomBand();
     bool askForPatch();
+    QVariantMap onlyRecord() const; ///< as record(); logs nothing
+    QString productName() const;
 
     const QSharedPointer<IUpgaredSoftInfoService_InputParam> m_param;
     QTabWidget *m_tabs = nullptr;
