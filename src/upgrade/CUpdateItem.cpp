@@ -1,8 +1,8 @@
 #include "upgrade/CUpdateItem.h"
 #include "tarn/keys/UpgradeKeys.h"
-#include "upgrade/ListRole.h"
 #include "upgrade/ProductIcon.h"
 #include "upgrade/SelectWidget.h"
+#include "widgets/AccessibleRole.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/Look.h"
 #include "widgets/ShownText.h"
@@ -80,7 +80,7 @@ void CUpdateItem::OnDoNotPromptClicked()
 void CUpdateItem::InitUi()
 {
     m_name = m_record.value(key::SoftwareName).toString();
-    listrole::setItem(this);
+    accessible::setRole(this, QAccessible::ListItem);
     setAccessibleName(text::brief(m_name));
     setFocusPolicy(Qt::ClickFocus);
     setFixedHeight(look::scaled(RowHeight, this));
@@ -93,7 +93,8 @@ void CUpdateItem::InitUi()
                                look::scaled(2, this));
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
-    auto *icon = new ProductIcon(m_record.value(key::ExePath).toString(), look::scaled(IconSide, this), this);
+    auto *icon = new ProductIcon(m_record.value(key::IconPath).toString(), m_record.value(key::ExePath).toString(),
+                                 look::scaled(IconSide, this), this);
     icon->setObjectName(QStringLiteral("productIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
     columns->addWidget(icon);

@@ -6,9 +6,9 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include "upgrade/CUpdateItem.h"
-#include "upgrade/ListRole.h"
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
+#include "widgets/AccessibleRole.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
@@ -23,6 +23,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QTimer>
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -38,9 +39,8 @@ constexpr int BottomHeight = 60;
 constexpr QSize ButtonSize(90, 30);
 constexpr int CornerMargin = 10;
 // Rows
-constexpr int RowsAtOnce = 3;   // fill the list and are created before the window shows; the others follow at once
-constexpr int MaxRows = 200;    // a row takes some 70 KB
-constexpr int RowsInGroup = 50; // each group has its own layout: adding to a visible one costs its whole length
+constexpr int RowsAtOnce = 3; // fill the list and are created before the window shows; the others follow at once
+constexpr int MaxRows = 200;  // a row takes some 70 KB
 
 // Look: one sheet for the whole window
 QString dialogSheet(const QWidget *w)
@@ -66,7 +66,6 @@ public:
     QSize sizeHint() const override { return {0, fontMetrics().height()}; }
     QSize minimumSizeHint() const override { return sizeHint(); }
 };
-
 } // namespace
 
 CCheckUpdateDial::CCheckUpdateDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent)
@@ -139,14 +138,17 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
     removeScrollBarMenus(m_rowArea);
     auto *content = new QWidget(m_rowArea->viewport());
     content->setObjectName(QStringLiteral("rowList"));
-    listrole::setList(content);
+    accessible::setRole(content, QAccessible::List); // before it gets a name, since Qt then keeps the role
     content->setAccessibleName(QStringLiteral("可升级软件"));
     m_list = new QVBoxLayout(content);
     m_list->setContentsMargins(0, 0, 0, 0);
     m_list->setSpacing(0);
+    m_list->setSizeConstraint(QLayout::SetMinimumSize); // new rows do not squeeze those that are there
     m_list->addStretch();
     takeRecords();
     addRows(RowsAtOnce);
+    if (!m_pending.isEmpty())
+        QTimer::singleShot(0, this, [this] { addRows(MaxRows); });
     m_rowArea->setWidget(content);
     return m_rowArea;
 }
@@ -161,7 +163,7 @@ void CCheckUpdateDial::takeRecords()
     for (const QVariant &entry : qAsConst(list)) {
         const QVariantMap record = entry.toMap();
         const QString name = record.value(key::SoftwareName).toString();
-        if (name == records::assistantName())
+        if (name == OwnAssistant)
             continue;
         if (name.isEmpty()) {
             VT_LOG(warning) << QStringLiteral("忽略没有软件名称的升级信息");
@@ -181,40 +183,26 @@ void CCheckUpdateDial::takeRecords()
         VT_LOG(warning) << QStringLiteral("可升级的软件过多，共%1个，只显示前%2个").arg(m_pending.size()).arg(MaxRows);
 }
 
-void CCheckUpdateDial::addRows(int count)
+void CCheckUpdateDial::addRows(int most)
 {
+    const bool isShown = m_rowArea->isVisible();
     const int room = MaxRows - (m_rows.size() - m_pending.size());
-    const QStringList names = m_pending.mid(0, qMin(count, room));
-    m_pending = m_pending.mid(names.size());
-    for (int i = 0; i < names.size(); i += RowsInGroup) {
-        auto *group = new QWidget(m_list->parentWidget());
-        auto *column = new QVBoxLayout(group);
-        column->setContentsMargins(0, 0, 0, 0);
-        column->setSpacing(0);
-        for (const QString &name : names.mid(i, RowsInGroup))
-            addRow(m_records.value(name), column);
-        m_list->insertWidget(m_list->count() - 1, group);
-        if (m_list->parentWidget()->isVisible())
-            group->show(); // else a later event shows it, and until then the list is laid out without it
+    for (int left = std::min({most, room, m_pending.size()}); left > 0; --left) {
+        QWidget *row = addRow(m_records.value(m_pending.takeFirst()));
+        if (isShown)
+            row->show(); // else a later event shows it, and until then the list is laid out without it
     }
-    if (!m_pending.isEmpty() && names.size() < room)
-        QTimer::singleShot(0, this, &CCheckUpdateDial::addPendingRows);
+    if (isShown)
+        m_list->activate(); // at once: a click that is on its way is meant for the row that the user sees
 }
 
-void CCheckUpdateDial::addPendingRows()
+QWidget *CCheckUpdateDial::addRow(const QVariantMap &record)
 {
-    m_list->setSizeConstraint(QLayout::SetMinimumSize); // the new rows do not squeeze those that are there
-    addRows(RowsInGroup);
-    m_list->activate(); // at once: a click that is on its way is meant for the row that the user sees
-}
-
-void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
-{
-    auto *row = new CUpdateItem(record, list->parentWidget());
+    auto *row = new CUpdateItem(record, m_list->parentWidget());
     connect(row, &CUpdateItem::UpdateExplainClicked, this, &CCheckUpdateDial::OnUpdateExplainClicked);
     connect(row, &CUpdateItem::DoNotPromptClicked, this, &CCheckUpdateDial::OnDoNotPromptClicked);
     row->installEventFilter(this);
-    list->addWidget(row);
+    m_list->insertWidget(m_list->count() - 1, row);
     m_rows.insert(record.value(key::SoftwareName).toString(), row);
     for (QWidget *button : row->buttons()) { // before the bottom buttons, which were created earlier
         if (m_lastStop)
@@ -222,6 +210,7 @@ void CCheckUpdateDial::addRow(const QVariantMap &record, QVBoxLayout *list)
         m_lastStop = button;
         button->installEventFilter(this);
     }
+    return row;
 }
 
 QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
@@ -312,8 +301,8 @@ void CCheckUpdateDial::removeProduct(const QString &name)
     m_pending.removeAll(name);
     if (m_rows.isEmpty())
         close();
-    else if (!m_pending.isEmpty())
-        addPendingRows();
+    else
+        addRows(MaxRows);
 }
 
 void CCheckUpdateDial::OnDoNotPromptClicked(QString strName, QString strVersion)
@@ -383,22 +372,18 @@ void CCheckUpdateDial::OnUpdateImmediately()
 
 bool CCheckUpdateDial::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) {
-        const bool entered = event->type() == QEvent::Enter;
+    const QEvent::Type type = event->type();
+    if (type == QEvent::Enter || type == QEvent::Leave) {
         if (auto *name = watched->findChild<QLabel *>(QStringLiteral("productName")))
-            name->setStyleSheet(entered ? hoveredNameSheet() : QString());
+            name->setStyleSheet(type == QEvent::Enter ? hoveredNameSheet() : QString());
     }
-    if (event->type() == QEvent::FocusIn)
-        showRowOf(watched, static_cast<QFocusEvent *>(event)->reason());
+    // The scroll area itself follows only a Tab from one row to the next. Nothing moves under a mouse button that is held.
+    if (type == QEvent::FocusIn) {
+        const Qt::FocusReason reason = static_cast<QFocusEvent *>(event)->reason();
+        if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason)
+            m_rowArea->ensureWidgetVisible(static_cast<QWidget *>(watched)->parentWidget(), 0, 0);
+    }
     return ToolDialog::eventFilter(watched, event);
-}
-
-// The scroll area itself follows only a Tab from one row to the next. Nothing moves under a mouse button that is held.
-void CCheckUpdateDial::showRowOf(QObject *button, Qt::FocusReason reason)
-{
-    const auto *widget = qobject_cast<QWidget *>(button);
-    if (widget && (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason))
-        m_rowArea->ensureWidgetVisible(widget->parentWidget(), 0, 0);
 }
 
 void CCheckUpdateDial::closeEvent(QCloseEvent *event)

@@ -51,10 +51,8 @@ private:
     QWidget *adviceLine(QWidget *body);
     QWidget *rowArea(QWidget *body);
     void takeRecords();
-    void addRows(int count);
-    void addPendingRows();
-    void addRow(const QVariantMap &record, QVBoxLayout *list);
-    void showRowOf(QObject *button, Qt::FocusReason reason);
+    void addRows(int most);
+    QWidget *addRow(const QVariantMap &record);
     QWidget *bottomBand(QWidget *body);
     void placeInCorner();
     void startDownload(const QString &name);

@@ -9,21 +9,13 @@
 #include <QIcon>
 #include <QMimeDatabase>
 #include <QStandardPaths>
+#include <utility>
 
 namespace tarn::visualized {
 
 namespace {
 constexpr int MostEntries = 2000;          // desktop entries in a folder
 constexpr qint64 MostEntryBytes = 1 << 18; // of a desktop entry
-
-/// The program that an "Exec" line starts: its first word, which may be quoted.
-QString program(const QString &exec)
-{
-    const QString line = exec.trimmed();
-    if (line.startsWith(QLatin1Char('"')))
-        return line.section(QLatin1Char('"'), 1, 1);
-    return line.section(QLatin1Char(' '), 0, 0);
-}
 
 /// The "Icon" of a desktop entry that starts the executable; empty for every other file.
 QString iconOfEntry(const QString &path, const QFileInfo &executable)
@@ -32,19 +24,22 @@ QString iconOfEntry(const QString &path, const QFileInfo &executable)
     if (!openRegular(file, path))
         return {};
     QString icon;
-    QString exec;
+    QString program; // the first word of "Exec", which may be quoted
     bool inMainGroup = false;
     const QStringList lines = QString::fromUtf8(file.read(MostEntryBytes)).split(QLatin1Char('\n'));
     for (const QString &line : lines) {
+        const QString key = line.section(QLatin1Char('='), 0, 0).trimmed();
+        const QString value = line.section(QLatin1Char('='), 1).trimmed();
         if (line.startsWith(QLatin1Char('[')))
             inMainGroup = line.startsWith(QLatin1String("[Desktop Entry]"));
-        const QString key = inMainGroup ? line.section(QLatin1Char('='), 0, 0).trimmed() : QString();
-        if (key == QLatin1String("Exec"))
-            exec = program(line.section(QLatin1Char('='), 1));
-        else if (key == QLatin1String("Icon"))
-            icon = line.section(QLatin1Char('='), 1).trimmed();
+        else if (inMainGroup && key == QLatin1String("Exec"))
+            program = value.startsWith(QLatin1Char('"')) ? value.section(QLatin1Char('"'), 1, 1)
+                                                         : value.section(QLatin1Char(' '), 0, 0);
+        else if (inMainGroup && key == QLatin1String("Icon"))
+            icon = value;
     }
-    const bool starts = QDir::isAbsolutePath(exec) && QDir::cleanPath(exec) == QDir::cleanPath(executable.filePath());
+    const bool starts =
+        QDir::isAbsolutePath(program) && QDir::cleanPath(program) == QDir::cleanPath(executable.filePath());
     return starts ? icon : QString();
 }
 
@@ -64,18 +59,23 @@ QString iconOfDesktopEntry(const QFileInfo &executable)
 }
 } // namespace
 
-FoundIcon findProductIcon(const QString &executable, const QSize &pixels)
+FoundIcon findProductIcon(const QString &ownPicture, const QString &executable, const QSize &pixels)
 {
     const QFileInfo file(executable);
-    if (executable.isEmpty() || !file.exists())
-        return {};
+    const bool exists = !executable.isEmpty() && file.exists();
+    QStringList pictures{ownPicture};
+    for (const char *suffix : {".png", ".svg", ".ico"}) {
+        if (exists)
+            pictures << file.path() + QLatin1Char('/') + file.completeBaseName() + QLatin1String(suffix);
+    }
     FoundIcon found;
-    for (const char *suffix : {".png", ".ico"}) {
-        found.picture =
-            picture::read(file.path() + QLatin1Char('/') + file.completeBaseName() + QLatin1String(suffix), pixels);
+    for (const QString &path : qAsConst(pictures)) {
+        found.picture = picture::read(path, pixels);
         if (!found.picture.isNull())
             return found;
     }
+    if (!exists)
+        return found;
     const QString icon = iconOfDesktopEntry(file);
     if (QDir::isAbsolutePath(icon))
         found.picture = picture::read(icon, pixels);
@@ -86,8 +86,9 @@ FoundIcon findProductIcon(const QString &executable, const QSize &pixels)
     return found;
 }
 
-ProductIcon::ProductIcon(const QString &executable, int side, QWidget *parent)
+ProductIcon::ProductIcon(const QString &ownPicture, const QString &executable, int side, QWidget *parent)
     : QLabel(parent)
+    , m_ownPicture(ownPicture)
     , m_executable(executable)
     , m_side(side)
 {
@@ -96,18 +97,14 @@ ProductIcon::ProductIcon(const QString &executable, int side, QWidget *parent)
 
 void ProductIcon::paintEvent(QPaintEvent *event)
 {
-    if (!m_executable.isEmpty())
-        find();
+    if (!std::exchange(m_searched, true)) {
+        const auto search = [ownPicture = m_ownPicture, executable = m_executable,
+                             pixels = QSize(m_side, m_side) * devicePixelRatioF()](const WorkCancel &) {
+            return findProductIcon(ownPicture, executable, pixels);
+        };
+        outsideWork().run(this, search, [this](const FoundIcon &found) { showFound(found); });
+    }
     QLabel::paintEvent(event);
-}
-
-void ProductIcon::find()
-{
-    const QSize pixels = QSize(m_side, m_side) * devicePixelRatioF();
-    outsideWork().run(
-        this, [path = m_executable, pixels](const WorkCancel &) { return findProductIcon(path, pixels); },
-        [this](const FoundIcon &found) { showFound(found); });
-    m_executable.clear();
 }
 
 void ProductIcon::showFound(const FoundIcon &found)

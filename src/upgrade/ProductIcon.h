@@ -12,29 +12,32 @@ struct FoundIcon
     QStringList themeNames;
 };
 
-/// Looks for a program's icon: the picture beside the executable ("bin/draw.png" for "bin/draw"), the icon of the desktop
-/// entry that starts it, the icon of its file type. Reads regular files only, of limited size and number. Any thread.
-/// @param executable a program without this file has no icon
+/// Looks for a product's icon: its own picture, the picture beside its executable ("bin/draw.png" for "bin/draw"), the icon
+/// of the desktop entry that starts it, the icon of its file type. Reads regular files only, of limited size and number.
+/// Any thread.
+/// @param ownPicture path; may be empty or of a missing file
+/// @param executable without this file only the own picture counts
 /// @param pixels the size to which a larger picture is reduced
-FoundIcon findProductIcon(const QString &executable, const QSize &pixels);
+FoundIcon findProductIcon(const QString &ownPicture, const QString &executable, const QSize &pixels);
 
-/// Shows the icon of a program, centred. A worker thread looks for it when the widget is first painted: the path comes from
-/// outside, and its file system may not answer. GUI thread.
+/// Shows the icon of a product, centred. A worker thread looks for it when the widget is first painted: the paths come from
+/// outside, and their file system may not answer. GUI thread.
 class ProductIcon final : public QLabel
 {
 public:
     /// @param side of the icon in pixels
-    ProductIcon(const QString &executable, int side, QWidget *parent);
+    ProductIcon(const QString &ownPicture, const QString &executable, int side, QWidget *parent);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    void find();
     void showFound(const FoundIcon &found);
 
-    QString m_executable; ///< empty once the search has begun
+    const QString m_ownPicture;
+    const QString m_executable;
     const int m_side;
+    bool m_searched = false;
 };
 
 } // namespace tarn::visualized

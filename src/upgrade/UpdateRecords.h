@@ -20,8 +20,6 @@ void SortByUpdateTime(QList<QVariant> &records);
 
 namespace tarn::visualized::records {
 
-/// The platform's own software assistant, which manages installations and is itself never offered.
-const QString &assistantName();
 /// @return the copy for the update notes that the user asks for in the prompt: the installed version is also in the
 ///         sections, where the notes look for it, and "visualized" is true. Everything else is unchanged.
 QVariantMap notesCopy(QVariantMap record);

@@ -13,4 +13,19 @@ void upgradecalls::startDownload(const QVariantMap &request)
                    QStringLiteral("调用开始下载软件安装接口成功。"));
 }
 
+bool upgradecalls::stop(const QString &product, const char *function, const QString &success)
+{
+    if (product.isEmpty()) {
+        VT_LOG_AS(critical, function) << QStringLiteral("【取消下载】：获取软件名称失败。");
+        return false;
+    }
+    const auto outcome =
+        call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {{upgrade::key::SoftwareName, product}});
+    if (!outcome.called())
+        VT_LOG_AS(critical, function) << QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。");
+    outcome.transportAsRefusal().log(QMessageLogger(DllInfo::sDllName, __LINE__, function),
+                                     QStringLiteral("【取消下载】调用停止升级接口"), success);
+    return outcome.accepted();
+}
+
 } // namespace tarn::visualized

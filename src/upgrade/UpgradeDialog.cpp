@@ -1,21 +1,19 @@
 #include "upgrade/UpgradeDialog.h"
 #include "base/Log.h"
 #include "upgrade/controls/CustomScrollarea.h"
-#include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
 #include "widgets/QuestionMessageBox.h"
+#include "widgets/TextMenu.h"
 #include "widgets/TitleButton.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
-#include <QFrame>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QPointer>
-#include <QScrollBar>
 #include <QStackedWidget>
 
 using namespace upgrade::controls;
@@ -48,13 +46,6 @@ QString viewSheet()
                           "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}");
 }
 
-TitleButton *titleButton(const QString &name, const QString &picture, QWidget *parent)
-{
-    auto *button = new TitleButton(name, picture, parent);
-    button->setFixedSize(look::scaled(TitleButtonSize.width(), parent), look::scaled(TitleButtonSize.height(), parent));
-    return button;
-}
-
 /// A named child with its own background.
 QWidget *area(const char *objectName, QWidget *parent)
 {
@@ -71,9 +62,9 @@ CUpgradeDialog::CUpgradeDialog(QWidget *parent)
     initDialog();
     m_refresher = new CUpgradeDataRefresher;
     m_refresher->setParent(this);
-    connect(m_refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, m_table,
-            &CUpgradeTableWidget::onRefreshUpgradeDtats);
-    connect(m_refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, this, &CUpgradeDialog::showWithoutTray);
+    const auto polled = &CUpgradeDataRefresher::refreshUpgradeDtats;
+    connect(m_refresher, polled, m_table, &CUpgradeTableWidget::onRefreshUpgradeDtats);
+    connect(m_refresher, polled, this, &CUpgradeDialog::showWithoutTray);
     connect(m_table, &CUpgradeTableWidget::sigCloseDialog, this, &CUpgradeDialog::onClose);
 }
 
@@ -167,18 +158,10 @@ void CUpgradeDialog::onClose()
     m_table->stopAllTask();
     m_refresher->stopWork();
     m_tray->hide();
-    dismissBoxes();
+    const auto boxes = findChildren<QDialog *>(); // open questions and reports
+    for (QDialog *box : boxes)
+        box->reject();
     close();
-}
-
-// Closes the open questions and reports. The question of a row is deleted with the row.
-void CUpgradeDialog::dismissBoxes()
-{
-    const QList<QDialog *> boxes = findChildren<QDialog *>();
-    for (QDialog *box : boxes) {
-        if (box->isVisible() && !qobject_cast<CUpgradeProgress *>(box->parentWidget()))
-            box->reject();
-    }
 }
 
 void CUpgradeDialog::showCurrentView()
@@ -254,21 +237,24 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     auto *title = new QLabel(QStringLiteral("在线升级"), titleBar);
     title->setObjectName(QStringLiteral("titleText"));
     title->setFont(look::yaHei(15, QFont::Bold, this));
-    m_minimiseButton = titleButton(QStringLiteral("最小化"), look::icon::Minimise, titleBar);
-    m_minimiseButton->setObjectName(QStringLiteral("minButton"));
-    connect(m_minimiseButton, &QPushButton::clicked, this, &CUpgradeDialog::onMinumBtnClicked);
-    m_closeButton = titleButton(QStringLiteral("关闭"), look::icon::Close, titleBar);
-    m_closeButton->setObjectName(QStringLiteral("closeButton"));
-    connect(m_closeButton, &QPushButton::clicked, this, &CUpgradeDialog::onCloseBtnClicked);
-
     auto *line = new QHBoxLayout(titleBar);
     line->setContentsMargins(look::scaled(12, this), 0, look::scaled(10, this), 1);
     line->setSpacing(look::scaled(8, this));
     line->addWidget(logo);
     line->addWidget(title);
     line->addStretch();
-    line->addWidget(m_minimiseButton);
-    line->addWidget(m_closeButton);
+    const auto addButton = [&](const char *objectName, const QString &name, const QString &picture, auto slot) {
+        auto *button = new TitleButton(name, picture, titleBar);
+        button->setObjectName(QLatin1String(objectName));
+        button->setFixedSize(look::scaled(TitleButtonSize.width(), this), look::scaled(TitleButtonSize.height(), this));
+        connect(button, &QPushButton::clicked, this, slot);
+        line->addWidget(button);
+        return button;
+    };
+    m_minimiseButton =
+        addButton("minButton", QStringLiteral("最小化"), look::icon::Minimise, &CUpgradeDialog::onMinumBtnClicked);
+    m_closeButton =
+        addButton("closeButton", QStringLiteral("关闭"), look::icon::Close, &CUpgradeDialog::onCloseBtnClicked);
 }
 
 void CUpgradeDialog::initCenterWidget(QWidget *center)
@@ -295,8 +281,7 @@ void CUpgradeDialog::initHasDataView(QWidget *view)
     m_table = new CUpgradeTableWidget(panel);
     m_table->FillTableHeader({{QStringLiteral("软件"), 360}, {QStringLiteral("下载进度"), 100}});
     m_table->setParentDlg(this);
-    m_table->verticalScrollBar()->setContextMenuPolicy(Qt::NoContextMenu);
-    m_table->horizontalScrollBar()->setContextMenuPolicy(Qt::NoContextMenu);
+    removeScrollBarMenus(m_table);
 
     auto *content = new QVBoxLayout(panel);
     content->setContentsMargins(0, 0, 0, 0);

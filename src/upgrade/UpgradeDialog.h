@@ -49,7 +49,6 @@ private:
     void initTray();
     void askToClose(eBoxOrigin origin);
     void startWork();
-    void dismissBoxes();
 
     upgrade::controls::CUpgradeTableWidget *m_table = nullptr;
     upgrade::operate::CUpgradeDataRefresher *m_refresher = nullptr;

@@ -25,7 +25,7 @@ private slots:
         QCOMPARE(find().picture.size(), QSize(32, 16));
         QVERIFY(QFile::remove(in("bin/draw.png")) && ::mkfifo(qPrintable(in("bin/draw.png")), 0600) == 0);
         QVERIFY(find().picture.isNull()); // and has not waited for a writer
-        QVERIFY(findProductIcon(in("bin/none"), QSize(32, 32)).themeNames.isEmpty());
+        QVERIFY(findProductIcon({}, in("bin/none"), QSize(32, 32)).themeNames.isEmpty());
     }
 
     void desktopEntry_data()
@@ -64,7 +64,7 @@ private slots:
 
 private:
     QString in(const QString &name) const { return m_folder->filePath(name); }
-    tarn::visualized::FoundIcon find() const { return findProductIcon(in("bin/draw"), QSize(32, 32)); }
+    tarn::visualized::FoundIcon find() const { return findProductIcon(m_ownPicture, in("bin/draw"), QSize(32, 32)); }
     void save(const QString &name, const QSize &size) const
     {
         QVERIFY(QDir().mkpath(QFileInfo(in(name)).path()));
@@ -74,6 +74,7 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> m_folder;
+    QString m_ownPicture;
 };
 
 QTEST_MAIN(tst_product_icon)

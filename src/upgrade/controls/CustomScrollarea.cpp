@@ -38,14 +38,12 @@ void CCustomScrollArea::InitScrollArea()
 
 bool CCustomScrollArea::eventFilter(QObject *watched, QEvent *event)
 {
-    if (!watched || !event)
+    const auto isOnEdge = [&](const QWidget *bar, Qt::CursorShape shape) {
+        return watched == bar && event->type() == QEvent::MouseButtonPress && bar->cursor().shape() == shape;
+    };
+    if (!watched || !event || isOnEdge(verticalScrollBar(), Qt::SizeVerCursor) ||
+        isOnEdge(horizontalScrollBar(), Qt::SizeHorCursor))
         return true;
-    if (event->type() == QEvent::MouseButtonPress) {
-        if (watched == verticalScrollBar() && verticalScrollBar()->cursor().shape() == Qt::SizeVerCursor)
-            return true;
-        if (watched == horizontalScrollBar() && horizontalScrollBar()->cursor().shape() == Qt::SizeHorCursor)
-            return true;
-    }
     return QScrollArea::eventFilter(watched, event);
 }
 

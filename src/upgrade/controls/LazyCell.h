@@ -10,6 +10,8 @@ class LazyCell : public QWidget
 public:
     using QWidget::QWidget;
 
+    virtual QString spokenText() const = 0; ///< the contents for screen readers, built or not
+
     void ensureBuilt()
     {
         if (layout())

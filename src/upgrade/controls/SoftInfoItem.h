@@ -2,8 +2,6 @@
 #include "upgrade/controls/LazyCell.h"
 #include <QVariant>
 
-class QPushButton;
-
 namespace upgrade::controls {
 
 /// First cell of an upgrade row: the product's icon, name and installed version, never refreshed. GUI thread.
@@ -15,21 +13,20 @@ public:
     explicit CSoftInfoItem(const QVariant &info, QWidget *parent = nullptr);
 
     QMap<QString, QVariant> GetOnlineInfo() const { return m_info; } ///< the row's part for this cell
-    QString spokenText() const;                                      ///< name and version for screen readers
+    QString spokenText() const override;
 
 protected:
     void build() override { InitUi(); }
     void paintEvent(QPaintEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void InitUi();
     QWidget *InitLeftWidget();
     QWidget *InitRightWidget();
-    void elideName();
+    QString name() const;
+    QString versionText() const;
 
     const QMap<QString, QVariant> m_info;
-    QPushButton *m_name = nullptr;
 };
 
 } // namespace upgrade::controls

@@ -3,6 +3,7 @@
 #include "frame/VtServiceClient.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
+#include "upgrade/UpgradeCalls.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/ElideLabel.h"
@@ -16,7 +17,6 @@
 #include <QPushButton>
 #include <algorithm>
 
-using namespace ServiceVisualized;
 using namespace tarn::visualized;
 
 namespace upgrade::controls {
@@ -29,12 +29,12 @@ namespace state = tarn::upgrade::state;
 constexpr int BarHeight = 12;
 constexpr int CancelSide = 20;
 constexpr int CancelIconSide = 16;
+constexpr int Gap = 8;
 constexpr int CellMargin = 16; // as the header
 // Look. The rules name their targets, since the cell is the parent of a question.
 QString cellSheet(const QWidget *w)
 {
-    return QStringLiteral("#downloadTip{background-color:transparent;border:none;color:#7F7F7F;}"
-                          "#downloadPercent{background-color:transparent;border:none;color:#7F7F7F;}"
+    return QStringLiteral("#downloadTip,#downloadPercent{background-color:transparent;border:none;color:#7F7F7F;}"
                           "#cancelDownload{background-color:transparent;border:none;}"
                           "#cancelDownload:hover{background-color:#E4EEF7;}"
                           "#cancelDownload:focus{border:1px solid #379AF5;}"
@@ -42,17 +42,12 @@ QString cellSheet(const QWidget *w)
                           "#downloadBar::chunk{background-color:#1E95F6;border-radius:%1;}")
         .arg(look::px(BarHeight / 2, w));
 }
-
-QIcon cancelIcon()
-{
-    return QIcon(look::icon::Cancel);
-}
 } // namespace
 
 CUpgradeProgress::CUpgradeProgress(const QVariant &info, QWidget *parent)
     : LazyCell(parent)
 {
-    takeInfo(info);
+    setUpgradeInfo(info);
 }
 
 QString CUpgradeProgress::spokenText() const
@@ -81,23 +76,37 @@ void CUpgradeProgress::focusCancelButton()
 
 void CUpgradeProgress::setUpgradeInfo(const QVariant &info)
 {
-    takeInfo(info);
+    const QVariantMap values = info.toMap();
+    m_downloadCtrl = values.value(row::DownloadCtrl).toMap();
+    m_status = values.value(row::TaskStatus).toInt();
+    if (m_status == state::Downloaded)
+        m_programPath = values.value(row::SoftInfoCtrl).toMap().value(row::IconPath).toString();
     showInfo();
 }
 
 void CUpgradeProgress::updateUpgradeInfo(const QVariant &info)
 {
-    takeInfo(info);
+    setUpgradeInfo(info);
     if (m_status == state::Downloaded)
         dealWithDownloadFinished(m_downloadCtrl);
-    else
-        showInfo();
 }
 
 void CUpgradeProgress::build()
 {
     initWidgetUI();
     showInfo();
+}
+
+void CUpgradeProgress::showInfo()
+{
+    if (m_status == state::Downloading) {
+        dealWithDownloading(m_downloadCtrl);
+    } else if (m_status == state::Installing) {
+        dealWithInstalling(m_downloadCtrl);
+    } else if (m_status == state::Downloaded && m_bar) {
+        m_percent->setText(QStringLiteral("100%"));
+        showFull();
+    }
 }
 
 void CUpgradeProgress::dealWithDownloading(const QMap<QString, QVariant> &downloadCtrl)
@@ -114,25 +123,22 @@ void CUpgradeProgress::dealWithDownloading(const QMap<QString, QVariant> &downlo
 
 void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &downloadCtrl)
 {
-    const QString name = downloadCtrl.value(row::CtrlSoftName).toString();
     const QVariantMap reported = downloadCtrl.value(row::InstallParam).toMap();
-    const QVariantMap parts = reported.isEmpty() ? m_installParam : reported;
-    showFinished();
+    QVariantMap request = reported.isEmpty() ? m_installParam : reported;
+    request.insert(key::SoftwareName, downloadCtrl.value(row::CtrlSoftName));
+    request.insert(key::WaitForFinished, true);
+    request.insert(key::Restart, true);
+    const QString noAssistant = QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败");
     if (!service::upgrade()) {
-        VT_LOG(critical) << QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败");
+        VT_LOG(critical) << noAssistant;
         return;
     }
     if (m_asking || !waitForProgramEnd())
         return;
     repaint(); // the call below keeps the window from painting until it is over
-
-    QVariantMap request = parts;
-    request.insert(key::SoftwareName, name);
-    request.insert(key::WaitForFinished, true);
-    request.insert(key::Restart, true);
     const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::InstallSoftware, request);
     if (!outcome.called())
-        VT_LOG(critical) << QStringLiteral("【安装岚川软件】：获取在线升级服务客户端接口对象失败");
+        VT_LOG(critical) << noAssistant;
     VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【安装岚川软件】调用安装软件接口"),
                    QStringLiteral("调用软件安装接口成功。"));
 }
@@ -142,23 +148,12 @@ void CUpgradeProgress::dealWithInstalling(const QMap<QString, QVariant> &downloa
     if (!m_bar)
         return;
     showTexts(downloadCtrl);
-    showFullBar();
-    showCancel(false);
+    showFull();
 }
 
 void CUpgradeProgress::cancelDownloadTask()
 {
-    if (softName().isEmpty()) {
-        VT_LOG(critical) << QStringLiteral("【取消下载】：获取软件名称失败。");
-        return;
-    }
-    const auto outcome =
-        call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {{key::SoftwareName, softName()}});
-    if (!outcome.called())
-        VT_LOG(critical) << QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。");
-    VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【取消下载】调用停止升级接口"),
-                   QStringLiteral("调用忽略升级接口成功。"));
-    if (outcome.accepted() && m_bar)
+    if (upgradecalls::stop(softName(), __func__, QStringLiteral("调用忽略升级接口成功。")) && m_bar)
         showBar(100, 0);
 }
 
@@ -171,7 +166,7 @@ void CUpgradeProgress::initWidgetUI()
 {
     setStyleSheet(cellSheet(this));
     auto *lines = new QVBoxLayout(this);
-    lines->setContentsMargins(look::scaled(CellMargin, this), 0, look::scaled(8, this), 0);
+    lines->setContentsMargins(look::scaled(CellMargin, this), 0, look::scaled(Gap, this), 0);
     lines->setSpacing(look::scaled(3, this));
     auto *top = new QWidget(this);
     auto *bottom = new QWidget(this);
@@ -191,12 +186,11 @@ void CUpgradeProgress::initTopWidget(QWidget *top)
     m_percent = new QLabel(top);
     m_percent->setObjectName(QStringLiteral("downloadPercent"));
     m_percent->setTextFormat(Qt::PlainText);
-    m_percent->setFont(look::yaHeiZh(12, QFont::Normal, this));
+    m_percent->setFont(m_tip->font());
 
     auto *line = new QHBoxLayout(top);
-    line->setContentsMargins(0, 0, look::scaled(CancelSide + 8, this),
-                             0); // aligns the percentage with the end of the bar
-    line->setSpacing(look::scaled(8, this));
+    line->setContentsMargins(0, 0, look::scaled(CancelSide + Gap, this), 0); // the percentage ends where the bar ends
+    line->setSpacing(look::scaled(Gap, this));
     line->addWidget(m_tip, 1);
     line->addWidget(m_percent);
 }
@@ -213,7 +207,7 @@ void CUpgradeProgress::initBottomWidget(QWidget *bottom)
 
     auto *line = new QHBoxLayout(bottom);
     line->setContentsMargins(0, 0, 0, 0);
-    line->setSpacing(look::scaled(8, this));
+    line->setSpacing(look::scaled(Gap, this));
     line->addWidget(m_bar, 1);
     line->addWidget(m_cancel);
 }
@@ -239,34 +233,6 @@ QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
     return button;
 }
 
-void CUpgradeProgress::takeInfo(const QVariant &info)
-{
-    const QVariantMap values = info.toMap();
-    m_downloadCtrl = values.value(row::DownloadCtrl).toMap();
-    m_status = values.value(row::TaskStatus).toInt();
-    if (m_status == state::Downloaded)
-        m_programPath = values.value(row::SoftInfoCtrl).toMap().value(row::IconPath).toString();
-}
-
-void CUpgradeProgress::showInfo()
-{
-    if (m_status == state::Downloading)
-        dealWithDownloading(m_downloadCtrl);
-    else if (m_status == state::Downloaded)
-        showFinished();
-    else if (m_status == state::Installing)
-        dealWithInstalling(m_downloadCtrl);
-}
-
-void CUpgradeProgress::showFinished()
-{
-    if (!m_bar)
-        return;
-    m_percent->setText(QStringLiteral("100%"));
-    showFullBar();
-    showCancel(false);
-}
-
 void CUpgradeProgress::showTexts(const QMap<QString, QVariant> &downloadCtrl)
 {
     const QString tip = downloadCtrl.value(row::DownloadTip).toString();
@@ -281,10 +247,11 @@ void CUpgradeProgress::showBar(int maximum, int value)
     m_bar->setValue(std::clamp(value, 0, m_bar->maximum())); // the bar ignores a value beyond its range
 }
 
-void CUpgradeProgress::showFullBar()
+void CUpgradeProgress::showFull()
 {
     const int maximum = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // a task of unknown size gives the bar no range
     showBar(maximum, maximum);
+    showCancel(false);
 }
 
 void CUpgradeProgress::showCancel(bool shown)
@@ -293,7 +260,7 @@ void CUpgradeProgress::showCancel(bool shown)
         return;
     if (m_cancel->hasFocus())
         front::neutralFocus(window()); // Qt would pass it to the next row's button
-    m_cancel->setIcon(shown ? cancelIcon() : QIcon());
+    m_cancel->setIcon(shown ? QIcon(look::icon::Cancel) : QIcon());
     m_cancel->setVisible(shown);
 }
 
@@ -302,9 +269,9 @@ bool CUpgradeProgress::waitForProgramEnd()
 {
     const QPointer<CUpgradeProgress> self(this);
     const QString path = m_programPath;
-    const QString name = text::literal(text::brief(softName()));
-    const QString question = QStringLiteral("安装前请先关闭“%1”%2").arg(name, QStringLiteral("，再点击重试！"));
-    while (CToolkit::isProgramRunning(path)) {
+    const QString question = QStringLiteral("安装前请先关闭“%1”%2")
+                                 .arg(text::literal(text::brief(softName())), QStringLiteral("，再点击重试！"));
+    while (ServiceVisualized::CToolkit::isProgramRunning(path)) {
         m_asking = true; // further refreshes must not open the question again
         const int answer =
             CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("重试"), QStringLiteral("取消"));

@@ -20,7 +20,7 @@ public:
 
     quint64 livePoll = 0; ///< the table's: number of the newest poll that reported the task as running
 
-    QString spokenText() const; ///< state and percentage for screen readers
+    QString spokenText() const override;
     bool canBeCancelled() const;
 
     /// Keeps and shows the row's values; starts nothing.
@@ -57,18 +57,16 @@ private:
     void initBottomWidget(QWidget *bottom);
     QPushButton *cancelButton(QWidget *parent);
 
-    void takeInfo(const QVariant &info);
     void showInfo();
-    void showFinished();
     void showTexts(const QMap<QString, QVariant> &downloadCtrl);
     void showBar(int maximum, int value);
-    void showFullBar();
+    void showFull();
     void showCancel(bool shown);
     bool waitForProgramEnd();
 
     QMap<QString, QVariant> m_downloadCtrl;
     QMap<QString, QVariant> m_installParam;
-    QString m_programPath;
+    QString m_programPath; ///< known when the download is finished
     int m_status = 0;
     bool m_asking = false; ///< the close-the-program question is open
 

@@ -5,9 +5,8 @@ namespace upgrade::controls {
 
 void CUpgradeTableDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
-    const QStyleOptionViewItem cell(option);
-    QStyledItemDelegate::paint(painter, cell, index);
-    drawRowLines(painter, getRowLines(cell, index), m_borderColor);
+    QStyledItemDelegate::paint(painter, option, index);
+    drawRowLines(painter, getRowLines(option, index), m_borderColor);
 }
 
 void CUpgradeTableDelegate::updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,

@@ -19,7 +19,6 @@ public:
     void setHoveredRowBackground(const QBrush &brush) { m_hoveredBackground = brush; }
     void setHoveredRowBorderColor(const QColor &color) { m_borderColor = color; }
     void setHoveredRow(int row) { m_hoveredRow = row; } ///< -1 for none
-    int hoveredRow() const { return m_hoveredRow; }
 
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
     /// A cell's widget does not cover the row lines.

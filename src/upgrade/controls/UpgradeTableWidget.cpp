@@ -1,8 +1,6 @@
 #include "upgrade/controls/UpgradeTableWidget.h"
-#include "base/Log.h"
-#include "frame/VtServiceClient.h"
 #include "tarn/keys/UpgradeKeys.h"
-#include "tarn/upgrade/IUpgradeServiceAssistant.h"
+#include "upgrade/UpgradeCalls.h"
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/controls/TaskMerge.h"
 #include "upgrade/controls/UpgradeProgress.h"
@@ -11,6 +9,7 @@
 #include "widgets/BringToFront.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
+#include "widgets/ShownText.h"
 #include <QHash>
 #include <QHeaderView>
 #include <QHoverEvent>
@@ -18,6 +17,7 @@
 #include <QMouseEvent>
 #include <QScrollBar>
 #include <algorithm>
+#include <utility>
 
 using namespace tarn::visualized;
 
@@ -31,6 +31,7 @@ constexpr int SectionSize = 30; // before the header is filled
 constexpr int RowHeight = 65;
 constexpr int HeaderHeight = 35;
 constexpr int ScrollBarWidth = 10;
+constexpr int HeaderPadding = 16;
 // Look
 QString tableSheet()
 {
@@ -43,7 +44,7 @@ QString headerSheet(const QWidget *w)
                           "QHeaderView::section{background-color:rgb(246,246,246);border:none;color:#333333;"
                           "padding-left:%1;}"
                           "QHeaderView::up-arrow,QHeaderView::down-arrow{image:none;width:0px;height:0px;}")
-        .arg(look::px(16, w));
+        .arg(look::px(HeaderPadding, w));
 }
 
 QString scrollBarSheet(const QWidget *w)
@@ -64,11 +65,8 @@ public:
     {
         if (role != Qt::AccessibleTextRole)
             return QTableWidgetItem::data(role);
-        const QWidget *cell = tableWidget()->cellWidget(row(), column());
-        if (const auto *info = qobject_cast<const CSoftInfoItem *>(cell))
-            return info->spokenText();
-        const auto *progress = qobject_cast<const CUpgradeProgress *>(cell);
-        return progress ? progress->spokenText() : QString();
+        const auto *cell = dynamic_cast<const LazyCell *>(tableWidget()->cellWidget(row(), column()));
+        return cell ? cell->spokenText() : QString();
     }
 };
 } // namespace
@@ -167,12 +165,12 @@ void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
         return;
     const QPointer<CUpgradeTableWidget> self(this);
     const quint64 poll = ++m_poll;
-    TaskMerge merge(rows, m_progressByName);
+    const TaskMerge merge(rows, m_progressByName);
     showRows(merge.live); // before any removal: a table that gets a row must not report that it is empty
-    deleteRows(merge.cancelled);
+    deleteRows(merge.cancelled.values());
     startInstallations(merge.live, poll);
     if (self)
-        reportAndRemove(&merge, poll);
+        reportAndRemove(merge.ended, poll);
 }
 
 void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
@@ -185,34 +183,30 @@ void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
 // New rows are inserted together: the cost of one insertion grows with the number of rows.
 void CUpgradeTableWidget::showRows(const QList<QVariant> &rows)
 {
+    const int before = rowCount();
     QVector<Cells> added;
     {
         const QMutexLocker locker(&m_rowsLock);
         for (const QVariant &row : rows) {
             const QString name = nameOf(row);
-            CUpgradeProgress *progress = progressOf(name);
-            if (progress) {
-                progress->setUpgradeInfo(row);
-            } else {
+            if (!m_progressByName.contains(name)) {
                 added.append(Cells(createSoftInfoWidget(row), createDownloadWidget(row)));
                 m_progressByName.insert(name, added.constLast().second);
-                m_rowByName.insert(name, rowCount() + added.size() - 1);
-                progress = progressOf(name);
+                m_rowByName.insert(name, before + added.size() - 1);
             }
+            CUpgradeProgress *progress = progressOf(name);
+            progress->setUpgradeInfo(row);
             progress->livePoll = m_poll;
         }
     }
-    int row = rowCount();
-    setRowCount(row + added.size());
-    executeDelayedItemsLayout(); // now, so that every cell has its place when it is first painted
-    for (const Cells &cells : qAsConst(added)) {
-        {
-            const QSignalBlocker quiet(model()); // each would be a changed cell, laid out at once
-            setItem(row, 0, new CellItem);
-            setItem(row, 1, new CellItem);
-        }
-        setCellWidget(row, 0, cells.first);
-        setCellWidget(row++, 1, cells.second);
+    setRowCount(before + added.size());
+    executeDelayedItemsLayout();         // now, so that every cell has its place when it is first painted
+    const QSignalBlocker quiet(model()); // each item would be a changed cell, laid out at once
+    for (int i = 0; i < added.size(); ++i) {
+        setItem(before + i, 0, new CellItem);
+        setItem(before + i, 1, new CellItem);
+        setCellWidget(before + i, 0, added.at(i).first);
+        setCellWidget(before + i, 1, added.at(i).second);
     }
 }
 
@@ -231,35 +225,29 @@ void CUpgradeTableWidget::startInstallations(const QList<QVariant> &rows, quint6
     }
 }
 
-void CUpgradeTableWidget::reportAndRemove(TaskMerge *merge, quint64 poll)
+void CUpgradeTableWidget::reportAndRemove(QList<QVariant> ended, quint64 poll)
 {
     if (errorReportShowing)
         return;
     const QPointer<CUpgradeTableWidget> self(this);
-    dropOvertaken(merge, poll);
-    showErrorDialog(merge->downloadFailed, merge->installFailed);
+    dropOvertaken(&ended, poll);
+    showErrorDialog(namesIn(state::DownloadFailed, ended), namesIn(state::InstallFailed, ended));
     if (!self)
         return;
-    dropOvertaken(merge, poll);
-    deleteRows(merge->ended);
+    dropOvertaken(&ended, poll);
+    deleteRows(ended);
 }
 
 // A product that a newer poll reported as running keeps its row.
-void CUpgradeTableWidget::dropOvertaken(TaskMerge *merge, quint64 poll) const
+void CUpgradeTableWidget::dropOvertaken(QList<QVariant> *rows, quint64 poll) const
 {
     if (m_poll == poll)
         return;
-    const auto drop = [this, poll](auto *list, const auto &name) {
-        const auto isOvertaken = [&](const auto &one) {
-            const CUpgradeProgress *progress = progressOf(name(one));
-            return !progress || progress->livePoll > poll;
-        };
-        list->erase(std::remove_if(list->begin(), list->end(), isOvertaken), list->end());
+    const auto isOvertaken = [this, poll](const QVariant &row) {
+        const CUpgradeProgress *progress = progressOf(nameOf(row));
+        return !progress || progress->livePoll > poll;
     };
-    const auto itself = [](const QString &name) { return name; };
-    drop(&merge->downloadFailed, itself);
-    drop(&merge->installFailed, itself);
-    drop(&merge->ended, nameOf);
+    rows->erase(std::remove_if(rows->begin(), rows->end(), isOvertaken), rows->end());
 }
 
 void CUpgradeTableWidget::showErrorDialog(const QStringList &downloadFailed, const QStringList &installFailed)
@@ -329,16 +317,13 @@ void CUpgradeTableWidget::updateRowIndex()
         return;
     }
     const QMutexLocker locker(&m_rowsLock);
-    QHash<QWidget *, QString> names;
-    names.reserve(m_progressByName.size());
-    for (auto it = m_progressByName.cbegin(); it != m_progressByName.cend(); ++it)
-        names.insert(it.value(), it.key());
+    QHash<const QWidget *, int> rows;
+    rows.reserve(rowCount());
+    for (int row = 0; row < rowCount(); ++row)
+        rows.insert(cellWidget(row, 1), row);
     m_rowByName.clear();
-    for (int row = 0; row < rowCount(); ++row) {
-        const auto name = names.constFind(cellWidget(row, 1));
-        if (name != names.cend())
-            m_rowByName.insert(*name, row);
-    }
+    for (auto it = m_progressByName.cbegin(); it != m_progressByName.cend(); ++it)
+        m_rowByName.insert(it.key(), rows.value(it.value()));
 }
 
 void CUpgradeTableWidget::onCancelDownload(QVariant info)
@@ -349,19 +334,11 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
         m_parentDlg->showNormal();
         m_parentDlg->activateWindow();
     }
-    const int answer = CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), this,
-                                           QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor);
-    if (answer != 1)
-        return;
-    if (name.isEmpty()) {
-        VT_LOG(critical) << QStringLiteral("【取消下载】：获取软件名称失败。");
-        return;
-    }
-    const auto outcome =
-        call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {{tarn::upgrade::key::SoftwareName, name}});
-    if (!outcome.called())
-        VT_LOG(critical) << QStringLiteral("【取消下载】：获取在线升级服务客户端接口对象失败。");
-    VT_LOG_OUTCOME(outcome.transportAsRefusal(), QStringLiteral("【取消下载】调用停止升级接口"), QString());
+    const int answer =
+        CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), this, QStringLiteral("是"),
+                            QStringLiteral("否"), eBoxOrigin::AskedFor, text::brief(name));
+    if (answer == 1)
+        upgradecalls::stop(name, __func__);
 }
 
 void CUpgradeTableWidget::stopAllTask()
@@ -458,26 +435,14 @@ void CUpgradeTableWidget::keyPressEvent(QKeyEvent *event)
 
 bool CUpgradeTableWidget::viewportEvent(QEvent *event)
 {
-    switch (event->type()) {
-    case QEvent::MouseMove: {
-        const QPoint pos = static_cast<QMouseEvent *>(event)->pos();
-        onCellEntered(rowAt(pos.y()), columnAt(pos.x()));
-        break;
-    }
-    case QEvent::HoverEnter:
-    case QEvent::HoverMove: {
-        const QPoint pos = static_cast<QHoverEvent *>(event)->pos();
-        onCellEntered(rowAt(pos.y()), columnAt(pos.x()));
-        break;
-    }
-    case QEvent::Leave:
-    case QEvent::HoverLeave:
-    case QEvent::FocusOut:
+    const QEvent::Type type = event->type();
+    const auto enter = [this](const QPoint &pos) { onCellEntered(rowAt(pos.y()), columnAt(pos.x())); };
+    if (type == QEvent::MouseMove)
+        enter(static_cast<QMouseEvent *>(event)->pos());
+    else if (type == QEvent::HoverEnter || type == QEvent::HoverMove)
+        enter(static_cast<QHoverEvent *>(event)->pos());
+    else if (type == QEvent::Leave || type == QEvent::HoverLeave || type == QEvent::FocusOut)
         onCellEntered(-1, -1);
-        break;
-    default:
-        break;
-    }
     return QTableWidget::viewportEvent(event);
 }
 
@@ -486,20 +451,10 @@ void CUpgradeTableWidget::onCellEntered(int row, int column)
     const QPoint entered(column, row);
     if (m_hoveredCell == entered)
         return;
-    const QPoint left = m_hoveredCell;
-    m_hoveredCell = entered;
+    const QPoint left = std::exchange(m_hoveredCell, entered);
     emit sigCellLeave(left.y(), left.x());
-    if (m_delegate->hoveredRow() == row)
-        return;
-    updateHoveredRow(m_delegate->hoveredRow());
     m_delegate->setHoveredRow(row);
-    updateHoveredRow(row);
-}
-
-void CUpgradeTableWidget::updateHoveredRow(int row)
-{
-    if (row >= 0 && row < rowCount())
-        viewport()->update(0, rowViewportPosition(row), viewport()->width(), rowHeight(row));
+    viewport()->update();
 }
 
 } // namespace upgrade::controls

@@ -10,7 +10,6 @@ namespace upgrade::controls {
 
 class CUpgradeProgress;
 class CUpgradeTableDelegate;
-struct TaskMerge;
 
 /// The running upgrade tasks: one row per product, merged from the polls of the refresher. GUI thread.
 ///
@@ -73,14 +72,13 @@ private:
     void showRows(const QList<QVariant> &rows);
     void removeIndices(QList<int> indices);
     void startInstallations(const QList<QVariant> &rows, quint64 poll);
-    void reportAndRemove(TaskMerge *merge, quint64 poll);
-    void dropOvertaken(TaskMerge *merge, quint64 poll) const;
+    void reportAndRemove(QList<QVariant> ended, quint64 poll);
+    void dropOvertaken(QList<QVariant> *rows, quint64 poll) const;
 
     CUpgradeProgress *progressOf(const QString &name) const;
     CUpgradeProgress *progressAt(int row) const;
     int focusedRow() const; ///< -1 if the focus is outside of the rows
     void releaseFocus(int row);
-    void updateHoveredRow(int row);
 
     CUpgradeTableDelegate *m_delegate = nullptr;
     QMap<QString, QWidget *> m_progressByName; ///< the row's identity: its widget in column 1

@@ -3,6 +3,7 @@
 #include "frame/VtServiceClient.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
+#include "upgrade/UpdateRecords.h"
 #include "upgrade/operate/RowKeys.h"
 #include <QTimer>
 
@@ -17,64 +18,43 @@ namespace item = tarn::upgrade::item;
 
 constexpr int PollInterval = 1000; // ms
 
-bool isItemType(int type)
-{
-    return type >= item::Main && type <= item::OldPatch;
-}
-
 QString itemName(const QVariantMap &working)
 {
-    switch (working.value(key::ItemType).toInt()) {
-    case item::Main:
+    const int type = working.value(key::ItemType).toInt();
+    if (type == item::Main)
         return QStringLiteral("主程序");
-    case item::Named:
+    if (type == item::Named)
         return working.value(key::UpdateName).toString();
-    case item::Patch:
-    case item::OldPatch:
+    if (type == item::Patch || type == item::OldPatch)
         return QStringLiteral("补丁");
-    default:
-        return {};
-    }
+    VT_LOG_AS(info, "queryDataInfos") << QStringLiteral("下载类型未标识，类型为%1").arg(type);
+    return {};
 }
 
-void describeDownloading(const QVariantMap &working, QVariantMap *download)
+QVariantMap downloadCtrl(const QVariantMap &task, const QString &name, int status)
 {
-    const qint64 current = working.value(key::CurrentSize).toLongLong();
-    const qint64 total = working.value(key::TotalSize).toLongLong();
-    // A total of 0 is deliberately not caught: the division of doubles gives "inf%" or "nan%".
-    const double percent = static_cast<double>(current) * 100.0 / static_cast<double>(total);
-    download->insert(
-        row::DownloadTip,
-        QStringLiteral("正在下载%1，版本号：%2").arg(itemName(working), working.value(key::UpdateVersion).toString()));
-    download->insert(row::DownloadPercent, QString::asprintf("%.0lf%%", percent));
-    download->insert(row::CurrentBytes, current);
-    download->insert(row::TotalBytes, total);
-}
-
-QVariantMap installParts(const QVariantMap &task)
-{
-    QVariantMap parts;
-    for (const QString &part : {key::Software, key::Plugins, key::Patch, key::OldPatch}) {
-        const auto it = task.constFind(part);
-        if (it != task.cend())
-            parts.insert(part, *it);
-    }
-    return parts;
-}
-
-QVariantMap downloadCtrl(const QVariantMap &task, int status)
-{
-    QVariantMap download{{row::DownloadTip, QString()}, {row::DownloadPercent, QString()}};
+    QVariantMap ctrl{
+        {row::DownloadTip, QString()},
+        {row::DownloadPercent, QString()},
+        {row::TaskStatus, status},
+        {row::CtrlSoftName, name},
+        {row::InstallParam, records::parts(task, {key::Software, key::Plugins, key::Patch, key::OldPatch})}};
     if (status == state::Downloading) {
-        describeDownloading(task.value(key::WorkingItem).toMap(), &download);
+        const QVariantMap working = task.value(key::WorkingItem).toMap();
+        const qint64 current = working.value(key::CurrentSize).toLongLong();
+        const qint64 total = working.value(key::TotalSize).toLongLong();
+        // A total of 0 is deliberately not caught: the division of doubles gives "inf%" or "nan%".
+        const double percent = static_cast<double>(current) * 100.0 / static_cast<double>(total);
+        ctrl[row::DownloadTip] = QStringLiteral("正在下载%1，版本号：%2")
+                                     .arg(itemName(working), working.value(key::UpdateVersion).toString());
+        ctrl[row::DownloadPercent] = QString::asprintf("%.0lf%%", percent);
+        ctrl[row::CurrentBytes] = current;
+        ctrl[row::TotalBytes] = total;
     } else if (status == state::Installing) {
-        download.insert(row::DownloadTip, QStringLiteral("下载完成"));
-        download.insert(row::DownloadPercent, QStringLiteral("安装中..."));
+        ctrl[row::DownloadTip] = QStringLiteral("下载完成");
+        ctrl[row::DownloadPercent] = QStringLiteral("安装中...");
     }
-    download.insert(row::TaskStatus, status);
-    download.insert(row::CtrlSoftName, task.value(key::SoftName).toString());
-    download.insert(row::InstallParam, installParts(task));
-    return download;
+    return ctrl;
 }
 
 UpgradeRowInfo rowOf(const QVariantMap &task)
@@ -86,7 +66,7 @@ UpgradeRowInfo rowOf(const QVariantMap &task)
             {row::SoftInfoCtrl, QVariantMap{{row::CtrlSoftName, name},
                                             {row::SoftVersion, task.value(key::CurrentVersion).toString()},
                                             {row::IconPath, task.value(key::ExeFilePath).toString()}}},
-            {row::DownloadCtrl, downloadCtrl(task, status)},
+            {row::DownloadCtrl, downloadCtrl(task, name, status)},
             {row::TaskStatus, status}};
 }
 } // namespace
@@ -96,17 +76,10 @@ QList<QVariant> queryDataInfos(const QVariant &taskInfoList)
     QList<QVariant> rows;
     const QList<QVariant> tasks = taskInfoList.toList();
     rows.reserve(tasks.size());
-    for (const QVariant &one : tasks) {
-        const QVariantMap task = one.toMap();
-        const int type = task.value(key::WorkingItem).toMap().value(key::ItemType).toInt();
-        if (task.value(key::Status).toInt() == state::Downloading && !isItemType(type))
-            VT_LOG(info) << QStringLiteral("下载类型未标识，类型为%1").arg(type);
-        rows.append(rowOf(task));
-    }
+    for (const QVariant &task : tasks)
+        rows.append(rowOf(task.toMap()));
     return rows;
 }
-
-CUpgradeDataRefresher::CUpgradeDataRefresher() = default;
 
 CUpgradeDataRefresher::~CUpgradeDataRefresher()
 {
@@ -126,14 +99,8 @@ void CUpgradeDataRefresher::stopWork()
     if (!m_timer)
         return;
     m_timer->stop();
-    disconnect(m_timer, &QTimer::timeout, this, &CUpgradeDataRefresher::onTimeout);
     m_timer->deleteLater(); // the poll that stops the work comes from this timer's own signal
     m_timer = nullptr;
-}
-
-void CUpgradeDataRefresher::updateUpgradeTasks()
-{
-    onTimeout();
 }
 
 void CUpgradeDataRefresher::onTimeout()

@@ -17,13 +17,13 @@ class CUpgradeDataRefresher final : public QObject
 {
     Q_OBJECT
 public:
-    CUpgradeDataRefresher();
+    CUpgradeDataRefresher() = default;
     ~CUpgradeDataRefresher() override;
 
     void startWork(); ///< the first tick comes after a second; a running timer is restarted
     void stopWork();
-    void updateUpgradeTasks();       ///< one immediate poll
-    QVariant getUpgradeTasksInfos(); ///< the running tasks as a QList<QVariant> of display rows
+    void updateUpgradeTasks() { onTimeout(); } ///< one immediate poll
+    QVariant getUpgradeTasksInfos();           ///< the running tasks as a QList<QVariant> of display rows
 
 public slots:
     void onTimeout();
