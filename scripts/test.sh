@@ -19,9 +19,10 @@ if [ "$preset" = release ]; then
     scripts/install-deps.sh bench # the benchmarks are built, so that they cannot rot
 fi
 
-step "C++ style and layers"
+step "style, layers and documents"
 git ls-files -z -- '*.cpp' '*.h' | xargs -0 -r clang-format --dry-run --Werror
 scripts/check-layers.py
+scripts/check-docs.py
 
 step "configure ($preset)"
 mkdir -p build
