@@ -87,6 +87,10 @@ CardTextView::CardTextView(const MessageCard &card, QWidget *parent)
 void CardTextView::setContent(const QString &content, const QSize &pictureBox)
 {
     m_isLong = content.size() > LongContent;
+    if (m_isLong) { // laying it out again for another size would hold the window
+        resize(pictureBox.width(), MaxLines * m_lineHeight);
+        makeScrollable();
+    }
     m_document->showPictures(pictureBox, devicePixelRatioF());
     setBody(m_document, content, font(), m_lineHeight);
 }

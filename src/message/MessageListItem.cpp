@@ -7,6 +7,7 @@
 #include "message/MessageList.h"
 #include "message/MessagePushEvent.h"
 #include "message/MsgCenterDataMgr.h"
+#include "widgets/CustomBtn.h"
 #include "widgets/SafeHtml.h"
 #include "widgets/ShownText.h"
 #include "widgets/WebLink.h"
@@ -31,9 +32,7 @@ public:
 protected:
     void keyPressEvent(QKeyEvent *event) override
     {
-        if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-            click();
-        else
+        if (!clickByReturn(this, event))
             QToolButton::keyPressEvent(event);
     }
 };
@@ -59,6 +58,7 @@ int CMessageListItem::fitToWidth(int width)
         const QRect text = m_card->textRect(width);
         m_body->move(text.left(), m_card->bodyTop());
         height = qMax(height, m_card->bodyTop() + m_body->fitToWidth(text.width()) + m_card->padding());
+        m_body->show();
     }
     return height;
 }
@@ -320,8 +320,8 @@ void CMessageListItem::applyState()
         m_arrow->setFocusPolicy(m_isSelected ? Qt::TabFocus : Qt::NoFocus); // one card's buttons are stops of Tab
         m_delete->setVisible(m_isSelected);
     }
-    if (m_body)
-        m_body->setVisible(m_isExpanded);
+    if (m_body && !m_isExpanded)
+        m_body->hide();
     update();
 }
 
@@ -333,7 +333,6 @@ void CMessageListItem::buildBody()
     connect(m_body, &CardBody::linkActivated, this, &CMessageListItem::OnlinkActivated);
     connect(m_body, &CardBody::pressed, this, &CMessageListItem::select);
     connect(m_body, &CardBody::pictureShown, this, &CMessageListItem::updateGeometry);
-    m_body->show();
     buildParts();
     QWidgetList stops = m_body->tabStops();
     stops.prepend(m_arrow);

@@ -29,9 +29,14 @@ QString CCustomBtn::toneName() const
 
 void CCustomBtn::keyPressEvent(QKeyEvent *event)
 {
-    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (enter && !event->isAutoRepeat())
-        click();
-    else
+    if (!clickByReturn(this, event))
         QPushButton::keyPressEvent(event);
+}
+
+bool clickByReturn(QAbstractButton *button, const QKeyEvent *event)
+{
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isReturn && !event->isAutoRepeat())
+        button->click();
+    return isReturn;
 }

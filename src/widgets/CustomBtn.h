@@ -2,6 +2,9 @@
 
 #include <QPushButton>
 
+/// For the key handler of a button: Return and Enter click it, as Space does. @return whether the key was one of them
+bool clickByReturn(QAbstractButton *button, const QKeyEvent *event);
+
 /// The push button of all windows: one of four tones (rules in Look), pointing hand, never a default button by itself.
 /// With the focus on it both Space and Return press it.
 class CCustomBtn : public QPushButton

@@ -35,12 +35,10 @@ enum class Kind {
     Hidden    // is removed with its content
 };
 
-enum class Needs { Nothing, Blocks, Pictures, Links, Documents };
-
 struct Element
 {
     Kind kind;
-    Needs needs;
+    bool Policy::*needs; // null: always kept
 };
 
 const QHash<QString, Element> &elements()
@@ -51,21 +49,20 @@ const QHash<QString, Element> &elements()
             const char *names;
             Element element;
         } rows[] = {
-            {"b strong i em u font span", {Kind::Inline, Needs::Nothing}},
-            {"s sub sup small big code tt", {Kind::Inline, Needs::Blocks}},
-            {"cite var dfn kbd samp del nobr", {Kind::Inline, Needs::Documents}},
-            {"a", {Kind::Inline, Needs::Links}},
-            {"p", {Kind::Item, Needs::Nothing}},
-            {"br", {Kind::Void, Needs::Nothing}},
-            {"img", {Kind::Void, Needs::Pictures}},
-            {"hr", {Kind::Void, Needs::Documents}},
-            {"div center h1 h2 h3 h4 h5 h6", {Kind::Block, Needs::Blocks}},
-            {"pre blockquote address thead tbody tfoot caption", {Kind::Block, Needs::Documents}},
-            {"li", {Kind::Item, Needs::Blocks}},
-            {"ul ol", {Kind::Boundary, Needs::Blocks}},
-            {"tr td th dt dd", {Kind::Item, Needs::Documents}},
-            {"table dl", {Kind::Boundary, Needs::Documents}},
-            {"script title style head", {Kind::Hidden, Needs::Nothing}}, // the last two stay in documents
+            {"b strong i em u font span a", {Kind::Inline, nullptr}},
+            {"s sub sup small big code tt", {Kind::Inline, &Policy::blocks}},
+            {"cite var dfn kbd samp del nobr", {Kind::Inline, &Policy::documents}},
+            {"p", {Kind::Item, nullptr}},
+            {"br", {Kind::Void, nullptr}},
+            {"img", {Kind::Void, &Policy::blocks}},
+            {"hr", {Kind::Void, &Policy::documents}},
+            {"div center h1 h2 h3 h4 h5 h6", {Kind::Block, &Policy::blocks}},
+            {"pre blockquote address thead tbody tfoot caption", {Kind::Block, &Policy::documents}},
+            {"li", {Kind::Item, &Policy::blocks}},
+            {"ul ol", {Kind::Boundary, &Policy::blocks}},
+            {"tr td th dt dd", {Kind::Item, &Policy::documents}},
+            {"table dl", {Kind::Boundary, &Policy::documents}},
+            {"script title style head", {Kind::Hidden, nullptr}}, // the last two stay in documents
         };
         QHash<QString, Element> result;
         for (const auto &row : rows) {
@@ -113,33 +110,21 @@ QHash<QString, QString> attributesOf(const QString &source)
     return result;
 }
 
-bool matches(const QString &value, const QRegularExpression &whole)
+// A colour or a keyword; else empty.
+QString judgedWord(const QString &value)
 {
-    return value.size() <= 24 && whole.match(value).hasMatch();
-}
-
-bool isColour(const QString &value)
-{
-    static const QRegularExpression colour(QStringLiteral("^#?[a-zA-Z0-9]+$"));
-    return matches(value, colour);
-}
-
-bool isWord(const QString &value)
-{
-    static const QRegularExpression word(QStringLiteral("^[a-zA-Z0-9-]+$"));
-    return matches(value, word);
+    static const QRegularExpression word(QStringLiteral("^#?[a-zA-Z0-9-]{1,24}$"));
+    return word.match(value).hasMatch() ? value : QString();
 }
 
 // "12px", "9pt" or "large"; empty when the size is none.
 QString boundedFontSize(const QString &value)
 {
-    static const QRegularExpression size(QStringLiteral("^([0-9.]+)(px|pt)$"));
-    static const QRegularExpression word(QStringLiteral("^(x{0,2}-)?(small|large|smaller|larger|medium)$"));
-    if (value.size() > 24)
-        return QString();
+    static const QRegularExpression size(
+        QStringLiteral("^(?:([0-9.]{1,8})(px|pt)|(?:x{0,2}-)?(?:small|large|smaller|larger|medium))$"));
     const QRegularExpressionMatch match = size.match(value);
-    if (!match.hasMatch())
-        return word.match(value).hasMatch() ? value : QString();
+    if (!match.hasMatch() || match.capturedLength(2) == 0)
+        return match.captured();
     const double unit = match.captured(2) == QLatin1String("px") ? 1 : 0.75; // of a pixel at 96 DPI
     const double bounded = qBound(SmallestFont * unit, match.captured(1).toDouble(), LargestFont * unit);
     return QString::number(bounded, 'f', 0) + match.captured(2);
@@ -149,19 +134,17 @@ QString boundedFontSize(const QString &value)
 QString judgedStyle(const QString &style, bool blocks)
 {
     static const QStringList words{QStringLiteral("font-weight"), QStringLiteral("font-style"),
-                                   QStringLiteral("text-decoration")};
+                                   QStringLiteral("text-decoration"), QStringLiteral("color")};
+    static const QStringList blockWords =
+        words + QStringList{QStringLiteral("background-color"), QStringLiteral("text-align")};
     QString result;
     for (const QString &declaration : style.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
         const QString name = declaration.section(QLatin1Char(':'), 0, 0).trimmed().toLower();
         QString value = declaration.section(QLatin1Char(':'), 1).trimmed().toLower();
-        if (blocks && name == QLatin1String("font-size"))
-            value = boundedFontSize(value);
-        else if (name == QLatin1String("color") || (blocks && name == QLatin1String("background-color")))
-            value = isColour(value) ? value : QString();
-        else if (words.contains(name) || (blocks && name == QLatin1String("text-align")))
-            value = isWord(value) ? value : QString();
-        else
-            value.clear();
+        const bool isKept = blocks ? blockWords.contains(name) : words.contains(name);
+        value = blocks && name == QLatin1String("font-size") ? boundedFontSize(value)
+                : isKept                                     ? judgedWord(value)
+                                                             : QString();
         if (!value.isEmpty())
             result += name + QLatin1Char(':') + value + QLatin1Char(';');
     }
@@ -173,13 +156,6 @@ bool isLocalFile(const QString &source)
     const QUrl url(source);
     return source.startsWith(QLatin1Char('/')) ? !source.startsWith(QLatin1String("//"))
                                                : url.isLocalFile() && url.host().isEmpty();
-}
-
-QString boundedNumber(const QString &value, int most)
-{
-    bool isNumber = false;
-    const int number = value.toInt(&isNumber);
-    return isNumber ? QString::number(qBound(0, number, most)) : QString();
 }
 
 // Whether the text from a "&" on begins with an entity. @return its length, 0 if it does not
@@ -195,20 +171,13 @@ int entityLength(const QString &text, int at)
     return 0;
 }
 
-// Not within a surrogate pair, an entity or a tag.
-QString cut(const QString &text, int length)
+int endOfShown(const QString &text, const Policy &policy)
 {
-    if (text.size() <= length)
-        return text;
-    int end = text::beginning(text, length).size();
-    const int ampersand = text.lastIndexOf(QLatin1Char('&'), end - 1);
-    if (ampersand > end - MaxEntity && ampersand >= 0 && ampersand + entityLength(text, ampersand) > end)
-        end = ampersand;
-    const int opened = end > 0 ? text.lastIndexOf(QLatin1Char('<'), end - 1) : -1;
-    const bool isInTag = opened > end - MaxAttributes && opened >= 0 && opened + 1 < text.size() &&
-                         (isNameChar(text.at(opened + 1)) || text.at(opened + 1) == QLatin1Char('/')) &&
-                         text.midRef(opened, end - opened).indexOf(QLatin1Char('>')) < 0;
-    return text.left(isInTag ? opened : end);
+    int taken = 0;
+    int end = 0;
+    while (end < text.size() && taken < policy.maxChars)
+        taken += text.at(end++) == QLatin1Char('\n') ? policy.lineEnd : 1;
+    return text::beginning(text, end).size();
 }
 
 class Reducer
@@ -216,23 +185,27 @@ class Reducer
 public:
     Reducer(const QString &source, const Policy &policy)
         : m_source(source)
+        , m_end(endOfShown(source, policy))
         , m_policy(policy)
     {
-        m_result.text.reserve(source.size() + source.size() / 16);
+        m_result.text.reserve(m_end + m_end / 16);
     }
 
-    Reduced run()
+    // @param mark what follows a cut text
+    Reduced run(const QString &mark)
     {
         int from = 0;
-        for (int at = m_source.indexOf(QLatin1Char('<')); at >= 0; at = m_source.indexOf(QLatin1Char('<'), from)) {
+        for (int at = nextTag(from); at < m_end; at = nextTag(from)) {
             addWords(from, at);
             from = readMarkup(at);
         }
-        addWords(from, m_source.size());
+        addWords(from, m_end);
+        if (!m_policy.blocks && !m_result.isRich)
+            addPlainText();
+        if (m_end < m_source.size())
+            m_result.text += mark;
         while (!m_open.isEmpty())
             closeTop();
-        if (m_policy.plain && !m_result.isRich)
-            addPlainText();
         addStyles();
         return m_result;
     }
@@ -242,6 +215,8 @@ private:
     {
         return m_source.midRef(at).startsWith(QLatin1String(text), Qt::CaseInsensitive);
     }
+
+    int nextTag(int from) const { return after(m_source.indexOf(QLatin1Char('<'), from), 0); }
 
     int after(int found, int length) const { return found < 0 ? m_source.size() : found + length; }
 
@@ -298,23 +273,6 @@ private:
         return firstEnd;
     }
 
-    bool keeps(const Element &element) const
-    {
-        switch (element.needs) {
-        case Needs::Nothing:
-            return true;
-        case Needs::Blocks:
-            return m_policy.blocks;
-        case Needs::Pictures:
-            return m_policy.pictures && m_pictures < MaxPictures;
-        case Needs::Links:
-            return m_policy.links != Links::None;
-        case Needs::Documents:
-            return m_policy.documents;
-        }
-        return false;
-    }
-
     // @return the position after the tag, and after its content when that is not shown
     int openTag(const QString &name, const QString &attributes, int end)
     {
@@ -324,7 +282,9 @@ private:
         const Element element = *found;
         if (element.kind == Kind::Hidden)
             return skipHidden(name, end);
-        if (!keeps(element)) {
+        const bool isKept =
+            name == QLatin1String("a") ? m_policy.links != Links::None : !element.needs || m_policy.*element.needs;
+        if (!isKept) {
             if (name == QLatin1String("tr"))
                 m_result.text += QLatin1String("<br>");
             else if (name == QLatin1String("td") || name == QLatin1String("th"))
@@ -345,9 +305,8 @@ private:
         }
         if (name == QLatin1String("img")) {
             const QString source = attributesOf(attributes).value(QStringLiteral("src"));
-            if (!m_policy.documents && !isLocalFile(source))
+            if ((!m_policy.documents && !isLocalFile(source)) || ++m_pictures > MaxPictures)
                 return end;
-            ++m_pictures;
         }
         m_result.isRich = true;
         m_depths += m_open.size() + 1;
@@ -422,65 +381,59 @@ private:
                 result += QLatin1Char(' ') + key + QLatin1String("=\"") + escaped(value) + QLatin1Char('"');
         };
         if (name == QLatin1String("a"))
-            addLink(given.value(QStringLiteral("href")), add);
+            add(QStringLiteral("href"), judgedLink(given.value(QStringLiteral("href"))));
         if (m_policy.documents) {
-            static const QStringList whole{
-                QStringLiteral("style"),       QStringLiteral("class"),       QStringLiteral("id"),
-                QStringLiteral("name"),        QStringLiteral("align"),       QStringLiteral("valign"),
-                QStringLiteral("width"),       QStringLiteral("height"),      QStringLiteral("bgcolor"),
-                QStringLiteral("color"),       QStringLiteral("face"),        QStringLiteral("size"),
-                QStringLiteral("border"),      QStringLiteral("type"),        QStringLiteral("start"),
-                QStringLiteral("cellspacing"), QStringLiteral("cellpadding"), QStringLiteral("src"),
-            };
+            static const QStringList whole =
+                QStringLiteral(
+                    "style class id name align valign width height bgcolor color face size border type start "
+                    "cellspacing cellpadding src")
+                    .split(QLatin1Char(' '));
             for (const QString &key : whole)
                 add(key, given.value(key));
-            for (const char *key : {"colspan", "rowspan"})
-                add(QLatin1String(key), boundedNumber(given.value(QLatin1String(key)), MaxSpan));
+            for (const QString &key : {QStringLiteral("colspan"), QStringLiteral("rowspan")}) {
+                if (const int span = given.value(key).toInt())
+                    add(key, QString::number(qBound(0, span, MaxSpan)));
+            }
             return result;
         }
         if (name == QLatin1String("img"))
             add(QStringLiteral("src"), given.value(QStringLiteral("src")));
         QString style = judgedStyle(given.value(QStringLiteral("style")), m_policy.blocks);
-        const QString colour = given.value(QStringLiteral("color"));
-        if (isColour(colour) && !(QLatin1Char(';') + style).contains(QLatin1String(";color:")))
+        const QString colour = judgedWord(given.value(QStringLiteral("color")));
+        if (!colour.isEmpty() && !(QLatin1Char(';') + style).contains(QLatin1String(";color:")))
             style.prepend(QLatin1String("color:") + colour + QLatin1Char(';'));
         add(QStringLiteral("style"), style);
-        if (m_policy.blocks) {
-            const QString align = given.value(QStringLiteral("align"));
-            add(QStringLiteral("align"), isWord(align) ? align : QString());
-            const QString size = name == QLatin1String("font") ? given.value(QStringLiteral("size")) : QString();
-            add(QStringLiteral("size"), size.size() <= 2 ? size : QString());
-        }
+        if (m_policy.blocks)
+            add(QStringLiteral("align"), judgedWord(given.value(QStringLiteral("align"))));
+        if (m_policy.blocks && name == QLatin1String("font"))
+            add(QStringLiteral("size"), given.value(QStringLiteral("size")).left(2));
         return result;
     }
 
-    template <class Add>
-    void addLink(const QString &address, Add add)
+    QString judgedLink(const QString &address)
     {
         const QString plain = QString(address).replace(QLatin1String("&amp;"), QLatin1String("&"));
-        if (address.isEmpty() || (m_policy.links == Links::Web && weblink::target(plain).isEmpty()))
-            return;
-        add(QStringLiteral("href"), address);
-        m_result.hasLink = true;
+        const bool isGood = m_policy.links == Links::Any || !weblink::target(plain).isEmpty();
+        m_result.hasLink = m_result.hasLink || (isGood && !address.isEmpty());
+        return isGood ? address : QString();
     }
 
     void addWords(int from, int to)
     {
         for (int i = from; i < to; ++i) {
             const QChar c = m_source.at(i);
-            if (m_policy.lineEnds && c == QLatin1Char('\r') && startsWith(i, "\r\n") && i + 1 < to) {
+            if (!m_policy.blocks && c == QLatin1Char('\r') && startsWith(i, "\r\n")) {
                 m_result.text += QLatin1String("<br>");
                 m_unbroken = 0;
                 ++i;
                 continue;
             }
             const int entity = c == QLatin1Char('&') ? entityLength(m_source, i) : 0;
-            if (entity > 0) {
+            if (entity > 0)
                 m_result.text += m_source.midRef(i, entity);
-                i += entity - 1;
-            } else {
+            else
                 m_result.text += c;
-            }
+            i += qMax(0, entity - 1);
             countUnbroken(c);
         }
     }
@@ -489,25 +442,25 @@ private:
     {
         m_result.text.clear();
         m_unbroken = 0;
-        for (const QChar c : m_source) {
+        for (const QChar c : m_source.left(m_end)) {
             m_result.text += c;
             countUnbroken(c);
         }
-        if (m_policy.lineEnds)
-            m_result.text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+        m_result.text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
     }
 
     // The layout takes quadratic time over a run that it cannot break, and a box grows as wide as its longest one.
     void countUnbroken(QChar c)
     {
         m_unbroken = c.isSpace() || isIdeograph(c) ? 0 : m_unbroken + 1;
-        if (m_policy.longWord > 0 && m_unbroken >= m_policy.longWord && !c.isHighSurrogate()) {
+        if (m_unbroken >= m_policy.longWord && !c.isHighSurrogate()) {
             m_result.text += BreakHere;
             m_unbroken = 0;
         }
     }
 
     const QString &m_source;
+    const int m_end; // a tag or an entity that begins before it is read as a whole
     const Policy &m_policy;
     Reduced m_result;
     QVector<QString> m_open;
@@ -520,34 +473,31 @@ private:
 
 } // namespace
 
-// In the order of the members: characters, long word, open elements, tags, then the switches and the links.
+// In the order of the members: characters, line end, long word, open elements, tags, blocks, documents, links.
 
 Policy box()
 {
-    return {10000, 24, 100, 20000, true, true, false, false, false, Links::Web};
+    return {10000, 1, 24, 100, 20000, false, false, Links::Web};
 }
 
 Policy notice()
 {
-    return {20000, 200, 100, 20000, false, false, true, true, false, Links::None};
+    return {20000, 8, 200, 100, 20000, true, false, Links::None};
 }
 
 Policy card()
 {
-    return {65536, 200, 100, 20000, false, false, true, true, false, Links::None};
+    return {65536, 8, 200, 100, 20000, true, false, Links::None};
 }
 
 Policy notes()
 {
-    return {2 << 20, 200, 200, 20000, false, false, true, true, true, Links::Any};
+    return {2 << 20, 1, 200, 200, 20000, true, true, Links::Any};
 }
 
 Reduced reduce(const QString &text, const Policy &policy)
 {
-    QString source = cut(text, policy.maxChars);
-    if (source.size() < text.size())
-        source += QStringLiteral("……");
-    return Reducer(source, policy).run();
+    return Reducer(text, policy).run(QStringLiteral("……"));
 }
 
 QString words(const QString &text, int length)
@@ -557,15 +507,14 @@ QString words(const QString &text, int length)
     constexpr int SecondLook = 65536;
     Policy policy = card();
     policy.maxTags = 1000;
-    policy.pictures = false;
+    policy.lineEnd = 1;
     for (const int look : {FirstLook, SecondLook}) {
-        const QString source = cut(text, qMax(look, length));
-        policy.maxChars = source.size();
-        const Reduced reduced = reduce(source, policy);
+        policy.maxChars = qMax(look, length);
+        const Reduced reduced = Reducer(text, policy).run(QString());
         QString plain = reduced.isRich || reduced.text.contains(QLatin1Char('&'))
                             ? QTextDocumentFragment::fromHtml(reduced.text).toPlainText()
                             : reduced.text;
-        plain = plain.remove(BreakHere).simplified();
+        plain = plain.remove(BreakHere).remove(QChar::ObjectReplacementCharacter).simplified();
         if (!plain.isEmpty() || text.size() <= look)
             return text::beginning(plain, length);
     }

@@ -18,14 +18,14 @@ enum class Links {
 /// and comments are removed with their content; a "<" that opens no tag is shown.
 struct Policy
 {
-    int maxChars = 0;       ///< longer texts are cut and end in "……"
-    int longWord = 200;     ///< characters without a place to break, after which U+200B makes one; 0: never
-    int maxOpen = 100;      ///< elements inside one another; deeper tags go
-    int maxTags = 20000;    ///< tags beyond go; those of blocks become line ends
-    bool plain = false;     ///< a text without a tag that stays is plain text: nothing in it is read as an entity
-    bool lineEnds = false;  ///< "\r\n" breaks the line
-    bool blocks = false;    ///< headings, lists, alignment, font sizes of 8 to 32 pixels
-    bool pictures = false;  ///< <img> of local files: an absolute path or a file: address
+    int maxChars = 0;    ///< longer texts are cut and end in "……"
+    int lineEnd = 1;     ///< characters that a line end counts as: it takes as long to lay out as several
+    int longWord = 200;  ///< characters without a place to break, after which U+200B makes one
+    int maxOpen = 100;   ///< elements inside one another; deeper tags go
+    int maxTags = 20000; ///< tags beyond go; those of blocks become line ends
+    bool blocks = true;  ///< headings, lists, alignment, font sizes of 8 to 32 pixels, and <img> of local files: an
+                         ///< absolute path or a file: address. Without: "\r\n" breaks the line, and a text in which no
+                         ///< tag stays is plain text
     bool documents = false; ///< tables, style sheets and the attributes of whole pages
     Links links = Links::None;
 };
@@ -42,7 +42,7 @@ Policy notes();
 struct Reduced
 {
     QString text;
-    bool isRich = false;      ///< text is HTML; else plain text (only with Policy::plain)
+    bool isRich = false;      ///< text is HTML; else plain text (only without Policy::blocks)
     bool hasLink = false;     ///< there is a link to be followed
     bool isFlattened = false; ///< tags went because they were too many or too deep
     bool isUnstyled = false;  ///< style sheets went because they were too large for the number of tags

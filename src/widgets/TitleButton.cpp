@@ -1,4 +1,5 @@
 #include "widgets/TitleButton.h"
+#include "widgets/CustomBtn.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
 #include <QKeyEvent>
@@ -49,9 +50,6 @@ void TitleButton::paintEvent(QPaintEvent *)
 
 void TitleButton::keyPressEvent(QKeyEvent *event)
 {
-    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (enter && !event->isAutoRepeat())
-        click();
-    else
+    if (!clickByReturn(this, event))
         QPushButton::keyPressEvent(event);
 }

@@ -240,6 +240,7 @@ private slots:
         QCOMPARE(window->focusWidget(), arrow(item(window, 1)));
         QTest::keyClick(window->focusWidget(), Qt::Key_Return);
         QVERIFY(item(window, 1)->isExpanded());
+        QTRY_VERIFY(item(window, 1)->findChild<QWidget *>("messageView")->isVisible());
         QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
         QCOMPARE(window->focusWidget()->objectName(), QString("messageView"));
         QTest::keyClick(window->focusWidget(), Qt::Key_Tab);

@@ -111,10 +111,12 @@ private slots:
         QCOMPARE(cut("abcd", 4), QString("abcd"));
         QCOMPARE(cut("abcde", 4), QString("abcd……"));
         QCOMPARE(cut("abc\U0001F600", 4), QString("abc……"));
-        QCOMPARE(cut("a&amp;b", 4), QString("a……"));
+        QCOMPARE(cut("a&amp;b", 4), QString("a&amp;……"));
         QCOMPARE(cut("a&b c&", 4), QString("a&b ……"));
-        QCOMPARE(cut("a<b>c</b>", 3), QString("a……"));
+        QCOMPARE(cut("a<b>c</b>", 3), QString("a<b>……</b>"));
         QCOMPARE(cut("<b>c</b>", 4), QString("<b>c……</b>"));
+        QCOMPARE(cut("a\nb\nc", 9), QString("a\n……")); // a line end takes as much time as eight characters
+        QCOMPARE(cut("a\nb\nc", 20), QString("a\nb\nc"));
     }
 
     void words()
