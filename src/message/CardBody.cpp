@@ -1,6 +1,5 @@
 #include "message/CardBody.h"
 
-#include "base/WorkPool.h"
 #include "message/CardTextView.h"
 #include "message/LinkLabel.h"
 #include "message/MessageCard.h"
@@ -35,12 +34,20 @@ int CardBody::fitToWidth(int width)
 {
     if (width == m_fittedWidth)
         return height();
-    int bottom = m_view->fitToWidth(width);
-    m_view->setGeometry(0, 0, width, bottom);
+    int bottom = 0;
+    const auto place = [this, &bottom](QWidget *part, const QSize &size) {
+        const int top = bottom > 0 ? bottom + m_card->gap() : 0;
+        part->setGeometry(QRect(QPoint(0, top), size));
+        bottom = top + size.height();
+    };
+    place(m_view, QSize(width, m_view->fitToWidth(width)));
     if (m_picture)
-        bottom = placePicture(bottom + m_card->gap(), width);
-    if (m_link)
-        bottom = placeLink(bottom + m_card->gap(), width);
+        place(m_picture, pictureSize(width));
+    if (m_link) {
+        m_link->setFixedWidth(width);
+        m_link->showLink(CreateAbbreviationString(m_linkText, m_link->font(), m_link), m_linkAddress, linkLook());
+        place(m_link, QSize(width, m_link->sizeHint().height()));
+    }
     resize(width, bottom);
     m_fittedWidth = width;
     return bottom;
@@ -82,28 +89,23 @@ void CardBody::readPicture(const sMsgData &message, int width)
 {
     if (message.PicFilePath.isEmpty())
         return;
-    const qreal ratio = devicePixelRatioF();
     QSize box(width, m_card->maxPictureHeight());
     if (message.PhotoWidth > 0)
         box.setWidth(qMin(box.width(), message.PhotoWidth));
     if (message.PhotoHight > 0)
         box.setHeight(qMin(box.height(), message.PhotoHight));
-    outsideWork().run(
-        this,
-        [path = message.PicFilePath, pixels = box * ratio](const WorkCancel &) { return picture::read(path, pixels); },
-        [this](const QImage &image) { showPicture(image); });
+    picture::readLater(this, message.PicFilePath, box, devicePixelRatioF(),
+                       [this](const QImage &image) { showPicture(image); });
 }
 
 void CardBody::showPicture(const QImage &image)
 {
     if (image.isNull())
         return;
-    QPixmap pixmap = QPixmap::fromImage(image);
-    pixmap.setDevicePixelRatio(devicePixelRatioF());
     m_picture = new QLabel(this);
     m_picture->setObjectName(QStringLiteral("messagePicture"));
     m_picture->setAccessibleName(QStringLiteral("图片"));
-    m_picture->setPixmap(pixmap);
+    m_picture->setPixmap(QPixmap::fromImage(image));
     m_picture->setScaledContents(true);
     m_picture->show();
     grow();
@@ -115,21 +117,9 @@ void CardBody::grow()
     emit pictureShown();
 }
 
-int CardBody::placePicture(int top, int width)
+QSize CardBody::pictureSize(int width) const
 {
     const QPixmap pixmap = m_picture->pixmap(Qt::ReturnByValue);
-    QSize size = pixmap.size() / pixmap.devicePixelRatio();
-    if (size.width() > width)
-        size.scale(width, size.height(), Qt::KeepAspectRatio);
-    m_picture->setGeometry(QRect(QPoint(0, top), size));
-    return top + size.height();
-}
-
-int CardBody::placeLink(int top, int width)
-{
-    m_link->setFixedWidth(width);
-    m_link->showLink(CreateAbbreviationString(m_linkText, m_link->font(), m_link), m_linkAddress, linkLook());
-    const int height = m_link->sizeHint().height();
-    m_link->setGeometry(0, top, width, height);
-    return top + height;
+    const QSize size = pixmap.size() / pixmap.devicePixelRatio();
+    return size.width() > width ? size.scaled(width, size.height(), Qt::KeepAspectRatio) : size;
 }

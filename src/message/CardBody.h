@@ -36,8 +36,7 @@ private:
     void grow();
     void buildLink(const sMsgData &message);
     void readPicture(const sMsgData &message, int width);
-    int placePicture(int top, int width);
-    int placeLink(int top, int width);
+    QSize pictureSize(int width) const;
 
     QSharedPointer<const MessageCard> m_card;
     CardTextView *m_view = nullptr;

@@ -3,7 +3,6 @@
 #include "message/MessageList.h"
 #include "message/MessageListItem.h"
 #include "message/MsgCenterDataMgr.h"
-#include "message/NotifyWnd.h"
 
 #include "widgets/SafeHtml.h"
 
@@ -114,8 +113,6 @@ QAccessibleInterface *makeInterface(const QString &, QObject *object)
         return new ItemInterface(item);
     if (auto *list = qobject_cast<MessageList *>(object))
         return new ListInterface(list);
-    if (auto *notice = qobject_cast<NotifyWnd *>(object))
-        return new QAccessibleWidget(notice, QAccessible::Notification); // announced without the focus
     return nullptr;
 }
 

@@ -2,8 +2,8 @@
 
 class CMessageListItem;
 
-/// The messages' windows for assistive tools: the message center's list is a list whose items are the messages, without
-/// the containers in between, and a notice is a notification. GUI thread.
+/// The message center for assistive tools: its list is a list whose items are the messages, without the containers in
+/// between. GUI thread.
 namespace tarn::visualized::messageaccessible {
 
 /// Registers the roles once in the process.

@@ -15,7 +15,6 @@ namespace {
 constexpr int TitlePx = 14;
 constexpr int TimePx = 12;
 constexpr int BodyPx = 13;
-constexpr int MaxHeadText = 512; // characters; more never fits and is slow to measure
 // Look
 constexpr QRgb TitleColor = 0xff4a4a4a;
 constexpr QRgb TimeColor = 0xffa2a1a1;
@@ -25,30 +24,20 @@ constexpr QRgb GroundColor = 0xfffdfcfc;
 constexpr QRgb SelectedColor = 0xffebf4fe;
 constexpr int FrameRadius = 8;
 
-QString headLine(const QString &text)
-{
-    return tarn::visualized::text::beginning(text, MaxHeadText).simplified();
-}
-
-using Cards = QHash<int, QSharedPointer<const MessageCard>>;
-
-Cards &cards()
-{
-    static Cards all;
-    return all;
-}
+// By DPI.
+QHash<int, QSharedPointer<const MessageCard>> cards;
 
 // Icons must not outlive the application.
 void dropCards()
 {
-    cards().clear();
+    cards.clear();
 }
 } // namespace
 
 QSharedPointer<const MessageCard> MessageCard::of(const QWidget *w)
 {
     const int dpi = Utils::DpiToolkit::getDPI(w);
-    QSharedPointer<const MessageCard> &card = cards()[dpi];
+    QSharedPointer<const MessageCard> &card = cards[dpi];
     if (!card) {
         qAddPostRoutine(dropCards);
         card.reset(new MessageCard(dpi, w));
@@ -119,18 +108,20 @@ void MessageCard::drawHead(QPainter *painter, int width, const QString &title, c
 {
     QRect line = textRect(width);
     line.setHeight(px(TitleHeight));
-    const QFontMetrics timeMetrics(m_timeFont);
-    const QString shownTime = timeMetrics.elidedText(headLine(time), Qt::ElideRight, line.width() / 3);
+    const auto shown = [](const QString &text, const QFont &font, int room) {
+        return text::elided(text::brief(text).simplified(), font, room);
+    };
+    const QString shownTime = shown(time, m_timeFont, line.width() / 3);
     painter->setFont(m_timeFont);
     painter->setPen(QColor(TimeColor));
     painter->drawText(line, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, shownTime);
 
     if (!shownTime.isEmpty())
-        line.setRight(line.right() - timeMetrics.horizontalAdvance(shownTime) - padding());
+        line.setRight(line.right() - QFontMetrics(m_timeFont).horizontalAdvance(shownTime) - padding());
     painter->setFont(m_titleFont);
     painter->setPen(QColor(TitleColor));
     painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                      QFontMetrics(m_titleFont).elidedText(headLine(title), Qt::ElideRight, line.width()));
+                      shown(title, m_titleFont, line.width()));
 }
 
 void MessageCard::drawPreview(QPainter *painter, int width, const QString &lines) const

@@ -1,13 +1,12 @@
 #include "message/NotifyWnd.h"
 #include "base/Log.h"
-#include "base/WorkPool.h"
 #include "frame/ManagerAccess.h"
 #include "message/LinkLabel.h"
-#include "message/MessageAccessible.h"
 #include "message/MessageServiceArgs.h"
 #include "message/MsgDataUpdTask.h"
 #include "message/RichTextLabel.h"
 #include "tarn/keys/MessageKeys.h"
+#include "widgets/AccessibleRole.h"
 #include "widgets/BringToFront.h"
 #include "widgets/Compositor.h"
 #include "widgets/ElideLabel.h"
@@ -136,12 +135,6 @@ QIcon icon(const QString &path, int side)
     return QIcon(picture::load(path, QSize(side, side), qApp->devicePixelRatio()));
 }
 
-QPainterPath roundedPath(const QRectF &rect, qreal radius)
-{
-    QPainterPath path;
-    path.addRoundedRect(rect, radius, radius);
-    return path;
-}
 } // namespace
 
 int GetRowsByLabelText(QFontMetrics fm, QString text, int width)
@@ -172,7 +165,7 @@ NotifyWnd::NotifyWnd(QWidget *parent)
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_DeleteOnClose);
     look::prepareWindow(this, QStringLiteral("消息通知"));
-    messageaccessible::install();
+    accessible::setRole(this, QAccessible::Notification); // announced without the focus
     AdjustSizeByScreen();
     setFixedSize(m_width, m_maxHeight);
     InitUi();
@@ -238,7 +231,13 @@ void NotifyWnd::CreateCtrl()
     badge->setAttribute(Qt::WA_TransparentForMouseEvents);
     showBadge(badge);
     m_msgCenterButton->setVisible(true);
-    const QWidgetList stops{m_bodyArea, m_link, m_msgCenterButton, m_closeButton};
+    orderTabStops();
+}
+
+void NotifyWnd::orderTabStops()
+{
+    QWidgetList stops{m_bodyArea, m_link, m_msgCenterButton, m_closeButton};
+    stops.removeAll(nullptr);
     for (int i = 1; i < stops.size(); ++i)
         setTabOrder(stops.at(i - 1), stops.at(i));
 }
@@ -308,7 +307,8 @@ void NotifyWnd::paintEvent(QPaintEvent *)
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(30, 50, 80, 14));
         for (int i = 0; i < ShadowWidth; ++i)
-            painter.drawPath(roundedPath(QRectF(rect()).adjusted(i, i, -i, -i), FrameRadius + ShadowWidth - i));
+            painter.drawRoundedRect(rect().adjusted(i, i, -i, -i), FrameRadius + ShadowWidth - i,
+                                    FrameRadius + ShadowWidth - i);
     }
     endPaintWait();
 }
@@ -331,7 +331,7 @@ void NotifyWnd::keyPressEvent(QKeyEvent *e)
 {
     if (e->key() == Qt::Key_Escape)
         CloseDlg();
-    else if (e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown)
+    else if (m_bodyArea && (e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown))
         QApplication::sendEvent(m_bodyArea->verticalScrollBar(), e); // also when a button has the focus
     else
         QWidget::keyPressEvent(e);
@@ -354,42 +354,40 @@ void NotifyWnd::InitUi()
     m_title->setMaximumLines(MaxTitleLines);
     m_picture = new QLabel(m_background);
     m_picture->setObjectName(QStringLiteral("notify-picture"));
-    m_bodyArea = bodyArea();
+    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, m_bodyPictureHeight, m_background);
+    m_body->setObjectName(QStringLiteral("notify-body"));
+    connect(m_body, &RichTextLabel::heightChanged, this, &NotifyWnd::grow);
     m_link = new LinkLabel(m_background);
     m_link->setObjectName(QStringLiteral("notify-url"));
     connect(m_link, &QLabel::linkActivated, this, &NotifyWnd::OnlinkActivated);
-    for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_bodyArea),
+    for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_body),
                          static_cast<QWidget *>(m_picture), static_cast<QWidget *>(m_link)})
         m_layout->addWidget(row, 0, Qt::AlignLeft | Qt::AlignTop);
     m_layout->addStretch();
     m_closeButton = closeButton();
 }
 
-QScrollArea *NotifyWnd::bodyArea()
-{
-    auto *area = new QScrollArea(m_background);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->setFocusPolicy(Qt::NoFocus);
-    area->setStyleSheet(bodyAreaSheet());
-    removeScrollBarMenus(area);
-    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, m_bodyPictureHeight, area);
-    m_body->setObjectName(QStringLiteral("notify-body"));
-    connect(m_body, &RichTextLabel::heightChanged, this, &NotifyWnd::grow);
-    area->setWidget(m_body);
-    area->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
-    return area;
-}
-
-// The bar's sheet takes time that short notices need not spend.
+// Most notices are short and need none: it costs as much as all other parts.
 void NotifyWnd::makeBodyScroll()
 {
-    if (m_bodyArea->focusPolicy() != Qt::NoFocus)
+    if (m_bodyArea)
         return;
-    m_bodyArea->setFocusPolicy(Qt::TabFocus); // the arrow keys scroll it
+    m_bodyArea = new QScrollArea(m_background);
     m_bodyArea->setObjectName(QStringLiteral("notify-body-area"));
+    m_bodyArea->setFrameShape(QFrame::NoFrame);
+    m_bodyArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_bodyArea->setFocusPolicy(Qt::TabFocus); // the arrow keys scroll it
     m_bodyArea->setStyleSheet(bodyAreaSheet());
     m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet(ScrollBarWidth));
+    m_bodyArea->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
+    removeScrollBarMenus(m_bodyArea);
+    delete m_layout->replaceWidget(m_body, m_bodyArea);
+    m_bodyArea->setWidget(m_body);
+    m_bodyArea->show();
+    delete m_closeButton; // setTabOrder() sorts a circle: the window's first stop is the one that was created first
+    m_closeButton = closeButton();
+    m_closeButton->show();
+    orderTabStops();
 }
 
 QPushButton *NotifyWnd::closeButton()
@@ -420,22 +418,17 @@ void NotifyWnd::AdjustSizeByScreen()
     m_linkFontSize = 12;
 }
 
-// A pool reads the picture: its path may lie on a dead mount.
 void NotifyWnd::SetPicPath(const QString &path)
 {
     m_picturePath = path;
     m_picture->hide();
     if (path.isEmpty())
         return;
-    const qreal ratio = devicePixelRatioF();
-    const QSize pixels = QSize(m_width - 2 * m_sideMargin, m_pictureHeight) * ratio;
-    outsideWork().run(
-        this, [path, pixels](const WorkCancel &) { return picture::read(path, pixels); },
-        [this, path, ratio](QImage image) {
-            image.setDevicePixelRatio(ratio);
-            if (path == m_picturePath)
-                showPicture(image);
-        });
+    const QSize box(m_width - 2 * m_sideMargin, m_pictureHeight);
+    picture::readLater(this, path, box, devicePixelRatioF(), [this, path](const QImage &image) {
+        if (path == m_picturePath)
+            showPicture(image);
+    });
 }
 
 void NotifyWnd::showPicture(const QImage &image)
@@ -495,8 +488,9 @@ void NotifyWnd::ResizeWnd()
     const bool scrolls = m_body->height() > bodyRoom;
     if (scrolls)
         makeBodyScroll();
-    m_bodyArea->setFixedHeight(scrolls ? m_body->heightOfWholeLines(bodyRoom - FocusBorders) + FocusBorders
-                                       : m_body->height());
+    if (m_bodyArea)
+        m_bodyArea->setFixedHeight(scrolls ? m_body->heightOfWholeLines(bodyRoom - FocusBorders) + FocusBorders
+                                           : m_body->height());
     setFixedHeight(qMin(others + m_body->height(), m_maxHeight));
     m_background->setFixedHeight(height() - 2 * ShadowWidth);
     m_closeButton->move(m_background->width() - m_closeButton->width() - CloseButtonInset, CloseButtonInset);
@@ -506,9 +500,11 @@ void NotifyWnd::ResizeWnd()
 void NotifyWnd::updateShape()
 {
     // Without a compositor, translucent pixels are black.
+    QPainterPath frame;
+    frame.addRoundedRect(m_background->geometry(), FrameRadius, FrameRadius);
     if (Compositor::instance()->isRunning())
         clearMask();
     else
-        setMask(QRegion(roundedPath(m_background->geometry(), FrameRadius).toFillPolygon().toPolygon()));
+        setMask(QRegion(frame.toFillPolygon().toPolygon()));
     update(); // the shadow
 }

@@ -1,5 +1,4 @@
 #include "widgets/CustomTitleBar.h"
-#include "base/WorkPool.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
@@ -154,13 +153,8 @@ void CustomTitleBar::setLogo(const QString &path, int side)
     m_logo->setFixedSize(look::scaled(side, this), look::scaled(side, this));
     if (path.isEmpty() || path.startsWith(QLatin1String(":/")))
         return CToolkit::SetLabelIconPicture(m_logo, path, m_logo->size());
-    const QSize pixels = m_logo->size() * m_logo->devicePixelRatioF();
-    outsideWork().run(
-        m_logo, [path, pixels](const WorkCancel &) { return picture::read(path, pixels); },
-        [logo = m_logo](QImage image) {
-            image.setDevicePixelRatio(logo->devicePixelRatioF());
-            logo->setPixmap(QPixmap::fromImage(image));
-        });
+    picture::readLater(m_logo, path, m_logo->size(), m_logo->devicePixelRatioF(),
+                       [logo = m_logo](const QImage &image) { logo->setPixmap(QPixmap::fromImage(image)); });
 }
 
 QPushButton *CustomTitleBar::addButton(const QString &objectName, const QString &accessibleName, const QString &picture)

@@ -1,40 +1,28 @@
 #include "widgets/Look.h"
 #include "widgets/dpitoolkit.h"
 #include <QWidget>
+#include <utility>
 
 namespace tarn::visualized::look {
 namespace {
 
-QString latinName()
-{
-    return QStringLiteral("Microsoft YaHei");
-}
-
-QString chineseName()
-{
-    return QStringLiteral("微软雅黑");
-}
-
 // For the two names alone, which style sheets and windows ask for: nothing else in the host changes.
 void addSubstitutes()
 {
+    static bool added = false;
+    if (std::exchange(added, true))
+        return;
     const QStringList faces = {QStringLiteral("Noto Sans CJK SC"),    QStringLiteral("Noto Sans SC"),
                                QStringLiteral("Source Han Sans SC"),  QStringLiteral("Source Han Sans CN"),
                                QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("WenQuanYi Zen Hei"),
                                QStringLiteral("Droid Sans Fallback")};
-    QFont::insertSubstitutions(latinName(), faces);
-    QFont::insertSubstitutions(chineseName(), faces);
-}
-
-void addSubstitutesOnce()
-{
-    static const bool added = (addSubstitutes(), true);
-    Q_UNUSED(added)
+    for (const QString &name : {QStringLiteral("Microsoft YaHei"), QStringLiteral("微软雅黑")})
+        QFont::insertSubstitutions(name, faces);
 }
 
 QFont face(const QString &family, int size, int weight, const QWidget *w)
 {
-    addSubstitutesOnce();
+    addSubstitutes();
     QFont font(family);
     font.setPixelSize(std::max(1, scaled(size, w)));
     font.setWeight(weight);
@@ -56,12 +44,12 @@ QString button(const QString &selector, const QString &normal, const QString &ho
 
 QFont yaHei(int size, int weight, const QWidget *w)
 {
-    return face(latinName(), size, weight, w);
+    return face(QStringLiteral("Microsoft YaHei"), size, weight, w);
 }
 
 QFont yaHeiZh(int size, int weight, const QWidget *w)
 {
-    return face(chineseName(), size, weight, w);
+    return face(QStringLiteral("微软雅黑"), size, weight, w);
 }
 
 int scaled(int size, const QWidget *w)
@@ -150,7 +138,7 @@ QString menu(const QWidget *w)
 
 void prepareWindow(QWidget *window, const QString &title)
 {
-    addSubstitutesOnce(); // this may be the first window, and name the face in its sheet only
+    addSubstitutes(); // this may be the first window, and name the face in its sheet only
     const QString name = QString::fromLatin1(window->metaObject()->className()).section(QStringLiteral("::"), -1);
     window->setObjectName(name);
     window->setWindowRole(name);

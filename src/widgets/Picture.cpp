@@ -1,5 +1,6 @@
 #include "widgets/Picture.h"
 #include "base/RegularFile.h"
+#include "base/WorkPool.h"
 #include <QFile>
 #include <QIcon>
 #include <QImageReader>
@@ -46,6 +47,17 @@ QImage read(const QString &path, const QSize &pixels)
     const QImage image = reader.read(); // a file's frame may be larger than its header says
     const bool fits = image.width() <= pixels.width() && image.height() <= pixels.height();
     return fits ? image : image.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+}
+
+void readLater(QObject *receiver, const QString &path, const QSize &box, qreal ratio,
+               std::function<void(const QImage &)> done)
+{
+    outsideWork().run(
+        receiver, [path, pixels = box * ratio](const WorkCancel &) { return read(path, pixels); },
+        [ratio, done = std::move(done)](QImage image) {
+            image.setDevicePixelRatio(ratio);
+            done(image);
+        });
 }
 
 QPixmap ofIcon(const QIcon &icon, const QSize &pixels)

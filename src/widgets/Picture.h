@@ -5,6 +5,7 @@
 #include <QPixmap>
 #include <QSize>
 #include <QString>
+#include <functional>
 
 /// Pictures whose path came from outside. A path may name a pipe, a file of gigabytes or a small file that decodes to
 /// one: only regular files with a sane header are opened, and they are decoded at the size that is shown.
@@ -19,6 +20,13 @@ QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
 /// The same for work on another thread: a file's picture as large as fits into the box in device pixels. Only formats
 /// that name no further files are read (no SVG); null for everything else. Any thread.
 QImage read(const QString &path, const QSize &pixels);
+
+/// Reads the picture on a thread of outsideWork(), since its file system may not answer.
+/// @param box size in logical pixels
+/// @param ratio device pixels per logical pixel; the image has it
+/// @param done called on the GUI thread unless the receiver has been destroyed; a null image when it cannot be read
+void readLater(QObject *receiver, const QString &path, const QSize &box, qreal ratio,
+               std::function<void(const QImage &)> done);
 
 /// The icon as large as it fits into the box, which is in device pixels. GUI thread.
 QPixmap ofIcon(const QIcon &icon, const QSize &pixels);

@@ -1,6 +1,5 @@
 #include "widgets/SafeDocument.h"
 
-#include "base/WorkPool.h"
 #include "widgets/Picture.h"
 
 #include <QImage>
@@ -54,18 +53,13 @@ QVariant SafeDocument::loadResource(int type, const QUrl &name)
 
 void SafeDocument::readPicture(const QUrl &name)
 {
-    const QString path = localPath(name);
-    const QSize pixels = m_box * m_ratio;
-    outsideWork().run(
-        this, [path, pixels](const WorkCancel &) { return picture::read(path, pixels); },
-        [this, name](QImage image) {
-            if (image.isNull())
-                return;
-            image.setDevicePixelRatio(m_ratio);
-            addResource(ImageResource, name, image);
-            markContentsDirty(0, characterCount());
-            emit pictureRead();
-        });
+    picture::readLater(this, localPath(name), m_box, m_ratio, [this, name](const QImage &image) {
+        if (image.isNull())
+            return;
+        addResource(ImageResource, name, image);
+        markContentsDirty(0, characterCount());
+        emit pictureRead();
+    });
 }
 
 } // namespace tarn::visualized

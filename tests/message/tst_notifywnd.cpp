@@ -37,6 +37,13 @@ Widget *part(const std::unique_ptr<NotifyWnd> &window, const char *name)
 {
     return window->findChild<Widget *>(QString::fromLatin1(name));
 }
+
+// The body, in its scroll area where it has one.
+QWidget *bodyRow(const std::unique_ptr<NotifyWnd> &window)
+{
+    QWidget *area = window->findChild<QScrollArea *>();
+    return area ? area : part<QWidget>(window, "notify-body");
+}
 } // namespace
 
 class TestNotifyWnd final : public QObject
@@ -108,7 +115,7 @@ private slots:
         const auto *frame = part<QWidget>(window, "notify-background");
         QCoreApplication::processEvents();
         int bottom = -1;
-        const QWidgetList rows{part<QWidget>(window, "notify-title"), window->findChild<QScrollArea *>(),
+        const QWidgetList rows{part<QWidget>(window, "notify-title"), bodyRow(window),
                                part<QWidget>(window, "notify-picture"), part<QWidget>(window, "notify-url")};
         for (const QWidget *row : rows) {
             if (row->isHidden())
