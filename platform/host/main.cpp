@@ -1,4 +1,3 @@
-#include "host/FontSubstitution.h"
 #include "host/PluginHost.h"
 #include "host/SessionBus.h"
 #include "tarn/core/Program.h"
@@ -109,7 +108,6 @@ int main(int argc, char *argv[])
     const QString directory = pluginDirectory();
     const tarn::core::UnixSignals signalSource(StopSeconds);
     QObject::connect(&signalSource, &tarn::core::UnixSignals::terminationRequested, &app, &QApplication::quit);
-    substituteMissingFonts();
 
     PluginHost host;
     if (host.load(directory) == 0) {
