@@ -6,12 +6,8 @@
 #include "tarn/binding/LoginNotify.h"
 #include "tarn/binding/Operations.h"
 #include "tarn/keys/CloudKeys.h"
-#include "tarn/link/ServiceConnection.h"
 #include "tarn/rpc/CallbackObject.h"
-#include "tarn/visualized/IVisualizedService.h"
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QRect>
 #include <algorithm>
 
 namespace tarn::cli {
@@ -120,7 +116,7 @@ void checkInput(const binding::Operation &operation, const rpc::Bag &input)
 
 QByteArray quoted(const QString &text)
 {
-    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    const QByteArray array = compact(QJsonArray{text});
     return array.mid(1, array.size() - 2);
 }
 
@@ -130,10 +126,8 @@ QByteArray answerLine(const rpc::CallResult &result)
     QByteArray line = "{\"accepted\":" + QByteArray(result.accepted ? "true" : "false") +
                       ",\"retCode\":" + QByteArray::number(result.retCode) + ",\"error\":" + quoted(result.errorText) +
                       ",\"values\":" + compact(toJson(result.output.values));
-    if (!result.output.list.isEmpty()) {
-        const QJsonValue list = toJson(QVariant(result.output.list));
-        line += ",\"list\":" + QJsonDocument(list.toArray()).toJson(QJsonDocument::Compact);
-    }
+    if (!result.output.list.isEmpty())
+        line += ",\"list\":" + compact(toJson(QVariant(result.output.list)));
     return line + '}';
 }
 
@@ -141,7 +135,7 @@ int call(link::ServiceConnection &connection, const QString &operation, const rp
 {
     const auto result = connection.call(visualized::DefaultTag, operation, input);
     if (!result.arrived())
-        return explainFailure(result, visualizedService());
+        return explainFailure(result, VisualizedService);
     printRaw(answerLine(result));
     return result.accepted ? status::Ok : status::Refused;
 }
@@ -181,12 +175,6 @@ QString readOptions(const Line &line, rpc::Bag *input, int *seconds)
         return QStringLiteral("expected a number of seconds in --%1").arg(Timeout);
     *seconds = line.isSet(Wait) ? wait : 0;
     return {};
-}
-
-int wrongUsage(const QString &error)
-{
-    complain(error);
-    return status::WrongUsage;
 }
 
 int runCall(const Line &line)

@@ -17,7 +17,7 @@ const QString QqOption = QStringLiteral("qq");
 
 Query query(const QString &method, const QVariantMap &values = {})
 {
-    return {cloudService(), method, {values, {}}};
+    return {CloudService, method, {values, {}}};
 }
 
 QVariantMap account(const Line &line)
@@ -29,10 +29,8 @@ int runAdd(const Line &line)
 {
     QString password;
     QString error;
-    if (!readPassword(&password, &error)) {
-        complain(error);
-        return status::WrongUsage;
-    }
+    if (!readPassword(&password, &error))
+        return wrongUsage(error);
     QVariantMap values = account(line);
     values.insert(key::Password, password);
     values.insert(key::Phone, line.value(PhoneOption));
@@ -51,10 +49,8 @@ int runRemove(const Line &line)
 int runLock(const Line &line)
 {
     const bool on = line.at(1) == QLatin1String("on");
-    if (!on && line.at(1) != QLatin1String("off")) {
-        complain(QStringLiteral("expected on or off, not \"%1\"").arg(line.at(1)));
-        return status::WrongUsage;
-    }
+    if (!on && line.at(1) != QLatin1String("off"))
+        return wrongUsage(QStringLiteral("expected on or off, not \"%1\"").arg(line.at(1)));
     QVariantMap values = account(line);
     values.insert(wire::Locked, on);
     return ask(query(wire::method::LockAccount, values));
@@ -131,41 +127,29 @@ int runLogout(const Line &)
 
 QList<Command> cloudCommands()
 {
-    const QString cloud = "cloud";
-    const QString group = "account";
     const Argument name{"NAME", "Name of the account.", {}, false};
     return {
-        {{cloud, group, "add"},
-         "adds an account",
-         "Adds an account. Its password is read twice from the terminal without echo, or from the first line "
-         "of the standard input.",
-         {name},
-         {{PhoneOption, "Phone for one-time codes, 11 digits.", "number"},
-          {WeixinOption, "Identity that may confirm QR codes.", "id"},
-          {QqOption, "Likewise.", "id"}},
-         runAdd},
-        {{cloud, group, "remove"},
-         "removes an account",
-         "Removes an account; if it is signed in, it is signed out.",
-         {name},
-         {},
-         runRemove},
-        {{cloud, group, "list"}, "lists the accounts", "Lists the accounts.", {}, {jsonOption()}, runList},
-        {{cloud, group, "lock"},
-         "locks or unlocks an account",
-         "Locks an account (its sign-in is refused with code 4018) or unlocks it.",
-         {name, {"on|off", "The new state.", {}, false}},
-         {},
-         runLock},
-        {{cloud, "outbox"},
-         "lists the one-time codes that were sent",
-         "Lists the one-time codes that are still valid, newest first. The outbox represents the telephone "
-         "network.",
-         {},
-         {jsonOption()},
-         runOutbox},
-        {{cloud, "state"}, "tells who is signed in", "Tells who is signed in.", {}, {jsonOption()}, runState},
-        {{cloud, "logout"}, "signs the user out", "Signs the user out.", {}, {}, runLogout},
+        makeCommand(
+            "cloud account add", "adds an account",
+            "Adds an account. Its password is read twice from the terminal without echo, or from the first line "
+            "of the standard input.",
+            {name},
+            {{PhoneOption, "Phone for one-time codes, 11 digits.", "number"},
+             {WeixinOption, "Identity that may confirm QR codes.", "id"},
+             {QqOption, "Likewise.", "id"}},
+            runAdd),
+        makeCommand("cloud account remove", "removes an account",
+                    "Removes an account; if it is signed in, it is signed out.", {name}, {}, runRemove),
+        makeCommand("cloud account list", "lists the accounts", "Lists the accounts.", {}, {jsonOption()}, runList),
+        makeCommand("cloud account lock", "locks or unlocks an account",
+                    "Locks an account (its sign-in is refused with code 4018) or unlocks it.",
+                    {name, {"on|off", "The new state.", {}, false}}, {}, runLock),
+        makeCommand("cloud outbox", "lists the one-time codes that were sent",
+                    "Lists the one-time codes that are still valid, newest first. The outbox represents the telephone "
+                    "network.",
+                    {}, {jsonOption()}, runOutbox),
+        makeCommand("cloud state", "tells who is signed in", "Tells who is signed in.", {}, {jsonOption()}, runState),
+        makeCommand("cloud logout", "signs the user out", "Signs the user out.", {}, {}, runLogout),
     };
 }
 

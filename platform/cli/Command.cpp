@@ -45,26 +45,6 @@ QStringList groupOf(const QStringList &arguments)
     return words;
 }
 
-struct Entry
-{
-    QString word;
-    QString summary;
-};
-
-QList<Entry> entriesOf(const QStringList &group)
-{
-    QList<Entry> entries;
-    const auto add = [&](const QStringList &words, const QString &summary) {
-        if (words.size() == group.size() + 1 && startsWith(words, group))
-            entries.append({words.last(), summary});
-    };
-    for (const Command &command : allCommands())
-        add(command.words, command.summary);
-    for (const Group &below : allGroups())
-        add(below.words, below.summary);
-    return entries;
-}
-
 QString groupDescription(const QStringList &words)
 {
     const Group *group = findGroup(words);
@@ -89,19 +69,15 @@ QString usage(const QCommandLineParser &parser, const QStringList &words, const 
            text.mid(text.indexOf(QLatin1Char('\n')) + 1);
 }
 
-// Declares a command's options and arguments. Returns the arguments as the usage line shows them.
-QString prepare(QCommandLineParser *parser, const Command &command)
+// Declares a command's options and arguments.
+void prepare(QCommandLineParser *parser, const Command &command)
 {
     addHelp(parser);
     parser->setApplicationDescription(command.description);
     for (const Option &option : command.options)
         parser->addOption({option.name, option.description, option.valueName});
-    QString syntax;
-    for (const Argument &argument : command.arguments) {
+    for (const Argument &argument : command.arguments)
         parser->addPositionalArgument(argument.name, argument.description);
-        syntax += QLatin1Char(' ') + (argument.syntax.isEmpty() ? argument.name : argument.syntax);
-    }
-    return syntax;
 }
 
 QString groupUsage(const QStringList &words, QCommandLineParser *parser)
@@ -113,10 +89,9 @@ QString groupUsage(const QStringList &words, QCommandLineParser *parser)
     return usage(*parser, words, QStringLiteral(" COMMAND"));
 }
 
-int wrongUsage(const QString &reason, const QStringList &words)
+int wrongUsageOf(const QStringList &words, const QString &reason)
 {
-    complain(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(words)));
-    return status::WrongUsage;
+    return wrongUsage(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(words)));
 }
 
 // What is wrong with the number of positional arguments; empty when all is well.
@@ -132,16 +107,16 @@ QString miscount(const Command &command, const QStringList &given)
 int runCommand(const Command &command, const QStringList &arguments)
 {
     QCommandLineParser parser;
-    const QString syntax = prepare(&parser, command);
+    prepare(&parser, command);
     const bool understood = parser.parse(QStringList{Program} + arguments);
     const Line line(parser);
     if (parser.isSet(Help)) {
         const QString special = command.helpOn ? command.helpOn(line) : QString();
-        print(special.isEmpty() ? usage(parser, command.words, syntax) : special);
+        print(special.isEmpty() ? usage(parser, command.words, argumentSyntax(command)) : special);
         return status::Ok;
     }
     const QString reason = understood ? miscount(command, parser.positionalArguments()) : parser.errorText();
-    return reason.isEmpty() ? command.run(line) : wrongUsage(reason, command.words);
+    return reason.isEmpty() ? command.run(line) : wrongUsageOf(command.words, reason);
 }
 
 int runGroup(const QStringList &words, const QStringList &arguments)
@@ -158,14 +133,24 @@ int runGroup(const QStringList &words, const QStringList &arguments)
         return status::Ok;
     }
     if (!understood)
-        return wrongUsage(parser.errorText(), words);
+        return wrongUsageOf(words, parser.errorText());
     const QStringList given = parser.positionalArguments();
-    return wrongUsage(given.isEmpty() ? QStringLiteral("the argument COMMAND is missing")
-                                      : QStringLiteral("unknown command \"%1\"").arg(given.first()),
-                      words);
+    return wrongUsageOf(words, given.isEmpty() ? QStringLiteral("the argument COMMAND is missing")
+                                               : QStringLiteral("unknown command \"%1\"").arg(given.first()));
 }
 
 } // namespace
+
+Command makeCommand(const char *words, const char *summary, const char *description, const QList<Argument> &arguments,
+                    const QList<Option> &options, int (*run)(const Line &))
+{
+    return {QString::fromLatin1(words).split(QLatin1Char(' ')),
+            QLatin1String(summary),
+            QLatin1String(description),
+            arguments,
+            options,
+            run};
+}
 
 const QList<Command> &allCommands()
 {
@@ -185,22 +170,32 @@ const QList<Group> &allGroups()
     return groups;
 }
 
+QList<Entry> entriesOf(const QStringList &group)
+{
+    QList<Entry> entries;
+    const auto add = [&](const auto &below) {
+        if (below.words.size() == group.size() + 1 && startsWith(below.words, group))
+            entries.append({below.words.last(), below.summary});
+    };
+    std::for_each(allCommands().cbegin(), allCommands().cend(), add);
+    std::for_each(allGroups().cbegin(), allGroups().cend(), add);
+    return entries;
+}
+
+QString argumentSyntax(const Command &command)
+{
+    QString syntax;
+    for (const Argument &argument : command.arguments)
+        syntax += QLatin1Char(' ') + (argument.syntax.isEmpty() ? argument.name : argument.syntax);
+    return syntax;
+}
+
 int run(const QStringList &arguments)
 {
     if (const Command *command = findCommand(arguments))
         return runCommand(*command, arguments.mid(command->words.size()));
     const QStringList group = groupOf(arguments);
     return runGroup(group, arguments.mid(group.size()));
-}
-
-QString helpText(const QStringList &words)
-{
-    QCommandLineParser parser;
-    const Command *command = findCommand(words);
-    if (!command)
-        return groupUsage(words, &parser);
-    const QString syntax = prepare(&parser, *command);
-    return usage(parser, command->words, syntax);
 }
 
 } // namespace tarn::cli

@@ -58,9 +58,11 @@ struct Command
     int (*run)(const Line &) = nullptr; ///< returns the exit code
     /// Help on a positional argument, e.g. on one operation; an empty text means the usual help. May be null.
     QString (*helpOn)(const Line &) = nullptr;
-
-    bool operator<(const Command &other) const { return words < other.words; }
 };
+
+/// @param words of the command, with a space between them
+Command makeCommand(const char *words, const char *summary, const char *description, const QList<Argument> &arguments,
+                    const QList<Option> &options, int (*run)(const Line &));
 
 /// Every command, in the order in which help lists them.
 const QList<Command> &allCommands();
@@ -73,13 +75,22 @@ struct Group
 };
 const QList<Group> &allGroups();
 
+/// A command or group below a group, as help and completions list it.
+struct Entry
+{
+    QString word;
+    QString summary;
+};
+/// @param group its words; none for the program itself
+QList<Entry> entriesOf(const QStringList &group);
+
+/// A command's arguments as the usage line shows them, e.g. " FILE | -".
+QString argumentSyntax(const Command &command);
+
 /// Runs the command that the arguments name.
 /// @param arguments without the program's name
 /// @return the exit code
 int run(const QStringList &arguments);
-
-/// The usage text of one command or group, as --help prints it.
-QString helpText(const QStringList &words);
 
 QList<Command> statusCommands();
 QList<Command> callCommands();

@@ -26,9 +26,7 @@ QString entry(const QString &term, const QString &text)
 
 QString commandSection(const Command &command)
 {
-    QString head = command.words.join(QLatin1Char(' '));
-    for (const Argument &argument : command.arguments)
-        head += QLatin1Char(' ') + (argument.syntax.isEmpty() ? argument.name : argument.syntax);
+    const QString head = command.words.join(QLatin1Char(' ')) + argumentSyntax(command);
     QString text = QStringLiteral(".SS %1\n%2\n").arg(roff(head), roff(command.description));
     for (const Argument &argument : command.arguments)
         text += entry(argument.name, argument.description);
@@ -55,21 +53,15 @@ QString manPage()
            QStringLiteral(".SH SEE ALSO\n.BR visualized\\-host (1),\n.BR ServiceHub (1)");
 }
 
-QStringList wordsBelow(const QStringList &words)
+QString choices(const Group &group)
 {
-    QStringList below;
-    const auto add = [&](const QStringList &other) {
-        if (other.size() == words.size() + 1 && other.mid(0, words.size()) == words)
-            below << other.last();
-    };
-    for (const Command &command : allCommands())
-        add(command.words);
-    for (const Group &group : allGroups())
-        add(group.words);
-    return below << QStringLiteral("--help");
+    QStringList words;
+    for (const Entry &entry : entriesOf(group.words))
+        words << entry.word;
+    return words.join(QLatin1Char(' ')) + QStringLiteral(" --help");
 }
 
-QStringList choices(const Command &command)
+QString choices(const Command &command)
 {
     QStringList words;
     for (const Option &option : command.options)
@@ -78,19 +70,17 @@ QStringList choices(const Command &command)
         for (const binding::Operation &operation : binding::visualizedOperations())
             words << operation.name;
     }
-    return words << QStringLiteral("--help");
+    return (words << QStringLiteral("--help")).join(QLatin1Char(' '));
 }
 
 // Lines "words|choices": the table that the completion functions of all shells look up.
 QStringList completionTable()
 {
-    QStringList lines{QStringLiteral("|%1 --version").arg(wordsBelow({}).join(QLatin1Char(' ')))};
+    QStringList lines{QStringLiteral("|%1 --version").arg(choices(Group()))};
     for (const Group &group : allGroups())
-        lines << QStringLiteral("%1|%2").arg(group.words.join(QLatin1Char(' ')),
-                                             wordsBelow(group.words).join(QLatin1Char(' ')));
+        lines << QStringLiteral("%1|%2").arg(group.words.join(QLatin1Char(' ')), choices(group));
     for (const Command &command : allCommands())
-        lines << QStringLiteral("%1|%2").arg(command.words.join(QLatin1Char(' ')),
-                                             choices(command).join(QLatin1Char(' ')));
+        lines << QStringLiteral("%1|%2").arg(command.words.join(QLatin1Char(' ')), choices(command));
     return lines;
 }
 
@@ -152,10 +142,8 @@ QString document(const QString &kind)
 int runDocument(const Line &line)
 {
     const QString text = document(line.at(0));
-    if (text.isEmpty()) {
-        complain(QStringLiteral("expected man, bash, zsh or fish, not \"%1\"").arg(line.at(0)));
-        return status::WrongUsage;
-    }
+    if (text.isEmpty())
+        return wrongUsage(QStringLiteral("expected man, bash, zsh or fish, not \"%1\"").arg(line.at(0)));
     print(text);
     return status::Ok;
 }
@@ -164,12 +152,9 @@ int runDocument(const Line &line)
 
 QList<Command> documentCommands()
 {
-    return {{{"document"},
-             "prints the man page or a shell completion",
-             "Prints the man page or the completion of a shell, as the packages install them.",
-             {{"KIND", "man, bash, zsh or fish", {}, false}},
-             {},
-             runDocument}};
+    return {makeCommand("document", "prints the man page or a shell completion",
+                        "Prints the man page or the completion of a shell, as the packages install them.",
+                        {{"KIND", "man, bash, zsh or fish", {}, false}}, {}, runDocument)};
 }
 
 } // namespace tarn::cli

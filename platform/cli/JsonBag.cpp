@@ -212,9 +212,10 @@ QJsonObject toJson(const QVariantMap &values)
     return object;
 }
 
-QByteArray compact(const QJsonObject &object)
+QByteArray compact(const QJsonValue &value)
 {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    const QJsonDocument document = value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
+    return document.toJson(QJsonDocument::Compact);
 }
 
 } // namespace tarn::cli

@@ -22,7 +22,7 @@ bool parseJson(const QByteArray &text, QJsonDocument *document, QString *error);
 QJsonValue toJson(const QVariant &value);
 QJsonObject toJson(const QVariantMap &values);
 
-/// One line of UTF-8 without a line end.
-QByteArray compact(const QJsonObject &object);
+/// An object or array as one line of UTF-8 without a line end.
+QByteArray compact(const QJsonValue &value);
 
 } // namespace tarn::cli

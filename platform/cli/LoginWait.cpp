@@ -4,9 +4,7 @@
 #include "tarn/binding/LoginNotify.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/keys/CloudKeys.h"
-#include "tarn/link/ServiceConnection.h"
 #include "tarn/rpc/HubPort.h"
-#include "tarn/visualized/IVisualizedService.h"
 #include <QDeadlineTimer>
 
 namespace tarn::cli {
@@ -39,9 +37,8 @@ rpc::ObjectRef LoginWait::serve(QString *error)
     const quint16 port = rpc::hubPort(error);
     if (port == 0)
         return {};
-    const QString address = QStringLiteral("127.0.0.1");
     rpc::ObjectRef reference;
-    if (m_rpc.init({{rpc::keys::IP, address}, {rpc::keys::SvrIP, address}, {rpc::keys::Port, QString::number(port)}}))
+    if (m_rpc.init({{rpc::keys::Port, QString::number(port)}}))
         m_adapter = m_rpc.createAdapter(QStringLiteral("tarnctl"));
     if (m_adapter && m_adapter->active()) {
         const QSharedPointer<ICloudLoginNotify> notify = QSharedPointer<Notify>::create(m_notified);
@@ -62,7 +59,7 @@ int LoginWait::wait(link::ServiceConnection &connection, int seconds)
         const auto answer =
             connection.call(visualized::DefaultTag, QStringLiteral("QueryYunLoginDialogState"), {}, AnswerTimeout);
         if (!answer.arrived() && answer.error.code != rpc::RpcError::Timeout)
-            return explainFailure(answer, visualizedService());
+            return explainFailure(answer, VisualizedService);
         const bool isOpen = answer.arrived() ? answer.output.values.value(cloud::key::DialogExists).toBool() : wasOpen;
         if (wasOpen && !isOpen) {
             if (m_notified->tryAcquire(1, NoticeMs))

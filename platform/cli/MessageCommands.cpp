@@ -3,7 +3,6 @@
 #include "cli/Output.h"
 #include "cli/Service.h"
 #include "tarn/keys/MessageKeys.h"
-#include "tarn/link/MessageWire.h"
 #include "tarn/link/PagedCall.h"
 #include <QDateTime>
 #include <QFileInfo>
@@ -74,16 +73,14 @@ QString readPushOption(const QString &key, const QString &text, QVariant *value)
 
 int runPush(const Line &line)
 {
-    Query query{messageService(), wire::method::Push, {}};
+    Query query{MessageService, wire::method::Push, {}};
     QVariantMap &values = query.input.values;
     for (const PushOption &each : pushOptions()) {
         if (!line.isSet(each.option.name))
             continue;
         const QString problem = readPushOption(each.key, line.value(each.option.name), &values[each.key]);
-        if (!problem.isEmpty()) {
-            complain(QStringLiteral("--%1: %2").arg(each.option.name, problem));
-            return status::WrongUsage;
-        }
+        if (!problem.isEmpty())
+            return wrongUsage(QStringLiteral("--%1: %2").arg(each.option.name, problem));
     }
     // Chosen here, so that a push that is sent twice is one message.
     if (!values.contains(key::MsgId))
@@ -140,7 +137,7 @@ void printMessages(const rpc::CallResult &result)
 Query listQuery(bool all)
 {
     return {
-        messageService(), wire::method::List, {{{wire::All, all}}, {}}, link::ServiceConnection::DefaultTimeout, true};
+        MessageService, wire::method::List, {{{wire::All, all}}, {}}, link::ServiceConnection::DefaultTimeout, true};
 }
 
 int runList(const Line &line)
@@ -185,7 +182,7 @@ int runShow(const Line &line)
 {
     link::ServiceConnection connection;
     const auto result = link::callPaged(connection, wire::MessageTag, wire::method::List, listQuery(true).input);
-    const int code = judge(result, messageService());
+    const int code = judge(result, MessageService);
     if (code != status::Ok)
         return code;
     for (const QVariant &entry : result.output.list) {
@@ -244,7 +241,7 @@ int sendChunks(const QList<QVariantList> &chunks, bool json)
     int stored = 0;
     for (const QVariantList &chunk : chunks) {
         const auto result = connection.call(wire::MessageTag, wire::method::Import, {{{wire::First, stored}}, chunk});
-        const int code = judge(result, messageService());
+        const int code = judge(result, MessageService);
         if (code != status::Ok) {
             complain(QStringLiteral("the first %1 messages are stored, the others are not").arg(stored));
             return code;
@@ -260,39 +257,22 @@ int runImport(const Line &line)
     const QString file = line.at(0);
     QByteArray text;
     QString error;
-    if (!readArgument(file == QLatin1String("-") ? file : QLatin1Char('@') + file, &text, &error)) {
-        complain(error);
-        return status::WrongUsage;
-    }
+    if (!readArgument(file == QLatin1String("-") ? file : QLatin1Char('@') + file, &text, &error))
+        return wrongUsage(error);
     QJsonArray records;
     QList<QVariantList> chunks;
-    if (!readRecords(text, &records, &error) || !toChunks(records, &chunks, &error)) {
-        complain(QStringLiteral("wrong JSON at %1").arg(error));
-        return status::WrongUsage;
-    }
+    if (!readRecords(text, &records, &error) || !toChunks(records, &chunks, &error))
+        return wrongUsage(QStringLiteral("wrong JSON at %1").arg(error));
     return sendChunks(chunks, line.isSet(jsonOption().name));
 }
 
 int runClear(const Line &line)
 {
-    if (!line.isSet(YesOption) && !confirm(QStringLiteral("Remove every message and receipt for good?"))) {
-        complain(QStringLiteral("nothing is removed; --%1 answers the question").arg(YesOption));
-        return status::WrongUsage;
-    }
-    return ask({messageService(), wire::method::Clear, {}}, line, [](const rpc::CallResult &result) {
+    if (!line.isSet(YesOption) && !confirm(QStringLiteral("Remove every message and receipt for good?")))
+        return wrongUsage(QStringLiteral("nothing is removed; --%1 answers the question").arg(YesOption));
+    return ask({MessageService, wire::method::Clear, {}}, line, [](const rpc::CallResult &result) {
         print(QStringLiteral("removed: %1 messages").arg(result.output.values.value(wire::Removed).toInt()));
     });
-}
-
-Command command(const char *word, const char *summary, const char *description, const QList<Argument> &arguments,
-                const QList<Option> &options, int (*run)(const Line &))
-{
-    return {{QStringLiteral("message"), QLatin1String(word)},
-            QLatin1String(summary),
-            QLatin1String(description),
-            arguments,
-            options + QList<Option>{jsonOption()},
-            run};
 }
 
 } // namespace
@@ -302,25 +282,30 @@ QList<Command> messageCommands()
     QList<Option> push;
     for (const PushOption &each : pushOptions())
         push.append(each.option);
-    return {
-        command("push", "stores a message and shows it",
-                "Stores a message, has the visualized service show it and prints its identity.\n"
-                "Exit code 0 once it is stored, also when it cannot be shown.",
-                {}, push, runPush),
-        command("list", "lists the stored messages",
-                "Lists the stored messages, newest first, with their state and receipts.", {},
-                {{AllOption, "Deleted messages too.", {}}}, runList),
-        command("show", "shows one message with its receipts", "Shows everything that is stored about one message.",
-                {{"ID", "Identity of the message.", {}, false}}, {}, runShow),
-        command("import", "stores the messages of a JSON file",
-                "Stores the messages of a JSON array without showing them. An object has the keys of a record: MsgId, "
-                "MsgTitle, MsgContent, MsgDateTime, LinkText, LinkAdress, PicFilePath, unRead, ...\n"
-                "The output of \"message list --json\" is accepted too.",
-                {{"FILE", "File to read, - for the standard input.", "FILE | -", false}}, {}, runImport),
-        command("clear", "removes all messages",
-                "Removes every message and receipt from the store for good, after a question on the terminal.", {},
-                {{YesOption, "Asks no question.", {}}}, runClear),
+    QList<Command> commands{
+        makeCommand("message push", "stores a message and shows it",
+                    "Stores a message, has the visualized service show it and prints its identity.\n"
+                    "Exit code 0 once it is stored, also when it cannot be shown.",
+                    {}, push, runPush),
+        makeCommand("message list", "lists the stored messages",
+                    "Lists the stored messages, newest first, with their state and receipts.", {},
+                    {{AllOption, "Deleted messages too.", {}}}, runList),
+        makeCommand("message show", "shows one message with its receipts",
+                    "Shows everything that is stored about one message.",
+                    {{"ID", "Identity of the message.", {}, false}}, {}, runShow),
+        makeCommand(
+            "message import", "stores the messages of a JSON file",
+            "Stores the messages of a JSON array without showing them. An object has the keys of a record: MsgId, "
+            "MsgTitle, MsgContent, MsgDateTime, LinkText, LinkAdress, PicFilePath, unRead, ...\n"
+            "The output of \"message list --json\" is accepted too.",
+            {{"FILE", "File to read, - for the standard input.", "FILE | -", false}}, {}, runImport),
+        makeCommand("message clear", "removes all messages",
+                    "Removes every message and receipt from the store for good, after a question on the terminal.", {},
+                    {{YesOption, "Asks no question.", {}}}, runClear),
     };
+    for (Command &each : commands)
+        each.options.append(jsonOption());
+    return commands;
 }
 
 } // namespace tarn::cli

@@ -1,4 +1,5 @@
 #include "cli/Output.h"
+#include "cli/Command.h"
 #include <QFile>
 #include <QTextStream>
 #include <algorithm>
@@ -90,6 +91,12 @@ void printRaw(const QByteArray &line)
 void complain(const QString &line)
 {
     write(stderr, "tarnctl: " + line.toUtf8());
+}
+
+int wrongUsage(const QString &reason)
+{
+    complain(reason);
+    return status::WrongUsage;
 }
 
 QString printable(const QString &text)

@@ -13,6 +13,9 @@ void printRaw(const QByteArray &line);
 /// One line on the standard error output, prefixed with the program's name.
 void complain(const QString &line);
 
+/// The same for wrong usage. @return the exit code
+int wrongUsage(const QString &reason);
+
 /// Text from outside without control characters, which could drive the terminal.
 QString printable(const QString &text);
 

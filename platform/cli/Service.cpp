@@ -2,18 +2,14 @@
 #include "cli/JsonBag.h"
 #include "cli/Output.h"
 #include "tarn/keys/HubKeys.h"
-#include "tarn/link/MessageWire.h"
 #include "tarn/link/PagedCall.h"
 #include "tarn/rpc/RuntimeDir.h"
-#include "tarn/visualized/IVisualizedService.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <cstring>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace tarn::cli {
@@ -38,7 +34,7 @@ QString noHubAdvice()
 // The way out when the hub answers and the object does not.
 QString absentAdvice(const Service &service)
 {
-    if (service.tag != visualizedService().tag)
+    if (service.tag != VisualizedService.tag)
         return QStringLiteral("the hub starts it; the hub's log has the reason if it does not come");
     const qint64 host = processOf(HostProgram);
     return host != 0 ? QStringLiteral("%1 runs; its log has the reason").arg(processText(HostProgram, host))
@@ -48,46 +44,15 @@ QString absentAdvice(const Service &service)
 // The process that listens on a socket; 0 when there is none.
 qint64 listenerOf(const QString &path)
 {
-    const QByteArray name = QFile::encodeName(path);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (name.size() >= static_cast<int>(sizeof(address.sun_path)))
-        return 0;
-    std::memcpy(address.sun_path, name.constData(), static_cast<size_t>(name.size()));
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int fd = rpc::connectTo(path);
     ucred peer = {};
     socklen_t size = sizeof(peer);
-    const bool known = ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) == 0 &&
-                       ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
+    const bool known = fd >= 0 && ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
     ::close(fd);
     return known ? peer.pid : 0;
 }
 
 } // namespace
-
-const Service &visualizedService()
-{
-    static const Service service{visualized::DefaultTag, QStringLiteral("the visualized service")};
-    return service;
-}
-
-const Service &messageService()
-{
-    static const Service service{link::wire::MessageTag, QStringLiteral("the message service")};
-    return service;
-}
-
-const Service &upgradeService()
-{
-    static const Service service{link::wire::UpgradeTag, QStringLiteral("the upgrade service")};
-    return service;
-}
-
-const Service &cloudService()
-{
-    static const Service service{link::wire::CloudTag, QStringLiteral("the cloud account service")};
-    return service;
-}
 
 int explainFailure(const rpc::CallResult &result, const Service &service)
 {
@@ -151,9 +116,7 @@ int ask(const Query &query, const Line &line, const Printer &printer, const Data
                                     : connection.call(query.service.tag, query.method, query.input, query.timeoutMs);
     const int code = judge(result, query.service);
     if (code == status::Ok && line.isSet(jsonOption().name)) {
-        const QJsonValue json = toJson(data(result));
-        printRaw((json.isArray() ? QJsonDocument(json.toArray()) : QJsonDocument(json.toObject()))
-                     .toJson(QJsonDocument::Compact));
+        printRaw(compact(toJson(data(result))));
     } else if (code == status::Ok) {
         printer(result);
     }

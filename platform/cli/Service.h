@@ -1,11 +1,9 @@
 #pragma once
 #include "cli/Command.h"
-#include "tarn/rpc/RpcProxy.h"
+#include "tarn/link/MessageWire.h"
+#include "tarn/link/ServiceConnection.h"
+#include "tarn/visualized/IVisualizedService.h"
 #include <functional>
-
-namespace tarn::link {
-class ServiceConnection;
-}
 
 /// Calls to the services, and what a user reads about their failures.
 namespace tarn::cli {
@@ -15,10 +13,10 @@ struct Service
     QString tag;
     QString name; ///< as messages name it, e.g. "the message service"
 };
-const Service &visualizedService();
-const Service &messageService();
-const Service &upgradeService();
-const Service &cloudService();
+inline const Service VisualizedService{visualized::DefaultTag, QStringLiteral("the visualized service")};
+inline const Service MessageService{link::wire::MessageTag, QStringLiteral("the message service")};
+inline const Service UpgradeService{link::wire::UpgradeTag, QStringLiteral("the upgrade service")};
+inline const Service CloudService{link::wire::CloudTag, QStringLiteral("the cloud account service")};
 
 /// Prints the reason why a call did not reach its object, and the way out.
 /// @return the exit code
@@ -37,7 +35,7 @@ struct Query
     const Service &service;
     QString method;
     rpc::Bag input;
-    int timeoutMs = 30000;
+    int timeoutMs = link::ServiceConnection::DefaultTimeout;
     bool paged = false; ///< the answer is a list that may be larger than one message
 };
 using Printer = std::function<void(const rpc::CallResult &)>;

@@ -5,13 +5,10 @@
 #include "tarn/keys/HubKeys.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/CloudWire.h"
-#include "tarn/link/MessageWire.h"
-#include "tarn/link/ServiceConnection.h"
 #include "tarn/link/UpgradeWire.h"
 #include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <algorithm>
 #include <csignal>
 #include <poll.h>
@@ -65,7 +62,7 @@ Report askService(link::ServiceConnection &connection, const Service &service, c
 Report askHub(link::ServiceConnection &connection)
 {
     Report report =
-        ask(connection, QStringLiteral("hub"), visualizedService(), hub::HubInterface, QStringLiteral("List"));
+        ask(connection, QStringLiteral("hub"), VisualizedService, hub::HubInterface, QStringLiteral("List"));
     if (report.code == status::Ok)
         report.state += QStringLiteral(", port %1").arg(rpc::hubPort());
     return report;
@@ -78,7 +75,7 @@ void printJson(const QList<Report> &reports)
         array.append(QJsonObject{{QStringLiteral("name"), report.name},
                                  {QStringLiteral("state"), report.state},
                                  {QStringLiteral("ok"), report.code == status::Ok}});
-    printRaw(QJsonDocument(array).toJson(QJsonDocument::Compact));
+    printRaw(compact(array));
 }
 
 void printText(const QList<Report> &reports)
@@ -96,10 +93,10 @@ int runStatus(const Line &line)
     }
     link::ServiceConnection connection;
     QList<Report> reports{askHub(connection)};
-    reports << askService(connection, messageService(), link::wire::method::UnreadCount)
-            << askService(connection, upgradeService(), link::wire::method::UpgradeStatus)
-            << askService(connection, cloudService(), link::wire::method::CloudStatus)
-            << askService(connection, visualizedService(), QStringLiteral("getVisualizedOperateManager"));
+    reports << askService(connection, MessageService, link::wire::method::UnreadCount)
+            << askService(connection, UpgradeService, link::wire::method::UpgradeStatus)
+            << askService(connection, CloudService, link::wire::method::CloudStatus)
+            << askService(connection, VisualizedService, QStringLiteral("getVisualizedOperateManager"));
     line.isSet(jsonOption().name) ? printJson(reports) : printText(reports);
     const auto silent = [](const Report &report) { return report.code == status::NoTransport; };
     const auto first = std::find_if(reports.cbegin(), reports.cend(), silent);
@@ -140,21 +137,14 @@ int runStop(const Line &)
 QList<Command> statusCommands()
 {
     return {
-        {{"status"},
-         "tells whether hub and services answer",
-         "Tells whether the hub, the services and the visualized service answer.\n"
-         "Exit code: 0 when all of them work, 1 when one answers with an error, 3 when one does not "
-         "answer.",
-         {},
-         {jsonOption()},
-         runStatus},
-        {{"stop"},
-         "ends host, hub and services",
-         "Ends the visualized service's host, the hub and the services of this user. Running downloads "
-         "continue at the next start.\nExit code: 0 when none of them runs any more, 1 otherwise.",
-         {},
-         {},
-         runStop},
+        makeCommand("status", "tells whether hub and services answer",
+                    "Tells whether the hub, the services and the visualized service answer.\n"
+                    "Exit code: 0 when all of them work, 1 when one answers with an error, 3 when one does not answer.",
+                    {}, {jsonOption()}, runStatus),
+        makeCommand("stop", "ends host, hub and services",
+                    "Ends the visualized service's host, the hub and the services of this user. Running downloads "
+                    "continue at the next start.\nExit code: 0 when none of them runs any more, 1 otherwise.",
+                    {}, {}, runStop),
     };
 }
 

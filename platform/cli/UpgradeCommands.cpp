@@ -2,8 +2,6 @@
 #include "cli/Output.h"
 #include "cli/Service.h"
 #include "tarn/keys/UpgradeKeys.h"
-#include "tarn/link/MessageWire.h"
-#include "tarn/link/ServiceConnection.h"
 #include "tarn/link/UpgradeWire.h"
 
 namespace tarn::cli {
@@ -20,7 +18,7 @@ const QString KillOption = QStringLiteral("kill-running");
 
 Query query(const QString &method, const QVariantMap &values, int timeoutMs = link::ServiceConnection::DefaultTimeout)
 {
-    return {upgradeService(), method, {values, {}}, timeoutMs};
+    return {UpgradeService, method, {values, {}}, timeoutMs};
 }
 
 QVariantMap product(const Line &line)
@@ -154,7 +152,7 @@ int runStart(const Line &line)
 {
     link::ServiceConnection connection;
     const auto offered = connection.call(wire::UpgradeTag, QStringLiteral("CheckNewVersion"), {product(line), {}});
-    const int code = judge(offered, upgradeService());
+    const int code = judge(offered, UpgradeService);
     if (code != status::Ok)
         return code;
     if (offered.output.list.isEmpty()) {
@@ -187,7 +185,7 @@ int runSilent(const Line &line)
     values.insert(wire::KillRunning, line.isSet(KillOption));
     link::ServiceConnection connection;
     const auto result = connection.call(wire::UpgradeTag, wire::method::PatchSilently, {values, {}}, LongMs);
-    const int code = judge(result, upgradeService());
+    const int code = judge(result, UpgradeService);
     const QVariantMap &answer = result.output.values; // a refusal has them too
     if (code == status::Ok)
         printShown(answer);
@@ -198,50 +196,40 @@ int runSilent(const Line &line)
     return code;
 }
 
-Command command(const char *word, const char *summary, const char *description, const QList<Argument> &arguments,
-                const QList<Option> &options, int (*run)(const Line &))
-{
-    return {{QStringLiteral("upgrade"), QLatin1String(word)},
-            QLatin1String(summary),
-            QLatin1String(description),
-            arguments,
-            options,
-            run};
-}
-
 } // namespace
 
 QList<Command> upgradeCommands()
 {
     const QList<Argument> one{{"PRODUCT", "Name of the product.", {}, false}};
     return {
-        command("check", "looks for updates and shows the prompt",
-                "Compares the catalogue with the installed products and has the visualized service prompt for the "
-                "updates.\nExit code 0 once it was compared, also when nothing is new or no window can be shown.",
-                {},
-                {{ListOption, "Prints the updates instead of showing them.", {}},
-                 {jsonOption().name, "Prints the update records as a JSON array, and shows nothing.", {}}},
-                runCheck),
-        command("notes", "shows the update notes of a product",
-                "Has the update notes of a product shown, also of an update that is ignored.", one, {jsonOption()},
-                runNotes),
-        command("status", "lists ignored updates and tasks", "Tells which updates are ignored and lists the tasks.", {},
-                {jsonOption()}, runStatus),
-        command("forget", "offers ignored updates again",
-                "Forgets ignored updates, so that the next check offers them again.",
-                {{"PRODUCT", "Name of the product; all products by default.", "[PRODUCT]", true}}, {jsonOption()},
-                runForget),
-        command("start", "downloads the updates of a product",
-                "Downloads every update of a product; the window with the tasks comes up and installs them.", one,
-                {jsonOption()}, runStart),
-        command("stop", "ends a product's task", "Ends the task of a product in any state.", one, {}, runStop),
-        command(
-            "install", "installs a finished download",
+        makeCommand("upgrade check", "looks for updates and shows the prompt",
+                    "Compares the catalogue with the installed products and has the visualized service prompt for the "
+                    "updates.\nExit code 0 once it was compared, also when nothing is new or no window can be shown.",
+                    {},
+                    {{ListOption, "Prints the updates instead of showing them.", {}},
+                     {jsonOption().name, "Prints the update records as a JSON array, and shows nothing.", {}}},
+                    runCheck),
+        makeCommand("upgrade notes", "shows the update notes of a product",
+                    "Has the update notes of a product shown, also of an update that is ignored.", one, {jsonOption()},
+                    runNotes),
+        makeCommand("upgrade status", "lists ignored updates and tasks",
+                    "Tells which updates are ignored and lists the tasks.", {}, {jsonOption()}, runStatus),
+        makeCommand("upgrade forget", "offers ignored updates again",
+                    "Forgets ignored updates, so that the next check offers them again.",
+                    {{"PRODUCT", "Name of the product; all products by default.", "[PRODUCT]", true}}, {jsonOption()},
+                    runForget),
+        makeCommand("upgrade start", "downloads the updates of a product",
+                    "Downloads every update of a product; the window with the tasks comes up and installs them.", one,
+                    {jsonOption()}, runStart),
+        makeCommand("upgrade stop", "ends a product's task", "Ends the task of a product in any state.", one, {},
+                    runStop),
+        makeCommand(
+            "upgrade install", "installs a finished download",
             "Installs the downloaded packages of a product and waits for the end. The window with the tasks does this "
             "by itself.",
             one, {}, runInstall),
-        command(
-            "silent", "patches a product without questions",
+        makeCommand(
+            "upgrade silent", "patches a product without questions",
             "Downloads the patch of a product's installed version and installs it, with a progress window only. Waits "
             "until it is installed. A product that runs is refused.",
             one,
@@ -250,8 +238,8 @@ QList<Command> upgradeCommands()
               "executable file are ended; a script has no such process.",
               {}}},
             runSilent),
-        command("tasks", "lists downloads and installations",
-                "Lists the downloads and installations, finished ones too.", {}, {jsonOption()}, runTasks),
+        makeCommand("upgrade tasks", "lists downloads and installations",
+                    "Lists the downloads and installations, finished ones too.", {}, {jsonOption()}, runTasks),
     };
 }
 

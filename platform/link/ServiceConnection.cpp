@@ -2,7 +2,6 @@
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/HubPort.h"
 #include <QElapsedTimer>
-#include <QMutexLocker>
 #include <QScopeGuard>
 
 namespace tarn::link {
@@ -27,10 +26,7 @@ RpcError closedError()
 
 QHash<QString, QString> settings(quint16 port)
 {
-    const QString address = QStringLiteral("127.0.0.1");
-    return {{rpc::keys::IP, address},
-            {rpc::keys::SvrIP, address},
-            {rpc::keys::Port, QString::number(port)},
+    return {{rpc::keys::Port, QString::number(port)},
             {rpc::keys::Timeout, QString::number(ServiceConnection::HubTimeout)},
             {rpc::keys::ThreadNum, QStringLiteral("1")}};
 }
@@ -69,26 +65,17 @@ void ServiceConnection::close()
         m_rpc.shutdown();
         m_port = 0;
     }
-    QMutexLocker lock(&m_state);
-    while (m_calls > 0)
-        m_idle.wait(&m_state);
+    const QWriteLocker ended(&m_calls);
 }
 
 rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs,
                                         Late late)
 {
-    {
-        const QMutexLocker lock(&m_state);
-        if (!m_open)
-            return failed(closedError());
-        ++m_calls;
-    }
-    const auto leave = qScopeGuard([this] {
-        const QMutexLocker lock(&m_state);
-        --m_calls;
-        m_idle.wakeAll();
-    });
-
+    if (!m_calls.tryLockForRead()) // close() waits for the others
+        return failed(closedError());
+    const auto leave = qScopeGuard([this] { m_calls.unlock(); });
+    if (!isOpen())
+        return failed(closedError());
     rpc::CallResult silent;
     if (isSilent(tag, &silent.error))
         return silent;

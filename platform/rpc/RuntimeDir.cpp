@@ -42,18 +42,10 @@ QString objection(const QByteArray &path)
 }
 
 /// A socket without a listener answers ECONNREFUSED, also when its process lived in another pid namespace.
-bool isDeserted(const QByteArray &path)
+bool isDeserted(const QString &path)
 {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (path.size() > MaxSocketPath)
-        return false;
-    memcpy(address.sun_path, path.constData(), static_cast<size_t>(path.size()));
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0)
-        return false;
-    const bool refused = ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0 &&
-                         (errno == ECONNREFUSED || errno == ENOENT);
+    const int fd = connectTo(path);
+    const bool refused = fd < 0 && (errno == ECONNREFUSED || errno == ENOENT);
     ::close(fd);
     return refused;
 }
@@ -130,11 +122,31 @@ void unlinkHubSocket(quint16 port)
         ::unlink(link.constData());
 }
 
+int connectTo(const QString &socketPath)
+{
+    const QByteArray path = QFile::encodeName(socketPath);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() > MaxSocketPath) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    memcpy(address.sun_path, path.constData(), static_cast<size_t>(path.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd >= 0 && ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
+        const int reason = errno;
+        ::close(fd);
+        errno = reason;
+        return -1;
+    }
+    return fd;
+}
+
 quint16 hubPort(QString *error)
 {
     QString reason;
-    const QByteArray link = QFile::encodeName(socketPath(HubSocketLink, &reason));
-    quint16 port = linkedPort(link);
+    const QString link = socketPath(HubSocketLink, &reason);
+    quint16 port = linkedPort(QFile::encodeName(link));
     if (port != 0 && isDeserted(link))
         port = 0;
     if (port == 0 && !link.isEmpty())
@@ -154,7 +166,7 @@ void sweepSockets()
     const QDateTime now = QDateTime::currentDateTime();
     for (const QFileInfo &entry : entries) {
         // A young one may be bound and not yet listening.
-        if (entry.lastModified().msecsTo(now) > SweepAgeMs && isDeserted(QFile::encodeName(entry.filePath())))
+        if (entry.lastModified().msecsTo(now) > SweepAgeMs && isDeserted(entry.filePath()))
             QFile::remove(entry.filePath());
     }
 }

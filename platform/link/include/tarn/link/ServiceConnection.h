@@ -3,7 +3,7 @@
 #include <QDeadlineTimer>
 #include <QHash>
 #include <QMutex>
-#include <QWaitCondition>
+#include <QReadWriteLock>
 
 namespace tarn::link {
 
@@ -57,11 +57,10 @@ private:
     quint16 m_port = 0;     ///< port that m_rpc was initialised with; guarded by m_connecting
     QMutex m_connecting;    ///< held while the hub is asked
     mutable QMutex m_state; ///< guards what follows; never held in a call
-    QWaitCondition m_idle;
     QHash<QString, QSharedPointer<rpc::RpcProxy>> m_proxies;
     QHash<QString, Silence> m_silent; ///< by tag, the hub's included
-    int m_calls = 0;
     bool m_open = true;
+    QReadWriteLock m_calls; ///< held for reading by each call
 };
 
 } // namespace tarn::link
