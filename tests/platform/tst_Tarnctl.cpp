@@ -3,14 +3,11 @@
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTest>
-#include <atomic>
 #include <csignal>
 
 using namespace tarn;
@@ -19,9 +16,11 @@ using test::ServedObject;
 
 namespace {
 
-QStringList words(const char *line)
+rpc::CallResult accept(const QString &, const rpc::Bag &)
 {
-    return QString::fromUtf8(line).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    rpc::CallResult answer;
+    answer.accepted = true;
+    return answer;
 }
 
 } // namespace
@@ -31,8 +30,10 @@ class TestTarnctl final : public QObject
 {
     Q_OBJECT
 private slots:
-    void helpAtEveryLevel();
-    void documents();
+    void init() { m_platform = std::make_unique<Platform>(); }
+    void cleanup() { m_platform.reset(); }
+
+    void helpAndDocuments();
     void wrongUsage();
     void withoutAPlatform();
     void statusTellsTheTruth();
@@ -41,57 +42,48 @@ private slots:
     void imports();
     void calls();
     void warnsOfMistypedInput();
-    void noDialogToWaitFor();
     void cloudAccounts();
 
 private:
-    static QJsonArray array(const QByteArray &text) { return QJsonDocument::fromJson(text).array(); }
+    Platform::Result run(const QString &line, const QByteArray &input = {})
+    {
+        return m_platform->tarnctl(line.split(' ', Qt::SkipEmptyParts), input);
+    }
+    QJsonArray array(const QString &line) { return QJsonDocument::fromJson(run(line).out).array(); }
+
+    std::unique_ptr<Platform> m_platform;
 };
 
-void TestTarnctl::helpAtEveryLevel()
+void TestTarnctl::helpAndDocuments()
 {
-    Platform platform;
-    for (const char *command :
-         {"", "status ", "call ", "message ", "message push ", "message import ", "cloud account lock "}) {
-        const auto result = platform.tarnctl(words(command) + words("--help"));
+    for (const QString &command : QStringList{"", "status ", "call ", "message ", "cloud account lock "}) {
+        const auto result = run(command + "--help");
         QCOMPARE(result.exitCode, 0);
-        QVERIFY2(result.out.startsWith(QByteArray("Usage: tarnctl ") + command + "[options]"), result.out.constData());
+        QVERIFY2(result.out.startsWith("Usage: tarnctl " + command.toUtf8() + "[options]"), result.out.constData());
         QCOMPARE(result.err, QByteArray());
     }
-}
-
-// Every command is in each of the documents, and the shell takes its completion.
-void TestTarnctl::documents()
-{
-    Platform platform;
-    for (const char *kind : {"man", "bash", "zsh", "fish"}) {
-        const auto result = platform.tarnctl(words("document") << QLatin1String(kind));
+    // Every command is in each of the documents, and the shell takes its completion.
+    for (const QString &kind : QStringList{"man", "bash", "zsh", "fish"}) {
+        const auto result = run("document " + kind);
         QCOMPARE(result.exitCode, 0);
         for (const char *word : {"account lock", "message push", "outbox", "kill"})
             QVERIFY2(result.out.contains(word), word);
     }
-    QCOMPARE(platform.tarnctl(words("document tea")).exitCode, 2);
     QProcess bash;
-    bash.setProgram(QStringLiteral("bash"));
-    bash.setArguments(
-        {QStringLiteral("-c"), QStringLiteral("eval \"$(%1 document bash)\"; COMP_WORDS=(tarnctl cloud account l); "
-                                              "COMP_CWORD=3; _tarnctl; echo ${COMPREPLY[@]}")
-                                   .arg(Platform::program(QStringLiteral("tarnctl")))});
-    bash.start();
+    bash.start("bash", {"-c", QString("eval \"$(%1 document bash)\"; COMP_WORDS=(tarnctl cloud account l); "
+                                      "COMP_CWORD=3; _tarnctl; echo ${COMPREPLY[@]}")
+                                  .arg(Platform::program("tarnctl"))});
     QVERIFY(bash.waitForFinished());
     QCOMPARE(bash.readAllStandardOutput(), QByteArray("list lock\n"));
 }
 
 void TestTarnctl::wrongUsage()
 {
-    Platform platform;
-    const QVector<QPair<const char *, const char *>> lines{
+    const QVector<QPair<QString, const char *>> lines{
         {"", "COMMAND is missing"},
         {"message show", "ID is missing"},
-        {"frobnicate", "\"frobnicate\""},
         {"message sing", "\"sing\""},
         {"message push --colour red", "colour"},
-        {"message push --title", "--title"},
         {"message push --title a --unread many", "--unread"},
         {"message push --unread -1", "--unread"},
         {"message push --time tomorrow", "--time"},
@@ -100,12 +92,12 @@ void TestTarnctl::wrongUsage()
         {"message clear", "--yes"}, // the standard input is no terminal
         {"message import /no/such/file", "/no/such/file"},
         {"message import /", "/: "},
-        {"call Op {} {}", "too many"},
         {"call ShowMessageCenter --wait", "--wait"},
         {"call ShowCloudLogin --wait --timeout soon", "--timeout"},
         {"call ShowCloudLogin --timeout 5", "--wait"},
         {"cloud account add a", "password is required"}, // the standard input is empty
         {"cloud account lock a maybe", "\"maybe\""},
+        {"document tea", "\"tea\""},
         {"call Op {\"a\":1,}", "line 1, column 8"},
         {"call Op {\"题\":1x}", "line 1, column 7"},
         {"call Op {\"r\":{\"$rect\":[1,2,3,4294967296]}}", "/r/$rect/3:"},
@@ -114,8 +106,8 @@ void TestTarnctl::wrongUsage()
         {"call Op {\"$list\":[1,{\"a\":{\"$rect\":0}}]}", "/$list/1/a/$rect:"},
     };
     for (const auto &[line, says] : lines) {
-        const auto result = platform.tarnctl(words(line));
-        QVERIFY2(result.exitCode == 2, line);
+        const auto result = run(line);
+        QVERIFY2(result.exitCode == 2, qPrintable(line));
         QVERIFY2(result.err.startsWith("tarnctl: ") && result.err.contains(says), result.err.constData());
         QCOMPARE(result.out, QByteArray());
     }
@@ -123,225 +115,161 @@ void TestTarnctl::wrongUsage()
 
 void TestTarnctl::withoutAPlatform()
 {
-    Platform platform;
-    for (const char *line : {"status", "call ShowMessageCenter", "message list", "message push --title a",
-                             "call ShowCloudLogin --wait", "cloud state"}) {
-        const auto result = platform.tarnctl(words(line));
-        QVERIFY2(result.exitCode == 3, line);
+    for (const QString &line :
+         QStringList{"status", "call ShowMessageCenter", "message list", "call ShowCloudLogin --wait", "cloud state"}) {
+        const auto result = run(line);
+        QVERIFY2(result.exitCode == 3, qPrintable(line));
         QVERIFY2(result.err.contains("visualized-host"), result.err.constData());
     }
 }
 
 void TestTarnctl::statusTellsTheTruth()
 {
-    Platform platform;
-    QVERIFY(platform.startHubAlone());
-    const auto works = [](const QString &, const rpc::Bag &) {
+    QVERIFY(m_platform->startHubAlone());
+    ServedObject message(link::wire::MessageTag, [](const QString &, const rpc::Bag &) {
         rpc::CallResult answer;
-        answer.accepted = true;
+        answer.errorText = "database or disk is full";
         return answer;
-    };
-    const auto full = [](const QString &, const rpc::Bag &) {
-        rpc::CallResult answer;
-        answer.errorText = QStringLiteral("database or disk is full");
-        return answer;
-    };
-    ServedObject message(link::wire::MessageTag, full);
-    ServedObject upgrade(link::wire::UpgradeTag, works);
-    ServedObject cloud(link::wire::CloudTag, works);
-    auto result = platform.tarnctl(words("status"));
+    });
+    ServedObject upgrade(link::wire::UpgradeTag, accept);
+    ServedObject cloud(link::wire::CloudTag, accept);
+    auto result = run("status");
     QCOMPARE(result.exitCode, 3);
     QVERIFY2(result.err.contains("start \"visualized-host\""), result.err.constData());
-    ServedObject host(visualized::DefaultTag, works);
+    ServedObject host(visualized::DefaultTag, accept);
     QVERIFY(message.isServed() && upgrade.isServed() && cloud.isServed() && host.isServed());
-    result = platform.tarnctl(words("status"));
+    result = run("status");
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.out.contains("database or disk is full"), result.out.constData());
-    const QJsonArray states = array(platform.tarnctl(words("status --json")).out);
-    QCOMPARE(states.at(0).toObject().value(QStringLiteral("ok")), QJsonValue(true));
-    QCOMPARE(states.at(1).toObject().value(QStringLiteral("ok")), QJsonValue(false));
+    const QJsonArray states = array("status --json");
+    QCOMPARE(states.at(0).toObject().value("ok"), QJsonValue(true));
+    QCOMPARE(states.at(1).toObject().value("ok"), QJsonValue(false));
 }
 
 void TestTarnctl::stopEndsEverything()
 {
-    Platform platform;
-    QVERIFY(platform.startHub());
-    const auto services = static_cast<pid_t>(platform.servicesOfHub());
-    const auto result = platform.tarnctl(words("stop"));
+    QVERIFY(m_platform->startHub());
+    const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
+    const auto result = run("stop");
     QVERIFY2(result.exitCode == 0 && result.out.contains("stopped: ServiceHub"), (result.out + result.err).constData());
-    QTRY_VERIFY(platform.hub()->state() == QProcess::NotRunning);
+    QTRY_VERIFY(m_platform->hub()->state() == QProcess::NotRunning);
     QVERIFY(::kill(services, 0) != 0);
-    QCOMPARE(platform.tarnctl(words("stop")).out, QByteArray());
+    QCOMPARE(run("stop").out, QByteArray());
 }
 
 void TestTarnctl::messages()
 {
-    Platform platform;
-    QVERIFY(platform.startHub());
-    QFile picture(platform.directory() + QStringLiteral("/pic.png"));
-    QVERIFY(picture.open(QIODevice::WriteOnly));
-    auto result = platform.tarnctl(words("message push --id 第一 --title 标题 --time 2026-01-02 --unread 7 --picture")
-                                   << picture.fileName());
+    QVERIFY(m_platform->startHub());
+    auto result = run("message push --id 第一 --title 标题 --time 2026-01-02 --unread 7 --picture /etc/hostname");
     QCOMPARE(result.exitCode, 0);
-    QCOMPARE(QString::fromUtf8(result.out), QStringLiteral("第一\n"));
+    QCOMPARE(result.out, QByteArray("第一\n"));
     QVERIFY2(result.err.contains("not shown"), result.err.constData());
-    result = platform.tarnctl(words("message push --json --title") << QStringLiteral("evil \x1b]0;title\x07"));
-    QCOMPARE(QJsonDocument::fromJson(result.out).object().value(QStringLiteral("unReadNum")), QJsonValue(2));
-    QCOMPARE(array(platform.tarnctl(words("message list --json")).out).size(), 2);
-    result = platform.tarnctl(words("message list"));
-    QVERIFY(QString::fromUtf8(result.out).contains(QStringLiteral("第一 ")));
+    QCOMPARE(run("message push --title evil\x1b]0;title\x07").exitCode, 0);
+    QCOMPARE(array("message list --json").size(), 2);
+    result = run("message list");
+    QVERIFY(result.out.contains("第一 "));
     QVERIFY(!result.out.contains('\x1b') && !result.out.contains('\x07'));
-    QCOMPARE(platform.tarnctl(words("message show 第一")).exitCode, 0);
-    QCOMPARE(platform.tarnctl(words("message show 第二")).exitCode, 1);
-    QVERIFY(platform.tarnctl(words("status")).out.contains("2 unread"));
-    QCOMPARE(platform.tarnctl(words("message clear --yes")).out, QByteArray("removed: 2 messages\n"));
-    QCOMPARE(platform.tarnctl(words("message list --json")).out, QByteArray("[]\n"));
+    QCOMPARE(run("message show 第一").exitCode, 0);
+    QCOMPARE(run("message show 第二").exitCode, 1);
+    QVERIFY(run("status").out.contains("2 unread"));
+    QCOMPARE(run("message clear --yes").out, QByteArray("removed: 2 messages\n"));
+    QCOMPARE(run("message list --json").out, QByteArray("[]\n"));
 }
 
 void TestTarnctl::imports()
 {
-    Platform platform;
-    QVERIFY(platform.startHub());
-    const QStringList import = words("message import -");
-    auto result = platform.tarnctl(import, R"([{"MsgId":"1","MsgTitle":"a","unRead":false},{"MsgTitle":"b"}])");
-    QCOMPARE(result.out, QByteArray("stored: 2 messages\n"));
-    const QByteArray list = platform.tarnctl(words("message list --json")).out;
-    platform.tarnctl(words("message clear --yes"));
-    result = platform.tarnctl(import, list); // what was listed can be taken back
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(array(platform.tarnctl(words("message list --json")).out).size(), 2);
-    platform.tarnctl(words("message clear --yes"));
-
-    result = platform.tarnctl(import, R"([{"MsgTitle":"a"},{"MsgTitle":{"$rect":[1]}}])");
-    QCOMPARE(result.exitCode, 2);
-    QVERIFY2(result.err.contains("/1/MsgTitle/$rect"), result.err.constData());
-    result = platform.tarnctl(import, R"([{"MsgTitle":"a"},{"MsgTitle":1}])");
+    QVERIFY(m_platform->startHub());
+    const QString import = "message import -";
+    QVERIFY(run(import, R"([{"MsgTitle":"a"},{"MsgTitle":{"$rect":[1]}}])").err.contains("/1/MsgTitle/$rect"));
+    auto result = run(import, R"([{"MsgTitle":"a"},{"MsgTitle":1}])");
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.err.contains("record 1: MsgTitle"), result.err.constData());
-    QCOMPARE(platform.tarnctl(import, R"({"a":1})").exitCode, 2);
-    QCOMPARE(platform.tarnctl(import, "[1]").exitCode, 2);
-    QCOMPARE(platform.tarnctl(words("message list --json")).out, QByteArray("[]\n"));
-    // More than one call can carry.
+    QCOMPARE(run(import, R"({"a":1})").exitCode, 2);
+    QCOMPARE(run(import, "[1]").exitCode, 2);
+    QCOMPARE(run("message list --json").out, QByteArray("[]\n"));
+    // More than one call can carry; what is listed can be taken back.
     QByteArray many = "{\"messages\":[{\"MsgId\":\"large\",\"MsgContent\":\"" + QByteArray(1024 * 1024, 'x') + "\"}";
     for (int i = 0; i < 1200; ++i)
         many += ",{\"MsgTitle\":\"" + QByteArray::number(i) + "\"}";
-    result = platform.tarnctl(import, many + "]}");
+    QCOMPARE(run(import, many + "]}").out, QByteArray("stored: 1201 messages\n"));
+    const QByteArray list = run("message list --json").out;
+    run("message clear --yes");
+    result = run(import, list);
     QCOMPARE(result.err, QByteArray());
-    QCOMPARE(result.out, QByteArray("stored: 1201 messages\n"));
-    QCOMPARE(array(platform.tarnctl(words("message list --json")).out).size(), 1201);
+    QCOMPARE(array("message list --json").size(), 1201);
 }
 
 void TestTarnctl::calls()
 {
-    Platform platform;
-    QVERIFY(platform.startHub());
+    QVERIFY(m_platform->startHubAlone());
     ServedObject host(visualized::DefaultTag, [](const QString &method, const rpc::Bag &input) {
         rpc::CallResult answer;
         answer.output = input;
-        answer.accepted = method == QLatin1String("Accept");
+        answer.accepted = method == "Accept";
         answer.retCode = answer.accepted ? 2000 : 0;
-        answer.errorText = answer.accepted ? QString() : QStringLiteral("\"不\"");
-        if (method == QLatin1String("Nothing"))
+        answer.errorText = answer.accepted ? QString() : "\"不\"";
+        if (method == "Nothing")
             answer.error = {rpc::RpcError::NotFound, "no such method"};
         return answer;
     });
     QVERIFY(host.isServed());
-    const QString json =
-        QStringLiteral(R"({"r":{"$rect":[1,2,3,4]},"w":{"$u64":"18446744073709551615"},"字":[null,1.5]})");
-    auto result = platform.tarnctl({QStringLiteral("call"), QStringLiteral("Accept"), json});
+    const QByteArray json = R"({"r":{"$rect":[1,2,3,4]},"w":{"$u64":"18446744073709551615"},"字":[null,1.5]})";
+    auto result = run("call Accept -", json);
     QVERIFY2(result.exitCode == 0, result.err.constData());
-    QCOMPARE(QString::fromUtf8(result.out),
-             QStringLiteral(R"({"accepted":true,"retCode":2000,"error":"","values":%1})").arg(json) +
-                 QLatin1Char('\n'));
-    result = platform.tarnctl(words("call Refuse -"), R"({"$list":[1,{}]})");
+    QCOMPARE(result.out, R"({"accepted":true,"retCode":2000,"error":"","values":)" + json + "}\n");
+    result = run("call Refuse -", R"({"$list":[1,{}]})");
     QCOMPARE(result.exitCode, 1);
-    QCOMPARE(QString::fromUtf8(result.out),
-             QStringLiteral(R"({"accepted":false,"retCode":0,"error":"\"不\"","values":{},"list":[1,{}]})") +
-                 QLatin1Char('\n'));
-    result = platform.tarnctl(words("call Nothing"));
+    QCOMPARE(result.out,
+             QByteArray(R"({"accepted":false,"retCode":0,"error":"\"不\"","values":{},"list":[1,{}]})") + '\n');
+    result = run("call Nothing");
     QCOMPARE(result.exitCode, 2);
     QVERIFY2(result.err.contains("Nothing"), result.err.constData());
-    // Deeper than the RPC layer carries.
-    result = platform.tarnctl(words("call Accept -"), "{\"a\":" + QByteArray(100, '[') + QByteArray(100, ']') + '}');
-    QCOMPARE(result.exitCode, 2);
-    result = platform.tarnctl(words("call Accept -"), R"({"a":"\ud800"})");
-    QCOMPARE(result.exitCode, 2);
+    // Deeper than the RPC layer carries, and no text.
+    QCOMPARE(run("call Accept -", "{\"a\":" + QByteArray(100, '[') + QByteArray(100, ']') + '}').exitCode, 2);
+    QCOMPARE(run("call Accept -", R"({"a":"\ud800"})").exitCode, 2);
 }
 
 void TestTarnctl::warnsOfMistypedInput()
 {
-    Platform platform;
-    QVERIFY(platform.startHubAlone());
-    ServedObject host(visualized::DefaultTag, [](const QString &, const rpc::Bag &) {
-        rpc::CallResult answer;
-        answer.accepted = true;
-        return answer;
-    });
+    QVERIFY(m_platform->startHubAlone());
+    ServedObject host(visualized::DefaultTag, accept);
     QVERIFY(host.isServed());
-    const QVector<QPair<const char *, const char *>> calls{
+    const QVector<QPair<QString, const char *>> lines{
         {R"(ShowNotifyMessage {"MsgID":"1","MsgContent":"x"})", "unknown key \"MsgID\""},
         {R"(ShowNotifyMessage {"MsgID":"1","MsgContent":"x"})", "\"MsgId\" is missing"},
         {R"(showAutoCheckUpdateDialog {"list":[]})", "\"$list\" is missing"},
         {R"(ShowMessageCenter {"msg_center_rect":"1,2,3,4"})", "type rect"},
         {"Show", "unknown operation"},
     };
-    for (const auto &[line, says] : calls) {
-        const auto result = platform.tarnctl(words("call") + words(line));
+    for (const auto &[line, says] : lines) {
+        const auto result = run("call " + line);
         QCOMPARE(result.exitCode, 0);
         QVERIFY2(result.err.contains(says), result.err.constData());
     }
-    const auto right =
-        platform.tarnctl(words(R"(call ShowNotifyMessage {"MsgId":"1","MsgContent":"x","unReadNum":3})"));
-    QCOMPARE(right.err, QByteArray());
-    QVERIFY(platform.tarnctl(words("call ShowNotifyMessage --help")).out.contains("unReadNum (string)"));
-    QVERIFY(platform.tarnctl(words("call --list")).out.contains("ShowMessageCenter"));
-}
-
-void TestTarnctl::noDialogToWaitFor()
-{
-    Platform platform;
-    QVERIFY(platform.startHubAlone());
-    std::atomic<int> looks{0};
-    ServedObject host(visualized::DefaultTag, [&](const QString &method, const rpc::Bag &) {
-        rpc::CallResult answer;
-        answer.accepted = true;
-        if (method == QLatin1String("QueryYunLoginDialogState")) {
-            ++looks;
-            answer.output.values.insert(QStringLiteral("queryYunDiaResult"), false);
-        }
-        return answer;
-    });
-    QVERIFY(host.isServed());
-    const auto result = platform.tarnctl(words("call ShowCloudLogin --wait")); // for ten minutes, if there were one
-    QCOMPARE(result.exitCode, 1);
-    QVERIFY2(result.err.contains("no dialog was shown"), result.err.constData());
-    QVERIFY(looks > 1);
+    QCOMPARE(run(R"(call ShowNotifyMessage {"MsgId":"1","MsgContent":"x","unReadNum":3})").err, QByteArray());
+    QVERIFY(run("call ShowNotifyMessage --help").out.contains("unReadNum (string)"));
+    QVERIFY(run("call --list").out.contains("ShowMessageCenter"));
 }
 
 void TestTarnctl::cloudAccounts()
 {
-    Platform platform;
-    QVERIFY(platform.startHub());
-    auto result = platform.tarnctl(words("cloud account add 张三 --phone 13800000001 --weixin w"), "密码 1\nrest");
-    QVERIFY2(result.exitCode == 0, result.err.constData());
-    QCOMPARE(platform.tarnctl(words("cloud account add 李四"), "\xff\n").exitCode, 2);
-    QCOMPARE(platform.tarnctl(words("cloud account add 王五"), "密码\r\n").exitCode, 0);
+    QVERIFY(m_platform->startHub());
+    QCOMPARE(run("cloud account add 张三 --phone 13800000001 --weixin w", "密码 1\nrest").exitCode, 0);
+    QCOMPARE(run("cloud account add 李四", "\xff\n").exitCode, 2);
+    QCOMPARE(run("cloud account add 王五", "密码\r\n").exitCode, 0);
     const auto signsIn = [](const QString &name, const QString &password) {
         link::ServiceConnection connection;
-        return connection
-            .call(link::wire::CloudTag, QStringLiteral("LoginByAccount"),
-                  {{{QStringLiteral("user"), name}, {QStringLiteral("pwd"), password}}, {}})
+        return connection.call(link::wire::CloudTag, "LoginByAccount", {{{"user", name}, {"pwd", password}}, {}})
             .accepted;
     };
-    QVERIFY(signsIn(QStringLiteral("张三"), QStringLiteral("密码 1")));
-    QVERIFY(signsIn(QStringLiteral("王五"), QStringLiteral("密码")));
-    QVERIFY(platform.tarnctl(words("cloud state")).out.startsWith("signed in: 王五, by account"));
-    QCOMPARE(platform.tarnctl(words("cloud account remove 王五")).exitCode, 0);
-    QCOMPARE(platform.tarnctl(words("cloud account remove 王五")).exitCode, 1);
-    QCOMPARE(platform.tarnctl(words("cloud account lock 张三 on")).exitCode, 0);
-    QCOMPARE(QString::fromUtf8(platform.tarnctl(words("cloud account list")).out),
-             QStringLiteral("张三, phone 13800000001, weixin w, locked\n"));
-    QCOMPARE(platform.tarnctl(words("cloud outbox --json")).out, QByteArray("[]\n"));
+    QVERIFY(signsIn("张三", "密码 1"));
+    QVERIFY(signsIn("王五", "密码"));
+    QVERIFY(run("cloud state").out.startsWith("signed in: 王五, by account"));
+    QCOMPARE(run("cloud account remove 王五").exitCode, 0);
+    QCOMPARE(run("cloud account remove 王五").exitCode, 1);
+    QCOMPARE(run("cloud account lock 张三 on").exitCode, 0);
+    QCOMPARE(run("cloud account list").out, QByteArray("张三, phone 13800000001, weixin w, locked\n"));
+    QCOMPARE(run("cloud outbox --json").out, QByteArray("[]\n"));
 }
 
 QTEST_GUILESS_MAIN(TestTarnctl)

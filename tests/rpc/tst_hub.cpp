@@ -9,9 +9,9 @@
 #include <QSharedMemory>
 #include <QStandardPaths>
 #include <QtTest>
-#include <arpa/inet.h>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -46,7 +46,6 @@ private slots:
     void directoryRefused();
     void onlyOneHub();
     void staleSegmentIsTakenOver();
-    void oldPortTakenMeanwhile();
     void socketsOfTheDeadAreSwept();
     void servicesComeBackAndEndWithTheHub();
     void runtimeDirectoryRemoved();
@@ -113,22 +112,6 @@ void tst_Hub::staleSegmentIsTakenOver()
     m_box->hub().terminate();
     QVERIFY(m_box->hub().waitForFinished());
     QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // nobody believes in it
-}
-
-void tst_Hub::oldPortTakenMeanwhile()
-{
-    QVERIFY(m_box->startHub());
-    const quint16 port = m_box->hubPort();
-    m_box->killHub();
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    QCOMPARE(::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
-    const bool started = m_box->startHub();
-    ::close(fd);
-    QVERIFY(started && m_box->hubPort() != port);
 }
 
 void tst_Hub::socketsOfTheDeadAreSwept()

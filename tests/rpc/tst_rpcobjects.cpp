@@ -75,13 +75,12 @@ class FakeService final : public IVisualizedService
 {
 public:
     QSharedPointer<FakeManager> manager{new FakeManager};
-    int code = tarn::visualized::HandedOut;
 
     QSharedPointer<IVisulizedOperateManager>
     getVisualizedOperateManager(QSharedPointer<IVisualizedService_InputArg>,
                                 QSharedPointer<IVisualizedService_OutputArg> output) override
     {
-        output->SetRetCode(code);
+        output->SetRetCode(tarn::visualized::HandedOut);
         return manager;
     }
 };
@@ -100,7 +99,7 @@ class tst_RpcObjects : public QObject
     Q_OBJECT
 private slots:
     void init();
-    void cleanup();
+    void cleanup() { d.reset(); }
 
     void operations();
     void notifyReachesTheCaller();
@@ -108,68 +107,56 @@ private slots:
     void documentIsUpToDate();
 
 private:
-    CallResult call(const QString &method, const Bag &bag = {}) { return m_proxy->call(method, bag); }
+    /// A served object and its caller.
+    struct Sides
+    {
+        Sandbox box;
+        const bool hubRuns = box.startHub();
+        Rpc host;
+        Rpc caller;
+        const bool connected = host.init(box.settings()) && caller.init(box.settings());
+        const QSharedPointer<FakeService> service{new FakeService};
+        const QSharedPointer<RpcAdapter> adapter = host.createAdapter("host");
+        const bool added = adapter->add(QSharedPointer<IVisualizedService>(service), tarn::visualized::Interface, Tag);
+        const bool served = adapter->active();
+        const QSharedPointer<RpcProxy> proxy = caller.stringToProxy(Tag);
+    };
+    CallResult call(const QString &method, const Bag &bag = {}) { return d->proxy->call(method, bag); }
+    FakeManager &manager() { return *d->service->manager; }
 
-    std::unique_ptr<Sandbox> m_box;
-    std::unique_ptr<Rpc> m_host;
-    std::unique_ptr<Rpc> m_caller;
-    QSharedPointer<RpcAdapter> m_adapter;
-    QSharedPointer<FakeService> m_service;
-    QSharedPointer<RpcProxy> m_proxy;
+    std::unique_ptr<Sides> d;
 };
 
 void tst_RpcObjects::init()
 {
-    m_box = std::make_unique<Sandbox>();
-    QVERIFY(m_box->startHub());
-    m_host = std::make_unique<Rpc>();
-    m_caller = std::make_unique<Rpc>();
-    QVERIFY(m_host->init(m_box->settings()) && m_caller->init(m_box->settings()));
-    m_service = QSharedPointer<FakeService>::create();
-    m_adapter = m_host->createAdapter("host");
-    const std::any object = QSharedPointer<IVisualizedService>(m_service);
-    QVERIFY(m_adapter->add(object, tarn::visualized::Interface, Tag) && m_adapter->active());
-    m_proxy = m_caller->stringToProxy(Tag);
-    QVERIFY(m_proxy);
-}
-
-void tst_RpcObjects::cleanup()
-{
-    m_proxy.reset();
-    m_adapter.reset();
-    m_service.reset();
-    m_caller.reset();
-    m_host.reset();
-    m_box.reset();
+    d = std::make_unique<Sides>();
+    QVERIFY(d->hubRuns && d->connected && d->added && d->served && d->proxy);
 }
 
 void tst_RpcObjects::operations()
 {
     const QVariantList records{QVariantMap{{"软件名称", "岚川"}}, QVariantMap()};
-    for (const char *name :
-         {"QueryYunLoginDialogState", "ShowCloudLogin", "NotifyCloudParentFinish", "showAutoCheckUpdateDialog",
-          "showUpgradeExplainDialog", "showUpgradeDownloadDialog", "showSilentPatchInstallDialog", "ShowMessageCenter",
-          "ShowNotifyMessage", "ShowNetLockLogin", "NotifyLicParentFinish"}) {
-        const QString method = QString::fromLatin1(name);
-        m_service->manager->calls.clear();
-        const CallResult accepted = call(method, {{{Key, "值"}}, records});
+    for (const Operation &operation : visualizedOperations()) {
+        manager().calls.clear();
+        const CallResult accepted = call(operation.name, {{{Key, "值"}}, records});
         QVERIFY2(accepted.accepted, accepted.error.message.c_str());
         QCOMPARE(accepted.retCode, 1234);
-        QCOMPARE(accepted.errorText, "e");
-        QCOMPARE(accepted.output.values.value(Key).toString(), "值");
-        if (method == "showUpgradeExplainDialog")
+        QCOMPARE(accepted.errorText, QString("e"));
+        QCOMPARE(accepted.output.values.value(Key), QVariant("值"));
+        if (operation.name == "showUpgradeExplainDialog")
             QCOMPARE(accepted.output.list, records);
-        const CallResult refused = call(method, {{{"refuse", true}}, {}});
+        const CallResult refused = call(operation.name, {{{"refuse", true}}, {}});
         QVERIFY(refused.arrived() && !refused.accepted);
         QCOMPARE(refused.retCode, 0);
-        QCOMPARE(m_service->manager->calls, (QStringList{method, method}));
+        QCOMPARE(manager().calls, (QStringList{operation.name, operation.name}));
     }
+    QCOMPARE(visualizedOperations().size(), 11);
     QCOMPARE(call("unknown").error.code, int(RpcError::NotFound));
 }
 
 void tst_RpcObjects::notifyReachesTheCaller()
 {
-    const auto adapter = m_caller->createAdapter("callbacks");
+    const auto adapter = d->caller.createAdapter("callbacks");
     const QSharedPointer<Notified> notified(new Notified);
     const std::any object = QSharedPointer<ICloudLoginNotify>(notified);
     QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).isNull()); // not active yet
@@ -177,28 +164,28 @@ void tst_RpcObjects::notifyReachesTheCaller()
     const ObjectRef ref = bindCallback(*adapter, object, LoginNotifyInterface);
     QCOMPARE(ref.tag.size(), 32);
     QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).tag != ref.tag);
-    QVERIFY(!m_caller->stringToProxy(ref.tag)); // the hub does not know it
+    QVERIFY(!d->caller.stringToProxy(ref.tag)); // the hub does not know it
     const CallResult result = call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
-    QVERIFY(result.accepted && m_service->manager->notify);
+    QVERIFY(result.accepted && manager().notify);
     QVERIFY(!result.output.values.value("saw").isValid());
-    m_service->manager->notify->AfterLogin();
+    manager().notify->AfterLogin();
     QCOMPARE(notified->times.load(), 1);
 
     QVERIFY(adapter->remove(ref.tag));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: no object"));
-    m_service->manager->notify->AfterLogin();
+    manager().notify->AfterLogin();
     QCOMPARE(notified->times.load(), 1);
     QVERIFY(call("ShowCloudLogin").accepted);
-    QVERIFY(!m_service->manager->notify); // none given
+    QVERIFY(!manager().notify); // none given
     QVERIFY(call("ShowCloudLogin", {{{NotifyKey, "no reference"}}, {}}).accepted);
-    QVERIFY(!m_service->manager->notify);
+    QVERIFY(!manager().notify);
 }
 
 void tst_RpcObjects::notifyOfADeadCaller()
 {
     QVector<ObjectRef> gone;
     {
-        const auto adapter = m_caller->createAdapter("callbacks");
+        const auto adapter = d->caller.createAdapter("callbacks");
         const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
         QVERIFY(adapter->active());
         gone.append(bindCallback(*adapter, object, LoginNotifyInterface));
@@ -210,7 +197,7 @@ void tst_RpcObjects::notifyOfADeadCaller()
         QElapsedTimer clock;
         clock.start();
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: "));
-        m_service->manager->notify->AfterLogin();
+        manager().notify->AfterLogin();
         QVERIFY2(clock.elapsed() < 2500, qPrintable(ref.endpoint));
     }
 }

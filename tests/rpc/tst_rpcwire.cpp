@@ -13,7 +13,7 @@ using namespace tarn;
 
 namespace {
 
-const QString Tag = QStringLiteral("wire");
+const QString Tag = "wire";
 #ifdef TARN_SANITIZED
 constexpr qint64 MemoryLimitKiB = 1024 * 1024; // freed memory is kept back
 #else
@@ -157,10 +157,10 @@ void tst_RpcWire::hostileBytes_data()
 {
     QTest::addColumn<std::string>("bytes");
     QTest::addColumn<QString>("expected"); // part of the error; empty: accepted
-    const QString deep = QStringLiteral("nested deeper than 16");
-    const QString many = QStringLiteral("more than 65536 values");
-    const QString text = QStringLiteral("not valid UTF-8");
-    const QString damaged = QStringLiteral("damaged");
+    const QString deep = "nested deeper than 16";
+    const QString many = "more than 65536 values";
+    const QString text = "not valid UTF-8";
+    const QString damaged = "damaged";
     const std::string empty = field(v1::Bag::kListFieldNumber, "");
     const std::string good = echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "abc")));
 
@@ -174,9 +174,8 @@ void tst_RpcWire::hostileBytes_data()
         return echoWithBag(bagValue(field(v1::Value::kRectValueFieldNumber, fields.toStdString())));
     };
     QTest::newRow("rectangle") << rect("\x18\x04\x20\x04") << QString();
-    QTest::newRow("width of -2^31") << rect("\x18\xff\xff\xff\xff\x0f") << QStringLiteral("out of range");
-    QTest::newRow("right edge beyond 2^31")
-        << rect("\x08\xfe\xff\xff\xff\x0f\x18\x04") << QStringLiteral("out of range");
+    QTest::newRow("width of -2^31") << rect("\x18\xff\xff\xff\xff\x0f") << "out of range";
+    QTest::newRow("right edge beyond 2^31") << rect("\x08\xfe\xff\xff\xff\x0f\x18\x04") << "out of range";
     QTest::newRow("invalid text") << echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "\xff"))) << text;
     QTest::newRow("invalid method") << field(v1::CallRequest::kMethodFieldNumber, "\xff") << text;
     QTest::newRow("truncated") << good.substr(0, good.size() - 1) << damaged;
@@ -274,9 +273,9 @@ void tst_RpcWire::registryRefusesBadEntries()
         const auto reader = v1::Hub::NewStub(m_hub)->Register(&context, request);
         return reader->Read(&reply) ? QString() : QString::fromStdString(reader->Finish().error_message());
     };
-    QVERIFY(refusal("IServiceHub", 1).contains(QLatin1String("the hub's own")));
-    QVERIFY(refusal(std::string(100000, 'x'), 1).contains(QLatin1String("more than 256 characters")));
-    QVERIFY(refusal("t", 257).contains(QLatin1String("too many objects")));
+    QVERIFY(refusal("IServiceHub", 1).contains("the hub's own"));
+    QVERIFY(refusal(std::string(100000, 'x'), 1).contains("more than 256 characters"));
+    QVERIFY(refusal("t", 257).contains("too many objects"));
 }
 
 /// Resolve tells every caller the epoch and the endpoint of an object.

@@ -13,7 +13,7 @@
 namespace tarn::test {
 
 namespace {
-constexpr int StartTimeout = 10000;
+constexpr int StartTimeout = 30000;
 } // namespace
 
 // Not below a long TMPDIR: a socket's path has room for 107 bytes.
