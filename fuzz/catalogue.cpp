@@ -1,6 +1,7 @@
 // The catalogue of updates and the install descriptions of products.
 #include "services/Catalogue.h"
 #include "fuzz/Target.h"
+#include "services/Failure.h"
 #include "services/InstalledSoftware.h"
 #include <QDir>
 
@@ -10,7 +11,7 @@ TARN_FUZZ_TARGET("catalogue")
 {
     const tarn::fuzz::Scratch scratch;
     Catalogue catalogue;
-    readCatalogue(scratch.file("catalogue.json", input), {}, &catalogue);
+    errorOf([&] { catalogue = readCatalogue(scratch.file("catalogue.json", input), {}); });
     for (const CatalogueProduct &product : catalogue)
         tarn::fuzz::require(!product.release || product.release->size >= 0, "a size is not negative");
     QDir(scratch.path("")).mkpath(QStringLiteral("apps/product"));

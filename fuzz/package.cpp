@@ -1,5 +1,6 @@
 // Downloaded packages: nothing may be written outside of the directory that they are unpacked into.
 #include "fuzz/Target.h"
+#include "services/Failure.h"
 #include "services/PackageUnpacker.h"
 #include <QCryptographicHash>
 #include <QDir>
@@ -15,8 +16,10 @@ TARN_FUZZ_TARGET("package")
     const QByteArray sha256 = QCryptographicHash::hash(input, QCryptographicHash::Sha256).toHex();
     const std::atomic<bool> stopping{false};
     PackageUnpacker unpacker(outside.filePath(QStringLiteral("inside")), stopping);
-    if (unpacker.unpack(package, input.size(), QString::fromLatin1(sha256)).isEmpty())
+    errorOf([&] {
+        unpacker.unpack(package, input.size(), QString::fromLatin1(sha256));
         unpacker.makeLinks();
+    });
     tarn::fuzz::require(outside.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size() == 1,
                         "a package stays in its directory");
 }

@@ -20,167 +20,154 @@ constexpr qint64 MaxCatalogue = 8 * 1024 * 1024; // bytes
 constexpr int MaxName = 256;                     // characters
 constexpr double MaxExact = 9007199254740992;    // 2^53: the integers of JSON are exact up to here
 
-// Takes values out of a JSON object and remembers the first mistake with its place.
-class Reader
+// An object of the file, without the values that were read already. A mistake names its place.
+class Node
 {
 public:
-    explicit Reader(const QString &file)
-        : m_directory(QFileInfo(file).absoluteDir())
-    {
-    }
-
-    QString error() const { return m_error; }
-
-    CatalogueProduct product(QJsonObject json, const QString &place)
-    {
-        CatalogueProduct product;
-        product.name = name(json, QStringLiteral("name"), place);
-        product.iconFile = path(json, QStringLiteral("icon"), place);
-        if (json.contains(QStringLiteral("release")))
-            product.release = item(object(json.take(QStringLiteral("release")), place + QStringLiteral("/release")),
-                                   product.name, place + QStringLiteral("/release"));
-        product.patches = items(json, QStringLiteral("patches"), product.name, place);
-        product.plugins = items(json, QStringLiteral("plugins"), product.name, place);
-        product.further = json.toVariantMap();
-        return product;
-    }
-
-    QJsonArray array(QJsonObject &json, const QString &key, const QString &place)
-    {
-        const QJsonValue value = json.take(key);
-        if (!value.isArray() && !value.isUndefined())
-            fail(place + QLatin1Char('/') + key, QStringLiteral("expected an array"));
-        return value.toArray();
-    }
-
-    QJsonObject object(const QJsonValue &value, const QString &place)
+    Node(const QJsonValue &value, QString place, const QDir &directory)
+        : m_json(value.toObject())
+        , m_place(std::move(place))
+        , m_directory(directory)
     {
         if (!value.isObject())
-            fail(place, QStringLiteral("expected an object"));
-        return value.toObject();
+            throw Failure(m_place + QStringLiteral(": expected an object"));
     }
 
-private:
-    void fail(const QString &place, const QString &reason)
+    bool contains(const QString &key) const { return m_json.contains(key); }
+    QJsonValue take(const QString &key) { return m_json.take(key); }
+    QVariantMap rest() const { return m_json.toVariantMap(); }
+
+    void expect(bool holds, const QString &key, const QString &wanted) const
     {
-        if (m_error.isEmpty())
-            m_error = QStringLiteral("%1: %2").arg(place, reason);
+        if (!holds)
+            throw Failure(QStringLiteral("%1/%2: expected %3").arg(m_place, key, wanted));
     }
 
-    QString text(QJsonObject &json, const QString &key, const QString &place)
+    QString text(const QString &key)
     {
-        const QJsonValue value = json.take(key);
-        if (!value.isString() && !value.isUndefined())
-            fail(place + QLatin1Char('/') + key, QStringLiteral("expected a string"));
+        const QJsonValue value = take(key);
+        expect(value.isString() || value.isUndefined(), key, QStringLiteral("a string"));
         return value.toString();
     }
 
-    QString name(QJsonObject &json, const QString &key, const QString &place)
+    QString name(const QString &key)
     {
-        const QString value = text(json, key, place);
-        if (value.isEmpty() || value.size() > MaxName)
-            fail(place + QLatin1Char('/') + key, QStringLiteral("expected 1 to %1 characters").arg(MaxName));
+        QString value = text(key);
+        expect(!value.isEmpty() && value.size() <= MaxName, key, QStringLiteral("1 to %1 characters").arg(MaxName));
         return value;
     }
 
-    QString path(QJsonObject &json, const QString &key, const QString &place)
+    QString path(const QString &key)
     {
-        const QString value = text(json, key, place);
+        const QString value = text(key);
         return value.isEmpty() ? value : QDir::cleanPath(m_directory.absoluteFilePath(value));
     }
 
-    QList<CatalogueItem> items(QJsonObject &json, const QString &key, const QString &product, const QString &place)
+    QString url(const QString &key)
     {
-        QList<CatalogueItem> list;
-        const QJsonArray values = array(json, key, place);
-        for (const QJsonValue value : values) {
-            const QString here = QStringLiteral("%1/%2/%3").arg(place, key, QString::number(list.size()));
-            list << item(object(value, here), product, here);
+        const QString value = text(key);
+        expect(!value.isEmpty(), key, QStringLiteral("an address"));
+        const QUrl base = QUrl::fromLocalFile(m_directory.absolutePath() + QLatin1Char('/'));
+        return base.resolved(QUrl(value)).toString();
+    }
+
+    Node object(const QString &key) { return {take(key), m_place + QLatin1Char('/') + key, m_directory}; }
+
+    // What read() makes of the objects of an array, which may be missing.
+    template <class Read>
+    auto list(const QString &key, Read read)
+    {
+        const QJsonValue value = take(key);
+        expect(value.isArray() || value.isUndefined(), key, QStringLiteral("an array"));
+        QList<decltype(read(std::declval<Node>()))> entries;
+        const QJsonArray array = value.toArray();
+        for (const QJsonValue entry : array) {
+            const QString place = QStringLiteral("%1/%2/%3").arg(m_place, key, QString::number(entries.size()));
+            entries << read(Node(entry, place, m_directory));
         }
-        return list;
+        return entries;
     }
 
-    CatalogueItem item(QJsonObject json, const QString &product, const QString &place)
-    {
-        CatalogueItem item;
-        item.name = json.contains(QStringLiteral("name")) ? name(json, QStringLiteral("name"), place) : product;
-        item.version = name(json, QStringLiteral("version"), place);
-        item.date = text(json, QStringLiteral("date"), place);
-        item.notesFile = path(json, QStringLiteral("notes"), place);
-        item.forVersion = text(json, QStringLiteral("for"), place);
-        item.forced = json.take(QStringLiteral("forced")).toBool();
-        if (json.contains(QStringLiteral("package")))
-            package(object(json.take(QStringLiteral("package")), place + QStringLiteral("/package")), &item,
-                    place + QStringLiteral("/package"));
-        item.further = json.toVariantMap();
-        return item;
-    }
-
-    void package(QJsonObject json, CatalogueItem *item, const QString &place)
-    {
-        const QString url = text(json, QStringLiteral("url"), place);
-        if (url.isEmpty())
-            fail(place + QStringLiteral("/url"), QStringLiteral("expected an address"));
-        item->url = QUrl::fromLocalFile(m_directory.absolutePath() + QLatin1Char('/')).resolved(QUrl(url)).toString();
-        const double size = json.value(QStringLiteral("size")).toDouble(-1);
-        if (size >= 1 && size <= MaxExact && std::floor(size) == size)
-            item->size = static_cast<qint64>(size);
-        else
-            fail(place + QStringLiteral("/size"), QStringLiteral("expected a number of bytes, 1 or more"));
-        item->sha256 = text(json, QStringLiteral("sha256"), place).toLower();
-        if (item->sha256.size() != 64)
-            fail(place + QStringLiteral("/sha256"), QStringLiteral("expected 64 hexadecimal digits"));
-    }
-
-    const QDir m_directory;
-    QString m_error;
+private:
+    QJsonObject m_json;
+    QString m_place;
+    QDir m_directory;
 };
 
-// Reads a regular file of limited size; anything else is an error.
-QString readFile(const QString &name, qint64 maxSize, QByteArray *bytes)
+void readPackage(Node node, CatalogueItem *item)
+{
+    item->url = node.url(QStringLiteral("url"));
+    const double size = node.take(QStringLiteral("size")).toDouble(-1);
+    node.expect(size >= 1 && size <= MaxExact && std::floor(size) == size, QStringLiteral("size"),
+                QStringLiteral("a number of bytes, 1 or more"));
+    item->size = static_cast<qint64>(size);
+    item->sha256 = node.text(QStringLiteral("sha256")).toLower();
+    node.expect(item->sha256.size() == 64, QStringLiteral("sha256"), QStringLiteral("64 hexadecimal digits"));
+}
+
+CatalogueItem readItem(Node node, const QString &product)
+{
+    CatalogueItem item;
+    item.name = node.contains(QStringLiteral("name")) ? node.name(QStringLiteral("name")) : product;
+    item.version = node.name(QStringLiteral("version"));
+    item.date = node.text(QStringLiteral("date"));
+    item.notesFile = node.path(QStringLiteral("notes"));
+    item.forVersion = node.text(QStringLiteral("for"));
+    item.forced = node.take(QStringLiteral("forced")).toBool();
+    if (node.contains(QStringLiteral("package")))
+        readPackage(node.object(QStringLiteral("package")), &item);
+    item.further = node.rest();
+    return item;
+}
+
+CatalogueProduct readProduct(Node node)
+{
+    CatalogueProduct product;
+    product.name = node.name(QStringLiteral("name"));
+    product.iconFile = node.path(QStringLiteral("icon"));
+    const auto item = [&product](const Node &each) { return readItem(each, product.name); };
+    if (node.contains(QStringLiteral("release")))
+        product.release = item(node.object(QStringLiteral("release")));
+    product.patches = node.list(QStringLiteral("patches"), item);
+    product.plugins = node.list(QStringLiteral("plugins"), item);
+    product.further = node.rest();
+    return product;
+}
+
+// Reads a regular file of limited size.
+QByteArray readFile(const QString &name, qint64 maxSize)
 {
     QFile file;
     const int descriptor = openRegular(QFileInfo(name).canonicalFilePath());
     if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
-        return QStringLiteral("%1: %2").arg(name, systemError());
-    *bytes = file.read(maxSize + 1);
+        throw systemFailure(name);
+    QByteArray bytes = file.read(maxSize + 1);
     if (file.error() != QFileDevice::NoError)
-        return QStringLiteral("%1: %2").arg(name, file.errorString());
-    return bytes->size() > maxSize ? QStringLiteral("%1 has more than %2 bytes").arg(name, QString::number(maxSize))
-                                   : QString();
+        throw Failure(QStringLiteral("%1: %2").arg(name, file.errorString()));
+    if (bytes.size() > maxSize)
+        throw Failure(QStringLiteral("%1 has more than %2 bytes").arg(name, QString::number(maxSize)));
+    return bytes;
 }
 
-QString checkSignature(const QString &file, const QByteArray &bytes, const QString &publicKey)
+const unsigned char *raw(const QByteArray &bytes)
+{
+    return reinterpret_cast<const unsigned char *>(bytes.constData());
+}
+
+void checkSignature(const QString &file, const QByteArray &bytes, const QString &publicKey)
 {
     const QByteArray key = QByteArray::fromBase64(publicKey.toLatin1());
     if (key.size() != int{crypto_sign_PUBLICKEYBYTES})
-        return QStringLiteral("the configured public key is no Ed25519 key: expected %1 bytes in base64")
-            .arg(crypto_sign_PUBLICKEYBYTES);
+        throw Failure(QStringLiteral("the configured public key is no Ed25519 key: expected %1 bytes in base64")
+                          .arg(crypto_sign_PUBLICKEYBYTES));
     QByteArray signature;
-    const QString error = readFile(file + QStringLiteral(".sig"), crypto_sign_BYTES, &signature);
+    const QString error = errorOf([&] { signature = readFile(file + QStringLiteral(".sig"), crypto_sign_BYTES); });
     if (!error.isEmpty())
-        return QStringLiteral("the signature cannot be read: %1").arg(error);
-    const auto *const data = reinterpret_cast<const unsigned char *>(bytes.constData());
-    const bool isSigned = signature.size() == int{crypto_sign_BYTES} && sodium_init() >= 0 &&
-                          crypto_sign_verify_detached(reinterpret_cast<const unsigned char *>(signature.constData()),
-                                                      data, static_cast<unsigned long long>(bytes.size()),
-                                                      reinterpret_cast<const unsigned char *>(key.constData())) == 0;
-    return isSigned ? QString() : QStringLiteral("%1 is not signed with the configured key").arg(file);
-}
-
-QString readJson(const QString &file, const QString &publicKey, QJsonDocument *document)
-{
-    QByteArray bytes;
-    QString error = readFile(file, MaxCatalogue, &bytes);
-    if (error.isEmpty() && !publicKey.isEmpty())
-        error = checkSignature(file, bytes, publicKey);
-    if (!error.isEmpty())
-        return error;
-    QJsonParseError wrong = {};
-    *document = QJsonDocument::fromJson(bytes, &wrong);
-    return wrong.error == QJsonParseError::NoError
-               ? QString()
-               : QStringLiteral("%1, byte %2: %3").arg(file, QString::number(wrong.offset), wrong.errorString());
+        throw Failure(QStringLiteral("the signature cannot be read: %1").arg(error));
+    if (signature.size() != int{crypto_sign_BYTES} || sodium_init() < 0 ||
+        crypto_sign_verify_detached(raw(signature), raw(bytes), static_cast<unsigned long long>(bytes.size()),
+                                    raw(key)) != 0)
+        throw Failure(QStringLiteral("%1 is not signed with the configured key").arg(file));
 }
 
 } // namespace
@@ -195,20 +182,21 @@ const CatalogueItem *CatalogueProduct::patchFor(const QString &version) const
     return best;
 }
 
-QString readCatalogue(const QString &file, const QString &publicKey, Catalogue *catalogue)
+Catalogue readCatalogue(const QString &file, const QString &publicKey)
 {
-    QJsonDocument document;
-    const QString unreadable = readJson(file, publicKey, &document);
-    if (!unreadable.isEmpty())
-        return unreadable;
-    Reader reader(file);
-    QJsonObject root = reader.object(document.isObject() ? QJsonValue(document.object()) : QJsonValue(), QString());
-    const QJsonArray products = reader.array(root, QStringLiteral("products"), QString());
-    for (const QJsonValue product : products) {
-        const QString place = QStringLiteral("/products/%1").arg(catalogue->size());
-        *catalogue << reader.product(reader.object(product, place), place);
+    const QByteArray bytes = readFile(file, MaxCatalogue);
+    if (!publicKey.isEmpty())
+        checkSignature(file, bytes, publicKey);
+    QJsonParseError wrong = {};
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &wrong);
+    if (wrong.error != QJsonParseError::NoError)
+        throw Failure(QStringLiteral("%1, byte %2: %3").arg(file, QString::number(wrong.offset), wrong.errorString()));
+    try {
+        const QJsonValue root = document.isObject() ? QJsonValue(document.object()) : QJsonValue();
+        return Node(root, {}, QFileInfo(file).absoluteDir()).list(QStringLiteral("products"), readProduct);
+    } catch (const Failure &mistake) {
+        throw Failure(QStringLiteral("%1, %2").arg(file, mistake.text()));
     }
-    return reader.error().isEmpty() ? QString() : QStringLiteral("%1, %2").arg(file, reader.error());
 }
 
 bool isNewer(const QString &offered, const QString &installed)

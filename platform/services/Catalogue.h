@@ -42,8 +42,8 @@ using Catalogue = QList<CatalogueProduct>;
 
 /// @param publicKey Ed25519, base64: "<file>.sig" must hold the file's detached signature (64 bytes) by this key. Empty:
 ///        the file is trusted as it is.
-/// @return the mistake, naming the place (/products/3/release/version: ...); empty when all is well
-QString readCatalogue(const QString &file, const QString &publicKey, Catalogue *catalogue);
+/// Throws Failure with the mistake, which names the place (/products/3/release/version: ...).
+Catalogue readCatalogue(const QString &file, const QString &publicKey);
 
 /// Whether a version is higher than another; by number where both are dotted numbers.
 bool isNewer(const QString &offered, const QString &installed);

@@ -1,14 +1,14 @@
 #pragma once
-#include <QString>
+#include "services/Failure.h"
 
 namespace tarn::services {
 
-/// "$XDG_DATA_HOME/tarn", made if missing, open to this user only.
-/// @param error receives the reason when the result is empty: not a directory, a symbolic link, another user's
-QString dataDirectory(QString *error);
+/// "$XDG_DATA_HOME/tarn", made if missing, open to this user only. Throws Failure when it cannot be made, is no
+/// directory (a symbolic link neither) or another user's.
+QString dataDirectory();
 
-/// Exclusive use of the data directory by one process, for as long as the object lives. Survives no process: a killed
-/// holder leaves nothing behind.
+/// Exclusive use of the data directory by one process, for as long as the object lives. A killed holder leaves nothing
+/// behind.
 class DataLock
 {
 public:
@@ -17,13 +17,14 @@ public:
     DataLock(const DataLock &) = delete;
     DataLock &operator=(const DataLock &) = delete;
 
-    /// Tries without waiting. False with error empty: another process holds it.
-    bool tryLock(QString *error);
+    /// Tries without waiting; throws Failure when the directory cannot be locked at all.
+    /// @return false when another process holds it
+    bool tryLock();
     qint64 holder() const; ///< process id of the other holder, 0 if there is none
 
 private:
+    const QString m_name;
     int m_file = -1;
-    QString m_openError;
 };
 
 } // namespace tarn::services

@@ -3,10 +3,8 @@
 #include "services/Log.h"
 #include <QDateTime>
 #include <QFile>
+#include <QScopeGuard>
 #include <QSqlError>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace tarn::services {
 
@@ -15,12 +13,6 @@ namespace {
 // Commits reach the disk before they are answered, and no writer waits for readers.
 const char *const Pragmas[] = {"PRAGMA busy_timeout = 5000", "PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL",
                                "PRAGMA foreign_keys = ON"};
-
-bool meansBroken(const QSqlError &error)
-{
-    const QString code = error.nativeErrorCode();
-    return code == QLatin1String("11") || code == QLatin1String("26"); // corrupt, not a database
-}
 
 bool isNullText(const QVariant &value)
 {
@@ -36,6 +28,7 @@ qint64 now()
 
 Database::Database(const QString &file, const QStringList &schema, int version)
     : m_file(file)
+    , m_connection(QStringLiteral("%1#%2").arg(file, QString::number(reinterpret_cast<quintptr>(this))))
     , m_schema(schema)
     , m_version(version)
 {
@@ -46,134 +39,126 @@ Database::~Database()
     closeFile();
 }
 
-QString Database::run(const QString &statement, const QVariantList &values, const OnRow &onRow)
+int Database::run(const QString &statement, const QVariantList &values, const OnRow &onRow)
 {
-    QString error = m_inTransaction ? QString() : ensureOpen();
-    return error.isEmpty() ? execute(statement, values, onRow) : error;
+    if (!m_inTransaction)
+        ensureOpen();
+    return execute(statement, values, onRow);
 }
 
-QString Database::inTransaction(const std::function<QString()> &work)
+QVariant Database::value(const QString &statement, const QVariantList &values)
 {
-    QString error = run(QStringLiteral("BEGIN IMMEDIATE"));
-    if (!error.isEmpty())
-        return error;
+    QVariant found;
+    run(statement, values, [&found](const QSqlQuery &row) {
+        found = row.value(0);
+        return false;
+    });
+    return found;
+}
+
+void Database::inTransaction(const std::function<void()> &work)
+{
+    run(QStringLiteral("BEGIN IMMEDIATE"));
     m_inTransaction = true;
-    error = work();
-    if (error.isEmpty())
-        error = execute(QStringLiteral("COMMIT"), {}, {});
-    if (!error.isEmpty())
-        execute(QStringLiteral("ROLLBACK"), {}, {});
-    m_inTransaction = false;
-    return error;
+    const auto leave = qScopeGuard([this] { m_inTransaction = false; });
+    try {
+        work();
+        execute(QStringLiteral("COMMIT"));
+    } catch (...) {
+        errorOf([this] { execute(QStringLiteral("ROLLBACK")); });
+        throw;
+    }
 }
 
-QString Database::execute(const QString &statement, const QVariantList &values, const OnRow &onRow)
+int Database::execute(const QString &statement, const QVariantList &values, const OnRow &onRow)
 {
     QSqlQuery query(m_db);
     query.setForwardOnly(true);
     if (!query.prepare(statement))
-        return failed(query);
+        fail(query.lastError());
     for (const QVariant &value : values)
         query.addBindValue(isNullText(value) ? QVariant(QLatin1String("")) : value);
     if (!query.exec())
-        return failed(query);
-    m_changed = query.numRowsAffected();
+        fail(query.lastError());
     m_lastId = query.lastInsertId().toLongLong();
+    const int changed = query.numRowsAffected();
     while (onRow && query.next()) {
         if (!onRow(query))
-            return {};
+            return changed;
     }
-    return query.lastError().isValid() ? failed(query) : QString();
+    if (query.lastError().isValid())
+        fail(query.lastError());
+    return changed;
 }
 
-QString Database::ensureOpen()
+void Database::ensureOpen()
 {
     if (m_db.isOpen() && !m_questioned)
-        return {};
-    QString error = openFile();
+        return;
+    const auto open = [this] { openFile(); };
+    QString error = errorOf(open);
     if (!error.isEmpty() && m_broken && moveAside(error))
-        error = openFile();
+        error = errorOf(open);
     if (error.isEmpty())
-        return {};
+        return;
     qCCritical(servicesLog).noquote() << QStringLiteral("database %1: %2").arg(m_file, error);
     closeFile();
-    return QStringLiteral("the database cannot be used: %1").arg(error);
+    throw Failure(QStringLiteral("the database cannot be used: %1").arg(error));
 }
 
-QString Database::openFile()
+void Database::openFile()
 {
     closeFile();
     m_questioned = false;
     m_broken = false;
-    makePrivate();
-    m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_file);
-    m_db.setDatabaseName(m_file);
-    if (!m_db.open()) {
-        m_broken = meansBroken(m_db.lastError());
-        return m_db.lastError().text();
-    }
-    for (const char *pragma : Pragmas) {
-        QString error = execute(QLatin1String(pragma), {}, {});
-        if (!error.isEmpty())
-            return error;
-    }
-    QString error = checkFile();
-    return error.isEmpty() ? prepareSchema() : error;
-}
-
-// SQLite gives its companion files the same mode. A failure here shows again when the file is opened as a database.
-void Database::makePrivate() const
-{
-    constexpr mode_t OwnerOnly = 0600;
-    const int descriptor = ::open(QFile::encodeName(m_file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, OwnerOnly);
-    if (descriptor < 0)
-        return;
-    if (::fchmod(descriptor, OwnerOnly) != 0)
+    QFile file(m_file); // SQLite gives its companion files the same mode
+    if (file.open(QIODevice::ReadWrite) && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
         qCWarning(servicesLog).noquote() << QStringLiteral("%1 may be open to other users").arg(m_file);
-    ::close(descriptor);
-}
-
-QString Database::checkFile()
-{
+    file.close();
+    m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
+    m_db.setDatabaseName(m_file);
+    if (!m_db.open())
+        fail(m_db.lastError());
+    for (const char *pragma : Pragmas)
+        execute(QLatin1String(pragma));
     QString verdict;
-    QString error = execute(QStringLiteral("PRAGMA quick_check(1)"), {}, [&](const QSqlQuery &row) {
+    execute(QStringLiteral("PRAGMA quick_check(1)"), {}, [&verdict](const QSqlQuery &row) {
         verdict = row.value(0).toString();
         return false;
     });
-    if (!error.isEmpty())
-        return error;
     m_broken = verdict != QLatin1String("ok");
-    return m_broken ? verdict : QString();
+    if (m_broken)
+        throw Failure(verdict);
+    prepareSchema();
 }
 
-QString Database::prepareSchema()
+void Database::prepareSchema()
 {
     int version = 0;
-    QString error = execute(QStringLiteral("PRAGMA user_version"), {}, [&](const QSqlQuery &row) {
+    execute(QStringLiteral("PRAGMA user_version"), {}, [&version](const QSqlQuery &row) {
         version = row.value(0).toInt();
         return false;
     });
-    if (!error.isEmpty() || version == m_version)
-        return error;
+    if (version == m_version)
+        return;
     if (version > m_version)
-        return QStringLiteral("it was made by another version of this program (schema %1)").arg(version);
-    const QStringList statements =
-        QStringList{QStringLiteral("BEGIN IMMEDIATE")} + m_schema +
-        QStringList{QStringLiteral("PRAGMA user_version = %1").arg(m_version), QStringLiteral("COMMIT")};
-    for (auto it = statements.cbegin(); it != statements.cend() && error.isEmpty(); ++it)
-        error = execute(*it, {}, {});
-    return error; // an open transaction ends with the connection
+        throw Failure(QStringLiteral("it was made by another version of this program (schema %1)").arg(version));
+    execute(QStringLiteral("BEGIN IMMEDIATE")); // an open transaction ends with the connection
+    for (const QString &statement : m_schema)
+        execute(statement);
+    execute(QStringLiteral("PRAGMA user_version = %1").arg(m_version));
+    execute(QStringLiteral("COMMIT"));
 }
 
 bool Database::moveAside(const QString &reason)
 {
     closeFile();
-    QString target;
-    if (!services::moveAside(m_file, reason, &target).isEmpty())
-        return false;
-    for (const QString &suffix : {QStringLiteral("-wal"), QStringLiteral("-shm")})
-        QFile::rename(m_file + suffix, target + suffix);
-    return true;
+    const QString target = services::moveAside(m_file, reason);
+    for (const char *suffix : {"-wal", "-shm"}) {
+        if (!target.isEmpty())
+            QFile::rename(m_file + QLatin1String(suffix), target + QLatin1String(suffix));
+    }
+    return !target.isEmpty();
 }
 
 void Database::closeFile()
@@ -182,17 +167,18 @@ void Database::closeFile()
         return;
     m_db.close();
     m_db = QSqlDatabase();
-    QSqlDatabase::removeDatabase(m_file);
+    QSqlDatabase::removeDatabase(m_connection);
 }
 
-QString Database::failed(const QSqlQuery &query)
+void Database::fail(const QSqlError &error)
 {
-    if (meansBroken(query.lastError())) {
+    const QString code = error.nativeErrorCode();
+    if (code == QLatin1String("11") || code == QLatin1String("26")) { // corrupt, not a database
         m_broken = true;
         m_questioned = true;
     }
-    const QString error = query.lastError().text().trimmed();
-    return error.isEmpty() ? QStringLiteral("the database gave no answer") : error;
+    const QString text = error.text().trimmed();
+    throw Failure(text.isEmpty() ? QStringLiteral("the database gave no answer") : text);
 }
 
 } // namespace tarn::services

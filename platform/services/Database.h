@@ -1,15 +1,14 @@
 #pragma once
+#include "services/Failure.h"
 #include <QSqlDatabase>
 #include <QSqlQuery>
-#include <QString>
 #include <QStringList>
 #include <QVariantList>
 #include <functional>
 
 namespace tarn::services {
 
-/// One SQLite file of a service. Committed changes are on the disk. One thread. Functions with a text as their result
-/// return the error, empty on success.
+/// One SQLite file of a service. Committed changes are on the disk. One thread. The functions throw Failure.
 ///
 /// The file is opened by the first statement, readable for its owner alone. A file that is no sound database is moved
 /// aside ("<file>.broken-<time>") with a log line and replaced by a new one; a file of a newer schema is left alone.
@@ -27,29 +26,42 @@ public:
     using OnRow = std::function<bool(const QSqlQuery &)>;
 
     /// Executes one statement. A null text is stored as an empty one, an invalid value as NULL.
-    QString run(const QString &statement, const QVariantList &values = {}, const OnRow &onRow = {});
-    int changed() const { return m_changed; }  ///< rows that the last statement changed
+    /// @return the number of changed rows
+    int run(const QString &statement, const QVariantList &values = {}, const OnRow &onRow = {});
     qint64 lastId() const { return m_lastId; } ///< of the row that the last statement inserted
 
-    /// Runs work, a function that returns an error text, in one transaction; an error undoes it.
-    QString inTransaction(const std::function<QString()> &work);
+    /// One column of the first row; invalid when there is none.
+    QVariant value(const QString &statement, const QVariantList &values = {});
+
+    /// All rows as read() returns them.
+    template <class Read>
+    auto rows(const QString &statement, const QVariantList &values, Read read)
+    {
+        QList<decltype(read(std::declval<const QSqlQuery &>()))> list;
+        run(statement, values, [&](const QSqlQuery &row) {
+            list << read(row);
+            return true;
+        });
+        return list;
+    }
+
+    /// Runs work in one transaction; an exception undoes it.
+    void inTransaction(const std::function<void()> &work);
 
 private:
-    QString ensureOpen();
-    QString openFile();
-    void makePrivate() const;
-    QString checkFile();
-    QString prepareSchema();
-    QString execute(const QString &statement, const QVariantList &values, const OnRow &onRow);
-    QString failed(const QSqlQuery &query);
+    void ensureOpen();
+    void openFile();
+    void prepareSchema();
+    int execute(const QString &statement, const QVariantList &values = {}, const OnRow &onRow = {});
+    [[noreturn]] void fail(const QSqlError &error);
     void closeFile();
     bool moveAside(const QString &reason);
 
     const QString m_file;
+    const QString m_connection; ///< its name
     const QStringList m_schema;
     const int m_version;
     QSqlDatabase m_db;
-    int m_changed = 0;
     qint64 m_lastId = 0;
     bool m_inTransaction = false;
     bool m_questioned = false; ///< the file is checked before the next statement

@@ -1,16 +1,36 @@
 #pragma once
 #include "services/Log.h"
+#include "services/RequestReader.h"
 #include "tarn/rpc/IInvocable.h"
 #include <QHash>
 
-/// What the services share on the way from a method's name to its answer.
+/// The steps from a method's name to its answer, which all services share.
 namespace tarn::services {
 
-template <class Service>
-using Handler = rpc::CallResult (Service::*)(const rpc::Bag &);
+/// One call of a service's method.
+struct Request : RequestReader
+{
+    Request(const rpc::Bag &bag, const rpc::ICallContext &callContext)
+        : RequestReader(bag.values)
+        , list(bag.list)
+        , context(callContext)
+    {
+    }
+    const QVariantList &list;
+    const rpc::ICallContext &context;
+};
 
 template <class Service>
-using HandlerTable = QHash<QString, Handler<Service>>;
+using HandlerTable = QHash<QString, rpc::CallResult (Service::*)(const Request &)>;
+
+/// The service's name in log lines and answers, and its return codes.
+struct ServiceFamily
+{
+    QString name;
+    int refused = 0;     ///< with the text of a Failure, which the handler has thrown
+    int invalidArgs = 0; ///< with the text of a BadRequest
+    QString broken{};    ///< for the user, in place of a Failure's text, which is logged; empty: the text is answered
+};
 
 inline rpc::CallResult refusedWith(int code, const QString &error)
 {
@@ -29,17 +49,9 @@ inline rpc::CallResult acceptedWith(int code, rpc::Bag output = {})
     return result;
 }
 
-/// Passes result on, with a log line when it is a refusal.
-inline rpc::CallResult logged(const QString &method, rpc::CallResult result)
-{
-    if (!result.accepted)
-        qCInfo(servicesLog).noquote()
-            << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);
-    return result;
-}
-
 /// Why an operation of the visualized service has shown nothing, with a log line; empty when it has.
-inline QString whyNotShown(const QString &operation, const rpc::CallResult &result)
+/// @param subject the beginning of the log line
+inline QString whyNotShown(const QString &subject, const rpc::CallResult &result)
 {
     QString reason;
     if (!result.arrived())
@@ -47,20 +59,50 @@ inline QString whyNotShown(const QString &operation, const rpc::CallResult &resu
     else if (!result.accepted)
         reason = result.errorText.isEmpty() ? QStringLiteral("the visualized service refused it") : result.errorText;
     if (!reason.isEmpty())
-        qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(operation, reason);
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(subject, reason);
     return reason;
 }
 
-/// @param name how the service is called in the answer to a method that it does not have
-template <class Service>
-rpc::CallResult dispatch(Service *service, const HandlerTable<Service> &handlers, const QString &name,
-                         const QString &method, const rpc::Bag &input)
+/// The answer to a failure: the user reads the family's text where it has one.
+inline rpc::CallResult answerToFailure(const ServiceFamily &family, const Failure &failure)
 {
-    if (const Handler<Service> handler = handlers.value(method, nullptr))
-        return logged(method, (service->*handler)(input));
-    rpc::CallResult result;
-    result.error = {rpc::RpcError::NotFound,
-                    QStringLiteral("the %1 service has no method \"%2\"").arg(name, method).toStdString()};
+    if (family.broken.isEmpty())
+        return refusedWith(family.refused, failure.text());
+    qCCritical(servicesLog).noquote() << QStringLiteral("the %1 service fails: %2").arg(family.name, failure.text());
+    return refusedWith(family.refused, family.broken);
+}
+
+template <class Service>
+rpc::CallResult handle(Service *service, rpc::CallResult (Service::*handler)(const Request &),
+                       const ServiceFamily &family, const Request &request)
+{
+    try {
+        return (service->*handler)(request);
+    } catch (const Refusal &refusal) {
+        return refusedWith(refusal.code, refusal.text());
+    } catch (const BadRequest &wrong) {
+        return refusedWith(family.invalidArgs, wrong.text());
+    } catch (const Failure &failure) {
+        return answerToFailure(family, failure);
+    }
+}
+
+/// Calls a method's handler. A refusal is logged.
+template <class Service>
+rpc::CallResult dispatch(Service *service, const HandlerTable<Service> &handlers, const ServiceFamily &family,
+                         const QString &method, const Request &request)
+{
+    const auto handler = handlers.value(method, nullptr);
+    if (!handler) {
+        rpc::CallResult result;
+        result.error = {rpc::RpcError::NotFound,
+                        QStringLiteral("the %1 service has no method \"%2\"").arg(family.name, method).toStdString()};
+        return result;
+    }
+    rpc::CallResult result = handle(service, handler, family, request);
+    if (!result.accepted)
+        qCInfo(servicesLog).noquote()
+            << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);
     return result;
 }
 

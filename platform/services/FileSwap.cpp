@@ -47,17 +47,6 @@ bool hasFiles(const fs::path &directory)
                        [](const fs::directory_entry &entry) { return !fs::is_directory(entry.symlink_status()); });
 }
 
-// Runs work, which reports failures as exceptions of the file system.
-template <class Work>
-QString guarded(Work work)
-{
-    try {
-        return work();
-    } catch (const fs::filesystem_error &failure) {
-        return QString::fromLocal8Bit(failure.what()).left(500);
-    }
-}
-
 } // namespace
 
 const char *const FileSwap::AreaName = ".tarn-upgrade";
@@ -78,43 +67,31 @@ QString FileSwap::journalFile() const
     return toText(m_area / "journal");
 }
 
-QString FileSwap::prepare()
+void FileSwap::prepare()
 {
-    const QString error = rollBack();
-    if (!error.isEmpty())
-        return error;
-    return guarded([this] {
-        fs::create_directories(m_area / "new");
-        fs::create_directories(m_area / "old");
-        return QString();
-    });
+    rollBack();
+    fs::create_directories(m_area / "new");
+    fs::create_directories(m_area / "old");
 }
 
-QString FileSwap::checkStaged() const
+void FileSwap::checkStaged() const
 {
-    return guarded([this]() -> QString {
-        const fs::path root = m_area / "new";
-        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root)) {
-            const QString error = checkTarget(entry.path().lexically_relative(root), entry.symlink_status());
-            if (!error.isEmpty())
-                return error;
-        }
-        return {};
-    });
+    const fs::path root = m_area / "new";
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root))
+        checkTarget(entry.path().lexically_relative(root), entry.symlink_status());
 }
 
 // A product may have links to its own directories. A staged link below such a link would not lead where its text says.
-QString FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) const
+void FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) const
 {
     const fs::path root = fs::canonical(m_directory);
     const fs::path target = m_directory / relative;
     const fs::path parent = fs::weakly_canonical(target.parent_path());
     const bool isDetour = parent != (root / relative).parent_path();
     if (isDetour && (!isInside(parent, root) || isInside(parent, root / AreaName) || fs::is_symlink(staged)))
-        return QStringLiteral("a link in the product's folder leads elsewhere: %1").arg(shown(relative));
+        throw Failure(QStringLiteral("a link in the product's folder leads elsewhere: %1").arg(shown(relative)));
     if (isThere(target) && fs::is_directory(target) != fs::is_directory(staged))
-        return QStringLiteral("a file here and a directory there: %1").arg(shown(relative));
-    return {};
+        throw Failure(QStringLiteral("a file here and a directory there: %1").arg(shown(relative)));
 }
 
 std::vector<FileSwap::Entry> FileSwap::plan() const
@@ -132,33 +109,27 @@ std::vector<FileSwap::Entry> FileSwap::plan() const
     return entries;
 }
 
-QString FileSwap::apply()
+void FileSwap::apply()
 {
-    const QString error = guarded([this] { return swapAll(plan()); });
-    if (error.isEmpty())
-        return {};
-    const QString worse = rollBack();
-    return worse.isEmpty() ? error : QStringLiteral("%1; rolling back: %2").arg(error, worse);
+    const QString error = errorOf([this] { swapAll(plan()); });
+    if (!error.isEmpty())
+        giveUp(error);
 }
 
 // The new files are on the disk before the journal, the journal before the first rename, and all renames before the
 // journal is removed. The old copies are deleted last.
-QString FileSwap::swapAll(const std::vector<Entry> &entries) const
+void FileSwap::swapAll(const std::vector<Entry> &entries) const
 {
-    if (!syncFileSystem(staging()))
-        return QStringLiteral("%1: %2").arg(staging(), systemError());
-    const QString error = writeJournal(entries);
-    if (!error.isEmpty())
-        return error;
+    syncFileSystem(staging());
+    writeJournal(entries);
     for (const Entry &entry : entries)
         swap(entry);
-    if (!syncFileSystem(staging()))
-        return QStringLiteral("%1: %2").arg(staging(), systemError());
+    syncFileSystem(staging());
     fs::remove(m_area / "journal");
-    std::error_code ignored; // the rest is removed before the next swap
-    if (syncToDisk(toText(m_area)))
-        fs::remove_all(m_area, ignored);
-    return {};
+    errorOf([this] { // a rest is removed before the next swap
+        syncToDisk(toText(m_area));
+        fs::remove_all(m_area);
+    });
 }
 
 void FileSwap::swap(const Entry &entry) const
@@ -177,24 +148,25 @@ void FileSwap::swap(const Entry &entry) const
     fs::rename(m_area / "new" / entry.path, target);
 }
 
-QString FileSwap::rollBack()
+void FileSwap::rollBack()
 {
-    return guarded([this]() -> QString {
-        if (!isThere(m_area))
-            return {};
-        const bool wasSwapping = isThere(m_area / "journal");
-        std::vector<Entry> entries;
-        const QString error = readJournal(&entries);
-        if (!error.isEmpty())
-            return error;
-        std::for_each(entries.crbegin(), entries.crend(), [this](const Entry &entry) { undo(entry); });
-        if (wasSwapping && hasFiles(m_area / "old"))
-            return QStringLiteral("%1 still holds old files that could not be restored").arg(toText(m_area / "old"));
-        if (wasSwapping && !syncFileSystem(toText(m_area)))
-            return QStringLiteral("%1: %2").arg(toText(m_area), systemError());
-        fs::remove_all(m_area);
-        return {};
-    });
+    if (!isThere(m_area))
+        return;
+    const bool wasSwapping = isThere(m_area / "journal");
+    const std::vector<Entry> entries = readJournal();
+    std::for_each(entries.crbegin(), entries.crend(), [this](const Entry &entry) { undo(entry); });
+    if (wasSwapping && hasFiles(m_area / "old"))
+        throw Failure(
+            QStringLiteral("%1 still holds old files that could not be restored").arg(toText(m_area / "old")));
+    if (wasSwapping)
+        syncFileSystem(toText(m_area));
+    fs::remove_all(m_area);
+}
+
+void FileSwap::giveUp(const QString &error)
+{
+    const QString worse = errorOf([this] { rollBack(); });
+    throw Failure(worse.isEmpty() ? error : QStringLiteral("%1; rolling back: %2").arg(error, worse));
 }
 
 // Each step may have been done or not; doing it twice changes nothing.
@@ -213,25 +185,24 @@ void FileSwap::undo(const Entry &entry) const
 }
 
 // Kind, path and a zero byte for each entry; at the end 'E' and the number of entries.
-QString FileSwap::writeJournal(const std::vector<Entry> &entries) const
+void FileSwap::writeJournal(const std::vector<Entry> &entries) const
 {
     QByteArray text;
     for (const Entry &entry : entries)
         text += entry.kind + QByteArray::fromStdString(entry.path) + '\0';
-    text += 'E' + QByteArray::number(static_cast<int>(entries.size())) + '\0';
-    const QString error = writeDurably(journalFile(), text);
-    std::vector<Entry> written;
-    return error.isEmpty() ? readJournal(&written) : error;
+    writeDurably(journalFile(), text + 'E' + QByteArray::number(static_cast<int>(entries.size())) + '\0');
+    readJournal();
 }
 
-// Reads nothing when there is no journal. A journal that is not complete or names a path outside is an error.
-QString FileSwap::readJournal(std::vector<Entry> *entries) const
+// Nothing when there is no journal. A journal that is not complete or names a path outside is an error.
+std::vector<FileSwap::Entry> FileSwap::readJournal() const
 {
+    std::vector<Entry> entries;
     if (!isThere(m_area / "journal"))
-        return {};
+        return entries;
     const PrivateFile file = readPrivateFile(journalFile(), MaxJournal);
     if (file.state != PrivateFile::Sound)
-        return QStringLiteral("%1: %2").arg(journalFile(), file.error);
+        throw Failure(QStringLiteral("%1: %2").arg(journalFile(), file.error));
     QList<QByteArray> lines = file.bytes.split('\0');
     const bool isClosed = lines.takeLast().isEmpty() && !lines.isEmpty();
     const QByteArray end = isClosed ? lines.takeLast() : QByteArray();
@@ -239,11 +210,12 @@ QString FileSwap::readJournal(std::vector<Entry> *entries) const
     for (const QByteArray &line : qAsConst(lines)) {
         const Entry entry{line.isEmpty() ? '\0' : line.at(0), line.mid(1).toStdString()};
         isSound = isSound && QByteArray("RND").contains(entry.kind) && isPlainRelative(entry.path);
-        entries->push_back(entry);
+        entries.push_back(entry);
     }
-    return isSound ? QString()
-                   : QStringLiteral("%1 is damaged: nothing is changed; the old files are beside it in \"old\"")
-                         .arg(journalFile());
+    if (!isSound)
+        throw Failure(QStringLiteral("%1 is damaged: nothing is changed; the old files are beside it in \"old\"")
+                          .arg(journalFile()));
+    return entries;
 }
 
 } // namespace tarn::services

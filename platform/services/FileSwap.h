@@ -1,5 +1,4 @@
 #pragma once
-#include <QByteArray>
 #include <QString>
 #include <filesystem>
 #include <vector>
@@ -8,8 +7,8 @@ namespace tarn::services {
 
 /// Replaces files of a product's directory by staged ones, all or none, also when the process or the machine stops in
 /// between: a journal on the disk lets the next process roll back. The work area ".tarn-upgrade" lies in the directory
-/// itself, so that files are renamed and never copied. One thread at a time. Functions with a text as their result
-/// return the error, empty on success.
+/// itself, so that files are renamed and never copied. One thread at a time. The functions throw Failure or
+/// std::filesystem::filesystem_error.
 class FileSwap
 {
 public:
@@ -18,12 +17,14 @@ public:
 
     explicit FileSwap(const QString &directory);
 
-    QString staging() const;     ///< takes the new files under their paths in the directory
-    QString prepare();           ///< makes an empty work area; first rolls back an interrupted swap
-    QString checkStaged() const; ///< whether every staged path has a place inside the product's directory
-    QString apply();             ///< an error has been rolled back
+    QString staging() const;  ///< takes the new files under their paths in the directory
+    void prepare();           ///< makes an empty work area; first rolls back an interrupted swap
+    void checkStaged() const; ///< that every staged path has a place inside the product's directory
+    void apply();             ///< an error has been rolled back
     /// Restores the old files and removes the work area. The area is kept when a file could not be restored.
-    QString rollBack();
+    void rollBack();
+    /// Rolls back, then throws Failure with this error and that of the rolling back.
+    [[noreturn]] void giveUp(const QString &error);
 
 private:
     struct Entry
@@ -35,10 +36,10 @@ private:
 
     QString journalFile() const;
     std::vector<Entry> plan() const;
-    QString checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
-    QString swapAll(const std::vector<Entry> &entries) const;
-    QString writeJournal(const std::vector<Entry> &entries) const;
-    QString readJournal(std::vector<Entry> *entries) const;
+    void checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
+    void swapAll(const std::vector<Entry> &entries) const;
+    void writeJournal(const std::vector<Entry> &entries) const;
+    std::vector<Entry> readJournal() const;
     void swap(const Entry &entry) const;
     void undo(const Entry &entry) const;
 

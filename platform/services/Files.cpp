@@ -1,11 +1,9 @@
 #include "services/Files.h"
 #include "services/Log.h"
 #include <QDateTime>
-#include <QFile>
 #include <QFileInfo>
-#include <QScopeGuard>
+#include <QTemporaryFile>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,31 +14,19 @@ namespace tarn::services {
 
 namespace {
 
-bool syncWith(int (*sync)(int), const QString &path)
+void syncWith(int (*sync)(int), const QString &path)
 {
     const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
-        return false;
+        throw systemFailure(path);
     const bool synced = sync(descriptor) == 0;
-    const int error = errno;
+    const Failure failure = systemFailure(path);
     ::close(descriptor);
-    errno = error;
-    return synced;
+    if (!synced)
+        throw failure;
 }
 
-bool writeAll(int descriptor, const QByteArray &content)
-{
-    for (int done = 0; done < content.size();) {
-        const ssize_t written =
-            ::write(descriptor, content.constData() + done, static_cast<size_t>(content.size() - done));
-        if (written < 0 && errno != EINTR)
-            return false;
-        done += written < 0 ? 0 : static_cast<int>(written);
-    }
-    return true;
-}
-
-// What is wrong with the file itself; empty when nothing is.
+// The mistake of the file itself; empty when there is none.
 QString faultOf(const struct stat &info, qint64 maxSize)
 {
     if (info.st_uid != ::geteuid())
@@ -50,12 +36,12 @@ QString faultOf(const struct stat &info, qint64 maxSize)
     return info.st_size > maxSize ? QStringLiteral("it is too large") : QString();
 }
 
-PrivateFile::State stateOf(int openError)
+PrivateFile notOpened(int error)
 {
-    if (openError == ENOENT)
-        return PrivateFile::Absent;
-    const bool isOther = openError == ELOOP || openError == ENXIO || openError == EINVAL; // a link, a socket, a folder
-    return isOther ? PrivateFile::Bad : PrivateFile::Unreadable;
+    if (error == ENOENT)
+        return {PrivateFile::Absent, {}, {}};
+    const bool isOther = error == ELOOP || error == ENXIO || error == EINVAL; // a link, a socket, a folder
+    return {isOther ? PrivateFile::Bad : PrivateFile::Unreadable, {}, systemError()};
 }
 
 } // namespace
@@ -65,57 +51,54 @@ QString systemError()
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
+Failure systemFailure(const QString &file)
+{
+    return Failure(QStringLiteral("%1: %2").arg(file, systemError()));
+}
+
 // Asks the file system: QStorageInfo reads the mount table, which does not name the root of a chroot.
-QString lackOfSpace(const QString &directory, qint64 bytes)
+void requireSpace(const QString &directory, qint64 bytes)
 {
     struct statvfs info = {};
     if (::statvfs(QFile::encodeName(directory).constData(), &info) != 0)
-        return {}; // the writing itself will fail
+        return; // the writing itself will fail
     const auto available = static_cast<qint64>(info.f_bavail) * static_cast<qint64>(info.f_frsize);
-    if (bytes <= available - SpaceReserve)
-        return {};
-    return QStringLiteral("no space left in %1: %2 bytes are needed and %3 are free, of which %4 stay free")
-        .arg(directory, QString::number(bytes), QString::number(available), QString::number(SpaceReserve));
+    if (bytes > available - SpaceReserve)
+        throw Failure(
+            QStringLiteral("no space left in %1: %2 bytes are needed and %3 are free, of which %4 stay free")
+                .arg(directory, QString::number(bytes), QString::number(available), QString::number(SpaceReserve)));
 }
 
-bool syncToDisk(const QString &path)
+void syncToDisk(const QString &path)
 {
-    return syncWith(::fsync, path);
+    syncWith(::fsync, path);
 }
 
-bool syncFileSystem(const QString &directory)
+void syncFileSystem(const QString &directory)
 {
-    return syncWith(::syncfs, directory);
+    syncWith(::syncfs, directory);
 }
 
-QString writeDurably(const QString &file, const QByteArray &content)
+void writeDurably(const QString &file, const QByteArray &content)
 {
-    const QByteArray name = QFile::encodeName(file);
-    QByteArray fresh = name + ".XXXXXX";
-    const int descriptor = ::mkostemp(fresh.data(), O_CLOEXEC); // mode 0600
-    if (descriptor < 0)
-        return QStringLiteral("%1: %2").arg(file, systemError());
-    bool written = writeAll(descriptor, content) && ::fsync(descriptor) == 0;
-    QString reason = systemError();
-    written = ::close(descriptor) == 0 && written;
-    if (written && ::rename(fresh.constData(), name.constData()) == 0 && syncToDisk(QFileInfo(file).absolutePath()))
-        return {};
-    if (written)
-        reason = systemError();
-    ::unlink(fresh.constData());
-    return QStringLiteral("%1: %2").arg(file, reason);
+    QTemporaryFile fresh(file + QStringLiteral(".XXXXXX")); // mode 0600
+    if (!fresh.open() || fresh.write(content) != content.size() || !fresh.flush())
+        throw Failure(QStringLiteral("%1: %2").arg(file, fresh.errorString()));
+    if (::fsync(fresh.handle()) != 0 ||
+        ::rename(QFile::encodeName(fresh.fileName()).constData(), QFile::encodeName(file).constData()) != 0)
+        throw systemFailure(file);
+    fresh.setAutoRemove(false);
+    syncToDisk(QFileInfo(file).absolutePath());
 }
 
-QString moveAside(const QString &file, const QString &reason, QString *target)
+QString moveAside(const QString &file, const QString &reason)
 {
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss-zzz"));
-    const QString moved = QStringLiteral("%1.broken-%2").arg(file, stamp);
+    QString moved = QStringLiteral("%1.broken-%2").arg(file, stamp);
     if (::rename(QFile::encodeName(file).constData(), QFile::encodeName(moved).constData()) != 0)
-        return systemError();
+        return {};
     qCCritical(servicesLog).noquote() << QStringLiteral("%1 is moved to %2: %3").arg(file, moved, reason);
-    if (target)
-        *target = moved;
-    return {};
+    return moved;
 }
 
 int openRegular(const QString &file)
@@ -138,20 +121,17 @@ QString settingsFile(const QString &directory)
 PrivateFile readPrivateFile(const QString &file, qint64 maxSize)
 {
     const int descriptor = openRegular(file);
-    if (descriptor < 0) {
-        const PrivateFile::State state = stateOf(errno);
-        return {state, {}, state == PrivateFile::Absent ? QString() : systemError()};
-    }
-    const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
+    if (descriptor < 0)
+        return notOpened(errno);
+    QFile in;
+    if (!in.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+        return {PrivateFile::Unreadable, {}, in.errorString()};
     struct stat info = {};
     if (::fstat(descriptor, &info) != 0)
         return {PrivateFile::Unreadable, {}, systemError()};
     const QString fault = faultOf(info, maxSize);
     if (!fault.isEmpty())
         return {PrivateFile::Bad, {}, fault};
-    QFile in;
-    if (!in.open(descriptor, QIODevice::ReadOnly))
-        return {PrivateFile::Unreadable, {}, in.errorString()};
     QByteArray bytes = in.read(maxSize + 1);
     if (in.error() != QFileDevice::NoError || bytes.size() != info.st_size)
         return {PrivateFile::Unreadable, {}, QStringLiteral("it cannot be read completely: %1").arg(in.errorString())};

@@ -1,27 +1,30 @@
 #pragma once
+#include "services/Failure.h"
 #include <QByteArray>
-#include <QString>
 
-/// Files that must survive a crash of the machine or keep other users out. Any thread. Functions with a text as their
-/// result return the error, empty on success.
+/// Files that must survive a crash of the machine or keep other users out. Any thread.
 namespace tarn::services {
 
 /// Bytes that downloads and installations leave free, so that the databases can always be written.
 constexpr qint64 SpaceReserve = 64 * 1024 * 1024;
 
+/// The failure of the last system call on a file: its name and the text of errno.
+Failure systemFailure(const QString &file);
 QString systemError(); ///< the text of errno
 
-/// Why this many more bytes would use up the reserve; empty when they would not.
-QString lackOfSpace(const QString &directory, qint64 bytes);
+/// Throws Failure when this many more bytes would use up the reserve.
+void requireSpace(const QString &directory, qint64 bytes);
 
-bool syncToDisk(const QString &path);          ///< one file or directory; errno tells the reason
-bool syncFileSystem(const QString &directory); ///< everything on the directory's file system
+void syncToDisk(const QString &path);          ///< one file or directory; throws Failure
+void syncFileSystem(const QString &directory); ///< everything on the directory's file system; throws Failure
 
 /// Replaces a file as a whole, readable for its owner alone; the new content and name are on the disk afterwards.
-QString writeDurably(const QString &file, const QByteArray &content);
+/// Throws Failure.
+void writeDurably(const QString &file, const QByteArray &content);
 
 /// Renames a file to "<file>.broken-<time>", with a log line that gives the reason.
-QString moveAside(const QString &file, const QString &reason, QString *target = nullptr);
+/// @return the new name; empty with errno when it could not be renamed
+QString moveAside(const QString &file, const QString &reason);
 
 /// A descriptor for reading a regular file; -1 with errno for anything else, links included. It never blocks.
 int openRegular(const QString &file);

@@ -4,8 +4,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSet>
 #include <QSettings>
+#include <algorithm>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -56,18 +56,16 @@ InstalledSoftware readDescription(const QString &file)
 
 // Collects the products below a directory. A product's own directory is not searched: a package could bring a
 // description there that takes over the upgrades of another product.
-void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list, QSet<QString> *names)
+void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list)
 {
     const QFileInfo file(directory.filePath(QStringLiteral("installation.ini")));
     if (file.isFile() && !file.isSymLink() && file.size() <= MaxDescription) {
         const InstalledSoftware software = readDescription(file.filePath());
         const bool isProduct = !software.name.isEmpty() && !software.version.isEmpty();
-        if (isProduct && !names->contains(software.name)) {
-            names->insert(software.name);
+        if (isProduct && !findSoftware(*list, software.name))
             *list << software;
-        } else {
+        else
             qCInfo(servicesLog).noquote() << QStringLiteral("%1 describes no further product").arg(file.filePath());
-        }
         if (isProduct)
             return;
     }
@@ -75,7 +73,7 @@ void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list, Q
         return;
     const QStringList folders = directory.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
     for (const QString &folder : folders)
-        collect(QDir(directory.filePath(folder)), depth - 1, list, names);
+        collect(QDir(directory.filePath(folder)), depth - 1, list);
 }
 
 } // namespace
@@ -83,20 +81,25 @@ void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list, Q
 QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath)
 {
     QList<InstalledSoftware> list;
-    QSet<QString> names;
-    collect(QDir(appsPath), MaxDepth, &list, &names);
+    collect(QDir(appsPath), MaxDepth, &list);
     return list;
+}
+
+const InstalledSoftware *findSoftware(const QList<InstalledSoftware> &installed, const QString &product)
+{
+    const auto found = std::find_if(installed.cbegin(), installed.cend(),
+                                    [&](const InstalledSoftware &software) { return software.name == product; });
+    return found == installed.cend() ? nullptr : &*found;
 }
 
 QString whyNotWritable(const QList<InstalledSoftware> &installed, const QString &product)
 {
-    for (const InstalledSoftware &software : installed) {
-        const QByteArray directory = QFile::encodeName(software.directory);
-        if (software.name == product && ::faccessat(AT_FDCWD, directory.constData(), W_OK | X_OK, AT_EACCESS) != 0)
-            return QStringLiteral("%1 cannot be upgraded: its directory %2 is not writable: %3")
-                .arg(product, software.directory, systemError());
-    }
-    return {};
+    const InstalledSoftware *software = findSoftware(installed, product);
+    if (!software ||
+        ::faccessat(AT_FDCWD, QFile::encodeName(software->directory).constData(), W_OK | X_OK, AT_EACCESS) == 0)
+        return {};
+    return QStringLiteral("%1 cannot be upgraded: its directory %2 is not writable: %3")
+        .arg(product, software->directory, systemError());
 }
 
 } // namespace tarn::services

@@ -23,6 +23,9 @@ struct InstalledSoftware
 /// without name or version is left out with a log line, as is a second one of the same name.
 QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath);
 
+/// Null when no such product is installed.
+const InstalledSoftware *findSoftware(const QList<InstalledSoftware> &installed, const QString &product);
+
 /// Why this user cannot exchange a product's files; empty when the product's directory is writable.
 QString whyNotWritable(const QList<InstalledSoftware> &installed, const QString &product);
 

@@ -1,5 +1,5 @@
 #include "services/MessageService.h"
-#include "services/Log.h"
+#include "services/Message.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include <QDateTime>
@@ -14,55 +14,54 @@ namespace wire = link::wire;
 
 namespace {
 
-CallResult invalid(const QString &error)
+CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
 {
-    return refusedWith(code::InvalidArgs, error);
+    return acceptedWith(code::Ok, {values, list});
 }
 
-CallResult unknown(const QString &id)
+void requireKnown(bool known, const QString &id)
 {
-    return refusedWith(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
+    if (!known)
+        throw Refusal(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
 }
 
-// error: the store's error, empty on success.
-CallResult answer(const QString &error, Bag output = {})
+// The ids of a status change.
+QStringList readIds(const QVariant &value)
 {
-    return error.isEmpty() ? acceptedWith(code::Ok, std::move(output)) : refusedWith(code::Refused, error);
-}
-
-// The ids of a status change. @return the mistake, empty when there is none
-QString readIds(const QVariant &value, QStringList *ids)
-{
-    if (value.userType() != QMetaType::QVariantList && value.userType() != QMetaType::QStringList)
-        return QStringLiteral("%1: expected a list of strings").arg(key::MsgIdList);
+    require(value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QStringList,
+            QStringLiteral("%1: expected a list of strings").arg(key::MsgIdList));
+    QStringList ids;
     for (const QVariant &id : value.toList()) {
-        const QString wrong =
-            id.userType() == QMetaType::QString ? faultOfId(id.toString()) : QStringLiteral("expected a string");
-        if (!wrong.isEmpty())
-            return QStringLiteral("%1, entry %2: %3").arg(key::MsgIdList, QString::number(ids->size()), wrong);
-        ids->append(id.toString());
+        const QString wrong = errorOf([&id] {
+            require(id.userType() == QMetaType::QString, QStringLiteral("expected a string"));
+            checkId(id.toString());
+        });
+        require(wrong.isEmpty(),
+                QStringLiteral("%1, entry %2: %3").arg(key::MsgIdList, QString::number(ids.size()), wrong));
+        ids.append(id.toString());
     }
-    return ids->isEmpty() ? QStringLiteral("%1 is empty").arg(key::MsgIdList) : QString();
+    require(!ids.isEmpty(), QStringLiteral("%1 is empty").arg(key::MsgIdList));
+    return ids;
 }
 
 // The new status: each operate type has one.
-int readStatus(RequestReader *request)
+int readStatus(const Request &request)
 {
-    const QString type = request->optionalText(key::OperateType);
-    if (type != operate::MsgState && type != operate::MessageStatu)
-        request->fail(QStringLiteral("%1: expected \"%2\" or \"%3\"")
-                          .arg(key::OperateType, operate::MsgState, operate::MessageStatu));
+    const QString type = request.optionalText(key::OperateType);
+    require(type == operate::MsgState || type == operate::MessageStatu,
+            QStringLiteral("%1: expected \"%2\" or \"%3\"")
+                .arg(key::OperateType, operate::MsgState, operate::MessageStatu));
     const int expected = type == operate::MsgState ? status::Read : status::Deleted;
-    if (request->integer(type) != expected)
-        request->fail(QStringLiteral("%1: expected %2").arg(type, QString::number(expected)));
+    require(request.integer(type) == expected, QStringLiteral("%1: expected %2").arg(type, QString::number(expected)));
     return expected;
 }
 
-QString describe(const CallResult &shown)
+// The values of a message, which gets a random id where it has none.
+QVariantMap withId(QVariantMap values)
 {
-    if (!shown.arrived())
-        return QString::fromStdString(shown.error.message);
-    return shown.errorText.isEmpty() ? QStringLiteral("the visualized service refused it") : shown.errorText;
+    if (!values.contains(key::MsgId))
+        values.insert(key::MsgId, QUuid::createUuid().toString(QUuid::WithoutBraces));
+    return values;
 }
 
 } // namespace
@@ -97,170 +96,118 @@ const HandlerTable<MessageService> &MessageService::handlers()
 
 CallResult MessageService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
 {
-    Q_UNUSED(context)
-    return dispatch(this, handlers(), QStringLiteral("message"), method, input);
+    static const ServiceFamily family{QStringLiteral("message"), code::Refused, code::InvalidArgs};
+    return dispatch(this, handlers(), family, method, {input, context});
 }
 
-QString MessageService::store(const std::function<QString(MessageStore &)> &work)
+CallResult MessageService::addReceipt(const Request &request)
 {
-    QString error;
-    m_thread.run([&] { error = work(*m_store); });
-    return error;
-}
-
-CallResult MessageService::addReceipt(const Bag &input)
-{
-    RequestReader request(input.values);
-    const QString id = readId(&request);
+    const QString id = readId(request);
     const int kind = request.integer(key::MessageReceipt);
-    if (kind != receipt::Read && kind != receipt::Clicked)
-        request.fail(QStringLiteral("%1: expected 2 (read) or 3 (clicked)").arg(key::MessageReceipt));
-    const QString softName = readShort(&request, key::SoftName, limit::Id);
-    if (!request.error().isEmpty())
-        return invalid(request.error());
-    bool known = false;
-    const QString error = store([&](MessageStore &s) { return s.addReceipt(id, kind, softName, &known); });
-    return known || !error.isEmpty() ? answer(error) : unknown(id);
+    require(kind == receipt::Read || kind == receipt::Clicked,
+            QStringLiteral("%1: expected 2 (read) or 3 (clicked)").arg(key::MessageReceipt));
+    const QString softName = readShort(request, key::SoftName, limit::Id);
+    requireKnown(m_thread.run([&] { return m_store->addReceipt(id, kind, softName); }), id);
+    return ok();
 }
 
-CallResult MessageService::updateStatus(const Bag &input)
+CallResult MessageService::updateStatus(const Request &request)
 {
-    QStringList ids;
-    RequestReader request(input.values);
-    const int status = readStatus(&request);
-    request.fail(readIds(input.values.value(key::MsgIdList), &ids));
-    if (!request.error().isEmpty())
-        return invalid(request.error());
-    int known = 0;
-    const QString error = store([&](MessageStore &s) { return s.setStatus(ids, status, &known); });
-    if (error.isEmpty() && known == 0)
-        return unknown(ids.first());
-    return answer(error, {{{wire::Updated, known}, {wire::Unknown, ids.size() - known}}, {}});
+    const int status = readStatus(request);
+    const QStringList ids = readIds(request.values().value(key::MsgIdList));
+    const int known = m_thread.run([&] { return m_store->setStatus(ids, status); });
+    requireKnown(known > 0, ids.first());
+    return ok({{wire::Updated, known}, {wire::Unknown, ids.size() - known}});
 }
 
-CallResult MessageService::allRecords(const Bag &input)
+CallResult MessageService::allRecords(const Request &request)
 {
-    return page(MessageStore::Kind::Records, input);
+    return page(MessageStore::Kind::Records, request);
 }
 
-CallResult MessageService::oneRecord(const Bag &input)
+CallResult MessageService::oneRecord(const Request &request)
 {
-    RequestReader request(input.values);
-    const QString id = readId(&request);
-    if (!request.error().isEmpty())
-        return invalid(request.error());
-    Bag output;
-    const QString error = store([&](MessageStore &s) { return s.record(id, &output.list); });
-    return answer(error, output);
+    const QString id = readId(request);
+    return ok({}, m_thread.run([&] { return m_store->record(id); }));
 }
 
-CallResult MessageService::ignore(const Bag &input)
+CallResult MessageService::ignore(const Request &request)
 {
-    RequestReader request(input.values);
-    const QString id = readId(&request);
-    const QString softName = readShort(&request, key::SoftName, limit::Id);
-    if (!request.error().isEmpty())
-        return invalid(request.error());
-    bool known = false;
-    const QString error = store([&](MessageStore &s) { return s.ignore(id, softName, &known); });
-    return known || !error.isEmpty() ? answer(error) : unknown(id);
+    const QString id = readId(request);
+    const QString softName = readShort(request, key::SoftName, limit::Id);
+    requireKnown(m_thread.run([&] { return m_store->ignore(id, softName); }), id);
+    return ok();
 }
 
-CallResult MessageService::push(const Bag &input)
+CallResult MessageService::push(const Request &request)
 {
-    QVariantMap values = input.values;
-    if (!values.contains(key::MsgId))
-        values.insert(key::MsgId, QUuid::createUuid().toString(QUuid::WithoutBraces));
+    QVariantMap values = withId(request.values());
     if (!values.contains(key::MsgDateTime))
         values.insert(key::MsgDateTime, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
-    Message message;
-    RequestReader request(values);
-    request.fail(parseMessage(values, &message));
-    const int badge = values.contains(key::unReadNum) ? request.integer(key::unReadNum) : 0;
-    if (!request.error().isEmpty())
-        return invalid(request.error());
-    MessageStore::Delivery delivery;
-    const QString error = store([&](MessageStore &s) { return s.put(message, &delivery); });
-    if (!error.isEmpty())
-        return answer(error);
-    const int unread = values.contains(key::unReadNum) ? badge : delivery.unread;
-    const QString showError =
-        delivery.ignored ? QStringLiteral("the user chose not to see this message again") : present(message, unread);
-    return answer({}, {{{key::MsgId, message.id},
-                        {key::unReadNum, delivery.unread},
-                        {wire::Shown, showError.isEmpty()},
-                        {wire::ShowError, showError}},
-                       {}});
+    const QVariantMap message = readMessage(RequestReader(values));
+    const bool hasBadge = values.contains(key::unReadNum);
+    const int badge = hasBadge ? request.integer(key::unReadNum) : 0;
+    bool ignored = false;
+    const int unread = m_thread.run([&] {
+        ignored = m_store->put(message);
+        return m_store->unreadCount();
+    });
+    const QString showError = ignored ? QStringLiteral("the user chose not to see this message again")
+                                      : present(message, hasBadge ? badge : unread);
+    return ok({{key::MsgId, message.value(key::MsgId)},
+               {key::unReadNum, unread},
+               {wire::Shown, showError.isEmpty()},
+               {wire::ShowError, showError}});
 }
 
 // @return why no pop-up is shown, empty when it was accepted
-QString MessageService::present(const Message &message, int unread)
+QString MessageService::present(const QVariantMap &message, int unread) const
 {
-    const CallResult shown = m_presenter({{{key::MsgId, message.id},
-                                           {key::MsgTitle, message.title},
-                                           {key::MsgContent, message.content},
-                                           {key::LinkText, message.linkText},
-                                           {key::LinkAdress, message.link},
-                                           {key::PicFilePath, message.picture},
-                                           {key::unReadNum, QString::number(unread)}},
-                                          {}});
-    if (shown.arrived() && shown.accepted)
-        return {};
-    QString reason = describe(shown);
-    qCWarning(servicesLog).noquote()
-        << QStringLiteral("message %1 is stored but not shown: %2").arg(message.id, reason);
-    return reason;
+    QVariantMap values{{key::unReadNum, QString::number(unread)}};
+    for (const QString &shown :
+         {key::MsgId, key::MsgTitle, key::MsgContent, key::LinkText, key::LinkAdress, key::PicFilePath})
+        values.insert(shown, message.value(shown));
+    const QString subject =
+        QStringLiteral("message %1 is stored but not shown").arg(message.value(key::MsgId).toString());
+    return whyNotShown(subject, m_presenter({values, {}}));
 }
 
-CallResult MessageService::importAll(const Bag &input)
+CallResult MessageService::importAll(const Request &request)
 {
-    QList<Message> messages;
-    const int first = input.values.value(wire::First).toInt();
-    for (const QVariant &entry : input.list) {
-        Message message;
-        QVariantMap values = entry.toMap();
-        if (!values.contains(key::MsgId))
-            values.insert(key::MsgId, QUuid::createUuid().toString(QUuid::WithoutBraces));
-        const QString wrong = entry.userType() == QMetaType::QVariantMap ? parseMessage(values, &message)
-                                                                         : QStringLiteral("expected a map");
-        if (!wrong.isEmpty())
-            return invalid(QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
-        messages.append(message);
+    QList<QVariantMap> messages;
+    const int first = request.values().value(wire::First).toInt();
+    for (const QVariant &entry : request.list) {
+        const QString wrong = errorOf([&] {
+            require(entry.userType() == QMetaType::QVariantMap, QStringLiteral("expected a map"));
+            messages.append(readMessage(RequestReader(withId(entry.toMap()))));
+        });
+        require(wrong.isEmpty(), QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
     }
-    const QString error = store([&](MessageStore &s) { return s.import(messages); });
-    return answer(error, {{{wire::Imported, messages.size()}}, {}});
+    m_thread.run([&] { m_store->import(messages); });
+    return ok({{wire::Imported, messages.size()}});
 }
 
-CallResult MessageService::list(const Bag &input)
+CallResult MessageService::list(const Request &request)
 {
-    const bool all = input.values.value(wire::All).toBool();
-    return page(all ? MessageStore::Kind::All : MessageStore::Kind::Details, input);
+    const bool all = request.values().value(wire::All).toBool();
+    return page(all ? MessageStore::Kind::All : MessageStore::Kind::Details, request);
 }
 
-CallResult MessageService::page(MessageStore::Kind kind, const Bag &input)
+CallResult MessageService::page(MessageStore::Kind kind, const Request &request)
 {
-    Bag output;
-    QString cursor = input.values.value(wire::Cursor).toString();
-    const QString error = store([&](MessageStore &s) { return s.page(kind, &cursor, &output.list); });
-    if (!cursor.isEmpty())
-        output.values.insert(wire::Cursor, cursor);
-    return answer(error, output);
+    QString cursor = request.values().value(wire::Cursor).toString();
+    const QVariantList records = m_thread.run([&] { return m_store->page(kind, &cursor); });
+    return ok(cursor.isEmpty() ? QVariantMap() : QVariantMap{{wire::Cursor, cursor}}, records);
 }
 
-CallResult MessageService::unreadCount(const Bag &input)
+CallResult MessageService::unreadCount(const Request &)
 {
-    Q_UNUSED(input)
-    int count = 0;
-    const QString error = store([&](MessageStore &s) { return s.unreadCount(&count); });
-    return answer(error, {{{key::unReadNum, count}}, {}});
+    return ok({{key::unReadNum, m_thread.run([this] { return m_store->unreadCount(); })}});
 }
 
-CallResult MessageService::clear(const Bag &input)
+CallResult MessageService::clear(const Request &)
 {
-    Q_UNUSED(input)
-    int removed = 0;
-    const QString error = store([&](MessageStore &s) { return s.clear(&removed); });
-    return answer(error, {{{wire::Removed, removed}}, {}});
+    return ok({{wire::Removed, m_thread.run([this] { return m_store->clear(); })}});
 }
 
 } // namespace tarn::services

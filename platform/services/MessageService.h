@@ -1,6 +1,5 @@
 #pragma once
 #include "services/Dispatch.h"
-#include "services/Message.h"
 #include "services/MessageStore.h"
 #include "services/WorkThread.h"
 #include "tarn/rpc/IInvocable.h"
@@ -27,21 +26,18 @@ public:
 private:
     static const HandlerTable<MessageService> &handlers();
 
-    rpc::CallResult addReceipt(const rpc::Bag &input);
-    rpc::CallResult updateStatus(const rpc::Bag &input);
-    rpc::CallResult allRecords(const rpc::Bag &input);
-    rpc::CallResult oneRecord(const rpc::Bag &input);
-    rpc::CallResult ignore(const rpc::Bag &input);
-    rpc::CallResult push(const rpc::Bag &input);
-    rpc::CallResult importAll(const rpc::Bag &input);
-    rpc::CallResult list(const rpc::Bag &input);
-    rpc::CallResult unreadCount(const rpc::Bag &input);
-    rpc::CallResult clear(const rpc::Bag &input);
-    rpc::CallResult page(MessageStore::Kind kind, const rpc::Bag &input);
-    QString present(const Message &message, int unread);
-
-    /// Runs work on the store's thread. @return the error, empty on success
-    QString store(const std::function<QString(MessageStore &)> &work);
+    rpc::CallResult addReceipt(const Request &request);
+    rpc::CallResult updateStatus(const Request &request);
+    rpc::CallResult allRecords(const Request &request);
+    rpc::CallResult oneRecord(const Request &request);
+    rpc::CallResult ignore(const Request &request);
+    rpc::CallResult push(const Request &request);
+    rpc::CallResult importAll(const Request &request);
+    rpc::CallResult list(const Request &request);
+    rpc::CallResult unreadCount(const Request &request);
+    rpc::CallResult clear(const Request &request);
+    rpc::CallResult page(MessageStore::Kind kind, const Request &request);
+    QString present(const QVariantMap &message, int unread) const;
 
     const Presenter m_presenter;
     WorkThread m_thread;

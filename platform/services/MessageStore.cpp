@@ -1,4 +1,5 @@
 #include "services/MessageStore.h"
+#include "services/Message.h"
 #include "services/Paging.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
@@ -8,6 +9,7 @@
 namespace tarn::services {
 
 namespace detail = link::wire::detail;
+namespace key = message::key;
 
 namespace {
 
@@ -16,20 +18,12 @@ constexpr int PageRecords = 1000; // and at most PageBytes; a single larger mess
 // The columns that are read beside those of the fields.
 enum Column { Seq, Id, ReadAt, StoredAt, DeletedAt, IgnoredAt, SortTime, FirstField };
 
-QStringList fieldColumns()
-{
-    QStringList names;
-    for (const TextField &field : textFields())
-        names << QLatin1String(field.column);
-    for (const IntField &field : intFields())
-        names << QLatin1String(field.column);
-    return names;
-}
-
 QString columns()
 {
-    return QStringLiteral("seq, id, read_at, stored_at, deleted_at, ignored_at, sort_time, ") +
-           fieldColumns().join(QStringLiteral(", "));
+    QString names = QStringLiteral("seq, id, read_at, stored_at, deleted_at, ignored_at, sort_time");
+    for (const MessageField &field : messageFields())
+        names += QStringLiteral(", ") + QLatin1String(field.column);
+    return names;
 }
 
 QStringList schema()
@@ -59,16 +53,23 @@ QString timeText(const QVariant &ms)
     return QDateTime::fromMSecsSinceEpoch(ms.toLongLong()).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
 }
 
-Message messageOf(const QSqlQuery &row)
+// The time by which messages are ordered: that of dateTime, or fallback when it has no known form.
+qint64 sortTime(const QString &dateTime, qint64 fallback)
 {
-    Message message;
-    message.id = row.value(Id).toString();
-    message.unread = row.value(ReadAt).isNull();
+    QDateTime time = QDateTime::fromString(dateTime, QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    if (!time.isValid())
+        time = QDateTime::fromString(dateTime, Qt::ISODate);
+    return time.isValid() ? time.toMSecsSinceEpoch() : fallback;
+}
+
+QVariantMap messageOf(const QSqlQuery &row)
+{
+    QVariantMap message{{key::MsgId, row.value(Id).toString()}, {key::unRead, row.value(ReadAt).isNull()}};
     int column = FirstField;
-    for (const TextField &field : textFields())
-        message.*field.member = row.value(column++).toString();
-    for (const IntField &field : intFields())
-        message.*field.member = row.value(column++).toInt();
+    for (const MessageField &field : messageFields()) {
+        const QVariant value = row.value(column++);
+        message.insert(field.key, field.maxBytes > 0 ? QVariant(value.toString()) : QVariant(value.toInt()));
+    }
     return message;
 }
 
@@ -96,161 +97,137 @@ MessageStore::MessageStore(const QString &directory)
 {
 }
 
-QString MessageStore::upsert(const Message &message, qint64 time)
+void MessageStore::upsert(const QVariantMap &message, qint64 time)
 {
-    const QStringList names = QStringList{QStringLiteral("id"), QStringLiteral("sort_time"),
-                                          QStringLiteral("stored_at"), QStringLiteral("read_at")} +
-                              fieldColumns();
-    QVariantList values{message.id, sortTime(message.dateTime, time), time,
-                        message.unread ? QVariant() : QVariant(time)};
-    for (const TextField &field : textFields())
-        values << message.*field.member;
-    for (const IntField &field : intFields())
-        values << message.*field.member;
+    QStringList names{QStringLiteral("id"), QStringLiteral("sort_time"), QStringLiteral("stored_at"),
+                      QStringLiteral("read_at")};
+    QVariantList values{message.value(key::MsgId), sortTime(message.value(key::MsgDateTime).toString(), time), time,
+                        message.value(key::unRead).toBool() ? QVariant() : QVariant(time)};
+    for (const MessageField &field : messageFields()) {
+        names << QLatin1String(field.column);
+        values << message.value(field.key);
+    }
     QStringList places;
     QStringList updates{QStringLiteral("deleted_at = NULL")};
-    for (const QString &name : names) {
+    for (const QString &name : qAsConst(names)) {
         places << QStringLiteral("?");
         updates << QStringLiteral("%1 = excluded.%1").arg(name);
     }
     const QString comma = QStringLiteral(", ");
-    return m_db.run(QStringLiteral("INSERT INTO messages(%1) VALUES(%2) ON CONFLICT(id) DO UPDATE SET %3")
-                        .arg(names.join(comma), places.join(comma), updates.join(comma)),
-                    values);
+    m_db.run(QStringLiteral("INSERT INTO messages(%1) VALUES(%2) ON CONFLICT(id) DO UPDATE SET %3")
+                 .arg(names.join(comma), places.join(comma), updates.join(comma)),
+             values);
 }
 
-QString MessageStore::put(const Message &message, Delivery *delivery)
+bool MessageStore::put(const QVariantMap &message)
 {
-    QString error = upsert(message, now());
-    if (error.isEmpty())
-        error = m_db.run(QStringLiteral("SELECT ignored_at IS NOT NULL FROM messages WHERE id = ?"), {message.id},
-                         [delivery](const QSqlQuery &row) {
-                             delivery->ignored = row.value(0).toBool();
-                             return false;
-                         });
-    return error.isEmpty() ? unreadCount(&delivery->unread) : error;
+    upsert(message, now());
+    return m_db
+        .value(QStringLiteral("SELECT ignored_at IS NOT NULL FROM messages WHERE id = ?"), {message.value(key::MsgId)})
+        .toBool();
 }
 
-QString MessageStore::import(const QList<Message> &messages)
+void MessageStore::import(const QList<QVariantMap> &messages)
 {
-    return m_db.inTransaction([&] {
-        QString error;
+    m_db.inTransaction([&] {
         const qint64 time = now();
-        for (auto it = messages.cbegin(); it != messages.cend() && error.isEmpty(); ++it)
-            error = upsert(*it, time);
-        return error;
+        for (const QVariantMap &message : messages)
+            upsert(message, time);
     });
 }
 
-QString MessageStore::addReceipt(const QString &id, int kind, const QString &softName, bool *known)
+bool MessageStore::addReceipt(const QString &id, int kind, const QString &softName)
 {
     const qint64 time = now();
-    QString error = m_db.run(
-        QStringLiteral("INSERT INTO receipts(seq, kind, soft_name, first_at, last_at, count) "
-                       "SELECT seq, ?, ?, ?, ?, 1 FROM messages WHERE id = ? "
-                       "ON CONFLICT(seq, kind, soft_name) DO UPDATE SET last_at = excluded.last_at, count = count + 1"),
-        {kind, softName, time, time, id});
-    *known = error.isEmpty() && m_db.changed() > 0;
-    return error;
+    return m_db.run(QStringLiteral("INSERT INTO receipts(seq, kind, soft_name, first_at, last_at, count) "
+                                   "SELECT seq, ?, ?, ?, ?, 1 FROM messages WHERE id = ? "
+                                   "ON CONFLICT(seq, kind, soft_name) DO UPDATE SET last_at = excluded.last_at, "
+                                   "count = count + 1"),
+                    {kind, softName, time, time, id}) > 0;
 }
 
-QString MessageStore::ignore(const QString &id, const QString &softName, bool *known)
+bool MessageStore::ignore(const QString &id, const QString &softName)
 {
-    QString error = m_db.run(QStringLiteral("UPDATE messages SET ignored_at = ?, ignored_for = ? WHERE id = ?"),
-                             {now(), softName, id});
-    *known = error.isEmpty() && m_db.changed() > 0;
-    return error;
+    return m_db.run(QStringLiteral("UPDATE messages SET ignored_at = ?, ignored_for = ? WHERE id = ?"),
+                    {now(), softName, id}) > 0;
 }
 
-QString MessageStore::setStatus(const QStringList &ids, int status, int *known)
+int MessageStore::setStatus(const QStringList &ids, int status)
 {
-    *known = 0;
+    int known = 0;
     const QString column =
         status == message::status::Deleted ? QStringLiteral("deleted_at") : QStringLiteral("read_at");
-    return m_db.inTransaction([&] {
-        QString error;
-        const qint64 time = now();
-        for (auto id = ids.cbegin(); id != ids.cend() && error.isEmpty(); ++id) {
-            error = m_db.run(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column),
-                             {time, *id});
-            *known += error.isEmpty() ? m_db.changed() : 0;
-        }
-        return error;
+    m_db.inTransaction([&] {
+        for (const QString &id : ids)
+            known += m_db.run(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column),
+                              {now(), id});
     });
+    return known;
 }
 
-QString MessageStore::record(const QString &id, QVariantList *records)
+QVariantList MessageStore::record(const QString &id)
 {
-    return m_db.run(QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(columns()), {id},
-                    [records](const QSqlQuery &row) {
-                        records->append(toRecord(messageOf(row)));
-                        return false;
-                    });
+    return m_db.rows(QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(columns()), {id},
+                     [](const QSqlQuery &row) { return QVariant(messageOf(row)); });
 }
 
-QString MessageStore::unreadCount(int *count)
+int MessageStore::unreadCount()
 {
-    return m_db.run(QStringLiteral("SELECT count(*) FROM messages WHERE read_at IS NULL AND deleted_at IS NULL"), {},
-                    [count](const QSqlQuery &row) {
-                        *count = row.value(0).toInt();
-                        return false;
-                    });
+    return m_db.value(QStringLiteral("SELECT count(*) FROM messages WHERE read_at IS NULL AND deleted_at IS NULL"))
+        .toInt();
 }
 
-QString MessageStore::clear(int *removed)
+int MessageStore::clear()
 {
-    QString error = m_db.run(QStringLiteral("DELETE FROM messages"));
-    *removed = error.isEmpty() ? m_db.changed() : 0;
-    return error;
+    return m_db.run(QStringLiteral("DELETE FROM messages"));
 }
 
-QString MessageStore::page(Kind kind, QString *cursor, QVariantList *records)
+QVariantList MessageStore::page(Kind kind, QString *cursor)
 {
     Place last;
     if (!cursor->isEmpty() && !last.read(*cursor))
-        return QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor->left(100));
+        throw Failure(
+            QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor->left(100)));
     cursor->clear();
+    QVariantList records;
     qint64 bytes = 0;
-    QString failure;
     const QString filter = kind == Kind::All ? QString() : QStringLiteral("AND deleted_at IS NULL ");
-    const QString error = m_db.run(
+    m_db.run(
         QStringLiteral("SELECT %1 FROM messages WHERE (sort_time, seq) < (?, ?) %2ORDER BY sort_time DESC, seq DESC")
             .arg(columns(), filter),
         {last.time, last.seq}, [&](const QSqlQuery &row) {
-            const QVariantMap record = recordOf(row, kind, &failure);
+            const QVariantMap record = recordOf(row, kind);
             bytes += estimatedBytes(record);
-            if (!records->isEmpty() && (records->size() == PageRecords || bytes > PageBytes)) {
+            if (!records.isEmpty() && (records.size() == PageRecords || bytes > PageBytes)) {
                 *cursor = last.toText();
                 return false;
             }
-            records->append(record);
+            records.append(record);
             last = {row.value(SortTime).toLongLong(), row.value(Seq).toLongLong()};
-            return failure.isEmpty();
+            return true;
         });
-    return error.isEmpty() ? failure : error;
+    return records;
 }
 
-QVariantMap MessageStore::recordOf(const QSqlQuery &row, Kind kind, QString *error)
+QVariantMap MessageStore::recordOf(const QSqlQuery &row, Kind kind)
 {
-    QVariantMap record = toRecord(messageOf(row));
+    QVariantMap record = messageOf(row);
     if (kind == Kind::Records)
         return record;
     record.insert(detail::StoredTime, timeText(row.value(StoredAt)));
     record.insert(detail::ReadTime, timeText(row.value(ReadAt)));
     record.insert(detail::DeletedTime, timeText(row.value(DeletedAt)));
     record.insert(detail::IgnoredTime, timeText(row.value(IgnoredAt)));
-    QVariantList receipts;
-    *error = m_db.run(QStringLiteral("SELECT kind, soft_name, first_at, last_at, count FROM receipts WHERE seq = ? "
-                                     "ORDER BY first_at, kind LIMIT 100"),
-                      {row.value(Seq)}, [&receipts](const QSqlQuery &receipt) {
-                          receipts.append(QVariantMap{{message::key::MessageReceipt, receipt.value(0).toInt()},
-                                                      {message::key::SoftName, receipt.value(1).toString()},
-                                                      {detail::FirstTime, timeText(receipt.value(2))},
-                                                      {detail::LastTime, timeText(receipt.value(3))},
-                                                      {detail::Count, receipt.value(4).toInt()}});
-                          return true;
-                      });
-    record.insert(detail::Receipts, receipts);
+    record.insert(detail::Receipts,
+                  m_db.rows(QStringLiteral("SELECT kind, soft_name, first_at, last_at, count FROM receipts WHERE "
+                                           "seq = ? ORDER BY first_at, kind LIMIT 100"),
+                            {row.value(Seq)}, [](const QSqlQuery &receipt) {
+                                return QVariant(QVariantMap{{key::MessageReceipt, receipt.value(0).toInt()},
+                                                            {key::SoftName, receipt.value(1).toString()},
+                                                            {detail::FirstTime, timeText(receipt.value(2))},
+                                                            {detail::LastTime, timeText(receipt.value(3))},
+                                                            {detail::Count, receipt.value(4).toInt()}});
+                            }));
     return record;
 }
 

@@ -1,36 +1,29 @@
 #pragma once
 #include "services/Database.h"
-#include "services/Message.h"
-#include <QStringList>
 
 namespace tarn::services {
 
-/// The messages of the user in the database "messages.db". One thread. The functions return what went wrong, empty when
-/// all is well: the change is on the disk then.
+/// The messages of the user, as readMessage() returns them, in the database "messages.db". One thread. The functions throw Failure; without it the
+/// change is on the disk.
 class MessageStore
 {
 public:
     explicit MessageStore(const QString &directory);
 
-    struct Delivery
-    {
-        int unread = 0;       ///< number of unread messages with this one
-        bool ignored = false; ///< the user does not want to see it again
-    };
-
     /// A new delivery of a known id replaces its texts and is unread again; its receipts stay, and so does the user's
     /// wish not to see it.
-    QString put(const Message &message, Delivery *delivery);
-    QString import(const QList<Message> &messages); ///< all or none
-    /// @param known false when there is no such message; nothing is stored then
-    QString addReceipt(const QString &id, int kind, const QString &softName, bool *known);
-    QString ignore(const QString &id, const QString &softName, bool *known);
+    /// @return whether the user does not want to see it again
+    bool put(const QVariantMap &message);
+    void import(const QList<QVariantMap> &messages); ///< all or none
+    /// @return false when there is no such message; nothing is stored then
+    bool addReceipt(const QString &id, int kind, const QString &softName);
+    bool ignore(const QString &id, const QString &softName);
     /// Marks messages read or deleted, in one transaction.
-    /// @param known number of ids that name a message
-    QString setStatus(const QStringList &ids, int status, int *known);
-    QString record(const QString &id, QVariantList *records);
-    QString unreadCount(int *count);
-    QString clear(int *removed);
+    /// @return the number of ids that name a message
+    int setStatus(const QStringList &ids, int status);
+    QVariantList record(const QString &id); ///< one or none
+    int unreadCount();
+    int clear(); ///< the number of deleted messages
 
     enum class Kind {
         Records, ///< messages that are not deleted, with the keys of a record
@@ -40,11 +33,11 @@ public:
     /// One page of a list, newest first, small enough for one message of the RPC layer. Nothing is kept between two
     /// pages: a message that stays unchanged meanwhile is in exactly one of them.
     /// @param cursor in: empty for the first page, else the cursor of the last page; out: empty after the last page
-    QString page(Kind kind, QString *cursor, QVariantList *records);
+    QVariantList page(Kind kind, QString *cursor);
 
 private:
-    QString upsert(const Message &message, qint64 time);
-    QVariantMap recordOf(const QSqlQuery &row, Kind kind, QString *error);
+    void upsert(const QVariantMap &message, qint64 time);
+    QVariantMap recordOf(const QSqlQuery &row, Kind kind);
 
     Database m_db;
 };

@@ -18,6 +18,12 @@ constexpr int FirstDelayMs = 250; // doubled with every attempt in vain
 constexpr int LongestDelayMs = 8000;
 constexpr qint64 Slice = 256 * 1024; // bytes read at once
 
+// A failure that another attempt may not meet.
+struct Broken : Failure
+{
+    using Failure::Failure;
+};
+
 // Plain http only from this machine: the network could read which products are installed, and change the packages.
 bool isAllowed(const QUrl &url)
 {
@@ -53,6 +59,11 @@ qint64 firstByte(const QNetworkReply &reply)
     return good ? first : -1;
 }
 
+Failure fileFailure(const QFile &file)
+{
+    return Failure(QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
+}
+
 } // namespace
 
 PackageDownload::PackageDownload(PackageSource source, const QString &file, QNetworkAccessManager *network,
@@ -67,7 +78,7 @@ PackageDownload::PackageDownload(PackageSource source, const QString &file, QNet
     m_idle.setInterval(IdleMs);
     connect(&m_idle, &QTimer::timeout, this, [this] { tryAgain(QStringLiteral("the server does not answer")); });
     m_readSoon.setSingleShot(true);
-    m_readSoon.setInterval(Throttle::waitMs());
+    m_readSoon.setInterval(Throttle::WaitMs);
     connect(&m_readSoon, &QTimer::timeout, this, &PackageDownload::read);
 }
 
@@ -76,20 +87,34 @@ PackageDownload::~PackageDownload()
     dropReply();
 }
 
+void PackageDownload::step(const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const Broken &broken) {
+        tryAgain(broken.text());
+    } catch (const Failure &failure) {
+        end(failure.text());
+    }
+}
+
 void PackageDownload::start()
 {
+    step([this] { open(); });
+}
+
+void PackageDownload::open()
+{
     if (!isAllowed(m_source.url))
-        return end(QStringLiteral("address not supported, expected https or a local file: %1")
-                       .arg(m_source.url.toString().left(300)));
+        throw Failure(QStringLiteral("address not supported, expected https or a local file: %1")
+                          .arg(m_source.url.toString().left(300)));
     if (m_source.url.isLocalFile() && !QFileInfo(m_source.url.toLocalFile()).isFile())
-        return end(QStringLiteral("%1 is no file").arg(m_source.url.toLocalFile()));
+        throw Failure(QStringLiteral("%1 is no file").arg(m_source.url.toLocalFile()));
     if (!m_file.open(QIODevice::ReadWrite))
-        return end(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
-    if (m_file.size() > m_source.size && !startOver())
-        return;
-    const QString lack = lackOfSpace(QFileInfo(m_file).path(), m_source.size - m_file.size());
-    if (!lack.isEmpty())
-        return end(lack);
+        throw fileFailure(m_file);
+    if (m_file.size() > m_source.size)
+        startOver();
+    requireSpace(QFileInfo(m_file).path(), m_source.size - m_file.size());
     hashSlice();
 }
 
@@ -97,16 +122,14 @@ void PackageDownload::start()
 void PackageDownload::hashSlice()
 {
     const QByteArray slice = m_file.read(4 * Slice);
-    if (slice.isEmpty()) {
-        if (m_received == m_source.size)
-            verify();
-        else
-            request();
-        return;
-    }
     m_hash.addData(slice);
     m_received += slice.size();
-    QTimer::singleShot(0, this, &PackageDownload::hashSlice);
+    if (!slice.isEmpty())
+        QTimer::singleShot(0, this, &PackageDownload::hashSlice);
+    else if (m_received == m_source.size)
+        step([this] { verify(); });
+    else
+        request();
 }
 
 void PackageDownload::request()
@@ -130,87 +153,72 @@ void PackageDownload::request()
 
 void PackageDownload::read()
 {
-    if (!m_reply || m_readSoon.isActive())
-        return;
+    if (m_reply && !m_readSoon.isActive())
+        step([this] { readReply(); });
+}
+
+void PackageDownload::readReply()
+{
     m_idle.start();
-    if (!takeHeaders())
-        return;
+    takeHeaders();
     const int status = statusOf(*m_reply);
     const bool isPackage = status == 0 || status == 200 || status == 206;
     while (m_reply->bytesAvailable() > 0) {
         const qint64 wanted = std::min(m_reply->bytesAvailable(), Slice);
         const qint64 granted = isPackage ? m_throttle->take(wanted) : wanted;
-        if (granted == 0) {
-            m_readSoon.start();
-            return;
-        }
+        if (granted == 0)
+            return m_readSoon.start();
         const QByteArray data = m_reply->read(granted);
-        if (data.isEmpty() || (isPackage && !store(data)))
+        if (data.isEmpty())
             break;
+        if (isPackage)
+            store(data);
     }
-    if (m_reply && m_reply->isFinished())
+    if (m_reply->isFinished())
         conclude();
 }
 
-// False when the download has ended here.
-bool PackageDownload::takeHeaders()
+void PackageDownload::takeHeaders()
 {
     const int status = statusOf(*m_reply);
     if (m_headersTaken || (status == 0 && !m_source.url.isLocalFile()))
-        return true;
+        return;
     m_headersTaken = true;
-    if (m_received > 0 && (status == 206 ? firstByte(*m_reply) != m_received : status == 200 || status == 0)) {
-        if (status == 206) {
-            tryAgain(QStringLiteral("the server answered with another part of the file"));
-            return false;
-        }
-        if (!startOver())
-            return false;
-    }
+    if (m_received > 0 && status == 206 && firstByte(*m_reply) != m_received)
+        throw Broken(QStringLiteral("the server answered with another part of the file"));
+    if (m_received > 0 && (status == 200 || status == 0))
+        startOver();
     const qint64 length = m_reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
     m_announced = length > 0 ? m_received + length : 0;
-    return true;
 }
 
-// False when the download has ended here.
-bool PackageDownload::store(const QByteArray &data)
+void PackageDownload::store(const QByteArray &data)
 {
-    if (m_received + data.size() > m_source.size) {
-        end(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_source.size));
-        return false;
-    }
-    const QString lack = lackOfSpace(QFileInfo(m_file).path(), data.size());
-    if (!lack.isEmpty()) {
-        end(lack);
-        return false;
-    }
-    if (m_file.write(data) != data.size() || !m_file.flush()) {
-        end(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
-        return false;
-    }
+    if (m_received + data.size() > m_source.size)
+        throw Failure(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_source.size));
+    requireSpace(QFileInfo(m_file).path(), data.size());
+    if (m_file.write(data) != data.size() || !m_file.flush())
+        throw fileFailure(m_file);
     m_hash.addData(data);
     m_received += data.size();
-    return true;
 }
 
 void PackageDownload::conclude()
 {
-    const QNetworkReply::NetworkError error = m_reply->error();
     const QString reason = m_reply->errorString();
-    if (error == QNetworkReply::NoError && m_received < m_announced)
-        return tryAgain(QStringLiteral("the connection broke")); // Qt reports no error then
-    if (error == QNetworkReply::NoError) {
-        dropReply();
-        if (m_received < m_source.size)
-            return end(QStringLiteral("the server has %1 bytes instead of %2")
-                           .arg(QString::number(m_received), QString::number(m_source.size)));
-        return verify();
+    if (m_reply->error() != QNetworkReply::NoError) {
+        if (isFinal(*m_reply))
+            throw Failure(reason);
+        if (statusOf(*m_reply) == 416) // the server's file does not contain the part already downloaded
+            startOver();
+        throw Broken(reason);
     }
-    if (isFinal(*m_reply))
-        return end(reason);
-    if (statusOf(*m_reply) == 416 && !startOver()) // the server's file does not contain the part already downloaded
-        return;
-    tryAgain(reason);
+    if (m_received < m_announced)
+        throw Broken(QStringLiteral("the connection broke")); // Qt reports no error then
+    if (m_received < m_source.size)
+        throw Failure(QStringLiteral("the server has %1 bytes instead of %2")
+                          .arg(QString::number(m_received), QString::number(m_source.size)));
+    verify();
 }
 
 void PackageDownload::tryAgain(const QString &reason)
@@ -223,32 +231,27 @@ void PackageDownload::tryAgain(const QString &reason)
     QTimer::singleShot(delay, this, &PackageDownload::request);
 }
 
-// False when the download has ended here.
-bool PackageDownload::startOver()
+void PackageDownload::startOver()
 {
     m_hash.reset();
     m_received = 0;
-    if (m_file.resize(0) && m_file.seek(0))
-        return true;
-    end(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
-    return false;
+    if (!m_file.resize(0) || !m_file.seek(0))
+        throw fileFailure(m_file);
 }
 
 void PackageDownload::verify()
 {
     const QString sum = QString::fromLatin1(m_hash.result().toHex());
-    if (sum == m_source.sha256.toLower())
-        return end(syncToDisk(m_file.fileName()) ? QString()
-                                                 : QStringLiteral("%1: %2").arg(m_file.fileName(), systemError()));
-    m_file.remove();
-    end(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_source.sha256));
+    if (sum != m_source.sha256.toLower()) {
+        m_file.remove();
+        throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_source.sha256));
+    }
+    syncToDisk(m_file.fileName());
+    end({});
 }
 
 void PackageDownload::end(const QString &error)
 {
-    if (m_ended)
-        return;
-    m_ended = true;
     dropReply();
     m_file.close();
     emit finished(error);

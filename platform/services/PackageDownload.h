@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QTimer>
 #include <QUrl>
+#include <functional>
 
 class QNetworkAccessManager;
 class QNetworkReply;
@@ -39,14 +40,18 @@ signals:
     void finished(QString error);
 
 private:
+    /// Runs a step; its Failure ends the download, unless another attempt can help.
+    void step(const std::function<void()> &work);
+    void open();
     void hashSlice();
     void request();
     void read();
-    bool takeHeaders();
-    bool store(const QByteArray &data);
+    void readReply();
+    void takeHeaders();
+    void store(const QByteArray &data);
     void conclude();
     void tryAgain(const QString &reason);
-    bool startOver();
+    void startOver();
     void verify();
     void end(const QString &error);
     void dropReply();
@@ -64,7 +69,6 @@ private:
     qint64 m_receivedBefore = 0; ///< at the start of the running attempt
     int m_vainAttempts = 0;      ///< in a row
     bool m_headersTaken = false;
-    bool m_ended = false;
 };
 
 } // namespace tarn::services

@@ -1,11 +1,11 @@
 #include "services/PackageInstaller.h"
+#include "services/Failure.h"
 #include "services/PackageUnpacker.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <algorithm>
-#include <exception>
 
 namespace tarn::services {
 
@@ -71,29 +71,17 @@ PackageInstaller::~PackageInstaller()
     stop();
 }
 
-QString PackageInstaller::recover(const QString &directory)
-{
-    return FileSwap(directory).rollBack();
-}
-
 void PackageInstaller::start()
 {
-    const auto work = [this] {
-        try {
-            m_error = install();
-        } catch (const std::exception &e) {
-            m_error = QString::fromLocal8Bit(e.what());
-        }
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                if (!m_stopping)
-                    emit finished(stop());
-            },
-            Qt::QueuedConnection);
+    const auto conclude = [this] {
+        if (!m_stopping)
+            emit finished(stop());
     };
     try {
-        m_worker = std::thread(work);
+        m_worker = std::thread([this, conclude] {
+            m_error = errorOf([this] { install(); });
+            QMetaObject::invokeMethod(this, conclude, Qt::QueuedConnection);
+        });
     } catch (const std::system_error &e) {
         emit finished(QStringLiteral("there is no thread for the installation: %1").arg(QLatin1String(e.what())));
     }
@@ -108,49 +96,41 @@ QString PackageInstaller::stop()
 }
 
 // On the worker.
-QString PackageInstaller::install()
+void PackageInstaller::install()
 {
-    QString error = m_swap.prepare();
+    m_swap.prepare(); // else the work area may hold files that could not be restored
+    const QString error = errorOf([this] { stage(); });
     if (!error.isEmpty())
-        return error; // the work area may hold files that could not be restored
-    error = stage();
-    if (error.isEmpty() && m_stopping)
-        error = cancelled();
-    if (error.isEmpty())
-        return m_swap.apply();
-    const QString worse = m_swap.rollBack();
-    return worse.isEmpty() ? error : QStringLiteral("%1; rolling back: %2").arg(error, worse);
+        m_swap.giveUp(error);
+    m_swap.apply();
 }
 
-QString PackageInstaller::stage()
+void PackageInstaller::stage()
 {
     PackageUnpacker unpacker(m_swap.staging(), m_stopping);
-    QString error;
-    for (int i = 0; i < m_files.size() && error.isEmpty(); ++i)
-        error = unpacker.unpack(m_files.at(i), m_task.items.at(i).size, m_task.items.at(i).sha256);
-    if (error.isEmpty())
-        error = unpacker.makeLinks();
-    if (error.isEmpty())
-        error = updateDescription();
-    return error.isEmpty() ? m_swap.checkStaged() : error;
+    for (int i = 0; i < m_files.size(); ++i)
+        unpacker.unpack(m_files.at(i), m_task.items.at(i).size, m_task.items.at(i).sha256);
+    unpacker.makeLinks();
+    updateDescription();
+    m_swap.checkStaged();
+    if (m_stopping)
+        throw Failure(cancelled());
 }
 
 // Read back, since QSettings does not report a write that failed when its file was closed.
-QString PackageInstaller::updateDescription()
+void PackageInstaller::updateDescription()
 {
     const QString staged = descriptionIn(m_swap.staging());
     if (!QFile::copy(descriptionIn(m_directory), staged))
-        return QStringLiteral("%1 cannot be copied").arg(descriptionIn(m_directory));
+        throw Failure(QStringLiteral("%1 cannot be copied").arg(descriptionIn(m_directory)));
     {
         QSettings settings(staged, QSettings::IniFormat);
         settings.setIniCodec("UTF-8");
         for (const UpgradeItem &entry : m_task.items)
             writeItem(settings, entry);
     }
-    const QList<InstalledSoftware> written = readInstalledSoftware(m_swap.staging());
-    return !written.isEmpty() && written.constFirst().name == m_task.product
-               ? QString()
-               : QStringLiteral("%1 cannot be written").arg(staged);
+    if (!findSoftware(readInstalledSoftware(m_swap.staging()), m_task.product))
+        throw Failure(QStringLiteral("%1 cannot be written").arg(staged));
 }
 
 } // namespace tarn::services

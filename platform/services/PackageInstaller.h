@@ -17,22 +17,19 @@ public:
     PackageInstaller(const UpgradeTask &task, const QStringList &files, const QString &directory, QObject *parent);
     ~PackageInstaller() override; ///< as stop()
 
+    const UpgradeTask &task() const { return m_task; }
     void start();
     /// Ends the work, which is undone unless the files were exchanged already. Emits nothing afterwards.
     /// @return empty when it is installed
     QString stop();
 
-    /// Undoes an installation that an earlier process left unfinished in a product's directory.
-    /// @return the error, empty on success
-    static QString recover(const QString &directory);
-
 signals:
     void finished(QString error); ///< empty when it is installed; else the product is as it was
 
 private:
-    QString install();
-    QString stage();
-    QString updateDescription();
+    void install();
+    void stage();
+    void updateDescription();
 
     const UpgradeTask m_task;
     const QStringList m_files;

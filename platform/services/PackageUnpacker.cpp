@@ -65,36 +65,43 @@ QString shown(const std::string &name)
     return QString::fromStdString(name).left(300);
 }
 
-QString badPackage(const char *problem, const std::string &name)
+Failure badPackage(const char *problem, const std::string &name)
 {
-    return QStringLiteral("the package %1: %2").arg(QLatin1String(problem), shown(name));
+    return Failure(QStringLiteral("the package %1: %2").arg(QLatin1String(problem), shown(name)));
 }
 
-QString failureOf(archive *reader)
+Failure cannotUnpack(const QString &reason)
 {
-    return QStringLiteral("the package cannot be unpacked: %1")
-        .arg(QString::fromLocal8Bit(archive_error_string(reader)).left(300));
+    return Failure(QStringLiteral("the package cannot be unpacked: %1").arg(reason));
 }
 
-QString failureAt(const fs::path &path)
+Failure failureOf(archive *reader)
 {
-    return QStringLiteral("%1: %2").arg(shown(path.string()), systemError());
+    return cannotUnpack(QString::fromLocal8Bit(archive_error_string(reader)).left(300));
 }
 
-// A path below the directory; without "." and empty parts. @return the mistake
-QString cleanPath(const std::string &name, fs::path *path)
+// Throws the failure of the last system call unless it succeeded.
+void check(bool success, const fs::path &path)
+{
+    if (!success)
+        throw systemFailure(shown(path.string()));
+}
+
+// A path below the directory; without "." and empty parts.
+fs::path cleanPath(const std::string &name)
 {
     if (name.size() > MaxPath || name.empty() || name.front() == '/')
-        return badPackage("has a path outside of its folder", name);
+        throw badPackage("has a path outside of its folder", name);
+    fs::path path;
     for (const fs::path &part : fs::path(name)) {
         if (part == "..")
-            return badPackage("has a path outside of its folder", name);
+            throw badPackage("has a path outside of its folder", name);
         if (part == FileSwap::AreaName)
-            return badPackage("uses a reserved name", name);
+            throw badPackage("uses a reserved name", name);
         if (part != "." && !part.empty())
-            *path /= part;
+            path /= part;
     }
-    return {};
+    return path;
 }
 
 // Ways up count from the link's own folder and come first: after a name they would start wherever that name leads.
@@ -121,16 +128,16 @@ PackageUnpacker::PackageUnpacker(const QString &directory, const std::atomic<boo
 {
 }
 
-QString PackageUnpacker::unpack(const QString &package, qint64 size, const QString &sha256)
+void PackageUnpacker::unpack(const QString &package, qint64 size, const QString &sha256)
 {
     const int descriptor = openRegular(package);
     if (descriptor < 0)
-        return QStringLiteral("%1: %2").arg(package, systemError());
+        throw systemFailure(package);
     const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
     struct stat info = {};
     if (::fstat(descriptor, &info) != 0 || info.st_size != size)
-        return QStringLiteral("the package has %1 bytes instead of %2")
-            .arg(QString::number(info.st_size), QString::number(size));
+        throw Failure(QStringLiteral("the package has %1 bytes instead of %2")
+                          .arg(QString::number(info.st_size), QString::number(size)));
     Source source{descriptor, m_stopping};
     const std::unique_ptr<archive, decltype(&archive_read_free)> reader(archive_read_new(), &archive_read_free);
     archive_read_support_format_tar(reader.get());
@@ -138,54 +145,47 @@ QString PackageUnpacker::unpack(const QString &package, qint64 size, const QStri
                                &archive_read_support_filter_xz, &archive_read_support_filter_zstd})
         support(reader.get());
     if (archive_read_open(reader.get(), &source, nullptr, &readSource, nullptr) != ARCHIVE_OK)
-        return failureOf(reader.get());
-    const QString error = readMembers(reader.get());
-    if (!error.isEmpty())
-        return error;
+        throw failureOf(reader.get());
+    readMembers(reader.get());
     ssize_t left = 0; // bytes behind the archive belong to the checksum
     do
         left = source.next();
     while (left > 0);
-    const QString sum = QString::fromLatin1(source.hash.result().toHex());
     if (left < 0)
-        return QStringLiteral("%1: %2").arg(package, systemError());
-    return sum == sha256.toLower() ? QString()
-                                   : QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, sha256);
+        throw systemFailure(package);
+    const QString sum = QString::fromLatin1(source.hash.result().toHex());
+    if (sum != sha256.toLower())
+        throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, sha256));
 }
 
-QString PackageUnpacker::readMembers(archive *reader)
+void PackageUnpacker::readMembers(archive *reader)
 {
-    while (true) {
-        archive_entry *entry = nullptr;
-        const int status = archive_read_next_header(reader, &entry);
-        if (status == ARCHIVE_EOF)
-            return {};
+    archive_entry *entry = nullptr;
+    int status = ARCHIVE_OK;
+    while ((status = archive_read_next_header(reader, &entry)) != ARCHIVE_EOF) {
         if (status < ARCHIVE_WARN)
-            return failureOf(reader);
-        const QString error = addMember(reader, entry);
-        if (!error.isEmpty())
-            return error;
+            throw failureOf(reader);
+        addMember(reader, entry);
     }
 }
 
-QString PackageUnpacker::addMember(archive *reader, archive_entry *entry)
+void PackageUnpacker::addMember(archive *reader, archive_entry *entry)
 {
     const char *local = archive_entry_pathname(entry); // null where the locale cannot represent a UTF-8 name
     const char *const name = local ? local : archive_entry_pathname_utf8(entry);
     if (!name)
-        return QStringLiteral("the package has a member without a readable name");
+        throw Failure(QStringLiteral("the package has a member without a readable name"));
     if (++m_members > MaxMembers)
-        return QStringLiteral("the package has more than %1 members").arg(MaxMembers);
-    Path path;
-    const QString error = cleanPath(name, &path);
-    if (!error.isEmpty() || path.empty())
-        return error;
+        throw Failure(QStringLiteral("the package has more than %1 members").arg(MaxMembers));
+    const Path path = cleanPath(name);
+    if (path.empty())
+        return;
     const char *const hardLink = archive_entry_hardlink(entry);
     const auto type = archive_entry_filetype(entry);
     if (path.filename() == "installation.ini") {
         if (path.has_parent_path() || hardLink || type != AE_IFREG)
-            return badPackage("has an install description where there must be none", name);
-        return {}; // the installer writes the description
+            throw badPackage("has an install description where there must be none", name);
+        return; // the installer writes the description
     }
     const mode_t mode = archive_entry_perm(entry) & UsualMode;
     if (hardLink)
@@ -193,124 +193,114 @@ QString PackageUnpacker::addMember(archive *reader, archive_entry *entry)
     if (type == AE_IFLNK)
         return addLink(path, {archive_entry_symlink(entry) ? archive_entry_symlink(entry) : "", false});
     if (type == AE_IFDIR) {
-        const QString failure = makeDirectories(path);
-        const bool done = !failure.isEmpty() || ::chmod((m_root / path).c_str(), mode | S_IRWXU) == 0;
-        return done ? failure : failureAt(path);
+        makeDirectories(path);
+        return check(::chmod((m_root / path).c_str(), mode | S_IRWXU) == 0, path);
     }
     if (type != AE_IFREG)
-        return badPackage("has a member that is neither a file nor a directory", name);
-    const QString lack = lackOfSpace(m_directory, archive_entry_size(entry));
-    return lack.isEmpty() ? addFile(reader, path, mode | S_IRUSR | S_IWUSR) : lack;
+        throw badPackage("has a member that is neither a file nor a directory", name);
+    requireSpace(m_directory, archive_entry_size(entry));
+    addFile(reader, path, mode | S_IRUSR | S_IWUSR);
 }
 
-QString PackageUnpacker::addLink(const Path &path, const Link &link)
+void PackageUnpacker::addLink(const Path &path, const Link &link)
 {
     if (link.target.size() > MaxPath || (m_links.size() >= MaxLinks && m_links.count(path) == 0))
-        return badPackage("has too many or too long links", path.string());
+        throw badPackage("has too many or too long links", path.string());
     m_links[path] = link;
-    return {};
 }
 
-QString PackageUnpacker::addFile(archive *reader, const Path &path, unsigned mode)
+void PackageUnpacker::addFile(archive *reader, const Path &path, unsigned mode)
 {
-    const QString error = makeDirectories(path.parent_path());
-    if (!error.isEmpty())
-        return error;
+    makeDirectories(path.parent_path());
     m_links.erase(path); // the later member of one name counts
-    const Path file = m_root / path;
-    if (::unlink(file.c_str()) != 0 && errno != ENOENT)
-        return failureAt(path);
-    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0)
-        return failureAt(path);
-    QString failure = writeContent(reader, descriptor);
-    if (failure.isEmpty() && ::fchmod(descriptor, mode) != 0)
-        failure = failureAt(path);
-    if (::close(descriptor) != 0 && failure.isEmpty())
-        failure = failureAt(path);
-    return failure;
+    removeOld(path);
+    const int descriptor = ::open((m_root / path).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    check(descriptor >= 0, path);
+    const QString error = errorOf([&] {
+        writeContent(reader, descriptor);
+        check(::fchmod(descriptor, mode) == 0, path);
+    });
+    const bool closed = ::close(descriptor) == 0;
+    if (!error.isEmpty())
+        throw Failure(error);
+    check(closed, path);
 }
 
-QString PackageUnpacker::writeContent(archive *reader, int descriptor) const
+void PackageUnpacker::writeContent(archive *reader, int descriptor) const
 {
     const void *block = nullptr;
     size_t size = 0;
     la_int64_t offset = 0;
     int status = ARCHIVE_OK;
     while ((status = archive_read_data_block(reader, &block, &size, &offset)) == ARCHIVE_OK) {
-        const QString lack = m_stopping ? QStringLiteral("the installation was cancelled")
-                                        : lackOfSpace(m_directory, static_cast<qint64>(size));
-        if (!lack.isEmpty())
-            return lack;
+        if (m_stopping)
+            throw Failure(QStringLiteral("the installation was cancelled"));
+        requireSpace(m_directory, static_cast<qint64>(size));
         const char *data = static_cast<const char *>(block);
         while (size > 0) {
             const ssize_t written = ::pwrite(descriptor, data, size, offset);
             if (written < 0 && errno != EINTR)
-                return QStringLiteral("the package cannot be unpacked: %1").arg(systemError());
+                throw cannotUnpack(systemError());
             const ssize_t done = std::max<ssize_t>(written, 0);
             data += done;
             size -= static_cast<size_t>(done);
             offset += done;
         }
     }
+    if (status != ARCHIVE_EOF)
+        throw failureOf(reader);
     // A sparse file may end with a hole: the last offset is its size then.
-    if (status == ARCHIVE_EOF && ::lseek(descriptor, 0, SEEK_END) < offset && ::ftruncate(descriptor, offset) != 0)
-        return QStringLiteral("the package cannot be unpacked: %1").arg(systemError());
-    return status == ARCHIVE_EOF ? QString() : failureOf(reader);
+    if (::lseek(descriptor, 0, SEEK_END) < offset && ::ftruncate(descriptor, offset) != 0)
+        throw cannotUnpack(systemError());
 }
 
-QString PackageUnpacker::makeDirectories(const Path &path) const
+void PackageUnpacker::makeDirectories(const Path &path) const
 {
     Path made = m_root;
     for (const Path &part : path) {
         made /= part;
         struct stat info = {};
         if (::mkdir(made.c_str(), 0700) == 0) {
-            if (::chmod(made.c_str(), UsualMode) != 0) // whatever the umask is
-                return failureAt(made);
-        } else if (errno != EEXIST || ::lstat(made.c_str(), &info) != 0) {
-            return failureAt(made);
-        } else if (!S_ISDIR(info.st_mode)) {
-            return badPackage("has a file here and a directory there", path.string());
+            check(::chmod(made.c_str(), UsualMode) == 0, made); // whatever the umask is
+            continue;
         }
+        check(errno == EEXIST && ::lstat(made.c_str(), &info) == 0, made);
+        if (!S_ISDIR(info.st_mode))
+            throw badPackage("has a file here and a directory there", path.string());
     }
-    return {};
+}
+
+void PackageUnpacker::removeOld(const Path &path) const
+{
+    check(::unlink((m_root / path).c_str()) == 0 || errno == ENOENT, path);
 }
 
 // Hard links first: their targets are files that were unpacked, reached through no link.
-QString PackageUnpacker::makeLinks()
+void PackageUnpacker::makeLinks() const
 {
-    QString error;
     for (const bool isHard : {true, false}) {
-        for (auto it = m_links.cbegin(); it != m_links.cend() && error.isEmpty(); ++it) {
-            if (it->second.isHard == isHard)
-                error = makeLink(it->first, it->second);
+        for (const auto &[path, link] : m_links) {
+            if (link.isHard == isHard)
+                makeLink(path, link);
         }
     }
-    return error;
 }
 
-QString PackageUnpacker::makeLink(const Path &path, const Link &link) const
+void PackageUnpacker::makeLink(const Path &path, const Link &link) const
 {
-    const QString error = makeDirectories(path.parent_path());
-    if (!error.isEmpty())
-        return error;
+    makeDirectories(path.parent_path());
     const Path place = m_root / path;
-    if (::unlink(place.c_str()) != 0 && errno != ENOENT)
-        return failureAt(path);
+    removeOld(path);
     if (!link.isHard) {
         if (leadsOut(path, link.target))
-            return badPackage("has a link that leads out of its folder", path.string());
-        return ::symlink(link.target.c_str(), place.c_str()) == 0 ? QString() : failureAt(path);
+            throw badPackage("has a link that leads out of its folder", path.string());
+        return check(::symlink(link.target.c_str(), place.c_str()) == 0, path);
     }
-    Path target;
-    const QString wrong = cleanPath(link.target, &target);
-    if (!wrong.isEmpty())
-        return wrong;
+    const Path target = m_root / cleanPath(link.target);
     struct stat info = {};
-    if (::lstat((m_root / target).c_str(), &info) != 0 || !S_ISREG(info.st_mode))
-        return badPackage("has a hard link to a file that it does not have", path.string());
-    return ::link((m_root / target).c_str(), place.c_str()) == 0 ? QString() : failureAt(path);
+    if (::lstat(target.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        throw badPackage("has a hard link to a file that it does not have", path.string());
+    check(::link(target.c_str(), place.c_str()) == 0, path);
 }
 
 } // namespace tarn::services

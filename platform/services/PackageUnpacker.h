@@ -13,7 +13,7 @@ namespace tarn::services {
 /// files of all packages, so that no path of a package ever leads through a link. Refused are paths and links that leave
 /// the directory, anything but files, directories and links, the name of the work area and an install description below
 /// the top; a description at the top is skipped. Files get the usual permissions, without set-id bits. One thread.
-/// The functions return the error, empty on success.
+/// The functions throw Failure.
 class PackageUnpacker
 {
 public:
@@ -22,8 +22,8 @@ public:
 
     /// The bytes that are unpacked are those that are hashed: another checksum or size is an error, and the
     /// directory must be removed then.
-    QString unpack(const QString &package, qint64 size, const QString &sha256);
-    QString makeLinks(); ///< after the last package
+    void unpack(const QString &package, qint64 size, const QString &sha256);
+    void makeLinks() const; ///< after the last package
 
 private:
     using Path = std::filesystem::path;
@@ -33,13 +33,14 @@ private:
         bool isHard = false;
     };
 
-    QString readMembers(archive *reader);
-    QString addMember(archive *reader, archive_entry *entry);
-    QString addLink(const Path &path, const Link &link);
-    QString addFile(archive *reader, const Path &path, unsigned mode);
-    QString writeContent(archive *reader, int descriptor) const;
-    QString makeDirectories(const Path &path) const;
-    QString makeLink(const Path &path, const Link &link) const;
+    void readMembers(archive *reader);
+    void addMember(archive *reader, archive_entry *entry);
+    void addLink(const Path &path, const Link &link);
+    void addFile(archive *reader, const Path &path, unsigned mode);
+    void writeContent(archive *reader, int descriptor) const;
+    void makeDirectories(const Path &path) const;
+    void removeOld(const Path &path) const;
+    void makeLink(const Path &path, const Link &link) const;
 
     const QString m_directory;
     const Path m_root;

@@ -1,4 +1,5 @@
 #include "services/RunningProgram.h"
+#include "services/Failure.h"
 #include "services/Log.h"
 #include <QDeadlineTimer>
 #include <QDir>
@@ -39,47 +40,42 @@ bool runs(const QByteArray &proc, const QByteArray &file)
 
 // Calls act with a descriptor for each process that runs the file, until it returns false. The descriptor stays with the
 // process when its number is given to another one.
-void forEachProcess(const QByteArray &file, const std::function<bool(int)> &act)
+void forEachProcess(const QString &file, const std::function<bool(int)> &act)
 {
     const QStringList entries = file.isEmpty() ? QStringList() : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
     for (const QString &entry : entries) {
         const pid_t pid = entry.toInt();
         const int descriptor = pid > 0 && pid != ::getpid() ? int(::syscall(SYS_pidfd_open, pid, 0)) : -1;
         const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
-        if (descriptor >= 0 && runs("/proc/" + entry.toLatin1(), file) && !act(descriptor))
+        if (descriptor >= 0 && runs("/proc/" + entry.toLatin1(), QFile::encodeName(file)) && !act(descriptor))
             return;
     }
 }
 
 } // namespace
 
-RunningProgram::RunningProgram(const QString &file)
-    : m_file(QFile::encodeName(file))
-{
-}
-
-bool RunningProgram::isRunning() const
+bool isProgramRunning(const QString &file)
 {
     bool found = false;
-    forEachProcess(m_file, [&](int) {
+    forEachProcess(file, [&found](int) {
         found = true;
         return false;
     });
     return found;
 }
 
-QString RunningProgram::end(int timeoutMs) const
+void endProgram(const QString &file, int timeoutMs)
 {
-    const QString name = QFile::decodeName(m_file);
     const QDeadlineTimer deadline(timeoutMs);
-    forEachProcess(m_file, [&](int process) {
-        qCInfo(servicesLog).noquote() << QStringLiteral("ending a process of %1").arg(name);
+    forEachProcess(file, [&](int process) {
+        qCInfo(servicesLog).noquote() << QStringLiteral("ending a process of %1").arg(file);
         if (::syscall(SYS_pidfd_send_signal, process, SIGKILL, nullptr, 0) != 0)
             return errno == ESRCH; // it has ended
         pollfd waiting = {process, POLLIN, 0};
         return ::poll(&waiting, 1, int(deadline.remainingTime())) > 0;
     });
-    return isRunning() ? QStringLiteral("%1 cannot be ended").arg(name) : QString();
+    if (isProgramRunning(file))
+        throw Failure(QStringLiteral("%1 cannot be ended").arg(file));
 }
 
 } // namespace tarn::services

@@ -24,11 +24,6 @@ QString operation()
     return QStringLiteral("showSilentPatchInstallDialog");
 }
 
-QString nobodyWaits()
-{
-    return QStringLiteral("the caller no longer waits for the result");
-}
-
 // The product's own program; empty for one outside of its directory, which others use too.
 QString productProgram(const InstalledSoftware &software)
 {
@@ -60,18 +55,16 @@ SilentPatch::SilentPatch(Tools tools, InstalledSoftware software, UpgradeTask ta
 
 QString SilentPatch::run(bool killRunning)
 {
-    // Checked before the download too: a refusal leaves no task behind.
-    QString error = killRunning ? QString() : makeWay(false);
-    if (error.isEmpty())
-        error = download();
-    if (error.isEmpty())
-        error = makeWay(killRunning);
-    if (error.isEmpty())
-        error = show();
-    if (error.isEmpty())
-        error = install();
+    QString error = errorOf([&] {
+        if (!killRunning)
+            makeWay(false); // before the download too: a refusal leaves no task behind
+        download();
+        makeWay(killRunning);
+        show();
+        install();
+    });
     if (!error.isEmpty())
-        abandon();
+        errorOf([this] { abandon(); });
     return error;
 }
 
@@ -80,43 +73,41 @@ QVariantMap SilentPatch::report() const
     return {{wire::Shown, m_shown}, {wire::ShowError, m_showError}, {key::SilentState, m_state}};
 }
 
-QString SilentPatch::download()
+UpgradeTask SilentPatch::currentTask() const
+{
+    return m_tools.thread.run([this] { return m_tools.engine.taskOf(m_software.name); });
+}
+
+void SilentPatch::download()
 {
     UpgradeTask before;
-    UpgradeTask task;
-    QString error = m_tools.engine([&](UpgradeEngine &engine) {
-        QString failure = engine.taskOf(m_software.name, &before);
-        if (failure.isEmpty())
-            failure = engine.start(m_task); // changes nothing when the product has an active task
-        return failure.isEmpty() ? engine.taskOf(m_software.name, &task) : failure;
+    const UpgradeTask task = m_tools.thread.run([&] {
+        before = m_tools.engine.taskOf(m_software.name);
+        m_tools.engine.start(m_task); // changes nothing when the product has an active task
+        return m_tools.engine.taskOf(m_software.name);
     });
-    if (!error.isEmpty())
-        return error;
     if (!isSame(task, m_task))
-        return QStringLiteral("the product has another task: it is being upgraded");
+        throw Failure(QStringLiteral("the product has another task: it is being upgraded"));
     m_id = task.id;
     m_ownsTask = task.id != before.id;
-    return awaitEndOf(state::Downloading, &task);
+    awaitEndOf(state::Downloading);
 }
 
-QString SilentPatch::makeWay(bool killRunning)
+void SilentPatch::makeWay(bool killRunning) const
 {
-    const RunningProgram program(productProgram(m_software));
-    if (!program.isRunning())
-        return {};
-    return killRunning ? program.end(EndTimeout) : QStringLiteral("the product is running: %1").arg(m_software.exePath);
+    const QString program = productProgram(m_software);
+    if (killRunning)
+        endProgram(program, EndTimeout);
+    else if (isProgramRunning(program))
+        throw Failure(QStringLiteral("the product is running: %1").arg(m_software.exePath));
 }
 
-QString SilentPatch::show()
+void SilentPatch::show()
 {
-    QString package;
-    m_tools.engine([&](UpgradeEngine &engine) {
-        package = engine.file(m_software.name, m_task.items.constFirst());
-        return QString();
-    });
+    const QString package = m_tools.engine.file(m_software.name, m_task.items.constFirst());
     m_showError = whyNotShown(operation(), query()); // takes the state that an earlier installation has left
     if (!m_showError.isEmpty())
-        return {};
+        return;
     const rpc::CallResult result =
         m_tools.present(operation(), {{{key::SoftwareName, m_software.name},
                                        {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
@@ -127,84 +118,82 @@ QString SilentPatch::show()
     m_showError = whyNotShown(operation(), result);
     m_shown = m_showError.isEmpty();
     if (!m_shown)
-        return {};
+        return;
     keepState(result);
-    return awaitJudgement(package);
+    awaitJudgement(package);
 }
 
-// What the visualized service finds wrong with the package, empty when it is silent.
-QString SilentPatch::awaitJudgement(const QString &package)
+// Throws where the visualized service finds something wrong with the package.
+void SilentPatch::awaitJudgement(const QString &package)
 {
     QElapsedTimer sinceShown;
     sinceShown.start();
     while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
         if (m_state == SilentFailed)
-            return QStringLiteral("the visualized service finds no such package: %1").arg(package);
-        if (m_tools.isCancelled())
-            return nobodyWaits();
+            throw Failure(QStringLiteral("the visualized service finds no such package: %1").arg(package));
+        requireCaller();
         m_tools.waitForChange();
         askState();
     }
-    return {};
+}
+
+void SilentPatch::requireCaller() const
+{
+    if (m_tools.context.isCancelled())
+        throw Failure(QStringLiteral("the caller no longer waits for the result"));
 }
 
 // The window with the tasks may have installed the package meanwhile and removed it, which is no failure.
-bool SilentPatch::hasBegun()
+bool SilentPatch::hasBegun() const
 {
-    UpgradeTask task;
-    m_tools.engine([&](UpgradeEngine &engine) { return engine.taskOf(m_software.name, &task); });
+    const UpgradeTask task = currentTask();
     return task.id == m_id && (task.state == state::Installing || task.state == state::Installed);
 }
 
-QString SilentPatch::install()
+void SilentPatch::install()
 {
-    UpgradeTask task;
-    QString error = m_tools.engine([&](UpgradeEngine &engine) {
-        const QString failure = engine.taskOf(m_software.name, &task);
-        const bool waits = task.id == m_id && task.state == state::Downloaded; // else it has begun, or is another's
-        return failure.isEmpty() && waits ? engine.install(m_software.name) : failure;
+    m_tools.thread.run([this] {
+        const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
+        if (task.id == m_id && task.state == state::Downloaded) // else it has begun, or is another's
+            m_tools.engine.install(m_software.name);
     });
-    if (error.isEmpty())
-        error = awaitEndOf(state::Installing, &task);
-    if (error.isEmpty() && task.state != state::Installed)
-        error = QStringLiteral("it was not installed: its task has state %1").arg(task.state);
+    QString error = errorOf([this] {
+        const UpgradeTask task = awaitEndOf(state::Installing);
+        if (task.state != state::Installed)
+            throw Failure(QStringLiteral("it was not installed: its task has state %1").arg(task.state));
+    });
     askState(); // an end that is not fetched would be the first answer during the next installation
-    return error;
+    if (!error.isEmpty())
+        throw Failure(error);
 }
 
 // Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
 void SilentPatch::abandon()
 {
-    if (!m_ownsTask)
-        return;
-    m_tools.engine([&](UpgradeEngine &engine) {
-        UpgradeTask task;
-        bool known = false;
-        const QString error = engine.taskOf(m_software.name, &task);
-        const bool stops = error.isEmpty() && task.id == m_id && task.state != state::Installing;
-        return stops ? engine.stop(m_software.name, &known) : error;
+    m_tools.thread.run([this] {
+        const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
+        if (m_ownsTask && task.id == m_id && task.state != state::Installing)
+            m_tools.engine.stop(m_software.name);
     });
 }
 
-// What ended it badly, empty when all is well.
-QString SilentPatch::awaitEndOf(int state, UpgradeTask *task)
+// The task after this state. Throws what ended it badly.
+UpgradeTask SilentPatch::awaitEndOf(int state)
 {
-    while (!m_tools.isCancelled()) {
-        QString error = m_tools.engine([&](UpgradeEngine &engine) { return engine.taskOf(m_software.name, task); });
-        if (!error.isEmpty())
-            return error;
-        if (task->id != m_id)
-            return QStringLiteral("the task was replaced by another one");
-        if (task->state == state::Cancelled)
-            return QStringLiteral("it was cancelled");
-        if (task->state == state::DownloadFailed || task->state == state::InstallFailed)
-            return task->error;
-        if (task->state != state)
-            return {};
+    while (true) {
+        requireCaller();
+        UpgradeTask task = currentTask();
+        if (task.id != m_id)
+            throw Failure(QStringLiteral("the task was replaced by another one"));
+        if (task.state == state::Cancelled)
+            throw Failure(QStringLiteral("it was cancelled"));
+        if (task.state == state::DownloadFailed || task.state == state::InstallFailed)
+            throw Failure(task.error);
+        if (task.state != state)
+            return task;
         askState();
         m_tools.waitForChange();
     }
-    return nobodyWaits();
 }
 
 rpc::CallResult SilentPatch::query() const

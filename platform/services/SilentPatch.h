@@ -1,7 +1,8 @@
 #pragma once
 #include "services/InstalledSoftware.h"
 #include "services/UpgradeTask.h"
-#include "tarn/rpc/RpcProxy.h"
+#include "services/WorkThread.h"
+#include "tarn/rpc/IInvocable.h"
 #include <functional>
 
 namespace tarn::services {
@@ -15,11 +16,11 @@ public:
     /// What it works with.
     struct Tools
     {
-        /// Runs work on the engine's thread. @return the error, empty on success
-        std::function<QString(const std::function<QString(UpgradeEngine &)> &)> engine;
+        WorkThread &thread; ///< the engine's
+        UpgradeEngine &engine;
         std::function<rpc::CallResult(const QString &operation, const rpc::Bag &)> present;
         std::function<void()> waitForChange; ///< of a task's state, for a short time at most
-        std::function<bool()> isCancelled;   ///< the caller no longer waits for the result
+        const rpc::ICallContext &context;    ///< of the caller, who may no longer wait for the result
     };
 
     /// @param task with the patch as its only item
@@ -31,14 +32,16 @@ public:
     QVariantMap report() const; ///< Shown, ShowError and the last answer to "静默补丁安装状态"
 
 private:
-    QString download();
-    QString makeWay(bool killRunning);
-    QString show();
-    QString install();
+    void download();
+    void makeWay(bool killRunning) const;
+    void show();
+    void install();
     void abandon();
-    QString awaitJudgement(const QString &package);
-    QString awaitEndOf(int state, UpgradeTask *task);
-    bool hasBegun();
+    void awaitJudgement(const QString &package);
+    UpgradeTask awaitEndOf(int state);
+    void requireCaller() const;
+    UpgradeTask currentTask() const;
+    bool hasBegun() const;
     rpc::CallResult query() const;
     void askState();
     void keepState(const rpc::CallResult &result);

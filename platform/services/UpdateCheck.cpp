@@ -1,7 +1,6 @@
 #include "services/UpdateCheck.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/UpgradeWire.h"
-#include <algorithm>
 
 namespace tarn::services {
 
@@ -38,47 +37,37 @@ QVariantMap patchSection(const InstalledSoftware &installed, const CatalogueProd
     return section(*patch, installed.patchVersion.isEmpty() ? installed.version : installed.patchVersion);
 }
 
-QVariantList pluginSections(const InstalledSoftware &installed, const CatalogueProduct &offered,
-                            const std::function<bool(const CatalogueItem &)> &isIgnored)
-{
-    QVariantList sections;
-    for (const CatalogueItem &plugin : offered.plugins) {
-        const auto have = installed.plugins.constFind(plugin.name);
-        if (have != installed.plugins.constEnd() && isNewer(plugin.version, *have) && !isIgnored(plugin))
-            sections << section(plugin, *have);
-    }
-    return sections;
-}
-
-} // namespace
-
+// The update record of a product; empty when there is nothing to offer.
 QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProduct &offered,
                          const IsIgnored &isIgnored)
 {
-    QVariantMap record = offered.further;
+    QVariantMap news;
     const auto ignored = [&](const QString &kind, const QString &item, const QString &version) {
         return isIgnored({installed.name, installed.bits, kind, item, version});
     };
+    QVariantList plugins;
+    for (const CatalogueItem &plugin : offered.plugins) {
+        const auto have = installed.plugins.constFind(plugin.name);
+        if (have != installed.plugins.constEnd() && isNewer(plugin.version, *have) &&
+            !ignored(key::Plugins, plugin.name, plugin.version))
+            plugins << section(plugin, *have);
+    }
+    if (!plugins.isEmpty())
+        news.insert(key::Plugins, plugins);
     const bool hasRelease = offered.release && isNewer(offered.release->version, installed.version);
     const QVariantMap patch = patchSection(installed, offered, installed.version);
-    const QVariantList plugins = pluginSections(installed, offered, [&](const CatalogueItem &plugin) {
-        return ignored(key::Plugins, plugin.name, plugin.version);
-    });
-    bool news = !plugins.isEmpty();
-    if (news)
-        record.insert(key::Plugins, plugins);
     if (hasRelease && !ignored(key::Software, {}, offered.release->version)) {
-        news = true;
-        record.insert(key::Software, section(*offered.release, installed.version));
+        news.insert(key::Software, section(*offered.release, installed.version));
         if (!patch.isEmpty())
-            record.insert(key::OldPatch, patch);
+            news.insert(key::OldPatch, patch);
     }
-    if (!hasRelease && !patch.isEmpty() && !ignored(key::Patch, {}, patch.value(key::NewVersion).toString())) {
-        news = true;
-        record.insert(key::Patch, patch);
-    }
-    if (!news)
+    if (!hasRelease && !patch.isEmpty() && !ignored(key::Patch, {}, patch.value(key::NewVersion).toString()))
+        news.insert(key::Patch, patch);
+    if (news.isEmpty())
         return {};
+    QVariantMap record = offered.further;
+    for (auto it = news.cbegin(); it != news.cend(); ++it)
+        record.insert(it.key(), *it);
     record.insert(key::SoftwareName, installed.name);
     record.insert(key::ExePath, installed.exePath);
     record.insert(key::SoftBytes, installed.bits);
@@ -87,16 +76,15 @@ QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProd
     return record;
 }
 
+} // namespace
+
 QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
                            const IsIgnored &isIgnored)
 {
     QVariantList records;
     for (const CatalogueProduct &product : catalogue) {
-        const auto found = std::find_if(installed.cbegin(), installed.cend(),
-                                        [&](const InstalledSoftware &s) { return s.name == product.name; });
-        if (found == installed.cend())
-            continue;
-        const QVariantMap record = updateRecord(*found, product, isIgnored);
+        const InstalledSoftware *software = findSoftware(installed, product.name);
+        const QVariantMap record = software ? updateRecord(*software, product, isIgnored) : QVariantMap();
         if (!record.isEmpty())
             records << record;
     }

@@ -8,7 +8,6 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QSet>
-#include <algorithm>
 #include <utility>
 
 namespace tarn::services {
@@ -45,80 +44,73 @@ UpgradeEngine::~UpgradeEngine() = default;
 
 void UpgradeEngine::resume()
 {
-    QList<UpgradeTask> list;
-    const QString error = m_store->tasks(&list);
-    if (!error.isEmpty()) {
+    const QString error = errorOf([this] {
+        const QList<UpgradeTask> list = m_store->tasks();
+        dropForeignFiles(list);
+        for (const UpgradeTask &task : list)
+            takeUp(task);
+        scheduleSoon();
+    });
+    if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("tasks: %1").arg(error);
-        return;
-    }
-    dropForeignFiles();
-    for (const UpgradeTask &task : qAsConst(list))
-        takeUp(task);
-    scheduleSoon();
 }
 
 void UpgradeEngine::takeUp(const UpgradeTask &task)
 {
-    if (task.state == state::Installing) {
-        const QString directory = directoryOf(task.product);
-        const QString error = directory.isEmpty() ? QString() : PackageInstaller::recover(directory);
-        if (!error.isEmpty())
-            return setState(task.product, state::InstallFailed, error);
-    }
-    const bool hasAll = firstMissing(task) < 0;
+    const QString directory = task.state == state::Installing ? directoryOf(task.product) : QString();
+    const QString error = directory.isEmpty() ? QString() : errorOf([&] { FileSwap(directory).rollBack(); });
+    if (!error.isEmpty())
+        return setState(task.product, state::InstallFailed, error);
     if (task.state == state::Installing || task.state == state::Downloaded)
-        setState(task.product, hasAll ? state::Downloaded : state::Downloading);
+        setState(task.product, firstMissing(task) < 0 ? state::Downloaded : state::Downloading);
 }
 
-QString UpgradeEngine::start(const UpgradeTask &task)
+void UpgradeEngine::start(const UpgradeTask &task)
 {
     storeUnstored();
     for (const Unstored &waiting : qAsConst(m_unstored)) {
         if (waiting.product == task.product)
-            return waiting.error;
+            throw Failure(waiting.error);
     }
-    const QString error = m_store->start(task);
     scheduleSoon();
-    return error;
+    m_store->start(task);
 }
 
-QString UpgradeEngine::stop(const QString &product, bool *known)
+bool UpgradeEngine::stop(const QString &product)
 {
-    UpgradeTask task;
-    const QString error = taskOf(product, &task);
-    *known = error.isEmpty() && task.state != 0;
-    if (!*known || !task.isActive())
-        return error;
+    const UpgradeTask task = taskOf(product);
+    if (!task.isActive())
+        return task.state != 0;
     delete m_downloads.take(product);
     PackageInstaller *installer = m_installations.value(product);
     const bool installing = installer != nullptr;
     if (installing && installer->stop().isEmpty()) {
         installEnded(product, QString()); // too late: the files were exchanged already
-        return {};
+        return true;
     }
     delete m_installations.take(product); // the product is as it was
     setState(product, installing ? state::InstallFailed : state::Cancelled,
              installing ? QStringLiteral("the installation was cancelled") : QString());
     dropFiles(task);
     scheduleSoon();
-    return {};
+    return true;
 }
 
-QString UpgradeEngine::install(const QString &product)
+void UpgradeEngine::install(const QString &product)
 {
-    UpgradeTask task;
-    const QString error = taskOf(product, &task);
-    if (!error.isEmpty() || task.state == state::Installing)
-        return error;
+    const UpgradeTask task = taskOf(product);
+    if (task.state == state::Installing)
+        return;
     if (task.state != state::Downloaded)
-        return QStringLiteral("nothing is downloaded for \"%1\"").arg(product);
+        throw Failure(QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
     const QString directory = directoryOf(product);
     if (directory.isEmpty()) {
-        setState(product, state::InstallFailed, QStringLiteral("the product is not installed"));
-        return QStringLiteral("the product is not installed");
+        const QString reason = QStringLiteral("the product is not installed");
+        setState(product, state::InstallFailed, reason);
+        throw Failure(reason);
     }
     QStringList files;
-    for (const UpgradeItem &item : qAsConst(task.items))
+    for (const UpgradeItem &item : task.items)
         files << file(product, item);
     auto *installer = new PackageInstaller(task, files, directory, this);
     m_installations.insert(product, installer);
@@ -126,7 +118,6 @@ QString UpgradeEngine::install(const QString &product)
             [this, product](const QString &reason) { installEnded(product, reason); });
     setState(product, state::Installing);
     QMetaObject::invokeMethod(installer, &PackageInstaller::start, Qt::QueuedConnection);
-    return {};
 }
 
 void UpgradeEngine::installEnded(const QString &product, const QString &error)
@@ -135,39 +126,37 @@ void UpgradeEngine::installEnded(const QString &product, const QString &error)
     if (!installer)
         return;
     installer->deleteLater();
-    UpgradeTask task;
-    taskOf(product, &task);
     setState(product, error.isEmpty() ? state::Installed : state::InstallFailed, error);
-    dropFiles(task); // after a failure too: a damaged package must not be installed again, nor fill the disk
+    dropFiles(
+        installer->task()); // after a failure too: a damaged package must not be installed again, nor fill the disk
     if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("installing %1: %2").arg(product, error);
 }
 
-QString UpgradeEngine::tasks(QList<UpgradeTask> *list)
+QList<UpgradeTask> UpgradeEngine::tasks()
 {
-    const QString error = m_store->tasks(list);
-    for (UpgradeTask &task : *list) {
-        applyUnstored(&task);
+    QList<UpgradeTask> list = m_store->tasks();
+    for (UpgradeTask &task : list) {
+        task = withUnstored(task);
         for (UpgradeItem &item : task.items)
             item.received = receivedOf(task, item);
     }
-    return error;
+    return list;
 }
 
-QString UpgradeEngine::taskOf(const QString &product, UpgradeTask *task)
+UpgradeTask UpgradeEngine::taskOf(const QString &product)
 {
-    const QString error = m_store->task(product, task);
-    applyUnstored(task);
-    return error;
+    return withUnstored(m_store->task(product));
 }
 
-void UpgradeEngine::applyUnstored(UpgradeTask *task) const
+UpgradeTask UpgradeEngine::withUnstored(UpgradeTask task) const
 {
-    const auto unstored = m_unstored.constFind(task->id);
-    if (unstored == m_unstored.cend())
-        return;
-    task->state = unstored->state;
-    task->error = unstored->error;
+    const auto unstored = m_unstored.constFind(task.id);
+    if (unstored != m_unstored.cend()) {
+        task.state = unstored->state;
+        task.error = unstored->error;
+    }
+    return task;
 }
 
 void UpgradeEngine::scheduleSoon()
@@ -181,38 +170,41 @@ void UpgradeEngine::scheduleSoon()
 void UpgradeEngine::schedule()
 {
     m_scheduled = false;
-    QList<UpgradeTask> list;
-    tasks(&list);
-    for (const UpgradeTask &task : qAsConst(list)) {
-        if (m_downloads.size() >= MaxDownloads)
-            return;
-        if (task.state == state::Downloading && !m_downloads.contains(task.product))
-            beginDownload(task);
-    }
+    errorOf([this] { // after a failure the next start schedules again
+        const QList<UpgradeTask> list = tasks();
+        for (const UpgradeTask &task : list) {
+            if (m_downloads.size() >= MaxDownloads)
+                return;
+            if (task.state == state::Downloading && !m_downloads.contains(task.product))
+                beginDownload(task);
+        }
+    });
 }
 
 void UpgradeEngine::beginDownload(const UpgradeTask &task)
 {
     const int missing = firstMissing(task);
-    if (missing < 0) {
-        setState(task.product, state::Downloaded);
-        return;
-    }
-    if (!QDir().mkpath(m_settings.downloads)) {
-        setState(task.product, state::DownloadFailed, QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
-        return;
-    }
+    if (missing < 0)
+        return setState(task.product, state::Downloaded);
+    if (!QDir().mkpath(m_settings.downloads))
+        return setState(task.product, state::DownloadFailed,
+                        QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
     const UpgradeItem &item = task.items.at(missing);
     const QString product = task.product;
     auto *download = new PackageDownload({QUrl(item.url), item.sha256, item.size}, partialFile(product, item),
                                          &m_network, &m_throttle, this);
     m_downloads.insert(product, download);
     connect(download, &PackageDownload::finished, this, [this, product, item](const QString &error) {
-        const bool kept = !error.isEmpty() || (QFile::rename(partialFile(product, item), file(product, item)) &&
-                                               syncToDisk(m_settings.downloads));
-        downloadEnded(product, kept ? error : QStringLiteral("%1 cannot be written").arg(file(product, item)));
+        downloadEnded(product, error.isEmpty() ? errorOf([&] { keepPackage(product, item); }) : error);
     });
     QMetaObject::invokeMethod(download, &PackageDownload::start, Qt::QueuedConnection);
+}
+
+void UpgradeEngine::keepPackage(const QString &product, const UpgradeItem &item) const
+{
+    if (!QFile::rename(partialFile(product, item), file(product, item)))
+        throw Failure(QStringLiteral("%1 cannot be written").arg(file(product, item)));
+    syncToDisk(m_settings.downloads);
 }
 
 void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
@@ -231,13 +223,12 @@ void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
 void UpgradeEngine::setState(const QString &product, int state, const QString &error)
 {
     UpgradeTask task;
-    bool known = false;
-    QString failure = m_store->task(product, &task);
-    if (failure.isEmpty())
-        failure = m_store->setState(product, state, error, &known);
-    if (failure.isEmpty()) {
+    const QString failure = errorOf([&] {
+        task = m_store->task(product);
+        m_store->setState(product, state, error);
         m_unstored.remove(task.id);
-    } else {
+    });
+    if (!failure.isEmpty()) {
         qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(product, failure);
         const QString notice = QStringLiteral("the state cannot be stored: %1").arg(failure);
         m_unstored.insert(task.id,
@@ -250,15 +241,16 @@ void UpgradeEngine::setState(const QString &product, int state, const QString &e
 void UpgradeEngine::storeUnstored()
 {
     const QHash<qint64, Unstored> waiting = m_unstored;
-    for (auto it = waiting.cbegin(); it != waiting.cend(); ++it) {
-        UpgradeTask task;
-        if (!m_store->task(it->product, &task).isEmpty())
-            return m_storeAgain.start();
-        if (task.id == it.key())
-            setState(it->product, it->state, it->reason);
-        else
-            m_unstored.remove(it.key()); // another task has replaced it
-    }
+    const QString error = errorOf([&] {
+        for (auto it = waiting.cbegin(); it != waiting.cend(); ++it) {
+            if (m_store->task(it->product).id == it.key())
+                setState(it->product, it->state, it->reason);
+            else
+                m_unstored.remove(it.key()); // another task has replaced it
+        }
+    });
+    if (!error.isEmpty())
+        m_storeAgain.start();
 }
 
 int UpgradeEngine::firstMissing(const UpgradeTask &task) const
@@ -296,20 +288,17 @@ void UpgradeEngine::dropFiles(const UpgradeTask &task)
     }
 }
 
-// Removes files that no task can still use.
-void UpgradeEngine::dropForeignFiles()
+// Removes files that none of the tasks can still use.
+void UpgradeEngine::dropForeignFiles(const QList<UpgradeTask> &tasks)
 {
-    QList<UpgradeTask> list;
-    if (!m_store->tasks(&list).isEmpty())
-        return;
     QSet<QString> wanted;
-    for (const UpgradeTask &task : qAsConst(list)) {
-        for (const UpgradeItem &item : task.items)
-            wanted +=
-                task.isActive() || task.state == state::DownloadFailed ? packageName(task.product, item) : QString();
+    for (const UpgradeTask &task : tasks) {
+        for (const UpgradeItem &item : task.items) {
+            if (task.isActive() || task.state == state::DownloadFailed)
+                wanted += packageName(task.product, item);
+        }
     }
-    const QDir downloads(m_settings.downloads);
-    const QFileInfoList files = downloads.entryInfoList(QDir::Files);
+    const QFileInfoList files = QDir(m_settings.downloads).entryInfoList(QDir::Files);
     for (const QFileInfo &info : files) {
         if (!wanted.contains(info.completeBaseName()))
             QFile::remove(info.filePath());
@@ -319,9 +308,8 @@ void UpgradeEngine::dropForeignFiles()
 QString UpgradeEngine::directoryOf(const QString &product) const
 {
     const QList<InstalledSoftware> installed = readInstalledSoftware(m_settings.apps);
-    const auto found = std::find_if(installed.cbegin(), installed.cend(),
-                                    [&](const InstalledSoftware &one) { return one.name == product; });
-    return found == installed.cend() ? QString() : found->directory;
+    const InstalledSoftware *software = findSoftware(installed, product);
+    return software ? software->directory : QString();
 }
 
 } // namespace tarn::services

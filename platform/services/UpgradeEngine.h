@@ -13,8 +13,7 @@ class PackageDownload;
 class PackageInstaller;
 
 /// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the files, so
-/// that the next process continues there. One thread with an event loop. Functions with a text as their result return
-/// the error, empty on success.
+/// that the next process continues there. One thread with an event loop. The public functions throw Failure.
 class UpgradeEngine final : public QObject
 {
     Q_OBJECT
@@ -30,31 +29,31 @@ public:
     UpgradeEngine(UpgradeStore *store, Settings settings, std::function<void()> changed);
     ~UpgradeEngine() override;
 
-    void resume(); ///< takes up the tasks of an earlier process
-    QString start(const UpgradeTask &task);
-    QString stop(const QString &product, bool *known);
+    void resume(); ///< takes up the tasks of an earlier process; a failure costs a log line
+    void start(const UpgradeTask &task);
+    bool stop(const QString &product); ///< false when the product has no task
     /// Begins the installation of the downloaded packages; a running installation continues.
-    QString install(const QString &product);
-    QString tasks(QList<UpgradeTask> *list); ///< with the bytes that have arrived
-    /// @param task with state 0 when the product has none
-    QString taskOf(const QString &product, UpgradeTask *task);
+    void install(const QString &product);
+    QList<UpgradeTask> tasks();                                          ///< with the bytes that have arrived
+    UpgradeTask taskOf(const QString &product);                          ///< with state 0 when the product has none
     QString file(const QString &product, const UpgradeItem &item) const; ///< of the complete package
 
 private:
     void schedule();
     void scheduleSoon();
     void beginDownload(const UpgradeTask &task);
+    void keepPackage(const QString &product, const UpgradeItem &item) const;
     void downloadEnded(const QString &product, const QString &error);
     void installEnded(const QString &product, const QString &error);
     void setState(const QString &product, int state, const QString &error = QString());
     void takeUp(const UpgradeTask &task);
     void dropFiles(const UpgradeTask &task);
-    void dropForeignFiles();
+    void dropForeignFiles(const QList<UpgradeTask> &tasks);
     int firstMissing(const UpgradeTask &task) const;
     qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item) const;
     QString partialFile(const QString &product, const UpgradeItem &item) const; ///< of the bytes that have arrived
     QString directoryOf(const QString &product) const;                          ///< empty when it is not installed
-    void applyUnstored(UpgradeTask *task) const;
+    UpgradeTask withUnstored(UpgradeTask task) const;
     void storeUnstored();
 
     /// A task's state that is not in the store, for want of room or the like.

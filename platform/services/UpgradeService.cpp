@@ -1,8 +1,6 @@
 #include "services/UpgradeService.h"
 #include "services/Files.h"
-#include "services/Log.h"
 #include "services/Paging.h"
-#include "services/RequestReader.h"
 #include "services/SilentPatch.h"
 #include "services/UpgradeEngine.h"
 #include "services/UpgradeStore.h"
@@ -13,7 +11,6 @@
 #include <QDir>
 #include <QSet>
 #include <QSettings>
-#include <algorithm>
 #include <utility>
 
 namespace tarn::services {
@@ -25,10 +22,9 @@ namespace wire = link::wire;
 
 namespace {
 
-// error: the error, empty on success.
-CallResult answer(const QString &error, Bag output = {})
+CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
 {
-    return error.isEmpty() ? acceptedWith(code::Ok, std::move(output)) : refusedWith(code::Refused, error);
+    return acceptedWith(code::Ok, {values, list});
 }
 
 QString identity(const Offer &offer)
@@ -42,14 +38,6 @@ QVariantMap toMap(const UpgradeStore::Ignored &entry)
     return {{wire::ignored::Product, entry.offer.product}, {wire::ignored::Bits, entry.offer.bits},
             {wire::ignored::Kind, entry.offer.kind},       {wire::ignored::Item, entry.offer.item},
             {wire::ignored::Version, entry.offer.version}, {wire::ignored::Time, time}};
-}
-
-QVariantList toMaps(const QList<UpgradeTask> &tasks)
-{
-    QVariantList list;
-    for (const UpgradeTask &task : tasks)
-        list << toTaskMap(task);
-    return list;
 }
 
 QVariantMap recordOf(const QVariantList &records, const QString &product)
@@ -112,6 +100,8 @@ const HandlerTable<UpgradeService> &UpgradeService::handlers()
         {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
         {QStringLiteral("QueryTaskInfos"), &UpgradeService::queryTaskInfos},
         {QStringLiteral("StopUpgrade"), &UpgradeService::stopUpgrade},
+        {QStringLiteral("InstallSoftware"), &UpgradeService::installSoftware},
+        {wire::method::PatchSilently, &UpgradeService::patchSilently},
         {wire::method::AnnounceUpdates, &UpgradeService::announce},
         {wire::method::ShowNotes, &UpgradeService::showNotes},
         {wire::method::UpgradeStatus, &UpgradeService::status},
@@ -122,119 +112,85 @@ const HandlerTable<UpgradeService> &UpgradeService::handlers()
 
 CallResult UpgradeService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
 {
-    // The two that can take long look after their caller.
-    if (method == QLatin1String("InstallSoftware"))
-        return logged(method, installSoftware(input, context));
-    if (method == wire::method::PatchSilently)
-        return logged(method, patchSilently(input, context));
-    return dispatch(this, handlers(), QStringLiteral("upgrade"), method, input);
+    static const ServiceFamily family{QStringLiteral("upgrade"), code::Refused, code::InvalidArgs};
+    return dispatch(this, handlers(), family, method, {input, context});
 }
 
-QString UpgradeService::store(const std::function<QString(UpgradeStore &)> &work)
-{
-    QString error;
-    m_thread.run([&] { error = work(*m_store); });
-    return error;
-}
-
-QString UpgradeService::engine(const std::function<QString(UpgradeEngine &)> &work)
-{
-    QString error;
-    m_thread.run([&] { error = work(*m_engine); });
-    return error;
-}
-
-QString UpgradeService::findUpdates(bool withIgnored, QVariantList *records)
+Catalogue UpgradeService::catalogue() const
 {
     Catalogue catalogue;
-    QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
+    const QString error = errorOf([&] { catalogue = readCatalogue(m_paths.catalogue, m_paths.publicKey); });
     if (!error.isEmpty())
-        return QStringLiteral("the catalogue cannot be used: %1").arg(error);
-    QList<UpgradeStore::Ignored> ignores;
-    error = store([&](UpgradeStore &s) { return s.ignores(&ignores); });
+        throw Failure(QStringLiteral("the catalogue cannot be used: %1").arg(error));
+    return catalogue;
+}
+
+QVariantList UpgradeService::findUpdates(bool withIgnored)
+{
+    const Catalogue offered = catalogue();
+    const QList<UpgradeStore::Ignored> ignores = m_thread.run([this] { return m_store->ignores(); });
     QSet<QString> ignored;
-    if (!withIgnored) {
-        for (const UpgradeStore::Ignored &entry : qAsConst(ignores))
-            ignored.insert(identity(entry.offer));
-    }
-    *records = updateRecords(readInstalledSoftware(m_paths.apps), catalogue,
-                             [&](const Offer &offer) { return ignored.contains(identity(offer)); });
-    return error;
+    for (const UpgradeStore::Ignored &entry : ignores)
+        ignored.insert(identity(entry.offer));
+    return updateRecords(readInstalledSoftware(m_paths.apps), offered,
+                         [&](const Offer &offer) { return !withIgnored && ignored.contains(identity(offer)); });
 }
 
-void UpgradeService::present(const QString &operation, const QVariantList &records, QVariantMap *answer)
+QVariantMap UpgradeService::present(const QString &operation, const QVariantList &records) const
 {
-    const CallResult shown = m_presenter(operation, {{}, records});
-    const QString reason = whyNotShown(operation, shown);
-    answer->insert(wire::Shown, reason.isEmpty());
-    answer->insert(wire::ShowError, reason);
+    const QString reason = whyNotShown(operation, m_presenter(operation, {{}, records}));
+    return {{wire::Shown, reason.isEmpty()}, {wire::ShowError, reason}};
 }
 
-CallResult UpgradeService::checkNewVersion(const Bag &input)
+CallResult UpgradeService::checkNewVersion(const Request &request)
 {
-    QVariantList records;
-    const QString error = findUpdates(false, &records);
-    const QString product = input.values.value(key::SoftwareName).toString();
+    QVariantList records = findUpdates(false);
+    const QString product = request.values().value(key::SoftwareName).toString();
     if (!product.isEmpty()) {
         const QVariantMap record = recordOf(records, product);
         records = record.isEmpty() ? QVariantList() : QVariantList{record};
     }
-    return answer(error, {{{wire::Offered, records.size()}}, records});
+    return ok({{wire::Offered, records.size()}}, records);
 }
 
-CallResult UpgradeService::ignoreUpgrade(const Bag &input)
+CallResult UpgradeService::ignoreUpgrade(const Request &request)
 {
-    RequestReader request(input.values);
     const QString product = request.name(key::IgnoredName);
-    if (!request.error().isEmpty())
-        return refusedWith(code::InvalidArgs, request.error());
-    const QString bits = input.values.value(key::Bitness).toString();
-    QList<Offer> offers = offersOf(product, bits, input.values);
-    const QString version = input.values.value(key::IgnoredVersion).toString(); // empty from the check-update prompt
+    const QVariantMap &values = request.values();
+    const QString bits = values.value(key::Bitness).toString();
+    QList<Offer> offers = offersOf(product, bits, values);
+    const QString version = values.value(key::IgnoredVersion).toString(); // empty from the check-update prompt
     if (offers.isEmpty() && !version.isEmpty())
         offers << Offer{product, bits, key::Software, {}, version};
-    if (offers.isEmpty())
-        return refusedWith(code::InvalidArgs, QStringLiteral("the request names no version to ignore"));
-    return answer(store([&](UpgradeStore &s) { return s.ignore(offers); }));
+    require(!offers.isEmpty(), QStringLiteral("the request names no version to ignore"));
+    m_thread.run([&] { m_store->ignore(offers); });
+    return ok();
 }
 
 // A product that cannot be exchanged becomes a failed task: the window and the status show the reason as well.
-CallResult UpgradeService::startDownload(const Bag &input)
+CallResult UpgradeService::startDownload(const Request &request)
 {
-    RequestReader request(input.values);
     const QString product = request.name(key::SoftwareName);
-    if (!request.error().isEmpty())
-        return refusedWith(code::InvalidArgs, request.error());
-    Catalogue catalogue;
     const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
-    QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
-    UpgradeTask task;
-    if (error.isEmpty())
-        error = makeTask(input.values, catalogue, installed, &task);
-    if (error.isEmpty())
-        task.error = whyNotWritable(installed, product);
+    UpgradeTask task = makeTask(request.values(), readCatalogue(m_paths.catalogue, m_paths.publicKey), installed);
+    task.error = whyNotWritable(installed, product);
     if (!task.error.isEmpty())
         task.state = state::DownloadFailed;
-    if (error.isEmpty())
-        error = engine([&](UpgradeEngine &e) { return e.start(task); });
-    QVariantMap values;
-    if (error.isEmpty())
-        present(QStringLiteral("showUpgradeDownloadDialog"), {}, &values);
-    return answer(error.isEmpty() ? task.error : error, {values, {}});
+    m_thread.run([&] { m_engine->start(task); });
+    const QVariantMap shown = present(QStringLiteral("showUpgradeDownloadDialog"), {});
+    return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
 }
 
 // As "taskInfoList" while all tasks fit into one message, else in pages: a list and the place of the next page.
-CallResult UpgradeService::queryTaskInfos(const Bag &input)
+CallResult UpgradeService::queryTaskInfos(const Request &request)
 {
-    QList<UpgradeTask> tasks;
-    const QString error = engine([&](UpgradeEngine &e) { return e.tasks(&tasks); });
-    const QString place = input.values.value(wire::Cursor).toString();
-    const qint64 after = place.toLongLong();
+    const QList<UpgradeTask> tasks = m_thread.run([this] { return m_engine->tasks(); });
+    const QString place = request.values().value(wire::Cursor).toString();
     Bag output;
     qint64 bytes = 0;
     qint64 last = 0;
-    for (const UpgradeTask &task : qAsConst(tasks)) {
-        if (task.id <= after)
+    for (const UpgradeTask &task : tasks) {
+        if (task.id <= place.toLongLong())
             continue;
         const QVariantMap map = toTaskMap(task);
         bytes += estimatedBytes(map);
@@ -246,49 +202,41 @@ CallResult UpgradeService::queryTaskInfos(const Bag &input)
         last = task.id;
     }
     if (place.isEmpty() && output.values.isEmpty())
-        output = {{{key::TaskInfoList, output.list}}, {}};
-    return answer(error, output);
+        return ok({{key::TaskInfoList, output.list}});
+    return ok(output.values, output.list);
 }
 
-CallResult UpgradeService::stopUpgrade(const Bag &input)
+CallResult UpgradeService::stopUpgrade(const Request &request)
 {
-    RequestReader request(input.values);
     const QString product = request.name(key::SoftwareName);
-    if (!request.error().isEmpty())
-        return refusedWith(code::InvalidArgs, request.error());
-    bool known = false;
-    const QString error = engine([&](UpgradeEngine &e) { return e.stop(product, &known); });
-    return known || !error.isEmpty() ? answer(error)
-                                     : refusedWith(code::Refused, QStringLiteral("no task of \"%1\"").arg(product));
+    if (!m_thread.run([&] { return m_engine->stop(product); }))
+        throw Failure(QStringLiteral("no task of \"%1\"").arg(product));
+    return ok();
 }
 
-CallResult UpgradeService::installSoftware(const Bag &input, const rpc::ICallContext &context)
+CallResult UpgradeService::installSoftware(const Request &request)
 {
-    RequestReader request(input.values);
     const QString product = request.name(key::SoftwareName);
-    if (!request.error().isEmpty())
-        return refusedWith(code::InvalidArgs, request.error());
-    const QString error = engine([&](UpgradeEngine &e) { return e.install(product); });
-    const bool waits = input.values.value(key::WaitForFinished).toBool();
-    return answer(error.isEmpty() && waits ? awaitInstallation(product, context) : error);
+    m_thread.run([&] { m_engine->install(product); });
+    if (request.values().value(key::WaitForFinished).toBool())
+        awaitInstallation(product, request.context);
+    return ok();
 }
 
-// Empty when it is installed, or when the caller no longer waits.
-QString UpgradeService::awaitInstallation(const QString &product, const rpc::ICallContext &context)
+// Returns when it is installed, or when the caller no longer waits.
+void UpgradeService::awaitInstallation(const QString &product, const rpc::ICallContext &context)
 {
-    UpgradeTask task;
     while (!context.isCancelled()) {
-        QString error = engine([&](UpgradeEngine &e) { return e.taskOf(product, &task); });
-        if (!error.isEmpty())
-            return error;
+        const UpgradeTask task = m_thread.run([&] { return m_engine->taskOf(product); });
+        if (task.state == state::Installed || (task.state != state::Installing && task.error.isEmpty()))
+            return;
         if (task.state != state::Installing)
-            return task.state == state::Installed ? QString() : task.error;
+            throw Failure(task.error);
         waitForChange();
     }
-    return {};
 }
 
-// Of the state of a task; not for long, since the caller may go as well.
+// Of the state of a task; not for long, since the caller may end as well.
 void UpgradeService::waitForChange()
 {
     constexpr unsigned long LookMs = 200;
@@ -296,97 +244,72 @@ void UpgradeService::waitForChange()
     m_changed.wait(&m_changedLock, LookMs);
 }
 
-CallResult UpgradeService::patchSilently(const Bag &input, const rpc::ICallContext &context)
+CallResult UpgradeService::patchSilently(const Request &request)
 {
-    RequestReader request(input.values);
     const QString product = request.name(key::SoftwareName);
-    if (!request.error().isEmpty())
-        return refusedWith(code::InvalidArgs, request.error());
-    InstalledSoftware software;
-    UpgradeTask task;
-    QString error = makePatchTask(product, &software, &task);
-    if (!error.isEmpty())
-        return refusedWith(code::Refused, error);
-    SilentPatch patch({[this](const std::function<QString(UpgradeEngine &)> &work) { return engine(work); },
-                       m_presenter, [this] { waitForChange(); }, [&context] { return context.isCancelled(); }},
-                      software, task);
-    error = patch.run(input.values.value(wire::KillRunning).toBool());
-    QVariantMap values = patch.report();
-    values.insert(key::NewVersion, task.items.constFirst().version);
-    CallResult result = answer(error);
-    result.output.values = values; // a refusal tells as well how far it has come
+    const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
+    const UpgradeTask task = patchTask(product, installed);
+    SilentPatch patch({m_thread, *m_engine, m_presenter, [this] { waitForChange(); }, request.context},
+                      *findSoftware(installed, product), task);
+    const QString error = patch.run(request.values().value(wire::KillRunning).toBool());
+    CallResult result = error.isEmpty() ? ok() : refusedWith(code::Refused, error);
+    result.output.values = patch.report(); // a refusal tells as well how far it has come
+    result.output.values.insert(key::NewVersion, task.items.constFirst().version);
     return result;
 }
 
 // For the patch of the installed version, whether or not it is ignored or there is a new version as well.
-QString UpgradeService::makePatchTask(const QString &product, InstalledSoftware *software, UpgradeTask *task) const
+UpgradeTask UpgradeService::patchTask(const QString &product, const QList<InstalledSoftware> &installed) const
 {
-    Catalogue catalogue;
-    const QString error = readCatalogue(m_paths.catalogue, m_paths.publicKey, &catalogue);
-    if (!error.isEmpty())
-        return QStringLiteral("the catalogue cannot be used: %1").arg(error);
-    const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
+    const Catalogue offered = catalogue();
     const QVariantMap record =
-        recordOf(updateRecords(installed, catalogue, [](const Offer &) { return false; }), product);
+        recordOf(updateRecords(installed, offered, [](const Offer &) { return false; }), product);
     const QString section = record.contains(key::Patch) ? key::Patch : key::OldPatch;
     const QVariant patch = record.value(section);
     if (patch.toMap().isEmpty())
-        return QStringLiteral("there is no patch for \"%1\"").arg(product);
+        throw Failure(QStringLiteral("there is no patch for \"%1\"").arg(product));
     const QString blocked = whyNotWritable(installed, product);
     if (!blocked.isEmpty())
-        return blocked;
-    *software = *std::find_if(installed.cbegin(), installed.cend(),
-                              [&](const InstalledSoftware &one) { return one.name == product; });
-    return makeTask({{key::SoftwareName, product}, {section, patch}}, catalogue, installed, task);
+        throw Failure(blocked);
+    return makeTask({{key::SoftwareName, product}, {section, patch}}, offered, installed);
 }
 
-CallResult UpgradeService::announce(const Bag &input)
+CallResult UpgradeService::announce(const Request &request)
 {
-    QVariantList records;
-    const QString error = findUpdates(false, &records);
-    QVariantMap values{{wire::Offered, records.size()}, {wire::Shown, false}, {wire::ShowError, QString()}};
-    if (error.isEmpty() && !records.isEmpty() && input.values.value(wire::Show, true).toBool())
-        present(QStringLiteral("showAutoCheckUpdateDialog"), records, &values);
-    return answer(error, {values, records});
+    const QVariantList records = findUpdates(false);
+    QVariantMap values{{wire::Shown, false}, {wire::ShowError, QString()}};
+    if (!records.isEmpty() && request.values().value(wire::Show, true).toBool())
+        values = present(QStringLiteral("showAutoCheckUpdateDialog"), records);
+    values.insert(wire::Offered, records.size());
+    return ok(values, records);
 }
 
-CallResult UpgradeService::showNotes(const Bag &input)
+CallResult UpgradeService::showNotes(const Request &request)
 {
-    RequestReader request(input.values);
     const QString product = request.name(key::SoftwareName);
-    if (!request.error().isEmpty())
-        return refusedWith(code::InvalidArgs, request.error());
-    QVariantList records;
-    const QString error = findUpdates(true, &records);
-    const QVariantMap record = recordOf(records, product);
-    if (error.isEmpty() && record.isEmpty())
-        return refusedWith(code::Refused, QStringLiteral("nothing is new for \"%1\"").arg(product));
-    QVariantMap values;
-    if (error.isEmpty())
-        present(QStringLiteral("showUpgradeExplainDialog"), {record}, &values);
-    return answer(error, {values, {}});
+    const QVariantMap record = recordOf(findUpdates(true), product);
+    if (record.isEmpty())
+        throw Failure(QStringLiteral("nothing is new for \"%1\"").arg(product));
+    return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
 }
 
-CallResult UpgradeService::status(const Bag &input)
+CallResult UpgradeService::status(const Request &)
 {
-    Q_UNUSED(input)
-    QList<UpgradeStore::Ignored> ignores;
-    QList<UpgradeTask> tasks;
-    QString error = store([&](UpgradeStore &s) { return s.ignores(&ignores); });
-    if (error.isEmpty())
-        error = engine([&](UpgradeEngine &e) { return e.tasks(&tasks); });
-    QVariantList ignoreMaps;
-    for (const UpgradeStore::Ignored &entry : qAsConst(ignores))
-        ignoreMaps << toMap(entry);
-    return answer(error, {{{wire::Ignores, ignoreMaps}, {wire::Tasks, toMaps(tasks)}}, {}});
+    QVariantList ignores;
+    QVariantList tasks;
+    m_thread.run([&] {
+        for (const UpgradeStore::Ignored &entry : m_store->ignores())
+            ignores << toMap(entry);
+        for (const UpgradeTask &task : m_engine->tasks())
+            tasks << toTaskMap(task);
+    });
+    return ok({{wire::Ignores, ignores}, {wire::Tasks, tasks}});
 }
 
-CallResult UpgradeService::forgetIgnores(const Bag &input)
+CallResult UpgradeService::forgetIgnores(const Request &request)
 {
-    int removed = 0;
-    const QString product = input.values.value(key::SoftwareName).toString();
-    const QString error = store([&](UpgradeStore &s) { return s.forgetIgnores(product, &removed); });
-    return answer(error, {{{wire::Removed, removed}}, {}});
+    const QString product = request.values().value(key::SoftwareName).toString();
+    return ok({{wire::Removed, m_thread.run([&] { return m_store->forgetIgnores(product); })}});
 }
 
 } // namespace tarn::services

@@ -47,26 +47,24 @@ public:
 private:
     static const HandlerTable<UpgradeService> &handlers();
 
-    rpc::CallResult checkNewVersion(const rpc::Bag &input);
-    rpc::CallResult ignoreUpgrade(const rpc::Bag &input);
-    rpc::CallResult startDownload(const rpc::Bag &input);
-    rpc::CallResult queryTaskInfos(const rpc::Bag &input);
-    rpc::CallResult stopUpgrade(const rpc::Bag &input);
-    rpc::CallResult installSoftware(const rpc::Bag &input, const rpc::ICallContext &context);
-    QString awaitInstallation(const QString &product, const rpc::ICallContext &context);
-    void waitForChange();
-    rpc::CallResult patchSilently(const rpc::Bag &input, const rpc::ICallContext &context);
-    QString makePatchTask(const QString &product, InstalledSoftware *software, UpgradeTask *task) const;
-    rpc::CallResult announce(const rpc::Bag &input);
-    rpc::CallResult showNotes(const rpc::Bag &input);
-    rpc::CallResult status(const rpc::Bag &input);
-    rpc::CallResult forgetIgnores(const rpc::Bag &input);
+    rpc::CallResult checkNewVersion(const Request &request);
+    rpc::CallResult ignoreUpgrade(const Request &request);
+    rpc::CallResult startDownload(const Request &request);
+    rpc::CallResult queryTaskInfos(const Request &request);
+    rpc::CallResult stopUpgrade(const Request &request);
+    rpc::CallResult installSoftware(const Request &request);
+    rpc::CallResult patchSilently(const Request &request);
+    rpc::CallResult announce(const Request &request);
+    rpc::CallResult showNotes(const Request &request);
+    rpc::CallResult status(const Request &request);
+    rpc::CallResult forgetIgnores(const Request &request);
 
-    QString findUpdates(bool withIgnored, QVariantList *records);
-    void present(const QString &operation, const QVariantList &records, QVariantMap *answer);
-    /// Runs work on the store's thread. @return the error, empty on success
-    QString store(const std::function<QString(UpgradeStore &)> &work);
-    QString engine(const std::function<QString(UpgradeEngine &)> &work); ///< the same for the tasks
+    void awaitInstallation(const QString &product, const rpc::ICallContext &context);
+    void waitForChange();
+    UpgradeTask patchTask(const QString &product, const QList<InstalledSoftware> &installed) const;
+    Catalogue catalogue() const;
+    QVariantList findUpdates(bool withIgnored);
+    QVariantMap present(const QString &operation, const QVariantList &records) const; ///< Shown and ShowError
 
     const UpgradePaths m_paths;
     const Presenter m_presenter;

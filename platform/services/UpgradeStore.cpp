@@ -38,123 +38,101 @@ UpgradeStore::UpgradeStore(const QString &directory)
 {
 }
 
-QString UpgradeStore::ignore(const QList<Offer> &offers)
+void UpgradeStore::ignore(const QList<Offer> &offers)
 {
-    return m_db.inTransaction([&] {
-        QString error;
-        for (auto it = offers.cbegin(); it != offers.cend() && error.isEmpty(); ++it)
-            error = m_db.run(QStringLiteral("INSERT OR REPLACE INTO ignores VALUES(?, ?, ?, ?, ?, ?)"),
-                             {it->product, it->bits, it->kind, it->item, it->version, now()});
-        return error;
+    m_db.inTransaction([&] {
+        for (const Offer &offer : offers)
+            m_db.run(QStringLiteral("INSERT OR REPLACE INTO ignores VALUES(?, ?, ?, ?, ?, ?)"),
+                     {offer.product, offer.bits, offer.kind, offer.item, offer.version, now()});
     });
 }
 
-QString UpgradeStore::ignores(QList<Ignored> *list)
+QList<UpgradeStore::Ignored> UpgradeStore::ignores()
 {
-    return m_db.run(QStringLiteral("SELECT product, bits, kind, item, version, ignored_at FROM ignores "
-                                   "ORDER BY ignored_at, product, kind, item"),
-                    {}, [list](const QSqlQuery &row) {
-                        *list << Ignored{{row.value(0).toString(), row.value(1).toString(), row.value(2).toString(),
-                                          row.value(3).toString(), row.value(4).toString()},
-                                         row.value(5).toLongLong()};
-                        return true;
-                    });
+    return m_db.rows(QStringLiteral("SELECT product, bits, kind, item, version, ignored_at FROM ignores "
+                                    "ORDER BY ignored_at, product, kind, item"),
+                     {}, [](const QSqlQuery &row) {
+                         return Ignored{{row.value(0).toString(), row.value(1).toString(), row.value(2).toString(),
+                                         row.value(3).toString(), row.value(4).toString()},
+                                        row.value(5).toLongLong()};
+                     });
 }
 
-QString UpgradeStore::forgetIgnores(const QString &product, int *removed)
+int UpgradeStore::forgetIgnores(const QString &product)
 {
-    QString error =
-        m_db.run(QStringLiteral("DELETE FROM ignores WHERE ? OR product = ?"), {product.isEmpty(), product});
-    *removed = error.isEmpty() ? m_db.changed() : 0;
-    return error;
+    return m_db.run(QStringLiteral("DELETE FROM ignores WHERE ? OR product = ?"), {product.isEmpty(), product});
 }
 
-QString UpgradeStore::start(const UpgradeTask &task)
+void UpgradeStore::start(const UpgradeTask &task)
 {
-    return m_db.inTransaction([&] {
+    m_db.inTransaction([&] {
         UpgradeTask before;
-        QString error = m_db.run(QStringLiteral("SELECT state FROM tasks WHERE product = ?"), {task.product},
-                                 [&](const QSqlQuery &row) {
-                                     before.state = row.value(0).toInt();
-                                     return false;
-                                 });
-        return before.isActive() || !error.isEmpty() ? error : insertTask(task);
+        before.state = m_db.value(QStringLiteral("SELECT state FROM tasks WHERE product = ?"), {task.product}).toInt();
+        if (!before.isActive())
+            insertTask(task);
     });
 }
 
-QString UpgradeStore::insertTask(const UpgradeTask &task)
+void UpgradeStore::insertTask(const UpgradeTask &task)
 {
-    QString error = m_db.run(QStringLiteral("DELETE FROM tasks WHERE product = ?"), {task.product});
     const qint64 time = now();
-    if (error.isEmpty())
-        error = m_db.run(QStringLiteral("INSERT INTO tasks(product, state, error, current_version, exe, sections, "
-                                        "started_at, changed_at) VALUES(?, ?, ?, ?, ?, ?, ?, ?)"),
-                         {task.product, task.state, task.error, task.currentVersion, task.exePath,
-                          QString::fromUtf8(toJson(task.sections)), time, time});
+    m_db.run(QStringLiteral("DELETE FROM tasks WHERE product = ?"), {task.product});
+    m_db.run(QStringLiteral("INSERT INTO tasks(product, state, error, current_version, exe, sections, started_at, "
+                            "changed_at) VALUES(?, ?, ?, ?, ?, ?, ?, ?)"),
+             {task.product, task.state, task.error, task.currentVersion, task.exePath,
+              QString::fromUtf8(toJson(task.sections)), time, time});
     const qint64 seq = m_db.lastId();
-    for (int i = 0; i < task.items.size() && error.isEmpty(); ++i) {
-        const UpgradeItem &entry = task.items.at(i);
-        error = m_db.run(QStringLiteral("INSERT INTO items VALUES(?, ?, ?, ?, ?, ?, ?, ?, 0)"),
-                         {seq, i, entry.type, entry.name, entry.version, entry.url, entry.sha256, entry.size});
-    }
-    return error;
+    int position = 0;
+    for (const UpgradeItem &entry : task.items)
+        m_db.run(QStringLiteral("INSERT INTO items VALUES(?, ?, ?, ?, ?, ?, ?, ?, 0)"),
+                 {seq, position++, entry.type, entry.name, entry.version, entry.url, entry.sha256, entry.size});
 }
 
-QString UpgradeStore::tasks(QList<UpgradeTask> *list)
+QList<UpgradeTask> UpgradeStore::tasks()
 {
-    return readTasks(QString(), list);
+    return readTasks(QString());
 }
 
-QString UpgradeStore::task(const QString &product, UpgradeTask *task)
+UpgradeTask UpgradeStore::task(const QString &product)
 {
-    QList<UpgradeTask> list;
-    QString error = product.isEmpty() ? QString() : readTasks(product, &list);
-    *task = list.isEmpty() ? UpgradeTask() : list.constFirst();
-    return error;
+    return product.isEmpty() ? UpgradeTask() : readTasks(product).value(0);
 }
 
-// Reads the task of one product, or all tasks without a name.
-QString UpgradeStore::readTasks(const QString &product, QList<UpgradeTask> *list)
+// The task of one product, or all tasks without a name.
+QList<UpgradeTask> UpgradeStore::readTasks(const QString &product)
 {
-    QString error = m_db.run(QStringLiteral("SELECT product, state, error, current_version, exe, sections, seq "
-                                            "FROM tasks WHERE ? = '' OR product = ? ORDER BY seq"),
-                             {product, product}, [list](const QSqlQuery &row) {
-                                 UpgradeTask task;
-                                 task.product = row.value(0).toString();
-                                 task.state = row.value(1).toInt();
-                                 task.error = row.value(2).toString();
-                                 task.currentVersion = row.value(3).toString();
-                                 task.exePath = row.value(4).toString();
-                                 task.sections =
-                                     QJsonDocument::fromJson(row.value(5).toString().toUtf8()).object().toVariantMap();
-                                 task.id = row.value(6).toLongLong();
-                                 *list << task;
-                                 return true;
-                             });
-    for (auto it = list->begin(); it != list->end() && error.isEmpty(); ++it)
-        error = readItems(&*it);
-    return error;
+    auto list = m_db.rows(QStringLiteral("SELECT seq, product, state, error, current_version, exe, sections FROM tasks "
+                                         "WHERE ? = '' OR product = ? ORDER BY seq"),
+                          {product, product}, [](const QSqlQuery &row) {
+                              const auto sections = QJsonDocument::fromJson(row.value(6).toString().toUtf8());
+                              return UpgradeTask{row.value(0).toLongLong(),
+                                                 row.value(1).toString(),
+                                                 row.value(2).toInt(),
+                                                 row.value(3).toString(),
+                                                 row.value(4).toString(),
+                                                 row.value(5).toString(),
+                                                 sections.object().toVariantMap(),
+                                                 {}};
+                          });
+    for (UpgradeTask &task : list)
+        task.items = m_db.rows(QStringLiteral("SELECT type, name, version, url, sha256, size FROM items WHERE seq = ? "
+                                              "ORDER BY position"),
+                               {task.id}, [](const QSqlQuery &row) {
+                                   return UpgradeItem{row.value(0).toInt(),
+                                                      row.value(1).toString(),
+                                                      row.value(2).toString(),
+                                                      row.value(3).toString(),
+                                                      row.value(4).toString(),
+                                                      row.value(5).toLongLong(),
+                                                      0};
+                               });
+    return list;
 }
 
-QString UpgradeStore::readItems(UpgradeTask *task)
+void UpgradeStore::setState(const QString &product, int state, const QString &reason)
 {
-    return m_db.run(QStringLiteral("SELECT type, name, version, url, sha256, size, received FROM items "
-                                   "WHERE seq = ? ORDER BY position"),
-                    {task->id}, [task](const QSqlQuery &row) {
-                        task->items << UpgradeItem{row.value(0).toInt(),     row.value(1).toString(),
-                                                   row.value(2).toString(),  row.value(3).toString(),
-                                                   row.value(4).toString(),  row.value(5).toLongLong(),
-                                                   row.value(6).toLongLong()};
-                        return true;
-                    });
-}
-
-QString UpgradeStore::setState(const QString &product, int state, const QString &reason, bool *known)
-{
-    QString error = m_db.run(QStringLiteral("UPDATE tasks SET state = ?, error = ?, changed_at = ? WHERE product = ?"),
-                             {state, reason, now(), product});
-    *known = error.isEmpty() && m_db.changed() > 0;
-    return error;
+    m_db.run(QStringLiteral("UPDATE tasks SET state = ?, error = ?, changed_at = ? WHERE product = ?"),
+             {state, reason, now(), product});
 }
 
 } // namespace tarn::services

@@ -5,8 +5,8 @@
 
 namespace tarn::services {
 
-/// The ignored updates and the tasks, in the database "upgrade.db". One thread. The functions return what went wrong,
-/// empty when all is well: the change is on the disk then.
+/// The ignored updates and the tasks, in the database "upgrade.db". One thread. The functions throw Failure; without it
+/// the change is on the disk.
 class UpgradeStore
 {
 public:
@@ -18,24 +18,21 @@ public:
         qint64 time = 0; ///< ms since 1970
     };
 
-    QString ignore(const QList<Offer> &offers);
-    QString ignores(QList<Ignored> *list);
+    void ignore(const QList<Offer> &offers);
+    QList<Ignored> ignores();
     /// @param product empty for all
-    QString forgetIgnores(const QString &product, int *removed);
+    /// @return how many there were
+    int forgetIgnores(const QString &product);
 
     /// A product has one task. An active one stays as it is, a finished one is replaced.
-    QString start(const UpgradeTask &task);
-    /// In the order in which they were started.
-    QString tasks(QList<UpgradeTask> *list);
-    /// @param task with state 0 when the product has none
-    QString task(const QString &product, UpgradeTask *task);
-    /// @param known false when the product has no task
-    QString setState(const QString &product, int state, const QString &error, bool *known);
+    void start(const UpgradeTask &task);
+    QList<UpgradeTask> tasks();               ///< in the order in which they were started
+    UpgradeTask task(const QString &product); ///< with state 0 when the product has none
+    void setState(const QString &product, int state, const QString &error);
 
 private:
-    QString insertTask(const UpgradeTask &task);
-    QString readTasks(const QString &product, QList<UpgradeTask> *list);
-    QString readItems(UpgradeTask *task);
+    void insertTask(const UpgradeTask &task);
+    QList<UpgradeTask> readTasks(const QString &product);
 
     Database m_db;
 };

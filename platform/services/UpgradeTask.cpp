@@ -1,4 +1,5 @@
 #include "services/UpgradeTask.h"
+#include "services/Failure.h"
 #include "services/UpdateCheck.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include <algorithm>
@@ -8,12 +9,6 @@ namespace tarn::services {
 using namespace upgrade;
 
 namespace {
-
-const QStringList &sectionKeys()
-{
-    static const QStringList keys{key::Software, key::Patch, key::Plugins, key::OldPatch};
-    return keys;
-}
 
 const CatalogueItem *findItem(const QList<CatalogueItem> &items, const QString &name, const QString &version)
 {
@@ -58,35 +53,34 @@ bool UpgradeTask::isActive() const
     return state == state::Downloading || state == state::Downloaded || state == state::Installing;
 }
 
-QString makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed,
-                 UpgradeTask *task)
+UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed)
 {
-    task->product = request.value(key::SoftwareName).toString();
+    UpgradeTask task;
+    task.product = request.value(key::SoftwareName).toString();
     const auto product = std::find_if(catalogue.cbegin(), catalogue.cend(),
-                                      [&](const CatalogueProduct &p) { return p.name == task->product; });
-    const auto software = std::find_if(installed.cbegin(), installed.cend(),
-                                       [&](const InstalledSoftware &s) { return s.name == task->product; });
-    if (product == catalogue.cend() || software == installed.cend())
-        return QStringLiteral("no installed product \"%1\" in the catalogue").arg(task->product.left(100));
-    const QList<Offer> list = wishes(task->product, request);
+                                      [&](const CatalogueProduct &p) { return p.name == task.product; });
+    const InstalledSoftware *software = findSoftware(installed, task.product);
+    if (product == catalogue.cend() || !software)
+        throw Failure(QStringLiteral("no installed product \"%1\" in the catalogue").arg(task.product.left(100)));
+    const QList<Offer> list = wishes(task.product, request);
     for (const Offer &wish : list) {
         const CatalogueItem *found = findOffer(*product, wish);
         if (!found || found->url.isEmpty())
-            return QStringLiteral("no package of %1 %2")
-                .arg((wish.item.isEmpty() ? task->product : wish.item).left(100), wish.version.left(100));
-        task->items << UpgradeItem{
+            throw Failure(QStringLiteral("no package of %1 %2")
+                              .arg((wish.item.isEmpty() ? task.product : wish.item).left(100), wish.version.left(100)));
+        task.items << UpgradeItem{
             itemType(wish.kind), found->name, found->version, found->url, found->sha256, found->size, 0};
     }
-    if (task->items.isEmpty())
-        return QStringLiteral("the request names nothing to download");
-    task->state = state::Downloading;
-    task->currentVersion = software->version;
-    task->exePath = software->exePath;
-    for (const QString &section : sectionKeys()) {
+    if (task.items.isEmpty())
+        throw Failure(QStringLiteral("the request names nothing to download"));
+    task.state = state::Downloading;
+    task.currentVersion = software->version;
+    task.exePath = software->exePath;
+    for (const QString &section : {key::Software, key::Patch, key::Plugins, key::OldPatch}) {
         if (request.contains(section))
-            task->sections.insert(section, request.value(section));
+            task.sections.insert(section, request.value(section));
     }
-    return {};
+    return task;
 }
 
 QVariantMap toTaskMap(const UpgradeTask &task)

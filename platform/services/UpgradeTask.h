@@ -32,9 +32,8 @@ struct UpgradeTask
 };
 
 /// Makes the task that a request asks for; the packages are those of the catalogue, whatever the request says of them.
-/// @return why it cannot be made, empty when all is well
-QString makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed,
-                 UpgradeTask *task);
+/// Throws Failure when it cannot be made.
+UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed);
 
 /// The task as callers read it ("taskInfoList"). The working item is the first that is not complete.
 QVariantMap toTaskMap(const UpgradeTask &task);

@@ -15,7 +15,7 @@ WorkThread::~WorkThread()
     m_thread.wait();
 }
 
-void WorkThread::run(const std::function<void()> &work)
+void WorkThread::execute(const std::function<void()> &work)
 {
     std::exception_ptr thrown;
     const auto guarded = [&] {

@@ -2,6 +2,7 @@
 #include <QObject>
 #include <QThread>
 #include <functional>
+#include <optional>
 
 namespace tarn::services {
 
@@ -13,10 +14,23 @@ public:
     ~WorkThread(); ///< lets the running piece end
     Q_DISABLE_COPY(WorkThread)
 
-    /// Blocks until work has been carried out; its exceptions are thrown here. Any thread but this one.
-    void run(const std::function<void()> &work);
+    /// Blocks until work has been carried out. Any thread but this one.
+    /// @return the result of work, whose exceptions are thrown here
+    template <class Work>
+    auto run(Work work) -> decltype(work())
+    {
+        if constexpr (std::is_void_v<decltype(work())>) {
+            execute(work);
+        } else {
+            std::optional<decltype(work())> result;
+            execute([&] { result = work(); });
+            return *std::move(result);
+        }
+    }
 
 private:
+    void execute(const std::function<void()> &work);
+
     QThread m_thread;
     QObject m_context;
 };

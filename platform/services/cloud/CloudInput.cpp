@@ -23,13 +23,11 @@ bool isPhone(const QString &text)
            std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c >= u'0' && c <= u'9'; });
 }
 
-SignInFlags readFlags(RequestReader *request)
+SignInFlags::SignInFlags(const RequestReader &request)
+    : autoLogin(request.flag(key::AutoLogin))
+    , remember(request.flag(key::Remember) || autoLogin)
+    , lockTip(request.flag(key::YunLockErrorTip))
 {
-    SignInFlags flags;
-    flags.autoLogin = request->flag(key::AutoLogin);
-    flags.remember = request->flag(key::Remember) || flags.autoLogin;
-    flags.lockTip = request->flag(key::YunLockErrorTip);
-    return flags;
 }
 
 } // namespace tarn::services

@@ -12,10 +12,10 @@ bool isPhone(const QString &text);
 /// The flags of every sign-in. An automatic sign-in includes that its data are remembered.
 struct SignInFlags
 {
-    bool autoLogin = false;
-    bool remember = false;
-    bool lockTip = false;
+    explicit SignInFlags(const RequestReader &request);
+    bool autoLogin;
+    bool remember;
+    bool lockTip; ///< the user reads how to unlock a locked account
 };
-SignInFlags readFlags(RequestReader *request);
 
 } // namespace tarn::services

@@ -1,11 +1,12 @@
 #include "services/cloud/CloudPages.h"
 #include "services/cloud/CloudInput.h"
-#include "services/cloud/QrPicture.h"
 #include "services/cloud/Secret.h"
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QUrlQuery>
+#include <memory>
+#include <qrencode.h>
 
 namespace tarn::services {
 
@@ -54,6 +55,28 @@ PageReply render(const Page &page)
     reply.policy = "default-src 'none'; script-src 'nonce-" + nonce + "'; style-src 'nonce-" + nonce +
                    "'; connect-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'";
     return reply;
+}
+
+// A QR code as an SVG element with its quiet zone; empty when text is too long for one.
+QByteArray qrPicture(const QByteArray &text)
+{
+    constexpr int Quiet = 4; // modules around the code
+    const std::unique_ptr<QRcode, decltype(&QRcode_free)> code(
+        QRcode_encodeData(text.size(), reinterpret_cast<const unsigned char *>(text.constData()), 0, QR_ECLEVEL_M),
+        &QRcode_free);
+    if (!code)
+        return {};
+    const QByteArray size = QByteArray::number(code->width + 2 * Quiet);
+    QByteArray path;
+    for (int i = 0; i < code->width * code->width; ++i) {
+        if (code->data[i] & 1)
+            path += 'M' + QByteArray::number(i % code->width + Quiet) + ' ' +
+                    QByteArray::number(i / code->width + Quiet) + "h1v1h-1z";
+    }
+    return "<svg id=\"code\" xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + size + ' ' + size +
+           "\" shape-rendering=\"crispEdges\" role=\"img\"><rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>"
+           "<path d=\"" +
+           path + "\"/></svg>";
 }
 
 PageReply notFound()
@@ -116,96 +139,79 @@ const Page *linkPage(const QString &path)
     return it == pages.cend() ? nullptr : &*it;
 }
 
-} // namespace
-
-CloudPages::CloudPages(QrTickets *tickets)
-    : m_tickets(tickets)
+PageReply qrPage(const QString &phone, const QrTickets::View &view)
 {
-}
-
-PageReply CloudPages::answer(const PageRequest &request) const
-{
-    static const QRegularExpression pattern(QStringLiteral("\\A/(qr|phone)/([0-9a-f]{32})(/state)?\\z"));
-    if (const Page *page = linkPage(request.path))
-        return request.isPost ? notFound() : render(*page);
-    const auto match = pattern.match(request.path);
-    const bool isPhone = match.captured(1) == QLatin1String("phone");
-    const bool wantsState = !match.captured(3).isEmpty();
-    if (!match.hasMatch() || (isPhone && wantsState) || (request.isPost && !isPhone))
-        return notFound();
-    const QString ticket = match.captured(2);
-    if (request.isPost)
-        return decide(ticket, request.body);
-    if (isPhone)
-        return phonePage(ticket, !request.isHead);
-    return wantsState ? statePage(ticket) : qrPage(ticket, request.server);
-}
-
-PageReply CloudPages::qrPage(const QString &ticket, const QString &serverAddress) const
-{
-    const auto view = m_tickets->view(ticket);
-    if (!view)
-        return notFound();
-    const QString phone = serverAddress + QStringLiteral("/phone/") + ticket;
-    return render({QStringLiteral("%1扫码登录").arg(wayName(view->way)),
-                   QString::fromLatin1(qrPicture(phone.toLatin1())) + stateLine(*view) +
+    return render({QStringLiteral("%1扫码登录").arg(wayName(view.way)),
+                   QString::fromLatin1(qrPicture(phone.toLatin1())) + stateLine(view) +
                        QStringLiteral("<p><a id=\"phone\" href=\"%1\" target=\"_blank\" rel=\"noopener\">"
                                       "在本机代替手机扫码</a></p>")
                            .arg(phone),
                    true});
 }
 
-PageReply CloudPages::statePage(const QString &ticket) const
+PageReply statePage(const QrTickets::View &view)
 {
-    const auto view = m_tickets->view(ticket);
-    if (!view)
-        return notFound();
-    const bool settles = view->state == QrState::Confirmed && view->result.isEmpty();
+    const bool settles = view.state == QrState::Confirmed && view.result.isEmpty();
     PageReply reply;
     reply.type = "application/json";
-    reply.body = QJsonDocument(QJsonObject{{QStringLiteral("text"), stateText(*view)},
-                                           {QStringLiteral("open"), view->isOpen()},
-                                           {QStringLiteral("more"), view->isOpen() || settles}})
+    reply.body = QJsonDocument(QJsonObject{{QStringLiteral("text"), stateText(view)},
+                                           {QStringLiteral("open"), view.isOpen()},
+                                           {QStringLiteral("more"), view.isOpen() || settles}})
                      .toJson(QJsonDocument::Compact);
     return reply;
 }
 
-PageReply CloudPages::phonePage(const QString &ticket, bool isSeen) const
+PageReply phonePage(const QrTickets::View &view)
 {
-    if (isSeen)
-        m_tickets->scanned(ticket);
-    const auto view = m_tickets->view(ticket);
-    if (!view)
-        return notFound();
-    const QString title = QStringLiteral("%1登录确认").arg(wayName(view->way));
-    if (!view->isOpen())
-        return render({title, stateLine(*view)});
-    return render(
-        {title, stateLine(*view) +
-                    QStringLiteral("<form method=\"post\"><label for=\"identity\">%1号</label>"
-                                   "<input id=\"identity\" name=\"identity\" maxlength=\"%2\" "
-                                   "autocomplete=\"off\" autofocus>"
-                                   "<button id=\"confirm\" name=\"decision\" value=\"confirm\">确认登录</button>"
-                                   "<button id=\"refuse\" name=\"decision\" value=\"refuse\">取消</button>"
-                                   "</form>")
-                        .arg(wayName(view->way), QString::number(MaxIdentity))});
+    const QString form = QStringLiteral("<form method=\"post\"><label for=\"identity\">%1号</label>"
+                                        "<input id=\"identity\" name=\"identity\" maxlength=\"%2\" "
+                                        "autocomplete=\"off\" autofocus>"
+                                        "<button id=\"confirm\" name=\"decision\" value=\"confirm\">确认登录</button>"
+                                        "<button id=\"refuse\" name=\"decision\" value=\"refuse\">取消</button>"
+                                        "</form>")
+                             .arg(wayName(view.way), QString::number(MaxIdentity));
+    return render({QStringLiteral("%1登录确认").arg(wayName(view.way)),
+                   view.isOpen() ? stateLine(view) + form : stateLine(view)});
 }
 
-PageReply CloudPages::decide(const QString &ticket, const QByteArray &form) const
+// The page shows the outcome, also when it is loaded again.
+PageReply decide(QrTickets &tickets, const QString &ticket, const QByteArray &form)
 {
-    if (!m_tickets->view(ticket))
-        return notFound();
     const QUrlQuery query(QString::fromUtf8(QByteArray(form).replace('+', "%20")));
     const QString decision = query.queryItemValue(QStringLiteral("decision"));
     const QString identity = query.queryItemValue(QStringLiteral("identity"), QUrl::FullyDecoded).trimmed();
     if (decision == QLatin1String("refuse"))
-        m_tickets->refuse(ticket);
+        tickets.decide(ticket, QrState::Refused);
     else if (decision == QLatin1String("confirm") && isUsable(identity))
-        m_tickets->confirm(ticket, identity);
-    PageReply reply; // the page shows the outcome, also when it is loaded again
+        tickets.decide(ticket, QrState::Confirmed, identity);
+    PageReply reply;
     reply.status = 303;
     reply.location = "/phone/" + ticket.toLatin1();
     return reply;
+}
+
+} // namespace
+
+PageReply cloudPage(QrTickets &tickets, const PageRequest &request)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("\\A(?:/qr/(?<qr>[0-9a-f]{32})(?<state>/state)?|/phone/(?<phone>[0-9a-f]{32}))\\z"));
+    if (const Page *page = linkPage(request.path))
+        return request.isPost ? notFound() : render(*page);
+    const auto match = pattern.match(request.path);
+    const QString phone = match.captured(QStringLiteral("phone"));
+    const QString ticket = phone.isEmpty() ? match.captured(QStringLiteral("qr")) : phone;
+    if (!phone.isEmpty() && !request.isPost && !request.isHead)
+        tickets.scanned(ticket);
+    const auto view = tickets.view(ticket);
+    if (!view || (request.isPost && phone.isEmpty()))
+        return notFound();
+    if (request.isPost)
+        return decide(tickets, ticket, request.body);
+    if (!phone.isEmpty())
+        return phonePage(*view);
+    const bool wantsState = !match.captured(QStringLiteral("state")).isEmpty();
+    return wantsState ? statePage(*view) : qrPage(request.server + QStringLiteral("/phone/") + ticket, *view);
 }
 
 } // namespace tarn::services

@@ -1,22 +1,17 @@
 #pragma once
 #include "services/Dispatch.h"
 #include "services/WorkThread.h"
+#include "services/cloud/CloudStore.h"
+#include "services/cloud/LoopbackServer.h"
 #include "services/cloud/OneTimeCodes.h"
 #include "services/cloud/QrTickets.h"
 #include "services/cloud/RememberedSignIn.h"
-#include "tarn/rpc/IInvocable.h"
-#include <QHash>
 #include <QMutex>
 #include <atomic>
 #include <memory>
-#include <optional>
 
 namespace tarn::services {
 
-class CloudPages;
-class CloudStore;
-class LoopbackServer;
-struct CloudAccount;
 struct SignInFlags;
 
 struct CloudSettings
@@ -35,9 +30,9 @@ class CloudService final : public rpc::IInvocable
 public:
     using Clock = std::function<qint64()>; ///< milliseconds since 1970; any thread
 
-    /// Signs the user in again if the user asked for that.
+    /// Signs the user in again if the user asked for that. Throws std::runtime_error without a source of randomness.
     /// @param directory where accounts, key and remembered data are kept
-    CloudService(const QString &directory, CloudSettings settings, Clock clock = systemTime);
+    CloudService(const QString &directory, CloudSettings settings, Clock clock = now);
     ~CloudService() override;
     Q_DISABLE_COPY(CloudService)
 
@@ -45,42 +40,34 @@ public:
 
 private:
     static const HandlerTable<CloudService> &handlers();
-    /// Methods that may take long and look whether their caller still waits.
-    using LongHandler = rpc::CallResult (CloudService::*)(const rpc::Bag &, const rpc::ICallContext &);
-    static const QHash<QString, LongHandler> &longHandlers();
 
-    rpc::CallResult loginState(const rpc::Bag &input);
-    rpc::CallResult memory(const rpc::Bag &input);
-    rpc::CallResult sendCode(const rpc::Bag &input);
-    rpc::CallResult loginByPhone(const rpc::Bag &input, const rpc::ICallContext &context);
-    rpc::CallResult loginByAccount(const rpc::Bag &input, const rpc::ICallContext &context);
-    rpc::CallResult qrCodeUrl(const rpc::Bag &input);
-    rpc::CallResult qrCodeResult(const rpc::Bag &input, const rpc::ICallContext &context);
-    rpc::CallResult linkAddress(const rpc::Bag &input);
-    rpc::CallResult logout(const rpc::Bag &input);
-    rpc::CallResult addAccount(const rpc::Bag &input, const rpc::ICallContext &context);
-    rpc::CallResult removeAccount(const rpc::Bag &input);
-    rpc::CallResult listAccounts(const rpc::Bag &input);
-    rpc::CallResult lockAccount(const rpc::Bag &input);
-    rpc::CallResult listOutbox(const rpc::Bag &input);
-    rpc::CallResult status(const rpc::Bag &input);
+    rpc::CallResult loginState(const Request &request);
+    rpc::CallResult memory(const Request &request);
+    rpc::CallResult sendCode(const Request &request);
+    rpc::CallResult loginByPhone(const Request &request);
+    rpc::CallResult loginByAccount(const Request &request);
+    rpc::CallResult qrCodeUrl(const Request &request);
+    rpc::CallResult qrCodeResult(const Request &request);
+    rpc::CallResult linkAddress(const Request &request);
+    rpc::CallResult logout(const Request &request);
+    rpc::CallResult addAccount(const Request &request);
+    rpc::CallResult removeAccount(const Request &request);
+    rpc::CallResult listAccounts(const Request &request);
+    rpc::CallResult lockAccount(const Request &request);
+    rpc::CallResult listOutbox(const Request &request);
+    rpc::CallResult status(const Request &request);
 
-    rpc::CallResult finishQr(const QrTickets::Outcome &outcome, const SignInFlags &flags,
-                             const rpc::ICallContext &context);
-    /// Signs the user in, unless the account was removed or locked meanwhile or the caller no longer waits.
-    /// @return why not
-    std::optional<rpc::CallResult> enter(const CloudAccount &account, const QString &way, bool lockTip,
-                                         const rpc::ICallContext &context);
+    rpc::CallResult finishQr(const QrTickets::Outcome &outcome, const SignInFlags &flags, const Request &request);
+    std::optional<CloudAccount> find(CloudStore::By way, const QString &value);
+    /// Signs the user in. Throws Refusal when the account was removed or locked meanwhile or the caller no longer waits.
+    void enter(const CloudAccount &account, const QString &way, const SignInFlags &flags, const Request &request);
     void signInAgain();
+    QString signInFrom(const SignInMemory &memory); ///< why not; empty when the user is signed in
     void startSession(const QString &account, const QString &way, int state);
-    void endSession(const QString &account); ///< if it is this account's
-    bool startPages();                       ///< on first use
+    void endSession(const QString &account);                            ///< if it is this account's
+    QString pageAddress(const QString &path, const QString &onFailure); ///< starts the server on first use
     /// Changes the remembered data when change() says true; a failure costs a log line.
     void remember(const std::function<bool(SignInMemory &)> &change);
-    void rememberPhone(const QString &phone, const CloudAccount &account, const SignInFlags &flags);
-    void rememberAccount(const CloudAccount &account, const Secret &password, const SignInFlags &flags);
-    /// Runs work on the store's thread. @return the error, empty on success
-    QString store(const std::function<QString(CloudStore &)> &work);
 
     struct Session
     {
@@ -97,8 +84,7 @@ private:
     std::atomic<int> m_signingIn{0};
     QMutex m_sessionLock;
     Session m_session;
-    QMutex m_pagesLock; ///< guards the server's start
-    std::unique_ptr<CloudPages> m_pages;
+    QMutex m_serverLock; ///< guards the server's start
     std::unique_ptr<LoopbackServer> m_server;
     WorkThread m_thread;
     std::unique_ptr<CloudStore> m_store; ///< belongs to m_thread, as do the codes and the remembered data

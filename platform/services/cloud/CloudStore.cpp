@@ -6,6 +6,7 @@ namespace {
 
 constexpr int SchemaVersion = 3; // 1 had codes and an outbox apart, and no remembered data
 constexpr int MaxCodes = 1000;
+const QString Columns = QStringLiteral("name, phone, weixin, qq, locked, hash, id"); // of an account
 
 QStringList schema()
 {
@@ -30,16 +31,23 @@ QVariant optional(const QString &text)
     return text.isEmpty() ? QVariant() : QVariant(text);
 }
 
-QString accountColumns()
-{
-    return QStringLiteral("name, phone, weixin, qq, locked, hash, id");
-}
-
 CloudAccount accountOf(const QSqlQuery &query)
 {
     return {query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
             query.value(3).toString(), query.value(4).toBool(),   query.value(5).toByteArray(),
             query.value(6).toString()};
+}
+
+StoredCode codeOf(const QSqlQuery &query)
+{
+    return {query.value(0).toString(), query.value(1).toByteArray(), query.value(2).toLongLong(),
+            query.value(3).toInt(),    query.value(4).toLongLong(),  query.value(5).toInt()};
+}
+
+template <class Row>
+std::optional<Row> first(const QList<Row> &rows)
+{
+    return rows.isEmpty() ? std::nullopt : std::optional<Row>(rows.first());
 }
 
 } // namespace
@@ -49,87 +57,65 @@ CloudStore::CloudStore(const QString &directory)
 {
 }
 
-QString CloudStore::add(const CloudAccount &account, bool *taken)
+bool CloudStore::add(const CloudAccount &account)
 {
-    QString error =
-        m_db.run(QStringLiteral("INSERT OR IGNORE INTO accounts(%1) VALUES(?, ?, ?, ?, ?, ?, ?)").arg(accountColumns()),
-                 {account.name, optional(account.phone), optional(account.weixin), optional(account.qq), account.locked,
-                  account.passwordHash, account.id});
-    *taken = error.isEmpty() && m_db.changed() == 0;
-    return error;
+    return m_db.run(QStringLiteral("INSERT OR IGNORE INTO accounts(%1) VALUES(?, ?, ?, ?, ?, ?, ?)").arg(Columns),
+                    {account.name, optional(account.phone), optional(account.weixin), optional(account.qq),
+                     account.locked, account.passwordHash, account.id}) > 0;
 }
 
-QString CloudStore::remove(const QString &name, bool *known)
+bool CloudStore::remove(const QString &name)
 {
-    QString error = m_db.run(QStringLiteral("DELETE FROM accounts WHERE name = ?"), {name});
-    *known = error.isEmpty() && m_db.changed() > 0;
-    return error;
+    return m_db.run(QStringLiteral("DELETE FROM accounts WHERE name = ?"), {name}) > 0;
 }
 
-QString CloudStore::setLocked(const QString &name, bool locked, bool *known)
+bool CloudStore::setLocked(const QString &name, bool locked)
 {
-    QString error = m_db.run(QStringLiteral("UPDATE accounts SET locked = ? WHERE name = ?"), {locked, name});
-    *known = error.isEmpty() && m_db.changed() > 0;
-    return error;
+    return m_db.run(QStringLiteral("UPDATE accounts SET locked = ? WHERE name = ?"), {locked, name}) > 0;
 }
 
-QString CloudStore::find(By way, const QString &value, std::optional<CloudAccount> *account)
+std::optional<CloudAccount> CloudStore::find(By way, const QString &value)
 {
     static const char *const columns[] = {"name", "phone", "weixin", "qq"}; // in the order of By
     const QString column = QLatin1String(columns[static_cast<int>(way)]);
-    account->reset();
-    return m_db.run(QStringLiteral("SELECT %1 FROM accounts WHERE %2 = ?").arg(accountColumns(), column), {value},
-                    [account](const QSqlQuery &row) {
-                        *account = accountOf(row);
-                        return false;
-                    });
+    return first(
+        m_db.rows(QStringLiteral("SELECT %1 FROM accounts WHERE %2 = ?").arg(Columns, column), {value}, accountOf));
 }
 
-QString CloudStore::accounts(QList<CloudAccount> *accounts)
+QList<CloudAccount> CloudStore::accounts()
 {
-    return m_db.run(QStringLiteral("SELECT %1 FROM accounts ORDER BY name").arg(accountColumns()), {},
-                    [accounts](const QSqlQuery &row) {
-                        accounts->append(accountOf(row));
-                        return true;
-                    });
+    return m_db.rows(QStringLiteral("SELECT %1 FROM accounts ORDER BY name").arg(Columns), {}, accountOf);
 }
 
-QString CloudStore::putCode(const StoredCode &code, qint64 oldest, qint64 newest)
+void CloudStore::putCode(const StoredCode &code, qint64 oldest, qint64 newest)
 {
-    return m_db.inTransaction([&] {
-        QString error = m_db.run(QStringLiteral("INSERT OR REPLACE INTO sent_codes VALUES(?, ?, ?, ?, ?, ?)"),
-                                 {code.phone, code.sealed, code.sentAt, code.triesLeft, code.daySince, code.dayTries});
-        if (!error.isEmpty())
-            return error;
-        return m_db.run(QStringLiteral("DELETE FROM sent_codes WHERE sent_at < ? OR sent_at > ? OR phone NOT IN "
-                                       "(SELECT phone FROM sent_codes ORDER BY sent_at DESC, rowid DESC LIMIT ?)"),
-                        {oldest, newest, MaxCodes});
+    m_db.inTransaction([&] {
+        m_db.run(QStringLiteral("INSERT OR REPLACE INTO sent_codes VALUES(?, ?, ?, ?, ?, ?)"),
+                 {code.phone, code.sealed, code.sentAt, code.triesLeft, code.daySince, code.dayTries});
+        m_db.run(QStringLiteral("DELETE FROM sent_codes WHERE sent_at < ? OR sent_at > ? OR phone NOT IN "
+                                "(SELECT phone FROM sent_codes ORDER BY sent_at DESC, rowid DESC LIMIT ?)"),
+                 {oldest, newest, MaxCodes});
     });
 }
 
-QString CloudStore::codes(QList<StoredCode> *list, const QString &phone)
+QList<StoredCode> CloudStore::codes()
 {
-    return m_db.run(QStringLiteral("SELECT phone, sealed, sent_at, tries_left, day_since, day_tries FROM sent_codes "
-                                   "WHERE ? = '' OR phone = ? ORDER BY sent_at DESC, rowid DESC"),
-                    {phone, phone}, [list](const QSqlQuery &row) {
-                        list->append({row.value(0).toString(), row.value(1).toByteArray(), row.value(2).toLongLong(),
-                                      row.value(3).toInt(), row.value(4).toLongLong(), row.value(5).toInt()});
-                        return true;
-                    });
+    return m_db.rows(QStringLiteral("SELECT * FROM sent_codes ORDER BY sent_at DESC, rowid DESC"), {}, codeOf);
 }
 
-QString CloudStore::remembered(QByteArray *sealed)
+std::optional<StoredCode> CloudStore::code(const QString &phone)
 {
-    sealed->clear();
-    return m_db.run(QStringLiteral("SELECT sealed FROM remembered"), {}, [sealed](const QSqlQuery &row) {
-        *sealed = row.value(0).toByteArray();
-        return false;
-    });
+    return first(m_db.rows(QStringLiteral("SELECT * FROM sent_codes WHERE phone = ?"), {phone}, codeOf));
 }
 
-QString CloudStore::setRemembered(const QByteArray &sealed)
+QByteArray CloudStore::remembered()
 {
-    return m_db.run(QStringLiteral("INSERT OR REPLACE INTO remembered VALUES(1, ?)"), {sealed});
+    return m_db.value(QStringLiteral("SELECT sealed FROM remembered")).toByteArray();
+}
+
+void CloudStore::setRemembered(const QByteArray &sealed)
+{
+    m_db.run(QStringLiteral("INSERT OR REPLACE INTO remembered VALUES(1, ?)"), {sealed});
 }
 
 } // namespace tarn::services

@@ -1,8 +1,6 @@
 #pragma once
 #include "services/Database.h"
 #include <QByteArray>
-#include <QList>
-#include <QString>
 #include <optional>
 
 namespace tarn::services {
@@ -30,8 +28,8 @@ struct StoredCode
     int dayTries = 0;
 };
 
-/// Accounts, one-time codes and the sealed sign-in data in the database "cloud.db". One thread. The functions return
-/// the error, empty on success.
+/// Accounts, one-time codes and the sealed sign-in data in the database "cloud.db". One thread. The functions throw
+/// Failure.
 class CloudStore
 {
 public:
@@ -39,20 +37,20 @@ public:
 
     enum class By { Name, Phone, Weixin, Qq };
 
-    /// @param taken true when another account has its name or one of its other ways; nothing is stored then
-    QString add(const CloudAccount &account, bool *taken);
-    QString remove(const QString &name, bool *known);
-    QString setLocked(const QString &name, bool locked, bool *known);
-    QString find(By way, const QString &value, std::optional<CloudAccount> *account);
-    QString accounts(QList<CloudAccount> *accounts); ///< by name
+    /// @return false when another account has its name or one of its other ways; nothing is stored then
+    bool add(const CloudAccount &account);
+    bool remove(const QString &name); ///< false when there is no such account
+    bool setLocked(const QString &name, bool locked);
+    std::optional<CloudAccount> find(By way, const QString &value);
+    QList<CloudAccount> accounts(); ///< by name
 
     /// Replaces the phone's code; deletes all codes sent before oldest or after newest (the clock was set back).
-    QString putCode(const StoredCode &code, qint64 oldest, qint64 newest);
-    /// @param phone empty for all, newest first
-    QString codes(QList<StoredCode> *list, const QString &phone = QString());
+    void putCode(const StoredCode &code, qint64 oldest, qint64 newest);
+    QList<StoredCode> codes(); ///< newest first
+    std::optional<StoredCode> code(const QString &phone);
 
-    QString remembered(QByteArray *sealed); ///< the sealed sign-in data, empty when there are none
-    QString setRemembered(const QByteArray &sealed);
+    QByteArray remembered(); ///< the sealed sign-in data, empty when there are none
+    void setRemembered(const QByteArray &sealed);
 
 private:
     Database m_db;

@@ -4,9 +4,10 @@
 #include <QString>
 #include <atomic>
 #include <functional>
-#include <memory>
 
+struct MHD_Connection;
 struct MHD_Daemon;
+struct sockaddr_in;
 
 namespace tarn::services {
 
@@ -37,17 +38,19 @@ class LoopbackServer
 public:
     using Handler = std::function<PageReply(const PageRequest &)>;
 
+    /// Throws Failure when no pages can be served on this machine.
     explicit LoopbackServer(Handler handler);
     ~LoopbackServer(); ///< requests that run end first
     LoopbackServer(const LoopbackServer &) = delete;
     LoopbackServer &operator=(const LoopbackServer &) = delete;
 
-    bool isRunning() const { return m_daemon != nullptr; }
-    quint16 port() const { return m_port; }
     QString address() const; ///< "http://127.0.0.1:PORT"
 
 private:
-    friend struct LoopbackCallbacks;
+    bool isOwnUser(const sockaddr_in &peer);
+    int refusal(MHD_Connection *connection, const QByteArray &method) const;
+    bool receive(MHD_Connection *connection, const char *url, const QByteArray &method, const char *data, size_t *size,
+                 void **state) const;
     void logRefusal();
 
     const Handler m_handler;

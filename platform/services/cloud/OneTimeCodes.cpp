@@ -33,83 +33,66 @@ OneTimeCodes::OneTimeCodes(CloudStore *store, const Vault *vault, Clock clock)
 {
 }
 
-QString OneTimeCodes::last(const QString &phone, StoredCode *code) const
+StoredCode OneTimeCodes::last(const QString &phone) const
 {
-    QList<StoredCode> list;
-    QString error = m_vault->error();
-    if (error.isEmpty() && !phone.isEmpty())
-        error = m_store->codes(&list, phone);
-    *code = list.value(0);
-    code->phone = phone;
-    return error;
+    m_vault->requireKey();
+    StoredCode code = m_store->code(phone).value_or(StoredCode());
+    code.phone = phone;
+    return code;
 }
 
-QString OneTimeCodes::store(const StoredCode &code) const
+void OneTimeCodes::store(const StoredCode &code) const
 {
-    return m_store->putCode(code, m_clock() - DayMs, m_clock());
+    m_store->putCode(code, m_clock() - DayMs, m_clock());
 }
 
-QString OneTimeCodes::send(const QString &phone, QString *refusal)
+QString OneTimeCodes::send(const QString &phone)
 {
-    StoredCode code;
-    QString error = last(phone, &code);
-    if (!error.isEmpty())
-        return error;
+    StoredCode code = last(phone);
     const qint64 now = m_clock();
-    if (!code.sealed.isEmpty() && isWithin(now - code.sentAt, PauseMs)) {
-        *refusal = QStringLiteral("动态密码发送过于频繁，请%1秒后再试").arg((PauseMs - now + code.sentAt + 999) / 1000);
-        return {};
-    }
+    if (!code.sealed.isEmpty() && isWithin(now - code.sentAt, PauseMs))
+        return QStringLiteral("动态密码发送过于频繁，请%1秒后再试").arg((PauseMs - now + code.sentAt + 999) / 1000);
     code.sealed = m_vault->seal(newCode());
     code.sentAt = now;
     code.triesLeft = Tries;
-    return store(code);
+    store(code);
+    return {};
 }
 
-QString OneTimeCodes::check(const QString &phone, const Secret &code, QString *refusal)
+QString OneTimeCodes::check(const QString &phone, const Secret &code)
 {
-    StoredCode stored;
-    QString error = last(phone, &stored);
-    if (!error.isEmpty())
-        return error;
+    StoredCode stored = last(phone);
     const qint64 now = m_clock();
-    if (stored.triesLeft <= 0 || !isWithin(now - stored.sentAt, LifetimeMs)) {
-        *refusal = QStringLiteral("动态密码已失效，请重新获取");
-        return {};
-    }
+    if (stored.triesLeft <= 0 || !isWithin(now - stored.sentAt, LifetimeMs))
+        return QStringLiteral("动态密码已失效，请重新获取");
     if (stored.dayTries == 0 || !isWithin(now - stored.daySince, DayMs)) {
         stored.daySince = now;
         stored.dayTries = 0;
     }
-    if (stored.dayTries >= DayTries) {
-        *refusal = QStringLiteral("动态密码尝试次数过多，请24小时后再试");
-        return {};
-    }
+    if (stored.dayTries >= DayTries)
+        return QStringLiteral("动态密码尝试次数过多，请24小时后再试");
     ++stored.dayTries;
     --stored.triesLeft;
-    error = store(stored); // before the answer is known, so that no try is free
-    if (!error.isEmpty())
-        return error;
+    store(stored); // before the answer is known, so that no try is free
     const auto expected = m_vault->open(stored.sealed);
     if (!expected || expected->size() != code.size() ||
-        sodium_memcmp(expected->data(), code.data(), static_cast<size_t>(code.size())) != 0) {
-        *refusal = QStringLiteral("动态密码错误");
-        return {};
-    }
+        sodium_memcmp(expected->data(), code.data(), static_cast<size_t>(code.size())) != 0)
+        return QStringLiteral("动态密码错误");
     stored.triesLeft = 0;
-    return store(stored);
+    store(stored);
+    return {};
 }
 
-QString OneTimeCodes::outbox(QList<Sent> *entries)
+QList<OneTimeCodes::Sent> OneTimeCodes::outbox()
 {
-    QList<StoredCode> all;
-    QString error = m_store->codes(&all);
-    for (const StoredCode &entry : qAsConst(all)) {
+    QList<Sent> entries;
+    const QList<StoredCode> all = m_store->codes();
+    for (const StoredCode &entry : all) {
         const bool isValid = entry.triesLeft > 0 && isWithin(m_clock() - entry.sentAt, LifetimeMs);
         if (const auto code = isValid ? m_vault->open(entry.sealed) : std::nullopt)
-            entries->append({entry.phone, code->toText(), entry.sentAt});
+            entries.append({entry.phone, code->toText(), entry.sentAt});
     }
-    return error;
+    return entries;
 }
 
 } // namespace tarn::services

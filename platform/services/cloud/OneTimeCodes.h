@@ -1,8 +1,6 @@
 #pragma once
 #include "services/cloud/CloudStore.h"
 #include "services/cloud/Secret.h"
-#include <QList>
-#include <QString>
 #include <functional>
 
 namespace tarn::services {
@@ -26,16 +24,17 @@ public:
         qint64 sentAt = 0;
     };
 
-    /// @param refusal a text for the user when no code was sent
-    /// @return the store's error, empty on success
-    QString send(const QString &phone, QString *refusal);
+    /// The functions throw Failure.
+    /// @return a text for the user when no code was sent, empty when one was
+    QString send(const QString &phone);
     /// A code that fits is used up.
-    QString check(const QString &phone, const Secret &code, QString *refusal);
-    QString outbox(QList<Sent> *entries); ///< valid ones, newest first
+    /// @return a text for the user when the code is not accepted
+    QString check(const QString &phone, const Secret &code);
+    QList<Sent> outbox(); ///< valid ones, newest first
 
 private:
-    QString last(const QString &phone, StoredCode *code) const;
-    QString store(const StoredCode &code) const;
+    StoredCode last(const QString &phone) const;
+    void store(const StoredCode &code) const;
 
     CloudStore *const m_store;
     const Vault *const m_vault;

@@ -1,4 +1,5 @@
 #include "services/cloud/PasswordHash.h"
+#include "services/Failure.h"
 #include <cerrno>
 #include <sodium.h>
 
@@ -15,22 +16,26 @@ QByteArray hashPassword(const Secret &password)
 {
     initSodium();
     QByteArray hash(crypto_pwhash_STRBYTES, '\0');
-    const int failed =
-        crypto_pwhash_str(hash.data(), password.chars(), static_cast<unsigned long long>(password.size()),
-                          crypto_pwhash_OPSLIMIT_INTERACTIVE, crypto_pwhash_MEMLIMIT_INTERACTIVE);
-    return failed != 0 ? QByteArray() : QByteArray(hash.constData());
+    if (crypto_pwhash_str(hash.data(), password.chars(), static_cast<unsigned long long>(password.size()),
+                          crypto_pwhash_OPSLIMIT_INTERACTIVE, crypto_pwhash_MEMLIMIT_INTERACTIVE) != 0)
+        throw Failure(QStringLiteral("not enough memory for the password's hash"));
+    return QByteArray(hash.constData());
 }
 
-PasswordCheck checkPassword(const QByteArray &hash, const Secret &password)
+bool isPassword(const QByteArray &hash, const Secret &password)
 {
-    if (hash.isEmpty()) // takes the time and memory of a comparison
-        return hashPassword(password).isEmpty() ? PasswordCheck::Failed : PasswordCheck::Differs;
+    if (hash.isEmpty()) {
+        hashPassword(password); // takes the time and memory of a comparison
+        return false;
+    }
     initSodium();
     errno = 0;
     if (crypto_pwhash_str_verify(hash.constData(), password.chars(),
                                  static_cast<unsigned long long>(password.size())) == 0)
-        return PasswordCheck::Matches;
-    return errno == EINVAL ? PasswordCheck::Differs : PasswordCheck::Failed; // EINVAL: compared, and different
+        return true;
+    if (errno != EINVAL) // EINVAL: compared, and different
+        throw Failure(QStringLiteral("a password cannot be checked, perhaps for want of memory"));
+    return false;
 }
 
 } // namespace tarn::services

@@ -8,13 +8,13 @@ namespace tarn::services {
 /// many sign-ins at once do not occupy every RPC worker.
 QSemaphore &hashPlaces();
 
-/// Argon2id with libsodium's interactive costs (64 MiB, tens of milliseconds). Any thread.
-/// @return an ASCII text with salt and costs; empty when there is not enough memory
+/// Argon2id with libsodium's interactive costs (64 MiB, tens of milliseconds). Any thread. Throws Failure when there is
+/// not enough memory.
+/// @return an ASCII text with salt and costs
 QByteArray hashPassword(const Secret &password);
 
-enum class PasswordCheck { Matches, Differs, Failed }; ///< Failed: not compared, for want of memory or a bad hash
-
+/// Whether a password is the hashed one. Throws Failure where it cannot be compared, for want of memory or a bad hash.
 /// @param hash a result of hashPassword(); an empty one costs the same time and differs
-PasswordCheck checkPassword(const QByteArray &hash, const Secret &password);
+bool isPassword(const QByteArray &hash, const Secret &password);
 
 } // namespace tarn::services

@@ -24,17 +24,12 @@ QString QrTickets::open(QrWay way, const QString &randomCode)
 {
     QString name = randomHex(TicketBytes);
     const QMutexLocker lock(&m_lock);
-    if (Ticket *old = find(m_byCode.value(randomCode))) {
+    if (Ticket *old = find(nameOf(randomCode))) {
         old->view.state = QrState::Expired;
         old->randomCode.clear();
     }
     makeRoom();
-    Ticket ticket;
-    ticket.view.way = way;
-    ticket.randomCode = randomCode;
-    ticket.opened = m_clock();
-    m_tickets.insert(name, ticket);
-    m_byCode.insert(randomCode, name);
+    m_tickets.insert(name, {{way, QrState::Waiting, {}}, randomCode, {}, m_clock()});
     return name;
 }
 
@@ -53,16 +48,6 @@ void QrTickets::scanned(const QString &ticket)
         found->view.state = QrState::Scanned;
 }
 
-bool QrTickets::confirm(const QString &ticket, const QString &identity)
-{
-    return decide(ticket, QrState::Confirmed, identity);
-}
-
-bool QrTickets::refuse(const QString &ticket)
-{
-    return decide(ticket, QrState::Refused, {});
-}
-
 bool QrTickets::decide(const QString &ticket, QrState state, const QString &identity)
 {
     const QMutexLocker lock(&m_lock);
@@ -77,16 +62,13 @@ bool QrTickets::decide(const QString &ticket, QrState state, const QString &iden
 QrTickets::Outcome QrTickets::take(const QString &randomCode)
 {
     const QMutexLocker lock(&m_lock);
-    const QString name = m_byCode.value(randomCode);
+    const QString name = nameOf(randomCode);
     Ticket *found = find(name);
     if (!found)
         return {};
-    Outcome outcome{found->view.state, found->view.way, found->identity, name};
-    if (!found->view.isOpen()) {
-        m_byCode.remove(randomCode);
+    if (!found->view.isOpen())
         found->randomCode.clear();
-    }
-    return outcome;
+    return {found->view.state, found->view.way, found->identity, name};
 }
 
 void QrTickets::setResult(const QString &ticket, const QString &text)
@@ -96,35 +78,34 @@ void QrTickets::setResult(const QString &ticket, const QString &text)
         found->view.result = text;
 }
 
+// A confirmation that was not fetched in time expires too.
 QrTickets::Ticket *QrTickets::find(const QString &ticket)
 {
     const auto it = m_tickets.find(ticket);
     if (it == m_tickets.end())
         return nullptr;
-    update(*it);
+    const qint64 limit = it->view.state == QrState::Confirmed ? m_lifetime + FetchMs : m_lifetime;
+    if (!it->randomCode.isEmpty() && it->view.state != QrState::Refused && m_clock() - it->opened >= limit)
+        it->view.state = QrState::Expired;
     return &*it;
 }
 
-// A confirmation that was not fetched in time expires too.
-void QrTickets::update(Ticket &ticket) const
+QString QrTickets::nameOf(const QString &randomCode) const
 {
-    const qint64 limit = ticket.view.state == QrState::Confirmed ? m_lifetime + FetchMs : m_lifetime;
-    if (!ticket.randomCode.isEmpty() && ticket.view.state != QrState::Refused && m_clock() - ticket.opened >= limit)
-        ticket.view.state = QrState::Expired;
+    const auto found = std::find_if(m_tickets.cbegin(), m_tickets.cend(), [&](const Ticket &ticket) {
+        return !randomCode.isEmpty() && ticket.randomCode == randomCode;
+    });
+    return found == m_tickets.cend() ? QString() : found.key();
 }
 
 void QrTickets::makeRoom()
 {
-    const auto drop = [this](QHash<QString, Ticket>::iterator it) {
-        m_byCode.remove(it->randomCode);
-        return m_tickets.erase(it);
-    };
     const qint64 now = m_clock();
     for (auto it = m_tickets.begin(); it != m_tickets.end();)
-        it = now - it->opened > m_lifetime + KeepMs ? drop(it) : std::next(it);
+        it = now - it->opened > m_lifetime + KeepMs ? m_tickets.erase(it) : std::next(it);
     while (m_tickets.size() >= MaxTickets)
-        drop(std::min_element(m_tickets.begin(), m_tickets.end(),
-                              [](const Ticket &a, const Ticket &b) { return a.opened < b.opened; }));
+        m_tickets.erase(std::min_element(m_tickets.begin(), m_tickets.end(),
+                                         [](const Ticket &a, const Ticket &b) { return a.opened < b.opened; }));
 }
 
 } // namespace tarn::services

@@ -41,9 +41,9 @@ public:
     QString open(QrWay way, const QString &randomCode);
     std::optional<View> view(const QString &ticket);
     void scanned(const QString &ticket);
+    /// @param state Confirmed with an identity, or Refused
     /// @return false when it can no longer be decided
-    bool confirm(const QString &ticket, const QString &identity);
-    bool refuse(const QString &ticket);
+    bool decide(const QString &ticket, QrState state, const QString &identity = {});
 
     /// The state of the sign-in. An end is reported once; an unknown code counts as expired. A confirmation in
     /// the last moment can still be fetched for half a minute.
@@ -59,15 +59,13 @@ private:
         qint64 opened = 0;
     };
     Ticket *find(const QString &ticket); ///< brought up to date; null when there is none
-    bool decide(const QString &ticket, QrState state, const QString &identity);
-    void update(Ticket &ticket) const;
+    QString nameOf(const QString &randomCode) const;
     void makeRoom();
 
     const Clock m_clock;
     const qint64 m_lifetime;
     QMutex m_lock;
     QHash<QString, Ticket> m_tickets;
-    QHash<QString, QString> m_byCode; ///< ticket by random code
 };
 
 } // namespace tarn::services

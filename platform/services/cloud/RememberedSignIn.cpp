@@ -12,6 +12,12 @@ namespace {
 constexpr qint64 MaxSize = 1024 * 1024; // bytes of a file of an earlier version
 constexpr quint32 Version = 2;
 
+void setFormat(QDataStream &stream)
+{
+    stream.setVersion(QDataStream::Qt_5_15);
+    stream.setByteOrder(QDataStream::LittleEndian); // another order than the machine's copies the texts
+}
+
 Secret pack(const SignInMemory &memory)
 {
     constexpr int Fixed = 64; // numbers and lengths
@@ -22,8 +28,7 @@ Secret pack(const SignInMemory &memory)
     QByteArray bytes;
     bytes.reserve(size); // never moved, so that one copy is overwritten
     QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream.setVersion(QDataStream::Qt_5_15);
-    stream.setByteOrder(QDataStream::LittleEndian); // another order than the machine's copies the texts
+    setFormat(stream);
     stream << Version << memory.model << memory.autoLogin << memory.keepsPassword << memory.keepsPhone << memory.account
            << memory.password << memory.phone << memory.autoAccount << memory.autoId << memory.autoWay;
     return Secret(std::move(bytes));
@@ -34,8 +39,7 @@ bool unpack(const Secret &plain, SignInMemory *memory)
 {
     const QByteArray bytes = QByteArray::fromRawData(plain.chars(), plain.size());
     QDataStream stream(bytes);
-    stream.setVersion(QDataStream::Qt_5_15);
-    stream.setByteOrder(QDataStream::LittleEndian); // another order than the machine's copies the texts
+    setFormat(stream);
     quint32 version = 0;
     stream >> version;
     if (version != Version)
@@ -57,19 +61,16 @@ void SignInMemory::setAuto(bool wanted, const QString &name, const QString &id, 
 
 bool SignInMemory::forget(const QString &name)
 {
-    const bool isAuto = autoAccount == name;
-    const bool isFilled = account == name;
-    if (isAuto) {
-        autoAccount.clear();
-        autoId.clear();
-        autoLogin = false;
-    }
-    if (isFilled) {
+    if (autoAccount != name && account != name)
+        return false;
+    if (autoAccount == name)
+        setAuto(false, {}, {}, autoWay);
+    if (account == name) {
         account.clear();
         wipe(&password);
         keepsPassword = false;
     }
-    return isAuto || isFilled;
+    return true;
 }
 
 RememberedSignIn::RememberedSignIn(CloudStore *store, const Vault *vault)
@@ -81,25 +82,22 @@ RememberedSignIn::RememberedSignIn(CloudStore *store, const Vault *vault)
 void RememberedSignIn::takeOver(const QString &file) const
 {
     const PrivateFile old = readPrivateFile(file, MaxSize);
-    QByteArray sealed;
-    QString error = old.error;
-    if (old.state == PrivateFile::Sound)
-        error = m_store->remembered(&sealed);
-    if (old.state == PrivateFile::Sound && error.isEmpty() && sealed.isEmpty())
-        error = m_store->setRemembered(old.bytes);
-    if (error.isEmpty())
+    const QString error = errorOf([&] {
+        if (!old.error.isEmpty())
+            throw Failure(old.error);
+        if (old.state == PrivateFile::Sound && m_store->remembered().isEmpty())
+            m_store->setRemembered(old.bytes);
         QFile::remove(file);
-    else
+    });
+    if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(file, error);
 }
 
-SignInMemory RememberedSignIn::load(QString *error) const
+SignInMemory RememberedSignIn::load() const
 {
-    QByteArray sealed;
-    *error = m_vault->error();
-    if (error->isEmpty())
-        *error = m_store->remembered(&sealed);
-    if (!error->isEmpty() || sealed.isEmpty())
+    m_vault->requireKey();
+    const QByteArray sealed = m_store->remembered();
+    if (sealed.isEmpty())
         return {};
     const auto plain = m_vault->open(sealed);
     SignInMemory memory;
@@ -109,9 +107,9 @@ SignInMemory RememberedSignIn::load(QString *error) const
     return {};
 }
 
-QString RememberedSignIn::save(const SignInMemory &memory) const
+void RememberedSignIn::save(const SignInMemory &memory) const
 {
-    return m_vault->error().isEmpty() ? m_store->setRemembered(m_vault->seal(pack(memory))) : m_vault->error();
+    m_store->setRemembered(m_vault->seal(pack(memory)));
 }
 
 } // namespace tarn::services

@@ -41,8 +41,7 @@ struct SignInMemory
     bool forget(const QString &name);
 };
 
-/// The remembered sign-in data, sealed in the database. Data that cannot be opened count as none, with a log line. The
-/// store's thread.
+/// The remembered sign-in data, sealed in the database. The store's thread. load() and save() throw Failure.
 class RememberedSignIn
 {
 public:
@@ -50,10 +49,9 @@ public:
 
     /// Moves the data of an earlier version, sealed with the same key, from their own file into the database.
     void takeOver(const QString &file) const;
-    /// @param error receives why it cannot be read; nothing must be saved over it then
-    SignInMemory load(QString *error) const;
-    /// @return the error, empty when it is on the disk
-    QString save(const SignInMemory &memory) const;
+    /// Data that cannot be opened count as none, with a log line. After a Failure nothing must be saved over them.
+    SignInMemory load() const;
+    void save(const SignInMemory &memory) const;
 
 private:
     CloudStore *const m_store;

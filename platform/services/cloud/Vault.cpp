@@ -12,35 +12,32 @@ constexpr int NonceSize = crypto_secretbox_NONCEBYTES;
 constexpr int MacSize = crypto_secretbox_MACBYTES;
 constexpr char KeyContext[crypto_kdf_CONTEXTBYTES + 1] = "tarnvalt";
 
-unsigned char *bytes(QByteArray &array)
-{
-    return reinterpret_cast<unsigned char *>(array.data());
-}
-
-const unsigned char *bytes(const QByteArray &array)
-{
-    return reinterpret_cast<const unsigned char *>(array.constData());
-}
-
 } // namespace
 
 Vault::Vault(const QString &directory)
 {
     initSodium();
     const QString file = directory + QStringLiteral("/cloud.key");
-    PrivateFile read = readPrivateFile(file, KeySize);
-    if (read.state == PrivateFile::Sound && read.bytes.size() != KeySize)
-        read = {PrivateFile::Bad, {}, QStringLiteral("it is no key")};
-    if (read.state == PrivateFile::Sound)
-        useKey(Secret(std::move(read.bytes)));
-    else if (read.state == PrivateFile::Unreadable)
-        m_error = read.error; // it may be sound: nothing is sealed with another one
-    else if (read.state == PrivateFile::Bad)
-        m_error = moveAside(file, read.error + QStringLiteral("; the remembered sign-in is lost"));
-    if (m_error.isEmpty() && read.state != PrivateFile::Sound)
-        makeKey(file);
+    m_error = errorOf([&] { useKeyOf(file); });
     if (!m_error.isEmpty())
         qCCritical(servicesLog).noquote() << QStringLiteral("%1: %2").arg(file, m_error);
+}
+
+void Vault::useKeyOf(const QString &file)
+{
+    PrivateFile read = readPrivateFile(file, KeySize);
+    if (read.state == PrivateFile::Unreadable) // it may be sound: nothing is sealed with another one
+        throw Failure(read.error);
+    if (read.state == PrivateFile::Sound && read.bytes.size() == KeySize)
+        return useKey(Secret(std::move(read.bytes)));
+    const QString fault = read.state == PrivateFile::Sound ? QStringLiteral("it is no key") : read.error;
+    if (read.state != PrivateFile::Absent &&
+        moveAside(file, fault + QStringLiteral("; the remembered sign-in is lost")).isEmpty())
+        throw Failure(systemError());
+    Secret master(KeySize);
+    crypto_kdf_keygen(master.data());
+    writeDurably(file, QByteArray::fromRawData(master.chars(), master.size()));
+    useKey(master);
 }
 
 void Vault::useKey(const Secret &master)
@@ -49,19 +46,17 @@ void Vault::useKey(const Secret &master)
     crypto_kdf_derive_from_key(m_sealKey.data(), crypto_secretbox_KEYBYTES, 1, KeyContext, master.data());
 }
 
-void Vault::makeKey(const QString &file)
+void Vault::requireKey() const
 {
-    Secret master(KeySize);
-    crypto_kdf_keygen(master.data());
-    m_error = writeDurably(file, QByteArray::fromRawData(master.chars(), master.size()));
-    if (m_error.isEmpty())
-        useKey(master);
+    if (!m_error.isEmpty())
+        throw Failure(m_error);
 }
 
 QByteArray Vault::seal(const Secret &plain) const
 {
+    requireKey();
     QByteArray sealed(NonceSize + MacSize + plain.size(), '\0');
-    unsigned char *nonce = bytes(sealed);
+    auto *const nonce = reinterpret_cast<unsigned char *>(sealed.data());
     randombytes_buf(nonce, NonceSize);
     crypto_secretbox_easy(nonce + NonceSize, plain.data(), static_cast<unsigned long long>(plain.size()), nonce,
                           m_sealKey.data());
@@ -70,10 +65,11 @@ QByteArray Vault::seal(const Secret &plain) const
 
 std::optional<Secret> Vault::open(const QByteArray &sealed) const
 {
-    if (!m_error.isEmpty() || sealed.size() < NonceSize + MacSize)
+    requireKey();
+    if (sealed.size() < NonceSize + MacSize)
         return std::nullopt;
     Secret plain(sealed.size() - NonceSize - MacSize);
-    const unsigned char *nonce = bytes(sealed);
+    const auto *const nonce = reinterpret_cast<const unsigned char *>(sealed.constData());
     const auto size = static_cast<unsigned long long>(sealed.size() - NonceSize);
     if (crypto_secretbox_open_easy(plain.data(), nonce + NonceSize, size, nonce, m_sealKey.data()) != 0)
         return std::nullopt;

@@ -1,7 +1,5 @@
 #pragma once
 #include "services/cloud/Secret.h"
-#include <QByteArray>
-#include <QString>
 #include <optional>
 
 namespace tarn::services {
@@ -10,21 +8,21 @@ namespace tarn::services {
 /// the data alone (a backup of one file), not a copy of both. Any thread after construction.
 ///
 /// A key file that is missing, broken or open to others is replaced (the old one is moved aside); data sealed with
-/// the old key are lost then. One that cannot be read is left alone: error() then, until the services start again.
+/// the old key are lost then. One that cannot be read is left alone: the functions throw Failure then, until the
+/// services start again.
 class Vault
 {
 public:
     explicit Vault(const QString &directory);
 
-    /// Why nothing can be sealed, empty when all is well.
-    QString error() const { return m_error; }
-    QByteArray seal(const Secret &plain) const; ///< only without error()
+    void requireKey() const;
+    QByteArray seal(const Secret &plain) const;
     /// No value when it was sealed with another key, or changed.
     std::optional<Secret> open(const QByteArray &sealed) const;
 
 private:
+    void useKeyOf(const QString &file);
     void useKey(const Secret &master);
-    void makeKey(const QString &file);
 
     Secret m_sealKey;
     QString m_error;

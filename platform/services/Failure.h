@@ -1,0 +1,54 @@
+#pragma once
+#include <QString>
+#include <stdexcept>
+
+/// The services report errors as exceptions: each ends the work on one request, task or file.
+namespace tarn::services {
+
+/// Work that could not be done; the text says why.
+struct Failure : std::runtime_error
+{
+    explicit Failure(const QString &text)
+        : std::runtime_error(text.toStdString())
+    {
+    }
+    QString text() const { return QString::fromUtf8(what()); }
+};
+
+/// A request with a missing or wrong value; the text names the key.
+struct BadRequest : Failure
+{
+    using Failure::Failure;
+};
+
+/// A request that is refused with this return code of its service.
+struct Refusal : Failure
+{
+    Refusal(int returnCode, const QString &text)
+        : Failure(text)
+        , code(returnCode)
+    {
+    }
+    const int code;
+};
+
+/// Throws BadRequest unless the condition holds.
+inline void require(bool holds, const QString &error)
+{
+    if (!holds)
+        throw BadRequest(error);
+}
+
+/// Runs work. @return the text of its exception, empty on success
+template <class Work>
+QString errorOf(Work work)
+{
+    try {
+        work();
+    } catch (const std::exception &e) {
+        return QString::fromUtf8(e.what());
+    }
+    return {};
+}
+
+} // namespace tarn::services
