@@ -104,4 +104,11 @@ inline QStringList reports()
     return result;
 }
 
+// Forgets the calls and the answers of the test before.
+inline void reset()
+{
+    QThreadPool::globalInstance()->waitForDone();
+    FakeClient::fake().reset();
+}
+
 } // namespace center

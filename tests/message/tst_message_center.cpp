@@ -18,13 +18,6 @@ using FakeClient::fake;
 namespace {
 const QString Flow = QStringLiteral("【消息中心交互流程日志记录】");
 
-QVariantMap withLink(QVariantMap message, const QString &address)
-{
-    message.insert("LinkText", "查看 <详情>");
-    message.insert("LinkAdress", address);
-    return message;
-}
-
 void askForCenter(const QVariantMap &values)
 {
     QVERIFY(CManagerAccess::Posted::Yes ==
@@ -33,10 +26,6 @@ void askForCenter(const QVariantMap &values)
     QCoreApplication::sendPostedEvents(CVisualizedManager::GetInstance());
 }
 
-QList<CMsgCenterDlg *> openCenters()
-{
-    return notice::visibleWindows<CMsgCenterDlg>();
-}
 } // namespace
 
 class TestMessageCenter : public QObject
@@ -44,12 +33,7 @@ class TestMessageCenter : public QObject
     Q_OBJECT
 private slots:
     void initTestCase() { FakeClient::install(); }
-
-    void init()
-    {
-        QThreadPool::globalInstance()->waitForDone();
-        fake().reset();
-    }
+    void init() { center::reset(); }
 
     void nothingToShow()
     {
@@ -63,49 +47,44 @@ private slots:
         QVERIFY(reports().isEmpty());
     }
 
-    void expandingReadsOnce_data()
-    {
-        QTest::addColumn<QString>("by");
-        for (const char *by : {"arrow", "key", "double click"})
-            QTest::newRow(by) << by;
-    }
-
     void expandingReadsOnce()
     {
-        QFETCH(QString, by);
-        const Window window = open(messages(3));
-        CMessageListItem *first = item(window, 1);
+        const Window window = open(messages(4));
         QSignalSpy reads(window.get(), &CMsgCenterDlg::MsgHasBeReadSignal);
-        const int before = first->height();
-        const LogCatcher log;
-        const auto toggle = [&] {
-            if (by == "arrow")
-                QTest::mouseClick(arrow(first), Qt::LeftButton);
-            else if (by == "key")
-                QTest::keyClick(first, Qt::Key_Return);
-            else
-                QTest::mouseDClick(first, Qt::LeftButton, {}, QPoint(100, 50));
-        };
-        toggle();
-        QVERIFY(first->isExpanded());
-        QVERIFY(!hasDot(first));
-        QTRY_VERIFY(item(window, 2)->y() == first->geometry().bottom() + 1 + (first->y() - before));
-        toggle();
-        toggle();
-        QCoreApplication::sendPostedEvents(); // the announcement comes back to dialog and item
-        QCoreApplication::sendPostedEvents();
-        QCOMPARE(reports(), QStringList({"MsgState 2 id1", "receipt 2 id1"}));
-        QCOMPARE(reads.size(), 1);
-        QCOMPARE(log.count(QtInfoMsg, Flow + "消息id1展开详细信息。"), 2);
-        QCOMPARE(log.count(QtInfoMsg, Flow + "消息id1收起详细信息。"), 1);
-        QCOMPARE(log.count(QtInfoMsg, Flow + "消息id1已读。"), 1);
-        QCOMPARE(log.count(QtInfoMsg, Flow + "消息已读，去除未读红点。"), 1);
+        const QList<std::function<void(CMessageListItem *)>> ways{
+            [](CMessageListItem *one) { QTest::mouseClick(arrow(one), Qt::LeftButton); },
+            [](CMessageListItem *one) { QTest::keyClick(one, Qt::Key_Return); },
+            [](CMessageListItem *one) { QTest::mouseDClick(one, Qt::LeftButton, {}, QPoint(100, 50)); }};
+        for (int i = 0; i < ways.size(); ++i) {
+            CMessageListItem *one = item(window, i);
+            const int gap = item(window, 1)->y() - item(window, 0)->geometry().bottom();
+            const LogCatcher log;
+            ways[i](one);
+            QVERIFY(one->isExpanded() && !hasDot(one));
+            QTRY_COMPARE(item(window, i + 1)->y() - one->geometry().bottom(), gap);
+            ways[i](one);
+            QVERIFY(!one->isExpanded());
+            ways[i](one);
+            QCoreApplication::sendPostedEvents(); // the announcement comes back to dialog and item
+            QCoreApplication::sendPostedEvents();
+            QCOMPARE(reports().filter(one->message().MsgId).size(), 2);
+            QCOMPARE(reads.size(), i + 1);
+            const QString id = one->message().MsgId;
+            QCOMPARE(log.texts(QtInfoMsg).filter(Flow),
+                     QStringList({Flow + "消息" + id + "展开详细信息。", Flow + "消息已读，去除未读红点。",
+                                  Flow + "消息" + id + "已读。", Flow + "消息" + id + "收起详细信息。",
+                                  Flow + "消息" + id + "展开详细信息。"}));
+        }
+        QCOMPARE(reports().mid(0, 2), QStringList({"MsgState 2 id0", "MsgState 2 id1"}));
     }
 
     void followingTheLinkClicksAndReads()
     {
         const LinkTaker links({"https", "file"});
-        const Window window = open({withLink(message("a"), "https://x.example/a?a=1&b"), message("b")});
+        QVariantMap linked = message("a");
+        linked.insert("LinkText", "查看 <详情>");
+        linked.insert("LinkAdress", "https://x.example/a?a=1&b");
+        const Window window = open({linked, message("b")});
         QSignalSpy clicks(window.get(), &CMsgCenterDlg::MsgHasBeClickSignal);
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         QTRY_VERIFY(item(window, 0)->findChild<QLabel *>("messageLink")->width() > 100);
@@ -154,19 +133,10 @@ private slots:
         QVariantList all = messages(MessageList::ChunkSize);
         all << messages(1); // the first one's id again
         const Window window = open(all);
-        item(window, 0)->OnDeleteMessage();
-        const auto items = [&] { return window->findChildren<CMessageListItem *>(); };
-        QTRY_COMPARE(items().size(), all.size());
-        QVERIFY(items().constLast()->isDeleted() && items().constLast()->isHidden());
-    }
-
-    void deletingWhileTheReadingIsStillAnnounced()
-    {
-        const Window window = open(messages(2));
         QTest::keyClick(item(window, 0), Qt::Key_Return);
-        QTest::keyClick(item(window, 0), Qt::Key_Delete);
-        QCoreApplication::sendPostedEvents();
-        QCoreApplication::sendPostedEvents();
+        item(window, 0)->OnDeleteMessage(); // while the reading is announced
+        QTRY_COMPARE(center::list(window)->items().size(), size_t(all.size()));
+        QVERIFY(item(window, MessageList::ChunkSize)->isDeleted() && item(window, MessageList::ChunkSize)->isHidden());
         QCOMPARE(reports(), QStringList({"MessageStatu 3 id0", "MsgState 2 id0", "receipt 2 id0"}));
     }
 
@@ -215,12 +185,16 @@ private slots:
         QCOMPARE(window->focusWidget(), window.get()); // nothing that a stray key could press
         const auto press = [&](Qt::Key key) {
             QTest::keyClick(window->focusWidget(), key);
-            int found = -1;
+            QList<int> selected;
             for (int i = 0; i < 60; ++i) {
                 if (item(window, i)->isSelected())
-                    found = found < 0 ? i : 1000;
+                    selected.append(i);
             }
-            return found;
+            return selected.size() == 1 ? selected.first() : -1;
+        };
+        const auto tab = [&window] {
+            QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+            return window->focusWidget()->objectName();
         };
         QCOMPARE(press(Qt::Key_Down), 0);
         QCOMPARE(press(Qt::Key_Down), 1);
@@ -236,22 +210,17 @@ private slots:
         press(Qt::Key_Return);
         QCOMPARE(press(Qt::Key_Down), 1);
 
-        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-        QCOMPARE(window->focusWidget(), arrow(item(window, 1)));
+        QVERIFY(tab() == "arrowButton" && arrow(item(window, 1))->hasFocus());
         QTest::keyClick(window->focusWidget(), Qt::Key_Return);
         QVERIFY(item(window, 1)->isExpanded());
         QTRY_VERIFY(item(window, 1)->findChild<QWidget *>("messageView")->isVisible());
-        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-        QCOMPARE(window->focusWidget()->objectName(), QString("messageView"));
-        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-        QCOMPARE(window->focusWidget(), bin(item(window, 1)));
-        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-        QCOMPARE(window->focusWidget()->objectName(), QString("closeButton")); // the last one
-        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-        QCOMPARE(window->focusWidget(), readAll(window));
+        QCOMPARE(tab(), QString("messageView"));
+        QVERIFY(tab() == "deleteButton" && bin(item(window, 1))->hasFocus());
+        QCOMPARE(tab(), QString("closeButton")); // the last one
+        QCOMPARE(tab(), QString("readAllButton"));
         center::list(window)->verticalScrollBar()->setValue(9999);
-        QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-        QCOMPARE(window->focusWidget(), item(window, 1));
+        tab();
+        QVERIFY(item(window, 1)->hasFocus());
         QVERIFY(!item(window, 1)->visibleRegion().isEmpty()); // scrolled into view
         // Delete acts on the card that has the focus, selected or not.
         item(window, 1)->ClearMessageSelected();
@@ -259,10 +228,10 @@ private slots:
         QVERIFY(!item(window, 1)->isVisible());
         QCOMPARE(window->focusWidget(), item(window, 2));
         // Tab reaches one message of the list only.
-        int stops = 0;
-        for (CMessageListItem *one : center::list(window)->items())
-            stops += one->focusPolicy() & Qt::TabFocus ? 1 : 0;
-        QCOMPARE(stops, 1);
+        const auto &items = center::list(window)->items();
+        QCOMPARE(std::count_if(items.cbegin(), items.cend(),
+                               [](const CMessageListItem *one) { return one->focusPolicy() & Qt::TabFocus; }),
+                 1);
     }
 
     void escapeIsSwallowed()
@@ -314,8 +283,8 @@ private slots:
         fake().queue("GetAllMessageRecords", {2000, {}, {}, messages(2)});
         const LogCatcher log;
         askForCenter({{"msg_center_rect", QRect(0, -5, 801, 611)}});
-        QCOMPARE(openCenters().size(), 1);
-        const QPointer<CMsgCenterDlg> first = openCenters().first();
+        QCOMPARE(notice::visibleWindows<CMsgCenterDlg>().size(), 1);
+        const QPointer<CMsgCenterDlg> first = notice::visibleWindows<CMsgCenterDlg>().first();
         QCOMPARE(first->geometry().topLeft(),
                  QPoint((0 + 800) / 2 - first->width() / 2, (-5 + 605) / 2 - first->height() / 2));
         QVERIFY(first->windowFlags() & Qt::WindowStaysOnTopHint);
@@ -326,7 +295,7 @@ private slots:
         QVERIFY(log.has(QtDebugMsg, "【消息中心】重新计算消息中心位置：QRect(0,-5 801x611)"));
 
         askForCenter({{"msg_center_rect", "no rectangle"}});
-        QCOMPARE(openCenters(), QList<CMsgCenterDlg *>({first}));
+        QCOMPARE(notice::visibleWindows<CMsgCenterDlg>(), QList<CMsgCenterDlg *>({first}));
         QVERIFY(log.has(QtDebugMsg, "【消息中心】未获取到消息中心的父级窗口"));
         const QRect area = first->screen()->availableGeometry();
         QCOMPARE(first->x(), (area.left() + area.right()) / 2 - first->width() / 2);
@@ -335,8 +304,8 @@ private slots:
         first->close();
         fake().queue("GetAllMessageRecords", {2000, {}, {}, {}});
         askForCenter({{"msg_center_rect", QRect(QPoint(INT_MIN, 0), QPoint(INT_MAX, 5))}});
-        QCOMPARE(openCenters().size(), 1);
-        const QPointer<CMsgCenterDlg> second = openCenters().first();
+        QCOMPARE(notice::visibleWindows<CMsgCenterDlg>().size(), 1);
+        const QPointer<CMsgCenterDlg> second = notice::visibleWindows<CMsgCenterDlg>().first();
         QVERIFY(second != first);
         QTRY_VERIFY(!first);
         QVERIFY(second);

@@ -1,28 +1,19 @@
 #include "message/CardTextView.h"
 #include "message/Center.h"
 #include <QAccessible>
-#include <QDir>
-#include <QElapsedTimer>
+#include <QFile>
 #include <QScrollBar>
 #include <QTemporaryDir>
-#include <QTextEdit>
 #include <sys/stat.h>
 #include <time.h>
 
 using namespace center;
-using FakeClient::fake;
 
 namespace {
-QVariantMap with(const QString &key, const QVariant &value)
+QVariantMap with(const QString &key, const QVariant &value, QVariantMap map = message("a"))
 {
-    QVariantMap map = message("a");
     map.insert(key, value);
     return map;
-}
-
-QString shownText(CMessageListItem *item)
-{
-    return item->findChild<QTextEdit *>("messageView")->toPlainText();
 }
 
 // Of this thread, which other programs do not slow down.
@@ -31,6 +22,11 @@ qint64 cpuMs()
     timespec now = {};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
     return now.tv_sec * 1000 + now.tv_nsec / 1000000;
+}
+
+QString shownText(CMessageListItem *item)
+{
+    return item->findChild<QTextEdit *>("messageView")->toPlainText();
 }
 
 // Everything inside ends where its parent ends.
@@ -50,25 +46,18 @@ class TestMessageCenterLooks : public QObject
     Q_OBJECT
 private slots:
     void initTestCase() { FakeClient::install(); }
-    void init()
-    {
-        QThreadPool::globalInstance()->waitForDone();
-        fake().reset();
-    }
+    void init() { center::reset(); }
 
     void abbreviationKeepsTwoLines()
     {
         QLabel label;
         label.resize(200, 20);
-        const QFontMetrics metrics(label.font());
         QCOMPARE(CreateAbbreviationString("短文", label.font(), &label), QString("短文"));
-        for (const QString &text :
-             {QString("很长的中文").repeated(60), QString("word ").repeated(200), QString(3000, 'x')}) {
+        for (const QString &text : {QString("很长的中文").repeated(60), QString("word ").repeated(200)}) {
             const QStringList lines = CreateAbbreviationString(text, label.font(), &label).split('\n');
-            QCOMPARE(lines.size(), 2);
-            QVERIFY(lines[1].endsWith("…"));
+            QVERIFY(lines.size() == 2 && lines[1].endsWith("…"));
             for (const QString &line : lines)
-                QVERIFY2(metrics.horizontalAdvance(line) <= 200, qPrintable(line));
+                QVERIFY2(label.fontMetrics().horizontalAdvance(line) <= 200, qPrintable(line));
         }
         QVERIFY(CreateAbbreviationString("无处可放", label.font(), nullptr).size() < 20);
     }
@@ -81,8 +70,7 @@ private slots:
         QTest::newRow("huge remote picture") << img.repeated(50) + "正文";
         QTest::newRow("file as style sheet") << "<link rel=stylesheet href='file:///dev/zero'>正文";
         QTest::newRow("nested tables") << QString("<table><tr><td>").repeated(5000) + "正文";
-        QTest::newRow("unbreakable line")
-            << "<pre style='white-space:nowrap'>" + QString("正文").repeated(5000) + "</pre>";
+        QTest::newRow("unbreakable line") << "<pre style='white-space:nowrap'>" + QString("正文").repeated(5000);
         QTest::newRow("deep markup") << QString("<b><div>").repeated(20000) + "正文";
         QTest::newRow("line ends") << QString("ab\n").repeated(21845);
         QTest::newRow("huge font") << "<span style='font-size:9000px'>正文</span>";
@@ -91,15 +79,12 @@ private slots:
     void hostileBodies()
     {
         QFETCH(QString, content);
-        QElapsedTimer timer;
-        timer.start();
-        const Window window = open({with("MsgContent", content), message("b")});
-        QVERIFY(window);
-        QVERIFY2(timer.elapsed() < 2000, "the collapsed message shows at once");
         const qint64 before = cpuMs();
+        const Window window = open({with("MsgContent", content), message("b")});
+        const qint64 closed = cpuMs();
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         QTRY_VERIFY(item(window, 0)->height() > 0 && item(window, 1)->y() >= item(window, 0)->height());
-        QVERIFY2(cpuMs() - before < 200, qPrintable(QString::number(cpuMs() - before)));
+        QVERIFY2(closed - before < 1000 && cpuMs() - closed < 200, qPrintable(QString::number(cpuMs() - closed)));
         QVERIFY(item(window, 0)->height() < 3 * window->height());
         QCOMPARE(item(window, 0)->width(), item(window, 1)->width());
         QTRY_VERIFY(staysInside(item(window, 0)));
@@ -109,11 +94,10 @@ private slots:
 
     void anOpenedMessageLosesNoText()
     {
-        const QString chinese = QString("没有空格的中文段落，").repeated(30);
-        const QString word(1000, 'x');
-        const Window window = open({with("MsgContent", chinese + "\n" + word)});
+        const QString text = QString("没有空格的中文段落，").repeated(30) + "\n" + QString(1000, 'x');
+        const Window window = open({with("MsgContent", text)});
         QTest::keyClick(item(window, 0), Qt::Key_Return);
-        QCOMPARE(shownText(item(window, 0)).remove(QChar(0x200B)), chinese + "\n" + word);
+        QCOMPARE(shownText(item(window, 0)).remove(QChar(0x200B)), text);
     }
 
     void theFocusedCardAloneHasARing()
@@ -131,19 +115,6 @@ private slots:
         QVERIFY(edge(1) != edge(0));
     }
 
-    // Pipes and devices hold up nothing, and the window may be destroyed while they are judged.
-    void whatIsNoPictureIsLeftOut()
-    {
-        QTemporaryDir dir;
-        const QString fifo = dir.filePath("fifo.png");
-        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-        const Window window = open({with("PicFilePath", fifo), with("PicFilePath", "/dev/zero")});
-        for (auto *item : center::list(window)->items())
-            QTest::keyClick(item, Qt::Key_Return);
-        QTRY_VERIFY(item(window, 1)->findChild<QTextEdit *>("messageView")->isVisible());
-        QVERIFY(!window->findChild<QLabel *>("messagePicture"));
-    }
-
     void assistiveToolsSeeAListOfMessages()
     {
         const Window window = open(messages(70));
@@ -153,6 +124,7 @@ private slots:
         QVERIFY(!list->child(70));
         QAccessibleInterface *one = list->child(60);
         QCOMPARE(one->parent(), list);
+        QCOMPARE(list->indexOfChild(one), 60);
         QCOMPARE(one->text(QAccessible::Name), QString("标题 id60"));
         QCOMPARE(one->text(QAccessible::Description), QString("未读 2026-11-21 09:30:00 正文 id60"));
         one->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
@@ -162,27 +134,31 @@ private slots:
         QCOMPARE(reports().size(), 2);
     }
 
-    void aPictureFitsTheItem()
+    // In proportion; pipes and devices are left out and hold up nothing.
+    void pictures()
     {
         QTemporaryDir dir;
         const QString path = dir.filePath("wide.png");
         QImage image(3000, 1000, QImage::Format_RGB32);
         image.fill(Qt::blue);
         QVERIFY(image.save(path));
-        QVariantMap asked = with("PicFilePath", path);
-        asked.insert("MsgId", "asked");
-        asked.insert("PhotoWidth", 120);
-        const Window window = open({with("PicFilePath", path), asked});
-        for (int i = 0; i < 2; ++i) {
-            QTest::keyClick(item(window, i), Qt::Key_Return);
-            const int before = item(window, i)->height();
-            QTRY_VERIFY(item(window, i)->findChild<QLabel *>("messagePicture"));
-            QTRY_VERIFY(item(window, i)->height() > before);
-            QTRY_VERIFY(staysInside(item(window, i)));
-            const QSize size = item(window, i)->findChild<QLabel *>("messagePicture")->size();
-            QVERIFY2(qAbs(size.width() - 3 * size.height()) <= 3, "in proportion");
+        const QString fifo = dir.filePath("fifo.png");
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        const QVariantMap wide = with("PicFilePath", path);
+        const Window window =
+            open({with("PicFilePath", fifo), with("PicFilePath", "/dev/zero"), wide, with("PhotoWidth", 120, wide)});
+        for (CMessageListItem *item : center::list(window)->items())
+            QTest::keyClick(item, Qt::Key_Return);
+        for (const int i : {2, 3}) {
+            const auto *picture = item(window, i)->findChild<QLabel *>("messagePicture");
+            QTRY_VERIFY((picture = item(window, i)->findChild<QLabel *>("messagePicture")));
+            QTRY_VERIFY(picture->width() > 100 && staysInside(item(window, i)));
+            QVERIFY(qAbs(picture->width() - 3 * picture->height()) <= 3);
+            QVERIFY(i == 2 || picture->width() == 120);
+            QTRY_VERIFY(picture->parentWidget()->geometry().bottom() < item(window, i)->height());
         }
-        QCOMPARE(item(window, 1)->findChild<QLabel *>("messagePicture")->width(), 120);
+        QVERIFY(!item(window, 0)->findChild<QLabel *>("messagePicture"));
+        QVERIFY(!item(window, 1)->findChild<QLabel *>("messagePicture"));
     }
 };
 
