@@ -37,7 +37,7 @@ Input input(const QVariantList &records)
     return args::input<args::SoftIn>({}, records);
 }
 
-QStringList tabTitles(const QWidget &dialog)
+QStringList titlesOf(const QWidget &dialog)
 {
     QStringList titles;
     const auto *tabs = dialog.findChild<QTabWidget *>();
@@ -94,13 +94,13 @@ private slots:
         record.insert("补丁包", section("补丁", "2.0.1"));
         record.insert("插件", QVariantList{section("插件一", "3"), QVariantMap(), 5, section("插件&二", "4")});
         const auto dialog = made<CUpdateExplainDial>(input({record}));
-        QCOMPARE(tabTitles(*dialog), (QStringList{"产品", "补丁", "插件一", "插件&&二"}));
+        QCOMPARE(titlesOf(*dialog), (QStringList{"产品", "补丁", "插件一", "插件&&二"}));
         dialog->InitDialog(); // a second time does nothing
         QAccessibleInterface *bar = QAccessible::queryAccessibleInterface(dialog->findChild<QTabBar *>());
         QCOMPARE(bar->child(3)->text(QAccessible::Description), QString("插件&二")); // no markup by ear
         QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
         const auto patch = made<CUpdateCurExplainDialog>(input({record}));
-        QCOMPARE(tabTitles(*patch), QStringList{"产品"});
+        QCOMPARE(titlesOf(*patch), QStringList{"产品"});
         QVERIFY(made<CUpdateCurExplainDialog>(input({released("产品")}))->findChildren<CExplainItem *>().isEmpty());
         QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
         patch->connectUpdateBtn(nullptr);
@@ -108,43 +108,22 @@ private slots:
                  QStringList{"旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空"});
     }
 
-    void tabsAreLimited()
+    void tabTitles()
     {
-        QVariantMap record = released(" 产\n品  1");
-        record.insert("插件", QVariantList(QVector<QVariant>(70, section("插件", "3")).toList()));
-        const auto dialog = made<CUpdateExplainDial>(input({record}));
-        QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 65);
-        QCOMPARE(tabTitles(*dialog).first(), QString(" 产 品  1"));
-        QCOMPARE(m_log->texts(QtWarningMsg), QStringList{"更新说明中的插件过多，共70个，只显示前64个"});
-    }
-
-    void tabTitlesAreWhole_data()
-    {
-        QTest::addColumn<QStringList>("names");
-        QTest::addColumn<bool>("fit");
         const QString eighteen = "远帆仿真与结构分析平台专业版软件插件";
-        QTest::newRow("one of 18 characters") << QStringList{eighteen} << true;
-        QTest::newRow("two and a short one") << QStringList{eighteen, eighteen, "插件"} << true;
-        QTest::newRow("ten") << QStringList(QVector<QString>(10, eighteen).toList()) << false;
-        QTest::newRow("absurd") << QStringList{QString(5000, QChar(0x540D))} << false;
-    }
-
-    void tabTitlesAreWhole()
-    {
-        QFETCH(QStringList, names);
-        QFETCH(bool, fit);
-        QVariantList plugins;
-        for (const QString &name : qAsConst(names))
-            plugins << section(name, "3");
-        const auto dialog = made<CUpdateExplainDial>(input({QVariantMap{{"软件名称", "产品"}, {"插件", plugins}}}));
-        dialog->show();
-        const QTabBar *bar = dialog->findChild<QTabWidget *>()->tabBar();
-        QVERIFY(bar->width() <= dialog->width() - 32);
-        bool whole = true;
-        for (int i = 0; i < bar->count(); ++i)
-            whole = whole && bar->fontMetrics().horizontalAdvance(names.at(i)) + 32 <= bar->tabRect(i).width() &&
-                    bar->tabRect(i).right() <= bar->width();
-        QCOMPARE(whole, fit);
+        const auto fits = [](const QString &name, int count) {
+            const QVariantList plugins = QVector<QVariant>(count, section(name, "3")).toList();
+            const auto dialog = made<CUpdateExplainDial>(input({QVariantMap{{"软件名称", "产品"}, {"插件", plugins}}}));
+            dialog->show();
+            const QTabBar *bar = dialog->findChild<QTabWidget *>()->tabBar();
+            const int width = bar->fontMetrics().horizontalAdvance(bar->tabText(0)) + 32;
+            return bar->count() == qMin(count, 64) && bar->width() <= dialog->width() - 32 &&
+                   width <= bar->tabRect(0).width() && bar->tabRect(bar->count() - 1).right() <= bar->width();
+        };
+        QVERIFY(fits(eighteen, 2) && !fits(eighteen, 70));
+        QCOMPARE(m_log->count(QtWarningMsg, "更新说明中的插件过多，共70个，只显示前64个"), 1);
+        QVERIFY(!fits(QString(5000, QChar(0x540D)), 1));
+        QCOMPARE(titlesOf(*made<CUpdateExplainDial>(input({released(" 产\n品  1")}))), QStringList{" 产 品  1"});
     }
 
     void typingGuardOnlyWhereUnasked()
@@ -162,36 +141,25 @@ private slots:
         QVERIFY(!isGuarded(*made<CUpdateCurExplainDialog>(input({withPatch()}))));
     }
 
-    void installedVersion_data()
-    {
-        QTest::addColumn<QVariantMap>("record");
-        QTest::addColumn<QString>("ofUpdate");
-        QTest::addColumn<QString>("ofPatch");
-        const auto version = [](const char *text) { return QVariantMap{{"CurrentVersion", QString::fromUtf8(text)}}; };
-        const QVariantMap old{{"旧版本补丁包", QVariantMap{{"CurrentVersion", "0.9"}, {"升级版本", "1"}}}};
-        QVariantMap both = old;
-        both.insert("软件", version("1.0"));
-        QVariantMap own = both;
-        own.insert("CurrentVersion", "2.0");
-        QTest::newRow("sections") << both << "1.0"
-                                  << "0.9";
-        QTest::newRow("the record's own") << own << "2.0"
-                                          << "0.9";
-        QTest::newRow("plug-ins only") << QVariantMap{{"插件", QVariantList{version("7")}},
-                                                      {"旧版本补丁包", QVariantMap{{"升级版本", "1"}}}}
-                                       << ""
-                                       << "";
-    }
-
     void installedVersion()
     {
-        QFETCH(QVariantMap, record);
-        made<CUpdateExplainDial>(input({record}))->OnUpdateAhead();
-        made<CUpdateCurExplainDialog>(input({record}))->OnUpdateAhead();
-        const QList<FakeCall> calls = FakeClient::fake().calls();
-        QCOMPARE(calls.size(), 2);
-        QTEST(calls.at(0).values.value("CurrentVersion").toString(), "ofUpdate");
-        QTEST(calls.at(1).values.value("CurrentVersion").toString(), "ofPatch");
+        const auto versions = [](const QVariantMap &record) {
+            made<CUpdateExplainDial>(input({record}))->OnUpdateAhead();
+            made<CUpdateCurExplainDialog>(input({record}))->OnUpdateAhead();
+            QStringList sent;
+            for (const FakeCall &call : FakeClient::fake().calls())
+                sent << call.values.value("CurrentVersion").toString();
+            FakeClient::fake().reset();
+            return sent;
+        };
+        const auto version = [](const char *text) { return QVariantMap{{"CurrentVersion", QString::fromUtf8(text)}}; };
+        QVariantMap record{{"旧版本补丁包", QVariantMap{{"CurrentVersion", "0.9"}, {"升级版本", "1"}}},
+                           {"软件", version("1.0")}};
+        QCOMPARE(versions(record), (QStringList{"1.0", "0.9"}));
+        record.insert("CurrentVersion", "2.0");
+        QCOMPARE(versions(record), (QStringList{"2.0", "0.9"}));
+        QCOMPARE(versions({{"插件", QVariantList{version("7")}}, {"旧版本补丁包", QVariantMap{{"升级版本", "1"}}}}),
+                 (QStringList{"", ""})); // a plug-in's version is not the product's
     }
 
     void invalidRequest()
@@ -231,43 +199,31 @@ private slots:
         QVERIFY(!dialog->NeedUpdateCurPatch());
     }
 
-    void closingAsks_data()
-    {
-        QTest::addColumn<int>("way");
-        QTest::addColumn<QString>("answer");
-        QTest::newRow("close button, no") << 0 << "否";
-        QTest::newRow("declined, yes") << 1 << "是";
-        QTest::newRow("window manager, yes") << 2 << "是";
-        QTest::newRow("Escape, no") << 3 << "否";
-    }
-
     void closingAsks()
     {
-        QFETCH(int, way);
-        QFETCH(QString, answer);
-        sendNotes(withPatch());
-        const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-        QVERIFY(dialog && dialog->isVisible());
-        BoxScript boxes({[&](QDialog *box) {
-            QCOMPARE(box->windowTitle(), QString("提示"));
-            BoxScript::press(box, answer);
-        }});
-        if (way == 0)
-            click(dialog, "closeButton");
-        else if (way == 1)
-            click(dialog, "declineButton");
-        else if (way == 2)
-            dialog->windowHandle()->close();
-        else
-            dialog->reject();
-        QVERIFY(boxes.isDone());
-        QCOMPARE(boxes.texts, QStringList{Question});
-        deliver();
-        QVERIFY(!dialog);
-        auto *patch = onlyWindow<CUpdateCurExplainDialog>();
-        QCOMPARE(patch != nullptr, answer == "是");
-        if (patch)
-            QCOMPARE(tabTitles(*patch), QStringList{"产品"});
+        const QList<std::function<void(QDialog *)>> ways{[](QDialog *dialog) { click(dialog, "closeButton"); },
+                                                         [](QDialog *dialog) { click(dialog, "declineButton"); },
+                                                         [](QDialog *dialog) { dialog->windowHandle()->close(); },
+                                                         [](QDialog *dialog) { dialog->reject(); }};
+        for (int way = 0; way < ways.size(); ++way) {
+            const QString answer = QString::fromUtf8(way % 2 ? "是" : "否");
+            sendNotes(withPatch());
+            const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
+            BoxScript boxes({[&](QDialog *box) {
+                QCOMPARE(box->accessibleDescription(), QString("产品"));
+                BoxScript::press(box, answer);
+            }});
+            ways.at(way)(dialog);
+            QVERIFY(boxes.isDone());
+            QCOMPARE(boxes.texts, QStringList{Question});
+            deliver();
+            QVERIFY(!dialog);
+            auto *patch = onlyWindow<CUpdateCurExplainDialog>();
+            QCOMPARE(patch != nullptr, way % 2 == 1);
+            if (patch)
+                QCOMPARE(titlesOf(*patch), QStringList{"产品"});
+            CVisualizedManager::FreeInstance();
+        }
     }
 
     void updateStartsTheDownload()
@@ -290,41 +246,31 @@ private slots:
         QVERIFY(m_log->has(QtInfoMsg, "调用开始下载软件安装接口成功。"));
         deliver();
         QVERIFY(!dialog);
-    }
 
-    void patchUpdateStartsTheDownload()
-    {
-        const QVariantMap record = withPatch();
-        auto dialog = made<CUpdateCurExplainDialog>(input({record}));
-        dialog->show();
-        click(dialog.get(), "updateButton");
-        const QVariantMap expected{{"软件名称", "产品"},
-                                   {"CurrentVersion", "1.0"},
-                                   {"升级版本", "1.0.3"},
-                                   {"旧版本补丁包", record.value("旧版本补丁包")}};
-        QCOMPARE(FakeClient::fake().calls().first().values, expected);
-
-        dialog = made<CUpdateCurExplainDialog>(input({released("产品")})); // no patch: it only closes
-        dialog->show();
-        click(dialog.get(), "updateButton");
-        QVERIFY(!dialog->isVisible());
-        QCOMPARE(FakeClient::fake().operations().size(), 1);
+        const auto patch = made<CUpdateCurExplainDialog>(input({record}));
+        click(patch.get(), "updateButton");
+        QCOMPARE(FakeClient::fake().calls().last().values,
+                 (QVariantMap{{"软件名称", "产品"},
+                              {"CurrentVersion", "1.0"},
+                              {"升级版本", "1.0.3"},
+                              {"旧版本补丁包", record.value("旧版本补丁包")}}));
+        const auto none = made<CUpdateCurExplainDialog>(input({released("产品")})); // no patch: it only closes
+        none->show();
+        click(none.get(), "updateButton");
+        QVERIFY(!none->isVisible() && m_log->has(QtCriticalMsg, "获取软件的升级信息失败"));
+        QCOMPARE(FakeClient::fake().operations().size(), 2);
     }
 
     void downloadFailures()
     {
-        const auto failure = [&] {
-            const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
-            dialog->show();
-            m_log->clear();
-            click(dialog.get(), "updateButton");
-            return m_log->texts(QtCriticalMsg);
-        };
         FakeClient::fake().queue("StartDownload", {1009, "坏%1", {}, {}});
-        QCOMPARE(failure(), QStringList{"【统一服务升级下载线程】调用开始下载接口rpc通信失败，返回错误码为：1009，"
-                                        "错误信息为：坏%1。"});
+        made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
         FakeClient::fake().setAvailable(false);
-        QCOMPARE(failure(), QStringList{"获取在线升级服务失败"});
+        made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
+        QCOMPARE(
+            m_log->texts(QtCriticalMsg),
+            (QStringList{"【统一服务升级下载线程】调用开始下载接口rpc通信失败，返回错误码为：1009，错误信息为：坏%1。",
+                         "获取在线升级服务失败"}));
     }
 
     void onePerProduct()
@@ -377,13 +323,12 @@ private slots:
     {
         send(CVisualizedEvents::eShowUpgradeCurExplainDialog, new CUpgradeExplainEveData(input({withPatch()})));
         const QPointer<CUpdateCurExplainDialog> dialog(onlyWindow<CUpdateCurExplainDialog>());
-        QVERIFY(dialog);
         const BoxScript boxes({});
         click(dialog, "closeButton");
-        QCOMPARE(boxes.unexpected, 0);
         deliver();
-        QVERIFY(!dialog);
-        QVERIFY(m_log->has(QtInfoMsg, "开始展现软件旧版本补丁更新说明窗口产品"));
+        QVERIFY(boxes.isDone() && !dialog);
+        sendNotes(withPatch()); // the manager has forgotten it
+        QVERIFY(onlyWindow<CUpdateExplainDial>());
     }
 
 private:

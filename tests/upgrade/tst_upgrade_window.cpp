@@ -229,21 +229,6 @@ private slots:
         QVERIFY(!QApplication::activeModalWidget());
     }
 
-    void managerKeepsOneWindow()
-    {
-        CVisualizedManager *manager = CVisualizedManager::GetInstance();
-        delete m_dialog;
-        manager->showUpgradeDialog();
-        const QPointer<CUpgradeDialog> first = records_test::onlyWindow<CUpgradeDialog>();
-        QVERIFY(first && first->isVisible());
-        first->onClose();
-        manager->showUpgradeDialog();
-        QCOMPARE(records_test::onlyWindow<CUpgradeDialog>(), first.data());
-        QVERIFY(first && first->isVisible());
-        CVisualizedManager::FreeInstance();
-        QVERIFY(!first);
-    }
-
 private:
     static void reports(const QVariantList &list)
     {

@@ -1,0 +1,363 @@
+// The silent patch installation: its dialog, alone and owned by the manager, its thread, and the forced quit.
+#include "frame/VisualizedOperateManager.h"
+#include "support/Packages.h"
+#include "support/SampleProgram.h"
+#include "upgrade/BoxScript.h"
+#include "upgrade/ForcedQuit.h"
+#include "upgrade/ProcessChecker.h"
+#include "upgrade/SilentInstallThread.h"
+#include "upgrade/SilentRequests.h"
+#include <QMovie>
+#include <QScreen>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using silent::LongWork;
+using silent::request;
+using silent::send;
+using silent::visibleDialogs;
+using tarn::visualized::forcedquit::endProgram;
+
+namespace {
+const QVariantMap NoPatch{{"升级文件在本地的路径", "/none"}};
+
+CVisualizedManager *manager()
+{
+    return CVisualizedManager::GetInstance();
+}
+
+// The operation's answer to an RPC thread.
+int query(const QString &name)
+{
+    const auto output = args::output<args::PatchOut>();
+    CVisualizedOperateManager().showSilentPatchInstallDialog(
+        args::input<args::PatchIn>({{"软件名称", name}, {"是否静默补丁安装状态获取", true}}), output);
+    return output->GetValue("静默补丁安装状态").toInt();
+}
+
+// How often the thread emits its end. A spy would count in the sender's thread.
+int announcements(CSilentInstallThread &thread)
+{
+    int count = 0;
+    QEventLoop loop;
+    QObject::connect(&thread, &CSilentInstallThread::checkExeTimeOut, &loop, [&] { count += 100; });
+    QObject::connect(&thread, &CSilentInstallThread::installFinished, &loop, [&] {
+        ++count;
+        loop.quit();
+    });
+    thread.start();
+    loop.exec();
+    thread.wait();
+    QCoreApplication::sendPostedEvents(&loop);
+    return count;
+}
+} // namespace
+
+class tst_silent : public QObject
+{
+    Q_OBJECT
+private slots:
+    void cleanup()
+    {
+        qputenv("PATH", m_path);
+        CVisualizedManager::FreeInstance(); // also while workers run
+        QVERIFY(visibleDialogs().isEmpty());
+    }
+
+    void looks()
+    {
+        const LongWork longWork;
+        CInstallSilentPatchDlg dialog(request("云杉绘图"), manager(), nullptr);
+        const int children = dialog.findChildren<QObject *>().size();
+        dialog.InitDialog(); // a second time does nothing
+        QCOMPARE(dialog.findChildren<QObject *>().size(), children);
+        QVERIFY(dialog.isVisible() && dialog.minimumSize() == dialog.maximumSize());
+        QVERIFY(!dialog.testAttribute(Qt::WA_QuitOnClose)); // else it would end the host, as the last window
+        QCOMPARE(dialog.size(), QSize(400, 60));
+        const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+        QVERIFY((dialog.geometry().center() - screen.center()).manhattanLength() <= 2);
+        QCOMPARE(dialog.findChild<QLabel *>("progressText")->text(), QString("云杉绘图正在安装更新，请稍候..."));
+        const auto *animation = dialog.findChild<QLabel *>("progressAnimation");
+        QCOMPARE(animation->movie()->state(), QMovie::Running);
+        QCOMPARE(animation->movie()->currentPixmap().size(), animation->size());
+        QTest::keyClick(&dialog, Qt::Key_Escape);
+        QVERIFY(dialog.isVisible());
+        const QString name = QString("<h1>甲\n乙\n丙").append(QString(200000, QChar(0x4E2D)));
+        const CInstallSilentPatchDlg hostile(request(name), manager(), nullptr);
+        const auto *shown = hostile.findChild<QLabel *>("progressText");
+        QVERIFY(hostile.size() == QSize(400, 60) && shown->textFormat() == Qt::PlainText);
+        QVERIFY(shown->text().startsWith("<h1>甲 乙") && shown->text().endsWith("正在安装更新，请稍候..."));
+    }
+
+    void withoutANameNothingBegins()
+    {
+        manager()->setSilentPatchInstallState("", 2);
+        for (const auto &input : {request({}), request(QVariantMap{{"a", 1}}), QSharedPointer<args::PatchIn>()}) {
+            const LogCatcher log;
+            CInstallSilentPatchDlg dialog(input, manager(), nullptr);
+            QVERIFY(!dialog.isVisible() && silent::workers(log) == 0);
+            QCOMPARE(log.find("静默补丁安装时获取软件名称失败").function, QString("StartInstall"));
+            send(input);
+            QVERIFY(visibleDialogs().isEmpty());
+        }
+        QCOMPARE(manager()->getSilentPatchInstallState(""), 2); // not set to 1
+    }
+
+    // The system's own worker never asks this question; another one may.
+    void retries()
+    {
+        const LongWork longWork;
+        const LogCatcher log;
+        const QString name("<a href=\"https://x\">&lt;</a>");
+        CInstallSilentPatchDlg dialog(request(name), manager(), nullptr);
+        BoxScript boxes({[&](QDialog *box) {
+                             QCOMPARE(box->findChild<QLabel *>("messageText")->textFormat(), Qt::PlainText);
+                             dialog.OnTimeOut(); // one question at a time
+                             BoxScript::press(box, "重试");
+                         },
+                         BoxScript::pressing("立即升级"),
+                         [&](QDialog *box) {
+                             QVERIFY(dialog.isVisible() && dialog.close());
+                             QVERIFY(!box->isVisible());
+                         }});
+        dialog.OnTimeOut();
+        QTRY_COMPARE(silent::workers(log), 2);
+        QVERIFY(log.texts(QtWarningMsg).isEmpty());
+        dialog.OnTimeOut();
+        QTRY_COMPARE(silent::workers(log), 3);
+        QCOMPARE(log.texts(QtWarningMsg), QStringList{"不强制退出软件进程，程序名称无效：“”"}); // no settings store
+        QCOMPARE(query(name), 1);
+        dialog.OnTimeOut();
+        dialog.StartInstall(); // does nothing any more
+        QVERIFY(boxes.isDone() && silent::workers(log) == 3);
+        QCOMPARE(boxes.texts.first().remove(QChar(0x200B)), // where lines may break
+                 "检测到软件进程“" + name +
+                     "”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
+    }
+
+    void deathsUnderTheQuestion()
+    {
+        QPointer<CInstallSilentPatchDlg> dialog;
+        const QList<std::function<void()>> deaths{[&] { delete dialog; }, [&] { dialog->close(); },
+                                                  [] { send(request("甲")); }, &CVisualizedManager::FreeInstance};
+        for (const auto &die : deaths) {
+            const LongWork longWork;
+            const LogCatcher log;
+            send(request("甲"));
+            dialog = visibleDialogs().value(0);
+            BoxScript boxes({[&](QDialog *opened) {
+                const QPointer<QDialog> box(opened);
+                die();
+                QTRY_VERIFY(!box || !box->isVisible());
+            }});
+            dialog->OnTimeOut();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QVERIFY(boxes.isDone() && !dialog && !QApplication::activeModalWidget());
+            const int open = visibleDialogs().size();
+            CVisualizedManager::FreeInstance();
+            QVERIFY(silent::workers(log) <= 1 + open);
+        }
+    }
+
+    void sameNameTwice()
+    {
+        const LongWork longWork;
+        send(request("甲", NoPatch));
+        const QPointer<CInstallSilentPatchDlg> first = visibleDialogs().value(0);
+        send(request("甲"));
+        const QPointer<CInstallSilentPatchDlg> second = visibleDialogs().value(0);
+        QVERIFY(first && !first->isVisible() && second != first);
+        QCOMPARE(query("甲"), 1);
+        first->close(); // again: the name belongs to the second one now
+        send(request("甲"));
+        QVERIFY(!second->isVisible());
+        QCOMPARE(visibleDialogs().size(), 1);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!first && !second);
+    }
+
+    void manyNamesAtOnce()
+    {
+        const auto threads = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); };
+        const int before = threads();
+        const QStringList names{"Draw", "draw", " draw", "draw ", "dr aw", " "};
+        const LongWork longWork;
+        for (const QString &name : names)
+            send(request(name, name.size() % 2 ? QVariantMap() : NoPatch));
+        QCOMPARE(visibleDialogs().size(), names.size());
+        QTRY_VERIFY(threads() <= before); // no thread outlives its work
+        for (const QString &name : names)
+            QVERIFY(query(name) == (name.size() % 2 ? 1 : 99) && query(name) == 1);
+    }
+
+    void judges()
+    {
+        const QString missing("静默补丁安装线程未找到补丁包文件");
+        const QString nameless("静默补丁安装线程获取软件名称为空");
+        QVERIFY(packages::writeFile(in("patch"), "x") && QFile::link(in("patch"), in("link")));
+        QVERIFY(QFile::link("/none", in("dangling")) && ::mkfifo(qPrintable(in("pipe")), 0600) == 0);
+        const struct
+        {
+            QVariant name, patch;
+            QString line;
+        } cases[] = {{"甲", in("patch"), {}},
+                     {"甲", in("link"), {}},
+                     {{}, in("patch"), nameless},
+                     {QVariantList{1}, in("patch"), nameless},
+                     {"甲", QVariantMap{{"a", 1}}, missing},
+                     {"甲", in("dangling"), missing},
+                     {"甲", m_folder.path(), missing},
+                     {"甲", in("pipe"), missing}};
+        for (const auto &one : cases) {
+            const LogCatcher log;
+            CSilentInstallThread thread(request(one.name, {{"升级文件在本地的路径", one.patch}}), manager());
+            QCOMPARE(announcements(thread), 1);
+            QCOMPARE(manager()->getSilentPatchInstallState(one.name.toString()), one.line.isEmpty() ? 1 : 99);
+            QCOMPARE(log.texts(QtCriticalMsg), one.line.isEmpty() ? QStringList() : QStringList{one.line});
+        }
+        const LogCatcher log;
+        const QString noArguments("静默补丁安装线程获取参数失败");
+        CSilentInstallThread noRequest(nullptr, manager());
+        CSilentInstallThread noManager(request("甲"), nullptr);
+        CSilentInstallThread interrupted(request(""), manager());
+        interrupted.InterruptTask();
+        for (CSilentInstallThread *thread : {&noRequest, &noManager, &interrupted})
+            QCOMPARE(announcements(*thread), 1);
+        QCOMPARE(log.texts(QtCriticalMsg), (QStringList{noArguments, noArguments}));
+    }
+
+    // A host's log may wait for the GUI thread while that interrupts the worker.
+    void logsOutsideTheLock()
+    {
+        static QSemaphore logging, interrupted;
+        static std::atomic_bool inTime;
+        CSilentInstallThread thread(request(""), manager());
+        const auto handler = [](QtMsgType type, const QMessageLogContext &, const QString &) {
+            if (type != QtCriticalMsg)
+                return;
+            logging.release();
+            inTime = interrupted.tryAcquire(1, 5000);
+        };
+        const QtMessageHandler before = qInstallMessageHandler(handler);
+        thread.start();
+        logging.acquire();
+        thread.InterruptTask();
+        interrupted.release();
+        thread.wait();
+        qInstallMessageHandler(before);
+        QVERIFY(inTime);
+    }
+
+    // A path on a file system that has stopped answering: its worker hangs, the window and the host do not.
+    void hangingWorkerHoldsNothing()
+    {
+        struct HangingRequest final : args::PatchIn
+        {
+            using args::PatchIn::PatchIn;
+            QSemaphore hanging, released;
+            QVariant GetValue(const QString &key) override
+            {
+                if (QThread::currentThread() == qApp->thread() || key != "升级文件在本地的路径")
+                    return args::PatchIn::GetValue(key);
+                hanging.release();
+                released.tryAcquire(1, 20000);
+                return "/none";
+            }
+        };
+        const LogCatcher log;
+        const std::function<void()> ends[] = {
+            [] { visibleDialogs().constFirst()->close(); },
+            [] { send(request("甲")); }, // takes the place of the first one
+            &CVisualizedManager::FreeInstance,
+        };
+        for (const auto &end : ends) {
+            auto slow = QSharedPointer<HangingRequest>::create(request("甲")->bag());
+            QElapsedTimer timer;
+            timer.start();
+            send(slow);
+            slow->hanging.acquire();
+            end();
+            QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed())));
+            QTRY_VERIFY(visibleDialogs().isEmpty());
+            manager()->setSilentPatchInstallState("甲", 2);
+            slow->released.release();
+            const QWeakPointer<HangingRequest> alive(slow);
+            slow.reset();
+            QTRY_VERIFY(!alive); // the worker has ended and deleted itself
+            QCOMPARE(manager()->getSilentPatchInstallState("甲"), 2);
+        }
+        QVERIFY(!log.has("静默补丁安装线程未找到补丁包文件")); // a failure that no window asks for any more
+    }
+
+    void checker()
+    {
+        CProcessChecker checker;
+        const QSignalSpy lost(&checker, &CProcessChecker::processNoFind);
+        checker.start();
+        QVERIFY(!checker.wait(450)); // two periods
+        checker.stop();
+        QVERIFY(checker.wait(10000) && lost.isEmpty());
+        CProcessChecker stoppedByItsEnd;
+        stoppedByItsEnd.start();
+    }
+
+    void quitEndsTheProgramAndNothingElse()
+    {
+        const QString name("样例程序-sample-program");
+        SampleProgram wanted(in(name)), twin(in(name)), longer(in(name + "2"));
+        SampleProgram other(in("样例程序-SAMPLE-program")); // the same to a name cut to 15 bytes
+        SampleProgram replaced(in("replaced"));
+        QVERIFY(QFile::remove(in("replaced"))); // as an update does
+        ::chmod(qPrintable(m_folder.path()), 0755);
+        constexpr uid_t Nobody = 65534;
+        std::unique_ptr<SampleProgram> foreign;
+        if (::geteuid() == 0)
+            foreign = std::make_unique<SampleProgram>(in(name), Nobody);
+        QVERIFY(
+            packages::writeFile(in("store.ini"), "[General]\nExeName=C:\\\\Program, Files\\\\bin/" + name.toUtf8()));
+        const LongWork longWork;
+        CInstallSilentPatchDlg dialog(request("甲", {{"软件注册表路径", in("store.ini")}}), manager(), nullptr);
+        BoxScript boxes({BoxScript::pressing("立即升级")});
+        dialog.OnTimeOut();
+        QTRY_VERIFY(!wanted.isAlive() && !twin.isAlive());
+        QVERIFY(longer.isAlive() && other.isAlive() && (!foreign || foreign->isAlive()));
+        endProgram("replaced", 30000);
+        QTRY_VERIFY(!replaced.isAlive());
+        endProgram(QFileInfo(QCoreApplication::applicationFilePath()).fileName(), 30000); // spares itself
+    }
+
+    void taskkill()
+    {
+        const auto install = [this](const QByteArray &script) {
+            QVERIFY(packages::writeFile(in("path/taskkill"), script));
+            QFile::setPermissions(in("path/taskkill"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            qputenv("PATH", in("path").toLocal8Bit() + ':' + m_path);
+        };
+        install("#!/bin/sh\nfor word; do echo \"<$word>\"; done >>" + in("said").toUtf8() + "\n");
+        for (const QString &name :
+             {QString(), QString("bin/"), QString("*"), QString("bin/a?"), QString("a") + QChar(0)})
+            endProgram(name, 30000);
+        endProgram("sample program", 30000);
+        QCOMPARE(packages::readFile(in("said")), QByteArray("</f>\n</im>\n<sample program>\n"));
+        QElapsedTimer timer;
+        timer.start();
+        install("#!/no/such/interpreter\n");
+        endProgram("sample-program", 30000);
+        QVERIFY(timer.elapsed() < 20000);
+        install("#!/bin/sh\nexec sleep 60\n");
+        endProgram("sample-program", 100);
+        QVERIFY(timer.elapsed() < 20000);
+    }
+
+private:
+    QString in(const QString &name) const { return m_folder.filePath(name); }
+
+    const QTemporaryDir m_folder;
+    const QByteArray m_path = qgetenv("PATH");
+};
+
+QTEST_MAIN(tst_silent)
+#include "tst_silent.moc"
