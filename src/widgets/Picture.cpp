@@ -6,16 +6,44 @@
 #include <QImageReader>
 #include <QPainter>
 #include <QPixmapCache>
+#include <QXmlStreamReader>
 
 namespace tarn::visualized::picture {
 namespace {
 
 constexpr qint64 MaxFileBytes = qint64{64} * 1024 * 1024;
 constexpr qint64 MaxPixels = qint64{16} * 1000 * 1000; // some formats are decoded whole first, at 4 to 8 bytes a pixel
+// Drawings (SVG)
+constexpr qint64 MaxDrawingBytes = 256 * 1024;
+constexpr int MaxElements = 5000;
+constexpr int MaxDepth = 64;
+constexpr int MaxCopies = 8; // of other elements, which may hold copies
 
-bool isSelfContained(const QByteArray &format)
+// Whether a drawing names nothing outside of it and is drawn at once. Its own parser would open the files that it names,
+// expand entities, and draw copies of copies; it is called only after this.
+bool isHarmlessDrawing(QIODevice *device)
 {
-    return format != "svg" && format != "svgz"; // these may name other files
+    const QByteArray bytes = device->read(MaxDrawingBytes + 1);
+    QXmlStreamReader xml(bytes);
+    int elements = 0;
+    int copies = 0;
+    int depth = 0;
+    while (!xml.atEnd()) {
+        const QXmlStreamReader::TokenType token = xml.readNext();
+        depth += token == QXmlStreamReader::StartElement ? 1 : token == QXmlStreamReader::EndElement ? -1 : 0;
+        if (token == QXmlStreamReader::StartElement) {
+            ++elements;
+            copies += xml.name() == QLatin1String("use") ? 1 : 0;
+            const QXmlStreamAttributes attributes = xml.attributes();
+            for (const QXmlStreamAttribute &attribute : attributes) {
+                if (attribute.name() == QLatin1String("href") && !attribute.value().startsWith(QLatin1Char('#')))
+                    return false;
+            }
+        }
+        if (elements > MaxElements || copies > MaxCopies || depth > MaxDepth || !xml.entityDeclarations().isEmpty())
+            return false;
+    }
+    return !xml.hasError() && bytes.size() <= MaxDrawingBytes && device->seek(0);
 }
 
 // Pictures among the resources, sharp at any size by the icon engine, and cached since every box shows some of them.
@@ -39,10 +67,14 @@ QImage read(const QString &path, const QSize &pixels)
         return QImage();
     QImageReader reader(&file);
     reader.setDecideFormatFromContent(true);
-    const QSize full = reader.size();
-    if (full.isEmpty() || qint64(full.width()) * full.height() > MaxPixels || !isSelfContained(reader.format()))
+    const QByteArray format = reader.format();
+    const bool isDrawing = format == "svg";
+    if (format == "svgz" || (isDrawing && !isHarmlessDrawing(&file)))
         return QImage();
-    if (full.width() > pixels.width() || full.height() > pixels.height())
+    const QSize full = reader.size();
+    if (full.isEmpty() || (!isDrawing && qint64(full.width()) * full.height() > MaxPixels))
+        return QImage();
+    if (isDrawing || full.width() > pixels.width() || full.height() > pixels.height())
         reader.setScaledSize(full.scaled(pixels, Qt::KeepAspectRatio).expandedTo(QSize(1, 1)));
     const QImage image = reader.read(); // a file's frame may be larger than its header says
     const bool fits = image.width() <= pixels.width() && image.height() <= pixels.height();

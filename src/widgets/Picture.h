@@ -17,8 +17,9 @@ namespace tarn::visualized::picture {
 /// @param ratio device pixels per logical pixel of where it will be shown
 QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
 
-/// The same for work on another thread: a file's picture as large as fits into the box in device pixels. Only formats
-/// that name no further files are read (no SVG); null for everything else. Any thread.
+/// The same for work on another thread: a file's picture as large as fits into the box in device pixels. An SVG file fills
+/// the box; it is read when it names nothing outside of it, is not compressed and is no larger than a drawing of an icon.
+/// Null for everything else. Any thread.
 QImage read(const QString &path, const QSize &pixels);
 
 /// Reads the picture on a thread of outsideWork(), since its file system may not answer.

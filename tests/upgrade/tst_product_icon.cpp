@@ -14,6 +14,7 @@ private slots:
     void init()
     {
         m_folder = std::make_unique<QTemporaryDir>();
+        m_ownPicture.clear();
         qputenv("XDG_DATA_HOME", in("home").toUtf8());
         qputenv("XDG_DATA_DIRS", in("data").toUtf8());
         QVERIFY(packages::writeFile(in("bin/draw"), "#!/bin/sh\n"));
@@ -26,6 +27,29 @@ private slots:
         QVERIFY(QFile::remove(in("bin/draw.png")) && ::mkfifo(qPrintable(in("bin/draw.png")), 0600) == 0);
         QVERIFY(find().picture.isNull()); // and has not waited for a writer
         QVERIFY(findProductIcon({}, in("bin/none"), QSize(32, 32)).themeNames.isEmpty());
+    }
+
+    void ownPicture()
+    {
+        save("bin/draw.png", QSize(10, 10));
+        m_ownPicture = in("own.svg");
+        const auto widthOf = [this](const QString &drawing) {
+            packages::writeFile(m_ownPicture, drawing.toUtf8());
+            return find().picture.width();
+        };
+        const QString svg("<svg xmlns='http://www.w3.org/2000/svg' xmlns:xlink='http://www.w3.org/1999/xlink' "
+                          "width='8' height='8'>%1</svg>");
+        const QString square("<rect id='a' width='8' height='8' fill='red'/>");
+        QCOMPARE(widthOf(svg.arg(square + "<use xlink:href='#a'/>")), 32);
+        QCOMPARE(find().picture.pixelColor(16, 16), QColor(Qt::red));
+        // Refused, so that the picture beside the executable is shown.
+        QCOMPARE(widthOf(svg.arg("<image xlink:href='" + in("bin/draw.png") + "' width='8' height='8'/>")), 10);
+        QCOMPARE(widthOf(svg.arg(square + QString("<use xlink:href='#a'/>").repeated(9))), 10);
+        QCOMPARE(widthOf(svg.arg(QString("<g>").repeated(20000) + QString("</g>").repeated(20000))), 10);
+        QCOMPARE(widthOf(svg.arg(square.repeated(5001))), 10);
+        QCOMPARE(widthOf("<!DOCTYPE svg [<!ENTITY e 'x'>]>" + svg.arg(square)), 10);
+        QCOMPARE(widthOf(svg.arg(square + QString(300000, ' '))), 10);
+        QCOMPARE(widthOf("<svg"), 10);
     }
 
     void desktopEntry_data()
