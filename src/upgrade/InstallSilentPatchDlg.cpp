@@ -75,8 +75,6 @@ CInstallSilentPatchDlg::CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_In
     InitDialog();
 }
 
-CInstallSilentPatchDlg::~CInstallSilentPatchDlg() = default;
-
 void CInstallSilentPatchDlg::InitDialog()
 {
     if (m_built)
@@ -167,7 +165,7 @@ void CInstallSilentPatchDlg::OnTimeOut()
 bool CInstallSilentPatchDlg::askToForceQuit()
 {
     const QString question =
-        QStringLiteral("检测到软件进程“") + tarn::visualized::text::literal(text::brief(m_softName)) +
+        QStringLiteral("检测到软件进程“") + text::literal(text::brief(m_softName)) +
         QStringLiteral("”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
     return CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("立即升级"),
                                QStringLiteral("重试")) == 1;

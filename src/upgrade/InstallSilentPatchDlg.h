@@ -17,7 +17,6 @@ public:
     /// Starts the installation.
     /// @param manager must outlive the dialog; stores the state of the installation
     CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager, QWidget *parent);
-    ~CInstallSilentPatchDlg() override;
 
     void InitDialog(); ///< does nothing once the window is built
     void StartInstall();

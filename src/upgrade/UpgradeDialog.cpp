@@ -2,7 +2,6 @@
 #include "base/Log.h"
 #include "upgrade/controls/CustomScrollarea.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
-#include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
 #include "widgets/QuestionMessageBox.h"
@@ -14,7 +13,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPointer>
-#include <QStackedWidget>
+#include <QStackedLayout>
 
 using namespace upgrade::controls;
 using namespace upgrade::operate;
@@ -60,18 +59,10 @@ CUpgradeDialog::CUpgradeDialog(QWidget *parent)
     : ToolDialog(parent)
 {
     initDialog();
-    m_refresher = new CUpgradeDataRefresher;
-    m_refresher->setParent(this);
     const auto polled = &CUpgradeDataRefresher::refreshUpgradeDtats;
-    connect(m_refresher, polled, m_table, &CUpgradeTableWidget::onRefreshUpgradeDtats);
-    connect(m_refresher, polled, this, &CUpgradeDialog::showWithoutTray);
+    connect(&m_refresher, polled, m_table, &CUpgradeTableWidget::onRefreshUpgradeDtats);
+    connect(&m_refresher, polled, this, &CUpgradeDialog::showWithoutTray);
     connect(m_table, &CUpgradeTableWidget::sigCloseDialog, this, &CUpgradeDialog::onClose);
-}
-
-CUpgradeDialog::~CUpgradeDialog()
-{
-    m_refresher->stopWork();
-    m_tray->hide();
 }
 
 void CUpgradeDialog::showUpgradeDialog()
@@ -79,7 +70,7 @@ void CUpgradeDialog::showUpgradeDialog()
     m_closedByUser = false;
     startWork();
     const QPointer<CUpgradeDialog> self(this);
-    m_refresher->updateUpgradeTasks();
+    m_refresher.updateUpgradeTasks();
     if (!self || m_closedByUser)
         return;
     startWork(); // again: this poll may have reported the end of an earlier request's last task, which stops the work
@@ -88,7 +79,7 @@ void CUpgradeDialog::showUpgradeDialog()
 
 void CUpgradeDialog::startWork()
 {
-    m_refresher->startWork();
+    m_refresher.startWork();
     m_tray->show();
 }
 
@@ -113,9 +104,7 @@ void CUpgradeDialog::onMinumBtnClicked()
         return;
     }
     lower(); // without a tray the user could not bring a hidden window back
-    if (!m_missingTrayLogged)
-        VT_LOG(warning) << QStringLiteral("【在线升级】桌面没有系统托盘，窗口不隐藏，已置于其他窗口之后。");
-    m_missingTrayLogged = true;
+    VT_LOG(warning) << QStringLiteral("【在线升级】桌面没有系统托盘，窗口不隐藏，已置于其他窗口之后。");
 }
 
 void CUpgradeDialog::showWithoutTray()
@@ -146,17 +135,17 @@ void CUpgradeDialog::askToClose(eBoxOrigin origin)
     if (!self)
         return;
     m_askingToClose = false;
-    if (!closes)
-        return;
-    m_closedByUser = true;
-    onClose();
+    if (closes) {
+        m_closedByUser = true;
+        onClose();
+    }
 }
 
 void CUpgradeDialog::onClose()
 {
     m_inTray = false;
     m_table->stopAllTask();
-    m_refresher->stopWork();
+    m_refresher.stopWork();
     m_tray->hide();
     const auto boxes = findChildren<QDialog *>(); // open questions and reports
     for (QDialog *box : boxes)
@@ -260,15 +249,13 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
 void CUpgradeDialog::initCenterWidget(QWidget *center)
 {
     center->setStyleSheet(viewSheet());
-    m_views = new QStackedWidget(center);
-    m_views->addWidget(area("dataView", m_views));
-    m_views->addWidget(area("noDataView", m_views));
-    initHasDataView(m_views->widget(0));
-    initNoDataView(m_views->widget(1));
-    auto *layout = new QVBoxLayout(center);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_views);
-
+    QWidget *dataView = area("dataView", center);
+    QWidget *noDataView = area("noDataView", center);
+    initHasDataView(dataView);
+    initNoDataView(noDataView);
+    m_views = new QStackedLayout(center);
+    m_views->addWidget(dataView);
+    m_views->addWidget(noDataView);
     connect(m_table->model(), &QAbstractItemModel::rowsInserted, this, &CUpgradeDialog::showCurrentView);
     connect(m_table->model(), &QAbstractItemModel::rowsRemoved, this, &CUpgradeDialog::showCurrentView);
     showCurrentView();

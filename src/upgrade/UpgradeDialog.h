@@ -1,16 +1,14 @@
 #pragma once
+#include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/ToolDialog.h"
 #include <QSystemTrayIcon>
 
-class QStackedWidget;
+class QStackedLayout;
 class TitleButton;
 enum class eBoxOrigin;
 
 namespace upgrade::controls {
 class CUpgradeTableWidget;
-}
-namespace upgrade::operate {
-class CUpgradeDataRefresher;
 }
 
 /// The online-upgrade window: the running downloads and installations. One per process, shown again for every request;
@@ -20,7 +18,6 @@ class CUpgradeDialog final : public tarn::visualized::ToolDialog
     Q_OBJECT
 public:
     explicit CUpgradeDialog(QWidget *parent = nullptr);
-    ~CUpgradeDialog() override;
 
     void showUpgradeDialog(); ///< polls at once, then every second
 
@@ -51,13 +48,12 @@ private:
     void startWork();
 
     upgrade::controls::CUpgradeTableWidget *m_table = nullptr;
-    upgrade::operate::CUpgradeDataRefresher *m_refresher = nullptr;
-    QStackedWidget *m_views = nullptr;
+    upgrade::operate::CUpgradeDataRefresher m_refresher;
+    QStackedLayout *m_views = nullptr;
     QSystemTrayIcon *m_tray = nullptr;
     TitleButton *m_minimiseButton = nullptr;
     TitleButton *m_closeButton = nullptr;
     bool m_closedByUser = false;
     bool m_inTray = false; ///< hidden by the minimise button
     bool m_askingToClose = false;
-    bool m_missingTrayLogged = false;
 };
