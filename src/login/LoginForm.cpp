@@ -57,6 +57,7 @@ CCustomBtn *makeSideButton(const char *name, const QString &text, bool link, QWi
 {
     auto *button = new CCustomBtn(text, link ? CCustomBtn::Link : CCustomBtn::Blue, page);
     button->setObjectName(QLatin1String(name));
+    button->setAccessibleName(text.trimmed());
     button->setFixedSize(look::scaled(SideButtonWidth, page), look::scaled(FieldHeight, page));
     return button;
 }

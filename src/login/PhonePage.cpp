@@ -75,6 +75,7 @@ void PhonePage::showCountdown(int seconds)
     m_codeButton->setEnabled(seconds == 0);
     m_codeButton->setText(seconds == 0 ? QStringLiteral("  获取动态密码  ")
                                        : QStringLiteral("  重试(%1)  ").arg(seconds));
+    m_codeButton->setAccessibleName(m_codeButton->text().trimmed());
 }
 
 void PhonePage::showBusy(bool busy)

@@ -11,6 +11,7 @@ LinkLabel::LinkLabel(QWidget *parent)
     : QLabel(parent)
 {
     setContextMenuPolicy(Qt::PreventContextMenu);
+    setFocusPolicy(Qt::StrongFocus); // setTabOrder() passes over any other; showLink() takes it from plain text
 }
 
 void LinkLabel::showLink(const QString &text, const QString &address, const QString &look)
@@ -23,6 +24,12 @@ void LinkLabel::showLink(const QString &text, const QString &address, const QStr
                          .arg(address.toHtmlEscaped(), look,
                               text.toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")))
                    : text);
+}
+
+// On the way back QLabel finds its only link again, and the focus would never leave.
+bool LinkLabel::focusNextPrevChild(bool next)
+{
+    return hasSelectedText() ? QFrame::focusNextPrevChild(next) : QLabel::focusNextPrevChild(next);
 }
 
 // The label itself would be a stop before its link.

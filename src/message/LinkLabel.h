@@ -17,6 +17,7 @@ public:
     void showLink(const QString &text, const QString &address, const QString &look);
 
 protected:
+    bool focusNextPrevChild(bool next) override;
     void focusInEvent(QFocusEvent *event) override;
 };
 
