@@ -19,7 +19,7 @@ test=(
     at-spi2-core python3-pyatspi openssl
     libxcb1-dev libxcb-damage0-dev libxcb-xtest0-dev
     chromium chromium-driver
-    python3-gi
+    python3-gi python3-xlib
 )
 # What the figures are compared with.
 bench=(dunst libnotify-bin)

@@ -1,0 +1,212 @@
+"""The desktop as its user meets it: windows by the X server, keys and mouse by XTEST, what a screen reader gets by AT-SPI."""
+import time
+from collections import namedtuple
+
+import gi
+import pyatspi
+from Xlib import X, XK, Xatom, display, error
+from Xlib.ext import xtest
+from Xlib.protocol import event
+
+gi.require_version("GLib", "2.0")
+from gi.repository import GLib  # noqa: E402
+
+# x, y, width, height: in pixels of the root window, without a frame.
+Window = namedtuple("Window", "id role x y width height")
+Node = namedtuple("Node", "role name description")
+
+
+def wait(condition, what, seconds=20):
+    """The first true result of the condition; events are delivered meanwhile."""
+    end = time.monotonic() + seconds
+    tick = GLib.timeout_add(20, lambda: True)
+    try:
+        while not (result := condition()):
+            assert time.monotonic() < end, f"not within {seconds} s: {what}"
+            GLib.MainContext.default().iteration(True)
+        return result
+    finally:
+        GLib.source_remove(tick)
+
+
+class Desktop:
+    """Windows, keyboard and mouse."""
+
+    def __init__(self):
+        self.display = display.Display()
+        self.root = self.display.screen().root
+
+    def resource(self, number):
+        return self.display.create_resource_object("window", number)
+
+    def property(self, window, name):
+        """None without it, or when the window has just been destroyed."""
+        try:
+            found = window.get_full_property(self.display.intern_atom(name), X.AnyPropertyType)
+        except error.BadWindow:
+            return None
+        return found.value if found else None
+
+    def role(self, window):
+        return (self.property(window, "WM_WINDOW_ROLE") or b"").decode()
+
+    def place(self, window):
+        origin, size = self.root.translate_coords(window, 0, 0), window.get_geometry()
+        return Window(window.id, self.role(window), origin.x, origin.y, size.width, size.height)
+
+    def windows(self, role):
+        """The visible windows with this role, of any process."""
+        found = []
+        for number in self.property(self.root, "_NET_CLIENT_LIST") or ():
+            window = self.resource(number)
+            try:
+                if self.role(window) == role and window.get_attributes().map_state == X.IsViewable:
+                    found.append(self.place(window))
+            except (error.BadWindow, error.BadDrawable):
+                continue  # it has just been destroyed
+        return found
+
+    def window(self, role, other_than=0):
+        """The visible window with this role, once there is one."""
+        return wait(lambda: next((w for w in self.windows(role) if w.id != other_than), None), f"window {role}")
+
+    def wait_gone(self, role):
+        wait(lambda: not self.windows(role), f"no window {role}")
+
+    def focused(self):
+        """The id of the window that gets the keys; of Qt's window where a helper of it has the focus."""
+        focus = self.display.get_input_focus().focus
+        while not isinstance(focus, int) and focus != self.root and not self.role(focus):
+            focus = focus.query_tree().parent
+        return 0 if isinstance(focus, int) else focus.id
+
+    def work_area(self):
+        return list(self.property(self.root, "_NET_WORKAREA")[:4])
+
+    def client_message(self, target, window, kind, *data):
+        message = event.ClientMessage(window=window, client_type=self.display.intern_atom(kind),
+                                      data=(32, [*data, *[0] * (5 - len(data))]))
+        mask = X.SubstructureRedirectMask | X.SubstructureNotifyMask if target == self.root else 0
+        target.send_event(message, event_mask=mask)
+        self.display.sync()
+
+    def activate(self, role):
+        """As the window switcher of the desktop does."""
+        found = self.window(role)
+        self.client_message(self.root, self.resource(found.id), "_NET_ACTIVE_WINDOW", 2, X.CurrentTime)
+        wait(lambda: self.focused() == found.id, f"{role} is active")
+        return found
+
+    def close(self, role):
+        """As the close button of a window manager does."""
+        for found in self.windows(role):
+            window = self.resource(found.id)
+            self.client_message(window, window, "WM_PROTOCOLS", self.display.intern_atom("WM_DELETE_WINDOW"))
+        self.wait_gone(role)
+
+    def open_window(self, x, y, width, height):
+        """A window of another program, active; its place is the window manager's."""
+        window = self.root.create_window(x, y, width, height, 0, X.CopyFromParent)
+        window.set_wm_name("application")
+        window.set_wm_normal_hints(flags=3, x=x, y=y)  # the user's place
+        window.change_property(self.display.intern_atom("WM_WINDOW_ROLE"), Xatom.STRING, 8, b"application")
+        window.map()
+        self.activate("application")
+        return self.place(window)
+
+    def key(self, *names):
+        """Presses the keys, each while the ones before it are held: key("Shift_L", "Tab")."""
+        codes = [self.display.keysym_to_keycode(XK.string_to_keysym(name)) for name in names]
+        assert all(codes), names
+        for code in codes:
+            xtest.fake_input(self.display, X.KeyPress, code)
+        for code in reversed(codes):
+            xtest.fake_input(self.display, X.KeyRelease, code)
+        self.display.sync()
+
+    def type(self, text):
+        for character in text:
+            self.key(character)
+
+    def mouse(self, kind, detail=0, x=0, y=0):
+        xtest.fake_input(self.display, kind, detail, x=x, y=y)
+        self.display.sync()
+
+    def click(self, x, y):
+        self.mouse(X.MotionNotify, 0, x, y)
+        self.mouse(X.ButtonPress, 1)
+        self.mouse(X.ButtonRelease, 1)
+
+    def drag(self, x, y, by_x, by_y):
+        self.mouse(X.MotionNotify, 0, x, y)
+        self.mouse(X.ButtonPress, 1)
+        for step in (1, 2):
+            self.mouse(X.MotionNotify, 0, x + by_x * step // 2, y + by_y * step // 2)
+        self.mouse(X.ButtonRelease, 1)
+
+
+def node(accessible):
+    return Node(accessible.getRoleName(), accessible.name, accessible.description)
+
+
+def tree(accessible):
+    yield accessible
+    for child in accessible:
+        if child is not None:
+            yield from tree(child)
+
+
+class Ear:
+    """What a screen reader gets to know of the host."""
+
+    KINDS = ("object:state-changed:focused", "object:state-changed:showing", "object:announcement", "window:activate",
+             "object:property-change:accessible-description")
+
+    def __init__(self):
+        self.heard = []  # (kind, detail, node), in order
+        pyatspi.Registry.registerEventListener(self.take, *self.KINDS)
+
+    def take(self, heard):
+        try:
+            self.heard.append((str(heard.type), heard.detail1, node(heard.source)))
+        except GLib.Error:
+            pass  # its widget has just been destroyed
+
+    def wait_heard(self, kind, wanted, since=0):
+        """The first event of this kind since then whose node is wanted."""
+        def found():
+            return next((one for what, detail, one in self.heard[since:]
+                         if what == kind and detail == (0 if "property" in kind or "window" in kind else 1)
+                         and wanted(one)), None)
+        return wait(found, f"{kind}; heard: {self.heard[since:]}")
+
+    def windows(self):
+        return [window for application in pyatspi.Registry.getDesktop(0) if application
+                for window in application if window and window.getState().contains(pyatspi.STATE_SHOWING)]
+
+    def find(self, wanted):
+        """The first visible accessible object whose node is wanted, once there is one."""
+        def found():
+            try:
+                return next((one for window in self.windows() for one in tree(window)
+                             if one.getState().contains(pyatspi.STATE_SHOWING) and wanted(node(one))), None)
+            except GLib.Error:
+                return None  # a widget has just been destroyed
+        return wait(found, "accessible object")
+
+    def catch_up(self):
+        """Hears what the host has said so far. The number of events heard."""
+        self.windows()  # an answer comes after the events before it
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return len(self.heard)
+
+    def is_active(self):
+        """Whether a window has learnt that it is the active one."""
+        return any(window.getState().contains(pyatspi.STATE_ACTIVE) for window in self.windows())
+
+    def alert(self):
+        """The text of the message box that is open, without its title, once there is one."""
+        box = self.find(lambda one: one.role == "alert")
+        labels = [one.name for one in tree(box) if one.getRoleName() == "label" and one.name]
+        return "\n".join(label for label in labels if label != box.name)

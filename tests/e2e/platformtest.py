@@ -1,0 +1,69 @@
+"""The common ground of the tests with real processes."""
+import sys
+import time
+import unittest
+
+from pyatspi import WINDOW_COORDS
+
+from desktop import Desktop, Ear, wait
+from session import Session
+
+
+class PlatformTest(unittest.TestCase):
+    """One session, desktop and ear for the tests of a class; prepare() runs before the host starts."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.session, cls.desktop, cls.ear = Session(), Desktop(), Ear()
+        cls.addClassCleanup(cls.session.close)
+        cls.prepare()
+        cls.session.start_host()
+
+    @classmethod
+    def prepare(cls):
+        pass
+
+    @classmethod
+    def tearDownClass(cls):
+        assert cls.session.stop_host() == 0, "the host ended badly"
+
+    def activate(self, role):
+        self.desktop.activate(role)
+        wait(self.ear.is_active, f"{role} knows that it is active")
+        pause = time.monotonic() + 1.1  # an unasked window takes no key before the user has paused for a second
+        wait(lambda: time.monotonic() > pause, "the user's pause")
+
+    def tab(self, *held):
+        """The node that has the focus after Tab."""
+        since = self.ear.catch_up()
+        self.desktop.key(*held, "Tab")
+        windows = ("dialog", "alert", "notification")
+        return self.ear.wait_heard("object:state-changed:focused", lambda one: one.role not in windows, since)
+
+    def tab_to(self, name, description=None):
+        """Tabs to the stop of this name; fails where the focus comes back to where it was."""
+        passed = []
+        while True:
+            stop = self.tab()
+            if stop.name.strip() == name and description in (None, stop.description):
+                return
+            self.assertNotIn(stop, passed, f"no stop {name}")
+            passed.append(stop)
+
+    def press(self, name, description=None):
+        self.tab_to(name, description)
+        self.desktop.key("space")
+
+    def click(self, role, name):
+        """Clicks the middle of what has this name in the window of this role."""
+        window = self.desktop.window(role)
+        found = self.ear.find(lambda one: one.name.strip() == name)
+        place = found.queryComponent().getExtents(WINDOW_COORDS)
+        self.desktop.click(window.x + place.x + place.width // 2, window.y + place.y + place.height // 2)
+
+
+def main():
+    program = unittest.main(exit=False, failfast=True, verbosity=2)
+    if not program.result.wasSuccessful():
+        print(*Session.logs, sep="\n-- log of the host:\n", file=sys.stderr)
+    sys.exit(not program.result.wasSuccessful())

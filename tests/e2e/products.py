@@ -1,0 +1,83 @@
+"""Products with updates, and the web server that their packages come from."""
+import hashlib
+import http.server
+import io
+import json
+import tarfile
+import threading
+
+
+def archive(files):
+    """A gzipped tar archive."""
+    result = io.BytesIO()
+    with tarfile.open(fileobj=result, mode="w:gz") as tar:
+        for name, content in files.items():
+            entry = tarfile.TarInfo(name)
+            entry.size = len(content)
+            tar.addfile(entry, io.BytesIO(content))
+    return result.getvalue()
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        content, speed = self.server.files[self.path]
+        first = int(self.headers.get("Range", "bytes=0-")[6:].split("-")[0])
+        self.server.starts.append(first)
+        self.send_response(206 if first else 200)
+        self.send_header("Content-Length", str(len(content) - first))
+        if first:
+            self.send_header("Content-Range", f"bytes {first}-{len(content) - 1}/{len(content)}")
+        self.end_headers()
+        slice_size = max(1, speed // 20)
+        try:
+            for at in range(first, len(content), slice_size):
+                self.wfile.write(content[at:at + slice_size])
+                self.server.ended.wait(0.05)  # keeps the speed
+        except ConnectionError:
+            pass  # a cancelled download
+
+    def log_message(self, *_):
+        pass
+
+
+class Products:
+    """Products installed in a session that has not been started, version 1.0 each; 2.0 is offered at a given speed."""
+
+    def __init__(self, session, *names):
+        self.session = session
+        self.offers = {}
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.server.files, self.server.starts, self.server.ended = {}, [], threading.Event()
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        for name in names:
+            session.write(f"bin/apps/{name}/installation.ini", f"[General]\nSoftwareName={name}\nVersion=1.0\n"
+                          "SoftBytes=64\nExeName=bin/program\n")
+            session.write(f"bin/apps/{name}/bin/program", "old 1.0")
+        session.write("bin/cfg.ini", "[system]\napps_path=apps\n[upgrade]\ncatalogue=../catalogue.json\n")
+        session.write("catalogue.json", '{"products":[]}')
+
+    def offer(self, name, package=b"y" * 500000, speed=20000, checksum=None, day=1):
+        """Announces version 2.0 whose package comes at this speed, in bytes per second."""
+        path = f"/{len(self.server.files)}"
+        self.server.files[path] = package, speed
+        self.session.write(f"notes-{day}.html", f"<p>{name} 的说明</p>")
+        self.offers[name] = {"name": name, "release": {
+            "version": "2.0", "date": f"2026-11-{day:02} 10:00:00", "notes": f"notes-{day}.html",
+            "package": {"url": f"http://127.0.0.1:{self.server.server_port}{path}", "size": len(package),
+                        "sha256": checksum or hashlib.sha256(package).hexdigest()}}}
+        self.session.write("catalogue.json", json.dumps({"products": list(self.offers.values())}))
+
+    def task(self, name):
+        tasks = self.session.json("upgrade", "tasks")
+        return next((task for task in tasks if task["SoftName"] == name), {"Status": 0})
+
+    def status(self, name):
+        return self.task(name)["Status"]
+
+    def file(self, name, path):
+        return self.session.read(f"bin/apps/{name}/{path}")
+
+    def close(self):
+        self.server.ended.set()
+        self.server.shutdown()
+        self.server.server_close()
