@@ -1,9 +1,15 @@
 #include "services/MessageService.h"
+#include "services/Database.h"
+#include "services/Dispatch.h"
 #include "services/Message.h"
+#include "services/Paging.h"
+#include "services/WorkThread.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include <QDateTime>
 #include <QUuid>
+#include <limits>
+#include <memory>
 
 namespace tarn::services {
 
@@ -11,17 +17,110 @@ using namespace message;
 using rpc::Bag;
 using rpc::CallResult;
 namespace wire = link::wire;
+namespace detail = link::wire::detail;
 
 namespace {
+
+constexpr int PageRecords = 1000; // and at most PageBytes; a single larger message is a page by itself
+
+// The columns that are read beside those of the fields.
+enum Column { Seq, Id, ReadAt, StoredAt, DeletedAt, IgnoredAt, SortTime, FirstField };
+
+QString columns()
+{
+    QString names = QStringLiteral("seq, id, read_at, stored_at, deleted_at, ignored_at, sort_time");
+    for (const MessageField &field : messageFields())
+        names += QStringLiteral(", ") + QLatin1String(field.column);
+    return names;
+}
+
+QStringList schema()
+{
+    return {
+        QStringLiteral(
+            "CREATE TABLE IF NOT EXISTS messages(seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, "
+            "title TEXT NOT NULL, content TEXT NOT NULL, date_time TEXT NOT NULL, beg_time TEXT NOT NULL, "
+            "picture TEXT NOT NULL, link_text TEXT NOT NULL, link TEXT NOT NULL, "
+            "wnd_width INTEGER NOT NULL, wnd_height INTEGER NOT NULL, wnd_stay INTEGER NOT NULL, "
+            "photo_height INTEGER NOT NULL, photo_width INTEGER NOT NULL, sort_time INTEGER NOT NULL, "
+            "stored_at INTEGER NOT NULL, read_at INTEGER, deleted_at INTEGER, ignored_at INTEGER, "
+            "ignored_for TEXT)"),
+        QStringLiteral("CREATE INDEX IF NOT EXISTS messages_by_time ON messages(sort_time, seq)"),
+        QStringLiteral(
+            "CREATE TABLE IF NOT EXISTS receipts(seq INTEGER NOT NULL REFERENCES messages(seq) ON DELETE CASCADE, "
+            "kind INTEGER NOT NULL, soft_name TEXT NOT NULL, first_at INTEGER NOT NULL, "
+            "last_at INTEGER NOT NULL, count INTEGER NOT NULL, PRIMARY KEY(seq, kind, soft_name)) "
+            "WITHOUT ROWID"),
+    };
+}
+
+QString timeText(const QVariant &ms)
+{
+    if (ms.isNull())
+        return {};
+    return QDateTime::fromMSecsSinceEpoch(ms.toLongLong()).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+}
+
+// The time by which messages are ordered: that of dateTime, or fallback when it has no known form.
+qint64 sortTime(const QString &dateTime, qint64 fallback)
+{
+    QDateTime time = QDateTime::fromString(dateTime, QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    if (!time.isValid())
+        time = QDateTime::fromString(dateTime, Qt::ISODate);
+    return time.isValid() ? time.toMSecsSinceEpoch() : fallback;
+}
+
+QVariantMap messageOf(const QSqlQuery &row)
+{
+    QVariantMap message{{key::MsgId, row.value(Id).toString()}, {key::unRead, row.value(ReadAt).isNull()}};
+    int column = FirstField;
+    for (const MessageField &field : messageFields()) {
+        const QVariant value = row.value(column++);
+        message.insert(field.key, field.maxBytes > 0 ? QVariant(value.toString()) : QVariant(value.toInt()));
+    }
+    return message;
+}
+
+QVariant receiptOf(const QSqlQuery &row)
+{
+    return QVariantMap{{key::MessageReceipt, row.value(0).toInt()},
+                       {key::SoftName, row.value(1).toString()},
+                       {detail::FirstTime, timeText(row.value(2))},
+                       {detail::LastTime, timeText(row.value(3))},
+                       {detail::Count, row.value(4).toInt()}};
+}
+
+enum class Kind {
+    Records, ///< messages that are not deleted, with the keys of a record
+    Details, ///< the same with states and receipts
+    All      ///< details of deleted messages too
+};
+
+// The place of a record in the list, newest first: a later page begins behind it.
+struct Place
+{
+    qint64 time = std::numeric_limits<qint64>::max();
+    qint64 seq = std::numeric_limits<qint64>::max();
+
+    QString toText() const { return QStringLiteral("%1:%2").arg(QString::number(time), QString::number(seq)); }
+    bool read(const QString &text)
+    {
+        bool isTime = false;
+        bool isSeq = false;
+        time = text.section(QLatin1Char(':'), 0, 0).toLongLong(&isTime);
+        seq = text.section(QLatin1Char(':'), 1).toLongLong(&isSeq);
+        return isTime && isSeq;
+    }
+};
 
 CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
 {
     return acceptedWith(code::Ok, {values, list});
 }
 
-void requireKnown(bool known, const QString &id)
+void requireKnown(int known, const QString &id)
 {
-    if (!known)
+    if (known == 0)
         throw Refusal(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
 }
 
@@ -64,150 +163,253 @@ QVariantMap withId(QVariantMap values)
     return values;
 }
 
+class MessageService final : public rpc::IInvocable
+{
+public:
+    MessageService(const QString &directory, MessagePresenter presenter)
+        : m_presenter(std::move(presenter))
+    {
+        m_thread.run([&] { m_db = std::make_unique<Database>(directory + QStringLiteral("/messages.db"), schema()); });
+    }
+    ~MessageService() override
+    {
+        m_thread.run([this] { m_db.reset(); });
+    }
+    Q_DISABLE_COPY(MessageService)
+
+    CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
+    {
+        static const HandlerTable<MessageService> handlers{
+            {QStringLiteral("AddMessageReceipt"), &MessageService::addReceipt},
+            {QStringLiteral("UpdateMessageStatus"), &MessageService::updateStatus},
+            {QStringLiteral("GetAllMessageRecords"), &MessageService::allRecords},
+            {QStringLiteral("GetMessageRecord"), &MessageService::oneRecord},
+            {QStringLiteral("IgnoreMessage"), &MessageService::ignore},
+            {wire::method::Push, &MessageService::push},
+            {wire::method::Import, &MessageService::importAll},
+            {wire::method::List, &MessageService::list},
+            {wire::method::UnreadCount, &MessageService::unreadCount},
+            {wire::method::Clear, &MessageService::clear},
+        };
+        static const ServiceFamily family{QStringLiteral("message"), code::Refused, code::InvalidArgs};
+        return dispatch(this, handlers, family, method, {input, context});
+    }
+
+private:
+    // Executes one statement on the database's thread. @return the number of changed rows
+    int run(const QString &statement, const QVariantList &values = {})
+    {
+        return m_thread.run([&] { return m_db->run(statement, values); });
+    }
+
+    CallResult addReceipt(const Request &request)
+    {
+        const QString id = readId(request);
+        const int kind = request.integer(key::MessageReceipt);
+        require(kind == receipt::Read || kind == receipt::Clicked,
+                QStringLiteral("%1: expected 2 (read) or 3 (clicked)").arg(key::MessageReceipt));
+        const qint64 time = now();
+        requireKnown(run(QStringLiteral("INSERT INTO receipts(seq, kind, soft_name, first_at, last_at, count) "
+                                        "SELECT seq, ?, ?, ?, ?, 1 FROM messages WHERE id = ? "
+                                        "ON CONFLICT(seq, kind, soft_name) DO UPDATE SET last_at = excluded.last_at, "
+                                        "count = count + 1"),
+                         {kind, readShort(request, key::SoftName, limit::Id), time, time, id}),
+                     id);
+        return ok();
+    }
+
+    CallResult updateStatus(const Request &request)
+    {
+        const int status = readStatus(request);
+        const QStringList ids = readIds(request.values().value(key::MsgIdList));
+        const QString column = status == status::Deleted ? QStringLiteral("deleted_at") : QStringLiteral("read_at");
+        int known = 0;
+        m_thread.run([&] {
+            m_db->inTransaction([&] {
+                for (const QString &id : ids)
+                    known +=
+                        m_db->run(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column),
+                                  {now(), id});
+            });
+        });
+        requireKnown(known, ids.first());
+        return ok({{wire::Updated, known}, {wire::Unknown, ids.size() - known}});
+    }
+
+    CallResult allRecords(const Request &request) { return page(Kind::Records, request); }
+
+    CallResult oneRecord(const Request &request)
+    {
+        const QString id = readId(request);
+        return ok({}, m_thread.run([&]() -> QVariantList {
+            return m_db->rows(
+                QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(columns()), {id},
+                [](const QSqlQuery &row) { return QVariant(messageOf(row)); });
+        }));
+    }
+
+    CallResult ignore(const Request &request)
+    {
+        const QString id = readId(request);
+        requireKnown(run(QStringLiteral("UPDATE messages SET ignored_at = ?, ignored_for = ? WHERE id = ?"),
+                         {now(), readShort(request, key::SoftName, limit::Id), id}),
+                     id);
+        return ok();
+    }
+
+    CallResult push(const Request &request)
+    {
+        QVariantMap values = withId(request.values());
+        if (!values.contains(key::MsgDateTime))
+            values.insert(key::MsgDateTime, timeText(now()));
+        const QVariantMap message = readMessage(RequestReader(values));
+        const bool hasBadge = values.contains(key::unReadNum);
+        const int badge = hasBadge ? request.integer(key::unReadNum) : 0;
+        bool ignored = false;
+        const int unread = m_thread.run([&] {
+            upsert(message, now());
+            ignored = m_db->value(QStringLiteral("SELECT ignored_at IS NOT NULL FROM messages WHERE id = ?"),
+                                  {message.value(key::MsgId)})
+                          .toBool();
+            return countUnread();
+        });
+        const QString showError = ignored ? QStringLiteral("the user chose not to see this message again")
+                                          : present(message, hasBadge ? badge : unread);
+        return ok({{key::MsgId, message.value(key::MsgId)},
+                   {key::unReadNum, unread},
+                   {wire::Shown, showError.isEmpty()},
+                   {wire::ShowError, showError}});
+    }
+
+    // @return why no pop-up is shown, empty when it was accepted
+    QString present(const QVariantMap &message, int unread) const
+    {
+        QVariantMap values{{key::unReadNum, QString::number(unread)}};
+        for (const QString &shown :
+             {key::MsgId, key::MsgTitle, key::MsgContent, key::LinkText, key::LinkAdress, key::PicFilePath})
+            values.insert(shown, message.value(shown));
+        return whyNotShown(
+            QStringLiteral("message %1 is stored but not shown").arg(message.value(key::MsgId).toString()),
+            m_presenter({values, {}}));
+    }
+
+    CallResult importAll(const Request &request)
+    {
+        QList<QVariantMap> messages;
+        const int first = request.values().value(wire::First).toInt();
+        for (const QVariant &entry : request.list) {
+            const QString wrong = errorOf([&] {
+                require(entry.userType() == QMetaType::QVariantMap, QStringLiteral("expected a map"));
+                messages.append(readMessage(RequestReader(withId(entry.toMap()))));
+            });
+            require(wrong.isEmpty(),
+                    QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
+        }
+        m_thread.run([&] {
+            m_db->inTransaction([&] {
+                for (const QVariantMap &message : messages)
+                    upsert(message, now());
+            });
+        });
+        return ok({{wire::Imported, messages.size()}});
+    }
+
+    void upsert(const QVariantMap &message, qint64 time)
+    {
+        QStringList names{QStringLiteral("id"), QStringLiteral("sort_time"), QStringLiteral("stored_at"),
+                          QStringLiteral("read_at")};
+        QVariantList values{message.value(key::MsgId), sortTime(message.value(key::MsgDateTime).toString(), time), time,
+                            message.value(key::unRead).toBool() ? QVariant() : QVariant(time)};
+        for (const MessageField &field : messageFields()) {
+            names << QLatin1String(field.column);
+            values << message.value(field.key);
+        }
+        QStringList places;
+        QStringList updates{QStringLiteral("deleted_at = NULL")};
+        for (const QString &name : qAsConst(names)) {
+            places << QStringLiteral("?");
+            updates << QStringLiteral("%1 = excluded.%1").arg(name);
+        }
+        const QString comma = QStringLiteral(", ");
+        m_db->run(QStringLiteral("INSERT INTO messages(%1) VALUES(%2) ON CONFLICT(id) DO UPDATE SET %3")
+                      .arg(names.join(comma), places.join(comma), updates.join(comma)),
+                  values);
+    }
+
+    CallResult list(const Request &request)
+    {
+        return page(request.values().value(wire::All).toBool() ? Kind::All : Kind::Details, request);
+    }
+
+    CallResult page(Kind kind, const Request &request)
+    {
+        Place last;
+        const QString cursor = request.values().value(wire::Cursor).toString();
+        if (!cursor.isEmpty() && !last.read(cursor))
+            throw Failure(
+                QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor.left(100)));
+        Bag output;
+        qint64 bytes = 0;
+        const auto add = [&](const QSqlQuery &row) {
+            const QVariantMap record = recordOf(row, kind);
+            bytes += estimatedBytes(record);
+            if (!output.list.isEmpty() && (output.list.size() == PageRecords || bytes > PageBytes)) {
+                output.values.insert(wire::Cursor, last.toText());
+                return false;
+            }
+            output.list.append(record);
+            last = {row.value(SortTime).toLongLong(), row.value(Seq).toLongLong()};
+            return true;
+        };
+        const QString filter = kind == Kind::All ? QString() : QStringLiteral("AND deleted_at IS NULL ");
+        m_thread.run([&] {
+            m_db->run(QStringLiteral("SELECT %1 FROM messages WHERE (sort_time, seq) < (?, ?) %2"
+                                     "ORDER BY sort_time DESC, seq DESC")
+                          .arg(columns(), filter),
+                      {last.time, last.seq}, add);
+        });
+        return acceptedWith(code::Ok, output);
+    }
+
+    QVariantMap recordOf(const QSqlQuery &row, Kind kind)
+    {
+        QVariantMap record = messageOf(row);
+        if (kind == Kind::Records)
+            return record;
+        record.insert(detail::StoredTime, timeText(row.value(StoredAt)));
+        record.insert(detail::ReadTime, timeText(row.value(ReadAt)));
+        record.insert(detail::DeletedTime, timeText(row.value(DeletedAt)));
+        record.insert(detail::IgnoredTime, timeText(row.value(IgnoredAt)));
+        record.insert(detail::Receipts,
+                      m_db->rows(QStringLiteral("SELECT kind, soft_name, first_at, last_at, count FROM receipts WHERE "
+                                                "seq = ? ORDER BY first_at, kind LIMIT 100"),
+                                 {row.value(Seq)}, receiptOf));
+        return record;
+    }
+
+    int countUnread()
+    {
+        return m_db->value(QStringLiteral("SELECT count(*) FROM messages WHERE read_at IS NULL AND deleted_at IS NULL"))
+            .toInt();
+    }
+
+    CallResult unreadCount(const Request &)
+    {
+        return ok({{key::unReadNum, m_thread.run([this] { return countUnread(); })}});
+    }
+
+    CallResult clear(const Request &) { return ok({{wire::Removed, run(QStringLiteral("DELETE FROM messages"))}}); }
+
+    const MessagePresenter m_presenter;
+    WorkThread m_thread;
+    std::unique_ptr<Database> m_db; ///< belongs to m_thread
+};
+
 } // namespace
 
-MessageService::MessageService(const QString &directory, Presenter presenter)
-    : m_presenter(std::move(presenter))
+QSharedPointer<rpc::IInvocable> makeMessageService(const QString &directory, const MessagePresenter &presenter)
 {
-    m_thread.run([&] { m_store = std::make_unique<MessageStore>(directory); });
-}
-
-MessageService::~MessageService()
-{
-    m_thread.run([&] { m_store.reset(); });
-}
-
-const HandlerTable<MessageService> &MessageService::handlers()
-{
-    static const HandlerTable<MessageService> table{
-        {QStringLiteral("AddMessageReceipt"), &MessageService::addReceipt},
-        {QStringLiteral("UpdateMessageStatus"), &MessageService::updateStatus},
-        {QStringLiteral("GetAllMessageRecords"), &MessageService::allRecords},
-        {QStringLiteral("GetMessageRecord"), &MessageService::oneRecord},
-        {QStringLiteral("IgnoreMessage"), &MessageService::ignore},
-        {wire::method::Push, &MessageService::push},
-        {wire::method::Import, &MessageService::importAll},
-        {wire::method::List, &MessageService::list},
-        {wire::method::UnreadCount, &MessageService::unreadCount},
-        {wire::method::Clear, &MessageService::clear},
-    };
-    return table;
-}
-
-CallResult MessageService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
-{
-    static const ServiceFamily family{QStringLiteral("message"), code::Refused, code::InvalidArgs};
-    return dispatch(this, handlers(), family, method, {input, context});
-}
-
-CallResult MessageService::addReceipt(const Request &request)
-{
-    const QString id = readId(request);
-    const int kind = request.integer(key::MessageReceipt);
-    require(kind == receipt::Read || kind == receipt::Clicked,
-            QStringLiteral("%1: expected 2 (read) or 3 (clicked)").arg(key::MessageReceipt));
-    const QString softName = readShort(request, key::SoftName, limit::Id);
-    requireKnown(m_thread.run([&] { return m_store->addReceipt(id, kind, softName); }), id);
-    return ok();
-}
-
-CallResult MessageService::updateStatus(const Request &request)
-{
-    const int status = readStatus(request);
-    const QStringList ids = readIds(request.values().value(key::MsgIdList));
-    const int known = m_thread.run([&] { return m_store->setStatus(ids, status); });
-    requireKnown(known > 0, ids.first());
-    return ok({{wire::Updated, known}, {wire::Unknown, ids.size() - known}});
-}
-
-CallResult MessageService::allRecords(const Request &request)
-{
-    return page(MessageStore::Kind::Records, request);
-}
-
-CallResult MessageService::oneRecord(const Request &request)
-{
-    const QString id = readId(request);
-    return ok({}, m_thread.run([&] { return m_store->record(id); }));
-}
-
-CallResult MessageService::ignore(const Request &request)
-{
-    const QString id = readId(request);
-    const QString softName = readShort(request, key::SoftName, limit::Id);
-    requireKnown(m_thread.run([&] { return m_store->ignore(id, softName); }), id);
-    return ok();
-}
-
-CallResult MessageService::push(const Request &request)
-{
-    QVariantMap values = withId(request.values());
-    if (!values.contains(key::MsgDateTime))
-        values.insert(key::MsgDateTime, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
-    const QVariantMap message = readMessage(RequestReader(values));
-    const bool hasBadge = values.contains(key::unReadNum);
-    const int badge = hasBadge ? request.integer(key::unReadNum) : 0;
-    bool ignored = false;
-    const int unread = m_thread.run([&] {
-        ignored = m_store->put(message);
-        return m_store->unreadCount();
-    });
-    const QString showError = ignored ? QStringLiteral("the user chose not to see this message again")
-                                      : present(message, hasBadge ? badge : unread);
-    return ok({{key::MsgId, message.value(key::MsgId)},
-               {key::unReadNum, unread},
-               {wire::Shown, showError.isEmpty()},
-               {wire::ShowError, showError}});
-}
-
-// @return why no pop-up is shown, empty when it was accepted
-QString MessageService::present(const QVariantMap &message, int unread) const
-{
-    QVariantMap values{{key::unReadNum, QString::number(unread)}};
-    for (const QString &shown :
-         {key::MsgId, key::MsgTitle, key::MsgContent, key::LinkText, key::LinkAdress, key::PicFilePath})
-        values.insert(shown, message.value(shown));
-    const QString subject =
-        QStringLiteral("message %1 is stored but not shown").arg(message.value(key::MsgId).toString());
-    return whyNotShown(subject, m_presenter({values, {}}));
-}
-
-CallResult MessageService::importAll(const Request &request)
-{
-    QList<QVariantMap> messages;
-    const int first = request.values().value(wire::First).toInt();
-    for (const QVariant &entry : request.list) {
-        const QString wrong = errorOf([&] {
-            require(entry.userType() == QMetaType::QVariantMap, QStringLiteral("expected a map"));
-            messages.append(readMessage(RequestReader(withId(entry.toMap()))));
-        });
-        require(wrong.isEmpty(), QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
-    }
-    m_thread.run([&] { m_store->import(messages); });
-    return ok({{wire::Imported, messages.size()}});
-}
-
-CallResult MessageService::list(const Request &request)
-{
-    const bool all = request.values().value(wire::All).toBool();
-    return page(all ? MessageStore::Kind::All : MessageStore::Kind::Details, request);
-}
-
-CallResult MessageService::page(MessageStore::Kind kind, const Request &request)
-{
-    QString cursor = request.values().value(wire::Cursor).toString();
-    const QVariantList records = m_thread.run([&] { return m_store->page(kind, &cursor); });
-    return ok(cursor.isEmpty() ? QVariantMap() : QVariantMap{{wire::Cursor, cursor}}, records);
-}
-
-CallResult MessageService::unreadCount(const Request &)
-{
-    return ok({{key::unReadNum, m_thread.run([this] { return m_store->unreadCount(); })}});
-}
-
-CallResult MessageService::clear(const Request &)
-{
-    return ok({{wire::Removed, m_thread.run([this] { return m_store->clear(); })}});
+    return QSharedPointer<MessageService>::create(directory, presenter);
 }
 
 } // namespace tarn::services

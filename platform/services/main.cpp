@@ -80,8 +80,7 @@ private:
         const auto show = [this](const QString &operation, const rpc::Bag &bag) {
             return m_userInterface.call(visualized::DefaultTag, operation, bag, ShowTimeout);
         };
-        m_services.insert(link::wire::MessageTag,
-                          QSharedPointer<MessageService>::create(m_directory, [show](const rpc::Bag &bag) {
+        m_services.insert(link::wire::MessageTag, makeMessageService(m_directory, [show](const rpc::Bag &bag) {
                               return show(QStringLiteral("ShowNotifyMessage"), bag);
                           }));
         m_services.insert(link::wire::UpgradeTag,

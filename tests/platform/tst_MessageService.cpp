@@ -1,10 +1,12 @@
 #include "services/DataDirectory.h"
-#include "services/Message.h"
+#include "services/Dispatch.h"
 #include "services/MessageService.h"
 #include "support/CallContext.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include <QDir>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThreadPool>
@@ -15,7 +17,6 @@ using namespace tarn;
 using namespace tarn::services;
 using rpc::Bag;
 using rpc::CallResult;
-using Kind = MessageStore::Kind;
 namespace key = tarn::message::key;
 namespace wire = tarn::link::wire;
 
@@ -23,40 +24,17 @@ namespace {
 
 QVariantMap made(const QString &id, const QString &time = "2026-01-01 10:00:00", const QString &content = {})
 {
-    const QVariantMap values{
-        {key::MsgId, id}, {key::MsgTitle, "标题"}, {key::MsgDateTime, time}, {key::MsgContent, content}};
-    return readMessage(RequestReader(values));
+    return {{key::MsgId, id}, {key::MsgTitle, "标题"}, {key::MsgDateTime, time}, {key::MsgContent, content}};
 }
 
-void fill(MessageStore &store, int count, const QString &content = {})
+QVariantMap status(const QVariant &ids, const QString &type, const QString &under, int state)
 {
-    QList<QVariantMap> messages;
-    for (int i = 0; i < count; ++i)
-        messages << made(QString::number(i), "2026-01-01 10:00:00", content);
-    store.import(messages);
-}
-
-QStringList idsOf(const QVariantList &records)
-{
-    QStringList ids;
-    for (const QVariant &record : records)
-        ids << record.toMap().value(key::MsgId).toString();
-    return ids;
-}
-
-// What follows a place in the list.
-QVariantList rest(MessageStore &store, QString cursor = {})
-{
-    QVariantList all;
-    do
-        all += store.page(Kind::Records, &cursor);
-    while (!cursor.isEmpty());
-    return all;
+    return {{key::MsgIdList, ids}, {key::OperateType, type}, {under, state}};
 }
 
 } // namespace
 
-// The store, and what remote callers get to see; the visualized service is a recorder.
+// What remote callers get to see; the visualized service is a recorder.
 class TestMessageService final : public QObject
 {
     Q_OBJECT
@@ -81,13 +59,41 @@ private:
     {
         return call(wire::method::Push, {{key::MsgId, id}, {key::MsgTitle, title}});
     }
+    void start()
+    {
+        m_service = makeMessageService(m_dir->path(), [this](const Bag &bag) {
+            m_shown.append(bag);
+            return acceptedWith(0);
+        });
+    }
+    void fill(int count, const QString &content = {})
+    {
+        QVariantList messages;
+        for (int i = 0; i < count; ++i)
+            messages << made(QString::number(i), "2026-01-01 10:00:00", content);
+        QVERIFY(call(wire::method::Import, {}, messages).accepted);
+    }
+    // The ids that follow a place in the list, or the error.
+    QStringList rest(QVariantMap place = {})
+    {
+        QStringList ids;
+        do {
+            const CallResult page = call("GetAllMessageRecords", place);
+            if (!page.accepted)
+                return {page.errorText};
+            for (const QVariant &record : page.output.list)
+                ids << record.toMap().value(key::MsgId).toString();
+            place = page.output.values;
+        } while (place.contains(wire::Cursor));
+        return ids;
+    }
     QStringList movedAside() const
     {
         return QDir(m_dir->path()).entryList({"messages.db.broken-*"}).filter(QRegularExpression("[0-9]$"));
     }
 
     std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<MessageService> m_service;
+    QSharedPointer<rpc::IInvocable> m_service;
     QList<Bag> m_shown;
 };
 
@@ -96,10 +102,7 @@ void TestMessageService::init()
     m_service.reset();
     m_dir = std::make_unique<QTemporaryDir>();
     m_shown.clear();
-    m_service = std::make_unique<MessageService>(m_dir->path(), [this](const Bag &bag) {
-        m_shown.append(bag);
-        return acceptedWith(0);
-    });
+    start();
 }
 
 void TestMessageService::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
@@ -109,16 +112,10 @@ void TestMessageService::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
     QVERIFY(call("AddMessageReceipt", receipt).accepted && call("AddMessageReceipt", receipt).accepted);
     QVERIFY(call("IgnoreMessage", {{key::SoftName, QString()}, {key::MsgId, "m"}}).accepted);
     QCOMPARE(call("IgnoreMessage", {{key::SoftName, QString()}, {key::MsgId, "nobody"}}).retCode, 2002);
-    const QVariantMap marked =
-        call("UpdateMessageStatus",
-             {{key::MsgIdList, QStringList{"m", "nobody"}}, {key::OperateType, "MsgState"}, {"MsgState", 2}})
-            .output.values;
-    QCOMPARE(marked, (QVariantMap{{wire::Updated, 1}, {wire::Unknown, 1}}));
-    MessageStore store(m_dir->path()); // all of it is on the disk
-    const auto record = [&store] {
-        QString cursor;
-        return store.page(Kind::Details, &cursor).value(0).toMap();
-    };
+    QCOMPARE(call("UpdateMessageStatus", status(QStringList{"m", "nobody"}, "MsgState", "MsgState", 2)).output.values,
+             (QVariantMap{{wire::Updated, 1}, {wire::Unknown, 1}}));
+    start(); // all of it is on the disk
+    const auto record = [this] { return call(wire::method::List).output.list.value(0).toMap(); };
     QCOMPARE(record().value(key::unRead), QVariant(false));
     QVERIFY(!record().value(wire::detail::IgnoredTime).toString().isEmpty());
     const auto again = pushed("m", "新标题");
@@ -135,31 +132,26 @@ void TestMessageService::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
 // Changes between two pages neither repeat nor lose a message that stays.
 void TestMessageService::pagesGoOnWhereTheyStopped()
 {
-    MessageStore store(m_dir->path());
-    fill(store, 3000);
-    QStringList expected = idsOf(rest(store));
+    fill(3000);
+    QStringList expected = rest();
     QCOMPARE(expected.size(), 3000);
-    QString cursor;
-    QVariantList all = store.page(Kind::Records, &cursor);
-    QVERIFY(!cursor.isEmpty());
-    store.put(made("newcomer", "2030-01-01 00:00:00"));
-    QCOMPARE(store.setStatus({expected.first(), expected.last()}, 3), 2);
-    all += rest(store, cursor);
+    const CallResult first = call("GetAllMessageRecords");
+    QVERIFY(first.output.values.contains(wire::Cursor));
+    QVERIFY(call(wire::method::Import, {}, {made("newcomer", "2030-01-01 00:00:00")}).accepted);
+    const QStringList deleted{expected.first(), expected.last()};
+    QVERIFY(call("UpdateMessageStatus", status(deleted, "MessageStatu", "MessageStatu", 3)).accepted);
     expected.removeLast();
-    QCOMPARE(idsOf(all), expected);
+    QCOMPARE(rest(first.output.values), expected.mid(first.output.list.size()));
     for (const QString &place : QStringList{"x", ":", "1:", "1:x", "99999999999999999999:1", "1:1:1"})
-        QVERIFY(errorOf([&] { rest(store, place); }).contains("no such place"));
+        QVERIFY(rest({{wire::Cursor, place}}).first().contains("no such place"));
 }
 
 // The file is damaged under a running service: one request is refused, the next ones use a new file.
 void TestMessageService::breaksInTheMiddle()
 {
-    {
-        MessageStore store(m_dir->path());
-        fill(store, 2000, QString(4000, u'x')); // more than SQLite caches
-    }
-    MessageStore store(m_dir->path());
-    QCOMPARE(store.unreadCount(), 2000);
+    fill(2000, QString(4000, u'x')); // more than SQLite caches
+    start();
+    pushed("opens");
     QFile damaged(m_dir->filePath("messages.db"));
     QVERIFY(damaged.open(QIODevice::ReadWrite));
     const qint64 size = damaged.size();
@@ -167,10 +159,10 @@ void TestMessageService::breaksInTheMiddle()
     damaged.seek(4096);
     damaged.write(QByteArray(int(size) - 4096, '\x5a'));
     damaged.close();
-    QVERIFY(!errorOf([&] { rest(store); }).isEmpty());
+    QVERIFY(!call("GetAllMessageRecords").accepted || rest().size() < 2000);
     QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("is moved to"));
-    store.put(made("m"));
-    QCOMPARE(rest(store).size(), 1);
+    QVERIFY(pushed("m").accepted);
+    QCOMPARE(rest(), QStringList{"m"});
     QCOMPARE(movedAside().size(), 1);
     QCOMPARE(QFileInfo(m_dir->filePath(movedAside().at(0))).size(), size);
 }
@@ -185,8 +177,8 @@ void TestMessageService::leavesANewerSchemaAlone()
     }
     QSqlDatabase::removeDatabase("newer");
     QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("schema 99"));
-    MessageStore store(m_dir->path());
-    QVERIFY(errorOf([&] { store.unreadCount(); }).contains("schema 99"));
+    start();
+    QVERIFY(rest().first().contains("schema 99"));
     QVERIFY(movedAside().isEmpty());
 }
 
@@ -219,9 +211,6 @@ void TestMessageService::refusesWhatIsWrong_data()
                         const QString &names) { QTest::newRow(name) << method << values << code << names; };
     const QString large(1024 * 1024, QChar(0x5b57)); // three bytes of UTF-8 each
     const QVariantList ids{"known"};
-    const auto status = [](const QVariant &list, const QString &type, const QString &under, int state) {
-        return QVariantMap{{key::MsgIdList, list}, {key::OperateType, type}, {under, state}};
-    };
     row("id is a list", "AddMessageReceipt", {{key::MsgId, ids}, {key::MessageReceipt, 2}}, 2003, "MsgId");
     row("huge id", "AddMessageReceipt", {{key::MsgId, large}, {key::MessageReceipt, 2}}, 2003, "MsgId");
     row("64 bits", "AddMessageReceipt", {{key::MsgId, "known"}, {key::MessageReceipt, 4294967298LL}}, 2003,
