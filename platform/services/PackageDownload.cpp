@@ -1,6 +1,5 @@
 #include "services/PackageDownload.h"
 #include "services/Files.h"
-#include "services/Throttle.h"
 #include <QFileInfo>
 #include <QHostAddress>
 #include <QNetworkAccessManager>

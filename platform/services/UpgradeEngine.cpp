@@ -2,7 +2,6 @@
 #include "services/Files.h"
 #include "services/InstalledSoftware.h"
 #include "services/Log.h"
-#include "services/PackageDownload.h"
 #include "services/PackageInstaller.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include <QCryptographicHash>

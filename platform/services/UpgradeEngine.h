@@ -1,5 +1,5 @@
 #pragma once
-#include "services/Throttle.h"
+#include "services/PackageDownload.h"
 #include "services/UpgradeStore.h"
 #include <QHash>
 #include <QNetworkAccessManager>
@@ -9,7 +9,6 @@
 
 namespace tarn::services {
 
-class PackageDownload;
 class PackageInstaller;
 
 /// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the files, so

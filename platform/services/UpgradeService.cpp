@@ -1,4 +1,5 @@
 #include "services/UpgradeService.h"
+#include "services/Dispatch.h"
 #include "services/Files.h"
 #include "services/Paging.h"
 #include "services/SilentPatch.h"
@@ -9,9 +10,11 @@
 #include "tarn/link/UpgradeWire.h"
 #include <QDateTime>
 #include <QDir>
+#include <QMutex>
 #include <QSet>
 #include <QSettings>
-#include <utility>
+#include <QWaitCondition>
+#include <memory>
 
 namespace tarn::services {
 
@@ -50,6 +53,255 @@ QVariantMap recordOf(const QVariantList &records, const QString &product)
     return {};
 }
 
+class UpgradeService final : public rpc::IInvocable
+{
+public:
+    UpgradeService(const QString &directory, const UpgradePaths &paths, const UpgradePresenter &presenter)
+        : m_paths(paths)
+        , m_presenter(presenter)
+    {
+        const UpgradeEngine::Settings settings{m_paths.apps, directory + QStringLiteral("/downloads"),
+                                               m_paths.bandwidth};
+        m_thread.run([&] {
+            m_store = std::make_unique<UpgradeStore>(directory);
+            m_engine = std::make_unique<UpgradeEngine>(m_store.get(), settings, [this] { m_changed.wakeAll(); });
+            m_engine->resume();
+        });
+    }
+    ~UpgradeService() override
+    {
+        m_thread.run([this] {
+            m_engine.reset();
+            m_store.reset();
+        });
+    }
+    Q_DISABLE_COPY(UpgradeService)
+
+    CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
+    {
+        static const HandlerTable<UpgradeService> handlers{
+            {QStringLiteral("CheckNewVersion"), &UpgradeService::checkNewVersion},
+            {QStringLiteral("IgnoreUpgrade"), &UpgradeService::ignoreUpgrade},
+            {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
+            {QStringLiteral("QueryTaskInfos"), &UpgradeService::queryTaskInfos},
+            {QStringLiteral("StopUpgrade"), &UpgradeService::stopUpgrade},
+            {QStringLiteral("InstallSoftware"), &UpgradeService::installSoftware},
+            {wire::method::PatchSilently, &UpgradeService::patchSilently},
+            {wire::method::AnnounceUpdates, &UpgradeService::announce},
+            {wire::method::ShowNotes, &UpgradeService::showNotes},
+            {wire::method::UpgradeStatus, &UpgradeService::status},
+            {wire::method::ForgetIgnores, &UpgradeService::forgetIgnores},
+        };
+        static const ServiceFamily family{QStringLiteral("upgrade"), code::Refused, code::InvalidArgs};
+        return dispatch(this, handlers, family, method, {input, context});
+    }
+
+private:
+    Catalogue catalogue() const
+    {
+        Catalogue catalogue;
+        const QString error = errorOf([&] { catalogue = readCatalogue(m_paths.catalogue, m_paths.publicKey); });
+        if (!error.isEmpty())
+            throw Failure(QStringLiteral("the catalogue cannot be used: %1").arg(error));
+        return catalogue;
+    }
+
+    QVariantList findUpdates(bool withIgnored)
+    {
+        const Catalogue offered = catalogue();
+        const QList<UpgradeStore::Ignored> ignores = m_thread.run([this] { return m_store->ignores(); });
+        QSet<QString> ignored;
+        for (const UpgradeStore::Ignored &entry : ignores)
+            ignored.insert(identity(entry.offer));
+        return updateRecords(readInstalledSoftware(m_paths.apps), offered,
+                             [&](const Offer &offer) { return !withIgnored && ignored.contains(identity(offer)); });
+    }
+
+    QVariantMap present(const QString &operation, const QVariantList &records) const
+    {
+        const QString reason = whyNotShown(operation, m_presenter(operation, {{}, records}));
+        return {{wire::Shown, reason.isEmpty()}, {wire::ShowError, reason}};
+    }
+
+    CallResult checkNewVersion(const Request &request)
+    {
+        QVariantList records = findUpdates(false);
+        const QString product = request.values().value(key::SoftwareName).toString();
+        if (!product.isEmpty()) {
+            const QVariantMap record = recordOf(records, product);
+            records = record.isEmpty() ? QVariantList() : QVariantList{record};
+        }
+        return ok({{wire::Offered, records.size()}}, records);
+    }
+
+    CallResult ignoreUpgrade(const Request &request)
+    {
+        const QString product = request.name(key::IgnoredName);
+        const QVariantMap &values = request.values();
+        const QString bits = values.value(key::Bitness).toString();
+        QList<Offer> offers = offersOf(product, bits, values);
+        const QString version = values.value(key::IgnoredVersion).toString(); // empty from the check-update prompt
+        if (offers.isEmpty() && !version.isEmpty())
+            offers << Offer{product, bits, key::Software, {}, version};
+        require(!offers.isEmpty(), QStringLiteral("the request names no version to ignore"));
+        m_thread.run([&] { m_store->ignore(offers); });
+        return ok();
+    }
+
+    // A product that cannot be exchanged becomes a failed task: the window and the status show the reason as well.
+    CallResult startDownload(const Request &request)
+    {
+        const QString product = request.name(key::SoftwareName);
+        const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
+        UpgradeTask task = makeTask(request.values(), readCatalogue(m_paths.catalogue, m_paths.publicKey), installed);
+        task.error = whyNotWritable(installed, product);
+        if (!task.error.isEmpty())
+            task.state = state::DownloadFailed;
+        m_thread.run([&] { m_engine->start(task); });
+        const QVariantMap shown = present(QStringLiteral("showUpgradeDownloadDialog"), {});
+        return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
+    }
+
+    // As "taskInfoList" while all tasks fit into one message, else in pages: a list and the place of the next page.
+    CallResult queryTaskInfos(const Request &request)
+    {
+        const QList<UpgradeTask> tasks = m_thread.run([this] { return m_engine->tasks(); });
+        const QString place = request.values().value(wire::Cursor).toString();
+        Bag output;
+        qint64 bytes = 0;
+        qint64 last = 0;
+        for (const UpgradeTask &task : tasks) {
+            if (task.id <= place.toLongLong())
+                continue;
+            const QVariantMap map = toTaskMap(task);
+            bytes += estimatedBytes(map);
+            if (bytes > PageBytes && !output.list.isEmpty()) {
+                output.values.insert(wire::Cursor, QString::number(last));
+                break;
+            }
+            output.list << map;
+            last = task.id;
+        }
+        if (place.isEmpty() && output.values.isEmpty())
+            return ok({{key::TaskInfoList, output.list}});
+        return ok(output.values, output.list);
+    }
+
+    CallResult stopUpgrade(const Request &request)
+    {
+        const QString product = request.name(key::SoftwareName);
+        if (!m_thread.run([&] { return m_engine->stop(product); }))
+            throw Failure(QStringLiteral("no task of \"%1\"").arg(product));
+        return ok();
+    }
+
+    CallResult installSoftware(const Request &request)
+    {
+        const QString product = request.name(key::SoftwareName);
+        m_thread.run([&] { m_engine->install(product); });
+        if (request.values().value(key::WaitForFinished).toBool())
+            awaitInstallation(product, request.context);
+        return ok();
+    }
+
+    // Returns when it is installed, or when the caller no longer waits.
+    void awaitInstallation(const QString &product, const rpc::ICallContext &context)
+    {
+        while (!context.isCancelled()) {
+            const UpgradeTask task = m_thread.run([&] { return m_engine->taskOf(product); });
+            if (task.state == state::Installed || (task.state != state::Installing && task.error.isEmpty()))
+                return;
+            if (task.state != state::Installing)
+                throw Failure(task.error);
+            waitForChange();
+        }
+    }
+
+    // Of the state of a task; not for long, since the caller may end as well.
+    void waitForChange()
+    {
+        constexpr unsigned long LookMs = 200;
+        const QMutexLocker locker(&m_changedLock);
+        m_changed.wait(&m_changedLock, LookMs);
+    }
+
+    CallResult patchSilently(const Request &request)
+    {
+        const QString product = request.name(key::SoftwareName);
+        const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
+        const UpgradeTask task = patchTask(product, installed);
+        SilentPatch patch({m_thread, *m_engine, m_presenter, [this] { waitForChange(); }, request.context},
+                          *findSoftware(installed, product), task);
+        const QString error = patch.run(request.values().value(wire::KillRunning).toBool());
+        CallResult result = error.isEmpty() ? ok() : refusedWith(code::Refused, error);
+        result.output.values = patch.report(); // a refusal tells as well how far it has come
+        result.output.values.insert(key::NewVersion, task.items.constFirst().version);
+        return result;
+    }
+
+    // For the patch of the installed version, whether or not it is ignored or there is a new version as well.
+    UpgradeTask patchTask(const QString &product, const QList<InstalledSoftware> &installed) const
+    {
+        const Catalogue offered = catalogue();
+        const QVariantMap record =
+            recordOf(updateRecords(installed, offered, [](const Offer &) { return false; }), product);
+        const QString section = record.contains(key::Patch) ? key::Patch : key::OldPatch;
+        const QVariant patch = record.value(section);
+        if (patch.toMap().isEmpty())
+            throw Failure(QStringLiteral("there is no patch for \"%1\"").arg(product));
+        const QString blocked = whyNotWritable(installed, product);
+        if (!blocked.isEmpty())
+            throw Failure(blocked);
+        return makeTask({{key::SoftwareName, product}, {section, patch}}, offered, installed);
+    }
+
+    CallResult announce(const Request &request)
+    {
+        const QVariantList records = findUpdates(false);
+        QVariantMap values{{wire::Shown, false}, {wire::ShowError, QString()}};
+        if (!records.isEmpty() && request.values().value(wire::Show, true).toBool())
+            values = present(QStringLiteral("showAutoCheckUpdateDialog"), records);
+        values.insert(wire::Offered, records.size());
+        return ok(values, records);
+    }
+
+    CallResult showNotes(const Request &request)
+    {
+        const QString product = request.name(key::SoftwareName);
+        const QVariantMap record = recordOf(findUpdates(true), product);
+        if (record.isEmpty())
+            throw Failure(QStringLiteral("nothing is new for \"%1\"").arg(product));
+        return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
+    }
+
+    CallResult status(const Request &)
+    {
+        QVariantList ignores;
+        QVariantList tasks;
+        m_thread.run([&] {
+            for (const UpgradeStore::Ignored &entry : m_store->ignores())
+                ignores << toMap(entry);
+            for (const UpgradeTask &task : m_engine->tasks())
+                tasks << toTaskMap(task);
+        });
+        return ok({{wire::Ignores, ignores}, {wire::Tasks, tasks}});
+    }
+
+    CallResult forgetIgnores(const Request &request)
+    {
+        const QString product = request.values().value(key::SoftwareName).toString();
+        return ok({{wire::Removed, m_thread.run([&] { return m_store->forgetIgnores(product); })}});
+    }
+
+    const UpgradePaths m_paths;
+    const UpgradePresenter m_presenter;
+    QMutex m_changedLock;
+    QWaitCondition m_changed; ///< the state of a task
+    WorkThread m_thread;
+    std::unique_ptr<UpgradeStore> m_store; ///< belongs to m_thread, as does the engine
+    std::unique_ptr<UpgradeEngine> m_engine;
+};
+
 } // namespace
 
 UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
@@ -72,244 +324,10 @@ UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
     return paths;
 }
 
-UpgradeService::UpgradeService(const QString &directory, UpgradePaths paths, Presenter presenter)
-    : m_paths(std::move(paths))
-    , m_presenter(std::move(presenter))
+QSharedPointer<rpc::IInvocable> makeUpgradeService(const QString &directory, const UpgradePaths &paths,
+                                                   const UpgradePresenter &presenter)
 {
-    const UpgradeEngine::Settings settings{m_paths.apps, directory + QStringLiteral("/downloads"), m_paths.bandwidth};
-    m_thread.run([&] {
-        m_store = std::make_unique<UpgradeStore>(directory);
-        m_engine = std::make_unique<UpgradeEngine>(m_store.get(), settings, [this] { m_changed.wakeAll(); });
-        m_engine->resume();
-    });
-}
-
-UpgradeService::~UpgradeService()
-{
-    m_thread.run([&] {
-        m_engine.reset();
-        m_store.reset();
-    });
-}
-
-const HandlerTable<UpgradeService> &UpgradeService::handlers()
-{
-    static const HandlerTable<UpgradeService> table{
-        {QStringLiteral("CheckNewVersion"), &UpgradeService::checkNewVersion},
-        {QStringLiteral("IgnoreUpgrade"), &UpgradeService::ignoreUpgrade},
-        {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
-        {QStringLiteral("QueryTaskInfos"), &UpgradeService::queryTaskInfos},
-        {QStringLiteral("StopUpgrade"), &UpgradeService::stopUpgrade},
-        {QStringLiteral("InstallSoftware"), &UpgradeService::installSoftware},
-        {wire::method::PatchSilently, &UpgradeService::patchSilently},
-        {wire::method::AnnounceUpdates, &UpgradeService::announce},
-        {wire::method::ShowNotes, &UpgradeService::showNotes},
-        {wire::method::UpgradeStatus, &UpgradeService::status},
-        {wire::method::ForgetIgnores, &UpgradeService::forgetIgnores},
-    };
-    return table;
-}
-
-CallResult UpgradeService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
-{
-    static const ServiceFamily family{QStringLiteral("upgrade"), code::Refused, code::InvalidArgs};
-    return dispatch(this, handlers(), family, method, {input, context});
-}
-
-Catalogue UpgradeService::catalogue() const
-{
-    Catalogue catalogue;
-    const QString error = errorOf([&] { catalogue = readCatalogue(m_paths.catalogue, m_paths.publicKey); });
-    if (!error.isEmpty())
-        throw Failure(QStringLiteral("the catalogue cannot be used: %1").arg(error));
-    return catalogue;
-}
-
-QVariantList UpgradeService::findUpdates(bool withIgnored)
-{
-    const Catalogue offered = catalogue();
-    const QList<UpgradeStore::Ignored> ignores = m_thread.run([this] { return m_store->ignores(); });
-    QSet<QString> ignored;
-    for (const UpgradeStore::Ignored &entry : ignores)
-        ignored.insert(identity(entry.offer));
-    return updateRecords(readInstalledSoftware(m_paths.apps), offered,
-                         [&](const Offer &offer) { return !withIgnored && ignored.contains(identity(offer)); });
-}
-
-QVariantMap UpgradeService::present(const QString &operation, const QVariantList &records) const
-{
-    const QString reason = whyNotShown(operation, m_presenter(operation, {{}, records}));
-    return {{wire::Shown, reason.isEmpty()}, {wire::ShowError, reason}};
-}
-
-CallResult UpgradeService::checkNewVersion(const Request &request)
-{
-    QVariantList records = findUpdates(false);
-    const QString product = request.values().value(key::SoftwareName).toString();
-    if (!product.isEmpty()) {
-        const QVariantMap record = recordOf(records, product);
-        records = record.isEmpty() ? QVariantList() : QVariantList{record};
-    }
-    return ok({{wire::Offered, records.size()}}, records);
-}
-
-CallResult UpgradeService::ignoreUpgrade(const Request &request)
-{
-    const QString product = request.name(key::IgnoredName);
-    const QVariantMap &values = request.values();
-    const QString bits = values.value(key::Bitness).toString();
-    QList<Offer> offers = offersOf(product, bits, values);
-    const QString version = values.value(key::IgnoredVersion).toString(); // empty from the check-update prompt
-    if (offers.isEmpty() && !version.isEmpty())
-        offers << Offer{product, bits, key::Software, {}, version};
-    require(!offers.isEmpty(), QStringLiteral("the request names no version to ignore"));
-    m_thread.run([&] { m_store->ignore(offers); });
-    return ok();
-}
-
-// A product that cannot be exchanged becomes a failed task: the window and the status show the reason as well.
-CallResult UpgradeService::startDownload(const Request &request)
-{
-    const QString product = request.name(key::SoftwareName);
-    const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
-    UpgradeTask task = makeTask(request.values(), readCatalogue(m_paths.catalogue, m_paths.publicKey), installed);
-    task.error = whyNotWritable(installed, product);
-    if (!task.error.isEmpty())
-        task.state = state::DownloadFailed;
-    m_thread.run([&] { m_engine->start(task); });
-    const QVariantMap shown = present(QStringLiteral("showUpgradeDownloadDialog"), {});
-    return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
-}
-
-// As "taskInfoList" while all tasks fit into one message, else in pages: a list and the place of the next page.
-CallResult UpgradeService::queryTaskInfos(const Request &request)
-{
-    const QList<UpgradeTask> tasks = m_thread.run([this] { return m_engine->tasks(); });
-    const QString place = request.values().value(wire::Cursor).toString();
-    Bag output;
-    qint64 bytes = 0;
-    qint64 last = 0;
-    for (const UpgradeTask &task : tasks) {
-        if (task.id <= place.toLongLong())
-            continue;
-        const QVariantMap map = toTaskMap(task);
-        bytes += estimatedBytes(map);
-        if (bytes > PageBytes && !output.list.isEmpty()) {
-            output.values.insert(wire::Cursor, QString::number(last));
-            break;
-        }
-        output.list << map;
-        last = task.id;
-    }
-    if (place.isEmpty() && output.values.isEmpty())
-        return ok({{key::TaskInfoList, output.list}});
-    return ok(output.values, output.list);
-}
-
-CallResult UpgradeService::stopUpgrade(const Request &request)
-{
-    const QString product = request.name(key::SoftwareName);
-    if (!m_thread.run([&] { return m_engine->stop(product); }))
-        throw Failure(QStringLiteral("no task of \"%1\"").arg(product));
-    return ok();
-}
-
-CallResult UpgradeService::installSoftware(const Request &request)
-{
-    const QString product = request.name(key::SoftwareName);
-    m_thread.run([&] { m_engine->install(product); });
-    if (request.values().value(key::WaitForFinished).toBool())
-        awaitInstallation(product, request.context);
-    return ok();
-}
-
-// Returns when it is installed, or when the caller no longer waits.
-void UpgradeService::awaitInstallation(const QString &product, const rpc::ICallContext &context)
-{
-    while (!context.isCancelled()) {
-        const UpgradeTask task = m_thread.run([&] { return m_engine->taskOf(product); });
-        if (task.state == state::Installed || (task.state != state::Installing && task.error.isEmpty()))
-            return;
-        if (task.state != state::Installing)
-            throw Failure(task.error);
-        waitForChange();
-    }
-}
-
-// Of the state of a task; not for long, since the caller may end as well.
-void UpgradeService::waitForChange()
-{
-    constexpr unsigned long LookMs = 200;
-    const QMutexLocker locker(&m_changedLock);
-    m_changed.wait(&m_changedLock, LookMs);
-}
-
-CallResult UpgradeService::patchSilently(const Request &request)
-{
-    const QString product = request.name(key::SoftwareName);
-    const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
-    const UpgradeTask task = patchTask(product, installed);
-    SilentPatch patch({m_thread, *m_engine, m_presenter, [this] { waitForChange(); }, request.context},
-                      *findSoftware(installed, product), task);
-    const QString error = patch.run(request.values().value(wire::KillRunning).toBool());
-    CallResult result = error.isEmpty() ? ok() : refusedWith(code::Refused, error);
-    result.output.values = patch.report(); // a refusal tells as well how far it has come
-    result.output.values.insert(key::NewVersion, task.items.constFirst().version);
-    return result;
-}
-
-// For the patch of the installed version, whether or not it is ignored or there is a new version as well.
-UpgradeTask UpgradeService::patchTask(const QString &product, const QList<InstalledSoftware> &installed) const
-{
-    const Catalogue offered = catalogue();
-    const QVariantMap record =
-        recordOf(updateRecords(installed, offered, [](const Offer &) { return false; }), product);
-    const QString section = record.contains(key::Patch) ? key::Patch : key::OldPatch;
-    const QVariant patch = record.value(section);
-    if (patch.toMap().isEmpty())
-        throw Failure(QStringLiteral("there is no patch for \"%1\"").arg(product));
-    const QString blocked = whyNotWritable(installed, product);
-    if (!blocked.isEmpty())
-        throw Failure(blocked);
-    return makeTask({{key::SoftwareName, product}, {section, patch}}, offered, installed);
-}
-
-CallResult UpgradeService::announce(const Request &request)
-{
-    const QVariantList records = findUpdates(false);
-    QVariantMap values{{wire::Shown, false}, {wire::ShowError, QString()}};
-    if (!records.isEmpty() && request.values().value(wire::Show, true).toBool())
-        values = present(QStringLiteral("showAutoCheckUpdateDialog"), records);
-    values.insert(wire::Offered, records.size());
-    return ok(values, records);
-}
-
-CallResult UpgradeService::showNotes(const Request &request)
-{
-    const QString product = request.name(key::SoftwareName);
-    const QVariantMap record = recordOf(findUpdates(true), product);
-    if (record.isEmpty())
-        throw Failure(QStringLiteral("nothing is new for \"%1\"").arg(product));
-    return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
-}
-
-CallResult UpgradeService::status(const Request &)
-{
-    QVariantList ignores;
-    QVariantList tasks;
-    m_thread.run([&] {
-        for (const UpgradeStore::Ignored &entry : m_store->ignores())
-            ignores << toMap(entry);
-        for (const UpgradeTask &task : m_engine->tasks())
-            tasks << toTaskMap(task);
-    });
-    return ok({{wire::Ignores, ignores}, {wire::Tasks, tasks}});
-}
-
-CallResult UpgradeService::forgetIgnores(const Request &request)
-{
-    const QString product = request.values().value(key::SoftwareName).toString();
-    return ok({{wire::Removed, m_thread.run([&] { return m_store->forgetIgnores(product); })}});
+    return QSharedPointer<UpgradeService>::create(directory, paths, presenter);
 }
 
 } // namespace tarn::services

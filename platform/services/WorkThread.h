@@ -1,7 +1,7 @@
 #pragma once
 #include <QObject>
 #include <QThread>
-#include <functional>
+#include <exception>
 #include <optional>
 
 namespace tarn::services {
@@ -10,8 +10,16 @@ namespace tarn::services {
 class WorkThread
 {
 public:
-    WorkThread();
-    ~WorkThread(); ///< lets the running piece end
+    WorkThread()
+    {
+        m_context.moveToThread(&m_thread);
+        m_thread.start();
+    }
+    ~WorkThread() ///< lets the running piece end
+    {
+        m_thread.quit();
+        m_thread.wait();
+    }
     Q_DISABLE_COPY(WorkThread)
 
     /// Blocks until work has been carried out. Any thread but this one.
@@ -19,18 +27,27 @@ public:
     template <class Work>
     auto run(Work work) -> decltype(work())
     {
-        if constexpr (std::is_void_v<decltype(work())>) {
-            execute(work);
-        } else {
-            std::optional<decltype(work())> result;
-            execute([&] { result = work(); });
+        using Result = decltype(work());
+        std::conditional_t<std::is_void_v<Result>, int, std::optional<Result>> result{};
+        std::exception_ptr thrown;
+        const auto guarded = [&] {
+            try {
+                if constexpr (std::is_void_v<Result>)
+                    work();
+                else
+                    result = work();
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+        };
+        QMetaObject::invokeMethod(&m_context, guarded, Qt::BlockingQueuedConnection);
+        if (thrown)
+            std::rethrow_exception(thrown);
+        if constexpr (!std::is_void_v<Result>)
             return *std::move(result);
-        }
     }
 
 private:
-    void execute(const std::function<void()> &work);
-
     QThread m_thread;
     QObject m_context;
 };

@@ -84,7 +84,7 @@ private:
                               return show(QStringLiteral("ShowNotifyMessage"), bag);
                           }));
         m_services.insert(link::wire::UpgradeTag,
-                          QSharedPointer<UpgradeService>::create(m_directory, UpgradePaths::ofProgram(programs), show));
+                          makeUpgradeService(m_directory, UpgradePaths::ofProgram(programs), show));
         try {
             m_services.insert(link::wire::CloudTag,
                               QSharedPointer<CloudService>::create(m_directory, CloudSettings::ofProgram(programs)));

@@ -29,23 +29,21 @@ class TestSilentPatch final : public QObject
 private slots:
     void init();
     void downloadsShowsInstallsAndFollows();
-    void goesOnWithoutAWindow();
     void refusals();
     void failuresOfTheWindow();
     void otherTasksAreLeftAlone();
-    void tasksThatChangeMeanwhile();
     void programsOutsideAreNotTheProducts();
 
 private:
     int stateOfTask();
-    CallResult invoke(const QString &method, const QVariantMap &further = {});
+    CallResult invoke(const QString &method, QVariantMap values = {}, const CallContext &context = {});
     CallResult present(const Bag &bag);
     void offer(const QByteArray &package, const QByteArray &further = {});
     CallResult patch(const CallContext &context = {}, bool killRunning = false);
     QString patchVersion() const;
 
     std::unique_ptr<QTemporaryDir> m_directory;
-    std::unique_ptr<services::UpgradeService> m_service;
+    QSharedPointer<rpc::IInvocable> m_service;
     QString m_product; // its folder
     QList<QVariantMap> m_shown;
     int m_queries = 0;
@@ -62,8 +60,8 @@ void TestSilentPatch::init()
     m_product = packages::install(m_directory->filePath("apps"), Product, "1.9"); // with the patch 1.0.1
     offer(packages::archive({{"bin/program", "patched"}}), R"(,"release":{"version":"2.0"})");
     const services::UpgradePaths paths{m_directory->filePath("catalogue.json"), m_directory->filePath("apps")};
-    m_service = std::make_unique<services::UpgradeService>(
-        m_directory->path(), paths, [this](const QString &, const Bag &bag) { return present(bag); });
+    m_service = services::makeUpgradeService(m_directory->path(), paths,
+                                             [this](const QString &, const Bag &bag) { return present(bag); });
 }
 
 CallResult TestSilentPatch::present(const Bag &bag)
@@ -74,12 +72,11 @@ CallResult TestSilentPatch::present(const Bag &bag)
         return result;
     }
     const bool query = bag.values.value(key::QueryOnly).toBool();
-    if (query)
-        ++m_queries;
-    else
+    m_queries += query ? 1 : 0;
+    if (!query) {
         m_shown << bag.values;
-    if (!query)
         m_shown.last().insert("package", packages::readFile(bag.values.value(key::LocalFile).toString()));
+    }
     result.accepted = true;
     result.output.values.insert(key::SilentState, m_state());
     return result;
@@ -98,16 +95,14 @@ void TestSilentPatch::offer(const QByteArray &package, const QByteArray &further
 
 CallResult TestSilentPatch::patch(const CallContext &context, bool killRunning)
 {
-    const Bag bag{{{key::SoftwareName, Product}, {wire::KillRunning, killRunning}}, {}};
-    return m_service->invoke(wire::method::PatchSilently, bag, context);
+    return invoke(wire::method::PatchSilently, {{wire::KillRunning, killRunning}}, context);
 }
 
-CallResult TestSilentPatch::invoke(const QString &method, const QVariantMap &further)
+CallResult TestSilentPatch::invoke(const QString &method, QVariantMap values, const CallContext &context)
 {
-    QVariantMap values{{key::SoftwareName, Product}};
-    for (auto it = further.cbegin(); it != further.cend(); ++it)
-        values.insert(it.key(), it.value());
-    return m_service->invoke(method, {values, {}}, CallContext());
+    if (!values.contains(key::SoftwareName))
+        values.insert(key::SoftwareName, Product);
+    return m_service->invoke(method, {values, {}}, context);
 }
 
 int TestSilentPatch::stateOfTask()
@@ -140,22 +135,18 @@ void TestSilentPatch::downloadsShowsInstallsAndFollows()
     QCOMPARE(patchVersion(), QString("1.9.5"));
     QCOMPARE(packages::readFile(m_product + "/bin/program"), QByteArray("patched"));
     QVERIFY(patch().errorText.contains("there is no patch"));
-}
 
-void TestSilentPatch::goesOnWithoutAWindow()
-{
-    m_state = nullptr;
+    init();
+    m_state = nullptr; // works without a window
     QCOMPARE(patch().output.values.value(wire::ShowError), QVariant("nobody there"));
     QCOMPARE(patchVersion(), QString("1.9.5"));
 }
 
 void TestSilentPatch::refusals()
 {
-    for (const QVariant &name : {QVariant(), QVariant(5), QVariant(QString(10000, 'x'))}) {
-        const Bag bag{{{key::SoftwareName, name}}, {}};
-        QCOMPARE(m_service->invoke(wire::method::PatchSilently, bag, CallContext()).retCode,
+    for (const QVariant &name : {QVariant(), QVariant(5), QVariant(QString(10000, 'x'))})
+        QCOMPARE(invoke(wire::method::PatchSilently, {{key::SoftwareName, name}}).retCode,
                  int(upgrade::code::InvalidArgs));
-    }
     packages::writeFile(m_directory->filePath("patch.tar.gz"), "other bytes");
     QVERIFY(!patch().accepted && m_shown.isEmpty());
     offer("no archive");
@@ -189,8 +180,7 @@ void TestSilentPatch::otherTasksAreLeftAlone()
 {
     offer("p", R"(,"release":{"version":"2.0","package":{"url":"http://127.0.0.1:9/none","size":1,"sha256":")" +
                    QByteArray(64, 'a') + "\"}}");
-    const QVariantMap release{{key::SoftwareName, Product}, {key::Software, QVariantMap{{key::NewVersion, "2.0"}}}};
-    QVERIFY(m_service->invoke("StartDownload", {release, {}}, CallContext()).accepted);
+    QVERIFY(invoke("StartDownload", {{key::Software, QVariantMap{{key::NewVersion, "2.0"}}}}).accepted);
     QVERIFY(patch().errorText.contains("another task"));
 
     // One with the same patch is joined, but not stopped when the caller goes.
@@ -203,26 +193,6 @@ void TestSilentPatch::otherTasksAreLeftAlone()
     const CallResult joined = patch(context);
     QVERIFY2(joined.errorText.contains("no longer waits"), qPrintable(joined.errorText));
     QCOMPARE(stateOfTask(), int(upgrade::state::Downloaded));
-}
-
-// By others, while the window judges the package.
-void TestSilentPatch::tasksThatChangeMeanwhile()
-{
-    bool done = false;
-    const auto once = [&](const std::function<int()> &change) {
-        init();
-        done = false;
-        m_state = [this, &done, change] { return m_shown.isEmpty() || std::exchange(done, true) ? 1 : change(); };
-    };
-    once([this] { return invoke("InstallSoftware", {{key::WaitForFinished, true}}).accepted ? 99 : 0; });
-    QVERIFY(patch().accepted); // the package that the window does not find is installed
-    QCOMPARE(patchVersion(), QString("1.9.5"));
-
-    const QVariantMap wanted{{key::Patch, QVariantMap{{key::NewVersion, "1.9.5"}}}};
-    once([&] { return invoke("StopUpgrade").accepted && invoke("StartDownload", wanted).accepted ? 1 : 0; });
-    QVERIFY(patch().errorText.contains("replaced by another"));
-    QCOMPARE(patchVersion(), QString("1.0.1"));
-    QTRY_COMPARE(stateOfTask(), int(upgrade::state::Downloaded)); // the other's
 }
 
 void TestSilentPatch::programsOutsideAreNotTheProducts()
