@@ -55,26 +55,11 @@ void CUpdateItem::GetUpdateInfo(QString &name, QString &version) const
     version = m_version;
 }
 
-void CUpdateItem::SetContainPlus(bool containPlus)
-{
-    m_containPlus = containPlus;
-}
-
 QString CUpdateItem::sheet()
 {
     return CSelectWidget::sheet() + QStringLiteral("#productName{color:#444545;} #updateTips{color:red;}") +
            look::whiteButton(QStringLiteral("CUpdateItem CCustomBtn")) +
            QStringLiteral("CUpdateItem CCustomBtn{padding:0px;}"); // four characters just fit
-}
-
-void CUpdateItem::OnUpdateExplainClicked()
-{
-    emit UpdateExplainClicked(m_name);
-}
-
-void CUpdateItem::OnDoNotPromptClicked()
-{
-    emit DoNotPromptClicked(m_name, m_version);
 }
 
 void CUpdateItem::InitUi()

@@ -18,7 +18,7 @@ public:
     /// @param version always receives the empty string, deliberately: nothing fills the version, so "全部忽略" ignores
     ///        the empty version
     void GetUpdateInfo(QString &name, QString &version) const;
-    void SetContainPlus(bool containPlus);
+    void SetContainPlus(bool containPlus) { m_containPlus = containPlus; }
 
     /// The buttons in the order of Tab.
     const QList<QWidget *> &buttons() const { return m_buttons; }
@@ -32,8 +32,8 @@ signals:
     void DoNotPromptClicked(QString strName, QString strVersion);
 
 public slots:
-    void OnUpdateExplainClicked();
-    void OnDoNotPromptClicked();
+    void OnUpdateExplainClicked() { emit UpdateExplainClicked(m_name); }
+    void OnDoNotPromptClicked() { emit DoNotPromptClicked(m_name, m_version); }
 
 private:
     void InitUi();

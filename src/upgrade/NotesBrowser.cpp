@@ -53,10 +53,8 @@ void NotesBrowser::load(const QString &path, const QString &anchor)
 
 void NotesBrowser::showPage(const Page &page)
 {
-    const std::shared_ptr<QTextDocument> shown = page.document;
-    setDocument(shown.get());
-    QTextCursor start(shown.get());
-    setTextCursor(start);
+    setDocument(page.document.get());
+    setTextCursor(QTextCursor(page.document.get()));
 }
 
 void NotesBrowser::follow(const QUrl &address)
@@ -83,11 +81,4 @@ void NotesBrowser::keyPressEvent(QKeyEvent *event)
         return;
     const Page left = m_pages.takeLast(); // destroyed when its successor is shown
     showPage(m_pages.last());
-}
-
-QVariant NotesBrowser::loadResource(int type, const QUrl &name)
-{
-    Q_UNUSED(type)
-    Q_UNUSED(name)
-    return {};
 }

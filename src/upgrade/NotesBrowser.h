@@ -18,7 +18,7 @@ public:
     /// @param anchor scrolls there; may be empty
     void load(const QString &path, const QString &anchor = QString());
 
-    QVariant loadResource(int type, const QUrl &name) override; ///< nothing: pages fetch nothing
+    QVariant loadResource(int, const QUrl &) override { return {}; } // pages fetch nothing
 
 signals:
     void unreadable(); ///< the file that was asked for last cannot be shown

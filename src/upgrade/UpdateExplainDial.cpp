@@ -251,11 +251,6 @@ void CUpdateExplainDial::OnUpdateAhead()
     upgradecalls::startDownload(request);
 }
 
-void CUpdateExplainDial::OnDoNotUpdate()
-{
-    close();
-}
-
 void CUpdateExplainDial::closeEvent(QCloseEvent *event)
 {
     if (NeedUpdateCurPatch()) {

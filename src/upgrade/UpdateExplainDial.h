@@ -31,8 +31,8 @@ public:
     virtual void connectUpdateBtn(QPushButton *button);
 
 public slots:
-    void OnUpdateAhead(); // "立即更新"
-    void OnDoNotUpdate(); // "暂不更新"
+    void OnUpdateAhead();             // "立即更新"
+    void OnDoNotUpdate() { close(); } // "暂不更新"
 
 protected:
     void closeEvent(QCloseEvent *event) override;

@@ -61,6 +61,8 @@ private:
             return;
         }
         m_steps.takeFirst()(m_last);
+        if (QTest::currentTestFailed() && m_last)
+            m_last->reject(); // so that the test ends
     }
 
     QTimer m_timer;

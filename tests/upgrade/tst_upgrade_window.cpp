@@ -1,4 +1,5 @@
-// The online-upgrade window: from request to close, by mouse and keyboard, and what dies while a box is open.
+// The online-upgrade window: from request to close, by mouse and keyboard, and
+// what dies while a box is open.
 #include "frame/VisualizedManager.h"
 #include "support/FakeClient.h"
 #include "upgrade/BoxScript.h"
@@ -17,12 +18,6 @@ using tasks::picture;
 using tasks::task;
 
 namespace {
-void processDeletions()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCoreApplication::processEvents();
-}
-
 QString focusName()
 {
     const QWidget *focus = QApplication::focusWidget();
@@ -81,7 +76,8 @@ private slots:
                              m_dialog->onCloseBtnClicked(); // the tray's menu: no second question
                              BoxScript::press(box, "否");
                          },
-                         [](QDialog *box) { // by Escape, which may have been meant for another program
+                         [](QDialog *box) { // by Escape, which may have been meant for another
+                                            // program
                              for (const auto *button : box->findChildren<QPushButton *>())
                                  QVERIFY(!button->isDefault() && !button->hasFocus());
                              QTest::keyClick(box, Qt::Key_Return);
@@ -100,6 +96,7 @@ private slots:
         QCOMPARE(boxes.texts.value(1), QString("关闭窗口将取消正在执行的升级，是否确定要关闭？"));
         QVERIFY(boxes.isDone());
         m_dialog->showUpgradeDialog();
+        QVERIFY(m_dialog->findChild<QLabel *>("noDataText")->isVisible());
         m_dialog->findChild<QPushButton *>("closeButton")->click(); // the empty window asks nothing
         QVERIFY(!m_dialog->isVisible());
     }
@@ -155,7 +152,8 @@ private slots:
         checkFocusedRow(QApplication::focusWidget()->accessibleDescription());
     }
 
-    // A key that was meant for the button of an ended task must not press the next row's.
+    // A key that was meant for the button of an ended task must not press the
+    // next row's.
     void focusLeavesAnEndedRow()
     {
         m_dialog->showUpgradeDialog();
@@ -175,58 +173,56 @@ private slots:
         m_dialog->showUpgradeDialog();
         show({task("A", 1, 5, 100), task("B", 3)});
         QAccessibleInterface *table = QAccessible::queryAccessibleInterface(m_table);
-        QVERIFY(!table->text(QAccessible::Name).isEmpty());
         const auto text = [&](int row, int column) {
             return table->tableInterface()->cellAt(row, column)->text(QAccessible::Name);
         };
         QCOMPARE(text(0, 0), QString("A，当前版本：1.0"));
         QCOMPARE(text(0, 1), QString("正在下载主程序，版本号：2.0，5%"));
         QCOMPARE(text(1, 1), QString("下载完成，安装中..."));
-        show({task("A", 1, 70, 100), task("B", 4)});
-        QCOMPARE(text(0, 1), QString("正在下载主程序，版本号：2.0，70%"));
-    }
-
-    void deathsUnderBoxes_data()
-    {
-        QTest::addColumn<QString>("box");
-        QTest::addColumn<QString>("death");
-        QTest::addColumn<QString>("answer"); // to a box that outlives the death; else the death closes it
-        QTest::addColumn<int>("stopsOfA");
-        const auto add = [](const char *box, const char *death, const char *answer, int stops) {
-            QTest::addRow("%s, %s", box, death)
-                << QString::fromUtf8(box) << QString::fromUtf8(death) << QString::fromUtf8(answer) << stops;
-        };
-        add("cancel question", "row cancelled", "是", 1);
-        add("cancel question", "window closes", "", 1);
-        add("cancel question", "window dies", "", 0);
-        add("report", "row cancelled", "确定", 0);
-        add("report", "window dies", "", 0);
-        add("close question", "row cancelled", "是", 0);
-        add("close question", "window dies", "", 0);
     }
 
     void deathsUnderBoxes()
     {
-        QFETCH(QString, box);
-        QFETCH(QString, death);
-        QFETCH(QString, answer);
-        m_dialog->showUpgradeDialog();
-        show({task("A", 1), task("B", 1)});
-        BoxScript boxes({[&](QDialog *opened) {
-            const QPointer<QDialog> alive(opened);
-            m_deaths.value(death)();
-            if (!answer.isEmpty())
-                BoxScript::press(alive, answer);
-            else if (alive)
-                QTRY_VERIFY(!alive || !alive->isVisible());
-        }});
-        m_boxes.value(box)();
-        processDeletions();
-        QVERIFY(boxes.isDone());
-        QTEST(tasks::stops().count("A"), "stopsOfA");
-        if (m_dialog && m_dialog->isVisible())
-            QCOMPARE(m_table->rowCount(), 1);
-        QVERIFY(!QApplication::activeModalWidget());
+        using Step = std::function<void()>;
+        const Step cancelQuestion = [this] { // as the user does it, so that the
+                                             // button is on the stack as well
+            QTest::mouseClick(cell(0)->findChild<QPushButton *>("cancelDownload"), Qt::LeftButton);
+        };
+        const Step report = [this] { show({task("A", 11)}); };
+        const Step closeQuestion = [this] { m_dialog->onCloseBtnClicked(); };
+        const Step rowCancelled = [this] { show({task("A", 4)}); };
+        const Step windowCloses = [this] { m_dialog->onClose(); };
+        const Step windowDies = [this] { delete m_dialog; };
+        const struct
+        {
+            Step open, die;
+            QString answer; // to a box that outlives the death; else the death closes it
+            int stopsOfA;
+        } rows[] = {{cancelQuestion, rowCancelled, "是", 1},
+                    {cancelQuestion, windowCloses, {}, 1},
+                    {cancelQuestion, windowDies, {}, 0},
+                    {report, rowCancelled, "确定", 0},
+                    {report, windowDies, {}, 0},
+                    {closeQuestion, rowCancelled, "是", 0},
+                    {closeQuestion, windowDies, {}, 0}};
+        for (const auto &row : rows) {
+            cleanup();
+            init();
+            m_dialog->showUpgradeDialog();
+            show({task("A", 1), task("B", 1)});
+            BoxScript boxes({[&](QDialog *opened) {
+                const QPointer<QDialog> box(opened);
+                row.die();
+                if (!row.answer.isEmpty())
+                    BoxScript::press(box, row.answer);
+                QTRY_VERIFY(!box || !box->isVisible());
+            }});
+            row.open();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QVERIFY(boxes.isDone() && !QApplication::activeModalWidget());
+            QCOMPARE(tasks::stops().count("A"), row.stopsOfA);
+            QVERIFY(!m_dialog || !m_dialog->isVisible() || m_table->rowCount() == 1);
+        }
     }
 
 private:
@@ -258,17 +254,6 @@ private:
     QPointer<CUpgradeDialog> m_dialog;
     QPointer<CUpgradeTableWidget> m_table;
     QSystemTrayIcon *m_tray = nullptr;
-
-    // Each death is tried under each box.
-    const QMap<QString, std::function<void()>> m_boxes{
-        {"cancel question", // as the user does it, so that the button is on the stack as well
-         [this] { QTest::mouseClick(cell(0)->findChild<QPushButton *>("cancelDownload"), Qt::LeftButton); }},
-        {"report", [this] { show({task("A", 11)}); }},
-        {"close question",
-         [this] { QTest::mouseClick(m_dialog->findChild<QPushButton *>("closeButton"), Qt::LeftButton); }}};
-    const QMap<QString, std::function<void()>> m_deaths{{"row cancelled", [this] { show({task("A", 4)}); }},
-                                                        {"window closes", [this] { m_dialog->onClose(); }},
-                                                        {"window dies", [this] { delete m_dialog; }}};
 };
 
 QTEST_MAIN(tst_upgrade_window)

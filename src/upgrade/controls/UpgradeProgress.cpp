@@ -157,11 +157,6 @@ void CUpgradeProgress::cancelDownloadTask()
         showBar(100, 0);
 }
 
-void CUpgradeProgress::onCancelDownloadClicked()
-{
-    emit cancelDownload(QVariantMap(m_downloadCtrl));
-}
-
 void CUpgradeProgress::initWidgetUI()
 {
     setStyleSheet(cellSheet(this));

@@ -42,7 +42,7 @@ public:
     void cancelDownloadTask();
 
 public slots:
-    void onCancelDownloadClicked();
+    void onCancelDownloadClicked() { emit cancelDownload(QVariantMap(m_downloadCtrl)); }
 
 signals:
     void cancelDownload(QVariant info); // the current "downloadCtrl" map; the receiver may delete this cell
