@@ -22,7 +22,6 @@ struct Cost
     qint64 cells = 0;
     qint64 weight = 0;
     int floats = 0;
-    bool isTooMuch = false;
 };
 
 qint64 weightOf(const QTextTable &table)
@@ -34,27 +33,21 @@ qint64 weightOf(const QTextTable &table)
     return last - first + qint64{BlockWeight} * blocks;
 }
 
-void add(const QTextFrame &frame, int depth, Cost &cost)
+// Adds the tables and floats inside a frame. @return false when they take too long
+bool add(const QTextFrame &frame, int depth, Cost &cost)
 {
     const QList<QTextFrame *> children = frame.childFrames();
     for (const QTextFrame *child : children) {
-        if (child->frameFormat().position() != QTextFrameFormat::InFlow)
-            ++cost.floats;
-        int inside = depth;
-        if (const auto *table = qobject_cast<const QTextTable *>(child)) {
-            ++inside;
-            const qint64 cells = qint64(table->rows()) * table->columns();
-            cost.cells += cells;
-            if (inside <= MaxDepth)
-                cost.weight += weightOf(*table) << (inside - 1);
-            cost.isTooMuch = cost.isTooMuch || table->columns() > MaxColumns;
-        }
-        cost.isTooMuch = cost.isTooMuch || inside > MaxDepth || cost.floats > MaxFloats || cost.cells > MaxCells ||
-                         cost.weight > MaxWeight;
-        if (cost.isTooMuch)
-            return;
-        add(*child, inside, cost);
+        const auto *table = qobject_cast<const QTextTable *>(child);
+        const int inside = depth + (table ? 1 : 0);
+        cost.floats += child->frameFormat().position() == QTextFrameFormat::InFlow ? 0 : 1;
+        cost.cells += table ? qint64(table->rows()) * table->columns() : 0;
+        cost.weight += table ? weightOf(*table) << qMin(depth, MaxDepth) : 0;
+        if (inside > MaxDepth || cost.floats > MaxFloats || cost.cells > MaxCells || cost.weight > MaxWeight ||
+            (table && table->columns() > MaxColumns) || !add(*child, inside, cost))
+            return false;
     }
+    return true;
 }
 
 // The position at which the part after the first MaxParagraph characters begins: after a line end, else after white space,
@@ -118,8 +111,7 @@ bool canBeBuilt(const QString &html)
 bool canBeShown(const QTextDocument &document)
 {
     Cost cost;
-    add(*document.rootFrame(), 0, cost);
-    return !cost.isTooMuch;
+    return add(*document.rootFrame(), 0, cost);
 }
 
 void divideLongParagraphs(QTextDocument *document)

@@ -61,14 +61,12 @@ void CSilentInstallThread::check()
     if (!m_param || !m_manager)
         return fail(QString(), QStringLiteral("静默补丁安装线程获取参数失败"));
     const QString name = m_param->GetValue(key::SoftwareName).toString();
-    const QString settingsPath = m_param->GetValue(key::SettingsPath).toString();
     const QString patch = m_param->GetValue(key::LocalFile).toString();
-    const QString directory = m_param->GetValue(key::InstallDir).toString();
-    const bool restart = m_param->GetValue(key::Restart).toBool();
+    const auto shown = [this](const QString &wanted) { return text::brief(m_param->GetValue(wanted).toString()); };
     VT_LOG(debug) << QStringLiteral(
                          "静默补丁安装：软件名称：%1，软件注册表路径：%2，补丁包：%3，软件路径：%4，重启：%5")
-                         .arg(text::brief(name), text::brief(settingsPath), text::brief(patch), text::brief(directory),
-                              restart ? QStringLiteral("true") : QStringLiteral("false"));
+                         .arg(text::brief(name), shown(key::SettingsPath), text::brief(patch), shown(key::InstallDir),
+                              QVariant(m_param->GetValue(key::Restart).toBool()).toString());
     if (name.isEmpty())
         fail(name, QStringLiteral("静默补丁安装线程获取软件名称为空"));
     else if (!QFileInfo(patch).isFile()) // a directory or a FIFO is not a package

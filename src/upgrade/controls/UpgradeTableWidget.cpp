@@ -4,7 +4,6 @@
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/controls/TaskMerge.h"
 #include "upgrade/controls/UpgradeProgress.h"
-#include "upgrade/controls/UpgradeTableDelegate.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/BringToFront.h"
 #include "widgets/Look.h"
@@ -129,33 +128,8 @@ void CUpgradeTableWidget::FillTableHeader(const QList<QPair<QString, int>> &colu
 
 void CUpgradeTableWidget::setHoverRowEnabled(bool enabled)
 {
-    m_delegate->setHoverRowEnabled(enabled);
     viewport()->setAttribute(Qt::WA_Hover, enabled);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setAlwaysMouseTracking(bool tracking)
-{
-    setMouseTracking(tracking);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setHoveredRowForeground(const QBrush &brush)
-{
-    m_delegate->setHoveredRowForeground(brush);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setHoveredRowBackground(const QBrush &brush)
-{
-    m_delegate->setHoveredRowBackground(brush);
-    viewport()->update();
-}
-
-void CUpgradeTableWidget::setHoveredRowBorderColor(const QColor &color)
-{
-    m_delegate->setHoveredRowBorderColor(color);
-    viewport()->update();
+    repainted()->setHoverRowEnabled(enabled);
 }
 
 void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
@@ -349,7 +323,6 @@ void CUpgradeTableWidget::stopAllTask()
         if (auto *progress = qobject_cast<CUpgradeProgress *>(widget))
             progress->cancelDownloadTask();
     }
-    releaseFocus(focusedRow());
     setRowCount(0);
     const QMutexLocker locker(&m_rowsLock);
     m_progressByName.clear();
@@ -453,8 +426,7 @@ void CUpgradeTableWidget::onCellEntered(int row, int column)
         return;
     const QPoint left = std::exchange(m_hoveredCell, entered);
     emit sigCellLeave(left.y(), left.x());
-    m_delegate->setHoveredRow(row);
-    viewport()->update();
+    repainted()->setHoveredRow(row);
 }
 
 } // namespace upgrade::controls

@@ -1,4 +1,5 @@
 #pragma once
+#include "upgrade/controls/UpgradeTableDelegate.h"
 #include <QMap>
 #include <QMutex>
 #include <QPair>
@@ -9,7 +10,6 @@
 namespace upgrade::controls {
 
 class CUpgradeProgress;
-class CUpgradeTableDelegate;
 
 /// The running upgrade tasks: one row per product, merged from the polls of the refresher. GUI thread.
 ///
@@ -27,10 +27,10 @@ public:
     void FillTableHeader(const QList<QPair<QString, int>> &columns); ///< header text and width in design pixels
     void setParentDlg(QWidget *dlg) { m_parentDlg = dlg; }           ///< raised for reports and questions
     void setHoverRowEnabled(bool enabled);
-    void setAlwaysMouseTracking(bool tracking);
-    void setHoveredRowForeground(const QBrush &brush);
-    void setHoveredRowBackground(const QBrush &brush);
-    void setHoveredRowBorderColor(const QColor &color);
+    void setAlwaysMouseTracking(bool tracking) { setMouseTracking(tracking); }
+    void setHoveredRowForeground(const QBrush &brush) { repainted()->setHoveredRowForeground(brush); }
+    void setHoveredRowBackground(const QBrush &brush) { repainted()->setHoveredRowBackground(brush); }
+    void setHoveredRowBorderColor(const QColor &color) { repainted()->setHoveredRowBorderColor(color); }
 
     // Display rows (RowKeys.h); rows of unknown names are ignored by update and delete.
     void addRows(const QList<QVariant> &rows); ///< updates the rows that exist; installs the finished downloads
@@ -68,6 +68,11 @@ private slots:
 private:
     using Cells = QPair<QWidget *, QWidget *>; ///< of one row
 
+    CUpgradeTableDelegate *repainted() ///< the delegate; what it changes is repainted
+    {
+        viewport()->update();
+        return m_delegate;
+    }
     void InitTableStyleSheets();
     void showRows(const QList<QVariant> &rows);
     void removeIndices(QList<int> indices);
