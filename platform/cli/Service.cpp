@@ -18,11 +18,6 @@ namespace {
 
 const QString HostProgram = QStringLiteral("visualized-host");
 
-QString processText(const QString &program, qint64 pid)
-{
-    return QStringLiteral("%1 (process %2)").arg(program).arg(pid);
-}
-
 QString noHubAdvice()
 {
     const qint64 host = processOf(HostProgram);
@@ -127,6 +122,11 @@ int ask(const Query &query)
 {
     link::ServiceConnection connection;
     return judge(connection.call(query.service.tag, query.method, query.input, query.timeoutMs), query.service);
+}
+
+QString processText(const QString &program, qint64 pid)
+{
+    return QStringLiteral("%1 (process %2)").arg(program).arg(pid);
 }
 
 QList<Process> runningProcesses()

@@ -58,6 +58,9 @@ struct Process
     qint64 pid = 0;
 };
 
+/// A process as messages name it, e.g. "ServiceHub (process 4711)".
+QString processText(const QString &program, qint64 pid);
+
 /// The programs that listen in the runtime directory, each once. They are known from the kernel, so that a program that
 /// hangs is found as well.
 QList<Process> runningProcesses();

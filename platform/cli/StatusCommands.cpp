@@ -106,18 +106,16 @@ int runStatus(const Line &line)
     return std::any_of(reports.cbegin(), reports.cend(), failed) ? status::Refused : status::Ok;
 }
 
-// Asks a program to end and waits for that. A program that does not run counts as ended.
-bool stop(const QString &program)
+// Asks a process to end and waits for that.
+bool stop(const Process &process)
 {
-    const qint64 pid = processOf(program);
-    if (pid == 0)
-        return true;
-    const int process = static_cast<int>(::syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
-    pollfd end = {process, POLLIN, 0};
-    ::kill(static_cast<pid_t>(pid), SIGTERM);
-    const bool ended = process < 0 || ::poll(&end, 1, EndMs) == 1; // no descriptor: the process has ended already
-    ::close(process);
-    const QString text = QStringLiteral("%1 (process %2)").arg(program).arg(pid);
+    const auto pid = static_cast<pid_t>(process.pid);
+    const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    pollfd end = {descriptor, POLLIN, 0};
+    ::kill(pid, SIGTERM);
+    const bool ended = descriptor < 0 || ::poll(&end, 1, EndMs) == 1; // no descriptor: the process has ended already
+    ::close(descriptor);
+    const QString text = processText(process.program, process.pid);
     ended ? print(QStringLiteral("stopped: %1").arg(text))
           : complain(QStringLiteral("%1 does not end within %2 seconds").arg(text).arg(EndMs / 1000));
     return ended;
@@ -125,10 +123,14 @@ bool stop(const QString &program)
 
 int runStop(const Line &)
 {
-    // The host first: it starts a missing hub again, and the hub starts missing services again.
     bool ended = true;
-    for (const char *program : {"visualized-host", "ServiceHub", "tarn-services"})
-        ended = stop(QLatin1String(program)) && ended;
+    // The hosts first: they start a missing hub again, and the hub starts missing services again.
+    for (const char *program : {"visualized-host", "ServiceHub", "tarn-services"}) {
+        for (const Process &process : runningProcesses()) {
+            if (process.program == QLatin1String(program))
+                ended = stop(process) && ended;
+        }
+    }
     return ended ? status::Ok : status::Refused;
 }
 

@@ -150,7 +150,17 @@ void TestTarnctl::stopEndsEverything()
 {
     QVERIFY(m_platform->startHub());
     const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
+    // The second host waits for the first one's tag and would start a new hub.
+    const QString program = m_platform->directory() + "/visualized-host";
+    QVERIFY(QFile::copy(qEnvironmentVariable("TARN_PEER"), program));
+    QProcess hosts[2];
+    for (QProcess &host : hosts) {
+        host.start(program, {QString::number(rpc::hubPort()), QString("host %1").arg(&host - hosts)});
+        QVERIFY(host.waitForReadyRead());
+    }
     const auto result = run("stop");
+    for (QProcess &host : hosts)
+        QVERIFY(host.state() == QProcess::NotRunning || host.waitForFinished(5000));
     QVERIFY2(result.exitCode == 0 && result.out.contains("stopped: ServiceHub"), (result.out + result.err).constData());
     QTRY_VERIFY(m_platform->hub()->state() == QProcess::NotRunning);
     QVERIFY(::kill(services, 0) != 0);
