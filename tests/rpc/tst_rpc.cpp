@@ -243,7 +243,13 @@ void tst_Rpc::tagOfALivePeerIsTakenOverAfterIt()
     QVERIFY(!serve(*m_rpc, "a"));                   // a second adapter of this process neither
     peer = nullptr;
     QTRY_VERIFY(proxy("a")); // without another active()
-    QVERIFY(proxy("a")->call(Echo, {}).arrived());
+    const auto a = proxy("a");
+    QVERIFY(a->call(Echo, {}).arrived());
+
+    const auto other = serve(*m_rpc, "other"); // keeps the endpoint open, which has no "a" any more
+    QVERIFY(other && adapter->unactive());
+    peer = m_box->startPeer("a");
+    QCOMPARE(a->call("Pid", {}).output.values.value("pid").toLongLong(), peer->processId());
 }
 
 /// Between two calls nothing of this process uses the connection: a call must not be lost on a closed one.
