@@ -2,19 +2,20 @@
 
 #include "Latencies.h"
 
+#include <cstdlib>
 #include <functional>
 #include <sstream>
 #include <string>
 #include <thread>
 
 // The orders that every caller of the RPC benchmarks understands, one a line:
-//   run METHOD SAMPLE COUNT             round trips one after the other; "N P50 P99 MAX" in microseconds
+//   run METHOD SAMPLE COUNT             round trips one after the other; "N P50 P99" in microseconds
 //   parallel METHOD SAMPLE COUNT N      N threads with COUNT round trips each; "ANSWERED ORDERED SECONDS"
-// SAMPLE is notice or records. The call gets a running number and says whether its own answer came back.
+// SAMPLE is notice or a number of records. The call gets a running number and says whether its own answer came back.
 struct Order
 {
-    std::string method, sample;
-    int count = 0, callers = 1;
+    std::string method;
+    int records = 0, count = 0, callers = 1;
 };
 using Call = std::function<bool(const Order &, int number)>;
 
@@ -55,9 +56,10 @@ inline void obey(const Call &call, const std::function<bool(const std::string &)
     std::cout << "ready" << std::endl;
     for (std::string line; std::getline(std::cin, line);) {
         std::istringstream words(line);
-        std::string kind;
+        std::string kind, sample;
         Order order;
-        words >> kind >> order.method >> order.sample >> order.count >> order.callers;
+        words >> kind >> order.method >> sample >> order.count >> order.callers;
+        order.records = std::atoi(sample.c_str());
         if (kind == "run")
             runOrder(order, call);
         else if (kind == "parallel")

@@ -17,11 +17,14 @@ inline QVariantMap notice()
             {QStringLiteral("unReadNum"), QStringLiteral("3")}};
 }
 
-// 50 records of 12 keys, as a list of products comes.
-inline QVariantList records()
+// Records of 12 keys, as a list of products comes. They are made once for each number.
+inline QVariantList records(int count)
 {
-    QVariantList list;
-    for (int i = 0; i < 50; ++i) {
+    static thread_local QVariantList list;
+    if (list.size() == count)
+        return list;
+    list.clear();
+    for (int i = 0; i < count; ++i) {
         QVariantMap record;
         for (int key = 0; key < 8; ++key)
             record.insert(QStringLiteral("字段%1").arg(key), QStringLiteral("第 %1 条记录的值 %2").arg(i).arg(key));

@@ -1,12 +1,16 @@
 // bare_echo serve SOCKET | bare_echo call SOCKET: the plainest gRPC that carries our messages, to compare with: callback
-// API, one unix socket, no thread pool, no checks. Methods: "ack" answers a code, "echo" the input unread, "convert"
-// turns the input into variants and back. The caller takes the orders of Orders.h; its records are converted as well.
+// API, one unix socket, no thread pool, no checks. Methods: "ack" answers a code, "post" posts an event to the main thread
+// before that, "convert" turns the input into variants and back. The caller takes the orders of Orders.h; its records are
+// converted as well.
 
 #include "BareConverter.h"
 #include "Orders.h"
 #include "Samples.h"
 
 #include "tarn/v1/invoker.grpc.pb.h"
+
+#include <QCoreApplication>
+#include <QEvent>
 
 #include <grpcpp/grpcpp.h>
 
@@ -20,8 +24,8 @@ public:
     {
         response->set_accepted(true);
         response->set_code(2000);
-        if (request->method() == "echo") {
-            *response->mutable_output() = request->input();
+        if (request->method() == "post") {
+            QCoreApplication::postEvent(qApp, new QEvent(QEvent::User));
         } else if (request->method() == "convert") {
             QVariantMap values;
             QVariantList list;
@@ -50,11 +54,16 @@ int serve(const std::string &address)
     const std::unique_ptr<grpc::Server> server = builder.BuildAndStart();
     if (!server)
         return 1;
+    std::thread reader([] { // serves until the input ends
+        std::string line;
+        std::getline(std::cin, line);
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    });
     std::cout << "ready" << std::endl;
-    std::string line;
-    std::getline(std::cin, line); // serves until the input ends
+    const int code = QCoreApplication::exec();
+    reader.join();
     server->Shutdown();
-    return 0;
+    return code;
 }
 
 class Caller final
@@ -64,7 +73,7 @@ public:
         : m_stub(tarn::v1::Invoker::NewStub(
               grpc::CreateCustomChannel(address, grpc::InsecureChannelCredentials(), channelArguments())))
     {
-        bare::encodeBag(m_notice, {}, &m_encodedNotice);
+        bare::encodeBag(samples::notice(), {}, &m_encodedNotice);
     }
 
     bool operator()(const Order &order, int number) const
@@ -76,8 +85,8 @@ public:
         request.set_method(order.method);
         const bool convert = order.method == "convert";
         if (convert)
-            bare::encodeBag({{QStringLiteral("number"), number}},
-                            order.sample == "records" ? m_records : QVariantList(), request.mutable_input());
+            bare::encodeBag({{QStringLiteral("number"), number}}, samples::records(order.records),
+                            request.mutable_input());
         else
             *request.mutable_input() = m_encodedNotice;
         grpc::ClientContext context;
@@ -94,8 +103,6 @@ public:
 
 private:
     std::unique_ptr<tarn::v1::Invoker::Stub> m_stub;
-    QVariantMap m_notice = samples::notice();
-    QVariantList m_records = samples::records();
     tarn::v1::Bag m_encodedNotice;
 };
 
@@ -107,6 +114,7 @@ int main(int argc, char **argv)
         std::cerr << "usage: bare_echo serve|call SOCKET\n";
         return 2;
     }
+    const QCoreApplication application(argc, argv);
     const std::string address = std::string("unix:") + argv[2];
     if (std::string(argv[1]) == "serve")
         return serve(address);

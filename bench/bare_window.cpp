@@ -3,24 +3,18 @@
 //                       CLOCK_MONOTONIC nanoseconds of the posting
 //   hide                deletes the window; "ok"
 
+#include "Latencies.h"
+
 #include <QApplication>
 #include <QScreen>
 #include <QWidget>
 
-#include <ctime>
 #include <iostream>
 #include <memory>
 #include <sstream>
 #include <thread>
 
 namespace {
-
-int64_t nowNs()
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
-}
 
 std::unique_ptr<QWidget> makeWindow(const QSize &size)
 {
@@ -42,7 +36,7 @@ void readOrders(std::unique_ptr<QWidget> *window)
         int width = 0, height = 0;
         words >> order;
         if (order == "show" && words >> width >> height) {
-            std::cout << nowNs() << std::endl;
+            std::cout << Latencies::now() << std::endl;
             QMetaObject::invokeMethod(
                 qApp,
                 [window, width, height] {

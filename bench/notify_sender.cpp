@@ -2,26 +2,20 @@
 //   show TITLE    (the rest of the line) answers with the CLOCK_MONOTONIC nanoseconds of the sending
 //   hide          closes the notice; "ok"
 
+#include "Latencies.h"
+
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingReply>
 #include <QVariantMap>
 
-#include <ctime>
 #include <iostream>
 
 namespace {
 
 const QString Service = QStringLiteral("org.freedesktop.Notifications");
 const QString Path = QStringLiteral("/org/freedesktop/Notifications");
-
-int64_t nowNs()
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
-}
 
 QDBusMessage notice(const QString &title)
 {
@@ -57,7 +51,7 @@ int main(int argc, char **argv)
             continue;
         }
         const QDBusMessage message = notice(QString::fromStdString(line.substr(line.find(' ') + 1)));
-        const int64_t sent = nowNs();
+        const int64_t sent = Latencies::now();
         QDBusPendingReply<uint> reply = bus.asyncCall(message);
         reply.waitForFinished();
         id = reply.isValid() ? reply.value() : 0;

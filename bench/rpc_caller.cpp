@@ -30,8 +30,7 @@ public:
             bag.values.insert(QStringLiteral("number"), number);
         else
             bag.values = m_notice;
-        if (order.sample == "records")
-            bag.list = m_records;
+        bag.list = samples::records(order.records);
         const tarn::rpc::CallResult result = m_proxy->call(QString::fromStdString(order.method), bag);
         if (!result.arrived() || !result.accepted)
             return false;
@@ -57,7 +56,6 @@ public:
 private:
     QSharedPointer<tarn::rpc::RpcProxy> m_proxy;
     QVariantMap m_notice = samples::notice();
-    QVariantList m_records = samples::records();
     int m_shown = 0;
 };
 

@@ -4,6 +4,7 @@ A file in bench/figures/ is one group of figures: it has TITLE and run(bench), w
 finds the files by itself, so a new group is a new file.
 """
 
+import math
 import os
 import pathlib
 import shutil
@@ -105,6 +106,7 @@ class Platform:
 class Bench:
     def __init__(self):
         self.rows = []
+        self.missed = 0
 
     def row(self, text, ours, reference=None, goal=None, unit=""):
         """goal: made by at_most() or ratio_at_most()."""
@@ -112,9 +114,16 @@ class Bench:
         met = ""
         if goal:
             met = "yes" if goal.is_met(ours, ratio) else "NO"
+            self.missed += met == "NO"
         self.rows.append((text, f"{ours:.4g} {unit}".strip(), f"{reference:.4g} {unit}".strip() if reference else "",
                           f"{ratio:.2f}" if ratio is not None else "", goal.text if goal else "", met))
         print(f"   {text}: {self.rows[-1][1:]}", file=sys.stderr, flush=True)
+
+    def curve(self, text, unit, amounts, costs):
+        """The exponent of the last step is the figure: 1 for a cost in proportion to the amount."""
+        shown = ", ".join(f"{amount}: {cost:.4g}" for amount, cost in zip(amounts, costs))
+        exponent = math.log(costs[-1] / costs[-2]) / math.log(amounts[-1] / amounts[-2])
+        self.row(f"{text} ({shown} {unit})", exponent, goal=at_most(1.2))
 
     def heading(self, text):
         self.rows.append((f"**{text}**", "", "", "", "", ""))
@@ -140,6 +149,19 @@ def at_most(limit, unit=""):
 
 def ratio_at_most(limit):
     return Goal(f"<= {limit} times", lambda ours, ratio: ratio <= limit)
+
+
+def ratio_at_least(limit):
+    return Goal(f">= {limit} times", lambda ours, ratio: ratio >= limit)
+
+
+def in_turns(rounds, *measures):
+    """The results of each measure. Measures take turns, so that a busy moment of the machine hits all of them."""
+    results = [[] for _ in measures]
+    for _ in range(rounds):
+        for mine, measure in zip(results, measures):
+            mine.append(measure())
+    return results
 
 
 def exe_of(proc):
@@ -169,5 +191,31 @@ def ticks(pid):
     return int(fields[11]) + int(fields[12])
 
 
+def wake_ups(pid):
+    """How often each thread has slept so far."""
+    threads = {}
+    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
+        status = dict(line.split(":", 1) for line in (task / "status").read_text().splitlines())
+        threads[int(task.name)] = int(status["voluntary_ctxt_switches"])
+    return threads
+
+
+def busy_share(seconds):
+    """Of all processors, by every program of the machine."""
+    def fields():
+        with open("/proc/stat", encoding="ascii") as file:
+            return [int(word) for word in file.readline().split()[1:9]]
+
+    before = fields()
+    time.sleep(seconds)
+    spent = [after - earlier for after, earlier in zip(fields(), before)]
+    return 1 - (spent[3] + spent[4]) / sum(spent)  # idle and waiting for a disk
+
+
 def median(values):
     return statistics.median(values)
+
+
+def medians(runs):
+    """Of each column of the runs."""
+    return [median(column) for column in zip(*runs)]

@@ -22,7 +22,7 @@ test=(
     python3-gi python3-xlib
 )
 # What the figures are compared with.
-bench=(dunst libnotify-bin)
+bench=(dunst xfce4-notifyd)
 # Making and checking the Debian packages, and the examples in other languages.
 package=(dpkg-dev fakeroot lintian desktop-file-utils appstream man-db python3-grpcio python3-protobuf)
 # libFuzzer and its runtime.

@@ -1,14 +1,17 @@
-"""Memory and processor time of the host, beside a bare Qt Widgets process."""
+"""Memory, processor time and wake-ups of the host, beside a bare Qt Widgets process and a bare gRPC server and client."""
 
+import os
+import tempfile
 import time
 
-from tarnbench import BUILD, Platform, Program, at_most, pss_mib, ticks
+from tarnbench import BUILD, Platform, Program, at_most, pss_mib, ratio_at_most, ticks, wake_ups
 
 TITLE = "Memory and rest"
 ROLE = "NotifyWnd"
 MANY = 1000
 FEW = 10
 REST_SECONDS = 5
+IDLE_SECONDS = 60
 
 
 def run(bench):
@@ -18,7 +21,8 @@ def run(bench):
     caller = platform.program("rpc_caller", "IVisualizedService")
     pid = platform.host.pid
     time.sleep(1)  # start-up work of both is over
-    bench.row("idle host, PSS", pss_mib(pid), pss_mib(bare.pid), at_most(20, "MiB"), "MiB")
+    bench.row("idle host, PSS", pss_mib(pid), pss_mib(bare.pid), at_most(16, "MiB"), "MiB")
+    idle(bench, pid)
 
     show(watch, caller, 0)
     before = ticks(pid)
@@ -38,6 +42,25 @@ def run(bench):
     bare.close()
     platform.close()
     watch.close()
+
+
+def idle(bench, pid):
+    socket = os.path.join(tempfile.mkdtemp(prefix="bench."), "bare.sock")
+    server = Program(BUILD / "bench" / "bare_echo", "serve", socket)
+    client = Program(BUILD / "bench" / "bare_echo", "call", socket)
+    client.ask("run ack notice 1")
+    time.sleep(1)
+    pids = (pid, server.pid, client.pid)
+    before = [wake_ups(each) for each in pids]
+    time.sleep(IDLE_SECONDS)
+    host, *bare = [{thread: count - earlier.get(thread, 0) for thread, count in wake_ups(each).items()}
+                   for each, earlier in zip(pids, before)]
+    minute = 60 / IDLE_SECONDS
+    bench.row("wake-ups of the idle host a minute, to gRPC server and client", sum(host.values()) * minute,
+              sum(sum(threads.values()) for threads in bare) * minute, ratio_at_most(1.1))
+    bench.row("wake-ups of its GUI thread a minute", host[pid] * minute, goal=at_most(0))
+    client.close()
+    server.close()
 
 
 def show(watch, caller, number):

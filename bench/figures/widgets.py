@@ -1,6 +1,6 @@
 """Message boxes beside a bare dialog of the same size and flags, and the two ways of bringing a window to the front."""
 
-from tarnbench import BUILD, Program, median, ratio_at_most
+from tarnbench import BUILD, Program, in_turns, medians, ratio_at_most
 
 TITLE = "Message boxes"
 RUNS = 40
@@ -11,13 +11,9 @@ def run(bench):
     kinds = ("bare", "notice", "question", "window", "widget")
     for kind in kinds:
         program.numbers(kind)  # the first of each kind loads fonts and pictures
-    runs = {kind: [] for kind in kinds}
-    for _ in range(RUNS):
-        for kind in kinds:
-            runs[kind].append(program.numbers(kind))
+    runs = in_turns(RUNS, *(lambda kind=kind: program.numbers(kind) for kind in kinds))
     program.close()
-    mapped = {kind: median([one[0] for one in runs[kind]]) for kind in kinds}
-    drawn = {kind: median([one[1] for one in runs[kind]]) for kind in kinds}
+    mapped, drawn = (dict(zip(kinds, column)) for column in zip(*map(medians, runs)))
     bench.row("call to mapped, notice, to bare dialog", mapped["notice"], mapped["bare"], ratio_at_most(2), "ms")
     bench.row("call to mapped, question, to bare dialog", mapped["question"], mapped["bare"], ratio_at_most(2), "ms")
     bench.row("call to drawn, notice, to bare dialog", drawn["notice"], drawn["bare"], None, "ms")
