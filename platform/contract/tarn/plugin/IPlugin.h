@@ -7,7 +7,7 @@
 namespace tarn::plugin {
 
 /// What every plug-in of a host process is. The plug-in manager loads the library, compares its metadata with what it
-/// expects (see docs/architecture.md), and then calls initialize() once, on the GUI thread.
+/// expects (see docs/embedding.md), and then calls initialize() once, on the GUI thread.
 class IPlugin : public QObject
 {
 public:
