@@ -19,7 +19,7 @@ QAccessibleInterface *interfaceOf(QObject *object)
     return QAccessible::queryAccessibleInterface(object);
 }
 
-/// One message: named by its title, described by time and text; its children are dot, buttons and body.
+/// One message: named by its title, described by time and text; its children are buttons and body.
 class ItemInterface final : public QAccessibleWidget
 {
 public:
@@ -48,7 +48,7 @@ public:
         if (kind != QAccessible::Description)
             return QAccessibleWidget::text(kind);
         if (item()->isExpanded())
-            return QStringLiteral("已展开 ") + tarn::visualized::safehtml::words(message.MsgContent, MaxSpoken);
+            return QStringLiteral("已展开 ") + safehtml::words(message.MsgContent, MaxSpoken);
         const QString mark = message.unRead ? QStringLiteral("未读 ") : QString();
         return mark + message.MsgDateTime + QLatin1Char(' ') + item()->preview();
     }

@@ -12,9 +12,6 @@
 using namespace tarn::visualized;
 
 namespace {
-constexpr int TitlePx = 14;
-constexpr int TimePx = 12;
-constexpr int BodyPx = 13;
 // Look
 constexpr QRgb TitleColor = 0xff4a4a4a;
 constexpr QRgb TimeColor = 0xffa2a1a1;

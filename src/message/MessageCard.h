@@ -49,6 +49,9 @@ private:
     static constexpr int TitleHeight = 22;
     static constexpr int LineHeight = 20;
     static constexpr int MaxPictureHeight = 320;
+    static constexpr int TitlePx = 14;
+    static constexpr int TimePx = 12;
+    static constexpr int BodyPx = 13;
 
     MessageCard(int dpi, const QWidget *w);
     int px(int design) const;

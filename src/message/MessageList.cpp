@@ -82,7 +82,7 @@ MessageList::MessageList(QWidget *parent)
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::NoFocus); // its items take the focus
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    tarn::visualized::removeScrollBarMenus(this);
+    removeScrollBarMenus(this);
     verticalScrollBar()->setStyleSheet(barSheet(this));
     verticalScrollBar()->setSingleStep((m_card->collapsedHeight() + m_card->gap()) / 3);
     // Opaque and static, so that scrolling and growing keep the painted part.

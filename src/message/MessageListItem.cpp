@@ -13,7 +13,6 @@
 #include "widgets/WebLink.h"
 
 #include <QKeyEvent>
-#include <QLabel>
 #include <QPainter>
 #include <QToolButton>
 #include <utility>
@@ -63,20 +62,12 @@ int CMessageListItem::fitToWidth(int width)
     return height;
 }
 
-void CMessageListItem::SetMessageSelected()
+void CMessageListItem::setSelected(bool selected)
 {
-    if (m_isSelected)
+    if (m_isSelected == selected)
         return;
-    m_isSelected = true;
+    m_isSelected = selected;
     buildParts();
-    applyState();
-}
-
-void CMessageListItem::ClearMessageSelected()
-{
-    if (!m_isSelected)
-        return;
-    m_isSelected = false;
     applyState();
 }
 
@@ -85,8 +76,6 @@ void CMessageListItem::ReadMessage(bool all)
     if (!m_message->unRead)
         return;
     m_message->unRead = false;
-    if (m_dot)
-        m_dot->hide();
     VT_LOG(info) << (all ? QStringLiteral("【全部已读】消息已读，去除未读红点。")
                          : QStringLiteral("【消息中心交互流程日志记录】消息已读，去除未读红点。"));
     if (!all)
@@ -172,11 +161,10 @@ void CMessageListItem::paintEvent(QPaintEvent *)
     m_card->drawHead(&painter, width(), m_message->MsgTitle, m_message->MsgDateTime);
     if (!m_isExpanded)
         m_card->drawPreview(&painter, width(), abbreviation());
-    if (m_arrow)
-        return; // real widgets show the rest
     if (m_message->unRead)
         m_card->dot().paint(&painter, m_card->dotRect());
-    m_card->arrow(m_isExpanded).paint(&painter, m_card->arrowIconRect(width()));
+    if (!m_arrow)
+        m_card->arrow(m_isExpanded).paint(&painter, m_card->arrowIconRect(width()));
 }
 
 QString CMessageListItem::preview() const
@@ -269,12 +257,6 @@ void CMessageListItem::buildParts()
         return;
     if (MessageList *list = MessageList::of(this))
         list->prepare(this);
-    m_dot = new QLabel(this);
-    m_dot->setObjectName(QStringLiteral("unreadDot"));
-    m_dot->setAccessibleName(QStringLiteral("未读"));
-    m_dot->setPixmap(m_card->dot().pixmap(windowHandle(), m_card->dotRect().size()));
-    m_dot->setAttribute(Qt::WA_TransparentForMouseEvents);
-    m_dot->setVisible(m_message->unRead);
     m_arrow = makeButton(QStringLiteral("arrowButton"));
     connect(m_arrow, &QToolButton::clicked, this, &CMessageListItem::OnArrowBtnClicked);
     m_delete = makeButton(QStringLiteral("deleteButton"));
@@ -305,7 +287,6 @@ void CMessageListItem::placeParts()
 {
     if (!m_arrow)
         return;
-    m_dot->setGeometry(m_card->dotRect());
     m_arrow->setGeometry(m_card->arrowRect(width()));
     m_delete->setGeometry(m_card->deleteRect(width()));
 }

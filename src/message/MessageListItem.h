@@ -5,7 +5,6 @@
 
 class CardBody;
 class MessageCard;
-class QLabel;
 class QToolButton;
 struct sMsgData;
 
@@ -29,8 +28,8 @@ public:
     /// Takes the width. @return the height that it needs then, in pixels
     int fitToWidth(int width);
 
-    void SetMessageSelected();
-    void ClearMessageSelected();
+    void SetMessageSelected() { setSelected(true); }
+    void ClearMessageSelected() { setSelected(false); }
     /// Takes the unread mark away, on the screen and from the record; reports nothing.
     /// @param all whether that happens to all messages at once; it is then up to the caller to repaint
     void ReadMessage(bool all);
@@ -38,7 +37,7 @@ public:
     void select();
     /// Takes it out of the list; it stays alive.
     void markDeleted();
-    /// Makes the buttons and the unread mark real widgets.
+    /// Makes the buttons real widgets.
     void buildParts();
 
 public slots:
@@ -65,6 +64,7 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
+    void setSelected(bool selected);
     QToolButton *makeButton(const QString &name);
     void placeParts();
     void applyState();
@@ -76,8 +76,7 @@ private:
     QSharedPointer<const MessageCard> m_card;
     QString m_abbreviation; // created when first painted
     int m_abbreviationWidth = -1;
-    QLabel *m_dot = nullptr; // the three parts exist together or not at all
-    QToolButton *m_arrow = nullptr;
+    QToolButton *m_arrow = nullptr; // the buttons exist together or not at all
     QToolButton *m_delete = nullptr;
     CardBody *m_body = nullptr; // null until first opened
     bool m_isSelected = false;

@@ -23,7 +23,6 @@
 using namespace tarn::visualized;
 
 using ServiceVisualized::CToolkit;
-using tarn::visualized::ToolDialog;
 
 namespace {
 // Metrics (design pixels at 96 DPI)

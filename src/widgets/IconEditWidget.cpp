@@ -1,12 +1,10 @@
 #include "widgets/IconEditWidget.h"
-#include "widgets/CustomLineEdit.h"
 #include "widgets/Look.h"
 #include "widgets/TitleButton.h"
 #include "widgets/Toolkit.h"
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMenu>
 #include <QPainter>
 #include <QRegExpValidator>
 

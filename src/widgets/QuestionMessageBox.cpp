@@ -6,8 +6,6 @@
 
 using namespace tarn::visualized;
 
-using tarn::visualized::BoxContent;
-
 namespace {
 // Look
 QString boxSheet()

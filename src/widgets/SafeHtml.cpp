@@ -9,8 +9,6 @@
 #include <QUrl>
 #include <QVector>
 
-#include <algorithm>
-
 namespace tarn::visualized::safehtml {
 namespace {
 

@@ -42,14 +42,11 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
     const int margin = look::scaled(ShadowMargin, this);
     column->setContentsMargins(margin, margin, margin, margin);
     column->addWidget(textPanel(text));
-    tarn::visualized::accessible::setRole(this, QAccessible::AlertMessage);
+    accessible::setRole(this, QAccessible::AlertMessage);
     resize(qMin(layout()->sizeHint().width(), maximumWidth()), height());
 
     connect(Compositor::instance(), &Compositor::changed, this, &CTimingMessageBox::updateShape);
-    auto *timer = new QTimer(this);
-    timer->setSingleShot(true);
-    connect(timer, &QTimer::timeout, this, &CTimingMessageBox::CloseDialog);
-    timer->start(qMax(0, msecs));
+    QTimer::singleShot(qMax(0, msecs), this, &CTimingMessageBox::CloseDialog);
 }
 
 QWidget *CTimingMessageBox::textPanel(const QString &text)
@@ -81,8 +78,8 @@ QWidget *CTimingMessageBox::textPanel(const QString &text)
 void CTimingMessageBox::showEvent(QShowEvent *event)
 {
     QDialog::showEvent(event);
-    tarn::visualized::centreOverParent(this);
-    tarn::visualized::accessible::announce(this);
+    centreOverParent(this);
+    accessible::announce(this);
 }
 
 void CTimingMessageBox::resizeEvent(QResizeEvent *event)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "message/MessageCard.h"
 #include "message/MessageList.h"
 #include "message/MessageListItem.h"
 #include "message/MsgCenterDataMgr.h"
@@ -68,10 +69,11 @@ inline QToolButton *bin(CMessageListItem *item)
     return item->findChild<QToolButton *>("deleteButton");
 }
 
+// Whether the unread mark is painted.
 inline bool hasDot(CMessageListItem *item)
 {
-    item->buildParts();
-    return item->findChild<QLabel *>("unreadDot")->isVisibleTo(item);
+    const QImage card = item->grab().toImage();
+    return card.pixelColor(MessageCard::of(item)->dotRect().center()).saturation() > 100;
 }
 
 inline int page(const Window &window)
