@@ -33,7 +33,7 @@ public:
     /// A new container at the end, to be the parent of up to ChunkSize items; they count once append() is called.
     QWidget *newChunk();
     void append(CMessageListItem *item);
-    /// Shows the last chunk; its items stand in the place that was held for them.
+    /// Shows the last chunk, in the place that was reserved for its items.
     void finishChunk();
     /// Connects the item, once, before it reports anything: connections of thousands of items that the user never touches
     /// would take more memory than the items.

@@ -189,7 +189,7 @@ public:
         m_result.text.reserve(m_end + m_end / 16);
     }
 
-    // @param mark what follows a cut text
+    // @param mark is appended to a cut text
     Reduced run(const QString &mark)
     {
         int from = 0;

@@ -14,7 +14,7 @@ enum class Links {
     Any   ///< all; the reader judges a link when it is followed
 };
 
-/// What a kind of text may keep. Bold, italic, underlined, sub- and superscript and colours always stay; scripts, titles
+/// The markup that a kind of text may keep. Bold, italic, underlined, sub- and superscript and colours always stay; scripts, titles
 /// and comments are removed with their content; a "<" that opens no tag is shown.
 struct Policy
 {

@@ -142,7 +142,7 @@ private slots:
             shown({{"LinkText", "</a><img src='/etc/passwd'>"}, {"LinkAdress", "https://x.cn/\"><b>'"}});
         const QString text = part(window, "notify-url")->text();
         QVERIFY(!text.contains("<img") && !text.contains("<b>"));
-        // What leads nowhere does not look like a link, and is no stop of Tab.
+        // An address that cannot be opened does not look like a link, and is no stop of Tab.
         for (const char *address : {"", "file:///etc/passwd", "javascript:alert(1)"}) {
             const auto plain =
                 shown({{"LinkText", "<a href=\"x\">详情</a>"}, {"LinkAdress", QString::fromLatin1(address)}});

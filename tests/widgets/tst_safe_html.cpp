@@ -107,6 +107,7 @@ private slots:
         QCOMPARE(safehtml::words("<img src=/x><style>p{}</style>正文", 100), QString("正文"));
         QCOMPARE(safehtml::words("a < 100%1 且 c > %2", 100), QString("a < 100%1 且 c > %2"));
         QCOMPARE(safehtml::words("<b></b>" + QString("<i></i>").repeated(1000) + "正文", 100), QString("正文"));
+        QCOMPARE(safehtml::words(QString(9000, '\n') + "正文", 100), QString("正文"));
         QCOMPARE(safehtml::words("中文\U0001F600", 3), QString("中文"));
     }
 
