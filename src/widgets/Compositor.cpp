@@ -1,5 +1,4 @@
 #include "widgets/Compositor.h"
-#include "widgets/ForeignWindow.h"
 #include <QGuiApplication>
 #include <QPointer>
 #include <cstring>
@@ -32,12 +31,11 @@ Compositor *Compositor::instance()
 Compositor::Compositor(QObject *parent)
     : QObject(parent)
 {
-    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+    if (QGuiApplication::platformName() != QLatin1String("xcb")) {
+        m_state.isRunning = true;
         return;
-    const foreign::Compositing state = foreign::readCompositing();
-    m_running = state.isRunning;
-    m_selection = state.selection;
-    m_eventType = state.eventType;
+    }
+    m_state = foreign::readCompositing();
     qApp->installNativeEventFilter(this);
 }
 
@@ -45,9 +43,10 @@ bool Compositor::nativeEventFilter(const QByteArray &, void *message, long *)
 {
     SelectionNotify event = {};
     std::memcpy(&event, message, sizeof event); // every X event has 32 bytes at least
-    if ((event.type & 0x7f) != m_eventType || event.selection != m_selection || (event.owner != 0) == m_running)
+    const bool isOurs = (event.type & 0x7f) == m_state.eventType && event.selection == m_state.selection;
+    if (!isOurs || (event.owner != 0) == m_state.isRunning)
         return false;
-    m_running = event.owner != 0;
+    m_state.isRunning = event.owner != 0;
     emit changed();
     return false;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "widgets/ForeignWindow.h"
 #include <QAbstractNativeEventFilter>
 #include <QObject>
 
@@ -12,7 +13,7 @@ public:
     /// Created on first use, destroyed with the application object.
     static Compositor *instance();
 
-    bool isRunning() const { return m_running; }
+    bool isRunning() const { return m_state.isRunning; }
 
 signals:
     void changed(); // it has started or ended
@@ -22,7 +23,5 @@ private:
 
     bool nativeEventFilter(const QByteArray &type, void *message, long *result) override;
 
-    bool m_running = true;
-    quint32 m_selection = 0; ///< the atom that a compositing manager owns
-    int m_eventType = -1;    ///< in which the server reports owners of selections
+    tarn::visualized::foreign::Compositing m_state;
 };

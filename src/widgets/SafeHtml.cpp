@@ -84,12 +84,10 @@ bool isIdeograph(QChar c)
     return (u >= 0x3400 && u <= 0x9FFF) || (u >= 0xAC00 && u <= 0xD7A3);
 }
 
+// Entities stay as they are.
 QString escaped(const QString &value)
 {
-    return QString(value)
-        .replace(QLatin1Char('"'), QLatin1String("&quot;"))
-        .replace(QLatin1Char('<'), QLatin1String("&lt;"))
-        .replace(QLatin1Char('>'), QLatin1String("&gt;"));
+    return value.toHtmlEscaped().replace(QLatin1String("&amp;"), QLatin1String("&"));
 }
 
 QHash<QString, QString> attributesOf(const QString &source)
@@ -341,28 +339,20 @@ private:
 
     int skipHidden(const QString &name, int from)
     {
-        const QString closing = QLatin1String("</") + name;
         if (m_policy.documents && name == QLatin1String("head"))
             return from;
-        const int found = m_source.indexOf(closing, from, Qt::CaseInsensitive);
-        const int end = found < 0 ? m_source.size() : after(m_source.indexOf(QLatin1Char('>'), found), 1);
-        if (m_policy.documents && name == QLatin1String("style") && found >= 0)
-            takeStyles(from, found);
-        return end;
-    }
-
-    void takeStyles(int from, int to)
-    {
-        m_result.isUnstyled = m_result.isUnstyled || m_styles.size() + to - from > MaxStyles;
-        if (!m_result.isUnstyled) // "<!--" would hide tags from the parser
-            m_styles += QLatin1String("<style>") + m_source.mid(from, to - from).remove(QLatin1Char('<')) +
+        const int found = m_source.indexOf(QLatin1String("</") + name, from, Qt::CaseInsensitive);
+        if (m_policy.documents && name == QLatin1String("style") &&
+            found >= 0) // "<!--" would hide tags from the parser
+            m_styles += QLatin1String("<style>") + m_source.mid(from, found - from).remove(QLatin1Char('<')) +
                         QLatin1String("</style>");
+        return found < 0 ? m_source.size() : after(m_source.indexOf(QLatin1Char('>'), found), 1);
     }
 
     void addStyles()
     {
         const qint64 selectors = m_styles.count(QLatin1Char('{')) + m_styles.count(QLatin1Char(','));
-        m_result.isUnstyled = m_result.isUnstyled || m_styles.size() * qint64{m_tags} > MaxStyledTags ||
+        m_result.isUnstyled = m_styles.size() > MaxStyles || m_styles.size() * qint64{m_tags} > MaxStyledTags ||
                               selectors * m_depths > MaxMatches;
         if (!m_result.isUnstyled)
             m_result.text.prepend(m_styles);

@@ -60,6 +60,7 @@ private slots:
         QVERIFY(!window->focusWidget() || window->focusWidget() == window.get());
         for (const QPushButton *button : window->findChildren<QPushButton *>())
             QVERIFY(!button->isDefault() && !button->autoDefault());
+        QVERIFY(part(window, "notify-url")->isHidden());
         window->DpiChanged(120);
         const QSize usable = window->ScreenSize();
         QCOMPARE(window->pos(),
