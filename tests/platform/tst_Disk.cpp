@@ -1,24 +1,18 @@
 // Full disks and power losses: the upgrade engine on small file systems of the test's own. Needs root for mounting.
 #include "services/FileSwap.h"
-#include "services/UpgradeEngine.h"
-#include "support/HttpServer.h"
-#include "support/Packages.h"
-#include "tarn/keys/UpgradeKeys.h"
+#include "support/UpgradeBench.h"
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
-#include <memory>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
 using namespace tarn::services;
 namespace state = tarn::upgrade::state;
-namespace item = tarn::upgrade::item;
 
 namespace {
 
-const QString Product = QStringLiteral("云杉绘图");
 constexpr int Files = 40;
 constexpr qint64 MiB = 1024 * 1024;
 
@@ -47,17 +41,12 @@ private slots:
     void powerLoss();
 
 private:
-    void start(const QString &root);
-    UpgradeItem package(const QByteArray &content, qint64 bytesPerSecond = 0);
-    UpgradeTask now();
-    bool fill(const QString &root, qint64 free);
+    bool fill(qint64 free);
     QString stateOnDisk(int *state, QString *program, int *files);
 
     std::unique_ptr<QTemporaryDir> m_folder; // with the mount points "disk" and "copy"
     QString m_disk;
-    std::unique_ptr<HttpServer> m_server;
-    std::unique_ptr<UpgradeStore> m_store;
-    std::unique_ptr<UpgradeEngine> m_engine;
+    std::unique_ptr<UpgradeBench> m_bench;
 };
 
 // The mounts belong to this process and end with it.
@@ -75,44 +64,18 @@ void tst_Disk::init()
     m_disk = m_folder->filePath("disk");
     QDir(m_folder->path()).mkdir("disk");
     QDir(m_folder->path()).mkdir("copy");
-    m_server = std::make_unique<HttpServer>();
 }
 
 void tst_Disk::cleanup()
 {
-    m_engine.reset();
-    m_store.reset();
-    m_server.reset();
+    m_bench.reset();
     ::umount2(qPrintable(m_disk), MNT_DETACH);
 }
 
-void tst_Disk::start(const QString &root)
-{
-    packages::install(root + "/apps", Product, "1.0");
-    m_store = std::make_unique<UpgradeStore>(root);
-    const UpgradeEngine::Settings settings{root + "/apps", root + "/downloads", 0};
-    m_engine = std::make_unique<UpgradeEngine>(m_store.get(), settings, [] {});
-    m_engine->resume();
-}
-
-UpgradeItem tst_Disk::package(const QByteArray &content, qint64 bytesPerSecond)
-{
-    HttpServer::File file;
-    file.content = content;
-    file.bytesPerSecond = bytesPerSecond;
-    m_server->set("p", file);
-    return {item::Main, Product, "2.0", m_server->url("p"), packages::sha256(content), content.size(), 0};
-}
-
-UpgradeTask tst_Disk::now()
-{
-    return m_engine->tasks().value(0);
-}
-
 // Leaves this many bytes free.
-bool tst_Disk::fill(const QString &root, qint64 free)
+bool tst_Disk::fill(qint64 free)
 {
-    QFile filler(root + "/filler");
+    QFile filler(m_disk + "/filler");
     if (!filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         return false;
     if (free > 0)
@@ -128,40 +91,38 @@ bool tst_Disk::fill(const QString &root, qint64 free)
 void tst_Disk::fullBeforeAndDuringADownload()
 {
     QCOMPARE(::mount("tarn", qPrintable(m_disk), "tmpfs", 0, "size=80m"), 0);
-    start(m_disk);
-    const QByteArray content(12 * MiB, 'x');
-    UpgradeTask task;
-    task.product = Product;
-    task.state = state::Downloading;
-    task.items = {package(content)};
-    QVERIFY(fill(m_disk, 68 * MiB)); // the reserve and less than the package
-    m_engine->start(task);
-    QTRY_COMPARE(now().state, int(state::DownloadFailed));
-    QVERIFY2(now().error.contains("no space left"), qPrintable(now().error));
-    QCOMPARE(m_server->requests().size(), 0);
+    m_bench = std::make_unique<UpgradeBench>(m_disk);
+    HttpServer::File file;
+    file.content = QByteArray(12 * MiB, 'x');
+    QVERIFY(fill(68 * MiB)); // the reserve and less than the package
+    m_bench->start({m_bench->package("p", file)});
+    QTRY_COMPARE(m_bench->state(), int(state::DownloadFailed));
+    QVERIFY2(m_bench->now().error.contains("no space left"), qPrintable(m_bench->now().error));
+    QCOMPARE(m_bench->server.requests().size(), 0);
 
     // Another program fills the disk during the download, so that not even the state can be stored.
     QVERIFY(QFile::remove(m_disk + "/filler"));
-    task.items = {package(content, 4 * MiB)};
-    m_engine->start(task);
-    QTRY_VERIFY(now().items.value(0).received > 0);
-    QVERIFY(fill(m_disk, 0));
-    QTRY_COMPARE(now().state, int(state::DownloadFailed));
-    QVERIFY2(now().error.contains("no space left"), qPrintable(now().error));
+    file.bytesPerSecond = 4 * MiB;
+    const UpgradeItem slow = m_bench->package("p", file);
+    m_bench->start({slow});
+    QTRY_VERIFY(m_bench->now().items.value(0).received > 0);
+    QVERIFY(fill(0));
+    QTRY_COMPARE(m_bench->state(), int(state::DownloadFailed));
+    QVERIFY2(m_bench->now().error.contains("no space left"), qPrintable(m_bench->now().error));
     QElapsedTimer watched;
     watched.start();
     QTRY_VERIFY(watched.hasExpired(1000)); // the time in which a download that starts over would ask again
-    QCOMPARE(m_server->requests().size(), 1);
+    QCOMPARE(m_bench->server.requests().size(), 1);
 
     QVERIFY(QFile::remove(m_disk + "/filler"));
-    m_engine->start(task);
-    QTRY_COMPARE_WITH_TIMEOUT(now().state, int(state::Downloaded), 20000);
+    m_bench->start({slow});
+    QTRY_COMPARE_WITH_TIMEOUT(m_bench->state(), int(state::Downloaded), 20000);
 }
 
 void tst_Disk::fullDuringAnInstallation()
 {
     QCOMPARE(::mount("tarn", qPrintable(m_disk), "tmpfs", 0, "size=80m"), 0);
-    const QString product = packages::install(m_disk + "/apps", Product, "1.0");
+    const QString product = packages::install(m_disk + "/apps", "p", "1.0");
     for (int i = 0; i < Files; ++i)
         packages::writeFile(product + "/data/" + QString::number(i), "old");
     for (const qint64 room : {qint64{0}, qint64{4096}, qint64{3 * 4096}}) { // the journal, folders for old copies, ...
@@ -170,7 +131,7 @@ void tst_Disk::fullDuringAnInstallation()
         for (int i = 0; i < Files; ++i)
             packages::writeFile(swap.staging() + "/data/" + QString::number(i), "new");
         QVERIFY(packages::writeFile(m_disk + "/spare", QByteArray(int(room), 'x')));
-        QVERIFY(fill(m_disk, 0));
+        QVERIFY(fill(0));
         QVERIFY(QFile::remove(m_disk + "/spare"));
         const QByteArray expected = errorOf([&swap] { swap.apply(); }).isEmpty() ? "new" : "old";
         QVERIFY(room > 0 || expected == "old");
@@ -196,14 +157,14 @@ QString tst_Disk::stateOnDisk(int *state, QString *program, int *files)
         return error;
     {
         UpgradeStore store(point);
-        const UpgradeTask task = store.task(Product);
+        const UpgradeTask task = store.task(m_bench->Name);
         *state = task.state;
         for (const QFileInfo &info : QDir(point + "/downloads").entryInfoList(QDir::Files)) {
             if (info.size() != task.items.value(0).size)
                 error += info.fileName() + " is not complete; ";
         }
     }
-    const QString product = point + "/apps/" + Product;
+    const QString product = point + "/apps/" + m_bench->Name;
     FileSwap(product).rollBack(); // as the services do when they start
     *program = QString::fromUtf8(packages::readFile(product + "/bin/program"));
     *files = 0;
@@ -223,26 +184,23 @@ void tst_Disk::powerLoss()
     const QString mounted = made.isEmpty() ? run("mount", {"-o", "loop", image, m_disk}) : made;
     if (!mounted.isEmpty())
         QSKIP(qPrintable("no loop device for the test: " + mounted));
-    start(m_disk);
+    m_bench = std::make_unique<UpgradeBench>(m_disk);
     QVERIFY(run("sync", {"-f", m_disk}).isEmpty());
     QList<QPair<QString, QByteArray>> content{{"bin/program", "new"}};
     for (int i = 0; i < Files; ++i)
         content << qMakePair("data/" + QString::number(i), QByteArray("content"));
-    UpgradeTask task;
-    task.product = Product;
-    task.state = state::Downloading;
-    task.items = {package(packages::archive(content))};
+    const UpgradeItem package = m_bench->package("p", packages::archive(content));
 
     int state = 0, files = 0;
     QString program;
-    m_engine->start(task);
-    QTRY_COMPARE(now().state, int(state::Downloaded));
+    m_bench->start({package});
+    QTRY_COMPARE(m_bench->state(), int(state::Downloaded));
     QCOMPARE(stateOnDisk(&state, &program, &files), QString());
     QCOMPARE(state, int(state::Downloaded));
     QCOMPARE(program, "old 1.0");
 
-    m_engine->install(Product);
-    QTRY_COMPARE(now().state, int(state::Installed));
+    m_bench->engine->install(m_bench->Name);
+    QTRY_COMPARE(m_bench->state(), int(state::Installed));
     QElapsedTimer since;
     since.start();
     for (const int seconds : {0, 2, 8, 15}) {

@@ -1,12 +1,9 @@
 // Downloads and installations of the upgrade service, with servers and packages that misbehave.
 #include "services/FileSwap.h"
-#include "services/UpgradeEngine.h"
-#include "support/HttpServer.h"
-#include "support/Packages.h"
-#include "tarn/keys/UpgradeKeys.h"
+#include "services/InstalledSoftware.h"
+#include "support/UpgradeBench.h"
 #include <QTemporaryDir>
 #include <QTest>
-#include <memory>
 #include <sys/stat.h>
 
 using namespace tarn::services;
@@ -14,8 +11,6 @@ namespace state = tarn::upgrade::state;
 namespace item = tarn::upgrade::item;
 
 namespace {
-
-const QString Product = QStringLiteral("云杉绘图");
 
 QByteArray noise(int size)
 {
@@ -68,8 +63,6 @@ class tst_UpgradeEngine : public QObject
     Q_OBJECT
 private slots:
     void init();
-    void cleanup();
-
     void downloads_data();
     void downloads();
     void stopsInEveryState();
@@ -85,87 +78,28 @@ private slots:
     void installationIsTakenUpAfterARestart();
 
 private:
-    UpgradeItem package(const QString &path, const QByteArray &content, int type = item::Main);
-    static UpgradeTask task(const QList<UpgradeItem> &items);
-    void restart();
-    UpgradeTask now() const;
-    int stateNow() const { return now().state; }
-    QByteArray content(const QString &path) const { return packages::readFile(m_product + QLatin1Char('/') + path); }
-    InstalledSoftware installed() const;
-    QStringList leftFiles() const;
-    bool downloadAndInstall(const QList<UpgradeItem> &items);
+    InstalledSoftware installed() const { return readInstalledSoftware(m_folder->filePath("apps")).value(0); }
+    QStringList leftFiles() const { return QDir(m_folder->filePath("downloads")).entryList(QDir::Files); }
+    bool downloadAndInstall(const QList<UpgradeItem> &items)
+    {
+        m_bench->start(items);
+        if (!QTest::qWaitFor([this] { return m_bench->state() == state::Downloaded; }, 10000))
+            return false;
+        m_bench->engine->install(m_bench->Name);
+        return QTest::qWaitFor([this] { return m_bench->state() != state::Installing; }, 20000);
+    }
 
     std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<HttpServer> m_server;
-    std::unique_ptr<UpgradeStore> m_store;
-    std::unique_ptr<UpgradeEngine> m_engine;
+    std::unique_ptr<UpgradeBench> m_bench;
     QString m_product; // its folder
 };
 
 void tst_UpgradeEngine::init()
 {
+    m_bench.reset();
     m_folder = std::make_unique<QTemporaryDir>();
-    m_server = std::make_unique<HttpServer>();
-    m_product = packages::install(m_folder->filePath("apps"), Product, "1.0");
-    restart();
-}
-
-void tst_UpgradeEngine::cleanup()
-{
-    m_engine.reset();
-    m_store.reset();
-}
-
-// As another process would find it.
-void tst_UpgradeEngine::restart()
-{
-    m_engine.reset();
-    m_store = std::make_unique<UpgradeStore>(m_folder->path());
-    m_engine = std::make_unique<UpgradeEngine>(
-        m_store.get(), UpgradeEngine::Settings{m_folder->filePath("apps"), m_folder->filePath("downloads"), 0}, [] {});
-    m_engine->resume();
-}
-
-UpgradeItem tst_UpgradeEngine::package(const QString &path, const QByteArray &content, int type)
-{
-    HttpServer::File file;
-    file.content = content;
-    m_server->set(path, file);
-    return {type, Product, "2.0", m_server->url(path), packages::sha256(content), content.size(), 0};
-}
-
-UpgradeTask tst_UpgradeEngine::task(const QList<UpgradeItem> &items)
-{
-    UpgradeTask task;
-    task.product = Product;
-    task.state = state::Downloading;
-    task.items = items;
-    return task;
-}
-
-UpgradeTask tst_UpgradeEngine::now() const
-{
-    const QList<UpgradeTask> tasks = m_engine->tasks();
-    return tasks.value(0);
-}
-
-InstalledSoftware tst_UpgradeEngine::installed() const
-{
-    return readInstalledSoftware(m_folder->filePath("apps")).value(0);
-}
-
-QStringList tst_UpgradeEngine::leftFiles() const
-{
-    return QDir(m_folder->filePath("downloads")).entryList(QDir::Files);
-}
-
-bool tst_UpgradeEngine::downloadAndInstall(const QList<UpgradeItem> &items)
-{
-    m_engine->start(task(items));
-    if (!QTest::qWaitFor([this] { return stateNow() == state::Downloaded; }, 10000))
-        return false;
-    m_engine->install(Product);
-    return QTest::qWaitFor([this] { return stateNow() != state::Installing; }, 20000);
+    m_bench = std::make_unique<UpgradeBench>(m_folder->path());
+    m_product = m_bench->product;
 }
 
 void tst_UpgradeEngine::downloads_data()
@@ -201,74 +135,74 @@ void tst_UpgradeEngine::downloads()
     QFETCH(Change, change);
     QFETCH(QString, error);
     const bool fails = !error.isEmpty();
-    UpgradeItem wanted = package("p", noise(300000));
     HttpServer::File file;
     file.content = noise(300000);
+    UpgradeItem wanted = m_bench->package("p", file);
     change(file, wanted);
-    m_server->set("p", file);
-    m_engine->start(task({wanted}));
-    QTRY_VERIFY_WITH_TIMEOUT(stateNow() != state::Downloading, 20000);
-    QCOMPARE(stateNow(), fails ? state::DownloadFailed : state::Downloaded);
-    QVERIFY2(now().error.contains(error), qPrintable(now().error));
-    QCOMPARE(now().error.isEmpty(), !fails);
+    m_bench->server.set("p", file);
+    m_bench->start({wanted});
+    QTRY_VERIFY_WITH_TIMEOUT(m_bench->state() != state::Downloading, 20000);
+    QCOMPARE(m_bench->state(), fails ? state::DownloadFailed : state::Downloaded);
+    QVERIFY2(m_bench->now().error.contains(error), qPrintable(m_bench->now().error));
+    QCOMPARE(m_bench->now().error.isEmpty(), !fails);
     QFETCH(int, requests); // at least: Qt repeats one by itself when the connection breaks early
-    QVERIFY(file.breaks > 0 ? m_server->requests().size() >= requests : m_server->requests().size() == requests);
+    QVERIFY(file.breaks > 0 ? m_bench->server.requests().size() >= requests
+                            : m_bench->server.requests().size() == requests);
     if (file.breaks > 0 && file.ranges)
-        QVERIFY(m_server->requests().constLast().range.startsWith("bytes=")); // goes on, not over
+        QVERIFY(m_bench->server.requests().constLast().range.startsWith("bytes=")); // goes on, not over
     if (!fails)
-        QCOMPARE(now().items.value(0).received, 300000);
+        QCOMPARE(m_bench->now().items.value(0).received, 300000);
 }
 
 void tst_UpgradeEngine::stopsInEveryState()
 {
-    QVERIFY(!m_engine->stop(Product));
+    QVERIFY(!m_bench->engine->stop(m_bench->Name));
     HttpServer::File slow;
     slow.content = noise(300000);
     slow.bytesPerSecond = 100000;
-    const UpgradeItem wanted = package("p", slow.content);
-    m_server->set("p", slow);
-    m_engine->start(task({wanted}));
-    QTRY_VERIFY(now().items.value(0).received > 0);
-    QVERIFY(m_engine->stop(Product));
-    QCOMPARE(stateNow(), state::Cancelled);
+    m_bench->start({m_bench->package("p", slow)});
+    QTRY_VERIFY(m_bench->now().items.value(0).received > 0);
+    QVERIFY(m_bench->engine->stop(m_bench->Name));
+    QCOMPARE(m_bench->state(), state::Cancelled);
     QVERIFY(leftFiles().isEmpty());
 
     slow.bytesPerSecond = 0;
     slow.content = packages::archive({{"bin/program", noise(2000000)}});
-    const UpgradeItem good = package("p", slow.content);
-    m_engine->start(task({good}));
-    QTRY_COMPARE(stateNow(), state::Downloaded);
-    m_engine->stop(Product);
-    QCOMPARE(stateNow(), state::Cancelled);
-    QVERIFY_EXCEPTION_THROWN(m_engine->install(Product), Failure);
+    const UpgradeItem good = m_bench->package("p", slow);
+    m_bench->start({good});
+    QTRY_COMPARE(m_bench->state(), state::Downloaded);
+    m_bench->engine->stop(m_bench->Name);
+    QCOMPARE(m_bench->state(), state::Cancelled);
+    QVERIFY_EXCEPTION_THROWN(m_bench->engine->install(m_bench->Name), Failure);
 
-    m_engine->start(task({good}));
-    QTRY_COMPARE(stateNow(), state::Downloaded);
-    m_engine->install(Product);
-    QCOMPARE(stateNow(), state::Installing);
-    m_engine->stop(Product);
-    QCOMPARE(stateNow(), state::InstallFailed);
-    QCOMPARE(content("bin/program"), QByteArray("old 1.0"));
-    m_engine->stop(Product); // over is over
-    QCOMPARE(stateNow(), state::InstallFailed);
+    m_bench->start({good});
+    QTRY_COMPARE(m_bench->state(), state::Downloaded);
+    m_bench->engine->install(m_bench->Name);
+    QCOMPARE(m_bench->state(), state::Installing);
+    m_bench->engine->stop(m_bench->Name);
+    QCOMPARE(m_bench->state(), state::InstallFailed);
+    QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
+    m_bench->engine->stop(m_bench->Name); // over is over
+    QCOMPARE(m_bench->state(), state::InstallFailed);
 }
 
 void tst_UpgradeEngine::installsAllParts()
 {
-    const UpgradeItem main = package("m", packages::archive({{"bin/program", "new"},
-                                                             {"lib/新.so", "lib"},
-                                                             {"installation.ini", "[General]\nSoftwareName=other\n"}}));
-    UpgradeItem plugin = package("a", packages::archive({{"plugins/f", "f"}}), item::Named);
+    const UpgradeItem main =
+        m_bench->package("m", packages::archive({{"bin/program", "new"},
+                                                 {"lib/新.so", "lib"},
+                                                 {"installation.ini", "[General]\nSoftwareName=other\n"}}));
+    UpgradeItem plugin = m_bench->package("a", packages::archive({{"plugins/f", "f"}}), item::Named);
     plugin.name = "公式助手";
-    UpgradeItem patch = package("c", packages::archive({{"bin/program", "patched"}}), item::Patch);
+    UpgradeItem patch = m_bench->package("c", packages::archive({{"bin/program", "patched"}}), item::Patch);
     patch.version = "2.0.3";
     QVERIFY(downloadAndInstall({main, plugin, patch}));
-    QVERIFY2(stateNow() == state::Installed, qPrintable(now().error));
-    QCOMPARE(content("bin/program"), QByteArray("patched"));
-    QCOMPARE(content("lib/新.so"), QByteArray("lib"));
-    QCOMPARE(content("plugins/f"), QByteArray("f"));
+    QVERIFY2(m_bench->state() == state::Installed, qPrintable(m_bench->now().error));
+    QCOMPARE(m_bench->content("bin/program"), QByteArray("patched"));
+    QCOMPARE(m_bench->content("lib/新.so"), QByteArray("lib"));
+    QCOMPARE(m_bench->content("plugins/f"), QByteArray("f"));
     const InstalledSoftware software = installed();
-    QCOMPARE(software.name, Product);
+    QCOMPARE(software.name, m_bench->Name);
     QCOMPARE(software.version, "2.0");
     QCOMPARE(software.patchVersion, "2.0.3");
     QCOMPARE(software.bits, "64");
@@ -316,13 +250,13 @@ void tst_UpgradeEngine::refusesHostileArchives()
     QFile::link(m_product + "/bin", m_product + "/a/b/inside");
     QList<UpgradeItem> items;
     for (const QByteArray &archive : qAsConst(archives))
-        items << package("m" + QString::number(items.size()), archive);
+        items << m_bench->package("m" + QString::number(items.size()), archive);
     QVERIFY(downloadAndInstall(items));
-    QCOMPARE(stateNow(), state::InstallFailed);
-    QVERIFY(!now().error.isEmpty());
+    QCOMPARE(m_bench->state(), state::InstallFailed);
+    QVERIFY(!m_bench->now().error.isEmpty());
     QCOMPARE(QDir(m_product).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot),
              (QStringList{"a", "bin", "installation.ini", "outside"}));
-    QCOMPARE(content("bin/program"), QByteArray("old 1.0"));
+    QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
     QCOMPARE(installed().version, "1.0");
     for (const QString &escaped :
          QStringList{m_folder->filePath("apps/evil"), m_folder->filePath("evil"), m_folder->filePath("elsewhere/evil"),
@@ -337,12 +271,12 @@ void tst_UpgradeEngine::keepsLinksAndModes()
                                        member("bin/tool", '1', "lib/x.so.1"), member("bin/up", '2', "../lib/x.so"),
                                        member("bin/run", '0', {}, "run", "0006755"), member("late", '0', {}, "1"),
                                        member("late", '0', {}, "2"), member("private", '5', {}, {}, "0000700")});
-    QVERIFY(downloadAndInstall({package("m", archive)}));
-    QVERIFY2(stateNow() == state::Installed, qPrintable(now().error));
+    QVERIFY(downloadAndInstall({m_bench->package("m", archive)}));
+    QVERIFY2(m_bench->state() == state::Installed, qPrintable(m_bench->now().error));
     QCOMPARE(QFile::symLinkTarget(m_product + "/lib/x.so"), m_product + "/lib/x.so.1");
-    QCOMPARE(content("bin/up"), QByteArray("x"));
-    QCOMPARE(content("bin/tool"), QByteArray("x"));
-    QCOMPARE(content("late"), QByteArray("2"));
+    QCOMPARE(m_bench->content("bin/up"), QByteArray("x"));
+    QCOMPARE(m_bench->content("bin/tool"), QByteArray("x"));
+    QCOMPARE(m_bench->content("late"), QByteArray("2"));
     struct stat info = {};
     QCOMPARE(::stat(qPrintable(m_product + "/bin/run"), &info), 0);
     QCOMPARE(int(info.st_mode & 07777), 0755);
@@ -356,13 +290,13 @@ void tst_UpgradeEngine::refusesAPackageThatChanged()
 {
     const QByteArray good = rawTar({member("bin/program", '0', {}, "good")});
     const QByteArray bad = rawTar({member("bin/program", '0', {}, "evil")});
-    m_engine->start(task({package("m", good)}));
-    QTRY_COMPARE(stateNow(), state::Downloaded);
+    m_bench->start({m_bench->package("m", good)});
+    QTRY_COMPARE(m_bench->state(), state::Downloaded);
     QVERIFY(packages::writeFile(m_folder->filePath("downloads/") + leftFiles().value(0), bad));
-    m_engine->install(Product);
-    QTRY_COMPARE(stateNow(), state::InstallFailed);
-    QVERIFY2(now().error.contains("checksum"), qPrintable(now().error));
-    QCOMPARE(content("bin/program"), QByteArray("old 1.0"));
+    m_bench->engine->install(m_bench->Name);
+    QTRY_COMPARE(m_bench->state(), state::InstallFailed);
+    QVERIFY2(m_bench->now().error.contains("checksum"), qPrintable(m_bench->now().error));
+    QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
     QVERIFY(leftFiles().isEmpty()); // else the next attempt would find the same package
 }
 
@@ -377,7 +311,7 @@ void tst_UpgradeEngine::rollsBackWhenAFileCannotBeReplaced()
     QDir(m_product).mkpath("data/x/full");
     packages::writeFile(m_product + "/.tarn-upgrade/old/data/x/blocks", "x");
     QVERIFY_EXCEPTION_THROWN(swap.apply(), Failure);
-    QCOMPARE(content("bin/program"), QByteArray("old 1.0"));
+    QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
     QVERIFY(QFileInfo(m_product + "/data/x/full").isDir());
 }
 
@@ -394,7 +328,7 @@ void tst_UpgradeEngine::rollsBackAfterACrash()
     packages::writeFile(area + "journal", journal);
     QFile::setPermissions(area + "journal", QFile::ReadOwner | QFile::WriteOwner);
     FileSwap(m_product).rollBack();
-    QCOMPARE(content("bin/program"), QByteArray("old 1.0"));
+    QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
     QVERIFY(!QFile::exists(m_product + "/lib"));
     QVERIFY(!QFile::exists(m_product + "/.tarn-upgrade"));
 }
@@ -413,23 +347,23 @@ void tst_UpgradeEngine::damagedJournalsDeleteNothing()
         packages::writeFile(area + "journal", journal);
         QFile::setPermissions(area + "journal", QFile::ReadOwner | QFile::WriteOwner);
         QVERIFY_EXCEPTION_THROWN(FileSwap(m_product).prepare(), Failure);
-        QCOMPARE(content(".tarn-upgrade/old/bin/program"), QByteArray("old"));
+        QCOMPARE(m_bench->content(".tarn-upgrade/old/bin/program"), QByteArray("old"));
         QCOMPARE(packages::readFile(victim), QByteArray("mine"));
     }
 }
 
 void tst_UpgradeEngine::installationIsTakenUpAfterARestart()
 {
-    const UpgradeItem main = package("m", packages::archive({{"bin/program", noise(3000000)}}));
-    m_engine->start(task({main}));
-    QTRY_COMPARE(stateNow(), state::Downloaded);
-    m_engine->install(Product);
-    QCOMPARE(stateNow(), state::Installing);
-    restart();
-    QCOMPARE(stateNow(), state::Downloaded); // whoever asked for it will ask again
-    QCOMPARE(content("bin/program"), QByteArray("old 1.0"));
-    m_engine->install(Product);
-    QTRY_COMPARE(stateNow(), state::Installed);
+    const UpgradeItem main = m_bench->package("m", packages::archive({{"bin/program", noise(3000000)}}));
+    m_bench->start({main});
+    QTRY_COMPARE(m_bench->state(), state::Downloaded);
+    m_bench->engine->install(m_bench->Name);
+    QCOMPARE(m_bench->state(), state::Installing);
+    m_bench->restart();
+    QCOMPARE(m_bench->state(), state::Downloaded); // whoever asked for it will ask again
+    QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
+    m_bench->engine->install(m_bench->Name);
+    QTRY_COMPARE(m_bench->state(), state::Installed);
     QCOMPARE(installed().version, "2.0");
 }
 
