@@ -15,11 +15,8 @@ TARN_FUZZ_TARGET("package")
     outside.mkpath(QStringLiteral("inside"));
     const QByteArray sha256 = QCryptographicHash::hash(input, QCryptographicHash::Sha256).toHex();
     const std::atomic<bool> stopping{false};
-    PackageUnpacker unpacker(outside.filePath(QStringLiteral("inside")), stopping);
-    errorOf([&] {
-        unpacker.unpack(package, input.size(), QString::fromLatin1(sha256));
-        unpacker.makeLinks();
-    });
+    const Package claimed{package, input.size(), QString::fromLatin1(sha256)};
+    errorOf([&] { unpackPackages({claimed}, outside.filePath(QStringLiteral("inside")), stopping); });
     tarn::fuzz::require(outside.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size() == 1,
                         "a package stays in its directory");
 }

@@ -1,6 +1,5 @@
 #include "services/PackageInstaller.h"
 #include "services/Failure.h"
-#include "services/PackageUnpacker.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include <QDir>
 #include <QFile>
@@ -55,11 +54,11 @@ void writeItem(QSettings &settings, const UpgradeItem &entry)
 
 } // namespace
 
-PackageInstaller::PackageInstaller(const UpgradeTask &task, const QStringList &files, const QString &directory,
+PackageInstaller::PackageInstaller(const UpgradeTask &task, const QList<Package> &packages, const QString &directory,
                                    QObject *parent)
     : QObject(parent)
     , m_task(task)
-    , m_files(files)
+    , m_packages(packages)
     , m_directory(directory)
     , m_swap(directory)
     , m_error(cancelled())
@@ -107,10 +106,7 @@ void PackageInstaller::install()
 
 void PackageInstaller::stage()
 {
-    PackageUnpacker unpacker(m_swap.staging(), m_stopping);
-    for (int i = 0; i < m_files.size(); ++i)
-        unpacker.unpack(m_files.at(i), m_task.items.at(i).size, m_task.items.at(i).sha256);
-    unpacker.makeLinks();
+    unpackPackages(m_packages, m_swap.staging(), m_stopping);
     updateDescription();
     m_swap.checkStaged();
     if (m_stopping)

@@ -1,5 +1,6 @@
 #pragma once
 #include "services/FileSwap.h"
+#include "services/PackageUnpacker.h"
 #include "services/UpgradeTask.h"
 #include <QObject>
 #include <atomic>
@@ -13,8 +14,8 @@ class PackageInstaller final : public QObject
 {
     Q_OBJECT
 public:
-    /// @param files one for each of the task's items
-    PackageInstaller(const UpgradeTask &task, const QStringList &files, const QString &directory, QObject *parent);
+    PackageInstaller(const UpgradeTask &task, const QList<Package> &packages, const QString &directory,
+                     QObject *parent);
     ~PackageInstaller() override; ///< as stop()
 
     const UpgradeTask &task() const { return m_task; }
@@ -32,7 +33,7 @@ private:
     void updateDescription();
 
     const UpgradeTask m_task;
-    const QStringList m_files;
+    const QList<Package> m_packages;
     const QString m_directory;
     FileSwap m_swap;
     QString m_error; ///< the worker's until it has ended

@@ -112,175 +112,198 @@ bool isSame(const UpgradeTask &one, const UpgradeTask &other)
            one.items.constFirst().sha256 == other.items.constFirst().sha256;
 }
 
+class SilentPatch
+{
+public:
+    SilentPatch(const PatchTools &tools, const InstalledSoftware &software, const UpgradeTask &task)
+        : m_tools(tools)
+        , m_software(software)
+        , m_task(task)
+    {
+    }
+
+    QString run(bool killRunning)
+    {
+        QString error = errorOf([&] {
+            if (!killRunning)
+                makeWay(false); // before the download too: a refusal leaves no task behind
+            download();
+            makeWay(killRunning);
+            show();
+            install();
+        });
+        if (!error.isEmpty())
+            errorOf([this] { abandon(); });
+        return error;
+    }
+
+    QVariantMap report() const
+    {
+        return {{wire::Shown, m_shown}, {wire::ShowError, m_showError}, {key::SilentState, m_state}};
+    }
+
+private:
+    UpgradeTask currentTask() const
+    {
+        return m_tools.thread.run([this] { return m_tools.engine.taskOf(m_software.name); });
+    }
+
+    void download()
+    {
+        UpgradeTask before;
+        const UpgradeTask task = m_tools.thread.run([&] {
+            before = m_tools.engine.taskOf(m_software.name);
+            m_tools.engine.start(m_task); // changes nothing when the product has an active task
+            return m_tools.engine.taskOf(m_software.name);
+        });
+        if (!isSame(task, m_task))
+            throw Failure(QStringLiteral("the product has another task: it is being upgraded"));
+        m_id = task.id;
+        m_ownsTask = task.id != before.id;
+        awaitEndOf(state::Downloading);
+    }
+
+    void makeWay(bool killRunning) const
+    {
+        const QString program = productProgram(m_software);
+        if (killRunning)
+            endProgram(program);
+        else if (isProgramRunning(program))
+            throw Failure(QStringLiteral("the product is running: %1").arg(m_software.exePath));
+    }
+
+    void show()
+    {
+        const QString package = m_tools.engine.file(m_software.name, m_task.items.constFirst());
+        m_showError = whyNotShown(operation(), query()); // takes the state that an earlier installation has left
+        if (!m_showError.isEmpty())
+            return;
+        const rpc::CallResult result = m_tools.present(
+            operation(), {{{key::SoftwareName, m_software.name},
+                           {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
+                           {key::LocalFile, package},
+                           {key::InstallDir, m_software.directory},
+                           {key::Restart, false}},
+                          {}});
+        m_showError = whyNotShown(operation(), result);
+        m_shown = m_showError.isEmpty();
+        if (!m_shown)
+            return;
+        keepState(result);
+        awaitJudgement(package);
+    }
+
+    // Throws where the visualized service finds something wrong with the package.
+    void awaitJudgement(const QString &package)
+    {
+        QElapsedTimer sinceShown;
+        sinceShown.start();
+        while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
+            if (m_state == SilentFailed)
+                throw Failure(QStringLiteral("the visualized service finds no such package: %1").arg(package));
+            requireCaller();
+            m_tools.waitForChange();
+            askState();
+        }
+    }
+
+    void requireCaller() const
+    {
+        if (m_tools.context.isCancelled())
+            throw Failure(QStringLiteral("the caller no longer waits for the result"));
+    }
+
+    // The window with the tasks may have installed the package meanwhile and removed it, which is no failure.
+    bool hasBegun() const
+    {
+        const UpgradeTask task = currentTask();
+        return task.id == m_id && (task.state == state::Installing || task.state == state::Installed);
+    }
+
+    void install()
+    {
+        m_tools.thread.run([this] {
+            const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
+            if (task.id == m_id && task.state == state::Downloaded) // else it has begun, or is another's
+                m_tools.engine.install(m_software.name);
+        });
+        QString error = errorOf([this] {
+            const UpgradeTask task = awaitEndOf(state::Installing);
+            if (task.state != state::Installed)
+                throw Failure(QStringLiteral("it was not installed: its task has state %1").arg(task.state));
+        });
+        askState(); // an end that is not fetched would be the first answer during the next installation
+        if (!error.isEmpty())
+            throw Failure(error);
+    }
+
+    // Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
+    void abandon()
+    {
+        m_tools.thread.run([this] {
+            const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
+            if (m_ownsTask && task.id == m_id && task.state != state::Installing)
+                m_tools.engine.stop(m_software.name);
+        });
+    }
+
+    // The task after this state. Throws what ended it badly.
+    UpgradeTask awaitEndOf(int state)
+    {
+        while (true) {
+            requireCaller();
+            UpgradeTask task = currentTask();
+            if (task.id != m_id)
+                throw Failure(QStringLiteral("the task was replaced by another one"));
+            if (task.state == state::Cancelled)
+                throw Failure(QStringLiteral("it was cancelled"));
+            if (task.state == state::DownloadFailed || task.state == state::InstallFailed)
+                throw Failure(task.error);
+            if (task.state != state)
+                return task;
+            askState();
+            m_tools.waitForChange();
+        }
+    }
+
+    rpc::CallResult query() const
+    {
+        return m_tools.present(operation(), {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
+    }
+
+    void askState()
+    {
+        if (m_shown)
+            keepState(query());
+    }
+
+    // The service reports an end once, so it is kept. It does not decide about a running installation: the installer
+    // judges the package itself.
+    void keepState(const rpc::CallResult &result)
+    {
+        if (result.arrived() && result.accepted && m_state != SilentFailed)
+            m_state = result.output.values.value(key::SilentState).toInt();
+    }
+
+    const PatchTools &m_tools;
+    const InstalledSoftware &m_software;
+    const UpgradeTask &m_task;
+    qint64 m_id = 0;         ///< of the task that is followed
+    bool m_ownsTask = false; ///< begun here, not joined
+    bool m_shown = false;
+    QString m_showError;
+    int m_state = 0; ///< 0: never asked
+};
+
 } // namespace
 
-SilentPatch::SilentPatch(Tools tools, InstalledSoftware software, UpgradeTask task)
-    : m_tools(std::move(tools))
-    , m_software(std::move(software))
-    , m_task(std::move(task))
+QString patchSilently(const PatchTools &tools, const InstalledSoftware &software, const UpgradeTask &task,
+                      bool killRunning, QVariantMap *report)
 {
-}
-
-QString SilentPatch::run(bool killRunning)
-{
-    QString error = errorOf([&] {
-        if (!killRunning)
-            makeWay(false); // before the download too: a refusal leaves no task behind
-        download();
-        makeWay(killRunning);
-        show();
-        install();
-    });
-    if (!error.isEmpty())
-        errorOf([this] { abandon(); });
+    SilentPatch patch(tools, software, task);
+    QString error = patch.run(killRunning);
+    *report = patch.report();
     return error;
-}
-
-QVariantMap SilentPatch::report() const
-{
-    return {{wire::Shown, m_shown}, {wire::ShowError, m_showError}, {key::SilentState, m_state}};
-}
-
-UpgradeTask SilentPatch::currentTask() const
-{
-    return m_tools.thread.run([this] { return m_tools.engine.taskOf(m_software.name); });
-}
-
-void SilentPatch::download()
-{
-    UpgradeTask before;
-    const UpgradeTask task = m_tools.thread.run([&] {
-        before = m_tools.engine.taskOf(m_software.name);
-        m_tools.engine.start(m_task); // changes nothing when the product has an active task
-        return m_tools.engine.taskOf(m_software.name);
-    });
-    if (!isSame(task, m_task))
-        throw Failure(QStringLiteral("the product has another task: it is being upgraded"));
-    m_id = task.id;
-    m_ownsTask = task.id != before.id;
-    awaitEndOf(state::Downloading);
-}
-
-void SilentPatch::makeWay(bool killRunning) const
-{
-    const QString program = productProgram(m_software);
-    if (killRunning)
-        endProgram(program);
-    else if (isProgramRunning(program))
-        throw Failure(QStringLiteral("the product is running: %1").arg(m_software.exePath));
-}
-
-void SilentPatch::show()
-{
-    const QString package = m_tools.engine.file(m_software.name, m_task.items.constFirst());
-    m_showError = whyNotShown(operation(), query()); // takes the state that an earlier installation has left
-    if (!m_showError.isEmpty())
-        return;
-    const rpc::CallResult result =
-        m_tools.present(operation(), {{{key::SoftwareName, m_software.name},
-                                       {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
-                                       {key::LocalFile, package},
-                                       {key::InstallDir, m_software.directory},
-                                       {key::Restart, false}},
-                                      {}});
-    m_showError = whyNotShown(operation(), result);
-    m_shown = m_showError.isEmpty();
-    if (!m_shown)
-        return;
-    keepState(result);
-    awaitJudgement(package);
-}
-
-// Throws where the visualized service finds something wrong with the package.
-void SilentPatch::awaitJudgement(const QString &package)
-{
-    QElapsedTimer sinceShown;
-    sinceShown.start();
-    while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
-        if (m_state == SilentFailed)
-            throw Failure(QStringLiteral("the visualized service finds no such package: %1").arg(package));
-        requireCaller();
-        m_tools.waitForChange();
-        askState();
-    }
-}
-
-void SilentPatch::requireCaller() const
-{
-    if (m_tools.context.isCancelled())
-        throw Failure(QStringLiteral("the caller no longer waits for the result"));
-}
-
-// The window with the tasks may have installed the package meanwhile and removed it, which is no failure.
-bool SilentPatch::hasBegun() const
-{
-    const UpgradeTask task = currentTask();
-    return task.id == m_id && (task.state == state::Installing || task.state == state::Installed);
-}
-
-void SilentPatch::install()
-{
-    m_tools.thread.run([this] {
-        const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
-        if (task.id == m_id && task.state == state::Downloaded) // else it has begun, or is another's
-            m_tools.engine.install(m_software.name);
-    });
-    QString error = errorOf([this] {
-        const UpgradeTask task = awaitEndOf(state::Installing);
-        if (task.state != state::Installed)
-            throw Failure(QStringLiteral("it was not installed: its task has state %1").arg(task.state));
-    });
-    askState(); // an end that is not fetched would be the first answer during the next installation
-    if (!error.isEmpty())
-        throw Failure(error);
-}
-
-// Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
-void SilentPatch::abandon()
-{
-    m_tools.thread.run([this] {
-        const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
-        if (m_ownsTask && task.id == m_id && task.state != state::Installing)
-            m_tools.engine.stop(m_software.name);
-    });
-}
-
-// The task after this state. Throws what ended it badly.
-UpgradeTask SilentPatch::awaitEndOf(int state)
-{
-    while (true) {
-        requireCaller();
-        UpgradeTask task = currentTask();
-        if (task.id != m_id)
-            throw Failure(QStringLiteral("the task was replaced by another one"));
-        if (task.state == state::Cancelled)
-            throw Failure(QStringLiteral("it was cancelled"));
-        if (task.state == state::DownloadFailed || task.state == state::InstallFailed)
-            throw Failure(task.error);
-        if (task.state != state)
-            return task;
-        askState();
-        m_tools.waitForChange();
-    }
-}
-
-rpc::CallResult SilentPatch::query() const
-{
-    return m_tools.present(operation(), {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
-}
-
-void SilentPatch::askState()
-{
-    if (m_shown)
-        keepState(query());
-}
-
-// The service reports an end once, so it is kept. It does not decide about a running installation: the installer
-// judges the package itself.
-void SilentPatch::keepState(const rpc::CallResult &result)
-{
-    if (result.arrived() && result.accepted && m_state != SilentFailed)
-        m_state = result.output.values.value(key::SilentState).toInt();
 }
 
 } // namespace tarn::services

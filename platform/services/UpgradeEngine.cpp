@@ -67,10 +67,8 @@ void UpgradeEngine::takeUp(const UpgradeTask &task)
 void UpgradeEngine::start(const UpgradeTask &task)
 {
     storeUnstored();
-    for (const Unstored &waiting : qAsConst(m_unstored)) {
-        if (waiting.product == task.product)
-            throw Failure(waiting.error);
-    }
+    if (m_unstored.contains(task.product))
+        throw Failure(m_unstored.value(task.product).error);
     scheduleSoon();
     m_store->start(task);
 }
@@ -108,10 +106,10 @@ void UpgradeEngine::install(const QString &product)
         setState(product, state::InstallFailed, reason);
         throw Failure(reason);
     }
-    QStringList files;
+    QList<Package> packages;
     for (const UpgradeItem &item : task.items)
-        files << file(product, item);
-    auto *installer = new PackageInstaller(task, files, directory, this);
+        packages << Package{file(product, item), item.size, item.sha256};
+    auto *installer = new PackageInstaller(task, packages, directory, this);
     m_installations.insert(product, installer);
     connect(installer, &PackageInstaller::finished, this,
             [this, product](const QString &reason) { installEnded(product, reason); });
@@ -150,7 +148,7 @@ UpgradeTask UpgradeEngine::taskOf(const QString &product)
 
 UpgradeTask UpgradeEngine::withUnstored(UpgradeTask task) const
 {
-    const auto unstored = m_unstored.constFind(task.id);
+    const auto unstored = m_unstored.constFind(task.product);
     if (unstored != m_unstored.cend()) {
         task.state = unstored->state;
         task.error = unstored->error;
@@ -221,17 +219,13 @@ void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
 // again and again while the disk is full.
 void UpgradeEngine::setState(const QString &product, int state, const QString &error)
 {
-    UpgradeTask task;
-    const QString failure = errorOf([&] {
-        task = m_store->task(product);
-        m_store->setState(product, state, error);
-        m_unstored.remove(task.id);
-    });
-    if (!failure.isEmpty()) {
+    const QString failure = errorOf([&] { m_store->setState(product, state, error); });
+    if (failure.isEmpty()) {
+        m_unstored.remove(product);
+    } else {
         qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(product, failure);
         const QString notice = QStringLiteral("the state cannot be stored: %1").arg(failure);
-        m_unstored.insert(task.id,
-                          {product, state, error, error.isEmpty() ? notice : error + QStringLiteral("; ") + notice});
+        m_unstored.insert(product, {state, error, error.isEmpty() ? notice : error + QStringLiteral("; ") + notice});
         m_storeAgain.start();
     }
     m_changed();
@@ -239,17 +233,9 @@ void UpgradeEngine::setState(const QString &product, int state, const QString &e
 
 void UpgradeEngine::storeUnstored()
 {
-    const QHash<qint64, Unstored> waiting = m_unstored;
-    const QString error = errorOf([&] {
-        for (auto it = waiting.cbegin(); it != waiting.cend(); ++it) {
-            if (m_store->task(it->product).id == it.key())
-                setState(it->product, it->state, it->reason);
-            else
-                m_unstored.remove(it.key()); // another task has replaced it
-        }
-    });
-    if (!error.isEmpty())
-        m_storeAgain.start();
+    const QHash<QString, Unstored> waiting = m_unstored;
+    for (auto it = waiting.cbegin(); it != waiting.cend(); ++it)
+        setState(it.key(), it->state, it->reason);
 }
 
 int UpgradeEngine::firstMissing(const UpgradeTask &task) const

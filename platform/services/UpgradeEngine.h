@@ -58,7 +58,6 @@ private:
     /// A task's state that is not in the store, for want of room or the like.
     struct Unstored
     {
-        QString product;
         int state = 0;
         QString reason; ///< to be stored
         QString error;  ///< for callers: also says why the state is not stored
@@ -71,7 +70,7 @@ private:
     Throttle m_throttle;
     QHash<QString, PackageDownload *> m_downloads; ///< by product
     QHash<QString, PackageInstaller *> m_installations;
-    QHash<qint64, Unstored> m_unstored; ///< by the task's id
+    QHash<QString, Unstored> m_unstored; ///< by product
     QTimer m_storeAgain;
     bool m_scheduled = false;
 };

@@ -230,11 +230,12 @@ private:
         const QString product = request.name(key::SoftwareName);
         const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
         const UpgradeTask task = patchTask(product, installed);
-        SilentPatch patch({m_thread, *m_engine, m_presenter, [this] { waitForChange(); }, request.context},
-                          *findSoftware(installed, product), task);
-        const QString error = patch.run(request.values().value(wire::KillRunning).toBool());
+        const PatchTools tools{m_thread, *m_engine, m_presenter, [this] { waitForChange(); }, request.context};
+        QVariantMap report;
+        const QString error = services::patchSilently(tools, *findSoftware(installed, product), task,
+                                                      request.values().value(wire::KillRunning).toBool(), &report);
         CallResult result = error.isEmpty() ? ok() : refusedWith(code::Refused, error);
-        result.output.values = patch.report(); // a refusal tells as well how far it has come
+        result.output.values = report; // a refusal tells as well how far it has come
         result.output.values.insert(key::NewVersion, task.items.constFirst().version);
         return result;
     }
