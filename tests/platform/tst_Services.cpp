@@ -150,7 +150,7 @@ void TestServices::endsCleanlyAndReRegisters()
     for (int round = 0; round < 2; ++round) {
         QVERIFY(platform.startHub());
         QVERIFY(push(QString::number(round)));
-        Platform::kill(platform.hub());
+        platform.killHub();
         QCOMPARE(platform.services()->state(), QProcess::Running);
     }
     QVERIFY(Platform::terminate(platform.services()));

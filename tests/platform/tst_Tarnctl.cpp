@@ -151,7 +151,7 @@ void TestTarnctl::stopEndsEverything()
     QVERIFY(m_platform->startHub());
     const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
     // The second host waits for the first one's tag and would start a new hub.
-    const QString program = m_platform->directory() + "/visualized-host";
+    const QString program = m_platform->path("visualized-host");
     QVERIFY(QFile::copy(qEnvironmentVariable("TARN_PEER"), program));
     QProcess hosts[2];
     for (QProcess &host : hosts) {

@@ -1,5 +1,5 @@
 // The hub program: its directory, lock, port, segment and services, as real processes.
-#include "rpc/Sandbox.h"
+#include "support/Sandbox.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/Rpc.h"
@@ -90,7 +90,7 @@ void tst_Hub::directoryRefused()
 
 void tst_Hub::onlyOneHub()
 {
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     const QString output = outputOf(m_box->newHub());
     QVERIFY2(output.startsWith("1: ") && output.contains("another hub runs in"), qPrintable(output));
     QCOMPARE(publishedText(), QByteArray::number(m_box->hubPort())); // untouched
@@ -100,23 +100,23 @@ void tst_Hub::onlyOneHub()
 
 void tst_Hub::staleSegmentIsTakenOver()
 {
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     QSharedMemory client(hub::PortSegmentKey); // keeps the segment alive
     QVERIFY(client.attach(QSharedMemory::ReadOnly));
     m_box->killHub();
     QVERIFY(QFile::resize(m_box->runtimeDir() + "/hub.lock", 0)); // so that another port comes
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     const QByteArray port = QByteArray::number(m_box->hubPort());
     QCOMPARE(publishedText(), port);
     QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), port);
-    m_box->hub().terminate();
-    QVERIFY(m_box->hub().waitForFinished());
+    m_box->hub()->terminate();
+    QVERIFY(m_box->hub()->waitForFinished());
     QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // nobody believes in it
 }
 
 void tst_Hub::socketsOfTheDeadAreSwept()
 {
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     const QString dead = m_box->runtimeDir() + "/ep-1-dead.sock";
     const QString young = m_box->runtimeDir() + "/ep-1-young.sock";
     for (const QString &path : {dead, young}) { // bound and deserted
@@ -130,7 +130,7 @@ void tst_Hub::socketsOfTheDeadAreSwept()
     const timespec longAgo[2] = {{1000, 0}, {1000, 0}};
     QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(dead).constData(), longAgo, 0), 0);
     m_box->killHub();
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     QVERIFY(!QFileInfo::exists(dead));
     QVERIFY(QFileInfo::exists(young)); // may be bound and not yet listening
 }
@@ -138,7 +138,7 @@ void tst_Hub::socketsOfTheDeadAreSwept()
 void tst_Hub::servicesComeBackAndEndWithTheHub()
 {
     m_box->writeServices("echo services $$\nexec sleep 1000\n");
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     const auto nextPid = [this] { return awaitLine(m_box->hub(), "services ").toInt(); };
     const auto isAnnounced = [this](const char *end, const char *pause) {
         return !awaitLine(m_box->hub(), QByteArray("has ended (") + end + "), next start in " + pause + " ms").isNull();
@@ -151,35 +151,35 @@ void tst_Hub::servicesComeBackAndEndWithTheHub()
     m_box->killHub();
     QTRY_VERIFY(!isAlive(last));
     m_box->writeServices("exit 3\n"); // dies at its start
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     for (const char *pause : {"100", "200", "400", "800", "1600"})
         QVERIFY2(isAnnounced("exit code 3", pause), pause);
 }
 
 void tst_Hub::runtimeDirectoryRemoved()
 {
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     QVERIFY(QDir(m_box->runtimeDir()).removeRecursively());
-    QVERIFY(m_box->hub().waitForFinished(10000));
-    QCOMPARE(m_box->hub().exitCode(), 1);
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->hub()->waitForFinished(10000));
+    QCOMPARE(m_box->hub()->exitCode(), 1);
+    QVERIFY(m_box->startHubAlone());
     QCOMPARE(rpc::hubPort(), m_box->hubPort());
 }
 
 void tst_Hub::signalsAndClosedPipes()
 {
     m_box->writeServices("echo x >>'" + QFile::encodeName(m_box->path("starts")) + "'\nexit 3\n");
-    QVERIFY(m_box->startHub());
-    m_box->hub().closeReadChannel(QProcess::StandardOutput);
+    QVERIFY(m_box->startHubAlone());
+    m_box->hub()->closeReadChannel(QProcess::StandardOutput);
     rpc::Rpc client;
     QVERIFY(client.init(m_box->settings()));
     const auto hub = client.stringToProxy(hub::HubInterface);
     QVERIFY(hub);
     QTRY_VERIFY(QFileInfo(m_box->path("starts")).size() >= 6); // it wrote lines meanwhile
     QVERIFY(hub->call("Ping", {}).arrived());
-    ::kill(static_cast<pid_t>(m_box->hub().processId()), SIGHUP);
-    QVERIFY(m_box->hub().waitForFinished(10000));
-    QCOMPARE(m_box->hub().exitStatus(), QProcess::NormalExit);
+    ::kill(static_cast<pid_t>(m_box->hub()->processId()), SIGHUP);
+    QVERIFY(m_box->hub()->waitForFinished(10000));
+    QCOMPARE(m_box->hub()->exitStatus(), QProcess::NormalExit);
     QCOMPARE(rpc::hubPort(), quint16(0));
 }
 
@@ -191,14 +191,12 @@ ProcessPtr tst_Hub::startAsSecondUser(const QString &runtimeBase)
         return nullptr;
     for (const QString &folder : {m_box->path(QString()), m_box->path("tmp")})
         ::chmod(QFile::encodeName(folder).constData(), 01777);
-    ProcessPtr hub(new QProcess);
-    auto environment = QProcessEnvironment::systemEnvironment();
+    const QString id = QString::number(Second);
+    ProcessPtr hub = m_box->newHub();
+    auto environment = hub->processEnvironment();
     environment.insert("XDG_RUNTIME_DIR", runtimeBase);
     hub->setProcessEnvironment(environment);
-    hub->setProcessChannelMode(QProcess::MergedChannels);
-    const QString id = QString::number(Second);
-    hub->start("setpriv", {"--reuid", id, "--regid", id, "--clear-groups", "--", m_box->path("bin/ServiceHub"),
-                           hub::StartArgument});
+    hub->start("setpriv", {"--reuid", id, "--regid", id, "--clear-groups", "--", hub->program(), hub::StartArgument});
     return hub;
 }
 
@@ -206,12 +204,12 @@ void tst_Hub::twoUsers()
 {
     if (::geteuid() != 0 || QStandardPaths::findExecutable("setpriv").isEmpty())
         QSKIP("a second user needs root and setpriv");
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     const QString run = m_box->path("run2");
     const ProcessPtr second = startAsSecondUser(run);
     QVERIFY(second);
-    QVERIFY(!awaitLine(*second, "published in shared memory").isNull());
-    const quint16 port = awaitLine(*second, "hub ready on port ").toUShort();
+    QVERIFY(!awaitLine(second.get(), "published in shared memory").isNull());
+    const quint16 port = awaitLine(second.get(), "hub ready on port ").toUShort();
     QVERIFY(port != 0 && port != m_box->hubPort());
     QCOMPARE(rpc::hubPort(), m_box->hubPort()); // the first user's is untouched
     QCOMPARE(QFile::symLinkTarget(run + "/tarn/hub.sock"), QString("%1/tarn/hub-%2.sock").arg(run).arg(port));

@@ -1,6 +1,6 @@
 // The RPC core as the platform's programs use it, against real hub and peer processes.
-#include "rpc/Sandbox.h"
 #include "support/Freeze.h"
+#include "support/Sandbox.h"
 #include "tarn/rpc/IInvocable.h"
 #include "tarn/rpc/Rpc.h"
 #include <QNetworkInterface>
@@ -97,7 +97,7 @@ private:
 void tst_Rpc::init()
 {
     m_box = std::make_unique<Sandbox>();
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     m_rpc = std::make_unique<Rpc>();
     QVERIFY2(m_rpc->init(m_box->settings()), qPrintable(lastError()));
 }
@@ -192,12 +192,12 @@ void tst_Rpc::initWithoutHubIsQuickAndCanBeRepeated()
     clock.start();
     QVERIFY(!rpc.init(m_box->settings()));
     QCOMPARE(getRpcLastError().code, int(RpcError::NoHub));
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     QVERIFY2(rpc.init(m_box->settings()), qPrintable(lastError()));
 
-    QVERIFY(freeze(static_cast<pid_t>(m_box->hub().processId())));
+    QVERIFY(freeze(static_cast<pid_t>(m_box->hub()->processId())));
     QVERIFY(!rpc.init(m_box->settings()));
-    kill(static_cast<pid_t>(m_box->hub().processId()), SIGCONT);
+    kill(static_cast<pid_t>(m_box->hub()->processId()), SIGCONT);
     QTRY_VERIFY(rpc.init(m_box->settings()));
     QVERIFY2(clock.elapsed() < 15000, qPrintable(QString::number(clock.elapsed()))); // calls may take 30 s
 }
@@ -283,7 +283,7 @@ void tst_Rpc::lostHubIsNoticed()
     clock.start();
     QTRY_COMPARE(notices.load(), 1);
     QVERIFY(clock.elapsed() >= 1900);
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     QTRY_VERIFY(proxy("own"));
     m_box->killHub(); // a new loss has its own two seconds
     clock.start();
@@ -326,7 +326,7 @@ void tst_Rpc::peerFrozenOrWithoutDescriptors()
         silent.push_back(::socket(AF_UNIX, SOCK_STREAM, 0));
         QCOMPARE(::connect(silent.back(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     }
-    QVERIFY(!awaitLine(*peer, "a connection waits: ").isNull());
+    QVERIFY(!awaitLine(peer.get(), "a connection waits: ").isNull());
     QTRY_VERIFY(proxy("a") && proxy("a")->call(Echo, {}, 1000).arrived());
 }
 
@@ -348,8 +348,8 @@ void tst_Rpc::hubRestart()
     if (killed) {
         m_box->killHub();
     } else {
-        m_box->hub().terminate();
-        QVERIFY(m_box->hub().waitForFinished());
+        m_box->hub()->terminate();
+        QVERIFY(m_box->hub()->waitForFinished());
     }
     QVERIFY(a->call(Echo, {}).arrived()); // the hub is not in the data path
     QVERIFY(!proxy("a"));
@@ -359,7 +359,7 @@ void tst_Rpc::hubRestart()
     QVERIFY(!adapter->add(object, Interface, "later")); // it is there
     if (killed)                                         // forgets the number and with it the socket's name
         QVERIFY(QFile::resize(m_box->runtimeDir() + "/hub.lock", 0));
-    QVERIFY(m_box->startHub());
+    QVERIFY(m_box->startHubAlone());
     QVERIFY(killed || m_box->hubPort() == port);
     QElapsedTimer clock;
     clock.start();

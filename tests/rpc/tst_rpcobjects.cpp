@@ -1,5 +1,5 @@
 // The typed objects: the visualized service's operations and the sign-in's notify object, called over real sockets.
-#include "rpc/Sandbox.h"
+#include "support/Sandbox.h"
 #include "tarn/binding/LoginNotify.h"
 #include "tarn/binding/Operations.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
@@ -111,7 +111,7 @@ private:
     struct Sides
     {
         Sandbox box;
-        const bool hubRuns = box.startHub();
+        const bool hubRuns = box.startHubAlone();
         Rpc host;
         Rpc caller;
         const bool connected = host.init(box.settings()) && caller.init(box.settings());

@@ -1,4 +1,4 @@
-#include "rpc/Sandbox.h"
+#include "support/Sandbox.h"
 #include "support/ChildLeaks.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/keys/RpcKeys.h"
@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QSharedMemory>
+#include <sys/stat.h>
 
 static constexpr int PatienceMs = 10000;
 
@@ -16,17 +17,18 @@ void EndProcess::operator()(QProcess *process) const
     delete process;
 }
 
+// Not below a long TMPDIR: a socket's path has room for 107 bytes.
 Sandbox::Sandbox()
+    : m_dir(QStringLiteral("/tmp/tarn-XXXXXX"))
 {
     checkNoLeaksInChildren();
-    QDir dir(m_dir.path());
-    for (const char *name : {"run", "tmp", "bin"})
-        dir.mkdir(QLatin1String(name));
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path(QStringLiteral("run"))));
-    qputenv("TMPDIR", QFile::encodeName(path(QStringLiteral("tmp"))));
-    const QString bin = qEnvironmentVariable("TARN_BIN_DIR");
-    qputenv("LD_LIBRARY_PATH", QFile::encodeName(bin));
-    QFile::copy(bin + QStringLiteral("/ServiceHub"), path(QStringLiteral("bin/ServiceHub")));
+    for (const auto &[variable, folder] :
+         {std::pair("TMPDIR", "tmp"), std::pair("XDG_RUNTIME_DIR", "run"), std::pair("XDG_DATA_HOME", "data")}) {
+        const QByteArray name = QFile::encodeName(path(QLatin1String(folder)));
+        ::mkdir(name.constData(), 0700);
+        m_outerEnvironment.insert(variable, qgetenv(variable));
+        qputenv(variable, name);
+    }
 }
 
 Sandbox::~Sandbox()
@@ -39,31 +41,48 @@ Sandbox::~Sandbox()
         QSharedMemory segment(tarn::hub::PortSegmentKey); // of a killed hub; the last user's detaching removes it
         segment.attach();
     }
-    qputenv("TMPDIR", m_tmpDir); // or the next sandbox would be made in this one
+    for (auto it = m_outerEnvironment.cbegin(); it != m_outerEnvironment.cend(); ++it) {
+        if (it.value().isNull())
+            qunsetenv(it.key().constData());
+        else
+            qputenv(it.key().constData(), it.value());
+    }
+}
+
+QString Sandbox::program(const QString &name)
+{
+    return qEnvironmentVariable("TARN_BIN_DIR") + QLatin1Char('/') + name;
 }
 
 void Sandbox::writeServices(const QByteArray &script)
 {
-    QFile file(path(QStringLiteral("bin/tarn-services")));
+    QFile file(path(QStringLiteral("tarn-services")));
     if (file.open(QIODevice::WriteOnly))
         file.write("#!/bin/sh\n" + script);
     file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
+// The hub starts the services that are beside its program.
 ProcessPtr Sandbox::newHub()
 {
+    const QString copy = path(QStringLiteral("ServiceHub"));
+    if (!QFile::exists(copy))
+        QFile::copy(program(QStringLiteral("ServiceHub")), copy);
     ProcessPtr hub(new QProcess);
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LD_LIBRARY_PATH"), qEnvironmentVariable("TARN_BIN_DIR"));
+    hub->setProcessEnvironment(environment);
     hub->setProcessChannelMode(QProcess::MergedChannels);
-    hub->setProgram(path(QStringLiteral("bin/ServiceHub")));
+    hub->setProgram(copy);
     hub->setArguments({tarn::hub::StartArgument});
     return hub;
 }
 
-bool Sandbox::startHub()
+bool Sandbox::startHubAlone()
 {
     m_hub = newHub();
     m_hub->start();
-    m_port = awaitLine(*m_hub, "hub ready on port ").toUShort();
+    m_port = awaitLine(hub(), "hub ready on port ").toUShort();
     return m_port != 0;
 }
 
@@ -75,10 +94,8 @@ void Sandbox::killHub()
 
 QHash<QString, QString> Sandbox::settings(const QHash<QString, QString> &more) const
 {
-    QHash<QString, QString> table{{tarn::rpc::keys::IP, QStringLiteral("127.0.0.1")},
-                                  {tarn::rpc::keys::Port, QString::number(m_port)},
-                                  {tarn::rpc::keys::Timeout, QStringLiteral("10000")},
-                                  {tarn::rpc::keys::ThreadNum, QStringLiteral("4")}};
+    QHash<QString, QString> table{{tarn::rpc::keys::Port, QString::number(m_port)},
+                                  {tarn::rpc::keys::Timeout, QStringLiteral("10000")}};
     for (auto it = more.cbegin(); it != more.cend(); ++it)
         table.insert(it.key(), it.value());
     return table;
@@ -89,36 +106,24 @@ ProcessPtr Sandbox::startPeer(const QString &tag)
     ProcessPtr peer(new QProcess);
     peer->setProcessChannelMode(QProcess::MergedChannels);
     peer->start(qEnvironmentVariable("TARN_PEER"), {QString::number(m_port), tag});
-    if (awaitLine(*peer, "ready").isNull())
+    if (awaitLine(peer.get(), "ready").isNull())
         return nullptr;
     return peer;
 }
 
-QString awaitLine(QProcess &process, const QByteArray &text)
+QString awaitLine(QProcess *process, const QByteArray &text)
 {
     const QDeadlineTimer deadline(PatienceMs);
     while (!deadline.hasExpired()) {
-        while (process.canReadLine()) {
-            const QByteArray line = process.readLine().trimmed();
+        while (process->canReadLine()) {
+            const QByteArray line = process->readLine().trimmed();
             const int at = line.indexOf(text);
             if (at >= 0)
                 return QString::fromUtf8(line.mid(at + text.size()).append(' ')).trimmed() + QLatin1String("");
         }
-        if (process.state() == QProcess::NotRunning)
+        if (process->state() == QProcess::NotRunning)
             return QString();
-        process.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
+        process->waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
     }
     return QString();
-}
-
-qint64 memoryKiB(qint64 pid, const QByteArray &field)
-{
-    QFile file(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : file.readAll().split('\n')) {
-        if (line.startsWith(field + ':'))
-            return line.mid(field.size() + 1).simplified().split(' ').first().toLongLong();
-    }
-    return -1;
 }

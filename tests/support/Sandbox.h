@@ -11,25 +11,28 @@ struct EndProcess
 };
 using ProcessPtr = std::unique_ptr<QProcess, EndProcess>;
 
-/// A platform of its own for one test: runtime directory, temporary directory, a copy of the hub program and, when
-/// asked for, a running hub. Ends what it started.
+/// Private directories for one test's sockets, shared-memory keys and data, with a hub that has no services. While the
+/// object lives, TMPDIR, XDG_RUNTIME_DIR and XDG_DATA_HOME of this process point there too. One at a time; main thread.
+/// Knows the platform's programs only, so that a client without its libraries can use it.
 class Sandbox
 {
 public:
     Sandbox();
-    ~Sandbox();
+    ~Sandbox(); ///< ends the hub
+    Q_DISABLE_COPY(Sandbox)
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
     QString runtimeDir() const { return path(QStringLiteral("run/tarn")); }
+    static QString program(const QString &name); ///< absolute path; ctest sets TARN_BIN_DIR
     /// A script beside the hub program that the hub takes for its services.
     void writeServices(const QByteArray &script);
 
-    ProcessPtr newHub(); ///< not started
+    ProcessPtr newHub(); ///< a copy of the program; not started
     /// @return false when the hub is not ready within ten seconds
-    bool startHub();
+    bool startHubAlone();
     void killHub(); ///< SIGKILL
-    QProcess &hub() { return *m_hub; }
-    quint16 hubPort() const { return m_port; } ///< of the last start
+    QProcess *hub() { return m_hub.get(); }
+    quint16 hubPort() const { return m_port; } ///< of the last startHubAlone()
 
     /// Settings for Rpc::init() that lead to the hub.
     QHash<QString, QString> settings(const QHash<QString, QString> &more = {}) const;
@@ -37,14 +40,14 @@ public:
     /// A rpcpeer process serving its object under tag; null when it does not become ready.
     ProcessPtr startPeer(const QString &tag);
 
-private:
-    const QByteArray m_tmpDir = qgetenv("TMPDIR");
-    QTemporaryDir m_dir;
+protected:
     ProcessPtr m_hub;
+
+private:
+    QHash<QByteArray, QByteArray> m_outerEnvironment;
+    QTemporaryDir m_dir;
     quint16 m_port = 0;
 };
 
 /// Reads lines of a process until one holds the text; the rest of that line, or a null string after ten seconds.
-QString awaitLine(QProcess &process, const QByteArray &text);
-/// A number of /proc/<pid>/status in KiB, e.g. "VmHWM".
-qint64 memoryKiB(qint64 pid, const QByteArray &field);
+QString awaitLine(QProcess *process, const QByteArray &text);
