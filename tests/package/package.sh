@@ -38,6 +38,13 @@ for file in etc/xdg/autostart/tarn-visualized.desktop usr/lib/systemd/user/tarn-
     [ -f "$root/$file" ] || fail "not installed: $file"
 done
 
+for program in visualized-host ServiceHub tarn-services; do
+    page=$(zcat "$root/usr/share/man/man1/$program.1.gz" | tr -d '\\')
+    for option in $("$programs/$program" --help | grep -oE '^ +(-., )?--[a-z-]+' | grep -oE -- '--.*' | grep -vE 'help|version'); do
+        [[ $page == *"$option"* ]] || fail "not in the man page of $program: $option"
+    done
+done
+
 until_answered() {
     local deadline=$((SECONDS + 20))
     until "$root/usr/bin/tarnctl" status >"$work/status" 2>&1; do
