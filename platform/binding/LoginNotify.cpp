@@ -1,6 +1,5 @@
-#include "binding/LoginNotify.h"
-#include "rpc/Log.h"
 #include "tarn/binding/LoginNotify.h"
+#include "rpc/Log.h"
 #include "tarn/rpc/Skeletons.h"
 
 namespace tarn::binding {

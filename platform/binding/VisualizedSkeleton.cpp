@@ -1,4 +1,3 @@
-#include "binding/LoginNotify.h"
 #include "tarn/binding/LoginNotify.h"
 #include "tarn/cloud/ICloudServiceArgs.h"
 #include "tarn/core/BagArgs.h"
@@ -24,39 +23,24 @@ template <class In>
 using InputArgs = std::conditional_t<std::is_same_v<In, IUpgaredSoftInfoService_InputParam>, core::InputListArgs<In>,
                                      core::InputArgs<In>>;
 
-template <class Output>
-CallResult answer(bool accepted, Output &output)
-{
-    CallResult result;
-    result.accepted = accepted;
-    result.retCode = output.GetRetCode();
-    result.errorText = output.GetError();
-    result.output = output.bag();
-    return result;
-}
-
 template <auto Operation>
 struct Call;
-template <class In, class Out, bool (Manager::*Operation)(QSharedPointer<In>, QSharedPointer<Out>)>
-struct Call<Operation>
-{
-    static CallResult run(Manager &manager, const Bag &bag, const Notify &)
-    {
-        const auto input = QSharedPointer<InputArgs<In>>::create(bag);
-        const auto output = QSharedPointer<core::OutputArgs<Out>>::create();
-        const bool accepted = (manager.*Operation)(input, output);
-        return answer(accepted, *output);
-    }
-};
-template <class In, class Out, bool (Manager::*Operation)(QSharedPointer<In>, QSharedPointer<Out>, Notify)>
+/// An operation with arguments, or with arguments and the caller's notify object.
+template <class In, class Out, class... Notified,
+          bool (Manager::*Operation)(QSharedPointer<In>, QSharedPointer<Out>, Notified...)>
 struct Call<Operation>
 {
     static CallResult run(Manager &manager, const Bag &bag, const Notify &notify)
     {
+        Q_UNUSED(notify) // by most operations
         const auto input = QSharedPointer<InputArgs<In>>::create(bag);
         const auto output = QSharedPointer<core::OutputArgs<Out>>::create();
-        const bool accepted = (manager.*Operation)(input, output, notify);
-        return answer(accepted, *output);
+        CallResult result;
+        result.accepted = (manager.*Operation)(input, output, Notified(notify)...);
+        result.retCode = output->GetRetCode();
+        result.errorText = output->GetError();
+        result.output = output->bag();
+        return result;
     }
 };
 

@@ -14,21 +14,15 @@ namespace {
 constexpr int FirstRetryMs = 1000;
 constexpr int LastRetryMs = 4000;
 
-/// The creators this host drives, and the tags under which their services are bound.
-struct CreatorName
-{
-    const char *className;
-    const QString &tag;
-};
-
-const CreatorName Creators[] = {{"CVisualizedServiceCreator", tarn::visualized::DefaultTag}};
+const QString Creator = QStringLiteral("CVisualizedServiceCreator");
+const QString &Tag = tarn::visualized::DefaultTag;
 } // namespace
 
 PluginHost::PluginHost(QObject *parent)
     : QObject(parent)
 {
     m_retry.setInterval(FirstRetryMs);
-    connect(&m_retry, &QTimer::timeout, this, &PluginHost::createServices);
+    connect(&m_retry, &QTimer::timeout, this, &PluginHost::createService);
 }
 
 PluginHost::~PluginHost() = default;
@@ -75,48 +69,41 @@ void PluginHost::start()
         if (bundle.activator)
             bundle.activator->start(bundle.context);
     }
-    constructServices();
-    createServices();
+    constructCreator();
+    createService();
 }
 
-void PluginHost::constructServices()
+void PluginHost::constructCreator()
 {
     const QList<tarn::IRegist *> registrars = tarn::ObjectFactory::regists();
     for (tarn::IRegist *registrar : registrars)
         registrar->registClass();
-    for (const CreatorName &name : Creators) {
-        const auto constructor = tarn::ObjectFactory::constructors().value(QString::fromLatin1(name.className));
-        const QSharedPointer<QObject> owner = constructor ? constructor(nullptr) : QSharedPointer<QObject>();
-        if (auto *creator = qobject_cast<IServiceObjectCreator *>(owner.data()))
-            m_services.append({owner, creator, name.tag, false});
-        else
-            qWarning("no plug-in registers %s", name.className);
-    }
+    const auto constructor = tarn::ObjectFactory::constructors().value(Creator);
+    m_owner = constructor ? constructor(nullptr) : QSharedPointer<QObject>();
+    m_creator = qobject_cast<IServiceObjectCreator *>(m_owner.data());
+    if (!m_creator)
+        qWarning("no plug-in registers %s", qUtf8Printable(Creator));
 }
 
-void PluginHost::createServices()
+void PluginHost::createService()
 {
-    bool allBound = true;
-    for (Service &service : m_services) {
-        // Without a hub another attempt would only fill the log.
-        if (!service.bound && (!m_retry.isActive() || tarn::rpc::hubPort() != 0)) {
-            service.bound = service.creator->create(service.tag);
-            m_retry.setInterval(qMin(2 * m_retry.interval(), LastRetryMs));
-        }
-        allBound = allBound && service.bound;
-    }
-    if (allBound)
+    // Without a hub another attempt would only fill the log.
+    const bool isDue = m_creator && (!m_retry.isActive() || tarn::rpc::hubPort() != 0);
+    if (!m_creator || (isDue && m_creator->create(Tag)))
         m_retry.stop();
     else if (!m_retry.isActive())
         m_retry.start();
+    else if (isDue)
+        m_retry.setInterval(qMin(2 * m_retry.interval(), LastRetryMs));
 }
 
 void PluginHost::stop()
 {
     m_retry.stop();
-    for (const Service &service : qAsConst(m_services))
-        service.creator->destroy(service.tag);
-    m_services.clear();
+    if (m_creator)
+        m_creator->destroy(Tag);
+    m_creator = nullptr;
+    m_owner.reset();
     for (const Bundle &bundle : qAsConst(m_bundles)) {
         if (bundle.activator)
             bundle.activator->stop(bundle.context);

@@ -24,10 +24,10 @@ public:
     /// Loads every plug-in of the directory that passes the metadata check; what is refused is logged with the reason.
     /// @return number of plug-ins loaded
     int load(const QString &directory);
-    /// Starts the bundles, then constructs and creates their services. A service that cannot be bound yet, because
-    /// the hub does not run, is tried again until it can.
+    /// Starts the bundles, then constructs the creator of the visualized service and has it create the service. When that
+    /// fails, because no hub runs yet, it is tried again until it succeeds.
     void start();
-    /// Destroys the services and stops the bundles.
+    /// Destroys the service and stops the bundles.
     void stop();
 
 private:
@@ -36,19 +36,12 @@ private:
         tarn::osgi::IBundleActivator *activator; ///< null for a plug-in that is no bundle
         QSharedPointer<tarn::osgi::IBundleContext> context;
     };
-    struct Service
-    {
-        QSharedPointer<QObject> owner;
-        IServiceObjectCreator *creator;
-        QString tag;
-        bool bound;
-    };
-
     bool loadFile(const QString &file);
-    void constructServices();
-    void createServices();
+    void constructCreator();
+    void createService();
 
     QList<Bundle> m_bundles;
-    QList<Service> m_services;
+    QSharedPointer<QObject> m_owner; ///< of the creator
+    IServiceObjectCreator *m_creator = nullptr;
     QTimer m_retry;
 };

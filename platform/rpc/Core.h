@@ -3,6 +3,7 @@
 #include "rpc/Lease.h"
 #include "rpc/Proxy.h"
 #include "tarn/rpc/Rpc.h"
+#include <any>
 #include <functional>
 #include <map>
 
@@ -76,6 +77,20 @@ private:
     const std::shared_ptr<HubLostHook> m_hubLost = std::make_shared<HubLostHook>();    // outlives a server in disposal
     QMutex m_publishing; ///< sets are sent to the hub one after the other
     std::shared_ptr<Server> m_server;
+};
+
+class RpcAdapter::Private
+{
+public:
+    Private(std::shared_ptr<Rpc::Private> owner, const QString &name)
+        : core(std::move(owner))
+        , state(core->newAdapter(name))
+    {
+    }
+    RpcError add(const std::any &object, const QString &interfaceName, const QString &tag, bool published);
+
+    const std::shared_ptr<Rpc::Private> core;
+    const std::shared_ptr<AdapterState> state;
 };
 
 } // namespace tarn::rpc

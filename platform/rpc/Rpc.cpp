@@ -1,5 +1,5 @@
 #include "tarn/rpc/Rpc.h"
-#include "rpc/AdapterPrivate.h"
+#include "rpc/Core.h"
 #include "rpc/LastError.h"
 
 namespace tarn::rpc {

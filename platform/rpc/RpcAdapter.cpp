@@ -1,9 +1,9 @@
 #include "tarn/rpc/RpcAdapter.h"
-#include "rpc/AdapterPrivate.h"
+#include "rpc/Core.h"
 #include "rpc/LastError.h"
-#include "rpc/Skeletons.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/CallbackObject.h"
+#include "tarn/rpc/Skeletons.h"
 #include <QRandomGenerator>
 
 namespace tarn::rpc {

@@ -1,4 +1,4 @@
-#include "rpc/Skeletons.h"
+#include "tarn/rpc/Skeletons.h"
 #include <QHash>
 #include <QMutex>
 
