@@ -41,10 +41,10 @@ class Keyboard(PlatformTest):
         self.announced("object:state-changed:showing", "dialog", name, description)
         self.activate(role)
 
-    def asked(self, role, text):
+    def asked(self, role, text, about=""):
         """A box with this text has come and has the focus."""
         self.assertEqual(self.ear.alert(), text)
-        self.announced(ACTIVATED, "alert", "提示")
+        self.announced(ACTIVATED, "alert", "提示", about)
         self.activate(role)
 
     def check_stops(self, *expected):
@@ -123,7 +123,7 @@ class Keyboard(PlatformTest):
         good = archive({"bin/program": b"new 2.0", "data/big": b"x" * 200000})
         self.products.offer("戊", good, len(good) // 4)
         self.products.offer("己")
-        self.products.offer("庚", b"z" * 60000, 10000, checksum="1" * 64)
+        self.products.offer("庚", b"z" * 60000, 5000, checksum="1" * 64)
         for name in self.RUNNING:
             self.session.run("upgrade", "start", name)
         self.opened("CUpgradeDialog", "在线升级")
@@ -132,7 +132,7 @@ class Keyboard(PlatformTest):
         for name in self.RUNNING:
             self.ear.find(lambda one, name=name: one.role == "table cell" and one.name == f"{name}，当前版本：1.0")
         self.press("取消升级", "己")
-        self.asked("QuestionMessageBox", "确定要取消升级吗？")
+        self.asked("QuestionMessageBox", "确定要取消升级吗？", "己")
         self.check_stops(button("否"), CLOSE, button("是"))
         self.press("是")
         wait(lambda: self.products.status("己") == CANCELLED, "己 is cancelled")
