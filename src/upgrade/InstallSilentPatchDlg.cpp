@@ -153,22 +153,18 @@ void CInstallSilentPatchDlg::OnTimeOut()
     if (m_asking || m_closed)
         return;
     const QPointer<CInstallSilentPatchDlg> self(this);
+    const QString question =
+        QStringLiteral("检测到软件进程“") + text::literal(text::brief(m_softName)) +
+        QStringLiteral("”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
     m_asking = true;
-    if (askToForceQuit() && self && !m_closed)
+    if (CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("立即升级"),
+                            QStringLiteral("重试")) == 1 &&
+        self && !m_closed)
         forcedquit::endProgram(readExeName(m_settingsPath), ForcedQuitTimeout);
     if (!self || m_closed)
         return;
     m_asking = false;
     StartInstall();
-}
-
-bool CInstallSilentPatchDlg::askToForceQuit()
-{
-    const QString question =
-        QStringLiteral("检测到软件进程“") + text::literal(text::brief(m_softName)) +
-        QStringLiteral("”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
-    return CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("立即升级"),
-                               QStringLiteral("重试")) == 1;
 }
 
 void CInstallSilentPatchDlg::forgetWorkers()

@@ -32,7 +32,6 @@ protected:
 
 private:
     void fillPanel(QWidget *panel);
-    bool askToForceQuit();
     void forgetWorkers();
 
     const QSharedPointer<IUpgaredService_InputParam> m_param;

@@ -33,8 +33,8 @@ void NotesBrowser::load(const QString &path, const QString &anchor)
 {
     using Document = std::shared_ptr<QTextDocument>;
     const int asked = ++m_asked;
-    const auto read = [path, pageFont = font(), owner = thread()](const WorkCancel &cancel) {
-        return notes::load(path, pageFont, owner, [&cancel] { return cancel.requested(); });
+    const auto read = [path, pageFont = font(), owner = thread()](const WorkCancel &) {
+        return notes::load(path, pageFont, owner);
     };
     outsideWork().run(this, read, [this, asked, path, anchor](const Document &document) {
         if (asked != m_asked)

@@ -81,28 +81,22 @@ std::optional<QString> readFile(const QString &path)
     return stream.readAll().remove(QChar(0));
 }
 
-std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner,
-                                            const std::function<bool()> &cancelled)
+std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner)
 {
     std::shared_ptr<QTextDocument> document(new SafeDocument, dropDocument);
     document->setDocumentMargin(PageMargin);
     document->setDefaultTextOption(QTextOption());
     document->setDefaultFont(font);
     fill(document.get(), text);
-    if (cancelled && cancelled())
-        return nullptr;
     notespage::divideLongParagraphs(document.get());
     document->moveToThread(owner);
     return document;
 }
 
-std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font, QThread *owner,
-                                    const std::function<bool()> &cancelled)
+std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font, QThread *owner)
 {
     const std::optional<QString> text = readFile(path);
-    if (!text || (cancelled && cancelled()))
-        return nullptr;
-    return makeDocument(*text, font, owner, cancelled);
+    return text ? makeDocument(*text, font, owner) : nullptr;
 }
 
 } // namespace tarn::visualized::notes

@@ -2,7 +2,6 @@
 #include <QByteArray>
 #include <QFont>
 #include <QString>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -25,13 +24,9 @@ std::optional<QString> readFile(const QString &path);
 /// A page read as HTML. A page that would take the GUI thread too long is shown as plain text: its words when its markup
 /// could be read, else the file's characters.
 /// @param owner the thread on which the document will be used; it may be dropped on any
-/// @param cancelled asked between the steps
-/// @return null when cancelled
-std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner,
-                                            const std::function<bool()> &cancelled = {});
+std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner);
 
-/// Both in one; null also when there is no text to show.
-std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font, QThread *owner,
-                                    const std::function<bool()> &cancelled = {});
+/// Both in one; null when there is no text to show.
+std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font, QThread *owner);
 
 } // namespace tarn::visualized::notes

@@ -256,30 +256,21 @@ void CUpdateExplainDial::closeEvent(QCloseEvent *event)
     if (NeedUpdateCurPatch()) {
         const QPointer<CUpdateExplainDial> self(this);
         const auto param = m_param;
-        const bool agreed = askForPatch();
+        m_asking = true;
+        const int answer = CQuestionMessageBox(
+            QStringLiteral("提示"),
+            QStringLiteral("您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？"), this,
+            QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor, text::brief(productName()));
         if (!self)
             return;
-        if (agreed && !m_replaced)
+        m_asking = false;
+        if (answer == QDialog::Accepted && !m_replaced)
             CManagerAccess::post(CVisualizedEvents::eShowUpgradeCurExplainDialog,
                                  std::make_unique<CUpgradeExplainEveData>(param));
     }
     if (!m_replaced)
         tellManagerClosed();
     ToolDialog::closeEvent(event);
-}
-
-// This dialog can have been destroyed when it returns.
-bool CUpdateExplainDial::askForPatch()
-{
-    const QPointer<CUpdateExplainDial> self(this);
-    m_asking = true;
-    const int answer = CQuestionMessageBox(
-        QStringLiteral("提示"),
-        QStringLiteral("您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？"), this,
-        QStringLiteral("是"), QStringLiteral("否"), eBoxOrigin::AskedFor, text::brief(productName()));
-    if (self)
-        m_asking = false;
-    return answer == QDialog::Accepted;
 }
 
 void CUpdateExplainDial::tellManagerClosed() const

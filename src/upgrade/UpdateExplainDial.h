@@ -49,7 +49,6 @@ private:
     void addTitle(QVBoxLayout *column);
     QWidget *tabArea();
     QWidget *bottomBand();
-    bool askForPatch();
     QVariantMap onlyRecord() const; ///< as record(); logs nothing
     QString productName() const;
 
