@@ -56,7 +56,7 @@ Window *theWindow()
     return nullptr;
 }
 
-/// Ends the manager with its windows and forgets what was mapped.
+/// Ends the manager with its windows and forgets the mappings.
 inline void closeAll(XWatch &watch)
 {
     CVisualizedManager::FreeInstance();

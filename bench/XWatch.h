@@ -14,7 +14,7 @@
 // CLOCK_MONOTONIC in nanoseconds: comparable between processes of one machine.
 int64_t nowNs();
 
-// What is known of one child of the root window: a client window, a window manager's frame or an override-redirect one.
+// One child of the root window: a client window, a window manager's frame or an override-redirect one.
 // Times are nowNs() values, 0 for "not yet"; painted is the moment when half of the area had been drawn.
 struct XWindowRecord
 {
@@ -25,7 +25,7 @@ struct XWindowRecord
     int64_t drawnArea = 0;
 };
 
-// A second X connection, on a thread of its own, that records when top-level windows of any process are created, mapped,
+// A second X connection, on a separate thread, that records when top-level windows of any process are created, mapped,
 // drawn (XDamage) and unmapped. All functions may be called from any thread.
 class XWatch final
 {

@@ -121,7 +121,7 @@ std::string notes(XWatch &watch, TimedApplication &application, const QString &f
     auto *browser = theWindow<CUpdateExplainDial>()->findChild<QTextBrowser *>();
     waitUntil([&] { return browser->document()->lastBlock().text() == QLatin1String("END"); });
     const double there = since(begin, nowNs());
-    qreal height = -1; // the layout goes on in small steps; all of them count
+    qreal height = -1; // the layout continues in small steps; all of them count
     waitUntil([&] {
         const qreal now = browser->document()->size().height();
         return now > 0 && std::exchange(height, now) == now;

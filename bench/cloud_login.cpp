@@ -5,7 +5,7 @@
 //   calls       the service calls that opening a dialog makes, alone
 //   signin MS   presses the sign-in button; the service takes as long. Intervals between the ticks of a timer of 10 ms
 //               meanwhile: how many, median, 99 of 100, longest
-// It loads a client library that no service stands behind.
+// It loads a client library without services.
 
 #include "Mapping.h"
 #include "frame/ManagerAccess.h"

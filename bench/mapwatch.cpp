@@ -4,7 +4,7 @@
 //                              waits for a window of at least this size; answers, in CLOCK_MONOTONIC nanoseconds,
 //                              "mapped FIRST STANDING PAINTED": the first mapping, the mapping of the window that was
 //                              left when no more came for SETTLE_MS, and when half of it was drawn (0: never); or "none"
-//   close ROLE                 asks the window with this role to close and waits until it is gone; "ok" or "none"
+//   close ROLE                 asks the window with this role to close and waits for its end; "ok" or "none"
 
 #include "XWatch.h"
 #include "support/XClients.h"

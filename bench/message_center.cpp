@@ -104,7 +104,7 @@ void processUntil(const std::function<bool()> &done)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 5);
 }
 
-/// What is measured: a window, its scroll area, and what paints there.
+/// The measured window, its scroll area, and the widget that paints there.
 struct Form
 {
     std::unique_ptr<QWidget> window;

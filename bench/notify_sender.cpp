@@ -1,4 +1,4 @@
-// notify_sender: sends a notice to the desktop's notification daemon over a bus connection that already stands. Orders:
+// notify_sender: sends a notice to the desktop's notification daemon over a connected bus. Orders:
 //   show TITLE    (the rest of the line) answers with the CLOCK_MONOTONIC nanoseconds of the sending
 //   hide          closes the notice; "ok"
 

@@ -60,7 +60,7 @@ class Program:
 
 
 class Platform:
-    """The reference platform with a runtime directory, data and shared memory of its own: the host, which brings up the
+    """A reference platform with private runtime directory, data and shared memory: the host, which brings up the
     hub, which brings up the services."""
 
     def __init__(self):

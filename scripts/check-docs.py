@@ -64,13 +64,21 @@ def command_faults(text, tarnctl):
                         if option not in answer.stdout)
 
 
+def anchors(path):
+    headings = re.findall(r"^#+ (.*)$", path.read_text(encoding="utf-8"), re.MULTILINE)
+    return {re.sub(r"[^\w -]", "", heading).lower().replace(" ", "-") for heading in headings}
+
+
 def faults(name, tarnctl):
     document = TOP / name
     text = document.read_text(encoding="utf-8")
     prose = BLOCK.sub("", text)
-    for target in re.findall(r"\]\(([^)#:]+)\)", prose):
-        if not (document.parent / target).exists():
+    for target, anchor in re.findall(r"\]\(([^)#:]*)#?([^)#:]*)\)", prose):
+        path = document.parent / target if target else document
+        if not path.exists():
             yield f"no such file: {target}"
+        elif anchor and anchor not in anchors(path):
+            yield f"no such heading: {target}#{anchor}"
     commands = [block["text"] for block in BLOCK.finditer(text) if block["kind"] == "sh"]
     for piece in re.findall(r"`([^`\n]+)`", prose) + commands:
         yield from (f"no such name: {missing}" for missing in missing_names(piece))
@@ -99,7 +107,7 @@ done
 
 
 def run(name, directory):
-    """Each block is a file that begins with its place, in a shell of its own."""
+    """Each block runs in a separate shell, from a file that begins with the block's place."""
     text = (TOP / name).read_text(encoding="utf-8")
     with tempfile.TemporaryDirectory(prefix="docs.") as blocks:
         for number, block in enumerate(BLOCK.finditer(text)):

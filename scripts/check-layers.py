@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""scripts/check-layers.py: fails on an include of src/ that goes against the order of its layers, on private headers of Qt,
+"""scripts/check-layers.py: fails on an include of src/ that breaks the order of its layers, on private headers of Qt,
 gRPC or protobuf in src/ and platform/, and in src/ on Qt's logging beside VT_LOG and on a literal style sheet."""
 import re
 import subprocess

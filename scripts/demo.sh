@@ -1,5 +1,5 @@
 #!/bin/bash
-# scripts/demo.sh: installs what is missing, builds, starts the reference platform with data of its own and shows every
+# scripts/demo.sh: installs what is missing, builds, starts a private reference platform and shows every
 # window there is, each called over real RPC. Without a display it takes a private one and leaves pictures in out/demo/.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -11,7 +11,7 @@ step() { printf '\n== [%3d s] %s\n' "$SECONDS" "$*"; }
 
 build() {
     step "packages"
-    scripts/install-deps.sh build run test bench
+    scripts/install-deps.sh build run test
     step "build"
     mkdir -p build
     cmake --preset release >build/configure-release.log 2>&1 || {

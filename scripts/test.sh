@@ -15,9 +15,6 @@ step() { printf '\n== [%3d s] %s\n' "$SECONDS" "$*"; }
 
 step "packages"
 scripts/install-deps.sh build run test
-if [ "$preset" = release ]; then
-    scripts/install-deps.sh bench # the benchmarks are built, so that they cannot rot
-fi
 
 step "style, layers and documents"
 git ls-files -z -- '*.cpp' '*.h' | xargs -0 -r clang-format --dry-run --Werror
@@ -35,6 +32,6 @@ step "build ($preset)"
 NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset "$preset" -j "$(nproc)"
 
 step "tests ($preset)"
-unset DISPLAY WAYLAND_DISPLAY # no test may touch the desktop of whoever runs them
+unset DISPLAY WAYLAND_DISPLAY # no test may touch the desktop of the caller
 ctest --test-dir "build/$preset" -j2 --output-on-failure --no-tests=error "${selection[@]}"
 step "done"

@@ -1,4 +1,4 @@
-// A host of your own: loads the visualized service, binds it, calls one of its operations and ends it.
+// A host: loads the visualized service, binds it, calls one of its operations and ends it.
 #include "tarn/factory/IServiceObjectCreator.h"
 #include "tarn/factory/ObjectFactory.h"
 #include "tarn/keys/HubKeys.h"
