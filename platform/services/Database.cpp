@@ -121,11 +121,7 @@ void Database::openFile()
         fail(m_db.lastError());
     for (const char *pragma : Pragmas)
         execute(QLatin1String(pragma));
-    QString verdict;
-    execute(QStringLiteral("PRAGMA quick_check(1)"), {}, [&verdict](const QSqlQuery &row) {
-        verdict = row.value(0).toString();
-        return false;
-    });
+    const QString verdict = value(QStringLiteral("PRAGMA quick_check(1)")).toString();
     m_broken = verdict != QLatin1String("ok");
     if (m_broken)
         throw Failure(verdict);
@@ -134,11 +130,7 @@ void Database::openFile()
 
 void Database::prepareSchema()
 {
-    int version = 0;
-    execute(QStringLiteral("PRAGMA user_version"), {}, [&version](const QSqlQuery &row) {
-        version = row.value(0).toInt();
-        return false;
-    });
+    const int version = value(QStringLiteral("PRAGMA user_version")).toInt();
     if (version == m_version)
         return;
     if (version > m_version)

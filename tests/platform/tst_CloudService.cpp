@@ -162,7 +162,8 @@ void TestCloudService::accounts()
 void TestCloudService::signsInByAccount()
 {
     for (const QString &user : {QString("nobody"), QString(), QString("'\"\0;--"), QString(60000, u'x')})
-        QCOMPARE(signIn(user, Password).errorText, QString("账号或密码错误")); // tells nobody which accounts there are
+        QCOMPARE(signIn(user, Password).errorText,
+                 QString("账号或密码错误")); // does not reveal which accounts there are
     QCOMPARE(signIn(Name, "nonsense").errorText, QString("账号或密码错误"));
     QCOMPARE(state(), 0);
     QCOMPARE(signIn(Name, Password).retCode, code::Ok);
@@ -196,7 +197,7 @@ void TestCloudService::signsInByPhone()
         QCOMPARE(send(bad), code::InvalidArgs);
     QCOMPARE(send(Phone), code::Ok);
     QCOMPARE(send(Phone), code::Refused);
-    QCOMPARE(send(unknown), code::Ok); // tells nobody which phones are registered
+    QCOMPARE(send(unknown), code::Ok); // does not reveal which phones are registered
     QCOMPARE(login(unknown).errorText, QString("该手机号尚未注册"));
     QCOMPARE(login(Phone, "12345x").errorText, QString("动态密码错误"));
     QVERIFY(call(wire::method::LockAccount, {{key::User, Name}}).accepted);
@@ -268,7 +269,7 @@ void TestCloudService::aLockKeepsQrOut()
 void TestCloudService::anEndedCallerSignsNobodyIn()
 {
     CallContext ended;
-    ended.gone = [] { return true; };
+    ended.hasEnded = [] { return true; };
     const rpc::Bag input{{{key::User, Name}, {key::Password, Password}, {key::Remember, true}}, {}};
     QVERIFY(!m_service->invoke("LoginByAccount", input, ended).accepted);
     post(phoneOf(qrUrl()), QrConsent);
@@ -316,7 +317,7 @@ void TestCloudService::signsInByQr()
         QCOMPARE(result.retCode, expected);
         QCOMPARE(state(), expected == code::Ok ? 2 : 0);
         QCOMPARE(result.output.values.value(key::Token).toString().size(), expected == code::Ok ? 64 : 0);
-        QCOMPARE(poll().retCode, code::QrExpired); // an end is told once
+        QCOMPARE(poll().retCode, code::QrExpired); // an end is reported once
     }
     for (const QByteArray &form :
          {QByteArray("decision=confirm&identity="), QByteArray("%%%&&==\xff"),

@@ -111,8 +111,8 @@ void TestMessageService::anotherDeliveryKeepsTheIgnoreButIsUnreadAgain()
     const QVariantMap receipt{{key::MsgId, "m"}, {key::MessageReceipt, 3}, {key::SoftName, "软件"}};
     QVERIFY(call("AddMessageReceipt", receipt).accepted && call("AddMessageReceipt", receipt).accepted);
     QVERIFY(call("IgnoreMessage", {{key::SoftName, QString()}, {key::MsgId, "m"}}).accepted);
-    QCOMPARE(call("IgnoreMessage", {{key::SoftName, QString()}, {key::MsgId, "nobody"}}).retCode, 2002);
-    QCOMPARE(call("UpdateMessageStatus", status(QStringList{"m", "nobody"}, "MsgState", "MsgState", 2)).output.values,
+    QCOMPARE(call("IgnoreMessage", {{key::SoftName, QString()}, {key::MsgId, "unknown"}}).retCode, 2002);
+    QCOMPARE(call("UpdateMessageStatus", status(QStringList{"m", "unknown"}, "MsgState", "MsgState", 2)).output.values,
              (QVariantMap{{wire::Updated, 1}, {wire::Unknown, 1}}));
     start(); // all of it is on the disk
     const auto record = [this] { return call(wire::method::List).output.list.value(0).toMap(); };

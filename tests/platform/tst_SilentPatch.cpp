@@ -35,19 +35,34 @@ private slots:
     void programsOutsideAreNotTheProducts();
 
 private:
-    int stateOfTask();
-    CallResult invoke(const QString &method, QVariantMap values = {}, const CallContext &context = {});
     CallResult present(const Bag &bag);
     void offer(const QByteArray &package, const QByteArray &further = {});
-    CallResult patch(const CallContext &context = {}, bool killRunning = false);
-    QString patchVersion() const;
+    CallResult patch(const CallContext &context = {}, bool killRunning = false)
+    {
+        return invoke(wire::method::PatchSilently, {{wire::KillRunning, killRunning}}, context);
+    }
+    CallResult invoke(const QString &method, QVariantMap values = {}, const CallContext &context = {})
+    {
+        if (!values.contains(key::SoftwareName))
+            values.insert(key::SoftwareName, Product);
+        return m_service->invoke(method, {values, {}}, context);
+    }
+    int stateOfTask()
+    {
+        const QVariantList tasks = invoke("QueryTaskInfos").output.values.value(key::TaskInfoList).toList();
+        return tasks.value(0).toMap().value(key::Status).toInt();
+    }
+    QString patchVersion() const
+    {
+        return services::readInstalledSoftware(m_directory->filePath("apps")).value(0).patchVersion;
+    }
 
     std::unique_ptr<QTemporaryDir> m_directory;
     QSharedPointer<rpc::IInvocable> m_service;
     QString m_product; // its folder
     QList<QVariantMap> m_shown;
     int m_queries = 0;
-    std::function<int()> m_state; // of the window; none while there is nobody to show it
+    std::function<int()> m_state; // of the window; null: the visualized service does not run
 };
 
 void TestSilentPatch::init()
@@ -68,7 +83,7 @@ CallResult TestSilentPatch::present(const Bag &bag)
 {
     CallResult result;
     if (!m_state) {
-        result.error = {rpc::RpcError::NoHub, "nobody there"};
+        result.error = {rpc::RpcError::NoHub, "no service"};
         return result;
     }
     const bool query = bag.values.value(key::QueryOnly).toBool();
@@ -93,29 +108,6 @@ void TestSilentPatch::offer(const QByteArray &package, const QByteArray &further
                             packages::sha256(package).toLatin1() + "\"}}]" + further + "}]}");
 }
 
-CallResult TestSilentPatch::patch(const CallContext &context, bool killRunning)
-{
-    return invoke(wire::method::PatchSilently, {{wire::KillRunning, killRunning}}, context);
-}
-
-CallResult TestSilentPatch::invoke(const QString &method, QVariantMap values, const CallContext &context)
-{
-    if (!values.contains(key::SoftwareName))
-        values.insert(key::SoftwareName, Product);
-    return m_service->invoke(method, {values, {}}, context);
-}
-
-int TestSilentPatch::stateOfTask()
-{
-    const QVariantList tasks = invoke("QueryTaskInfos").output.values.value(key::TaskInfoList).toList();
-    return tasks.value(0).toMap().value(key::Status).toInt();
-}
-
-QString TestSilentPatch::patchVersion() const
-{
-    return services::readInstalledSoftware(m_directory->filePath("apps")).value(0).patchVersion;
-}
-
 void TestSilentPatch::downloadsShowsInstallsAndFollows()
 {
     m_state = [this] { return m_shown.isEmpty() ? 99 : 1; }; // at first what an earlier one has left
@@ -138,7 +130,7 @@ void TestSilentPatch::downloadsShowsInstallsAndFollows()
 
     init();
     m_state = nullptr; // works without a window
-    QCOMPARE(patch().output.values.value(wire::ShowError), QVariant("nobody there"));
+    QCOMPARE(patch().output.values.value(wire::ShowError), QVariant("no service"));
     QCOMPARE(patchVersion(), QString("1.9.5"));
 }
 
@@ -159,7 +151,7 @@ void TestSilentPatch::refusals()
 
 void TestSilentPatch::failuresOfTheWindow()
 {
-    for (const int failing : {1, 2}) { // told by the show itself, or when asked after it
+    for (const int failing : {1, 2}) { // the answer to the show itself, or to a query after it
         init();
         m_state = [this, failing] { return m_queries == failing && m_shown.size() == 1 ? 99 : 1; };
         const CallResult failed = patch();
@@ -168,8 +160,8 @@ void TestSilentPatch::failuresOfTheWindow()
         QCOMPARE(stateOfTask(), int(upgrade::state::Cancelled));
     }
     CallContext context;
-    context.gone = [this] { return m_shown.size() == 2; };
-    QVERIFY(!patch(context).accepted); // the caller goes
+    context.hasEnded = [this] { return m_shown.size() == 2; };
+    QVERIFY(!patch(context).accepted); // the caller ends
     QCOMPARE(patchVersion(), QString("1.0.1"));
     m_state = [this] { return patchVersion() == "1.9.5" ? 99 : 1; };
     QCOMPARE(patch().output.values.value(key::SilentState), QVariant(99)); // too late to undo anything
@@ -183,13 +175,13 @@ void TestSilentPatch::otherTasksAreLeftAlone()
     QVERIFY(invoke("StartDownload", {{key::Software, QVariantMap{{key::NewVersion, "2.0"}}}}).accepted);
     QVERIFY(patch().errorText.contains("another task"));
 
-    // One with the same patch is joined, but not stopped when the caller goes.
+    // One with the same patch is joined, but not stopped when the caller ends.
     init();
     const QVariantMap wanted{{key::Patch, QVariantMap{{key::NewVersion, "1.9.5"}}}};
     QVERIFY(invoke("StartDownload", wanted).accepted);
     m_shown.clear(); // of the window with the tasks
     CallContext context;
-    context.gone = [this] { return !m_shown.isEmpty(); };
+    context.hasEnded = [this] { return !m_shown.isEmpty(); };
     const CallResult joined = patch(context);
     QVERIFY2(joined.errorText.contains("no longer waits"), qPrintable(joined.errorText));
     QCOMPARE(stateOfTask(), int(upgrade::state::Downloaded));

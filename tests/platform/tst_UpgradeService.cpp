@@ -45,12 +45,36 @@ private slots:
     void manyTasksComeInPages();
 
 private:
-    void start();
-    void describe(const QString &directory, const QByteArray &ini);
-    void offer(const QByteArray &products);
-    CallResult call(const QString &method, const QVariantMap &values = {}, const QVariantList &list = {});
-    QVariantMap status();
-    QStringList offered(); // names in the order of the check
+    void start()
+    {
+        m_service.reset();
+        const services::UpgradePaths paths{m_directory->filePath("c/catalogue.json"), m_directory->filePath("apps"), 0,
+                                           m_publicKey};
+        m_service = services::makeUpgradeService(m_directory->path(), paths, [this](const QString &op, const Bag &bag) {
+            m_shown.append({op, bag});
+            return m_answer;
+        });
+    }
+    void describe(const QString &directory, const QByteArray &ini)
+    {
+        packages::writeFile(m_directory->filePath("apps/" + directory + "/installation.ini"), ini);
+    }
+    void offer(const QByteArray &products)
+    {
+        packages::writeFile(m_directory->filePath("c/catalogue.json"), "{\"products\":[" + products + "]}");
+    }
+    CallResult call(const QString &method, const QVariantMap &values = {})
+    {
+        return m_service->invoke(method, {values, {}}, CallContext());
+    }
+    QVariantMap status() { return call(wire::method::UpgradeStatus).output.values; }
+    QStringList offered() // names in the order of the check
+    {
+        QStringList names;
+        for (const QVariant &record : call("CheckNewVersion").output.list)
+            names << record.toMap().value(key::SoftwareName).toString();
+        return names;
+    }
 
     std::unique_ptr<QTemporaryDir> m_directory;
     QSharedPointer<rpc::IInvocable> m_service;
@@ -77,46 +101,6 @@ void TestUpgradeService::init()
         package("formula") +
         R"(},{"name":"词典","version":"5.0"},{"name":"未装","version":"1"}]},{"name":"未装","release":{"version":"9"}})");
     start();
-}
-
-void TestUpgradeService::start()
-{
-    m_service.reset();
-    const services::UpgradePaths paths{m_directory->filePath("c/catalogue.json"), m_directory->filePath("apps"), 0,
-                                       m_publicKey};
-    m_service = services::makeUpgradeService(m_directory->path(), paths, [this](const QString &op, const Bag &bag) {
-        m_shown.append({op, bag});
-        return m_answer;
-    });
-}
-
-void TestUpgradeService::describe(const QString &directory, const QByteArray &ini)
-{
-    packages::writeFile(m_directory->filePath("apps/" + directory + "/installation.ini"), ini);
-}
-
-void TestUpgradeService::offer(const QByteArray &products)
-{
-    packages::writeFile(m_directory->filePath("c/catalogue.json"), "{\"products\":[" + products + "]}");
-}
-
-CallResult TestUpgradeService::call(const QString &method, const QVariantMap &values, const QVariantList &list)
-{
-    return m_service->invoke(method, {values, list}, CallContext());
-}
-
-QVariantMap TestUpgradeService::status()
-{
-    return call(wire::method::UpgradeStatus).output.values;
-}
-
-QStringList TestUpgradeService::offered()
-{
-    QStringList names;
-    const CallResult result = call("CheckNewVersion");
-    for (const QVariant &record : result.output.list)
-        names << record.toMap().value(key::SoftwareName).toString();
-    return names;
 }
 
 void TestUpgradeService::offersWhatIsNewer()

@@ -5,6 +5,6 @@
 /// The context of a call that a test makes without an RPC core.
 struct CallContext final : tarn::rpc::ICallContext
 {
-    std::function<bool()> gone = [] { return false; }; ///< whether the caller no longer waits
-    bool isCancelled() const override { return gone(); }
+    std::function<bool()> hasEnded = [] { return false; }; ///< the caller no longer waits
+    bool isCancelled() const override { return hasEnded(); }
 };

@@ -91,7 +91,7 @@ QString wayName(QrWay way)
     return way == QrWay::Weixin ? QStringLiteral("微信") : QStringLiteral("QQ");
 }
 
-QString stateText(const QrTickets::View &view)
+QString stateText(const QrTickets::Ticket &view)
 {
     switch (view.state) {
     case QrState::Waiting:
@@ -108,7 +108,7 @@ QString stateText(const QrTickets::View &view)
     return QStringLiteral("二维码已过期，请返回登录窗口重新获取");
 }
 
-QString stateLine(const QrTickets::View &view)
+QString stateLine(const QrTickets::Ticket &view)
 {
     return QStringLiteral("<p id=\"state\" role=\"status\">%1</p>").arg(stateText(view).toHtmlEscaped());
 }
@@ -139,7 +139,7 @@ const Page *linkPage(const QString &path)
     return it == pages.cend() ? nullptr : &*it;
 }
 
-PageReply qrPage(const QString &phone, const QrTickets::View &view)
+PageReply qrPage(const QString &phone, const QrTickets::Ticket &view)
 {
     return render({QStringLiteral("%1扫码登录").arg(wayName(view.way)),
                    QString::fromLatin1(qrPicture(phone.toLatin1())) + stateLine(view) +
@@ -149,7 +149,7 @@ PageReply qrPage(const QString &phone, const QrTickets::View &view)
                    true});
 }
 
-PageReply statePage(const QrTickets::View &view)
+PageReply statePage(const QrTickets::Ticket &view)
 {
     const bool settles = view.state == QrState::Confirmed && view.result.isEmpty();
     PageReply reply;
@@ -161,7 +161,7 @@ PageReply statePage(const QrTickets::View &view)
     return reply;
 }
 
-PageReply phonePage(const QrTickets::View &view)
+PageReply phonePage(const QrTickets::Ticket &view)
 {
     const QString form = QStringLiteral("<form method=\"post\"><label for=\"identity\">%1号</label>"
                                         "<input id=\"identity\" name=\"identity\" maxlength=\"%2\" "

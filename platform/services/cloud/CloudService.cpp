@@ -233,7 +233,7 @@ CallResult CloudService::qrCodeResult(const Request &request)
 {
     const QString randomCode = request.text(key::RandomCode);
     const SignInFlags flags(request);
-    const QrTickets::Outcome outcome = m_tickets.take(randomCode);
+    const QrTickets::Ticket outcome = m_tickets.take(randomCode);
     switch (outcome.state) {
     case QrState::Waiting:
     case QrState::Scanned:
@@ -253,12 +253,11 @@ CallResult CloudService::qrCodeResult(const Request &request)
     } catch (const Failure &failure) {
         result = answerToFailure(family(), failure);
     }
-    m_tickets.setResult(outcome.ticket,
-                        result.accepted ? QStringLiteral("登录成功，可以关闭此页面") : result.errorText);
+    m_tickets.setResult(outcome.name, result.accepted ? QStringLiteral("登录成功，可以关闭此页面") : result.errorText);
     return result;
 }
 
-CallResult CloudService::finishQr(const QrTickets::Outcome &outcome, const SignInFlags &flags, const Request &request)
+CallResult CloudService::finishQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request)
 {
     const bool weixin = outcome.way == QrWay::Weixin;
     const QString used = weixin ? way::Weixin : way::Qq;

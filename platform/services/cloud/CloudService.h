@@ -57,7 +57,7 @@ private:
     rpc::CallResult listOutbox(const Request &request);
     rpc::CallResult status(const Request &request);
 
-    rpc::CallResult finishQr(const QrTickets::Outcome &outcome, const SignInFlags &flags, const Request &request);
+    rpc::CallResult finishQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request);
     std::optional<CloudAccount> find(CloudStore::By way, const QString &value);
     /// Signs the user in. Throws Refusal when the account was removed or locked meanwhile or the caller no longer waits.
     void enter(const CloudAccount &account, const QString &way, const SignInFlags &flags, const Request &request);

@@ -90,12 +90,12 @@ void CloudService::signInAgain()
         return;
     error = errorOf([&] {
         const auto account = find(CloudStore::By::Name, memory.autoAccount);
-        bool stands = account && account->id == memory.autoId && !account->locked;
-        if (stands && memory.autoWay == way::Account)
-            stands = isPassword(account->passwordHash, Secret(memory.password));
-        else if (stands && memory.autoWay == way::Phone)
-            stands = account->phone == memory.phone;
-        if (!stands)
+        bool isSame = account && account->id == memory.autoId && !account->locked;
+        if (isSame && memory.autoWay == way::Account)
+            isSame = isPassword(account->passwordHash, Secret(memory.password));
+        else if (isSame && memory.autoWay == way::Phone)
+            isSame = account->phone == memory.phone;
+        if (!isSame)
             throw Failure(QStringLiteral("the account has changed"));
         startSession(account->name, memory.autoWay, wire::loginState::SignedInAgain);
     });

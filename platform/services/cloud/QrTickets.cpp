@@ -24,58 +24,57 @@ QString QrTickets::open(QrWay way, const QString &randomCode)
 {
     QString name = randomHex(TicketBytes);
     const QMutexLocker lock(&m_lock);
-    if (Ticket *old = find(nameOf(randomCode))) {
-        old->view.state = QrState::Expired;
+    if (Ticket *old = findCode(randomCode)) {
+        old->state = QrState::Expired;
         old->randomCode.clear();
     }
     makeRoom();
-    m_tickets.insert(name, {{way, QrState::Waiting, {}}, randomCode, {}, m_clock()});
+    m_tickets.insert(name, {name, way, QrState::Waiting, {}, {}, randomCode, m_clock()});
     return name;
 }
 
-std::optional<QrTickets::View> QrTickets::view(const QString &ticket)
+std::optional<QrTickets::Ticket> QrTickets::view(const QString &ticket)
 {
     const QMutexLocker lock(&m_lock);
     const Ticket *found = find(ticket);
-    return found ? std::optional<View>(found->view) : std::nullopt;
+    return found ? std::optional<Ticket>(*found) : std::nullopt;
 }
 
 void QrTickets::scanned(const QString &ticket)
 {
     const QMutexLocker lock(&m_lock);
     Ticket *found = find(ticket);
-    if (found && found->view.state == QrState::Waiting)
-        found->view.state = QrState::Scanned;
+    if (found && found->state == QrState::Waiting)
+        found->state = QrState::Scanned;
 }
 
 bool QrTickets::decide(const QString &ticket, QrState state, const QString &identity)
 {
     const QMutexLocker lock(&m_lock);
     Ticket *found = find(ticket);
-    if (!found || !found->view.isOpen())
+    if (!found || !found->isOpen())
         return false;
-    found->view.state = state;
+    found->state = state;
     found->identity = identity;
     return true;
 }
 
-QrTickets::Outcome QrTickets::take(const QString &randomCode)
+QrTickets::Ticket QrTickets::take(const QString &randomCode)
 {
     const QMutexLocker lock(&m_lock);
-    const QString name = nameOf(randomCode);
-    Ticket *found = find(name);
+    Ticket *found = findCode(randomCode);
     if (!found)
         return {};
-    if (!found->view.isOpen())
+    if (!found->isOpen())
         found->randomCode.clear();
-    return {found->view.state, found->view.way, found->identity, name};
+    return *found;
 }
 
 void QrTickets::setResult(const QString &ticket, const QString &text)
 {
     const QMutexLocker lock(&m_lock);
     if (Ticket *found = find(ticket))
-        found->view.result = text;
+        found->result = text;
 }
 
 // A confirmation that was not fetched in time expires too.
@@ -84,18 +83,18 @@ QrTickets::Ticket *QrTickets::find(const QString &ticket)
     const auto it = m_tickets.find(ticket);
     if (it == m_tickets.end())
         return nullptr;
-    const qint64 limit = it->view.state == QrState::Confirmed ? m_lifetime + FetchMs : m_lifetime;
-    if (!it->randomCode.isEmpty() && it->view.state != QrState::Refused && m_clock() - it->opened >= limit)
-        it->view.state = QrState::Expired;
+    const qint64 limit = it->state == QrState::Confirmed ? m_lifetime + FetchMs : m_lifetime;
+    if (!it->randomCode.isEmpty() && it->state != QrState::Refused && m_clock() - it->opened >= limit)
+        it->state = QrState::Expired;
     return &*it;
 }
 
-QString QrTickets::nameOf(const QString &randomCode) const
+QrTickets::Ticket *QrTickets::findCode(const QString &randomCode)
 {
     const auto found = std::find_if(m_tickets.cbegin(), m_tickets.cend(), [&](const Ticket &ticket) {
         return !randomCode.isEmpty() && ticket.randomCode == randomCode;
     });
-    return found == m_tickets.cend() ? QString() : found.key();
+    return found == m_tickets.cend() ? nullptr : find(found.key());
 }
 
 void QrTickets::makeRoom()

@@ -22,24 +22,21 @@ public:
 
     explicit QrTickets(Clock clock, qint64 lifetimeMs = DefaultLifetime);
 
-    struct View
+    struct Ticket
     {
+        QString name; ///< in the pages' addresses
         QrWay way = QrWay::Weixin;
-        QrState state = QrState::Waiting;
-        QString result; ///< the outcome of a confirmed one; empty until the dialog has asked for it
-        bool isOpen() const { return state == QrState::Waiting || state == QrState::Scanned; }
-    };
-    struct Outcome
-    {
         QrState state = QrState::Expired;
-        QrWay way = QrWay::Weixin;
-        QString identity; ///< Confirmed
-        QString ticket;
+        QString result;     ///< the outcome of a confirmed one; empty until the dialog has asked for it
+        QString identity;   ///< Confirmed
+        QString randomCode; ///< empty once the end was reported
+        qint64 opened = 0;
+        bool isOpen() const { return state == QrState::Waiting || state == QrState::Scanned; }
     };
 
     /// A new ticket; a running sign-in with the same random code ends.
     QString open(QrWay way, const QString &randomCode);
-    std::optional<View> view(const QString &ticket);
+    std::optional<Ticket> view(const QString &ticket);
     void scanned(const QString &ticket);
     /// @param state Confirmed with an identity, or Refused
     /// @return false when it can no longer be decided
@@ -47,19 +44,12 @@ public:
 
     /// The state of the sign-in. An end is reported once; an unknown code counts as expired. A confirmation in
     /// the last moment can still be fetched for half a minute.
-    Outcome take(const QString &randomCode);
+    Ticket take(const QString &randomCode);
     void setResult(const QString &ticket, const QString &text); ///< for the pages
 
 private:
-    struct Ticket
-    {
-        View view;
-        QString randomCode; ///< empty once the end was reported
-        QString identity;
-        qint64 opened = 0;
-    };
-    Ticket *find(const QString &ticket); ///< brought up to date; null when there is none
-    QString nameOf(const QString &randomCode) const;
+    Ticket *find(const QString &ticket); ///< brought up to date; null when there is none, as the next
+    Ticket *findCode(const QString &randomCode);
     void makeRoom();
 
     const Clock m_clock;

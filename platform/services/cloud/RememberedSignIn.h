@@ -17,9 +17,6 @@ inline const QString Qq = QStringLiteral("qq");
 /// The data that fill in the sign-in dialog. Password and phone are empty unless the user asked to keep them.
 struct SignInMemory
 {
-    SignInMemory() = default;
-    SignInMemory(const SignInMemory &) = default;
-    SignInMemory &operator=(const SignInMemory &) = default;
     ~SignInMemory() { wipe(&password); }
 
     enum Model { Phone = 0, Account = 1 }; ///< the way used last, as "LOGINMODEL"
