@@ -63,27 +63,23 @@ inline QString whyNotShown(const QString &subject, const rpc::CallResult &result
     return reason;
 }
 
-/// The answer to a failure: the user reads the family's text where it has one.
-inline rpc::CallResult answerToFailure(const ServiceFamily &family, const Failure &failure)
-{
-    if (family.broken.isEmpty())
-        return refusedWith(family.refused, failure.text());
-    qCCritical(servicesLog).noquote() << QStringLiteral("the %1 service fails: %2").arg(family.name, failure.text());
-    return refusedWith(family.refused, family.broken);
-}
-
-template <class Service>
-rpc::CallResult handle(Service *service, rpc::CallResult (Service::*handler)(const Request &),
-                       const ServiceFamily &family, const Request &request)
+/// Runs work, which returns an answer; what it throws becomes a refusal. After a Failure the user reads the family's
+/// text where it has one.
+template <class Work>
+rpc::CallResult answerOf(const ServiceFamily &family, Work work)
 {
     try {
-        return (service->*handler)(request);
+        return work();
     } catch (const Refusal &refusal) {
         return refusedWith(refusal.code, refusal.text());
     } catch (const BadRequest &wrong) {
         return refusedWith(family.invalidArgs, wrong.text());
     } catch (const Failure &failure) {
-        return answerToFailure(family, failure);
+        if (family.broken.isEmpty())
+            return refusedWith(family.refused, failure.text());
+        qCCritical(servicesLog).noquote()
+            << QStringLiteral("the %1 service fails: %2").arg(family.name, failure.text());
+        return refusedWith(family.refused, family.broken);
     }
 }
 
@@ -99,7 +95,7 @@ rpc::CallResult dispatch(Service *service, const HandlerTable<Service> &handlers
                         QStringLiteral("the %1 service has no method \"%2\"").arg(family.name, method).toStdString()};
         return result;
     }
-    rpc::CallResult result = handle(service, handler, family, request);
+    rpc::CallResult result = answerOf(family, [&] { return (service->*handler)(request); });
     if (!result.accepted)
         qCInfo(servicesLog).noquote()
             << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);

@@ -1,4 +1,5 @@
 #include "services/DataDirectory.h"
+#include "services/Database.h"
 #include "services/Log.h"
 #include "services/MessageService.h"
 #include "services/UpgradeService.h"
@@ -87,7 +88,7 @@ private:
                           makeUpgradeService(m_directory, UpgradePaths::ofProgram(programs), show));
         try {
             m_services.insert(link::wire::CloudTag,
-                              QSharedPointer<CloudService>::create(m_directory, CloudSettings::ofProgram(programs)));
+                              makeCloudService(m_directory, CloudSettings::ofProgram(programs), now));
         } catch (const std::exception &e) { // messages and upgrades work without it
             qCCritical(servicesLog, "there is no cloud account service: %s", e.what());
         }

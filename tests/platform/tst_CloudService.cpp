@@ -19,7 +19,6 @@
 
 using namespace tarn;
 using rpc::CallResult;
-using services::CloudService;
 using services::CloudSettings;
 namespace key = tarn::cloud::key;
 namespace code = tarn::cloud::code;
@@ -81,7 +80,7 @@ private:
     void start(const CloudSettings &settings = {})
     {
         m_service.reset();
-        m_service = std::make_unique<CloudService>(m_directory->path(), settings, [this] { return m_now; });
+        m_service = services::makeCloudService(m_directory->path(), settings, [this] { return m_now; });
     }
     CallResult call(const QString &method, const QVariantMap &values = {})
     {
@@ -119,7 +118,7 @@ private:
     const QString m_randomCode = "0badc0de";
     qint64 m_now = 0;
     std::unique_ptr<QTemporaryDir> m_directory;
-    std::unique_ptr<CloudService> m_service;
+    QSharedPointer<rpc::IInvocable> m_service;
 };
 
 void TestCloudService::init()

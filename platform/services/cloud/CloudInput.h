@@ -1,5 +1,8 @@
 #pragma once
 #include "services/RequestReader.h"
+#include "services/cloud/CloudStore.h"
+#include "services/cloud/QrTickets.h"
+#include <QHash>
 
 namespace tarn::services {
 
@@ -17,5 +20,18 @@ struct SignInFlags
     bool remember;
     bool lockTip; ///< the user reads how to unlock a locked account
 };
+
+struct CloudSettings
+{
+    QHash<QString, QString> links; ///< addresses by link key; the service's own pages serve for the others
+    qint64 qrLifetimeMs = QrTickets::DefaultLifetime;
+
+    /// From the group "cloud" of "cfg.ini" beside the program: the link keys and "qr_lifetime" (seconds).
+    static CloudSettings ofProgram(const QString &programDirectory);
+};
+
+/// The account that a request names, and all that a new account has but its password. Throw BadRequest.
+QString readUser(const RequestReader &request);
+CloudAccount readAccount(const RequestReader &request);
 
 } // namespace tarn::services

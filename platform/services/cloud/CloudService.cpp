@@ -1,13 +1,18 @@
 #include "services/cloud/CloudService.h"
-#include "services/Files.h"
+#include "services/Dispatch.h"
+#include "services/WorkThread.h"
 #include "services/cloud/CloudInput.h"
 #include "services/cloud/CloudPages.h"
+#include "services/cloud/CloudStore.h"
+#include "services/cloud/OneTimeCodes.h"
 #include "services/cloud/PasswordHash.h"
+#include "services/cloud/RememberedSignIn.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
+#include <QDateTime>
 #include <QScopeGuard>
-#include <QSettings>
-#include <QUrl>
+#include <atomic>
+#include <memory>
 
 namespace tarn::services {
 
@@ -19,6 +24,7 @@ namespace wire = link::wire;
 namespace {
 
 constexpr int TokenBytes = 32;
+constexpr int AccountIdBytes = 16;
 constexpr int MaxRandomCode = 64; // characters
 
 const ServiceFamily &family()
@@ -28,9 +34,9 @@ const ServiceFamily &family()
     return family;
 }
 
-CallResult ok(const QVariantMap &values = {})
+CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
 {
-    return acceptedWith(code::Ok, {values, {}});
+    return acceptedWith(code::Ok, {values, list});
 }
 
 // For the user.
@@ -49,254 +55,422 @@ QString pageOf(const QString &linkKey)
     return linkKey == key::LinkBindAccount ? QStringLiteral("/account") : QString();
 }
 
-bool isWebAddress(const QString &address)
+QString timeText(qint64 time)
 {
-    const QUrl url(address, QUrl::StrictMode);
-    return url.isValid() && !url.host().isEmpty() &&
-           (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"));
+    return QDateTime::fromMSecsSinceEpoch(time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
 }
 
-void ignoreSetting(const QString &name, const QString &wanted)
+CallResult answerForName(bool known, const QString &name)
 {
-    qCWarning(servicesLog).noquote()
-        << QStringLiteral("cfg.ini, cloud/%1: expected %2; the value is ignored").arg(name, wanted);
+    if (!known)
+        throw refused(QStringLiteral("no account \"%1\"").arg(name));
+    return ok();
 }
+
+class CloudService final : public rpc::IInvocable
+{
+public:
+    CloudService(const QString &directory, CloudSettings settings, CloudClock clock)
+        : m_settings(std::move(settings))
+        , m_clock(std::move(clock))
+        , m_vault(directory)
+        , m_tickets(m_clock, m_settings.qrLifetimeMs)
+    {
+        m_thread.run([&] {
+            m_store = std::make_unique<CloudStore>(directory);
+            m_codes = std::make_unique<OneTimeCodes>(m_store.get(), &m_vault, m_clock);
+            m_remembered = std::make_unique<RememberedSignIn>(m_store.get(), &m_vault);
+            m_remembered->takeOver(directory + QStringLiteral("/cloud.remembered"));
+        });
+        signInAgain();
+    }
+
+    ~CloudService() override
+    {
+        m_thread.run([&] {
+            m_remembered.reset();
+            m_codes.reset();
+            m_store.reset();
+        });
+    }
+    Q_DISABLE_COPY(CloudService)
+
+    CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
+    {
+        static const HandlerTable<CloudService> handlers{
+            {QStringLiteral("GetLoginState"), &CloudService::loginState},
+            {QStringLiteral("GetMemoryLoginInfo"), &CloudService::memory},
+            {QStringLiteral("SendVerificationCode"), &CloudService::sendCode},
+            {QStringLiteral("LoginByPhone"), &CloudService::loginByPhone},
+            {QStringLiteral("LoginByAccount"), &CloudService::loginByAccount},
+            {QStringLiteral("GetQRCodeUrl"), &CloudService::qrCodeUrl},
+            {QStringLiteral("QueryQRCodeResult"), &CloudService::qrCodeResult},
+            {QStringLiteral("GetLinkAddress"), &CloudService::linkAddress},
+            {QStringLiteral("Logout"), &CloudService::logout},
+            {wire::method::AddAccount, &CloudService::addAccount},
+            {wire::method::RemoveAccount, &CloudService::removeAccount},
+            {wire::method::ListAccounts, &CloudService::listAccounts},
+            {wire::method::LockAccount, &CloudService::lockAccount},
+            {wire::method::ListOutbox, &CloudService::listOutbox},
+            {wire::method::CloudStatus, &CloudService::status},
+        };
+        return dispatch(this, handlers, family(), method, {input, context});
+    }
+
+private:
+    std::optional<CloudAccount> find(CloudStore::By way, const QString &value)
+    {
+        return m_thread.run([&] { return m_store->find(way, value); });
+    }
+
+    CallResult memory(const Request &)
+    {
+        const SignInMemory memory = m_thread.run([this] { return m_remembered->load(); });
+        return ok({{key::LoginModel, memory.model},
+                   {key::AutoLoginStored, memory.autoLogin},
+                   {key::RememberPassword, memory.keepsPassword},
+                   {key::RememberPhone, memory.keepsPhone},
+                   {key::StoredAccount, memory.account},
+                   {key::StoredPassword, memory.password},
+                   {key::StoredPhone, memory.phone}});
+    }
+
+    CallResult sendCode(const Request &request)
+    {
+        const QString phone = request.text(key::Phone);
+        require(isPhone(phone), QStringLiteral("手机号填写不正确"));
+        const QString refusal = m_thread.run([&] { return m_codes->send(phone); });
+        if (!refusal.isEmpty())
+            throw refused(refusal);
+        return ok();
+    }
+
+    CallResult loginByPhone(const Request &request)
+    {
+        const QString phone = request.text(key::Phone);
+        const Secret code(request.text(key::Code));
+        const SignInFlags flags(request);
+
+        ++m_signingIn;
+        const auto leave = qScopeGuard([this] { --m_signingIn; });
+        const QString refusal = m_thread.run([&] { return m_codes->check(phone, code); });
+        if (!refusal.isEmpty())
+            throw refused(refusal);
+        const auto account = find(CloudStore::By::Phone, phone);
+        if (!account) // the caller has proved that the phone is his
+            throw refused(QStringLiteral("该手机号尚未注册"));
+        enter(*account, way::Phone, flags, request);
+        remember([&](SignInMemory &memory) {
+            memory.model = SignInMemory::Phone;
+            memory.keepsPhone = flags.remember;
+            memory.phone = flags.remember ? phone : QString();
+            memory.setAuto(flags.autoLogin, account->name, account->id, way::Phone);
+            return true;
+        });
+        return ok();
+    }
+
+    CallResult loginByAccount(const Request &request)
+    {
+        const QString name = request.text(key::User);
+        const Secret password(request.text(key::Password));
+        const SignInFlags flags(request);
+
+        ++m_signingIn;
+        const auto leave = qScopeGuard([this] { --m_signingIn; });
+        if (!hashPlaces().tryAcquire())
+            throw refused(QStringLiteral("服务繁忙，请稍后再试"));
+        const QSemaphoreReleaser place(hashPlaces());
+        const auto account = find(CloudStore::By::Name, name);
+        if (!isPassword(account ? account->passwordHash : QByteArray(), password))
+            throw refused(QStringLiteral("账号或密码错误"));
+        enter(*account, way::Account, flags, request);
+        remember([&](SignInMemory &memory) {
+            memory.model = SignInMemory::Account;
+            memory.account = account->name; // the dialog shows it in any case
+            memory.keepsPassword = flags.remember;
+            wipe(&memory.password);
+            memory.password = flags.remember ? password.toText() : QString();
+            memory.setAuto(flags.autoLogin, account->name, account->id, way::Account);
+            return true;
+        });
+        return ok();
+    }
+
+    CallResult qrCodeUrl(const Request &request)
+    {
+        const QString type = request.text(key::QrType);
+        const QString randomCode = request.text(key::RandomCode, MaxRandomCode);
+        const bool weixin = type == QLatin1String("weixindenglu");
+        require(weixin || type == QLatin1String("qqdenglu"),
+                QStringLiteral("%1: expected weixindenglu or qqdenglu").arg(key::QrType));
+        require(!randomCode.isEmpty(), QStringLiteral("%1 is empty").arg(key::RandomCode));
+        const QString address = pageAddress(QStringLiteral("/qr/"), QStringLiteral("扫码登录页面无法打开"));
+        return ok({{key::QrUrl, address + m_tickets.open(weixin ? QrWay::Weixin : QrWay::Qq, randomCode)}});
+    }
+
+    CallResult qrCodeResult(const Request &request)
+    {
+        const QString randomCode = request.text(key::RandomCode);
+        const SignInFlags flags(request);
+        const QrTickets::Ticket outcome = m_tickets.take(randomCode);
+        switch (outcome.state) {
+        case QrState::Waiting:
+        case QrState::Scanned:
+            return acceptedWith(code::QrWaiting);
+        case QrState::Confirmed:
+            break;
+        case QrState::Refused:
+            return refusedWith(code::QrRefused, QStringLiteral("您已在手机上取消登录"));
+        case QrState::Expired:
+            return refusedWith(code::QrExpired, QStringLiteral("二维码已过期，请重新获取"));
+        }
+        CallResult result = answerOf(family(), [&] { return finishQr(outcome, flags, request); });
+        m_tickets.setResult(outcome.name,
+                            result.accepted ? QStringLiteral("登录成功，可以关闭此页面") : result.errorText);
+        return result;
+    }
+
+    CallResult finishQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request)
+    {
+        const bool weixin = outcome.way == QrWay::Weixin;
+        const QString used = weixin ? way::Weixin : way::Qq;
+        const auto account = find(weixin ? CloudStore::By::Weixin : CloudStore::By::Qq, outcome.identity);
+        if (!account)
+            throw Refusal(weixin ? code::WeixinUnbound : code::QqUnbound,
+                          weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"));
+        enter(*account, used, flags, request);
+        remember([&](SignInMemory &memory) {
+            memory.setAuto(flags.autoLogin, account->name, account->id, used);
+            return true;
+        });
+        return ok({{key::Token, randomHex(TokenBytes)}});
+    }
+
+    CallResult linkAddress(const Request &request)
+    {
+        const QString linkKey = request.text(key::LinkKey);
+        const QString page = pageOf(linkKey);
+        if (page.isEmpty())
+            throw refused(QStringLiteral("没有这个链接"));
+        const auto configured = m_settings.links.constFind(linkKey);
+        return ok({{key::LinkUrl, configured != m_settings.links.cend()
+                                      ? *configured
+                                      : pageAddress(page, QStringLiteral("页面无法打开"))}});
+    }
+
+    // Starts the server on first use.
+    QString pageAddress(const QString &path, const QString &onFailure)
+    {
+        const QMutexLocker lock(&m_serverLock);
+        try {
+            if (!m_server)
+                m_server = std::make_unique<LoopbackServer>(
+                    [this](const PageRequest &request) { return cloudPage(m_tickets, request); });
+        } catch (const Failure &failure) {
+            qCWarning(servicesLog).noquote() << failure.text();
+            throw refused(onFailure);
+        }
+        return m_server->address() + path;
+    }
+
+    // Changes the remembered data when change() says true; a failure costs a log line.
+    void remember(const std::function<bool(SignInMemory &)> &change)
+    {
+        const QString error = errorOf([&] {
+            m_thread.run([&] {
+                SignInMemory memory = m_remembered->load();
+                if (change(memory))
+                    m_remembered->save(memory);
+            });
+        });
+        if (!error.isEmpty())
+            qCWarning(servicesLog).noquote() << QStringLiteral("the sign-in cannot be remembered: %1").arg(error);
+    }
+
+    // The user is asked again when the account was removed, replaced or locked.
+    void signInAgain()
+    {
+        SignInMemory memory;
+        QString error = errorOf([&] { memory = m_thread.run([this] { return m_remembered->load(); }); });
+        if (!error.isEmpty())
+            qCWarning(servicesLog).noquote() << QStringLiteral("nothing is remembered: %1").arg(error);
+        if (memory.autoAccount.isEmpty())
+            return;
+        error = errorOf([&] {
+            const auto account = find(CloudStore::By::Name, memory.autoAccount);
+            bool isSame = account && account->id == memory.autoId && !account->locked;
+            if (isSame && memory.autoWay == way::Account)
+                isSame = isPassword(account->passwordHash, Secret(memory.password));
+            else if (isSame && memory.autoWay == way::Phone)
+                isSame = account->phone == memory.phone;
+            if (!isSame)
+                throw Failure(QStringLiteral("the account has changed"));
+            startSession(account->name, memory.autoWay, wire::loginState::SignedInAgain);
+        });
+        if (!error.isEmpty())
+            qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1").arg(error);
+    }
+
+    // Signs the user in. Throws Refusal when the account was removed or locked meanwhile or the caller no longer waits.
+    void enter(const CloudAccount &account, const QString &way, const SignInFlags &flags, const Request &request)
+    {
+        m_thread.run([&] { // where removals and locks run too
+            const auto current = m_store->find(CloudStore::By::Name, account.name);
+            if (!current || current->id != account.id)
+                throw refused(QStringLiteral("该账号已被删除"));
+            const QString locked = QStringLiteral("该账号已被云锁锁定，登录被拒绝");
+            if (current->locked)
+                throw Refusal(code::LockRefused,
+                              flags.lockTip ? locked + QStringLiteral("，请联系管理员解除云锁后再试") : locked);
+            if (request.context.isCancelled())
+                throw refused(QStringLiteral("登录已取消"));
+            startSession(account.name, way, wire::loginState::SignedIn);
+        });
+    }
+
+    void startSession(const QString &account, const QString &way, int state)
+    {
+        const QMutexLocker lock(&m_sessionLock);
+        m_session = {account, way, state, m_clock()};
+    }
+
+    // Ends the session if it is this account's.
+    void endSession(const QString &account)
+    {
+        const QMutexLocker lock(&m_sessionLock);
+        if (m_session.account == account)
+            m_session = {};
+    }
+
+    CallResult loginState(const Request &)
+    {
+        const QMutexLocker lock(&m_sessionLock);
+        const bool signingIn = m_session.account.isEmpty() && m_signingIn > 0;
+        return ok({{key::LoginState, signingIn ? wire::loginState::SigningIn : m_session.state}});
+    }
+
+    CallResult status(const Request &request)
+    {
+        CallResult result = loginState(request);
+        const QMutexLocker lock(&m_sessionLock);
+        QVariantMap &values = result.output.values;
+        values.insert(key::User, m_session.account);
+        values.insert(wire::Way, m_session.way);
+        values.insert(wire::Since, m_session.account.isEmpty() ? QString() : timeText(m_session.since));
+        return result;
+    }
+
+    CallResult logout(const Request &)
+    {
+        {
+            const QMutexLocker lock(&m_sessionLock);
+            m_session = {};
+        }
+        remember([](SignInMemory &memory) {
+            const bool wasSet = !memory.autoAccount.isEmpty();
+            memory.autoAccount.clear();
+            return wasSet;
+        });
+        return ok();
+    }
+
+    CallResult addAccount(const Request &request)
+    {
+        CloudAccount account = readAccount(request);
+        const Secret password(request.text(key::Password));
+        require(!password.isEmpty(), QStringLiteral("the password is empty"));
+        {
+            if (!hashPlaces().tryAcquire())
+                throw refused(QStringLiteral("服务繁忙，请稍后再试"));
+            const QSemaphoreReleaser place(hashPlaces());
+            if (request.context.isCancelled())
+                throw refused(QStringLiteral("the call was cancelled"));
+            account.passwordHash = hashPassword(password);
+        }
+        account.id = randomHex(AccountIdBytes);
+        if (!m_thread.run([&] { return m_store->add(account); }))
+            throw refused(QStringLiteral("another account has this name, phone, weixin or qq"));
+        return ok();
+    }
+
+    CallResult removeAccount(const Request &request)
+    {
+        const QString name = readUser(request);
+        const bool known = m_thread.run([&] {
+            const bool removed = m_store->remove(name);
+            endSession(name);
+            return removed;
+        });
+        remember([&](SignInMemory &memory) { return memory.forget(name); });
+        return answerForName(known, name);
+    }
+
+    CallResult lockAccount(const Request &request)
+    {
+        const QString name = readUser(request);
+        const bool locked = request.flag(wire::Locked, true);
+        const bool known = m_thread.run([&] {
+            const bool changed = m_store->setLocked(name, locked);
+            if (locked)
+                endSession(name);
+            return changed;
+        });
+        return answerForName(known, name);
+    }
+
+    CallResult listAccounts(const Request &)
+    {
+        QVariantList list;
+        const QList<CloudAccount> accounts = m_thread.run([this] { return m_store->accounts(); });
+        for (const CloudAccount &account : accounts)
+            list.append(QVariantMap{{key::User, account.name},
+                                    {key::Phone, account.phone},
+                                    {wire::Weixin, account.weixin},
+                                    {wire::Qq, account.qq},
+                                    {wire::Locked, account.locked}});
+        return ok({}, list);
+    }
+
+    CallResult listOutbox(const Request &)
+    {
+        QVariantList list;
+        const QList<OneTimeCodes::Sent> sent = m_thread.run([this] { return m_codes->outbox(); });
+        for (const OneTimeCodes::Sent &entry : sent)
+            list.append(QVariantMap{
+                {key::Phone, entry.phone}, {key::Code, entry.code}, {wire::SentTime, timeText(entry.sentAt)}});
+        return ok({}, list);
+    }
+
+    struct Session
+    {
+        QString account; ///< empty: signed out
+        QString way;
+        int state = 0;
+        qint64 since = 0;
+    };
+
+    const CloudSettings m_settings;
+    const CloudClock m_clock;
+    const Vault m_vault;
+    QrTickets m_tickets;
+    std::atomic<int> m_signingIn{0};
+    QMutex m_sessionLock;
+    Session m_session;
+    QMutex m_serverLock; ///< guards the server's start
+    std::unique_ptr<LoopbackServer> m_server;
+    WorkThread m_thread;
+    std::unique_ptr<CloudStore> m_store; ///< belongs to m_thread, as do the codes and the remembered data
+    std::unique_ptr<OneTimeCodes> m_codes;
+    std::unique_ptr<RememberedSignIn> m_remembered;
+};
 
 } // namespace
 
-CloudSettings CloudSettings::ofProgram(const QString &programDirectory)
+QSharedPointer<rpc::IInvocable> makeCloudService(const QString &directory, const CloudSettings &settings,
+                                                 const CloudClock &clock)
 {
-    constexpr qint64 MaxLifetime = 3600;
-    const QString lifetime = QStringLiteral("qr_lifetime");
-    QSettings file(settingsFile(programDirectory), QSettings::IniFormat);
-    file.setIniCodec("UTF-8");
-    file.beginGroup(QStringLiteral("cloud"));
-    CloudSettings settings;
-    for (const QString &linkKey : {key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount}) {
-        const QString address = file.value(linkKey).toStringList().join(QLatin1Char(',')); // split at its commas
-        if (isWebAddress(address))
-            settings.links.insert(linkKey, address);
-        else if (file.contains(linkKey))
-            ignoreSetting(linkKey, QStringLiteral("an http or https address"));
-    }
-    const qint64 seconds = file.value(lifetime).toLongLong();
-    if (seconds > 0 && seconds <= MaxLifetime)
-        settings.qrLifetimeMs = seconds * 1000;
-    else if (file.contains(lifetime))
-        ignoreSetting(lifetime, QStringLiteral("a number of seconds up to %1").arg(MaxLifetime));
-    return settings;
-}
-
-CloudService::CloudService(const QString &directory, CloudSettings settings, Clock clock)
-    : m_settings(std::move(settings))
-    , m_clock(std::move(clock))
-    , m_vault(directory)
-    , m_tickets(m_clock, m_settings.qrLifetimeMs)
-{
-    m_thread.run([&] {
-        m_store = std::make_unique<CloudStore>(directory);
-        m_codes = std::make_unique<OneTimeCodes>(m_store.get(), &m_vault, m_clock);
-        m_remembered = std::make_unique<RememberedSignIn>(m_store.get(), &m_vault);
-        m_remembered->takeOver(directory + QStringLiteral("/cloud.remembered"));
-    });
-    signInAgain();
-}
-
-CloudService::~CloudService()
-{
-    m_thread.run([&] {
-        m_remembered.reset();
-        m_codes.reset();
-        m_store.reset();
-    });
-}
-
-const HandlerTable<CloudService> &CloudService::handlers()
-{
-    static const HandlerTable<CloudService> table{
-        {QStringLiteral("GetLoginState"), &CloudService::loginState},
-        {QStringLiteral("GetMemoryLoginInfo"), &CloudService::memory},
-        {QStringLiteral("SendVerificationCode"), &CloudService::sendCode},
-        {QStringLiteral("LoginByPhone"), &CloudService::loginByPhone},
-        {QStringLiteral("LoginByAccount"), &CloudService::loginByAccount},
-        {QStringLiteral("GetQRCodeUrl"), &CloudService::qrCodeUrl},
-        {QStringLiteral("QueryQRCodeResult"), &CloudService::qrCodeResult},
-        {QStringLiteral("GetLinkAddress"), &CloudService::linkAddress},
-        {QStringLiteral("Logout"), &CloudService::logout},
-        {wire::method::AddAccount, &CloudService::addAccount},
-        {wire::method::RemoveAccount, &CloudService::removeAccount},
-        {wire::method::ListAccounts, &CloudService::listAccounts},
-        {wire::method::LockAccount, &CloudService::lockAccount},
-        {wire::method::ListOutbox, &CloudService::listOutbox},
-        {wire::method::CloudStatus, &CloudService::status},
-    };
-    return table;
-}
-
-CallResult CloudService::invoke(const QString &method, const Bag &input, const rpc::ICallContext &context)
-{
-    return dispatch(this, handlers(), family(), method, {input, context});
-}
-
-std::optional<CloudAccount> CloudService::find(CloudStore::By way, const QString &value)
-{
-    return m_thread.run([&] { return m_store->find(way, value); });
-}
-
-CallResult CloudService::memory(const Request &)
-{
-    const SignInMemory memory = m_thread.run([this] { return m_remembered->load(); });
-    return ok({{key::LoginModel, memory.model},
-               {key::AutoLoginStored, memory.autoLogin},
-               {key::RememberPassword, memory.keepsPassword},
-               {key::RememberPhone, memory.keepsPhone},
-               {key::StoredAccount, memory.account},
-               {key::StoredPassword, memory.password},
-               {key::StoredPhone, memory.phone}});
-}
-
-CallResult CloudService::sendCode(const Request &request)
-{
-    const QString phone = request.text(key::Phone);
-    require(isPhone(phone), QStringLiteral("手机号填写不正确"));
-    const QString refusal = m_thread.run([&] { return m_codes->send(phone); });
-    if (!refusal.isEmpty())
-        throw refused(refusal);
-    return ok();
-}
-
-CallResult CloudService::loginByPhone(const Request &request)
-{
-    const QString phone = request.text(key::Phone);
-    const Secret code(request.text(key::Code));
-    const SignInFlags flags(request);
-
-    ++m_signingIn;
-    const auto leave = qScopeGuard([this] { --m_signingIn; });
-    const QString refusal = m_thread.run([&] { return m_codes->check(phone, code); });
-    if (!refusal.isEmpty())
-        throw refused(refusal);
-    const auto account = find(CloudStore::By::Phone, phone);
-    if (!account) // the caller has proved that the phone is his
-        throw refused(QStringLiteral("该手机号尚未注册"));
-    enter(*account, way::Phone, flags, request);
-    remember([&](SignInMemory &memory) {
-        memory.model = SignInMemory::Phone;
-        memory.keepsPhone = flags.remember;
-        memory.phone = flags.remember ? phone : QString();
-        memory.setAuto(flags.autoLogin, account->name, account->id, way::Phone);
-        return true;
-    });
-    return ok();
-}
-
-CallResult CloudService::loginByAccount(const Request &request)
-{
-    const QString name = request.text(key::User);
-    const Secret password(request.text(key::Password));
-    const SignInFlags flags(request);
-
-    ++m_signingIn;
-    const auto leave = qScopeGuard([this] { --m_signingIn; });
-    if (!hashPlaces().tryAcquire())
-        throw refused(QStringLiteral("服务繁忙，请稍后再试"));
-    const QSemaphoreReleaser place(hashPlaces());
-    const auto account = find(CloudStore::By::Name, name);
-    if (!isPassword(account ? account->passwordHash : QByteArray(), password))
-        throw refused(QStringLiteral("账号或密码错误"));
-    enter(*account, way::Account, flags, request);
-    remember([&](SignInMemory &memory) {
-        memory.model = SignInMemory::Account;
-        memory.account = account->name; // the dialog shows it in any case
-        memory.keepsPassword = flags.remember;
-        wipe(&memory.password);
-        memory.password = flags.remember ? password.toText() : QString();
-        memory.setAuto(flags.autoLogin, account->name, account->id, way::Account);
-        return true;
-    });
-    return ok();
-}
-
-CallResult CloudService::qrCodeUrl(const Request &request)
-{
-    const QString type = request.text(key::QrType);
-    const QString randomCode = request.text(key::RandomCode, MaxRandomCode);
-    const bool weixin = type == QLatin1String("weixindenglu");
-    require(weixin || type == QLatin1String("qqdenglu"),
-            QStringLiteral("%1: expected weixindenglu or qqdenglu").arg(key::QrType));
-    require(!randomCode.isEmpty(), QStringLiteral("%1 is empty").arg(key::RandomCode));
-    const QString address = pageAddress(QStringLiteral("/qr/"), QStringLiteral("扫码登录页面无法打开"));
-    return ok({{key::QrUrl, address + m_tickets.open(weixin ? QrWay::Weixin : QrWay::Qq, randomCode)}});
-}
-
-CallResult CloudService::qrCodeResult(const Request &request)
-{
-    const QString randomCode = request.text(key::RandomCode);
-    const SignInFlags flags(request);
-    const QrTickets::Ticket outcome = m_tickets.take(randomCode);
-    switch (outcome.state) {
-    case QrState::Waiting:
-    case QrState::Scanned:
-        return acceptedWith(code::QrWaiting);
-    case QrState::Confirmed:
-        break;
-    case QrState::Refused:
-        return refusedWith(code::QrRefused, QStringLiteral("您已在手机上取消登录"));
-    case QrState::Expired:
-        return refusedWith(code::QrExpired, QStringLiteral("二维码已过期，请重新获取"));
-    }
-    CallResult result;
-    try {
-        result = finishQr(outcome, flags, request);
-    } catch (const Refusal &refusal) {
-        result = refusedWith(refusal.code, refusal.text());
-    } catch (const Failure &failure) {
-        result = answerToFailure(family(), failure);
-    }
-    m_tickets.setResult(outcome.name, result.accepted ? QStringLiteral("登录成功，可以关闭此页面") : result.errorText);
-    return result;
-}
-
-CallResult CloudService::finishQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request)
-{
-    const bool weixin = outcome.way == QrWay::Weixin;
-    const QString used = weixin ? way::Weixin : way::Qq;
-    const auto account = find(weixin ? CloudStore::By::Weixin : CloudStore::By::Qq, outcome.identity);
-    if (!account)
-        throw Refusal(weixin ? code::WeixinUnbound : code::QqUnbound,
-                      weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"));
-    enter(*account, used, flags, request);
-    remember([&](SignInMemory &memory) {
-        memory.setAuto(flags.autoLogin, account->name, account->id, used);
-        return true;
-    });
-    return ok({{key::Token, randomHex(TokenBytes)}});
-}
-
-CallResult CloudService::linkAddress(const Request &request)
-{
-    const QString linkKey = request.text(key::LinkKey);
-    const QString page = pageOf(linkKey);
-    if (page.isEmpty())
-        throw refused(QStringLiteral("没有这个链接"));
-    const auto configured = m_settings.links.constFind(linkKey);
-    return ok(
-        {{key::LinkUrl,
-          configured != m_settings.links.cend() ? *configured : pageAddress(page, QStringLiteral("页面无法打开"))}});
-}
-
-QString CloudService::pageAddress(const QString &path, const QString &onFailure)
-{
-    const QMutexLocker lock(&m_serverLock);
-    try {
-        if (!m_server)
-            m_server = std::make_unique<LoopbackServer>(
-                [this](const PageRequest &request) { return cloudPage(m_tickets, request); });
-    } catch (const Failure &failure) {
-        qCWarning(servicesLog).noquote() << failure.text();
-        throw refused(onFailure);
-    }
-    return m_server->address() + path;
+    return QSharedPointer<CloudService>::create(directory, settings, clock);
 }
 
 } // namespace tarn::services
