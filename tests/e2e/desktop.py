@@ -114,6 +114,16 @@ class Desktop:
         self.activate("application")
         return self.place(window)
 
+    def open_panel(self, strut):
+        """A panel of the desktop, which keeps this space free (_NET_WM_STRUT_PARTIAL)."""
+        window = self.root.create_window(0, 0, 10, 10, 0, X.CopyFromParent)
+        window.change_property(self.display.intern_atom("_NET_WM_WINDOW_TYPE"), Xatom.ATOM, 32,
+                               [self.display.intern_atom("_NET_WM_WINDOW_TYPE_DOCK")])
+        window.change_property(self.display.intern_atom("_NET_WM_STRUT_PARTIAL"), Xatom.CARDINAL, 32, strut)
+        before = self.work_area()
+        window.map()
+        wait(lambda: self.work_area() != before, "the panel has its space")
+
     def key(self, *names):
         """Presses the keys, each while the ones before it are held: key("Shift_L", "Tab")."""
         codes = [self.display.keysym_to_keycode(XK.string_to_keysym(name)) for name in names]

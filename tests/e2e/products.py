@@ -20,7 +20,7 @@ def archive(files):
 
 class Handler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
-        content, speed = self.server.files[self.path]
+        content = self.server.files[self.path][0]
         first = int(self.headers.get("Range", "bytes=0-")[6:].split("-")[0])
         self.server.starts.append(first)
         self.send_response(206 if first else 200)
@@ -28,10 +28,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
         if first:
             self.send_header("Content-Range", f"bytes {first}-{len(content) - 1}/{len(content)}")
         self.end_headers()
-        slice_size = max(1, speed // 20)
         try:
-            for at in range(first, len(content), slice_size):
-                self.wfile.write(content[at:at + slice_size])
+            while first < len(content):
+                last = first + self.server.files[self.path][1] // 20
+                self.wfile.write(content[first:last])
+                first = last
                 self.server.ended.wait(0.05)  # keeps the speed
         except ConnectionError:
             pass  # a cancelled download
@@ -66,6 +67,11 @@ class Products:
             "package": {"url": f"http://127.0.0.1:{self.server.server_port}{path}", "size": len(package),
                         "sha256": checksum or hashlib.sha256(package).hexdigest()}}}
         self.session.write("catalogue.json", json.dumps({"products": list(self.offers.values())}))
+
+    def hurry(self):
+        """Delivers what is left of every package at once."""
+        for path, (package, _) in self.server.files.items():
+            self.server.files[path] = package, 20 * len(package)
 
     def task(self, name):
         tasks = self.session.json("upgrade", "tasks")

@@ -42,7 +42,7 @@ class Keyboard(PlatformTest):
         self.activate(role)
 
     def asked(self, role, text, about=""):
-        """A box with this text has come and has the focus."""
+        """A box with this text and description has come and has the focus."""
         self.assertEqual(self.ear.alert(), text)
         self.announced(ACTIVATED, "alert", "提示", about)
         self.activate(role)
@@ -121,9 +121,9 @@ class Keyboard(PlatformTest):
 
     def test_second_of_three_downloads_is_cancelled(self):
         good = archive({"bin/program": b"new 2.0", "data/big": b"x" * 200000})
-        self.products.offer("戊", good, len(good) // 4)
+        self.products.offer("戊", good, 200)
         self.products.offer("己")
-        self.products.offer("庚", b"z" * 60000, 5000, checksum="1" * 64)
+        self.products.offer("庚", checksum="1" * 64)
         for name in self.RUNNING:
             self.session.run("upgrade", "start", name)
         self.opened("CUpgradeDialog", "在线升级")
@@ -136,6 +136,7 @@ class Keyboard(PlatformTest):
         self.check_stops(button("否"), CLOSE, button("是"))
         self.press("是")
         wait(lambda: self.products.status("己") == CANCELLED, "己 is cancelled")
+        self.products.hurry()
         self.desktop.window("CustomMessageBox")
         self.assertIn("庚", self.ear.alert())
         self.assertIn("checksum", self.products.task("庚")["ErrMsg"])

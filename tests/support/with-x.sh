@@ -1,16 +1,18 @@
 #!/bin/bash
-# with-x.sh [-w WM] [-s WxHxDEPTH] [-d DPI] -- COMMAND [ARG...]
+# with-x.sh [-w WM] [-s WxHxDEPTH] [-d DPI] [-2] -- COMMAND [ARG...]
 # Runs COMMAND on a private desktop: an X server on a free display, a session bus, a window manager (openbox unless -w says
-# otherwise; "none" for none), and a home, temporary and runtime directory of its own. Ends only what it started; the exit
-# status is COMMAND's (3: no X server, 4: no window manager).
+# otherwise; "none" for none), and a private home, temporary and runtime directory. -2: two screens of 1280x1000, the right
+# one is the primary one. Ends only the programs that it started; the exit status is COMMAND's (3: no X server, 4: no window
+# manager).
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-wm=openbox size=1920x1080x24 dpi=96
-while getopts w:s:d: opt; do
+wm=openbox size=1920x1080x24 dpi=96 two=''
+while getopts w:s:d:2 opt; do
     case $opt in
     w) wm=$OPTARG ;;
     s) size=$OPTARG ;;
     d) dpi=$OPTARG ;;
+    2) two=1 ;;
     *) exit 2 ;;
     esac
 done
@@ -41,7 +43,23 @@ trap cleanup EXIT
 trap '[ -n "$child" ] && kill "$child" 2>/dev/null' TERM INT HUP
 
 mkfifo "$tmp/display" "$tmp/bus"
-Xvfb -displayfd 7 -dpi "$dpi" -nolisten tcp -noreset -screen 0 "$size" 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
+server=(Xvfb -screen 0 "$size")
+if [ -n "$two" ]; then # Xvfb has one output only
+    cat >"$tmp/two.conf" <<-'END'
+	Section "Device"
+	  Identifier "card"
+	  Driver "dummy"
+	  VideoRam 65536
+	EndSection
+	Section "Screen"
+	  Identifier "screen"
+	  Device "card"
+	  DefaultDepth 24
+	EndSection
+	END
+    server=(Xorg -config "$tmp/two.conf" -logfile "$tmp/xorg.log")
+fi
+"${server[@]}" -displayfd 7 -dpi "$dpi" -nolisten tcp -noreset 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
 pids+=($!)
 if ! read -r -t 30 number <"$tmp/display"; then
     echo "with-x: no X server" >&2
@@ -55,6 +73,15 @@ mkdir -m 700 "$HOME" "$TMPDIR" "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME" "$XDG_DATA_
 unset WAYLAND_DISPLAY QT_QPA_PLATFORM SESSION_MANAGER DESKTOP_SESSION XDG_CURRENT_DESKTOP
 export LANG=C.UTF-8 LC_ALL=C.UTF-8 QT_QPA_PLATFORMTHEME='' QT_STYLE_OVERRIDE=Fusion NO_AT_BRIDGE=${NO_AT_BRIDGE-1}
 export FONTCONFIG_FILE=${FONTCONFIG_FILE-$here/fonts.conf}
+
+if [ -n "$two" ]; then
+    mode=1280x1000
+    xrandr --newmode $mode 100 1280 1300 1400 1500 1000 1003 1010 1030
+    xrandr --output DUMMY1 --set WIDTH_MM 338 --set HEIGHT_MM 264 # the driver takes it for connected
+    xrandr --addmode DUMMY0 $mode --addmode DUMMY1 $mode
+    xrandr --output DUMMY0 --mode $mode --pos 0x0 --output DUMMY1 --mode $mode --pos 1280x0 --primary
+    xrandr >"$tmp/outputs" # makes the server look for connected outputs again
+fi
 
 dbus-daemon --session --nofork --nopidfile --print-address=8 8>"$tmp/bus" >"$tmp/dbus.log" 2>&1 &
 pids+=($!)

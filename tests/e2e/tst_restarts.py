@@ -1,0 +1,152 @@
+"""Processes that are killed, frozen, flooded or started twice; no test restarts the host to make it callable."""
+import json
+import os
+import re
+import signal
+import socket
+import unittest
+
+from desktop import wait
+from platformtest import PlatformTest, main
+from products import Products, archive
+from session import Session
+
+HOST, HUB, SERVICES = "visualized-host", "ServiceHub", "tarn-services"
+LINK = "https://example.com/notice?id=7&x=%E5%80%BC"
+DOWNLOADING, INSTALLED = 1, 13  # states of a task
+CLICKED = 3  # receipt
+
+
+class Platforms(unittest.TestCase):
+    """Each test with a fresh session."""
+
+    def setUp(self):
+        self.session = Session()
+        self.addCleanup(self.session.close)
+        self.session.start_host()
+
+    def sockets(self):
+        return [name for name in os.listdir(self.session.path("run/tarn")) if name.endswith(".sock")]
+
+    def test_killed_hub_is_started_by_the_host(self):
+        host = self.session.pids(HOST)
+        # The host chooses its GL for itself alone.
+        self.assertNotIn(b"QT_XCB_GL_INTEGRATION", self.session.read(f"/proc/{self.session.pids(HUB)[0]}/environ"))
+        self.assertEqual(self.session.signal(HUB, signal.SIGKILL), 1)
+        wait(lambda: len(self.session.pids(HUB)) == 1, "one hub")
+        self.session.wait_ready()
+        self.assertEqual(self.session.pids(HOST), host)
+        wait(lambda: len(self.session.pids(SERVICES)) == 1, "one process of services")
+        self.session.push()
+        self.assertEqual(self.session.stop_host(), 0)
+
+    def test_second_host_takes_over(self):
+        second = self.session.start(HOST)
+        wait(lambda: "is registered by visualized-host" in self.session.log(), "the second host has been refused")
+        self.session.call("QueryYunLoginDialogState")
+        self.assertEqual(self.session.stop_host(), 0)
+        wait(lambda: self.session.tarnctl("call", "QueryYunLoginDialogState").returncode == 0, "the second one serves", 5)
+        second.terminate()
+        self.assertEqual(second.wait(15), 0)
+
+    def test_everything_is_killed_and_started_again(self):
+        """The port segment, sockets and database of killed processes mislead no program."""
+        self.session.push()
+        before = self.session.messages()
+        for program in (HOST, HUB, SERVICES):
+            self.session.signal(program, signal.SIGKILL)
+        self.session.host.wait(15)
+        wait(lambda: not self.session.pids(HUB) + self.session.pids(SERVICES), "all are dead")
+        self.session.start_host()
+        self.assertEqual(self.session.messages(), before)
+
+    def test_terminated_host_leaves_nothing(self):
+        self.session.push()
+        with_host = len(self.sockets())
+        self.assertEqual(self.session.stop_host(), 0)
+        self.assertLess(len(self.sockets()), with_host)
+        self.assertEqual(self.session.tarnctl("call", "QueryYunLoginDialogState").returncode, 3)
+        # Hub and services belong to the platform and stay; terminated, they leave nothing either.
+        self.assertEqual(len(self.session.pids(SERVICES)), 1)
+        self.session.signal(HUB, signal.SIGTERM)
+        wait(lambda: not self.session.pids(HUB) + self.session.pids(SERVICES) and not self.sockets(), "nothing is left")
+
+
+class Windows(PlatformTest):
+    """Windows that stay usable while their service is away, and a host that stays within its memory."""
+
+    @classmethod
+    def prepare(cls):
+        cls.desktop.open_panel([0, 0, 0, 40, 0, 0, 0, 0, 0, 0, 0, 1919])  # 40 pixels at the lower edge
+        cls.products = Products(cls.session, "甲", "乙")
+        cls.addClassCleanup(cls.products.close)
+
+    def test_notice_outlives_its_service(self):
+        message = self.session.push("--link", LINK, "--link-text", "查看详情")
+        window = self.desktop.window("NotifyWnd")
+        self.assertEqual((window.x + window.width, window.y + window.height), (1920 - 11, 1080 - 40 - 11))
+        self.assertEqual(self.session.messages()[message]["receipts"], [])
+        killed = self.session.pids(SERVICES)
+        self.assertEqual(self.session.signal(SERVICES, signal.SIGKILL), 1)
+        wait(lambda: self.session.pids(SERVICES) not in ([], killed), "other services")
+        self.session.wait_ready()
+        self.assertEqual(self.desktop.windows("NotifyWnd"), [window])
+        self.click("查看详情")
+        wait(lambda: [one["MessageReceipt"] for one in self.session.messages()[message]["receipts"]] == [CLICKED],
+             "the receipt")
+        self.assertEqual(self.session.opened_links(), [LINK])
+        self.desktop.close("NotifyWnd")
+
+    def test_download_resumes_after_its_service_was_killed(self):
+        package = archive({"bin/program": b"resumed 2.0"}) + bytes(150000)  # zeros may follow a gzip stream
+        self.products.offer("甲", package, 50000)
+        self.session.run("upgrade", "start", "甲")
+        self.desktop.window("CUpgradeDialog")
+        wait(lambda: self.products.task("甲").get("WorkingItem", {}).get("CurrentSize", 0) > 30000, "30 kB")
+        self.assertEqual(self.session.signal(SERVICES, signal.SIGKILL), 1)
+        self.session.wait_ready()
+        wait(lambda: self.products.status("甲") == INSTALLED, "installed", 30)
+        self.assertGreater(self.products.server.starts[-1], 30000)
+        self.desktop.wait_gone("CUpgradeDialog")
+        self.assertEqual(self.products.file("甲", "bin/program"), b"resumed 2.0")
+
+    def test_window_of_a_hung_service_is_dragged(self):
+        self.products.offer("乙")
+        self.session.run("upgrade", "start", "乙")
+        window = self.desktop.window("CUpgradeDialog")
+        self.session.freeze(SERVICES)
+        for _ in range(3):  # each drag arrives within the poll's deadline and a second
+            self.desktop.drag(window.x + 300, window.y + 20, 40, 20)
+            wanted = window._replace(x=window.x + 40, y=window.y + 20)
+            wait(lambda: self.desktop.windows("CUpgradeDialog") == [wanted], f"{wanted}", 3.5)
+            window = wanted
+        self.session.signal(SERVICES, signal.SIGCONT)
+        wait(lambda: self.products.status("乙") == DOWNLOADING, "the service answers again")
+        self.session.run("upgrade", "stop", "乙")
+        self.desktop.wait_gone("CUpgradeDialog")
+
+    def test_notices_stay_within_memory(self):
+        """Larger and faster than a well-meaning service sends them; nothing is fetched."""
+        def send(content):
+            self.session.write("notice.json", json.dumps({"MsgId": "id", "MsgContent": content, "PicFilePath": "/dev/zero"}))
+            self.session.run("call", "ShowNotifyMessage", "@" + self.session.path("notice.json"))
+
+        def peak():
+            status = self.session.read(f"/proc/{self.session.pids(HOST)[0]}/status")
+            return int(re.search(rb"VmHWM:\s*(\d+)", status)[1])
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            server.setblocking(False)
+            send(f'<img src="http://127.0.0.1:{server.getsockname()[1]}/x.png">')
+            self.desktop.window("NotifyWnd")
+            before = peak()
+            for _ in range(60):  # 2 MiB each in memory, and two seconds for each on the screen
+                send("文" * (1 << 20))
+            self.session.run("status")
+            if "TARN_SANITIZED" not in os.environ:
+                self.assertLess(peak() - before, 100 * 1024)
+            with self.assertRaises(BlockingIOError):
+                server.accept()
+
+
+if __name__ == "__main__":
+    main()

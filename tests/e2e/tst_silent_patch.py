@@ -1,0 +1,64 @@
+"""A silent patch with real processes, from the command line to the installed file."""
+import shutil
+import subprocess
+
+from desktop import wait
+from platformtest import PlatformTest, main
+
+PRODUCT = "青石排版"  # its patch is 3.1.0.2
+FOLDER = "bin/apps/bluestone/"
+INSTALLING, FAILED = 1, 99
+
+
+class SilentPatch(PlatformTest):
+    def state(self, **request):
+        return self.session.call("showSilentPatchInstallDialog", 软件名称=PRODUCT, **request)["静默补丁安装状态"]
+
+    def query(self):
+        return self.state(是否静默补丁安装状态获取=True)
+
+    def silent(self, *arguments):
+        result = self.session.tarnctl("upgrade", "silent", *arguments)
+        return result.returncode, result.stdout + result.stderr
+
+    def program(self, path):
+        """A program that runs until it is killed: "sleep" under another name."""
+        shutil.copy("/bin/sleep", self.session.path(path))
+        process = subprocess.Popen([self.session.path(path), "600"])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def test_failure_is_told_once(self):
+        self.assertEqual(self.query(), INSTALLING)
+        told = self.state(升级文件在本地的路径="/no/such.package")  # tells it itself where the failure is quick
+        if told != FAILED:
+            wait(lambda: self.query() == FAILED, "the failure")
+        self.assertEqual(self.query(), INSTALLING)
+
+    def test_running_products_are_refused_or_ended(self):
+        self.session.write(FOLDER + "installation.ini",
+                           f"[General]\nSoftwareName={PRODUCT}\nVersion=3.1.0\nExeName=bluestone-sample\n")
+        program, copy = self.program(FOLDER + "bluestone-sample"), self.program(FOLDER + "bluestone-sample2")
+        elsewhere = self.program("bluestone-sample")
+        code, said = self.silent(PRODUCT)
+        self.assertEqual(code, 1)
+        self.assertIn("the product is running", said)
+        # The online-upgrade window, which installs finished downloads, is open meanwhile.
+        self.session.run("upgrade", "start", "远帆仿真")
+        self.assertNotIn(b"3.1.0.2", self.session.read(FOLDER + "installation.ini"))
+        self.assertIsNone(program.poll())
+        self.assertEqual(self.silent("--kill-running", PRODUCT),
+                         (0, "shown: yes\nstate of the window: 1\ninstalled: 3.1.0.2\n"))
+        program.wait(15)
+        self.assertEqual((copy.poll(), elsewhere.poll()), (None, None))
+        self.assertIn(b"PatchVersion=3.1.0.2", self.session.read(FOLDER + "installation.ini"))
+        self.assertTrue(self.session.read(FOLDER + "bluestone-patch-3.1.0.2.version"))
+        self.assertEqual(self.query(), INSTALLING)
+        self.assertIn("there is no patch", self.silent(PRODUCT)[1])
+        self.assertEqual(self.silent()[0], 2)
+        self.session.run("status")  # though its only window has closed
+
+
+if __name__ == "__main__":
+    main()
