@@ -13,7 +13,6 @@ class CCustomLineEdit : public QLineEdit
 public:
     explicit CCustomLineEdit(QWidget *parent = nullptr);
 
-    bool isPasswordField() const { return m_password; }
     /// Masks the text now and remembers that it is a password also while setEchoMode() shows it.
     void setPasswordField(bool password);
     /// A new menu with the four actions; the caller owns it.

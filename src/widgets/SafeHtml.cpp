@@ -465,7 +465,7 @@ private:
 
 Policy box()
 {
-    return {10000, 1, 24, 100, 20000, false, false, Links::Web};
+    return {10000, 8, 24, 100, 1000, false, false, Links::Web};
 }
 
 Policy notice()
