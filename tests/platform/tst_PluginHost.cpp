@@ -57,17 +57,17 @@ void TestPluginHost::metadataIsAsAgreed()
     const QJsonObject all = realMetadata();
     QCOMPARE(all.value("IID").toString(), QString("com.veltro.TARNPlugin"));
     QCOMPARE(all.value("className").toString(), QString("CVisualizedServicePlugin"));
-    const QJsonObject map = all.value("MetaData").toObject();
-    QCOMPARE(map.keys(), (QStringList{"Category", "CompatVersion", "Copyright", "Description", "DisabledByDefault",
-                                      "ErrorHandling", "License", "Name", "Url", "Vendor", "Version"}));
-    QCOMPARE(map.value("Category"), QJsonValue("产品平台"));
-    QCOMPARE(map.value("CompatVersion"), QJsonValue("1.0.0"));
-    QCOMPARE(map.value("Description"), QJsonValue("软件升级服务"));
-    QCOMPARE(map.value("DisabledByDefault"), QJsonValue(false));
-    QCOMPARE(map.value("ErrorHandling"), QJsonValue("tips"));
-    QCOMPARE(map.value("License"), QJsonValue(QJsonArray{""}));
-    QCOMPARE(map.value("Name"), QJsonValue("TARN.Service.Upgrade"));
-    QCOMPARE(map.value("Version"), QJsonValue("1.0.0"));
+    QJsonObject map = all.value("MetaData").toObject();
+    for (const QString &free : QStringList{"Copyright", "Url", "Vendor"})
+        QVERIFY2(!map.take(free).isUndefined(), qPrintable(free));
+    QCOMPARE(map, (QJsonObject{{"Category", "产品平台"},
+                               {"CompatVersion", "1.0.0"},
+                               {"Description", "软件升级服务"},
+                               {"DisabledByDefault", false},
+                               {"ErrorHandling", "tips"},
+                               {"License", QJsonArray{""}},
+                               {"Name", "TARN.Service.Upgrade"},
+                               {"Version", "1.0.0"}}));
     QCOMPARE(pluginmetadata::refusal(all), QString());
     QCOMPARE(pluginmetadata::bundleName(all), QString("TARN.Service.Upgrade"));
 }

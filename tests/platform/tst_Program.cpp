@@ -60,25 +60,17 @@ private slots:
 
 void TestProgram::logLines()
 {
-    const QString form = "^\\d{4}-\\d\\d-\\d\\d (\\d\\d):\\d\\d:\\d\\d\\.\\d{3} tst_Program\\[%1\\] warning: %2$";
-    const auto matches = [&](const QString &line, const QString &text) {
-        const QRegularExpression expected(form.arg(::getpid()).arg(text));
-        return expected.match(line).captured(1);
-    };
+    qputenv("TZ", "UTC-5");
+    const QString hour = QDateTime::currentDateTimeUtc().addSecs(5 * 3600).toString("hh");
     const QStringList lines = written([] {
         log("短");
         log(QString(2000, QChar(0x4e00))); // 6,000 bytes; the cut would be inside a character
     });
     QCOMPARE(lines.size(), 2);
-    QVERIFY2(!matches(lines.at(0), "短").isEmpty(), qPrintable(lines.at(0)));
-    QVERIFY(!matches(lines.at(1), "一{1365}\\.\\.\\. \\(6000 bytes\\)").isEmpty());
-
-    // The zone is looked at with each new second.
-    for (const int hours : {0, 5}) {
-        qputenv("TZ", "UTC-" + QByteArray::number(hours));
-        QTRY_COMPARE(matches(written([] { log("x"); }).value(0), "x"),
-                     QDateTime::currentDateTimeUtc().addSecs(hours * 3600).toString("hh"));
-    }
+    const QString head = QString(R"(^\d{4}-\d\d-\d\d %1:\d\d:\d\d\.\d{3} tst_Program\[%2\] warning: )");
+    const QString start = head.arg(hour).arg(::getpid());
+    QVERIFY2(lines.at(0).contains(QRegularExpression(start + "短$")), qPrintable(lines.at(0)));
+    QVERIFY(lines.at(1).contains(QRegularExpression(start + R"(一{1365}\.\.\. \(6000 bytes\)$)")));
 }
 
 void TestProgram::failuresThatAreNoEnd()
