@@ -192,11 +192,11 @@ def ticks(pid):
 
 
 def wake_ups(pid):
-    """How often each thread has slept so far."""
+    """How often each thread, by number and name, has slept so far."""
     threads = {}
     for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
         status = dict(line.split(":", 1) for line in (task / "status").read_text().splitlines())
-        threads[int(task.name)] = int(status["voluntary_ctxt_switches"])
+        threads[task.name, status["Name"].strip()] = int(status["voluntary_ctxt_switches"])
     return threads
 
 
