@@ -200,10 +200,10 @@ std::vector<FileSwap::Entry> FileSwap::readJournal() const
     std::vector<Entry> entries;
     if (!isThere(m_area / "journal"))
         return entries;
-    const PrivateFile file = readPrivateFile(journalFile(), MaxJournal);
-    if (file.state != PrivateFile::Sound)
-        throw Failure(QStringLiteral("%1: %2").arg(journalFile(), file.error));
-    QList<QByteArray> lines = file.bytes.split('\0');
+    QList<QByteArray> lines;
+    const QString error = errorOf([&] { lines = readPrivateFile(journalFile(), MaxJournal).split('\0'); });
+    if (!error.isEmpty())
+        throw Failure(QStringLiteral("%1: %2").arg(journalFile(), error));
     const bool isClosed = lines.takeLast().isEmpty() && !lines.isEmpty();
     const QByteArray end = isClosed ? lines.takeLast() : QByteArray();
     bool isSound = isClosed && end == 'E' + QByteArray::number(lines.size());

@@ -36,14 +36,6 @@ QString faultOf(const struct stat &info, qint64 maxSize)
     return info.st_size > maxSize ? QStringLiteral("it is too large") : QString();
 }
 
-PrivateFile notOpened(int error)
-{
-    if (error == ENOENT)
-        return {PrivateFile::Absent, {}, {}};
-    const bool isOther = error == ELOOP || error == ENXIO || error == EINVAL; // a link, a socket, a folder
-    return {isOther ? PrivateFile::Bad : PrivateFile::Unreadable, {}, systemError()};
-}
-
 } // namespace
 
 QString systemError()
@@ -118,24 +110,25 @@ QString settingsFile(const QString &directory)
     return file.isFile() ? file.filePath() : QStringLiteral(":/none");
 }
 
-PrivateFile readPrivateFile(const QString &file, qint64 maxSize)
+QByteArray readPrivateFile(const QString &file, qint64 maxSize)
 {
     const int descriptor = openRegular(file);
-    if (descriptor < 0)
-        return notOpened(errno);
+    if (descriptor < 0 && errno == ENOENT)
+        return {};
+    if (descriptor < 0 && (errno == ELOOP || errno == ENXIO || errno == EINVAL)) // a link, a socket, a folder
+        throw BadFile(systemError());
     QFile in;
-    if (!in.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
-        return {PrivateFile::Unreadable, {}, in.errorString()};
     struct stat info = {};
-    if (::fstat(descriptor, &info) != 0)
-        return {PrivateFile::Unreadable, {}, systemError()};
+    if (descriptor < 0 || !in.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle) ||
+        ::fstat(descriptor, &info) != 0)
+        throw Failure(systemError());
     const QString fault = faultOf(info, maxSize);
     if (!fault.isEmpty())
-        return {PrivateFile::Bad, {}, fault};
+        throw BadFile(fault);
     QByteArray bytes = in.read(maxSize + 1);
     if (in.error() != QFileDevice::NoError || bytes.size() != info.st_size)
-        return {PrivateFile::Unreadable, {}, QStringLiteral("it cannot be read completely: %1").arg(in.errorString())};
-    return {PrivateFile::Sound, std::move(bytes), {}};
+        throw Failure(QStringLiteral("it cannot be read completely: %1").arg(in.errorString()));
+    return bytes.isNull() ? QByteArray("") : bytes; // of an empty file
 }
 
 } // namespace tarn::services

@@ -32,14 +32,14 @@ int openRegular(const QString &file);
 /// "cfg.ini" in a directory; the name of no file where it is missing, or something that would block its reader.
 QString settingsFile(const QString &directory);
 
-struct PrivateFile
+/// A file that is no regular file, too large, another user's or open to other users.
+struct BadFile : Failure
 {
-    /// Bad: no regular file, open to other users or too large. Unreadable: it may be sound and must be left as it is.
-    enum State { Sound, Absent, Bad, Unreadable };
-    State state = Unreadable;
-    QByteArray bytes; ///< Sound
-    QString error;    ///< Bad, Unreadable
+    using Failure::Failure;
 };
-PrivateFile readPrivateFile(const QString &file, qint64 maxSize);
+
+/// The content of a file that only this user may read; null when there is none. Throws BadFile, or another Failure
+/// where the file may be sound and must be left as it is.
+QByteArray readPrivateFile(const QString &file, qint64 maxSize);
 
 } // namespace tarn::services

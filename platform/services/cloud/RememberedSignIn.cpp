@@ -81,12 +81,10 @@ RememberedSignIn::RememberedSignIn(CloudStore *store, const Vault *vault)
 
 void RememberedSignIn::takeOver(const QString &file) const
 {
-    const PrivateFile old = readPrivateFile(file, MaxSize);
     const QString error = errorOf([&] {
-        if (!old.error.isEmpty())
-            throw Failure(old.error);
-        if (old.state == PrivateFile::Sound && m_store->remembered().isEmpty())
-            m_store->setRemembered(old.bytes);
+        const QByteArray old = readPrivateFile(file, MaxSize);
+        if (!old.isEmpty() && m_store->remembered().isEmpty())
+            m_store->setRemembered(old);
         QFile::remove(file);
     });
     if (!error.isEmpty())

@@ -25,14 +25,17 @@ Vault::Vault(const QString &directory)
 
 void Vault::useKeyOf(const QString &file)
 {
-    PrivateFile read = readPrivateFile(file, KeySize);
-    if (read.state == PrivateFile::Unreadable) // it may be sound: nothing is sealed with another one
-        throw Failure(read.error);
-    if (read.state == PrivateFile::Sound && read.bytes.size() == KeySize)
-        return useKey(Secret(std::move(read.bytes)));
-    const QString fault = read.state == PrivateFile::Sound ? QStringLiteral("it is no key") : read.error;
-    if (read.state != PrivateFile::Absent &&
-        moveAside(file, fault + QStringLiteral("; the remembered sign-in is lost")).isEmpty())
+    QByteArray bytes;
+    QString fault;
+    try {
+        bytes = readPrivateFile(file, KeySize);
+        if (bytes.size() == KeySize)
+            return useKey(Secret(std::move(bytes)));
+        fault = bytes.isNull() ? QString() : QStringLiteral("it is no key");
+    } catch (const BadFile &bad) { // one that cannot be read now may be sound: nothing is sealed with another key
+        fault = bad.text();
+    }
+    if (!fault.isEmpty() && moveAside(file, fault + QStringLiteral("; the remembered sign-in is lost")).isEmpty())
         throw Failure(systemError());
     Secret master(KeySize);
     crypto_kdf_keygen(master.data());
