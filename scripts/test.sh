@@ -14,7 +14,7 @@ preset=${1:-release}
 step() { printf '\n== [%3d s] %s\n' "$SECONDS" "$*"; }
 
 step "packages"
-scripts/install-deps.sh build run test
+scripts/install-deps.sh build run test package
 
 step "style, layers and documents"
 git ls-files -z -- '*.cpp' '*.h' | xargs -0 -r clang-format --dry-run --Werror
