@@ -6,6 +6,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFutureWatcher>
 #include <QImage>
 #include <QTextStream>
 #include <QWidget>
@@ -36,6 +37,15 @@ QString fileName(const Scene &scene, int dpi)
                             : QStringLiteral("%1@%2.png").arg(scene.name, QString::number(dpi));
 }
 
+template <class Condition>
+void waitFor(Condition condition)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition() && timer.elapsed() < ShowTimeoutMs)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
+}
+
 QImage pictureOf(const Scene &scene)
 {
     const std::unique_ptr<QWidget> widget(scene.make());
@@ -44,11 +54,10 @@ QImage pictureOf(const Scene &scene)
     if (!widget->focusWidget())
         widget->setFocus(); // else the first button takes it
     widget->show();
-    QElapsedTimer timer;
-    timer.start();
-    while (!(widget->windowHandle() && widget->windowHandle()->isExposed()) && timer.elapsed() < ShowTimeoutMs)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
+    waitFor([&] { return widget->windowHandle() && widget->windowHandle()->isExposed(); });
     QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents(); // the windows begin to read icons and pictures
+    waitFor([&] { return widget->findChildren<QFutureWatcherBase *>().isEmpty(); });
     QCoreApplication::processEvents();
     QImage image(widget->size() * widget->devicePixelRatioF(), QImage::Format_ARGB32);
     image.setDevicePixelRatio(widget->devicePixelRatioF());
@@ -74,7 +83,8 @@ bool writeIndex(const QVector<Scene> &scenes, const QDir &folder)
     QTextStream out(&file);
     out.setCodec("UTF-8");
     out << "# Gallery\n\nEvery window and widget with fixed data, drawn by `gallery --out docs/gallery [--dpi N]`. "
-           "The picture shown is the one at 96 dpi; larger screens are linked.\n";
+           "The picture shown is the one at 96 dpi; larger screens are linked. "
+           "[By keyboard](keyboard.md): the keys of each window.\n";
     QString section;
     for (const Scene &scene : scenes) {
         if (!QFile::exists(folder.filePath(fileName(scene, DesignDpi))))
