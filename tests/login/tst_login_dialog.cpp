@@ -1,9 +1,9 @@
 // The requests of the sign-in dialog to the cloud service, and its reactions to the answers.
 #include "frame/VtServiceClient.h"
 #include "login/Login.h"
+#include "support/BoxScript.h"
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
-#include "support/ModalClicker.h"
 #include "widgets/CustomMessageBox.h"
 #include <QApplication>
 #include <QClipboard>
@@ -59,9 +59,9 @@ private:
 // Acts and confirms one tip. Returns its text; empty when there was none, or more than one.
 QString tipOf(const std::function<void()> &act)
 {
-    ModalClicker tips({"确定"});
+    BoxScript tips({"确定"});
     act();
-    return tips.isDone() ? tips.texts().value(0) : QString();
+    return tips.isDone() ? tips.texts.value(0) : QString();
 }
 } // namespace
 
@@ -390,7 +390,7 @@ void TestLoginDialog::quick()
     box(m_dialog, "accountAutoLogin")->setChecked(true);
     m_dialog->PasswordStateChanged();
     const TipProbe probe;
-    ModalClicker tips(tip.isEmpty() ? QStringList() : QStringList("确定"));
+    BoxScript tips(tip.isEmpty() ? QStringList() : QStringList("确定"));
     bool loggedBefore = false;
     m_notify->act = [&] { loggedBefore = m_log->has("快捷登录成功。"); };
     press(m_dialog, "qqButton");
@@ -409,7 +409,7 @@ void TestLoginDialog::quick()
     QVERIFY(calls("QueryQRCodeResult")[0].value("自动登录").toBool());
     login::processDeletions();
     QCOMPARE(m_dialog.isNull(), tip.isEmpty());
-    QVERIFY(!m_dialog || (m_dialog->isVisible() && tips.texts()[0].contains(tip) && m_notify->calls == 0));
+    QVERIFY(!m_dialog || (m_dialog->isVisible() && tips.texts[0].contains(tip) && m_notify->calls == 0));
 }
 
 void TestLoginDialog::quickAddress_data()
@@ -488,7 +488,7 @@ void TestLoginDialog::cancelledScan()
     press(notice, "cancelButton");
     QVERIFY(m_dialog->isVisible());
     QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "passwordEdit")); // the first empty field
-    ModalClicker tips({});
+    BoxScript tips(QStringList{});
     FakeClient::fake().releaseHangs();
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
     login::processDeletions();
@@ -656,12 +656,12 @@ void TestLoginDialog::keys()
     QApplication::sendEvent(password, &held);
     QVERIFY(calls("LoginByAccount").isEmpty());
     const TipProbe probe;
-    ModalClicker tips({"确定"});
+    BoxScript tips({"确定"});
     QTest::keyClick(password, Qt::Key_Return);
     QTest::keyClick(password, Qt::Key_Return);
     QVERIFY(calls("LoginByAccount").isEmpty()); // not from inside the line edit, which can be destroyed with the dialog
     QTRY_VERIFY(tips.isDone());
-    QVERIFY(tips.texts().value(0).contains("密码错"));
+    QVERIFY(tips.texts.value(0).contains("密码错"));
     QCOMPARE(probe.keys, QStringList("确定")); // the user waits for this box
     QCOMPARE(calls("LoginByAccount").size(), 1);
     QCOMPARE(m_dialog->focusWidget(), password);

@@ -4,9 +4,9 @@
 #include "login/Login.h"
 #include "login/LoginDialogCreator.h"
 #include "login/QueryQRCodeResult.h"
+#include "support/BoxScript.h"
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
-#include "support/ModalClicker.h"
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSemaphore>
@@ -200,7 +200,7 @@ void TestLoginLifetimes::duringTheCall()
         cursorThen = QApplication::overrideCursor();
         FakeClient::fake().releaseHangs();
     });
-    ModalClicker tips(survives && code != 4000 ? QStringList("确定") : QStringList());
+    BoxScript tips(survives && code != 4000 ? QStringList("确定") : QStringList());
     if (byReturn)
         signInByReturn("passwordEdit");
     else
@@ -221,7 +221,7 @@ void TestLoginLifetimes::duringTheCall()
 void TestLoginLifetimes::oneAttemptAtATime()
 {
     FakeClient::fake().queue("LoginByAccount", hanging(4000));
-    ModalClicker tips({"确定"});
+    BoxScript tips({"确定"});
     DuringTheCall act([&] {
         QVERIFY(!m_dialog->isEnabled());
         signIn();
@@ -240,7 +240,7 @@ void TestLoginLifetimes::oneAttemptAtATime()
     });
     signIn();
     QVERIFY(act.isDone() && tips.isDone());
-    QVERIFY(tips.texts()[0].contains("上一次登录尚未完成，请稍候再试。"));
+    QVERIFY(tips.texts[0].contains("上一次登录尚未完成，请稍候再试。"));
     QCOMPARE(login::calls("LoginByAccount").size(), 1);
     QVERIFY(login::calls("LoginByPhone").isEmpty() && login::calls("GetQRCodeUrl").isEmpty());
     login::settle();
@@ -261,7 +261,7 @@ void TestLoginLifetimes::cancelled()
 {
     QFETCH(int, code);
     FakeClient::fake().queue("LoginByAccount", hanging(code));
-    ModalClicker tips({"确定"});
+    BoxScript tips({"确定"});
     DuringTheCall act([] {
         QVERIFY(!login::shown<WaitNotice>());
         QTRY_VERIFY(login::shown<WaitNotice>());
@@ -271,7 +271,7 @@ void TestLoginLifetimes::cancelled()
     QVERIFY(act.isDone() && !login::shown<WaitNotice>());
     QVERIFY(m_dialog->isVisible() && m_dialog->isEnabled() && !QApplication::overrideCursor());
     signIn(); // the call is still under way
-    QVERIFY(tips.isDone() && tips.texts()[0].contains("上一次登录尚未完成"));
+    QVERIFY(tips.isDone() && tips.texts[0].contains("上一次登录尚未完成"));
     QCOMPARE(int(m_notify->calls), 0);
     FakeClient::fake().releaseHangs();
     login::settle();
@@ -423,7 +423,7 @@ void TestLoginLifetimes::closedUnderATip()
 // A closed dialog shows nothing and starts nothing.
 void TestLoginLifetimes::closedButNotDeletedYet()
 {
-    ModalClicker tips({});
+    BoxScript tips(QStringList{});
     m_dialog->close();
     m_dialog->close();
     m_dialog->showLoginTip("太迟", eTipError);
@@ -431,7 +431,7 @@ void TestLoginLifetimes::closedButNotDeletedYet()
     m_dialog->onAccountLoginBtn();
     m_dialog->onVerificationCodeLoginBtn();
     m_dialog->onQQLogin();
-    QVERIFY(m_dialog && tips.isDone() && tips.texts().isEmpty());
+    QVERIFY(m_dialog && tips.isDone() && tips.texts.isEmpty());
     QVERIFY(login::calls("LoginByAccount").isEmpty() && login::calls("LoginByPhone").isEmpty());
     login::ask(m_notify, "cad"); // opens another one
     QVERIFY(theDialog() && LoginDialogCreator::getInst()->DiaIsExist());

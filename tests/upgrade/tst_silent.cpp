@@ -1,8 +1,8 @@
 // The silent patch installation: its dialog, alone and owned by the manager, its thread, and the forced quit.
 #include "frame/VisualizedOperateManager.h"
+#include "support/BoxScript.h"
 #include "support/Packages.h"
 #include "support/SampleProgram.h"
-#include "upgrade/BoxScript.h"
 #include "upgrade/ForcedQuit.h"
 #include "upgrade/ProcessChecker.h"
 #include "upgrade/SilentInstallThread.h"

@@ -1,7 +1,7 @@
 #include "frame/VtServiceClient.h"
+#include "support/BoxScript.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
-#include "upgrade/BoxScript.h"
 #include "upgrade/ExplainItem.h"
 #include "upgrade/Records.h"
 #include "upgrade/UpdateCurExplainDialog.h"

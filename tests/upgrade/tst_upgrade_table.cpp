@@ -1,7 +1,7 @@
 // The online upgrade below its window: the polls of the service, their merging into the table, reports, cancelling, cells.
+#include "support/BoxScript.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
-#include "upgrade/BoxScript.h"
 #include "upgrade/Tasks.h"
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/controls/UpgradeProgress.h"

@@ -1,8 +1,8 @@
 // The online-upgrade window: from request to close, by mouse and keyboard, and
 // what dies while a box is open.
 #include "frame/VisualizedManager.h"
+#include "support/BoxScript.h"
 #include "support/FakeClient.h"
-#include "upgrade/BoxScript.h"
 #include "upgrade/Records.h"
 #include "upgrade/Tasks.h"
 #include "upgrade/UpgradeDialog.h"

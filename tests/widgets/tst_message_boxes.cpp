@@ -1,6 +1,6 @@
+#include "support/BoxScript.h"
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
-#include "upgrade/BoxScript.h"
 #include "widgets/BoxContent.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/TimingMessageBox.h"

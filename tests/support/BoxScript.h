@@ -21,6 +21,14 @@ public:
         m_timer.start(1);
     }
 
+    // Presses one button in each box.
+    explicit BoxScript(const QStringList &buttons)
+        : BoxScript(QList<Step>())
+    {
+        for (const QString &button : buttons)
+            m_steps.append(pressing(button));
+    }
+
     QStringList texts; // of the boxes, in order
     bool isDone() const { return m_steps.isEmpty() && unexpected == 0; }
     int unexpected = 0; // boxes without a step; they are rejected
@@ -47,7 +55,6 @@ private:
         m_last = box;
         const auto *text = box->findChild<QLabel *>(QStringLiteral("messageText"));
         texts.append(text ? text->text() : QString());
-        const QPointer<BoxScript> self(this);
         // From a shot of its own: a timer that is being served is silent in nested loops.
         QTimer::singleShot(0, this, &BoxScript::answer);
     }
