@@ -20,7 +20,7 @@ test=(
     libxcb1-dev libxcb-damage0-dev libxcb-xtest0-dev
     chromium chromium-driver
     python3-gi python3-selenium python3-xlib
-    xserver-xorg-core xserver-xorg-video-dummy
+    xcompmgr xserver-xorg-core xserver-xorg-video-dummy
 )
 # What the figures are compared with.
 bench=(dunst xfce4-notifyd)

@@ -1,32 +1,51 @@
 #pragma once
 
+#include <QByteArray>
 #include <QRect>
 #include <QString>
 #include <QVector>
+#include <xcb/xcb.h>
 
-// One window of any process as the X server reports it, to users, panels and scripts alike.
+// A connection of another client to the X server of DISPLAY. Its windows are destroyed with it.
+class XServer final
+{
+public:
+    XServer();
+    ~XServer() { xcb_disconnect(m_connection); }
+    Q_DISABLE_COPY(XServer)
+
+    bool isValid() const { return m_screen != nullptr; }
+    xcb_connection_t *connection() const { return m_connection; }
+    xcb_window_t root() const { return m_screen->root; }
+    xcb_atom_t atom(const QByteArray &name) const;
+    QByteArray property(xcb_window_t window, const QByteArray &name) const; // its first 4 KiB; empty without it
+    QVector<xcb_window_t> children(xcb_window_t window) const;              // in stacking order, the uppermost last
+    xcb_window_t parent(xcb_window_t window) const;                         // 0 of the root
+    xcb_window_t focus() const;                                             // after the server has done all before it
+
+    // Makes and maps a window; its parent is the root without another. A managed one can be moved by the window manager
+    // and reports key presses.
+    xcb_window_t open(const QRect &where, bool managed, xcb_window_t parent = 0) const;
+    void destroy(xcb_window_t window) const;
+
+private:
+    xcb_connection_t *const m_connection;
+    const xcb_screen_t *m_screen = nullptr;
+};
+
+// One window of any process as the X server reports it.
 struct XClient
 {
     quint32 id = 0; // 0: no window
     QString role;   // WM_WINDOW_ROLE
-    QString title;  // _NET_WM_NAME
-    QString instance, className;
     QRect geometry; // in device pixels of the root window, without a frame
-    quint32 pid = 0;
-    bool viewable = false; // mapped, and so are all its parents
     bool isNull() const { return id == 0; }
 };
 
 namespace xclients {
 
-// All windows that carry a role, mapped or not; each call asks the server.
-QVector<XClient> all();
-// The viewable window with this role other than `notThis`; a null client when there is none.
+// The viewable window with this role other than `notThis`; a null client when there is none. Each call asks the server.
 XClient byRole(const QString &role, quint32 notThis = 0);
-// The window under the keyboard focus or its nearest parent with a role; null when the focus is elsewhere.
-XClient focused();
-// The usable area of the first desktop (_NET_WORKAREA), the whole screen when no window manager tells it.
-QRect workArea();
 // Asks the window to close, as a window manager's close button does.
 void requestClose(quint32 id);
 

@@ -1,11 +1,10 @@
 #include "support/LogCatcher.h"
-#include "support/XReply.h"
+#include "support/XClients.h"
 #include "widgets/Toolkit.h"
 #include <QDialog>
 #include <QDir>
 #include <QTest>
 #include <limits>
-#include <xcb/xcb.h>
 
 #include <X11/Xlib.h>
 #undef None
@@ -14,46 +13,6 @@
 using ServiceVisualized::CToolkit;
 
 namespace {
-
-// Windows of another client of the X server, unmanaged so that they stay where they are put.
-class ForeignClient final
-{
-public:
-    ForeignClient()
-        : m_connection(xcb_connect(nullptr, nullptr))
-        , m_root(xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root)
-    {
-    }
-    ~ForeignClient() { xcb_disconnect(m_connection); }
-    Q_DISABLE_COPY(ForeignClient)
-
-    quint32 root() const { return m_root; }
-    quint32 make(const QRect &where, quint32 parent = 0)
-    {
-        const quint32 id = xcb_generate_id(m_connection);
-        const uint32_t unmanaged = 1;
-        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, id, parent ? parent : m_root, int16_t(where.x()),
-                          int16_t(where.y()), uint16_t(where.width()), uint16_t(where.height()), 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &unmanaged);
-        xcb_map_window(m_connection, id);
-        sync();
-        return id;
-    }
-    void destroy(quint32 id)
-    {
-        xcb_destroy_window(m_connection, id);
-        sync();
-    }
-
-private:
-    void sync()
-    {
-        const XReply<xcb_get_input_focus_reply_t> done(
-            xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-    }
-    xcb_connection_t *m_connection;
-    quint32 m_root;
-};
 
 void *handle(quintptr id)
 {
@@ -80,12 +39,12 @@ private slots:
 
     void centres()
     {
-        ForeignClient client;
+        XServer client;
         QDialog dialog;
         dialog.setGeometry(5, 6, 400, 300);
         const auto placed = [&](const QRect &parent, int offset) {
             const LogCatcher logs;
-            CToolkit::MoveToParentCenter(&dialog, handle(client.make(parent)), offset);
+            CToolkit::MoveToParentCenter(&dialog, handle(client.open(parent, false)), offset);
             const QString line = QStringLiteral("DPI:1 L:%1 T:%2").arg(parent.x()).arg(parent.y());
             return logs.texts(QtInfoMsg) == QStringList(line) ? dialog.geometry() : QRect();
         };
@@ -97,9 +56,9 @@ private slots:
     void nestedWindow()
     {
         // As below a window manager's frame: the origin counts from the root, not from the frame.
-        ForeignClient client;
-        const quint32 frame = client.make(QRect(300, 200, 820, 640));
-        const quint32 inner = client.make(QRect(10, 30, 800, 600), frame);
+        XServer client;
+        const quint32 frame = client.open(QRect(300, 200, 820, 640), false);
+        const quint32 inner = client.open(QRect(10, 30, 800, 600), false, frame);
         QDialog dialog;
         dialog.setGeometry(0, 0, 400, 300);
         CToolkit::MoveToParentCenter(&dialog, handle(inner), 0);
@@ -109,8 +68,8 @@ private slots:
     void unreadable_data()
     {
         QTest::addColumn<quint64>("id");
-        ForeignClient client;
-        const quint32 stale = client.make(QRect(10, 10, 100, 100));
+        XServer client;
+        const quint32 stale = client.open(QRect(10, 10, 100, 100), false);
         client.destroy(stale);
         QTest::newRow("stale") << quint64(stale);
         QTest::newRow("never an id") << quint64(0xffffffff);
@@ -133,16 +92,16 @@ private slots:
     {
         const XErrorHandler before = XSetErrorHandler(ourHandler);
         QDialog dialog;
-        ForeignClient client;
+        XServer client;
         CToolkit::MoveToParentCenter(&dialog, handle(0xffffffff), 0);
-        CToolkit::MoveToParentCenter(&dialog, handle(client.make(QRect(0, 0, 10, 10))), 0);
+        CToolkit::MoveToParentCenter(&dialog, handle(client.open(QRect(0, 0, 10, 10), false)), 0);
         QVERIFY(XSetErrorHandler(before) == &ourHandler);
     }
 
     void nothingLeaks()
     {
-        ForeignClient client;
-        const quint32 window = client.make(QRect(0, 0, 10, 10));
+        XServer client;
+        const quint32 window = client.open(QRect(0, 0, 10, 10), false);
         QDialog dialog;
         const int before = openFiles();
         for (int i = 0; i < 10; i++) {

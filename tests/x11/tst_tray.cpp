@@ -1,9 +1,8 @@
-// The online-upgrade window with a real tray, which may come late, go and come back, and with a real mouse.
+// The online-upgrade window with a real tray, which may come late, go and come back.
+#include "support/BoxScript.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
-#include "support/XClients.h"
 #include "support/XInput.h"
-#include "upgrade/BoxScript.h"
 #include "upgrade/Tasks.h"
 #include "upgrade/UpgradeDialog.h"
 #include <QMenu>
@@ -69,22 +68,6 @@ private slots:
         m_icon->contextMenu()->actions().at(1)->trigger();
         QVERIFY(boxes.isDone() && !m_dialog->isVisible());
         QTRY_VERIFY(!iconIsThere());
-    }
-
-    void realDrag()
-    {
-        m_dialog->showUpgradeDialog();
-        QVERIFY(QTest::qWaitForWindowActive(m_dialog));
-        const QPoint before(400, 300); // clear of everything else
-        m_dialog->move(before);
-        QTRY_COMPARE(xclients::byRole(QStringLiteral("CUpgradeDialog")).geometry.topLeft(), before);
-        const QPoint title = m_dialog->mapToGlobal(QPoint(300, 20));
-        m_input.move(title.x(), title.y());
-        m_input.press();
-        for (int step = 1; step <= 10; ++step)
-            m_input.move(title.x() + 12 * step, title.y() + 5 * step);
-        m_input.release();
-        QTRY_COMPARE(m_dialog->pos(), before + QPoint(120, 50));
     }
 
 private:

@@ -2,6 +2,7 @@
 #include "login/Login.h"
 #include "support/FakeClient.h"
 #include "support/LogCatcher.h"
+#include "support/XClients.h"
 #include "support/XInput.h"
 #include "support/XReply.h"
 #include "upgrade/CheckUpdateDial.h"
@@ -13,7 +14,6 @@
 #include "widgets/QuestionMessageBox.h"
 #include <QTest>
 #include <QWindow>
-#include <xcb/xcb.h>
 
 using namespace records_test;
 
@@ -23,44 +23,25 @@ namespace {
 class Other final
 {
 public:
-    Other()
-        : m_connection(xcb_connect(nullptr, nullptr))
-    {
-        const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
-        m_window = xcb_generate_id(m_connection);
-        const uint32_t values[] = {screen->white_pixel, XCB_EVENT_MASK_KEY_PRESS};
-        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, screen->root, 50, 50, 300, 200, 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK,
-                          values);
-        xcb_map_window(m_connection, m_window);
-        xcb_flush(m_connection);
-    }
-    ~Other() { xcb_disconnect(m_connection); }
-    Q_DISABLE_COPY(Other)
-
     bool hasFocus()
     {
-        const XReply<xcb_get_input_focus_reply_t> focus(
-            xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-        if (focus && focus->focus == m_window)
+        if (m_server.focus() == m_window)
             return true;
-        xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, m_window, XCB_CURRENT_TIME); // once it is mapped
-        xcb_flush(m_connection);
+        xcb_set_input_focus(m_server.connection(), XCB_INPUT_FOCUS_PARENT, m_window, XCB_CURRENT_TIME); // once mapped
+        xcb_flush(m_server.connection());
         return false;
     }
 
     int keys()
     {
-        while (xcb_generic_event_t *event = xcb_poll_for_event(m_connection)) {
+        while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(m_server.connection())})
             m_keys += (event->response_type & 0x7f) == XCB_KEY_PRESS ? 1 : 0;
-            free(event);
-        }
         return m_keys;
     }
 
 private:
-    xcb_connection_t *m_connection;
-    xcb_window_t m_window = 0;
+    const XServer m_server;
+    const xcb_window_t m_window = m_server.open(QRect(50, 50, 300, 200), true);
     int m_keys = 0;
 };
 

@@ -2,8 +2,8 @@
 // is drawn and its picture rests, saves the picture and prints the window's id. Exit 1: no such window in time.
 // winshot --close ID: asks that window to close.
 
-#include "support/Screenshot.h"
 #include "support/XClients.h"
+#include "winshot/Screenshot.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

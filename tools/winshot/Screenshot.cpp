@@ -1,4 +1,4 @@
-#include "support/Screenshot.h"
+#include "winshot/Screenshot.h"
 
 #include "support/XReply.h"
 
