@@ -125,6 +125,7 @@ private slots:
         // Only the assistant's exact name is left out here; the manager drops whatever contains it from its own count only.
         QCOMPARE(prompt.rowNames(), (QStringList{"新", "岚川软件助手 2", "旧"}));
         QVERIFY(prompt.testAttribute(Qt::WA_ShowWithoutActivating));
+        QVERIFY(prompt.row("新")->findChild<QLabel *>("updateTips")->toolTip().isEmpty());
         QCOMPARE(m_log->texts(QtInfoMsg),
                  (QStringList{"正在展示的需要更新软件信息数量:4", "自动检测升级显示软件:新",
                               "自动检测升级显示软件:岚川软件助手 2", "自动检测升级显示软件:旧"}));
@@ -201,6 +202,12 @@ private slots:
         QTest::mouseClick(prompt.row("乙"), Qt::LeftButton);
         QCOMPARE(border("乙"), marked);
         QVERIFY(border("甲") != marked);
+        const auto *name = prompt.row("甲")->findChild<QLabel *>("productName");
+        for (const QEvent::Type type : {QEvent::Enter, QEvent::Leave}) {
+            QEvent event(type);
+            QCoreApplication::sendEvent(prompt.row("甲"), &event);
+            QCOMPARE(name->styleSheet().isEmpty(), type == QEvent::Leave);
+        }
     }
 
     void updateRemovesTheRow()
@@ -352,6 +359,10 @@ private slots:
         QCOMPARE(prompt->pos(), start - QPoint(100, 30));
         prompt->setUserPlace(QPoint(-5000, -5000)); // on no screen
         QCOMPARE(prompt->pos(), start - QPoint(100, 30));
+        prompt->close();
+        sendCheck({released("丙")}); // the manager has forgotten the one that is still to be deleted
+        const auto prompts = windows<CCheckUpdateDial>();
+        QVERIFY(std::any_of(prompts.cbegin(), prompts.cend(), [&](auto *one) { return one->pos() == start; }));
     }
 
     void closingReachesTheManager()

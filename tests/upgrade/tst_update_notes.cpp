@@ -263,6 +263,7 @@ private slots:
 
     void downloadFailures()
     {
+        const BoxScript noBoxes({});
         FakeClient::fake().queue("StartDownload", {1009, "坏%1", {}, {}});
         made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
         FakeClient::fake().setAvailable(false);
@@ -276,6 +277,15 @@ private slots:
     void onePerProduct()
     {
         const BoxScript boxes({});
+        for (int i = 0; i < 80; ++i) { // closed windows do not count as open ones
+            QVariantMap record = i % 2 ? released(QString()) : withPatch();
+            record.insert("软件名称", QString::number(i));
+            send(i % 2 ? CVisualizedEvents::eShowUpgradeExplainDialog : CVisualizedEvents::eShowUpgradeCurExplainDialog,
+                 new CUpgradeExplainEveData(input({record})));
+            QVERIFY(onlyWindow<CUpdateExplainDial>());
+            onlyWindow<CUpdateExplainDial>()->close();
+            deliver();
+        }
         for (int i = 0; i < 10; ++i)
             sendNotes(withPatch());
         sendNotes(released("另一个"));
@@ -292,11 +302,13 @@ private slots:
     {
         sendNotes(withPatch());
         const QPointer<CUpdateExplainDial> old(onlyWindow<CUpdateExplainDial>());
-        QTimer::singleShot(0, qApp, [&] {
-            QVERIFY(onlyWindow<QuestionMessageBox>() || old->findChild<QuestionMessageBox *>());
+        BoxScript boxes({[](QDialog *box) {
+            const QPointer<QDialog> question(box);
             sendNotes(withPatch());
-        });
-        old->close(); // returns: the question is withdrawn
+            QTRY_VERIFY(!question || !question->isVisible()); // it is withdrawn
+        }});
+        old->close();
+        QVERIFY(boxes.isDone());
         deliver();
         QVERIFY(!old);
         QPointer<CUpdateExplainDial> now(onlyWindow<CUpdateExplainDial>());
