@@ -26,6 +26,13 @@ qint64 now()
     return QDateTime::currentMSecsSinceEpoch();
 }
 
+QString timeText(const QVariant &ms)
+{
+    if (ms.isNull())
+        return {};
+    return QDateTime::fromMSecsSinceEpoch(ms.toLongLong()).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+}
+
 Database::Database(const QString &file, const QStringList &schema, int version)
     : m_file(file)
     , m_connection(QStringLiteral("%1#%2").arg(file, QString::number(reinterpret_cast<quintptr>(this))))

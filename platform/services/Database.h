@@ -71,4 +71,7 @@ private:
 /// Milliseconds since 1970.
 qint64 now();
 
+/// A stored time as the services report it, "yyyy-MM-dd hh:mm:ss"; empty for none.
+QString timeText(const QVariant &ms);
+
 } // namespace tarn::services

@@ -54,13 +54,6 @@ QStringList schema()
     };
 }
 
-QString timeText(const QVariant &ms)
-{
-    if (ms.isNull())
-        return {};
-    return QDateTime::fromMSecsSinceEpoch(ms.toLongLong()).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
-}
-
 // The time by which messages are ordered: that of dateTime, or fallback when it has no known form.
 qint64 sortTime(const QString &dateTime, qint64 fallback)
 {

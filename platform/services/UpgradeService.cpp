@@ -8,7 +8,6 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
-#include <QDateTime>
 #include <QDir>
 #include <QMutex>
 #include <QSet>
@@ -37,10 +36,9 @@ QString identity(const Offer &offer)
 
 QVariantMap toMap(const UpgradeStore::Ignored &entry)
 {
-    const QString time = QDateTime::fromMSecsSinceEpoch(entry.time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
     return {{wire::ignored::Product, entry.offer.product}, {wire::ignored::Bits, entry.offer.bits},
             {wire::ignored::Kind, entry.offer.kind},       {wire::ignored::Item, entry.offer.item},
-            {wire::ignored::Version, entry.offer.version}, {wire::ignored::Time, time}};
+            {wire::ignored::Version, entry.offer.version}, {wire::ignored::Time, timeText(entry.time)}};
 }
 
 QVariantMap recordOf(const QVariantList &records, const QString &product)

@@ -9,7 +9,6 @@
 #include "services/cloud/RememberedSignIn.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
-#include <QDateTime>
 #include <QScopeGuard>
 #include <atomic>
 #include <memory>
@@ -53,11 +52,6 @@ QString pageOf(const QString &linkKey)
     if (linkKey == key::LinkForgetPassword)
         return QStringLiteral("/password");
     return linkKey == key::LinkBindAccount ? QStringLiteral("/account") : QString();
-}
-
-QString timeText(qint64 time)
-{
-    return QDateTime::fromMSecsSinceEpoch(time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
 }
 
 CallResult answerForName(bool known, const QString &name)
