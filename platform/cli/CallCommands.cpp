@@ -155,7 +155,7 @@ int callAndWait(rpc::Bag input, int seconds)
     return code == status::Ok ? notify.wait(connection, seconds) : code;
 }
 
-// What is wrong with the options of the sign-in; empty when all is well.
+// The reason why the options of the sign-in are wrong; empty when they are right.
 // @param seconds to wait, 0 for not at all
 QString readOptions(const Line &line, rpc::Bag *input, int *seconds)
 {

@@ -94,7 +94,7 @@ int wrongUsageOf(const QStringList &words, const QString &reason)
     return wrongUsage(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(words)));
 }
 
-// What is wrong with the number of positional arguments; empty when all is well.
+// The reason why the number of positional arguments is wrong; empty when it is right.
 QString miscount(const Command &command, const QStringList &given)
 {
     if (given.size() > command.arguments.size())

@@ -6,7 +6,7 @@
 
 /// Bags as JSON and back. What JSON cannot express is an object with one tag: {"$rect":[x,y,width,height]},
 /// {"$u64":"..."}, {"$i64":"..."}, {"$bytes":"<base64>"}. Integers become int where they fit, otherwise qlonglong.
-/// A bag's list stands under "$list" of the outermost object.
+/// A bag's list is under "$list" of the outermost object.
 namespace tarn::cli {
 
 /// @param error names the place: line and column of a syntax error, otherwise a path such as /软件/$rect/2

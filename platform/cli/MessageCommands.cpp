@@ -48,7 +48,7 @@ const QList<PushOption> &pushOptions()
     return options;
 }
 
-// What is wrong with the value of an option; empty when all is well.
+// The reason why the value of an option is wrong; empty when it is right.
 QString readPushOption(const QString &key, const QString &text, QVariant *value)
 {
     *value = text;

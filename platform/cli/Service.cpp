@@ -26,7 +26,7 @@ QString noHubAdvice()
                      : QStringLiteral("start \"visualized-host\", or \"ServiceHub quickboot\" for the services alone");
 }
 
-// The way out when the hub answers and the object does not.
+// The advice when the hub answers and the object does not.
 QString absentAdvice(const Service &service)
 {
     if (service.tag != VisualizedService.tag)

@@ -18,7 +18,7 @@ inline const Service MessageService{link::wire::MessageTag, QStringLiteral("the 
 inline const Service UpgradeService{link::wire::UpgradeTag, QStringLiteral("the upgrade service")};
 inline const Service CloudService{link::wire::CloudTag, QStringLiteral("the cloud account service")};
 
-/// Prints the reason why a call did not reach its object, and the way out.
+/// Prints the reason why a call did not reach its object, and the command that helps.
 /// @return the exit code
 int explainFailure(const rpc::CallResult &result, const Service &service);
 

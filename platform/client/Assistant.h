@@ -11,7 +11,7 @@
 namespace tarn::client {
 
 // Milliseconds. Windows wait for most calls on the GUI thread.
-constexpr int LookUpTimeout = 3000; ///< answered from what the service has at hand
+constexpr int LookUpTimeout = 3000; ///< the service answers from memory or its database
 constexpr int ListTimeout = 5000;   ///< all pages of a list
 constexpr int ActionTimeout = 5000;
 constexpr int SignInTimeout = 30000; ///< not called on a GUI thread

@@ -27,7 +27,7 @@ bool s_place = false;
 int pipeEnds[2] = {-1, -1};
 unsigned patience = 0;
 
-/// "2026-01-31 13:05:07", formatted once a second: the zone's file is looked at each time.
+/// "2026-01-31 13:05:07", formatted once a second, since each time reads the state of the zone's file.
 const char *secondText(time_t second)
 {
     static thread_local time_t last = 0;
@@ -159,7 +159,7 @@ void prepareProgram(bool place, bool verbose)
         handle(each, [](int) {});
     raiseDescriptorLimit();
     demandThreads();
-    if (!verbose) // the RPC core's lines have a switch of their own
+    if (!verbose) // the RPC core's lines have their own switch, RpcLog
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\ntarn.rpc.debug=true"));
     qInstallMessageHandler(&writeLog);
 }

@@ -1,7 +1,7 @@
 #pragma once
 #include "tarn/osgi/IBundleContext.h"
 
-/// What this host tells a bundle about itself.
+/// The facts about a bundle that this host passes to it.
 class BundleContext final : public tarn::osgi::IBundleContext
 {
 public:

@@ -21,7 +21,7 @@ public:
     explicit PluginHost(QObject *parent = nullptr);
     ~PluginHost() override;
 
-    /// Loads every plug-in of the directory that passes the metadata check; what is refused is logged with the reason.
+    /// Loads every plug-in of the directory that passes the metadata check; the reason for each refusal is logged.
     /// @return number of plug-ins loaded
     int load(const QString &directory);
     /// Starts the bundles, then constructs the creator of the visualized service and has it create the service. When that

@@ -57,7 +57,7 @@ void nameApplication()
     QCoreApplication::setApplicationVersion(QStringLiteral("1.0.0"));
 }
 
-/// Help and version are told without a display.
+/// Prints help and version also without a display.
 void answerWithoutDisplay(int argc, char **argv)
 {
     for (const char *name : {"--help", "-h", "--help-all", "--version", "-v"}) {

@@ -16,7 +16,7 @@ public:
     bool reserve(QString *error);
     quint16 port() const { return m_port; }
     QString lockFile() const { return m_lockFile; }
-    /// Whether the lock file is still in its place; otherwise another hub can start beside this one.
+    /// Whether the lock file still has its path; otherwise another hub can start beside this one.
     bool isInPlace() const;
 
 private:

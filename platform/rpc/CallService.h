@@ -7,7 +7,7 @@
 
 namespace tarn::rpc {
 
-/// The Invoker service of a process. Its one method is served as a stream of one message: so a call can be carried out in
+/// The Invoker service of a process. Its one method is served as a stream of one message: so a call can be executed in
 /// the thread that has read it and still learn of its cancellation. The endpoint registers the service's name beside it,
 /// for reflection.
 class CallService final : public grpc::CallbackGenericService

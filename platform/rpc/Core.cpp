@@ -226,7 +226,7 @@ void Rpc::Private::delist(AdapterState &adapter)
         m_servants->remove(servant.first);
 }
 
-/// Tells the hub what is to be registered now.
+/// Sends the hub the set of objects to be registered.
 RpcError Rpc::Private::publish()
 {
     const QMutexLocker order(&m_publishing);

@@ -49,7 +49,7 @@ public:
     }
     void OnDone(const grpc::Status &status) override
     {
-        const std::shared_ptr<Stream> self = std::move(m_self); // dies last
+        const std::shared_ptr<Stream> self = std::move(m_self); // destroyed last
         report(Ended, status);
     }
 

@@ -12,7 +12,7 @@ namespace {
 
 const std::string CallMethod = "/tarn.v1.Invoker/Call";
 
-/// Answers that say for certain that the operation was not carried out.
+/// Answers which prove that the operation was not executed.
 bool neverArrived(const grpc::Status &status)
 {
     return status.error_code() == grpc::StatusCode::FAILED_PRECONDITION ||

@@ -15,7 +15,7 @@ struct RegistryEntry
     quint64 lease = 0; ///< the stream that holds the entry
 };
 
-/// What the hub knows. Thread-safe.
+/// The registered objects of all processes. Thread-safe.
 class Registry
 {
 public:

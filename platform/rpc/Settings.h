@@ -28,8 +28,8 @@ struct Settings
     static bool parse(const QHash<QString, QString> &table, Settings *to, QString *error);
 };
 
-/// Time in ms after which a silent peer is given up: environment TARN_LEASE_MS, 200 to 60000, otherwise 10000. A third
-/// of it again is what the peer has to answer a ping.
+/// Time in ms after which a silent peer is pinged: environment TARN_LEASE_MS, 200 to 60000, otherwise 10000. It has half of
+/// that time to answer, and a new connection as long to finish its handshake.
 int leaseMs();
 
 } // namespace tarn::rpc

@@ -4,7 +4,7 @@
 
 namespace tarn::rpc {
 
-/// Where incoming calls are carried out, "ThreadNum" at once: one in the gRPC thread that has read it, which saves two
+/// The threads that execute incoming calls, "ThreadNum" at once: one in the gRPC thread that has read it, which saves two
 /// thread switches and is nearly always enough, the others in a pool with a bounded queue. gRPC has two such threads or
 /// more, so that one is left to read and to notice callers that go. Threads that have nothing to do end after a while.
 /// Thread-safe.

@@ -156,7 +156,7 @@ void TestServiceManager::testAddress()
     const HubSegment hub("40123");
     int size = 0;
     const auto addressUsed = [&](const QString &address, const QString &line) {
-        // QSettings goes by size and time to the millisecond when it looks for a change.
+        // QSettings compares size and time (in milliseconds) to notice a change.
         const QByteArray filling(100 * ++size, '-');
         write(besideProgram("RpcTestIp.ini"), "[config]\nTestIp=" + address.toUtf8() + "\n;" + filling + "\n");
         CServiceManager::ReleaseInstance();

@@ -12,7 +12,7 @@ using namespace tarn;
 
 namespace {
 
-/// What the work writes to standard error, line by line.
+/// The lines that the work writes to standard error.
 QStringList written(const std::function<void()> &work)
 {
     QTemporaryFile file;
@@ -47,7 +47,7 @@ int statusOf(const std::function<void()> &work)
 
 } // namespace
 
-// What the platform's programs have in common.
+// Start, end and log of the platform's programs.
 class TestProgram final : public QObject
 {
     Q_OBJECT

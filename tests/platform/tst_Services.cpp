@@ -23,7 +23,7 @@ namespace {
 
 constexpr int RestartTimeout = 20000;
 
-/// Stores messages with a receipt each, as fast as the service answers, and remembers what it was told is stored.
+/// Stores messages with a receipt each, as fast as the service answers, and remembers the confirmed ones.
 class Writer final : public QThread
 {
 public:

@@ -25,7 +25,7 @@ rpc::CallResult accept(const QString &, const rpc::Bag &)
 
 } // namespace
 
-// What a user and a script get to see: exit codes, standard output for answers, standard error for the rest.
+// The view of a user and a script: exit codes, standard output for answers, standard error for the rest.
 class TestTarnctl final : public QObject
 {
     Q_OBJECT
@@ -197,7 +197,7 @@ void TestTarnctl::imports()
     QCOMPARE(run(import, R"({"a":1})").exitCode, 2);
     QCOMPARE(run(import, "[1]").exitCode, 2);
     QCOMPARE(run("message list --json").out, QByteArray("[]\n"));
-    // More than one call can carry; what is listed can be taken back.
+    // More than one call can carry; a list can be imported again.
     QByteArray many = "{\"messages\":[{\"MsgId\":\"large\",\"MsgContent\":\"" + QByteArray(1024 * 1024, 'x') + "\"}";
     for (int i = 0; i < 1200; ++i)
         many += ",{\"MsgTitle\":\"" + QByteArray::number(i) + "\"}";

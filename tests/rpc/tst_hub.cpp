@@ -59,7 +59,7 @@ private:
     std::unique_ptr<Sandbox> m_box;
 };
 
-/// What a hub that cannot start says; null when it does not end.
+/// Exit code and output of a hub that cannot start; null when it does not end.
 QString tst_Hub::outputOf(const ProcessPtr &hub)
 {
     hub->start();
@@ -111,7 +111,7 @@ void tst_Hub::staleSegmentIsTakenOver()
     QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), port);
     m_box->hub()->terminate();
     QVERIFY(m_box->hub()->waitForFinished());
-    QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // nobody believes in it
+    QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // withdrawn
 }
 
 void tst_Hub::socketsOfTheDeadAreSwept()

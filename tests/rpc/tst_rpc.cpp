@@ -224,7 +224,7 @@ void tst_Rpc::callsEndEarly()
     peer->kill();
     caller.join();
     QCOMPARE(code, int(RpcError::NoConnection));
-    QTRY_VERIFY(!proxy("a")); // its lease has gone
+    QTRY_VERIFY(!proxy("a")); // its lease has ended
     QCOMPARE(getRpcLastError().code, int(RpcError::NotFound));
 }
 

@@ -1,5 +1,5 @@
 // A foreign client: generated code and gRPC only, no library of the platform. Speaks to a rpcpeer process, friendly and
-// hostile, and watches that it goes on serving in little memory.
+// hostile, and checks that it continues to serve in little memory.
 #include "support/Sandbox.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include "tarn/v1/invoker.grpc.pb.h"

@@ -18,7 +18,7 @@ struct Behaviour
     bool activeSucceeds = true;
     QStringList throwing;                                                  // names of calls that throw, e.g. "active"
     tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
-    // By tag; what is not listed is not found.
+    // By tag; no other object is found.
     QHash<QString, QSharedPointer<tarn::rpc::RpcProxy>> proxies;
 };
 

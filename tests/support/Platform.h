@@ -3,8 +3,8 @@
 
 namespace tarn::test {
 
-/// A sandbox with the real services and the command line; a client inside the test meets the same hub. What the programs
-/// write goes to the test's standard error output.
+/// A sandbox with the real services and the command line; a client inside the test meets the same hub. The programs
+/// write to the test's standard error output.
 class Platform : public Sandbox
 {
 public:

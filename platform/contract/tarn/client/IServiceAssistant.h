@@ -1,7 +1,7 @@
 #pragma once
 #include <QString>
 
-/// What the four service assistants have in common. The client library owns them; all members may be called from any
+/// The common part of the four service assistants. The client library owns them; all members may be called from any
 /// thread. A service call blocks the calling thread until the service has answered or the deadline has passed.
 class IServiceAssistant
 {

@@ -4,7 +4,7 @@
 
 namespace tarn::osgi {
 
-/// What the host tells a bundle about itself. Owned by the host; valid from start() to the end of stop().
+/// The facts about a bundle that its host passes to it. Owned by the host; valid from start() to the end of stop().
 class IBundleContext
 {
 public:

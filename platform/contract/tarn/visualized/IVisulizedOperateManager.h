@@ -24,7 +24,7 @@ public:
 
     virtual bool QueryYunLoginDialogState(QSharedPointer<ICloudService_InputArgs> input,
                                           QSharedPointer<ICloudService_OutputArgs> output) = 0;
-    /// @param notify told when the user has signed in; may be null
+    /// @param notify its AfterLogin() is called when the user has signed in; may be null
     virtual bool ShowCloudLogin(QSharedPointer<ICloudService_InputArgs> input,
                                 QSharedPointer<ICloudService_OutputArgs> output,
                                 QSharedPointer<ICloudLoginNotify> notify) = 0;

@@ -4,7 +4,7 @@
 
 class QSocketNotifier;
 
-/// What the platform's programs have in common.
+/// The common start, end and log of the platform's programs.
 namespace tarn::core {
 
 /// First in main(), before any thread starts: a closed pipe and a file at its size limit become errors of the call
@@ -17,8 +17,8 @@ TARN_CORE_EXPORT void prepareProgram(bool place, bool verbose);
 /// Whether "--verbose" or "--help" and the like is among the arguments; for what must be known before the parser runs.
 TARN_CORE_EXPORT bool hasArgument(int argc, char **argv, const char *name);
 
-/// One line of a log on standard error: local time, level, place and text. A text of more than 4 KiB is cut and its
-/// length told. QT_MESSAGE_PATTERN replaces the form. Any thread; follows a change of the time zone within a second.
+/// One line of a log on standard error: local time, level, place and text. A text of more than 4 KiB is cut, with its
+/// length after it. QT_MESSAGE_PATTERN replaces the form. Any thread; follows a change of the time zone within a second.
 TARN_CORE_EXPORT void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &message);
 
 /// SIGTERM, SIGINT and SIGHUP as a Qt signal. One object per process. Handlers and not a blocked mask, since programs

@@ -1,8 +1,8 @@
 #pragma once
 #include <QString>
 
-/// What the reference cloud account service offers beyond the operations of ICloudServiceAssistant. All names are those
-/// on the wire; the service's tag stands in MessageWire.h, the other keys in tarn/cloud/CloudKeys.h.
+/// Operations of the reference cloud account service beyond the operations of ICloudServiceAssistant. All names are those
+/// on the wire; the service's tag is in MessageWire.h, the other keys in tarn/cloud/CloudKeys.h.
 namespace tarn::link::wire {
 
 namespace method {

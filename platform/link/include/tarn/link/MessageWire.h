@@ -1,7 +1,7 @@
 #pragma once
 #include <QString>
 
-/// What the reference message service offers beyond the operations of IMessageServiceAssistant. All names are those
+/// Operations of the reference message service beyond the operations of IMessageServiceAssistant. All names are those
 /// on the wire.
 namespace tarn::link::wire {
 

@@ -1,19 +1,19 @@
 #pragma once
 #include <QString>
 
-/// What the reference upgrade service offers beyond the operations of IUpgradeServiceAssistant. All names are those on
-/// the wire; the service's tag stands in MessageWire.h.
+/// Operations of the reference upgrade service beyond the operations of IUpgradeServiceAssistant. All names are those on
+/// the wire; the service's tag is in MessageWire.h.
 namespace tarn::link::wire {
 
 namespace method {
-/// Compares the catalogue with what is installed and has the visualized service show what is new. Input: Show (bool,
+/// Compares the catalogue with the installed products and has the visualized service show the updates. Input: Show (bool,
 /// true without it). Output: Offered (int), Shown, ShowError; list: the update records.
 inline const QString AnnounceUpdates = QStringLiteral("AnnounceUpdates");
-/// Has the update notes of one product shown, also of what is ignored. Input: "软件名称". Output: Shown, ShowError.
+/// Has the update notes of one product shown, also of an ignored update. Input: "软件名称". Output: Shown, ShowError.
 inline const QString ShowNotes = QStringLiteral("ShowUpdateNotes");
 /// No input. Output: Ignores and Tasks (lists of maps, keys below and those of a task).
 inline const QString UpgradeStatus = QStringLiteral("GetUpgradeStatus");
-/// Input: "软件名称", empty for all. What is ignored is offered again. Output: Removed (int).
+/// Input: "软件名称", empty for all. The ignored updates are offered again. Output: Removed (int).
 inline const QString ForgetIgnores = QStringLiteral("ForgetIgnores");
 /// Downloads the patch of a product's installed version, has the visualized service show its silent installation and
 /// installs it; answers when that is over. Input: "软件名称", KillRunning (bool: ends the product's program, which is

@@ -4,7 +4,7 @@
 
 namespace tarn::rpc {
 
-/// What a served object may ask about the call it is carrying out.
+/// The call that a served object is carrying out.
 class ICallContext
 {
 public:
