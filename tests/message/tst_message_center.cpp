@@ -61,6 +61,7 @@ private slots:
             const LogCatcher log;
             ways[i](one);
             QVERIFY(one->isExpanded() && !hasDot(one));
+            QCOMPARE(arrow(one)->accessibleName(), QString("收起"));
             QTRY_COMPARE(item(window, i + 1)->y() - one->geometry().bottom(), gap);
             ways[i](one);
             QVERIFY(!one->isExpanded());

@@ -60,6 +60,9 @@ private slots:
                 QVERIFY2(label.fontMetrics().horizontalAdvance(line) <= 200, qPrintable(line));
         }
         QVERIFY(CreateAbbreviationString("无处可放", label.font(), nullptr).size() < 20);
+        QTextEdit edit("甲<br>乙<br>丙");
+        QCOMPARE(GetLineCount("<b>一</b>\n二", &edit), 2);
+        QCOMPARE(GetLineCount(QString(), &edit), 3); // its own text, which it keeps
     }
 
     void hostileBodies_data()

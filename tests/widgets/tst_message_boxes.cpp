@@ -89,6 +89,7 @@ private slots:
         QVERIFY(tabTo(area));
         QTest::keyClick(area, Qt::Key_PageDown);
         QVERIFY(area->verticalScrollBar()->value() > 0);
+        QCOMPARE(area->verticalScrollBar()->contextMenuPolicy(), Qt::PreventContextMenu); // it would be in English
     }
 
     // Exactly, also over a frameless window; and never outside of the screen.
