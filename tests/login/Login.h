@@ -35,20 +35,14 @@ struct Notify final : ICloudLoginNotify
     std::function<void()> act; // on the calling thread
 };
 
-inline CCustomLineEdit *edit(const QWidget *dialog, const char *name)
+template <class Child>
+Child *child(const QWidget *dialog, const char *name)
 {
-    return dialog->findChild<CCustomLineEdit *>(QLatin1String(name));
+    return dialog->findChild<Child *>(QLatin1String(name));
 }
-
-inline QPushButton *button(const QWidget *dialog, const char *name)
-{
-    return dialog->findChild<QPushButton *>(QLatin1String(name));
-}
-
-inline QCheckBox *box(const QWidget *dialog, const char *name)
-{
-    return dialog->findChild<QCheckBox *>(QLatin1String(name));
-}
+constexpr auto edit = child<CCustomLineEdit>;
+constexpr auto button = child<QPushButton>;
+constexpr auto box = child<QCheckBox>;
 
 inline void press(const QWidget *dialog, const char *name)
 {
@@ -90,17 +84,23 @@ inline void ask(const QSharedPointer<ICloudLoginNotify> &notify, const QString &
                                         new CCloudLoginEventData(input, notify, false, 0)));
 }
 
-// The one visible window of a class; null when there is none.
+// A window of a class, also a closing one; null when there is none.
 template <class Window>
-Window *shown()
+Window *window()
 {
     const QWidgetList all = QApplication::topLevelWidgets();
     for (QWidget *widget : all) {
-        auto *window = qobject_cast<Window *>(widget);
-        if (window && window->isVisible())
-            return window;
+        if (auto *found = qobject_cast<Window *>(widget))
+            return found;
     }
     return nullptr;
+}
+
+// The notice of a wait while it is visible; otherwise null.
+inline QWidget *notice()
+{
+    QWidget *found = window<tarn::visualized::WaitNotice>();
+    return found && found->isVisible() ? found : nullptr;
 }
 
 // Until every call has come back, its outcome has been noticed and the callers have been notified.

@@ -4,57 +4,22 @@
 #include "support/BoxScript.h"
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
-#include "widgets/CustomMessageBox.h"
-#include <QApplication>
 #include <QClipboard>
 #include <QTimer>
-#include <functional>
-#include <memory>
 #include <pthread.h>
 
-using login::box;
-using login::button;
-using login::calls;
-using login::edit;
-using login::fill;
-using login::press;
+using namespace login;
 
 namespace {
 constexpr char Phone[] = "13800138000";
 constexpr char OneTimeCode[] = "246810";
 constexpr char Token[] = "tok-en-9f8e";
 constexpr char Page[] = "https://cloud.example/qr/ticket";
+constexpr char BindingPage[] = "https://cloud.example/bind?a=1&b=2";
 const QString Password = QString("S3cret'\"%1 ").repeated(1000);
 const QString Account = QString("a'\"%1") + QChar(0) + "</b>";
 
 constexpr CQueryQRCodeResult::Rhythm Fast{1, 1, 3};
-
-// Records the buttons of message boxes that a key would press.
-class TipProbe final : public QObject
-{
-public:
-    TipProbe() { qApp->installEventFilter(this); }
-    QStringList keys;
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        auto *box = event->type() == QEvent::Show ? qobject_cast<CustomMessageBox *>(watched) : nullptr;
-        if (box) // when it is shown, before a click gives the focus to a button
-            QMetaObject::invokeMethod(
-                box, [this, box] { look(box); }, Qt::QueuedConnection);
-        return false;
-    }
-
-private:
-    void look(const QWidget *box)
-    {
-        for (const auto *button : box->findChildren<QPushButton *>()) {
-            if (button->isDefault() || box->focusWidget() == button)
-                keys << button->text();
-        }
-    }
-};
 
 // Acts and confirms one tip. Returns its text; empty when there was none, or more than one.
 QString tipOf(const std::function<void()> &act)
@@ -63,7 +28,60 @@ QString tipOf(const std::function<void()> &act)
     act();
     return tips.isDone() ? tips.texts.value(0) : QString();
 }
+
+void offerPage(const QVariant &address = Page, int code = 4000)
+{
+    FakeClient::fake().queue("GetQRCodeUrl", {code, {}, {{"QRCODE_url", address}}});
+}
+
+struct Memory
+{
+    int code;
+    QVariantMap stored;
+    QString state; // tab, auto, password box and field, phone box and field, account
+    QString log = {};
+};
+
+struct Answer
+{
+    QByteArray button;
+    int code;
+    QString error;
+    QString tip;
+    QString log;         // lines, joined
+    bool closes = false; // and notifies the caller
+};
+
+struct Scan
+{
+    QList<int> codes;
+    QString error;
+    QString tip; // empty: signed in
+    QString log; // lines, joined
+};
+
+struct Link
+{
+    QString atOpening;
+    QString atClick;
+    QString log;      // lines, joined
+    QString tip = {}; // empty: opens
+    bool browser = true;
+};
+
+// Rows of one column, "row".
+template <class Row>
+void addRows(std::initializer_list<std::pair<const char *, Row>> rows)
+{
+    QTest::addColumn<Row>("row");
+    for (const auto &[name, row] : rows)
+        QTest::newRow(name) << row;
+}
 } // namespace
+Q_DECLARE_METATYPE(Memory)
+Q_DECLARE_METATYPE(Answer)
+Q_DECLARE_METATYPE(Scan)
+Q_DECLARE_METATYPE(Link)
 
 class TestLoginDialog final : public QObject
 {
@@ -77,18 +95,16 @@ private slots:
     void remembered();
     void answers_data();
     void answers();
-    void phoneNumber_data();
     void phoneNumber();
     void countdown();
     void quick_data();
     void quick();
-    void quickAddress_data();
     void quickAddress();
-    void newAttemptStopsThePoller_data();
-    void newAttemptStopsThePoller();
+    void pollerAlone();
+    void successOfAStoppedPoller_data();
+    void successOfAStoppedPoller();
     void cancelledScan();
     void pollerThatCannotStart();
-    void closedBeforeTheResultCame();
     void tipsNobodyAskedFor();
     void links_data();
     void links();
@@ -104,7 +120,7 @@ private:
     }
 
     QPointer<CYunLoginDialog> m_dialog;
-    QSharedPointer<login::Notify> m_notify;
+    QSharedPointer<Notify> m_notify;
     std::unique_ptr<LogCatcher> m_log;
     std::unique_ptr<LinkTaker> m_browser; // null: no program opens web pages
     QStringList m_wholeLog, m_randomCodes;
@@ -114,8 +130,8 @@ void TestLoginDialog::init()
 {
     FakeClient::fake().reset();
     m_log = std::make_unique<LogCatcher>();
-    m_notify = QSharedPointer<login::Notify>::create();
-    m_browser = std::make_unique<LinkTaker>(QStringList{"http", "https", "file", "javascript"});
+    m_notify = QSharedPointer<Notify>::create();
+    m_browser = std::make_unique<LinkTaker>(QStringList{"http", "https", "file"});
 }
 
 void TestLoginDialog::cleanup()
@@ -124,8 +140,8 @@ void TestLoginDialog::cleanup()
     for (const QVariantMap &values : calls("GetQRCodeUrl"))
         m_randomCodes << values.value("随机码").toString();
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
-    login::processDeletions();
-    login::settle();
+    processDeletions();
+    settle();
     CVtServiceClient::ReleaseInstance();
     m_wholeLog << m_log->texts();
     m_log.reset();
@@ -163,112 +179,103 @@ QStringList TestLoginDialog::ours() const
 
 void TestLoginDialog::remembered_data()
 {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QVariantMap>("memory");
-    QTest::addColumn<QString>("state"); // tab, auto, password box and field, phone box and field, account
-    QTest::addColumn<QString>("log");
-    const auto row = [](const char *name, int code, const QVariantMap &memory, const QString &state,
-                        const QString &log = {}) { QTest::newRow(name) << code << memory << state << log; };
-    row("nothing", 4000, {}, "1 0 00 00 z");
-    row("phone", 4000, {{"LOGINMODEL", 0}, {"REMPHONE", true}}, "1 0 00 11 z");
-    row("account", 4000, {{"LOGINMODEL", 1}, {"REMPASSWORD", true}}, "0 0 11 00 z");
-    row("no number", 4000, {{"LOGINMODEL", QVariantList{1}}}, "1 0 00 00 z");
-    row("auto", 4000, {{"AUTOLOGIN", true}, {"REMPHONE", true}}, "1 1 10 11 z");
-    row("4012", 4012, {{"REMPHONE", true}}, "0 0 00 00 ",
-        "【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：4012，错误信息为：坏了 %2");
-    row("4002", 4002, {}, "0 0 00 00 ",
-        "【获取记忆的云账号登录信息】获取失败，返回错误码为：4002，错误信息为：坏了 %2");
+    addRows<Memory>({
+        {"phone", {4000, {{"LOGINMODEL", 0}, {"REMPHONE", true}}, "1 0 00 11 z"}},
+        {"account", {4000, {{"LOGINMODEL", 1}, {"REMPASSWORD", true}}, "0 0 11 00 z"}},
+        {"no number", {4000, {{"LOGINMODEL", QVariantList{1}}}, "1 0 00 00 z"}},
+        {"auto", {4000, {{"AUTOLOGIN", true}, {"REMPHONE", true}}, "1 1 10 11 z"}},
+        {"lost",
+         {4012,
+          {{"REMPHONE", true}},
+          "0 0 00 00 ",
+          "【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：4012，错误信息为：坏了 %2"}},
+        {"refused",
+         {4002, {}, "0 0 00 00 ", "【获取记忆的云账号登录信息】获取失败，返回错误码为：4002，错误信息为：坏了 %2"}},
+    });
 }
 
 void TestLoginDialog::remembered()
 {
-    QFETCH(int, code);
-    QFETCH(QVariantMap, memory);
-    for (const auto &[key, value] : {std::pair("ACCOUNT", "z"), std::pair("PASSWORD", "p"), std::pair("PHONE", "1")})
-        memory.insert(QLatin1String(key), QLatin1String(value));
-    FakeClient::fake().queue("GetMemoryLoginInfo", {code, "坏了 %2", memory});
+    QFETCH(Memory, row);
+    row.stored.insert(QVariantMap{{"ACCOUNT", "z"}, {"PASSWORD", "p"}, {"PHONE", "1"}});
+    FakeClient::fake().queue("GetMemoryLoginInfo", {row.code, "坏了 %2", row.stored});
     open();
-    QTEST(ours().join('|'), "log");
+    QCOMPARE(ours().join('|'), row.log);
     QCOMPARE(calls("GetLinkAddress").size(), 3); // also when the service could not be reached before
-    QCOMPARE(box(m_dialog, "accountAutoLogin")->isChecked(), box(m_dialog, "phoneAutoLogin")->isChecked());
-    QTEST(QString("%1 %2 %3%4 %5%6 %7")
-              .arg(m_dialog->findChild<QTabWidget *>()->currentIndex())
-              .arg(box(m_dialog, "accountAutoLogin")->isChecked())
-              .arg(box(m_dialog, "rememberPassword")->isChecked())
-              .arg(edit(m_dialog, "passwordEdit")->text().size())
-              .arg(box(m_dialog, "rememberPhone")->isChecked())
-              .arg(edit(m_dialog, "phoneEdit")->text().size())
-              .arg(edit(m_dialog, "accountEdit")->text()),
-          "state");
-    for (const bool on : {true, false}) { // the remember box follows the auto box, not the other way round
-        box(m_dialog, "accountAutoLogin")->setChecked(on);
-        QCOMPARE(box(m_dialog, "rememberPassword")->isChecked(), on);
+    const QString state = QString("%1 %2 %3%4 %5%6 %7")
+                              .arg(m_dialog->findChild<QTabWidget *>()->currentIndex())
+                              .arg(box(m_dialog, "accountAutoLogin")->isChecked())
+                              .arg(box(m_dialog, "rememberPassword")->isChecked())
+                              .arg(edit(m_dialog, "passwordEdit")->text().size())
+                              .arg(box(m_dialog, "rememberPhone")->isChecked())
+                              .arg(edit(m_dialog, "phoneEdit")->text().size())
+                              .arg(edit(m_dialog, "accountEdit")->text());
+    QCOMPARE(state, row.state);
+    QCOMPARE(box(m_dialog, "phoneAutoLogin")->isChecked(), box(m_dialog, "accountAutoLogin")->isChecked());
+    for (const auto &[automatic, remember] :
+         {std::pair("accountAutoLogin", "rememberPassword"), std::pair("phoneAutoLogin", "rememberPhone")}) {
+        for (const bool on : {true, false}) { // the remember box follows the auto box, not the other way round
+            box(m_dialog, automatic)->setChecked(on);
+            QCOMPARE(box(m_dialog, remember)->isChecked(), on);
+        }
+        box(m_dialog, remember)->setChecked(true);
+        QVERIFY(!box(m_dialog, automatic)->isChecked());
     }
-    box(m_dialog, "rememberPhone")->setChecked(true);
-    QCOMPARE(box(m_dialog, "phoneAutoLogin")->isChecked(), memory.contains("AUTOLOGIN"));
 }
 
 void TestLoginDialog::answers_data()
 {
-    QTest::addColumn<QByteArray>("button");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<QString>("tip");
-    QTest::addColumn<QString>("log"); // lines, joined
-    QTest::addColumn<bool>("closes"); // and notifies the caller
-    const auto row = [](const char *button, int code, const QString &error, const QString &tip, const QString &log,
-                        bool closes = false) {
-        QTest::addRow("%s %d%s", button, code, error.isEmpty() ? ", no text" : "")
-            << QByteArray(button) << code << error << tip << log << closes;
-    };
     const QString begun = "开始登录云账号|";
     const QString failed = begun + "【账号密码登录】登录失败，返回错误码为：";
-    const QString user = QString(Account).replace(QChar(0), ' '); // as the log writes it
-    row("accountLoginButton", 4000, "", "", begun + "用户" + user + "登录成功|开始通知云登录后事件", true);
-    row("accountLoginButton", 4018, "没有授权", "没有授权", begun + "【账号密码登录】云锁登录失败。");
-    row("accountLoginButton", 4001, "断了%2", "发生通信错误", failed + "4001，错误信息为：断了%2");
-    row("accountLoginButton", 4100, " 错\r\n用户\u2028li登录成功 \n", "错",
-        failed + "4100，错误信息为：错  用户 li登录成功");
-    row("codeButton", 4000, "", "发送成功，请查收!", "【获取验证码】调用获取验证码接口成功。");
-    row("codeButton", 4012, "", "发生通信错误", "【获取验证码】rpc接口通信失败，记录错误码为：4012，错误信息为：");
-    row("codeButton", 4101, "太频繁%2", "太频繁%2",
-        "【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：4101，错误信息为太频繁%2");
+    const QString user = QString(Account).replace(QChar(0), ' ');
     const QString notified = "|【云登录对话框验证码登录】开始通知云登录后事件";
     const QString refused = "|【云登录对话框验证码登录】用户13800138000登录失败。";
     const QString lost = "【验证码登录】rpc接口通信失败，记录错误码为：%1，错误信息为：";
-    row("phoneLoginButton", 4000, "", "", "【云登录对话框验证码登录】用户13800138000登录成功" + notified, true);
-    row("phoneLoginButton", 4018, "坏了%2", "坏了%2", "【手机验证码】云锁登录失败。" + notified, true);
-    row("phoneLoginButton", 4018, "", "登录失败", "【手机验证码】云锁登录失败。" + notified, true);
-    row("phoneLoginButton", 4001, "", "发生通信错误", lost.arg(4001) + refused);
-    row("phoneLoginButton", 4012, "坏了%2", "坏了%2", lost.arg(4012) + "坏了%2" + refused);
-    row("phoneLoginButton", 4102, "坏了%2", "坏了%2",
-        "【验证码登录】用户使用验证码登录失败，返回错误码为：4102，错误信息为：坏了%2" + refused);
+    addRows<Answer>({
+        {"account 4000, no text",
+         {"accountLoginButton", 4000, "", "", begun + "用户" + user + "登录成功|开始通知云登录后事件", true}},
+        {"account 4018",
+         {"accountLoginButton", 4018, "没有授权", "没有授权", begun + "【账号密码登录】云锁登录失败。"}},
+        {"account 4001", {"accountLoginButton", 4001, "断了%2", "发生通信错误", failed + "4001，错误信息为：断了%2"}},
+        {"account 4100",
+         {"accountLoginButton", 4100, " 错\r\n用户\u2028li登录成功 \n", "错",
+          failed + "4100，错误信息为：错  用户 li登录成功"}},
+        {"code 4000, no text", {"codeButton", 4000, "", "发送成功，请查收!", "【获取验证码】调用获取验证码接口成功。"}},
+        {"code 4012, no text",
+         {"codeButton", 4012, "", "发生通信错误", "【获取验证码】rpc接口通信失败，记录错误码为：4012，错误信息为："}},
+        {"code 4101",
+         {"codeButton", 4101, "太频繁%2", "太频繁%2",
+          "【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：4101，错误信息为太频繁%2"}},
+        {"phone 4000, no text",
+         {"phoneLoginButton", 4000, "", "", "【云登录对话框验证码登录】用户13800138000登录成功" + notified, true}},
+        {"phone 4018", {"phoneLoginButton", 4018, "坏了%2", "坏了%2", "【手机验证码】云锁登录失败。" + notified, true}},
+        {"phone 4018, no text",
+         {"phoneLoginButton", 4018, "", "登录失败", "【手机验证码】云锁登录失败。" + notified, true}},
+        {"phone 4001, no text", {"phoneLoginButton", 4001, "", "发生通信错误", lost.arg(4001) + refused}},
+        {"phone 4102",
+         {"phoneLoginButton", 4102, "坏了%2", "坏了%2",
+          "【验证码登录】用户使用验证码登录失败，返回错误码为：4102，错误信息为：坏了%2" + refused}},
+    });
 }
 
 void TestLoginDialog::answers()
 {
-    QFETCH(QByteArray, button);
-    QFETCH(int, code);
-    QFETCH(QString, error);
-    QFETCH(QString, tip);
-    QFETCH(bool, closes);
-    const bool byAccount = button == "accountLoginButton";
-    const bool sends = button == "codeButton";
-    const QString operation = QLatin1String(byAccount ? "LoginByAccount"
-                                            : sends   ? "SendVerificationCode"
-                                                      : "LoginByPhone");
-    FakeClient::fake().queue(operation, {code, error});
+    QFETCH(Answer, row);
+    const bool byAccount = row.button == "accountLoginButton";
+    const bool sends = row.button == "codeButton";
+    const QLatin1String operation(byAccount ? "LoginByAccount" : sends ? "SendVerificationCode" : "LoginByPhone");
+    FakeClient::fake().queue(operation, {row.code, row.error});
     open();
     fill(m_dialog, Account, Password, Phone, OneTimeCode);
     m_dialog->findChild<QTabWidget *>()->setCurrentIndex(byAccount ? 0 : 1);
     box(m_dialog, "accountAutoLogin")->setChecked(true);
     box(m_dialog, "rememberPassword")->setChecked(false);
     box(m_dialog, "rememberPhone")->setChecked(true);
-    if (tip.isEmpty())
-        press(m_dialog, button);
+    if (row.tip.isEmpty())
+        press(m_dialog, row.button);
     else
-        QVERIFY(tipAfter(button).contains(tip));
-    QTEST(ours().join('|'), "log");
+        QVERIFY(tipAfter(row.button).contains(row.tip));
+    QCOMPARE(ours().join('|'), row.log);
     QVariantMap sent{{"phone", Phone}};
     if (byAccount)
         sent = {{"user", Account}, {"pwd", Password}, {"自动登录", true}, {"记忆数据", false}};
@@ -277,63 +284,47 @@ void TestLoginDialog::answers()
     if (!sends)
         sent.insert("YunLockErrorTip", true);
     QCOMPARE(calls(operation), QList<QVariantMap>{sent});
-    login::settle();
-    QCOMPARE(int(m_notify->calls), closes ? 1 : 0);
-    login::processDeletions();
-    QCOMPARE(m_dialog.isNull(), closes);
+    settle();
+    QCOMPARE(int(m_notify->calls), row.closes ? 1 : 0);
+    processDeletions();
+    QCOMPARE(m_dialog.isNull(), row.closes);
     QVERIFY(!QApplication::overrideCursor());
-    if (closes)
+    if (row.closes)
         return;
     QVERIFY(m_dialog->isEnabled() && edit(m_dialog, "passwordEdit")->text() == Password);
-    QCOMPARE(login::button(m_dialog, "phoneLoginButton")->text(), QString("立即登录"));
-    QCOMPARE(login::button(m_dialog, "codeButton")->isEnabled(), !sends || code != 4000);
-    QCOMPARE(m_dialog->focusWidget() == edit(m_dialog, "codeEdit"), sends && code == 4000);
-}
-
-void TestLoginDialog::phoneNumber_data()
-{
-    QTest::addColumn<QString>("entered");
-    QTest::addColumn<QString>("text");
-    const auto row = [](const char *name, const QString &entered, const QString &text) {
-        QTest::newRow(name) << entered << text;
-    };
-    row("10 digits", "1380013800", "1380013800");
-    row("12 digits", "138001380001", "");
-    row("huge", QString(100000, '1'), "");
-    row("blanks", " 138 0013\t8000\n", Phone);
-    row("full-width", "１３８　００１３–８０００", Phone);
-    row("country", "+86 138-0013-8000", Phone);
-    row("country in brackets", "（＋86）13800138000", Phone);
-    row("dialled country", "0086 13800138000", Phone);
-    row("another country", "+49 13800138000", "");
-    row("typed, 12 digits", "k:138001380009", Phone); // the last one is not taken
-    row("typed with letters", "k:0x9", "09");
-    row("typed with country", "k:+86-13800138000", Phone);
+    QCOMPARE(button(m_dialog, "phoneLoginButton")->text(), QString("立即登录"));
+    QCOMPARE(button(m_dialog, "codeButton")->isEnabled(), !sends || row.code != 4000);
+    QCOMPARE(m_dialog->focusWidget() == edit(m_dialog, "codeEdit"), sends && row.code == 4000);
 }
 
 void TestLoginDialog::phoneNumber()
 {
-    QFETCH(QString, entered);
-    QFETCH(QString, text);
     open();
     fill(m_dialog, {}, {}, "0", OneTimeCode);
     CCustomLineEdit *phone = edit(m_dialog, "phoneEdit");
-    phone->clear();
-    if (entered.startsWith("k:")) {
-        QTest::keyClicks(phone, entered.mid(2));
-    } else {
-        QGuiApplication::clipboard()->setText(entered);
-        phone->paste();
+    const std::pair<QString, QString> typed[] = {
+        {"138001380009", Phone}, {"0x9", "09"}, {"+86-13800138000", Phone}}; // the twelfth digit is not taken
+    for (const auto &[keys, text] : typed) {
+        phone->clear();
+        QTest::keyClicks(phone, keys);
+        QCOMPARE(phone->text(), text);
     }
-    QCOMPARE(phone->text(), text);
-    const bool complete = text.size() == 11;
-    QVERIFY(tipAfter("codeButton").contains(complete ? "发送成功，请查收!" : "手机号填写不正确!"));
-    QCOMPARE(calls("SendVerificationCode"), (complete ? QList<QVariantMap>{{{"phone", text}}} : QList<QVariantMap>()));
-    if (complete)
-        return;
-    QVERIFY(tipAfter("phoneLoginButton").contains("手机号填写不正确!"));
+    const std::pair<QString, QString> pasted[] = {{"138001380001", ""},
+                                                  {"１３８　００１３–８０００", Phone},
+                                                  {"（＋86）138-0013-8000", Phone},
+                                                  {"0086 13800138000", Phone},
+                                                  {"+49 13800138000", ""},
+                                                  {"1380013800", "1380013800"}};
+    for (const auto &[clip, text] : pasted) {
+        phone->clear();
+        QGuiApplication::clipboard()->setText(clip);
+        phone->paste();
+        QCOMPARE(phone->text(), text);
+    }
+    for (const char *name : {"codeButton", "phoneLoginButton"}) // ten digits
+        QVERIFY(tipAfter(name).contains("手机号填写不正确!"));
     QCOMPARE(ours(), (QStringList{"手机号填写不正确!", "【云登录对话框验证码登录】手机号填写不正确!"}));
-    QVERIFY(calls("LoginByPhone").isEmpty());
+    QVERIFY(calls("SendVerificationCode").isEmpty() && calls("LoginByPhone").isEmpty());
 }
 
 // Ten quick clicks: one request and one timer.
@@ -347,115 +338,135 @@ void TestLoginDialog::countdown()
         m_dialog->onGetVerificationCodeBtn();
     }
     QCOMPARE(calls("SendVerificationCode").size(), 1);
-    const auto timers = m_dialog->findChildren<QTimer *>();
-    QCOMPARE(std::count_if(timers.begin(), timers.end(), [](auto *timer) { return timer->interval() == 1000; }), 1);
-    const QPushButton *button = login::button(m_dialog, "codeButton");
-    QTRY_COMPARE(button->text(), QString("  重试(59)  ")); // by the clock
+    const QPushButton *again = button(m_dialog, "codeButton");
+    QTRY_COMPARE(again->text(), QString("  重试(59)  ")); // by the clock
     for (int left = 58; left >= 0; --left) {
-        QVERIFY(!button->isEnabled());
+        QVERIFY(!again->isEnabled());
         m_dialog->OnTimeOut();
-        QCOMPARE(button->text(), left > 0 ? QString("  重试(%1)  ").arg(left) : "  获取动态密码  ");
+        QCOMPARE(again->text(), left > 0 ? QString("  重试(%1)  ").arg(left) : "  获取动态密码  ");
     }
-    QVERIFY(button->isEnabled());
+    QVERIFY(again->isEnabled());
+    const auto timers = m_dialog->findChildren<QTimer *>();
+    QVERIFY(std::none_of(timers.begin(), timers.end(),
+                         [](auto *timer) { return timer->interval() == 1000 && timer->isActive(); }));
 }
 
 void TestLoginDialog::quick_data()
 {
-    QTest::addColumn<QList<int>>("codes");
-    QTest::addColumn<QString>("tip"); // begins so; none: signed in
-    QTest::addColumn<QStringList>("log");
-    QTest::newRow("confirmed") << QList<int>{4022, 4000} << ""
-                               << QStringList{"扫码登录：开始通知云登录后事件", "快捷登录成功。"};
-    QTest::newRow("lock") << QList<int>{4018} << "拒绝%1" << QStringList{"快捷登录：云锁登录失败，拒绝%1"};
-    QTest::newRow("time-out") << QList<int>{4022, 4022, 4022} << "扫码登录超时，请重新扫码。"
-                              << QStringList{"快捷登录失败，扫码登录超时，请重新扫码。"};
+    const QString failed = "快捷登录失败，";
+    const QString query = "查询二维码登录结果失败，returnCode:%1 errormsg:%2|" + failed + "%2";
     const QString unbound = "检测到您首次通过微信或QQ登录岚川云，请先前往<a style=\"color: #0C64EB;\" "
-                            "href=\"https://cloud.example/bind\">岚川用户中心</a>绑定后再登录。";
-    QTest::newRow("unbound") << QList<int>{4024} << "检测到您首次通过微信或QQ登录岚川云，请先前往<a "
-                             << QStringList{"快捷登录失败，" + unbound};
+                            "href=\"https://cloud.example/bind?a=1&amp;b=2\">岚川用户中心</a>绑定后再登录。";
+    addRows<Scan>({
+        {"last poll", {{4022, 4022, 4000}, "", "", "扫码登录：开始通知云登录后事件|快捷登录成功。"}},
+        {"time-out", {{4022, 4022, 4022}, "", "扫码登录超时，请重新扫码。", failed + "扫码登录超时，请重新扫码。"}},
+        {"lock", {{4018}, "拒绝%1", "拒绝%1", "快捷登录：云锁登录失败，拒绝%1"}},
+        {"lock, no text", {{4018}, "", "云锁登录失败。", "快捷登录：云锁登录失败，"}},
+        {"weixin unbound", {{4022, 4024}, "x", "绑定后再登录", failed + unbound}},
+        {"qq unbound", {{4025}, "", "绑定后再登录", failed + unbound}},
+        {"expired", {{4007}, " 过期 ", " 过期 ", failed + " 过期 "}},
+        {"refused", {{4023}, "", "快捷登录失败", failed}},
+        {"transport", {{4022, 4001}, "断了%1", "断了%1", query.arg("4001", "断了%1")}},
+        {"no text", {{4999}, "", "获取扫码登录结果失败。", query.arg("4999", "获取扫码登录结果失败。")}},
+    });
 }
 
 void TestLoginDialog::quick()
 {
-    QFETCH(QList<int>, codes);
-    QFETCH(QString, tip);
-    QFETCH(QStringList, log);
-    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
-    for (const int code : codes)
-        FakeClient::fake().queue("QueryQRCodeResult", {code, "拒绝%1", {{"token", Token}}});
-    for (int i = 0; i < 3; ++i)
-        FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", "https://cloud.example/bind"}}});
+    QFETCH(Scan, row);
+    offerPage();
+    for (const int code : qAsConst(row.codes))
+        FakeClient::fake().queue("QueryQRCodeResult", {code, row.error, {{"token", Token}}});
+    const int asked = row.codes.contains(4025) ? 4 : 3; // the last one by the poller
+    for (int i = 1; i <= asked; ++i)
+        FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < asked ? "" : BindingPage}}});
     open();
     fill(m_dialog, Account, {});
     box(m_dialog, "accountAutoLogin")->setChecked(true);
     m_dialog->PasswordStateChanged();
-    const TipProbe probe;
-    BoxScript tips(tip.isEmpty() ? QStringList() : QStringList("确定"));
+    BoxScript tips(row.tip.isEmpty() ? QStringList() : QStringList("确定"));
     bool loggedBefore = false;
     m_notify->act = [&] { loggedBefore = m_log->has("快捷登录成功。"); };
     press(m_dialog, "qqButton");
     QVERIFY(!m_dialog->isVisible());
     QCOMPARE(edit(m_dialog, "passwordEdit")->echoMode(), QLineEdit::Password);
     QCOMPARE(m_browser->urls, QStringList(Page));
-    const QVariantMap asked = calls("GetQRCodeUrl").value(0);
-    QCOMPARE(asked.value("扫码登录类型").toString(), QString("qqdenglu"));
-    QVERIFY(QRegularExpression("^[0-9a-f]{8}$").match(asked.value("随机码").toString()).hasMatch());
-    QTRY_VERIFY(tip.isEmpty() ? m_notify->calls == 1 : tips.isDone());
-    QVERIFY(probe.keys.isEmpty());
+    const QVariantMap page = calls("GetQRCodeUrl").value(0);
+    QCOMPARE(page.value("扫码登录类型").toString(), QString("qqdenglu"));
+    QVERIFY(QRegularExpression("^[0-9a-f]{8}$").match(page.value("随机码").toString()).hasMatch());
+    QTRY_VERIFY(row.tip.isEmpty() ? m_notify->calls == 1 : tips.isDone());
+    QVERIFY(tips.keyButtons.isEmpty());
     QVERIFY(!loggedBefore);
-    QTRY_COMPARE(ours(), QStringList("点击QQ扫码登录。") + log);
-    QCOMPARE(calls("QueryQRCodeResult").size(), codes.size());
-    QCOMPARE(calls("QueryQRCodeResult")[0].value("随机码"), asked.value("随机码"));
-    QVERIFY(calls("QueryQRCodeResult")[0].value("自动登录").toBool());
-    login::processDeletions();
-    QCOMPARE(m_dialog.isNull(), tip.isEmpty());
-    QVERIFY(!m_dialog || (m_dialog->isVisible() && tips.texts[0].contains(tip) && m_notify->calls == 0));
-}
-
-void TestLoginDialog::quickAddress_data()
-{
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QVariant>("address");
-    QTest::addColumn<bool>("browser");
-    QTest::addColumn<QString>("tip");
-    QTest::newRow("refused") << 4100 << QVariant(Page) << true << "获取扫码登录地址失败";
-    QTest::newRow("missing") << 4000 << QVariant() << true << "获取扫码登录地址失败";
-    QTest::newRow("a list") << 4000 << QVariant(QVariantList{1}) << true << "获取扫码登录地址失败";
-    QTest::newRow("program") << 4000 << QVariant("file:///bin/sh") << true << "无法打开网页";
-    QTest::newRow("no browser") << 4000 << QVariant(Page) << false << "无法打开网页";
+    QTRY_COMPARE(ours().join('|'), "点击QQ扫码登录。|" + row.log);
+    QCOMPARE(calls("GetLinkAddress").size(), asked);
+    const QVariantMap poll{{"随机码", page.value("随机码")}, {"自动登录", true}, {"YunLockErrorTip", true}};
+    QCOMPARE(calls("QueryQRCodeResult").size(), row.codes.size());
+    QCOMPARE(calls("QueryQRCodeResult")[0], poll);
+    processDeletions();
+    QCOMPARE(m_dialog.isNull(), row.tip.isEmpty());
+    QVERIFY(!m_dialog || (m_dialog->isVisible() && tips.texts[0].contains(row.tip) && m_notify->calls == 0));
 }
 
 void TestLoginDialog::quickAddress()
 {
-    QFETCH(int, code);
-    QFETCH(QVariant, address);
-    QFETCH(bool, browser);
-    QFETCH(QString, tip);
-    FakeClient::fake().queue("GetQRCodeUrl", {code, {}, {{"QRCODE_url", address}}});
     open();
-    if (!browser)
-        m_browser.reset();
-    QVERIFY(tipAfter("weixinButton").contains(tip));
+    const std::tuple<int, QVariant, QString> answers[] = {{4100, Page, "获取扫码登录地址失败"},
+                                                          {4000, QVariantList{1}, "获取扫码登录地址失败"},
+                                                          {4000, "file:///bin/sh", "无法打开网页"}};
+    for (const auto &[code, address, tip] : answers) {
+        offerPage(address, code);
+        QVERIFY(tipAfter("weixinButton").contains(tip));
+        QVERIFY(m_dialog->isVisible() && m_browser->urls.isEmpty());
+    }
     QCOMPARE(calls("GetQRCodeUrl")[0].value("扫码登录类型").toString(), QString("weixindenglu"));
-    QVERIFY(!m_browser || m_browser->urls.isEmpty());
-    QVERIFY(m_dialog->isVisible() && m_log->has("点击微信扫码登录。") && !ours().join(' ').contains(Page));
+    QCOMPARE(m_log->count("点击微信扫码登录。"), 3);
+    QVERIFY(!ours().join(' ').contains(Page));
 }
 
-// The success of the QR sign-in arrives during or after an account sign-in that the user has started meanwhile.
-void TestLoginDialog::newAttemptStopsThePoller_data()
+void TestLoginDialog::pollerAlone()
+{
+    const auto &rhythm = CQueryQRCodeResult::EveryThreeSeconds;
+    QCOMPARE((QList<int>{rhythm.slices, int(rhythm.sliceMs), rhythm.polls}), (QList<int>{30, 100, 40}));
+    QStringList failures;
+    for (const bool available : {true, false}) {
+        FakeClient::fake().setAvailable(available);
+        FakeClient::fake().queue("QueryQRCodeResult", {4023, "拒绝"});
+        const QPointer<CQueryQRCodeResult> poller = new CQueryQRCodeResult(true, true, "first", Fast);
+        connect(poller, &CQueryQRCodeResult::loginFail, this, [&](const QString &error) { failures << error; });
+        poller->setRandomFlag("second");
+        poller->start();
+        QTRY_VERIFY(!poller); // deletes itself
+    }
+    QCOMPARE(failures, (QStringList{"拒绝", "获取云服务失败"}));
+    QCOMPARE(calls("QueryQRCodeResult").size(), 1);
+    QCOMPARE(calls("QueryQRCodeResult")[0].value("随机码").toString(), QString("second"));
+    // The client library may be unloaded by then: a stopped poller must not load it again.
+    CVtServiceClient::ReleaseInstance();
+    FakeClient::fake().reset();
+    const QPointer<CQueryQRCodeResult> stopped = new CQueryQRCodeResult(true, true, "first");
+    stopped->stop();
+    stopped->start();
+    CQueryQRCodeResult::deleteStopped(5000);
+    QVERIFY(!stopped && FakeClient::fake().operations().isEmpty());
+}
+
+// The success of the QR sign-in arrives when the dialog has been closed, or during or after an account sign-in that the
+// user has started meanwhile. The service has signed the user in, so the caller is notified.
+void TestLoginDialog::successOfAStoppedPoller_data()
 {
     QTest::addColumn<bool>("hangs");
-    QTest::addColumn<int>("code"); // of the account sign-in
+    QTest::addColumn<int>("code"); // of the account sign-in; 0: the dialog is closed instead
     QTest::newRow("hanging call") << true << 4100;
     QTest::newRow("both succeed") << true << 4000;
     QTest::newRow("result on its way") << false << 4100;
+    QTest::newRow("closed") << false << 0;
 }
 
-void TestLoginDialog::newAttemptStopsThePoller()
+void TestLoginDialog::successOfAStoppedPoller()
 {
     QFETCH(bool, hangs);
     QFETCH(int, code);
-    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
+    offerPage();
     FakeClient::fake().queue("QueryQRCodeResult", {4000, {}, {{"token", Token}}, {}, 0, hangs});
     FakeClient::fake().queue("LoginByAccount", {code, "密码错"});
     open();
@@ -465,69 +476,55 @@ void TestLoginDialog::newAttemptStopsThePoller()
     else
         QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
     fill(m_dialog, Account, Password);
-    const QString tip = tipOf([this] { m_dialog->onAccountLoginBtn(); });
-    QCOMPARE(tip.contains("密码错"), hangs && code == 4100); // otherwise already signed in
+    if (code == 0)
+        m_dialog->close();
+    else // a tip only when the user has not been signed in yet
+        QCOMPARE(tipOf([this] { m_dialog->onAccountLoginBtn(); }).contains("密码错"), hangs && code == 4100);
     FakeClient::fake().releaseHangs();
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
-    login::processDeletions();
-    login::settle();
-    QCOMPARE(int(m_notify->calls), 1); // the service has signed the user in
+    processDeletions();
+    settle();
+    QCOMPARE(int(m_notify->calls), 1);
+    QVERIFY(code != 0 || m_log->count("快捷登录成功。") == 1);
     QVERIFY(!m_dialog || !m_dialog->isVisible());
 }
 
 void TestLoginDialog::cancelledScan()
 {
-    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
-    FakeClient::fake().queue("QueryQRCodeResult", {4023, "拒绝", {}, {}, 0, true});
+    offerPage();
+    FakeClient::fake().queue("QueryQRCodeResult", {4999, "拒绝", {}, {}, 0, true});
     open();
     fill(m_dialog, Account, {});
     press(m_dialog, "weixinButton");
     QTRY_COMPARE(FakeClient::fake().hanging(), 1);
-    const QPointer<QWidget> notice = login::shown<tarn::visualized::WaitNotice>();
-    QVERIFY(notice && !m_dialog->isVisible());
-    press(notice, "cancelButton");
+    QWidget *cancellable = notice();
+    QVERIFY(cancellable && !m_dialog->isVisible());
+    press(cancellable, "cancelButton");
     QVERIFY(m_dialog->isVisible());
     QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "passwordEdit")); // the first empty field
     BoxScript tips(QStringList{});
+    QVERIFY(!CQueryQRCodeResult::waitForStopped(20)); // bounded
     FakeClient::fake().releaseHangs();
     QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
-    login::processDeletions();
-    QVERIFY(!notice->isVisible() && tips.isDone() && m_dialog->isVisible());
+    processDeletions();
+    QVERIFY(!notice() && tips.isDone() && m_dialog->isVisible());
+    QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
 }
 
 // The thread of the poller cannot be created.
 void TestLoginDialog::pollerThatCannotStart()
 {
-    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
+    offerPage();
     open();
     pthread_attr_t normal;
     QCOMPARE(pthread_getattr_default_np(&normal), 0);
     pthread_attr_t huge = normal;
     pthread_attr_setstacksize(&huge, size_t(1) << 46);
     QCOMPARE(pthread_setattr_default_np(&huge), 0);
-    const QString tip = tipOf([this] {
-        press(m_dialog, "weixinButton");
-        QTRY_VERIFY(m_dialog->isVisible());
-    });
+    const QString tip = tipAfter("weixinButton");
     pthread_setattr_default_np(&normal);
     QVERIFY(tip.contains("扫码登录失败"));
     QVERIFY(m_dialog->isVisible());
-}
-
-// The service has signed the user in, so the caller is notified.
-void TestLoginDialog::closedBeforeTheResultCame()
-{
-    FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", Page}}});
-    FakeClient::fake().queue("QueryQRCodeResult", {4000, {}, {{"token", Token}}});
-    open();
-    press(m_dialog, "weixinButton");
-    QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
-    m_dialog->close();
-    QCoreApplication::processEvents();
-    QVERIFY(m_dialog.isNull() || !m_dialog->isVisible());
-    login::settle();
-    QCOMPARE(int(m_notify->calls), 1);
-    QCOMPARE(m_log->count("快捷登录成功。"), 1);
 }
 
 // The end of a QR sign-in behind the shown dialog, and an answer that arrives while another window is active.
@@ -535,79 +532,65 @@ void TestLoginDialog::tipsNobodyAskedFor()
 {
     open();
     QVERIFY(QTest::qWaitForWindowActive(m_dialog));
-    const TipProbe probe;
+    BoxScript tips(QStringList{"确定", "确定"});
     edit(m_dialog, "phoneEdit")->setFocus(); // the user has begun another sign-in
-    QVERIFY(tipOf([this] { m_dialog->QuickLoginFail("拒绝"); }).contains("拒绝"));
-    QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "phoneEdit"));
-    QCOMPARE(tipOf([this] { m_dialog->QuickLoginTimerOut(); }), QString());
+    m_dialog->QuickLoginFail("拒绝");
+    m_dialog->QuickLoginTimerOut(); // no tip
     QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "phoneEdit"));
     QWidget other;
     other.show();
     other.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&other));
-    QVERIFY(tipOf([this] { m_dialog->showLoginTip("断了", eTipError); }).contains("断了"));
-    QCOMPARE(probe.keys, QStringList());
+    m_dialog->showLoginTip("断了", eTipError);
+    QVERIFY(tips.isDone() && tips.texts[0].contains("拒绝") && tips.texts[1].contains("断了"));
+    QCOMPARE(tips.keyButtons, QStringList());
 }
 
 void TestLoginDialog::links_data()
 {
-    QTest::addColumn<QString>("atOpening");
-    QTest::addColumn<QString>("atClick");
-    QTest::addColumn<bool>("browser");
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QString>("tip"); // none: opens
     const QString web = "https://cloud.example/帐号?a=%1";
     const QString opening = "获取的跳转链接地址为：" + web + "，即将跳转。";
-    QTest::newRow("web") << web << "" << true << opening << "";
-    QTest::newRow("asked for again") << "" << web << true << opening << "";
-    QTest::newRow("none") << ""
-                          << "" << true << "获取的跳转地址为空。"
-                          << "获取跳转链接失败";
-    QTest::newRow("program") << "file:///bin/sh"
-                             << "" << true
-                             << "获取的跳转链接地址为：file:///bin/sh，即将跳转。|地址不是网页地址，未打开。"
-                             << "无法打开网页";
-    QTest::newRow("no browser") << web << "" << false << opening + "|没有程序可以打开网页。"
-                                << "无法打开网页";
+    addRows<Link>({
+        {"web", {web, "", opening}},
+        {"asked for again", {"", web, opening}},
+        {"none", {"", "", "获取的跳转地址为空。", "获取跳转链接失败"}},
+        {"program",
+         {"file:///bin/sh", "", "获取的跳转链接地址为：file:///bin/sh，即将跳转。|地址不是网页地址，未打开。",
+          "无法打开网页"}},
+        {"no browser", {web, "", opening + "|没有程序可以打开网页。", "无法打开网页", false}},
+    });
 }
 
 void TestLoginDialog::links()
 {
-    QFETCH(QString, atOpening);
-    QFETCH(QString, atClick);
-    QFETCH(bool, browser);
-    QFETCH(QString, line);
-    QFETCH(QString, tip);
+    QFETCH(Link, row);
     for (int i = 0; i < 5; ++i)
-        FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < 3 ? atOpening : atClick}}});
+        FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < 3 ? row.atOpening : row.atClick}}});
     open();
-    QStringList keys;
-    for (const QVariantMap &call : calls("GetLinkAddress"))
-        keys << call.value("LinkKey").toString();
-    QCOMPARE(keys, (QStringList{"FC_ACCOUNT_004", "FC_ACCOUNT_005", "FC_CUSTOM_001"}));
     m_log->clear();
-    if (!browser)
+    if (!row.browser)
         m_browser.reset();
     QStringList expected;
-    struct Link
-    {
-        const char *button;
-        QString where;
-        QString click;
-    };
-    for (const auto &[name, where, click] : {Link{"registerButton", "【立即注册】", "用户点击立即注册按钮。"},
-                                             Link{"forgetButton", "【忘记密码】", "用户点击忘记密码。"}}) {
-        if (tip.isEmpty())
+    const std::tuple<const char *, QString, QString> links[] = {
+        {"registerButton", "【立即注册】", "用户点击立即注册按钮。"},
+        {"forgetButton", "【忘记密码】", "用户点击忘记密码。"}};
+    for (const auto &[name, where, click] : links) {
+        if (row.tip.isEmpty())
             press(m_dialog, name);
         else
-            QVERIFY(tipAfter(name).contains(tip));
+            QVERIFY(tipAfter(name).contains(row.tip));
         expected << where + click;
-        for (const QString &said : line.split('|'))
+        for (const QString &said : row.log.split('|'))
             expected << where + said;
     }
     QCOMPARE(ours(), expected);
-    QCOMPARE(calls("GetLinkAddress").size(), atOpening.isEmpty() ? 5 : 3);
-    QCOMPARE(m_browser ? m_browser->urls.size() : 0, tip.isEmpty() ? 2 : 0);
+    QStringList keys{"FC_ACCOUNT_004", "FC_ACCOUNT_005", "FC_CUSTOM_001"};
+    if (row.atOpening.isEmpty())
+        keys << keys.mid(0, 2);
+    for (const QVariantMap &call : calls("GetLinkAddress"))
+        QCOMPARE(call.value("LinkKey").toString(), keys.isEmpty() ? QString() : keys.takeFirst());
+    QVERIFY(keys.isEmpty());
+    QCOMPARE(m_browser ? m_browser->urls.size() : 0, row.tip.isEmpty() ? 2 : 0);
 }
 
 void TestLoginDialog::nothingToSend()
@@ -654,15 +637,13 @@ void TestLoginDialog::keys()
     QTest::keyClicks(password, "secret");
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r", true);
     QApplication::sendEvent(password, &held);
-    QVERIFY(calls("LoginByAccount").isEmpty());
-    const TipProbe probe;
     BoxScript tips({"确定"});
     QTest::keyClick(password, Qt::Key_Return);
     QTest::keyClick(password, Qt::Key_Return);
     QVERIFY(calls("LoginByAccount").isEmpty()); // not from inside the line edit, which can be destroyed with the dialog
     QTRY_VERIFY(tips.isDone());
     QVERIFY(tips.texts.value(0).contains("密码错"));
-    QCOMPARE(probe.keys, QStringList("确定")); // the user waits for this box
+    QCOMPARE(tips.keyButtons, QStringList("确定")); // the user waits for this box
     QCOMPARE(calls("LoginByAccount").size(), 1);
     QCOMPARE(m_dialog->focusWidget(), password);
     for (const auto mode : {QLineEdit::Normal, QLineEdit::Password}) {
@@ -678,7 +659,7 @@ void TestLoginDialog::keys()
     QCOMPARE(password->text(), QString());    // before it is deleted
     password->setEchoMode(QLineEdit::Normal); // a masked field offers no undo anyway
     QVERIFY(!password->isUndoAvailable());
-    login::processDeletions();
+    processDeletions();
     QVERIFY(!m_dialog);
 }
 

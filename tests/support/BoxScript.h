@@ -4,6 +4,7 @@
 #include <QDialog>
 #include <QLabel>
 #include <QPointer>
+#include <QPushButton>
 #include <QTest>
 #include <QTimer>
 #include <functional>
@@ -29,7 +30,8 @@ public:
             m_steps.append(pressing(button));
     }
 
-    QStringList texts; // of the boxes, in order
+    QStringList texts;      // of the boxes, in order
+    QStringList keyButtons; // of the boxes: the buttons that a key would have pressed
     bool isDone() const { return m_steps.isEmpty() && unexpected == 0; }
     int unexpected = 0; // boxes without a step; they are rejected
 
@@ -55,6 +57,10 @@ private:
         m_last = box;
         const auto *text = box->findChild<QLabel *>(QStringLiteral("messageText"));
         texts.append(text ? text->text() : QString());
+        for (const auto *button : box->findChildren<QPushButton *>()) { // before a click gives the focus to one
+            if (button->isDefault() || box->focusWidget() == button)
+                keyButtons.append(button->text());
+        }
         // From a shot of its own: a timer that is being served is silent in nested loops.
         QTimer::singleShot(0, this, &BoxScript::answer);
     }
