@@ -15,7 +15,7 @@ class BoxScript final : public QObject
 public:
     using Step = std::function<void(QDialog *)>;
 
-    explicit BoxScript(const QList<Step> &steps)
+    explicit BoxScript(const QList<Step> &steps = {})
         : m_steps(steps)
     {
         connect(&m_timer, &QTimer::timeout, this, &BoxScript::look);

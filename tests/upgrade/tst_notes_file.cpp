@@ -88,7 +88,8 @@ private slots:
             << cell.repeated(5) + QString("<p>更新说明</p>").repeated(60) + QString("</table>").repeated(5) + "end";
         QTest::newRow("much text five tables deep")
             << cell.repeated(5) + QString("<p>更新说明</p>").repeated(5000) + QString("</table>").repeated(5) + "end";
-        QTest::newRow("floats") << QString("<table style='float:left'><tr><td>x</table>").repeated(2000) + "end";
+        QTest::newRow("floats") << "<style>table{float:left}</style>" +
+                                       QString("<table><tr><td>x</table>").repeated(1500) + "end";
         QTest::newRow("line ends in one paragraph") << QString("更新说明<br>").repeated(15000) + "end";
         QTest::newRow("one word") << QString("x").repeated(500000) + " end";
     }
@@ -204,6 +205,8 @@ private slots:
             QTest::keyClick(&browser, Qt::Key_Return);
         };
         follow("http://example.invalid/notes");
+        QTest::keyClick(&browser, Qt::Key_Left, Qt::AltModifier); // there is no page before
+        QCOMPARE(browser.toPlainText(), QString("http://example.invalid/notes"));
         QCOMPARE(opened.urls, QStringList{"http://example.invalid/notes"});
         for (const QString &ignored : QStringList{"smb://server/share", "ssh://server", "#nowhere"}) {
             follow(ignored);
@@ -220,6 +223,13 @@ private slots:
         }
         follow(heavy);
         QTRY_COMPARE(browser.toPlainText(), QString("重"));
+        browser.load(file(QByteArray("<p>慢</p>").repeated(5000)));
+        browser.load(m_directory.filePath(more)); // overtakes the slow one
+        QTRY_COMPARE(browser.toPlainText(), QString("另一页"));
+        QVERIFY(outsideWork().stop(20000));
+        outsideWork().open();
+        QCoreApplication::processEvents();
+        QCOMPARE(browser.toPlainText(), QString("另一页"));
         for (const QString &target : {more, "file://" + m_directory.filePath(more)}) {
             follow(target);
             QTRY_COMPARE(browser.toPlainText(), QString("另一页"));

@@ -67,6 +67,7 @@ private slots:
         add("out of the theme", group + "Exec=%1\nIcon=../../draw\n", false, {});
         add("other program", group + "Exec=%1er\nIcon=%2\n", false, {});
         add("other group", "[Desktop Action new]\nExec=%1\nIcon=%2\n", false, {});
+        add("program of another group", group + "Icon=%2\n[Desktop Action new]\nExec=%1\n", false, {});
         add("no icon", group + "Exec=%1\n", false, {});
         add("relative", group + "Exec=draw\nIcon=%2\n", false, {});
         add("missing picture", group + "Exec=%1\nIcon=/none.png\n", false, {});

@@ -233,7 +233,7 @@ private slots:
         record.insert("插件", QVariantList{section("插件一", "3")});
         sendNotes(record);
         const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-        const BoxScript boxes({});
+        const BoxScript boxes;
         click(dialog, "updateButton");
         QCOMPARE(boxes.unexpected, 0); // no question
         QCOMPARE(FakeClient::fake().operations(), QStringList{"StartDownload"});
@@ -263,7 +263,7 @@ private slots:
 
     void downloadFailures()
     {
-        const BoxScript noBoxes({});
+        const BoxScript noBoxes;
         FakeClient::fake().queue("StartDownload", {1009, "坏%1", {}, {}});
         made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
         FakeClient::fake().setAvailable(false);
@@ -276,7 +276,7 @@ private slots:
 
     void onePerProduct()
     {
-        const BoxScript boxes({});
+        const BoxScript boxes;
         for (int i = 0; i < 80; ++i) { // closed windows do not count as open ones
             QVariantMap record = i % 2 ? released(QString()) : withPatch();
             record.insert("软件名称", QString::number(i));
@@ -335,7 +335,7 @@ private slots:
     {
         send(CVisualizedEvents::eShowUpgradeCurExplainDialog, new CUpgradeExplainEveData(input({withPatch()})));
         const QPointer<CUpdateCurExplainDialog> dialog(onlyWindow<CUpdateCurExplainDialog>());
-        const BoxScript boxes({});
+        const BoxScript boxes;
         click(dialog, "closeButton");
         deliver();
         QVERIFY(boxes.isDone() && !dialog);
