@@ -57,6 +57,10 @@ class Screens(PlatformTest):
                 self.session.call("ShowMessageCenter", msg_center_rect={"$rect": rect})
                 self.check_inside(self.desktop.window("CMsgCenterDlg"), screen)
                 self.desktop.close("CMsgCenterDlg")
+        at_the_edge = self.desktop.open_window(1100, 20, 100, 100)
+        self.session.call("ShowCloudLogin", 父级窗口句柄={"$u64": str(at_the_edge.id)})
+        self.check_inside(self.desktop.window("CYunLoginDialog"), LEFT)
+        self.desktop.close("CYunLoginDialog")
 
     def test_question_sits_over_its_window(self):
         self.session.run("upgrade", "start", "甲")
