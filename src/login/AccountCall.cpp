@@ -85,3 +85,13 @@ void AccountCall::onFinished()
 }
 
 } // namespace tarn::visualized
+
+void ExecYunLogin(ICloudServiceAssistant *assistant, QSharedPointer<ICloudService_InputArgs> input,
+                  QSharedPointer<ICloudService_OutputArgs> output)
+{
+    using tarn::visualized::AccountCall;
+    if (!assistant || !input || !output || AccountCall::current())
+        return;
+    auto *call = new AccountCall(assistant, std::move(input), std::move(output)); // deletes itself
+    call->wait();
+}

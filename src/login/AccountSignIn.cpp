@@ -1,7 +1,5 @@
 #include "login/AccountSignIn.h"
 #include "login/AccountCall.h"
-#include "login/CloudCalls.h"
-#include "login/ExecYunLogin.h"
 #include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
 #include <QPointer>
@@ -11,14 +9,14 @@ namespace tarn::visualized {
 namespace {
 namespace key = cloud::key;
 
-ICloudServiceAssistant::Input inputOf(ICloudServiceAssistant &assistant, const AccountSignIn::Request &request)
+ICloudServiceAssistant::Input inputOf(ICloudServiceAssistant &assistant, const SignInRequest &request)
 {
     ICloudServiceAssistant::Input input = assistant.CreateInputArgs();
     if (!input)
         return input;
-    input->SetValue(key::User, request.account);
+    input->SetValue(key::User, request.user);
     // An unshared buffer, which is overwritten after the call.
-    input->SetValue(key::Password, QString(request.password.constData(), request.password.size()));
+    input->SetValue(key::Password, QString(request.secret.constData(), request.secret.size()));
     input->SetValue(key::AutoLogin, request.automatic);
     input->SetValue(key::Remember, request.remember);
     input->SetValue(key::YunLockErrorTip, request.lockTip);
@@ -36,7 +34,7 @@ AccountSignIn::~AccountSignIn()
     leave();
 }
 
-std::optional<ServiceOutcome> AccountSignIn::run(Request request)
+std::optional<ServiceOutcome> AccountSignIn::run(SignInRequest request)
 {
     ICloudServiceAssistant *assistant = nullptr;
     ICloudServiceAssistant::Input input;
@@ -48,7 +46,7 @@ std::optional<ServiceOutcome> AccountSignIn::run(Request request)
         input = inputOf(*assistant, request);
         m_output = assistant->CreateOutputArgs();
     }
-    wipeText(&request.password);
+    wipeText(&request.secret);
     if (!input || !m_output)
         return ServiceOutcome{};
     const QPointer<AccountSignIn> self(this);

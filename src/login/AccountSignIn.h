@@ -1,6 +1,5 @@
 #pragma once
-#include "base/ServiceCall.h"
-#include "tarn/cloud/ICloudServiceAssistant.h"
+#include "login/CloudCalls.h"
 #include <QObject>
 #include <optional>
 
@@ -13,21 +12,12 @@ class AccountSignIn final : public QObject
 {
     Q_OBJECT
 public:
-    struct Request
-    {
-        QString account;
-        QString password;
-        bool automatic = false; ///< sign in without the dialog from now on
-        bool remember = false;  ///< the password
-        bool lockTip = false;   ///< the service shows its tip about the cloud lock
-    };
-
     explicit AccountSignIn(QObject *parent);
     ~AccountSignIn() override; ///< leaves the wait
 
     /// Calls the service and waits in an event loop, during which this object can be destroyed.
     /// @return nothing when the wait was left or the application quits
-    std::optional<ServiceOutcome> run(Request request);
+    std::optional<ServiceOutcome> run(SignInRequest request);
     /// Ends the wait; run() returns nothing.
     /// @return the call, which goes on and reports its outcome; null when none is waited for
     AccountCall *leave();

@@ -5,8 +5,11 @@
 namespace tarn::visualized::cloudcalls {
 
 namespace {
-constexpr int MostThreads = 8; // that calls without an answer can occupy
-}
+struct Pool final : QThreadPool
+{
+    Pool() { setMaxThreadCount(8); } // that calls without an answer can occupy
+};
+} // namespace
 
 ServiceOutcome outcomeOf(ICloudService_OutputArgs &output)
 {
@@ -34,10 +37,12 @@ ServiceOutcome linkAddress(const QString &linkKey, QString *address)
 
 QThreadPool &pool()
 {
-    struct Pool final : QThreadPool
-    {
-        Pool() { setMaxThreadCount(MostThreads); }
-    };
+    static Pool threads;
+    return threads;
+}
+
+QThreadPool &callerPool()
+{
     static Pool threads;
     return threads;
 }

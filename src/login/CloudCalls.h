@@ -5,6 +5,20 @@
 
 class QThreadPool;
 
+namespace tarn::visualized {
+
+/// What a page of the sign-in dialog sends to the service.
+struct SignInRequest
+{
+    QString user;           ///< account or phone number
+    QString secret;         ///< password or one-time code
+    bool automatic = false; ///< sign in without the dialog from now on
+    bool remember = false;  ///< the password or the phone number
+    bool lockTip = false;   ///< the service shows its tip about the cloud lock
+};
+
+} // namespace tarn::visualized
+
 /// What the sign-in needs of the cloud account service beyond single calls.
 namespace tarn::visualized::cloudcalls {
 
@@ -21,5 +35,7 @@ ServiceOutcome linkAddress(const QString &key, QString *address);
 
 /// The threads of the account sign-ins, apart from the global pool, whose tasks could delay a sign-in. GUI thread.
 QThreadPool &pool();
+/// The threads that notify callers, which can hang without delaying a sign-in. GUI thread.
+QThreadPool &callerPool();
 
 } // namespace tarn::visualized::cloudcalls

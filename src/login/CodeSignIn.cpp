@@ -1,5 +1,4 @@
 #include "login/CodeSignIn.h"
-#include "login/CloudCalls.h"
 #include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
 
@@ -39,19 +38,19 @@ ServiceOutcome CodeSignIn::sendCode(const QString &phone)
     return outcome;
 }
 
-ServiceOutcome CodeSignIn::signIn(Request request)
+ServiceOutcome CodeSignIn::signIn(SignInRequest request)
 {
-    QVariantMap input{{key::Phone, request.phone},
-                      {key::Code, QString(request.code.constData(), request.code.size())},
+    QVariantMap input{{key::Phone, request.user},
+                      {key::Code, QString(request.secret.constData(), request.secret.size())},
                       {key::AutoLogin, request.automatic},
                       {key::Remember, request.remember},
                       {key::YunLockErrorTip, request.lockTip}};
     const auto outcome = call(service::cloud(), &ICloudServiceAssistant::LoginByPhone, input);
     QString code = input.take(key::Code).toString();
     wipeText(&code);
-    wipeText(&request.code);
+    wipeText(&request.secret);
     if (outcome.accepted())
-        VT_LOG(info) << QStringLiteral("【云登录对话框验证码登录】用户%1登录成功").arg(request.phone);
+        VT_LOG(info) << QStringLiteral("【云登录对话框验证码登录】用户%1登录成功").arg(request.user);
     return outcome;
 }
 

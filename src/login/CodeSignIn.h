@@ -1,5 +1,5 @@
 #pragma once
-#include "base/ServiceCall.h"
+#include "login/CloudCalls.h"
 #include <QTimer>
 
 namespace tarn::visualized {
@@ -10,21 +10,12 @@ class CodeSignIn final : public QObject
 {
     Q_OBJECT
 public:
-    struct Request
-    {
-        QString phone;
-        QString code;
-        bool automatic = false; ///< sign in without the dialog from now on
-        bool remember = false;  ///< the phone number
-        bool lockTip = false;   ///< the service shows its tip about the cloud lock
-    };
-
     explicit CodeSignIn(QObject *parent);
 
     /// Requests a code and logs the end. A success starts the countdown.
     ServiceOutcome sendCode(const QString &phone);
     /// Signs in and logs a success. The code is overwritten after the call.
-    ServiceOutcome signIn(Request request);
+    ServiceOutcome signIn(SignInRequest request);
     /// Logs a refusal. @return the tip for the user
     static QString concludeFailure(const QString &phone, const ServiceOutcome &outcome);
 

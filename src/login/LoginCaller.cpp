@@ -1,27 +1,12 @@
 #include "login/LoginCaller.h"
-#include "base/ServiceLease.h"
+#include "login/CloudCalls.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
-#include <QThreadPool>
 #include <QtConcurrent>
 #include <utility>
 
 namespace tarn::visualized {
-namespace {
-constexpr int MostThreads = 8; // that callers which do not answer can occupy
 
-// Not the pool of the sign-ins: callers that hang must not delay a sign-in.
-QThreadPool &threads()
-{
-    struct Pool final : QThreadPool
-    {
-        Pool() { setMaxThreadCount(MostThreads); }
-    };
-    static Pool pool;
-    return pool;
-}
-} // namespace
-
-void LoginCaller::notify(const std::function<void()> &afterwards)
+void LoginCaller::notify(const QString &line, const std::function<void()> &afterwards)
 {
     const auto caller = std::exchange(m_notify, {});
     if (!caller) {
@@ -29,8 +14,9 @@ void LoginCaller::notify(const std::function<void()> &afterwards)
             afterwards();
         return;
     }
+    VT_LOG(info) << line;
     const ServiceLease lease; // destroy() gives the notification a moment to arrive
-    QtConcurrent::run(&threads(), [caller, afterwards, lease] {
+    QtConcurrent::run(&cloudcalls::callerPool(), [caller, afterwards, lease] {
         caller->AfterLogin();
         if (afterwards)
             afterwards();
@@ -39,7 +25,7 @@ void LoginCaller::notify(const std::function<void()> &afterwards)
 
 bool LoginCaller::waitForNotifications(int ms)
 {
-    return threads().waitForDone(ms);
+    return cloudcalls::callerPool().waitForDone(ms);
 }
 
 } // namespace tarn::visualized

@@ -12,11 +12,11 @@ class LoginCaller final
 {
 public:
     void set(QSharedPointer<ICloudLoginNotify> notify) { m_notify = std::move(notify); }
-    bool isWaiting() const { return m_notify != nullptr; } ///< there is a caller that has not been notified
 
     /// Notifies the caller on a pool thread, since its process may be frozen or dead.
+    /// @param line logged before, when there is a caller that has not been notified
     /// @param afterwards called on that thread once the notification has returned; at once without a waiting caller
-    void notify(const std::function<void()> &afterwards = {});
+    void notify(const QString &line, const std::function<void()> &afterwards = {});
 
     /// Waits for the notifications under way.
     /// @return false when some have not returned after that many milliseconds

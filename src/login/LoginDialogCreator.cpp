@@ -29,16 +29,10 @@ QMutex LoginDialogCreator::s_lock;
 
 LoginDialogCreator *LoginDialogCreator::getInst()
 {
-    LoginDialogCreator *instance = s_instance.load(std::memory_order_acquire);
-    if (instance)
-        return instance;
     const QMutexLocker locker(&s_lock);
-    instance = s_instance.load(std::memory_order_relaxed);
-    if (!instance) {
-        instance = new LoginDialogCreator;
-        s_instance.store(instance, std::memory_order_release);
-    }
-    return instance;
+    if (!s_instance)
+        s_instance = new LoginDialogCreator;
+    return s_instance;
 }
 
 void LoginDialogCreator::FreeInst()
@@ -71,11 +65,6 @@ LoginDialogCreator::~LoginDialogCreator()
     const auto dialogs = std::exchange(m_dialogs, {});
     for (const QPointer<CYunLoginDialog> &dialog : dialogs)
         delete dialog;
-}
-
-bool LoginDialogCreator::DiaIsExist() const
-{
-    return m_dialog != nullptr;
 }
 
 void LoginDialogCreator::show(QSharedPointer<ICloudLoginNotify> notify, void *parentHandle)

@@ -24,7 +24,8 @@ public:
     static void joinThreads();
     ~LoginDialogCreator() override; ///< called by FreeInst() only
 
-    bool DiaIsExist() const; ///< any thread; also true while a QR sign-in has hidden it
+    /// Any thread; also true while a QR sign-in has hidden the dialog.
+    bool DiaIsExist() const { return m_dialog != nullptr; }
 
     /// Shows a new dialog, or the open one again for the new caller. The keyboard focus is in the first empty field when
     /// the caller's window was the active one, and neutral otherwise.

@@ -1,67 +1,28 @@
 #include "login/PhonePage.h"
 #include "login/DigitsValidator.h"
-#include "login/LoginForm.h"
-#include "login/ReturnKey.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
-#include "widgets/IconEditWidget.h"
 #include "widgets/Look.h"
-#include <QBoxLayout>
-#include <QCheckBox>
 
 namespace tarn::visualized {
 
 PhonePage::PhonePage(QWidget *parent)
-    : QWidget(parent)
+    : LoginPage({"phoneEdit", look::icon::Phone, QStringLiteral("请输入手机号")},
+                {"codeEdit", look::icon::Code, QStringLiteral("请输入动态密码")},
+                {"rememberPhone", QStringLiteral("记住手机号"), "phoneAutoLogin", "phoneLoginButton"}, parent)
 {
-    CIconEditWidget *phoneField =
-        loginform::makeField("phoneEdit", look::icon::Phone, QStringLiteral("请输入手机号"), this);
-    m_phone = phoneField->lineEdit();
-    auto *phoneNumber = new DigitsValidator(QStringLiteral("^\\d{11}$"), m_phone);
+    auto *phoneNumber = new DigitsValidator(QStringLiteral("^\\d{11}$"), m_user);
     phoneNumber->setCountryCode(QStringLiteral("86"));
-    m_phone->setValidator(phoneNumber);
-    CIconEditWidget *codeField =
-        loginform::makeField("codeEdit", look::icon::Code, QStringLiteral("请输入动态密码"), this);
-    m_code = codeField->lineEdit();
-    m_code->setValidator(new DigitsValidator(QStringLiteral("[0-9]+$"), m_code));
-    m_codeButton = loginform::makeSideButton("codeButton", QStringLiteral("  获取动态密码  "), false, this);
-    m_remember = loginform::makeCheckBox("rememberPhone", QStringLiteral("记住手机号"), this);
-    m_automatic = loginform::makeCheckBox("phoneAutoLogin", QStringLiteral("自动登录"), this);
-    m_login = loginform::makeLoginButton("phoneLoginButton", this);
-
-    QVBoxLayout *column = loginform::makeColumn(this);
-    loginform::addRow(column, phoneField, nullptr);
-    loginform::addRow(column, codeField, m_codeButton);
-    loginform::addCheckBoxes(column, m_remember, m_automatic);
-    column->addWidget(m_login);
-
-    connect(m_phone, &QLineEdit::returnPressed, m_code, [this] { m_code->setFocus(Qt::TabFocusReason); });
-    connect(new ReturnKey(m_code), &ReturnKey::pressed, this, &PhonePage::signInRequested);
+    m_user->setValidator(phoneNumber);
+    m_secret->setValidator(new DigitsValidator(QStringLiteral("[0-9]+$"), m_secret));
+    m_codeButton = addSideButton(m_secretRow, "codeButton", QStringLiteral("  获取动态密码  "), false);
+    setTabOrder(m_secret, m_codeButton);
     connect(m_codeButton, &QPushButton::clicked, this, &PhonePage::codeRequested);
-    connect(m_automatic, &QCheckBox::stateChanged, this, &PhonePage::automaticChanged);
-    connect(m_login, &QPushButton::clicked, this, &PhonePage::signInRequested);
-}
-
-CodeSignIn::Request PhonePage::request() const
-{
-    return {m_phone->text(), m_code->text(), m_automatic->isChecked(), m_remember->isChecked()};
-}
-
-void PhonePage::fill(const CodeSignIn::Request &remembered)
-{
-    m_automatic->setChecked(remembered.automatic); // before the remember box, which follows it
-    m_remember->setChecked(remembered.remember);
-    m_phone->setText(remembered.phone);
 }
 
 bool PhonePage::canRequestCode() const
 {
     return m_codeButton->isEnabled();
-}
-
-void PhonePage::setRemember(bool on)
-{
-    m_remember->setChecked(on);
 }
 
 void PhonePage::allowCode(bool allowed)
@@ -86,7 +47,7 @@ void PhonePage::showBusy(bool busy)
 
 void PhonePage::focusCode()
 {
-    m_code->setFocus(Qt::OtherFocusReason);
+    m_secret->setFocus(Qt::OtherFocusReason);
 }
 
 } // namespace tarn::visualized

@@ -1,23 +1,15 @@
 #pragma once
-#include "login/CodeSignIn.h"
-#include <QWidget>
-
-class CCustomBtn;
-class CCustomLineEdit;
-class QCheckBox;
+#include "login/LoginPage.h"
 
 namespace tarn::visualized {
 
 /// The page of the sign-in dialog for phone number and one-time code. GUI thread.
-class PhonePage final : public QWidget
+class PhonePage final : public LoginPage
 {
     Q_OBJECT
 public:
-    explicit PhonePage(QWidget *parent = nullptr);
+    explicit PhonePage(QWidget *parent);
 
-    CodeSignIn::Request request() const; ///< as entered; lockTip is not set
-    void fill(const CodeSignIn::Request &remembered);
-    void setRemember(bool on);
     bool canRequestCode() const;
     /// Enables or disables the button that requests a code.
     void allowCode(bool allowed);
@@ -29,16 +21,9 @@ public:
 
 signals:
     void codeRequested();
-    void signInRequested();
-    void automaticChanged(int state);
 
 private:
-    CCustomLineEdit *m_phone = nullptr;
-    CCustomLineEdit *m_code = nullptr;
     CCustomBtn *m_codeButton = nullptr;
-    QCheckBox *m_remember = nullptr;
-    QCheckBox *m_automatic = nullptr;
-    CCustomBtn *m_login = nullptr;
 };
 
 } // namespace tarn::visualized

@@ -75,9 +75,7 @@ void QrSignIn::stop()
 
 void QrSignIn::notify(LoginCaller &caller)
 {
-    if (caller.isWaiting())
-        VT_LOG(info) << QStringLiteral("扫码登录：开始通知云登录后事件");
-    caller.notify(logSuccess);
+    caller.notify(QStringLiteral("扫码登录：开始通知云登录后事件"), logSuccess);
 }
 
 } // namespace tarn::visualized

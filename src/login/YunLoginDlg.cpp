@@ -2,10 +2,8 @@
 #include "login/AccountCall.h"
 #include "login/AccountPage.h"
 #include "login/AccountSignIn.h"
-#include "login/CloudCalls.h"
 #include "login/CodeSignIn.h"
 #include "login/LoginCaller.h"
-#include "login/LoginForm.h"
 #include "login/PhonePage.h"
 #include "login/QrSignIn.h"
 #include "login/QuickBand.h"
@@ -37,6 +35,8 @@ constexpr int SideMargin = 36;
 constexpr int BottomMargin = 28;
 constexpr int BandGap = 22;
 constexpr int TabPx = 15;
+constexpr int TabHeight = 40;
+constexpr int TabWidth = 150;
 
 constexpr int PhoneLength = 11;
 constexpr int ShortestCode = 6;
@@ -47,26 +47,28 @@ QString dialogSheet(const QWidget *w)
 {
     return QStringLiteral("#loginBody{background-color:white;border:1px solid %1;}"
                           "#quickRule{background-color:%2;}"
-                          "#quickTitle{color:#8A93A0;}")
+                          "#quickTitle{color:#8A93A0;}"
+                          "QTabWidget::tab-bar{alignment:center;}")
                .arg(look::FrameBlue, look::RuleGrey) +
-           look::titleBand(look::BandBlue) + loginform::sheet(w) + look::blueButton() + look::whiteButton() +
-           look::linkButton() +
+           look::titleBand(look::BandBlue) +
+           look::tabs(TabHeight, QStringLiteral("width:%1;padding:0px;").arg(look::px(TabWidth, w)), w) +
+           look::blueButton() + look::whiteButton() + look::linkButton() +
            QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
 }
 
-/// The wait cursor while a call holds the GUI thread.
-struct WaitCursor
+/// Calls under the wait cursor: the call holds the GUI thread.
+template <class Call>
+auto underWaitCursor(Call call)
 {
-    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
-    Q_DISABLE_COPY(WaitCursor)
-};
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    const auto result = call();
+    QApplication::restoreOverrideCursor();
+    return result;
+}
 
 void notifyAccountCaller(LoginCaller &caller)
 {
-    if (caller.isWaiting())
-        VT_LOG(info) << QStringLiteral("开始通知云登录后事件");
-    caller.notify();
+    caller.notify(QStringLiteral("开始通知云登录后事件"));
 }
 } // namespace
 
@@ -223,7 +225,12 @@ void CYunLoginDialog::SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify)
 
 void CYunLoginDialog::focusEmptyField()
 {
-    loginform::focusEmptyField(m_tabs->currentWidget());
+    currentPage()->focusEmptyField();
+}
+
+LoginPage *CYunLoginDialog::currentPage() const
+{
+    return qobject_cast<LoginPage *>(m_tabs->currentWidget());
 }
 
 void CYunLoginDialog::onRegisterAccount()
@@ -240,10 +247,8 @@ void CYunLoginDialog::onForgetPassword()
 
 void CYunLoginDialog::followLink(const QString &where, const QString &linkKey, QString *address)
 {
-    if (address->isEmpty()) {
-        const WaitCursor cursor;
-        cloudcalls::linkAddress(linkKey, address);
-    }
+    if (address->isEmpty())
+        underWaitCursor([&] { return cloudcalls::linkAddress(linkKey, address); });
     if (address->isEmpty()) {
         VT_LOG(warning) << where + QStringLiteral("获取的跳转地址为空。");
         showLoginTip(QStringLiteral("获取跳转链接失败"), eTipError);
@@ -296,7 +301,8 @@ void CYunLoginDialog::leave()
     leaveAccountSignIn();
     endWaiting();
     hideNotice();
-    loginform::wipeFields(this);
+    m_accountPage->wipe();
+    m_phonePage->wipe();
 }
 
 void CYunLoginDialog::on_close_btn_clicked()
@@ -324,11 +330,10 @@ void CYunLoginDialog::PasswordStateChanged()
     m_accountPage->showPassword(!m_accountPage->showsPassword());
 }
 
-// The remember box follows both ways, deliberately.
+// The remember box follows in both directions, deliberately.
 void CYunLoginDialog::OnAccountAutoLoginChkChanged(int state)
 {
-    if (state != Qt::PartiallyChecked)
-        m_accountPage->setRemember(state == Qt::Checked);
+    m_accountPage->followAutomatic(state);
 }
 
 void CYunLoginDialog::onAccountLoginBtn()
@@ -349,13 +354,13 @@ void CYunLoginDialog::onAccountLoginBtn()
 bool CYunLoginDialog::ExecuteLoginByAccount()
 {
     m_qrSignIn->stop();
-    AccountSignIn::Request request = m_accountPage->request();
+    SignInRequest request = m_accountPage->request();
     request.lockTip = m_yunLockErrorTip;
-    if (request.account.isEmpty()) {
+    if (request.user.isEmpty()) {
         refuse(QStringLiteral("账号不能为空!"), QStringLiteral("账号不能为空!"));
         return false;
     }
-    if (request.password.isEmpty()) {
+    if (request.secret.isEmpty()) {
         refuse(QStringLiteral("密码不能为空!"), QStringLiteral("密码不能为空!"));
         return false;
     }
@@ -364,7 +369,7 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
         return false;
     }
     VT_LOG(info) << QStringLiteral("开始登录云账号");
-    const QString account = request.account;
+    const QString account = request.user;
     const QPointer<CYunLoginDialog> self(this);
     beginWaiting();
     const auto outcome = m_accountSignIn->run(std::move(request));
@@ -387,7 +392,7 @@ void CYunLoginDialog::leaveAccountSignIn()
         return;
     connect(left, &AccountCall::answered, left,
             [self = QPointer<CYunLoginDialog>(this), caller = m_caller,
-             account = m_accountPage->request().account](const ServiceOutcome &outcome) {
+             account = m_accountPage->request().user](const ServiceOutcome &outcome) {
                 if (!AccountSignIn::conclude(account, outcome).isEmpty())
                     return;
                 if (self)
@@ -424,27 +429,22 @@ void CYunLoginDialog::endWaiting()
         m_focusBefore->setFocus(Qt::OtherFocusReason);
 }
 
-// The remember box follows both ways, deliberately.
 void CYunLoginDialog::OnVerifCodeAutoLogin(int state)
 {
-    if (state != Qt::PartiallyChecked)
-        m_phonePage->setRemember(state == Qt::Checked);
+    m_phonePage->followAutomatic(state);
 }
 
 void CYunLoginDialog::onGetVerificationCodeBtn()
 {
     if (!m_phonePage->canRequestCode())
         return;
-    const QString phone = m_phonePage->request().phone;
+    const QString phone = m_phonePage->request().user;
     if (phone.size() < PhoneLength) {
         refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("手机号填写不正确!"));
         return;
     }
     m_phonePage->allowCode(false);
-    const auto outcome = [&] {
-        const WaitCursor cursor;
-        return m_codeSignIn->sendCode(phone);
-    }();
+    const auto outcome = underWaitCursor([&] { return m_codeSignIn->sendCode(phone); });
     if (outcome.accepted()) {
         m_phonePage->focusCode();
         showLoginTip(QStringLiteral("发送成功，请查收!"), eTipNormal);
@@ -464,13 +464,13 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
     if (!canStart())
         return;
     m_qrSignIn->stop();
-    CodeSignIn::Request request = m_phonePage->request();
+    SignInRequest request = m_phonePage->request();
     request.lockTip = m_yunLockErrorTip;
-    if (request.phone.size() < PhoneLength) {
+    if (request.user.size() < PhoneLength) {
         refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("【云登录对话框验证码登录】手机号填写不正确!"));
         return;
     }
-    if (request.code.size() < ShortestCode) {
+    if (request.secret.size() < ShortestCode) {
         refuse(QStringLiteral("动态密码不正确，请重新输入!"),
                QStringLiteral("【云登录对话框验证码登录】动态密码不正确，请重新输入!"));
         return;
@@ -478,13 +478,10 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
     loginByCode(request);
 }
 
-void CYunLoginDialog::loginByCode(const CodeSignIn::Request &request)
+void CYunLoginDialog::loginByCode(const SignInRequest &request)
 {
     m_phonePage->showBusy(true);
-    const auto outcome = [&] {
-        const WaitCursor cursor;
-        return m_codeSignIn->signIn(request);
-    }();
+    const auto outcome = underWaitCursor([&] { return m_codeSignIn->signIn(request); });
     m_phonePage->showBusy(false);
     if (!outcome.called())
         refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【验证码登录】获取云服务失败"));
@@ -493,16 +490,14 @@ void CYunLoginDialog::loginByCode(const CodeSignIn::Request &request)
     else if (cloudcalls::lockRefused(outcome))
         refuseByLock(outcome.error);
     else
-        showLoginTip(CodeSignIn::concludeFailure(request.phone, outcome), eTipError);
+        showLoginTip(CodeSignIn::concludeFailure(request.user, outcome), eTipError);
 }
 
 void CYunLoginDialog::finishCodeLogin()
 {
     m_codeSignIn->stopCountdown();
     close();
-    if (m_caller->isWaiting())
-        VT_LOG(info) << QStringLiteral("【云登录对话框验证码登录】开始通知云登录后事件");
-    m_caller->notify();
+    m_caller->notify(QStringLiteral("【云登录对话框验证码登录】开始通知云登录后事件"));
 }
 
 // Closes and notifies the caller as a success does, deliberately.
@@ -536,12 +531,8 @@ void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)
         return;
     }
     VT_LOG(info) << clickLine;
-    const bool onAccountPage = m_tabs->currentWidget() == m_accountPage;
-    const bool automatic = onAccountPage ? m_accountPage->request().automatic : m_phonePage->request().automatic;
-    const QString address = [&] {
-        const WaitCursor cursor;
-        return m_qrSignIn->begin({type, automatic, m_yunLockErrorTip});
-    }();
+    const bool automatic = currentPage()->request().automatic;
+    const QString address = underWaitCursor([&] { return m_qrSignIn->begin({type, automatic, m_yunLockErrorTip}); });
     if (address.isEmpty())
         showLoginTip(QStringLiteral("获取扫码登录地址失败"), eTipError);
     else if (openPage(QStringLiteral("【扫码登录】"), address))

@@ -1,5 +1,4 @@
 #pragma once
-#include "login/CodeSignIn.h"
 #include "login/QueryQRCodeResult.h"
 #include "widgets/TipStatus.h"
 #include "widgets/ToolDialog.h"
@@ -16,11 +15,13 @@ class QVBoxLayout;
 namespace tarn::visualized {
 class AccountPage;
 class AccountSignIn;
+class CodeSignIn;
 class LoginCaller;
+class LoginPage;
 class PhonePage;
 class QrSignIn;
 class WaitNotice;
-struct ServiceOutcome;
+struct SignInRequest;
 } // namespace tarn::visualized
 
 /// The window in which the user signs in to the cloud account: by password, by phone and one-time code, or by a QR code
@@ -81,6 +82,7 @@ private:
     void InitCloudAddr();
     void fillFrom(QVariantMap memory);
 
+    tarn::visualized::LoginPage *currentPage() const;
     void showTip(const QString &text, eTipStatus status, eBoxOrigin origin);
     void refuse(const QString &tip, const QString &line);
     void followLink(const QString &where, const QString &linkKey, QString *address);
@@ -94,7 +96,7 @@ private:
     void beginWaiting();
     void endWaiting();
 
-    void loginByCode(const tarn::visualized::CodeSignIn::Request &request);
+    void loginByCode(const tarn::visualized::SignInRequest &request);
     void finishCodeLogin();
     void refuseByLock(const QString &tip);
 

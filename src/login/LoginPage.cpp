@@ -1,0 +1,150 @@
+#include "login/LoginPage.h"
+#include "login/WipeText.h"
+#include "widgets/CustomBtn.h"
+#include "widgets/CustomLineEdit.h"
+#include "widgets/IconEditWidget.h"
+#include "widgets/Look.h"
+#include <QBoxLayout>
+#include <QCheckBox>
+#include <QKeyEvent>
+#include <QTimer>
+
+namespace tarn::visualized {
+namespace {
+// Metrics (design pixels at 96 DPI)
+constexpr int TopMargin = 20;
+constexpr int Spacing = 14;
+constexpr int Gap = 8;
+constexpr QSize SideButtonSize(104, 36);
+constexpr int LoginButtonHeight = 40;
+constexpr int TextPx = 13;
+constexpr int LoginPx = 15;
+} // namespace
+
+LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names, QWidget *parent)
+    : QWidget(parent)
+{
+    CIconEditWidget *userField = makeField(user);
+    m_user = userField->lineEdit();
+    m_secretField = makeField(secret);
+    m_secret = m_secretField->lineEdit();
+    m_remember = makeCheckBox(names.remember, names.rememberText);
+    m_automatic = makeCheckBox(names.automatic, QStringLiteral("自动登录"));
+    m_login = new CCustomBtn(QStringLiteral("立即登录"), CCustomBtn::Blue, this);
+    m_login->setObjectName(QLatin1String(names.login));
+    m_login->setFont(look::yaHei(LoginPx, QFont::Normal, this));
+    m_login->setFixedHeight(look::scaled(LoginButtonHeight, this));
+
+    m_userRow = makeRow(userField);
+    m_secretRow = makeRow(m_secretField);
+    auto *boxes = new QHBoxLayout;
+    boxes->addWidget(m_remember);
+    boxes->addStretch(1);
+    boxes->addWidget(m_automatic);
+    auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(0, look::scaled(TopMargin, this), 0, 0);
+    column->setSpacing(look::scaled(Spacing, this));
+    column->addLayout(m_userRow);
+    column->addLayout(m_secretRow);
+    column->addLayout(boxes);
+    column->addWidget(m_login);
+    wire();
+}
+
+CIconEditWidget *LoginPage::makeField(const Field &field)
+{
+    auto *widget = new CIconEditWidget(this);
+    widget->setPrefixIcon(field.icon);
+    widget->lineEdit()->setObjectName(QLatin1String(field.name));
+    widget->lineEdit()->setPlaceholderText(field.placeholder);
+    widget->lineEdit()->setFont(look::yaHei(TextPx, QFont::Normal, this));
+    return widget;
+}
+
+QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
+{
+    auto *box = new QCheckBox(text, this);
+    box->setObjectName(QLatin1String(name));
+    box->setFont(look::yaHei(TextPx, QFont::Normal, this));
+    QPalette palette = box->palette(); // cheaper than a rule
+    palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
+    box->setPalette(palette);
+    return box;
+}
+
+QHBoxLayout *LoginPage::makeRow(CIconEditWidget *field) const
+{
+    auto *row = new QHBoxLayout;
+    row->setSpacing(look::scaled(Gap, this));
+    row->addWidget(field, 1);
+    return row;
+}
+
+CCustomBtn *LoginPage::addSideButton(QHBoxLayout *row, const char *name, const QString &text, bool link)
+{
+    auto *button = new CCustomBtn(text, link ? CCustomBtn::Link : CCustomBtn::Blue, name, SideButtonSize, this);
+    button->setAccessibleName(text.trimmed());
+    row->addWidget(button);
+    return button;
+}
+
+void LoginPage::wire()
+{
+    auto *soon = new QTimer(this); // several keys in a row give one sign-in
+    soon->setSingleShot(true);
+    m_secret->installEventFilter(this);
+    connect(m_user, &QLineEdit::returnPressed, m_secret, [this] { m_secret->setFocus(Qt::TabFocusReason); });
+    connect(m_secret, &QLineEdit::returnPressed, soon, qOverload<>(&QTimer::start));
+    connect(soon, &QTimer::timeout, this, [this] {
+        if (m_secret->isVisible()) // the window can have been closed or hidden meanwhile
+            emit signInRequested();
+    });
+    connect(m_login, &QPushButton::clicked, this, &LoginPage::signInRequested);
+    connect(m_automatic, &QCheckBox::stateChanged, this, &LoginPage::automaticChanged);
+}
+
+// A Return key that is held down would try the same password again and again.
+bool LoginPage::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() != QEvent::KeyPress)
+        return QWidget::eventFilter(watched, event);
+    const auto *press = static_cast<QKeyEvent *>(event);
+    return press->isAutoRepeat() && (press->key() == Qt::Key_Return || press->key() == Qt::Key_Enter);
+}
+
+SignInRequest LoginPage::request() const
+{
+    return {m_user->text(), m_secret->text(), m_automatic->isChecked(), m_remember->isChecked()};
+}
+
+void LoginPage::fill(const SignInRequest &remembered)
+{
+    m_automatic->setChecked(remembered.automatic); // before the remember box, which follows it
+    m_remember->setChecked(remembered.remember);
+    m_user->setText(remembered.user);
+    m_secret->setText(remembered.secret);
+}
+
+void LoginPage::followAutomatic(int state)
+{
+    if (state != Qt::PartiallyChecked)
+        m_remember->setChecked(state == Qt::Checked);
+}
+
+void LoginPage::focusEmptyField()
+{
+    CCustomLineEdit *field = m_user->text().isEmpty() ? m_user : m_secret;
+    if (field->text().isEmpty())
+        field->setFocus(Qt::OtherFocusReason);
+}
+
+void LoginPage::wipe()
+{
+    for (CCustomLineEdit *edit : {m_user, m_secret}) {
+        QString text = edit->text();
+        edit->setText(QString()); // clear() would keep the text for an undo
+        wipeText(&text);
+    }
+}
+
+} // namespace tarn::visualized

@@ -1,0 +1,72 @@
+#pragma once
+#include "login/CloudCalls.h"
+#include <QWidget>
+
+class CCustomBtn;
+class CCustomLineEdit;
+class CIconEditWidget;
+class QCheckBox;
+class QHBoxLayout;
+
+namespace tarn::visualized {
+
+/// Base of the two pages of the sign-in dialog: two fields, each with room for a button beside it, two check boxes and
+/// the button "立即登录". Return in the first field moves to the second one; there it requests the sign-in. GUI thread.
+class LoginPage : public QWidget
+{
+    Q_OBJECT
+public:
+    SignInRequest request() const; ///< as entered; lockTip is not set
+    void fill(const SignInRequest &remembered);
+    /// Sets the remember box to the state of the automatic box.
+    /// @param state Qt::CheckState; a partial one changes nothing
+    void followAutomatic(int state);
+    /// Focuses the first empty field, if there is one.
+    void focusEmptyField();
+    /// Empties the fields, overwrites their texts and leaves nothing to be undone.
+    void wipe();
+
+signals:
+    /// Emitted from its own event after a field has handled Return, since the sign-in can destroy the field.
+    void signInRequested();
+    void automaticChanged(int state);
+
+protected:
+    struct Field
+    {
+        const char *name; ///< object name of the line edit
+        QString icon;
+        QString placeholder;
+    };
+    struct Names
+    {
+        const char *remember;
+        QString rememberText;
+        const char *automatic;
+        const char *login;
+    };
+
+    LoginPage(const Field &user, const Field &secret, const Names &names, QWidget *parent);
+
+    /// Adds a button to a row; all of them have one width. Blanks around the text are kept.
+    CCustomBtn *addSideButton(QHBoxLayout *row, const char *name, const QString &text, bool link);
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+    QHBoxLayout *m_userRow = nullptr;
+    QHBoxLayout *m_secretRow = nullptr;
+    CIconEditWidget *m_secretField = nullptr;
+    CCustomLineEdit *m_user = nullptr;
+    CCustomLineEdit *m_secret = nullptr;
+    CCustomBtn *m_login = nullptr;
+
+private:
+    CIconEditWidget *makeField(const Field &field);
+    QCheckBox *makeCheckBox(const char *name, const QString &text);
+    QHBoxLayout *makeRow(CIconEditWidget *field) const;
+    void wire();
+
+    QCheckBox *m_remember = nullptr;
+    QCheckBox *m_automatic = nullptr;
+};
+
+} // namespace tarn::visualized
