@@ -1,9 +1,9 @@
 #!/bin/bash
 # with-x.sh [-w WM] [-s WxHxDEPTH] [-d DPI] [-2] -- COMMAND [ARG...]
 # Runs COMMAND on a private desktop: an X server on a free display, a session bus, a window manager (openbox unless -w says
-# otherwise; "none" for none), and a private home, temporary and runtime directory. -2: two screens of 1280x1000, the right
-# one is the primary one. Ends only the programs that it started; the exit status is COMMAND's (3: no X server, 4: no window
-# manager).
+# otherwise; "none" for none), and a private home, temporary and runtime directory. -2: two screens, 1024x768 and right of
+# it the primary one of 1280x1000. Ends only the programs that it started; the exit status is COMMAND's (3: no X server,
+# 4: no window manager).
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 wm=openbox size=1920x1080x24 dpi=96 two=''
@@ -78,8 +78,8 @@ if [ -n "$two" ]; then
     mode=1280x1000
     xrandr --newmode $mode 100 1280 1300 1400 1500 1000 1003 1010 1030
     xrandr --output DUMMY1 --set WIDTH_MM 338 --set HEIGHT_MM 264 # the driver takes it for connected
-    xrandr --addmode DUMMY0 $mode --addmode DUMMY1 $mode
-    xrandr --output DUMMY0 --mode $mode --pos 0x0 --output DUMMY1 --mode $mode --pos 1280x0 --primary
+    xrandr --addmode DUMMY1 $mode
+    xrandr --output DUMMY0 --mode 1024x768 --pos 0x0 --output DUMMY1 --mode $mode --pos 1024x0 --primary
     xrandr >"$tmp/outputs" # makes the server look for connected outputs again
 fi
 
