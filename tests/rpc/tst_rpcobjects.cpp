@@ -150,7 +150,6 @@ void tst_RpcObjects::operations()
         QCOMPARE(refused.retCode, 0);
         QCOMPARE(manager().calls, (QStringList{operation.name, operation.name}));
     }
-    QCOMPARE(visualizedOperations().size(), 11);
     QCOMPARE(call("unknown").error.code, int(RpcError::NotFound));
 }
 
