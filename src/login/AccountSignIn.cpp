@@ -76,7 +76,7 @@ QString AccountSignIn::conclude(const QString &account, const ServiceOutcome &ou
         VT_LOG(info) << QStringLiteral("用户%1登录成功").arg(account);
         return {};
     }
-    if (cloudcalls::lockRefused(outcome)) {
+    if (outcome.code == cloud::code::LockRefused) {
         VT_LOG(critical) << QStringLiteral("【账号密码登录】云锁登录失败。");
         return outcome.error.isEmpty() ? QStringLiteral("登录失败") : outcome.error;
     }

@@ -20,11 +20,6 @@ ServiceOutcome outcomeOf(ICloudService_OutputArgs &output)
     return outcome;
 }
 
-bool lockRefused(const ServiceOutcome &outcome)
-{
-    return outcome.called() && outcome.code == cloud::code::LockRefused;
-}
-
 ServiceOutcome linkAddress(const QString &linkKey, QString *address)
 {
     namespace key = cloud::key;

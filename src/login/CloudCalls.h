@@ -25,9 +25,6 @@ namespace tarn::visualized::cloudcalls {
 /// Copies how a call ended out of its output arguments.
 ServiceOutcome outcomeOf(ICloudService_OutputArgs &output);
 
-/// Whether the cloud lock refused the sign-in.
-bool lockRefused(const ServiceOutcome &outcome);
-
 /// Asks for one of the service's web addresses and logs a failure. Blocks until the service has answered. Any thread.
 /// @param key "FC_..." (CloudKeys.h)
 /// @param[out] address as the service sent it, not checked; empty when the call failed

@@ -23,18 +23,16 @@ ServiceOutcome CodeSignIn::sendCode(const QString &phone)
     if (outcome.accepted()) {
         VT_LOG(info) << QStringLiteral("【获取验证码】调用获取验证码接口成功。");
         m_countdown.start(TickMs);
-        return outcome;
-    }
-    if (!outcome.called()) {
+    } else if (!outcome.called()) {
         VT_LOG(critical) << QStringLiteral("【获取验证码】获取云服务失败");
-        return outcome;
+    } else {
+        // The second line lacks a colon, deliberately.
+        const QString line =
+            outcome.transportFailed()
+                ? QStringLiteral("【获取验证码】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
+                : QStringLiteral("【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：%1，错误信息为%2");
+        VT_LOG(critical) << line.arg(QString::number(outcome.code), outcome.error);
     }
-    // The second line lacks a colon, deliberately.
-    const QString line =
-        outcome.transportFailed()
-            ? QStringLiteral("【获取验证码】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
-            : QStringLiteral("【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：%1，错误信息为%2");
-    VT_LOG(critical) << line.arg(QString::number(outcome.code), outcome.error);
     return outcome;
 }
 

@@ -1,8 +1,9 @@
 #include "login/DigitsValidator.h"
 
 namespace tarn::visualized {
-DigitsValidator::DigitsValidator(const QString &expression, QObject *parent)
+DigitsValidator::DigitsValidator(const QString &expression, const QString &countryCode, QObject *parent)
     : QRegularExpressionValidator(QRegularExpression(expression), parent)
+    , m_countryCode(countryCode)
 {
 }
 

@@ -9,17 +9,15 @@ class DigitsValidator final : public QRegularExpressionValidator
 {
     Q_OBJECT
 public:
-    DigitsValidator(const QString &expression, QObject *parent);
-
-    /// Digits of a country code that are removed from the front of a number, "+86" or "0086".
-    void setCountryCode(const QString &digits) { m_countryCode = digits; }
+    /// @param countryCode digits that are removed from the front of a number, "+86" or "0086"; empty for none
+    DigitsValidator(const QString &expression, const QString &countryCode, QObject *parent);
 
     State validate(QString &input, int &position) const override;
 
 private:
     QString plainDigits(const QString &text) const;
 
-    QString m_countryCode;
+    const QString m_countryCode;
 };
 
 } // namespace tarn::visualized

@@ -23,9 +23,4 @@ void LoginCaller::notify(const QString &line, const std::function<void()> &after
     });
 }
 
-bool LoginCaller::waitForNotifications(int ms)
-{
-    return cloudcalls::callerPool().waitForDone(ms);
-}
-
 } // namespace tarn::visualized

@@ -18,10 +18,6 @@ public:
     /// @param afterwards called on that thread once the notification has returned; at once without a waiting caller
     void notify(const QString &line, const std::function<void()> &afterwards = {});
 
-    /// Waits for the notifications under way.
-    /// @return false when some have not returned after that many milliseconds
-    static bool waitForNotifications(int ms);
-
 private:
     QSharedPointer<ICloudLoginNotify> m_notify;
 };

@@ -2,7 +2,6 @@
 #include "base/Log.h"
 #include "login/AccountCall.h"
 #include "login/CloudCalls.h"
-#include "login/LoginCaller.h"
 #include "login/QueryQRCodeResult.h"
 #include "login/YunLoginDlg.h"
 #include "upgrade/ProcessChecker.h"
@@ -46,7 +45,7 @@ void LoginDialogCreator::FreeInst()
 void LoginDialogCreator::joinThreads()
 {
     const bool signInsEnded = cloudcalls::pool().waitForDone(ThreadsMs);
-    if (!LoginCaller::waitForNotifications(ThreadsMs) || !signInsEnded)
+    if (!cloudcalls::callerPool().waitForDone(ThreadsMs) || !signInsEnded)
         VT_LOG(warning) << QStringLiteral("【云登录】登录线程仍在等待云服务的应答。");
     CQueryQRCodeResult::deleteStopped(ThreadsMs);
 }

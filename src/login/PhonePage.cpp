@@ -11,10 +11,8 @@ PhonePage::PhonePage(QWidget *parent)
                 {"codeEdit", look::icon::Code, QStringLiteral("请输入动态密码")},
                 {"rememberPhone", QStringLiteral("记住手机号"), "phoneAutoLogin", "phoneLoginButton"}, parent)
 {
-    auto *phoneNumber = new DigitsValidator(QStringLiteral("^\\d{11}$"), m_user);
-    phoneNumber->setCountryCode(QStringLiteral("86"));
-    m_user->setValidator(phoneNumber);
-    m_secret->setValidator(new DigitsValidator(QStringLiteral("[0-9]+$"), m_secret));
+    m_user->setValidator(new DigitsValidator(QStringLiteral("^\\d{11}$"), QStringLiteral("86"), m_user));
+    m_secret->setValidator(new DigitsValidator(QStringLiteral("[0-9]+$"), QString(), m_secret));
     m_codeButton = addSideButton(m_secretRow, "codeButton", QStringLiteral("  获取动态密码  "), false);
     setTabOrder(m_secret, m_codeButton);
     connect(m_codeButton, &QPushButton::clicked, this, &PhonePage::codeRequested);

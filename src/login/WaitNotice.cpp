@@ -35,9 +35,7 @@ WaitNotice::WaitNotice(const QString &text, QWidget *parent)
     label->setFont(look::yaHei(TextPx, QFont::Normal, this));
     label->setAlignment(Qt::AlignCenter);
     label->setWordWrap(true);
-    auto *cancel = new CCustomBtn(QStringLiteral("取消"), CCustomBtn::Grey, this);
-    cancel->setObjectName(QStringLiteral("cancelButton"));
-    cancel->setFixedSize(look::scaled(ButtonSize.width(), this), look::scaled(ButtonSize.height(), this));
+    auto *cancel = new CCustomBtn(QStringLiteral("取消"), CCustomBtn::Grey, "cancelButton", ButtonSize, this);
     auto *content = new QVBoxLayout;
     const int margin = look::scaled(Margin, this);
     content->setContentsMargins(margin, margin, margin, margin);

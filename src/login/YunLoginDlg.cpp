@@ -487,7 +487,7 @@ void CYunLoginDialog::loginByCode(const SignInRequest &request)
         refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【验证码登录】获取云服务失败"));
     else if (outcome.accepted())
         finishCodeLogin();
-    else if (cloudcalls::lockRefused(outcome))
+    else if (outcome.code == tarn::cloud::code::LockRefused)
         refuseByLock(outcome.error);
     else
         showLoginTip(CodeSignIn::concludeFailure(request.user, outcome), eTipError);

@@ -2,7 +2,6 @@
 #include "frame/VisualizedEvents.h"
 #include "frame/VisualizedManager.h"
 #include "login/CloudCalls.h"
-#include "login/LoginCaller.h"
 #include "login/QueryQRCodeResult.h"
 #include "login/WaitNotice.h"
 #include "login/YunLoginDlg.h"
@@ -108,7 +107,7 @@ inline void settle()
 {
     tarn::visualized::cloudcalls::pool().waitForDone();
     QCoreApplication::processEvents();
-    tarn::visualized::LoginCaller::waitForNotifications(-1);
+    tarn::visualized::cloudcalls::callerPool().waitForDone();
 }
 
 inline void processDeletions()
