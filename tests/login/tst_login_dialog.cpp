@@ -106,7 +106,7 @@ private slots:
     void cancelledScan_data();
     void cancelledScan();
     void pollerThatCannotStart();
-    void tipsNobodyAskedFor();
+    void unaskedTips();
     void links_data();
     void links();
     void nothingToSend();
@@ -538,7 +538,7 @@ void TestLoginDialog::pollerThatCannotStart()
 }
 
 // The end of a QR sign-in behind the shown dialog, and an answer that arrives while another window is active.
-void TestLoginDialog::tipsNobodyAskedFor()
+void TestLoginDialog::unaskedTips()
 {
     open();
     QVERIFY(QTest::qWaitForWindowActive(m_dialog));

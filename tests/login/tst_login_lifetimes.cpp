@@ -14,10 +14,7 @@
 using namespace login;
 
 namespace {
-CYunLoginDialog *theDialog()
-{
-    return window<CYunLoginDialog>();
-}
+constexpr auto theDialog = window<CYunLoginDialog>;
 
 void callerEnds(const QString &softId)
 {
@@ -124,12 +121,13 @@ void TestLoginLifetimes::duringTheCall_data()
 {
     QTest::addColumn<Event>("event");
     QTest::addColumn<int>("code");
-    QTest::addColumn<bool>("survives"); // the dialog, until the answer
-    QTest::addColumn<QString>("told");  // calls of the first and of the next caller
+    QTest::addColumn<bool>("survives");    // the dialog, until the answer
+    QTest::addColumn<QString>("notified"); // calls of the first and of the next caller
     QTest::addColumn<bool>("byReturn");
-    const auto row = [](const char *name, int code, bool survives, const char *told, const Event &event) {
+    const auto row = [](const char *name, int code, bool survives, const char *notified, const Event &event) {
         for (const bool byReturn : {false, true})
-            QTest::addRow("%s%s", name, byReturn ? ", Return" : "") << event << code << survives << told << byReturn;
+            QTest::addRow("%s%s", name, byReturn ? ", Return" : "")
+                << event << code << survives << notified << byReturn;
     };
     const Event close = [this] { m_dialog->close(); };
     row("closed, signed in", 4000, false, "1 0", close);
@@ -176,7 +174,7 @@ void TestLoginLifetimes::duringTheCall()
     QCOMPARE(aliveThen, survives);
     QCOMPARE(cursorThen, survives);
     settle(); // the answer to a closed dialog is noticed later
-    QTEST(QString("%1 %2").arg(int(m_notify->calls)).arg(int(m_next->calls)), "told");
+    QTEST(QString("%1 %2").arg(int(m_notify->calls)).arg(int(m_next->calls)), "notified");
     QVERIFY(!LoginDialogCreator::getInst()->DiaIsExist());
 }
 
