@@ -308,6 +308,9 @@ void tst_Rpc::peerFrozenOrWithoutDescriptors()
     QTRY_VERIFY(proxy("a")); // registers again by itself
     QVERIFY(proxy("a")->call(Echo, {}).arrived());
 
+#ifdef TARN_SANITIZED
+    return; // without a descriptor the sanitizer takes every object for an invalid one
+#endif
     // Connections that never speak take the peer's last descriptors, until the peer closes them.
     const QString descriptors = QString("/proc/%1/fd").arg(peer->processId());
     const auto used = [&] {
