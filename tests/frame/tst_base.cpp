@@ -13,14 +13,6 @@
 using namespace tarn::visualized;
 
 namespace {
-FakeAnswer answer(int code, const QString &error = {})
-{
-    FakeAnswer answer;
-    answer.code = code;
-    answer.error = error;
-    return answer;
-}
-
 void stopTask(const QString &success)
 {
     const auto outcome =
@@ -41,194 +33,173 @@ private slots:
         ServiceLease::open();
         CVtServiceClient::ReleaseInstance();
     }
+    void tellsEndingsApart()
+    {
+        using Ending = ServiceOutcome::Ending;
+        IFakeClient &fake = FakeClient::fake();
+        const FakeAnswer answer{0, "原因", {{"login_state", 3}}, {QVariantMap{{"MsgId", "m"}}}};
+        // The codes of success, of the two failures of the transport, and of a refusal.
+        const auto judges = [&](const QString &operation, const QVector<int> &codes, const auto &call) {
+            const Ending endings[] = {Ending::Accepted, Ending::TransportFailed, Ending::TransportFailed,
+                                      Ending::Refused};
+            for (int i = 0; i < codes.size(); ++i) {
+                FakeAnswer coded = answer;
+                coded.code = codes.at(i);
+                fake.queue(operation, coded);
+                const ServiceOutcome outcome = call();
+                QCOMPARE(outcome.ending, endings[i]);
+                QCOMPARE(outcome.code, codes.at(i));
+                QCOMPARE(outcome.error, QString("原因"));
+                QCOMPARE(outcome.list, answer.list);
+            }
+        };
+        ServiceOutcome cloud;
+        judges("GetLoginState", {4000, 4001, 4012, 1000}, [&cloud] {
+            cloud = call(service::cloud(), &ICloudServiceAssistant::GetLoginState, {}, {"login_state", "nothing"});
+            return cloud;
+        });
+        QCOMPARE(cloud.values, (QVariantMap{{"login_state", 3}, {"nothing", QVariant()}}));
+        judges("GetAllMessageRecords", {2000, 2001, 2012, 0},
+               [] { return call(service::message(), &IMessageServiceAssistant::GetAllMessageRecords, {}); });
+        judges("IgnoreUpgrade", {1000, 1001, 1009, 4000},
+               [] { return call(service::upgrade(), &IUpgradeServiceAssistant::IgnoreUpgrade, {}); });
+        judges("StopUpgrade", {1000, 1001, 1009, 4000},
+               [] { return call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {}); });
+        fake.setAvailable(false);
+        const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {});
+        QCOMPARE(outcome.ending, Ending::NoAssistant);
+        QVERIFY(!outcome.called());
+    }
 
-    void tellsEndingsApart();
-    void logsUnderTheCallersName();
-    void closedLeaseKeepsTheLibraryOut();
-    void leaseOfATaskOutlivesTheClosing();
-    void poolDeliversToALivingReceiver();
-    void poolStopsWithinItsLimit();
+    void logsUnderTheCallersName()
+    {
+        IFakeClient &fake = FakeClient::fake();
+        fake.queue("StopUpgrade", {1000});
+        fake.queue("StopUpgrade", {1009, "断"});
+        fake.queue("StopUpgrade", {1002, "拒\n绝 %1"});
+        const LogCatcher log;
+        for (const QString &success : QStringList{"成功。", "成功。", "成功。", ""}) // the last without a line
+            stopTask(success);
+        fake.setAvailable(false);
+        stopTask("成功。"); // no line
+        QCOMPARE(fake.calls().last().values, (QVariantMap{{"软件名称", "甲"}}));
+        const struct
+        {
+            QtMsgType type;
+            QString text;
+        } expected[] = {
+            {QtInfoMsg, "成功。"},
+            {QtCriticalMsg, "【取消下载】调用停止升级接口rpc通信失败，返回错误码为：1009，错误信息为：断。"},
+            {QtCriticalMsg, "【取消下载】调用停止升级接口失败。返回错误码为：1002，错误信息为：拒 绝 %1。"},
+        };
+        QCOMPARE(log.lines().size(), 3);
+        for (int i = 0; i < 3; ++i) {
+            const LogCatcher::Line line = log.lines().at(i);
+            QCOMPARE(line.type, expected[i].type);
+            QCOMPARE(line.text, expected[i].text);
+            QCOMPARE(line.function, QString("stopTask"));
+        }
+    }
+
+    // A task that comes after the end must not load the client library again.
+    void closedLeaseKeepsTheLibraryOut()
+    {
+        ServiceLease::close();
+        CVtServiceClient::ReleaseInstance();
+        FakeClient::fake().reset();
+        QVERIFY(!call(service::message(), &IMessageServiceAssistant::IgnoreMessage, {}).called());
+        QCOMPARE(FakeClient::fake().operations(), QStringList());
+        ServiceLease::open();
+        QVERIFY(call(service::message(), &IMessageServiceAssistant::IgnoreMessage, {}).accepted());
+    }
+
+    void leaseOfATaskOutlivesTheClosing()
+    {
+        auto ordered = std::make_unique<ServiceLease>();
+        ServiceLease::close();
+        const ServiceLease late;
+        QVERIFY(!late.isGranted());
+        auto copy = std::make_unique<ServiceLease>(*ordered);
+        QVERIFY(copy->isGranted());
+        ordered.reset();
+        QVERIFY(!ServiceLease::waitForAll(1));
+        copy.reset();
+        QVERIFY(ServiceLease::waitForAll(1));
+    }
+
+    void poolDeliversToALivingReceiver()
+    {
+        WorkPool pool(1);
+        QSemaphore begun, go;
+        bool cancelled = false;
+        auto receiver = std::make_unique<QObject>();
+        pool.run(
+            receiver.get(),
+            [&](const WorkCancel &cancel) {
+                begun.release();
+                go.acquire();
+                cancelled = cancel.requested();
+                return 1;
+            },
+            [](int) { QFAIL("delivered to a destroyed receiver"); });
+        begun.acquire();
+        receiver.reset();
+        go.release();
+
+        QObject living;
+        int result = 0;
+        QThread *worker = nullptr;
+        pool.run(
+            &living,
+            [&](const WorkCancel &) {
+                worker = QThread::currentThread();
+                return 7;
+            },
+            [&](int value) { result = value; });
+        QTRY_COMPARE(result, 7);
+        QVERIFY(cancelled);
+        QVERIFY(worker != QThread::currentThread());
+    }
+
+    void poolStopsWithinItsLimit()
+    {
+        static QSemaphore begun, go; // outlive the thread that is left to itself
+        WorkPool pool(1);
+        QObject receiver;
+        const auto dropped = [](int) { QFAIL("delivered after the end"); };
+        pool.run(
+            &receiver,
+            [](const WorkCancel &) {
+                begun.release();
+                go.acquire();
+                return 1;
+            },
+            dropped);
+        begun.acquire();
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(!pool.stop(50));
+        QVERIFY(clock.elapsed() < 5000);
+        pool.run(
+            &receiver, [](const WorkCancel &) { return 2; }, dropped);
+        go.release();
+
+        pool.open();
+        pool.run(
+            &receiver,
+            [](const WorkCancel &cancel) {
+                begun.release();
+                while (!cancel.requested())
+                    QThread::yieldCurrentThread();
+                return 3;
+            },
+            dropped);
+        begun.acquire();
+        QVERIFY(pool.stop(30000));
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
+    }
 };
-
-void TestBase::tellsEndingsApart()
-{
-    using Ending = ServiceOutcome::Ending;
-    IFakeClient &fake = FakeClient::fake();
-    const struct
-    {
-        int code;
-        Ending ending;
-    } cloud[] = {{4000, Ending::Accepted},
-                 {4001, Ending::TransportFailed},
-                 {4012, Ending::TransportFailed},
-                 {1000, Ending::Refused}},
-      message[] = {{2000, Ending::Accepted},
-                   {2001, Ending::TransportFailed},
-                   {2012, Ending::TransportFailed},
-                   {0, Ending::Refused}},
-      upgrade[] = {{1000, Ending::Accepted},
-                   {1001, Ending::TransportFailed},
-                   {1009, Ending::TransportFailed},
-                   {4000, Ending::Refused}};
-    for (const auto &row : cloud) {
-        fake.queue("GetLoginState", {row.code, "原因", {{"login_state", 3}}, {}});
-        const auto outcome =
-            call(service::cloud(), &ICloudServiceAssistant::GetLoginState, {}, {"login_state", "nothing"});
-        QCOMPARE(outcome.ending, row.ending);
-        QCOMPARE(outcome.code, row.code);
-        QCOMPARE(outcome.error, QString("原因"));
-        QCOMPARE(outcome.values.value("login_state").toInt(), 3);
-        QVERIFY(!outcome.values.value("nothing").isValid());
-    }
-    for (const auto &row : message) {
-        fake.queue("GetAllMessageRecords", {row.code, {}, {}, {QVariantMap{{"MsgId", "m"}}}});
-        const auto outcome = call(service::message(), &IMessageServiceAssistant::GetAllMessageRecords, {});
-        QCOMPARE(outcome.ending, row.ending);
-        QCOMPARE(outcome.list.value(0).toMap().value("MsgId").toString(), QString("m"));
-    }
-    for (const auto &row : upgrade) {
-        fake.queue("IgnoreUpgrade", answer(row.code));
-        fake.queue("StopUpgrade", answer(row.code));
-        QCOMPARE(call(service::upgrade(), &IUpgradeServiceAssistant::IgnoreUpgrade, {}).ending, row.ending);
-        QCOMPARE(call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {}).ending, row.ending);
-    }
-    fake.setAvailable(false);
-    const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::StopUpgrade, {});
-    QCOMPARE(outcome.ending, Ending::NoAssistant);
-    QVERIFY(!outcome.called());
-}
-
-void TestBase::logsUnderTheCallersName()
-{
-    IFakeClient &fake = FakeClient::fake();
-    fake.queue("StopUpgrade", answer(1000));
-    fake.queue("StopUpgrade", answer(1009, "断"));
-    fake.queue("StopUpgrade", answer(1002, "拒\n绝 %1"));
-    fake.queue("StopUpgrade", answer(1000));
-    const LogCatcher log;
-    stopTask("成功。");
-    stopTask("成功。");
-    stopTask("成功。");
-    stopTask({}); // no line
-    fake.setAvailable(false);
-    stopTask("成功。"); // no line
-    QCOMPARE(fake.calls().last().values, (QVariantMap{{"软件名称", "甲"}}));
-    const struct
-    {
-        QtMsgType type;
-        QString text;
-    } expected[] = {
-        {QtInfoMsg, "成功。"},
-        {QtCriticalMsg, "【取消下载】调用停止升级接口rpc通信失败，返回错误码为：1009，错误信息为：断。"},
-        {QtCriticalMsg, "【取消下载】调用停止升级接口失败。返回错误码为：1002，错误信息为：拒 绝 %1。"},
-    };
-    QCOMPARE(log.lines().size(), 3);
-    for (int i = 0; i < 3; ++i) {
-        const LogCatcher::Line line = log.lines().at(i);
-        QCOMPARE(line.type, expected[i].type);
-        QCOMPARE(line.text, expected[i].text);
-        QCOMPARE(line.function, QString("stopTask"));
-    }
-}
-
-// A task that comes after the end must not load the client library again.
-void TestBase::closedLeaseKeepsTheLibraryOut()
-{
-    ServiceLease::close();
-    CVtServiceClient::ReleaseInstance();
-    FakeClient::fake().reset();
-    QVERIFY(!call(service::message(), &IMessageServiceAssistant::IgnoreMessage, {}).called());
-    QCOMPARE(FakeClient::fake().operations(), QStringList());
-    ServiceLease::open();
-    QVERIFY(call(service::message(), &IMessageServiceAssistant::IgnoreMessage, {}).accepted());
-}
-
-void TestBase::leaseOfATaskOutlivesTheClosing()
-{
-    auto ordered = std::make_unique<ServiceLease>();
-    ServiceLease::close();
-    const ServiceLease late;
-    QVERIFY(!late.isGranted());
-    auto copy = std::make_unique<ServiceLease>(*ordered);
-    QVERIFY(copy->isGranted());
-    ordered.reset();
-    QVERIFY(!ServiceLease::waitForAll(1));
-    copy.reset();
-    QVERIFY(ServiceLease::waitForAll(1));
-}
-
-void TestBase::poolDeliversToALivingReceiver()
-{
-    WorkPool pool(1);
-    QSemaphore begun, go;
-    bool cancelled = false;
-    auto receiver = std::make_unique<QObject>();
-    pool.run(
-        receiver.get(),
-        [&](const WorkCancel &cancel) {
-            begun.release();
-            go.acquire();
-            cancelled = cancel.requested();
-            return 1;
-        },
-        [](int) { QFAIL("delivered to a destroyed receiver"); });
-    begun.acquire();
-    receiver.reset();
-    go.release();
-
-    QObject living;
-    int result = 0;
-    QThread *worker = nullptr;
-    pool.run(
-        &living,
-        [&](const WorkCancel &) {
-            worker = QThread::currentThread();
-            return 7;
-        },
-        [&](int value) { result = value; });
-    QTRY_COMPARE(result, 7);
-    QVERIFY(cancelled);
-    QVERIFY(worker != QThread::currentThread());
-}
-
-void TestBase::poolStopsWithinItsLimit()
-{
-    static QSemaphore begun, go; // outlive the thread that is left to itself
-    WorkPool pool(1);
-    QObject receiver;
-    const auto dropped = [](int) { QFAIL("delivered after the end"); };
-    pool.run(
-        &receiver,
-        [](const WorkCancel &) {
-            begun.release();
-            go.acquire();
-            return 1;
-        },
-        dropped);
-    begun.acquire();
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(!pool.stop(50));
-    QVERIFY(clock.elapsed() < 5000);
-    pool.run(
-        &receiver, [](const WorkCancel &) { return 2; }, dropped);
-    go.release();
-
-    pool.open();
-    pool.run(
-        &receiver,
-        [](const WorkCancel &cancel) {
-            begun.release();
-            while (!cancel.requested())
-                QThread::yieldCurrentThread();
-            return 3;
-        },
-        dropped);
-    begun.acquire();
-    QVERIFY(pool.stop(30000));
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::processEvents();
-}
 
 QTEST_GUILESS_MAIN(TestBase)
 #include "tst_base.moc"

@@ -10,12 +10,12 @@
 #include "support/FakeRpc.h"
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
+#include "support/Packages.h"
 #include "tarn/factory/ObjectFactory.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
 #include <QDir>
 #include <QTest>
-#include <chrono>
 
 namespace {
 QString fontDirectory()
@@ -43,176 +43,158 @@ class TestCreator final : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase() { FakeClient::install(); }
 
-    void createBinds();
-    void createFails();
-    void fonts();
-    void destroyInOrder();
-    void createAfterDestroy();
+    void init()
+    {
+        fakerpc::reset();
+        FakeClient::fake().reset();
+        m_hub = std::make_unique<HubSegment>("40123");
+        m_log = std::make_unique<LogCatcher>();
+    }
+
+    void cleanup()
+    {
+        CVisualizedServiceCreator().destroy("IVisualizedService");
+        m_log.reset();
+        m_hub.reset();
+        QDir(QCoreApplication::applicationDirPath() + "/System").removeRecursively();
+    }
+
+    void createBinds()
+    {
+        const QString name = "CVisualizedServiceCreator";
+        for (tarn::IRegist *registrar : tarn::ObjectFactory::regists())
+            registrar->registClass();
+        const std::unique_ptr<QObject> plain(tarn::ObjectFactory::pointerTypeConstructors().value(name)(nullptr));
+        QVERIFY(qobject_cast<CVisualizedServiceCreator *>(plain.get()));
+        fakerpc::clearCalls();
+        const QSharedPointer<QObject> made = tarn::ObjectFactory::constructors().value(name)(nullptr);
+        auto &creator = dynamic_cast<CVisualizedServiceCreator &>(*made);
+        QVERIFY(creator.create("IVisualizedService"));
+        QCOMPARE(fakerpc::record().calls,
+                 (QStringList{"createAdapter CVisualizedService", "add IVisualizedService", "active"}));
+        QCOMPARE(fakerpc::record().interfaceName, QString("IVisualizedService"));
+        QVERIFY(boundService());
+        QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[IVisualizedService]"));
+        QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]服务对象绑定成功，标签[IVisualizedService]"));
+    }
+
+    void createFails()
+    {
+        fakerpc::set([](fakerpc::Behaviour &now) {
+            now.addSucceeds = false;
+            now.error.message = "标签已被占用 %1 %2";
+        });
+        CVisualizedServiceCreator creator;
+        QVERIFY(!creator.create("t%2"));
+        QVERIFY(!fakerpc::record().calls.contains("active"));
+        QVERIFY(m_log->has(QtInfoMsg,
+                           "[CVisualizedServiceCreator::create]适配器添加接口指针失败，错误信息[标签已被占用 %1 %2]"));
+        QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
+
+        // A failure after the object was added leaves nothing behind that refuses the next try.
+        for (const QStringList &throwing : {QStringList(), QStringList{"active"}}) {
+            fakerpc::set([&](fakerpc::Behaviour &now) {
+                now.activeSucceeds = false;
+                now.throwing = throwing;
+                now.error = {tarn::rpc::RpcError::Failed, "no port"};
+            });
+            QVERIFY(!creator.create("tag"));
+            fakerpc::set();
+            QVERIFY(creator.create("tag"));
+            QVERIFY(!creator.create("tag")); // is bound
+            creator.destroy("tag");
+        }
+        QVERIFY(m_log->has(QtCriticalMsg, "[CVisualizedServiceCreator::create]绑定服务对象时发生异常：no thread"));
+
+        // The adapter takes a tag of another process over by itself, and it waits for a hub.
+        for (const auto code : {tarn::rpc::RpcError::InvalidArgument, tarn::rpc::RpcError::NoHub}) {
+            m_log->clear();
+            fakerpc::set([&](fakerpc::Behaviour &now) {
+                now.activeSucceeds = false;
+                now.error = {code, "not now"};
+            });
+            QVERIFY(creator.create("tag"));
+            QVERIFY(boundService());
+            QVERIFY(m_log->has(QtWarningMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[not now]"));
+            creator.destroy("tag");
+        }
+
+        // No exception of the adapter leaves the creator, nor does one keep a later step from running.
+        fakerpc::set([](fakerpc::Behaviour &now) { now.throwing = QStringList{"active", "remove", "unactive"}; });
+        QVERIFY(!creator.create("tag"));
+        creator.destroy("tag");
+        QVERIFY(fakerpc::record().calls.contains("shutdown"));
+        QVERIFY(!CServiceManager::hasInstance());
+    }
+
+    void fonts()
+    {
+        CVisualizedServiceCreator creator;
+        creator.create("IVisualizedService");
+        QCOMPARE(m_log->count(QtWarningMsg, "字体文件目录不存在"), 1);
+        QVERIFY(packages::writeFile(fontDirectory() + "/broken.ttf", "no font"));
+        creator.create("second"); // the directory exists now
+        QVERIFY(QDir(fontDirectory()).removeRecursively());
+        creator.create("third"); // the fonts are loaded, so the directory is not read again
+        QCOMPARE(m_log->count(QtWarningMsg, "字体文件目录不存在"), 1);
+    }
+
+    void destroyInOrder()
+    {
+        auto creator = std::make_unique<CVisualizedServiceCreator>();
+        QVERIFY(creator->create("IVisualizedService"));
+        auto service = boundService();
+        const QWeakPointer<IVisualizedService> watch(service);
+        QVERIFY(callNotice(service));
+        QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
+        const QPointer<NotifyWnd> window(notice::visibleWindows<NotifyWnd>().first());
+        CVtServiceClient::GetInstance();
+        QVERIFY(callNotice(service)); // an event that is still queued
+        m_log->clear();
+        fakerpc::clearCalls();
+        const auto clientEnded = [] { return FakeClient::fake().operations().contains("UnInitialize manager"); };
+        QStringList order;
+        const auto note = [&](const QString &step) { order << (clientEnded() ? step + " after the client" : step); };
+        connect(window, &QObject::destroyed, this, [&] { note("window"); });
+        fakerpc::set([&](fakerpc::Behaviour &now) { now.onCall = note; });
+
+        for (int i = 0; i < 2; ++i) // the second time does nothing, above all it starts no hub
+            creator->destroy("IVisualizedService");
+        fakerpc::reset();
+        QVERIFY(!window);
+        QVERIFY(!CServiceManager::hasInstance());
+        QCOMPARE(order, (QStringList{"window", "unactive after the client",
+                                     "remove IVisualizedService after the client", "shutdown after the client"}));
+        QVERIFY(!callNotice(service)); // a caller that kept the object
+        QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
+        service.clear();
+        QVERIFY(watch.isNull());
+        QVERIFY(
+            m_log->has(QtDebugMsg, "[CVisualizedServiceCreator::destroy]服务对象释放成功，标签[IVisualizedService]"));
+        creator.reset();
+        QCOMPARE(m_log->texts(QtInfoMsg).last(), QString("CVisualizedService 清理完成"));
+        QCoreApplication::processEvents();
+        QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    }
+
+    void createAfterDestroy()
+    {
+        CVisualizedServiceCreator creator;
+        for (int round = 0; round < 3; ++round) {
+            QVERIFY(creator.create("IVisualizedService"));
+            QVERIFY(callNotice(boundService()));
+            QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
+            creator.destroy("IVisualizedService");
+            QVERIFY(notice::visibleWindows<NotifyWnd>().isEmpty());
+        }
+    }
 
 private:
     std::unique_ptr<HubSegment> m_hub;
     std::unique_ptr<LogCatcher> m_log;
 };
-
-void TestCreator::initTestCase()
-{
-    FakeClient::install();
-}
-
-void TestCreator::init()
-{
-    fakerpc::reset();
-    FakeClient::fake().reset();
-    m_hub = std::make_unique<HubSegment>("40123");
-    m_log = std::make_unique<LogCatcher>();
-}
-
-void TestCreator::cleanup()
-{
-    CVisualizedServiceCreator().destroy("IVisualizedService");
-    m_log.reset();
-    m_hub.reset();
-    QDir(QCoreApplication::applicationDirPath() + "/System").removeRecursively();
-}
-
-void TestCreator::createBinds()
-{
-    const QString name = "CVisualizedServiceCreator";
-    for (tarn::IRegist *registrar : tarn::ObjectFactory::regists())
-        registrar->registClass();
-    const std::unique_ptr<QObject> plain(tarn::ObjectFactory::pointerTypeConstructors().value(name)(nullptr));
-    QVERIFY(qobject_cast<CVisualizedServiceCreator *>(plain.get()));
-    fakerpc::clearCalls();
-    const QSharedPointer<QObject> made = tarn::ObjectFactory::constructors().value(name)(nullptr);
-    auto &creator = dynamic_cast<CVisualizedServiceCreator &>(*made);
-    QVERIFY(creator.create("IVisualizedService"));
-    QCOMPARE(fakerpc::record().calls,
-             (QStringList{"createAdapter CVisualizedService", "add IVisualizedService", "active"}));
-    QCOMPARE(fakerpc::record().interfaceName, QString("IVisualizedService"));
-    QVERIFY(boundService());
-    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[IVisualizedService]"));
-    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]服务对象绑定成功，标签[IVisualizedService]"));
-}
-
-void TestCreator::createFails()
-{
-    fakerpc::Behaviour behaviour;
-    behaviour.addSucceeds = false;
-    behaviour.error.message = "标签已被占用 %1 %2";
-    fakerpc::set(behaviour);
-    CVisualizedServiceCreator creator;
-    QVERIFY(!creator.create("t%2"));
-    QVERIFY(!fakerpc::record().calls.contains("active"));
-    QVERIFY(m_log->has(QtInfoMsg,
-                       "[CVisualizedServiceCreator::create]适配器添加接口指针失败，错误信息[标签已被占用 %1 %2]"));
-    QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
-
-    // A failure after the object was added leaves nothing behind that refuses the next try.
-    for (const QStringList &throwing : {QStringList(), QStringList{"active"}}) {
-        behaviour = {};
-        behaviour.activeSucceeds = false;
-        behaviour.throwing = throwing;
-        behaviour.error = {tarn::rpc::RpcError::Failed, "no port"};
-        fakerpc::set(behaviour);
-        QVERIFY(!creator.create("tag"));
-        fakerpc::set({});
-        QVERIFY(creator.create("tag"));
-        QVERIFY(!creator.create("tag")); // is bound
-        creator.destroy("tag");
-    }
-    QVERIFY(m_log->has(QtCriticalMsg, "[CVisualizedServiceCreator::create]绑定服务对象时发生异常：no thread"));
-
-    // The adapter takes a tag of another process over by itself, and it waits for a hub.
-    for (const auto code : {tarn::rpc::RpcError::InvalidArgument, tarn::rpc::RpcError::NoHub}) {
-        m_log->clear();
-        behaviour = {};
-        behaviour.activeSucceeds = false;
-        behaviour.error = {code, "not now"};
-        fakerpc::set(behaviour);
-        QVERIFY(creator.create("tag"));
-        QVERIFY(boundService());
-        QVERIFY(m_log->has(QtWarningMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[not now]"));
-        creator.destroy("tag");
-    }
-
-    // No exception of the adapter leaves the creator, nor does one keep a later step from running.
-    behaviour = {};
-    behaviour.throwing = QStringList{"active", "remove", "unactive"};
-    fakerpc::set(behaviour);
-    QVERIFY(!creator.create("tag"));
-    creator.destroy("tag");
-    QVERIFY(fakerpc::record().calls.contains("shutdown"));
-    QVERIFY(!CServiceManager::hasInstance());
-}
-
-void TestCreator::fonts()
-{
-    CVisualizedServiceCreator creator;
-    creator.create("IVisualizedService");
-    QCOMPARE(m_log->count(QtWarningMsg, "字体文件目录不存在"), 1);
-    QVERIFY(QDir().mkpath(fontDirectory()));
-    QFile broken(fontDirectory() + "/broken.ttf");
-    QVERIFY(broken.open(QIODevice::WriteOnly));
-    broken.write("no font");
-    broken.close();
-    creator.create("second"); // the directory exists now
-    QVERIFY(QDir(fontDirectory()).removeRecursively());
-    creator.create("third"); // the fonts are loaded, so the directory is not read again
-    QCOMPARE(m_log->count(QtWarningMsg, "字体文件目录不存在"), 1);
-}
-
-void TestCreator::destroyInOrder()
-{
-    auto creator = std::make_unique<CVisualizedServiceCreator>();
-    QVERIFY(creator->create("IVisualizedService"));
-    auto service = boundService();
-    const QWeakPointer<IVisualizedService> watch(service);
-    QVERIFY(callNotice(service));
-    QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
-    const QPointer<NotifyWnd> window(notice::visibleWindows<NotifyWnd>().first());
-    qint64 windowGone = 0;
-    connect(window, &QObject::destroyed, this,
-            [&] { windowGone = std::chrono::steady_clock::now().time_since_epoch().count(); });
-    CVtServiceClient::GetInstance();
-    QVERIFY(callNotice(service)); // an event that is still queued
-    m_log->clear();
-    fakerpc::clearCalls();
-
-    for (int i = 0; i < 2; ++i) // the second time does nothing, above all it starts no hub
-        creator->destroy("IVisualizedService");
-    QVERIFY(!window);
-    QVERIFY(!CServiceManager::hasInstance());
-    const fakerpc::Record rpc = fakerpc::record();
-    QCOMPARE(rpc.calls, (QStringList{"unactive", "remove IVisualizedService", "shutdown"}));
-    const FakeCall client = FakeClient::fake().calls().last();
-    QCOMPARE(client.operation, QString("UnInitialize manager"));
-    QVERIFY(windowGone > 0 && windowGone < client.at && client.at < rpc.at.first());
-    QVERIFY(!callNotice(service)); // a caller that kept the object
-    QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
-    service.clear();
-    QVERIFY(watch.isNull());
-    QVERIFY(m_log->has(QtDebugMsg, "[CVisualizedServiceCreator::destroy]服务对象释放成功，标签[IVisualizedService]"));
-    creator.reset();
-    QCOMPARE(m_log->texts(QtInfoMsg).last(), QString("CVisualizedService 清理完成"));
-    QCoreApplication::processEvents();
-    QVERIFY(QApplication::topLevelWidgets().isEmpty());
-}
-
-void TestCreator::createAfterDestroy()
-{
-    CVisualizedServiceCreator creator;
-    for (int round = 0; round < 3; ++round) {
-        QVERIFY(creator.create("IVisualizedService"));
-        QVERIFY(callNotice(boundService()));
-        QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
-        creator.destroy("IVisualizedService");
-        QVERIFY(notice::visibleWindows<NotifyWnd>().isEmpty());
-    }
-}
 
 QTEST_MAIN(TestCreator)
 #include "tst_creator.moc"

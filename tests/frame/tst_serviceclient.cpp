@@ -39,134 +39,118 @@ class TestServiceClient final : public QObject
 {
     Q_OBJECT
 private slots:
-    void withoutUsableLibrary();
-    void unloads();
-    void initialisesInOrder();
-    void firstUseFromManyThreads();
-    void releaseLetsReportsArrive();
-    void releaseCutsHangingCalls();
-    void libraryStaysForACallThatDoesNotReturn();
+    void withoutUsableLibrary()
+    {
+        // None, no library at all, a library without the entry point.
+        for (const QString &source :
+             {QString(), QString("/etc/passwd"), qEnvironmentVariable("TARN_BIN_DIR") + "/libtarn-core.so"}) {
+            QTemporaryDir dir;
+            if (!source.isEmpty())
+                QVERIFY(QFile::copy(source, dir.filePath("libTARN.ServiceClient.Base.so")));
+            qputenv("TARN_MODULE_PATH", dir.path().toLocal8Bit());
+            const LogCatcher log;
+            QVERIFY(allNull(CVtServiceClient::GetInstance()));
+            startReceipt(); // skipped, silently
+            QVERIFY(QThreadPool::globalInstance()->waitForDone());
+            CVtServiceClient::ReleaseInstance();
+            QVERIFY(log.lines().isEmpty());
+        }
+    }
+
+    void unloads()
+    {
+        FakeClient::install();
+        const QString file = FakeClient::directory() + "/libTARN.ServiceClient.Base.so";
+        for (int round = 0; round < 2; ++round) {
+            QVERIFY(CVtServiceClient::GetInstance()->GetMessageServiceAssistant());
+            QVERIFY(isLoaded(file));
+            CVtServiceClient::ReleaseInstance();
+            QVERIFY(!isLoaded(file));
+        }
+    }
+
+    void initialisesInOrder()
+    {
+        IFakeClient &fake = FakeClient::fake();
+        fake.reset();
+        fake.queue("Initialize cloud", {1}); // the failure stops nothing
+        CVtServiceClient::GetInstance();
+        CVtServiceClient::GetInstance();
+        QCOMPARE(fake.operations(),
+                 (QStringList{"Initialize license", "Initialize cloud", "Initialize message", "Initialize upgrade"}));
+        const QVariantMap values = fake.calls().first().values;
+        QCOMPARE(values.value("clientName").toString(), QString("统一服务_界面交互服务"));
+        QCOMPARE(values.value("flag").toInt(), 1);
+        QCOMPARE(values.value("errorText").toString(), QString());
+        fake.reset();
+        CVtServiceClient::ReleaseInstance();
+        QCOMPARE(fake.operations(), (QStringList{"UnInitialize license", "UnInitialize cloud", "UnInitialize message",
+                                                 "UnInitialize upgrade", "UnInitialize manager"}));
+    }
+
+    void firstUseFromManyThreads()
+    {
+        FakeClient::fake().reset();
+        std::vector<std::thread> threads;
+        std::atomic<int> found{0};
+        for (int i = 0; i < 8; ++i)
+            threads.emplace_back(
+                [&] { found += CVtServiceClient::GetInstance()->GetMessageServiceAssistant() != nullptr; });
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(found.load(), 8);
+        QCOMPARE(FakeClient::fake().operations().count("Initialize message"), 1);
+        CVtServiceClient::ReleaseInstance();
+    }
+
+    void releaseLetsReportsArrive()
+    {
+        IFakeClient &fake = FakeClient::fake();
+        fake.reset();
+        CVtServiceClient::GetInstance();
+        fake.queue("AddMessageReceipt", {2000, {}, {}, {}, 200});
+        const LogCatcher log;
+        startReceipt();
+        CVtServiceClient::ReleaseInstance();
+        QVERIFY(log.has("添加回执信息成功，消息id为：m1， 回执类型为：3。"));
+        QVERIFY(fake.operations().indexOf("AddMessageReceipt") < fake.operations().indexOf("UnInitialize message"));
+    }
+
+    void releaseCutsHangingCalls()
+    {
+        IFakeClient &fake = FakeClient::fake();
+        fake.reset();
+        CVtServiceClient::GetInstance();
+        fake.queue("AddMessageReceipt", {2012, {}, {}, {}, 0, true});
+        const LogCatcher log;
+        startReceipt();
+        QTRY_COMPARE(fake.hanging(), 1);
+        QElapsedTimer clock;
+        clock.start();
+        CVtServiceClient::ReleaseInstance();
+        QVERIFY(clock.elapsed() < 4000);
+        QCOMPARE(fake.hanging(), 0);
+        QVERIFY(log.has("添加回执信息失败，消息id为：m1， 回执类型为：3。"));
+    }
+
+    // One lease is enough, and the thread behind it runs code of the library.
+    void libraryStaysForACallThatDoesNotReturn()
+    {
+        const QString file = QFileInfo(FakeClient::directory() + "/libTARN.ServiceClient.Base.so").absoluteFilePath();
+        const QString copy = m_dir.filePath("libTARN.ServiceClient.Base.so"); // the fake's control keeps the other one
+        QVERIFY(QFile::copy(file, copy));
+        qputenv("TARN_MODULE_PATH", m_dir.path().toLocal8Bit());
+        QVERIFY(CVtServiceClient::GetInstance()->GetMessageServiceAssistant());
+        {
+            const CVtServiceClient::Lease lease;
+            CVtServiceClient::ReleaseInstance();
+            QVERIFY(isLoaded(copy));
+        }
+    }
 
 private:
     QTemporaryDir m_dir;
 };
-
-void TestServiceClient::withoutUsableLibrary()
-{
-    // None, no library at all, a library without the entry point.
-    for (const QString &source :
-         {QString(), QString("/etc/passwd"), qEnvironmentVariable("TARN_BIN_DIR") + "/libtarn-core.so"}) {
-        QTemporaryDir dir;
-        if (!source.isEmpty())
-            QVERIFY(QFile::copy(source, dir.filePath("libTARN.ServiceClient.Base.so")));
-        qputenv("TARN_MODULE_PATH", dir.path().toLocal8Bit());
-        const LogCatcher log;
-        QVERIFY(allNull(CVtServiceClient::GetInstance()));
-        startReceipt(); // skipped, silently
-        QVERIFY(QThreadPool::globalInstance()->waitForDone());
-        CVtServiceClient::ReleaseInstance();
-        QVERIFY(log.lines().isEmpty());
-    }
-}
-
-void TestServiceClient::unloads()
-{
-    FakeClient::install();
-    const QString file = FakeClient::directory() + "/libTARN.ServiceClient.Base.so";
-    for (int round = 0; round < 2; ++round) {
-        QVERIFY(CVtServiceClient::GetInstance()->GetMessageServiceAssistant());
-        QVERIFY(isLoaded(file));
-        CVtServiceClient::ReleaseInstance();
-        QVERIFY(!isLoaded(file));
-    }
-}
-
-void TestServiceClient::initialisesInOrder()
-{
-    IFakeClient &fake = FakeClient::fake();
-    fake.reset();
-    FakeAnswer failure; // is not looked at
-    failure.code = 1;
-    fake.queue("Initialize cloud", failure);
-    CVtServiceClient::GetInstance();
-    CVtServiceClient::GetInstance();
-    QCOMPARE(fake.operations(),
-             (QStringList{"Initialize license", "Initialize cloud", "Initialize message", "Initialize upgrade"}));
-    const QVariantMap values = fake.calls().first().values;
-    QCOMPARE(values.value("clientName").toString(), QString("统一服务_界面交互服务"));
-    QCOMPARE(values.value("flag").toInt(), 1);
-    QCOMPARE(values.value("errorText").toString(), QString());
-    fake.reset();
-    CVtServiceClient::ReleaseInstance();
-    QCOMPARE(fake.operations(), (QStringList{"UnInitialize license", "UnInitialize cloud", "UnInitialize message",
-                                             "UnInitialize upgrade", "UnInitialize manager"}));
-}
-
-void TestServiceClient::firstUseFromManyThreads()
-{
-    FakeClient::fake().reset();
-    std::vector<std::thread> threads;
-    std::atomic<int> found{0};
-    for (int i = 0; i < 8; ++i)
-        threads.emplace_back(
-            [&] { found += CVtServiceClient::GetInstance()->GetMessageServiceAssistant() != nullptr; });
-    for (std::thread &thread : threads)
-        thread.join();
-    QCOMPARE(found.load(), 8);
-    QCOMPARE(FakeClient::fake().operations().count("Initialize message"), 1);
-    CVtServiceClient::ReleaseInstance();
-}
-
-void TestServiceClient::releaseLetsReportsArrive()
-{
-    IFakeClient &fake = FakeClient::fake();
-    fake.reset();
-    CVtServiceClient::GetInstance();
-    FakeAnswer slow;
-    slow.code = 2000;
-    slow.delayMs = 200;
-    fake.queue("AddMessageReceipt", slow);
-    const LogCatcher log;
-    startReceipt();
-    CVtServiceClient::ReleaseInstance();
-    QVERIFY(log.has("添加回执信息成功，消息id为：m1， 回执类型为：3。"));
-    QVERIFY(fake.operations().indexOf("AddMessageReceipt") < fake.operations().indexOf("UnInitialize message"));
-}
-
-void TestServiceClient::releaseCutsHangingCalls()
-{
-    IFakeClient &fake = FakeClient::fake();
-    fake.reset();
-    CVtServiceClient::GetInstance();
-    FakeAnswer hanging;
-    hanging.code = 2012;
-    hanging.hang = true;
-    fake.queue("AddMessageReceipt", hanging);
-    const LogCatcher log;
-    startReceipt();
-    QTRY_COMPARE(fake.hanging(), 1);
-    QElapsedTimer clock;
-    clock.start();
-    CVtServiceClient::ReleaseInstance();
-    QVERIFY(clock.elapsed() < 4000);
-    QCOMPARE(fake.hanging(), 0);
-    QVERIFY(log.has("添加回执信息失败，消息id为：m1， 回执类型为：3。"));
-}
-
-// One lease is enough, and the thread behind it runs code of the library.
-void TestServiceClient::libraryStaysForACallThatDoesNotReturn()
-{
-    const QString file = QFileInfo(FakeClient::directory() + "/libTARN.ServiceClient.Base.so").absoluteFilePath();
-    const QString copy = m_dir.filePath("libTARN.ServiceClient.Base.so"); // the fake's control keeps the other one
-    QVERIFY(QFile::copy(file, copy));
-    qputenv("TARN_MODULE_PATH", m_dir.path().toLocal8Bit());
-    QVERIFY(CVtServiceClient::GetInstance()->GetMessageServiceAssistant());
-    {
-        const CVtServiceClient::Lease lease;
-        CVtServiceClient::ReleaseInstance();
-        QVERIFY(isLoaded(copy));
-    }
-}
 
 QTEST_GUILESS_MAIN(TestServiceClient)
 #include "tst_serviceclient.moc"

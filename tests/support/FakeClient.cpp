@@ -6,12 +6,11 @@
 #include "tarn/license/ILicenseServiceAssistant.h"
 #include "tarn/message/IMessageServiceAssistant.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
-#include <QCoreApplication>
 #include <QMutex>
 #include <QStringList>
 #include <QThread>
 #include <QWaitCondition>
-#include <chrono>
+#include <atomic>
 
 using namespace tarn::core;
 
@@ -35,8 +34,7 @@ public:
     QStringList operations() const override
     {
         QStringList result;
-        const QList<FakeCall> all = calls();
-        for (const FakeCall &call : all)
+        for (const FakeCall &call : calls())
             result.append(call.operation);
         return result;
     }
@@ -54,11 +52,8 @@ public:
         m_released.wakeAll();
     }
 
-    void setAvailable(bool available) override
-    {
-        const QMutexLocker locker(&m_mutex);
-        m_available = available;
-    }
+    void setAvailable(bool available) override { m_available = available; }
+    bool isAvailable() const { return m_available; }
 
     void reset() override
     {
@@ -68,20 +63,11 @@ public:
         m_available = true;
     }
 
-    bool isAvailable() const
-    {
-        const QMutexLocker locker(&m_mutex);
-        return m_available;
-    }
-
     // Records the call and waits as its answer says.
     FakeAnswer take(const FakeCall &call, int successCode)
     {
         QMutexLocker locker(&m_mutex);
         m_calls.append(call);
-        m_calls.last().at = std::chrono::steady_clock::now().time_since_epoch().count();
-        m_calls.last().onGuiThread =
-            QCoreApplication::instance() && QThread::currentThread() == QCoreApplication::instance()->thread();
         FakeAnswer answer;
         answer.code = successCode;
         auto &queued = m_answers[call.operation];
@@ -106,7 +92,7 @@ private:
     QList<FakeCall> m_calls;
     int m_hanging = 0;
     int m_releases = 0;
-    bool m_available = true;
+    std::atomic<bool> m_available{true};
 };
 
 Control &control()
@@ -133,15 +119,14 @@ public:
                                                   {{QStringLiteral("clientName"), clientName},
                                                    {QStringLiteral("flag"), flag},
                                                    {QStringLiteral("errorText"), errorText}},
-                                                  {},
-                                                  false},
+                                                  {}},
                                                  0);
         return answer.code == 0;
     }
 
     void UnInitialize() override
     {
-        control().take({QStringLiteral("UnInitialize ") + m_name, {}, {}, false}, 0);
+        control().take({QStringLiteral("UnInitialize ") + m_name, {}, {}}, 0);
         control().releaseHangs();
     }
 
@@ -151,26 +136,15 @@ protected:
     {
         const auto *args = dynamic_cast<const Concrete *>(input.data());
         const tarn::rpc::Bag bag = args ? args->bag() : tarn::rpc::Bag();
-        const FakeAnswer answer =
-            control().take({QString::fromLatin1(operation), bag.values, bag.list, false}, m_successCode);
+        const FakeAnswer answer = control().take({QString::fromLatin1(operation), bag.values, bag.list}, m_successCode);
         for (auto it = answer.values.cbegin(); it != answer.values.cend(); ++it)
             output->SetValue(it.key(), it.value());
-        setList(output, answer.list, 0);
+        output->SetValueList(answer.list);
         output->SetError(answer.error);
         output->SetRetCode(answer.code);
     }
 
 private:
-    template <class Output>
-    static auto setList(const Output &output, const QVariantList &list, int) -> decltype(output->SetValueList(list))
-    {
-        output->SetValueList(list);
-    }
-    template <class Output>
-    static void setList(const Output &, const QVariantList &, long)
-    {
-    }
-
     QString m_name;
     int m_successCode;
 };
@@ -250,7 +224,7 @@ public:
     ICloudServiceAssistant *GetCloudServiceAssistant() override { return offered(&m_cloud); }
     IMessageServiceAssistant *GetMessageServiceAssistant() override { return offered(&m_message); }
     IUpgradeServiceAssistant *GetUpgradeServiceAssistant() override { return offered(&m_upgrade); }
-    void UnInitialize() override { control().take({QStringLiteral("UnInitialize manager"), {}, {}, false}, 0); }
+    void UnInitialize() override { control().take({QStringLiteral("UnInitialize manager"), {}, {}}, 0); }
 
 private:
     template <class T>

@@ -24,8 +24,6 @@ struct FakeCall
     QString operation; // as in the interface, e.g. "AddMessageReceipt"; also "Initialize message" and the like
     QVariantMap values;
     QVariantList list;
-    bool onGuiThread = false;
-    qint64 at = 0; // monotonic nanoseconds, comparable with fakerpc::Record::at
 };
 
 class IFakeClient

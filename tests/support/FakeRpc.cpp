@@ -2,7 +2,6 @@
 #include "tarn/rpc/HubPort.h"
 #include <QMutex>
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -25,7 +24,6 @@ State &state()
 }
 
 thread_local RpcError lastError;
-std::atomic<bool> printing{false};
 
 bool answer(bool ok)
 {
@@ -36,7 +34,8 @@ bool answer(bool ok)
 void note(const QString &call)
 {
     state().record.calls.append(call);
-    state().record.at.append(std::chrono::steady_clock::now().time_since_epoch().count());
+    if (state().behaviour.onCall)
+        state().behaviour.onCall(call);
     if (state().behaviour.throwing.contains(call.section(QLatin1Char(' '), 0, 0)))
         throw std::runtime_error("no thread");
 }
@@ -45,14 +44,16 @@ void note(const QString &call)
 void fakerpc::reset()
 {
     const QMutexLocker locker(&state().mutex);
-    state().behaviour = Behaviour();
+    set();
     state().record = Record();
 }
 
-void fakerpc::set(const Behaviour &behaviour)
+void fakerpc::set(const std::function<void(Behaviour &)> &change)
 {
     const QMutexLocker locker(&state().mutex);
-    state().behaviour = behaviour;
+    state().behaviour = Behaviour();
+    if (change)
+        change(state().behaviour);
 }
 
 fakerpc::Record fakerpc::record()
@@ -72,7 +73,6 @@ void fakerpc::clearCalls()
 {
     const QMutexLocker locker(&state().mutex);
     state().record.calls.clear();
-    state().record.at.clear();
 }
 
 namespace tarn::rpc {
@@ -101,8 +101,6 @@ bool Rpc::init(const QHash<QString, QString> &settings)
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("init"));
-    if (state().behaviour.onInit)
-        state().behaviour.onInit();
     state().record.settings = settings;
     d->initialized = answer(state().behaviour.initSucceeds);
     return d->initialized;
@@ -163,8 +161,8 @@ bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const
 {
     const QMutexLocker locker(&state().mutex);
     note(QStringLiteral("add ") + tag);
-    if (d->tags.contains(tag)) {
-        lastError = {RpcError::InvalidArgument, "tag is in use"};
+    if (tag.isEmpty() || d->tags.contains(tag)) {
+        lastError = {RpcError::InvalidArgument, "no such tag can be added"};
         return false;
     }
     if (!answer(d->core->initialized && state().behaviour.addSucceeds))
@@ -201,16 +199,6 @@ bool RpcAdapter::remove(const QString &tag)
 RpcError getRpcLastError()
 {
     return lastError;
-}
-
-void RpcLog::set_print(bool enabled)
-{
-    printing = enabled;
-}
-
-bool RpcLog::print()
-{
-    return printing;
 }
 
 } // namespace tarn::rpc

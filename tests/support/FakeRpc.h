@@ -12,9 +12,9 @@ namespace fakerpc {
 struct Behaviour
 {
     bool initSucceeds = true;
-    std::function<void()> onInit;
-    quint16 hubPort = 0;     // in the runtime directory; 0: none
-    bool addSucceeds = true; // a tag that is bound is refused anyway
+    std::function<void(const QString &)> onCall; // with the entry of Record::calls, under a recursive lock
+    quint16 hubPort = 0;                         // in the runtime directory; 0: none
+    bool addSucceeds = true;                     // an empty tag and one that is bound are refused anyway
     bool activeSucceeds = true;
     QStringList throwing;                                                  // names of calls that throw, e.g. "active"
     tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
@@ -25,14 +25,13 @@ struct Behaviour
 struct Record
 {
     QStringList calls; // "init", "createAdapter CVisualizedService", "add tag", "active", "unactive", "remove tag", ...
-    QVector<qint64> at;               // of each call, monotonic nanoseconds
     QHash<QString, QString> settings; // of the last init()
     std::any object;                  // last added
     QString interfaceName;
 };
 
 void reset();
-void set(const Behaviour &behaviour);
+void set(const std::function<void(Behaviour &)> &change = {}); // changes a new Behaviour
 Record record();
 void clearCalls();
 void loseHub(); // calls the callback of the last setHubLost(), on another thread

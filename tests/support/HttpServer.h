@@ -6,7 +6,8 @@
 #include <QTcpServer>
 #include <QThread>
 #include <QVector>
-#include <memory>
+
+class QTcpSocket;
 
 // A web server for one test, on a separate thread and a free port of 127.0.0.1. Its treatment of a file is set here.
 class HttpServer final
@@ -29,23 +30,20 @@ public:
 
     HttpServer();
     ~HttpServer();
-    HttpServer(const HttpServer &) = delete;
-    HttpServer &operator=(const HttpServer &) = delete;
+    Q_DISABLE_COPY(HttpServer)
 
     QString url(const QString &path) const;
     void set(const QString &path, const File &file); // path without the leading slash
     QVector<Request> requests() const;
 
 private:
-    class Listener;
-    class Connection;
-
-    File take(const QByteArray &path, const QByteArray &range); // counts it
+    File take(const Request &request); // counts it
+    void answer(QTcpSocket *socket);   // once the request is complete; closes the connection
 
     mutable QMutex m_mutex;
     QHash<QByteArray, File> m_files;
     QVector<Request> m_requests;
     QThread m_thread;
+    QTcpServer *const m_listener = new QTcpServer;
     quint16 m_port = 0;
-    Listener *m_listener = nullptr;
 };

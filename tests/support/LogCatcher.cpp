@@ -33,8 +33,7 @@ void LogCatcher::take(QtMsgType type, const QMessageLogContext &context, const Q
             return;
         next = s_catcher->m_previous;
         const QMutexLocker linesLock(&s_catcher->m_mutex);
-        s_catcher->m_lines.append({type, text, QString::fromUtf8(context.function), QString::fromUtf8(context.file),
-                                   QString::fromUtf8(context.category)});
+        s_catcher->m_lines.append({type, text, QString::fromUtf8(context.function), QString::fromUtf8(context.file)});
     }
     if (next)
         next(type, context, text);
@@ -56,22 +55,12 @@ QStringList LogCatcher::texts(QtMsgType type) const
     return found;
 }
 
-int LogCatcher::count(QtMsgType type, const QString &text) const
-{
-    return texts(type).count(text);
-}
-
 QStringList LogCatcher::texts() const
 {
     QStringList found;
     for (const Line &line : lines())
         found.append(line.text);
     return found;
-}
-
-int LogCatcher::count(const QString &text) const
-{
-    return texts().count(text);
 }
 
 LogCatcher::Line LogCatcher::find(const QString &text) const

@@ -16,21 +16,20 @@ public:
         QString text;
         QString function; // as the log's function field carries it
         QString file;
-        QString category;
     };
 
     LogCatcher();
     ~LogCatcher();
-    LogCatcher(const LogCatcher &) = delete;
-    LogCatcher &operator=(const LogCatcher &) = delete;
+    Q_DISABLE_COPY(LogCatcher)
 
     QVector<Line> lines() const;
     // Only those of the library under test: lines of Qt's own are left out.
     QStringList texts(QtMsgType type) const;
-    int count(QtMsgType type, const QString &text) const; // lines of exactly this text
+    // Lines of exactly this text.
+    int count(QtMsgType type, const QString &text) const { return texts(type).count(text); }
     bool has(QtMsgType type, const QString &text) const { return count(type, text) > 0; }
-    QStringList texts() const;            // of all lines, of any origin
-    int count(const QString &text) const; // the same whatever their level
+    QStringList texts() const;                                           // of all lines, of any origin
+    int count(const QString &text) const { return texts().count(text); } // the same whatever their level
     bool has(const QString &text) const { return count(text) > 0; }
     Line find(const QString &text) const; // the first line of this text; an empty one if there is none
     void clear();
