@@ -1,6 +1,7 @@
 #include "widgets/Picture.h"
 #include "base/RegularFile.h"
 #include "base/WorkPool.h"
+#include <QBuffer>
 #include <QFile>
 #include <QIcon>
 #include <QImageReader>
@@ -21,17 +22,20 @@ constexpr int MaxCopies = 8; // of other elements, which may hold copies
 
 // Whether a drawing names nothing outside of it and is drawn at once. Its own parser would open the files that it names,
 // expand entities, and draw copies of copies; it is called only after this.
-bool isHarmlessDrawing(QIODevice *device)
+bool isHarmlessDrawing(const QByteArray &bytes)
 {
-    const QByteArray bytes = device->read(MaxDrawingBytes + 1);
     QXmlStreamReader xml(bytes);
     int elements = 0;
     int copies = 0;
     int depth = 0;
     while (!xml.atEnd()) {
         const QXmlStreamReader::TokenType token = xml.readNext();
+        if (token == QXmlStreamReader::ProcessingInstruction) // may name a style sheet, which the parser opens
+            return false;
         depth += token == QXmlStreamReader::StartElement ? 1 : token == QXmlStreamReader::EndElement ? -1 : 0;
         if (token == QXmlStreamReader::StartElement) {
+            if (xml.name() == QLatin1String("style")) // its rules are matched with every element
+                return false;
             ++elements;
             copies += xml.name() == QLatin1String("use") ? 1 : 0;
             const QXmlStreamAttributes attributes = xml.attributes();
@@ -43,7 +47,7 @@ bool isHarmlessDrawing(QIODevice *device)
         if (elements > MaxElements || copies > MaxCopies || depth > MaxDepth || !xml.entityDeclarations().isEmpty())
             return false;
     }
-    return !xml.hasError() && bytes.size() <= MaxDrawingBytes && device->seek(0);
+    return !xml.hasError() && bytes.size() <= MaxDrawingBytes;
 }
 
 // Pictures among the resources, sharp at any size by the icon engine, and cached since every box shows some of them.
@@ -65,11 +69,16 @@ QImage read(const QString &path, const QSize &pixels)
     QFile file;
     if (!tarn::visualized::openRegular(file, path) || file.size() > MaxFileBytes)
         return QImage();
+    QBuffer drawing; // holds the bytes that were judged, since the file may change meanwhile
     QImageReader reader(&file);
     reader.setDecideFormatFromContent(true);
     const QByteArray format = reader.format();
     const bool isDrawing = format == "svg";
-    if (format == "svgz" || (isDrawing && !isHarmlessDrawing(&file)))
+    if (isDrawing) {
+        drawing.setData(file.read(MaxDrawingBytes + 1));
+        reader.setDevice(&drawing);
+    }
+    if (format == "svgz" || (isDrawing && !isHarmlessDrawing(drawing.data())))
         return QImage();
     const QSize full = reader.size();
     if (full.isEmpty() || (!isDrawing && qint64(full.width()) * full.height() > MaxPixels))

@@ -49,6 +49,10 @@ private slots:
         QCOMPARE(widthOf(svg.arg(square.repeated(5001))), 10);
         QCOMPARE(widthOf("<!DOCTYPE svg [<!ENTITY e 'x'>]>" + svg.arg(square)), 10);
         QCOMPARE(widthOf(svg.arg(square + QString(300000, ' '))), 10);
+        const QString pipe = in("pipe.css"); // opening it would wait for a writer
+        QVERIFY(::mkfifo(qPrintable(pipe), 0600) == 0);
+        QCOMPARE(widthOf("<?xml-stylesheet type=\"text/css\" href=\"" + pipe + "\"?>" + svg.arg(square)), 10);
+        QCOMPARE(widthOf(svg.arg("<style>rect{fill:red}</style>" + square)), 10);
         QCOMPARE(widthOf("<svg"), 10);
     }
 
