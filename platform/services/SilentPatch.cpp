@@ -222,12 +222,12 @@ private:
 
     void install()
     {
-        m_tools.thread.run([this] {
-            const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
-            if (task.id == m_id && task.state == state::Downloaded) // else it has begun, or is another's
-                m_tools.engine.install(m_software.name);
-        });
-        QString error = errorOf([this] {
+        const QString error = errorOf([this] {
+            m_tools.thread.run([this] {
+                const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
+                if (task.id == m_id && task.state == state::Downloaded) // else it has begun, or is another's
+                    m_tools.engine.install(m_software.name);
+            });
             const UpgradeTask task = awaitEndOf(state::Installing);
             if (task.state != state::Installed)
                 throw Failure(QStringLiteral("it was not installed: its task has state %1").arg(task.state));
