@@ -3,6 +3,7 @@
 #include <QFile>
 #include <cerrno>
 #include <cstring>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <system_error>
@@ -10,12 +11,12 @@
 
 namespace tarn::rpc {
 
-static constexpr std::chrono::milliseconds ShortagePause(100);
+static constexpr std::chrono::milliseconds FailurePause(100);
 
 Listener::~Listener()
 {
     m_stop = true;
-    ::shutdown(m_socket, SHUT_RDWR); // ends accept()
+    ::shutdown(m_socket, SHUT_RDWR); // wakes the thread
     if (m_thread.joinable())
         m_thread.join();
     if (m_socket >= 0)
@@ -31,7 +32,7 @@ bool Listener::open(const QString &path, std::function<void(int)> accepted, QStr
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, name.constData(), sizeof address.sun_path - 1);
     m_socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (::bind(m_socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+    if (m_socket < 0 || ::bind(m_socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
         *error = QStringLiteral("cannot serve on %1: %2").arg(path, qt_error_string(errno));
         return false;
     }
@@ -51,19 +52,20 @@ bool Listener::open(const QString &path, std::function<void(int)> accepted, QStr
 
 void Listener::run()
 {
-    bool wasShort = false;
+    bool wasFailing = false;
     while (!m_stop) {
+        pollfd waiting = {m_socket, POLLIN, 0};
+        if (::poll(&waiting, 1, -1) < 0 || m_stop) // accept4() would reserve its descriptor before it waits
+            continue;
         const int connection = ::accept4(m_socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         const int reason = errno;
         if (connection >= 0) {
-            wasShort = false;
+            wasFailing = false;
             m_accepted(connection);
-        } else if (reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM) {
-            if (!std::exchange(wasShort, true))
+        } else if (!m_stop && reason != EINTR && reason != ECONNABORTED) {
+            if (!std::exchange(wasFailing, true))
                 warn(QStringLiteral("a connection waits: %1").arg(qt_error_string(reason)));
-            std::this_thread::sleep_for(ShortagePause);
-        } else if (reason != EINTR && reason != ECONNABORTED) {
-            break;
+            std::this_thread::sleep_for(FailurePause);
         }
     }
 }
