@@ -39,14 +39,15 @@ inline void require(bool holds, const QString &error)
         throw BadRequest(error);
 }
 
-/// Runs work. @return the text of its exception, empty on success
+/// Runs work. @return the text of its exception, never empty; empty on success
 template <class Work>
 QString errorOf(Work work)
 {
     try {
         work();
     } catch (const std::exception &e) {
-        return QString::fromUtf8(e.what());
+        const QString text = QString::fromUtf8(e.what());
+        return text.isEmpty() ? QStringLiteral("unknown error") : text;
     }
     return {};
 }
