@@ -16,6 +16,7 @@ namespace state = upgrade::state;
 namespace {
 
 constexpr int MaxDownloads = 4;     // at once; the other tasks wait
+constexpr int MaxError = 500;       // characters of a task's error, which may quote a file or a server
 constexpr int StoreAgainMs = 10000; // after a state could not be stored
 
 // One name for one package: a part of another package is never continued.
@@ -217,8 +218,9 @@ void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
 
 // A state that cannot be stored is kept in memory and stored later: the task must neither lie to callers nor start over
 // again and again while the disk is full.
-void UpgradeEngine::setState(const QString &product, int state, const QString &error)
+void UpgradeEngine::setState(const QString &product, int state, const QString &reason)
 {
+    const QString error = reason.left(MaxError);
     const QString failure = errorOf([&] { m_store->setState(product, state, error); });
     if (failure.isEmpty()) {
         m_unstored.remove(product);
