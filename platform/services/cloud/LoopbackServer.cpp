@@ -160,12 +160,21 @@ bool LoopbackServer::receive(MHD_Connection *connection, const char *url, const 
     }
     PageRequest &request = *static_cast<PageRequest *>(*state);
     if (*size == 0)
-        return send(connection, m_handler(request));
+        return send(connection, answer(request));
     if (request.body.size() + static_cast<qint64>(*size) > MaxBody)
         return false; // sent in chunks, without its length
     request.body.append(data, static_cast<int>(*size));
     *size = 0;
     return true;
+}
+
+PageReply LoopbackServer::answer(const PageRequest &request) const
+{
+    PageReply reply{MHD_HTTP_INTERNAL_SERVER_ERROR, "failed\n", "text/plain; charset=utf-8", {}, {}};
+    const QString error = errorOf([&] { reply = m_handler(request); });
+    if (!error.isEmpty())
+        qCWarning(servicesLog).noquote() << QStringLiteral("the page %1 failed: %2").arg(request.path, error);
+    return reply;
 }
 
 LoopbackServer::LoopbackServer(Handler handler)
@@ -202,8 +211,12 @@ LoopbackServer::LoopbackServer(Handler handler)
                                 static_cast<MHD_RequestCompletedCallback>(completed), nullptr, MHD_OPTION_END);
     if (!m_daemon)
         throw Failure(QStringLiteral("no pages can be served on this machine: %1").arg(systemError()));
-    if (const MHD_DaemonInfo *info = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_BIND_PORT))
-        m_port = info->port;
+    const MHD_DaemonInfo *info = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_BIND_PORT);
+    m_port = info ? info->port : quint16(0);
+    if (m_port == 0) {
+        MHD_stop_daemon(m_daemon);
+        throw Failure(QStringLiteral("the port of the sign-in pages is not known"));
+    }
 }
 
 LoopbackServer::~LoopbackServer()

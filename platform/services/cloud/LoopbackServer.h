@@ -51,6 +51,7 @@ private:
     int refusal(MHD_Connection *connection, const QByteArray &method) const;
     bool receive(MHD_Connection *connection, const char *url, const QByteArray &method, const char *data, size_t *size,
                  void **state) const;
+    PageReply answer(const PageRequest &request) const; ///< status 500 when the handler throws
     void logRefusal();
 
     const Handler m_handler;
