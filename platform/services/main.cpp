@@ -62,17 +62,21 @@ private:
             report(QStringLiteral("%1 is in use by process %2; waiting until it ends")
                        .arg(m_directory, QString::number(m_lock.holder())));
         } catch (const Failure &failure) {
-            report(QStringLiteral("the data directory cannot be locked: %1").arg(failure.text()));
+            report(QStringLiteral("the data directory cannot be locked: %1").arg(failure.text()), true);
         }
         return false;
     }
 
     // One line for all attempts that fail for the same reason.
-    void report(const QString &trouble)
+    void report(const QString &trouble, bool isCritical = false)
     {
-        if (trouble != m_lastTrouble)
-            qCWarning(servicesLog).noquote() << trouble;
+        if (trouble == m_lastTrouble)
+            return;
         m_lastTrouble = trouble;
+        if (isCritical)
+            qCCritical(servicesLog).noquote() << trouble;
+        else
+            qCWarning(servicesLog).noquote() << trouble;
     }
 
     void makeServices()
