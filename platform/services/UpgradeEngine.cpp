@@ -125,8 +125,8 @@ void UpgradeEngine::installEnded(const QString &product, const QString &error)
         return;
     installer->deleteLater();
     setState(product, error.isEmpty() ? state::Installed : state::InstallFailed, error);
-    dropFiles(
-        installer->task()); // after a failure too: a damaged package must not be installed again, nor fill the disk
+    // After a failure too: a damaged package must neither be installed again nor fill the disk.
+    dropFiles(installer->task());
     if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("installing %1: %2").arg(product, error);
 }
@@ -168,7 +168,7 @@ void UpgradeEngine::scheduleSoon()
 void UpgradeEngine::schedule()
 {
     m_scheduled = false;
-    errorOf([this] { // after a failure the next start schedules again
+    const QString error = errorOf([this] { // after a failure the next start schedules again
         const QList<UpgradeTask> list = tasks();
         for (const UpgradeTask &task : list) {
             if (m_downloads.size() >= MaxDownloads)
@@ -177,6 +177,8 @@ void UpgradeEngine::schedule()
                 beginDownload(task);
         }
     });
+    if (!error.isEmpty())
+        qCWarning(servicesLog).noquote() << QStringLiteral("no download is begun: %1").arg(error);
 }
 
 void UpgradeEngine::beginDownload(const UpgradeTask &task)

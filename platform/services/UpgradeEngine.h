@@ -44,7 +44,7 @@ private:
     void keepPackage(const QString &product, const UpgradeItem &item) const;
     void downloadEnded(const QString &product, const QString &error);
     void installEnded(const QString &product, const QString &error);
-    void setState(const QString &product, int state, const QString &error = QString());
+    void setState(const QString &product, int state, const QString &reason = QString());
     void takeUp(const UpgradeTask &task);
     void dropFiles(const UpgradeTask &task);
     void dropForeignFiles(const QList<UpgradeTask> &tasks);
