@@ -216,13 +216,14 @@ private:
         const int status = readStatus(request);
         const QStringList ids = readIds(request.values().value(key::MsgIdList));
         const QString column = status == status::Deleted ? QStringLiteral("deleted_at") : QStringLiteral("read_at");
+        const qint64 time = now();
         int known = 0;
         m_thread.run([&] {
             m_db->inTransaction([&] {
                 for (const QString &id : ids)
                     known +=
                         m_db->run(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column),
-                                  {now(), id});
+                                  {time, id});
             });
         });
         requireKnown(known, ids.first());
@@ -298,10 +299,11 @@ private:
             require(wrong.isEmpty(),
                     QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
         }
+        const qint64 time = now();
         m_thread.run([&] {
             m_db->inTransaction([&] {
                 for (const QVariantMap &message : messages)
-                    upsert(message, now());
+                    upsert(message, time);
             });
         });
         return ok({{wire::Imported, messages.size()}});
