@@ -1,4 +1,5 @@
 #include "tarn/rpc/Skeletons.h"
+#include "rpc/Core.h"
 #include <QHash>
 #include <QMutex>
 

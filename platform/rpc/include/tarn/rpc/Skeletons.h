@@ -14,9 +14,6 @@ using SkeletonFactory = QSharedPointer<IInvocable> (*)(const std::any &object, c
 /// also during static initialisation. @return true
 TARN_RPC_EXPORT bool registerSkeleton(const QString &interfaceName, SkeletonFactory factory);
 
-/// The callable form of an object that is added under an interface's name; null with the reason.
-QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName, QString *error);
-
 /// The pointer inside, null with the reason when there is none of that type.
 template <class Interface>
 QSharedPointer<Interface> unwrap(const std::any &object, const QString &interfaceName, QString *error)
