@@ -22,17 +22,17 @@ bool RpcLog::print()
 void trace(const QString &line)
 {
     if (s_print)
-        qCDebug(lcRpc).noquote() << line;
+        qCDebug(lcRpc, "%s", qUtf8Printable(line));
 }
 
 void inform(const QString &line)
 {
-    qCInfo(lcRpc).noquote() << line;
+    qCInfo(lcRpc, "%s", qUtf8Printable(line));
 }
 
 void warn(const QString &line)
 {
-    qCWarning(lcRpc).noquote() << line;
+    qCWarning(lcRpc, "%s", qUtf8Printable(line));
 }
 
 } // namespace tarn::rpc
