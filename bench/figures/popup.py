@@ -28,7 +28,10 @@ def run(bench):
     caller = platform.program("rpc_caller", "IVisualizedService")
     sender = Program(BUILD / "bench" / "notify_sender")
     for number, (name, place) in enumerate(DAEMONS.items()):
-        daemon = start_daemon(next(pathlib.Path("/usr").glob(place)), sender)
+        command = next(pathlib.Path("/usr").glob(place), None)
+        if command is None:
+            raise RuntimeError(f"{name} is not installed")
+        daemon = start_daemon(command, sender)
         ours, plain, notice = map(medians, in_turns(
             RUNS,
             lambda: shown(watch, lambda: caller.ask("show 通知"), lambda: watch.ask(f"close {ROLE}")),
