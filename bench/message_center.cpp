@@ -211,7 +211,7 @@ std::vector<double> expandTimes(const Form &form)
         timer.start();
         item->OnArrowBtnClicked();
         processUntil([&] { return watch.painted; });
-        if (i > 0) // the first one loads what all share
+        if (i > 0) // the first row also loads the shared resources
             times.push_back(milliseconds(timer.nsecsElapsed()));
     }
     return times;

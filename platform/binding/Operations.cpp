@@ -120,7 +120,7 @@ QVector<Record> upgradeRecords()
     using namespace upgrade::key;
     return {
         {QStringLiteral("record"),
-         QStringLiteral("What is new for one product. Further keys are passed on unchanged."),
+         QStringLiteral("The updates of one product. Further keys are passed on unchanged."),
          {key(SoftwareName, "string", "product, never empty: it names the record in every request that follows"),
           key(ExePath, "string", "absolute path of the product's program, whose icon the prompt shows"),
           key(IconPath, "string", "local path of the picture that the notes show"),

@@ -59,7 +59,7 @@ void keepCallbackThreads()
     Q_UNUSED(keeper)
 }
 
-/// Reflection lists registered services only; the calls themselves are left to the generic service.
+/// Reflection lists registered services only. The generic service handles the calls.
 grpc::Service &invokerName()
 {
     static v1::Invoker::WithGenericMethod_Call<v1::Invoker::Service> name;

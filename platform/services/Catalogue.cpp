@@ -73,7 +73,7 @@ public:
 
     Node object(const QString &key) { return {take(key), m_place + QLatin1Char('/') + key, m_directory}; }
 
-    // What read() makes of the objects of an array, which may be missing.
+    // Converts each object of an array with read(). A missing array gives an empty list.
     template <class Read>
     auto list(const QString &key, Read read)
     {

@@ -126,7 +126,7 @@ void FileSwap::swapAll(const std::vector<Entry> &entries) const
         swap(entry);
     syncFileSystem(staging());
     fs::remove(m_area / "journal");
-    errorOf([this] { // a rest is removed before the next swap
+    errorOf([this] { // prepare() removes remaining files before the next swap
         syncToDisk(toText(m_area));
         fs::remove_all(m_area);
     });

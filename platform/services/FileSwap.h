@@ -20,7 +20,7 @@ public:
     QString staging() const;  ///< takes the new files under their paths in the directory
     void prepare();           ///< makes an empty work area; first rolls back an interrupted swap
     void checkStaged() const; ///< that every staged path has a place inside the product's directory
-    void apply();             ///< an error has been rolled back
+    void apply();             ///< throws after it has rolled back
     /// Restores the old files and removes the work area. The area is kept when a file could not be restored.
     void rollBack();
     /// Rolls back, then throws Failure with this error and that of the rolling back.

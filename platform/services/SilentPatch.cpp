@@ -247,7 +247,7 @@ private:
         });
     }
 
-    // The task after this state. Throws what ended it badly.
+    // Waits until the task has left this state. Throws the reason when it failed or was cancelled.
     UpgradeTask awaitEndOf(int state)
     {
         while (true) {

@@ -9,7 +9,7 @@ namespace tarn::services {
 
 class UpgradeEngine;
 
-/// What a silent patch works with.
+/// The services that a silent patch calls.
 struct PatchTools
 {
     WorkThread &thread; ///< the engine's

@@ -17,9 +17,9 @@ struct Offer
 
 using IsIgnored = std::function<bool(const Offer &)>;
 
-/// The update records of all installed products that the catalogue knows, in its order; none for a product without news
-/// that are not ignored. A patch of the installed version is a separate update ("补丁包") while no new version is offered,
-/// else the alternative for a user who declines that one ("旧版本补丁包").
+/// The update records of all installed products that the catalogue knows, in the catalogue's order. A product whose
+/// updates are all ignored, or that has none, gets no record. A patch of the installed version is a separate update
+/// ("补丁包") while no new version is offered, else the alternative for a user who declines that one ("旧版本补丁包").
 QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
                            const IsIgnored &isIgnored);
 

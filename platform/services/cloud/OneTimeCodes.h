@@ -7,9 +7,9 @@ namespace tarn::services {
 
 class Vault;
 
-/// One-time codes for phones: six digits, valid for five minutes and five tries, one a minute and phone, twenty tries a
-/// day and phone. They are stored sealed. The outbox represents the telephone network. The
-/// store's thread.
+/// One-time codes for phones: six digits, valid for five minutes and five tries. A phone gets at most one code a minute
+/// and has at most twenty tries a day. The codes are stored encrypted. The outbox represents the telephone network.
+/// Used on the store's thread.
 class OneTimeCodes
 {
 public:
