@@ -78,8 +78,7 @@ void CUpdateItem::InitUi()
                                look::scaled(2, this));
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
-    auto *icon = new ProductIcon(m_record.value(key::IconPath).toString(), m_record.value(key::ExePath).toString(),
-                                 look::scaled(IconSide, this), this);
+    auto *icon = new ProductIcon(m_record.value(key::ExePath).toString(), look::scaled(IconSide, this), this);
     icon->setObjectName(QStringLiteral("productIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
     columns->addWidget(icon);

@@ -59,23 +59,18 @@ QString iconOfDesktopEntry(const QFileInfo &executable)
 }
 } // namespace
 
-FoundIcon findProductIcon(const QString &ownPicture, const QString &executable, const QSize &pixels)
+FoundIcon findProductIcon(const QString &executable, const QSize &pixels)
 {
     const QFileInfo file(executable);
-    const bool exists = !executable.isEmpty() && file.exists();
-    QStringList pictures{ownPicture};
-    for (const char *suffix : {".png", ".svg", ".ico"}) {
-        if (exists)
-            pictures << file.path() + QLatin1Char('/') + file.completeBaseName() + QLatin1String(suffix);
-    }
     FoundIcon found;
-    for (const QString &path : qAsConst(pictures)) {
-        found.picture = picture::read(path, pixels);
+    if (executable.isEmpty() || !file.exists())
+        return found;
+    for (const char *suffix : {".png", ".svg", ".ico"}) {
+        found.picture =
+            picture::read(file.path() + QLatin1Char('/') + file.completeBaseName() + QLatin1String(suffix), pixels);
         if (!found.picture.isNull())
             return found;
     }
-    if (!exists)
-        return found;
     const QString icon = iconOfDesktopEntry(file);
     if (QDir::isAbsolutePath(icon))
         found.picture = picture::read(icon, pixels);
@@ -86,9 +81,8 @@ FoundIcon findProductIcon(const QString &ownPicture, const QString &executable, 
     return found;
 }
 
-ProductIcon::ProductIcon(const QString &ownPicture, const QString &executable, int side, QWidget *parent)
+ProductIcon::ProductIcon(const QString &executable, int side, QWidget *parent)
     : QLabel(parent)
-    , m_ownPicture(ownPicture)
     , m_executable(executable)
     , m_side(side)
 {
@@ -98,10 +92,8 @@ ProductIcon::ProductIcon(const QString &ownPicture, const QString &executable, i
 void ProductIcon::paintEvent(QPaintEvent *event)
 {
     if (!std::exchange(m_searched, true)) {
-        const auto search = [ownPicture = m_ownPicture, executable = m_executable,
-                             pixels = QSize(m_side, m_side) * devicePixelRatioF()](const WorkCancel &) {
-            return findProductIcon(ownPicture, executable, pixels);
-        };
+        const auto search = [executable = m_executable, pixels = QSize(m_side, m_side) * devicePixelRatioF()](
+                                const WorkCancel &) { return findProductIcon(executable, pixels); };
         outsideWork().run(this, search, [this](const FoundIcon &found) { showFound(found); });
     }
     QLabel::paintEvent(event);

@@ -12,13 +12,12 @@ struct FoundIcon
     QStringList themeNames;
 };
 
-/// Looks for a product's icon: its own picture, the picture beside its executable ("bin/draw.png" for "bin/draw"), the icon
+/// Looks for a product's icon: the picture beside its executable ("bin/draw.png" for "bin/draw"), the icon
 /// of the desktop entry that starts it, the icon of its file type. Reads regular files only, of limited size and number.
 /// Any thread.
-/// @param ownPicture path; may be empty or of a missing file
-/// @param executable without this file only the own picture counts
+/// @param executable path; without this file nothing is found
 /// @param pixels the size to which a larger picture is reduced
-FoundIcon findProductIcon(const QString &ownPicture, const QString &executable, const QSize &pixels);
+FoundIcon findProductIcon(const QString &executable, const QSize &pixels);
 
 /// Shows the icon of a product, centred. A worker thread looks for it when the widget is first painted: the paths come from
 /// outside, and their file system may not answer. GUI thread.
@@ -26,7 +25,7 @@ class ProductIcon final : public QLabel
 {
 public:
     /// @param side of the icon in pixels
-    ProductIcon(const QString &ownPicture, const QString &executable, int side, QWidget *parent);
+    ProductIcon(const QString &executable, int side, QWidget *parent);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -34,7 +33,6 @@ protected:
 private:
     void showFound(const FoundIcon &found);
 
-    const QString m_ownPicture;
     const QString m_executable;
     const int m_side;
     bool m_searched = false;

@@ -14,7 +14,6 @@ private slots:
     void init()
     {
         m_folder = std::make_unique<QTemporaryDir>();
-        m_ownPicture.clear();
         qputenv("XDG_DATA_HOME", in("home").toUtf8());
         qputenv("XDG_DATA_DIRS", in("data").toUtf8());
         QVERIFY(packages::writeFile(in("bin/draw"), "#!/bin/sh\n"));
@@ -26,15 +25,14 @@ private slots:
         QCOMPARE(find().picture.size(), QSize(32, 16));
         QVERIFY(QFile::remove(in("bin/draw.png")) && ::mkfifo(qPrintable(in("bin/draw.png")), 0600) == 0);
         QVERIFY(find().picture.isNull()); // and has not waited for a writer
-        QVERIFY(findProductIcon({}, in("bin/none"), QSize(32, 32)).themeNames.isEmpty());
+        QVERIFY(findProductIcon(in("bin/none"), QSize(32, 32)).themeNames.isEmpty());
     }
 
-    void ownPicture()
+    void drawing()
     {
-        save("bin/draw.png", QSize(10, 10));
-        m_ownPicture = in("own.svg");
+        save("bin/draw.ico", QSize(10, 10));
         const auto widthOf = [this](const QString &drawing) {
-            packages::writeFile(m_ownPicture, drawing.toUtf8());
+            packages::writeFile(in("bin/draw.svg"), drawing.toUtf8());
             return find().picture.width();
         };
         const QString svg("<svg xmlns='http://www.w3.org/2000/svg' xmlns:xlink='http://www.w3.org/1999/xlink' "
@@ -42,8 +40,8 @@ private slots:
         const QString square("<rect id='a' width='8' height='8' fill='red'/>");
         QCOMPARE(widthOf(svg.arg(square + "<use xlink:href='#a'/>")), 32);
         QCOMPARE(find().picture.pixelColor(16, 16), QColor(Qt::red));
-        // Refused, so that the picture beside the executable is shown.
-        QCOMPARE(widthOf(svg.arg("<image xlink:href='" + in("bin/draw.png") + "' width='8' height='8'/>")), 10);
+        // Refused, so that the next picture is shown.
+        QCOMPARE(widthOf(svg.arg("<image xlink:href='" + in("bin/draw.ico") + "' width='8' height='8'/>")), 10);
         QCOMPARE(widthOf(svg.arg(square + QString("<use xlink:href='#a'/>").repeated(9))), 10);
         QCOMPARE(widthOf(svg.arg(QString("<g>").repeated(20000) + QString("</g>").repeated(20000))), 10);
         QCOMPARE(widthOf(svg.arg(square.repeated(5001))), 10);
@@ -93,7 +91,7 @@ private slots:
 
 private:
     QString in(const QString &name) const { return m_folder->filePath(name); }
-    tarn::visualized::FoundIcon find() const { return findProductIcon(m_ownPicture, in("bin/draw"), QSize(32, 32)); }
+    tarn::visualized::FoundIcon find() const { return findProductIcon(in("bin/draw"), QSize(32, 32)); }
     void save(const QString &name, const QSize &size) const
     {
         QVERIFY(QDir().mkpath(QFileInfo(in(name)).path()));
@@ -103,7 +101,6 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> m_folder;
-    QString m_ownPicture;
 };
 
 QTEST_MAIN(tst_product_icon)

@@ -68,7 +68,7 @@ void CSoftInfoItem::paintEvent(QPaintEvent *event)
 
 QWidget *CSoftInfoItem::InitLeftWidget()
 {
-    auto *icon = new ProductIcon({}, m_info.value(row::IconPath).toString(), look::scaled(IconSide, this), this);
+    auto *icon = new ProductIcon(m_info.value(row::IconPath).toString(), look::scaled(IconSide, this), this);
     icon->setObjectName(QStringLiteral("softIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
     return icon;
