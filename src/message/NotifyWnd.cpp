@@ -231,13 +231,7 @@ void NotifyWnd::CreateCtrl()
     badge->setAttribute(Qt::WA_TransparentForMouseEvents);
     showBadge(badge);
     m_msgCenterButton->setVisible(true);
-    orderTabStops();
-}
-
-void NotifyWnd::orderTabStops()
-{
-    QWidgetList stops{m_bodyArea, m_link, m_msgCenterButton, m_closeButton};
-    stops.removeAll(nullptr);
+    const QWidgetList stops{m_bodyArea, m_link, m_msgCenterButton, m_closeButton};
     for (int i = 1; i < stops.size(); ++i)
         setTabOrder(stops.at(i - 1), stops.at(i));
 }
@@ -331,7 +325,7 @@ void NotifyWnd::keyPressEvent(QKeyEvent *e)
 {
     if (e->key() == Qt::Key_Escape)
         CloseDlg();
-    else if (m_bodyArea && (e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown))
+    else if (e->key() == Qt::Key_PageUp || e->key() == Qt::Key_PageDown)
         QApplication::sendEvent(m_bodyArea->verticalScrollBar(), e); // also when a button has the focus
     else
         QWidget::keyPressEvent(e);
@@ -354,40 +348,42 @@ void NotifyWnd::InitUi()
     m_title->setMaximumLines(MaxTitleLines);
     m_picture = new QLabel(m_background);
     m_picture->setObjectName(QStringLiteral("notify-picture"));
-    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, m_bodyPictureHeight, m_background);
-    m_body->setObjectName(QStringLiteral("notify-body"));
-    connect(m_body, &RichTextLabel::heightChanged, this, &NotifyWnd::grow);
+    m_bodyArea = bodyArea();
     m_link = new LinkLabel(m_background);
     m_link->setObjectName(QStringLiteral("notify-url"));
     connect(m_link, &QLabel::linkActivated, this, &NotifyWnd::OnlinkActivated);
-    for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_body),
+    for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_bodyArea),
                          static_cast<QWidget *>(m_picture), static_cast<QWidget *>(m_link)})
         m_layout->addWidget(row, 0, Qt::AlignLeft | Qt::AlignTop);
     m_layout->addStretch();
     m_closeButton = closeButton();
 }
 
-// Most notices are short and need none: it costs as much as all other parts.
+QScrollArea *NotifyWnd::bodyArea()
+{
+    auto *area = new QScrollArea(m_background);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setStyleSheet(bodyAreaSheet());
+    area->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
+    removeScrollBarMenus(area);
+    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, m_bodyPictureHeight, area);
+    m_body->setObjectName(QStringLiteral("notify-body"));
+    connect(m_body, &RichTextLabel::heightChanged, this, &NotifyWnd::grow);
+    area->setWidget(m_body);
+    return area;
+}
+
+// The bar's sheet takes time that short notices need not spend.
 void NotifyWnd::makeBodyScroll()
 {
-    if (m_bodyArea)
+    if (m_bodyArea->focusPolicy() != Qt::NoFocus)
         return;
-    m_bodyArea = new QScrollArea(m_background);
-    m_bodyArea->setObjectName(QStringLiteral("notify-body-area"));
-    m_bodyArea->setFrameShape(QFrame::NoFrame);
-    m_bodyArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_bodyArea->setFocusPolicy(Qt::TabFocus); // the arrow keys scroll it
-    m_bodyArea->setStyleSheet(bodyAreaSheet());
+    m_bodyArea->setObjectName(QStringLiteral("notify-body-area"));
+    m_bodyArea->setStyleSheet(bodyAreaSheet()); // again: the window's rules for the new name apply now
     m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet(ScrollBarWidth));
-    m_bodyArea->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
-    removeScrollBarMenus(m_bodyArea);
-    delete m_layout->replaceWidget(m_body, m_bodyArea);
-    m_bodyArea->setWidget(m_body);
-    m_bodyArea->show();
-    delete m_closeButton; // setTabOrder() sorts a circle: the window's first stop is the one that was created first
-    m_closeButton = closeButton();
-    m_closeButton->show();
-    orderTabStops();
 }
 
 QPushButton *NotifyWnd::closeButton()
@@ -488,9 +484,8 @@ void NotifyWnd::ResizeWnd()
     const bool scrolls = m_body->height() > bodyRoom;
     if (scrolls)
         makeBodyScroll();
-    if (m_bodyArea)
-        m_bodyArea->setFixedHeight(scrolls ? m_body->heightOfWholeLines(bodyRoom - FocusBorders) + FocusBorders
-                                           : m_body->height());
+    m_bodyArea->setFixedHeight(scrolls ? m_body->heightOfWholeLines(bodyRoom - FocusBorders) + FocusBorders
+                                       : m_body->height());
     setFixedHeight(qMin(others + m_body->height(), m_maxHeight));
     m_background->setFixedHeight(height() - 2 * ShadowWidth);
     m_closeButton->move(m_background->width() - m_closeButton->width() - CloseButtonInset, CloseButtonInset);

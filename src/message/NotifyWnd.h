@@ -63,8 +63,8 @@ protected:
 
 private:
     void InitUi();
+    QScrollArea *bodyArea();
     void makeBodyScroll();
-    void orderTabStops();
     QPushButton *closeButton();
     void AdjustSizeByScreen();
     void SetPicPath(const QString &path);
@@ -99,7 +99,7 @@ private:
     QVBoxLayout *m_layout = nullptr;
     ElideLabel *m_title = nullptr;
     tarn::visualized::RichTextLabel *m_body = nullptr;
-    QScrollArea *m_bodyArea = nullptr; // null until the body is higher than its room
+    QScrollArea *m_bodyArea = nullptr;
     QLabel *m_picture = nullptr;
     tarn::visualized::LinkLabel *m_link = nullptr;
     QPushButton *m_msgCenterButton = nullptr;

@@ -101,10 +101,10 @@ private slots:
             QVERIFY(window->width() == 400 && window->height() <= 400);
             QCoreApplication::processEvents();
             QWidget *area = window->findChild<QScrollArea *>();
+            QVERIFY(area && area->isAncestorOf(part<QWidget>(window, "notify-body")));
             int bottom = -1;
-            for (const QWidget *row :
-                 {part<QWidget>(window, "notify-title"), area ? area : part<QWidget>(window, "notify-body"),
-                  part<QWidget>(window, "notify-picture"), part<QWidget>(window, "notify-url")}) {
+            for (const QWidget *row : {part<QWidget>(window, "notify-title"), area,
+                                       part<QWidget>(window, "notify-picture"), part<QWidget>(window, "notify-url")}) {
                 if (row->isHidden())
                     continue;
                 const QRect frame = part<QWidget>(window, "notify-background")->rect();
