@@ -57,7 +57,9 @@ int divisionOf(const QTextBlock &block)
     const QString text = block.text().left(MaxParagraph);
     int at = text.lastIndexOf(QChar::LineSeparator) + 1;
     if (at < 2)
-        at = text.lastIndexOf(QRegularExpression(QStringLiteral("\\s"))) + 1;
+        at = text.lastIndexOf(
+                 QRegularExpression(QStringLiteral("\\s"), QRegularExpression::UseUnicodePropertiesOption)) +
+             1;
     if (at < 2)
         at = text.size() - (text.at(text.size() - 1).isHighSurrogate() ? 1 : 0);
     return block.position() + at;

@@ -296,8 +296,11 @@ void CUpgradeTableWidget::updateRowIndex()
     for (int row = 0; row < rowCount(); ++row)
         rows.insert(cellWidget(row, 1), row);
     m_rowByName.clear();
-    for (auto it = m_progressByName.cbegin(); it != m_progressByName.cend(); ++it)
-        m_rowByName.insert(it.key(), rows.value(it.value()));
+    for (auto it = m_progressByName.cbegin(); it != m_progressByName.cend(); ++it) {
+        const auto row = rows.constFind(it.value());
+        if (row != rows.cend())
+            m_rowByName.insert(it.key(), *row);
+    }
 }
 
 void CUpgradeTableWidget::onCancelDownload(QVariant info)

@@ -27,7 +27,11 @@ public:
     void FillTableHeader(const QList<QPair<QString, int>> &columns); ///< header text and width in design pixels
     void setParentDlg(QWidget *dlg) { m_parentDlg = dlg; }           ///< raised for reports and questions
     void setHoverRowEnabled(bool enabled);
-    void setAlwaysMouseTracking(bool tracking) { setMouseTracking(tracking); }
+    void setAlwaysMouseTracking(bool tracking)
+    {
+        setMouseTracking(tracking);
+        viewport()->update();
+    }
     void setHoveredRowForeground(const QBrush &brush) { repainted()->setHoveredRowForeground(brush); }
     void setHoveredRowBackground(const QBrush &brush) { repainted()->setHoveredRowBackground(brush); }
     void setHoveredRowBorderColor(const QColor &color) { repainted()->setHoveredRowBorderColor(color); }
@@ -68,7 +72,7 @@ private slots:
 private:
     using Cells = QPair<QWidget *, QWidget *>; ///< of one row
 
-    CUpgradeTableDelegate *repainted() ///< the delegate; what it changes is repainted
+    CUpgradeTableDelegate *repainted() ///< schedules a repaint of the table and returns its delegate
     {
         viewport()->update();
         return m_delegate;

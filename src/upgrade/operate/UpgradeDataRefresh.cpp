@@ -99,6 +99,7 @@ void CUpgradeDataRefresher::stopWork()
     if (!m_timer)
         return;
     m_timer->stop();
+    m_timer->disconnect();
     m_timer->deleteLater(); // the poll that stops the work comes from this timer's own signal
     m_timer = nullptr;
 }
