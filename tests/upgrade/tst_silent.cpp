@@ -12,6 +12,7 @@
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -349,6 +350,12 @@ private slots:
         QVERIFY(timer.elapsed() < 20000);
         install("#!/bin/sh\nexec sleep 60\n");
         endProgram("sample-program", 100);
+        rlimit files{};
+        QVERIFY(::getrlimit(RLIMIT_NOFILE, &files) == 0);
+        const rlimit none{0, files.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none); // a process cannot even be forked
+        endProgram("sample-program", 30000);
+        ::setrlimit(RLIMIT_NOFILE, &files);
         QVERIFY(timer.elapsed() < 20000);
     }
 
