@@ -40,7 +40,8 @@ constexpr QSize ButtonSize(90, 30);
 constexpr int CornerMargin = 10;
 // Rows
 constexpr int RowsAtOnce = 3; // fill the list and are created before the window shows; the others follow at once
-constexpr int MaxRows = 200;  // a row takes some 70 KB
+constexpr int RowsPerEvent = 50;
+constexpr int MaxRows = 200; // a row takes some 70 KB
 
 // Look: one sheet for the whole window
 QString dialogSheet(const QWidget *w)
@@ -147,8 +148,6 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
     m_list->addStretch();
     takeRecords();
     addRows(RowsAtOnce);
-    if (!m_pending.isEmpty())
-        QTimer::singleShot(0, this, [this] { addRows(MaxRows); });
     m_rowArea->setWidget(content);
     return m_rowArea;
 }
@@ -194,6 +193,8 @@ void CCheckUpdateDial::addRows(int most)
     }
     if (isShown)
         m_list->activate(); // at once: a click that is on its way is meant for the row that the user sees
+    if (room > most && !m_pending.isEmpty())
+        QTimer::singleShot(0, this, [this] { addRows(RowsPerEvent); });
 }
 
 QWidget *CCheckUpdateDial::addRow(const QVariantMap &record)
@@ -302,7 +303,7 @@ void CCheckUpdateDial::removeProduct(const QString &name)
     if (m_rows.isEmpty())
         close();
     else
-        addRows(MaxRows);
+        addRows(RowsPerEvent);
 }
 
 void CCheckUpdateDial::OnDoNotPromptClicked(QString strName, QString strVersion)
