@@ -1,6 +1,7 @@
 #include "upgrade/UpgradeDialog.h"
 #include "base/Log.h"
 #include "upgrade/controls/CustomScrollarea.h"
+#include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
@@ -148,8 +149,11 @@ void CUpgradeDialog::onClose()
     m_refresher.stopWork();
     m_tray->hide();
     const auto boxes = findChildren<QDialog *>(); // open questions and reports
-    for (QDialog *box : boxes)
-        box->reject();
+    for (QDialog *box : boxes) {
+        if (!qobject_cast<CUpgradeProgress *>(
+                box->parent())) // the row deletes it; a rejection would cancel the task twice
+            box->reject();
+    }
     close();
 }
 

@@ -103,9 +103,8 @@ void CUpgradeProgress::showInfo()
         dealWithDownloading(m_downloadCtrl);
     } else if (m_status == state::Installing) {
         dealWithInstalling(m_downloadCtrl);
-    } else if (m_status == state::Downloaded && m_bar) {
-        m_percent->setText(QStringLiteral("100%"));
-        showFull();
+    } else if (m_status == state::Downloaded) {
+        showFinished();
     }
 }
 
@@ -123,6 +122,7 @@ void CUpgradeProgress::dealWithDownloading(const QMap<QString, QVariant> &downlo
 
 void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &downloadCtrl)
 {
+    showFinished();
     const QVariantMap reported = downloadCtrl.value(row::InstallParam).toMap();
     QVariantMap request = reported.isEmpty() ? m_installParam : reported;
     request.insert(key::SoftwareName, downloadCtrl.value(row::CtrlSoftName));
@@ -247,6 +247,14 @@ void CUpgradeProgress::showFull()
     const int maximum = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // a task of unknown size gives the bar no range
     showBar(maximum, maximum);
     showCancel(false);
+}
+
+void CUpgradeProgress::showFinished()
+{
+    if (!m_bar)
+        return;
+    m_percent->setText(QStringLiteral("100%"));
+    showFull();
 }
 
 void CUpgradeProgress::showCancel(bool shown)

@@ -61,6 +61,7 @@ private:
     void showTexts(const QMap<QString, QVariant> &downloadCtrl);
     void showBar(int maximum, int value);
     void showFull();
+    void showFinished();
     void showCancel(bool shown);
     bool waitForProgramEnd();
 
