@@ -21,7 +21,7 @@ constexpr QRgb GroundColor = 0xfffdfcfc;
 constexpr QRgb SelectedColor = 0xffebf4fe;
 constexpr int FrameRadius = 8;
 
-// By DPI.
+// One card per resolution in DPI, which is the key.
 QHash<int, QSharedPointer<const MessageCard>> cards;
 
 // Icons must not outlive the application.

@@ -18,7 +18,8 @@ namespace tarn::visualized::picture {
 QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
 
 /// The same for work on another thread: a file's picture as large as fits into the box in device pixels. An SVG file fills
-/// the box; it is read when it names nothing outside of it, is not compressed and is no larger than a drawing of an icon.
+/// the box; it is read when it names nothing outside of it, is not compressed and has at most
+/// 256 KiB.
 /// Null for everything else. Any thread.
 QImage read(const QString &path, const QSize &pixels);
 

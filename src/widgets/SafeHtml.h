@@ -14,15 +14,15 @@ enum class Links {
     Any   ///< all; the reader judges a link when it is followed
 };
 
-/// The markup that a kind of text may keep. Bold, italic, underlined, sub- and superscript and colours always stay; scripts, titles
-/// and comments are removed with their content; a "<" that opens no tag is shown.
+/// The markup that a kind of text may keep. Bold, italic, underlined, sub- and superscript and colours always stay;
+/// scripts, titles and comments are removed with their content; a "<" that opens no tag is shown.
 struct Policy
 {
     int maxChars = 0;    ///< longer texts are cut and end in "……"
     int lineEnd = 1;     ///< characters that a line end counts as: it takes as long to lay out as several
     int longWord = 200;  ///< characters without a place to break, after which U+200B makes one
-    int maxOpen = 100;   ///< elements inside one another; deeper tags go
-    int maxTags = 20000; ///< tags beyond go; those of blocks become line ends
+    int maxOpen = 100;   ///< elements inside one another; deeper tags are removed
+    int maxTags = 20000; ///< further tags are removed; those of blocks become line ends
     bool blocks = true;  ///< headings, lists, alignment, font sizes of 8 to 32 pixels, and <img> of local files: an
                          ///< absolute path or a file: address. Without: "\r\n" breaks the line, and a text in which no
                          ///< tag stays is plain text
