@@ -7,7 +7,7 @@ namespace tarn::visualized::cloudcalls {
 namespace {
 struct Pool final : QThreadPool
 {
-    Pool() { setMaxThreadCount(8); } // that calls without an answer can occupy
+    Pool() { setMaxThreadCount(8); } // so many calls can hang before a further one waits
 };
 } // namespace
 

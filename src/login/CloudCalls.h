@@ -32,7 +32,7 @@ ServiceOutcome linkAddress(const QString &key, QString *address);
 
 /// The threads of the account sign-ins, apart from the global pool, whose tasks could delay a sign-in. GUI thread.
 QThreadPool &pool();
-/// The threads that notify callers, which can hang without delaying a sign-in. GUI thread.
+/// The threads that notify callers. A caller that hangs delays no sign-in. GUI thread.
 QThreadPool &callerPool();
 
 } // namespace tarn::visualized::cloudcalls

@@ -66,7 +66,7 @@ QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
     auto *box = new QCheckBox(text, this);
     box->setObjectName(QLatin1String(name));
     box->setFont(look::yaHei(TextPx, QFont::Normal, this));
-    QPalette palette = box->palette(); // cheaper than a rule
+    QPalette palette = box->palette(); // takes less time than a style sheet
     palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
     box->setPalette(palette);
     return box;

@@ -343,7 +343,7 @@ private:
             return from;
         const int found = m_source.indexOf(QLatin1String("</") + name, from, Qt::CaseInsensitive);
         if (m_policy.documents && name == QLatin1String("style") &&
-            found >= 0) // "<!--" would hide tags from the parser
+            found >= 0) // without "<": Qt takes "<!--" for a comment
             m_styles += QLatin1String("<style>") + m_source.mid(from, found - from).remove(QLatin1Char('<')) +
                         QLatin1String("</style>");
         return found < 0 ? m_source.size() : after(m_source.indexOf(QLatin1Char('>'), found), 1);
