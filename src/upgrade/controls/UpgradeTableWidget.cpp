@@ -64,7 +64,8 @@ public:
     {
         if (role != Qt::AccessibleTextRole)
             return QTableWidgetItem::data(role);
-        const auto *cell = dynamic_cast<const LazyCell *>(tableWidget()->cellWidget(row(), column()));
+        const QTableWidget *table = tableWidget();
+        const auto *cell = table ? dynamic_cast<const LazyCell *>(table->cellWidget(row(), column())) : nullptr;
         return cell ? cell->spokenText() : QString();
     }
 };
