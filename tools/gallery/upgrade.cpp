@@ -29,7 +29,7 @@ QVariantMap section(const QString &name, const QString &version, const QString &
 QVariantMap product(const QString &name, const QString &slug)
 {
     return {{key::SoftwareName, name},
-            {key::ExePath, QStringLiteral(GALLERY_SAMPLE "/apps/%1/%1.sh").arg(slug)},
+            {key::ExePath, QStringLiteral(GALLERY_APPS "/%1/%1.sh").arg(slug)},
             {key::IconPath, sampleFile(QStringLiteral("icons/%1.png").arg(slug))}};
 }
 
