@@ -14,7 +14,7 @@ constexpr int MaxCells = 20000;
 constexpr int MaxColumns = 1000;
 constexpr int MaxFloats = 100;  // every line is fitted around every float
 constexpr int BlockWeight = 50; // a paragraph, also that of a cell, takes as long as so many characters
-constexpr int MaxWeight = 100000;
+constexpr int MaxWeight = 80000;
 constexpr int MaxParagraph = 10000; // characters
 
 struct Cost
