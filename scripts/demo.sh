@@ -1,6 +1,6 @@
 #!/bin/bash
-# scripts/demo.sh: installs what is missing, builds, starts a private reference platform and shows every
-# window there is, each called over real RPC. Without a display it takes a private one and leaves pictures in out/demo/.
+# scripts/demo.sh: installs the missing packages, builds, starts a private reference platform and shows every
+# window by an RPC call. Without a display the script starts a private one and saves pictures in out/demo/.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root=$PWD

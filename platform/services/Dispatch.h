@@ -63,8 +63,8 @@ inline QString whyNotShown(const QString &subject, const rpc::CallResult &result
     return reason;
 }
 
-/// Runs work, which returns an answer; what it throws becomes a refusal. After a Failure the user reads the family's
-/// text where it has one.
+/// Calls `work` and returns its answer, or the refusal that an exception of it describes. For a Failure, the refusal
+/// carries the family's text for the user, if the family has such a text.
 template <class Work>
 rpc::CallResult answerOf(const ServiceFamily &family, Work work)
 {

@@ -38,7 +38,7 @@ public:
     }
     ~Application()
     {
-        m_userInterface.close(); // no call of ours waits for a window that hangs
+        m_userInterface.close(); // else a call to a host that hangs would delay the end
         if (m_adapter)
             m_adapter->unactive();
         m_adapter.reset();
