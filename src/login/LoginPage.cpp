@@ -10,16 +10,6 @@
 #include <QTimer>
 
 namespace tarn::visualized {
-namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int TopMargin = 20;
-constexpr int Spacing = 14;
-constexpr int Gap = 8;
-constexpr QSize SideButtonSize(104, 36);
-constexpr int LoginButtonHeight = 40;
-constexpr int TextPx = 13;
-constexpr int LoginPx = 15;
-} // namespace
 
 LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names, QWidget *parent)
     : QWidget(parent)
@@ -32,8 +22,8 @@ LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names,
     m_automatic = makeCheckBox(names.automatic, QStringLiteral("自动登录"));
     m_login = new CCustomBtn(QStringLiteral("立即登录"), CCustomBtn::Blue, this);
     m_login->setObjectName(QLatin1String(names.login));
-    m_login->setFont(look::yaHei(LoginPx, QFont::Normal, this));
-    m_login->setFixedHeight(look::scaled(LoginButtonHeight, this));
+    m_login->setFont(look::yaHei(15, QFont::Normal, this));
+    m_login->setFixedHeight(look::scaled(40, this));
 
     m_userRow = makeRow(userField);
     m_secretRow = makeRow(m_secretField);
@@ -42,8 +32,7 @@ LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names,
     boxes->addStretch(1);
     boxes->addWidget(m_automatic);
     auto *column = new QVBoxLayout(this);
-    column->setContentsMargins(0, look::scaled(TopMargin, this), 0, 0);
-    column->setSpacing(look::scaled(Spacing, this));
+    look::space(column, {0, 20, 0, 0}, 14, this);
     column->addLayout(m_userRow);
     column->addLayout(m_secretRow);
     column->addLayout(boxes);
@@ -57,7 +46,7 @@ CIconEditWidget *LoginPage::makeField(const Field &field)
     widget->setPrefixIcon(field.icon);
     widget->lineEdit()->setObjectName(QLatin1String(field.name));
     widget->lineEdit()->setPlaceholderText(field.placeholder);
-    widget->lineEdit()->setFont(look::yaHei(TextPx, QFont::Normal, this));
+    widget->lineEdit()->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     return widget;
 }
 
@@ -65,7 +54,7 @@ QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
 {
     auto *box = new QCheckBox(text, this);
     box->setObjectName(QLatin1String(name));
-    box->setFont(look::yaHei(TextPx, QFont::Normal, this));
+    box->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     QPalette palette = box->palette(); // takes less time than a style sheet
     palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
     box->setPalette(palette);
@@ -75,14 +64,14 @@ QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
 QHBoxLayout *LoginPage::makeRow(CIconEditWidget *field) const
 {
     auto *row = new QHBoxLayout;
-    row->setSpacing(look::scaled(Gap, this));
+    row->setSpacing(look::scaled(8, this));
     row->addWidget(field, 1);
     return row;
 }
 
 CCustomBtn *LoginPage::addSideButton(QHBoxLayout *row, const char *name, const QString &text, bool link)
 {
-    auto *button = new CCustomBtn(text, link ? CCustomBtn::Link : CCustomBtn::Blue, name, SideButtonSize, this);
+    auto *button = new CCustomBtn(text, link ? CCustomBtn::Link : CCustomBtn::Blue, name, {104, 36}, this);
     button->setAccessibleName(text.trimmed());
     row->addWidget(button);
     return button;

@@ -7,20 +7,15 @@
 
 namespace tarn::visualized {
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int ButtonHeight = 38;
-constexpr int IconSide = 20;
-constexpr int Gap = 14;
-constexpr int TextPx = 13;
+constexpr int Gap = 14; // design pixels at 96 DPI
 
 CCustomBtn *quickButton(const char *name, const QString &text, const QString &icon, QWidget *parent)
 {
     auto *button = new CCustomBtn(text, CCustomBtn::White, parent);
     button->setObjectName(QLatin1String(name));
-    button->setFont(look::yaHei(TextPx, QFont::Normal, parent));
-    button->setFixedHeight(look::scaled(ButtonHeight, parent));
-    const int side = look::scaled(IconSide, parent);
-    button->setIconSize(QSize(side, side));
+    button->setFont(look::yaHei(look::TextPx, QFont::Normal, parent));
+    button->setFixedHeight(look::scaled(38, parent));
+    button->setIconSize(look::scaled(QSize(20, 20), parent));
     button->setIcon(picture::load(icon, button->iconSize(), parent->devicePixelRatioF()));
     return button;
 }
@@ -38,7 +33,7 @@ QLayout *titleLine(QWidget *parent)
 {
     auto *title = new QLabel(QStringLiteral("其他登录方式"), parent);
     title->setObjectName(QStringLiteral("quickTitle"));
-    title->setFont(look::yaHei(TextPx, QFont::Normal, parent));
+    title->setFont(look::yaHei(look::TextPx, QFont::Normal, parent));
     auto *line = new QHBoxLayout;
     line->setSpacing(look::scaled(Gap, parent));
     line->addWidget(rule(parent), 1);
@@ -58,8 +53,7 @@ QuickBand::QuickBand(QWidget *parent)
     buttons->addWidget(weixin, 1);
     buttons->addWidget(qq, 1);
     auto *column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(look::scaled(Gap, this));
+    look::space(column, {}, Gap, this);
     column->addLayout(titleLine(this));
     column->addLayout(buttons);
     connect(weixin, &QPushButton::clicked, this, &QuickBand::weixinRequested);

@@ -10,14 +10,6 @@
 
 namespace tarn::visualized {
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int Width = 300;
-constexpr int TitleHeight = 36;
-constexpr int Margin = 20;
-constexpr int EdgeGap = 24;
-constexpr int TextPx = 13;
-constexpr QSize ButtonSize(88, 32);
-
 // Look
 QString noticeSheet()
 {
@@ -32,23 +24,19 @@ WaitNotice::WaitNotice(const QString &text, QWidget *parent)
     prepare(QStringLiteral("云账号登录"));
     QVBoxLayout *column = addBody(QStringLiteral("waitBody"));
     auto *label = new QLabel(text, this);
-    label->setFont(look::yaHei(TextPx, QFont::Normal, this));
+    label->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     label->setAlignment(Qt::AlignCenter);
     label->setWordWrap(true);
-    auto *cancel = new CCustomBtn(QStringLiteral("取消"), CCustomBtn::Grey, "cancelButton", ButtonSize, this);
+    auto *cancel = new CCustomBtn(QStringLiteral("取消"), CCustomBtn::Grey, "cancelButton", {88, 32}, this);
     auto *content = new QVBoxLayout;
-    const int margin = look::scaled(Margin, this);
-    content->setContentsMargins(margin, margin, margin, margin);
-    content->setSpacing(margin);
+    look::space(content, {20, 20, 20, 20}, 20, this);
     content->addWidget(label);
     content->addWidget(cancel, 0, Qt::AlignHCenter);
     column->addLayout(content);
-    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
-    bar->SetLoginTitleText(QStringLiteral("云账号登录"));
-    bar->addStretch(1);
-    bar->AddCloseButton();
+    CustomTitleBar *bar = addTitleBar(column, 36);
+    bar->SetLoginTitleText(windowTitle());
     setStyleSheet(noticeSheet());
-    setFixedWidth(look::scaled(Width, this));
+    setFixedWidth(look::scaled(300, this));
     setAccessibleDescription(text);
     expectUnasked(); // keys meant for the password field or for the browser must not cancel
     connect(cancel, &QPushButton::clicked, this, &QWidget::close);
@@ -69,7 +57,7 @@ void WaitNotice::showOnScreenOf(const QWidget *beside)
     adjustSize();
     if (const QScreen *screen = placement::screenOf(beside)) {
         const QRect area = screen->availableGeometry();
-        move(area.center().x() - width() / 2, area.bottom() - height() - look::scaled(EdgeGap, this));
+        move(area.center().x() - width() / 2, area.bottom() - height() - look::scaled(24, this));
     }
     setAttribute(Qt::WA_ShowWithoutActivating);
     setWindowFlag(Qt::WindowStaysOnTopHint);

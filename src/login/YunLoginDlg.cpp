@@ -28,16 +28,6 @@ using namespace tarn::visualized;
 namespace key = tarn::cloud::key;
 
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int WindowWidth = 400;
-constexpr int TitleHeight = 44;
-constexpr int SideMargin = 36;
-constexpr int BottomMargin = 28;
-constexpr int BandGap = 22;
-constexpr int TabPx = 15;
-constexpr int TabHeight = 40;
-constexpr int TabWidth = 150;
-
 constexpr int PhoneLength = 11;
 constexpr int ShortestCode = 6;
 constexpr int SlowMs = 2000; // of waiting, until the user is offered to cancel
@@ -51,8 +41,8 @@ QString dialogSheet(const QWidget *w)
                           "QTabWidget::tab-bar{alignment:center;}")
                .arg(look::FrameBlue, look::RuleGrey) +
            look::titleBand(look::BandBlue) +
-           look::tabs(TabHeight, QStringLiteral("width:%1;padding:0px;").arg(look::px(TabWidth, w)), w) +
-           look::blueButton() + look::whiteButton() + look::linkButton() +
+           look::tabs(40, QStringLiteral("width:%1;padding:0px;").arg(look::px(150, w)), w) + look::blueButton() +
+           look::whiteButton() + look::linkButton() +
            QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
 }
 
@@ -95,16 +85,14 @@ void CYunLoginDialog::InitDialog()
     setWindowIcon(picture::windowIcon(look::icon::Login));
     QVBoxLayout *column = addBody(QStringLiteral("loginBody"));
     auto *content = new QVBoxLayout;
-    const int side = look::scaled(SideMargin, this);
-    content->setContentsMargins(side, look::scaled(8, this), side, look::scaled(BottomMargin, this));
-    content->setSpacing(look::scaled(BandGap, this));
+    look::space(content, {36, 8, 36, 28}, 22, this);
     InitLoginTypeTab();
     content->addWidget(m_tabs);
     content->addWidget(InitQuickLogin());
     column->addLayout(content);
     InitTitleBar(column);
     setStyleSheet(dialogSheet(this));
-    setFixedSize(look::scaled(WindowWidth, this), sizeHint().height());
+    setFixedSize(look::scaled(400, this), sizeHint().height());
     expectUnasked();
 
     m_slow = new QTimer(this);
@@ -124,11 +112,9 @@ void CYunLoginDialog::InitDialog()
 
 void CYunLoginDialog::InitTitleBar(QVBoxLayout *column)
 {
-    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
+    CustomTitleBar *bar = addTitleBar(column, 44);
     bar->SetLoginTitleLogo(look::icon::Login);
-    bar->SetLoginTitleText(QStringLiteral("云账号登录"));
-    bar->addStretch(1);
-    bar->AddCloseButton();
+    bar->SetLoginTitleText(windowTitle());
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
 }
 
@@ -136,7 +122,7 @@ void CYunLoginDialog::InitLoginTypeTab()
 {
     m_tabs = new QTabWidget(this);
     m_tabs->setObjectName(QStringLiteral("loginTabs"));
-    m_tabs->tabBar()->setFont(look::yaHei(TabPx, QFont::Normal, this));
+    m_tabs->tabBar()->setFont(look::yaHei(15, QFont::Normal, this));
     m_tabs->tabBar()->setDrawBase(false);
     m_tabs->tabBar()->setAccessibleName(QStringLiteral("登录方式"));
     InitAccountLogin();

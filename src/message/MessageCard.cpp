@@ -12,15 +12,6 @@
 using namespace tarn::visualized;
 
 namespace {
-// Look
-constexpr QRgb TitleColor = 0xff4a4a4a;
-constexpr QRgb TimeColor = 0xffa2a1a1;
-constexpr QRgb BodyColor = 0xff6b6b6b;
-constexpr QRgb BorderColor = 0xffdfe1e3;
-constexpr QRgb GroundColor = 0xfffdfcfc;
-constexpr QRgb SelectedColor = 0xffebf4fe;
-constexpr int FrameRadius = 8;
-
 // One card per resolution in DPI, which is the key.
 QHash<int, QSharedPointer<const MessageCard>> cards;
 
@@ -94,10 +85,11 @@ QRect MessageCard::textRect(int width) const
 void MessageCard::drawFrame(QPainter *painter, const QRect &rect, bool isSelected, bool hasFocus) const
 {
     painter->setRenderHint(QPainter::Antialiasing);
-    painter->setPen(hasFocus ? QPen(QColor(look::FrameBlue), 2) : QPen(QColor(BorderColor), 1));
-    painter->setBrush(QColor(isSelected ? SelectedColor : GroundColor));
+    painter->setPen(hasFocus ? QPen(QColor(look::FrameBlue), 2) : QPen(QColor(0xDFE1E3), 1));
+    painter->setBrush(isSelected ? QColor(look::PaleBlue) : QColor(0xFDFCFC));
     const qreal half = hasFocus ? 1 : 0.5;
-    painter->drawRoundedRect(QRectF(rect).adjusted(half, half, -half, -half), FrameRadius - half, FrameRadius - half);
+    const qreal radius = 8 - half;
+    painter->drawRoundedRect(QRectF(rect).adjusted(half, half, -half, -half), radius, radius);
     painter->setBrush(Qt::NoBrush);
 }
 
@@ -110,13 +102,13 @@ void MessageCard::drawHead(QPainter *painter, int width, const QString &title, c
     };
     const QString shownTime = shown(time, m_timeFont, line.width() / 3);
     painter->setFont(m_timeFont);
-    painter->setPen(QColor(TimeColor));
+    painter->setPen(QColor(0xA2A1A1));
     painter->drawText(line, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, shownTime);
 
     if (!shownTime.isEmpty())
         line.setRight(line.right() - QFontMetrics(m_timeFont).horizontalAdvance(shownTime) - padding());
     painter->setFont(m_titleFont);
-    painter->setPen(QColor(TitleColor));
+    painter->setPen(QColor(0x4A4A4A));
     painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                       shown(title, m_titleFont, line.width()));
 }
@@ -124,7 +116,7 @@ void MessageCard::drawHead(QPainter *painter, int width, const QString &title, c
 void MessageCard::drawPreview(QPainter *painter, int width, const QString &lines) const
 {
     painter->setFont(m_bodyFont);
-    painter->setPen(QColor(BodyColor));
+    painter->setPen(QColor(0x6B6B6B));
     QRect line(textRect(width).left(), bodyTop(), textRect(width).width(), lineHeight());
     for (const QString &text : lines.split(QLatin1Char('\n'))) {
         painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);

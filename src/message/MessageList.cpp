@@ -15,15 +15,10 @@
 using namespace tarn::visualized;
 
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int SideMargin = 16;
-constexpr int EndMargin = 4;
-constexpr int BarWidth = 8;
-
 // Look
 QString barSheet(const QWidget *w)
 {
-    return look::thinScrollBars(QString(), BarWidth, QStringLiteral("white"), look::BorderGrey, w);
+    return look::thinScrollBars(QString(), 8, QStringLiteral("white"), look::BorderGrey, w);
 }
 } // namespace
 
@@ -228,8 +223,8 @@ void MessageList::resizeEvent(QResizeEvent *event)
 
 void MessageList::arrange()
 {
-    const int margin = look::scaled(SideMargin, this);
-    const int end = look::scaled(EndMargin, this);
+    const int margin = look::scaled(16, this);
+    const int end = look::scaled(4, this);
     const int width = qMax(1, viewport()->width() - 2 * margin);
     int top = end;
     for (MessageChunk *chunk : m_chunks) {

@@ -25,17 +25,6 @@ using namespace tarn::visualized;
 using ServiceVisualized::CToolkit;
 
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr QSize WindowSize(760, 600);
-constexpr int TitleHeight = 40;
-constexpr int ActionHeight = 44;
-constexpr int ActionMargin = 12;
-constexpr int ReadAllHeight = 28;
-constexpr int ReadAllIcon = 18;
-constexpr int BottomMargin = 12;
-constexpr int EmptyWidth = 160;
-constexpr int EmptyHeight = 120;
-constexpr int EmptyPx = 14;
 constexpr int ListPage = 0;
 constexpr int EmptyPage = 1;
 // Look
@@ -72,14 +61,14 @@ CMsgCenterDlg::~CMsgCenterDlg()
 
 void CMsgCenterDlg::InitDialogUi()
 {
-    int width = WindowSize.width();
-    int height = WindowSize.height();
+    int width = 760;
+    int height = 600;
     CToolkit::UpdateWidthAndHeight(this, width, height);
     setFixedSize(width, height);
 
     // No sheet on the dialog: each of the items would be matched against it.
     auto *column = new QVBoxLayout(this);
-    column->setContentsMargins(1, 1, 1, look::scaled(BottomMargin, this));
+    column->setContentsMargins(1, 1, 1, look::scaled(12, this));
     column->setSpacing(0);
     column->addWidget(actionBand());
     m_pages = new QStackedWidget(this);
@@ -103,12 +92,9 @@ void CMsgCenterDlg::InitDialogUi()
 
 void CMsgCenterDlg::addTitleBand(QVBoxLayout *column)
 {
-    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
+    CustomTitleBar *bar = addTitleBar(column, look::LargeTitleHeight);
     bar->setStyleSheet(titleSheet());
     bar->SetTitleLogo(look::icon::MessageCenter);
-    bar->SetTitleText(QStringLiteral("消息中心"));
-    bar->addStretch(1);
-    bar->AddCloseButton();
     m_closeButton = bar->findChild<QWidget *>(QStringLiteral("closeButton"));
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CMsgCenterDlg::OnCloseBtnClicked);
 }
@@ -116,15 +102,15 @@ void CMsgCenterDlg::addTitleBand(QVBoxLayout *column)
 QWidget *CMsgCenterDlg::actionBand()
 {
     auto *band = new QWidget(this);
-    band->setFixedHeight(look::scaled(ActionHeight, this));
+    band->setFixedHeight(look::scaled(44, this));
     auto *row = new QHBoxLayout(band);
-    row->setContentsMargins(look::scaled(ActionMargin, this), 0, look::scaled(ActionMargin, this), 0);
+    look::space(row, {12, 0, 12, 0}, 0, this);
     m_readAll = new CCustomBtn(QStringLiteral("全部已读"), CCustomBtn::Link, band);
     m_readAll->setObjectName(QStringLiteral("readAllButton"));
     m_readAll->setStyleSheet(readAllSheet());
-    m_readAll->setFixedHeight(look::scaled(ReadAllHeight, this));
+    m_readAll->setFixedHeight(look::scaled(28, this));
     m_readAll->setIcon(QIcon(look::icon::ReadAll));
-    m_readAll->setIconSize(QSize(look::scaled(ReadAllIcon, this), look::scaled(ReadAllIcon, this)));
+    m_readAll->setIconSize(look::scaled(QSize(18, 18), this));
     connect(m_readAll, &QPushButton::clicked, this, &CMsgCenterDlg::ReadAllMsg);
     row->addStretch(1);
     row->addWidget(m_readAll);
@@ -136,10 +122,9 @@ QWidget *CMsgCenterDlg::emptyPage()
     auto *page = new QWidget(m_pages);
     page->setObjectName(QStringLiteral("emptyPage"));
     auto *picture = new QLabel(page);
-    const QSize size(look::scaled(EmptyWidth, this), look::scaled(EmptyHeight, this));
-    CToolkit::SetLabelIconPicture(picture, QIcon(look::icon::NoMessages), size);
+    CToolkit::SetLabelIconPicture(picture, QIcon(look::icon::NoMessages), look::scaled(QSize(160, 120), this));
     auto *text = new QLabel(QStringLiteral("暂无消息"), page);
-    text->setFont(look::yaHei(EmptyPx, QFont::Normal, this));
+    text->setFont(look::yaHei(14, QFont::Normal, this));
     text->setStyleSheet(emptyTextSheet());
     auto *column = new QVBoxLayout(page);
     column->addStretch(2);

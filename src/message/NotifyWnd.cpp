@@ -40,16 +40,11 @@ constexpr int ShadowWidth = 3;
 constexpr int FrameRadius = 5;
 constexpr int HeightExtra = 14;
 constexpr int GapSum = HeightExtra - 2 * ShadowWidth; // of the gaps between the rows
-constexpr int ScrollBarWidth = 8;
-constexpr int ScrollBarRoom = 10; // right of the body: the bar and the border of the focus
-constexpr int FocusBorders = 2;   // upper and lower
-constexpr int CloseButtonSize = 24;
-constexpr int CloseIconSize = 16;
-constexpr int CloseButtonInset = 5;
-constexpr QPoint MsgCenterPos(6, 5);
-constexpr int MsgCenterIconSize = 18;
+constexpr int ScrollBarRoom = 10;                     // right of the body: the bar and the border of the focus
+constexpr int FocusBorders = 2;                       // upper and lower
+constexpr QSize CloseIcon(16, 16);
+constexpr QSize MsgCenterIcon(18, 18);
 constexpr int BadgeSize = 19;
-constexpr int BadgeFontSize = 11;
 constexpr int MaxTitleLines = 2;
 // Rules
 constexpr int MaxShownUnread = 50;
@@ -130,9 +125,9 @@ QFont fontOf(int pixelSize)
 }
 
 // From the shared pictures: a QIcon of the vector file would add a pixmap to the cache for each notice.
-QIcon icon(const QString &path, int side)
+QIcon icon(const QString &path, const QSize &size)
 {
-    return QIcon(picture::load(path, QSize(side, side), qApp->devicePixelRatio()));
+    return QIcon(picture::load(path, size, qApp->devicePixelRatio()));
 }
 
 } // namespace
@@ -211,17 +206,17 @@ void NotifyWnd::CreateCtrl()
 {
     delete m_msgCenterButton;
     m_msgCenterButton =
-        new QPushButton(icon(look::icon::MessageCenter, MsgCenterIconSize), QStringLiteral("消息中心 "), m_background);
+        new QPushButton(icon(look::icon::MessageCenter, MsgCenterIcon), QStringLiteral("消息中心 "), m_background);
     m_msgCenterButton->setObjectName(QStringLiteral("notify-msgcenter-btn"));
     m_msgCenterButton->setFlat(true);
-    m_msgCenterButton->setIconSize(QSize(MsgCenterIconSize, MsgCenterIconSize));
+    m_msgCenterButton->setIconSize(MsgCenterIcon);
     m_msgCenterButton->setFont(fontOf(m_bodyFontSize));
     m_msgCenterButton->setCursor(Qt::PointingHandCursor);
     m_msgCenterButton->setFocusPolicy(Qt::TabFocus);
     m_msgCenterButton->setStyleSheet(msgCenterPressedSheet());
     const QSize hint = m_msgCenterButton->sizeHint();
     m_msgCenterButton->setFixedSize(hint.width() + BadgeSize, qMax(hint.height(), BadgeSize));
-    m_msgCenterButton->move(MsgCenterPos);
+    m_msgCenterButton->move(6, 5);
     connect(m_msgCenterButton, &QPushButton::clicked, this, &NotifyWnd::MsgBtnClick);
 
     auto *badge = new QLabel(m_msgCenterButton);
@@ -244,7 +239,7 @@ void NotifyWnd::showBadge(QLabel *badge) const
         return;
     }
     const QString number = QString::number(qMin(m_unreadCount, MaxShownUnread));
-    badge->setFont(fontOf(BadgeFontSize));
+    badge->setFont(fontOf(11));
     badge->setStyleSheet(badgeSheet());
     badge->setText(number);
     badge->setScaledContents(true);
@@ -383,17 +378,17 @@ void NotifyWnd::makeBodyScroll()
     m_bodyArea->setFocusPolicy(Qt::TabFocus); // the arrow keys scroll it
     m_bodyArea->setObjectName(QStringLiteral("notify-body-area"));
     m_bodyArea->setStyleSheet(bodyAreaSheet()); // again: the window's rules for the new name apply now
-    m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet(ScrollBarWidth));
+    m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet(8));
 }
 
 QPushButton *NotifyWnd::closeButton()
 {
-    auto *button = new QPushButton(icon(look::icon::CloseNotice, CloseIconSize), QString(), m_background);
+    auto *button = new QPushButton(icon(look::icon::CloseNotice, CloseIcon), QString(), m_background);
     button->setObjectName(QStringLiteral("notify-close-btn"));
     button->setAccessibleName(QStringLiteral("关闭"));
     button->setFlat(true);
-    button->setFixedSize(CloseButtonSize, CloseButtonSize);
-    button->setIconSize(QSize(CloseIconSize, CloseIconSize));
+    button->setFixedSize(24, 24);
+    button->setIconSize(CloseIcon);
     button->setCursor(Qt::PointingHandCursor);
     button->setFocusPolicy(Qt::TabFocus);
     connect(button, &QPushButton::clicked, this, &NotifyWnd::CloseDlg);
@@ -488,7 +483,7 @@ void NotifyWnd::ResizeWnd()
                                        : m_body->height());
     setFixedHeight(qMin(others + m_body->height(), m_maxHeight));
     m_background->setFixedHeight(height() - 2 * ShadowWidth);
-    m_closeButton->move(m_background->width() - m_closeButton->width() - CloseButtonInset, CloseButtonInset);
+    m_closeButton->move(m_background->width() - m_closeButton->width() - 5, 5);
     updateShape();
 }
 

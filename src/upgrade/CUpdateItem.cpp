@@ -14,17 +14,9 @@ using namespace tarn::upgrade;
 using namespace tarn::visualized;
 
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int RowHeight = 58;
-constexpr int IconColumn = 35;
-constexpr int IconSide = 24;
-constexpr int TextColumn = 218;
-constexpr int ButtonColumn = 115;
-constexpr QSize ButtonSize(55, 25);
-
 CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
 {
-    auto *button = new CCustomBtn(text, CCustomBtn::White, objectName, ButtonSize, parent);
+    auto *button = new CCustomBtn(text, CCustomBtn::White, objectName, {55, 25}, parent);
     button->setAccessibleDescription(text::brief(product)); // the texts are the same in every row
     return button;
 }
@@ -68,19 +60,17 @@ void CUpdateItem::InitUi()
     accessible::setRole(this, QAccessible::ListItem);
     setAccessibleName(text::brief(m_name));
     setFocusPolicy(Qt::ClickFocus);
-    setFixedHeight(look::scaled(RowHeight, this));
+    setFixedHeight(look::scaled(58, this));
 
     auto *columns = new QHBoxLayout;
-    columns->setContentsMargins(look::scaled(6, this), 0, look::scaled(6, this), 0);
-    columns->setSpacing(look::scaled(2, this));
+    look::space(columns, {6, 0, 6, 0}, 2, this);
     auto *layers = new QGridLayout(this);
-    layers->setContentsMargins(look::scaled(6, this), look::scaled(2, this), look::scaled(6, this),
-                               look::scaled(2, this));
+    look::space(layers, {6, 2, 6, 2}, 0, this);
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
-    auto *icon = new ProductIcon(m_record.value(key::ExePath).toString(), look::scaled(IconSide, this), this);
+    auto *icon = new ProductIcon(m_record.value(key::ExePath).toString(), look::scaled(24, this), this);
     icon->setObjectName(QStringLiteral("productIcon"));
-    icon->setFixedWidth(look::scaled(IconColumn, this));
+    icon->setFixedWidth(look::scaled(35, this));
     columns->addWidget(icon);
     columns->addLayout(textColumn());
     columns->addStretch();
@@ -92,7 +82,7 @@ QBoxLayout *CUpdateItem::textColumn()
     auto *column = new QVBoxLayout;
     column->setSpacing(look::scaled(3, this));
     column->addStretch();
-    column->addWidget(line(m_name, "productName", 13));
+    column->addWidget(line(m_name, "productName", look::TextPx));
     column->addWidget(line(GetTipsString(), "updateTips", 11));
     column->addStretch();
     return column;
@@ -106,7 +96,7 @@ QBoxLayout *CUpdateItem::buttonColumn()
     connect(update, &QPushButton::clicked, this, &CUpdateItem::OnUpdateExplainClicked);
     connect(notes, &QPushButton::clicked, this, &CUpdateItem::OnDoNotPromptClicked);
     auto *column = new QHBoxLayout;
-    column->setSpacing(look::scaled(ButtonColumn - 2 * ButtonSize.width(), this));
+    column->setSpacing(look::scaled(5, this));
     column->addWidget(update);
     column->addWidget(notes);
     return column;
@@ -117,7 +107,7 @@ QLabel *CUpdateItem::line(const QString &text, const char *objectName, int fontP
     auto *label = new QLabel(this);
     label->setObjectName(QLatin1String(objectName));
     label->setFont(look::yaHei(fontPx, QFont::Normal, this));
-    label->setFixedWidth(look::scaled(TextColumn, this));
+    label->setFixedWidth(look::scaled(218, this));
     label->setTextFormat(Qt::PlainText);
     // Elided here and not by an ElideLabel: the width is fixed, and there may be hundreds of rows.
     const QString shown = text::elided(text, label->font(), label->maximumWidth());

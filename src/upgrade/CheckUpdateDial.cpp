@@ -31,15 +31,8 @@ using namespace tarn::upgrade;
 using namespace tarn::visualized;
 
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr QSize WindowSize(410, 320);
-constexpr int TitleHeight = 35;
-constexpr QSize RowArea(406, 180);
-constexpr int BottomHeight = 60;
-constexpr QSize ButtonSize(90, 30);
-constexpr int CornerMargin = 10;
-// Rows
-constexpr int RowsAtOnce = 3; // fill the list and are created before the window shows; the others follow at once
+constexpr QSize ButtonSize(90, 30); // design pixels at 96 DPI
+constexpr int RowsAtOnce = 3;       // fill the list and are created before the window shows; the others follow at once
 constexpr int RowsPerEvent = 50;
 constexpr int MaxRows = 200; // a row takes some 70 KB
 
@@ -92,7 +85,7 @@ void CCheckUpdateDial::InitDialog()
     setAttribute(Qt::WA_ShowWithoutActivating);
     prepare(QStringLiteral("在线升级"));
     setAccessibleName(QStringLiteral("在线升级：软件存在新版本")); // other windows have the same title
-    setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
+    setFixedSize(look::scaled(QSize(410, 320), this));
     setStyleSheet(dialogSheet(this));
 
     QVBoxLayout *column = addBody(QStringLiteral("promptBody"));
@@ -107,11 +100,8 @@ void CCheckUpdateDial::InitDialog()
 
 void CCheckUpdateDial::addTitle(QVBoxLayout *column)
 {
-    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
+    CustomTitleBar *bar = addTitleBar(column, look::TitleHeight);
     bar->SetTitleLogo(look::icon::Upgrade);
-    bar->SetTitleText(QStringLiteral("在线升级"));
-    bar->addStretch(1);
-    bar->AddCloseButton();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CCheckUpdateDial::close);
 }
 
@@ -122,7 +112,7 @@ QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
     line->setObjectName(QStringLiteral("adviceLine"));
     line->setTextFormat(Qt::RichText);
     line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
-    line->setFont(look::yaHei(13, QFont::Normal, this));
+    line->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     line->setContentsMargins(look::scaled(14, this), 0, 0, 0);
     setAccessibleDescription(QStringLiteral("您安装的岚川软件存在新版本，建议您立即升级。"));
     return line;
@@ -132,7 +122,7 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
 {
     m_rowArea = new QScrollArea(body);
     m_rowArea->setObjectName(QStringLiteral("rowArea"));
-    m_rowArea->setFixedSize(look::scaled(RowArea.width(), this), look::scaled(RowArea.height(), this));
+    m_rowArea->setFixedSize(look::scaled(QSize(406, 180), this));
     m_rowArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_rowArea->setWidgetResizable(true);
     m_rowArea->setFocusPolicy(Qt::NoFocus);
@@ -142,8 +132,7 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
     accessible::setRole(content, QAccessible::List); // before it gets a name, since Qt then keeps the role
     content->setAccessibleName(QStringLiteral("可升级软件"));
     m_list = new QVBoxLayout(content);
-    m_list->setContentsMargins(0, 0, 0, 0);
-    m_list->setSpacing(0);
+    look::space(m_list, {}, 0, this);
     m_list->setSizeConstraint(QLayout::SetMinimumSize); // new rows do not squeeze those that are there
     m_list->addStretch();
     takeRecords();
@@ -218,14 +207,13 @@ QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
 {
     auto *band = new QWidget(body);
     band->setObjectName(QStringLiteral("MsgCenterButtom"));
-    band->setFixedHeight(look::scaled(BottomHeight, this));
+    band->setFixedHeight(look::scaled(60, this));
     auto *ignore = new CCustomBtn(QStringLiteral("全部忽略"), CCustomBtn::Grey, "ignoreAllButton", ButtonSize, band);
     auto *manage = new CCustomBtn(QStringLiteral("软件管理"), CCustomBtn::Blue, "managerButton", ButtonSize, band);
     connect(ignore, &QPushButton::clicked, this, &CCheckUpdateDial::OnNotUpdateTemporarily);
     connect(manage, &QPushButton::clicked, this, &CCheckUpdateDial::OnUpdateImmediately);
     auto *row = new QHBoxLayout(band);
-    row->setContentsMargins(0, 0, look::scaled(14, this), 0);
-    row->setSpacing(look::scaled(12, this));
+    look::space(row, {0, 0, 14, 0}, 12, this);
     row->addStretch();
     row->addWidget(ignore);
     row->addWidget(manage);
@@ -235,7 +223,7 @@ QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
 void CCheckUpdateDial::placeInCorner()
 {
     if (const QScreen *screen = QGuiApplication::primaryScreen()) {
-        const int margin = look::scaled(CornerMargin, this);
+        const int margin = look::scaled(10, this);
         const QRect area = screen->availableGeometry();
         move(area.right() + 1 - margin - width(), area.bottom() + 1 - margin - height());
     }

@@ -7,13 +7,6 @@
 
 using namespace tarn::visualized;
 
-namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int Margin = 16;
-constexpr int InstalledWidth = 240; // of the installed version beside a long name
-constexpr int TextPadding = 10;     // at the top and left of the notes
-} // namespace
-
 CExplainItem::CExplainItem(const struUpgradeInfo &info, QWidget *parent)
     : QWidget(parent)
     , m_info(info)
@@ -28,7 +21,7 @@ QString CExplainItem::sheet(const QWidget *w)
                           "NotesBrowser{background-color:white;border:1px solid #EBEBEB;color:#636D7E;"
                           "padding-top:%1;padding-left:%1;selection-background-color:%2;}"
                           "NotesBrowser:focus{border-color:%2;}")
-               .arg(look::px(TextPadding, w), look::Blue) +
+               .arg(look::px(10, w), look::Blue) +
            look::thinScrollBars(QStringLiteral("NotesBrowser"), 5, QStringLiteral("white"), look::BorderGrey, w);
 }
 
@@ -52,12 +45,10 @@ void CExplainItem::InitUi()
     m_browser = new NotesBrowser(this);
     m_browser->setObjectName(QStringLiteral("notesBrowser"));
     m_browser->setAccessibleName(QStringLiteral("更新说明"));
-    m_browser->setFont(look::yaHei(13, QFont::Normal, this));
+    m_browser->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     connect(m_browser, &NotesBrowser::unreadable, this, &CExplainItem::onUnreadable);
     auto *column = new QVBoxLayout(this);
-    const int margin = look::scaled(Margin, this);
-    column->setContentsMargins(margin, look::scaled(12, this), margin, 0);
-    column->setSpacing(look::scaled(10, this));
+    look::space(column, {16, 12, 16, 0}, 10, this);
     column->addWidget(headerLine());
     column->addWidget(m_browser, 1);
 }
@@ -73,10 +64,9 @@ QWidget *CExplainItem::headerLine()
     };
     auto *header = label("notesHeader", 15, QStringLiteral("%1 %2 -- 更新说明").arg(m_info.name, m_info.newVersion));
     auto *installed = label("installedVersion", 12, QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion));
-    installed->setMinimumWidth(qMin(installed->sizeHint().width(), look::scaled(InstalledWidth, this)));
+    installed->setMinimumWidth(qMin(installed->sizeHint().width(), look::scaled(240, this))); // beside a long name
     auto *row = new QHBoxLayout(line);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(look::scaled(4, this));
+    look::space(row, {}, 4, this);
     row->addWidget(header);
     row->addWidget(installed);
     row->addStretch();

@@ -27,12 +27,6 @@ namespace {
 constexpr int ForcedQuitTimeout = 30000;                    // ms
 constexpr qint64 MaxSettingsSize = qint64(4) * 1024 * 1024; // bytes
 
-// Metrics (design pixels at 96 DPI)
-constexpr QSize WindowSize(400, 60);
-constexpr int SideMargin = 20;
-constexpr int EdgeMargin = 10;
-constexpr int AnimationSize = 36;
-
 // Look: the sheets have no selector, so each applies to the children as well
 QString dialogSheet()
 {
@@ -82,7 +76,7 @@ void CInstallSilentPatchDlg::InitDialog()
     m_built = true;
     setAttribute(Qt::WA_ShowWithoutActivating);
     prepare(QStringLiteral("安装更新"));
-    setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
+    setFixedSize(look::scaled(QSize(400, 60), this));
     setStyleSheet(dialogSheet());
 
     auto *panel = new QFrame(this);
@@ -109,16 +103,14 @@ void CInstallSilentPatchDlg::fillPanel(QWidget *panel)
     auto *animation = new QLabel(panel);
     animation->setObjectName(QStringLiteral("progressAnimation"));
     animation->setStyleSheet(contentSheet());
-    animation->setFixedSize(look::scaled(AnimationSize, this), look::scaled(AnimationSize, this));
+    animation->setFixedSize(look::scaled(QSize(36, 36), this));
     auto *movie = new QMovie(look::icon::Progress, QByteArray(), animation);
     movie->setScaledSize(animation->size());
     animation->setMovie(movie);
     movie->start();
 
     auto *row = new QHBoxLayout(panel);
-    const int side = look::scaled(SideMargin, this);
-    const int edge = look::scaled(EdgeMargin, this);
-    row->setContentsMargins(side, edge, side, edge);
+    row->setContentsMargins(look::scaled(QMargins(20, 10, 20, 10), this));
     row->addWidget(label, 1);
     row->addWidget(animation);
 }

@@ -27,12 +27,9 @@ using namespace tarn::visualized;
 namespace {
 // Metrics (design pixels at 96 DPI)
 constexpr QSize WindowSize(800, 500);
-constexpr int TitleHeight = 35;
-constexpr int BottomHeight = 65;
 constexpr QSize ButtonSize(95, 30);
 constexpr int TabPadding = 16; // at each side of a title
-constexpr int TabsWidth = WindowSize.width() - 2 * TabPadding;
-constexpr int TabHeight = 34;
+
 constexpr int LongTitle = 200; // characters, more than any tab bar shows
 constexpr int MaxPluginTabs = 64;
 
@@ -44,7 +41,7 @@ QString dialogSheet(const QWidget *w)
                           "#adviceLine{color:#515151;}"
                           "QTabWidget::tab-bar{left:%1;}")
                .arg(padding) +
-           look::titleBand(look::BandBlue) + look::tabs(TabHeight, QStringLiteral("padding:0px %1;").arg(padding), w) +
+           look::titleBand(look::BandBlue) + look::tabs(34, QStringLiteral("padding:0px %1;").arg(padding), w) +
            CExplainItem::sheet(w) + look::greyButton() + look::blueButton();
 }
 
@@ -83,7 +80,7 @@ void CUpdateExplainDial::InitDialog()
     prepare(QStringLiteral("在线升级"));
     setAccessibleName(
         QStringLiteral("在线升级：%1 更新说明").arg(text::brief(productName()))); // others have this title
-    setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
+    setFixedSize(look::scaled(WindowSize, this));
     setStyleSheet(dialogSheet(this));
 
     QVBoxLayout *column = addBody(QStringLiteral("notesBody"));
@@ -102,12 +99,9 @@ bool CUpdateExplainDial::isUnasked() const
 
 void CUpdateExplainDial::addTitle(QVBoxLayout *column)
 {
-    CustomTitleBar *bar = addTitleBar(column, TitleHeight);
+    CustomTitleBar *bar = addTitleBar(column, look::TitleHeight);
     bar->SetTitleLogo(GetSoftIconPath(productName()));
-    bar->SetTitleText(QStringLiteral("在线升级"));
     bar->SetTitleStyleSheet(titleSheet());
-    bar->addStretch(1);
-    bar->AddCloseButton();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CUpdateExplainDial::close);
 }
 
@@ -115,7 +109,7 @@ QWidget *CUpdateExplainDial::tabArea()
 {
     m_tabs = new QTabWidget(this);
     m_tabs->setObjectName(QStringLiteral("notesTabs"));
-    m_tabs->setFont(look::yaHei(13, QFont::Normal, this));
+    m_tabs->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     m_tabs->setElideMode(Qt::ElideRight);
     m_tabs->tabBar()->setDrawBase(false);
     if (const std::optional<QVariantMap> values = record()) {
@@ -129,18 +123,17 @@ QWidget *CUpdateExplainDial::tabArea()
 QWidget *CUpdateExplainDial::bottomBand()
 {
     auto *band = new QWidget(this);
-    band->setFixedHeight(look::scaled(BottomHeight, this));
+    band->setFixedHeight(look::scaled(65, this));
     auto *advice = new QLabel(QStringLiteral("存在新版本，建议您立即更新。"), band);
     advice->setObjectName(QStringLiteral("adviceLine"));
-    advice->setFont(look::yaHei(13, QFont::Normal, this));
+    advice->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     setAccessibleDescription(advice->text());
     auto *decline = new CCustomBtn(QStringLiteral("暂不更新"), CCustomBtn::Grey, "declineButton", ButtonSize, band);
     auto *update = new CCustomBtn(QStringLiteral("立即更新"), CCustomBtn::Blue, "updateButton", ButtonSize, band);
     connect(decline, &QPushButton::clicked, this, &CUpdateExplainDial::OnDoNotUpdate);
     connectUpdateBtn(update);
     auto *row = new QHBoxLayout(band);
-    row->setContentsMargins(look::scaled(16, this), 0, look::scaled(16, this), 0);
-    row->setSpacing(look::scaled(12, this));
+    look::space(row, {16, 0, 16, 0}, 12, this);
     row->addWidget(advice);
     row->addStretch();
     row->addWidget(decline);
@@ -180,12 +173,12 @@ int CUpdateExplainDial::CalTabbarWidth() const
 // As wide as the titles, up to the window; only then the tab bar elides them.
 int CUpdateExplainDial::tabbarWidth(const QList<QVariantMap> &sections) const
 {
-    const QFontMetrics metrics(look::yaHei(13, QFont::Normal, this));
+    const QFontMetrics metrics(look::yaHei(look::TextPx, QFont::Normal, this));
     int width = 0;
     for (const QVariantMap &section : sections)
         width += metrics.horizontalAdvance(shownTitle(section.value(key::SoftwareName).toString())) +
                  look::scaled(4 + 2 * TabPadding, this);
-    return qMin(width, look::scaled(TabsWidth, this));
+    return qMin(width, look::scaled(WindowSize.width() - 2 * TabPadding, this));
 }
 
 void CUpdateExplainDial::connectUpdateBtn(QPushButton *button)

@@ -21,13 +21,6 @@ using namespace upgrade::operate;
 using namespace tarn::visualized;
 
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr QSize WindowSize(750, 500);
-constexpr int TitleHeight = 40;
-constexpr QSize TitleButtonSize(20, 36);
-constexpr int LogoSide = 20;
-constexpr int ViewMargin = 10;
-constexpr QSize PanelSize(740, 450);
 // Look
 QString frameSheet()
 {
@@ -199,7 +192,7 @@ void CUpgradeDialog::initDialog()
 {
     prepare(QStringLiteral("在线升级"));
     setWindowIcon(QIcon(look::icon::Upgrade));
-    setFixedSize(look::scaled(WindowSize.width(), this), look::scaled(WindowSize.height(), this));
+    setFixedSize(look::scaled(QSize(750, 500), this));
     expectUnasked();
     placement::centreOnPrimary(this);
 
@@ -223,10 +216,9 @@ void CUpgradeDialog::initDialog()
 void CUpgradeDialog::initTitleBar(QWidget *titleBar)
 {
     titleBar->setStyleSheet(titleSheet());
-    titleBar->setFixedHeight(look::scaled(TitleHeight, this));
+    titleBar->setFixedHeight(look::scaled(look::LargeTitleHeight, this));
     auto *logo = new QLabel(titleBar);
-    const int side = look::scaled(LogoSide, this);
-    logo->setPixmap(QIcon(look::icon::Upgrade).pixmap(side, side));
+    logo->setPixmap(QIcon(look::icon::Upgrade).pixmap(look::scaled(QSize(20, 20), this)));
     auto *title = new QLabel(QStringLiteral("在线升级"), titleBar);
     title->setObjectName(QStringLiteral("titleText"));
     title->setFont(look::yaHei(15, QFont::Bold, this));
@@ -239,7 +231,7 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     const auto addButton = [&](const char *objectName, const QString &name, const QString &picture, auto slot) {
         auto *button = new TitleButton(name, picture, titleBar);
         button->setObjectName(QLatin1String(objectName));
-        button->setFixedSize(look::scaled(TitleButtonSize.width(), this), look::scaled(TitleButtonSize.height(), this));
+        button->setFixedSize(look::scaled(QSize(20, 36), this));
         connect(button, &QPushButton::clicked, this, slot);
         line->addWidget(button);
         return button;
@@ -268,7 +260,7 @@ void CUpgradeDialog::initCenterWidget(QWidget *center)
 void CUpgradeDialog::initHasDataView(QWidget *view)
 {
     QWidget *panel = area("dataPanel", view);
-    panel->setMaximumSize(look::scaled(PanelSize.width(), this), look::scaled(PanelSize.height(), this));
+    panel->setMaximumSize(look::scaled(QSize(740, 450), this));
     m_table = new CUpgradeTableWidget(panel);
     m_table->FillTableHeader({{QStringLiteral("软件"), 360}, {QStringLiteral("下载进度"), 100}});
     m_table->setParentDlg(this);
@@ -278,8 +270,7 @@ void CUpgradeDialog::initHasDataView(QWidget *view)
     content->setContentsMargins(0, 0, 0, 0);
     content->addWidget(new CCustomScrollArea(panel, m_table));
     auto *column = new QVBoxLayout(view);
-    const int margin = look::scaled(ViewMargin, this);
-    column->setContentsMargins(margin, margin, margin, margin);
+    look::space(column, {10, 10, 10, 10}, 0, this);
     column->addWidget(panel);
 }
 

@@ -23,8 +23,7 @@ CAlignLabel::CAlignLabel(QWidget *parent)
     for (QLabel *part : {m_label, static_cast<QLabel *>(m_value)})
         part->setFont(look::yaHei(12, QFont::Normal, this));
     auto *row = new QHBoxLayout(this);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(look::scaled(8, this));
+    look::space(row, {}, 8, this);
     row->addWidget(m_label);
     row->addWidget(m_value, 1);
 }

@@ -28,15 +28,12 @@ namespace {
 
 // Metrics (design pixels at 96 DPI)
 constexpr int BoxWidth = 360;
-constexpr int TitleHeight = 35;
 constexpr int Margin = 24;
 constexpr int Gap = 16;
-constexpr int IconSide = 40;
+constexpr QSize IconSize(40, 40);
 constexpr int TextPx = 14;
 constexpr int ScrollBarWidth = 6;
-constexpr int BandHeight = 64;
-constexpr int ButtonWidth = 80;
-constexpr int ButtonHeight = 40;
+
 constexpr int MostMeasured = 499;
 constexpr int TallText = 500;
 constexpr int TallBox = 660;
@@ -126,11 +123,9 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QString &icon, 
 
     auto *band = new QWidget(box);
     band->setObjectName(QStringLiteral("buttonBand"));
-    band->setFixedHeight(look::scaled(BandHeight, box));
+    band->setFixedHeight(look::scaled(64, box));
     m_buttons = new QHBoxLayout(band);
-    const int margin = look::scaled(Margin, box);
-    m_buttons->setContentsMargins(margin, 0, margin, look::scaled(Gap, box));
-    m_buttons->setSpacing(look::scaled(Gap, box));
+    look::space(m_buttons, {Margin, 0, Margin, Gap}, Gap, box);
     m_column->addWidget(band);
     accessible::setRole(box, QAccessible::AlertMessage);
     box->installEventFilter(this);
@@ -139,18 +134,16 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QString &icon, 
 void BoxContent::addText(const QString &icon, const QString &iconName, const QString &text)
 {
     auto *row = new QHBoxLayout;
-    const int gap = look::scaled(Gap, m_box);
-    row->setContentsMargins(look::scaled(Margin, m_box), gap, gap, gap);
-    row->setSpacing(gap);
+    look::space(row, {Margin, Gap, Gap, Gap}, Gap, m_box);
     auto *image = new QLabel(m_box);
     image->setObjectName(QStringLiteral("messageIcon"));
     image->setAccessibleName(iconName);
-    image->setFixedSize(look::scaled(IconSide, m_box), look::scaled(IconSide, m_box));
+    image->setFixedSize(look::scaled(IconSize, m_box));
     CToolkit::SetLabelIconPicture(image, icon, image->size());
     row->addWidget(image);
 
     m_area = new TextArea(m_box);
-    m_area->setMinimumWidth(look::scaled(BoxWidth - Margin - IconSide - 2 * Gap, m_box) - 2 * Edge);
+    m_area->setMinimumWidth(look::scaled(BoxWidth - Margin - IconSize.width() - 2 * Gap, m_box) - 2 * Edge);
     QLabel *label = textLabel(text, m_box);
     connect(label, &QLabel::linkActivated, this, &BoxContent::openLink);
     m_area->setWidget(label);
@@ -158,7 +151,7 @@ void BoxContent::addText(const QString &icon, const QString &iconName, const QSt
     label->setAutoFillBackground(false);
     applyHeight(text);
     row->addWidget(m_area, 1);
-    if (m_area->sizeHint().height() > look::scaled(3 * IconSide, m_box))
+    if (m_area->sizeHint().height() > look::scaled(3 * IconSize.height(), m_box))
         row->setAlignment(image, Qt::AlignTop);
     m_column->addLayout(row, 1);
 }
@@ -188,8 +181,8 @@ CCustomBtn *BoxContent::addButton(const QString &text, const QString &objectName
     auto *button = new CCustomBtn(text, confirming ? CCustomBtn::Blue : CCustomBtn::Grey, band);
     button->setObjectName(objectName);
     button->setFont(look::yaHei(TextPx, QFont::Normal, band));
-    button->setMinimumWidth(look::scaled(ButtonWidth, band));
-    button->setFixedHeight(look::scaled(ButtonHeight, band));
+    button->setMinimumWidth(look::scaled(80, band));
+    button->setFixedHeight(look::scaled(40, band));
     if (!m_first) {
         m_first = button;
         m_buttons->addStretch(1);
@@ -201,7 +194,7 @@ CCustomBtn *BoxContent::addButton(const QString &text, const QString &objectName
 CustomTitleBar *BoxContent::addTitleBar()
 {
     auto *bar = new CustomTitleBar(m_box);
-    bar->setFixedHeight(look::scaled(TitleHeight, m_box));
+    bar->setFixedHeight(look::scaled(look::TitleHeight, m_box));
     bar->SetTitleLogo(look::icon::Window);
     bar->SetTitleText(m_title);
     bar->addStretch(1);

@@ -19,7 +19,7 @@ CCustomBtn::CCustomBtn(const QString &text, Tone tone, const char *objectName, Q
     : CCustomBtn(text, tone, parent)
 {
     setObjectName(QLatin1String(objectName));
-    setFixedSize(look::scaled(size.width(), parent), look::scaled(size.height(), parent));
+    setFixedSize(look::scaled(size, parent));
 }
 
 QString CCustomBtn::toneName() const

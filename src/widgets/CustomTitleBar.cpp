@@ -10,16 +10,6 @@
 using ServiceVisualized::CToolkit;
 using namespace tarn::visualized;
 
-namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int MarginH = 12;
-constexpr int Spacing = 8;
-constexpr int TitlePx = 13;
-constexpr int LoginTitlePx = 16;
-constexpr int LogoSide = 16;
-constexpr int LoginLogoSide = 24;
-} // namespace
-
 CustomTitleBar::CustomTitleBar(QWidget *parent)
     : QWidget(parent)
     , m_layout(new QHBoxLayout(this))
@@ -27,8 +17,7 @@ CustomTitleBar::CustomTitleBar(QWidget *parent)
     setObjectName(QStringLiteral("CustomTitleBar"));
     setAttribute(Qt::WA_StyledBackground);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
-    m_layout->setContentsMargins(look::scaled(MarginH, this), 0, look::scaled(MarginH, this), 0);
-    m_layout->setSpacing(look::scaled(Spacing, this));
+    look::space(m_layout, {12, 0, 12, 0}, 8, this);
 }
 
 void CustomTitleBar::AddCloseButton()
@@ -59,22 +48,22 @@ void CustomTitleBar::addStretch(int stretch)
 
 void CustomTitleBar::SetTitleText(const QString &text)
 {
-    setTitle(text, TitlePx, QFont::Normal);
+    setTitle(text, look::TextPx, QFont::Normal);
 }
 
 void CustomTitleBar::SetTitleLogo(const QString &path)
 {
-    setLogo(path, LogoSide);
+    setLogo(path, {16, 16});
 }
 
 void CustomTitleBar::SetLoginTitleText(const QString &text)
 {
-    setTitle(text, LoginTitlePx, QFont::Bold);
+    setTitle(text, 16, QFont::Bold);
 }
 
 void CustomTitleBar::SetLoginTitleLogo(const QString &path)
 {
-    setLogo(path, LoginLogoSide);
+    setLogo(path, {24, 24});
 }
 
 void CustomTitleBar::SetTitleStyleSheet(const QString &sheet)
@@ -143,14 +132,14 @@ void CustomTitleBar::setTitle(const QString &text, int fontPx, int weight)
     m_title->setFullText(text);
 }
 
-void CustomTitleBar::setLogo(const QString &path, int side)
+void CustomTitleBar::setLogo(const QString &path, const QSize &size)
 {
     if (!m_logo) {
         m_logo = new QLabel(this);
         m_logo->setObjectName(QStringLiteral("titleLogo"));
         m_layout->insertWidget(0, m_logo);
     }
-    m_logo->setFixedSize(look::scaled(side, this), look::scaled(side, this));
+    m_logo->setFixedSize(look::scaled(size, this));
     if (path.isEmpty() || path.startsWith(QLatin1String(":/")))
         return CToolkit::SetLabelIconPicture(m_logo, path, m_logo->size());
     picture::readLater(m_logo, path, m_logo->size(), m_logo->devicePixelRatioF(),

@@ -61,7 +61,7 @@ protected:
 
 private:
     void setTitle(const QString &text, int fontPx, int weight);
-    void setLogo(const QString &path, int side);
+    void setLogo(const QString &path, const QSize &size);
     QPushButton *addButton(const QString &objectName, const QString &accessibleName, const QString &picture);
 
     QHBoxLayout *m_layout = nullptr;

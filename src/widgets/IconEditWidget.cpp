@@ -12,21 +12,13 @@ using namespace tarn::visualized;
 
 using ServiceVisualized::CToolkit;
 
-namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int Height = 36;
-constexpr int IconSide = 16;
-constexpr int Padding = 8;
-constexpr int Radius = 3;
-} // namespace
-
 CIconEditWidget::CIconEditWidget(QWidget *parent)
     : QWidget(parent)
     , m_prefix(new QLabel(this))
     , m_edit(new CCustomLineEdit(this))
     , m_suffix(new TitleButton(QStringLiteral("后缀按钮"), QString(), this))
 {
-    setFixedHeight(look::scaled(Height, this));
+    setFixedHeight(look::scaled(36, this));
     setFocusProxy(m_edit);
     m_prefix->setObjectName(QStringLiteral("prefixIcon"));
     m_prefix->hide();
@@ -39,7 +31,7 @@ CIconEditWidget::CIconEditWidget(QWidget *parent)
     connect(m_suffix, &QPushButton::clicked, this, &CIconEditWidget::SuffixBtnClicked);
 
     auto *row = new QHBoxLayout(this);
-    const int padding = look::scaled(Padding, this);
+    const int padding = look::scaled(8, this);
     row->setContentsMargins(padding, 2, 2, 2);
     row->setSpacing(padding / 2);
     row->addWidget(m_prefix);
@@ -49,8 +41,7 @@ CIconEditWidget::CIconEditWidget(QWidget *parent)
 
 void CIconEditWidget::setPrefixIcon(const QString &path)
 {
-    const int side = look::scaled(IconSide, this);
-    m_prefix->setFixedSize(side, side);
+    m_prefix->setFixedSize(look::scaled(QSize(16, 16), this));
     CToolkit::SetLabelIconPicture(m_prefix, path, m_prefix->size());
     m_prefix->setVisible(!path.isEmpty());
 }
@@ -92,6 +83,6 @@ void CIconEditWidget::paintEvent(QPaintEvent *)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(m_edit->hasFocus() ? QColor(look::Blue) : QColor(0xCB, 0xD0, 0xD7));
     painter.setBrush(Qt::white);
-    const qreal radius = look::scaled(Radius, this);
+    const qreal radius = look::scaled(3, this);
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
 }

@@ -1,5 +1,6 @@
 #include "widgets/Look.h"
 #include "widgets/dpitoolkit.h"
+#include <QLayout>
 #include <QWidget>
 #include <utility>
 
@@ -55,6 +56,23 @@ QFont yaHeiZh(int size, int weight, const QWidget *w)
 int scaled(int size, const QWidget *w)
 {
     return Utils::DpiToolkit::dpiScaled(size, w);
+}
+
+QSize scaled(const QSize &size, const QWidget *w)
+{
+    return {scaled(size.width(), w), scaled(size.height(), w)};
+}
+
+QMargins scaled(const QMargins &margins, const QWidget *w)
+{
+    return {scaled(margins.left(), w), scaled(margins.top(), w), scaled(margins.right(), w),
+            scaled(margins.bottom(), w)};
+}
+
+void space(QLayout *layout, const QMargins &margins, int spacing, const QWidget *w)
+{
+    layout->setContentsMargins(scaled(margins, w));
+    layout->setSpacing(scaled(spacing, w));
 }
 
 QString px(int designPx, const QWidget *w)

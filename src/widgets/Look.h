@@ -1,8 +1,11 @@
 #pragma once
 
 #include <QFont>
+#include <QMargins>
+#include <QSize>
 #include <QString>
 
+class QLayout;
 class QWidget;
 
 /// The looks that windows share: fonts, sizes, colours and style sheet rules. A dialog joins the rules into one sheet and
@@ -68,12 +71,21 @@ inline constexpr QLatin1String Window = latin1(":/images/images/VtSoftMgr.ico");
 inline constexpr QLatin1String Progress = latin1(":/image/progress.gif");
 } // namespace icon
 
+// Sizes that windows share (design pixels at 96 DPI)
+inline constexpr int TitleHeight = 35;      // title bands of boxes and of the smaller windows
+inline constexpr int LargeTitleHeight = 40; // title bands of the message center and of the online upgrade
+inline constexpr int TextPx = 13;           // labels and fields
+
 /// "Microsoft YaHei", with a Chinese face of this machine where it is missing. The pixel size is a design size.
 QFont yaHei(int px, int weight = QFont::Normal, const QWidget *w = nullptr);
 /// The same face by its Chinese name "微软雅黑".
 QFont yaHeiZh(int px, int weight = QFont::Normal, const QWidget *w = nullptr);
 /// A design size in pixels of w's screen.
 int scaled(int px, const QWidget *w = nullptr);
+QSize scaled(const QSize &size, const QWidget *w = nullptr);
+QMargins scaled(const QMargins &margins, const QWidget *w = nullptr);
+/// Sets the margins and the spacing of a layout, which are design sizes.
+void space(QLayout *layout, const QMargins &margins, int spacing, const QWidget *w);
 /// A length for a sheet: scaled(12) as "12px".
 QString px(int designPx, const QWidget *w = nullptr);
 

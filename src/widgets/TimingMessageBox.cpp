@@ -12,13 +12,8 @@
 using namespace tarn::visualized;
 
 namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr int BoxHeight = 90;
-constexpr int WidestBox = 860;
-constexpr int ShadowMargin = 10;
-constexpr int TextMargin = 24;
-constexpr int TextPx = 14;
-constexpr int TextLines = 3;
+constexpr int ShadowMargin = 10; // design pixels at 96 DPI
+
 // Look
 QString panelSheet()
 {
@@ -36,11 +31,10 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
     look::prepareWindow(this, QStringLiteral("提示"));
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_TranslucentBackground);
-    setFixedHeight(look::scaled(BoxHeight, this));
-    setMaximumWidth(look::scaled(WidestBox, this));
+    setFixedHeight(look::scaled(90, this));
+    setMaximumWidth(look::scaled(860, this));
     auto *column = new QHBoxLayout(this);
-    const int margin = look::scaled(ShadowMargin, this);
-    column->setContentsMargins(margin, margin, margin, margin);
+    look::space(column, {ShadowMargin, ShadowMargin, ShadowMargin, ShadowMargin}, 0, this);
     column->addWidget(textPanel(text));
     accessible::setRole(this, QAccessible::AlertMessage);
     resize(qMin(layout()->sizeHint().width(), maximumWidth()), height());
@@ -64,13 +58,12 @@ QWidget *CTimingMessageBox::textPanel(const QString &text)
     auto *label = new ElideLabel(panel);
     label->setObjectName(QStringLiteral("messageText"));
     label->setStyleSheet(textSheet());
-    label->setFont(look::yaHei(TextPx, QFont::Normal, this));
+    label->setFont(look::yaHei(14, QFont::Normal, this));
     label->setAlignment(Qt::AlignCenter);
-    label->setMaximumLines(TextLines);
+    label->setMaximumLines(3);
     label->setFullText(text);
     auto *row = new QHBoxLayout(panel);
-    const int margin = look::scaled(TextMargin, this);
-    row->setContentsMargins(margin, 0, margin, 0);
+    look::space(row, {24, 0, 24, 0}, 0, this);
     row->addWidget(label);
     return panel;
 }

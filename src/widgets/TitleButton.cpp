@@ -7,12 +7,6 @@
 
 using namespace tarn::visualized;
 
-namespace {
-// Metrics (design pixels at 96 DPI)
-constexpr QSize ButtonSize(36, 30);
-constexpr int PictureSide = 14;
-} // namespace
-
 TitleButton::TitleButton(const QString &name, const QString &path, QWidget *parent)
     : QPushButton(parent)
 {
@@ -22,14 +16,13 @@ TitleButton::TitleButton(const QString &name, const QString &path, QWidget *pare
     setAutoDefault(false);
     setFocusPolicy(Qt::TabFocus);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
-    const int side = look::scaled(PictureSide, parent);
-    setIconSize(QSize(side, side));
+    setIconSize(look::scaled(QSize(14, 14), parent));
     setIcon(picture::load(path, iconSize(), devicePixelRatioF())); // the pixmap: a vector icon is parsed each time
 }
 
 QSize TitleButton::sizeHint() const
 {
-    return QSize(look::scaled(ButtonSize.width(), this), look::scaled(ButtonSize.height(), this));
+    return look::scaled(QSize(36, 30), this);
 }
 
 void TitleButton::paintEvent(QPaintEvent *)

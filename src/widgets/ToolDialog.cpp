@@ -41,6 +41,9 @@ CustomTitleBar *ToolDialog::addTitleBar(QVBoxLayout *column, int height)
 {
     auto *bar = new CustomTitleBar(column->parentWidget());
     bar->setFixedHeight(look::scaled(height, this));
+    bar->SetTitleText(windowTitle());
+    bar->addStretch(1);
+    bar->AddCloseButton();
     column->insertWidget(0, bar);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &ToolDialog::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &ToolDialog::OnCustomTitleBarmoved);

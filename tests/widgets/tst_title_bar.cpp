@@ -28,8 +28,6 @@ public:
         edit = new QLineEdit(this);
         column->addWidget(edit);
         bar = addTitleBar(column, 40);
-        bar->addStretch(1);
-        bar->AddCloseButton();
         connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QDialog::reject);
     }
     using ToolDialog::expectUnasked;

@@ -14,11 +14,9 @@ namespace upgrade::controls {
 
 namespace {
 // Metrics (design pixels at 96 DPI)
-constexpr int IconSide = 32;
 constexpr int IconColumn = 48;
 constexpr int LeftMargin = 8;
 constexpr int Gap = 4;
-constexpr int NameWidth = 400;
 // Look
 QString cellSheet()
 {
@@ -54,8 +52,7 @@ void CSoftInfoItem::InitUi()
 {
     setStyleSheet(cellSheet());
     auto *columns = new QHBoxLayout(this);
-    columns->setContentsMargins(look::scaled(LeftMargin, this), 0, look::scaled(Gap, this), 0);
-    columns->setSpacing(look::scaled(Gap, this));
+    look::space(columns, {LeftMargin, 0, Gap, 0}, Gap, this);
     columns->addWidget(InitLeftWidget());
     columns->addWidget(InitRightWidget(), 1);
 }
@@ -68,7 +65,7 @@ void CSoftInfoItem::paintEvent(QPaintEvent *event)
 
 QWidget *CSoftInfoItem::InitLeftWidget()
 {
-    auto *icon = new ProductIcon(m_info.value(row::IconPath).toString(), look::scaled(IconSide, this), this);
+    auto *icon = new ProductIcon(m_info.value(row::IconPath).toString(), look::scaled(32, this), this);
     icon->setObjectName(QStringLiteral("softIcon"));
     icon->setFixedWidth(look::scaled(IconColumn, this));
     return icon;
@@ -87,7 +84,7 @@ QWidget *CSoftInfoItem::InitRightWidget()
     button->setAccessibleName(name());
     button->setAccessibleDescription(name());                                 // else the markup of the tool tip
     const int others = look::scaled(LeftMargin + IconColumn + 2 * Gap, this); // the columns keep their widths
-    const int most = qBound(1, width() - others, look::scaled(NameWidth, this));
+    const int most = qBound(1, width() - others, look::scaled(400, this));
     button->setMinimumWidth(1);
     button->setMaximumWidth(most);
     button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -98,8 +95,7 @@ QWidget *CSoftInfoItem::InitRightWidget()
     version->setFont(look::yaHei(11, QFont::Normal, this));
 
     auto *lines = new QVBoxLayout(right);
-    lines->setContentsMargins(0, 0, 0, 0);
-    lines->setSpacing(look::scaled(4, this));
+    look::space(lines, {}, Gap, this);
     lines->addStretch();
     lines->addWidget(button);
     lines->addWidget(version);

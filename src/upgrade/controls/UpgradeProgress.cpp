@@ -28,9 +28,7 @@ namespace state = tarn::upgrade::state;
 // Metrics (design pixels at 96 DPI)
 constexpr int BarHeight = 12;
 constexpr int CancelSide = 20;
-constexpr int CancelIconSide = 16;
 constexpr int Gap = 8;
-constexpr int CellMargin = 16; // as the header
 // Look. The rules name their targets, since the cell is the parent of a question.
 QString cellSheet(const QWidget *w)
 {
@@ -161,8 +159,7 @@ void CUpgradeProgress::initWidgetUI()
 {
     setStyleSheet(cellSheet(this));
     auto *lines = new QVBoxLayout(this);
-    lines->setContentsMargins(look::scaled(CellMargin, this), 0, look::scaled(Gap, this), 0);
-    lines->setSpacing(look::scaled(3, this));
+    look::space(lines, {16, 0, Gap, 0}, 3, this); // the left margin is that of the header
     auto *top = new QWidget(this);
     auto *bottom = new QWidget(this);
     initTopWidget(top);
@@ -184,8 +181,7 @@ void CUpgradeProgress::initTopWidget(QWidget *top)
     m_percent->setFont(m_tip->font());
 
     auto *line = new QHBoxLayout(top);
-    line->setContentsMargins(0, 0, look::scaled(CancelSide + Gap, this), 0); // the percentage ends where the bar ends
-    line->setSpacing(look::scaled(Gap, this));
+    look::space(line, {0, 0, CancelSide + Gap, 0}, Gap, this); // the percentage ends where the bar ends
     line->addWidget(m_tip, 1);
     line->addWidget(m_percent);
 }
@@ -201,8 +197,7 @@ void CUpgradeProgress::initBottomWidget(QWidget *bottom)
     m_cancel = cancelButton(bottom);
 
     auto *line = new QHBoxLayout(bottom);
-    line->setContentsMargins(0, 0, 0, 0);
-    line->setSpacing(look::scaled(Gap, this));
+    look::space(line, {}, Gap, this);
     line->addWidget(m_bar, 1);
     line->addWidget(m_cancel);
 }
@@ -217,9 +212,8 @@ QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
     button->setFlat(true);
     button->setAutoDefault(false);
     button->setFocusPolicy(Qt::TabFocus);
-    const int side = look::scaled(CancelSide, this);
-    button->setFixedSize(side, side);
-    button->setIconSize(QSize(1, 1) * look::scaled(CancelIconSide, this));
+    button->setFixedSize(look::scaled(QSize(CancelSide, CancelSide), this));
+    button->setIconSize(look::scaled(QSize(16, 16), this));
     QSizePolicy place = button->sizePolicy();
     place.setRetainSizeWhenHidden(true); // the bar keeps its length
     button->setSizePolicy(place);

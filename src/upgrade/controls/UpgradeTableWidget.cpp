@@ -25,12 +25,6 @@ namespace upgrade::controls {
 namespace {
 namespace state = tarn::upgrade::state;
 
-// Metrics (design pixels at 96 DPI)
-constexpr int SectionSize = 30; // before the header is filled
-constexpr int RowHeight = 65;
-constexpr int HeaderHeight = 35;
-constexpr int ScrollBarWidth = 10;
-constexpr int HeaderPadding = 16;
 // Look
 QString tableSheet()
 {
@@ -43,12 +37,12 @@ QString headerSheet(const QWidget *w)
                           "QHeaderView::section{background-color:rgb(246,246,246);border:none;color:#333333;"
                           "padding-left:%1;}"
                           "QHeaderView::up-arrow,QHeaderView::down-arrow{image:none;width:0px;height:0px;}")
-        .arg(look::px(HeaderPadding, w));
+        .arg(look::px(16, w));
 }
 
 QString scrollBarSheet(const QWidget *w)
 {
-    return look::thinScrollBars(QString(), ScrollBarWidth, QStringLiteral("transparent"), QStringLiteral("#D5D9DF"), w);
+    return look::thinScrollBars(QString(), 10, QStringLiteral("transparent"), QStringLiteral("#D5D9DF"), w);
 }
 
 QString nameOf(const QVariant &row)
@@ -79,7 +73,7 @@ CUpgradeTableWidget::CUpgradeTableWidget(QWidget *parent)
     setAccessibleName(QStringLiteral("正在升级的软件"));
     setItemDelegate(m_delegate);
     setHoverRowEnabled(true);
-    verticalHeader()->setDefaultSectionSize(look::scaled(SectionSize, this));
+    verticalHeader()->setDefaultSectionSize(look::scaled(30, this)); // before the header is filled
     InitTableStyleSheets();
     connect(this, &QTableWidget::itemSelectionChanged, this, &CUpgradeTableWidget::followSelection);
 }
@@ -95,7 +89,7 @@ void CUpgradeTableWidget::InitTableStyleSheets()
     white.setColor(QPalette::Base, Qt::white);
     setPalette(white);
     setStyleSheet(tableSheet());
-    verticalHeader()->setDefaultSectionSize(look::scaled(RowHeight, this));
+    verticalHeader()->setDefaultSectionSize(look::scaled(65, this));
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     verticalHeader()->setVisible(false);
     setShowGrid(false);
@@ -122,7 +116,7 @@ void CUpgradeTableWidget::FillTableHeader(const QList<QPair<QString, int>> &colu
     header->setSectionsClickable(false);
     header->setSectionResizeMode(QHeaderView::Fixed);
     header->setHighlightSections(false);
-    header->setMinimumHeight(look::scaled(HeaderHeight, this));
+    header->setMinimumHeight(look::scaled(35, this));
     header->setFont(look::yaHeiZh(12, QFont::Bold, this));
     header->setStyleSheet(headerSheet(this));
 }
