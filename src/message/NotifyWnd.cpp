@@ -331,6 +331,8 @@ void NotifyWnd::InitUi()
     setStyleSheet(windowSheet(m_titleFontSize, m_bodyFontSize, m_linkFontSize));
     m_background = new QFrame(this);
     m_background->setObjectName(QStringLiteral("notify-background"));
+    // Screen readers take the role of a QFrame for a window, and ignore the focus inside one that is not active.
+    accessible::setRole(m_background, QAccessible::Client);
     m_background->setFixedWidth(m_width - 2 * ShadowWidth);
     m_background->move(ShadowWidth, ShadowWidth);
 

@@ -1,5 +1,5 @@
 """Every window and every task of the user by keyboard and by ear: no mouse event at all."""
-from desktop import Node, wait
+from desktop import Node, tree, wait
 from platformtest import PlatformTest, main
 from products import Products, archive
 
@@ -61,6 +61,8 @@ class Keyboard(PlatformTest):
         self.announced("object:state-changed:showing", "notification", "消息通知：标题", "正文")
         self.activate("NotifyWnd")
         self.check_stops(Node("label", "查看详情", ""), button("消息中心，1条未读消息"), button("关闭"))
+        # A screen reader takes a frame for a window, and says nothing of the focus in one that is not active.
+        self.assertNotIn("frame", [one.getRoleName() for window in self.ear.windows() for one in tree(window)])
         self.tab_to("查看详情")
         self.desktop.key("Return")
         wait(lambda: self.session.opened_links() == [LINK], "the link is opened")
