@@ -35,10 +35,11 @@ public:
     bool isDone() const { return m_steps.isEmpty() && unexpected == 0; }
     int unexpected = 0; // boxes without a step; they are rejected
 
-    static void press(QDialog *box, const QString &button)
+    // A button of a window, by its text or object name.
+    static void press(const QWidget *box, const QString &button)
     {
         for (auto *one : box->findChildren<QAbstractButton *>()) {
-            if (one->text() == button)
+            if (one->text() == button || one->objectName() == button)
                 return QTest::mouseClick(one, Qt::LeftButton);
         }
         QFAIL(qPrintable(QStringLiteral("no button ") + button));

@@ -64,4 +64,15 @@ inline IFakeClient &fake()
     return *entry();
 }
 
+// The values of one operation's calls, in order.
+inline QList<QVariantMap> callsOf(const QString &operation)
+{
+    QList<QVariantMap> found;
+    for (const FakeCall &call : fake().calls()) {
+        if (call.operation == operation)
+            found << call.values;
+    }
+    return found;
+}
+
 } // namespace FakeClient

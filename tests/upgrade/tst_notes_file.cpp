@@ -1,11 +1,11 @@
 #include "base/WorkPool.h"
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
+#include "support/Packages.h"
 #include "upgrade/ExplainItem.h"
 #include "upgrade/NotesBrowser.h"
 #include "upgrade/NotesFile.h"
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextDocument>
@@ -34,9 +34,8 @@ private slots:
 
     void noRegularFile()
     {
-        const QString fifo = m_directory.filePath("fifo");
-        QVERIFY(mkfifo(fifo.toLocal8Bit().constData(), 0600) == 0);
-        for (const QString &path : {m_directory.filePath("missing"), m_directory.path(), fifo, QString("/dev/zero")}) {
+        for (const QString &path :
+             {m_directory.filePath("missing"), m_directory.path(), pipe("fifo"), QString("/dev/zero")}) {
             const LogCatcher log;
             CExplainItem item({"产品", "1.0", path, "2.0"});
             item.show();
@@ -48,22 +47,19 @@ private slots:
     void hugeFileIsCut()
     {
         const LogCatcher log;
-        QFile out(file("begin"));
-        QVERIFY(out.resize(qint64{50} * 1024 * 1024)); // sparse: NUL bytes, which are left out
-        QCOMPARE(notes::readFile(out.fileName()).value_or(QString()), QString("begin"));
+        const QString path = file("begin");
+        QVERIFY(QFile::resize(path, qint64{50} * 1024 * 1024)); // sparse: NUL bytes, which are left out
+        QCOMPARE(notes::readFile(path).value_or(QString()), QString("begin"));
         QCOMPARE(log.texts(QtWarningMsg).size(), 1);
-        out.remove();
     }
 
     void nothingIsFetched()
     {
-        const QString fifo = m_directory.filePath("image.png");
-        QVERIFY(mkfifo(fifo.toLocal8Bit().constData(), 0600) == 0);
         const QString html = QString("<html><head><link rel='stylesheet' href='%1'><style>@import url('%1');"
                                      "body{background-image:url('file://%1')}</style><script>alert(1)</script></head>"
                                      "<body background='%1'>before<img src='%1'><img src='file://%1'>"
                                      "<img src='http://192.0.2.1/x.png'>after</body></html>")
-                                 .arg(fifo);
+                                 .arg(pipe("image.png"));
         CExplainItem item({"产品", "1.0", file(html.toUtf8()), "2.0"});
         item.resize(600, 400);
         item.show();
@@ -82,10 +78,6 @@ private slots:
             << "<table>" + ("<tr>" + QString("<td colspan=999>x").repeated(10)).repeated(300) + "</table>end";
         QTest::newRow("a wide row and many rows")
             << "<table><tr>" + QString("<td>x").repeated(5000) + QString("<tr><td>x").repeated(5000) + "</table>end";
-        QTest::newRow("as many cells as are shown")
-            << "<table>" + ("<tr>" + QString("<td>x").repeated(6)).repeated(250) + "</table>end";
-        QTest::newRow("as much text five tables deep as is shown")
-            << cell.repeated(5) + QString("<p>更新说明</p>").repeated(60) + QString("</table>").repeated(5) + "end";
         QTest::newRow("much text five tables deep")
             << cell.repeated(5) + QString("<p>更新说明</p>").repeated(5000) + QString("</table>").repeated(5) + "end";
         QTest::newRow("floats") << "<style>table{float:left}</style>" +
@@ -99,28 +91,25 @@ private slots:
     void heavyPages()
     {
         QFETCH(QString, html);
-        constexpr int MaxWorkerMs = 5000;
-        constexpr int MaxGuiMs = 1000;
         std::shared_ptr<QTextDocument> document; // outlives the browser
         NotesBrowser browser(nullptr);
         browser.resize(700, 350);
         browser.show();
-        qint64 before = processorMs();
+        const auto processorMs = [] {
+            timespec time = {};
+            clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+            return qint64(time.tv_sec) * 1000 + time.tv_nsec / 1000000;
+        };
+        const qint64 before = processorMs();
         document = notes::makeDocument(html, browser.font(), browser.thread());
-        const qint64 worker = processorMs() - before;
+        const qint64 made = processorMs();
         QVERIFY(document->toPlainText().contains("end"));
-        before = processorMs();
         browser.setDocument(document.get());
         QVERIFY(!browser.grab().isNull());
-        qint64 longest = processorMs() - before;
-        for (int events = 0; events < 20; ++events) { // the rest of the layout comes by timer
-            before = processorMs();
+        for (int events = 0; events < 20; ++events) // the rest of the layout comes by timer
             QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-            longest = qMax(longest, processorMs() - before);
-        }
-        qInfo("worker %lld ms, GUI thread at most %lld ms", worker, longest);
-        QVERIFY2(worker < MaxWorkerMs, qPrintable(QString::number(worker)));
-        QVERIFY2(longest < MaxGuiMs, qPrintable(QString::number(longest)));
+        const qint64 shown = processorMs();
+        QVERIFY2(made - before < 5000 && shown - made < 2000, qPrintable(QString::number(shown - before)));
     }
 
     void harmlessPages()
@@ -191,8 +180,6 @@ private slots:
     {
         const LinkTaker opened({"http", "smb", "ssh"});
         const LogCatcher log;
-        const QString fifo = m_directory.filePath("pipe.html");
-        QVERIFY(mkfifo(fifo.toLocal8Bit().constData(), 0600) == 0);
         const QString more = QFileInfo(file("<p>另一页</p>")).fileName();
         const QString heavy = QFileInfo(file(QByteArray("<table><tr><td>").repeated(200) + "重")).fileName();
         NotesBrowser browser(nullptr);
@@ -216,7 +203,7 @@ private slots:
         QCOMPARE(opened.urls.size(), 1);
         QCOMPARE(log.texts(QtWarningMsg),
                  (QStringList{"更新说明中的链接未打开：smb://server/share", "更新说明中的链接未打开：ssh://server"}));
-        for (const QString &unreadable : QStringList{"missing.html", "file://" + fifo}) {
+        for (const QString &unreadable : QStringList{"missing.html", "file://" + pipe("pipe.html")}) {
             const QSignalSpy refused(&browser, &NotesBrowser::unreadable);
             follow(unreadable);
             QTRY_COMPARE(refused.size(), 1);
@@ -243,17 +230,15 @@ private:
     QString file(const QByteArray &content)
     {
         const QString path = m_directory.filePath(QString("notes%1.html").arg(++m_files));
-        QFile out(path);
-        if (!out.open(QIODevice::WriteOnly) || out.write(content) != content.size())
-            qFatal("no notes file");
+        packages::writeFile(path, content);
         return path;
     }
 
-    static qint64 processorMs()
+    QString pipe(const QString &name) // whoever opens it waits for ever
     {
-        timespec time = {};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return qint64(time.tv_sec) * 1000 + time.tv_nsec / 1000000;
+        const QString path = m_directory.filePath(name);
+        mkfifo(path.toLocal8Bit().constData(), 0600);
+        return path;
     }
 
     static void waitForText(const CExplainItem &item, const QString &text)

@@ -1,12 +1,13 @@
 // The silent patch installation: its dialog, alone and owned by the manager, its thread, and the forced quit.
 #include "frame/VisualizedOperateManager.h"
 #include "support/BoxScript.h"
+#include "support/NoticeData.h"
 #include "support/Packages.h"
 #include "support/SampleProgram.h"
 #include "upgrade/ForcedQuit.h"
 #include "upgrade/ProcessChecker.h"
+#include "upgrade/Requests.h"
 #include "upgrade/SilentInstallThread.h"
-#include "upgrade/SilentRequests.h"
 #include <QMovie>
 #include <QScreen>
 #include <QSemaphore>
@@ -16,10 +17,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using silent::LongWork;
-using silent::request;
-using silent::send;
-using silent::visibleDialogs;
+using request::LongWork;
+using request::patch;
+using request::sendPatch;
 using tarn::visualized::forcedquit::endProgram;
 
 namespace {
@@ -28,6 +28,17 @@ const QVariantMap NoPatch{{"升级文件在本地的路径", "/none"}};
 CVisualizedManager *manager()
 {
     return CVisualizedManager::GetInstance();
+}
+
+QList<CInstallSilentPatchDlg *> visibleDialogs()
+{
+    return notice::visibleWindows<CInstallSilentPatchDlg>();
+}
+
+// The number of workers that have run; each logs one debug line.
+int workers(const LogCatcher &log)
+{
+    return log.texts(QtDebugMsg).filter("静默补丁安装：软件名称：").size();
 }
 
 // The operation's answer to an RPC thread.
@@ -71,7 +82,7 @@ private slots:
     void looks()
     {
         const LongWork longWork;
-        CInstallSilentPatchDlg dialog(request("云杉绘图"), manager(), nullptr);
+        CInstallSilentPatchDlg dialog(patch("云杉绘图"), manager(), nullptr);
         const int children = dialog.findChildren<QObject *>().size();
         dialog.InitDialog(); // a second time does nothing
         QCOMPARE(dialog.findChildren<QObject *>().size(), children);
@@ -87,7 +98,7 @@ private slots:
         QTest::keyClick(&dialog, Qt::Key_Escape);
         QVERIFY(dialog.isVisible());
         const QString name = QString("<h1>甲\n乙\n丙").append(QString(200000, QChar(0x4E2D)));
-        const CInstallSilentPatchDlg hostile(request(name), manager(), nullptr);
+        const CInstallSilentPatchDlg hostile(patch(name), manager(), nullptr);
         const auto *shown = hostile.findChild<QLabel *>("progressText");
         QVERIFY(hostile.size() == QSize(400, 60) && shown->textFormat() == Qt::PlainText);
         QVERIFY(shown->text().startsWith("<h1>甲 乙") && shown->text().endsWith("正在安装更新，请稍候..."));
@@ -96,12 +107,12 @@ private slots:
     void withoutANameNothingBegins()
     {
         manager()->setSilentPatchInstallState("", 2);
-        for (const auto &input : {request({}), request(QVariantMap{{"a", 1}}), QSharedPointer<args::PatchIn>()}) {
+        for (const auto &input : {patch({}), patch(QVariantMap{{"a", 1}}), QSharedPointer<args::PatchIn>()}) {
             const LogCatcher log;
             CInstallSilentPatchDlg dialog(input, manager(), nullptr);
-            QVERIFY(!dialog.isVisible() && silent::workers(log) == 0);
+            QVERIFY(!dialog.isVisible() && workers(log) == 0);
             QCOMPARE(log.find("静默补丁安装时获取软件名称失败").function, QString("StartInstall"));
-            send(input);
+            sendPatch(input);
             QVERIFY(visibleDialogs().isEmpty());
         }
         QCOMPARE(manager()->getSilentPatchInstallState(""), 2); // not set to 1
@@ -113,7 +124,7 @@ private slots:
         const LongWork longWork;
         const LogCatcher log;
         const QString name("<a href=\"https://x\">&lt;</a>");
-        CInstallSilentPatchDlg dialog(request(name), manager(), nullptr);
+        CInstallSilentPatchDlg dialog(patch(name), manager(), nullptr);
         BoxScript boxes({[&](QDialog *box) {
                              QCOMPARE(box->findChild<QLabel *>("messageText")->textFormat(), Qt::PlainText);
                              dialog.OnTimeOut(); // one question at a time
@@ -125,15 +136,15 @@ private slots:
                              QVERIFY(!box->isVisible());
                          }});
         dialog.OnTimeOut();
-        QTRY_COMPARE(silent::workers(log), 2);
+        QTRY_COMPARE(workers(log), 2);
         QVERIFY(log.texts(QtWarningMsg).isEmpty());
         dialog.OnTimeOut();
-        QTRY_COMPARE(silent::workers(log), 3);
+        QTRY_COMPARE(workers(log), 3);
         QCOMPARE(log.texts(QtWarningMsg), QStringList{"不强制退出软件进程，程序名称无效：“”"}); // no settings store
         QCOMPARE(query(name), 1);
         dialog.OnTimeOut();
         dialog.StartInstall(); // does nothing any more
-        QVERIFY(boxes.isDone() && silent::workers(log) == 3);
+        QVERIFY(boxes.isDone() && workers(log) == 3);
         QCOMPARE(boxes.texts.first().remove(QChar(0x200B)), // where lines may break
                  "检测到软件进程“" + name +
                      "”仍在运行，您可点击“重试”等待程序退出，或选择“立即升级”强制退出软件并立即升级。");
@@ -143,11 +154,11 @@ private slots:
     {
         QPointer<CInstallSilentPatchDlg> dialog;
         const QList<std::function<void()>> deaths{[&] { delete dialog; }, [&] { dialog->close(); },
-                                                  [] { send(request("甲")); }, &CVisualizedManager::FreeInstance};
+                                                  [] { sendPatch(patch("甲")); }, &CVisualizedManager::FreeInstance};
         for (const auto &die : deaths) {
             const LongWork longWork;
             const LogCatcher log;
-            send(request("甲"));
+            sendPatch(patch("甲"));
             dialog = visibleDialogs().value(0);
             BoxScript boxes({[&](QDialog *opened) {
                 const QPointer<QDialog> box(opened);
@@ -155,28 +166,28 @@ private slots:
                 QTRY_VERIFY(!box || !box->isVisible());
             }});
             dialog->OnTimeOut();
-            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            request::processDeletions();
             QVERIFY(boxes.isDone() && !dialog && !QApplication::activeModalWidget());
             const int open = visibleDialogs().size();
             CVisualizedManager::FreeInstance();
-            QVERIFY(silent::workers(log) <= 1 + open);
+            QVERIFY(workers(log) <= 1 + open);
         }
     }
 
     void sameNameTwice()
     {
         const LongWork longWork;
-        send(request("甲", NoPatch));
+        sendPatch(patch("甲", NoPatch));
         const QPointer<CInstallSilentPatchDlg> first = visibleDialogs().value(0);
-        send(request("甲"));
+        sendPatch(patch("甲"));
         const QPointer<CInstallSilentPatchDlg> second = visibleDialogs().value(0);
         QVERIFY(first && !first->isVisible() && second != first);
         QCOMPARE(query("甲"), 1);
         first->close(); // again: the name belongs to the second one now
-        send(request("甲"));
+        sendPatch(patch("甲"));
         QVERIFY(!second->isVisible());
         QCOMPARE(visibleDialogs().size(), 1);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        request::processDeletions();
         QVERIFY(!first && !second);
     }
 
@@ -187,7 +198,7 @@ private slots:
         const QStringList names{"Draw", "draw", " draw", "draw ", "dr aw", " "};
         const LongWork longWork;
         for (const QString &name : names)
-            send(request(name, name.size() % 2 ? QVariantMap() : NoPatch));
+            sendPatch(patch(name, name.size() % 2 ? QVariantMap() : NoPatch));
         QCOMPARE(visibleDialogs().size(), names.size());
         QTRY_VERIFY(threads() <= before); // no thread outlives its work
         for (const QString &name : names)
@@ -202,7 +213,7 @@ private slots:
         QVERIFY(QFile::link("/none", in("dangling")) && ::mkfifo(qPrintable(in("pipe")), 0600) == 0);
         const struct
         {
-            QVariant name, patch;
+            QVariant name, file;
             QString line;
         } cases[] = {{"甲", in("patch"), {}},
                      {"甲", in("link"), {}},
@@ -214,7 +225,7 @@ private slots:
                      {"甲", in("pipe"), missing}};
         for (const auto &one : cases) {
             const LogCatcher log;
-            CSilentInstallThread thread(request(one.name, {{"升级文件在本地的路径", one.patch}}), manager());
+            CSilentInstallThread thread(patch(one.name, {{"升级文件在本地的路径", one.file}}), manager());
             QCOMPARE(announcements(thread), 1);
             QCOMPARE(manager()->getSilentPatchInstallState(one.name.toString()), one.line.isEmpty() ? 1 : 99);
             QCOMPARE(log.texts(QtCriticalMsg), one.line.isEmpty() ? QStringList() : QStringList{one.line});
@@ -222,8 +233,8 @@ private slots:
         const LogCatcher log;
         const QString noArguments("静默补丁安装线程获取参数失败");
         CSilentInstallThread noRequest(nullptr, manager());
-        CSilentInstallThread noManager(request("甲"), nullptr);
-        CSilentInstallThread interrupted(request(""), manager());
+        CSilentInstallThread noManager(patch("甲"), nullptr);
+        CSilentInstallThread interrupted(patch(""), manager());
         interrupted.InterruptTask();
         for (CSilentInstallThread *thread : {&noRequest, &noManager, &interrupted})
             QCOMPARE(announcements(*thread), 1);
@@ -235,7 +246,7 @@ private slots:
     {
         static QSemaphore logging, interrupted;
         static std::atomic_bool inTime;
-        CSilentInstallThread thread(request(""), manager());
+        CSilentInstallThread thread(patch(""), manager());
         const auto handler = [](QtMsgType type, const QMessageLogContext &, const QString &) {
             if (type != QtCriticalMsg)
                 return;
@@ -271,14 +282,14 @@ private slots:
         const LogCatcher log;
         const std::function<void()> ends[] = {
             [] { visibleDialogs().constFirst()->close(); },
-            [] { send(request("甲")); }, // takes the place of the first one
+            [] { sendPatch(patch("甲")); }, // takes the place of the first one
             &CVisualizedManager::FreeInstance,
         };
         for (const auto &end : ends) {
-            auto slow = QSharedPointer<HangingRequest>::create(request("甲")->bag());
+            auto slow = QSharedPointer<HangingRequest>::create(patch("甲")->bag());
             QElapsedTimer timer;
             timer.start();
-            send(slow);
+            sendPatch(slow);
             slow->hanging.acquire();
             end();
             QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed())));
@@ -320,7 +331,7 @@ private slots:
         QVERIFY(
             packages::writeFile(in("store.ini"), "[General]\nExeName=C:\\\\Program, Files\\\\bin/" + name.toUtf8()));
         const LongWork longWork;
-        CInstallSilentPatchDlg dialog(request("甲", {{"软件注册表路径", in("store.ini")}}), manager(), nullptr);
+        CInstallSilentPatchDlg dialog(patch("甲", {{"软件注册表路径", in("store.ini")}}), manager(), nullptr);
         BoxScript boxes({BoxScript::pressing("立即升级")});
         dialog.OnTimeOut();
         QTRY_VERIFY(!wanted.isAlive() && !twin.isAlive());

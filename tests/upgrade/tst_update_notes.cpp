@@ -1,20 +1,16 @@
 #include "frame/VtServiceClient.h"
 #include "support/BoxScript.h"
 #include "support/FakeClient.h"
-#include "support/LogCatcher.h"
 #include "upgrade/ExplainItem.h"
-#include "upgrade/Records.h"
+#include "upgrade/Requests.h"
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "widgets/QuestionMessageBox.h"
 #include <QAccessible>
-#include <QLabel>
-#include <QPushButton>
 #include <QTabBar>
 #include <QTabWidget>
-#include <QTest>
 
-using namespace records_test;
+using namespace request;
 
 namespace {
 
@@ -32,6 +28,13 @@ QVariantMap withPatch(const QVariantMap &changes = {})
     return record;
 }
 
+QVariantMap fromThePrompt()
+{
+    QVariantMap record = withPatch();
+    record.insert("visualized", true);
+    return record;
+}
+
 Input input(const QVariantList &records)
 {
     return args::input<args::SoftIn>({}, records);
@@ -46,23 +49,12 @@ QStringList titlesOf(const QWidget &dialog)
     return titles;
 }
 
-void click(const QWidget *parent, const QString &objectName)
-{
-    QTest::mouseClick(parent->findChild<QPushButton *>(objectName), Qt::LeftButton);
-}
-
 template <class Dialog>
 std::unique_ptr<Dialog> made(const Input &param)
 {
     auto dialog = std::make_unique<Dialog>(param);
     dialog->InitDialog();
     return dialog;
-}
-
-void deliver()
-{
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 } // namespace
@@ -84,7 +76,7 @@ private slots:
     {
         m_log.reset();
         CVisualizedManager::FreeInstance();
-        deliver();
+        processDeletions();
         QVERIFY(QApplication::topLevelWidgets().isEmpty());
     }
 
@@ -101,8 +93,7 @@ private slots:
         QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
         const auto patch = made<CUpdateCurExplainDialog>(input({record}));
         QCOMPARE(titlesOf(*patch), QStringList{"产品"});
-        QVERIFY(made<CUpdateCurExplainDialog>(input({released("产品")}))->findChildren<CExplainItem *>().isEmpty());
-        QVERIFY(m_log->texts(QtCriticalMsg).isEmpty());
+        QVERIFY(titlesOf(*made<CUpdateCurExplainDialog>(input({released("产品")}))).isEmpty());
         patch->connectUpdateBtn(nullptr);
         QCOMPARE(m_log->texts(QtCriticalMsg),
                  QStringList{"旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空"});
@@ -134,10 +125,8 @@ private slots:
             QTest::keyClick(&dialog, Qt::Key_Tab);
             return dialog.focusWidget() == &dialog; // the key has been dropped
         };
-        QVariantMap fromThePrompt = withPatch();
-        fromThePrompt.insert("visualized", true);
         QVERIFY(isGuarded(*made<CUpdateExplainDial>(input({withPatch()}))));
-        QVERIFY(!isGuarded(*made<CUpdateExplainDial>(input({fromThePrompt}))));
+        QVERIFY(!isGuarded(*made<CUpdateExplainDial>(input({fromThePrompt()}))));
         QVERIFY(!isGuarded(*made<CUpdateCurExplainDialog>(input({withPatch()}))));
     }
 
@@ -147,8 +136,8 @@ private slots:
             made<CUpdateExplainDial>(input({record}))->OnUpdateAhead();
             made<CUpdateCurExplainDialog>(input({record}))->OnUpdateAhead();
             QStringList sent;
-            for (const FakeCall &call : FakeClient::fake().calls())
-                sent << call.values.value("CurrentVersion").toString();
+            for (const QVariantMap &values : FakeClient::callsOf("StartDownload"))
+                sent << values.value("CurrentVersion").toString();
             FakeClient::fake().reset();
             return sent;
         };
@@ -172,7 +161,7 @@ private slots:
                 QVERIFY(!dialog->NeedUpdateCurPatch());
                 dialog->show();
                 m_log->clear();
-                click(dialog, "updateButton");
+                BoxScript::press(dialog, "updateButton");
                 QVERIFY(!dialog->isVisible());
                 QVERIFY(m_log->has(QtCriticalMsg, expected));
             }
@@ -185,13 +174,9 @@ private slots:
         const auto offered = [](const QVariantMap &record) {
             return made<CUpdateExplainDial>(input({record}))->NeedUpdateCurPatch();
         };
-        QVariantMap fromThePrompt = withPatch();
-        fromThePrompt.insert("visualized", true);
-        QVariantMap empty = withPatch();
-        empty.insert("旧版本补丁包", QVariantMap());
         QVERIFY(offered(withPatch()));
-        QVERIFY(!offered(fromThePrompt));
-        QVERIFY(!offered(empty));
+        QVERIFY(!offered(fromThePrompt()));
+        QVERIFY(!offered(released("产品")));
         QVERIFY(!offered(withPatch({{"是否强制更新", true}})));
         QVERIFY(!offered(withPatch({{"软件名称", ""}})));
         const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
@@ -201,10 +186,10 @@ private slots:
 
     void closingAsks()
     {
-        const QList<std::function<void(QDialog *)>> ways{[](QDialog *dialog) { click(dialog, "closeButton"); },
-                                                         [](QDialog *dialog) { click(dialog, "declineButton"); },
-                                                         [](QDialog *dialog) { dialog->windowHandle()->close(); },
-                                                         [](QDialog *dialog) { dialog->reject(); }};
+        const QList<std::function<void(QDialog *)>> ways{
+            [](QDialog *dialog) { BoxScript::press(dialog, "closeButton"); },
+            [](QDialog *dialog) { BoxScript::press(dialog, "declineButton"); },
+            [](QDialog *dialog) { dialog->windowHandle()->close(); }, [](QDialog *dialog) { dialog->reject(); }};
         for (int way = 0; way < ways.size(); ++way) {
             const QString answer = QString::fromUtf8(way % 2 ? "是" : "否");
             sendNotes(withPatch());
@@ -216,7 +201,7 @@ private slots:
             ways.at(way)(dialog);
             QVERIFY(boxes.isDone());
             QCOMPARE(boxes.texts, QStringList{Question});
-            deliver();
+            processDeletions();
             QVERIFY(!dialog);
             auto *patch = onlyWindow<CUpdateCurExplainDialog>();
             QCOMPARE(patch != nullptr, way % 2 == 1);
@@ -234,21 +219,20 @@ private slots:
         sendNotes(record);
         const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
         const BoxScript boxes;
-        click(dialog, "updateButton");
+        BoxScript::press(dialog, "updateButton");
         QCOMPARE(boxes.unexpected, 0); // no question
         QCOMPARE(FakeClient::fake().operations(), QStringList{"StartDownload"});
-        const QVariantMap expected{{"软件名称", "产品"},
-                                   {"CurrentVersion", "1.0"},
-                                   {"软件", record.value("软件")},
-                                   {"补丁包", record.value("补丁包")},
-                                   {"插件", record.value("插件")}};
-        QCOMPARE(FakeClient::fake().calls().first().values, expected);
+        QCOMPARE(FakeClient::fake().calls().first().values, (QVariantMap{{"软件名称", "产品"},
+                                                                         {"CurrentVersion", "1.0"},
+                                                                         {"软件", record.value("软件")},
+                                                                         {"补丁包", record.value("补丁包")},
+                                                                         {"插件", record.value("插件")}}));
         QVERIFY(m_log->has(QtInfoMsg, "调用开始下载软件安装接口成功。"));
-        deliver();
+        processDeletions();
         QVERIFY(!dialog);
 
         const auto patch = made<CUpdateCurExplainDialog>(input({record}));
-        click(patch.get(), "updateButton");
+        BoxScript::press(patch.get(), "updateButton");
         QCOMPARE(FakeClient::fake().calls().last().values,
                  (QVariantMap{{"软件名称", "产品"},
                               {"CurrentVersion", "1.0"},
@@ -256,7 +240,7 @@ private slots:
                               {"旧版本补丁包", record.value("旧版本补丁包")}}));
         const auto none = made<CUpdateCurExplainDialog>(input({released("产品")})); // no patch: it only closes
         none->show();
-        click(none.get(), "updateButton");
+        BoxScript::press(none.get(), "updateButton");
         QVERIFY(!none->isVisible() && m_log->has(QtCriticalMsg, "获取软件的升级信息失败"));
         QCOMPARE(FakeClient::fake().operations().size(), 2);
     }
@@ -264,7 +248,7 @@ private slots:
     void downloadFailures()
     {
         const BoxScript noBoxes;
-        FakeClient::fake().queue("StartDownload", {1009, "坏%1", {}, {}});
+        FakeClient::fake().queue("StartDownload", {1009, "坏%1"});
         made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
         FakeClient::fake().setAvailable(false);
         made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
@@ -280,20 +264,20 @@ private slots:
         for (int i = 0; i < 80; ++i) { // closed windows do not count as open ones
             QVariantMap record = i % 2 ? released(QString()) : withPatch();
             record.insert("软件名称", QString::number(i));
-            send(i % 2 ? CVisualizedEvents::eShowUpgradeExplainDialog : CVisualizedEvents::eShowUpgradeCurExplainDialog,
-                 new CUpgradeExplainEveData(input({record})));
+            sendNotes(record, i % 2 ? CVisualizedEvents::eShowUpgradeExplainDialog
+                                    : CVisualizedEvents::eShowUpgradeCurExplainDialog);
             QVERIFY(onlyWindow<CUpdateExplainDial>());
             onlyWindow<CUpdateExplainDial>()->close();
-            deliver();
+            processDeletions();
         }
         for (int i = 0; i < 10; ++i)
             sendNotes(withPatch());
         sendNotes(released("另一个"));
-        deliver();
+        processDeletions();
         QCOMPARE(boxes.unexpected, 0); // a dialog that is replaced asks nothing
         QCOMPARE(windows<CUpdateExplainDial>().size(), 2);
         sendNotes({{"软件名称", "产品"}}); // nothing in it: the old one is closed all the same
-        deliver();
+        processDeletions();
         QCOMPARE(windows<CUpdateExplainDial>().size(), 1);
         QVERIFY(m_log->has(QtCriticalMsg, "软件更新提示框异常退出：数据为空"));
     }
@@ -309,14 +293,13 @@ private slots:
         }});
         old->close();
         QVERIFY(boxes.isDone());
-        deliver();
+        processDeletions();
         QVERIFY(!old);
-        QPointer<CUpdateExplainDial> now(onlyWindow<CUpdateExplainDial>());
-        QVERIFY(now && now->isVisible());
-        QVERIFY(!qobject_cast<CUpdateCurExplainDialog *>(now.data()));
+        const QPointer<CUpdateExplainDial> now(onlyWindow<CUpdateExplainDial>());
+        QVERIFY(now && now->isVisible() && !qobject_cast<CUpdateCurExplainDialog *>(now.data()));
         // The manager still knows the new one: the next request replaces it.
         sendNotes(withPatch());
-        deliver();
+        processDeletions();
         QVERIFY(!now);
         QVERIFY(onlyWindow<CUpdateExplainDial>());
     }
@@ -333,11 +316,11 @@ private slots:
 
     void patchNotesNeverAsk()
     {
-        send(CVisualizedEvents::eShowUpgradeCurExplainDialog, new CUpgradeExplainEveData(input({withPatch()})));
+        sendNotes(withPatch(), CVisualizedEvents::eShowUpgradeCurExplainDialog);
         const QPointer<CUpdateCurExplainDialog> dialog(onlyWindow<CUpdateCurExplainDialog>());
         const BoxScript boxes;
-        click(dialog, "closeButton");
-        deliver();
+        BoxScript::press(dialog, "closeButton");
+        processDeletions();
         QVERIFY(boxes.isDone() && !dialog);
         sendNotes(withPatch()); // the manager has forgotten it
         QVERIFY(onlyWindow<CUpdateExplainDial>());

@@ -1,9 +1,8 @@
 // The online-upgrade window with a real tray, which may come late, go and come back.
 #include "support/BoxScript.h"
 #include "support/FakeClient.h"
-#include "support/LogCatcher.h"
 #include "support/XInput.h"
-#include "upgrade/Tasks.h"
+#include "upgrade/Requests.h"
 #include "upgrade/UpgradeDialog.h"
 #include <QMenu>
 #include <QProcess>
@@ -25,10 +24,8 @@ private slots:
     void init()
     {
         FakeClient::fake().reset();
-        FakeClient::fake().queue(
-            QStringLiteral("QueryTaskInfos"),
-            tasks::answer(1000, QString(),
-                          {{QStringLiteral("taskInfoList"), QVariantList{tasks::task(QStringLiteral("A"), 1)}}}));
+        const QVariantMap running{{"taskInfoList", QVariantList{request::task("A", 1)}}};
+        FakeClient::fake().queue("QueryTaskInfos", {1000, {}, running});
         m_dialog = new CUpgradeDialog;
         m_icon = m_dialog->findChild<QSystemTrayIcon *>();
     }

@@ -1,21 +1,18 @@
 #include "frame/VtServiceClient.h"
 #include "login/Login.h"
 #include "support/FakeClient.h"
-#include "support/LogCatcher.h"
 #include "support/XClients.h"
 #include "support/XInput.h"
 #include "support/XReply.h"
 #include "upgrade/CheckUpdateDial.h"
-#include "upgrade/Records.h"
-#include "upgrade/SilentRequests.h"
-#include "upgrade/Tasks.h"
+#include "upgrade/Requests.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "upgrade/UpgradeDialog.h"
 #include "widgets/QuestionMessageBox.h"
 #include <QTest>
 #include <QWindow>
 
-using namespace records_test;
+using namespace request;
 
 namespace {
 
@@ -49,12 +46,11 @@ private:
 QDialog *openWindow(const QString &name, const QVariantMap &record)
 {
     if (name == "silent installation") {
-        silent::send(silent::request("甲"));
+        sendPatch(patch("甲"));
         return onlyWindow<CInstallSilentPatchDlg>();
     }
     if (name == "online upgrade") { // with a download that a stray Escape and Return must not cancel
-        const QVariantMap running{{"taskInfoList", QVariantList{tasks::task("甲", 1)}}};
-        FakeClient::fake().queue("QueryTaskInfos", tasks::answer(1000, QString(), running));
+        FakeClient::fake().queue("QueryTaskInfos", {1000, {}, {{"taskInfoList", QVariantList{task("甲", 1)}}}});
         CVisualizedManager::GetInstance()->showUpgradeDialog();
         return onlyWindow<CUpgradeDialog>();
     }
@@ -99,7 +95,7 @@ void TestTyping::nothingIsPressed()
     CVtServiceClient::GetInstance();
     FakeClient::fake().reset();
     const LogCatcher log;
-    const silent::LongWork longWork;
+    const LongWork longWork;
     Other other;
     XInput input;
     QTRY_VERIFY(other.hasFocus());

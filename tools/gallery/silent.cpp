@@ -1,6 +1,6 @@
 #include "frame/VisualizedManager.h"
 #include "gallery/Gallery.h"
-#include "upgrade/SilentRequests.h"
+#include "upgrade/Requests.h"
 #include "widgets/QuestionMessageBox.h"
 #include <QMovie>
 
@@ -8,8 +8,8 @@ namespace {
 // With the animation at rest, and not closed by its worker.
 QWidget *progress(const QString &name)
 {
-    auto *work = new silent::LongWork;
-    auto *dialog = new CInstallSilentPatchDlg(silent::request(name), CVisualizedManager::GetInstance(), nullptr);
+    auto *work = new request::LongWork;
+    auto *dialog = new CInstallSilentPatchDlg(request::patch(name), CVisualizedManager::GetInstance(), nullptr);
     work->setParent(dialog);
     auto *movie = dialog->findChild<QMovie *>();
     movie->setPaused(true);
