@@ -41,9 +41,8 @@ private:
     QDebug m_stream; // its destructor writes the line
 };
 
-// The sentences in which operations and service calls end badly. All texts from outside are inserted by one arg() call,
-// since a chain of arg() would replace a "%1" inside the first of them.
-
+/// The sentence about a service call that failed. Texts from outside are inserted by one arg() call: a chain of arg()
+/// would replace a "%1" inside the first of them.
 /// @param where the bracketed place and the call, e.g. "【检测升级窗口】调用忽略升级接口"
 /// @param transport true: the call failed on the way; false: the service refused
 inline QString callFailed(const QString &where, bool transport, int code, const QString &error)
@@ -52,24 +51,6 @@ inline QString callFailed(const QString &where, bool transport, int code, const 
                ? QStringLiteral("%1rpc通信失败，返回错误码为：%2，错误信息为：%3。")
                      .arg(where, QString::number(code), error)
                : QStringLiteral("%1失败。返回错误码为：%2，错误信息为：%3。").arg(where, QString::number(code), error);
-}
-
-// The refusals of an operation. @param action the action in its brackets, e.g. "【展现更新说明】"
-inline QString nullArgument(const QString &action)
-{
-    return action + QStringLiteral("时传入参数为空，操作失败");
-}
-inline QString shuttingDown(const QString &action)
-{
-    return action + QStringLiteral("时服务正在停止，操作失败");
-}
-inline QString tooMany(const QString &action)
-{
-    return action + QStringLiteral("时等待处理的请求过多，操作失败");
-}
-inline QString tooLong(const QString &action)
-{
-    return action + QStringLiteral("时传入的名称或地址过长，操作失败");
 }
 
 } // namespace tarn::visualized::vtlog

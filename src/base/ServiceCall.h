@@ -107,22 +107,35 @@ QSharedPointer<Argument> create(Assistant *assistant)
 template <class Assistant>
 ServiceOutcome::Ending endingOf(int code)
 {
-    using Ending = ServiceOutcome::Ending;
     const auto judge = [code](int ok, bool transport) {
+        using Ending = ServiceOutcome::Ending;
         return code == ok ? Ending::Accepted : transport ? Ending::TransportFailed : Ending::Refused;
     };
-    if constexpr (std::is_same_v<Assistant, ICloudServiceAssistant>) {
+    if constexpr (std::is_same_v<Assistant, ICloudServiceAssistant>)
         return judge(cloud::code::Ok, cloud::code::isTransport(code));
-    } else if constexpr (std::is_same_v<Assistant, IMessageServiceAssistant>) {
+    else if constexpr (std::is_same_v<Assistant, IMessageServiceAssistant>)
         return judge(message::code::Ok, message::code::isTransport(code));
-    } else {
-        static_assert(std::is_same_v<Assistant, IUpgradeServiceAssistant>, "a family without return codes");
+    else if constexpr (std::is_same_v<Assistant, IUpgradeServiceAssistant>)
         return judge(upgrade::code::Ok, upgrade::code::isTransport(code));
-    }
 }
 
 /// A copy of the characters: a text may lie in the client library's own data, which is unloaded one day.
 QString ownCopy(const QString &text);
+
+/// How a call of the assistant ended.
+/// @param keys the output values to copy
+template <class Assistant, class Output>
+ServiceOutcome outcomeOf(Output &output, const QStringList &keys = {})
+{
+    ServiceOutcome outcome;
+    outcome.code = output.GetRetCode();
+    outcome.error = ownCopy(output.GetError());
+    outcome.ending = endingOf<Assistant>(outcome.code);
+    for (const QString &key : keys)
+        outcome.values.insert(key, output.GetValue(key));
+    outcome.list = output.GetValueList();
+    return outcome;
+}
 
 } // namespace servicecall
 
@@ -142,13 +155,7 @@ ServiceOutcome callWith(const ServiceHandle<Assistant> &service,
     if (!input || !output)
         return outcome;
     (service.get()->*operation)(input, output);
-    outcome.code = output->GetRetCode();
-    outcome.error = servicecall::ownCopy(output->GetError());
-    outcome.ending = servicecall::endingOf<Assistant>(outcome.code);
-    for (const QString &key : keys)
-        outcome.values.insert(key, output->GetValue(key));
-    outcome.list = output->GetValueList();
-    return outcome;
+    return servicecall::outcomeOf<Assistant>(*output, keys);
 }
 
 /// Calls with these input values.

@@ -1,69 +1,58 @@
 #include "base/ServiceLease.h"
-#include <QDeadlineTimer>
-#include <QMutex>
-#include <QMutexLocker>
-#include <QWaitCondition>
+#include <QSemaphore>
+#include <atomic>
 
 namespace {
-QMutex mutex;
-QWaitCondition returned;
-int leases = 0;
-bool granting = true;
+constexpr int MostLeases = 1 << 20;
+QSemaphore unused(MostLeases); // each granted lease holds one
+std::atomic<bool> granting{true};
 
-bool take(bool allowed)
+bool take()
 {
-    if (allowed)
-        ++leases;
-    return allowed;
-}
-
-void setGranting(bool on)
-{
-    const QMutexLocker locker(&mutex);
-    granting = on;
+    unused.acquire();
+    if (granting) // asked after acquire(): close() and waitForAll() miss no lease
+        return true;
+    unused.release();
+    return false;
 }
 } // namespace
 
 namespace tarn::visualized {
 
 ServiceLease::ServiceLease()
-    : m_granted((QMutexLocker(&mutex), take(granting)))
+    : m_granted(take())
 {
 }
 
 ServiceLease::ServiceLease(const ServiceLease &other)
-    : m_granted((QMutexLocker(&mutex), take(other.m_granted)))
+    : m_granted(other.m_granted)
 {
+    if (m_granted)
+        unused.acquire();
 }
 
 ServiceLease::~ServiceLease()
 {
-    if (!m_granted)
-        return;
-    const QMutexLocker locker(&mutex);
-    --leases;
-    returned.wakeAll();
+    if (m_granted)
+        unused.release();
 }
 
 void ServiceLease::open()
 {
-    setGranting(true);
+    granting = true;
 }
 
 void ServiceLease::close()
 {
-    setGranting(false);
+    granting = false;
 }
 
 bool ServiceLease::waitForAll(int ms)
 {
-    const QDeadlineTimer deadline(ms);
-    const QMutexLocker locker(&mutex);
-    while (leases > 0) {
-        if (!returned.wait(&mutex, deadline))
-            return leases == 0;
-    }
-    return true;
+    const bool all = unused.tryAcquire(MostLeases, ms);
+    if (all)
+        unused.release(MostLeases);
+    return all;
 }
 
 } // namespace tarn::visualized

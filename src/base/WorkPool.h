@@ -8,22 +8,14 @@
 namespace tarn::visualized {
 
 /// Tells a task that its result is no longer wanted: its receiver was destroyed, or the plug-in is stopping. Any thread.
-class WorkCancel
+struct WorkCancel
 {
-public:
-    bool requested() const { return *m_receiver || *m_pool; }
-
-private:
-    friend class WorkPool;
     using Flag = std::shared_ptr<std::atomic<bool>>;
-    WorkCancel(Flag receiver, Flag pool)
-        : m_receiver(std::move(receiver))
-        , m_pool(std::move(pool))
-    {
-    }
 
-    Flag m_receiver;
-    Flag m_pool;
+    Flag receiver; ///< destroyed
+    Flag pool;     ///< stopping
+
+    bool requested() const { return *receiver || *pool; }
 };
 
 /// Threads for work that must not hold the GUI thread: reading and judging data from outside. Its users are on the GUI
@@ -38,7 +30,7 @@ public:
     /// Runs a task on a thread of the pool and hands its result to the GUI thread. Between stop() and open() nothing runs.
     /// @param receiver the result is dropped when this is destroyed; not null
     /// @param task Result task(WorkCancel cancel); a long one asks cancel.requested() between its steps and returns early.
-    ///             The result has a default constructor
+    ///             Result has a default constructor
     /// @param done void done(Result), called on the GUI thread
     template <class Task, class Done>
     void run(QObject *receiver, Task task, Done done);
@@ -63,10 +55,9 @@ void WorkPool::run(QObject *receiver, Task task, Done done)
     if (!m_threads)
         return;
     using Result = std::invoke_result_t<Task, WorkCancel>;
-    const auto dropped = std::make_shared<std::atomic<bool>>(false);
-    const WorkCancel cancel(dropped, m_stopping);
+    const WorkCancel cancel{std::make_shared<std::atomic<bool>>(false), m_stopping};
     auto *watcher = new QFutureWatcher<Result>(receiver);
-    QObject::connect(watcher, &QObject::destroyed, [dropped] { *dropped = true; });
+    QObject::connect(watcher, &QObject::destroyed, [cancel] { *cancel.receiver = true; });
     QObject::connect(watcher, &QFutureWatcher<Result>::finished, receiver, [watcher, done, cancel] {
         watcher->deleteLater();
         if (!cancel.requested())

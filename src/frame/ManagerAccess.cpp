@@ -11,20 +11,12 @@ constexpr int MaxPendingRequests = 32;
 
 QReadWriteLock accessLock;
 bool isOpen = true;
-
-void setOpen(bool open)
-{
-    const QWriteLocker locker(&accessLock);
-    isOpen = open;
-}
 } // namespace
 
 CManagerAccess::CManagerAccess()
     : m_locker(&accessLock)
 {
 }
-
-CManagerAccess::~CManagerAccess() = default;
 
 CVisualizedManager *CManagerAccess::manager() const
 {
@@ -53,10 +45,12 @@ CManagerAccess::Posted CManagerAccess::post(QEvent::Type type, std::unique_ptr<I
 
 void CManagerAccess::open()
 {
-    setOpen(true);
+    const QWriteLocker locker(&accessLock);
+    isOpen = true;
 }
 
 void CManagerAccess::shut()
 {
-    setOpen(false);
+    const QWriteLocker locker(&accessLock);
+    isOpen = false;
 }

@@ -13,8 +13,6 @@ class CManagerAccess
 {
 public:
     CManagerAccess(); ///< keeps the access as it is until the end of the scope
-    ~CManagerAccess();
-    Q_DISABLE_COPY(CManagerAccess)
 
     CVisualizedManager *manager() const; ///< null when the access is shut
     WindowHost *host() const;            ///< the same object for the windows, which know no more of it

@@ -19,12 +19,6 @@ namespace {
 constexpr int StartLimitMs = 10000;
 constexpr unsigned long StartPollMs = 100;
 
-QString missingServiceText()
-{
-    return QStringLiteral("缺少岚川关键服务，请<a style=\"color: #0C64EB;\" href=\"https://tarn.invalid/download\">"
-                          "下载</a>并重新安装软件！");
-}
-
 bool waitUntil(const std::function<bool()> &condition)
 {
     const QDeadlineTimer deadline(StartLimitMs);
@@ -142,30 +136,18 @@ void CServiceManager::start()
     const bool published = port != 0;
     const auto isUp = [&port, &reason] { return (port = hubport::read(reason)) != 0; };
     if (!published && !startServiceHub(d->findExePathByRegedit(), isUp)) {
-        d->errorText = missingServiceText();
+        d->errorText =
+            QStringLiteral("缺少岚川关键服务，请<a style=\"color: #0C64EB;\" href=\"https://tarn.invalid/download\">"
+                           "下载</a>并重新安装软件！");
         VT_LOG(warning) << QStringLiteral("获取注册中心端口失败，") + reason;
         VT_LOG(critical) << QStringLiteral("[%1]岚川服务初始化失败！").arg(QLatin1String(__func__));
         return;
     }
     d->fillSettings();
-    if (initRpc(port))
-        return logConnected(true);
-    // A published port without a hub: the hub has died while another process held its segment.
     const auto answers = [this, &isUp, &port] { return isUp() && initRpc(port); };
-    const bool hubIsGone = published && tarn::rpc::getRpcLastError().code == RpcError::NoHub;
-    logConnected(hubIsGone && startServiceHub(d->findExePathByRegedit(), answers));
-}
-
-bool CServiceManager::initRpc(int port)
-{
-    d->settings.insert(tarn::rpc::keys::Port, QString::number(port));
-    return m_rpc->init(d->settings);
-}
-
-void CServiceManager::logConnected(bool connected)
-{
-    if (connected) {
-        d->errorText.clear();
+    // A published port without a hub: the hub has died while another process held its segment.
+    if (initRpc(port) || (published && tarn::rpc::getRpcLastError().code == RpcError::NoHub &&
+                          startServiceHub(d->findExePathByRegedit(), answers))) {
         VT_LOG(info) << QStringLiteral("【客户端初始化】连接注册中心成功");
         return;
     }
@@ -174,6 +156,12 @@ void CServiceManager::logConnected(bool connected)
     VT_LOG(debug) << QStringLiteral("【客户端初始化】连接注册中心失败，错误信息为：%1")
                          .arg(QString::fromStdString(tarn::rpc::getRpcLastError().message));
     VT_LOG(critical) << QStringLiteral("通信机制初始化失败");
+}
+
+bool CServiceManager::initRpc(int port)
+{
+    d->settings.insert(tarn::rpc::keys::Port, QString::number(port));
+    return m_rpc->init(d->settings);
 }
 
 QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::stringToProxy(const QString &tag)

@@ -44,7 +44,6 @@ private:
     CServiceManager();
     void start();
     bool initRpc(int port);
-    void logConnected(bool connected);
 
     QSharedPointer<CServiceManagerPrivate> d;
     QSharedPointer<tarn::rpc::Rpc> m_rpc;

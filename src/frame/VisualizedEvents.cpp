@@ -27,11 +27,6 @@ CVisualizedEvents::~CVisualizedEvents()
     delete m_data;
 }
 
-IVisualizedEventData *CVisualizedEvents::GetEventData() const
-{
-    return m_data;
-}
-
 int CVisualizedEvents::pendingRequests()
 {
     return requests;

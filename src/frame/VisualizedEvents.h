@@ -15,9 +15,6 @@ class IUpgaredSoftInfoService_InputParam;
 /// Common base of what a request carries, so that the event can own and delete any of it.
 class IVisualizedEventData : public QObject
 {
-public:
-    IVisualizedEventData() = default;
-    ~IVisualizedEventData() override = default;
 };
 
 /// One request on its way to the GUI thread: the type names the window, the data holds the arguments. Created on any
@@ -42,7 +39,7 @@ public:
     ~CVisualizedEvents() override;
     Q_DISABLE_COPY(CVisualizedEvents)
 
-    IVisualizedEventData *GetEventData() const;
+    IVisualizedEventData *GetEventData() const { return m_data; }
     static int pendingRequests(); ///< that wait for the GUI thread in this process, without notices; any thread
 
 private:

@@ -7,7 +7,6 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/UpgradeDialog.h"
 #include <QCoreApplication>
-#include <QThread>
 #include <algorithm>
 #include <type_traits>
 
@@ -21,39 +20,24 @@ constexpr int MaxStates = 64;    // of products for which no caller asks any mor
 
 template <class Data>
 Data dataOf(void (CVisualizedManager::*)(const Data &)); // for its return type only
-
-template <class Data>
-bool isComplete(const Data &data)
-{
-    if constexpr (std::is_same_v<Data, CNotifyMsgEventData>)
-        return true;
-    else
-        return !data.inputArgs.isNull();
-}
 } // namespace
 
-std::atomic<CVisualizedManager *> CVisualizedManager::_pInst{nullptr};
+CVisualizedManager *CVisualizedManager::_pInst = nullptr;
 QMutex CVisualizedManager::instLock;
 
 CVisualizedManager *CVisualizedManager::GetInstance()
 {
-    CVisualizedManager *instance = _pInst.load(std::memory_order_acquire);
-    if (instance)
-        return instance;
     const QMutexLocker locker(&instLock);
-    instance = _pInst.load(std::memory_order_relaxed);
-    if (!instance) {
-        instance = new CVisualizedManager;
-        _pInst.store(instance, std::memory_order_release);
-    }
-    return instance;
+    if (!_pInst)
+        _pInst = new CVisualizedManager;
+    return _pInst;
 }
 
 void CVisualizedManager::FreeInstance()
 {
     LoginDialogCreator::FreeInst();
-    delete _pInst.load();
-    _pInst.store(nullptr);
+    delete _pInst;
+    _pInst = nullptr;
 }
 
 CVisualizedManager::CVisualizedManager()
@@ -66,7 +50,7 @@ CVisualizedManager::CVisualizedManager()
 // The windows are deleted here, since the event loop may not run again.
 CVisualizedManager::~CVisualizedManager()
 {
-    tarn::visualized::NoticeQueue::instance().clear();
+    NoticeQueue::instance().clear();
     const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
     delete notice;
@@ -104,7 +88,7 @@ int CVisualizedManager::getSilentPatchInstallState(const QString &softName)
 void CVisualizedManager::setSilentPatchInstallState(const QString &softName, int state)
 {
     if (softName.size() > MaxNameSize) {
-        VT_LOG(warning) << vtlog::tooLong(QStringLiteral("【记录静默补丁安装状态】"));
+        VT_LOG(warning) << QStringLiteral("【记录静默补丁安装状态】时传入的名称或地址过长，操作失败");
         return;
     }
     const QMutexLocker locker(&m_silentStateLock);
@@ -136,8 +120,13 @@ void CVisualizedManager::handle(QEvent *e)
     using Data = decltype(dataOf(Handler));
     const auto *request = dynamic_cast<CVisualizedEvents *>(e);
     const auto *data = request ? dynamic_cast<const Data *>(request->GetEventData()) : nullptr;
-    if (data && isComplete(*data))
-        (this->*Handler)(*data);
+    if (!data)
+        return;
+    if constexpr (!std::is_same_v<Data, CNotifyMsgEventData>) {
+        if (!data->inputArgs)
+            return;
+    }
+    (this->*Handler)(*data);
 }
 
 bool CVisualizedManager::event(QEvent *e)

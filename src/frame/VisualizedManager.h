@@ -8,7 +8,6 @@
 #include <QSharedPointer>
 #include <QStringList>
 #include <QVariant>
-#include <atomic>
 #include <optional>
 
 class CCheckUpdateDial;
@@ -50,9 +49,6 @@ public:
 
 public slots:
     void onShowExplain(QString softName);
-
-private slots:
-    void onMessageCenterClosed();
 
 private:
     CVisualizedManager();
@@ -102,6 +98,6 @@ private:
     QStringList m_silentOrder; ///< the names of m_silentStates, the one stored last at the end; under the same lock
     QList<QPointer<QDialog>> m_dialogs; ///< all that may still live, also those that were replaced or are closing
 
-    static std::atomic<CVisualizedManager *> _pInst;
+    static CVisualizedManager *_pInst;
     static QMutex instLock;
 };

@@ -16,8 +16,6 @@
 
 using namespace tarn::visualized;
 
-using tarn::visualized::NoticeQueue;
-
 namespace {
 namespace key = tarn::message::key;
 
@@ -107,8 +105,11 @@ void CVisualizedManager::ShowMessageCenterDlg(const CMsgCenterEventData &data)
         m_msgCenterDlg = new CMsgCenterDlg(nullptr);
         m_msgCenterDlg->setAttribute(Qt::WA_DeleteOnClose);
         keepTrack(m_msgCenterDlg);
-        // The next request opens a new window, which fetches the messages again.
-        connect(m_msgCenterDlg, &CMsgCenterDlg::MsgCenterClosed, this, &CVisualizedManager::onMessageCenterClosed);
+        // The next request opens a new window, which fetches the messages again. The closed one can be closed again.
+        connect(m_msgCenterDlg, &CMsgCenterDlg::MsgCenterClosed, this, [this, closed = m_msgCenterDlg.data()] {
+            if (m_msgCenterDlg == closed)
+                m_msgCenterDlg.clear();
+        });
     }
     placeMessageCenter(data.inputArgs->GetValue(key::MsgCenterRect).toRect());
     m_msgCenterDlg->setWindowFlag(Qt::WindowStaysOnTopHint);
@@ -134,10 +135,4 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     m_msgCenterDlg->setGeometry((target.left() + target.right()) / 2 - width / 2,
                                 (target.top() + target.bottom()) / 2 - height / 2, width, height);
     placement::keepOnScreen(m_msgCenterDlg);
-}
-
-void CVisualizedManager::onMessageCenterClosed()
-{
-    if (m_msgCenterDlg == sender())
-        m_msgCenterDlg.clear();
 }

@@ -27,12 +27,15 @@ struct Operation
     QString action;       ///< what it does, in the words of its log lines
     int okCode;           ///< success code of the caller's service family
 
-    QString bracket() const { return QStringLiteral("【%1】").arg(action); }
-    bool refuse(const QString &line) const
+    /// @param ending what follows the action in its brackets
+    bool refuse(const QString &ending) const
     {
-        VT_LOG_AS(critical, function) << line;
+        VT_LOG_AS(critical, function) << QStringLiteral("【%1】%2").arg(action, ending);
         return false;
     }
+    bool refuseNull() const { return refuse(QStringLiteral("时传入参数为空，操作失败")); }
+    bool refuseStopping() const { return refuse(QStringLiteral("时服务正在停止，操作失败")); }
+    bool refuseTooLong() const { return refuse(QStringLiteral("时传入的名称或地址过长，操作失败")); }
 };
 
 /// The start of every operation: the debug line, then the check for null arguments.
@@ -40,21 +43,17 @@ template <class Input, class Output>
 bool begin(const Operation &op, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output)
 {
     VT_LOG_AS(debug, op.function) << QStringLiteral("[%1]%2。").arg(QLatin1String(op.function), op.action);
-    return (input && output) || op.refuse(vtlog::nullArgument(op.bracket()));
+    return (input && output) || op.refuseNull();
 }
 
 /// The middle: hands the data to the GUI thread.
 bool post(const Operation &op, QEvent::Type type, std::unique_ptr<IVisualizedEventData> data)
 {
-    switch (CManagerAccess::post(type, std::move(data))) {
-    case CManagerAccess::Posted::Yes:
-        return true;
-    case CManagerAccess::Posted::Shut:
-        return op.refuse(vtlog::shuttingDown(op.bracket()));
-    case CManagerAccess::Posted::TooMany:
-        break;
-    }
-    return op.refuse(vtlog::tooMany(op.bracket()));
+    using Posted = CManagerAccess::Posted;
+    const Posted posted = CManagerAccess::post(type, std::move(data));
+    if (posted == Posted::TooMany)
+        return op.refuse(QStringLiteral("时等待处理的请求过多，操作失败"));
+    return posted == Posted::Yes || op.refuseStopping();
 }
 
 /// The end: the family's success code and no error.
@@ -77,7 +76,7 @@ bool passOn(const Operation &op, const QSharedPointer<Input> &input, const QShar
 template <class Input, class Output>
 bool refuseLicence(const Operation &op, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output)
 {
-    return begin(op, input, output) && op.refuse(op.bracket() + QStringLiteral("时不支持网络锁登录，操作失败"));
+    return begin(op, input, output) && op.refuse(QStringLiteral("时不支持网络锁登录，操作失败"));
 }
 
 quint64 windowHandle(const QVariant &value)
@@ -129,10 +128,10 @@ bool CVisualizedOperateManager::QueryYunLoginDialogState(CloudIn, CloudOut outpu
 {
     const Operation op{__func__, QStringLiteral("查询云账号登录对话框状态"), tarn::cloud::code::Ok};
     if (!output)
-        return op.refuse(vtlog::nullArgument(op.bracket()));
+        return op.refuseNull();
     const auto exists = ask([](const CVisualizedManager &manager) { return manager.YunDiaIsExist(); });
     if (!exists)
-        return op.refuse(vtlog::shuttingDown(op.bracket()));
+        return op.refuseStopping();
     output->SetValue(tarn::cloud::key::DialogExists, *exists);
     return true;
 }
@@ -181,9 +180,9 @@ bool CVisualizedOperateManager::showSilentPatchInstallDialog(PatchIn input, Patc
         return false;
     const QString softName = input->GetValue(tarn::upgrade::key::SoftwareName).toString();
     if (softName.isEmpty())
-        return op.refuse(op.bracket() + QStringLiteral("时获取软件名称失败"));
+        return op.refuse(QStringLiteral("时获取软件名称失败"));
     if (softName.size() > MaxNameSize)
-        return op.refuse(vtlog::tooLong(op.bracket()));
+        return op.refuseTooLong();
     const bool queryOnly = input->GetValue(tarn::upgrade::key::QueryOnly).toBool();
     if (!queryOnly && !post(op, CVisualizedEvents::eShowSilentPatchInstallDialog,
                             std::make_unique<CSilentPatchInstallEveData>(input)))
@@ -192,7 +191,7 @@ bool CVisualizedOperateManager::showSilentPatchInstallDialog(PatchIn input, Patc
     const auto state =
         ask([&softName](CVisualizedManager &manager) { return manager.getSilentPatchInstallState(softName); });
     if (!state)
-        return op.refuse(vtlog::shuttingDown(op.bracket()));
+        return op.refuseStopping();
     output->SetRetCode(op.okCode);
     output->SetValue(tarn::upgrade::key::SilentState, *state);
     output->SetError(QLatin1String(""));
@@ -212,7 +211,7 @@ bool CVisualizedOperateManager::ShowNotifyMessage(MessageIn input, MessageOut ou
         return false;
     const auto values = noticeValues(*input);
     if (!values)
-        return op.refuse(vtlog::tooLong(op.bracket()));
+        return op.refuseTooLong();
     VT_LOG(debug) << QStringLiteral("通知栏消息：未读数量") + values->value(tarn::message::key::unReadNum).toString();
     if (!post(op, CVisualizedEvents::eShowNotifyMsgDialog, std::make_unique<CNotifyMsgEventData>(*values)))
         return false;

@@ -52,18 +52,15 @@ QString lastError()
     return QString::fromStdString(tarn::rpc::getRpcLastError().message);
 }
 
-QString bindException(const std::exception &error)
+/// Runs one step of create() or destroy(), from which no exception reaches the host.
+void guarded(const char *function, const QString &failed, const std::function<void()> &step)
 {
-    return QStringLiteral("绑定服务对象时发生异常：") + QString::fromLocal8Bit(error.what());
+    try {
+        step();
+    } catch (const std::exception &error) {
+        VT_LOG_AS(critical, function) << line(function, failed + QString::fromLocal8Bit(error.what()));
+    }
 }
-
-void addFonts(const QDir &directory, const QString &pattern)
-{
-    const QStringList files = directory.entryList({pattern}, QDir::Files, QDir::Unsorted);
-    for (const QString &file : files)
-        QFontDatabase::addApplicationFont(directory.absoluteFilePath(file));
-}
-
 } // namespace
 
 CVisualizedServiceCreator::CVisualizedServiceCreator(QObject *parent)
@@ -77,28 +74,22 @@ CVisualizedServiceCreator::~CVisualizedServiceCreator()
     VT_LOG(info) << QStringLiteral("CVisualizedService 清理完成");
 }
 
-// No exception leaves create() and destroy(): the host calls them from its start and from its end.
 bool CVisualizedServiceCreator::create(const QString &tag)
 {
-    VT_LOG(info) << line(__func__, QStringLiteral("开始绑定服务对象，标签[%1]").arg(tag));
+    const char *const function = __func__;
+    const QString failed = QStringLiteral("绑定服务对象时发生异常：");
+    VT_LOG(info) << line(function, QStringLiteral("开始绑定服务对象，标签[%1]").arg(tag));
     bool added = false;
-    try {
+    bool bound = false;
+    guarded(function, failed, [&] {
         const QString failure = bind(tag, added);
-        if (failure.isEmpty()) {
-            VT_LOG(info) << line(__func__, QStringLiteral("服务对象绑定成功，标签[%1]").arg(tag));
-            return true;
-        }
-        VT_LOG(info) << line(__func__, failure);
-    } catch (const std::exception &error) {
-        VT_LOG(critical) << line(__func__, bindException(error));
-    }
-    try {
-        if (added)
-            m_adapter->remove(tag); // so that the next create() can add it
-    } catch (const std::exception &error) {
-        VT_LOG(critical) << line(__func__, bindException(error));
-    }
-    return false;
+        bound = failure.isEmpty();
+        const QString success = QStringLiteral("服务对象绑定成功，标签[%1]").arg(tag);
+        VT_LOG_AS(info, function) << line(function, bound ? success : failure);
+    });
+    if (added && !bound)
+        guarded(function, failed, [&] { m_adapter->remove(tag); }); // so that the next create() can add it
+    return bound;
 }
 
 QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
@@ -132,24 +123,15 @@ QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
 
 void CVisualizedServiceCreator::destroy(const QString &tag)
 {
-    const std::function<void()> steps[] = {[this] { closeService(); },
-                                           [this] {
-                                               if (m_adapter)
-                                                   m_adapter->unactive();
-                                           },
-                                           [this, &tag] {
-                                               if (m_adapter)
-                                                   m_adapter->remove(tag);
-                                           },
-                                           [this] { endRpc(); }};
-    for (const auto &step : steps) {
-        try {
-            step();
-        } catch (const std::exception &error) { // skips no later step
-            VT_LOG(critical) << line(__func__,
-                                     QStringLiteral("释放服务对象时发生异常：") + QString::fromLocal8Bit(error.what()));
-        }
+    const auto run = [](const std::function<void()> &step) { // a failing step skips no later one
+        guarded("destroy", QStringLiteral("释放服务对象时发生异常："), step);
+    };
+    run([this] { closeService(); });
+    if (m_adapter) {
+        run([this] { m_adapter->unactive(); });
+        run([&] { m_adapter->remove(tag); });
     }
+    run([this] { endRpc(); });
     VT_LOG(debug) << line(__func__, QStringLiteral("服务对象释放成功，标签[%1]").arg(tag));
 }
 
@@ -184,7 +166,10 @@ void CVisualizedServiceCreator::loadFonts()
         VT_LOG(warning) << QStringLiteral("字体文件目录不存在");
         return;
     }
-    addFonts(directory, QStringLiteral("*.ttf"));
-    addFonts(directory, QStringLiteral("*.ttc"));
+    for (const QString &pattern : {QStringLiteral("*.ttf"), QStringLiteral("*.ttc")}) {
+        const QStringList files = directory.entryList({pattern}, QDir::Files, QDir::Unsorted);
+        for (const QString &file : files)
+            QFontDatabase::addApplicationFont(directory.absoluteFilePath(file));
+    }
     m_fontsLoaded = true;
 }

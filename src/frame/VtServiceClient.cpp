@@ -11,20 +11,15 @@ namespace {
 constexpr int SettleMs = 1000; // for the user's last decisions to reach their services
 constexpr int CutMs = 3000;    // for calls to return after the connections have been cut
 
-/// Calls visit with each assistant that there is, in the fixed order.
-template <class Visit>
-void forEachAssistant(IServiceAssistantManager *manager, Visit visit)
+/// Those that there are, in the fixed order.
+QList<IServiceAssistant *> assistantsOf(IServiceAssistantManager *manager)
 {
-    const auto offer = [&visit](IServiceAssistant *assistant) {
-        if (assistant)
-            visit(*assistant);
-    };
     if (!manager)
-        return;
-    offer(manager->GetLicenseServiceAssistant());
-    offer(manager->GetCloudServiceAssistant());
-    offer(manager->GetMessageServiceAssistant());
-    offer(manager->GetUpgradeServiceAssistant());
+        return {};
+    QList<IServiceAssistant *> all{manager->GetLicenseServiceAssistant(), manager->GetCloudServiceAssistant(),
+                                   manager->GetMessageServiceAssistant(), manager->GetUpgradeServiceAssistant()};
+    all.removeAll(nullptr);
+    return all;
 }
 } // namespace
 
@@ -33,22 +28,20 @@ QMutex CVtServiceClient::_serMutex;
 
 CVtServiceClient *CVtServiceClient::GetInstance()
 {
-    CVtServiceClient *instance = _ssInstance.load(std::memory_order_acquire);
-    if (instance)
+    if (CVtServiceClient *instance = _ssInstance)
         return instance;
     const QMutexLocker locker(&_serMutex);
-    instance = _ssInstance.load(std::memory_order_relaxed);
-    if (!instance) {
-        instance = new CVtServiceClient;
+    if (!_ssInstance) {
+        auto *instance = new CVtServiceClient;
         instance->initService();
-        _ssInstance.store(instance, std::memory_order_release);
+        _ssInstance = instance;
     }
-    return instance;
+    return _ssInstance;
 }
 
 void CVtServiceClient::ReleaseInstance()
 {
-    CVtServiceClient *instance = _ssInstance.load(std::memory_order_acquire);
+    CVtServiceClient *instance = _ssInstance;
     if (!instance)
         return;
     Lease::waitForAll(SettleMs);
@@ -57,7 +50,7 @@ void CVtServiceClient::ReleaseInstance()
     // QLibrary objects have given up, so this one is never deleted.
     if (!Lease::waitForAll(CutMs))
         instance->m_library.release(); // NOLINT(bugprone-unused-return-value)
-    _ssInstance.store(nullptr, std::memory_order_release);
+    _ssInstance = nullptr;
     delete instance;
 }
 
@@ -113,16 +106,19 @@ IServiceAssistantManager *CVtServiceClient::GetServiceAssistantMgr() const
 
 void CVtServiceClient::initService()
 {
-    forEachAssistant(GetServiceAssistantMgr(), [](IServiceAssistant &assistant) {
+    const auto assistants = assistantsOf(GetServiceAssistantMgr());
+    for (IServiceAssistant *assistant : assistants) {
         QString errorText;
-        assistant.Initialize(QStringLiteral("统一服务_界面交互服务"), 1, errorText);
-    });
+        assistant->Initialize(QStringLiteral("统一服务_界面交互服务"), 1, errorText);
+    }
 }
 
 void CVtServiceClient::unInitService()
 {
     IServiceAssistantManager *manager = GetServiceAssistantMgr();
-    forEachAssistant(manager, [](IServiceAssistant &assistant) { assistant.UnInitialize(); });
+    const auto assistants = assistantsOf(manager);
+    for (IServiceAssistant *assistant : assistants)
+        assistant->UnInitialize();
     if (manager)
         manager->UnInitialize();
 }
