@@ -1,11 +1,15 @@
 // Messages from other processes.
 #include "fuzz/Target.h"
-#include "rpc/Decoder.h"
+#include "rpc/Messages.h"
+#include <grpcpp/support/byte_buffer.h>
 
 TARN_FUZZ_TARGET("wire")
 {
+    const grpc::Slice slice(input.constData(), static_cast<size_t>(input.size()), grpc::Slice::STATIC_SLICE);
+    const grpc::ByteBuffer bytes(&slice, 1);
+    QString error;
     tarn::rpc::Request request;
-    tarn::rpc::Decoder(input.constData(), input.size()).decode(&request);
+    tarn::rpc::decode(bytes, &request, &error);
     tarn::rpc::Response response;
-    tarn::rpc::Decoder(input.constData(), input.size()).decode(&response);
+    tarn::rpc::decode(bytes, &response, &error);
 }

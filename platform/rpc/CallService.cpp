@@ -1,13 +1,10 @@
 #include "rpc/CallService.h"
-#include "rpc/Bytes.h"
 #include "rpc/Log.h"
-#include "tarn/v1/invoker.pb.h"
+#include "tarn/rpc/RpcLog.h"
 #include <chrono>
 
 namespace tarn::rpc {
 namespace {
-
-constexpr const char *CallMethod = "/tarn.v1.Invoker/Call";
 
 grpc::Status refusal(grpc::StatusCode code, const QString &text)
 {
@@ -33,27 +30,28 @@ CallResult invoke(IInvocable &object, const Request &request, const ICallContext
 } // namespace
 
 /// One call from its arrival to its answer; deletes itself when gRPC has done with it.
-class CallService::Running final : public grpc::ServerGenericBidiReactor, public QRunnable, public ICallContext
+class CallService::Running final : public grpc::ServerUnaryReactor, public QRunnable, public ICallContext
 {
 public:
-    Running(CallService &service, grpc::GenericCallbackServerContext *context)
+    /// @param in is taken, since gRPC would keep it until the call has ended
+    Running(CallService &service, grpc::CallbackServerContext *context, const grpc::ByteBuffer *in,
+            grpc::ByteBuffer *out)
         : m_service(service)
         , m_context(context)
+        , m_out(out)
     {
         setAutoDelete(false);
-        StartRead(&m_in);
+        m_in.Swap(const_cast<grpc::ByteBuffer *>(in));
     }
-    void OnReadDone(bool ok) override
+    void start()
     {
         WorkerPool &workers = m_service.m_workers;
-        if (!ok) {
-            Finish(refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the call brought no message")));
-        } else if (hold(static_cast<qint64>(m_in.Length())) > limits::HeldBytes) {
+        if (hold(static_cast<qint64>(m_in.Length())) > limits::HeldBytes) {
             Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many bytes wait")));
         } else if (workers.tryEnter()) {
             const grpc::Status status = answer();
             workers.leave();
-            end(status);
+            Finish(status);
         } else if (!workers.start(this)) {
             Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
         }
@@ -61,15 +59,14 @@ public:
     void run() override
     {
         m_service.m_workers.taken();
-        end(answer());
+        Finish(answer());
     }
-    bool isCancelled() const override { return m_cancelled || isLate(); }
+    bool isCancelled() const override { return m_context->IsCancelled() || isLate(); }
     QSharedPointer<RpcProxy> proxy(const ObjectRef &object) const override
     {
         const auto &client = m_service.m_client;
         return client ? QSharedPointer<Proxy>::create(client, object, false) : QSharedPointer<Proxy>();
     }
-    void OnCancel() override { m_cancelled = true; }
     void OnDone() override
     {
         m_service.m_heldBytes -= m_held;
@@ -84,13 +81,6 @@ private:
                         : grpc::Status::CANCELLED;
     }
     grpc::Status answer();
-    void end(const grpc::Status &status)
-    {
-        if (status.ok())
-            StartWriteAndFinish(&m_out, {}, status);
-        else
-            Finish(status);
-    }
     /// Accounts for bytes that the call keeps in memory; negative ones are given back.
     qint64 hold(qint64 bytes)
     {
@@ -99,10 +89,9 @@ private:
     }
 
     CallService &m_service;
-    grpc::GenericCallbackServerContext *const m_context;
+    grpc::CallbackServerContext *const m_context;
     grpc::ByteBuffer m_in;
-    grpc::ByteBuffer m_out;
-    std::atomic_bool m_cancelled = false;
+    grpc::ByteBuffer *const m_out;
     qint64 m_held = 0;
 };
 
@@ -113,7 +102,7 @@ grpc::Status CallService::Running::answer()
     Request request;
     Response response;
     QString error;
-    if (!fromBytes(m_in, &request, &error))
+    if (!decode(m_in, &request, &error))
         return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
     m_in.Clear(); // a long call need not keep the bytes
     hold(-m_held);
@@ -122,10 +111,10 @@ grpc::Status CallService::Running::answer()
         return status;
     if (isLate()) // the caller learns the same from the earlier of the two clocks
         return abandoned();
-    if (!toBytes<v1::CallResponse>(response, &m_out, &error))
+    if (!encode(response, m_out, &error))
         return refusal(grpc::StatusCode::INTERNAL,
                        QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
-    hold(static_cast<qint64>(m_out.Length())); // until the caller has read it
+    hold(static_cast<qint64>(m_out->Length())); // until the caller has read it
     return grpc::Status::OK;
 }
 
@@ -138,23 +127,12 @@ CallService::CallService(std::shared_ptr<const ServantTable> servants, std::shar
 {
 }
 
-/// A call of a method that no service of this process has; deletes itself when gRPC has done with it.
-class CallService::Unknown final : public grpc::ServerGenericBidiReactor
+grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
+                                            grpc::ByteBuffer *response)
 {
-public:
-    explicit Unknown(const std::string &method)
-    {
-        Finish(refusal(grpc::StatusCode::UNIMPLEMENTED,
-                       QStringLiteral("no method %1").arg(QString::fromStdString(method).left(200))));
-    }
-    void OnDone() override { delete this; }
-};
-
-grpc::ServerGenericBidiReactor *CallService::CreateReactor(grpc::GenericCallbackServerContext *context)
-{
-    if (context->method() == CallMethod)
-        return new Running(*this, context);
-    return new Unknown(context->method());
+    auto *call = new Running(*this, context, request, response);
+    call->start();
+    return call;
 }
 
 grpc::Status CallService::perform(const Request &request, const ICallContext &context, Response *response) const
@@ -171,7 +149,8 @@ grpc::Status CallService::perform(const Request &request, const ICallContext &co
     const CallGate::Pass pass(servant.gate);
     if (!pass.entered())
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" is withdrawn").arg(servant.tag));
-    trace(QStringLiteral("%1.%2").arg(servant.tag, request.method));
+    if (RpcLog::print())
+        trace(QStringLiteral("%1.%2").arg(servant.tag, request.method));
     CallResult result = invoke(*servant.object, request, context);
     if (result.error.code == RpcError::NotFound)
         return refusal(grpc::StatusCode::UNIMPLEMENTED,

@@ -3,23 +3,21 @@
 #include "rpc/Proxy.h"
 #include "rpc/Servants.h"
 #include "rpc/WorkerPool.h"
-#include <grpcpp/generic/async_generic_service.h>
+#include "tarn/v1/invoker.grpc.pb.h"
 
 namespace tarn::rpc {
 
-/// The Invoker service of a process. Its one method is served as a stream of one message: so a call can be executed in
-/// the thread that has read it and still learn of its cancellation. The endpoint registers the service's name beside it,
-/// for reflection.
-class CallService final : public grpc::CallbackGenericService
+/// The Invoker service of a process.
+class CallService final : public v1::Invoker::WithRawCallbackMethod_Call<v1::Invoker::Service>
 {
 public:
     CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client, WorkerPool &workers,
                 quint64 epoch);
-    grpc::ServerGenericBidiReactor *CreateReactor(grpc::GenericCallbackServerContext *context) override;
+    grpc::ServerUnaryReactor *Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
+                                   grpc::ByteBuffer *response) override;
 
 private:
     class Running;
-    class Unknown;
     grpc::Status perform(const Request &request, const ICallContext &context, Response *response) const;
 
     const std::shared_ptr<const ServantTable> m_servants;

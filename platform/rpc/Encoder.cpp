@@ -1,76 +1,101 @@
-#include "rpc/Encoder.h"
 #include "rpc/Limits.h"
+#include "rpc/Messages.h"
 #include "tarn/v1/invoker.pb.h"
 #include <QRect>
 #include <QStringList>
+#include <algorithm>
+#include <google/protobuf/arena.h>
+#include <grpcpp/support/byte_buffer.h>
 
 namespace tarn::rpc {
 namespace {
 
-bool encodeRect(const QRect &from, v1::Rect *to)
+constexpr size_t FirstBlockBytes = 4096; // most messages need no other
+
+/// Qt values to wire messages. One object per message. All functions return false once something is wrong.
+class Encoder
 {
-    for (const int edge : {from.left(), from.top(), from.right(), from.bottom()}) {
-        if (edge < -limits::Coordinate / 2 || edge > limits::Coordinate / 2)
-            return false; // the width of a larger one may not fit into an int
+public:
+    bool write(const Request &from, v1::CallRequest *to)
+    {
+        to->set_epoch(from.epoch);
+        return text(from.interfaceName, to->mutable_interface_name()) && text(from.object, to->mutable_object()) &&
+               text(from.method, to->mutable_method()) && bag(from.input, to->mutable_input());
     }
-    to->set_x(from.x());
-    to->set_y(from.y());
-    to->set_width(from.width());
-    to->set_height(from.height());
-    return true;
-}
+    bool write(const Response &from, v1::CallResponse *to)
+    {
+        to->set_accepted(from.accepted);
+        to->set_code(from.code);
+        return text(from.error, to->mutable_error()) && bag(from.output, to->mutable_output());
+    }
+    QString error() const { return m_error; }
 
-/// Only for strings that were checked or whose damage does not matter.
-std::string utf8(const QString &text)
-{
-    return text.toStdString();
-}
-
-} // namespace
-
-bool Encoder::encode(const Request &from, v1::CallRequest *to)
-{
-    to->set_epoch(from.epoch);
-    return text(from.interfaceName, to->mutable_interface_name()) && text(from.object, to->mutable_object()) &&
-           text(from.method, to->mutable_method()) && bag(from.input, to->mutable_input());
-}
-
-bool Encoder::encode(const Response &from, v1::CallResponse *to)
-{
-    to->set_accepted(from.accepted);
-    to->set_code(from.code);
-    return text(from.error, to->mutable_error()) && bag(from.output, to->mutable_output());
-}
-
-void Encoder::encode(const ObjectRef &from, v1::ObjectRef *to)
-{
-    to->set_interface_name(utf8(from.interfaceName));
-    to->set_tag(utf8(from.tag));
-    to->set_endpoint(utf8(from.endpoint));
-    to->set_epoch(from.epoch);
-}
-
-ObjectRef fromWire(const v1::ObjectRef &from)
-{
-    return {QString::fromStdString(from.interface_name()), QString::fromStdString(from.tag()),
-            QString::fromStdString(from.endpoint()), from.epoch()};
-}
-
-bool Encoder::bag(const Bag &from, v1::Bag *to)
-{
-    for (auto it = from.values.cbegin(); it != from.values.cend(); ++it) {
-        m_key = it.key();
-        std::string key;
-        if (!text(it.key(), &key) || !value(it.value(), &(*to->mutable_values())[key]))
+private:
+    bool bag(const Bag &from, v1::Bag *to)
+    {
+        if (!values(from.values, to->mutable_values()))
             return false;
+        m_key = QStringLiteral("(list)");
+        return items(from.list, to->mutable_list());
     }
-    m_key = QStringLiteral("(list)");
-    for (const QVariant &item : from.list) {
-        if (!value(item, to->add_list()))
-            return false;
+    template <class Values>
+    bool values(const QVariantMap &from, Values *to)
+    {
+        for (auto it = from.cbegin(); it != from.cend(); ++it) {
+            m_key = it.key();
+            std::string key;
+            if (!text(it.key(), &key) || !value(it.value(), &(*to)[key]))
+                return false;
+        }
+        return true;
     }
-    return true;
-}
+    template <class Items>
+    bool items(const QVariantList &from, Items *to)
+    {
+        to->Reserve(from.size());
+        return std::all_of(from.cbegin(), from.cend(), [&](const QVariant &item) { return value(item, to->Add()); });
+    }
+    bool value(const QVariant &from, v1::Value *to);
+    bool rect(const QRect &from, v1::Rect *to)
+    {
+        for (const int edge : {from.left(), from.top(), from.right(), from.bottom()}) {
+            if (edge < -limits::Coordinate / 2 || edge > limits::Coordinate / 2) // its width may not fit into an int
+                return fail(QStringLiteral("a rectangle is out of range"));
+        }
+        to->set_x(from.x());
+        to->set_y(from.y());
+        to->set_width(from.width());
+        to->set_height(from.height());
+        return true;
+    }
+    bool text(const QString &from, std::string *to)
+    {
+        if (!from.isValidUtf16()) // would arrive as a question mark
+            return fail(QStringLiteral("a text holds a lone surrogate"));
+        *to = from.toStdString();
+        return true;
+    }
+    bool enter()
+    {
+        return ++m_depth <= limits::Depth ||
+               fail(QStringLiteral("lists and maps nested deeper than %1").arg(limits::Depth));
+    }
+    bool leave()
+    {
+        --m_depth;
+        return true;
+    }
+    bool fail(const QString &reason)
+    {
+        m_error = QStringLiteral("key \"%1\": %2").arg(m_key.left(80), reason);
+        return false;
+    }
+
+    int m_depth = 0;
+    int m_nodes = 0;
+    QString m_key; ///< innermost key, for the error
+    QString m_error;
+};
 
 bool Encoder::value(const QVariant &from, v1::Value *to)
 {
@@ -78,7 +103,7 @@ bool Encoder::value(const QVariant &from, v1::Value *to)
         return fail(QStringLiteral("more than %1 values").arg(limits::Nodes));
     const int type = from.userType();
     if (type == qMetaTypeId<ObjectRef>()) {
-        encode(from.value<ObjectRef>(), to->mutable_object_value());
+        toWire(from.value<ObjectRef>(), to->mutable_object_value());
         return true;
     }
     switch (type) {
@@ -111,66 +136,63 @@ bool Encoder::value(const QVariant &from, v1::Value *to)
         return true;
     case QMetaType::QStringList:
     case QMetaType::QVariantList:
-        return list(from.toList(), to);
+        return enter() && items(from.toList(), to->mutable_list_value()->mutable_items()) && leave();
     case QMetaType::QVariantMap:
-        return map(from.toMap(), to);
+        return enter() && values(from.toMap(), to->mutable_map_value()->mutable_values()) && leave();
     case QMetaType::QRect:
-        return encodeRect(from.toRect(), to->mutable_rect_value()) ||
-               fail(QStringLiteral("a rectangle is out of range"));
+        return rect(from.toRect(), to->mutable_rect_value());
     default:
         return fail(QStringLiteral("values of type %1 cannot be sent").arg(QLatin1String(from.typeName())));
     }
 }
 
-bool Encoder::list(const QVariantList &from, v1::Value *to)
+template <class Wire, class Message>
+bool encodeAs(const Message &from, grpc::ByteBuffer *to, QString *error)
 {
-    if (!enter())
+    alignas(8) char block[FirstBlockBytes];
+    google::protobuf::Arena arena(block, sizeof block);
+    auto *wire = google::protobuf::Arena::CreateMessage<Wire>(&arena);
+    Encoder encoder;
+    if (!encoder.write(from, wire)) {
+        *error = encoder.error();
         return false;
-    v1::ValueList *items = to->mutable_list_value();
-    items->mutable_items()->Reserve(from.size());
-    for (const QVariant &item : from) {
-        if (!value(item, items->add_items()))
-            return false;
     }
-    --m_depth;
-    return true;
-}
-
-bool Encoder::map(const QVariantMap &from, v1::Value *to)
-{
-    if (!enter())
+    const size_t size = wire->ByteSizeLong();
+    if (size > limits::MessageBytes) {
+        *error =
+            QStringLiteral("the message has %1 bytes, at most %2 are possible").arg(size).arg(limits::MessageBytes);
         return false;
-    auto *values = to->mutable_map_value()->mutable_values();
-    for (auto it = from.cbegin(); it != from.cend(); ++it) {
-        m_key = it.key();
-        std::string key;
-        if (!text(it.key(), &key) || !value(it.value(), &(*values)[key]))
-            return false;
     }
-    --m_depth;
+    grpc::Slice slice(size);
+    wire->SerializeWithCachedSizesToArray(const_cast<uint8_t *>(slice.begin()));
+    *to = grpc::ByteBuffer(&slice, 1);
     return true;
 }
 
-bool Encoder::text(const QString &from, std::string *to)
+} // namespace
+
+bool encode(const Request &from, grpc::ByteBuffer *to, QString *error)
 {
-    // A lone surrogate would arrive as a question mark.
-    if (!from.isValidUtf16())
-        return fail(QStringLiteral("a text holds a lone surrogate"));
-    *to = utf8(from);
-    return true;
+    return encodeAs<v1::CallRequest>(from, to, error);
 }
 
-bool Encoder::enter()
+bool encode(const Response &from, grpc::ByteBuffer *to, QString *error)
 {
-    if (++m_depth > limits::Depth)
-        return fail(QStringLiteral("lists and maps nested deeper than %1").arg(limits::Depth));
-    return true;
+    return encodeAs<v1::CallResponse>(from, to, error);
 }
 
-bool Encoder::fail(const QString &reason)
+void toWire(const ObjectRef &from, v1::ObjectRef *to)
 {
-    m_error = QStringLiteral("key \"%1\": %2").arg(m_key.left(80), reason);
-    return false;
+    to->set_interface_name(from.interfaceName.toStdString());
+    to->set_tag(from.tag.toStdString());
+    to->set_endpoint(from.endpoint.toStdString());
+    to->set_epoch(from.epoch);
+}
+
+ObjectRef fromWire(const v1::ObjectRef &from)
+{
+    return {QString::fromStdString(from.interface_name()), QString::fromStdString(from.tag()),
+            QString::fromStdString(from.endpoint()), from.epoch()};
 }
 
 } // namespace tarn::rpc

@@ -2,7 +2,6 @@
 #include "rpc/CallService.h"
 #include "rpc/Channels.h"
 #include "tarn/rpc/RuntimeDir.h"
-#include "tarn/v1/invoker.grpc.pb.h"
 #include <QCoreApplication>
 #include <QRandomGenerator>
 #include <chrono>
@@ -57,13 +56,6 @@ void keepCallbackThreads()
     builder.RegisterCallbackGenericService(&nothing);
     static const grpc::Server *const keeper = builder.BuildAndStart().release();
     Q_UNUSED(keeper)
-}
-
-/// Reflection lists registered services only. The generic service handles the calls.
-grpc::Service &invokerName()
-{
-    static v1::Invoker::WithGenericMethod_Call<v1::Invoker::Service> name;
-    return name;
 }
 
 void enablePlugins()
@@ -146,8 +138,7 @@ bool Endpoint::start(grpc::ServerBuilder &builder, grpc::Service *further)
     enablePlugins();
     setLimits(builder);
     setKeepAlive(builder);
-    builder.RegisterCallbackGenericService(m_calls.get());
-    builder.RegisterService(&invokerName());
+    builder.RegisterService(m_calls.get());
     if (further)
         builder.RegisterService(further);
     m_server = builder.BuildAndStart();

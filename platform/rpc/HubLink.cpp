@@ -1,7 +1,7 @@
 #include "rpc/HubLink.h"
 #include "rpc/Channels.h"
-#include "rpc/Encoder.h"
 #include "rpc/LastError.h"
+#include "rpc/Messages.h"
 #include "tarn/rpc/HubPort.h"
 #include "tarn/v1/hub.grpc.pb.h"
 #include <algorithm>

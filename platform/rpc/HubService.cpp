@@ -1,6 +1,6 @@
 #include "rpc/HubService.h"
-#include "rpc/Encoder.h"
 #include "rpc/Log.h"
+#include "rpc/Messages.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <grpcpp/support/server_callback.h>
@@ -123,7 +123,7 @@ grpc::ServerUnaryReactor *HubService::Resolve(grpc::CallbackServerContext *conte
                          QStringLiteral("no object \"%1\" is registered").arg(tag.left(200)).toStdString()});
         return reactor;
     }
-    Encoder::encode(found, reply);
+    toWire(found, reply);
     reactor->Finish(grpc::Status::OK);
     return reactor;
 }
@@ -133,7 +133,7 @@ grpc::ServerUnaryReactor *HubService::List(grpc::CallbackServerContext *context,
 {
     for (const RegistryEntry &entry : m_registry.list()) {
         v1::Entry *each = reply->add_entries();
-        Encoder::encode(entry.object, each->mutable_object());
+        toWire(entry.object, each->mutable_object());
         each->set_pid(entry.pid);
         each->set_program(entry.program.toStdString());
     }

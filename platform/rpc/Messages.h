@@ -1,6 +1,13 @@
 #pragma once
 #include "tarn/rpc/Bag.h"
 
+namespace grpc {
+class ByteBuffer;
+}
+namespace tarn::v1 {
+class ObjectRef;
+}
+
 namespace tarn::rpc {
 
 /// A call and its answer in Qt types: what the wire messages CallRequest and CallResponse hold.
@@ -20,5 +27,19 @@ struct Response
     QString error;
     Bag output;
 };
+
+/// Refuses what would not arrive whole: types that the wire does not know, texts that are no valid UTF-16, too deep
+/// nesting, too many values or bytes.
+/// @return false with the reason
+bool encode(const Request &from, grpc::ByteBuffer *to, QString *error);
+bool encode(const Response &from, grpc::ByteBuffer *to, QString *error);
+
+/// @return false with the reason when the bytes are no such message or break a limit
+template <class Message> // Request or Response
+bool decode(const grpc::ByteBuffer &from, Message *to, QString *error);
+
+/// References as the hub sends them.
+void toWire(const ObjectRef &from, v1::ObjectRef *to);
+ObjectRef fromWire(const v1::ObjectRef &from);
 
 } // namespace tarn::rpc

@@ -1,8 +1,6 @@
 #include "rpc/Proxy.h"
-#include "rpc/Bytes.h"
 #include "rpc/LastError.h"
-#include "rpc/Log.h"
-#include "tarn/v1/invoker.pb.h"
+#include "rpc/Messages.h"
 #include <QScopeGuard>
 #include <grpcpp/client_context.h>
 #include <grpcpp/generic/generic_stub.h>
@@ -149,7 +147,7 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
     grpc::ByteBuffer in;
     if (!connection)
         return {grpc::StatusCode::UNAVAILABLE, "the connection was closed by another thread"};
-    if (!toBytes<v1::CallRequest>(request, &out, &error))
+    if (!encode(request, &out, &error))
         return {grpc::StatusCode::INVALID_ARGUMENT, error.toStdString()};
     grpc::ClientContext context;
     context.set_deadline(deadline);
@@ -170,7 +168,7 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
         distrust(connection);
     if (!status.ok())
         return status;
-    if (!fromBytes(in, &response, &error))
+    if (!decode(in, &response, &error))
         return {grpc::StatusCode::INTERNAL, "the answer is refused: " + error.toStdString()};
     result->accepted = response.accepted;
     result->retCode = response.code;
