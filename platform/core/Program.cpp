@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <system_error>
 #include <thread>
@@ -90,7 +91,7 @@ void raiseDescriptorLimit()
     ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// The two below run in signal context: only write(), alarm() and _exit() are allowed.
+// The two below run in signal context: only functions such as write(), poll(), alarm() and _exit() are allowed.
 void onSignal(int)
 {
     const int savedErrno = errno;
@@ -105,7 +106,10 @@ void onSignal(int)
 void onAlarm(int)
 {
     constexpr char Text[] = "the main thread hangs, the process ends at once\n";
-    const ssize_t written = ::write(STDERR_FILENO, Text, sizeof Text - 1);
+    pollfd log = {STDERR_FILENO, POLLOUT, 0};
+    // What hangs may be the reader of a full pipe.
+    const bool canWrite = ::poll(&log, 1, 0) == 1;
+    const ssize_t written = canWrite ? ::write(STDERR_FILENO, Text, sizeof Text - 1) : 0;
     static_cast<void>(written);
     ::_exit(1);
 }

@@ -3,6 +3,7 @@
 #include <QTemporaryFile>
 #include <QTest>
 #include <csignal>
+#include <fcntl.h>
 #include <functional>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -97,6 +98,13 @@ void TestProgram::mainThreadThatHangs()
 {
     const int status = statusOf([] {
         const core::UnixSignals signalSource(1);
+        int ends[2];
+        if (::pipe2(ends, O_NONBLOCK) != 0)
+            ::_exit(2);
+        while (::write(ends[1], "x", 1) == 1) { // a full pipe that is not read
+        }
+        ::fcntl(ends[1], F_SETFL, 0);
+        ::dup2(ends[1], STDERR_FILENO);
         ::raise(SIGTERM);
         for (;;)
             ::pause();
