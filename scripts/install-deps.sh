@@ -9,7 +9,7 @@ build=(
     build-essential ccache cmake git ninja-build pkg-config
     qtbase5-dev libqt5svg5-dev libx11-dev
     libgrpc++-dev libgrpc-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc
-    libarchive-dev libsodium-dev libmicrohttpd-dev libqrencode-dev libbsd-dev
+    libarchive-dev libsodium-dev libmicrohttpd-dev libqrencode-dev libbsd-dev libxcb1-dev
 )
 # What the programs load at run time beyond the libraries they are linked with.
 run=(libqt5svg5 libqt5sql5-sqlite fonts-noto-cjk)
@@ -17,7 +17,7 @@ run=(libqt5svg5 libqt5sql5-sqlite fonts-noto-cjk)
 test=(
     clang-format dbus openbox xfwm4 metacity trayer x11-utils x11-xserver-utils xdotool xvfb
     at-spi2-core python3-pyatspi openssl
-    libxcb1-dev libxcb-damage0-dev libxcb-xtest0-dev
+    libxcb-damage0-dev libxcb-xtest0-dev
     chromium chromium-driver
     python3-gi python3-selenium python3-xlib
     xcompmgr xserver-xorg-core xserver-xorg-video-dummy

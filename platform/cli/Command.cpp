@@ -155,7 +155,7 @@ Command makeCommand(const char *words, const char *summary, const char *descript
 const QList<Command> &allCommands()
 {
     static const QList<Command> table = statusCommands() + callCommands() + cloudCommands() + messageCommands() +
-                                        upgradeCommands() + documentCommands();
+                                        upgradeCommands() + noticeCommands() + documentCommands();
     return table;
 }
 
@@ -166,6 +166,7 @@ const QList<Group> &allGroups()
         {{"cloud", "account"}, "adds, removes, lists and locks accounts"},
         {{"message"}, "pushes, lists and imports messages"},
         {{"upgrade"}, "looks for updates, shows notes, tasks and ignored updates"},
+        {{"notice"}, "reaches the pop-up notices by keyboard"},
     };
     return groups;
 }

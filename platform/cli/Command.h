@@ -97,6 +97,7 @@ QList<Command> callCommands();
 QList<Command> cloudCommands();
 QList<Command> messageCommands();
 QList<Command> upgradeCommands();
+QList<Command> noticeCommands();
 QList<Command> documentCommands();
 
 } // namespace tarn::cli

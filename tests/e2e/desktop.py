@@ -1,6 +1,9 @@
 """The desktop as its user meets it: windows by the X server, keys and mouse by XTEST, what a screen reader gets by AT-SPI."""
+import os
+import subprocess
 import time
 from collections import namedtuple
+from contextlib import contextmanager
 
 import gi
 import pyatspi
@@ -29,11 +32,24 @@ def wait(condition, what, seconds=20):
         GLib.source_remove(tick)
 
 
+@contextmanager
+def x_server():
+    """A further X server without a window manager: its process and its display's name."""
+    reader, writer = os.pipe()
+    with subprocess.Popen(["Xvfb", "-displayfd", str(writer), "-nolisten", "tcp", "-noreset"], pass_fds=[writer],
+                          stderr=subprocess.DEVNULL) as server, open(reader, encoding="ascii") as name:
+        os.close(writer)
+        try:
+            yield server, ":" + name.readline().strip()
+        finally:
+            server.kill()
+
+
 class Desktop:
     """Windows, keyboard and mouse."""
 
-    def __init__(self):
-        self.display = display.Display()
+    def __init__(self, name=None):
+        self.display = display.Display(name)
         self.root = self.display.screen().root
 
     def resource(self, number):
@@ -106,13 +122,18 @@ class Desktop:
 
     def open_window(self, x, y, width, height):
         """A window of another program, active; its place is the window manager's."""
-        window = self.root.create_window(x, y, width, height, 0, X.CopyFromParent)
-        window.set_wm_name("application")
-        window.set_wm_normal_hints(flags=3, x=x, y=y)  # the user's place
-        window.change_property(self.display.intern_atom("WM_WINDOW_ROLE"), Xatom.STRING, 8, b"application")
-        window.map()
+        window = self.map_window(x, y, width, height, "application")
         self.activate("application")
         return self.place(window)
+
+    def map_window(self, x, y, width, height, role):
+        window = self.root.create_window(x, y, width, height, 0, X.CopyFromParent)
+        window.set_wm_name(role)
+        window.set_wm_normal_hints(flags=3, x=x, y=y)  # the user's place
+        window.change_property(self.display.intern_atom("WM_WINDOW_ROLE"), Xatom.STRING, 8, role.encode())
+        window.map()
+        self.display.sync()
+        return window
 
     def open_panel(self, strut):
         """A panel of the desktop, which keeps this space free (_NET_WM_STRUT_PARTIAL)."""
