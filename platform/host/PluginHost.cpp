@@ -1,5 +1,6 @@
 #include "host/PluginHost.h"
 #include "host/BundleContext.h"
+#include "host/MissingHubNotice.h"
 #include "host/PluginMetadata.h"
 #include "tarn/factory/IServiceObjectCreator.h"
 #include "tarn/factory/ObjectFactory.h"
@@ -13,6 +14,7 @@
 namespace {
 constexpr int FirstRetryMs = 1000;
 constexpr int LastRetryMs = 4000;
+constexpr int TellMs = 10000; // shorter troubles end by themselves
 
 const QString Creator = QStringLiteral("CVisualizedServiceCreator");
 const QString &Tag = tarn::visualized::DefaultTag;
@@ -25,7 +27,10 @@ PluginHost::PluginHost(QObject *parent)
     connect(&m_retry, &QTimer::timeout, this, &PluginHost::createService);
 }
 
-PluginHost::~PluginHost() = default;
+PluginHost::~PluginHost()
+{
+    delete m_notice;
+}
 
 int PluginHost::load(const QString &directory)
 {
@@ -69,6 +74,7 @@ void PluginHost::start()
         if (bundle.activator)
             bundle.activator->start(bundle.context);
     }
+    m_sinceStart.start();
     constructCreator();
     createService();
 }
@@ -89,17 +95,32 @@ void PluginHost::createService()
 {
     // Without a hub another attempt would only fill the log.
     const bool isDue = m_creator && (!m_retry.isActive() || tarn::rpc::hubPort() != 0);
-    if (!m_creator || (isDue && m_creator->create(Tag)))
+    if (!m_creator || (isDue && m_creator->create(Tag))) {
         m_retry.stop();
-    else if (!m_retry.isActive())
+        delete m_notice;
+        return;
+    }
+    if (!m_retry.isActive())
         m_retry.start();
     else if (isDue)
         m_retry.setInterval(qMin(2 * m_retry.interval(), LastRetryMs));
+    tellUser();
+}
+
+void PluginHost::tellUser()
+{
+    const QString text = m_owner->property("startError").toString();
+    if (m_told || text.isEmpty() || !m_sinceStart.hasExpired(TellMs))
+        return;
+    m_told = true;
+    m_notice = new MissingHubNotice(text);
+    m_notice->show();
 }
 
 void PluginHost::stop()
 {
     m_retry.stop();
+    delete m_notice;
     if (m_creator)
         m_creator->destroy(Tag);
     m_creator = nullptr;

@@ -1,11 +1,14 @@
 #pragma once
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QSharedPointer>
 #include <QStringList>
 #include <QTimer>
 
 class IServiceObjectCreator;
+class QWidget;
 
 namespace tarn::osgi {
 class IBundleActivator;
@@ -25,7 +28,7 @@ public:
     /// @return number of plug-ins loaded
     int load(const QString &directory);
     /// Starts the bundles, then constructs the creator of the visualized service and has it create the service. When that
-    /// fails, because no hub runs yet, it is tried again until it succeeds.
+    /// fails, because no hub runs yet, it is tried again until it succeeds. After ten seconds a notice tells the user.
     void start();
     /// Destroys the service and stops the bundles.
     void stop();
@@ -39,9 +42,13 @@ private:
     bool loadFile(const QString &file);
     void constructCreator();
     void createService();
+    void tellUser();
 
     QList<Bundle> m_bundles;
     QSharedPointer<QObject> m_owner; ///< of the creator
     IServiceObjectCreator *m_creator = nullptr;
     QTimer m_retry;
+    QElapsedTimer m_sinceStart;
+    QPointer<QWidget> m_notice; ///< that the service cannot be created
+    bool m_told = false;        ///< the user may have closed the notice
 };

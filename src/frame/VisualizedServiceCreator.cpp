@@ -135,6 +135,11 @@ void CVisualizedServiceCreator::destroy(const QString &tag)
     VT_LOG(debug) << line(__func__, QStringLiteral("服务对象释放成功，标签[%1]").arg(tag));
 }
 
+QString CVisualizedServiceCreator::startError() const
+{
+    return CServiceManager::hasInstance() ? CServiceManager::getInstance()->startError() : QString();
+}
+
 void CVisualizedServiceCreator::closeService()
 {
     CManagerAccess::shut(); // refuses operations from here on

@@ -13,12 +13,15 @@ class CVisualizedServiceCreator final : public QObject, public IServiceObjectCre
 {
     Q_OBJECT
     Q_INTERFACES(IServiceObjectCreator)
+    Q_PROPERTY(QString startError READ startError)
 public:
     explicit CVisualizedServiceCreator(QObject *parent = nullptr);
     ~CVisualizedServiceCreator() override;
 
     bool create(const QString &tag) override;
     void destroy(const QString &tag) override;
+    /// Text for the user when the hub could not be started or reached, empty otherwise; rich text, which the host shows.
+    QString startError() const;
 
 private:
     /// @param added set when the object must be removed after a failure

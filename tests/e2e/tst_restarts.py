@@ -4,9 +4,10 @@ import os
 import re
 import signal
 import socket
+import time
 import unittest
 
-from desktop import wait
+from desktop import Desktop, Ear, Node, wait, x_server
 from platformtest import PlatformTest, main
 from products import Products, archive
 from session import Session
@@ -17,12 +18,56 @@ DOWNLOADING, INSTALLED = 1, 13  # states of a task
 CLICKED = 3  # receipt
 
 
-class Platforms(unittest.TestCase):
+class Fresh(unittest.TestCase):
     """Each test with a fresh session."""
 
     def setUp(self):
         self.session = Session()
         self.addCleanup(self.session.close)
+
+
+class Starts(Fresh):
+    """Hosts that lack a part of what they need."""
+
+    def test_missing_hub_is_told(self):
+        desktop, ear = Desktop(), Ear()
+        program = f"{self.session.bin}/{HUB}"
+        os.rename(program, program + ".away")
+        focused = desktop.open_window(100, 100, 300, 200).id
+        self.session.host = self.session.start(HOST)
+        notice = desktop.window("MissingHubNotice")
+        self.assertEqual((notice.x + notice.width, notice.y + notice.height), (1920 - 11, 1080 - 11))
+        self.assertEqual(desktop.focused(), focused)
+        ear.find(lambda one: one == Node("notification", "岚川软件平台", "缺少岚川关键服务，请下载并重新安装软件！"))
+        ear.find(lambda one: one == Node("push button", "关闭", ""))
+        os.rename(program + ".away", program)
+        hub = self.session.start(HUB, "quickboot")
+        desktop.wait_gone("MissingHubNotice")
+        self.session.wait_ready()
+        self.assertEqual(self.session.stop_host(), 0)
+        hub.terminate()
+        hub.wait(15)
+
+    def test_host_ends_although_its_display_hangs(self):
+        with x_server() as (server, display):
+            self.session.environment["DISPLAY"] = display
+            self.session.start_host()
+            self.session.push()
+            self.session.call("ShowMessageCenter")
+            server.send_signal(signal.SIGSTOP)
+            try:
+                start = time.monotonic()
+                self.session.stop_host()
+                self.assertLess(time.monotonic() - start, 7)
+            finally:
+                server.send_signal(signal.SIGCONT)
+
+
+class Platforms(Fresh):
+    """Killed and doubled programs."""
+
+    def setUp(self):
+        super().setUp()
         self.session.start_host()
 
     def sockets(self):
