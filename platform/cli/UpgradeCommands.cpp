@@ -121,12 +121,29 @@ void printIgnores(const QVariantList &ignores)
     }
 }
 
+// A status in pages is one list.
+QVariantMap statusOf(const rpc::CallResult &result)
+{
+    if (result.output.list.isEmpty())
+        return result.output.values;
+    QVariantList ignores;
+    QVariantList tasks;
+    for (const QVariant &entry : result.output.list)
+        (entry.toMap().contains(wire::ignored::Product) ? ignores : tasks) << entry;
+    return {{wire::Ignores, ignores}, {wire::Tasks, tasks}};
+}
+
 int runStatus(const Line &line)
 {
-    return ask(query(wire::method::UpgradeStatus, {}), line, [](const rpc::CallResult &result) {
-        printIgnores(result.output.values.value(wire::Ignores).toList());
-        printTasks(result.output.values.value(wire::Tasks).toList());
-    });
+    Query paged = query(wire::method::UpgradeStatus, {});
+    paged.paged = true;
+    return ask(
+        paged, line,
+        [](const rpc::CallResult &result) {
+            printIgnores(statusOf(result).value(wire::Ignores).toList());
+            printTasks(statusOf(result).value(wire::Tasks).toList());
+        },
+        [](const rpc::CallResult &result) { return QVariant(statusOf(result)); });
 }
 
 int runTasks(const Line &line)

@@ -21,8 +21,6 @@ namespace detail = link::wire::detail;
 
 namespace {
 
-constexpr int PageRecords = 1000; // and at most PageBytes; a single larger message is a page by itself
-
 // The columns that are read beside those of the fields.
 enum Column { Seq, Id, ReadAt, StoredAt, DeletedAt, IgnoredAt, SortTime, FirstField };
 
@@ -343,18 +341,10 @@ private:
         if (!cursor.isEmpty() && !last.read(cursor))
             throw Failure(
                 QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor.left(100)));
-        Bag output;
-        qint64 bytes = 0;
+        Page page;
         const auto add = [&](const QSqlQuery &row) {
-            const QVariantMap record = recordOf(row, kind);
-            bytes += estimatedBytes(record);
-            if (!output.list.isEmpty() && (output.list.size() == PageRecords || bytes > PageBytes)) {
-                output.values.insert(wire::Cursor, last.toText());
-                return false;
-            }
-            output.list.append(record);
-            last = {row.value(SortTime).toLongLong(), row.value(Seq).toLongLong()};
-            return true;
+            const Place place{row.value(SortTime).toLongLong(), row.value(Seq).toLongLong()};
+            return page.add(recordOf(row, kind), place.toText());
         };
         const QString filter = kind == Kind::All ? QString() : QStringLiteral("AND deleted_at IS NULL ");
         m_thread.run([&] {
@@ -363,7 +353,7 @@ private:
                           .arg(columns(), filter),
                       {last.time, last.seq}, add);
         });
-        return acceptedWith(code::Ok, output);
+        return acceptedWith(code::Ok, page.bag);
     }
 
     QVariantMap recordOf(const QSqlQuery &row, Kind kind)

@@ -1,5 +1,6 @@
 #pragma once
-#include <QVariant>
+#include "tarn/link/MessageWire.h"
+#include "tarn/rpc/Bag.h"
 
 /// Lists that are too long for one message of the RPC layer are answered in pages.
 namespace tarn::services {
@@ -24,5 +25,32 @@ inline qint64 estimatedBytes(const QVariant &value)
     }
     return bytes;
 }
+
+/// One page of a list. A page that is not the last names its last record's place: the next page begins behind it.
+class Page
+{
+public:
+    static constexpr int MaxRecords = 1000; ///< and at most PageBytes; a single larger record is a page by itself
+
+    /// @return false when the record belongs to the next page
+    bool add(const QVariantMap &record, const QString &place)
+    {
+        m_bytes += estimatedBytes(record);
+        if (!bag.list.isEmpty() && (bag.list.size() == MaxRecords || m_bytes > PageBytes)) {
+            bag.values.insert(link::wire::Cursor, m_last);
+            return false;
+        }
+        bag.list.append(record);
+        m_last = place;
+        return true;
+    }
+    bool isLast() const { return bag.values.isEmpty(); }
+
+    rpc::Bag bag;
+
+private:
+    QString m_last;
+    qint64 m_bytes = 0;
+};
 
 } // namespace tarn::services

@@ -63,7 +63,6 @@ public:
         m_thread.run([&] {
             m_store = std::make_unique<UpgradeStore>(directory);
             m_engine = std::make_unique<UpgradeEngine>(m_store.get(), settings, [this] { m_changed.wakeAll(); });
-            m_engine->resume();
         });
     }
     ~UpgradeService() override
@@ -160,29 +159,24 @@ private:
         return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
     }
 
-    // As "taskInfoList" while all tasks fit into one message, else in pages: a list and the place of the next page.
+    // Adds the tasks behind a place of the list, which is a task's id.
+    static void addTasks(const QList<UpgradeTask> &tasks, qint64 place, Page *page)
+    {
+        for (const UpgradeTask &task : tasks) {
+            if (task.id > place && !page->add(toTaskMap(task), QString::number(task.id)))
+                return;
+        }
+    }
+
+    // As "taskInfoList" while all tasks fit into one message, else in pages.
     CallResult queryTaskInfos(const Request &request)
     {
-        const QList<UpgradeTask> tasks = m_thread.run([this] { return m_engine->tasks(); });
         const QString place = request.values().value(wire::Cursor).toString();
-        Bag output;
-        qint64 bytes = 0;
-        qint64 last = 0;
-        for (const UpgradeTask &task : tasks) {
-            if (task.id <= place.toLongLong())
-                continue;
-            const QVariantMap map = toTaskMap(task);
-            bytes += estimatedBytes(map);
-            if (bytes > PageBytes && !output.list.isEmpty()) {
-                output.values.insert(wire::Cursor, QString::number(last));
-                break;
-            }
-            output.list << map;
-            last = task.id;
-        }
-        if (place.isEmpty() && output.values.isEmpty())
-            return ok({{key::TaskInfoList, output.list}});
-        return ok(output.values, output.list);
+        Page page;
+        addTasks(m_thread.run([this] { return m_engine->tasks(); }), place.toLongLong(), &page);
+        if (place.isEmpty() && page.isLast())
+            return ok({{key::TaskInfoList, page.bag.list}});
+        return acceptedWith(code::Ok, page.bag);
     }
 
     CallResult stopUpgrade(const Request &request)
@@ -273,17 +267,29 @@ private:
         return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
     }
 
-    CallResult status(const Request &)
+    // As Ignores and Tasks while all fit into one message, else in pages: the ignored updates, whose places are negative,
+    // and then the tasks.
+    CallResult status(const Request &request)
     {
-        QVariantList ignores;
-        QVariantList tasks;
+        const QString cursor = request.values().value(wire::Cursor).toString();
+        QList<UpgradeStore::Ignored> ignores;
+        QList<UpgradeTask> tasks;
         m_thread.run([&] {
-            for (const UpgradeStore::Ignored &entry : m_store->ignores())
-                ignores << toMap(entry);
-            for (const UpgradeTask &task : m_engine->tasks())
-                tasks << toTaskMap(task);
+            ignores = m_store->ignores();
+            tasks = m_engine->tasks();
         });
-        return ok({{wire::Ignores, ignores}, {wire::Tasks, tasks}});
+        const int count = ignores.size();
+        const qint64 place = cursor.isEmpty() ? -count - 1 : cursor.toLongLong();
+        Page page;
+        for (int i = 0; i < count && page.isLast(); ++i) {
+            if (i - count > place)
+                page.add(toMap(ignores.at(i)), QString::number(i - count));
+        }
+        if (page.isLast())
+            addTasks(tasks, place, &page);
+        if (cursor.isEmpty() && page.isLast())
+            return ok({{wire::Ignores, page.bag.list.mid(0, count)}, {wire::Tasks, page.bag.list.mid(count)}});
+        return acceptedWith(code::Ok, page.bag);
     }
 
     CallResult forgetIgnores(const Request &request)

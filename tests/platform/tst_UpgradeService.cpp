@@ -298,25 +298,34 @@ void TestUpgradeService::manyTasksComeInPages()
     m_service.reset();
     {
         services::UpgradeStore store(m_directory->path());
+        services::UpgradeTask task;
+        task.state = upgrade::state::Cancelled;
         for (int i = 0; i < Count; ++i) {
-            services::UpgradeTask task;
+            const QString big = QString::number(i) + QString(300000, 'x');
+            store.ignore({{big, {}, {}, {}, "1"}});
             task.product = QString::number(i);
-            task.state = upgrade::state::Cancelled;
-            task.sections.insert(key::Software, QVariantMap{{key::NotesFile, QString(300000, 'x')}});
-            store.start(task);
+            task.sections.insert(key::Software, QVariantMap{{key::NotesFile, big}});
+            store.save(task);
         }
     }
     start();
-    QStringList names;
-    QVariantMap place;
-    do {
-        const CallResult page = call("QueryTaskInfos", place);
-        QVERIFY(page.accepted && !page.output.list.isEmpty() && page.output.list.size() < Count);
-        for (const QVariant &task : page.output.list)
-            names << task.toMap().value(key::SoftName).toString();
-        place = page.output.values;
-    } while (place.contains(wire::Cursor));
-    QCOMPARE(names, QString("0,1,2,3,4,5,6").split(','));
+    const auto rows = [this](const QString &method) {
+        QString names;
+        QVariantMap place;
+        do {
+            const CallResult page = call(method, place);
+            if (page.output.list.isEmpty() || page.output.list.size() >= Count)
+                return QString("not a page");
+            for (const QVariant &row : page.output.list)
+                names += row.toMap().value(key::SoftName, row.toMap().value(wire::ignored::Product)).toString().at(0);
+            place = page.output.values;
+        } while (place.contains(wire::Cursor));
+        return names;
+    };
+    QCOMPARE(rows("QueryTaskInfos"), QString("0123456"));
+    QCOMPARE(rows(wire::method::UpgradeStatus), QString("01234560123456"));
+    QVERIFY(call(wire::method::ForgetIgnores).accepted);
+    QCOMPARE(rows(wire::method::UpgradeStatus), QString("0123456"));
 }
 
 QTEST_GUILESS_MAIN(TestUpgradeService)

@@ -11,7 +11,8 @@ namespace method {
 inline const QString AnnounceUpdates = QStringLiteral("AnnounceUpdates");
 /// Has the update notes of one product shown, also of an ignored update. Input: "软件名称". Output: Shown, ShowError.
 inline const QString ShowNotes = QStringLiteral("ShowUpdateNotes");
-/// No input. Output: Ignores and Tasks (lists of maps, keys below and those of a task).
+/// No input. Output: Ignores and Tasks (lists of maps, keys below and those of a task). Where they do not fit into one
+/// message: paged, as one list with the ignored updates first.
 inline const QString UpgradeStatus = QStringLiteral("GetUpgradeStatus");
 /// Input: "软件名称", empty for all. The ignored updates are offered again. Output: Removed (int).
 inline const QString ForgetIgnores = QStringLiteral("ForgetIgnores");
