@@ -1,5 +1,5 @@
 #pragma once
-#include <QString>
+#include "services/Failure.h"
 #include <filesystem>
 #include <vector>
 
@@ -27,24 +27,20 @@ public:
     [[noreturn]] void giveUp(const QString &error);
 
 private:
-    struct Entry
-    {
-        char kind = 0; ///< 'R' replaced, 'N' new file, 'D' new directory
-        std::string path;
-    };
     using Path = std::filesystem::path;
 
-    QString journalFile() const;
-    std::vector<Entry> plan() const;
+    std::vector<Path> plan() const;
     void checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
-    void swapAll(const std::vector<Entry> &entries) const;
-    void writeJournal(const std::vector<Entry> &entries) const;
-    std::vector<Entry> readJournal() const;
-    void swap(const Entry &entry) const;
-    void undo(const Entry &entry) const;
+    void swapAll() const;
+    std::vector<Path> readJournal() const;
+    void restore(const Path &relative) const;
+    void removeArea() const;
 
     const Path m_directory;
     const Path m_area;
+    const Path m_new; ///< staged files; a path is here until it is in the directory
+    const Path m_old; ///< replaced files; a path is here until it is back
+    const Path m_journal;
 };
 
 } // namespace tarn::services

@@ -1,7 +1,9 @@
 #include "services/Files.h"
 #include "services/Log.h"
 #include <QDateTime>
+#include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <QTemporaryFile>
 #include <cerrno>
 #include <cstring>
@@ -102,6 +104,21 @@ int openRegular(const QString &file)
     ::close(descriptor);
     errno = EINVAL;
     return -1;
+}
+
+QString dataDirectory()
+{
+    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    QString path = base + QStringLiteral("/tarn");
+    const QByteArray name = QFile::encodeName(path);
+    if (!QDir().mkpath(base) || (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST))
+        throw Failure(QStringLiteral("%1 cannot be made: %2").arg(path, systemError()));
+    struct stat info = {};
+    if (::lstat(name.constData(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != ::geteuid())
+        throw Failure(QStringLiteral("%1 is not a directory of this user's own").arg(path));
+    if ((info.st_mode & 077) != 0 && ::chmod(name.constData(), 0700) != 0)
+        throw Failure(QStringLiteral("%1 is open to other users: %2").arg(path, systemError()));
+    return path;
 }
 
 QString settingsFile(const QString &directory)

@@ -29,6 +29,10 @@ QString moveAside(const QString &file, const QString &reason);
 /// A descriptor for reading a regular file; -1 with errno for anything else, links included. It never blocks.
 int openRegular(const QString &file);
 
+/// "$XDG_DATA_HOME/tarn", made if missing, open to this user only. Throws Failure when it cannot be made, is no
+/// directory (a symbolic link neither) or another user's.
+QString dataDirectory();
+
 /// "cfg.ini" in a directory; the name of no file where it is missing, or something that would block its reader.
 QString settingsFile(const QString &directory);
 

@@ -14,8 +14,7 @@ namespace tarn::services {
 namespace {
 
 constexpr qint64 MaxDescription = 1024 * 1024; // bytes
-constexpr int MaxPlugins = 1000;
-constexpr int MaxDepth = 16; // of directories
+constexpr int MaxDepth = 16;                   // of directories
 
 // QSettings splits a value at its commas.
 QString text(const QSettings &settings, const QString &key)

@@ -5,6 +5,8 @@
 
 namespace tarn::services {
 
+constexpr int MaxPlugins = 1000; ///< of a product; further ones are not read
+
 /// A product as its install description ("installation.ini", UTF-8) describes it:
 ///     SoftwareName=..., Version=..., PatchVersion=..., SoftBytes=64, ExeName=bin/program
 ///     [Plugins] size=1, 1\Name=..., 1\Version=...

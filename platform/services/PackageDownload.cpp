@@ -5,7 +5,6 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <algorithm>
-#include <utility>
 
 namespace tarn::services {
 
@@ -65,10 +64,11 @@ Failure fileFailure(const QFile &file)
 
 } // namespace
 
-PackageDownload::PackageDownload(PackageSource source, const QString &file, QNetworkAccessManager *network,
+PackageDownload::PackageDownload(const UpgradeItem &package, const QString &file, QNetworkAccessManager *network,
                                  Throttle *throttle, QObject *parent)
     : QObject(parent)
-    , m_source(std::move(source))
+    , m_package(package)
+    , m_url(package.url)
     , m_file(file)
     , m_network(network)
     , m_throttle(throttle)
@@ -104,16 +104,16 @@ void PackageDownload::start()
 
 void PackageDownload::open()
 {
-    if (!isAllowed(m_source.url))
+    if (!isAllowed(m_url))
         throw Failure(QStringLiteral("address not supported, expected https or a local file: %1")
-                          .arg(m_source.url.toString().left(300)));
-    if (m_source.url.isLocalFile() && !QFileInfo(m_source.url.toLocalFile()).isFile())
-        throw Failure(QStringLiteral("%1 is no file").arg(m_source.url.toLocalFile()));
+                          .arg(m_url.toString().left(300)));
+    if (m_url.isLocalFile() && !QFileInfo(m_url.toLocalFile()).isFile())
+        throw Failure(QStringLiteral("%1 is no file").arg(m_url.toLocalFile()));
     if (!m_file.open(QIODevice::ReadWrite))
         throw fileFailure(m_file);
-    if (m_file.size() > m_source.size)
+    if (m_file.size() > m_package.size)
         startOver();
-    requireSpace(QFileInfo(m_file).path(), m_source.size - m_file.size());
+    requireSpace(QFileInfo(m_file).path(), m_package.size - m_file.size());
     hashSlice();
 }
 
@@ -125,7 +125,7 @@ void PackageDownload::hashSlice()
     m_received += slice.size();
     if (!slice.isEmpty())
         QTimer::singleShot(0, this, &PackageDownload::hashSlice);
-    else if (m_received == m_source.size)
+    else if (m_received == m_package.size)
         step([this] { verify(); });
     else
         request();
@@ -133,12 +133,12 @@ void PackageDownload::hashSlice()
 
 void PackageDownload::request()
 {
-    QNetworkRequest request(m_source.url);
-    const bool isSafe = m_source.url.scheme() == QLatin1String("https");
+    QNetworkRequest request(m_url);
+    const bool isSafe = m_url.scheme() == QLatin1String("https");
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, isSafe ? QNetworkRequest::NoLessSafeRedirectPolicy
                                                                           : QNetworkRequest::SameOriginRedirectPolicy);
     request.setRawHeader("Accept-Encoding", "identity"); // sizes and ranges are those of the package
-    if (m_received > 0 && !m_source.url.isLocalFile())
+    if (m_received > 0 && !m_url.isLocalFile())
         request.setRawHeader("Range", "bytes=" + QByteArray::number(m_received) + '-');
     m_headersTaken = false;
     m_announced = 0;
@@ -180,7 +180,7 @@ void PackageDownload::readReply()
 void PackageDownload::takeHeaders()
 {
     const int status = statusOf(*m_reply);
-    if (m_headersTaken || (status == 0 && !m_source.url.isLocalFile()))
+    if (m_headersTaken || (status == 0 && !m_url.isLocalFile()))
         return;
     m_headersTaken = true;
     if (m_received > 0 && status == 206 && firstByte(*m_reply) != m_received)
@@ -193,8 +193,8 @@ void PackageDownload::takeHeaders()
 
 void PackageDownload::store(const QByteArray &data)
 {
-    if (m_received + data.size() > m_source.size)
-        throw Failure(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_source.size));
+    if (m_received + data.size() > m_package.size)
+        throw Failure(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_package.size));
     requireSpace(QFileInfo(m_file).path(), data.size());
     if (m_file.write(data) != data.size() || !m_file.flush())
         throw fileFailure(m_file);
@@ -214,9 +214,9 @@ void PackageDownload::conclude()
     }
     if (m_received < m_announced)
         throw Broken(QStringLiteral("the connection broke")); // Qt reports no error then
-    if (m_received < m_source.size)
+    if (m_received < m_package.size)
         throw Failure(QStringLiteral("the server has %1 bytes instead of %2")
-                          .arg(QString::number(m_received), QString::number(m_source.size)));
+                          .arg(QString::number(m_received), QString::number(m_package.size)));
     verify();
 }
 
@@ -241,9 +241,9 @@ void PackageDownload::startOver()
 void PackageDownload::verify()
 {
     const QString sum = QString::fromLatin1(m_hash.result().toHex());
-    if (sum != m_source.sha256.toLower()) {
+    if (sum != m_package.sha256.toLower()) {
         m_file.remove();
-        throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_source.sha256));
+        throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_package.sha256));
     }
     syncToDisk(m_file.fileName());
     end({});

@@ -1,4 +1,5 @@
 #pragma once
+#include "services/UpgradeTask.h"
 #include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFile>
@@ -48,22 +49,14 @@ private:
     QElapsedTimer m_refilled;
 };
 
-/// The address of a package, and the checksum and size that it must have.
-struct PackageSource
-{
-    QUrl url; ///< https, file, or http of this machine
-    QString sha256;
-    qint64 size = 0; ///< bytes
-};
-
 /// Downloads one package into a file, which is on the disk when finished() reports success. A part already downloaded is
 /// kept and only the rest requested; after a broken connection it continues. It stops before the reserve of free space is
-/// used up. One thread with an event loop.
+/// used up. Addresses are https, file, or http of this machine. One thread with an event loop.
 class PackageDownload final : public QObject
 {
     Q_OBJECT
 public:
-    PackageDownload(PackageSource source, const QString &file, QNetworkAccessManager *network, Throttle *throttle,
+    PackageDownload(const UpgradeItem &package, const QString &file, QNetworkAccessManager *network, Throttle *throttle,
                     QObject *parent);
     ~PackageDownload() override;
 
@@ -90,7 +83,8 @@ private:
     void end(const QString &error);
     void dropReply();
 
-    const PackageSource m_source;
+    const UpgradeItem m_package;
+    const QUrl m_url;
     QFile m_file;
     QNetworkAccessManager *const m_network;
     Throttle *const m_throttle;

@@ -9,6 +9,7 @@
 #include <QScopeGuard>
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -17,39 +18,27 @@
 namespace tarn::services {
 
 using namespace upgrade;
+namespace fs = std::filesystem;
 namespace wire = link::wire;
 
 namespace {
 
-constexpr int SilentFailed = 99;  // "静默补丁安装状态"
 constexpr int EndTimeout = 30000; // ms, for the product's program
 constexpr int SettleTime = 500;   // ms in which the visualized service judges the package
-
-QString operation()
-{
-    return QStringLiteral("showSilentPatchInstallDialog");
-}
-
-bool isSameFile(const QByteArray &one, const QByteArray &other)
-{
-    struct stat first = {};
-    struct stat second = {};
-    return ::stat(one.constData(), &first) == 0 && ::stat(other.constData(), &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
+const QString Operation = QStringLiteral("showSilentPatchInstallDialog");
 
 // Whether a process of this user runs the file, also one that was replaced or deleted since: the link "exe" says so
 // then, unless a file is really called "... (deleted)".
-bool runs(const QByteArray &proc, const QByteArray &file)
+bool runs(const fs::path &process, const fs::path &file)
 {
-    const QByteArray exe = proc + "/exe";
-    const QByteArray lost = file + " (deleted)";
+    std::error_code error;
     struct stat owner = {};
-    if (::stat(proc.constData(), &owner) != 0 || owner.st_uid != ::geteuid())
+    if (::stat(process.c_str(), &owner) != 0 || owner.st_uid != ::geteuid())
         return false;
-    QByteArray target(lost.size() + 1, '\0'); // a longer target fills it
-    target.resize(int(qMax<ssize_t>(0, ::readlink(exe.constData(), target.data(), size_t(target.size())))));
-    return isSameFile(exe, file) || (target == lost && !isSameFile(exe, lost));
+    const fs::path exe = process / "exe";
+    const fs::path lost = file.string() + " (deleted)";
+    return fs::equivalent(exe, file, error) ||
+           (fs::read_symlink(exe, error) == lost && !fs::equivalent(exe, lost, error));
 }
 
 // Calls act with a descriptor for each process that runs the file, until it returns false. The descriptor stays with the
@@ -61,7 +50,8 @@ void forEachProcess(const QString &file, const std::function<bool(int)> &act)
         const pid_t pid = entry.toInt();
         const int descriptor = pid > 0 && pid != ::getpid() ? int(::syscall(SYS_pidfd_open, pid, 0)) : -1;
         const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
-        if (descriptor >= 0 && runs("/proc/" + entry.toLatin1(), QFile::encodeName(file)) && !act(descriptor))
+        if (descriptor >= 0 && runs("/proc/" + entry.toStdString(), QFile::encodeName(file).toStdString()) &&
+            !act(descriptor))
             return;
     }
 }
@@ -175,17 +165,17 @@ private:
     void show()
     {
         const QString package = m_tools.engine.file(m_software.name, m_task.items.constFirst());
-        m_showError = whyNotShown(operation(), query()); // takes the state that an earlier installation has left
+        m_showError = whyNotShown(Operation, query()); // takes the state that an earlier installation has left
         if (!m_showError.isEmpty())
             return;
         const rpc::CallResult result = m_tools.present(
-            operation(), {{{key::SoftwareName, m_software.name},
-                           {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
-                           {key::LocalFile, package},
-                           {key::InstallDir, m_software.directory},
-                           {key::Restart, false}},
-                          {}});
-        m_showError = whyNotShown(operation(), result);
+            Operation, {{{key::SoftwareName, m_software.name},
+                         {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
+                         {key::LocalFile, package},
+                         {key::InstallDir, m_software.directory},
+                         {key::Restart, false}},
+                        {}});
+        m_showError = whyNotShown(Operation, result);
         m_shown = m_showError.isEmpty();
         if (!m_shown)
             return;
@@ -199,7 +189,7 @@ private:
         QElapsedTimer sinceShown;
         sinceShown.start();
         while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
-            if (m_state == SilentFailed)
+            if (m_state == silent::Failed)
                 throw Failure(QStringLiteral("the visualized service finds no such package: %1").arg(package));
             requireCaller();
             m_tools.waitForChange();
@@ -268,7 +258,7 @@ private:
 
     rpc::CallResult query() const
     {
-        return m_tools.present(operation(), {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
+        return m_tools.present(Operation, {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
     }
 
     void askState()
@@ -281,7 +271,7 @@ private:
     // judges the package itself.
     void keepState(const rpc::CallResult &result)
     {
-        if (result.arrived() && result.accepted && m_state != SilentFailed)
+        if (result.arrived() && result.accepted && m_state != silent::Failed)
             m_state = result.output.values.value(key::SilentState).toInt();
     }
 

@@ -1,4 +1,5 @@
 #include "services/UpgradeEngine.h"
+#include "services/FileSwap.h"
 #include "services/Files.h"
 #include "services/InstalledSoftware.h"
 #include "services/Log.h"
@@ -36,42 +37,61 @@ UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings, std::functi
 {
     m_storeAgain.setSingleShot(true);
     m_storeAgain.setInterval(StoreAgainMs);
-    connect(&m_storeAgain, &QTimer::timeout, this, &UpgradeEngine::storeUnstored);
-}
-
-// The destructors of running installations undo them; the stored tasks stay as they are.
-UpgradeEngine::~UpgradeEngine() = default;
-
-void UpgradeEngine::resume()
-{
-    const QString error = errorOf([this] {
-        const QList<UpgradeTask> list = m_store->tasks();
-        dropForeignFiles(list);
-        for (const UpgradeTask &task : list)
-            takeUp(task);
-        scheduleSoon();
+    connect(&m_storeAgain, &QTimer::timeout, this, [this] {
+        for (const UpgradeTask &task : qAsConst(m_tasks)) {
+            if (m_unstored.contains(task.product))
+                storeState(task);
+        }
     });
+    const QString error = errorOf([this] { load(); });
     if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("tasks: %1").arg(error);
 }
 
-void UpgradeEngine::takeUp(const UpgradeTask &task)
+UpgradeEngine::~UpgradeEngine() = default;
+
+// Called by each public function: a store that cannot be read now may be readable later.
+void UpgradeEngine::load()
 {
-    const QString directory = task.state == state::Installing ? directoryOf(task.product) : QString();
-    const QString error = directory.isEmpty() ? QString() : errorOf([&] { FileSwap(directory).rollBack(); });
-    if (!error.isEmpty())
-        return setState(task.product, state::InstallFailed, error);
-    if (task.state == state::Installing || task.state == state::Downloaded)
-        setState(task.product, firstMissing(task) < 0 ? state::Downloaded : state::Downloading);
+    if (m_isLoaded)
+        return;
+    const QList<UpgradeTask> list = m_store->tasks();
+    m_isLoaded = true;
+    for (const UpgradeTask &task : list)
+        m_tasks.insert(task.id, task);
+    dropForeignFiles();
+    for (UpgradeTask &task : m_tasks)
+        takeUp(&task);
+    scheduleSoon();
 }
 
-void UpgradeEngine::start(const UpgradeTask &task)
+void UpgradeEngine::takeUp(UpgradeTask *task)
 {
-    storeUnstored();
-    if (m_unstored.contains(task.product))
-        throw Failure(m_unstored.value(task.product).error);
+    const QString directory = task->state == state::Installing ? directoryOf(task->product) : QString();
+    const QString error = directory.isEmpty() ? QString() : errorOf([&] { FileSwap(directory).rollBack(); });
+    if (!error.isEmpty())
+        return setState(task->product, state::InstallFailed, error);
+    if (task->state == state::Installing || task->state == state::Downloaded)
+        setState(task->product, firstMissing(*task) < 0 ? state::Downloaded : state::Downloading);
+}
+
+UpgradeTask *UpgradeEngine::find(const QString &product)
+{
+    const auto found =
+        std::find_if(m_tasks.begin(), m_tasks.end(), [&](const UpgradeTask &task) { return task.product == product; });
+    return found == m_tasks.end() ? nullptr : &*found;
+}
+
+void UpgradeEngine::start(UpgradeTask task)
+{
+    const UpgradeTask before = taskOf(task.product);
+    if (before.isActive())
+        return;
+    task.id = m_store->save(task);
+    m_unstored.remove(task.product);
+    m_tasks.remove(before.id);
+    m_tasks.insert(task.id, task);
     scheduleSoon();
-    m_store->start(task);
 }
 
 bool UpgradeEngine::stop(const QString &product)
@@ -79,16 +99,13 @@ bool UpgradeEngine::stop(const QString &product)
     const UpgradeTask task = taskOf(product);
     if (!task.isActive())
         return task.state != 0;
-    delete m_downloads.take(product);
-    PackageInstaller *installer = m_installations.value(product);
-    const bool installing = installer != nullptr;
-    if (installing && installer->stop().isEmpty()) {
-        installEnded(product, QString()); // too late: the files were exchanged already
+    if (task.state == state::Installing) {
+        m_installations[product].stopping = true;
+        installEnded(product);
         return true;
     }
-    delete m_installations.take(product); // the product is as it was
-    setState(product, installing ? state::InstallFailed : state::Cancelled,
-             installing ? QStringLiteral("the installation was cancelled") : QString());
+    delete m_downloads.take(product);
+    setState(product, state::Cancelled);
     dropFiles(task);
     scheduleSoon();
     return true;
@@ -110,33 +127,46 @@ void UpgradeEngine::install(const QString &product)
     QList<Package> packages;
     for (const UpgradeItem &item : task.items)
         packages << Package{file(product, item), item.size, item.sha256};
-    auto *installer = new PackageInstaller(task, packages, directory, this);
-    m_installations.insert(product, installer);
-    connect(installer, &PackageInstaller::finished, this,
-            [this, product](const QString &reason) { installEnded(product, reason); });
     setState(product, state::Installing);
-    QMetaObject::invokeMethod(installer, &PackageInstaller::start, Qt::QueuedConnection);
+    Installation &running = m_installations[product];
+    const auto work = [this, &running, task, packages, directory] {
+        QString error = errorOf([&] { installPackages(task, packages, directory, running.stopping); });
+        QMetaObject::invokeMethod(
+            this, [this, product = task.product] { installEnded(product); }, Qt::QueuedConnection);
+        return error;
+    };
+    const QString error = errorOf([&] { running.error = std::async(std::launch::async, work); });
+    if (error.isEmpty())
+        return;
+    m_installations.erase(product);
+    setState(product, state::InstallFailed, QStringLiteral("there is no thread for the installation: %1").arg(error));
+    dropFiles(task);
 }
 
-void UpgradeEngine::installEnded(const QString &product, const QString &error)
+// Waits for the end of an installation that was stopped.
+void UpgradeEngine::installEnded(const QString &product)
 {
-    PackageInstaller *installer = m_installations.take(product);
-    if (!installer)
-        return;
-    installer->deleteLater();
+    const auto running = m_installations.find(product);
+    if (running == m_installations.end())
+        return; // it was stopped
+    QString error = running->second.error.get();
+    if (!error.isEmpty() && running->second.stopping)
+        error = QStringLiteral("the installation was cancelled");
+    else if (!error.isEmpty())
+        qCWarning(servicesLog).noquote() << QStringLiteral("installing %1: %2").arg(product, error);
+    m_installations.erase(running);
     setState(product, error.isEmpty() ? state::Installed : state::InstallFailed, error);
     // After a failure too: a damaged package must neither be installed again nor fill the disk.
-    dropFiles(installer->task());
-    if (!error.isEmpty())
-        qCWarning(servicesLog).noquote() << QStringLiteral("installing %1: %2").arg(product, error);
+    dropFiles(taskOf(product));
 }
 
 QList<UpgradeTask> UpgradeEngine::tasks()
 {
-    QList<UpgradeTask> list = m_store->tasks();
-    for (UpgradeTask &task : list) {
-        task = withUnstored(task);
-        for (UpgradeItem &item : task.items)
+    load();
+    QList<UpgradeTask> list;
+    for (const UpgradeTask &task : qAsConst(m_tasks)) {
+        list << shown(task);
+        for (UpgradeItem &item : list.last().items)
             item.received = receivedOf(task, item);
     }
     return list;
@@ -144,16 +174,17 @@ QList<UpgradeTask> UpgradeEngine::tasks()
 
 UpgradeTask UpgradeEngine::taskOf(const QString &product)
 {
-    return withUnstored(m_store->task(product));
+    load();
+    const UpgradeTask *task = find(product);
+    return task ? shown(*task) : UpgradeTask();
 }
 
-UpgradeTask UpgradeEngine::withUnstored(UpgradeTask task) const
+UpgradeTask UpgradeEngine::shown(UpgradeTask task) const
 {
-    const auto unstored = m_unstored.constFind(task.product);
-    if (unstored != m_unstored.cend()) {
-        task.state = unstored->state;
-        task.error = unstored->error;
-    }
+    const QString failure = m_unstored.value(task.product);
+    if (!failure.isEmpty())
+        task.error += (task.error.isEmpty() ? QString() : QStringLiteral("; ")) +
+                      QStringLiteral("the state cannot be stored: %1").arg(failure);
     return task;
 }
 
@@ -168,17 +199,12 @@ void UpgradeEngine::scheduleSoon()
 void UpgradeEngine::schedule()
 {
     m_scheduled = false;
-    const QString error = errorOf([this] { // after a failure the next start schedules again
-        const QList<UpgradeTask> list = tasks();
-        for (const UpgradeTask &task : list) {
-            if (m_downloads.size() >= MaxDownloads)
-                return;
-            if (task.state == state::Downloading && !m_downloads.contains(task.product))
-                beginDownload(task);
-        }
-    });
-    if (!error.isEmpty())
-        qCWarning(servicesLog).noquote() << QStringLiteral("no download is begun: %1").arg(error);
+    const QMap<qint64, UpgradeTask> list = m_tasks;
+    for (const UpgradeTask &task : list) {
+        if (m_downloads.size() < MaxDownloads && task.state == state::Downloading &&
+            !m_downloads.contains(task.product))
+            beginDownload(task);
+    }
 }
 
 void UpgradeEngine::beginDownload(const UpgradeTask &task)
@@ -191,8 +217,7 @@ void UpgradeEngine::beginDownload(const UpgradeTask &task)
                         QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
     const UpgradeItem &item = task.items.at(missing);
     const QString product = task.product;
-    auto *download = new PackageDownload({QUrl(item.url), item.sha256, item.size}, partialFile(product, item),
-                                         &m_network, &m_throttle, this);
+    auto *download = new PackageDownload(item, partialFile(product, item), &m_network, &m_throttle, this);
     m_downloads.insert(product, download);
     connect(download, &PackageDownload::finished, this, [this, product, item](const QString &error) {
         downloadEnded(product, error.isEmpty() ? errorOf([&] { keepPackage(product, item); }) : error);
@@ -218,28 +243,27 @@ void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
     scheduleSoon(); // the next package of this product, or the next product
 }
 
-// A state that cannot be stored is kept in memory and stored later: the task must neither lie to callers nor start over
-// again and again while the disk is full.
 void UpgradeEngine::setState(const QString &product, int state, const QString &reason)
 {
-    const QString error = reason.left(MaxError);
-    const QString failure = errorOf([&] { m_store->setState(product, state, error); });
-    if (failure.isEmpty()) {
-        m_unstored.remove(product);
-    } else {
-        qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(product, failure);
-        const QString notice = QStringLiteral("the state cannot be stored: %1").arg(failure);
-        m_unstored.insert(product, {state, error, error.isEmpty() ? notice : error + QStringLiteral("; ") + notice});
-        m_storeAgain.start();
-    }
+    UpgradeTask *task = find(product);
+    task->state = state;
+    task->error = reason.left(MaxError);
+    storeState(*task);
     m_changed();
 }
 
-void UpgradeEngine::storeUnstored()
+// A state that cannot be stored is stored later: the task must neither lie to callers nor start over again and again
+// while the disk is full.
+void UpgradeEngine::storeState(const UpgradeTask &task)
 {
-    const QHash<QString, Unstored> waiting = m_unstored;
-    for (auto it = waiting.cbegin(); it != waiting.cend(); ++it)
-        setState(it.key(), it->state, it->reason);
+    const QString failure = errorOf([&] { m_store->save(task); });
+    if (failure.isEmpty()) {
+        m_unstored.remove(task.product);
+        return;
+    }
+    qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(task.product, failure);
+    m_unstored.insert(task.product, failure);
+    m_storeAgain.start();
 }
 
 int UpgradeEngine::firstMissing(const UpgradeTask &task) const
@@ -269,7 +293,7 @@ QString UpgradeEngine::partialFile(const QString &product, const UpgradeItem &it
     return QDir(m_settings.downloads).filePath(packageName(product, item) + QStringLiteral(".part"));
 }
 
-void UpgradeEngine::dropFiles(const UpgradeTask &task)
+void UpgradeEngine::dropFiles(const UpgradeTask &task) const
 {
     for (const UpgradeItem &item : task.items) {
         QFile::remove(file(task.product, item));
@@ -278,10 +302,10 @@ void UpgradeEngine::dropFiles(const UpgradeTask &task)
 }
 
 // Removes files that none of the tasks can still use.
-void UpgradeEngine::dropForeignFiles(const QList<UpgradeTask> &tasks)
+void UpgradeEngine::dropForeignFiles() const
 {
     QSet<QString> wanted;
-    for (const UpgradeTask &task : tasks) {
+    for (const UpgradeTask &task : m_tasks) {
         for (const UpgradeItem &item : task.items) {
             if (task.isActive() || task.state == state::DownloadFailed)
                 wanted += packageName(task.product, item);

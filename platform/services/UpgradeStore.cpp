@@ -1,5 +1,4 @@
 #include "services/UpgradeStore.h"
-#include "tarn/keys/UpgradeKeys.h"
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -24,11 +23,6 @@ QStringList schema()
                        "version TEXT NOT NULL, url TEXT NOT NULL, sha256 TEXT NOT NULL, size INTEGER NOT NULL, "
                        "received INTEGER NOT NULL, PRIMARY KEY(seq, position)) WITHOUT ROWID"),
     };
-}
-
-QByteArray toJson(const QVariantMap &map)
-{
-    return QJsonDocument(QJsonObject::fromVariantMap(map)).toJson(QJsonDocument::Compact);
 }
 
 } // namespace
@@ -63,76 +57,48 @@ int UpgradeStore::forgetIgnores(const QString &product)
     return m_db.run(QStringLiteral("DELETE FROM ignores WHERE ? OR product = ?"), {product.isEmpty(), product});
 }
 
-void UpgradeStore::start(const UpgradeTask &task)
-{
-    m_db.inTransaction([&] {
-        UpgradeTask before;
-        before.state = m_db.value(QStringLiteral("SELECT state FROM tasks WHERE product = ?"), {task.product}).toInt();
-        if (!before.isActive())
-            insertTask(task);
-    });
-}
-
-void UpgradeStore::insertTask(const UpgradeTask &task)
-{
-    const qint64 time = now();
-    m_db.run(QStringLiteral("DELETE FROM tasks WHERE product = ?"), {task.product});
-    m_db.run(QStringLiteral("INSERT INTO tasks(product, state, error, current_version, exe, sections, started_at, "
-                            "changed_at) VALUES(?, ?, ?, ?, ?, ?, ?, ?)"),
-             {task.product, task.state, task.error, task.currentVersion, task.exePath,
-              QString::fromUtf8(toJson(task.sections)), time, time});
-    const qint64 seq = m_db.lastId();
-    int position = 0;
-    for (const UpgradeItem &entry : task.items)
-        m_db.run(QStringLiteral("INSERT INTO items VALUES(?, ?, ?, ?, ?, ?, ?, ?, 0)"),
-                 {seq, position++, entry.type, entry.name, entry.version, entry.url, entry.sha256, entry.size});
-}
-
 QList<UpgradeTask> UpgradeStore::tasks()
 {
-    return readTasks(QString());
+    QMap<qint64, QList<UpgradeItem>> items;
+    m_db.run(QStringLiteral("SELECT seq, type, name, version, url, sha256, size FROM items ORDER BY seq, position"), {},
+             [&items](const QSqlQuery &row) {
+                 items[row.value(0).toLongLong()]
+                     << UpgradeItem{row.value(1).toInt(),    row.value(2).toString(), row.value(3).toString(),
+                                    row.value(4).toString(), row.value(5).toString(), row.value(6).toLongLong()};
+                 return true;
+             });
+    return m_db.rows(
+        QStringLiteral("SELECT seq, product, state, error, current_version, exe, sections FROM tasks ORDER BY seq"), {},
+        [&items](const QSqlQuery &row) {
+            const qint64 id = row.value(0).toLongLong();
+            return UpgradeTask{id,
+                               row.value(1).toString(),
+                               row.value(2).toInt(),
+                               row.value(3).toString(),
+                               row.value(4).toString(),
+                               row.value(5).toString(),
+                               QJsonDocument::fromJson(row.value(6).toByteArray()).object().toVariantMap(),
+                               items.value(id)};
+        });
 }
 
-UpgradeTask UpgradeStore::task(const QString &product)
+qint64 UpgradeStore::save(const UpgradeTask &task)
 {
-    return product.isEmpty() ? UpgradeTask() : readTasks(product).value(0);
-}
-
-// The task of one product, or all tasks without a name.
-QList<UpgradeTask> UpgradeStore::readTasks(const QString &product)
-{
-    auto list = m_db.rows(QStringLiteral("SELECT seq, product, state, error, current_version, exe, sections FROM tasks "
-                                         "WHERE ? = '' OR product = ? ORDER BY seq"),
-                          {product, product}, [](const QSqlQuery &row) {
-                              const auto sections = QJsonDocument::fromJson(row.value(6).toString().toUtf8());
-                              return UpgradeTask{row.value(0).toLongLong(),
-                                                 row.value(1).toString(),
-                                                 row.value(2).toInt(),
-                                                 row.value(3).toString(),
-                                                 row.value(4).toString(),
-                                                 row.value(5).toString(),
-                                                 sections.object().toVariantMap(),
-                                                 {}};
-                          });
-    for (UpgradeTask &task : list)
-        task.items = m_db.rows(QStringLiteral("SELECT type, name, version, url, sha256, size FROM items WHERE seq = ? "
-                                              "ORDER BY position"),
-                               {task.id}, [](const QSqlQuery &row) {
-                                   return UpgradeItem{row.value(0).toInt(),
-                                                      row.value(1).toString(),
-                                                      row.value(2).toString(),
-                                                      row.value(3).toString(),
-                                                      row.value(4).toString(),
-                                                      row.value(5).toLongLong(),
-                                                      0};
-                               });
-    return list;
-}
-
-void UpgradeStore::setState(const QString &product, int state, const QString &reason)
-{
-    m_db.run(QStringLiteral("UPDATE tasks SET state = ?, error = ?, changed_at = ? WHERE product = ?"),
-             {state, reason, now(), product});
+    qint64 id = task.id;
+    m_db.inTransaction([&] {
+        const QByteArray sections =
+            QJsonDocument(QJsonObject::fromVariantMap(task.sections)).toJson(QJsonDocument::Compact);
+        m_db.run(QStringLiteral("DELETE FROM tasks WHERE product = ?"), {task.product});
+        m_db.run(QStringLiteral("INSERT INTO tasks VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                 {id == 0 ? QVariant() : id, task.product, task.state, task.error, task.currentVersion, task.exePath,
+                  QString::fromUtf8(sections), now(), now()});
+        id = m_db.lastId();
+        int position = 0;
+        for (const UpgradeItem &item : task.items)
+            m_db.run(QStringLiteral("INSERT INTO items VALUES(?, ?, ?, ?, ?, ?, ?, ?, 0)"),
+                     {id, position++, item.type, item.name, item.version, item.url, item.sha256, item.size});
+    });
+    return id;
 }
 
 } // namespace tarn::services

@@ -24,16 +24,11 @@ public:
     /// @return how many there were
     int forgetIgnores(const QString &product);
 
-    /// A product has one task. An active one stays as it is, a finished one is replaced.
-    void start(const UpgradeTask &task);
-    QList<UpgradeTask> tasks();               ///< in the order in which they were started
-    UpgradeTask task(const QString &product); ///< with state 0 when the product has none
-    void setState(const QString &product, int state, const QString &error);
+    QList<UpgradeTask> tasks(); ///< in the order of their ids
+    /// Replaces the task of its product. @return the task's id, a new and higher one where it had none
+    qint64 save(const UpgradeTask &task);
 
 private:
-    void insertTask(const UpgradeTask &task);
-    QList<UpgradeTask> readTasks(const QString &product);
-
     Database m_db;
 };
 

@@ -1,5 +1,5 @@
-#include "services/DataDirectory.h"
 #include "services/Database.h"
+#include "services/Files.h"
 #include "services/Log.h"
 #include "services/MessageService.h"
 #include "services/UpgradeService.h"
@@ -12,7 +12,10 @@
 #include "tarn/visualized/IVisualizedService.h"
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFile>
 #include <QTimer>
+#include <cerrno>
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 
@@ -30,7 +33,7 @@ class Application
 public:
     explicit Application(const QString &directory)
         : m_directory(directory)
-        , m_lock(directory)
+        , m_lock(directory + QStringLiteral("/services.lock"))
     {
         QObject::connect(&m_poll, &QTimer::timeout, &m_poll, [this] { proceed(); });
         m_poll.start(PollMs);
@@ -57,13 +60,30 @@ private:
     bool hasDirectory()
     {
         try {
-            if (m_lock.tryLock())
+            pid_t holder = 0;
+            if (tryLock(&holder))
                 return true;
             report(QStringLiteral("%1 is in use by process %2; waiting until it ends")
-                       .arg(m_directory, QString::number(m_lock.holder())));
+                       .arg(m_directory, QString::number(holder)));
         } catch (const Failure &failure) {
             report(QStringLiteral("the data directory cannot be locked: %1").arg(failure.text()), true);
         }
+        return false;
+    }
+
+    // Locks the data directory without waiting, or finds the process that holds it.
+    bool tryLock(pid_t *holder)
+    {
+        if (!m_lock.isOpen() && !m_lock.open(QIODevice::ReadWrite))
+            throw Failure(QStringLiteral("%1: %2").arg(m_lock.fileName(), m_lock.errorString()));
+        struct flock whole = {};
+        whole.l_type = F_WRLCK;
+        if (::fcntl(m_lock.handle(), F_SETLK, &whole) == 0)
+            return true;
+        if (errno != EACCES && errno != EAGAIN)
+            throw systemFailure(m_lock.fileName());
+        ::fcntl(m_lock.handle(), F_GETLK, &whole);
+        *holder = whole.l_pid;
         return false;
     }
 
@@ -132,7 +152,7 @@ private:
     }
 
     const QString m_directory;
-    DataLock m_lock;
+    QFile m_lock; // held for this process alone; a killed holder leaves nothing behind
     QTimer m_poll;
     QString m_lastTrouble;
     link::ServiceConnection m_userInterface;

@@ -158,7 +158,7 @@ QString tst_Disk::stateOnDisk(int *state, QString *program, int *files)
         return error;
     {
         UpgradeStore store(point);
-        const UpgradeTask task = store.task(m_bench->Name);
+        const UpgradeTask task = store.tasks().value(0);
         *state = task.state;
         for (const QFileInfo &info : QDir(point + "/downloads").entryInfoList(QDir::Files)) {
             if (info.size() != task.items.value(0).size)

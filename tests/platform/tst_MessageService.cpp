@@ -1,5 +1,5 @@
-#include "services/DataDirectory.h"
 #include "services/Dispatch.h"
+#include "services/Files.h"
 #include "services/MessageService.h"
 #include "support/CallContext.h"
 #include "tarn/keys/MessageKeys.h"

@@ -315,22 +315,35 @@ void tst_UpgradeEngine::rollsBackWhenAFileCannotBeReplaced()
     QVERIFY(QFileInfo(m_product + "/data/x/full").isDir());
 }
 
-// The process dies between two files: the journal tells the next one what it left behind.
+// The process dies at each step of an exchange, and another one at each step of rolling it back.
 void tst_UpgradeEngine::rollsBackAfterACrash()
 {
-    FileSwap(m_product).prepare();
-    const QString area = m_product + "/.tarn-upgrade/";
-    packages::writeFile(area + "old/bin/program", "old 1.0"); // was moved here
-    packages::writeFile(m_product + "/bin/program", "new");
-    packages::writeFile(m_product + "/lib/new", "new"); // was made
-    packages::writeFile(area + "new/lib/later", "new"); // was not reached
-    const QByteArray journal("Rbin/program\0Dlib\0Nlib/new\0Nlib/later\0E4\0", 41);
-    packages::writeFile(area + "journal", journal);
-    QFile::setPermissions(area + "journal", QFile::ReadOwner | QFile::WriteOwner);
-    FileSwap(m_product).rollBack();
-    QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
-    QVERIFY(!QFile::exists(m_product + "/lib"));
-    QVERIFY(!QFile::exists(m_product + "/.tarn-upgrade"));
+    const QDir product(m_product), area(m_product + "/.tarn-upgrade");
+    const QPair<QString, QString> steps[] = {{"bin/program", ".tarn-upgrade/old/bin/program"},
+                                             {".tarn-upgrade/new/bin/program", "bin/program"},
+                                             {".tarn-upgrade/new/lib", "lib"},
+                                             {".tarn-upgrade/new/late", "late"}};
+    const auto rename = [&](const QString &from, const QString &to) {
+        return ::rename(qPrintable(product.filePath(from)), qPrintable(product.filePath(to))) == 0;
+    };
+    for (int forth = 0; forth <= 4; ++forth) {
+        for (int back = 0; back <= forth; ++back) {
+            FileSwap(m_product).prepare();
+            for (const QString &file : QStringList{"bin/program", "lib/deep/x", "late"})
+                packages::writeFile(area.filePath("new/") + file, "new");
+            QVERIFY(area.mkpath("old/bin"));
+            packages::writeFile(area.filePath("journal"), QByteArray("bin/program\0lib\0late\0\0", 22));
+            QFile::setPermissions(area.filePath("journal"), QFile::ReadOwner | QFile::WriteOwner);
+            for (int i = 0; i < forth; ++i)
+                QVERIFY(rename(steps[i].first, steps[i].second));
+            for (int i = forth; i > forth - back; --i)
+                QVERIFY(rename(steps[i - 1].second, steps[i - 1].first));
+            FileSwap(m_product).rollBack();
+            QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
+            QCOMPARE(product.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                     (QStringList{"bin", "installation.ini"}));
+        }
+    }
 }
 
 // A journal that cannot be trusted costs neither the old files nor a file elsewhere.
@@ -339,10 +352,9 @@ void tst_UpgradeEngine::damagedJournalsDeleteNothing()
     const QString victim = m_folder->filePath("victim");
     packages::writeFile(victim, "mine");
     const QString area = m_product + "/.tarn-upgrade/";
-    for (const QByteArray &journal :
-         {QByteArray(), QByteArray("Rbin/program\0", 13), QByteArray("Rbin/program\0E2\0", 16),
-          QByteArray("N../../victim\0E1\0", 17), QByteArray("N" + QFile::encodeName(victim) + '\0' + "E1" + '\0'),
-          QByteArray("Xbin/program\0E1\0", 16)}) {
+    for (const QByteArray &journal : {QByteArray(), QByteArray("bin/program\0", 12), QByteArray("bin/program\0data"),
+                                      QByteArray("../../victim\0\0", 14),
+                                      QByteArray(QFile::encodeName(victim) + '\0' + '\0'), QByteArray("\0\0", 2)}) {
         packages::writeFile(area + "old/bin/program", "old");
         packages::writeFile(area + "journal", journal);
         QFile::setPermissions(area + "journal", QFile::ReadOwner | QFile::WriteOwner);

@@ -24,7 +24,6 @@ public:
         const tarn::services::UpgradeEngine::Settings settings{root + QStringLiteral("/apps"),
                                                                root + QStringLiteral("/downloads"), 0};
         engine = std::make_unique<tarn::services::UpgradeEngine>(store.get(), settings, [] {});
-        engine->resume();
     }
     tarn::services::UpgradeItem package(const QString &path, const HttpServer::File &file,
                                         int type = tarn::upgrade::item::Main)
