@@ -1,73 +1,119 @@
 #include "login/AccountSignIn.h"
-#include "login/AccountCall.h"
 #include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
-#include <QPointer>
+#include <QEventLoop>
+#include <QtConcurrent>
 #include <utility>
 
 namespace tarn::visualized {
 namespace {
 namespace key = cloud::key;
 
-ICloudServiceAssistant::Input inputOf(ICloudServiceAssistant &assistant, const SignInRequest &request)
+/// Everything that the call needs. The lease is destroyed last: the argument objects belong to the client library.
+struct Task
 {
-    ICloudServiceAssistant::Input input = assistant.CreateInputArgs();
-    if (!input)
-        return input;
-    input->SetValue(key::User, request.user);
+    ServiceLease lease;
+    ICloudServiceAssistant *assistant;
+    ICloudServiceAssistant::Input input;
+    ICloudServiceAssistant::Output output;
+};
+
+ServiceOutcome signIn(const Task &task)
+{
+    task.assistant->LoginByAccount(task.input, task.output);
+    QString password = task.input->GetValue(key::Password).toString();
+    task.input->SetValue(key::Password, QVariant());
+    wipeText(&password);
+    return servicecall::outcomeOf<ICloudServiceAssistant>(*task.output);
+}
+
+void fill(ICloudService_InputArgs &input, const SignInRequest &request)
+{
+    input.SetValue(key::User, request.user);
     // An unshared buffer, which is overwritten after the call.
-    input->SetValue(key::Password, QString(request.secret.constData(), request.secret.size()));
-    input->SetValue(key::AutoLogin, request.automatic);
-    input->SetValue(key::Remember, request.remember);
-    input->SetValue(key::YunLockErrorTip, request.lockTip);
-    return input;
+    input.SetValue(key::Password, QString(request.secret.constData(), request.secret.size()));
+    input.SetValue(key::AutoLogin, request.automatic);
+    input.SetValue(key::Remember, request.remember);
+    input.SetValue(key::YunLockErrorTip, request.lockTip);
 }
 } // namespace
 
-AccountSignIn::AccountSignIn(QObject *parent)
-    : QObject(parent)
+QPointer<AccountSignIn> AccountSignIn::s_current;
+std::optional<ServiceOutcome> AccountSignIn::s_outcome;
+
+AccountSignIn::AccountSignIn(ICloudServiceAssistant *assistant, ICloudServiceAssistant::Input input,
+                             ICloudServiceAssistant::Output output)
 {
+    s_current = this;
+    connect(&m_watcher, &QFutureWatcher<ServiceOutcome>::finished, this, &AccountSignIn::onFinished);
+    const Task task{{}, assistant, std::move(input), std::move(output)};
+    m_watcher.setFuture(QtConcurrent::run(&cloudcalls::pool(), [task] { return signIn(task); }));
 }
 
 AccountSignIn::~AccountSignIn()
 {
-    leave();
+    if (m_loop)
+        m_loop->quit();
 }
 
-std::optional<ServiceOutcome> AccountSignIn::run(SignInRequest request)
+std::optional<ServiceOutcome> AccountSignIn::run(const SignInRequest &request)
 {
     ICloudServiceAssistant *assistant = nullptr;
     ICloudServiceAssistant::Input input;
+    ICloudServiceAssistant::Output output;
     {
         const auto service = service::cloud(); // not held during the event loop
         if (!service)
             return ServiceOutcome{};
         assistant = service.get();
-        input = inputOf(*assistant, request);
-        m_output = assistant->CreateOutputArgs();
+        input = assistant->CreateInputArgs();
+        output = assistant->CreateOutputArgs();
     }
-    wipeText(&request.secret);
-    if (!input || !m_output)
+    if (!input || !output)
         return ServiceOutcome{};
-    const QPointer<AccountSignIn> self(this);
-    ExecYunLogin(assistant, std::move(input), m_output);
-    if (!self || !m_output)
-        return std::nullopt;
-    const auto output = std::exchange(m_output, {});
-    if (AccountCall::current())
-        return std::nullopt; // the application quits, and the call still writes to the output
-    return cloudcalls::outcomeOf(*output);
+    fill(*input, request);
+    s_outcome.reset();
+    // Moved: this function may return after the library of these objects has been unloaded.
+    ExecYunLogin(assistant, std::move(input), std::move(output));
+    return std::exchange(s_outcome, {});
 }
 
-AccountCall *AccountSignIn::leave()
+void AccountSignIn::wait()
 {
-    if (!m_output)
-        return nullptr;
-    m_output.reset();
-    AccountCall *call = AccountCall::current();
-    if (call)
-        call->leave();
-    return call;
+    const QPointer<AccountSignIn> self(this);
+    QEventLoop loop;
+    m_loop = &loop;
+    loop.exec();
+    if (!self)
+        return;
+    m_loop = nullptr;
+    if (m_watcher.isFinished()) // not when it was left, or the application quits, before the answer
+        end();
+}
+
+void AccountSignIn::leave()
+{
+    m_left = true;
+    if (m_loop)
+        m_loop->quit();
+}
+
+void AccountSignIn::onFinished()
+{
+    if (m_loop)
+        m_loop->quit();
+    else
+        end();
+}
+
+void AccountSignIn::end()
+{
+    s_current.clear(); // before a receiver starts the next one
+    deleteLater();
+    if (m_left)
+        emit answered(m_watcher.result());
+    else
+        s_outcome = m_watcher.result();
 }
 
 QString AccountSignIn::conclude(const QString &account, const ServiceOutcome &outcome)
@@ -89,3 +135,13 @@ QString AccountSignIn::conclude(const QString &account, const ServiceOutcome &ou
 }
 
 } // namespace tarn::visualized
+
+void ExecYunLogin(ICloudServiceAssistant *assistant, QSharedPointer<ICloudService_InputArgs> input,
+                  QSharedPointer<ICloudService_OutputArgs> output)
+{
+    using tarn::visualized::AccountSignIn;
+    if (!assistant || !input || !output || AccountSignIn::current())
+        return;
+    auto *attempt = new AccountSignIn(assistant, std::move(input), std::move(output)); // deletes itself
+    attempt->wait();
+}

@@ -1,28 +1,22 @@
 #include "login/CloudCalls.h"
+#include "login/WipeText.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/keys/CloudKeys.h"
 #include <QThreadPool>
+#include <utility>
 
 namespace tarn::visualized::cloudcalls {
-
 namespace {
+namespace key = cloud::key;
+
 struct Pool final : QThreadPool
 {
-    Pool() { setMaxThreadCount(8); } // so many calls can hang before a further one waits
+    Pool() { setMaxThreadCount(16); } // so many calls can hang before a further one waits
 };
 } // namespace
 
-ServiceOutcome outcomeOf(ICloudService_OutputArgs &output)
-{
-    ServiceOutcome outcome;
-    outcome.code = output.GetRetCode();
-    outcome.error = servicecall::ownCopy(output.GetError());
-    outcome.ending = servicecall::endingOf<ICloudServiceAssistant>(outcome.code);
-    return outcome;
-}
-
 ServiceOutcome linkAddress(const QString &linkKey, QString *address)
 {
-    namespace key = cloud::key;
     const auto outcome =
         call(service::cloud(), &ICloudServiceAssistant::GetLinkAddress, {{key::LinkKey, linkKey}}, {key::LinkUrl});
     VT_LOG_OUTCOME(outcome, QStringLiteral("【获取跳转链接地址】%1").arg(linkKey), QString());
@@ -30,13 +24,80 @@ ServiceOutcome linkAddress(const QString &linkKey, QString *address)
     return outcome;
 }
 
-QThreadPool &pool()
+QString qrAddress(const QString &type, const QString &randomCode)
 {
-    static Pool threads;
-    return threads;
+    const auto outcome = call(service::cloud(), &ICloudServiceAssistant::GetQRCodeUrl,
+                              {{key::QrType, type}, {key::RandomCode, randomCode}}, {key::QrUrl});
+    VT_LOG_OUTCOME(outcome, QStringLiteral("【扫码登录】获取扫码登录地址"), QString());
+    return outcome.accepted() ? outcome.values.value(key::QrUrl).toString() : QString();
 }
 
-QThreadPool &callerPool()
+ServiceOutcome sendCode(const QString &phone)
+{
+    const auto outcome = call(service::cloud(), &ICloudServiceAssistant::SendVerificationCode, {{key::Phone, phone}});
+    if (outcome.accepted()) {
+        VT_LOG(info) << QStringLiteral("【获取验证码】调用获取验证码接口成功。");
+    } else if (!outcome.called()) {
+        VT_LOG(critical) << QStringLiteral("【获取验证码】获取云服务失败");
+    } else {
+        // The second line lacks a colon, deliberately.
+        const QString line =
+            outcome.transportFailed()
+                ? QStringLiteral("【获取验证码】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
+                : QStringLiteral("【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：%1，错误信息为%2");
+        VT_LOG(critical) << line.arg(QString::number(outcome.code), outcome.error);
+    }
+    return outcome;
+}
+
+SignInEnd signInByCode(const SignInRequest &request)
+{
+    QVariantMap input{{key::Phone, request.user},
+                      {key::Code, QString(request.secret.constData(), request.secret.size())},
+                      {key::AutoLogin, request.automatic},
+                      {key::Remember, request.remember},
+                      {key::YunLockErrorTip, request.lockTip}};
+    const auto outcome = call(service::cloud(), &ICloudServiceAssistant::LoginByPhone, input);
+    QString code = input.take(key::Code).toString();
+    wipeText(&code);
+    if (outcome.accepted()) {
+        VT_LOG(info) << QStringLiteral("【云登录对话框验证码登录】用户%1登录成功").arg(request.user);
+        return {QString(), true};
+    }
+    if (!outcome.called()) {
+        VT_LOG(critical) << QStringLiteral("【验证码登录】获取云服务失败");
+        return {QStringLiteral("获取云服务失败")};
+    }
+    const QString unexplained = outcome.transportFailed() ? QStringLiteral("发生通信错误") : QStringLiteral("登录失败");
+    const QString tip = outcome.error.isEmpty() ? unexplained : outcome.error;
+    if (outcome.code == cloud::code::LockRefused) {
+        VT_LOG(critical) << QStringLiteral("【手机验证码】云锁登录失败。");
+        return {tip, true}; // as after a success, deliberately
+    }
+    // The placeholders of the second line begin at 2, deliberately; they are filled in order.
+    const QString line = outcome.transportFailed()
+                             ? QStringLiteral("【验证码登录】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
+                             : QStringLiteral("【验证码登录】用户使用验证码登录失败，返回错误码为：%2，错误信息为：%3");
+    VT_LOG(critical) << line.arg(QString::number(outcome.code), outcome.error);
+    VT_LOG(critical) << QStringLiteral("【云登录对话框验证码登录】用户%1登录失败。").arg(request.user);
+    return {tip};
+}
+
+void notify(const LoginCaller &caller, const QString &line, const QString &afterwards)
+{
+    const auto waiting = std::exchange(*caller, {});
+    if (waiting)
+        VT_LOG(info) << line;
+    const ServiceLease lease; // destroy() gives the notification a moment to arrive
+    pool().start([waiting, afterwards, lease, function = __func__] {
+        if (waiting)
+            waiting->AfterLogin();
+        if (!afterwards.isEmpty())
+            VT_LOG_AS(info, function) << afterwards;
+    });
+}
+
+QThreadPool &pool()
 {
     static Pool threads;
     return threads;

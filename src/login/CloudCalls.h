@@ -2,7 +2,9 @@
 #include "base/ServiceCall.h"
 #include "frame/VtServiceClient.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
+#include <memory>
 
+class ICloudLoginNotify;
 class QThreadPool;
 
 namespace tarn::visualized {
@@ -17,22 +19,42 @@ struct SignInRequest
     bool lockTip = false;   ///< the service shows its tip about the cloud lock
 };
 
+/// What the end of a sign-in means to the dialog.
+struct SignInEnd
+{
+    QString tip;         ///< for the user; empty for none
+    bool closes = false; ///< the dialog closes, and its caller is notified
+};
+
+/// The caller of a sign-in dialog; null when there is none, or it has been notified. Shared by the dialog and its pending
+/// sign-ins, which can outlive it: the first success notifies. GUI thread.
+using LoginCaller = std::shared_ptr<QSharedPointer<ICloudLoginNotify>>;
+
 } // namespace tarn::visualized
 
-/// What the sign-in needs of the cloud account service beyond single calls.
+/// The calls of the sign-in to the cloud account service, with their lines in the log. They block until the service has
+/// answered.
 namespace tarn::visualized::cloudcalls {
 
-/// Copies how a call ended out of its output arguments.
-ServiceOutcome outcomeOf(ICloudService_OutputArgs &output);
-
-/// Asks for one of the service's web addresses and logs a failure. Blocks until the service has answered. Any thread.
+/// Asks for one of the service's web addresses. Any thread.
 /// @param key "FC_..." (CloudKeys.h)
 /// @param[out] address as the service sent it, not checked; empty when the call failed
 ServiceOutcome linkAddress(const QString &key, QString *address);
+/// Asks for the page that shows a QR code. @param type "weixindenglu" or "qqdenglu"
+/// @return the address, a secret; empty when the call failed
+QString qrAddress(const QString &type, const QString &randomCode);
+/// Requests a one-time code.
+ServiceOutcome sendCode(const QString &phone);
+/// Signs in by phone and one-time code.
+SignInEnd signInByCode(const SignInRequest &request);
 
-/// The threads of the account sign-ins, apart from the global pool, whose tasks could delay a sign-in. GUI thread.
+/// Notifies a caller that has not been notified, on a thread of pool(): its process may be frozen or dead. GUI thread.
+/// @param line logged before, when there is such a caller
+/// @param afterwards logged when the notification has returned; empty for no line
+void notify(const LoginCaller &caller, const QString &line, const QString &afterwards = {});
+
+/// The threads of the account sign-ins and of the notifications, apart from the global pool, whose tasks could delay a
+/// sign-in. GUI thread.
 QThreadPool &pool();
-/// The threads that notify callers. A caller that hangs delays no sign-in. GUI thread.
-QThreadPool &callerPool();
 
 } // namespace tarn::visualized::cloudcalls

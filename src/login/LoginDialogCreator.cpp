@@ -1,6 +1,6 @@
 #include "login/LoginDialogCreator.h"
 #include "base/Log.h"
-#include "login/AccountCall.h"
+#include "login/AccountSignIn.h"
 #include "login/CloudCalls.h"
 #include "login/QueryQRCodeResult.h"
 #include "login/YunLoginDlg.h"
@@ -23,7 +23,7 @@ constexpr int PollersMs = 500;
 constexpr int ThreadsMs = 1000; // for threads whose connections are cut
 } // namespace
 
-std::atomic<LoginDialogCreator *> LoginDialogCreator::s_instance{nullptr};
+LoginDialogCreator *LoginDialogCreator::s_instance = nullptr;
 QMutex LoginDialogCreator::s_lock;
 
 LoginDialogCreator *LoginDialogCreator::getInst()
@@ -36,16 +36,15 @@ LoginDialogCreator *LoginDialogCreator::getInst()
 
 void LoginDialogCreator::FreeInst()
 {
-    delete s_instance.exchange(nullptr);
-    delete AccountCall::current(); // its late answer has no receiver any more
+    delete std::exchange(s_instance, nullptr);
+    delete AccountSignIn::current(); // its late answer has no receiver any more
     if (!CQueryQRCodeResult::waitForStopped(PollersMs))
         VT_LOG(warning) << QStringLiteral("【云登录】扫码结果查询仍在等待云服务的应答。");
 }
 
 void LoginDialogCreator::joinThreads()
 {
-    const bool signInsEnded = cloudcalls::pool().waitForDone(ThreadsMs);
-    if (!cloudcalls::callerPool().waitForDone(ThreadsMs) || !signInsEnded)
+    if (!cloudcalls::pool().waitForDone(ThreadsMs))
         VT_LOG(warning) << QStringLiteral("【云登录】登录线程仍在等待云服务的应答。");
     CQueryQRCodeResult::deleteStopped(ThreadsMs);
 }

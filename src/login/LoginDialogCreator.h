@@ -62,6 +62,6 @@ private:
     QString m_exeName;
     QString m_softId;
 
-    static std::atomic<LoginDialogCreator *> s_instance;
+    static LoginDialogCreator *s_instance;
     static QMutex s_lock; ///< guards the creation of the instance
 };

@@ -11,11 +11,7 @@ using namespace tarn::visualized;
 namespace key = tarn::cloud::key;
 namespace code = tarn::cloud::code;
 
-QList<QPointer<QThread>> &pollers() // GUI thread
-{
-    static QList<QPointer<QThread>> all;
-    return all;
-}
+QList<QPointer<QThread>> pollers; // GUI thread
 } // namespace
 
 CQueryQRCodeResult::CQueryQRCodeResult(bool autoLogin, bool yunLockErrorTip, QString randomCode, const Rhythm &rhythm)
@@ -23,11 +19,10 @@ CQueryQRCodeResult::CQueryQRCodeResult(bool autoLogin, bool yunLockErrorTip, QSt
     , m_yunLockErrorTip(yunLockErrorTip)
     , m_rhythm(rhythm)
     , m_randomCode(std::move(randomCode))
-    , m_lease(std::in_place)
 {
     connect(this, &QThread::finished, this, &QObject::deleteLater);
-    pollers().removeAll(QPointer<QThread>());
-    pollers() << this;
+    pollers.removeAll(QPointer<QThread>());
+    pollers << this;
 }
 
 CQueryQRCodeResult::~CQueryQRCodeResult()
@@ -42,52 +37,39 @@ void CQueryQRCodeResult::setRandomFlag(QString randomCode)
     m_randomCode = std::move(randomCode);
 }
 
-void CQueryQRCodeResult::stop()
-{
-    const QMutexLocker locker(&m_lock);
-    m_stopped = true;
-}
-
 bool CQueryQRCodeResult::waitForStopped(int ms)
 {
     const QDeadlineTimer deadline(ms);
     bool all = true;
-    const auto threads = pollers();
-    for (const QPointer<QThread> &thread : threads)
-        all = (!thread || thread->wait(deadline)) && all;
+    for (const QPointer<QThread> &poller : qAsConst(pollers))
+        all = (!poller || poller->wait(deadline)) && all;
     return all;
 }
 
 void CQueryQRCodeResult::deleteStopped(int ms)
 {
     waitForStopped(ms);
-    const auto threads = pollers();
-    for (const QPointer<QThread> &thread : threads) {
-        if (thread && thread->isFinished())
-            delete thread;
+    for (const QPointer<QThread> &poller : qAsConst(pollers)) {
+        if (poller && poller->isFinished())
+            delete poller;
     }
 }
 
 void CQueryQRCodeResult::run()
 {
-    if (!m_stopped) // looking up the assistant would load the client library again after the end of the service
-        poll(service::cloud());
-    m_lease.reset();
-}
-
-void CQueryQRCodeResult::poll(const Cloud &cloud)
-{
+    if (m_stopped) // looking up the assistant would load the client library again after the end of the service
+        return;
+    const Cloud cloud = service::cloud();
     if (!cloud) {
-        report([this] { emit loginFail(QStringLiteral("获取云服务失败")); });
+        emit loginFail(QStringLiteral("获取云服务失败"));
         return;
     }
-    for (int polls = 1;; ++polls) {
+    for (int polls = 0; polls < m_rhythm.polls; ++polls) {
         if (!waitForTurn() || query(cloud))
             return;
-        if (polls == m_rhythm.polls)
-            break;
     }
-    report([this] { emit loginTimeout(); });
+    if (!m_stopped)
+        emit loginTimeout();
 }
 
 // Returns false when the poller has been stopped.
@@ -98,7 +80,7 @@ bool CQueryQRCodeResult::waitForTurn() const
     return !m_stopped;
 }
 
-// Returns true when the poll has been decided and reported.
+// Returns true when the poll has been decided.
 bool CQueryQRCodeResult::query(const Cloud &cloud)
 {
     QMutexLocker locker(&m_lock);
@@ -117,7 +99,7 @@ bool CQueryQRCodeResult::query(const Cloud &cloud)
     case code::QrWaiting:
         return false;
     case code::LockRefused:
-        report([&] { emit yunlockFail(error); });
+        emit yunlockFail(error);
         return true;
     case code::WeixinUnbound:
     case code::QqUnbound:
@@ -132,7 +114,8 @@ bool CQueryQRCodeResult::query(const Cloud &cloud)
         VT_LOG(warning) << QStringLiteral("查询二维码登录结果失败，returnCode:%1 errormsg:%2")
                                .arg(QString::number(outcome.code), error);
     }
-    report([&] { emit loginFail(error); });
+    if (!m_stopped)
+        emit loginFail(error);
     return true;
 }
 
@@ -146,11 +129,4 @@ QString CQueryQRCodeResult::bindingMessage() const
     return QStringLiteral("检测到您首次通过微信或QQ登录岚川云，请先前往<a style=\"color: #0C64EB;\" href=\"%1\">"
                           "岚川用户中心</a>绑定后再登录。")
         .arg(address.toHtmlEscaped());
-}
-
-void CQueryQRCodeResult::report(const std::function<void()> &emitResult)
-{
-    const QMutexLocker locker(&m_lock);
-    if (!m_stopped)
-        emitResult();
 }

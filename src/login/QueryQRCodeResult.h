@@ -3,8 +3,6 @@
 #include <QMutex>
 #include <QThread>
 #include <atomic>
-#include <functional>
-#include <optional>
 
 /// Polls the cloud service every three seconds for the state of a QR code. Ends with exactly one signal, or with none
 /// after stop(); a success is reported even then, since the service has signed the user in. The object lives on the GUI
@@ -32,7 +30,7 @@ public:
     void setRandomFlag(QString randomCode); ///< from the next poll on; any thread
     /// The page on which a WeChat or QQ account is bound. When it is empty, the poller asks the service. Before start().
     void setBindingAddress(const QString &address) { m_bindingAddress = address; }
-    void stop(); ///< any thread; when it returns, no signal but loginSuccess() is emitted any more
+    void stop() { m_stopped = true; } ///< any thread; a signal can be on its way
 
     /// Waits for the pollers that were stopped and have not finished yet. GUI thread.
     /// @return false when some still hang after that many milliseconds
@@ -53,18 +51,15 @@ protected:
 private:
     using Cloud = tarn::visualized::ServiceHandle<ICloudServiceAssistant>;
 
-    void poll(const Cloud &cloud);
     bool waitForTurn() const;
     bool query(const Cloud &cloud);
     QString bindingMessage() const;
-    void report(const std::function<void()> &emitResult);
 
     const bool m_autoLogin;
     const bool m_yunLockErrorTip;
     const Rhythm m_rhythm;
     QString m_bindingAddress;
-    QMutex m_lock;        ///< held while a failure is emitted, so that stop() can wait for that
+    QMutex m_lock;
     QString m_randomCode; ///< guarded by m_lock
     std::atomic<bool> m_stopped{false};
-    std::optional<tarn::visualized::ServiceLease> m_lease; ///< until the last call is over
 };

@@ -43,24 +43,21 @@ WaitNotice::WaitNotice(const QString &text, QWidget *parent)
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QWidget::close);
 }
 
-void WaitNotice::showOverParent()
+void WaitNotice::showFor(const QWidget *dialog)
 {
     adjustSize();
-    QRect place(QPoint(), size());
-    place.moveCenter(parentWidget()->window()->geometry().center());
-    move(place.topLeft());
-    show();
-}
-
-void WaitNotice::showOnScreenOf(const QWidget *beside)
-{
-    adjustSize();
-    if (const QScreen *screen = placement::screenOf(beside)) {
-        const QRect area = screen->availableGeometry();
-        move(area.center().x() - width() / 2, area.bottom() - height() - look::scaled(24, this));
+    if (parentWidget()) {
+        QRect place(QPoint(), size());
+        place.moveCenter(dialog->geometry().center());
+        move(place.topLeft());
+    } else {
+        if (const QScreen *screen = placement::screenOf(dialog)) {
+            const QRect area = screen->availableGeometry();
+            move(area.center().x() - width() / 2, area.bottom() - height() - look::scaled(24, this));
+        }
+        setAttribute(Qt::WA_ShowWithoutActivating);
+        setWindowFlag(Qt::WindowStaysOnTopHint);
     }
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setWindowFlag(Qt::WindowStaysOnTopHint);
     show();
 }
 

@@ -10,11 +10,9 @@ class WaitNotice final : public ToolDialog
 public:
     WaitNotice(const QString &text, QWidget *parent);
 
-    /// Shows it in the middle of its parent.
-    void showOverParent();
-    /// Shows it above all windows at the lower edge of a screen without taking the keyboard, which another program uses.
-    /// @param beside a widget of the screen
-    void showOnScreenOf(const QWidget *beside);
+    /// Shows it in the middle of its parent, the dialog. Without a parent it is shown at the lower edge of the dialog's
+    /// screen, above all windows and without taking the keyboard, which another program uses.
+    void showFor(const QWidget *dialog);
 
 signals:
     void cancelled(); // by the button, Escape or the window manager

@@ -1,27 +1,17 @@
 #include "login/YunLoginDlg.h"
-#include "login/AccountCall.h"
 #include "login/AccountPage.h"
 #include "login/AccountSignIn.h"
-#include "login/CodeSignIn.h"
-#include "login/LoginCaller.h"
 #include "login/PhonePage.h"
-#include "login/QrSignIn.h"
 #include "login/QuickBand.h"
-#include "login/WaitNotice.h"
 #include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
 #include "widgets/BringToFront.h"
-#include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
-#include "widgets/Look.h"
-#include "widgets/Picture.h"
 #include "widgets/WebLink.h"
 #include <QApplication>
-#include <QBoxLayout>
 #include <QCloseEvent>
-#include <QTabBar>
 #include <QTabWidget>
-#include <QTimer>
+#include <QUuid>
 #include <utility>
 
 using namespace tarn::visualized;
@@ -30,21 +20,7 @@ namespace key = tarn::cloud::key;
 namespace {
 constexpr int PhoneLength = 11;
 constexpr int ShortestCode = 6;
-constexpr int SlowMs = 2000; // of waiting, until the user is offered to cancel
-
-// Look: one sheet for the whole window
-QString dialogSheet(const QWidget *w)
-{
-    return QStringLiteral("#loginBody{background-color:white;border:1px solid %1;}"
-                          "#quickRule{background-color:%2;}"
-                          "#quickTitle{color:#8A93A0;}"
-                          "QTabWidget::tab-bar{alignment:center;}")
-               .arg(look::FrameBlue, look::RuleGrey) +
-           look::titleBand(look::BandBlue) +
-           look::tabs(40, QStringLiteral("width:%1;padding:0px;").arg(look::px(150, w)), w) + look::blueButton() +
-           look::whiteButton() + look::linkButton() +
-           QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
-}
+constexpr int SecondsBetweenCodes = 60;
 
 /// Calls under the wait cursor: the call holds the GUI thread.
 template <class Call>
@@ -56,18 +32,21 @@ auto underWaitCursor(Call call)
     return result;
 }
 
-void notifyAccountCaller(LoginCaller &caller)
+void notifyAfterAccount(const LoginCaller &caller)
 {
-    caller.notify(QStringLiteral("开始通知云登录后事件"));
+    cloudcalls::notify(caller, QStringLiteral("开始通知云登录后事件"));
+}
+
+void notifyAfterScan(const LoginCaller &caller)
+{
+    cloudcalls::notify(caller, QStringLiteral("扫码登录：开始通知云登录后事件"), QStringLiteral("快捷登录成功。"));
 }
 } // namespace
 
 CYunLoginDialog::CYunLoginDialog(QWidget *parent, const Rhythm &rhythm)
-    : ToolDialog(parent, Qt::Dialog)
-    , m_caller(std::make_shared<LoginCaller>())
-    , m_accountSignIn(new AccountSignIn(this))
-    , m_codeSignIn(new CodeSignIn(this))
-    , m_qrSignIn(new QrSignIn(m_caller, rhythm, this))
+    : LoginWindow(parent)
+    , m_caller(std::make_shared<QSharedPointer<ICloudLoginNotify>>())
+    , m_rhythm(rhythm)
 {
     InitDialog();
 }
@@ -81,80 +60,22 @@ void CYunLoginDialog::InitDialog()
 {
     if (m_tabs)
         return;
-    prepare(QStringLiteral("云账号登录"));
-    setWindowIcon(picture::windowIcon(look::icon::Login));
-    QVBoxLayout *column = addBody(QStringLiteral("loginBody"));
-    auto *content = new QVBoxLayout;
-    look::space(content, {36, 8, 36, 28}, 22, this);
-    InitLoginTypeTab();
-    content->addWidget(m_tabs);
-    content->addWidget(InitQuickLogin());
-    column->addLayout(content);
-    InitTitleBar(column);
-    setStyleSheet(dialogSheet(this));
-    setFixedSize(look::scaled(400, this), sizeHint().height());
-    expectUnasked();
-
-    m_slow = new QTimer(this);
-    m_slow->setSingleShot(true);
-    m_slow->setInterval(SlowMs);
-    connect(m_slow, &QTimer::timeout, this,
-            [this] { showNotice(QStringLiteral("正在登录，请稍候。"), true, &CYunLoginDialog::cancelAccountSignIn); });
-    connect(m_codeSignIn, &CodeSignIn::secondPassed, this, &CYunLoginDialog::OnTimeOut);
-    connect(m_qrSignIn, &QrSignIn::succeeded, this, &CYunLoginDialog::QuickLoginSuccess);
-    connect(m_qrSignIn, &QrSignIn::failed, this, &CYunLoginDialog::QuickLoginFail);
-    connect(m_qrSignIn, &QrSignIn::timedOut, this, &CYunLoginDialog::QuickLoginTimerOut);
-    connect(m_qrSignIn, &QrSignIn::lockRefused, this, &CYunLoginDialog::YunLockLoginFail);
-
-    FillMemoryLoginInfo();
-    InitCloudAddr();
-}
-
-void CYunLoginDialog::InitTitleBar(QVBoxLayout *column)
-{
-    CustomTitleBar *bar = addTitleBar(column, 44);
-    bar->SetLoginTitleLogo(look::icon::Login);
-    bar->SetLoginTitleText(windowTitle());
-    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
-}
-
-void CYunLoginDialog::InitLoginTypeTab()
-{
-    m_tabs = new QTabWidget(this);
-    m_tabs->setObjectName(QStringLiteral("loginTabs"));
-    m_tabs->tabBar()->setFont(look::yaHei(15, QFont::Normal, this));
-    m_tabs->tabBar()->setDrawBase(false);
-    m_tabs->tabBar()->setAccessibleName(QStringLiteral("登录方式"));
-    InitAccountLogin();
-    InitVerificationTab();
-}
-
-void CYunLoginDialog::InitAccountLogin()
-{
-    m_accountPage = new AccountPage(m_tabs);
-    m_tabs->addTab(m_accountPage, QStringLiteral("账号登录"));
+    build();
+    connect(m_bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
     connect(m_accountPage, &AccountPage::signInRequested, this, &CYunLoginDialog::onAccountLoginBtn);
     connect(m_accountPage, &AccountPage::registerRequested, this, &CYunLoginDialog::onRegisterAccount);
     connect(m_accountPage, &AccountPage::forgetRequested, this, &CYunLoginDialog::onForgetPassword);
     connect(m_accountPage, &AccountPage::eyeClicked, this, &CYunLoginDialog::PasswordStateChanged);
     connect(m_accountPage, &AccountPage::automaticChanged, this, &CYunLoginDialog::OnAccountAutoLoginChkChanged);
-}
-
-void CYunLoginDialog::InitVerificationTab()
-{
-    m_phonePage = new PhonePage(m_tabs);
-    m_tabs->addTab(m_phonePage, QStringLiteral("短信登录"));
     connect(m_phonePage, &PhonePage::codeRequested, this, &CYunLoginDialog::onGetVerificationCodeBtn);
     connect(m_phonePage, &PhonePage::signInRequested, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
     connect(m_phonePage, &PhonePage::automaticChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
-}
-
-QWidget *CYunLoginDialog::InitQuickLogin()
-{
-    auto *band = new QuickBand(this);
-    connect(band, &QuickBand::weixinRequested, this, &CYunLoginDialog::onWeixinLogin);
-    connect(band, &QuickBand::qqRequested, this, &CYunLoginDialog::onQQLogin);
-    return band;
+    connect(m_band, &QuickBand::weixinRequested, this, &CYunLoginDialog::onWeixinLogin);
+    connect(m_band, &QuickBand::qqRequested, this, &CYunLoginDialog::onQQLogin);
+    connect(&m_countdown, &QTimer::timeout, this, &CYunLoginDialog::OnTimeOut);
+    connect(this, &LoginWindow::waitCancelled, this, &CYunLoginDialog::cancelWait);
+    FillMemoryLoginInfo();
+    InitCloudAddr();
 }
 
 void CYunLoginDialog::FillMemoryLoginInfo()
@@ -195,53 +116,43 @@ void CYunLoginDialog::InitCloudAddr()
         VT_LOG(critical) << QStringLiteral("【云登录窗口初始化跳转链接地址】失败，原因为获取云服务客户端接口对象失败");
         return;
     }
-    const QPair<QString, QString *> links[] = {{key::LinkRegister, &m_registerAddress},
-                                               {key::LinkForgetPassword, &m_forgetAddress},
-                                               {key::LinkBindAccount, &m_bindingAddress}};
-    for (const auto &link : links) {
-        if (cloudcalls::linkAddress(link.first, link.second).transportFailed())
+    for (const QString &linkKey : {key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount}) {
+        if (cloudcalls::linkAddress(linkKey, &m_links[linkKey]).transportFailed())
             return; // each further call could block as long; a missing address is requested when its link is clicked
     }
 }
 
-void CYunLoginDialog::SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify)
+SignInRequest CYunLoginDialog::requestOf(const LoginPage *page) const
 {
-    m_caller->set(std::move(notify));
-}
-
-void CYunLoginDialog::focusEmptyField()
-{
-    currentPage()->focusEmptyField();
-}
-
-LoginPage *CYunLoginDialog::currentPage() const
-{
-    return qobject_cast<LoginPage *>(m_tabs->currentWidget());
+    SignInRequest request = page->request();
+    request.lockTip = m_yunLockErrorTip;
+    return request;
 }
 
 void CYunLoginDialog::onRegisterAccount()
 {
     VT_LOG(info) << QStringLiteral("【立即注册】用户点击立即注册按钮。");
-    followLink(QStringLiteral("【立即注册】"), key::LinkRegister, &m_registerAddress);
+    followLink(QStringLiteral("【立即注册】"), key::LinkRegister);
 }
 
 void CYunLoginDialog::onForgetPassword()
 {
     VT_LOG(info) << QStringLiteral("【忘记密码】用户点击忘记密码。");
-    followLink(QStringLiteral("【忘记密码】"), key::LinkForgetPassword, &m_forgetAddress);
+    followLink(QStringLiteral("【忘记密码】"), key::LinkForgetPassword);
 }
 
-void CYunLoginDialog::followLink(const QString &where, const QString &linkKey, QString *address)
+void CYunLoginDialog::followLink(const QString &where, const QString &linkKey)
 {
-    if (address->isEmpty())
-        underWaitCursor([&] { return cloudcalls::linkAddress(linkKey, address); });
-    if (address->isEmpty()) {
+    QString &address = m_links[linkKey];
+    if (address.isEmpty())
+        underWaitCursor([&] { return cloudcalls::linkAddress(linkKey, &address); });
+    if (address.isEmpty()) {
         VT_LOG(warning) << where + QStringLiteral("获取的跳转地址为空。");
         showLoginTip(QStringLiteral("获取跳转链接失败"), eTipError);
         return;
     }
-    VT_LOG(info) << where + QStringLiteral("获取的跳转链接地址为：%1，即将跳转。").arg(*address);
-    openPage(where, *address);
+    VT_LOG(info) << where + QStringLiteral("获取的跳转链接地址为：%1，即将跳转。").arg(address);
+    openPage(where, address);
 }
 
 // Does not log the address: that of a QR code is a secret.
@@ -256,36 +167,23 @@ bool CYunLoginDialog::openPage(const QString &where, const QString &address)
     return false;
 }
 
-void CYunLoginDialog::showLoginTip(const QString &text, eTipStatus status)
+void CYunLoginDialog::refuse(const QString &where, const QString &tip)
 {
-    // When a long call has returned, the user may be working in another program.
-    showTip(text, status, isActiveWindow() ? eBoxOrigin::AskedFor : eBoxOrigin::Unasked);
-}
-
-void CYunLoginDialog::showTip(const QString &text, eTipStatus status, eBoxOrigin origin)
-{
-    if (!m_closed)
-        CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, origin);
-}
-
-void CYunLoginDialog::refuse(const QString &tip, const QString &line)
-{
-    VT_LOG(critical) << line;
+    VT_LOG(critical) << where + tip;
     showLoginTip(tip, eTipError);
 }
 
 // False for a request that arrives after the dialog has been closed, or while it waits.
 bool CYunLoginDialog::canStart() const
 {
-    return !m_closed && !m_waiting;
+    return !m_closed && !isWaiting();
 }
 
 void CYunLoginDialog::leave()
 {
-    m_qrSignIn->stop();
-    m_codeSignIn->stopCountdown();
+    stopPoller();
+    m_countdown.stop();
     leaveAccountSignIn();
-    endWaiting();
     hideNotice();
     m_accountPage->wipe();
     m_phonePage->wipe();
@@ -294,12 +192,6 @@ void CYunLoginDialog::leave()
 void CYunLoginDialog::on_close_btn_clicked()
 {
     close();
-}
-
-void CYunLoginDialog::showEvent(QShowEvent *event)
-{
-    ToolDialog::showEvent(event);
-    hideNotice(); // the dialog itself offers another attempt
 }
 
 void CYunLoginDialog::closeEvent(QCloseEvent *event)
@@ -326,45 +218,43 @@ void CYunLoginDialog::onAccountLoginBtn()
 {
     if (!canStart())
         return;
-    if (AccountCall::current()) { // of a wait that was cancelled, or of a dialog that has been closed
+    if (AccountSignIn::current()) { // of a wait that was cancelled, or of a dialog that has been closed
         showLoginTip(QStringLiteral("上一次登录尚未完成，请稍候再试。"), eTipNormal);
         return;
     }
     if (!ExecuteLoginByAccount())
         return;
     close();
-    notifyAccountCaller(*m_caller);
+    notifyAfterAccount(m_caller);
 }
 
 // When it returns false, this dialog can have been destroyed.
 bool CYunLoginDialog::ExecuteLoginByAccount()
 {
-    m_qrSignIn->stop();
-    SignInRequest request = m_accountPage->request();
-    request.lockTip = m_yunLockErrorTip;
+    stopPoller();
+    const SignInRequest request = requestOf(m_accountPage);
     if (request.user.isEmpty()) {
-        refuse(QStringLiteral("账号不能为空!"), QStringLiteral("账号不能为空!"));
+        refuse(QString(), QStringLiteral("账号不能为空!"));
         return false;
     }
     if (request.secret.isEmpty()) {
-        refuse(QStringLiteral("密码不能为空!"), QStringLiteral("密码不能为空!"));
+        refuse(QString(), QStringLiteral("密码不能为空!"));
         return false;
     }
     if (!service::cloud()) {
-        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【账号密码登录】获取云服务失败"));
+        refuse(QStringLiteral("【账号密码登录】"), QStringLiteral("获取云服务失败"));
         return false;
     }
     VT_LOG(info) << QStringLiteral("开始登录云账号");
-    const QString account = request.user;
     const QPointer<CYunLoginDialog> self(this);
     beginWaiting();
-    const auto outcome = m_accountSignIn->run(std::move(request));
+    const auto outcome = AccountSignIn::run(request);
     if (!self)
         return false;
     endWaiting();
     if (!outcome)
         return false;
-    const QString tip = AccountSignIn::conclude(account, *outcome);
+    const QString tip = AccountSignIn::conclude(request.user, *outcome);
     if (!tip.isEmpty())
         showLoginTip(tip, eTipError);
     return tip.isEmpty();
@@ -373,46 +263,33 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
 // The service may still sign the user in: the caller is notified then, even if this dialog has been destroyed.
 void CYunLoginDialog::leaveAccountSignIn()
 {
-    const AccountCall *left = m_accountSignIn->leave();
+    AccountSignIn *left = isWaiting() ? AccountSignIn::current() : nullptr;
+    endWaiting();
     if (!left)
         return;
-    connect(left, &AccountCall::answered, left,
+    left->leave();
+    connect(left, &AccountSignIn::answered, left,
             [self = QPointer<CYunLoginDialog>(this), caller = m_caller,
              account = m_accountPage->request().user](const ServiceOutcome &outcome) {
                 if (!AccountSignIn::conclude(account, outcome).isEmpty())
                     return;
                 if (self)
                     self->close();
-                notifyAccountCaller(*caller);
+                notifyAfterAccount(caller);
             });
 }
 
-void CYunLoginDialog::cancelAccountSignIn()
+void CYunLoginDialog::cancelWait()
 {
-    VT_LOG(info) << QStringLiteral("【账号密码登录】用户取消等待。");
-    leaveAccountSignIn();
-}
-
-void CYunLoginDialog::beginWaiting()
-{
-    m_waiting = true;
-    m_focusBefore = focusWidget();
-    QApplication::setOverrideCursor(Qt::WaitCursor);
-    setEnabled(false);
-    m_slow->start();
-}
-
-void CYunLoginDialog::endWaiting()
-{
-    if (!m_waiting)
+    if (isWaiting()) {
+        VT_LOG(info) << QStringLiteral("【账号密码登录】用户取消等待。");
+        leaveAccountSignIn();
         return;
-    m_waiting = false;
-    m_slow->stop();
-    hideNotice();
-    setEnabled(true);
-    QApplication::restoreOverrideCursor();
-    if (m_focusBefore)
-        m_focusBefore->setFocus(Qt::OtherFocusReason);
+    }
+    VT_LOG(info) << QStringLiteral("【扫码登录】用户取消等待扫码。");
+    stopPoller();
+    front::raiseOnce(this);
+    focusEmptyField();
 }
 
 void CYunLoginDialog::OnVerifCodeAutoLogin(int state)
@@ -426,12 +303,15 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
         return;
     const QString phone = m_phonePage->request().user;
     if (phone.size() < PhoneLength) {
-        refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("手机号填写不正确!"));
+        refuse(QString(), QStringLiteral("手机号填写不正确!"));
         return;
     }
     m_phonePage->allowCode(false);
-    const auto outcome = underWaitCursor([&] { return m_codeSignIn->sendCode(phone); });
+    m_countdown.stop();
+    m_sinceCode = 0;
+    const auto outcome = underWaitCursor([&] { return cloudcalls::sendCode(phone); });
     if (outcome.accepted()) {
+        m_countdown.start(std::chrono::seconds(1));
         m_phonePage->focusCode();
         showLoginTip(QStringLiteral("发送成功，请查收!"), eTipNormal);
         return;
@@ -442,59 +322,36 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
 
 void CYunLoginDialog::OnTimeOut()
 {
-    m_phonePage->showCountdown(m_codeSignIn->countDown());
+    ++m_sinceCode;
+    const int remaining = SecondsBetweenCodes - int(m_sinceCode % SecondsBetweenCodes);
+    if (remaining == SecondsBetweenCodes)
+        m_countdown.stop();
+    m_phonePage->showCountdown(remaining % SecondsBetweenCodes);
 }
 
 void CYunLoginDialog::onVerificationCodeLoginBtn()
 {
     if (!canStart())
         return;
-    m_qrSignIn->stop();
-    SignInRequest request = m_phonePage->request();
-    request.lockTip = m_yunLockErrorTip;
-    if (request.user.size() < PhoneLength) {
-        refuse(QStringLiteral("手机号填写不正确!"), QStringLiteral("【云登录对话框验证码登录】手机号填写不正确!"));
-        return;
-    }
-    if (request.secret.size() < ShortestCode) {
-        refuse(QStringLiteral("动态密码不正确，请重新输入!"),
-               QStringLiteral("【云登录对话框验证码登录】动态密码不正确，请重新输入!"));
-        return;
-    }
-    loginByCode(request);
-}
-
-void CYunLoginDialog::loginByCode(const SignInRequest &request)
-{
+    stopPoller();
+    const SignInRequest request = requestOf(m_phonePage);
+    const QString where = QStringLiteral("【云登录对话框验证码登录】");
+    if (request.user.size() < PhoneLength)
+        return refuse(where, QStringLiteral("手机号填写不正确!"));
+    if (request.secret.size() < ShortestCode)
+        return refuse(where, QStringLiteral("动态密码不正确，请重新输入!"));
     m_phonePage->showBusy(true);
-    const auto outcome = underWaitCursor([&] { return m_codeSignIn->signIn(request); });
+    const SignInEnd end = underWaitCursor([&] { return cloudcalls::signInByCode(request); });
     m_phonePage->showBusy(false);
-    if (!outcome.called())
-        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【验证码登录】获取云服务失败"));
-    else if (outcome.accepted())
-        finishCodeLogin();
-    else if (outcome.code == tarn::cloud::code::LockRefused)
-        refuseByLock(outcome.error);
-    else
-        showLoginTip(CodeSignIn::concludeFailure(request.user, outcome), eTipError);
-}
-
-void CYunLoginDialog::finishCodeLogin()
-{
-    m_codeSignIn->stopCountdown();
-    close();
-    m_caller->notify(QStringLiteral("【云登录对话框验证码登录】开始通知云登录后事件"));
-}
-
-// Closes and notifies the caller as a success does, deliberately.
-void CYunLoginDialog::refuseByLock(const QString &tip)
-{
-    m_codeSignIn->stopCountdown();
-    VT_LOG(critical) << QStringLiteral("【手机验证码】云锁登录失败。");
+    if (end.closes)
+        m_countdown.stop();
     const QPointer<CYunLoginDialog> self(this);
-    showLoginTip(tip.isEmpty() ? QStringLiteral("登录失败") : tip, eTipError);
-    if (self && !m_closed)
-        finishCodeLogin();
+    if (!end.tip.isEmpty())
+        showLoginTip(end.tip, eTipError);
+    if (!self || m_closed || !end.closes)
+        return;
+    close();
+    cloudcalls::notify(m_caller, where + QStringLiteral("开始通知云登录后事件"));
 }
 
 void CYunLoginDialog::onWeixinLogin()
@@ -511,57 +368,70 @@ void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)
 {
     if (!canStart())
         return;
-    m_qrSignIn->stop();
-    if (!service::cloud()) {
-        refuse(QStringLiteral("获取云服务失败"), QStringLiteral("【扫码登录】获取云服务失败"));
-        return;
-    }
+    stopPoller();
+    const QString where = QStringLiteral("【扫码登录】");
+    if (!service::cloud())
+        return refuse(where, QStringLiteral("获取云服务失败"));
     VT_LOG(info) << clickLine;
-    const bool automatic = currentPage()->request().automatic;
-    const QString address = underWaitCursor([&] { return m_qrSignIn->begin({type, automatic, m_yunLockErrorTip}); });
+    const QString randomCode = QUuid::createUuid().toString().mid(1, 8);
+    const QString address = underWaitCursor([&] { return cloudcalls::qrAddress(type, randomCode); });
     if (address.isEmpty())
         showLoginTip(QStringLiteral("获取扫码登录地址失败"), eTipError);
-    else if (openPage(QStringLiteral("【扫码登录】"), address))
-        waitForScan();
+    else if (openPage(where, address))
+        waitForScan(randomCode);
 }
 
-void CYunLoginDialog::waitForScan()
+void CYunLoginDialog::waitForScan(const QString &randomCode)
 {
     m_accountPage->showPassword(false); // another user may see this dialog next
     hide();                             // the browser shows the QR code
-    if (!m_qrSignIn->startWaiting(m_bindingAddress)) {
-        VT_LOG(critical) << QStringLiteral("【扫码登录】无法启动等待扫码结果的线程。");
-        showAgain(QStringLiteral("扫码登录失败，请重试。"));
-        return;
-    }
-    showNotice(QStringLiteral("请在浏览器中扫描二维码完成登录。"), false, &CYunLoginDialog::cancelScan);
+    auto *poller = new CQueryQRCodeResult(currentPage()->request().automatic, m_yunLockErrorTip, randomCode, m_rhythm);
+    poller->setBindingAddress(m_links.value(key::LinkBindAccount));
+    m_poller = poller;
+    connect(poller, &CQueryQRCodeResult::loginFail, this, &CYunLoginDialog::QuickLoginFail);
+    connect(poller, &CQueryQRCodeResult::yunlockFail, this, &CYunLoginDialog::YunLockLoginFail);
+    connect(poller, &CQueryQRCodeResult::loginTimeout, this, &CYunLoginDialog::QuickLoginTimerOut);
+    // The service has signed the user in, also when the wait has been stopped or this dialog has been destroyed.
+    connect(poller, &CQueryQRCodeResult::loginSuccess, poller,
+            [self = QPointer<CYunLoginDialog>(this), caller = m_caller](const QString &token) {
+                if (self)
+                    self->QuickLoginSuccess(token);
+                else
+                    notifyAfterScan(caller);
+            });
+    poller->start();
+    if (poller->isRunning() || poller->isFinished())
+        return showNotice(QStringLiteral("请在浏览器中扫描二维码完成登录。"), false);
+    delete poller;
+    endScan(QStringLiteral("【扫码登录】无法启动等待扫码结果的线程。"), QStringLiteral("扫码登录失败，请重试。"));
 }
 
-void CYunLoginDialog::cancelScan()
+// Does not wait for the poller's thread, which can hang in a call.
+void CYunLoginDialog::stopPoller()
 {
-    VT_LOG(info) << QStringLiteral("【扫码登录】用户取消等待扫码。");
-    m_qrSignIn->stop();
-    front::raiseOnce(this);
-    focusEmptyField();
+    if (m_poller)
+        m_poller->stop();
+    m_poller.clear();
 }
 
 void CYunLoginDialog::QuickLoginSuccess(QString)
 {
-    m_qrSignIn->stop();
+    stopPoller();
     close();
-    QrSignIn::notify(*m_caller);
+    notifyAfterScan(m_caller);
 }
 
 void CYunLoginDialog::QuickLoginFail(QString strError)
 {
-    m_qrSignIn->stop();
-    VT_LOG(critical) << QStringLiteral("快捷登录失败，") + strError;
-    showAgain(strError.isEmpty() ? QStringLiteral("快捷登录失败") : strError);
+    endScan(QStringLiteral("快捷登录失败，") + strError,
+            strError.isEmpty() ? QStringLiteral("快捷登录失败") : strError);
 }
 
 void CYunLoginDialog::QuickLoginTimerOut()
 {
-    m_qrSignIn->stop();
+    if (isLate())
+        return;
+    stopPoller();
     const QString tip = QStringLiteral("扫码登录超时，请重新扫码。");
     VT_LOG(warning) << QStringLiteral("快捷登录失败，") + tip;
     if (!isVisible()) // otherwise the user may be typing in this dialog, which was shown for a further request
@@ -570,32 +440,22 @@ void CYunLoginDialog::QuickLoginTimerOut()
 
 void CYunLoginDialog::YunLockLoginFail(QString strError)
 {
-    m_qrSignIn->stop();
-    VT_LOG(critical) << QStringLiteral("快捷登录：云锁登录失败，") + strError;
-    showAgain(strError.isEmpty() ? QStringLiteral("云锁登录失败。") : strError);
+    endScan(QStringLiteral("快捷登录：云锁登录失败，") + strError,
+            strError.isEmpty() ? QStringLiteral("云锁登录失败。") : strError);
 }
 
-void CYunLoginDialog::showAgain(const QString &tip)
+// Whether the signal that is being handled was on its way when the wait for its poller was stopped.
+bool CYunLoginDialog::isLate() const
 {
-    if (!isVisible()) // otherwise the user may be typing in it, and the field keeps the focus
-        front::raiseOnce(this);
-    showTip(tip, eTipError, eBoxOrigin::Unasked); // the user is in the browser or in another program
+    const auto *poller = qobject_cast<CQueryQRCodeResult *>(sender());
+    return poller && poller != m_poller;
 }
 
-void CYunLoginDialog::showNotice(const QString &text, bool overDialog, void (CYunLoginDialog::*cancel)())
+void CYunLoginDialog::endScan(const QString &line, const QString &tip)
 {
-    // Without a parent it stays visible while the dialog is hidden.
-    m_notice = std::make_unique<WaitNotice>(text, overDialog ? this : nullptr);
-    connect(m_notice.get(), &WaitNotice::cancelled, this, cancel);
-    if (overDialog)
-        m_notice->showOverParent();
-    else
-        m_notice->showOnScreenOf(this);
-}
-
-// Hides it only: the notice can be the sender of the signal that is being handled.
-void CYunLoginDialog::hideNotice()
-{
-    if (m_notice)
-        m_notice->hide();
+    if (isLate())
+        return;
+    stopPoller();
+    VT_LOG(critical) << line;
+    showAgain(tip);
 }

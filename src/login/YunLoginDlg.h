@@ -1,33 +1,13 @@
 #pragma once
+#include "login/CloudCalls.h"
+#include "login/LoginWindow.h"
 #include "login/QueryQRCodeResult.h"
-#include "widgets/TipStatus.h"
-#include "widgets/ToolDialog.h"
-#include <QPointer>
-#include <QSharedPointer>
-#include <memory>
-
-enum class eBoxOrigin;
-class ICloudLoginNotify;
-class QTabWidget;
-class QTimer;
-class QVBoxLayout;
-
-namespace tarn::visualized {
-class AccountPage;
-class AccountSignIn;
-class CodeSignIn;
-class LoginCaller;
-class LoginPage;
-class PhonePage;
-class QrSignIn;
-class WaitNotice;
-struct SignInRequest;
-} // namespace tarn::visualized
+#include <QMap>
 
 /// The window in which the user signs in to the cloud account: by password, by phone and one-time code, or by a QR code
 /// in the browser. It joins the pages to the sign-ins, closes after a success and notifies the caller; it checks nothing
 /// itself. GUI thread; LoginDialogCreator creates it with WA_DeleteOnClose.
-class CYunLoginDialog final : public tarn::visualized::ToolDialog
+class CYunLoginDialog final : public tarn::visualized::LoginWindow
 {
     Q_OBJECT
 public:
@@ -40,12 +20,7 @@ public:
     /// Sent with every sign-in from now on: whether the service shows its tip about the cloud lock.
     void SetYunLockError(bool showTip) { m_yunLockErrorTip = showTip; }
     /// Sets the object that is notified of a successful sign-in; may be null.
-    void SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify);
-    /// Shows a message box over this dialog, which can be destroyed when the function returns. A dialog that has been
-    /// closed shows none.
-    void showLoginTip(const QString &text, eTipStatus status);
-    /// Focuses the first empty field of the current page, for a user who has just asked for the sign-in.
-    void focusEmptyField();
+    void SetLoginNotify(QSharedPointer<ICloudLoginNotify> notify) { *m_caller = std::move(notify); }
 
 signals:
     void LoginDialogClosed(); // the window has been closed and will delete itself
@@ -69,60 +44,34 @@ public slots:
     void YunLockLoginFail(QString strError);
 
 protected:
-    void showEvent(QShowEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:
-    void InitTitleBar(QVBoxLayout *column);
-    void InitLoginTypeTab();
-    void InitAccountLogin();
-    void InitVerificationTab();
-    QWidget *InitQuickLogin();
     void FillMemoryLoginInfo();
     void InitCloudAddr();
     void fillFrom(QVariantMap memory);
 
-    tarn::visualized::LoginPage *currentPage() const;
-    void showTip(const QString &text, eTipStatus status, eBoxOrigin origin);
-    void refuse(const QString &tip, const QString &line);
-    void followLink(const QString &where, const QString &linkKey, QString *address);
+    tarn::visualized::SignInRequest requestOf(const tarn::visualized::LoginPage *page) const;
+    void refuse(const QString &where, const QString &tip);
+    void followLink(const QString &where, const QString &linkKey);
     bool openPage(const QString &where, const QString &address);
     bool canStart() const;
     void leave();
 
     bool ExecuteLoginByAccount();
     void leaveAccountSignIn();
-    void cancelAccountSignIn();
-    void beginWaiting();
-    void endWaiting();
-
-    void loginByCode(const tarn::visualized::SignInRequest &request);
-    void finishCodeLogin();
-    void refuseByLock(const QString &tip);
-
+    void cancelWait();
     void quickLogin(const QString &type, const QString &clickLine);
-    void waitForScan();
-    void cancelScan();
-    void showAgain(const QString &tip);
-    void showNotice(const QString &text, bool overDialog, void (CYunLoginDialog::*cancel)());
-    void hideNotice();
+    void waitForScan(const QString &randomCode);
+    void stopPoller();
+    bool isLate() const;
+    void endScan(const QString &line, const QString &tip);
 
-    QTabWidget *m_tabs = nullptr;
-    tarn::visualized::AccountPage *m_accountPage = nullptr;
-    tarn::visualized::PhonePage *m_phonePage = nullptr;
-
-    const std::shared_ptr<tarn::visualized::LoginCaller> m_caller;
-    tarn::visualized::AccountSignIn *const m_accountSignIn;
-    tarn::visualized::CodeSignIn *const m_codeSignIn;
-    tarn::visualized::QrSignIn *const m_qrSignIn;
-
-    QString m_registerAddress; ///< the three are empty while the service has none
-    QString m_forgetAddress;
-    QString m_bindingAddress;
+    const tarn::visualized::LoginCaller m_caller;
+    const Rhythm m_rhythm;
+    QPointer<CQueryQRCodeResult> m_poller; ///< while a QR sign-in is waited for
+    qint64 m_sinceCode = 0;                ///< seconds since the one-time code was requested
+    QTimer m_countdown{this};
+    QMap<QString, QString> m_links; ///< addresses by key; empty ones are not known yet
     bool m_yunLockErrorTip = false;
-    bool m_closed = false;                                  ///< and about to be deleted
-    bool m_waiting = false;                                 ///< disabled, under the wait cursor
-    QPointer<QWidget> m_focusBefore;                        ///< the focus when the wait began
-    QTimer *m_slow = nullptr;                               ///< runs until a wait is long enough for a notice
-    std::unique_ptr<tarn::visualized::WaitNotice> m_notice; ///< of the last wait; hidden when that has ended
 };

@@ -107,7 +107,7 @@ inline void settle()
 {
     tarn::visualized::cloudcalls::pool().waitForDone();
     QCoreApplication::processEvents();
-    tarn::visualized::cloudcalls::callerPool().waitForDone();
+    tarn::visualized::cloudcalls::pool().waitForDone();
 }
 
 inline void processDeletions()

@@ -1,6 +1,6 @@
 // The sign-in dialog is closed, destroyed or shown again during a call. Meant for the address sanitizer.
 #include "frame/VtServiceClient.h"
-#include "login/AccountCall.h"
+#include "login/AccountSignIn.h"
 #include "login/Login.h"
 #include "login/LoginDialogCreator.h"
 #include "support/BoxScript.h"

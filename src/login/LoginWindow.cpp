@@ -1,0 +1,169 @@
+#include "login/LoginWindow.h"
+#include "login/AccountPage.h"
+#include "login/PhonePage.h"
+#include "login/QuickBand.h"
+#include "login/WaitNotice.h"
+#include "widgets/BringToFront.h"
+#include "widgets/CustomMessageBox.h"
+#include "widgets/CustomTitleBar.h"
+#include "widgets/Look.h"
+#include "widgets/Picture.h"
+#include <QApplication>
+#include <QBoxLayout>
+#include <QTabBar>
+#include <QTabWidget>
+
+namespace tarn::visualized {
+namespace {
+constexpr int SlowMs = 2000; // of waiting, until the user is offered to cancel
+
+// Look: one sheet for the whole window
+QString dialogSheet(const QWidget *w)
+{
+    return QStringLiteral("#loginBody{background-color:white;border:1px solid %1;}"
+                          "#quickRule{background-color:%2;}"
+                          "#quickTitle{color:#8A93A0;}"
+                          "QTabWidget::tab-bar{alignment:center;}")
+               .arg(look::FrameBlue, look::RuleGrey) +
+           look::titleBand(look::BandBlue) +
+           look::tabs(40, QStringLiteral("width:%1;padding:0px;").arg(look::px(150, w)), w) + look::blueButton() +
+           look::whiteButton() + look::linkButton() +
+           QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
+}
+} // namespace
+
+LoginWindow::LoginWindow(QWidget *parent)
+    : ToolDialog(parent, Qt::Dialog)
+{
+    m_slow.setSingleShot(true);
+    connect(&m_slow, &QTimer::timeout, this, [this] { showNotice(QStringLiteral("正在登录，请稍候。"), true); });
+}
+
+LoginWindow::~LoginWindow() = default;
+
+void LoginWindow::build()
+{
+    prepare(QStringLiteral("云账号登录"));
+    setWindowIcon(picture::windowIcon(look::icon::Login));
+    QVBoxLayout *column = addBody(QStringLiteral("loginBody"));
+    auto *content = new QVBoxLayout;
+    look::space(content, {36, 8, 36, 28}, 22, this);
+    InitLoginTypeTab();
+    InitQuickLogin();
+    content->addWidget(m_tabs);
+    content->addWidget(m_band);
+    column->addLayout(content);
+    InitTitleBar(column);
+    setStyleSheet(dialogSheet(this));
+    setFixedSize(look::scaled(400, this), sizeHint().height());
+    expectUnasked();
+}
+
+void LoginWindow::InitTitleBar(QVBoxLayout *column)
+{
+    m_bar = addTitleBar(column, 44);
+    m_bar->SetLoginTitleLogo(look::icon::Login);
+    m_bar->SetLoginTitleText(windowTitle());
+}
+
+void LoginWindow::InitLoginTypeTab()
+{
+    m_tabs = new QTabWidget(this);
+    m_tabs->setObjectName(QStringLiteral("loginTabs"));
+    m_tabs->tabBar()->setFont(look::yaHei(15, QFont::Normal, this));
+    m_tabs->tabBar()->setDrawBase(false);
+    m_tabs->tabBar()->setAccessibleName(QStringLiteral("登录方式"));
+    InitAccountLogin();
+    InitVerificationTab();
+}
+
+void LoginWindow::InitAccountLogin()
+{
+    m_accountPage = new AccountPage(m_tabs);
+    m_tabs->addTab(m_accountPage, QStringLiteral("账号登录"));
+}
+
+void LoginWindow::InitVerificationTab()
+{
+    m_phonePage = new PhonePage(m_tabs);
+    m_tabs->addTab(m_phonePage, QStringLiteral("短信登录"));
+}
+
+void LoginWindow::InitQuickLogin()
+{
+    m_band = new QuickBand(this);
+}
+
+void LoginWindow::focusEmptyField()
+{
+    currentPage()->focusEmptyField();
+}
+
+LoginPage *LoginWindow::currentPage() const
+{
+    return qobject_cast<LoginPage *>(m_tabs->currentWidget());
+}
+
+void LoginWindow::showLoginTip(const QString &text, eTipStatus status)
+{
+    // When a long call has returned, the user may be working in another program.
+    showTip(text, status, isActiveWindow() ? eBoxOrigin::AskedFor : eBoxOrigin::Unasked);
+}
+
+void LoginWindow::showTip(const QString &text, eTipStatus status, eBoxOrigin origin)
+{
+    if (!m_closed)
+        CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, origin);
+}
+
+void LoginWindow::showEvent(QShowEvent *event)
+{
+    ToolDialog::showEvent(event);
+    hideNotice(); // the dialog itself offers another attempt
+}
+
+void LoginWindow::beginWaiting()
+{
+    m_waiting = true;
+    m_focusBefore = focusWidget();
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    setEnabled(false);
+    m_slow.start(SlowMs);
+}
+
+void LoginWindow::endWaiting()
+{
+    if (!m_waiting)
+        return;
+    m_waiting = false;
+    m_slow.stop();
+    hideNotice();
+    setEnabled(true);
+    QApplication::restoreOverrideCursor();
+    if (m_focusBefore)
+        m_focusBefore->setFocus(Qt::OtherFocusReason);
+}
+
+void LoginWindow::showAgain(const QString &tip)
+{
+    if (!isVisible()) // otherwise the user may be typing in it, and the field keeps the focus
+        front::raiseOnce(this);
+    showTip(tip, eTipError, eBoxOrigin::Unasked); // the user is in the browser or in another program
+}
+
+void LoginWindow::showNotice(const QString &text, bool overDialog)
+{
+    // Without a parent it stays visible while the dialog is hidden.
+    m_notice = std::make_unique<WaitNotice>(text, overDialog ? this : nullptr);
+    connect(m_notice.get(), &WaitNotice::cancelled, this, &LoginWindow::waitCancelled);
+    m_notice->showFor(this);
+}
+
+// Hides it only: the notice can be the sender of the signal that is being handled.
+void LoginWindow::hideNotice()
+{
+    if (m_notice)
+        m_notice->hide();
+}
+
+} // namespace tarn::visualized
