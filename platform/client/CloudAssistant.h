@@ -6,7 +6,7 @@
 namespace tarn::client {
 
 /// Client of the cloud account service. Any thread.
-class CloudAssistant final : public Assistant<ICloudServiceAssistant>
+class CloudAssistant : public Assistant<ICloudServiceAssistant>
 {
 public:
     CloudAssistant()

@@ -6,7 +6,7 @@ namespace tarn::client {
 
 /// The licence service offers nothing to the user interface but its argument objects, so there is nothing to connect
 /// to. Any thread.
-class LicenseAssistant final : public ILicenseServiceAssistant
+class LicenseAssistant : public ILicenseServiceAssistant
 {
 public:
     virtual ~LicenseAssistant() = default;

@@ -6,7 +6,7 @@
 namespace tarn::client {
 
 /// Client of the message service. Any thread.
-class MessageAssistant final : public Assistant<IMessageServiceAssistant>
+class MessageAssistant : public Assistant<IMessageServiceAssistant>
 {
 public:
     MessageAssistant()

@@ -6,7 +6,7 @@
 namespace tarn::client {
 
 /// Client of the upgrade service. Any thread.
-class UpgradeAssistant final : public Assistant<IUpgradeServiceAssistant>
+class UpgradeAssistant : public Assistant<IUpgradeServiceAssistant>
 {
 public:
     UpgradeAssistant()

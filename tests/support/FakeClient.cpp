@@ -1,18 +1,15 @@
-// The fake client library; see FakeClient.h.
+// The fake client library: the real assistants over a connection that leads to no service. See FakeClient.h.
 #include "support/FakeClient.h"
+#include "client/CloudAssistant.h"
+#include "client/LicenseAssistant.h"
+#include "client/MessageAssistant.h"
+#include "client/UpgradeAssistant.h"
 #include "tarn/client/IServiceAssistantManager.h"
-#include "tarn/cloud/ICloudServiceAssistant.h"
-#include "tarn/core/BagArgs.h"
-#include "tarn/license/ILicenseServiceAssistant.h"
-#include "tarn/message/IMessageServiceAssistant.h"
-#include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include <QMutex>
-#include <QStringList>
 #include <QThread>
 #include <QWaitCondition>
-#include <atomic>
 
-using namespace tarn::core;
+using namespace tarn;
 
 namespace {
 
@@ -29,14 +26,6 @@ public:
     {
         const QMutexLocker locker(&m_mutex);
         return m_calls;
-    }
-
-    QStringList operations() const override
-    {
-        QStringList result;
-        for (const FakeCall &call : calls())
-            result.append(call.operation);
-        return result;
     }
 
     int hanging() const override
@@ -101,119 +90,29 @@ Control &control()
     return instance;
 }
 
-// What the four have in common. Args: type of the objects that CreateInput makes.
-template <class Interface>
-class Assistant : public Interface
+// One of the real assistants; the beginning and the end of its use are calls too.
+template <class Assistant>
+class Recorded final : public Assistant
 {
 public:
-    explicit Assistant(QString name, int successCode)
+    explicit Recorded(QString name)
         : m_name(std::move(name))
-        , m_successCode(successCode)
     {
     }
-    virtual ~Assistant() = default;
-
     bool Initialize(const QString &clientName, int flag, QString &errorText) override
     {
-        const FakeAnswer answer = control().take({QStringLiteral("Initialize ") + m_name,
-                                                  {{QStringLiteral("clientName"), clientName},
-                                                   {QStringLiteral("flag"), flag},
-                                                   {QStringLiteral("errorText"), errorText}},
-                                                  {}},
-                                                 0);
-        return answer.code == 0;
+        Assistant::Initialize(clientName, flag, errorText);
+        const QVariantMap values{{QStringLiteral("clientName"), clientName}, {QStringLiteral("flag"), flag}};
+        return control().take({QStringLiteral("Initialize ") + m_name, values, {}}, 0).code == 0;
     }
-
     void UnInitialize() override
     {
         control().take({QStringLiteral("UnInitialize ") + m_name, {}, {}}, 0);
         control().releaseHangs();
     }
 
-protected:
-    template <class Concrete, class Input, class Output>
-    void run(const char *operation, const Input &input, const Output &output)
-    {
-        const auto *args = dynamic_cast<const Concrete *>(input.data());
-        const tarn::rpc::Bag bag = args ? args->bag() : tarn::rpc::Bag();
-        const FakeAnswer answer = control().take({QString::fromLatin1(operation), bag.values, bag.list}, m_successCode);
-        for (auto it = answer.values.cbegin(); it != answer.values.cend(); ++it)
-            output->SetValue(it.key(), it.value());
-        output->SetValueList(answer.list);
-        output->SetError(answer.error);
-        output->SetRetCode(answer.code);
-    }
-
 private:
-    QString m_name;
-    int m_successCode;
-};
-
-class License final : public Assistant<ILicenseServiceAssistant>
-{
-public:
-    using Assistant::Assistant;
-    QSharedPointer<ILicenseService_InputArgs> CreateInputArgs() override
-    {
-        return QSharedPointer<InputArgs<ILicenseService_InputArgs>>::create();
-    }
-    QSharedPointer<ILicenseService_OutputArgs> CreateOutputArgs() override
-    {
-        return QSharedPointer<OutputArgs<ILicenseService_OutputArgs>>::create();
-    }
-};
-
-class Cloud final : public Assistant<ICloudServiceAssistant>
-{
-public:
-    using Assistant::Assistant;
-    using Args = InputArgs<ICloudService_InputArgs>;
-    Input CreateInputArgs() override { return QSharedPointer<Args>::create(); }
-    Output CreateOutputArgs() override { return QSharedPointer<OutputArgs<ICloudService_OutputArgs>>::create(); }
-    void GetLoginState(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void GetMemoryLoginInfo(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void SendVerificationCode(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void LoginByPhone(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void LoginByAccount(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void GetQRCodeUrl(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void QueryQRCodeResult(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void GetLinkAddress(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void Logout(Input in, Output out) override { run<Args>(__func__, in, out); }
-};
-
-class Message final : public Assistant<IMessageServiceAssistant>
-{
-public:
-    using Assistant::Assistant;
-    using Args = InputArgs<IMessageService_InputArgs>;
-    void AddMessageReceipt(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void UpdateMessageStatus(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void GetAllMessageRecords(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void GetMessageRecord(Input in, Output out) override { run<Args>(__func__, in, out); }
-    Input CreateInputArgs() override { return QSharedPointer<Args>::create(); }
-    Output CreateOutputArgs() override { return QSharedPointer<OutputArgs<IMessageService_OutputArgs>>::create(); }
-    void IgnoreMessage(Input in, Output out) override { run<Args>(__func__, in, out); }
-};
-
-class Upgrade final : public Assistant<IUpgradeServiceAssistant>
-{
-public:
-    using Assistant::Assistant;
-    using SoftArgs = InputListArgs<IUpgaredSoftInfoService_InputParam>;
-    using Args = InputArgs<IUpgaredService_InputParam>;
-    SoftInfoInput CreateSoftInfoInputParam() override { return QSharedPointer<SoftArgs>::create(); }
-    SoftInfoOutput CreateSoftInfoOutputParam() override
-    {
-        return QSharedPointer<OutputArgs<IUpgaredSoftInfoService_OutputParam>>::create();
-    }
-    Input CreateInputParam() override { return QSharedPointer<Args>::create(); }
-    Output CreateOutputParam() override { return QSharedPointer<OutputArgs<IUpgaredService_OutputParam>>::create(); }
-    void CheckNewVersion(SoftInfoInput in, SoftInfoOutput out) override { run<SoftArgs>(__func__, in, out); }
-    void IgnoreUpgrade(SoftInfoInput in, SoftInfoOutput out) override { run<SoftArgs>(__func__, in, out); }
-    void StartDownload(SoftInfoInput in, SoftInfoOutput out) override { run<SoftArgs>(__func__, in, out); }
-    void QueryTaskInfos(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void StopUpgrade(Input in, Output out) override { run<Args>(__func__, in, out); }
-    void InstallSoftware(Input in, Output out) override { run<Args>(__func__, in, out); }
+    const QString m_name;
 };
 
 class Manager final : public IServiceAssistantManager
@@ -233,13 +132,34 @@ private:
         return control().isAvailable() ? assistant : nullptr;
     }
 
-    License m_license{QStringLiteral("license"), 0};
-    Cloud m_cloud{QStringLiteral("cloud"), 4000};
-    Message m_message{QStringLiteral("message"), 2000};
-    Upgrade m_upgrade{QStringLiteral("upgrade"), 1000};
+    Recorded<client::LicenseAssistant> m_license{QStringLiteral("license")};
+    Recorded<client::CloudAssistant> m_cloud{QStringLiteral("cloud")};
+    Recorded<client::MessageAssistant> m_message{QStringLiteral("message")};
+    Recorded<client::UpgradeAssistant> m_upgrade{QStringLiteral("upgrade")};
 };
 
 } // namespace
+
+namespace tarn::link {
+
+ServiceConnection::~ServiceConnection() = default;
+void ServiceConnection::open() {}
+void ServiceConnection::close() {}
+
+rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int, Late)
+{
+    const int successCode = tag == wire::CloudTag ? 4000 : tag == wire::MessageTag ? 2000 : 1000;
+    const FakeAnswer answer = control().take({method, input.values, input.list}, successCode);
+    return {{}, true, answer.code, answer.error, {answer.values, answer.list}};
+}
+
+rpc::CallResult callPaged(ServiceConnection &connection, const QString &tag, const QString &method,
+                          const rpc::Bag &input, int limitMs)
+{
+    return connection.call(tag, method, input, limitMs);
+}
+
+} // namespace tarn::link
 
 extern "C" Q_DECL_EXPORT IServiceAssistantManager *GetServiceAssistantManager()
 {

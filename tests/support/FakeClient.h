@@ -5,7 +5,7 @@
 #include <QString>
 #include <QVariant>
 
-// A client library that no service stands behind: a real libTARN.ServiceClient.Base.so with the real entry point, in
+// A client library without services: a real libTARN.ServiceClient.Base.so with the real entry point and assistants, in
 // FakeClient::directory(). A test sets TARN_MODULE_PATH to that directory before the shipped code loads it, and drives
 // it through the second entry point that fake() calls.
 
@@ -33,11 +33,18 @@ public:
     // Answers to one operation, first in first out; without any it answers with its family's success code.
     virtual void queue(const QString &operation, const FakeAnswer &answer) = 0;
     virtual QList<FakeCall> calls() const = 0;
-    virtual QStringList operations() const = 0; // of calls()
-    virtual int hanging() const = 0;            // calls that hang right now
+    virtual int hanging() const = 0; // calls that hang right now
     virtual void releaseHangs() = 0;
     virtual void setAvailable(bool available) = 0; // false: the manager hands out null assistants
     virtual void reset() = 0;
+
+    QStringList operations() const // of calls()
+    {
+        QStringList result;
+        for (const FakeCall &call : calls())
+            result.append(call.operation);
+        return result;
+    }
 };
 
 namespace FakeClient {
