@@ -10,5 +10,5 @@ cmake --preset release -DTARN_BENCH=ON >build/configure-release.log 2>&1 || {
     cat build/configure-release.log
     exit 1
 }
-cmake --build --preset release -j "$(nproc)" --target programs benchmarks wmready >&2
+cmake --build --preset release -j "$(nproc)" --target programs benchmarks >&2
 tests/support/with-x.sh -s 1600x900x24 -- bench/run.py "$@"

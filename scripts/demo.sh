@@ -18,7 +18,7 @@ build() {
         cat build/configure-release.log
         exit 1
     }
-    NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset release -j "$(nproc)" --target programs winshot wmready
+    NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset release -j "$(nproc)" --target programs
 }
 
 if [ "${1:-}" != --on-desktop ]; then
@@ -44,7 +44,7 @@ window() {
     shown=${shown//$'\n'/ }
     step "$picture: ${shown:0:100}"
     "$work/bin/tarnctl" "$@"
-    if ! last=$("$root/build/release/tools/winshot/winshot" "$role" "$work/$picture.png" 15000 "$last"); then
+    if ! last=$("$root/tools/winshot.py" "$role" "$work/$picture.png" "$last"); then
         echo "demo: no window with the role $role" >&2
         cat "$work/host.log" >&2
         exit 1

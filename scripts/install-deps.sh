@@ -17,7 +17,7 @@ run=(libqt5svg5 libqt5sql5-sqlite fonts-noto-cjk)
 test=(
     clang-format dbus openbox xfwm4 metacity trayer x11-utils x11-xserver-utils xdotool xvfb
     at-spi2-core python3-pyatspi openssl
-    libxcb-damage0-dev libxcb-xtest0-dev
+    libxcb-damage0-dev
     chromium chromium-driver
     python3-gi python3-selenium python3-xlib
     xcompmgr xserver-xorg-core xserver-xorg-video-dummy

@@ -7,8 +7,7 @@ from contextlib import contextmanager
 
 import gi
 import pyatspi
-from Xlib import X, XK, Xatom, display, error
-from Xlib.ext import xtest
+from Xlib import X, Xatom, display, error
 from Xlib.protocol import event
 
 gi.require_version("GLib", "2.0")
@@ -145,35 +144,23 @@ class Desktop:
         window.map()
         wait(lambda: self.work_area() != before, "the panel has its space")
 
+    def do(self, *commands):
+        """Real events through the X server, as xdotool(1) makes them."""
+        subprocess.run(["xdotool", *map(str, commands)], check=True)
+
     def key(self, *names):
         """Presses the keys, each while the ones before it are held: key("Shift_L", "Tab")."""
-        codes = [self.display.keysym_to_keycode(XK.string_to_keysym(name)) for name in names]
-        assert all(codes), names
-        for code in codes:
-            xtest.fake_input(self.display, X.KeyPress, code)
-        for code in reversed(codes):
-            xtest.fake_input(self.display, X.KeyRelease, code)
-        self.display.sync()
+        self.do("key", "--delay", 0, "+".join(names))
 
     def type(self, text):
-        for character in text:
-            self.key(character)
-
-    def mouse(self, kind, detail=0, x=0, y=0):
-        xtest.fake_input(self.display, kind, detail, x=x, y=y)
-        self.display.sync()
+        self.do("type", "--delay", 1, text)
 
     def click(self, x, y):
-        self.mouse(X.MotionNotify, 0, x, y)
-        self.mouse(X.ButtonPress, 1)
-        self.mouse(X.ButtonRelease, 1)
+        self.do("mousemove", x, y, "click", 1)
 
     def drag(self, x, y, by_x, by_y):
-        self.mouse(X.MotionNotify, 0, x, y)
-        self.mouse(X.ButtonPress, 1)
-        for step in (1, 2):
-            self.mouse(X.MotionNotify, 0, x + by_x * step // 2, y + by_y * step // 2)
-        self.mouse(X.ButtonRelease, 1)
+        self.do("mousemove", x, y, "mousedown", 1, "mousemove", x + by_x // 2, y + by_y // 2,
+                "mousemove", x + by_x, y + by_y, "mouseup", 1)
 
 
 def node(accessible):

@@ -140,6 +140,16 @@ private:
 
 } // namespace
 
+// The part of the RPC core that a connection needs.
+namespace tarn::rpc {
+Rpc::Rpc() = default;
+Rpc::~Rpc() = default;
+quint16 hubPort(QString *)
+{
+    return 1;
+}
+} // namespace tarn::rpc
+
 namespace tarn::link {
 
 ServiceConnection::~ServiceConnection() = default;

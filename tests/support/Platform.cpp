@@ -2,7 +2,6 @@
 #include "tarn/keys/HubKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
-#include <QDir>
 #include <QTest>
 
 namespace tarn::test {
@@ -47,18 +46,11 @@ bool Platform::waitForTag(const QString &tag)
 
 qint64 Platform::servicesOfHub() const
 {
-    const QString tasks = QStringLiteral("/proc/%1/task").arg(m_hub->processId());
-    for (const QString &task : QDir(tasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile children(QStringLiteral("%1/%2/children").arg(tasks, task));
-        if (!children.open(QIODevice::ReadOnly))
-            continue;
-        for (const QByteArray &pid : children.readAll().split(' ')) {
-            QFile command(QStringLiteral("/proc/%1/cmdline").arg(QString::fromLatin1(pid.trimmed())));
-            if (command.open(QIODevice::ReadOnly) && command.readAll().contains("tarn-services"))
-                return pid.trimmed().toLongLong();
-        }
-    }
-    return 0;
+    QProcess pgrep;
+    pgrep.start(QStringLiteral("pgrep"),
+                {QStringLiteral("-P"), QString::number(m_hub->processId()), QStringLiteral("tarn-services")});
+    pgrep.waitForFinished();
+    return pgrep.readAll().trimmed().toLongLong();
 }
 
 bool Platform::terminate(QProcess *process, int timeoutMs)

@@ -23,13 +23,13 @@ QRect placeOf(const XServer &server, xcb_window_t window)
     return geometry && origin ? QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height) : QRect();
 }
 
-XClient find(const XServer &server, xcb_window_t below, int depth, const QString &role, quint32 notThis)
+XClient find(const XServer &server, xcb_window_t below, int depth, const QString &role)
 {
     for (const xcb_window_t child : server.children(below)) {
         const QString found = QString::fromUtf8(server.property(child, "WM_WINDOW_ROLE"));
-        if (found == role && child != notThis && isViewable(server, child))
+        if (found == role && isViewable(server, child))
             return {child, role, placeOf(server, child)};
-        const XClient client = found.isEmpty() && depth > 1 ? find(server, child, depth - 1, role, notThis) : XClient();
+        const XClient client = found.isEmpty() && depth > 1 ? find(server, child, depth - 1, role) : XClient();
         if (!client.isNull())
             return client;
     }
@@ -71,13 +71,6 @@ QVector<xcb_window_t> XServer::children(xcb_window_t window) const
     return QVector<xcb_window_t>(first, first + tree->children_len);
 }
 
-xcb_window_t XServer::parent(xcb_window_t window) const
-{
-    const XReply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, window), nullptr));
-    return tree ? tree->parent : xcb_window_t{XCB_WINDOW_NONE};
-}
-
 xcb_window_t XServer::focus() const
 {
     const XReply<xcb_get_input_focus_reply_t> focus(
@@ -104,10 +97,10 @@ void XServer::destroy(xcb_window_t window) const
     focus();
 }
 
-XClient xclients::byRole(const QString &role, quint32 notThis)
+XClient xclients::byRole(const QString &role)
 {
     const XServer server;
-    return server.isValid() ? find(server, server.root(), TreeDepth, role, notThis) : XClient();
+    return server.isValid() ? find(server, server.root(), TreeDepth, role) : XClient();
 }
 
 void xclients::requestClose(quint32 id)

@@ -20,7 +20,6 @@ public:
     xcb_atom_t atom(const QByteArray &name) const;
     QByteArray property(xcb_window_t window, const QByteArray &name) const; // its first 4 KiB; empty without it
     QVector<xcb_window_t> children(xcb_window_t window) const;              // in stacking order, the uppermost last
-    xcb_window_t parent(xcb_window_t window) const;                         // 0 of the root
     xcb_window_t focus() const;                                             // after the server has done all before it
 
     // Makes and maps a window; its parent is the root without another. A managed one can be moved by the window manager
@@ -44,8 +43,8 @@ struct XClient
 
 namespace xclients {
 
-// The viewable window with this role other than `notThis`; a null client when there is none. Each call asks the server.
-XClient byRole(const QString &role, quint32 notThis = 0);
+// The viewable window with this role; a null client when there is none. Each call asks the server.
+XClient byRole(const QString &role);
 // Asks the window to close, as a window manager's close button does.
 void requestClose(quint32 id);
 

@@ -1,17 +1,16 @@
 #!/bin/bash
-# with-x.sh [-w WM] [-s WxHxDEPTH] [-d DPI] [-2] -- COMMAND [ARG...]
+# with-x.sh [-w WM] [-s WxHxDEPTH] [-2] -- COMMAND [ARG...]
 # Runs COMMAND on a private desktop: an X server on a free display, a session bus, a window manager (openbox unless -w says
 # otherwise; "none" for none), and a private home, temporary and runtime directory. -2: two screens, 1024x768 and right of
 # it the primary one of 1280x1000. Ends only the programs that it started; the exit status is COMMAND's (3: no X server,
 # 4: no window manager).
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-wm=openbox size=1920x1080x24 dpi=96 two=''
-while getopts w:s:d:2 opt; do
+wm=openbox size=1920x1080x24 two=''
+while getopts w:s:2 opt; do
     case $opt in
     w) wm=$OPTARG ;;
     s) size=$OPTARG ;;
-    d) dpi=$OPTARG ;;
     2) two=1 ;;
     *) exit 2 ;;
     esac
@@ -59,7 +58,7 @@ if [ -n "$two" ]; then # Xvfb has one output only
 	END
     server=(Xorg -config "$tmp/two.conf" -logfile "$tmp/xorg.log")
 fi
-"${server[@]}" -displayfd 7 -dpi "$dpi" -nolisten tcp -noreset 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
+"${server[@]}" -displayfd 7 -dpi 96 -nolisten tcp -noreset 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
 pids+=($!)
 if ! read -r -t 30 number <"$tmp/display"; then
     echo "with-x: no X server" >&2
@@ -101,11 +100,7 @@ metacity) metacity --sm-disable --no-composite >"$tmp/wm.log" 2>&1 & ;;
 esac
 if [ "$wm" != none ]; then
     pids+=($!)
-    wmready=${TARN_WMREADY:-}
-    for preset in release dev asan; do # started by hand: whichever is built
-        [ -n "$wmready" ] || [ ! -x "$here/../../build/$preset/tests/wmready" ] || wmready=$here/../../build/$preset/tests/wmready
-    done
-    if ! "$wmready" 20000; then
+    if ! "$here/wmready.py"; then
         echo "with-x: the window manager $wm did not start" >&2
         cat "$tmp/wm.log" >&2
         exit 4

@@ -1,14 +1,13 @@
 // The online-upgrade window with a real tray, which may come late, go and come back.
 #include "support/BoxScript.h"
 #include "support/FakeClient.h"
-#include "support/XInput.h"
+#include "support/Xdotool.h"
 #include "upgrade/Requests.h"
 #include "upgrade/UpgradeDialog.h"
 #include <QMenu>
 #include <QProcess>
 #include <QSystemTrayIcon>
 #include <QTest>
-#include <utility>
 
 class tst_tray : public QObject
 {
@@ -17,7 +16,6 @@ private slots:
     void initTestCase()
     {
         FakeClient::install();
-        QVERIFY(m_input.isValid());
         QApplication::setQuitOnLastWindowClosed(false);
     }
 
@@ -50,8 +48,7 @@ private slots:
             QVERIFY(!m_dialog->isVisible());
             emit m_icon->activated(QSystemTrayIcon::Context);
             QVERIFY(!m_dialog->isVisible());
-            QVERIFY2(clickUntil([this] { return m_dialog->isVisible(); }),
-                     qPrintable(QStringLiteral("tray %1").arg(round)));
+            QVERIFY2(clickUntil([this] { return m_dialog->isVisible(); }), qPrintable(QString::number(round)));
             m_dialog->onMinumBtnClicked();
             m_icon->contextMenu()->actions().at(0)->trigger();
             QVERIFY(m_dialog->isVisible());
@@ -61,7 +58,7 @@ private slots:
         }
         startTray();
         QTRY_VERIFY_WITH_TIMEOUT(iconIsThere(), 10000);
-        BoxScript boxes({BoxScript::pressing(QStringLiteral("是"))});
+        BoxScript boxes({BoxScript::pressing("是")});
         m_icon->contextMenu()->actions().at(1)->trigger();
         QVERIFY(boxes.isDone() && !m_dialog->isVisible());
         QTRY_VERIFY(!iconIsThere());
@@ -70,9 +67,7 @@ private slots:
 private:
     void startTray()
     {
-        m_trayer.start(QStringLiteral("trayer"),
-                       {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--height"),
-                        QStringLiteral("32"), QStringLiteral("--widthtype"), QStringLiteral("request")});
+        m_trayer.start("trayer", {"--edge", "top", "--height", "32", "--widthtype", "request"});
         QVERIFY(m_trayer.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(QSystemTrayIcon::isSystemTrayAvailable(), 15000);
     }
@@ -88,26 +83,18 @@ private:
 
     bool iconIsThere() const { return m_icon->geometry().width() > 4 && QSystemTrayIcon::isSystemTrayAvailable(); }
 
-    void clickIcon(int button)
-    {
-        QTRY_VERIFY_WITH_TIMEOUT(iconIsThere(), 10000);
-        const QPoint place = m_icon->geometry().center();
-        m_input.click(place.x(), place.y(), button);
-    }
-
     // Clicks until it has the wanted effect: a tray that has just come still moves its icons.
     template <class Effect>
-    bool clickUntil(Effect effect, int button = 1)
+    bool clickUntil(Effect effect)
     {
         const auto tried = [&] {
-            clickIcon(button);
-            return QTest::qWaitFor(effect, 1000);
+            return iconIsThere() && xdotoolAt(m_icon->geometry().center(), {"click", "1"}) &&
+                   QTest::qWaitFor(effect, 1000);
         };
         return QTest::qWaitFor(tried, 15000);
     }
 
     QProcess m_trayer;
-    XInput m_input;
     CUpgradeDialog *m_dialog = nullptr;
     QSystemTrayIcon *m_icon = nullptr;
 };

@@ -1,5 +1,5 @@
 #include "support/XClients.h"
-#include "support/XInput.h"
+#include "support/Xdotool.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/CustomMessageBox.h"
@@ -21,18 +21,13 @@ using namespace tarn::visualized;
 
 namespace {
 
-constexpr uint32_t KeyReturn = 0xff0d;
-constexpr uint32_t KeyTab = 0xff09;
-constexpr uint32_t KeyEscape = 0xff1b;
-constexpr uint32_t KeySpace = 0x20;
-
 // A frameless window, like those of the service.
 class Plain : public QDialog
 {
 public:
     explicit Plain(const QRect &where)
     {
-        look::prepareWindow(this, QStringLiteral("窗口"));
+        look::prepareWindow(this, "窗口");
         setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
         setGeometry(where);
     }
@@ -41,15 +36,6 @@ public:
 quint32 idOf(const QWidget &window)
 {
     return quint32(window.windowHandle()->winId()); // QWidget::winId() is stale after flags have changed
-}
-
-// The window or the frame around it, a child of the root.
-xcb_window_t outermost(const XServer &server, const QWidget &window)
-{
-    xcb_window_t id = idOf(window);
-    for (xcb_window_t parent = server.parent(id); parent && parent != server.root(); parent = server.parent(id))
-        id = parent;
-    return id;
 }
 
 // Until it is active: an activation on its way would come after whatever the test does next.
@@ -78,34 +64,28 @@ class TestWindows : public QObject
 {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        QVERIFY(m_input.isValid());
-        m_input.move(1900, 1060); // the cursor marks nothing
-    }
+    void init() { QVERIFY(xdotoolAt(QPoint(1900, 1060))); } // the cursor marks nothing
 
     void dragByTheTitleBar()
     {
-        CustomMessageBox box(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
+        CustomMessageBox box("提示", "甲", eTipNormal, nullptr);
         box.show();
         QVERIFY(QTest::qWaitForWindowActive(&box));
         const auto *bar = box.findChild<CustomTitleBar *>();
         const QPoint start = placeOf(box).topLeft();
         const QPoint grip = inRoot(box, *bar);
-        m_input.move(grip.x(), grip.y());
-        m_input.press();
+        xdotoolAt(grip, {"mousedown", "1"});
         for (int step = 1; step <= 8; step++)
-            m_input.move(grip.x() + 20 * step, grip.y() - 9 * step);
+            xdotoolAt(grip + QPoint(20, -9) * step);
         QTRY_COMPARE(placeOf(box).topLeft(), start + QPoint(160, -72));
         QTRY_COMPARE(box.pos(), start + QPoint(160, -72));
-        m_input.release();
-        m_input.move(grip.x(), grip.y());
+        xdotool({"mouseup", "1"});
+        xdotoolAt(grip);
         QTRY_COMPARE(QCursor::pos(), grip);
         QCOMPARE(placeOf(box).topLeft(), start + QPoint(160, -72)); // released: it stays
 
         // A press on the close button closes, and drags nothing.
-        const QPoint corner = inRoot(box, *box.findChild<QPushButton *>(QStringLiteral("closeButton")));
-        m_input.click(corner.x(), corner.y());
+        xdotoolAt(inRoot(box, *box.findChild<QPushButton *>("closeButton")), {"click", "1"});
         QTRY_VERIFY(!box.isVisible());
     }
 
@@ -135,12 +115,12 @@ private slots:
     // The margin of the shadow would be black without a compositor, which may start and end under the window.
     void maskFollowsTheCompositor()
     {
-        CTimingMessageBox box(QStringLiteral("已复制"), 60000, nullptr);
+        CTimingMessageBox box("已复制", 60000, nullptr);
         box.show();
         QVERIFY(QTest::qWaitForWindowExposed(&box));
         QVERIFY(!box.mask().isEmpty());
         QProcess compositor;
-        compositor.start(QStringLiteral("xcompmgr"), QStringList());
+        compositor.start("xcompmgr", QStringList());
         QTRY_VERIFY(box.mask().isEmpty());
         compositor.kill();
         QVERIFY(compositor.waitForFinished());
@@ -149,25 +129,23 @@ private slots:
 
     void boxByKeyboard()
     {
-        QuestionMessageBox box(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), nullptr);
+        QuestionMessageBox box("提示", "确定要取消升级吗？", nullptr);
         QSignalSpy finished(&box, &QDialog::finished);
         box.show();
         QVERIFY(QTest::qWaitForWindowActive(&box));
-        m_input.key(KeyReturn);
-        m_input.key(KeySpace);
-        m_input.key(KeyTab);
-        QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("okButton")));
+        xdotool({"key", "Return", "space", "Tab"});
+        QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>("okButton"));
         QCOMPARE(finished.count(), 0);
-        m_input.key(KeyTab);
-        QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>(QStringLiteral("cancelButton")));
-        m_input.key(KeyReturn);
+        xdotool({"key", "Tab"});
+        QTRY_COMPARE(QApplication::focusWidget(), box.findChild<QPushButton *>("cancelButton"));
+        xdotool({"key", "Return"});
         QTRY_COMPARE(finished.count(), 1);
         QCOMPARE(box.result(), 0);
 
-        CustomMessageBox notice(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr);
+        CustomMessageBox notice("提示", "甲", eTipNormal, nullptr);
         notice.show();
         QVERIFY(QTest::qWaitForWindowActive(&notice));
-        m_input.key(KeyEscape);
+        xdotool({"key", "Escape"});
         QTRY_VERIFY(!notice.isVisible());
     }
 
@@ -177,11 +155,11 @@ private slots:
         const QSignalSpy ended(qApp, &QGuiApplication::lastWindowClosed);
         const auto closeTheBox = [] { QApplication::activeModalWidget()->close(); };
         const auto all = [&] {
-            CstmTimingMessageBox(QStringLiteral("甲"), 50, nullptr);
+            CstmTimingMessageBox("甲", 50, nullptr);
             QTimer::singleShot(0, closeTheBox);
-            CstmMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), eTipNormal, nullptr, nullptr);
+            CstmMessageBox("提示", "甲", eTipNormal, nullptr, nullptr);
             QTimer::singleShot(0, closeTheBox);
-            CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("甲"), nullptr);
+            CQuestionMessageBox("提示", "甲", nullptr);
             const QPointer<QWidget> front(new Plain(QRect(300, 300, 300, 200)));
             front::bringToFront(front);
             QVERIFY(QTest::qWaitForWindowExposed(front));
@@ -202,7 +180,7 @@ private slots:
         Plain page(QRect(300, 300, 300, 200));
         CCustomLineEdit edit(&page);
         edit.setGeometry(10, 10, 200, 30);
-        edit.setText(QStringLiteral("geheim"));
+        edit.setText("geheim");
         edit.setPasswordField(true);
         page.show();
         QVERIFY(QTest::qWaitForWindowActive(&page));
@@ -213,31 +191,35 @@ private slots:
         };
         doubleClick();
         QCOMPARE(edit.selectedText().size(), 6);
-        QVERIFY(!selection() || !selection()->text().contains(QStringLiteral("geheim")));
+        QVERIFY(!selection() || !selection()->text().contains("geheim"));
         edit.deselect();
         edit.setEchoMode(QLineEdit::Normal);
         doubleClick();
-        QCOMPARE(edit.selectedText(), QStringLiteral("geheim"));
-        QTRY_COMPARE(selection()->data(QStringLiteral("x-kde-passwordManagerHint")), QByteArray("secret"));
-        QCOMPARE(selection()->text(), QStringLiteral("geheim"));
+        QCOMPARE(edit.selectedText(), "geheim");
+        QTRY_COMPARE(selection()->data("x-kde-passwordManagerHint"), QByteArray("secret"));
+        QCOMPARE(selection()->text(), "geheim");
     }
 
 private:
+    // The place of a number in a property; -1 if it is not there.
+    int indexIn(xcb_window_t window, const QByteArray &property, quint32 number) const
+    {
+        return m_server.property(window, property)
+            .indexOf(QByteArray(reinterpret_cast<char *>(&number), sizeof number));
+    }
     bool isOver(const QWidget &upper, const QWidget &lower) const
     {
-        const QVector<xcb_window_t> stack = m_server.children(m_server.root());
-        const int lowerIndex = stack.indexOf(outermost(m_server, lower));
-        return lowerIndex >= 0 && stack.indexOf(outermost(m_server, upper)) > lowerIndex;
+        const auto height = [this](const QWidget &window) {
+            return indexIn(m_server.root(), "_NET_CLIENT_LIST_STACKING", idOf(window));
+        };
+        return height(lower) >= 0 && height(upper) > height(lower);
     }
     bool isAbove(const QWidget &window) const
     {
-        const xcb_atom_t above = m_server.atom("_NET_WM_STATE_ABOVE");
-        return m_server.property(idOf(window), "_NET_WM_STATE")
-            .contains(QByteArray(reinterpret_cast<const char *>(&above), sizeof above));
+        return indexIn(idOf(window), "_NET_WM_STATE", m_server.atom("_NET_WM_STATE_ABOVE")) >= 0;
     }
 
-    XInput m_input;
-    XServer m_server;
+    const XServer m_server;
 };
 
 QTEST_MAIN(TestWindows)
