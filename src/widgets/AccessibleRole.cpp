@@ -14,19 +14,11 @@ QAccessibleInterface *make(const QString &, QObject *object)
     return role.isValid() ? new QAccessibleWidget(widget, QAccessible::Role(role.toInt())) : nullptr;
 }
 
-// Removed with the library that holds make().
-struct Factory
-{
-    Factory() { QAccessible::installFactory(make); }
-    ~Factory() { QAccessible::removeFactory(make); }
-    Q_DISABLE_COPY(Factory)
-};
-
 } // namespace
 
 void setRole(QWidget *widget, QAccessible::Role role)
 {
-    static const Factory factory;
+    QAccessible::installFactory(make); // does nothing but the first time
     widget->setProperty(RoleProperty, int(role));
 }
 

@@ -40,9 +40,10 @@ constexpr int TallBox = 660;
 constexpr int Edge = 1; // pixel
 
 // Look
-QString partsSheet(const QWidget *box)
+QString boxSheet(const QWidget *box)
 {
-    return look::titleBand(look::BandGrey) + look::greyButton() + look::blueButton() +
+    return QStringLiteral("#%1{border:none;background-color:white;}").arg(box->objectName()) +
+           look::titleBand(look::BandGrey) + look::greyButton() + look::blueButton() +
            QStringLiteral("#messageArea,#messageArea>QWidget>QWidget{border:none;background-color:transparent;}"
                           "#messageIcon,#buttonBand,#titleLogo,#titleText{border:none;background-color:transparent;}"
                           "#messageText{color:%1;}"
@@ -89,8 +90,8 @@ public:
     {
         return QSize(minimumWidth(), qBound(minimumHeight(), textHeight(), look::scaled(TallText, this)));
     }
-    // Breaking the lines is expensive and layouts ask several times, so it is measured once. It is measured beside a
-    // scroll bar: otherwise a bar that was visible for a moment would keep itself visible.
+    // Measured once, since layouts ask several times, and beside a scroll bar: otherwise a bar that was visible for a
+    // moment would keep itself visible.
     int textHeight() const
     {
         if (m_textHeight < 0 && widget())
@@ -106,7 +107,6 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QString &icon, 
                        const QString &text)
     : QObject(box)
     , m_box(box)
-    , m_title(title)
     , m_drag(box)
 {
     look::prepareWindow(box, title);
@@ -191,21 +191,17 @@ CCustomBtn *BoxContent::addButton(const QString &text, const QString &objectName
     return button;
 }
 
-CustomTitleBar *BoxContent::addTitleBar()
+const CustomTitleBar *BoxContent::finish()
 {
     auto *bar = new CustomTitleBar(m_box);
     bar->setFixedHeight(look::scaled(look::TitleHeight, m_box));
     bar->SetTitleLogo(look::icon::Window);
-    bar->SetTitleText(m_title);
+    bar->SetTitleText(m_box->windowTitle());
     bar->addStretch(1);
     bar->AddCloseButton();
     m_column->insertWidget(0, bar);
-    return bar;
-}
-
-void BoxContent::finish(const QString &boxSheet)
-{
-    m_box->setStyleSheet(boxSheet + partsSheet(m_box));
+    // Set last: whatever has been asked for its size before keeps the size without the sheet.
+    m_box->setStyleSheet(boxSheet(m_box));
     if (m_buttons->count() == 2)
         m_buttons->addStretch(1); // a single button is in the middle
     // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
@@ -217,6 +213,7 @@ void BoxContent::finish(const QString &boxSheet)
     if (m_area->textHeight() > m_area->height())
         m_area->setFocusPolicy(Qt::StrongFocus); // scrolled by keyboard
     front::neutralFocus(m_box);
+    return bar;
 }
 
 void BoxContent::setOrigin(eBoxOrigin origin)

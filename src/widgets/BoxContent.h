@@ -13,14 +13,14 @@ class QVBoxLayout;
 
 namespace tarn::visualized {
 
-/// Height that a message box gives its text, in pixels of the font: lines ended by "\r\n", plus a line for every 220
-/// pixels of such a line that is wider than 225, plus two. The part after the last "\r\n" is not measured. All of this is
-/// deliberate. Counting ends once the height has passed the limit.
+/// Height of a box's text area in pixels of the font: the lines that end in "\r\n", plus a line for every 220 pixels of
+/// such a line that is wider than 225, plus two; deliberately without the part after the last "\r\n". Counting ends once
+/// the height has passed the limit.
 int measuredBoxHeight(const QString &text, const QFontMetrics &metrics, int limit);
 
-/// The parts that all message boxes have, and how the boxes behave: title bar, icon, text and buttons; an edge that is
-/// visible over a white window; the place over the middle of the parent's window; role and announcement as an alert.
-/// Links open in the browser. A child of the box; GUI thread.
+/// The common part of the message boxes: title bar, icon, text and buttons; an edge that is visible over a white window;
+/// the place over the middle of the parent's window; role and announcement as an alert. Links open in the browser. A child
+/// of the box; GUI thread.
 class BoxContent final : public QObject
 {
     Q_OBJECT
@@ -31,12 +31,10 @@ public:
 
     /// Adds a button to the right of the others; a confirming one is blue.
     CCustomBtn *addButton(const QString &text, const QString &objectName, bool confirming);
-    /// Puts the title bar on top. Called after the buttons exist: Tab follows the order of creation, and the close button
-    /// comes last.
-    CustomTitleBar *addTitleBar();
-    /// Sets the sheet (the box's own rules first) and the size; called last. Whatever asks for a size before the sheet is
-    /// set keeps the size without it.
-    void finish(const QString &boxSheet);
+    /// Puts the title bar on top, sets the sheet and the size. Called after the buttons exist: Tab follows the order of
+    /// creation, and the close button comes last.
+    /// @return the title bar, for the box to connect
+    const CustomTitleBar *finish();
 
     /// The first button of a box that the user asked for is its default and has the focus; otherwise none has.
     void setOrigin(eBoxOrigin origin);
@@ -56,12 +54,12 @@ private:
     void applyHeight(const QString &text);
     void openLink(const QString &link);
 
-    QDialog *const m_box;
-    const QString m_title;
-    QVBoxLayout *m_column = nullptr;
-    QHBoxLayout *m_buttons = nullptr;
     class TextArea;
+
+    QDialog *const m_box;
+    QVBoxLayout *m_column = nullptr;
     TextArea *m_area = nullptr;
+    QHBoxLayout *m_buttons = nullptr;
     CCustomBtn *m_first = nullptr;
     WindowDrag m_drag;
 };

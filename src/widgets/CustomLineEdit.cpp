@@ -37,29 +37,20 @@ void CCustomLineEdit::setPasswordField(bool password)
 
 QMenu *CCustomLineEdit::CreateRightClickMenu()
 {
-    auto *menu = new QMenu(this);
-    menu->setStyleSheet(look::menu(this));
-    menu->setFont(look::yaHei(12, QFont::Normal, this));
+    QMenu *menu = look::newMenu(this);
+    const auto add = [this, menu](const QString &text, const char *keys, bool enabled, auto slot) {
+        QAction *action = menu->addAction(text, this, slot, QKeySequence(QLatin1String(keys)));
+        action->setShortcutContext(Qt::WidgetShortcut); // shown only: the line edit handles these keys itself
+        action->setShortcutVisibleInContextMenu(true);
+        action->setEnabled(enabled);
+    };
     const bool writable = isEnabled() && !isReadOnly();
-    addAction(menu, QStringLiteral("复制(&C)"), QStringLiteral("Ctrl+C"), canCopy(), &CCustomLineEdit::OnCopyClicked);
-    addAction(menu, QStringLiteral("剪切(&T)"), QStringLiteral("Ctrl+X"), canCopy() && writable,
-              &CCustomLineEdit::OnCutClicked);
-    addAction(menu, QStringLiteral("粘贴(&P)"), QStringLiteral("Ctrl+V"),
-              writable && !QGuiApplication::clipboard()->text().isEmpty(), &CCustomLineEdit::OnPasteClicked);
-    addAction(menu, QStringLiteral("全选(&A)"), QStringLiteral("Ctrl+A"), !text().isEmpty(),
-              &CCustomLineEdit::OnSelAllClicked);
+    const bool pastes = writable && !QGuiApplication::clipboard()->text().isEmpty();
+    add(QStringLiteral("复制(&C)"), "Ctrl+C", canCopy(), &CCustomLineEdit::OnCopyClicked);
+    add(QStringLiteral("剪切(&T)"), "Ctrl+X", canCopy() && writable, &CCustomLineEdit::OnCutClicked);
+    add(QStringLiteral("粘贴(&P)"), "Ctrl+V", pastes, &CCustomLineEdit::OnPasteClicked);
+    add(QStringLiteral("全选(&A)"), "Ctrl+A", !text().isEmpty(), &CCustomLineEdit::OnSelAllClicked);
     return menu;
-}
-
-void CCustomLineEdit::addAction(QMenu *menu, const QString &text, const QString &keys, bool enabled,
-                                void (CCustomLineEdit::*slot)(bool))
-{
-    QAction *action = menu->addAction(text);
-    action->setShortcut(QKeySequence(keys));
-    action->setShortcutContext(Qt::WidgetShortcut); // shown only: the line edit handles these keys itself
-    action->setShortcutVisibleInContextMenu(true);
-    action->setEnabled(enabled);
-    connect(action, &QAction::triggered, this, slot);
 }
 
 void CCustomLineEdit::OnShowContextMenu(const QPoint &position)
@@ -97,11 +88,6 @@ void CCustomLineEdit::OnPasteClicked(bool)
 {
     if (!isReadOnly()) // paste() itself does not ask
         paste();
-}
-
-void CCustomLineEdit::OnSelAllClicked(bool)
-{
-    selectAll();
 }
 
 void CCustomLineEdit::showEvent(QShowEvent *event)

@@ -21,7 +21,7 @@ public:
     void OnCopyClicked(bool checked);
     void OnCutClicked(bool checked);
     void OnPasteClicked(bool checked);
-    void OnSelAllClicked(bool checked);
+    void OnSelAllClicked(bool) { selectAll(); }
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -31,8 +31,6 @@ protected:
 private:
     bool canCopy() const;
     void deleteSilently(int from);
-    void addAction(QMenu *menu, const QString &text, const QString &keys, bool enabled,
-                   void (CCustomLineEdit::*slot)(bool));
 
     bool m_password = false;
 };

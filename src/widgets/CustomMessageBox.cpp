@@ -3,24 +3,14 @@
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include <QPointer>
+#include <utility>
 
 using namespace tarn::visualized;
 
 namespace {
 
-// Look
-QString boxSheet()
-{
-    return QStringLiteral("#CustomMessageBox{border:none;background-color:white;}");
-}
-
-struct Tone
-{
-    QString icon;
-    QString name; // for screen readers
-};
-
-Tone toneOf(eTipStatus status)
+// The icon and its name for screen readers.
+std::pair<QString, QString> toneOf(eTipStatus status)
 {
     switch (status) {
     case eTipError:
@@ -45,16 +35,15 @@ CustomMessageBox::CustomMessageBox(const QString &title, const QString &text, eT
 
 void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatus status)
 {
-    const Tone tone = toneOf(status);
-    m_content = new BoxContent(this, title, tone.icon, tone.name, text);
+    const auto [icon, iconName] = toneOf(status);
+    m_content = new BoxContent(this, title, icon, iconName, text);
     connect(m_content, &BoxContent::linkFollowed, this, &CustomMessageBox::onLinkClick);
     CCustomBtn *ok = m_content->addButton(QStringLiteral("确定"), QStringLiteral("okButton"), true);
     connect(ok, &CCustomBtn::clicked, this, &CustomMessageBox::on_close_btn_clicked);
-    const CustomTitleBar *bar = m_content->addTitleBar();
+    const CustomTitleBar *bar = m_content->finish();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CustomMessageBox::on_close_btn_clicked);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CustomMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CustomMessageBox::OnCustomTitleBarmoved);
-    m_content->finish(boxSheet());
 }
 
 void CstmMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent, bool *linkClicked,

@@ -1,10 +1,7 @@
 #include "widgets/CustomTitleBar.h"
-#include "widgets/ElideLabel.h"
-#include "widgets/Look.h"
 #include "widgets/Picture.h"
 #include "widgets/TitleButton.h"
 #include "widgets/Toolkit.h"
-#include <QHBoxLayout>
 #include <QMouseEvent>
 
 using ServiceVisualized::CToolkit;
@@ -13,17 +10,27 @@ using namespace tarn::visualized;
 CustomTitleBar::CustomTitleBar(QWidget *parent)
     : QWidget(parent)
     , m_layout(new QHBoxLayout(this))
+    , m_logo(new QLabel(this))
+    , m_title(new ElideLabel(this))
 {
     setObjectName(QStringLiteral("CustomTitleBar"));
     setAttribute(Qt::WA_StyledBackground);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     look::space(m_layout, {12, 0, 12, 0}, 8, this);
+    m_logo->setObjectName(QStringLiteral("titleLogo"));
+    m_logo->hide();
+    m_title->setObjectName(QStringLiteral("titleText"));
+    QPalette palette = m_title->palette(); // a sheet would cost more than the rest of the bar
+    palette.setColor(QPalette::WindowText, QColor(look::TextDark));
+    m_title->setPalette(palette);
+    m_layout->addWidget(m_logo);
+    m_layout->addWidget(m_title);
 }
 
 void CustomTitleBar::AddCloseButton()
 {
-    QPushButton *button = addButton(QStringLiteral("closeButton"), QStringLiteral("关闭"), look::icon::Close);
-    connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnCloseBtnClicked);
+    addButton(QStringLiteral("closeButton"), QStringLiteral("关闭"), look::icon::Close,
+              &CustomTitleBar::OnCloseBtnClicked);
     QMargins margins = m_layout->contentsMargins();
     margins.setRight(0); // the corner is the easiest target on the screen
     m_layout->setContentsMargins(margins);
@@ -31,72 +38,34 @@ void CustomTitleBar::AddCloseButton()
 
 void CustomTitleBar::AddMinumButton()
 {
-    QPushButton *button = addButton(QStringLiteral("minimiseButton"), QStringLiteral("最小化"), look::icon::Minimise);
-    connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnMinumBtnClicked);
+    addButton(QStringLiteral("minimiseButton"), QStringLiteral("最小化"), look::icon::Minimise,
+              &CustomTitleBar::OnMinumBtnClicked);
 }
 
 void CustomTitleBar::AddMaxumButton()
 {
-    QPushButton *button = addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"), look::icon::Maximise);
-    connect(button, &QPushButton::clicked, this, &CustomTitleBar::OnMaxumBtnClicked);
-}
-
-void CustomTitleBar::addStretch(int stretch)
-{
-    m_layout->addStretch(stretch);
-}
-
-void CustomTitleBar::SetTitleText(const QString &text)
-{
-    setTitle(text, look::TextPx, QFont::Normal);
-}
-
-void CustomTitleBar::SetTitleLogo(const QString &path)
-{
-    setLogo(path, {16, 16});
-}
-
-void CustomTitleBar::SetLoginTitleText(const QString &text)
-{
-    setTitle(text, 16, QFont::Bold);
-}
-
-void CustomTitleBar::SetLoginTitleLogo(const QString &path)
-{
-    setLogo(path, {24, 24});
-}
-
-void CustomTitleBar::SetTitleStyleSheet(const QString &sheet)
-{
-    if (!m_title)
-        SetTitleText(QString());
-    m_title->setStyleSheet(sheet);
+    addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"), look::icon::Maximise,
+              &CustomTitleBar::OnMaxumBtnClicked);
 }
 
 void CustomTitleBar::SetMarginH(const int &margin)
 {
-    const int side = look::scaled(margin, this);
     const QMargins old = m_layout->contentsMargins();
+    const int side = look::scaled(margin, this);
     m_layout->setContentsMargins(side, old.top(), side, old.bottom());
 }
 
 void CustomTitleBar::SetMarginV(const int &margin)
 {
-    const int side = look::scaled(margin, this);
     const QMargins old = m_layout->contentsMargins();
+    const int side = look::scaled(margin, this);
     m_layout->setContentsMargins(old.left(), side, old.right(), side);
-}
-
-void CustomTitleBar::SetCtrlElpase(const int &space)
-{
-    m_layout->setSpacing(look::scaled(space, this));
 }
 
 void CustomTitleBar::mousePressEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton)
         return QWidget::mousePressEvent(event);
-    m_pressed = true;
     m_pressInWindow = event->windowPos().toPoint();
     event->accept(); // a window that is also dragged by its body must not see it twice
     emit CustomTitleBarPressed(event->globalX(), event->globalY());
@@ -104,7 +73,7 @@ void CustomTitleBar::mousePressEvent(QMouseEvent *event)
 
 void CustomTitleBar::mouseMoveEvent(QMouseEvent *event)
 {
-    if (!m_pressed || !(event->buttons() & Qt::LeftButton))
+    if (!m_pressInWindow || !(event->buttons() & Qt::LeftButton))
         return QWidget::mouseMoveEvent(event);
     event->accept();
     emit CustomTitleBarmoved(event->globalX(), event->globalY());
@@ -113,32 +82,20 @@ void CustomTitleBar::mouseMoveEvent(QMouseEvent *event)
 void CustomTitleBar::mouseReleaseEvent(QMouseEvent *event)
 {
     if (event->button() == Qt::LeftButton)
-        m_pressed = false;
+        m_pressInWindow.reset();
     else
         QWidget::mouseReleaseEvent(event);
 }
 
 void CustomTitleBar::setTitle(const QString &text, int fontPx, int weight)
 {
-    if (!m_title) {
-        m_title = new ElideLabel(this);
-        m_title->setObjectName(QStringLiteral("titleText"));
-        QPalette palette = m_title->palette(); // a sheet would cost more than the rest of the bar
-        palette.setColor(QPalette::WindowText, QColor(look::TextDark));
-        m_title->setPalette(palette);
-        m_layout->addWidget(m_title);
-    }
     m_title->setFont(look::yaHei(fontPx, weight, this));
     m_title->setFullText(text);
 }
 
 void CustomTitleBar::setLogo(const QString &path, const QSize &size)
 {
-    if (!m_logo) {
-        m_logo = new QLabel(this);
-        m_logo->setObjectName(QStringLiteral("titleLogo"));
-        m_layout->insertWidget(0, m_logo);
-    }
+    m_logo->show();
     m_logo->setFixedSize(look::scaled(size, this));
     if (path.isEmpty() || path.startsWith(QLatin1String(":/")))
         return CToolkit::SetLabelIconPicture(m_logo, path, m_logo->size());
@@ -146,10 +103,11 @@ void CustomTitleBar::setLogo(const QString &path, const QSize &size)
                        [logo = m_logo](const QImage &image) { logo->setPixmap(QPixmap::fromImage(image)); });
 }
 
-QPushButton *CustomTitleBar::addButton(const QString &objectName, const QString &accessibleName, const QString &picture)
+void CustomTitleBar::addButton(const QString &objectName, const QString &accessibleName, const QString &picture,
+                               void (CustomTitleBar::*slot)())
 {
     auto *button = new TitleButton(accessibleName, picture, this);
     button->setObjectName(objectName);
     m_layout->addWidget(button, 0, Qt::AlignRight);
-    return button;
+    connect(button, &QPushButton::clicked, this, slot);
 }

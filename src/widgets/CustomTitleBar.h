@@ -1,14 +1,12 @@
 #pragma once
 
-#include <QWidget>
+#include "widgets/ElideLabel.h"
+#include "widgets/Look.h"
+#include <QBoxLayout>
+#include <optional>
 
-class ElideLabel;
-class QHBoxLayout;
-class QLabel;
-class QPushButton;
-
-/// Title bar of a frameless window: the logo first, the other parts in the order in which they are added. It moves nothing
-/// itself: the owner follows CustomTitleBarPressed and CustomTitleBarmoved (see WindowDrag). The owner sets the ground by
+/// Title bar of a frameless window: the logo, the title, then the other parts in the order in which they are added. It moves
+/// nothing itself: the owner follows CustomTitleBarPressed and CustomTitleBarmoved (see WindowDrag), and sets the ground by
 /// a rule (look::titleBand). Lengths are design pixels at 96 DPI, scaled inside.
 class CustomTitleBar : public QWidget
 {
@@ -19,28 +17,26 @@ public:
     void AddCloseButton();
     void AddMinumButton();
     void AddMaxumButton();
-    void addStretch(int stretch);
+    void addStretch(int stretch) { m_layout->addStretch(stretch); }
 
     /// A title that does not fit is elided, with the whole text as tool tip.
-    void SetTitleText(const QString &text);
+    void SetTitleText(const QString &text) { setTitle(text, tarn::visualized::look::TextPx, QFont::Normal); }
     /// The logo, 16 x 16.
     /// @param path a resource, or an image file, which a worker thread reads
-    void SetTitleLogo(const QString &path);
+    void SetTitleLogo(const QString &path) { setLogo(path, {16, 16}); }
     /// The larger forms for the sign-in window: text of 16 px, logo 24 x 24.
-    void SetLoginTitleText(const QString &text);
-    void SetLoginTitleLogo(const QString &path);
-    /// Style sheet of the title text.
-    void SetTitleStyleSheet(const QString &sheet);
+    void SetLoginTitleText(const QString &text) { setTitle(text, 16, QFont::Bold); }
+    void SetLoginTitleLogo(const QString &path) { setLogo(path, {24, 24}); }
+    void SetTitleStyleSheet(const QString &sheet) { m_title->setStyleSheet(sheet); }
     /// Margin at the left and right; 12 by default, and none right of a close button.
     void SetMarginH(const int &margin);
     /// Margin above and below; 0 by default.
     void SetMarginV(const int &margin);
     /// Space between the parts; 8 by default.
-    void SetCtrlElpase(const int &space);
+    void SetCtrlElpase(const int &space) { m_layout->setSpacing(tarn::visualized::look::scaled(space, this)); }
 
-    bool isPressed() const { return m_pressed; }
-    /// Position in the window of the press that is held.
-    QPoint pressInWindow() const { return m_pressInWindow; }
+    /// Position in the window of the press that is held; nothing when none is.
+    const std::optional<QPoint> &pressInWindow() const { return m_pressInWindow; }
 
 signals:
     void CustomTitleBarClose();
@@ -62,11 +58,11 @@ protected:
 private:
     void setTitle(const QString &text, int fontPx, int weight);
     void setLogo(const QString &path, const QSize &size);
-    QPushButton *addButton(const QString &objectName, const QString &accessibleName, const QString &picture);
+    void addButton(const QString &objectName, const QString &accessibleName, const QString &picture,
+                   void (CustomTitleBar::*slot)());
 
-    QHBoxLayout *m_layout = nullptr;
-    QLabel *m_logo = nullptr;
-    ElideLabel *m_title = nullptr;
-    QPoint m_pressInWindow;
-    bool m_pressed = false;
+    QHBoxLayout *const m_layout;
+    QLabel *const m_logo;
+    ElideLabel *const m_title;
+    std::optional<QPoint> m_pressInWindow;
 };

@@ -2,6 +2,7 @@
 #include "base/Log.h"
 #include <QHostInfo>
 #include <QRegularExpression>
+#include <QUrl>
 
 namespace ServiceVisualized {
 namespace {
@@ -14,18 +15,6 @@ bool matchesWhole(const QString &pattern, const char *text)
         return false;
     const QRegularExpression expression(QRegularExpression::anchoredPattern(pattern));
     return expression.match(QString::fromUtf8(text)).hasMatch();
-}
-
-// Takes "host" or "host:port", up to the path. False when the rest begins with neither.
-bool splitHost(const QString &rest, int ownPort, URL_RESULT_T *result)
-{
-    static const QRegularExpression form(QRegularExpression::anchoredPattern(
-        QStringLiteral("([^:/?#@\\[\\]\\s\\x00-\\x1f]++)(?::([0-9]{0,5}))?(?s:[/?#].*)?")));
-    const QRegularExpressionMatch match = form.match(rest);
-    const QString port = match.captured(2);
-    result->host = match.captured(1);
-    result->port = port.isEmpty() ? ownPort : port.toInt();
-    return match.hasMatch() && result->port >= 1 && result->port <= 65535;
 }
 
 // Empty when the host is of no known kind or cannot be resolved.
@@ -43,29 +32,22 @@ QString addressOf(const QString &host)
 
 bool DNSAnalysisTool::ParseDomainAddress(const QString &url, URL_RESULT_T *result)
 {
-    const QByteArray bytes = url.toUtf8();
-    URL_RESULT_T parts;
-    parts.scheme = bytes.startsWith("http://")    ? QStringLiteral("http")
-                   : bytes.startsWith("https://") ? QStringLiteral("https")
-                                                  : QString();
-    if (parts.scheme.isEmpty()) {
+    if (!url.startsWith(QLatin1String("http://")) && !url.startsWith(QLatin1String("https://"))) {
         VT_LOG(warning) << QStringLiteral("invalid url1: %1").arg(url);
         return false;
     }
-    const int begin = parts.scheme.size() + 3;
-    // With its length: a NUL must be refused, not end the text unseen.
-    const QString rest = QString::fromUtf8(bytes.constData() + begin, bytes.size() - begin);
-    if (rest.isEmpty()) {
+    if (url.size() == url.indexOf(QLatin1String("//")) + 2) {
         VT_LOG(warning) << QStringLiteral("invalid url2: %1").arg(url);
         return false;
     }
-    const int ownPort = parts.scheme == QLatin1String("http") ? 80 : 443;
-    if (!splitHost(rest, ownPort, &parts)) {
-        VT_LOG(warning) << QStringLiteral(
-            "【解析地址】主机、端口或用户名无效。"); // without the text: it may hold a password
+    const QUrl address(url);
+    const bool hasHost = address.isValid() && !address.host().isEmpty();
+    if (!hasHost || !address.userInfo().isEmpty() || url.contains(QChar::Null)) {
+        // Without the text: it may hold a password.
+        VT_LOG(warning) << QStringLiteral("【解析地址】主机、端口或用户名无效。");
         return false;
     }
-    parts.address = addressOf(parts.host);
+    const URL_RESULT_T parts{address.scheme(), address.host(), addressOf(address.host())};
     if (parts.address.isEmpty())
         VT_LOG(warning) << QStringLiteral("【解析地址】主机名无法解析：%1").arg(parts.host);
     if (result)

@@ -10,7 +10,6 @@ struct URL_RESULT_T
 {
     QString scheme;  // "http" or "https"
     QString host;    // name or dotted IPv4 address
-    int port = 0;    // the scheme's own (80, 443) when the address names none
     QString address; // the host's IP address; empty when the name could not be resolved
 };
 

@@ -88,10 +88,10 @@ void ElideLabel::changeEvent(QEvent *event)
 void ElideLabel::fit()
 {
     const QString shown = fitted(contentsRect().width() - 2 * margin());
-    m_elided = shown != m_fullText && shown.contains(Ellipsis);
+    const bool isElided = shown != m_fullText && shown.contains(Ellipsis);
     if (shown != text())
         setText(shown);
-    setToolTip(m_elided ? text::toolTip(m_fullText) : QString());
+    setToolTip(isElided ? text::toolTip(m_fullText) : QString());
 }
 
 // The text as far as it is measured, with the kept end.

@@ -13,7 +13,6 @@ public:
     ElideLabel(const QString &text, QWidget *parent);
 
     const QString &fullText() const { return m_fullText; }
-    bool isElided() const { return m_elided; }
     /// Wraps into up to this many lines before it elides; 1 by default.
     void setMaximumLines(int lines);
     void setFullText(const QString &text);
@@ -37,5 +36,4 @@ private:
     QString m_fullText;
     QString m_keptEnd;
     int m_maximumLines = 1;
-    bool m_elided = false;
 };

@@ -11,27 +11,19 @@ bool s_failed = false;
 XErrorHandler s_previous = nullptr;
 XIOErrorHandler s_previousLoss = nullptr;
 
+// For errors on other connections, the handlers pass on to those before them. Xlib's own would end the process.
 int takeError(Display *display, XErrorEvent *event)
 {
-    if (display == s_display) {
-        s_failed = true;
-        return 0;
-    }
-    return s_previous ? s_previous(display, event) : 0;
+    s_failed = s_failed || display == s_display;
+    return display != s_display && s_previous ? s_previous(display, event) : 0;
 }
 
-// The connection is lost. Xlib's handler would end the process; this one may return since the display has an exit handler
-// (stayAlive), and all further calls on the display fail.
+// May return since the display has an exit handler; all further calls on the display fail.
 int takeLoss(Display *display)
 {
-    if (display == s_display) {
-        s_failed = true;
-        return 0;
-    }
-    return s_previousLoss ? s_previousLoss(display) : 0;
+    s_failed = s_failed || display == s_display;
+    return display != s_display && s_previousLoss ? s_previousLoss(display) : 0;
 }
-
-void stayAlive(Display *, void *) {}
 
 // A display connection with our error handlers in force for as long as it lives.
 class Connection final
@@ -42,7 +34,8 @@ public:
     {
         if (!m_display)
             return;
-        XSetIOErrorExitHandler(m_display, stayAlive, nullptr);
+        XSetIOErrorExitHandler(
+            m_display, [](Display *, void *) {}, nullptr);
         s_display = m_display;
         s_failed = false;
         s_previous = XSetErrorHandler(takeError);
@@ -57,8 +50,6 @@ public:
         XSetErrorHandler(s_previous);
         XSetIOErrorHandler(s_previousLoss);
         s_display = nullptr;
-        s_previous = nullptr;
-        s_previousLoss = nullptr;
     }
     Q_DISABLE_COPY(Connection)
 
@@ -112,7 +103,7 @@ bool isActive(quintptr id)
     return isWithin(display, focused, id) || isWithin(display, id, focused);
 }
 
-Read readWindow(quintptr id, placement::ForeignGeometry *geometry)
+Read readWindow(quintptr id, QRect *geometry)
 {
     const Connection connection;
     Display *display = connection.get();
@@ -128,7 +119,7 @@ Read readWindow(quintptr id, placement::ForeignGeometry *geometry)
     Window child = None;
     if (!XTranslateCoordinates(display, id, DefaultRootWindow(display), 0, 0, &x, &y, &child) || connection.failed())
         return Read::NoTranslation;
-    *geometry = {x, y, attributes.width, attributes.height};
+    *geometry = QRect(x, y, attributes.width, attributes.height);
     return Read::Ok;
 }
 

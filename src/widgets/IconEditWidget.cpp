@@ -58,11 +58,6 @@ void CIconEditWidget::setSuffixName(const QString &name)
     m_suffix->setToolTip(name);
 }
 
-void CIconEditWidget::setLineEditMaxLength(int length)
-{
-    m_edit->setMaxLength(qMax(0, length));
-}
-
 void CIconEditWidget::setLineEditRegExp(const QRegExp &expression)
 {
     delete m_edit->findChild<QRegExpValidator *>();

@@ -21,7 +21,7 @@ public:
     void setSuffixIconPath(const QString &path);
     /// Name of the suffix button for screen readers and the tool tip.
     void setSuffixName(const QString &name);
-    void setLineEditMaxLength(int length);
+    void setLineEditMaxLength(int length) { m_edit->setMaxLength(qMax(0, length)); }
     /// The text must match as a whole; an empty or invalid expression lifts the restriction.
     void setLineEditRegExp(const QRegExp &expression);
 

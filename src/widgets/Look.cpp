@@ -1,6 +1,7 @@
 #include "widgets/Look.h"
 #include "widgets/dpitoolkit.h"
 #include <QLayout>
+#include <QMenu>
 #include <QWidget>
 #include <utility>
 
@@ -39,6 +40,15 @@ QString button(const QString &selector, const QString &normal, const QString &ho
                           "%1:focus{%5}"
                           "%1:disabled{background-color:#ECEEF1; border:1px solid #DFE2E6; color:%6;}")
         .arg(selector, normal, hover, pressed, focus, TextDisabled);
+}
+
+QString menuSheet(const QWidget *w)
+{
+    return QStringLiteral("QMenu{background-color:white; border:1px solid %3; color:%4; padding:%1 0px;}"
+                          "QMenu::item{padding:%1 %2 %1 %2; background-color:transparent;}"
+                          "QMenu::item:selected{background-color:%5; color:%6;}"
+                          "QMenu::item:disabled{background-color:transparent; color:%7;}")
+        .arg(px(5, w), px(24, w), BorderGrey, TextDark, PaleBlue, TextBlue, TextDisabled);
 }
 
 } // namespace
@@ -145,13 +155,12 @@ QString tabs(int height, const QString &size, const QWidget *w)
         .arg(RuleGrey, px(height, w), size, TextBlue, Blue, PaleBlue);
 }
 
-QString menu(const QWidget *w)
+QMenu *newMenu(QWidget *parent)
 {
-    return QStringLiteral("QMenu{background-color:white; border:1px solid %3; color:%4; padding:%1 0px;}"
-                          "QMenu::item{padding:%1 %2 %1 %2; background-color:transparent;}"
-                          "QMenu::item:selected{background-color:%5; color:%6;}"
-                          "QMenu::item:disabled{background-color:transparent; color:%7;}")
-        .arg(px(5, w), px(24, w), BorderGrey, TextDark, PaleBlue, TextBlue, TextDisabled);
+    auto *menu = new QMenu(parent);
+    menu->setStyleSheet(menuSheet(parent));
+    menu->setFont(yaHei(12, QFont::Normal, parent));
+    return menu;
 }
 
 void prepareWindow(QWidget *window, const QString &title)

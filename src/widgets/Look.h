@@ -6,6 +6,7 @@
 #include <QString>
 
 class QLayout;
+class QMenu;
 class QWidget;
 
 /// The looks that windows share: fonts, sizes, colours and style sheet rules. A dialog joins the rules into one sheet and
@@ -106,8 +107,8 @@ QString thinScrollBars(const QString &selector, int width, const QString &ground
 QString titleBand(const QString &ground, const QString &line = QString());
 /// Flat tabs with a blue line under the selected one. `size` are further properties of a tab, e.g. "width:150px;".
 QString tabs(int height, const QString &size, const QWidget *w = nullptr);
-/// White pop-up menus with a blue selection.
-QString menu(const QWidget *w = nullptr);
+/// A white pop-up menu with a blue selection.
+QMenu *newMenu(QWidget *parent);
 
 /// Gives a top-level window its title, and its class name as object name and X role, by which X11 tools and screen readers
 /// tell the windows apart. The host's event loop does not end with the window. Called first in the most derived class.

@@ -15,19 +15,16 @@ QScreen *nearestScreen(const QPoint &point)
 {
     if (QScreen *under = QGuiApplication::screenAt(point))
         return under;
-    QScreen *nearest = nullptr;
-    qint64 shortest = std::numeric_limits<qint64>::max();
-    const QList<QScreen *> screens = QGuiApplication::screens();
-    for (QScreen *screen : screens) {
+    const auto distance = [&point](const QScreen *screen) {
         const QRect area = screen->geometry();
-        const qint64 distance = qAbs(qint64(point.x()) - qBound(area.left(), point.x(), area.right())) +
-                                qAbs(qint64(point.y()) - qBound(area.top(), point.y(), area.bottom()));
-        if (distance >= shortest)
-            continue;
-        shortest = distance;
-        nearest = screen;
-    }
-    return nearest;
+        return qAbs(qint64(point.x()) - qBound(area.left(), point.x(), area.right())) +
+               qAbs(qint64(point.y()) - qBound(area.top(), point.y(), area.bottom()));
+    };
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    const auto nearest =
+        std::min_element(screens.cbegin(), screens.cend(),
+                         [&](const QScreen *one, const QScreen *other) { return distance(one) < distance(other); });
+    return nearest == screens.cend() ? nullptr : *nearest;
 }
 
 } // namespace
@@ -81,12 +78,10 @@ QPoint screenCentre(const QRect &available, const QRect &dialog)
                   ((available.bottom() - available.top()) - (dialog.bottom() - dialog.top())) / 2);
 }
 
-QRect overForeign(const ForeignGeometry &parent, double ratio, const QSize &dialog, int offset)
+QRect overForeign(const QRect &parent, double ratio, const QSize &dialog, int offset)
 {
-    const int left = roundHalfUp(parent.x / ratio);
-    const int top = roundHalfUp(parent.y / ratio);
-    const int x = left + (int(parent.width / ratio) - dialog.width()) / 2 - offset;
-    const int y = top + (int(parent.height / ratio) - dialog.height()) / 2 - offset;
+    const int x = roundHalfUp(parent.x() / ratio) + (int(parent.width() / ratio) - dialog.width()) / 2 - offset;
+    const int y = roundHalfUp(parent.y() / ratio) + (int(parent.height() / ratio) - dialog.height()) / 2 - offset;
     return QRect(QPoint(x, y), dialog);
 }
 

@@ -33,18 +33,10 @@ void centreOnPrimary(QWidget *window);
 /// added: with a panel at the left or top the dialog is that much further left or up.
 QPoint screenCentre(const QRect &available, const QRect &dialog);
 
-/// A window of another process in device pixels of the root window.
-struct ForeignGeometry
-{
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-};
-
-/// Geometry (dialog pixels) of a dialog of the given size centred over a foreign window; the offset is subtracted from
-/// both coordinates.
+/// Geometry (dialog pixels) of a dialog of the given size centred over a window of another process; the offset is
+/// subtracted from both coordinates.
+/// @param parent in device pixels of the root window
 /// @param ratio device pixels per dialog pixel, at least 1
-QRect overForeign(const ForeignGeometry &parent, double ratio, const QSize &dialog, int offset);
+QRect overForeign(const QRect &parent, double ratio, const QSize &dialog, int offset);
 
 } // namespace tarn::visualized::placement

@@ -6,14 +6,6 @@
 
 using namespace tarn::visualized;
 
-namespace {
-// Look
-QString boxSheet()
-{
-    return QStringLiteral("#QuestionMessageBox{border:none;background-color:white;}");
-}
-} // namespace
-
 QuestionMessageBox::QuestionMessageBox(const QString &title, const QString &text, QWidget *parent)
     : QDialog(parent)
 {
@@ -27,11 +19,10 @@ void QuestionMessageBox::Init(const QString &title, const QString &text)
     m_cancelButton = m_content->addButton(QStringLiteral("取消"), QStringLiteral("cancelButton"), false);
     connect(m_okButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_ok_btn_clicked);
     connect(m_cancelButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_concel_btn_clicked);
-    const CustomTitleBar *bar = m_content->addTitleBar();
+    const CustomTitleBar *bar = m_content->finish();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QuestionMessageBox::on_concel_btn_clicked);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &QuestionMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &QuestionMessageBox::OnCustomTitleBarmoved);
-    m_content->finish(boxSheet());
 }
 
 void QuestionMessageBox::SetButtonText(const QString &okText, const QString &cancelText)

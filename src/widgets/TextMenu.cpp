@@ -12,10 +12,8 @@ void showMenu(QTextEdit *view, const QPoint &position)
     const bool selected = view->textCursor().hasSelection();
     if (!selected && !view->anchorAt(position).isEmpty())
         return;
-    auto *menu = new QMenu(view);
+    QMenu *menu = look::newMenu(view);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    menu->setStyleSheet(look::menu(view));
-    menu->setFont(look::yaHei(12, QFont::Normal, view));
     menu->addAction(QStringLiteral("复制"), view, &QTextEdit::copy)->setEnabled(selected);
     menu->addAction(QStringLiteral("全选"), view, &QTextEdit::selectAll)->setEnabled(!view->document()->isEmpty());
     menu->popup(view->viewport()->mapToGlobal(position));

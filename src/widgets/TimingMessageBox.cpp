@@ -34,7 +34,7 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
     setFixedHeight(look::scaled(90, this));
     setMaximumWidth(look::scaled(860, this));
     auto *column = new QHBoxLayout(this);
-    look::space(column, {ShadowMargin, ShadowMargin, ShadowMargin, ShadowMargin}, 0, this);
+    look::space(column, QMargins() + ShadowMargin, 0, this);
     column->addWidget(textPanel(text));
     accessible::setRole(this, QAccessible::AlertMessage);
     resize(qMin(layout()->sizeHint().width(), maximumWidth()), height());

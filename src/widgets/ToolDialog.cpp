@@ -1,11 +1,11 @@
 #include "widgets/ToolDialog.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomTitleBar.h"
-#include "widgets/Look.h"
 #include "widgets/Placement.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QFrame>
+#include <QMouseEvent>
 #include <QPointer>
 
 namespace tarn::visualized {
@@ -17,11 +17,6 @@ ToolDialog::ToolDialog(QWidget *parent, Qt::WindowType type, Qt::MouseButtons bo
     : QDialog(parent, type | Qt::FramelessWindowHint)
     , m_bodyButtons(bodyButtons)
 {
-}
-
-void ToolDialog::prepare(const QString &title)
-{
-    look::prepareWindow(this, title);
 }
 
 QVBoxLayout *ToolDialog::addBody(const QString &objectName)
@@ -50,14 +45,9 @@ CustomTitleBar *ToolDialog::addTitleBar(QVBoxLayout *column, int height)
     return bar;
 }
 
-bool ToolDialog::takesKeys() const
-{
-    return !m_guarded || focusWidget() != this || m_sinceKey.hasExpired(TypingPause);
-}
-
 bool ToolDialog::dropsForeignKey(QEvent *event)
 {
-    if (takesKeys()) {
+    if (!m_guarded || focusWidget() != this || m_sinceKey.hasExpired(TypingPause)) {
         m_guarded = m_guarded && event->type() != QEvent::KeyPress;
         return false;
     }
@@ -74,6 +64,11 @@ bool ToolDialog::event(QEvent *event)
         break;
     case QEvent::MouseButtonPress:
         m_guarded = false;
+        [[fallthrough]];
+    case QEvent::MouseMove:
+    case QEvent::MouseButtonRelease:
+        if (m_drag.handle(static_cast<QMouseEvent *>(event), m_bodyButtons))
+            return true;
         break;
     case QEvent::ShortcutOverride:
     case QEvent::KeyPress:
@@ -102,50 +97,12 @@ void ToolDialog::setVisible(bool visible)
         front::neutralFocus(this);
 }
 
-// QDialog::closeEvent() calls reject() to hide the window and to report the result.
-void ToolDialog::reject()
-{
-    if (m_closing)
-        QDialog::reject();
-    else
-        close();
-}
-
+// QDialog's own handler would call reject() and be called again.
 void ToolDialog::closeEvent(QCloseEvent *event)
 {
-    const QPointer<ToolDialog> self(this);
-    m_closing = true;
-    QDialog::closeEvent(event);
-    if (self)
-        m_closing = false;
-}
-
-void ToolDialog::OnCustomTitleBarPressed(int nPosX, int nPosY)
-{
-    m_drag.press({nPosX, nPosY});
-}
-
-void ToolDialog::OnCustomTitleBarmoved(int nPosX, int nPosY)
-{
-    m_drag.move({nPosX, nPosY});
-}
-
-void ToolDialog::mousePressEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, m_bodyButtons))
-        QDialog::mousePressEvent(event);
-}
-
-void ToolDialog::mouseMoveEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, m_bodyButtons))
-        QDialog::mouseMoveEvent(event);
-}
-
-void ToolDialog::mouseReleaseEvent(QMouseEvent *event)
-{
-    if (!m_drag.handle(event, m_bodyButtons))
-        QDialog::mouseReleaseEvent(event);
+    event->accept();
+    if (isVisible())
+        QDialog::reject();
 }
 
 } // namespace tarn::visualized

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "widgets/Look.h"
 #include "widgets/WindowDrag.h"
 #include <QDialog>
 #include <QElapsedTimer>
@@ -16,22 +17,21 @@ class ToolDialog : public QDialog
 {
     Q_OBJECT
 public:
-    void reject() override;
+    void reject() override { close(); }
     void setVisible(bool visible) override;
 
 protected slots:
     // Of the title bar; positions are global.
-    void OnCustomTitleBarPressed(int nPosX, int nPosY);
-    void OnCustomTitleBarmoved(int nPosX, int nPosY);
+    void OnCustomTitleBarPressed(int nPosX, int nPosY) { m_drag.press({nPosX, nPosY}); }
+    void OnCustomTitleBarmoved(int nPosX, int nPosY) { m_drag.move({nPosX, nPosY}); }
 
 protected:
     /// @param type Qt::Tool or Qt::Dialog
     /// @param bodyButtons the mouse buttons that drag the window where no child takes the press
     explicit ToolDialog(QWidget *parent, Qt::WindowType type = Qt::Tool, Qt::MouseButtons bodyButtons = Qt::LeftButton);
 
-    /// Sets title, object name and X role, and keeps the window from ending the host's event loop; see
     /// look::prepareWindow(). Called first in the most derived class.
-    void prepare(const QString &title);
+    void prepare(const QString &title) { look::prepareWindow(this, title); }
     /// Fills the window with a frame of this object name. @return its column, one pixel inside, for the bands
     QVBoxLayout *addBody(const QString &objectName);
     /// Puts a title bar with the window's title and a close button on top of the column and lets it drag the window;
@@ -44,13 +44,9 @@ protected:
     void expectUnasked() { m_unasked = true; }
 
     bool event(QEvent *event) override;
-    void mousePressEvent(QMouseEvent *event) override;
-    void mouseMoveEvent(QMouseEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:
-    bool takesKeys() const;
     bool dropsForeignKey(QEvent *event);
 
     WindowDrag m_drag{this};
@@ -58,7 +54,6 @@ private:
     bool m_unasked = false;
     bool m_guarded = false;   ///< no key or click has been meant for this appearance of an unasked window yet
     QElapsedTimer m_sinceKey; ///< since the last dropped key, or since the window appeared
-    bool m_closing = false;   ///< within closeEvent()
 };
 
 } // namespace tarn::visualized

@@ -45,7 +45,7 @@ void CToolkit::MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset)
     if (!dlg || !parentWindow)
         return;
     const double ratio = GetDpiRate(dlg);
-    placement::ForeignGeometry parent;
+    QRect parent;
     switch (foreign::readWindow(reinterpret_cast<quintptr>(parentWindow), &parent)) {
     case foreign::Read::NoDisplay:
         VT_LOG(critical) << QStringLiteral("XOpenDisplay error.");
@@ -60,7 +60,7 @@ void CToolkit::MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset)
         break;
     }
     VT_LOG(info) << QStringLiteral("DPI:%1 L:%2 T:%3")
-                        .arg(QString::number(ratio), QString::number(parent.x), QString::number(parent.y));
+                        .arg(QString::number(ratio), QString::number(parent.x()), QString::number(parent.y()));
     dlg->setGeometry(placement::overForeign(parent, ratio, dlg->size(), offset));
 }
 

@@ -9,10 +9,8 @@ void WindowDrag::press(const QPoint &global)
     // From the event where possible: when a window manager frames and then moves a new window, Qt can be left with a
     // position from in between.
     const auto *bar = m_window->findChild<CustomTitleBar *>();
-    if (bar && bar->isPressed())
-        begin(bar->pressInWindow());
-    else
-        begin(global - m_window->geometry().topLeft());
+    const std::optional<QPoint> pressed = bar ? bar->pressInWindow() : std::nullopt;
+    begin(pressed.value_or(global - m_window->geometry().topLeft()));
 }
 
 void WindowDrag::begin(const QPoint &inWindow)

@@ -34,14 +34,14 @@ private slots:
         QCOMPARE(placement::screenCentre(QRect(0, 40, 1001, 801), dialog), QPoint(300, 250));
         QCOMPARE(placement::screenCentre(QRect(0, 0, 800, 600), QRect(0, 0, 1003, 701)), QPoint(-101, -50));
         // The parent is given in device pixels.
-        const auto place = [](const placement::ForeignGeometry &parent, double ratio, int offset) {
+        const auto place = [](const QRect &parent, double ratio, int offset) {
             return placement::overForeign(parent, ratio, QSize(400, 300), offset);
         };
         const QSize same(400, 300);
-        QCOMPARE(place({100, 50, 800, 600}, 1.0, 15), QRect(QPoint(285, 185), same));  // less the offset
-        QCOMPARE(place({101, 51, 1600, 1200}, 2.0, 0), QRect(QPoint(251, 176), same)); // halves are rounded up,
-        QCOMPARE(place({-3, -5, 1600, 1200}, 2.0, 0), QRect(QPoint(199, 148), same));  // also below zero
-        QCOMPARE(place({101, 51, 1000, 801}, 1.25, 0), QRect(QPoint(281, 211), same));
+        QCOMPARE(place(QRect(100, 50, 800, 600), 1.0, 15), QRect(QPoint(285, 185), same));  // less the offset
+        QCOMPARE(place(QRect(101, 51, 1600, 1200), 2.0, 0), QRect(QPoint(251, 176), same)); // halves are rounded up,
+        QCOMPARE(place(QRect(-3, -5, 1600, 1200), 2.0, 0), QRect(QPoint(199, 148), same));  // also below zero
+        QCOMPARE(place(QRect(101, 51, 1000, 801), 1.25, 0), QRect(QPoint(281, 211), same));
     }
 
     void screen()
