@@ -86,62 +86,50 @@ Endpoint::~Endpoint()
 
 bool Endpoint::open(const Address &address, QString *error)
 {
-    if (!address.isLocal())
-        return openTcp(address, error);
-    const QString name = QStringLiteral("ep-%1-%2.sock")
-                             .arg(QCoreApplication::applicationPid())
-                             .arg(static_cast<quint32>(m_epoch), 8, 16, QLatin1Char('0'));
-    return open(name, nullptr, error);
+    if (address.isLocal()) {
+        const QString name = QStringLiteral("ep-%1-%2.sock")
+                                 .arg(QCoreApplication::applicationPid())
+                                 .arg(static_cast<quint32>(m_epoch), 8, 16, QLatin1Char('0'));
+        return open(name, nullptr, error);
+    }
+    Address opened = address;
+    const auto trust = tlsServerCredentials(error);
+    if (!trust || !start(trust, nullptr, error) || !m_listener->open(&opened, error))
+        return false;
+    m_target = opened.text();
+    return true;
 }
 
 bool Endpoint::open(const QString &socketName, grpc::Service *further, QString *error)
 {
-    using Acceptor = grpc::experimental::ExternalConnectionAcceptor;
     const QString path = socketPath(socketName, error);
-    if (path.isEmpty())
+    if (path.isEmpty() || !start(grpc::InsecureServerCredentials(), further, error) || !m_listener->open(path, error))
         return false;
-    grpc::ServerBuilder builder;
-    const std::shared_ptr<Acceptor> acceptor = builder.experimental().AddExternalConnectionAcceptor(
-        grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, grpc::InsecureServerCredentials());
-    if (!start(builder, further)) {
-        *error = QStringLiteral("cannot serve on %1").arg(path);
-        return false;
-    }
     m_target = unixTarget(path);
-    m_listener = std::make_unique<Listener>();
-    const auto take = [acceptor](int connection) {
-        Acceptor::NewConnectionParameters parameters;
-        parameters.fd = connection;
-        acceptor->HandleNewConnection(&parameters);
-    };
-    return m_listener->open(path, take, error);
-}
-
-bool Endpoint::openTcp(const Address &address, QString *error)
-{
-    const auto trust = tlsServerCredentials(error);
-    if (!trust)
-        return false;
-    grpc::ServerBuilder builder;
-    int port = 0;
-    builder.AddListeningPort(address.text().toStdString(), trust, &port);
-    if (!start(builder, nullptr)) {
-        *error = QStringLiteral("cannot serve on %1").arg(address.text());
-        return false;
-    }
-    m_target = Address{address.ip, static_cast<quint16>(port)}.text(); // with port 0 the system has chosen one
     return true;
 }
 
-bool Endpoint::start(grpc::ServerBuilder &builder, grpc::Service *further)
+/// Starts a server for the connections that the listener accepts.
+bool Endpoint::start(const std::shared_ptr<grpc::ServerCredentials> &trust, grpc::Service *further, QString *error)
 {
+    using Acceptor = grpc::experimental::ExternalConnectionAcceptor;
     enablePlugins();
+    grpc::ServerBuilder builder;
+    const std::shared_ptr<Acceptor> acceptor = builder.experimental().AddExternalConnectionAcceptor(
+        grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, trust);
     setLimits(builder);
     setKeepAlive(builder);
     builder.RegisterService(m_calls.get());
     if (further)
         builder.RegisterService(further);
     m_server = builder.BuildAndStart();
+    m_listener = std::make_unique<Listener>([acceptor](int connection) {
+        Acceptor::NewConnectionParameters parameters;
+        parameters.fd = connection;
+        acceptor->HandleNewConnection(&parameters);
+    });
+    if (!m_server)
+        *error = QStringLiteral("the server cannot start");
     return m_server != nullptr;
 }
 

@@ -7,7 +7,7 @@
 
 namespace grpc {
 class Server;
-class ServerBuilder;
+class ServerCredentials;
 class Service;
 } // namespace grpc
 
@@ -26,15 +26,14 @@ public:
 
     /// Opens a unix socket "ep-<pid>-<random>.sock" for a local address, otherwise a TCP port with mutual TLS.
     bool open(const Address &address, QString *error);
-    /// Opens a socket of that name, and a further service beside the Invoker.
+    /// Opens a socket of that name, and a further service beside the Invoker where one is given.
     bool open(const QString &socketName, grpc::Service *further, QString *error);
 
     QString target() const { return m_target; } ///< address that callers use
     quint64 epoch() const { return m_epoch; }
 
 private:
-    bool start(grpc::ServerBuilder &builder, grpc::Service *further);
-    bool openTcp(const Address &address, QString *error);
+    bool start(const std::shared_ptr<grpc::ServerCredentials> &trust, grpc::Service *further, QString *error);
 
     const quint64 m_epoch;
     WorkerPool m_workers;

@@ -3,6 +3,8 @@
 #include <QFile>
 #include <cerrno>
 #include <cstring>
+#include <netdb.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -25,27 +27,59 @@ Listener::~Listener()
         ::unlink(m_path.constData());
 }
 
-bool Listener::open(const QString &path, std::function<void(int)> accepted, QString *error)
+bool Listener::open(const QString &path, QString *error)
 {
     const QByteArray name = QFile::encodeName(path);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, name.constData(), sizeof address.sun_path - 1);
-    m_socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (m_socket < 0 || ::bind(m_socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+    const bool isOpen = open(reinterpret_cast<sockaddr *>(&address), sizeof address);
+    if (!isOpen)
         *error = QStringLiteral("cannot serve on %1: %2").arg(path, qt_error_string(errno));
+    else
+        m_path = name;
+    return isOpen;
+}
+
+bool Listener::open(Address *address, QString *error)
+{
+    addrinfo *found = nullptr;
+    addrinfo hints = {};
+    hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+    hints.ai_socktype = SOCK_STREAM;
+    const QByteArray port = QByteArray::number(address->port);
+    const int failure = ::getaddrinfo(address->ip.toUtf8().constData(), port.constData(), &hints, &found);
+    const bool isOpen = failure == 0 && open(found->ai_addr, found->ai_addrlen);
+    if (!isOpen)
+        *error = QStringLiteral("cannot serve on %1: %2")
+                     .arg(address->text(),
+                          failure ? QString::fromLocal8Bit(::gai_strerror(failure)) : qt_error_string(errno));
+    if (failure == 0)
+        ::freeaddrinfo(found);
+    sockaddr_storage bound = {};
+    socklen_t size = sizeof bound;
+    char number[NI_MAXSERV] = "";
+    if (isOpen && ::getsockname(m_socket, reinterpret_cast<sockaddr *>(&bound), &size) == 0 &&
+        ::getnameinfo(reinterpret_cast<sockaddr *>(&bound), size, nullptr, 0, number, sizeof number, NI_NUMERICSERV) ==
+            0)
+        address->port = QByteArray(number).toUShort();
+    return isOpen;
+}
+
+/// @return false with errno
+bool Listener::open(const sockaddr *address, socklen_t size)
+{
+    const int on = 1;
+    m_socket = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (m_socket < 0 || ::setsockopt(m_socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+        ::bind(m_socket, address, size) != 0 || ::listen(m_socket, SOMAXCONN) != 0)
         return false;
-    }
-    m_path = name;
-    m_accepted = std::move(accepted);
-    if (::listen(m_socket, SOMAXCONN) != 0) {
-        *error = QStringLiteral("cannot serve on %1: %2").arg(path, qt_error_string(errno));
-        return false;
-    }
+    // Connections inherit it; a unix socket refuses it.
+    ::setsockopt(m_socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     try {
         m_thread = std::thread([this] { run(); });
     } catch (const std::system_error &e) {
-        *error = QStringLiteral("no thread can be started: %1").arg(QString::fromLocal8Bit(e.what()));
+        errno = e.code().value();
     }
     return m_thread.joinable();
 }
