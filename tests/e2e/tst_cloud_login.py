@@ -94,20 +94,11 @@ class CloudLogin(PlatformTest):
 
     def test_by_account(self):
         self.ask()
-        dialog = self.desktop.window(DIALOG)
         self.sign_in(WRONG_PASSWORD)
         self.assertEqual(self.tip(), "账号或密码错误")
-        self.assertEqual(self.desktop.windows(DIALOG), [dialog])
         self.sign_in(PASSWORD)
         self.notified()
         self.assertEqual(self.state()["user"], "zhang")
-        # With the account remembered, the focus is in the field that is still empty.
-        self.session.run("cloud", "logout")
-        self.desktop.activate("application")
-        self.ask()
-        self.desktop.type(PASSWORD)
-        self.desktop.key("Return")
-        self.notified()
 
     def test_by_qr_code(self):
         profile = self.session.path("browser")
@@ -153,19 +144,6 @@ class CloudLogin(PlatformTest):
         wait(lambda: self.session.tarnctl("cloud", "state").returncode == 0, "the hub has restarted it")
         self.sign_in(PASSWORD)
         self.notified()
-
-    def test_closed_with_its_caller(self):
-        self.ask()
-        self.session.freeze(SERVICES)
-        self.sign_in(PASSWORD)  # hangs while the application ends
-        self.session.call("NotifyCloudParentFinish", 软件标识="another")
-        until = time.monotonic() + 0.5
-        wait(lambda: time.monotonic() > until, "half a second")
-        self.assertEqual(len(self.desktop.windows(DIALOG)), 1)
-        self.session.call("NotifyCloudParentFinish", 软件标识="e2e")
-        self.desktop.wait_gone(DIALOG)
-        self.session.signal(SERVICES, signal.SIGCONT)
-        wait(lambda: self.state()["login_state"] == 2, "the service completes the call that was sent")
 
 
 if __name__ == "__main__":

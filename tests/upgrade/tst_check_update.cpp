@@ -301,6 +301,7 @@ private slots:
                     CVisualizedManager::FreeInstance();
                 else
                     sendCheck({released("乙")});
+                QCOMPARE(notice && notice->isVisible(), !destroyed); // it may outlive the prompt, not the manager
                 if (notice)
                     notice->reject();
             }});

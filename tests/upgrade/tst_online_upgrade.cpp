@@ -456,6 +456,10 @@ private slots:
         checkFocusedRow("10");
         QTest::mouseClick(m_table->viewport(), Qt::LeftButton, {}, m_table->viewport()->rect().center());
         checkFocusedRow(QApplication::focusWidget()->accessibleDescription());
+        auto *close = m_dialog->findChild<QPushButton *>("closeButton");
+        close->setFocus();
+        m_table->selectRow(0); // takes no focus that is elsewhere
+        QVERIFY(close->hasFocus());
     }
 
     // A key that was meant for the button of an ended task must not press the next row's.

@@ -191,20 +191,6 @@ private slots:
         QVERIFY(!first && !second);
     }
 
-    void manyNamesAtOnce()
-    {
-        const auto threads = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); };
-        const int before = threads();
-        const QStringList names{"Draw", "draw", " draw", "draw ", "dr aw", " "};
-        const LongWork longWork;
-        for (const QString &name : names)
-            sendPatch(patch(name, name.size() % 2 ? QVariantMap() : NoPatch));
-        QCOMPARE(visibleDialogs().size(), names.size());
-        QTRY_VERIFY(threads() <= before); // no thread outlives its work
-        for (const QString &name : names)
-            QVERIFY(query(name) == (name.size() % 2 ? 1 : 99) && query(name) == 1);
-    }
-
     void judges()
     {
         const QString missing("静默补丁安装线程未找到补丁包文件");
