@@ -1,16 +1,22 @@
 #include "services/PackageDownload.h"
 #include "services/Files.h"
+#include <QCryptographicHash>
+#include <QEventLoop>
+#include <QFile>
 #include <QFileInfo>
 #include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QTimer>
 #include <algorithm>
+#include <memory>
 
 namespace tarn::services {
 
 namespace {
 
 constexpr int IdleMs = 20000;
+constexpr int TickMs = 20; // between two looks at the stop flag and at the bandwidth
 constexpr int MaxVainAttempts = 6;
 constexpr int FirstDelayMs = 250; // doubled with every attempt in vain
 constexpr int LongestDelayMs = 8000;
@@ -57,215 +63,214 @@ qint64 firstByte(const QNetworkReply &reply)
     return good ? first : -1;
 }
 
-Failure fileFailure(const QFile &file)
+class PackageDownload
 {
-    return Failure(QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
-}
+public:
+    PackageDownload(const UpgradeItem &package, const QString &file, Throttle *throttle,
+                    const std::atomic<bool> &stopping)
+        : m_package(package)
+        , m_url(package.url)
+        , m_file(file)
+        , m_throttle(throttle)
+        , m_stopping(stopping)
+    {
+    }
+
+    void run()
+    {
+        open();
+        int vainAttempts = 0; // in a row
+        while (m_received < m_package.size) {
+            const qint64 before = m_received;
+            try {
+                request();
+            } catch (const Broken &) {
+                vainAttempts = m_received > before ? 1 : vainAttempts + 1;
+                if (vainAttempts > MaxVainAttempts)
+                    throw;
+                QElapsedTimer pause;
+                for (pause.start(); !pause.hasExpired(std::min(FirstDelayMs << vainAttempts, LongestDelayMs));)
+                    wait(nullptr);
+            }
+        }
+        verify();
+    }
+
+private:
+    void demand(bool success) const
+    {
+        if (!success)
+            throw Failure(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
+    }
+
+    // Lets the network work until the reply has news, for a short time at most.
+    void wait(const QNetworkReply *reply) const
+    {
+        QEventLoop loop;
+        if (reply) {
+            QObject::connect(reply, &QNetworkReply::readyRead, &loop, &QEventLoop::quit);
+            QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+        }
+        QTimer tick;
+        QObject::connect(&tick, &QTimer::timeout, &loop, &QEventLoop::quit);
+        tick.start(TickMs);
+        loop.exec();
+        requireGoing();
+    }
+
+    void requireGoing() const
+    {
+        if (m_stopping)
+            throw Failure(QStringLiteral("the download was cancelled"));
+    }
+
+    void open()
+    {
+        if (!isAllowed(m_url))
+            throw Failure(QStringLiteral("address not supported, expected https or a local file: %1")
+                              .arg(m_url.toString().left(300)));
+        if (m_url.isLocalFile() && !QFileInfo(m_url.toLocalFile()).isFile())
+            throw Failure(QStringLiteral("%1 is no file").arg(m_url.toLocalFile()));
+        demand(m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+        if (m_file.size() > m_package.size)
+            startOver();
+        requireSpace(QFileInfo(m_file).path(), m_package.size - m_file.size());
+        for (QByteArray part = m_file.read(Slice); !part.isEmpty(); part = m_file.read(Slice)) {
+            requireGoing();
+            m_hash.addData(part);
+            m_received += part.size();
+        }
+    }
+
+    void request()
+    {
+        QNetworkRequest request(m_url);
+        const bool isSafe = m_url.scheme() == QLatin1String("https");
+        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, isSafe
+                                                                           ? QNetworkRequest::NoLessSafeRedirectPolicy
+                                                                           : QNetworkRequest::SameOriginRedirectPolicy);
+        request.setRawHeader("Accept-Encoding", "identity"); // sizes and ranges are those of the package
+        if (m_received > 0 && !m_url.isLocalFile())
+            request.setRawHeader("Range", "bytes=" + QByteArray::number(m_received) + '-');
+        const std::unique_ptr<QNetworkReply> reply(m_network.get(request));
+        reply->setReadBufferSize(Slice);
+        read(reply.get());
+        const QString reason = reply->errorString();
+        if (reply->error() != QNetworkReply::NoError) {
+            if (isFinal(*reply))
+                throw Failure(reason);
+            if (statusOf(*reply) == 416) // the server's file does not contain the part already downloaded
+                startOver();
+            throw Broken(reason);
+        }
+        if (m_received < m_announced)
+            throw Broken(QStringLiteral("the connection broke")); // Qt reports no error then
+        if (m_received < m_package.size)
+            throw Failure(QStringLiteral("the server has %1 bytes instead of %2")
+                              .arg(QString::number(m_received), QString::number(m_package.size)));
+    }
+
+    void read(QNetworkReply *reply)
+    {
+        QElapsedTimer idle;
+        idle.start();
+        m_announced = 0;
+        bool hasHeaders = false;
+        while (!reply->isFinished() || reply->bytesAvailable() > 0) {
+            const int status = statusOf(*reply);
+            if (!hasHeaders && (status != 0 || (m_url.isLocalFile() && reply->bytesAvailable() > 0))) {
+                hasHeaders = true;
+                takeHeaders(*reply);
+            }
+            const bool isPackage = status == 0 || status == 200 || status == 206;
+            const qint64 available = std::min(reply->bytesAvailable(), Slice);
+            const qint64 granted = isPackage && available > 0 ? m_throttle->take(available) : available;
+            const QByteArray data = reply->read(granted);
+            if (isPackage)
+                store(data);
+            if (!data.isEmpty() || granted < available)
+                idle.start();
+            if (data.isEmpty())
+                wait(reply);
+            if (idle.hasExpired(IdleMs))
+                throw Broken(QStringLiteral("the server does not answer"));
+        }
+    }
+
+    void takeHeaders(const QNetworkReply &reply)
+    {
+        const int status = statusOf(reply);
+        if (m_received > 0 && status == 206 && firstByte(reply) != m_received)
+            throw Broken(QStringLiteral("the server answered with another part of the file"));
+        if (m_received > 0 && (status == 200 || status == 0))
+            startOver();
+        const qint64 length = reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
+        m_announced = length > 0 ? m_received + length : 0;
+    }
+
+    void store(const QByteArray &data)
+    {
+        requireGoing();
+        if (m_received + data.size() > m_package.size)
+            throw Failure(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_package.size));
+        requireSpace(QFileInfo(m_file).path(), data.size());
+        demand(m_file.write(data) == data.size());
+        m_hash.addData(data);
+        m_received += data.size();
+    }
+
+    void startOver()
+    {
+        m_hash.reset();
+        m_received = 0;
+        demand(m_file.resize(0) && m_file.seek(0));
+    }
+
+    void verify()
+    {
+        const QString sum = QString::fromLatin1(m_hash.result().toHex());
+        if (sum != m_package.sha256.toLower()) {
+            m_file.remove();
+            throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_package.sha256));
+        }
+        syncToDisk(m_file.fileName());
+    }
+
+    const UpgradeItem m_package;
+    const QUrl m_url;
+    QFile m_file;
+    Throttle *const m_throttle;
+    const std::atomic<bool> &m_stopping;
+    QNetworkAccessManager m_network;
+    QCryptographicHash m_hash{QCryptographicHash::Sha256};
+    qint64 m_received = 0;
+    qint64 m_announced = 0; ///< the size that the running answer announces, 0 when it announces none
+};
 
 } // namespace
 
-PackageDownload::PackageDownload(const UpgradeItem &package, const QString &file, QNetworkAccessManager *network,
-                                 Throttle *throttle, QObject *parent)
-    : QObject(parent)
-    , m_package(package)
-    , m_url(package.url)
-    , m_file(file)
-    , m_network(network)
-    , m_throttle(throttle)
+qint64 Throttle::take(qint64 wanted)
 {
-    m_idle.setSingleShot(true);
-    m_idle.setInterval(IdleMs);
-    connect(&m_idle, &QTimer::timeout, this, [this] { tryAgain(QStringLiteral("the server does not answer")); });
-    m_readSoon.setSingleShot(true);
-    m_readSoon.setInterval(Throttle::WaitMs);
-    connect(&m_readSoon, &QTimer::timeout, this, &PackageDownload::read);
-}
-
-PackageDownload::~PackageDownload()
-{
-    dropReply();
-}
-
-void PackageDownload::step(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const Broken &broken) {
-        tryAgain(broken.text());
-    } catch (const Failure &failure) {
-        end(failure.text());
+    if (m_rate <= 0)
+        return wanted;
+    const QMutexLocker locker(&m_lock);
+    const qint64 earned = m_rate * std::min<qint64>(m_refilled.elapsed(), 1000) / 1000;
+    if (earned > 0) {
+        m_refilled.restart();
+        m_allowance = std::min(m_allowance + earned, std::max<qint64>(m_rate / 10, 1)); // a tenth of a second
     }
+    const qint64 granted = std::min(wanted, m_allowance);
+    m_allowance -= granted;
+    return granted;
 }
 
-void PackageDownload::start()
+void downloadPackage(const UpgradeItem &package, const QString &partial, const QString &complete, Throttle *throttle,
+                     const std::atomic<bool> &stopping)
 {
-    step([this] { open(); });
-}
-
-void PackageDownload::open()
-{
-    if (!isAllowed(m_url))
-        throw Failure(QStringLiteral("address not supported, expected https or a local file: %1")
-                          .arg(m_url.toString().left(300)));
-    if (m_url.isLocalFile() && !QFileInfo(m_url.toLocalFile()).isFile())
-        throw Failure(QStringLiteral("%1 is no file").arg(m_url.toLocalFile()));
-    if (!m_file.open(QIODevice::ReadWrite))
-        throw fileFailure(m_file);
-    if (m_file.size() > m_package.size)
-        startOver();
-    requireSpace(QFileInfo(m_file).path(), m_package.size - m_file.size());
-    hashSlice();
-}
-
-// Hashes the part already downloaded, slice by slice: a big file does not block the thread.
-void PackageDownload::hashSlice()
-{
-    const QByteArray slice = m_file.read(4 * Slice);
-    m_hash.addData(slice);
-    m_received += slice.size();
-    if (!slice.isEmpty())
-        QTimer::singleShot(0, this, &PackageDownload::hashSlice);
-    else if (m_received == m_package.size)
-        step([this] { verify(); });
-    else
-        request();
-}
-
-void PackageDownload::request()
-{
-    QNetworkRequest request(m_url);
-    const bool isSafe = m_url.scheme() == QLatin1String("https");
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, isSafe ? QNetworkRequest::NoLessSafeRedirectPolicy
-                                                                          : QNetworkRequest::SameOriginRedirectPolicy);
-    request.setRawHeader("Accept-Encoding", "identity"); // sizes and ranges are those of the package
-    if (m_received > 0 && !m_url.isLocalFile())
-        request.setRawHeader("Range", "bytes=" + QByteArray::number(m_received) + '-');
-    m_headersTaken = false;
-    m_announced = 0;
-    m_receivedBefore = m_received;
-    m_reply = m_network->get(request);
-    m_reply->setReadBufferSize(Slice);
-    connect(m_reply, &QNetworkReply::readyRead, this, &PackageDownload::read);
-    connect(m_reply, &QNetworkReply::finished, this, &PackageDownload::read);
-    m_idle.start();
-}
-
-void PackageDownload::read()
-{
-    if (m_reply && !m_readSoon.isActive())
-        step([this] { readReply(); });
-}
-
-void PackageDownload::readReply()
-{
-    m_idle.start();
-    takeHeaders();
-    const int status = statusOf(*m_reply);
-    const bool isPackage = status == 0 || status == 200 || status == 206;
-    while (m_reply->bytesAvailable() > 0) {
-        const qint64 wanted = std::min(m_reply->bytesAvailable(), Slice);
-        const qint64 granted = isPackage ? m_throttle->take(wanted) : wanted;
-        if (granted == 0)
-            return m_readSoon.start();
-        const QByteArray data = m_reply->read(granted);
-        if (data.isEmpty())
-            break;
-        if (isPackage)
-            store(data);
-    }
-    if (m_reply->isFinished())
-        conclude();
-}
-
-void PackageDownload::takeHeaders()
-{
-    const int status = statusOf(*m_reply);
-    if (m_headersTaken || (status == 0 && !m_url.isLocalFile()))
-        return;
-    m_headersTaken = true;
-    if (m_received > 0 && status == 206 && firstByte(*m_reply) != m_received)
-        throw Broken(QStringLiteral("the server answered with another part of the file"));
-    if (m_received > 0 && (status == 200 || status == 0))
-        startOver();
-    const qint64 length = m_reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
-    m_announced = length > 0 ? m_received + length : 0;
-}
-
-void PackageDownload::store(const QByteArray &data)
-{
-    if (m_received + data.size() > m_package.size)
-        throw Failure(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_package.size));
-    requireSpace(QFileInfo(m_file).path(), data.size());
-    if (m_file.write(data) != data.size() || !m_file.flush())
-        throw fileFailure(m_file);
-    m_hash.addData(data);
-    m_received += data.size();
-}
-
-void PackageDownload::conclude()
-{
-    const QString reason = m_reply->errorString();
-    if (m_reply->error() != QNetworkReply::NoError) {
-        if (isFinal(*m_reply))
-            throw Failure(reason);
-        if (statusOf(*m_reply) == 416) // the server's file does not contain the part already downloaded
-            startOver();
-        throw Broken(reason);
-    }
-    if (m_received < m_announced)
-        throw Broken(QStringLiteral("the connection broke")); // Qt reports no error then
-    if (m_received < m_package.size)
-        throw Failure(QStringLiteral("the server has %1 bytes instead of %2")
-                          .arg(QString::number(m_received), QString::number(m_package.size)));
-    verify();
-}
-
-void PackageDownload::tryAgain(const QString &reason)
-{
-    dropReply();
-    m_vainAttempts = m_received > m_receivedBefore ? 1 : m_vainAttempts + 1;
-    if (m_vainAttempts > MaxVainAttempts)
-        return end(reason);
-    const int delay = std::min(FirstDelayMs << m_vainAttempts, LongestDelayMs);
-    QTimer::singleShot(delay, this, &PackageDownload::request);
-}
-
-void PackageDownload::startOver()
-{
-    m_hash.reset();
-    m_received = 0;
-    if (!m_file.resize(0) || !m_file.seek(0))
-        throw fileFailure(m_file);
-}
-
-void PackageDownload::verify()
-{
-    const QString sum = QString::fromLatin1(m_hash.result().toHex());
-    if (sum != m_package.sha256.toLower()) {
-        m_file.remove();
-        throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_package.sha256));
-    }
-    syncToDisk(m_file.fileName());
-    end({});
-}
-
-void PackageDownload::end(const QString &error)
-{
-    dropReply();
-    m_file.close();
-    emit finished(error);
-}
-
-void PackageDownload::dropReply()
-{
-    m_idle.stop();
-    m_readSoon.stop();
-    if (!m_reply)
-        return;
-    m_reply->disconnect(this);
-    m_reply->abort();
-    m_reply->deleteLater();
-    m_reply.clear();
+    PackageDownload(package, partial, throttle, stopping).run();
+    if (!QFile::rename(partial, complete))
+        throw Failure(QStringLiteral("%1 cannot be written").arg(complete));
+    syncToDisk(QFileInfo(complete).path());
 }
 
 } // namespace tarn::services

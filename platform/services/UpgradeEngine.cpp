@@ -100,11 +100,12 @@ bool UpgradeEngine::stop(const QString &product)
     if (!task.isActive())
         return task.state != 0;
     if (task.state == state::Installing) {
-        m_installations[product].stopping = true;
-        installEnded(product);
+        Work &running = m_running[product];
+        running.stopping = true;
+        finish(product, running.number);
         return true;
     }
-    delete m_downloads.take(product);
+    m_running.erase(product);
     setState(product, state::Cancelled);
     dropFiles(task);
     scheduleSoon();
@@ -128,36 +129,58 @@ void UpgradeEngine::install(const QString &product)
     for (const UpgradeItem &item : task.items)
         packages << Package{file(product, item), item.size, item.sha256};
     setState(product, state::Installing);
-    Installation &running = m_installations[product];
-    const auto work = [this, &running, task, packages, directory] {
-        QString error = errorOf([&] { installPackages(task, packages, directory, running.stopping); });
-        QMetaObject::invokeMethod(
-            this, [this, product = task.product] { installEnded(product); }, Qt::QueuedConnection);
-        return error;
-    };
-    const QString error = errorOf([&] { running.error = std::async(std::launch::async, work); });
-    if (error.isEmpty())
-        return;
-    m_installations.erase(product);
-    setState(product, state::InstallFailed, QStringLiteral("there is no thread for the installation: %1").arg(error));
-    dropFiles(task);
+    begin(product, [=](const std::atomic<bool> &stopping) { installPackages(task, packages, directory, stopping); });
 }
 
-// Waits for the end of an installation that was stopped.
-void UpgradeEngine::installEnded(const QString &product)
+// Runs work on another thread, then finish() on this one.
+void UpgradeEngine::begin(const QString &product, const std::function<void(const std::atomic<bool> &)> &work)
 {
-    const auto running = m_installations.find(product);
-    if (running == m_installations.end())
+    Work &running = m_running[product];
+    running.number = ++m_lastNumber;
+    const auto finishSoon = [this, product, number = m_lastNumber] {
+        QMetaObject::invokeMethod(
+            this, [=] { finish(product, number); }, Qt::QueuedConnection);
+    };
+    const QString error = errorOf([&] {
+        running.error = std::async(std::launch::async, [&running, work, finishSoon] {
+            QString failure = errorOf([&] { work(running.stopping); });
+            finishSoon();
+            return failure;
+        });
+    });
+    if (error.isEmpty())
+        return;
+    std::promise<QString> promise;
+    promise.set_value(QStringLiteral("there is no thread for it: %1").arg(error));
+    running.error = promise.get_future();
+    finishSoon();
+}
+
+// Also for an installation that was stopped: waits for its end then.
+void UpgradeEngine::finish(const QString &product, int number)
+{
+    const auto running = m_running.find(product);
+    if (running == m_running.end() || running->second.number != number)
         return; // it was stopped
     QString error = running->second.error.get();
+    const bool installing = taskOf(product).state == state::Installing;
     if (!error.isEmpty() && running->second.stopping)
         error = QStringLiteral("the installation was cancelled");
     else if (!error.isEmpty())
-        qCWarning(servicesLog).noquote() << QStringLiteral("installing %1: %2").arg(product, error);
-    m_installations.erase(running);
-    setState(product, error.isEmpty() ? state::Installed : state::InstallFailed, error);
-    // After a failure too: a damaged package must neither be installed again nor fill the disk.
-    dropFiles(taskOf(product));
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1 %2: %3")
+                                                .arg(installing ? QStringLiteral("installing")
+                                                                : QStringLiteral("downloading"),
+                                                     product, error);
+    m_running.erase(running);
+    if (installing || !error.isEmpty())
+        setState(product,
+                 error.isEmpty() ? state::Installed
+                 : installing    ? state::InstallFailed
+                                 : state::DownloadFailed,
+                 error);
+    if (installing) // also after a failure: a damaged package must neither be installed again nor fill the disk
+        dropFiles(taskOf(product));
+    scheduleSoon(); // the next package of this product, or the next product
 }
 
 QList<UpgradeTask> UpgradeEngine::tasks()
@@ -200,10 +223,15 @@ void UpgradeEngine::schedule()
 {
     m_scheduled = false;
     const QMap<qint64, UpgradeTask> list = m_tasks;
+    const auto runs = [this](const UpgradeTask &task) {
+        return task.state == state::Downloading && m_running.count(task.product) > 0;
+    };
+    auto downloads = std::count_if(list.cbegin(), list.cend(), runs);
     for (const UpgradeTask &task : list) {
-        if (m_downloads.size() < MaxDownloads && task.state == state::Downloading &&
-            !m_downloads.contains(task.product))
-            beginDownload(task);
+        if (task.state != state::Downloading || runs(task) || downloads >= MaxDownloads)
+            continue;
+        beginDownload(task);
+        downloads += runs(task) ? 1 : 0;
     }
 }
 
@@ -216,31 +244,9 @@ void UpgradeEngine::beginDownload(const UpgradeTask &task)
         return setState(task.product, state::DownloadFailed,
                         QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
     const UpgradeItem &item = task.items.at(missing);
-    const QString product = task.product;
-    auto *download = new PackageDownload(item, partialFile(product, item), &m_network, &m_throttle, this);
-    m_downloads.insert(product, download);
-    connect(download, &PackageDownload::finished, this, [this, product, item](const QString &error) {
-        downloadEnded(product, error.isEmpty() ? errorOf([&] { keepPackage(product, item); }) : error);
-    });
-    QMetaObject::invokeMethod(download, &PackageDownload::start, Qt::QueuedConnection);
-}
-
-void UpgradeEngine::keepPackage(const QString &product, const UpgradeItem &item) const
-{
-    if (!QFile::rename(partialFile(product, item), file(product, item)))
-        throw Failure(QStringLiteral("%1 cannot be written").arg(file(product, item)));
-    syncToDisk(m_settings.downloads);
-}
-
-void UpgradeEngine::downloadEnded(const QString &product, const QString &error)
-{
-    if (PackageDownload *download = m_downloads.take(product))
-        download->deleteLater();
-    if (!error.isEmpty()) {
-        qCWarning(servicesLog).noquote() << QStringLiteral("downloading %1: %2").arg(product, error);
-        setState(product, state::DownloadFailed, error);
-    }
-    scheduleSoon(); // the next package of this product, or the next product
+    begin(task.product,
+          [this, item, partial = partialFile(task.product, item), complete = file(task.product, item)](
+              const std::atomic<bool> &stopping) { downloadPackage(item, partial, complete, &m_throttle, stopping); });
 }
 
 void UpgradeEngine::setState(const QString &product, int state, const QString &reason)

@@ -3,7 +3,6 @@
 #include "services/UpgradeStore.h"
 #include <QHash>
 #include <QMap>
-#include <QNetworkAccessManager>
 #include <QObject>
 #include <QTimer>
 #include <atomic>
@@ -14,7 +13,7 @@
 namespace tarn::services {
 
 /// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the files, so
-/// that the next process continues there. One thread with an event loop. The public functions throw Failure.
+/// that the next process continues there. One thread with an event loop; each download and installation has another one. The public functions throw Failure.
 class UpgradeEngine final : public QObject
 {
     Q_OBJECT
@@ -41,12 +40,14 @@ public:
     QString file(const QString &product, const UpgradeItem &item) const; ///< of the complete package
 
 private:
-    /// A running installation. The destructor ends the work, which is undone unless the files were exchanged already.
-    struct Installation
+    /// A running download or installation. The destructor ends it and waits; an installation is undone unless the files
+    /// were exchanged already.
+    struct Work
     {
-        ~Installation() { stopping = true; }
+        ~Work() { stopping = true; }
+        int number = 0;
         std::atomic<bool> stopping{false};
-        std::future<QString> error{}; ///< empty: it is installed. Its destructor waits for the work's end
+        std::future<QString> error{}; ///< empty: it is done. Its destructor waits
     };
 
     void load();
@@ -55,9 +56,8 @@ private:
     void schedule();
     void scheduleSoon();
     void beginDownload(const UpgradeTask &task);
-    void keepPackage(const QString &product, const UpgradeItem &item) const;
-    void downloadEnded(const QString &product, const QString &error);
-    void installEnded(const QString &product);
+    void begin(const QString &product, const std::function<void(const std::atomic<bool> &stopping)> &work);
+    void finish(const QString &product, int number);
     void setState(const QString &product, int state, const QString &reason = QString());
     void storeState(const UpgradeTask &task);
     UpgradeTask shown(UpgradeTask task) const;
@@ -75,10 +75,9 @@ private:
     QMap<qint64, UpgradeTask> m_tasks;  ///< by id: in the order of their start
     QHash<QString, QString> m_unstored; ///< by product: why its task's last state is not in the store
     QTimer m_storeAgain;
-    QNetworkAccessManager m_network;
     Throttle m_throttle;
-    QHash<QString, PackageDownload *> m_downloads; ///< by product, as the next
-    std::map<QString, Installation> m_installations;
+    std::map<QString, Work> m_running; ///< by product
+    int m_lastNumber = 0;
     bool m_scheduled = false;
 };
 
