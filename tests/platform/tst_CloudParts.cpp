@@ -1,13 +1,9 @@
 // The pieces of the cloud account service, on a clock that the test sets.
-#include "services/cloud/CloudStore.h"
 #include "services/cloud/OneTimeCodes.h"
-#include "services/cloud/PasswordHash.h"
 #include "services/cloud/QrTickets.h"
 #include "services/cloud/RememberedSignIn.h"
 #include "support/LogCatcher.h"
 #include "support/Packages.h"
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 
 using namespace tarn::services;
@@ -34,7 +30,6 @@ private slots:
     void passwordsAreSalted();
     void ticketsExpire();
     void rememberedDataAreUnreadable();
-    void earlierDataAreTakenOver();
     void badKeysCountAsNone();
 
 private:
@@ -147,8 +142,8 @@ void TestCloudParts::passwordsAreSalted()
 void TestCloudParts::ticketsExpire()
 {
     QrTickets tickets([this] { return m_now; });
-    const QString first = tickets.open(QrWay::Weixin, "c");
-    const QString second = tickets.open(QrWay::Weixin, "c"); // the same attempt again
+    const QString first = tickets.open(way::Weixin, "c");
+    const QString second = tickets.open(way::Weixin, "c"); // the same attempt again
     QVERIFY(!tickets.decide(first, QrState::Confirmed, "x"));
     m_now += 3 * Minute - 1;
     QCOMPARE(tickets.take("c").state, QrState::Waiting);
@@ -160,18 +155,18 @@ void TestCloudParts::ticketsExpire()
     QVERIFY(!tickets.decide(second, QrState::Confirmed, "x"));
     QCOMPARE(tickets.take("unknown").state, QrState::Expired);
     for (int i = 0; i < 100; ++i)
-        tickets.open(QrWay::Qq, QString::number(i));
+        tickets.open(way::Qq, QString::number(i));
     QVERIFY(!tickets.view(second)); // the oldest make room
 }
 
 void TestCloudParts::rememberedDataAreUnreadable()
 {
-    SignInMemory memory;
+    RememberedSignIn memory;
     memory.account = "zhangsan";
     memory.password = "geheimes";
     memory.phone = Phone;
     memory.keepsPassword = true;
-    RememberedSignIn(m_store.get(), m_vault.get()).save(memory);
+    memory.save(m_store.get(), *m_vault);
     for (const QFileInfo &info : QDir(m_directory->path()).entryInfoList({"cloud.*"}, QDir::Files)) {
         QVERIFY((info.permissions() & (QFile::ReadGroup | QFile::ReadOther)) == 0); // whatever the umask
         const QByteArray bytes = packages::readFile(info.filePath());
@@ -182,52 +177,19 @@ void TestCloudParts::rememberedDataAreUnreadable()
         }
     }
     const Vault sameKey(m_directory->path());
-    const SignInMemory loaded = RememberedSignIn(m_store.get(), &sameKey).load();
+    const RememberedSignIn loaded = RememberedSignIn::load(m_store.get(), sameKey);
     QCOMPARE(loaded.password, memory.password);
     QCOMPARE(loaded.phone, memory.phone);
     QVERIFY(loaded.keepsPassword && !loaded.keepsPhone);
 }
 
-// An earlier version had no table for the sign-in data and kept them in a file.
-void TestCloudParts::earlierDataAreTakenOver()
-{
-    CloudAccount account;
-    account.name = "zhangsan";
-    account.passwordHash = "hash";
-    QVERIFY(m_store->add(account));
-    SignInMemory memory;
-    memory.account = account.name;
-    RememberedSignIn(m_store.get(), m_vault.get()).save(memory);
-    const QByteArray sealed = m_store->remembered();
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "earlier");
-        db.setDatabaseName(file("cloud.db"));
-        QVERIFY(db.open());
-        for (const QString &statement : QStringList{"DROP TABLE remembered", "DROP TABLE sent_codes",
-                                                    "CREATE TABLE codes(phone TEXT)", "PRAGMA user_version = 1"})
-            QVERIFY(QSqlQuery(db).exec(statement));
-    }
-    QSqlDatabase::removeDatabase("earlier");
-    open();
-    const QString earlier = file("cloud.remembered");
-    QVERIFY(packages::writeFile(earlier, sealed));
-    QFile::setPermissions(earlier, QFile::ReadOwner | QFile::WriteOwner);
-    const RememberedSignIn remembered(m_store.get(), m_vault.get());
-    for (int i = 0; i < 2; ++i) { // the second time there is none
-        remembered.takeOver(earlier);
-        QVERIFY(!QFile::exists(earlier));
-        QCOMPARE(remembered.load().account, account.name);
-    }
-    QCOMPARE(m_store->accounts().size(), 1);
-}
-
 void TestCloudParts::badKeysCountAsNone()
 {
-    SignInMemory memory;
+    RememberedSignIn memory;
     memory.account = "zhangsan";
     int moved = 0;
     for (const QByteArray &content : {QByteArray(), QByteArray(""), QByteArray(200, 'x'), QByteArray(2'000'000, 'x')}) {
-        RememberedSignIn(m_store.get(), m_vault.get()).save(memory);
+        memory.save(m_store.get(), *m_vault);
         if (content.isNull()) // the key itself, open to others
             QFile::setPermissions(file("cloud.key"), QFile::ReadOwner | QFile::ReadOther);
         else
@@ -235,11 +197,10 @@ void TestCloudParts::badKeysCountAsNone()
         const LogCatcher log;
         open();
         QVERIFY(!log.texts().filter("cloud.key").isEmpty());
-        const RememberedSignIn remembered(m_store.get(), m_vault.get());
-        QCOMPARE(remembered.load().account, QString());
+        QCOMPARE(RememberedSignIn::load(m_store.get(), *m_vault).account, QString());
         QCOMPARE(QDir(m_directory->path()).entryList({"cloud.key.broken-*"}).size(), ++moved); // kept
-        remembered.save(memory); // and from now on it works again
-        QCOMPARE(remembered.load().account, memory.account);
+        memory.save(m_store.get(), *m_vault); // and from now on it works again
+        QCOMPARE(RememberedSignIn::load(m_store.get(), *m_vault).account, memory.account);
     }
 }
 

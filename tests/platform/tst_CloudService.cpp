@@ -247,12 +247,13 @@ void TestCloudService::signsInAgain()
     post(phoneOf(qrUrl()), QrConsent);
     QVERIFY(call("QueryQRCodeResult", {{key::RandomCode, m_randomCode}, {key::AutoLogin, true}}).accepted);
     QCOMPARE(restarted(), 5);
-    const QByteArray sealed = services::CloudStore(m_directory->path()).remembered();
+    const QByteArray sealed =
+        services::CloudStore(m_directory->path()).value("SELECT sealed FROM remembered").toByteArray();
     QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
     QVERIFY(call(wire::method::AddAccount, {{key::User, Name}, {key::Password, Password}}).accepted);
     QCOMPARE(restarted(), 0);
-    services::CloudStore(m_directory->path()).setRemembered(sealed); // as if it were still stored
-    QCOMPARE(restarted(), 0);                                        // another account of the same name
+    services::CloudStore(m_directory->path()).run("INSERT OR REPLACE INTO remembered VALUES(1, ?)", {sealed});
+    QCOMPARE(restarted(), 0); // another account of the same name
 }
 
 void TestCloudService::aLockKeepsQrOut()

@@ -1,6 +1,7 @@
 #include "services/cloud/CloudPages.h"
 #include "services/cloud/CloudInput.h"
 #include "services/cloud/Secret.h"
+#include "tarn/keys/CloudKeys.h"
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
@@ -86,9 +87,9 @@ PageReply notFound()
     return reply;
 }
 
-QString wayName(QrWay way)
+QString wayName(const QString &way)
 {
-    return way == QrWay::Weixin ? QStringLiteral("微信") : QStringLiteral("QQ");
+    return way == way::Weixin ? QStringLiteral("微信") : QStringLiteral("QQ");
 }
 
 QString stateText(const QrTickets::Ticket &view)
@@ -118,19 +119,19 @@ bool isUsable(const QString &identity)
     return !identity.isEmpty() && identity.size() <= MaxIdentity && isPlainText(identity);
 }
 
-// Nothing when the path names no page of this kind.
+// The pages in place of links that are not configured; nothing when the path names none.
 const Page *linkPage(const QString &path)
 {
     static const QHash<QString, Page> pages{
-        {QStringLiteral("/register"),
+        {linkPath(cloud::key::LinkRegister),
          {QStringLiteral("注册账号"),
           QStringLiteral(
               "<p>本平台的账号由命令行管理。</p><p><code>tarnctl cloud account add 账号 --phone 手机号</code></p>")}},
-        {QStringLiteral("/password"),
+        {linkPath(cloud::key::LinkForgetPassword),
          {QStringLiteral("忘记密码"),
           QStringLiteral("<p>请删除账号后以新密码重新添加。</p><p><code>tarnctl cloud account remove 账号</code><br>"
                          "<code>tarnctl cloud account add 账号</code></p>")}},
-        {QStringLiteral("/account"),
+        {linkPath(cloud::key::LinkBindAccount),
          {QStringLiteral("用户中心"),
           QStringLiteral("<p>添加账号时可绑定微信或QQ。</p>"
                          "<p><code>tarnctl cloud account add 账号 --weixin 微信号 --qq QQ号</code></p>")}},
@@ -191,6 +192,11 @@ PageReply decide(QrTickets &tickets, const QString &ticket, const QByteArray &fo
 }
 
 } // namespace
+
+QString linkPath(const QString &linkKey)
+{
+    return QLatin1Char('/') + linkKey;
+}
 
 PageReply cloudPage(QrTickets &tickets, const PageRequest &request)
 {

@@ -5,8 +5,9 @@
 namespace tarn::services {
 
 /// The web pages of the cloud account service: "/qr/TICKET" with the QR code, which follows the sign-in by a script or,
-/// without scripts, by loading itself again; "/phone/TICKET", which represents the telephone; "/register",
-/// "/password" and "/account", which describe the account commands. Any thread.
+/// without scripts, by loading itself again; "/phone/TICKET", which represents the telephone; a page for each
+/// link key, which describes the account commands. Any thread.
+QString linkPath(const QString &linkKey);
 PageReply cloudPage(QrTickets &tickets, const PageRequest &request);
 
 } // namespace tarn::services

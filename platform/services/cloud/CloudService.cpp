@@ -5,7 +5,6 @@
 #include "services/cloud/CloudPages.h"
 #include "services/cloud/CloudStore.h"
 #include "services/cloud/OneTimeCodes.h"
-#include "services/cloud/PasswordHash.h"
 #include "services/cloud/RememberedSignIn.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
@@ -44,21 +43,20 @@ Refusal refused(const QString &text)
     return Refusal(code::Refused, text);
 }
 
-// The service's page for a link key; empty when there is no such key.
-QString pageOf(const QString &linkKey)
-{
-    if (linkKey == key::LinkRegister)
-        return QStringLiteral("/register");
-    if (linkKey == key::LinkForgetPassword)
-        return QStringLiteral("/password");
-    return linkKey == key::LinkBindAccount ? QStringLiteral("/account") : QString();
-}
-
-CallResult answerForName(bool known, const QString &name)
+void requireKnown(bool known, const QString &name)
 {
     if (!known)
         throw refused(QStringLiteral("no account \"%1\"").arg(name));
-    return ok();
+}
+
+// Runs work in one of the places for hashing.
+template <class Work>
+auto hashing(Work work)
+{
+    if (!hashPlaces().tryAcquire())
+        throw refused(QStringLiteral("服务繁忙，请稍后再试"));
+    const QSemaphoreReleaser place(hashPlaces());
+    return work();
 }
 
 class CloudService final : public rpc::IInvocable
@@ -73,16 +71,15 @@ public:
         m_thread.run([&] {
             m_store = std::make_unique<CloudStore>(directory);
             m_codes = std::make_unique<OneTimeCodes>(m_store.get(), &m_vault, m_clock);
-            m_remembered = std::make_unique<RememberedSignIn>(m_store.get(), &m_vault);
-            m_remembered->takeOver(directory + QStringLiteral("/cloud.remembered"));
+            const QString error = errorOf([this] { signInAgain(); });
+            if (!error.isEmpty())
+                qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1").arg(error);
         });
-        signInAgain();
     }
 
     ~CloudService() override
     {
         m_thread.run([&] {
-            m_remembered.reset();
             m_codes.reset();
             m_store.reset();
         });
@@ -112,14 +109,22 @@ public:
     }
 
 private:
-    std::optional<CloudAccount> find(CloudStore::By way, const QString &value)
+    struct Session
+    {
+        QString account; ///< empty: signed out
+        QString way;
+        int state = 0;
+        qint64 since = 0;
+    };
+
+    std::optional<CloudAccount> find(const QString &way, const QString &value)
     {
         return m_thread.run([&] { return m_store->find(way, value); });
     }
 
     CallResult memory(const Request &)
     {
-        const SignInMemory memory = m_thread.run([this] { return m_remembered->load(); });
+        const RememberedSignIn memory = m_thread.run([this] { return RememberedSignIn::load(m_store.get(), m_vault); });
         return ok({{key::LoginModel, memory.model},
                    {key::AutoLoginStored, memory.autoLogin},
                    {key::RememberPassword, memory.keepsPassword},
@@ -150,12 +155,12 @@ private:
         const QString refusal = m_thread.run([&] { return m_codes->check(phone, code); });
         if (!refusal.isEmpty())
             throw refused(refusal);
-        const auto account = find(CloudStore::By::Phone, phone);
+        const auto account = find(way::Phone, phone);
         if (!account) // the caller has proved that the phone is his
             throw refused(QStringLiteral("该手机号尚未注册"));
         enter(*account, way::Phone, flags, request);
-        remember([&](SignInMemory &memory) {
-            memory.model = SignInMemory::Phone;
+        remember([&](RememberedSignIn &memory) {
+            memory.model = RememberedSignIn::Phone;
             memory.keepsPhone = flags.remember;
             memory.phone = flags.remember ? phone : QString();
             memory.setAuto(flags.autoLogin, account->name, account->id, way::Phone);
@@ -172,15 +177,12 @@ private:
 
         ++m_signingIn;
         const auto leave = qScopeGuard([this] { --m_signingIn; });
-        if (!hashPlaces().tryAcquire())
-            throw refused(QStringLiteral("服务繁忙，请稍后再试"));
-        const QSemaphoreReleaser place(hashPlaces());
-        const auto account = find(CloudStore::By::Name, name);
-        if (!isPassword(account ? account->passwordHash : QByteArray(), password))
+        const auto account = find(way::Account, name);
+        if (!hashing([&] { return isPassword(account ? account->passwordHash : QByteArray(), password); }))
             throw refused(QStringLiteral("账号或密码错误"));
         enter(*account, way::Account, flags, request);
-        remember([&](SignInMemory &memory) {
-            memory.model = SignInMemory::Account;
+        remember([&](RememberedSignIn &memory) {
+            memory.model = RememberedSignIn::Account;
             memory.account = account->name; // the dialog shows it in any case
             memory.keepsPassword = flags.remember;
             wipe(&memory.password);
@@ -200,7 +202,7 @@ private:
                 QStringLiteral("%1: expected weixindenglu or qqdenglu").arg(key::QrType));
         require(!randomCode.isEmpty(), QStringLiteral("%1 is empty").arg(key::RandomCode));
         const QString address = pageAddress(QStringLiteral("/qr/"), QStringLiteral("扫码登录页面无法打开"));
-        return ok({{key::QrUrl, address + m_tickets.open(weixin ? QrWay::Weixin : QrWay::Qq, randomCode)}});
+        return ok({{key::QrUrl, address + m_tickets.open(weixin ? way::Weixin : way::Qq, randomCode)}});
     }
 
     CallResult qrCodeResult(const Request &request)
@@ -227,15 +229,14 @@ private:
 
     CallResult finishQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request)
     {
-        const bool weixin = outcome.way == QrWay::Weixin;
-        const QString used = weixin ? way::Weixin : way::Qq;
-        const auto account = find(weixin ? CloudStore::By::Weixin : CloudStore::By::Qq, outcome.identity);
+        const bool weixin = outcome.way == way::Weixin;
+        const auto account = find(outcome.way, outcome.identity);
         if (!account)
             throw Refusal(weixin ? code::WeixinUnbound : code::QqUnbound,
                           weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"));
-        enter(*account, used, flags, request);
-        remember([&](SignInMemory &memory) {
-            memory.setAuto(flags.autoLogin, account->name, account->id, used);
+        enter(*account, outcome.way, flags, request);
+        remember([&](RememberedSignIn &memory) {
+            memory.setAuto(flags.autoLogin, account->name, account->id, outcome.way);
             return true;
         });
         return ok({{key::Token, randomHex(TokenBytes)}});
@@ -244,13 +245,11 @@ private:
     CallResult linkAddress(const Request &request)
     {
         const QString linkKey = request.text(key::LinkKey);
-        const QString page = pageOf(linkKey);
-        if (page.isEmpty())
+        if (linkKey != key::LinkRegister && linkKey != key::LinkForgetPassword && linkKey != key::LinkBindAccount)
             throw refused(QStringLiteral("没有这个链接"));
-        const auto configured = m_settings.links.constFind(linkKey);
-        return ok({{key::LinkUrl, configured != m_settings.links.cend()
-                                      ? *configured
-                                      : pageAddress(page, QStringLiteral("页面无法打开"))}});
+        const QString configured = m_settings.links.value(linkKey);
+        return ok({{key::LinkUrl, configured.isEmpty() ? pageAddress(linkPath(linkKey), QStringLiteral("页面无法打开"))
+                                                       : configured}});
     }
 
     // Starts the server on first use.
@@ -269,13 +268,13 @@ private:
     }
 
     // Changes the remembered data when change() says true; a failure costs a log line.
-    void remember(const std::function<bool(SignInMemory &)> &change)
+    void remember(const std::function<bool(RememberedSignIn &)> &change)
     {
         const QString error = errorOf([&] {
             m_thread.run([&] {
-                SignInMemory memory = m_remembered->load();
+                RememberedSignIn memory = RememberedSignIn::load(m_store.get(), m_vault);
                 if (change(memory))
-                    m_remembered->save(memory);
+                    memory.save(m_store.get(), m_vault);
             });
         });
         if (!error.isEmpty())
@@ -285,32 +284,25 @@ private:
     // The user is asked again when the account was removed, replaced or locked.
     void signInAgain()
     {
-        SignInMemory memory;
-        QString error = errorOf([&] { memory = m_thread.run([this] { return m_remembered->load(); }); });
-        if (!error.isEmpty())
-            qCWarning(servicesLog).noquote() << QStringLiteral("nothing is remembered: %1").arg(error);
+        const RememberedSignIn memory = RememberedSignIn::load(m_store.get(), m_vault);
         if (memory.autoAccount.isEmpty())
             return;
-        error = errorOf([&] {
-            const auto account = find(CloudStore::By::Name, memory.autoAccount);
-            bool isSame = account && account->id == memory.autoId && !account->locked;
-            if (isSame && memory.autoWay == way::Account)
-                isSame = isPassword(account->passwordHash, Secret(memory.password));
-            else if (isSame && memory.autoWay == way::Phone)
-                isSame = account->phone == memory.phone;
-            if (!isSame)
-                throw Failure(QStringLiteral("the account has changed"));
-            startSession(account->name, memory.autoWay, wire::loginState::SignedInAgain);
-        });
-        if (!error.isEmpty())
-            qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1").arg(error);
+        const auto account = m_store->find(way::Account, memory.autoAccount);
+        bool isSame = account && account->id == memory.autoId && !account->locked;
+        if (isSame && memory.autoWay == way::Account)
+            isSame = isPassword(account->passwordHash, Secret(memory.password));
+        else if (isSame && memory.autoWay == way::Phone)
+            isSame = account->phone == memory.phone;
+        if (!isSame)
+            throw Failure(QStringLiteral("the account has changed"));
+        m_session = {account->name, memory.autoWay, wire::loginState::SignedInAgain, m_clock()};
     }
 
     // Signs the user in. Throws Refusal when the account was removed or locked meanwhile or the caller no longer waits.
     void enter(const CloudAccount &account, const QString &way, const SignInFlags &flags, const Request &request)
     {
         m_thread.run([&] { // where removals and locks run too
-            const auto current = m_store->find(CloudStore::By::Name, account.name);
+            const auto current = m_store->find(way::Account, account.name);
             if (!current || current->id != account.id)
                 throw refused(QStringLiteral("该账号已被删除"));
             const QString locked = QStringLiteral("该账号已被云锁锁定，登录被拒绝");
@@ -319,49 +311,40 @@ private:
                               flags.lockTip ? locked + QStringLiteral("，请联系管理员解除云锁后再试") : locked);
             if (request.context.isCancelled())
                 throw refused(QStringLiteral("登录已取消"));
-            startSession(account.name, way, wire::loginState::SignedIn);
+            m_session = {account.name, way, wire::loginState::SignedIn, m_clock()};
         });
-    }
-
-    void startSession(const QString &account, const QString &way, int state)
-    {
-        const QMutexLocker lock(&m_sessionLock);
-        m_session = {account, way, state, m_clock()};
     }
 
     // Ends the session if it is this account's.
     void endSession(const QString &account)
     {
-        const QMutexLocker lock(&m_sessionLock);
         if (m_session.account == account)
             m_session = {};
     }
 
-    CallResult loginState(const Request &)
+    Session session()
     {
-        const QMutexLocker lock(&m_sessionLock);
-        const bool signingIn = m_session.account.isEmpty() && m_signingIn > 0;
-        return ok({{key::LoginState, signingIn ? wire::loginState::SigningIn : m_session.state}});
+        Session session = m_thread.run([this] { return m_session; });
+        if (session.account.isEmpty() && m_signingIn > 0)
+            session.state = wire::loginState::SigningIn;
+        return session;
     }
 
-    CallResult status(const Request &request)
+    CallResult loginState(const Request &) { return ok({{key::LoginState, session().state}}); }
+
+    CallResult status(const Request &)
     {
-        CallResult result = loginState(request);
-        const QMutexLocker lock(&m_sessionLock);
-        QVariantMap &values = result.output.values;
-        values.insert(key::User, m_session.account);
-        values.insert(wire::Way, m_session.way);
-        values.insert(wire::Since, m_session.account.isEmpty() ? QString() : timeText(m_session.since));
-        return result;
+        const Session now = session();
+        return ok({{key::LoginState, now.state},
+                   {key::User, now.account},
+                   {wire::Way, now.way},
+                   {wire::Since, now.account.isEmpty() ? QString() : timeText(now.since)}});
     }
 
     CallResult logout(const Request &)
     {
-        {
-            const QMutexLocker lock(&m_sessionLock);
-            m_session = {};
-        }
-        remember([](SignInMemory &memory) {
+        m_thread.run([this] { m_session = {}; });
+        remember([](RememberedSignIn &memory) {
             const bool wasSet = !memory.autoAccount.isEmpty();
             memory.autoAccount.clear();
             return wasSet;
@@ -374,14 +357,11 @@ private:
         CloudAccount account = readAccount(request);
         const Secret password(request.text(key::Password));
         require(!password.isEmpty(), QStringLiteral("the password is empty"));
-        {
-            if (!hashPlaces().tryAcquire())
-                throw refused(QStringLiteral("服务繁忙，请稍后再试"));
-            const QSemaphoreReleaser place(hashPlaces());
+        account.passwordHash = hashing([&] {
             if (request.context.isCancelled())
                 throw refused(QStringLiteral("the call was cancelled"));
-            account.passwordHash = hashPassword(password);
-        }
+            return hashPassword(password);
+        });
         account.id = randomHex(AccountIdBytes);
         if (!m_thread.run([&] { return m_store->add(account); }))
             throw refused(QStringLiteral("another account has this name, phone, weixin or qq"));
@@ -396,8 +376,9 @@ private:
             endSession(name);
             return removed;
         });
-        remember([&](SignInMemory &memory) { return memory.forget(name); });
-        return answerForName(known, name);
+        remember([&](RememberedSignIn &memory) { return memory.forget(name); });
+        requireKnown(known, name);
+        return ok();
     }
 
     CallResult lockAccount(const Request &request)
@@ -410,7 +391,8 @@ private:
                 endSession(name);
             return changed;
         });
-        return answerForName(known, name);
+        requireKnown(known, name);
+        return ok();
     }
 
     CallResult listAccounts(const Request &)
@@ -436,27 +418,17 @@ private:
         return ok({}, list);
     }
 
-    struct Session
-    {
-        QString account; ///< empty: signed out
-        QString way;
-        int state = 0;
-        qint64 since = 0;
-    };
-
     const CloudSettings m_settings;
     const CloudClock m_clock;
     const Vault m_vault;
     QrTickets m_tickets;
     std::atomic<int> m_signingIn{0};
-    QMutex m_sessionLock;
-    Session m_session;
     QMutex m_serverLock; ///< guards the server's start
     std::unique_ptr<LoopbackServer> m_server;
     WorkThread m_thread;
-    std::unique_ptr<CloudStore> m_store; ///< belongs to m_thread, as do the codes and the remembered data
+    std::unique_ptr<CloudStore> m_store; ///< belongs to m_thread, as the next
     std::unique_ptr<OneTimeCodes> m_codes;
-    std::unique_ptr<RememberedSignIn> m_remembered;
+    Session m_session;
 };
 
 } // namespace

@@ -1,5 +1,4 @@
 #include "services/cloud/OneTimeCodes.h"
-#include "services/cloud/Vault.h"
 #include <sodium.h>
 
 namespace tarn::services {
@@ -12,6 +11,7 @@ constexpr qint64 DayMs = 24 * 3600 * 1000LL;
 constexpr int Tries = 5;
 constexpr int DayTries = 20;
 constexpr quint32 Codes = 1'000'000;
+constexpr int MaxStored = 1000;
 
 Secret newCode()
 {
@@ -33,22 +33,38 @@ OneTimeCodes::OneTimeCodes(CloudStore *store, const Vault *vault, Clock clock)
 {
 }
 
-StoredCode OneTimeCodes::last(const QString &phone) const
+QList<OneTimeCodes::Stored> OneTimeCodes::read(const QString &condition, const QVariantList &values) const
+{
+    return m_store->rows(
+        QStringLiteral("SELECT * FROM sent_codes %1").arg(condition), values, [](const QSqlQuery &row) {
+            return Stored{row.value(0).toString(), row.value(1).toByteArray(), row.value(2).toLongLong(),
+                          row.value(3).toInt(),    row.value(4).toLongLong(),  row.value(5).toInt()};
+        });
+}
+
+OneTimeCodes::Stored OneTimeCodes::last(const QString &phone) const
 {
     m_vault->requireKey();
-    StoredCode code = m_store->code(phone).value_or(StoredCode());
+    Stored code = read(QStringLiteral("WHERE phone = ?"), {phone}).value(0);
     code.phone = phone;
     return code;
 }
 
-void OneTimeCodes::store(const StoredCode &code) const
+// Deletes what is of no use any longer; codes later than now were sent before the clock was set back.
+void OneTimeCodes::store(const Stored &code) const
 {
-    m_store->putCode(code, m_clock() - DayMs, m_clock());
+    m_store->inTransaction([&] {
+        m_store->run(QStringLiteral("INSERT OR REPLACE INTO sent_codes VALUES(?, ?, ?, ?, ?, ?)"),
+                     {code.phone, code.sealed, code.sentAt, code.triesLeft, code.daySince, code.dayTries});
+        m_store->run(QStringLiteral("DELETE FROM sent_codes WHERE sent_at < ? OR sent_at > ? OR phone NOT IN "
+                                    "(SELECT phone FROM sent_codes ORDER BY sent_at DESC, rowid DESC LIMIT ?)"),
+                     {m_clock() - DayMs, m_clock(), MaxStored});
+    });
 }
 
 QString OneTimeCodes::send(const QString &phone)
 {
-    StoredCode code = last(phone);
+    Stored code = last(phone);
     const qint64 now = m_clock();
     if (!code.sealed.isEmpty() && isWithin(now - code.sentAt, PauseMs))
         return QStringLiteral("动态密码发送过于频繁，请%1秒后再试").arg((PauseMs - now + code.sentAt + 999) / 1000);
@@ -61,7 +77,7 @@ QString OneTimeCodes::send(const QString &phone)
 
 QString OneTimeCodes::check(const QString &phone, const Secret &code)
 {
-    StoredCode stored = last(phone);
+    Stored stored = last(phone);
     const qint64 now = m_clock();
     if (stored.triesLeft <= 0 || !isWithin(now - stored.sentAt, LifetimeMs))
         return QStringLiteral("动态密码已失效，请重新获取");
@@ -86,8 +102,8 @@ QString OneTimeCodes::check(const QString &phone, const Secret &code)
 QList<OneTimeCodes::Sent> OneTimeCodes::outbox()
 {
     QList<Sent> entries;
-    const QList<StoredCode> all = m_store->codes();
-    for (const StoredCode &entry : all) {
+    const QList<Stored> all = read(QStringLiteral("ORDER BY sent_at DESC, rowid DESC"));
+    for (const Stored &entry : all) {
         const bool isValid = entry.triesLeft > 0 && isWithin(m_clock() - entry.sentAt, LifetimeMs);
         if (const auto code = isValid ? m_vault->open(entry.sealed) : std::nullopt)
             entries.append({entry.phone, code->toText(), entry.sentAt});

@@ -1,11 +1,8 @@
 #pragma once
 #include "services/cloud/CloudStore.h"
-#include "services/cloud/Secret.h"
-#include <functional>
+#include "services/cloud/Vault.h"
 
 namespace tarn::services {
-
-class Vault;
 
 /// One-time codes for phones: six digits, valid for five minutes and five tries. A phone gets at most one code a minute
 /// and has at most twenty tries a day. The codes are stored encrypted. The outbox represents the telephone network.
@@ -33,8 +30,20 @@ public:
     QList<Sent> outbox(); ///< valid ones, newest first
 
 private:
-    StoredCode last(const QString &phone) const;
-    void store(const StoredCode &code) const;
+    /// The last code of a phone, and the tries of its day.
+    struct Stored
+    {
+        QString phone;
+        QByteArray sealed;
+        qint64 sentAt = 0;
+        int triesLeft = 0;   ///< 0: it was used, or given up
+        qint64 daySince = 0; ///< the first try that counts for the day
+        int dayTries = 0;
+    };
+
+    QList<Stored> read(const QString &condition, const QVariantList &values = {}) const;
+    Stored last(const QString &phone) const;
+    void store(const Stored &code) const;
 
     CloudStore *const m_store;
     const Vault *const m_vault;

@@ -20,7 +20,7 @@ QrTickets::QrTickets(Clock clock, qint64 lifetimeMs)
 {
 }
 
-QString QrTickets::open(QrWay way, const QString &randomCode)
+QString QrTickets::open(const QString &way, const QString &randomCode)
 {
     QString name = randomHex(TicketBytes);
     const QMutexLocker lock(&m_lock);

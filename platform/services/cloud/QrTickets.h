@@ -7,8 +7,6 @@
 
 namespace tarn::services {
 
-enum class QrWay { Weixin, Qq };
-
 /// Scanned: the phone page was opened. Only Waiting and Scanned can still be decided.
 enum class QrState { Waiting, Scanned, Confirmed, Refused, Expired };
 
@@ -25,7 +23,7 @@ public:
     struct Ticket
     {
         QString name; ///< in the pages' addresses
-        QrWay way = QrWay::Weixin;
+        QString way;  ///< way::Weixin or way::Qq
         QrState state = QrState::Expired;
         QString result;     ///< the outcome of a confirmed one; empty until the dialog has asked for it
         QString identity;   ///< Confirmed
@@ -35,7 +33,7 @@ public:
     };
 
     /// A new ticket; a running sign-in with the same random code ends.
-    QString open(QrWay way, const QString &randomCode);
+    QString open(const QString &way, const QString &randomCode);
     std::optional<Ticket> view(const QString &ticket);
     void scanned(const QString &ticket);
     /// @param state Confirmed with an identity, or Refused

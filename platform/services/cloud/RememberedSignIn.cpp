@@ -1,16 +1,13 @@
 #include "services/cloud/RememberedSignIn.h"
-#include "services/Files.h"
 #include "services/Log.h"
-#include "services/cloud/CloudStore.h"
 #include <QDataStream>
-#include <QFile>
 
 namespace tarn::services {
 
 namespace {
 
-constexpr qint64 MaxSize = 1024 * 1024; // bytes of a file of an earlier version
 constexpr quint32 Version = 2;
+constexpr int MaxSize = 256 * 1024; // bytes, of texts as long as requests may have them
 
 void setFormat(QDataStream &stream)
 {
@@ -18,15 +15,10 @@ void setFormat(QDataStream &stream)
     stream.setByteOrder(QDataStream::LittleEndian); // another order than the machine's copies the texts
 }
 
-Secret pack(const SignInMemory &memory)
+Secret pack(const RememberedSignIn &memory)
 {
-    constexpr int Fixed = 64; // numbers and lengths
-    int size = Fixed;
-    for (const QString *text :
-         {&memory.account, &memory.password, &memory.phone, &memory.autoAccount, &memory.autoId, &memory.autoWay})
-        size += text->size() * static_cast<int>(sizeof(QChar));
     QByteArray bytes;
-    bytes.reserve(size); // never moved, so that one copy is overwritten
+    bytes.reserve(MaxSize); // never moved, so that one copy is overwritten
     QDataStream stream(&bytes, QIODevice::WriteOnly);
     setFormat(stream);
     stream << Version << memory.model << memory.autoLogin << memory.keepsPassword << memory.keepsPhone << memory.account
@@ -35,7 +27,7 @@ Secret pack(const SignInMemory &memory)
 }
 
 // The bytes come from the vault, which has checked that they are ours.
-bool unpack(const Secret &plain, SignInMemory *memory)
+bool unpack(const Secret &plain, RememberedSignIn *memory)
 {
     const QByteArray bytes = QByteArray::fromRawData(plain.chars(), plain.size());
     QDataStream stream(bytes);
@@ -51,7 +43,7 @@ bool unpack(const Secret &plain, SignInMemory *memory)
 
 } // namespace
 
-void SignInMemory::setAuto(bool wanted, const QString &name, const QString &id, const QString &usedWay)
+void RememberedSignIn::setAuto(bool wanted, const QString &name, const QString &id, const QString &usedWay)
 {
     autoLogin = wanted;
     autoAccount = wanted ? name : QString();
@@ -59,7 +51,7 @@ void SignInMemory::setAuto(bool wanted, const QString &name, const QString &id, 
     autoWay = usedWay;
 }
 
-bool SignInMemory::forget(const QString &name)
+bool RememberedSignIn::forget(const QString &name)
 {
     if (autoAccount != name && account != name)
         return false;
@@ -73,41 +65,23 @@ bool SignInMemory::forget(const QString &name)
     return true;
 }
 
-RememberedSignIn::RememberedSignIn(CloudStore *store, const Vault *vault)
-    : m_store(store)
-    , m_vault(vault)
+RememberedSignIn RememberedSignIn::load(CloudStore *store, const Vault &vault)
 {
-}
-
-void RememberedSignIn::takeOver(const QString &file) const
-{
-    const QString error = errorOf([&] {
-        const QByteArray old = readPrivateFile(file, MaxSize);
-        if (!old.isEmpty() && m_store->remembered().isEmpty())
-            m_store->setRemembered(old);
-        QFile::remove(file);
-    });
-    if (!error.isEmpty())
-        qCWarning(servicesLog).noquote() << QStringLiteral("%1: %2").arg(file, error);
-}
-
-SignInMemory RememberedSignIn::load() const
-{
-    m_vault->requireKey();
-    const QByteArray sealed = m_store->remembered();
+    vault.requireKey();
+    const QByteArray sealed = store->value(QStringLiteral("SELECT sealed FROM remembered")).toByteArray();
     if (sealed.isEmpty())
         return {};
-    const auto plain = m_vault->open(sealed);
-    SignInMemory memory;
-    if (plain && unpack(*plain, &memory))
-        return memory;
+    const auto plain = vault.open(sealed);
+    RememberedSignIn remembered;
+    if (plain && unpack(*plain, &remembered))
+        return remembered;
     qCWarning(servicesLog, "the remembered sign-in cannot be opened with this key: it counts as none");
     return {};
 }
 
-void RememberedSignIn::save(const SignInMemory &memory) const
+void RememberedSignIn::save(CloudStore *store, const Vault &vault) const
 {
-    m_store->setRemembered(m_vault->seal(pack(memory)));
+    store->run(QStringLiteral("INSERT OR REPLACE INTO remembered VALUES(1, ?)"), {vault.seal(pack(*this))});
 }
 
 } // namespace tarn::services

@@ -1,23 +1,14 @@
 #pragma once
+#include "services/cloud/CloudStore.h"
 #include "services/cloud/Vault.h"
-#include <QString>
 
 namespace tarn::services {
 
-class CloudStore;
-
-/// The ways to sign in, as GetCloudStatus names them.
-namespace way {
-inline const QString Account = QStringLiteral("account");
-inline const QString Phone = QStringLiteral("phone");
-inline const QString Weixin = QStringLiteral("weixin");
-inline const QString Qq = QStringLiteral("qq");
-} // namespace way
-
-/// The data that fill in the sign-in dialog. Password and phone are empty unless the user asked to keep them.
-struct SignInMemory
+/// The data that fill in the sign-in dialog, sealed in the database. Password and phone are empty unless the user asked
+/// to keep them.
+struct RememberedSignIn
 {
-    ~SignInMemory() { wipe(&password); }
+    ~RememberedSignIn() { wipe(&password); }
 
     enum Model { Phone = 0, Account = 1 }; ///< the way used last, as "LOGINMODEL"
 
@@ -36,23 +27,11 @@ struct SignInMemory
     void setAuto(bool wanted, const QString &name, const QString &id, const QString &usedWay);
     /// Drops the data of this account. @return false when there were none
     bool forget(const QString &name);
-};
 
-/// The remembered sign-in data, sealed in the database. The store's thread. load() and save() throw Failure.
-class RememberedSignIn
-{
-public:
-    RememberedSignIn(CloudStore *store, const Vault *vault);
-
-    /// Moves the data of an earlier version, sealed with the same key, from their own file into the database.
-    void takeOver(const QString &file) const;
-    /// Data that cannot be opened count as none, with a log line. After a Failure nothing must be saved over them.
-    SignInMemory load() const;
-    void save(const SignInMemory &memory) const;
-
-private:
-    CloudStore *const m_store;
-    const Vault *const m_vault;
+    /// Data that cannot be opened count as none, with a log line. Both throw Failure; after that of loading nothing must
+    /// be saved over the data. The store's thread.
+    static RememberedSignIn load(CloudStore *store, const Vault &vault);
+    void save(CloudStore *store, const Vault &vault) const;
 };
 
 } // namespace tarn::services

@@ -16,7 +16,8 @@ constexpr char KeyContext[crypto_kdf_CONTEXTBYTES + 1] = "tarnvalt";
 
 Vault::Vault(const QString &directory)
 {
-    initSodium();
+    if (sodium_init() < 0)
+        throw std::runtime_error("libsodium finds no source of randomness");
     const QString file = directory + QStringLiteral("/cloud.key");
     m_error = errorOf([&] { useKeyOf(file); });
     if (!m_error.isEmpty())

@@ -9,7 +9,8 @@ namespace tarn::services {
 ///
 /// A key file that is missing, broken or open to others is replaced (the old one is moved aside); data sealed with
 /// the old key are lost then. One that cannot be read is left alone: the functions throw Failure then, until the
-/// services start again.
+/// services start again. The constructor makes libsodium ready for everything here; it throws std::runtime_error when
+/// there is no source of randomness.
 class Vault
 {
 public:
