@@ -43,14 +43,16 @@ Database::Database(const QString &file, const QStringList &schema, int version)
 
 Database::~Database()
 {
-    closeFile();
+    m_thread.run([this] { closeFile(); });
 }
 
 int Database::run(const QString &statement, const QVariantList &values, const OnRow &onRow)
 {
-    if (!m_inTransaction)
-        ensureOpen();
-    return execute(statement, values, onRow);
+    return m_thread.run([&] {
+        if (!m_inTransaction)
+            ensureOpen();
+        return execute(statement, values, onRow);
+    });
 }
 
 QVariant Database::value(const QString &statement, const QVariantList &values)
@@ -65,16 +67,18 @@ QVariant Database::value(const QString &statement, const QVariantList &values)
 
 void Database::inTransaction(const std::function<void()> &work)
 {
-    run(QStringLiteral("BEGIN IMMEDIATE"));
-    m_inTransaction = true;
-    const auto leave = qScopeGuard([this] { m_inTransaction = false; });
-    try {
-        work();
-        execute(QStringLiteral("COMMIT"));
-    } catch (...) {
-        errorOf([this] { execute(QStringLiteral("ROLLBACK")); });
-        throw;
-    }
+    m_thread.run([&] {
+        run(QStringLiteral("BEGIN IMMEDIATE"));
+        m_inTransaction = true;
+        const auto leave = qScopeGuard([this] { m_inTransaction = false; });
+        try {
+            work();
+            execute(QStringLiteral("COMMIT"));
+        } catch (...) {
+            errorOf([this] { execute(QStringLiteral("ROLLBACK")); });
+            throw;
+        }
+    });
 }
 
 int Database::execute(const QString &statement, const QVariantList &values, const OnRow &onRow)
@@ -100,7 +104,7 @@ int Database::execute(const QString &statement, const QVariantList &values, cons
 
 void Database::ensureOpen()
 {
-    if (m_db.isOpen() && !m_questioned)
+    if (m_db.isOpen() && !m_broken)
         return;
     const auto open = [this] { openFile(); };
     QString error = errorOf(open);
@@ -116,7 +120,6 @@ void Database::ensureOpen()
 void Database::openFile()
 {
     closeFile();
-    m_questioned = false;
     m_broken = false;
     QFile file(m_file); // SQLite gives its companion files the same mode
     if (file.open(QIODevice::ReadWrite) && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
@@ -172,10 +175,7 @@ void Database::closeFile()
 void Database::fail(const QSqlError &error)
 {
     const QString code = error.nativeErrorCode();
-    if (code == QLatin1String("11") || code == QLatin1String("26")) { // corrupt, not a database
-        m_broken = true;
-        m_questioned = true;
-    }
+    m_broken = m_broken || code == QLatin1String("11") || code == QLatin1String("26"); // corrupt, not a database
     const QString text = error.text().trimmed();
     throw Failure(text.isEmpty() ? QStringLiteral("the database gave no answer") : text);
 }

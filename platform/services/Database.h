@@ -1,5 +1,6 @@
 #pragma once
 #include "services/Failure.h"
+#include "services/WorkThread.h"
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QStringList>
@@ -8,7 +9,8 @@
 
 namespace tarn::services {
 
-/// One SQLite file of a service. Committed changes are on the disk. One thread. The functions throw Failure.
+/// One SQLite file of a service. Committed changes are on the disk. Any thread; the work is done by one thread of the
+/// object. The functions throw Failure.
 ///
 /// The file is opened by the first statement, readable for its owner alone. A file that is no sound database is moved
 /// aside ("<file>.broken-<time>") with a log line and replaced by a new one; a file of a newer schema is left alone.
@@ -28,7 +30,7 @@ public:
     /// Executes one statement. A null text is stored as an empty one, an invalid value as NULL.
     /// @return the number of changed rows
     int run(const QString &statement, const QVariantList &values = {}, const OnRow &onRow = {});
-    qint64 lastId() const { return m_lastId; } ///< of the row that the last statement inserted
+    qint64 lastId() const { return m_lastId; } ///< of the row that the last statement of a transaction inserted
 
     /// One column of the first row; invalid when there is none.
     QVariant value(const QString &statement, const QVariantList &values = {});
@@ -45,7 +47,7 @@ public:
         return list;
     }
 
-    /// Runs work in one transaction; an exception undoes it.
+    /// Runs work in one transaction, between which and its end no other caller has a turn; an exception undoes it.
     void inTransaction(const std::function<void()> &work);
 
 private:
@@ -64,8 +66,9 @@ private:
     QSqlDatabase m_db;
     qint64 m_lastId = 0;
     bool m_inTransaction = false;
-    bool m_questioned = false; ///< the file is checked before the next statement
-    bool m_broken = false;     ///< the last error says that the file is no sound database
+    bool m_broken =
+        false;           ///< an error says that the file is no sound database: it is checked before the next statement
+    WorkThread m_thread; ///< uses the other members
 };
 
 /// Milliseconds since 1970.

@@ -1,15 +1,14 @@
 #include "services/MessageService.h"
 #include "services/Database.h"
 #include "services/Dispatch.h"
-#include "services/Message.h"
 #include "services/Paging.h"
-#include "services/WorkThread.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include <QDateTime>
 #include <QUuid>
+#include <QVector>
+#include <algorithm>
 #include <limits>
-#include <memory>
 
 namespace tarn::services {
 
@@ -20,6 +19,32 @@ namespace wire = link::wire;
 namespace detail = link::wire::detail;
 
 namespace {
+
+// The longest accepted texts, in bytes of UTF-8.
+constexpr int MaxId = 256;
+constexpr int MaxLine = 4096; // title, link, path, time
+constexpr int MaxContent = 1024 * 1024;
+
+// A message has an id (MsgId), a state (unRead) and these fields.
+struct MessageField
+{
+    QString key; ///< in requests and records
+    const char *column;
+    int maxBytes; ///< of UTF-8; 0 for a number
+};
+
+const QVector<MessageField> &messageFields()
+{
+    static const QVector<MessageField> fields{
+        {key::MsgTitle, "title", MaxLine},        {key::MsgContent, "content", MaxContent},
+        {key::MsgDateTime, "date_time", MaxLine}, {key::BegTime, "beg_time", MaxLine},
+        {key::PicFilePath, "picture", MaxLine},   {key::LinkText, "link_text", MaxLine},
+        {key::LinkAdress, "link", MaxLine},       {key::WndWidth, "wnd_width", 0},
+        {key::WndHeight, "wnd_height", 0},        {key::WndStay, "wnd_stay", 0},
+        {key::PhotoHight, "photo_height", 0},     {key::PhotoWidth, "photo_width", 0},
+    };
+    return fields;
+}
 
 // The columns that are read beside those of the fields.
 enum Column { Seq, Id, ReadAt, StoredAt, DeletedAt, IgnoredAt, SortTime, FirstField };
@@ -34,15 +59,15 @@ QString columns()
 
 QStringList schema()
 {
+    QString fields;
+    for (const MessageField &field : messageFields())
+        fields += QStringLiteral("%1 %2 NOT NULL, ")
+                      .arg(QLatin1String(field.column), QLatin1String(field.maxBytes > 0 ? "TEXT" : "INTEGER"));
     return {
-        QStringLiteral(
-            "CREATE TABLE IF NOT EXISTS messages(seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE, "
-            "title TEXT NOT NULL, content TEXT NOT NULL, date_time TEXT NOT NULL, beg_time TEXT NOT NULL, "
-            "picture TEXT NOT NULL, link_text TEXT NOT NULL, link TEXT NOT NULL, "
-            "wnd_width INTEGER NOT NULL, wnd_height INTEGER NOT NULL, wnd_stay INTEGER NOT NULL, "
-            "photo_height INTEGER NOT NULL, photo_width INTEGER NOT NULL, sort_time INTEGER NOT NULL, "
-            "stored_at INTEGER NOT NULL, read_at INTEGER, deleted_at INTEGER, ignored_at INTEGER, "
-            "ignored_for TEXT)"),
+        QStringLiteral("CREATE TABLE IF NOT EXISTS messages(seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL "
+                       "UNIQUE, %1sort_time INTEGER NOT NULL, stored_at INTEGER NOT NULL, read_at INTEGER, "
+                       "deleted_at INTEGER, ignored_at INTEGER, ignored_for TEXT)")
+            .arg(fields),
         QStringLiteral("CREATE INDEX IF NOT EXISTS messages_by_time ON messages(sort_time, seq)"),
         QStringLiteral(
             "CREATE TABLE IF NOT EXISTS receipts(seq INTEGER NOT NULL REFERENCES messages(seq) ON DELETE CASCADE, "
@@ -115,6 +140,47 @@ void requireKnown(int known, const QString &id)
         throw Refusal(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
 }
 
+void checkId(const QString &id)
+{
+    require(!id.isEmpty() && id.toUtf8().size() <= MaxId,
+            QStringLiteral("%1: expected 1 to %2 bytes").arg(key::MsgId, QString::number(MaxId)));
+    require(std::none_of(id.cbegin(), id.cend(), [](QChar c) { return c.category() == QChar::Other_Control; }),
+            QStringLiteral("%1 holds a control character").arg(key::MsgId));
+}
+
+QString readId(const RequestReader &request)
+{
+    QString id = request.text(key::MsgId);
+    checkId(id);
+    return id;
+}
+
+// An optional text of limited size in UTF-8.
+QString readShort(const RequestReader &request, const QString &key, int maxBytes)
+{
+    QString text = request.optionalText(key, maxBytes);
+    require(text.toUtf8().size() <= maxBytes,
+            QStringLiteral("%1 is longer than %2 bytes").arg(key, QString::number(maxBytes)));
+    return text;
+}
+
+// Reads a message from a request's keys; other keys are ignored, missing ones are empty or 0. A message needs a title or
+// a content. @return the message's values by key: the record that callers read
+QVariantMap readMessage(const RequestReader &request)
+{
+    QVariantMap message{{key::MsgId, readId(request)}};
+    for (const MessageField &field : messageFields()) {
+        if (field.maxBytes > 0)
+            message.insert(field.key, readShort(request, field.key, field.maxBytes));
+        else
+            message.insert(field.key, request.values().contains(field.key) ? request.integer(field.key) : 0);
+    }
+    message.insert(key::unRead, request.flag(key::unRead, true));
+    require(!message.value(key::MsgTitle).toString().isEmpty() || !message.value(key::MsgContent).toString().isEmpty(),
+            QStringLiteral("%1 and %2 are both empty").arg(key::MsgTitle, key::MsgContent));
+    return message;
+}
+
 // The ids of a status change.
 QStringList readIds(const QVariant &value)
 {
@@ -159,14 +225,9 @@ class MessageService final : public rpc::IInvocable
 public:
     MessageService(const QString &directory, MessagePresenter presenter)
         : m_presenter(std::move(presenter))
+        , m_db(directory + QStringLiteral("/messages.db"), schema())
     {
-        m_thread.run([&] { m_db = std::make_unique<Database>(directory + QStringLiteral("/messages.db"), schema()); });
     }
-    ~MessageService() override
-    {
-        m_thread.run([this] { m_db.reset(); });
-    }
-    Q_DISABLE_COPY(MessageService)
 
     CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
     {
@@ -187,12 +248,6 @@ public:
     }
 
 private:
-    // Executes one statement on the database's thread. @return the number of changed rows
-    int run(const QString &statement, const QVariantList &values = {})
-    {
-        return m_thread.run([&] { return m_db->run(statement, values); });
-    }
-
     CallResult addReceipt(const Request &request)
     {
         const QString id = readId(request);
@@ -200,12 +255,13 @@ private:
         require(kind == receipt::Read || kind == receipt::Clicked,
                 QStringLiteral("%1: expected 2 (read) or 3 (clicked)").arg(key::MessageReceipt));
         const qint64 time = now();
-        requireKnown(run(QStringLiteral("INSERT INTO receipts(seq, kind, soft_name, first_at, last_at, count) "
-                                        "SELECT seq, ?, ?, ?, ?, 1 FROM messages WHERE id = ? "
-                                        "ON CONFLICT(seq, kind, soft_name) DO UPDATE SET last_at = excluded.last_at, "
-                                        "count = count + 1"),
-                         {kind, readShort(request, key::SoftName, limit::Id), time, time, id}),
-                     id);
+        requireKnown(
+            m_db.run(QStringLiteral("INSERT INTO receipts(seq, kind, soft_name, first_at, last_at, count) "
+                                    "SELECT seq, ?, ?, ?, ?, 1 FROM messages WHERE id = ? "
+                                    "ON CONFLICT(seq, kind, soft_name) DO UPDATE SET last_at = excluded.last_at, "
+                                    "count = count + 1"),
+                     {kind, readShort(request, key::SoftName, MaxId), time, time, id}),
+            id);
         return ok();
     }
 
@@ -216,13 +272,10 @@ private:
         const QString column = status == status::Deleted ? QStringLiteral("deleted_at") : QStringLiteral("read_at");
         const qint64 time = now();
         int known = 0;
-        m_thread.run([&] {
-            m_db->inTransaction([&] {
-                for (const QString &id : ids)
-                    known +=
-                        m_db->run(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column),
+        m_db.inTransaction([&] {
+            for (const QString &id : ids)
+                known += m_db.run(QStringLiteral("UPDATE messages SET %1 = coalesce(%1, ?) WHERE id = ?").arg(column),
                                   {time, id});
-            });
         });
         requireKnown(known, ids.first());
         return ok({{wire::Updated, known}, {wire::Unknown, ids.size() - known}});
@@ -233,18 +286,16 @@ private:
     CallResult oneRecord(const Request &request)
     {
         const QString id = readId(request);
-        return ok({}, m_thread.run([&]() -> QVariantList {
-            return m_db->rows(
-                QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(columns()), {id},
-                [](const QSqlQuery &row) { return QVariant(messageOf(row)); });
-        }));
+        return ok(
+            {}, m_db.rows(QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(columns()),
+                          {id}, [](const QSqlQuery &row) { return QVariant(messageOf(row)); }));
     }
 
     CallResult ignore(const Request &request)
     {
         const QString id = readId(request);
-        requireKnown(run(QStringLiteral("UPDATE messages SET ignored_at = ?, ignored_for = ? WHERE id = ?"),
-                         {now(), readShort(request, key::SoftName, limit::Id), id}),
+        requireKnown(m_db.run(QStringLiteral("UPDATE messages SET ignored_at = ?, ignored_for = ? WHERE id = ?"),
+                              {now(), readShort(request, key::SoftName, MaxId), id}),
                      id);
         return ok();
     }
@@ -257,14 +308,11 @@ private:
         const QVariantMap message = readMessage(RequestReader(values));
         const bool hasBadge = values.contains(key::unReadNum);
         const int badge = hasBadge ? request.integer(key::unReadNum) : 0;
-        bool ignored = false;
-        const int unread = m_thread.run([&] {
-            upsert(message, now());
-            ignored = m_db->value(QStringLiteral("SELECT ignored_at IS NOT NULL FROM messages WHERE id = ?"),
-                                  {message.value(key::MsgId)})
-                          .toBool();
-            return countUnread();
-        });
+        upsert({message}, now());
+        const bool ignored = m_db.value(QStringLiteral("SELECT ignored_at IS NOT NULL FROM messages WHERE id = ?"),
+                                        {message.value(key::MsgId)})
+                                 .toBool();
+        const int unread = countUnread();
         const QString showError = ignored ? QStringLiteral("the user chose not to see this message again")
                                           : present(message, hasBadge ? badge : unread);
         return ok({{key::MsgId, message.value(key::MsgId)},
@@ -297,26 +345,17 @@ private:
             require(wrong.isEmpty(),
                     QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
         }
-        const qint64 time = now();
-        m_thread.run([&] {
-            m_db->inTransaction([&] {
-                for (const QVariantMap &message : messages)
-                    upsert(message, time);
-            });
-        });
+        upsert(messages, now());
         return ok({{wire::Imported, messages.size()}});
     }
 
-    void upsert(const QVariantMap &message, qint64 time)
+    // Stores all or none.
+    void upsert(const QList<QVariantMap> &messages, qint64 time)
     {
         QStringList names{QStringLiteral("id"), QStringLiteral("sort_time"), QStringLiteral("stored_at"),
                           QStringLiteral("read_at")};
-        QVariantList values{message.value(key::MsgId), sortTime(message.value(key::MsgDateTime).toString(), time), time,
-                            message.value(key::unRead).toBool() ? QVariant() : QVariant(time)};
-        for (const MessageField &field : messageFields()) {
+        for (const MessageField &field : messageFields())
             names << QLatin1String(field.column);
-            values << message.value(field.key);
-        }
         QStringList places;
         QStringList updates{QStringLiteral("deleted_at = NULL")};
         for (const QString &name : qAsConst(names)) {
@@ -324,9 +363,18 @@ private:
             updates << QStringLiteral("%1 = excluded.%1").arg(name);
         }
         const QString comma = QStringLiteral(", ");
-        m_db->run(QStringLiteral("INSERT INTO messages(%1) VALUES(%2) ON CONFLICT(id) DO UPDATE SET %3")
-                      .arg(names.join(comma), places.join(comma), updates.join(comma)),
-                  values);
+        const QString statement = QStringLiteral("INSERT INTO messages(%1) VALUES(%2) ON CONFLICT(id) DO UPDATE SET %3")
+                                      .arg(names.join(comma), places.join(comma), updates.join(comma));
+        m_db.inTransaction([&] {
+            for (const QVariantMap &message : messages) {
+                QVariantList values{message.value(key::MsgId),
+                                    sortTime(message.value(key::MsgDateTime).toString(), time), time,
+                                    message.value(key::unRead).toBool() ? QVariant() : QVariant(time)};
+                for (const MessageField &field : messageFields())
+                    values << message.value(field.key);
+                m_db.run(statement, values);
+            }
+        });
     }
 
     CallResult list(const Request &request)
@@ -347,12 +395,10 @@ private:
             return page.add(recordOf(row, kind), place.toText());
         };
         const QString filter = kind == Kind::All ? QString() : QStringLiteral("AND deleted_at IS NULL ");
-        m_thread.run([&] {
-            m_db->run(QStringLiteral("SELECT %1 FROM messages WHERE (sort_time, seq) < (?, ?) %2"
-                                     "ORDER BY sort_time DESC, seq DESC")
-                          .arg(columns(), filter),
-                      {last.time, last.seq}, add);
-        });
+        m_db.run(QStringLiteral("SELECT %1 FROM messages WHERE (sort_time, seq) < (?, ?) %2"
+                                "ORDER BY sort_time DESC, seq DESC")
+                     .arg(columns(), filter),
+                 {last.time, last.seq}, add);
         return acceptedWith(code::Ok, page.bag);
     }
 
@@ -366,28 +412,27 @@ private:
         record.insert(detail::DeletedTime, timeText(row.value(DeletedAt)));
         record.insert(detail::IgnoredTime, timeText(row.value(IgnoredAt)));
         record.insert(detail::Receipts,
-                      m_db->rows(QStringLiteral("SELECT kind, soft_name, first_at, last_at, count FROM receipts WHERE "
-                                                "seq = ? ORDER BY first_at, kind LIMIT 100"),
-                                 {row.value(Seq)}, receiptOf));
+                      m_db.rows(QStringLiteral("SELECT kind, soft_name, first_at, last_at, count FROM receipts WHERE "
+                                               "seq = ? ORDER BY first_at, kind LIMIT 100"),
+                                {row.value(Seq)}, receiptOf));
         return record;
     }
 
     int countUnread()
     {
-        return m_db->value(QStringLiteral("SELECT count(*) FROM messages WHERE read_at IS NULL AND deleted_at IS NULL"))
+        return m_db.value(QStringLiteral("SELECT count(*) FROM messages WHERE read_at IS NULL AND deleted_at IS NULL"))
             .toInt();
     }
 
-    CallResult unreadCount(const Request &)
+    CallResult unreadCount(const Request &) { return ok({{key::unReadNum, countUnread()}}); }
+
+    CallResult clear(const Request &)
     {
-        return ok({{key::unReadNum, m_thread.run([this] { return countUnread(); })}});
+        return ok({{wire::Removed, m_db.run(QStringLiteral("DELETE FROM messages"))}});
     }
 
-    CallResult clear(const Request &) { return ok({{wire::Removed, run(QStringLiteral("DELETE FROM messages"))}}); }
-
     const MessagePresenter m_presenter;
-    WorkThread m_thread;
-    std::unique_ptr<Database> m_db; ///< belongs to m_thread
+    Database m_db;
 };
 
 } // namespace

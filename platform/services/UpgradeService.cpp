@@ -57,20 +57,16 @@ public:
     UpgradeService(const QString &directory, const UpgradePaths &paths, const UpgradePresenter &presenter)
         : m_paths(paths)
         , m_presenter(presenter)
+        , m_store(directory)
     {
         const UpgradeEngine::Settings settings{m_paths.apps, directory + QStringLiteral("/downloads"),
                                                m_paths.bandwidth};
-        m_thread.run([&] {
-            m_store = std::make_unique<UpgradeStore>(directory);
-            m_engine = std::make_unique<UpgradeEngine>(m_store.get(), settings, [this] { m_changed.wakeAll(); });
-        });
+        m_thread.run(
+            [&] { m_engine = std::make_unique<UpgradeEngine>(&m_store, settings, [this] { m_changed.wakeAll(); }); });
     }
     ~UpgradeService() override
     {
-        m_thread.run([this] {
-            m_engine.reset();
-            m_store.reset();
-        });
+        m_thread.run([this] { m_engine.reset(); });
     }
     Q_DISABLE_COPY(UpgradeService)
 
@@ -106,7 +102,7 @@ private:
     QVariantList findUpdates(bool withIgnored)
     {
         const Catalogue offered = catalogue();
-        const QList<UpgradeStore::Ignored> ignores = m_thread.run([this] { return m_store->ignores(); });
+        const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
         QSet<QString> ignored;
         for (const UpgradeStore::Ignored &entry : ignores)
             ignored.insert(identity(entry.offer));
@@ -141,7 +137,7 @@ private:
         if (offers.isEmpty() && !version.isEmpty())
             offers << Offer{product, bits, key::Software, {}, version};
         require(!offers.isEmpty(), QStringLiteral("the request names no version to ignore"));
-        m_thread.run([&] { m_store->ignore(offers); });
+        m_store.ignore(offers);
         return ok();
     }
 
@@ -272,12 +268,8 @@ private:
     CallResult status(const Request &request)
     {
         const QString cursor = request.values().value(wire::Cursor).toString();
-        QList<UpgradeStore::Ignored> ignores;
-        QList<UpgradeTask> tasks;
-        m_thread.run([&] {
-            ignores = m_store->ignores();
-            tasks = m_engine->tasks();
-        });
+        const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
+        const QList<UpgradeTask> tasks = m_thread.run([this] { return m_engine->tasks(); });
         const int count = ignores.size();
         const qint64 place = cursor.isEmpty() ? -count - 1 : cursor.toLongLong();
         Page page;
@@ -295,16 +287,16 @@ private:
     CallResult forgetIgnores(const Request &request)
     {
         const QString product = request.values().value(key::SoftwareName).toString();
-        return ok({{wire::Removed, m_thread.run([&] { return m_store->forgetIgnores(product); })}});
+        return ok({{wire::Removed, m_store.forgetIgnores(product)}});
     }
 
     const UpgradePaths m_paths;
     const UpgradePresenter m_presenter;
     QMutex m_changedLock;
     QWaitCondition m_changed; ///< the state of a task
+    UpgradeStore m_store;
     WorkThread m_thread;
-    std::unique_ptr<UpgradeStore> m_store; ///< belongs to m_thread, as does the engine
-    std::unique_ptr<UpgradeEngine> m_engine;
+    std::unique_ptr<UpgradeEngine> m_engine; ///< belongs to m_thread
 };
 
 } // namespace

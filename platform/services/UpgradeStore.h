@@ -5,7 +5,7 @@
 
 namespace tarn::services {
 
-/// The ignored updates and the tasks, in the database "upgrade.db". One thread. The functions throw Failure; without it
+/// The ignored updates and the tasks, in the database "upgrade.db". Any thread. The functions throw Failure; without it
 /// the change is on the disk.
 class UpgradeStore
 {

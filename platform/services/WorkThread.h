@@ -1,8 +1,7 @@
 #pragma once
 #include <QObject>
 #include <QThread>
-#include <exception>
-#include <optional>
+#include <future>
 
 namespace tarn::services {
 
@@ -22,29 +21,18 @@ public:
     }
     Q_DISABLE_COPY(WorkThread)
 
-    /// Blocks until work has been carried out. Any thread but this one.
+    /// Blocks until work has been carried out, at once when called by work. Any thread.
     /// @return the result of work, whose exceptions are thrown here
     template <class Work>
     auto run(Work work) -> decltype(work())
     {
-        using Result = decltype(work());
-        std::conditional_t<std::is_void_v<Result>, int, std::optional<Result>> result{};
-        std::exception_ptr thrown;
-        const auto guarded = [&] {
-            try {
-                if constexpr (std::is_void_v<Result>)
-                    work();
-                else
-                    result = work();
-            } catch (...) {
-                thrown = std::current_exception();
-            }
-        };
-        QMetaObject::invokeMethod(&m_context, guarded, Qt::BlockingQueuedConnection);
-        if (thrown)
-            std::rethrow_exception(thrown);
-        if constexpr (!std::is_void_v<Result>)
-            return *std::move(result);
+        if (QThread::currentThread() == &m_thread)
+            return work();
+        std::packaged_task<decltype(work())()> task(std::move(work));
+        auto result = task.get_future();
+        QMetaObject::invokeMethod(
+            &m_context, [&task] { task(); }, Qt::BlockingQueuedConnection);
+        return result.get();
     }
 
 private:

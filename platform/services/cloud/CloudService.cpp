@@ -1,6 +1,5 @@
 #include "services/cloud/CloudService.h"
 #include "services/Dispatch.h"
-#include "services/WorkThread.h"
 #include "services/cloud/CloudInput.h"
 #include "services/cloud/CloudPages.h"
 #include "services/cloud/CloudStore.h"
@@ -66,25 +65,14 @@ public:
         : m_settings(std::move(settings))
         , m_clock(std::move(clock))
         , m_vault(directory)
+        , m_store(directory)
+        , m_codes(&m_store, &m_vault, m_clock)
         , m_tickets(m_clock, m_settings.qrLifetimeMs)
     {
-        m_thread.run([&] {
-            m_store = std::make_unique<CloudStore>(directory);
-            m_codes = std::make_unique<OneTimeCodes>(m_store.get(), &m_vault, m_clock);
-            const QString error = errorOf([this] { signInAgain(); });
-            if (!error.isEmpty())
-                qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1").arg(error);
-        });
+        const QString error = errorOf([this] { signInAgain(); });
+        if (!error.isEmpty())
+            qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1").arg(error);
     }
-
-    ~CloudService() override
-    {
-        m_thread.run([&] {
-            m_codes.reset();
-            m_store.reset();
-        });
-    }
-    Q_DISABLE_COPY(CloudService)
 
     CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
     {
@@ -117,14 +105,9 @@ private:
         qint64 since = 0;
     };
 
-    std::optional<CloudAccount> find(const QString &way, const QString &value)
-    {
-        return m_thread.run([&] { return m_store->find(way, value); });
-    }
-
     CallResult memory(const Request &)
     {
-        const RememberedSignIn memory = m_thread.run([this] { return RememberedSignIn::load(m_store.get(), m_vault); });
+        const RememberedSignIn memory = RememberedSignIn::load(&m_store, m_vault);
         return ok({{key::LoginModel, memory.model},
                    {key::AutoLoginStored, memory.autoLogin},
                    {key::RememberPassword, memory.keepsPassword},
@@ -138,7 +121,7 @@ private:
     {
         const QString phone = request.text(key::Phone);
         require(isPhone(phone), QStringLiteral("手机号填写不正确"));
-        const QString refusal = m_thread.run([&] { return m_codes->send(phone); });
+        const QString refusal = m_codes.send(phone);
         if (!refusal.isEmpty())
             throw refused(refusal);
         return ok();
@@ -152,10 +135,10 @@ private:
 
         ++m_signingIn;
         const auto leave = qScopeGuard([this] { --m_signingIn; });
-        const QString refusal = m_thread.run([&] { return m_codes->check(phone, code); });
+        const QString refusal = m_codes.check(phone, code);
         if (!refusal.isEmpty())
             throw refused(refusal);
-        const auto account = find(way::Phone, phone);
+        const auto account = m_store.find(way::Phone, phone);
         if (!account) // the caller has proved that the phone is his
             throw refused(QStringLiteral("该手机号尚未注册"));
         enter(*account, way::Phone, flags, request);
@@ -177,7 +160,7 @@ private:
 
         ++m_signingIn;
         const auto leave = qScopeGuard([this] { --m_signingIn; });
-        const auto account = find(way::Account, name);
+        const auto account = m_store.find(way::Account, name);
         if (!hashing([&] { return isPassword(account ? account->passwordHash : QByteArray(), password); }))
             throw refused(QStringLiteral("账号或密码错误"));
         enter(*account, way::Account, flags, request);
@@ -230,7 +213,7 @@ private:
     CallResult finishQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request)
     {
         const bool weixin = outcome.way == way::Weixin;
-        const auto account = find(outcome.way, outcome.identity);
+        const auto account = m_store.find(outcome.way, outcome.identity);
         if (!account)
             throw Refusal(weixin ? code::WeixinUnbound : code::QqUnbound,
                           weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"));
@@ -271,10 +254,10 @@ private:
     void remember(const std::function<bool(RememberedSignIn &)> &change)
     {
         const QString error = errorOf([&] {
-            m_thread.run([&] {
-                RememberedSignIn memory = RememberedSignIn::load(m_store.get(), m_vault);
+            m_store.inTransaction([&] {
+                RememberedSignIn memory = RememberedSignIn::load(&m_store, m_vault);
                 if (change(memory))
-                    memory.save(m_store.get(), m_vault);
+                    memory.save(&m_store, m_vault);
             });
         });
         if (!error.isEmpty())
@@ -284,10 +267,10 @@ private:
     // The user is asked again when the account was removed, replaced or locked.
     void signInAgain()
     {
-        const RememberedSignIn memory = RememberedSignIn::load(m_store.get(), m_vault);
+        const RememberedSignIn memory = RememberedSignIn::load(&m_store, m_vault);
         if (memory.autoAccount.isEmpty())
             return;
-        const auto account = m_store->find(way::Account, memory.autoAccount);
+        const auto account = m_store.find(way::Account, memory.autoAccount);
         bool isSame = account && account->id == memory.autoId && !account->locked;
         if (isSame && memory.autoWay == way::Account)
             isSame = isPassword(account->passwordHash, Secret(memory.password));
@@ -301,30 +284,32 @@ private:
     // Signs the user in. Throws Refusal when the account was removed or locked meanwhile or the caller no longer waits.
     void enter(const CloudAccount &account, const QString &way, const SignInFlags &flags, const Request &request)
     {
-        m_thread.run([&] { // where removals and locks run too
-            const auto current = m_store->find(way::Account, account.name);
-            if (!current || current->id != account.id)
-                throw refused(QStringLiteral("该账号已被删除"));
-            const QString locked = QStringLiteral("该账号已被云锁锁定，登录被拒绝");
-            if (current->locked)
-                throw Refusal(code::LockRefused,
-                              flags.lockTip ? locked + QStringLiteral("，请联系管理员解除云锁后再试") : locked);
-            if (request.context.isCancelled())
-                throw refused(QStringLiteral("登录已取消"));
-            m_session = {account.name, way, wire::loginState::SignedIn, m_clock()};
-        });
+        const QMutexLocker lock(&m_sessionLock); // removals and locks hold it too
+        const auto current = m_store.find(way::Account, account.name);
+        if (!current || current->id != account.id)
+            throw refused(QStringLiteral("该账号已被删除"));
+        const QString locked = QStringLiteral("该账号已被云锁锁定，登录被拒绝");
+        if (current->locked)
+            throw Refusal(code::LockRefused,
+                          flags.lockTip ? locked + QStringLiteral("，请联系管理员解除云锁后再试") : locked);
+        if (request.context.isCancelled())
+            throw refused(QStringLiteral("登录已取消"));
+        m_session = {account.name, way, wire::loginState::SignedIn, m_clock()};
     }
 
-    // Ends the session if it is this account's.
-    void endSession(const QString &account)
+    // Ends the session, or only one of this account.
+    void endSession(const QString &account = {})
     {
-        if (m_session.account == account)
+        const QMutexLocker lock(&m_sessionLock);
+        if (account.isEmpty() || m_session.account == account)
             m_session = {};
     }
 
     Session session()
     {
-        Session session = m_thread.run([this] { return m_session; });
+        QMutexLocker lock(&m_sessionLock);
+        Session session = m_session;
+        lock.unlock();
         if (session.account.isEmpty() && m_signingIn > 0)
             session.state = wire::loginState::SigningIn;
         return session;
@@ -343,7 +328,7 @@ private:
 
     CallResult logout(const Request &)
     {
-        m_thread.run([this] { m_session = {}; });
+        endSession();
         remember([](RememberedSignIn &memory) {
             const bool wasSet = !memory.autoAccount.isEmpty();
             memory.autoAccount.clear();
@@ -363,7 +348,7 @@ private:
             return hashPassword(password);
         });
         account.id = randomHex(AccountIdBytes);
-        if (!m_thread.run([&] { return m_store->add(account); }))
+        if (!m_store.add(account))
             throw refused(QStringLiteral("another account has this name, phone, weixin or qq"));
         return ok();
     }
@@ -371,11 +356,8 @@ private:
     CallResult removeAccount(const Request &request)
     {
         const QString name = readUser(request);
-        const bool known = m_thread.run([&] {
-            const bool removed = m_store->remove(name);
-            endSession(name);
-            return removed;
-        });
+        const bool known = m_store.remove(name);
+        endSession(name);
         remember([&](RememberedSignIn &memory) { return memory.forget(name); });
         requireKnown(known, name);
         return ok();
@@ -385,12 +367,9 @@ private:
     {
         const QString name = readUser(request);
         const bool locked = request.flag(wire::Locked, true);
-        const bool known = m_thread.run([&] {
-            const bool changed = m_store->setLocked(name, locked);
-            if (locked)
-                endSession(name);
-            return changed;
-        });
+        const bool known = m_store.setLocked(name, locked);
+        if (locked)
+            endSession(name);
         requireKnown(known, name);
         return ok();
     }
@@ -398,7 +377,7 @@ private:
     CallResult listAccounts(const Request &)
     {
         QVariantList list;
-        const QList<CloudAccount> accounts = m_thread.run([this] { return m_store->accounts(); });
+        const QList<CloudAccount> accounts = m_store.accounts();
         for (const CloudAccount &account : accounts)
             list.append(QVariantMap{{key::User, account.name},
                                     {key::Phone, account.phone},
@@ -411,7 +390,7 @@ private:
     CallResult listOutbox(const Request &)
     {
         QVariantList list;
-        const QList<OneTimeCodes::Sent> sent = m_thread.run([this] { return m_codes->outbox(); });
+        const QList<OneTimeCodes::Sent> sent = m_codes.outbox();
         for (const OneTimeCodes::Sent &entry : sent)
             list.append(QVariantMap{
                 {key::Phone, entry.phone}, {key::Code, entry.code}, {wire::SentTime, timeText(entry.sentAt)}});
@@ -421,14 +400,14 @@ private:
     const CloudSettings m_settings;
     const CloudClock m_clock;
     const Vault m_vault;
+    CloudStore m_store;
+    OneTimeCodes m_codes;
     QrTickets m_tickets;
     std::atomic<int> m_signingIn{0};
+    QMutex m_sessionLock;
+    Session m_session;
     QMutex m_serverLock; ///< guards the server's start
     std::unique_ptr<LoopbackServer> m_server;
-    WorkThread m_thread;
-    std::unique_ptr<CloudStore> m_store; ///< belongs to m_thread, as the next
-    std::unique_ptr<OneTimeCodes> m_codes;
-    Session m_session;
 };
 
 } // namespace

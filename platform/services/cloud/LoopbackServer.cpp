@@ -25,38 +25,6 @@ constexpr size_t ConnectionMemory = 32768; // request line and headers
 
 constexpr __u8 Established = 1; // the kernel's TCP_ESTABLISHED
 
-struct Request
-{
-    nlmsghdr header;
-    inet_diag_req_v2 query;
-};
-
-struct Answer
-{
-    nlmsghdr header;
-    inet_diag_msg found;
-    char attributes[512];
-};
-
-// The peer's own end of the connection: its address comes first.
-Request requestFor(const sockaddr_in &from, const sockaddr_in &to)
-{
-    Request request = {};
-    request.header.nlmsg_len = sizeof request;
-    request.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
-    request.header.nlmsg_flags = NLM_F_REQUEST;
-    request.query.sdiag_family = AF_INET;
-    request.query.sdiag_protocol = IPPROTO_TCP;
-    request.query.idiag_states = ~0U;
-    request.query.id.idiag_sport = from.sin_port;
-    request.query.id.idiag_dport = to.sin_port;
-    request.query.id.idiag_src[0] = from.sin_addr.s_addr;
-    request.query.id.idiag_dst[0] = to.sin_addr.s_addr;
-    request.query.id.idiag_cookie[0] = INET_DIAG_NOCOOKIE;
-    request.query.id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
-    return request;
-}
-
 // The user whose program holds the other end of a TCP connection on this machine; none when it is not there (any longer).
 // The kernel is asked for this one connection, whose costs do not depend on how many there are.
 std::optional<uid_t> userOfPeer(const sockaddr_in &from, const sockaddr_in &to)
@@ -65,8 +33,29 @@ std::optional<uid_t> userOfPeer(const sockaddr_in &from, const sockaddr_in &to)
     if (descriptor < 0)
         return std::nullopt;
     const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
-    const Request request = requestFor(from, to);
-    Answer answer = {};
+    struct
+    {
+        nlmsghdr header;
+        inet_diag_req_v2 query;
+    } request = {};
+    struct
+    {
+        nlmsghdr header;
+        inet_diag_msg found;
+        char attributes[512];
+    } answer = {};
+    request.header.nlmsg_len = sizeof request;
+    request.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+    request.header.nlmsg_flags = NLM_F_REQUEST;
+    request.query.sdiag_family = AF_INET;
+    request.query.sdiag_protocol = IPPROTO_TCP;
+    request.query.idiag_states = ~0U;
+    request.query.id.idiag_sport = from.sin_port; // the peer's own end of the connection comes first
+    request.query.id.idiag_dport = to.sin_port;
+    request.query.id.idiag_src[0] = from.sin_addr.s_addr;
+    request.query.id.idiag_dst[0] = to.sin_addr.s_addr;
+    request.query.id.idiag_cookie[0] = INET_DIAG_NOCOOKIE;
+    request.query.id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
     if (::send(descriptor, &request, sizeof request, 0) != ssize_t{sizeof request})
         return std::nullopt;
     const ssize_t size = ::recv(descriptor, &answer, sizeof answer, MSG_DONTWAIT); // it answers within send()

@@ -53,16 +53,28 @@ OneTimeCodes::Stored OneTimeCodes::last(const QString &phone) const
 // Deletes what is of no use any longer; codes later than now were sent before the clock was set back.
 void OneTimeCodes::store(const Stored &code) const
 {
-    m_store->inTransaction([&] {
-        m_store->run(QStringLiteral("INSERT OR REPLACE INTO sent_codes VALUES(?, ?, ?, ?, ?, ?)"),
-                     {code.phone, code.sealed, code.sentAt, code.triesLeft, code.daySince, code.dayTries});
-        m_store->run(QStringLiteral("DELETE FROM sent_codes WHERE sent_at < ? OR sent_at > ? OR phone NOT IN "
-                                    "(SELECT phone FROM sent_codes ORDER BY sent_at DESC, rowid DESC LIMIT ?)"),
-                     {m_clock() - DayMs, m_clock(), MaxStored});
-    });
+    m_store->run(QStringLiteral("INSERT OR REPLACE INTO sent_codes VALUES(?, ?, ?, ?, ?, ?)"),
+                 {code.phone, code.sealed, code.sentAt, code.triesLeft, code.daySince, code.dayTries});
+    m_store->run(QStringLiteral("DELETE FROM sent_codes WHERE sent_at < ? OR sent_at > ? OR phone NOT IN "
+                                "(SELECT phone FROM sent_codes ORDER BY sent_at DESC, rowid DESC LIMIT ?)"),
+                 {m_clock() - DayMs, m_clock(), MaxStored});
 }
 
 QString OneTimeCodes::send(const QString &phone)
+{
+    QString refusal;
+    m_store->inTransaction([&] { refusal = sendNow(phone); });
+    return refusal;
+}
+
+QString OneTimeCodes::check(const QString &phone, const Secret &code)
+{
+    QString refusal;
+    m_store->inTransaction([&] { refusal = checkNow(phone, code); }); // the try counts before the answer is known
+    return refusal;
+}
+
+QString OneTimeCodes::sendNow(const QString &phone) const
 {
     Stored code = last(phone);
     const qint64 now = m_clock();
@@ -75,7 +87,7 @@ QString OneTimeCodes::send(const QString &phone)
     return {};
 }
 
-QString OneTimeCodes::check(const QString &phone, const Secret &code)
+QString OneTimeCodes::checkNow(const QString &phone, const Secret &code) const
 {
     Stored stored = last(phone);
     const qint64 now = m_clock();
@@ -89,14 +101,13 @@ QString OneTimeCodes::check(const QString &phone, const Secret &code)
         return QStringLiteral("动态密码尝试次数过多，请24小时后再试");
     ++stored.dayTries;
     --stored.triesLeft;
-    store(stored); // before the answer is known, so that no try is free
     const auto expected = m_vault->open(stored.sealed);
-    if (!expected || expected->size() != code.size() ||
-        sodium_memcmp(expected->data(), code.data(), static_cast<size_t>(code.size())) != 0)
-        return QStringLiteral("动态密码错误");
-    stored.triesLeft = 0;
+    const bool fits = expected && expected->size() == code.size() &&
+                      sodium_memcmp(expected->data(), code.data(), static_cast<size_t>(code.size())) == 0;
+    if (fits)
+        stored.triesLeft = 0;
     store(stored);
-    return {};
+    return fits ? QString() : QStringLiteral("动态密码错误");
 }
 
 QList<OneTimeCodes::Sent> OneTimeCodes::outbox()

@@ -6,7 +6,7 @@ namespace tarn::services {
 
 /// One-time codes for phones: six digits, valid for five minutes and five tries. A phone gets at most one code a minute
 /// and has at most twenty tries a day. The codes are stored encrypted. The outbox represents the telephone network.
-/// Used on the store's thread.
+/// Any thread.
 class OneTimeCodes
 {
 public:
@@ -42,6 +42,8 @@ private:
     };
 
     QList<Stored> read(const QString &condition, const QVariantList &values = {}) const;
+    QString sendNow(const QString &phone) const;
+    QString checkNow(const QString &phone, const Secret &code) const;
     Stored last(const QString &phone) const;
     void store(const Stored &code) const;
 

@@ -29,7 +29,7 @@ struct RememberedSignIn
     bool forget(const QString &name);
 
     /// Data that cannot be opened count as none, with a log line. Both throw Failure; after that of loading nothing must
-    /// be saved over the data. The store's thread.
+    /// be saved over the data.
     static RememberedSignIn load(CloudStore *store, const Vault &vault);
     void save(CloudStore *store, const Vault &vault) const;
 };
