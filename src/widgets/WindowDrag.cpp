@@ -4,8 +4,6 @@
 
 void WindowDrag::press(const QPoint &global)
 {
-    if (!m_window)
-        return;
     // From the event where possible: when a window manager frames and then moves a new window, Qt can be left with a
     // position from in between.
     const auto *bar = m_window->findChild<CustomTitleBar *>();
@@ -21,7 +19,7 @@ void WindowDrag::begin(const QPoint &inWindow)
 
 void WindowDrag::move(const QPoint &global)
 {
-    if (m_active && m_window)
+    if (m_active)
         m_window->move(global - m_offset);
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QPoint>
-#include <QPointer>
 #include <QWidget>
 
 class QMouseEvent;
@@ -27,7 +26,7 @@ public:
 private:
     void begin(const QPoint &inWindow);
 
-    QPointer<QWidget> m_window;
+    QWidget *const m_window;
     QPoint m_offset;
     bool m_active = false;
 };

@@ -115,12 +115,13 @@ private slots:
 
     void answers()
     {
-        BoxScript boxes(
-            {BoxScript::pressing("是"), BoxScript::pressing("否"),
-             [](QDialog *box) { QTest::mouseClick(box->findChild<QPushButton *>("closeButton"), Qt::LeftButton); },
-             [](QDialog *box) { QTest::keyClick(box, Qt::Key_Escape); }});
-        for (const int answer : {1, 0, 0, 0})
-            QCOMPARE(CQuestionMessageBox(Title, "确定要取消升级吗？", nullptr, "是", "否"), answer);
+        int inner = -1; // of a second box, which opens while the first runs
+        QTimer::singleShot(0, [&inner] { inner = CQuestionMessageBox(Title, "第二个", nullptr, "是", "否"); });
+        BoxScript boxes({BoxScript::pressing("否"), BoxScript::pressing("立即升级"), BoxScript::pressing("closeButton"),
+                         [](QDialog *box) { QTest::keyClick(box, Qt::Key_Escape); }});
+        for (const int answer : {1, 0, 0})
+            QCOMPARE(CQuestionMessageBox(Title, "确定要取消升级吗？", nullptr, "立即升级", "重试"), answer);
+        QCOMPARE(inner, 0);
         QVERIFY(boxes.isDone());
         QCOMPARE(boxes.texts.constLast(), QString("确定要取消升级吗？"));
     }
@@ -172,17 +173,6 @@ private slots:
         QCOMPARE(CQuestionMessageBox(Title, "甲", dying()), 0);
         CstmTimingMessageBox("甲", 60000, dying());
         QVERIFY(!QApplication::activeModalWidget());
-    }
-
-    void twoBoxes()
-    {
-        // The second opens while the first runs; each gets its own answer.
-        int inner = -1;
-        QTimer::singleShot(0, [&inner] { inner = CQuestionMessageBox(Title, "第二个", nullptr, "是", "否"); });
-        BoxScript boxes({BoxScript::pressing("否"), BoxScript::pressing("立即升级")});
-        QCOMPARE(CQuestionMessageBox(Title, "第一个", nullptr, "立即升级", "重试"), 1);
-        QCOMPARE(inner, 0);
-        QVERIFY(boxes.isDone());
     }
 
     void askedBoxConfirms()

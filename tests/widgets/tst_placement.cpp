@@ -1,9 +1,12 @@
 #include "support/LogCatcher.h"
+#include "widgets/Look.h"
+#include "widgets/Picture.h"
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include "widgets/dpitoolkit.h"
 #include <QApplication>
 #include <QDialog>
+#include <QLabel>
 #include <QScreen>
 #include <QTest>
 #include <climits>
@@ -17,7 +20,7 @@ class CNamedDialog final : public QDialog
     Q_OBJECT
 };
 
-// Run once per DPI and pixel ratio (see CMakeLists.txt): the tools must report the values that the environment sets.
+// Run once per DPI and pixel ratio (see CMakeLists.txt), in a host that differs from ours in style and attributes.
 class TestPlacement : public QObject
 {
     Q_OBJECT
@@ -77,6 +80,29 @@ private slots:
         QCOMPARE(logs.lines().constLast().function, QString("SetDlgToScreenCenter"));
     }
 
+    // Qt multiplies sizes of icons by the pixel ratio here; pictures keep the size that they are asked for.
+    void picturesKeepTheirSize()
+    {
+        const QSize size(24, 24);
+        for (const QString &path :
+             {QString(look::icon::Delete), QString(look::icon::Window), QString(look::icon::Normal)}) {
+            const auto shown = [&](const auto &picture) {
+                QLabel label;
+                CToolkit::SetLabelIconPicture(&label, picture, size);
+                const QPixmap pixmap = label.pixmap(Qt::ReturnByValue);
+                return pixmap.size() / pixmap.devicePixelRatio();
+            };
+            QCOMPARE(shown(path), size);
+            QCOMPARE(shown(QIcon(path)), size);
+        }
+        QPixmap large(96, 96);
+        large.fill(Qt::red);
+        QIcon icon; // as of a theme, with a size for each ratio
+        icon.addPixmap(large);
+        icon.addPixmap(large.scaled(48, 48));
+        QCOMPARE(picture::ofIcon(icon, size * 2).size(), size * 2);
+    }
+
     void noDisplay()
     {
         const QByteArray display = qgetenv("DISPLAY");
@@ -94,7 +120,10 @@ private slots:
 // Not QTEST_MAIN, which fixes the DPI at 96.
 int main(int argc, char **argv)
 {
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication application(argc, argv);
+    QApplication::setStyle(QStringLiteral("windows"));
+    application.setStyleSheet(QStringLiteral("QWidget{color:red;background-color:yellow;padding:9px;}"));
     TestPlacement test;
     return QTest::qExec(&test, argc, argv);
 }
