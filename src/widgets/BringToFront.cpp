@@ -4,11 +4,9 @@
 #include <QWindow>
 
 namespace tarn::visualized::front {
-
 namespace {
 
-// Before the native window exists, the hint is a flag that it is created with: one X window in all. Later it is set on the
-// QWindow, since QWidget::setWindowFlag() would make a new X window and polish the style sheets again.
+// On the QWindow once there is one: QWidget::setWindowFlag() would create a new X window and polish the sheets again.
 void setOnTop(QWidget *window, bool onTop)
 {
     Qt::WindowFlags flags = window->windowFlags();

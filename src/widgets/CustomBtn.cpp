@@ -7,8 +7,9 @@ using namespace tarn::visualized;
 
 CCustomBtn::CCustomBtn(const QString &text, Tone tone, QWidget *parent)
     : QPushButton(text, parent)
-    , m_tone(tone)
 {
+    // For selectors, which know no enumerators.
+    setProperty("tone", QString::fromLatin1(QMetaEnum::fromType<Tone>().valueToKey(tone)));
     setFont(look::yaHei(12, QFont::Normal, parent));
     setCursor(Qt::PointingHandCursor);
     // A default button is pressed by a Return that was meant for another program when the window comes unasked.
@@ -20,11 +21,6 @@ CCustomBtn::CCustomBtn(const QString &text, Tone tone, const char *objectName, Q
 {
     setObjectName(QLatin1String(objectName));
     setFixedSize(look::scaled(size, parent));
-}
-
-QString CCustomBtn::toneName() const
-{
-    return QString::fromLatin1(QMetaEnum::fromType<Tone>().valueToKey(m_tone));
 }
 
 void CCustomBtn::keyPressEvent(QKeyEvent *event)

@@ -10,7 +10,6 @@ bool clickByReturn(QAbstractButton *button, const QKeyEvent *event);
 class CCustomBtn : public QPushButton
 {
     Q_OBJECT
-    Q_PROPERTY(QString tone READ toneName CONSTANT) // for selectors, which know no enumerators
 public:
     enum Tone { Grey, Blue, White, Link };
     Q_ENUM(Tone)
@@ -19,11 +18,6 @@ public:
     /// With its object name and a fixed size in design pixels.
     CCustomBtn(const QString &text, Tone tone, const char *objectName, QSize size, QWidget *parent);
 
-    QString toneName() const; // "Grey", "Blue", ...
-
 protected:
     void keyPressEvent(QKeyEvent *event) override;
-
-private:
-    const Tone m_tone;
 };

@@ -2,30 +2,10 @@
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
+#include <QMap>
 #include <QPointer>
-#include <utility>
 
 using namespace tarn::visualized;
-
-namespace {
-
-// The icon and its name for screen readers.
-std::pair<QString, QString> toneOf(eTipStatus status)
-{
-    switch (status) {
-    case eTipError:
-        return {look::icon::Error, QStringLiteral("错误")};
-    case eTipWarning:
-        return {look::icon::Warning, QStringLiteral("警告")};
-    case eTipSuccess:
-        return {look::icon::Success, QStringLiteral("成功")};
-    case eTipNormal:
-        break;
-    }
-    return {look::icon::Normal, QStringLiteral("提示")};
-}
-
-} // namespace
 
 CustomMessageBox::CustomMessageBox(const QString &title, const QString &text, eTipStatus status, QWidget *parent)
     : QDialog(parent)
@@ -35,7 +15,11 @@ CustomMessageBox::CustomMessageBox(const QString &title, const QString &text, eT
 
 void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatus status)
 {
-    const auto [icon, iconName] = toneOf(status);
+    const QMap<eTipStatus, QPair<QString, QString>> tones = {
+        {eTipError, {look::icon::Error, QStringLiteral("错误")}},
+        {eTipWarning, {look::icon::Warning, QStringLiteral("警告")}},
+        {eTipSuccess, {look::icon::Success, QStringLiteral("成功")}}};
+    const auto [icon, iconName] = tones.value(status, {look::icon::Normal, QStringLiteral("提示")});
     m_content = new BoxContent(this, title, icon, iconName, text);
     connect(m_content, &BoxContent::linkFollowed, this, &CustomMessageBox::onLinkClick);
     CCustomBtn *ok = m_content->addButton(QStringLiteral("确定"), QStringLiteral("okButton"), true);

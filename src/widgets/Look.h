@@ -91,11 +91,11 @@ void space(QLayout *layout, const QMargins &margins, int spacing, const QWidget 
 QString px(int designPx, const QWidget *w = nullptr);
 
 // Rules. The buttons' selectors match CCustomBtn by its tone; give another selector for other widgets.
-/// Grey face and border, dark text: "全部忽略", "取消", "暂不更新".
+/// Grey face and border, dark text.
 QString greyButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"Grey\"]"));
-/// Blue face, white text, darker on hover: "软件管理", "确定", "立即更新".
+/// Blue face, white text, darker on hover.
 QString blueButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"Blue\"]"));
-/// White face, light grey border: "立即升级" and "更新说明" in a row.
+/// White face, light grey border.
 QString whiteButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"White\"]"));
 /// No face, blue text: links such as "忘记密码".
 QString linkButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"Link\"]"));

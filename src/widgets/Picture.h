@@ -2,13 +2,10 @@
 
 #include <QIcon>
 #include <QImage>
-#include <QPixmap>
-#include <QSize>
-#include <QString>
 #include <functional>
 
-/// Pictures whose path came from outside. A path may name a pipe, a file of gigabytes or a small file that decodes to
-/// one: only regular files with a sane header are opened, and they are decoded at the size that is shown.
+/// Pictures whose path came from outside, and may name a pipe, a huge file or a small one that decodes to a huge image:
+/// only regular files with a sane header are opened, and they are decoded at the size that is shown.
 namespace tarn::visualized::picture {
 
 /// The picture, as large as fits into the box with its proportions kept; never enlarged. Null when it cannot be shown.
@@ -17,10 +14,8 @@ namespace tarn::visualized::picture {
 /// @param ratio device pixels per logical pixel of where it will be shown
 QPixmap load(const QString &path, const QSize &box, qreal ratio = 1.0);
 
-/// The same for work on another thread: a file's picture as large as fits into the box in device pixels. An SVG file fills
-/// the box; it is read when it names nothing outside of it, is not compressed and has at most
-/// 256 KiB.
-/// Null for everything else. Any thread.
+/// The same for work on another thread, in device pixels. An SVG file fills the box; it is read when it names nothing
+/// outside of it, is not compressed and has at most 256 KiB. Any thread.
 QImage read(const QString &path, const QSize &pixels);
 
 /// Reads the picture on a thread of outsideWork(), since its file system may not answer.

@@ -1,38 +1,30 @@
 #pragma once
 
-#include <QPoint>
 #include <QRect>
-#include <QSize>
 
 class QScreen;
 class QWidget;
 
-/// The arithmetic behind the window tools, on plain rectangles and free of any state, so that any screen layout can be
-/// computed. Sizes and positions are in pixels.
+/// The arithmetic behind the window tools, on plain rectangles so that any screen layout can be computed. Stateless; sizes
+/// and positions are in pixels.
 namespace tarn::visualized::placement {
 
 constexpr int DesignDpi = 96;
-
 /// Nearest integer, halves upward (-1.5 becomes -1); values beyond int are cut at its limits.
 int roundHalfUp(double value);
 /// A design size at the given DPI.
 int scaled(int value, int dpi);
 /// The screen of w's top-level window once that has a native handle, else the primary screen; null without screens.
 QScreen *screenOf(const QWidget *w);
-
 /// The window moved as little as needed to lie within the area; the top-left corner stays visible when it is larger.
 QRect inside(const QRect &window, const QRect &area);
 /// Moves the window into the available area of the screen under its centre, or of the nearest one. Size and a position
 /// that is all right are left alone.
 void keepOnScreen(QWidget *window);
-/// CToolkit::SetDlgToScreenCenter() on the primary screen. Where the primary screen does not start at (0, 0), so that this
-/// is a place on another screen, the window is moved to the middle of the primary one.
+/// CToolkit::SetDlgToScreenCenter(); where that is a place on another screen, moves on to the middle of the primary one.
 void centreOnPrimary(QWidget *window);
-
-/// Top-left corner for a dialog in the middle of a screen's available area. The origin of the area is deliberately not
-/// added: with a panel at the left or top the dialog is that much further left or up.
+/// Top-left corner for a dialog in the middle of a screen's available area; deliberately without the origin of the area.
 QPoint screenCentre(const QRect &available, const QRect &dialog);
-
 /// Geometry (dialog pixels) of a dialog of the given size centred over a window of another process; the offset is
 /// subtracted from both coordinates.
 /// @param parent in device pixels of the root window

@@ -58,10 +58,9 @@ QString elided(const QString &text, const QFont &font, int width, int lines)
 // Not escaped: a text without any other markup is shown as plain text.
 QString literal(const QString &words)
 {
-    QString result = words;
-    for (const QChar begin : {QLatin1Char('<'), QLatin1Char('&')})
-        result.replace(begin, begin + QString(BreakHere));
-    return result;
+    return QString(words)
+        .replace(QLatin1Char('<'), QLatin1Char('<') + QString(BreakHere))
+        .replace(QLatin1Char('&'), QLatin1Char('&') + QString(BreakHere));
 }
 
 QString toolTip(const QString &text)

@@ -17,11 +17,9 @@ constexpr int ShadowMargin = 10; // design pixels at 96 DPI
 // Look
 QString panelSheet()
 {
-    return QStringLiteral("#CTimingMessageBox{border:none;background-color:#F8F8F8;}");
-}
-QString textSheet()
-{
-    return QStringLiteral("color:#454D5A;border:none;background-color:transparent;");
+    return QStringLiteral("#CTimingMessageBox{border:none;background-color:#F8F8F8;}"
+                          "#messageText{color:%1;border:none;background-color:transparent;}")
+        .arg(look::TextDark);
 }
 } // namespace
 
@@ -48,7 +46,6 @@ QWidget *CTimingMessageBox::textPanel(const QString &text)
     auto *panel = new QWidget(this);
     panel->setObjectName(QStringLiteral("CTimingMessageBox"));
     panel->setAttribute(Qt::WA_StyledBackground);
-    panel->setStyleSheet(panelSheet());
     auto *shadow = new QGraphicsDropShadowEffect(panel);
     shadow->setBlurRadius(look::scaled(ShadowMargin, this));
     shadow->setOffset(0, look::scaled(2, this));
@@ -57,7 +54,6 @@ QWidget *CTimingMessageBox::textPanel(const QString &text)
 
     auto *label = new ElideLabel(panel);
     label->setObjectName(QStringLiteral("messageText"));
-    label->setStyleSheet(textSheet());
     label->setFont(look::yaHei(14, QFont::Normal, this));
     label->setAlignment(Qt::AlignCenter);
     label->setMaximumLines(3);
@@ -65,20 +61,16 @@ QWidget *CTimingMessageBox::textPanel(const QString &text)
     auto *row = new QHBoxLayout(panel);
     look::space(row, {24, 0, 24, 0}, 0, this);
     row->addWidget(label);
+    panel->setStyleSheet(panelSheet());
     return panel;
 }
 
 void CTimingMessageBox::showEvent(QShowEvent *event)
 {
     QDialog::showEvent(event);
+    updateShape();
     centreOverParent(this);
     accessible::announce(this);
-}
-
-void CTimingMessageBox::resizeEvent(QResizeEvent *event)
-{
-    QDialog::resizeEvent(event);
-    updateShape();
 }
 
 // Without a compositor the margin of the shadow would be black.

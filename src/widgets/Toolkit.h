@@ -1,12 +1,12 @@
 #pragma once
 
 #include <QPoint>
-#include <QSize>
 #include <QString>
 
 class QIcon;
 class QLabel;
 class QScreen;
+class QSize;
 class QWidget;
 
 namespace ServiceVisualized {
