@@ -53,12 +53,12 @@ QString boxSheet(const QWidget *box)
                                 QStringLiteral("#C9CFD6"), box);
 }
 
-QLabel *textLabel(const QString &text, QWidget *parent)
+QLabel *textLabel(const QString &text, QWidget *box)
 {
     const safehtml::Reduced shown = safehtml::reduce(text, safehtml::box());
-    auto *label = new QLabel(parent);
+    auto *label = new QLabel(box);
     label->setObjectName(QStringLiteral("messageText"));
-    label->setFont(look::yaHei(TextPx, QFont::Normal, parent));
+    label->setFont(look::yaHei(TextPx, QFont::Normal, box));
     label->setTextFormat(shown.isRich ? Qt::RichText : Qt::PlainText);
     label->setWordWrap(true);
     label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
@@ -70,14 +70,22 @@ QLabel *textLabel(const QString &text, QWidget *parent)
     return label;
 }
 
-} // namespace
+QLabel *iconLabel(const QPair<QString, QString> &icon, QWidget *box)
+{
+    auto *label = new QLabel(box);
+    label->setObjectName(QStringLiteral("messageIcon"));
+    label->setAccessibleName(icon.second);
+    label->setFixedSize(look::scaled(IconSize, box));
+    CToolkit::SetLabelIconPicture(label, icon.first, label->size());
+    return label;
+}
 
 // A frameless scroll area that would like to show its whole text, so that the box grows with it.
-class BoxContent::TextArea final : public QScrollArea
+class TextArea final : public QScrollArea
 {
 public:
-    explicit TextArea(QWidget *parent)
-        : QScrollArea(parent)
+    TextArea(const QString &text, QLabel *label, QDialog *box)
+        : QScrollArea(box)
     {
         setObjectName(QStringLiteral("messageArea"));
         setFrameShape(QFrame::NoFrame);
@@ -85,6 +93,11 @@ public:
         setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         setFocusPolicy(Qt::NoFocus);
         removeScrollBarMenus(this);
+        setMinimumWidth(look::scaled(BoxWidth - Margin - IconSize.width() - 2 * Gap, box) - 2 * Edge);
+        setWidget(label);
+        viewport()->setAutoFillBackground(false); // a sheet's rule for them would be matched against every widget
+        label->setAutoFillBackground(false);
+        applyHeight(text, box);
     }
     QSize sizeHint() const override
     {
@@ -94,17 +107,36 @@ public:
     // moment would keep itself visible.
     int textHeight() const
     {
-        if (m_textHeight < 0 && widget())
+        if (m_textHeight < 0)
             m_textHeight = widget()->heightForWidth(minimumWidth() - look::scaled(ScrollBarWidth, this));
         return m_textHeight;
     }
 
 private:
+    // The height is measured at 96 DPI, where its thresholds belong, and then scaled like every design size.
+    void applyHeight(const QString &text, QDialog *box)
+    {
+        QFont design = widget()->font();
+        design.setPixelSize(TextPx);
+        const QString shown = text::beginning(text, safehtml::box().maxChars);
+        const int measured = measuredBoxHeight(shown, QFontMetrics(design), MostMeasured);
+        if (measured <= MostMeasured)
+            return setMinimumHeight(look::scaled(measured, box));
+        int width = BoxWidth;
+        int height = TallBox;
+        CToolkit::UpdateWidthAndHeight(box, width, height); // a small screen has less than the design asks for
+        const int others = look::scaled(TallBox - TallText, box);
+        setMinimumHeight(qMin(look::scaled(TallText, box), qMax(0, height - others)));
+        box->setFixedHeight(height);
+    }
+
     mutable int m_textHeight = -1;
 };
 
-BoxContent::BoxContent(QDialog *box, const QString &title, const QString &icon, const QString &iconName,
-                       const QString &text)
+} // namespace
+
+BoxContent::BoxContent(QDialog *box, const QString &title, const QPair<QString, QString> &icon, const QString &text,
+                       const QStringList &buttons)
     : QObject(box)
     , m_box(box)
     , m_drag(box)
@@ -116,112 +148,79 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QString &icon, 
     box->setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint);
     box->setWindowIcon(picture::windowIcon(look::icon::Window));
     box->setFixedWidth(look::scaled(BoxWidth, box));
-    m_column = new QVBoxLayout(box);
-    m_column->setContentsMargins(Edge, Edge, Edge, Edge);
-    m_column->setSpacing(0);
-    addText(icon, iconName, text);
+    QLabel *image = iconLabel(icon, box);
+    QLabel *label = textLabel(text, box);
+    connect(label, &QLabel::linkActivated, this, &BoxContent::openLink);
+    auto *area = new TextArea(text, label, box);
+    auto *row = new QHBoxLayout;
+    look::space(row, {Margin, Gap, Gap, Gap}, Gap, box);
+    row->addWidget(image);
+    row->addWidget(area, 1);
+    if (area->sizeHint().height() > look::scaled(3 * IconSize.height(), box))
+        row->setAlignment(image, Qt::AlignTop);
+    auto *column = new QVBoxLayout(box);
+    column->setContentsMargins(Edge, Edge, Edge, Edge);
+    column->setSpacing(0);
+    column->addLayout(row, 1);
+    column->addWidget(buttonBand(buttons));
+    addTitleBar();
+    column->insertWidget(0, m_titleBar);
+    // Set last: whatever has been asked for its size before keeps the size without the sheet.
+    box->setStyleSheet(boxSheet(box));
 
-    auto *band = new QWidget(box);
-    band->setObjectName(QStringLiteral("buttonBand"));
-    band->setFixedHeight(look::scaled(64, box));
-    m_buttons = new QHBoxLayout(band);
-    look::space(m_buttons, {Margin, 0, Margin, Gap}, Gap, box);
-    m_column->addWidget(band);
+    // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
+    int height = column->sizeHint().height();
+    if (const QScreen *screen = placement::screenOf(box))
+        height = qMin(height, screen->availableGeometry().height());
+    box->resize(box->width(), height);
+    column->activate();
+    if (area->textHeight() > area->height())
+        area->setFocusPolicy(Qt::StrongFocus); // scrolled by keyboard
+    front::neutralFocus(box);
     accessible::setRole(box, QAccessible::AlertMessage);
     box->installEventFilter(this);
 }
 
-void BoxContent::addText(const QString &icon, const QString &iconName, const QString &text)
+QWidget *BoxContent::buttonBand(const QStringList &texts)
 {
-    auto *row = new QHBoxLayout;
-    look::space(row, {Margin, Gap, Gap, Gap}, Gap, m_box);
-    auto *image = new QLabel(m_box);
-    image->setObjectName(QStringLiteral("messageIcon"));
-    image->setAccessibleName(iconName);
-    image->setFixedSize(look::scaled(IconSize, m_box));
-    CToolkit::SetLabelIconPicture(image, icon, image->size());
-    row->addWidget(image);
-
-    m_area = new TextArea(m_box);
-    m_area->setMinimumWidth(look::scaled(BoxWidth - Margin - IconSize.width() - 2 * Gap, m_box) - 2 * Edge);
-    QLabel *label = textLabel(text, m_box);
-    connect(label, &QLabel::linkActivated, this, &BoxContent::openLink);
-    m_area->setWidget(label);
-    m_area->viewport()->setAutoFillBackground(false); // a sheet's rule for them would be matched against every widget
-    label->setAutoFillBackground(false);
-    applyHeight(text);
-    row->addWidget(m_area, 1);
-    if (m_area->sizeHint().height() > look::scaled(3 * IconSize.height(), m_box))
-        row->setAlignment(image, Qt::AlignTop);
-    m_column->addLayout(row, 1);
-}
-
-// The height is measured at 96 DPI, where its thresholds belong, and then scaled like every design size.
-void BoxContent::applyHeight(const QString &text)
-{
-    QFont design = m_area->widget()->font();
-    design.setPixelSize(TextPx);
-    const QString shown = text::beginning(text, safehtml::box().maxChars);
-    const int measured = measuredBoxHeight(shown, QFontMetrics(design), MostMeasured);
-    if (measured <= MostMeasured) {
-        m_area->setMinimumHeight(look::scaled(measured, m_box));
-        return;
+    auto *band = new QWidget(m_box);
+    band->setObjectName(QStringLiteral("buttonBand"));
+    band->setFixedHeight(look::scaled(64, m_box));
+    auto *row = new QHBoxLayout(band);
+    look::space(row, {Margin, 0, Margin, Gap}, Gap, m_box);
+    row->addStretch(1);
+    for (const QString &text : texts) {
+        const bool isFirst = m_buttons.isEmpty();
+        auto *button = new CCustomBtn(text, isFirst ? CCustomBtn::Blue : CCustomBtn::Grey, band);
+        button->setObjectName(isFirst ? QStringLiteral("okButton") : QStringLiteral("cancelButton"));
+        button->setFont(look::yaHei(TextPx, QFont::Normal, band));
+        button->setMinimumWidth(look::scaled(80, band));
+        button->setFixedHeight(look::scaled(40, band));
+        row->addWidget(button);
+        m_buttons.append(button);
     }
-    int width = BoxWidth;
-    int height = TallBox;
-    CToolkit::UpdateWidthAndHeight(m_box, width, height); // a small screen has less than the design asks for
-    const int others = look::scaled(TallBox - TallText, m_box);
-    m_area->setMinimumHeight(qMin(look::scaled(TallText, m_box), qMax(0, height - others)));
-    m_box->setFixedHeight(height);
+    if (texts.size() == 1)
+        row->addStretch(1); // a single button is in the middle
+    return band;
 }
 
-CCustomBtn *BoxContent::addButton(const QString &text, const QString &objectName, bool confirming)
+// Created after the buttons: Tab follows the order of creation, and the close button comes last.
+void BoxContent::addTitleBar()
 {
-    QWidget *band = m_buttons->parentWidget();
-    auto *button = new CCustomBtn(text, confirming ? CCustomBtn::Blue : CCustomBtn::Grey, band);
-    button->setObjectName(objectName);
-    button->setFont(look::yaHei(TextPx, QFont::Normal, band));
-    button->setMinimumWidth(look::scaled(80, band));
-    button->setFixedHeight(look::scaled(40, band));
-    if (!m_first) {
-        m_first = button;
-        m_buttons->addStretch(1);
-    }
-    m_buttons->addWidget(button);
-    return button;
-}
-
-const CustomTitleBar *BoxContent::finish()
-{
-    auto *bar = new CustomTitleBar(m_box);
-    bar->setFixedHeight(look::scaled(look::TitleHeight, m_box));
-    bar->SetTitleLogo(look::icon::Window);
-    bar->SetTitleText(m_box->windowTitle());
-    bar->addStretch(1);
-    bar->AddCloseButton();
-    m_column->insertWidget(0, bar);
-    // Set last: whatever has been asked for its size before keeps the size without the sheet.
-    m_box->setStyleSheet(boxSheet(m_box));
-    if (m_buttons->count() == 2)
-        m_buttons->addStretch(1); // a single button is in the middle
-    // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
-    int height = m_column->sizeHint().height();
-    if (const QScreen *screen = placement::screenOf(m_box))
-        height = qMin(height, screen->availableGeometry().height());
-    m_box->resize(m_box->width(), height);
-    m_column->activate();
-    if (m_area->textHeight() > m_area->height())
-        m_area->setFocusPolicy(Qt::StrongFocus); // scrolled by keyboard
-    front::neutralFocus(m_box);
-    return bar;
+    m_titleBar = new CustomTitleBar(m_box);
+    m_titleBar->setFixedHeight(look::scaled(look::TitleHeight, m_box));
+    m_titleBar->SetTitleLogo(look::icon::Window);
+    m_titleBar->SetTitleText(m_box->windowTitle());
+    m_titleBar->addStretch(1);
+    m_titleBar->AddCloseButton();
 }
 
 void BoxContent::setOrigin(eBoxOrigin origin)
 {
     const bool asked = origin == eBoxOrigin::AskedFor;
-    m_first->setDefault(asked);
+    button(0)->setDefault(asked);
     if (asked)
-        m_first->setFocus(Qt::OtherFocusReason);
+        button(0)->setFocus(Qt::OtherFocusReason);
     else
         front::neutralFocus(m_box);
 }

@@ -3,13 +3,12 @@
 #include "widgets/TipStatus.h"
 #include "widgets/WindowDrag.h"
 #include <QObject>
+#include <QPair>
 
 class CCustomBtn;
 class CustomTitleBar;
 class QDialog;
 class QFontMetrics;
-class QHBoxLayout;
-class QVBoxLayout;
 
 namespace tarn::visualized {
 
@@ -25,17 +24,14 @@ class BoxContent final : public QObject
 {
     Q_OBJECT
 public:
-    /// Makes the box a frameless dialog with icon and text.
-    /// @param iconName of the icon for screen readers
-    BoxContent(QDialog *box, const QString &title, const QString &icon, const QString &iconName, const QString &text);
+    /// Fills the box, which becomes frameless.
+    /// @param icon its path, and its name for screen readers
+    /// @param buttons one text, or two; the first button is blue
+    BoxContent(QDialog *box, const QString &title, const QPair<QString, QString> &icon, const QString &text,
+               const QStringList &buttons);
 
-    /// Adds a button to the right of the others; a confirming one is blue.
-    CCustomBtn *addButton(const QString &text, const QString &objectName, bool confirming);
-    /// Puts the title bar on top, sets the sheet and the size. Called after the buttons exist: Tab follows the order of
-    /// creation, and the close button comes last.
-    /// @return the title bar, for the box to connect
-    const CustomTitleBar *finish();
-
+    const CustomTitleBar *titleBar() const { return m_titleBar; }
+    CCustomBtn *button(int index) const { return m_buttons.at(index); }
     /// The first button of a box that the user asked for is its default and has the focus; otherwise none has.
     void setOrigin(eBoxOrigin origin);
 
@@ -50,18 +46,14 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    void addText(const QString &icon, const QString &iconName, const QString &text);
-    void applyHeight(const QString &text);
+    QWidget *buttonBand(const QStringList &texts);
+    void addTitleBar();
     void openLink(const QString &link);
 
-    class TextArea;
-
     QDialog *const m_box;
-    QVBoxLayout *m_column = nullptr;
-    TextArea *m_area = nullptr;
-    QHBoxLayout *m_buttons = nullptr;
-    CCustomBtn *m_first = nullptr;
     WindowDrag m_drag;
+    QList<CCustomBtn *> m_buttons;
+    CustomTitleBar *m_titleBar = nullptr;
 };
 
 /// Moves a box exactly over the middle of its parent's window (without a parent: of the active window, else of the primary

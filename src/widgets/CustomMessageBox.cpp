@@ -19,12 +19,11 @@ void CustomMessageBox::Init(const QString &title, const QString &text, eTipStatu
         {eTipError, {look::icon::Error, QStringLiteral("错误")}},
         {eTipWarning, {look::icon::Warning, QStringLiteral("警告")}},
         {eTipSuccess, {look::icon::Success, QStringLiteral("成功")}}};
-    const auto [icon, iconName] = tones.value(status, {look::icon::Normal, QStringLiteral("提示")});
-    m_content = new BoxContent(this, title, icon, iconName, text);
+    const auto icon = tones.value(status, {look::icon::Normal, QStringLiteral("提示")});
+    m_content = new BoxContent(this, title, icon, text, {QStringLiteral("确定")});
     connect(m_content, &BoxContent::linkFollowed, this, &CustomMessageBox::onLinkClick);
-    CCustomBtn *ok = m_content->addButton(QStringLiteral("确定"), QStringLiteral("okButton"), true);
-    connect(ok, &CCustomBtn::clicked, this, &CustomMessageBox::on_close_btn_clicked);
-    const CustomTitleBar *bar = m_content->finish();
+    connect(m_content->button(0), &CCustomBtn::clicked, this, &CustomMessageBox::on_close_btn_clicked);
+    const CustomTitleBar *bar = m_content->titleBar();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CustomMessageBox::on_close_btn_clicked);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &CustomMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &CustomMessageBox::OnCustomTitleBarmoved);

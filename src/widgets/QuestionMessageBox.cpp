@@ -14,12 +14,11 @@ QuestionMessageBox::QuestionMessageBox(const QString &title, const QString &text
 
 void QuestionMessageBox::Init(const QString &title, const QString &text)
 {
-    m_content = new BoxContent(this, title, look::icon::Question, QStringLiteral("询问"), text);
-    m_okButton = m_content->addButton(QStringLiteral("确定"), QStringLiteral("okButton"), true);
-    m_cancelButton = m_content->addButton(QStringLiteral("取消"), QStringLiteral("cancelButton"), false);
-    connect(m_okButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_ok_btn_clicked);
-    connect(m_cancelButton, &CCustomBtn::clicked, this, &QuestionMessageBox::on_concel_btn_clicked);
-    const CustomTitleBar *bar = m_content->finish();
+    m_content = new BoxContent(this, title, {look::icon::Question, QStringLiteral("询问")}, text,
+                               {QStringLiteral("确定"), QStringLiteral("取消")});
+    connect(m_content->button(0), &CCustomBtn::clicked, this, &QuestionMessageBox::on_ok_btn_clicked);
+    connect(m_content->button(1), &CCustomBtn::clicked, this, &QuestionMessageBox::on_concel_btn_clicked);
+    const CustomTitleBar *bar = m_content->titleBar();
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &QuestionMessageBox::on_concel_btn_clicked);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &QuestionMessageBox::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &QuestionMessageBox::OnCustomTitleBarmoved);
@@ -27,8 +26,8 @@ void QuestionMessageBox::Init(const QString &title, const QString &text)
 
 void QuestionMessageBox::SetButtonText(const QString &okText, const QString &cancelText)
 {
-    m_okButton->setText(okText);
-    m_cancelButton->setText(cancelText);
+    m_content->button(0)->setText(okText);
+    m_content->button(1)->setText(cancelText);
 }
 
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent, QString okText, QString cancelText,

@@ -2,8 +2,6 @@
 
 #include "widgets/CustomMessageBox.h"
 
-class CCustomBtn;
-
 /// A question with two buttons, "确定" and "取消" unless set otherwise. Escape and the close button answer like the
 /// second one. GUI thread.
 class QuestionMessageBox final : public QDialog
@@ -26,8 +24,6 @@ private:
     void Init(const QString &title, const QString &text);
 
     tarn::visualized::BoxContent *m_content = nullptr;
-    CCustomBtn *m_okButton = nullptr;
-    CCustomBtn *m_cancelButton = nullptr;
 };
 
 /// Asks a question, modal to the parent's window.

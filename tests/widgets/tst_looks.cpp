@@ -1,3 +1,4 @@
+#include "support/SavedPicture.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/ElideLabel.h"
@@ -173,10 +174,7 @@ private slots:
     void pictures()
     {
         QTemporaryDir folder;
-        const QString path = folder.filePath("wide.png");
-        QImage wide(400, 200, QImage::Format_RGB32);
-        wide.fill(Qt::red);
-        QVERIFY(wide.save(path));
+        const QString path = savedPicture(folder.filePath("wide.png"), QSize(400, 200));
         const QPixmap sharp = picture::load(path, QSize(100, 100), 2.0);
         QCOMPARE(sharp.size(), QSize(200, 100));
         QCOMPARE(sharp.devicePixelRatio(), 2.0);

@@ -1,3 +1,4 @@
+#include "support/SavedPicture.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/ToolDialog.h"
 #include <QAccessible>
@@ -43,12 +44,8 @@ private slots:
     void logoFromOutside()
     {
         const QTemporaryDir folder;
-        const QString path = folder.filePath("logo.png");
-        QImage picture(64, 32, QImage::Format_RGB32);
-        picture.fill(Qt::red);
-        QVERIFY(picture.save(path));
         CustomTitleBar bar(nullptr);
-        bar.SetTitleLogo(path);
+        bar.SetTitleLogo(savedPicture(folder.filePath("logo.png"), QSize(64, 32)));
         const auto *logo = bar.findChild<QLabel *>("titleLogo");
         const auto shown = [logo] { return logo->pixmap(Qt::ReturnByValue).size(); };
         QCOMPARE(shown(), QSize(0, 0));
