@@ -40,4 +40,11 @@ void LinkLabel::focusInEvent(QFocusEvent *event)
         focusNextPrevChild(event->reason() == Qt::TabFocusReason);
 }
 
+// A label with markup that is laid out while it is painted asks to be painted again.
+void LinkLabel::resizeEvent(QResizeEvent *event)
+{
+    QLabel::resizeEvent(event);
+    heightForWidth(width());
+}
+
 } // namespace tarn::visualized

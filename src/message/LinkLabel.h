@@ -19,6 +19,7 @@ public:
 protected:
     bool focusNextPrevChild(bool next) override;
     void focusInEvent(QFocusEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 };
 
 } // namespace tarn::visualized

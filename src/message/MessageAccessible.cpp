@@ -56,6 +56,7 @@ public:
     QAccessible::State state() const override
     {
         QAccessible::State state = QAccessibleWidget::state();
+        state.invisible = item()->isDeleted(); // the list shows the others when they come into view
         state.selectable = true;
         state.selected = item()->isSelected();
         state.focusable = true;
@@ -73,11 +74,18 @@ public:
             item()->select();
         else if (name == toggleAction())
             item()->OnArrowBtnClicked();
-        else
-            QAccessibleWidget::doAction(name);
+        else if (name == setFocusAction())
+            takeFocus();
     }
 
 private:
+    void takeFocus()
+    {
+        if (MessageList *list = MessageList::of(item()))
+            list->scrollTo(item()); // shows it, without which it cannot have the focus
+        QAccessibleWidget::doAction(setFocusAction());
+    }
+
     CMessageListItem *item() const { return static_cast<CMessageListItem *>(widget()); }
 };
 

@@ -6,38 +6,55 @@
 #include "widgets/dpitoolkit.h"
 
 #include <QCoreApplication>
-#include <QHash>
 #include <QPainter>
+#include <map>
+#include <memory>
 
 using namespace tarn::visualized;
 
 namespace {
-// One card per resolution in DPI, which is the key.
-QHash<int, QSharedPointer<const MessageCard>> cards;
+constexpr int FrameRadius = 8;
+std::map<int, std::unique_ptr<const MessageCard>> cards; // by DPI
 
 // Icons must not outlive the application.
 void dropCards()
 {
     cards.clear();
 }
+
+// A frame that is nothing but its four corners.
+QPixmap cornersOf(const QColor &border, const QColor &ground, int thick, qreal ratio)
+{
+    const QSize size(2 * FrameRadius, 2 * FrameRadius);
+    QPixmap corners(size * ratio);
+    corners.setDevicePixelRatio(ratio);
+    corners.fill(Qt::transparent);
+    QPainter painter(&corners);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(border, thick));
+    painter.setBrush(ground);
+    const qreal half = thick / 2.0;
+    painter.drawRoundedRect(QRectF(QPointF(), size).adjusted(half, half, -half, -half), FrameRadius - half,
+                            FrameRadius - half);
+    return corners;
+}
 } // namespace
 
-QSharedPointer<const MessageCard> MessageCard::of(const QWidget *w)
+const MessageCard &MessageCard::of(const QWidget *w)
 {
-    const int dpi = Utils::DpiToolkit::getDPI(w);
-    QSharedPointer<const MessageCard> &card = cards[dpi];
+    std::unique_ptr<const MessageCard> &card = cards[Utils::DpiToolkit::getDPI(w)];
     if (!card) {
         qAddPostRoutine(dropCards);
-        card.reset(new MessageCard(dpi, w));
+        card.reset(new MessageCard(w));
     }
-    return card;
+    return *card;
 }
 
-MessageCard::MessageCard(int dpi, const QWidget *w)
-    : m_dpi(dpi)
-    , m_titleFont(look::yaHei(TitlePx, QFont::DemiBold, w))
-    , m_timeFont(look::yaHei(TimePx, QFont::Normal, w))
-    , m_bodyFont(look::yaHei(BodyPx, QFont::Normal, w))
+MessageCard::MessageCard(const QWidget *w)
+    : m_dpi(Utils::DpiToolkit::getDPI(w))
+    , m_titleFont(look::yaHei(14, QFont::DemiBold, w))
+    , m_timeFont(look::yaHei(12, QFont::Normal, w))
+    , m_bodyFont(look::yaHei(13, QFont::Normal, w))
     , m_dot(look::icon::Unread)
     , m_collapsed(look::icon::Collapse)
     , m_expanded(look::icon::Expand)
@@ -52,65 +69,69 @@ int MessageCard::px(int design) const
 
 QRect MessageCard::dotRect() const
 {
-    const int size = px(DotSize);
-    return {padding(), padding() + (px(TitleHeight) - size) / 2, size, size};
+    const int size = px(8);
+    return {padding(), padding() + (titleHeight() - size) / 2, size, size};
 }
 
 QRect MessageCard::arrowRect(int width) const
 {
-    const int size = px(ButtonSize);
-    return {width - padding() - size, padding() + (px(TitleHeight) - size) / 2, size, size};
-}
-
-QRect MessageCard::arrowIconRect(int width) const
-{
-    QRect icon(QPoint(0, 0), iconSize());
-    icon.moveCenter(arrowRect(width).center());
-    return icon;
+    const int size = px(26);
+    return {width - padding() - size, padding() + (titleHeight() - size) / 2, size, size};
 }
 
 QRect MessageCard::deleteRect(int width) const
 {
-    const int size = px(ButtonSize);
-    return {width - padding() - size, collapsedHeight() - padding() - size, size, size};
+    QRect button = arrowRect(width);
+    button.moveBottom(collapsedHeight() - padding() - 1);
+    return button;
 }
 
 QRect MessageCard::textRect(int width) const
 {
-    const int left = dotRect().right() + 1 + px(Gap);
+    const int left = dotRect().right() + 1 + gap();
     const int right = arrowRect(width).left() - padding();
     return {left, padding(), qMax(1, right - left), collapsedHeight() - 2 * padding()};
 }
 
-void MessageCard::drawFrame(QPainter *painter, const QRect &rect, bool isSelected, bool hasFocus) const
+void MessageCard::drawFrame(QPainter *painter, const QSize &size, bool isSelected, bool hasFocus) const
 {
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->setPen(hasFocus ? QPen(QColor(look::FrameBlue), 2) : QPen(QColor(0xDFE1E3), 1));
-    painter->setBrush(isSelected ? QColor(look::PaleBlue) : QColor(0xFDFCFC));
-    const qreal half = hasFocus ? 1 : 0.5;
-    const qreal radius = 8 - half;
-    painter->drawRoundedRect(QRectF(rect).adjusted(half, half, -half, -half), radius, radius);
-    painter->setBrush(Qt::NoBrush);
+    const QColor border = hasFocus ? QColor(look::FrameBlue) : QColor(0xDFE1E3);
+    const QColor ground = isSelected ? QColor(look::PaleBlue) : QColor(0xFDFCFC);
+    const int thick = hasFocus ? 2 : 1;
+    const qreal ratio = painter->device()->devicePixelRatioF();
+    QPixmap &corners = m_corners[int(isSelected) + 2 * int(hasFocus)]; // drawing them takes longer than the text
+    if (corners.isNull() || corners.devicePixelRatio() != ratio)
+        corners = cornersOf(border, ground, thick, ratio);
+    const QRect rect(QPoint(), size);
+    const QRect across = rect.adjusted(0, FrameRadius, 0, -FrameRadius);
+    const QRect down = rect.adjusted(FrameRadius, 0, -FrameRadius, 0);
+    painter->fillRect(across, border);
+    painter->fillRect(down, border);
+    painter->fillRect(across.adjusted(thick, 0, -thick, 0), ground);
+    painter->fillRect(down.adjusted(0, thick, 0, -thick), ground);
+    const int side = int(FrameRadius * ratio);
+    for (const int x : {0, 1}) {
+        for (const int y : {0, 1})
+            painter->drawPixmap(x * (rect.width() - FrameRadius), y * (rect.height() - FrameRadius), corners, x * side,
+                                y * side, side, side);
+    }
 }
 
 void MessageCard::drawHead(QPainter *painter, int width, const QString &title, const QString &time) const
 {
     QRect line = textRect(width);
-    line.setHeight(px(TitleHeight));
-    const auto shown = [](const QString &text, const QFont &font, int room) {
-        return text::elided(text::brief(text).simplified(), font, room);
+    line.setHeight(titleHeight());
+    const auto draw = [&](const QFont &font, QRgb color, Qt::Alignment side, const QString &text, int room) {
+        const QString shown = text::elided(text::brief(text).simplified(), font, room);
+        painter->setFont(font);
+        painter->setPen(QColor(color));
+        painter->drawText(line, int(side | Qt::AlignVCenter) | Qt::TextSingleLine, shown);
+        return shown;
     };
-    const QString shownTime = shown(time, m_timeFont, line.width() / 3);
-    painter->setFont(m_timeFont);
-    painter->setPen(QColor(0xA2A1A1));
-    painter->drawText(line, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, shownTime);
-
+    const QString shownTime = draw(m_timeFont, 0xA2A1A1, Qt::AlignRight, time, line.width() / 3);
     if (!shownTime.isEmpty())
         line.setRight(line.right() - QFontMetrics(m_timeFont).horizontalAdvance(shownTime) - padding());
-    painter->setFont(m_titleFont);
-    painter->setPen(QColor(0x4A4A4A));
-    painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                      shown(title, m_titleFont, line.width()));
+    draw(m_titleFont, 0x4A4A4A, Qt::AlignLeft, title, line.width());
 }
 
 void MessageCard::drawPreview(QPainter *painter, int width, const QString &lines) const
@@ -122,4 +143,11 @@ void MessageCard::drawPreview(QPainter *painter, int width, const QString &lines
         painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
         line.translate(0, lineHeight());
     }
+}
+
+void MessageCard::drawArrow(QPainter *painter, int width, bool isExpanded) const
+{
+    QRect icon(QPoint(), iconSize());
+    icon.moveCenter(arrowRect(width).center());
+    arrow(isExpanded).paint(painter, icon);
 }

@@ -3,12 +3,12 @@
 #include "message/MessageAccessible.h"
 #include "message/MessageCard.h"
 #include "message/MessageListItem.h"
+#include "message/MsgCenterDataMgr.h"
 #include "widgets/Look.h"
 #include "widgets/TextMenu.h"
 
 #include <QApplication>
 #include <QKeyEvent>
-#include <QPainter>
 #include <QScrollBar>
 #include <algorithm>
 
@@ -22,48 +22,39 @@ QString barSheet(const QWidget *w)
 }
 } // namespace
 
-/// Stacks its items and remembers its height.
+/// Stacks its children, which are items, and keeps their common height.
 class MessageChunk final : public QWidget
 {
 public:
     explicit MessageChunk(QWidget *parent)
         : QWidget(parent)
     {
+        setAttribute(Qt::WA_StaticContents); // an item that grows repaints nothing above it
     }
 
-    void append(CMessageListItem *item) { m_items.push_back(item); }
+    void invalidate() { m_fittedWidth = -1; }
 
     int fitToWidth(int width, int gap)
     {
         if (width == m_fittedWidth)
-            return m_height;
-        m_height = 0;
-        for (CMessageListItem *item : m_items) {
-            if (item->isDeleted())
+            return height();
+        int top = 0;
+        for (QObject *child : children()) {
+            auto *item = static_cast<CMessageListItem *>(child);
+            if (item->isDeleted()) {
+                item->hide();
                 continue;
+            }
             const int height = item->fitToWidth(width);
-            item->setGeometry(0, m_height, width, height);
-            m_height += height + gap;
+            item->setGeometry(0, top, width, height);
+            top += height + gap;
         }
         m_fittedWidth = width;
-        return m_height;
-    }
-
-protected:
-    bool event(QEvent *event) override
-    {
-        // An item changed its height: the items below it move.
-        if (event->type() == QEvent::LayoutRequest) {
-            m_fittedWidth = -1;
-            QApplication::postEvent(parentWidget(), new QEvent(QEvent::LayoutRequest));
-        }
-        return QWidget::event(event);
+        return top;
     }
 
 private:
-    std::vector<CMessageListItem *> m_items;
     int m_fittedWidth = -1; // -1: to be arranged
-    int m_height = 0;
 };
 
 MessageList::MessageList(QWidget *parent)
@@ -79,15 +70,12 @@ MessageList::MessageList(QWidget *parent)
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     removeScrollBarMenus(this);
     verticalScrollBar()->setStyleSheet(barSheet(this));
-    verticalScrollBar()->setSingleStep((m_card->collapsedHeight() + m_card->gap()) / 3);
-    // Opaque and static, so that scrolling and growing keep the painted part.
-    m_content->setAttribute(Qt::WA_OpaquePaintEvent);
-    m_content->setAttribute(Qt::WA_StaticContents);
-    m_content->installEventFilter(this);
-    setWidget(m_content);
-    QPalette ground = viewport()->palette(); // below the last item
+    verticalScrollBar()->setSingleStep((m_card.collapsedHeight() + m_card.gap()) / 3);
+    QPalette ground = viewport()->palette();
     ground.setColor(QPalette::Window, Qt::white);
     viewport()->setPalette(ground);
+    setWidget(m_content); // opaque, which keeps the painted part when it scrolls
+    m_content->setAttribute(Qt::WA_StaticContents);
 }
 
 MessageList::~MessageList() = default;
@@ -103,62 +91,54 @@ MessageList *MessageList::of(const CMessageListItem *item)
 CMessageListItem *MessageList::neighbour(const CMessageListItem *item, int step) const
 {
     const auto found = std::find(m_items.begin(), m_items.end(), item);
-    if (found == m_items.end())
-        return nullptr;
-    const int count = int(m_items.size());
-    for (int i = int(found - m_items.begin()) + step; i >= 0 && i < count; i += step) {
-        if (!m_items[size_t(i)]->isDeleted())
-            return m_items[size_t(i)];
+    return found == m_items.end() ? nullptr : firstStaying(int(found - m_items.begin()) + step, step);
+}
+
+CMessageListItem *MessageList::firstStaying(int index, int step) const
+{
+    for (; index >= 0 && index < int(m_items.size()); index += step) {
+        if (!m_items[size_t(index)]->isDeleted())
+            return m_items[size_t(index)];
     }
     return nullptr;
 }
 
-void MessageList::setExpected(int count)
+void MessageList::setTotal(int count)
 {
-    m_expected = count;
+    m_total = count;
     arrange();
 }
 
-QWidget *MessageList::newChunk()
+void MessageList::addChunk(sMsgData *first, int count)
 {
-    m_chunks.push_back(new MessageChunk(m_content));
-    return m_chunks.back();
-}
-
-void MessageList::append(CMessageListItem *item)
-{
-    m_chunks.back()->append(item);
-    m_items.push_back(item);
-    m_expected = qMax(0, m_expected - 1);
+    auto *chunk = new MessageChunk(m_content);
+    for (int i = 0; i < count; ++i)
+        m_items.push_back(new CMessageListItem(first + i, false, chunk));
+    m_chunks.push_back(chunk);
     if (!m_tabStop)
-        setTabStop(item);
-}
-
-void MessageList::finishChunk()
-{
+        setTabStop(m_items.front());
     arrange();
-    m_chunks.back()->show();
 }
 
-void MessageList::prepare(CMessageListItem *item)
+void MessageList::rearrange(const CMessageListItem *item)
 {
-    emit itemNeeded(item);
+    static_cast<MessageChunk *>(item->parentWidget())->invalidate();
+    arrange();
 }
 
 void MessageList::scrollTo(CMessageListItem *item)
 {
-    arrange();
-    ensureWidgetVisible(item, 0, m_card->gap());
+    ensureWidgetVisible(item, 0, m_card.gap());
 }
 
 void MessageList::goTo(CMessageListItem *item)
 {
     if (!item)
         return;
+    scrollTo(item); // shows it, without which it cannot have the focus
     setTabStop(item);
     item->setFocus(Qt::OtherFocusReason);
     item->select();
-    scrollTo(item);
 }
 
 void MessageList::setTabStop(CMessageListItem *item)
@@ -166,47 +146,30 @@ void MessageList::setTabStop(CMessageListItem *item)
     if (m_tabStop)
         m_tabStop->setFocusPolicy(Qt::ClickFocus);
     m_tabStop = item;
-    if (m_tabStop)
-        m_tabStop->setFocusPolicy(Qt::StrongFocus);
+    m_tabStop->setFocusPolicy(Qt::StrongFocus);
 }
 
 bool MessageList::handleKey(int key)
 {
     CMessageListItem *item = focused();
-    const auto step = [&](int by) { return item ? neighbour(item, by) : m_tabStop; };
     switch (key) {
     case Qt::Key_Up:
-        goTo(step(-1));
-        return true;
     case Qt::Key_Down:
-        goTo(step(1));
+        goTo(item ? neighbour(item, key == Qt::Key_Up ? -1 : 1) : m_tabStop);
         return true;
     case Qt::Key_PageUp:
-        goTo(item ? pageFrom(item, -1) : m_tabStop);
-        return true;
     case Qt::Key_PageDown:
-        goTo(item ? pageFrom(item, 1) : m_tabStop);
+        goTo(item ? pageFrom(item, key == Qt::Key_PageUp ? -1 : 1) : m_tabStop);
         return true;
     case Qt::Key_Home:
-    case Qt::Key_End: {
-        if (m_items.empty())
-            return true;
-        item = key == Qt::Key_Home ? m_items.front() : m_items.back();
-        goTo(item->isDeleted() ? neighbour(item, key == Qt::Key_Home ? 1 : -1) : item);
+        goTo(firstStaying(0, 1));
         return true;
-    }
+    case Qt::Key_End:
+        goTo(firstStaying(int(m_items.size()) - 1, -1));
+        return true;
     default:
         return false;
     }
-}
-
-bool MessageList::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == m_content && event->type() == QEvent::LayoutRequest)
-        arrange();
-    if (watched == m_content && event->type() == QEvent::Paint)
-        paintGround();
-    return QScrollArea::eventFilter(watched, event);
 }
 
 void MessageList::keyPressEvent(QKeyEvent *event)
@@ -221,6 +184,12 @@ void MessageList::resizeEvent(QResizeEvent *event)
     arrange();
 }
 
+void MessageList::scrollContentsBy(int dx, int dy)
+{
+    QScrollArea::scrollContentsBy(dx, dy);
+    showChunks();
+}
+
 void MessageList::arrange()
 {
     const int margin = look::scaled(16, this);
@@ -228,20 +197,22 @@ void MessageList::arrange()
     const int width = qMax(1, viewport()->width() - 2 * margin);
     int top = end;
     for (MessageChunk *chunk : m_chunks) {
-        const int height = chunk->fitToWidth(width, m_card->gap());
+        const int height = chunk->fitToWidth(width, m_card.gap());
         chunk->setGeometry(margin, top, width, height);
         top += height;
     }
-    top += m_expected * (m_card->collapsedHeight() + m_card->gap());
+    top += qMax(0, m_total - int(m_items.size())) * (m_card.collapsedHeight() + m_card.gap());
     m_content->resize(viewport()->width(), qMin(top + end, QWIDGETSIZE_MAX));
+    showChunks();
 }
 
-void MessageList::paintGround()
+// A chunk is shown when it first comes into view: that takes a widget more time and memory than to exist.
+void MessageList::showChunks()
 {
-    QPainter(m_content).fillRect(m_content->visibleRegion().boundingRect(), Qt::white);
-    if (!m_wasPainted) {
-        m_wasPainted = true;
-        emit firstPainted();
+    const QRect view(-m_content->pos(), viewport()->size());
+    for (MessageChunk *chunk : m_chunks) {
+        if (chunk->isHidden() && chunk->geometry().intersects(view))
+            chunk->show();
     }
 }
 
@@ -259,7 +230,7 @@ CMessageListItem *MessageList::pageFrom(CMessageListItem *item, int step) const
     CMessageListItem *last = item;
     int left = viewport()->height();
     while (CMessageListItem *next = neighbour(last, step)) {
-        left -= next->height() + m_card->gap();
+        left -= next->height() + m_card.gap();
         if (left < 0 && last != item)
             break;
         last = next;

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <QScrollArea>
-#include <QSharedPointer>
 #include <vector>
 
 class CMessageListItem;
 class MessageCard;
 class MessageChunk;
+struct sMsgData;
 
 /// The scrolling list of the message center. Each chunk of items has its own container: a widget with thousands of
 /// children paints and finds its children slowly. The space of items to come is reserved from the start, so that
@@ -15,8 +15,6 @@ class MessageList final : public QScrollArea
 {
     Q_OBJECT
 public:
-    static constexpr int ChunkSize = 50;
-
     explicit MessageList(QWidget *parent);
     ~MessageList() override;
 
@@ -28,44 +26,40 @@ public:
     /// The next item that is not deleted, in either direction from this one; null at the end.
     CMessageListItem *neighbour(const CMessageListItem *item, int step) const;
 
-    /// Holds the space of so many collapsed items that are not there yet.
-    void setExpected(int count);
-    /// A new container at the end, to be the parent of up to ChunkSize items; they count once append() is called.
-    QWidget *newChunk();
-    void append(CMessageListItem *item);
-    /// Shows the last chunk, in the place that was reserved for its items.
-    void finishChunk();
-    /// Connects the item, once, before it reports anything: connections of thousands of items that the user never touches
-    /// would take more memory than the items.
-    void prepare(CMessageListItem *item);
+    /// Reserves the space of so many items in all.
+    void setTotal(int count);
+    /// Adds items at the end for the first messages of an array that the caller keeps.
+    void addChunk(sMsgData *first, int count);
+    /// Moves what is below an item that has another height now, or is deleted.
+    void rearrange(const CMessageListItem *item);
     void scrollTo(CMessageListItem *item);
     /// Selects the item, gives it the focus and scrolls to it; null does nothing.
     void goTo(CMessageListItem *item);
-    /// The one item that the Tab key reaches.
-    void setTabStop(CMessageListItem *item);
     /// Moves the selection for the arrow and page keys. @return whether the key was one of them
     bool handleKey(int key);
 
 signals:
+    /// An item asks to be connected, once, before it reports anything: connections of thousands of items that the user
+    /// never touches would take more memory than the items.
     void itemNeeded(CMessageListItem *item);
-    void firstPainted(); ///< once, when the user can see the first screen
 
 protected:
-    bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
+    void scrollContentsBy(int dx, int dy) override;
 
 private:
     void arrange();
-    void paintGround();
+    void showChunks();
+    void setTabStop(CMessageListItem *item);
     CMessageListItem *focused() const;
     CMessageListItem *pageFrom(CMessageListItem *item, int step) const;
+    CMessageListItem *firstStaying(int index, int step) const;
 
-    QSharedPointer<const MessageCard> m_card;
+    const MessageCard &m_card;
     QWidget *m_content;
     std::vector<MessageChunk *> m_chunks;
     std::vector<CMessageListItem *> m_items;
-    CMessageListItem *m_tabStop = nullptr; // items live as long as the list
-    int m_expected = 0;
-    bool m_wasPainted = false;
+    CMessageListItem *m_tabStop = nullptr; // the one item that Tab reaches; items live as long as the list
+    int m_total = 0;
 };

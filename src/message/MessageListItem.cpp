@@ -47,19 +47,17 @@ CMessageListItem::CMessageListItem(sMsgData *message, bool expanded, QWidget *pa
     setFocusPolicy(Qt::ClickFocus);
 }
 
-CMessageListItem::~CMessageListItem() = default;
-
 int CMessageListItem::fitToWidth(int width)
 {
-    int height = m_card->collapsedHeight();
-    if (m_isExpanded) {
-        buildBody();
-        const QRect text = m_card->textRect(width);
-        m_body->move(text.left(), m_card->bodyTop());
-        height = qMax(height, m_card->bodyTop() + m_body->fitToWidth(text.width()) + m_card->padding());
-        m_body->show();
-    }
-    return height;
+    placeParts(width);
+    if (!m_isExpanded)
+        return m_card.collapsedHeight();
+    buildBody(width);
+    const QRect text = m_card.textRect(width);
+    m_body->move(text.left(), m_card.bodyTop());
+    const int bodyHeight = m_body->fitToWidth(text.width());
+    m_body->show();
+    return qMax(m_card.collapsedHeight(), m_card.bodyTop() + bodyHeight + m_card.padding());
 }
 
 void CMessageListItem::setSelected(bool selected)
@@ -79,7 +77,7 @@ void CMessageListItem::ReadMessage(bool all)
     VT_LOG(info) << (all ? QStringLiteral("【全部已读】消息已读，去除未读红点。")
                          : QStringLiteral("【消息中心交互流程日志记录】消息已读，去除未读红点。"));
     if (!all)
-        update(m_card->dotRect());
+        update(m_card.dotRect());
 }
 
 void CMessageListItem::select()
@@ -92,10 +90,10 @@ void CMessageListItem::select()
     emit MessageSelected(m_message->MsgId);
 }
 
-void CMessageListItem::markDeleted()
+void CMessageListItem::rearrange()
 {
-    m_isDeleted = true;
-    hide();
+    if (MessageList *list = MessageList::of(this))
+        list->rearrange(this);
 }
 
 void CMessageListItem::OnArrowBtnClicked()
@@ -105,10 +103,8 @@ void CMessageListItem::OnArrowBtnClicked()
     VT_LOG(info) << (m_isExpanded ? QStringLiteral("【消息中心交互流程日志记录】消息%1展开详细信息。")
                                   : QStringLiteral("【消息中心交互流程日志记录】消息%1收起详细信息。"))
                         .arg(m_message->MsgId);
-    if (m_isExpanded)
-        buildBody();
     applyState();
-    updateGeometry();
+    rearrange();
     messageaccessible::announceExpansion(this);
     if (m_isExpanded)
         reportReading();
@@ -157,14 +153,14 @@ bool CMessageListItem::event(QEvent *event)
 void CMessageListItem::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    m_card->drawFrame(&painter, rect(), m_isSelected, hasFocus());
-    m_card->drawHead(&painter, width(), m_message->MsgTitle, m_message->MsgDateTime);
+    m_card.drawFrame(&painter, size(), m_isSelected, hasFocus());
+    m_card.drawHead(&painter, width(), m_message->MsgTitle, m_message->MsgDateTime);
     if (!m_isExpanded)
-        m_card->drawPreview(&painter, width(), abbreviation());
+        m_card.drawPreview(&painter, width(), abbreviation());
     if (m_message->unRead)
-        m_card->dot().paint(&painter, m_card->dotRect());
+        m_card.drawDot(&painter);
     if (!m_arrow)
-        m_card->arrow(m_isExpanded).paint(&painter, m_card->arrowIconRect(width()));
+        m_card.drawArrow(&painter, width(), m_isExpanded);
 }
 
 QString CMessageListItem::preview() const
@@ -174,17 +170,12 @@ QString CMessageListItem::preview() const
 
 QString CMessageListItem::abbreviation()
 {
-    const int width = m_card->textRect(this->width()).width();
+    const int width = m_card.textRect(this->width()).width();
     if (m_abbreviationWidth != width) {
-        m_abbreviation = text::elided(preview(), m_card->bodyFont(), width, 2);
+        m_abbreviation = text::elided(preview(), m_card.bodyFont(), width, 2);
         m_abbreviationWidth = width;
     }
     return m_abbreviation;
-}
-
-void CMessageListItem::resizeEvent(QResizeEvent *)
-{
-    placeParts();
 }
 
 void CMessageListItem::enterEvent(QEvent *)
@@ -194,18 +185,13 @@ void CMessageListItem::enterEvent(QEvent *)
 
 void CMessageListItem::focusInEvent(QFocusEvent *event)
 {
+    QWidget::focusInEvent(event);
     buildParts();
-    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason) {
-        select();
-        if (MessageList *list = MessageList::of(this))
-            list->scrollTo(this); // the focus may come from outside of the list
-    }
-    update();
-}
-
-void CMessageListItem::focusOutEvent(QFocusEvent *)
-{
-    update();
+    if (event->reason() != Qt::TabFocusReason && event->reason() != Qt::BacktabFocusReason)
+        return;
+    select();
+    if (MessageList *list = MessageList::of(this))
+        list->scrollTo(this); // the focus may come from outside of the list
 }
 
 void CMessageListItem::mousePressEvent(QMouseEvent *event)
@@ -213,7 +199,7 @@ void CMessageListItem::mousePressEvent(QMouseEvent *event)
     if (event->button() != Qt::LeftButton)
         return;
     // A touch screen presses before the pointer has entered the card and created the arrow's widget.
-    m_isArrowPressed = m_card->arrowRect(width()).contains(event->pos());
+    m_isArrowPressed = m_card.arrowRect(width()).contains(event->pos());
     buildParts();
     select();
 }
@@ -221,7 +207,7 @@ void CMessageListItem::mousePressEvent(QMouseEvent *event)
 void CMessageListItem::mouseReleaseEvent(QMouseEvent *event)
 {
     const bool wasPressed = std::exchange(m_isArrowPressed, false);
-    if (event->button() == Qt::LeftButton && wasPressed && m_card->arrowRect(width()).contains(event->pos()))
+    if (event->button() == Qt::LeftButton && wasPressed && m_card.arrowRect(width()).contains(event->pos()))
         OnArrowBtnClicked();
 }
 
@@ -256,17 +242,17 @@ void CMessageListItem::buildParts()
     if (m_arrow)
         return;
     if (MessageList *list = MessageList::of(this))
-        list->prepare(this);
+        emit list->itemNeeded(this);
     m_arrow = makeButton(QStringLiteral("arrowButton"));
     connect(m_arrow, &QToolButton::clicked, this, &CMessageListItem::OnArrowBtnClicked);
     m_delete = makeButton(QStringLiteral("deleteButton"));
-    m_delete->setIcon(m_card->bin());
+    m_delete->setIcon(m_card.bin());
     m_delete->setToolTip(QStringLiteral("删除"));
     m_delete->setAccessibleName(QStringLiteral("删除"));
     connect(m_delete, &QToolButton::clicked, this, &CMessageListItem::OnDeleteMessage);
     setTabOrder(this, m_arrow);
     setTabOrder(m_arrow, m_delete);
-    placeParts();
+    placeParts(width());
     applyState();
     m_arrow->show();
 }
@@ -278,24 +264,24 @@ QToolButton *CMessageListItem::makeButton(const QString &name)
     button->setAccessibleDescription(text::brief(m_message->MsgTitle)); // which message it is of
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
-    button->setIconSize(m_card->iconSize());
+    button->setIconSize(m_card.iconSize());
     button->setCursor(Qt::PointingHandCursor);
     return button;
 }
 
-void CMessageListItem::placeParts()
+void CMessageListItem::placeParts(int width)
 {
     if (!m_arrow)
         return;
-    m_arrow->setGeometry(m_card->arrowRect(width()));
-    m_delete->setGeometry(m_card->deleteRect(width()));
+    m_arrow->setGeometry(m_card.arrowRect(width));
+    m_delete->setGeometry(m_card.deleteRect(width));
 }
 
 void CMessageListItem::applyState()
 {
     if (m_arrow) {
         const QString action = m_isExpanded ? QStringLiteral("收起") : QStringLiteral("展开");
-        m_arrow->setIcon(m_card->arrow(m_isExpanded));
+        m_arrow->setIcon(m_card.arrow(m_isExpanded));
         m_arrow->setToolTip(action);
         m_arrow->setAccessibleName(action);
         m_arrow->setFocusPolicy(m_isSelected ? Qt::TabFocus : Qt::NoFocus); // one card's buttons are stops of Tab
@@ -306,15 +292,12 @@ void CMessageListItem::applyState()
     update();
 }
 
-void CMessageListItem::buildBody()
+void CMessageListItem::buildBody(int width)
 {
     if (m_body)
         return;
-    m_body = new CardBody(*m_message, m_card, m_card->textRect(width()).width(), this);
-    connect(m_body, &CardBody::linkActivated, this, &CMessageListItem::OnlinkActivated);
-    connect(m_body, &CardBody::pressed, this, &CMessageListItem::select);
-    connect(m_body, &CardBody::pictureShown, this, &CMessageListItem::updateGeometry);
     buildParts();
+    m_body = new CardBody(this, m_card, m_card.textRect(width).width());
     QWidgetList stops = m_body->tabStops();
     stops.prepend(m_arrow);
     stops.append(m_delete);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QSharedPointer>
 #include <QWidget>
 
 class CardBody;
@@ -18,7 +17,6 @@ public:
     /// @param message stays with the caller and must outlive the item; the item clears its unread mark
     /// @param expanded whether it starts open, which does not count as reading
     CMessageListItem(sMsgData *message, bool expanded, QWidget *parent);
-    ~CMessageListItem() override;
 
     const sMsgData &message() const { return *m_message; }
     bool isSelected() const { return m_isSelected; }
@@ -35,10 +33,12 @@ public:
     void ReadMessage(bool all);
     /// Selects it as a click does.
     void select();
-    /// Takes it out of the list; it stays alive.
-    void markDeleted();
+    /// The list passes over it and hides it when it is arranged next; it stays alive.
+    void markDeleted() { m_isDeleted = true; }
     /// Makes the buttons real widgets.
     void buildParts();
+    /// Takes the height that it needs now, and moves the items below.
+    void rearrange();
 
 public slots:
     void OnArrowBtnClicked();
@@ -54,10 +54,8 @@ signals:
 protected:
     bool event(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
-    void resizeEvent(QResizeEvent *event) override;
     void enterEvent(QEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
-    void focusOutEvent(QFocusEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
@@ -66,14 +64,14 @@ protected:
 private:
     void setSelected(bool selected);
     QToolButton *makeButton(const QString &name);
-    void placeParts();
+    void placeParts(int width);
     void applyState();
-    void buildBody();
+    void buildBody(int width);
     void reportReading();
     QString abbreviation();
 
     sMsgData *m_message;
-    QSharedPointer<const MessageCard> m_card;
+    const MessageCard &m_card;
     QString m_abbreviation; // created when first painted
     int m_abbreviationWidth = -1;
     QToolButton *m_arrow = nullptr; // the buttons exist together or not at all

@@ -27,6 +27,8 @@ using ServiceVisualized::CToolkit;
 namespace {
 constexpr int ListPage = 0;
 constexpr int EmptyPage = 1;
+constexpr size_t FirstChunk = 8; // items, more than the window shows
+constexpr size_t ChunkSize = 50;
 // Look
 QString titleSheet()
 {
@@ -81,13 +83,10 @@ void CMsgCenterDlg::InitDialogUi()
 
     fetchRecords();
     applyCount();
-    m_list->setExpected(int(m_records.size()));
-    m_builder = new QTimer(this);
-    m_builder->setInterval(0);
-    connect(m_builder, &QTimer::timeout, this, &CMsgCenterDlg::buildNextChunk);
-    // The rest waits until the first screen is on the display.
-    connect(m_list, &MessageList::firstPainted, m_builder, QOverload<>::of(&QTimer::start));
-    buildNextChunk();
+    m_list->setTotal(int(m_records.size()));
+    m_builder.setInterval(0);
+    connect(&m_builder, &QTimer::timeout, this, &CMsgCenterDlg::buildChunk);
+    buildChunk();
 }
 
 void CMsgCenterDlg::addTitleBand(QVBoxLayout *column)
@@ -144,39 +143,48 @@ void CMsgCenterDlg::fetchRecords()
     store->GetMessageRecords(m_records);
     m_shownCount = int(m_records.size());
     VT_LOG(info) << QStringLiteral("消息中心展示消息数量：") + QString::number(m_shownCount);
+}
+
+// What the first screen does not need and would have to wait for.
+void CMsgCenterDlg::buildRest()
+{
     QStringList ids;
-    ids.reserve(int(m_records.size()));
     for (const sMsgData &record : m_records)
         ids.append(record.MsgId);
     VT_LOG(info) << QStringLiteral("消息中心展示的消息ID：") + ids.join(QLatin1Char(','));
+    m_builder.start();
 }
 
-void CMsgCenterDlg::buildNextChunk()
+void CMsgCenterDlg::buildChunk()
 {
-    if (m_builtCount >= m_records.size()) {
-        m_builder->stop();
+    const size_t built = m_list->items().size();
+    if (built == m_records.size()) {
+        m_builder.stop();
         return;
     }
-    QWidget *chunk = m_list->newChunk();
-    const size_t end = std::min(m_records.size(), m_builtCount + MessageList::ChunkSize);
-    for (; m_builtCount < end; ++m_builtCount)
-        addItem(m_records[m_builtCount], chunk);
-    m_list->finishChunk();
-    if (!m_list->items().empty())
-        setTabOrder(m_list->items().back(), m_closeButton); // the last stop
+    const size_t count = std::min(m_records.size() - built, built == 0 ? FirstChunk : ChunkSize);
+    m_list->addChunk(&m_records[built], int(count));
+    for (size_t i = built; i < built + count; ++i)
+        addItem(m_list->items()[i]);
+    setTabOrder(m_list->items().back(), m_closeButton); // the last stop
 }
 
-void CMsgCenterDlg::addItem(sMsgData &record, QWidget *parent)
+void CMsgCenterDlg::addItem(CMessageListItem *item)
 {
-    auto *item = new CMessageListItem(&record, false, parent);
-    m_list->append(item);
-    m_itemsById.insert(record.MsgId, item);
-    const auto [first, isFirst] = m_items.emplace(record.MsgId, item);
-    if (!isFirst && static_cast<CMessageListItem *>(first->second)->isDeleted()) { // before this one was built
-        item->markDeleted();
-        --m_shownCount;
-        applyCount();
-    }
+    const QString &id = item->message().MsgId;
+    const auto twin = m_items.find(id);
+    const bool isGone = twin != m_items.end() && twin->second->isDeleted(); // deleted before this one was built
+    m_items.emplace(id, item);
+    if (isGone)
+        remove({item});
+}
+
+QList<CMessageListItem *> CMsgCenterDlg::itemsOf(const QString &id) const
+{
+    QList<CMessageListItem *> items;
+    for (auto [it, end] = m_items.equal_range(id); it != end; ++it)
+        items.append(it->second);
+    return items;
 }
 
 void CMsgCenterDlg::connectItem(CMessageListItem *item)
@@ -226,20 +234,25 @@ void CMsgCenterDlg::OnMessageDeleted(QString strMessageId)
     const QList<CMessageListItem *> items = itemsOf(strMessageId);
     if (strMessageId.isEmpty() || items.isEmpty() || items.first()->isDeleted())
         return;
-    moveSelectionAway(items);
-    for (CMessageListItem *item : items) {
-        item->markDeleted();
-        --m_shownCount;
-    }
+    remove(items);
     CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenDeleted(strMessageId, QString(), QString());
+}
+
+void CMsgCenterDlg::remove(const QList<CMessageListItem *> &items)
+{
+    for (CMessageListItem *item : items)
+        item->markDeleted();
+    moveSelectionAway(items);
+    for (CMessageListItem *item : items)
+        m_list->rearrange(item);
+    m_shownCount -= items.size();
     applyCount();
 }
 
 void CMsgCenterDlg::moveSelectionAway(const QList<CMessageListItem *> &items)
 {
-    const auto isLeaving = [](const CMessageListItem *item) {
-        return item->isSelected() || item == item->window()->focusWidget() ||
-               item->isAncestorOf(item->window()->focusWidget());
+    const auto isLeaving = [this](const CMessageListItem *item) {
+        return item->isSelected() || item == focusWidget() || item->isAncestorOf(focusWidget());
     };
     const auto leaving = std::find_if(items.begin(), items.end(), isLeaving);
     if (leaving == items.end())
@@ -247,15 +260,9 @@ void CMsgCenterDlg::moveSelectionAway(const QList<CMessageListItem *> &items)
     for (CMessageListItem *item : items)
         item->ClearMessageSelected();
     m_selectedId.clear();
-    const auto firstStaying = [&](int step) {
-        CMessageListItem *next = m_list->neighbour(*leaving, step);
-        while (next && items.contains(next))
-            next = m_list->neighbour(next, step);
-        return next;
-    };
-    CMessageListItem *next = firstStaying(1);
+    CMessageListItem *next = m_list->neighbour(*leaving, 1);
     if (!next)
-        next = firstStaying(-1);
+        next = m_list->neighbour(*leaving, -1);
     if (next)
         m_list->goTo(next);
     else
@@ -277,7 +284,7 @@ void CMsgCenterDlg::ReadAllMsg()
     VT_LOG(debug) << QStringLiteral("首条消息为：") + m_records.front().MsgId;
     for (CMessageListItem *item : m_list->items())
         item->ReadMessage(true);
-    for (size_t i = m_builtCount; i < m_records.size(); ++i) { // those whose items are not built yet
+    for (size_t i = m_list->items().size(); i < m_records.size(); ++i) { // those whose items are not built yet
         if (std::exchange(m_records[i].unRead, false))
             VT_LOG(info) << QStringLiteral("【全部已读】消息已读，去除未读红点。");
     }
@@ -311,7 +318,7 @@ void CMsgCenterDlg::forwardToItem(CMessagePushEvent *event)
     const QString id = named->GetMessageId();
     for (CMessageListItem *item : itemsOf(id))
         QCoreApplication::postEvent(item, new CMessagePushEvent(event->type(), event->GetEventData()));
-    for (size_t i = m_builtCount; i < m_records.size(); ++i) {
+    for (size_t i = m_list->items().size(); i < m_records.size(); ++i) {
         if (m_records[i].MsgId == id)
             m_records[i].unRead = false;
     }
@@ -353,6 +360,8 @@ void CMsgCenterDlg::keyPressEvent(QKeyEvent *event)
 
 void CMsgCenterDlg::paintEvent(QPaintEvent *)
 {
+    if (!std::exchange(m_wasPainted, true))
+        QTimer::singleShot(0, this, &CMsgCenterDlg::buildRest);
     QPainter painter(this);
     painter.fillRect(rect(), Qt::white);
     painter.setPen(QColor(look::FrameBlue));

@@ -4,7 +4,7 @@
 #include "message/MsgCenterDataMgr.h"
 #include "widgets/ToolDialog.h"
 
-#include <QHash>
+#include <QTimer>
 #include <map>
 
 class CMessageListItem;
@@ -12,7 +12,6 @@ class CMessagePushEvent;
 class MessageList;
 class QPushButton;
 class QStackedWidget;
-class QTimer;
 class QVBoxLayout;
 
 /// The window that lists every message of the message service. Fetches the records once, in its constructor; shows the
@@ -44,36 +43,35 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 
-private slots:
-    void buildNextChunk();
-    void connectItem(CMessageListItem *item);
-
 private:
     void InitDialogUi();
     void addTitleBand(QVBoxLayout *column);
     QWidget *actionBand();
     QWidget *emptyPage();
     void fetchRecords();
-    void addItem(sMsgData &record, QWidget *parent);
+    void buildRest();
+    void buildChunk();
+    void addItem(CMessageListItem *item);
+    void connectItem(CMessageListItem *item);
     void ReadAllMsg();
     void BeforeCloseDiallog();
     void applyCount();
     void notifyObservers(const QString &id, EMessageEventType type);
     void forwardToItem(CMessagePushEvent *event);
-    void moveSelectionAway(const QList<CMessageListItem *> &items);
     /// The items of all records with this id, which are one message to the service.
-    QList<CMessageListItem *> itemsOf(const QString &id) const { return m_itemsById.values(id); }
+    QList<CMessageListItem *> itemsOf(const QString &id) const;
+    void remove(const QList<CMessageListItem *> &items);
+    void moveSelectionAway(const QList<CMessageListItem *> &items);
 
-    std::vector<sMsgData> m_records;      // filled once: the items point into it
-    std::map<QString, QObject *> m_items; // the first item of each id
-    QMultiHash<QString, CMessageListItem *> m_itemsById;
+    std::vector<sMsgData> m_records; // filled once: the items point into it
+    std::multimap<QString, CMessageListItem *> m_items;
     QString m_selectedId;
     int m_shownCount = 0;
     bool m_hasLeftObserver = false;
-    size_t m_builtCount = 0;
+    bool m_wasPainted = false;
     QStackedWidget *m_pages = nullptr;
     MessageList *m_list = nullptr;
     QPushButton *m_readAll = nullptr;
     QWidget *m_closeButton = nullptr;
-    QTimer *m_builder = nullptr;
+    QTimer m_builder;
 };

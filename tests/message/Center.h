@@ -73,7 +73,7 @@ inline QToolButton *bin(CMessageListItem *item)
 inline bool hasDot(CMessageListItem *item)
 {
     const QImage card = item->grab().toImage();
-    return card.pixelColor(MessageCard::of(item)->dotRect().center()).saturation() > 100;
+    return card.pixelColor(MessageCard::of(item).dotRect().center()).saturation() > 100;
 }
 
 inline int page(const Window &window)

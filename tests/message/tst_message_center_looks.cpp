@@ -1,4 +1,4 @@
-#include "message/CardTextView.h"
+#include "message/CardBody.h"
 #include "message/Center.h"
 #include <QAccessible>
 #include <QFile>
