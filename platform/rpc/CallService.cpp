@@ -45,20 +45,22 @@ public:
     }
     void start()
     {
-        WorkerPool &workers = m_service.m_workers;
         if (hold(static_cast<qint64>(m_in.Length())) > limits::HeldBytes) {
             Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many bytes wait")));
-        } else if (workers.tryEnter()) {
+        } else if (!m_service.m_single && !m_service.m_entered.test_and_set()) {
             const grpc::Status status = answer();
-            workers.leave();
+            m_service.m_entered.clear();
             Finish(status);
-        } else if (!workers.start(this)) {
+        } else if (++m_service.m_queued <= limits::QueuedCalls) {
+            m_service.m_pool.start(this);
+        } else {
+            --m_service.m_queued;
             Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
         }
     }
     void run() override
     {
-        m_service.m_workers.taken();
+        --m_service.m_queued;
         Finish(answer());
     }
     bool isCancelled() const override { return m_context->IsCancelled() || isLate(); }
@@ -118,13 +120,14 @@ grpc::Status CallService::Running::answer()
     return grpc::Status::OK;
 }
 
-CallService::CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client,
-                         WorkerPool &workers, quint64 epoch)
+CallService::CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client, int threads,
+                         quint64 epoch)
     : m_servants(std::move(servants))
     , m_client(std::move(client))
-    , m_workers(workers)
     , m_epoch(epoch)
+    , m_single(threads <= 1)
 {
+    m_pool.setMaxThreadCount(m_single ? 1 : threads - 1);
 }
 
 grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,

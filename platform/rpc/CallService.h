@@ -2,16 +2,18 @@
 #include "rpc/Messages.h"
 #include "rpc/Proxy.h"
 #include "rpc/Servants.h"
-#include "rpc/WorkerPool.h"
 #include "tarn/v1/invoker.grpc.pb.h"
+#include <QThreadPool>
 
 namespace tarn::rpc {
 
-/// The Invoker service of a process.
+/// The Invoker service of a process. It executes "ThreadNum" calls at once: one in the gRPC thread that has read it, which
+/// saves two thread switches and is nearly always enough, the others in a pool with a bounded queue. gRPC has two such
+/// threads or more, so that one is left to read and to notice callers that end.
 class CallService final : public v1::Invoker::WithRawCallbackMethod_Call<v1::Invoker::Service>
 {
 public:
-    CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client, WorkerPool &workers,
+    CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client, int threads,
                 quint64 epoch);
     grpc::ServerUnaryReactor *Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
                                    grpc::ByteBuffer *response) override;
@@ -22,9 +24,12 @@ private:
 
     const std::shared_ptr<const ServantTable> m_servants;
     const std::shared_ptr<ClientSide> m_client; ///< for objects that callers pass; null in the hub
-    WorkerPool &m_workers;
     const quint64 m_epoch;
+    const bool m_single;                           ///< one thread only: all calls are queued in the pool
+    std::atomic_flag m_entered = ATOMIC_FLAG_INIT; ///< a gRPC thread executes a call
+    std::atomic_int m_queued = 0;
     std::atomic<qint64> m_heldBytes = 0; ///< of calls that are not done
+    QThreadPool m_pool;
 };
 
 } // namespace tarn::rpc

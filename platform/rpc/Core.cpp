@@ -33,11 +33,6 @@ struct Rpc::Private::Server
     std::unique_ptr<Lease> lease; // destroyed first
 };
 
-Rpc::Private::~Private()
-{
-    shutdown();
-}
-
 RpcError Rpc::Private::init(const QHash<QString, QString> &table)
 {
     Settings settings;
@@ -68,7 +63,7 @@ RpcError Rpc::Private::init(const QHash<QString, QString> &table)
 void Rpc::Private::shutdown()
 {
     client->pending.close();
-    std::vector<std::shared_ptr<AdapterState>> adapters;
+    std::vector<std::shared_ptr<RpcAdapter::Private>> adapters;
     {
         const QMutexLocker lock(&m_mutex);
         adapters = m_adapters;
@@ -77,16 +72,13 @@ void Rpc::Private::shutdown()
         deactivate(*adapter);
 }
 
-std::shared_ptr<AdapterState> Rpc::Private::newAdapter(const QString &name)
+std::shared_ptr<RpcAdapter::Private> Rpc::Private::newAdapter(std::shared_ptr<Rpc::Private> self)
 {
-    auto adapter = std::make_shared<AdapterState>();
-    adapter->name = name;
     const QMutexLocker lock(&m_mutex);
-    m_adapters.push_back(adapter);
-    return adapter;
+    return m_adapters.emplace_back(std::make_shared<RpcAdapter::Private>(std::move(self)));
 }
 
-RpcError Rpc::Private::add(AdapterState &adapter, Servant servant)
+RpcError Rpc::Private::add(RpcAdapter::Private &adapter, Servant servant)
 {
     if (!isInitialized())
         return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
@@ -111,7 +103,7 @@ RpcError Rpc::Private::add(AdapterState &adapter, Servant servant)
     return error;
 }
 
-RpcError Rpc::Private::activate(AdapterState &adapter)
+RpcError Rpc::Private::activate(RpcAdapter::Private &adapter)
 {
     if (!isInitialized())
         return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
@@ -130,24 +122,25 @@ RpcError Rpc::Private::activate(AdapterState &adapter)
     return publish(); // a taken tag leaves the adapter active: the lease asks for it again
 }
 
-RpcError Rpc::Private::deactivate(AdapterState &adapter)
+void Rpc::Private::deactivate(RpcAdapter::Private &adapter)
 {
     bool wasActive = false;
     {
         const QMutexLocker lock(&m_mutex);
         wasActive = std::exchange(adapter.active, false);
-        if (wasActive)
-            delist(adapter);
+        for (const auto &servant : adapter.servants) {
+            if (wasActive)
+                m_servants->remove(servant.first);
+        }
     }
     adapter.gate->closeAndWait();
     if (wasActive) {
         publish();
         closeIdleServer();
     }
-    return {};
 }
 
-RpcError Rpc::Private::remove(AdapterState &adapter, const QString &tag)
+RpcError Rpc::Private::remove(RpcAdapter::Private &adapter, const QString &tag)
 {
     Servant gone; // outlives the lock: its object's destructor may call here
     bool publishedOne = false;
@@ -167,14 +160,14 @@ RpcError Rpc::Private::remove(AdapterState &adapter, const QString &tag)
     return {};
 }
 
-void Rpc::Private::drop(const std::shared_ptr<AdapterState> &adapter)
+void Rpc::Private::drop(const std::shared_ptr<RpcAdapter::Private> &adapter)
 {
     deactivate(*adapter);
     const QMutexLocker lock(&m_mutex);
     m_adapters.erase(std::remove(m_adapters.begin(), m_adapters.end(), adapter), m_adapters.end());
 }
 
-ObjectRef Rpc::Private::reference(const AdapterState &adapter, const QString &tag) const
+ObjectRef Rpc::Private::reference(const RpcAdapter::Private &adapter, const QString &tag) const
 {
     const QMutexLocker lock(&m_mutex);
     const auto it = adapter.servants.find(tag);
@@ -194,8 +187,13 @@ RpcError Rpc::Private::openServer()
         return makeError(RpcError::Failed, reason);
     }
     try {
+        const auto onLost = [hook = hubLost] {
+            const QMutexLocker lock(&hook->mutex);
+            if (hook->callback)
+                hook->callback();
+        };
         server->lease = std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(),
-                                                server->endpoint.epoch(), [hook = m_hubLost] { hook->call(); });
+                                                server->endpoint.epoch(), onLost);
     } catch (const std::system_error &e) {
         return makeError(RpcError::Failed,
                          QStringLiteral("no thread can be started: %1").arg(QString::fromLocal8Bit(e.what())));
@@ -205,7 +203,7 @@ RpcError Rpc::Private::openServer()
 }
 
 /// Makes the adapter's objects callable.
-RpcError Rpc::Private::enlist(AdapterState &adapter)
+RpcError Rpc::Private::enlist(RpcAdapter::Private &adapter)
 {
     for (auto it = adapter.servants.begin(); it != adapter.servants.end(); ++it) {
         if (m_servants->insert(it->second))
@@ -218,12 +216,6 @@ RpcError Rpc::Private::enlist(AdapterState &adapter)
         return error;
     }
     return {};
-}
-
-void Rpc::Private::delist(AdapterState &adapter)
-{
-    for (const auto &servant : adapter.servants)
-        m_servants->remove(servant.first);
 }
 
 /// Sends the hub the set of objects to be registered.
@@ -245,11 +237,6 @@ RpcError Rpc::Private::publish()
     return server ? server->lease->set(objects) : RpcError();
 }
 
-void Rpc::Private::setHubLost(std::function<void()> callback)
-{
-    m_hubLost->set(std::move(callback));
-}
-
 void Rpc::Private::closeIdleServer()
 {
     std::shared_ptr<Server> idle; // destroyed after the lock is released
@@ -258,6 +245,57 @@ void Rpc::Private::closeIdleServer()
         std::any_of(m_adapters.begin(), m_adapters.end(), [](const auto &adapter) { return adapter->active; });
     if (!used)
         idle = std::move(m_server);
+}
+
+Rpc::Rpc()
+    : d(std::make_shared<Private>())
+{
+}
+
+Rpc::~Rpc()
+{
+    d->shutdown();
+}
+
+bool Rpc::init(const QHash<QString, QString> &settings)
+{
+    return succeed(d->init(settings));
+}
+
+bool Rpc::isInitialized() const
+{
+    return d->isInitialized();
+}
+
+QSharedPointer<RpcAdapter> Rpc::createAdapter(const QString &name)
+{
+    if (name.isEmpty()) {
+        fail(RpcError::InvalidArgument, QStringLiteral("an adapter needs a name"));
+        return {};
+    }
+    succeed({});
+    return QSharedPointer<RpcAdapter>::create(d->newAdapter(d));
+}
+
+QSharedPointer<RpcProxy> Rpc::stringToProxy(const QString &tag)
+{
+    ObjectRef ref;
+    if (!d->isInitialized())
+        fail(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
+    else if (succeed(d->client->hub.resolve(tag, HubLink::Deadline::max(), &ref)))
+        return QSharedPointer<Proxy>::create(d->client, ref, true);
+    return {};
+}
+
+void Rpc::setHubLost(std::function<void()> callback)
+{
+    const QMutexLocker lock(&d->hubLost->mutex);
+    d->hubLost->callback = std::move(callback);
+}
+
+void Rpc::shutdown()
+{
+    d->shutdown();
 }
 
 } // namespace tarn::rpc

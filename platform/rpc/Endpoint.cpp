@@ -72,8 +72,7 @@ void enablePlugins()
 
 Endpoint::Endpoint(std::shared_ptr<const ServantTable> servants, const std::shared_ptr<ClientSide> &client, int threads)
     : m_epoch(randomEpoch())
-    , m_workers(threads)
-    , m_calls(std::make_unique<CallService>(std::move(servants), client, m_workers, m_epoch))
+    , m_calls(std::make_unique<CallService>(std::move(servants), client, threads, m_epoch))
 {
 }
 

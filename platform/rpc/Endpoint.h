@@ -2,7 +2,6 @@
 #include "rpc/Listener.h"
 #include "rpc/Servants.h"
 #include "rpc/Settings.h"
-#include "rpc/WorkerPool.h"
 #include <vector>
 
 namespace grpc {
@@ -36,7 +35,6 @@ private:
     bool start(const std::shared_ptr<grpc::ServerCredentials> &trust, grpc::Service *further, QString *error);
 
     const quint64 m_epoch;
-    WorkerPool m_workers;
     std::unique_ptr<CallService> m_calls;
     std::unique_ptr<grpc::Server> m_server;
     QString m_target;

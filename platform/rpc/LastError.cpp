@@ -3,32 +3,24 @@
 
 namespace tarn::rpc {
 
-static RpcError &slot()
-{
-    static thread_local RpcError error;
-    return error;
-}
+static thread_local RpcError t_error;
 
 RpcError getRpcLastError()
 {
-    return slot();
+    return t_error;
 }
 
-void setLastError(const RpcError &error)
+bool succeed(const RpcError &error)
 {
-    slot() = error;
-}
-
-bool fail(const RpcError &error)
-{
-    trace(QStringLiteral("error %1: %2").arg(error.code).arg(QString::fromStdString(error.message)));
-    setLastError(error);
-    return false;
+    t_error = error;
+    if (error.code != RpcError::None)
+        trace(QStringLiteral("error %1: %2").arg(error.code).arg(QString::fromStdString(error.message)));
+    return error.code == RpcError::None;
 }
 
 bool fail(RpcError::Code code, const QString &message)
 {
-    return fail(makeError(code, message));
+    return succeed(makeError(code, message));
 }
 
 } // namespace tarn::rpc

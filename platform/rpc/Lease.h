@@ -16,7 +16,6 @@ struct Registered
 {
     QString interfaceName;
     QString tag;
-    bool operator==(const Registered &other) const { return interfaceName == other.interfaceName && tag == other.tag; }
 };
 
 /// Keeps this process's objects registered: one stream to the hub, opened again - on a fresh channel, every 100 ms, at

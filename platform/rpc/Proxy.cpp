@@ -19,40 +19,6 @@ bool neverArrived(const grpc::Status &status)
 
 } // namespace
 
-bool PendingCalls::add(grpc::ClientContext *context)
-{
-    const QMutexLocker lock(&m_mutex);
-    if (m_open)
-        m_contexts.insert(context);
-    return m_open;
-}
-
-void PendingCalls::remove(grpc::ClientContext *context)
-{
-    const QMutexLocker lock(&m_mutex);
-    m_contexts.erase(context);
-}
-
-void PendingCalls::open()
-{
-    const QMutexLocker lock(&m_mutex);
-    m_open = true;
-}
-
-bool PendingCalls::isOpen()
-{
-    const QMutexLocker lock(&m_mutex);
-    return m_open;
-}
-
-void PendingCalls::close()
-{
-    const QMutexLocker lock(&m_mutex);
-    m_open = false;
-    for (grpc::ClientContext *context : m_contexts)
-        context->TryCancel();
-}
-
 Proxy::Proxy(std::shared_ptr<ClientSide> side, ObjectRef ref, bool resolvable)
     : m_side(std::move(side))
     , m_ref(std::move(ref))
@@ -79,10 +45,7 @@ CallResult Proxy::call(const QString &method, const Bag &input, int timeoutMs)
         if (status.error_code() == grpc::StatusCode::UNIMPLEMENTED)
             result.errorText = QString::fromStdString(status.error_message());
     }
-    if (result.arrived())
-        clearLastError();
-    else
-        fail(result.error);
+    succeed(result.error);
     return result;
 }
 

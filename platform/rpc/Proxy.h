@@ -3,6 +3,7 @@
 #include "rpc/HubLink.h"
 #include "tarn/rpc/RpcProxy.h"
 #include <atomic>
+#include <grpcpp/client_context.h>
 #include <set>
 
 namespace tarn::rpc {
@@ -11,15 +12,31 @@ namespace tarn::rpc {
 class PendingCalls
 {
 public:
-    bool add(grpc::ClientContext *context); ///< false after close()
-    void remove(grpc::ClientContext *context);
-    void open();
-    void close(); ///< cancels all, lets none in any more
-    bool isOpen();
+    bool add(grpc::ClientContext *context) ///< false after close()
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (m_open)
+            m_contexts.insert(context);
+        return m_open;
+    }
+    void remove(grpc::ClientContext *context)
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_contexts.erase(context);
+    }
+    void open() { m_open = true; }
+    bool isOpen() const { return m_open; }
+    void close() ///< cancels all, lets none in any more
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_open = false;
+        for (grpc::ClientContext *context : m_contexts)
+            context->TryCancel();
+    }
 
 private:
     QMutex m_mutex;
-    bool m_open = false;
+    std::atomic_bool m_open = false;
     std::set<grpc::ClientContext *> m_contexts;
 };
 

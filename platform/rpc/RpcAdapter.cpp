@@ -10,14 +10,14 @@ namespace tarn::rpc {
 
 constexpr int MaxTagLength = 256;
 
-RpcAdapter::RpcAdapter(std::unique_ptr<Private> p)
+RpcAdapter::RpcAdapter(std::shared_ptr<Private> p)
     : d(std::move(p))
 {
 }
 
 RpcAdapter::~RpcAdapter()
 {
-    d->core->drop(d->state);
+    d->core->drop(d);
 }
 
 bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const QString &tag)
@@ -29,17 +29,18 @@ bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const
 
 bool RpcAdapter::active()
 {
-    return succeed(d->core->activate(*d->state));
+    return succeed(d->core->activate(*d));
 }
 
 bool RpcAdapter::unactive()
 {
-    return succeed(d->core->deactivate(*d->state));
+    d->core->deactivate(*d);
+    return succeed({});
 }
 
 bool RpcAdapter::remove(const QString &tag)
 {
-    return succeed(d->core->remove(*d->state, tag));
+    return succeed(d->core->remove(*d, tag));
 }
 
 RpcError RpcAdapter::Private::add(const std::any &object, const QString &interfaceName, const QString &tag,
@@ -54,7 +55,7 @@ RpcError RpcAdapter::Private::add(const std::any &object, const QString &interfa
     servant.interfaceName = interfaceName;
     servant.tag = tag;
     servant.published = published;
-    return core->add(*state, servant);
+    return core->add(*this, std::move(servant));
 }
 
 ObjectRef bindCallback(RpcAdapter &adapter, const std::any &object, const QString &interfaceName)
@@ -64,7 +65,7 @@ ObjectRef bindCallback(RpcAdapter &adapter, const std::any &object, const QStrin
     const QString tag = QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(random), sizeof(random)).toHex());
     if (!succeed(adapter.d->add(object, interfaceName, tag, false)))
         return {};
-    ObjectRef ref = adapter.d->core->reference(*adapter.d->state, tag);
+    ObjectRef ref = adapter.d->core->reference(*adapter.d, tag);
     if (ref.isNull()) {
         adapter.remove(tag);
         fail(RpcError::InvalidArgument, QStringLiteral("the adapter is not active"));

@@ -5,6 +5,8 @@
 namespace tarn::rpc {
 namespace {
 
+constexpr int MaxPort = 65535;
+
 bool number(const QHash<QString, QString> &table, const QString &key, int min, int max, int *to, QString *error)
 {
     const QString text = table.value(key).trimmed();
@@ -18,15 +20,6 @@ bool number(const QHash<QString, QString> &table, const QString &key, int min, i
         return false;
     }
     *to = value;
-    return true;
-}
-
-bool port(const QHash<QString, QString> &table, const QString &key, quint16 *to, QString *error)
-{
-    int value = *to;
-    if (!number(table, key, 1, 65535, &value, error))
-        return false;
-    *to = static_cast<quint16>(value);
     return true;
 }
 
@@ -56,7 +49,7 @@ bool Settings::parse(const QHash<QString, QString> &table, Settings *to, QString
     read.hub.ip = textOr(table, keys::IP, QStringLiteral("127.0.0.1"));
     read.hubForServers.ip = textOr(table, keys::SvrIP, read.hub.ip);
     read.endpoint.ip = textOr(table, keys::EndpointIp, QString());
-    if (!port(table, keys::Port, &read.hub.port, error))
+    if (!number(table, keys::Port, 1, MaxPort, &read.hub.port, error))
         return false;
     if (read.hub.port == 0) {
         *error = QStringLiteral("setting \"%1\" is missing").arg(keys::Port);
@@ -64,8 +57,8 @@ bool Settings::parse(const QHash<QString, QString> &table, Settings *to, QString
     }
     read.hubForServers.port = read.hub.port;
     // Any number of threads is taken and clamped: hosts derive it from the machine.
-    const bool ok = port(table, keys::SvrPort, &read.hubForServers.port, error) &&
-                    port(table, keys::EndpointPort, &read.endpoint.port, error) &&
+    const bool ok = number(table, keys::SvrPort, 1, MaxPort, &read.hubForServers.port, error) &&
+                    number(table, keys::EndpointPort, 1, MaxPort, &read.endpoint.port, error) &&
                     number(table, keys::Timeout, 1, 24 * 3600 * 1000, &read.timeoutMs, error) &&
                     number(table, keys::ThreadNum, -1000000, 1000000, &read.threads, error);
     read.threads = qBound(1, read.threads, limits::MaxThreads);

@@ -9,7 +9,7 @@ namespace tarn::rpc {
 struct Address
 {
     QString ip;
-    quint16 port = 0;
+    int port = 0;
 
     bool isLocal() const;
     QString text() const; ///< "ip:port", an IPv6 address in brackets

@@ -150,7 +150,7 @@ void Rpc::shutdown()
     d->initialized = false;
 }
 
-RpcAdapter::RpcAdapter(std::unique_ptr<Private> own)
+RpcAdapter::RpcAdapter(std::shared_ptr<Private> own)
     : d(std::move(own))
 {
 }

@@ -13,7 +13,7 @@ class TARN_RPC_EXPORT RpcAdapter
 {
 public:
     class Private;
-    explicit RpcAdapter(std::unique_ptr<Private> d);
+    explicit RpcAdapter(std::shared_ptr<Private> d);
     ~RpcAdapter(); ///< deactivates and removes everything
     RpcAdapter(const RpcAdapter &) = delete;
     RpcAdapter &operator=(const RpcAdapter &) = delete;
@@ -39,7 +39,7 @@ public:
 private:
     friend TARN_RPC_EXPORT ObjectRef bindCallback(RpcAdapter &adapter, const std::any &object,
                                                   const QString &interfaceName);
-    std::unique_ptr<Private> d;
+    std::shared_ptr<Private> d;
 };
 
 } // namespace tarn::rpc
