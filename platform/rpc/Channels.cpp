@@ -115,20 +115,20 @@ QString unixTarget(const QString &path)
     return UnixScheme + QString::fromLatin1(QUrl::toPercentEncoding(path, "/"));
 }
 
-QString hubTarget(const Address &hub, QString *error)
-{
-    if (!hub.isLocal())
-        return hub.text();
-    const QString path = socketPath(hubSocketName(hub.port), error);
-    return path.isEmpty() ? QString() : unixTarget(path);
-}
-
 std::shared_ptr<grpc::Channel> makeChannel(const QString &target, bool watched, QString *error)
 {
     const auto trust = credentials(target, error);
     if (!trust)
         return nullptr;
     return grpc::CreateCustomChannel(target.toStdString(), trust, channelArguments(watched));
+}
+
+std::shared_ptr<grpc::Channel> makeChannel(const Address &hub, bool watched, QString *error)
+{
+    if (!hub.isLocal())
+        return makeChannel(hub.text(), watched, error);
+    const QString path = socketPath(hubSocketName(hub.port), error);
+    return path.isEmpty() ? nullptr : makeChannel(unixTarget(path), watched, error);
 }
 
 std::shared_ptr<grpc::ServerCredentials> tlsServerCredentials(QString *error)

@@ -13,9 +13,7 @@
 /// Channels, credentials and the arguments that matter on both.
 namespace tarn::rpc {
 
-/// gRPC's text for an address: "unix:" with the percent-encoded path of the hub's socket for a local one.
-/// @return empty (with the error) when the runtime directory is refused
-QString hubTarget(const Address &hub, QString *error);
+/// gRPC's text for a socket: "unix:" with the percent-encoded path.
 QString unixTarget(const QString &path);
 
 /// A new channel, which shares no memory of failed attempts with another. Not connected yet.
@@ -23,6 +21,8 @@ QString unixTarget(const QString &path);
 /// @return null (with the error) for an address that would need TLS where no certificates are configured, or that is
 ///         no address of ours
 std::shared_ptr<grpc::Channel> makeChannel(const QString &target, bool watched, QString *error);
+/// The same to the hub, through its socket where the address is a local one.
+std::shared_ptr<grpc::Channel> makeChannel(const Address &hub, bool watched, QString *error);
 
 /// Mutual TLS from TARN_TLS_CA, TARN_TLS_CERT and TARN_TLS_KEY (PEM files), for callers whose certificate has one of the
 /// names in TARN_TLS_NAMES (separated by commas); null (with the error) without one of the four.
@@ -37,7 +37,6 @@ public:
     explicit Connection(std::shared_ptr<grpc::Channel> channel);
     ~Connection(); ///< no copy of the channel exists any more
 
-    grpc::Channel &channel() { return *m_channel; }
     std::shared_ptr<grpc::Channel> share() const { return m_channel; }
     /// Connects. @return false when the peer cannot be reached or the deadline passes
     bool open(std::chrono::system_clock::time_point deadline);

@@ -23,7 +23,7 @@ quint64 randomEpoch()
     return epoch;
 }
 
-void setLimits(grpc::ServerBuilder &builder)
+void configure(grpc::ServerBuilder &builder)
 {
     builder.SetMaxReceiveMessageSize(limits::MessageBytes);
     builder.SetMaxSendMessageSize(limits::MessageBytes);
@@ -36,10 +36,6 @@ void setLimits(grpc::ServerBuilder &builder)
     builder.AddChannelArgument(GRPC_ARG_ENABLE_PER_MESSAGE_DECOMPRESSION, 0);
     builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS, limits::StreamsPerConnection);
     builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);
-}
-
-void setKeepAlive(grpc::ServerBuilder &builder)
-{
     builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIME_MS, leaseMs());
     builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, leaseMs() / 2);
     builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, leaseMs() / 2);
@@ -47,22 +43,17 @@ void setKeepAlive(grpc::ServerBuilder &builder)
     builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS, leaseMs() / 2);
 }
 
-/// gRPC's threads for callbacks end with their last user. When that is a lease's stream, it is destroyed in one of these
-/// very threads, and gRPC 1.51 then aborts. A server without a port, which is never destroyed, keeps the threads.
-void keepCallbackThreads()
-{
-    static grpc::CallbackGenericService nothing;
-    grpc::ServerBuilder builder;
-    builder.RegisterCallbackGenericService(&nothing);
-    static const grpc::Server *const keeper = builder.BuildAndStart().release();
-    Q_UNUSED(keeper)
-}
-
 void enablePlugins()
 {
     static std::once_flag once;
     std::call_once(once, [] {
-        keepCallbackThreads(); // before the plug-ins, which it does not need
+        // gRPC's threads for callbacks end with their last user. When that is a lease's stream, it is destroyed in one of
+        // these very threads, and gRPC 1.51 then aborts. A server without a port, which is never destroyed, keeps the
+        // threads. It needs no plug-ins and is started before them.
+        static grpc::CallbackGenericService nothing;
+        static const grpc::Server *const keeper =
+            grpc::ServerBuilder().RegisterCallbackGenericService(&nothing).BuildAndStart().release();
+        Q_UNUSED(keeper)
         grpc::EnableDefaultHealthCheckService(true);
         grpc::reflection::InitProtoReflectionServerBuilderPlugin();
     });
@@ -116,8 +107,7 @@ bool Endpoint::start(const std::shared_ptr<grpc::ServerCredentials> &trust, grpc
     grpc::ServerBuilder builder;
     const std::shared_ptr<Acceptor> acceptor = builder.experimental().AddExternalConnectionAcceptor(
         grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, trust);
-    setLimits(builder);
-    setKeepAlive(builder);
+    configure(builder);
     builder.RegisterService(m_calls.get());
     if (further)
         builder.RegisterService(further);

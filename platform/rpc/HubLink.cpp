@@ -34,10 +34,8 @@ RpcError HubLink::ask(const QString &tag, bool fresh, Deadline deadline, ObjectR
             if (const quint16 port = hubPort())
                 m_address.port = port;
         }
-        if (fresh || !m_channel) {
-            const QString target = hubTarget(m_address, &reason);
-            m_channel = target.isEmpty() ? nullptr : makeChannel(target, false, &reason);
-        }
+        if (fresh || !m_channel)
+            m_channel = makeChannel(m_address, false, &reason);
         channel = m_channel;
     }
     if (!channel)

@@ -218,8 +218,7 @@ void Lease::replaceStream(std::unique_lock<std::mutex> &lock, const std::shared_
 std::shared_ptr<Lease::Stream> Lease::openStream(const Address &hub, const std::vector<Registered> &objects,
                                                  QString *error)
 {
-    const QString target = hubTarget(hub, error);
-    const auto channel = target.isEmpty() ? nullptr : makeChannel(target, true, error);
+    const auto channel = makeChannel(hub, true, error);
     if (!channel)
         return nullptr;
     auto stream = std::make_shared<Stream>(channel, m_signal);

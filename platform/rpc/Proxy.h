@@ -57,8 +57,6 @@ public:
     /// @param resolvable the hub knows the object under its tag; false for callback objects
     Proxy(std::shared_ptr<ClientSide> side, ObjectRef ref, bool resolvable);
 
-    QString interfaceName() const override { return m_ref.interfaceName; }
-    QString tag() const override { return m_ref.tag; }
     CallResult call(const QString &method, const Bag &input, int timeoutMs) override;
 
 private:

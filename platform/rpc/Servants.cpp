@@ -55,26 +55,4 @@ bool CallGate::insideCall()
     return t_pass != nullptr;
 }
 
-bool ServantTable::insert(const Servant &servant)
-{
-    const QMutexLocker lock(&m_mutex);
-    if (m_servants.contains(servant.tag))
-        return false;
-    m_servants.insert(servant.tag, servant);
-    return true;
-}
-
-void ServantTable::remove(const QString &tag)
-{
-    Servant gone; // outlives the lock: its object's destructor may call here
-    const QMutexLocker lock(&m_mutex);
-    gone = m_servants.take(tag);
-}
-
-Servant ServantTable::find(const QString &tag) const
-{
-    const QMutexLocker lock(&m_mutex);
-    return m_servants.value(tag);
-}
-
 } // namespace tarn::rpc

@@ -58,9 +58,25 @@ struct Servant
 class ServantTable
 {
 public:
-    bool insert(const Servant &servant); ///< false when the tag is taken
-    void remove(const QString &tag);
-    Servant find(const QString &tag) const; ///< without object when there is none
+    bool insert(const Servant &servant) ///< false when the tag is taken
+    {
+        const QMutexLocker lock(&m_mutex);
+        const bool isFree = !m_servants.contains(servant.tag);
+        if (isFree)
+            m_servants.insert(servant.tag, servant);
+        return isFree;
+    }
+    void remove(const QString &tag)
+    {
+        Servant removed; // outlives the lock: its object's destructor may call here
+        const QMutexLocker lock(&m_mutex);
+        removed = m_servants.take(tag);
+    }
+    Servant find(const QString &tag) const ///< without object when there is none
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_servants.value(tag);
+    }
 
 private:
     mutable QMutex m_mutex;

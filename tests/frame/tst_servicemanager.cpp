@@ -48,8 +48,6 @@ void writeHub(const QByteArray &script)
 class HubProxy final : public tarn::rpc::RpcProxy
 {
 public:
-    QString interfaceName() const override { return QStringLiteral("IServiceHub"); }
-    QString tag() const override { return QStringLiteral("IServiceHub"); }
     tarn::rpc::CallResult call(const QString &, const tarn::rpc::Bag &, int) override { return {}; }
 };
 

@@ -21,8 +21,6 @@ class RpcProxy
 {
 public:
     virtual ~RpcProxy() = default;
-    virtual QString interfaceName() const = 0;
-    virtual QString tag() const = 0;
     /// @param timeoutMs deadline of this call in milliseconds; 0 takes the "Timeout" setting
     virtual CallResult call(const QString &method, const Bag &input, int timeoutMs = 0) = 0;
 };
