@@ -6,7 +6,6 @@
 #include "tarn/binding/LoginNotify.h"
 #include "tarn/binding/Operations.h"
 #include "tarn/keys/CloudKeys.h"
-#include "tarn/rpc/CallbackObject.h"
 #include <QJsonArray>
 #include <algorithm>
 
@@ -136,23 +135,8 @@ int call(link::ServiceConnection &connection, const QString &operation, const rp
     const auto result = connection.call(visualized::DefaultTag, operation, input);
     if (!result.arrived())
         return explainFailure(result, VisualizedService);
-    printRaw(answerLine(result));
+    print(answerLine(result));
     return result.accepted ? status::Ok : status::Refused;
-}
-
-int callAndWait(rpc::Bag input, int seconds)
-{
-    QString error;
-    LoginWait notify;
-    const rpc::ObjectRef reference = notify.serve(&error);
-    link::ServiceConnection connection;
-    if (reference.isNull()) {
-        complain(QStringLiteral("%1; start \"visualized-host\"").arg(error));
-        return status::NoTransport;
-    }
-    input.values.insert(binding::NotifyKey, QVariant::fromValue(reference));
-    const int code = call(connection, SignIn, input);
-    return code == status::Ok ? notify.wait(connection, seconds) : code;
 }
 
 // The reason why the options of the sign-in are wrong; empty when they are right.
@@ -200,7 +184,12 @@ int runCall(const Line &line)
     else
         warn(QStringLiteral("unknown operation \"%1\" (see \"tarnctl call --list\")").arg(name));
     if (seconds > 0)
-        return callAndWait(input, seconds);
+        return waitForLogin(
+            [&](link::ServiceConnection &connection, const rpc::ObjectRef &notify) {
+                input.values.insert(binding::NotifyKey, QVariant::fromValue(notify));
+                return call(connection, name, input);
+            },
+            seconds);
     link::ServiceConnection connection;
     return call(connection, name, input);
 }
@@ -209,29 +198,24 @@ int runCall(const Line &line)
 
 QList<Command> callCommands()
 {
-    return {
-        {{"call"},
-         "calls an operation of the visualized service",
-         "Calls one operation of the visualized service and prints its answer as JSON.\n"
-         "A rect is {\"$rect\":[x,y,width,height]}, an unsigned 64-bit number {\"$u64\":\"...\"}; "
-         "the list of records is in \"$list\".\n"
-         "\"tarnctl call OPERATION --help\" shows the keys of one operation.\n"
-         "Exit code: 0 accepted, 1 refused, 2 wrong usage, 3 not reached.",
-         {{"OPERATION", "Name of the operation, e.g. ShowNotifyMessage.", {}, true},
-          {"JSON",
-           "The input, a JSON object; @file reads it from a file, - from the standard input. Empty "
-           "by default.",
-           "[JSON | @file | -]", true}},
-         {{List, "Lists the operations.", {}},
-          {Wait,
-           "ShowCloudLogin: serves a notify object, waits until the user has signed in and prints its "
-           "call. Exit code 1 when no dialog is shown or the user closes it.",
-           {}},
-          {Timeout, QStringLiteral("With --wait: the limit, %1 by default.").arg(DefaultWait), "seconds"},
-          {Parent, "The caller's window, its X11 id (0x... or decimal).", "window"}},
-         runCall,
-         operationHelp},
-    };
+    Command call(
+        "call", "calls an operation of the visualized service",
+        "Calls one operation of the visualized service and prints its answer as JSON.\n"
+        "A rect is {\"$rect\":[x,y,width,height]}, an unsigned 64-bit number {\"$u64\":\"...\"}; the list of records "
+        "is in \"$list\".\n"
+        "\"tarnctl call OPERATION --help\" shows the keys of one operation.\n"
+        "Exit code: 0 accepted, 1 refused, 2 wrong usage, 3 not reached.",
+        {{"OPERATION", "Name of the operation, e.g. ShowNotifyMessage.", {}, true},
+         {"JSON", "The input, a JSON object; @file reads it from a file, - from the standard input. Empty by default.",
+          "[JSON | @file | -]", true}},
+        {{List, "Lists the operations."},
+         {Wait, "ShowCloudLogin: serves a notify object, waits until the user has signed in and prints its call. Exit "
+                "code 1 when no dialog is shown or the user closes it."},
+         {Timeout, QStringLiteral("With --wait: the limit, %1 by default.").arg(DefaultWait), "seconds"},
+         {Parent, "The caller's window, its X11 id (0x... or decimal).", "window"}},
+        runCall);
+    call.helpOn = operationHelp;
+    return {call};
 }
 
 } // namespace tarn::cli

@@ -1,6 +1,5 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
-#include <algorithm>
 
 namespace tarn::cli {
 
@@ -10,93 +9,58 @@ const QString Program = QStringLiteral("tarnctl");
 const QString Help = QStringLiteral("help");
 const QString Version = QStringLiteral("version");
 
-QString called(const QStringList &words)
+QString called(const Command &command)
 {
-    return (QStringList{Program} + words).join(QLatin1Char(' '));
+    return (Program + QLatin1Char(' ') + command.words).trimmed();
 }
 
-bool startsWith(const QStringList &words, const QStringList &head)
+QStringList wordsOf(const Command &command)
 {
-    return words.mid(0, head.size()) == head;
+    return command.words.split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-const Group *findGroup(const QStringList &words)
+/// The last entry whose words the arguments begin with; null when there is none.
+const Command *find(const QList<Command> &table, const QStringList &arguments)
 {
-    const auto &groups = allGroups();
-    const auto it = std::find_if(groups.cbegin(), groups.cend(), [&](const Group &g) { return g.words == words; });
-    return it == groups.cend() ? nullptr : &*it;
-}
-
-const Command *findCommand(const QStringList &arguments)
-{
-    for (const Command &command : allCommands()) {
-        if (startsWith(arguments, command.words))
-            return &command;
+    const Command *found = nullptr;
+    for (const Command &each : table) {
+        const QStringList words = wordsOf(each);
+        if (arguments.mid(0, words.size()) == words)
+            found = &each;
     }
-    return nullptr;
+    return found;
 }
 
-// The longest group that the arguments begin with; the program itself is a group without words.
-QStringList groupOf(const QStringList &arguments)
+QString groupDescription(const Command &group)
 {
-    QStringList words;
-    while (words.size() < arguments.size() && findGroup(arguments.mid(0, words.size() + 1)))
-        words.append(arguments.at(words.size()));
-    return words;
+    QString text = group.descriptionText() + QStringLiteral("\n\nCommands:\n");
+    for (const Command &entry : entriesOf(group))
+        text += QStringLiteral("  %1  %2\n").arg(entry.lastWord(), -10).arg(entry.summary);
+    return text + QStringLiteral("\n\"%1 COMMAND --help\" tells more.").arg(called(group));
 }
 
-QString groupDescription(const QStringList &words)
-{
-    const Group *group = findGroup(words);
-    QString text = (group ? group->summary : QStringLiteral("drives the platform from the command line")) +
-                   QStringLiteral(".\n\nCommands:\n");
-    text[0] = text.at(0).toUpper();
-    for (const Entry &entry : entriesOf(words))
-        text += QStringLiteral("  %1  %2\n").arg(entry.word, -10).arg(entry.summary);
-    return text + QStringLiteral("\n\"%1 COMMAND --help\" tells more.").arg(called(words));
-}
-
-void addHelp(QCommandLineParser *parser)
+// Declares the options and arguments. @return the help
+QString declare(QCommandLineParser *parser, const Command &command)
 {
     parser->addOption({{QStringLiteral("h"), Help}, QStringLiteral("Shows this help.")});
-}
-
-// Qt's usage line names the program's path and not the command.
-QString usage(const QCommandLineParser &parser, const QStringList &words, const QString &syntax)
-{
-    const QString text = parser.helpText().trimmed();
-    return QStringLiteral("Usage: %1 [options]%2\n").arg(called(words), syntax) +
-           text.mid(text.indexOf(QLatin1Char('\n')) + 1);
-}
-
-// Declares a command's options and arguments.
-void prepare(QCommandLineParser *parser, const Command &command)
-{
-    addHelp(parser);
-    parser->setApplicationDescription(command.description);
+    parser->setApplicationDescription(command.run ? command.descriptionText() : groupDescription(command));
     for (const Option &option : command.options)
         parser->addOption({option.name, option.description, option.valueName});
     for (const Argument &argument : command.arguments)
         parser->addPositionalArgument(argument.name, argument.description);
+    // Qt's usage line names the program's path and not the command.
+    const QString text = parser->helpText().trimmed();
+    return QStringLiteral("Usage: %1 [options]%2\n")
+               .arg(called(command), command.run ? command.argumentSyntax() : QStringLiteral(" COMMAND")) +
+           text.mid(text.indexOf(QLatin1Char('\n')) + 1);
 }
 
-QString groupUsage(const QStringList &words, QCommandLineParser *parser)
+// The reason why the positional arguments are wrong; empty when they are right.
+QString objection(const Command &command, const QStringList &given)
 {
-    addHelp(parser);
-    if (words.isEmpty())
-        parser->addOption({Version, QStringLiteral("Shows the version.")});
-    parser->setApplicationDescription(groupDescription(words));
-    return usage(*parser, words, QStringLiteral(" COMMAND"));
-}
-
-int wrongUsageOf(const QStringList &words, const QString &reason)
-{
-    return wrongUsage(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(words)));
-}
-
-// The reason why the number of positional arguments is wrong; empty when it is right.
-QString miscount(const Command &command, const QStringList &given)
-{
+    if (!command.run)
+        return given.isEmpty() ? QStringLiteral("the argument COMMAND is missing")
+                               : QStringLiteral("unknown command \"%1\"").arg(given.first());
     if (given.size() > command.arguments.size())
         return QStringLiteral("too many arguments: \"%1\"").arg(given.at(command.arguments.size()));
     if (given.size() < command.arguments.size() && !command.arguments.at(given.size()).optional)
@@ -104,52 +68,39 @@ QString miscount(const Command &command, const QStringList &given)
     return {};
 }
 
-int runCommand(const Command &command, const QStringList &arguments)
+int runEntry(const Command &command, const QStringList &arguments)
 {
     QCommandLineParser parser;
-    prepare(&parser, command);
+    const QString help = declare(&parser, command);
     const bool understood = parser.parse(QStringList{Program} + arguments);
     const Line line(parser);
-    if (parser.isSet(Help)) {
+    if (line.isSet(Help)) {
         const QString special = command.helpOn ? command.helpOn(line) : QString();
-        print(special.isEmpty() ? usage(parser, command.words, argumentSyntax(command)) : special);
+        print(special.isEmpty() ? help : special);
         return status::Ok;
     }
-    const QString reason = understood ? miscount(command, parser.positionalArguments()) : parser.errorText();
-    return reason.isEmpty() ? command.run(line) : wrongUsageOf(command.words, reason);
-}
-
-int runGroup(const QStringList &words, const QStringList &arguments)
-{
-    QCommandLineParser parser;
-    const QString help = groupUsage(words, &parser);
-    const bool understood = parser.parse(QStringList{Program} + arguments);
-    if (parser.isSet(Help)) {
-        print(help);
-        return status::Ok;
-    }
-    if (words.isEmpty() && parser.isSet(Version)) {
+    if (command.words.isEmpty() && line.isSet(Version)) {
         print(QStringLiteral("tarnctl " TARN_VERSION));
         return status::Ok;
     }
-    if (!understood)
-        return wrongUsageOf(words, parser.errorText());
-    const QStringList given = parser.positionalArguments();
-    return wrongUsageOf(words, given.isEmpty() ? QStringLiteral("the argument COMMAND is missing")
-                                               : QStringLiteral("unknown command \"%1\"").arg(given.first()));
+    const QString reason = understood ? objection(command, parser.positionalArguments()) : parser.errorText();
+    return reason.isEmpty() ? command.run(line)
+                            : wrongUsage(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(command)));
 }
 
 } // namespace
 
-Command makeCommand(const char *words, const char *summary, const char *description, const QList<Argument> &arguments,
-                    const QList<Option> &options, int (*run)(const Line &))
+QString Command::descriptionText() const
 {
-    return {QString::fromLatin1(words).split(QLatin1Char(' ')),
-            QLatin1String(summary),
-            QLatin1String(description),
-            arguments,
-            options,
-            run};
+    return description.isEmpty() ? summary.at(0).toUpper() + summary.mid(1) + QLatin1Char('.') : description;
+}
+
+QString Command::argumentSyntax() const
+{
+    QString text;
+    for (const Argument &argument : arguments)
+        text += QLatin1Char(' ') + (argument.syntax.isEmpty() ? argument.name : argument.syntax);
+    return text;
 }
 
 const QList<Command> &allCommands()
@@ -159,44 +110,35 @@ const QList<Command> &allCommands()
     return table;
 }
 
-const QList<Group> &allGroups()
+const QList<Command> &allGroups()
 {
-    static const QList<Group> groups{
-        {{"cloud"}, "manages accounts, shows one-time codes and the signed-in user"},
-        {{"cloud", "account"}, "adds, removes, lists and locks accounts"},
-        {{"message"}, "pushes, lists and imports messages"},
-        {{"upgrade"}, "looks for updates, shows notes, tasks and ignored updates"},
-        {{"notice"}, "reaches the pop-up notices by keyboard"},
+    static const QList<Command> groups{
+        {"", "drives the platform from the command line", {}, {}, {{Version, "Shows the version."}}},
+        {"cloud", "manages accounts, shows one-time codes and the signed-in user", {}},
+        {"cloud account", "adds, removes, lists and locks accounts", {}},
+        {"message", "pushes, lists and imports messages", {}},
+        {"upgrade", "looks for updates, shows notes, tasks and ignored updates", {}},
+        {"notice", "reaches the pop-up notices by keyboard", {}},
     };
     return groups;
 }
 
-QList<Entry> entriesOf(const QStringList &group)
+QList<Command> entriesOf(const Command &group)
 {
-    QList<Entry> entries;
-    const auto add = [&](const auto &below) {
-        if (below.words.size() == group.size() + 1 && startsWith(below.words, group))
-            entries.append({below.words.last(), below.summary});
-    };
-    std::for_each(allCommands().cbegin(), allCommands().cend(), add);
-    std::for_each(allGroups().cbegin(), allGroups().cend(), add);
+    QList<Command> entries;
+    for (const Command &each : allCommands() + allGroups()) {
+        if (!each.words.isEmpty() && each.words.section(QLatin1Char(' '), 0, -2) == group.words)
+            entries.append(each);
+    }
     return entries;
-}
-
-QString argumentSyntax(const Command &command)
-{
-    QString syntax;
-    for (const Argument &argument : command.arguments)
-        syntax += QLatin1Char(' ') + (argument.syntax.isEmpty() ? argument.name : argument.syntax);
-    return syntax;
 }
 
 int run(const QStringList &arguments)
 {
-    if (const Command *command = findCommand(arguments))
-        return runCommand(*command, arguments.mid(command->words.size()));
-    const QStringList group = groupOf(arguments);
-    return runGroup(group, arguments.mid(group.size()));
+    const Command *command = find(allCommands(), arguments);
+    if (!command)
+        command = find(allGroups(), arguments);
+    return runEntry(*command, arguments.mid(wordsOf(*command).size()));
 }
 
 } // namespace tarn::cli

@@ -3,7 +3,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
-#include <optional>
+#include <functional>
 
 /// The commands of tarnctl as one table: parsing, --help, the man page and the shell completions are made from it.
 namespace tarn::cli {
@@ -20,14 +20,17 @@ struct Option
 {
     QString name;
     QString description;
-    QString valueName; ///< empty: a switch
+    QString valueName = {}; ///< empty: a switch
 };
+
+/// Of commands that can print their answer as JSON.
+inline const Option Json{"json", "Prints the answer as JSON."};
 
 struct Argument
 {
     QString name;
     QString description;
-    QString syntax;        ///< as in the usage line, e.g. "[JSON | @file | -]"; the name when empty
+    QString syntax = {};   ///< as in the usage line, e.g. "[JSON | @file | -]"; the name when empty
     bool optional = false; ///< optional arguments are last
 };
 
@@ -48,44 +51,42 @@ private:
     const QCommandLineParser &m_parser;
 };
 
+/// A command, or a group of those whose words begin with its own.
 struct Command
 {
-    QStringList words; ///< e.g. {"message", "push"}
-    QString summary;   ///< one phrase, for the list of commands
-    QString description;
+    using Run = std::function<int(const Line &)>;
+
+    Command(QString commandWords, QString phrase, QString text, QList<Argument> positional = {},
+            QList<Option> optional = {}, Run work = {})
+        : words(std::move(commandWords))
+        , summary(std::move(phrase))
+        , description(std::move(text))
+        , arguments(std::move(positional))
+        , options(std::move(optional))
+        , run(std::move(work))
+    {
+    }
+    QString lastWord() const { return words.section(QLatin1Char(' '), -1); }
+    QString descriptionText() const;
+    /// The arguments as the usage line shows them, e.g. " FILE | -".
+    QString argumentSyntax() const;
+
+    QString words;       ///< with one space between them, e.g. "message push"; none for the program itself
+    QString summary;     ///< one phrase, for the list of commands
+    QString description; ///< empty: the summary says everything
     QList<Argument> arguments;
     QList<Option> options;
-    int (*run)(const Line &) = nullptr; ///< returns the exit code
+    Run run; ///< returns the exit code; null for a group
     /// Help on a positional argument, e.g. on one operation; an empty text means the usual help. May be null.
     QString (*helpOn)(const Line &) = nullptr;
 };
 
-/// @param words of the command, with a space between them
-Command makeCommand(const char *words, const char *summary, const char *description, const QList<Argument> &arguments,
-                    const QList<Option> &options, int (*run)(const Line &));
-
 /// Every command, in the order in which help lists them.
 const QList<Command> &allCommands();
-
-/// A word that has commands below it, e.g. {"cloud", "account"}, with one sentence about it.
-struct Group
-{
-    QStringList words;
-    QString summary;
-};
-const QList<Group> &allGroups();
-
-/// A command or group below a group, as help and completions list it.
-struct Entry
-{
-    QString word;
-    QString summary;
-};
-/// @param group its words; none for the program itself
-QList<Entry> entriesOf(const QStringList &group);
-
-/// A command's arguments as the usage line shows them, e.g. " FILE | -".
-QString argumentSyntax(const Command &command);
+/// Every group; the program itself is the first.
+const QList<Command> &allGroups();
+/// The commands and groups one word below a group.
+QList<Command> entriesOf(const Command &group);
 
 /// Runs the command that the arguments name.
 /// @param arguments without the program's name

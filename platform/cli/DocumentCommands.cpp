@@ -26,8 +26,8 @@ QString entry(const QString &term, const QString &text)
 
 QString commandSection(const Command &command)
 {
-    const QString head = command.words.join(QLatin1Char(' ')) + argumentSyntax(command);
-    QString text = QStringLiteral(".SS %1\n%2\n").arg(roff(head), roff(command.description));
+    QString text = QStringLiteral(".SS %1\n%2\n")
+                       .arg(roff(command.words + command.argumentSyntax()), roff(command.descriptionText()));
     for (const Argument &argument : command.arguments)
         text += entry(argument.name, argument.description);
     for (const Option &option : command.options)
@@ -39,72 +39,71 @@ QString commandSection(const Command &command)
 
 QString manPage()
 {
-    QString text = QStringLiteral(".TH TARNCTL 1 \"\" \"tarn-visualized " TARN_VERSION "\"\n"
-                                  ".SH NAME\ntarnctl \\- drives the platform from the command line\n"
-                                  ".SH SYNOPSIS\n.B tarnctl\n.I COMMAND\n[options] [arguments]\n"
-                                  ".SH DESCRIPTION\nCalls the visualized service and the background services of the "
-                                  "calling user. Every command has \\-\\-help.\n.SH COMMANDS\n");
+    QString text = QStringLiteral(R"(.TH TARNCTL 1 "" "tarn-visualized )" TARN_VERSION R"("
+.SH NAME
+tarnctl \- drives the platform from the command line
+.SH SYNOPSIS
+.B tarnctl
+.I COMMAND
+[options] [arguments]
+.SH DESCRIPTION
+Calls the visualized service and the background services of the calling user. Every command has \-\-help.
+.SH COMMANDS
+)");
     for (const Command &command : allCommands())
         text += commandSection(command);
-    return text + QStringLiteral(".SH EXIT STATUS\n") + entry(QStringLiteral("0"), QStringLiteral("accepted")) +
-           entry(QStringLiteral("1"), QStringLiteral("refused")) +
-           entry(QStringLiteral("2"), QStringLiteral("wrong usage")) +
-           entry(QStringLiteral("3"), QStringLiteral("not reached")) +
-           QStringLiteral(".SH SEE ALSO\n.BR visualized\\-host (1),\n.BR ServiceHub (1)");
-}
-
-QString choices(const Group &group)
-{
-    QStringList words;
-    for (const Entry &entry : entriesOf(group.words))
-        words << entry.word;
-    return words.join(QLatin1Char(' ')) + QStringLiteral(" --help");
-}
-
-QString choices(const Command &command)
-{
-    QStringList words;
-    for (const Option &option : command.options)
-        words << QStringLiteral("--") + option.name;
-    if (command.words == QStringList{QStringLiteral("call")}) {
-        for (const binding::Operation &operation : binding::visualizedOperations())
-            words << operation.name;
-    }
-    return (words << QStringLiteral("--help")).join(QLatin1Char(' '));
+    const QPair<QString, QString> codes[] = {
+        {"0", "accepted"}, {"1", "refused"}, {"2", "wrong usage"}, {"3", "not reached"}};
+    text += QStringLiteral(".SH EXIT STATUS\n");
+    for (const auto &[code, meaning] : codes)
+        text += entry(code, meaning);
+    return text + QStringLiteral(".SH SEE ALSO\n.BR visualized\\-host (1),\n.BR ServiceHub (1)");
 }
 
 // Lines "words|choices": the table that the completion functions of all shells look up.
 QStringList completionTable()
 {
-    QStringList lines{QStringLiteral("|%1 --version").arg(choices(Group()))};
-    for (const Group &group : allGroups())
-        lines << QStringLiteral("%1|%2").arg(group.words.join(QLatin1Char(' ')), choices(group));
-    for (const Command &command : allCommands())
-        lines << QStringLiteral("%1|%2").arg(command.words.join(QLatin1Char(' ')), choices(command));
+    QStringList lines;
+    for (const Command &each : allGroups() + allCommands()) {
+        QStringList choices;
+        for (const Command &below : each.run ? QList<Command>() : entriesOf(each))
+            choices << below.lastWord();
+        for (const Option &option : each.options)
+            choices << QStringLiteral("--") + option.name;
+        if (each.words == QLatin1String("call")) {
+            for (const binding::Operation &operation : binding::visualizedOperations())
+                choices << operation.name;
+        }
+        choices << QStringLiteral("--help");
+        lines << each.words + QLatin1Char('|') + choices.join(QLatin1Char(' '));
+    }
     return lines;
 }
 
 QString bashCompletion()
 {
-    QString text = QStringLiteral("# bash completion for tarnctl, written by \"tarnctl document bash\"\n"
-                                  "_tarnctl()\n{\n"
-                                  "    local cur=${COMP_WORDS[COMP_CWORD]} words=\"\" i\n"
-                                  "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
-                                  "        [[ ${COMP_WORDS[i]} == [a-z]* ]] || break\n"
-                                  "        words+=\"${words:+ }${COMP_WORDS[i]}\"\n"
-                                  "    done\n"
-                                  "    local choices=\"\"\n"
-                                  "    while [[ -z ${choices} ]]; do\n"
-                                  "        case ${words} in\n");
+    QString cases;
     for (const QString &line : completionTable())
-        text += QStringLiteral("            \"%1\") choices=\"%2\" ;;\n")
-                    .arg(line.section(QLatin1Char('|'), 0, 0), line.section(QLatin1Char('|'), 1));
-    return text + QStringLiteral("            *) words=${words% *} ;;\n"
-                                 "        esac\n"
-                                 "    done\n"
-                                 "    mapfile -t COMPREPLY < <(compgen -W \"${choices}\" -- \"${cur}\")\n"
-                                 "}\n"
-                                 "complete -o default -F _tarnctl tarnctl");
+        cases += QStringLiteral("            \"%1\") choices=\"%2\" ;;\n")
+                     .arg(line.section(QLatin1Char('|'), 0, 0), line.section(QLatin1Char('|'), 1));
+    return QStringLiteral(R"(# bash completion for tarnctl, written by "tarnctl document bash"
+_tarnctl()
+{
+    local cur=${COMP_WORDS[COMP_CWORD]} words="" i
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        [[ ${COMP_WORDS[i]} == [a-z]* ]] || break
+        words+="${words:+ }${COMP_WORDS[i]}"
+    done
+    local choices=""
+    while [[ -z ${choices} ]]; do
+        case ${words} in
+%1            *) words=${words% *} ;;
+        esac
+    done
+    mapfile -t COMPREPLY < <(compgen -W "${choices}" -- "${cur}")
+}
+complete -o default -F _tarnctl tarnctl)")
+        .arg(cases);
 }
 
 QString zshCompletion()
@@ -128,23 +127,14 @@ QString fishCompletion()
     return text.trimmed();
 }
 
-QString document(const QString &kind)
-{
-    if (kind == QLatin1String("man"))
-        return manPage();
-    if (kind == QLatin1String("bash"))
-        return bashCompletion();
-    if (kind == QLatin1String("zsh"))
-        return zshCompletion();
-    return kind == QLatin1String("fish") ? fishCompletion() : QString();
-}
-
 int runDocument(const Line &line)
 {
-    const QString text = document(line.at(0));
-    if (text.isEmpty())
+    static const QMap<QString, QString (*)()> writers{
+        {"man", manPage}, {"bash", bashCompletion}, {"zsh", zshCompletion}, {"fish", fishCompletion}};
+    const auto writer = writers.value(line.at(0));
+    if (!writer)
         return wrongUsage(QStringLiteral("expected man, bash, zsh or fish, not \"%1\"").arg(line.at(0)));
-    print(text);
+    print(writer());
     return status::Ok;
 }
 
@@ -152,9 +142,9 @@ int runDocument(const Line &line)
 
 QList<Command> documentCommands()
 {
-    return {makeCommand("document", "prints the man page or a shell completion",
-                        "Prints the man page or the completion of a shell, as the packages install them.",
-                        {{"KIND", "man, bash, zsh or fish", {}, false}}, {}, runDocument)};
+    return {Command("document", "prints the man page or a shell completion",
+                    "Prints the man page or the completion of a shell, as the packages install them.",
+                    {{"KIND", "man, bash, zsh or fish"}}, {}, runDocument)};
 }
 
 } // namespace tarn::cli

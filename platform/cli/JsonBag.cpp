@@ -2,8 +2,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRect>
-#include <cmath>
-#include <limits>
 
 namespace tarn::cli {
 
@@ -16,76 +14,65 @@ const QString BytesTag = QStringLiteral("$bytes");
 const QString ListKey = QStringLiteral("$list");
 constexpr qint64 ExactInDouble = Q_INT64_C(9007199254740992); // 2^53, beyond it JSON readers lose digits
 
-bool fail(QString *error, const QString &place, const QString &reason)
+QVariant fail(QString *error, const QString &place, const QString &reason)
 {
-    *error = QStringLiteral("%1: %2").arg(place.isEmpty() ? QStringLiteral("/") : place, reason);
-    return false;
+    if (error->isEmpty())
+        *error = QStringLiteral("%1: %2").arg(place.isEmpty() ? QStringLiteral("/") : place, reason);
+    return {};
 }
 
-bool readInt(const QJsonValue &json, int *number)
+bool isInt(const QJsonValue &json)
 {
-    const double value = json.toDouble(std::numeric_limits<double>::quiet_NaN());
-    if (!(value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max()) ||
-        value != std::floor(value))
-        return false;
-    *number = static_cast<int>(value);
-    return true;
+    return json.toInt(0) == json.toInt(1); // the default when it is none
 }
 
-bool parseRect(const QJsonValue &json, const QString &place, QVariant *value, QString *error)
+QVariant parseRect(const QJsonArray &numbers, const QString &place, QString *error)
 {
-    const QJsonArray numbers = json.toArray();
-    if (!json.isArray() || numbers.size() != 4)
+    if (numbers.size() != 4)
         return fail(error, place, QStringLiteral("expected four numbers: [x, y, width, height]"));
-    int part[4] = {};
     for (int i = 0; i < 4; ++i) {
-        if (!readInt(numbers.at(i), &part[i]))
+        if (!isInt(numbers.at(i)))
             return fail(error, QStringLiteral("%1/%2").arg(place).arg(i), QStringLiteral("expected a whole number"));
     }
-    *value = QRect(part[0], part[1], part[2], part[3]);
-    return true;
+    return QRect(numbers.at(0).toInt(), numbers.at(1).toInt(), numbers.at(2).toInt(), numbers.at(3).toInt());
 }
 
-bool parseTagged(const QString &tag, const QJsonValue &json, const QString &place, QVariant *value, QString *error)
+QVariant parseTagged(const QString &tag, const QJsonValue &json, const QString &place, QString *error)
 {
-    if (tag == RectTag)
-        return parseRect(json, place, value, error);
+    const QString text = json.toString();
     bool valid = false;
+    if (tag == RectTag)
+        return parseRect(json.toArray(), place, error);
     if (tag == UnsignedTag) {
-        *value = json.toString().toULongLong(&valid);
-        return valid || fail(error, place, QStringLiteral("expected a string with an unsigned 64-bit number"));
+        const qulonglong number = text.toULongLong(&valid);
+        return valid ? number : fail(error, place, QStringLiteral("expected a string with an unsigned 64-bit number"));
     }
     if (tag == SignedTag) {
-        *value = json.toString().toLongLong(&valid);
-        return valid || fail(error, place, QStringLiteral("expected a string with a 64-bit number"));
+        const qlonglong number = text.toLongLong(&valid);
+        return valid ? number : fail(error, place, QStringLiteral("expected a string with a 64-bit number"));
     }
     if (tag == BytesTag) {
-        const auto bytes =
-            QByteArray::fromBase64Encoding(json.toString().toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-        *value = bytes.decoded;
-        return (json.isString() && bytes) || fail(error, place, QStringLiteral("expected a string in base64"));
+        const auto bytes = QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+        valid = json.isString() && bytes;
+        return valid ? bytes.decoded : fail(error, place, QStringLiteral("expected a string in base64"));
     }
     return fail(error, place, QStringLiteral("unknown kind of value"));
 }
 
-bool parseObject(const QJsonObject &json, const QString &place, QVariantMap *map, QString *error)
+QVariantMap parseObject(const QJsonObject &json, const QString &place, QString *error)
 {
-    for (auto it = json.constBegin(); it != json.constEnd(); ++it) {
-        if (!parseValue(it.value(), place + QLatin1Char('/') + it.key(), &(*map)[it.key()], error))
-            return false;
-    }
-    return true;
+    QVariantMap map;
+    for (auto it = json.constBegin(); it != json.constEnd() && error->isEmpty(); ++it)
+        map.insert(it.key(), parseValue(it.value(), place + QLatin1Char('/') + it.key(), error));
+    return map;
 }
 
-bool parseArray(const QJsonArray &json, const QString &place, QVariantList *list, QString *error)
+QVariantList parseArray(const QJsonArray &json, const QString &place, QString *error)
 {
-    list->reserve(json.size());
-    for (const QJsonValue item : json) {
-        list->append(QVariant());
-        if (!parseValue(item, QStringLiteral("%1/%2").arg(place).arg(list->size() - 1), &list->last(), error))
-            return false;
-    }
-    return true;
+    QVariantList list;
+    for (int i = 0; i < json.size() && error->isEmpty(); ++i)
+        list.append(parseValue(json.at(i), QStringLiteral("%1/%2").arg(place).arg(i), error));
+    return list;
 }
 
 // Line and column, counted from 1, of a syntax error; the parser reports the place behind it.
@@ -104,14 +91,6 @@ QJsonValue integer(qlonglong number)
     return QJsonObject{{SignedTag, QString::number(number)}};
 }
 
-QJsonArray arrayOf(const QVariantList &list)
-{
-    QJsonArray array;
-    for (const QVariant &item : list)
-        array.append(cli::toJson(item));
-    return array;
-}
-
 } // namespace
 
 bool parseJson(const QByteArray &text, QJsonDocument *document, QString *error)
@@ -124,72 +103,56 @@ bool parseJson(const QByteArray &text, QJsonDocument *document, QString *error)
     return false;
 }
 
-bool parseValue(const QJsonValue &json, const QString &place, QVariant *value, QString *error)
+QVariant parseValue(const QJsonValue &json, const QString &place, QString *error)
 {
+    if (json.isArray())
+        return parseArray(json.toArray(), place, error);
     if (json.isObject()) {
         const QJsonObject object = json.toObject();
-        const QString first = object.isEmpty() ? QString() : object.constBegin().key();
-        if (object.size() == 1 && first.startsWith(QLatin1Char('$')))
-            return parseTagged(first, object.value(first), place + QLatin1Char('/') + first, value, error);
-        QVariantMap map;
-        const bool taken = parseObject(object, place, &map, error);
-        *value = map;
-        return taken;
+        const QString first = object.size() == 1 ? object.constBegin().key() : QString();
+        return first.startsWith(QLatin1Char('$'))
+                   ? parseTagged(first, object.value(first), place + QLatin1Char('/') + first, error)
+                   : parseObject(object, place, error);
     }
-    if (json.isArray()) {
-        QVariantList list;
-        const bool taken = parseArray(json.toArray(), place, &list, error);
-        *value = list;
-        return taken;
-    }
-    *value = json.toVariant();
-    if (json.isDouble()) {
-        int number = 0;
-        if (readInt(json, &number))
-            *value = number;
-    } else if (json.isNull()) {
-        *value = QVariant();
-    }
-    return true;
+    if (json.isNull())
+        return {};
+    return json.isDouble() && isInt(json) ? json.toInt() : json.toVariant();
 }
 
 bool parseBag(const QByteArray &json, rpc::Bag *bag, QString *error)
 {
     QJsonDocument document;
+    error->clear();
     if (!parseJson(json, &document, error))
         return false;
-    if (!document.isObject()) {
-        *error = QStringLiteral("/: expected a JSON object");
-        return false;
-    }
     QJsonObject object = document.object();
     const QJsonValue list = object.take(ListKey);
-    if (!list.isUndefined() && !list.isArray())
-        return fail(error, QLatin1Char('/') + ListKey, QStringLiteral("expected an array"));
-    return parseObject(object, QString(), &bag->values, error) &&
-           parseArray(list.toArray(), QLatin1Char('/') + ListKey, &bag->list, error);
+    if (!document.isObject())
+        fail(error, QString(), QStringLiteral("expected a JSON object"));
+    else if (!list.isUndefined() && !list.isArray())
+        fail(error, QLatin1Char('/') + ListKey, QStringLiteral("expected an array"));
+    bag->values = parseObject(object, QString(), error);
+    bag->list = parseArray(list.toArray(), QLatin1Char('/') + ListKey, error);
+    return error->isEmpty();
 }
 
 QJsonValue toJson(const QVariant &value)
 {
     switch (value.userType()) {
-    case QMetaType::Bool:
-        return value.toBool();
     case QMetaType::Int:
     case QMetaType::UInt:
     case QMetaType::LongLong:
         return integer(value.toLongLong());
     case QMetaType::ULongLong:
         return QJsonObject{{UnsignedTag, QString::number(value.toULongLong())}};
-    case QMetaType::Double:
-        return value.toDouble();
-    case QMetaType::QString:
-        return value.toString();
     case QMetaType::QByteArray:
         return QJsonObject{{BytesTag, QString::fromLatin1(value.toByteArray().toBase64())}};
-    case QMetaType::QVariantList:
-    case QMetaType::QStringList:
-        return arrayOf(value.toList());
+    case QMetaType::QVariantList: {
+        QJsonArray array;
+        for (const QVariant &item : value.toList())
+            array.append(toJson(item));
+        return array;
+    }
     case QMetaType::QVariantMap:
         return toJson(value.toMap());
     case QMetaType::QRect: {
@@ -201,7 +164,7 @@ QJsonValue toJson(const QVariant &value)
     }
     if (value.userType() == qMetaTypeId<rpc::ObjectRef>())
         return QJsonObject{{QStringLiteral("$object"), value.value<rpc::ObjectRef>().tag}};
-    return QJsonValue::Null;
+    return QJsonValue::fromVariant(value);
 }
 
 QJsonObject toJson(const QVariantMap &values)

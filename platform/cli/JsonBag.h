@@ -13,8 +13,10 @@ namespace tarn::cli {
 /// @return false when the text is no JSON object or a value cannot be taken
 bool parseBag(const QByteArray &json, rpc::Bag *bag, QString *error);
 
-/// Takes one JSON value. @param place path of the value, for error
-bool parseValue(const QJsonValue &json, const QString &place, QVariant *value, QString *error);
+/// Takes one JSON value.
+/// @param place path of the value, for error
+/// @param error receives the first reason for which it cannot be taken, unless it holds one already
+QVariant parseValue(const QJsonValue &json, const QString &place, QString *error);
 
 /// The JSON document of a file or an argument. @param error names line and column
 bool parseJson(const QByteArray &text, QJsonDocument *document, QString *error);

@@ -1,7 +1,6 @@
 #pragma once
-#include "tarn/rpc/CallbackObject.h"
-#include <QSemaphore>
-#include <QSharedPointer>
+#include "tarn/rpc/Bag.h"
+#include <functional>
 
 namespace tarn::link {
 class ServiceConnection;
@@ -9,24 +8,11 @@ class ServiceConnection;
 
 namespace tarn::cli {
 
-/// This program's notify object for a sign-in that it requests. Served while the object lives.
-class LoginWait
-{
-public:
-    /// @return null, with error, when it cannot be served
-    rpc::ObjectRef serve(QString *error);
-
-    /// Waits until the notify object is called, and prints its call. Gives up when no dialog is seen within 15 seconds,
-    /// when it has been closed without a sign-in, when the visualized service ends, or after so many seconds.
-    /// @return the exit code
-    int wait(link::ServiceConnection &connection, int seconds);
-
-private:
-    class Notify;
-
-    QSharedPointer<QSemaphore> m_notified; ///< released on an RPC thread
-    rpc::Rpc m_rpc;
-    QSharedPointer<rpc::RpcAdapter> m_adapter;
-};
+/// Requests a sign-in with a notify object of this program, waits until the object is called, and prints its call. Gives
+/// up when no dialog is seen within 15 seconds, when it has been closed without a sign-in, when the visualized service
+/// ends, or after so many seconds.
+/// @param request sends the request with the object's reference and returns the exit code
+/// @return the exit code
+int waitForLogin(const std::function<int(link::ServiceConnection &, const rpc::ObjectRef &)> &request, int seconds);
 
 } // namespace tarn::cli

@@ -33,7 +33,7 @@ struct PushOption
 
 const QList<PushOption> &pushOptions()
 {
-    const QString text = "text";
+    static const QString text = "text";
     static const QList<PushOption> options{
         {{"title", "Title line.", text}, key::MsgTitle},
         {{"content", "Body; may hold rich text.", text}, key::MsgContent},
@@ -71,10 +71,17 @@ QString readPushOption(const QString &key, const QString &text, QVariant *value)
     return {};
 }
 
+void printPushed(const rpc::CallResult &result)
+{
+    const QVariantMap &answer = result.output.values;
+    print(printable(answer, key::MsgId));
+    if (!answer.value(wire::Shown).toBool())
+        complain(QStringLiteral("stored, but not shown: %1").arg(printable(answer, wire::ShowError)));
+}
+
 int runPush(const Line &line)
 {
-    Query query{MessageService, wire::method::Push, {}};
-    QVariantMap &values = query.input.values;
+    QVariantMap values;
     for (const PushOption &each : pushOptions()) {
         if (!line.isSet(each.option.name))
             continue;
@@ -85,12 +92,7 @@ int runPush(const Line &line)
     // Chosen here, so that a push that is sent twice is one message.
     if (!values.contains(key::MsgId))
         values.insert(key::MsgId, QUuid::createUuid().toString(QUuid::WithoutBraces));
-    return ask(query, line, [](const rpc::CallResult &result) {
-        const QVariantMap &answer = result.output.values;
-        print(printable(answer, key::MsgId));
-        if (!answer.value(wire::Shown).toBool())
-            complain(QStringLiteral("stored, but not shown: %1").arg(printable(answer, wire::ShowError)));
-    });
+    return ask({MessageService, wire::method::Push, values}, line, {printPushed});
 }
 
 QString stateOf(const QVariantMap &record)
@@ -134,15 +136,9 @@ void printMessages(const rpc::CallResult &result)
     print(rows.size() == 1 ? QStringLiteral("no messages") : table(rows));
 }
 
-Query listQuery(bool all)
+QVariantMap selection(const Line &line)
 {
-    return {
-        MessageService, wire::method::List, {{{wire::All, all}}, {}}, link::ServiceConnection::DefaultTimeout, true};
-}
-
-int runList(const Line &line)
-{
-    return ask(listQuery(line.isSet(AllOption)), line, printMessages, listOf);
+    return {{wire::All, line.isSet(AllOption)}};
 }
 
 QString receiptText(const QVariantMap &receipt)
@@ -155,33 +151,36 @@ QString receiptText(const QVariantMap &receipt)
     return softName.isEmpty() ? text : text + QStringLiteral(", ") + softName;
 }
 
+void printDetail(const QString &name, const QString &value)
+{
+    if (!value.isEmpty())
+        print(QStringLiteral("%1 %2").arg(name + QLatin1Char(':'), -10).arg(printable(value)));
+}
+
 void printDetails(const QVariantMap &record)
 {
-    const auto add = [](const char *name, const QString &value) {
-        if (!value.isEmpty())
-            print(QStringLiteral("%1 %2").arg(QLatin1String(name) + QLatin1Char(':'), -10).arg(printable(value)));
-    };
-    const QPair<const char *, QString> texts[] = {{"id", key::MsgId},           {"title", key::MsgTitle},
-                                                  {"time", key::MsgDateTime},   {"content", key::MsgContent},
-                                                  {"link text", key::LinkText}, {"link", key::LinkAdress},
-                                                  {"picture", key::PicFilePath}};
-    for (const auto &[name, key] : texts)
-        add(name, record.value(key).toString());
-    add("state", stateOf(record));
-    const QPair<const char *, QString> times[] = {{"stored", detail::StoredTime},
-                                                  {"read", detail::ReadTime},
-                                                  {"deleted", detail::DeletedTime},
-                                                  {"ignored", detail::IgnoredTime}};
-    for (const auto &[name, key] : times)
-        add(name, record.value(key).toString());
+    const QPair<QString, QString> texts[] = {{"id", record.value(key::MsgId).toString()},
+                                             {"title", record.value(key::MsgTitle).toString()},
+                                             {"time", record.value(key::MsgDateTime).toString()},
+                                             {"content", record.value(key::MsgContent).toString()},
+                                             {"link text", record.value(key::LinkText).toString()},
+                                             {"link", record.value(key::LinkAdress).toString()},
+                                             {"picture", record.value(key::PicFilePath).toString()},
+                                             {"state", stateOf(record)},
+                                             {"stored", record.value(detail::StoredTime).toString()},
+                                             {"read", record.value(detail::ReadTime).toString()},
+                                             {"deleted", record.value(detail::DeletedTime).toString()},
+                                             {"ignored", record.value(detail::IgnoredTime).toString()}};
+    for (const auto &[name, value] : texts)
+        printDetail(name, value);
     for (const QVariant &receipt : record.value(detail::Receipts).toList())
-        add("receipt", receiptText(receipt.toMap()));
+        printDetail(QStringLiteral("receipt"), receiptText(receipt.toMap()));
 }
 
 int runShow(const Line &line)
 {
     link::ServiceConnection connection;
-    const auto result = link::callPaged(connection, wire::MessageTag, wire::method::List, listQuery(true).input);
+    const auto result = link::callPaged(connection, wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}});
     const int code = judge(result, MessageService);
     if (code != status::Ok)
         return code;
@@ -189,7 +188,7 @@ int runShow(const Line &line)
         const QVariantMap record = entry.toMap();
         if (record.value(key::MsgId).toString() != line.at(0))
             continue;
-        line.isSet(jsonOption().name) ? printRaw(compact(toJson(record))) : printDetails(record);
+        line.isSet(Json.name) ? print(compact(toJson(record))) : printDetails(record);
         return code;
     }
     complain(QStringLiteral("no such message: %1").arg(line.at(0)));
@@ -197,42 +196,35 @@ int runShow(const Line &line)
 }
 
 // The records of an import file: an array of objects, or an object that holds it as "messages".
-bool readRecords(const QByteArray &text, QJsonArray *records, QString *error)
+QJsonArray readRecords(const QByteArray &text, QString *error)
 {
     QJsonDocument document;
     if (!parseJson(text, &document, error))
-        return false;
+        return {};
     const QJsonValue array =
         document.isArray() ? QJsonValue(document.array()) : document.object().value(QStringLiteral("messages"));
-    if (!array.isArray()) {
+    if (!array.isArray())
         *error = QStringLiteral("/: expected an array of messages");
-        return false;
-    }
-    *records = array.toArray();
-    return true;
+    return array.toArray();
 }
 
-bool toChunks(const QJsonArray &records, QList<QVariantList> *chunks, QString *error)
+QList<QVariantList> toChunks(const QJsonArray &records, QString *error)
 {
+    QList<QVariantList> chunks;
     int bytes = 0;
-    int index = 0;
-    for (const QJsonValue record : records) {
-        const QString place = QStringLiteral("/%1").arg(index++);
-        if (!record.isObject()) {
+    for (int i = 0; i < records.size() && error->isEmpty(); ++i) {
+        const QString place = QStringLiteral("/%1").arg(i);
+        if (!records.at(i).isObject())
             *error = QStringLiteral("%1: expected an object").arg(place);
-            return false;
-        }
-        const int size = compact(record.toObject()).size();
-        if (chunks->isEmpty() || chunks->last().size() >= ChunkRecords || bytes + size > ChunkBytes) {
-            chunks->append(QVariantList());
+        const int size = compact(records.at(i)).size();
+        if (chunks.isEmpty() || chunks.last().size() >= ChunkRecords || bytes + size > ChunkBytes) {
+            chunks.append(QVariantList());
             bytes = 0;
         }
         bytes += size;
-        chunks->last().append(QVariant());
-        if (!parseValue(record, place, &chunks->last().last(), error))
-            return false;
+        chunks.last().append(parseValue(records.at(i), place, error));
     }
-    return true;
+    return chunks;
 }
 
 int sendChunks(const QList<QVariantList> &chunks, bool json)
@@ -248,7 +240,7 @@ int sendChunks(const QList<QVariantList> &chunks, bool json)
         }
         stored += chunk.size();
     }
-    json ? printRaw(compact({{wire::Imported, stored}})) : print(QStringLiteral("stored: %1 messages").arg(stored));
+    json ? print(compact({{wire::Imported, stored}})) : print(QStringLiteral("stored: %1 messages").arg(stored));
     return status::Ok;
 }
 
@@ -259,20 +251,21 @@ int runImport(const Line &line)
     QString error;
     if (!readArgument(file == QLatin1String("-") ? file : QLatin1Char('@') + file, &text, &error))
         return wrongUsage(error);
-    QJsonArray records;
-    QList<QVariantList> chunks;
-    if (!readRecords(text, &records, &error) || !toChunks(records, &chunks, &error))
-        return wrongUsage(QStringLiteral("wrong JSON at %1").arg(error));
-    return sendChunks(chunks, line.isSet(jsonOption().name));
+    const QList<QVariantList> chunks = toChunks(readRecords(text, &error), &error);
+    return error.isEmpty() ? sendChunks(chunks, line.isSet(Json.name))
+                           : wrongUsage(QStringLiteral("wrong JSON at %1").arg(error));
+}
+
+void printRemoved(const rpc::CallResult &result)
+{
+    print(QStringLiteral("removed: %1 messages").arg(result.output.values.value(wire::Removed).toInt()));
 }
 
 int runClear(const Line &line)
 {
     if (!line.isSet(YesOption) && !confirm(QStringLiteral("Remove every message and receipt for good?")))
         return wrongUsage(QStringLiteral("nothing is removed; --%1 answers the question").arg(YesOption));
-    return ask({MessageService, wire::method::Clear, {}}, line, [](const rpc::CallResult &result) {
-        print(QStringLiteral("removed: %1 messages").arg(result.output.values.value(wire::Removed).toInt()));
-    });
+    return ask({MessageService, wire::method::Clear}, line, {printRemoved});
 }
 
 } // namespace
@@ -282,30 +275,27 @@ QList<Command> messageCommands()
     QList<Option> push;
     for (const PushOption &each : pushOptions())
         push.append(each.option);
-    QList<Command> commands{
-        makeCommand("message push", "stores a message and shows it",
-                    "Stores a message, has the visualized service show it and prints its identity.\n"
-                    "Exit code 0 once it is stored, also when it cannot be shown.",
-                    {}, push, runPush),
-        makeCommand("message list", "lists the stored messages",
-                    "Lists the stored messages, newest first, with their state and receipts.", {},
-                    {{AllOption, "Deleted messages too.", {}}}, runList),
-        makeCommand("message show", "shows one message with its receipts",
-                    "Shows everything that is stored about one message.",
-                    {{"ID", "Identity of the message.", {}, false}}, {}, runShow),
-        makeCommand(
-            "message import", "stores the messages of a JSON file",
-            "Stores the messages of a JSON array without showing them. An object has the keys of a record: MsgId, "
-            "MsgTitle, MsgContent, MsgDateTime, LinkText, LinkAdress, PicFilePath, unRead, ...\n"
-            "The output of \"message list --json\" is accepted too.",
-            {{"FILE", "File to read, - for the standard input.", "FILE | -", false}}, {}, runImport),
-        makeCommand("message clear", "removes all messages",
-                    "Removes every message and receipt from the store for good, after a question on the terminal.", {},
-                    {{YesOption, "Asks no question.", {}}}, runClear),
+    return {
+        Command("message push", "stores a message and shows it",
+                "Stores a message, has the visualized service show it and prints its identity.\n"
+                "Exit code 0 once it is stored, also when it cannot be shown.",
+                {}, push << Json, runPush),
+        Command("message list", "lists the stored messages",
+                "Lists the stored messages, newest first, with their state and receipts.", {},
+                {{AllOption, "Deleted messages too."}, Json},
+                asks(paged(MessageService, wire::method::List), selection, {printMessages, listOf})),
+        Command("message show", "shows one message with its receipts",
+                "Shows everything that is stored about one message.", {{"ID", "Identity of the message."}}, {Json},
+                runShow),
+        Command("message import", "stores the messages of a JSON file",
+                "Stores the messages of a JSON array without showing them. An object has the keys of a record: MsgId, "
+                "MsgTitle, MsgContent, MsgDateTime, LinkText, LinkAdress, PicFilePath, unRead, ...\n"
+                "The output of \"message list --json\" is accepted too.",
+                {{"FILE", "File to read, - for the standard input.", "FILE | -"}}, {Json}, runImport),
+        Command("message clear", "removes all messages",
+                "Removes every message and receipt from the store for good, after a question on the terminal.", {},
+                {{YesOption, "Asks no question."}, Json}, runClear),
     };
-    for (Command &each : commands)
-        each.options.append(jsonOption());
-    return commands;
 }
 
 } // namespace tarn::cli

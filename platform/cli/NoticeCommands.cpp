@@ -197,12 +197,12 @@ int runFocus(const Line &)
 
 QList<Command> noticeCommands()
 {
-    return {
-        makeCommand("notice focus", "gives the keyboard focus to the newest notice",
-                    "Gives the keyboard focus to the newest pop-up notice, for a keyboard shortcut of the desktop.\n"
-                    "Exit code: 0 when the notice has the focus, 1 when no notice is shown or the window manager "
-                    "refuses, 3 without a display.",
-                    {}, {}, runFocus)};
+    return {Command(
+        "notice focus", "gives the keyboard focus to the newest notice",
+        "Gives the keyboard focus to the newest pop-up notice, for a keyboard shortcut of the desktop.\n"
+        "Exit code: 0 when the notice has the focus, 1 when no notice is shown or the window manager refuses, 3 "
+        "without a display.",
+        {}, {}, runFocus)};
 }
 
 } // namespace tarn::cli

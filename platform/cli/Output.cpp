@@ -41,17 +41,14 @@ int width(const QString &text)
 
 QString shortened(const QString &text)
 {
-    if (width(text) <= MaxCell)
-        return text;
     QString head;
     int used = 0;
     for (const uint c : text.toUcs4()) {
         used += columns(c);
-        if (used >= MaxCell)
-            break;
-        head += QString::fromUcs4(&c, 1);
+        if (used < MaxCell)
+            head += QString::fromUcs4(&c, 1);
     }
-    return head + QChar(0x2026);
+    return used <= MaxCell ? text : head + QChar(0x2026);
 }
 
 /// A password's bytes, overwritten at the end of the scope.
@@ -83,7 +80,7 @@ void print(const QString &line)
     write(stdout, line.toUtf8());
 }
 
-void printRaw(const QByteArray &line)
+void print(const QByteArray &line)
 {
     write(stdout, line);
 }

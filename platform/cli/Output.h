@@ -9,7 +9,7 @@ namespace tarn::cli {
 
 /// One line on the standard output.
 void print(const QString &line);
-void printRaw(const QByteArray &line);
+void print(const QByteArray &line); ///< UTF-8
 /// One line on the standard error output, prefixed with the program's name.
 void complain(const QString &line);
 

@@ -18,12 +18,17 @@ namespace {
 
 const QString HostProgram = QStringLiteral("visualized-host");
 
+// The advice that fits: whether a host runs or not.
+QString hostAdvice(const QString &running, const QString &absent)
+{
+    const qint64 host = runningProcesses().key(HostProgram);
+    return host != 0 ? running.arg(processText(HostProgram, host)) : absent;
+}
+
 QString noHubAdvice()
 {
-    const qint64 host = processOf(HostProgram);
-    return host != 0 ? QStringLiteral("%1 starts the hub again within seconds; its log has the reason if it does not")
-                           .arg(processText(HostProgram, host))
-                     : QStringLiteral("start \"visualized-host\", or \"ServiceHub quickboot\" for the services alone");
+    return hostAdvice(QStringLiteral("%1 starts the hub again within seconds; its log has the reason if it does not"),
+                      QStringLiteral("start \"visualized-host\", or \"ServiceHub quickboot\" for the services alone"));
 }
 
 // The advice when the hub answers and the object does not.
@@ -31,9 +36,7 @@ QString absentAdvice(const Service &service)
 {
     if (service.tag != VisualizedService.tag)
         return QStringLiteral("the hub starts it; the hub's log has the reason if it does not come");
-    const qint64 host = processOf(HostProgram);
-    return host != 0 ? QStringLiteral("%1 runs; its log has the reason").arg(processText(HostProgram, host))
-                     : QStringLiteral("start \"visualized-host\"");
+    return hostAdvice(QStringLiteral("%1 runs; its log has the reason"), QStringLiteral("start \"visualized-host\""));
 }
 
 // The process that listens on a socket; 0 when there is none.
@@ -89,14 +92,9 @@ int judge(const rpc::CallResult &result, const Service &service)
     return status::Refused;
 }
 
-Option jsonOption()
+Query paged(const Service &service, const QString &method)
 {
-    return {QStringLiteral("json"), QStringLiteral("Prints the answer as JSON."), {}};
-}
-
-QVariant listOf(const rpc::CallResult &result)
-{
-    return result.output.list;
+    return {service, method, {}, link::ServiceConnection::DefaultTimeout, true};
 }
 
 QVariant valuesOf(const rpc::CallResult &result)
@@ -104,24 +102,41 @@ QVariant valuesOf(const rpc::CallResult &result)
     return result.output.values;
 }
 
-int ask(const Query &query, const Line &line, const Printer &printer, const Data &data)
+QVariant listOf(const rpc::CallResult &result)
+{
+    return result.output.list;
+}
+
+Output eachOf(void (*printer)(const QVariantMap &))
+{
+    const auto print = [printer](const rpc::CallResult &result) {
+        for (const QVariant &entry : result.output.list)
+            printer(entry.toMap());
+    };
+    return {print, listOf};
+}
+
+int ask(const Query &query, const Line &line, const Output &output)
 {
     link::ServiceConnection connection;
-    const auto result = query.paged ? link::callPaged(connection, query.service.tag, query.method, query.input)
-                                    : connection.call(query.service.tag, query.method, query.input, query.timeoutMs);
+    const rpc::Bag input{query.values, {}};
+    const auto result = query.paged ? link::callPaged(connection, query.service.tag, query.method, input)
+                                    : connection.call(query.service.tag, query.method, input, query.timeoutMs);
     const int code = judge(result, query.service);
-    if (code == status::Ok && line.isSet(jsonOption().name)) {
-        printRaw(compact(toJson(data(result))));
-    } else if (code == status::Ok) {
-        printer(result);
-    }
+    if (code != status::Ok || !output.print)
+        return code;
+    line.isSet(Json.name) ? print(compact(toJson(output.data(result)))) : output.print(result);
     return code;
 }
 
-int ask(const Query &query)
+Command::Run asks(const Query &query, QVariantMap (*values)(const Line &), const Output &output)
 {
-    link::ServiceConnection connection;
-    return judge(connection.call(query.service.tag, query.method, query.input, query.timeoutMs), query.service);
+    return [=](const Line &line) {
+        Query whole = query;
+        if (values)
+            whole.values = values(line);
+        return ask(whole, line, output);
+    };
 }
 
 QString processText(const QString &program, qint64 pid)
@@ -129,33 +144,20 @@ QString processText(const QString &program, qint64 pid)
     return QStringLiteral("%1 (process %2)").arg(program).arg(pid);
 }
 
-QList<Process> runningProcesses()
+QMap<qint64, QString> runningProcesses()
 {
-    QList<Process> processes;
+    QMap<qint64, QString> programs;
     QString error;
     const QString directory = rpc::runtimeDir(&error);
     if (directory.isEmpty())
-        return processes;
-    const auto sockets = QDir(directory).entryInfoList({QStringLiteral("*.sock")}, QDir::System);
-    for (const QFileInfo &socket : sockets) {
+        return programs;
+    for (const QFileInfo &socket : QDir(directory).entryInfoList({QStringLiteral("*.sock")}, QDir::System)) {
         const qint64 pid = listenerOf(socket.filePath());
-        const auto isKnown = [pid](const Process &process) { return process.pid == pid; };
-        if (pid == 0 || std::any_of(processes.cbegin(), processes.cend(), isKnown))
-            continue;
-        const QString program = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid));
-        processes.append({QFileInfo(program).fileName(), pid});
+        QFile name(QStringLiteral("/proc/%1/comm").arg(pid)); // host and services hide their file from their own user
+        if (pid != 0 && name.open(QIODevice::ReadOnly))
+            programs.insert(pid, QString::fromUtf8(name.readAll()).trimmed());
     }
-    return processes;
-}
-
-qint64 processOf(const QString &program)
-{
-    const auto processes = runningProcesses();
-    for (const Process &process : processes) {
-        if (process.program == program)
-            return process.pid;
-    }
-    return 0;
+    return programs;
 }
 
 } // namespace tarn::cli

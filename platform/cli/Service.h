@@ -3,7 +3,7 @@
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
-#include <functional>
+#include <QMap>
 
 /// Calls to the services, and what a user reads about their failures.
 namespace tarn::cli {
@@ -26,46 +26,41 @@ int explainFailure(const rpc::CallResult &result, const Service &service);
 /// @return the exit code
 int judge(const rpc::CallResult &result, const Service &service);
 
-/// The option of commands that can print their answer as JSON.
-Option jsonOption();
-
-/// One call and its answer. With --json the answer's data is printed as JSON, otherwise as the printer writes it.
 struct Query
 {
     const Service &service;
     QString method;
-    rpc::Bag input;
+    QVariantMap values = {};
     int timeoutMs = link::ServiceConnection::DefaultTimeout;
     bool paged = false; ///< the answer is a list that may be larger than one message
 };
-using Printer = std::function<void(const rpc::CallResult &)>;
-using Data = std::function<QVariant(const rpc::CallResult &)>;
+Query paged(const Service &service, const QString &method);
 
-QVariant listOf(const rpc::CallResult &result);
 QVariant valuesOf(const rpc::CallResult &result);
+QVariant listOf(const rpc::CallResult &result);
 
-/// @param data the part of the answer that --json prints
-/// @return the exit code
-int ask(const Query &query, const Line &line, const Printer &printer, const Data &data = valuesOf);
-
-/// The same for a command without output.
-int ask(const Query &query);
-
-/// A program of this user's platform that is running.
-struct Process
+/// How an answer is printed: its data as JSON with --json, otherwise by the printer. A call without one prints nothing.
+struct Output
 {
-    QString program; ///< file name
-    qint64 pid = 0;
+    std::function<void(const rpc::CallResult &)> print = {};
+    std::function<QVariant(const rpc::CallResult &)> data = valuesOf;
 };
+/// Prints an answer that is a list, each of its maps by the printer.
+Output eachOf(void (*printer)(const QVariantMap &));
+
+/// One call and its answer.
+/// @return the exit code
+int ask(const Query &query, const Line &line, const Output &output = {});
+
+/// What a command does that is one call.
+/// @param values further ones, made of the command line; may be null
+Command::Run asks(const Query &query, QVariantMap (*values)(const Line &) = nullptr, const Output &output = {});
 
 /// A process as messages name it, e.g. "ServiceHub (process 4711)".
 QString processText(const QString &program, qint64 pid);
 
-/// The programs that listen in the runtime directory, each once. They are known from the kernel, so that a program that
-/// hangs is found as well.
-QList<Process> runningProcesses();
-
-/// The process of a program; 0 when it does not run.
-qint64 processOf(const QString &program);
+/// The programs that listen in the runtime directory, by process number. They are known from the kernel, so that a
+/// program that hangs is found as well.
+QMap<qint64, QString> runningProcesses();
 
 } // namespace tarn::cli

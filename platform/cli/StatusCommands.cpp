@@ -75,7 +75,7 @@ void printJson(const QList<Report> &reports)
         array.append(QJsonObject{{QStringLiteral("name"), report.name},
                                  {QStringLiteral("state"), report.state},
                                  {QStringLiteral("ok"), report.code == status::Ok}});
-    printRaw(compact(array));
+    print(compact(array));
 }
 
 void printText(const QList<Report> &reports)
@@ -97,7 +97,7 @@ int runStatus(const Line &line)
             << askService(connection, UpgradeService, link::wire::method::UpgradeStatus)
             << askService(connection, CloudService, link::wire::method::CloudStatus)
             << askService(connection, VisualizedService, QStringLiteral("getVisualizedOperateManager"));
-    line.isSet(jsonOption().name) ? printJson(reports) : printText(reports);
+    line.isSet(Json.name) ? printJson(reports) : printText(reports);
     const auto silent = [](const Report &report) { return report.code == status::NoTransport; };
     const auto first = std::find_if(reports.cbegin(), reports.cend(), silent);
     if (first != reports.cend()) // the others usually follow from it
@@ -107,15 +107,14 @@ int runStatus(const Line &line)
 }
 
 // Asks a process to end and waits for that.
-bool stop(const Process &process)
+bool stop(qint64 pid, const QString &program)
 {
-    const auto pid = static_cast<pid_t>(process.pid);
-    const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
     pollfd end = {descriptor, POLLIN, 0};
-    ::kill(pid, SIGTERM);
+    ::kill(static_cast<pid_t>(pid), SIGTERM);
     const bool ended = descriptor < 0 || ::poll(&end, 1, EndMs) == 1; // no descriptor: the process has ended already
     ::close(descriptor);
-    const QString text = processText(process.program, process.pid);
+    const QString text = processText(program, pid);
     ended ? print(QStringLiteral("stopped: %1").arg(text))
           : complain(QStringLiteral("%1 does not end within %2 seconds").arg(text).arg(EndMs / 1000));
     return ended;
@@ -125,11 +124,9 @@ int runStop(const Line &)
 {
     bool ended = true;
     // The hosts first: they start a missing hub again, and the hub starts missing services again.
-    for (const char *program : {"visualized-host", "ServiceHub", "tarn-services"}) {
-        for (const Process &process : runningProcesses()) {
-            if (process.program == QLatin1String(program))
-                ended = stop(process) && ended;
-        }
+    for (const QString &program : QStringList{"visualized-host", "ServiceHub", "tarn-services"}) {
+        for (const qint64 pid : runningProcesses().keys(program))
+            ended = stop(pid, program) && ended;
     }
     return ended ? status::Ok : status::Refused;
 }
@@ -139,14 +136,15 @@ int runStop(const Line &)
 QList<Command> statusCommands()
 {
     return {
-        makeCommand("status", "tells whether hub and services answer",
-                    "Tells whether the hub, the services and the visualized service answer.\n"
-                    "Exit code: 0 when all of them work, 1 when one answers with an error, 3 when one does not answer.",
-                    {}, {jsonOption()}, runStatus),
-        makeCommand("stop", "ends host, hub and services",
-                    "Ends the visualized service's host, the hub and the services of this user. Running downloads "
-                    "continue at the next start.\nExit code: 0 when none of them runs any more, 1 otherwise.",
-                    {}, {}, runStop),
+        Command("status", "tells whether hub and services answer",
+                "Tells whether the hub, the services and the visualized service answer.\n"
+                "Exit code: 0 when all of them work, 1 when one answers with an error, 3 when one does not answer.",
+                {}, {Json}, runStatus),
+        Command("stop", "ends host, hub and services",
+                "Ends the visualized service's host, the hub and the services of this user. Running downloads continue "
+                "at the "
+                "next start.\nExit code: 0 when none of them runs any more, 1 otherwise.",
+                {}, {}, runStop),
     };
 }
 

@@ -16,18 +16,14 @@ constexpr int LongMs = 3600'000; // an installation
 const QString ListOption = QStringLiteral("list");
 const QString KillOption = QStringLiteral("kill-running");
 
-Query query(const QString &method, const QVariantMap &values, int timeoutMs = link::ServiceConnection::DefaultTimeout)
-{
-    return {UpgradeService, method, {values, {}}, timeoutMs};
-}
-
 QVariantMap product(const Line &line)
 {
     return {{key::SoftwareName, line.at(0)}};
 }
 
-void printShown(const QVariantMap &answer)
+void printShown(const rpc::CallResult &result)
 {
+    const QVariantMap &answer = result.output.values;
     print(answer.value(wire::Shown).toBool() ? QStringLiteral("shown: yes")
                                              : QStringLiteral("shown: no, %1").arg(printable(answer, wire::ShowError)));
 }
@@ -53,45 +49,31 @@ void printRecord(const QVariantMap &record)
 
 int runCheck(const Line &line)
 {
-    const bool show = !line.isSet(ListOption) && !line.isSet(jsonOption().name);
-    const auto printer = [show](const rpc::CallResult &result) {
+    const bool show = !line.isSet(ListOption) && !line.isSet(Json.name);
+    Output output = eachOf(printRecord);
+    const auto printRecords = output.print;
+    output.print = [&](const rpc::CallResult &result) {
         const int offered = result.output.values.value(wire::Offered).toInt();
         print(offered == 0 ? QStringLiteral("nothing is new")
                            : QStringLiteral("products with something new: %1").arg(offered));
-        if (show && offered > 0)
-            printShown(result.output.values);
-        for (const QVariant &record : show ? QVariantList() : result.output.list)
-            printRecord(record.toMap());
+        if (!show)
+            printRecords(result);
+        else if (offered > 0)
+            printShown(result);
     };
-    return ask(query(wire::method::AnnounceUpdates, {{wire::Show, show}}), line, printer, listOf);
-}
-
-int runNotes(const Line &line)
-{
-    return ask(query(wire::method::ShowNotes, product(line)), line,
-               [](const rpc::CallResult &result) { printShown(result.output.values); });
+    return ask({UpgradeService, wire::method::AnnounceUpdates, {{wire::Show, show}}}, line, output);
 }
 
 QString stateName(int state)
 {
-    switch (state) {
-    case state::Downloading:
-        return QStringLiteral("downloading");
-    case state::Downloaded:
-        return QStringLiteral("downloaded");
-    case state::Installing:
-        return QStringLiteral("installing");
-    case state::Cancelled:
-        return QStringLiteral("cancelled");
-    case state::DownloadFailed:
-        return QStringLiteral("download failed");
-    case state::InstallFailed:
-        return QStringLiteral("installation failed or cancelled");
-    case state::Installed:
-        return QStringLiteral("installed");
-    default:
-        return QStringLiteral("state %1").arg(state);
-    }
+    static const QMap<int, QString> names{{state::Downloading, "downloading"},
+                                          {state::Downloaded, "downloaded"},
+                                          {state::Installing, "installing"},
+                                          {state::Cancelled, "cancelled"},
+                                          {state::DownloadFailed, "download failed"},
+                                          {state::InstallFailed, "installation failed or cancelled"},
+                                          {state::Installed, "installed"}};
+    return names.value(state, QStringLiteral("state %1").arg(state));
 }
 
 void printTasks(const QVariantList &tasks)
@@ -122,7 +104,7 @@ void printIgnores(const QVariantList &ignores)
 }
 
 // A status in pages is one list.
-QVariantMap statusOf(const rpc::CallResult &result)
+QVariant statusOf(const rpc::CallResult &result)
 {
     if (result.output.list.isEmpty())
         return result.output.values;
@@ -130,39 +112,32 @@ QVariantMap statusOf(const rpc::CallResult &result)
     QVariantList tasks;
     for (const QVariant &entry : result.output.list)
         (entry.toMap().contains(wire::ignored::Product) ? ignores : tasks) << entry;
-    return {{wire::Ignores, ignores}, {wire::Tasks, tasks}};
+    return QVariantMap{{wire::Ignores, ignores}, {wire::Tasks, tasks}};
 }
 
-int runStatus(const Line &line)
+void printStatus(const rpc::CallResult &result)
 {
-    Query paged = query(wire::method::UpgradeStatus, {});
-    paged.paged = true;
-    return ask(
-        paged, line,
-        [](const rpc::CallResult &result) {
-            printIgnores(statusOf(result).value(wire::Ignores).toList());
-            printTasks(statusOf(result).value(wire::Tasks).toList());
-        },
-        [](const rpc::CallResult &result) { return QVariant(statusOf(result)); });
+    const QVariantMap status = statusOf(result).toMap();
+    printIgnores(status.value(wire::Ignores).toList());
+    printTasks(status.value(wire::Tasks).toList());
 }
 
-int runTasks(const Line &line)
+QVariant tasksOf(const rpc::CallResult &result)
 {
-    const auto tasks = [](const rpc::CallResult &result) { // a list in pages comes as the answer's own list
-        return result.output.values.value(key::TaskInfoList, result.output.list);
-    };
-    Query paged = query(QStringLiteral("QueryTaskInfos"), {});
-    paged.paged = true;
-    return ask(
-        paged, line, [&](const rpc::CallResult &result) { printTasks(tasks(result).toList()); },
-        [&](const rpc::CallResult &result) { return QVariant(tasks(result).toList()); });
+    // A list in pages comes as the answer's own list.
+    return result.output.values.value(key::TaskInfoList, result.output.list).toList();
 }
 
-int runForget(const Line &line)
+void printForgotten(const rpc::CallResult &result)
 {
-    return ask(query(wire::method::ForgetIgnores, product(line)), line, [](const rpc::CallResult &result) {
-        print(QStringLiteral("forgotten: %1").arg(result.output.values.value(wire::Removed).toInt()));
-    });
+    print(QStringLiteral("forgotten: %1").arg(result.output.values.value(wire::Removed).toInt()));
+}
+
+void complainIfHidden(const rpc::CallResult &started)
+{
+    const QVariantMap &answer = started.output.values;
+    if (!answer.value(wire::Shown).toBool())
+        complain(QStringLiteral("started, but no window shows it: %1").arg(printable(answer, wire::ShowError)));
 }
 
 int runStart(const Line &line)
@@ -176,24 +151,13 @@ int runStart(const Line &line)
         complain(QStringLiteral("nothing is new for \"%1\"").arg(printable(line.at(0))));
         return status::Refused;
     }
-    return ask(query(QStringLiteral("StartDownload"), offered.output.list.constFirst().toMap()), line,
-               [](const rpc::CallResult &started) {
-                   if (!started.output.values.value(wire::Shown).toBool())
-                       complain(QStringLiteral("started, but no window shows it: %1")
-                                    .arg(printable(started.output.values, wire::ShowError)));
-               });
+    return ask({UpgradeService, QStringLiteral("StartDownload"), offered.output.list.constFirst().toMap()}, line,
+               {complainIfHidden});
 }
 
-int runStop(const Line &line)
+QVariantMap waitingProduct(const Line &line)
 {
-    return ask(query(QStringLiteral("StopUpgrade"), product(line)));
-}
-
-int runInstall(const Line &line)
-{
-    QVariantMap values = product(line);
-    values.insert(key::WaitForFinished, true);
-    return ask(query(QStringLiteral("InstallSoftware"), values, LongMs));
+    return {{key::SoftwareName, line.at(0)}, {key::WaitForFinished, true}};
 }
 
 int runSilent(const Line &line)
@@ -205,7 +169,7 @@ int runSilent(const Line &line)
     const int code = judge(result, UpgradeService);
     const QVariantMap &answer = result.output.values; // a refusal has them too
     if (code == status::Ok)
-        printShown(answer);
+        printShown(result);
     if (answer.value(wire::Shown).toBool())
         print(QStringLiteral("state of the window: %1").arg(answer.value(key::SilentState).toInt()));
     if (code == status::Ok)
@@ -217,46 +181,48 @@ int runSilent(const Line &line)
 
 QList<Command> upgradeCommands()
 {
-    const QList<Argument> one{{"PRODUCT", "Name of the product.", {}, false}};
+    const QList<Argument> one{{"PRODUCT", "Name of the product."}};
     return {
-        makeCommand("upgrade check", "looks for updates and shows the prompt",
-                    "Compares the catalogue with the installed products and has the visualized service prompt for the "
-                    "updates.\nExit code 0 once it was compared, also when nothing is new or no window can be shown.",
-                    {},
-                    {{ListOption, "Prints the updates instead of showing them.", {}},
-                     {jsonOption().name, "Prints the update records as a JSON array, and shows nothing.", {}}},
-                    runCheck),
-        makeCommand("upgrade notes", "shows the update notes of a product",
-                    "Has the update notes of a product shown, also of an update that is ignored.", one, {jsonOption()},
-                    runNotes),
-        makeCommand("upgrade status", "lists ignored updates and tasks",
-                    "Tells which updates are ignored and lists the tasks.", {}, {jsonOption()}, runStatus),
-        makeCommand("upgrade forget", "offers ignored updates again",
-                    "Forgets ignored updates, so that the next check offers them again.",
-                    {{"PRODUCT", "Name of the product; all products by default.", "[PRODUCT]", true}}, {jsonOption()},
-                    runForget),
-        makeCommand("upgrade start", "downloads the updates of a product",
-                    "Downloads every update of a product; the window with the tasks comes up and installs them.", one,
-                    {jsonOption()}, runStart),
-        makeCommand("upgrade stop", "ends a product's task", "Ends the task of a product in any state.", one, {},
-                    runStop),
-        makeCommand(
-            "upgrade install", "installs a finished download",
-            "Installs the downloaded packages of a product and waits for the end. The window with the tasks does this "
-            "by itself.",
-            one, {}, runInstall),
-        makeCommand(
+        Command("upgrade check", "looks for updates and shows the prompt",
+                "Compares the catalogue with the installed products and has the visualized service prompt for the "
+                "updates.\n"
+                "Exit code 0 once it was compared, also when nothing is new or no window can be shown.",
+                {},
+                {{ListOption, "Prints the updates instead of showing them."},
+                 {Json.name, "Prints the update records as a JSON array, and shows nothing."}},
+                runCheck),
+        Command("upgrade notes", "shows the update notes of a product",
+                "Has the update notes of a product shown, also of an update that is ignored.", one, {Json},
+                asks({UpgradeService, wire::method::ShowNotes}, product, {printShown})),
+        Command("upgrade status", "lists ignored updates and tasks",
+                "Tells which updates are ignored and lists the tasks.", {}, {Json},
+                asks(paged(UpgradeService, wire::method::UpgradeStatus), {}, {printStatus, statusOf})),
+        Command("upgrade forget", "offers ignored updates again",
+                "Forgets ignored updates, so that the next check offers them again.",
+                {{"PRODUCT", "Name of the product; all products by default.", "[PRODUCT]", true}}, {Json},
+                asks({UpgradeService, wire::method::ForgetIgnores}, product, {printForgotten})),
+        Command("upgrade start", "downloads the updates of a product",
+                "Downloads every update of a product; the window with the tasks comes up and installs them.", one,
+                {Json}, runStart),
+        Command("upgrade stop", "ends a product's task", "Ends the task of a product in any state.", one, {},
+                asks({UpgradeService, QStringLiteral("StopUpgrade")}, product)),
+        Command("upgrade install", "installs a finished download",
+                "Installs the downloaded packages of a product and waits for the end. The window with the tasks does "
+                "this by "
+                "itself.",
+                one, {}, asks({UpgradeService, QStringLiteral("InstallSoftware"), {}, LongMs}, waitingProduct)),
+        Command(
             "upgrade silent", "patches a product without questions",
             "Downloads the patch of a product's installed version and installs it, with a progress window only. Waits "
             "until it is installed. A product that runs is refused.",
             one,
-            {{KillOption,
-              "Ends the product's program first, by force. Only processes of the same user that run its "
-              "executable file are ended; a script has no such process.",
-              {}}},
+            {{KillOption, "Ends the product's program first, by force. Only processes of the same user that run its "
+                          "executable file are ended; a script has no such process."}},
             runSilent),
-        makeCommand("upgrade tasks", "lists downloads and installations",
-                    "Lists the downloads and installations, finished ones too.", {}, {jsonOption()}, runTasks),
+        Command("upgrade tasks", "lists downloads and installations",
+                "Lists the downloads and installations, finished ones too.", {}, {Json},
+                asks(paged(UpgradeService, QStringLiteral("QueryTaskInfos")), {},
+                     {[](const rpc::CallResult &result) { printTasks(tasksOf(result).toList()); }, tasksOf})),
     };
 }
 
