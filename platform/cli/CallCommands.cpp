@@ -44,12 +44,6 @@ QString keyLines(const QString &title, const QVector<binding::OperationKey> &key
     return text;
 }
 
-bool takesRecords(const binding::Operation &operation)
-{
-    return std::any_of(operation.input.cbegin(), operation.input.cend(),
-                       [](const auto &key) { return key.name.isEmpty(); });
-}
-
 QString operationHelp(const Line &line)
 {
     const binding::Operation *operation = findOperation(line.at(0));
@@ -58,10 +52,10 @@ QString operationHelp(const Line &line)
     QString text =
         QStringLiteral("Usage: tarnctl call %1 [JSON | @file | -]\n%2\n").arg(operation->name, operation->summary) +
         keyLines(QStringLiteral("Input"), operation->input) + keyLines(QStringLiteral("Output"), operation->output);
-    if (takesRecords(*operation)) {
-        for (const binding::Record &record : binding::visualizedRecords())
-            text += keyLines(QStringLiteral("A %1").arg(record.name), record.keys);
-    }
+    const bool takesRecords = std::any_of(operation->input.cbegin(), operation->input.cend(),
+                                          [](const auto &key) { return key.name.isEmpty(); });
+    for (const binding::Record &record : takesRecords ? binding::visualizedRecords() : QVector<binding::Record>())
+        text += keyLines(QStringLiteral("A %1").arg(record.name), record.keys);
     return text.trimmed();
 }
 
@@ -76,18 +70,13 @@ int printOperations()
 
 bool hasType(const QVariant &value, const QString &type)
 {
-    const int given = value.userType();
-    if (type == QLatin1String("bool"))
-        return given == QMetaType::Bool;
-    if (type == QLatin1String("int"))
-        return given == QMetaType::Int;
-    if (type == QLatin1String("u64"))
-        return given == QMetaType::ULongLong || (given == QMetaType::Int && value.toInt() >= 0);
-    if (type == QLatin1String("rect"))
-        return given == QMetaType::QRect;
-    if (type == QLatin1String("string"))
-        return given == QMetaType::QString || given == QMetaType::Int; // read as a text
-    return true;
+    static const QMap<QString, QVector<int>> types{{"bool", {QMetaType::Bool}},
+                                                   {"int", {QMetaType::Int}},
+                                                   {"u64", {QMetaType::ULongLong, QMetaType::Int}},
+                                                   {"rect", {QMetaType::QRect}},
+                                                   {"string", {QMetaType::QString, QMetaType::Int}}}; // read as a text
+    const bool negative = type == QLatin1String("u64") && value.userType() == QMetaType::Int && value.toInt() < 0;
+    return !negative && (!types.contains(type) || types.value(type).contains(value.userType()));
 }
 
 void warn(const QString &text)
