@@ -1,4 +1,5 @@
 """A private platform for one test program: a copy of the program folder with its own runtime directory, data and PATH."""
+import contextlib
 import json
 import os
 import shutil
@@ -137,7 +138,8 @@ class Session:
         """Signals every process of the program; how many there were."""
         pids = self.pids(program)
         for pid in pids:
-            os.kill(pid, number)
+            with contextlib.suppress(ProcessLookupError):  # it has just ended
+                os.kill(pid, number)
         return len(pids)
 
     def freeze(self, program):
