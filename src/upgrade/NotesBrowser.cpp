@@ -5,15 +5,47 @@
 #include "widgets/ShownText.h"
 #include "widgets/TextMenu.h"
 #include "widgets/WebLink.h"
+#include <QAbstractEventDispatcher>
+#include <QAbstractTextDocumentLayout>
+#include <QDeadlineTimer>
 #include <QKeyEvent>
+#include <QTextBlock>
 #include <QTextDocument>
+#include <QTextLayout>
 #include <QThread>
 #include <QUrl>
+#include <algorithm>
+#include <utility>
 
 using namespace tarn::visualized;
 
 namespace {
 constexpr int MaxPages = 8; // that can be returned to
+constexpr int StepMs = 8;
+constexpr int LongPage = 5000; // characters, more than fit into the window
+
+// The first paragraph whose lines are not laid out yet; an invalid one at the end. The layout proceeds from the top.
+QTextBlock nextToLayOut(const QTextDocument &document)
+{
+    int laidOut = 0;
+    for (int step = 1 << 24; step > 0; step /= 2) {
+        const QTextBlock block = document.findBlockByNumber(laidOut + step - 1);
+        if (block.isValid() && block.layout()->lineCount() > 0)
+            laidOut += step;
+    }
+    return document.findBlockByNumber(laidOut);
+}
+
+// Whether the event is for the layout's next step; its other timer reports the new size at once.
+bool isNextStep(const QEvent &event, QObject *layout)
+{
+    if (event.type() != QEvent::Timer)
+        return false;
+    const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(layout);
+    return std::any_of(timers.cbegin(), timers.cend(), [&](const auto &timer) {
+        return timer.timerId == static_cast<const QTimerEvent &>(event).timerId() && timer.interval > 0;
+    });
+}
 } // namespace
 
 NotesBrowser::NotesBrowser(QWidget *parent)
@@ -46,15 +78,49 @@ void NotesBrowser::load(const QString &path, const QString &anchor)
         m_pages.append({path, document});
         if (m_pages.size() > MaxPages)
             m_pages.removeFirst();
+        m_anchor = anchor;
         showPage(m_pages.last());
-        scrollToAnchor(anchor);
     });
 }
 
 void NotesBrowser::showPage(const Page &page)
 {
-    setDocument(page.document.get());
-    setTextCursor(QTextCursor(page.document.get()));
+    QTextDocument *document = page.document.get();
+    document->documentLayout()->installEventFilter(this);
+    if (document->characterCount() > LongPage)
+        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // appearing later it would have the page laid out again
+    setDocument(document);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setTextCursor(QTextCursor(document));
+    goToAnchor();
+}
+
+// Qt would lay the page out in steps that grow up to 200,000 characters, half a second of work.
+bool NotesBrowser::eventFilter(QObject *watched, QEvent *event)
+{
+    const QAbstractTextDocumentLayout *layout = document()->documentLayout();
+    if (watched != layout || !isNextStep(*event, watched))
+        return QTextBrowser::eventFilter(watched, event);
+    const QDeadlineTimer end(StepMs);
+    do {
+        layout->blockBoundingRect(nextToLayOut(*document()));
+    } while (!end.hasExpired() && nextToLayOut(*document()).isValid());
+    goToAnchor();
+    return true;
+}
+
+// Not before the page is laid out: the way to the anchor would be laid out in one go.
+void NotesBrowser::goToAnchor()
+{
+    if (!m_anchor.isEmpty() && !nextToLayOut(*document()).isValid())
+        scrollToAnchor(std::exchange(m_anchor, QString()));
+}
+
+// The same for the links that Tab visits.
+bool NotesBrowser::focusNextPrevChild(bool next)
+{
+    return nextToLayOut(*document()).isValid() ? QWidget::focusNextPrevChild(next)
+                                               : QTextBrowser::focusNextPrevChild(next);
 }
 
 void NotesBrowser::follow(const QUrl &address)
@@ -66,10 +132,10 @@ void NotesBrowser::follow(const QUrl &address)
     }
     const QString page = m_pages.isEmpty() ? QString() : m_pages.last().path;
     const QUrl target = QUrl::fromLocalFile(page).resolved(address);
-    if (target.toLocalFile() == page)
-        scrollToAnchor(target.fragment());
-    else
-        load(target.toLocalFile(), target.fragment());
+    if (target.toLocalFile() != page)
+        return load(target.toLocalFile(), target.fragment());
+    m_anchor = target.fragment();
+    goToAnchor();
 }
 
 void NotesBrowser::keyPressEvent(QKeyEvent *event)

@@ -5,7 +5,7 @@
 
 /// Shows release notes. Links to other local notes files are followed here (Alt+Left returns), relative ones from the
 /// folder of the page; web and mail addresses are opened by the desktop, every other address is ignored. A file that
-/// cannot be read leaves the page as it is. GUI thread.
+/// cannot be read leaves the page as it is. A page is laid out in steps of some milliseconds. GUI thread.
 class NotesBrowser final : public QTextBrowser
 {
     Q_OBJECT
@@ -24,7 +24,9 @@ signals:
     void unreadable(); ///< the file that was asked for last cannot be shown
 
 protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
+    bool focusNextPrevChild(bool next) override;
 
 private slots:
     void follow(const QUrl &address);
@@ -37,7 +39,9 @@ private:
     };
 
     void showPage(const Page &page);
+    void goToAnchor();
 
     QVector<Page> m_pages; ///< the shown one last, before it those to return to
+    QString m_anchor;      ///< to scroll to as soon as the page is laid out
     int m_asked = 0;       ///< number of the last load
 };

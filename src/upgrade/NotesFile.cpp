@@ -27,14 +27,15 @@ void dropDocument(QTextDocument *document)
         document->deleteLater();
 }
 
-// The words of a page, its tables' rows as lines.
+// The words of a page, its tables' rows and its lists' items as lines.
 QString words(const QString &text)
 {
+    static const QRegularExpression items(QStringLiteral("<(/?)li\\b"));
     static const QRegularExpression emptyLines(QStringLiteral("\n{3,}"));
     safehtml::Policy policy = safehtml::notes();
     policy.documents = false;
-    const QString words = QTextDocumentFragment::fromHtml(safehtml::reduce(text, policy).text).toPlainText();
-    return QString(words).replace(emptyLines, QStringLiteral("\n\n")).trimmed();
+    const QString html = safehtml::reduce(text, policy).text.replace(items, QStringLiteral("<\\1p"));
+    return QTextDocumentFragment::fromHtml(html).toPlainText().replace(emptyLines, QStringLiteral("\n\n")).trimmed();
 }
 
 // The page as HTML, or as plain text where that would hold the GUI thread.
@@ -43,7 +44,7 @@ void fill(QTextDocument *document, const QString &text)
     const safehtml::Policy policy = safehtml::notes();
     if (text.size() > policy.maxChars) {
         VT_LOG(warning) << QStringLiteral("更新说明过长，按纯文本显示");
-        return document->setPlainText(text);
+        return document->setPlainText(notespage::bounded(text));
     }
     const safehtml::Reduced page = safehtml::reduce(text, policy);
     if (page.isUnstyled)
@@ -54,7 +55,7 @@ void fill(QTextDocument *document, const QString &text)
     if (canBeBuilt && notespage::canBeShown(*document))
         return;
     VT_LOG(warning) << QStringLiteral("更新说明的格式过于复杂，按纯文本显示");
-    document->setPlainText(words(text));
+    document->setPlainText(notespage::bounded(words(text)));
 }
 
 } // namespace
@@ -84,6 +85,7 @@ std::optional<QString> readFile(const QString &path)
 std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner)
 {
     std::shared_ptr<QTextDocument> document(new SafeDocument, dropDocument);
+    document->setPageSize(QSizeF(0, 0)); // lays nothing out before the width is known
     document->setDocumentMargin(PageMargin);
     document->setDefaultTextOption(QTextOption());
     document->setDefaultFont(font);

@@ -1,21 +1,31 @@
 #include "upgrade/NotesPage.h"
+#include "base/Log.h"
+#include <QFont>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextTable>
 #include <QVector>
+#include <numeric>
 
 namespace tarn::visualized::notespage {
 namespace {
 
 constexpr int MaxDepth = 5; // tables in tables
 constexpr int MaxCells = 20000;
+constexpr int MaxItems = 5000; // of lists: building one takes quadratic time
 constexpr int MaxColumns = 1000;
-constexpr int MaxFloats = 100;  // every line is fitted around every float
-constexpr int BlockWeight = 50; // a paragraph, also that of a cell, takes as long as so many characters
-constexpr int MaxWeight = 80000;
+constexpr int MaxFloats = 100;      // every line is fitted around every float
+constexpr int MaxFonts = 64;        // each is looked up when it is first needed
+constexpr int MaxWeight = 80000;    // of a table or frame, in Latin letters, of which 3000 take a millisecond
+constexpr int BlockWeight = 50;     // of a paragraph, also of a cell's
 constexpr int MaxParagraph = 10000; // characters
+constexpr int MaxLines = 100000;
+constexpr int LightPage = 20000;   // characters that take no time, however they are formatted
+constexpr int LongLine = 250;      // characters
+constexpr double SmallestFont = 6; // pixels or points: a step has many lines of a smaller one
 
 struct Cost
 {
@@ -24,27 +34,74 @@ struct Cost
     int floats = 0;
 };
 
-qint64 weightOf(const QTextTable &table)
+const QRegularExpression &placeless()
 {
-    const QTextDocument *document = table.document();
-    const int first = table.firstPosition();
-    const int last = table.lastPosition();
-    const int blocks = document->findBlock(last).blockNumber() - document->findBlock(first).blockNumber() + 1;
-    return last - first + qint64{BlockWeight} * blocks;
+    static const QRegularExpression run(QStringLiteral("([\\p{Mn}\\p{Me}\\p{Cf}]{16})[\\p{Mn}\\p{Me}\\p{Cf}]+"));
+    return run;
 }
 
-// Adds the tables and floats inside a frame. @return false when they take too long
+int weightOf(QChar c)
+{
+    if (c.unicode() < 0x250)
+        return c == QLatin1Char('\t') ? 20 : 1;
+    return c.unicode() >= 0x900 && c.unicode() < 0x1800 ? 10 : 3; // the scripts of South Asia; ideographs and others
+}
+
+qint64 weightOf(const QTextFrame &frame)
+{
+    qint64 weight = 0;
+    const QTextBlock end = frame.document()->findBlock(frame.lastPosition()).next();
+    for (QTextBlock block = frame.document()->findBlock(frame.firstPosition()); block != end; block = block.next()) {
+        const QString text = block.text();
+        weight = std::accumulate(text.cbegin(), text.cend(), weight + BlockWeight,
+                                 [](qint64 sum, QChar c) { return sum + weightOf(c); });
+    }
+    return weight;
+}
+
+// Adds the tables and frames inside a frame. @return false when they take too long
 bool add(const QTextFrame &frame, int depth, Cost &cost)
 {
     const QList<QTextFrame *> children = frame.childFrames();
     for (const QTextFrame *child : children) {
+        if (!frame.parentFrame())
+            cost.weight = 0; // those of the page itself are laid out one by one
         const auto *table = qobject_cast<const QTextTable *>(child);
         const int inside = depth + (table ? 1 : 0);
         cost.floats += child->frameFormat().position() == QTextFrameFormat::InFlow ? 0 : 1;
         cost.cells += table ? qint64(table->rows()) * table->columns() : 0;
-        cost.weight += table ? weightOf(*table) << qMin(depth, MaxDepth) : 0;
+        cost.weight += weightOf(*child) << qMin(depth, MaxDepth);
         if (inside > MaxDepth || cost.floats > MaxFloats || cost.cells > MaxCells || cost.weight > MaxWeight ||
             (table && table->columns() > MaxColumns) || !add(*child, inside, cost))
+            return false;
+    }
+    return true;
+}
+
+// Formats that put many characters into a step.
+bool isDense(const QTextFormat &format)
+{
+    if (format.isCharFormat()) {
+        const QFont font = format.toCharFormat().font();
+        return (font.pixelSize() > 0 ? font.pixelSize() : font.pointSizeF()) < SmallestFont;
+    }
+    const QTextBlockFormat block = format.toBlockFormat();
+    const bool isLow =
+        block.lineHeightType() == QTextBlockFormat::ProportionalHeight
+            ? block.lineHeight() < 50
+            : block.lineHeightType() == QTextBlockFormat::FixedHeight && block.lineHeight() < SmallestFont;
+    return isLow || block.topMargin() < 0 || block.bottomMargin() < 0;
+}
+
+bool hasLightFormats(const QTextDocument &document)
+{
+    const bool isLight = document.characterCount() < LightPage;
+    QSet<QString> fonts;
+    const QVector<QTextFormat> formats = document.allFormats();
+    for (const QTextFormat &format : formats) {
+        if (format.isCharFormat())
+            fonts.insert(format.toCharFormat().font().key());
+        if (fonts.size() > MaxFonts || (!isLight && isDense(format)))
             return false;
     }
     return true;
@@ -65,6 +122,27 @@ int divisionOf(const QTextBlock &block)
     return block.position() + at;
 }
 
+// A step has hundreds of lines without wrapping, of any length.
+void wrapLongLines(QTextCursor &cursor)
+{
+    QVector<QTextBlock> longLines;
+    int characters = 0;
+    for (QTextBlock block = cursor.document()->begin(); block.isValid(); block = block.next()) {
+        if (block.length() > LongLine && block.blockFormat().nonBreakableLines()) {
+            longLines.append(block);
+            characters += block.length();
+        }
+    }
+    if (characters < LightPage)
+        return;
+    for (const QTextBlock &block : qAsConst(longLines)) {
+        QTextBlockFormat wrapped = block.blockFormat();
+        wrapped.setNonBreakableLines(false);
+        cursor.setPosition(block.position());
+        cursor.setBlockFormat(wrapped);
+    }
+}
+
 } // namespace
 
 bool canBeBuilt(const QString &html)
@@ -79,6 +157,8 @@ bool canBeBuilt(const QString &html)
         qint64 carried = 0; // columns that spans over rows may add to later rows
         qint64 columns = 0;
     };
+    if (html.count(QLatin1String("<li")) > MaxItems)
+        return false;
     QVector<Grid> open(1); // the first one is for cells outside of any table
     qint64 cells = 0;
     for (auto it = tag.globalMatch(html); it.hasNext();) {
@@ -113,13 +193,29 @@ bool canBeBuilt(const QString &html)
 bool canBeShown(const QTextDocument &document)
 {
     Cost cost;
-    return add(*document.rootFrame(), 0, cost);
+    return document.blockCount() <= MaxLines && hasLightFormats(document) && add(*document.rootFrame(), 0, cost) &&
+           !document.toPlainText().contains(placeless());
+}
+
+QString bounded(const QString &text)
+{
+    QString result = text;
+    result.replace(placeless(), QStringLiteral("\\1"));
+    int end = -1;
+    for (int lines = 0; lines < MaxLines; ++lines) {
+        end = result.indexOf(QLatin1Char('\n'), end + 1);
+        if (end < 0)
+            return result;
+    }
+    VT_LOG(warning) << QStringLiteral("更新说明行数过多，只显示前%1行").arg(MaxLines);
+    return result.left(end);
 }
 
 void divideLongParagraphs(QTextDocument *document)
 {
     QTextCursor cursor(document);
     cursor.beginEditBlock();
+    wrapLongLines(cursor);
     for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
         if (block.length() <= MaxParagraph)
             continue;
