@@ -6,8 +6,10 @@
 #include "message/NotifyWnd.h"
 #include "tarn/client/IServiceAssistantManager.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
+#include "tarn/factory/IServiceObjectCreator.h"
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceAssistant.h"
+#include "tarn/osgi/IBundleActivator.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
 #include "upgrade/CUpdateItem.h"
@@ -103,6 +105,8 @@ private slots:
             {"manager", slotsOf(&Manager::GetLicenseServiceAssistant, &Manager::GetCloudServiceAssistant,
                                 &Manager::GetMessageServiceAssistant, &Manager::GetUpgradeServiceAssistant,
                                 &Manager::UnInitialize)},
+            {"creator", slotsOf(&IServiceObjectCreator::create, &IServiceObjectCreator::destroy)},
+            {"activator", slotsOf(&tarn::osgi::IBundleActivator::start, &tarn::osgi::IBundleActivator::stop)},
             {"operations", slotsOf(&Operations::QueryYunLoginDialogState, &Operations::ShowCloudLogin,
                                    &Operations::NotifyCloudParentFinish, &Operations::showAutoCheckUpdateDialog,
                                    &Operations::showUpgradeExplainDialog, &Operations::showUpgradeDownloadDialog,

@@ -68,6 +68,7 @@ private slots:
         QVERIFY(reduce("<a href='https://x.cn'>y</a>", safehtml::box()).hasLink);
         QVERIFY(!reduce("<a href='file:///etc/passwd'>y</a>", safehtml::box()).hasLink);
         QVERIFY(reduce(QString("<ul>").repeated(300), safehtml::notes()).isFlattened);
+        QVERIFY(reduce(QString("<ul><b></b>").repeated(300), safehtml::notes()).isFlattened); // deep all the same
         QVERIFY(!reduce(QString("<p>x</p>").repeated(300), safehtml::notes()).isFlattened);
         // Lines cost time: a box is laid out several times.
         QCOMPARE(reduce(QString("a\r\n").repeated(5000), safehtml::box()).text.count('\n'), 1000);
