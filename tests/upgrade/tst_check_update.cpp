@@ -272,43 +272,26 @@ private slots:
 
     void softwareManagerNotice()
     {
-        Prompt prompt({released("甲")});
-        prompt.show();
-        const BoxScript::Step confirm = [&](QDialog *box) {
-            BoxScript::press(&prompt, "软件管理"); // while the notice is open
-            QCOMPARE(windows<CustomMessageBox>().size(), 1);
-            QCOMPARE(box->windowTitle(), QString("提示"));
-            BoxScript::press(box, "确定");
-        };
-        BoxScript boxes({confirm, confirm});
-        BoxScript::press(&prompt, "软件管理");
-        BoxScript::press(&prompt, "软件管理"); // it can be opened again
-        QVERIFY(boxes.isDone());
-        QCOMPARE(boxes.texts.first(), QString("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
-        QCOMPARE(
-            m_log->count("【右下角检测升级对话框】用户点击软件管理，当前列表中的软件数量为1，即将跳转软件管理界面。"),
-            4);
-    }
-
-    void noticeOutlivesItsPrompt()
-    {
-        for (const bool destroyed : {false, true}) {
+        for (const bool destroyed : {false, true}) { // with the manager; else the prompt is replaced
             sendCheck({released("甲")});
             const QPointer<CCheckUpdateDial> prompt(onlyWindow<CCheckUpdateDial>());
-            BoxScript boxes({[&](QDialog *box) {
-                const QPointer<QDialog> notice(box);
-                if (destroyed)
-                    CVisualizedManager::FreeInstance();
-                else
-                    sendCheck({released("乙")});
-                QCOMPARE(notice && notice->isVisible(), !destroyed); // it may outlive the prompt, not the manager
-                if (notice)
-                    notice->reject();
-            }});
-            prompt->OnUpdateImmediately();
-            QVERIFY(boxes.isDone() && windows<CustomMessageBox>().isEmpty());
+            BoxScript boxes({BoxScript::pressing("确定"), [&](QDialog *box) {
+                                 BoxScript::press(prompt, "软件管理"); // while the notice is open
+                                 QCOMPARE(windows<CustomMessageBox>().size(), 1);
+                                 const QPointer<QDialog> notice(box);
+                                 if (destroyed)
+                                     CVisualizedManager::FreeInstance();
+                                 else
+                                     sendCheck({released("乙")});
+                                 QCOMPARE(notice && notice->isVisible(), !destroyed);
+                                 if (notice)
+                                     notice->reject();
+                             }});
+            BoxScript::press(prompt, "软件管理");
+            BoxScript::press(prompt, "软件管理"); // it can be opened again
             processDeletions();
-            QVERIFY(!prompt);
+            QVERIFY(boxes.isDone() && windows<CustomMessageBox>().isEmpty() && !prompt);
+            QCOMPARE(boxes.texts.first(), QString("软件管理由岚川软件助手提供，请先安装最新版本岚川软件助手。"));
             QCOMPARE(windows<CCheckUpdateDial>().size(), destroyed ? 0 : 1);
             CVisualizedManager::FreeInstance();
             processDeletions();

@@ -80,12 +80,6 @@ private slots:
         }
         QCOMPARE(tips, (QStringList{"正在下载主程序", "正在下载%2", "正在下载补丁", "正在下载补丁", "正在下载"}));
         QCOMPARE(log.texts(), QStringList{"下载类型未标识，类型为5"});
-        constexpr qint64 GiB = qint64(1) << 30;
-        QStringList percents;
-        for (const auto &[current, total] :
-             {std::pair(qint64(999), qint64(1000)), {0, 0}, {5, 0}, {GiB, 5 * GiB}}) // the first is rounded
-            percents << download(task("设计", 1, current, total), "downloadPercent").toString();
-        QCOMPARE(percents, (QStringList{"100%", "nan%", "inf%", "20%"}));
         QVERIFY(queryDataInfos(QVariantMap{{"SoftName", 1}}).isEmpty());
         const QList<QVariant> rows = queryDataInfos(QVariantList{7, "text", QVariant(), QVariantList{1}});
         QCOMPARE(rows.size(), 4); // one row per element, whatever it is
@@ -201,9 +195,14 @@ private slots:
             qint64 current, total;
             int value, maximum;
             QString percent;
-        } rows[] = {{250, 1000, 250, 1000, "25%"},     {GiB, 2 * GiB, -1, 0, "50%"},
-                    {GiB, 5 * GiB, GiB, GiB, "20%"},   {3 * GiB, 100, 0, 100, "3221225472%"},
-                    {Most, -Most - 1, -1, 0, "-100%"}, {30, 60, 30, 60, "50%"}};
+        } rows[] = {{250, 1000, 250, 1000, "25%"},
+                    {GiB, 2 * GiB, -1, 0, "50%"},
+                    {GiB, 5 * GiB, GiB, GiB, "20%"},
+                    {3 * GiB, 100, 0, 100, "3221225472%"},
+                    {Most, -Most - 1, -1, 0, "-100%"},
+                    {0, 0, -1, 0, "nan%"},
+                    {5, 0, -1, 0, "inf%"},
+                    {999, 1000, 999, 1000, "100%"}};
         m_dialog->show();
         FakeClient::fake().setAvailable(false); // prevents an installation
         for (const auto &row : rows) {

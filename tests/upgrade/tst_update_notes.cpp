@@ -282,36 +282,29 @@ private slots:
         QVERIFY(m_log->has(QtCriticalMsg, "软件更新提示框异常退出：数据为空"));
     }
 
-    void replacedWhileItAsks()
+    void deathsWhileItAsks()
     {
-        sendNotes(withPatch());
-        const QPointer<CUpdateExplainDial> old(onlyWindow<CUpdateExplainDial>());
-        BoxScript boxes({[](QDialog *box) {
-            const QPointer<QDialog> question(box);
+        for (const bool destroyed : {true, false}) { // with the manager; else it is replaced
             sendNotes(withPatch());
-            QTRY_VERIFY(!question || !question->isVisible()); // it is withdrawn
-        }});
-        old->close();
-        QVERIFY(boxes.isDone());
-        processDeletions();
-        QVERIFY(!old);
+            const QPointer<CUpdateExplainDial> old(onlyWindow<CUpdateExplainDial>());
+            BoxScript boxes({[&](QDialog *box) {
+                const QPointer<QDialog> question(box);
+                if (destroyed)
+                    CVisualizedManager::FreeInstance();
+                else
+                    sendNotes(withPatch());
+                QTRY_VERIFY(!question || !question->isVisible()); // it is withdrawn
+            }});
+            old->close();
+            processDeletions();
+            QVERIFY(boxes.isDone() && !old);
+            QCOMPARE(windows<CUpdateExplainDial>().size(), destroyed ? 0 : 1);
+        }
         const QPointer<CUpdateExplainDial> now(onlyWindow<CUpdateExplainDial>());
         QVERIFY(now && now->isVisible() && !qobject_cast<CUpdateCurExplainDialog *>(now.data()));
-        // The manager still knows the new one: the next request replaces it.
-        sendNotes(withPatch());
+        sendNotes(withPatch()); // the manager still knows the new one
         processDeletions();
-        QVERIFY(!now);
-        QVERIFY(onlyWindow<CUpdateExplainDial>());
-    }
-
-    void destroyedWhileItAsks()
-    {
-        sendNotes(withPatch());
-        const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-        QTimer::singleShot(0, qApp, [] { CVisualizedManager::FreeInstance(); });
-        dialog->close();
-        QVERIFY(!dialog);
-        QVERIFY(QApplication::topLevelWidgets().isEmpty());
+        QVERIFY(!now && onlyWindow<CUpdateExplainDial>());
     }
 
     void patchNotesNeverAsk()
