@@ -1,4 +1,6 @@
 """Every window and every task of the user by keyboard and by ear: no mouse event at all."""
+import os
+
 from desktop import Node, tree, wait
 from platformtest import PlatformTest, main
 from products import Products, archive
@@ -122,8 +124,8 @@ class Keyboard(PlatformTest):
         self.desktop.key("Escape")
 
     def test_second_of_three_downloads_is_cancelled(self):
-        good = archive({"bin/program": b"new 2.0", "data/big": b"x" * 200000})
-        self.products.offer("戊", good, 200)
+        good = archive({"bin/program": b"new 2.0", "data/big": os.urandom(200000)})
+        self.products.offer("戊", good, 2000)  # lasts longer than all that is done meanwhile
         self.products.offer("己")
         self.products.offer("庚", checksum="1" * 64)
         for name in self.RUNNING:
