@@ -21,166 +21,156 @@ class TestClientLibrary final : public QObject
 {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
-    void withoutAHub();
-    void aHangingServiceHoldsAWindowOnce();
-    void endsAHangingCall();
+    void init()
+    {
+        m_platform = std::make_unique<Platform>();
+        m_library = std::make_unique<QLibrary>(Platform::program("libTARN.ServiceClient.Base.so"));
+        QVERIFY2(m_library->load(), qPrintable(m_library->errorString()));
+        using Entry = IServiceAssistantManager *(*)();
+        const auto entry = reinterpret_cast<Entry>(m_library->resolve("GetServiceAssistantManager"));
+        QVERIFY(entry);
+        m_manager = entry();
+        QVERIFY(!initialize());
+    }
+
+    void cleanup()
+    {
+        m_manager->GetCloudServiceAssistant()->UnInitialize();
+        m_manager->GetMessageServiceAssistant()->UnInitialize();
+        m_manager->GetUpgradeServiceAssistant()->UnInitialize();
+        m_manager->UnInitialize();
+        m_library->unload();
+        m_platform.reset();
+    }
+
+    void withoutAHub()
+    {
+        QCOMPARE(records(), 2012);
+        QVERIFY(!call(&Assistant::AddMessageReceipt)->GetError().isEmpty());
+        QCOMPARE(tasks(), 1009);
+        QCOMPARE(loginState(), 4012);
+
+        QVERIFY(m_platform->startHub()); // comes later
+        QCOMPARE(records(), 2000);
+        auto output = call(&Assistant::AddMessageReceipt, {{key::MsgId, "1"}});
+        QCOMPARE(output->GetRetCode(), 2003);
+        QVERIFY(output->GetError().contains("MessageReceipt"));
+        // What cannot be sent is the caller's fault, not the connection's.
+        output = call(&Assistant::IgnoreMessage, {{key::MsgId, QString(5 << 20, 'x')}});
+        QCOMPARE(output->GetRetCode(), 2003);
+    }
+
+    /// Twelve calls in a row, as one click on a prompt with twelve products makes them, and one of each other kind.
+    void aHangingServiceHoldsAWindowOnce()
+    {
+        QVERIFY(m_platform->startHub());
+        QCOMPARE(records(), 2000);
+        QVERIFY(freezeServices());
+        const QList<int> failures{1001, 1009, 2001, 2012, 4001, 4012};
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < 12; ++i)
+            QVERIFY(failures.contains(ignore()));
+        QVERIFY(failures.contains(tasks()));
+        QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed()))); // two waits would take as long
+        timer.start();
+        QVERIFY(failures.contains(loginState()) && failures.contains(records()));
+        QVERIFY2(timer.elapsed() < 15000, qPrintable(QString::number(timer.elapsed())));
+        ::kill(m_services, SIGCONT);
+        QTRY_COMPARE_WITH_TIMEOUT(records(), 2000, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(tasks(), 1000, 10000);
+    }
+
+    void endsAHangingCall()
+    {
+        QVERIFY(m_platform->startHub());
+        QCOMPARE(records(), 2000);
+        QVERIFY(freezeServices());
+        QThreadPool callers;
+        callers.setMaxThreadCount(3);
+        QList<QFuture<int>> calls;
+        QSemaphore begun;
+        for (int i = 0; i < 3; ++i)
+            calls.append(QtConcurrent::run(&callers, [&] {
+                begun.release();
+                return records();
+            }));
+        QVERIFY(begun.tryAcquire(3, 10000));
+        QElapsedTimer timer;
+        timer.start();
+        m_manager->GetMessageServiceAssistant()->UnInitialize();
+        QVERIFY2(timer.elapsed() < 4500, qPrintable(QString::number(timer.elapsed()))); // the calls' own limit is 5 s
+        for (QFuture<int> &hanging : calls)
+            QCOMPARE(hanging.result(), 2012);
+        QCOMPARE(records(), 2012); // refused from now on
+        ::kill(m_services, SIGCONT);
+        QVERIFY(initialize());
+        QTRY_COMPARE_WITH_TIMEOUT(records(), 2000, 10000);
+    }
 
 private:
     using Assistant = IMessageServiceAssistant;
     using Operation = void (Assistant::*)(Assistant::Input, Assistant::Output);
-    Assistant::Output call(Operation operation, const QVariantMap &values = {});
+
+    Assistant::Output call(Operation operation, const QVariantMap &values = {})
+    {
+        Assistant *assistant = m_manager->GetMessageServiceAssistant();
+        const auto input = assistant->CreateInputArgs();
+        const auto output = assistant->CreateOutputArgs();
+        for (auto it = values.cbegin(); it != values.cend(); ++it)
+            input->SetValue(it.key(), it.value());
+        (assistant->*operation)(input, output);
+        return output;
+    }
+
     int records() { return call(&Assistant::GetAllMessageRecords)->GetRetCode(); }
-    int tasks();
-    int loginState();
-    int ignore();
-    bool initialize();
-    bool freezeServices();
+
+    int tasks()
+    {
+        auto *upgrade = m_manager->GetUpgradeServiceAssistant();
+        const auto output = upgrade->CreateOutputParam();
+        upgrade->QueryTaskInfos(upgrade->CreateInputParam(), output);
+        return output->GetRetCode();
+    }
+
+    int loginState()
+    {
+        auto *cloud = m_manager->GetCloudServiceAssistant();
+        const auto output = cloud->CreateOutputArgs();
+        cloud->GetLoginState(cloud->CreateInputArgs(), output);
+        return output->GetRetCode();
+    }
+
+    int ignore()
+    {
+        auto *upgrade = m_manager->GetUpgradeServiceAssistant();
+        const auto output = upgrade->CreateSoftInfoOutputParam();
+        upgrade->IgnoreUpgrade(upgrade->CreateSoftInfoInputParam(), output);
+        return output->GetRetCode();
+    }
+
+    /// @return whether the message service's assistant has found a hub
+    bool initialize()
+    {
+        QString error;
+        m_manager->GetLicenseServiceAssistant()->Initialize("测试", 1, error);
+        m_manager->GetCloudServiceAssistant()->Initialize("测试", 1, error);
+        m_manager->GetUpgradeServiceAssistant()->Initialize("测试", 1, error);
+        return m_manager->GetMessageServiceAssistant()->Initialize("测试", 1, error) == error.isEmpty() &&
+               error.isEmpty();
+    }
+
+    bool freezeServices()
+    {
+        m_services = static_cast<pid_t>(m_platform->servicesOfHub());
+        return m_services > 0 && freeze(m_services);
+    }
 
     std::unique_ptr<Platform> m_platform;
     std::unique_ptr<QLibrary> m_library;
     IServiceAssistantManager *m_manager = nullptr;
     pid_t m_services = 0;
 };
-
-TestClientLibrary::Assistant::Output TestClientLibrary::call(Operation operation, const QVariantMap &values)
-{
-    Assistant *assistant = m_manager->GetMessageServiceAssistant();
-    const auto input = assistant->CreateInputArgs();
-    const auto output = assistant->CreateOutputArgs();
-    for (auto it = values.cbegin(); it != values.cend(); ++it)
-        input->SetValue(it.key(), it.value());
-    (assistant->*operation)(input, output);
-    return output;
-}
-
-int TestClientLibrary::tasks()
-{
-    auto *upgrade = m_manager->GetUpgradeServiceAssistant();
-    const auto output = upgrade->CreateOutputParam();
-    upgrade->QueryTaskInfos(upgrade->CreateInputParam(), output);
-    return output->GetRetCode();
-}
-
-int TestClientLibrary::loginState()
-{
-    auto *cloud = m_manager->GetCloudServiceAssistant();
-    const auto output = cloud->CreateOutputArgs();
-    cloud->GetLoginState(cloud->CreateInputArgs(), output);
-    return output->GetRetCode();
-}
-
-int TestClientLibrary::ignore()
-{
-    auto *upgrade = m_manager->GetUpgradeServiceAssistant();
-    const auto output = upgrade->CreateSoftInfoOutputParam();
-    upgrade->IgnoreUpgrade(upgrade->CreateSoftInfoInputParam(), output);
-    return output->GetRetCode();
-}
-
-/// @return whether the message service's assistant has found a hub
-bool TestClientLibrary::initialize()
-{
-    QString error;
-    m_manager->GetLicenseServiceAssistant()->Initialize("测试", 1, error);
-    m_manager->GetCloudServiceAssistant()->Initialize("测试", 1, error);
-    m_manager->GetUpgradeServiceAssistant()->Initialize("测试", 1, error);
-    return m_manager->GetMessageServiceAssistant()->Initialize("测试", 1, error) == error.isEmpty() && error.isEmpty();
-}
-
-bool TestClientLibrary::freezeServices()
-{
-    m_services = static_cast<pid_t>(m_platform->servicesOfHub());
-    return m_services > 0 && freeze(m_services);
-}
-
-void TestClientLibrary::init()
-{
-    m_platform = std::make_unique<Platform>();
-    m_library = std::make_unique<QLibrary>(Platform::program("libTARN.ServiceClient.Base.so"));
-    QVERIFY2(m_library->load(), qPrintable(m_library->errorString()));
-    using Entry = IServiceAssistantManager *(*)();
-    const auto entry = reinterpret_cast<Entry>(m_library->resolve("GetServiceAssistantManager"));
-    QVERIFY(entry);
-    m_manager = entry();
-    QVERIFY(!initialize());
-}
-
-void TestClientLibrary::cleanup()
-{
-    m_manager->GetCloudServiceAssistant()->UnInitialize();
-    m_manager->GetMessageServiceAssistant()->UnInitialize();
-    m_manager->GetUpgradeServiceAssistant()->UnInitialize();
-    m_manager->UnInitialize();
-    m_library->unload();
-    m_platform.reset();
-}
-
-void TestClientLibrary::withoutAHub()
-{
-    QCOMPARE(records(), 2012);
-    QVERIFY(!call(&Assistant::AddMessageReceipt)->GetError().isEmpty());
-    QCOMPARE(tasks(), 1009);
-    QCOMPARE(loginState(), 4012);
-
-    QVERIFY(m_platform->startHub()); // comes later
-    QCOMPARE(records(), 2000);
-    auto output = call(&Assistant::AddMessageReceipt, {{key::MsgId, "1"}});
-    QCOMPARE(output->GetRetCode(), 2003);
-    QVERIFY(output->GetError().contains("MessageReceipt"));
-    // What cannot be sent is the caller's fault, not the connection's.
-    output = call(&Assistant::IgnoreMessage, {{key::MsgId, QString(5 << 20, 'x')}});
-    QCOMPARE(output->GetRetCode(), 2003);
-}
-
-/// Twelve calls in a row, as one click on a prompt with twelve products makes them, and one of each other kind.
-void TestClientLibrary::aHangingServiceHoldsAWindowOnce()
-{
-    QVERIFY(m_platform->startHub());
-    QCOMPARE(records(), 2000);
-    QVERIFY(freezeServices());
-    const QList<int> failures{1001, 1009, 2001, 2012, 4001, 4012};
-    QElapsedTimer timer;
-    timer.start();
-    for (int i = 0; i < 12; ++i)
-        QVERIFY(failures.contains(ignore()));
-    QVERIFY(failures.contains(tasks()));
-    QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed()))); // two waits would take as long
-    timer.start();
-    QVERIFY(failures.contains(loginState()) && failures.contains(records()));
-    QVERIFY2(timer.elapsed() < 15000, qPrintable(QString::number(timer.elapsed())));
-    ::kill(m_services, SIGCONT);
-    QTRY_COMPARE_WITH_TIMEOUT(records(), 2000, 10000);
-    QTRY_COMPARE_WITH_TIMEOUT(tasks(), 1000, 10000);
-}
-
-void TestClientLibrary::endsAHangingCall()
-{
-    QVERIFY(m_platform->startHub());
-    QCOMPARE(records(), 2000);
-    QVERIFY(freezeServices());
-    QThreadPool callers;
-    callers.setMaxThreadCount(3);
-    QList<QFuture<int>> calls;
-    QSemaphore begun;
-    for (int i = 0; i < 3; ++i)
-        calls.append(QtConcurrent::run(&callers, [&] {
-            begun.release();
-            return records();
-        }));
-    QVERIFY(begun.tryAcquire(3, 10000));
-    QElapsedTimer timer;
-    timer.start();
-    m_manager->GetMessageServiceAssistant()->UnInitialize();
-    QVERIFY2(timer.elapsed() < 4500, qPrintable(QString::number(timer.elapsed()))); // the calls' own limit is 5 s
-    for (QFuture<int> &hanging : calls)
-        QCOMPARE(hanging.result(), 2012);
-    QCOMPARE(records(), 2012); // refused from now on
-    ::kill(m_services, SIGCONT);
-    QVERIFY(initialize());
-    QTRY_COMPARE_WITH_TIMEOUT(records(), 2000, 10000);
-}
 
 QTEST_GUILESS_MAIN(TestClientLibrary)
 #include "tst_ClientLibrary.moc"

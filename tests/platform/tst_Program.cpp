@@ -5,7 +5,6 @@
 #include <csignal>
 #include <fcntl.h>
 #include <functional>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -53,83 +52,58 @@ class TestProgram final : public QObject
 {
     Q_OBJECT
 private slots:
-    void logLines();
-    void failuresThatAreNoEnd();
-    void mainThreadThatHangs();
-    void hostWithoutDisplay();
+    void logLines()
+    {
+        qputenv("TZ", "UTC-5");
+        const QString hour = QDateTime::currentDateTimeUtc().addSecs(5 * 3600).toString("hh");
+        const QStringList lines = written([] {
+            log("短");
+            log(QString(2000, QChar(0x4e00))); // 6,000 bytes; the cut would be inside a character
+        });
+        QCOMPARE(lines.size(), 2);
+        const QString head = QString(R"(^\d{4}-\d\d-\d\d %1:\d\d:\d\d\.\d{3} tst_Program\[%2\] warning: )");
+        const QString start = head.arg(hour).arg(::getpid());
+        QVERIFY2(lines.at(0).contains(QRegularExpression(start + "短$")), qPrintable(lines.at(0)));
+        QVERIFY(lines.at(1).contains(QRegularExpression(start + R"(一{1365}\.\.\. \(6000 bytes\)$)")));
+    }
+
+    void mainThreadThatHangs()
+    {
+        const int status = statusOf([] {
+            const core::UnixSignals signalSource(1);
+            int ends[2];
+            if (::pipe2(ends, O_NONBLOCK) != 0)
+                ::_exit(2);
+            while (::write(ends[1], "x", 1) == 1) { // a full pipe that is not read
+            }
+            ::fcntl(ends[1], F_SETFL, 0);
+            ::dup2(ends[1], STDERR_FILENO);
+            ::raise(SIGTERM);
+            for (;;)
+                ::pause();
+        });
+        QVERIFY(WIFEXITED(status));
+        QCOMPARE(WEXITSTATUS(status), 1);
+    }
+
+    void hostWithoutDisplay()
+    {
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("QT_QPA_PLATFORM", "xcb");
+        environment.insert("DISPLAY", ":4711");
+        const auto run = [&](const QStringList &arguments) {
+            QProcess host;
+            host.setProcessEnvironment(environment);
+            host.setProcessChannelMode(QProcess::MergedChannels);
+            host.start(qEnvironmentVariable("TARN_BIN_DIR") + "/visualized-host", arguments);
+            const bool ended = host.waitForFinished(20000) && host.exitStatus() == QProcess::NormalExit;
+            return QString("%1: ").arg(ended ? host.exitCode() : -1) + QString::fromUtf8(host.readAll()).trimmed();
+        };
+        QVERIFY(run({"--help"}).startsWith("0: Usage: "));
+        QCOMPARE(run({}), QStringLiteral("1: visualized-host: the X display \":4711\" (environment variable DISPLAY) "
+                                         "cannot be opened"));
+    }
 };
-
-void TestProgram::logLines()
-{
-    qputenv("TZ", "UTC-5");
-    const QString hour = QDateTime::currentDateTimeUtc().addSecs(5 * 3600).toString("hh");
-    const QStringList lines = written([] {
-        log("短");
-        log(QString(2000, QChar(0x4e00))); // 6,000 bytes; the cut would be inside a character
-    });
-    QCOMPARE(lines.size(), 2);
-    const QString head = QString(R"(^\d{4}-\d\d-\d\d %1:\d\d:\d\d\.\d{3} tst_Program\[%2\] warning: )");
-    const QString start = head.arg(hour).arg(::getpid());
-    QVERIFY2(lines.at(0).contains(QRegularExpression(start + "短$")), qPrintable(lines.at(0)));
-    QVERIFY(lines.at(1).contains(QRegularExpression(start + R"(一{1365}\.\.\. \(6000 bytes\)$)")));
-}
-
-void TestProgram::failuresThatAreNoEnd()
-{
-    const int status = statusOf([] {
-        core::prepareProgram(false, false);
-        int ends[2];
-        if (::pipe(ends) != 0)
-            ::_exit(1);
-        ::close(ends[0]);
-        if (::write(ends[1], "x", 1) != -1 || errno != EPIPE)
-            ::_exit(2);
-        ::raise(SIGXFSZ);
-        rlimit files = {};
-        ::getrlimit(RLIMIT_NOFILE, &files);
-        if (files.rlim_cur != files.rlim_max)
-            ::_exit(3);
-    });
-    QVERIFY(WIFEXITED(status));
-    QCOMPARE(WEXITSTATUS(status), 7);
-}
-
-void TestProgram::mainThreadThatHangs()
-{
-    const int status = statusOf([] {
-        const core::UnixSignals signalSource(1);
-        int ends[2];
-        if (::pipe2(ends, O_NONBLOCK) != 0)
-            ::_exit(2);
-        while (::write(ends[1], "x", 1) == 1) { // a full pipe that is not read
-        }
-        ::fcntl(ends[1], F_SETFL, 0);
-        ::dup2(ends[1], STDERR_FILENO);
-        ::raise(SIGTERM);
-        for (;;)
-            ::pause();
-    });
-    QVERIFY(WIFEXITED(status));
-    QCOMPARE(WEXITSTATUS(status), 1);
-}
-
-void TestProgram::hostWithoutDisplay()
-{
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("QT_QPA_PLATFORM", "xcb");
-    environment.insert("DISPLAY", ":4711");
-    const auto run = [&](const QStringList &arguments) {
-        QProcess host;
-        host.setProcessEnvironment(environment);
-        host.setProcessChannelMode(QProcess::MergedChannels);
-        host.start(qEnvironmentVariable("TARN_BIN_DIR") + "/visualized-host", arguments);
-        const bool ended = host.waitForFinished(20000) && host.exitStatus() == QProcess::NormalExit;
-        return QString("%1: ").arg(ended ? host.exitCode() : -1) + QString::fromUtf8(host.readAll()).trimmed();
-    };
-    QVERIFY(run({"--help"}).startsWith("0: Usage: "));
-    QCOMPARE(run({}), QStringLiteral("1: visualized-host: the X display \":4711\" (environment variable DISPLAY) "
-                                     "cannot be opened"));
-}
 
 QTEST_GUILESS_MAIN(TestProgram)
 #include "tst_Program.moc"

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int RestartTimeout = 20000;
 
-/// Stores messages with a receipt each, as fast as the service answers, and remembers the confirmed ones.
+/// Stores messages as fast as the service answers, and remembers the confirmed ones.
 class Writer final : public QThread
 {
 public:
@@ -34,8 +34,7 @@ public:
         wait();
     }
     int confirmed() const { return m_confirmed; }
-    QSet<QString> stored;   ///< after end()
-    QSet<QString> receipts; ///< after end()
+    QSet<QString> stored; ///< after end()
 
 protected:
     void run() override
@@ -47,9 +46,6 @@ protected:
             if (!connection.call(wire::MessageTag, wire::method::Import, {{}, {message}}).accepted)
                 continue;
             stored.insert(id);
-            const rpc::Bag receipt{{{key::MsgId, id}, {key::MessageReceipt, 3}}, {}};
-            if (connection.call(wire::MessageTag, "AddMessageReceipt", receipt).accepted)
-                receipts.insert(id);
             m_confirmed = stored.size();
         }
     }
@@ -79,112 +75,101 @@ class TestServices final : public QObject
 {
     Q_OBJECT
 private slots:
-    void aKillLosesNothingThatWasConfirmed();
-    void aSecondProcessWaitsForTheFirst();
-    void endsCleanlyAndReRegisters();
-    void endsWhileAWindowHangs();
-};
-
-void TestServices::aKillLosesNothingThatWasConfirmed()
-{
-    Platform platform;
-    QVERIFY(platform.startHub());
-    Writer writer;
-    writer.start();
-    for (int round = 0; round < 5; ++round) {
-        const int before = writer.confirmed();
-        QTRY_VERIFY_WITH_TIMEOUT(writer.confirmed() > before + 3 + 2 * round, RestartTimeout);
-        const qint64 services = platform.servicesOfHub();
-        QVERIFY(services > 0);
-        ::kill(static_cast<pid_t>(services), SIGKILL);
-        const auto isStartedAgain = [&] {
-            const qint64 now = platform.servicesOfHub(); // 0 between the two
-            return now > 0 && now != services;
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(isStartedAgain(), RestartTimeout);
-    }
-    const int before = writer.confirmed();
-    QTRY_VERIFY_WITH_TIMEOUT(writer.confirmed() > before, RestartTimeout);
-    writer.end();
-
-    QSet<QString> stored;
-    QSet<QString> receipts;
-    for (const QVariant &entry : listAll()) {
-        const QVariantMap record = entry.toMap();
-        stored.insert(record.value(key::MsgId).toString());
-        if (!record.value(wire::detail::Receipts).toList().isEmpty())
-            receipts.insert(record.value(key::MsgId).toString());
-    }
-    QVERIFY(stored.contains(writer.stored));
-    QVERIFY(receipts.contains(writer.receipts));
-}
-
-void TestServices::aSecondProcessWaitsForTheFirst()
-{
-    Platform platform;
-    QVERIFY(platform.startHub());
-    const qint64 first = platform.servicesOfHub();
-    QVERIFY(push("one"));
-    QVERIFY(platform.startServices());
-    QVERIFY(push("two"));
-    QVERIFY(!platform.services()->waitForFinished(300)); // it stays and does no harm
-    ::kill(static_cast<pid_t>(first), SIGKILL);
-    // The hub's new process or the waiting one gets the data: one serves, the other waits.
-    QTRY_VERIFY_WITH_TIMEOUT(push("three"), RestartTimeout);
-    QCOMPARE(listAll().size(), 3);
-}
-
-void TestServices::endsCleanlyAndReRegisters()
-{
-    Platform platform;
-    QVERIFY(platform.startHub());
-    QVERIFY(freeze(static_cast<pid_t>(platform.servicesOfHub()))); // out of the way
-    QVERIFY(Platform::terminate(platform.hub(), 20000));
-
-    QVERIFY(platform.startHub());
-    QVERIFY(push("one"));
-    const qint64 services = platform.servicesOfHub();
-    QVERIFY(Platform::terminate(platform.hub()));
-    QCOMPARE(platform.hub()->exitCode(), 0);
-    QVERIFY(!QFile::exists(QString("/proc/%1").arg(services)));
-    QVERIFY(!QFile::exists(platform.dataDirectory() + "/messages.db-wal")); // closed, not broken off
-
-    // Services that stay while hubs come and go.
-    QVERIFY(platform.startServices());
-    for (int round = 0; round < 2; ++round) {
+    void aKillLosesNothingThatWasConfirmed()
+    {
+        Platform platform;
         QVERIFY(platform.startHub());
-        QVERIFY(push(QString::number(round)));
-        platform.killHub();
-        QCOMPARE(platform.services()->state(), QProcess::Running);
-    }
-    QVERIFY(Platform::terminate(platform.services()));
-    QCOMPARE(platform.services()->exitCode(), 0);
-}
+        Writer writer;
+        writer.start();
+        for (int round = 0; round < 5; ++round) {
+            const int before = writer.confirmed();
+            QTRY_VERIFY_WITH_TIMEOUT(writer.confirmed() > before + 3 + 2 * round, RestartTimeout);
+            const qint64 services = platform.servicesOfHub();
+            QVERIFY(services > 0);
+            ::kill(static_cast<pid_t>(services), SIGKILL);
+            const auto isStartedAgain = [&] {
+                const qint64 now = platform.servicesOfHub(); // 0 between the two
+                return now > 0 && now != services;
+            };
+            QTRY_VERIFY_WITH_TIMEOUT(isStartedAgain(), RestartTimeout);
+        }
+        const int before = writer.confirmed();
+        QTRY_VERIFY_WITH_TIMEOUT(writer.confirmed() > before, RestartTimeout);
+        writer.end();
 
-void TestServices::endsWhileAWindowHangs()
-{
-    Platform platform;
-    QVERIFY(platform.startHub());
-    QSemaphore arrived;
-    QSemaphore release;
-    ServedObject host(visualized::DefaultTag, [&](const QString &, const rpc::Bag &) {
-        arrived.release();
-        release.acquire();
-        return rpc::CallResult();
-    });
-    QVERIFY(host.isServed());
-    const std::unique_ptr<QThread> caller(QThread::create([] { push("m"); }));
-    caller->start();
-    const bool hangs = arrived.tryAcquire(1, 10000);
-    const qint64 services = platform.servicesOfHub();
-    ::kill(static_cast<pid_t>(services), SIGTERM);
-    const bool ended = QTest::qWaitFor([&] { return platform.servicesOfHub() != services; }, 10000);
-    release.release(10);
-    caller->wait();
-    QVERIFY(hangs && ended);
-    QVERIFY(platform.waitForTag(wire::MessageTag));
-    QCOMPARE(listAll().size(), 1);
-}
+        QSet<QString> stored;
+        for (const QVariant &entry : listAll())
+            stored.insert(entry.toMap().value(key::MsgId).toString());
+        QVERIFY(stored.contains(writer.stored));
+    }
+
+    void aSecondProcessWaitsForTheFirst()
+    {
+        Platform platform;
+        QVERIFY(platform.startHub());
+        const qint64 first = platform.servicesOfHub();
+        QVERIFY(push("one"));
+        QVERIFY(platform.startServices());
+        QVERIFY(push("two"));
+        QVERIFY(!platform.services()->waitForFinished(300)); // it stays and does no harm
+        ::kill(static_cast<pid_t>(first), SIGKILL);
+        // The hub's new process or the waiting one gets the data: one serves, the other waits.
+        QTRY_VERIFY_WITH_TIMEOUT(push("three"), RestartTimeout);
+        QCOMPARE(listAll().size(), 3);
+    }
+
+    void endsCleanlyAndReRegisters()
+    {
+        Platform platform;
+        QVERIFY(platform.startHub());
+        QVERIFY(freeze(static_cast<pid_t>(platform.servicesOfHub()))); // out of the way
+        QVERIFY(Platform::terminate(platform.hub(), 20000));
+
+        QVERIFY(platform.startHub());
+        QVERIFY(push("one"));
+        const qint64 services = platform.servicesOfHub();
+        QVERIFY(Platform::terminate(platform.hub()));
+        QCOMPARE(platform.hub()->exitCode(), 0);
+        QVERIFY(!QFile::exists(QString("/proc/%1").arg(services)));
+        QVERIFY(!QFile::exists(platform.dataDirectory() + "/messages.db-wal")); // closed, not broken off
+
+        // Services that stay while hubs come and go.
+        QVERIFY(platform.startServices());
+        for (int round = 0; round < 2; ++round) {
+            QVERIFY(platform.startHub());
+            QVERIFY(push(QString::number(round)));
+            platform.killHub();
+            QCOMPARE(platform.services()->state(), QProcess::Running);
+        }
+        QVERIFY(Platform::terminate(platform.services()));
+        QCOMPARE(platform.services()->exitCode(), 0);
+    }
+
+    void endsWhileAWindowHangs()
+    {
+        Platform platform;
+        QVERIFY(platform.startHub());
+        QSemaphore arrived;
+        QSemaphore release;
+        ServedObject host(visualized::DefaultTag, [&](const QString &, const rpc::Bag &) {
+            arrived.release();
+            release.acquire();
+            return rpc::CallResult();
+        });
+        QVERIFY(host.isServed());
+        const std::unique_ptr<QThread> caller(QThread::create([] { push("m"); }));
+        caller->start();
+        const bool hangs = arrived.tryAcquire(1, 10000);
+        const qint64 services = platform.servicesOfHub();
+        ::kill(static_cast<pid_t>(services), SIGTERM);
+        const bool ended = QTest::qWaitFor([&] { return platform.servicesOfHub() != services; }, 10000);
+        release.release(10);
+        caller->wait();
+        QVERIFY(hangs && ended);
+        QVERIFY(platform.waitForTag(wire::MessageTag));
+        QCOMPARE(listAll().size(), 1);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestServices)
 #include "tst_Services.moc"

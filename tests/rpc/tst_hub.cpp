@@ -43,180 +43,149 @@ private slots:
     void init() { m_box = std::make_unique<Sandbox>(); }
     void cleanup() { m_box.reset(); }
 
-    void directoryRefused();
-    void onlyOneHub();
-    void staleSegmentIsTakenOver();
-    void socketsOfTheDeadAreSwept();
-    void servicesComeBackAndEndWithTheHub();
-    void runtimeDirectoryRemoved();
-    void signalsAndClosedPipes();
-    void twoUsers();
+    void directoryRefused()
+    {
+        const QString dir = m_box->runtimeDir();
+        const QString deep = m_box->path(QString(100, 'd'));
+        QVERIFY(QDir().mkpath(deep));
+        const auto isRefused = [&](const QString &reason) {
+            const QString output = outputOf(m_box->newHub());
+            rpc::Rpc client; // clients do not walk into it either
+            const bool connected = client.init({{"Port", "4711"}});
+            return output.startsWith("1: ") && output.contains(reason) && !connected &&
+                   QString::fromStdString(rpc::getRpcLastError().message).contains(reason);
+        };
+        QVERIFY(QFile::link(m_box->path("tmp"), dir));
+        QVERIFY(isRefused("it is a symbolic link"));
+        QVERIFY(QFile::remove(dir) && QDir().mkpath(dir) && ::chmod(QFile::encodeName(dir).constData(), 0755) == 0);
+        QVERIFY(isRefused("its mode is 755, not 700"));
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(deep));
+        QVERIFY(isRefused("at most 106 are possible"));
+    }
+
+    void onlyOneHub()
+    {
+        QVERIFY(m_box->startHubAlone());
+        const QString output = outputOf(m_box->newHub());
+        QVERIFY2(output.startsWith("1: ") && output.contains("another hub runs in"), qPrintable(output));
+        QCOMPARE(publishedText(), QByteArray::number(m_box->hubPort())); // untouched
+        rpc::Rpc client;
+        QVERIFY(client.init(m_box->settings()));
+    }
+
+    void staleSegmentIsTakenOver()
+    {
+        QVERIFY(m_box->startHubAlone());
+        QSharedMemory client(hub::PortSegmentKey); // keeps the segment alive
+        QVERIFY(client.attach(QSharedMemory::ReadOnly));
+        m_box->killHub();
+        QVERIFY(QFile::resize(m_box->runtimeDir() + "/hub.lock", 0)); // so that another port comes
+        QVERIFY(m_box->startHubAlone());
+        const QByteArray port = QByteArray::number(m_box->hubPort());
+        QCOMPARE(publishedText(), port);
+        QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), port);
+        m_box->hub()->terminate();
+        QVERIFY(m_box->hub()->waitForFinished());
+        QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // withdrawn
+    }
+
+    void servicesComeBackAndEndWithTheHub()
+    {
+        m_box->writeServices("echo services $$\nexec sleep 1000\n");
+        QVERIFY(m_box->startHubAlone());
+        const auto nextPid = [this] { return awaitLine(m_box->hub(), "services ").toInt(); };
+        const auto isAnnounced = [this](const char *end, const char *pause) {
+            return !awaitLine(m_box->hub(), QByteArray("has ended (") + end + "), next start in " + pause + " ms")
+                        .isNull();
+        };
+        for (const char *pause : {"100", "200", "400", "800", "1000"}) { // killed by others: never more than a second
+            ::kill(nextPid(), SIGKILL);
+            QVERIFY2(isAnnounced("signal 9", pause), pause);
+        }
+        const int last = nextPid();
+        m_box->killHub();
+        QTRY_VERIFY(!isAlive(last));
+        m_box->writeServices("exit 3\n"); // dies at its start
+        QVERIFY(m_box->startHubAlone());
+        for (const char *pause : {"100", "200", "400", "800", "1600"})
+            QVERIFY2(isAnnounced("exit code 3", pause), pause);
+    }
+
+    void runtimeDirectoryRemoved()
+    {
+        QVERIFY(m_box->startHubAlone());
+        QVERIFY(QDir(m_box->runtimeDir()).removeRecursively());
+        QVERIFY(m_box->hub()->waitForFinished(10000));
+        QCOMPARE(m_box->hub()->exitCode(), 1);
+        QVERIFY(m_box->startHubAlone());
+        QCOMPARE(rpc::hubPort(), m_box->hubPort());
+    }
+
+    void signalsAndClosedPipes()
+    {
+        m_box->writeServices("echo x >>'" + QFile::encodeName(m_box->path("starts")) + "'\nexit 3\n");
+        QVERIFY(m_box->startHubAlone());
+        m_box->hub()->closeReadChannel(QProcess::StandardOutput);
+        rpc::Rpc client;
+        QVERIFY(client.init(m_box->settings()));
+        const auto hub = client.stringToProxy(hub::HubInterface);
+        QVERIFY(hub);
+        QTRY_VERIFY(QFileInfo(m_box->path("starts")).size() >= 6); // it wrote lines meanwhile
+        QVERIFY(hub->call("Ping", {}).arrived());
+        ::kill(static_cast<pid_t>(m_box->hub()->processId()), SIGHUP);
+        QVERIFY(m_box->hub()->waitForFinished(10000));
+        QCOMPARE(m_box->hub()->exitStatus(), QProcess::NormalExit);
+        QCOMPARE(rpc::hubPort(), quint16(0));
+    }
+
+    void twoUsers()
+    {
+        if (::geteuid() != 0 || QStandardPaths::findExecutable("setpriv").isEmpty())
+            QSKIP("a second user needs root and setpriv");
+        QVERIFY(m_box->startHubAlone());
+        const QString run = m_box->path("run2");
+        const ProcessPtr second = startAsSecondUser(run);
+        QVERIFY(second);
+        QVERIFY(!awaitLine(second.get(), "published in shared memory").isNull());
+        const quint16 port = awaitLine(second.get(), "hub ready on port ").toUShort();
+        QVERIFY(port != 0 && port != m_box->hubPort());
+        QCOMPARE(rpc::hubPort(), m_box->hubPort()); // the first user's is untouched
+        QCOMPARE(QFile::symLinkTarget(run + "/tarn/hub.sock"), QString("%1/tarn/hub-%2.sock").arg(run).arg(port));
+        second->terminate(); // setpriv has become the hub
+        QVERIFY(second->waitForFinished(10000));
+        QCOMPARE(second->exitCode(), 0);
+    }
 
 private:
-    ProcessPtr startAsSecondUser(const QString &runtimeBase);
-    QString outputOf(const ProcessPtr &hub);
+    /// Starts a hub as another user, with a runtime directory of that user's and the same temporary directory.
+    ProcessPtr startAsSecondUser(const QString &runtimeBase)
+    {
+        constexpr uid_t Second = 64123;
+        if (!QDir().mkpath(runtimeBase) || ::chown(QFile::encodeName(runtimeBase).constData(), Second, Second) != 0)
+            return nullptr;
+        for (const QString &folder : {m_box->path(QString()), m_box->path("tmp")})
+            ::chmod(QFile::encodeName(folder).constData(), 01777);
+        const QString id = QString::number(Second);
+        ProcessPtr hub = m_box->newHub();
+        auto environment = hub->processEnvironment();
+        environment.insert("XDG_RUNTIME_DIR", runtimeBase);
+        hub->setProcessEnvironment(environment);
+        hub->start("setpriv",
+                   {"--reuid", id, "--regid", id, "--clear-groups", "--", hub->program(), hub::StartArgument});
+        return hub;
+    }
+
+    /// Exit code and output of a hub that cannot start; null when it does not end.
+    QString outputOf(const ProcessPtr &hub)
+    {
+        hub->start();
+        if (!hub->waitForFinished(10000) || hub->exitStatus() != QProcess::NormalExit)
+            return QString();
+        return QString("%1: %2").arg(hub->exitCode()).arg(QString::fromUtf8(hub->readAll()));
+    }
 
     std::unique_ptr<Sandbox> m_box;
 };
-
-/// Exit code and output of a hub that cannot start; null when it does not end.
-QString tst_Hub::outputOf(const ProcessPtr &hub)
-{
-    hub->start();
-    if (!hub->waitForFinished(10000) || hub->exitStatus() != QProcess::NormalExit)
-        return QString();
-    return QString("%1: %2").arg(hub->exitCode()).arg(QString::fromUtf8(hub->readAll()));
-}
-
-void tst_Hub::directoryRefused()
-{
-    const QString dir = m_box->runtimeDir();
-    const QString deep = m_box->path(QString(100, 'd'));
-    QVERIFY(QDir().mkpath(deep));
-    const auto isRefused = [&](const QString &reason) {
-        const QString output = outputOf(m_box->newHub());
-        rpc::Rpc client; // clients do not walk into it either
-        const bool connected = client.init({{"Port", "4711"}});
-        return output.startsWith("1: ") && output.contains(reason) && !connected &&
-               QString::fromStdString(rpc::getRpcLastError().message).contains(reason);
-    };
-    QVERIFY(QFile::link(m_box->path("tmp"), dir));
-    QVERIFY(isRefused("it is a symbolic link"));
-    QVERIFY(QFile::remove(dir) && QDir().mkpath(dir) && ::chmod(QFile::encodeName(dir).constData(), 0755) == 0);
-    QVERIFY(isRefused("its mode is 755, not 700"));
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(deep));
-    QVERIFY(isRefused("at most 106 are possible"));
-}
-
-void tst_Hub::onlyOneHub()
-{
-    QVERIFY(m_box->startHubAlone());
-    const QString output = outputOf(m_box->newHub());
-    QVERIFY2(output.startsWith("1: ") && output.contains("another hub runs in"), qPrintable(output));
-    QCOMPARE(publishedText(), QByteArray::number(m_box->hubPort())); // untouched
-    rpc::Rpc client;
-    QVERIFY(client.init(m_box->settings()));
-}
-
-void tst_Hub::staleSegmentIsTakenOver()
-{
-    QVERIFY(m_box->startHubAlone());
-    QSharedMemory client(hub::PortSegmentKey); // keeps the segment alive
-    QVERIFY(client.attach(QSharedMemory::ReadOnly));
-    m_box->killHub();
-    QVERIFY(QFile::resize(m_box->runtimeDir() + "/hub.lock", 0)); // so that another port comes
-    QVERIFY(m_box->startHubAlone());
-    const QByteArray port = QByteArray::number(m_box->hubPort());
-    QCOMPARE(publishedText(), port);
-    QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), port);
-    m_box->hub()->terminate();
-    QVERIFY(m_box->hub()->waitForFinished());
-    QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // withdrawn
-}
-
-void tst_Hub::socketsOfTheDeadAreSwept()
-{
-    QVERIFY(m_box->startHubAlone());
-    const QString dead = m_box->runtimeDir() + "/ep-1-dead.sock";
-    const QString young = m_box->runtimeDir() + "/ep-1-young.sock";
-    for (const QString &path : {dead, young}) { // bound and deserted
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        qstrncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof(address.sun_path));
-        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        QCOMPARE(::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
-        ::close(fd);
-    }
-    const timespec longAgo[2] = {{1000, 0}, {1000, 0}};
-    QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(dead).constData(), longAgo, 0), 0);
-    m_box->killHub();
-    QVERIFY(m_box->startHubAlone());
-    QVERIFY(!QFileInfo::exists(dead));
-    QVERIFY(QFileInfo::exists(young)); // may be bound and not yet listening
-}
-
-void tst_Hub::servicesComeBackAndEndWithTheHub()
-{
-    m_box->writeServices("echo services $$\nexec sleep 1000\n");
-    QVERIFY(m_box->startHubAlone());
-    const auto nextPid = [this] { return awaitLine(m_box->hub(), "services ").toInt(); };
-    const auto isAnnounced = [this](const char *end, const char *pause) {
-        return !awaitLine(m_box->hub(), QByteArray("has ended (") + end + "), next start in " + pause + " ms").isNull();
-    };
-    for (const char *pause : {"100", "200", "400", "800", "1000"}) { // killed by others: never more than a second
-        ::kill(nextPid(), SIGKILL);
-        QVERIFY2(isAnnounced("signal 9", pause), pause);
-    }
-    const int last = nextPid();
-    m_box->killHub();
-    QTRY_VERIFY(!isAlive(last));
-    m_box->writeServices("exit 3\n"); // dies at its start
-    QVERIFY(m_box->startHubAlone());
-    for (const char *pause : {"100", "200", "400", "800", "1600"})
-        QVERIFY2(isAnnounced("exit code 3", pause), pause);
-}
-
-void tst_Hub::runtimeDirectoryRemoved()
-{
-    QVERIFY(m_box->startHubAlone());
-    QVERIFY(QDir(m_box->runtimeDir()).removeRecursively());
-    QVERIFY(m_box->hub()->waitForFinished(10000));
-    QCOMPARE(m_box->hub()->exitCode(), 1);
-    QVERIFY(m_box->startHubAlone());
-    QCOMPARE(rpc::hubPort(), m_box->hubPort());
-}
-
-void tst_Hub::signalsAndClosedPipes()
-{
-    m_box->writeServices("echo x >>'" + QFile::encodeName(m_box->path("starts")) + "'\nexit 3\n");
-    QVERIFY(m_box->startHubAlone());
-    m_box->hub()->closeReadChannel(QProcess::StandardOutput);
-    rpc::Rpc client;
-    QVERIFY(client.init(m_box->settings()));
-    const auto hub = client.stringToProxy(hub::HubInterface);
-    QVERIFY(hub);
-    QTRY_VERIFY(QFileInfo(m_box->path("starts")).size() >= 6); // it wrote lines meanwhile
-    QVERIFY(hub->call("Ping", {}).arrived());
-    ::kill(static_cast<pid_t>(m_box->hub()->processId()), SIGHUP);
-    QVERIFY(m_box->hub()->waitForFinished(10000));
-    QCOMPARE(m_box->hub()->exitStatus(), QProcess::NormalExit);
-    QCOMPARE(rpc::hubPort(), quint16(0));
-}
-
-/// Starts a hub as another user, with a runtime directory of that user's and the same temporary directory.
-ProcessPtr tst_Hub::startAsSecondUser(const QString &runtimeBase)
-{
-    constexpr uid_t Second = 64123;
-    if (!QDir().mkpath(runtimeBase) || ::chown(QFile::encodeName(runtimeBase).constData(), Second, Second) != 0)
-        return nullptr;
-    for (const QString &folder : {m_box->path(QString()), m_box->path("tmp")})
-        ::chmod(QFile::encodeName(folder).constData(), 01777);
-    const QString id = QString::number(Second);
-    ProcessPtr hub = m_box->newHub();
-    auto environment = hub->processEnvironment();
-    environment.insert("XDG_RUNTIME_DIR", runtimeBase);
-    hub->setProcessEnvironment(environment);
-    hub->start("setpriv", {"--reuid", id, "--regid", id, "--clear-groups", "--", hub->program(), hub::StartArgument});
-    return hub;
-}
-
-void tst_Hub::twoUsers()
-{
-    if (::geteuid() != 0 || QStandardPaths::findExecutable("setpriv").isEmpty())
-        QSKIP("a second user needs root and setpriv");
-    QVERIFY(m_box->startHubAlone());
-    const QString run = m_box->path("run2");
-    const ProcessPtr second = startAsSecondUser(run);
-    QVERIFY(second);
-    QVERIFY(!awaitLine(second.get(), "published in shared memory").isNull());
-    const quint16 port = awaitLine(second.get(), "hub ready on port ").toUShort();
-    QVERIFY(port != 0 && port != m_box->hubPort());
-    QCOMPARE(rpc::hubPort(), m_box->hubPort()); // the first user's is untouched
-    QCOMPARE(QFile::symLinkTarget(run + "/tarn/hub.sock"), QString("%1/tarn/hub-%2.sock").arg(run).arg(port));
-    second->terminate(); // setpriv has become the hub
-    QVERIFY(second->waitForFinished(10000));
-    QCOMPARE(second->exitCode(), 0);
-}
 
 QTEST_GUILESS_MAIN(tst_Hub)
 #include "tst_hub.moc"

@@ -98,13 +98,94 @@ class tst_RpcObjects : public QObject
 {
     Q_OBJECT
 private slots:
-    void init();
+    void init()
+    {
+        d = std::make_unique<Sides>();
+        QVERIFY(d->hubRuns && d->connected && d->added && d->served && d->proxy);
+    }
+
     void cleanup() { d.reset(); }
 
-    void operations();
-    void notifyReachesTheCaller();
-    void notifyOfADeadCaller();
-    void documentIsUpToDate();
+    void operations()
+    {
+        const QVariantList records{QVariantMap{{"软件名称", "岚川"}}, QVariantMap()};
+        for (const Operation &operation : visualizedOperations()) {
+            manager().calls.clear();
+            const CallResult accepted = call(operation.name, {{{Key, "值"}}, records});
+            QVERIFY2(accepted.accepted, accepted.error.message.c_str());
+            QCOMPARE(accepted.retCode, 1234);
+            QCOMPARE(accepted.errorText, QString("e"));
+            QCOMPARE(accepted.output.values.value(Key), QVariant("值"));
+            if (operation.name == "showUpgradeExplainDialog")
+                QCOMPARE(accepted.output.list, records);
+            const CallResult refused = call(operation.name, {{{"refuse", true}}, {}});
+            QVERIFY(refused.arrived() && !refused.accepted);
+            QCOMPARE(refused.retCode, 0);
+            QCOMPARE(manager().calls, (QStringList{operation.name, operation.name}));
+        }
+        QCOMPARE(call("unknown").error.code, int(RpcError::NotFound));
+    }
+
+    void notifyReachesTheCaller()
+    {
+        const auto adapter = d->caller.createAdapter("callbacks");
+        const QSharedPointer<Notified> notified(new Notified);
+        const std::any object = QSharedPointer<ICloudLoginNotify>(notified);
+        QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).isNull()); // not active yet
+        QVERIFY(adapter->active());
+        const ObjectRef ref = bindCallback(*adapter, object, LoginNotifyInterface);
+        QCOMPARE(ref.tag.size(), 32);
+        QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).tag != ref.tag);
+        QVERIFY(!d->caller.stringToProxy(ref.tag)); // the hub does not know it
+        const CallResult result = call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
+        QVERIFY(result.accepted && manager().notify);
+        QVERIFY(!result.output.values.value("saw").isValid());
+        manager().notify->AfterLogin();
+        QCOMPARE(notified->times.load(), 1);
+
+        QVERIFY(adapter->remove(ref.tag));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: no object"));
+        manager().notify->AfterLogin();
+        QCOMPARE(notified->times.load(), 1);
+        QVERIFY(call("ShowCloudLogin").accepted);
+        QVERIFY(!manager().notify); // none given
+        QVERIFY(call("ShowCloudLogin", {{{NotifyKey, "no reference"}}, {}}).accepted);
+        QVERIFY(!manager().notify);
+    }
+
+    void notifyOfADeadCaller()
+    {
+        QVector<ObjectRef> gone;
+        {
+            const auto adapter = d->caller.createAdapter("callbacks");
+            const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
+            QVERIFY(adapter->active());
+            gone.append(bindCallback(*adapter, object, LoginNotifyInterface));
+        }
+        for (const char *endpoint : {"unix:/nowhere/x.sock", "127.0.0.1:9", "\"; %%%"})
+            gone.append({LoginNotifyInterface, "t", QLatin1String(endpoint), 1});
+        for (const ObjectRef &ref : qAsConst(gone)) {
+            QVERIFY(call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}}).accepted);
+            QElapsedTimer clock;
+            clock.start();
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: "));
+            manager().notify->AfterLogin();
+            QVERIFY2(clock.elapsed() < 2500, qPrintable(ref.endpoint));
+        }
+    }
+
+    /// TARN_WRITE_DOCS=1 writes the file instead.
+    void documentIsUpToDate()
+    {
+        QFile file(QStringLiteral(TARN_SOURCE_DIR "/docs/operations.md"));
+        if (qEnvironmentVariableIsSet("TARN_WRITE_DOCS")) {
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(operationsDocument().toUtf8());
+            return;
+        }
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(file.readAll()), operationsDocument());
+    }
 
 private:
     /// A served object and its caller.
@@ -126,93 +207,6 @@ private:
 
     std::unique_ptr<Sides> d;
 };
-
-void tst_RpcObjects::init()
-{
-    d = std::make_unique<Sides>();
-    QVERIFY(d->hubRuns && d->connected && d->added && d->served && d->proxy);
-}
-
-void tst_RpcObjects::operations()
-{
-    const QVariantList records{QVariantMap{{"软件名称", "岚川"}}, QVariantMap()};
-    for (const Operation &operation : visualizedOperations()) {
-        manager().calls.clear();
-        const CallResult accepted = call(operation.name, {{{Key, "值"}}, records});
-        QVERIFY2(accepted.accepted, accepted.error.message.c_str());
-        QCOMPARE(accepted.retCode, 1234);
-        QCOMPARE(accepted.errorText, QString("e"));
-        QCOMPARE(accepted.output.values.value(Key), QVariant("值"));
-        if (operation.name == "showUpgradeExplainDialog")
-            QCOMPARE(accepted.output.list, records);
-        const CallResult refused = call(operation.name, {{{"refuse", true}}, {}});
-        QVERIFY(refused.arrived() && !refused.accepted);
-        QCOMPARE(refused.retCode, 0);
-        QCOMPARE(manager().calls, (QStringList{operation.name, operation.name}));
-    }
-    QCOMPARE(call("unknown").error.code, int(RpcError::NotFound));
-}
-
-void tst_RpcObjects::notifyReachesTheCaller()
-{
-    const auto adapter = d->caller.createAdapter("callbacks");
-    const QSharedPointer<Notified> notified(new Notified);
-    const std::any object = QSharedPointer<ICloudLoginNotify>(notified);
-    QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).isNull()); // not active yet
-    QVERIFY(adapter->active());
-    const ObjectRef ref = bindCallback(*adapter, object, LoginNotifyInterface);
-    QCOMPARE(ref.tag.size(), 32);
-    QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).tag != ref.tag);
-    QVERIFY(!d->caller.stringToProxy(ref.tag)); // the hub does not know it
-    const CallResult result = call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
-    QVERIFY(result.accepted && manager().notify);
-    QVERIFY(!result.output.values.value("saw").isValid());
-    manager().notify->AfterLogin();
-    QCOMPARE(notified->times.load(), 1);
-
-    QVERIFY(adapter->remove(ref.tag));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: no object"));
-    manager().notify->AfterLogin();
-    QCOMPARE(notified->times.load(), 1);
-    QVERIFY(call("ShowCloudLogin").accepted);
-    QVERIFY(!manager().notify); // none given
-    QVERIFY(call("ShowCloudLogin", {{{NotifyKey, "no reference"}}, {}}).accepted);
-    QVERIFY(!manager().notify);
-}
-
-void tst_RpcObjects::notifyOfADeadCaller()
-{
-    QVector<ObjectRef> gone;
-    {
-        const auto adapter = d->caller.createAdapter("callbacks");
-        const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
-        QVERIFY(adapter->active());
-        gone.append(bindCallback(*adapter, object, LoginNotifyInterface));
-    }
-    for (const char *endpoint : {"unix:/nowhere/x.sock", "127.0.0.1:9", "\"; %%%"})
-        gone.append({LoginNotifyInterface, "t", QLatin1String(endpoint), 1});
-    for (const ObjectRef &ref : qAsConst(gone)) {
-        QVERIFY(call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}}).accepted);
-        QElapsedTimer clock;
-        clock.start();
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: "));
-        manager().notify->AfterLogin();
-        QVERIFY2(clock.elapsed() < 2500, qPrintable(ref.endpoint));
-    }
-}
-
-/// TARN_WRITE_DOCS=1 writes the file instead.
-void tst_RpcObjects::documentIsUpToDate()
-{
-    QFile file(QStringLiteral(TARN_SOURCE_DIR "/docs/operations.md"));
-    if (qEnvironmentVariableIsSet("TARN_WRITE_DOCS")) {
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(operationsDocument().toUtf8());
-        return;
-    }
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(QString::fromUtf8(file.readAll()), operationsDocument());
-}
 
 QTEST_GUILESS_MAIN(tst_RpcObjects)
 #include "tst_rpcobjects.moc"

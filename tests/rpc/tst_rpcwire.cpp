@@ -95,229 +95,221 @@ class tst_RpcWire : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
-    void hostileBytes_data();
-    void hostileBytes();
-    void oversize();
-    void hundredBigMessagesAtOnce();
-    void compressionIsRefused();
-    void registryRefusesBadEntries();
-    void epochIsNoKey();
-    void cleanup();
+    void initTestCase()
+    {
+        QVERIFY(m_box.startHubAlone());
+        m_peer = m_box.startPeer(Tag);
+        QVERIFY(m_peer);
+        m_hub =
+            channelTo("unix:" + m_box.runtimeDir().toStdString() + "/hub-" + std::to_string(m_box.hubPort()) + ".sock");
+        grpc::ClientContext context;
+        v1::ResolveRequest request;
+        v1::ObjectRef ref;
+        request.set_tag("wire");
+        const grpc::Status status = v1::Hub::NewStub(m_hub)->Resolve(&context, request, &ref);
+        QVERIFY2(status.ok(), status.error_message().c_str());
+        QCOMPARE(ref.interface_name(), std::string("ITest"));
+        m_channel = channelTo(ref.endpoint());
+    }
+
+    void hostileBytes_data()
+    {
+        QTest::addColumn<std::string>("bytes");
+        QTest::addColumn<QString>("expected"); // part of the error; empty: accepted
+        const QString deep = "nested deeper than 16";
+        const QString many = "more than 65536 values";
+        const QString text = "not valid UTF-8";
+        const QString damaged = "damaged";
+        const std::string empty = field(v1::Bag::kListFieldNumber, "");
+        const std::string good = echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "abc")));
+
+        QTest::newRow("depth 16") << echoWithBag(bagValue(nestedList(16))) << QString();
+        QTest::newRow("depth 17") << echoWithBag(bagValue(nestedList(17))) << deep;
+        QTest::newRow("depth 10000") << echoWithBag(bagValue(nestedList(10000))) << deep;
+        QTest::newRow("65536 values") << echoWithBag(repeated(empty, 65536)) << QString();
+        QTest::newRow("two million values") << echoWithBag(repeated(empty, 2000000)) << many;
+        QTest::newRow("a million maps") << echoWithBag(repeated(field(2, field(11, "")), 1000000)) << many;
+        QTest::newRow("two million unknown fields") << echoWithBag(repeated(field(15, ""), 2000000)) << QString();
+        QTest::newRow("values inside one entry") << echoWithBag(field(1, repeated(field(2, ""), 1000000))) << QString();
+        const auto rect = [](const QByteArray &fields) {
+            return echoWithBag(bagValue(field(v1::Value::kRectValueFieldNumber, fields.toStdString())));
+        };
+        QTest::newRow("rectangle") << rect("\x18\x04\x20\x04") << QString();
+        QTest::newRow("width of -2^31") << rect("\x18\xff\xff\xff\xff\x0f") << "out of range";
+        QTest::newRow("right edge beyond 2^31") << rect("\x08\xfe\xff\xff\xff\x0f\x18\x04") << "out of range";
+        QTest::newRow("invalid text") << echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "\xff")))
+                                      << text;
+        QTest::newRow("invalid method") << field(v1::CallRequest::kMethodFieldNumber, "\xff") << text;
+        QTest::newRow("truncated") << good.substr(0, good.size() - 1) << damaged;
+        QTest::newRow("length beyond the end") << good + std::string("\x2a\xff\xff\xff\xff\x0f") << damaged;
+        QTest::newRow("open groups") << good + repeated("\x7b", 100000) << damaged;
+        QTest::newRow("fields of a later version") << good + field(15, "later") + std::string("\x70\x01") << QString();
+    }
+
+    void hostileBytes()
+    {
+        QFETCH(std::string, bytes);
+        QFETCH(QString, expected);
+        const grpc::Status status = sendRaw(bytes);
+        const QString message = QString::fromStdString(status.error_message());
+        QCOMPARE(int(status.error_code()),
+                 int(expected.isEmpty() ? grpc::StatusCode::OK : grpc::StatusCode::INVALID_ARGUMENT));
+        QVERIFY2(message.contains(expected), qPrintable(message));
+    }
+
+    void oversize()
+    {
+        for (const size_t megabytes : {5, 500}) {
+            const std::string bytes(megabytes << 20, 'x');
+            const grpc::Status status = sendRaw(echoWithBag(bagValue(field(v1::Value::kBytesValueFieldNumber, bytes))));
+            QCOMPARE(int(status.error_code()), int(grpc::StatusCode::RESOURCE_EXHAUSTED));
+        }
+    }
+
+    /// 300 MB at once, each message within its limit: some may be refused, none lost, the peer stays small.
+    void hundredBigMessagesAtOnce()
+    {
+        constexpr int Calls = 100;
+        const auto stub = v1::Invoker::NewStub(m_channel);
+        v1::CallRequest request = echoRequest();
+        (*request.mutable_input()->mutable_values())["x"].set_bytes_value(std::string(3 << 20, 'x'));
+        struct Call
+        {
+            grpc::ClientContext context;
+            v1::CallResponse response;
+            grpc::Status status;
+            std::unique_ptr<grpc::ClientAsyncResponseReader<v1::CallResponse>> reader;
+        };
+        grpc::CompletionQueue queue;
+        std::vector<std::unique_ptr<Call>> calls;
+        for (int i = 0; i < Calls; ++i) {
+            calls.push_back(std::make_unique<Call>());
+            Call &call = *calls.back();
+            setDeadline(call.context);
+            call.reader = stub->AsyncCall(&call.context, request, &queue);
+            call.reader->Finish(&call.response, &call.status, &call);
+        }
+        int served = 0;
+        for (int i = 0; i < Calls; ++i) {
+            void *tag = nullptr;
+            bool ok = false;
+            QVERIFY(queue.Next(&tag, &ok));
+            const Call &call = *static_cast<Call *>(tag);
+            if (call.status.ok())
+                served += static_cast<int>(call.response.output().values().count("x"));
+            else
+                QVERIFY2(call.status.error_code() == grpc::StatusCode::RESOURCE_EXHAUSTED ||
+                             call.status.error_code() == grpc::StatusCode::UNAVAILABLE, // the whole connection
+                         call.status.error_message().c_str());
+        }
+        QVERIFY(served > 0);
+    }
+
+    /// 256 MB of zeros are 256 KB on the wire.
+    void compressionIsRefused()
+    {
+        v1::CallRequest request = echoRequest();
+        (*request.mutable_input()->mutable_values())["x"].set_bytes_value(std::string(256 << 20, '\0'));
+        grpc::ClientContext context;
+        setDeadline(context);
+        context.set_compression_algorithm(GRPC_COMPRESS_GZIP);
+        v1::CallResponse response;
+        const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, request, &response);
+        QCOMPARE(int(status.error_code()), int(grpc::StatusCode::UNIMPLEMENTED));
+    }
+
+    void registryRefusesBadEntries()
+    {
+        const auto refusal = [this](const std::string &tag, int objects) {
+            grpc::ClientContext context;
+            setDeadline(context);
+            v1::RegisterRequest request;
+            request.set_endpoint("unix:/nowhere");
+            request.set_epoch(7);
+            for (int i = 0; i < objects; ++i) {
+                v1::Registration *object = request.add_objects();
+                object->set_interface_name("ITest");
+                object->set_tag(tag);
+            }
+            v1::RegisterReply reply;
+            const auto reader = v1::Hub::NewStub(m_hub)->Register(&context, request);
+            return reader->Read(&reply) ? QString() : QString::fromStdString(reader->Finish().error_message());
+        };
+        QVERIFY(refusal("IServiceHub", 1).contains("the hub's own"));
+        QVERIFY(refusal(std::string(100000, 'x'), 1).contains("more than 256 characters"));
+        QVERIFY(refusal("t", 257).contains("too many objects"));
+    }
+
+    /// Resolve tells every caller the epoch and the endpoint of an object.
+    void epochIsNoKey()
+    {
+        const auto stub = v1::Hub::NewStub(m_hub);
+        const auto resolve = [&] {
+            grpc::ClientContext context;
+            v1::ResolveRequest request;
+            v1::ObjectRef ref;
+            request.set_tag("wire");
+            stub->Resolve(&context, request, &ref);
+            return ref;
+        };
+        const v1::ObjectRef ref = resolve();
+        for (const std::string &endpoint : {std::string("unix:/nowhere"), ref.endpoint()}) {
+            grpc::ClientContext context;
+            setDeadline(context);
+            v1::RegisterRequest request;
+            request.set_endpoint(endpoint);
+            request.set_epoch(ref.epoch());
+            v1::RegisterReply reply;
+            const auto reader = stub->Register(&context, request); // without objects: takes them away
+            const bool accepted = reader->Read(&reply);
+            QCOMPARE(accepted, endpoint == ref.endpoint());
+            while (accepted && reader->Read(&reply)) { // until the owner, whose stream was ended, replaces this one
+            }
+            const grpc::Status status = reader->Finish();
+            QCOMPARE(int(status.error_code()),
+                     int(accepted ? grpc::StatusCode::ABORTED : grpc::StatusCode::ALREADY_EXISTS));
+            QCOMPARE(resolve().endpoint(), ref.endpoint());
+        }
+    }
+
+    /// After every test: the peer still answers and has stayed small.
+    void cleanup()
+    {
+        grpc::ClientContext context;
+        setDeadline(context);
+        context.set_wait_for_ready(true); // a hostile connection may have been closed
+        v1::CallResponse response;
+        const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, echoRequest(), &response);
+        QVERIFY2(status.ok(), status.error_message().c_str());
+        const qint64 peak = peakOf(m_peer->processId());
+        QVERIFY2(peak > 0 && peak < MemoryLimitKiB, qPrintable(QString::number(peak)));
+    }
 
 private:
-    grpc::Status sendRaw(const std::string &bytes);
+    grpc::Status sendRaw(const std::string &bytes)
+    {
+        const grpc::Slice slice(bytes);
+        const grpc::ByteBuffer out(&slice, 1);
+        grpc::ByteBuffer in;
+        grpc::ClientContext context;
+        setDeadline(context);
+        grpc::CompletionQueue queue;
+        grpc::GenericStub stub(m_channel);
+        const auto call = stub.PrepareUnaryCall(&context, "/tarn.v1.Invoker/Call", out, &queue);
+        grpc::Status status;
+        void *tag = nullptr;
+        bool ok = false;
+        call->StartCall();
+        call->Finish(&in, &status, nullptr);
+        queue.Next(&tag, &ok);
+        return status;
+    }
 
     Sandbox m_box;
     ProcessPtr m_peer;
     std::shared_ptr<grpc::Channel> m_hub;
     std::shared_ptr<grpc::Channel> m_channel;
 };
-
-void tst_RpcWire::initTestCase()
-{
-    QVERIFY(m_box.startHubAlone());
-    m_peer = m_box.startPeer(Tag);
-    QVERIFY(m_peer);
-    m_hub = channelTo("unix:" + m_box.runtimeDir().toStdString() + "/hub-" + std::to_string(m_box.hubPort()) + ".sock");
-    grpc::ClientContext context;
-    v1::ResolveRequest request;
-    v1::ObjectRef ref;
-    request.set_tag("wire");
-    const grpc::Status status = v1::Hub::NewStub(m_hub)->Resolve(&context, request, &ref);
-    QVERIFY2(status.ok(), status.error_message().c_str());
-    QCOMPARE(ref.interface_name(), std::string("ITest"));
-    m_channel = channelTo(ref.endpoint());
-}
-
-/// After every test: the peer still answers and has stayed small.
-void tst_RpcWire::cleanup()
-{
-    grpc::ClientContext context;
-    setDeadline(context);
-    context.set_wait_for_ready(true); // a hostile connection may have been closed
-    v1::CallResponse response;
-    const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, echoRequest(), &response);
-    QVERIFY2(status.ok(), status.error_message().c_str());
-    const qint64 peak = peakOf(m_peer->processId());
-    QVERIFY2(peak > 0 && peak < MemoryLimitKiB, qPrintable(QString::number(peak)));
-}
-
-grpc::Status tst_RpcWire::sendRaw(const std::string &bytes)
-{
-    const grpc::Slice slice(bytes);
-    const grpc::ByteBuffer out(&slice, 1);
-    grpc::ByteBuffer in;
-    grpc::ClientContext context;
-    setDeadline(context);
-    grpc::CompletionQueue queue;
-    grpc::GenericStub stub(m_channel);
-    const auto call = stub.PrepareUnaryCall(&context, "/tarn.v1.Invoker/Call", out, &queue);
-    grpc::Status status;
-    void *tag = nullptr;
-    bool ok = false;
-    call->StartCall();
-    call->Finish(&in, &status, nullptr);
-    queue.Next(&tag, &ok);
-    return status;
-}
-
-void tst_RpcWire::hostileBytes_data()
-{
-    QTest::addColumn<std::string>("bytes");
-    QTest::addColumn<QString>("expected"); // part of the error; empty: accepted
-    const QString deep = "nested deeper than 16";
-    const QString many = "more than 65536 values";
-    const QString text = "not valid UTF-8";
-    const QString damaged = "damaged";
-    const std::string empty = field(v1::Bag::kListFieldNumber, "");
-    const std::string good = echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "abc")));
-
-    QTest::newRow("depth 16") << echoWithBag(bagValue(nestedList(16))) << QString();
-    QTest::newRow("depth 17") << echoWithBag(bagValue(nestedList(17))) << deep;
-    QTest::newRow("depth 10000") << echoWithBag(bagValue(nestedList(10000))) << deep;
-    QTest::newRow("65536 values") << echoWithBag(repeated(empty, 65536)) << QString();
-    QTest::newRow("two million values") << echoWithBag(repeated(empty, 2000000)) << many;
-    QTest::newRow("values inside one entry") << echoWithBag(field(1, repeated(field(2, ""), 1000000))) << QString();
-    const auto rect = [](const QByteArray &fields) {
-        return echoWithBag(bagValue(field(v1::Value::kRectValueFieldNumber, fields.toStdString())));
-    };
-    QTest::newRow("rectangle") << rect("\x18\x04\x20\x04") << QString();
-    QTest::newRow("width of -2^31") << rect("\x18\xff\xff\xff\xff\x0f") << "out of range";
-    QTest::newRow("right edge beyond 2^31") << rect("\x08\xfe\xff\xff\xff\x0f\x18\x04") << "out of range";
-    QTest::newRow("invalid text") << echoWithBag(bagValue(field(v1::Value::kStringValueFieldNumber, "\xff"))) << text;
-    QTest::newRow("invalid method") << field(v1::CallRequest::kMethodFieldNumber, "\xff") << text;
-    QTest::newRow("truncated") << good.substr(0, good.size() - 1) << damaged;
-    QTest::newRow("length beyond the end") << good + std::string("\x2a\xff\xff\xff\xff\x0f") << damaged;
-    QTest::newRow("open groups") << good + repeated("\x7b", 100000) << damaged;
-    QTest::newRow("fields of a later version") << good + field(15, "later") + std::string("\x70\x01") << QString();
-}
-
-void tst_RpcWire::hostileBytes()
-{
-    QFETCH(std::string, bytes);
-    QFETCH(QString, expected);
-    const grpc::Status status = sendRaw(bytes);
-    const QString message = QString::fromStdString(status.error_message());
-    QCOMPARE(int(status.error_code()),
-             int(expected.isEmpty() ? grpc::StatusCode::OK : grpc::StatusCode::INVALID_ARGUMENT));
-    QVERIFY2(message.contains(expected), qPrintable(message));
-}
-
-void tst_RpcWire::oversize()
-{
-    for (const size_t megabytes : {5, 500}) {
-        const std::string bytes(megabytes << 20, 'x');
-        const grpc::Status status = sendRaw(echoWithBag(bagValue(field(v1::Value::kBytesValueFieldNumber, bytes))));
-        QCOMPARE(int(status.error_code()), int(grpc::StatusCode::RESOURCE_EXHAUSTED));
-    }
-}
-
-/// 300 MB at once, each message within its limit: some may be refused, none lost, the peer stays small.
-void tst_RpcWire::hundredBigMessagesAtOnce()
-{
-    constexpr int Calls = 100;
-    const auto stub = v1::Invoker::NewStub(m_channel);
-    v1::CallRequest request = echoRequest();
-    (*request.mutable_input()->mutable_values())["x"].set_bytes_value(std::string(3 << 20, 'x'));
-    struct Call
-    {
-        grpc::ClientContext context;
-        v1::CallResponse response;
-        grpc::Status status;
-        std::unique_ptr<grpc::ClientAsyncResponseReader<v1::CallResponse>> reader;
-    };
-    grpc::CompletionQueue queue;
-    std::vector<std::unique_ptr<Call>> calls;
-    for (int i = 0; i < Calls; ++i) {
-        calls.push_back(std::make_unique<Call>());
-        Call &call = *calls.back();
-        setDeadline(call.context);
-        call.reader = stub->AsyncCall(&call.context, request, &queue);
-        call.reader->Finish(&call.response, &call.status, &call);
-    }
-    int served = 0;
-    for (int i = 0; i < Calls; ++i) {
-        void *tag = nullptr;
-        bool ok = false;
-        QVERIFY(queue.Next(&tag, &ok));
-        const Call &call = *static_cast<Call *>(tag);
-        if (call.status.ok())
-            served += static_cast<int>(call.response.output().values().count("x"));
-        else
-            QVERIFY2(call.status.error_code() == grpc::StatusCode::RESOURCE_EXHAUSTED ||
-                         call.status.error_code() == grpc::StatusCode::UNAVAILABLE, // the whole connection
-                     call.status.error_message().c_str());
-    }
-    QVERIFY(served > 0);
-}
-
-/// 256 MB of zeros are 256 KB on the wire.
-void tst_RpcWire::compressionIsRefused()
-{
-    v1::CallRequest request = echoRequest();
-    (*request.mutable_input()->mutable_values())["x"].set_bytes_value(std::string(256 << 20, '\0'));
-    grpc::ClientContext context;
-    setDeadline(context);
-    context.set_compression_algorithm(GRPC_COMPRESS_GZIP);
-    v1::CallResponse response;
-    const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, request, &response);
-    QCOMPARE(int(status.error_code()), int(grpc::StatusCode::UNIMPLEMENTED));
-}
-
-void tst_RpcWire::registryRefusesBadEntries()
-{
-    const auto refusal = [this](const std::string &tag, int objects) {
-        grpc::ClientContext context;
-        setDeadline(context);
-        v1::RegisterRequest request;
-        request.set_endpoint("unix:/nowhere");
-        request.set_epoch(7);
-        for (int i = 0; i < objects; ++i) {
-            v1::Registration *object = request.add_objects();
-            object->set_interface_name("ITest");
-            object->set_tag(tag);
-        }
-        v1::RegisterReply reply;
-        const auto reader = v1::Hub::NewStub(m_hub)->Register(&context, request);
-        return reader->Read(&reply) ? QString() : QString::fromStdString(reader->Finish().error_message());
-    };
-    QVERIFY(refusal("IServiceHub", 1).contains("the hub's own"));
-    QVERIFY(refusal(std::string(100000, 'x'), 1).contains("more than 256 characters"));
-    QVERIFY(refusal("t", 257).contains("too many objects"));
-}
-
-/// Resolve tells every caller the epoch and the endpoint of an object.
-void tst_RpcWire::epochIsNoKey()
-{
-    const auto stub = v1::Hub::NewStub(m_hub);
-    const auto resolve = [&] {
-        grpc::ClientContext context;
-        v1::ResolveRequest request;
-        v1::ObjectRef ref;
-        request.set_tag("wire");
-        stub->Resolve(&context, request, &ref);
-        return ref;
-    };
-    const v1::ObjectRef ref = resolve();
-    for (const std::string &endpoint : {std::string("unix:/nowhere"), ref.endpoint()}) {
-        grpc::ClientContext context;
-        setDeadline(context);
-        v1::RegisterRequest request;
-        request.set_endpoint(endpoint);
-        request.set_epoch(ref.epoch());
-        v1::RegisterReply reply;
-        const auto reader = stub->Register(&context, request); // without objects: takes them away
-        const bool accepted = reader->Read(&reply);
-        QCOMPARE(accepted, endpoint == ref.endpoint());
-        while (accepted && reader->Read(&reply)) { // until the owner, whose stream was ended, replaces this one
-        }
-        const grpc::Status status = reader->Finish();
-        QCOMPARE(int(status.error_code()),
-                 int(accepted ? grpc::StatusCode::ABORTED : grpc::StatusCode::ALREADY_EXISTS));
-        QCOMPARE(resolve().endpoint(), ref.endpoint());
-    }
-}
 
 QTEST_GUILESS_MAIN(tst_RpcWire)
 #include "tst_rpcwire.moc"
