@@ -2,16 +2,18 @@
 #include "frame/VisualizedManager.h"
 #include "frame/VtServiceClient.h"
 #include "message/NotifyWnd.h"
-#include "support/Args.h"
 #include "support/FakeClient.h"
 #include "support/FakeRpc.h"
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
+#include "upgrade/Requests.h"
 #include <QElapsedTimer>
 #include <QScreen>
 #include <QTest>
 #include <thread>
+
+using namespace request;
 
 namespace {
 QList<NotifyWnd *> notices()
@@ -35,17 +37,15 @@ void post(const QMap<QString, QVariant> &values)
     QCoreApplication::postEvent(CVisualizedManager::GetInstance(), notice::event(values));
 }
 
-void send(CVisualizedEvents *event)
+void sendNotice(const QMap<QString, QVariant> &changes)
 {
-    const std::unique_ptr<CVisualizedEvents> owner(event);
-    QCoreApplication::sendEvent(CVisualizedManager::GetInstance(), event);
+    send(CVisualizedEvents::eShowNotifyMsgDialog, new CNotifyMsgEventData(notice::values(changes)));
 }
 
-CVisualizedEvents *cloudLogin(bool tip = false)
+void askForLogin()
 {
-    const QVariantMap values{{"软件标识", "soft"}, {"EXE名称", "exe"}};
-    return new CVisualizedEvents(CVisualizedEvents::eShowCloudLoginDialog,
-                                 new CCloudLoginEventData(args::input<args::CloudIn>(values), {}, tip, 0));
+    const auto input = args::input<args::CloudIn>({{"软件标识", "soft"}, {"EXE名称", "exe"}});
+    send(CVisualizedEvents::eShowCloudLoginDialog, new CCloudLoginEventData(input, {}, true, 0));
 }
 } // namespace
 
@@ -72,7 +72,7 @@ private slots:
 
     void noticeAppearsInTheCorner()
     {
-        send(notice::event(notice::values({{"unReadNum", "51"}})));
+        sendNotice({{"unReadNum", "51"}});
         QCOMPARE(notices().size(), 1);
         NotifyWnd *window = notices().first();
         const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
@@ -92,10 +92,10 @@ private slots:
 
     void noticeIsRefusedQuietly()
     {
-        send(notice::event({}));
-        send(notice::event(notice::values({{"MsgId", ""}})));
+        send(CVisualizedEvents::eShowNotifyMsgDialog, new CNotifyMsgEventData({}));
+        sendNotice({{"MsgId", ""}});
         QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
-        send(notice::event(notice::values({{"MsgContent", ""}})));
+        sendNotice({{"MsgContent", ""}});
         QCOMPARE(m_log->texts(QtWarningMsg), QStringList("通知栏消息内容为空。退出展现"));
         QVERIFY(notices().isEmpty());
     }
@@ -134,51 +134,22 @@ private slots:
         QVERIFY(m_log->has("关闭通知栏窗口。消息ID:m2"));
     }
 
-    void noticeMayGoWhileOthersWait()
+    // Nothing to replace, so no pause.
+    void closedNoticeIsForgotten()
     {
+        QElapsedTimer clock;
+        clock.start();
         post(notice::values());
-        post(notice::values({{"MsgId", "m2"}}));
+        post(notice::values({{"MsgId", "m2"}})); // waits for the first one
         QCoreApplication::sendPostedEvents(CVisualizedManager::GetInstance());
         QCOMPARE(shownId(), QString("m1"));
         notices().first()->close();
         QTRY_COMPARE(shownId(), QString("m2"));
-    }
-
-    void operationsAnswerDuringThePause()
-    {
-        post(notice::values());
-        QTRY_VERIFY(isPainted("m1"));
-        CVisualizedManager::GetInstance()->setSilentPatchInstallState("产品", 2);
-        qint64 answeredAfter = -1;
-        std::thread caller([&] {
-            while (!m_log->has("关闭通知栏窗口。消息ID:m1"))
-                std::this_thread::yield();
-            QElapsedTimer clock;
-            clock.start();
-            CManagerAccess::post(CVisualizedEvents::eShowUpgradeDownloadDialog,
-                                 std::make_unique<CUpgradeDownloadEveData>(args::input<args::SoftIn>()));
-            CManagerAccess().manager()->getSilentPatchInstallState("产品");
-            answeredAfter = clock.elapsed();
-        });
-        post(notice::values({{"MsgId", "m2"}}));
-        QTRY_COMPARE(shownId(), QString("m2"));
-        caller.join();
-        QVERIFY2(answeredAfter >= 0 && answeredAfter < 1000, qPrintable(QString::number(answeredAfter)));
-    }
-
-    void closedNoticeIsForgotten()
-    {
-        post(notice::values());
-        QTRY_VERIFY(isPainted("m1"));
-        const QPointer<NotifyWnd> first(notices().first());
-        delete first; // not even closed
-        m_log->clear();
-        QElapsedTimer clock;
-        clock.start();
-        post(notice::values({{"MsgId", "m2"}}));
-        QTRY_COMPARE(shownId(), QString("m2"));
-        QVERIFY(clock.elapsed() < 1500); // nothing to replace, so no pause
-        QVERIFY(!m_log->has("关闭通知栏窗口。消息ID:m1"));
+        delete notices().first(); // not even closed
+        post(notice::values({{"MsgId", "m3"}}));
+        QTRY_COMPARE(shownId(), QString("m3"));
+        QVERIFY(clock.elapsed() < 1500);
+        QVERIFY(m_log->texts().filter("关闭通知栏窗口").isEmpty());
     }
 
     void wrongEventsAreIgnored()
@@ -191,16 +162,16 @@ private slots:
             const auto eventType = static_cast<QEvent::Type>(type);
             QEvent plain(eventType);
             QVERIFY(manager->event(&plain));
-            send(new CVisualizedEvents(eventType, nullptr));
-            send(new CVisualizedEvents(eventType, new Other));
+            send(eventType, nullptr);
+            send(eventType, new Other);
             // Another request's data, or its own without arguments.
-            send(new CVisualizedEvents(eventType, new CCloudLoginEventData({}, {}, false, 0)));
-            send(new CVisualizedEvents(eventType, new CAutoCheckUpdateEveData({})));
-            send(new CVisualizedEvents(eventType, new CUpgradeExplainEveData({})));
-            send(new CVisualizedEvents(eventType, new CUpgradeDownloadEveData({})));
-            send(new CVisualizedEvents(eventType, new CSilentPatchInstallEveData({})));
-            send(new CVisualizedEvents(eventType, new CMsgCenterEventData({})));
-            send(new CVisualizedEvents(eventType, new CNotifyCloudEventData({})));
+            send(eventType, new CCloudLoginEventData({}, {}, false, 0));
+            send(eventType, new CAutoCheckUpdateEveData({}));
+            send(eventType, new CUpgradeExplainEveData({}));
+            send(eventType, new CUpgradeDownloadEveData({}));
+            send(eventType, new CSilentPatchInstallEveData({}));
+            send(eventType, new CMsgCenterEventData({}));
+            send(eventType, new CNotifyCloudEventData({}));
         }
         QVERIFY(!manager->event(nullptr));
         QVERIFY(notices().isEmpty());
@@ -220,19 +191,15 @@ private slots:
     {
         for (const QVariantList &list : {QVariantList{QVariantMap{{"软件", QVariantMap{{"升级版本", "2"}}}}},
                                          QVariantList{QVariantMap{{"软件名称", ""}}, 7, "x"}}) {
-            send(new CVisualizedEvents(CVisualizedEvents::eShowAutoCheckUpdateDialog,
-                                       new CAutoCheckUpdateEveData(args::input<args::SoftIn>({}, list))));
+            sendCheck(list);
             QVERIFY(QApplication::topLevelWidgets().isEmpty());
         }
     }
 
     void openNotesAreLimited()
     {
-        for (int i = 0; i < 40; ++i) {
-            const QVariantMap news{{"软件名称", QString::number(i)}, {"软件", QVariantMap{{"升级版本", "2"}}}};
-            send(new CVisualizedEvents(CVisualizedEvents::eShowUpgradeExplainDialog,
-                                       new CUpgradeExplainEveData(args::input<args::SoftIn>({}, {news}))));
-        }
+        for (int i = 0; i < 40; ++i)
+            sendNotes(released(QString::number(i)));
         QCOMPARE(notice::visibleWindows<QDialog>().size(), 32);
         QCOMPARE(m_log->count(QtWarningMsg, "打开的窗口过多，不再展现。数量：32"), 8);
     }
@@ -245,7 +212,7 @@ private slots:
         const auto isInvalid = [this](const QPoint &topLeft, const QPoint &bottomRight) {
             m_log->clear();
             const auto input = args::input<args::MessageIn>({{"msg_center_rect", QRect(topLeft, bottomRight)}});
-            send(new CVisualizedEvents(CVisualizedEvents::eShowMessageCenterDialog, new CMsgCenterEventData(input)));
+            send(CVisualizedEvents::eShowMessageCenterDialog, new CMsgCenterEventData(input));
             return m_log->has(QtDebugMsg, "【消息中心】未获取到消息中心的父级窗口");
         };
         const auto centreIs = [](const QPoint &expected) {
@@ -267,7 +234,7 @@ private slots:
         const auto lines = [this](int type, const QVariantList &list) {
             m_log->clear();
             const auto input = args::input<args::SoftIn>({}, list);
-            send(new CVisualizedEvents(static_cast<QEvent::Type>(type), new CUpgradeExplainEveData(input)));
+            send(static_cast<QEvent::Type>(type), new CUpgradeExplainEveData(input));
             return m_log->texts(QtInfoMsg) + m_log->texts(QtCriticalMsg);
         };
         const QString begin = "开始展示的软件更新信息提示框产品";
@@ -290,7 +257,7 @@ private slots:
             m_log->clear();
             tarn::rpc::Rpc().stringToProxy("unknown"); // leaves this thread with an error
             FakeClient::fake().queue("GetLoginState", {code, error, {{"login_state", state}}});
-            send(cloudLogin(true));
+            askForLogin();
             return m_log->texts(code == 4000 ? QtDebugMsg : QtCriticalMsg).last();
         };
         for (const int state : {0, 1, 4, 6}) {
@@ -310,7 +277,7 @@ private slots:
                  QString("【展现云账号登录对话框】获取云账号登录状态，返回错误码为：4002，错误信息为：不行"));
         FakeClient::fake().setAvailable(false);
         m_log->clear();
-        send(cloudLogin());
+        askForLogin();
         QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
     }
 
@@ -319,15 +286,10 @@ private slots:
         post(notice::values());
         QTRY_VERIFY(isPainted("m1"));
         const QPointer<NotifyWnd> window(notices().first());
-        const auto input = args::input<args::SoftIn>();
-        QWeakPointer<args::SoftIn> watch;
-        {
-            const auto inner = args::input<args::SoftIn>();
-            watch = inner;
-            QCoreApplication::postEvent(CVisualizedManager::GetInstance(),
-                                        new CVisualizedEvents(CVisualizedEvents::eShowUpgradeDownloadDialog,
-                                                              new CUpgradeDownloadEveData(inner)));
-        }
+        auto input = args::input<args::SoftIn>();
+        const QWeakPointer<args::SoftIn> watch = input;
+        CManagerAccess::post(CVisualizedEvents::eShowUpgradeDownloadDialog,
+                             std::make_unique<CUpgradeDownloadEveData>(std::exchange(input, {})));
         post(notice::values({{"MsgId", "m2"}}));
         m_log->clear();
         CVisualizedManager::FreeInstance();

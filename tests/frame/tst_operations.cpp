@@ -277,22 +277,6 @@ private slots:
         QCOMPARE(m_log->texts(QtWarningMsg).size(), 1);
     }
 
-    void endStatesAreToldOnceToManyThreads()
-    {
-        CVisualizedManager *manager = CVisualizedManager::GetInstance();
-        constexpr int Rounds = 200;
-        for (int round = 0; round < Rounds; ++round) {
-            manager->setSilentPatchInstallState("产品", 99);
-            std::atomic<int> ends{0};
-            std::vector<std::thread> threads;
-            for (int i = 0; i < 4; ++i)
-                threads.emplace_back([&] { ends += manager->getSilentPatchInstallState("产品") == 99; });
-            for (std::thread &thread : threads)
-                thread.join();
-            QCOMPARE(ends.load(), 1);
-        }
-    }
-
     void firstCallFromWorkerThread()
     {
         m_events.reset();

@@ -1,23 +1,18 @@
 #pragma once
-#include "frame/VisualizedEvents.h"
-#include "frame/VisualizedManager.h"
 #include "login/CloudCalls.h"
-#include "login/QueryQRCodeResult.h"
 #include "login/WaitNotice.h"
 #include "login/YunLoginDlg.h"
-#include "support/Args.h"
+#include "support/BoxScript.h"
 #include "support/FakeClient.h"
+#include "support/LinkTaker.h"
+#include "support/LogCatcher.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
+#include "upgrade/Requests.h"
 #include "widgets/CustomLineEdit.h"
-#include <QApplication>
 #include <QCheckBox>
-#include <QPushButton>
 #include <QTabWidget>
-#include <QTest>
 #include <QThreadPool>
 #include <atomic>
-#include <functional>
-#include <memory>
 
 // Drives the sign-in dialog over a faked service.
 namespace login {
@@ -43,11 +38,6 @@ constexpr auto edit = child<CCustomLineEdit>;
 constexpr auto button = child<QPushButton>;
 constexpr auto box = child<QCheckBox>;
 
-inline void press(const QWidget *dialog, const char *name)
-{
-    QTest::mouseClick(button(dialog, name), Qt::LeftButton);
-}
-
 inline void fill(const QWidget *dialog, const QString &account, const QString &password, const QString &phone = {},
                  const QString &code = {})
 {
@@ -58,47 +48,17 @@ inline void fill(const QWidget *dialog, const QString &account, const QString &p
     dialog->findChild<QTabWidget *>()->setCurrentIndex(phone.isEmpty() ? 0 : 1);
 }
 
-// The calls of one operation, in order.
-inline QList<QVariantMap> calls(const QString &operation)
-{
-    QList<QVariantMap> found;
-    for (const FakeCall &call : FakeClient::fake().calls()) {
-        if (call.operation == operation)
-            found << call.values;
-    }
-    return found;
-}
-
-inline void sendToManager(CVisualizedEvents *event)
-{
-    const std::unique_ptr<CVisualizedEvents> owner(event);
-    QCoreApplication::sendEvent(CVisualizedManager::GetInstance(), event);
-}
-
 // A request for a sign-in, by a software.
 inline void ask(const QSharedPointer<ICloudLoginNotify> &notify, const QString &softId = QStringLiteral("cad"))
 {
     const auto input = args::input<args::CloudIn>({{"软件标识", softId}, {"EXE名称", "cad"}});
-    sendToManager(new CVisualizedEvents(CVisualizedEvents::eShowCloudLoginDialog,
-                                        new CCloudLoginEventData(input, notify, false, 0)));
-}
-
-// A window of a class, also a closing one; null when there is none.
-template <class Window>
-Window *window()
-{
-    const QWidgetList all = QApplication::topLevelWidgets();
-    for (QWidget *widget : all) {
-        if (auto *found = qobject_cast<Window *>(widget))
-            return found;
-    }
-    return nullptr;
+    request::send(CVisualizedEvents::eShowCloudLoginDialog, new CCloudLoginEventData(input, notify, false, 0));
 }
 
 // The notice of a wait while it is visible; otherwise null.
 inline QWidget *notice()
 {
-    QWidget *found = window<tarn::visualized::WaitNotice>();
+    QWidget *found = request::onlyWindow<tarn::visualized::WaitNotice>();
     return found && found->isVisible() ? found : nullptr;
 }
 
@@ -108,12 +68,6 @@ inline void settle()
     tarn::visualized::cloudcalls::pool().waitForDone();
     QCoreApplication::processEvents();
     tarn::visualized::cloudcalls::pool().waitForDone();
-}
-
-inline void processDeletions()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCoreApplication::processEvents();
 }
 
 } // namespace login

@@ -3,23 +3,26 @@
 #include "login/AccountSignIn.h"
 #include "login/Login.h"
 #include "login/LoginDialogCreator.h"
-#include "support/BoxScript.h"
-#include "support/LinkTaker.h"
-#include "support/LogCatcher.h"
 #include <QElapsedTimer>
 #include <QSemaphore>
 #include <QTimer>
 #include <thread>
 
 using namespace login;
+using namespace request;
+using FakeClient::callsOf;
 
 namespace {
-constexpr auto theDialog = window<CYunLoginDialog>;
+// Also a closing one; null when there is none.
+CYunLoginDialog *theDialog()
+{
+    return windows<CYunLoginDialog>().value(0);
+}
 
 void callerEnds(const QString &softId)
 {
     const auto input = args::input<args::CloudIn>({{"软件标识", softId}});
-    sendToManager(new CVisualizedEvents(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input)));
+    send(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input));
 }
 
 // Acts in the event loop that waits for the answer, when the service has received the call.
@@ -52,30 +55,298 @@ class TestLoginLifetimes final : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-    void duringTheCall_data();
-    void duringTheCall();
-    void oneAttemptAtATime();
-    void cancelled();
-    void quitDuringTheCall_data();
-    void quitDuringTheCall();
-    void passwordIsTakenOut();
-    void requestDuringTyping();
-    void slowCallerHoldsUpNothing();
-    void hangingPollerHoldsUpNothing();
-    void requestDuringAQrSignIn();
-    void closedUnderATip();
-    void closedButNotDeletedYet();
+    void initTestCase()
+    {
+        FakeClient::install();
+        std::thread([] { LoginDialogCreator::getInst(); }).join();
+        QCOMPARE(LoginDialogCreator::getInst()->thread(), QCoreApplication::instance()->thread());
+    }
+
+    void init()
+    {
+        FakeClient::fake().reset();
+        m_log = new LogCatcher;
+        m_notify = QSharedPointer<Notify>::create();
+        m_next = QSharedPointer<Notify>::create();
+        ask(m_notify, "cad");
+        m_dialog = theDialog();
+        QVERIFY(m_dialog && m_dialog->isVisible());
+        QCOMPARE(m_dialog->focusWidget(), m_dialog);
+        fill(m_dialog, "zhang", "secret");
+    }
+
+    void cleanup()
+    {
+        FakeClient::fake().releaseHangs();
+        CVisualizedManager::FreeInstance();
+        settle();
+        processDeletions();
+        QVERIFY(!theDialog());
+        QVERIFY(!QApplication::overrideCursor());
+        CVtServiceClient::ReleaseInstance();
+        delete m_log;
+    }
+
+    void duringTheCall_data()
+    {
+        QTest::addColumn<Event>("event");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<bool>("survives");    // the dialog, until the answer
+        QTest::addColumn<QString>("notified"); // calls of the first and of the next caller
+        QTest::addColumn<bool>("byReturn");
+        const auto row = [](const char *name, int code, bool survives, const char *notified, const Event &event) {
+            for (const bool byReturn : {false, true})
+                QTest::addRow("%s%s", name, byReturn ? ", Return" : "")
+                    << event << code << survives << notified << byReturn;
+        };
+        const Event close = [this] { m_dialog->close(); };
+        row("closed, signed in", 4000, false, "1 0", close);
+        row("closed, refused", 4100, false, "0 0", close);
+        row("closed when the answer is there", 4000, false, "1 0", [this] {
+            FakeClient::fake().releaseHangs();
+            tarn::visualized::cloudcalls::pool().waitForDone();
+            QCoreApplication::processEvents(); // the wait is about to end
+            m_dialog->close();
+        });
+        row("caller ended", 4100, false, "0 0", [] { callerEnds("cad"); });
+        row("another software ended", 4000, true, "1 0", [] { callerEnds("viewer"); });
+        row("shown again", 4000, true, "0 1", [this] { ask(m_next, "viewer"); });
+        row("service destroyed", 4100, false, "0 0", [] {
+            CVisualizedManager::FreeInstance();
+            CVtServiceClient::ReleaseInstance(); // ends the hanging call
+        });
+    }
+
+    void duringTheCall()
+    {
+        QFETCH(Event, event);
+        QFETCH(int, code);
+        QFETCH(bool, survives);
+        QFETCH(bool, byReturn);
+        FakeClient::fake().queue("LoginByAccount", hanging(code));
+        bool aliveThen = false;
+        bool cursorThen = false;
+        const DuringTheCall act([&] {
+            event();
+            processDeletions();
+            aliveThen = m_dialog;
+            cursorThen = QApplication::overrideCursor();
+            FakeClient::fake().releaseHangs();
+        });
+        const BoxScript tips(QStringList{});
+        if (byReturn) { // the sign-in starts from a separate event
+            QTest::keyClick(edit(m_dialog, "passwordEdit"), Qt::Key_Return);
+            QCoreApplication::processEvents();
+        } else {
+            signIn();
+        }
+        QVERIFY(act.isDone && tips.isDone());
+        QCOMPARE(aliveThen, survives);
+        QCOMPARE(cursorThen, survives);
+        settle(); // the answer to a closed dialog is noticed later
+        QTEST(QString("%1 %2").arg(int(m_notify->calls)).arg(int(m_next->calls)), "notified");
+        QVERIFY(!LoginDialogCreator::getInst()->DiaIsExist());
+    }
+
+    // The waiting dialog starts nothing; the dialog of the next caller starts no account sign-in before the first has ended.
+    void oneAttemptAtATime()
+    {
+        FakeClient::fake().queue("LoginByAccount", hanging(4000));
+        BoxScript tips({"确定"});
+        DuringTheCall act([&] {
+            QVERIFY(!m_dialog->isEnabled());
+            signIn();
+            m_dialog->onAccountLoginBtn();
+            m_dialog->onVerificationCodeLoginBtn();
+            m_dialog->onQQLogin();
+            m_dialog->close();
+            processDeletions();
+            ask({}, "viewer");
+            const QPointer<CYunLoginDialog> second = theDialog();
+            QVERIFY(second && second->isEnabled());
+            fill(second, "li", "secret");
+            BoxScript::press(second, "accountLoginButton");
+            QVERIFY(second);
+            FakeClient::fake().releaseHangs();
+        });
+        signIn();
+        QVERIFY(act.isDone && tips.isDone());
+        QVERIFY(tips.texts[0].contains("上一次登录尚未完成，请稍候再试。"));
+        QCOMPARE(callsOf("LoginByAccount").size(), 1);
+        QVERIFY(callsOf("LoginByPhone").isEmpty() && callsOf("GetQRCodeUrl").isEmpty());
+        settle();
+        QCOMPARE(int(m_notify->calls), 1);
+        BoxScript::press(theDialog(), "accountLoginButton"); // now the second one can start
+        QCOMPARE(callsOf("LoginByAccount").size(), 2);
+    }
+
+    // A sign-in that takes long can be left. A success that comes later closes the dialog and notifies the caller.
+    void cancelled()
+    {
+        for (const int code : {4100, 4000}) {
+            FakeClient::fake().queue("LoginByAccount", hanging(code));
+            const DuringTheCall act([] {
+                QVERIFY(!notice());
+                QTRY_VERIFY(notice());
+                BoxScript::press(notice(), "cancelButton");
+            });
+            signIn();
+            QVERIFY(act.isDone && !notice());
+            QVERIFY(m_dialog->isVisible() && m_dialog->isEnabled() && !QApplication::overrideCursor());
+            QCOMPARE(int(m_notify->calls), 0);
+            FakeClient::fake().releaseHangs();
+            settle();
+            QCOMPARE(int(m_notify->calls), code == 4000 ? 1 : 0);
+            QCOMPARE(m_dialog->isVisible(), code != 4000);
+        }
+        QCOMPARE(callsOf("LoginByAccount").size(), 2);
+    }
+
+    void quitDuringTheCall_data()
+    {
+        QTest::addColumn<bool>("answered");
+        QTest::newRow("hanging") << false;
+        QTest::newRow("answered, but not noticed yet") << true;
+    }
+
+    // The application does not wait for the call, and leaves the assistant to the end of the service.
+    void quitDuringTheCall()
+    {
+        QFETCH(bool, answered);
+        FakeClient::fake().queue("LoginByAccount", hanging(4001));
+        const DuringTheCall act([answered] {
+            if (answered) {
+                FakeClient::fake().releaseHangs();
+                settle();
+            }
+            QCoreApplication::quit();
+        });
+        QTimer::singleShot(0, this, &TestLoginLifetimes::signIn);
+        QElapsedTimer timer;
+        timer.start();
+        QCoreApplication::exec();
+        QVERIFY(act.isDone);
+        QVERIFY(timer.elapsed() < 3000);
+        QVERIFY(m_dialog && m_dialog->isEnabled());
+        QVERIFY(!FakeClient::fake().operations().contains("UnInitialize cloud"));
+    }
+
+    void passwordIsTakenOut()
+    {
+        ICloudServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetCloudServiceAssistant();
+        const auto input = assistant->CreateInputArgs();
+        input->SetValue("pwd", "secret");
+        ExecYunLogin(assistant, input, assistant->CreateOutputArgs());
+        QCOMPARE(callsOf("LoginByAccount").value(0).value("pwd").toString(), QString("secret"));
+        QVERIFY(!input->GetValue("pwd").isValid());
+    }
+
+    // A further request leaves the focus in the field.
+    void requestDuringTyping()
+    {
+        QVERIFY(QTest::qWaitForWindowActive(m_dialog));
+        QWidget *password = edit(m_dialog, "passwordEdit");
+        password->setFocus();
+        ask(m_notify, "viewer");
+        QCOMPARE(m_dialog->focusWidget(), password);
+    }
+
+    void slowCallerHoldsUpNothing()
+    {
+        struct Slow final : ICloudLoginNotify
+        {
+            void AfterLogin() override { goOn.acquire(); }
+            QSemaphore goOn;
+        };
+        const auto slow = QSharedPointer<Slow>::create();
+        m_dialog->SetLoginNotify(slow);
+        signIn(); // would not return if it waited for the caller
+        processDeletions();
+        QVERIFY(!m_dialog);
+        slow->goOn.release();
+    }
+
+    void hangingPollerHoldsUpNothing()
+    {
+        scan(hanging(4000));
+        QTRY_COMPARE_WITH_TIMEOUT(FakeClient::fake().hanging(), 1, 6000);
+        QElapsedTimer timer;
+        timer.start();
+        m_dialog->close();
+        processDeletions();
+        QVERIFY(!m_dialog);
+        QVERIFY(timer.elapsed() < 200);
+        CVisualizedManager::FreeInstance();
+        QVERIFY(timer.elapsed() < 1500);
+        QVERIFY(m_log->has("【云登录】扫码结果查询仍在等待云服务的应答。"));
+        CVtServiceClient::ReleaseInstance(); // releases the call
+        LoginDialogCreator::joinThreads();
+        QVERIFY(CQueryQRCodeResult::waitForStopped(0));
+        QVERIFY(timer.elapsed() < 4000);
+        QCOMPARE(int(m_notify->calls), 0);
+    }
+
+    // The dialog that a QR sign-in has hidden is shown again for the new caller.
+    void requestDuringAQrSignIn()
+    {
+        scan();
+        QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
+        ask(m_next, "viewer");
+        QCOMPARE(theDialog(), m_dialog.data());
+        QVERIFY(m_dialog->isVisible() && !notice());
+        callerEnds("cad"); // no longer the caller
+        m_dialog->QuickLoginSuccess("token");
+        QVERIFY(CQueryQRCodeResult::waitForStopped(300)); // not three seconds, until the next poll
+        settle();
+        QCOMPARE(int(m_notify->calls), 0);
+        QCOMPARE(int(m_next->calls), 1);
+        QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // although it has not been deleted yet
+        ask(m_notify, "cad");
+        QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
+        processDeletions();
+        QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
+    }
+
+    void closedUnderATip()
+    {
+        FakeClient::fake().queue("LoginByPhone", {4018, "没有授权"});
+        fill(m_dialog, {}, {}, "13800138000", "123456");
+        QTimer::singleShot(0, this, [] { callerEnds("cad"); });
+        BoxScript::press(m_dialog, "phoneLoginButton");
+        QVERIFY(!QApplication::activeModalWidget());
+        QTRY_VERIFY(!m_dialog);
+        settle();
+        QCOMPARE(int(m_notify->calls), 0);
+        callerEnds("cad"); // the dialog belongs to this software no longer
+        callerEnds(QString());
+        QCOMPARE(m_log->count("通知云账号对话框关闭结束，软件标识:cad"), 1);
+        QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识为空。"));
+    }
+
+    // A closed dialog shows nothing and starts nothing.
+    void closedButNotDeletedYet()
+    {
+        BoxScript tips(QStringList{});
+        m_dialog->close();
+        m_dialog->close();
+        m_dialog->showLoginTip("太迟", eTipError);
+        fill(m_dialog, "zhang", "secret", "13800138000", "123456");
+        m_dialog->onAccountLoginBtn();
+        m_dialog->onVerificationCodeLoginBtn();
+        m_dialog->onQQLogin();
+        QVERIFY(m_dialog && tips.isDone() && tips.texts.isEmpty());
+        QVERIFY(callsOf("LoginByAccount").isEmpty() && callsOf("LoginByPhone").isEmpty());
+        ask(m_notify, "cad"); // opens another one
+        QVERIFY(theDialog() && LoginDialogCreator::getInst()->DiaIsExist());
+    }
 
 private:
-    void signIn() { press(m_dialog, "accountLoginButton"); }
+    void signIn() { BoxScript::press(m_dialog, "accountLoginButton"); }
     void scan(const FakeAnswer &result = {4022})
     {
         FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", "http://127.0.0.1/qr"}}});
         FakeClient::fake().queue("QueryQRCodeResult", result);
-        press(m_dialog, "weixinButton");
+        BoxScript::press(m_dialog, "weixinButton");
         QVERIFY(!m_dialog->isVisible());
     }
 
@@ -84,291 +355,6 @@ private:
     QSharedPointer<Notify> m_notify, m_next; // the callers, in the order of their requests
     LogCatcher *m_log = nullptr;
 };
-
-void TestLoginLifetimes::initTestCase()
-{
-    FakeClient::install();
-    std::thread([] { LoginDialogCreator::getInst(); }).join();
-    QCOMPARE(LoginDialogCreator::getInst()->thread(), QCoreApplication::instance()->thread());
-}
-
-void TestLoginLifetimes::init()
-{
-    FakeClient::fake().reset();
-    m_log = new LogCatcher;
-    m_notify = QSharedPointer<Notify>::create();
-    m_next = QSharedPointer<Notify>::create();
-    ask(m_notify, "cad");
-    m_dialog = theDialog();
-    QVERIFY(m_dialog && m_dialog->isVisible());
-    QCOMPARE(m_dialog->focusWidget(), m_dialog);
-    fill(m_dialog, "zhang", "secret");
-}
-
-void TestLoginLifetimes::cleanup()
-{
-    FakeClient::fake().releaseHangs();
-    CVisualizedManager::FreeInstance();
-    settle();
-    processDeletions();
-    QVERIFY(!theDialog());
-    QVERIFY(!QApplication::overrideCursor());
-    CVtServiceClient::ReleaseInstance();
-    delete m_log;
-}
-
-void TestLoginLifetimes::duringTheCall_data()
-{
-    QTest::addColumn<Event>("event");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<bool>("survives");    // the dialog, until the answer
-    QTest::addColumn<QString>("notified"); // calls of the first and of the next caller
-    QTest::addColumn<bool>("byReturn");
-    const auto row = [](const char *name, int code, bool survives, const char *notified, const Event &event) {
-        for (const bool byReturn : {false, true})
-            QTest::addRow("%s%s", name, byReturn ? ", Return" : "")
-                << event << code << survives << notified << byReturn;
-    };
-    const Event close = [this] { m_dialog->close(); };
-    row("closed, signed in", 4000, false, "1 0", close);
-    row("closed, refused", 4100, false, "0 0", close);
-    row("closed when the answer is there", 4000, false, "1 0", [this] {
-        FakeClient::fake().releaseHangs();
-        tarn::visualized::cloudcalls::pool().waitForDone();
-        QCoreApplication::processEvents(); // the wait is about to end
-        m_dialog->close();
-    });
-    row("caller ended", 4100, false, "0 0", [] { callerEnds("cad"); });
-    row("another software ended", 4000, true, "1 0", [] { callerEnds("viewer"); });
-    row("shown again", 4000, true, "0 1", [this] { ask(m_next, "viewer"); });
-    row("service destroyed", 4100, false, "0 0", [] {
-        CVisualizedManager::FreeInstance();
-        CVtServiceClient::ReleaseInstance(); // ends the hanging call
-    });
-}
-
-void TestLoginLifetimes::duringTheCall()
-{
-    QFETCH(Event, event);
-    QFETCH(int, code);
-    QFETCH(bool, survives);
-    QFETCH(bool, byReturn);
-    FakeClient::fake().queue("LoginByAccount", hanging(code));
-    bool aliveThen = false;
-    bool cursorThen = false;
-    const DuringTheCall act([&] {
-        event();
-        processDeletions();
-        aliveThen = m_dialog;
-        cursorThen = QApplication::overrideCursor();
-        FakeClient::fake().releaseHangs();
-    });
-    const BoxScript tips(QStringList{});
-    if (byReturn) { // the sign-in starts from a separate event
-        QTest::keyClick(edit(m_dialog, "passwordEdit"), Qt::Key_Return);
-        QCoreApplication::processEvents();
-    } else {
-        signIn();
-    }
-    QVERIFY(act.isDone && tips.isDone());
-    QCOMPARE(aliveThen, survives);
-    QCOMPARE(cursorThen, survives);
-    settle(); // the answer to a closed dialog is noticed later
-    QTEST(QString("%1 %2").arg(int(m_notify->calls)).arg(int(m_next->calls)), "notified");
-    QVERIFY(!LoginDialogCreator::getInst()->DiaIsExist());
-}
-
-// The waiting dialog starts nothing; the dialog of the next caller starts no account sign-in before the first has ended.
-void TestLoginLifetimes::oneAttemptAtATime()
-{
-    FakeClient::fake().queue("LoginByAccount", hanging(4000));
-    BoxScript tips({"确定"});
-    DuringTheCall act([&] {
-        QVERIFY(!m_dialog->isEnabled());
-        signIn();
-        m_dialog->onAccountLoginBtn();
-        m_dialog->onVerificationCodeLoginBtn();
-        m_dialog->onQQLogin();
-        m_dialog->close();
-        processDeletions();
-        ask({}, "viewer");
-        const QPointer<CYunLoginDialog> second = theDialog();
-        QVERIFY(second && second->isEnabled());
-        fill(second, "li", "secret");
-        press(second, "accountLoginButton");
-        QVERIFY(second);
-        FakeClient::fake().releaseHangs();
-    });
-    signIn();
-    QVERIFY(act.isDone && tips.isDone());
-    QVERIFY(tips.texts[0].contains("上一次登录尚未完成，请稍候再试。"));
-    QCOMPARE(calls("LoginByAccount").size(), 1);
-    QVERIFY(calls("LoginByPhone").isEmpty() && calls("GetQRCodeUrl").isEmpty());
-    settle();
-    QCOMPARE(int(m_notify->calls), 1);
-    press(theDialog(), "accountLoginButton"); // now the second one can start
-    QCOMPARE(calls("LoginByAccount").size(), 2);
-}
-
-// A sign-in that takes long can be left. A success that comes later closes the dialog and notifies the caller.
-void TestLoginLifetimes::cancelled()
-{
-    for (const int code : {4100, 4000}) {
-        FakeClient::fake().queue("LoginByAccount", hanging(code));
-        const DuringTheCall act([] {
-            QVERIFY(!notice());
-            QTRY_VERIFY(notice());
-            press(notice(), "cancelButton");
-        });
-        signIn();
-        QVERIFY(act.isDone && !notice());
-        QVERIFY(m_dialog->isVisible() && m_dialog->isEnabled() && !QApplication::overrideCursor());
-        QCOMPARE(int(m_notify->calls), 0);
-        FakeClient::fake().releaseHangs();
-        settle();
-        QCOMPARE(int(m_notify->calls), code == 4000 ? 1 : 0);
-        QCOMPARE(m_dialog->isVisible(), code != 4000);
-    }
-    QCOMPARE(calls("LoginByAccount").size(), 2);
-}
-
-void TestLoginLifetimes::quitDuringTheCall_data()
-{
-    QTest::addColumn<bool>("answered");
-    QTest::newRow("hanging") << false;
-    QTest::newRow("answered, but not noticed yet") << true;
-}
-
-// The application does not wait for the call, and leaves the assistant to the end of the service.
-void TestLoginLifetimes::quitDuringTheCall()
-{
-    QFETCH(bool, answered);
-    FakeClient::fake().queue("LoginByAccount", hanging(4001));
-    const DuringTheCall act([answered] {
-        if (answered) {
-            FakeClient::fake().releaseHangs();
-            settle();
-        }
-        QCoreApplication::quit();
-    });
-    QTimer::singleShot(0, this, &TestLoginLifetimes::signIn);
-    QElapsedTimer timer;
-    timer.start();
-    QCoreApplication::exec();
-    QVERIFY(act.isDone);
-    QVERIFY(timer.elapsed() < 3000);
-    QVERIFY(m_dialog && m_dialog->isEnabled());
-    QVERIFY(!FakeClient::fake().operations().contains("UnInitialize cloud"));
-}
-
-void TestLoginLifetimes::passwordIsTakenOut()
-{
-    ICloudServiceAssistant *assistant = CVtServiceClient::GetInstance()->GetCloudServiceAssistant();
-    const auto input = assistant->CreateInputArgs();
-    input->SetValue("pwd", "secret");
-    ExecYunLogin(assistant, input, assistant->CreateOutputArgs());
-    QCOMPARE(calls("LoginByAccount").value(0).value("pwd").toString(), QString("secret"));
-    QVERIFY(!input->GetValue("pwd").isValid());
-}
-
-// A further request leaves the focus in the field.
-void TestLoginLifetimes::requestDuringTyping()
-{
-    QVERIFY(QTest::qWaitForWindowActive(m_dialog));
-    QWidget *password = edit(m_dialog, "passwordEdit");
-    password->setFocus();
-    ask(m_notify, "viewer");
-    QCOMPARE(m_dialog->focusWidget(), password);
-}
-
-void TestLoginLifetimes::slowCallerHoldsUpNothing()
-{
-    struct Slow final : ICloudLoginNotify
-    {
-        void AfterLogin() override { goOn.acquire(); }
-        QSemaphore goOn;
-    };
-    const auto slow = QSharedPointer<Slow>::create();
-    m_dialog->SetLoginNotify(slow);
-    signIn(); // would not return if it waited for the caller
-    processDeletions();
-    QVERIFY(!m_dialog);
-    slow->goOn.release();
-}
-
-void TestLoginLifetimes::hangingPollerHoldsUpNothing()
-{
-    scan(hanging(4000));
-    QTRY_COMPARE_WITH_TIMEOUT(FakeClient::fake().hanging(), 1, 6000);
-    QElapsedTimer timer;
-    timer.start();
-    m_dialog->close();
-    processDeletions();
-    QVERIFY(!m_dialog);
-    QVERIFY(timer.elapsed() < 200);
-    CVisualizedManager::FreeInstance();
-    QVERIFY(timer.elapsed() < 1500);
-    QVERIFY(m_log->has("【云登录】扫码结果查询仍在等待云服务的应答。"));
-    CVtServiceClient::ReleaseInstance(); // releases the call
-    LoginDialogCreator::joinThreads();
-    QVERIFY(CQueryQRCodeResult::waitForStopped(0));
-    QVERIFY(timer.elapsed() < 4000);
-    QCOMPARE(int(m_notify->calls), 0);
-}
-
-// The dialog that a QR sign-in has hidden is shown again for the new caller.
-void TestLoginLifetimes::requestDuringAQrSignIn()
-{
-    scan();
-    QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
-    ask(m_next, "viewer");
-    QCOMPARE(theDialog(), m_dialog.data());
-    QVERIFY(m_dialog->isVisible() && !notice());
-    callerEnds("cad"); // no longer the caller
-    m_dialog->QuickLoginSuccess("token");
-    QVERIFY(CQueryQRCodeResult::waitForStopped(300)); // not three seconds, until the next poll
-    settle();
-    QCOMPARE(int(m_notify->calls), 0);
-    QCOMPARE(int(m_next->calls), 1);
-    QVERIFY(!CVisualizedManager::GetInstance()->YunDiaIsExist()); // although it has not been deleted yet
-    ask(m_notify, "cad");
-    QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
-    processDeletions();
-    QVERIFY(CVisualizedManager::GetInstance()->YunDiaIsExist());
-}
-
-void TestLoginLifetimes::closedUnderATip()
-{
-    FakeClient::fake().queue("LoginByPhone", {4018, "没有授权"});
-    fill(m_dialog, {}, {}, "13800138000", "123456");
-    QTimer::singleShot(0, this, [] { callerEnds("cad"); });
-    press(m_dialog, "phoneLoginButton");
-    QVERIFY(!QApplication::activeModalWidget());
-    QTRY_VERIFY(!m_dialog);
-    settle();
-    QCOMPARE(int(m_notify->calls), 0);
-    callerEnds("cad"); // the dialog belongs to this software no longer
-    callerEnds(QString());
-    QCOMPARE(m_log->count("通知云账号对话框关闭结束，软件标识:cad"), 1);
-    QVERIFY(m_log->has("通知云账号对话框关闭结束，软件标识为空。"));
-}
-
-// A closed dialog shows nothing and starts nothing.
-void TestLoginLifetimes::closedButNotDeletedYet()
-{
-    BoxScript tips(QStringList{});
-    m_dialog->close();
-    m_dialog->close();
-    m_dialog->showLoginTip("太迟", eTipError);
-    fill(m_dialog, "zhang", "secret", "13800138000", "123456");
-    m_dialog->onAccountLoginBtn();
-    m_dialog->onVerificationCodeLoginBtn();
-    m_dialog->onQQLogin();
-    QVERIFY(m_dialog && tips.isDone() && tips.texts.isEmpty());
-    QVERIFY(calls("LoginByAccount").isEmpty() && calls("LoginByPhone").isEmpty());
-    ask(m_notify, "cad"); // opens another one
-    QVERIFY(theDialog() && LoginDialogCreator::getInst()->DiaIsExist());
-}
 
 QTEST_MAIN(TestLoginLifetimes)
 #include "tst_login_lifetimes.moc"
