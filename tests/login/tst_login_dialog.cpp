@@ -24,36 +24,7 @@ void offerPage(const QVariant &address = Page, int code = 4000)
     FakeClient::fake().queue("GetQRCodeUrl", {code, {}, {{"QRCODE_url", address}}});
 }
 
-struct Answer
-{
-    QString button;
-    int code;
-    QString error;
-    QString tip;
-    QString log;         // lines, joined
-    bool closes = false; // and notifies the caller
-};
-
-struct Scan
-{
-    QList<int> codes;
-    QString error;
-    QString tip; // empty: signed in
-    QString log; // lines, joined
-};
-
-// Rows of one column, "row".
-template <class Row>
-void addRows(std::initializer_list<std::pair<const char *, Row>> rows)
-{
-    QTest::addColumn<Row>("row");
-    for (const auto &[name, row] : rows)
-        QTest::newRow(name) << row;
-}
 } // namespace
-Q_DECLARE_METATYPE(Answer)
-Q_DECLARE_METATYPE(Scan)
-
 class TestLoginDialog final : public QObject
 {
     Q_OBJECT
@@ -138,79 +109,77 @@ private slots:
         }
     }
 
-    void answers_data()
+    void answers()
     {
         const QString begun = "开始登录云账号|";
         const QString failed = begun + "【账号密码登录】登录失败，返回错误码为：";
         const QString user = QString(Account).replace(QChar(0), ' ');
         const QString notified = "|【云登录对话框验证码登录】开始通知云登录后事件";
         const QString refused = "|【云登录对话框验证码登录】用户13800138000登录失败。";
-        addRows<Answer>({
-            {"account 4000",
-             {"accountLoginButton", 4000, "", "", begun + "用户" + user + "登录成功|开始通知云登录后事件", true}},
-            {"account 4018",
-             {"accountLoginButton", 4018, "没有授权", "没有授权", begun + "【账号密码登录】云锁登录失败。"}},
-            {"account 4001",
-             {"accountLoginButton", 4001, "断了%2", "发生通信错误", failed + "4001，错误信息为：断了%2"}},
-            {"account 4100",
-             {"accountLoginButton", 4100, " 错\r\n用户\u2028li登录成功 \n", "错",
-              failed + "4100，错误信息为：错  用户 li登录成功"}},
-            {"code 4000", {"codeButton", 4000, "", "发送成功，请查收!", "【获取验证码】调用获取验证码接口成功。"}},
-            {"code 4012",
-             {"codeButton", 4012, "", "发生通信错误",
-              "【获取验证码】rpc接口通信失败，记录错误码为：4012，错误信息为："}},
-            {"code 4101",
-             {"codeButton", 4101, "太频繁%2", "太频繁%2",
-              "【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：4101，错误信息为太频繁%2"}},
-            {"phone 4000",
-             {"phoneLoginButton", 4000, "", "", "【云登录对话框验证码登录】用户13800138000登录成功" + notified, true}},
-            {"phone 4018", {"phoneLoginButton", 4018, "", "登录失败", "【手机验证码】云锁登录失败。" + notified, true}},
-            {"phone 4001",
-             {"phoneLoginButton", 4001, "", "发生通信错误",
-              "【验证码登录】rpc接口通信失败，记录错误码为：4001，错误信息为：" + refused}},
-            {"phone 4102",
-             {"phoneLoginButton", 4102, "坏了%2", "坏了%2",
-              "【验证码登录】用户使用验证码登录失败，返回错误码为：4102，错误信息为：坏了%2" + refused}},
-        });
-    }
-
-    void answers()
-    {
-        QFETCH(Answer, row);
-        const bool byAccount = row.button == "accountLoginButton";
-        const bool sends = row.button == "codeButton";
-        const QLatin1String operation(byAccount ? "LoginByAccount" : sends ? "SendVerificationCode" : "LoginByPhone");
-        FakeClient::fake().queue(operation, {row.code, row.error});
-        open();
-        fill(m_dialog, Account, Password, Phone, OneTimeCode);
-        m_dialog->findChild<QTabWidget *>()->setCurrentIndex(byAccount ? 0 : 1);
-        box(m_dialog, "accountAutoLogin")->setChecked(true);
-        box(m_dialog, "rememberPassword")->setChecked(false);
-        box(m_dialog, "rememberPhone")->setChecked(true);
-        if (row.tip.isEmpty())
-            BoxScript::press(m_dialog, row.button);
-        else
-            QVERIFY(tipAfter(row.button).contains(row.tip));
-        QCOMPARE(ours(), row.log);
-        QVariantMap sent{{"phone", Phone}};
-        if (byAccount)
-            sent = {{"user", Account}, {"pwd", Password}, {"自动登录", true}, {"记忆数据", false}};
-        else if (!sends)
-            sent = {{"phone", Phone}, {"code", OneTimeCode}, {"自动登录", false}, {"记忆数据", true}};
-        if (!sends)
-            sent.insert("YunLockErrorTip", true);
-        QCOMPARE(callsOf(operation), QList<QVariantMap>{sent});
-        settle();
-        QCOMPARE(int(m_notify->calls), int(row.closes));
-        processDeletions();
-        QCOMPARE(m_dialog.isNull(), row.closes);
-        QVERIFY(!QApplication::overrideCursor());
-        if (row.closes)
-            return;
-        QVERIFY(m_dialog->isEnabled() && edit(m_dialog, "passwordEdit")->text() == Password);
-        QCOMPARE(button(m_dialog, "phoneLoginButton")->text(), QString("立即登录"));
-        QCOMPARE(button(m_dialog, "codeButton")->isEnabled(), !sends || row.code != 4000);
-        QCOMPARE(m_dialog->focusWidget() == edit(m_dialog, "codeEdit"), sends && row.code == 4000);
+        const struct
+        {
+            QString button;
+            int code;
+            QString error;
+            QString tip;
+            QString log;         // lines, joined
+            bool closes = false; // and notifies the caller
+        } rows[] = {
+            {"accountLoginButton", 4000, "", "", begun + "用户" + user + "登录成功|开始通知云登录后事件", true},
+            {"accountLoginButton", 4018, "没有授权", "没有授权", begun + "【账号密码登录】云锁登录失败。"},
+            {"accountLoginButton", 4001, "断了%2", "发生通信错误", failed + "4001，错误信息为：断了%2"},
+            {"accountLoginButton", 4100, " 错\r\n用户\u2028li登录成功 \n", "错",
+             failed + "4100，错误信息为：错  用户 li登录成功"},
+            {"codeButton", 4000, "", "发送成功，请查收!", "【获取验证码】调用获取验证码接口成功。"},
+            {"codeButton", 4012, "", "发生通信错误", "【获取验证码】rpc接口通信失败，记录错误码为：4012，错误信息为："},
+            {"codeButton", 4101, "太频繁%2", "太频繁%2",
+             "【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：4101，错误信息为太频繁%2"},
+            {"phoneLoginButton", 4000, "", "", "【云登录对话框验证码登录】用户13800138000登录成功" + notified, true},
+            {"phoneLoginButton", 4018, "", "登录失败", "【手机验证码】云锁登录失败。" + notified, true},
+            {"phoneLoginButton", 4001, "", "发生通信错误",
+             "【验证码登录】rpc接口通信失败，记录错误码为：4001，错误信息为：" + refused},
+            {"phoneLoginButton", 4102, "坏了%2", "坏了%2",
+             "【验证码登录】用户使用验证码登录失败，返回错误码为：4102，错误信息为：坏了%2" + refused},
+        };
+        for (const auto &row : rows) {
+            startAgain();
+            const bool byAccount = row.button == "accountLoginButton";
+            const bool sends = row.button == "codeButton";
+            const QLatin1String operation(byAccount ? "LoginByAccount"
+                                          : sends   ? "SendVerificationCode"
+                                                    : "LoginByPhone");
+            FakeClient::fake().queue(operation, {row.code, row.error});
+            open();
+            fill(m_dialog, Account, Password, Phone, OneTimeCode);
+            m_dialog->findChild<QTabWidget *>()->setCurrentIndex(byAccount ? 0 : 1);
+            box(m_dialog, "accountAutoLogin")->setChecked(true);
+            box(m_dialog, "rememberPassword")->setChecked(false);
+            box(m_dialog, "rememberPhone")->setChecked(true);
+            if (row.tip.isEmpty())
+                BoxScript::press(m_dialog, row.button);
+            else
+                QVERIFY(tipAfter(row.button).contains(row.tip));
+            QCOMPARE(ours(), row.log);
+            QVariantMap sent{{"phone", Phone}};
+            if (byAccount)
+                sent = {{"user", Account}, {"pwd", Password}, {"自动登录", true}, {"记忆数据", false}};
+            else if (!sends)
+                sent = {{"phone", Phone}, {"code", OneTimeCode}, {"自动登录", false}, {"记忆数据", true}};
+            if (!sends)
+                sent.insert("YunLockErrorTip", true);
+            QCOMPARE(callsOf(operation), QList<QVariantMap>{sent});
+            settle();
+            QCOMPARE(int(m_notify->calls), int(row.closes));
+            processDeletions();
+            QCOMPARE(m_dialog.isNull(), row.closes);
+            QVERIFY(!QApplication::overrideCursor());
+            if (row.closes)
+                continue;
+            QVERIFY(m_dialog->isEnabled() && edit(m_dialog, "passwordEdit")->text() == Password);
+            QCOMPARE(button(m_dialog, "phoneLoginButton")->text(), QString("立即登录"));
+            QCOMPARE(button(m_dialog, "codeButton")->isEnabled(), !sends || row.code != 4000);
+            QCOMPARE(m_dialog->focusWidget() == edit(m_dialog, "codeEdit"), sends && row.code == 4000);
+        }
     }
 
     void phoneNumber()
@@ -218,16 +187,13 @@ private slots:
         open();
         fill(m_dialog, {}, {}, "0", OneTimeCode);
         CCustomLineEdit *phone = edit(m_dialog, "phoneEdit");
-        const std::pair<QString, QString> typed[] = {
-            {"138001380009", Phone}, {"0x9", "09"}, {"+86-13800138000", Phone}}; // the twelfth digit is not taken
-        for (const auto &[keys, text] : typed) {
-            phone->clear();
-            QTest::keyClicks(phone, keys);
-            QCOMPARE(phone->text(), text);
-        }
+        QTest::keyClicks(phone, "x8"); // no letter
+        QCOMPARE(phone->text(), QString("08"));
+        phone->clear();
+        QTest::keyClicks(phone, "+86-138001380009"); // the twelfth digit is not taken
+        QCOMPARE(phone->text(), QString(Phone));
         const std::pair<QString, QString> pasted[] = {{"138001380001", ""},
-                                                      {"１３８　００１３–８０００", Phone},
-                                                      {"（＋86）138-0013-8000", Phone},
+                                                      {"（＋86）１３８　００１３–８０００", Phone},
                                                       {"0086 13800138000", Phone},
                                                       {"+49 13800138000", ""},
                                                       {"1380013800", "1380013800"}};
@@ -264,62 +230,66 @@ private slots:
             QVERIFY(timer->interval() != 1000 || !timer->isActive());
     }
 
-    void quick_data()
+    void quick()
     {
         const QString failed = "快捷登录失败，";
         const QString query = "查询二维码登录结果失败，returnCode:%1 errormsg:%2|" + failed + "%2";
         const QString unbound = "检测到您首次通过微信或QQ登录岚川云，请先前往<a style=\"color: #0C64EB;\" "
                                 "href=\"https://cloud.example/bind?a=1&amp;b=2\">岚川用户中心</a>绑定后再登录。";
-        addRows<Scan>({
-            {"last poll", {{4022, 4022, 4000}, "", "", "扫码登录：开始通知云登录后事件|快捷登录成功。"}},
-            {"time-out", {{4022, 4022, 4022}, "", "扫码登录超时，请重新扫码。", failed + "扫码登录超时，请重新扫码。"}},
-            {"lock", {{4018}, "拒绝%1", "拒绝%1", "快捷登录：云锁登录失败，拒绝%1"}},
-            {"lock, no text", {{4018}, "", "云锁登录失败。", "快捷登录：云锁登录失败，"}},
-            {"weixin unbound", {{4022, 4024}, "x", "绑定后再登录", failed + unbound}},
-            {"qq unbound", {{4025}, "", "绑定后再登录", failed + unbound}},
-            {"expired", {{4007}, " 过期 ", " 过期 ", failed + " 过期 "}},
-            {"refused", {{4023}, "", "快捷登录失败", failed}},
-            {"transport", {{4022, 4001}, "断了%1", "断了%1", query.arg("4001", "断了%1")}},
-            {"no text", {{4999}, "", "获取扫码登录结果失败。", query.arg("4999", "获取扫码登录结果失败。")}},
-        });
+        const struct
+        {
+            QList<int> codes;
+            QString error;
+            QString tip; // empty: signed in
+            QString log; // lines, joined
+        } rows[] = {
+            {{4022, 4022, 4000}, "", "", "扫码登录：开始通知云登录后事件|快捷登录成功。"},
+            {{4022, 4022, 4022}, "", "扫码登录超时，请重新扫码。", failed + "扫码登录超时，请重新扫码。"},
+            {{4018}, "拒绝%1", "拒绝%1", "快捷登录：云锁登录失败，拒绝%1"},
+            {{4018}, "", "云锁登录失败。", "快捷登录：云锁登录失败，"},
+            {{4022, 4024}, "x", "绑定后再登录", failed + unbound},
+            {{4025}, "", "绑定后再登录", failed + unbound},
+            {{4007}, " 过期 ", " 过期 ", failed + " 过期 "},
+            {{4023}, "", "快捷登录失败", failed},
+            {{4022, 4001}, "断了%1", "断了%1", query.arg("4001", "断了%1")},
+            {{4999}, "", "获取扫码登录结果失败。", query.arg("4999", "获取扫码登录结果失败。")},
+        };
+        for (const auto &row : rows) {
+            startAgain();
+            offerPage();
+            for (const int code : row.codes)
+                FakeClient::fake().queue("QueryQRCodeResult", {code, row.error, {{"token", Token}}});
+            const int asked = row.codes.contains(4025) ? 4 : 3; // the last one by the poller
+            for (int i = 1; i <= asked; ++i)
+                FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < asked ? "" : BindingPage}}});
+            open();
+            box(m_dialog, "accountAutoLogin")->setChecked(true);
+            m_dialog->findChild<QTabWidget *>()->setCurrentIndex(0);
+            m_dialog->PasswordStateChanged();
+            BoxScript tips(row.tip.isEmpty() ? QStringList() : QStringList("确定"));
+            bool loggedBefore = false;
+            m_notify->act = [&] { loggedBefore = m_log->has("快捷登录成功。"); };
+            BoxScript::press(m_dialog, "qqButton");
+            QVERIFY(!m_dialog->isVisible());
+            QCOMPARE(edit(m_dialog, "passwordEdit")->echoMode(), QLineEdit::Password);
+            QCOMPARE(m_browser->urls, QStringList(Page));
+            const QVariantMap page = callsOf("GetQRCodeUrl").value(0);
+            QCOMPARE(page.value("扫码登录类型").toString(), QString("qqdenglu"));
+            QVERIFY(QRegularExpression("^[0-9a-f]{8}$").match(page.value("随机码").toString()).hasMatch());
+            QTRY_VERIFY(row.tip.isEmpty() ? m_notify->calls == 1 : tips.isDone());
+            QVERIFY(tips.keyButtons.isEmpty() && !loggedBefore);
+            QTRY_COMPARE(ours(), "点击QQ扫码登录。|" + row.log);
+            QCOMPARE(callsOf("GetLinkAddress").size(), asked);
+            QCOMPARE(callsOf("QueryQRCodeResult").size(), row.codes.size());
+            QCOMPARE(callsOf("QueryQRCodeResult")[0],
+                     (QVariantMap{{"随机码", page.value("随机码")}, {"自动登录", true}, {"YunLockErrorTip", true}}));
+            processDeletions();
+            QCOMPARE(m_dialog.isNull(), row.tip.isEmpty());
+            QVERIFY(!m_dialog || (m_dialog->isVisible() && tips.texts[0].contains(row.tip) && m_notify->calls == 0));
+        }
     }
 
-    void quick()
-    {
-        QFETCH(Scan, row);
-        offerPage();
-        for (const int code : qAsConst(row.codes))
-            FakeClient::fake().queue("QueryQRCodeResult", {code, row.error, {{"token", Token}}});
-        const int asked = row.codes.contains(4025) ? 4 : 3; // the last one by the poller
-        for (int i = 1; i <= asked; ++i)
-            FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < asked ? "" : BindingPage}}});
-        open();
-        box(m_dialog, "accountAutoLogin")->setChecked(true);
-        m_dialog->findChild<QTabWidget *>()->setCurrentIndex(0);
-        m_dialog->PasswordStateChanged();
-        BoxScript tips(row.tip.isEmpty() ? QStringList() : QStringList("确定"));
-        bool loggedBefore = false;
-        m_notify->act = [&] { loggedBefore = m_log->has("快捷登录成功。"); };
-        BoxScript::press(m_dialog, "qqButton");
-        QVERIFY(!m_dialog->isVisible());
-        QCOMPARE(edit(m_dialog, "passwordEdit")->echoMode(), QLineEdit::Password);
-        QCOMPARE(m_browser->urls, QStringList(Page));
-        const QVariantMap page = callsOf("GetQRCodeUrl").value(0);
-        QCOMPARE(page.value("扫码登录类型").toString(), QString("qqdenglu"));
-        QVERIFY(QRegularExpression("^[0-9a-f]{8}$").match(page.value("随机码").toString()).hasMatch());
-        QTRY_VERIFY(row.tip.isEmpty() ? m_notify->calls == 1 : tips.isDone());
-        QVERIFY(tips.keyButtons.isEmpty() && !loggedBefore);
-        QTRY_COMPARE(ours(), "点击QQ扫码登录。|" + row.log);
-        QCOMPARE(callsOf("GetLinkAddress").size(), asked);
-        QCOMPARE(callsOf("QueryQRCodeResult").size(), row.codes.size());
-        QCOMPARE(callsOf("QueryQRCodeResult")[0],
-                 (QVariantMap{{"随机码", page.value("随机码")}, {"自动登录", true}, {"YunLockErrorTip", true}}));
-        processDeletions();
-        QCOMPARE(m_dialog.isNull(), row.tip.isEmpty());
-        QVERIFY(!m_dialog || (m_dialog->isVisible() && tips.texts[0].contains(row.tip) && m_notify->calls == 0));
-    }
-
-    void quickAddress()
+    void quickFailsToBegin()
     {
         open();
         const std::tuple<int, QVariant, QString> answers[] = {{4100, Page, "获取扫码登录地址失败"},
@@ -331,7 +301,16 @@ private slots:
             QVERIFY(m_dialog->isVisible() && m_browser->urls.isEmpty());
         }
         QCOMPARE(callsOf("GetQRCodeUrl")[0].value("扫码登录类型").toString(), QString("weixindenglu"));
-        QCOMPARE(m_log->count("点击微信扫码登录。"), 3);
+        pthread_attr_t normal; // the poller's thread cannot be created
+        QCOMPARE(pthread_getattr_default_np(&normal), 0);
+        pthread_attr_t huge = normal;
+        pthread_attr_setstacksize(&huge, size_t(1) << 46);
+        QCOMPARE(pthread_setattr_default_np(&huge), 0);
+        offerPage();
+        const QString tip = tipAfter("weixinButton");
+        pthread_setattr_default_np(&normal);
+        QVERIFY(tip.contains("扫码登录失败") && m_dialog->isVisible());
+        QCOMPARE(m_log->count("点击微信扫码登录。"), 4);
         QVERIFY(!ours().contains(Page));
     }
 
@@ -361,41 +340,38 @@ private slots:
 
     // The success of the QR sign-in arrives when the dialog has been closed, or during or after an account sign-in that
     // the user has started meanwhile. The service has signed the user in, so the caller is notified.
-    void successOfAStoppedPoller_data()
-    {
-        QTest::addColumn<bool>("hangs");
-        QTest::addColumn<int>("code"); // of the account sign-in; 0: the dialog is closed instead
-        QTest::newRow("hanging call") << true << 4100;
-        QTest::newRow("both succeed") << true << 4000;
-        QTest::newRow("result on its way") << false << 4100;
-        QTest::newRow("closed") << false << 0;
-    }
-
     void successOfAStoppedPoller()
     {
-        QFETCH(bool, hangs);
-        QFETCH(int, code);
-        offerPage();
-        FakeClient::fake().queue("QueryQRCodeResult", {4000, {}, {{"token", Token}}, {}, 0, hangs});
-        FakeClient::fake().queue("LoginByAccount", {code, "密码错"});
-        open();
-        BoxScript::press(m_dialog, "weixinButton");
-        if (hangs)
-            QTRY_COMPARE(FakeClient::fake().hanging(), 1);
-        else
-            QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
-        fill(m_dialog, Account, Password);
-        if (code == 0)
-            m_dialog->close();
-        else // a tip only when the user has not been signed in yet
-            QCOMPARE(tipOf([this] { m_dialog->onAccountLoginBtn(); }).contains("密码错"), hangs && code == 4100);
-        FakeClient::fake().releaseHangs();
-        QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
-        processDeletions();
-        settle();
-        QCOMPARE(int(m_notify->calls), 1);
-        QVERIFY(code != 0 || m_log->count("快捷登录成功。") == 1);
-        QVERIFY(!m_dialog || !m_dialog->isVisible());
+        const struct
+        {
+            bool hangs; // else the result is on its way
+            int code;   // of the account sign-in; 0: the dialog is closed instead
+        } rows[] = {{true, 4100}, {true, 4000}, {false, 4100}, {false, 0}};
+        for (const auto &row : rows) {
+            startAgain();
+            offerPage();
+            FakeClient::fake().queue("QueryQRCodeResult", {4000, {}, {{"token", Token}}, {}, 0, row.hangs});
+            FakeClient::fake().queue("LoginByAccount", {row.code, "密码错"});
+            open();
+            BoxScript::press(m_dialog, "weixinButton");
+            if (row.hangs)
+                QTRY_COMPARE(FakeClient::fake().hanging(), 1);
+            else
+                QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
+            fill(m_dialog, Account, Password);
+            if (row.code == 0)
+                m_dialog->close();
+            else // a tip only when the user has not been signed in yet
+                QCOMPARE(tipOf([this] { m_dialog->onAccountLoginBtn(); }).contains("密码错"),
+                         row.hangs && row.code == 4100);
+            FakeClient::fake().releaseHangs();
+            QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
+            processDeletions();
+            settle();
+            QCOMPARE(int(m_notify->calls), 1);
+            QVERIFY(row.code != 0 || m_log->count("快捷登录成功。") == 1);
+            QVERIFY(!m_dialog || !m_dialog->isVisible());
+        }
     }
 
     void cancelledScan()
@@ -423,20 +399,6 @@ private slots:
             QVERIFY(!notice() && tips.isDone() && m_dialog->isVisible());
             QCOMPARE(m_log->texts(QtWarningMsg).isEmpty(), !answered);
         }
-    }
-
-    void pollerThatCannotStart()
-    {
-        offerPage();
-        open();
-        pthread_attr_t normal;
-        QCOMPARE(pthread_getattr_default_np(&normal), 0);
-        pthread_attr_t huge = normal;
-        pthread_attr_setstacksize(&huge, size_t(1) << 46); // of the poller's thread
-        QCOMPARE(pthread_setattr_default_np(&huge), 0);
-        const QString tip = tipAfter("weixinButton");
-        pthread_setattr_default_np(&normal);
-        QVERIFY(tip.contains("扫码登录失败") && m_dialog->isVisible());
     }
 
     // The end of a QR sign-in behind the shown dialog, and an answer that arrives while another window is active.

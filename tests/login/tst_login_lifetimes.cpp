@@ -1,4 +1,5 @@
-// The sign-in dialog is closed, destroyed or shown again during a call. Meant for the address sanitizer.
+// The sign-in dialog is closed, destroyed or shown again during a call. Meant
+// for the address sanitizer.
 #include "frame/VtServiceClient.h"
 #include "login/AccountSignIn.h"
 #include "login/Login.h"
@@ -25,7 +26,8 @@ void callerEnds(const QString &softId)
     send(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input));
 }
 
-// Acts in the event loop that waits for the answer, when the service has received the call.
+// Acts in the event loop that waits for the answer, when the service has
+// received the call.
 struct DuringTheCall final : QTimer
 {
     explicit DuringTheCall(const std::function<void()> &act)
@@ -47,9 +49,6 @@ FakeAnswer hanging(int code)
     return {code, "密码错", {}, {}, 0, true};
 }
 } // namespace
-
-using Event = std::function<void()>;
-Q_DECLARE_METATYPE(Event)
 
 class TestLoginLifetimes final : public QObject
 {
@@ -87,65 +86,55 @@ private slots:
         delete m_log;
     }
 
-    void duringTheCall_data()
-    {
-        QTest::addColumn<Event>("event");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<bool>("survives");    // the dialog, until the answer
-        QTest::addColumn<QString>("notified"); // calls of the first and of the next caller
-        QTest::addColumn<bool>("byReturn");
-        const auto row = [](const char *name, int code, bool survives, const char *notified, const Event &event) {
-            for (const bool byReturn : {false, true})
-                QTest::addRow("%s%s", name, byReturn ? ", Return" : "")
-                    << event << code << survives << notified << byReturn;
-        };
-        const Event close = [this] { m_dialog->close(); };
-        row("closed, signed in", 4000, false, "1 0", close);
-        row("closed, refused", 4100, false, "0 0", close);
-        row("closed when the answer is there", 4000, false, "1 0", [this] {
-            FakeClient::fake().releaseHangs();
-            tarn::visualized::cloudcalls::pool().waitForDone();
-            QCoreApplication::processEvents(); // the wait is about to end
-            m_dialog->close();
-        });
-        row("caller ended", 4100, false, "0 0", [] { callerEnds("cad"); });
-        row("another software ended", 4000, true, "1 0", [] { callerEnds("viewer"); });
-        row("shown again", 4000, true, "0 1", [this] { ask(m_next, "viewer"); });
-        row("service destroyed", 4100, false, "0 0", [] {
-            CVisualizedManager::FreeInstance();
-            CVtServiceClient::ReleaseInstance(); // ends the hanging call
-        });
-    }
-
     void duringTheCall()
     {
-        QFETCH(Event, event);
-        QFETCH(int, code);
-        QFETCH(bool, survives);
-        QFETCH(bool, byReturn);
-        FakeClient::fake().queue("LoginByAccount", hanging(code));
-        bool aliveThen = false;
-        bool cursorThen = false;
-        const DuringTheCall act([&] {
-            event();
-            processDeletions();
-            aliveThen = m_dialog;
-            cursorThen = QApplication::overrideCursor();
-            FakeClient::fake().releaseHangs();
-        });
-        const BoxScript tips(QStringList{});
-        if (byReturn) { // the sign-in starts from a separate event
-            QTest::keyClick(edit(m_dialog, "passwordEdit"), Qt::Key_Return);
-            QCoreApplication::processEvents();
-        } else {
+        const auto close = [this] { m_dialog->close(); };
+        const struct
+        {
+            const char *name;
+            int code;
+            bool survives;    // the dialog, until the answer
+            QString notified; // calls of the first and of the next caller
+            std::function<void()> event;
+        } rows[] = {
+            {"closed, signed in", 4000, false, "1 0", close},
+            {"closed, refused", 4100, false, "0 0", close},
+            {"closed when the wait is about to end", 4000, false, "1 0",
+             [this] {
+                 FakeClient::fake().releaseHangs();
+                 tarn::visualized::cloudcalls::pool().waitForDone();
+                 QCoreApplication::processEvents();
+                 m_dialog->close();
+             }},
+            {"caller ended", 4100, false, "0 0", [] { callerEnds("cad"); }},
+            {"another software ended", 4000, true, "1 0", [] { callerEnds("viewer"); }},
+            {"shown again", 4000, true, "0 1", [this] { ask(m_next, "viewer"); }},
+            {"service destroyed", 4100, false, "0 0",
+             [] {
+                 CVisualizedManager::FreeInstance();
+                 CVtServiceClient::ReleaseInstance(); // ends the hanging call
+             }},
+        };
+        for (const auto &row : rows) {
+            cleanup();
+            init();
+            FakeClient::fake().queue("LoginByAccount", hanging(row.code));
+            bool aliveThen = false;
+            bool cursorThen = false;
+            const DuringTheCall act([&] {
+                row.event();
+                processDeletions();
+                aliveThen = m_dialog;
+                cursorThen = QApplication::overrideCursor();
+                FakeClient::fake().releaseHangs();
+            });
+            const BoxScript tips(QStringList{});
             signIn();
+            QVERIFY2(act.isDone && tips.isDone() && aliveThen == row.survives && cursorThen == row.survives, row.name);
+            settle(); // the answer to a closed dialog is noticed later
+            QVERIFY2(QString("%1 %2").arg(m_notify->calls).arg(m_next->calls) == row.notified, row.name);
+            QVERIFY2(!LoginDialogCreator::getInst()->DiaIsExist(), row.name);
         }
-        QVERIFY(act.isDone && tips.isDone());
-        QCOMPARE(aliveThen, survives);
-        QCOMPARE(cursorThen, survives);
-        settle(); // the answer to a closed dialog is noticed later
-        QTEST(QString("%1 %2").arg(int(m_notify->calls)).arg(int(m_next->calls)), "notified");
-        QVERIFY(!LoginDialogCreator::getInst()->DiaIsExist());
     }
 
     // The waiting dialog starts nothing; the dialog of the next caller starts no account sign-in before the first has ended.
@@ -176,7 +165,8 @@ private slots:
         QVERIFY(callsOf("LoginByPhone").isEmpty() && callsOf("GetQRCodeUrl").isEmpty());
         settle();
         QCOMPARE(int(m_notify->calls), 1);
-        BoxScript::press(theDialog(), "accountLoginButton"); // now the second one can start
+        BoxScript::press(theDialog(),
+                         "accountLoginButton"); // now the second one can start
         QCOMPARE(callsOf("LoginByAccount").size(), 2);
     }
 
@@ -202,33 +192,29 @@ private slots:
         QCOMPARE(callsOf("LoginByAccount").size(), 2);
     }
 
-    void quitDuringTheCall_data()
-    {
-        QTest::addColumn<bool>("answered");
-        QTest::newRow("hanging") << false;
-        QTest::newRow("answered, but not noticed yet") << true;
-    }
-
     // The application does not wait for the call, and leaves the assistant to the end of the service.
     void quitDuringTheCall()
     {
-        QFETCH(bool, answered);
-        FakeClient::fake().queue("LoginByAccount", hanging(4001));
-        const DuringTheCall act([answered] {
-            if (answered) {
-                FakeClient::fake().releaseHangs();
-                settle();
-            }
-            QCoreApplication::quit();
-        });
-        QTimer::singleShot(0, this, &TestLoginLifetimes::signIn);
-        QElapsedTimer timer;
-        timer.start();
-        QCoreApplication::exec();
-        QVERIFY(act.isDone);
-        QVERIFY(timer.elapsed() < 3000);
-        QVERIFY(m_dialog && m_dialog->isEnabled());
-        QVERIFY(!FakeClient::fake().operations().contains("UnInitialize cloud"));
+        for (const bool answered : {false, true}) {
+            FakeClient::fake().queue("LoginByAccount", hanging(4001));
+            const DuringTheCall act([answered] {
+                if (answered) {
+                    FakeClient::fake().releaseHangs();
+                    settle();
+                }
+                QCoreApplication::quit();
+            });
+            const BoxScript tips(answered ? QStringList("确定") : QStringList());
+            QTimer::singleShot(0, this, &TestLoginLifetimes::signIn);
+            QElapsedTimer timer;
+            timer.start();
+            QCoreApplication::exec();
+            QVERIFY(act.isDone && timer.elapsed() < 3000);
+            QVERIFY(m_dialog && m_dialog->isEnabled());
+            QVERIFY(!FakeClient::fake().operations().contains("UnInitialize cloud"));
+            FakeClient::fake().releaseHangs();
+            settle();
+        }
     }
 
     void passwordIsTakenOut()
@@ -253,17 +239,13 @@ private slots:
 
     void slowCallerHoldsUpNothing()
     {
-        struct Slow final : ICloudLoginNotify
-        {
-            void AfterLogin() override { goOn.acquire(); }
-            QSemaphore goOn;
-        };
-        const auto slow = QSharedPointer<Slow>::create();
-        m_dialog->SetLoginNotify(slow);
+        QSemaphore goOn;
+        m_notify->act = [&] { goOn.acquire(); };
         signIn(); // would not return if it waited for the caller
         processDeletions();
         QVERIFY(!m_dialog);
-        slow->goOn.release();
+        goOn.release();
+        settle();
     }
 
     void hangingPollerHoldsUpNothing()
@@ -352,7 +334,8 @@ private:
 
     const LinkTaker m_browser{{"http"}};
     QPointer<CYunLoginDialog> m_dialog;
-    QSharedPointer<Notify> m_notify, m_next; // the callers, in the order of their requests
+    QSharedPointer<Notify> m_notify,
+        m_next; // the callers, in the order of their requests
     LogCatcher *m_log = nullptr;
 };
 
