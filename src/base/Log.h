@@ -1,9 +1,13 @@
 #pragma once
-#include "base/DllInfo.h"
 #include <QDebug>
 #include <QMessageLogger>
 #include <QString>
 #include <utility>
+
+/// Name of this library, as the log's file field carries it.
+namespace DllInfo {
+inline constexpr const char *sDllName = "libTARN.VisualizedService.so";
+}
 
 /// One finished line at a level: VT_LOG(info) << text; the levels are debug, info, warning and critical. File field:
 /// the library's name; function field: the caller's bare name (so a lambda does not log); category "default". Used
@@ -40,17 +44,5 @@ public:
 private:
     QDebug m_stream; // its destructor writes the line
 };
-
-/// The sentence about a service call that failed. Texts from outside are inserted by one arg() call: a chain of arg()
-/// would replace a "%1" inside the first of them.
-/// @param where the bracketed place and the call, e.g. "【检测升级窗口】调用忽略升级接口"
-/// @param transport true: the call failed on the way; false: the service refused
-inline QString callFailed(const QString &where, bool transport, int code, const QString &error)
-{
-    return transport
-               ? QStringLiteral("%1rpc通信失败，返回错误码为：%2，错误信息为：%3。")
-                     .arg(where, QString::number(code), error)
-               : QStringLiteral("%1失败。返回错误码为：%2，错误信息为：%3。").arg(where, QString::number(code), error);
-}
 
 } // namespace tarn::visualized::vtlog

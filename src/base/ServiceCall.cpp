@@ -4,7 +4,14 @@ namespace tarn::visualized {
 
 QString ServiceOutcome::failure(const QString &where) const
 {
-    return vtlog::callFailed(where, transportFailed(), code, error);
+    return where + failure(QStringLiteral("rpc通信失败，返回错误码为：%1，错误信息为：%2。"),
+                           QStringLiteral("失败。返回错误码为：%1，错误信息为：%2。"));
+}
+
+QString ServiceOutcome::failure(const QString &lost, const QString &refused) const
+{
+    // One arg() call: a chain would replace a "%1" inside the error.
+    return (transportFailed() ? lost : refused).arg(QString::number(code), error);
 }
 
 ServiceOutcome ServiceOutcome::transportAsRefusal() const

@@ -50,6 +50,9 @@ struct ServiceOutcome
     /// The sentence about a call that was made and not accepted.
     /// @param where the bracketed place and the call, e.g. "【检测升级窗口】调用忽略升级接口"
     QString failure(const QString &where) const;
+    /// The same with sentences of the caller, in which %1 is the code and %2 the error text.
+    /// @param lost for a transport failure
+    QString failure(const QString &lost, const QString &refused) const;
     /// For places whose log has the sentence about a refusal only: a failed transport counts as refused.
     ServiceOutcome transportAsRefusal() const;
     /// Use VT_LOG_OUTCOME. Nothing is logged when no call was made, or when it was accepted and success is empty.

@@ -19,17 +19,6 @@ namespace {
 constexpr int StartLimitMs = 10000;
 constexpr unsigned long StartPollMs = 100;
 
-bool waitUntil(const std::function<bool()> &condition)
-{
-    const QDeadlineTimer deadline(StartLimitMs);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QThread::msleep(StartPollMs);
-    }
-    return true;
-}
-
 /// Whether the hub may write there after this process has ended: into a file, or to the journal. A pipe would end it with
 /// its reader, and a terminal belongs to the user.
 bool mayInherit(int stream)
@@ -70,12 +59,15 @@ bool startServiceHub(const QString &program, const std::function<bool()> &isUp =
     }
     if (!launchDetached(program))
         return false;
-    if (isUp && !waitUntil(isUp)) {
-        VT_LOG(warning) << QStringLiteral("岚川服务程序启动超时");
-        return false;
+    if (!isUp)
+        return true;
+    for (const QDeadlineTimer deadline(StartLimitMs); !isUp(); QThread::msleep(StartPollMs)) {
+        if (deadline.hasExpired()) {
+            VT_LOG(warning) << QStringLiteral("岚川服务程序启动超时");
+            return false;
+        }
     }
-    if (isUp)
-        VT_LOG(info) << QStringLiteral("【客户端初始化】启动统一服务进程成功");
+    VT_LOG(info) << QStringLiteral("【客户端初始化】启动统一服务进程成功");
     return true;
 }
 

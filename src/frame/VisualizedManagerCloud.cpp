@@ -36,8 +36,7 @@ void CVisualizedManager::ShowCloudLoginDlg(const CCloudLoginEventData &data)
         return;
     }
     LoginDialogCreator *creator = LoginDialogCreator::getInst();
-    creator->setExeName(exeName);
-    creator->setSoftId(softId);
+    creator->setSoftware(exeName, softId);
     creator->SetYunLockError(data.showErrorTip);
     VT_LOG(debug) << QStringLiteral("开始显示云登录对话框show");
     creator->show(data.loginNotify, reinterpret_cast<void *>(quintptr(data.parentWindowHandle)));
@@ -46,24 +45,21 @@ void CVisualizedManager::ShowCloudLoginDlg(const CCloudLoginEventData &data)
 std::optional<int> CVisualizedManager::queryLoginState()
 {
     using namespace tarn::visualized;
-    const ServiceOutcome outcome =
-        call(service::cloud(), &ICloudServiceAssistant::GetLoginState, {}, {key::LoginState});
+    ServiceOutcome outcome = call(service::cloud(), &ICloudServiceAssistant::GetLoginState, {}, {key::LoginState});
     if (outcome.accepted())
         return outcome.values.value(key::LoginState).toInt();
-    if (outcome.transportFailed()) {
-        const QString error =
-            outcome.error.isEmpty() ? QString::fromStdString(tarn::rpc::getRpcLastError().message) : outcome.error;
-        // Always the code of the missing connection, deliberately.
-        VT_LOG(critical) << QStringLiteral(
-                                "【展现云账号登录对话框】获取云账号登录状态，记录错误码为：%1，错误信息为：%2")
-                                .arg(QString::number(code::NoConnection), error);
-    } else if (outcome.called()) {
-        VT_LOG(critical) << QStringLiteral(
-                                "【展现云账号登录对话框】获取云账号登录状态，返回错误码为：%1，错误信息为：%2")
-                                .arg(QString::number(outcome.code), outcome.error);
-    } else {
+    if (!outcome.called()) {
         VT_LOG(critical) << QStringLiteral("【展现云账号登录对话框】获取云账号登录状态失败，云账号服务不可用");
+        return std::nullopt;
     }
+    if (outcome.transportFailed()) {
+        outcome.code = code::NoConnection; // always, deliberately
+        if (outcome.error.isEmpty())
+            outcome.error = QString::fromStdString(tarn::rpc::getRpcLastError().message);
+    }
+    VT_LOG(critical) << outcome.failure(
+        QStringLiteral("【展现云账号登录对话框】获取云账号登录状态，记录错误码为：%1，错误信息为：%2"),
+        QStringLiteral("【展现云账号登录对话框】获取云账号登录状态，返回错误码为：%1，错误信息为：%2"));
     return std::nullopt;
 }
 
@@ -80,8 +76,7 @@ void CVisualizedManager::NotifyCloudParentFinish(const CNotifyCloudEventData &da
         return; // the dialog, if any, was asked for by another software
     VT_LOG(debug) << QStringLiteral("通知云账号对话框关闭结束，软件标识:") + softId;
     creator->closeDlg();
-    creator->setExeName({});
-    creator->setSoftId({});
+    creator->setSoftware({}, {});
 }
 
 // The network-licence sign-in is not part of this product; its requests are refused before they are posted.

@@ -41,11 +41,9 @@ ServiceOutcome sendCode(const QString &phone)
         VT_LOG(critical) << QStringLiteral("【获取验证码】获取云服务失败");
     } else {
         // The second line lacks a colon, deliberately.
-        const QString line =
-            outcome.transportFailed()
-                ? QStringLiteral("【获取验证码】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
-                : QStringLiteral("【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：%1，错误信息为%2");
-        VT_LOG(critical) << line.arg(QString::number(outcome.code), outcome.error);
+        VT_LOG(critical) << outcome.failure(
+            QStringLiteral("【获取验证码】rpc接口通信失败，记录错误码为：%1，错误信息为：%2"),
+            QStringLiteral("【获取验证码】调用获取验证码接口发生逻辑错误，返回错误码为：%1，错误信息为%2"));
     }
     return outcome;
 }
@@ -75,10 +73,9 @@ SignInEnd signInByCode(const SignInRequest &request)
         return {tip, true}; // as after a success, deliberately
     }
     // The placeholders of the second line begin at 2, deliberately; they are filled in order.
-    const QString line = outcome.transportFailed()
-                             ? QStringLiteral("【验证码登录】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
-                             : QStringLiteral("【验证码登录】用户使用验证码登录失败，返回错误码为：%2，错误信息为：%3");
-    VT_LOG(critical) << line.arg(QString::number(outcome.code), outcome.error);
+    VT_LOG(critical) << outcome.failure(
+        QStringLiteral("【验证码登录】rpc接口通信失败，记录错误码为：%1，错误信息为：%2"),
+        QStringLiteral("【验证码登录】用户使用验证码登录失败，返回错误码为：%2，错误信息为：%3"));
     VT_LOG(critical) << QStringLiteral("【云登录对话框验证码登录】用户%1登录失败。").arg(request.user);
     return {tip};
 }

@@ -108,6 +108,12 @@ void LoginDialogCreator::onDialogClosed()
     stopCheck(false);
 }
 
+void LoginDialogCreator::setSoftware(const QString &exeName, const QString &softId)
+{
+    m_exeName = exeName;
+    m_softId = softId;
+}
+
 void LoginDialogCreator::closeDlg()
 {
     if (CYunLoginDialog *dialog = m_dialog)

@@ -40,9 +40,8 @@ public:
     /// Whether the service shows its tip about the cloud lock; for the next show().
     void SetYunLockError(bool showTip) { m_yunLockErrorTip = showTip; }
 
-    // Program name and id of the software that asked; empty when none has.
-    void setExeName(const QString &name) { m_exeName = name; }
-    void setSoftId(const QString &id) { m_softId = id; }
+    /// The software that asks; empty when none has.
+    void setSoftware(const QString &exeName, const QString &softId);
     QString softId() const { return m_softId; }
 
 private slots:

@@ -13,10 +13,11 @@ namespace tarn::visualized {
 
 LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names, QWidget *parent)
     : QWidget(parent)
+    , m_userRow(new QHBoxLayout)
+    , m_secretRow(new QHBoxLayout)
 {
-    CIconEditWidget *userField = makeField(user);
-    m_user = userField->lineEdit();
-    m_secretField = makeField(secret);
+    m_user = makeField(user, m_userRow)->lineEdit();
+    m_secretField = makeField(secret, m_secretRow);
     m_secret = m_secretField->lineEdit();
     m_remember = makeCheckBox(names.remember, names.rememberText);
     m_automatic = makeCheckBox(names.automatic, QStringLiteral("自动登录"));
@@ -25,8 +26,6 @@ LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names,
     m_login->setFont(look::yaHei(15, QFont::Normal, this));
     m_login->setFixedHeight(look::scaled(40, this));
 
-    m_userRow = makeRow(userField);
-    m_secretRow = makeRow(m_secretField);
     auto *boxes = new QHBoxLayout;
     boxes->addWidget(m_remember);
     boxes->addStretch(1);
@@ -40,13 +39,15 @@ LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names,
     wire();
 }
 
-CIconEditWidget *LoginPage::makeField(const Field &field)
+CIconEditWidget *LoginPage::makeField(const Field &field, QHBoxLayout *row)
 {
     auto *widget = new CIconEditWidget(this);
     widget->setPrefixIcon(field.icon);
     widget->lineEdit()->setObjectName(QLatin1String(field.name));
     widget->lineEdit()->setPlaceholderText(field.placeholder);
     widget->lineEdit()->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    row->setSpacing(look::scaled(8, this));
+    row->addWidget(widget, 1);
     return widget;
 }
 
@@ -59,14 +60,6 @@ QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
     palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
     box->setPalette(palette);
     return box;
-}
-
-QHBoxLayout *LoginPage::makeRow(CIconEditWidget *field) const
-{
-    auto *row = new QHBoxLayout;
-    row->setSpacing(look::scaled(8, this));
-    row->addWidget(field, 1);
-    return row;
 }
 
 CCustomBtn *LoginPage::addSideButton(QHBoxLayout *row, const char *name, const QString &text, bool link)
@@ -101,9 +94,9 @@ bool LoginPage::eventFilter(QObject *watched, QEvent *event)
     return press->isAutoRepeat() && (press->key() == Qt::Key_Return || press->key() == Qt::Key_Enter);
 }
 
-SignInRequest LoginPage::request() const
+SignInRequest LoginPage::request(bool lockTip) const
 {
-    return {m_user->text(), m_secret->text(), m_automatic->isChecked(), m_remember->isChecked()};
+    return {m_user->text(), m_secret->text(), m_automatic->isChecked(), m_remember->isChecked(), lockTip};
 }
 
 void LoginPage::fill(const SignInRequest &remembered)

@@ -16,7 +16,7 @@ class LoginPage : public QWidget
 {
     Q_OBJECT
 public:
-    SignInRequest request() const; ///< as entered; lockTip is not set
+    SignInRequest request(bool lockTip = false) const; ///< as entered
     void fill(const SignInRequest &remembered);
     /// Sets the remember box to the state of the automatic box.
     /// @param state Qt::CheckState; a partial one changes nothing
@@ -52,17 +52,16 @@ protected:
     CCustomBtn *addSideButton(QHBoxLayout *row, const char *name, const QString &text, bool link);
     bool eventFilter(QObject *watched, QEvent *event) override;
 
-    QHBoxLayout *m_userRow = nullptr;
-    QHBoxLayout *m_secretRow = nullptr;
+    QHBoxLayout *const m_userRow;
+    QHBoxLayout *const m_secretRow;
     CIconEditWidget *m_secretField = nullptr;
     CCustomLineEdit *m_user = nullptr;
     CCustomLineEdit *m_secret = nullptr;
     CCustomBtn *m_login = nullptr;
 
 private:
-    CIconEditWidget *makeField(const Field &field);
+    CIconEditWidget *makeField(const Field &field, QHBoxLayout *row);
     QCheckBox *makeCheckBox(const char *name, const QString &text);
-    QHBoxLayout *makeRow(CIconEditWidget *field) const;
     void wire();
 
     QCheckBox *m_remember = nullptr;

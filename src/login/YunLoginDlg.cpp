@@ -85,15 +85,11 @@ void CYunLoginDialog::FillMemoryLoginInfo()
                         key::StoredAccount, key::StoredPassword, key::StoredPhone});
     if (!memory.called())
         return; // InitCloudAddr() logs that there is no assistant
-    if (memory.accepted()) {
-        fillFrom(std::move(memory.values));
-        return;
-    }
-    const QString line =
-        memory.transportFailed()
-            ? QStringLiteral("【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：%1，错误信息为：%2")
-            : QStringLiteral("【获取记忆的云账号登录信息】获取失败，返回错误码为：%1，错误信息为：%2");
-    VT_LOG(critical) << line.arg(QString::number(memory.code), memory.error);
+    if (memory.accepted())
+        return fillFrom(std::move(memory.values));
+    VT_LOG(critical) << memory.failure(
+        QStringLiteral("【获取记忆的云账号登录信息】rpc接口通信失败，记录错误码为：%1，错误信息为：%2"),
+        QStringLiteral("【获取记忆的云账号登录信息】获取失败，返回错误码为：%1，错误信息为：%2"));
 }
 
 void CYunLoginDialog::fillFrom(QVariantMap memory)
@@ -120,13 +116,6 @@ void CYunLoginDialog::InitCloudAddr()
         if (cloudcalls::linkAddress(linkKey, &m_links[linkKey]).transportFailed())
             return; // each further call could block as long; a missing address is requested when its link is clicked
     }
-}
-
-SignInRequest CYunLoginDialog::requestOf(const LoginPage *page) const
-{
-    SignInRequest request = page->request();
-    request.lockTip = m_yunLockErrorTip;
-    return request;
 }
 
 void CYunLoginDialog::onRegisterAccount()
@@ -232,13 +221,9 @@ void CYunLoginDialog::onAccountLoginBtn()
 bool CYunLoginDialog::ExecuteLoginByAccount()
 {
     stopPoller();
-    const SignInRequest request = requestOf(m_accountPage);
-    if (request.user.isEmpty()) {
-        refuse(QString(), QStringLiteral("账号不能为空!"));
-        return false;
-    }
-    if (request.secret.isEmpty()) {
-        refuse(QString(), QStringLiteral("密码不能为空!"));
+    const SignInRequest request = m_accountPage->request(m_yunLockErrorTip);
+    if (request.user.isEmpty() || request.secret.isEmpty()) {
+        refuse(QString(), request.user.isEmpty() ? QStringLiteral("账号不能为空!") : QStringLiteral("密码不能为空!"));
         return false;
     }
     if (!service::cloud()) {
@@ -334,7 +319,7 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
     if (!canStart())
         return;
     stopPoller();
-    const SignInRequest request = requestOf(m_phonePage);
+    const SignInRequest request = m_phonePage->request(m_yunLockErrorTip);
     const QString where = QStringLiteral("【云登录对话框验证码登录】");
     if (request.user.size() < PhoneLength)
         return refuse(where, QStringLiteral("手机号填写不正确!"));

@@ -51,7 +51,6 @@ private:
     void InitCloudAddr();
     void fillFrom(QVariantMap memory);
 
-    tarn::visualized::SignInRequest requestOf(const tarn::visualized::LoginPage *page) const;
     void refuse(const QString &where, const QString &tip);
     void followLink(const QString &where, const QString &linkKey);
     bool openPage(const QString &where, const QString &address);
