@@ -45,6 +45,7 @@ CIconEditWidget *LoginPage::makeField(const Field &field, QHBoxLayout *row)
     widget->setPrefixIcon(field.icon);
     widget->lineEdit()->setObjectName(QLatin1String(field.name));
     widget->lineEdit()->setPlaceholderText(field.placeholder);
+    widget->lineEdit()->setAccessibleName(field.placeholder);
     widget->lineEdit()->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     row->setSpacing(look::scaled(8, this));
     row->addWidget(widget, 1);

@@ -90,13 +90,6 @@ void CCustomLineEdit::OnPasteClicked(bool)
         paste();
 }
 
-void CCustomLineEdit::showEvent(QShowEvent *event)
-{
-    QLineEdit::showEvent(event);
-    if (accessibleName().isEmpty())
-        setAccessibleName(placeholderText());
-}
-
 void CCustomLineEdit::keyPressEvent(QKeyEvent *event)
 {
     if (event->matches(QKeySequence::Copy))

@@ -5,8 +5,7 @@
 class QMenu;
 
 /// Line edit with a context menu in the product's language. A masked text can neither be copied nor cut; a text copied
-/// from an unmasked password field is marked for clipboard managers as secret. Without another accessible name it has that of
-/// its placeholder. GUI thread.
+/// from an unmasked password field is marked for clipboard managers as secret. GUI thread.
 class CCustomLineEdit : public QLineEdit
 {
     Q_OBJECT
@@ -24,7 +23,6 @@ public:
     void OnSelAllClicked(bool) { selectAll(); }
 
 protected:
-    void showEvent(QShowEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
 

@@ -50,18 +50,6 @@ bool isHarmlessDrawing(const QByteArray &bytes)
     return !xml.hasError() && bytes.size() <= MaxDrawingBytes;
 }
 
-// Pictures among the resources, sharp at any size by the icon engine, and cached since every box shows some of them.
-QPixmap loadResource(const QString &path, const QSize &pixels)
-{
-    const QString key = QStringLiteral("tarn:%1:%2x%3").arg(path).arg(pixels.width()).arg(pixels.height());
-    QPixmap pixmap;
-    if (!QPixmapCache::find(key, &pixmap)) {
-        pixmap = ofIcon(QIcon(path), pixels);
-        QPixmapCache::insert(key, pixmap);
-    }
-    return pixmap;
-}
-
 } // namespace
 
 QImage read(const QString &path, const QSize &pixels)
@@ -115,8 +103,14 @@ QPixmap load(const QString &path, const QSize &box, qreal ratio)
     if (path.isEmpty() || box.isEmpty())
         return QPixmap();
     const QSize pixels = box * ratio;
-    QPixmap pixmap =
-        path.startsWith(QLatin1String(":/")) ? loadResource(path, pixels) : QPixmap::fromImage(read(path, pixels));
+    const QString key = QStringLiteral("tarn:%1:%2x%3").arg(path).arg(pixels.width()).arg(pixels.height());
+    QPixmap pixmap;
+    if (!path.startsWith(QLatin1String(":/"))) {
+        pixmap = QPixmap::fromImage(read(path, pixels));
+    } else if (!QPixmapCache::find(key, &pixmap)) { // every box shows some of the resources
+        pixmap = ofIcon(QIcon(path), pixels);       // sharp at any size
+        QPixmapCache::insert(key, pixmap);
+    }
     pixmap.setDevicePixelRatio(ratio);
     return pixmap;
 }

@@ -42,32 +42,26 @@ struct Element
 const QHash<QString, Element> &elements()
 {
     static const QHash<QString, Element> table = [] {
-        const struct
-        {
-            const char *names;
-            Element element;
-        } rows[] = {
-            {"b strong i em u font span a", {Kind::Inline, nullptr}},
-            {"s sub sup small big code tt", {Kind::Inline, &Policy::blocks}},
-            {"cite var dfn kbd samp del nobr", {Kind::Inline, &Policy::documents}},
-            {"p", {Kind::Item, nullptr}},
-            {"br", {Kind::Void, nullptr}},
-            {"img", {Kind::Void, &Policy::blocks}},
-            {"hr", {Kind::Void, &Policy::documents}},
-            {"div center h1 h2 h3 h4 h5 h6", {Kind::Block, &Policy::blocks}},
-            {"pre blockquote address thead tbody tfoot caption", {Kind::Block, &Policy::documents}},
-            {"li", {Kind::Item, &Policy::blocks}},
-            {"ul ol", {Kind::Boundary, &Policy::blocks}},
-            {"tr td th dt dd", {Kind::Item, &Policy::documents}},
-            {"table dl", {Kind::Boundary, &Policy::documents}},
-            {"script title style head", {Kind::Hidden, nullptr}}, // the last two stay in documents
+        QHash<QString, Element> all;
+        const auto add = [&all](Kind kind, bool Policy::*needs, const char *names) {
+            for (const QString &name : QString::fromLatin1(names).split(QLatin1Char(' ')))
+                all.insert(name, {kind, needs});
         };
-        QHash<QString, Element> result;
-        for (const auto &row : rows) {
-            for (const QString &name : QString::fromLatin1(row.names).split(QLatin1Char(' ')))
-                result.insert(name, row.element);
-        }
-        return result;
+        add(Kind::Inline, nullptr, "b strong i em u font span a");
+        add(Kind::Inline, &Policy::blocks, "s sub sup small big code tt");
+        add(Kind::Inline, &Policy::documents, "cite var dfn kbd samp del nobr");
+        add(Kind::Void, nullptr, "br");
+        add(Kind::Void, &Policy::blocks, "img");
+        add(Kind::Void, &Policy::documents, "hr");
+        add(Kind::Block, &Policy::blocks, "div center h1 h2 h3 h4 h5 h6");
+        add(Kind::Block, &Policy::documents, "pre blockquote address thead tbody tfoot caption");
+        add(Kind::Item, nullptr, "p");
+        add(Kind::Item, &Policy::blocks, "li");
+        add(Kind::Item, &Policy::documents, "tr td th dt dd");
+        add(Kind::Boundary, &Policy::blocks, "ul ol");
+        add(Kind::Boundary, &Policy::documents, "table dl");
+        add(Kind::Hidden, nullptr, "script title style head"); // the last two stay in documents
+        return all;
     }();
     return table;
 }
@@ -129,18 +123,17 @@ QString boundedFontSize(const QString &value)
 // The declarations of a style attribute that stay, each in its judged form.
 QString judgedStyle(const QString &style, bool blocks)
 {
-    static const QStringList words{QStringLiteral("font-weight"), QStringLiteral("font-style"),
-                                   QStringLiteral("text-decoration"), QStringLiteral("color")};
-    static const QStringList blockWords =
-        words + QStringList{QStringLiteral("background-color"), QStringLiteral("text-align")};
+    static const QStringList words =
+        QStringLiteral("font-weight font-style text-decoration color").split(QLatin1Char(' '));
+    static const QStringList blockWords = QStringLiteral("background-color text-align").split(QLatin1Char(' '));
     QString result;
     for (const QString &declaration : style.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
         const QString name = declaration.section(QLatin1Char(':'), 0, 0).trimmed().toLower();
         QString value = declaration.section(QLatin1Char(':'), 1).trimmed().toLower();
-        const bool isKept = blocks ? blockWords.contains(name) : words.contains(name);
-        value = blocks && name == QLatin1String("font-size") ? boundedFontSize(value)
-                : isKept                                     ? judgedWord(value)
-                                                             : QString();
+        if (blocks && name == QLatin1String("font-size"))
+            value = boundedFontSize(value);
+        else
+            value = words.contains(name) || (blocks && blockWords.contains(name)) ? judgedWord(value) : QString();
         if (!value.isEmpty())
             result += name + QLatin1Char(':') + value + QLatin1Char(';');
     }
@@ -240,10 +233,9 @@ private:
             return at + 1;
         }
         const QString name = m_source.mid(nameStart, nameEnd - nameStart).toLower();
-        if (closes)
-            closeTag(name);
-        else
+        if (!closes)
             return openTag(name, m_source.mid(nameEnd, end - nameEnd), end + 1);
+        closeTag(name);
         return end + 1;
     }
 
@@ -460,28 +452,6 @@ private:
 };
 
 } // namespace
-
-// In the order of the members: characters, line end, long word, open elements, tags, blocks, documents, links.
-
-Policy box()
-{
-    return {10000, 8, 24, 100, 1000, false, false, Links::Web};
-}
-
-Policy notice()
-{
-    return {20000, 8, 200, 100, 20000, true, false, Links::None};
-}
-
-Policy card()
-{
-    return {65536, 8, 200, 100, 20000, true, false, Links::None};
-}
-
-Policy notes()
-{
-    return {2 << 20, 1, 200, 200, 20000, true, true, Links::Any};
-}
 
 Reduced reduce(const QString &text, const Policy &policy)
 {

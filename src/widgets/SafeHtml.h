@@ -30,14 +30,27 @@ struct Policy
     Links links = Links::None;
 };
 
-/// Message boxes: a line of emphasis, colours and links; 10,000 characters.
-Policy box();
-/// Pop-up notices: blocks and local pictures; 20,000 characters, the message center has the whole text.
-Policy notice();
-/// Opened messages: blocks and local pictures; 65,536 characters, as many as are laid out without a noticeable pause.
-Policy card();
-/// Release notes: whole pages with tables; 2 Mi characters. Spans of cells are limited to 100.
-Policy notes();
+// The members in their order: characters, line end, long word, open elements, tags, blocks, documents, links.
+/// Message boxes: a line of emphasis, colours and links.
+constexpr Policy box()
+{
+    return {10000, 8, 24, 100, 1000, false, false, Links::Web};
+}
+/// Pop-up notices: blocks and local pictures; the message center has the whole text.
+constexpr Policy notice()
+{
+    return {20000, 8, 200, 100, 20000, true, false, Links::None};
+}
+/// Opened messages: as many characters of blocks and local pictures as are laid out without a noticeable pause.
+constexpr Policy card()
+{
+    return {65536, 8, 200, 100, 20000, true, false, Links::None};
+}
+/// Release notes: whole pages with tables. Spans of cells are limited to 100.
+constexpr Policy notes()
+{
+    return {2 << 20, 1, 200, 200, 20000, true, true, Links::Any};
+}
 
 struct Reduced
 {

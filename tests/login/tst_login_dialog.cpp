@@ -187,7 +187,8 @@ private slots:
         open();
         fill(m_dialog, {}, {}, "0", OneTimeCode);
         CCustomLineEdit *phone = edit(m_dialog, "phoneEdit");
-        QTest::keyClicks(phone, "x8"); // no letter
+        QCOMPARE(phone->accessibleName(), QString("请输入手机号")); // placeholders are not spoken
+        QTest::keyClicks(phone, "x8");                              // no letter
         QCOMPARE(phone->text(), QString("08"));
         phone->clear();
         QTest::keyClicks(phone, "+86-138001380009"); // the twelfth digit is not taken
