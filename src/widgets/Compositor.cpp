@@ -3,22 +3,9 @@
 #include <QPointer>
 #include <cstring>
 
+#include <X11/extensions/xfixesproto.h>
+
 using namespace tarn::visualized;
-
-namespace {
-
-// XFixesSelectionNotify as the server sends it. Qt selects these events for its own connection.
-struct SelectionNotify
-{
-    quint8 type;
-    quint8 reason;
-    quint16 sequence;
-    quint32 window;
-    quint32 owner; // 0: none
-    quint32 selection;
-};
-
-} // namespace
 
 Compositor *Compositor::instance()
 {
@@ -41,7 +28,7 @@ Compositor::Compositor(QObject *parent)
 
 bool Compositor::nativeEventFilter(const QByteArray &, void *message, long *)
 {
-    SelectionNotify event = {};
+    xXFixesSelectionNotifyEvent event = {}; // as the server sends it; Qt selects these events for its own connection
     std::memcpy(&event, message, sizeof event); // every X event has 32 bytes at least
     const bool isOurs = (event.type & 0x7f) == m_state.eventType && event.selection == m_state.selection;
     if (!isOurs || (event.owner != 0) == m_state.isRunning)

@@ -65,24 +65,15 @@ QSize ElideLabel::minimumSizeHint() const
 
 bool ElideLabel::event(QEvent *event)
 {
-    if (event->type() != QEvent::ToolTip || toolTip().isEmpty())
-        return QLabel::event(event);
-    // For no widget: the tool tip of one inherits its style sheet, a transparent ground for instance.
-    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), toolTip());
-    return true;
-}
-
-void ElideLabel::resizeEvent(QResizeEvent *event)
-{
-    QLabel::resizeEvent(event);
-    fit();
-}
-
-void ElideLabel::changeEvent(QEvent *event)
-{
-    QLabel::changeEvent(event);
-    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+    if (event->type() == QEvent::ToolTip && !toolTip().isEmpty()) {
+        // For no widget: the tool tip of one inherits its style sheet, a transparent ground for instance.
+        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), toolTip());
+        return true;
+    }
+    const bool isTaken = QLabel::event(event);
+    if (event->type() == QEvent::Resize || event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
         fit();
+    return isTaken;
 }
 
 void ElideLabel::fit()

@@ -2,7 +2,7 @@
 #include "widgets/Look.h"
 #include "widgets/TitleButton.h"
 #include "widgets/Toolkit.h"
-#include <QEvent>
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
@@ -24,7 +24,7 @@ CIconEditWidget::CIconEditWidget(QWidget *parent)
     m_prefix->hide();
     m_edit->setObjectName(QStringLiteral("iconEdit"));
     m_edit->setFrame(false);
-    m_edit->installEventFilter(this); // the frame around all three shows the edit's focus
+    connect(qApp, &QApplication::focusChanged, this, [this] { update(); }); // the frame shows the edit's focus
     m_suffix->setObjectName(QStringLiteral("suffixButton"));
     m_suffix->setCursor(Qt::PointingHandCursor);
     m_suffix->hide();
@@ -63,13 +63,6 @@ void CIconEditWidget::setLineEditRegExp(const QRegExp &expression)
     delete m_edit->findChild<QRegExpValidator *>();
     const bool usable = expression.isValid() && !expression.isEmpty();
     m_edit->setValidator(usable ? new QRegExpValidator(expression, m_edit) : nullptr);
-}
-
-bool CIconEditWidget::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == m_edit && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut))
-        update();
-    return QWidget::eventFilter(watched, event);
 }
 
 void CIconEditWidget::paintEvent(QPaintEvent *)

@@ -40,7 +40,6 @@ private slots:
     void SuffixBtnClicked() { emit SuffixBtnClickedSignal(); }
 
 protected:
-    bool eventFilter(QObject *watched, QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 
 private:

@@ -46,20 +46,15 @@ QVariant SafeDocument::loadResource(int type, const QUrl &name)
         return QString();
     if (!m_box.isEmpty() && !m_asked.contains(name.toString())) { // the reducer bounds their number
         m_asked.insert(name.toString());
-        readPicture(name);
+        picture::readLater(this, localPath(name), m_box, m_ratio, [this, name](const QImage &image) {
+            if (image.isNull())
+                return;
+            addResource(ImageResource, name, image);
+            markContentsDirty(0, characterCount());
+            emit pictureRead();
+        });
     }
     return transparentPixel();
-}
-
-void SafeDocument::readPicture(const QUrl &name)
-{
-    picture::readLater(this, localPath(name), m_box, m_ratio, [this, name](const QImage &image) {
-        if (image.isNull())
-            return;
-        addResource(ImageResource, name, image);
-        markContentsDirty(0, characterCount());
-        emit pictureRead();
-    });
 }
 
 } // namespace tarn::visualized

@@ -6,8 +6,7 @@
 namespace tarn::visualized {
 
 /// A text document for reduced markup (see SafeHtml.h): it loads nothing by itself, neither from the network nor from the
-/// disk. Without margin and undo; any word may be broken at the end of a line. With
-/// pictures on the GUI thread, else on any.
+/// disk. Without margin and undo; any word may be broken at the end of a line. With pictures on the GUI thread, else on any.
 class SafeDocument : public QTextDocument
 {
     Q_OBJECT
@@ -25,8 +24,6 @@ protected:
     QVariant loadResource(int type, const QUrl &name) override;
 
 private:
-    void readPicture(const QUrl &name);
-
     QSize m_box; // empty: no pictures
     qreal m_ratio = 1;
     QSet<QString> m_asked;

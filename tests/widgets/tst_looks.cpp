@@ -190,7 +190,9 @@ private slots:
         QImage bomb(6000, 6000, QImage::Format_Mono); // a few KB in the file
         bomb.fill(0);
         QVERIFY(bomb.save(huge));
-        for (const QString &hostile : {QString(), pipe, huge, folder.path(), QString("/dev/zero")})
+        const QString long64MiB = savedPicture(folder.filePath("long.png"), QSize(8, 8));
+        QVERIFY(QFile::resize(long64MiB, 64 * 1024 * 1024 + 1));
+        for (const QString &hostile : {QString(), pipe, huge, long64MiB, folder.path(), QString("/dev/zero")})
             QVERIFY2(picture::load(hostile, QSize(16, 16)).isNull(), qPrintable(hostile));
     }
 

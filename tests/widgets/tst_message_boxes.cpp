@@ -184,6 +184,7 @@ private slots:
         for (QDialog *box : {static_cast<QDialog *>(&notice), static_cast<QDialog *>(&question)}) {
             box->show();
             QVERIFY(QTest::qWaitForWindowActive(box));
+            QVERIFY(box->findChild<QPushButton *>("okButton")->isDefault());
             QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
             QVERIFY(!box->isVisible());
         }

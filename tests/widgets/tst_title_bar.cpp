@@ -50,6 +50,7 @@ private slots:
         const auto shown = [logo] { return logo->pixmap(Qt::ReturnByValue).size(); };
         QCOMPARE(shown(), QSize(0, 0));
         QTRY_COMPARE(shown(), QSize(16, 8));
+        QVERIFY(!logo->isHidden());
         bar.SetTitleStyleSheet("color:red;");
         bar.SetTitleText("标题");
         QCOMPARE(bar.findChild<QLabel *>("titleText")->styleSheet(), QString("color:red;"));
