@@ -172,16 +172,6 @@ void checkSignature(const QString &file, const QByteArray &bytes, const QString 
 
 } // namespace
 
-const CatalogueItem *CatalogueProduct::patchFor(const QString &version) const
-{
-    const CatalogueItem *best = nullptr;
-    for (const CatalogueItem &patch : patches) {
-        if (patch.forVersion == version && (!best || isNewer(patch.version, best->version)))
-            best = &patch;
-    }
-    return best;
-}
-
 Catalogue readCatalogue(const QString &file, const QString &publicKey)
 {
     const QByteArray bytes = readFile(file, MaxCatalogue);

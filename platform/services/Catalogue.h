@@ -33,9 +33,6 @@ struct CatalogueProduct
     QList<CatalogueItem> patches;
     QList<CatalogueItem> plugins;
     QVariantMap further;
-
-    /// The patch made for a version of the product; null when there is none.
-    const CatalogueItem *patchFor(const QString &version) const;
 };
 
 using Catalogue = QList<CatalogueProduct>;

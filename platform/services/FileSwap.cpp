@@ -50,13 +50,23 @@ QString FileSwap::staging() const
     return toText(m_new);
 }
 
-void FileSwap::prepare()
+void FileSwap::replace(const std::function<void()> &stage)
 {
-    rollBack();
-    fs::create_directories(m_new);
-    fs::create_directories(m_old);
+    rollBack(); // else the work area may hold files that could not be restored
+    const QString error = errorOf([&] {
+        fs::create_directories(m_new);
+        fs::create_directories(m_old);
+        stage();
+        checkStaged();
+        swapAll();
+    });
+    if (error.isEmpty())
+        return;
+    const QString worse = errorOf([this] { rollBack(); });
+    throw Failure(worse.isEmpty() ? error : QStringLiteral("%1; rolling back: %2").arg(error, worse));
 }
 
+// Every staged path must have a place inside the product's directory.
 void FileSwap::checkStaged() const
 {
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(m_new))
@@ -93,13 +103,6 @@ std::vector<fs::path> FileSwap::plan() const
     return paths;
 }
 
-void FileSwap::apply()
-{
-    const QString error = errorOf([this] { swapAll(); });
-    if (!error.isEmpty())
-        giveUp(error);
-}
-
 // The new files are on the disk before the journal, the journal before the first rename, and all renames before the
 // journal is removed. The old copies are deleted last.
 void FileSwap::swapAll() const
@@ -119,7 +122,7 @@ void FileSwap::swapAll() const
     }
     syncFileSystem(staging());
     fs::remove(m_journal);
-    errorOf([this] { removeArea(); }); // prepare() removes remaining files before the next swap
+    errorOf([this] { removeArea(); }); // the next replace() removes remaining files
 }
 
 void FileSwap::rollBack()
@@ -145,12 +148,6 @@ void FileSwap::removeArea() const
 {
     syncToDisk(toText(m_area));
     fs::remove_all(m_area);
-}
-
-void FileSwap::giveUp(const QString &error)
-{
-    const QString worse = errorOf([this] { rollBack(); });
-    throw Failure(worse.isEmpty() ? error : QStringLiteral("%1; rolling back: %2").arg(error, worse));
 }
 
 // Each step of the swap may have been done or not; doing this twice changes nothing.

@@ -1,6 +1,7 @@
 #pragma once
 #include "services/Failure.h"
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 namespace tarn::services {
@@ -17,20 +18,19 @@ public:
 
     explicit FileSwap(const QString &directory);
 
-    QString staging() const;  ///< takes the new files under their paths in the directory
-    void prepare();           ///< makes an empty work area; first rolls back an interrupted swap
-    void checkStaged() const; ///< that every staged path has a place inside the product's directory
-    void apply();             ///< throws after it has rolled back
+    QString staging() const; ///< takes the new files under their paths in the directory
+    /// Calls stage() to fill an empty staging area, then replaces the files; everything is as it was when this throws.
+    /// First rolls back an interrupted exchange.
+    void replace(const std::function<void()> &stage);
     /// Restores the old files and removes the work area. The area is kept when a file could not be restored.
     void rollBack();
-    /// Rolls back, then throws Failure with this error and that of the rolling back.
-    [[noreturn]] void giveUp(const QString &error);
 
 private:
     using Path = std::filesystem::path;
 
-    std::vector<Path> plan() const;
+    void checkStaged() const;
     void checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
+    std::vector<Path> plan() const;
     void swapAll() const;
     std::vector<Path> readJournal() const;
     void restore(const Path &relative) const;

@@ -1,5 +1,6 @@
 #include "services/PackageInstaller.h"
 #include "services/FileSwap.h"
+#include "services/InstalledSoftware.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include <QDir>
 #include <QFile>
@@ -69,17 +70,12 @@ void installPackages(const UpgradeTask &task, const QList<Package> &packages, co
                      const std::atomic<bool> &stopping)
 {
     FileSwap swap(directory);
-    swap.prepare(); // else the work area may hold files that could not be restored
-    const QString error = errorOf([&] {
+    swap.replace([&] {
         unpackPackages(packages, swap.staging(), stopping);
         updateDescription(task, directory, swap.staging());
-        swap.checkStaged();
         if (stopping)
             throw Failure(QStringLiteral("the installation was cancelled"));
     });
-    if (!error.isEmpty())
-        swap.giveUp(error);
-    swap.apply();
 }
 
 } // namespace tarn::services

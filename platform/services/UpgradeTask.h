@@ -1,6 +1,7 @@
 #pragma once
-#include "services/Catalogue.h"
-#include "services/InstalledSoftware.h"
+#include "tarn/keys/UpgradeKeys.h"
+#include <QList>
+#include <QVariantMap>
 
 namespace tarn::services {
 
@@ -28,14 +29,11 @@ struct UpgradeTask
     QVariantMap sections; ///< "软件", "补丁包", "插件", "旧版本补丁包" as they were requested
     QList<UpgradeItem> items;
 
-    bool isActive() const; ///< downloading, downloaded or installing
+    bool isActive() const ///< downloading, downloaded or installing
+    {
+        using namespace upgrade::state;
+        return state == Downloading || state == Downloaded || state == Installing;
+    }
 };
-
-/// Makes the task that a request asks for; the packages are those of the catalogue, whatever the request says of them.
-/// Throws Failure when it cannot be made.
-UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed);
-
-/// The task as callers read it ("taskInfoList"). The working item is the first that is not complete.
-QVariantMap toTaskMap(const UpgradeTask &task);
 
 } // namespace tarn::services

@@ -126,22 +126,23 @@ void tst_Disk::fullDuringAnInstallation()
     const QString product = packages::install(m_disk + "/apps", "p", "1.0");
     for (int i = 0; i < Files; ++i)
         packages::writeFile(product + "/data/" + QString::number(i), "old");
-    for (const qint64 room : {qint64{0}, qint64{4096}, qint64{3 * 4096}}) { // the journal, folders for old copies, ...
+    for (const int room : {0, 4096, 3 * 4096}) { // for the journal, folders of old copies, ...
         FileSwap swap(product);
-        swap.prepare();
-        for (int i = 0; i < Files; ++i)
-            packages::writeFile(swap.staging() + "/data/" + QString::number(i), "new");
-        QVERIFY(packages::writeFile(m_disk + "/spare", QByteArray(int(room), 'x')));
-        QVERIFY(fill(0));
-        QVERIFY(QFile::remove(m_disk + "/spare"));
-        const QByteArray expected = errorOf([&swap] { swap.apply(); }).isEmpty() ? "new" : "old";
+        const auto stage = [&] {
+            for (int i = 0; i < Files; ++i)
+                packages::writeFile(swap.staging() + "/data/" + QString::number(i), "new");
+            packages::writeFile(m_disk + "/spare", QByteArray(room, 'x'));
+            fill(0);
+            QFile::remove(m_disk + "/spare");
+        };
+        const QByteArray expected = errorOf([&] { swap.replace(stage); }).isEmpty() ? "new" : "old";
         QVERIFY(room > 0 || expected == "old");
-        for (int i = 0; i < Files; ++i)
-            QCOMPARE(packages::readFile(product + "/data/" + QString::number(i)), expected);
         QVERIFY(QFile::remove(m_disk + "/filler"));
-        swap.prepare(); // nothing is lost, and the next attempt can begin
-        for (int i = 0; i < Files; ++i)
+        swap.rollBack();
+        for (int i = 0; i < Files; ++i) {
+            QCOMPARE(packages::readFile(product + "/data/" + QString::number(i)), expected);
             packages::writeFile(product + "/data/" + QString::number(i), "old");
+        }
     }
 }
 

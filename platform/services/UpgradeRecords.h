@@ -1,6 +1,7 @@
 #pragma once
 #include "services/Catalogue.h"
 #include "services/InstalledSoftware.h"
+#include "services/UpgradeTask.h"
 #include <functional>
 
 namespace tarn::services {
@@ -26,5 +27,12 @@ QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Cata
 /// The offers that a request names for a product: the kinds, items and versions of its sections. Sections that are no maps or
 /// lists and entries without a version are passed over.
 QList<Offer> offersOf(const QString &product, const QString &bits, const QVariantMap &sections);
+
+/// Makes the task that a request asks for; the packages are those of the catalogue, whatever the request says of them.
+/// Throws Failure when it cannot be made.
+UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed);
+
+/// The task as callers read it ("taskInfoList"). The working item is the first that is not complete.
+QVariantMap toTaskMap(const UpgradeTask &task);
 
 } // namespace tarn::services
