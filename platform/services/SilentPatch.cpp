@@ -133,23 +133,16 @@ public:
     }
 
 private:
-    UpgradeTask currentTask() const
-    {
-        return m_tools.thread.run([this] { return m_tools.engine.taskOf(m_software.name); });
-    }
+    UpgradeTask currentTask() const { return m_tools.engine.taskOf(m_software.name); }
 
     void download()
     {
-        UpgradeTask before;
-        const UpgradeTask task = m_tools.thread.run([&] {
-            before = m_tools.engine.taskOf(m_software.name);
-            m_tools.engine.start(m_task); // changes nothing when the product has an active task
-            return m_tools.engine.taskOf(m_software.name);
-        });
+        const bool isNew = m_tools.engine.start(m_task);
+        const UpgradeTask task = currentTask();
         if (!isSame(task, m_task))
             throw Failure(QStringLiteral("the product has another task: it is being upgraded"));
         m_id = task.id;
-        m_ownsTask = task.id != before.id;
+        m_ownsTask = isNew;
         awaitEndOf(state::Downloading);
     }
 
@@ -192,7 +185,7 @@ private:
             if (m_state == silent::Failed)
                 throw Failure(QStringLiteral("the visualized service finds no such package: %1").arg(package));
             requireCaller();
-            m_tools.waitForChange();
+            m_tools.engine.awaitChange();
             askState();
         }
     }
@@ -213,11 +206,9 @@ private:
     void install()
     {
         const QString error = errorOf([this] {
-            m_tools.thread.run([this] {
-                const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
-                if (task.id == m_id && task.state == state::Downloaded) // else it has begun, or is another's
-                    m_tools.engine.install(m_software.name);
-            });
+            const UpgradeTask before = currentTask();
+            if (before.id == m_id && before.state == state::Downloaded) // else it has begun, or is another's
+                m_tools.engine.install(m_software.name);
             const UpgradeTask task = awaitEndOf(state::Installing);
             if (task.state != state::Installed)
                 throw Failure(QStringLiteral("it was not installed: its task has state %1").arg(task.state));
@@ -230,11 +221,9 @@ private:
     // Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
     void abandon()
     {
-        m_tools.thread.run([this] {
-            const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
-            if (m_ownsTask && task.id == m_id && task.state != state::Installing)
-                m_tools.engine.stop(m_software.name);
-        });
+        const UpgradeTask task = currentTask();
+        if (m_ownsTask && task.id == m_id && task.state != state::Installing)
+            m_tools.engine.stop(m_software.name);
     }
 
     // Waits until the task has left this state. Throws the reason when it failed or was cancelled.
@@ -252,7 +241,7 @@ private:
             if (task.state != state)
                 return task;
             askState();
-            m_tools.waitForChange();
+            m_tools.engine.awaitChange();
         }
     }
 

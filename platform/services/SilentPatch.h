@@ -1,7 +1,6 @@
 #pragma once
 #include "services/InstalledSoftware.h"
 #include "services/UpgradeTask.h"
-#include "services/WorkThread.h"
 #include "tarn/rpc/IInvocable.h"
 #include <functional>
 
@@ -12,11 +11,9 @@ class UpgradeEngine;
 /// The services that a silent patch calls.
 struct PatchTools
 {
-    WorkThread &thread; ///< the engine's
     UpgradeEngine &engine;
     std::function<rpc::CallResult(const QString &operation, const rpc::Bag &)> present;
-    std::function<void()> waitForChange; ///< of a task's state, for a short time at most
-    const rpc::ICallContext &context;    ///< of the caller, who may no longer wait for the result
+    const rpc::ICallContext &context; ///< of the caller, who may no longer wait for the result
 };
 
 /// Downloads a patch of one product, announces it to the visualized service and installs it. Blocks its thread.

@@ -29,28 +29,22 @@ QString packageName(const QString &product, const UpgradeItem &item)
 
 } // namespace
 
-UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings, std::function<void()> changed)
+UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings)
     : m_store(store)
     , m_settings(std::move(settings))
-    , m_changed(std::move(changed))
     , m_throttle(m_settings.bandwidth)
 {
-    m_storeAgain.setSingleShot(true);
-    m_storeAgain.setInterval(StoreAgainMs);
-    connect(&m_storeAgain, &QTimer::timeout, this, [this] {
-        for (const UpgradeTask &task : qAsConst(m_tasks)) {
-            if (m_unstored.contains(task.product))
-                storeState(task);
-        }
-    });
-    const QString error = errorOf([this] { load(); });
+    const QString error = errorOf([this] { m_thread.run([this] { load(); }); });
     if (!error.isEmpty())
         qCWarning(servicesLog).noquote() << QStringLiteral("tasks: %1").arg(error);
 }
 
-UpgradeEngine::~UpgradeEngine() = default;
+UpgradeEngine::~UpgradeEngine()
+{
+    m_thread.run([this] { m_running.clear(); });
+}
 
-// Called by each public function: a store that cannot be read now may be readable later.
+// Called by each question for a task: a store that cannot be read now may be readable later.
 void UpgradeEngine::load()
 {
     if (m_isLoaded)
@@ -82,54 +76,60 @@ UpgradeTask *UpgradeEngine::find(const QString &product)
     return found == m_tasks.end() ? nullptr : &*found;
 }
 
-void UpgradeEngine::start(UpgradeTask task)
+bool UpgradeEngine::start(UpgradeTask task)
 {
-    const UpgradeTask before = taskOf(task.product);
-    if (before.isActive())
-        return;
-    task.id = m_store->save(task);
-    m_unstored.remove(task.product);
-    m_tasks.remove(before.id);
-    m_tasks.insert(task.id, task);
-    scheduleSoon();
+    return m_thread.run([&] {
+        const UpgradeTask before = current(task.product);
+        if (before.isActive())
+            return false;
+        task.id = m_store->save(task);
+        m_unstored.remove(task.product);
+        m_tasks.remove(before.id);
+        m_tasks.insert(task.id, task);
+        scheduleSoon();
+        return true;
+    });
 }
 
 bool UpgradeEngine::stop(const QString &product)
 {
-    const UpgradeTask task = taskOf(product);
-    if (!task.isActive())
+    return m_thread.run([&] {
+        const UpgradeTask task = current(product);
+        if (task.state == state::Installing) {
+            Work &running = m_running[product];
+            running.stopping = true;
+            finish(product, running.number);
+        } else if (task.isActive()) {
+            m_running.erase(product);
+            setState(product, state::Cancelled);
+            dropFiles(task);
+            scheduleSoon();
+        }
         return task.state != 0;
-    if (task.state == state::Installing) {
-        Work &running = m_running[product];
-        running.stopping = true;
-        finish(product, running.number);
-        return true;
-    }
-    m_running.erase(product);
-    setState(product, state::Cancelled);
-    dropFiles(task);
-    scheduleSoon();
-    return true;
+    });
 }
 
 void UpgradeEngine::install(const QString &product)
 {
-    const UpgradeTask task = taskOf(product);
-    if (task.state == state::Installing)
-        return;
-    if (task.state != state::Downloaded)
-        throw Failure(QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
-    const QString directory = directoryOf(product);
-    if (directory.isEmpty()) {
-        const QString reason = QStringLiteral("the product is not installed");
-        setState(product, state::InstallFailed, reason);
-        throw Failure(reason);
-    }
-    QList<Package> packages;
-    for (const UpgradeItem &item : task.items)
-        packages << Package{file(product, item), item.size, item.sha256};
-    setState(product, state::Installing);
-    begin(product, [=](const std::atomic<bool> &stopping) { installPackages(task, packages, directory, stopping); });
+    m_thread.run([&] {
+        const UpgradeTask task = current(product);
+        if (task.state == state::Installing)
+            return;
+        if (task.state != state::Downloaded)
+            throw Failure(QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
+        const QString directory = directoryOf(product);
+        if (directory.isEmpty()) {
+            const QString reason = QStringLiteral("the product is not installed");
+            setState(product, state::InstallFailed, reason);
+            throw Failure(reason);
+        }
+        QList<Package> packages;
+        for (const UpgradeItem &item : task.items)
+            packages << Package{file(product, item), item.size, item.sha256};
+        setState(product, state::Installing);
+        begin(product,
+              [=](const std::atomic<bool> &stopping) { installPackages(task, packages, directory, stopping); });
+    });
 }
 
 // Runs work on another thread, then finish() on this one.
@@ -137,10 +137,7 @@ void UpgradeEngine::begin(const QString &product, const std::function<void(const
 {
     Work &running = m_running[product];
     running.number = ++m_lastNumber;
-    const auto finishSoon = [this, product, number = m_lastNumber] {
-        QMetaObject::invokeMethod(
-            this, [=] { finish(product, number); }, Qt::QueuedConnection);
-    };
+    const auto finishSoon = [this, product, number = m_lastNumber] { m_thread.post([=] { finish(product, number); }); };
     const QString error = errorOf([&] {
         running.error = std::async(std::launch::async, [&running, work, finishSoon] {
             QString failure = errorOf([&] { work(running.stopping); });
@@ -163,7 +160,7 @@ void UpgradeEngine::finish(const QString &product, int number)
     if (running == m_running.end() || running->second.number != number)
         return; // it was stopped
     QString error = running->second.error.get();
-    const bool installing = taskOf(product).state == state::Installing;
+    const bool installing = current(product).state == state::Installing;
     if (!error.isEmpty() && running->second.stopping)
         error = QStringLiteral("the installation was cancelled");
     else if (!error.isEmpty())
@@ -179,23 +176,39 @@ void UpgradeEngine::finish(const QString &product, int number)
                                  : state::DownloadFailed,
                  error);
     if (installing) // also after a failure: a damaged package must neither be installed again nor fill the disk
-        dropFiles(taskOf(product));
+        dropFiles(current(product));
     scheduleSoon(); // the next package of this product, or the next product
 }
 
 QList<UpgradeTask> UpgradeEngine::tasks()
 {
-    load();
-    QList<UpgradeTask> list;
-    for (const UpgradeTask &task : qAsConst(m_tasks)) {
-        list << shown(task);
-        for (UpgradeItem &item : list.last().items)
+    QList<UpgradeTask> list = m_thread.run([this] {
+        load();
+        QList<UpgradeTask> all;
+        for (const UpgradeTask &task : qAsConst(m_tasks))
+            all << shown(task);
+        return all;
+    });
+    for (UpgradeTask &task : list) {
+        for (UpgradeItem &item : task.items)
             item.received = receivedOf(task, item);
     }
     return list;
 }
 
 UpgradeTask UpgradeEngine::taskOf(const QString &product)
+{
+    return m_thread.run([&] { return current(product); });
+}
+
+void UpgradeEngine::awaitChange()
+{
+    constexpr unsigned long LookMs = 200; // the caller may end as well
+    const QMutexLocker locker(&m_changedLock);
+    m_changed.wait(&m_changedLock, LookMs);
+}
+
+UpgradeTask UpgradeEngine::current(const QString &product)
 {
     load();
     const UpgradeTask *task = find(product);
@@ -216,7 +229,7 @@ void UpgradeEngine::scheduleSoon()
     if (m_scheduled)
         return;
     m_scheduled = true;
-    QMetaObject::invokeMethod(this, &UpgradeEngine::schedule, Qt::QueuedConnection);
+    m_thread.post([this] { schedule(); });
 }
 
 void UpgradeEngine::schedule()
@@ -255,7 +268,7 @@ void UpgradeEngine::setState(const QString &product, int state, const QString &r
     task->state = state;
     task->error = reason.left(MaxError);
     storeState(*task);
-    m_changed();
+    m_changed.wakeAll();
 }
 
 // A state that cannot be stored is stored later: the task must neither lie to callers nor start over again and again
@@ -269,7 +282,15 @@ void UpgradeEngine::storeState(const UpgradeTask &task)
     }
     qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(task.product, failure);
     m_unstored.insert(task.product, failure);
-    m_storeAgain.start();
+    m_thread.post([this] { storeAgain(); }, StoreAgainMs);
+}
+
+void UpgradeEngine::storeAgain()
+{
+    for (const UpgradeTask &task : qAsConst(m_tasks)) {
+        if (m_unstored.contains(task.product))
+            storeState(task);
+    }
 }
 
 int UpgradeEngine::firstMissing(const UpgradeTask &task) const

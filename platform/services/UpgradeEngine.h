@@ -1,10 +1,10 @@
 #pragma once
 #include "services/PackageDownload.h"
 #include "services/UpgradeStore.h"
+#include "services/WorkThread.h"
 #include <QHash>
 #include <QMap>
-#include <QObject>
-#include <QTimer>
+#include <QWaitCondition>
 #include <atomic>
 #include <functional>
 #include <future>
@@ -13,10 +13,10 @@
 namespace tarn::services {
 
 /// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the files, so
-/// that the next process continues there. One thread with an event loop; each download and installation has another one. The public functions throw Failure.
-class UpgradeEngine final : public QObject
+/// that the next process continues there. Any thread; the work is done by threads of the object. The public functions
+/// throw Failure.
+class UpgradeEngine
 {
-    Q_OBJECT
 public:
     struct Settings
     {
@@ -26,18 +26,20 @@ public:
     };
 
     /// Takes up the tasks of an earlier process.
-    /// @param changed called after every change of a task's state
-    UpgradeEngine(UpgradeStore *store, Settings settings, std::function<void()> changed);
-    ~UpgradeEngine() override; ///< running installations are undone
+    UpgradeEngine(UpgradeStore *store, Settings settings);
+    ~UpgradeEngine(); ///< running installations are undone
 
     /// A product has one task. An active one stays as it is, a finished one is replaced.
-    void start(UpgradeTask task);
+    /// @return false when one stays
+    bool start(UpgradeTask task);
     bool stop(const QString &product); ///< false when the product has no task
     /// Begins the installation of the downloaded packages; a running installation continues.
     void install(const QString &product);
     QList<UpgradeTask> tasks();                 ///< in the order of their start, with the bytes that have arrived
     UpgradeTask taskOf(const QString &product); ///< with state 0 when the product has none
     QString file(const QString &product, const UpgradeItem &item) const; ///< of the complete package
+    /// Returns after a change of a task's state, and soon in any case.
+    void awaitChange();
 
 private:
     /// A running download or installation. The destructor ends it and waits; an installation is undone unless the files
@@ -53,6 +55,7 @@ private:
     void load();
     void takeUp(UpgradeTask *task);
     UpgradeTask *find(const QString &product);
+    UpgradeTask current(const QString &product);
     void schedule();
     void scheduleSoon();
     void beginDownload(const UpgradeTask &task);
@@ -60,6 +63,7 @@ private:
     void finish(const QString &product, int number);
     void setState(const QString &product, int state, const QString &reason = QString());
     void storeState(const UpgradeTask &task);
+    void storeAgain();
     UpgradeTask shown(UpgradeTask task) const;
     void dropFiles(const UpgradeTask &task) const;
     void dropForeignFiles() const;
@@ -70,15 +74,16 @@ private:
 
     UpgradeStore *const m_store;
     const Settings m_settings;
-    const std::function<void()> m_changed;
     bool m_isLoaded = false;
     QMap<qint64, UpgradeTask> m_tasks;  ///< by id: in the order of their start
     QHash<QString, QString> m_unstored; ///< by product: why its task's last state is not in the store
-    QTimer m_storeAgain;
     Throttle m_throttle;
     std::map<QString, Work> m_running; ///< by product
     int m_lastNumber = 0;
     bool m_scheduled = false;
+    QMutex m_changedLock;
+    QWaitCondition m_changed; ///< a task's state
+    WorkThread m_thread;      ///< uses the other members
 };
 
 } // namespace tarn::services

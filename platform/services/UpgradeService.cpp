@@ -9,11 +9,8 @@
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
 #include <QDir>
-#include <QMutex>
 #include <QSet>
 #include <QSettings>
-#include <QWaitCondition>
-#include <memory>
 
 namespace tarn::services {
 
@@ -58,17 +55,9 @@ public:
         : m_paths(paths)
         , m_presenter(presenter)
         , m_store(directory)
+        , m_engine(&m_store, {m_paths.apps, directory + QStringLiteral("/downloads"), m_paths.bandwidth})
     {
-        const UpgradeEngine::Settings settings{m_paths.apps, directory + QStringLiteral("/downloads"),
-                                               m_paths.bandwidth};
-        m_thread.run(
-            [&] { m_engine = std::make_unique<UpgradeEngine>(&m_store, settings, [this] { m_changed.wakeAll(); }); });
     }
-    ~UpgradeService() override
-    {
-        m_thread.run([this] { m_engine.reset(); });
-    }
-    Q_DISABLE_COPY(UpgradeService)
 
     CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
     {
@@ -150,7 +139,7 @@ private:
         task.error = whyNotWritable(installed, product);
         if (!task.error.isEmpty())
             task.state = state::DownloadFailed;
-        m_thread.run([&] { m_engine->start(task); });
+        m_engine.start(task);
         const QVariantMap shown = present(QStringLiteral("showUpgradeDownloadDialog"), {});
         return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
     }
@@ -169,7 +158,7 @@ private:
     {
         const QString place = request.values().value(wire::Cursor).toString();
         Page page;
-        addTasks(m_thread.run([this] { return m_engine->tasks(); }), place.toLongLong(), &page);
+        addTasks(m_engine.tasks(), place.toLongLong(), &page);
         if (place.isEmpty() && page.isLast())
             return ok({{key::TaskInfoList, page.bag.list}});
         return acceptedWith(code::Ok, page.bag);
@@ -178,7 +167,7 @@ private:
     CallResult stopUpgrade(const Request &request)
     {
         const QString product = request.name(key::SoftwareName);
-        if (!m_thread.run([&] { return m_engine->stop(product); }))
+        if (!m_engine.stop(product))
             throw Failure(QStringLiteral("no task of \"%1\"").arg(product));
         return ok();
     }
@@ -186,7 +175,7 @@ private:
     CallResult installSoftware(const Request &request)
     {
         const QString product = request.name(key::SoftwareName);
-        m_thread.run([&] { m_engine->install(product); });
+        m_engine.install(product);
         if (request.values().value(key::WaitForFinished).toBool())
             awaitInstallation(product, request.context);
         return ok();
@@ -196,21 +185,13 @@ private:
     void awaitInstallation(const QString &product, const rpc::ICallContext &context)
     {
         while (!context.isCancelled()) {
-            const UpgradeTask task = m_thread.run([&] { return m_engine->taskOf(product); });
+            const UpgradeTask task = m_engine.taskOf(product);
             if (task.state == state::Installed || (task.state != state::Installing && task.error.isEmpty()))
                 return;
             if (task.state != state::Installing)
                 throw Failure(task.error);
-            waitForChange();
+            m_engine.awaitChange();
         }
-    }
-
-    // Of the state of a task; not for long, since the caller may end as well.
-    void waitForChange()
-    {
-        constexpr unsigned long LookMs = 200;
-        const QMutexLocker locker(&m_changedLock);
-        m_changed.wait(&m_changedLock, LookMs);
     }
 
     CallResult patchSilently(const Request &request)
@@ -218,7 +199,7 @@ private:
         const QString product = request.name(key::SoftwareName);
         const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
         const UpgradeTask task = patchTask(product, installed);
-        const PatchTools tools{m_thread, *m_engine, m_presenter, [this] { waitForChange(); }, request.context};
+        const PatchTools tools{m_engine, m_presenter, request.context};
         QVariantMap report;
         const QString error = services::patchSilently(tools, *findSoftware(installed, product), task,
                                                       request.values().value(wire::KillRunning).toBool(), &report);
@@ -269,7 +250,7 @@ private:
     {
         const QString cursor = request.values().value(wire::Cursor).toString();
         const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
-        const QList<UpgradeTask> tasks = m_thread.run([this] { return m_engine->tasks(); });
+        const QList<UpgradeTask> tasks = m_engine.tasks();
         const int count = ignores.size();
         const qint64 place = cursor.isEmpty() ? -count - 1 : cursor.toLongLong();
         Page page;
@@ -292,11 +273,8 @@ private:
 
     const UpgradePaths m_paths;
     const UpgradePresenter m_presenter;
-    QMutex m_changedLock;
-    QWaitCondition m_changed; ///< the state of a task
     UpgradeStore m_store;
-    WorkThread m_thread;
-    std::unique_ptr<UpgradeEngine> m_engine; ///< belongs to m_thread
+    UpgradeEngine m_engine;
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 #include <QObject>
 #include <QThread>
+#include <QTimer>
 #include <future>
 
 namespace tarn::services {
@@ -14,7 +15,7 @@ public:
         m_context.moveToThread(&m_thread);
         m_thread.start();
     }
-    ~WorkThread() ///< lets the running piece end
+    ~WorkThread() ///< lets the running piece end; posted ones may be dropped
     {
         m_thread.quit();
         m_thread.wait();
@@ -33,6 +34,14 @@ public:
         QMetaObject::invokeMethod(
             &m_context, [&task] { task(); }, Qt::BlockingQueuedConnection);
         return result.get();
+    }
+
+    /// Carries work out later. Any thread.
+    template <class Work>
+    void post(Work work, int delayMs = 0)
+    {
+        const auto begin = [this, work, delayMs] { QTimer::singleShot(delayMs, &m_context, work); };
+        QMetaObject::invokeMethod(&m_context, begin, Qt::QueuedConnection);
     }
 
 private:

@@ -23,7 +23,7 @@ public:
         store = std::make_unique<tarn::services::UpgradeStore>(root);
         const tarn::services::UpgradeEngine::Settings settings{root + QStringLiteral("/apps"),
                                                                root + QStringLiteral("/downloads"), 0};
-        engine = std::make_unique<tarn::services::UpgradeEngine>(store.get(), settings, [] {});
+        engine = std::make_unique<tarn::services::UpgradeEngine>(store.get(), settings);
     }
     tarn::services::UpgradeItem package(const QString &path, const HttpServer::File &file,
                                         int type = tarn::upgrade::item::Main)
