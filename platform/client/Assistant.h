@@ -1,5 +1,4 @@
 #pragma once
-#include "client/Answer.h"
 #include "tarn/client/IServiceAssistant.h"
 #include "tarn/core/BagArgs.h"
 #include "tarn/link/MessageWire.h"
@@ -15,6 +14,33 @@ constexpr int LookUpTimeout = 3000; ///< the service answers from memory or its 
 constexpr int ListTimeout = 5000;   ///< all pages of a list
 constexpr int ActionTimeout = 5000;
 constexpr int SignInTimeout = 30000; ///< not called on a GUI thread
+
+/// The return codes of a service family for what the client library itself finds.
+struct FamilyCodes
+{
+    int callFailed;
+    int refused;
+    int invalidArgs;
+    int noConnection;
+};
+
+/// The family's code for a failure of the transport; otherwise the service's own code.
+inline int codeOf(const rpc::CallResult &result, const FamilyCodes &codes)
+{
+    switch (result.error.code) {
+    case rpc::RpcError::None:
+        return !result.accepted && result.retCode == 0 ? codes.refused : result.retCode;
+    case rpc::RpcError::Timeout:
+    case rpc::RpcError::Failed:
+        return codes.callFailed;
+    case rpc::RpcError::InvalidArgument:
+        return codes.invalidArgs;
+    case rpc::RpcError::NotFound: // with a text the object exists: it is the service that has no such method
+        return result.errorText.isEmpty() ? codes.noConnection : codes.refused;
+    default:
+        return codes.noConnection;
+    }
+}
 
 /// The common part of the assistants: a connection to one service and the forwarding of a call. Any thread.
 template <class Interface>
@@ -78,27 +104,27 @@ private:
             return;
         const auto *args = dynamic_cast<const core::InputArgs<Input> *>(input.data());
         if (!args)
-            deliver({m_codes.invalidArgs, QStringLiteral("the input was not made by this assistant"), {}}, *output);
-        else if (!m_initialized)
-            deliver({m_codes.noConnection, QStringLiteral("the assistant is not initialized"), {}}, *output);
-        else
-            deliver(toAnswer(call(args->bag()), m_codes), *output);
+            return deliver(m_codes.invalidArgs, QStringLiteral("the input was not made by this assistant"), {},
+                           *output);
+        if (!m_initialized)
+            return deliver(m_codes.noConnection, QStringLiteral("the assistant is not initialized"), {}, *output);
+        const rpc::CallResult result = call(args->bag());
+        deliver(codeOf(result, m_codes),
+                result.arrived() ? result.errorText : QString::fromStdString(result.error.message), result.output,
+                *output);
+    }
+    template <class Output>
+    static void deliver(int code, const QString &error, const rpc::Bag &bag, Output &output)
+    {
+        for (auto it = bag.values.cbegin(); it != bag.values.cend(); ++it)
+            output.SetValue(it.key(), it.value());
+        output.SetValueList(bag.list);
+        output.SetError(error);
+        output.SetRetCode(code);
     }
 
     link::ServiceConnection m_connection;
     const QString m_tag;
-
-    template <class Output>
-    static void deliver(const Answer &answer, Output &output)
-    {
-        const QVariantMap &values = answer.output.values;
-        for (auto it = values.cbegin(); it != values.cend(); ++it)
-            output.SetValue(it.key(), it.value());
-        output.SetValueList(answer.output.list);
-        output.SetError(answer.error);
-        output.SetRetCode(answer.code);
-    }
-
     const FamilyCodes m_codes;
     std::atomic<bool> m_initialized{false};
 };
