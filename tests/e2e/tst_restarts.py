@@ -72,18 +72,6 @@ class Platforms(Fresh):
     def sockets(self):
         return [name for name in os.listdir(self.session.path("run/tarn")) if name.endswith(".sock")]
 
-    def test_killed_hub_is_started_by_the_host(self):
-        host = self.session.pids(HOST)
-        # The host chooses its GL for itself alone.
-        self.assertNotIn(b"QT_XCB_GL_INTEGRATION", self.session.read(f"/proc/{self.session.pids(HUB)[0]}/environ"))
-        self.assertEqual(self.session.signal(HUB, signal.SIGKILL), 1)
-        wait(lambda: len(self.session.pids(HUB)) == 1, "one hub")
-        self.session.wait_ready()
-        self.assertEqual(self.session.pids(HOST), host)
-        wait(lambda: len(self.session.pids(SERVICES)) == 1, "one process of services")
-        self.session.push()
-        self.assertEqual(self.session.stop_host(), 0)
-
     def test_second_host_takes_over(self):
         second = self.session.start(HOST)
         wait(lambda: "is registered by visualized-host" in self.session.log(), "the second host has been refused")
@@ -112,6 +100,8 @@ class Platforms(Fresh):
         self.assertEqual(self.session.tarnctl("call", "QueryYunLoginDialogState").returncode, 3)
         # Hub and services belong to the platform and stay; terminated, they leave nothing either.
         self.assertEqual(len(self.session.pids(SERVICES)), 1)
+        # The host chooses its GL for itself alone.
+        self.assertNotIn(b"QT_XCB_GL_INTEGRATION", self.session.read(f"/proc/{self.session.pids(HUB)[0]}/environ"))
         self.session.signal(HUB, signal.SIGTERM)
         wait(lambda: not self.session.pids(HUB) + self.session.pids(SERVICES) and not self.sockets(), "nothing is left")
 

@@ -36,7 +36,7 @@ private slots:
     void tellsEndingsApart()
     {
         using Ending = ServiceOutcome::Ending;
-        IFakeClient &fake = FakeClient::fake();
+        FakeControl &fake = FakeClient::fake();
         // The endings by the codes of success, of the two failures of the transport, and of a refusal.
         const auto judges = [&](const QString &operation, const QVector<int> &codes, const auto &call) {
             QVector<Ending> endings;
@@ -67,7 +67,7 @@ private slots:
 
     void logsUnderTheCallersName()
     {
-        IFakeClient &fake = FakeClient::fake();
+        FakeControl &fake = FakeClient::fake();
         fake.queue("StopUpgrade", {1000});
         fake.queue("StopUpgrade", {1009, "断"});
         fake.queue("StopUpgrade", {1002, "拒\n绝 %1"});

@@ -71,7 +71,7 @@ private slots:
 
     void initialisesInOrder()
     {
-        IFakeClient &fake = FakeClient::fake();
+        FakeControl &fake = FakeClient::fake();
         fake.reset();
         fake.queue("Initialize cloud", {1}); // the failure stops nothing
         CVtServiceClient::GetInstance();
@@ -105,7 +105,7 @@ private slots:
 
     void releaseLetsReportsArrive()
     {
-        IFakeClient &fake = FakeClient::fake();
+        FakeControl &fake = FakeClient::fake();
         fake.reset();
         CVtServiceClient::GetInstance();
         fake.queue("AddMessageReceipt", {2000, {}, {}, {}, 200});
@@ -118,7 +118,7 @@ private slots:
 
     void releaseCutsHangingCalls()
     {
-        IFakeClient &fake = FakeClient::fake();
+        FakeControl &fake = FakeClient::fake();
         fake.reset();
         CVtServiceClient::GetInstance();
         fake.queue("AddMessageReceipt", {2012, {}, {}, {}, 0, true});

@@ -5,88 +5,14 @@
 #include "client/MessageAssistant.h"
 #include "client/UpgradeAssistant.h"
 #include "tarn/client/IServiceAssistantManager.h"
-#include <QMutex>
-#include <QThread>
-#include <QWaitCondition>
 
 using namespace tarn;
 
 namespace {
 
-class Control final : public IFakeClient
+FakeControl &control()
 {
-public:
-    void queue(const QString &operation, const FakeAnswer &answer) override
-    {
-        const QMutexLocker locker(&m_mutex);
-        m_answers[operation].append(answer);
-    }
-
-    QList<FakeCall> calls() const override
-    {
-        const QMutexLocker locker(&m_mutex);
-        return m_calls;
-    }
-
-    int hanging() const override
-    {
-        const QMutexLocker locker(&m_mutex);
-        return m_hanging;
-    }
-
-    void releaseHangs() override
-    {
-        const QMutexLocker locker(&m_mutex);
-        ++m_releases;
-        m_released.wakeAll();
-    }
-
-    void setAvailable(bool available) override { m_available = available; }
-    bool isAvailable() const { return m_available; }
-
-    void reset() override
-    {
-        const QMutexLocker locker(&m_mutex);
-        m_answers.clear();
-        m_calls.clear();
-        m_available = true;
-    }
-
-    // Records the call and waits as its answer says.
-    FakeAnswer take(const FakeCall &call, int successCode)
-    {
-        QMutexLocker locker(&m_mutex);
-        m_calls.append(call);
-        FakeAnswer answer;
-        answer.code = successCode;
-        auto &queued = m_answers[call.operation];
-        if (!queued.isEmpty())
-            answer = queued.takeFirst();
-        if (answer.hang) {
-            ++m_hanging;
-            for (const int seen = m_releases; m_releases == seen;)
-                m_released.wait(&m_mutex);
-            --m_hanging;
-        }
-        locker.unlock();
-        if (answer.delayMs > 0)
-            QThread::msleep(ulong(answer.delayMs));
-        return answer;
-    }
-
-private:
-    mutable QMutex m_mutex;
-    QWaitCondition m_released;
-    QHash<QString, QList<FakeAnswer>> m_answers;
-    QList<FakeCall> m_calls;
-    int m_hanging = 0;
-    int m_releases = 0;
-    std::atomic<bool> m_available{true};
-};
-
-Control &control()
-{
-    static Control instance;
+    static FakeControl instance;
     return instance;
 }
 
@@ -177,7 +103,7 @@ extern "C" Q_DECL_EXPORT IServiceAssistantManager *GetServiceAssistantManager()
     return &manager;
 }
 
-extern "C" Q_DECL_EXPORT IFakeClient *fakeClient()
+extern "C" Q_DECL_EXPORT FakeControl *fakeClient()
 {
     return &control();
 }
