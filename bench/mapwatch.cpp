@@ -4,22 +4,14 @@
 //                              waits for a window of at least this size; answers, in CLOCK_MONOTONIC nanoseconds,
 //                              "mapped FIRST STANDING PAINTED": the first mapping, the mapping of the window that was
 //                              left when no more came for SETTLE_MS, and when half of it was drawn (0: never); or "none"
-//   close ROLE                 asks the window with this role to close and waits for its end; "ok" or "none"
 
 #include "XWatch.h"
-#include "support/XClients.h"
-
-#include <QElapsedTimer>
-#include <QString>
-#include <QThread>
 
 #include <algorithm>
 #include <iostream>
 #include <sstream>
 
 namespace {
-
-constexpr int CloseMs = 3000;
 
 void wait(XWatch *watch, int width, int height, int timeoutMs, int settleMs)
 {
@@ -43,22 +35,6 @@ void wait(XWatch *watch, int width, int height, int timeoutMs, int settleMs)
     std::cout << "mapped " << first.mapped << ' ' << standing.mapped << ' ' << painted << std::endl;
 }
 
-bool closeWindow(const QString &role)
-{
-    const XClient client = xclients::byRole(role);
-    if (client.isNull())
-        return false;
-    xclients::requestClose(client.id);
-    QElapsedTimer timer;
-    timer.start();
-    while (!xclients::byRole(role).isNull()) {
-        if (timer.elapsed() > CloseMs)
-            return false;
-        QThread::usleep(500);
-    }
-    return true;
-}
-
 } // namespace
 
 int main()
@@ -70,7 +46,7 @@ int main()
     }
     for (std::string line; std::getline(std::cin, line);) {
         std::istringstream words(line);
-        std::string order, role;
+        std::string order;
         int width = 0, height = 0, timeoutMs = 0, settleMs = 0;
         words >> order;
         if (order == "reset") {
@@ -78,8 +54,6 @@ int main()
             std::cout << "ok" << std::endl;
         } else if (order == "wait" && words >> width >> height >> timeoutMs >> settleMs) {
             wait(&watch, width, height, timeoutMs, settleMs);
-        } else if (order == "close" && words >> role) {
-            std::cout << (closeWindow(QString::fromStdString(role)) ? "ok" : "none") << std::endl;
         } else {
             std::cout << "error" << std::endl;
         }

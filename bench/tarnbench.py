@@ -4,6 +4,7 @@ A file in bench/figures/ is one group of figures: it has TITLE and run(bench), w
 finds the files by itself, so a new group is a new file.
 """
 
+import functools
 import math
 import os
 import pathlib
@@ -16,8 +17,21 @@ import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.append(str(ROOT / "tests/e2e"))
+from desktop import Desktop  # noqa: E402
+
 BUILD = ROOT / "build" / "release"
 TICKS_PER_SECOND = os.sysconf("SC_CLK_TCK")
+
+
+@functools.lru_cache
+def desktop():
+    return Desktop()
+
+
+def close_window(role):
+    """Closes the windows with this role, as a window manager does, and waits for their end."""
+    desktop().close(role)
 
 
 class Program:

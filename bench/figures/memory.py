@@ -4,7 +4,7 @@ import os
 import tempfile
 import time
 
-from tarnbench import BUILD, Platform, Program, at_most, pss_mib, ratio_at_most, ticks, wake_ups
+from tarnbench import BUILD, Platform, Program, at_most, close_window, pss_mib, ratio_at_most, ticks, wake_ups
 
 TITLE = "Memory and rest"
 ROLE = "NotifyWnd"
@@ -29,12 +29,12 @@ def run(bench):
     time.sleep(REST_SECONDS)
     bench.row(f"ticks in {REST_SECONDS} s with a pop-up standing", ticks(pid) - before, goal=at_most(0))
     bench.row("with a pop-up standing, PSS", pss_mib(pid), goal=at_most(30, "MiB"), unit="MiB")
-    watch.ask(f"close {ROLE}")
+    close_window(ROLE)
 
     sizes = {}
     for number in range(1, MANY + 1):
         show(watch, caller, number)
-        watch.ask(f"close {ROLE}")
+        close_window(ROLE)
         if number in (FEW, MANY):
             sizes[number] = pss_mib(pid)
     bench.row(f"growth from {FEW} to {MANY} pop-ups, PSS", sizes[MANY] - sizes[FEW], goal=at_most(2, "MiB"), unit="MiB")

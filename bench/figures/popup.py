@@ -4,7 +4,7 @@ import pathlib
 import subprocess
 import time
 
-from tarnbench import BUILD, Platform, Program, at_most, in_turns, medians, ratio_at_most, wait_for
+from tarnbench import BUILD, Platform, Program, at_most, close_window, in_turns, medians, ratio_at_most, wait_for
 
 TITLE = "Pop-up"
 RUNS = 100
@@ -34,7 +34,7 @@ def run(bench):
         daemon = start_daemon(command, sender)
         ours, plain, notice = map(medians, in_turns(
             RUNS,
-            lambda: shown(watch, lambda: caller.ask("show 通知"), lambda: watch.ask(f"close {ROLE}")),
+            lambda: shown(watch, lambda: caller.ask("show 通知"), lambda: close_window(ROLE)),
             lambda: shown(watch, lambda: bare.ask("show %d %d" % size), lambda: bare.ask("hide")),
             lambda: shown(watch, lambda: sender.ask("show 通知"), lambda: sender.ask("hide"), NOTICE_SIZE)))
         for label, mine, theirs, others in zip(LABELS, ours, plain, notice):
@@ -74,7 +74,7 @@ def popup_size(watch, platform):
         for word in words:
             if word.startswith("400x") and "+" in word:
                 width, _, rest = word.partition("x")
-                watch.ask(f"close {ROLE}")
+                close_window(ROLE)
                 caller.close()
                 return int(width), int(rest.split("+")[0])
     raise RuntimeError("no pop-up")
@@ -86,7 +86,7 @@ def first_window(bench, watch, platform, size):
         platform.stop_host()
         platform.start_host()
         caller = platform.program("rpc_caller", "IVisualizedService")
-        ours.append(shown(watch, lambda: caller.ask("show 第一条"), lambda: watch.ask(f"close {ROLE}")))
+        ours.append(shown(watch, lambda: caller.ask("show 第一条"), lambda: close_window(ROLE)))
         caller.close()
         bare = Program(BUILD / "bench" / "bare_window")
         plain.append(shown(watch, lambda: bare.ask("show %d %d" % size), lambda: bare.ask("hide")))

@@ -82,11 +82,14 @@ private slots:
         save("pictures/any.png", QSize(16, 16));
         entry = entry.replace("%1", in("bin/draw")).replace("%2", in("pictures/any.png"));
         QVERIFY(packages::writeFile(in("data/applications/other.desktop"), QByteArray(1 << 20, '[')));
-        QVERIFY(packages::writeFile(in("data/applications/zz.desktop"), entry.toUtf8()));
-        const auto found = find();
-        QTEST(!found.picture.isNull(), "hasPicture");
-        QCOMPARE(found.themeNames.size(), themeName.isEmpty() ? 2 : 3);
-        QVERIFY(themeName.isEmpty() || found.themeNames.constFirst() == themeName);
+        for (const QString &folder : {"data/applications/", "bin/"}) {
+            QVERIFY(packages::writeFile(in(folder + "zz.desktop"), entry.toUtf8()));
+            const auto found = find();
+            QTEST(!found.picture.isNull(), "hasPicture");
+            QCOMPARE(found.themeNames.size(), themeName.isEmpty() ? 2 : 3);
+            QVERIFY(themeName.isEmpty() || found.themeNames.constFirst() == themeName);
+            QVERIFY(QFile::remove(in(folder + "zz.desktop")));
+        }
     }
 
 private:

@@ -47,12 +47,6 @@ void comeUp(QWidget *window)
     QVERIFY(QTest::qWaitForWindowActive(window));
 }
 
-// Where it really is: Qt can be left with a position from before the window manager framed the window.
-QRect placeOf(const QWidget &window)
-{
-    return xclients::byRole(window.windowRole()).geometry;
-}
-
 } // namespace
 
 class TestWindows : public QObject
@@ -173,6 +167,8 @@ private slots:
     }
 
 private:
+    // Where it really is: Qt can be left with a position from before the window manager framed the window.
+    QRect placeOf(const QWidget &window) const { return m_server.place(idOf(window)); }
     // The place of a number in a property; -1 if it is not there.
     int indexIn(xcb_window_t window, const QByteArray &property, quint32 number) const
     {
