@@ -44,18 +44,7 @@ trap '[ -n "$child" ] && kill "$child" 2>/dev/null' TERM INT HUP
 mkfifo "$tmp/display" "$tmp/bus"
 server=(Xvfb -screen 0 "$size")
 if [ -n "$two" ]; then # Xvfb has one output only
-    cat >"$tmp/two.conf" <<-'END'
-	Section "Device"
-	  Identifier "card"
-	  Driver "dummy"
-	  VideoRam 65536
-	EndSection
-	Section "Screen"
-	  Identifier "screen"
-	  Device "card"
-	  DefaultDepth 24
-	EndSection
-	END
+    printf 'Section "Device"\nIdentifier "card"\nDriver "dummy"\nVideoRam 65536\nEndSection\n' >"$tmp/two.conf"
     server=(Xorg -config "$tmp/two.conf" -logfile "$tmp/xorg.log")
 fi
 "${server[@]}" -displayfd 7 -dpi 96 -nolisten tcp -noreset 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
@@ -87,10 +76,6 @@ pids+=($!)
 read -r -t 20 DBUS_SESSION_BUS_ADDRESS <"$tmp/bus" || { echo "with-x: no session bus" >&2; exit 3; }
 export DBUS_SESSION_BUS_ADDRESS
 
-if [ "$wm" != none ] && ! command -v "$wm" >/dev/null; then
-    echo "with-x: the window manager $wm is not installed" >&2
-    exit 4
-fi
 case $wm in
 none) ;;
 openbox) openbox --sm-disable --config-file "$here/openbox-rc.xml" >"$tmp/wm.log" 2>&1 & ;;

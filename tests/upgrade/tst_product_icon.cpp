@@ -82,7 +82,7 @@ private slots:
         save("pictures/any.png", QSize(16, 16));
         entry = entry.replace("%1", in("bin/draw")).replace("%2", in("pictures/any.png"));
         QVERIFY(packages::writeFile(in("data/applications/other.desktop"), QByteArray(1 << 20, '[')));
-        for (const QString &folder : {"data/applications/", "bin/"}) {
+        for (const QString &folder : {QString("data/applications/"), QString("bin/")}) {
             QVERIFY(packages::writeFile(in(folder + "zz.desktop"), entry.toUtf8()));
             const auto found = find();
             QTEST(!found.picture.isNull(), "hasPicture");
