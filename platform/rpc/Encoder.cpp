@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <google/protobuf/arena.h>
 #include <grpcpp/support/byte_buffer.h>
+#include <type_traits>
 
 namespace tarn::rpc {
 namespace {
@@ -146,9 +147,12 @@ bool Encoder::value(const QVariant &from, v1::Value *to)
     }
 }
 
-template <class Wire, class Message>
-bool encodeAs(const Message &from, grpc::ByteBuffer *to, QString *error)
+} // namespace
+
+template <class Message>
+bool encode(const Message &from, grpc::ByteBuffer *to, QString *error)
 {
+    using Wire = std::conditional_t<std::is_same_v<Message, Request>, v1::CallRequest, v1::CallResponse>;
     alignas(8) char block[FirstBlockBytes];
     google::protobuf::Arena arena(block, sizeof block);
     auto *wire = google::protobuf::Arena::CreateMessage<Wire>(&arena);
@@ -169,17 +173,8 @@ bool encodeAs(const Message &from, grpc::ByteBuffer *to, QString *error)
     return true;
 }
 
-} // namespace
-
-bool encode(const Request &from, grpc::ByteBuffer *to, QString *error)
-{
-    return encodeAs<v1::CallRequest>(from, to, error);
-}
-
-bool encode(const Response &from, grpc::ByteBuffer *to, QString *error)
-{
-    return encodeAs<v1::CallResponse>(from, to, error);
-}
+template bool encode(const Request &from, grpc::ByteBuffer *to, QString *error);
+template bool encode(const Response &from, grpc::ByteBuffer *to, QString *error);
 
 void toWire(const ObjectRef &from, v1::ObjectRef *to)
 {

@@ -26,8 +26,8 @@ QVariantMap describe(const RegistryEntry &entry)
 class HubObject final : public IInvocable
 {
 public:
-    explicit HubObject(const Registry &registry)
-        : m_registry(registry)
+    explicit HubObject(const HubService &service)
+        : m_service(service)
     {
     }
     CallResult invoke(const QString &method, const Bag &, const ICallContext &) override
@@ -38,7 +38,7 @@ public:
             result.output.values = {{QStringLiteral("pid"), QCoreApplication::applicationPid()},
                                     {QStringLiteral("program"), hub::HubProgram}};
         } else if (method == QLatin1String("List")) {
-            for (const RegistryEntry &entry : m_registry.list())
+            for (const RegistryEntry &entry : m_service.list())
                 result.output.list.append(describe(entry));
         } else {
             result.error.code = RpcError::NotFound;
@@ -47,7 +47,7 @@ public:
     }
 
 private:
-    const Registry &m_registry;
+    const HubService &m_service;
 };
 
 } // namespace
@@ -57,21 +57,19 @@ class HubServer::Private
 public:
     Private()
         : servants(std::make_shared<ServantTable>())
-        , service(registry)
         , endpoint(servants, nullptr, HubThreads)
     {
         Servant self;
         self.interfaceName = self.tag = hub::HubInterface;
-        self.object = QSharedPointer<HubObject>::create(registry);
+        self.object = QSharedPointer<HubObject>::create(service);
         self.gate = std::make_shared<CallGate>();
         self.gate->open();
         servants->insert(self);
     }
 
     quint16 port = 0;
-    Registry registry;
     std::shared_ptr<ServantTable> servants;
-    HubService service; // after the registry, before the server
+    HubService service; // before the server
     Endpoint endpoint;
 };
 

@@ -2,28 +2,31 @@
 #include "rpc/Log.h"
 #include "rpc/Messages.h"
 #include "tarn/keys/HubKeys.h"
-#include "tarn/rpc/RuntimeDir.h"
+#include <algorithm>
+#include <atomic>
 #include <grpcpp/support/server_callback.h>
 
 namespace tarn::rpc {
 namespace {
 
 constexpr int MaxObjectsPerLease = 256;
+constexpr int MaxEntries = 4096;
+constexpr int MaxName = 256;
 
-QVector<RegistryEntry> entriesOf(const v1::RegisterRequest &request)
+QString programOf(const v1::RegisterRequest &request)
 {
-    QVector<RegistryEntry> entries;
-    const QString endpoint = QString::fromStdString(request.endpoint());
-    const QString program = QString::fromStdString(request.program()).left(64);
-    for (const v1::Registration &object : request.objects()) {
-        RegistryEntry entry;
-        entry.object = {QString::fromStdString(object.interface_name()), QString::fromStdString(object.tag()), endpoint,
-                        request.epoch()};
-        entry.pid = request.pid();
-        entry.program = program;
-        entries.append(entry);
-    }
-    return entries;
+    return QString::fromStdString(request.program()).left(64);
+}
+
+QString objection(const ObjectRef &object)
+{
+    if (object.tag.isEmpty() || object.interfaceName.isEmpty() || object.endpoint.isEmpty() || object.epoch == 0)
+        return QStringLiteral("an entry lacks its tag, interface, endpoint or epoch");
+    if (object.tag.size() > MaxName || object.interfaceName.size() > MaxName || object.endpoint.size() > MaxName)
+        return QStringLiteral("a name has more than %1 characters").arg(MaxName);
+    if (object.tag == hub::HubInterface)
+        return QStringLiteral("tag \"%1\" is the hub's own").arg(object.tag);
+    return QString();
 }
 
 } // namespace
@@ -34,20 +37,16 @@ class HubService::LeaseStream final : public grpc::ServerWriteReactor<v1::Regist
 public:
     LeaseStream(HubService &hub, const v1::RegisterRequest &request)
         : m_hub(hub)
-        , m_registry(hub.m_registry)
         , m_epoch(request.epoch())
-        , m_lease(++hub.m_leases)
-        , m_program(QStringLiteral("%1 (process %2)")
-                        .arg(QString::fromStdString(request.program()).left(64))
-                        .arg(request.pid()))
+        , m_program(QStringLiteral("%1 (process %2)").arg(programOf(request)).arg(request.pid()))
     {
         if (request.objects_size() > MaxObjectsPerLease) {
             finish({grpc::StatusCode::INVALID_ARGUMENT, "too many objects"});
             return;
         }
         const QMutexLocker lock(&hub.m_mutex);
-        const QString reason =
-            m_registry.add(entriesOf(request), QString::fromStdString(request.endpoint()), request.epoch(), m_lease);
+        m_lease = ++hub.m_leases;
+        const QString reason = hub.add(request, m_lease);
         if (!reason.isEmpty()) {
             finish({grpc::StatusCode::ALREADY_EXISTS, reason.toStdString()});
             return;
@@ -68,9 +67,10 @@ public:
     void OnDone() override
     {
         trace(QStringLiteral("lease %1 of %2 ended").arg(m_lease).arg(m_program));
-        m_registry.end(m_lease);
         {
             const QMutexLocker lock(&m_hub.m_mutex);
+            for (auto it = m_hub.m_entries.begin(); it != m_hub.m_entries.end();)
+                it = it->lease == m_lease ? m_hub.m_entries.erase(it) : std::next(it);
             const auto it = m_hub.m_streams.find(m_epoch);
             if (it != m_hub.m_streams.end() && it->second == this)
                 m_hub.m_streams.erase(it);
@@ -86,22 +86,61 @@ private:
     }
 
     HubService &m_hub;
-    Registry &m_registry;
     const quint64 m_epoch;
-    const quint64 m_lease;
     const QString m_program;
+    quint64 m_lease = 0; ///< 0 where there are too many objects
     v1::RegisterReply m_reply;
     std::atomic_bool m_finished = false;
 };
 
-HubService::HubService(Registry &registry)
-    : m_registry(registry)
+/// Registers all objects of a process for a new lease, or none. Entries that an older lease of the process holds pass over
+/// to this one; those that it leaves out are removed.
+/// @return empty, or why not: an entry without a name, a tag that another process holds, or an epoch that belongs to
+///         another endpoint
+QString HubService::add(const v1::RegisterRequest &request, quint64 lease)
 {
+    const QString endpoint = QString::fromStdString(request.endpoint());
+    const quint64 epoch = request.epoch();
+    for (const RegistryEntry &held : qAsConst(m_entries)) {
+        // The epoch is no secret: it must not be enough to take a process's objects away.
+        if (held.object.epoch == epoch && held.object.endpoint != endpoint)
+            return QStringLiteral("the epoch belongs to another endpoint, of %1 (process %2)")
+                .arg(held.program)
+                .arg(held.pid);
+    }
+    QVector<RegistryEntry> entries;
+    for (const v1::Registration &each : request.objects()) {
+        const ObjectRef object{QString::fromStdString(each.interface_name()), QString::fromStdString(each.tag()),
+                               endpoint, epoch};
+        QString reason = objection(object);
+        if (!reason.isEmpty())
+            return reason;
+        const auto holder = m_entries.constFind(object.tag);
+        if (holder != m_entries.constEnd() && holder->object.epoch != epoch)
+            return QStringLiteral("tag \"%1\" is registered by %2 (process %3)")
+                .arg(object.tag, holder->program)
+                .arg(holder->pid);
+        entries.append({object, request.pid(), programOf(request), lease});
+    }
+    if (m_entries.size() + entries.size() > MaxEntries)
+        return QStringLiteral("the registry is full");
+    for (auto it = m_entries.begin(); it != m_entries.end();)
+        it = it->object.epoch == epoch ? m_entries.erase(it) : std::next(it);
+    for (const RegistryEntry &entry : qAsConst(entries))
+        m_entries.insert(entry.object.tag, entry);
+    return QString();
 }
 
-void HubService::setSelf(const ObjectRef &self)
+QVector<RegistryEntry> HubService::list() const
 {
-    m_self = self;
+    QVector<RegistryEntry> entries;
+    {
+        const QMutexLocker lock(&m_mutex);
+        for (const RegistryEntry &entry : m_entries)
+            entries.append(entry);
+    }
+    std::sort(entries.begin(), entries.end(), [](const auto &a, const auto &b) { return a.object.tag < b.object.tag; });
+    return entries;
 }
 
 grpc::ServerWriteReactor<v1::RegisterReply> *HubService::Register(grpc::CallbackServerContext *,
@@ -115,10 +154,12 @@ grpc::ServerUnaryReactor *HubService::Resolve(grpc::CallbackServerContext *conte
 {
     grpc::ServerUnaryReactor *reactor = context->DefaultReactor();
     const QString tag = QString::fromStdString(request->tag());
-    ObjectRef found;
-    if (tag == hub::HubInterface) {
-        found = m_self;
-    } else if (!m_registry.find(tag, &found)) {
+    ObjectRef found = m_self;
+    if (tag != hub::HubInterface) {
+        const QMutexLocker lock(&m_mutex);
+        found = m_entries.value(tag).object;
+    }
+    if (found.isNull()) {
         reactor->Finish({grpc::StatusCode::NOT_FOUND,
                          QStringLiteral("no object \"%1\" is registered").arg(tag.left(200)).toStdString()});
         return reactor;
@@ -131,7 +172,7 @@ grpc::ServerUnaryReactor *HubService::Resolve(grpc::CallbackServerContext *conte
 grpc::ServerUnaryReactor *HubService::List(grpc::CallbackServerContext *context, const v1::ListRequest *,
                                            v1::ListReply *reply)
 {
-    for (const RegistryEntry &entry : m_registry.list()) {
+    for (const RegistryEntry &entry : list()) {
         v1::Entry *each = reply->add_entries();
         toWire(entry.object, each->mutable_object());
         each->set_pid(entry.pid);

@@ -1,18 +1,28 @@
 #pragma once
-#include "rpc/Registry.h"
+#include "tarn/rpc/Bag.h"
 #include "tarn/v1/hub.grpc.pb.h"
+#include <QHash>
 #include <QMutex>
-#include <atomic>
+#include <QVector>
 #include <map>
 
 namespace tarn::rpc {
 
-/// The Hub service over a registry.
+/// A registered object and the process that serves it.
+struct RegistryEntry
+{
+    ObjectRef object;
+    qint64 pid = 0;
+    QString program;
+    quint64 lease = 0; ///< the stream that holds the entry
+};
+
+/// The Hub service and its registry, the objects of all processes.
 class HubService final : public v1::Hub::CallbackService
 {
 public:
-    explicit HubService(Registry &registry);
-    void setSelf(const ObjectRef &self); ///< the hub's own entry; before the server starts
+    void setSelf(const ObjectRef &self) { m_self = self; } ///< the hub's own entry; before the server starts
+    QVector<RegistryEntry> list() const;                   ///< by tag
 
     grpc::ServerWriteReactor<v1::RegisterReply> *Register(grpc::CallbackServerContext *context,
                                                           const v1::RegisterRequest *request) override;
@@ -23,12 +33,13 @@ public:
 
 private:
     class LeaseStream;
+    QString add(const v1::RegisterRequest &request, quint64 lease);
 
-    Registry &m_registry;
-    QRecursiveMutex m_mutex;                    ///< guards m_streams; gRPC may end a stream inside finish()
-    std::map<quint64, LeaseStream *> m_streams; ///< by epoch, the newest of each process
     ObjectRef m_self;
-    std::atomic<quint64> m_leases = 0;
+    mutable QRecursiveMutex m_mutex; ///< guards what follows; gRPC may end a stream inside finish()
+    QHash<QString, RegistryEntry> m_entries;
+    std::map<quint64, LeaseStream *> m_streams; ///< by epoch, the newest of each process
+    quint64 m_leases = 0;
 };
 
 } // namespace tarn::rpc

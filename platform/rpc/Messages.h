@@ -31,8 +31,8 @@ struct Response
 /// Refuses what would not arrive whole: types that the wire does not know, texts that are no valid UTF-16, too deep
 /// nesting, too many values or bytes.
 /// @return false with the reason
-bool encode(const Request &from, grpc::ByteBuffer *to, QString *error);
-bool encode(const Response &from, grpc::ByteBuffer *to, QString *error);
+template <class Message> // Request or Response
+bool encode(const Message &from, grpc::ByteBuffer *to, QString *error);
 
 /// @return false with the reason when the bytes are no such message or break a limit
 template <class Message> // Request or Response
