@@ -137,7 +137,7 @@ private slots:
         }
     }
 
-    // The waiting dialog starts nothing; the dialog of the next caller starts no account sign-in before the first has ended.
+    // The waiting dialog starts nothing; that of the next caller starts no account sign-in before the first has ended.
     void oneAttemptAtATime()
     {
         FakeClient::fake().queue("LoginByAccount", hanging(4000));
@@ -190,6 +190,18 @@ private slots:
             QCOMPARE(m_dialog->isVisible(), code != 4000);
         }
         QCOMPARE(callsOf("LoginByAccount").size(), 2);
+    }
+
+    void answeredUnderTheNotice()
+    {
+        FakeClient::fake().queue("LoginByAccount", hanging(4100));
+        BoxScript tips({"确定"});
+        const DuringTheCall act([] {
+            QTRY_VERIFY(notice());
+            FakeClient::fake().releaseHangs();
+        });
+        signIn();
+        QVERIFY(act.isDone && tips.isDone() && !notice());
     }
 
     // The application does not wait for the call, and leaves the assistant to the end of the service.

@@ -256,9 +256,10 @@ private slots:
         {
             using args::PatchIn::PatchIn;
             QSemaphore hanging, released;
+            std::atomic_bool hangs{true};
             QVariant GetValue(const QString &key) override
             {
-                if (QThread::currentThread() == qApp->thread() || key != "升级文件在本地的路径")
+                if (!hangs || QThread::currentThread() == qApp->thread() || key != "升级文件在本地的路径")
                     return args::PatchIn::GetValue(key);
                 hanging.release();
                 released.tryAcquire(1, 20000);
@@ -287,6 +288,21 @@ private slots:
             QTRY_VERIFY(!alive); // the worker has ended and deleted itself
             QCOMPARE(manager()->getSilentPatchInstallState("甲"), 2);
         }
+        // A retry forgets it, too: its late failure does not replace the state of the next worker.
+        const auto threads = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); };
+        const LongWork longWork;
+        auto slow = QSharedPointer<HangingRequest>::create(patch("甲")->bag());
+        sendPatch(slow);
+        slow->hanging.acquire();
+        slow->hangs = false;
+        const int before = workers(log);
+        const int whileItHangs = threads();
+        const BoxScript boxes({"重试"});
+        visibleDialogs().constFirst()->OnTimeOut();
+        QTRY_VERIFY(workers(log) > before); // the next one has found its patch
+        slow->released.release();
+        QTRY_VERIFY(threads() < whileItHangs);
+        QCOMPARE(query("甲"), 1);
         QVERIFY(!log.has("静默补丁安装线程未找到补丁包文件")); // a failure that no window asks for any more
     }
 
