@@ -15,11 +15,7 @@ namespace {
 constexpr int HighestPort = 65535;
 constexpr auto SegmentLimit = std::chrono::seconds(1);
 
-struct Answer
-{
-    int port = 0;
-    QString error;
-};
+using Answer = std::pair<int, QString>; // the port, 0 for none, and the reason
 
 int portIn(const QSharedMemory &segment)
 {
@@ -67,9 +63,9 @@ int hubport::read(QString &errorText)
     if (const int port = tarn::rpc::hubPort(&reason))
         return port;
     try {
-        const Answer answer = readSegmentWithLimit();
-        errorText = QStringLiteral("%1；%2").arg(reason, answer.error);
-        return answer.port;
+        const auto [port, error] = readSegmentWithLimit();
+        errorText = QStringLiteral("%1；%2").arg(reason, error);
+        return port;
     } catch (const std::system_error &error) { // no thread
         errorText = QString::fromLocal8Bit(error.what());
         return 0;

@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QSettings>
+#include <algorithm>
 
 namespace {
 constexpr qint64 MaxConfigBytes = 1 << 20;
@@ -55,15 +56,6 @@ QString machineId()
     return QString::fromUtf8(file.read(MaxConfigBytes));
 }
 
-/// The install description of a software, empty if there is none.
-QString descriptionOf(const QStringList &files, const QString &software)
-{
-    for (const QString &file : files) {
-        if (iniValue(file, QStringLiteral("SoftwareName")) == software)
-            return file;
-    }
-    return QString();
-}
 } // namespace
 
 void CServiceManagerPrivate::readLocalSettings()
@@ -102,11 +94,19 @@ void CServiceManagerPrivate::getAllInstallCfgFiles(QStringList &files) const
     VT_LOG(debug) << QStringLiteral("ini files:") + files.join(QLatin1Char(','));
 }
 
-QString CServiceManagerPrivate::getServiceInstallCfg() const
+QString CServiceManagerPrivate::descriptionOf(const QString &software) const
 {
     QStringList files;
     getAllInstallCfgFiles(files);
-    QString description = descriptionOf(files, PlatformServices);
+    const auto it = std::find_if(files.cbegin(), files.cend(), [&software](const QString &file) {
+        return iniValue(file, QStringLiteral("SoftwareName")) == software;
+    });
+    return it == files.cend() ? QString() : *it;
+}
+
+QString CServiceManagerPrivate::getServiceInstallCfg() const
+{
+    QString description = descriptionOf(PlatformServices);
     VT_LOG(debug) << QStringLiteral("software:") + PlatformServices;
     VT_LOG(debug) << QStringLiteral("service install:") + description;
     return description;
@@ -114,9 +114,7 @@ QString CServiceManagerPrivate::getServiceInstallCfg() const
 
 QString CServiceManagerPrivate::getVtAssistantInstallCfg() const
 {
-    QStringList files;
-    getAllInstallCfgFiles(files);
-    return descriptionOf(files, tarn::upgrade::OwnAssistant);
+    return descriptionOf(tarn::upgrade::OwnAssistant);
 }
 
 QString CServiceManagerPrivate::findExePathByRegedit()

@@ -23,5 +23,7 @@ public:
     QString errorText;                ///< for the user, when the start failed
 
 private:
+    QString descriptionOf(const QString &software) const; ///< empty if there is none
+
     QString m_hubProgram; ///< found last
 };

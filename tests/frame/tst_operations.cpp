@@ -345,9 +345,7 @@ private slots:
         }
         QCOMPARE(out->GetRetCode(), 6000);
         // A caller may keep the dispatcher longer than the service.
-        const auto answer = args::output<args::SoftOut>();
-        QVERIFY(dispatcher->showUpgradeDownloadDialog(args::input<args::SoftIn>(), answer));
-        QCOMPARE(m_events->take(), QList<int>{1956});
+        QVERIFY(dispatcher->showUpgradeDownloadDialog(args::input<args::SoftIn>(), args::output<args::SoftOut>()));
     }
 
 private:
