@@ -66,7 +66,10 @@ void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
     window->CreateCtrl();
     connect(window, &NotifyWnd::firstPainted, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
     connect(window, &QObject::destroyed, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
-    QTimer::singleShot(PaintPatienceMs, window, &NotifyWnd::endPaintWait);
+    auto *patience = new QTimer(window);
+    connect(patience, &QTimer::timeout, window, &NotifyWnd::endPaintWait);
+    connect(window, &NotifyWnd::firstPainted, patience, &QTimer::stop); // nothing wakes up a window that stands
+    patience->start(PaintPatienceMs);
 
     const QString id = window->GetMsgId();
     VT_LOG(info) << QStringLiteral("显示通知栏窗口。消息ID:%1").arg(id);

@@ -166,6 +166,7 @@ void CVisualizedServiceCreator::loadFonts()
 {
     if (m_fontsLoaded)
         return;
+    const QFontDatabase known; // reads the system's fonts, which the first window would otherwise wait for
     const QDir directory(QCoreApplication::applicationDirPath() + QStringLiteral("/System/share/tarn/fonts/"));
     if (!directory.exists()) {
         VT_LOG(warning) << QStringLiteral("字体文件目录不存在");

@@ -17,7 +17,6 @@
 #include "widgets/TextMenu.h"
 #include "widgets/WebLink.h"
 #include <QApplication>
-#include <QFrame>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
@@ -28,7 +27,6 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QThreadPool>
-#include <QVBoxLayout>
 
 using namespace tarn::visualized;
 
@@ -36,50 +34,45 @@ namespace {
 namespace key = tarn::message::key;
 
 // Metrics (pixels)
+constexpr int SideMargin = 40;
+constexpr int TopMargin = 35;
+constexpr int BottomMargin = 20;
+constexpr int MaxPictureHeight = 150;     // of the picture below the body
+constexpr int MaxBodyPictureHeight = 250; // of one within the body
+constexpr int MaxHeight = 400;
+constexpr int Width = 400;
+constexpr int TextWidth = Width - 2 * SideMargin;
 constexpr int ShadowWidth = 3;
+constexpr int BorderWidth = 1;
 constexpr int FrameRadius = 5;
 constexpr int HeightExtra = 14;
-constexpr int GapSum = HeightExtra - 2 * ShadowWidth; // of the gaps between the rows
+constexpr int GapSum = HeightExtra - 2 * ShadowWidth; // of the gaps between the rows, where there is room
 constexpr int ScrollBarRoom = 10;                     // right of the body: the bar and the border of the focus
 constexpr int FocusBorders = 2;                       // upper and lower
-constexpr QSize CloseIcon(16, 16);
-constexpr QSize MsgCenterIcon(18, 18);
+constexpr int FontSize = 12;                          // of body, link and button
 constexpr int BadgeSize = 19;
-constexpr int MaxTitleLines = 2;
 // Rules
+constexpr int MaxTitleLines = 2;
 constexpr int MaxShownUnread = 50;
 constexpr int MaxCountedChars = 200; // of a title, more than its lines hold
 
 // Look
-QString windowSheet(int titleSize, int bodySize, int linkSize)
+// No sheet on the window, nor on the texts: to match and apply it takes longer than the rest of a notice.
+QString closeSheet()
 {
-    return QStringLiteral("#notify-background{background-color:white;border:1px solid #C9D3E0;border-radius:%1px;}"
-                          "#notify-close-btn{border:none;border-radius:4px;background:transparent;}"
-                          "#notify-close-btn:hover{background:#EDF1F7;}"
-                          "#notify-close-btn:pressed{background:#DDE5F0;}"
-                          "#notify-close-btn:focus,#notify-msgcenter-btn:focus{border:1px solid #1E95F6;}"
-                          "#notify-msgcenter-btn{border:1px solid transparent;border-radius:4px;padding:2px 4px;"
+    return QStringLiteral("QPushButton{border:none;border-radius:4px;background:transparent;}"
+                          "QPushButton:hover{background:#EDF1F7;}"
+                          "QPushButton:pressed{background:#DDE5F0;}"
+                          "QPushButton:focus{border:1px solid #1E95F6;}");
+}
+
+QString msgCenterSheet()
+{
+    return QStringLiteral("QPushButton{border:1px solid transparent;border-radius:4px;padding:2px 4px;"
                           "background:transparent;color:#333333;text-align:left;}"
-                          "#notify-msgcenter-btn:hover{color:#1E95F6;}"
-                          "#notify-body-area{border:1px solid transparent;}"
-                          "#notify-body-area:focus{border:1px dotted #1E95F6;}"
-                          "#notify-title{font-weight:bold;font-size:%2px;font-family:微软雅黑;color:black;}"
-                          "#notify-body{font-size:%3px;font-family:微软雅黑;color:black;}"
-                          "#notify-url{font-size:%4px;font-family:微软雅黑;color:black;}")
-        .arg(FrameRadius)
-        .arg(titleSize)
-        .arg(bodySize)
-        .arg(linkSize);
-}
-
-QString msgCenterPressedSheet()
-{
-    return QStringLiteral("QPushButton:pressed{border:0px;border-color:white;background:rgb(255,255,255);}");
-}
-
-QString bodyAreaSheet()
-{
-    return QStringLiteral("background-color:white;");
+                          "QPushButton:focus{border:1px solid #1E95F6;}"
+                          "QPushButton:hover{color:#1E95F6;}"
+                          "QPushButton:pressed{border:0px;border-color:white;background:rgb(255,255,255);}");
 }
 
 QString linkLook()
@@ -87,16 +80,21 @@ QString linkLook()
     return QStringLiteral("color:%1;text-decoration:none").arg(look::LinkBlue);
 }
 
-QString scrollBarSheet(int width)
+QString scrollBarSheet()
 {
-    return QStringLiteral("QScrollBar:vertical{background:rgba(240,240,240,0.8);width:%1px;margin:12px 0px 12px 0px;"
+    return QStringLiteral("QScrollBar:vertical{background:rgba(240,240,240,0.8);width:8px;margin:12px 0px 12px 0px;"
                           "border-radius:4px;}"
-                          "QScrollBar::handle:vertical{background:#C8C8C8;border-radius:%2px;min-height:24px;}"
+                          "QScrollBar::handle:vertical{background:#C8C8C8;border-radius:4px;min-height:24px;}"
                           "QScrollBar::handle:vertical:hover{background:#AAAAAA;}"
                           "QScrollBar::add-line:vertical,QScrollBar::sub-line:vertical{height:0px;}"
-                          "QScrollBar::add-page:vertical,QScrollBar::sub-page:vertical{background:transparent;}")
-        .arg(width)
-        .arg(width / 2);
+                          "QScrollBar::add-page:vertical,QScrollBar::sub-page:vertical{background:transparent;}");
+}
+
+QString bodyAreaSheet()
+{
+    return QStringLiteral("*{background-color:white;}"
+                          "#notify-body-area{border:1px solid transparent;}"
+                          "#notify-body-area:focus{border:1px dotted #1E95F6;}");
 }
 
 QString emptyBadgeSheet()
@@ -109,11 +107,11 @@ QString badgeSheet()
     return QStringLiteral("QLabel{border-image: url(:/images/images/RedNum.png);color: white;}");
 }
 
-QString bodyHtml(int fontSize, const QString &content)
+QString bodyHtml(const QString &content)
 {
     return QStringLiteral(
-               "<p style='line-height:120%;font-size:%1px;font-family:微软雅黑;white-space: pre-wrap;'>%2</p>")
-        .arg(QString::number(fontSize), safehtml::reduce(content, safehtml::notice()).text);
+               "<p style='line-height:120%;font-size:12px;font-family:微软雅黑;white-space: pre-wrap;'>%1</p>")
+        .arg(safehtml::reduce(content, safehtml::notice()).text);
 }
 
 // The sizes of a notice are given in pixels and not scaled.
@@ -124,10 +122,28 @@ QFont fontOf(int pixelSize)
     return font;
 }
 
-// From the shared pictures: a QIcon of the vector file would add a pixmap to the cache for each notice.
-QIcon icon(const QString &path, const QSize &size)
+void setLook(QLabel *label, const char *name, const QFont &font)
 {
-    return QIcon(picture::load(path, size, qApp->devicePixelRatio()));
+    label->setObjectName(QLatin1String(name));
+    label->setFont(font);
+    QPalette colors = label->palette();
+    colors.setColor(QPalette::WindowText, Qt::black);
+    label->setPalette(colors);
+}
+
+// A flat button with a picture from the shared ones: a QIcon of the vector file would add a pixmap to the cache for each
+// notice.
+QPushButton *flatButton(const char *name, const QString &picture, const QSize &size, QWidget *parent)
+{
+    auto *button = new QPushButton(parent);
+    button->setObjectName(QLatin1String(name));
+    button->setIcon(picture::load(picture, size, qApp->devicePixelRatio()));
+    button->setIconSize(size);
+    button->setFlat(true);
+    button->setFont(fontOf(FontSize));
+    button->setCursor(Qt::PointingHandCursor);
+    button->setFocusPolicy(Qt::TabFocus);
+    return button;
 }
 
 } // namespace
@@ -162,11 +178,15 @@ NotifyWnd::NotifyWnd(QWidget *parent)
     look::prepareWindow(this, QStringLiteral("消息通知"));
     accessible::setRole(this, QAccessible::Notification); // announced without the focus
     AdjustSizeByScreen();
-    setFixedSize(m_width, m_maxHeight);
     InitUi();
     connect(Compositor::instance(), &Compositor::changed, this, &NotifyWnd::updateShape);
     if (const QScreen *screen = QGuiApplication::primaryScreen())
         connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NotifyWnd::DpiChanged);
+}
+
+QString NotifyWnd::GetMsgId() const
+{
+    return textOf(key::MsgId);
 }
 
 QPoint NotifyWnd::cornerPos(int dx, int dy) const
@@ -192,9 +212,8 @@ QSize NotifyWnd::ScreenSize() const
 void NotifyWnd::setData(const QMap<QString, QVariant> &data)
 {
     m_data = data;
-    m_msgId = textOf(key::MsgId);
     showTitle(textOf(key::MsgTitle));
-    m_body->showHtml(bodyHtml(m_bodyFontSize, textOf(key::MsgContent)));
+    m_body->showHtml(bodyHtml(textOf(key::MsgContent)));
     setLink(textOf(key::LinkText), textOf(key::LinkAdress));
     SetPicPath(textOf(key::PicFilePath));
     setAccessibleName(windowTitle() + QStringLiteral("：") + m_title->accessibleName());
@@ -204,72 +223,45 @@ void NotifyWnd::setData(const QMap<QString, QVariant> &data)
 
 void NotifyWnd::CreateCtrl()
 {
-    delete m_msgCenterButton;
-    m_msgCenterButton =
-        new QPushButton(icon(look::icon::MessageCenter, MsgCenterIcon), QStringLiteral("消息中心 "), m_background);
-    m_msgCenterButton->setObjectName(QStringLiteral("notify-msgcenter-btn"));
-    m_msgCenterButton->setFlat(true);
-    m_msgCenterButton->setIconSize(MsgCenterIcon);
-    m_msgCenterButton->setFont(fontOf(m_bodyFontSize));
-    m_msgCenterButton->setCursor(Qt::PointingHandCursor);
-    m_msgCenterButton->setFocusPolicy(Qt::TabFocus);
-    m_msgCenterButton->setStyleSheet(msgCenterPressedSheet());
-    const QSize hint = m_msgCenterButton->sizeHint();
-    m_msgCenterButton->setFixedSize(hint.width() + BadgeSize, qMax(hint.height(), BadgeSize));
-    m_msgCenterButton->move(6, 5);
-    connect(m_msgCenterButton, &QPushButton::clicked, this, &NotifyWnd::MsgBtnClick);
-
-    auto *badge = new QLabel(m_msgCenterButton);
-    badge->setObjectName(QStringLiteral("notify-badge"));
-    badge->setFixedSize(BadgeSize, BadgeSize);
-    badge->move(m_msgCenterButton->width() - BadgeSize, (m_msgCenterButton->height() - BadgeSize) / 2);
-    badge->setAttribute(Qt::WA_TransparentForMouseEvents);
-    showBadge(badge);
-    m_msgCenterButton->setVisible(true);
-    const QWidgetList stops{m_bodyArea, m_link, m_msgCenterButton, m_closeButton};
-    for (int i = 1; i < stops.size(); ++i)
-        setTabOrder(stops.at(i - 1), stops.at(i));
-}
-
-void NotifyWnd::showBadge(QLabel *badge) const
-{
+    m_msgCenterButton->show();
     if (m_unreadCount < 1) {
-        badge->setStyleSheet(emptyBadgeSheet());
+        m_badge->setStyleSheet(emptyBadgeSheet());
+        m_badge->clear();
         m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心"));
         return;
     }
     const QString number = QString::number(qMin(m_unreadCount, MaxShownUnread));
-    badge->setFont(fontOf(11));
-    badge->setStyleSheet(badgeSheet());
-    badge->setText(number);
-    badge->setScaledContents(true);
-    badge->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
-    badge->show();
+    m_badge->setFont(fontOf(11));
+    m_badge->setStyleSheet(badgeSheet());
+    m_badge->setText(number);
+    m_badge->setScaledContents(true);
+    m_badge->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
+    m_badge->show();
     m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心，%1条未读消息").arg(number));
     VT_LOG(info) << QStringLiteral("通知栏消息：未读数量") + number;
 }
 
 void NotifyWnd::MsgBtnClick()
 {
-    VT_LOG(info) << QStringLiteral("通知栏窗口打开消息中心。消息ID:%1").arg(m_msgId);
+    VT_LOG(info) << QStringLiteral("通知栏窗口打开消息中心。消息ID:%1").arg(GetMsgId());
     auto input = QSharedPointer<CMessageService_InputArgs>::create();
     const auto posted =
         CManagerAccess::post(CVisualizedEvents::eShowMessageCenterDialog, std::make_unique<CMsgCenterEventData>(input));
     if (posted == CManagerAccess::Posted::Yes)
         CloseDlg();
     else // the notice stays, so that the user can try again
-        VT_LOG(warning) << QStringLiteral("通知栏窗口打开消息中心失败。消息ID:%1").arg(m_msgId);
+        VT_LOG(warning) << QStringLiteral("通知栏窗口打开消息中心失败。消息ID:%1").arg(GetMsgId());
 }
 
 void NotifyWnd::OnlinkActivated(QString link)
 {
-    VT_LOG(info) << QStringLiteral("消息以点击-消息id:") + m_msgId;
+    VT_LOG(info) << QStringLiteral("消息以点击-消息id:") + GetMsgId();
     if (!weblink::open(link)) {
-        VT_LOG(warning) << QStringLiteral("通知栏消息：链接无法打开。消息ID:%1").arg(m_msgId);
+        VT_LOG(warning) << QStringLiteral("通知栏消息：链接无法打开。消息ID:%1").arg(GetMsgId());
         return;
     }
     CMsgUpdTaskData task;
-    task.msgIds = QStringList(m_msgId);
+    task.msgIds = QStringList(GetMsgId());
     task.receipt = tarn::message::receipt::Clicked;
     QThreadPool::globalInstance()->start(new CMsgDataUpdTask(task));
 }
@@ -290,15 +282,21 @@ void NotifyWnd::endPaintWait()
 
 void NotifyWnd::paintEvent(QPaintEvent *)
 {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
     if (Compositor::instance()->isRunning()) {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(30, 50, 80, 14));
         for (int i = 0; i < ShadowWidth; ++i)
             painter.drawRoundedRect(rect().adjusted(i, i, -i, -i), FrameRadius + ShadowWidth - i,
                                     FrameRadius + ShadowWidth - i);
     }
+    painter.setBrush(QColor(0xC9D3E0));
+    const QRectF frame = m_background->geometry();
+    painter.drawRoundedRect(frame, FrameRadius, FrameRadius);
+    painter.setBrush(Qt::white);
+    painter.drawRoundedRect(frame.adjusted(BorderWidth, BorderWidth, -BorderWidth, -BorderWidth),
+                            FrameRadius - BorderWidth, FrameRadius - BorderWidth);
     endPaintWait();
 }
 
@@ -328,48 +326,52 @@ void NotifyWnd::keyPressEvent(QKeyEvent *e)
 
 void NotifyWnd::InitUi()
 {
-    setStyleSheet(windowSheet(m_titleFontSize, m_bodyFontSize, m_linkFontSize));
-    m_background = new QFrame(this);
+    m_background = new QWidget(this);
     m_background->setObjectName(QStringLiteral("notify-background"));
-    // Screen readers take the role of a QFrame for a window, and ignore the focus inside one that is not active.
-    accessible::setRole(m_background, QAccessible::Client);
-    m_background->setFixedWidth(m_width - 2 * ShadowWidth);
-    m_background->move(ShadowWidth, ShadowWidth);
-
-    const int textLeft = m_sideMargin - ShadowWidth;
-    m_layout = new QVBoxLayout(m_background);
-    m_layout->setContentsMargins(textLeft, m_topMargin, textLeft - ScrollBarRoom, m_bottomMargin);
     m_title = new ElideLabel(m_background);
-    m_title->setObjectName(QStringLiteral("notify-title"));
-    m_title->setFixedWidth(m_width - 2 * m_sideMargin);
+    QFont bold = fontOf(15);
+    bold.setBold(true);
+    setLook(m_title, "notify-title", bold);
+    m_title->setFixedWidth(TextWidth);
     m_title->setMaximumLines(MaxTitleLines);
+    makeBody();
     m_picture = new QLabel(m_background);
     m_picture->setObjectName(QStringLiteral("notify-picture"));
-    m_bodyArea = bodyArea();
+    // Tab follows the order of creation.
     m_link = new LinkLabel(m_background);
-    m_link->setObjectName(QStringLiteral("notify-url"));
+    setLook(m_link, "notify-url", fontOf(FontSize));
     connect(m_link, &QLabel::linkActivated, this, &NotifyWnd::OnlinkActivated);
-    for (QWidget *row : {static_cast<QWidget *>(m_title), static_cast<QWidget *>(m_bodyArea),
-                         static_cast<QWidget *>(m_picture), static_cast<QWidget *>(m_link)})
-        m_layout->addWidget(row, 0, Qt::AlignLeft | Qt::AlignTop);
-    m_layout->addStretch();
-    m_closeButton = closeButton();
+    m_msgCenterButton = flatButton("notify-msgcenter-btn", look::icon::MessageCenter, QSize(18, 18), m_background);
+    m_msgCenterButton->setText(QStringLiteral("消息中心 "));
+    m_msgCenterButton->setStyleSheet(msgCenterSheet());
+    m_msgCenterButton->hide(); // until CreateCtrl()
+    connect(m_msgCenterButton, &QPushButton::clicked, this, &NotifyWnd::MsgBtnClick);
+    m_badge = new QLabel(m_msgCenterButton);
+    m_badge->setObjectName(QStringLiteral("notify-badge"));
+    m_badge->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_closeButton = flatButton("notify-close-btn", look::icon::CloseNotice, QSize(16, 16), m_background);
+    m_closeButton->setAccessibleName(QStringLiteral("关闭"));
+    m_closeButton->setStyleSheet(closeSheet());
+    connect(m_closeButton, &QPushButton::clicked, this, &NotifyWnd::CloseDlg);
+
+    const QSize hint = m_msgCenterButton->sizeHint();
+    m_msgCenterButton->setGeometry(6, 5, hint.width() + BadgeSize, qMax(hint.height(), BadgeSize));
+    m_badge->setGeometry(hint.width(), (m_msgCenterButton->height() - BadgeSize) / 2, BadgeSize, BadgeSize);
 }
 
-QScrollArea *NotifyWnd::bodyArea()
+void NotifyWnd::makeBody()
 {
-    auto *area = new QScrollArea(m_background);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->setFocusPolicy(Qt::NoFocus);
-    area->setStyleSheet(bodyAreaSheet());
-    area->setFixedWidth(m_width - 2 * m_sideMargin + ScrollBarRoom);
-    removeScrollBarMenus(area);
-    m_body = new RichTextLabel(m_width - 2 * m_sideMargin, m_bodyPictureHeight, area);
-    m_body->setObjectName(QStringLiteral("notify-body"));
+    m_bodyArea = new QScrollArea(m_background);
+    m_bodyArea->setFrameShape(QFrame::NoFrame);
+    m_bodyArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_bodyArea->setFocusPolicy(Qt::NoFocus);
+    removeScrollBarMenus(m_bodyArea);
+    m_body = new RichTextLabel(TextWidth, MaxBodyPictureHeight, m_bodyArea);
+    setLook(m_body, "notify-body", fontOf(FontSize));
     connect(m_body, &RichTextLabel::heightChanged, this, &NotifyWnd::grow);
-    area->setWidget(m_body);
-    return area;
+    m_bodyArea->setWidget(m_body);
+    m_bodyArea->viewport()->setAutoFillBackground(false); // the ground is white
+    m_body->setAutoFillBackground(false);
 }
 
 // The bar's sheet takes time that short notices need not spend.
@@ -379,55 +381,31 @@ void NotifyWnd::makeBodyScroll()
         return;
     m_bodyArea->setFocusPolicy(Qt::TabFocus); // the arrow keys scroll it
     m_bodyArea->setObjectName(QStringLiteral("notify-body-area"));
-    m_bodyArea->setStyleSheet(bodyAreaSheet()); // again: the window's rules for the new name apply now
-    m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet(8));
-}
-
-QPushButton *NotifyWnd::closeButton()
-{
-    auto *button = new QPushButton(icon(look::icon::CloseNotice, CloseIcon), QString(), m_background);
-    button->setObjectName(QStringLiteral("notify-close-btn"));
-    button->setAccessibleName(QStringLiteral("关闭"));
-    button->setFlat(true);
-    button->setFixedSize(24, 24);
-    button->setIconSize(CloseIcon);
-    button->setCursor(Qt::PointingHandCursor);
-    button->setFocusPolicy(Qt::TabFocus);
-    connect(button, &QPushButton::clicked, this, &NotifyWnd::CloseDlg);
-    return button;
+    m_bodyArea->setStyleSheet(bodyAreaSheet());
+    m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet());
 }
 
 void NotifyWnd::AdjustSizeByScreen()
 {
-    m_sideMargin = 40;
-    m_topMargin = 35;
-    m_bottomMargin = 20;
-    m_pictureHeight = 150;
-    m_bodyPictureHeight = 250;
-    m_maxHeight = 400;
-    m_width = 400;
-    m_titleFontSize = 15;
-    m_bodyFontSize = 12;
-    m_linkFontSize = 12;
+    setFixedSize(Width, MaxHeight);
 }
 
 void NotifyWnd::SetPicPath(const QString &path)
 {
-    m_picturePath = path;
     m_picture->hide();
     if (path.isEmpty())
         return;
-    const QSize box(m_width - 2 * m_sideMargin, m_pictureHeight);
-    picture::readLater(this, path, box, devicePixelRatioF(), [this, path](const QImage &image) {
-        if (path == m_picturePath)
-            showPicture(image);
-    });
+    picture::readLater(this, path, QSize(TextWidth, MaxPictureHeight), devicePixelRatioF(),
+                       [this, path](const QImage &image) {
+                           if (path == textOf(key::PicFilePath))
+                               showPicture(image);
+                       });
 }
 
 void NotifyWnd::showPicture(const QImage &image)
 {
     if (image.isNull()) {
-        VT_LOG(warning) << QStringLiteral("通知栏消息：图片无法显示。消息ID:%1").arg(m_msgId);
+        VT_LOG(warning) << QStringLiteral("通知栏消息：图片无法显示。消息ID:%1").arg(GetMsgId());
         return;
     }
     m_picture->setPixmap(QPixmap::fromImage(image));
@@ -448,8 +426,8 @@ void NotifyWnd::showTitle(const QString &title)
 
 void NotifyWnd::setLink(const QString &text, const QString &address)
 {
-    const QString shown = text::elided((text.isEmpty() ? address : text).simplified(), fontOf(m_linkFontSize),
-                                       m_width - 2 * m_sideMargin);
+    const QString shown = text::elided((text.isEmpty() ? address : text).simplified(), fontOf(FontSize), TextWidth);
+    m_link->ensurePolished();
     m_link->setVisible(!shown.isEmpty());
     m_link->showLink(shown, address, linkLook());
     m_link->setAccessibleName(shown);
@@ -468,24 +446,29 @@ void NotifyWnd::ResizeWnd()
 {
     const bool hasPicture = !m_picture->isHidden();
     const bool hasLink = !m_link->isHidden();
-    m_layout->setSpacing(GapSum / (1 + int(hasPicture) + int(hasLink)));
-    if (hasLink) {
-        m_link->ensurePolished();
-        m_link->setFixedSize(m_link->sizeHint().width() + m_sideMargin, m_link->sizeHint().height());
-    }
+    if (hasLink)
+        m_link->resize(m_link->sizeHint() + QSize(SideMargin, 0));
     if (hasPicture)
-        m_picture->setFixedSize(m_picture->sizeHint());
-    const int others = m_title->height() + (hasLink ? m_link->height() : 0) + (hasPicture ? m_picture->height() : 0) +
-                       m_topMargin + m_bottomMargin + HeightExtra;
-    const int bodyRoom = m_maxHeight - others;
+        m_picture->resize(m_picture->sizeHint());
+    const int rows = m_title->height() + (hasLink ? m_link->height() : 0) + (hasPicture ? m_picture->height() : 0);
+    const int others = rows + TopMargin + BottomMargin + HeightExtra;
+    const int bodyRoom = MaxHeight - others;
     const bool scrolls = m_body->height() > bodyRoom;
     if (scrolls)
         makeBodyScroll();
-    m_bodyArea->setFixedHeight(scrolls ? m_body->heightOfWholeLines(bodyRoom - FocusBorders) + FocusBorders
-                                       : m_body->height());
-    setFixedHeight(qMin(others + m_body->height(), m_maxHeight));
-    m_background->setFixedHeight(height() - 2 * ShadowWidth);
-    m_closeButton->move(m_background->width() - m_closeButton->width() - 5, 5);
+    m_bodyArea->resize(TextWidth + ScrollBarRoom,
+                       scrolls ? m_body->heightOfWholeLines(bodyRoom - FocusBorders) + FocusBorders : m_body->height());
+    setFixedHeight(qMin(others + m_body->height(), MaxHeight));
+    const int room = height() - others + HeightExtra - 2 * (ShadowWidth + BorderWidth) - m_bodyArea->height();
+    const int gap = qMin(GapSum, room) / (1 + int(hasPicture) + int(hasLink));
+    int top = TopMargin + BorderWidth;
+    for (QWidget *row : std::initializer_list<QWidget *>{m_title, m_bodyArea, m_picture, m_link}) {
+        row->move(SideMargin - ShadowWidth + BorderWidth, top);
+        if (!row->isHidden())
+            top += row->height() + gap;
+    }
+    m_background->setGeometry(rect().adjusted(ShadowWidth, ShadowWidth, -ShadowWidth, -ShadowWidth));
+    m_closeButton->setGeometry(m_background->width() - 24 - 5, 5, 24, 24);
     updateShape();
 }
 

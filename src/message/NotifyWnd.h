@@ -5,11 +5,9 @@
 #include <QWidget>
 
 class ElideLabel;
-class QFrame;
 class QLabel;
 class QPushButton;
 class QScrollArea;
-class QVBoxLayout;
 
 namespace tarn::visualized {
 class LinkLabel;
@@ -31,7 +29,7 @@ public:
     explicit NotifyWnd(QWidget *parent);
 
     QMap<QString, QVariant> data() const { return m_data; }
-    QString GetMsgId() const { return m_msgId; }
+    QString GetMsgId() const;
     int GetUnReadMsgNum() const { return m_unreadCount; }
     bool wasPainted() const { return m_painted; } ///< it has been on the screen
     /// The right and bottom of the primary screen's available area, less dx and dy.
@@ -41,7 +39,7 @@ public:
 
     void SetUnReadMsgNum(int count) { m_unreadCount = count; }
     void setData(const QMap<QString, QVariant> &data);
-    void CreateCtrl(); ///< builds button and badge; after SetUnReadMsgNum()
+    void CreateCtrl(); ///< shows button and badge; after SetUnReadMsgNum()
     /// @param callback called once, when the window closes; may be null
     void SetWndCallBack(void (*callback)()) { m_callback = callback; }
     void CloseDlg() { close(); }
@@ -63,9 +61,8 @@ protected:
 
 private:
     void InitUi();
-    QScrollArea *bodyArea();
+    void makeBody();
     void makeBodyScroll();
-    QPushButton *closeButton();
     void AdjustSizeByScreen();
     void SetPicPath(const QString &path);
     void showPicture(const QImage &image);
@@ -74,34 +71,20 @@ private:
     void ResizeWnd();
     void grow();
     void updateShape();
-    void showBadge(QLabel *badge) const;
     QString textOf(const QString &key) const { return m_data.value(key).toString(); }
 
-    int m_sideMargin = 0;
-    int m_topMargin = 0;
-    int m_bottomMargin = 0;
-    int m_pictureHeight = 0;
-    int m_bodyPictureHeight = 0;
-    int m_maxHeight = 0;
-    int m_width = 0;
-    int m_titleFontSize = 0;
-    int m_bodyFontSize = 0;
-    int m_linkFontSize = 0;
-
     QMap<QString, QVariant> m_data;
-    QString m_msgId;
-    QString m_picturePath;
     int m_unreadCount = 0;
     void (*m_callback)() = nullptr;
     bool m_painted = false;
 
-    QFrame *m_background = nullptr;
-    QVBoxLayout *m_layout = nullptr;
+    QWidget *m_background = nullptr;
     ElideLabel *m_title = nullptr;
     tarn::visualized::RichTextLabel *m_body = nullptr;
     QScrollArea *m_bodyArea = nullptr;
     QLabel *m_picture = nullptr;
     tarn::visualized::LinkLabel *m_link = nullptr;
     QPushButton *m_msgCenterButton = nullptr;
+    QLabel *m_badge = nullptr;
     QPushButton *m_closeButton = nullptr;
 };

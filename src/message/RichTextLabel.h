@@ -7,13 +7,15 @@
 namespace tarn::visualized {
 
 /// A label for rich text from outside: of fixed width, as high as the text needs. Unlike a plain label it breaks every
-/// word where it must, and loads nothing but local pictures. Style sheets give its font and colour. Takes no input.
+/// word where it must, and loads nothing but local pictures. Its font and its palette give font and colour. Takes no input.
 class RichTextLabel final : public QLabel
 {
     Q_OBJECT
 public:
     RichTextLabel(int width, int maxPictureHeight, QWidget *parent);
 
+    QSize sizeHint() const override { return size(); }
+    QSize minimumSizeHint() const override { return size(); }
     /// Height of as many whole lines as fit into height; the label's own height if all do.
     int heightOfWholeLines(int height) const;
     /// @param html reduced, see SafeHtml.h
