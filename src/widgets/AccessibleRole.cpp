@@ -1,6 +1,7 @@
 #include "widgets/AccessibleRole.h"
 #include <QAccessibleWidget>
 #include <QVariant>
+#include <QWidget>
 
 namespace tarn::visualized::accessible {
 namespace {

@@ -1,4 +1,5 @@
 #include "widgets/ForeignWindow.h"
+#include <QByteArray>
 #include <limits>
 
 #include <X11/Xlib.h>

@@ -22,13 +22,6 @@
 
 using namespace tarn::visualized;
 
-namespace upgrade {
-class CSpaced final : public QDialog
-{
-    Q_OBJECT
-};
-} // namespace upgrade
-
 class TestLooks : public QObject
 {
     Q_OBJECT
@@ -147,16 +140,6 @@ private slots:
             QCoreApplication::sendEvent(button, &held);
             QCOMPARE(clicked.count(), 3);
         }
-    }
-
-    void windowsOfOurs()
-    {
-        upgrade::CSpaced window;
-        look::prepareWindow(&window, "在线升级");
-        QCOMPARE(window.objectName(), QString("CSpaced"));
-        QCOMPARE(window.windowRole(), QString("CSpaced"));
-        window.setWindowFlags(Qt::Dialog | Qt::FramelessWindowHint); // does not bring it back
-        QVERIFY(!window.testAttribute(Qt::WA_QuitOnClose));
     }
 
     void frontOfAWindowThatGoes()

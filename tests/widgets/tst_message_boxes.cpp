@@ -80,7 +80,7 @@ private slots:
 
     void longTextScrollsByKeyboard()
     {
-        CustomMessageBox shortBox(Title, "短", eTipNormal, nullptr);
+        CustomMessageBox shortBox(Title, "一\n二\n三", eTipNormal, nullptr);
         QCOMPARE(shortBox.findChild<QScrollArea *>()->focusPolicy(), Qt::NoFocus);
         CustomMessageBox box(Title, QString("一行文字\r\n").repeated(200), eTipNormal, nullptr);
         box.show();
@@ -220,6 +220,7 @@ private slots:
         CstmTimingMessageBox("已复制", 120, nullptr);
         QVERIFY(timer.elapsed() >= 110);
         CstmTimingMessageBox("已复制", -5, nullptr); // must not stay for ever
+        QCOMPARE(CTimingMessageBox(QString(999, 'a'), 1, nullptr).size(), QSize(860, 90));
         QTimer::singleShot(0, [] { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape); });
         CstmTimingMessageBox("已复制", 3600000, nullptr);
     }

@@ -98,9 +98,11 @@ private slots:
         }
     }
 
-    void escapeCloses()
+    void namesAndEscape()
     {
         const QPointer<Window> window = new Window;
+        QCOMPARE(window->objectName(), QString("ToolDialog")); // the class, without its namespaces
+        QCOMPARE(window->windowRole(), QString("ToolDialog"));
         window->setAttribute(Qt::WA_DeleteOnClose);
         QSignalSpy rejected(window, &QDialog::rejected);
         QSignalSpy lastClosed(qApp, &QGuiApplication::lastWindowClosed);
