@@ -10,6 +10,6 @@ TARN_FUZZ_TARGET("wire")
     QString error;
     tarn::rpc::Request request;
     tarn::rpc::decode(bytes, &request, &error);
-    tarn::rpc::Response response;
-    tarn::rpc::decode(bytes, &response, &error);
+    tarn::rpc::CallResult answer;
+    tarn::rpc::decode(bytes, &answer, &error);
 }

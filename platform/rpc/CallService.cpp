@@ -102,18 +102,18 @@ grpc::Status CallService::Running::answer()
     if (isCancelled())
         return abandoned();
     Request request;
-    Response response;
+    CallResult result;
     QString error;
     if (!decode(m_in, &request, &error))
         return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
     m_in.Clear(); // a long call need not keep the bytes
     hold(-m_held);
-    grpc::Status status = m_service.perform(request, *this, &response);
+    grpc::Status status = m_service.perform(request, *this, &result);
     if (!status.ok())
         return status;
     if (isLate()) // the caller learns the same from the earlier of the two clocks
         return abandoned();
-    if (!encode(response, m_out, &error))
+    if (!encode(result, m_out, &error))
         return refusal(grpc::StatusCode::INTERNAL,
                        QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
     hold(static_cast<qint64>(m_out->Length())); // until the caller has read it
@@ -138,7 +138,7 @@ grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context
     return call;
 }
 
-grpc::Status CallService::perform(const Request &request, const ICallContext &context, Response *response) const
+grpc::Status CallService::perform(const Request &request, const ICallContext &context, CallResult *result) const
 {
     if (request.epoch != 0 && request.epoch != m_epoch)
         return refusal(grpc::StatusCode::FAILED_PRECONDITION, QStringLiteral("the object's process has gone"));
@@ -154,13 +154,12 @@ grpc::Status CallService::perform(const Request &request, const ICallContext &co
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" is withdrawn").arg(servant.tag));
     if (RpcLog::print())
         trace(QStringLiteral("%1.%2").arg(servant.tag, request.method));
-    CallResult result = invoke(*servant.object, request, context);
-    if (result.error.code == RpcError::NotFound)
+    *result = invoke(*servant.object, request, context);
+    if (result->error.code == RpcError::NotFound)
         return refusal(grpc::StatusCode::UNIMPLEMENTED,
                        QStringLiteral("%1 has no method \"%2\"").arg(servant.interfaceName, request.method.left(200)));
-    if (result.error.code != RpcError::None)
-        return refusal(grpc::StatusCode::INTERNAL, QString::fromStdString(result.error.message));
-    *response = {result.accepted, result.retCode, result.errorText, std::move(result.output)};
+    if (result->error.code != RpcError::None)
+        return refusal(grpc::StatusCode::INTERNAL, QString::fromStdString(result->error.message));
     return grpc::Status::OK;
 }
 

@@ -20,7 +20,7 @@ public:
 
 private:
     class Running;
-    grpc::Status perform(const Request &request, const ICallContext &context, Response *response) const;
+    grpc::Status perform(const Request &request, const ICallContext &context, CallResult *result) const;
 
     const std::shared_ptr<const ServantTable> m_servants;
     const std::shared_ptr<ClientSide> m_client; ///< for objects that callers pass; null in the hub

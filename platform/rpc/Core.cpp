@@ -223,14 +223,14 @@ RpcError Rpc::Private::publish()
 {
     const QMutexLocker order(&m_publishing);
     std::shared_ptr<Server> server;
-    std::vector<Registered> objects;
+    std::vector<ObjectRef> objects;
     {
         const QMutexLocker lock(&m_mutex);
         server = m_server;
         for (const auto &adapter : m_adapters) {
             for (const auto &servant : adapter->servants) {
                 if (adapter->active && servant.second.published)
-                    objects.push_back({servant.second.interfaceName, servant.second.tag});
+                    objects.push_back({servant.second.interfaceName, servant.second.tag, {}, 0});
             }
         }
     }

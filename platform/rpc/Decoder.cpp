@@ -124,11 +124,11 @@ public:
                        number(Wire::kEpochFieldNumber, Fixed64, [to](quint64 raw) { to->epoch = raw; }),
                        nested(Wire::kInputFieldNumber, [this, to] { return bag(&to->input); }));
     }
-    bool read(Response *to)
+    bool read(CallResult *to)
     {
         using Wire = v1::CallResponse;
         return message(number(Wire::kAcceptedFieldNumber, Varint, [to](quint64 raw) { to->accepted = raw != 0; }),
-                       int32(Wire::kCodeFieldNumber, &to->code), text(Wire::kErrorFieldNumber, &to->error),
+                       int32(Wire::kCodeFieldNumber, &to->retCode), text(Wire::kErrorFieldNumber, &to->errorText),
                        nested(Wire::kOutputFieldNumber, [this, to] { return bag(&to->output); }));
     }
     QString error() const { return m_error; }
@@ -282,6 +282,6 @@ bool decode(const grpc::ByteBuffer &from, Message *to, QString *error)
     return isRead;
 }
 template bool decode(const grpc::ByteBuffer &from, Request *to, QString *error);
-template bool decode(const grpc::ByteBuffer &from, Response *to, QString *error);
+template bool decode(const grpc::ByteBuffer &from, CallResult *to, QString *error);
 
 } // namespace tarn::rpc

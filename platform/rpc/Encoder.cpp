@@ -23,11 +23,11 @@ public:
         return text(from.interfaceName, to->mutable_interface_name()) && text(from.object, to->mutable_object()) &&
                text(from.method, to->mutable_method()) && bag(from.input, to->mutable_input());
     }
-    bool write(const Response &from, v1::CallResponse *to)
+    bool write(const CallResult &from, v1::CallResponse *to)
     {
         to->set_accepted(from.accepted);
-        to->set_code(from.code);
-        return text(from.error, to->mutable_error()) && bag(from.output, to->mutable_output());
+        to->set_code(from.retCode);
+        return text(from.errorText, to->mutable_error()) && bag(from.output, to->mutable_output());
     }
     QString error() const { return m_error; }
 
@@ -174,7 +174,7 @@ bool encode(const Message &from, grpc::ByteBuffer *to, QString *error)
 }
 
 template bool encode(const Request &from, grpc::ByteBuffer *to, QString *error);
-template bool encode(const Response &from, grpc::ByteBuffer *to, QString *error);
+template bool encode(const CallResult &from, grpc::ByteBuffer *to, QString *error);
 
 void toWire(const ObjectRef &from, v1::ObjectRef *to)
 {

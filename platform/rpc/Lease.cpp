@@ -106,7 +106,7 @@ void Lease::setHub(const Address &hub)
     m_signal->changed.notify_all();
 }
 
-RpcError Lease::set(const std::vector<Registered> &objects)
+RpcError Lease::set(const std::vector<ObjectRef> &objects)
 {
     std::unique_lock<std::mutex> lock(m_signal->mutex);
     m_wanted = objects;
@@ -215,7 +215,7 @@ void Lease::replaceStream(std::unique_lock<std::mutex> &lock, const std::shared_
     lock.lock();
 }
 
-std::shared_ptr<Lease::Stream> Lease::openStream(const Address &hub, const std::vector<Registered> &objects,
+std::shared_ptr<Lease::Stream> Lease::openStream(const Address &hub, const std::vector<ObjectRef> &objects,
                                                  QString *error)
 {
     const auto channel = makeChannel(hub, true, error);
@@ -227,7 +227,7 @@ std::shared_ptr<Lease::Stream> Lease::openStream(const Address &hub, const std::
     stream->request.set_pid(QCoreApplication::applicationPid());
     stream->request.set_program(
         QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/self/exe"))).fileName().toStdString());
-    for (const Registered &object : objects) {
+    for (const ObjectRef &object : objects) {
         v1::Registration *entry = stream->request.add_objects();
         entry->set_interface_name(object.interfaceName.toStdString());
         entry->set_tag(object.tag.toStdString());

@@ -1,5 +1,6 @@
 #pragma once
 #include "rpc/Settings.h"
+#include "tarn/rpc/Bag.h"
 #include "tarn/rpc/RpcError.h"
 #include <chrono>
 #include <condition_variable>
@@ -11,13 +12,6 @@
 
 namespace tarn::rpc {
 
-/// An object to be registered with the hub.
-struct Registered
-{
-    QString interfaceName;
-    QString tag;
-};
-
 /// Keeps this process's objects registered: one stream to the hub, opened again - on a fresh channel, every 100 ms, at
 /// the port that is published then - whenever it breaks. Thread-safe.
 class Lease
@@ -28,9 +22,9 @@ public:
     ~Lease(); ///< withdraws everything
 
     void setHub(const Address &hub);
-    /// Replaces the set of objects and waits for the hub's answer, at most two seconds.
+    /// Replaces the set of objects, of which interface and tag count, and waits for the hub's answer, at most two seconds.
     /// @return NoHub: no hub answers; InvalidArgument: another process holds a tag. The lease keeps trying in both cases
-    RpcError set(const std::vector<Registered> &objects);
+    RpcError set(const std::vector<ObjectRef> &objects);
 
 private:
     class Stream;
@@ -40,7 +34,7 @@ private:
     void noticeLoss(std::unique_lock<std::mutex> &lock, bool lost);
     void settle(quint64 version, const RpcError &result);
     void replaceStream(std::unique_lock<std::mutex> &lock, const std::shared_ptr<Stream> &stream);
-    std::shared_ptr<Stream> openStream(const Address &hub, const std::vector<Registered> &objects, QString *error);
+    std::shared_ptr<Stream> openStream(const Address &hub, const std::vector<ObjectRef> &objects, QString *error);
 
     /// Shared with the streams, which may outlive the lease for a moment.
     struct Signal
@@ -54,7 +48,7 @@ private:
     const std::function<void()> m_hubLost;
     const std::shared_ptr<Signal> m_signal = std::make_shared<Signal>(); // its mutex guards all that follows
     Address m_hub;
-    std::vector<Registered> m_wanted;
+    std::vector<ObjectRef> m_wanted;
     quint64 m_wantedVersion = 0;
     quint64 m_heldVersion = 0;     ///< version that m_stream registered
     quint64 m_settledVersion = 0;  ///< last version with an answer

@@ -1,5 +1,5 @@
 #pragma once
-#include "tarn/rpc/Bag.h"
+#include "tarn/rpc/RpcProxy.h"
 
 namespace grpc {
 class ByteBuffer;
@@ -10,7 +10,7 @@ class ObjectRef;
 
 namespace tarn::rpc {
 
-/// A call and its answer in Qt types: what the wire messages CallRequest and CallResponse hold.
+/// A call in Qt types: what the wire message CallRequest holds. Its answer, CallResponse, is a CallResult without error.
 struct Request
 {
     QString interfaceName;
@@ -20,22 +20,14 @@ struct Request
     Bag input;
 };
 
-struct Response
-{
-    bool accepted = false;
-    int code = 0;
-    QString error;
-    Bag output;
-};
-
 /// Refuses what would not arrive whole: types that the wire does not know, texts that are no valid UTF-16, too deep
 /// nesting, too many values or bytes.
 /// @return false with the reason
-template <class Message> // Request or Response
+template <class Message> // Request or CallResult
 bool encode(const Message &from, grpc::ByteBuffer *to, QString *error);
 
 /// @return false with the reason when the bytes are no such message or break a limit
-template <class Message> // Request or Response
+template <class Message> // Request or CallResult
 bool decode(const grpc::ByteBuffer &from, Message *to, QString *error);
 
 /// References as the hub sends them.

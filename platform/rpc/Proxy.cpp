@@ -126,17 +126,14 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
     reader->StartCall();
     reader->Finish(&in, &status, nullptr);
     queue.Next(&tag, &ok);
-    Response response;
     if (status.error_code() == grpc::StatusCode::UNAVAILABLE)
         distrust(connection);
     if (!status.ok())
         return status;
-    if (!decode(in, &response, &error))
+    CallResult answer;
+    if (!decode(in, &answer, &error))
         return {grpc::StatusCode::INTERNAL, "the answer is refused: " + error.toStdString()};
-    result->accepted = response.accepted;
-    result->retCode = response.code;
-    result->errorText = response.error;
-    result->output = std::move(response.output);
+    *result = std::move(answer);
     return grpc::Status::OK;
 }
 

@@ -56,15 +56,12 @@ QString runtimeDir(QString *error)
 {
     QString dir = wantedDir();
     const QByteArray path = QFile::encodeName(dir);
-    if (!QDir::isAbsolutePath(dir)) {
-        *error = QStringLiteral("runtime directory %1 refused: the path is not absolute").arg(dir);
-        return QString();
-    }
-    if (::mkdir(path.constData(), 0700) != 0 && errno != EEXIST) {
+    const bool isAbsolute = QDir::isAbsolutePath(dir);
+    if (isAbsolute && ::mkdir(path.constData(), 0700) != 0 && errno != EEXIST) {
         *error = QStringLiteral("runtime directory %1 cannot be made: %2").arg(dir, qt_error_string(errno));
         return QString();
     }
-    const QString reason = objection(path);
+    const QString reason = isAbsolute ? objection(path) : QStringLiteral("the path is not absolute");
     if (!reason.isEmpty()) {
         *error = QStringLiteral("runtime directory %1 refused: %2").arg(dir, reason);
         return QString();
