@@ -1,11 +1,11 @@
 #include "upgrade/CUpdateItem.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/ProductIcon.h"
-#include "upgrade/SelectWidget.h"
 #include "widgets/AccessibleRole.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/Look.h"
 #include "widgets/ShownText.h"
+#include <QEvent>
 #include <QGridLayout>
 #include <QLabel>
 #include <utility>
@@ -14,6 +14,16 @@ using namespace tarn::upgrade;
 using namespace tarn::visualized;
 
 namespace {
+QString rowSheet()
+{
+    return QStringLiteral("background-color:#fbfdff;border:none;border-radius:5px;");
+}
+
+QString rowSelectedSheet()
+{
+    return QStringLiteral("background-color:#F7F8FC;border:1px solid rgb(48,134,213);border-radius:5px;");
+}
+
 CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
 {
     auto *button = new CCustomBtn(text, CCustomBtn::White, objectName, {55, 25}, parent);
@@ -21,6 +31,23 @@ CCustomBtn *rowButton(const QString &text, const char *objectName, const QString
     return button;
 }
 } // namespace
+
+CSelectWidget::CSelectWidget(QWidget *row)
+    : QWidget(row)
+{
+    setAttribute(Qt::WA_StyledBackground); // a plain widget paints no sheet
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    row->installEventFilter(this);
+}
+
+bool CSelectWidget::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::MouseButtonPress)
+        setStyleSheet(rowSelectedSheet());
+    else if (event->type() == QEvent::FocusOut)
+        setStyleSheet(rowSheet());
+    return QWidget::eventFilter(watched, event);
+}
 
 CUpdateItem::CUpdateItem(QMap<QString, QVariant> record, QWidget *parent)
     : QWidget(parent)
@@ -41,15 +68,10 @@ QString CUpdateItem::GetTipsString() const
                              : QStringLiteral("软件和%1个插件存在新版本").arg(plugins);
 }
 
-void CUpdateItem::GetUpdateInfo(QString &name, QString &version) const
-{
-    name = m_name;
-    version = m_version;
-}
-
+// One rule for the ground of all rows: a sheet on each of them costs more than the rest of the row.
 QString CUpdateItem::sheet()
 {
-    return CSelectWidget::sheet() + QStringLiteral("#productName{color:#444545;} #updateTips{color:red;}") +
+    return QStringLiteral("CSelectWidget{%1} #productName{color:#444545;} #updateTips{color:red;}").arg(rowSheet()) +
            look::whiteButton(QStringLiteral("CUpdateItem CCustomBtn")) +
            QStringLiteral("CUpdateItem CCustomBtn{padding:0px;}"); // four characters just fit
 }

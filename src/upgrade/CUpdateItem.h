@@ -5,6 +5,18 @@
 class QBoxLayout;
 class QLabel;
 
+/// The background of a row: an event filter on the row gives it a blue border while the row is the one clicked last. It
+/// lies under the row's contents instead of around them, so that its sheets, which have no selector, reach nothing else.
+class CSelectWidget final : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit CSelectWidget(QWidget *row);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+};
+
 /// One row of the check-update prompt: a product with something new. GUI thread.
 class CUpdateItem final : public QWidget
 {
@@ -17,7 +29,11 @@ public:
     QString GetTipsString() const;
     /// @param version always receives the empty string, deliberately: nothing fills the version, so "全部忽略" ignores
     ///        the empty version
-    void GetUpdateInfo(QString &name, QString &version) const;
+    void GetUpdateInfo(QString &name, QString &version) const
+    {
+        name = m_name;
+        version = m_version;
+    }
     void SetContainPlus(bool containPlus) { m_containPlus = containPlus; }
 
     /// The buttons in the order of Tab.

@@ -93,16 +93,11 @@ void CCheckUpdateDial::InitDialog()
     column->addWidget(adviceLine(body));
     column->addWidget(rowArea(body), 0, Qt::AlignHCenter);
     column->addWidget(bottomBand(body));
-    addTitle(column);
-    placeInCorner();
-    expectUnasked();
-}
-
-void CCheckUpdateDial::addTitle(QVBoxLayout *column)
-{
     CustomTitleBar *bar = addTitleBar(column, look::TitleHeight);
     bar->SetTitleLogo(look::icon::Upgrade);
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CCheckUpdateDial::close);
+    placeInCorner();
+    expectUnasked();
 }
 
 QWidget *CCheckUpdateDial::adviceLine(QWidget *body)

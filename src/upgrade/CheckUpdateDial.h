@@ -47,7 +47,6 @@ protected:
 
 private:
     void InitDialog();
-    void addTitle(QVBoxLayout *column);
     QWidget *adviceLine(QWidget *body);
     QWidget *rowArea(QWidget *body);
     void takeRecords();

@@ -127,7 +127,8 @@ void CInstallSilentPatchDlg::StartInstall()
     forgetWorkers(); // a late failure of an earlier one must not replace the new state
     if (m_manager)
         m_manager->setSilentPatchInstallState(m_softName, silent::Installing);
-    const auto worker = CSilentInstallThread::create(m_param, m_manager);
+    const QSharedPointer<CSilentInstallThread> worker(new CSilentInstallThread(m_param, m_manager),
+                                                      &CSilentInstallThread::forget);
     connect(worker.data(), &CSilentInstallThread::checkExeTimeOut, this, &CInstallSilentPatchDlg::OnTimeOut);
     connect(worker.data(), &CSilentInstallThread::installFinished, this, &CInstallSilentPatchDlg::close);
     m_workers.append(worker);

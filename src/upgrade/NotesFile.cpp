@@ -1,20 +1,253 @@
 #include "upgrade/NotesFile.h"
 #include "base/Log.h"
 #include "base/RegularFile.h"
-#include "upgrade/NotesPage.h"
 #include "widgets/SafeDocument.h"
 #include "widgets/SafeHtml.h"
 #include "widgets/ShownText.h"
 #include <QFile>
 #include <QRegularExpression>
+#include <QSet>
+#include <QTextBlock>
 #include <QTextCodec>
+#include <QTextCursor>
 #include <QTextDocumentFragment>
 #include <QTextOption>
 #include <QTextStream>
+#include <QTextTable>
 #include <QThread>
+#include <QVector>
+#include <numeric>
 
 namespace tarn::visualized::notes {
 namespace {
+
+// NotesBrowser lays a page out some 2000 pixels at a time; a table, a frame and a paragraph take one step each: nested
+// tables take time that doubles with every level, and a table's cells are rows times columns, with all spans added up.
+constexpr int MaxDepth = 5; // tables in tables
+constexpr int MaxCells = 20000;
+constexpr int MaxItems = 5000; // of lists: building one takes quadratic time
+constexpr int MaxColumns = 1000;
+constexpr int MaxFloats = 100;      // every line is fitted around every float
+constexpr int MaxFonts = 64;        // each is looked up when it is first needed
+constexpr int MaxWeight = 80000;    // of a table or frame, in Latin letters, of which 3000 take a millisecond
+constexpr int BlockWeight = 50;     // of a paragraph, also of a cell's
+constexpr int MaxParagraph = 10000; // characters
+constexpr int MaxLines = 100000;
+constexpr int LightPage = 20000;   // characters that take no time, however they are formatted
+constexpr int LongLine = 250;      // characters
+constexpr double SmallestFont = 6; // pixels or points: a step has many lines of a smaller one
+
+struct Cost
+{
+    qint64 cells = 0;
+    qint64 weight = 0;
+    int floats = 0;
+};
+
+const QRegularExpression &placeless()
+{
+    static const QRegularExpression run(QStringLiteral("([\\p{Mn}\\p{Me}\\p{Cf}]{16})[\\p{Mn}\\p{Me}\\p{Cf}]+"));
+    return run;
+}
+
+int weightOf(QChar c)
+{
+    if (c.unicode() < 0x250)
+        return c == QLatin1Char('\t') ? 20 : 1;
+    return c.unicode() >= 0x900 && c.unicode() < 0x1800 ? 10 : 3; // the scripts of South Asia; ideographs and others
+}
+
+qint64 weightOf(const QTextFrame &frame)
+{
+    qint64 weight = 0;
+    const QTextBlock end = frame.document()->findBlock(frame.lastPosition()).next();
+    for (QTextBlock block = frame.document()->findBlock(frame.firstPosition()); block != end; block = block.next()) {
+        const QString text = block.text();
+        weight = std::accumulate(text.cbegin(), text.cend(), weight + BlockWeight,
+                                 [](qint64 sum, QChar c) { return sum + weightOf(c); });
+    }
+    return weight;
+}
+
+// Adds the tables and frames inside a frame. @return false when they take too long
+bool add(const QTextFrame &frame, int depth, Cost &cost)
+{
+    const QList<QTextFrame *> children = frame.childFrames();
+    for (const QTextFrame *child : children) {
+        if (!frame.parentFrame())
+            cost.weight = 0; // those of the page itself are laid out one by one
+        const auto *table = qobject_cast<const QTextTable *>(child);
+        const int inside = depth + (table ? 1 : 0);
+        cost.floats += child->frameFormat().position() == QTextFrameFormat::InFlow ? 0 : 1;
+        cost.cells += table ? qint64(table->rows()) * table->columns() : 0;
+        cost.weight += weightOf(*child) << qMin(depth, MaxDepth);
+        if (inside > MaxDepth || cost.floats > MaxFloats || cost.cells > MaxCells || cost.weight > MaxWeight ||
+            (table && table->columns() > MaxColumns) || !add(*child, inside, cost))
+            return false;
+    }
+    return true;
+}
+
+// Formats that put many characters into a step.
+bool isDense(const QTextFormat &format)
+{
+    if (format.isCharFormat()) {
+        const QFont font = format.toCharFormat().font();
+        return (font.pixelSize() > 0 ? font.pixelSize() : font.pointSizeF()) < SmallestFont;
+    }
+    const QTextBlockFormat block = format.toBlockFormat();
+    const bool isLow =
+        block.lineHeightType() == QTextBlockFormat::ProportionalHeight
+            ? block.lineHeight() < 50
+            : block.lineHeightType() == QTextBlockFormat::FixedHeight && block.lineHeight() < SmallestFont;
+    return isLow || block.topMargin() < 0 || block.bottomMargin() < 0;
+}
+
+bool hasLightFormats(const QTextDocument &document)
+{
+    const bool isLight = document.characterCount() < LightPage;
+    QSet<QString> fonts;
+    const QVector<QTextFormat> formats = document.allFormats();
+    for (const QTextFormat &format : formats) {
+        if (format.isCharFormat())
+            fonts.insert(format.toCharFormat().font().key());
+        if (fonts.size() > MaxFonts || (!isLight && isDense(format)))
+            return false;
+    }
+    return true;
+}
+
+// The position at which the part after the first MaxParagraph characters begins: after a line end, else after white space,
+// else not within a surrogate pair.
+int divisionOf(const QTextBlock &block)
+{
+    const QString text = block.text().left(MaxParagraph);
+    int at = text.lastIndexOf(QChar::LineSeparator) + 1;
+    if (at < 2)
+        at = text.lastIndexOf(
+                 QRegularExpression(QStringLiteral("\\s"), QRegularExpression::UseUnicodePropertiesOption)) +
+             1;
+    if (at < 2)
+        at = text.size() - (text.at(text.size() - 1).isHighSurrogate() ? 1 : 0);
+    return block.position() + at;
+}
+
+// A step has hundreds of lines without wrapping, of any length.
+void wrapLongLines(QTextCursor &cursor)
+{
+    QVector<QTextBlock> longLines;
+    int characters = 0;
+    for (QTextBlock block = cursor.document()->begin(); block.isValid(); block = block.next()) {
+        if (block.length() > LongLine && block.blockFormat().nonBreakableLines()) {
+            longLines.append(block);
+            characters += block.length();
+        }
+    }
+    if (characters < LightPage)
+        return;
+    for (const QTextBlock &block : qAsConst(longLines)) {
+        QTextBlockFormat wrapped = block.blockFormat();
+        wrapped.setNonBreakableLines(false);
+        cursor.setPosition(block.position());
+        cursor.setBlockFormat(wrapped);
+    }
+}
+
+// Judges reduced HTML before a document is built from it: building creates every cell, so the document itself would come
+// too late.
+bool canBeBuilt(const QString &html)
+{
+    static const QRegularExpression tag(QStringLiteral("<(/?)(table|tr|td|th)\\b([^>]*)>"));
+    static const QRegularExpression columnSpan(QStringLiteral(" colspan=\"([0-9]{1,9})\""));
+    static const QRegularExpression rowSpan(QStringLiteral(" rowspan=\"([0-9]{1,9})\""));
+    struct Grid // one table as the parser sees it: cells belong to the innermost open one
+    {
+        qint64 rows = 1;
+        qint64 inRow = 0;   // columns so far
+        qint64 carried = 0; // columns that spans over rows may add to later rows
+        qint64 columns = 0;
+    };
+    if (html.count(QLatin1String("<li")) > MaxItems)
+        return false;
+    QVector<Grid> open(1); // the first one is for cells outside of any table
+    qint64 cells = 0;
+    for (auto it = tag.globalMatch(html); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        const QString name = match.captured(2);
+        const bool closing = match.capturedLength(1) > 0;
+        if (name == QLatin1String("table") && !closing)
+            open.append(Grid());
+        else if (name == QLatin1String("table") && open.size() > 1)
+            open.removeLast();
+        if (closing || name == QLatin1String("table"))
+            continue;
+        Grid &grid = open.last();
+        cells -= grid.rows * grid.columns;
+        if (name == QLatin1String("tr")) {
+            ++grid.rows;
+            grid.inRow = 0;
+        } else {
+            const qint64 columns = qMax(1LL, columnSpan.match(match.captured(3)).captured(1).toLongLong());
+            grid.inRow += columns;
+            if (rowSpan.match(match.captured(3)).captured(1).toLongLong() > 1)
+                grid.carried += columns;
+            grid.columns = qMax(grid.columns, grid.inRow + grid.carried);
+        }
+        cells += grid.rows * grid.columns;
+        if (cells > MaxCells || grid.columns > MaxColumns)
+            return false;
+    }
+    return true;
+}
+
+// Judges the built document: whether every step of its layout takes less than some 50 ms.
+bool canBeShown(const QTextDocument &document)
+{
+    Cost cost;
+    return document.blockCount() <= MaxLines && hasLightFormats(document) && add(*document.rootFrame(), 0, cost) &&
+           !document.toPlainText().contains(placeless());
+}
+
+// A text as far as it is shown as plain text: without long runs of characters that take no place, and only so many lines as
+// the layout can hold.
+QString bounded(const QString &text)
+{
+    QString result = text;
+    result.replace(placeless(), QStringLiteral("\\1"));
+    int end = -1;
+    for (int lines = 0; lines < MaxLines; ++lines) {
+        end = result.indexOf(QLatin1Char('\n'), end + 1);
+        if (end < 0)
+            return result;
+    }
+    VT_LOG(warning) << QStringLiteral("更新说明行数过多，只显示前%1行").arg(MaxLines);
+    return result.left(end);
+}
+
+// Wraps what does not wrap where there is much of it, and divides paragraphs of absurd length without a visible gap: at a
+// line end if there is one, never within a surrogate pair.
+void divideLongParagraphs(QTextDocument *document)
+{
+    QTextCursor cursor(document);
+    cursor.beginEditBlock();
+    wrapLongLines(cursor);
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        if (block.length() <= MaxParagraph)
+            continue;
+        QTextBlockFormat first = block.blockFormat();
+        QTextBlockFormat rest = first;
+        first.setBottomMargin(0);
+        rest.setTopMargin(0);
+        rest.setTextIndent(0);
+        const int division = divisionOf(block);
+        cursor.setPosition(division);
+        cursor.setBlockFormat(first);
+        if (document->characterAt(division - 1) == QChar::LineSeparator)
+            cursor.deletePreviousChar(); // the end of the paragraph ends the line
+        cursor.insertBlock(rest);
+    }
+    cursor.endEditBlock();
+}
 
 constexpr int PageMargin = 4;
 constexpr int ShownPath = 200; // characters of a path in the log
@@ -44,18 +277,18 @@ void fill(QTextDocument *document, const QString &text)
     const safehtml::Policy policy = safehtml::notes();
     if (text.size() > policy.maxChars) {
         VT_LOG(warning) << QStringLiteral("更新说明过长，按纯文本显示");
-        return document->setPlainText(notespage::bounded(text));
+        return document->setPlainText(bounded(text));
     }
     const safehtml::Reduced page = safehtml::reduce(text, policy);
     if (page.isUnstyled)
         VT_LOG(warning) << QStringLiteral("更新说明的样式过多，不使用样式表");
-    const bool canBeBuilt = !page.isFlattened && notespage::canBeBuilt(page.text);
-    if (canBeBuilt)
+    if (!page.isFlattened && canBeBuilt(page.text)) {
         document->setHtml(page.text);
-    if (canBeBuilt && notespage::canBeShown(*document))
-        return;
+        if (canBeShown(*document))
+            return;
+    }
     VT_LOG(warning) << QStringLiteral("更新说明的格式过于复杂，按纯文本显示");
-    document->setPlainText(notespage::bounded(words(text)));
+    document->setPlainText(bounded(words(text)));
 }
 
 } // namespace
@@ -90,7 +323,7 @@ std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &fo
     document->setDefaultTextOption(QTextOption());
     document->setDefaultFont(font);
     fill(document.get(), text);
-    notespage::divideLongParagraphs(document.get());
+    divideLongParagraphs(document.get());
     document->moveToThread(owner);
     return document;
 }

@@ -23,12 +23,6 @@ CSilentInstallThread::~CSilentInstallThread()
     wait();
 }
 
-QSharedPointer<CSilentInstallThread> CSilentInstallThread::create(QSharedPointer<IUpgaredService_InputParam> param,
-                                                                  WindowHost *manager)
-{
-    return {new CSilentInstallThread(std::move(param), manager), &CSilentInstallThread::forget};
-}
-
 void CSilentInstallThread::forget(CSilentInstallThread *worker)
 {
     worker->InterruptTask();

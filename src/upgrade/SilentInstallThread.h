@@ -18,10 +18,9 @@ public:
     CSilentInstallThread(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager);
     ~CSilentInstallThread() override;
 
-    /// A worker that no code ever waits for, since its file can be on a file system that does not answer: with the last
-    /// reference it is interrupted, and it deletes itself when it ends. GUI thread.
-    static QSharedPointer<CSilentInstallThread> create(QSharedPointer<IUpgaredService_InputParam> param,
-                                                       WindowHost *manager);
+    /// The deleter for a worker that no code may wait for, since its file can be on a file system that does not answer:
+    /// interrupts it, and it deletes itself when it ends. GUI thread.
+    static void forget(CSilentInstallThread *worker);
 
     /// Any thread. From its return on, no state is stored; a failure stored before may still be logged, and
     /// installFinished() is emitted all the same.
@@ -39,7 +38,6 @@ protected:
 private:
     void check();
     void fail(const QString &softName, const QString &reason);
-    static void forget(CSilentInstallThread *worker);
 
     const QSharedPointer<IUpgaredService_InputParam> m_param;
     WindowHost *const m_manager;

@@ -41,8 +41,7 @@ void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QStr
 
 int CUpdateCurExplainDialog::CalTabbarWidth() const
 {
-    const std::optional<QVariantMap> values = record();
-    return values ? tabbarWidth(shownSections(*values)) : 0;
+    return tabbarWidth(shownSections);
 }
 
 void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)

@@ -86,7 +86,10 @@ void CUpdateExplainDial::InitDialog()
     QVBoxLayout *column = addBody(QStringLiteral("notesBody"));
     column->addWidget(tabArea(), 1);
     column->addWidget(bottomBand());
-    addTitle(column);
+    CustomTitleBar *bar = addTitleBar(column, look::TitleHeight);
+    bar->SetTitleLogo(GetSoftIconPath(productName()));
+    bar->SetTitleStyleSheet(titleSheet());
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CUpdateExplainDial::close);
     placement::centreOnPrimary(this);
     if (isUnasked())
         expectUnasked();
@@ -95,14 +98,6 @@ void CUpdateExplainDial::InitDialog()
 bool CUpdateExplainDial::isUnasked() const
 {
     return !onlyRecord().value(key::Visualized).toBool();
-}
-
-void CUpdateExplainDial::addTitle(QVBoxLayout *column)
-{
-    CustomTitleBar *bar = addTitleBar(column, look::TitleHeight);
-    bar->SetTitleLogo(GetSoftIconPath(productName()));
-    bar->SetTitleStyleSheet(titleSheet());
-    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CUpdateExplainDial::close);
 }
 
 QWidget *CUpdateExplainDial::tabArea()
@@ -166,13 +161,14 @@ void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QList<QVariantM
 
 int CUpdateExplainDial::CalTabbarWidth() const
 {
-    const std::optional<QVariantMap> values = record();
-    return values ? tabbarWidth(shownSections(*values)) : 0;
+    return tabbarWidth(shownSections);
 }
 
 // As wide as the titles, up to the window; only then the tab bar elides them.
-int CUpdateExplainDial::tabbarWidth(const QList<QVariantMap> &sections) const
+int CUpdateExplainDial::tabbarWidth(QList<QVariantMap> (*sectionsOf)(const QVariantMap &record)) const
 {
+    const std::optional<QVariantMap> values = record();
+    const QList<QVariantMap> sections = values ? sectionsOf(*values) : QList<QVariantMap>();
     const QFontMetrics metrics(look::yaHei(look::TextPx, QFont::Normal, this));
     int width = 0;
     for (const QVariantMap &section : sections)

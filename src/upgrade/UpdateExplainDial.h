@@ -7,7 +7,6 @@
 
 class QPushButton;
 class QTabWidget;
-class QVBoxLayout;
 
 /// The release notes of everything that is new for one product, one tab each, and the decision to update or not. GUI
 /// thread; the manager creates it with WA_DeleteOnClose, calls InitDialog() and is notified when it closes.
@@ -40,13 +39,13 @@ protected:
     /// The one record of the request; nothing, with a log line, when there is not exactly one.
     std::optional<QVariantMap> record() const;
     void addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections);
-    int tabbarWidth(const QList<QVariantMap> &sections) const;
+    /// @param sectionsOf the sections of a record that have a tab
+    int tabbarWidth(QList<QVariantMap> (*sectionsOf)(const QVariantMap &record)) const;
     /// Whether the window can appear while the user works elsewhere.
     virtual bool isUnasked() const;
     void tellManagerClosed() const;
 
 private:
-    void addTitle(QVBoxLayout *column);
     QWidget *tabArea();
     QWidget *bottomBand();
     QVariantMap onlyRecord() const; ///< as record(); logs nothing

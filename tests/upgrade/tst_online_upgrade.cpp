@@ -507,6 +507,12 @@ private slots:
             QCOMPARE(stops().count("A"), row.stopsOfA);
             QVERIFY(!m_dialog || !m_dialog->isVisible() || m_table->rowCount() == 1);
         }
+        cleanup();
+        init();
+        show({task("A", 1)});
+        const QSignalSpy rejected(new QDialog(m_table->cellWidget(0, 1)), &QDialog::rejected); // as a row's question
+        m_dialog->onClose();
+        QVERIFY(rejected.isEmpty()); // it would cancel the task again
     }
 
 private:

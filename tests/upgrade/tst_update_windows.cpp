@@ -7,7 +7,6 @@
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/ExplainItem.h"
 #include "upgrade/Requests.h"
-#include "upgrade/SelectWidget.h"
 #include "upgrade/UpdateCurExplainDialog.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "upgrade/UpdateRecords.h"
@@ -380,7 +379,13 @@ private slots:
         prompt.show();
         const auto rows = [&] { return prompt.rows().size(); };
         QVERIFY(rows() >= 3 && rows() < 100); // the other widgets follow while the window is there
-        QTRY_COMPARE(rows(), 200);
+        int most = 0;
+        while (rows() < 200) {
+            const int before = rows();
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            most = qMax(most, rows() - before);
+        }
+        QCOMPARE(most, 50);
         QCoreApplication::processEvents();
         QCOMPARE(rows(), 200);
         BoxScript::press(prompt.rows().first(), "立即升级");

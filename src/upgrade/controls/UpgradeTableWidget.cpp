@@ -2,7 +2,6 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/UpgradeCalls.h"
 #include "upgrade/controls/SoftInfoItem.h"
-#include "upgrade/controls/TaskMerge.h"
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/operate/RowKeys.h"
 #include "widgets/BringToFront.h"
@@ -48,6 +47,29 @@ QString scrollBarSheet(const QWidget *w)
 QString nameOf(const QVariant &row)
 {
     return row.toMap().value(row::SoftName).toString();
+}
+
+int statusOf(const QVariant &row)
+{
+    return row.toMap().value(row::TaskStatus).toInt();
+}
+
+QStringList namesIn(int status, const QList<QVariant> &rows)
+{
+    QStringList names;
+    for (const QVariant &row : rows) {
+        if (statusOf(row) == status)
+            names.append(nameOf(row));
+    }
+    return names;
+}
+
+QString shownNames(const QStringList &names)
+{
+    QStringList shown;
+    for (const QString &name : names)
+        shown.append(text::literal(text::brief(name)));
+    return shown.join(QStringLiteral("、"));
 }
 
 /// Returns the text for screen readers, which see the items and not the widgets of cells.
@@ -134,40 +156,62 @@ void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
         return;
     const QPointer<CUpgradeTableWidget> self(this);
     const quint64 poll = ++m_poll;
-    const TaskMerge merge(rows, m_progressByName);
-    showRows(merge.live); // before any removal: a table that gets a row must not report that it is empty
-    deleteRows(merge.cancelled.values());
-    startInstallations(merge.live, poll);
+    QVector<Cells> added;
+    QMap<QString, QVariant> cancelled; // by name, removed at once
+    QList<QVariant> downloaded;
+    QList<QVariant> ended; // removed after the report about the failed ones
+    for (const QVariant &row : rows) {
+        const QString name = nameOf(row);
+        const int status = statusOf(row);
+        if (status == state::Downloading || status == state::Downloaded || status == state::Installing) {
+            showRow(name, row, &added);
+            cancelled.remove(name); // restarted: it keeps its row
+            if (status == state::Downloaded)
+                downloaded.append(row);
+        } else if (cancelled.contains(name) || !m_progressByName.contains(name)) {
+            continue;
+        } else if (status == state::Cancelled) {
+            cancelled.insert(name, row);
+        } else if (status == state::DownloadFailed || status == state::InstallFailed || status == state::Installed) {
+            ended.append(row);
+        }
+    }
+    insertCells(added); // before any removal: a table that gets a row must not report that it is empty
+    deleteRows(cancelled.values());
+    startInstallations(downloaded, poll);
     if (self)
-        reportAndRemove(merge.ended, poll);
+        reportAndRemove(ended, poll);
 }
 
 void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
 {
     const quint64 poll = ++m_poll;
-    showRows(rows);
+    QVector<Cells> added;
+    for (const QVariant &row : rows)
+        showRow(nameOf(row), row, &added);
+    insertCells(added);
     startInstallations(rows, poll);
 }
 
-// New rows are inserted together: the cost of one insertion grows with the number of rows.
-void CUpgradeTableWidget::showRows(const QList<QVariant> &rows)
+// The cells of a new row are only created.
+void CUpgradeTableWidget::showRow(const QString &name, const QVariant &row, QVector<Cells> *added)
+{
+    const QMutexLocker locker(&m_rowsLock);
+    QWidget *&cell = m_progressByName[name];
+    if (cell) {
+        static_cast<CUpgradeProgress *>(cell)->setUpgradeInfo(row);
+    } else {
+        cell = createDownloadWidget(row);
+        m_rowByName.insert(name, rowCount() + added->size());
+        added->append(Cells(createSoftInfoWidget(row), cell));
+    }
+    static_cast<CUpgradeProgress *>(cell)->livePoll = m_poll;
+}
+
+// All new rows together: the cost of one insertion grows with the number of rows.
+void CUpgradeTableWidget::insertCells(const QVector<Cells> &added)
 {
     const int before = rowCount();
-    QVector<Cells> added;
-    {
-        const QMutexLocker locker(&m_rowsLock);
-        for (const QVariant &row : rows) {
-            const QString name = nameOf(row);
-            if (!m_progressByName.contains(name)) {
-                added.append(Cells(createSoftInfoWidget(row), createDownloadWidget(row)));
-                m_progressByName.insert(name, added.constLast().second);
-                m_rowByName.insert(name, before + added.size() - 1);
-            }
-            CUpgradeProgress *progress = progressOf(name);
-            progress->setUpgradeInfo(row);
-            progress->livePoll = m_poll;
-        }
-    }
     setRowCount(before + added.size());
     executeDelayedItemsLayout();         // now, so that every cell has its place when it is first painted
     const QSignalBlocker quiet(model()); // each item would be a changed cell, laid out at once
@@ -184,7 +228,7 @@ void CUpgradeTableWidget::startInstallations(const QList<QVariant> &rows, quint6
 {
     const QPointer<CUpgradeTableWidget> self(this);
     for (const QVariant &row : rows) {
-        if (row.toMap().value(row::TaskStatus).toInt() != state::Downloaded)
+        if (statusOf(row) != state::Downloaded)
             continue;
         if (m_poll != poll)
             return;
@@ -223,11 +267,16 @@ void CUpgradeTableWidget::showErrorDialog(const QStringList &downloadFailed, con
 {
     errorReportShowing = true;
     const QPointer<CUpgradeTableWidget> self(this);
-    const QString text = failureReport(downloadFailed, installFailed);
-    if (!text.isEmpty()) {
+    QStringList parts;
+    if (!downloadFailed.isEmpty())
+        parts << shownNames(downloadFailed) + QStringLiteral("下载出错");
+    if (!installFailed.isEmpty())
+        parts << shownNames(installFailed) + QStringLiteral("用户取消安装或安装出错");
+    if (!parts.isEmpty()) {
         if (m_parentDlg)
             front::raiseOnce(m_parentDlg);
-        CstmMessageBox(QStringLiteral("提示"), text, eTipNormal, this);
+        CstmMessageBox(QStringLiteral("提示"), parts.join(QStringLiteral("；")) + QStringLiteral("。"), eTipNormal,
+                       this);
     }
     if (self)
         errorReportShowing = false;

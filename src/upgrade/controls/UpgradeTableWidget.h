@@ -78,7 +78,8 @@ private:
         return m_delegate;
     }
     void InitTableStyleSheets();
-    void showRows(const QList<QVariant> &rows);
+    void showRow(const QString &name, const QVariant &row, QVector<Cells> *added);
+    void insertCells(const QVector<Cells> &added);
     void removeIndices(QList<int> indices);
     void startInstallations(const QList<QVariant> &rows, quint64 poll);
     void reportAndRemove(QList<QVariant> ended, quint64 poll);
