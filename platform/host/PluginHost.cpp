@@ -1,10 +1,10 @@
 #include "host/PluginHost.h"
-#include "host/BundleContext.h"
 #include "host/MissingHubNotice.h"
 #include "host/PluginMetadata.h"
 #include "tarn/factory/IServiceObjectCreator.h"
 #include "tarn/factory/ObjectFactory.h"
 #include "tarn/osgi/IBundleActivator.h"
+#include "tarn/osgi/IBundleContext.h"
 #include "tarn/plugin/IPlugin.h"
 #include "tarn/rpc/HubPort.h"
 #include "tarn/visualized/IVisualizedService.h"
@@ -18,6 +18,26 @@ constexpr int TellMs = 10000; // shorter troubles end by themselves
 
 const QString Creator = QStringLiteral("CVisualizedServiceCreator");
 const QString &Tag = tarn::visualized::DefaultTag;
+
+/// The facts about a bundle that this host passes to it.
+class BundleContext final : public tarn::osgi::IBundleContext
+{
+public:
+    BundleContext(QString name, QString file)
+        : m_name(std::move(name))
+        , m_file(std::move(file))
+    {
+    }
+    QString bundleName() const override { return m_name; }
+    QVariant property(const QString &key) const override
+    {
+        return key == QLatin1String("plugin.path") ? QVariant(m_file) : QVariant();
+    }
+
+private:
+    const QString m_name;
+    const QString m_file;
+};
 } // namespace
 
 PluginHost::PluginHost(QObject *parent)

@@ -56,15 +56,25 @@ private:
 ChildKeeper::ChildKeeper(const QString &program, QObject *parent)
     : QObject(parent)
     , m_program(program)
+    , m_process(new BoundProcess(this))
 {
     m_pause.setSingleShot(true);
     connect(&m_pause, &QTimer::timeout, this, &ChildKeeper::run);
+    m_process->setProcessChannelMode(QProcess::ForwardedChannels);
+    m_process->setStandardInputFile(QProcess::nullDevice());
+    m_process->setProgram(m_program);
+    m_process->setWorkingDirectory(QFileInfo(m_program).absolutePath());
+    connect(m_process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this, &ChildKeeper::OnEnded);
+    connect(m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            OnEnded();
+    });
 }
 
 ChildKeeper::~ChildKeeper()
 {
     m_stopping = true;
-    if (!m_process || m_process->state() == QProcess::NotRunning)
+    if (m_process->state() == QProcess::NotRunning)
         return;
     m_process->terminate();
     if (m_process->waitForFinished(StopMs))
@@ -84,18 +94,6 @@ void ChildKeeper::start()
 
 void ChildKeeper::run()
 {
-    if (!m_process) {
-        m_process = new BoundProcess(this);
-        m_process->setProcessChannelMode(QProcess::ForwardedChannels);
-        m_process->setStandardInputFile(QProcess::nullDevice());
-        m_process->setProgram(m_program);
-        m_process->setWorkingDirectory(QFileInfo(m_program).absolutePath());
-        connect(m_process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this, &ChildKeeper::OnEnded);
-        connect(m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
-            if (error == QProcess::FailedToStart)
-                OnEnded();
-        });
-    }
     m_lifetime.start();
     m_process->start();
 }

@@ -20,7 +20,7 @@ private:
     void run();
 
     const QString m_program;
-    QProcess *m_process = nullptr;
+    QProcess *const m_process;
     QTimer m_pause;
     QElapsedTimer m_lifetime;
     int m_pauseMs = 0;
