@@ -38,11 +38,6 @@ if(TARN_FUZZ)
     target_compile_options(tarn_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# Generated code is compiled in the build tree and not ours to mend: clang-tidy takes the nearest configuration.
-if(CMAKE_CXX_CLANG_TIDY)
-    file(WRITE "${CMAKE_BINARY_DIR}/.clang-tidy" "Checks: '-*,misc-definitions-in-headers'\n")
-endif()
-
 # Precompiled headers. tarn_pch(<target> core|widgets) makes a target reuse one of them.
 foreach(kind core widgets)
     file(WRITE "${CMAKE_BINARY_DIR}/pch/${kind}.cpp.in" "// Carries the precompiled header \"${kind}\".\n")

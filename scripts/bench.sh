@@ -5,10 +5,6 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/install-deps.sh build run test bench
-mkdir -p build
-cmake --preset release -DTARN_BENCH=ON >build/configure-release.log 2>&1 || {
-    cat build/configure-release.log
-    exit 1
-}
+scripts/configure.sh release -DTARN_BENCH=ON
 cmake --build --preset release -j "$(nproc)" --target programs benchmarks >&2
 tests/support/with-x.sh -s 1600x900x24 -- bench/run.py "$@"

@@ -13,11 +13,7 @@ build() {
     step "packages"
     scripts/install-deps.sh build run test
     step "build"
-    mkdir -p build
-    cmake --preset release >build/configure-release.log 2>&1 || {
-        cat build/configure-release.log
-        exit 1
-    }
+    scripts/configure.sh release
     NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset release -j "$(nproc)" --target programs
 }
 

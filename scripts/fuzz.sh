@@ -8,11 +8,7 @@ shift || true
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(wire json notes markup picture catalogue package)
 scripts/install-deps.sh build run fuzz
-mkdir -p build
-cmake --preset fuzz >build/configure-fuzz.log 2>&1 || {
-    cat build/configure-fuzz.log
-    exit 1
-}
+scripts/configure.sh fuzz
 NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset fuzz -j "$(nproc)" --target "${targets[@]/#/fuzz_}"
 mkdir -p out/fuzz
 # Without the search for leaks: the JSON parser of Qt 5.15 leaks when a key is repeated.

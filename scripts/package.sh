@@ -3,11 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 scripts/install-deps.sh build run package
-mkdir -p build
-cmake --preset release >build/configure-release.log 2>&1 || {
-    cat build/configure-release.log
-    exit 1
-}
+scripts/configure.sh release
 NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset release -j "$(nproc)" --target programs
 rm -rf out/packages
 mkdir -p out/packages

@@ -22,11 +22,7 @@ scripts/check-layers.py
 scripts/check-docs.py
 
 step "configure ($preset)"
-mkdir -p build
-cmake --preset "$preset" -DTARN_WERROR=ON >"build/configure-$preset.log" 2>&1 || {
-    cat "build/configure-$preset.log"
-    exit 1
-}
+scripts/configure.sh "$preset" -DTARN_WERROR=ON
 
 step "build ($preset)"
 NINJA_STATUS='[%f/%t, %es] ' cmake --build --preset "$preset" -j "$(nproc)"
