@@ -124,7 +124,8 @@ private slots:
         const LongWork longWork;
         const LogCatcher log;
         const QString name("<a href=\"https://x\">&lt;</a>");
-        CInstallSilentPatchDlg dialog(patch(name), manager(), nullptr);
+        QVERIFY(::mkfifo(qPrintable(in("store.pipe")), 0600) == 0); // opening it would wait for a writer
+        CInstallSilentPatchDlg dialog(patch(name, {{"软件注册表路径", in("store.pipe")}}), manager(), nullptr);
         BoxScript boxes({[&](QDialog *box) {
                              QCOMPARE(box->findChild<QLabel *>("messageText")->textFormat(), Qt::PlainText);
                              dialog.OnTimeOut(); // one question at a time
@@ -140,7 +141,7 @@ private slots:
         QVERIFY(log.texts(QtWarningMsg).isEmpty());
         dialog.OnTimeOut();
         QTRY_COMPARE(workers(log), 3);
-        QCOMPARE(log.texts(QtWarningMsg), QStringList{"不强制退出软件进程，程序名称无效：“”"}); // no settings store
+        QCOMPARE(log.texts(QtWarningMsg), QStringList{"不强制退出软件进程，程序名称无效：“”"});
         QCOMPARE(query(name), 1);
         dialog.OnTimeOut();
         dialog.StartInstall(); // does nothing any more
