@@ -41,7 +41,10 @@ UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings)
 
 UpgradeEngine::~UpgradeEngine()
 {
-    m_thread.run([this] { m_running.clear(); });
+    m_thread.run([this] { // what is posted already finds nothing to begin or to finish
+        m_tasks.clear();
+        m_running.clear();
+    });
 }
 
 // Called by each question for a task: a store that cannot be read now may be readable later.
