@@ -42,7 +42,7 @@ private slots:
     void anotherDeliveryKeepsTheIgnoreButIsUnreadAgain();
     void pagesGoOnWhereTheyStopped();
     void breaksInTheMiddle();
-    void leavesANewerSchemaAlone();
+    void leavesOthersDataAlone();
     void theDirectoryIsPrivate();
     void refusesWhatIsWrong();
     void manyCallersAtOnce();
@@ -165,10 +165,17 @@ void TestMessageService::breaksInTheMiddle()
     QCOMPARE(QFileInfo(m_dir->filePath(movedAside().at(0))).size(), size);
 }
 
-void TestMessageService::leavesANewerSchemaAlone()
+void TestMessageService::leavesOthersDataAlone()
 {
     pushed("m");
-    Database(m_dir->filePath("messages.db"), {}).run("PRAGMA user_version = 99");
+    Database database(m_dir->filePath("messages.db"), {});
+    const auto broken = [&] {
+        database.run("DELETE FROM messages");
+        throw Failure("broken off");
+    };
+    QVERIFY_EXCEPTION_THROWN(database.inTransaction(broken), Failure);
+    QCOMPARE(rest(), QStringList{"m"});
+    database.run("PRAGMA user_version = 99");
     QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("schema 99"));
     start();
     QVERIFY(rest().first().contains("schema 99"));
