@@ -20,19 +20,13 @@ def archive(files):
 
 class Handler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
-        content = self.server.files[self.path][0]
-        first = int(self.headers.get("Range", "bytes=0-")[6:].split("-")[0])
-        self.server.starts.append(first)
-        self.send_response(206 if first else 200)
-        self.send_header("Content-Length", str(len(content) - first))
-        if first:
-            self.send_header("Content-Range", f"bytes {first}-{len(content) - 1}/{len(content)}")
+        content, sent = self.server.files[self.path][0], 0
+        self.send_response(200)
+        self.send_header("Content-Length", str(len(content)))
         self.end_headers()
         try:
-            while first < len(content):
-                last = first + self.server.files[self.path][1] // 20
-                self.wfile.write(content[first:last])
-                first = last
+            while sent < len(content):
+                sent += self.wfile.write(content[sent:sent + self.server.files[self.path][1] // 20])
                 self.server.ended.wait(0.05)  # keeps the speed
         except ConnectionError:
             pass  # a cancelled download
@@ -48,7 +42,7 @@ class Products:
         self.session = session
         self.offers = {}
         self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.server.files, self.server.starts, self.server.ended = {}, [], threading.Event()
+        self.server.files, self.server.ended = {}, threading.Event()
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
         for name in names:
             session.write(f"bin/apps/{name}/installation.ini", f"[General]\nSoftwareName={name}\nVersion=1.0\n"

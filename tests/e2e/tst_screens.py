@@ -58,17 +58,6 @@ class Screens(PlatformTest):
                 self.check_inside(self.desktop.window("CMsgCenterDlg"), screen)
                 self.desktop.close("CMsgCenterDlg")
 
-    def test_question_sits_over_its_window(self):
-        self.session.run("upgrade", "start", "甲")
-        window = self.desktop.window("CUpgradeDialog")
-        self.check_centred(window, PRIMARY)
-        self.activate("CUpgradeDialog")
-        self.desktop.key("Escape")
-        self.check_centred(self.desktop.window("QuestionMessageBox"), window[2:])
-        self.activate("QuestionMessageBox")
-        self.press("是")
-        self.desktop.wait_gone("CUpgradeDialog")
-
 
 if __name__ == "__main__":
     main()
