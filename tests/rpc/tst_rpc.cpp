@@ -204,7 +204,7 @@ private slots:
         QVERIFY2(clock.elapsed() < 15000, qPrintable(QString::number(clock.elapsed()))); // calls may take 30 s
     }
 
-    /// By their deadline and by the peer's death.
+    /// By their deadline, by shutdown() and by the peer's death.
     void callsEndEarly()
     {
         const auto peer = m_box->startPeer("a");
@@ -217,6 +217,15 @@ private slots:
         int code = RpcError::None;
         std::thread caller([&] { code = hang(60000); });
         QTRY_COMPARE(a->call("Started", {}).retCode, 2);
+        m_rpc->shutdown();
+        caller.join();
+        QVERIFY(code != RpcError::None);
+        QCOMPARE(a->call(Echo, {}).error.code, int(RpcError::NotInitialized));
+        QVERIFY(m_rpc->init(m_box->settings()));
+        QTRY_COMPARE(a->call("Cancelled", {}).retCode, 2); // long before the deadline
+
+        caller = std::thread([&] { code = hang(60000); });
+        QTRY_COMPARE(a->call("Started", {}).retCode, 3);
         peer->kill();
         caller.join();
         QCOMPARE(code, int(RpcError::NoConnection));
