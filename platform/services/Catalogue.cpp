@@ -138,8 +138,7 @@ CatalogueProduct readProduct(Node node)
 QByteArray readFile(const QString &name, qint64 maxSize)
 {
     QFile file;
-    const int descriptor = openRegular(QFileInfo(name).canonicalFilePath());
-    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+    if (!openRegular(QFileInfo(name).canonicalFilePath(), &file))
         throw systemFailure(name);
     QByteArray bytes = file.read(maxSize + 1);
     if (file.error() != QFileDevice::NoError)

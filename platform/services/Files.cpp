@@ -95,15 +95,17 @@ QString moveAside(const QString &file, const QString &reason)
     return moved;
 }
 
-int openRegular(const QString &file)
+bool openRegular(const QString &name, QFile *file)
 {
-    const int descriptor = ::open(QFile::encodeName(file).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const int descriptor = ::open(QFile::encodeName(name).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     struct stat info = {};
-    if (descriptor < 0 || (::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode)))
-        return descriptor;
+    if (descriptor < 0)
+        return false;
+    if (::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode))
+        return file->open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle);
     ::close(descriptor);
     errno = EINVAL;
-    return -1;
+    return false;
 }
 
 QString dataDirectory()
@@ -129,15 +131,13 @@ QString settingsFile(const QString &directory)
 
 QByteArray readPrivateFile(const QString &file, qint64 maxSize)
 {
-    const int descriptor = openRegular(file);
-    if (descriptor < 0 && errno == ENOENT)
-        return {};
-    if (descriptor < 0 && (errno == ELOOP || errno == ENXIO || errno == EINVAL)) // a link, a socket, a folder
-        throw BadFile(systemError());
     QFile in;
     struct stat info = {};
-    if (descriptor < 0 || !in.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle) ||
-        ::fstat(descriptor, &info) != 0)
+    if (!openRegular(file, &in) && errno == ENOENT)
+        return {};
+    if (!in.isOpen() && (errno == ELOOP || errno == ENXIO || errno == EINVAL)) // a link, a socket, a folder
+        throw BadFile(systemError());
+    if (!in.isOpen() || ::fstat(in.handle(), &info) != 0)
         throw Failure(systemError());
     const QString fault = faultOf(info, maxSize);
     if (!fault.isEmpty())

@@ -2,6 +2,8 @@
 #include "services/Failure.h"
 #include <QByteArray>
 
+class QFile;
+
 /// Files that must survive a crash of the machine or keep other users out. Any thread.
 namespace tarn::services {
 
@@ -26,8 +28,8 @@ void writeDurably(const QString &file, const QByteArray &content);
 /// @return the new name; empty with errno when it could not be renamed
 QString moveAside(const QString &file, const QString &reason);
 
-/// A descriptor for reading a regular file; -1 with errno for anything else, links included. It never blocks.
-int openRegular(const QString &file);
+/// Opens a regular file for reading; false with errno for anything else, links included. It never blocks.
+bool openRegular(const QString &name, QFile *file);
 
 /// "$XDG_DATA_HOME/tarn", made if missing, open to this user only. Throws Failure when it cannot be made, is no
 /// directory (a symbolic link neither) or another user's.

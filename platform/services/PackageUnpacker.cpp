@@ -115,9 +115,7 @@ public:
     void unpack(const Package &package)
     {
         Source source{m_stopping};
-        const int descriptor = openRegular(package.file);
-        if (descriptor < 0 ||
-            !source.file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle))
+        if (!openRegular(package.file, &source.file))
             throw systemFailure(package.file);
         if (source.file.size() != package.size)
             throw Failure(QStringLiteral("the package has %1 bytes instead of %2")

@@ -2,6 +2,7 @@
 #include "services/FileSwap.h"
 #include "services/InstalledSoftware.h"
 #include "support/UpgradeBench.h"
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
@@ -65,6 +66,7 @@ private slots:
     void init();
     void downloads_data();
     void downloads();
+    void keepsToTheBandwidth();
     void stopsInEveryState();
 
     void installsAllParts();
@@ -151,6 +153,20 @@ void tst_UpgradeEngine::downloads()
         QVERIFY(m_bench->server.requests().constLast().range.startsWith("bytes=")); // continues, does not start over
     if (!fails)
         QCOMPARE(m_bench->now().items.value(0).received, 300000);
+}
+
+void tst_UpgradeEngine::keepsToTheBandwidth()
+{
+    const QString source = m_folder->filePath("source"), target = m_folder->filePath("target");
+    UpgradeItem item = m_bench->package("p", noise(300000));
+    QVERIFY(packages::writeFile(source, noise(300000)));
+    item.url = QUrl::fromLocalFile(source).toString();
+    Throttle throttle(1000000); // bytes a second
+    QElapsedTimer duration;
+    duration.start();
+    downloadPackage(item, target + ".part", target, &throttle, std::atomic<bool>(false));
+    QVERIFY(duration.elapsed() >= 200); // a tenth of a second may come at once
+    QCOMPARE(packages::readFile(target), noise(300000));
 }
 
 void tst_UpgradeEngine::stopsInEveryState()
