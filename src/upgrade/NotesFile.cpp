@@ -28,7 +28,7 @@ constexpr int MaxCells = 20000;
 constexpr int MaxItems = 5000; // of lists: building one takes quadratic time
 constexpr int MaxColumns = 1000;
 constexpr int MaxFloats = 100;      // every line is fitted around every float
-constexpr int MaxFonts = 64;        // each is looked up when it is first needed
+constexpr int MaxFonts = 24;        // each takes some ms when it is first needed: it is looked up for every script
 constexpr int MaxWeight = 80000;    // of a table or frame, in Latin letters, of which 3000 take a millisecond
 constexpr int BlockWeight = 50;     // of a paragraph, also of a cell's
 constexpr int MaxParagraph = 10000; // characters
@@ -109,8 +109,9 @@ bool hasLightFormats(const QTextDocument &document)
     QSet<QString> fonts;
     const QVector<QTextFormat> formats = document.allFormats();
     for (const QTextFormat &format : formats) {
-        if (format.isCharFormat())
-            fonts.insert(format.toCharFormat().font().key());
+        const QFont font = format.toCharFormat().font();
+        fonts.insert(font.family() + QString::number(font.pixelSize()) + QString::number(font.pointSizeF()) +
+                     QString::number(font.weight() * 2 + font.italic()));
         if (fonts.size() > MaxFonts || (!isLight && isDense(format)))
             return false;
     }
@@ -212,8 +213,9 @@ bool canBeShown(const QTextDocument &document)
 // the layout can hold.
 QString bounded(const QString &text)
 {
+    static const QRegularExpression lineEnds(QStringLiteral("\\r\\n?|[\\x{2028}\\x{2029}]"));
     QString result = text;
-    result.replace(placeless(), QStringLiteral("\\1"));
+    result.replace(placeless(), QStringLiteral("\\1")).replace(lineEnds, QStringLiteral("\n"));
     int end = -1;
     for (int lines = 0; lines < MaxLines; ++lines) {
         end = result.indexOf(QLatin1Char('\n'), end + 1);
