@@ -81,11 +81,6 @@ QList<QVariant> queryDataInfos(const QVariant &taskInfoList)
     return rows;
 }
 
-CUpgradeDataRefresher::~CUpgradeDataRefresher()
-{
-    stopWork();
-}
-
 void CUpgradeDataRefresher::startWork()
 {
     stopWork();

@@ -18,7 +18,7 @@ class CUpgradeDataRefresher final : public QObject
     Q_OBJECT
 public:
     CUpgradeDataRefresher() = default;
-    ~CUpgradeDataRefresher() override;
+    ~CUpgradeDataRefresher() override { stopWork(); }
 
     void startWork(); ///< the first tick comes after a second; a running timer is restarted
     void stopWork();
