@@ -86,7 +86,8 @@ void notify(const LoginCaller &caller, const QString &line, const QString &after
     if (waiting)
         VT_LOG(info) << line;
     const ServiceLease lease; // destroy() gives the notification a moment to arrive
-    pool().start([waiting, afterwards, lease, function = __func__] {
+    const char *const function = __func__;
+    pool().start([waiting, afterwards, lease, function] {
         if (waiting)
             waiting->AfterLogin();
         if (!afterwards.isEmpty())
