@@ -102,11 +102,14 @@ bool NotesBrowser::eventFilter(QObject *watched, QEvent *event)
     if (watched != layout || !isNextStep(*event, watched))
         return QTextBrowser::eventFilter(watched, event);
     const QDeadlineTimer end(StepMs);
-    do {
-        layout->blockBoundingRect(nextToLayOut(*document()));
-    } while (!end.hasExpired() && nextToLayOut(*document()).isValid());
+    bool proceeds = true;
+    while (proceeds && !end.hasExpired()) {
+        const QTextBlock block = nextToLayOut(*document());
+        layout->blockBoundingRect(block);
+        proceeds = nextToLayOut(*document()) != block;
+    }
     goToAnchor();
-    return true;
+    return proceeds || QTextBrowser::eventFilter(watched, event); // at the end, or if a paragraph gets no lines
 }
 
 // Not before the page is laid out: the way to the anchor would be laid out in one go.
