@@ -27,6 +27,14 @@ class NoticeFocus(PlatformTest):
         result = self.session.tarnctl("notice", "focus")
         self.assertEqual((result.returncode, result.stderr), (1, "tarnctl: no notice is shown\n"))
         self.assertEqual(self.desktop.focused(), application)
+        both = [self.desktop.map_window(400, 100, 100, 50, "NotifyWnd") for _ in range(2)]
+        wait(lambda: len(self.desktop.windows("NotifyWnd")) == 2, "notices of two hosts")
+        self.desktop.activate("application")
+        self.session.run("notice", "focus")
+        wait(lambda: self.desktop.focused() == both[1].id, "the newer one has the focus")
+        for window in both:
+            window.destroy()
+        self.desktop.wait_gone("NotifyWnd")
 
     def test_other_desktops(self):
         def focus():
