@@ -60,7 +60,7 @@ struct Secret
     Q_DISABLE_COPY(Secret)
 };
 
-// One line from the terminal, or from the standard input where that is no terminal.
+// One line from the terminal, or from the standard input where that is no terminal. A line ends with CR or LF.
 bool readSecret(const char *prompt, bool terminal, Secret *secret, QString *error)
 {
     const int flags = terminal ? RPP_ECHO_OFF : RPP_STDIN;
@@ -181,10 +181,7 @@ bool readPassword(QString *password, QString *error)
         *error = QStringLiteral("the two passwords differ");
         return false;
     }
-    size_t size = std::strlen(first.bytes.data());
-    if (!terminal && size > 1 && first.bytes[size - 1] == '\r')
-        --size; // a file with foreign line ends
-    *password = QString::fromUtf8(first.bytes.data(), static_cast<int>(size));
+    *password = QString::fromUtf8(first.bytes.data());
     if (password->contains(QChar(QChar::ReplacementCharacter))) {
         *error = QStringLiteral("the password is not valid UTF-8");
         wipe(password);

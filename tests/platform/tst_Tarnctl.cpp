@@ -280,6 +280,8 @@ void TestTarnctl::cloudAccounts()
                     {"cloud account remove 王五", 1, "4"},
                     {"cloud account lock 张三 on", 0, ""},
                     {"cloud account list", 0, "张三, phone 13800000001, weixin w, locked\n"},
+                    {"cloud account lock 张三 off", 0, ""},
+                    {"cloud account list", 0, "张三, phone 13800000001, weixin w\n"},
                     {"cloud outbox --json", 0, "[]\n"}}),
              QString());
 }
