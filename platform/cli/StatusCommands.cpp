@@ -22,6 +22,14 @@ namespace {
 constexpr int AnswerMs = 2000; // a service that hangs is reported after this time
 constexpr int EndMs = 10000;   // until a process that was asked to end is reported
 
+struct Question
+{
+    QString name; ///< as the answer is called
+    const Service &service;
+    QString tag;
+    QString method;
+};
+
 struct Report
 {
     QString name;
@@ -37,51 +45,22 @@ bool answers(const rpc::CallResult &result)
     return result.arrived() || (result.error.code == rpc::RpcError::NotFound && !result.errorText.isEmpty());
 }
 
-Report ask(link::ServiceConnection &connection, const QString &name, const Service &service, const QString &tag,
-           const QString &method)
+Report ask(link::ServiceConnection &connection, const Question &question)
 {
-    Report report{name, &service, connection.call(tag, method, {}, AnswerMs)};
+    Report report{question.name, &question.service, connection.call(question.tag, question.method, {}, AnswerMs)};
     if (!answers(report.result)) {
         report.state = QStringLiteral("no answer: %1").arg(QString::fromStdString(report.result.error.message));
         report.code = status::NoTransport;
     } else if (report.result.arrived() && !report.result.accepted) {
         report.state = QStringLiteral("answers, but cannot work: %1").arg(printable(report.result.errorText));
         report.code = status::Refused;
+    } else if (question.tag == hub::HubInterface) {
+        report.state += QStringLiteral(", port %1").arg(rpc::hubPort());
     }
     const QVariant unread = report.result.output.values.value(message::key::unReadNum);
     if (unread.isValid())
         report.state += QStringLiteral(", %1 unread").arg(unread.toInt());
     return report;
-}
-
-Report askService(link::ServiceConnection &connection, const Service &service, const QString &method)
-{
-    return ask(connection, service.name.mid(4), service, service.tag, method); // without "the "
-}
-
-Report askHub(link::ServiceConnection &connection)
-{
-    Report report =
-        ask(connection, QStringLiteral("hub"), VisualizedService, hub::HubInterface, QStringLiteral("List"));
-    if (report.code == status::Ok)
-        report.state += QStringLiteral(", port %1").arg(rpc::hubPort());
-    return report;
-}
-
-void printJson(const QList<Report> &reports)
-{
-    QJsonArray array;
-    for (const Report &report : reports)
-        array.append(QJsonObject{{QStringLiteral("name"), report.name},
-                                 {QStringLiteral("state"), report.state},
-                                 {QStringLiteral("ok"), report.code == status::Ok}});
-    print(compact(array));
-}
-
-void printText(const QList<Report> &reports)
-{
-    for (const Report &report : reports)
-        print(QStringLiteral("%1 %2").arg(report.name + QLatin1Char(':'), -23).arg(report.state));
 }
 
 int runStatus(const Line &line)
@@ -91,13 +70,27 @@ int runStatus(const Line &line)
         complain(error);
         return status::NoTransport;
     }
+    const Question questions[] = {
+        {"hub", VisualizedService, hub::HubInterface, "List"},
+        {"message service", MessageService, MessageService.tag, link::wire::method::UnreadCount},
+        {"upgrade service", UpgradeService, UpgradeService.tag, link::wire::method::UpgradeStatus},
+        {"cloud account service", CloudService, CloudService.tag, link::wire::method::CloudStatus},
+        {"visualized service", VisualizedService, VisualizedService.tag, "getVisualizedOperateManager"},
+    };
     link::ServiceConnection connection;
-    QList<Report> reports{askHub(connection)};
-    reports << askService(connection, MessageService, link::wire::method::UnreadCount)
-            << askService(connection, UpgradeService, link::wire::method::UpgradeStatus)
-            << askService(connection, CloudService, link::wire::method::CloudStatus)
-            << askService(connection, VisualizedService, QStringLiteral("getVisualizedOperateManager"));
-    line.isSet(Json.name) ? printJson(reports) : printText(reports);
+    QList<Report> reports;
+    QJsonArray array;
+    for (const Question &question : questions) {
+        const Report report = ask(connection, question);
+        reports.append(report);
+        array.append(QJsonObject{{QStringLiteral("name"), report.name},
+                                 {QStringLiteral("state"), report.state},
+                                 {QStringLiteral("ok"), report.code == status::Ok}});
+        if (!line.isSet(Json.name))
+            print(QStringLiteral("%1 %2").arg(report.name + QLatin1Char(':'), -23).arg(report.state));
+    }
+    if (line.isSet(Json.name))
+        print(compact(array));
     const auto silent = [](const Report &report) { return report.code == status::NoTransport; };
     const auto first = std::find_if(reports.cbegin(), reports.cend(), silent);
     if (first != reports.cend()) // the others usually follow from it
