@@ -2,7 +2,8 @@
 // milliseconds from the posted request, mapping is what the X server tells:
 //   prompt ROWS    time to mapping, time until all its rows are there
 //   bare           time to mapping of an empty dialog of the prompt's size and flags
-//   notes BYTES    time to mapping, time until the text is there, longest event on the GUI thread from the request on
+//   notes BYTES    time to mapping, time until the first text is there, time until all of it is, longest event on the GUI
+//                  thread from the request on
 // It loads no client library: nothing is asked of a service here.
 
 #include "Mapping.h"
@@ -119,6 +120,8 @@ std::string notes(XWatch &watch, TimedApplication &application, const QString &f
     CManagerAccess::post(CVisualizedEvents::eShowUpgradeExplainDialog, std::make_unique<CUpgradeExplainEveData>(input));
     const double mapped = mappingAfter(watch, begin, QSize(800, 500));
     auto *browser = theWindow<CUpdateExplainDial>()->findChild<QTextBrowser *>();
+    waitUntil([&] { return !browser->document()->isEmpty(); });
+    const double first = since(begin, nowNs());
     waitUntil([&] { return browser->document()->lastBlock().text() == QLatin1String("END"); });
     const double there = since(begin, nowNs());
     qreal height = -1; // the layout continues in small steps; all of them count
@@ -129,7 +132,7 @@ std::string notes(XWatch &watch, TimedApplication &application, const QString &f
     const double longest = since(0, application.longestNs);
     closeAll(watch);
     std::ostringstream out;
-    out << mapped << ' ' << there << ' ' << longest;
+    out << mapped << ' ' << first << ' ' << there << ' ' << longest;
     return out.str();
 }
 

@@ -21,7 +21,6 @@ sys.path.append(str(ROOT / "tests/e2e"))
 from desktop import Desktop  # noqa: E402
 
 BUILD = ROOT / "build" / "release"
-TICKS_PER_SECOND = os.sysconf("SC_CLK_TCK")
 
 
 @functools.lru_cache
@@ -198,11 +197,6 @@ def pss_mib(pid):
         if line.startswith("Pss:"):
             return int(line.split()[1]) / 1024
     raise RuntimeError("no Pss")
-
-
-def ticks(pid):
-    fields = open(f"/proc/{pid}/stat").read().rpartition(")")[2].split()
-    return int(fields[11]) + int(fields[12])
 
 
 def wake_ups(pid):

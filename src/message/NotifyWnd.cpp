@@ -224,19 +224,12 @@ void NotifyWnd::setData(const QMap<QString, QVariant> &data)
 void NotifyWnd::CreateCtrl()
 {
     m_msgCenterButton->show();
-    if (m_unreadCount < 1) {
-        m_badge->setStyleSheet(emptyBadgeSheet());
-        m_badge->clear();
-        m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心"));
+    m_badge->clear();
+    m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心"));
+    if (m_unreadCount < 1)
         return;
-    }
     const QString number = QString::number(qMin(m_unreadCount, MaxShownUnread));
-    m_badge->setFont(fontOf(11));
-    m_badge->setStyleSheet(badgeSheet());
     m_badge->setText(number);
-    m_badge->setScaledContents(true);
-    m_badge->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
-    m_badge->show();
     m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心，%1条未读消息").arg(number));
     VT_LOG(info) << QStringLiteral("通知栏消息：未读数量") + number;
 }
@@ -282,6 +275,8 @@ void NotifyWnd::endPaintWait()
 
 void NotifyWnd::paintEvent(QPaintEvent *)
 {
+    if (!m_painted) // the picture makes Qt load every image plug-in, for which the mapping need not wait
+        m_badge->setStyleSheet(m_badge->text().isEmpty() ? emptyBadgeSheet() : badgeSheet());
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
@@ -349,6 +344,9 @@ void NotifyWnd::InitUi()
     m_badge = new QLabel(m_msgCenterButton);
     m_badge->setObjectName(QStringLiteral("notify-badge"));
     m_badge->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_badge->setFont(fontOf(11));
+    m_badge->setScaledContents(true);
+    m_badge->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
     m_closeButton = flatButton("notify-close-btn", look::icon::CloseNotice, QSize(16, 16), m_background);
     m_closeButton->setAccessibleName(QStringLiteral("关闭"));
     m_closeButton->setStyleSheet(closeSheet());

@@ -1,5 +1,6 @@
 #include "message/CardBody.h"
 #include "message/Center.h"
+#include "support/SavedPicture.h"
 #include <QAccessible>
 #include <QFile>
 #include <QScrollBar>
@@ -141,10 +142,7 @@ private slots:
     void pictures()
     {
         QTemporaryDir dir;
-        const QString path = dir.filePath("wide.png");
-        QImage image(3000, 1000, QImage::Format_RGB32);
-        image.fill(Qt::blue);
-        QVERIFY(image.save(path));
+        const QString path = savedPicture(dir.filePath("wide.png"), QSize(3000, 1000));
         const QString fifo = dir.filePath("fifo.png");
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
         const QVariantMap wide = with("PicFilePath", path);

@@ -6,6 +6,7 @@
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
+#include "support/SavedPicture.h"
 #include <QAccessible>
 #include <QElapsedTimer>
 #include <QFile>
@@ -61,6 +62,8 @@ private slots:
         for (const QPushButton *button : window->findChildren<QPushButton *>())
             QVERIFY(!button->isDefault() && !button->autoDefault());
         QVERIFY(part(window, "notify-url")->isHidden());
+        QTest::keyClick(window.get(), Qt::Key_Tab);
+        QCOMPARE(window->focusWidget(), part<QWidget>(window, "notify-msgcenter-btn"));
         window->DpiChanged(120);
         const QSize usable = window->ScreenSize();
         QCOMPARE(window->pos(),
@@ -76,6 +79,7 @@ private slots:
             const auto window = shown({}, it.key());
             const auto *label = part(window, "notify-badge");
             QCOMPARE(label->text(), text);
+            QTRY_VERIFY(!label->styleSheet().isEmpty());
             QCOMPARE(label->styleSheet().contains("RedNum.png"), !text.isEmpty());
             QCOMPARE(log.count("通知栏消息：未读数量" + text), text.isEmpty() ? 0 : 1);
             const auto *button = part<QPushButton>(window, "notify-msgcenter-btn");
@@ -170,9 +174,7 @@ private slots:
         if (size.isEmpty()) {
             QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
         } else {
-            QImage image(size, QImage::Format_RGB32);
-            image.fill(Qt::red);
-            QVERIFY(image.save(path));
+            savedPicture(path, size);
             QVERIFY(QByteArray(QTest::currentDataTag()) != "cut" || QFile::resize(path, 60));
         }
         const LogCatcher log;

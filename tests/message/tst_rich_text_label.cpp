@@ -1,4 +1,5 @@
 #include "message/RichTextLabel.h"
+#include "support/SavedPicture.h"
 #include "widgets/SafeHtml.h"
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -27,10 +28,7 @@ private slots:
     void looks()
     {
         const QTemporaryDir dir;
-        const QString path = dir.filePath("a b.png");
-        QImage image(3000, 1000, QImage::Format_RGB32);
-        image.fill(Qt::green);
-        QVERIFY(image.save(path));
+        const QString path = savedPicture(dir.filePath("a b.png"), QSize(3000, 1000), Qt::green);
         QWidget window;
         auto *text = new RichTextLabel(320, 250, &window);
         text->setObjectName("text");
