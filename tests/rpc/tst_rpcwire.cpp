@@ -253,6 +253,9 @@ private Q_SLOTS:
             return ref;
         };
         const v1::ObjectRef ref = resolve();
+        v1::CallRequest stale = echoRequest(); // meant for an earlier process
+        stale.set_epoch(ref.epoch() + 1);
+        QCOMPARE(int(sendRaw(stale.SerializeAsString()).error_code()), int(grpc::StatusCode::FAILED_PRECONDITION));
         for (const std::string &endpoint : {std::string("unix:/nowhere"), ref.endpoint()}) {
             grpc::ClientContext context;
             setDeadline(context);
