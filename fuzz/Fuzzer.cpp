@@ -1,4 +1,4 @@
-// The entry points of libFuzzer for a program with exactly one target.
+// The entry points of libFuzzer.
 #include "fuzz/Target.h"
 #include <QApplication>
 #include <cstdio>
@@ -15,6 +15,6 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    tarn::fuzz::targets().constFirst().body(QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(size)));
+    tarn::fuzz::runTarget(QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(size)));
     return 0;
 }

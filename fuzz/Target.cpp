@@ -10,12 +10,6 @@ namespace {
 qint64 longest = 0; // ms
 }
 
-QList<Target> &targets()
-{
-    static QList<Target> list;
-    return list;
-}
-
 void onGuiThread(const std::function<void()> &part)
 {
     QElapsedTimer timer;

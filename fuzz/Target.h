@@ -4,18 +4,12 @@
 #include <QTemporaryDir>
 #include <functional>
 
-/// Fuzz targets. The preset "fuzz" builds each as a libFuzzer program (scripts/fuzz.sh); otherwise each is a test that
-/// replays its committed corpus.
+/// A fuzz target, one in each program. The preset "fuzz" builds libFuzzer programs (scripts/fuzz.sh); otherwise each is a
+/// test that replays its committed corpus.
 namespace tarn::fuzz {
 
-using Body = void (*)(const QByteArray &input);
-
-struct Target
-{
-    const char *name; ///< the corpus is in fuzz/corpus/<name>
-    Body body;
-};
-QList<Target> &targets();
+extern const char *const corpusName; ///< of a directory in fuzz/corpus
+void runTarget(const QByteArray &input);
 
 /// Runs the part of a target that the product runs on its GUI thread, and remembers the longest run.
 void onGuiThread(const std::function<void()> &part);
@@ -36,14 +30,8 @@ private:
     QTemporaryDir m_directory;
 };
 
-struct Registration
-{
-    Registration(const char *name, Body body) { targets().append({name, body}); }
-};
-
 } // namespace tarn::fuzz
 
 #define TARN_FUZZ_TARGET(name)                                                                                         \
-    static void fuzzBody(const QByteArray &input);                                                                     \
-    static const tarn::fuzz::Registration registration(name, fuzzBody);                                                \
-    static void fuzzBody(const QByteArray &input)
+    const char *const tarn::fuzz::corpusName = name;                                                                   \
+    void tarn::fuzz::runTarget(const QByteArray &input)
