@@ -78,13 +78,13 @@ void NotesBrowser::load(const QString &path, const QString &anchor)
         m_pages.append({path, document});
         if (m_pages.size() > MaxPages)
             m_pages.removeFirst();
-        m_anchor = anchor;
-        showPage(m_pages.last());
+        showPage(m_pages.last(), anchor);
     });
 }
 
-void NotesBrowser::showPage(const Page &page)
+void NotesBrowser::showPage(const Page &page, const QString &anchor)
 {
+    m_anchor = anchor;
     QTextDocument *document = page.document.get();
     document->documentLayout()->installEventFilter(this);
     if (document->characterCount() > LongPage)

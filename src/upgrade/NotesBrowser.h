@@ -38,7 +38,7 @@ private:
         std::shared_ptr<QTextDocument> document;
     };
 
-    void showPage(const Page &page);
+    void showPage(const Page &page, const QString &anchor = QString());
     void goToAnchor();
 
     QVector<Page> m_pages; ///< the shown one last, before it those to return to
