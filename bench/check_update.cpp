@@ -7,6 +7,7 @@
 // It loads no client library: nothing is asked of a service here.
 
 #include "Mapping.h"
+#include "TimedApplication.h"
 #include "frame/ManagerAccess.h"
 #include "frame/VisualizedManager.h"
 #include "tarn/core/BagArgs.h"
@@ -15,7 +16,6 @@
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/UpdateExplainDial.h"
 
-#include <QApplication>
 #include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextBrowser>
@@ -26,29 +26,6 @@
 #include <utility>
 
 namespace {
-
-/// Remembers the longest event that it delivered.
-class TimedApplication final : public QApplication
-{
-public:
-    using QApplication::QApplication;
-
-    bool notify(QObject *receiver, QEvent *event) override
-    {
-        const bool outermost = m_depth++ == 0;
-        const int64_t begin = nowNs();
-        const bool done = QApplication::notify(receiver, event);
-        --m_depth;
-        if (outermost)
-            longestNs = std::max(longestNs, nowNs() - begin);
-        return done;
-    }
-
-    int64_t longestNs = 0;
-
-private:
-    int m_depth = 0;
-};
 
 QVariantMap record(const QString &name, const QString &notes = {})
 {

@@ -5,13 +5,12 @@
 // painted screen without the fetching, ALL to the last message being there, LONGEST is the longest event on the GUI thread
 // after the first paint, KIB the growth of the process. SECOND_PAINT is the first paint of the next window.
 
+#include "TimedApplication.h"
 #include "message/MessageList.h"
 #include "message/MessageListItem.h"
 #include "message/MsgCenterDlg.h"
 
 #include <QAbstractListModel>
-#include <QApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QListView>
 #include <QPainter>
@@ -29,33 +28,6 @@ namespace {
 constexpr QSize WindowSize(760, 600);
 constexpr int Pages = 100;
 constexpr int Expansions = 200;
-
-/// Remembers the longest event that it delivered.
-class TimedApplication final : public QApplication
-{
-public:
-    using QApplication::QApplication;
-
-    bool notify(QObject *receiver, QEvent *event) override
-    {
-        if (m_depth++ > 0) {
-            const bool done = QApplication::notify(receiver, event);
-            --m_depth;
-            return done;
-        }
-        QElapsedTimer timer;
-        timer.start();
-        const bool done = QApplication::notify(receiver, event);
-        longestNs = std::max(longestNs, timer.nsecsElapsed());
-        --m_depth;
-        return done;
-    }
-
-    qint64 longestNs = 0;
-
-private:
-    int m_depth = 0;
-};
 
 /// Notices the painting of a scroll area.
 class PaintWatch final : public QObject

@@ -78,8 +78,6 @@ MessageList::MessageList(QWidget *parent)
     m_content->setAttribute(Qt::WA_StaticContents);
 }
 
-MessageList::~MessageList() = default;
-
 MessageList *MessageList::of(const CMessageListItem *item)
 {
     QWidget *ancestor = item->parentWidget();

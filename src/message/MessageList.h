@@ -16,7 +16,6 @@ class MessageList final : public QScrollArea
     Q_OBJECT
 public:
     explicit MessageList(QWidget *parent);
-    ~MessageList() override;
 
     /// The list that holds an item; null when there is none.
     static MessageList *of(const CMessageListItem *item);

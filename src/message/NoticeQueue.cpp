@@ -38,11 +38,6 @@ void NoticeQueue::add(const Values &values)
     insert({nullptr, values, bytesOf(values)});
 }
 
-void NoticeQueue::forget(const Values *values)
-{
-    claim(values);
-}
-
 NoticeQueue::Values NoticeQueue::claim(const Values *values)
 {
     const QMutexLocker lock(&m_mutex);

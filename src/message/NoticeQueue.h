@@ -24,7 +24,7 @@ public:
 
     /// For a new event's map. Until claim() or forget() the queue may clear the map.
     void posted(Values *values);
-    void forget(const Values *values); ///< the event is destroyed
+    void forget(const Values *values) { claim(values); } ///< the event is destroyed
     /// For a delivered event: takes its notice. @return an empty map when it was dropped
     Values claim(const Values *values);
 
@@ -46,7 +46,7 @@ private:
     Values removed(Entry entry);
     void insert(const Waiting &waiting);
 
-    mutable QMutex m_mutex;
+    QMutex m_mutex;
     std::deque<Waiting> m_waiting; // claimed ones first, then posted ones, each oldest first
     qint64 m_bytes = 0;
 };
