@@ -131,6 +131,10 @@ private slots:
         QCOMPARE(list->indexOfChild(one), 60);
         QCOMPARE(one->text(QAccessible::Name), QString("标题 id60"));
         QCOMPARE(one->text(QAccessible::Description), QString("未读 2026-11-21 09:30:00 正文 id60"));
+        QVERIFY(!one->state().invisible); // the list shows it only when it comes into view
+        one->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
+        QCOMPARE(window->focusWidget(), item(window, 60));
+        QVERIFY(!item(window, 60)->visibleRegion().isEmpty());
         one->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
         QVERIFY(one->state().selected && one->state().collapsed);
         one->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
