@@ -120,7 +120,9 @@ public:
             resize(width, height());
             wrap();
         }
-        if (m_isLong || GetLineCount(QString(), this) > MaxLines) {
+        // To count the lines again would lay the text out below its scroll bar.
+        const bool scrolls = verticalScrollBarPolicy() == Qt::ScrollBarAsNeeded;
+        if (scrolls || m_isLong || GetLineCount(QString(), this) > MaxLines) {
             makeScrollable();
             return MaxLines * m_lineHeight;
         }

@@ -145,14 +145,21 @@ void CMsgCenterDlg::fetchRecords()
     VT_LOG(info) << QStringLiteral("消息中心展示消息数量：") + QString::number(m_shownCount);
 }
 
-// What the first screen does not need and would have to wait for.
+// The rest of the window follows its first paint event.
 void CMsgCenterDlg::buildRest()
 {
+    logIds();
+    m_builder.start();
+}
+
+void CMsgCenterDlg::logIds()
+{
+    if (std::exchange(m_hasLoggedIds, true))
+        return;
     QStringList ids;
     for (const sMsgData &record : m_records)
         ids.append(record.MsgId);
     VT_LOG(info) << QStringLiteral("消息中心展示的消息ID：") + ids.join(QLatin1Char(','));
-    m_builder.start();
 }
 
 void CMsgCenterDlg::buildChunk()
@@ -175,8 +182,10 @@ void CMsgCenterDlg::addItem(CMessageListItem *item)
     const auto twin = m_items.find(id);
     const bool isGone = twin != m_items.end() && twin->second->isDeleted(); // deleted before this one was built
     m_items.emplace(id, item);
-    if (isGone)
+    if (isGone) {
         remove({item});
+        applyCount();
+    }
 }
 
 QList<CMessageListItem *> CMsgCenterDlg::itemsOf(const QString &id) const
@@ -236,6 +245,7 @@ void CMsgCenterDlg::OnMessageDeleted(QString strMessageId)
         return;
     remove(items);
     CMsgCenterDataMgr::GetMsgDataMgrInstance()->MessageHasBeenDeleted(strMessageId, QString(), QString());
+    applyCount();
 }
 
 void CMsgCenterDlg::remove(const QList<CMessageListItem *> &items)
@@ -246,7 +256,6 @@ void CMsgCenterDlg::remove(const QList<CMessageListItem *> &items)
     for (CMessageListItem *item : items)
         m_list->rearrange(item);
     m_shownCount -= items.size();
-    applyCount();
 }
 
 void CMsgCenterDlg::moveSelectionAway(const QList<CMessageListItem *> &items)
@@ -346,6 +355,7 @@ bool CMsgCenterDlg::eventFilter(QObject *watched, QEvent *event)
 void CMsgCenterDlg::closeEvent(QCloseEvent *event)
 {
     BeforeCloseDiallog();
+    logIds(); // a window can be closed before it is painted
     ToolDialog::closeEvent(event);
     emit MsgCenterClosed();
 }

@@ -50,6 +50,7 @@ private:
     QWidget *emptyPage();
     void fetchRecords();
     void buildRest();
+    void logIds();
     void buildChunk();
     void addItem(CMessageListItem *item);
     void connectItem(CMessageListItem *item);
@@ -69,6 +70,7 @@ private:
     int m_shownCount = 0;
     bool m_hasLeftObserver = false;
     bool m_wasPainted = false;
+    bool m_hasLoggedIds = false;
     QStackedWidget *m_pages = nullptr;
     MessageList *m_list = nullptr;
     QPushButton *m_readAll = nullptr;

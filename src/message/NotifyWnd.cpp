@@ -225,6 +225,8 @@ void NotifyWnd::CreateCtrl()
 {
     m_msgCenterButton->show();
     m_badge->clear();
+    m_badge->setStyleSheet(QString()); // the next paint event sets the one that the number needs
+    update();
     m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心"));
     if (m_unreadCount < 1)
         return;
@@ -275,7 +277,7 @@ void NotifyWnd::endPaintWait()
 
 void NotifyWnd::paintEvent(QPaintEvent *)
 {
-    if (!m_painted) // the picture makes Qt load every image plug-in, for which the mapping need not wait
+    if (m_badge->styleSheet().isEmpty()) // not before the mapping: the picture makes Qt load every image plug-in
         m_badge->setStyleSheet(m_badge->text().isEmpty() ? emptyBadgeSheet() : badgeSheet());
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);

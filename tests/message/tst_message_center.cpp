@@ -7,10 +7,12 @@
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
+#include "widgets/SafeDocument.h"
 #include <QPointer>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTextEdit>
 
 using namespace center;
 using FakeClient::fake;
@@ -127,6 +129,28 @@ private slots:
         QCOMPARE(page(window), 1);
         QCOMPARE(window->focusWidget(), window.get());
         QCOMPARE(reports(), QStringList({"MessageStatu 3 id0", "MessageStatu 3 id1", "MessageStatu 3 id2"}));
+    }
+
+    void closingBeforeThePaintingLogsTheMessages()
+    {
+        fake().queue("GetAllMessageRecords", {2000, {}, {}, messages(2)});
+        CMsgCenterDlg window(nullptr);
+        window.show();
+        const LogCatcher log;
+        window.close();
+        QVERIFY(log.has(QtInfoMsg, "消息中心展示的消息ID：id0,id1"));
+    }
+
+    void longTextStaysBesideItsScrollBar()
+    {
+        QVariantMap longOne = message("a");
+        longOne.insert("MsgContent", QString("一行\n").repeated(30));
+        const Window window = open({longOne});
+        QTest::keyClick(item(window, 0), Qt::Key_Return);
+        auto *view = item(window, 0)->findChild<QTextEdit *>("messageView");
+        QTRY_VERIFY(view->verticalScrollBar()->isVisible());
+        emit view->findChild<tarn::visualized::SafeDocument *>()->pictureRead();
+        QVERIFY(view->document()->textWidth() < view->width());
     }
 
     void deletingReachesWhatIsNotBuiltYet()

@@ -86,6 +86,13 @@ private slots:
             QCOMPARE(button->text(), QString("消息中心 "));
             QCOMPARE(button->accessibleName().contains(text + "条未读消息"), !text.isEmpty());
         }
+        const auto window = shown({}, 7);
+        window->endPaintWait(); // the patience ends before the first paint event
+        const auto *label = part(window, "notify-badge");
+        QTRY_VERIFY(label->styleSheet().contains("RedNum.png"));
+        window->SetUnReadMsgNum(0);
+        window->CreateCtrl();
+        QTRY_COMPARE(label->styleSheet(), QString("QLabel{color: white;}"));
     }
 
     void partsStayInside()
