@@ -1,5 +1,4 @@
 #include "login/AccountSignIn.h"
-#include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
 #include <QEventLoop>
 #include <QtConcurrent>

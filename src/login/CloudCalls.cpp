@@ -1,5 +1,4 @@
 #include "login/CloudCalls.h"
-#include "login/WipeText.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/keys/CloudKeys.h"
 #include <QThreadPool>

@@ -1,6 +1,7 @@
 #pragma once
 #include "base/ServiceCall.h"
 #include "frame/VtServiceClient.h"
+#include "login/WipeText.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
 #include <memory>
 
@@ -9,9 +10,11 @@ class QThreadPool;
 
 namespace tarn::visualized {
 
-/// What a page of the sign-in dialog sends to the service.
+/// What a page of the sign-in dialog sends to the service. Its end overwrites a secret that nothing else shares.
 struct SignInRequest
 {
+    ~SignInRequest() { wipeText(&secret); }
+
     QString user;           ///< account or phone number
     QString secret;         ///< password or one-time code
     bool automatic = false; ///< sign in without the dialog from now on

@@ -1,5 +1,4 @@
 #include "login/LoginPage.h"
-#include "login/WipeText.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/IconEditWidget.h"
@@ -97,7 +96,9 @@ bool LoginPage::eventFilter(QObject *watched, QEvent *event)
 
 SignInRequest LoginPage::request(bool lockTip) const
 {
-    return {m_user->text(), m_secret->text(), m_automatic->isChecked(), m_remember->isChecked(), lockTip};
+    const QString secret = m_secret->text();
+    return {m_user->text(), QString(secret.constData(), secret.size()), m_automatic->isChecked(),
+            m_remember->isChecked(), lockTip};
 }
 
 void LoginPage::fill(const SignInRequest &remembered)

@@ -16,7 +16,7 @@ class LoginPage : public QWidget
 {
     Q_OBJECT
 public:
-    SignInRequest request(bool lockTip = false) const; ///< as entered
+    SignInRequest request(bool lockTip = false) const; ///< as entered; shares no text with the field of the secret
     void fill(const SignInRequest &remembered);
     /// Sets the remember box to the state of the automatic box.
     /// @param state Qt::CheckState; a partial one changes nothing

@@ -170,6 +170,33 @@ private slots:
         QCOMPARE(callsOf("LoginByAccount").size(), 2);
     }
 
+    // A field can overwrite only a text that nothing else shares.
+    void secretsAreNotShared()
+    {
+        const auto isShared = [this](const char *field) {
+            const QString text = edit(m_dialog, field)->text();
+            edit(m_dialog, field)->setText(QString());
+            return text.isEmpty() || !text.isDetached();
+        };
+        bool shared = true;
+        FakeClient::fake().queue("LoginByAccount", hanging(4100));
+        const DuringTheCall act([&] {
+            shared = isShared("passwordEdit");
+            FakeClient::fake().releaseHangs();
+        });
+        const auto look = [&](QDialog *tip) {
+            shared = isShared("codeEdit");
+            tip->reject();
+        };
+        BoxScript tips({BoxScript::pressing("确定"), look});
+        signIn();
+        QVERIFY(act.isDone && !shared);
+        FakeClient::fake().queue("LoginByPhone", {4102, "密码错"});
+        fill(m_dialog, {}, {}, "13800138000", "123456");
+        BoxScript::press(m_dialog, "phoneLoginButton");
+        QVERIFY(tips.isDone() && !shared);
+    }
+
     // A sign-in that takes long can be left. A success that comes later closes the dialog and notifies the caller.
     void cancelled()
     {
