@@ -83,18 +83,22 @@ void AccountSignIn::wait()
     QEventLoop loop;
     m_loop = &loop;
     loop.exec();
-    if (!self)
+    if (!self || !m_loop)
         return;
     m_loop = nullptr;
-    if (m_watcher.isFinished()) // not when it was left, or the application quits, before the answer
+    if (m_watcher.isFinished()) // not when the application quits before the answer
         end();
 }
 
 void AccountSignIn::leave()
 {
     m_left = true;
-    if (m_loop)
-        m_loop->quit();
+    if (!m_loop)
+        return;
+    m_loop->quit();
+    m_loop = nullptr; // wait() may return much later: a modal box can run a loop above it
+    if (m_watcher.isFinished())
+        QMetaObject::invokeMethod(this, &AccountSignIn::end, Qt::QueuedConnection); // when answered() has a receiver
 }
 
 void AccountSignIn::onFinished()

@@ -170,6 +170,34 @@ private slots:
         QCOMPARE(callsOf("LoginByAccount").size(), 2);
     }
 
+    // A modal box of another window can lie above the wait.
+    void closedUnderABox()
+    {
+        for (const bool answered : {false, true}) { // before the dialog closes
+            cleanup();
+            init();
+            FakeClient::fake().queue("LoginByAccount", hanging(4000));
+            bool concluded = false;
+            const auto closeUnder = [&](QDialog *box) {
+                if (answered) {
+                    FakeClient::fake().releaseHangs();
+                    settle();
+                }
+                m_dialog->close();
+                FakeClient::fake().releaseHangs();
+                settle();
+                concluded = !tarn::visualized::AccountSignIn::current() && m_notify->calls == 1;
+                box->reject();
+            };
+            const BoxScript script(QList<BoxScript::Step>{closeUnder});
+            const DuringTheCall act([] { QDialog().exec(); });
+            signIn();
+            settle();
+            QVERIFY(script.isDone() && concluded);
+            QCOMPARE(int(m_notify->calls), 1);
+        }
+    }
+
     // A field can overwrite only a text that nothing else shares.
     void secretsAreNotShared()
     {
