@@ -10,7 +10,7 @@ namespace key = cloud::key;
 
 struct Pool final : QThreadPool
 {
-    Pool() { setMaxThreadCount(16); } // so many calls can hang before a further one waits
+    Pool() { setMaxThreadCount(16); }
 };
 } // namespace
 
@@ -82,13 +82,16 @@ SignInEnd signInByCode(const SignInRequest &request)
 void notify(const LoginCaller &caller, const QString &line, const QString &afterwards)
 {
     const auto waiting = std::exchange(*caller, {});
-    if (waiting)
-        VT_LOG(info) << line;
+    if (!waiting) {
+        if (!afterwards.isEmpty())
+            VT_LOG(info) << afterwards;
+        return;
+    }
+    VT_LOG(info) << line;
     const ServiceLease lease; // destroy() gives the notification a moment to arrive
     const char *const function = __func__;
     pool().start([waiting, afterwards, lease, function] {
-        if (waiting)
-            waiting->AfterLogin();
+        waiting->AfterLogin();
         if (!afterwards.isEmpty())
             VT_LOG_AS(info, function) << afterwards;
     });

@@ -53,11 +53,11 @@ SignInEnd signInByCode(const SignInRequest &request);
 
 /// Notifies a caller that has not been notified, on a thread of pool(): its process may be frozen or dead. GUI thread.
 /// @param line logged before, when there is such a caller
-/// @param afterwards logged when the notification has returned; empty for no line
+/// @param afterwards logged when the notification has returned, without such a caller at once; empty for no line
 void notify(const LoginCaller &caller, const QString &line, const QString &afterwards = {});
 
-/// The threads of the account sign-ins and of the notifications, apart from the global pool, whose tasks could delay a
-/// sign-in. GUI thread.
+/// The 16 threads of the account sign-ins and of the notifications, apart from the global pool, whose tasks could delay a
+/// sign-in. So many calls that hang delay the next sign-in. GUI thread.
 QThreadPool &pool();
 
 } // namespace tarn::visualized::cloudcalls

@@ -375,6 +375,15 @@ private slots:
         }
     }
 
+    void signedInWithoutACaller()
+    {
+        open();
+        m_log->clear();
+        m_dialog->SetLoginNotify({});
+        m_dialog->QuickLoginSuccess(Token);
+        QCOMPARE(ours(), QString("快捷登录成功。"));
+    }
+
     void cancelledScan()
     {
         for (const bool answered : {false, true}) {
