@@ -67,7 +67,7 @@ bool ToolDialog::event(QEvent *event)
         [[fallthrough]];
     case QEvent::MouseMove:
     case QEvent::MouseButtonRelease:
-        if (m_drag.handle(static_cast<QMouseEvent *>(event), m_bodyButtons))
+        if (isEnabled() && m_drag.handle(static_cast<QMouseEvent *>(event), m_bodyButtons))
             return true;
         break;
     case QEvent::ShortcutOverride:

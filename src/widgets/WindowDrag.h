@@ -19,7 +19,7 @@ public:
     void press(const QPoint &global);
     void move(const QPoint &global);
 
-    /// For a window dragged by its body, called from its three mouse handlers. buttons: which buttons start a drag.
+    /// For a window dragged by its body, called with its mouse events. buttons: which buttons start a drag.
     /// @return whether the event belonged to a drag
     bool handle(QMouseEvent *event, Qt::MouseButtons buttons = Qt::LeftButton);
 

@@ -87,13 +87,14 @@ private slots:
             Qt::MouseButtons bodyButtons;
             Qt::MouseButton button;
             bool drags;
-        } rows[] = {{true, Qt::LeftButton, Qt::LeftButton, true},
-                    {true, Qt::LeftButton, Qt::RightButton, false},
-                    {false, Qt::LeftButton, Qt::LeftButton, true},
-                    {false, Qt::LeftButton, Qt::RightButton, false},
-                    {false, Qt::AllButtons, Qt::MiddleButton, true}};
+            bool enabled = true;
+        } rows[] = {
+            {true, Qt::LeftButton, Qt::LeftButton, true},         {true, Qt::LeftButton, Qt::RightButton, false},
+            {false, Qt::LeftButton, Qt::LeftButton, true},        {false, Qt::LeftButton, Qt::RightButton, false},
+            {false, Qt::AllButtons, Qt::MiddleButton, true},      {true, Qt::LeftButton, Qt::LeftButton, false, false},
+            {false, Qt::LeftButton, Qt::LeftButton, false, false}};
         for (const auto &row : rows) {
-            dragOnce(row.byBar, row.bodyButtons, row.button, row.drags);
+            dragOnce(row.byBar, row.bodyButtons, row.button, row.drags, row.enabled);
             QVERIFY2(!QTest::currentTestFailed(), qPrintable(QString::number(&row - rows)));
         }
     }
@@ -148,10 +149,11 @@ private slots:
     }
 
 private:
-    static void dragOnce(bool byBar, Qt::MouseButtons bodyButtons, Qt::MouseButton button, bool drags)
+    static void dragOnce(bool byBar, Qt::MouseButtons bodyButtons, Qt::MouseButton button, bool drags, bool enabled)
     {
         Window window(bodyButtons);
         window.move(100, 120);
+        window.setEnabled(enabled);
         window.show();
         QWidget *target = byBar ? static_cast<QWidget *>(window.bar) : &window;
         const QPoint global = target->mapToGlobal(QPoint(30, 10));
