@@ -120,6 +120,8 @@ ServiceOutcome::Ending endingOf(int code)
         return judge(message::code::Ok, message::code::isTransport(code));
     else if constexpr (std::is_same_v<Assistant, IUpgradeServiceAssistant>)
         return judge(upgrade::code::Ok, upgrade::code::isTransport(code));
+    else
+        static_assert(!sizeof(Assistant *), "a family without return codes");
 }
 
 /// A copy of the characters: a text may lie in the client library's own data, which is unloaded one day.
