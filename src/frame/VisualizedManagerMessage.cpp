@@ -68,7 +68,7 @@ void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
     connect(window, &QObject::destroyed, this, &CVisualizedManager::showWaitingNotice, Qt::QueuedConnection);
     auto *patience = new QTimer(window);
     connect(patience, &QTimer::timeout, window, &NotifyWnd::endPaintWait);
-    connect(window, &NotifyWnd::firstPainted, patience, &QTimer::stop); // nothing wakes up a window that stands
+    connect(window, &NotifyWnd::firstPainted, patience, &QTimer::stop); // a painted notice needs no timer
     patience->start(PaintPatienceMs);
 
     const QString id = window->GetMsgId();

@@ -112,14 +112,14 @@ bool NotesBrowser::eventFilter(QObject *watched, QEvent *event)
     return proceeds || QTextBrowser::eventFilter(watched, event); // at the end, or if a paragraph gets no lines
 }
 
-// Not before the page is laid out: the way to the anchor would be laid out in one go.
+// Not before the page is laid out: Qt would lay everything above the anchor out in one go.
 void NotesBrowser::goToAnchor()
 {
     if (!m_anchor.isEmpty() && !nextToLayOut(*document()).isValid())
         scrollToAnchor(std::exchange(m_anchor, QString()));
 }
 
-// The same for the links that Tab visits.
+// QTextBrowser looks for the next link in the whole page, which would lay it out in one go.
 bool NotesBrowser::focusNextPrevChild(bool next)
 {
     return nextToLayOut(*document()).isValid() ? QWidget::focusNextPrevChild(next)

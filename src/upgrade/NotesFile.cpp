@@ -33,7 +33,7 @@ constexpr int MaxWeight = 80000;    // of a table or frame, in Latin letters, of
 constexpr int BlockWeight = 50;     // of a paragraph, also of a cell's
 constexpr int MaxParagraph = 10000; // characters
 constexpr int MaxLines = 100000;
-constexpr int LightPage = 20000;   // characters that take no time, however they are formatted
+constexpr int LightPage = 20000;   // characters; a shorter page is light with any formats
 constexpr int LongLine = 250;      // characters
 constexpr double SmallestFont = 6; // pixels or points: a step has many lines of a smaller one
 
@@ -133,7 +133,7 @@ int divisionOf(const QTextBlock &block)
     return block.position() + at;
 }
 
-// A step has hundreds of lines without wrapping, of any length.
+// Lines that do not wrap can have any length, and one step lays out hundreds of them.
 void wrapLongLines(QTextCursor &cursor)
 {
     QVector<QTextBlock> longLines;

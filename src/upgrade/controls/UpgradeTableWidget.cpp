@@ -193,7 +193,7 @@ void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
     startInstallations(rows, poll);
 }
 
-// The cells of a new row are only created.
+// Cells of a new row are added to the list; insertCells() puts them into the table.
 void CUpgradeTableWidget::showRow(const QString &name, const QVariant &row, QVector<Cells> *added)
 {
     const QMutexLocker locker(&m_rowsLock);
