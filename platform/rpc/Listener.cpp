@@ -36,8 +36,6 @@ bool Listener::open(const QString &path, QString *error)
     const bool isOpen = open(reinterpret_cast<sockaddr *>(&address), sizeof address);
     if (!isOpen)
         *error = QStringLiteral("cannot serve on %1: %2").arg(path, qt_error_string(errno));
-    else
-        m_path = name;
     return isOpen;
 }
 
@@ -49,7 +47,9 @@ bool Listener::open(Address *address, QString *error)
     hints.ai_socktype = SOCK_STREAM;
     const QByteArray port = QByteArray::number(address->port);
     const int failure = ::getaddrinfo(address->ip.toUtf8().constData(), port.constData(), &hints, &found);
-    const bool isOpen = failure == 0 && open(found->ai_addr, found->ai_addrlen);
+    bool isOpen = false;
+    for (const addrinfo *each = found; each && !isOpen; each = each->ai_next)
+        isOpen = open(each->ai_addr, each->ai_addrlen);
     if (!isOpen)
         *error = QStringLiteral("cannot serve on %1: %2")
                      .arg(address->text(),
@@ -70,9 +70,15 @@ bool Listener::open(Address *address, QString *error)
 bool Listener::open(const sockaddr *address, socklen_t size)
 {
     const int on = 1;
+    if (m_socket >= 0)
+        ::close(m_socket); // of an address that failed
     m_socket = ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (m_socket < 0 || ::setsockopt(m_socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-        ::bind(m_socket, address, size) != 0 || ::listen(m_socket, SOMAXCONN) != 0)
+        ::bind(m_socket, address, size) != 0)
+        return false;
+    if (address->sa_family == AF_UNIX)
+        m_path = reinterpret_cast<const sockaddr_un *>(address)->sun_path;
+    if (::listen(m_socket, SOMAXCONN) != 0)
         return false;
     // Connections inherit it; a unix socket refuses it.
     ::setsockopt(m_socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

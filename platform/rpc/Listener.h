@@ -22,6 +22,7 @@ public:
 
     /// @param path of a socket that does not exist, at most 107 bytes
     bool open(const QString &path, QString *error);
+    /// Serves on the first address of its name that the machine has.
     /// @param address its port is set where it is 0: the system chooses one
     bool open(Address *address, QString *error);
 

@@ -9,14 +9,36 @@
 #include <arpa/inet.h>
 #include <atomic>
 #include <csignal>
+#include <dlfcn.h>
+#include <netdb.h>
 #include <set>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
 using namespace tarn::rpc;
+
+static constexpr char SeveralAddresses[] = "several.example"; // resolved to a foreign address, then an own one
+static bool listenFails = false;
+
+// The linker finds these two before the C library's.
+extern "C" Q_DECL_EXPORT int listen(int fd, int backlog) noexcept
+{
+    errno = ENOBUFS;
+    return listenFails ? -1 : static_cast<int>(::syscall(SYS_listen, fd, backlog));
+}
+static QString outerAddress();
+extern "C" Q_DECL_EXPORT int getaddrinfo(const char *name, const char *service, const addrinfo *hints, addrinfo **found)
+{
+    static const auto resolve = reinterpret_cast<decltype(&::getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+    if (qstrcmp(name, SeveralAddresses) != 0)
+        return resolve(name, service, hints, found);
+    const int failure = resolve("192.0.2.1", service, hints, found);
+    return failure ? failure : resolve(qPrintable(outerAddress()), service, hints, &(*found)->ai_next);
+}
 
 namespace {
 
@@ -489,6 +511,28 @@ private slots:
             QVERIFY(object);
             QCOMPARE(object->call(Echo, {}, 3000).arrived(), names.contains(address));
         }
+
+        Rpc named; // its name's first address belongs to another machine
+        QVERIFY(named.init(m_box->settings({{keys::EndpointIp, QLatin1String(SeveralAddresses)}})));
+        const auto adapter = serve(named, "named");
+        QVERIFY2(adapter, qPrintable(lastError()));
+        const int connection = connectTo(endpointOf("named").replace(SeveralAddresses, address.toLatin1()));
+        QVERIFY(connection >= 0);
+        ::close(connection);
+    }
+
+    void serverThatCannotListenLeavesNoSocket()
+    {
+        listenFails = true;
+        const auto listenAgain = qScopeGuard([] { listenFails = false; });
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("cannot serve on .*/ep-.*: "));
+        QVERIFY(!serve(*m_rpc, "a"));
+        const auto sockets = [this] { return QDir(m_box->path("run/tarn")).entryList({"ep-*"}, QDir::System); };
+        QCOMPARE(sockets(), QStringList());
+        listenFails = false;
+        const auto adapter = serve(*m_rpc, "a");
+        QVERIFY(adapter);
+        QCOMPARE(sockets().size(), 1);
     }
 
 private:
