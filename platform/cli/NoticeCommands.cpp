@@ -35,10 +35,14 @@ class Desktop
 {
 public:
     Desktop()
-        : m_connection(xcb_connect(nullptr, nullptr))
+        : m_connection(xcb_connect(nullptr, &m_screen))
     {
-        if (xcb_connection_has_error(m_connection) == 0)
-            m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+        if (xcb_connection_has_error(m_connection) != 0)
+            return; // also without a screen of that number
+        auto screens = xcb_setup_roots_iterator(xcb_get_setup(m_connection));
+        for (int i = 0; i < m_screen; ++i)
+            xcb_screen_next(&screens);
+        m_root = screens.data->root;
     }
     ~Desktop() { xcb_disconnect(m_connection); }
     Q_DISABLE_COPY(Desktop)
@@ -59,6 +63,7 @@ private:
     bool isManaged() const;
     xcb_window_t uppermostNotice(xcb_window_t parent) const;
 
+    int m_screen = 0; // in DISPLAY; initialized before the connection
     xcb_connection_t *const m_connection;
     xcb_window_t m_root = 0;
 };
