@@ -70,7 +70,8 @@ QVector<Operation> upgradeOperations()
              key(InstallDir, "string", "directory of the product"),
              key(Restart, "bool", "whether the installer is to start the product again afterwards; only logged here")},
             {key(SilentState, "int",
-                 "1 installing or unknown, 2 done, 99 failed; 2 and 99 are told once, an end that comes quickly by the "
+                 "1 installing or unknown, 2 done, 99 failed; 2 and 99 are answered once, an end that comes quickly by "
+                 "the "
                  "answer to the request itself. Nothing in this system sets 2")}),
     };
 }

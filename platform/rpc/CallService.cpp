@@ -141,7 +141,7 @@ grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context
 grpc::Status CallService::perform(const Request &request, const ICallContext &context, CallResult *result) const
 {
     if (request.epoch != 0 && request.epoch != m_epoch)
-        return refusal(grpc::StatusCode::FAILED_PRECONDITION, QStringLiteral("the object's process has gone"));
+        return refusal(grpc::StatusCode::FAILED_PRECONDITION, QStringLiteral("the object's process has ended"));
     const Servant servant = m_servants->find(request.object);
     if (!servant.object)
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("no object \"%1\"").arg(request.object.left(200)));

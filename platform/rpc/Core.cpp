@@ -142,18 +142,18 @@ void Rpc::Private::deactivate(RpcAdapter::Private &adapter)
 
 RpcError Rpc::Private::remove(RpcAdapter::Private &adapter, const QString &tag)
 {
-    Servant gone; // outlives the lock: its object's destructor may call here
+    Servant removed; // outlives the lock: its object's destructor may call here
     bool publishedOne = false;
     {
         const QMutexLocker lock(&m_mutex);
         const auto it = adapter.servants.find(tag);
         if (it == adapter.servants.end())
             return makeError(RpcError::NotFound, QStringLiteral("no object \"%1\" in this adapter").arg(tag));
-        gone = it->second;
+        removed = it->second;
         adapter.servants.erase(it);
         if (adapter.active)
             m_servants->remove(tag);
-        publishedOne = adapter.active && gone.published;
+        publishedOne = adapter.active && removed.published;
     }
     if (publishedOne)
         publish();

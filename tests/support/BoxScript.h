@@ -62,7 +62,7 @@ private:
             if (button->isDefault() || box->focusWidget() == button)
                 keyButtons.append(button->text());
         }
-        // From a shot of its own: a timer that is being served is silent in nested loops.
+        // By another timer: this one does not fire in the nested loops of the answer.
         QTimer::singleShot(0, this, &BoxScript::answer);
     }
     void answer()
