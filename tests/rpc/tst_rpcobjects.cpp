@@ -155,16 +155,16 @@ private slots:
 
     void notifyOfADeadCaller()
     {
-        QVector<ObjectRef> gone;
+        QVector<ObjectRef> dead;
         {
             const auto adapter = d->caller.createAdapter("callbacks");
             const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
             QVERIFY(adapter->active());
-            gone.append(bindCallback(*adapter, object, LoginNotifyInterface));
+            dead.append(bindCallback(*adapter, object, LoginNotifyInterface));
         }
         for (const char *endpoint : {"unix:/nowhere/x.sock", "127.0.0.1:9", "\"; %%%"})
-            gone.append({LoginNotifyInterface, "t", QLatin1String(endpoint), 1});
-        for (const ObjectRef &ref : qAsConst(gone)) {
+            dead.append({LoginNotifyInterface, "t", QLatin1String(endpoint), 1});
+        for (const ObjectRef &ref : qAsConst(dead)) {
             QVERIFY(call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}}).accepted);
             QElapsedTimer clock;
             clock.start();

@@ -35,7 +35,7 @@ cleanup() {
         kill "${pids[i]}" 2>/dev/null
         wait "${pids[i]}" 2>/dev/null
     done
-    [ "$wm" = openbox ] || sleep 0.3 # settings daemons of other desktops write once more when the bus goes
+    [ "$wm" = openbox ] || sleep 0.3 # settings daemons of other desktops write once more when the bus ends
     rm -rf "$tmp"
 }
 trap cleanup EXIT
