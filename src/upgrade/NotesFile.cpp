@@ -213,17 +213,23 @@ bool canBeShown(const QTextDocument &document)
 // the layout can hold.
 QString bounded(const QString &text)
 {
-    static const QRegularExpression lineEnds(QStringLiteral("\\r\\n?|[\\x{2028}\\x{2029}]"));
-    QString result = text;
-    result.replace(placeless(), QStringLiteral("\\1")).replace(lineEnds, QStringLiteral("\n"));
-    int end = -1;
-    for (int lines = 0; lines < MaxLines; ++lines) {
-        end = result.indexOf(QLatin1Char('\n'), end + 1);
-        if (end < 0)
-            return result;
+    const QString all = QString(text).replace(placeless(), QStringLiteral("\\1"));
+    QString shown;
+    shown.reserve(all.size());
+    int lines = 0;
+    for (int i = 0; i < all.size(); ++i) {
+        const QChar c = all.at(i);
+        if (c == QLatin1Char('\r') && all.midRef(i + 1, 1) == QLatin1String("\n"))
+            continue;
+        const bool endsLine = c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QChar::LineSeparator ||
+                              c == QChar::ParagraphSeparator;
+        if (endsLine && ++lines == MaxLines) {
+            VT_LOG(warning) << QStringLiteral("更新说明行数过多，只显示前%1行").arg(MaxLines);
+            break;
+        }
+        shown += endsLine ? QLatin1Char('\n') : c;
     }
-    VT_LOG(warning) << QStringLiteral("更新说明行数过多，只显示前%1行").arg(MaxLines);
-    return result.left(end);
+    return shown;
 }
 
 // Wraps what does not wrap where there is much of it, and divides paragraphs of absurd length without a visible gap: at a
