@@ -2,6 +2,7 @@
 #include "services/Files.h"
 #include <QFile>
 #include <algorithm>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -19,6 +20,11 @@ QString toText(const fs::path &path)
 bool isThere(const fs::path &path) // also a link to nothing
 {
     return fs::symlink_status(path).type() != fs::file_type::not_found;
+}
+
+bool isDirectory(const fs::path &path) // and no link to one
+{
+    return fs::is_directory(fs::symlink_status(path));
 }
 
 bool isInside(const fs::path &path, const fs::path &directory)
@@ -87,33 +93,37 @@ void FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) 
         throw Failure(QStringLiteral("a file here and a directory there: %1").arg(toText(relative).left(300)));
 }
 
-// The staged paths that are renamed: files, and directories that the product does not have yet.
+// The staged files, and the directories that the product does not have yet.
 std::vector<fs::path> FileSwap::plan() const
 {
     std::vector<Path> paths;
-    for (fs::recursive_directory_iterator it(m_new), end; it != end; ++it) {
-        const Path relative = it->path().lexically_relative(m_new);
-        const bool isDirectory = fs::is_directory(it->symlink_status());
-        if (isDirectory && isThere(m_directory / relative))
-            continue;
-        paths.push_back(relative);
-        if (isDirectory)
-            it.disable_recursion_pending();
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(m_new)) {
+        const Path relative = entry.path().lexically_relative(m_new);
+        if (!isDirectory(entry.path()) || !isThere(m_directory / relative))
+            paths.push_back(relative);
     }
     return paths;
 }
 
 // The new files are on the disk before the journal, the journal before the first rename, and all renames before the
-// journal is removed. The old copies are deleted last.
+// journal is removed. The old copies are deleted last. A new directory is made, not renamed: what a program writes into
+// it must not come into the work area.
 void FileSwap::swapAll() const
 {
     const std::vector<Path> paths = plan();
     QByteArray text;
     for (const Path &path : paths)
         text += QByteArray::fromStdString(path.string()) + '\0';
+    if (text.size() >= MaxJournal)
+        throw Failure(QStringLiteral("the packages have too many files"));
     syncFileSystem(staging());
     writeDurably(toText(m_journal), text + '\0'); // the last zero byte says that it is complete
     for (const Path &path : paths) {
+        if (isDirectory(m_new / path)) {
+            fs::create_directory(m_directory / path);
+            fs::permissions(m_directory / path, fs::status(m_new / path).permissions());
+            continue;
+        }
         if (isThere(m_directory / path)) {
             fs::create_directories((m_old / path).parent_path());
             fs::rename(m_directory / path, m_old / path);
@@ -150,13 +160,24 @@ void FileSwap::removeArea() const
     fs::remove_all(m_area);
 }
 
-// Each step of the swap may have been done or not; doing this twice changes nothing.
+// Each step of the swap may have been done or not, and files may have been deleted since; doing this twice changes
+// nothing. A new directory stays where it has files: a program wrote them after the swap.
 void FileSwap::restore(const Path &path) const
 {
-    if (!isThere(m_new / path))
-        fs::rename(m_directory / path, m_new / path);
-    if (isThere(m_old / path))
+    if (isDirectory(m_new / path)) {
+        ::rmdir((m_directory / path).c_str());
+        return;
+    }
+    if (!isThere(m_new / path)) {
+        if (isThere(m_directory / path))
+            fs::rename(m_directory / path, m_new / path);
+        else
+            fs::create_symlink("deleted", m_new / path); // else the restored old file would be taken for the new one
+    }
+    if (isThere(m_old / path)) {
+        fs::create_directories((m_directory / path).parent_path());
         fs::rename(m_old / path, m_directory / path);
+    }
 }
 
 // A journal that is not complete or names a path outside is an error.

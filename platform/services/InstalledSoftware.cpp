@@ -1,4 +1,5 @@
 #include "services/InstalledSoftware.h"
+#include "services/FileSwap.h"
 #include "services/Files.h"
 #include "services/Log.h"
 #include <QDir>
@@ -36,12 +37,21 @@ QMap<QString, QString> readPlugins(QSettings &settings)
     return plugins;
 }
 
-InstalledSoftware readDescription(const QString &file)
+// An exchange of files may have moved the description away when it was interrupted.
+QString descriptionOf(const QDir &directory)
+{
+    const QString name = QStringLiteral("installation.ini");
+    const QDir area(directory.filePath(QLatin1String(FileSwap::AreaName)));
+    const bool isMoved = !directory.exists(name) && area.exists(QStringLiteral("journal"));
+    return isMoved ? area.filePath(QStringLiteral("old/") + name) : directory.filePath(name);
+}
+
+InstalledSoftware readDescription(const QString &file, const QDir &directory)
 {
     QSettings settings(file, QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
     InstalledSoftware software;
-    software.directory = QFileInfo(file).absolutePath();
+    software.directory = directory.absolutePath();
     software.name = text(settings, QStringLiteral("SoftwareName"));
     software.version = text(settings, QStringLiteral("Version"));
     software.patchVersion = text(settings, QStringLiteral("PatchVersion"));
@@ -57,9 +67,9 @@ InstalledSoftware readDescription(const QString &file)
 // description there that takes over the upgrades of another product.
 void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list)
 {
-    const QFileInfo file(directory.filePath(QStringLiteral("installation.ini")));
+    const QFileInfo file(descriptionOf(directory));
     if (file.isFile() && !file.isSymLink() && file.size() <= MaxDescription) {
-        const InstalledSoftware software = readDescription(file.filePath());
+        const InstalledSoftware software = readDescription(file.filePath(), directory);
         const bool isProduct = !software.name.isEmpty() && !software.version.isEmpty();
         if (isProduct && !findSoftware(*list, software.name))
             *list << software;

@@ -17,7 +17,7 @@ struct InstalledSoftware
     QString patchVersion; ///< of the last patch, empty without one
     QString bits;
     QString exePath;                ///< absolute
-    QString directory;              ///< of the description
+    QString directory;              ///< of the product, absolute
     QMap<QString, QString> plugins; ///< name to version
 };
 

@@ -334,34 +334,69 @@ void tst_UpgradeEngine::rollsBackWhenAFileCannotBeReplaced()
     }
 }
 
-// The process dies at each step of an exchange, and another one at each step of rolling it back.
+// The process dies at each step of an exchange, and another one at each step of rolling it back. Meanwhile the user
+// deletes new files, and the product writes files of its own.
 void tst_UpgradeEngine::rollsBackAfterACrash()
 {
     const QDir product(m_product), area(m_product + "/.tarn-upgrade");
+    const QByteArray description = m_bench->content("installation.ini");
     const QPair<QString, QString> steps[] = {{"bin/program", ".tarn-upgrade/old/bin/program"},
                                              {".tarn-upgrade/new/bin/program", "bin/program"},
-                                             {".tarn-upgrade/new/lib", "lib"},
+                                             {"installation.ini", ".tarn-upgrade/old/installation.ini"},
+                                             {".tarn-upgrade/new/installation.ini", "installation.ini"},
+                                             {"", "lib"},
+                                             {".tarn-upgrade/new/lib/x", "lib/x"},
                                              {".tarn-upgrade/new/late", "late"}};
-    const auto rename = [&](const QString &from, const QString &to) {
+    const auto step = [&](const QString &from, const QString &to) {
+        if (from.isEmpty())
+            return product.mkdir(to);
+        if (to.isEmpty())
+            return product.rmdir(from);
         return ::rename(qPrintable(product.filePath(from)), qPrintable(product.filePath(to))) == 0;
     };
-    for (int forth = 0; forth <= 4; ++forth) {
-        for (int back = 0; back <= forth; ++back) {
-            for (const QString &file : QStringList{"bin/program", "lib/deep/x", "late"})
-                packages::writeFile(area.filePath("new/") + file, "new");
-            QVERIFY(area.mkpath("old/bin"));
-            packages::writeFile(area.filePath("journal"), QByteArray("bin/program\0lib\0late\0\0", 22));
-            QFile::setPermissions(area.filePath("journal"), QFile::ReadOwner | QFile::WriteOwner);
-            for (int i = 0; i < forth; ++i)
-                QVERIFY(rename(steps[i].first, steps[i].second));
-            for (int i = forth; i > forth - back; --i)
-                QVERIFY(rename(steps[i - 1].second, steps[i - 1].first));
-            FileSwap(m_product).rollBack();
-            QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
-            QCOMPARE(product.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-                     (QStringList{"bin", "installation.ini"}));
+    UpgradeTask task;
+    task.product = m_bench->Name;
+    task.state = state::Installing;
+    const auto check = [&](int forth, int back, const QStringList &deleted, const QString &written) {
+        for (const QString &file : QStringList{"bin/program", "lib/x", "late"})
+            packages::writeFile(area.filePath("new/") + file, "new");
+        packages::writeFile(area.filePath("new/installation.ini"), QByteArray(description).replace("1.0", "2.0"));
+        QVERIFY(area.mkpath("old/bin"));
+        const QByteArray journal("bin/program\0installation.ini\0lib\0lib/x\0late\0\0", 45);
+        packages::writeFile(area.filePath("journal"), journal);
+        QFile::setPermissions(area.filePath("journal"), QFile::ReadOwner | QFile::WriteOwner);
+        for (int i = 0; i < forth; ++i)
+            QVERIFY(step(steps[i].first, steps[i].second));
+        for (int i = forth; i > forth - back; --i)
+            QVERIFY(step(steps[i - 1].second, steps[i - 1].first));
+        for (const QString &file : deleted)
+            QVERIFY(QFile::remove(product.filePath(file)) || product.rmdir(file));
+        if (!written.isEmpty())
+            QVERIFY(packages::writeFile(product.filePath(written), "mine"));
+        if (!deleted.isEmpty()) { // the first attempt cannot restore all
+            QVERIFY(area.rmdir("new/bin"));
+            QVERIFY_EXCEPTION_THROWN(FileSwap(m_product).rollBack(), Failure);
+            QVERIFY(area.mkdir("new/bin"));
         }
+        m_bench->store->save(task);
+        m_bench->restart();
+        QCOMPARE(m_bench->state(), state::Downloaded);
+        QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
+        QCOMPARE(m_bench->content("installation.ini"), description);
+        QStringList expected{"bin", "installation.ini"};
+        if (!written.isEmpty()) {
+            QCOMPARE(m_bench->content(written), QByteArray("mine"));
+            QVERIFY(QFile::remove(product.filePath(written)) && product.rmdir("lib"));
+        }
+        QCOMPARE(product.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), expected);
+    };
+    for (int forth = 0; forth <= 7 && !QTest::currentTestFailed(); ++forth) {
+        for (int back = 0; back <= forth && !QTest::currentTestFailed(); ++back)
+            check(forth, back, {}, {});
     }
+    check(7, 0, {"late"}, {});
+    check(7, 0, {"lib/x", "lib", "installation.ini", "bin/program", "bin"}, {});
+    check(7, 0, {}, "lib/own");
 }
 
 // A journal that cannot be trusted costs neither the old files nor a file elsewhere.
