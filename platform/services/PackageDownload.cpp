@@ -178,7 +178,8 @@ private:
         bool hasHeaders = false;
         while (!reply->isFinished() || reply->bytesAvailable() > 0) {
             const int status = statusOf(*reply);
-            if (!hasHeaders && (status != 0 || (m_url.isLocalFile() && reply->bytesAvailable() > 0))) {
+            const bool isAnswer = status != 0 && status / 100 != 3; // Qt follows redirects
+            if (!hasHeaders && (isAnswer || (m_url.isLocalFile() && reply->bytesAvailable() > 0))) {
                 hasHeaders = true;
                 takeHeaders(*reply);
             }

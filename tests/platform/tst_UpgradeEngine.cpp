@@ -122,6 +122,12 @@ void tst_UpgradeEngine::downloads_data()
         f.breaks = 1;
         f.ranges = false;
     });
+    row("breaks, no ranges, behind a redirect", QString(), 4, [](File &f, UpgradeItem &) {
+        f.breakAfter = 100000;
+        f.breaks = 1;
+        f.ranges = false;
+        f.redirects = true;
+    });
     row("wrong checksum", "the checksum is wrong", 1,
         [](File &, UpgradeItem &i) { i.sha256 = QString(64, QLatin1Char('0')); });
     row("too long", "more than the 1000 bytes", 1, [](File &, UpgradeItem &i) { i.size = 1000; });

@@ -4,6 +4,8 @@
 #include <QTimer>
 
 namespace {
+const QByteArray Elsewhere = "/elsewhere"; // appended to the path by a redirect
+
 void send(QTcpSocket *socket, const QByteArray &status, const QByteArray &headers, const QByteArray &body,
           const HttpServer::File &file)
 {
@@ -69,11 +71,13 @@ HttpServer::File HttpServer::take(const Request &request)
 {
     const QMutexLocker locker(&m_mutex);
     m_requests.append(request);
-    const auto found = m_files.find(request.path);
+    const bool isElsewhere = request.path.endsWith(Elsewhere);
+    const auto found = m_files.find(isElsewhere ? request.path.chopped(Elsewhere.size()) : request.path);
     if (found == m_files.end())
         return {{}, 404};
-    const File file = *found;
-    if (found->breaks > 0)
+    File file = *found;
+    file.redirects = file.redirects && !isElsewhere;
+    if (found->breaks > 0 && !file.redirects)
         --found->breaks;
     return file;
 }
@@ -90,6 +94,18 @@ void HttpServer::answer(QTcpSocket *socket)
             range = line.mid(6).trimmed();
     }
     const File file = take({path, range});
+    if (file.redirects) {
+        send(socket, "302 Found", "Location: /" + path + Elsewhere + "\r\n", {}, {});
+        return;
+    }
+    if (path.endsWith(Elsewhere))
+        QTimer::singleShot(200, socket, [=] { sendFile(socket, file, range); });
+    else
+        sendFile(socket, file, range);
+}
+
+void HttpServer::sendFile(QTcpSocket *socket, const File &file, const QByteArray &range)
+{
     if (file.status != 200)
         return send(socket, QByteArray::number(file.status) + " No", {}, "no such thing", file);
     if (range.isEmpty() || !file.ranges)

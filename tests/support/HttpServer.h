@@ -18,6 +18,7 @@ public:
         QByteArray content;
         int status = 200;       // anything else is answered with this and without the content
         bool ranges = true;     // false: always the whole file
+        bool redirects = false; // first to another path, which answers late
         qint64 breakAfter = -1; // closes the connection after this many bytes, with the first breaks answers
         int breaks = 0;
         qint64 bytesPerSecond = 0; // 0: at once
@@ -39,6 +40,7 @@ public:
 private:
     File take(const Request &request); // counts it
     void answer(QTcpSocket *socket);   // once the request is complete; closes the connection
+    static void sendFile(QTcpSocket *socket, const File &file, const QByteArray &range);
 
     mutable QMutex m_mutex;
     QHash<QByteArray, File> m_files;
