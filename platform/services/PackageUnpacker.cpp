@@ -3,6 +3,7 @@
 #include "services/Files.h"
 #include <QCryptographicHash>
 #include <QFile>
+#include <QMutex>
 #include <archive.h>
 #include <archive_entry.h>
 #include <cerrno>
@@ -23,6 +24,21 @@ constexpr mode_t UsualMode = 0755;
 
 using Reader = std::unique_ptr<archive, decltype(&archive_read_free)>;
 using Writer = std::unique_ptr<archive, decltype(&archive_write_free)>;
+
+// The library reads the process's umask by setting it to 0 for a moment: two threads at once would leave it at 0.
+QBasicMutex umaskLock;
+
+archive *newWriter()
+{
+    const QMutexLocker locker(&umaskLock);
+    return archive_write_disk_new();
+}
+
+int writeHeader(archive *writer, archive_entry *entry)
+{
+    const QMutexLocker locker(&umaskLock);
+    return archive_write_header(writer, entry);
+}
 
 // The package file as the library reads it.
 struct Source
@@ -107,7 +123,7 @@ public:
         : m_directory(directory)
         , m_root(fs::canonical(QFile::encodeName(directory).toStdString()))
         , m_stopping(stopping)
-        , m_disk(archive_write_disk_new(), &archive_write_free)
+        , m_disk(newWriter(), &archive_write_free)
     {
         archive_write_disk_set_options(m_disk.get(), ARCHIVE_EXTRACT_PERM | ARCHIVE_EXTRACT_SECURE_SYMLINKS);
     }
@@ -192,7 +208,7 @@ private:
     void write(archive *reader, archive_entry *entry) const
     {
         requireSpace(m_directory, archive_entry_size(entry));
-        check(archive_write_header(m_disk.get(), entry) == ARCHIVE_OK, m_disk.get());
+        check(writeHeader(m_disk.get(), entry) == ARCHIVE_OK, m_disk.get());
         const void *block = nullptr;
         size_t size = 0;
         la_int64_t offset = 0;

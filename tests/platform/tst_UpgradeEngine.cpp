@@ -1,6 +1,8 @@
 // Downloads and installations of the upgrade service, with servers and packages that misbehave.
 #include "services/FileSwap.h"
 #include "services/InstalledSoftware.h"
+#include "services/PackageUnpacker.h"
+#include "support/LogCatcher.h"
 #include "support/UpgradeBench.h"
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -73,6 +75,7 @@ private slots:
     void refusesHostileArchives_data();
     void refusesHostileArchives();
     void keepsLinksAndModes();
+    void installationsAtOnceKeepTheUmask();
     void refusesAPackageThatChanged();
     void rollsBackWhenAFileCannotBeReplaced();
     void rollsBackAfterACrash();
@@ -307,6 +310,27 @@ void tst_UpgradeEngine::keepsLinksAndModes()
     QCOMPARE(mode("/private"), 0700);
     QCOMPARE(mode("/lib"), 0755);
     QCOMPARE(mode("/lib/x.so.1"), 0644);
+}
+
+void tst_UpgradeEngine::installationsAtOnceKeepTheUmask()
+{
+    QByteArray tar;
+    for (int i = 0; i < 20000; ++i)
+        tar += member("folder", '5');
+    const QString file = m_folder->filePath("tar");
+    QVERIFY(packages::writeFile(file, rawTar({tar})));
+    const Package package{file, QFileInfo(file).size(), packages::sha256(rawTar({tar}))};
+    const mode_t outer = ::umask(077); // that of the services
+    const std::atomic<bool> stopping(false);
+    std::vector<std::future<void>> running;
+    for (const QString &directory : QStringList{"1", "2", "3"}) {
+        QDir(m_folder->path()).mkdir(directory);
+        running.push_back(std::async(std::launch::async, unpackPackages, QList<Package>{package},
+                                     m_folder->filePath(directory), std::cref(stopping)));
+    }
+    for (std::future<void> &each : running)
+        each.get();
+    QCOMPARE(::umask(outer), mode_t(077));
 }
 
 void tst_UpgradeEngine::refusesAPackageThatChanged()
