@@ -387,8 +387,7 @@ private:
         Place last;
         const QString cursor = request.values().value(wire::Cursor).toString();
         if (!cursor.isEmpty() && !last.read(cursor))
-            throw Failure(
-                QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor.left(100)));
+            throw noSuchPlace(cursor);
         Page page;
         const auto add = [&](const QSqlQuery &row) {
             const Place place{row.value(SortTime).toLongLong(), row.value(Seq).toLongLong()};

@@ -1,4 +1,5 @@
 #pragma once
+#include "services/Failure.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/rpc/Bag.h"
 
@@ -24,6 +25,12 @@ inline qint64 estimatedBytes(const QVariant &value)
         bytes += 3 * value.toString().size();
     }
     return bytes;
+}
+
+/// The failure for a cursor that no page has named.
+inline Failure noSuchPlace(const QString &cursor)
+{
+    return Failure(QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor.left(100)));
 }
 
 /// One page of a list. A page that is not the last names its last record's place: the next page begins behind it.

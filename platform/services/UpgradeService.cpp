@@ -144,6 +144,16 @@ private:
         return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
     }
 
+    // The place that a cursor names; start without one.
+    static qint64 placeOf(const QString &cursor, qint64 start)
+    {
+        bool good = cursor.isEmpty();
+        const qint64 place = good ? start : cursor.toLongLong(&good);
+        if (!good)
+            throw noSuchPlace(cursor);
+        return place;
+    }
+
     // Adds the tasks behind a place of the list, which is a task's id.
     static void addTasks(const QList<UpgradeTask> &tasks, qint64 place, Page *page)
     {
@@ -156,10 +166,10 @@ private:
     // As "taskInfoList" while all tasks fit into one message, else in pages.
     CallResult queryTaskInfos(const Request &request)
     {
-        const QString place = request.values().value(wire::Cursor).toString();
+        const QString cursor = request.values().value(wire::Cursor).toString();
         Page page;
-        addTasks(m_engine.tasks(), place.toLongLong(), &page);
-        if (place.isEmpty() && page.isLast())
+        addTasks(m_engine.tasks(), placeOf(cursor, 0), &page);
+        if (cursor.isEmpty() && page.isLast())
             return ok({{key::TaskInfoList, page.bag.list}});
         return acceptedWith(code::Ok, page.bag);
     }
@@ -252,7 +262,7 @@ private:
         const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
         const QList<UpgradeTask> tasks = m_engine.tasks();
         const int count = ignores.size();
-        const qint64 place = cursor.isEmpty() ? -count - 1 : cursor.toLongLong();
+        const qint64 place = placeOf(cursor, -count - 1);
         Page page;
         for (int i = 0; i < count && page.isLast(); ++i) {
             if (i - count > place)
