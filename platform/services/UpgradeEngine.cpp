@@ -85,6 +85,7 @@ bool UpgradeEngine::start(UpgradeTask task)
         const UpgradeTask before = current(task.product);
         if (before.isActive())
             return false;
+        task.id = m_tasks.isEmpty() ? 0 : m_tasks.lastKey() + 1; // a new database would count from 1 again
         task.id = m_store->save(task);
         m_unstored.remove(task.product);
         m_tasks.remove(before.id);
@@ -285,11 +286,13 @@ void UpgradeEngine::storeState(const UpgradeTask &task)
     }
     qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(task.product, failure);
     m_unstored.insert(task.product, failure);
-    m_thread.post([this] { storeAgain(); }, StoreAgainMs);
+    if (!std::exchange(m_storesAgain, true))
+        m_thread.post([this] { storeAgain(); }, StoreAgainMs);
 }
 
 void UpgradeEngine::storeAgain()
 {
+    m_storesAgain = false;
     for (const UpgradeTask &task : qAsConst(m_tasks)) {
         if (m_unstored.contains(task.product))
             storeState(task);

@@ -27,7 +27,7 @@ public:
 
     /// Takes up the tasks of an earlier process.
     UpgradeEngine(UpgradeStore *store, Settings settings);
-    ~UpgradeEngine(); ///< running installations are undone
+    ~UpgradeEngine(); ///< running installations are undone unless the files were exchanged already
 
     /// A product has one task. An active one stays as it is, a finished one is replaced.
     /// @return false when one stays
@@ -81,6 +81,7 @@ private:
     std::map<QString, Work> m_running; ///< by product
     int m_lastNumber = 0;
     bool m_scheduled = false;
+    bool m_storesAgain = false; ///< storeAgain() is due
     QMutex m_changedLock;
     QWaitCondition m_changed; ///< a task's state
     WorkThread m_thread;      ///< uses the other members

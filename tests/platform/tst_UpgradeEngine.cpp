@@ -69,6 +69,9 @@ private slots:
     void downloads_data();
     void downloads();
     void keepsToTheBandwidth();
+    void downloadsContinueAfterARestart();
+    void tasksOutliveTheirDatabase();
+    void statesAreStoredAgain();
     void stopsInEveryState();
 
     void installsAllParts();
@@ -176,6 +179,52 @@ void tst_UpgradeEngine::keepsToTheBandwidth()
     downloadPackage(item, target + ".part", target, &throttle, std::atomic<bool>(false));
     QVERIFY(duration.elapsed() >= 200); // a tenth of a second may come at once
     QCOMPARE(packages::readFile(target), noise(300000));
+}
+
+void tst_UpgradeEngine::downloadsContinueAfterARestart()
+{
+    HttpServer::File slow;
+    slow.content = noise(300000);
+    slow.bytesPerSecond = 300000;
+    m_bench->start({m_bench->package("p", slow)});
+    QTRY_VERIFY(m_bench->now().items.value(0).received > 0);
+    m_bench->restart();
+    QTRY_COMPARE(m_bench->state(), state::Downloaded);
+    const QByteArray range = m_bench->server.requests().constLast().range;
+    QVERIFY2(range.startsWith("bytes=") && range != "bytes=0-", range);
+}
+
+// A damaged database is moved aside while the services run; the new one counts from 1.
+void tst_UpgradeEngine::tasksOutliveTheirDatabase()
+{
+    HttpServer::File slow;
+    slow.content = noise(300000);
+    slow.bytesPerSecond = 10000;
+    m_bench->start({m_bench->package("p", slow)});
+    Database database(m_folder->filePath("upgrade.db"), {});
+    database.run("DELETE FROM tasks");
+    database.run("DELETE FROM sqlite_sequence");
+    m_bench->startFor("other", {m_bench->package("other", slow)});
+    QCOMPARE(m_bench->state(), state::Downloading);
+    QCOMPARE(m_bench->engine->taskOf("other").state, state::Downloading);
+}
+
+void tst_UpgradeEngine::statesAreStoredAgain()
+{
+    m_bench->start({m_bench->package("p", noise(1000))});
+    m_bench->startFor("other", {m_bench->package("other", noise(1000))});
+    QTRY_COMPARE(m_bench->state(), state::Downloaded);
+    QTRY_COMPARE(m_bench->engine->taskOf("other").state, state::Downloaded);
+    Database database(m_folder->filePath("upgrade.db"), {});
+    database.run("CREATE TRIGGER refuse BEFORE INSERT ON tasks BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    const LogCatcher log;
+    const auto attempts = [&log] { return log.texts().filter("refused").size(); };
+    m_bench->engine->stop(m_bench->Name);
+    m_bench->engine->stop("other");
+    QCOMPARE(attempts(), 2);
+    QTRY_VERIFY_WITH_TIMEOUT(attempts() > 3, 20000);
+    QTest::qWait(500); // each attempt must not cause two
+    QCOMPARE(attempts(), 4);
 }
 
 void tst_UpgradeEngine::stopsInEveryState()

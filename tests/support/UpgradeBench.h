@@ -40,15 +40,24 @@ public:
         file.content = content;
         return package(path, file, type);
     }
-    void start(const QList<tarn::services::UpgradeItem> &items)
+    void start(const QList<tarn::services::UpgradeItem> &items) { startFor(Name, items); }
+    void startFor(const QString &name, const QList<tarn::services::UpgradeItem> &items)
     {
         tarn::services::UpgradeTask task;
-        task.product = Name;
+        task.product = name;
         task.state = tarn::upgrade::state::Downloading;
         task.items = items;
         engine->start(task);
     }
-    tarn::services::UpgradeTask now() const { return engine->tasks().value(0); }
+    tarn::services::UpgradeTask now() const
+    {
+        const QList<tarn::services::UpgradeTask> tasks = engine->tasks();
+        for (const tarn::services::UpgradeTask &task : tasks) {
+            if (task.product == Name)
+                return task;
+        }
+        return {};
+    }
     int state() const { return now().state; }
     QByteArray content(const QString &path) const { return packages::readFile(product + QLatin1Char('/') + path); }
 
