@@ -414,7 +414,7 @@ void tst_UpgradeEngine::rollsBackWhenAFileCannotBeReplaced()
 }
 
 // The process dies at each step of an exchange, and another one at each step of rolling it back. Meanwhile the user
-// deletes new files, and the product writes files of its own.
+// deletes new files, and the product writes further files.
 void tst_UpgradeEngine::rollsBackAfterACrash()
 {
     const QDir product(m_product), area(m_product + "/.tarn-upgrade");

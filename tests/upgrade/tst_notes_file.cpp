@@ -288,7 +288,7 @@ private:
         return path;
     }
 
-    QString pipe(const QString &name) // whoever opens it waits for ever
+    QString pipe(const QString &name) // opening it blocks for ever
     {
         const QString path = m_directory.filePath(name);
         mkfifo(path.toLocal8Bit().constData(), 0600);
