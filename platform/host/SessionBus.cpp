@@ -1,5 +1,6 @@
 #include "host/SessionBus.h"
 #include <QByteArray>
+#include <QList>
 #include <cstddef>
 #include <cstring>
 #include <poll.h>
