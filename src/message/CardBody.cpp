@@ -11,13 +11,13 @@
 #include "widgets/ShownText.h"
 #include "widgets/TextMenu.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
 #include <QScrollBar>
 #include <QSignalBlocker>
 #include <QTextBlock>
-#include <QTextDocument>
 #include <QTextEdit>
 #include <QtMath>
 
