@@ -41,7 +41,7 @@ UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings)
 
 UpgradeEngine::~UpgradeEngine()
 {
-    m_thread.run([this] { // what is posted already finds nothing to begin or to finish
+    m_thread.run([this] { // calls that are posted already find no task
         m_tasks.clear();
         m_running.clear();
     });

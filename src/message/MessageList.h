@@ -29,7 +29,7 @@ public:
     void setTotal(int count);
     /// Adds items at the end for the first messages of an array that the caller keeps.
     void addChunk(sMsgData *first, int count);
-    /// Moves what is below an item that has another height now, or is deleted.
+    /// Moves the items below one whose height has changed or that was deleted.
     void rearrange(const CMessageListItem *item);
     void scrollTo(CMessageListItem *item);
     /// Selects the item, gives it the focus and scrolls to it; null does nothing.

@@ -23,8 +23,8 @@ rpc::CallResult accept(const QString &, const rpc::Bag &)
     return answer;
 }
 
-/// A command line, its exit code, and a part of what it prints, on standard error where it fails. A text that ends with a
-/// line end is the whole output.
+/// The arguments of tarnctl, the expected exit code, and a part of the expected output (standard error when the code is not
+/// 0). An expected text that ends with a line end is the whole output.
 struct Step
 {
     QString line;

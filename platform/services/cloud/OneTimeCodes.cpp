@@ -50,7 +50,7 @@ OneTimeCodes::Stored OneTimeCodes::last(const QString &phone) const
     return code;
 }
 
-// Deletes what is of no use any longer; codes later than now were sent before the clock was set back.
+// Deletes old codes, those beyond the limit, and those of the future: they were sent before the clock was set back.
 void OneTimeCodes::store(const Stored &code) const
 {
     m_store->run(QStringLiteral("INSERT OR REPLACE INTO sent_codes VALUES(?, ?, ?, ?, ?, ?)"),
