@@ -23,13 +23,6 @@ QString rowSelectedSheet()
 {
     return QStringLiteral("background-color:#F7F8FC;border:1px solid rgb(48,134,213);border-radius:5px;");
 }
-
-CCustomBtn *rowButton(const QString &text, const char *objectName, const QString &product, QWidget *parent)
-{
-    auto *button = new CCustomBtn(text, CCustomBtn::White, objectName, {55, 25}, parent);
-    button->setAccessibleDescription(text::brief(product)); // the texts are the same in every row
-    return button;
-}
 } // namespace
 
 CSelectWidget::CSelectWidget(QWidget *row)
@@ -91,12 +84,13 @@ void CUpdateItem::InitUi()
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
     auto *icon = new ProductIcon(m_record.value(key::ExePath).toString(), look::scaled(24, this), this);
-    icon->setObjectName(QStringLiteral("productIcon"));
-    icon->setFixedWidth(look::scaled(35, this));
+    look::named(icon, "productIcon")->setFixedWidth(look::scaled(35, this));
     columns->addWidget(icon);
     columns->addLayout(textColumn());
     columns->addStretch();
-    columns->addLayout(buttonColumn());
+    addButton(columns, QStringLiteral("立即升级"), "updateButton", &CUpdateItem::OnUpdateExplainClicked);
+    columns->addSpacing(look::scaled(3, this));
+    addButton(columns, QStringLiteral("更新说明"), "notesButton", &CUpdateItem::OnDoNotPromptClicked);
 }
 
 QBoxLayout *CUpdateItem::textColumn()
@@ -110,25 +104,18 @@ QBoxLayout *CUpdateItem::textColumn()
     return column;
 }
 
-QBoxLayout *CUpdateItem::buttonColumn()
+void CUpdateItem::addButton(QBoxLayout *row, const QString &text, const char *objectName, void (CUpdateItem::*slot)())
 {
-    CCustomBtn *update = rowButton(QStringLiteral("立即升级"), "updateButton", m_name, this);
-    CCustomBtn *notes = rowButton(QStringLiteral("更新说明"), "notesButton", m_name, this);
-    m_buttons = {update, notes};
-    connect(update, &QPushButton::clicked, this, &CUpdateItem::OnUpdateExplainClicked);
-    connect(notes, &QPushButton::clicked, this, &CUpdateItem::OnDoNotPromptClicked);
-    auto *column = new QHBoxLayout;
-    column->setSpacing(look::scaled(5, this));
-    column->addWidget(update);
-    column->addWidget(notes);
-    return column;
+    auto *button = new CCustomBtn(text, CCustomBtn::White, objectName, {55, 25}, this);
+    button->setAccessibleDescription(text::brief(m_name)); // the texts are the same in every row
+    connect(button, &QPushButton::clicked, this, slot);
+    row->addWidget(button);
+    m_buttons << button;
 }
 
 QLabel *CUpdateItem::line(const QString &text, const char *objectName, int fontPx)
 {
-    auto *label = new QLabel(this);
-    label->setObjectName(QLatin1String(objectName));
-    label->setFont(look::yaHei(fontPx, QFont::Normal, this));
+    auto *label = look::named(new QLabel(this), objectName, fontPx);
     label->setFixedWidth(look::scaled(218, this));
     label->setTextFormat(Qt::PlainText);
     // Elided here and not by an ElideLabel: the width is fixed, and there may be hundreds of rows.

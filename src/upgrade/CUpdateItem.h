@@ -54,7 +54,7 @@ public slots:
 private:
     void InitUi();
     QBoxLayout *textColumn();
-    QBoxLayout *buttonColumn();
+    void addButton(QBoxLayout *row, const QString &text, const char *objectName, void (CUpdateItem::*slot)());
     QLabel *line(const QString &text, const char *objectName, int fontPx);
 
     const QMap<QString, QVariant> m_record;

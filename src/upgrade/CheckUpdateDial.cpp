@@ -102,12 +102,10 @@ void CCheckUpdateDial::InitDialog()
 
 QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
 {
-    auto *line =
-        new AdviceLine(QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。"), body);
-    line->setObjectName(QStringLiteral("adviceLine"));
+    const QString text = QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。");
+    auto *line = look::named(new AdviceLine(text, body), "adviceLine", look::TextPx);
     line->setTextFormat(Qt::RichText);
     line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
-    line->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
     line->setContentsMargins(look::scaled(14, this), 0, 0, 0);
     setAccessibleDescription(QStringLiteral("您安装的岚川软件存在新版本，建议您立即升级。"));
     return line;
@@ -115,15 +113,13 @@ QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
 
 QWidget *CCheckUpdateDial::rowArea(QWidget *body)
 {
-    m_rowArea = new QScrollArea(body);
-    m_rowArea->setObjectName(QStringLiteral("rowArea"));
+    m_rowArea = look::named(new QScrollArea(body), "rowArea");
     m_rowArea->setFixedSize(look::scaled(QSize(406, 180), this));
     m_rowArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_rowArea->setWidgetResizable(true);
     m_rowArea->setFocusPolicy(Qt::NoFocus);
     removeScrollBarMenus(m_rowArea);
-    auto *content = new QWidget(m_rowArea->viewport());
-    content->setObjectName(QStringLiteral("rowList"));
+    auto *content = look::named(new QWidget(m_rowArea->viewport()), "rowList");
     accessible::setRole(content, QAccessible::List); // before it gets a name, since Qt then keeps the role
     content->setAccessibleName(QStringLiteral("可升级软件"));
     m_list = new QVBoxLayout(content);
@@ -159,7 +155,6 @@ void CCheckUpdateDial::takeRecords()
         VT_LOG(info) << QStringLiteral("自动检测升级显示软件:") + name;
         m_rows.insert(name, nullptr);
         m_records.insert(name, record);
-        m_bitness.insert(name, record.value(key::SoftBytes).toString());
         m_pending << name;
     }
     if (m_pending.size() > MaxRows)
@@ -200,8 +195,7 @@ QWidget *CCheckUpdateDial::addRow(const QVariantMap &record)
 
 QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
 {
-    auto *band = new QWidget(body);
-    band->setObjectName(QStringLiteral("MsgCenterButtom"));
+    auto *band = look::named(new QWidget(body), "MsgCenterButtom");
     band->setFixedHeight(look::scaled(60, this));
     auto *ignore = new CCustomBtn(QStringLiteral("全部忽略"), CCustomBtn::Grey, "ignoreAllButton", ButtonSize, band);
     auto *manage = new CCustomBtn(QStringLiteral("软件管理"), CCustomBtn::Blue, "managerButton", ButtonSize, band);
@@ -326,7 +320,7 @@ void CCheckUpdateDial::DoIgnreUpdate(QString name, QString version)
     QVariantMap request = records::parts(*record, {key::Software, key::Patch, key::Plugins});
     request.insert(key::IgnoredName, name);
     request.insert(key::IgnoredVersion, version);
-    request.insert(key::Bitness, m_bitness.value(name));
+    request.insert(key::Bitness, record->value(key::SoftBytes).toString());
     const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::IgnoreUpgrade, request);
     if (!outcome.called())
         VT_LOG(critical) << QStringLiteral("DoIgnreUpdate：获取在线升级服务失败");

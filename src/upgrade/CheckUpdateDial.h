@@ -1,6 +1,5 @@
 #pragma once
 #include "widgets/ToolDialog.h"
-#include <QMap>
 #include <QMutex>
 #include <QSharedPointer>
 #include <QVariantMap>
@@ -26,8 +25,7 @@ public:
 
     /// Asks, right before an update starts, whether the product still has a new version.
     bool CheckNewVersionAgain(const QString &name);
-    /// Fills the request of that question. Deliberately always false: the check fails, and the row is removed with a log
-    /// line.
+    /// Fills the request of that question. Deliberately always false: the check fails, and the row is removed.
     bool InitInputParamByRegedit(const QString &name, QSharedPointer<IUpgaredSoftInfoService_InputParam> param);
     /// Asks the upgrade service not to offer the version again (the name is the system's own).
     void DoIgnreUpdate(QString name, QString version);
@@ -64,7 +62,6 @@ private:
     QStringList m_pending;               ///< names in the order of the list whose rows are not created yet
     QMap<QString, CUpdateItem *> m_rows; ///< by product name, null while pending; the row area owns the rows
     QMap<QString, QMap<QString, QVariant>> m_records;
-    QMap<QString, QString> m_bitness;
     QMutex m_noticeLock; ///< guards m_noticeShowing against re-entry from the notice's event loop
     bool m_noticeShowing = false;
     QPoint m_place; ///< where it came up

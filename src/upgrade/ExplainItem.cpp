@@ -32,21 +32,15 @@ void CExplainItem::showEvent(QShowEvent *event)
         m_browser->load(m_info.notesFile);
 }
 
-// Only the first file: a link to a missing one leaves the page as it is.
-void CExplainItem::onUnreadable()
-{
-    if (m_browser->document()->isEmpty())
-        m_browser->setPlainText(QStringLiteral("暂无更多信息。"));
-}
-
 void CExplainItem::InitUi()
 {
     setAttribute(Qt::WA_StyledBackground);
-    m_browser = new NotesBrowser(this);
-    m_browser->setObjectName(QStringLiteral("notesBrowser"));
+    m_browser = look::named(new NotesBrowser(this), "notesBrowser", look::TextPx);
     m_browser->setAccessibleName(QStringLiteral("更新说明"));
-    m_browser->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
-    connect(m_browser, &NotesBrowser::unreadable, this, &CExplainItem::onUnreadable);
+    connect(m_browser, &NotesBrowser::unreadable, this, [this] {
+        if (m_browser->document()->isEmpty()) // a link to a missing file leaves the page as it is
+            m_browser->setPlainText(QStringLiteral("暂无更多信息。"));
+    });
     auto *column = new QVBoxLayout(this);
     look::space(column, {16, 12, 16, 0}, 10, this);
     column->addWidget(headerLine());
@@ -56,18 +50,13 @@ void CExplainItem::InitUi()
 QWidget *CExplainItem::headerLine()
 {
     auto *line = new QWidget(this);
-    const auto label = [this, line](const char *objectName, int px, const QString &text) {
-        auto *part = new ElideLabel(text, line);
-        part->setObjectName(QLatin1String(objectName));
-        part->setFont(look::yaHei(px, QFont::Normal, this));
-        return part;
-    };
-    auto *header = label("notesHeader", 15, QStringLiteral("%1 %2 -- 更新说明").arg(m_info.name, m_info.newVersion));
-    auto *installed = label("installedVersion", 12, QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion));
-    installed->setMinimumWidth(qMin(installed->sizeHint().width(), look::scaled(240, this))); // beside a long name
+    const QString header = QStringLiteral("%1 %2 -- 更新说明").arg(m_info.name, m_info.newVersion);
+    const QString version = QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion);
     auto *row = new QHBoxLayout(line);
     look::space(row, {}, 4, this);
-    row->addWidget(header);
+    row->addWidget(look::named(new ElideLabel(header, line), "notesHeader", 15));
+    auto *installed = look::named(new ElideLabel(version, line), "installedVersion", 12);
+    installed->setMinimumWidth(qMin(installed->sizeHint().width(), look::scaled(240, this))); // beside a long name
     row->addWidget(installed);
     row->addStretch();
     return line;

@@ -26,9 +26,6 @@ public:
 protected:
     void showEvent(QShowEvent *event) override;
 
-private slots:
-    void onUnreadable();
-
 private:
     void InitUi();
     QWidget *headerLine();

@@ -42,8 +42,7 @@ QString viewSheet()
 /// A named child with its own background.
 QWidget *area(const char *objectName, QWidget *parent)
 {
-    auto *widget = new QWidget(parent);
-    widget->setObjectName(QLatin1String(objectName));
+    auto *widget = look::named(new QWidget(parent), objectName);
     widget->setAttribute(Qt::WA_StyledBackground);
     return widget;
 }
@@ -196,8 +195,8 @@ void CUpgradeDialog::initDialog()
     expectUnasked();
     placement::centreOnPrimary(this);
 
-    auto *frame = new QFrame(this); // under the contents: its sheet has no selector and would apply to every child
-    frame->setObjectName(QStringLiteral("windowFrame"));
+    // Under the contents: its sheet has no selector and would apply to every child.
+    auto *frame = look::named(new QFrame(this), "windowFrame");
     frame->setStyleSheet(frameSheet());
     frame->setGeometry(rect());
     frame->setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -219,9 +218,7 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     titleBar->setFixedHeight(look::scaled(look::LargeTitleHeight, this));
     auto *logo = new QLabel(titleBar);
     logo->setPixmap(QIcon(look::icon::Upgrade).pixmap(look::scaled(QSize(20, 20), this)));
-    auto *title = new QLabel(QStringLiteral("在线升级"), titleBar);
-    title->setObjectName(QStringLiteral("titleText"));
-    title->setFont(look::yaHei(15, QFont::Bold, this));
+    auto *title = look::named(new QLabel(windowTitle(), titleBar), "titleText", 15, QFont::Bold);
     auto *line = new QHBoxLayout(titleBar);
     line->setContentsMargins(look::scaled(12, this), 0, look::scaled(10, this), 1);
     line->setSpacing(look::scaled(8, this));
@@ -229,8 +226,7 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     line->addWidget(title);
     line->addStretch();
     const auto addButton = [&](const char *objectName, const QString &name, const QString &picture, auto slot) {
-        auto *button = new TitleButton(name, picture, titleBar);
-        button->setObjectName(QLatin1String(objectName));
+        auto *button = look::named(new TitleButton(name, picture, titleBar), objectName);
         button->setFixedSize(look::scaled(QSize(20, 36), this));
         connect(button, &QPushButton::clicked, this, slot);
         line->addWidget(button);
@@ -276,12 +272,9 @@ void CUpgradeDialog::initHasDataView(QWidget *view)
 
 void CUpgradeDialog::initNoDataView(QWidget *view)
 {
-    auto *text = new QLabel(QStringLiteral("暂无数据"), view);
-    text->setObjectName(QStringLiteral("noDataText"));
+    auto *text = look::named(new QLabel(QStringLiteral("暂无数据"), view), "noDataText", 15);
     text->setAlignment(Qt::AlignCenter);
-    text->setFont(look::yaHei(15, QFont::Normal, this));
-    auto *layout = new QVBoxLayout(view);
-    layout->addWidget(text);
+    (new QVBoxLayout(view))->addWidget(text);
 }
 
 void CUpgradeDialog::initTray()

@@ -110,6 +110,21 @@ QString tabs(int height, const QString &size, const QWidget *w = nullptr);
 /// A white pop-up menu with a blue selection.
 QMenu *newMenu(QWidget *parent);
 
+/// Gives a new widget the name by which sheets and tests find it. @return the widget
+template <class Widget>
+Widget *named(Widget *widget, const char *objectName)
+{
+    widget->setObjectName(QLatin1String(objectName));
+    return widget;
+}
+/// The same, with yaHei(fontPx, weight) as its font.
+template <class Widget>
+Widget *named(Widget *widget, const char *objectName, int fontPx, int weight = QFont::Normal)
+{
+    widget->setFont(yaHei(fontPx, weight, widget));
+    return named(widget, objectName);
+}
+
 /// Gives a top-level window its title, and its class name as object name and X role, by which X11 tools and screen readers
 /// tell the windows apart. The host's event loop does not end with the window. Called first in the most derived class.
 void prepareWindow(QWidget *window, const QString &title);

@@ -1,6 +1,6 @@
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/ProductIcon.h"
-#include "upgrade/operate/RowKeys.h"
+#include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/ShownText.h"
@@ -30,22 +30,9 @@ QString cellSheet()
 CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent)
     : LazyCell(parent)
     , m_info(info.toMap().value(row::SoftInfoCtrl).toMap())
+    , m_name(text::brief(m_info.value(row::CtrlSoftName).toString()))
+    , m_version(QStringLiteral("当前版本：%1").arg(text::brief(m_info.value(row::SoftVersion).toString())))
 {
-}
-
-QString CSoftInfoItem::name() const
-{
-    return text::brief(m_info.value(row::CtrlSoftName).toString());
-}
-
-QString CSoftInfoItem::versionText() const
-{
-    return QStringLiteral("当前版本：%1").arg(text::brief(m_info.value(row::SoftVersion).toString()));
-}
-
-QString CSoftInfoItem::spokenText() const
-{
-    return name() + QStringLiteral("，") + versionText();
 }
 
 void CSoftInfoItem::InitUi()
@@ -66,39 +53,33 @@ void CSoftInfoItem::paintEvent(QPaintEvent *event)
 QWidget *CSoftInfoItem::InitLeftWidget()
 {
     auto *icon = new ProductIcon(m_info.value(row::IconPath).toString(), look::scaled(32, this), this);
-    icon->setObjectName(QStringLiteral("softIcon"));
-    icon->setFixedWidth(look::scaled(IconColumn, this));
+    look::named(icon, "softIcon")->setFixedWidth(look::scaled(IconColumn, this));
     return icon;
 }
 
 QWidget *CSoftInfoItem::InitRightWidget()
 {
     auto *right = new QWidget(this);
-    auto *button = new QPushButton(right);
-    button->setObjectName(QStringLiteral("softName"));
+    auto *button = look::named(new QPushButton(right), "softName", 15, QFont::Bold);
     button->setFlat(true);
     button->setAutoDefault(false);
     button->setFocusPolicy(Qt::NoFocus); // shows the name, has no action
-    button->setFont(look::yaHei(15, QFont::Bold, this));
-    button->setToolTip(text::toolTip(name()));
-    button->setAccessibleName(name());
-    button->setAccessibleDescription(name());                                 // else the markup of the tool tip
+    button->setToolTip(text::toolTip(m_name));
+    button->setAccessibleName(m_name);
+    button->setAccessibleDescription(m_name);                                 // else the markup of the tool tip
     const int others = look::scaled(LeftMargin + IconColumn + 2 * Gap, this); // the columns keep their widths
     const int most = qBound(1, width() - others, look::scaled(400, this));
     button->setMinimumWidth(1);
     button->setMaximumWidth(most);
     button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    QString shown = text::elided(name().simplified(), button->font(), most);
+    QString shown = text::elided(m_name.simplified(), button->font(), most);
     button->setText(shown.replace(QLatin1Char('&'), QStringLiteral("&&")));
-    auto *version = new ElideLabel(versionText(), right);
-    version->setObjectName(QStringLiteral("softVersion"));
-    version->setFont(look::yaHei(11, QFont::Normal, this));
 
     auto *lines = new QVBoxLayout(right);
     look::space(lines, {}, Gap, this);
     lines->addStretch();
     lines->addWidget(button);
-    lines->addWidget(version);
+    lines->addWidget(look::named(new ElideLabel(m_version, right), "softVersion", 11));
     lines->addStretch();
     return right;
 }

@@ -4,7 +4,7 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include "upgrade/UpgradeCalls.h"
-#include "upgrade/operate/RowKeys.h"
+#include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/BringToFront.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
@@ -97,30 +97,21 @@ void CUpgradeProgress::build()
 
 void CUpgradeProgress::showInfo()
 {
-    if (m_status == state::Downloading) {
+    if (m_status == state::Downloading)
         dealWithDownloading(m_downloadCtrl);
-    } else if (m_status == state::Installing) {
-        dealWithInstalling(m_downloadCtrl);
-    } else if (m_status == state::Downloaded) {
-        showFinished();
-    }
+    else if (m_status == state::Downloaded || m_status == state::Installing)
+        showState(m_status, m_downloadCtrl);
 }
 
 void CUpgradeProgress::dealWithDownloading(const QMap<QString, QVariant> &downloadCtrl)
 {
     m_installParam = downloadCtrl.value(row::InstallParam).toMap();
-    if (!m_bar)
-        return;
-    showTexts(downloadCtrl);
-    // The bar counts in int: beyond 2 GiB it differs from the percentage.
-    showBar(static_cast<int>(downloadCtrl.value(row::TotalBytes).toLongLong()),
-            static_cast<int>(downloadCtrl.value(row::CurrentBytes).toLongLong()));
-    showCancel(true);
+    showState(state::Downloading, downloadCtrl);
 }
 
 void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &downloadCtrl)
 {
-    showFinished();
+    showState(state::Downloaded, downloadCtrl);
     const QVariantMap reported = downloadCtrl.value(row::InstallParam).toMap();
     QVariantMap request = reported.isEmpty() ? m_installParam : reported;
     request.insert(key::SoftwareName, downloadCtrl.value(row::CtrlSoftName));
@@ -143,10 +134,7 @@ void CUpgradeProgress::dealWithDownloadFinished(const QMap<QString, QVariant> &d
 
 void CUpgradeProgress::dealWithInstalling(const QMap<QString, QVariant> &downloadCtrl)
 {
-    if (!m_bar)
-        return;
-    showTexts(downloadCtrl);
-    showFull();
+    showState(state::Installing, downloadCtrl);
 }
 
 void CUpgradeProgress::cancelDownloadTask()
@@ -172,11 +160,9 @@ void CUpgradeProgress::initWidgetUI()
 
 void CUpgradeProgress::initTopWidget(QWidget *top)
 {
-    m_tip = new ElideLabel(top);
-    m_tip->setObjectName(QStringLiteral("downloadTip"));
+    m_tip = look::named(new ElideLabel(top), "downloadTip");
     m_tip->setFont(look::yaHeiZh(12, QFont::Normal, this));
-    m_percent = new QLabel(top);
-    m_percent->setObjectName(QStringLiteral("downloadPercent"));
+    m_percent = look::named(new QLabel(top), "downloadPercent");
     m_percent->setTextFormat(Qt::PlainText);
     m_percent->setFont(m_tip->font());
 
@@ -188,8 +174,7 @@ void CUpgradeProgress::initTopWidget(QWidget *top)
 
 void CUpgradeProgress::initBottomWidget(QWidget *bottom)
 {
-    m_bar = new QProgressBar(bottom);
-    m_bar->setObjectName(QStringLiteral("downloadBar"));
+    m_bar = look::named(new QProgressBar(bottom), "downloadBar");
     m_bar->setAccessibleName(text::brief(softName()));
     m_bar->setRange(0, 100);
     m_bar->setTextVisible(false);
@@ -204,8 +189,7 @@ void CUpgradeProgress::initBottomWidget(QWidget *bottom)
 
 QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
 {
-    auto *button = new QPushButton(parent);
-    button->setObjectName(QStringLiteral("cancelDownload"));
+    auto *button = look::named(new QPushButton(parent), "cancelDownload");
     button->setAccessibleName(QStringLiteral("取消升级"));
     button->setAccessibleDescription(text::brief(softName())); // every row has this button
     button->setToolTip(QStringLiteral("取消升级"));
@@ -222,33 +206,31 @@ QPushButton *CUpgradeProgress::cancelButton(QWidget *parent)
     return button;
 }
 
-void CUpgradeProgress::showTexts(const QMap<QString, QVariant> &downloadCtrl)
+// Shows a running task; nothing until the cell is built.
+void CUpgradeProgress::showState(int status, const QVariantMap &downloadCtrl)
 {
-    const QString tip = downloadCtrl.value(row::DownloadTip).toString();
-    if (m_tip->fullText() != tip)
-        m_tip->setFullText(tip);
-    m_percent->setText(downloadCtrl.value(row::DownloadPercent).toString());
+    if (!m_bar)
+        return;
+    QString percent = QStringLiteral("100%");
+    if (status != state::Downloaded) { // else the tip of the download stays
+        percent = downloadCtrl.value(row::DownloadPercent).toString();
+        const QString tip = downloadCtrl.value(row::DownloadTip).toString();
+        if (m_tip->fullText() != tip)
+            m_tip->setFullText(tip);
+    }
+    m_percent->setText(percent);
+    const bool isDownloading = status == state::Downloading;
+    const int full = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // a task of unknown size gives the bar no range
+    // The bar counts in int: beyond 2 GiB it differs from the percentage.
+    showBar(isDownloading ? static_cast<int>(downloadCtrl.value(row::TotalBytes).toLongLong()) : full,
+            isDownloading ? static_cast<int>(downloadCtrl.value(row::CurrentBytes).toLongLong()) : full);
+    showCancel(isDownloading);
 }
 
 void CUpgradeProgress::showBar(int maximum, int value)
 {
     m_bar->setRange(0, maximum);
     m_bar->setValue(std::clamp(value, 0, m_bar->maximum())); // the bar ignores a value beyond its range
-}
-
-void CUpgradeProgress::showFull()
-{
-    const int maximum = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // a task of unknown size gives the bar no range
-    showBar(maximum, maximum);
-    showCancel(false);
-}
-
-void CUpgradeProgress::showFinished()
-{
-    if (!m_bar)
-        return;
-    m_percent->setText(QStringLiteral("100%"));
-    showFull();
 }
 
 void CUpgradeProgress::showCancel(bool shown)

@@ -18,7 +18,9 @@ public:
     /// @param info a display row. Starts nothing.
     explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
-    quint64 livePoll = 0; ///< the table's: number of the newest poll that reported the task as running
+    // The table's
+    quint64 livePoll = 0; ///< number of the newest poll that reported the task as running
+    int tableRow = 0;
 
     QString spokenText() const override;
     bool canBeCancelled() const;
@@ -58,10 +60,8 @@ private:
     QPushButton *cancelButton(QWidget *parent);
 
     void showInfo();
-    void showTexts(const QMap<QString, QVariant> &downloadCtrl);
+    void showState(int status, const QMap<QString, QVariant> &downloadCtrl);
     void showBar(int maximum, int value);
-    void showFull();
-    void showFinished();
     void showCancel(bool shown);
     bool waitForProgramEnd();
 

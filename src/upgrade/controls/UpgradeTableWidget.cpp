@@ -3,12 +3,11 @@
 #include "upgrade/UpgradeCalls.h"
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/controls/UpgradeProgress.h"
-#include "upgrade/operate/RowKeys.h"
+#include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/BringToFront.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/ShownText.h"
-#include <QHash>
 #include <QHeaderView>
 #include <QHoverEvent>
 #include <QKeyEvent>
@@ -197,15 +196,15 @@ void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
 void CUpgradeTableWidget::showRow(const QString &name, const QVariant &row, QVector<Cells> *added)
 {
     const QMutexLocker locker(&m_rowsLock);
-    QWidget *&cell = m_progressByName[name];
+    CUpgradeProgress *&cell = m_progressByName[name];
     if (cell) {
-        static_cast<CUpgradeProgress *>(cell)->setUpgradeInfo(row);
+        cell->setUpgradeInfo(row);
     } else {
-        cell = createDownloadWidget(row);
-        m_rowByName.insert(name, rowCount() + added->size());
+        cell = static_cast<CUpgradeProgress *>(createDownloadWidget(row));
+        cell->tableRow = rowCount() + added->size();
         added->append(Cells(createSoftInfoWidget(row), cell));
     }
-    static_cast<CUpgradeProgress *>(cell)->livePoll = m_poll;
+    cell->livePoll = m_poll;
 }
 
 // All new rows together: the cost of one insertion grows with the number of rows.
@@ -257,7 +256,7 @@ void CUpgradeTableWidget::dropOvertaken(QList<QVariant> *rows, quint64 poll) con
     if (m_poll == poll)
         return;
     const auto isOvertaken = [this, poll](const QVariant &row) {
-        const CUpgradeProgress *progress = progressOf(nameOf(row));
+        const CUpgradeProgress *progress = m_progressByName.value(nameOf(row));
         return !progress || progress->livePoll > poll;
     };
     rows->erase(std::remove_if(rows->begin(), rows->end(), isOvertaken), rows->end());
@@ -284,7 +283,7 @@ void CUpgradeTableWidget::showErrorDialog(const QStringList &downloadFailed, con
 
 void CUpgradeTableWidget::updateRow(const QVariant &row)
 {
-    if (CUpgradeProgress *progress = progressOf(nameOf(row)))
+    if (CUpgradeProgress *progress = m_progressByName.value(nameOf(row)))
         progress->updateUpgradeInfo(row);
 }
 
@@ -294,13 +293,8 @@ void CUpgradeTableWidget::deleteRows(const QList<QVariant> &rows)
     {
         const QMutexLocker locker(&m_rowsLock);
         for (const QVariant &row : rows) {
-            const QString name = nameOf(row);
-            const auto index = m_rowByName.find(name);
-            if (index == m_rowByName.end())
-                continue;
-            indices.append(*index);
-            m_rowByName.erase(index);
-            m_progressByName.remove(name);
+            if (const CUpgradeProgress *progress = m_progressByName.take(nameOf(row)))
+                indices.append(progress->tableRow);
         }
     }
     if (indices.isEmpty())
@@ -335,16 +329,8 @@ void CUpgradeTableWidget::updateRowIndex()
         return;
     }
     const QMutexLocker locker(&m_rowsLock);
-    QHash<const QWidget *, int> rows;
-    rows.reserve(rowCount());
     for (int row = 0; row < rowCount(); ++row)
-        rows.insert(cellWidget(row, 1), row);
-    m_rowByName.clear();
-    for (auto it = m_progressByName.cbegin(); it != m_progressByName.cend(); ++it) {
-        const auto row = rows.constFind(it.value());
-        if (row != rows.cend())
-            m_rowByName.insert(it.key(), *row);
-    }
+        progressAt(row)->tableRow = row;
 }
 
 void CUpgradeTableWidget::onCancelDownload(QVariant info)
@@ -365,15 +351,12 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
 void CUpgradeTableWidget::stopAllTask()
 {
     ++m_poll;
-    const QMap<QString, QWidget *> running = m_progressByName;
-    for (QWidget *widget : running) {
-        if (auto *progress = qobject_cast<CUpgradeProgress *>(widget))
-            progress->cancelDownloadTask();
-    }
+    const auto running = m_progressByName;
+    for (CUpgradeProgress *progress : running)
+        progress->cancelDownloadTask();
     setRowCount(0);
     const QMutexLocker locker(&m_rowsLock);
     m_progressByName.clear();
-    m_rowByName.clear();
 }
 
 QWidget *CUpgradeTableWidget::createSoftInfoWidget(const QVariant &row)
@@ -386,11 +369,6 @@ QWidget *CUpgradeTableWidget::createDownloadWidget(const QVariant &row)
     auto *progress = new CUpgradeProgress(row, viewport());
     connect(progress, &CUpgradeProgress::cancelDownload, this, &CUpgradeTableWidget::onCancelDownload);
     return progress;
-}
-
-CUpgradeProgress *CUpgradeTableWidget::progressOf(const QString &name) const
-{
-    return qobject_cast<CUpgradeProgress *>(m_progressByName.value(name));
 }
 
 CUpgradeProgress *CUpgradeTableWidget::progressAt(int row) const

@@ -2,10 +2,8 @@
 #include "upgrade/controls/UpgradeTableDelegate.h"
 #include <QMap>
 #include <QMutex>
-#include <QPair>
 #include <QPointer>
 #include <QTableWidget>
-#include <QVariant>
 
 namespace upgrade::controls {
 
@@ -36,7 +34,7 @@ public:
     void setHoveredRowBackground(const QBrush &brush) { repainted()->setHoveredRowBackground(brush); }
     void setHoveredRowBorderColor(const QColor &color) { repainted()->setHoveredRowBorderColor(color); }
 
-    // Display rows (RowKeys.h); rows of unknown names are ignored by update and delete.
+    // Display rows (UpgradeDataRefresh.h); rows of unknown names are ignored by update and delete.
     void addRows(const QList<QVariant> &rows); ///< updates the rows that exist; installs the finished downloads
     void deleteRows(const QList<QVariant> &rows);
     void addRow(const QVariant &row) { addRows({row}); }
@@ -85,15 +83,13 @@ private:
     void reportAndRemove(QList<QVariant> ended, quint64 poll);
     void dropOvertaken(QList<QVariant> *rows, quint64 poll) const;
 
-    CUpgradeProgress *progressOf(const QString &name) const;
     CUpgradeProgress *progressAt(int row) const;
     int focusedRow() const; ///< -1 if the focus is outside of the rows
     void releaseFocus(int row);
 
     CUpgradeTableDelegate *m_delegate = nullptr;
-    QMap<QString, QWidget *> m_progressByName; ///< the row's identity: its widget in column 1
-    QMap<QString, int> m_rowByName;
-    QMutex m_rowsLock; ///< guards the two maps; never held where a window can be shown
+    QMap<QString, CUpgradeProgress *> m_progressByName; ///< the widgets in column 1, which know their rows
+    QMutex m_rowsLock; ///< guards the map and the rows; never held where a window can be shown
     bool errorReportShowing = false;
     QPointer<QWidget> m_parentDlg;
 

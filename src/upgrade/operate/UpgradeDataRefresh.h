@@ -1,13 +1,34 @@
 #pragma once
 #include <QMutex>
-#include <QObject>
-#include <QVariant>
+#include <QTimer>
+#include <QVariantMap>
 
-class QTimer;
+/// A display row: describes one running task to the upgrade table, by the keys below.
+using UpgradeRowInfo = QMap<QString, QVariant>;
+
+namespace upgrade::row {
+inline const QString SoftName = QStringLiteral("SoftName");         ///< string, identity of the row
+inline const QString ErrMsg = QStringLiteral("ErrMsg");             ///< string
+inline const QString TaskStatus = QStringLiteral("taskStatus");     ///< int, tarn::upgrade::state; also in DownloadCtrl
+inline const QString SoftInfoCtrl = QStringLiteral("softInfoCtrl"); ///< map for CSoftInfoItem
+inline const QString DownloadCtrl = QStringLiteral("downloadCtrl"); ///< map for CUpgradeProgress
+
+// SoftInfoCtrl
+inline const QString CtrlSoftName = QStringLiteral("softName");   ///< string; also in DownloadCtrl
+inline const QString SoftVersion = QStringLiteral("softVersion"); ///< string, installed version
+inline const QString IconPath = QStringLiteral("iconPath");       ///< string, the product's executable
+
+// DownloadCtrl
+inline const QString DownloadTip = QStringLiteral("downloadTip");         ///< string
+inline const QString DownloadPercent = QStringLiteral("downloadPercent"); ///< string
+inline const QString InstallParam = QStringLiteral("installParam");       ///< map of the task's four parts
+inline const QString CurrentBytes = QStringLiteral("currentBytes");       ///< qlonglong, while downloading
+inline const QString TotalBytes = QStringLiteral("totalBytes");           ///< qlonglong, while downloading
+} // namespace upgrade::row
 
 namespace upgrade::operate {
 
-/// Turns the upgrade service's task list into display rows (RowKeys.h), one per element and in its order. A missing value,
+/// Turns the upgrade service's task list into display rows, one per element and in its order. A missing value,
 /// or one of another type, reads as empty or 0. Reentrant.
 QList<QVariant> queryDataInfos(const QVariant &taskInfoList);
 
@@ -17,11 +38,10 @@ class CUpgradeDataRefresher final : public QObject
 {
     Q_OBJECT
 public:
-    CUpgradeDataRefresher() = default;
-    ~CUpgradeDataRefresher() override { stopWork(); }
+    CUpgradeDataRefresher() { connect(&m_timer, &QTimer::timeout, this, &CUpgradeDataRefresher::onTimeout); }
 
-    void startWork(); ///< the first tick comes after a second; a running timer is restarted
-    void stopWork();
+    void startWork() { m_timer.start(1000); } ///< the first tick comes after a second; a running timer is restarted
+    void stopWork() { m_timer.stop(); }
     void updateUpgradeTasks() { onTimeout(); } ///< one immediate poll
     QVariant getUpgradeTasksInfos();           ///< the running tasks as a QList<QVariant> of display rows
 
@@ -33,7 +53,7 @@ signals:
 
 private:
     QMutex m_queryLock;
-    QTimer *m_timer = nullptr; ///< null while stopped
+    QTimer m_timer{this};
 };
 
 } // namespace upgrade::operate
