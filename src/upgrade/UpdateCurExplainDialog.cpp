@@ -9,14 +9,6 @@
 using namespace tarn::upgrade;
 using namespace tarn::visualized;
 
-namespace {
-QList<QVariantMap> shownSections(const QVariantMap &record)
-{
-    const QVariantMap patch = record.value(key::OldPatch).toMap();
-    return patch.isEmpty() ? QList<QVariantMap>() : QList<QVariantMap>{patch};
-}
-} // namespace
-
 void CUpdateCurExplainDialog::OnUpdateAhead()
 {
     close();
@@ -36,12 +28,13 @@ void CUpdateCurExplainDialog::OnUpdateAhead()
 
 void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
 {
-    addExplainItems(tabs, shownSections(record));
+    addExplainItems(tabs, record);
 }
 
-int CUpdateCurExplainDialog::CalTabbarWidth() const
+QList<QVariantMap> CUpdateCurExplainDialog::shownSections(const QVariantMap &record) const
 {
-    return tabbarWidth(shownSections);
+    const QVariantMap patch = record.value(key::OldPatch).toMap();
+    return patch.isEmpty() ? QList<QVariantMap>() : QList<QVariantMap>{patch};
 }
 
 void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)

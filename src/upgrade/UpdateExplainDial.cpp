@@ -38,6 +38,7 @@ QString dialogSheet(const QWidget *w)
 {
     const QString padding = look::px(TabPadding, w);
     return QStringLiteral("#notesBody{background-color:white;border:1px solid #adadad;}"
+                          "#titleText{color:#0e52a4;border:none;background-color:transparent;}"
                           "#adviceLine{color:#515151;}"
                           "QTabWidget::tab-bar{left:%1;}")
                .arg(padding) +
@@ -45,25 +46,9 @@ QString dialogSheet(const QWidget *w)
            CExplainItem::sheet(w) + look::greyButton() + look::blueButton();
 }
 
-QString titleSheet()
-{
-    return QStringLiteral("color:#0e52a4;border:none;background-color:transparent;");
-}
-
 QString shownTitle(const QString &name)
 {
     return vtlog::oneLine(text::beginning(name, LongTitle));
-}
-
-// The sections of a record that have a tab, in the order of the tabs.
-QList<QVariantMap> shownSections(const QVariantMap &record)
-{
-    QList<QVariantMap> sections{record.value(key::Software).toMap(), record.value(key::Patch).toMap()};
-    const QVariantList plugins = record.value(key::Plugins).toList();
-    for (const QVariant &plugin : plugins.mid(0, MaxPluginTabs))
-        sections << plugin.toMap();
-    sections.removeAll({});
-    return sections;
 }
 } // namespace
 
@@ -71,6 +56,9 @@ CUpdateExplainDial::CUpdateExplainDial(QSharedPointer<IUpgaredSoftInfoService_In
     : ToolDialog(parent, Qt::Tool, Qt::AllButtons)
     , m_param(std::move(param))
 {
+    const QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
+    if (list.size() == 1)
+        m_record = list.first().toMap();
 }
 
 void CUpdateExplainDial::InitDialog()
@@ -88,7 +76,6 @@ void CUpdateExplainDial::InitDialog()
     column->addWidget(bottomBand());
     CustomTitleBar *bar = addTitleBar(column, look::TitleHeight);
     bar->SetTitleLogo(GetSoftIconPath(productName()));
-    bar->SetTitleStyleSheet(titleSheet());
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CUpdateExplainDial::close);
     placement::centreOnPrimary(this);
     if (isUnasked())
@@ -97,14 +84,12 @@ void CUpdateExplainDial::InitDialog()
 
 bool CUpdateExplainDial::isUnasked() const
 {
-    return !onlyRecord().value(key::Visualized).toBool();
+    return !m_record.value(key::Visualized).toBool();
 }
 
 QWidget *CUpdateExplainDial::tabArea()
 {
-    m_tabs = new QTabWidget(this);
-    m_tabs->setObjectName(QStringLiteral("notesTabs"));
-    m_tabs->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    m_tabs = look::named(new QTabWidget(this), "notesTabs", look::TextPx);
     m_tabs->setElideMode(Qt::ElideRight);
     m_tabs->tabBar()->setDrawBase(false);
     if (const std::optional<QVariantMap> values = record()) {
@@ -120,8 +105,7 @@ QWidget *CUpdateExplainDial::bottomBand()
     auto *band = new QWidget(this);
     band->setFixedHeight(look::scaled(65, this));
     auto *advice = new QLabel(QStringLiteral("存在新版本，建议您立即更新。"), band);
-    advice->setObjectName(QStringLiteral("adviceLine"));
-    advice->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    look::named(advice, "adviceLine", look::TextPx);
     setAccessibleDescription(advice->text());
     auto *decline = new CCustomBtn(QStringLiteral("暂不更新"), CCustomBtn::Grey, "declineButton", ButtonSize, band);
     auto *update = new CCustomBtn(QStringLiteral("立即更新"), CCustomBtn::Blue, "updateButton", ButtonSize, band);
@@ -141,11 +125,22 @@ void CUpdateExplainDial::InitExplainItems(QTabWidget *tabs, const QMap<QString, 
     const int plugins = record.value(key::Plugins).toList().size();
     if (plugins > MaxPluginTabs)
         VT_LOG(warning) << QStringLiteral("更新说明中的插件过多，共%1个，只显示前%2个").arg(plugins).arg(MaxPluginTabs);
-    addExplainItems(tabs, shownSections(record));
+    addExplainItems(tabs, record);
 }
 
-void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections)
+QList<QVariantMap> CUpdateExplainDial::shownSections(const QVariantMap &record) const
 {
+    QList<QVariantMap> sections{record.value(key::Software).toMap(), record.value(key::Patch).toMap()};
+    const QVariantList plugins = record.value(key::Plugins).toList();
+    for (const QVariant &plugin : plugins.mid(0, MaxPluginTabs))
+        sections << plugin.toMap();
+    sections.removeAll({});
+    return sections;
+}
+
+void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QVariantMap &record)
+{
+    const QList<QVariantMap> sections = shownSections(record);
     for (const QVariantMap &section : sections) {
         const QString name = section.value(key::SoftwareName).toString();
         auto *item =
@@ -159,16 +154,11 @@ void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QList<QVariantM
     }
 }
 
+// As wide as the titles, up to the window; only then the tab bar elides them.
 int CUpdateExplainDial::CalTabbarWidth() const
 {
-    return tabbarWidth(shownSections);
-}
-
-// As wide as the titles, up to the window; only then the tab bar elides them.
-int CUpdateExplainDial::tabbarWidth(QList<QVariantMap> (*sectionsOf)(const QVariantMap &record)) const
-{
     const std::optional<QVariantMap> values = record();
-    const QList<QVariantMap> sections = values ? sectionsOf(*values) : QList<QVariantMap>();
+    const QList<QVariantMap> sections = values ? shownSections(*values) : QList<QVariantMap>();
     const QFontMetrics metrics(look::yaHei(look::TextPx, QFont::Normal, this));
     int width = 0;
     for (const QVariantMap &section : sections)
@@ -185,20 +175,14 @@ void CUpdateExplainDial::connectUpdateBtn(QPushButton *button)
 std::optional<QVariantMap> CUpdateExplainDial::record() const
 {
     if (m_param && m_param->GetValueList().size() == 1)
-        return onlyRecord();
+        return m_record;
     VT_LOG(critical) << (m_param ? QStringLiteral("获取软件的升级信息失败") : QStringLiteral("软件升级信息为空"));
     return std::nullopt;
 }
 
-QVariantMap CUpdateExplainDial::onlyRecord() const
-{
-    const QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
-    return list.size() == 1 ? list.first().toMap() : QVariantMap();
-}
-
 QString CUpdateExplainDial::productName() const
 {
-    return onlyRecord().value(key::SoftwareName).toString();
+    return m_record.value(key::SoftwareName).toString();
 }
 
 QString CUpdateExplainDial::GetSoftIconPath(const QString &name) const

@@ -17,14 +17,14 @@ public:
     /// @param param its list must hold exactly one update record
     explicit CUpdateExplainDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent = nullptr);
 
-    virtual void InitDialog();
+    void InitDialog();
     /// False: closing asks nothing. A question that is open is withdrawn, since the dialog is about to be replaced.
     void SetTipFlag(bool flag);
     /// Whether closing asks about the patch of the installed version.
     bool NeedUpdateCurPatch() const;
     QString GetSoftIconPath(const QString &name) const;
 
-    // The three steps in which the notes of the installed version's patch differ.
+    // Steps in which the notes of the installed version's patch differ.
     virtual void InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record);
     virtual int CalTabbarWidth() const; ///< pixels
     virtual void connectUpdateBtn(QPushButton *button);
@@ -38,9 +38,9 @@ protected:
 
     /// The one record of the request; nothing, with a log line, when there is not exactly one.
     std::optional<QVariantMap> record() const;
-    void addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections);
-    /// @param sectionsOf the sections of a record that have a tab
-    int tabbarWidth(QList<QVariantMap> (*sectionsOf)(const QVariantMap &record)) const;
+    /// The sections of a record that have a tab, in the order of the tabs.
+    virtual QList<QVariantMap> shownSections(const QVariantMap &record) const;
+    void addExplainItems(QTabWidget *tabs, const QVariantMap &record);
     /// Whether the window can appear while the user works elsewhere.
     virtual bool isUnasked() const;
     void tellManagerClosed() const;
@@ -48,10 +48,10 @@ protected:
 private:
     QWidget *tabArea();
     QWidget *bottomBand();
-    QVariantMap onlyRecord() const; ///< as record(); logs nothing
     QString productName() const;
 
     const QSharedPointer<IUpgaredSoftInfoService_InputParam> m_param;
+    QVariantMap m_record; ///< the one of the request; empty when there is not exactly one
     QTabWidget *m_tabs = nullptr;
     bool m_tipFlag = true;
     bool m_asking = false;   ///< the patch question is open
