@@ -4,7 +4,6 @@
 #include "frame/WindowHost.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
-#include "upgrade/ForcedQuit.h"
 #include "upgrade/SilentInstallThread.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
@@ -13,10 +12,18 @@
 #include "widgets/ShownText.h"
 #include <QBoxLayout>
 #include <QCloseEvent>
-#include <QFileInfo>
+#include <QCoreApplication>
+#include <QDir>
+#include <QEventLoop>
 #include <QMovie>
 #include <QPointer>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
+#include <QStandardPaths>
+#include <QTimer>
+#include <csignal>
+#include <unistd.h>
 #include <utility>
 
 namespace key = tarn::upgrade::key;
@@ -53,6 +60,49 @@ QString readExeName(const QString &settingsPath)
     settings.setIniCodec("UTF-8");
     return settings.value(key::ExeName).toStringList().join(QLatin1Char(',')); // a comma makes a list
 }
+
+void killAll(const QString &fileName)
+{
+    int killed = 0;
+    const QFileInfoList processes = QDir(QStringLiteral("/proc")).entryInfoList(QDir::Dirs);
+    for (const QFileInfo &process : processes) {
+        const int pid = process.fileName().toInt();
+        if (pid <= 0 || pid == ::getpid() || process.ownerId() != ::geteuid())
+            continue;
+        QString file = QFile::symLinkTarget(process.filePath() + QStringLiteral("/exe"));
+        if (file.endsWith(QLatin1String(" (deleted)")) && !QFile::exists(file)) // replaced by an update
+            file.chop(10);
+        if (QFileInfo(file).fileName() != fileName)
+            continue;
+        if (::kill(pid, SIGKILL) == 0)
+            ++killed;
+        else
+            VT_LOG(warning)
+                << QStringLiteral("强制退出进程%1失败：%2").arg(QString::number(pid), qt_error_string(errno));
+    }
+    VT_LOG(info) << QStringLiteral("强制退出软件进程：%1，数量：%2").arg(fileName, QString::number(killed));
+}
+
+void runTaskkill(const QString &program, const QString &fileName, int timeoutMs)
+{
+    VT_LOG(info) << QStringLiteral("执行taskkill强制退出软件进程：%1").arg(fileName);
+    QEventLoop loop;
+    auto *taskkill = new QProcess(QCoreApplication::instance());
+    QObject::connect(taskkill, &QProcess::destroyed, &loop, &QEventLoop::quit);
+    QObject::connect(taskkill, &QProcess::stateChanged, taskkill, [taskkill](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning) // it has ended, or could not be started
+            taskkill->deleteLater();
+    });
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    taskkill->setStandardInputFile(QProcess::nullDevice());
+    taskkill->setStandardOutputFile(QProcess::nullDevice());
+    taskkill->setStandardErrorFile(QProcess::nullDevice());
+    taskkill->start(program, {QStringLiteral("/f"), QStringLiteral("/im"), fileName});
+    if (taskkill->state() == QProcess::NotRunning) // it could not even be forked; nothing would end the loop
+        taskkill->deleteLater();
+    else
+        loop.exec();
+}
 } // namespace
 
 CInstallSilentPatchDlg::CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager,
@@ -79,8 +129,7 @@ void CInstallSilentPatchDlg::InitDialog()
     setFixedSize(look::scaled(QSize(400, 60), this));
     setStyleSheet(dialogSheet());
 
-    auto *panel = new QFrame(this);
-    panel->setObjectName(QStringLiteral("progressPanel"));
+    auto *panel = look::named(new QFrame(this), "progressPanel");
     panel->setStyleSheet(panelSheet());
     panel->setGeometry(rect());
     fillPanel(panel);
@@ -93,15 +142,12 @@ void CInstallSilentPatchDlg::InitDialog()
 void CInstallSilentPatchDlg::fillPanel(QWidget *panel)
 {
     const QString sentence = QStringLiteral("正在安装更新，请稍候...");
-    auto *label = new ElideLabel(text::brief(m_softName) + sentence, panel);
-    label->setObjectName(QStringLiteral("progressText"));
-    label->setFont(look::yaHei(12, QFont::Normal, this));
+    auto *label = look::named(new ElideLabel(text::brief(m_softName) + sentence, panel), "progressText", 12);
     label->setStyleSheet(contentSheet());
     label->setMaximumLines(2);
     label->setKeptEnd(sentence);
 
-    auto *animation = new QLabel(panel);
-    animation->setObjectName(QStringLiteral("progressAnimation"));
+    auto *animation = look::named(new QLabel(panel), "progressAnimation");
     animation->setStyleSheet(contentSheet());
     animation->setFixedSize(look::scaled(QSize(36, 36), this));
     auto *movie = new QMovie(look::icon::Progress, QByteArray(), animation);
@@ -153,11 +199,23 @@ void CInstallSilentPatchDlg::OnTimeOut()
     if (CQuestionMessageBox(QStringLiteral("提示"), question, this, QStringLiteral("立即升级"),
                             QStringLiteral("重试")) == 1 &&
         self && !m_closed)
-        forcedquit::endProgram(readExeName(m_settingsPath), ForcedQuitTimeout);
+        endProgram(readExeName(m_settingsPath), ForcedQuitTimeout);
     if (!self || m_closed)
         return;
     m_asking = false;
     StartInstall();
+}
+
+void CInstallSilentPatchDlg::endProgram(const QString &exeName, int timeoutMs)
+{
+    const QString fileName = exeName.section(QRegularExpression(QStringLiteral("[/\\\\]")), -1);
+    const QString program = QStandardPaths::findExecutable(QStringLiteral("taskkill"));
+    if (fileName.isEmpty() || fileName.contains(QRegularExpression(QStringLiteral("[*?\\0]"))))
+        VT_LOG(warning) << QStringLiteral("不强制退出软件进程，程序名称无效：“%1”").arg(text::brief(exeName));
+    else if (program.isEmpty())
+        killAll(fileName);
+    else
+        runTaskkill(program, fileName, timeoutMs);
 }
 
 void CInstallSilentPatchDlg::forgetWorkers()

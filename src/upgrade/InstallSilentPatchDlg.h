@@ -21,6 +21,13 @@ public:
     void InitDialog(); ///< does nothing once the window is built
     void StartInstall();
 
+    /// Ends a program by the name of its executable file: with "taskkill" where that command exists, else by killing every
+    /// other process of this user that runs a file of this name (a script is not found: its process runs the interpreter).
+    /// The result is logged. An event loop runs while "taskkill" runs.
+    /// @param exeName a file name; directories in front of it are ignored
+    /// @param timeoutMs limit of the wait for "taskkill", which continues afterwards
+    static void endProgram(const QString &exeName, int timeoutMs);
+
 public slots:
     /// The product's program still runs: asks whether to end it by force, then starts again. The dialog can be deleted
     /// meanwhile.

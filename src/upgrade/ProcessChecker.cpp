@@ -1,11 +1,4 @@
 #include "upgrade/ProcessChecker.h"
-#include <QMutexLocker>
-#include <utility>
-
-namespace {
-constexpr int Sleeps = 10; // in a period: a stop takes effect after each
-constexpr int SleepMs = 20;
-} // namespace
 
 CProcessChecker::~CProcessChecker()
 {
@@ -13,23 +6,11 @@ CProcessChecker::~CProcessChecker()
     wait();
 }
 
-void CProcessChecker::setProcessName(QString name)
-{
-    const QMutexLocker locker(&m_mutex);
-    m_processName = std::move(name);
-}
-
-QString CProcessChecker::getProcessName()
-{
-    const QMutexLocker locker(&m_mutex);
-    return m_processName;
-}
-
 void CProcessChecker::run()
 {
     while (!m_stop) {
-        for (int i = 0; i < Sleeps && !m_stop; ++i)
-            msleep(SleepMs);
+        for (int i = 0; i < 10 && !m_stop; ++i)
+            msleep(20);
         const QString name = getProcessName();
         if (!m_stop && !processIsExit(name))
             emit processNoFind(name);

@@ -1,6 +1,5 @@
 #pragma once
 #include <QMutex>
-#include <QString>
 #include <QThread>
 #include <atomic>
 
@@ -14,8 +13,16 @@ public:
     CProcessChecker() = default;
     ~CProcessChecker() override;
 
-    void setProcessName(QString name);
-    QString getProcessName();
+    void setProcessName(QString name)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_processName = name;
+    }
+    QString getProcessName()
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_processName;
+    }
     /// Whether the program runs: always true; the misspelt name is the system's own.
     bool processIsExit(QString) { return true; }
     void stop() { m_stop = true; } ///< takes effect within 20 ms; returns at once

@@ -9,6 +9,12 @@
 // What the upgrade service sends to the windows of this folder, and the windows.
 namespace request {
 
+inline QVariantMap changed(QVariantMap map, const QVariantMap &changes)
+{
+    map.insert(changes); // replaces
+    return map;
+}
+
 inline QVariantMap section(const QString &name, const QString &version, const QString &date = "2026-05-01 10:00:00")
 {
     return {{"软件名称", name}, {"升级版本", version}, {"CurrentVersion", "1.0"}, {"发布日期", date}};
@@ -35,10 +41,8 @@ inline QVariantMap task(const QString &name, int status, qint64 current = 10, qi
 // A silent installation of a patch that is there.
 inline QSharedPointer<args::PatchIn> patch(const QVariant &name, const QVariantMap &further = {})
 {
-    QVariantMap values{{"软件名称", name}, {"升级文件在本地的路径", QCoreApplication::applicationFilePath()}};
-    for (auto it = further.cbegin(); it != further.cend(); ++it)
-        values.insert(it.key(), it.value());
-    return args::input<args::PatchIn>(values);
+    const QVariantMap values{{"软件名称", name}, {"升级文件在本地的路径", QCoreApplication::applicationFilePath()}};
+    return args::input<args::PatchIn>(changed(values, further));
 }
 
 inline void send(QEvent::Type type, IVisualizedEventData *data)
