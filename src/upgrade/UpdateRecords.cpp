@@ -6,53 +6,43 @@
 using namespace tarn::upgrade;
 
 namespace {
-
-QString dateFormat()
-{
-    return QStringLiteral("yyyy-MM-dd hh:mm:ss");
-}
-
-QStringList releaseDates(const QVariantMap &record)
-{
-    const QVariantList sections =
-        QVariantList{record.value(key::Software), record.value(key::Patch)} + record.value(key::Plugins).toList();
-    QStringList dates;
-    for (const QVariant &section : sections)
-        dates << section.toMap().value(key::ReleaseDate).toString();
-    return dates;
-}
+const QString DateFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss");
 
 QString updateTime(const QVariant &record)
 {
     return record.toMap().value(key::UpdateTime).toString();
 }
-
 } // namespace
 
 QString getLatestDate(const QStringList &dates)
 {
     QDateTime latest;
     for (const QString &date : dates) {
-        const QDateTime time = QDateTime::fromString(date, dateFormat());
+        const QDateTime time = QDateTime::fromString(date, DateFormat);
         if (time.isValid() && (!latest.isValid() || latest < time))
             latest = time;
     }
-    return latest.isValid() ? latest.toString(dateFormat()) : QString();
+    return latest.toString(DateFormat); // empty for an invalid one
 }
 
 void GetNewestDateTime(QList<QVariant> &records)
 {
     for (QVariant &entry : records) {
         QVariantMap record = entry.toMap();
-        record.insert(key::UpdateTime, getLatestDate(releaseDates(record)));
+        const QVariantList sections =
+            QVariantList{record.value(key::Software), record.value(key::Patch)} + record.value(key::Plugins).toList();
+        QStringList dates;
+        for (const QVariant &section : sections)
+            dates << section.toMap().value(key::ReleaseDate).toString();
+        record.insert(key::UpdateTime, getLatestDate(dates));
         entry = record;
     }
 }
 
 bool compareByUpdateTime(const QVariant &a, const QVariant &b)
 {
-    const QDateTime time = QDateTime::fromString(updateTime(a), dateFormat());
-    const QDateTime other = QDateTime::fromString(updateTime(b), dateFormat());
+    const QDateTime time = QDateTime::fromString(updateTime(a), DateFormat);
+    const QDateTime other = QDateTime::fromString(updateTime(b), DateFormat);
     return time.isValid() && (!other.isValid() || other < time);
 }
 

@@ -1,13 +1,10 @@
 #pragma once
-#include <QList>
-#include <QString>
 #include <QStringList>
-#include <QVariant>
+#include <QVariantMap>
 
 /// Software update records: one QVariantMap per product with something new, its keys in tarn/keys/UpgradeKeys.h. They
 /// come from the upgrade service: any value may be missing or of another type, and a record that is not a map counts as
-/// an empty one.
-/// All functions are reentrant.
+/// an empty one. All functions are reentrant.
 
 /// @return the latest of the dates that are written "yyyy-MM-dd hh:mm:ss", in the same form; empty when none is
 QString getLatestDate(const QStringList &dates);
