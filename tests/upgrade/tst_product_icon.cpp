@@ -1,5 +1,6 @@
 // The icons of products, found by files that are not ours.
 #include "support/Packages.h"
+#include "support/SavedPicture.h"
 #include "upgrade/ProductIcon.h"
 #include <QTemporaryDir>
 #include <QTest>
@@ -21,7 +22,7 @@ private slots:
 
     void pictureBesideTheExecutable()
     {
-        save("bin/draw.png", QSize(300, 150));
+        savedPicture(in("bin/draw.png"), QSize(300, 150));
         QCOMPARE(find().picture.size(), QSize(32, 16));
         QVERIFY(QFile::remove(in("bin/draw.png")) && ::mkfifo(qPrintable(in("bin/draw.png")), 0600) == 0);
         QVERIFY(find().picture.isNull()); // and has not waited for a writer
@@ -30,7 +31,7 @@ private slots:
 
     void drawing()
     {
-        save("bin/draw.ico", QSize(10, 10));
+        savedPicture(in("bin/draw.ico"), QSize(10, 10));
         const auto widthOf = [this](const QString &drawing) {
             packages::writeFile(in("bin/draw.svg"), drawing.toUtf8());
             return find().picture.width();
@@ -54,54 +55,42 @@ private slots:
         QCOMPARE(widthOf("<svg"), 10);
     }
 
-    void desktopEntry_data()
-    {
-        QTest::addColumn<QString>("entry"); // %1 is the executable, %2 a picture
-        QTest::addColumn<bool>("hasPicture");
-        QTest::addColumn<QString>("themeName"); // empty: only those of the file's type
-        const auto add = [](const char *name, const QString &entry, bool hasPicture, const QString &themeName) {
-            QTest::newRow(name) << entry << hasPicture << themeName;
-        };
-        const QString group("[Desktop Entry]\nType=Application\n");
-        add("picture", group + "Exec=%1 --new %U\nIcon=%2\n", true, {});
-        add("quoted", group + "Icon=%2\nExec=\"%1\" %F\n", true, {});
-        add("theme", group + "Exec=%1\nIcon=draw-icon\n", false, "draw-icon");
-        add("out of the theme", group + "Exec=%1\nIcon=../../draw\n", false, {});
-        add("other program", group + "Exec=%1er\nIcon=%2\n", false, {});
-        add("other group", "[Desktop Action new]\nExec=%1\nIcon=%2\n", false, {});
-        add("program of another group", group + "Icon=%2\n[Desktop Action new]\nExec=%1\n", false, {});
-        add("no icon", group + "Exec=%1\n", false, {});
-        add("relative", group + "Exec=draw\nIcon=%2\n", false, {});
-        add("missing picture", group + "Exec=%1\nIcon=/none.png\n", false, {});
-    }
-
     void desktopEntry()
     {
-        QFETCH(QString, entry);
-        QFETCH(QString, themeName);
-        save("pictures/any.png", QSize(16, 16));
-        entry = entry.replace("%1", in("bin/draw")).replace("%2", in("pictures/any.png"));
+        const QString group("[Desktop Entry]\nType=Application\n");
+        const struct
+        {
+            QString entry; // %1 is the executable, %2 a picture
+            bool hasPicture;
+            QString themeName; // empty: only those of the file's type
+        } rows[] = {{group + "Exec=%1 --new %U\nIcon=%2\n", true, {}},
+                    {group + "Icon=%2\nExec=\"%1\" %F\n", true, {}},
+                    {group + "Exec=%1\nIcon=draw-icon\n", false, "draw-icon"},
+                    {group + "Exec=%1\nIcon=../../draw\n", false, {}}, // out of the theme
+                    {group + "Exec=%1er\nIcon=%2\n", false, {}},       // another program
+                    {"[Desktop Action new]\nExec=%1\nIcon=%2\n", false, {}},
+                    {group + "Icon=%2\n[Desktop Action new]\nExec=%1\n", false, {}},
+                    {group + "Exec=%1\n", false, {}},
+                    {group + "Exec=draw\nIcon=%2\n", false, {}},
+                    {group + "Exec=%1\nIcon=/none.png\n", false, {}}};
+        const QString picture = savedPicture(in("any.png"), QSize(16, 16));
         QVERIFY(packages::writeFile(in("data/applications/other.desktop"), QByteArray(1 << 20, '[')));
-        for (const QString &folder : {QString("data/applications/"), QString("bin/")}) {
-            QVERIFY(packages::writeFile(in(folder + "zz.desktop"), entry.toUtf8()));
-            const auto found = find();
-            QTEST(!found.picture.isNull(), "hasPicture");
-            QCOMPARE(found.themeNames.size(), themeName.isEmpty() ? 2 : 3);
-            QVERIFY(themeName.isEmpty() || found.themeNames.constFirst() == themeName);
-            QVERIFY(QFile::remove(in(folder + "zz.desktop")));
+        for (const auto &row : rows) {
+            const QString entry = QString(row.entry).replace("%1", in("bin/draw")).replace("%2", picture);
+            for (const QString &place : {in("data/applications/zz.desktop"), in("bin/zz.desktop")}) {
+                QVERIFY(packages::writeFile(place, entry.toUtf8()));
+                const auto found = find();
+                QVERIFY2(found.picture.isNull() != row.hasPicture, qPrintable(row.entry));
+                QCOMPARE(found.themeNames.size(), row.themeName.isEmpty() ? 2 : 3);
+                QVERIFY(row.themeName.isEmpty() || found.themeNames.constFirst() == row.themeName);
+                QVERIFY(QFile::remove(place));
+            }
         }
     }
 
 private:
     QString in(const QString &name) const { return m_folder->filePath(name); }
     tarn::visualized::FoundIcon find() const { return findProductIcon(in("bin/draw"), QSize(32, 32)); }
-    void save(const QString &name, const QSize &size) const
-    {
-        QVERIFY(QDir().mkpath(QFileInfo(in(name)).path()));
-        QImage image(size, QImage::Format_RGB32);
-        image.fill(Qt::red);
-        QVERIFY(image.save(in(name)));
-    }
 
     std::unique_ptr<QTemporaryDir> m_folder;
 };

@@ -39,28 +39,14 @@ public:
     CUpdateItem *row(const QString &name) const { return rows().value(rowNames().indexOf(name)); }
 };
 
-using Input = QSharedPointer<IUpgaredSoftInfoService_InputParam>;
-
-QVariantMap withPatch(const QVariantMap &changes = {})
+QVariantMap withPatch(const QVariantMap &changesOfIt = {})
 {
-    QVariantMap record = released("产品");
-    QVariantMap patch = section("产品", "1.0.3");
-    for (auto it = changes.cbegin(); it != changes.cend(); ++it)
-        patch.insert(it.key(), it.value());
-    record.insert("旧版本补丁包", patch);
-    return record;
+    return changed(released("产品"), {{"旧版本补丁包", changed(section("产品", "1.0.3"), changesOfIt)}});
 }
 
 QVariantMap fromThePrompt()
 {
-    QVariantMap record = withPatch();
-    record.insert("visualized", true);
-    return record;
-}
-
-Input input(const QVariantList &records)
-{
-    return args::input<args::SoftIn>({}, records);
+    return changed(withPatch(), {{"visualized", true}});
 }
 
 QStringList titlesOf(const QWidget &dialog)
@@ -72,10 +58,10 @@ QStringList titlesOf(const QWidget &dialog)
     return titles;
 }
 
-template <class Dialog>
-std::unique_ptr<Dialog> made(const Input &param)
+template <class Dialog = CUpdateExplainDial>
+std::unique_ptr<Dialog> made(const QVariantList &records, bool hasRequest = true)
 {
-    auto dialog = std::make_unique<Dialog>(param);
+    auto dialog = std::make_unique<Dialog>(hasRequest ? args::input<args::SoftIn>({}, records) : nullptr);
     dialog->InitDialog();
     return dialog;
 }
@@ -157,8 +143,7 @@ private slots:
 
     void recordsFromOutside()
     {
-        QVariantMap older = released("双", "2020-01-01 00:00:00");
-        older.insert("SoftBytes", "32");
+        const QVariantMap older = changed(released("双", "2020-01-01 00:00:00"), {{"SoftBytes", "32"}});
         const QString html = "<img src='/dev/zero'><b>名称</b> %1 %2 & &x" + QString(10000, QChar(0x540D));
         Prompt prompt({5, QVariantList(), released(""), older, released("双"), released(html)});
         QCOMPARE(prompt.rows().size(), 2); // one row for one name
@@ -274,9 +259,8 @@ private slots:
 
     void ignoreAll()
     {
-        QVariantMap a = released("a");
-        a.insert("插件", QVariantList{section("p", "3")});
-        a.insert("旧版本补丁包", section("a", "1.0.1"));
+        const QVariantMap a = changed(
+            released("a"), {{"插件", QVariantList{section("p", "3")}}, {"旧版本补丁包", section("a", "1.0.1")}});
         Prompt prompt({released("b"), a});
         prompt.show();
         m_log->clear();
@@ -310,10 +294,17 @@ private slots:
         QVERIFY(!prompt.CheckNewVersionAgain("甲"));
         prompt.OnDoNotPromptClicked("甲", {});
         prompt.DoIgnreUpdate("甲", {});
-        QCOMPARE(m_log->texts(QtCriticalMsg),
-                 (QStringList{"获取在线升级服务失败", "获取在线升级服务失败",
-                              "OnDoNotPromptClicked：获取在线升级服务失败", "DoIgnreUpdate：获取在线升级服务失败"}));
         QVERIFY(prompt.isVisible());
+        const BoxScript noBoxes;
+        made({withPatch()})->OnUpdateAhead();
+        FakeClient::fake().reset();
+        FakeClient::fake().queue("StartDownload", {1009, "坏%1"});
+        made({withPatch()})->OnUpdateAhead();
+        QCOMPARE(m_log->texts(QtCriticalMsg),
+                 (QStringList{
+                     "获取在线升级服务失败", "获取在线升级服务失败", "OnDoNotPromptClicked：获取在线升级服务失败",
+                     "DoIgnreUpdate：获取在线升级服务失败", "获取在线升级服务失败",
+                     "【统一服务升级下载线程】调用开始下载接口rpc通信失败，返回错误码为：1009，错误信息为：坏%1。"}));
     }
 
     void softwareManagerNotice()
@@ -396,18 +387,18 @@ private slots:
 
     void tabs()
     {
-        QVariantMap record = withPatch();
-        record.insert("补丁包", section("补丁", "2.0.1"));
-        record.insert("插件", QVariantList{section("插件一", "3"), QVariantMap(), 5, section("插件&二", "4")});
-        const auto dialog = made<CUpdateExplainDial>(input({record}));
+        const QVariantMap record = changed(
+            withPatch(), {{"补丁包", section("补丁", "2.0.1")},
+                          {"插件", QVariantList{section("插件一", "3"), QVariantMap(), 5, section("插件&二", "4")}}});
+        const auto dialog = made({record});
         QCOMPARE(titlesOf(*dialog), (QStringList{"产品", "补丁", "插件一", "插件&&二"}));
         dialog->InitDialog(); // a second time does nothing
         QAccessibleInterface *bar = QAccessible::queryAccessibleInterface(dialog->findChild<QTabBar *>());
         QCOMPARE(bar->child(3)->text(QAccessible::Description), QString("插件&二")); // no markup by ear
         QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
-        const auto patch = made<CUpdateCurExplainDialog>(input({record}));
+        const auto patch = made<CUpdateCurExplainDialog>({record});
         QCOMPARE(titlesOf(*patch), QStringList{"产品"});
-        QVERIFY(titlesOf(*made<CUpdateCurExplainDialog>(input({released("产品")}))).isEmpty());
+        QVERIFY(titlesOf(*made<CUpdateCurExplainDialog>({released("产品")})).isEmpty());
         patch->connectUpdateBtn(nullptr);
         QCOMPARE(m_log->texts(QtCriticalMsg),
                  QStringList{"旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空"});
@@ -418,7 +409,7 @@ private slots:
         const QString eighteen = "远帆仿真与结构分析平台专业版软件插件";
         const auto fits = [](const QString &name, int count) {
             const QVariantList plugins = QVector<QVariant>(count, section(name, "3")).toList();
-            const auto dialog = made<CUpdateExplainDial>(input({QVariantMap{{"软件名称", "产品"}, {"插件", plugins}}}));
+            const auto dialog = made({QVariantMap{{"软件名称", "产品"}, {"插件", plugins}}});
             dialog->show();
             const QTabBar *bar = dialog->findChild<QTabWidget *>()->tabBar();
             const int width = bar->fontMetrics().horizontalAdvance(bar->tabText(0)) + 32;
@@ -428,7 +419,7 @@ private slots:
         QVERIFY(fits(eighteen, 2) && !fits(eighteen, 70));
         QCOMPARE(m_log->count(QtWarningMsg, "更新说明中的插件过多，共70个，只显示前64个"), 1);
         QVERIFY(!fits(QString(5000, QChar(0x540D)), 1));
-        QCOMPARE(titlesOf(*made<CUpdateExplainDial>(input({released(" 产\n品  1")}))), QStringList{" 产 品  1"});
+        QCOMPARE(titlesOf(*made({released(" 产\n品  1")})), QStringList{" 产 品  1"});
     }
 
     void typingGuardOnlyWhereUnasked()
@@ -439,16 +430,16 @@ private slots:
             QTest::keyClick(&dialog, Qt::Key_Tab);
             return dialog.focusWidget() == &dialog; // the key has been dropped
         };
-        QVERIFY(isGuarded(*made<CUpdateExplainDial>(input({withPatch()}))));
-        QVERIFY(!isGuarded(*made<CUpdateExplainDial>(input({fromThePrompt()}))));
-        QVERIFY(!isGuarded(*made<CUpdateCurExplainDialog>(input({withPatch()}))));
+        QVERIFY(isGuarded(*made({withPatch()})));
+        QVERIFY(!isGuarded(*made({fromThePrompt()})));
+        QVERIFY(!isGuarded(*made<CUpdateCurExplainDialog>({withPatch()})));
     }
 
     void installedVersion()
     {
         const auto versions = [](const QVariantMap &record) {
-            made<CUpdateExplainDial>(input({record}))->OnUpdateAhead();
-            made<CUpdateCurExplainDialog>(input({record}))->OnUpdateAhead();
+            made({record})->OnUpdateAhead();
+            made<CUpdateCurExplainDialog>({record})->OnUpdateAhead();
             QStringList sent;
             for (const QVariantMap &values : FakeClient::callsOf("StartDownload"))
                 sent << values.value("CurrentVersion").toString();
@@ -456,21 +447,20 @@ private slots:
             return sent;
         };
         const auto version = [](const char *text) { return QVariantMap{{"CurrentVersion", QString::fromUtf8(text)}}; };
-        QVariantMap record{{"旧版本补丁包", QVariantMap{{"CurrentVersion", "0.9"}, {"升级版本", "1"}}},
-                           {"软件", version("1.0")}};
+        const QVariantMap record{{"旧版本补丁包", QVariantMap{{"CurrentVersion", "0.9"}, {"升级版本", "1"}}},
+                                 {"软件", version("1.0")}};
         QCOMPARE(versions(record), (QStringList{"1.0", "0.9"}));
-        record.insert("CurrentVersion", "2.0");
-        QCOMPARE(versions(record), (QStringList{"2.0", "0.9"}));
+        QCOMPARE(versions(changed(record, {{"CurrentVersion", "2.0"}})), (QStringList{"2.0", "0.9"}));
         QCOMPARE(versions({{"插件", QVariantList{version("7")}}, {"旧版本补丁包", QVariantMap{{"升级版本", "1"}}}}),
                  (QStringList{"", ""})); // a plug-in's version is not the product's
     }
 
     void invalidRequest()
     {
-        for (const Input &param : {Input(), input({withPatch(), withPatch()})}) {
-            const QString expected = QString::fromUtf8(param ? "获取软件的升级信息失败" : "软件升级信息为空");
-            const auto notes = made<CUpdateExplainDial>(param);
-            const auto patch = made<CUpdateCurExplainDialog>(param);
+        for (const bool hasRequest : {false, true}) {
+            const QString expected = QString::fromUtf8(hasRequest ? "获取软件的升级信息失败" : "软件升级信息为空");
+            const auto notes = made({withPatch(), withPatch()}, hasRequest);
+            const auto patch = made<CUpdateCurExplainDialog>({withPatch(), withPatch()}, hasRequest);
             for (CUpdateExplainDial *dialog : {notes.get(), static_cast<CUpdateExplainDial *>(patch.get())}) {
                 QVERIFY(!dialog->NeedUpdateCurPatch());
                 dialog->show();
@@ -485,15 +475,13 @@ private slots:
 
     void whenThePatchIsOffered()
     {
-        const auto offered = [](const QVariantMap &record) {
-            return made<CUpdateExplainDial>(input({record}))->NeedUpdateCurPatch();
-        };
+        const auto offered = [](const QVariantMap &record) { return made({record})->NeedUpdateCurPatch(); };
         QVERIFY(offered(withPatch()));
         QVERIFY(!offered(fromThePrompt()));
         QVERIFY(!offered(released("产品")));
         QVERIFY(!offered(withPatch({{"是否强制更新", true}})));
         QVERIFY(!offered(withPatch({{"软件名称", ""}})));
-        const auto dialog = made<CUpdateExplainDial>(input({withPatch()}));
+        const auto dialog = made({withPatch()});
         dialog->SetTipFlag(false);
         QVERIFY(!dialog->NeedUpdateCurPatch());
     }
@@ -528,9 +516,8 @@ private slots:
 
     void updateStartsTheDownload()
     {
-        QVariantMap record = withPatch();
-        record.insert("补丁包", section("补丁", "2.0.1"));
-        record.insert("插件", QVariantList{section("插件一", "3")});
+        const QVariantMap record = changed(
+            withPatch(), {{"补丁包", section("补丁", "2.0.1")}, {"插件", QVariantList{section("插件一", "3")}}});
         sendNotes(record);
         const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
         const BoxScript boxes;
@@ -546,39 +533,26 @@ private slots:
         processDeletions();
         QVERIFY(!dialog);
 
-        const auto patch = made<CUpdateCurExplainDialog>(input({record}));
+        const auto patch = made<CUpdateCurExplainDialog>({record});
         BoxScript::press(patch.get(), "updateButton");
         QCOMPARE(FakeClient::fake().calls().last().values,
                  (QVariantMap{{"软件名称", "产品"},
                               {"CurrentVersion", "1.0"},
                               {"升级版本", "1.0.3"},
                               {"旧版本补丁包", record.value("旧版本补丁包")}}));
-        const auto none = made<CUpdateCurExplainDialog>(input({released("产品")})); // no patch: it only closes
+        const auto none = made<CUpdateCurExplainDialog>({released("产品")}); // no patch: it only closes
         none->show();
         BoxScript::press(none.get(), "updateButton");
         QVERIFY(!none->isVisible() && m_log->has(QtCriticalMsg, "获取软件的升级信息失败"));
         QCOMPARE(FakeClient::fake().operations().size(), 2);
     }
 
-    void downloadFailures()
-    {
-        const BoxScript noBoxes;
-        FakeClient::fake().queue("StartDownload", {1009, "坏%1"});
-        made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
-        FakeClient::fake().setAvailable(false);
-        made<CUpdateExplainDial>(input({withPatch()}))->OnUpdateAhead();
-        QCOMPARE(
-            m_log->texts(QtCriticalMsg),
-            (QStringList{"【统一服务升级下载线程】调用开始下载接口rpc通信失败，返回错误码为：1009，错误信息为：坏%1。",
-                         "获取在线升级服务失败"}));
-    }
-
     void onePerProduct()
     {
         const BoxScript boxes;
         for (int i = 0; i < 80; ++i) { // closed windows do not count as open ones
-            QVariantMap record = i % 2 ? released(QString()) : withPatch();
-            record.insert("软件名称", QString::number(i));
+            const QVariantMap record =
+                changed(i % 2 ? released(QString()) : withPatch(), {{"软件名称", QString::number(i)}});
             sendNotes(record, i % 2 ? CVisualizedEvents::eShowUpgradeExplainDialog
                                     : CVisualizedEvents::eShowUpgradeCurExplainDialog);
             QVERIFY(onlyWindow<CUpdateExplainDial>());

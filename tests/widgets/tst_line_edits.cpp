@@ -95,6 +95,8 @@ private slots:
         QTest::keyClick(&edit, Qt::Key_Insert, Qt::ControlModifier);
         QCOMPARE(edit.text(), QString("geheim"));
         QCOMPARE(copied().first, QString("vorher"));
+        selectByMouse(edit);
+        QVERIFY(!copied(QClipboard::Selection).first.contains("geheim"));
     }
 
     void shownPasswordIsMarked()
@@ -108,6 +110,9 @@ private slots:
         const auto secret = qMakePair(QString("geheim"), QByteArray("secret"));
         QTest::keyClick(&edit, Qt::Key_C, Qt::ControlModifier);
         QCOMPARE(copied(), secret);
+        edit.deselect();
+        selectByMouse(edit);
+        QTRY_COMPARE(copied(QClipboard::Selection), secret);
         init();
         edit.OnCutClicked(false);
         QCOMPARE(edit.text(), QString());
@@ -146,10 +151,17 @@ private slots:
 
 private:
     // The text on the clipboard, and the hint for clipboard managers.
-    static QPair<QString, QByteArray> copied()
+    static QPair<QString, QByteArray> copied(QClipboard::Mode mode = QClipboard::Clipboard)
     {
-        const QMimeData *data = QGuiApplication::clipboard()->mimeData();
-        return {data->text(), data->data("x-kde-passwordManagerHint")};
+        const QMimeData *data = QGuiApplication::clipboard()->mimeData(mode);
+        return data ? qMakePair(data->text(), data->data("x-kde-passwordManagerHint")) : QPair<QString, QByteArray>();
+    }
+    // X then has the selection, which the middle button pastes.
+    static void selectByMouse(QLineEdit &edit)
+    {
+        QTest::mouseDClick(&edit, Qt::LeftButton, {}, QPoint(20, 10));
+        QTest::mouseRelease(&edit, Qt::LeftButton, {}, QPoint(20, 10));
+        QCOMPARE(edit.selectedText().size(), 6);
     }
 };
 

@@ -1,20 +1,14 @@
 #include "support/XClients.h"
 #include "support/Xdotool.h"
 #include "widgets/BringToFront.h"
-#include "widgets/CustomLineEdit.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/TimingMessageBox.h"
 #include <QApplication>
-#include <QClipboard>
-#include <QMimeData>
 #include <QProcess>
-#include <QPushButton>
-#include <QSignalSpy>
 #include <QTest>
-#include <QTimer>
 #include <QWindow>
 
 using namespace tarn::visualized;
@@ -113,57 +107,6 @@ private slots:
         compositor.kill();
         QVERIFY(compositor.waitForFinished());
         QTRY_VERIFY(!box.mask().isEmpty());
-    }
-
-    void boxesAreNotTheHostsLast()
-    {
-        QVERIFY(QGuiApplication::quitOnLastWindowClosed());
-        const QSignalSpy ended(qApp, &QGuiApplication::lastWindowClosed);
-        const auto closeTheBox = [] { QApplication::activeModalWidget()->close(); };
-        const auto all = [&] {
-            CstmTimingMessageBox("甲", 50, nullptr);
-            QTimer::singleShot(0, closeTheBox);
-            CstmMessageBox("提示", "甲", eTipNormal, nullptr, nullptr);
-            QTimer::singleShot(0, closeTheBox);
-            CQuestionMessageBox("提示", "甲", nullptr);
-            const QPointer<QWidget> front(new Plain(QRect(300, 300, 300, 200)));
-            front::bringToFront(front);
-            QVERIFY(QTest::qWaitForWindowExposed(front));
-            front->close();
-            QTRY_VERIFY(!front);
-        };
-        // Qt tells of the last window while the host's own loop runs only.
-        QTimer::singleShot(0, [&] {
-            all();
-            QCoreApplication::exit();
-        });
-        QApplication::exec();
-        QCOMPARE(ended.count(), 0);
-    }
-
-    void middleButtonSelection()
-    {
-        Plain page(QRect(300, 300, 300, 200));
-        CCustomLineEdit edit(&page);
-        edit.setGeometry(10, 10, 200, 30);
-        edit.setText("geheim");
-        edit.setPasswordField(true);
-        page.show();
-        QVERIFY(QTest::qWaitForWindowActive(&page));
-        const auto selection = [] { return QGuiApplication::clipboard()->mimeData(QClipboard::Selection); };
-        const auto doubleClick = [&edit] { // selects
-            QTest::mouseDClick(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15));
-            QTest::mouseRelease(&edit, Qt::LeftButton, Qt::NoModifier, QPoint(20, 15));
-        };
-        doubleClick();
-        QCOMPARE(edit.selectedText().size(), 6);
-        QVERIFY(!selection() || !selection()->text().contains("geheim"));
-        edit.deselect();
-        edit.setEchoMode(QLineEdit::Normal);
-        doubleClick();
-        QCOMPARE(edit.selectedText(), "geheim");
-        QTRY_COMPARE(selection()->data("x-kde-passwordManagerHint"), QByteArray("secret"));
-        QCOMPARE(selection()->text(), "geheim");
     }
 
 private:
