@@ -11,28 +11,16 @@ namespace {
 const QString AfterLoginMethod = QStringLiteral("AfterLogin");
 constexpr int NotifyTimeoutMs = 2000; // a thread of the host waits for it, and so does the end of the host
 
-class LoginNotifySkeleton final : public IInvocable
+CallResult invoke(ICloudLoginNotify &notify, const QString &method, const Bag &, const ICallContext &)
 {
-public:
-    explicit LoginNotifySkeleton(QSharedPointer<ICloudLoginNotify> notify)
-        : m_notify(std::move(notify))
-    {
-    }
-    CallResult invoke(const QString &method, const Bag &, const ICallContext &) override
-    {
-        CallResult result;
-        if (method == AfterLoginMethod) {
-            m_notify->AfterLogin();
-            result.accepted = true;
-        } else {
-            result.error.code = RpcError::NotFound;
-        }
-        return result;
-    }
-
-private:
-    const QSharedPointer<ICloudLoginNotify> m_notify;
-};
+    CallResult result;
+    result.accepted = method == AfterLoginMethod;
+    if (result.accepted)
+        notify.AfterLogin();
+    else
+        result.error.code = RpcError::NotFound;
+    return result;
+}
 
 class LoginNotifyProxy final : public ICloudLoginNotify
 {
@@ -53,13 +41,7 @@ private:
     const QSharedPointer<RpcProxy> m_proxy;
 };
 
-QSharedPointer<IInvocable> skeleton(const std::any &object, const QString &interfaceName, QString *error)
-{
-    const auto notify = unwrap<ICloudLoginNotify>(object, interfaceName, error);
-    return notify ? QSharedPointer<LoginNotifySkeleton>::create(notify) : QSharedPointer<LoginNotifySkeleton>();
-}
-
-const bool s_registered = registerSkeleton(LoginNotifyInterface, &skeleton);
+const bool s_registered = registerSkeleton(LoginNotifyInterface, &invoke);
 
 } // namespace
 

@@ -68,47 +68,29 @@ const QHash<QString, Handler> &handlers()
 }
 
 /// Reaches the operations the way every remote caller does: through the hand-out of their dispatcher.
-class VisualizedSkeleton final : public IInvocable
+CallResult invoke(IVisualizedService &service, const QString &method, const Bag &input, const ICallContext &context)
 {
-public:
-    explicit VisualizedSkeleton(QSharedPointer<IVisualizedService> service)
-        : m_service(std::move(service))
-    {
+    CallResult refused;
+    const Handler handler = handlers().value(method);
+    if (!handler) {
+        refused.error.code = RpcError::NotFound;
+        return refused;
     }
-
-    CallResult invoke(const QString &method, const Bag &input, const ICallContext &context) override
-    {
-        CallResult refused;
-        const Handler handler = handlers().value(method);
-        if (!handler) {
-            refused.error.code = RpcError::NotFound;
-            return refused;
-        }
-        const auto asked = QSharedPointer<core::InputArgs<IVisualizedService_InputArg>>::create();
-        const auto given = QSharedPointer<core::OutputArgs<IVisualizedService_OutputArg>>::create();
-        const QSharedPointer<Manager> manager = m_service->getVisualizedOperateManager(asked, given);
-        if (!manager || given->GetRetCode() != visualized::HandedOut) {
-            refused.retCode = given->GetRetCode();
-            refused.errorText = QStringLiteral("the service hands out no operations: %1").arg(given->GetError());
-            return refused;
-        }
-        Bag bag = input;
-        const ObjectRef notify = bag.values.take(NotifyKey).value<ObjectRef>();
-        const auto proxy = notify.isNull() ? QSharedPointer<RpcProxy>() : context.proxy(notify);
-        return handler(*manager, bag, proxy ? loginNotifyProxy(proxy) : Notify());
+    const auto asked = QSharedPointer<core::InputArgs<IVisualizedService_InputArg>>::create();
+    const auto given = QSharedPointer<core::OutputArgs<IVisualizedService_OutputArg>>::create();
+    const QSharedPointer<Manager> manager = service.getVisualizedOperateManager(asked, given);
+    if (!manager || given->GetRetCode() != visualized::HandedOut) {
+        refused.retCode = given->GetRetCode();
+        refused.errorText = QStringLiteral("the service hands out no operations: %1").arg(given->GetError());
+        return refused;
     }
-
-private:
-    const QSharedPointer<IVisualizedService> m_service;
-};
-
-QSharedPointer<IInvocable> skeleton(const std::any &object, const QString &interfaceName, QString *error)
-{
-    const auto service = unwrap<IVisualizedService>(object, interfaceName, error);
-    return service ? QSharedPointer<VisualizedSkeleton>::create(service) : QSharedPointer<VisualizedSkeleton>();
+    Bag bag = input;
+    const ObjectRef notify = bag.values.take(NotifyKey).value<ObjectRef>();
+    const auto proxy = notify.isNull() ? QSharedPointer<RpcProxy>() : context.proxy(notify);
+    return handler(*manager, bag, proxy ? loginNotifyProxy(proxy) : Notify());
 }
 
-const bool s_registered = registerSkeleton(visualized::Interface, &skeleton);
+const bool s_registered = registerSkeleton(visualized::Interface, &invoke);
 
 } // namespace
 

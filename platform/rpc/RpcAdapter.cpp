@@ -2,7 +2,6 @@
 #include "rpc/Core.h"
 #include "rpc/LastError.h"
 #include "tarn/keys/HubKeys.h"
-#include "tarn/rpc/CallbackObject.h"
 #include "tarn/rpc/Skeletons.h"
 #include <QRandomGenerator>
 

@@ -20,21 +20,21 @@ Table &table()
 
 } // namespace
 
-bool registerSkeleton(const QString &interfaceName, SkeletonFactory factory)
+bool registerFactory(const QString &interfaceName, SkeletonFactory factory)
 {
     const QMutexLocker lock(&table().mutex);
-    table().factories.insert(interfaceName, factory);
+    table().factories.insert(interfaceName, std::move(factory));
     return true;
 }
 
 QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName, QString *error)
 {
-    SkeletonFactory factory = nullptr;
+    SkeletonFactory factory;
     {
         const QMutexLocker lock(&table().mutex);
         factory = table().factories.value(interfaceName);
     }
-    return factory ? factory(object, interfaceName, error) : unwrap<IInvocable>(object, interfaceName, error);
+    return factory ? factory(object, error) : unwrap<IInvocable>(object, interfaceName, error);
 }
 
 } // namespace tarn::rpc

@@ -8,7 +8,8 @@
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/license/ILicenseServiceArgs.h"
 #include "tarn/message/IMessageServiceArgs.h"
-#include "tarn/rpc/CallbackObject.h"
+#include "tarn/rpc/Rpc.h"
+#include "tarn/rpc/Skeletons.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include "tarn/visualized/IVisulizedOperateManager.h"
@@ -98,13 +99,15 @@ class tst_RpcObjects : public QObject
 {
     Q_OBJECT
 private slots:
-    void init()
+    void initTestCase()
     {
-        d = std::make_unique<Sides>();
-        QVERIFY(d->hubRuns && d->connected && d->added && d->served && d->proxy);
+        QVERIFY(m_box.startHubAlone() && m_host.init(m_box.settings()) && m_caller.init(m_box.settings()));
+        m_adapter = m_host.createAdapter("host");
+        QVERIFY(m_adapter->add(QSharedPointer<IVisualizedService>(m_service), tarn::visualized::Interface, Tag));
+        QVERIFY(m_adapter->active());
+        m_proxy = m_caller.stringToProxy(Tag);
+        QVERIFY(m_proxy);
     }
-
-    void cleanup() { d.reset(); }
 
     void operations()
     {
@@ -128,7 +131,7 @@ private slots:
 
     void notifyReachesTheCaller()
     {
-        const auto adapter = d->caller.createAdapter("callbacks");
+        const auto adapter = m_caller.createAdapter("callbacks");
         const QSharedPointer<Notified> notified(new Notified);
         const std::any object = QSharedPointer<ICloudLoginNotify>(notified);
         QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).isNull()); // not active yet
@@ -136,7 +139,7 @@ private slots:
         const ObjectRef ref = bindCallback(*adapter, object, LoginNotifyInterface);
         QCOMPARE(ref.tag.size(), 32);
         QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).tag != ref.tag);
-        QVERIFY(!d->caller.stringToProxy(ref.tag)); // the hub does not know it
+        QVERIFY(!m_caller.stringToProxy(ref.tag)); // the hub does not know it
         const CallResult result = call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
         QVERIFY(result.accepted && manager().notify);
         QVERIFY(!result.output.values.value("saw").isValid());
@@ -157,7 +160,7 @@ private slots:
     {
         QVector<ObjectRef> dead;
         {
-            const auto adapter = d->caller.createAdapter("callbacks");
+            const auto adapter = m_caller.createAdapter("callbacks");
             const std::any object = QSharedPointer<ICloudLoginNotify>(new Notified);
             QVERIFY(adapter->active());
             dead.append(bindCallback(*adapter, object, LoginNotifyInterface));
@@ -188,24 +191,15 @@ private slots:
     }
 
 private:
-    /// A served object and its caller.
-    struct Sides
-    {
-        Sandbox box;
-        const bool hubRuns = box.startHubAlone();
-        Rpc host;
-        Rpc caller;
-        const bool connected = host.init(box.settings()) && caller.init(box.settings());
-        const QSharedPointer<FakeService> service{new FakeService};
-        const QSharedPointer<RpcAdapter> adapter = host.createAdapter("host");
-        const bool added = adapter->add(QSharedPointer<IVisualizedService>(service), tarn::visualized::Interface, Tag);
-        const bool served = adapter->active();
-        const QSharedPointer<RpcProxy> proxy = caller.stringToProxy(Tag);
-    };
-    CallResult call(const QString &method, const Bag &bag = {}) { return d->proxy->call(method, bag); }
-    FakeManager &manager() { return *d->service->manager; }
+    CallResult call(const QString &method, const Bag &bag = {}) { return m_proxy->call(method, bag); }
+    FakeManager &manager() { return *m_service->manager; }
 
-    std::unique_ptr<Sides> d;
+    Sandbox m_box;
+    Rpc m_host;
+    Rpc m_caller;
+    const QSharedPointer<FakeService> m_service{new FakeService};
+    QSharedPointer<RpcAdapter> m_adapter;
+    QSharedPointer<RpcProxy> m_proxy;
 };
 
 QTEST_GUILESS_MAIN(tst_RpcObjects)

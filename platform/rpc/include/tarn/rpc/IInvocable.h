@@ -1,6 +1,7 @@
 #pragma once
 #include "tarn/rpc/RpcProxy.h"
 #include <QSharedPointer>
+#include <functional>
 
 namespace tarn::rpc {
 
@@ -28,6 +29,25 @@ public:
     virtual ~IInvocable() = default;
     /// @return accepted, retCode, errorText and output are sent back; error set to NotFound means "no such method"
     virtual CallResult invoke(const QString &method, const Bag &input, const ICallContext &context) = 0;
+};
+
+/// An object whose methods are one function.
+class Invocable final : public IInvocable
+{
+public:
+    using Function = std::function<CallResult(const QString &method, const Bag &input, const ICallContext &context)>;
+
+    explicit Invocable(Function function)
+        : m_function(std::move(function))
+    {
+    }
+    CallResult invoke(const QString &method, const Bag &input, const ICallContext &context) override
+    {
+        return m_function(method, input, context);
+    }
+
+private:
+    const Function m_function;
 };
 
 } // namespace tarn::rpc
