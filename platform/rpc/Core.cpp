@@ -85,15 +85,11 @@ RpcError Rpc::Private::add(RpcAdapter::Private &adapter, Servant servant)
     {
         const QMutexLocker lock(&m_mutex);
         servant.gate = adapter.gate;
-        const bool fresh = adapter.servants.emplace(servant.tag, servant).second;
-        if (fresh && (!adapter.active || m_servants->insert(servant))) {
-            if (!adapter.active || !servant.published)
-                return {};
-        } else {
-            if (fresh)
-                adapter.servants.erase(servant.tag);
+        if ((adapter.active && isTaken(adapter, servant.tag)) || !adapter.servants.emplace(servant.tag, servant).second)
             return makeError(RpcError::InvalidArgument, QStringLiteral("tag \"%1\" is in use").arg(servant.tag));
-        }
+        listServants();
+        if (!adapter.active || !servant.published)
+            return {};
     }
     RpcError error = publish();
     if (error.code == RpcError::NoHub)
@@ -111,12 +107,17 @@ RpcError Rpc::Private::activate(RpcAdapter::Private &adapter)
         const QMutexLocker lock(&m_mutex);
         if (adapter.active)
             return {};
+        for (const auto &servant : adapter.servants) {
+            if (isTaken(adapter, servant.first))
+                return makeError(
+                    RpcError::InvalidArgument,
+                    QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(servant.first));
+        }
         RpcError error = openServer();
-        if (error.code == RpcError::None)
-            error = enlist(adapter);
         if (error.code != RpcError::None)
             return error;
         adapter.active = true;
+        listServants();
         adapter.gate->open();
     }
     return publish(); // a taken tag leaves the adapter active: the lease asks for it again
@@ -128,10 +129,7 @@ void Rpc::Private::deactivate(RpcAdapter::Private &adapter)
     {
         const QMutexLocker lock(&m_mutex);
         wasActive = std::exchange(adapter.active, false);
-        for (const auto &servant : adapter.servants) {
-            if (wasActive)
-                m_servants->remove(servant.first);
-        }
+        listServants();
     }
     adapter.gate->closeAndWait();
     if (wasActive) {
@@ -151,8 +149,7 @@ RpcError Rpc::Private::remove(RpcAdapter::Private &adapter, const QString &tag)
             return makeError(RpcError::NotFound, QStringLiteral("no object \"%1\" in this adapter").arg(tag));
         removed = it->second;
         adapter.servants.erase(it);
-        if (adapter.active)
-            m_servants->remove(tag);
+        listServants();
         publishedOne = adapter.active && removed.published;
     }
     if (publishedOne)
@@ -202,20 +199,25 @@ RpcError Rpc::Private::openServer()
     return {};
 }
 
-/// Makes the adapter's objects callable.
-RpcError Rpc::Private::enlist(RpcAdapter::Private &adapter)
+/// Whether another active adapter has an object of that tag.
+bool Rpc::Private::isTaken(const RpcAdapter::Private &adapter, const QString &tag) const
 {
-    for (auto it = adapter.servants.begin(); it != adapter.servants.end(); ++it) {
-        if (m_servants->insert(it->second))
-            continue;
-        RpcError error =
-            makeError(RpcError::InvalidArgument,
-                      QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(it->first));
-        while (it != adapter.servants.begin())
-            m_servants->remove((--it)->first);
-        return error;
+    return std::any_of(m_adapters.begin(), m_adapters.end(), [&](const auto &other) {
+        return other.get() != &adapter && other->active && other->servants.count(tag) > 0;
+    });
+}
+
+/// Makes the objects of the active adapters callable, and no others.
+void Rpc::Private::listServants()
+{
+    QHash<QString, Servant> callable;
+    for (const auto &adapter : m_adapters) {
+        for (const auto &[tag, servant] : adapter->servants) {
+            if (adapter->active)
+                callable.insert(tag, servant);
+        }
     }
-    return {};
+    m_servants->assign(callable);
 }
 
 /// Sends the hub the set of objects to be registered.

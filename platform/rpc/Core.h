@@ -59,7 +59,8 @@ private:
     struct Server; ///< endpoint and lease
     RpcError openServer();
     RpcError publish();
-    RpcError enlist(RpcAdapter::Private &adapter);
+    bool isTaken(const RpcAdapter::Private &adapter, const QString &tag) const;
+    void listServants();
     void closeIdleServer();
 
     mutable QMutex m_mutex;

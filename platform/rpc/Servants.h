@@ -58,19 +58,10 @@ struct Servant
 class ServantTable
 {
 public:
-    bool insert(const Servant &servant) ///< false when the tag is taken
+    void assign(QHash<QString, Servant> servants) // which outlive the lock: an object's destructor may call here
     {
         const QMutexLocker lock(&m_mutex);
-        const bool isFree = !m_servants.contains(servant.tag);
-        if (isFree)
-            m_servants.insert(servant.tag, servant);
-        return isFree;
-    }
-    void remove(const QString &tag)
-    {
-        Servant removed; // outlives the lock: its object's destructor may call here
-        const QMutexLocker lock(&m_mutex);
-        removed = m_servants.take(tag);
+        m_servants.swap(servants);
     }
     Servant find(const QString &tag) const ///< without object when there is none
     {
