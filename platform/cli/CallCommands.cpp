@@ -1,12 +1,16 @@
 // "tarnctl call": operations of the visualized service.
 #include "cli/JsonBag.h"
-#include "cli/LoginWait.h"
 #include "cli/Output.h"
 #include "cli/Service.h"
 #include "tarn/binding/LoginNotify.h"
 #include "tarn/binding/Operations.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/keys/CloudKeys.h"
+#include "tarn/rpc/HubPort.h"
+#include "tarn/rpc/Skeletons.h"
+#include <QDeadlineTimer>
 #include <QJsonArray>
+#include <QSemaphore>
 #include <algorithm>
 
 namespace tarn::cli {
@@ -14,6 +18,10 @@ namespace tarn::cli {
 namespace {
 
 constexpr int DefaultWait = 600; // s
+constexpr int LookMs = 500;
+constexpr int ShowMs = 15000;       // until the dialog must have been seen
+constexpr int AnswerTimeout = 3000; // ms
+constexpr int NoticeMs = 3000;      // between the dialog's end and the notice of a sign-in
 
 const QString SignIn = QStringLiteral("ShowCloudLogin");
 const QString List = QStringLiteral("list");
@@ -128,6 +136,76 @@ int call(link::ServiceConnection &connection, const QString &operation, const rp
     return result.accepted ? status::Ok : status::Refused;
 }
 
+class Notify final : public ICloudLoginNotify
+{
+public:
+    void AfterLogin() override { m_calls.release(); } // on an RPC thread
+    bool wasCalled(int waitMs) { return m_calls.tryAcquire(1, waitMs); }
+
+private:
+    QSemaphore m_calls;
+};
+
+int refused(const QString &reason)
+{
+    complain(reason);
+    return status::Refused;
+}
+
+// Waits until the notify object is called, and prints its call. Gives up when no dialog is seen within 15 seconds, when it
+// has been closed without a sign-in, when the visualized service ends, or after so many seconds.
+int wait(Notify &notify, link::ServiceConnection &connection, int seconds)
+{
+    const QDeadlineTimer deadline(static_cast<qint64>(seconds) * 1000);
+    const QDeadlineTimer showDeadline(ShowMs);
+    bool wasOpen = false;
+    bool wasSeen = false;
+    while (!notify.wasCalled(LookMs)) {
+        const auto answer =
+            connection.call(visualized::DefaultTag, QStringLiteral("QueryYunLoginDialogState"), {}, AnswerTimeout);
+        if (!answer.arrived() && answer.error.code != rpc::RpcError::Timeout)
+            return explainFailure(answer, VisualizedService);
+        const bool isOpen = answer.arrived() ? answer.output.values.value(cloud::key::DialogExists).toBool() : wasOpen;
+        if (wasOpen && !isOpen) {
+            if (notify.wasCalled(NoticeMs))
+                break;
+            return refused(QStringLiteral("the dialog was closed without a sign-in"));
+        }
+        wasOpen = isOpen;
+        wasSeen |= isOpen;
+        if (!wasSeen && answer.arrived() && showDeadline.hasExpired())
+            return refused(QStringLiteral("no dialog was shown; is the user signed in already? tarnctl cloud state"));
+        if (deadline.hasExpired())
+            return refused(QStringLiteral("no sign-in within %1 seconds").arg(seconds));
+    }
+    print(QStringLiteral("AfterLogin"));
+    return status::Ok;
+}
+
+// Calls the sign-in with a notify object of this program and waits for its end.
+int callAndWait(const QString &operation, rpc::Bag input, int seconds)
+{
+    QString error;
+    rpc::Rpc core;
+    const quint16 port = rpc::hubPort(&error);
+    const auto notify = QSharedPointer<Notify>::create();
+    const bool connected = port != 0 && core.init({{rpc::keys::Port, QString::number(port)}});
+    const auto adapter = connected ? core.createAdapter(QStringLiteral("tarnctl")) : nullptr;
+    rpc::ObjectRef reference;
+    if (adapter && adapter->active())
+        reference = rpc::bindCallback(*adapter, std::any(QSharedPointer<ICloudLoginNotify>(notify)),
+                                      binding::LoginNotifyInterface);
+    if (reference.isNull()) {
+        const QString reason = port == 0 ? error : QString::fromStdString(rpc::getRpcLastError().message);
+        complain(QStringLiteral("%1; start \"visualized-host\"").arg(reason));
+        return status::NoTransport;
+    }
+    input.values.insert(binding::NotifyKey, QVariant::fromValue(reference));
+    link::ServiceConnection connection;
+    const int code = call(connection, operation, input);
+    return code == status::Ok ? wait(*notify, connection, seconds) : code;
+}
+
 // The reason why the options of the sign-in are wrong; empty when they are right.
 // @param seconds to wait, 0 for not at all
 QString readOptions(const Line &line, rpc::Bag *input, int *seconds)
@@ -173,12 +251,7 @@ int runCall(const Line &line)
     else
         warn(QStringLiteral("unknown operation \"%1\" (see \"tarnctl call --list\")").arg(name));
     if (seconds > 0)
-        return waitForLogin(
-            [&](link::ServiceConnection &connection, const rpc::ObjectRef &notify) {
-                input.values.insert(binding::NotifyKey, QVariant::fromValue(notify));
-                return call(connection, name, input);
-            },
-            seconds);
+        return callAndWait(name, input, seconds);
     link::ServiceConnection connection;
     return call(connection, name, input);
 }

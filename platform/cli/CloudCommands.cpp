@@ -64,9 +64,9 @@ void printCode(const QVariantMap &map)
 
 void printState(const rpc::CallResult &result)
 {
-    static const QMap<int, QString> names{{wire::loginState::SignedIn, "signed in"},
-                                          {wire::loginState::SigningIn, "signing in"},
-                                          {wire::loginState::SignedInAgain, "signed in again at the start"}};
+    static const QMap<int, QString> names{{loginstate::SignedIn, "signed in"},
+                                          {loginstate::Checking, "signing in"},
+                                          {loginstate::Restored, "signed in again at the start"}};
     const QVariantMap &values = result.output.values;
     const QString state = names.value(values.value(key::LoginState).toInt(), QStringLiteral("signed out"));
     print(values.value(key::User).toString().isEmpty()

@@ -40,16 +40,16 @@ QString groupDescription(const Command &group)
 }
 
 // Declares the options and arguments. @return the help
-QString declare(QCommandLineParser *parser, const Command &command)
+QString declare(Line *line, const Command &command)
 {
-    parser->addOption({{QStringLiteral("h"), Help}, QStringLiteral("Shows this help.")});
-    parser->setApplicationDescription(command.run ? command.descriptionText() : groupDescription(command));
+    line->addOption({{QStringLiteral("h"), Help}, QStringLiteral("Shows this help.")});
+    line->setApplicationDescription(command.run ? command.descriptionText() : groupDescription(command));
     for (const Option &option : command.options)
-        parser->addOption({option.name, option.description, option.valueName});
+        line->addOption({option.name, option.description, option.valueName});
     for (const Argument &argument : command.arguments)
-        parser->addPositionalArgument(argument.name, argument.description);
+        line->addPositionalArgument(argument.name, argument.description);
     // Qt's usage line names the program's path and not the command.
-    const QString text = parser->helpText().trimmed();
+    const QString text = line->helpText().trimmed();
     return QStringLiteral("Usage: %1 [options]%2\n")
                .arg(called(command), command.run ? command.argumentSyntax() : QStringLiteral(" COMMAND")) +
            text.mid(text.indexOf(QLatin1Char('\n')) + 1);
@@ -70,10 +70,9 @@ QString objection(const Command &command, const QStringList &given)
 
 int runEntry(const Command &command, const QStringList &arguments)
 {
-    QCommandLineParser parser;
-    const QString help = declare(&parser, command);
-    const bool understood = parser.parse(QStringList{Program} + arguments);
-    const Line line(parser);
+    Line line;
+    const QString help = declare(&line, command);
+    const bool understood = line.parse(QStringList{Program} + arguments);
     if (line.isSet(Help)) {
         const QString special = command.helpOn ? command.helpOn(line) : QString();
         print(special.isEmpty() ? help : special);
@@ -83,7 +82,7 @@ int runEntry(const Command &command, const QStringList &arguments)
         print(QStringLiteral("tarnctl " TARN_VERSION));
         return status::Ok;
     }
-    const QString reason = understood ? objection(command, parser.positionalArguments()) : parser.errorText();
+    const QString reason = understood ? objection(command, line.positionalArguments()) : line.errorText();
     return reason.isEmpty() ? command.run(line)
                             : wrongUsage(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(command)));
 }
@@ -114,11 +113,11 @@ const QList<Command> &allGroups()
 {
     static const QList<Command> groups{
         {"", "drives the platform from the command line", {}, {}, {{Version, "Shows the version."}}},
-        {"cloud", "manages accounts, shows one-time codes and the signed-in user", {}},
-        {"cloud account", "adds, removes, lists and locks accounts", {}},
-        {"message", "pushes, lists and imports messages", {}},
-        {"upgrade", "looks for updates, shows notes, tasks and ignored updates", {}},
-        {"notice", "reaches the pop-up notices by keyboard", {}},
+        {"cloud", "manages accounts, shows one-time codes and the signed-in user"},
+        {"cloud account", "adds, removes, lists and locks accounts"},
+        {"message", "pushes, lists and imports messages"},
+        {"upgrade", "looks for updates, shows notes, tasks and ignored updates"},
+        {"notice", "reaches the pop-up notices by keyboard"},
     };
     return groups;
 }

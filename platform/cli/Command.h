@@ -34,21 +34,12 @@ struct Argument
     bool optional = false; ///< optional arguments are last
 };
 
-/// The parsed arguments of one command.
-class Line
+/// The arguments of one command.
+class Line final : public QCommandLineParser
 {
 public:
-    explicit Line(const QCommandLineParser &parser)
-        : m_parser(parser)
-    {
-    }
-    bool isSet(const QString &option) const { return m_parser.isSet(option); }
-    QString value(const QString &option) const { return m_parser.value(option); }
     /// A positional argument; empty when it was not given.
-    QString at(int index) const { return m_parser.positionalArguments().value(index); }
-
-private:
-    const QCommandLineParser &m_parser;
+    QString at(int index) const { return positionalArguments().value(index); }
 };
 
 /// A command, or a group of those whose words begin with its own.
@@ -56,7 +47,7 @@ struct Command
 {
     using Run = std::function<int(const Line &)>;
 
-    Command(QString commandWords, QString phrase, QString text, QList<Argument> positional = {},
+    Command(QString commandWords, QString phrase, QString text = {}, QList<Argument> positional = {},
             QList<Option> optional = {}, Run work = {})
         : words(std::move(commandWords))
         , summary(std::move(phrase))

@@ -3,7 +3,6 @@
 #include "cli/Output.h"
 #include "cli/Service.h"
 #include "tarn/keys/MessageKeys.h"
-#include "tarn/link/PagedCall.h"
 #include <QDateTime>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -180,7 +179,7 @@ void printDetails(const QVariantMap &record)
 int runShow(const Line &line)
 {
     link::ServiceConnection connection;
-    const auto result = link::callPaged(connection, wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}});
+    const auto result = connection.callPaged(wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}});
     const int code = judge(result, MessageService);
     if (code != status::Ok)
         return code;

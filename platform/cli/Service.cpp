@@ -2,7 +2,6 @@
 #include "cli/JsonBag.h"
 #include "cli/Output.h"
 #include "tarn/keys/HubKeys.h"
-#include "tarn/link/PagedCall.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QDir>
 #include <QFile>
@@ -120,7 +119,7 @@ int ask(const Query &query, const Line &line, const Output &output)
 {
     link::ServiceConnection connection;
     const rpc::Bag input{query.values, {}};
-    const auto result = query.paged ? link::callPaged(connection, query.service.tag, query.method, input)
+    const auto result = query.paged ? connection.callPaged(query.service.tag, query.method, input)
                                     : connection.call(query.service.tag, query.method, input, query.timeoutMs);
     const int code = judge(result, query.service);
     if (code != status::Ok || !output.print)

@@ -30,37 +30,26 @@ struct Question
     QString method;
 };
 
-struct Report
+// The state of an object by its answer. @return the exit code
+int judgeState(const Question &question, const rpc::CallResult &result, QString *state)
 {
-    QString name;
-    const Service *service; ///< for the advice when it does not answer
-    rpc::CallResult result;
-    QString state = QStringLiteral("answers");
-    int code = status::Ok;
-};
-
-// A service that does not know the method answers too.
-bool answers(const rpc::CallResult &result)
-{
-    return result.arrived() || (result.error.code == rpc::RpcError::NotFound && !result.errorText.isEmpty());
-}
-
-Report ask(link::ServiceConnection &connection, const Question &question)
-{
-    Report report{question.name, &question.service, connection.call(question.tag, question.method, {}, AnswerMs)};
-    if (!answers(report.result)) {
-        report.state = QStringLiteral("no answer: %1").arg(QString::fromStdString(report.result.error.message));
-        report.code = status::NoTransport;
-    } else if (report.result.arrived() && !report.result.accepted) {
-        report.state = QStringLiteral("answers, but cannot work: %1").arg(printable(report.result.errorText));
-        report.code = status::Refused;
-    } else if (question.tag == hub::HubInterface) {
-        report.state += QStringLiteral(", port %1").arg(rpc::hubPort());
+    // A service that does not know the method answers too.
+    const bool isUnknown = result.error.code == rpc::RpcError::NotFound && !result.errorText.isEmpty();
+    if (!result.arrived() && !isUnknown) {
+        *state = QStringLiteral("no answer: %1").arg(QString::fromStdString(result.error.message));
+        return status::NoTransport;
     }
-    const QVariant unread = report.result.output.values.value(message::key::unReadNum);
+    if (result.arrived() && !result.accepted) {
+        *state = QStringLiteral("answers, but cannot work: %1").arg(printable(result.errorText));
+        return status::Refused;
+    }
+    *state = QStringLiteral("answers");
+    if (question.tag == hub::HubInterface)
+        *state += QStringLiteral(", port %1").arg(rpc::hubPort());
+    const QVariant unread = result.output.values.value(message::key::unReadNum);
     if (unread.isValid())
-        report.state += QStringLiteral(", %1 unread").arg(unread.toInt());
-    return report;
+        *state += QStringLiteral(", %1 unread").arg(unread.toInt());
+    return status::Ok;
 }
 
 int runStatus(const Line &line)
@@ -78,25 +67,28 @@ int runStatus(const Line &line)
         {"visualized service", VisualizedService, VisualizedService.tag, "getVisualizedOperateManager"},
     };
     link::ServiceConnection connection;
-    QList<Report> reports;
     QJsonArray array;
+    rpc::CallResult silent;
+    const Service *silentService = nullptr; // the first: the others usually follow from it
+    int worst = status::Ok;
     for (const Question &question : questions) {
-        const Report report = ask(connection, question);
-        reports.append(report);
-        array.append(QJsonObject{{QStringLiteral("name"), report.name},
-                                 {QStringLiteral("state"), report.state},
-                                 {QStringLiteral("ok"), report.code == status::Ok}});
+        QString state;
+        const auto result = connection.call(question.tag, question.method, {}, AnswerMs);
+        const int code = judgeState(question, result, &state);
+        worst = std::max(worst, code);
+        if (code == status::NoTransport && !silentService) {
+            silent = result;
+            silentService = &question.service;
+        }
+        array.append(QJsonObject{{QStringLiteral("name"), question.name},
+                                 {QStringLiteral("state"), state},
+                                 {QStringLiteral("ok"), code == status::Ok}});
         if (!line.isSet(Json.name))
-            print(QStringLiteral("%1 %2").arg(report.name + QLatin1Char(':'), -23).arg(report.state));
+            print(QStringLiteral("%1 %2").arg(question.name + QLatin1Char(':'), -23).arg(state));
     }
     if (line.isSet(Json.name))
         print(compact(array));
-    const auto silent = [](const Report &report) { return report.code == status::NoTransport; };
-    const auto first = std::find_if(reports.cbegin(), reports.cend(), silent);
-    if (first != reports.cend()) // the others usually follow from it
-        return explainFailure(first->result, *first->service);
-    const auto failed = [](const Report &report) { return report.code != status::Ok; };
-    return std::any_of(reports.cbegin(), reports.cend(), failed) ? status::Refused : status::Ok;
+    return silentService ? explainFailure(silent, *silentService) : worst;
 }
 
 // Asks a process to end and waits for that.
@@ -135,8 +127,7 @@ QList<Command> statusCommands()
                 {}, {Json}, runStatus),
         Command("stop", "ends host, hub and services",
                 "Ends the visualized service's host, the hub and the services of this user. Running downloads continue "
-                "at the "
-                "next start.\nExit code: 0 when none of them runs any more, 1 otherwise.",
+                "at the next start.\nExit code: 0 when none of them runs any more, 1 otherwise.",
                 {}, {}, runStop),
     };
 }

@@ -208,8 +208,7 @@ QList<Command> upgradeCommands()
                 asks({UpgradeService, QStringLiteral("StopUpgrade")}, product)),
         Command("upgrade install", "installs a finished download",
                 "Installs the downloaded packages of a product and waits for the end. The window with the tasks does "
-                "this by "
-                "itself.",
+                "this by itself.",
                 one, {}, asks({UpgradeService, QStringLiteral("InstallSoftware"), {}, LongMs}, waitingProduct)),
         Command(
             "upgrade silent", "patches a product without questions",

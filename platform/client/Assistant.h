@@ -2,7 +2,7 @@
 #include "tarn/client/IServiceAssistant.h"
 #include "tarn/core/BagArgs.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/link/PagedCall.h"
+#include "tarn/link/ServiceConnection.h"
 #include "tarn/rpc/HubPort.h"
 #include <QSharedPointer>
 #include <atomic>
@@ -50,10 +50,8 @@ public:
     virtual ~Assistant() = default;
 
     /// False when no hub runs yet; the assistant is usable all the same and connects with its first call.
-    bool Initialize(const QString &clientName, int flag, QString &errorText) override
+    bool Initialize(const QString &, int, QString &errorText) override
     {
-        Q_UNUSED(clientName)
-        Q_UNUSED(flag)
         m_connection.open();
         m_initialized = true;
         errorText.clear();
@@ -89,7 +87,7 @@ protected:
                       int timeoutMs, const QString &key = QString())
     {
         forwardBy(input, output, [&](const rpc::Bag &bag) {
-            auto result = link::callPaged(m_connection, m_tag, QString::fromLatin1(method), bag, timeoutMs);
+            auto result = m_connection.callPaged(m_tag, QString::fromLatin1(method), bag, timeoutMs);
             if (!key.isEmpty() && !result.output.list.isEmpty())
                 result.output.values.insert(key, std::exchange(result.output.list, {}));
             return result;

@@ -1,7 +1,4 @@
-#include "client/CloudAssistant.h"
-#include "client/LicenseAssistant.h"
-#include "client/MessageAssistant.h"
-#include "client/UpgradeAssistant.h"
+#include "client/Assistants.h"
 #include "tarn/client/IServiceAssistantManager.h"
 
 namespace tarn::client {

@@ -1,5 +1,6 @@
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/keys/HubKeys.h"
+#include "tarn/link/MessageWire.h"
 #include "tarn/rpc/HubPort.h"
 #include <QElapsedTimer>
 #include <QScopeGuard>
@@ -11,6 +12,7 @@ using rpc::RpcError;
 namespace {
 
 constexpr int LongMs = 1000; // a failure that took longer is no quick refusal
+constexpr int Attempts = 3;  // to fetch all pages of a list
 
 rpc::CallResult failed(RpcError error)
 {
@@ -63,7 +65,6 @@ void ServiceConnection::close()
         // A caller that was just connecting has initialised the core again.
         const QMutexLocker lock(&m_connecting);
         m_rpc.shutdown();
-        m_port = 0;
     }
     const QWriteLocker ended(&m_calls);
 }
@@ -81,7 +82,9 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
         return silent;
     QElapsedTimer clock;
     clock.start();
-    auto result = send(tag, method, input, timeoutMs);
+    RpcError error;
+    const auto proxy = proxyOf(tag, &error);
+    const auto result = proxy ? proxy->call(method, input, timeoutMs) : failed(error);
     if (!isOpen() && !result.arrived())
         return failed(closedError());
     if (late == Silent || result.error.code != RpcError::Timeout)
@@ -89,11 +92,29 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
     return result;
 }
 
-rpc::CallResult ServiceConnection::send(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs)
+rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
+                                             int limitMs)
 {
-    RpcError error;
-    const auto proxy = proxyOf(tag, &error);
-    return proxy ? proxy->call(method, input, timeoutMs) : failed(error);
+    const QDeadlineTimer deadline(limitMs);
+    const auto pageAt = [&](const QString &cursor) {
+        rpc::Bag bag = input;
+        if (!cursor.isEmpty())
+            bag.values.insert(wire::Cursor, cursor);
+        return call(tag, method, bag, static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
+    };
+    rpc::CallResult page;
+    for (int attempt = 0; attempt == 0 || (attempt < Attempts && !deadline.hasExpired()); ++attempt) {
+        rpc::CallResult whole = pageAt(QString());
+        QString cursor = whole.output.values.take(wire::Cursor).toString();
+        while (!cursor.isEmpty() && (page = pageAt(cursor)).accepted) {
+            whole.output.list += page.output.list;
+            cursor = page.output.values.value(wire::Cursor).toString();
+        }
+        if (cursor.isEmpty())
+            return whole;
+    }
+    page.output.list.clear();
+    return page;
 }
 
 bool ServiceConnection::isSilent(const QString &tag, RpcError *error)
@@ -137,35 +158,20 @@ QSharedPointer<rpc::RpcProxy> ServiceConnection::lookUp(const QString &tag, RpcE
         return {};
     QElapsedTimer clock;
     clock.start();
+    QString reason;
     QSharedPointer<rpc::RpcProxy> proxy;
-    if (connectToHub(error)) {
-        proxy = m_rpc.stringToProxy(tag);
+    const quint16 port = rpc::hubPort(&reason);
+    if (port == 0) {
+        *error = {RpcError::NoHub, reason.toStdString()};
+    } else if (!isOpen()) {
+        *error = closedError();
+    } else {
+        if (m_rpc.isInitialized() || m_rpc.init(settings(port)))
+            proxy = m_rpc.stringToProxy(tag);
         *error = rpc::getRpcLastError();
     }
     notice(hub::HubInterface, *error, clock.elapsed());
     return proxy;
-}
-
-bool ServiceConnection::connectToHub(RpcError *error)
-{
-    QString reason;
-    const quint16 port = rpc::hubPort(&reason);
-    if (port == 0) {
-        *error = {RpcError::NoHub, reason.toStdString()};
-        return false;
-    }
-    if (port == m_port && m_rpc.isInitialized())
-        return true;
-    if (!isOpen()) {
-        *error = closedError();
-        return false;
-    }
-    if (!m_rpc.init(settings(port))) {
-        *error = rpc::getRpcLastError();
-        return false;
-    }
-    m_port = port;
-    return true;
 }
 
 } // namespace tarn::link

@@ -3,7 +3,7 @@
 #include "support/ServedObject.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
-#include "tarn/link/PagedCall.h"
+#include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QElapsedTimer>
 #include <QFile>
@@ -35,7 +35,7 @@ bool push(const QString &id)
 QVariantList listAll()
 {
     link::ServiceConnection connection;
-    return link::callPaged(connection, wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}}).output.list;
+    return connection.callPaged(wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}}).output.list;
 }
 
 } // namespace

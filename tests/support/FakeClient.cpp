@@ -1,9 +1,6 @@
 // The fake client library: the real assistants over a connection that leads to no service. See FakeClient.h.
 #include "support/FakeClient.h"
-#include "client/CloudAssistant.h"
-#include "client/LicenseAssistant.h"
-#include "client/MessageAssistant.h"
-#include "client/UpgradeAssistant.h"
+#include "client/Assistants.h"
 #include "tarn/client/IServiceAssistantManager.h"
 
 using namespace tarn;
@@ -89,10 +86,10 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
     return {{}, true, answer.code, answer.error, {answer.values, answer.list}};
 }
 
-rpc::CallResult callPaged(ServiceConnection &connection, const QString &tag, const QString &method,
-                          const rpc::Bag &input, int limitMs)
+rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
+                                             int limitMs)
 {
-    return connection.call(tag, method, input, limitMs);
+    return call(tag, method, input, limitMs);
 }
 
 } // namespace tarn::link

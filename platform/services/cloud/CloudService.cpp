@@ -278,7 +278,7 @@ private:
             isSame = account->phone == memory.phone;
         if (!isSame)
             throw Failure(QStringLiteral("the account has changed"));
-        m_session = {account->name, memory.autoWay, wire::loginState::SignedInAgain, m_clock()};
+        m_session = {account->name, memory.autoWay, loginstate::Restored, m_clock()};
     }
 
     // Signs the user in. Throws Refusal when the account was removed or locked meanwhile or the caller no longer waits.
@@ -294,7 +294,7 @@ private:
                           flags.lockTip ? locked + QStringLiteral("，请联系管理员解除云锁后再试") : locked);
         if (request.context.isCancelled())
             throw refused(QStringLiteral("登录已取消"));
-        m_session = {account.name, way, wire::loginState::SignedIn, m_clock()};
+        m_session = {account.name, way, loginstate::SignedIn, m_clock()};
     }
 
     // Ends the session, or only one of this account.
@@ -311,7 +311,7 @@ private:
         Session session = m_session;
         lock.unlock();
         if (session.account.isEmpty() && m_signingIn > 0)
-            session.state = wire::loginState::SigningIn;
+            session.state = loginstate::Checking;
         return session;
     }
 

@@ -27,12 +27,4 @@ inline const QString SentTime = QStringLiteral("SentTime"); ///< string, "yyyy-M
 inline const QString Way = QStringLiteral("Way");           ///< string: "account", "phone", "weixin", "qq"
 inline const QString Since = QStringLiteral("Since");       ///< string, "yyyy-MM-dd hh:mm:ss"
 
-/// Values of "login_state".
-namespace loginState {
-constexpr int SignedOut = 0;
-constexpr int SignedIn = 2;
-constexpr int SigningIn = 3;     ///< a sign-in is being checked
-constexpr int SignedInAgain = 5; ///< signed in from remembered data when the services started
-} // namespace loginState
-
 } // namespace tarn::link::wire

@@ -35,6 +35,14 @@ public:
     rpc::CallResult call(const QString &tag, const QString &method, const rpc::Bag &input,
                          int timeoutMs = DefaultTimeout, Late late = Silent);
 
+    /// Fetches a list that may be larger than one message: calls method until the service has no further page and joins
+    /// the pages. When the service loses its place (it was restarted, the pause between two pages was too long) the whole
+    /// list is asked for again, three times at most.
+    /// @param limitMs deadline of all pages together, in milliseconds
+    /// @return the first page's result with the whole list, or the result of the call that failed, with an empty list
+    rpc::CallResult callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
+                              int limitMs = DefaultTimeout);
+
     void open();  ///< a new connection is open; after close() calls are taken again
     void close(); ///< refuses new calls, ends those that wait and returns when they have left
 
@@ -45,16 +53,13 @@ private:
         QDeadlineTimer end;
     };
 
-    rpc::CallResult send(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs);
     QSharedPointer<rpc::RpcProxy> proxyOf(const QString &tag, rpc::RpcError *error);
     QSharedPointer<rpc::RpcProxy> lookUp(const QString &tag, rpc::RpcError *error);
     bool isSilent(const QString &tag, rpc::RpcError *error);
     void notice(const QString &tag, const rpc::RpcError &error, qint64 tookMs);
-    bool connectToHub(rpc::RpcError *error);
     bool isOpen() const;
 
     rpc::Rpc m_rpc;
-    quint16 m_port = 0;     ///< port that m_rpc was initialised with; guarded by m_connecting
     QMutex m_connecting;    ///< held while the hub is asked
     mutable QMutex m_state; ///< guards what follows; never held in a call
     QHash<QString, QSharedPointer<rpc::RpcProxy>> m_proxies;
