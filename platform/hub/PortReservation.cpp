@@ -1,9 +1,6 @@
 #include "hub/PortReservation.h"
 #include "tarn/rpc/RuntimeDir.h"
-#include <QFile>
 #include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -14,15 +11,13 @@ PortReservation::~PortReservation()
 {
     if (m_socket >= 0)
         ::close(m_socket);
-    if (m_lock >= 0)
-        ::close(m_lock);
 }
 
 bool PortReservation::reserve(QString *error)
 {
     if (!lock(error))
         return false;
-    const quint16 last = rememberedPort();
+    const quint16 last = m_lock.read(16).trimmed().toUShort(); // 0 where none is remembered
     if ((last == 0 || !bindPort(last)) && !bindPort(0)) {
         *error = QStringLiteral("no port can be reserved: %1").arg(qt_error_string(errno));
         return false;
@@ -36,33 +31,25 @@ bool PortReservation::lock(QString *error)
     const QString dir = tarn::rpc::runtimeDir(error);
     if (dir.isEmpty())
         return false;
-    m_lockFile = dir + QStringLiteral("/hub.lock");
-    const QString path = m_lockFile;
-    m_lock = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (m_lock < 0) {
-        *error = QStringLiteral("%1 cannot be opened: %2").arg(path, qt_error_string(errno));
+    m_lock.setFileName(dir + QStringLiteral("/hub.lock"));
+    if (!m_lock.open(QIODevice::ReadWrite)) {
+        *error = QStringLiteral("%1 cannot be opened: %2").arg(lockFile(), m_lock.errorString());
         return false;
     }
-    if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
-        *error = errno == EWOULDBLOCK ? QStringLiteral("another hub runs in %1").arg(dir)
-                                      : QStringLiteral("%1 cannot be locked: %2").arg(path, qt_error_string(errno));
+    if (::flock(m_lock.handle(), LOCK_EX | LOCK_NB) != 0) {
+        *error = errno == EWOULDBLOCK
+                     ? QStringLiteral("another hub runs in %1").arg(dir)
+                     : QStringLiteral("%1 cannot be locked: %2").arg(lockFile(), qt_error_string(errno));
         return false;
     }
     return true;
 }
 
-quint16 PortReservation::rememberedPort() const
-{
-    char text[16] = {};
-    const ssize_t size = ::pread(m_lock, text, sizeof(text) - 1, 0);
-    return size > 0 ? QByteArray(text).trimmed().toUShort() : 0;
-}
-
-void PortReservation::remember() const
+void PortReservation::remember()
 {
     const QByteArray text = QByteArray::number(m_port) + '\n';
-    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.constData(), static_cast<size_t>(text.size()), 0) < 0)
-        qWarning("the port cannot be remembered: %s", std::strerror(errno));
+    if (!m_lock.seek(0) || !m_lock.resize(0) || m_lock.write(text) < 0 || !m_lock.flush())
+        qWarning("the port cannot be remembered: %s", qUtf8Printable(m_lock.errorString()));
 }
 
 /// Binds without listening: no program can connect, and no other gets the number.
@@ -90,6 +77,6 @@ bool PortReservation::isInPlace() const
 {
     struct stat held = {};
     struct stat found = {};
-    return ::fstat(m_lock, &held) == 0 && ::lstat(QFile::encodeName(m_lockFile).constData(), &found) == 0 &&
+    return ::fstat(m_lock.handle(), &held) == 0 && ::lstat(QFile::encodeName(lockFile()).constData(), &found) == 0 &&
            held.st_ino == found.st_ino && held.st_dev == found.st_dev;
 }

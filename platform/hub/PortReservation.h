@@ -1,5 +1,5 @@
 #pragma once
-#include <QString>
+#include <QFile>
 
 /// What makes this hub the only one of its runtime directory: a lock file, which also remembers the port for the next
 /// start, and a port that is bound but never listened on. The kernel releases the lock with the process, whatever pid
@@ -15,18 +15,16 @@ public:
     /// Takes lock and port; the last hub's port when it is free.
     bool reserve(QString *error);
     quint16 port() const { return m_port; }
-    QString lockFile() const { return m_lockFile; }
+    QString lockFile() const { return m_lock.fileName(); }
     /// Whether the lock file still has its path; otherwise another hub can start beside this one.
     bool isInPlace() const;
 
 private:
     bool lock(QString *error);
     bool bindPort(quint16 wanted);
-    quint16 rememberedPort() const;
-    void remember() const;
+    void remember();
 
-    int m_lock = -1;
+    QFile m_lock;
     int m_socket = -1;
     quint16 m_port = 0;
-    QString m_lockFile;
 };
