@@ -108,11 +108,9 @@ private slots:
         const QString machine = QString::fromUtf8(id.readAll()).remove('\n');
         for (const QByteArray &text : {QByteArray("\0\xff[[[=\n%%%\n[system", 18), QByteArray(8 << 20, 'x')}) {
             writeFile(besideProgram("cfg.ini"), text);
-            m_log->clear();
             QVERIFY(start().contains(QStringLiteral("path=/opt/apps machineid=") + machine));
             QCOMPARE(m_log->has("获取MachineId失败"), !readable);
             QVERIFY(CServiceManager::getInstance()->getRpc()->isInitialized());
-            CServiceManager::ReleaseInstance();
         }
     }
 
@@ -124,8 +122,6 @@ private slots:
             // QSettings compares size and time (in milliseconds) to notice a change.
             const QByteArray filling(100 * ++size, '-');
             writeFile(besideProgram("RpcTestIp.ini"), "[config]\nTestIp=" + address.toUtf8() + "\n;" + filling + "\n");
-            CServiceManager::ReleaseInstance();
-            m_log->clear();
             const bool told = start().contains(line + address);
             return told ? fakerpc::record().settings.value("IP") : QString("another line");
         };
@@ -158,9 +154,7 @@ private slots:
         writeFile(besideProgram("apps/s/installation.ini"), HubDescription);
         start();
         QVERIFY(m_log->has(QtInfoMsg, "[startServiceHub]统一服务应用程序文件不存在"));
-        CServiceManager::ReleaseInstance();
         writeFile(besideProgram("apps/s/hub"), "no program");
-        m_log->clear();
         start();
         const QStringList warnings = m_log->texts(QtWarningMsg);
         QVERIFY(warnings.value(0).startsWith("岚川服务程序启动失败，QProcess错误码："));
@@ -177,14 +171,12 @@ private slots:
                 now.initSucceeds = false;
                 now.error.code = code;
             });
-            m_log->clear();
             const QStringList lines = start();
             QCOMPARE(lines.contains("[startServiceHub]统一服务注册中心应用程序路径查找失败！"),
                      code == tarn::rpc::RpcError::NoHub);
             QVERIFY(lines.contains("【客户端初始化】连接注册中心失败"));
             QVERIFY(lines.contains("通信机制初始化失败"));
             QCOMPARE(CServiceManager::getInstance()->startError(), QString("通信机制初始化失败，请稍后再试！"));
-            CServiceManager::ReleaseInstance();
         }
     }
 
@@ -194,7 +186,6 @@ private slots:
             const HubSegment hub(port);
             start();
             QVERIFY2(!fakerpc::record().calls.contains("init"), port);
-            CServiceManager::ReleaseInstance();
         }
     }
 
@@ -323,8 +314,11 @@ private slots:
     }
 
 private:
+    /// Makes a new manager. @return what it logs
     QStringList start()
     {
+        CServiceManager::ReleaseInstance();
+        m_log->clear();
         CServiceManager::getInstance();
         return m_log->texts();
     }

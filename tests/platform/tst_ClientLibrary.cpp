@@ -35,9 +35,6 @@ private slots:
 
     void cleanup()
     {
-        m_manager->GetCloudServiceAssistant()->UnInitialize();
-        m_manager->GetMessageServiceAssistant()->UnInitialize();
-        m_manager->GetUpgradeServiceAssistant()->UnInitialize();
         m_manager->UnInitialize();
         m_library->unload();
         m_platform.reset();

@@ -46,88 +46,84 @@ class TestPluginHost final : public QObject
 {
     Q_OBJECT
 private slots:
-    void metadataIsAsAgreed();
-    void wrongByOneIsRefused();
-    void otherFilesAreRefused();
-    void sessionBus();
-};
-
-void TestPluginHost::metadataIsAsAgreed()
-{
-    const QJsonObject all = realMetadata();
-    QCOMPARE(all.value("IID").toString(), QString("com.veltro.TARNPlugin"));
-    QCOMPARE(all.value("className").toString(), QString("CVisualizedServicePlugin"));
-    const QJsonObject map = all.value("MetaData").toObject();
-    QCOMPARE(map.value("Description").toString(), QString("软件升级服务"));
-    QCOMPARE(map.value("Category").toString(), QString("产品平台"));
-    QCOMPARE(pluginmetadata::refusal(all), QString());
-    QCOMPARE(pluginmetadata::bundleName(all), QString("TARN.Service.Upgrade"));
-}
-
-void TestPluginHost::wrongByOneIsRefused()
-{
-    const auto isRefused = [](const QJsonObject &metadata, const QString &named) {
-        return pluginmetadata::refusal(metadata).contains(named);
-    };
-    QVERIFY(isRefused({}, "no Qt plug-in"));
-    QVERIFY(isRefused(changed("IID", "com.veltro.TARNPlugin2", true), "com.veltro.TARNPlugin2"));
-    QVERIFY(isRefused(changed("className", "", true), "class"));
-    QVERIFY(isRefused(changed("MetaData", "x", true), "MetaData"));
-    for (const QString &key : realMetadata().value("MetaData").toObject().keys()) {
-        QVERIFY2(isRefused(changed(key, QJsonValue::Undefined), key), qPrintable(key));
-        QVERIFY2(isRefused(changed(key, 5), key), qPrintable(key));
+    void metadataIsAsAgreed()
+    {
+        const QJsonObject all = realMetadata();
+        QCOMPARE(all.value("IID").toString(), QString("com.veltro.TARNPlugin"));
+        QCOMPARE(all.value("className").toString(), QString("CVisualizedServicePlugin"));
+        const QJsonObject map = all.value("MetaData").toObject();
+        QCOMPARE(map.value("Description").toString(), QString("软件升级服务"));
+        QCOMPARE(map.value("Category").toString(), QString("产品平台"));
+        QCOMPARE(pluginmetadata::refusal(all), QString());
+        QCOMPARE(pluginmetadata::bundleName(all), QString("TARN.Service.Upgrade"));
     }
-    QVERIFY(isRefused(changed("Name", ""), "Name"));
-    QVERIFY(isRefused(changed("License", QJsonArray{"", 1}), "License"));
-    QVERIFY(isRefused(changed("Version", "one"), "Version"));
-    for (const QString &version : QStringList{"1.0", "1.0.0.0", "1.0.x", "2.0.0", "1.1.0", "1.0.1"})
-        QVERIFY2(isRefused(changed("CompatVersion", version), version), qPrintable(version));
-}
 
-void TestPluginHost::otherFilesAreRefused()
-{
-    const QTemporaryDir dir;
-    QFile text(dir.filePath("text.so"));
-    QVERIFY(text.open(QIODevice::WriteOnly));
-    text.write("no library");
-    text.close();
-    QVERIFY(QFile::copy(qEnvironmentVariable("TARN_BIN_DIR") + "/libtarn-core.so", dir.filePath("core.so")));
-    QVERIFY(QFile::copy(pluginFile(), dir.filePath("cut.so")));
-    QVERIFY(QFile::resize(dir.filePath("cut.so"), 4096));
-    QVERIFY(QDir().mkpath(dir.filePath("folder.so")));
-    const LogCatcher log;
-    PluginHost host;
-    QCOMPARE(host.load(dir.path()), 0);
-    QCOMPARE(log.texts().filter("is refused: ").size(), 3);
-    QCOMPARE(host.load(dir.filePath("nowhere")), 0);
-}
-
-void TestPluginHost::sessionBus()
-{
-    const QTemporaryDir dir;
-    const QByteArray path = QFile::encodeName(dir.filePath("bus"));
-    const QByteArray before = qgetenv("DBUS_SESSION_BUS_ADDRESS");
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + path + ",guid=0");
-    const auto restore = qScopeGuard([&] { qputenv("DBUS_SESSION_BUS_ADDRESS", before); });
-    QVERIFY(!sessionBusHangs(200)); // none is there
-
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
-    const int server = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    QVERIFY(::bind(server, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 && ::listen(server, 2) == 0);
-    QVERIFY(sessionBusHangs(200)); // takes the connection and does not answer
-    std::thread bus([&] {
-        for (int i = 0; i < 2; ++i) { // the first is the one of above
-            const int client = ::accept(server, nullptr, nullptr);
-            static_cast<void>(::send(client, "OK 1234\r\n", 9, MSG_NOSIGNAL));
-            ::close(client);
+    void wrongByOneIsRefused()
+    {
+        const auto isRefused = [](const QJsonObject &metadata, const QString &named) {
+            return pluginmetadata::refusal(metadata).contains(named);
+        };
+        QVERIFY(isRefused({}, "no Qt plug-in"));
+        QVERIFY(isRefused(changed("IID", "com.veltro.TARNPlugin2", true), "com.veltro.TARNPlugin2"));
+        QVERIFY(isRefused(changed("className", "", true), "class"));
+        QVERIFY(isRefused(changed("MetaData", "x", true), "MetaData"));
+        for (const QString &key : realMetadata().value("MetaData").toObject().keys()) {
+            QVERIFY2(isRefused(changed(key, QJsonValue::Undefined), key), qPrintable(key));
+            QVERIFY2(isRefused(changed(key, 5), key), qPrintable(key));
         }
-    });
-    QVERIFY(!sessionBusHangs(20000));
-    bus.join();
-    ::close(server);
-}
+        QVERIFY(isRefused(changed("Name", ""), "Name"));
+        QVERIFY(isRefused(changed("License", QJsonArray{"", 1}), "License"));
+        QVERIFY(isRefused(changed("Version", "one"), "Version"));
+        for (const QString &version : QStringList{"1.0", "1.0.0.0", "1.0.x", "2.0.0", "1.1.0", "1.0.1"})
+            QVERIFY2(isRefused(changed("CompatVersion", version), version), qPrintable(version));
+    }
+
+    void otherFilesAreRefused()
+    {
+        const QTemporaryDir dir;
+        QFile text(dir.filePath("text.so"));
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write("no library");
+        text.close();
+        QVERIFY(QFile::copy(qEnvironmentVariable("TARN_BIN_DIR") + "/libtarn-core.so", dir.filePath("core.so")));
+        QVERIFY(QFile::copy(pluginFile(), dir.filePath("cut.so")));
+        QVERIFY(QFile::resize(dir.filePath("cut.so"), 4096));
+        QVERIFY(QDir().mkpath(dir.filePath("folder.so")));
+        const LogCatcher log;
+        PluginHost host;
+        QCOMPARE(host.load(dir.path()), 0);
+        QCOMPARE(log.texts().filter("is refused: ").size(), 3);
+        QCOMPARE(host.load(dir.filePath("nowhere")), 0);
+    }
+
+    void sessionBus()
+    {
+        const QTemporaryDir dir;
+        const QByteArray path = QFile::encodeName(dir.filePath("bus"));
+        const QByteArray before = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + path + ",guid=0");
+        const auto restore = qScopeGuard([&] { qputenv("DBUS_SESSION_BUS_ADDRESS", before); });
+        QVERIFY(!sessionBusHangs(200)); // none is there
+
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+        const int server = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        QVERIFY(::bind(server, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
+                ::listen(server, 2) == 0);
+        QVERIFY(sessionBusHangs(200)); // takes the connection and does not answer
+        std::thread bus([&] {
+            for (int i = 0; i < 2; ++i) { // the first is the one of above
+                const int client = ::accept(server, nullptr, nullptr);
+                static_cast<void>(::send(client, "OK 1234\r\n", 9, MSG_NOSIGNAL));
+                ::close(client);
+            }
+        });
+        QVERIFY(!sessionBusHangs(20000));
+        bus.join();
+        ::close(server);
+    }
+};
 
 QTEST_MAIN(TestPluginHost)
 #include "tst_PluginHost.moc"

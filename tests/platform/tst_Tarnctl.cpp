@@ -43,15 +43,216 @@ private slots:
     void init() { m_platform = std::make_unique<Platform>(); }
     void cleanup() { m_platform.reset(); }
 
-    void helpAndDocuments();
-    void wrongUsage();
-    void statusTellsTheTruth();
-    void stopEndsEverything();
-    void messages();
-    void imports();
-    void calls();
-    void warnsOfMistypedInput();
-    void cloudAccounts();
+    void helpAndDocuments()
+    {
+        QVector<Step> steps;
+        for (const QString &command : QStringList{"", "status ", "call ", "message ", "cloud account lock "})
+            steps.append({command + "--help", 0, "Usage: tarnctl " + command.toUtf8() + "[options]"});
+        for (const QString &kind : QStringList{"man", "bash", "zsh", "fish"}) { // every command is in each of them
+            for (const char *word : {"account lock", "message push", "outbox", "kill"})
+                steps.append({"document " + kind, 0, word});
+        }
+        steps.append({"call ShowNotifyMessage --help", 0, "unReadNum (string)"});
+        steps.append({"call --list", 0, "ShowMessageCenter"});
+        QCOMPARE(wrong(steps), QString());
+        QProcess bash;
+        bash.start("bash", {"-c", QString("eval \"$(%1 document bash)\"; COMP_WORDS=(tarnctl cloud account l); "
+                                          "COMP_CWORD=3; _tarnctl; echo ${COMPREPLY[@]}")
+                                      .arg(Platform::program("tarnctl"))});
+        QVERIFY(bash.waitForFinished());
+        QCOMPARE(bash.readAllStandardOutput(), QByteArray("list lock\n"));
+    }
+
+    void wrongUsage()
+    {
+        QCOMPARE(run("status").exitCode, 3);
+        const QVector<Step> steps{
+            {"call ShowMessageCenter", 3, "visualized-host"}, // without a platform
+            {"message list", 3, "visualized-host"},
+            {"call ShowCloudLogin --wait", 3, "visualized-host"},
+            {"", 2, "COMMAND is missing"},
+            {"message show", 2, "ID is missing"},
+            {"message sing", 2, "\"sing\""},
+            {"message push --colour red", 2, "colour"},
+            {"message push --title a --unread many", 2, "--unread"},
+            {"message push --unread -1", 2, "--unread"},
+            {"message push --time tomorrow", 2, "--time"},
+            {"message push --picture /nope", 2, "/nope"},
+            {"message push stray", 2, "\"stray\""},
+            {"message clear", 2, "--yes"}, // the standard input is no terminal
+            {"message import /no/such/file", 2, "/no/such/file"},
+            {"message import /", 2, "/: "},
+            {"call ShowMessageCenter --wait", 2, "--wait"},
+            {"call ShowCloudLogin --wait --timeout soon", 2, "--timeout"},
+            {"call ShowCloudLogin --timeout 5", 2, "--wait"},
+            {"cloud account add a", 2, "password is required"}, // the standard input is empty
+            {"cloud account lock a maybe", 2, "\"maybe\""},
+            {"document tea", 2, "\"tea\""},
+            {"call Op {\"a\":1,}", 2, "line 1, column 8"},
+            {"call Op {\"题\":1x}", 2, "line 1, column 7"},
+            {"call Op {\"r\":{\"$rect\":[1,2,3,4294967296]}}", 2, "/r/$rect/3:"},
+            {"call Op {\"l\":[0,{\"$u64\":\"-1\"}]}", 2, "/l/1/$u64:"},
+            {"call Op {\"l\":{\"$date\":\"x\"}}", 2, "/l/$date:"},
+            {"call Op {\"$list\":[1,{\"a\":{\"$rect\":0}}]}", 2, "/$list/1/a/$rect:"},
+        };
+        QCOMPARE(wrong(steps), QString());
+    }
+
+    void statusTellsTheTruth()
+    {
+        QVERIFY(m_platform->startHubAlone());
+        ServedObject message(link::wire::MessageTag, [](const QString &, const rpc::Bag &) {
+            rpc::CallResult answer;
+            answer.errorText = "database or disk is full";
+            return answer;
+        });
+        ServedObject upgrade(link::wire::UpgradeTag, accept);
+        ServedObject cloud(link::wire::CloudTag, accept);
+        QVERIFY(run("status").err.contains("start \"visualized-host\""));
+        ServedObject host(visualized::DefaultTag, accept);
+        QVERIFY(message.isServed() && upgrade.isServed() && cloud.isServed() && host.isServed());
+        const auto result = run("status");
+        QCOMPARE(result.exitCode, 1);
+        QVERIFY2(result.out.contains("database or disk is full"), result.out.constData());
+        const QJsonArray states = array("status --json");
+        QCOMPARE(states.at(0).toObject().value("ok"), QJsonValue(true));
+        QCOMPARE(states.at(1).toObject().value("ok"), QJsonValue(false));
+    }
+
+    void stopEndsEverything()
+    {
+        QVERIFY(m_platform->startHub());
+        const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
+        // The second host waits for the first one's tag and would start a new hub.
+        const QString program = m_platform->path("visualized-host");
+        QVERIFY(QFile::link(qEnvironmentVariable("TARN_PEER"), program)); // known by its name: hosts hide their file
+        QProcess hosts[2];
+        for (QProcess &host : hosts) {
+            host.start(program, {QString::number(rpc::hubPort()), QString("host %1").arg(&host - hosts)});
+            QVERIFY(host.waitForReadyRead());
+        }
+        const auto result = run("stop");
+        for (QProcess &host : hosts)
+            QVERIFY(host.state() == QProcess::NotRunning || host.waitForFinished(5000));
+        QVERIFY2(result.exitCode == 0 && result.out.contains("stopped: ServiceHub"),
+                 (result.out + result.err).constData());
+        QTRY_VERIFY(m_platform->hub()->state() == QProcess::NotRunning);
+        QVERIFY(::kill(services, 0) != 0);
+        QCOMPARE(run("stop").out, QByteArray());
+    }
+
+    void messages()
+    {
+        QVERIFY(m_platform->startHub());
+        const auto result =
+            run("message push --id 第一 --title 标题 --time 2026-01-02 --unread 7 --picture /etc/hostname");
+        QCOMPARE(result.out, QByteArray("第一\n"));
+        QVERIFY2(result.err.contains("not shown"), result.err.constData());
+        QCOMPARE(run("message push --title evil\x1b]0;title\x07").exitCode, 0);
+        const QByteArray list = run("message list").out;
+        QVERIFY(list.contains("第一 ") && !list.contains('\x1b') && !list.contains('\x07'));
+        QCOMPARE(array("message list --json").size(), 2);
+        QVERIFY(run("status").out.contains("2 unread"));
+        QCOMPARE(wrong({{"message show 第一", 0, "标题"},
+                        {"message show 第二", 1, "第二"},
+                        {"message clear --yes", 0, "removed: 2 messages\n"},
+                        {"message list --json", 0, "[]\n"}}),
+                 QString());
+    }
+
+    void imports()
+    {
+        QVERIFY(m_platform->startHub());
+        const QString import = "message import -";
+        // More than one call can carry; a list can be imported again.
+        QByteArray many =
+            "{\"messages\":[{\"MsgId\":\"large\",\"MsgContent\":\"" + QByteArray(1024 * 1024, 'x') + "\"}";
+        for (int i = 0; i < 1200; ++i)
+            many += ",{\"MsgTitle\":\"" + QByteArray::number(i) + "\"}";
+        QCOMPARE(wrong({{import, 2, "/1/MsgTitle/$rect", R"([{"MsgTitle":"a"},{"MsgTitle":{"$rect":[1]}}])"},
+                        {import, 1, "record 1: MsgTitle", R"([{"MsgTitle":"a"},{"MsgTitle":1}])"},
+                        {import, 2, "/: ", R"({"a":1})"},
+                        {import, 2, "/0: ", "[1]"},
+                        {"message list --json", 0, "[]\n"},
+                        {import, 0, "stored: 1201 messages\n", many + "]}"}}),
+                 QString());
+        const QByteArray list = run("message list --json").out;
+        QCOMPARE(wrong({{"message clear --yes", 0, "1201"}, {import, 0, "stored: 1201 messages\n", list}}), QString());
+    }
+
+    void calls()
+    {
+        QVERIFY(m_platform->startHubAlone());
+        ServedObject host(visualized::DefaultTag, [](const QString &method, const rpc::Bag &input) {
+            rpc::CallResult answer;
+            answer.output = input;
+            answer.accepted = method == "Accept";
+            answer.retCode = answer.accepted ? 2000 : 0;
+            answer.errorText = answer.accepted ? QString() : "\"不\"";
+            if (method == "Nothing")
+                answer.error = {rpc::RpcError::NotFound, "no such method"};
+            return answer;
+        });
+        QVERIFY(host.isServed());
+        const QByteArray json = R"({"r":{"$rect":[1,2,3,4]},"w":{"$u64":"18446744073709551615"},"字":[null,1.5]})";
+        const QVector<Step> steps{
+            {"call Accept -", 0, R"({"accepted":true,"retCode":2000,"error":"","values":)" + json + "}\n", json},
+            {"call Nothing", 2, "Nothing"},
+            {"call Accept -", 2, "", "{\"a\":" + QByteArray(100, '[') + QByteArray(100, ']') + '}'}, // too deep to send
+            {"call Accept -", 2, "", R"({"a":"\ud800"})"},
+        };
+        QCOMPARE(wrong(steps), QString());
+        const auto result = run("call Refuse -", R"({"$list":[1,{}]})");
+        QCOMPARE(result.exitCode, 1);
+        const QByteArray refusal =
+            "{\"accepted\":false,\"retCode\":0,\"error\":\"\\\"不\\\"\",\"values\":{},\"list\":[1,{}]}";
+        QCOMPARE(result.out, refusal + '\n');
+    }
+
+    void warnsOfMistypedInput()
+    {
+        QVERIFY(m_platform->startHubAlone());
+        ServedObject host(visualized::DefaultTag, accept);
+        QVERIFY(host.isServed());
+        const QVector<QPair<QString, const char *>> lines{
+            {R"(ShowNotifyMessage {"MsgID":"1","MsgContent":"x"})", "unknown key \"MsgID\""},
+            {R"(ShowNotifyMessage {"MsgID":"1","MsgContent":"x"})", "\"MsgId\" is missing"},
+            {R"(showAutoCheckUpdateDialog {"list":[]})", "\"$list\" is missing"},
+            {R"(ShowMessageCenter {"msg_center_rect":"1,2,3,4"})", "type rect"},
+            {R"(ShowCloudLogin {"父级窗口句柄":-1})", "type u64"},
+            {"Show", "unknown operation"},
+        };
+        for (const auto &[line, says] : lines) {
+            const auto result = run("call " + line);
+            QCOMPARE(result.exitCode, 0);
+            QVERIFY2(result.err.contains(says), result.err.constData());
+        }
+        QCOMPARE(run(R"(call ShowNotifyMessage {"MsgId":"1","MsgContent":"x","unReadNum":3})").err, QByteArray());
+    }
+
+    void cloudAccounts()
+    {
+        QVERIFY(m_platform->startHub());
+        QCOMPARE(wrong({{"cloud account add 张三 --phone 13800000001 --weixin w", 0, "", "密码 1\nrest"},
+                        {"cloud account add 李四", 2, "UTF-8", "\xff\n"},
+                        {"cloud account add 王五", 0, "", "密码\r\n"}}),
+                 QString());
+        link::ServiceConnection connection;
+        const auto signsIn = [&](const QString &name, const QString &password) {
+            return connection.call(link::wire::CloudTag, "LoginByAccount", {{{"user", name}, {"pwd", password}}, {}})
+                .accepted;
+        };
+        QVERIFY(signsIn("张三", "密码 1") && signsIn("王五", "密码"));
+        QCOMPARE(wrong({{"cloud state", 0, "signed in: 王五, by account"},
+                        {"cloud account remove 王五", 0, ""},
+                        {"cloud account remove 王五", 1, "4"},
+                        {"cloud account lock 张三 on", 0, ""},
+                        {"cloud account list", 0, "张三, phone 13800000001, weixin w, locked\n"},
+                        {"cloud account lock 张三 off", 0, ""},
+                        {"cloud account list", 0, "张三, phone 13800000001, weixin w\n"},
+                        {"cloud outbox --json", 0, "[]\n"}}),
+                 QString());
+    }
 
 private:
     Platform::Result run(const QString &line, const QByteArray &input = {})
@@ -78,213 +279,6 @@ private:
 
     std::unique_ptr<Platform> m_platform;
 };
-
-void TestTarnctl::helpAndDocuments()
-{
-    QVector<Step> steps;
-    for (const QString &command : QStringList{"", "status ", "call ", "message ", "cloud account lock "})
-        steps.append({command + "--help", 0, "Usage: tarnctl " + command.toUtf8() + "[options]"});
-    for (const QString &kind : QStringList{"man", "bash", "zsh", "fish"}) { // every command is in each of them
-        for (const char *word : {"account lock", "message push", "outbox", "kill"})
-            steps.append({"document " + kind, 0, word});
-    }
-    steps.append({"call ShowNotifyMessage --help", 0, "unReadNum (string)"});
-    steps.append({"call --list", 0, "ShowMessageCenter"});
-    QCOMPARE(wrong(steps), QString());
-    QProcess bash;
-    bash.start("bash", {"-c", QString("eval \"$(%1 document bash)\"; COMP_WORDS=(tarnctl cloud account l); "
-                                      "COMP_CWORD=3; _tarnctl; echo ${COMPREPLY[@]}")
-                                  .arg(Platform::program("tarnctl"))});
-    QVERIFY(bash.waitForFinished());
-    QCOMPARE(bash.readAllStandardOutput(), QByteArray("list lock\n"));
-}
-
-void TestTarnctl::wrongUsage()
-{
-    QCOMPARE(run("status").exitCode, 3);
-    const QVector<Step> steps{
-        {"call ShowMessageCenter", 3, "visualized-host"}, // without a platform
-        {"message list", 3, "visualized-host"},
-        {"call ShowCloudLogin --wait", 3, "visualized-host"},
-        {"", 2, "COMMAND is missing"},
-        {"message show", 2, "ID is missing"},
-        {"message sing", 2, "\"sing\""},
-        {"message push --colour red", 2, "colour"},
-        {"message push --title a --unread many", 2, "--unread"},
-        {"message push --unread -1", 2, "--unread"},
-        {"message push --time tomorrow", 2, "--time"},
-        {"message push --picture /nope", 2, "/nope"},
-        {"message push stray", 2, "\"stray\""},
-        {"message clear", 2, "--yes"}, // the standard input is no terminal
-        {"message import /no/such/file", 2, "/no/such/file"},
-        {"message import /", 2, "/: "},
-        {"call ShowMessageCenter --wait", 2, "--wait"},
-        {"call ShowCloudLogin --wait --timeout soon", 2, "--timeout"},
-        {"call ShowCloudLogin --timeout 5", 2, "--wait"},
-        {"cloud account add a", 2, "password is required"}, // the standard input is empty
-        {"cloud account lock a maybe", 2, "\"maybe\""},
-        {"document tea", 2, "\"tea\""},
-        {"call Op {\"a\":1,}", 2, "line 1, column 8"},
-        {"call Op {\"题\":1x}", 2, "line 1, column 7"},
-        {"call Op {\"r\":{\"$rect\":[1,2,3,4294967296]}}", 2, "/r/$rect/3:"},
-        {"call Op {\"l\":[0,{\"$u64\":\"-1\"}]}", 2, "/l/1/$u64:"},
-        {"call Op {\"l\":{\"$date\":\"x\"}}", 2, "/l/$date:"},
-        {"call Op {\"$list\":[1,{\"a\":{\"$rect\":0}}]}", 2, "/$list/1/a/$rect:"},
-    };
-    QCOMPARE(wrong(steps), QString());
-}
-
-void TestTarnctl::statusTellsTheTruth()
-{
-    QVERIFY(m_platform->startHubAlone());
-    ServedObject message(link::wire::MessageTag, [](const QString &, const rpc::Bag &) {
-        rpc::CallResult answer;
-        answer.errorText = "database or disk is full";
-        return answer;
-    });
-    ServedObject upgrade(link::wire::UpgradeTag, accept);
-    ServedObject cloud(link::wire::CloudTag, accept);
-    QVERIFY(run("status").err.contains("start \"visualized-host\""));
-    ServedObject host(visualized::DefaultTag, accept);
-    QVERIFY(message.isServed() && upgrade.isServed() && cloud.isServed() && host.isServed());
-    const auto result = run("status");
-    QCOMPARE(result.exitCode, 1);
-    QVERIFY2(result.out.contains("database or disk is full"), result.out.constData());
-    const QJsonArray states = array("status --json");
-    QCOMPARE(states.at(0).toObject().value("ok"), QJsonValue(true));
-    QCOMPARE(states.at(1).toObject().value("ok"), QJsonValue(false));
-}
-
-void TestTarnctl::stopEndsEverything()
-{
-    QVERIFY(m_platform->startHub());
-    const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
-    // The second host waits for the first one's tag and would start a new hub.
-    const QString program = m_platform->path("visualized-host");
-    QVERIFY(QFile::link(qEnvironmentVariable("TARN_PEER"), program)); // known by its name: hosts hide their file
-    QProcess hosts[2];
-    for (QProcess &host : hosts) {
-        host.start(program, {QString::number(rpc::hubPort()), QString("host %1").arg(&host - hosts)});
-        QVERIFY(host.waitForReadyRead());
-    }
-    const auto result = run("stop");
-    for (QProcess &host : hosts)
-        QVERIFY(host.state() == QProcess::NotRunning || host.waitForFinished(5000));
-    QVERIFY2(result.exitCode == 0 && result.out.contains("stopped: ServiceHub"), (result.out + result.err).constData());
-    QTRY_VERIFY(m_platform->hub()->state() == QProcess::NotRunning);
-    QVERIFY(::kill(services, 0) != 0);
-    QCOMPARE(run("stop").out, QByteArray());
-}
-
-void TestTarnctl::messages()
-{
-    QVERIFY(m_platform->startHub());
-    const auto result = run("message push --id 第一 --title 标题 --time 2026-01-02 --unread 7 --picture /etc/hostname");
-    QCOMPARE(result.out, QByteArray("第一\n"));
-    QVERIFY2(result.err.contains("not shown"), result.err.constData());
-    QCOMPARE(run("message push --title evil\x1b]0;title\x07").exitCode, 0);
-    const QByteArray list = run("message list").out;
-    QVERIFY(list.contains("第一 ") && !list.contains('\x1b') && !list.contains('\x07'));
-    QCOMPARE(array("message list --json").size(), 2);
-    QVERIFY(run("status").out.contains("2 unread"));
-    QCOMPARE(wrong({{"message show 第一", 0, "标题"},
-                    {"message show 第二", 1, "第二"},
-                    {"message clear --yes", 0, "removed: 2 messages\n"},
-                    {"message list --json", 0, "[]\n"}}),
-             QString());
-}
-
-void TestTarnctl::imports()
-{
-    QVERIFY(m_platform->startHub());
-    const QString import = "message import -";
-    // More than one call can carry; a list can be imported again.
-    QByteArray many = "{\"messages\":[{\"MsgId\":\"large\",\"MsgContent\":\"" + QByteArray(1024 * 1024, 'x') + "\"}";
-    for (int i = 0; i < 1200; ++i)
-        many += ",{\"MsgTitle\":\"" + QByteArray::number(i) + "\"}";
-    QCOMPARE(wrong({{import, 2, "/1/MsgTitle/$rect", R"([{"MsgTitle":"a"},{"MsgTitle":{"$rect":[1]}}])"},
-                    {import, 1, "record 1: MsgTitle", R"([{"MsgTitle":"a"},{"MsgTitle":1}])"},
-                    {import, 2, "/: ", R"({"a":1})"},
-                    {import, 2, "/0: ", "[1]"},
-                    {"message list --json", 0, "[]\n"},
-                    {import, 0, "stored: 1201 messages\n", many + "]}"}}),
-             QString());
-    const QByteArray list = run("message list --json").out;
-    QCOMPARE(wrong({{"message clear --yes", 0, "1201"}, {import, 0, "stored: 1201 messages\n", list}}), QString());
-}
-
-void TestTarnctl::calls()
-{
-    QVERIFY(m_platform->startHubAlone());
-    ServedObject host(visualized::DefaultTag, [](const QString &method, const rpc::Bag &input) {
-        rpc::CallResult answer;
-        answer.output = input;
-        answer.accepted = method == "Accept";
-        answer.retCode = answer.accepted ? 2000 : 0;
-        answer.errorText = answer.accepted ? QString() : "\"不\"";
-        if (method == "Nothing")
-            answer.error = {rpc::RpcError::NotFound, "no such method"};
-        return answer;
-    });
-    QVERIFY(host.isServed());
-    const QByteArray json = R"({"r":{"$rect":[1,2,3,4]},"w":{"$u64":"18446744073709551615"},"字":[null,1.5]})";
-    const QVector<Step> steps{
-        {"call Accept -", 0, R"({"accepted":true,"retCode":2000,"error":"","values":)" + json + "}\n", json},
-        {"call Nothing", 2, "Nothing"},
-        {"call Accept -", 2, "", "{\"a\":" + QByteArray(100, '[') + QByteArray(100, ']') + '}'}, // too deep to send
-        {"call Accept -", 2, "", R"({"a":"\ud800"})"},
-    };
-    QCOMPARE(wrong(steps), QString());
-    const auto result = run("call Refuse -", R"({"$list":[1,{}]})");
-    QCOMPARE(result.exitCode, 1);
-    const QByteArray refusal = R"({"accepted":false,"retCode":0,"error":"\"不\"","values":{},"list":[1,{}]})";
-    QCOMPARE(result.out, refusal + '\n');
-}
-
-void TestTarnctl::warnsOfMistypedInput()
-{
-    QVERIFY(m_platform->startHubAlone());
-    ServedObject host(visualized::DefaultTag, accept);
-    QVERIFY(host.isServed());
-    const QVector<QPair<QString, const char *>> lines{
-        {R"(ShowNotifyMessage {"MsgID":"1","MsgContent":"x"})", "unknown key \"MsgID\""},
-        {R"(ShowNotifyMessage {"MsgID":"1","MsgContent":"x"})", "\"MsgId\" is missing"},
-        {R"(showAutoCheckUpdateDialog {"list":[]})", "\"$list\" is missing"},
-        {R"(ShowMessageCenter {"msg_center_rect":"1,2,3,4"})", "type rect"},
-        {R"(ShowCloudLogin {"父级窗口句柄":-1})", "type u64"},
-        {"Show", "unknown operation"},
-    };
-    for (const auto &[line, says] : lines) {
-        const auto result = run("call " + line);
-        QCOMPARE(result.exitCode, 0);
-        QVERIFY2(result.err.contains(says), result.err.constData());
-    }
-    QCOMPARE(run(R"(call ShowNotifyMessage {"MsgId":"1","MsgContent":"x","unReadNum":3})").err, QByteArray());
-}
-
-void TestTarnctl::cloudAccounts()
-{
-    QVERIFY(m_platform->startHub());
-    QCOMPARE(wrong({{"cloud account add 张三 --phone 13800000001 --weixin w", 0, "", "密码 1\nrest"},
-                    {"cloud account add 李四", 2, "UTF-8", "\xff\n"},
-                    {"cloud account add 王五", 0, "", "密码\r\n"}}),
-             QString());
-    link::ServiceConnection connection;
-    const auto signsIn = [&](const QString &name, const QString &password) {
-        return connection.call(link::wire::CloudTag, "LoginByAccount", {{{"user", name}, {"pwd", password}}, {}})
-            .accepted;
-    };
-    QVERIFY(signsIn("张三", "密码 1") && signsIn("王五", "密码"));
-    QCOMPARE(wrong({{"cloud state", 0, "signed in: 王五, by account"},
-                    {"cloud account remove 王五", 0, ""},
-                    {"cloud account remove 王五", 1, "4"},
-                    {"cloud account lock 张三 on", 0, ""},
-                    {"cloud account list", 0, "张三, phone 13800000001, weixin w, locked\n"},
-                    {"cloud account lock 张三 off", 0, ""},
-                    {"cloud account list", 0, "张三, phone 13800000001, weixin w\n"},
-                    {"cloud outbox --json", 0, "[]\n"}}),
-             QString());
-}
 
 QTEST_GUILESS_MAIN(TestTarnctl)
 #include "tst_Tarnctl.moc"

@@ -1,4 +1,4 @@
-// rpcpeer PORT TAG [IP]: serves one object of interface "ITest", at that address, until its standard input ends.
+// rpcpeer PORT TAG: serves one object of interface "ITest" until its standard input ends.
 #include "tarn/rpc/IInvocable.h"
 #include "tarn/rpc/Rpc.h"
 #include <QCoreApplication>
@@ -63,7 +63,7 @@ int main(int argc, char *argv[])
     if (arguments.size() < 3)
         return 2;
     Rpc rpc;
-    if (!rpc.init({{keys::Port, arguments.at(1)}, {keys::EndpointIp, arguments.value(3)}})) {
+    if (!rpc.init({{keys::Port, arguments.at(1)}})) {
         std::printf("no hub: %s\n", getRpcLastError().message.c_str());
         return 1;
     }

@@ -102,11 +102,11 @@ QHash<QString, QString> Sandbox::settings(const QHash<QString, QString> &more) c
     return table;
 }
 
-ProcessPtr Sandbox::startPeer(const QString &tag, const QString &address)
+ProcessPtr Sandbox::startPeer(const QString &tag)
 {
     ProcessPtr peer(new QProcess);
     peer->setProcessChannelMode(QProcess::MergedChannels);
-    peer->start(qEnvironmentVariable("TARN_PEER"), {QString::number(m_port), tag, address});
+    peer->start(qEnvironmentVariable("TARN_PEER"), {QString::number(m_port), tag});
     if (awaitLine(peer.get(), "ready").isNull())
         return nullptr;
     return peer;

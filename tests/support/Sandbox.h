@@ -37,9 +37,8 @@ public:
     /// Settings for Rpc::init() that lead to the hub.
     QHash<QString, QString> settings(const QHash<QString, QString> &more = {}) const;
 
-    /// A rpcpeer process serving its object under tag, by TLS where the address is not local; null when it does not
-    /// become ready.
-    ProcessPtr startPeer(const QString &tag, const QString &address = {});
+    /// A rpcpeer process serving its object under tag; null when it does not become ready.
+    ProcessPtr startPeer(const QString &tag);
 
 protected:
     ProcessPtr m_hub;
