@@ -1,5 +1,4 @@
-#include "support/Freeze.h"
-#include "support/Platform.h"
+#include "support/Sandbox.h"
 #include "tarn/client/IServiceAssistantManager.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
 #include "tarn/keys/MessageKeys.h"
@@ -13,7 +12,6 @@
 #include <QtConcurrent>
 #include <csignal>
 
-using tarn::test::Platform;
 namespace key = tarn::message::key;
 
 // The library as the user interface meets it: loaded at run time, entered through its one symbol.
@@ -23,8 +21,8 @@ class TestClientLibrary final : public QObject
 private slots:
     void init()
     {
-        m_platform = std::make_unique<Platform>();
-        m_library = std::make_unique<QLibrary>(Platform::program("libTARN.ServiceClient.Base.so"));
+        m_platform = std::make_unique<Sandbox>();
+        m_library = std::make_unique<QLibrary>(Sandbox::program("libTARN.ServiceClient.Base.so"));
         QVERIFY2(m_library->load(), qPrintable(m_library->errorString()));
         using Entry = IServiceAssistantManager *(*)();
         const auto entry = reinterpret_cast<Entry>(m_library->resolve("GetServiceAssistantManager"));
@@ -159,11 +157,11 @@ private:
 
     bool freezeServices()
     {
-        m_services = static_cast<pid_t>(m_platform->servicesOfHub());
+        m_services = m_platform->services();
         return m_services > 0 && freeze(m_services);
     }
 
-    std::unique_ptr<Platform> m_platform;
+    std::unique_ptr<Sandbox> m_platform;
     std::unique_ptr<QLibrary> m_library;
     IServiceAssistantManager *m_manager = nullptr;
     pid_t m_services = 0;

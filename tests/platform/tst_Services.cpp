@@ -1,5 +1,4 @@
-#include "support/Freeze.h"
-#include "support/Platform.h"
+#include "support/Sandbox.h"
 #include "support/ServedObject.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
@@ -16,7 +15,6 @@
 #include <thread>
 
 using namespace tarn;
-using test::Platform;
 using test::ServedObject;
 namespace key = tarn::message::key;
 namespace wire = tarn::link::wire;
@@ -47,7 +45,7 @@ class TestServices final : public QObject
 private slots:
     void aKillLosesNothingThatWasConfirmed()
     {
-        Platform platform;
+        Sandbox platform;
         QVERIFY(platform.startHub());
         std::atomic_bool stop = false;
         std::atomic_int confirmed = 0;
@@ -72,11 +70,11 @@ private slots:
         for (int round = 0; round < 5; ++round) {
             const int before = confirmed;
             QTRY_VERIFY_WITH_TIMEOUT(confirmed > before + 3 + 2 * round, RestartTimeout);
-            const qint64 services = platform.servicesOfHub();
+            const pid_t services = platform.services();
             QVERIFY(services > 0);
-            ::kill(static_cast<pid_t>(services), SIGKILL);
+            ::kill(services, SIGKILL);
             const auto isStartedAgain = [&] {
-                const qint64 now = platform.servicesOfHub(); // 0 between the two
+                const pid_t now = platform.services(); // 0 between the two
                 return now > 0 && now != services;
             };
             QTRY_VERIFY_WITH_TIMEOUT(isStartedAgain(), RestartTimeout);
@@ -93,14 +91,14 @@ private slots:
 
     void aSecondProcessWaitsForTheFirst()
     {
-        Platform platform;
+        Sandbox platform;
         QVERIFY(platform.startHub());
-        const qint64 first = platform.servicesOfHub();
+        const pid_t first = platform.services();
         QVERIFY(push("one"));
-        QVERIFY(platform.startServices());
+        const ProcessPtr second = Sandbox::start("tarn-services");
         QVERIFY(push("two"));
-        QVERIFY(!platform.services()->waitForFinished(300)); // it stays and does no harm
-        ::kill(static_cast<pid_t>(first), SIGKILL);
+        QVERIFY(!second->waitForFinished(300)); // it stays and does no harm
+        ::kill(first, SIGKILL);
         // The hub's new process or the waiting one gets the data: one serves, the other waits.
         QTRY_VERIFY_WITH_TIMEOUT(push("three"), RestartTimeout);
         QCOMPARE(listAll().size(), 3);
@@ -108,23 +106,23 @@ private slots:
 
     void endsCleanly()
     {
-        Platform platform;
+        Sandbox platform;
         QVERIFY(platform.startHub());
-        QVERIFY(freeze(static_cast<pid_t>(platform.servicesOfHub()))); // out of the way
-        QVERIFY(Platform::terminate(platform.hub(), 20000));
+        QVERIFY(freeze(platform.services())); // out of the way
+        QVERIFY(Sandbox::terminate(platform.hub(), 20000));
 
         QVERIFY(platform.startHub());
         QVERIFY(push("one"));
-        const qint64 services = platform.servicesOfHub();
-        QVERIFY(Platform::terminate(platform.hub()));
+        const pid_t services = platform.services();
+        QVERIFY(Sandbox::terminate(platform.hub()));
         QCOMPARE(platform.hub()->exitCode(), 0);
         QVERIFY(!QFile::exists(QString("/proc/%1").arg(services)));
-        QVERIFY(!QFile::exists(platform.dataDirectory() + "/messages.db-wal")); // closed, not broken off
+        QVERIFY(!QFile::exists(platform.path("data/tarn/messages.db-wal"))); // closed, not broken off
     }
 
     void endsWhileAWindowHangs()
     {
-        Platform platform;
+        Sandbox platform;
         QVERIFY(platform.startHub());
         QSemaphore arrived;
         QSemaphore release;
@@ -136,13 +134,13 @@ private slots:
         QVERIFY(host.isServed());
         std::thread caller([] { push("m"); });
         const bool hangs = arrived.tryAcquire(1, 10000);
-        const qint64 services = platform.servicesOfHub();
-        ::kill(static_cast<pid_t>(services), SIGTERM);
-        const bool ended = QTest::qWaitFor([&] { return platform.servicesOfHub() != services; }, 10000);
+        const pid_t services = platform.services();
+        ::kill(services, SIGTERM);
+        const bool ended = QTest::qWaitFor([&] { return platform.services() != services; }, 10000);
         release.release(10);
         caller.join();
         QVERIFY(hangs && ended);
-        QVERIFY(platform.waitForTag(wire::MessageTag));
+        QVERIFY(platform.waitForServices());
         QCOMPARE(listAll().size(), 1);
     }
 };

@@ -1,4 +1,4 @@
-#include "support/Platform.h"
+#include "support/Sandbox.h"
 #include "support/ServedObject.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
@@ -11,7 +11,6 @@
 #include <csignal>
 
 using namespace tarn;
-using test::Platform;
 using test::ServedObject;
 
 namespace {
@@ -40,7 +39,7 @@ class TestTarnctl final : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { m_platform = std::make_unique<Platform>(); }
+    void init() { m_platform = std::make_unique<Sandbox>(); }
     void cleanup() { m_platform.reset(); }
 
     void helpAndDocuments()
@@ -58,7 +57,7 @@ private slots:
         QProcess bash;
         bash.start("bash", {"-c", QString("eval \"$(%1 document bash)\"; COMP_WORDS=(tarnctl cloud account l); "
                                           "COMP_CWORD=3; _tarnctl; echo ${COMPREPLY[@]}")
-                                      .arg(Platform::program("tarnctl"))});
+                                      .arg(Sandbox::program("tarnctl"))});
         QVERIFY(bash.waitForFinished());
         QCOMPARE(bash.readAllStandardOutput(), QByteArray("list lock\n"));
     }
@@ -122,7 +121,7 @@ private slots:
     void stopEndsEverything()
     {
         QVERIFY(m_platform->startHub());
-        const auto services = static_cast<pid_t>(m_platform->servicesOfHub());
+        const auto services = m_platform->services();
         // The second host waits for the first one's tag and would start a new hub.
         const QString program = m_platform->path("visualized-host");
         QVERIFY(QFile::link(qEnvironmentVariable("TARN_PEER"), program)); // known by its name: hosts hide their file
@@ -255,9 +254,9 @@ private slots:
     }
 
 private:
-    Platform::Result run(const QString &line, const QByteArray &input = {})
+    static Sandbox::Result run(const QString &line, const QByteArray &input = {})
     {
-        return m_platform->tarnctl(line.split(' ', Qt::SkipEmptyParts), input);
+        return Sandbox::tarnctl(line.split(' ', Qt::SkipEmptyParts), input);
     }
     QJsonArray array(const QString &line) { return QJsonDocument::fromJson(run(line).out).array(); }
     /// Runs the lines in their order. @return the first that is wrong; empty when all are right
@@ -277,7 +276,7 @@ private:
         return {};
     }
 
-    std::unique_ptr<Platform> m_platform;
+    std::unique_ptr<Sandbox> m_platform;
 };
 
 QTEST_GUILESS_MAIN(TestTarnctl)

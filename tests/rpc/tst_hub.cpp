@@ -84,8 +84,7 @@ private slots:
         const QByteArray port = QByteArray::number(m_box->hubPort());
         QCOMPARE(publishedText(), port);
         QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), port);
-        m_box->hub()->terminate();
-        QVERIFY(m_box->hub()->waitForFinished());
+        QVERIFY(Sandbox::terminate(m_box->hub()));
         QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // withdrawn
     }
 
@@ -151,8 +150,7 @@ private slots:
         QVERIFY(port != 0 && port != m_box->hubPort());
         QCOMPARE(rpc::hubPort(), m_box->hubPort()); // the first user's is untouched
         QCOMPARE(QFile::symLinkTarget(run + "/tarn/hub.sock"), QString("%1/tarn/hub-%2.sock").arg(run).arg(port));
-        second->terminate(); // setpriv has become the hub
-        QVERIFY(second->waitForFinished(10000));
+        QVERIFY(Sandbox::terminate(second.get())); // setpriv has become the hub
         QCOMPARE(second->exitCode(), 0);
     }
 

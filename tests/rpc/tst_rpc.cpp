@@ -1,5 +1,4 @@
 // The RPC core as the platform's programs use it, against real hub and peer processes.
-#include "support/Freeze.h"
 #include "support/Sandbox.h"
 #include "tarn/rpc/IInvocable.h"
 #include "tarn/rpc/Rpc.h"
@@ -333,8 +332,7 @@ private slots:
         if (killed) {
             m_box->killHub();
         } else {
-            m_box->hub()->terminate();
-            QVERIFY(m_box->hub()->waitForFinished());
+            QVERIFY(Sandbox::terminate(m_box->hub()));
         }
         QVERIFY(a->call(Echo, {}).arrived()); // the hub is not in the data path
         QVERIFY(!proxy("a"));

@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QFile>
 #include <QSharedMemory>
+#include <QTest>
+#include <csignal>
 #include <sys/stat.h>
 
 static constexpr int PatienceMs = 10000;
@@ -34,10 +36,7 @@ Sandbox::Sandbox()
 
 Sandbox::~Sandbox()
 {
-    if (m_hub && m_hub->state() != QProcess::NotRunning) {
-        m_hub->terminate();
-        m_hub->waitForFinished(PatienceMs);
-    }
+    terminate(m_hub.get());
     {
         QSharedMemory segment(tarn::hub::PortSegmentKey); // of a killed hub; the last user's detaching removes it
         segment.attach();
@@ -87,18 +86,72 @@ bool Sandbox::startHubAlone()
     return m_port != 0;
 }
 
+bool Sandbox::startHub()
+{
+    m_hub = start(QStringLiteral("ServiceHub"), {tarn::hub::StartArgument});
+    return waitForServices();
+}
+
+bool Sandbox::waitForServices()
+{
+    return QTest::qWaitFor(
+        [] {
+            return tarnctl({QStringLiteral("message"), QStringLiteral("list")}).exitCode == 0;
+        },
+        30000);
+}
+
 void Sandbox::killHub()
 {
     m_hub->kill();
     m_hub->waitForFinished(PatienceMs);
 }
 
+static Sandbox::Result run(const QString &program, const QStringList &arguments, const QByteArray &input = {})
+{
+    QProcess process;
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    const bool normal = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit;
+    return {normal ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+pid_t Sandbox::services() const
+{
+    const QString hub = QString::number(m_hub->processId());
+    return run(QStringLiteral("pgrep"), {QStringLiteral("-P"), hub, QStringLiteral("tarn-services")})
+        .out.trimmed()
+        .toInt();
+}
+
+ProcessPtr Sandbox::start(const QString &name, const QStringList &arguments)
+{
+    ProcessPtr process(new QProcess);
+    process->setProcessChannelMode(QProcess::ForwardedChannels);
+    process->start(program(name), arguments);
+    process->waitForStarted();
+    return process;
+}
+
+bool Sandbox::terminate(QProcess *process, int timeoutMs)
+{
+    if (!process || process->state() == QProcess::NotRunning)
+        return true;
+    process->terminate();
+    return process->waitForFinished(timeoutMs);
+}
+
+Sandbox::Result Sandbox::tarnctl(const QStringList &arguments, const QByteArray &input)
+{
+    return run(program(QStringLiteral("tarnctl")), arguments, input);
+}
+
 QHash<QString, QString> Sandbox::settings(const QHash<QString, QString> &more) const
 {
     QHash<QString, QString> table{{tarn::rpc::keys::Port, QString::number(m_port)},
                                   {tarn::rpc::keys::Timeout, QStringLiteral("10000")}};
-    for (auto it = more.cbegin(); it != more.cend(); ++it)
-        table.insert(it.key(), it.value());
+    table.insert(more);
     return table;
 }
 
@@ -112,19 +165,36 @@ ProcessPtr Sandbox::startPeer(const QString &tag)
     return peer;
 }
 
-QString awaitLine(QProcess *process, const QByteArray &text)
+QByteArray awaitLine(QProcess *process, const QByteArray &text)
 {
-    const QDeadlineTimer deadline(PatienceMs);
-    while (!deadline.hasExpired()) {
+    for (const QDeadlineTimer deadline(PatienceMs); !deadline.hasExpired();) {
         while (process->canReadLine()) {
             const QByteArray line = process->readLine().trimmed();
             const int at = line.indexOf(text);
             if (at >= 0)
-                return QString::fromUtf8(line.mid(at + text.size()).append(' ')).trimmed() + QLatin1String("");
+                return line.mid(at + text.size()).trimmed();
         }
         if (process->state() == QProcess::NotRunning)
-            return QString();
+            break;
         process->waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
     }
-    return QString();
+    return {};
+}
+
+bool freeze(pid_t pid)
+{
+    if (::kill(pid, SIGSTOP) != 0)
+        return false;
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    const auto standsStill = [&tasks] {
+        const QStringList threads = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        return !threads.isEmpty() && std::all_of(threads.cbegin(), threads.cend(), [&](const QString &thread) {
+            QFile stat(tasks.filePath(thread + QStringLiteral("/stat")));
+            if (!stat.open(QIODevice::ReadOnly))
+                return true;                        // it has just ended
+            const QByteArray line = stat.readAll(); // the state follows the name in brackets
+            return line.mid(line.lastIndexOf(')') + 2, 1) == "T";
+        });
+    };
+    return QTest::qWaitFor(standsStill, 5000);
 }

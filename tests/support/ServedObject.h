@@ -8,7 +8,7 @@
 namespace tarn::test {
 
 /// A served object whose methods are one function of the test; called on RPC worker threads. Registered while the
-/// object lives at the hub that runs (see Platform).
+/// object lives at the hub that runs (see Sandbox).
 class ServedObject
 {
 public:
