@@ -25,7 +25,7 @@ QString fontDirectory()
 
 QSharedPointer<IVisualizedService> boundService()
 {
-    const std::any object = fakerpc::record().object;
+    const std::any object = fakerpc::record.object;
     const auto *service = std::any_cast<QSharedPointer<IVisualizedService>>(&object);
     return service ? *service : QSharedPointer<IVisualizedService>();
 }
@@ -68,13 +68,13 @@ private slots:
             registrar->registClass();
         const std::unique_ptr<QObject> plain(tarn::ObjectFactory::pointerTypeConstructors().value(name)(nullptr));
         QVERIFY(qobject_cast<CVisualizedServiceCreator *>(plain.get()));
-        fakerpc::clearCalls();
+        fakerpc::record.calls.clear();
         const QSharedPointer<QObject> made = tarn::ObjectFactory::constructors().value(name)(nullptr);
         auto &creator = dynamic_cast<CVisualizedServiceCreator &>(*made);
         QVERIFY(creator.create("IVisualizedService"));
-        QCOMPARE(fakerpc::record().calls,
+        QCOMPARE(fakerpc::record.calls,
                  (QStringList{"createAdapter CVisualizedService", "add IVisualizedService", "active"}));
-        QCOMPARE(fakerpc::record().interfaceName, QString("IVisualizedService"));
+        QCOMPARE(fakerpc::record.interfaceName, QString("IVisualizedService"));
         QVERIFY(boundService());
         QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[IVisualizedService]"));
         QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]服务对象绑定成功，标签[IVisualizedService]"));
@@ -82,26 +82,23 @@ private slots:
 
     void createFails()
     {
-        fakerpc::set([](fakerpc::Behaviour &now) {
-            now.addSucceeds = false;
-            now.error.message = "标签已被占用 %1 %2";
-        });
+        fakerpc::behaviour.addSucceeds = false;
+        fakerpc::behaviour.error.message = "标签已被占用 %1 %2";
         CVisualizedServiceCreator creator;
         QVERIFY(!creator.create("t%2"));
-        QVERIFY(!fakerpc::record().calls.contains("active"));
+        QVERIFY(!fakerpc::record.calls.contains("active"));
         QVERIFY(m_log->has(QtInfoMsg,
                            "[CVisualizedServiceCreator::create]适配器添加接口指针失败，错误信息[标签已被占用 %1 %2]"));
         QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[t%2]"));
 
         // A failure after the object was added leaves nothing behind that refuses the next try.
         for (const QStringList &throwing : {QStringList(), QStringList{"active"}}) {
-            fakerpc::set([&](fakerpc::Behaviour &now) {
-                now.activeSucceeds = false;
-                now.throwing = throwing;
-                now.error = {tarn::rpc::RpcError::Failed, "no port"};
-            });
+            fakerpc::behaviour = {};
+            fakerpc::behaviour.activeSucceeds = false;
+            fakerpc::behaviour.throwing = throwing;
+            fakerpc::behaviour.error = {tarn::rpc::RpcError::Failed, "no port"};
             QVERIFY(!creator.create("tag"));
-            fakerpc::set();
+            fakerpc::behaviour = {};
             QVERIFY(creator.create("tag"));
             QVERIFY(!creator.create("tag")); // is bound
             creator.destroy("tag");
@@ -111,10 +108,8 @@ private slots:
         // The adapter takes a tag of another process over by itself, and it waits for a hub.
         for (const auto code : {tarn::rpc::RpcError::InvalidArgument, tarn::rpc::RpcError::NoHub}) {
             m_log->clear();
-            fakerpc::set([&](fakerpc::Behaviour &now) {
-                now.activeSucceeds = false;
-                now.error = {code, "not now"};
-            });
+            fakerpc::behaviour.activeSucceeds = false;
+            fakerpc::behaviour.error = {code, "not now"};
             QVERIFY(creator.create("tag"));
             QVERIFY(boundService());
             QVERIFY(m_log->has(QtWarningMsg, "[CVisualizedServiceCreator::create]适配器激活失败，错误信息[not now]"));
@@ -122,10 +117,11 @@ private slots:
         }
 
         // No exception of the adapter leaves the creator, nor does one keep a later step from running.
-        fakerpc::set([](fakerpc::Behaviour &now) { now.throwing = QStringList{"active", "remove", "unactive"}; });
+        fakerpc::behaviour = {};
+        fakerpc::behaviour.throwing = QStringList{"active", "remove", "unactive"};
         QVERIFY(!creator.create("tag"));
         creator.destroy("tag");
-        QVERIFY(fakerpc::record().calls.contains("shutdown"));
+        QVERIFY(fakerpc::record.calls.contains("shutdown"));
         QVERIFY(!CServiceManager::hasInstance());
     }
 
@@ -153,12 +149,12 @@ private slots:
         CVtServiceClient::GetInstance();
         QVERIFY(callNotice(service)); // an event that is still queued
         m_log->clear();
-        fakerpc::clearCalls();
+        fakerpc::record.calls.clear();
         const auto clientEnded = [] { return FakeClient::fake().operations().contains("UnInitialize manager"); };
         QStringList order;
         const auto note = [&](const QString &step) { order << (clientEnded() ? step + " after the client" : step); };
         connect(window, &QObject::destroyed, this, [&] { note("window"); });
-        fakerpc::set([&](fakerpc::Behaviour &now) { now.onCall = note; });
+        fakerpc::behaviour.onCall = note;
 
         for (int i = 0; i < 2; ++i) // the second time does nothing, above all it starts no hub
             creator->destroy("IVisualizedService");

@@ -251,7 +251,7 @@ private slots:
 
     void cloudLoginAsksTheService()
     {
-        fakerpc::set([](fakerpc::Behaviour &now) { now.error = {tarn::rpc::RpcError::Timeout, "线程错误"}; });
+        fakerpc::behaviour.error = {tarn::rpc::RpcError::Timeout, "线程错误"};
         const auto lastLine = [this](int code, int state, const QString &error) {
             CVisualizedManager::FreeInstance(); // with the dialog of the question before
             m_log->clear();

@@ -51,9 +51,9 @@ public:
     tarn::rpc::CallResult call(const QString &, const tarn::rpc::Bag &, int) override { return {}; }
 };
 
-void answeringHub(fakerpc::Behaviour &now)
+void letHubAnswer()
 {
-    now.proxies.insert(QStringLiteral("IServiceHub"), QSharedPointer<HubProxy>::create());
+    fakerpc::behaviour.proxies.insert(QStringLiteral("IServiceHub"), QSharedPointer<HubProxy>::create());
 }
 } // namespace
 
@@ -89,7 +89,7 @@ private slots:
         QVERIFY(lines.contains("【客户端初始化】连接注册中心成功"));
         QVERIFY(tarn::rpc::RpcLog::print()); // as the settings say
         QVERIFY(!lines.contains("【客户端初始化】启动统一服务进程成功"));
-        const QHash<QString, QString> settings = fakerpc::record().settings;
+        const QHash<QString, QString> settings = fakerpc::record.settings;
         QCOMPARE(settings.value("IP"), QString("127.0.0.1"));
         QCOMPARE(settings.value("SvrIP"), QString("127.0.0.1"));
         QCOMPARE(settings.value("Port"), QString("40123"));
@@ -123,7 +123,7 @@ private slots:
             const QByteArray filling(100 * ++size, '-');
             writeFile(besideProgram("RpcTestIp.ini"), "[config]\nTestIp=" + address.toUtf8() + "\n;" + filling + "\n");
             const bool told = start().contains(line + address);
-            return told ? fakerpc::record().settings.value("IP") : QString("another line");
+            return told ? fakerpc::record.settings.value("IP") : QString("another line");
         };
         for (const QString &good : QStringList{"10.0.0.1", "255.255.255.255"})
             QCOMPARE(addressUsed(good, "RPC测试IP地址:"), good);
@@ -140,7 +140,7 @@ private slots:
         const QStringList lines = start();
         QVERIFY(m_log->has(QtWarningMsg, "[startServiceHub]统一服务注册中心应用程序路径查找失败！"));
         QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
-        QVERIFY(!fakerpc::record().calls.contains("init"));
+        QVERIFY(!fakerpc::record.calls.contains("init"));
         QVERIFY(lines.filter("RPC测试IP").isEmpty()); // the address is read for a hub that exists
         QVERIFY(lines.last() == "[start]岚川服务初始化失败！");
         QVERIFY(lines.filter(QRegularExpression("^获取注册中心端口失败，.+")).size() == 1);
@@ -167,10 +167,8 @@ private slots:
         // Another process holds the segment of a hub that has died; a hub that is only slow is not started again.
         const HubSegment hub("40126");
         for (const auto code : {tarn::rpc::RpcError::NoHub, tarn::rpc::RpcError::Timeout}) {
-            fakerpc::set([code](fakerpc::Behaviour &now) {
-                now.initSucceeds = false;
-                now.error.code = code;
-            });
+            fakerpc::behaviour.initSucceeds = false;
+            fakerpc::behaviour.error.code = code;
             const QStringList lines = start();
             QCOMPARE(lines.contains("[startServiceHub]统一服务注册中心应用程序路径查找失败！"),
                      code == tarn::rpc::RpcError::NoHub);
@@ -185,21 +183,21 @@ private slots:
         for (const char *port : {"", "0", "65536", "-1", "9999999999999999"}) { // the last without an end
             const HubSegment hub(port);
             start();
-            QVERIFY2(!fakerpc::record().calls.contains("init"), port);
+            QVERIFY2(!fakerpc::record.calls.contains("init"), port);
         }
     }
 
     void runtimeDirectoryBeforeSegment()
     {
         const HubSegment hub("40130"); // of another user, or of a dead hub
-        fakerpc::set([](fakerpc::Behaviour &now) { now.hubPort = 40131; });
+        fakerpc::behaviour.hubPort = 40131;
         start();
-        QCOMPARE(fakerpc::record().settings.value("Port"), QString("40131"));
+        QCOMPARE(fakerpc::record.settings.value("Port"), QString("40131"));
     }
 
     void lostHubIsStartedAgain()
     {
-        fakerpc::set([](fakerpc::Behaviour &now) { now.hubPort = 40132; });
+        fakerpc::behaviour.hubPort = 40132;
         start();
         writeHub("#!/bin/sh\necho \"$@\" > started.part && mv started.part started\n");
         fakerpc::loseHub();
@@ -251,10 +249,8 @@ private slots:
     {
         writeHub("#!/bin/sh\nexit 0\n");
         const HubSegment hub("40129");
-        fakerpc::set([](fakerpc::Behaviour &now) {
-            now.initSucceeds = false;
-            now.onCall = [](const QString &call) { secondsAhead += call == "init" ? 2 : 0; };
-        });
+        fakerpc::behaviour.initSucceeds = false;
+        fakerpc::behaviour.onCall = [](const QString &call) { secondsAhead += call == "init" ? 2 : 0; };
         start();
         const auto waited = secondsAhead.exchange(0);
         QVERIFY2(waited >= 10 && waited < 18, qPrintable(QString::number(waited)));
@@ -264,7 +260,7 @@ private slots:
 
     void checks()
     {
-        fakerpc::set(answeringHub);
+        letHubAnswer();
         auto hub = std::make_unique<HubSegment>("40123");
         start();
         const auto manager = CServiceManager::getInstance();
@@ -275,12 +271,13 @@ private slots:
         QVERIFY(!manager->stringToProxy("nobody"));
         QVERIFY(m_log->has("[CServiceManager::stringToProxy]无法获取代理指针，标签[nobody]"));
 
-        fakerpc::set([](fakerpc::Behaviour &now) { now.error.code = tarn::rpc::RpcError::Timeout; });
+        fakerpc::behaviour.proxies.clear();
+        fakerpc::behaviour.error.code = tarn::rpc::RpcError::Timeout;
         QVERIFY(!manager->checkHubExist(error));
         QCOMPARE(error, QString("获取岚川服务超时"));
         QVERIFY(m_log->has("【获取ServiceHub服务】获取ServiceHub服务超时"));
         QVERIFY(m_log->has("[waitforHub]获取hub指针失败"));
-        fakerpc::set();
+        fakerpc::behaviour = {};
         QVERIFY(!manager->checkHubExist(error));
         QCOMPARE(error, QString("岚川服务初始化失败，请稍后再试！"));
 
@@ -303,14 +300,14 @@ private slots:
         QVERIFY(!manager->checkAndReinit());
 
         const HubSegment hub("40127");
-        fakerpc::set(answeringHub);
+        letHubAnswer();
         QVERIFY(manager->checkAndReinit());
         QVERIFY(m_log->has("[checkAndReinit]重新连接成功"));
-        QCOMPARE(fakerpc::record().settings.value("Port"), QString("40127"));
+        QCOMPARE(fakerpc::record.settings.value("Port"), QString("40127"));
         QVERIFY(manager->startError().isEmpty());
-        fakerpc::clearCalls();
+        fakerpc::record.calls.clear();
         QVERIFY(manager->checkAndReinit()); // reachable: nothing is done
-        QVERIFY(!fakerpc::record().calls.contains("init"));
+        QVERIFY(!fakerpc::record.calls.contains("init"));
     }
 
 private:

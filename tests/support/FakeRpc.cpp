@@ -1,78 +1,39 @@
 #include "support/FakeRpc.h"
 #include "tarn/rpc/HubPort.h"
-#include <QMutex>
-#include <atomic>
-#include <functional>
 #include <stdexcept>
 #include <thread>
 
+using fakerpc::behaviour;
+using fakerpc::record;
 using tarn::rpc::RpcError;
 
 namespace {
-struct State
-{
-    QMutex mutex{QMutex::Recursive};
-    fakerpc::Behaviour behaviour;
-    fakerpc::Record record;
-    std::function<void()> hubLost;
-};
-
-State &state()
-{
-    static State instance;
-    return instance;
-}
-
+std::function<void()> hubLost;
 thread_local RpcError lastError;
 
-bool answer(bool ok)
+// Records a call and gives it its end.
+bool ends(const QString &call, bool succeeds = true)
 {
-    lastError = ok ? RpcError{} : state().behaviour.error;
-    return ok;
-}
-
-void note(const QString &call)
-{
-    state().record.calls.append(call);
-    if (state().behaviour.onCall)
-        state().behaviour.onCall(call);
-    if (state().behaviour.throwing.contains(call.section(QLatin1Char(' '), 0, 0)))
+    record.calls.append(call);
+    if (behaviour.onCall)
+        behaviour.onCall(call);
+    if (behaviour.throwing.contains(call.section(QLatin1Char(' '), 0, 0)))
         throw std::runtime_error("no thread");
+    lastError = succeeds ? RpcError{} : behaviour.error;
+    return succeeds;
 }
 } // namespace
 
 void fakerpc::reset()
 {
-    const QMutexLocker locker(&state().mutex);
-    set();
-    state().record = Record();
-}
-
-void fakerpc::set(const std::function<void(Behaviour &)> &change)
-{
-    const QMutexLocker locker(&state().mutex);
-    state().behaviour = Behaviour();
-    if (change)
-        change(state().behaviour);
-}
-
-fakerpc::Record fakerpc::record()
-{
-    const QMutexLocker locker(&state().mutex);
-    return state().record;
+    behaviour = {};
+    record = {};
 }
 
 void fakerpc::loseHub()
 {
-    const QMutexLocker locker(&state().mutex);
-    if (state().hubLost)
-        std::thread(state().hubLost).join();
-}
-
-void fakerpc::clearCalls()
-{
-    const QMutexLocker locker(&state().mutex);
-    state().record.calls.clear();
+    if (hubLost)
+        std::thread(hubLost).join();
 }
 
 namespace tarn::rpc {
@@ -80,7 +41,7 @@ namespace tarn::rpc {
 class Rpc::Private
 {
 public:
-    std::atomic<bool> initialized{false};
+    bool initialized = false;
 };
 
 class RpcAdapter::Private
@@ -99,25 +60,20 @@ Rpc::~Rpc() = default;
 
 bool Rpc::init(const QHash<QString, QString> &settings)
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("init"));
-    state().record.settings = settings;
-    d->initialized = answer(state().behaviour.initSucceeds);
-    return d->initialized;
+    record.settings = settings;
+    return d->initialized = ends(QStringLiteral("init"), behaviour.initSucceeds);
 }
 
 void Rpc::setHubLost(std::function<void()> callback)
 {
-    const QMutexLocker locker(&state().mutex);
-    state().hubLost = std::move(callback);
+    hubLost = std::move(callback);
 }
 
 quint16 hubPort(QString *error)
 {
-    const QMutexLocker locker(&state().mutex);
-    if (error && state().behaviour.hubPort == 0)
+    if (error && behaviour.hubPort == 0)
         *error = QStringLiteral("no hub in the runtime directory");
-    return state().behaviour.hubPort;
+    return behaviour.hubPort;
 }
 
 bool Rpc::isInitialized() const
@@ -127,8 +83,7 @@ bool Rpc::isInitialized() const
 
 QSharedPointer<RpcAdapter> Rpc::createAdapter(const QString &name)
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("createAdapter ") + name);
+    ends(QStringLiteral("createAdapter ") + name);
     auto own = std::make_unique<RpcAdapter::Private>();
     own->core = d;
     return QSharedPointer<RpcAdapter>::create(std::move(own));
@@ -136,17 +91,14 @@ QSharedPointer<RpcAdapter> Rpc::createAdapter(const QString &name)
 
 QSharedPointer<RpcProxy> Rpc::stringToProxy(const QString &tag)
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("stringToProxy ") + tag);
-    const auto proxy = state().behaviour.proxies.value(tag);
-    answer(!proxy.isNull());
+    const auto proxy = behaviour.proxies.value(tag);
+    ends(QStringLiteral("stringToProxy ") + tag, !proxy.isNull());
     return proxy;
 }
 
 void Rpc::shutdown()
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("shutdown"));
+    ends(QStringLiteral("shutdown"));
     d->initialized = false;
 }
 
@@ -159,40 +111,30 @@ RpcAdapter::~RpcAdapter() = default;
 
 bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const QString &tag)
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("add ") + tag);
-    if (tag.isEmpty() || d->tags.contains(tag)) {
-        lastError = {RpcError::InvalidArgument, "no such tag can be added"};
-        return false;
-    }
-    if (!answer(d->core->initialized && state().behaviour.addSucceeds))
+    const bool isFree = !tag.isEmpty() && !d->tags.contains(tag);
+    if (!ends(QStringLiteral("add ") + tag, d->core->initialized && behaviour.addSucceeds && isFree))
         return false;
     d->tags.append(tag);
-    state().record.object = object;
-    state().record.interfaceName = interfaceName;
+    record.object = object;
+    record.interfaceName = interfaceName;
     return true;
 }
 
 bool RpcAdapter::active()
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("active"));
-    return answer(d->core->initialized && state().behaviour.activeSucceeds);
+    return ends(QStringLiteral("active"), d->core->initialized && behaviour.activeSucceeds);
 }
 
 bool RpcAdapter::unactive()
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("unactive"));
-    return true;
+    return ends(QStringLiteral("unactive"));
 }
 
 bool RpcAdapter::remove(const QString &tag)
 {
-    const QMutexLocker locker(&state().mutex);
-    note(QStringLiteral("remove ") + tag);
+    ends(QStringLiteral("remove ") + tag);
     d->tags.removeOne(tag);
-    state().record.object.reset();
+    record.object.reset();
     return true;
 }
 

@@ -6,13 +6,13 @@
 #include <functional>
 
 // An RPC core without a network, with the symbols of the real one: link tarn_fake_rpc instead of tarn-rpc. What it
-// does is set here, what it was asked is recorded here. Any thread.
+// does is set here, what it was asked is recorded here. GUI thread.
 namespace fakerpc {
 
 struct Behaviour
 {
     bool initSucceeds = true;
-    std::function<void(const QString &)> onCall; // with the entry of Record::calls, under a recursive lock
+    std::function<void(const QString &)> onCall; // with the entry of Record::calls
     quint16 hubPort = 0;                         // in the runtime directory; 0: none
     bool addSucceeds = true;                     // an empty tag and one that is bound are refused anyway
     bool activeSucceeds = true;
@@ -30,10 +30,10 @@ struct Record
     QString interfaceName;
 };
 
+inline Behaviour behaviour;
+inline Record record;
+
 void reset();
-void set(const std::function<void(Behaviour &)> &change = {}); // changes a new Behaviour
-Record record();
-void clearCalls();
 void loseHub(); // calls the callback of the last setHubLost(), on another thread
 
 } // namespace fakerpc
