@@ -571,15 +571,7 @@ private:
     }
 
     // The lines of the library, of all levels, joined.
-    QString ours() const
-    {
-        QStringList texts;
-        for (const LogCatcher::Line &line : m_log->lines()) {
-            if (line.file == "libTARN.VisualizedService.so")
-                texts << line.text;
-        }
-        return texts.join('|');
-    }
+    QString ours() const { return m_log->ours().join('|'); }
 
     // Acts and confirms one tip. Returns its text; empty when there was none, or more than one.
     static QString tipOf(const std::function<void()> &act)

@@ -19,71 +19,71 @@ public:
 
     LogCatcher()
     {
-        {
-            const QMutexLocker lock(&s_mutex);
-            Q_ASSERT(!s_catcher);
-            s_catcher = this;
-        }
+        const QMutexLocker lock(&s_mutex);
+        Q_ASSERT(!s_catcher);
+        s_catcher = this;
         m_previous = qInstallMessageHandler(take);
     }
     ~LogCatcher()
     {
-        qInstallMessageHandler(m_previous);
         const QMutexLocker lock(&s_mutex);
+        qInstallMessageHandler(m_previous);
         s_catcher = nullptr;
     }
     Q_DISABLE_COPY(LogCatcher)
 
     QVector<Line> lines() const
     {
-        const QMutexLocker lock(&m_mutex);
+        const QMutexLocker lock(&s_mutex);
         return m_lines;
-    }
-    // Only those of the library under test: lines of Qt's own are left out.
-    QStringList texts(QtMsgType type) const
-    {
-        QStringList found;
-        for (const Line &line : lines()) {
-            if (line.type == type && line.file == QLatin1String("libTARN.VisualizedService.so"))
-                found.append(line.text);
-        }
-        return found;
     }
     QStringList texts() const // of all lines, of any origin
     {
-        QStringList found;
-        for (const Line &line : lines())
-            found.append(line.text);
-        return found;
+        return textsOf([](const Line &) { return true; });
+    }
+    QStringList ours() const // of the library under test alone: Qt's are left out
+    {
+        return textsOf(isOurs);
+    }
+    QStringList texts(QtMsgType type) const // of ours()
+    {
+        return textsOf([type](const Line &line) { return line.type == type && isOurs(line); });
     }
     // Lines of exactly this text.
     int count(QtMsgType type, const QString &text) const { return texts(type).count(text); }
     bool has(QtMsgType type, const QString &text) const { return count(type, text) > 0; }
     int count(const QString &text) const { return texts().count(text); } // the same whatever their level
     bool has(const QString &text) const { return count(text) > 0; }
-    Line find(const QString &text) const
-    {
-        return lines().value(texts().indexOf(text));
-    } // the first; empty without one
+    // The first; empty without one.
+    Line find(const QString &text) const { return lines().value(texts().indexOf(text)); }
     void clear()
     {
-        const QMutexLocker lock(&m_mutex);
+        const QMutexLocker lock(&s_mutex);
         m_lines.clear();
     }
 
 private:
+    static bool isOurs(const Line &line) { return line.file == QLatin1String("libTARN.VisualizedService.so"); }
+
+    template <class Wanted>
+    QStringList textsOf(Wanted wanted) const
+    {
+        QStringList found;
+        for (const Line &line : lines()) {
+            if (wanted(line))
+                found.append(line.text);
+        }
+        return found;
+    }
+
     static void take(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
-        QtMessageHandler next = nullptr;
-        {
-            const QMutexLocker lock(&s_mutex);
-            if (!s_catcher)
-                return;
-            next = s_catcher->m_previous;
-            const QMutexLocker linesLock(&s_catcher->m_mutex);
-            s_catcher->m_lines.append(
-                {type, text, QString::fromUtf8(context.function), QString::fromUtf8(context.file)});
-        }
+        QMutexLocker lock(&s_mutex);
+        if (!s_catcher)
+            return;
+        s_catcher->m_lines.append({type, text, QString::fromUtf8(context.function), QString::fromUtf8(context.file)});
+        const QtMessageHandler next = s_catcher->m_previous;
+        lock.unlock();
         if (next)
             next(type, context, text);
     }
@@ -91,7 +91,6 @@ private:
     static inline QBasicMutex s_mutex; // another thread can be logging while the catcher is destroyed
     static inline LogCatcher *s_catcher = nullptr;
 
-    mutable QMutex m_mutex;
     QVector<Line> m_lines;
     QtMessageHandler m_previous = nullptr;
 };

@@ -8,16 +8,15 @@
 // Notices as the operation hands them to the manager.
 namespace notice {
 
-inline QMap<QString, QVariant> values(const QMap<QString, QVariant> &changes = {})
+inline QVariantMap values(const QVariantMap &changes = {})
 {
-    QMap<QString, QVariant> all{{"MsgId", "m1"},    {"MsgTitle", "标题"}, {"MsgContent", "正文"}, {"LinkText", ""},
-                                {"LinkAdress", ""}, {"PicFilePath", ""},  {"unReadNum", "3"}};
-    for (auto it = changes.cbegin(); it != changes.cend(); ++it)
-        all.insert(it.key(), it.value());
+    QVariantMap all{{"MsgId", "m1"},    {"MsgTitle", "标题"}, {"MsgContent", "正文"}, {"LinkText", ""},
+                    {"LinkAdress", ""}, {"PicFilePath", ""},  {"unReadNum", "3"}};
+    all.insert(changes);
     return all;
 }
 
-inline CVisualizedEvents *event(const QMap<QString, QVariant> &all)
+inline CVisualizedEvents *event(const QVariantMap &all)
 {
     return new CVisualizedEvents(CVisualizedEvents::eShowNotifyMsgDialog, new CNotifyMsgEventData(all));
 }
