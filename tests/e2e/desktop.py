@@ -95,9 +95,6 @@ class Desktop:
             focus = focus.query_tree().parent
         return 0 if isinstance(focus, int) else focus.id
 
-    def work_area(self):
-        return list(self.property(self.root, "_NET_WORKAREA")[:4])
-
     def client_message(self, target, window, kind, *data):
         message = event.ClientMessage(window=window, client_type=self.display.intern_atom(kind),
                                       data=(32, [*data, *[0] * (5 - len(data))]))
@@ -140,9 +137,9 @@ class Desktop:
         window.change_property(self.display.intern_atom("_NET_WM_WINDOW_TYPE"), Xatom.ATOM, 32,
                                [self.display.intern_atom("_NET_WM_WINDOW_TYPE_DOCK")])
         window.change_property(self.display.intern_atom("_NET_WM_STRUT_PARTIAL"), Xatom.CARDINAL, 32, strut)
-        before = self.work_area()
+        before = self.property(self.root, "_NET_WORKAREA")
         window.map()
-        wait(lambda: self.work_area() != before, "the panel has its space")
+        wait(lambda: self.property(self.root, "_NET_WORKAREA") != before, "the panel has its space")
 
     def do(self, *commands):
         """Real events through the X server, as xdotool(1) makes them."""
@@ -154,13 +151,6 @@ class Desktop:
 
     def type(self, text):
         self.do("type", "--delay", 1, text)
-
-    def click(self, x, y):
-        self.do("mousemove", x, y, "click", 1)
-
-    def drag(self, x, y, by_x, by_y):
-        self.do("mousemove", x, y, "mousedown", 1, "mousemove", x + by_x // 2, y + by_y // 2,
-                "mousemove", x + by_x, y + by_y, "mouseup", 1)
 
 
 def node(accessible):

@@ -27,6 +27,12 @@ class PlatformTest(unittest.TestCase):
     def tearDownClass(cls):
         assert cls.session.stop_host() == 0, "the host ended badly"
 
+    def check_centred(self, window, over):
+        """As exactly as halves of pixels allow."""
+        x, y, width, height = over
+        off = (2 * window.x + window.width - 2 * x - width, 2 * window.y + window.height - 2 * y - height)
+        self.assertLessEqual(max(map(abs, off)), 4, f"{window} is not over the middle of {over}")
+
     def activate(self, role):
         self.desktop.activate(role)
         wait(self.ear.is_active, f"{role} knows that it is active")
@@ -58,7 +64,7 @@ class PlatformTest(unittest.TestCase):
         """Clicks the middle of what has this name, and this role where it is given."""
         found = self.ear.find(lambda one: one.name == name and role in (None, one.role))
         place = found.queryComponent().getExtents(DESKTOP_COORDS)
-        self.desktop.click(place.x + place.width // 2, place.y + place.height // 2)
+        self.desktop.do("mousemove", place.x + place.width // 2, place.y + place.height // 2, "click", 1)
 
 
 def main():

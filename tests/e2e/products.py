@@ -1,4 +1,5 @@
 """Products with updates, and the web server that their packages come from."""
+import contextlib
 import hashlib
 import http.server
 import io
@@ -20,29 +21,27 @@ def archive(files):
 
 class Handler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
-        content, sent = self.server.files[self.path][0], 0
+        content = self.server.files[self.path]
         self.send_response(200)
         self.send_header("Content-Length", str(len(content)))
         self.end_headers()
-        try:
-            while sent < len(content):
-                sent += self.wfile.write(content[sent:sent + self.server.files[self.path][1] // 20])
-                self.server.ended.wait(0.05)  # keeps the speed
-        except ConnectionError:
-            pass  # a cancelled download
+        with contextlib.suppress(ConnectionError):  # a cancelled download
+            while content:
+                content = content[self.wfile.write(content if self.server.released.wait(0.5) else content[:100]):]
 
     def log_message(self, *_):
         pass
 
 
 class Products:
-    """Products installed in a session that has not been started, version 1.0 each; 2.0 is offered at a given speed."""
+    """Products installed in a session that has not been started, version 1.0 each. The packages of 2.0 trickle until all
+    are released."""
 
     def __init__(self, session, *names):
         self.session = session
         self.offers = {}
         self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.server.files, self.server.ended = {}, threading.Event()
+        self.server.files, self.server.released = {}, threading.Event()
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
         for name in names:
             session.write(f"bin/apps/{name}/installation.ini", f"[General]\nSoftwareName={name}\nVersion=1.0\n"
@@ -51,21 +50,17 @@ class Products:
         session.write("bin/cfg.ini", "[system]\napps_path=apps\n[upgrade]\ncatalogue=../catalogue.json\n")
         session.write("catalogue.json", '{"products":[]}')
 
-    def offer(self, name, package=b"y" * 500000, speed=20000, checksum=None, day=1):
-        """Announces version 2.0 whose package comes at this speed, in bytes per second."""
+    def offer(self, name, package=b"y" * 500000, checksum=None, day=1):
+        """Announces version 2.0."""
+        self.server.released.clear()
         path = f"/{len(self.server.files)}"
-        self.server.files[path] = package, speed
+        self.server.files[path] = package
         self.session.write(f"notes-{day}.html", f"<p>{name} 的说明</p>")
         self.offers[name] = {"name": name, "release": {
             "version": "2.0", "date": f"2026-11-{day:02} 10:00:00", "notes": f"notes-{day}.html",
             "package": {"url": f"http://127.0.0.1:{self.server.server_port}{path}", "size": len(package),
                         "sha256": checksum or hashlib.sha256(package).hexdigest()}}}
         self.session.write("catalogue.json", json.dumps({"products": list(self.offers.values())}))
-
-    def hurry(self):
-        """Delivers what is left of every package at once."""
-        for path, (package, _) in self.server.files.items():
-            self.server.files[path] = package, 20 * len(package)
 
     def task(self, name):
         tasks = self.session.json("upgrade", "tasks")
@@ -78,6 +73,6 @@ class Products:
         return self.session.read(f"bin/apps/{name}/{path}")
 
     def close(self):
-        self.server.ended.set()
+        self.server.released.set()
         self.server.shutdown()
         self.server.server_close()

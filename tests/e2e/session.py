@@ -114,25 +114,14 @@ class Session:
         return {message["MsgId"]: message for message in self.json("message", "list", *options)}
 
     def pids(self, program):
-        """Of the processes that run this session's copy of the program."""
-        return [int(pid) for pid in os.listdir("/proc") if pid.isdigit() and self.runs(pid, program)]
-
-    def runs(self, pid, program):
-        try:
-            return os.readlink(f"/proc/{pid}/exe") == f"{self.bin}/{program}"
-        except OSError:
-            return self.runs_hidden(pid, program)
-
-    def runs_hidden(self, pid, program):
-        """Host and services hide their program's path from all but root: they are known by name and parent."""
-        try:
-            with open(f"/proc/{pid}/stat", encoding="utf-8", errors="replace") as file:
-                name, rest = file.read().rsplit(")", 1)
-            parent = int(rest.split()[1])
-            return name.split("(", 1)[1] == program[:15] and (
-                parent == os.getpid() or os.readlink(f"/proc/{parent}/exe") == f"{self.bin}/ServiceHub")
-        except OSError:
+        """Of the processes that run this session's copy of the program, by their command lines: host and services hide
+        the links to their programs from all but root."""
+        def runs(pid):
+            with contextlib.suppress(OSError):  # it has just ended
+                command = self.read(f"/proc/{pid}/cmdline").split(b"\0")[0]
+                return os.path.realpath(command) == os.path.realpath(f"{self.bin}/{program}").encode()
             return False
+        return [int(pid) for pid in os.listdir("/proc") if pid.isdigit() and runs(pid)]
 
     def signal(self, program, number):
         """Signals every process of the program; how many there were."""
@@ -158,10 +147,8 @@ class Session:
             for program in PROGRAMS:
                 self.signal(program, number)
                 self.signal(program, signal.SIGCONT)
-            try:
+            with contextlib.suppress(AssertionError):
                 wait(lambda: not any(map(self.pids, PROGRAMS)), "every program has ended", 5)
                 break
-            except AssertionError:
-                continue
         Session.logs.append(self.log())
         shutil.rmtree(self.folder)

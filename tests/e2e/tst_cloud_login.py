@@ -51,21 +51,13 @@ class CloudLogin(PlatformTest):
             self.caller.kill()
             self.caller.communicate()
 
-    def state(self):
-        return self.session.json("cloud", "state")
-
     def ask(self):
         """An application asks for a sign-in, and the dialog comes in the middle of its window, with the focus."""
         arguments = ["call", "ShowCloudLogin", '{"软件标识":"e2e"}', "--wait", "--parent", str(self.application.id)]
         self.caller = subprocess.Popen([f"{self.session.bin}/tarnctl", *arguments], env=self.session.environment,
                                        stdout=subprocess.PIPE, text=True)
-        middle = (self.application.x + self.application.width // 2, self.application.y + self.application.height // 2)
-
-        def is_there():
-            found = self.desktop.windows(DIALOG)
-            return found and self.desktop.focused() == found[0].id and abs(
-                found[0].x + found[0].width // 2 - middle[0]) + abs(found[0].y + found[0].height // 2 - middle[1]) <= 2
-        wait(is_there, f"the dialog over {self.application}")
+        wait(lambda: self.desktop.focused() == self.desktop.window(DIALOG).id, "the dialog has the focus")
+        self.check_centred(self.desktop.window(DIALOG), self.application[2:])
         self.activate(DIALOG)
 
     def notified(self):
@@ -90,14 +82,6 @@ class CloudLogin(PlatformTest):
         self.desktop.window(TIP)
         self.desktop.close(TIP)
         return text
-
-    def test_by_account(self):
-        self.ask()
-        self.sign_in(WRONG_PASSWORD)
-        self.assertEqual(self.tip(), "账号或密码错误")
-        self.sign_in(PASSWORD)
-        self.notified()
-        self.assertEqual(self.state()["user"], "zhang")
 
     def test_by_qr_code(self):
         profile = self.session.path("browser")
@@ -129,10 +113,12 @@ class CloudLogin(PlatformTest):
             self.notified()
             browser.switch_to.window(computer)
             says("登录成功，可以关闭此页面")
-        self.assertEqual(self.state()["Way"], "weixin")
+        self.assertEqual(self.session.json("cloud", "state")["Way"], "weixin")
 
-    def test_service_that_hangs_and_dies(self):
+    def test_by_account_while_the_service_hangs_and_dies(self):
         self.ask()
+        self.sign_in(WRONG_PASSWORD)
+        self.assertEqual(self.tip(), "账号或密码错误")
         self.session.freeze(SERVICES)
         before = self.session.log().count("开始登录云账号")
         self.sign_in(PASSWORD)
@@ -143,6 +129,7 @@ class CloudLogin(PlatformTest):
         wait(lambda: self.session.tarnctl("cloud", "state").returncode == 0, "the hub has restarted it")
         self.sign_in(PASSWORD)
         self.notified()
+        self.assertEqual(self.session.json("cloud", "state")["user"], "zhang")
 
 
 if __name__ == "__main__":

@@ -62,7 +62,6 @@ class Keyboard(PlatformTest):
         message = self.session.push("--link", LINK, "--link-text", "查看详情")
         self.announced("object:state-changed:showing", "notification", "消息通知：标题", "正文")
         self.activate("NotifyWnd")
-        self.check_stops(Node("label", "查看详情", ""), button("消息中心，1条未读消息"), button("关闭"))
         # A screen reader takes a frame for a window, and says nothing of the focus in one that is not active.
         self.assertNotIn("frame", [one.getRoleName() for window in self.ear.windows() for one in tree(window)])
         self.tab_to("查看详情")
@@ -82,9 +81,6 @@ class Keyboard(PlatformTest):
         self.activate("NotifyWnd")
         self.press("消息中心，3条未读消息")
         self.opened("CMsgCenterDlg", "消息中心")
-        newest = self.ear.find(lambda one: one.role == "list item" and one.name == "newest").description
-        card = Node("list item", "newest", newest)
-        self.check_stops(button("全部已读"), card, button("展开", "newest"), button("删除", "newest"), CLOSE)
         self.tab_to("newest")
         self.desktop.key("Return")
         self.announced(DESCRIPTION, "list item", "newest", "已展开 正文")
@@ -108,8 +104,6 @@ class Keyboard(PlatformTest):
             self.products.offer(name, day=9 - day)
         self.session.run("upgrade", "check")
         self.opened("CCheckUpdateDial", "在线升级：软件存在新版本", "您安装的岚川软件存在新版本，建议您立即升级。")
-        rows = [button(text, name) for name in self.NAMES for text in ("立即升级", "更新说明")]
-        self.check_stops(*rows, button("全部忽略"), button("软件管理"), CLOSE)
         self.press("更新说明", "乙")
         self.opened("CUpdateExplainDial", "在线升级：乙 更新说明", "存在新版本，建议您立即更新。")
         self.check_stops(Node("page tab list", "乙", ""), Node("label", "更新说明", ""), button("暂不更新"),
@@ -125,22 +119,19 @@ class Keyboard(PlatformTest):
 
     def test_second_of_three_downloads_is_cancelled(self):
         good = archive({"bin/program": b"new 2.0", "data/big": os.urandom(200000)})
-        self.products.offer("戊", good, 2000)  # lasts longer than all that is done meanwhile
+        self.products.offer("戊", good)
         self.products.offer("己")
         self.products.offer("庚", checksum="1" * 64)
         for name in self.RUNNING:
             self.session.run("upgrade", "start", name)
         self.opened("CUpgradeDialog", "在线升级")
-        self.check_stops(button("最小化", "最小化"), CLOSE, *(button("取消升级", name) for name in self.RUNNING))
         self.ear.find(lambda one: one.role == "table" and one.name == "正在升级的软件")
-        for name in self.RUNNING:
-            self.ear.find(lambda one, name=name: one.role == "table cell" and one.name == f"{name}，当前版本：1.0")
         self.press("取消升级", "己")
         self.asked("QuestionMessageBox", "确定要取消升级吗？", "己")
         self.check_stops(button("否"), CLOSE, button("是"))
         self.press("是")
         wait(lambda: self.products.status("己") == CANCELLED, "己 is cancelled")
-        self.products.hurry()
+        self.products.server.released.set()
         self.desktop.window("CustomMessageBox")
         self.assertIn("庚", self.ear.alert())
         self.assertIn("checksum", self.products.task("庚")["ErrMsg"])
