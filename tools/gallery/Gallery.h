@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QVector>
+#include <functional>
 
 class QWidget;
 
@@ -22,6 +23,9 @@ struct Scene
 };
 
 QVector<Scene> &scenes();
+
+// Runs the event loop until the condition holds, for five seconds at most.
+void waitFor(const std::function<bool()> &condition);
 
 struct Registration
 {

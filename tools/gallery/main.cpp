@@ -4,8 +4,8 @@
 #include "gallery/Gallery.h"
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDeadlineTimer>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFutureWatcher>
 #include <QImage>
 #include <QTextStream>
@@ -22,28 +22,25 @@ QVector<Scene> &scenes()
     return all;
 }
 
+void waitFor(const std::function<bool()> &condition)
+{
+    for (const QDeadlineTimer limit(5000); !condition() && !limit.hasExpired();)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+}
+
 } // namespace gallery
 
 using gallery::Scene;
+using gallery::waitFor;
 
 namespace {
 
 constexpr int DesignDpi = 96;
-constexpr int ShowTimeoutMs = 5000;
 
 QString fileName(const Scene &scene, int dpi)
 {
     return dpi == DesignDpi ? QStringLiteral("%1.png").arg(scene.name)
                             : QStringLiteral("%1@%2.png").arg(scene.name, QString::number(dpi));
-}
-
-template <class Condition>
-void waitFor(Condition condition)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition() && timer.elapsed() < ShowTimeoutMs)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
 }
 
 QImage pictureOf(const Scene &scene)
@@ -111,18 +108,10 @@ void printUseful(QtMsgType, const QMessageLogContext &, const QString &text)
         QTextStream(stderr) << text << '\n';
 }
 
-// The DPI and the platform are read when the application starts, so they are taken from the raw arguments.
-void prepareEnvironment(int argc, char **argv)
+// The application reads these when it starts.
+void prepareEnvironment(const QString &dpi)
 {
-    QByteArray dpi = QByteArray::number(DesignDpi);
-    for (int i = 1; i < argc; i++) {
-        const QByteArray argument(argv[i]);
-        if (argument == "--dpi" && i + 1 < argc)
-            dpi = argv[i + 1];
-        else if (argument.startsWith("--dpi="))
-            dpi = argument.mid(6);
-    }
-    qputenv("QT_FONT_DPI", dpi);
+    qputenv("QT_FONT_DPI", dpi.toLatin1());
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     if (qEnvironmentVariableIsEmpty("FONTCONFIG_FILE"))
@@ -134,10 +123,6 @@ void prepareEnvironment(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    prepareEnvironment(argc, argv);
-    qInstallMessageHandler(printUseful);
-    QApplication application(argc, argv);
-    application.setQuitOnLastWindowClosed(false);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Saves a picture of every window and widget."));
     const QCommandLineOption out(QStringLiteral("out"), QStringLiteral("Folder for the pictures."),
@@ -148,6 +133,14 @@ int main(int argc, char **argv)
                                   QStringLiteral("TEXT"));
     parser.addOptions({out, dpi, only});
     parser.addHelpOption();
+    QStringList arguments;
+    std::transform(argv, argv + argc, std::back_inserter(arguments),
+                   [](const char *argument) { return QString::fromLocal8Bit(argument); });
+    parser.parse(arguments);
+    prepareEnvironment(parser.value(dpi));
+    qInstallMessageHandler(printUseful);
+    QApplication application(argc, argv);
+    application.setQuitOnLastWindowClosed(false);
     parser.process(application);
     const int dots = parser.value(dpi).toInt();
     if (!parser.isSet(out) || dots < 48 || dots > 480 || !QDir().mkpath(parser.value(out))) {

@@ -5,13 +5,10 @@
 #include "message/MsgCenterDlg.h"
 #include "support/FakeClient.h"
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QVariant>
 
 namespace {
-
-constexpr int PatienceMs = 5000;
 
 QVariantMap message(const QString &id, const QString &title, const QString &time, const QString &content, bool unread)
 {
@@ -68,10 +65,7 @@ GALLERY_SCENE(message, Expanded, "Message center: a message open, with picture a
     QCoreApplication::processEvents();
     item(dialog, 0)->select();
     item(dialog, 0)->OnArrowBtnClicked();
-    QElapsedTimer timer;
-    timer.start();
-    while (!dialog->findChild<QLabel *>("messagePicture") && timer.elapsed() < PatienceMs)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    gallery::waitFor([dialog] { return dialog->findChild<QLabel *>("messagePicture"); });
     dialog->hide();
     return dialog;
 }

@@ -1,19 +1,13 @@
 #include "gallery/Gallery.h"
 #include "message/NotifyWnd.h"
-#include <QCoreApplication>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QVariant>
 
 namespace {
 
-constexpr int PatienceMs = 5000;
-
-QWidget *notice(const QString &content, int unread, const QMap<QString, QVariant> &more = {})
+QWidget *notice(const QString &content, int unread, const QVariantMap &more = {})
 {
-    QMap<QString, QVariant> values{{"MsgId", "1"}, {"MsgTitle", "系统维护通知"}, {"MsgContent", content}};
-    for (auto it = more.cbegin(); it != more.cend(); ++it)
-        values.insert(it.key(), it.value());
+    QVariantMap values{{"MsgId", "1"}, {"MsgTitle", "系统维护通知"}, {"MsgContent", content}};
+    values.insert(more);
     auto *window = new NotifyWnd(nullptr);
     window->SetUnReadMsgNum(unread);
     window->setData(values);
@@ -30,14 +24,11 @@ GALLERY_SCENE(notice, Short, "Pop-up notice, nothing unread")
 
 GALLERY_SCENE(notice, PictureAndLink, "Pop-up notice with a picture, a link and seven unread messages")
 {
-    const QString picture = QDir(QStringLiteral(GALLERY_SAMPLE)).filePath(QStringLiteral("catalogue/icons/spruce.png"));
+    const QString picture = QStringLiteral(GALLERY_SAMPLE "/catalogue/icons/spruce.png");
     QWidget *window =
         notice("服务器将于今晚 22:00 至 24:00 维护，\n届时云端功能暂不可用。", 7,
                {{"PicFilePath", picture}, {"LinkText", "查看详情"}, {"LinkAdress", "https://example.org/notice"}});
-    QElapsedTimer timer;
-    timer.start();
-    while (window->findChild<QWidget *>("notify-picture")->isHidden() && timer.elapsed() < PatienceMs)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    gallery::waitFor([window] { return !window->findChild<QWidget *>("notify-picture")->isHidden(); });
     return window;
 }
 

@@ -3,8 +3,6 @@
 #include "upgrade/UpgradeDialog.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QLabel>
 #include <QTemporaryDir>
@@ -43,13 +41,11 @@ QWidget *window(const QVariantList &tasks)
     auto *table = dialog->findChild<CUpgradeTableWidget *>();
     table->onRefreshUpgradeDtats(upgrade::operate::queryDataInfos(tasks));
     dialog->grab(); // the first paint starts the search for the icons
-    const auto hasIcons = [dialog] {
+    gallery::waitFor([dialog] {
         const auto icons = dialog->findChildren<QLabel *>(QStringLiteral("softIcon"));
         return std::none_of(icons.cbegin(), icons.cend(),
                             [](const QLabel *icon) { return icon->pixmap(Qt::ReturnByValue).isNull(); });
-    };
-    for (const QDeadlineTimer limit(5000); !hasIcons() && !limit.hasExpired();)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    });
     return dialog;
 }
 

@@ -5,7 +5,6 @@
 #include "upgrade/CheckUpdateDial.h"
 #include "upgrade/UpdateExplainDial.h"
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QTabWidget>
 #include <QTextBrowser>
 
@@ -97,10 +96,7 @@ QWidget *notes(const QVariantMap &record)
     dialog->show();
     auto *tabs = dialog->findChild<QTabWidget *>();
     const auto *browser = tabs->currentWidget()->findChild<QTextBrowser *>();
-    QElapsedTimer timer;
-    timer.start();
-    while (browser->document()->isEmpty() && timer.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 50);
+    gallery::waitFor([browser] { return !browser->document()->isEmpty(); });
     dialog->hide();
     dialog->setAttribute(Qt::WA_DontShowOnScreen, false);
     return dialog;
