@@ -1,7 +1,7 @@
 // Downloaded packages: nothing may be written outside of the directory that they are unpacked into.
 #include "fuzz/Target.h"
 #include "services/Failure.h"
-#include "services/PackageUnpacker.h"
+#include "services/PackageInstaller.h"
 #include <QCryptographicHash>
 #include <QDir>
 

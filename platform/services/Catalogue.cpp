@@ -1,11 +1,12 @@
 #include "services/Catalogue.h"
 #include "services/Files.h"
+#include "services/ValueReader.h"
+#include "tarn/keys/UpgradeKeys.h"
+#include "tarn/link/UpgradeWire.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QUrl>
 #include <QVersionNumber>
 #include <algorithm>
@@ -14,123 +15,117 @@
 
 namespace tarn::services {
 
+using namespace upgrade;
+namespace package = link::wire::package;
+
 namespace {
 
 constexpr qint64 MaxCatalogue = 8 * 1024 * 1024; // bytes
-constexpr int MaxName = 256;                     // characters
 constexpr double MaxExact = 9007199254740992;    // 2^53: the integers of JSON are exact up to here
 
-// An object of the file, without the values that were read already. A mistake names its place.
-class Node
+// An object of the file. A mistake names its place.
+class Node : public ValueReader
 {
 public:
-    Node(const QJsonValue &value, QString place, const QDir &directory)
-        : m_json(value.toObject())
-        , m_place(std::move(place))
+    Node(const QVariant &value, const QString &place, const QDir &directory)
+        : ValueReader(value.toMap(), place + QLatin1Char('/'))
         , m_directory(directory)
     {
-        if (!value.isObject())
-            throw Failure(m_place + QStringLiteral(": expected an object"));
+        if (value.userType() != QMetaType::QVariantMap)
+            throw Failure(place + QStringLiteral(": expected an object"));
     }
 
-    bool contains(const QString &key) const { return m_json.contains(key); }
-    QJsonValue take(const QString &key) { return m_json.take(key); }
-    QVariantMap rest() const { return m_json.toVariantMap(); }
-
-    void expect(bool holds, const QString &key, const QString &wanted) const
+    QVariantMap without(const QStringList &keys) const
     {
-        if (!holds)
-            throw Failure(QStringLiteral("%1/%2: expected %3").arg(m_place, key, wanted));
+        QVariantMap rest = values();
+        for (const QString &key : keys)
+            rest.remove(key);
+        return rest;
     }
 
-    QString text(const QString &key)
+    QString path(const QString &key) const
     {
-        const QJsonValue value = take(key);
-        expect(value.isString() || value.isUndefined(), key, QStringLiteral("a string"));
-        return value.toString();
-    }
-
-    QString name(const QString &key)
-    {
-        QString value = text(key);
-        expect(!value.isEmpty() && value.size() <= MaxName, key, QStringLiteral("1 to %1 characters").arg(MaxName));
-        return value;
-    }
-
-    QString path(const QString &key)
-    {
-        const QString value = text(key);
+        const QString value = optionalText(key);
         return value.isEmpty() ? value : QDir::cleanPath(m_directory.absoluteFilePath(value));
     }
 
-    QString url(const QString &key)
+    QString url(const QString &key) const
     {
+        const QUrl base = QUrl::fromLocalFile(m_directory.absolutePath() + QLatin1Char('/'));
         const QString value = text(key);
         expect(!value.isEmpty(), key, QStringLiteral("an address"));
-        const QUrl base = QUrl::fromLocalFile(m_directory.absolutePath() + QLatin1Char('/'));
         return base.resolved(QUrl(value)).toString();
     }
 
-    Node object(const QString &key) { return {take(key), m_place + QLatin1Char('/') + key, m_directory}; }
+    bool contains(const QString &key) const { return values().contains(key); }
+    Node object(const QString &key) const { return {values().value(key), placeOf(key), m_directory}; }
 
     // Converts each object of an array with read(). A missing array gives an empty list.
     template <class Read>
-    auto list(const QString &key, Read read)
+    auto list(const QString &key, Read read) const
     {
-        const QJsonValue value = take(key);
-        expect(value.isArray() || value.isUndefined(), key, QStringLiteral("an array"));
+        const QVariant value = values().value(key, QVariantList());
+        expect(value.userType() == QMetaType::QVariantList, key, QStringLiteral("an array"));
         QList<decltype(read(std::declval<Node>()))> entries;
-        const QJsonArray array = value.toArray();
-        for (const QJsonValue entry : array) {
-            const QString place = QStringLiteral("%1/%2/%3").arg(m_place, key, QString::number(entries.size()));
-            entries << read(Node(entry, place, m_directory));
-        }
+        for (const QVariant &entry : value.toList())
+            entries << read(
+                Node(entry, placeOf(key) + QLatin1Char('/') + QString::number(entries.size()), m_directory));
         return entries;
     }
 
 private:
-    QJsonObject m_json;
-    QString m_place;
     QDir m_directory;
 };
 
-void readPackage(Node node, CatalogueItem *item)
+void readPackage(const Node &node, CatalogueItem *item)
 {
-    item->url = node.url(QStringLiteral("url"));
-    const double size = node.take(QStringLiteral("size")).toDouble(-1);
-    node.expect(size >= 1 && size <= MaxExact && std::floor(size) == size, QStringLiteral("size"),
+    const QString size = QStringLiteral("size"), sha256 = QStringLiteral("sha256");
+    const double bytes = node.values().value(size).toDouble();
+    node.expect(bytes >= 1 && bytes <= MaxExact && std::floor(bytes) == bytes, size,
                 QStringLiteral("a number of bytes, 1 or more"));
-    item->size = static_cast<qint64>(size);
-    item->sha256 = node.text(QStringLiteral("sha256")).toLower();
-    node.expect(item->sha256.size() == 64, QStringLiteral("sha256"), QStringLiteral("64 hexadecimal digits"));
+    item->url = node.url(QStringLiteral("url"));
+    item->size = static_cast<qint64>(bytes);
+    item->sha256 = node.text(sha256).toLower();
+    node.expect(item->sha256.size() == 64, sha256, QStringLiteral("64 hexadecimal digits"));
+    item->section.insert(package::Url, item->url);
+    item->section.insert(package::Size, item->size);
+    item->section.insert(package::Sha256, item->sha256);
 }
 
-CatalogueItem readItem(Node node, const QString &product)
+CatalogueItem readItem(const Node &node, const QString &product)
 {
+    const QString name = QStringLiteral("name"), version = QStringLiteral("version"), date = QStringLiteral("date"),
+                  notes = QStringLiteral("notes"), forced = QStringLiteral("forced"), madeFor = QStringLiteral("for"),
+                  pack = QStringLiteral("package");
     CatalogueItem item;
-    item.name = node.contains(QStringLiteral("name")) ? node.name(QStringLiteral("name")) : product;
-    item.version = node.name(QStringLiteral("version"));
-    item.date = node.text(QStringLiteral("date"));
-    item.notesFile = node.path(QStringLiteral("notes"));
-    item.forVersion = node.text(QStringLiteral("for"));
-    item.forced = node.take(QStringLiteral("forced")).toBool();
-    if (node.contains(QStringLiteral("package")))
-        readPackage(node.object(QStringLiteral("package")), &item);
-    item.further = node.rest();
+    item.name = node.contains(name) ? node.name(name) : product;
+    item.version = node.name(version);
+    item.forVersion = node.optionalText(madeFor);
+    item.section = node.without({name, version, date, notes, forced, madeFor, pack});
+    item.section.insert(key::SoftwareName, item.name);
+    item.section.insert(key::NewVersion, item.version);
+    item.section.insert(key::ReleaseDate, node.optionalText(date));
+    item.section.insert(key::NotesFile, node.path(notes));
+    item.section.insert(key::Forced, node.flag(forced));
+    if (node.contains(pack))
+        readPackage(node.object(pack), &item);
     return item;
 }
 
-CatalogueProduct readProduct(Node node)
+CatalogueProduct readProduct(const Node &node)
 {
+    const QString name = QStringLiteral("name"), icon = QStringLiteral("icon"), release = QStringLiteral("release"),
+                  patches = QStringLiteral("patches"), plugins = QStringLiteral("plugins");
     CatalogueProduct product;
-    product.name = node.name(QStringLiteral("name"));
-    product.iconFile = node.path(QStringLiteral("icon"));
-    const auto item = [&product](const Node &each) { return readItem(each, product.name); };
-    if (node.contains(QStringLiteral("release")))
-        product.release = item(node.object(QStringLiteral("release")));
-    product.patches = node.list(QStringLiteral("patches"), item);
-    product.plugins = node.list(QStringLiteral("plugins"), item);
-    product.further = node.rest();
+    product.name = node.name(name);
+    const auto read = [&product](const Node &each) { return readItem(each, product.name); };
+    if (node.contains(release))
+        product.release = read(node.object(release));
+    product.patches = node.list(patches, read);
+    product.plugins = node.list(plugins, read);
+    product.record = node.without({name, icon, release, patches, plugins});
+    product.record.insert(key::SoftwareName, product.name);
+    product.record.insert(key::IconPath, node.path(icon));
     return product;
 }
 
@@ -181,8 +176,8 @@ Catalogue readCatalogue(const QString &file, const QString &publicKey)
     if (wrong.error != QJsonParseError::NoError)
         throw Failure(QStringLiteral("%1, byte %2: %3").arg(file, QString::number(wrong.offset), wrong.errorString()));
     try {
-        const QJsonValue root = document.isObject() ? QJsonValue(document.object()) : QJsonValue();
-        return Node(root, {}, QFileInfo(file).absoluteDir()).list(QStringLiteral("products"), readProduct);
+        return Node(document.toVariant(), {}, QFileInfo(file).absoluteDir())
+            .list(QStringLiteral("products"), readProduct);
     } catch (const Failure &mistake) {
         throw Failure(QStringLiteral("%1, %2").arg(file, mistake.text()));
     }

@@ -15,24 +15,20 @@ struct CatalogueItem
 {
     QString name; ///< of the plug-in; the product's name where it is missing
     QString version;
-    QString date;       ///< "yyyy-MM-dd hh:mm:ss"
-    QString notesFile;  ///< absolute; empty without notes
     QString forVersion; ///< patches: version of the product that it is made for
-    bool forced = false;
-    QString url;     ///< absolute; empty without a package
-    qint64 size = 0; ///< bytes, 1 or more where there is a package
+    QString url;        ///< absolute; empty without a package
+    qint64 size = 0;    ///< bytes, 1 or more where there is a package
     QString sha256;
-    QVariantMap further; ///< unknown keys
+    QVariantMap section; ///< of an update record, but for the installed version; with the unknown keys
 };
 
 struct CatalogueProduct
 {
     QString name;
-    QString iconFile; ///< absolute; empty without one
     std::optional<CatalogueItem> release;
     QList<CatalogueItem> patches;
     QList<CatalogueItem> plugins;
-    QVariantMap further;
+    QVariantMap record; ///< what every update record of the product contains; with the unknown keys
 };
 
 using Catalogue = QList<CatalogueProduct>;

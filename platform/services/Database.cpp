@@ -57,12 +57,7 @@ int Database::run(const QString &statement, const QVariantList &values, const On
 
 QVariant Database::value(const QString &statement, const QVariantList &values)
 {
-    QVariant found;
-    run(statement, values, [&found](const QSqlQuery &row) {
-        found = row.value(0);
-        return false;
-    });
-    return found;
+    return rows(statement, values, [](const QSqlQuery &row) { return row.value(0); }).value(0);
 }
 
 void Database::inTransaction(const std::function<void()> &work)

@@ -71,8 +71,8 @@ private:
     WorkThread m_thread; ///< uses the other members
 };
 
-/// Milliseconds since 1970.
-qint64 now();
+using Clock = std::function<qint64()>; ///< milliseconds since 1970; any thread
+qint64 now();                          ///< likewise
 
 /// A stored time as the services report it, "yyyy-MM-dd hh:mm:ss"; empty for none.
 QString timeText(const QVariant &ms);

@@ -1,17 +1,20 @@
 #pragma once
 #include "services/Log.h"
-#include "services/RequestReader.h"
+#include "services/ValueReader.h"
+#include "tarn/link/MessageWire.h"
 #include "tarn/rpc/IInvocable.h"
+#include <QDataStream>
 #include <QHash>
+#include <functional>
 
 /// The steps from a method's name to its answer, which all services share.
 namespace tarn::services {
 
 /// One call of a service's method.
-struct Request : RequestReader
+struct Request : ValueReader
 {
     Request(const rpc::Bag &bag, const rpc::ICallContext &callContext)
-        : RequestReader(bag.values)
+        : ValueReader(bag.values)
         , list(bag.list)
         , context(callContext)
     {
@@ -20,13 +23,11 @@ struct Request : RequestReader
     const rpc::ICallContext &context;
 };
 
-template <class Service>
-using HandlerTable = QHash<QString, rpc::CallResult (Service::*)(const Request &)>;
-
 /// The service's name in log lines and answers, and its return codes.
 struct ServiceFamily
 {
     QString name;
+    int ok = 0;
     int refused = 0;     ///< with the text of a Failure, which the handler has thrown
     int invalidArgs = 0; ///< with the text of a BadRequest
     QString broken{};    ///< for the user, in place of a Failure's text, which is logged; empty: the text is answered
@@ -40,14 +41,17 @@ inline rpc::CallResult refusedWith(int code, const QString &error)
     return result;
 }
 
-inline rpc::CallResult acceptedWith(int code, rpc::Bag output = {})
+/// An answer with the family's code for success.
+inline rpc::CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
 {
     rpc::CallResult result;
     result.accepted = true;
-    result.retCode = code;
-    result.output = std::move(output);
+    result.output = {values, list};
     return result;
 }
+
+/// Calls an operation of the visualized service.
+using Presenter = std::function<rpc::CallResult(const QString &operation, const rpc::Bag &)>;
 
 /// Why an operation of the visualized service has shown nothing, with a log line; empty when it has.
 /// @param subject the beginning of the log line
@@ -83,23 +87,82 @@ rpc::CallResult answerOf(const ServiceFamily &family, Work work)
     }
 }
 
-/// Calls a method's handler. A refusal is logged.
+/// A service whose methods are member functions of `Service`. A refusal is logged.
 template <class Service>
-rpc::CallResult dispatch(Service *service, const HandlerTable<Service> &handlers, const ServiceFamily &family,
-                         const QString &method, const Request &request)
+class Dispatcher : public rpc::IInvocable
 {
-    const auto handler = handlers.value(method, nullptr);
-    if (!handler) {
+public:
+    using Handlers = QHash<QString, rpc::CallResult (Service::*)(const Request &)>;
+
+    Dispatcher(ServiceFamily family, const Handlers &handlers)
+        : m_family(std::move(family))
+        , m_handlers(handlers)
+    {
+    }
+
+    rpc::CallResult invoke(const QString &method, const rpc::Bag &input, const rpc::ICallContext &context) final
+    {
         rpc::CallResult result;
-        result.error = {rpc::RpcError::NotFound,
-                        QStringLiteral("the %1 service has no method \"%2\"").arg(family.name, method).toStdString()};
+        const auto handler = m_handlers.value(method, nullptr);
+        if (!handler) {
+            const QString error = QStringLiteral("the %1 service has no method \"%2\"").arg(m_family.name, method);
+            result.error = {rpc::RpcError::NotFound, error.toStdString()};
+            return result;
+        }
+        const Request request(input, context);
+        result = answerOf(m_family, [&] { return (static_cast<Service *>(this)->*handler)(request); });
+        if (result.accepted && result.retCode == 0)
+            result.retCode = m_family.ok;
+        if (!result.accepted)
+            qCInfo(servicesLog).noquote() << QStringLiteral("%1 refused with %2: %3")
+                                                 .arg(method, QString::number(result.retCode), result.errorText);
         return result;
     }
-    rpc::CallResult result = answerOf(family, [&] { return (service->*handler)(request); });
-    if (!result.accepted)
-        qCInfo(servicesLog).noquote()
-            << QStringLiteral("%1 refused with %2: %3").arg(method, QString::number(result.retCode), result.errorText);
-    return result;
+
+protected:
+    const ServiceFamily m_family;
+
+private:
+    const Handlers m_handlers;
+};
+
+/// The failure for a cursor that no page has named.
+inline Failure noSuchPlace(const QString &cursor)
+{
+    return Failure(QStringLiteral("no such place in the list: \"%1\"; ask for the list again").arg(cursor.left(100)));
 }
+
+/// One page of a list that may be too long for one message of the RPC layer. A page that is not the last names its
+/// last record's place: the next page begins behind it.
+class Page
+{
+public:
+    static constexpr int MaxRecords = 1000;
+    static constexpr int MaxBytes = 1536 * 1024; ///< a larger record is a page by itself
+
+    /// @return false when the record belongs to the next page
+    bool add(const QVariantMap &record, const QString &place)
+    {
+        QByteArray bytes; // at most twice as many in a message, which has room for 4 MiB
+        QDataStream stream(&bytes, QIODevice::WriteOnly);
+        stream << record;
+        m_bytes += bytes.size();
+        if (!list.isEmpty() && (list.size() == MaxRecords || m_bytes > MaxBytes)) {
+            values.insert(link::wire::Cursor, m_last);
+            return false;
+        }
+        list.append(record);
+        m_last = place;
+        return true;
+    }
+    bool isLast() const { return values.isEmpty(); }
+
+    QVariantMap values; ///< of the answer
+    QVariantList list;
+
+private:
+    QString m_last;
+    int m_bytes = 0;
+};
 
 } // namespace tarn::services

@@ -63,20 +63,12 @@ void FileSwap::replace(const std::function<void()> &stage)
         fs::create_directories(m_new);
         fs::create_directories(m_old);
         stage();
-        checkStaged();
         swapAll();
     });
     if (error.isEmpty())
         return;
     const QString worse = errorOf([this] { rollBack(); });
     throw Failure(worse.isEmpty() ? error : QStringLiteral("%1; rolling back: %2").arg(error, worse));
-}
-
-// Every staged path must have a place inside the product's directory.
-void FileSwap::checkStaged() const
-{
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(m_new))
-        checkTarget(entry.path().lexically_relative(m_new), entry.symlink_status());
 }
 
 // A product may have links to its own directories. A staged link below such a link would not lead where its text says.
@@ -93,12 +85,14 @@ void FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) 
         throw Failure(QStringLiteral("a file here and a directory there: %1").arg(toText(relative).left(300)));
 }
 
-// The staged files, and the directories that the product does not have yet.
+// The staged files, and the directories that the product does not have yet. All must have a place inside the product's
+// directory.
 std::vector<fs::path> FileSwap::plan() const
 {
     std::vector<Path> paths;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(m_new)) {
         const Path relative = entry.path().lexically_relative(m_new);
+        checkTarget(relative, entry.symlink_status());
         if (!isDirectory(entry.path()) || !isThere(m_directory / relative))
             paths.push_back(relative);
     }

@@ -28,7 +28,6 @@ public:
 private:
     using Path = std::filesystem::path;
 
-    void checkStaged() const;
     void checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
     std::vector<Path> plan() const;
     void swapAll() const;

@@ -1,19 +1,15 @@
 #include "services/MessageService.h"
 #include "services/Database.h"
-#include "services/Dispatch.h"
-#include "services/Paging.h"
 #include "tarn/keys/MessageKeys.h"
-#include "tarn/link/MessageWire.h"
 #include <QDateTime>
 #include <QUuid>
-#include <QVector>
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 namespace tarn::services {
 
 using namespace message;
-using rpc::Bag;
 using rpc::CallResult;
 namespace wire = link::wire;
 namespace detail = link::wire::detail;
@@ -28,46 +24,41 @@ constexpr int MaxContent = 1024 * 1024;
 // A message has an id (MsgId), a state (unRead) and these fields.
 struct MessageField
 {
-    QString key; ///< in requests and records
-    const char *column;
+    QString key;  ///< in requests and records
     int maxBytes; ///< of UTF-8; 0 for a number
 };
 
-const QVector<MessageField> &messageFields()
-{
-    static const QVector<MessageField> fields{
-        {key::MsgTitle, "title", MaxLine},        {key::MsgContent, "content", MaxContent},
-        {key::MsgDateTime, "date_time", MaxLine}, {key::BegTime, "beg_time", MaxLine},
-        {key::PicFilePath, "picture", MaxLine},   {key::LinkText, "link_text", MaxLine},
-        {key::LinkAdress, "link", MaxLine},       {key::WndWidth, "wnd_width", 0},
-        {key::WndHeight, "wnd_height", 0},        {key::WndStay, "wnd_stay", 0},
-        {key::PhotoHight, "photo_height", 0},     {key::PhotoWidth, "photo_width", 0},
-    };
-    return fields;
-}
+const MessageField Fields[] = {
+    {key::MsgTitle, MaxLine},    {key::MsgContent, MaxContent},
+    {key::MsgDateTime, MaxLine}, {key::BegTime, MaxLine},
+    {key::PicFilePath, MaxLine}, {key::LinkText, MaxLine},
+    {key::LinkAdress, MaxLine},  {key::WndWidth, 0},
+    {key::WndHeight, 0},         {key::WndStay, 0},
+    {key::PhotoHight, 0},        {key::PhotoWidth, 0},
+};
 
-// The columns that are read beside those of the fields.
-enum Column { Seq, Id, ReadAt, StoredAt, DeletedAt, IgnoredAt, SortTime, FirstField };
-
-QString columns()
-{
-    QString names = QStringLiteral("seq, id, read_at, stored_at, deleted_at, ignored_at, sort_time");
-    for (const MessageField &field : messageFields())
-        names += QStringLiteral(", ") + QLatin1String(field.column);
-    return names;
-}
+// The columns of a message: a number, an id, its fields and times.
+enum Column {
+    Seq,
+    Id,
+    FirstField,
+    SortTime = FirstField + int(std::size(Fields)),
+    StoredAt,
+    ReadAt,
+    DeletedAt,
+    IgnoredAt
+};
 
 QStringList schema()
 {
-    QString fields;
-    for (const MessageField &field : messageFields())
-        fields += QStringLiteral("%1 %2 NOT NULL, ")
-                      .arg(QLatin1String(field.column), QLatin1String(field.maxBytes > 0 ? "TEXT" : "INTEGER"));
     return {
         QStringLiteral("CREATE TABLE IF NOT EXISTS messages(seq INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL "
-                       "UNIQUE, %1sort_time INTEGER NOT NULL, stored_at INTEGER NOT NULL, read_at INTEGER, "
-                       "deleted_at INTEGER, ignored_at INTEGER, ignored_for TEXT)")
-            .arg(fields),
+                       "UNIQUE, title TEXT NOT NULL, content TEXT NOT NULL, date_time TEXT NOT NULL, "
+                       "beg_time TEXT NOT NULL, picture TEXT NOT NULL, link_text TEXT NOT NULL, link TEXT NOT NULL, "
+                       "wnd_width INTEGER NOT NULL, wnd_height INTEGER NOT NULL, wnd_stay INTEGER NOT NULL, "
+                       "photo_height INTEGER NOT NULL, photo_width INTEGER NOT NULL, sort_time INTEGER NOT NULL, "
+                       "stored_at INTEGER NOT NULL, read_at INTEGER, deleted_at INTEGER, ignored_at INTEGER, "
+                       "ignored_for TEXT)"),
         QStringLiteral("CREATE INDEX IF NOT EXISTS messages_by_time ON messages(sort_time, seq)"),
         QStringLiteral(
             "CREATE TABLE IF NOT EXISTS receipts(seq INTEGER NOT NULL REFERENCES messages(seq) ON DELETE CASCADE, "
@@ -90,7 +81,7 @@ QVariantMap messageOf(const QSqlQuery &row)
 {
     QVariantMap message{{key::MsgId, row.value(Id).toString()}, {key::unRead, row.value(ReadAt).isNull()}};
     int column = FirstField;
-    for (const MessageField &field : messageFields()) {
+    for (const MessageField &field : Fields) {
         const QVariant value = row.value(column++);
         message.insert(field.key, field.maxBytes > 0 ? QVariant(value.toString()) : QVariant(value.toInt()));
     }
@@ -106,32 +97,25 @@ QVariant receiptOf(const QSqlQuery &row)
                        {detail::Count, row.value(4).toInt()}};
 }
 
-enum class Kind {
-    Records, ///< messages that are not deleted, with the keys of a record
-    Details, ///< the same with states and receipts
-    All      ///< details of deleted messages too
-};
-
 // The place of a record in the list, newest first: a later page begins behind it.
 struct Place
 {
     qint64 time = std::numeric_limits<qint64>::max();
     qint64 seq = std::numeric_limits<qint64>::max();
-
-    QString toText() const { return QStringLiteral("%1:%2").arg(QString::number(time), QString::number(seq)); }
-    bool read(const QString &text)
-    {
-        bool isTime = false;
-        bool isSeq = false;
-        time = text.section(QLatin1Char(':'), 0, 0).toLongLong(&isTime);
-        seq = text.section(QLatin1Char(':'), 1).toLongLong(&isSeq);
-        return isTime && isSeq;
-    }
 };
 
-CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
+// The place that a cursor names: "TIME:SEQ". The list's start without one.
+Place readPlace(const QString &cursor)
 {
-    return acceptedWith(code::Ok, {values, list});
+    if (cursor.isEmpty())
+        return {};
+    bool isTime = false;
+    bool isSeq = false;
+    const Place place{cursor.section(QLatin1Char(':'), 0, 0).toLongLong(&isTime),
+                      cursor.section(QLatin1Char(':'), 1).toLongLong(&isSeq)};
+    if (!isTime || !isSeq)
+        throw noSuchPlace(cursor);
+    return place;
 }
 
 void requireKnown(int known, const QString &id)
@@ -148,7 +132,7 @@ void checkId(const QString &id)
             QStringLiteral("%1 holds a control character").arg(key::MsgId));
 }
 
-QString readId(const RequestReader &request)
+QString readId(const ValueReader &request)
 {
     QString id = request.text(key::MsgId);
     checkId(id);
@@ -156,7 +140,7 @@ QString readId(const RequestReader &request)
 }
 
 // An optional text of limited size in UTF-8.
-QString readShort(const RequestReader &request, const QString &key, int maxBytes)
+QString readShort(const ValueReader &request, const QString &key, int maxBytes)
 {
     QString text = request.optionalText(key, maxBytes);
     require(text.toUtf8().size() <= maxBytes,
@@ -166,10 +150,10 @@ QString readShort(const RequestReader &request, const QString &key, int maxBytes
 
 // Reads a message from a request's keys; other keys are ignored, missing ones are empty or 0. A message needs a title or
 // a content. @return the message's values by key: the record that callers read
-QVariantMap readMessage(const RequestReader &request)
+QVariantMap readMessage(const ValueReader &request)
 {
     QVariantMap message{{key::MsgId, readId(request)}};
-    for (const MessageField &field : messageFields()) {
+    for (const MessageField &field : Fields) {
         if (field.maxBytes > 0)
             message.insert(field.key, readShort(request, field.key, field.maxBytes));
         else
@@ -220,31 +204,26 @@ QVariantMap withId(QVariantMap values)
     return values;
 }
 
-class MessageService final : public rpc::IInvocable
+class MessageService final : public Dispatcher<MessageService>
 {
 public:
-    MessageService(const QString &directory, MessagePresenter presenter)
-        : m_presenter(std::move(presenter))
+    MessageService(const QString &directory, Presenter presenter)
+        : Dispatcher({QStringLiteral("message"), code::Ok, code::Refused, code::InvalidArgs},
+                     {
+                         {QStringLiteral("AddMessageReceipt"), &MessageService::addReceipt},
+                         {QStringLiteral("UpdateMessageStatus"), &MessageService::updateStatus},
+                         {QStringLiteral("GetAllMessageRecords"), &MessageService::allRecords},
+                         {QStringLiteral("GetMessageRecord"), &MessageService::oneRecord},
+                         {QStringLiteral("IgnoreMessage"), &MessageService::ignore},
+                         {wire::method::Push, &MessageService::push},
+                         {wire::method::Import, &MessageService::importAll},
+                         {wire::method::List, &MessageService::list},
+                         {wire::method::UnreadCount, &MessageService::unreadCount},
+                         {wire::method::Clear, &MessageService::clear},
+                     })
+        , m_presenter(std::move(presenter))
         , m_db(directory + QStringLiteral("/messages.db"), schema())
     {
-    }
-
-    CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
-    {
-        static const HandlerTable<MessageService> handlers{
-            {QStringLiteral("AddMessageReceipt"), &MessageService::addReceipt},
-            {QStringLiteral("UpdateMessageStatus"), &MessageService::updateStatus},
-            {QStringLiteral("GetAllMessageRecords"), &MessageService::allRecords},
-            {QStringLiteral("GetMessageRecord"), &MessageService::oneRecord},
-            {QStringLiteral("IgnoreMessage"), &MessageService::ignore},
-            {wire::method::Push, &MessageService::push},
-            {wire::method::Import, &MessageService::importAll},
-            {wire::method::List, &MessageService::list},
-            {wire::method::UnreadCount, &MessageService::unreadCount},
-            {wire::method::Clear, &MessageService::clear},
-        };
-        static const ServiceFamily family{QStringLiteral("message"), code::Refused, code::InvalidArgs};
-        return dispatch(this, handlers, family, method, {input, context});
     }
 
 private:
@@ -281,14 +260,11 @@ private:
         return ok({{wire::Updated, known}, {wire::Unknown, ids.size() - known}});
     }
 
-    CallResult allRecords(const Request &request) { return page(Kind::Records, request); }
-
     CallResult oneRecord(const Request &request)
     {
         const QString id = readId(request);
-        return ok(
-            {}, m_db.rows(QStringLiteral("SELECT %1 FROM messages WHERE id = ? AND deleted_at IS NULL").arg(columns()),
-                          {id}, [](const QSqlQuery &row) { return QVariant(messageOf(row)); }));
+        return ok({}, m_db.rows(QStringLiteral("SELECT * FROM messages WHERE id = ? AND deleted_at IS NULL"), {id},
+                                [](const QSqlQuery &row) { return QVariant(messageOf(row)); }));
     }
 
     CallResult ignore(const Request &request)
@@ -305,7 +281,7 @@ private:
         QVariantMap values = withId(request.values());
         if (!values.contains(key::MsgDateTime))
             values.insert(key::MsgDateTime, timeText(now()));
-        const QVariantMap message = readMessage(RequestReader(values));
+        const QVariantMap message = readMessage(ValueReader(values));
         const bool hasBadge = values.contains(key::unReadNum);
         const int badge = hasBadge ? request.integer(key::unReadNum) : 0;
         upsert({message}, now());
@@ -330,7 +306,7 @@ private:
             values.insert(shown, message.value(shown));
         return whyNotShown(
             QStringLiteral("message %1 is stored but not shown").arg(message.value(key::MsgId).toString()),
-            m_presenter({values, {}}));
+            m_presenter(QStringLiteral("ShowNotifyMessage"), {values, {}}));
     }
 
     CallResult importAll(const Request &request)
@@ -340,7 +316,7 @@ private:
         for (const QVariant &entry : request.list) {
             const QString wrong = errorOf([&] {
                 require(entry.userType() == QMetaType::QVariantMap, QStringLiteral("expected a map"));
-                messages.append(readMessage(RequestReader(withId(entry.toMap()))));
+                messages.append(readMessage(ValueReader(withId(entry.toMap()))));
             });
             require(wrong.isEmpty(),
                     QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
@@ -352,60 +328,56 @@ private:
     // Stores all or none.
     void upsert(const QList<QVariantMap> &messages, qint64 time)
     {
-        QStringList names{QStringLiteral("id"), QStringLiteral("sort_time"), QStringLiteral("stored_at"),
-                          QStringLiteral("read_at")};
-        for (const MessageField &field : messageFields())
-            names << QLatin1String(field.column);
-        QStringList places;
-        QStringList updates{QStringLiteral("deleted_at = NULL")};
-        for (const QString &name : qAsConst(names)) {
-            places << QStringLiteral("?");
-            updates << QStringLiteral("%1 = excluded.%1").arg(name);
-        }
-        const QString comma = QStringLiteral(", ");
-        const QString statement = QStringLiteral("INSERT INTO messages(%1) VALUES(%2) ON CONFLICT(id) DO UPDATE SET %3")
-                                      .arg(names.join(comma), places.join(comma), updates.join(comma));
+        static const QString statement = QStringLiteral(
+            "INSERT INTO messages VALUES(NULL, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, NULL, NULL, NULL) "
+            "ON CONFLICT(id) DO UPDATE SET (title, content, date_time, beg_time, picture, link_text, link, wnd_width, "
+            "wnd_height, wnd_stay, photo_height, photo_width, sort_time, stored_at, read_at, deleted_at) = "
+            "(excluded.title, excluded.content, excluded.date_time, excluded.beg_time, excluded.picture, "
+            "excluded.link_text, excluded.link, excluded.wnd_width, excluded.wnd_height, excluded.wnd_stay, "
+            "excluded.photo_height, excluded.photo_width, excluded.sort_time, excluded.stored_at, excluded.read_at, "
+            "NULL)");
         m_db.inTransaction([&] {
             for (const QVariantMap &message : messages) {
-                QVariantList values{message.value(key::MsgId),
-                                    sortTime(message.value(key::MsgDateTime).toString(), time), time,
-                                    message.value(key::unRead).toBool() ? QVariant() : QVariant(time)};
-                for (const MessageField &field : messageFields())
+                QVariantList values{message.value(key::MsgId)};
+                for (const MessageField &field : Fields)
                     values << message.value(field.key);
+                values << sortTime(message.value(key::MsgDateTime).toString(), time) << time
+                       << (message.value(key::unRead).toBool() ? QVariant() : QVariant(time));
                 m_db.run(statement, values);
             }
         });
     }
 
+    // With the keys of a record.
+    CallResult allRecords(const Request &request)
+    {
+        return page(request, false, [](const QSqlQuery &row) { return messageOf(row); });
+    }
+
+    // With states and receipts too.
     CallResult list(const Request &request)
     {
-        return page(request.values().value(wire::All).toBool() ? Kind::All : Kind::Details, request);
+        return page(request, request.values().value(wire::All).toBool(),
+                    [this](const QSqlQuery &row) { return detailsOf(row); });
     }
 
-    CallResult page(Kind kind, const Request &request)
+    template <class Read>
+    CallResult page(const Request &request, bool withDeleted, Read read)
     {
-        Place last;
-        const QString cursor = request.values().value(wire::Cursor).toString();
-        if (!cursor.isEmpty() && !last.read(cursor))
-            throw noSuchPlace(cursor);
+        const Place last = readPlace(request.values().value(wire::Cursor).toString());
         Page page;
-        const auto add = [&](const QSqlQuery &row) {
-            const Place place{row.value(SortTime).toLongLong(), row.value(Seq).toLongLong()};
-            return page.add(recordOf(row, kind), place.toText());
-        };
-        const QString filter = kind == Kind::All ? QString() : QStringLiteral("AND deleted_at IS NULL ");
-        m_db.run(QStringLiteral("SELECT %1 FROM messages WHERE (sort_time, seq) < (?, ?) %2"
-                                "ORDER BY sort_time DESC, seq DESC")
-                     .arg(columns(), filter),
-                 {last.time, last.seq}, add);
-        return acceptedWith(code::Ok, page.bag);
+        m_db.run(QStringLiteral("SELECT * FROM messages WHERE (sort_time, seq) < (?, ?) AND (? OR deleted_at IS NULL) "
+                                "ORDER BY sort_time DESC, seq DESC"),
+                 {last.time, last.seq, withDeleted}, [&](const QSqlQuery &row) {
+                     return page.add(read(row), QStringLiteral("%1:%2").arg(row.value(SortTime).toString(),
+                                                                            row.value(Seq).toString()));
+                 });
+        return ok(page.values, page.list);
     }
 
-    QVariantMap recordOf(const QSqlQuery &row, Kind kind)
+    QVariantMap detailsOf(const QSqlQuery &row)
     {
         QVariantMap record = messageOf(row);
-        if (kind == Kind::Records)
-            return record;
         record.insert(detail::StoredTime, timeText(row.value(StoredAt)));
         record.insert(detail::ReadTime, timeText(row.value(ReadAt)));
         record.insert(detail::DeletedTime, timeText(row.value(DeletedAt)));
@@ -430,13 +402,13 @@ private:
         return ok({{wire::Removed, m_db.run(QStringLiteral("DELETE FROM messages"))}});
     }
 
-    const MessagePresenter m_presenter;
+    const Presenter m_presenter;
     Database m_db;
 };
 
 } // namespace
 
-QSharedPointer<rpc::IInvocable> makeMessageService(const QString &directory, const MessagePresenter &presenter)
+QSharedPointer<rpc::IInvocable> makeMessageService(const QString &directory, const Presenter &presenter)
 {
     return QSharedPointer<MessageService>::create(directory, presenter);
 }

@@ -1,11 +1,7 @@
 #pragma once
-#include "tarn/rpc/IInvocable.h"
-#include <functional>
+#include "services/Dispatch.h"
 
 namespace tarn::services {
-
-/// Calls ShowNotifyMessage of the visualized service with these keys.
-using MessagePresenter = std::function<rpc::CallResult(const rpc::Bag &)>;
 
 /// The message service as remote callers see it: checks and stores their messages, and has the visualized service show
 /// a pushed one. Methods: those of IMessageServiceAssistant and of tarn/link/MessageWire.h. RPC worker threads.
@@ -14,6 +10,6 @@ using MessagePresenter = std::function<rpc::CallResult(const rpc::Bag &)>;
 /// not to see it. Lists come newest first and in pages, each small enough for one message of the RPC layer. Nothing is
 /// kept between two pages: a message that stays unchanged meanwhile is in exactly one of them.
 /// @param directory where the database "messages.db" is kept
-QSharedPointer<rpc::IInvocable> makeMessageService(const QString &directory, const MessagePresenter &presenter);
+QSharedPointer<rpc::IInvocable> makeMessageService(const QString &directory, const Presenter &presenter);
 
 } // namespace tarn::services

@@ -265,13 +265,13 @@ qint64 Throttle::take(qint64 wanted)
     return granted;
 }
 
-void downloadPackage(const UpgradeItem &package, const QString &partial, const QString &complete, Throttle *throttle,
+void downloadPackage(const UpgradeItem &package, const QString &file, Throttle *throttle,
                      const std::atomic<bool> &stopping)
 {
-    PackageDownload(package, partial, throttle, stopping).run();
-    if (!QFile::rename(partial, complete))
-        throw Failure(QStringLiteral("%1 cannot be written").arg(complete));
-    syncToDisk(QFileInfo(complete).path());
+    PackageDownload(package, partOf(file), throttle, stopping).run();
+    if (!QFile::rename(partOf(file), file))
+        throw Failure(QStringLiteral("%1 cannot be written").arg(file));
+    syncToDisk(QFileInfo(file).path());
 }
 
 } // namespace tarn::services

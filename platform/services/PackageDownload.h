@@ -1,5 +1,5 @@
 #pragma once
-#include "services/UpgradeTask.h"
+#include "services/UpgradeRecords.h"
 #include <QElapsedTimer>
 #include <QMutex>
 #include <atomic>
@@ -27,13 +27,18 @@ private:
     QElapsedTimer m_refilled;
 };
 
+/// The file that receives the bytes of an incomplete one.
+inline QString partOf(const QString &file)
+{
+    return file + QStringLiteral(".part");
+}
+
 /// Downloads a package. A part already downloaded is kept and only the rest requested; after a broken connection it
 /// continues. It stops before the reserve of free space is used up. Addresses are https, file, or http of this machine.
 /// Blocks its thread. Throws Failure.
-/// @param partial receives the bytes; removed when the checksum is wrong
-/// @param complete is on the disk when this returns, and has the right size and checksum
+/// @param file is on the disk when this returns, and has the right size and checksum
 /// @param stopping set by another thread to end it soon
-void downloadPackage(const UpgradeItem &package, const QString &partial, const QString &complete, Throttle *throttle,
+void downloadPackage(const UpgradeItem &package, const QString &file, Throttle *throttle,
                      const std::atomic<bool> &stopping);
 
 } // namespace tarn::services

@@ -1,12 +1,10 @@
 #include "services/SilentPatch.h"
-#include "services/Dispatch.h"
 #include "services/UpgradeEngine.h"
-#include "tarn/keys/UpgradeKeys.h"
-#include "tarn/link/MessageWire.h"
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QScopeGuard>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
@@ -42,29 +40,23 @@ bool runs(const fs::path &process, const fs::path &file)
 }
 
 // Calls act with a descriptor for each process that runs the file, until it returns false. The descriptor stays with the
-// process when its number is given to another one.
-void forEachProcess(const QString &file, const std::function<bool(int)> &act)
+// process when its number is given to another one. Scripts are never found: their processes run the interpreter.
+// @return false when act returned false
+bool forEachProcess(const QString &file, const std::function<bool(int)> &act)
 {
     const QStringList entries = file.isEmpty() ? QStringList() : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
-    for (const QString &entry : entries) {
+    return std::all_of(entries.cbegin(), entries.cend(), [&](const QString &entry) {
         const pid_t pid = entry.toInt();
         const int descriptor = pid > 0 && pid != ::getpid() ? int(::syscall(SYS_pidfd_open, pid, 0)) : -1;
         const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
-        if (descriptor >= 0 && runs("/proc/" + entry.toStdString(), QFile::encodeName(file).toStdString()) &&
-            !act(descriptor))
-            return;
-    }
+        return descriptor < 0 || !runs("/proc/" + entry.toStdString(), QFile::encodeName(file).toStdString()) ||
+               act(descriptor);
+    });
 }
 
-// Scripts are never found: their processes run the interpreter.
 bool isProgramRunning(const QString &file)
 {
-    bool found = false;
-    forEachProcess(file, [&found](int) {
-        found = true;
-        return false;
-    });
-    return found;
+    return !forEachProcess(file, [](int) { return false; });
 }
 
 // Kills the processes and waits until they have ended.
@@ -112,9 +104,9 @@ public:
     {
     }
 
-    QString run(bool killRunning)
+    rpc::CallResult run(bool killRunning)
     {
-        QString error = errorOf([&] {
+        const QString error = errorOf([&] {
             if (!killRunning)
                 makeWay(false); // before the download too: a refusal leaves no task behind
             download();
@@ -124,12 +116,12 @@ public:
         });
         if (!error.isEmpty())
             errorOf([this] { abandon(); });
-        return error;
-    }
-
-    QVariantMap report() const
-    {
-        return {{wire::Shown, m_shown}, {wire::ShowError, m_showError}, {key::SilentState, m_state}};
+        rpc::CallResult result = error.isEmpty() ? ok() : refusedWith(code::Refused, error);
+        result.output.values = {{wire::Shown, m_shown},
+                                {wire::ShowError, m_showError},
+                                {key::SilentState, m_state},
+                                {key::NewVersion, m_task.items.constFirst().version}};
+        return result;
     }
 
 private:
@@ -276,13 +268,10 @@ private:
 
 } // namespace
 
-QString patchSilently(const PatchTools &tools, const InstalledSoftware &software, const UpgradeTask &task,
-                      bool killRunning, QVariantMap *report)
+rpc::CallResult patchSilently(const PatchTools &tools, const InstalledSoftware &software, const UpgradeTask &task,
+                              bool killRunning)
 {
-    SilentPatch patch(tools, software, task);
-    QString error = patch.run(killRunning);
-    *report = patch.report();
-    return error;
+    return SilentPatch(tools, software, task).run(killRunning);
 }
 
 } // namespace tarn::services

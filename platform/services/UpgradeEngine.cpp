@@ -69,7 +69,7 @@ void UpgradeEngine::takeUp(UpgradeTask *task)
     if (!error.isEmpty())
         return setState(task->product, state::InstallFailed, error);
     if (task->state == state::Installing || task->state == state::Downloaded)
-        setState(task->product, firstMissing(*task) < 0 ? state::Downloaded : state::Downloading);
+        setState(task->product, isComplete(*task) ? state::Downloaded : state::Downloading);
 }
 
 UpgradeTask *UpgradeEngine::find(const QString &product)
@@ -149,12 +149,11 @@ void UpgradeEngine::begin(const QString &product, const std::function<void(const
             return failure;
         });
     });
-    if (error.isEmpty())
-        return;
-    std::promise<QString> promise;
-    promise.set_value(QStringLiteral("there is no thread for it: %1").arg(error));
-    running.error = promise.get_future();
-    finishSoon();
+    if (!error.isEmpty()) {
+        running.error = std::async(std::launch::deferred,
+                                   [error] { return QStringLiteral("there is no thread for it: %1").arg(error); });
+        finishSoon();
+    }
 }
 
 // Also for an installation that was stopped: waits for its end then.
@@ -173,25 +172,20 @@ void UpgradeEngine::finish(const QString &product, int number)
                                                                 : QStringLiteral("downloading"),
                                                      product, error);
     m_running.erase(running);
-    if (installing || !error.isEmpty())
-        setState(product,
-                 error.isEmpty() ? state::Installed
-                 : installing    ? state::InstallFailed
-                                 : state::DownloadFailed,
-                 error);
+    if (error.isEmpty())
+        setState(product, installing ? state::Installed : state::Downloaded);
+    else
+        setState(product, installing ? state::InstallFailed : state::DownloadFailed, error);
     if (installing) // also after a failure: a damaged package must neither be installed again nor fill the disk
         dropFiles(current(product));
-    scheduleSoon(); // the next package of this product, or the next product
+    scheduleSoon(); // the next product
 }
 
 QList<UpgradeTask> UpgradeEngine::tasks()
 {
     QList<UpgradeTask> list = m_thread.run([this] {
         load();
-        QList<UpgradeTask> all;
-        for (const UpgradeTask &task : qAsConst(m_tasks))
-            all << shown(task);
-        return all;
+        return m_tasks.values();
     });
     for (UpgradeTask &task : list) {
         for (UpgradeItem &item : task.items)
@@ -216,54 +210,37 @@ UpgradeTask UpgradeEngine::current(const QString &product)
 {
     load();
     const UpgradeTask *task = find(product);
-    return task ? shown(*task) : UpgradeTask();
-}
-
-UpgradeTask UpgradeEngine::shown(UpgradeTask task) const
-{
-    const QString failure = m_unstored.value(task.product);
-    if (!failure.isEmpty())
-        task.error += (task.error.isEmpty() ? QString() : QStringLiteral("; ")) +
-                      QStringLiteral("the state cannot be stored: %1").arg(failure);
-    return task;
+    return task ? *task : UpgradeTask();
 }
 
 void UpgradeEngine::scheduleSoon()
 {
-    if (m_scheduled)
-        return;
-    m_scheduled = true;
     m_thread.post([this] { schedule(); });
 }
 
 void UpgradeEngine::schedule()
 {
-    m_scheduled = false;
     const QMap<qint64, UpgradeTask> list = m_tasks;
     const auto runs = [this](const UpgradeTask &task) {
         return task.state == state::Downloading && m_running.count(task.product) > 0;
     };
     auto downloads = std::count_if(list.cbegin(), list.cend(), runs);
     for (const UpgradeTask &task : list) {
-        if (task.state != state::Downloading || runs(task) || downloads >= MaxDownloads)
-            continue;
-        beginDownload(task);
-        downloads += runs(task) ? 1 : 0;
+        if (task.state == state::Downloading && !runs(task) && downloads++ < MaxDownloads)
+            begin(task.product, [this, task](const std::atomic<bool> &stopping) { download(task, stopping); });
     }
 }
 
-void UpgradeEngine::beginDownload(const UpgradeTask &task)
+// Any thread.
+void UpgradeEngine::download(const UpgradeTask &task, const std::atomic<bool> &stopping)
 {
-    const int missing = firstMissing(task);
-    if (missing < 0)
-        return setState(task.product, state::Downloaded);
     if (!QDir().mkpath(m_settings.downloads))
-        return setState(task.product, state::DownloadFailed,
-                        QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
-    const UpgradeItem &item = task.items.at(missing);
-    begin(task.product,
-          [this, item, partial = partialFile(task.product, item), complete = file(task.product, item)](
-              const std::atomic<bool> &stopping) { downloadPackage(item, partial, complete, &m_throttle, stopping); });
+        throw Failure(QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
+    for (const UpgradeItem &item : task.items) {
+        const QString target = file(task.product, item);
+        if (!QFile::exists(target))
+            downloadPackage(item, target, &m_throttle, stopping);
+    }
 }
 
 void UpgradeEngine::setState(const QString &product, int state, const QString &reason)
@@ -271,21 +248,22 @@ void UpgradeEngine::setState(const QString &product, int state, const QString &r
     UpgradeTask *task = find(product);
     task->state = state;
     task->error = reason.left(MaxError);
-    storeState(*task);
+    storeState(task);
     m_changed.wakeAll();
 }
 
 // A state that cannot be stored is stored later: the task must neither lie to callers nor start over again and again
 // while the disk is full.
-void UpgradeEngine::storeState(const UpgradeTask &task)
+void UpgradeEngine::storeState(UpgradeTask *task)
 {
-    const QString failure = errorOf([&] { m_store->save(task); });
-    if (failure.isEmpty()) {
-        m_unstored.remove(task.product);
+    m_unstored.remove(task->product);
+    const QString failure = errorOf([&] { m_store->save(*task); });
+    if (failure.isEmpty())
         return;
-    }
-    qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(task.product, failure);
-    m_unstored.insert(task.product, failure);
+    qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(task->product, failure);
+    m_unstored.insert(task->product, task->error);
+    task->error += (task->error.isEmpty() ? QString() : QStringLiteral("; ")) +
+                   QStringLiteral("the state cannot be stored: %1").arg(failure);
     if (!std::exchange(m_storesAgain, true))
         m_thread.post([this] { storeAgain(); }, StoreAgainMs);
 }
@@ -293,19 +271,18 @@ void UpgradeEngine::storeState(const UpgradeTask &task)
 void UpgradeEngine::storeAgain()
 {
     m_storesAgain = false;
-    for (const UpgradeTask &task : qAsConst(m_tasks)) {
-        if (m_unstored.contains(task.product))
-            storeState(task);
+    for (UpgradeTask &task : m_tasks) {
+        if (!m_unstored.contains(task.product))
+            continue;
+        task.error = m_unstored.value(task.product);
+        storeState(&task);
     }
 }
 
-int UpgradeEngine::firstMissing(const UpgradeTask &task) const
+bool UpgradeEngine::isComplete(const UpgradeTask &task) const
 {
-    for (int i = 0; i < task.items.size(); ++i) {
-        if (!QFile::exists(file(task.product, task.items.at(i))))
-            return i;
-    }
-    return -1;
+    return std::all_of(task.items.cbegin(), task.items.cend(),
+                       [&](const UpgradeItem &item) { return QFile::exists(file(task.product, item)); });
 }
 
 qint64 UpgradeEngine::receivedOf(const UpgradeTask &task, const UpgradeItem &item) const
@@ -313,7 +290,7 @@ qint64 UpgradeEngine::receivedOf(const UpgradeTask &task, const UpgradeItem &ite
     if (task.state == state::Installed)
         return item.size; // the package was removed
     const QFileInfo complete(file(task.product, item));
-    return complete.exists() ? complete.size() : QFileInfo(partialFile(task.product, item)).size();
+    return complete.exists() ? complete.size() : QFileInfo(partOf(complete.filePath())).size();
 }
 
 QString UpgradeEngine::file(const QString &product, const UpgradeItem &item) const
@@ -321,16 +298,11 @@ QString UpgradeEngine::file(const QString &product, const UpgradeItem &item) con
     return QDir(m_settings.downloads).filePath(packageName(product, item) + QStringLiteral(".package"));
 }
 
-QString UpgradeEngine::partialFile(const QString &product, const UpgradeItem &item) const
-{
-    return QDir(m_settings.downloads).filePath(packageName(product, item) + QStringLiteral(".part"));
-}
-
 void UpgradeEngine::dropFiles(const UpgradeTask &task) const
 {
     for (const UpgradeItem &item : task.items) {
         QFile::remove(file(task.product, item));
-        QFile::remove(partialFile(task.product, item));
+        QFile::remove(partOf(file(task.product, item)));
     }
 }
 
@@ -346,7 +318,7 @@ void UpgradeEngine::dropForeignFiles() const
     }
     const QFileInfoList files = QDir(m_settings.downloads).entryInfoList(QDir::Files);
     for (const QFileInfo &info : files) {
-        if (!wanted.contains(info.completeBaseName()))
+        if (!wanted.contains(info.baseName()))
             QFile::remove(info.filePath());
     }
 }

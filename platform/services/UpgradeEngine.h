@@ -58,29 +58,26 @@ private:
     UpgradeTask current(const QString &product);
     void schedule();
     void scheduleSoon();
-    void beginDownload(const UpgradeTask &task);
+    void download(const UpgradeTask &task, const std::atomic<bool> &stopping);
     void begin(const QString &product, const std::function<void(const std::atomic<bool> &stopping)> &work);
     void finish(const QString &product, int number);
     void setState(const QString &product, int state, const QString &reason = QString());
-    void storeState(const UpgradeTask &task);
+    void storeState(UpgradeTask *task);
     void storeAgain();
-    UpgradeTask shown(UpgradeTask task) const;
     void dropFiles(const UpgradeTask &task) const;
     void dropForeignFiles() const;
-    int firstMissing(const UpgradeTask &task) const;
+    bool isComplete(const UpgradeTask &task) const; ///< all packages are downloaded
     qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item) const;
-    QString partialFile(const QString &product, const UpgradeItem &item) const; ///< of the bytes that have arrived
-    QString directoryOf(const QString &product) const;                          ///< empty when it is not installed
+    QString directoryOf(const QString &product) const; ///< empty when it is not installed
 
     UpgradeStore *const m_store;
     const Settings m_settings;
     bool m_isLoaded = false;
     QMap<qint64, UpgradeTask> m_tasks;  ///< by id: in the order of their start
-    QHash<QString, QString> m_unstored; ///< by product: why its task's last state is not in the store
+    QHash<QString, QString> m_unstored; ///< by product: the error of a task whose last state is not in the store
     Throttle m_throttle;
     std::map<QString, Work> m_running; ///< by product
     int m_lastNumber = 0;
-    bool m_scheduled = false;
     bool m_storesAgain = false; ///< storeAgain() is due
     QMutex m_changedLock;
     QWaitCondition m_changed; ///< a task's state

@@ -1,62 +1,42 @@
 #include "services/UpgradeRecords.h"
 #include "services/Failure.h"
-#include "tarn/keys/UpgradeKeys.h"
-#include "tarn/link/UpgradeWire.h"
 #include <algorithm>
 
 namespace tarn::services {
 
 using namespace upgrade;
-namespace package = link::wire::package;
 
 namespace {
 
 QVariantMap section(const CatalogueItem &item, const QString &installedVersion)
 {
-    QVariantMap section = item.further;
-    section.insert(key::SoftwareName, item.name);
-    section.insert(key::NewVersion, item.version);
+    QVariantMap section = item.section;
     section.insert(key::CurrentVersion, installedVersion);
     section.insert(key::InstalledVersion, installedVersion);
-    section.insert(key::ReleaseDate, item.date);
-    section.insert(key::NotesFile, item.notesFile);
-    section.insert(key::Forced, item.forced);
-    if (!item.url.isEmpty()) {
-        section.insert(package::Url, item.url);
-        section.insert(package::Size, item.size);
-        section.insert(package::Sha256, item.sha256);
-    }
     return section;
 }
 
-// The patch made for a version of the product; null when there is none.
-const CatalogueItem *patchFor(const CatalogueProduct &product, const QString &version)
+// The newest patch for the installed version, unless it is installed already. Patches change the installed version's
+// last number, so its own version is shown to the user.
+QVariantMap patchSection(const InstalledSoftware &installed, const CatalogueProduct &offered)
 {
+    const QString &current = installed.patchVersion;
     const CatalogueItem *best = nullptr;
-    for (const CatalogueItem &patch : product.patches) {
-        if (patch.forVersion == version && (!best || isNewer(patch.version, best->version)))
+    for (const CatalogueItem &patch : offered.patches) {
+        if (patch.forVersion == installed.version && (current.isEmpty() || isNewer(patch.version, current)) &&
+            (!best || isNewer(patch.version, best->version)))
             best = &patch;
     }
-    return best;
-}
-
-// The patch for a version, unless it is installed already; patches change the installed version's last number, so its
-// own version is shown to the user.
-QVariantMap patchSection(const InstalledSoftware &installed, const CatalogueProduct &offered, const QString &version)
-{
-    const CatalogueItem *patch = patchFor(offered, version);
-    if (!patch || (!installed.patchVersion.isEmpty() && !isNewer(patch->version, installed.patchVersion)))
-        return {};
-    return section(*patch, installed.patchVersion.isEmpty() ? installed.version : installed.patchVersion);
+    return best ? section(*best, current.isEmpty() ? installed.version : current) : QVariantMap();
 }
 
 // The update record of a product; empty when there is nothing to offer.
 QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProduct &offered,
-                         const IsIgnored &isIgnored)
+                         const QSet<QString> &ignores)
 {
     QVariantMap news;
     const auto ignored = [&](const QString &kind, const QString &item, const QString &version) {
-        return isIgnored({installed.name, installed.bits, kind, item, version});
+        return ignores.contains(Offer{installed.name, installed.bits, kind, item, version}.identity());
     };
     QVariantList plugins;
     for (const CatalogueItem &plugin : offered.plugins) {
@@ -68,7 +48,7 @@ QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProd
     if (!plugins.isEmpty())
         news.insert(key::Plugins, plugins);
     const bool hasRelease = offered.release && isNewer(offered.release->version, installed.version);
-    const QVariantMap patch = patchSection(installed, offered, installed.version);
+    const QVariantMap patch = patchSection(installed, offered);
     if (hasRelease && !ignored(key::Software, {}, offered.release->version)) {
         news.insert(key::Software, section(*offered.release, installed.version));
         if (!patch.isEmpty())
@@ -78,53 +58,49 @@ QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProd
         news.insert(key::Patch, patch);
     if (news.isEmpty())
         return {};
-    QVariantMap record = offered.further;
-    for (auto it = news.cbegin(); it != news.cend(); ++it)
-        record.insert(it.key(), *it);
-    record.insert(key::SoftwareName, installed.name);
+    QVariantMap record = offered.record;
+    record.insert(news);
     record.insert(key::ExePath, installed.exePath);
     record.insert(key::SoftBytes, installed.bits);
-    record.insert(key::IconPath, offered.iconFile);
     record.insert(key::CurrentVersion, installed.version);
     return record;
 }
 
-const CatalogueItem *findItem(const QList<CatalogueItem> &items, const QString &name, const QString &version)
+// The catalogue's entry for a wish. Throws Failure when it has no package of that.
+CatalogueItem findOffer(const CatalogueProduct &product, const Offer &wish)
 {
-    const auto found = std::find_if(items.cbegin(), items.cend(), [&](const CatalogueItem &item) {
-        return item.version == version && (name.isEmpty() || item.name == name);
-    });
-    return found == items.cend() ? nullptr : &*found;
-}
-
-// The catalogue's entry for a wish; null when it offers no such thing.
-const CatalogueItem *findOffer(const CatalogueProduct &product, const Offer &wish)
-{
-    if (wish.kind == key::Plugins)
-        return findItem(product.plugins, wish.item, wish.version);
-    if (wish.kind == key::Patch || wish.kind == key::OldPatch)
-        return findItem(product.patches, {}, wish.version);
-    return product.release && product.release->version == wish.version ? &*product.release : nullptr;
+    QList<CatalogueItem> items = wish.kind == key::Plugins ? product.plugins : product.patches;
+    if (wish.kind == key::Software)
+        items = product.release ? QList<CatalogueItem>{*product.release} : QList<CatalogueItem>();
+    for (const CatalogueItem &item : qAsConst(items)) {
+        if (item.version == wish.version && (wish.item.isEmpty() || item.name == wish.item) && !item.url.isEmpty())
+            return item;
+    }
+    throw Failure(QStringLiteral("no package of %1 %2")
+                      .arg((wish.item.isEmpty() ? product.name : wish.item).left(100), wish.version.left(100)));
 }
 
 int itemType(const QString &kind)
 {
-    if (kind == key::Plugins)
-        return item::Named;
-    if (kind == key::Patch)
-        return item::Patch;
-    return kind == key::OldPatch ? item::OldPatch : item::Main;
+    static const QHash<QString, int> types{
+        {key::Plugins, item::Named}, {key::Patch, item::Patch}, {key::OldPatch, item::OldPatch}};
+    return types.value(kind, item::Main);
 }
 
 } // namespace
 
+QString Offer::identity() const
+{
+    return QStringList{product, bits, kind, item, version}.join(QChar(0x1F));
+}
+
 QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
-                           const IsIgnored &isIgnored)
+                           const QSet<QString> &ignores)
 {
     QVariantList records;
     for (const CatalogueProduct &product : catalogue) {
         const InstalledSoftware *software = findSoftware(installed, product.name);
-        const QVariantMap record = software ? updateRecord(*software, product, isIgnored) : QVariantMap();
+        const QVariantMap record = software ? updateRecord(*software, product, ignores) : QVariantMap();
         if (!record.isEmpty())
             records << record;
     }
@@ -161,12 +137,9 @@ UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, con
     if (!oldPatch.isEmpty())
         list << Offer{task.product, {}, key::OldPatch, {}, oldPatch};
     for (const Offer &wish : qAsConst(list)) {
-        const CatalogueItem *found = findOffer(*product, wish);
-        if (!found || found->url.isEmpty())
-            throw Failure(QStringLiteral("no package of %1 %2")
-                              .arg((wish.item.isEmpty() ? task.product : wish.item).left(100), wish.version.left(100)));
-        task.items << UpgradeItem{
-            itemType(wish.kind), found->name, found->version, found->url, found->sha256, found->size, 0};
+        const CatalogueItem found = findOffer(*product, wish);
+        task.items << UpgradeItem{itemType(wish.kind), found.name, found.version, found.url, found.sha256,
+                                  found.size,          0};
     }
     if (task.items.isEmpty())
         throw Failure(QStringLiteral("the request names nothing to download"));

@@ -1,10 +1,41 @@
 #pragma once
 #include "services/Catalogue.h"
 #include "services/InstalledSoftware.h"
-#include "services/UpgradeTask.h"
-#include <functional>
+#include "tarn/keys/UpgradeKeys.h"
+#include <QSet>
 
 namespace tarn::services {
+
+/// One package of a task.
+struct UpgradeItem
+{
+    int type = 0; ///< UpgradeKeys.h, namespace item
+    QString name;
+    QString version;
+    QString url;
+    QString sha256;
+    qint64 size = 0;
+    qint64 received = 0; ///< bytes on the disk
+};
+
+/// The download and installation of the items that a user chose for one product.
+struct UpgradeTask
+{
+    qint64 id = 0; ///< the store's, never given twice; 0 for a task that is not stored
+    QString product;
+    int state = 0; ///< UpgradeKeys.h, namespace state
+    QString error;
+    QString currentVersion;
+    QString exePath;
+    QVariantMap sections; ///< "软件", "补丁包", "插件", "旧版本补丁包" as they were requested
+    QList<UpgradeItem> items;
+
+    bool isActive() const ///< downloading, downloaded or installing
+    {
+        using namespace upgrade::state;
+        return state == Downloading || state == Downloaded || state == Installing;
+    }
+};
 
 /// One thing that can be offered for a product.
 struct Offer
@@ -14,15 +45,16 @@ struct Offer
     QString kind;    ///< "软件", "补丁包" or "插件"
     QString item;    ///< name of the plug-in; empty for the others
     QString version; ///< the offered one
-};
 
-using IsIgnored = std::function<bool(const Offer &)>;
+    QString identity() const; ///< differs from that of any other offer
+};
 
 /// The update records of all installed products that the catalogue knows, in the catalogue's order. A product whose
 /// updates are all ignored, or that has none, gets no record. A patch of the installed version is a separate update
 /// ("补丁包") while no new version is offered, else the alternative for a user who declines that one ("旧版本补丁包").
+/// @param ignores identities of ignored offers
 QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
-                           const IsIgnored &isIgnored);
+                           const QSet<QString> &ignores = {});
 
 /// The offers that a request names for a product: the kinds, items and versions of its sections. Sections that are no maps or
 /// lists and entries without a version are passed over.

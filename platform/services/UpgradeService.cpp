@@ -1,35 +1,18 @@
 #include "services/UpgradeService.h"
-#include "services/Dispatch.h"
 #include "services/Files.h"
-#include "services/Paging.h"
 #include "services/SilentPatch.h"
 #include "services/UpgradeEngine.h"
-#include "services/UpgradeStore.h"
-#include "tarn/keys/UpgradeKeys.h"
-#include "tarn/link/MessageWire.h"
 #include "tarn/link/UpgradeWire.h"
 #include <QDir>
-#include <QSet>
 #include <QSettings>
 
 namespace tarn::services {
 
 using namespace upgrade;
-using rpc::Bag;
 using rpc::CallResult;
 namespace wire = link::wire;
 
 namespace {
-
-CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
-{
-    return acceptedWith(code::Ok, {values, list});
-}
-
-QString identity(const Offer &offer)
-{
-    return QStringList{offer.product, offer.bits, offer.kind, offer.item, offer.version}.join(QChar(0x1F));
-}
 
 QVariantMap toMap(const UpgradeStore::Ignored &entry)
 {
@@ -48,34 +31,29 @@ QVariantMap recordOf(const QVariantList &records, const QString &product)
     return {};
 }
 
-class UpgradeService final : public rpc::IInvocable
+class UpgradeService final : public Dispatcher<UpgradeService>
 {
 public:
-    UpgradeService(const QString &directory, const UpgradePaths &paths, const UpgradePresenter &presenter)
-        : m_paths(paths)
+    UpgradeService(const QString &directory, const UpgradePaths &paths, const Presenter &presenter)
+        : Dispatcher({QStringLiteral("upgrade"), code::Ok, code::Refused, code::InvalidArgs},
+                     {
+                         {QStringLiteral("CheckNewVersion"), &UpgradeService::checkNewVersion},
+                         {QStringLiteral("IgnoreUpgrade"), &UpgradeService::ignoreUpgrade},
+                         {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
+                         {QStringLiteral("QueryTaskInfos"), &UpgradeService::queryTaskInfos},
+                         {QStringLiteral("StopUpgrade"), &UpgradeService::stopUpgrade},
+                         {QStringLiteral("InstallSoftware"), &UpgradeService::installSoftware},
+                         {wire::method::PatchSilently, &UpgradeService::patchSilently},
+                         {wire::method::AnnounceUpdates, &UpgradeService::announce},
+                         {wire::method::ShowNotes, &UpgradeService::showNotes},
+                         {wire::method::UpgradeStatus, &UpgradeService::status},
+                         {wire::method::ForgetIgnores, &UpgradeService::forgetIgnores},
+                     })
+        , m_paths(paths)
         , m_presenter(presenter)
         , m_store(directory)
         , m_engine(&m_store, {m_paths.apps, directory + QStringLiteral("/downloads"), m_paths.bandwidth})
     {
-    }
-
-    CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
-    {
-        static const HandlerTable<UpgradeService> handlers{
-            {QStringLiteral("CheckNewVersion"), &UpgradeService::checkNewVersion},
-            {QStringLiteral("IgnoreUpgrade"), &UpgradeService::ignoreUpgrade},
-            {QStringLiteral("StartDownload"), &UpgradeService::startDownload},
-            {QStringLiteral("QueryTaskInfos"), &UpgradeService::queryTaskInfos},
-            {QStringLiteral("StopUpgrade"), &UpgradeService::stopUpgrade},
-            {QStringLiteral("InstallSoftware"), &UpgradeService::installSoftware},
-            {wire::method::PatchSilently, &UpgradeService::patchSilently},
-            {wire::method::AnnounceUpdates, &UpgradeService::announce},
-            {wire::method::ShowNotes, &UpgradeService::showNotes},
-            {wire::method::UpgradeStatus, &UpgradeService::status},
-            {wire::method::ForgetIgnores, &UpgradeService::forgetIgnores},
-        };
-        static const ServiceFamily family{QStringLiteral("upgrade"), code::Refused, code::InvalidArgs};
-        return dispatch(this, handlers, family, method, {input, context});
     }
 
 private:
@@ -90,13 +68,12 @@ private:
 
     QVariantList findUpdates(bool withIgnored)
     {
-        const Catalogue offered = catalogue();
-        const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
         QSet<QString> ignored;
-        for (const UpgradeStore::Ignored &entry : ignores)
-            ignored.insert(identity(entry.offer));
-        return updateRecords(readInstalledSoftware(m_paths.apps), offered,
-                             [&](const Offer &offer) { return !withIgnored && ignored.contains(identity(offer)); });
+        if (!withIgnored) {
+            for (const UpgradeStore::Ignored &entry : m_store.ignores())
+                ignored.insert(entry.offer.identity());
+        }
+        return updateRecords(readInstalledSoftware(m_paths.apps), catalogue(), ignored);
     }
 
     QVariantMap present(const QString &operation, const QVariantList &records) const
@@ -135,7 +112,7 @@ private:
     {
         const QString product = request.name(key::SoftwareName);
         const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
-        UpgradeTask task = makeTask(request.values(), readCatalogue(m_paths.catalogue, m_paths.publicKey), installed);
+        UpgradeTask task = makeTask(request.values(), catalogue(), installed);
         task.error = whyNotWritable(installed, product);
         if (!task.error.isEmpty())
             task.state = state::DownloadFailed;
@@ -144,34 +121,33 @@ private:
         return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
     }
 
-    // The place that a cursor names; start without one.
-    static qint64 placeOf(const QString &cursor, qint64 start)
+    // One page of rows, which are ordered by their places.
+    static Page pageOf(const QMap<qint64, QVariantMap> &rows, const QString &cursor)
     {
-        bool good = cursor.isEmpty();
-        const qint64 place = good ? start : cursor.toLongLong(&good);
-        if (!good)
+        bool isPlace = cursor.isEmpty();
+        auto row = isPlace ? rows.cbegin() : rows.upperBound(cursor.toLongLong(&isPlace));
+        if (!isPlace)
             throw noSuchPlace(cursor);
-        return place;
+        Page page;
+        while (row != rows.cend() && page.add(*row, QString::number(row.key())))
+            ++row;
+        return page;
     }
 
-    // Adds the tasks behind a place of the list, which is a task's id.
-    static void addTasks(const QList<UpgradeTask> &tasks, qint64 place, Page *page)
+    QMap<qint64, QVariantMap> taskRows()
     {
-        for (const UpgradeTask &task : tasks) {
-            if (task.id > place && !page->add(toTaskMap(task), QString::number(task.id)))
-                return;
-        }
+        QMap<qint64, QVariantMap> rows;
+        for (const UpgradeTask &task : m_engine.tasks())
+            rows.insert(task.id, toTaskMap(task));
+        return rows;
     }
 
     // As "taskInfoList" while all tasks fit into one message, else in pages.
     CallResult queryTaskInfos(const Request &request)
     {
         const QString cursor = request.values().value(wire::Cursor).toString();
-        Page page;
-        addTasks(m_engine.tasks(), placeOf(cursor, 0), &page);
-        if (cursor.isEmpty() && page.isLast())
-            return ok({{key::TaskInfoList, page.bag.list}});
-        return acceptedWith(code::Ok, page.bag);
+        const Page page = pageOf(taskRows(), cursor);
+        return cursor.isEmpty() && page.isLast() ? ok({{key::TaskInfoList, page.list}}) : ok(page.values, page.list);
     }
 
     CallResult stopUpgrade(const Request &request)
@@ -209,22 +185,15 @@ private:
         const QString product = request.name(key::SoftwareName);
         const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
         const UpgradeTask task = patchTask(product, installed);
-        const PatchTools tools{m_engine, m_presenter, request.context};
-        QVariantMap report;
-        const QString error = services::patchSilently(tools, *findSoftware(installed, product), task,
-                                                      request.values().value(wire::KillRunning).toBool(), &report);
-        CallResult result = error.isEmpty() ? ok() : refusedWith(code::Refused, error);
-        result.output.values = report; // a refusal tells as well how far it has come
-        result.output.values.insert(key::NewVersion, task.items.constFirst().version);
-        return result;
+        return services::patchSilently({m_engine, m_presenter, request.context}, *findSoftware(installed, product),
+                                       task, request.values().value(wire::KillRunning).toBool());
     }
 
     // For the patch of the installed version, whether or not it is ignored or there is a new version as well.
     UpgradeTask patchTask(const QString &product, const QList<InstalledSoftware> &installed) const
     {
         const Catalogue offered = catalogue();
-        const QVariantMap record =
-            recordOf(updateRecords(installed, offered, [](const Offer &) { return false; }), product);
+        const QVariantMap record = recordOf(updateRecords(installed, offered), product);
         const QString section = record.contains(key::Patch) ? key::Patch : key::OldPatch;
         const QVariant patch = record.value(section);
         if (patch.toMap().isEmpty())
@@ -259,20 +228,15 @@ private:
     CallResult status(const Request &request)
     {
         const QString cursor = request.values().value(wire::Cursor).toString();
+        QMap<qint64, QVariantMap> rows = taskRows();
         const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
-        const QList<UpgradeTask> tasks = m_engine.tasks();
         const int count = ignores.size();
-        const qint64 place = placeOf(cursor, -count - 1);
-        Page page;
-        for (int i = 0; i < count && page.isLast(); ++i) {
-            if (i - count > place)
-                page.add(toMap(ignores.at(i)), QString::number(i - count));
-        }
-        if (page.isLast())
-            addTasks(tasks, place, &page);
+        for (int i = 0; i < count; ++i)
+            rows.insert(i - count, toMap(ignores.at(i)));
+        const Page page = pageOf(rows, cursor);
         if (cursor.isEmpty() && page.isLast())
-            return ok({{wire::Ignores, page.bag.list.mid(0, count)}, {wire::Tasks, page.bag.list.mid(count)}});
-        return acceptedWith(code::Ok, page.bag);
+            return ok({{wire::Ignores, page.list.mid(0, count)}, {wire::Tasks, page.list.mid(count)}});
+        return ok(page.values, page.list);
     }
 
     CallResult forgetIgnores(const Request &request)
@@ -282,7 +246,7 @@ private:
     }
 
     const UpgradePaths m_paths;
-    const UpgradePresenter m_presenter;
+    const Presenter m_presenter;
     UpgradeStore m_store;
     UpgradeEngine m_engine;
 };
@@ -310,7 +274,7 @@ UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
 }
 
 QSharedPointer<rpc::IInvocable> makeUpgradeService(const QString &directory, const UpgradePaths &paths,
-                                                   const UpgradePresenter &presenter)
+                                                   const Presenter &presenter)
 {
     return QSharedPointer<UpgradeService>::create(directory, paths, presenter);
 }

@@ -1,6 +1,5 @@
 #pragma once
-#include "tarn/rpc/IInvocable.h"
-#include <functional>
+#include "services/Dispatch.h"
 
 namespace tarn::services {
 
@@ -18,14 +17,11 @@ struct UpgradePaths
     static UpgradePaths ofProgram(const QString &programDirectory);
 };
 
-/// Calls an operation of the visualized service.
-using UpgradePresenter = std::function<rpc::CallResult(const QString &operation, const rpc::Bag &)>;
-
 /// The upgrade service as remote callers see it. Methods: those of IUpgradeServiceAssistant and of
 /// tarn/link/UpgradeWire.h. The catalogue and the install descriptions are read afresh for every question. RPC worker
 /// threads.
 /// @param directory where the database is kept
 QSharedPointer<rpc::IInvocable> makeUpgradeService(const QString &directory, const UpgradePaths &paths,
-                                                   const UpgradePresenter &presenter);
+                                                   const Presenter &presenter);
 
 } // namespace tarn::services

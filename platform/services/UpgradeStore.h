@@ -1,7 +1,6 @@
 #pragma once
 #include "services/Database.h"
 #include "services/UpgradeRecords.h"
-#include "services/UpgradeTask.h"
 
 namespace tarn::services {
 

@@ -57,33 +57,23 @@ private:
             m_poll.stop(); // the core registers them again when the hub restarts
     }
 
+    // Locks the data directory without waiting.
     bool hasDirectory()
     {
-        try {
-            pid_t holder = 0;
-            if (tryLock(&holder))
-                return true;
-            report(QStringLiteral("%1 is in use by process %2; waiting until it ends")
-                       .arg(m_directory, QString::number(holder)));
-        } catch (const Failure &failure) {
-            report(QStringLiteral("the data directory cannot be locked: %1").arg(failure.text()), true);
-        }
-        return false;
-    }
-
-    // Locks the data directory without waiting, or finds the process that holds it.
-    bool tryLock(pid_t *holder)
-    {
-        if (!m_lock.isOpen() && !m_lock.open(QIODevice::ReadWrite))
-            throw Failure(QStringLiteral("%1: %2").arg(m_lock.fileName(), m_lock.errorString()));
         struct flock whole = {};
         whole.l_type = F_WRLCK;
-        if (::fcntl(m_lock.handle(), F_SETLK, &whole) == 0)
+        const bool isOpen = m_lock.isOpen() || m_lock.open(QIODevice::ReadWrite);
+        if (isOpen && ::fcntl(m_lock.handle(), F_SETLK, &whole) == 0)
             return true;
-        if (errno != EACCES && errno != EAGAIN)
-            throw systemFailure(m_lock.fileName());
+        if (!isOpen || (errno != EACCES && errno != EAGAIN)) {
+            report(
+                QStringLiteral("the data directory cannot be locked: %1").arg(systemFailure(m_lock.fileName()).text()),
+                true);
+            return false;
+        }
         ::fcntl(m_lock.handle(), F_GETLK, &whole);
-        *holder = whole.l_pid;
+        report(QStringLiteral("%1 is in use by process %2; waiting until it ends")
+                   .arg(m_directory, QString::number(whole.l_pid)));
         return false;
     }
 
@@ -105,9 +95,7 @@ private:
         const auto show = [this](const QString &operation, const rpc::Bag &bag) {
             return m_userInterface.call(visualized::DefaultTag, operation, bag, ShowTimeout);
         };
-        m_services.insert(link::wire::MessageTag, makeMessageService(m_directory, [show](const rpc::Bag &bag) {
-                              return show(QStringLiteral("ShowNotifyMessage"), bag);
-                          }));
+        m_services.insert(link::wire::MessageTag, makeMessageService(m_directory, show));
         m_services.insert(link::wire::UpgradeTag,
                           makeUpgradeService(m_directory, UpgradePaths::ofProgram(programs), show));
         try {

@@ -1,5 +1,4 @@
 #include "services/Database.h"
-#include "services/Dispatch.h"
 #include "services/Files.h"
 #include "services/MessageService.h"
 #include "support/CallContext.h"
@@ -59,9 +58,10 @@ private:
     }
     void start()
     {
-        m_service = makeMessageService(m_dir->path(), [this](const Bag &bag) {
-            m_shown.append(bag);
-            return acceptedWith(0);
+        m_service = makeMessageService(m_dir->path(), [this](const QString &operation, const Bag &bag) {
+            if (operation == "ShowNotifyMessage")
+                m_shown.append(bag);
+            return ok();
         });
     }
     void fill(int count, const QString &content = {})

@@ -1,6 +1,6 @@
 #include "services/cloud/CloudPages.h"
-#include "services/cloud/CloudInput.h"
-#include "services/cloud/Secret.h"
+#include "services/ValueReader.h"
+#include "services/cloud/CloudStore.h"
 #include "tarn/keys/CloudKeys.h"
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -41,20 +41,22 @@ struct Page
 PageReply render(const Page &page)
 {
     constexpr int NonceBytes = 16;
-    const QByteArray nonce = randomHex(NonceBytes).toLatin1();
-    QByteArray html = "<!DOCTYPE html><html lang=\"zh-CN\"><head><meta charset=\"utf-8\">"
-                      "<meta name=\"viewport\" content=\"width=device-width\"><title>" +
-                      page.title.toHtmlEscaped().toUtf8() + "</title><style nonce=\"" + nonce + "\">" + Style +
-                      "</style>";
-    if (page.follows)
-        html += "<noscript><meta http-equiv=\"refresh\" content=\"3\"></noscript>";
-    html += "</head><body><main><h1>" + page.title.toHtmlEscaped().toUtf8() + "</h1>" + page.body.toUtf8();
-    if (page.follows)
-        html += "<script nonce=\"" + nonce + "\">" + Script + "</script>";
+    const QString nonce = randomHex(NonceBytes);
+    const QString refresh = QStringLiteral("<noscript><meta http-equiv=\"refresh\" content=\"3\"></noscript>");
+    const QString script = QStringLiteral("<script nonce=\"%1\">%2</script>").arg(nonce, QString::fromUtf8(Script));
     PageReply reply;
-    reply.body = html + "</main></body></html>\n";
-    reply.policy = "default-src 'none'; script-src 'nonce-" + nonce + "'; style-src 'nonce-" + nonce +
-                   "'; connect-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'";
+    reply.body =
+        QStringLiteral("<!DOCTYPE html><html lang=\"zh-CN\"><head><meta charset=\"utf-8\">"
+                       "<meta name=\"viewport\" content=\"width=device-width\"><title>%1</title>"
+                       "<style nonce=\"%2\">%3</style>%4</head><body><main><h1>%1</h1>%5%6</main></body></html>\n")
+            .arg(page.title.toHtmlEscaped(), nonce, QString::fromUtf8(Style), page.follows ? refresh : QString(),
+                 page.body, page.follows ? script : QString())
+            .toUtf8();
+    reply.policy =
+        QStringLiteral("default-src 'none'; script-src 'nonce-%1'; style-src 'nonce-%1'; connect-src 'self'; "
+                       "form-action 'self'; base-uri 'none'; frame-ancestors 'none'")
+            .arg(nonce)
+            .toLatin1();
     return reply;
 }
 
@@ -119,8 +121,8 @@ bool isUsable(const QString &identity)
     return !identity.isEmpty() && identity.size() <= MaxIdentity && isPlainText(identity);
 }
 
-// The pages in place of links that are not configured; nothing when the path names none.
-const Page *linkPage(const QString &path)
+// The pages in place of links that are not configured, by their paths.
+const QHash<QString, Page> &linkPages()
 {
     static const QHash<QString, Page> pages{
         {linkPath(cloud::key::LinkRegister),
@@ -136,8 +138,7 @@ const Page *linkPage(const QString &path)
           QStringLiteral("<p>添加账号时可绑定微信或QQ。</p>"
                          "<p><code>tarnctl cloud account add 账号 --weixin 微信号 --qq QQ号</code></p>")}},
     };
-    const auto it = pages.constFind(path);
-    return it == pages.cend() ? nullptr : &*it;
+    return pages;
 }
 
 PageReply qrPage(const QString &phone, const QrTickets::Ticket &view)
@@ -202,22 +203,22 @@ PageReply cloudPage(QrTickets &tickets, const PageRequest &request)
 {
     static const QRegularExpression pattern(
         QStringLiteral("\\A(?:/qr/(?<qr>[0-9a-f]{32})(?<state>/state)?|/phone/(?<phone>[0-9a-f]{32}))\\z"));
-    if (const Page *page = linkPage(request.path))
-        return request.isPost ? notFound() : render(*page);
+    if (!request.isPost && linkPages().contains(request.path))
+        return render(linkPages().value(request.path));
     const auto match = pattern.match(request.path);
     const QString phone = match.captured(QStringLiteral("phone"));
     const QString ticket = phone.isEmpty() ? match.captured(QStringLiteral("qr")) : phone;
     if (!phone.isEmpty() && !request.isPost && !request.isHead)
-        tickets.scanned(ticket);
-    const auto view = tickets.view(ticket);
-    if (!view || (request.isPost && phone.isEmpty()))
+        tickets.decide(ticket, QrState::Scanned);
+    const QrTickets::Ticket view = tickets.view(ticket);
+    if (view.name.isEmpty() || (request.isPost && phone.isEmpty()))
         return notFound();
     if (request.isPost)
         return decide(tickets, ticket, request.body);
     if (!phone.isEmpty())
-        return phonePage(*view);
+        return phonePage(view);
     const bool wantsState = !match.captured(QStringLiteral("state")).isEmpty();
-    return wantsState ? statePage(*view) : qrPage(request.server + QStringLiteral("/phone/") + ticket, *view);
+    return wantsState ? statePage(view) : qrPage(request.server + QStringLiteral("/phone/") + ticket, view);
 }
 
 } // namespace tarn::services

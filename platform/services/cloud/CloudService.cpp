@@ -1,20 +1,21 @@
 #include "services/cloud/CloudService.h"
 #include "services/Dispatch.h"
-#include "services/cloud/CloudInput.h"
+#include "services/Files.h"
 #include "services/cloud/CloudPages.h"
-#include "services/cloud/CloudStore.h"
 #include "services/cloud/OneTimeCodes.h"
-#include "services/cloud/RememberedSignIn.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
 #include <QScopeGuard>
+#include <QSemaphore>
+#include <QSettings>
+#include <QUrl>
+#include <algorithm>
 #include <atomic>
 #include <memory>
 
 namespace tarn::services {
 
 using namespace cloud;
-using rpc::Bag;
 using rpc::CallResult;
 namespace wire = link::wire;
 
@@ -23,77 +24,107 @@ namespace {
 constexpr int TokenBytes = 32;
 constexpr int AccountIdBytes = 16;
 constexpr int MaxRandomCode = 64; // characters
+const QStringList LinkKeys{key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount};
 
-const ServiceFamily &family()
+// Refuses the request with a text for the user unless the condition holds.
+void demand(bool holds, const QString &text, int refusal = code::Refused)
 {
-    static const ServiceFamily family{QStringLiteral("cloud account"), code::Refused, code::InvalidArgs,
-                                      QStringLiteral("云账号服务暂时不可用")};
-    return family;
+    if (!holds)
+        throw Refusal(refusal, text);
 }
 
-CallResult ok(const QVariantMap &values = {}, const QVariantList &list = {})
+// The flags of every sign-in. An automatic sign-in includes that its data are remembered.
+struct SignInFlags
 {
-    return acceptedWith(code::Ok, {values, list});
+    explicit SignInFlags(const Request &request)
+        : autoLogin(request.flag(key::AutoLogin))
+        , remember(request.flag(key::Remember) || autoLogin)
+        , lockTip(request.flag(key::YunLockErrorTip))
+    {
+    }
+    bool autoLogin;
+    bool remember;
+    bool lockTip; ///< the user reads how to unlock a locked account
+};
+
+bool isWebAddress(const QString &address)
+{
+    const QUrl url(address, QUrl::StrictMode);
+    return url.isValid() && !url.host().isEmpty() &&
+           (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"));
 }
 
-// For the user.
-Refusal refused(const QString &text)
+void ignoreSetting(const QString &name, const QString &wanted)
 {
-    return Refusal(code::Refused, text);
+    qCWarning(servicesLog).noquote()
+        << QStringLiteral("cfg.ini, cloud/%1: expected %2; the value is ignored").arg(name, wanted);
 }
 
-void requireKnown(bool known, const QString &name)
+// A text without blanks around it and without invisible characters.
+QString plain(const QString &key, const QString &text)
 {
-    if (!known)
-        throw refused(QStringLiteral("no account \"%1\"").arg(name));
+    require(text == text.trimmed() && text.size() <= ValueReader::MaxName && isPlainText(text),
+            QStringLiteral("%1: expected up to %2 characters, no blanks around them and no control characters")
+                .arg(key, QString::number(ValueReader::MaxName)));
+    return text;
 }
 
-// Runs work in one of the places for hashing.
-template <class Work>
-auto hashing(Work work)
+bool isPhone(const QString &text)
 {
-    if (!hashPlaces().tryAcquire())
-        throw refused(QStringLiteral("服务繁忙，请稍后再试"));
-    const QSemaphoreReleaser place(hashPlaces());
-    return work();
+    constexpr int Digits = 11;
+    return text.size() == Digits &&
+           std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c >= u'0' && c <= u'9'; });
 }
 
-class CloudService final : public rpc::IInvocable
+QString readUser(const Request &request)
+{
+    return plain(key::User, request.name(key::User));
+}
+
+CloudAccount readAccount(const Request &request)
+{
+    CloudAccount account;
+    account.name = readUser(request);
+    account.phone = request.optionalText(key::Phone);
+    require(account.phone.isEmpty() || isPhone(account.phone),
+            QStringLiteral("%1: expected 11 digits").arg(key::Phone));
+    account.weixin = plain(wire::Weixin, request.optionalText(wire::Weixin));
+    account.qq = plain(wire::Qq, request.optionalText(wire::Qq));
+    return account;
+}
+
+class CloudService final : public Dispatcher<CloudService>
 {
 public:
-    CloudService(const QString &directory, CloudSettings settings, CloudClock clock)
-        : m_settings(std::move(settings))
+    CloudService(const QString &directory, CloudSettings settings, Clock clock)
+        : Dispatcher({QStringLiteral("cloud account"), code::Ok, code::Refused, code::InvalidArgs,
+                      QStringLiteral("云账号服务暂时不可用")},
+                     {
+                         {QStringLiteral("GetLoginState"), &CloudService::loginState},
+                         {QStringLiteral("GetMemoryLoginInfo"), &CloudService::memory},
+                         {QStringLiteral("SendVerificationCode"), &CloudService::sendCode},
+                         {QStringLiteral("LoginByPhone"), &CloudService::loginByPhone},
+                         {QStringLiteral("LoginByAccount"), &CloudService::loginByAccount},
+                         {QStringLiteral("GetQRCodeUrl"), &CloudService::qrCodeUrl},
+                         {QStringLiteral("QueryQRCodeResult"), &CloudService::qrCodeResult},
+                         {QStringLiteral("GetLinkAddress"), &CloudService::linkAddress},
+                         {QStringLiteral("Logout"), &CloudService::logout},
+                         {wire::method::AddAccount, &CloudService::addAccount},
+                         {wire::method::RemoveAccount, &CloudService::removeAccount},
+                         {wire::method::ListAccounts, &CloudService::listAccounts},
+                         {wire::method::LockAccount, &CloudService::lockAccount},
+                         {wire::method::ListOutbox, &CloudService::listOutbox},
+                         {wire::method::CloudStatus, &CloudService::status},
+                     })
+        , m_settings(std::move(settings))
         , m_clock(std::move(clock))
-        , m_vault(directory)
         , m_store(directory)
-        , m_codes(&m_store, &m_vault, m_clock)
+        , m_codes(&m_store, m_clock)
         , m_tickets(m_clock, m_settings.qrLifetimeMs)
     {
         const QString error = errorOf([this] { signInAgain(); });
         if (!error.isEmpty())
             qCInfo(servicesLog).noquote() << QStringLiteral("the user is not signed in again: %1").arg(error);
-    }
-
-    CallResult invoke(const QString &method, const Bag &input, const rpc::ICallContext &context) override
-    {
-        static const HandlerTable<CloudService> handlers{
-            {QStringLiteral("GetLoginState"), &CloudService::loginState},
-            {QStringLiteral("GetMemoryLoginInfo"), &CloudService::memory},
-            {QStringLiteral("SendVerificationCode"), &CloudService::sendCode},
-            {QStringLiteral("LoginByPhone"), &CloudService::loginByPhone},
-            {QStringLiteral("LoginByAccount"), &CloudService::loginByAccount},
-            {QStringLiteral("GetQRCodeUrl"), &CloudService::qrCodeUrl},
-            {QStringLiteral("QueryQRCodeResult"), &CloudService::qrCodeResult},
-            {QStringLiteral("GetLinkAddress"), &CloudService::linkAddress},
-            {QStringLiteral("Logout"), &CloudService::logout},
-            {wire::method::AddAccount, &CloudService::addAccount},
-            {wire::method::RemoveAccount, &CloudService::removeAccount},
-            {wire::method::ListAccounts, &CloudService::listAccounts},
-            {wire::method::LockAccount, &CloudService::lockAccount},
-            {wire::method::ListOutbox, &CloudService::listOutbox},
-            {wire::method::CloudStatus, &CloudService::status},
-        };
-        return dispatch(this, handlers, family(), method, {input, context});
     }
 
 private:
@@ -107,7 +138,7 @@ private:
 
     CallResult memory(const Request &)
     {
-        const RememberedSignIn memory = RememberedSignIn::load(&m_store, m_vault);
+        const RememberedSignIn memory = m_store.remembered();
         return ok({{key::LoginModel, memory.model},
                    {key::AutoLoginStored, memory.autoLogin},
                    {key::RememberPassword, memory.keepsPassword},
@@ -117,13 +148,29 @@ private:
                    {key::StoredPhone, memory.phone}});
     }
 
+    // Lasts as long as a sign-in is being checked.
+    auto checking()
+    {
+        ++m_signingIn;
+        return qScopeGuard([this] { --m_signingIn; });
+    }
+
+    // Runs work in one of the places for hashing, which takes much memory and time: many sign-ins at once must not
+    // occupy every RPC worker.
+    template <class Work>
+    auto hashing(Work work)
+    {
+        demand(m_hashPlaces.tryAcquire(), QStringLiteral("服务繁忙，请稍后再试"));
+        const QSemaphoreReleaser place(m_hashPlaces);
+        return work();
+    }
+
     CallResult sendCode(const Request &request)
     {
         const QString phone = request.text(key::Phone);
         require(isPhone(phone), QStringLiteral("手机号填写不正确"));
         const QString refusal = m_codes.send(phone);
-        if (!refusal.isEmpty())
-            throw refused(refusal);
+        demand(refusal.isEmpty(), refusal);
         return ok();
     }
 
@@ -133,20 +180,17 @@ private:
         const Secret code(request.text(key::Code));
         const SignInFlags flags(request);
 
-        ++m_signingIn;
-        const auto leave = qScopeGuard([this] { --m_signingIn; });
+        const auto leave = checking();
         const QString refusal = m_codes.check(phone, code);
-        if (!refusal.isEmpty())
-            throw refused(refusal);
+        demand(refusal.isEmpty(), refusal);
         const auto account = m_store.find(way::Phone, phone);
-        if (!account) // the caller has proved that the phone is his
-            throw refused(QStringLiteral("该手机号尚未注册"));
+        demand(account.has_value(), QStringLiteral("该手机号尚未注册")); // the caller has proved that the phone is his
         enter(*account, way::Phone, flags, request);
         remember([&](RememberedSignIn &memory) {
             memory.model = RememberedSignIn::Phone;
             memory.keepsPhone = flags.remember;
             memory.phone = flags.remember ? phone : QString();
-            memory.setAuto(flags.autoLogin, account->name, account->id, way::Phone);
+            memory.setAuto(flags.autoLogin, *account, way::Phone);
             return true;
         });
         return ok();
@@ -158,11 +202,10 @@ private:
         const Secret password(request.text(key::Password));
         const SignInFlags flags(request);
 
-        ++m_signingIn;
-        const auto leave = qScopeGuard([this] { --m_signingIn; });
+        const auto leave = checking();
         const auto account = m_store.find(way::Account, name);
-        if (!hashing([&] { return isPassword(account ? account->passwordHash : QByteArray(), password); }))
-            throw refused(QStringLiteral("账号或密码错误"));
+        demand(hashing([&] { return isPassword(account ? account->passwordHash : QByteArray(), password); }),
+               QStringLiteral("账号或密码错误"));
         enter(*account, way::Account, flags, request);
         remember([&](RememberedSignIn &memory) {
             memory.model = RememberedSignIn::Account;
@@ -170,7 +213,7 @@ private:
             memory.keepsPassword = flags.remember;
             wipe(&memory.password);
             memory.password = flags.remember ? password.toText() : QString();
-            memory.setAuto(flags.autoLogin, account->name, account->id, way::Account);
+            memory.setAuto(flags.autoLogin, *account, way::Account);
             return true;
         });
         return ok();
@@ -193,18 +236,14 @@ private:
         const QString randomCode = request.text(key::RandomCode);
         const SignInFlags flags(request);
         const QrTickets::Ticket outcome = m_tickets.take(randomCode);
-        switch (outcome.state) {
-        case QrState::Waiting:
-        case QrState::Scanned:
-            return acceptedWith(code::QrWaiting);
-        case QrState::Confirmed:
-            break;
-        case QrState::Refused:
-            return refusedWith(code::QrRefused, QStringLiteral("您已在手机上取消登录"));
-        case QrState::Expired:
-            return refusedWith(code::QrExpired, QStringLiteral("二维码已过期，请重新获取"));
+        if (outcome.isOpen()) {
+            CallResult waiting = ok();
+            waiting.retCode = code::QrWaiting;
+            return waiting;
         }
-        CallResult result = answerOf(family(), [&] { return finishQr(outcome, flags, request); });
+        demand(outcome.state != QrState::Refused, QStringLiteral("您已在手机上取消登录"), code::QrRefused);
+        demand(outcome.state != QrState::Expired, QStringLiteral("二维码已过期，请重新获取"), code::QrExpired);
+        CallResult result = answerOf(m_family, [&] { return finishQr(outcome, flags, request); });
         m_tickets.setResult(outcome.name,
                             result.accepted ? QStringLiteral("登录成功，可以关闭此页面") : result.errorText);
         return result;
@@ -214,12 +253,11 @@ private:
     {
         const bool weixin = outcome.way == way::Weixin;
         const auto account = m_store.find(outcome.way, outcome.identity);
-        if (!account)
-            throw Refusal(weixin ? code::WeixinUnbound : code::QqUnbound,
-                          weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"));
+        demand(account.has_value(), weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"),
+               weixin ? code::WeixinUnbound : code::QqUnbound);
         enter(*account, outcome.way, flags, request);
         remember([&](RememberedSignIn &memory) {
-            memory.setAuto(flags.autoLogin, account->name, account->id, outcome.way);
+            memory.setAuto(flags.autoLogin, *account, outcome.way);
             return true;
         });
         return ok({{key::Token, randomHex(TokenBytes)}});
@@ -228,8 +266,7 @@ private:
     CallResult linkAddress(const Request &request)
     {
         const QString linkKey = request.text(key::LinkKey);
-        if (linkKey != key::LinkRegister && linkKey != key::LinkForgetPassword && linkKey != key::LinkBindAccount)
-            throw refused(QStringLiteral("没有这个链接"));
+        demand(LinkKeys.contains(linkKey), QStringLiteral("没有这个链接"));
         const QString configured = m_settings.links.value(linkKey);
         return ok({{key::LinkUrl, configured.isEmpty() ? pageAddress(linkPath(linkKey), QStringLiteral("页面无法打开"))
                                                        : configured}});
@@ -245,7 +282,7 @@ private:
                     [this](const PageRequest &request) { return cloudPage(m_tickets, request); });
         } catch (const Failure &failure) {
             qCWarning(servicesLog).noquote() << failure.text();
-            throw refused(onFailure);
+            throw Refusal(code::Refused, onFailure);
         }
         return m_server->address() + path;
     }
@@ -255,9 +292,9 @@ private:
     {
         const QString error = errorOf([&] {
             m_store.inTransaction([&] {
-                RememberedSignIn memory = RememberedSignIn::load(&m_store, m_vault);
+                RememberedSignIn memory = m_store.remembered();
                 if (change(memory))
-                    memory.save(&m_store, m_vault);
+                    m_store.remember(memory);
             });
         });
         if (!error.isEmpty())
@@ -267,7 +304,7 @@ private:
     // The user is asked again when the account was removed, replaced or locked.
     void signInAgain()
     {
-        const RememberedSignIn memory = RememberedSignIn::load(&m_store, m_vault);
+        const RememberedSignIn memory = m_store.remembered();
         if (memory.autoAccount.isEmpty())
             return;
         const auto account = m_store.find(way::Account, memory.autoAccount);
@@ -286,14 +323,11 @@ private:
     {
         const QMutexLocker lock(&m_sessionLock); // removals and locks hold it too
         const auto current = m_store.find(way::Account, account.name);
-        if (!current || current->id != account.id)
-            throw refused(QStringLiteral("该账号已被删除"));
+        demand(current && current->id == account.id, QStringLiteral("该账号已被删除"));
         const QString locked = QStringLiteral("该账号已被云锁锁定，登录被拒绝");
-        if (current->locked)
-            throw Refusal(code::LockRefused,
-                          flags.lockTip ? locked + QStringLiteral("，请联系管理员解除云锁后再试") : locked);
-        if (request.context.isCancelled())
-            throw refused(QStringLiteral("登录已取消"));
+        demand(!current->locked, flags.lockTip ? locked + QStringLiteral("，请联系管理员解除云锁后再试") : locked,
+               code::LockRefused);
+        demand(!request.context.isCancelled(), QStringLiteral("登录已取消"));
         m_session = {account.name, way, loginstate::SignedIn, m_clock()};
     }
 
@@ -343,13 +377,11 @@ private:
         const Secret password(request.text(key::Password));
         require(!password.isEmpty(), QStringLiteral("the password is empty"));
         account.passwordHash = hashing([&] {
-            if (request.context.isCancelled())
-                throw refused(QStringLiteral("the call was cancelled"));
+            demand(!request.context.isCancelled(), QStringLiteral("the call was cancelled"));
             return hashPassword(password);
         });
         account.id = randomHex(AccountIdBytes);
-        if (!m_store.add(account))
-            throw refused(QStringLiteral("another account has this name, phone, weixin or qq"));
+        demand(m_store.add(account), QStringLiteral("another account has this name, phone, weixin or qq"));
         return ok();
     }
 
@@ -359,7 +391,7 @@ private:
         const bool known = m_store.remove(name);
         endSession(name);
         remember([&](RememberedSignIn &memory) { return memory.forget(name); });
-        requireKnown(known, name);
+        demand(known, QStringLiteral("no account \"%1\"").arg(name));
         return ok();
     }
 
@@ -370,7 +402,7 @@ private:
         const bool known = m_store.setLocked(name, locked);
         if (locked)
             endSession(name);
-        requireKnown(known, name);
+        demand(known, QStringLiteral("no account \"%1\"").arg(name));
         return ok();
     }
 
@@ -387,22 +419,14 @@ private:
         return ok({}, list);
     }
 
-    CallResult listOutbox(const Request &)
-    {
-        QVariantList list;
-        const QList<OneTimeCodes::Sent> sent = m_codes.outbox();
-        for (const OneTimeCodes::Sent &entry : sent)
-            list.append(QVariantMap{
-                {key::Phone, entry.phone}, {key::Code, entry.code}, {wire::SentTime, timeText(entry.sentAt)}});
-        return ok({}, list);
-    }
+    CallResult listOutbox(const Request &) { return ok({}, m_codes.outbox()); }
 
     const CloudSettings m_settings;
-    const CloudClock m_clock;
-    const Vault m_vault;
+    const Clock m_clock;
     CloudStore m_store;
     OneTimeCodes m_codes;
     QrTickets m_tickets;
+    QSemaphore m_hashPlaces{2}; ///< 64 MiB each
     std::atomic<int> m_signingIn{0};
     QMutex m_sessionLock;
     Session m_session;
@@ -412,8 +436,31 @@ private:
 
 } // namespace
 
+CloudSettings CloudSettings::ofProgram(const QString &programDirectory)
+{
+    constexpr qint64 MaxLifetime = 3600;
+    const QString lifetime = QStringLiteral("qr_lifetime");
+    QSettings file(settingsFile(programDirectory), QSettings::IniFormat);
+    file.setIniCodec("UTF-8");
+    file.beginGroup(QStringLiteral("cloud"));
+    CloudSettings settings;
+    for (const QString &linkKey : LinkKeys) {
+        const QString address = file.value(linkKey).toStringList().join(QLatin1Char(',')); // split at its commas
+        if (isWebAddress(address))
+            settings.links.insert(linkKey, address);
+        else if (file.contains(linkKey))
+            ignoreSetting(linkKey, QStringLiteral("an http or https address"));
+    }
+    const qint64 seconds = file.value(lifetime).toLongLong();
+    if (seconds > 0 && seconds <= MaxLifetime)
+        settings.qrLifetimeMs = seconds * 1000;
+    else if (file.contains(lifetime))
+        ignoreSetting(lifetime, QStringLiteral("a number of seconds up to %1").arg(MaxLifetime));
+    return settings;
+}
+
 QSharedPointer<rpc::IInvocable> makeCloudService(const QString &directory, const CloudSettings &settings,
-                                                 const CloudClock &clock)
+                                                 const Clock &clock)
 {
     return QSharedPointer<CloudService>::create(directory, settings, clock);
 }

@@ -1,4 +1,7 @@
 #include "services/cloud/CloudStore.h"
+#include "services/Log.h"
+#include <QDataStream>
+#include <tuple>
 
 namespace tarn::services {
 
@@ -34,10 +37,74 @@ CloudAccount accountOf(const QSqlQuery &query)
             query.value(6).toString()};
 }
 
+constexpr quint32 MemoryVersion = 2;
+constexpr int MaxMemory = 256 * 1024; // bytes, of texts as long as requests may have them
+
+// What is stored of a remembered sign-in, in this order.
+template <class Memory>
+auto fieldsOf(Memory &memory)
+{
+    return std::tie(memory.model, memory.autoLogin, memory.keepsPassword, memory.keepsPhone, memory.account,
+                    memory.password, memory.phone, memory.autoAccount, memory.autoId, memory.autoWay);
+}
+
+void setFormat(QDataStream &stream)
+{
+    stream.setVersion(QDataStream::Qt_5_15);
+    stream.setByteOrder(QDataStream::LittleEndian); // another order than the machine's copies the texts
+}
+
+Secret pack(const RememberedSignIn &memory)
+{
+    QByteArray bytes;
+    bytes.reserve(MaxMemory); // never moved, so that one copy is overwritten
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    setFormat(stream);
+    stream << MemoryVersion;
+    std::apply([&stream](const auto &...field) { (stream << ... << field); }, fieldsOf(memory));
+    return Secret(std::move(bytes));
+}
+
+// The bytes come from the vault, which has checked that they are ours.
+bool unpack(const Secret &plain, RememberedSignIn *memory)
+{
+    QDataStream stream(QByteArray::fromRawData(plain.chars(), plain.size()));
+    setFormat(stream);
+    quint32 version = 0;
+    stream >> version;
+    if (version != MemoryVersion)
+        return false;
+    std::apply([&stream](auto &...field) { (stream >> ... >> field); }, fieldsOf(*memory));
+    return stream.status() == QDataStream::Ok;
+}
+
 } // namespace
+
+void RememberedSignIn::setAuto(bool wanted, const CloudAccount &owner, const QString &usedWay)
+{
+    autoLogin = wanted;
+    autoAccount = wanted ? owner.name : QString();
+    autoId = wanted ? owner.id : QString();
+    autoWay = usedWay;
+}
+
+bool RememberedSignIn::forget(const QString &name)
+{
+    if (autoAccount != name && account != name)
+        return false;
+    if (autoAccount == name)
+        setAuto(false, {}, autoWay);
+    if (account == name) {
+        account.clear();
+        wipe(&password);
+        keepsPassword = false;
+    }
+    return true;
+}
 
 CloudStore::CloudStore(const QString &directory)
     : Database(directory + QStringLiteral("/cloud.db"), schema(), SchemaVersion)
+    , vault(directory)
 {
 }
 
@@ -69,6 +136,25 @@ std::optional<CloudAccount> CloudStore::find(const QString &way, const QString &
 QList<CloudAccount> CloudStore::accounts()
 {
     return rows(QStringLiteral("SELECT %1 FROM accounts ORDER BY name").arg(Columns), {}, accountOf);
+}
+
+RememberedSignIn CloudStore::remembered()
+{
+    vault.requireKey();
+    const QByteArray sealed = value(QStringLiteral("SELECT sealed FROM remembered")).toByteArray();
+    if (sealed.isEmpty())
+        return {};
+    const auto plain = vault.open(sealed);
+    RememberedSignIn memory;
+    if (plain && unpack(*plain, &memory))
+        return memory;
+    qCWarning(servicesLog, "the remembered sign-in cannot be opened with this key: it counts as none");
+    return {};
+}
+
+void CloudStore::remember(const RememberedSignIn &memory)
+{
+    run(QStringLiteral("INSERT OR REPLACE INTO remembered VALUES(1, ?)"), {vault.seal(pack(memory))});
 }
 
 } // namespace tarn::services

@@ -1,6 +1,6 @@
 #pragma once
 #include "services/Database.h"
-#include <optional>
+#include "services/cloud/Vault.h"
 
 namespace tarn::services {
 
@@ -24,8 +24,32 @@ struct CloudAccount
     QString id;              ///< random: tells it from a removed account of the same name
 };
 
-/// The database "cloud.db" with the accounts, the table "sent_codes" of the one-time codes and the row "remembered" of
-/// the sealed sign-in data.
+/// The data that fill in the sign-in dialog. Password and phone are empty unless the user asked to keep them.
+struct RememberedSignIn
+{
+    ~RememberedSignIn() { wipe(&password); }
+
+    enum Model { Phone = 0, Account = 1 }; ///< the way used last, as "LOGINMODEL"
+
+    int model = Account;
+    bool autoLogin = false;
+    bool keepsPassword = false;
+    bool keepsPhone = false;
+    QString account;
+    QString password;
+    QString phone;
+    QString autoAccount; ///< the account signed in again when the services start; empty after a sign-out
+    QString autoId;      ///< that account's id, since a name can be used again
+    QString autoWay;     ///< how, one of namespace way
+
+    /// Sets the account that is signed in again at the next start, or none.
+    void setAuto(bool wanted, const CloudAccount &owner, const QString &usedWay);
+    /// Drops the data of this account. @return false when there were none
+    bool forget(const QString &name);
+};
+
+/// The database "cloud.db" with the accounts, the remembered sign-in and the table "sent_codes" of the one-time codes, and
+/// the vault of its sealed values.
 class CloudStore : public Database
 {
 public:
@@ -38,6 +62,12 @@ public:
     /// @param way one of namespace way; its value is the name for "account"
     std::optional<CloudAccount> find(const QString &way, const QString &value);
     QList<CloudAccount> accounts(); ///< by name
+
+    /// Data that cannot be opened count as none, with a log line. When this throws, nothing must be saved over the data.
+    RememberedSignIn remembered();
+    void remember(const RememberedSignIn &memory);
+
+    const Vault vault;
 };
 
 } // namespace tarn::services

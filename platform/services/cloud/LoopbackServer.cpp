@@ -13,6 +13,7 @@
 #include <optional>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tarn::services {
 
@@ -67,13 +68,7 @@ std::optional<uid_t> userOfPeer(const sockaddr_in &from, const sockaddr_in &to)
     return answer.found.idiag_uid;
 }
 
-struct Header
-{
-    const char *name;
-    const char *value;
-};
-
-const Header CommonHeaders[] = {
+const std::pair<const char *, const char *> CommonHeaders[] = {
     {MHD_HTTP_HEADER_CACHE_CONTROL, "no-store"},
     {"X-Content-Type-Options", "nosniff"},
     {"Referrer-Policy", "same-origin"},
@@ -93,8 +88,8 @@ bool send(MHD_Connection *connection, const PageReply &reply)
         MHD_create_response_from_buffer(static_cast<size_t>(body.size()), body.data(), MHD_RESPMEM_MUST_COPY);
     if (!response)
         return false;
-    for (const Header &each : CommonHeaders)
-        MHD_add_response_header(response, each.name, each.value);
+    for (const auto &[name, value] : CommonHeaders)
+        MHD_add_response_header(response, name, value);
     MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, reply.type.constData());
     MHD_add_response_header(response, "Content-Security-Policy",
                             reply.policy.isEmpty() ? "default-src 'none'; frame-ancestors 'none'"
@@ -110,15 +105,21 @@ bool send(MHD_Connection *connection, const PageReply &reply)
 
 } // namespace
 
-// Asked before the connection takes one of the limited places.
+// Asked before the connection takes one of the limited places. Logs one line a minute: another user could fill the log.
 bool LoopbackServer::isOwnUser(const sockaddr_in &peer)
 {
+    constexpr int LogPauseMs = 60000;
     sockaddr_in own = {};
     own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     own.sin_port = htons(m_port);
     if (userOfPeer(peer, own) == ::geteuid())
         return true;
-    logRefusal();
+    ++m_refusals;
+    if (!m_sinceLog.isValid() || m_sinceLog.hasExpired(LogPauseMs)) {
+        m_sinceLog.start();
+        qCWarning(servicesLog, "connections to the sign-in pages that are not this user's were refused: %d",
+                  std::exchange(m_refusals, 0));
+    }
     return false;
 }
 
@@ -211,18 +212,6 @@ LoopbackServer::LoopbackServer(Handler handler)
 LoopbackServer::~LoopbackServer()
 {
     MHD_stop_daemon(m_daemon);
-}
-
-// One line a minute: another user could fill the log.
-void LoopbackServer::logRefusal()
-{
-    constexpr int LogPauseMs = 60000;
-    ++m_refusals;
-    if (m_sinceLog.isValid() && !m_sinceLog.hasExpired(LogPauseMs))
-        return;
-    m_sinceLog.start();
-    qCWarning(servicesLog, "connections to the sign-in pages that are not this user's were refused: %d", m_refusals);
-    m_refusals = 0;
 }
 
 QString LoopbackServer::address() const

@@ -52,7 +52,6 @@ private:
     bool receive(MHD_Connection *connection, const char *url, const QByteArray &method, const char *data, size_t *size,
                  void **state) const;
     PageReply answer(const PageRequest &request) const; ///< status 500 when the handler throws
-    void logRefusal();
 
     const Handler m_handler;
     MHD_Daemon *m_daemon = nullptr;

@@ -1,7 +1,11 @@
 #include "services/cloud/OneTimeCodes.h"
+#include "tarn/keys/CloudKeys.h"
+#include "tarn/link/CloudWire.h"
 #include <sodium.h>
 
 namespace tarn::services {
+
+namespace key = cloud::key;
 
 namespace {
 
@@ -13,11 +17,6 @@ constexpr int DayTries = 20;
 constexpr quint32 Codes = 1'000'000;
 constexpr int MaxStored = 1000;
 
-Secret newCode()
-{
-    return Secret(QByteArray::number(randombytes_uniform(Codes)).rightJustified(6, '0'));
-}
-
 // A clock that was set back makes the age of a code negative.
 bool isWithin(qint64 age, qint64 limit)
 {
@@ -26,9 +25,8 @@ bool isWithin(qint64 age, qint64 limit)
 
 } // namespace
 
-OneTimeCodes::OneTimeCodes(CloudStore *store, const Vault *vault, Clock clock)
+OneTimeCodes::OneTimeCodes(CloudStore *store, Clock clock)
     : m_store(store)
-    , m_vault(vault)
     , m_clock(std::move(clock))
 {
 }
@@ -44,7 +42,7 @@ QList<OneTimeCodes::Stored> OneTimeCodes::read(const QString &condition, const Q
 
 OneTimeCodes::Stored OneTimeCodes::last(const QString &phone) const
 {
-    m_vault->requireKey();
+    m_store->vault.requireKey();
     Stored code = read(QStringLiteral("WHERE phone = ?"), {phone}).value(0);
     code.phone = phone;
     return code;
@@ -60,36 +58,36 @@ void OneTimeCodes::store(const Stored &code) const
                  {m_clock() - DayMs, m_clock(), MaxStored});
 }
 
-QString OneTimeCodes::send(const QString &phone)
+QString OneTimeCodes::send(const QString &phone) const
 {
     QString refusal;
-    m_store->inTransaction([&] { refusal = sendNow(phone); });
+    m_store->inTransaction([&] {
+        Stored code = last(phone);
+        const qint64 now = m_clock();
+        if (!code.sealed.isEmpty() && isWithin(now - code.sentAt, PauseMs)) {
+            refusal =
+                QStringLiteral("动态密码发送过于频繁，请%1秒后再试").arg((PauseMs - now + code.sentAt + 999) / 1000);
+            return;
+        }
+        code.sealed =
+            m_store->vault.seal(Secret(QByteArray::number(randombytes_uniform(Codes)).rightJustified(6, '0')));
+        code.sentAt = now;
+        code.triesLeft = Tries;
+        store(code);
+    });
     return refusal;
 }
 
-QString OneTimeCodes::check(const QString &phone, const Secret &code)
+QString OneTimeCodes::check(const QString &phone, const Secret &code) const
 {
     QString refusal;
-    m_store->inTransaction([&] { refusal = checkNow(phone, code); }); // the try counts before the answer is known
+    m_store->inTransaction([&] { refusal = checkNow(last(phone), code); });
     return refusal;
 }
 
-QString OneTimeCodes::sendNow(const QString &phone) const
+// The try is stored before its answer is known.
+QString OneTimeCodes::checkNow(Stored stored, const Secret &code) const
 {
-    Stored code = last(phone);
-    const qint64 now = m_clock();
-    if (!code.sealed.isEmpty() && isWithin(now - code.sentAt, PauseMs))
-        return QStringLiteral("动态密码发送过于频繁，请%1秒后再试").arg((PauseMs - now + code.sentAt + 999) / 1000);
-    code.sealed = m_vault->seal(newCode());
-    code.sentAt = now;
-    code.triesLeft = Tries;
-    store(code);
-    return {};
-}
-
-QString OneTimeCodes::checkNow(const QString &phone, const Secret &code) const
-{
-    Stored stored = last(phone);
     const qint64 now = m_clock();
     if (stored.triesLeft <= 0 || !isWithin(now - stored.sentAt, LifetimeMs))
         return QStringLiteral("动态密码已失效，请重新获取");
@@ -101,7 +99,7 @@ QString OneTimeCodes::checkNow(const QString &phone, const Secret &code) const
         return QStringLiteral("动态密码尝试次数过多，请24小时后再试");
     ++stored.dayTries;
     --stored.triesLeft;
-    const auto expected = m_vault->open(stored.sealed);
+    const auto expected = m_store->vault.open(stored.sealed);
     const bool fits = expected && expected->size() == code.size() &&
                       sodium_memcmp(expected->data(), code.data(), static_cast<size_t>(code.size())) == 0;
     if (fits)
@@ -110,14 +108,15 @@ QString OneTimeCodes::checkNow(const QString &phone, const Secret &code) const
     return fits ? QString() : QStringLiteral("动态密码错误");
 }
 
-QList<OneTimeCodes::Sent> OneTimeCodes::outbox()
+QVariantList OneTimeCodes::outbox() const
 {
-    QList<Sent> entries;
+    QVariantList entries;
     const QList<Stored> all = read(QStringLiteral("ORDER BY sent_at DESC, rowid DESC"));
     for (const Stored &entry : all) {
         const bool isValid = entry.triesLeft > 0 && isWithin(m_clock() - entry.sentAt, LifetimeMs);
-        if (const auto code = isValid ? m_vault->open(entry.sealed) : std::nullopt)
-            entries.append({entry.phone, code->toText(), entry.sentAt});
+        if (const auto code = isValid ? m_store->vault.open(entry.sealed) : std::nullopt)
+            entries << QVariantMap{
+                {key::Phone, entry.phone}, {key::Code, code->toText()}, {link::wire::SentTime, timeText(entry.sentAt)}};
     }
     return entries;
 }

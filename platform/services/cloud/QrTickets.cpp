@@ -1,5 +1,5 @@
 #include "services/cloud/QrTickets.h"
-#include "services/cloud/Secret.h"
+#include "services/cloud/Vault.h"
 #include <QMutexLocker>
 #include <algorithm>
 
@@ -33,19 +33,11 @@ QString QrTickets::open(const QString &way, const QString &randomCode)
     return name;
 }
 
-std::optional<QrTickets::Ticket> QrTickets::view(const QString &ticket)
+QrTickets::Ticket QrTickets::view(const QString &ticket)
 {
     const QMutexLocker lock(&m_lock);
     const Ticket *found = find(ticket);
-    return found ? std::optional<Ticket>(*found) : std::nullopt;
-}
-
-void QrTickets::scanned(const QString &ticket)
-{
-    const QMutexLocker lock(&m_lock);
-    Ticket *found = find(ticket);
-    if (found && found->state == QrState::Waiting)
-        found->state = QrState::Scanned;
+    return found ? *found : Ticket();
 }
 
 bool QrTickets::decide(const QString &ticket, QrState state, const QString &identity)

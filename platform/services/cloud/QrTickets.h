@@ -1,9 +1,7 @@
 #pragma once
+#include "services/Database.h"
 #include <QHash>
 #include <QMutex>
-#include <QString>
-#include <functional>
-#include <optional>
 
 namespace tarn::services {
 
@@ -15,7 +13,6 @@ enum class QrState { Waiting, Scanned, Confirmed, Refused, Expired };
 class QrTickets
 {
 public:
-    using Clock = std::function<qint64()>;             ///< milliseconds
     static constexpr qint64 DefaultLifetime = 180'000; // the dialog asks for more than 120 s
 
     explicit QrTickets(Clock clock, qint64 lifetimeMs = DefaultLifetime);
@@ -34,9 +31,8 @@ public:
 
     /// A new ticket; a running sign-in with the same random code ends.
     QString open(const QString &way, const QString &randomCode);
-    std::optional<Ticket> view(const QString &ticket);
-    void scanned(const QString &ticket);
-    /// @param state Confirmed with an identity, or Refused
+    Ticket view(const QString &ticket); ///< without a name when there is none
+    /// @param state Scanned, Confirmed with an identity, or Refused
     /// @return false when it can no longer be decided
     bool decide(const QString &ticket, QrState state, const QString &identity = {});
 

@@ -4,16 +4,17 @@
 
 namespace tarn::services {
 
-/// Reads the values of a request. The functions throw BadRequest, which names the key.
-class RequestReader
+/// Reads the values of a request or of an object in a file. The functions throw BadRequest, which names the key.
+class ValueReader
 {
 public:
     static constexpr int MaxText = 65536; ///< characters, where no limit is given
     static constexpr int MaxName = 256;   ///< characters
 
-    /// @param values outlive the reader
-    explicit RequestReader(const QVariantMap &values)
-        : m_values(values)
+    /// @param place precedes the keys in error texts
+    explicit ValueReader(QVariantMap values, QString place = {})
+        : m_values(std::move(values))
+        , m_place(std::move(place))
     {
     }
 
@@ -23,9 +24,17 @@ public:
     QString optionalText(const QString &key, int maxSize = MaxText) const; ///< missing or null: empty
     bool flag(const QString &key, bool otherwise = false) const;
     int integer(const QString &key) const; ///< of any integer type, if it fits
+    void expect(bool holds, const QString &key, const QString &wanted) const;
+
+protected:
+    QString placeOf(const QString &key) const { return m_place + key; }
 
 private:
-    const QVariantMap &m_values;
+    QVariantMap m_values;
+    QString m_place;
 };
+
+/// No control or format characters, no line or paragraph separators: nothing hides or turns parts of the text.
+bool isPlainText(const QString &text);
 
 } // namespace tarn::services
