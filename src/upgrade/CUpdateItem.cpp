@@ -77,10 +77,8 @@ void CUpdateItem::InitUi()
     setFocusPolicy(Qt::ClickFocus);
     setFixedHeight(look::scaled(58, this));
 
-    auto *columns = new QHBoxLayout;
-    look::space(columns, {6, 0, 6, 0}, 2, this);
-    auto *layers = new QGridLayout(this);
-    look::space(layers, {6, 2, 6, 2}, 0, this);
+    auto *columns = look::space(new QHBoxLayout, {6, 0, 6, 0}, 2, this);
+    auto *layers = look::space(new QGridLayout(this), {6, 2, 6, 2}, 0, this);
     layers->addWidget(new CSelectWidget(this), 0, 0);
     layers->addLayout(columns, 0, 0);
     auto *icon = new ProductIcon(m_record.value(key::ExePath).toString(), look::scaled(24, this), this);

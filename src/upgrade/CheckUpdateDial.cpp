@@ -122,8 +122,7 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
     auto *content = look::named(new QWidget(m_rowArea->viewport()), "rowList");
     accessible::setRole(content, QAccessible::List); // before it gets a name, since Qt then keeps the role
     content->setAccessibleName(QStringLiteral("可升级软件"));
-    m_list = new QVBoxLayout(content);
-    look::space(m_list, {}, 0, this);
+    m_list = look::space(new QVBoxLayout(content), {}, 0, this);
     m_list->setSizeConstraint(QLayout::SetMinimumSize); // new rows do not squeeze those that are there
     m_list->addStretch();
     takeRecords();
@@ -201,8 +200,7 @@ QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
     auto *manage = new CCustomBtn(QStringLiteral("软件管理"), CCustomBtn::Blue, "managerButton", ButtonSize, band);
     connect(ignore, &QPushButton::clicked, this, &CCheckUpdateDial::OnNotUpdateTemporarily);
     connect(manage, &QPushButton::clicked, this, &CCheckUpdateDial::OnUpdateImmediately);
-    auto *row = new QHBoxLayout(band);
-    look::space(row, {0, 0, 14, 0}, 12, this);
+    auto *row = look::space(new QHBoxLayout(band), {0, 0, 14, 0}, 12, this);
     row->addStretch();
     row->addWidget(ignore);
     row->addWidget(manage);

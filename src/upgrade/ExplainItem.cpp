@@ -41,8 +41,7 @@ void CExplainItem::InitUi()
         if (m_browser->document()->isEmpty()) // a link to a missing file leaves the page as it is
             m_browser->setPlainText(QStringLiteral("暂无更多信息。"));
     });
-    auto *column = new QVBoxLayout(this);
-    look::space(column, {16, 12, 16, 0}, 10, this);
+    auto *column = look::space(new QVBoxLayout(this), {16, 12, 16, 0}, 10, this);
     column->addWidget(headerLine());
     column->addWidget(m_browser, 1);
 }
@@ -52,8 +51,7 @@ QWidget *CExplainItem::headerLine()
     auto *line = new QWidget(this);
     const QString header = QStringLiteral("%1 %2 -- 更新说明").arg(m_info.name, m_info.newVersion);
     const QString version = QStringLiteral("（当前版本：%1）").arg(m_info.installedVersion);
-    auto *row = new QHBoxLayout(line);
-    look::space(row, {}, 4, this);
+    auto *row = look::space(new QHBoxLayout(line), {}, 4, this);
     row->addWidget(look::named(new ElideLabel(header, line), "notesHeader", 15));
     auto *installed = look::named(new ElideLabel(version, line), "installedVersion", 12);
     installed->setMinimumWidth(qMin(installed->sizeHint().width(), look::scaled(240, this))); // beside a long name

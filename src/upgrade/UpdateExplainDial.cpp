@@ -111,8 +111,7 @@ QWidget *CUpdateExplainDial::bottomBand()
     auto *update = new CCustomBtn(QStringLiteral("立即更新"), CCustomBtn::Blue, "updateButton", ButtonSize, band);
     connect(decline, &QPushButton::clicked, this, &CUpdateExplainDial::OnDoNotUpdate);
     connectUpdateBtn(update);
-    auto *row = new QHBoxLayout(band);
-    look::space(row, {16, 0, 16, 0}, 12, this);
+    auto *row = look::space(new QHBoxLayout(band), {16, 0, 16, 0}, 12, this);
     row->addWidget(advice);
     row->addStretch();
     row->addWidget(decline);

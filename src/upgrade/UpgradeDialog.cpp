@@ -265,8 +265,7 @@ void CUpgradeDialog::initHasDataView(QWidget *view)
     auto *content = new QVBoxLayout(panel);
     content->setContentsMargins(0, 0, 0, 0);
     content->addWidget(new CCustomScrollArea(panel, m_table));
-    auto *column = new QVBoxLayout(view);
-    look::space(column, {10, 10, 10, 10}, 0, this);
+    auto *column = look::space(new QVBoxLayout(view), {10, 10, 10, 10}, 0, this);
     column->addWidget(panel);
 }
 

@@ -1,6 +1,5 @@
 #include "widgets/Look.h"
 #include "widgets/dpitoolkit.h"
-#include <QLayout>
 #include <QMenu>
 #include <QWidget>
 #include <utility>
@@ -77,12 +76,6 @@ QMargins scaled(const QMargins &margins, const QWidget *w)
 {
     return {scaled(margins.left(), w), scaled(margins.top(), w), scaled(margins.right(), w),
             scaled(margins.bottom(), w)};
-}
-
-void space(QLayout *layout, const QMargins &margins, int spacing, const QWidget *w)
-{
-    layout->setContentsMargins(scaled(margins, w));
-    layout->setSpacing(scaled(spacing, w));
 }
 
 QString px(int designPx, const QWidget *w)

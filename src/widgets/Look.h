@@ -5,7 +5,6 @@
 #include <QSize>
 #include <QString>
 
-class QLayout;
 class QMenu;
 class QWidget;
 
@@ -85,8 +84,14 @@ QFont yaHeiZh(int px, int weight = QFont::Normal, const QWidget *w = nullptr);
 int scaled(int px, const QWidget *w = nullptr);
 QSize scaled(const QSize &size, const QWidget *w = nullptr);
 QMargins scaled(const QMargins &margins, const QWidget *w = nullptr);
-/// Sets the margins and the spacing of a layout, which are design sizes.
-void space(QLayout *layout, const QMargins &margins, int spacing, const QWidget *w);
+/// Sets the margins and the spacing of a layout, which are design sizes. @return the layout
+template <class Layout>
+Layout *space(Layout *layout, const QMargins &margins, int spacing, const QWidget *w)
+{
+    layout->setContentsMargins(scaled(margins, w));
+    layout->setSpacing(scaled(spacing, w));
+    return layout;
+}
 /// A length for a sheet: scaled(12) as "12px".
 QString px(int designPx, const QWidget *w = nullptr);
 

@@ -38,8 +38,7 @@ CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent)
 void CSoftInfoItem::InitUi()
 {
     setStyleSheet(cellSheet());
-    auto *columns = new QHBoxLayout(this);
-    look::space(columns, {LeftMargin, 0, Gap, 0}, Gap, this);
+    auto *columns = look::space(new QHBoxLayout(this), {LeftMargin, 0, Gap, 0}, Gap, this);
     columns->addWidget(InitLeftWidget());
     columns->addWidget(InitRightWidget(), 1);
 }
@@ -75,8 +74,7 @@ QWidget *CSoftInfoItem::InitRightWidget()
     QString shown = text::elided(m_name.simplified(), button->font(), most);
     button->setText(shown.replace(QLatin1Char('&'), QStringLiteral("&&")));
 
-    auto *lines = new QVBoxLayout(right);
-    look::space(lines, {}, Gap, this);
+    auto *lines = look::space(new QVBoxLayout(right), {}, Gap, this);
     lines->addStretch();
     lines->addWidget(button);
     lines->addWidget(look::named(new ElideLabel(m_version, right), "softVersion", 11));

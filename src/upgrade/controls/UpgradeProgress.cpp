@@ -146,8 +146,7 @@ void CUpgradeProgress::cancelDownloadTask()
 void CUpgradeProgress::initWidgetUI()
 {
     setStyleSheet(cellSheet(this));
-    auto *lines = new QVBoxLayout(this);
-    look::space(lines, {16, 0, Gap, 0}, 3, this); // the left margin is that of the header
+    auto *lines = look::space(new QVBoxLayout(this), {16, 0, Gap, 0}, 3, this); // the left margin is that of the header
     auto *top = new QWidget(this);
     auto *bottom = new QWidget(this);
     initTopWidget(top);
@@ -166,8 +165,8 @@ void CUpgradeProgress::initTopWidget(QWidget *top)
     m_percent->setTextFormat(Qt::PlainText);
     m_percent->setFont(m_tip->font());
 
-    auto *line = new QHBoxLayout(top);
-    look::space(line, {0, 0, CancelSide + Gap, 0}, Gap, this); // the percentage ends where the bar ends
+    auto *line = look::space(new QHBoxLayout(top), {0, 0, CancelSide + Gap, 0}, Gap,
+                             this); // the percentage ends where the bar ends
     line->addWidget(m_tip, 1);
     line->addWidget(m_percent);
 }
@@ -181,8 +180,7 @@ void CUpgradeProgress::initBottomWidget(QWidget *bottom)
     m_bar->setFixedHeight(look::scaled(BarHeight, this));
     m_cancel = cancelButton(bottom);
 
-    auto *line = new QHBoxLayout(bottom);
-    look::space(line, {}, Gap, this);
+    auto *line = look::space(new QHBoxLayout(bottom), {}, Gap, this);
     line->addWidget(m_bar, 1);
     line->addWidget(m_cancel);
 }
