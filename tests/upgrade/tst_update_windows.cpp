@@ -488,26 +488,22 @@ private slots:
 
     void closingAsks()
     {
-        const QList<std::function<void(QDialog *)>> ways{
-            [](QDialog *dialog) { BoxScript::press(dialog, "closeButton"); },
-            [](QDialog *dialog) { BoxScript::press(dialog, "declineButton"); },
-            [](QDialog *dialog) { dialog->windowHandle()->close(); }, [](QDialog *dialog) { dialog->reject(); }};
-        for (int way = 0; way < ways.size(); ++way) {
-            const QString answer = QString::fromUtf8(way % 2 ? "是" : "否");
+        const QPair<QString, QString> ways[] = {{"closeButton", "否"}, {"declineButton", "是"}};
+        for (const auto &[button, answer] : ways) {
             sendNotes(withPatch());
             const QPointer<CUpdateExplainDial> dialog(onlyWindow<CUpdateExplainDial>());
-            BoxScript boxes({[&](QDialog *box) {
+            BoxScript boxes({[reply = answer](QDialog *box) {
                 QCOMPARE(box->accessibleDescription(), QString("产品"));
-                BoxScript::press(box, answer);
+                BoxScript::press(box, reply);
             }});
-            ways.at(way)(dialog);
+            BoxScript::press(dialog, button);
             QVERIFY(boxes.isDone());
             QCOMPARE(boxes.texts.first(),
                      QString("您取消了版本更新，检测到您当前使用的软件版本存在可升级的补丁，是否进行补丁升级？"));
             processDeletions();
             QVERIFY(!dialog);
             auto *patch = onlyWindow<CUpdateCurExplainDialog>();
-            QCOMPARE(patch != nullptr, way % 2 == 1);
+            QCOMPARE(patch != nullptr, answer == "是");
             if (patch)
                 QCOMPARE(titlesOf(*patch), QStringList{"产品"});
             CVisualizedManager::FreeInstance();
