@@ -133,9 +133,8 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     QString shown;
     QDebug(&shown).nospace() << target;
     VT_LOG(debug) << QStringLiteral("【消息中心】重新计算消息中心位置：") + shown;
-    const int width = m_msgCenterDlg->width();
-    const int height = m_msgCenterDlg->height();
-    m_msgCenterDlg->setGeometry((target.left() + target.right()) / 2 - width / 2,
-                                (target.top() + target.bottom()) / 2 - height / 2, width, height);
-    placement::keepOnScreen(m_msgCenterDlg);
+    const QSize size = m_msgCenterDlg->size();
+    placement::placeOnScreen(m_msgCenterDlg, QRect((target.left() + target.right()) / 2 - size.width() / 2,
+                                                   (target.top() + target.bottom()) / 2 - size.height() / 2,
+                                                   size.width(), size.height()));
 }

@@ -59,9 +59,13 @@ QRect inside(const QRect &window, const QRect &area)
 
 void keepOnScreen(QWidget *window)
 {
-    const QRect frame = window->frameGeometry();
-    if (const QScreen *screen = nearestScreen(frame.center()))
-        window->move(inside(frame, screen->availableGeometry()).topLeft());
+    placeOnScreen(window, window->frameGeometry());
+}
+
+void placeOnScreen(QWidget *window, const QRect &place)
+{
+    const QScreen *screen = nearestScreen(place.center());
+    window->move(screen ? inside(place, screen->availableGeometry()).topLeft() : place.topLeft());
 }
 
 void centreOnPrimary(QWidget *window)

@@ -21,13 +21,15 @@ QRect inside(const QRect &window, const QRect &area);
 /// Moves the window into the available area of the screen under its centre, or of the nearest one. Size and a position
 /// that is all right are left alone.
 void keepOnScreen(QWidget *window);
+/// keepOnScreen() for a window that is to come to the place: Qt mistakes the scale when a window is moved twice.
+void placeOnScreen(QWidget *window, const QRect &place);
 /// CToolkit::SetDlgToScreenCenter(); where that is a place on another screen, moves on to the middle of the primary one.
 void centreOnPrimary(QWidget *window);
 /// Top-left corner for a dialog in the middle of a screen's available area; deliberately without the origin of the area.
 QPoint screenCentre(const QRect &available, const QRect &dialog);
 /// Geometry (dialog pixels) of a dialog of the given size centred over a window of another process; the offset is
 /// subtracted from both coordinates.
-/// @param parent in device pixels of the root window
+/// @param parent in device pixels of the root window, relative to the origin of its screen
 /// @param ratio device pixels per dialog pixel, at least 1
 QRect overForeign(const QRect &parent, double ratio, const QSize &dialog, int offset);
 

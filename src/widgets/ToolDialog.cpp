@@ -7,6 +7,7 @@
 #include <QFrame>
 #include <QMouseEvent>
 #include <QPointer>
+#include <QWindow>
 
 namespace tarn::visualized {
 namespace {
@@ -90,11 +91,21 @@ void ToolDialog::setVisible(bool visible)
     QDialog::setVisible(visible);
     if (!self || !appears)
         return;
+    // A window of fixed size keeps its pixels when Qt moves it to a screen of another scale.
+    connect(windowHandle(), &QWindow::screenChanged, this, &ToolDialog::keepFixedSize,
+            Qt::ConnectionType(Qt::QueuedConnection | Qt::UniqueConnection));
     setWindowRole(windowRole()); // the X plug-in drops the role of a window that was hidden
     m_guarded = m_unasked;
     m_sinceKey.start();
     if (m_unasked)
         front::neutralFocus(this);
+}
+
+void ToolDialog::keepFixedSize()
+{
+    const QSize allowed = size().expandedTo(minimumSize()).boundedTo(maximumSize());
+    if (allowed != size())
+        resize(allowed);
 }
 
 // QDialog's own handler would call reject() and be called again.

@@ -47,6 +47,7 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    void keepFixedSize();
     bool dropsForeignKey(QEvent *event);
 
     WindowDrag m_drag{this};

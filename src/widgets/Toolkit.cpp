@@ -61,7 +61,18 @@ void CToolkit::MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset)
     }
     VT_LOG(info) << QStringLiteral("DPI:%1 L:%2 T:%3")
                         .arg(QString::number(ratio), QString::number(parent.x()), QString::number(parent.y()));
-    dlg->setGeometry(placement::overForeign(parent, ratio, dlg->size(), offset));
+    // Qt scales the size of a screen, not its origin.
+    QPoint origin;
+    double scale = ratio;
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    for (const QScreen *screen : screens) {
+        const QRect area = screen->geometry();
+        if (QRect(area.topLeft(), area.size() * screen->devicePixelRatio()).contains(parent.center())) {
+            origin = area.topLeft();
+            scale = std::max(1.0, screen->devicePixelRatio());
+        }
+    }
+    dlg->setGeometry(placement::overForeign(parent.translated(-origin), scale, dlg->size(), offset).translated(origin));
 }
 
 void CToolkit::SetLabelIconPicture(QLabel *label, const QIcon &icon, const QSize &size)

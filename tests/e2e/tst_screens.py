@@ -1,29 +1,43 @@
-"""Where the windows come up on two screens, the right one of which is the primary one."""
+"""Where the windows come up, and how large, on two screens, the right one of which is the primary one."""
+from desktop import wait
 from platformtest import PlatformTest, main
 from products import Products
 
-LEFT, PRIMARY = (0, 0, 1024, 768), (1024, 0, 1280, 1000)  # x, y, width, height
+LEFT, PRIMARY = (0, 0, 1024, 768), (1024, 0, 1280, 1000)  # x, y, width, height, in pixels
 NOTICE = ("message", "push", "--title", "标题", "--content", "正文")
+CENTER, SIGN_IN = ("CMsgCenterDlg", 760, 600), ("CYunLoginDialog", 400, 424)
 
 
 class Screens(PlatformTest):
+    scales = {LEFT: 1, PRIMARY: 1}
+
     @classmethod
     def prepare(cls):
+        cls.session.environment.update(
+            QT_ENABLE_HIGHDPI_SCALING="1",
+            QT_SCREEN_SCALE_FACTORS=f"DUMMY0={cls.scales[LEFT]};DUMMY1={cls.scales[PRIMARY]}")
         cls.products = Products(cls.session, "甲")
         cls.addClassCleanup(cls.products.close)
         cls.products.offer("甲")
-        cls.application = cls.desktop.open_window(600, 200, 300, 400)  # on the left screen
 
-    def check_inside(self, window, area):
-        x, y, width, height = area
-        self.assertTrue(x <= window.x and window.x + window.width <= x + width
-                        and y <= window.y and window.y + window.height <= y + height, f"{window} is not in {area}")
+    def check_near(self, found, expected, pixels):
+        self.assertLessEqual(max(abs(a - b) for a, b in zip(found, expected)), pixels, f"{found}, not {expected}")
 
     def check_centred(self, window, over):
         """As exactly as halves of pixels allow."""
         x, y, width, height = over
-        off = (2 * window.x + window.width - 2 * x - width, 2 * window.y + window.height - 2 * y - height)
-        self.assertLessEqual(max(map(abs, off)), 4, f"{window} is not over the middle of {over}")
+        self.check_near((2 * window.x + window.width, 2 * window.y + window.height), (2 * x + width, 2 * y + height), 6)
+
+    def sized(self, kind, screen):
+        """The visible window once it is on the screen, and has the size that it has there."""
+        (role, width, height), (x, y, right, bottom) = kind, screen
+        width, height = width * self.scales[screen], height * self.scales[screen]
+
+        def arrived():
+            window = self.desktop.window(role)
+            return (x <= window.x <= x + right - width and y <= window.y <= y + bottom - height
+                    and window[4:] == (width, height)) and window
+        return wait(arrived, f"{role} of {width} x {height} on {screen}", 5)
 
     def shown(self, role, *command):
         """The window that the command brings, after it has been closed."""
@@ -32,12 +46,13 @@ class Screens(PlatformTest):
         self.desktop.close(role)
         return window
 
-    def check_corner(self, window, right, bottom):
-        self.assertEqual((window.x + window.width, window.y + window.height), (right - 11, bottom - 11))
-
     def test_corner_of_the_primary_screen(self):
-        self.check_corner(self.shown("NotifyWnd", *NOTICE), 2304, 1000)
-        self.check_corner(self.shown("CCheckUpdateDial", "upgrade", "check"), 2305, 1001)
+        for (right, bottom), role, *command in (((2304, 1000), "NotifyWnd", *NOTICE),
+                                                ((2305, 1001), "CCheckUpdateDial", "upgrade", "check")):
+            with self.subTest(role):
+                window, margin = self.shown(role, *command), 11 * self.scales[PRIMARY]
+                self.check_near((window.x + window.width, window.y + window.height), (right - margin, bottom - margin),
+                                3 * (self.scales[PRIMARY] - 1))
 
     def test_middle_of_the_primary_screen(self):
         for role, *command in (("CMsgCenterDlg", "call", "ShowMessageCenter"),
@@ -46,17 +61,32 @@ class Screens(PlatformTest):
             with self.subTest(role):
                 self.check_centred(self.shown(role, *command), PRIMARY)
 
-    def test_over_a_window_of_the_other_screen(self):
-        self.session.call("ShowCloudLogin", 父级窗口句柄={"$u64": str(self.application.id)})
-        self.check_centred(self.desktop.window("CYunLoginDialog"), self.application[2:])
+    def test_over_a_window_of_either_screen(self):
+        number = self.desktop.open_window(300, 200, 300, 400).id
+        application = self.desktop.resource(number)
+        for screen, x, y in ((LEFT, 320, 200), (PRIMARY, 1500, 300), (LEFT, 350, 210)):
+            with self.subTest(x=x):
+                application.configure(x=x, y=y)
+                wait(lambda: abs(self.desktop.place(application).x - x) < 5, "the window is moved")  # its frame is there
+                self.session.call("ShowCloudLogin", 父级窗口句柄={"$u64": str(number)})
+                self.check_centred(self.sized(SIGN_IN, screen), self.desktop.place(application)[2:])
         self.desktop.close("CYunLoginDialog")
 
     def test_window_near_an_edge_stays_on_its_screen(self):
-        for rect, screen in (([900, 10, 100, 60], LEFT), ([1050, 900, 100, 60], PRIMARY)):
-            with self.subTest(rect):
-                self.session.call("ShowMessageCenter", msg_center_rect={"$rect": rect})
-                self.check_inside(self.desktop.window("CMsgCenterDlg"), screen)
-                self.desktop.close("CMsgCenterDlg")
+        edge = round(LEFT[2] / self.scales[LEFT])
+        for left, top, screen in ((edge - 124, 10, LEFT), (1050, 620, PRIMARY), (edge - 124, 10, LEFT)):
+            with self.subTest(left=left):
+                self.session.call("ShowMessageCenter", msg_center_rect={"$rect": [left, top, 100, 60]})
+                self.sized(CENTER, screen)
+        self.desktop.close("CMsgCenterDlg")
+
+
+class ScaledPrimary(Screens):
+    scales = {LEFT: 1, PRIMARY: 1.5}
+
+
+class ScaledBoth(Screens):
+    scales = {LEFT: 1.25, PRIMARY: 1.25}
 
 
 if __name__ == "__main__":
