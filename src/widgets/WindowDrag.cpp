@@ -26,7 +26,7 @@ void WindowDrag::move(const QPoint &global)
 bool WindowDrag::handle(QMouseEvent *event, Qt::MouseButtons buttons)
 {
     const bool presses = event->type() == QEvent::MouseButtonPress && event->button() & buttons;
-    const bool moves = event->type() == QEvent::MouseMove && m_active && event->buttons() != Qt::NoButton;
+    const bool moves = event->type() == QEvent::MouseMove && m_active && event->buttons() & buttons;
     const bool releases = event->type() == QEvent::MouseButtonRelease && m_active && !(event->buttons() & buttons);
     if (presses)
         begin(event->windowPos().toPoint());
