@@ -5,7 +5,7 @@
 #include "message/NoticeQueue.h"
 #include "message/NotifyWnd.h"
 #include "tarn/keys/UpgradeKeys.h"
-#include "upgrade/UpgradeDialog.h"
+#include "widgets/Look.h"
 #include <QCoreApplication>
 #include <algorithm>
 #include <type_traits>
@@ -47,18 +47,14 @@ CVisualizedManager::CVisualizedManager()
         moveToThread(QCoreApplication::instance()->thread());
 }
 
-// The windows are deleted here, since the event loop may not run again.
+// The end of the online-upgrade window ends the polling; the tasks belong to the upgrade service and continue.
 CVisualizedManager::~CVisualizedManager()
 {
     NoticeQueue::instance().clear();
-    const QPointer<NotifyWnd> notice = m_notifyWnd;
     CloseNotifyWnd();
-    delete notice;
     if (m_msgCenterDlg)
         m_msgCenterDlg->close();
-    m_msgCenterDlg.clear();
-    deleteDialogs();
-    delete m_upgradeDlg; // ends the polling; the tasks belong to the upgrade service and continue
+    look::deleteWindows(); // the others unclosed: close() would ask questions
 }
 
 void CVisualizedManager::joinThreads()

@@ -7,7 +7,6 @@
 #include <QPointer>
 #include <QSharedPointer>
 #include <QStringList>
-#include <QVariant>
 #include <optional>
 
 class CCheckUpdateDial;
@@ -16,7 +15,6 @@ class CMsgCenterDlg;
 class CUpdateExplainDial;
 class CUpgradeDialog;
 class NotifyWnd;
-class QDialog;
 class QRect;
 
 /// Owns the service's windows and answers the questions of the operations about them. Lives on the application's thread,
@@ -72,8 +70,6 @@ private:
     template <class Dialog>
     void showNotes(const char *function, const CUpgradeExplainEveData &data, const QString &beginning,
                    bool (*hasContent)(const QVariantMap &), const QString &empty);
-    void keepTrack(QDialog *dialog);
-    void deleteDialogs();
 
     /// Asks the cloud account service; empty when it did not answer, which is then logged.
     static std::optional<int> queryLoginState();
@@ -96,7 +92,6 @@ private:
     QMap<QString, QPointer<CInstallSilentPatchDlg>> m_silentDlgs; ///< by software name
 
     QStringList m_silentOrder; ///< the names of m_silentStates, the one stored last at the end; under the same lock
-    QList<QPointer<QDialog>> m_dialogs; ///< all that may still live, also those that were replaced or are closing
 
     static CVisualizedManager *_pInst;
     static QMutex instLock;

@@ -9,8 +9,6 @@
 #include "widgets/BringToFront.h"
 #include "widgets/Placement.h"
 #include <QDateTime>
-#include <QGuiApplication>
-#include <QScreen>
 #include <QThread>
 #include <QTimer>
 
@@ -107,7 +105,6 @@ void CVisualizedManager::ShowMessageCenterDlg(const CMsgCenterEventData &data)
     if (isNew) {
         m_msgCenterDlg = new CMsgCenterDlg(nullptr);
         m_msgCenterDlg->setAttribute(Qt::WA_DeleteOnClose);
-        keepTrack(m_msgCenterDlg);
         // The next request opens a new window, which fetches the messages again. The closed one can be closed again.
         connect(m_msgCenterDlg, &CMsgCenterDlg::MsgCenterClosed, this, [this, closed = m_msgCenterDlg.data()] {
             if (m_msgCenterDlg == closed)
@@ -127,8 +124,7 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     QRect target = withinReason(parentWindow);
     if (parentWindow.right() < parentWindow.left()) {
         VT_LOG(debug) << QStringLiteral("【消息中心】未获取到消息中心的父级窗口");
-        const QScreen *screen = placement::screenOf(m_msgCenterDlg);
-        target = screen ? screen->availableGeometry() : QRect();
+        target = placement::availableFor(m_msgCenterDlg);
     }
     QString shown;
     QDebug(&shown).nospace() << target;

@@ -9,13 +9,8 @@
 #include "upgrade/UpdateExplainDial.h"
 #include "upgrade/UpgradeDialog.h"
 #include "widgets/BringToFront.h"
-#include "widgets/CustomMessageBox.h"
-#include "widgets/QuestionMessageBox.h"
-#include "widgets/TimingMessageBox.h"
-#include <QApplication>
 #include <algorithm>
 #include <optional>
-#include <utility>
 
 using namespace tarn::visualized;
 
@@ -75,7 +70,6 @@ void CVisualizedManager::showAutoCheckUpdateDialog(const CAutoCheckUpdateEveData
     m_autoUpdateDlg = new CCheckUpdateDial(data.inputArgs, nullptr);
     if (place)
         m_autoUpdateDlg->setUserPlace(*place);
-    keepTrack(m_autoUpdateDlg);
     front::bringToFront(m_autoUpdateDlg);
     connect(m_autoUpdateDlg, &CCheckUpdateDial::ShowExplain, this, &CVisualizedManager::onShowExplain);
 }
@@ -88,26 +82,6 @@ void CVisualizedManager::CloseAutoUpdateDialog()
 void CVisualizedManager::RemoveUpdExpDlg(const QString &softName)
 {
     m_explainDlgs.remove(softName);
-}
-
-void CVisualizedManager::keepTrack(QDialog *dialog)
-{
-    m_dialogs.removeAll(QPointer<QDialog>());
-    m_dialogs << dialog;
-}
-
-// Deletes the windows, since close() would ask questions and the event loop may not run again.
-void CVisualizedManager::deleteDialogs()
-{
-    const auto dialogs = std::exchange(m_dialogs, {});
-    for (const QPointer<QDialog> &dialog : dialogs)
-        delete dialog;
-    const QWidgetList windows = QApplication::topLevelWidgets(); // a box may have no parent
-    for (QWidget *window : windows) {
-        if (qobject_cast<CustomMessageBox *>(window) || qobject_cast<QuestionMessageBox *>(window) ||
-            qobject_cast<CTimingMessageBox *>(window))
-            static_cast<QDialog *>(window)->reject();
-    }
 }
 
 template <class Dialog>
@@ -133,7 +107,6 @@ void CVisualizedManager::showNotes(const char *function, const CUpgradeExplainEv
     auto *dialog = new Dialog(data.inputArgs, nullptr);
     dialog->InitDialog();
     m_explainDlgs.insert(softName, dialog);
-    keepTrack(dialog);
     front::bringToFront(dialog);
 }
 
@@ -185,5 +158,4 @@ void CVisualizedManager::showSilentPatchInstallDialog(const CSilentPatchInstallE
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->InitDialog();
     m_silentDlgs.insert(softName, dialog);
-    keepTrack(dialog);
 }

@@ -10,7 +10,6 @@
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include <QCoreApplication>
-#include <QScreen>
 #include <QThreadPool>
 #include <utility>
 
@@ -56,13 +55,10 @@ LoginDialogCreator::LoginDialogCreator()
         moveToThread(QCoreApplication::instance()->thread());
 }
 
-// Deletes the dialogs now: the event loop may not run again.
+// Deletes the dialog now: the event loop may not run again. A closed one has ended its sign-ins.
 LoginDialogCreator::~LoginDialogCreator()
 {
-    m_dialog = nullptr;
-    const auto dialogs = std::exchange(m_dialogs, {});
-    for (const QPointer<CYunLoginDialog> &dialog : dialogs)
-        delete dialog;
+    delete m_dialog.exchange(nullptr);
 }
 
 void LoginDialogCreator::show(QSharedPointer<ICloudLoginNotify> notify, void *parentHandle)
@@ -90,12 +86,9 @@ CYunLoginDialog *LoginDialogCreator::createDialog()
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &CYunLoginDialog::LoginDialogClosed, this, &LoginDialogCreator::onDialogClosed);
     connect(dialog, &QObject::destroyed, this, &LoginDialogCreator::onDialogClosed);
-    m_dialogs.removeAll(QPointer<CYunLoginDialog>());
-    m_dialogs << dialog;
     m_dialog = dialog;
     // For a caller without a window, or with one that cannot be read.
-    if (const QScreen *screen = placement::screenOf(dialog))
-        dialog->move(screen->availableGeometry().center() - dialog->rect().center());
+    dialog->move(placement::availableFor(dialog).center() - dialog->rect().center());
     return dialog;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 #include <QMutex>
 #include <QObject>
-#include <QPointer>
 #include <QSharedPointer>
 #include <atomic>
 #include <memory>
@@ -17,7 +16,7 @@ class LoginDialogCreator final : public QObject
     Q_OBJECT
 public:
     static LoginDialogCreator *getInst(); ///< any thread
-    /// Destroys the dialog and ends its sign-ins. GUI thread, when no other thread uses the instance any more.
+    /// Destroys the open dialog and ends its sign-ins. GUI thread, when no other thread uses the instance any more.
     static void FreeInst();
     /// Waits for the threads of the sign-in, with a limit; called after FreeInst(), when the connections to the services
     /// are cut, so that no thread is left when the application ends. GUI thread.
@@ -53,8 +52,7 @@ private:
     CYunLoginDialog *createDialog();
     void startCheck();
 
-    std::atomic<CYunLoginDialog *> m_dialog{nullptr};
-    QList<QPointer<CYunLoginDialog>> m_dialogs; ///< all that may still exist, also those that are closing
+    std::atomic<CYunLoginDialog *> m_dialog{nullptr}; ///< null as soon as it is closed
     std::unique_ptr<CProcessChecker> m_checker;
     bool m_checking = false; ///< m_checker has not been stopped
     bool m_yunLockErrorTip = false;

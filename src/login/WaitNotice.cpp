@@ -6,7 +6,6 @@
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QLabel>
-#include <QScreen>
 
 namespace tarn::visualized {
 namespace {
@@ -51,10 +50,8 @@ void WaitNotice::showFor(const QWidget *dialog)
         place.moveCenter(dialog->geometry().center());
         move(place.topLeft());
     } else {
-        if (const QScreen *screen = placement::screenOf(dialog)) {
-            const QRect area = screen->availableGeometry();
-            move(area.center().x() - width() / 2, area.bottom() - height() - look::scaled(24, this));
-        }
+        const QRect area = placement::availableFor(dialog);
+        move(area.center().x() - width() / 2, area.bottom() - height() - look::scaled(24, this));
         setAttribute(Qt::WA_ShowWithoutActivating);
         setWindowFlag(Qt::WindowStaysOnTopHint);
     }

@@ -18,7 +18,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
-#include <QScreen>
 #include <QScrollArea>
 
 using ServiceVisualized::CToolkit;
@@ -163,16 +162,13 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QPair<QString, 
     column->setSpacing(0);
     column->addLayout(row, 1);
     column->addWidget(buttonBand(buttons));
-    addTitleBar();
-    column->insertWidget(0, m_titleBar);
+    m_titleBar = CustomTitleBar::addOnTop(column, look::TitleHeight);
+    m_titleBar->SetTitleLogo(look::icon::Window);
     // Set last: whatever has been asked for its size before keeps the size without the sheet.
     box->setStyleSheet(boxSheet(box));
 
     // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
-    int height = column->sizeHint().height();
-    if (const QScreen *screen = placement::screenOf(box))
-        height = qMin(height, screen->availableGeometry().height());
-    box->resize(box->width(), height);
+    box->resize(box->width(), qMin(column->sizeHint().height(), placement::availableFor(box).height()));
     column->activate();
     if (area->textHeight() > area->height())
         area->setFocusPolicy(Qt::StrongFocus); // scrolled by keyboard
@@ -202,17 +198,6 @@ QWidget *BoxContent::buttonBand(const QStringList &texts)
     if (texts.size() == 1)
         row->addStretch(1); // a single button is in the middle
     return band;
-}
-
-// Created after the buttons: Tab follows the order of creation, and the close button comes last.
-void BoxContent::addTitleBar()
-{
-    m_titleBar = new CustomTitleBar(m_box);
-    m_titleBar->setFixedHeight(look::scaled(look::TitleHeight, m_box));
-    m_titleBar->SetTitleLogo(look::icon::Window);
-    m_titleBar->SetTitleText(m_box->windowTitle());
-    m_titleBar->addStretch(1);
-    m_titleBar->AddCloseButton();
 }
 
 void BoxContent::setOrigin(eBoxOrigin origin)
@@ -262,11 +247,7 @@ int measuredBoxHeight(const QString &text, const QFontMetrics &metrics, int limi
 void centreOverParent(QDialog *box)
 {
     const QWidget *parent = box->parentWidget() ? box->parentWidget()->window() : QApplication::activeWindow();
-    QRect area;
-    if (parent && parent != box)
-        area = parent->geometry();
-    else if (const QScreen *screen = QGuiApplication::primaryScreen())
-        area = screen->availableGeometry();
+    const QRect area = parent && parent != box ? parent->geometry() : placement::availableFor(nullptr);
     box->move(area.x() + (area.width() - box->width()) / 2, area.y() + (area.height() - box->height()) / 2);
     placement::keepOnScreen(box);
 }

@@ -47,7 +47,6 @@ protected:
 
 private:
     QWidget *buttonBand(const QStringList &texts);
-    void addTitleBar();
     void openLink(const QString &link);
 
     QDialog *const m_box;

@@ -27,6 +27,17 @@ CustomTitleBar::CustomTitleBar(QWidget *parent)
     m_layout->addWidget(m_title);
 }
 
+CustomTitleBar *CustomTitleBar::addOnTop(QVBoxLayout *column, int height)
+{
+    auto *bar = new CustomTitleBar(column->parentWidget());
+    bar->setFixedHeight(look::scaled(height, bar));
+    bar->SetTitleText(bar->window()->windowTitle());
+    bar->addStretch(1);
+    bar->AddCloseButton();
+    column->insertWidget(0, bar);
+    return bar;
+}
+
 void CustomTitleBar::AddCloseButton()
 {
     addButton(QStringLiteral("closeButton"), QStringLiteral("关闭"), look::icon::Close,

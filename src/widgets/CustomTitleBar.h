@@ -13,6 +13,9 @@ class CustomTitleBar : public QWidget
     Q_OBJECT
 public:
     explicit CustomTitleBar(QWidget *parent);
+    /// A new one on top of a window's column, with the window's title and a close button. Called after the other bands
+    /// exist: Tab follows the order of creation, and the close button comes last.
+    static CustomTitleBar *addOnTop(QVBoxLayout *column, int height);
 
     void AddCloseButton();
     void AddMinumButton();

@@ -1,11 +1,14 @@
 #include "widgets/Look.h"
 #include "widgets/dpitoolkit.h"
 #include <QMenu>
+#include <QPointer>
 #include <QWidget>
 #include <utility>
 
 namespace tarn::visualized::look {
 namespace {
+
+QList<QPointer<QWidget>> prepared; // the windows; GUI thread
 
 // For the two names alone, which style sheets and windows ask for: nothing else in the host changes.
 void addSubstitutes()
@@ -164,6 +167,15 @@ void prepareWindow(QWidget *window, const QString &title)
     window->setWindowRole(name);
     window->setWindowTitle(title);
     window->setAttribute(Qt::WA_QuitOnClose, false);
+    prepared.removeAll(QPointer<QWidget>());
+    prepared << window;
+}
+
+void deleteWindows()
+{
+    const auto windows = std::exchange(prepared, {});
+    for (const QPointer<QWidget> &window : windows)
+        delete window;
 }
 
 } // namespace tarn::visualized::look

@@ -133,5 +133,8 @@ Widget *named(Widget *widget, const char *objectName, int fontPx, int weight = Q
 /// Gives a top-level window its title, and its class name as object name and X role, by which X11 tools and screen readers
 /// tell the windows apart. The host's event loop does not end with the window. Called first in the most derived class.
 void prepareWindow(QWidget *window, const QString &title);
+/// Deletes every window that prepareWindow() has prepared, also hidden and closing ones, and message boxes that run. The
+/// event loop may not run again.
+void deleteWindows();
 
 } // namespace tarn::visualized::look

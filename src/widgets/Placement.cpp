@@ -47,6 +47,12 @@ QScreen *screenOf(const QWidget *w)
     return window ? window->screen() : QGuiApplication::primaryScreen();
 }
 
+QRect availableFor(const QWidget *w)
+{
+    const QScreen *screen = screenOf(w);
+    return screen ? screen->availableGeometry() : QRect();
+}
+
 QRect inside(const QRect &window, const QRect &area)
 {
     const auto fitted = [](int position, int length, int from, int room) {

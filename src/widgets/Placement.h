@@ -16,6 +16,8 @@ int roundHalfUp(double value);
 int scaled(int value, int dpi);
 /// The screen of w's top-level window once that has a native handle, else the primary screen; null without screens.
 QScreen *screenOf(const QWidget *w);
+/// The available area of that screen, empty without one.
+QRect availableFor(const QWidget *w);
 /// The window moved as little as needed to lie within the area; the top-left corner stays visible when it is larger.
 QRect inside(const QRect &window, const QRect &area);
 /// Moves the window into the available area of the screen under its centre, or of the nearest one. Size and a position

@@ -35,12 +35,7 @@ QVBoxLayout *ToolDialog::addBody(const QString &objectName)
 
 CustomTitleBar *ToolDialog::addTitleBar(QVBoxLayout *column, int height)
 {
-    auto *bar = new CustomTitleBar(column->parentWidget());
-    bar->setFixedHeight(look::scaled(height, this));
-    bar->SetTitleText(windowTitle());
-    bar->addStretch(1);
-    bar->AddCloseButton();
-    column->insertWidget(0, bar);
+    CustomTitleBar *bar = CustomTitleBar::addOnTop(column, height);
     connect(bar, &CustomTitleBar::CustomTitleBarPressed, this, &ToolDialog::OnCustomTitleBarPressed);
     connect(bar, &CustomTitleBar::CustomTitleBarmoved, this, &ToolDialog::OnCustomTitleBarmoved);
     return bar;

@@ -34,10 +34,7 @@ protected:
     void prepare(const QString &title) { look::prepareWindow(this, title); }
     /// Fills the window with a frame of this object name. @return its column, one pixel inside, for the bands
     QVBoxLayout *addBody(const QString &objectName);
-    /// Puts a title bar with the window's title and a close button on top of the column and lets it drag the window;
-    /// CustomTitleBarClose is the caller's to connect. Called after the other bands exist: Tab follows the order of
-    /// creation, and the close button comes last.
-    /// @param height in design pixels
+    /// CustomTitleBar::addOnTop(); the bar drags the window, and CustomTitleBarClose is the caller's to connect.
     CustomTitleBar *addTitleBar(QVBoxLayout *column, int height);
     /// For a window that can appear, and take the keyboard, while the user types in another program: whenever it appears,
     /// the focus is neutral and keys are dropped until the user pauses for a second or clicks.

@@ -21,8 +21,7 @@ double CToolkit::GetDpiRate(QWidget *)
 
 void CToolkit::UpdateWidthAndHeight(QWidget *w, int &width, int &height)
 {
-    const QScreen *screen = placement::screenOf(w);
-    const QSize available = screen ? screen->availableGeometry().size() : QSize(0, 0);
+    const QSize available = placement::availableFor(w).size();
     width = std::min(Utils::DpiToolkit::dpiScaled(width, w), available.width());
     height = std::min(Utils::DpiToolkit::dpiScaled(height, w), available.height());
 }
