@@ -124,6 +124,13 @@ ServiceOutcome::Ending endingOf(int code)
         static_assert(!sizeof(Assistant *), "a family without return codes");
 }
 
+template <class Input>
+void fill(Input &input, const QVariantMap &values)
+{
+    for (auto it = values.cbegin(); it != values.cend(); ++it)
+        input.SetValue(it.key(), it.value());
+}
+
 /// A copy of the characters: a text may lie in the client library's own data, which is unloaded one day.
 QString ownCopy(const QString &text);
 
@@ -172,8 +179,8 @@ ServiceOutcome call(const ServiceHandle<Assistant> &service,
     if (!service)
         return {};
     const auto input = servicecall::create<Input>(service.get());
-    for (auto it = values.cbegin(); input && it != values.cend(); ++it)
-        input->SetValue(it.key(), it.value());
+    if (input)
+        servicecall::fill(*input, values);
     return callWith(service, operation, input, keys);
 }
 

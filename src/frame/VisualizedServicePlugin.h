@@ -9,7 +9,7 @@ class CVisualizedServicePlugin final : public tarn::plugin::IPlugin, public tarn
     Q_INTERFACES(tarn::plugin::IPlugin)
     Q_PLUGIN_METADATA(IID TARN_PLUGIN_IID FILE "VisualizedServicePlugin.json")
 public:
-    bool initialize(const QStringList &arguments, QString &errorText) override;
-    void start(QSharedPointer<tarn::osgi::IBundleContext> context) override;
-    void stop(QSharedPointer<tarn::osgi::IBundleContext> context) override;
+    bool initialize(const QStringList &, QString &) override { return true; }
+    void start(QSharedPointer<tarn::osgi::IBundleContext>) override {}
+    void stop(QSharedPointer<tarn::osgi::IBundleContext>) override {}
 };

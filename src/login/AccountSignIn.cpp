@@ -25,16 +25,6 @@ ServiceOutcome signIn(const Task &task)
     wipeText(&password);
     return servicecall::outcomeOf<ICloudServiceAssistant>(*task.output);
 }
-
-void fill(ICloudService_InputArgs &input, const SignInRequest &request)
-{
-    input.SetValue(key::User, request.user);
-    // An unshared buffer, which is overwritten after the call.
-    input.SetValue(key::Password, QString(request.secret.constData(), request.secret.size()));
-    input.SetValue(key::AutoLogin, request.automatic);
-    input.SetValue(key::Remember, request.remember);
-    input.SetValue(key::YunLockErrorTip, request.lockTip);
-}
 } // namespace
 
 QPointer<AccountSignIn> AccountSignIn::s_current;
@@ -70,7 +60,7 @@ std::optional<ServiceOutcome> AccountSignIn::run(const SignInRequest &request)
     }
     if (!input || !output)
         return ServiceOutcome{};
-    fill(*input, request);
+    servicecall::fill(*input, request.values(key::User, key::Password));
     s_outcome.reset();
     // Moved: this function may return after the library of these objects has been unloaded.
     ExecYunLogin(assistant, std::move(input), std::move(output));

@@ -4,9 +4,20 @@
 #include <QThreadPool>
 #include <utility>
 
-namespace tarn::visualized::cloudcalls {
-namespace {
+namespace tarn::visualized {
 namespace key = cloud::key;
+
+QVariantMap SignInRequest::values(const QString &userKey, const QString &secretKey) const
+{
+    return {{userKey, user},
+            {secretKey, servicecall::ownCopy(secret)},
+            {key::AutoLogin, automatic},
+            {key::Remember, remember},
+            {key::YunLockErrorTip, lockTip}};
+}
+
+namespace cloudcalls {
+namespace {
 
 struct Pool final : QThreadPool
 {
@@ -49,11 +60,7 @@ ServiceOutcome sendCode(const QString &phone)
 
 SignInEnd signInByCode(const SignInRequest &request)
 {
-    QVariantMap input{{key::Phone, request.user},
-                      {key::Code, QString(request.secret.constData(), request.secret.size())},
-                      {key::AutoLogin, request.automatic},
-                      {key::Remember, request.remember},
-                      {key::YunLockErrorTip, request.lockTip}};
+    QVariantMap input = request.values(key::Phone, key::Code);
     const auto outcome = call(service::cloud(), &ICloudServiceAssistant::LoginByPhone, input);
     QString code = input.take(key::Code).toString();
     wipeText(&code);
@@ -103,4 +110,5 @@ QThreadPool &pool()
     return threads;
 }
 
-} // namespace tarn::visualized::cloudcalls
+} // namespace cloudcalls
+} // namespace tarn::visualized

@@ -1,14 +1,23 @@
 #pragma once
 #include "base/ServiceCall.h"
 #include "frame/VtServiceClient.h"
-#include "login/WipeText.h"
 #include "tarn/cloud/ICloudServiceAssistant.h"
+#include <cstring>
 #include <memory>
 
 class ICloudLoginNotify;
 class QThreadPool;
 
 namespace tarn::visualized {
+
+/// Overwrites and empties a secret. A text whose buffer another QString shares is only emptied. Best effort: copies of the
+/// toolkit and of the RPC layer are not reached. Any thread.
+inline void wipeText(QString *text)
+{
+    if (text->isDetached()) // the buffer of a literal is read-only
+        explicit_bzero(text->data(), size_t(text->size()) * sizeof(QChar));
+    text->clear();
+}
 
 /// What a page of the sign-in dialog sends to the service. Its end overwrites a secret that nothing else shares.
 struct SignInRequest
@@ -20,6 +29,9 @@ struct SignInRequest
     bool automatic = false; ///< sign in without the dialog from now on
     bool remember = false;  ///< the password or the phone number
     bool lockTip = false;   ///< the service shows its tip about the cloud lock
+
+    /// The input values of a call. The secret has an unshared buffer, to be overwritten after the call.
+    QVariantMap values(const QString &userKey, const QString &secretKey) const;
 };
 
 /// What the end of a sign-in means to the dialog.

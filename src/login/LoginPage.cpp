@@ -96,9 +96,8 @@ bool LoginPage::eventFilter(QObject *watched, QEvent *event)
 
 SignInRequest LoginPage::request(bool lockTip) const
 {
-    const QString secret = m_secret->text();
-    return {m_user->text(), QString(secret.constData(), secret.size()), m_automatic->isChecked(),
-            m_remember->isChecked(), lockTip};
+    return {m_user->text(), servicecall::ownCopy(m_secret->text()), m_automatic->isChecked(), m_remember->isChecked(),
+            lockTip};
 }
 
 void LoginPage::fill(const SignInRequest &remembered)

@@ -1,15 +1,16 @@
 #include "login/LoginWindow.h"
 #include "login/AccountPage.h"
 #include "login/PhonePage.h"
-#include "login/QuickBand.h"
 #include "login/WaitNotice.h"
 #include "widgets/BringToFront.h"
+#include "widgets/CustomBtn.h"
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
 #include <QApplication>
 #include <QBoxLayout>
+#include <QLabel>
 #include <QTabBar>
 #include <QTabWidget>
 
@@ -30,6 +31,26 @@ QString dialogSheet(const QWidget *w)
            look::whiteButton() + look::linkButton() +
            QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
 }
+
+QWidget *quickRule(QWidget *parent)
+{
+    auto *line = new QWidget(parent);
+    line->setObjectName(QStringLiteral("quickRule"));
+    line->setAttribute(Qt::WA_StyledBackground);
+    line->setFixedHeight(1);
+    return line;
+}
+
+CCustomBtn *quickButton(const char *name, const QString &text, const QString &icon, QWidget *parent)
+{
+    auto *button = new CCustomBtn(text, CCustomBtn::White, parent);
+    button->setObjectName(QLatin1String(name));
+    button->setFont(look::yaHei(look::TextPx, QFont::Normal, parent));
+    button->setFixedHeight(look::scaled(38, parent));
+    button->setIconSize(look::scaled(QSize(20, 20), parent));
+    button->setIcon(picture::load(icon, button->iconSize(), parent->devicePixelRatioF()));
+    return button;
+}
 } // namespace
 
 LoginWindow::LoginWindow(QWidget *parent)
@@ -49,9 +70,8 @@ void LoginWindow::build()
     auto *content = new QVBoxLayout;
     look::space(content, {36, 8, 36, 28}, 22, this);
     InitLoginTypeTab();
-    InitQuickLogin();
     content->addWidget(m_tabs);
-    content->addWidget(m_band);
+    content->addLayout(InitQuickLogin());
     column->addLayout(content);
     InitTitleBar(column);
     setStyleSheet(dialogSheet(this));
@@ -89,9 +109,25 @@ void LoginWindow::InitVerificationTab()
     m_tabs->addTab(m_phonePage, QStringLiteral("短信登录"));
 }
 
-void LoginWindow::InitQuickLogin()
+QLayout *LoginWindow::InitQuickLogin()
 {
-    m_band = new QuickBand(this);
+    auto *title = new QLabel(QStringLiteral("其他登录方式"), this);
+    title->setObjectName(QStringLiteral("quickTitle"));
+    title->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    m_weixin = quickButton("weixinButton", QStringLiteral("微信登录"), look::icon::Weixin, this);
+    m_qq = quickButton("qqButton", QStringLiteral("QQ登录"), look::icon::QQ, this);
+    auto *band = new QVBoxLayout;
+    band->setSpacing(look::scaled(14, this)); // also of the two rows
+    auto *line = new QHBoxLayout;
+    band->addLayout(line);
+    line->addWidget(quickRule(this), 1);
+    line->addWidget(title);
+    line->addWidget(quickRule(this), 1);
+    auto *buttons = new QHBoxLayout;
+    band->addLayout(buttons);
+    buttons->addWidget(m_weixin, 1);
+    buttons->addWidget(m_qq, 1);
+    return band;
 }
 
 void LoginWindow::focusEmptyField()
@@ -155,7 +191,7 @@ void LoginWindow::showNotice(const QString &text, bool overDialog)
 {
     // Without a parent it stays visible while the dialog is hidden.
     m_notice = std::make_unique<WaitNotice>(text, overDialog ? this : nullptr);
-    connect(m_notice.get(), &WaitNotice::cancelled, this, &LoginWindow::waitCancelled);
+    connect(m_notice.get(), &WaitNotice::cancelled, this, &LoginWindow::cancelWait);
     m_notice->showFor(this);
 }
 

@@ -5,6 +5,7 @@
 #include <QTimer>
 #include <memory>
 
+class CCustomBtn;
 class CustomTitleBar;
 class QTabWidget;
 
@@ -13,7 +14,6 @@ namespace tarn::visualized {
 class AccountPage;
 class LoginPage;
 class PhonePage;
-class QuickBand;
 class WaitNotice;
 
 /// The sign-in dialog without the sign-ins: its parts, its tips, and how it waits. GUI thread.
@@ -29,9 +29,6 @@ public:
     /// Focuses the first empty field of the current page, for a user who has just asked for the sign-in.
     void focusEmptyField();
 
-signals:
-    void waitCancelled(); ///< by the user, in the notice
-
 protected:
     explicit LoginWindow(QWidget *parent);
     void build(); ///< called first in the most derived class
@@ -46,6 +43,7 @@ protected:
     /// Offers to cancel a wait: over the dialog, or while that is hidden.
     void showNotice(const QString &text, bool overDialog);
     void hideNotice();
+    virtual void cancelWait() = 0; ///< by the user, in the notice
 
     void showEvent(QShowEvent *event) override;
 
@@ -53,7 +51,8 @@ protected:
     QTabWidget *m_tabs = nullptr;
     AccountPage *m_accountPage = nullptr;
     PhonePage *m_phonePage = nullptr;
-    QuickBand *m_band = nullptr;
+    CCustomBtn *m_weixin = nullptr;
+    CCustomBtn *m_qq = nullptr;
     bool m_closed = false; ///< and about to be deleted
 
 private:
@@ -61,7 +60,7 @@ private:
     void InitLoginTypeTab();
     void InitAccountLogin();
     void InitVerificationTab();
-    void InitQuickLogin();
+    QLayout *InitQuickLogin(); ///< the sign-ins by QR code
     void showTip(const QString &text, eTipStatus status, eBoxOrigin origin);
 
     bool m_waiting = false;

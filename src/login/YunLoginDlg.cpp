@@ -2,10 +2,9 @@
 #include "login/AccountPage.h"
 #include "login/AccountSignIn.h"
 #include "login/PhonePage.h"
-#include "login/QuickBand.h"
-#include "login/WipeText.h"
 #include "tarn/keys/CloudKeys.h"
 #include "widgets/BringToFront.h"
+#include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/WebLink.h"
 #include <QApplication>
@@ -70,10 +69,9 @@ void CYunLoginDialog::InitDialog()
     connect(m_phonePage, &PhonePage::codeRequested, this, &CYunLoginDialog::onGetVerificationCodeBtn);
     connect(m_phonePage, &PhonePage::signInRequested, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
     connect(m_phonePage, &PhonePage::automaticChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
-    connect(m_band, &QuickBand::weixinRequested, this, &CYunLoginDialog::onWeixinLogin);
-    connect(m_band, &QuickBand::qqRequested, this, &CYunLoginDialog::onQQLogin);
+    connect(m_weixin, &QPushButton::clicked, this, &CYunLoginDialog::onWeixinLogin);
+    connect(m_qq, &QPushButton::clicked, this, &CYunLoginDialog::onQQLogin);
     connect(&m_countdown, &QTimer::timeout, this, &CYunLoginDialog::OnTimeOut);
-    connect(this, &LoginWindow::waitCancelled, this, &CYunLoginDialog::cancelWait);
     FillMemoryLoginInfo();
     InitCloudAddr();
 }

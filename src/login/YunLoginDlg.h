@@ -45,6 +45,7 @@ public slots:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void cancelWait() override;
 
 private:
     void FillMemoryLoginInfo();
@@ -59,7 +60,6 @@ private:
 
     bool ExecuteLoginByAccount();
     void leaveAccountSignIn();
-    void cancelWait();
     void quickLogin(const QString &type, const QString &clickLine);
     void waitForScan(const QString &randomCode);
     void stopPoller();
