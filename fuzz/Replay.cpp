@@ -2,8 +2,6 @@
 #include "fuzz/Target.h"
 #include <QApplication>
 #include <QDir>
-#include <QFile>
-#include <cstdio>
 
 int main(int argc, char *argv[])
 {
@@ -18,6 +16,5 @@ int main(int argc, char *argv[])
         tarn::fuzz::require(file.open(QIODevice::ReadOnly), "the corpus is readable");
         tarn::fuzz::runTarget(file.readAll());
     }
-    std::printf("%d inputs, longest run on the GUI thread: %lld ms\n", files.size(), tarn::fuzz::longestGuiMs());
     return 0;
 }

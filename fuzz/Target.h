@@ -1,8 +1,8 @@
 #pragma once
-#include <QByteArray>
-#include <QString>
+#include <QFile>
 #include <QTemporaryDir>
-#include <functional>
+#include <cstdio>
+#include <cstdlib>
 
 /// A fuzz target, one in each program. The preset "fuzz" builds libFuzzer programs (scripts/fuzz.sh); otherwise each is a
 /// test that replays its committed corpus.
@@ -11,12 +11,14 @@ namespace tarn::fuzz {
 extern const char *const corpusName; ///< of a directory in fuzz/corpus
 void runTarget(const QByteArray &input);
 
-/// Runs the part of a target that the product runs on its GUI thread, and remembers the longest run.
-void onGuiThread(const std::function<void()> &part);
-qint64 longestGuiMs();
-
 /// Fails the input when a promise of the code under test does not hold.
-void require(bool condition, const char *promise);
+inline void require(bool condition, const char *promise)
+{
+    if (condition)
+        return;
+    std::fprintf(stderr, "broken promise: %s\n", promise);
+    std::abort();
+}
 
 /// An empty directory for the files of one input.
 class Scratch
@@ -24,7 +26,13 @@ class Scratch
 public:
     QString path(const char *name) const { return m_directory.filePath(QLatin1String(name)); }
     /// Writes a file and returns its path.
-    QString file(const char *name, const QByteArray &content) const;
+    QString file(const char *name, const QByteArray &content) const
+    {
+        QFile file(path(name));
+        require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(),
+                "the scratch directory is writable");
+        return file.fileName();
+    }
 
 private:
     QTemporaryDir m_directory;

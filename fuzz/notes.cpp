@@ -14,8 +14,6 @@ TARN_FUZZ_TARGET("notes")
     const auto document = notes::load(scratch.file("notes.html", input), QFont(), QThread::currentThread());
     if (!document)
         return;
-    tarn::fuzz::onGuiThread([&] {
-        document->setTextWidth(600);
-        document->documentLayout()->hitTest(QPointF(0, 400), Qt::FuzzyHit); // the rest is laid out in steps
-    });
+    document->setTextWidth(600);
+    document->documentLayout()->hitTest(QPointF(0, 400), Qt::FuzzyHit); // the rest is laid out in steps
 }

@@ -9,9 +9,6 @@ TARN_FUZZ_TARGET("picture")
     const tarn::fuzz::Scratch scratch;
     const QString path = scratch.file("picture", input);
     const QSize box(64, 64);
-    tarn::fuzz::onGuiThread([&] {
-        const QPixmap pixmap = picture::load(path, box);
-        tarn::fuzz::require(pixmap.width() <= box.width() && pixmap.height() <= box.height(), "a picture fits its box");
-    });
-    picture::read(path, box);
+    const QPixmap pixmap = picture::load(path, box); // calls picture::read()
+    tarn::fuzz::require(pixmap.width() <= box.width() && pixmap.height() <= box.height(), "a picture fits its box");
 }

@@ -2,11 +2,11 @@
 #include "frame/VtServiceClient.h"
 #include "login/Login.h"
 #include <QClipboard>
-#include <pthread.h>
 
 using namespace login;
 using namespace request;
 using FakeClient::callsOf;
+using FakeClient::fake;
 
 namespace {
 constexpr char Phone[] = "13800138000";
@@ -21,7 +21,7 @@ constexpr CQueryQRCodeResult::Rhythm Fast{1, 1, 3};
 
 void offerPage(const QVariant &address = Page, int code = 4000)
 {
-    FakeClient::fake().queue("GetQRCodeUrl", {code, {}, {{"QRCODE_url", address}}});
+    fake().queue("GetQRCodeUrl", {code, {}, {{"QRCODE_url", address}}});
 }
 
 } // namespace
@@ -33,7 +33,7 @@ private slots:
 
     void init()
     {
-        FakeClient::fake().reset();
+        fake().reset();
         m_log = std::make_unique<LogCatcher>();
         m_notify = QSharedPointer<Notify>::create();
         m_browser = std::make_unique<LinkTaker>(QStringList{"http", "https", "file"});
@@ -83,7 +83,7 @@ private slots:
         for (auto row : rows) {
             startAgain();
             row.stored.insert(QVariantMap{{"ACCOUNT", "z"}, {"PASSWORD", "p"}, {"PHONE", "1"}});
-            FakeClient::fake().queue("GetMemoryLoginInfo", {row.code, "坏了 %2", row.stored});
+            fake().queue("GetMemoryLoginInfo", {row.code, "坏了 %2", row.stored});
             open();
             QCOMPARE(ours(), row.log);
             QCOMPARE(callsOf("GetLinkAddress").size(), 3); // also when the service could not be reached before
@@ -148,7 +148,7 @@ private slots:
             const QLatin1String operation(byAccount ? "LoginByAccount"
                                           : sends   ? "SendVerificationCode"
                                                     : "LoginByPhone");
-            FakeClient::fake().queue(operation, {row.code, row.error});
+            fake().queue(operation, {row.code, row.error});
             open();
             fill(m_dialog, Account, Password, Phone, OneTimeCode);
             m_dialog->findChild<QTabWidget *>()->setCurrentIndex(byAccount ? 0 : 1);
@@ -259,10 +259,10 @@ private slots:
             startAgain();
             offerPage();
             for (const int code : row.codes)
-                FakeClient::fake().queue("QueryQRCodeResult", {code, row.error, {{"token", Token}}});
+                fake().queue("QueryQRCodeResult", {code, row.error, {{"token", Token}}});
             const int asked = row.codes.contains(4025) ? 4 : 3; // the last one by the poller
             for (int i = 1; i <= asked; ++i)
-                FakeClient::fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < asked ? "" : BindingPage}}});
+                fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < asked ? "" : BindingPage}}});
             open();
             box(m_dialog, "accountAutoLogin")->setChecked(true);
             m_dialog->findChild<QTabWidget *>()->setCurrentIndex(0);
@@ -302,16 +302,7 @@ private slots:
             QVERIFY(m_dialog->isVisible() && m_browser->urls.isEmpty());
         }
         QCOMPARE(callsOf("GetQRCodeUrl")[0].value("扫码登录类型").toString(), QString("weixindenglu"));
-        pthread_attr_t normal; // the poller's thread cannot be created
-        QCOMPARE(pthread_getattr_default_np(&normal), 0);
-        pthread_attr_t huge = normal;
-        pthread_attr_setstacksize(&huge, size_t(1) << 46);
-        QCOMPARE(pthread_setattr_default_np(&huge), 0);
-        offerPage();
-        const QString tip = tipAfter("weixinButton");
-        pthread_setattr_default_np(&normal);
-        QVERIFY(tip.contains("扫码登录失败") && m_dialog->isVisible());
-        QCOMPARE(m_log->count("点击微信扫码登录。"), 4);
+        QCOMPARE(m_log->count("点击微信扫码登录。"), 3);
         QVERIFY(!ours().contains(Page));
     }
 
@@ -319,8 +310,8 @@ private slots:
     {
         QStringList failures;
         for (const bool available : {true, false}) {
-            FakeClient::fake().setAvailable(available);
-            FakeClient::fake().queue("QueryQRCodeResult", {4023, "拒绝"});
+            fake().setAvailable(available);
+            fake().queue("QueryQRCodeResult", {4023, "拒绝"});
             const QPointer<CQueryQRCodeResult> poller = new CQueryQRCodeResult(true, true, "first", Fast);
             connect(poller, &CQueryQRCodeResult::loginFail, this, [&](const QString &error) { failures << error; });
             poller->setRandomFlag("second");
@@ -331,12 +322,12 @@ private slots:
         QCOMPARE(callsOf("QueryQRCodeResult").value(0).value("随机码").toString(), QString("second"));
         // The client library may be unloaded by then: a stopped poller must not load it again.
         CVtServiceClient::ReleaseInstance();
-        FakeClient::fake().reset();
+        fake().reset();
         const QPointer<CQueryQRCodeResult> stopped = new CQueryQRCodeResult(true, true, "first");
         stopped->stop();
         stopped->start();
         CQueryQRCodeResult::deleteStopped(5000);
-        QVERIFY(!stopped && FakeClient::fake().operations().isEmpty());
+        QVERIFY(!stopped && fake().operations().isEmpty());
     }
 
     // The success of the QR sign-in arrives when the dialog has been closed, or during or after an account sign-in that
@@ -351,12 +342,12 @@ private slots:
         for (const auto &row : rows) {
             startAgain();
             offerPage();
-            FakeClient::fake().queue("QueryQRCodeResult", {4000, {}, {{"token", Token}}, {}, 0, row.hangs});
-            FakeClient::fake().queue("LoginByAccount", {row.code, "密码错"});
+            fake().queue("QueryQRCodeResult", {4000, {}, {{"token", Token}}, {}, 0, row.hangs});
+            fake().queue("LoginByAccount", {row.code, "密码错"});
             open();
             BoxScript::press(m_dialog, "weixinButton");
             if (row.hangs)
-                QTRY_COMPARE(FakeClient::fake().hanging(), 1);
+                QTRY_COMPARE(fake().hanging(), 1);
             else
                 QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
             fill(m_dialog, Account, Password);
@@ -365,7 +356,7 @@ private slots:
             else // a tip only when the user has not been signed in yet
                 QCOMPARE(tipOf([this] { m_dialog->onAccountLoginBtn(); }).contains("密码错"),
                          row.hangs && row.code == 4100);
-            FakeClient::fake().releaseHangs();
+            fake().releaseHangs();
             QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
             processDeletions();
             settle();
@@ -389,21 +380,21 @@ private slots:
         for (const bool answered : {false, true}) {
             startAgain();
             offerPage();
-            FakeClient::fake().queue("QueryQRCodeResult", {4999, "拒绝", {}, {}, 0, true});
+            fake().queue("QueryQRCodeResult", {4999, "拒绝", {}, {}, 0, true});
             open();
             fill(m_dialog, Account, {});
             BoxScript::press(m_dialog, "weixinButton");
-            QTRY_COMPARE(FakeClient::fake().hanging(), 1);
+            QTRY_COMPARE(fake().hanging(), 1);
             QWidget *cancellable = notice();
             QVERIFY(cancellable && !m_dialog->isVisible());
             if (answered) // the result is on its way
-                FakeClient::fake().releaseHangs();
+                fake().releaseHangs();
             QCOMPARE(CQueryQRCodeResult::waitForStopped(answered ? 5000 : 20), answered); // no event is processed
             BoxScript::press(cancellable, "cancelButton");
             QVERIFY(m_dialog->isVisible());
             QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "passwordEdit")); // the first empty field
             const BoxScript tips(QStringList{});
-            FakeClient::fake().releaseHangs();
+            fake().releaseHangs();
             QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
             processDeletions();
             QVERIFY(!notice() && tips.isDone() && m_dialog->isVisible());
@@ -452,8 +443,7 @@ private slots:
         for (const auto &row : rows) {
             startAgain();
             for (int i = 0; i < 5; ++i)
-                FakeClient::fake().queue("GetLinkAddress",
-                                         {4000, {}, {{"LinkUrl", i < 3 ? row.atOpening : row.atClick}}});
+                fake().queue("GetLinkAddress", {4000, {}, {{"LinkUrl", i < 3 ? row.atOpening : row.atClick}}});
             open();
             m_log->clear();
             if (!row.browser)
@@ -494,7 +484,7 @@ private slots:
         QCOMPARE(ours(), QString("账号不能为空!|密码不能为空!|【云登录对话框验证码登录】动态密码不正确，请重新输入!"));
         QVERIFY(callsOf("LoginByAccount").isEmpty() && callsOf("LoginByPhone").isEmpty());
 
-        FakeClient::fake().setAvailable(false);
+        fake().setAvailable(false);
         const CYunLoginDialog logged;
         QVERIFY(ours().endsWith("|【云登录窗口初始化跳转链接地址】失败，原因为获取云服务客户端接口对象失败"));
         fill(m_dialog, Account, Password, Phone, OneTimeCode);
@@ -507,7 +497,7 @@ private slots:
     // Keys for another program press nothing; Return in a field with the focus signs in, once.
     void keys()
     {
-        FakeClient::fake().queue("LoginByAccount", {4100, "密码错"});
+        fake().queue("LoginByAccount", {4100, "密码错"});
         open();
         fill(m_dialog, {}, {});
         m_dialog->setFocus();

@@ -1,5 +1,4 @@
-// The sign-in dialog is closed, destroyed or shown again during a call. Meant
-// for the address sanitizer.
+// The sign-in dialog is closed, destroyed or shown again during a call. Meant for the address sanitizer.
 #include "frame/VtServiceClient.h"
 #include "login/AccountSignIn.h"
 #include "login/Login.h"
@@ -10,8 +9,10 @@
 #include <thread>
 
 using namespace login;
+using namespace tarn::visualized;
 using namespace request;
 using FakeClient::callsOf;
+using FakeClient::fake;
 
 namespace {
 // Also a closing one; null when there is none.
@@ -26,14 +27,13 @@ void callerEnds(const QString &softId)
     send(CVisualizedEvents::eNotifyCloudParentFinish, new CNotifyCloudEventData(input));
 }
 
-// Acts in the event loop that waits for the answer, when the service has
-// received the call.
+// Acts in the event loop that waits for the answer, when the service has received the call.
 struct DuringTheCall final : QTimer
 {
     explicit DuringTheCall(const std::function<void()> &act)
     {
         connect(this, &QTimer::timeout, this, [=] {
-            if (FakeClient::fake().hanging() == 0)
+            if (fake().hanging() == 0)
                 return;
             stop();
             isDone = true;
@@ -63,7 +63,7 @@ private slots:
 
     void init()
     {
-        FakeClient::fake().reset();
+        fake().reset();
         m_log = new LogCatcher;
         m_notify = QSharedPointer<Notify>::create();
         m_next = QSharedPointer<Notify>::create();
@@ -76,7 +76,7 @@ private slots:
 
     void cleanup()
     {
-        FakeClient::fake().releaseHangs();
+        fake().releaseHangs();
         CVisualizedManager::FreeInstance();
         settle();
         processDeletions();
@@ -101,8 +101,8 @@ private slots:
             {"closed, refused", 4100, false, "0 0", close},
             {"closed when the wait is about to end", 4000, false, "1 0",
              [this] {
-                 FakeClient::fake().releaseHangs();
-                 tarn::visualized::cloudcalls::pool().waitForDone();
+                 fake().releaseHangs();
+                 cloudcalls::pool().waitForDone();
                  QCoreApplication::processEvents();
                  m_dialog->close();
              }},
@@ -118,7 +118,7 @@ private slots:
         for (const auto &row : rows) {
             cleanup();
             init();
-            FakeClient::fake().queue("LoginByAccount", hanging(row.code));
+            fake().queue("LoginByAccount", hanging(row.code));
             bool aliveThen = false;
             bool cursorThen = false;
             const DuringTheCall act([&] {
@@ -126,7 +126,7 @@ private slots:
                 processDeletions();
                 aliveThen = m_dialog;
                 cursorThen = QApplication::overrideCursor();
-                FakeClient::fake().releaseHangs();
+                fake().releaseHangs();
             });
             const BoxScript tips(QStringList{});
             signIn();
@@ -140,7 +140,7 @@ private slots:
     // The waiting dialog starts nothing; that of the next caller starts no account sign-in before the first has ended.
     void oneAttemptAtATime()
     {
-        FakeClient::fake().queue("LoginByAccount", hanging(4000));
+        fake().queue("LoginByAccount", hanging(4000));
         BoxScript tips({"确定"});
         DuringTheCall act([&] {
             QVERIFY(!m_dialog->isEnabled());
@@ -156,7 +156,7 @@ private slots:
             fill(second, "li", "secret");
             BoxScript::press(second, "accountLoginButton");
             QVERIFY(second);
-            FakeClient::fake().releaseHangs();
+            fake().releaseHangs();
         });
         signIn();
         QVERIFY(act.isDone && tips.isDone());
@@ -165,8 +165,7 @@ private slots:
         QVERIFY(callsOf("LoginByPhone").isEmpty() && callsOf("GetQRCodeUrl").isEmpty());
         settle();
         QCOMPARE(int(m_notify->calls), 1);
-        BoxScript::press(theDialog(),
-                         "accountLoginButton"); // now the second one can start
+        BoxScript::press(theDialog(), "accountLoginButton"); // now the second one can start
         QCOMPARE(callsOf("LoginByAccount").size(), 2);
     }
 
@@ -176,17 +175,17 @@ private slots:
         for (const bool answered : {false, true}) { // before the dialog closes
             cleanup();
             init();
-            FakeClient::fake().queue("LoginByAccount", hanging(4000));
+            fake().queue("LoginByAccount", hanging(4000));
             bool concluded = false;
             const auto closeUnder = [&](QDialog *box) {
                 if (answered) {
-                    FakeClient::fake().releaseHangs();
+                    fake().releaseHangs();
                     settle();
                 }
                 m_dialog->close();
-                FakeClient::fake().releaseHangs();
+                fake().releaseHangs();
                 settle();
-                concluded = !tarn::visualized::AccountSignIn::current() && m_notify->calls == 1;
+                concluded = !AccountSignIn::current() && m_notify->calls == 1;
                 box->reject();
             };
             const BoxScript script(QList<BoxScript::Step>{closeUnder});
@@ -207,10 +206,10 @@ private slots:
             return text.isEmpty() || !text.isDetached();
         };
         bool shared = true;
-        FakeClient::fake().queue("LoginByAccount", hanging(4100));
+        fake().queue("LoginByAccount", hanging(4100));
         const DuringTheCall act([&] {
             shared = isShared("passwordEdit");
-            FakeClient::fake().releaseHangs();
+            fake().releaseHangs();
         });
         const auto look = [&](QDialog *tip) {
             shared = isShared("codeEdit");
@@ -219,7 +218,7 @@ private slots:
         BoxScript tips({BoxScript::pressing("确定"), look});
         signIn();
         QVERIFY(act.isDone && !shared);
-        FakeClient::fake().queue("LoginByPhone", {4102, "密码错"});
+        fake().queue("LoginByPhone", {4102, "密码错"});
         fill(m_dialog, {}, {}, "13800138000", "123456");
         BoxScript::press(m_dialog, "phoneLoginButton");
         QVERIFY(tips.isDone() && !shared);
@@ -229,7 +228,7 @@ private slots:
     void cancelled()
     {
         for (const int code : {4100, 4000}) {
-            FakeClient::fake().queue("LoginByAccount", hanging(code));
+            fake().queue("LoginByAccount", hanging(code));
             const DuringTheCall act([] {
                 QVERIFY(!notice());
                 QTRY_VERIFY(notice());
@@ -239,7 +238,7 @@ private slots:
             QVERIFY(act.isDone && !notice());
             QVERIFY(m_dialog->isVisible() && m_dialog->isEnabled() && !QApplication::overrideCursor());
             QCOMPARE(int(m_notify->calls), 0);
-            FakeClient::fake().releaseHangs();
+            fake().releaseHangs();
             settle();
             QCOMPARE(int(m_notify->calls), code == 4000 ? 1 : 0);
             QCOMPARE(m_dialog->isVisible(), code != 4000);
@@ -249,11 +248,11 @@ private slots:
 
     void answeredUnderTheNotice()
     {
-        FakeClient::fake().queue("LoginByAccount", hanging(4100));
+        fake().queue("LoginByAccount", hanging(4100));
         BoxScript tips({"确定"});
         const DuringTheCall act([] {
             QTRY_VERIFY(notice());
-            FakeClient::fake().releaseHangs();
+            fake().releaseHangs();
         });
         signIn();
         QVERIFY(act.isDone && tips.isDone() && !notice());
@@ -263,10 +262,10 @@ private slots:
     void quitDuringTheCall()
     {
         for (const bool answered : {false, true}) {
-            FakeClient::fake().queue("LoginByAccount", hanging(4001));
+            fake().queue("LoginByAccount", hanging(4001));
             const DuringTheCall act([answered] {
                 if (answered) {
-                    FakeClient::fake().releaseHangs();
+                    fake().releaseHangs();
                     settle();
                 }
                 QCoreApplication::quit();
@@ -278,8 +277,8 @@ private slots:
             QCoreApplication::exec();
             QVERIFY(act.isDone && timer.elapsed() < 3000);
             QVERIFY(m_dialog && m_dialog->isEnabled());
-            QVERIFY(!FakeClient::fake().operations().contains("UnInitialize cloud"));
-            FakeClient::fake().releaseHangs();
+            QVERIFY(!fake().operations().contains("UnInitialize cloud"));
+            fake().releaseHangs();
             settle();
         }
     }
@@ -318,7 +317,7 @@ private slots:
     void hangingPollerHoldsUpNothing()
     {
         scan(hanging(4000));
-        QTRY_COMPARE_WITH_TIMEOUT(FakeClient::fake().hanging(), 1, 6000);
+        QTRY_COMPARE_WITH_TIMEOUT(fake().hanging(), 1, 6000);
         QElapsedTimer timer;
         timer.start();
         m_dialog->close();
@@ -358,7 +357,7 @@ private slots:
 
     void closedUnderATip()
     {
-        FakeClient::fake().queue("LoginByPhone", {4018, "没有授权"});
+        fake().queue("LoginByPhone", {4018, "没有授权"});
         fill(m_dialog, {}, {}, "13800138000", "123456");
         QTimer::singleShot(0, this, [] { callerEnds("cad"); });
         BoxScript::press(m_dialog, "phoneLoginButton");
@@ -393,16 +392,15 @@ private:
     void signIn() { BoxScript::press(m_dialog, "accountLoginButton"); }
     void scan(const FakeAnswer &result = {4022})
     {
-        FakeClient::fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", "http://127.0.0.1/qr"}}});
-        FakeClient::fake().queue("QueryQRCodeResult", result);
+        fake().queue("GetQRCodeUrl", {4000, {}, {{"QRCODE_url", "http://127.0.0.1/qr"}}});
+        fake().queue("QueryQRCodeResult", result);
         BoxScript::press(m_dialog, "weixinButton");
         QVERIFY(!m_dialog->isVisible());
     }
 
     const LinkTaker m_browser{{"http"}};
     QPointer<CYunLoginDialog> m_dialog;
-    QSharedPointer<Notify> m_notify,
-        m_next; // the callers, in the order of their requests
+    QSharedPointer<Notify> m_notify, m_next; // the callers, in the order of their requests
     LogCatcher *m_log = nullptr;
 };
 

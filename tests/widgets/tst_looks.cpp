@@ -6,17 +6,8 @@
 #include "widgets/Picture.h"
 #include "widgets/TextMenu.h"
 #include "widgets/Toolkit.h"
-#include <QApplication>
-#include <QClipboard>
-#include <QDialog>
-#include <QHelpEvent>
-#include <QLineEdit>
-#include <QMenu>
-#include <QScrollBar>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTextBrowser>
+#include <QtTest>
+#include <QtWidgets>
 #include <algorithm>
 #include <sys/stat.h>
 

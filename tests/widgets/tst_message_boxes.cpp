@@ -4,14 +4,8 @@
 #include "widgets/BoxContent.h"
 #include "widgets/QuestionMessageBox.h"
 #include "widgets/TimingMessageBox.h"
-#include <QAccessible>
-#include <QApplication>
-#include <QLabel>
-#include <QPushButton>
-#include <QScrollArea>
-#include <QScrollBar>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
+#include <QtWidgets>
 #include <sys/stat.h>
 
 namespace {

@@ -4,11 +4,8 @@
 #include "widgets/Placement.h"
 #include "widgets/Toolkit.h"
 #include "widgets/dpitoolkit.h"
-#include <QApplication>
-#include <QDialog>
-#include <QLabel>
-#include <QScreen>
-#include <QTest>
+#include <QtTest>
+#include <QtWidgets>
 #include <climits>
 
 using namespace tarn::visualized;
