@@ -20,17 +20,14 @@ LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names,
     m_secret = m_secretField->lineEdit();
     m_remember = makeCheckBox(names.remember, names.rememberText);
     m_automatic = makeCheckBox(names.automatic, QStringLiteral("自动登录"));
-    m_login = new CCustomBtn(QStringLiteral("立即登录"), CCustomBtn::Blue, this);
-    m_login->setObjectName(QLatin1String(names.login));
-    m_login->setFont(look::yaHei(15, QFont::Normal, this));
+    m_login = look::named(new CCustomBtn(QStringLiteral("立即登录"), CCustomBtn::Blue, this), names.login, 15);
     m_login->setFixedHeight(look::scaled(40, this));
 
     auto *boxes = new QHBoxLayout;
     boxes->addWidget(m_remember);
     boxes->addStretch(1);
     boxes->addWidget(m_automatic);
-    auto *column = new QVBoxLayout(this);
-    look::space(column, {0, 20, 0, 0}, 14, this);
+    auto *column = look::space(new QVBoxLayout(this), {0, 20, 0, 0}, 14, this);
     column->addLayout(m_userRow);
     column->addLayout(m_secretRow);
     column->addLayout(boxes);
@@ -42,10 +39,9 @@ CIconEditWidget *LoginPage::makeField(const Field &field, QHBoxLayout *row)
 {
     auto *widget = new CIconEditWidget(this);
     widget->setPrefixIcon(field.icon);
-    widget->lineEdit()->setObjectName(QLatin1String(field.name));
-    widget->lineEdit()->setPlaceholderText(field.placeholder);
-    widget->lineEdit()->setAccessibleName(field.placeholder);
-    widget->lineEdit()->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    CCustomLineEdit *edit = look::named(widget->lineEdit(), field.name, look::TextPx);
+    edit->setPlaceholderText(field.placeholder);
+    edit->setAccessibleName(field.placeholder);
     row->setSpacing(look::scaled(8, this));
     row->addWidget(widget, 1);
     return widget;
@@ -53,9 +49,7 @@ CIconEditWidget *LoginPage::makeField(const Field &field, QHBoxLayout *row)
 
 QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
 {
-    auto *box = new QCheckBox(text, this);
-    box->setObjectName(QLatin1String(name));
-    box->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    auto *box = look::named(new QCheckBox(text, this), name, look::TextPx);
     QPalette palette = box->palette(); // takes less time than a style sheet
     palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
     box->setPalette(palette);

@@ -34,8 +34,7 @@ QString dialogSheet(const QWidget *w)
 
 QWidget *quickRule(QWidget *parent)
 {
-    auto *line = new QWidget(parent);
-    line->setObjectName(QStringLiteral("quickRule"));
+    auto *line = look::named(new QWidget(parent), "quickRule");
     line->setAttribute(Qt::WA_StyledBackground);
     line->setFixedHeight(1);
     return line;
@@ -43,9 +42,7 @@ QWidget *quickRule(QWidget *parent)
 
 CCustomBtn *quickButton(const char *name, const QString &text, const QString &icon, QWidget *parent)
 {
-    auto *button = new CCustomBtn(text, CCustomBtn::White, parent);
-    button->setObjectName(QLatin1String(name));
-    button->setFont(look::yaHei(look::TextPx, QFont::Normal, parent));
+    auto *button = look::named(new CCustomBtn(text, CCustomBtn::White, parent), name, look::TextPx);
     button->setFixedHeight(look::scaled(38, parent));
     button->setIconSize(look::scaled(QSize(20, 20), parent));
     button->setIcon(picture::load(icon, button->iconSize(), parent->devicePixelRatioF()));
@@ -67,8 +64,7 @@ void LoginWindow::build()
     prepare(QStringLiteral("云账号登录"));
     setWindowIcon(picture::windowIcon(look::icon::Login));
     QVBoxLayout *column = addBody(QStringLiteral("loginBody"));
-    auto *content = new QVBoxLayout;
-    look::space(content, {36, 8, 36, 28}, 22, this);
+    auto *content = look::space(new QVBoxLayout, {36, 8, 36, 28}, 22, this);
     InitLoginTypeTab();
     content->addWidget(m_tabs);
     content->addLayout(InitQuickLogin());
@@ -88,8 +84,7 @@ void LoginWindow::InitTitleBar(QVBoxLayout *column)
 
 void LoginWindow::InitLoginTypeTab()
 {
-    m_tabs = new QTabWidget(this);
-    m_tabs->setObjectName(QStringLiteral("loginTabs"));
+    m_tabs = look::named(new QTabWidget(this), "loginTabs");
     m_tabs->tabBar()->setFont(look::yaHei(15, QFont::Normal, this));
     m_tabs->tabBar()->setDrawBase(false);
     m_tabs->tabBar()->setAccessibleName(QStringLiteral("登录方式"));
@@ -111,9 +106,7 @@ void LoginWindow::InitVerificationTab()
 
 QLayout *LoginWindow::InitQuickLogin()
 {
-    auto *title = new QLabel(QStringLiteral("其他登录方式"), this);
-    title->setObjectName(QStringLiteral("quickTitle"));
-    title->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    auto *title = look::named(new QLabel(QStringLiteral("其他登录方式"), this), "quickTitle", look::TextPx);
     m_weixin = quickButton("weixinButton", QStringLiteral("微信登录"), look::icon::Weixin, this);
     m_qq = quickButton("qqButton", QStringLiteral("QQ登录"), look::icon::QQ, this);
     auto *band = new QVBoxLayout;

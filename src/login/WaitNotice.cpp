@@ -27,8 +27,7 @@ WaitNotice::WaitNotice(const QString &text, QWidget *parent)
     label->setAlignment(Qt::AlignCenter);
     label->setWordWrap(true);
     auto *cancel = new CCustomBtn(QStringLiteral("取消"), CCustomBtn::Grey, "cancelButton", {88, 32}, this);
-    auto *content = new QVBoxLayout;
-    look::space(content, {20, 20, 20, 20}, 20, this);
+    auto *content = look::space(new QVBoxLayout, {20, 20, 20, 20}, 20, this);
     content->addWidget(label);
     content->addWidget(cancel, 0, Qt::AlignHCenter);
     column->addLayout(content);

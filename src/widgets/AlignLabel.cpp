@@ -18,8 +18,7 @@ void CAlignLabel::CreateWidget(QString label, QString value)
     qDeleteAll(findChildren<ElideLabel *>());
     delete layout();
     setStyleSheet(labelSheet());
-    auto *row = new QHBoxLayout(this);
-    look::space(row, {}, 8, this);
+    auto *row = look::space(new QHBoxLayout(this), {}, 8, this);
     for (const QString &text : {label, value}) {
         auto *part = new ElideLabel(text, this);
         part->setFont(look::yaHei(12, QFont::Normal, this));

@@ -55,9 +55,7 @@ QString boxSheet(const QWidget *box)
 QLabel *textLabel(const QString &text, QWidget *box)
 {
     const safehtml::Reduced shown = safehtml::reduce(text, safehtml::box());
-    auto *label = new QLabel(box);
-    label->setObjectName(QStringLiteral("messageText"));
-    label->setFont(look::yaHei(TextPx, QFont::Normal, box));
+    auto *label = look::named(new QLabel(box), "messageText", TextPx);
     label->setTextFormat(shown.isRich ? Qt::RichText : Qt::PlainText);
     label->setWordWrap(true);
     label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
@@ -71,8 +69,7 @@ QLabel *textLabel(const QString &text, QWidget *box)
 
 QLabel *iconLabel(const QPair<QString, QString> &icon, QWidget *box)
 {
-    auto *label = new QLabel(box);
-    label->setObjectName(QStringLiteral("messageIcon"));
+    auto *label = look::named(new QLabel(box), "messageIcon");
     label->setAccessibleName(icon.second);
     label->setFixedSize(look::scaled(IconSize, box));
     CToolkit::SetLabelIconPicture(label, icon.first, label->size());
@@ -151,8 +148,7 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QPair<QString, 
     QLabel *label = textLabel(text, box);
     connect(label, &QLabel::linkActivated, this, &BoxContent::openLink);
     auto *area = new TextArea(text, label, box);
-    auto *row = new QHBoxLayout;
-    look::space(row, {Margin, Gap, Gap, Gap}, Gap, box);
+    auto *row = look::space(new QHBoxLayout, {Margin, Gap, Gap, Gap}, Gap, box);
     row->addWidget(image);
     row->addWidget(area, 1);
     if (area->sizeHint().height() > look::scaled(3 * IconSize.height(), box))
@@ -179,17 +175,14 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QPair<QString, 
 
 QWidget *BoxContent::buttonBand(const QStringList &texts)
 {
-    auto *band = new QWidget(m_box);
-    band->setObjectName(QStringLiteral("buttonBand"));
+    auto *band = look::named(new QWidget(m_box), "buttonBand");
     band->setFixedHeight(look::scaled(64, m_box));
-    auto *row = new QHBoxLayout(band);
-    look::space(row, {Margin, 0, Margin, Gap}, Gap, m_box);
+    auto *row = look::space(new QHBoxLayout(band), {Margin, 0, Margin, Gap}, Gap, m_box);
     row->addStretch(1);
     for (const QString &text : texts) {
         const bool isFirst = m_buttons.isEmpty();
         auto *button = new CCustomBtn(text, isFirst ? CCustomBtn::Blue : CCustomBtn::Grey, band);
-        button->setObjectName(isFirst ? QStringLiteral("okButton") : QStringLiteral("cancelButton"));
-        button->setFont(look::yaHei(TextPx, QFont::Normal, band));
+        look::named(button, isFirst ? "okButton" : "cancelButton", TextPx);
         button->setMinimumWidth(look::scaled(80, band));
         button->setFixedHeight(look::scaled(40, band));
         row->addWidget(button);

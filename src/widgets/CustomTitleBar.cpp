@@ -9,17 +9,14 @@ using namespace tarn::visualized;
 
 CustomTitleBar::CustomTitleBar(QWidget *parent)
     : QWidget(parent)
-    , m_layout(new QHBoxLayout(this))
-    , m_logo(new QLabel(this))
-    , m_title(new ElideLabel(this))
+    , m_layout(look::space(new QHBoxLayout(this), {12, 0, 12, 0}, 8, this))
+    , m_logo(look::named(new QLabel(this), "titleLogo"))
+    , m_title(look::named(new ElideLabel(this), "titleText"))
 {
     setObjectName(QStringLiteral("CustomTitleBar"));
     setAttribute(Qt::WA_StyledBackground);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
-    look::space(m_layout, {12, 0, 12, 0}, 8, this);
-    m_logo->setObjectName(QStringLiteral("titleLogo"));
     m_logo->hide();
-    m_title->setObjectName(QStringLiteral("titleText"));
     QPalette palette = m_title->palette(); // a sheet would cost more than the rest of the bar
     palette.setColor(QPalette::WindowText, QColor(look::TextDark));
     m_title->setPalette(palette);
@@ -40,8 +37,7 @@ CustomTitleBar *CustomTitleBar::addOnTop(QVBoxLayout *column, int height)
 
 void CustomTitleBar::AddCloseButton()
 {
-    addButton(QStringLiteral("closeButton"), QStringLiteral("关闭"), look::icon::Close,
-              &CustomTitleBar::OnCloseBtnClicked);
+    addButton("closeButton", QStringLiteral("关闭"), look::icon::Close, &CustomTitleBar::OnCloseBtnClicked);
     QMargins margins = m_layout->contentsMargins();
     margins.setRight(0); // the corner is the easiest target on the screen
     m_layout->setContentsMargins(margins);
@@ -49,14 +45,12 @@ void CustomTitleBar::AddCloseButton()
 
 void CustomTitleBar::AddMinumButton()
 {
-    addButton(QStringLiteral("minimiseButton"), QStringLiteral("最小化"), look::icon::Minimise,
-              &CustomTitleBar::OnMinumBtnClicked);
+    addButton("minimiseButton", QStringLiteral("最小化"), look::icon::Minimise, &CustomTitleBar::OnMinumBtnClicked);
 }
 
 void CustomTitleBar::AddMaxumButton()
 {
-    addButton(QStringLiteral("maximiseButton"), QStringLiteral("最大化"), look::icon::Maximise,
-              &CustomTitleBar::OnMaxumBtnClicked);
+    addButton("maximiseButton", QStringLiteral("最大化"), look::icon::Maximise, &CustomTitleBar::OnMaxumBtnClicked);
 }
 
 void CustomTitleBar::SetMarginH(const int &margin)
@@ -114,11 +108,10 @@ void CustomTitleBar::setLogo(const QString &path, const QSize &size)
                        [logo = m_logo](const QImage &image) { logo->setPixmap(QPixmap::fromImage(image)); });
 }
 
-void CustomTitleBar::addButton(const QString &objectName, const QString &accessibleName, const QString &picture,
+void CustomTitleBar::addButton(const char *objectName, const QString &accessibleName, const QString &picture,
                                void (CustomTitleBar::*slot)())
 {
-    auto *button = new TitleButton(accessibleName, picture, this);
-    button->setObjectName(objectName);
+    auto *button = look::named(new TitleButton(accessibleName, picture, this), objectName);
     m_layout->addWidget(button, 0, Qt::AlignRight);
     connect(button, &QPushButton::clicked, this, slot);
 }

@@ -61,7 +61,7 @@ protected:
 private:
     void setTitle(const QString &text, int fontPx, int weight);
     void setLogo(const QString &path, const QSize &size);
-    void addButton(const QString &objectName, const QString &accessibleName, const QString &picture,
+    void addButton(const char *objectName, const QString &accessibleName, const QString &picture,
                    void (CustomTitleBar::*slot)());
 
     QHBoxLayout *const m_layout;

@@ -14,18 +14,15 @@ using ServiceVisualized::CToolkit;
 
 CIconEditWidget::CIconEditWidget(QWidget *parent)
     : QWidget(parent)
-    , m_prefix(new QLabel(this))
-    , m_edit(new CCustomLineEdit(this))
-    , m_suffix(new TitleButton(QStringLiteral("后缀按钮"), QString(), this))
+    , m_prefix(look::named(new QLabel(this), "prefixIcon"))
+    , m_edit(look::named(new CCustomLineEdit(this), "iconEdit"))
+    , m_suffix(look::named(new TitleButton(QStringLiteral("后缀按钮"), QString(), this), "suffixButton"))
 {
     setFixedHeight(look::scaled(36, this));
     setFocusProxy(m_edit);
-    m_prefix->setObjectName(QStringLiteral("prefixIcon"));
     m_prefix->hide();
-    m_edit->setObjectName(QStringLiteral("iconEdit"));
     m_edit->setFrame(false);
     connect(qApp, &QApplication::focusChanged, this, [this] { update(); }); // the frame shows the edit's focus
-    m_suffix->setObjectName(QStringLiteral("suffixButton"));
     m_suffix->setCursor(Qt::PointingHandCursor);
     m_suffix->hide();
     connect(m_suffix, &QPushButton::clicked, this, &CIconEditWidget::SuffixBtnClicked);

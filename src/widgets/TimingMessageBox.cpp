@@ -31,8 +31,7 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
     setAttribute(Qt::WA_TranslucentBackground);
     setFixedHeight(look::scaled(90, this));
     setMaximumWidth(look::scaled(860, this));
-    auto *column = new QHBoxLayout(this);
-    look::space(column, QMargins() + ShadowMargin, 0, this);
+    auto *column = look::space(new QHBoxLayout(this), QMargins() + ShadowMargin, 0, this);
     column->addWidget(textPanel(text));
     accessible::setRole(this, QAccessible::AlertMessage);
     resize(qMin(layout()->sizeHint().width(), maximumWidth()), height());
@@ -43,8 +42,7 @@ CTimingMessageBox::CTimingMessageBox(const QString &text, int msecs, QWidget *pa
 
 QWidget *CTimingMessageBox::textPanel(const QString &text)
 {
-    auto *panel = new QWidget(this);
-    panel->setObjectName(QStringLiteral("CTimingMessageBox"));
+    auto *panel = look::named(new QWidget(this), "CTimingMessageBox");
     panel->setAttribute(Qt::WA_StyledBackground);
     auto *shadow = new QGraphicsDropShadowEffect(panel);
     shadow->setBlurRadius(look::scaled(ShadowMargin, this));
@@ -52,14 +50,11 @@ QWidget *CTimingMessageBox::textPanel(const QString &text)
     shadow->setColor(QColor(0, 0, 0, 90));
     panel->setGraphicsEffect(shadow);
 
-    auto *label = new ElideLabel(panel);
-    label->setObjectName(QStringLiteral("messageText"));
-    label->setFont(look::yaHei(14, QFont::Normal, this));
+    auto *label = look::named(new ElideLabel(panel), "messageText", 14);
     label->setAlignment(Qt::AlignCenter);
     label->setMaximumLines(3);
     label->setFullText(text);
-    auto *row = new QHBoxLayout(panel);
-    look::space(row, {24, 0, 24, 0}, 0, this);
+    auto *row = look::space(new QHBoxLayout(panel), {24, 0, 24, 0}, 0, this);
     row->addWidget(label);
     panel->setStyleSheet(panelSheet());
     return panel;
