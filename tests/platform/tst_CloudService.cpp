@@ -5,7 +5,6 @@
 #include "support/Packages.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
-#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTcpSocket>
 #include <QTest>
@@ -52,6 +51,7 @@ Reply exchange(int port, const QByteArray &request)
         while (socket.waitForReadyRead(20000))
             all += socket.readAll();
     }
+
     const int gap = all.indexOf("\r\n\r\n");
     return {all.mid(9, 3).toInt(), all.left(gap), QString::fromUtf8(all.mid(gap + 4))};
 }
@@ -63,24 +63,422 @@ class TestCloudService final : public QObject
 {
     Q_OBJECT
 private slots:
-    void init();
-    void accounts();
-    void signsInByAccount();
-    void codesExpire();
-    void triesAreLimited();
-    void phonesSignIn();
-    void remembersWhatWasAsked();
-    void signsInAgain();
-    void badKeysCountAsNone();
-    void ticketsExpire();
-    void signsInByQr();
-    void someCallersSignNobodyIn();
-    void hashingIsBounded();
-    void showsTheQrPage();
-    void otherUsersAreRefused();
-    void pagesRefuse();
-    void linksAndSettings();
-    void refusesWhatIsWrong();
+    void init()
+    {
+        m_service.reset();
+        m_now = 1'700'000'000'000;
+        m_directory = std::make_unique<QTemporaryDir>();
+        start();
+        QVERIFY(call(wire::method::AddAccount, {{key::User, Name},
+                                                {key::Password, Password},
+                                                {key::Phone, Phone},
+                                                {wire::Weixin, "wx+1&"},
+                                                {wire::Qq, "12345"}})
+                    .accepted);
+    }
+
+    void accounts()
+    {
+        const auto add = [&](const QString &name, const QString &phone = {}) {
+            return call(wire::method::AddAccount, {{key::User, name}, {key::Password, "p"}, {key::Phone, phone}})
+                .retCode;
+        };
+        QCOMPARE(add(Name), code::Refused);
+        QCOMPARE(add("b", Phone), code::Refused);
+        for (const uint sign : {0x1fu, 0x202eu, 0x200bu, 0x2028u, 0x2029u, 0xe0041u}) // they would hide or turn text
+            QCOMPARE(add("b" + QString::fromUcs4(&sign, 1) + "c"), code::InvalidArgs);
+        QCOMPARE(add("b"), code::Ok);
+        QCOMPARE(add("c"), code::Ok); // two without a phone
+        const auto list = call(wire::method::ListAccounts).output.list;
+        QCOMPARE(list.size(), 3);
+        QCOMPARE(list.at(2).toMap().value(key::User).toString(), Name);
+        QVERIFY(!list.at(2).toMap().contains(key::Password));
+        QVERIFY(signIn("b", "p").accepted);
+        QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
+        QCOMPARE(state(), 2);
+        QVERIFY(call(wire::method::RemoveAccount, {{key::User, "b"}}).accepted);
+        QCOMPARE(state(), 0);
+        QCOMPARE(call(wire::method::RemoveAccount, {{key::User, "b"}}).retCode, code::Refused);
+    }
+
+    void signsInByAccount()
+    {
+        for (const QString &user : {QString("nobody"), QString(), QString("'\"\0;--"), QString(60000, u'x')})
+            QCOMPARE(signIn(user, Password).errorText,
+                     QString("账号或密码错误")); // does not reveal which accounts there are
+        QCOMPARE(signIn(Name, "nonsense").errorText, QString("账号或密码错误"));
+        QCOMPARE(state(), 0);
+        QCOMPARE(signIn(Name, Password).retCode, code::Ok);
+        QCOMPARE(state(), 2);
+        QVERIFY(call("Logout").accepted);
+        QCOMPARE(state(), 0);
+
+        QVERIFY(lock());
+        QCOMPARE(signIn(Name, "nonsense").retCode, code::Refused);
+        const auto locked = signIn(Name, Password);
+        QCOMPARE(locked.retCode, code::LockRefused);
+        QVERIFY(locked.errorText != signIn(Name, Password, {{key::YunLockErrorTip, true}}).errorText);
+        QCOMPARE(state(), 0);
+        QVERIFY(lock(false));
+        QCOMPARE(signIn(Name, Password).retCode, code::Ok);
+    }
+
+    void codesExpire()
+    {
+        QCOMPARE(send(), QString());
+        const QString code = lastCode();
+        QVERIFY(QRegularExpression("\\A[0-9]{6}\\z").match(code).hasMatch());
+        QVERIFY(!packages::readFile(file("cloud.db-wal")).contains(code.toLatin1()));
+        m_now += Minute - 1000;
+        QCOMPARE(send(), QString("动态密码发送过于频繁，请1秒后再试"));
+        m_now += 4 * Minute + 999;
+        QCOMPARE(check(code, Other), Expired);
+        QCOMPARE(check(code), QString());
+        QCOMPARE(check(code), Expired); // used up
+        QVERIFY(outbox().isEmpty());
+        QCOMPARE(send(), QString());
+        const QString next = lastCode();
+        m_now += 5 * Minute;
+        QCOMPARE(check(next), Expired);
+        QCOMPARE(send(), QString());
+        QCOMPARE(send(Other), QString());
+        m_now += Minute;
+        QCOMPARE(send(), QString());
+        QCOMPARE(outbox().size(), 2); // of each phone the newest alone
+        m_now -= 100 * Minute;        // the clock was set back
+        QVERIFY(outbox().isEmpty());
+        QCOMPARE(send(), QString());
+        QCOMPARE(check(lastCode()), QString());
+    }
+
+    // A new code each minute would otherwise allow thousands of tries a day.
+    void triesAreLimited()
+    {
+        QCOMPARE(send(), QString());
+        const QString code = lastCode();
+        const QString guess = code == "000000" ? "000001" : "000000";
+        for (const QString &wrong : {guess, QString(), code + '0', QString(10000, u'7'), guess}) {
+            QCOMPARE(lastCode(), code);
+            QCOMPARE(check(wrong), Wrong);
+        }
+        QVERIFY(outbox().isEmpty()); // it can no longer be used
+        QCOMPARE(check(code), Expired);
+        for (int tries = 5; tries < 20; ++tries) {
+            m_now += Minute;
+            QCOMPARE(send(), QString());
+            QCOMPARE(check("x"), Wrong);
+        }
+        start(); // also for the next process
+        QVERIFY(check(lastCode()).contains("次数过多"));
+        QCOMPARE(send(Other), QString());
+        QCOMPARE(check(lastCode(), Other), Unknown); // other phones are not concerned
+        m_now += 24 * 60 * Minute;
+        QCOMPARE(send(), QString());
+        QCOMPARE(check(lastCode()), QString());
+    }
+
+    void phonesSignIn()
+    {
+        for (const QString &bad : QStringList{"1380000000", "138000000012", "１３８００００００１１", " 3800000001"})
+            QCOMPARE(call("SendVerificationCode", {{key::Phone, bad}}).retCode, code::InvalidArgs);
+        QVERIFY(lock());
+        QCOMPARE(send(), QString()); // does not reveal which phones are registered
+        QVERIFY(check(lastCode()).contains("云锁"));
+        QVERIFY(lock(false));
+        m_now += Minute;
+        QCOMPARE(send(), QString());
+        QCOMPARE(check(lastCode()), QString());
+        QCOMPARE(state(), 2);
+        QCOMPARE(memory().value(key::LoginModel).toInt(), 0);
+        QCOMPARE(memory().value(key::StoredPhone).toString(), QString());
+    }
+
+    void remembersWhatWasAsked()
+    {
+        const auto remembered = [this] {
+            const QVariantMap map = memory();
+            return QVariantList{map.value(key::StoredAccount), map.value(key::StoredPassword),
+                                map.value(key::RememberPassword), map.value(key::AutoLoginStored)};
+        };
+        QCOMPARE(memory().value(key::LoginModel).toInt(), 1);
+        const QVariantList nothing{"", "", false, false};
+        const QVariantList all{Name, Password, true, true};
+        QCOMPARE(remembered(), nothing);
+        QVERIFY(signIn(Name, Password, {{key::Remember, true}, {key::AutoLogin, true}}).accepted);
+        QCOMPARE(remembered(), all);
+        for (const QFileInfo &info : QDir(m_directory->path()).entryInfoList({"cloud.*"}, QDir::Files)) {
+            QVERIFY((info.permissions() & (QFile::ReadGroup | QFile::ReadOther)) == 0); // whatever the umask
+            const QByteArray bytes = packages::readFile(info.filePath());
+            const auto *utf16 = reinterpret_cast<const char *>(Password.utf16());
+            QVERIFY(!bytes.contains(Password.toUtf8()));
+            QVERIFY(!bytes.contains(QByteArray(utf16 + 1, 2 * Password.size() - 2))); // of either byte order
+        }
+        QVERIFY(signIn(Name, Password).accepted);
+        QCOMPARE(remembered(), (QVariantList{Name, "", false, false})); // the name in any case
+        QVERIFY(signIn(Name, Password, {{key::AutoLogin, true}}).accepted);
+        QCOMPARE(remembered(), all); // an automatic sign-in needs the password
+        QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
+        QCOMPARE(remembered(), nothing);
+    }
+
+    void signsInAgain()
+    {
+        const auto restarted = [this] {
+            start();
+            return state();
+        };
+        QVERIFY(signIn(Name, Password, {{key::Remember, true}}).accepted);
+        QCOMPARE(restarted(), 0);
+        QVERIFY(signIn(Name, Password, {{key::AutoLogin, true}}).accepted);
+        QCOMPARE(restarted(), 5);
+        QVERIFY(call("Logout").accepted);
+        QCOMPARE(restarted(), 0);
+        QVERIFY(memory().value(key::AutoLoginStored).toBool()); // the boxes stay as the user left them
+        post(phoneOf(qrUrl()), QrConsent);
+        QVERIFY(call("QueryQRCodeResult", {{key::RandomCode, m_randomCode}, {key::AutoLogin, true}}).accepted);
+        QCOMPARE(restarted(), 5);
+        const QByteArray sealed =
+            services::CloudStore(m_directory->path()).value("SELECT sealed FROM remembered").toByteArray();
+        QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
+        QVERIFY(call(wire::method::AddAccount, {{key::User, Name}, {key::Password, Password}}).accepted);
+        QCOMPARE(restarted(), 0);
+        services::CloudStore(m_directory->path()).run("INSERT OR REPLACE INTO remembered VALUES(1, ?)", {sealed});
+        QCOMPARE(restarted(), 0); // another account of the same name
+    }
+
+    void badKeysCountAsNone()
+    {
+        int moved = 0;
+        for (const QByteArray &content : {QByteArray(), QByteArray(""), QByteArray(200, 'x')}) {
+            QVERIFY(signIn(Name, Password).accepted);
+            QCOMPARE(memory().value(key::StoredAccount).toString(), Name);
+            if (content.isNull()) // the key itself, open to others
+                QFile::setPermissions(file("cloud.key"), QFile::ReadOwner | QFile::ReadOther);
+            else
+                QVERIFY(packages::writeFile(file("cloud.key"), content));
+            const LogCatcher log;
+            start();
+            QVERIFY(!log.texts().filter("cloud.key").isEmpty());
+            QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
+            QCOMPARE(QDir(m_directory->path()).entryList({"cloud.key.broken-*"}).size(), ++moved); // kept
+        }
+    }
+
+    void ticketsExpire()
+    {
+        using services::QrState;
+        services::QrTickets tickets([this] { return m_now; });
+        const QString first = tickets.open(services::way::Weixin, "c");
+        const QString second = tickets.open(services::way::Weixin, "c"); // the same attempt again
+        QVERIFY(!tickets.decide(first, QrState::Confirmed, "x"));
+        m_now += 3 * Minute - 1;
+        QCOMPARE(tickets.take("c").state, QrState::Waiting);
+        QVERIFY(tickets.decide(second, QrState::Confirmed, "x"));
+        m_now += 15000;
+        QCOMPARE(tickets.view(second).state, QrState::Confirmed); // in time, and can still be fetched
+        m_now += 15001;
+        QCOMPARE(tickets.take("c").state, QrState::Expired);
+        QVERIFY(!tickets.decide(second, QrState::Confirmed, "x"));
+        QCOMPARE(tickets.take("unknown").state, QrState::Expired);
+        for (int i = 0; i < 100; ++i)
+            tickets.open(services::way::Qq, QString::number(i));
+        QVERIFY(tickets.view(second).name.isEmpty()); // the oldest make room
+    }
+
+    void signsInByQr()
+    {
+        const auto decided = [this](const QString &type, const QByteArray &form) {
+            call("Logout");
+            const QUrl url = qrUrl(type);
+            return !url.toString().contains(m_randomCode) && poll().retCode == code::QrWaiting &&
+                   post(phoneOf(url), form).status == 303;
+        };
+        const QString weixin = "weixindenglu", qq = "qqdenglu";
+        QCOMPARE(poll().retCode, code::QrExpired); // nothing was asked for yet
+        const std::tuple<QString, QByteArray, int> ends[] = {
+            {weixin, "decision=confirm&identity=+wx%2B1%26+", code::Ok},
+            {qq, "identity=12345&decision=confirm", code::Ok},
+            {weixin, "identity=12345&decision=confirm", code::WeixinUnbound},
+            {qq, "identity=12345&decision=refuse", code::QrRefused},
+        };
+        for (const auto &[type, form, expected] : ends) {
+            QVERIFY(decided(type, form));
+            const CallResult result = poll();
+            QCOMPARE(result.retCode, expected);
+            QCOMPARE(state(), expected == code::Ok ? 2 : 0);
+            QCOMPARE(result.output.values.value(key::Token).toString().size(), expected == code::Ok ? 64 : 0);
+            QCOMPARE(poll().retCode, code::QrExpired); // an end is reported once
+        }
+        for (const QByteArray &form : {QByteArray("%%%&&==\xff"), QByteArray("decision=confirm&identity=a%00b"),
+                                       "decision=confirm&identity=" + QByteArray(300, 'a')}) {
+            QVERIFY(decided(qq, form));
+            for (int i = 0; i < 40; ++i, m_now += 3000) // as often as the dialog asks
+                QCOMPARE(poll().retCode, code::QrWaiting);
+            m_now += 60'000;
+            QCOMPARE(poll().retCode, code::QrExpired);
+        }
+    }
+
+    void someCallersSignNobodyIn()
+    {
+        const QUrl url = qrUrl();
+        post(phoneOf(url), QrConsent);
+        QVERIFY(lock());
+        QCOMPARE(poll().retCode, code::LockRefused);
+        QVERIFY(get(stateOf(url)).body.contains("云锁"));
+        QVERIFY(lock(false));
+
+        CallContext ended;
+        ended.hasEnded = [] { return true; };
+        const rpc::Bag input{{{key::User, Name}, {key::Password, Password}, {key::Remember, true}}, {}};
+        QVERIFY(!m_service->invoke("LoginByAccount", input, ended).accepted);
+        post(phoneOf(qrUrl()), QrConsent);
+        QVERIFY(!m_service->invoke("QueryQRCodeResult", {{{key::RandomCode, m_randomCode}}, {}}, ended).accepted);
+        QCOMPARE(state(), 0);
+        QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
+    }
+
+    void hashingIsBounded()
+    {
+        constexpr int Callers = 12;
+        std::vector<std::future<QString>> answers;
+        for (int i = 0; i < Callers; ++i)
+            answers.push_back(std::async(std::launch::async, [this] { return signIn(Name, Password).errorText; }));
+        int busy = 0;
+        for (auto &answer : answers) {
+            const QString text = answer.get();
+            busy += text.isEmpty() ? 0 : 1;
+            QVERIFY2(text.isEmpty() || text == "服务繁忙，请稍后再试", qPrintable(text));
+        }
+        QVERIFY2(busy > 0 && busy < Callers, qPrintable(QString::number(busy)));
+        QVERIFY(signIn(Name, Password).accepted);
+    }
+
+    void showsTheQrPage()
+    {
+        const LogCatcher log;
+        const QUrl url = qrUrl();
+        const Reply page = get(url);
+        QCOMPARE(page.status, 200);
+        for (const QString &part : {QString("<svg"), QString("微信扫码登录"), phoneOf(url).toString()})
+            QVERIFY2(page.body.contains(part), qPrintable(part));
+        const auto nonce =
+            QRegularExpression("script-src 'nonce-([0-9a-f]{32})'").match(QString::fromLatin1(page.head)).captured(1);
+        QVERIFY(!nonce.isEmpty() && page.body.contains("<script nonce=\"" + nonce + "\">"));
+        QVERIFY(!get(url).head.contains(nonce.toLatin1()));
+        for (const char *header : {"default-src 'none'", "frame-ancestors 'none'", "no-store", "nosniff"})
+            QVERIFY2(page.head.contains(header), page.head.constData());
+        const auto state = [&] { return get(stateOf(url)).body; };
+        const Reply head = get(phoneOf(url), "HEAD");
+        QVERIFY(head.status == 200 && head.body.isEmpty());
+        QVERIFY(state().contains("请使用微信扫描二维码")); // it was not displayed
+        QVERIFY(get(phoneOf(url)).body.contains("确认登录"));
+        QVERIFY(state().contains("已扫描"));
+        QCOMPARE(post(phoneOf(url), "decision=confirm&identity=%3Cscript%3E").status, 303);
+        QVERIFY(state().contains("\"more\":true")); // until the dialog has asked
+        QCOMPARE(poll().retCode, code::WeixinUnbound);
+        QVERIFY(state().contains("尚未绑定"));
+        const QString decided = get(phoneOf(url)).body;
+        QVERIFY(!decided.contains("<form") && !decided.contains("<script>"));
+        for (const QString &line : log.texts())
+            QVERIFY2(!line.contains(m_randomCode) && !line.contains(url.fileName()), qPrintable(line));
+    }
+
+    void otherUsersAreRefused()
+    {
+        if (::geteuid() != 0)
+            QSKIP("only root can open a connection as another user");
+        const QUrl url = qrUrl();
+        const int self = ::setfsuid(65534); // this thread alone: sockets that it makes are another user's
+        const LogCatcher log;
+        const Reply reply = get(url);
+        ::setfsuid(static_cast<uid_t>(self));
+        QCOMPARE(reply.status, 0);
+        QCOMPARE(get(url).status, 200);
+        QCOMPARE(log.texts().filter("were refused").size(), 1);
+    }
+
+    void pagesRefuse()
+    {
+        const QUrl url = qrUrl();
+        const QByteArray ticket = url.fileName().toLatin1(), host = url.authority().toLatin1();
+        const QByteArray tail = "\r\nConnection: close\r\n";
+        const QByteArray own = " HTTP/1.1\r\nHost: " + host + tail;
+        const QByteArray post = "POST /phone/" + ticket + own;
+        const QByteArray refusal = "Content-Length: 15\r\n\r\ndecision=refuse";
+        const QByteArray page = "GET /qr/" + ticket;
+        const QPair<QByteArray, int> requests[] = {
+            {page + " HTTP/1.1\r\nHost: evil.example" + tail + "\r\n", 421},
+            {post + "Origin: http://evil.example\r\n" + refusal, 403},
+            {post + refusal, 403},
+            {post + "Origin: http://" + host + "\r\nContent-Length: 99999999\r\n\r\n", 413},
+            {post + "Origin: http://" + host + "\r\nTransfer-Encoding: chunked\r\n\r\n2000\r\n" +
+                 QByteArray(0x2000, 'a') + "\r\n0\r\n\r\n",
+             0}, // the connection ends
+            {"DELETE /phone/" + ticket + own + "\r\n", 405},
+            {"GET /phone/" + ticket + "?decision=refuse" + own + "\r\n", 200},
+            {"GET /qr/00000000000000000000000000000000" + own + "\r\n", 404},
+            {page + "%0a" + own + "\r\n", 404},
+            {page + own + "X: " + QByteArray(100000, 'a') + "\r\n\r\n", 431},
+        };
+        for (const auto &[request, status] : requests) {
+            QVERIFY2(exchange(url.port(), request).status == status, request.left(100).constData());
+            const QString state = get(stateOf(url)).body;
+            QVERIFY2(state.contains("\"open\":true"), request.left(100).constData()); // nothing was decided
+        }
+    }
+
+    void linksAndSettings()
+    {
+        const auto link = [&](const QString &linkKey) { return call("GetLinkAddress", {{key::LinkKey, linkKey}}); };
+        for (const QString &linkKey : {key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount}) {
+            const Reply page = get(QUrl(link(linkKey).output.values.value(key::LinkUrl).toString()));
+            QCOMPARE(page.status, 200);
+            QVERIFY(page.body.contains("tarnctl cloud account add"));
+        }
+        QCOMPARE(link("FC_OTHER").retCode, code::Refused);
+        packages::writeFile(file("cfg.ini"),
+                            "[cloud]\nFC_ACCOUNT_004=https://example.org/?a=1,2\nFC_ACCOUNT_005=file:///etc/passwd\n"
+                            "FC_CUSTOM_001=\nqr_lifetime=soon\n");
+        const LogCatcher log;
+        start(CloudSettings::ofProgram(m_directory->path()));
+        QCOMPARE(link(key::LinkRegister).output.values.value(key::LinkUrl), QVariant("https://example.org/?a=1,2"));
+        QVERIFY(
+            link(key::LinkForgetPassword).output.values.value(key::LinkUrl).toString().startsWith("http://127.0.0.1"));
+        for (const QString &name : QStringList{"cloud/FC_ACCOUNT_005", "cloud/FC_CUSTOM_001", "cloud/qr_lifetime"})
+            QCOMPARE(log.texts().filter(name).size(), 1);
+    }
+
+    // Each key in turn is missing, of a wrong type, huge.
+    void refusesWhatIsWrong()
+    {
+        const QHash<QString, QVariantMap> methods{{"LoginByAccount", {{key::User, "x"}, {key::Password, "x"}}},
+                                                  {"LoginByPhone", {{key::Phone, Phone}, {key::Code, "x"}}},
+                                                  {"SendVerificationCode", {{key::Phone, Phone}}},
+                                                  {"GetQRCodeUrl", {{key::QrType, "qqdenglu"}, {key::RandomCode, "x"}}},
+                                                  {"QueryQRCodeResult", {{key::RandomCode, "x"}}},
+                                                  {"GetLinkAddress", {{key::LinkKey, "x"}}},
+                                                  {wire::method::AddAccount, {{key::User, "x"}, {key::Password, "x"}}},
+                                                  {wire::method::RemoveAccount, {{key::User, "x"}}},
+                                                  {wire::method::LockAccount, {{key::User, "x"}}}};
+        for (auto it = methods.cbegin(); it != methods.cend(); ++it) {
+            const auto refused = [&](const QString &each, const QVariant &bad) {
+                QVariantMap values = *it;
+                values.insert(each, bad);
+                const CallResult result = call(it.key(), values);
+                return result.retCode == code::InvalidArgs && !result.errorText.isEmpty() &&
+                       result.errorText.size() < 200;
+            };
+            for (const QString &each : it->keys()) {
+                for (const QVariant &bad : {QVariant(), QVariant(17), QVariant(QByteArray("x")),
+                                            QVariant(QVariantList{1}), QVariant(QString(1'000'000, u'词'))})
+                    QVERIFY2(refused(each, bad), qPrintable(it.key() + ' ' + each));
+            }
+            if (it.key().startsWith("LoginBy") || it.key() == "QueryQRCodeResult")
+                QVERIFY2(refused(key::YunLockErrorTip, "true"), qPrintable(it.key()));
+        }
+        QCOMPARE(call("NoSuchMethod").error.code, int(rpc::RpcError::NotFound));
+    }
 
 private:
     void start(const CloudSettings &settings = {})
@@ -88,25 +486,30 @@ private:
         m_service.reset();
         m_service = services::makeCloudService(m_directory->path(), settings, [this] { return m_now; });
     }
+
     CallResult call(const QString &method, const QVariantMap &values = {})
     {
         return m_service->invoke(method, {values, {}}, CallContext());
     }
+
     CallResult signIn(const QString &user, const QString &password, QVariantMap flags = {})
     {
         flags.insert(key::User, user);
         flags.insert(key::Password, password);
         return call("LoginByAccount", flags);
     }
+
     bool lock(bool on = true)
     {
         return call(wire::method::LockAccount, {{key::User, Name}, {wire::Locked, on}}).accepted;
     }
+
     QString send(const QString &phone = Phone) { return call("SendVerificationCode", {{key::Phone, phone}}).errorText; }
     QString check(const QString &code, const QString &phone = Phone)
     {
         return call("LoginByPhone", {{key::Phone, phone}, {key::Code, code}}).errorText;
     }
+
     QVariantList outbox() { return call(wire::method::ListOutbox).output.list; }
     QString lastCode() { return outbox().value(0).toMap().value(key::Code).toString(); }
     QString file(const QString &name) const { return m_directory->filePath(name); }
@@ -118,6 +521,7 @@ private:
         const auto result = call("GetQRCodeUrl", {{key::QrType, type}, {key::RandomCode, m_randomCode}});
         return QUrl(result.output.values.value(key::QrUrl).toString());
     }
+
     static QUrl phoneOf(const QUrl &qr) { return QUrl(qr.toString().replace("/qr/", "/phone/")); }
     static QUrl stateOf(const QUrl &qr) { return QUrl(qr.toString() + "/state"); }
     static Reply get(const QUrl &url, const QByteArray &method = "GET")
@@ -125,6 +529,7 @@ private:
         return exchange(url.port(), method + ' ' + url.path().toLatin1() + " HTTP/1.1\r\nHost: " +
                                         url.authority().toLatin1() + "\r\nConnection: close\r\n\r\n");
     }
+
     static Reply post(const QUrl &url, const QByteArray &form)
     {
         const QByteArray own = url.authority().toLatin1();
@@ -138,430 +543,6 @@ private:
     std::unique_ptr<QTemporaryDir> m_directory;
     QSharedPointer<rpc::IInvocable> m_service;
 };
-
-void TestCloudService::init()
-{
-    m_service.reset();
-    m_now = 1'700'000'000'000;
-    m_directory = std::make_unique<QTemporaryDir>();
-    start();
-    QVERIFY(call(wire::method::AddAccount, {{key::User, Name},
-                                            {key::Password, Password},
-                                            {key::Phone, Phone},
-                                            {wire::Weixin, "wx+1&"},
-                                            {wire::Qq, "12345"}})
-                .accepted);
-}
-
-void TestCloudService::accounts()
-{
-    const auto add = [&](const QString &name, const QString &phone = {}) {
-        return call(wire::method::AddAccount, {{key::User, name}, {key::Password, "p"}, {key::Phone, phone}}).retCode;
-    };
-    QCOMPARE(add(Name), code::Refused);
-    QCOMPARE(add("b", Phone), code::Refused);
-    for (const uint sign : {0x1fu, 0x202eu, 0x200bu, 0x2028u, 0x2029u, 0xe0041u}) // they would hide or turn text
-        QCOMPARE(add("b" + QString::fromUcs4(&sign, 1) + "c"), code::InvalidArgs);
-    QCOMPARE(add("b"), code::Ok);
-    QCOMPARE(add("c"), code::Ok); // two without a phone
-    const auto list = call(wire::method::ListAccounts).output.list;
-    QCOMPARE(list.size(), 3);
-    QCOMPARE(list.at(2).toMap().value(key::User).toString(), Name);
-    QVERIFY(!list.at(2).toMap().contains(key::Password));
-    QVERIFY(signIn("b", "p").accepted);
-    QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
-    QCOMPARE(state(), 2);
-    QVERIFY(call(wire::method::RemoveAccount, {{key::User, "b"}}).accepted);
-    QCOMPARE(state(), 0);
-    QCOMPARE(call(wire::method::RemoveAccount, {{key::User, "b"}}).retCode, code::Refused);
-}
-
-void TestCloudService::signsInByAccount()
-{
-    for (const QString &user : {QString("nobody"), QString(), QString("'\"\0;--"), QString(60000, u'x')})
-        QCOMPARE(signIn(user, Password).errorText,
-                 QString("账号或密码错误")); // does not reveal which accounts there are
-    QCOMPARE(signIn(Name, "nonsense").errorText, QString("账号或密码错误"));
-    QCOMPARE(state(), 0);
-    QCOMPARE(signIn(Name, Password).retCode, code::Ok);
-    QCOMPARE(state(), 2);
-    QVERIFY(call("Logout").accepted);
-    QCOMPARE(state(), 0);
-
-    QVERIFY(lock());
-    QCOMPARE(signIn(Name, "nonsense").retCode, code::Refused);
-    const auto locked = signIn(Name, Password);
-    QCOMPARE(locked.retCode, code::LockRefused);
-    QVERIFY(locked.errorText != signIn(Name, Password, {{key::YunLockErrorTip, true}}).errorText);
-    QCOMPARE(state(), 0);
-    QVERIFY(lock(false));
-    QCOMPARE(signIn(Name, Password).retCode, code::Ok);
-}
-
-void TestCloudService::codesExpire()
-{
-    QCOMPARE(send(), QString());
-    const QString code = lastCode();
-    QVERIFY(QRegularExpression("\\A[0-9]{6}\\z").match(code).hasMatch());
-    QVERIFY(!packages::readFile(file("cloud.db-wal")).contains(code.toLatin1()));
-    m_now += Minute - 1000;
-    QCOMPARE(send(), QString("动态密码发送过于频繁，请1秒后再试"));
-    m_now += 4 * Minute + 999;
-    QCOMPARE(check(code, Other), Expired);
-    QCOMPARE(check(code), QString());
-    QCOMPARE(check(code), Expired); // used up
-    QVERIFY(outbox().isEmpty());
-    QCOMPARE(send(), QString());
-    const QString next = lastCode();
-    m_now += 5 * Minute;
-    QCOMPARE(check(next), Expired);
-    QCOMPARE(send(), QString());
-    QCOMPARE(send(Other), QString());
-    m_now += Minute;
-    QCOMPARE(send(), QString());
-    QCOMPARE(outbox().size(), 2); // of each phone the newest alone
-    m_now -= 100 * Minute;        // the clock was set back
-    QVERIFY(outbox().isEmpty());
-    QCOMPARE(send(), QString());
-    QCOMPARE(check(lastCode()), QString());
-}
-
-// A new code each minute would otherwise allow thousands of tries a day.
-void TestCloudService::triesAreLimited()
-{
-    QCOMPARE(send(), QString());
-    const QString code = lastCode();
-    const QString guess = code == "000000" ? "000001" : "000000";
-    for (const QString &wrong : {guess, QString(), code + '0', QString(10000, u'7'), guess}) {
-        QCOMPARE(lastCode(), code);
-        QCOMPARE(check(wrong), Wrong);
-    }
-    QVERIFY(outbox().isEmpty()); // it can no longer be used
-    QCOMPARE(check(code), Expired);
-    for (int tries = 5; tries < 20; ++tries) {
-        m_now += Minute;
-        QCOMPARE(send(), QString());
-        QCOMPARE(check("x"), Wrong);
-    }
-    start(); // also for the next process
-    QVERIFY(check(lastCode()).contains("次数过多"));
-    QCOMPARE(send(Other), QString());
-    QCOMPARE(check(lastCode(), Other), Unknown); // other phones are not concerned
-    m_now += 24 * 60 * Minute;
-    QCOMPARE(send(), QString());
-    QCOMPARE(check(lastCode()), QString());
-}
-
-void TestCloudService::phonesSignIn()
-{
-    for (const QString &bad : QStringList{"1380000000", "138000000012", "１３８００００００１１", " 3800000001"})
-        QCOMPARE(call("SendVerificationCode", {{key::Phone, bad}}).retCode, code::InvalidArgs);
-    QVERIFY(lock());
-    QCOMPARE(send(), QString()); // does not reveal which phones are registered
-    QVERIFY(check(lastCode()).contains("云锁"));
-    QVERIFY(lock(false));
-    m_now += Minute;
-    QCOMPARE(send(), QString());
-    QCOMPARE(check(lastCode()), QString());
-    QCOMPARE(state(), 2);
-    QCOMPARE(memory().value(key::LoginModel).toInt(), 0);
-    QCOMPARE(memory().value(key::StoredPhone).toString(), QString());
-}
-
-void TestCloudService::remembersWhatWasAsked()
-{
-    const auto remembered = [this] {
-        const QVariantMap map = memory();
-        return QVariantList{map.value(key::StoredAccount), map.value(key::StoredPassword),
-                            map.value(key::RememberPassword), map.value(key::AutoLoginStored)};
-    };
-    QCOMPARE(memory().value(key::LoginModel).toInt(), 1);
-    const QVariantList nothing{"", "", false, false};
-    const QVariantList all{Name, Password, true, true};
-    QCOMPARE(remembered(), nothing);
-    QVERIFY(signIn(Name, Password, {{key::Remember, true}, {key::AutoLogin, true}}).accepted);
-    QCOMPARE(remembered(), all);
-    for (const QFileInfo &info : QDir(m_directory->path()).entryInfoList({"cloud.*"}, QDir::Files)) {
-        QVERIFY((info.permissions() & (QFile::ReadGroup | QFile::ReadOther)) == 0); // whatever the umask
-        const QByteArray bytes = packages::readFile(info.filePath());
-        const auto *utf16 = reinterpret_cast<const char *>(Password.utf16());
-        QVERIFY(!bytes.contains(Password.toUtf8()));
-        QVERIFY(!bytes.contains(QByteArray(utf16 + 1, 2 * Password.size() - 2))); // of either byte order
-    }
-    QVERIFY(signIn(Name, Password).accepted);
-    QCOMPARE(remembered(), (QVariantList{Name, "", false, false})); // the name in any case
-    QVERIFY(signIn(Name, Password, {{key::AutoLogin, true}}).accepted);
-    QCOMPARE(remembered(), all); // an automatic sign-in needs the password
-    QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
-    QCOMPARE(remembered(), nothing);
-}
-
-void TestCloudService::signsInAgain()
-{
-    const auto restarted = [this] {
-        start();
-        return state();
-    };
-    QVERIFY(signIn(Name, Password, {{key::Remember, true}}).accepted);
-    QCOMPARE(restarted(), 0);
-    QVERIFY(signIn(Name, Password, {{key::AutoLogin, true}}).accepted);
-    QCOMPARE(restarted(), 5);
-    QVERIFY(call("Logout").accepted);
-    QCOMPARE(restarted(), 0);
-    QVERIFY(memory().value(key::AutoLoginStored).toBool()); // the boxes stay as the user left them
-    post(phoneOf(qrUrl()), QrConsent);
-    QVERIFY(call("QueryQRCodeResult", {{key::RandomCode, m_randomCode}, {key::AutoLogin, true}}).accepted);
-    QCOMPARE(restarted(), 5);
-    const QByteArray sealed =
-        services::CloudStore(m_directory->path()).value("SELECT sealed FROM remembered").toByteArray();
-    QVERIFY(call(wire::method::RemoveAccount, {{key::User, Name}}).accepted);
-    QVERIFY(call(wire::method::AddAccount, {{key::User, Name}, {key::Password, Password}}).accepted);
-    QCOMPARE(restarted(), 0);
-    services::CloudStore(m_directory->path()).run("INSERT OR REPLACE INTO remembered VALUES(1, ?)", {sealed});
-    QCOMPARE(restarted(), 0); // another account of the same name
-}
-
-void TestCloudService::badKeysCountAsNone()
-{
-    int moved = 0;
-    for (const QByteArray &content : {QByteArray(), QByteArray(""), QByteArray(200, 'x')}) {
-        QVERIFY(signIn(Name, Password).accepted);
-        QCOMPARE(memory().value(key::StoredAccount).toString(), Name);
-        if (content.isNull()) // the key itself, open to others
-            QFile::setPermissions(file("cloud.key"), QFile::ReadOwner | QFile::ReadOther);
-        else
-            QVERIFY(packages::writeFile(file("cloud.key"), content));
-        const LogCatcher log;
-        start();
-        QVERIFY(!log.texts().filter("cloud.key").isEmpty());
-        QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
-        QCOMPARE(QDir(m_directory->path()).entryList({"cloud.key.broken-*"}).size(), ++moved); // kept
-    }
-}
-
-void TestCloudService::ticketsExpire()
-{
-    using services::QrState;
-    services::QrTickets tickets([this] { return m_now; });
-    const QString first = tickets.open(services::way::Weixin, "c");
-    const QString second = tickets.open(services::way::Weixin, "c"); // the same attempt again
-    QVERIFY(!tickets.decide(first, QrState::Confirmed, "x"));
-    m_now += 3 * Minute - 1;
-    QCOMPARE(tickets.take("c").state, QrState::Waiting);
-    QVERIFY(tickets.decide(second, QrState::Confirmed, "x"));
-    m_now += 15000;
-    QCOMPARE(tickets.view(second).state, QrState::Confirmed); // in time, and can still be fetched
-    m_now += 15001;
-    QCOMPARE(tickets.take("c").state, QrState::Expired);
-    QVERIFY(!tickets.decide(second, QrState::Confirmed, "x"));
-    QCOMPARE(tickets.take("unknown").state, QrState::Expired);
-    for (int i = 0; i < 100; ++i)
-        tickets.open(services::way::Qq, QString::number(i));
-    QVERIFY(tickets.view(second).name.isEmpty()); // the oldest make room
-}
-
-void TestCloudService::signsInByQr()
-{
-    const auto decided = [this](const QString &type, const QByteArray &form) {
-        call("Logout");
-        const QUrl url = qrUrl(type);
-        return !url.toString().contains(m_randomCode) && poll().retCode == code::QrWaiting &&
-               post(phoneOf(url), form).status == 303;
-    };
-    const QString weixin = "weixindenglu", qq = "qqdenglu";
-    QCOMPARE(poll().retCode, code::QrExpired); // nothing was asked for yet
-    const std::tuple<QString, QByteArray, int> ends[] = {
-        {weixin, "decision=confirm&identity=+wx%2B1%26+", code::Ok},
-        {qq, "identity=12345&decision=confirm", code::Ok},
-        {weixin, "identity=12345&decision=confirm", code::WeixinUnbound},
-        {qq, "identity=12345&decision=refuse", code::QrRefused},
-    };
-    for (const auto &[type, form, expected] : ends) {
-        QVERIFY(decided(type, form));
-        const CallResult result = poll();
-        QCOMPARE(result.retCode, expected);
-        QCOMPARE(state(), expected == code::Ok ? 2 : 0);
-        QCOMPARE(result.output.values.value(key::Token).toString().size(), expected == code::Ok ? 64 : 0);
-        QCOMPARE(poll().retCode, code::QrExpired); // an end is reported once
-    }
-    for (const QByteArray &form : {QByteArray("%%%&&==\xff"), QByteArray("decision=confirm&identity=a%00b"),
-                                   "decision=confirm&identity=" + QByteArray(300, 'a')}) {
-        QVERIFY(decided(qq, form));
-        for (int i = 0; i < 40; ++i, m_now += 3000) // as often as the dialog asks
-            QCOMPARE(poll().retCode, code::QrWaiting);
-        m_now += 60'000;
-        QCOMPARE(poll().retCode, code::QrExpired);
-    }
-}
-
-void TestCloudService::someCallersSignNobodyIn()
-{
-    const QUrl url = qrUrl();
-    post(phoneOf(url), QrConsent);
-    QVERIFY(lock());
-    QCOMPARE(poll().retCode, code::LockRefused);
-    QVERIFY(get(stateOf(url)).body.contains("云锁"));
-    QVERIFY(lock(false));
-
-    CallContext ended;
-    ended.hasEnded = [] { return true; };
-    const rpc::Bag input{{{key::User, Name}, {key::Password, Password}, {key::Remember, true}}, {}};
-    QVERIFY(!m_service->invoke("LoginByAccount", input, ended).accepted);
-    post(phoneOf(qrUrl()), QrConsent);
-    QVERIFY(!m_service->invoke("QueryQRCodeResult", {{{key::RandomCode, m_randomCode}}, {}}, ended).accepted);
-    QCOMPARE(state(), 0);
-    QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
-}
-
-void TestCloudService::hashingIsBounded()
-{
-    constexpr int Callers = 12;
-    std::vector<std::future<QString>> answers;
-    for (int i = 0; i < Callers; ++i)
-        answers.push_back(std::async(std::launch::async, [this] { return signIn(Name, Password).errorText; }));
-    int busy = 0;
-    for (auto &answer : answers) {
-        const QString text = answer.get();
-        busy += text.isEmpty() ? 0 : 1;
-        QVERIFY2(text.isEmpty() || text == "服务繁忙，请稍后再试", qPrintable(text));
-    }
-    QVERIFY2(busy > 0 && busy < Callers, qPrintable(QString::number(busy)));
-    QVERIFY(signIn(Name, Password).accepted);
-}
-
-void TestCloudService::showsTheQrPage()
-{
-    const LogCatcher log;
-    const QUrl url = qrUrl();
-    const Reply page = get(url);
-    QCOMPARE(page.status, 200);
-    for (const QString &part : {QString("<svg"), QString("微信扫码登录"), phoneOf(url).toString()})
-        QVERIFY2(page.body.contains(part), qPrintable(part));
-    const auto nonce =
-        QRegularExpression("script-src 'nonce-([0-9a-f]{32})'").match(QString::fromLatin1(page.head)).captured(1);
-    QVERIFY(!nonce.isEmpty() && page.body.contains("<script nonce=\"" + nonce + "\">"));
-    QVERIFY(!get(url).head.contains(nonce.toLatin1()));
-    for (const char *header : {"default-src 'none'", "frame-ancestors 'none'", "no-store", "nosniff"})
-        QVERIFY2(page.head.contains(header), page.head.constData());
-    const auto state = [&] { return get(stateOf(url)).body; };
-    const Reply head = get(phoneOf(url), "HEAD");
-    QVERIFY(head.status == 200 && head.body.isEmpty());
-    QVERIFY(state().contains("请使用微信扫描二维码")); // it was not displayed
-    QVERIFY(get(phoneOf(url)).body.contains("确认登录"));
-    QVERIFY(state().contains("已扫描"));
-    QCOMPARE(post(phoneOf(url), "decision=confirm&identity=%3Cscript%3E").status, 303);
-    QVERIFY(state().contains("\"more\":true")); // until the dialog has asked
-    QCOMPARE(poll().retCode, code::WeixinUnbound);
-    QVERIFY(state().contains("尚未绑定"));
-    const QString decided = get(phoneOf(url)).body;
-    QVERIFY(!decided.contains("<form") && !decided.contains("<script>"));
-    for (const QString &line : log.texts())
-        QVERIFY2(!line.contains(m_randomCode) && !line.contains(url.fileName()), qPrintable(line));
-}
-
-void TestCloudService::otherUsersAreRefused()
-{
-    if (::geteuid() != 0)
-        QSKIP("only root can open a connection as another user");
-    const QUrl url = qrUrl();
-    const int self = ::setfsuid(65534); // this thread alone: sockets that it makes are another user's
-    const LogCatcher log;
-    const Reply reply = get(url);
-    // Nor can he keep the owner out: connections that come and end leave rows in the kernel's tables.
-    for (int i = 0; i < 1000; ++i) {
-        QTcpSocket socket;
-        socket.connectToHost("127.0.0.1", static_cast<quint16>(url.port()));
-        QVERIFY(socket.waitForConnected());
-        socket.abort();
-    }
-    ::setfsuid(static_cast<uid_t>(self));
-    QCOMPARE(reply.status, 0);
-    QElapsedTimer waited;
-    waited.start();
-    QCOMPARE(get(url).status, 200);
-    QVERIFY2(waited.elapsed() < 5000, qPrintable(QString::number(waited.elapsed())));
-    QCOMPARE(log.texts().filter("were refused").size(), 1);
-}
-
-void TestCloudService::pagesRefuse()
-{
-    const QUrl url = qrUrl();
-    const QByteArray ticket = url.fileName().toLatin1(), host = url.authority().toLatin1();
-    const QByteArray tail = "\r\nConnection: close\r\n";
-    const QByteArray own = " HTTP/1.1\r\nHost: " + host + tail;
-    const QByteArray post = "POST /phone/" + ticket + own;
-    const QByteArray refusal = "Content-Length: 15\r\n\r\ndecision=refuse";
-    const QByteArray page = "GET /qr/" + ticket;
-    const QPair<QByteArray, int> requests[] = {
-        {page + " HTTP/1.1\r\nHost: evil.example" + tail + "\r\n", 421},
-        {post + "Origin: http://evil.example\r\n" + refusal, 403},
-        {post + refusal, 403},
-        {post + "Origin: http://" + host + "\r\nContent-Length: 99999999\r\n\r\n", 413},
-        {post + "Origin: http://" + host + "\r\nTransfer-Encoding: chunked\r\n\r\n2000\r\n" + QByteArray(0x2000, 'a') +
-             "\r\n0\r\n\r\n",
-         0}, // the connection ends
-        {"DELETE /phone/" + ticket + own + "\r\n", 405},
-        {"GET /phone/" + ticket + "?decision=refuse" + own + "\r\n", 200},
-        {"GET /qr/00000000000000000000000000000000" + own + "\r\n", 404},
-        {page + "%0a" + own + "\r\n", 404},
-        {page + own + "X: " + QByteArray(100000, 'a') + "\r\n\r\n", 431},
-    };
-    for (const auto &[request, status] : requests) {
-        QVERIFY2(exchange(url.port(), request).status == status, request.left(100).constData());
-        const QString state = get(stateOf(url)).body;
-        QVERIFY2(state.contains("\"open\":true"), request.left(100).constData()); // nothing was decided
-    }
-}
-
-void TestCloudService::linksAndSettings()
-{
-    const auto link = [&](const QString &linkKey) { return call("GetLinkAddress", {{key::LinkKey, linkKey}}); };
-    for (const QString &linkKey : {key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount}) {
-        const Reply page = get(QUrl(link(linkKey).output.values.value(key::LinkUrl).toString()));
-        QCOMPARE(page.status, 200);
-        QVERIFY(page.body.contains("tarnctl cloud account add"));
-    }
-    QCOMPARE(link("FC_OTHER").retCode, code::Refused);
-    packages::writeFile(file("cfg.ini"),
-                        "[cloud]\nFC_ACCOUNT_004=https://example.org/?a=1,2\nFC_ACCOUNT_005=file:///etc/passwd\n"
-                        "FC_CUSTOM_001=\nqr_lifetime=soon\n");
-    const LogCatcher log;
-    start(CloudSettings::ofProgram(m_directory->path()));
-    QCOMPARE(link(key::LinkRegister).output.values.value(key::LinkUrl), QVariant("https://example.org/?a=1,2"));
-    QVERIFY(link(key::LinkForgetPassword).output.values.value(key::LinkUrl).toString().startsWith("http://127.0.0.1"));
-    for (const QString &name : QStringList{"cloud/FC_ACCOUNT_005", "cloud/FC_CUSTOM_001", "cloud/qr_lifetime"})
-        QCOMPARE(log.texts().filter(name).size(), 1);
-}
-
-// Each key in turn is missing, of a wrong type, huge.
-void TestCloudService::refusesWhatIsWrong()
-{
-    const QHash<QString, QVariantMap> methods{{"LoginByAccount", {{key::User, "x"}, {key::Password, "x"}}},
-                                              {"LoginByPhone", {{key::Phone, Phone}, {key::Code, "x"}}},
-                                              {"SendVerificationCode", {{key::Phone, Phone}}},
-                                              {"GetQRCodeUrl", {{key::QrType, "qqdenglu"}, {key::RandomCode, "x"}}},
-                                              {"QueryQRCodeResult", {{key::RandomCode, "x"}}},
-                                              {"GetLinkAddress", {{key::LinkKey, "x"}}},
-                                              {wire::method::AddAccount, {{key::User, "x"}, {key::Password, "x"}}},
-                                              {wire::method::RemoveAccount, {{key::User, "x"}}},
-                                              {wire::method::LockAccount, {{key::User, "x"}}}};
-    for (auto it = methods.cbegin(); it != methods.cend(); ++it) {
-        const auto refused = [&](const QString &each, const QVariant &bad) {
-            QVariantMap values = *it;
-            values.insert(each, bad);
-            const CallResult result = call(it.key(), values);
-            return result.retCode == code::InvalidArgs && !result.errorText.isEmpty() && result.errorText.size() < 200;
-        };
-        for (const QString &each : it->keys()) {
-            for (const QVariant &bad : {QVariant(), QVariant(17), QVariant(QByteArray("x")), QVariant(QVariantList{1}),
-                                        QVariant(QString(1'000'000, u'词'))})
-                QVERIFY2(refused(each, bad), qPrintable(it.key() + ' ' + each));
-        }
-        if (it.key().startsWith("LoginBy") || it.key() == "QueryQRCodeResult")
-            QVERIFY2(refused(key::YunLockErrorTip, "true"), qPrintable(it.key()));
-    }
-    QCOMPARE(call("NoSuchMethod").error.code, int(rpc::RpcError::NotFound));
-}
 
 QTEST_GUILESS_MAIN(TestCloudService)
 #include "tst_CloudService.moc"
