@@ -1,4 +1,6 @@
+#include "rpc/Log.h"
 #include "tarn/binding/LoginNotify.h"
+#include "tarn/cloud/ICloudLoginNotify.h"
 #include "tarn/cloud/ICloudServiceArgs.h"
 #include "tarn/core/BagArgs.h"
 #include "tarn/license/ILicenseServiceArgs.h"
@@ -67,6 +69,40 @@ const QHash<QString, Handler> &handlers()
     return table;
 }
 
+const QString AfterLoginMethod = QStringLiteral("AfterLogin");
+constexpr int NotifyTimeoutMs = 2000; // a thread of the host waits for it, and so does the end of the host
+
+CallResult notify(ICloudLoginNotify &object, const QString &method, const Bag &, const ICallContext &)
+{
+    CallResult result;
+    result.accepted = method == AfterLoginMethod;
+    if (result.accepted)
+        object.AfterLogin();
+    else
+        result.error.code = RpcError::NotFound;
+    return result;
+}
+
+/// The notify object of another process.
+class LoginNotifyProxy final : public ICloudLoginNotify
+{
+public:
+    explicit LoginNotifyProxy(QSharedPointer<RpcProxy> proxy)
+        : m_proxy(std::move(proxy))
+    {
+    }
+    void AfterLogin() override
+    {
+        const CallResult result = m_proxy->call(AfterLoginMethod, {}, NotifyTimeoutMs);
+        if (!result.arrived())
+            warn(QStringLiteral("the caller of the sign-in cannot be told: %1")
+                     .arg(QString::fromStdString(result.error.message)));
+    }
+
+private:
+    const QSharedPointer<RpcProxy> m_proxy;
+};
+
 /// Reaches the operations the way every remote caller does: through the hand-out of their dispatcher.
 CallResult invoke(IVisualizedService &service, const QString &method, const Bag &input, const ICallContext &context)
 {
@@ -87,10 +123,11 @@ CallResult invoke(IVisualizedService &service, const QString &method, const Bag 
     Bag bag = input;
     const ObjectRef notify = bag.values.take(NotifyKey).value<ObjectRef>();
     const auto proxy = notify.isNull() ? QSharedPointer<RpcProxy>() : context.proxy(notify);
-    return handler(*manager, bag, proxy ? loginNotifyProxy(proxy) : Notify());
+    return handler(*manager, bag, proxy ? QSharedPointer<LoginNotifyProxy>::create(proxy) : Notify());
 }
 
-const bool s_registered = registerSkeleton(visualized::Interface, &invoke);
+const bool s_registered =
+    registerSkeleton(visualized::Interface, &invoke) && registerSkeleton(LoginNotifyInterface, &notify);
 
 } // namespace
 

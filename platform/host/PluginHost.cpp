@@ -71,7 +71,8 @@ bool PluginHost::loadFile(const QString &file)
         qCritical().noquote() << QStringLiteral("plug-in %1 is refused: %2").arg(file, reason);
         return false;
     }
-    if (pluginmetadata::disabledByDefault(metadata)) {
+    const QJsonObject bundle = metadata.value(QStringLiteral("MetaData")).toObject();
+    if (bundle.value(QStringLiteral("DisabledByDefault")).toBool()) {
         qInfo().noquote() << QStringLiteral("plug-in %1 is disabled").arg(file);
         return false;
     }
@@ -84,7 +85,7 @@ bool PluginHost::loadFile(const QString &file)
         return false;
     }
     m_bundles.append({dynamic_cast<tarn::osgi::IBundleActivator *>(plugin),
-                      QSharedPointer<BundleContext>::create(pluginmetadata::bundleName(metadata), file)});
+                      QSharedPointer<BundleContext>::create(bundle.value(QStringLiteral("Name")).toString(), file)});
     return true;
 }
 

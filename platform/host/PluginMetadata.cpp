@@ -119,13 +119,3 @@ QString pluginmetadata::refusal(const QJsonObject &metadata)
     reason = licenceRefusal(map.value(QStringLiteral("License")).toArray());
     return reason.isEmpty() ? versionRefusal(map) : reason;
 }
-
-QString pluginmetadata::bundleName(const QJsonObject &metadata)
-{
-    return metadata.value(QStringLiteral("MetaData")).toObject().value(QStringLiteral("Name")).toString();
-}
-
-bool pluginmetadata::disabledByDefault(const QJsonObject &metadata)
-{
-    return metadata.value(QStringLiteral("MetaData")).toObject().value(QStringLiteral("DisabledByDefault")).toBool();
-}

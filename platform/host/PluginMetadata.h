@@ -9,9 +9,4 @@ namespace pluginmetadata {
 /// @return why the plug-in is refused, naming the key; empty when it may be loaded
 QString refusal(const QJsonObject &metadata);
 
-/// The bundle's name; empty if there is none.
-QString bundleName(const QJsonObject &metadata);
-
-bool disabledByDefault(const QJsonObject &metadata);
-
 } // namespace pluginmetadata

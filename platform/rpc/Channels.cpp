@@ -1,5 +1,5 @@
 #include "rpc/Channels.h"
-#include "rpc/LastError.h"
+#include "rpc/Log.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QDir>
 #include <QFile>

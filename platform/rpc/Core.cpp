@@ -1,5 +1,4 @@
 #include "rpc/Core.h"
-#include "rpc/LastError.h"
 #include "rpc/Log.h"
 #include "tarn/keys/HubKeys.h"
 #include <algorithm>
@@ -247,6 +246,26 @@ void Rpc::Private::closeIdleServer()
         std::any_of(m_adapters.begin(), m_adapters.end(), [](const auto &adapter) { return adapter->active; });
     if (!used)
         idle = std::move(m_server);
+}
+
+static thread_local RpcError t_error;
+
+RpcError getRpcLastError()
+{
+    return t_error;
+}
+
+bool succeed(const RpcError &error)
+{
+    t_error = error;
+    if (error.code != RpcError::None)
+        trace(QStringLiteral("error %1: %2").arg(error.code).arg(QString::fromStdString(error.message)));
+    return error.code == RpcError::None;
+}
+
+bool fail(RpcError::Code code, const QString &message)
+{
+    return succeed(makeError(code, message));
 }
 
 Rpc::Rpc()

@@ -9,9 +9,6 @@
 
 namespace tarn::rpc {
 
-/// The callable form of an object that is added under an interface's name; null with the reason.
-QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName, QString *error);
-
 /// The state of an adapter; guarded by its core's mutex.
 class RpcAdapter::Private
 {

@@ -1,6 +1,6 @@
 #include "rpc/HubLink.h"
 #include "rpc/Channels.h"
-#include "rpc/LastError.h"
+#include "rpc/Log.h"
 #include "rpc/Messages.h"
 #include "tarn/rpc/HubPort.h"
 #include "tarn/v1/hub.grpc.pb.h"

@@ -1,5 +1,5 @@
 #include "rpc/Proxy.h"
-#include "rpc/LastError.h"
+#include "rpc/Log.h"
 #include "rpc/Messages.h"
 #include <QScopeGuard>
 #include <grpcpp/client_context.h>

@@ -1,13 +1,49 @@
 #include "tarn/rpc/RpcAdapter.h"
 #include "rpc/Core.h"
-#include "rpc/LastError.h"
+#include "rpc/Log.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/Skeletons.h"
+#include <QHash>
+#include <QMutex>
 #include <QRandomGenerator>
 
 namespace tarn::rpc {
 
+namespace {
+
 constexpr int MaxTagLength = 256;
+
+struct Table
+{
+    QMutex mutex;
+    QHash<QString, SkeletonFactory> factories;
+};
+
+Table &table()
+{
+    static Table all; // the first user may be another file's static initialisation
+    return all;
+}
+
+/// The callable form of an object that is added under an interface's name; null with the reason.
+QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName, QString *error)
+{
+    SkeletonFactory factory;
+    {
+        const QMutexLocker lock(&table().mutex);
+        factory = table().factories.value(interfaceName);
+    }
+    return factory ? factory(object, error) : unwrap<IInvocable>(object, interfaceName, error);
+}
+
+} // namespace
+
+bool registerFactory(const QString &interfaceName, SkeletonFactory factory)
+{
+    const QMutexLocker lock(&table().mutex);
+    table().factories.insert(interfaceName, std::move(factory));
+    return true;
+}
 
 RpcAdapter::RpcAdapter(std::shared_ptr<Private> p)
     : d(std::move(p))

@@ -55,7 +55,7 @@ private slots:
         QCOMPARE(map.value("Description").toString(), QString("软件升级服务"));
         QCOMPARE(map.value("Category").toString(), QString("产品平台"));
         QCOMPARE(pluginmetadata::refusal(all), QString());
-        QCOMPARE(pluginmetadata::bundleName(all), QString("TARN.Service.Upgrade"));
+        QCOMPARE(map.value("Name").toString(), QString("TARN.Service.Upgrade"));
     }
 
     void wrongByOneIsRefused()

@@ -1,7 +1,5 @@
 #pragma once
-#include "tarn/cloud/ICloudLoginNotify.h"
-#include "tarn/rpc/RpcProxy.h"
-#include <QSharedPointer>
+#include <QString>
 
 namespace tarn::binding {
 
@@ -11,8 +9,5 @@ inline const QString LoginNotifyInterface = QStringLiteral("ICloudLoginNotify");
 /// Key of that operation's input bag under which the object travels, as an ObjectRef. The operation itself does not see
 /// it.
 inline const QString NotifyKey = QStringLiteral("$notify");
-
-/// The notify object of another process.
-QSharedPointer<ICloudLoginNotify> loginNotifyProxy(const QSharedPointer<rpc::RpcProxy> &proxy);
 
 } // namespace tarn::binding
