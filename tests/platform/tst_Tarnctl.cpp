@@ -67,7 +67,6 @@ private slots:
         QCOMPARE(run("status").exitCode, 3);
         const QVector<Step> steps{
             {"call ShowMessageCenter", 3, "visualized-host"}, // without a platform
-            {"message list", 3, "visualized-host"},
             {"call ShowCloudLogin --wait", 3, "visualized-host"},
             {"", 2, "COMMAND is missing"},
             {"message show", 2, "ID is missing"},
@@ -113,7 +112,7 @@ private slots:
         const auto result = run("status");
         QCOMPARE(result.exitCode, 1);
         QVERIFY2(result.out.contains("database or disk is full"), result.out.constData());
-        const QJsonArray states = array("status --json");
+        const QJsonArray states = QJsonDocument::fromJson(run("status --json").out).array();
         QCOMPARE(states.at(0).toObject().value("ok"), QJsonValue(true));
         QCOMPARE(states.at(1).toObject().value("ok"), QJsonValue(false));
     }
@@ -143,32 +142,22 @@ private slots:
     void messages()
     {
         QVERIFY(m_platform->startHub());
-        const auto result =
-            run("message push --id 第一 --title 标题 --time 2026-01-02 --unread 7 --picture /etc/hostname");
-        QCOMPARE(result.out, QByteArray("第一\n"));
-        QVERIFY2(result.err.contains("not shown"), result.err.constData());
+        const auto pushed = run("message push --id 第一 --title 标题 --time 2026-01-02 --picture /etc/hostname");
+        QCOMPARE(pushed.out, QByteArray("第一\n"));
+        QVERIFY2(pushed.err.contains("not shown"), pushed.err.constData());
         QCOMPARE(run("message push --title evil\x1b]0;title\x07").exitCode, 0);
-        const QByteArray list = run("message list").out;
-        QVERIFY(list.contains("第一 ") && !list.contains('\x1b') && !list.contains('\x07'));
-        QCOMPARE(array("message list --json").size(), 2);
         QVERIFY(run("status").out.contains("2 unread"));
-        QCOMPARE(wrong({{"message show 第一", 0, "标题"},
-                        {"message show 第二", 1, "第二"},
-                        {"message clear --yes", 0, "removed: 2 messages\n"},
-                        {"message list --json", 0, "[]\n"}}),
-                 QString());
-    }
-
-    void imports()
-    {
-        QVERIFY(m_platform->startHub());
         const QString import = "message import -";
         // More than one call can carry; a list can be imported again.
         QByteArray many =
             "{\"messages\":[{\"MsgId\":\"large\",\"MsgContent\":\"" + QByteArray(1024 * 1024, 'x') + "\"}";
         for (int i = 0; i < 1200; ++i)
             many += ",{\"MsgTitle\":\"" + QByteArray::number(i) + "\"}";
-        QCOMPARE(wrong({{import, 2, "/1/MsgTitle/$rect", R"([{"MsgTitle":"a"},{"MsgTitle":{"$rect":[1]}}])"},
+        QCOMPARE(wrong({{"message list", 0, "evil ]0;title"},
+                        {"message show 第一", 0, "标题"},
+                        {"message show 第二", 1, "第二"},
+                        {"message clear --yes", 0, "removed: 2 messages\n"},
+                        {import, 2, "/1/MsgTitle/$rect", R"([{"MsgTitle":"a"},{"MsgTitle":{"$rect":[1]}}])"},
                         {import, 1, "record 1: MsgTitle", R"([{"MsgTitle":"a"},{"MsgTitle":1}])"},
                         {import, 2, "/: ", R"({"a":1})"},
                         {import, 2, "/0: ", "[1]"},
@@ -258,7 +247,6 @@ private:
     {
         return Sandbox::tarnctl(line.split(' ', Qt::SkipEmptyParts), input);
     }
-    QJsonArray array(const QString &line) { return QJsonDocument::fromJson(run(line).out).array(); }
     /// Runs the lines in their order. @return the first that is wrong; empty when all are right
     QString wrong(const QVector<Step> &steps)
     {

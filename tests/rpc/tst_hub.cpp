@@ -73,21 +73,6 @@ private slots:
         QVERIFY(client.init(m_box->settings()));
     }
 
-    void staleSegmentIsTakenOver()
-    {
-        QVERIFY(m_box->startHubAlone());
-        QSharedMemory client(hub::PortSegmentKey); // keeps the segment alive
-        QVERIFY(client.attach(QSharedMemory::ReadOnly));
-        m_box->killHub();
-        QVERIFY(QFile::resize(m_box->runtimeDir() + "/hub.lock", 0)); // so that another port comes
-        QVERIFY(m_box->startHubAlone());
-        const QByteArray port = QByteArray::number(m_box->hubPort());
-        QCOMPARE(publishedText(), port);
-        QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), port);
-        QVERIFY(Sandbox::terminate(m_box->hub()));
-        QCOMPARE(QByteArray(static_cast<const char *>(client.constData())), QByteArray()); // withdrawn
-    }
-
     void servicesComeBackAndEndWithTheHub()
     {
         m_box->writeServices("echo services $$\nexec sleep 1000\n");
