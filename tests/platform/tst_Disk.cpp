@@ -73,6 +73,32 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(m_bench->state(), int(state::Downloaded), 20000);
     }
 
+    void fullDuringAnInstallation()
+    {
+        QCOMPARE(::mount("tarn", qPrintable(m_disk), "tmpfs", 0, "size=80m"), 0);
+        const QString product = packages::install(m_disk + "/apps", "p", "1.0");
+        const auto write = [](const QString &folder, const QByteArray &content) {
+            for (int i = 0; i < Files; ++i)
+                packages::writeFile(folder + "/data/" + QString::number(i), content);
+        };
+        for (const int room : {0, 4096, 3 * 4096}) { // for the journal, folders of old copies, ...
+            write(product, "old");
+            FileSwap swap(product);
+            const auto stage = [&] {
+                write(swap.staging(), "new");
+                packages::writeFile(m_disk + "/spare", QByteArray(room, 'x'));
+                fill(0);
+                QFile::remove(m_disk + "/spare");
+            };
+            const QByteArray expected = errorOf([&] { swap.replace(stage); }).isEmpty() ? "new" : "old";
+            QVERIFY(room > 0 || expected == "old");
+            QVERIFY(QFile::remove(m_disk + "/filler"));
+            swap.rollBack();
+            for (int i = 0; i < Files; ++i)
+                QCOMPARE(packages::readFile(product + "/data/" + QString::number(i)), expected);
+        }
+    }
+
     void powerLoss()
     {
         const QString failure = shell("truncate -s 160M image && mkfs.ext4 -q -F image && mount -o loop image disk");
