@@ -20,14 +20,6 @@ class Screens(PlatformTest):
         cls.addClassCleanup(cls.products.close)
         cls.products.offer("甲")
 
-    def check_near(self, found, expected, pixels):
-        self.assertLessEqual(max(abs(a - b) for a, b in zip(found, expected)), pixels, f"{found}, not {expected}")
-
-    def check_centred(self, window, over):
-        """As exactly as halves of pixels allow."""
-        x, y, width, height = over
-        self.check_near((2 * window.x + window.width, 2 * window.y + window.height), (2 * x + width, 2 * y + height), 6)
-
     def sized(self, kind, screen):
         """The visible window once it is on the screen, and has the size that it has there."""
         (role, width, height), (x, y, right, bottom) = kind, screen
