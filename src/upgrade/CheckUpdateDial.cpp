@@ -263,11 +263,9 @@ void CCheckUpdateDial::startDownload(const QString &name)
 {
     const QVariantMap record = m_records.value(name);
     const QVariantMap software = record.value(key::Software).toMap();
-    QVariantMap request = records::parts(record, {key::Software, key::Patch, key::Plugins});
-    request.insert(key::SoftwareName, name);
-    request.insert(key::CurrentVersion,
-                   (software.isEmpty() ? record.value(key::Patch).toMap() : software).value(key::NewVersion));
-    upgradecalls::startDownload(request);
+    const QVariant version = (software.isEmpty() ? record.value(key::Patch).toMap() : software).value(key::NewVersion);
+    upgradecalls::startDownload(records::parts(record, {key::Software, key::Patch, key::Plugins},
+                                               {{key::SoftwareName, name}, {key::CurrentVersion, version}}));
 }
 
 void CCheckUpdateDial::removeProduct(const QString &name)
@@ -315,10 +313,10 @@ void CCheckUpdateDial::DoIgnreUpdate(QString name, QString version)
         VT_LOG(critical) << QStringLiteral("忽略%1 V%2升级失败，没有找到相关软件信息。").arg(name, version);
         return;
     }
-    QVariantMap request = records::parts(*record, {key::Software, key::Patch, key::Plugins});
-    request.insert(key::IgnoredName, name);
-    request.insert(key::IgnoredVersion, version);
-    request.insert(key::Bitness, record->value(key::SoftBytes).toString());
+    const auto request = records::parts(*record, {key::Software, key::Patch, key::Plugins},
+                                        {{key::IgnoredName, name},
+                                         {key::IgnoredVersion, version},
+                                         {key::Bitness, record->value(key::SoftBytes).toString()}});
     const auto outcome = call(service::upgrade(), &IUpgradeServiceAssistant::IgnoreUpgrade, request);
     if (!outcome.called())
         VT_LOG(critical) << QStringLiteral("DoIgnreUpdate：获取在线升级服务失败");

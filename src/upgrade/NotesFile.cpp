@@ -44,11 +44,7 @@ struct Cost
     int floats = 0;
 };
 
-const QRegularExpression &placeless()
-{
-    static const QRegularExpression run(QStringLiteral("([\\p{Mn}\\p{Me}\\p{Cf}]{16})[\\p{Mn}\\p{Me}\\p{Cf}]+"));
-    return run;
-}
+const QRegularExpression Placeless(QStringLiteral("([\\p{Mn}\\p{Me}\\p{Cf}]{16})[\\p{Mn}\\p{Me}\\p{Cf}]+"));
 
 int weightOf(QChar c)
 {
@@ -146,11 +142,11 @@ void wrapLongLines(QTextCursor &cursor)
     }
     if (characters < LightPage)
         return;
+    QTextBlockFormat wrapped;
+    wrapped.setNonBreakableLines(false);
     for (const QTextBlock &block : qAsConst(longLines)) {
-        QTextBlockFormat wrapped = block.blockFormat();
-        wrapped.setNonBreakableLines(false);
         cursor.setPosition(block.position());
-        cursor.setBlockFormat(wrapped);
+        cursor.mergeBlockFormat(wrapped);
     }
 }
 
@@ -206,14 +202,14 @@ bool canBeShown(const QTextDocument &document)
 {
     Cost cost;
     return document.blockCount() <= MaxLines && hasLightFormats(document) && add(*document.rootFrame(), 0, cost) &&
-           !document.toPlainText().contains(placeless());
+           !document.toPlainText().contains(Placeless);
 }
 
 // A text as far as it is shown as plain text: without long runs of characters that take no place, and only so many lines as
 // the layout can hold.
 QString bounded(const QString &text)
 {
-    const QString all = QString(text).replace(placeless(), QStringLiteral("\\1"));
+    const QString all = QString(text).replace(Placeless, QStringLiteral("\\1"));
     QString shown;
     shown.reserve(all.size());
     int lines = 0;

@@ -12,18 +12,18 @@ using namespace tarn::visualized;
 void CUpdateCurExplainDialog::OnUpdateAhead()
 {
     close();
-    const std::optional<QVariantMap> values = record();
-    if (!values)
+    const QVariantMap values = record();
+    const QVariantMap patch = values.value(key::OldPatch).toMap();
+    if (values.isEmpty())
         return;
-    const QVariantMap patch = values->value(key::OldPatch).toMap();
     if (patch.isEmpty()) {
         VT_LOG(critical) << QStringLiteral("获取软件的升级信息失败");
         return;
     }
-    QVariantMap request = records::parts(*values, {key::SoftwareName, key::OldPatch});
-    request.insert(key::NewVersion, patch.value(key::NewVersion));
-    request.insert(key::CurrentVersion, records::installedVersion(*values, key::OldPatch));
-    upgradecalls::startDownload(request);
+    upgradecalls::startDownload(
+        records::parts(values, {key::SoftwareName, key::OldPatch},
+                       {{key::NewVersion, patch.value(key::NewVersion)},
+                        {key::CurrentVersion, records::installedVersion(values, key::OldPatch)}}));
 }
 
 void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)

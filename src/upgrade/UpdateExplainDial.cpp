@@ -92,10 +92,8 @@ QWidget *CUpdateExplainDial::tabArea()
     m_tabs = look::named(new QTabWidget(this), "notesTabs", look::TextPx);
     m_tabs->setElideMode(Qt::ElideRight);
     m_tabs->tabBar()->setDrawBase(false);
-    if (const std::optional<QVariantMap> values = record()) {
-        m_tipFlag = m_tipFlag && !values->value(key::Visualized).toBool();
-        InitExplainItems(m_tabs, *values);
-    }
+    m_tipFlag = m_tipFlag && !m_record.value(key::Visualized).toBool();
+    InitExplainItems(m_tabs, record());
     m_tabs->tabBar()->setFixedWidth(CalTabbarWidth());
     return m_tabs;
 }
@@ -156,8 +154,7 @@ void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QVariantMap &re
 // As wide as the titles, up to the window; only then the tab bar elides them.
 int CUpdateExplainDial::CalTabbarWidth() const
 {
-    const std::optional<QVariantMap> values = record();
-    const QList<QVariantMap> sections = values ? shownSections(*values) : QList<QVariantMap>();
+    const QList<QVariantMap> sections = shownSections(record());
     const QFontMetrics metrics(look::yaHei(look::TextPx, QFont::Normal, this));
     int width = 0;
     for (const QVariantMap &section : sections)
@@ -171,12 +168,11 @@ void CUpdateExplainDial::connectUpdateBtn(QPushButton *button)
     connect(button, &QPushButton::clicked, this, &CUpdateExplainDial::OnUpdateAhead);
 }
 
-std::optional<QVariantMap> CUpdateExplainDial::record() const
+QVariantMap CUpdateExplainDial::record() const
 {
-    if (m_param && m_param->GetValueList().size() == 1)
-        return m_record;
-    VT_LOG(critical) << (m_param ? QStringLiteral("获取软件的升级信息失败") : QStringLiteral("软件升级信息为空"));
-    return std::nullopt;
+    if (!m_param || m_param->GetValueList().size() != 1)
+        VT_LOG(critical) << (m_param ? QStringLiteral("获取软件的升级信息失败") : QStringLiteral("软件升级信息为空"));
+    return m_record;
 }
 
 QString CUpdateExplainDial::productName() const
@@ -187,8 +183,7 @@ QString CUpdateExplainDial::productName() const
 QString CUpdateExplainDial::GetSoftIconPath(const QString &name) const
 {
     Q_UNUSED(name) // the request has one product only
-    const std::optional<QVariantMap> values = record();
-    return values ? values->value(key::IconPath).toString() : QString();
+    return record().value(key::IconPath).toString();
 }
 
 void CUpdateExplainDial::SetTipFlag(bool flag)
@@ -206,8 +201,7 @@ bool CUpdateExplainDial::NeedUpdateCurPatch() const
 {
     if (!m_tipFlag)
         return false;
-    const std::optional<QVariantMap> values = record();
-    const QVariantMap patch = values ? values->value(key::OldPatch).toMap() : QVariantMap();
+    const QVariantMap patch = record().value(key::OldPatch).toMap();
     return !patch.value(key::SoftwareName).toString().isEmpty() && !patch.value(key::Forced).toBool();
 }
 
@@ -215,12 +209,11 @@ void CUpdateExplainDial::OnUpdateAhead()
 {
     m_tipFlag = false; // a user who updates is not asked about the patch
     close();
-    const std::optional<QVariantMap> values = record();
-    if (!values)
+    const QVariantMap values = record();
+    if (values.isEmpty())
         return;
-    QVariantMap request = records::parts(*values, {key::SoftwareName, key::Software, key::Patch, key::Plugins});
-    request.insert(key::CurrentVersion, records::installedVersion(*values));
-    upgradecalls::startDownload(request);
+    upgradecalls::startDownload(records::parts(values, {key::SoftwareName, key::Software, key::Patch, key::Plugins},
+                                               {{key::CurrentVersion, records::installedVersion(values)}}));
 }
 
 void CUpdateExplainDial::closeEvent(QCloseEvent *event)

@@ -3,7 +3,6 @@
 #include "widgets/ToolDialog.h"
 #include <QSharedPointer>
 #include <QVariantMap>
-#include <optional>
 
 class QPushButton;
 class QTabWidget;
@@ -36,8 +35,8 @@ public slots:
 protected:
     void closeEvent(QCloseEvent *event) override;
 
-    /// The one record of the request; nothing, with a log line, when there is not exactly one.
-    std::optional<QVariantMap> record() const;
+    /// The one record of the request; empty, with a log line, when there is not exactly one.
+    QVariantMap record() const;
     /// The sections of a record that have a tab, in the order of the tabs.
     virtual QList<QVariantMap> shownSections(const QVariantMap &record) const;
     void addExplainItems(QTabWidget *tabs, const QVariantMap &record);

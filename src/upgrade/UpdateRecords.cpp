@@ -82,14 +82,13 @@ QString installedVersion(const QVariantMap &record, const QString &firstSection)
     return {};
 }
 
-QVariantMap parts(const QVariantMap &record, const QStringList &keys)
+QVariantMap parts(const QVariantMap &record, const QStringList &keys, QVariantMap further)
 {
-    QVariantMap result;
     for (const QString &name : keys) {
         if (record.contains(name))
-            result.insert(name, record.value(name));
+            further.insert(name, record.value(name));
     }
-    return result;
+    return further;
 }
 
 } // namespace tarn::visualized::records

@@ -23,7 +23,7 @@ QVariantMap notesCopy(QVariantMap record);
 /// @return the installed version: of the given section if it has one, else the record's own, else that of the first
 ///         section that has one. A plug-in's version is never the product's.
 QString installedVersion(const QVariantMap &record, const QString &firstSection = QString());
-/// @return the record's values under these keys, without those that it lacks
-QVariantMap parts(const QVariantMap &record, const QStringList &keys);
+/// @return the record's values under these keys, without those that it lacks, and the further values
+QVariantMap parts(const QVariantMap &record, const QStringList &keys, QVariantMap further = {});
 
 } // namespace tarn::visualized::records

@@ -218,6 +218,11 @@ private slots:
         item.resize(900, 400);
         item.show();
         waitForText(item, "第一行\n第二行");
+        auto *browser = item.findChild<NotesBrowser *>();
+        const QSignalSpy refused(browser, &NotesBrowser::unreadable);
+        browser->load("/none");
+        QTRY_COMPARE(refused.size(), 1);
+        QCOMPARE(browser->toPlainText(), QString("第一行\n第二行")); // the page stays
         QStringList texts;
         for (const QLabel *label : item.findChildren<QLabel *>())
             texts << label->text();

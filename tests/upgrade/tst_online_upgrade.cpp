@@ -223,6 +223,8 @@ private slots:
             QCOMPARE(tip->text() + percent->text(), QString("下载完成安装中..."));
             QVERIFY(isFull());
         }
+        show({task("B", 2)}); // before it is painted
+        QCOMPARE(inner<QLabel>(1, "downloadPercent")->text(), QString("100%"));
     }
 
     // White also in a highlighted row under the cursor.

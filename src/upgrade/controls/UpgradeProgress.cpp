@@ -218,10 +218,9 @@ void CUpgradeProgress::showState(int status, const QVariantMap &downloadCtrl)
     }
     m_percent->setText(percent);
     const bool isDownloading = status == state::Downloading;
-    const int full = m_bar->maximum() > 0 ? m_bar->maximum() : 100; // a task of unknown size gives the bar no range
     // The bar counts in int: beyond 2 GiB it differs from the percentage.
-    showBar(isDownloading ? static_cast<int>(downloadCtrl.value(row::TotalBytes).toLongLong()) : full,
-            isDownloading ? static_cast<int>(downloadCtrl.value(row::CurrentBytes).toLongLong()) : full);
+    showBar(isDownloading ? static_cast<int>(downloadCtrl.value(row::TotalBytes).toLongLong()) : 100,
+            isDownloading ? static_cast<int>(downloadCtrl.value(row::CurrentBytes).toLongLong()) : 100);
     showCancel(isDownloading);
 }
 
