@@ -45,6 +45,7 @@ bool CSelectWidget::eventFilter(QObject *watched, QEvent *event)
 CUpdateItem::CUpdateItem(QMap<QString, QVariant> record, QWidget *parent)
     : QWidget(parent)
     , m_record(std::move(record))
+    , m_name(m_record.value(key::SoftwareName).toString())
 {
     InitUi();
 }
@@ -71,7 +72,6 @@ QString CUpdateItem::sheet()
 
 void CUpdateItem::InitUi()
 {
-    m_name = m_record.value(key::SoftwareName).toString();
     accessible::setRole(this, QAccessible::ListItem);
     setAccessibleName(text::brief(m_name));
     setFocusPolicy(Qt::ClickFocus);

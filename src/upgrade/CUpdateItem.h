@@ -58,7 +58,7 @@ private:
     QLabel *line(const QString &text, const char *objectName, int fontPx);
 
     const QMap<QString, QVariant> m_record;
-    QString m_name;
+    const QString m_name;
     QString m_version;
     bool m_containPlus = false;
     QList<QWidget *> m_buttons;

@@ -219,23 +219,19 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
     auto *logo = new QLabel(titleBar);
     logo->setPixmap(QIcon(look::icon::Upgrade).pixmap(look::scaled(QSize(20, 20), this)));
     auto *title = look::named(new QLabel(windowTitle(), titleBar), "titleText", 15, QFont::Bold);
-    auto *line = new QHBoxLayout(titleBar);
-    line->setContentsMargins(look::scaled(12, this), 0, look::scaled(10, this), 1);
-    line->setSpacing(look::scaled(8, this));
+    auto *line = look::space(new QHBoxLayout(titleBar), {12, 0, 10, 1}, 8, this);
     line->addWidget(logo);
     line->addWidget(title);
     line->addStretch();
-    const auto addButton = [&](const char *objectName, const QString &name, const QString &picture, auto slot) {
-        auto *button = look::named(new TitleButton(name, picture, titleBar), objectName);
-        button->setFixedSize(look::scaled(QSize(20, 36), this));
-        connect(button, &QPushButton::clicked, this, slot);
-        line->addWidget(button);
-        return button;
-    };
     m_minimiseButton =
-        addButton("minButton", QStringLiteral("最小化"), look::icon::Minimise, &CUpgradeDialog::onMinumBtnClicked);
-    m_closeButton =
-        addButton("closeButton", QStringLiteral("关闭"), look::icon::Close, &CUpgradeDialog::onCloseBtnClicked);
+        look::named(new TitleButton(QStringLiteral("最小化"), look::icon::Minimise, titleBar), "minButton");
+    m_closeButton = look::named(new TitleButton(QStringLiteral("关闭"), look::icon::Close, titleBar), "closeButton");
+    connect(m_minimiseButton, &QPushButton::clicked, this, &CUpgradeDialog::onMinumBtnClicked);
+    connect(m_closeButton, &QPushButton::clicked, this, &CUpgradeDialog::onCloseBtnClicked);
+    for (TitleButton *button : {m_minimiseButton, m_closeButton}) {
+        button->setFixedSize(look::scaled(QSize(20, 36), this));
+        line->addWidget(button);
+    }
 }
 
 void CUpgradeDialog::initCenterWidget(QWidget *center)
@@ -279,10 +275,8 @@ void CUpgradeDialog::initNoDataView(QWidget *view)
 void CUpgradeDialog::initTray()
 {
     auto *menu = new QMenu(this);
-    QAction *open = menu->addAction(QStringLiteral("打开"));
-    QAction *quit = menu->addAction(QIcon(look::icon::Quit), QStringLiteral("退出"));
-    connect(open, &QAction::triggered, this, &CUpgradeDialog::onOpenTriggered);
-    connect(quit, &QAction::triggered, this, &CUpgradeDialog::onCloseBtnClicked);
+    menu->addAction(QStringLiteral("打开"), this, &CUpgradeDialog::onOpenTriggered);
+    menu->addAction(QIcon(look::icon::Quit), QStringLiteral("退出"), this, &CUpgradeDialog::onCloseBtnClicked);
 
     m_tray = new QSystemTrayIcon(QIcon(look::icon::Upgrade), this);
     m_tray->setToolTip(QStringLiteral("在线升级"));

@@ -66,17 +66,14 @@ private slots:
 
     void nothingIsFetched()
     {
-        const QString html = QString("<html><head><link rel='stylesheet' href='%1'><style>@import url('%1');"
-                                     "body{background-image:url('file://%1')}</style><script>alert(1)</script></head>"
-                                     "<body background='%1'>before<img src='%1'><img src='file://%1'>"
-                                     "<img src='http://192.0.2.1/x.png'>after</body></html>")
+        const QString html = QString("<link rel='stylesheet' href='%1'><style>@import url('%1');"
+                                     "body{background-image:url('file://%1')}</style>"
+                                     "<body background='%1'>before<img src='%1'><img src='file://%1'>after")
                                  .arg(pipe("image.png"));
         CExplainItem item({"产品", "1.0", file(html.toUtf8()), "2.0"});
         item.resize(600, 400);
         item.show();
-        auto *browser = item.findChild<QTextBrowser *>();
-        QTRY_VERIFY(browser->toPlainText().contains("after"));
-        QVERIFY(!browser->toPlainText().contains("alert"));
+        QTRY_VERIFY(item.findChild<QTextBrowser *>()->toPlainText().contains("after"));
         QVERIFY(!item.grab().isNull()); // drawing the images would open the pipe, and wait for ever
     }
 

@@ -21,8 +21,7 @@ CCustomScrollArea::CCustomScrollArea(QWidget *parent, QWidget *content)
     : QScrollArea(parent)
 {
     InitScrollArea();
-    if (content)
-        setWidget(content);
+    setWidget(content);
 }
 
 void CCustomScrollArea::InitScrollArea()
