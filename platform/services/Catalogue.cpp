@@ -31,8 +31,7 @@ public:
         : ValueReader(value.toMap(), place + QLatin1Char('/'))
         , m_directory(directory)
     {
-        if (value.userType() != QMetaType::QVariantMap)
-            throw Failure(place + QStringLiteral(": expected an object"));
+        failIf(value.userType() != QMetaType::QVariantMap, place + QStringLiteral(": expected an object"));
     }
 
     QVariantMap without(const QStringList &keys) const
@@ -138,8 +137,7 @@ QByteArray readFile(const QString &name, qint64 maxSize)
     QByteArray bytes = file.read(maxSize + 1);
     if (file.error() != QFileDevice::NoError)
         throw Failure(QStringLiteral("%1: %2").arg(name, file.errorString()));
-    if (bytes.size() > maxSize)
-        throw Failure(QStringLiteral("%1 has more than %2 bytes").arg(name, QString::number(maxSize)));
+    failIf(bytes.size() > maxSize, QStringLiteral("%1 has more than %2 bytes").arg(name, QString::number(maxSize)));
     return bytes;
 }
 
@@ -151,13 +149,12 @@ const unsigned char *raw(const QByteArray &bytes)
 void checkSignature(const QString &file, const QByteArray &bytes, const QString &publicKey)
 {
     const QByteArray key = QByteArray::fromBase64(publicKey.toLatin1());
-    if (key.size() != int{crypto_sign_PUBLICKEYBYTES})
-        throw Failure(QStringLiteral("the configured public key is no Ed25519 key: expected %1 bytes in base64")
-                          .arg(crypto_sign_PUBLICKEYBYTES));
+    failIf(key.size() != int{crypto_sign_PUBLICKEYBYTES},
+           QStringLiteral("the configured public key is no Ed25519 key: expected %1 bytes in base64")
+               .arg(crypto_sign_PUBLICKEYBYTES));
     QByteArray signature;
     const QString error = errorOf([&] { signature = readFile(file + QStringLiteral(".sig"), crypto_sign_BYTES); });
-    if (!error.isEmpty())
-        throw Failure(QStringLiteral("the signature cannot be read: %1").arg(error));
+    failIf(!error.isEmpty(), QStringLiteral("the signature cannot be read: %1").arg(error));
     if (signature.size() != int{crypto_sign_BYTES} || sodium_init() < 0 ||
         crypto_sign_verify_detached(raw(signature), raw(bytes), static_cast<unsigned long long>(bytes.size()),
                                     raw(key)) != 0)

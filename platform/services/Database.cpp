@@ -86,7 +86,6 @@ int Database::execute(const QString &statement, const QVariantList &values, cons
         query.addBindValue(isNullText(value) ? QVariant(QLatin1String("")) : value);
     if (!query.exec())
         fail(query.lastError());
-    m_lastId = query.lastInsertId().toLongLong();
     const int changed = query.numRowsAffected();
     while (onRow && query.next()) {
         if (!onRow(query))
@@ -128,8 +127,7 @@ void Database::openFile()
         execute(QLatin1String(pragma));
     const QString verdict = value(QStringLiteral("PRAGMA quick_check(1)")).toString();
     m_broken = verdict != QLatin1String("ok");
-    if (m_broken)
-        throw Failure(verdict);
+    failIf(m_broken, verdict);
     prepareSchema();
 }
 
@@ -138,8 +136,8 @@ void Database::prepareSchema()
     const int version = value(QStringLiteral("PRAGMA user_version")).toInt();
     if (version == m_version)
         return;
-    if (version > m_version)
-        throw Failure(QStringLiteral("it was made by another version of this program (schema %1)").arg(version));
+    failIf(version > m_version,
+           QStringLiteral("it was made by another version of this program (schema %1)").arg(version));
     execute(QStringLiteral("BEGIN IMMEDIATE")); // an open transaction ends with the connection
     for (const QString &statement : m_schema)
         execute(statement);

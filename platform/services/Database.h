@@ -30,7 +30,6 @@ public:
     /// Executes one statement. A null text is stored as an empty one, an invalid value as NULL.
     /// @return the number of changed rows
     int run(const QString &statement, const QVariantList &values = {}, const OnRow &onRow = {});
-    qint64 lastId() const { return m_lastId; } ///< of the row that the last statement of a transaction inserted
 
     /// One column of the first row; invalid when there is none.
     QVariant value(const QString &statement, const QVariantList &values = {});
@@ -64,7 +63,6 @@ private:
     const QStringList m_schema;
     const int m_version;
     QSqlDatabase m_db;
-    qint64 m_lastId = 0;
     bool m_inTransaction = false;
     bool m_broken =
         false;           ///< an error says that the file is no sound database: it is checked before the next statement

@@ -32,6 +32,12 @@ struct Refusal : Failure
     const int code;
 };
 
+inline void failIf(bool condition, const QString &text)
+{
+    if (condition)
+        throw Failure(text);
+}
+
 /// Throws BadRequest unless the condition holds.
 inline void require(bool holds, const QString &error)
 {

@@ -78,11 +78,10 @@ void FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) 
     const fs::path target = m_directory / relative;
     const fs::path parent = fs::weakly_canonical(target.parent_path());
     const bool isDetour = parent != (root / relative).parent_path();
-    if (isDetour && (!isInside(parent, root) || isInside(parent, root / AreaName) || fs::is_symlink(staged)))
-        throw Failure(
-            QStringLiteral("a link in the product's folder leads elsewhere: %1").arg(toText(relative).left(300)));
-    if (isThere(target) && fs::is_directory(target) != fs::is_directory(staged))
-        throw Failure(QStringLiteral("a file here and a directory there: %1").arg(toText(relative).left(300)));
+    failIf(isDetour && (!isInside(parent, root) || isInside(parent, root / AreaName) || fs::is_symlink(staged)),
+           QStringLiteral("a link in the product's folder leads elsewhere: %1").arg(toText(relative).left(300)));
+    failIf(isThere(target) && fs::is_directory(target) != fs::is_directory(staged),
+           QStringLiteral("a file here and a directory there: %1").arg(toText(relative).left(300)));
 }
 
 // The staged files, and the directories that the product does not have yet. All must have a place inside the product's
@@ -108,8 +107,7 @@ void FileSwap::swapAll() const
     QByteArray text;
     for (const Path &path : paths)
         text += QByteArray::fromStdString(path.string()) + '\0';
-    if (text.size() >= MaxJournal)
-        throw Failure(QStringLiteral("the packages have too many files"));
+    failIf(text.size() >= MaxJournal, QStringLiteral("the packages have too many files"));
     syncFileSystem(staging());
     writeDurably(toText(m_journal), text + '\0'); // the last zero byte says that it is complete
     for (const Path &path : paths) {
@@ -138,8 +136,7 @@ void FileSwap::rollBack()
             const QString failure = errorOf([&] { restore(*path); });
             error = failure.isEmpty() ? error : failure;
         }
-        if (!error.isEmpty())
-            throw Failure(error);
+        failIf(!error.isEmpty(), error);
         syncFileSystem(toText(m_area));
         fs::remove(m_journal);
     }
@@ -179,17 +176,15 @@ std::vector<fs::path> FileSwap::readJournal() const
 {
     QList<QByteArray> lines;
     const QString error = errorOf([&] { lines = readPrivateFile(toText(m_journal), MaxJournal).split('\0'); });
-    if (!error.isEmpty())
-        throw Failure(QStringLiteral("%1: %2").arg(toText(m_journal), error));
+    failIf(!error.isEmpty(), QStringLiteral("%1: %2").arg(toText(m_journal), error));
     bool isSound = lines.takeLast().isEmpty() && !lines.isEmpty() && lines.takeLast().isEmpty();
     std::vector<Path> paths;
     for (const QByteArray &line : qAsConst(lines)) {
         paths.emplace_back(line.toStdString());
         isSound = isSound && isPlainRelative(paths.back());
     }
-    if (!isSound)
-        throw Failure(QStringLiteral("%1 is damaged: nothing is changed; the old files are beside it in \"old\"")
-                          .arg(toText(m_journal)));
+    failIf(!isSound, QStringLiteral("%1 is damaged: nothing is changed; the old files are beside it in \"old\"")
+                         .arg(toText(m_journal)));
     return paths;
 }
 

@@ -116,8 +116,8 @@ QString dataDirectory()
     if (!QDir().mkpath(base) || (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST))
         throw Failure(QStringLiteral("%1 cannot be made: %2").arg(path, systemError()));
     struct stat info = {};
-    if (::lstat(name.constData(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != ::geteuid())
-        throw Failure(QStringLiteral("%1 is not a directory of this user's own").arg(path));
+    failIf(::lstat(name.constData(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != ::geteuid(),
+           QStringLiteral("%1 is not a directory of this user's own").arg(path));
     if ((info.st_mode & 077) != 0 && ::chmod(name.constData(), 0700) != 0)
         throw Failure(QStringLiteral("%1 is open to other users: %2").arg(path, systemError()));
     return path;

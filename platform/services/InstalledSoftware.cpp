@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
-#include <algorithm>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -65,14 +64,14 @@ InstalledSoftware readDescription(const QString &file, const QDir &directory)
 
 // Collects the products below a directory. A product's own directory is not searched: a package could bring a
 // description there that takes over the upgrades of another product.
-void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list)
+void collect(const QDir &directory, int depth, InstalledProducts *list)
 {
     const QFileInfo file(descriptionOf(directory));
     if (file.isFile() && !file.isSymLink() && file.size() <= MaxDescription) {
         const InstalledSoftware software = readDescription(file.filePath(), directory);
         const bool isProduct = !software.name.isEmpty() && !software.version.isEmpty();
-        if (isProduct && !findSoftware(*list, software.name))
-            *list << software;
+        if (isProduct && !list->contains(software.name))
+            list->insert(software.name, software);
         else
             qCInfo(servicesLog).noquote() << QStringLiteral("%1 describes no further product").arg(file.filePath());
         if (isProduct)
@@ -87,28 +86,19 @@ void collect(const QDir &directory, int depth, QList<InstalledSoftware> *list)
 
 } // namespace
 
-QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath)
+InstalledProducts readInstalledSoftware(const QString &appsPath)
 {
-    QList<InstalledSoftware> list;
+    InstalledProducts list;
     collect(QDir(appsPath), MaxDepth, &list);
     return list;
 }
 
-const InstalledSoftware *findSoftware(const QList<InstalledSoftware> &installed, const QString &product)
+QString whyNotWritable(const InstalledSoftware &software)
 {
-    const auto found = std::find_if(installed.cbegin(), installed.cend(),
-                                    [&](const InstalledSoftware &software) { return software.name == product; });
-    return found == installed.cend() ? nullptr : &*found;
-}
-
-QString whyNotWritable(const QList<InstalledSoftware> &installed, const QString &product)
-{
-    const InstalledSoftware *software = findSoftware(installed, product);
-    if (!software ||
-        ::faccessat(AT_FDCWD, QFile::encodeName(software->directory).constData(), W_OK | X_OK, AT_EACCESS) == 0)
+    if (::faccessat(AT_FDCWD, QFile::encodeName(software.directory).constData(), W_OK | X_OK, AT_EACCESS) == 0)
         return {};
     return QStringLiteral("%1 cannot be upgraded: its directory %2 is not writable: %3")
-        .arg(product, software->directory, systemError());
+        .arg(software.name, software.directory, systemError());
 }
 
 } // namespace tarn::services

@@ -1,5 +1,4 @@
 #pragma once
-#include <QList>
 #include <QMap>
 #include <QString>
 
@@ -21,14 +20,13 @@ struct InstalledSoftware
     QMap<QString, QString> plugins; ///< name to version
 };
 
+using InstalledProducts = QMap<QString, InstalledSoftware>; ///< by name
+
 /// The products described below a directory, at most 16 levels deep and never inside another product. A description
 /// without name or version is left out with a log line, as is a second one of the same name.
-QList<InstalledSoftware> readInstalledSoftware(const QString &appsPath);
-
-/// Null when no such product is installed.
-const InstalledSoftware *findSoftware(const QList<InstalledSoftware> &installed, const QString &product);
+InstalledProducts readInstalledSoftware(const QString &appsPath);
 
 /// Why this user cannot exchange a product's files; empty when the product's directory is writable.
-QString whyNotWritable(const QList<InstalledSoftware> &installed, const QString &product);
+QString whyNotWritable(const InstalledSoftware &software);
 
 } // namespace tarn::services

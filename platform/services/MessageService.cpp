@@ -124,18 +124,13 @@ void requireKnown(int known, const QString &id)
         throw Refusal(code::Refused, QStringLiteral("no message \"%1\"").arg(id));
 }
 
-void checkId(const QString &id)
-{
-    require(!id.isEmpty() && id.toUtf8().size() <= MaxId,
-            QStringLiteral("%1: expected 1 to %2 bytes").arg(key::MsgId, QString::number(MaxId)));
-    require(std::none_of(id.cbegin(), id.cend(), [](QChar c) { return c.category() == QChar::Other_Control; }),
-            QStringLiteral("%1 holds a control character").arg(key::MsgId));
-}
-
 QString readId(const ValueReader &request)
 {
     QString id = request.text(key::MsgId);
-    checkId(id);
+    request.expect(!id.isEmpty() && id.toUtf8().size() <= MaxId, key::MsgId,
+                   QStringLiteral("1 to %1 bytes").arg(MaxId));
+    request.expect(std::none_of(id.cbegin(), id.cend(), [](QChar c) { return c.category() == QChar::Other_Control; }),
+                   key::MsgId, QStringLiteral("no control character"));
     return id;
 }
 
@@ -143,8 +138,7 @@ QString readId(const ValueReader &request)
 QString readShort(const ValueReader &request, const QString &key, int maxBytes)
 {
     QString text = request.optionalText(key, maxBytes);
-    require(text.toUtf8().size() <= maxBytes,
-            QStringLiteral("%1 is longer than %2 bytes").arg(key, QString::number(maxBytes)));
+    request.expect(text.toUtf8().size() <= maxBytes, key, QStringLiteral("at most %1 bytes").arg(maxBytes));
     return text;
 }
 
@@ -160,8 +154,9 @@ QVariantMap readMessage(const ValueReader &request)
             message.insert(field.key, request.values().contains(field.key) ? request.integer(field.key) : 0);
     }
     message.insert(key::unRead, request.flag(key::unRead, true));
-    require(!message.value(key::MsgTitle).toString().isEmpty() || !message.value(key::MsgContent).toString().isEmpty(),
-            QStringLiteral("%1 and %2 are both empty").arg(key::MsgTitle, key::MsgContent));
+    const bool hasText =
+        !message.value(key::MsgTitle).toString().isEmpty() || !message.value(key::MsgContent).toString().isEmpty();
+    request.expect(hasText, key::MsgTitle, QStringLiteral("a text, since %1 is empty too").arg(key::MsgContent));
     return message;
 }
 
@@ -172,13 +167,8 @@ QStringList readIds(const QVariant &value)
             QStringLiteral("%1: expected a list of strings").arg(key::MsgIdList));
     QStringList ids;
     for (const QVariant &id : value.toList()) {
-        const QString wrong = errorOf([&id] {
-            require(id.userType() == QMetaType::QString, QStringLiteral("expected a string"));
-            checkId(id.toString());
-        });
-        require(wrong.isEmpty(),
-                QStringLiteral("%1, entry %2: %3").arg(key::MsgIdList, QString::number(ids.size()), wrong));
-        ids.append(id.toString());
+        const QString place = QStringLiteral("%1, entry %2: ").arg(key::MsgIdList, QString::number(ids.size()));
+        ids << readId(ValueReader({{key::MsgId, id}}, place));
     }
     require(!ids.isEmpty(), QStringLiteral("%1 is empty").arg(key::MsgIdList));
     return ids;
@@ -314,12 +304,9 @@ private:
         QList<QVariantMap> messages;
         const int first = request.values().value(wire::First).toInt();
         for (const QVariant &entry : request.list) {
-            const QString wrong = errorOf([&] {
-                require(entry.userType() == QMetaType::QVariantMap, QStringLiteral("expected a map"));
-                messages.append(readMessage(ValueReader(withId(entry.toMap()))));
-            });
-            require(wrong.isEmpty(),
-                    QStringLiteral("record %1: %2").arg(QString::number(first + messages.size()), wrong));
+            const QString place = QStringLiteral("record %1: ").arg(first + messages.size());
+            require(entry.userType() == QMetaType::QVariantMap, place + QStringLiteral("expected a map"));
+            messages << readMessage(ValueReader(withId(entry.toMap()), place));
         }
         upsert(messages, now());
         return ok({{wire::Imported, messages.size()}});

@@ -52,17 +52,6 @@ bool isFinal(const QNetworkReply &reply)
     return status >= 400 && status < 500 && status != 408 && status != 416 && status != 429;
 }
 
-// The first byte of a partial answer, -1 when the answer does not name it.
-qint64 firstByte(const QNetworkReply &reply)
-{
-    const QByteArray range = reply.rawHeader("Content-Range").trimmed(); // bytes 100-199/200
-    if (!range.startsWith("bytes "))
-        return -1;
-    bool good = false;
-    const qint64 first = range.mid(6, range.indexOf('-') - 6).toLongLong(&good);
-    return good ? first : -1;
-}
-
 class PackageDownload
 {
 public:
@@ -79,6 +68,8 @@ public:
     void run()
     {
         open();
+        QObject::connect(&m_tick, &QTimer::timeout, &m_loop, &QEventLoop::quit);
+        m_tick.start(TickMs);
         int vainAttempts = 0; // in a row
         while (m_received < m_package.size) {
             const qint64 before = m_received;
@@ -90,7 +81,7 @@ public:
                     throw;
                 QElapsedTimer pause;
                 for (pause.start(); !pause.hasExpired(std::min(FirstDelayMs << vainAttempts, LongestDelayMs));)
-                    wait(nullptr);
+                    wait();
             }
         }
         verify();
@@ -103,34 +94,21 @@ private:
             throw Failure(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
     }
 
-    // Lets the network work until the reply has news, for a short time at most.
-    void wait(const QNetworkReply *reply) const
+    // Lets the network work until the reply has news or the next tick comes.
+    void wait()
     {
-        QEventLoop loop;
-        if (reply) {
-            QObject::connect(reply, &QNetworkReply::readyRead, &loop, &QEventLoop::quit);
-            QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-        }
-        QTimer tick;
-        QObject::connect(&tick, &QTimer::timeout, &loop, &QEventLoop::quit);
-        tick.start(TickMs);
-        loop.exec();
+        m_loop.exec();
         requireGoing();
     }
 
-    void requireGoing() const
-    {
-        if (m_stopping)
-            throw Failure(QStringLiteral("the download was cancelled"));
-    }
+    void requireGoing() const { failIf(m_stopping, QStringLiteral("the download was cancelled")); }
 
     void open()
     {
-        if (!isAllowed(m_url))
-            throw Failure(QStringLiteral("address not supported, expected https or a local file: %1")
-                              .arg(m_url.toString().left(300)));
-        if (m_url.isLocalFile() && !QFileInfo(m_url.toLocalFile()).isFile())
-            throw Failure(QStringLiteral("%1 is no file").arg(m_url.toLocalFile()));
+        failIf(!isAllowed(m_url), QStringLiteral("address not supported, expected https or a local file: %1")
+                                      .arg(m_url.toString().left(300)));
+        failIf(m_url.isLocalFile() && !QFileInfo(m_url.toLocalFile()).isFile(),
+               QStringLiteral("%1 is no file").arg(m_url.toLocalFile()));
         demand(m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
         if (m_file.size() > m_package.size)
             startOver();
@@ -154,20 +132,20 @@ private:
             request.setRawHeader("Range", "bytes=" + QByteArray::number(m_received) + '-');
         const std::unique_ptr<QNetworkReply> reply(m_network.get(request));
         reply->setReadBufferSize(Slice);
+        QObject::connect(reply.get(), &QNetworkReply::readyRead, &m_loop, &QEventLoop::quit);
+        QObject::connect(reply.get(), &QNetworkReply::finished, &m_loop, &QEventLoop::quit);
         read(reply.get());
         const QString reason = reply->errorString();
         if (reply->error() != QNetworkReply::NoError) {
-            if (isFinal(*reply))
-                throw Failure(reason);
+            failIf(isFinal(*reply), reason);
             if (statusOf(*reply) == 416) // the server's file does not contain the part already downloaded
                 startOver();
             throw Broken(reason);
         }
         if (m_received < m_announced)
             throw Broken(QStringLiteral("the connection broke")); // Qt reports no error then
-        if (m_received < m_package.size)
-            throw Failure(QStringLiteral("the server has %1 bytes instead of %2")
-                              .arg(QString::number(m_received), QString::number(m_package.size)));
+        failIf(m_received < m_package.size, QStringLiteral("the server has %1 bytes instead of %2")
+                                                .arg(QString::number(m_received), QString::number(m_package.size)));
     }
 
     void read(QNetworkReply *reply)
@@ -192,7 +170,7 @@ private:
             if (!data.isEmpty() || granted < available)
                 idle.start();
             if (data.isEmpty())
-                wait(reply);
+                wait();
             if (idle.hasExpired(IdleMs))
                 throw Broken(QStringLiteral("the server does not answer"));
         }
@@ -201,7 +179,8 @@ private:
     void takeHeaders(const QNetworkReply &reply)
     {
         const int status = statusOf(reply);
-        if (m_received > 0 && status == 206 && firstByte(reply) != m_received)
+        const QByteArray range = "bytes " + QByteArray::number(m_received) + '-';
+        if (m_received > 0 && status == 206 && !reply.rawHeader("Content-Range").trimmed().startsWith(range))
             throw Broken(QStringLiteral("the server answered with another part of the file"));
         if (m_received > 0 && (status == 200 || status == 0))
             startOver();
@@ -212,8 +191,8 @@ private:
     void store(const QByteArray &data)
     {
         requireGoing();
-        if (m_received + data.size() > m_package.size)
-            throw Failure(QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_package.size));
+        failIf(m_received + data.size() > m_package.size,
+               QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_package.size));
         requireSpace(QFileInfo(m_file).path(), data.size());
         demand(m_file.write(data) == data.size());
         m_hash.addData(data);
@@ -242,6 +221,8 @@ private:
     QFile m_file;
     Throttle *const m_throttle;
     const std::atomic<bool> &m_stopping;
+    QEventLoop m_loop;
+    QTimer m_tick;
     QNetworkAccessManager m_network;
     QCryptographicHash m_hash{QCryptographicHash::Sha256};
     qint64 m_received = 0;
@@ -269,8 +250,7 @@ void downloadPackage(const UpgradeItem &package, const QString &file, Throttle *
                      const std::atomic<bool> &stopping)
 {
     PackageDownload(package, partOf(file), throttle, stopping).run();
-    if (!QFile::rename(partOf(file), file))
-        throw Failure(QStringLiteral("%1 cannot be written").arg(file));
+    failIf(!QFile::rename(partOf(file), file), QStringLiteral("%1 cannot be written").arg(file));
     syncToDisk(QFileInfo(file).path());
 }
 

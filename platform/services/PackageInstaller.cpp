@@ -74,10 +74,11 @@ la_ssize_t readSource(archive *reader, void *context, const void **data)
     return source.block.size();
 }
 
-Failure badPackage(const char *problem, const std::string &name)
+void refuseIf(bool condition, const char *problem, const std::string &name)
 {
-    return Failure(
-        QStringLiteral("the package %1: %2").arg(QLatin1String(problem), QString::fromStdString(name).left(300)));
+    if (condition)
+        throw Failure(
+            QStringLiteral("the package %1: %2").arg(QLatin1String(problem), QString::fromStdString(name).left(300)));
 }
 
 // Throws the library's last error unless it succeeded.
@@ -91,14 +92,11 @@ void check(bool success, archive *part)
 // A path below the directory; without "." and empty parts.
 fs::path cleanPath(const std::string &name)
 {
-    if (name.size() > MaxPath || name.empty() || name.front() == '/')
-        throw badPackage("has a path outside of its folder", name);
+    refuseIf(name.size() > MaxPath || name.empty() || name.front() == '/', "has a path outside of its folder", name);
     fs::path path;
     for (const fs::path &part : fs::path(name)) {
-        if (part == "..")
-            throw badPackage("has a path outside of its folder", name);
-        if (part == FileSwap::AreaName)
-            throw badPackage("uses a reserved name", name);
+        refuseIf(part == "..", "has a path outside of its folder", name);
+        refuseIf(part == FileSwap::AreaName, "uses a reserved name", name);
         if (part != "." && !part.empty())
             path /= part;
     }
@@ -138,9 +136,9 @@ public:
         Source source{m_stopping};
         if (!openRegular(package.file, &source.file))
             throw systemFailure(package.file);
-        if (source.file.size() != package.size)
-            throw Failure(QStringLiteral("the package has %1 bytes instead of %2")
-                              .arg(QString::number(source.file.size()), QString::number(package.size)));
+        failIf(source.file.size() != package.size,
+               QStringLiteral("the package has %1 bytes instead of %2")
+                   .arg(QString::number(source.file.size()), QString::number(package.size)));
         const Reader reader(archive_read_new(), &archive_read_free);
         archive_read_support_format_tar(reader.get());
         for (const auto support : {&archive_read_support_filter_gzip, &archive_read_support_filter_bzip2,
@@ -153,8 +151,8 @@ public:
                 throw systemFailure(package.file);
         } while (!source.block.isEmpty());
         const QString sum = QString::fromLatin1(source.hash.result().toHex());
-        if (sum != package.sha256.toLower())
-            throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, package.sha256));
+        failIf(sum != package.sha256.toLower(),
+               QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, package.sha256));
     }
 
     // Gives the directories their permissions.
@@ -167,8 +165,7 @@ private:
         int status = ARCHIVE_OK;
         while ((status = archive_read_next_header(reader, &entry)) != ARCHIVE_EOF) {
             check(status >= ARCHIVE_WARN, reader);
-            if (++m_members > MaxMembers)
-                throw Failure(QStringLiteral("the package has more than %1 members").arg(MaxMembers));
+            failIf(++m_members > MaxMembers, QStringLiteral("the package has more than %1 members").arg(MaxMembers));
             if (takeIn(entry))
                 write(reader, entry);
         }
@@ -179,29 +176,28 @@ private:
     {
         const char *local = archive_entry_pathname(entry); // null where the locale cannot represent a UTF-8 name
         const char *const name = local ? local : archive_entry_pathname_utf8(entry);
-        if (!name)
-            throw Failure(QStringLiteral("the package has a member without a readable name"));
+        failIf(!name, QStringLiteral("the package has a member without a readable name"));
         const fs::path path = cleanPath(name);
         const char *const hardLink = archive_entry_hardlink(entry);
         const char *const symLink = archive_entry_symlink(entry);
         const auto type = archive_entry_filetype(entry);
         if (path.filename() == "installation.ini") {
-            if (path.has_parent_path() || hardLink || type != AE_IFREG)
-                throw badPackage("has an install description where there must be none", name);
+            refuseIf(path.has_parent_path() || hardLink || type != AE_IFREG,
+                     "has an install description where there must be none", name);
             return false; // the installer writes the description
         }
         if (path.empty())
             return false;
         if (hardLink) {
             const fs::path target = m_root / cleanPath(hardLink);
-            if (!fs::is_regular_file(fs::symlink_status(target)))
-                throw badPackage("has a hard link to a file that it does not have", name);
+            refuseIf(!fs::is_regular_file(fs::symlink_status(target)),
+                     "has a hard link to a file that it does not have", name);
             archive_entry_set_hardlink(entry, target.c_str());
         } else if (type == AE_IFLNK) {
-            if (!symLink || std::strlen(symLink) > MaxPath || leadsOut(path, symLink))
-                throw badPackage("has a link that leads out of its folder", name);
-        } else if (type != AE_IFREG && type != AE_IFDIR) {
-            throw badPackage("has a member that is neither a file nor a directory", name);
+            refuseIf(!symLink || std::strlen(symLink) > MaxPath || leadsOut(path, symLink),
+                     "has a link that leads out of its folder", name);
+        } else {
+            refuseIf(type != AE_IFREG && type != AE_IFDIR, "has a member that is neither a file nor a directory", name);
         }
         const mode_t least = type == AE_IFDIR ? S_IRWXU : S_IRUSR | S_IWUSR;
         archive_entry_set_perm(entry, (archive_entry_perm(entry) & UsualMode) | least);
@@ -219,8 +215,7 @@ private:
         la_int64_t offset = 0;
         int status = ARCHIVE_OK;
         while ((status = archive_read_data_block(reader, &block, &size, &offset)) == ARCHIVE_OK) {
-            if (m_stopping)
-                throw Failure(QStringLiteral("the installation was cancelled"));
+            failIf(m_stopping, QStringLiteral("the installation was cancelled"));
             requireSpace(m_directory, static_cast<qint64>(size));
             check(archive_write_data_block(m_disk.get(), block, size, offset) == ARCHIVE_OK, m_disk.get());
         }
@@ -285,16 +280,15 @@ void writeItem(QSettings &settings, const UpgradeItem &entry)
 void updateDescription(const UpgradeTask &task, const QString &directory, const QString &staging)
 {
     const QString staged = descriptionIn(staging);
-    if (!QFile::copy(descriptionIn(directory), staged))
-        throw Failure(QStringLiteral("%1 cannot be copied").arg(descriptionIn(directory)));
+    failIf(!QFile::copy(descriptionIn(directory), staged),
+           QStringLiteral("%1 cannot be copied").arg(descriptionIn(directory)));
     {
         QSettings settings(staged, QSettings::IniFormat);
         settings.setIniCodec("UTF-8");
         for (const UpgradeItem &entry : task.items)
             writeItem(settings, entry);
     }
-    if (!findSoftware(readInstalledSoftware(staging), task.product))
-        throw Failure(QStringLiteral("%1 cannot be written").arg(staged));
+    failIf(!readInstalledSoftware(staging).contains(task.product), QStringLiteral("%1 cannot be written").arg(staged));
 }
 
 } // namespace
@@ -314,8 +308,7 @@ void installPackages(const UpgradeTask &task, const QList<Package> &packages, co
     swap.replace([&] {
         unpackPackages(packages, swap.staging(), stopping);
         updateDescription(task, directory, swap.staging());
-        if (stopping)
-            throw Failure(QStringLiteral("the installation was cancelled"));
+        failIf(stopping, QStringLiteral("the installation was cancelled"));
     });
 }
 

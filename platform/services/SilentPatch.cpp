@@ -70,8 +70,7 @@ void endProgram(const QString &file)
         pollfd waiting = {process, POLLIN, 0};
         return ::poll(&waiting, 1, int(deadline.remainingTime())) > 0;
     });
-    if (isProgramRunning(file))
-        throw Failure(QStringLiteral("%1 cannot be ended").arg(file));
+    failIf(isProgramRunning(file), QStringLiteral("%1 cannot be ended").arg(file));
 }
 
 // The product's own program; empty for one outside of its directory, which others use too.
@@ -131,8 +130,7 @@ private:
     {
         const bool isNew = m_tools.engine.start(m_task);
         const UpgradeTask task = currentTask();
-        if (!isSame(task, m_task))
-            throw Failure(QStringLiteral("the product has another task: it is being upgraded"));
+        failIf(!isSame(task, m_task), QStringLiteral("the product has another task: it is being upgraded"));
         m_id = task.id;
         m_ownsTask = isNew;
         awaitEndOf(state::Downloading);
@@ -174,8 +172,8 @@ private:
         QElapsedTimer sinceShown;
         sinceShown.start();
         while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
-            if (m_state == silent::Failed)
-                throw Failure(QStringLiteral("the visualized service finds no such package: %1").arg(package));
+            failIf(m_state == silent::Failed,
+                   QStringLiteral("the visualized service finds no such package: %1").arg(package));
             requireCaller();
             m_tools.engine.awaitChange();
             askState();
@@ -184,8 +182,7 @@ private:
 
     void requireCaller() const
     {
-        if (m_tools.context.isCancelled())
-            throw Failure(QStringLiteral("the caller no longer waits for the result"));
+        failIf(m_tools.context.isCancelled(), QStringLiteral("the caller no longer waits for the result"));
     }
 
     // The window with the tasks may have installed the package meanwhile and removed it, which is no failure.
@@ -197,17 +194,14 @@ private:
 
     void install()
     {
-        const QString error = errorOf([this] {
-            const UpgradeTask before = currentTask();
-            if (before.id == m_id && before.state == state::Downloaded) // else it has begun, or is another's
-                m_tools.engine.install(m_software.name);
-            const UpgradeTask task = awaitEndOf(state::Installing);
-            if (task.state != state::Installed)
-                throw Failure(QStringLiteral("it was not installed: its task has state %1").arg(task.state));
-        });
-        askState(); // an end that is not fetched would be the first answer during the next installation
-        if (!error.isEmpty())
-            throw Failure(error);
+        // An end that is not fetched would be the first answer during the next installation.
+        const auto fetching = qScopeGuard([this] { askState(); });
+        const UpgradeTask before = currentTask();
+        if (before.id == m_id && before.state == state::Downloaded) // else it has begun, or is another's
+            m_tools.engine.install(m_software.name);
+        const UpgradeTask task = awaitEndOf(state::Installing);
+        failIf(task.state != state::Installed,
+               QStringLiteral("it was not installed: its task has state %1").arg(task.state));
     }
 
     // Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
@@ -224,12 +218,9 @@ private:
         while (true) {
             requireCaller();
             UpgradeTask task = currentTask();
-            if (task.id != m_id)
-                throw Failure(QStringLiteral("the task was replaced by another one"));
-            if (task.state == state::Cancelled)
-                throw Failure(QStringLiteral("it was cancelled"));
-            if (task.state == state::DownloadFailed || task.state == state::InstallFailed)
-                throw Failure(task.error);
+            failIf(task.id != m_id, QStringLiteral("the task was replaced by another one"));
+            failIf(task.state == state::Cancelled, QStringLiteral("it was cancelled"));
+            failIf(task.state == state::DownloadFailed || task.state == state::InstallFailed, task.error);
             if (task.state != state)
                 return task;
             askState();

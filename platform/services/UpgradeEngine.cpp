@@ -119,8 +119,7 @@ void UpgradeEngine::install(const QString &product)
         const UpgradeTask task = current(product);
         if (task.state == state::Installing)
             return;
-        if (task.state != state::Downloaded)
-            throw Failure(QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
+        failIf(task.state != state::Downloaded, QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
         const QString directory = directoryOf(product);
         if (directory.isEmpty()) {
             const QString reason = QStringLiteral("the product is not installed");
@@ -234,8 +233,7 @@ void UpgradeEngine::schedule()
 // Any thread.
 void UpgradeEngine::download(const UpgradeTask &task, const std::atomic<bool> &stopping)
 {
-    if (!QDir().mkpath(m_settings.downloads))
-        throw Failure(QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
+    failIf(!QDir().mkpath(m_settings.downloads), QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
     for (const UpgradeItem &item : task.items) {
         const QString target = file(task.product, item);
         if (!QFile::exists(target))
@@ -325,9 +323,7 @@ void UpgradeEngine::dropForeignFiles() const
 
 QString UpgradeEngine::directoryOf(const QString &product) const
 {
-    const QList<InstalledSoftware> installed = readInstalledSoftware(m_settings.apps);
-    const InstalledSoftware *software = findSoftware(installed, product);
-    return software ? software->directory : QString();
+    return readInstalledSoftware(m_settings.apps).value(product).directory;
 }
 
 } // namespace tarn::services

@@ -94,13 +94,13 @@ QString Offer::identity() const
     return QStringList{product, bits, kind, item, version}.join(QChar(0x1F));
 }
 
-QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
-                           const QSet<QString> &ignores)
+QVariantList updateRecords(const InstalledProducts &installed, const Catalogue &catalogue, const QSet<QString> &ignores)
 {
     QVariantList records;
     for (const CatalogueProduct &product : catalogue) {
-        const InstalledSoftware *software = findSoftware(installed, product.name);
-        const QVariantMap record = software ? updateRecord(*software, product, ignores) : QVariantMap();
+        const auto software = installed.constFind(product.name);
+        const QVariantMap record =
+            software == installed.cend() ? QVariantMap() : updateRecord(*software, product, ignores);
         if (!record.isEmpty())
             records << record;
     }
@@ -123,15 +123,15 @@ QList<Offer> offersOf(const QString &product, const QString &bits, const QVarian
     return offers;
 }
 
-UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed)
+UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const InstalledProducts &installed)
 {
     UpgradeTask task;
     task.product = request.value(key::SoftwareName).toString();
     const auto product = std::find_if(catalogue.cbegin(), catalogue.cend(),
                                       [&](const CatalogueProduct &p) { return p.name == task.product; });
-    const InstalledSoftware *software = findSoftware(installed, task.product);
-    if (product == catalogue.cend() || !software)
-        throw Failure(QStringLiteral("no installed product \"%1\" in the catalogue").arg(task.product.left(100)));
+    const InstalledSoftware software = installed.value(task.product);
+    failIf(product == catalogue.cend() || software.name.isEmpty(),
+           QStringLiteral("no installed product \"%1\" in the catalogue").arg(task.product.left(100)));
     QList<Offer> list = offersOf(task.product, {}, request);
     const QString oldPatch = request.value(key::OldPatch).toMap().value(key::NewVersion).toString();
     if (!oldPatch.isEmpty())
@@ -141,11 +141,10 @@ UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, con
         task.items << UpgradeItem{itemType(wish.kind), found.name, found.version, found.url, found.sha256,
                                   found.size,          0};
     }
-    if (task.items.isEmpty())
-        throw Failure(QStringLiteral("the request names nothing to download"));
+    failIf(task.items.isEmpty(), QStringLiteral("the request names nothing to download"));
     task.state = state::Downloading;
-    task.currentVersion = software->version;
-    task.exePath = software->exePath;
+    task.currentVersion = software.version;
+    task.exePath = software.exePath;
     for (const QString &section : {key::Software, key::Patch, key::Plugins, key::OldPatch}) {
         if (request.contains(section))
             task.sections.insert(section, request.value(section));

@@ -53,7 +53,7 @@ struct Offer
 /// updates are all ignored, or that has none, gets no record. A patch of the installed version is a separate update
 /// ("补丁包") while no new version is offered, else the alternative for a user who declines that one ("旧版本补丁包").
 /// @param ignores identities of ignored offers
-QVariantList updateRecords(const QList<InstalledSoftware> &installed, const Catalogue &catalogue,
+QVariantList updateRecords(const InstalledProducts &installed, const Catalogue &catalogue,
                            const QSet<QString> &ignores = {});
 
 /// The offers that a request names for a product: the kinds, items and versions of its sections. Sections that are no maps or
@@ -62,7 +62,7 @@ QList<Offer> offersOf(const QString &product, const QString &bits, const QVarian
 
 /// Makes the task that a request asks for; the packages are those of the catalogue, whatever the request says of them.
 /// Throws Failure when it cannot be made.
-UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const QList<InstalledSoftware> &installed);
+UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const InstalledProducts &installed);
 
 /// The task as callers read it ("taskInfoList"). The working item is the first that is not complete.
 QVariantMap toTaskMap(const UpgradeTask &task);

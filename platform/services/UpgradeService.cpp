@@ -61,8 +61,7 @@ private:
     {
         Catalogue catalogue;
         const QString error = errorOf([&] { catalogue = readCatalogue(m_paths.catalogue, m_paths.publicKey); });
-        if (!error.isEmpty())
-            throw Failure(QStringLiteral("the catalogue cannot be used: %1").arg(error));
+        failIf(!error.isEmpty(), QStringLiteral("the catalogue cannot be used: %1").arg(error));
         return catalogue;
     }
 
@@ -111,9 +110,9 @@ private:
     CallResult startDownload(const Request &request)
     {
         const QString product = request.name(key::SoftwareName);
-        const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
+        const InstalledProducts installed = readInstalledSoftware(m_paths.apps);
         UpgradeTask task = makeTask(request.values(), catalogue(), installed);
-        task.error = whyNotWritable(installed, product);
+        task.error = whyNotWritable(installed.value(product));
         if (!task.error.isEmpty())
             task.state = state::DownloadFailed;
         m_engine.start(task);
@@ -153,8 +152,7 @@ private:
     CallResult stopUpgrade(const Request &request)
     {
         const QString product = request.name(key::SoftwareName);
-        if (!m_engine.stop(product))
-            throw Failure(QStringLiteral("no task of \"%1\"").arg(product));
+        failIf(!m_engine.stop(product), QStringLiteral("no task of \"%1\"").arg(product));
         return ok();
     }
 
@@ -174,8 +172,7 @@ private:
             const UpgradeTask task = m_engine.taskOf(product);
             if (task.state == state::Installed || (task.state != state::Installing && task.error.isEmpty()))
                 return;
-            if (task.state != state::Installing)
-                throw Failure(task.error);
+            failIf(task.state != state::Installing, task.error);
             m_engine.awaitChange();
         }
     }
@@ -183,24 +180,22 @@ private:
     CallResult patchSilently(const Request &request)
     {
         const QString product = request.name(key::SoftwareName);
-        const QList<InstalledSoftware> installed = readInstalledSoftware(m_paths.apps);
+        const InstalledProducts installed = readInstalledSoftware(m_paths.apps);
         const UpgradeTask task = patchTask(product, installed);
-        return services::patchSilently({m_engine, m_presenter, request.context}, *findSoftware(installed, product),
-                                       task, request.values().value(wire::KillRunning).toBool());
+        return services::patchSilently({m_engine, m_presenter, request.context}, installed.value(product), task,
+                                       request.values().value(wire::KillRunning).toBool());
     }
 
     // For the patch of the installed version, whether or not it is ignored or there is a new version as well.
-    UpgradeTask patchTask(const QString &product, const QList<InstalledSoftware> &installed) const
+    UpgradeTask patchTask(const QString &product, const InstalledProducts &installed) const
     {
         const Catalogue offered = catalogue();
         const QVariantMap record = recordOf(updateRecords(installed, offered), product);
         const QString section = record.contains(key::Patch) ? key::Patch : key::OldPatch;
         const QVariant patch = record.value(section);
-        if (patch.toMap().isEmpty())
-            throw Failure(QStringLiteral("there is no patch for \"%1\"").arg(product));
-        const QString blocked = whyNotWritable(installed, product);
-        if (!blocked.isEmpty())
-            throw Failure(blocked);
+        failIf(patch.toMap().isEmpty(), QStringLiteral("there is no patch for \"%1\"").arg(product));
+        const QString blocked = whyNotWritable(installed.value(product));
+        failIf(!blocked.isEmpty(), blocked);
         return makeTask({{key::SoftwareName, product}, {section, patch}}, offered, installed);
     }
 
@@ -218,8 +213,7 @@ private:
     {
         const QString product = request.name(key::SoftwareName);
         const QVariantMap record = recordOf(findUpdates(true), product);
-        if (record.isEmpty())
-            throw Failure(QStringLiteral("nothing is new for \"%1\"").arg(product));
+        failIf(record.isEmpty(), QStringLiteral("nothing is new for \"%1\"").arg(product));
         return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
     }
 

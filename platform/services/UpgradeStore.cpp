@@ -92,7 +92,7 @@ qint64 UpgradeStore::save(const UpgradeTask &task)
         m_db.run(QStringLiteral("INSERT INTO tasks VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)"),
                  {id == 0 ? QVariant() : id, task.product, task.state, task.error, task.currentVersion, task.exePath,
                   QString::fromUtf8(sections), now(), now()});
-        id = m_db.lastId();
+        id = m_db.value(QStringLiteral("SELECT last_insert_rowid()")).toLongLong();
         int position = 0;
         for (const UpgradeItem &item : task.items)
             m_db.run(QStringLiteral("INSERT INTO items VALUES(?, ?, ?, ?, ?, ?, ?, ?, 0)"),

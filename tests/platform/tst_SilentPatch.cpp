@@ -54,7 +54,7 @@ private:
     }
     QString patchVersion() const
     {
-        return services::readInstalledSoftware(m_directory->filePath("apps")).value(0).patchVersion;
+        return services::readInstalledSoftware(m_directory->filePath("apps")).value(Product).patchVersion;
     }
 
     std::unique_ptr<QTemporaryDir> m_directory;

@@ -406,7 +406,10 @@ private slots:
     }
 
 private:
-    InstalledSoftware installed() const { return readInstalledSoftware(m_folder->filePath("apps")).value(0); }
+    InstalledSoftware installed() const
+    {
+        return readInstalledSoftware(m_folder->filePath("apps")).value(m_bench->Name);
+    }
     QStringList leftFiles() const { return QDir(m_folder->filePath("downloads")).entryList(QDir::Files); }
     bool downloadAndInstall(const QList<UpgradeItem> &items)
     {

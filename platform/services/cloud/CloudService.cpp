@@ -191,7 +191,6 @@ private:
             memory.keepsPhone = flags.remember;
             memory.phone = flags.remember ? phone : QString();
             memory.setAuto(flags.autoLogin, *account, way::Phone);
-            return true;
         });
         return ok();
     }
@@ -214,7 +213,6 @@ private:
             wipe(&memory.password);
             memory.password = flags.remember ? password.toText() : QString();
             memory.setAuto(flags.autoLogin, *account, way::Account);
-            return true;
         });
         return ok();
     }
@@ -256,10 +254,7 @@ private:
         demand(account.has_value(), weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"),
                weixin ? code::WeixinUnbound : code::QqUnbound);
         enter(*account, outcome.way, flags, request);
-        remember([&](RememberedSignIn &memory) {
-            memory.setAuto(flags.autoLogin, *account, outcome.way);
-            return true;
-        });
+        remember([&](RememberedSignIn &memory) { memory.setAuto(flags.autoLogin, *account, outcome.way); });
         return ok({{key::Token, randomHex(TokenBytes)}});
     }
 
@@ -287,14 +282,14 @@ private:
         return m_server->address() + path;
     }
 
-    // Changes the remembered data when change() says true; a failure costs a log line.
-    void remember(const std::function<bool(RememberedSignIn &)> &change)
+    // Changes the remembered data; a failure costs a log line.
+    void remember(const std::function<void(RememberedSignIn &)> &change)
     {
         const QString error = errorOf([&] {
             m_store.inTransaction([&] {
                 RememberedSignIn memory = m_store.remembered();
-                if (change(memory))
-                    m_store.remember(memory);
+                change(memory);
+                m_store.remember(memory);
             });
         });
         if (!error.isEmpty())
@@ -313,8 +308,7 @@ private:
             isSame = isPassword(account->passwordHash, Secret(memory.password));
         else if (isSame && memory.autoWay == way::Phone)
             isSame = account->phone == memory.phone;
-        if (!isSame)
-            throw Failure(QStringLiteral("the account has changed"));
+        failIf(!isSame, QStringLiteral("the account has changed"));
         m_session = {account->name, memory.autoWay, loginstate::Restored, m_clock()};
     }
 
@@ -363,11 +357,7 @@ private:
     CallResult logout(const Request &)
     {
         endSession();
-        remember([](RememberedSignIn &memory) {
-            const bool wasSet = !memory.autoAccount.isEmpty();
-            memory.autoAccount.clear();
-            return wasSet;
-        });
+        remember([](RememberedSignIn &memory) { memory.autoAccount.clear(); });
         return ok();
     }
 
@@ -390,7 +380,7 @@ private:
         const QString name = readUser(request);
         const bool known = m_store.remove(name);
         endSession(name);
-        remember([&](RememberedSignIn &memory) { return memory.forget(name); });
+        remember([&](RememberedSignIn &memory) { memory.forget(name); });
         demand(known, QStringLiteral("no account \"%1\"").arg(name));
         return ok();
     }

@@ -88,10 +88,8 @@ void RememberedSignIn::setAuto(bool wanted, const CloudAccount &owner, const QSt
     autoWay = usedWay;
 }
 
-bool RememberedSignIn::forget(const QString &name)
+void RememberedSignIn::forget(const QString &name)
 {
-    if (autoAccount != name && account != name)
-        return false;
     if (autoAccount == name)
         setAuto(false, {}, autoWay);
     if (account == name) {
@@ -99,7 +97,6 @@ bool RememberedSignIn::forget(const QString &name)
         wipe(&password);
         keepsPassword = false;
     }
-    return true;
 }
 
 CloudStore::CloudStore(const QString &directory)

@@ -44,8 +44,7 @@ struct RememberedSignIn
 
     /// Sets the account that is signed in again at the next start, or none.
     void setAuto(bool wanted, const CloudAccount &owner, const QString &usedWay);
-    /// Drops the data of this account. @return false when there were none
-    bool forget(const QString &name);
+    void forget(const QString &name); ///< drops the data of this account
 };
 
 /// The database "cloud.db" with the accounts, the remembered sign-in and the table "sent_codes" of the one-time codes, and

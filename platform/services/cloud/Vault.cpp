@@ -89,8 +89,7 @@ void Vault::useKeyOf(const QString &file)
 
 void Vault::requireKey() const
 {
-    if (!m_error.isEmpty())
-        throw Failure(m_error);
+    failIf(!m_error.isEmpty(), m_error);
 }
 
 QByteArray Vault::seal(const Secret &plain) const
