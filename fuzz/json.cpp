@@ -2,15 +2,16 @@
 #include "cli/JsonBag.h"
 #include "fuzz/Target.h"
 
+using namespace tarn::cli;
+
 TARN_FUZZ_TARGET("json")
 {
     tarn::rpc::Bag bag;
-    QString error;
-    if (!tarn::cli::parseBag(input, &bag, &error)) {
-        tarn::fuzz::require(!error.isEmpty(), "a refusal has a reason");
+    try {
+        bag = parseBag(input);
+    } catch (const Failure &failure) {
+        tarn::fuzz::require(!failure.text.isEmpty(), "a refusal has a reason");
         return;
     }
-    tarn::rpc::Bag again;
-    const bool same = tarn::cli::parseBag(tarn::cli::compact(tarn::cli::toJson(bag.values)), &again, &error);
-    tarn::fuzz::require(same, "the printed JSON can be read again");
+    parseBag(compact(toJson(bag.values))); // the printed JSON can be read again
 }

@@ -131,7 +131,7 @@ int call(link::ServiceConnection &connection, const QString &operation, const rp
 {
     const auto result = connection.call(visualized::DefaultTag, operation, input);
     if (!result.arrived())
-        return explainFailure(result, VisualizedService);
+        throw failureOf(result, VisualizedService);
     print(answerLine(result));
     return result.accepted ? status::Ok : status::Refused;
 }
@@ -146,12 +146,6 @@ private:
     QSemaphore m_calls;
 };
 
-int refused(const QString &reason)
-{
-    complain(reason);
-    return status::Refused;
-}
-
 // Waits until the notify object is called, and prints its call. Gives up when no dialog is seen within 15 seconds, when it
 // has been closed without a sign-in, when the visualized service ends, or after so many seconds.
 int wait(Notify &notify, link::ServiceConnection &connection, int seconds)
@@ -164,19 +158,20 @@ int wait(Notify &notify, link::ServiceConnection &connection, int seconds)
         const auto answer =
             connection.call(visualized::DefaultTag, QStringLiteral("QueryYunLoginDialogState"), {}, AnswerTimeout);
         if (!answer.arrived() && answer.error.code != rpc::RpcError::Timeout)
-            return explainFailure(answer, VisualizedService);
+            throw failureOf(answer, VisualizedService);
         const bool isOpen = answer.arrived() ? answer.output.values.value(cloud::key::DialogExists).toBool() : wasOpen;
         if (wasOpen && !isOpen) {
             if (notify.wasCalled(NoticeMs))
                 break;
-            return refused(QStringLiteral("the dialog was closed without a sign-in"));
+            throw Failure{status::Refused, QStringLiteral("the dialog was closed without a sign-in")};
         }
         wasOpen = isOpen;
         wasSeen |= isOpen;
         if (!wasSeen && answer.arrived() && showDeadline.hasExpired())
-            return refused(QStringLiteral("no dialog was shown; is the user signed in already? tarnctl cloud state"));
+            throw Failure{status::Refused,
+                          QStringLiteral("no dialog was shown; is the user signed in already? tarnctl cloud state")};
         if (deadline.hasExpired())
-            return refused(QStringLiteral("no sign-in within %1 seconds").arg(seconds));
+            throw Failure{status::Refused, QStringLiteral("no sign-in within %1 seconds").arg(seconds)};
     }
     print(QStringLiteral("AfterLogin"));
     return status::Ok;
@@ -197,8 +192,7 @@ int callAndWait(const QString &operation, rpc::Bag input, int seconds)
                                       binding::LoginNotifyInterface);
     if (reference.isNull()) {
         const QString reason = port == 0 ? error : QString::fromStdString(rpc::getRpcLastError().message);
-        complain(QStringLiteral("%1; start \"visualized-host\"").arg(reason));
-        return status::NoTransport;
+        throw Failure{status::NoTransport, QStringLiteral("%1; start \"visualized-host\"").arg(reason)};
     }
     input.values.insert(binding::NotifyKey, QVariant::fromValue(reference));
     link::ServiceConnection connection;
@@ -206,26 +200,24 @@ int callAndWait(const QString &operation, rpc::Bag input, int seconds)
     return code == status::Ok ? wait(*notify, connection, seconds) : code;
 }
 
-// The reason why the options of the sign-in are wrong; empty when they are right.
-// @param seconds to wait, 0 for not at all
-QString readOptions(const Line &line, rpc::Bag *input, int *seconds)
+// Takes the options of the sign-in. @return the seconds to wait, 0 for not at all
+int readOptions(const Line &line, rpc::Bag *input)
 {
     for (const QString &option : {Wait, Timeout, Parent}) {
         if (line.isSet(option) && line.at(0) != SignIn)
-            return QStringLiteral("--%1 is for %2 only").arg(option, SignIn);
+            throw wrongUsage(QStringLiteral("--%1 is for %2 only").arg(option, SignIn));
     }
     bool valid = true;
     if (line.isSet(Parent))
         input->values.insert(cloud::key::ParentWindow, line.value(Parent).toULongLong(&valid, 0));
     if (!valid)
-        return QStringLiteral("expected the number of a window in --%1").arg(Parent);
+        throw wrongUsage(QStringLiteral("expected the number of a window in --%1").arg(Parent));
     if (line.isSet(Timeout) && !line.isSet(Wait))
-        return QStringLiteral("--%1 has no meaning without --%2").arg(Timeout, Wait);
+        throw wrongUsage(QStringLiteral("--%1 has no meaning without --%2").arg(Timeout, Wait));
     const int wait = line.isSet(Timeout) ? line.value(Timeout).toInt(&valid) : DefaultWait;
     if (!valid || wait <= 0)
-        return QStringLiteral("expected a number of seconds in --%1").arg(Timeout);
-    *seconds = line.isSet(Wait) ? wait : 0;
-    return {};
+        throw wrongUsage(QStringLiteral("expected a number of seconds in --%1").arg(Timeout));
+    return line.isSet(Wait) ? wait : 0;
 }
 
 int runCall(const Line &line)
@@ -234,18 +226,9 @@ int runCall(const Line &line)
         return printOperations();
     const QString name = line.at(0);
     if (name.isEmpty())
-        return wrongUsage(QStringLiteral("the argument OPERATION is missing (see \"tarnctl call --list\")"));
-    QByteArray json = "{}";
-    rpc::Bag input;
-    QString error;
-    if (!line.at(1).isEmpty() && !readArgument(line.at(1), &json, &error))
-        return wrongUsage(error);
-    if (!parseBag(json, &input, &error))
-        return wrongUsage(QStringLiteral("wrong JSON at %1").arg(error));
-    int seconds = 0;
-    error = readOptions(line, &input, &seconds);
-    if (!error.isEmpty())
-        return wrongUsage(error);
+        throw wrongUsage(QStringLiteral("the argument OPERATION is missing (see \"tarnctl call --list\")"));
+    rpc::Bag input = parseBag(line.at(1).isEmpty() ? QByteArray("{}") : readArgument(line.at(1)));
+    const int seconds = readOptions(line, &input);
     if (const binding::Operation *operation = findOperation(name))
         checkInput(*operation, input);
     else

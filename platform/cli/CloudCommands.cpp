@@ -3,6 +3,7 @@
 #include "cli/Service.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
+#include <QScopeGuard>
 
 namespace tarn::cli {
 
@@ -22,25 +23,21 @@ QVariantMap account(const Line &line)
 
 int runAdd(const Line &line)
 {
-    QString password;
-    QString error;
-    if (!readPassword(&password, &error))
-        return wrongUsage(error);
+    QString password = readPassword();
     QVariantMap values = account(line);
     values.insert(key::Password, password);
     values.insert(key::Phone, line.value(PhoneOption));
     values.insert(wire::Weixin, line.value(WeixinOption));
     values.insert(wire::Qq, line.value(QqOption));
-    const int code = ask({CloudService, wire::method::AddAccount, values}, line);
-    wipe(&password);
-    return code;
+    const auto end = qScopeGuard([&] { wipe(&password); });
+    return ask({CloudService, wire::method::AddAccount, values}, line);
 }
 
 int runLock(const Line &line)
 {
     const bool on = line.at(1) == QLatin1String("on");
     if (!on && line.at(1) != QLatin1String("off"))
-        return wrongUsage(QStringLiteral("expected on or off, not \"%1\"").arg(line.at(1)));
+        throw wrongUsage(QStringLiteral("expected on or off, not \"%1\"").arg(line.at(1)));
     QVariantMap values = account(line);
     values.insert(wire::Locked, on);
     return ask({CloudService, wire::method::LockAccount, values}, line);

@@ -83,8 +83,9 @@ int runEntry(const Command &command, const QStringList &arguments)
         return status::Ok;
     }
     const QString reason = understood ? objection(command, line.positionalArguments()) : line.errorText();
-    return reason.isEmpty() ? command.run(line)
-                            : wrongUsage(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(command)));
+    if (!reason.isEmpty())
+        throw wrongUsage(QStringLiteral("%1 (see \"%2 --help\")").arg(reason, called(command)));
+    return command.run(line);
 }
 
 } // namespace
@@ -137,7 +138,12 @@ int run(const QStringList &arguments)
     const Command *command = find(allCommands(), arguments);
     if (!command)
         command = find(allGroups(), arguments);
-    return runEntry(*command, arguments.mid(wordsOf(*command).size()));
+    try {
+        return runEntry(*command, arguments.mid(wordsOf(*command).size()));
+    } catch (const Failure &failure) {
+        complain(failure.text);
+        return failure.exitCode;
+    }
 }
 
 } // namespace tarn::cli

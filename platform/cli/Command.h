@@ -16,6 +16,17 @@ constexpr int WrongUsage = 2;
 constexpr int NoTransport = 3;
 } // namespace status
 
+/// Why a command ends early. Thrown by it; run() prints the text and returns the exit code.
+struct Failure
+{
+    int exitCode;
+    QString text;
+};
+inline Failure wrongUsage(const QString &reason)
+{
+    return {status::WrongUsage, reason};
+}
+
 struct Option
 {
     QString name;

@@ -133,7 +133,7 @@ int runDocument(const Line &line)
         {"man", manPage}, {"bash", bashCompletion}, {"zsh", zshCompletion}, {"fish", fishCompletion}};
     const auto writer = writers.value(line.at(0));
     if (!writer)
-        return wrongUsage(QStringLiteral("expected man, bash, zsh or fish, not \"%1\"").arg(line.at(0)));
+        throw wrongUsage(QStringLiteral("expected man, bash, zsh or fish, not \"%1\"").arg(line.at(0)));
     print(writer());
     return status::Ok;
 }

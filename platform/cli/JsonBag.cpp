@@ -14,64 +14,62 @@ const QString BytesTag = QStringLiteral("$bytes");
 const QString ListKey = QStringLiteral("$list");
 constexpr qint64 ExactInDouble = Q_INT64_C(9007199254740992); // 2^53, beyond it JSON readers lose digits
 
-QVariant fail(QString *error, const QString &place, const QString &reason)
-{
-    if (error->isEmpty())
-        *error = QStringLiteral("%1: %2").arg(place.isEmpty() ? QStringLiteral("/") : place, reason);
-    return {};
-}
-
 bool isInt(const QJsonValue &json)
 {
     return json.toInt(0) == json.toInt(1); // the default when it is none
 }
 
-QVariant parseRect(const QJsonArray &numbers, const QString &place, QString *error)
+QVariant parseRect(const QJsonArray &numbers, const QString &place)
 {
     if (numbers.size() != 4)
-        return fail(error, place, QStringLiteral("expected four numbers: [x, y, width, height]"));
+        throw wrongJson(place, QStringLiteral("expected four numbers: [x, y, width, height]"));
     for (int i = 0; i < 4; ++i) {
         if (!isInt(numbers.at(i)))
-            return fail(error, QStringLiteral("%1/%2").arg(place).arg(i), QStringLiteral("expected a whole number"));
+            throw wrongJson(QStringLiteral("%1/%2").arg(place).arg(i), QStringLiteral("expected a whole number"));
     }
     return QRect(numbers.at(0).toInt(), numbers.at(1).toInt(), numbers.at(2).toInt(), numbers.at(3).toInt());
 }
 
-QVariant parseTagged(const QString &tag, const QJsonValue &json, const QString &place, QString *error)
+QVariant parseTagged(const QString &tag, const QJsonValue &json, const QString &place)
 {
     const QString text = json.toString();
     bool valid = false;
     if (tag == RectTag)
-        return parseRect(json.toArray(), place, error);
+        return parseRect(json.toArray(), place);
     if (tag == UnsignedTag) {
         const qulonglong number = text.toULongLong(&valid);
-        return valid ? number : fail(error, place, QStringLiteral("expected a string with an unsigned 64-bit number"));
+        if (valid)
+            return number;
+        throw wrongJson(place, QStringLiteral("expected a string with an unsigned 64-bit number"));
     }
     if (tag == SignedTag) {
         const qlonglong number = text.toLongLong(&valid);
-        return valid ? number : fail(error, place, QStringLiteral("expected a string with a 64-bit number"));
+        if (valid)
+            return number;
+        throw wrongJson(place, QStringLiteral("expected a string with a 64-bit number"));
     }
     if (tag == BytesTag) {
         const auto bytes = QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-        valid = json.isString() && bytes;
-        return valid ? bytes.decoded : fail(error, place, QStringLiteral("expected a string in base64"));
+        if (json.isString() && bytes)
+            return bytes.decoded;
+        throw wrongJson(place, QStringLiteral("expected a string in base64"));
     }
-    return fail(error, place, QStringLiteral("unknown kind of value"));
+    throw wrongJson(place, QStringLiteral("unknown kind of value"));
 }
 
-QVariantMap parseObject(const QJsonObject &json, const QString &place, QString *error)
+QVariantMap parseObject(const QJsonObject &json, const QString &place)
 {
     QVariantMap map;
-    for (auto it = json.constBegin(); it != json.constEnd() && error->isEmpty(); ++it)
-        map.insert(it.key(), parseValue(it.value(), place + QLatin1Char('/') + it.key(), error));
+    for (auto it = json.constBegin(); it != json.constEnd(); ++it)
+        map.insert(it.key(), parseValue(it.value(), place + QLatin1Char('/') + it.key()));
     return map;
 }
 
-QVariantList parseArray(const QJsonArray &json, const QString &place, QString *error)
+QVariantList parseArray(const QJsonArray &json, const QString &place)
 {
     QVariantList list;
-    for (int i = 0; i < json.size() && error->isEmpty(); ++i)
-        list.append(parseValue(json.at(i), QStringLiteral("%1/%2").arg(place).arg(i), error));
+    for (int i = 0; i < json.size(); ++i)
+        list.append(parseValue(json.at(i), QStringLiteral("%1/%2").arg(place).arg(i)));
     return list;
 }
 
@@ -93,47 +91,48 @@ QJsonValue integer(qlonglong number)
 
 } // namespace
 
-bool parseJson(const QByteArray &text, QJsonDocument *document, QString *error)
+Failure wrongJson(const QString &place, const QString &reason)
 {
-    QJsonParseError parseError;
-    *document = QJsonDocument::fromJson(text, &parseError);
-    if (parseError.error == QJsonParseError::NoError)
-        return true;
-    *error = QStringLiteral("%1: %2").arg(position(text, parseError.offset), parseError.errorString());
-    return false;
+    return wrongUsage(
+        QStringLiteral("wrong JSON at %1: %2").arg(place.isEmpty() ? QStringLiteral("/") : place, reason));
 }
 
-QVariant parseValue(const QJsonValue &json, const QString &place, QString *error)
+QJsonDocument parseJson(const QByteArray &text)
+{
+    QJsonParseError error;
+    QJsonDocument document = QJsonDocument::fromJson(text, &error);
+    if (error.error != QJsonParseError::NoError)
+        throw wrongJson(position(text, error.offset), error.errorString());
+    return document;
+}
+
+QVariant parseValue(const QJsonValue &json, const QString &place)
 {
     if (json.isArray())
-        return parseArray(json.toArray(), place, error);
+        return parseArray(json.toArray(), place);
     if (json.isObject()) {
         const QJsonObject object = json.toObject();
         const QString first = object.size() == 1 ? object.constBegin().key() : QString();
         return first.startsWith(QLatin1Char('$'))
-                   ? parseTagged(first, object.value(first), place + QLatin1Char('/') + first, error)
-                   : parseObject(object, place, error);
+                   ? parseTagged(first, object.value(first), place + QLatin1Char('/') + first)
+                   : parseObject(object, place);
     }
     if (json.isNull())
         return {};
     return json.isDouble() && isInt(json) ? json.toInt() : json.toVariant();
 }
 
-bool parseBag(const QByteArray &json, rpc::Bag *bag, QString *error)
+rpc::Bag parseBag(const QByteArray &json)
 {
-    QJsonDocument document;
-    error->clear();
-    if (!parseJson(json, &document, error))
-        return false;
+    const QJsonDocument document = parseJson(json);
+    if (!document.isObject())
+        throw wrongJson(QString(), QStringLiteral("expected a JSON object"));
     QJsonObject object = document.object();
     const QJsonValue list = object.take(ListKey);
-    if (!document.isObject())
-        fail(error, QString(), QStringLiteral("expected a JSON object"));
-    else if (!list.isUndefined() && !list.isArray())
-        fail(error, QLatin1Char('/') + ListKey, QStringLiteral("expected an array"));
-    bag->values = parseObject(object, QString(), error);
-    bag->list = parseArray(list.toArray(), QLatin1Char('/') + ListKey, error);
-    return error->isEmpty();
+    const QString place = QLatin1Char('/') + ListKey;
+    if (!list.isUndefined() && !list.isArray())
+        throw wrongJson(place, QStringLiteral("expected an array"));
+    return {parseObject(object, QString()), parseArray(list.toArray(), place)};
 }
 
 QJsonValue toJson(const QVariant &value)

@@ -1,4 +1,5 @@
 #pragma once
+#include "cli/Command.h"
 #include "tarn/rpc/Bag.h"
 #include <QByteArray>
 #include <QJsonObject>
@@ -9,17 +10,15 @@
 /// A bag's list is under "$list" of the outermost object.
 namespace tarn::cli {
 
-/// @param error names the place: line and column of a syntax error, otherwise a path such as /软件/$rect/2
-/// @return false when the text is no JSON object or a value cannot be taken
-bool parseBag(const QByteArray &json, rpc::Bag *bag, QString *error);
+/// What the functions below throw where a text cannot be taken.
+/// @param place line and column of a syntax error, otherwise a path such as /软件/$rect/2
+Failure wrongJson(const QString &place, const QString &reason);
 
-/// Takes one JSON value.
-/// @param place path of the value, for error
-/// @param error receives the first reason for which it cannot be taken, unless it holds one already
-QVariant parseValue(const QJsonValue &json, const QString &place, QString *error);
-
-/// The JSON document of a file or an argument. @param error names line and column
-bool parseJson(const QByteArray &text, QJsonDocument *document, QString *error);
+rpc::Bag parseBag(const QByteArray &json);
+/// @param place path of the value, for the error
+QVariant parseValue(const QJsonValue &json, const QString &place);
+/// The JSON document of a file or an argument.
+QJsonDocument parseJson(const QByteArray &text);
 
 QJsonValue toJson(const QVariant &value);
 QJsonObject toJson(const QVariantMap &values);

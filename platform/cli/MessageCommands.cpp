@@ -47,27 +47,30 @@ const QList<PushOption> &pushOptions()
     return options;
 }
 
-// The reason why the value of an option is wrong; empty when it is right.
-QString readPushOption(const QString &key, const QString &text, QVariant *value)
+QVariant readPushOption(const PushOption &option, const QString &text)
 {
-    *value = text;
-    if (key == key::unReadNum) {
+    const auto wrong = [&option](const QString &problem) {
+        return wrongUsage(QStringLiteral("--%1: %2").arg(option.option.name, problem));
+    };
+    if (option.key == key::unReadNum) {
         bool valid = false;
-        *value = text.toInt(&valid);
-        return valid && value->toInt() >= 0 ? QString() : QStringLiteral("expected a number of 0 or more");
+        const int number = text.toInt(&valid);
+        if (!valid || number < 0)
+            throw wrong(QStringLiteral("expected a number of 0 or more"));
+        return number;
     }
-    if (key == key::MsgDateTime) {
+    if (option.key == key::MsgDateTime) {
         const QString pattern = QStringLiteral("yyyy-MM-dd hh:mm:ss");
-        const bool valid =
-            QDate::fromString(text, pattern.left(10)).isValid() || QDateTime::fromString(text, pattern).isValid();
-        return valid ? QString() : QStringLiteral("expected a time \"%1\"").arg(pattern);
+        if (!QDate::fromString(text, pattern.left(10)).isValid() && !QDateTime::fromString(text, pattern).isValid())
+            throw wrong(QStringLiteral("expected a time \"%1\"").arg(pattern));
     }
-    if (key == key::PicFilePath && !text.isEmpty()) {
+    if (option.key == key::PicFilePath && !text.isEmpty()) {
         const QFileInfo picture(text);
-        *value = picture.absoluteFilePath();
-        return picture.isFile() && picture.isReadable() ? QString() : QStringLiteral("no such file: %1").arg(text);
+        if (!picture.isFile() || !picture.isReadable())
+            throw wrong(QStringLiteral("no such file: %1").arg(text));
+        return picture.absoluteFilePath();
     }
-    return {};
+    return text;
 }
 
 void printPushed(const rpc::CallResult &result)
@@ -82,11 +85,8 @@ int runPush(const Line &line)
 {
     QVariantMap values;
     for (const PushOption &each : pushOptions()) {
-        if (!line.isSet(each.option.name))
-            continue;
-        const QString problem = readPushOption(each.key, line.value(each.option.name), &values[each.key]);
-        if (!problem.isEmpty())
-            return wrongUsage(QStringLiteral("--%1: %2").arg(each.option.name, problem));
+        if (line.isSet(each.option.name))
+            values.insert(each.key, readPushOption(each, line.value(each.option.name)));
     }
     // Chosen here, so that a push that is sent twice is one message.
     if (!values.contains(key::MsgId))
@@ -179,80 +179,68 @@ void printDetails(const QVariantMap &record)
 int runShow(const Line &line)
 {
     link::ServiceConnection connection;
-    const auto result = connection.callPaged(wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}});
-    const int code = judge(result, MessageService);
-    if (code != status::Ok)
-        return code;
+    const auto result =
+        accepted(connection.callPaged(wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}}), MessageService);
     for (const QVariant &entry : result.output.list) {
         const QVariantMap record = entry.toMap();
         if (record.value(key::MsgId).toString() != line.at(0))
             continue;
         line.isSet(Json.name) ? print(compact(toJson(record))) : printDetails(record);
-        return code;
+        return status::Ok;
     }
-    complain(QStringLiteral("no such message: %1").arg(line.at(0)));
-    return status::Refused;
+    throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
 }
 
 // The records of an import file: an array of objects, or an object that holds it as "messages".
-QJsonArray readRecords(const QByteArray &text, QString *error)
+QJsonArray readRecords(const QByteArray &text)
 {
-    QJsonDocument document;
-    if (!parseJson(text, &document, error))
-        return {};
+    const QJsonDocument document = parseJson(text);
     const QJsonValue array =
         document.isArray() ? QJsonValue(document.array()) : document.object().value(QStringLiteral("messages"));
     if (!array.isArray())
-        *error = QStringLiteral("/: expected an array of messages");
+        throw wrongJson(QString(), QStringLiteral("expected an array of messages"));
     return array.toArray();
 }
 
-QList<QVariantList> toChunks(const QJsonArray &records, QString *error)
+QList<QVariantList> toChunks(const QJsonArray &records)
 {
     QList<QVariantList> chunks;
     int bytes = 0;
-    for (int i = 0; i < records.size() && error->isEmpty(); ++i) {
+    for (int i = 0; i < records.size(); ++i) {
         const QString place = QStringLiteral("/%1").arg(i);
         if (!records.at(i).isObject())
-            *error = QStringLiteral("%1: expected an object").arg(place);
+            throw wrongJson(place, QStringLiteral("expected an object"));
         const int size = compact(records.at(i)).size();
         if (chunks.isEmpty() || chunks.last().size() >= ChunkRecords || bytes + size > ChunkBytes) {
             chunks.append(QVariantList());
             bytes = 0;
         }
         bytes += size;
-        chunks.last().append(parseValue(records.at(i), place, error));
+        chunks.last().append(parseValue(records.at(i), place));
     }
     return chunks;
-}
-
-int sendChunks(const QList<QVariantList> &chunks, bool json)
-{
-    link::ServiceConnection connection;
-    int stored = 0;
-    for (const QVariantList &chunk : chunks) {
-        const auto result = connection.call(wire::MessageTag, wire::method::Import, {{{wire::First, stored}}, chunk});
-        const int code = judge(result, MessageService);
-        if (code != status::Ok) {
-            complain(QStringLiteral("the first %1 messages are stored, the others are not").arg(stored));
-            return code;
-        }
-        stored += chunk.size();
-    }
-    json ? print(compact({{wire::Imported, stored}})) : print(QStringLiteral("stored: %1 messages").arg(stored));
-    return status::Ok;
 }
 
 int runImport(const Line &line)
 {
     const QString file = line.at(0);
-    QByteArray text;
-    QString error;
-    if (!readArgument(file == QLatin1String("-") ? file : QLatin1Char('@') + file, &text, &error))
-        return wrongUsage(error);
-    const QList<QVariantList> chunks = toChunks(readRecords(text, &error), &error);
-    return error.isEmpty() ? sendChunks(chunks, line.isSet(Json.name))
-                           : wrongUsage(QStringLiteral("wrong JSON at %1").arg(error));
+    const QByteArray text = readArgument(file == QLatin1String("-") ? file : QLatin1Char('@') + file);
+    const QList<QVariantList> chunks = toChunks(readRecords(text));
+    link::ServiceConnection connection;
+    int stored = 0;
+    for (const QVariantList &chunk : chunks) {
+        const auto result = connection.call(wire::MessageTag, wire::method::Import, {{{wire::First, stored}}, chunk});
+        if (!result.accepted) {
+            const Failure failure = failureOf(result, MessageService);
+            complain(failure.text);
+            throw Failure{failure.exitCode,
+                          QStringLiteral("the first %1 messages are stored, the others are not").arg(stored)};
+        }
+        stored += chunk.size();
+    }
+    line.isSet(Json.name) ? print(compact({{wire::Imported, stored}}))
+                          : print(QStringLiteral("stored: %1 messages").arg(stored));
+    return status::Ok;
 }
 
 void printRemoved(const rpc::CallResult &result)
@@ -263,7 +251,7 @@ void printRemoved(const rpc::CallResult &result)
 int runClear(const Line &line)
 {
     if (!line.isSet(YesOption) && !confirm(QStringLiteral("Remove every message and receipt for good?")))
-        return wrongUsage(QStringLiteral("nothing is removed; --%1 answers the question").arg(YesOption));
+        throw wrongUsage(QStringLiteral("nothing is removed; --%1 answers the question").arg(YesOption));
     return ask({MessageService, wire::method::Clear}, line, {printRemoved});
 }
 

@@ -183,19 +183,18 @@ int runFocus(const Line &)
         const xcb_window_t notice = desktop.newestNotice();
         if (notice != 0 && desktop.hasFocus(notice))
             return status::Ok;
-        if (desktop.isValid() && (notice == 0 || deadline.hasExpired())) {
-            complain(notice == 0 ? QStringLiteral("no notice is shown")
-                                 : QStringLiteral("the window manager does not give the focus to the notice"));
-            return status::Refused;
-        }
+        if (desktop.isValid() && (notice == 0 || deadline.hasExpired()))
+            throw Failure{status::Refused,
+                          notice == 0 ? QStringLiteral("no notice is shown")
+                                      : QStringLiteral("the window manager does not give the focus to the notice")};
         if (notice != asked)
             desktop.requestFocus(notice);
         asked = notice;
         QThread::msleep(LookMs);
     }
-    complain(QStringLiteral("the X display \"%1\" (environment variable DISPLAY) cannot be used")
-                 .arg(qEnvironmentVariable("DISPLAY")));
-    return status::NoTransport;
+    throw Failure{status::NoTransport,
+                  QStringLiteral("the X display \"%1\" (environment variable DISPLAY) cannot be used")
+                      .arg(qEnvironmentVariable("DISPLAY"))};
 }
 
 } // namespace

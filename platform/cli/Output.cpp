@@ -61,16 +61,15 @@ struct Secret
 };
 
 // One line from the terminal, or from the standard input where that is no terminal. A line ends with CR or LF.
-bool readSecret(const char *prompt, bool terminal, Secret *secret, QString *error)
+void readSecret(const char *prompt, bool terminal, Secret *secret)
 {
     const int flags = terminal ? RPP_ECHO_OFF : RPP_STDIN;
     if (!::readpassphrase(prompt, secret->bytes.data(), secret->bytes.size(), flags))
-        *error = QStringLiteral("the password cannot be read: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
-    else if (std::strlen(secret->bytes.data()) > MaxPassword)
-        *error = QStringLiteral("the password is longer than %1 bytes").arg(MaxPassword);
-    else if (secret->bytes[0] == '\0')
-        *error = QStringLiteral("a password is required, on a terminal or as a line of the standard input");
-    return error->isEmpty();
+        throw wrongUsage(QStringLiteral("the password cannot be read: %1").arg(qt_error_string(errno)));
+    if (std::strlen(secret->bytes.data()) > MaxPassword)
+        throw wrongUsage(QStringLiteral("the password is longer than %1 bytes").arg(MaxPassword));
+    if (secret->bytes[0] == '\0')
+        throw wrongUsage(QStringLiteral("a password is required, on a terminal or as a line of the standard input"));
 }
 
 } // namespace
@@ -88,12 +87,6 @@ void print(const QByteArray &line)
 void complain(const QString &line)
 {
     write(stderr, "tarnctl: " + line.toUtf8());
-}
-
-int wrongUsage(const QString &reason)
-{
-    complain(reason);
-    return status::WrongUsage;
 }
 
 QString printable(const QString &text)
@@ -142,51 +135,44 @@ bool confirm(const QString &question)
     return QTextStream(stdin).readLine().trimmed().compare(QLatin1String("y"), Qt::CaseInsensitive) == 0;
 }
 
-bool readArgument(const QString &argument, QByteArray *text, QString *error)
+QByteArray readArgument(const QString &argument)
 {
-    QFile file;
+    QFile file(argument.mid(1));
     bool opened = false;
-    text->clear();
-    if (argument == QLatin1String("-")) {
+    if (argument == QLatin1String("-"))
         opened = file.open(stdin, QIODevice::ReadOnly);
-    } else if (argument.startsWith(QLatin1Char('@'))) {
-        file.setFileName(argument.mid(1));
+    else if (argument.startsWith(QLatin1Char('@')))
         opened = file.open(QIODevice::ReadOnly);
-    } else {
-        *text = argument.toUtf8();
-        return true;
-    }
+    else
+        return argument.toUtf8();
+    QByteArray text;
     QByteArray part; // a pipe is read in pieces
-    while (opened && text->size() <= MaxInput && !(part = file.read(MaxInput + 1 - text->size())).isEmpty())
-        *text += part;
+    while (opened && text.size() <= MaxInput && !(part = file.read(MaxInput + 1 - text.size())).isEmpty())
+        text += part;
     if (!opened || file.error() != QFileDevice::NoError)
-        *error = QStringLiteral("%1: %2").arg(argument.mid(1), file.errorString());
-    else if (text->size() > MaxInput)
-        *error = QStringLiteral("%1 is larger than %2 bytes").arg(argument).arg(MaxInput);
-    return error->isEmpty();
+        throw wrongUsage(QStringLiteral("%1: %2").arg(argument.mid(1), file.errorString()));
+    if (text.size() > MaxInput)
+        throw wrongUsage(QStringLiteral("%1 is larger than %2 bytes").arg(argument).arg(MaxInput));
+    return text;
 }
 
-bool readPassword(QString *password, QString *error)
+QString readPassword()
 {
-    error->clear();
-    password->clear();
     Secret first;
     Secret second;
     const bool terminal = ::isatty(STDIN_FILENO) != 0;
-    if (!readSecret("password: ", terminal, &first, error))
-        return false;
-    if (terminal && !readSecret("once more: ", terminal, &second, error))
-        return false;
-    if (terminal && first.bytes != second.bytes) {
-        *error = QStringLiteral("the two passwords differ");
-        return false;
+    readSecret("password: ", terminal, &first);
+    if (terminal) {
+        readSecret("once more: ", terminal, &second);
+        if (first.bytes != second.bytes)
+            throw wrongUsage(QStringLiteral("the two passwords differ"));
     }
-    *password = QString::fromUtf8(first.bytes.data());
-    if (password->contains(QChar(QChar::ReplacementCharacter))) {
-        *error = QStringLiteral("the password is not valid UTF-8");
-        wipe(password);
+    QString password = QString::fromUtf8(first.bytes.data());
+    if (password.contains(QChar(QChar::ReplacementCharacter))) {
+        wipe(&password);
+        throw wrongUsage(QStringLiteral("the password is not valid UTF-8"));
     }
-    return error->isEmpty();
+    return password;
 }
 
 void wipe(QString *text)

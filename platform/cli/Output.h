@@ -13,9 +13,6 @@ void print(const QByteArray &line); ///< UTF-8
 /// One line on the standard error output, prefixed with the program's name.
 void complain(const QString &line);
 
-/// The same for wrong usage. @return the exit code
-int wrongUsage(const QString &reason);
-
 /// Text from outside without control characters, which could drive the terminal.
 QString printable(const QString &text);
 
@@ -30,12 +27,11 @@ QString table(const QList<QStringList> &rows);
 bool confirm(const QString &question);
 
 /// The text of an argument: the argument itself, the content of a file ("@file") or the standard input ("-").
-/// @return false with error when it cannot be read
-bool readArgument(const QString &argument, QByteArray *text, QString *error);
+/// Throws Failure when it cannot be read.
+QByteArray readArgument(const QString &argument);
 
-/// Reads a password: twice and without echo from a terminal, otherwise one line of the standard input.
-/// @return false with error; the password is empty then
-bool readPassword(QString *password, QString *error);
+/// Reads a password: twice and without echo from a terminal, otherwise one line of the standard input. Throws Failure.
+QString readPassword();
 
 /// Overwrites a secret before it is freed.
 void wipe(QString *text);

@@ -51,44 +51,37 @@ qint64 listenerOf(const QString &path)
 
 } // namespace
 
-int explainFailure(const rpc::CallResult &result, const Service &service)
+Failure failureOf(const rpc::CallResult &result, const Service &service)
 {
     const QString reason = QString::fromStdString(result.error.message);
     switch (result.error.code) {
+    case rpc::RpcError::None:
+        return {status::Refused, QStringLiteral("%1 refused with code %2: %3")
+                                     .arg(service.name, QString::number(result.retCode), printable(result.errorText))};
     case rpc::RpcError::NoHub:
     case rpc::RpcError::NotInitialized: {
         QString unusable;
-        if (rpc::runtimeDir(&unusable).isEmpty())
-            complain(unusable);
-        else
-            complain(QStringLiteral("%1; %2").arg(reason, noHubAdvice()));
-        return status::NoTransport;
+        const bool isUsable = !rpc::runtimeDir(&unusable).isEmpty();
+        return {status::NoTransport, isUsable ? QStringLiteral("%1; %2").arg(reason, noHubAdvice()) : unusable};
     }
     case rpc::RpcError::InvalidArgument:
-        complain(QStringLiteral("this cannot be sent: %1").arg(reason));
-        return status::WrongUsage;
+        return wrongUsage(QStringLiteral("this cannot be sent: %1").arg(reason));
     case rpc::RpcError::NotFound:
-        if (!result.errorText.isEmpty()) {
-            complain(QStringLiteral("%1 does not know this: %2").arg(service.name, result.errorText));
-            return status::WrongUsage;
-        }
+        if (!result.errorText.isEmpty())
+            return wrongUsage(QStringLiteral("%1 does not know this: %2").arg(service.name, result.errorText));
         break;
     default:
         break;
     }
-    complain(QStringLiteral("%1 cannot be reached: %2; %3").arg(service.name, reason, absentAdvice(service)));
-    return status::NoTransport;
+    return {status::NoTransport,
+            QStringLiteral("%1 cannot be reached: %2; %3").arg(service.name, reason, absentAdvice(service))};
 }
 
-int judge(const rpc::CallResult &result, const Service &service)
+rpc::CallResult accepted(const rpc::CallResult &result, const Service &service)
 {
-    if (!result.arrived())
-        return explainFailure(result, service);
-    if (result.accepted)
-        return status::Ok;
-    complain(QStringLiteral("%1 refused with code %2: %3")
-                 .arg(service.name, QString::number(result.retCode), printable(result.errorText)));
-    return status::Refused;
+    if (!result.accepted)
+        throw failureOf(result, service);
+    return result;
 }
 
 Query paged(const Service &service, const QString &method)
@@ -119,13 +112,12 @@ int ask(const Query &query, const Line &line, const Output &output)
 {
     link::ServiceConnection connection;
     const rpc::Bag input{query.values, {}};
-    const auto result = query.paged ? connection.callPaged(query.service.tag, query.method, input)
-                                    : connection.call(query.service.tag, query.method, input, query.timeoutMs);
-    const int code = judge(result, query.service);
-    if (code != status::Ok || !output.print)
-        return code;
-    line.isSet(Json.name) ? print(compact(toJson(output.data(result)))) : output.print(result);
-    return code;
+    const auto result = accepted(query.paged ? connection.callPaged(query.service.tag, query.method, input)
+                                             : connection.call(query.service.tag, query.method, input, query.timeoutMs),
+                                 query.service);
+    if (output.print)
+        line.isSet(Json.name) ? print(compact(toJson(output.data(result)))) : output.print(result);
+    return status::Ok;
 }
 
 Command::Run asks(const Query &query, QVariantMap (*values)(const Line &), const Output &output)

@@ -18,13 +18,11 @@ inline const Service MessageService{link::wire::MessageTag, QStringLiteral("the 
 inline const Service UpgradeService{link::wire::UpgradeTag, QStringLiteral("the upgrade service")};
 inline const Service CloudService{link::wire::CloudTag, QStringLiteral("the cloud account service")};
 
-/// Prints the reason why a call did not reach its object, and the command that helps.
-/// @return the exit code
-int explainFailure(const rpc::CallResult &result, const Service &service);
+/// Why a call that did not arrive failed, and the command that helps, or why it was refused.
+Failure failureOf(const rpc::CallResult &result, const Service &service);
 
-/// Prints the reason why a call failed or was refused, nothing when it was accepted.
-/// @return the exit code
-int judge(const rpc::CallResult &result, const Service &service);
+/// A call that has to be accepted. Throws Failure.
+rpc::CallResult accepted(const rpc::CallResult &result, const Service &service);
 
 struct Query
 {

@@ -55,10 +55,8 @@ int judgeState(const Question &question, const rpc::CallResult &result, QString 
 int runStatus(const Line &line)
 {
     QString error;
-    if (rpc::runtimeDir(&error).isEmpty()) {
-        complain(error);
-        return status::NoTransport;
-    }
+    if (rpc::runtimeDir(&error).isEmpty())
+        throw Failure{status::NoTransport, error};
     const Question questions[] = {
         {"hub", VisualizedService, hub::HubInterface, "List"},
         {"message service", MessageService, MessageService.tag, link::wire::method::UnreadCount},
@@ -88,7 +86,9 @@ int runStatus(const Line &line)
     }
     if (line.isSet(Json.name))
         print(compact(array));
-    return silentService ? explainFailure(silent, *silentService) : worst;
+    if (silentService)
+        throw failureOf(silent, *silentService);
+    return worst;
 }
 
 // Asks a process to end and waits for that.

@@ -143,14 +143,10 @@ void complainIfHidden(const rpc::CallResult &started)
 int runStart(const Line &line)
 {
     link::ServiceConnection connection;
-    const auto offered = connection.call(wire::UpgradeTag, QStringLiteral("CheckNewVersion"), {product(line), {}});
-    const int code = judge(offered, UpgradeService);
-    if (code != status::Ok)
-        return code;
-    if (offered.output.list.isEmpty()) {
-        complain(QStringLiteral("nothing is new for \"%1\"").arg(printable(line.at(0))));
-        return status::Refused;
-    }
+    const auto offered = accepted(
+        connection.call(wire::UpgradeTag, QStringLiteral("CheckNewVersion"), {product(line), {}}), UpgradeService);
+    if (offered.output.list.isEmpty())
+        throw Failure{status::Refused, QStringLiteral("nothing is new for \"%1\"").arg(printable(line.at(0)))};
     return ask({UpgradeService, QStringLiteral("StartDownload"), offered.output.list.constFirst().toMap()}, line,
                {complainIfHidden});
 }
@@ -166,15 +162,14 @@ int runSilent(const Line &line)
     values.insert(wire::KillRunning, line.isSet(KillOption));
     link::ServiceConnection connection;
     const auto result = connection.call(wire::UpgradeTag, wire::method::PatchSilently, {values, {}}, LongMs);
-    const int code = judge(result, UpgradeService);
     const QVariantMap &answer = result.output.values; // a refusal has them too
-    if (code == status::Ok)
-        printShown(result);
+    const Failure failure = result.accepted ? Failure{status::Ok, {}} : failureOf(result, UpgradeService);
+    result.accepted ? printShown(result) : complain(failure.text);
     if (answer.value(wire::Shown).toBool())
         print(QStringLiteral("state of the window: %1").arg(answer.value(key::SilentState).toInt()));
-    if (code == status::Ok)
+    if (result.accepted)
         print(QStringLiteral("installed: %1").arg(printable(answer, key::NewVersion)));
-    return code;
+    return failure.exitCode;
 }
 
 } // namespace
