@@ -12,47 +12,41 @@ using namespace tarn::rpc;
 
 namespace {
 
-class TestObject final : public IInvocable
+CallResult invoke(const QString &method, const Bag &input, const ICallContext &context)
 {
-public:
-    CallResult invoke(const QString &method, const Bag &input, const ICallContext &context) override
-    {
-        CallResult result;
-        result.accepted = true;
-        if (method == QLatin1String("Echo")) {
-            result.retCode = 42;
-            result.errorText = QStringLiteral("回声");
-            result.output = input;
-        } else if (method == QLatin1String("Pid")) {
-            result.output.values.insert(QStringLiteral("pid"), QCoreApplication::applicationPid());
-        } else if (method == QLatin1String("Die")) {
-            ::_exit(9);
-        } else if (method == QLatin1String("Throw")) {
-            throw std::runtime_error("thrown on purpose");
-        } else if (method == QLatin1String("ThrowInt")) {
-            throw 1;
-        } else if (method == QLatin1String("Huge")) {
-            result.output.values.insert(QStringLiteral("x"), QByteArray(5 * 1024 * 1024, 'x'));
-        } else if (method == QLatin1String("UntilCancelled")) {
-            QSemaphore never;
-            ++m_started;
-            while (!context.isCancelled())
-                never.tryAcquire(1, 5);
-            ++m_cancelled;
-        } else if (method == QLatin1String("Started")) {
-            result.retCode = m_started;
-        } else if (method == QLatin1String("Cancelled")) {
-            result.retCode = m_cancelled;
-        } else {
-            result.error.code = RpcError::NotFound;
-        }
-        return result;
+    static std::atomic_int started = 0;
+    static std::atomic_int cancelled = 0;
+    CallResult result;
+    result.accepted = true;
+    if (method == QLatin1String("Echo")) {
+        result.retCode = 42;
+        result.errorText = QStringLiteral("回声");
+        result.output = input;
+    } else if (method == QLatin1String("Pid")) {
+        result.output.values.insert(QStringLiteral("pid"), QCoreApplication::applicationPid());
+    } else if (method == QLatin1String("Die")) {
+        ::_exit(9);
+    } else if (method == QLatin1String("Throw")) {
+        throw std::runtime_error("thrown on purpose");
+    } else if (method == QLatin1String("ThrowInt")) {
+        throw 1;
+    } else if (method == QLatin1String("Huge")) {
+        result.output.values.insert(QStringLiteral("x"), QByteArray(5 * 1024 * 1024, 'x'));
+    } else if (method == QLatin1String("UntilCancelled")) {
+        QSemaphore never;
+        ++started;
+        while (!context.isCancelled())
+            never.tryAcquire(1, 5);
+        ++cancelled;
+    } else if (method == QLatin1String("Started")) {
+        result.retCode = started;
+    } else if (method == QLatin1String("Cancelled")) {
+        result.retCode = cancelled;
+    } else {
+        result.error.code = RpcError::NotFound;
     }
-
-private:
-    std::atomic_int m_started = 0;
-    std::atomic_int m_cancelled = 0;
-};
+    return result;
+}
 
 } // namespace
 
@@ -68,7 +62,7 @@ int main(int argc, char *argv[])
         return 1;
     }
     const auto adapter = rpc.createAdapter(QStringLiteral("peer"));
-    const QSharedPointer<IInvocable> object(new TestObject);
+    const QSharedPointer<IInvocable> object(new Invocable(invoke));
     if (!adapter->add(std::any(object), QStringLiteral("ITest"), arguments.at(2)) || !adapter->active()) {
         std::printf("refused: %s\n", getRpcLastError().message.c_str());
         return 1;
