@@ -1,6 +1,5 @@
 #include "frame/ServiceManager.h"
 #include "base/Log.h"
-#include "frame/HubPort.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/keys/RpcKeys.h"
 #include <QDeadlineTimer>
@@ -10,8 +9,6 @@
 #include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
-
-using namespace tarn::visualized;
 
 using tarn::rpc::RpcError;
 
@@ -124,9 +121,9 @@ void CServiceManager::start()
 {
     d->readLocalSettings();
     QString reason;
-    int port = hubport::read(reason);
+    int port = CServiceManagerPrivate::readHubPort(reason);
     const bool published = port != 0;
-    const auto isUp = [&port, &reason] { return (port = hubport::read(reason)) != 0; };
+    const auto isUp = [&port, &reason] { return (port = CServiceManagerPrivate::readHubPort(reason)) != 0; };
     if (!published && !startServiceHub(d->findExePathByRegedit(), isUp)) {
         d->errorText =
             QStringLiteral("缺少岚川关键服务，请<a style=\"color: #0C64EB;\" href=\"https://tarn.invalid/download\">"
@@ -175,7 +172,7 @@ QSharedPointer<tarn::rpc::RpcProxy> CServiceManager::waitforHub()
 bool CServiceManager::checkHubExist(QString &errorText)
 {
     QString reason;
-    if (hubport::read(reason) == 0) {
+    if (CServiceManagerPrivate::readHubPort(reason) == 0) {
         VT_LOG(warning) << QStringLiteral("获取系统关键服务端口不存在：%1").arg(reason);
         return setError(&errorText, QStringLiteral("系统关键服务初始化失败，请稍后再试！"));
     }
@@ -193,7 +190,7 @@ bool CServiceManager::checkHubExist(QString &errorText)
 bool CServiceManager::checkHubRst()
 {
     QString reason;
-    const int port = hubport::read(reason);
+    const int port = CServiceManagerPrivate::readHubPort(reason);
     if (port == 0) {
         VT_LOG(warning) << QStringLiteral("获取注册中心端口失败，") + reason;
         return false;

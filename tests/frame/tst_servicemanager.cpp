@@ -1,4 +1,3 @@
-#include "frame/HubPort.h"
 #include "frame/HubSegment.h"
 #include "frame/ServiceManager.h"
 #include "support/FakeRpc.h"
@@ -25,7 +24,6 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t cl
     return int(result);
 }
 
-using namespace tarn::visualized;
 using packages::writeFile;
 
 namespace {
@@ -233,15 +231,15 @@ private slots:
         QElapsedTimer clock;
         QVERIFY(hub.segment().lock());
         clock.start();
-        QCOMPARE(hubport::read(reason), 0);
-        QCOMPARE(hubport::read(reason), 0);
+        QCOMPARE(CServiceManagerPrivate::readHubPort(reason), 0);
+        QCOMPARE(CServiceManagerPrivate::readHubPort(reason), 0);
         QVERIFY(clock.elapsed() < 5000);
         QCOMPARE(threads(), before + 1); // a second waiting thread would be one too many
         QVERIFY(!reason.isEmpty());
         QVERIFY(hub.segment().unlock());
         QTRY_COMPARE(threads(), before);
         qstrcpy(static_cast<char *>(hub.segment().data()), "40133"); // the late answer is not that of the next call
-        QCOMPARE(hubport::read(reason), 40133);
+        QCOMPARE(CServiceManagerPrivate::readHubPort(reason), 40133);
     }
 
     // The limit is one of time, also when every try takes long; the reason is logged.
