@@ -173,18 +173,13 @@ private slots:
         QCOMPARE(m_log->texts(QtInfoMsg).last(), QString("CVisualizedService 清理完成"));
         QCoreApplication::processEvents();
         QVERIFY(QApplication::topLevelWidgets().isEmpty());
-    }
 
-    void createAfterDestroy()
-    {
-        CVisualizedServiceCreator creator;
-        for (int round = 0; round < 3; ++round) {
-            QVERIFY(creator.create("IVisualizedService"));
-            QVERIFY(callNotice(boundService()));
-            QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
-            creator.destroy("IVisualizedService");
-            QVERIFY(notice::visibleWindows<NotifyWnd>().isEmpty());
-        }
+        CVisualizedServiceCreator again;
+        QVERIFY(again.create("IVisualizedService") && tarn::visualized::ServiceLease().isGranted());
+        QVERIFY(callNotice(boundService()));
+        QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
+        again.destroy("IVisualizedService");
+        QVERIFY(notice::visibleWindows<NotifyWnd>().isEmpty());
     }
 
 private:

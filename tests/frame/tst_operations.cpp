@@ -193,8 +193,10 @@ private slots:
                     Null::None)
                 .accepted);
         QMap<QString, QVariant> values;
-        m_events->take(
-            [&](CVisualizedEvents &e) { values = dynamic_cast<CNotifyMsgEventData *>(e.GetEventData())->msgValues; });
+        const auto read = [&](CVisualizedEvents &e) {
+            values = dynamic_cast<CNotifyMsgEventData *>(e.GetEventData())->msgValues;
+        };
+        m_events->take(read);
         const QMap<QString, QVariant> expected{{"MsgId", "12"},    {"MsgTitle", "标题 %1 %2"}, {"MsgContent", "true"},
                                                {"LinkText", ""},   {"LinkAdress", ""},         {"PicFilePath", ""},
                                                {"unReadNum", "51"}};
@@ -207,8 +209,7 @@ private slots:
         // Texts are cut, names of other things refuse the notice.
         const QString huge(2 << 20, 'x');
         QVERIFY(row.run({{"MsgId", "m"}, {"MsgTitle", huge}, {"MsgContent", huge}}, Null::None).accepted);
-        m_events->take(
-            [&](CVisualizedEvents &e) { values = dynamic_cast<CNotifyMsgEventData *>(e.GetEventData())->msgValues; });
+        m_events->take(read);
         QCOMPARE(values.value("MsgTitle").toString().size(), 4096);
         QCOMPARE(values.value("MsgContent").toString().size(), 1 << 20);
         QCOMPARE(m_log->texts(QtWarningMsg).size(), 2);

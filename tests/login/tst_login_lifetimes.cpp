@@ -145,9 +145,7 @@ private slots:
         DuringTheCall act([&] {
             QVERIFY(!m_dialog->isEnabled());
             signIn();
-            m_dialog->onAccountLoginBtn();
-            m_dialog->onVerificationCodeLoginBtn();
-            m_dialog->onQQLogin();
+            tryEverything();
             m_dialog->close();
             processDeletions();
             ask({}, "viewer");
@@ -225,17 +223,22 @@ private slots:
     }
 
     // A sign-in that takes long can be left. A success that comes later closes the dialog and notifies the caller.
-    void cancelled()
+    void underTheNotice()
     {
-        for (const int code : {4100, 4000}) {
+        const std::pair<bool, int> rows[] = {{false, 4100}, {true, 4100}, {true, 4000}}; // cancelled, answer
+        for (const auto &[cancels, code] : rows) {
             fake().queue("LoginByAccount", hanging(code));
-            const DuringTheCall act([] {
+            const BoxScript tips(cancels ? QStringList() : QStringList("确定"));
+            const DuringTheCall act([cancels = cancels] {
                 QVERIFY(!notice());
                 QTRY_VERIFY(notice());
-                BoxScript::press(notice(), "cancelButton");
+                if (cancels)
+                    BoxScript::press(notice(), "cancelButton");
+                else
+                    fake().releaseHangs();
             });
             signIn();
-            QVERIFY(act.isDone && !notice());
+            QVERIFY(act.isDone && tips.isDone() && !notice());
             QVERIFY(m_dialog->isVisible() && m_dialog->isEnabled() && !QApplication::overrideCursor());
             QCOMPARE(int(m_notify->calls), 0);
             fake().releaseHangs();
@@ -243,19 +246,7 @@ private slots:
             QCOMPARE(int(m_notify->calls), code == 4000 ? 1 : 0);
             QCOMPARE(m_dialog->isVisible(), code != 4000);
         }
-        QCOMPARE(callsOf("LoginByAccount").size(), 2);
-    }
-
-    void answeredUnderTheNotice()
-    {
-        fake().queue("LoginByAccount", hanging(4100));
-        BoxScript tips({"确定"});
-        const DuringTheCall act([] {
-            QTRY_VERIFY(notice());
-            fake().releaseHangs();
-        });
-        signIn();
-        QVERIFY(act.isDone && tips.isDone() && !notice());
+        QCOMPARE(callsOf("LoginByAccount").size(), 3);
     }
 
     // The application does not wait for the call, and leaves the assistant to the end of the service.
@@ -334,6 +325,13 @@ private slots:
         QCOMPARE(int(m_notify->calls), 0);
     }
 
+    void endDuringAScan()
+    {
+        scan();
+        CVisualizedManager::FreeInstance();
+        QVERIFY(!m_log->has("【云登录】扫码结果查询仍在等待云服务的应答。"));
+    }
+
     // The dialog that a QR sign-in has hidden is shown again for the new caller.
     void requestDuringAQrSignIn()
     {
@@ -379,9 +377,7 @@ private slots:
         m_dialog->close();
         m_dialog->showLoginTip("太迟", eTipError);
         fill(m_dialog, "zhang", "secret", "13800138000", "123456");
-        m_dialog->onAccountLoginBtn();
-        m_dialog->onVerificationCodeLoginBtn();
-        m_dialog->onQQLogin();
+        tryEverything();
         QVERIFY(m_dialog && tips.isDone() && tips.texts.isEmpty());
         QVERIFY(callsOf("LoginByAccount").isEmpty() && callsOf("LoginByPhone").isEmpty());
         ask(m_notify, "cad"); // opens another one
@@ -389,6 +385,12 @@ private slots:
     }
 
 private:
+    void tryEverything()
+    {
+        m_dialog->onAccountLoginBtn();
+        m_dialog->onVerificationCodeLoginBtn();
+        m_dialog->onQQLogin();
+    }
     void signIn() { BoxScript::press(m_dialog, "accountLoginButton"); }
     void scan(const FakeAnswer &result = {4022})
     {
