@@ -15,16 +15,12 @@ HOST, HUB, SERVICES = "visualized-host", "ServiceHub", "tarn-services"
 DOWNLOADING = 1  # state of a task
 
 
-class Fresh(unittest.TestCase):
-    """Each test with a fresh session."""
+class Programs(unittest.TestCase):
+    """Programs that lack a part of what they need, are killed or terminated; each test with a fresh session."""
 
     def setUp(self):
         self.session = Session()
         self.addCleanup(self.session.close)
-
-
-class Starts(Fresh):
-    """Hosts that lack a part of what they need."""
 
     def test_missing_hub_is_told(self):
         desktop, ear = Desktop(), Ear()
@@ -52,23 +48,13 @@ class Starts(Fresh):
             self.session.push()
             self.session.call("ShowMessageCenter")
             server.send_signal(signal.SIGSTOP)
-            try:
-                start = time.monotonic()
-                self.session.stop_host()
-                self.assertLess(time.monotonic() - start, 7)
-            finally:
-                server.send_signal(signal.SIGCONT)
-
-
-class Platforms(Fresh):
-    """Killed and doubled programs."""
-
-    def setUp(self):
-        super().setUp()
-        self.session.start_host()
+            start = time.monotonic()
+            self.session.stop_host()
+            self.assertLess(time.monotonic() - start, 7)
 
     def test_everything_is_killed_and_started_again(self):
         """The port segment, sockets and database of killed processes mislead no program."""
+        self.session.start_host()
         self.session.push()
         before = self.session.messages()
         for program in (HOST, HUB, SERVICES):
@@ -79,7 +65,9 @@ class Platforms(Fresh):
         self.assertEqual(self.session.messages(), before)
 
     def test_terminated_host_leaves_nothing(self):
+        self.session.start_host()
         self.session.push()
+
         def sockets():
             return [name for name in os.listdir(self.session.path("run/tarn")) if name.endswith(".sock")]
         with_host = len(sockets())
