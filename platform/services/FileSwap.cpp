@@ -1,7 +1,7 @@
 #include "services/FileSwap.h"
 #include "services/Files.h"
 #include <QFile>
-#include <algorithm>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -9,8 +9,6 @@ namespace fs = std::filesystem;
 namespace tarn::services {
 
 namespace {
-
-constexpr qint64 MaxJournal = 256 * 1024 * 1024; // bytes
 
 QString toText(const fs::path &path)
 {
@@ -33,9 +31,12 @@ bool isInside(const fs::path &path, const fs::path &directory)
     return !relative.empty() && *relative.begin() != "..";
 }
 
-bool isPlainRelative(const fs::path &path)
+bool isSameFile(const fs::path &one, const fs::path &other) // and no link to it
 {
-    return !path.empty() && path.is_relative() && std::find(path.begin(), path.end(), "..") == path.end();
+    struct stat first = {};
+    struct stat second = {};
+    return ::lstat(one.c_str(), &first) == 0 && ::lstat(other.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
 }
 
 } // namespace
@@ -47,7 +48,7 @@ FileSwap::FileSwap(const QString &directory)
     , m_area(m_directory / AreaName)
     , m_new(m_area / "new")
     , m_old(m_area / "old")
-    , m_journal(m_area / "journal")
+    , m_mark(m_area / "mark")
 {
 }
 
@@ -84,53 +85,48 @@ void FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) 
            QStringLiteral("a file here and a directory there: %1").arg(toText(relative).left(300)));
 }
 
-// The staged files, and the directories that the product does not have yet. All must have a place inside the product's
-// directory.
-std::vector<fs::path> FileSwap::plan() const
+// Relative to the directory, parents first.
+std::vector<fs::path> FileSwap::stagedPaths() const
 {
     std::vector<Path> paths;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(m_new)) {
-        const Path relative = entry.path().lexically_relative(m_new);
-        checkTarget(relative, entry.symlink_status());
-        if (!isDirectory(entry.path()) || !isThere(m_directory / relative))
-            paths.push_back(relative);
-    }
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(m_new))
+        paths.push_back(entry.path().lexically_relative(m_new));
     return paths;
 }
 
-// The new files are on the disk before the journal, the journal before the first rename, and all renames before the
-// journal is removed. The old copies are deleted last. A new directory is made, not renamed: what a program writes into
-// it must not come into the work area.
+// The new files are on the disk before the mark, the mark before the first change, and all changes before the mark is
+// removed. The old copies are deleted last. A new directory is made, not renamed: what a program writes into it must not
+// come into the work area.
 void FileSwap::swapAll() const
 {
-    const std::vector<Path> paths = plan();
-    QByteArray text;
-    for (const Path &path : paths)
-        text += QByteArray::fromStdString(path.string()) + '\0';
-    failIf(text.size() >= MaxJournal, QStringLiteral("the packages have too many files"));
-    syncFileSystem(staging());
-    writeDurably(toText(m_journal), text + '\0'); // the last zero byte says that it is complete
+    const std::vector<Path> paths = stagedPaths();
     for (const Path &path : paths) {
-        if (isDirectory(m_new / path)) {
-            fs::create_directory(m_directory / path);
-            fs::permissions(m_directory / path, fs::status(m_new / path).permissions());
-            continue;
-        }
-        if (isThere(m_directory / path)) {
-            fs::create_directories((m_old / path).parent_path());
-            fs::rename(m_directory / path, m_old / path);
-        }
-        fs::rename(m_new / path, m_directory / path);
+        checkTarget(path, fs::symlink_status(m_new / path));
+        if (isDirectory(m_new / path) && isThere(m_directory / path))
+            fs::create_directories(m_old / path); // tells it from a new directory
     }
     syncFileSystem(staging());
-    fs::remove(m_journal);
+    writeDurably(toText(m_mark), {});
+    for (const Path &path : paths) {
+        const Path target = m_directory / path;
+        if (isDirectory(m_new / path)) {
+            if (fs::create_directory(target))
+                fs::permissions(target, fs::status(m_new / path).permissions());
+            continue;
+        }
+        if (isThere(target))
+            fs::rename(target, m_old / path);
+        fs::create_hard_link(m_new / path, target);
+    }
+    syncFileSystem(staging());
+    fs::remove(m_mark);
     errorOf([this] { removeArea(); }); // the next replace() removes remaining files
 }
 
 void FileSwap::rollBack()
 {
-    if (isThere(m_journal)) {
-        const std::vector<Path> paths = readJournal();
+    if (isThere(m_mark)) {
+        const std::vector<Path> paths = stagedPaths();
         QString error;
         for (auto path = paths.crbegin(); path != paths.crend(); ++path) {
             const QString failure = errorOf([&] { restore(*path); });
@@ -138,54 +134,33 @@ void FileSwap::rollBack()
         }
         failIf(!error.isEmpty(), error);
         syncFileSystem(toText(m_area));
-        fs::remove(m_journal);
+        fs::remove(m_mark);
     }
     if (isThere(m_area))
         removeArea();
 }
 
-// The journal is off the disk before the files that it describes.
+// The mark is off the disk before the files that it announces.
 void FileSwap::removeArea() const
 {
     syncToDisk(toText(m_area));
     fs::remove_all(m_area);
 }
 
-// Each step of the swap may have been done or not, and files may have been deleted since; doing this twice changes
-// nothing. A new directory stays where it has files: a program wrote them after the swap.
+// Each step of the swap may have been done or not, and files may have been deleted or replaced since; doing this twice
+// changes nothing. A new directory stays where it has files: a program wrote them after the swap.
 void FileSwap::restore(const Path &path) const
 {
+    const Path target = m_directory / path;
     if (isDirectory(m_new / path)) {
-        ::rmdir((m_directory / path).c_str());
-        return;
+        if (!isThere(m_old / path))
+            ::rmdir(target.c_str());
+    } else if (isThere(m_old / path)) {
+        fs::create_directories(target.parent_path());
+        fs::rename(m_old / path, target);
+    } else if (isSameFile(target, m_new / path)) {
+        fs::remove(target);
     }
-    if (!isThere(m_new / path)) {
-        if (isThere(m_directory / path))
-            fs::rename(m_directory / path, m_new / path);
-        else
-            fs::create_symlink("deleted", m_new / path); // else the restored old file would be taken for the new one
-    }
-    if (isThere(m_old / path)) {
-        fs::create_directories((m_directory / path).parent_path());
-        fs::rename(m_old / path, m_directory / path);
-    }
-}
-
-// A journal that is not complete or names a path outside is an error.
-std::vector<fs::path> FileSwap::readJournal() const
-{
-    QList<QByteArray> lines;
-    const QString error = errorOf([&] { lines = readPrivateFile(toText(m_journal), MaxJournal).split('\0'); });
-    failIf(!error.isEmpty(), QStringLiteral("%1: %2").arg(toText(m_journal), error));
-    bool isSound = lines.takeLast().isEmpty() && !lines.isEmpty() && lines.takeLast().isEmpty();
-    std::vector<Path> paths;
-    for (const QByteArray &line : qAsConst(lines)) {
-        paths.emplace_back(line.toStdString());
-        isSound = isSound && isPlainRelative(paths.back());
-    }
-    failIf(!isSound, QStringLiteral("%1 is damaged: nothing is changed; the old files are beside it in \"old\"")
-                         .arg(toText(m_journal)));
-    return paths;
 }
 
 } // namespace tarn::services

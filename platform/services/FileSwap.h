@@ -7,8 +7,8 @@
 namespace tarn::services {
 
 /// Replaces files of a product's directory by staged ones, all or none, also when the process or the machine stops in
-/// between: a journal on the disk lets the next process roll back. The work area ".tarn-upgrade" lies in the directory
-/// itself, so that files are renamed and never copied. One thread at a time. The functions throw Failure or
+/// between: the next process rolls back. The work area ".tarn-upgrade" lies in the directory itself, so that files are
+/// renamed and linked and never copied. One thread at a time. The functions throw Failure or
 /// std::filesystem::filesystem_error.
 class FileSwap
 {
@@ -29,17 +29,16 @@ private:
     using Path = std::filesystem::path;
 
     void checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
-    std::vector<Path> plan() const;
+    std::vector<Path> stagedPaths() const;
     void swapAll() const;
-    std::vector<Path> readJournal() const;
     void restore(const Path &relative) const;
     void removeArea() const;
 
     const Path m_directory;
     const Path m_area;
-    const Path m_new; ///< staged files; a path is here until it is in the directory
-    const Path m_old; ///< replaced files; a path is here until it is back
-    const Path m_journal;
+    const Path m_new;  ///< staged files, which are linked into the directory
+    const Path m_old;  ///< replaced files, until they are back, and the directories that were there before
+    const Path m_mark; ///< exists while the directory may have new files and old ones
 };
 
 } // namespace tarn::services

@@ -41,7 +41,7 @@ QString descriptionOf(const QDir &directory)
 {
     const QString name = QStringLiteral("installation.ini");
     const QDir area(directory.filePath(QLatin1String(FileSwap::AreaName)));
-    const bool isMoved = !directory.exists(name) && area.exists(QStringLiteral("journal"));
+    const bool isMoved = !directory.exists(name) && area.exists(QStringLiteral("mark"));
     return isMoved ? area.filePath(QStringLiteral("old/") + name) : directory.filePath(name);
 }
 
