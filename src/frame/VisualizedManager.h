@@ -5,7 +5,6 @@
 #include <QMutex>
 #include <QObject>
 #include <QPointer>
-#include <QSharedPointer>
 #include <QStringList>
 #include <optional>
 

@@ -4,11 +4,8 @@
 #include <atomic>
 #include <memory>
 
-class ICloudServiceAssistant;
 class ILicenseServiceAssistant;
-class IMessageServiceAssistant;
 class IServiceAssistantManager;
-class IUpgradeServiceAssistant;
 class QLibrary;
 
 /// Access to the service assistants: loads the platform's client library on first use. Any thread; the assistants

@@ -178,22 +178,16 @@ private slots:
         QVERIFY2(m_log->lines().isEmpty(), qPrintable(m_log->texts().join('\n')));
     }
 
-    void assistantIsFiltered()
+    // Records without a name, and the platform's own assistant.
+    void recordsThatShowNoPrompt()
     {
-        QList<QVariant> list;
-        for (const char *name : {"产品", "岚川软件助手", "旧 岚川软件助手 2", ""})
-            list.append(QVariantMap{{"软件名称", name}});
-        CVisualizedManager::FilterVtSoftMgr(list);
-        QCOMPARE(list, (QList<QVariant>{QVariantMap{{"软件名称", "产品"}}, QVariantMap{{"软件名称", ""}}}));
-    }
-
-    void namelessRecordsShowNothing()
-    {
-        for (const QVariantList &list : {QVariantList{QVariantMap{{"软件", QVariantMap{{"升级版本", "2"}}}}},
-                                         QVariantList{QVariantMap{{"软件名称", ""}}, 7, "x"}}) {
-            sendCheck(list);
+        for (const QVariant &record : {QVariant(QVariantMap{{"软件", QVariantMap{{"升级版本", "2"}}}}), QVariant(7),
+                                       QVariant(released("")), QVariant(released("旧 岚川软件助手 2"))}) {
+            sendCheck({record});
             QVERIFY(QApplication::topLevelWidgets().isEmpty());
         }
+        sendCheck({released("岚川软件助手"), released("产品")});
+        QVERIFY(!QApplication::topLevelWidgets().isEmpty());
     }
 
     void openNotesAreLimited()

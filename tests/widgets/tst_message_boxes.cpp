@@ -122,28 +122,26 @@ private slots:
 
     void links()
     {
-        const LinkTaker taker({"https", "file", "tarntest", "mailto"});
+        const LinkTaker taker({"https", "file"});
         const LogCatcher logs;
         const QString page("https://user.example/a?b=1");
         const QString text =
             QString("请先前往<a style=\"color: #0C64EB;\" href=\"%1\">岚川用户中心</a>绑定。").arg(page);
         bool clicked = false;
-        BoxScript boxes(
-            {[&](QDialog *box) {
-                 QVERIFY(QTest::qWaitForWindowActive(box) && tabTo(textOf(box)));
-                 QTest::keyClick(textOf(box), Qt::Key_Tab); // onto the link
-                 QTest::keyClick(textOf(box), Qt::Key_Return);
-                 QCOMPARE(taker.urls, QStringList(page));
-                 for (const char *link : {"file:///etc/passwd", "tarntest://host/", "mailto:a@user.example"})
-                     textOf(box)->linkActivated(QString::fromLatin1(link));
-                 QVERIFY(box->isVisible());
-                 BoxScript::press(box, "确定");
-             },
-             BoxScript::pressing("确定")});
+        BoxScript boxes({[&](QDialog *box) {
+                             QVERIFY(QTest::qWaitForWindowActive(box) && tabTo(textOf(box)));
+                             QTest::keyClick(textOf(box), Qt::Key_Tab); // onto the link
+                             QTest::keyClick(textOf(box), Qt::Key_Return);
+                             QCOMPARE(taker.urls, QStringList(page));
+                             textOf(box)->linkActivated("file:///etc/passwd");
+                             QVERIFY(box->isVisible());
+                             BoxScript::press(box, "确定");
+                         },
+                         BoxScript::pressing("确定")});
         CstmMessageBox(Title, text, eTipNormal, nullptr, &clicked);
         QVERIFY(clicked);
-        QCOMPARE(taker.urls, QStringList({page, "mailto:a@user.example"}));
-        QCOMPARE(logs.texts(QtWarningMsg).size(), 2);
+        QCOMPARE(taker.urls, QStringList(page));
+        QCOMPARE(logs.texts(QtWarningMsg).size(), 1);
         CstmMessageBox(Title, text, eTipNormal, nullptr, &clicked);
         QVERIFY(clicked); // false is never written
         QVERIFY(boxes.isDone());
