@@ -21,7 +21,6 @@
 
 namespace {
 constexpr qint64 MaxConfigBytes = 1 << 20;
-constexpr int HighestPort = 65535;
 constexpr auto SegmentLimit = std::chrono::seconds(1);
 const QString LocalAddress = QStringLiteral("127.0.0.1");
 const QString CallTimeoutMs = QStringLiteral("30000");
@@ -71,10 +70,7 @@ int portIn(const QSharedMemory &segment)
 {
     const int size = qMin(segment.size(), tarn::hub::PortSegmentSize);
     const auto *text = static_cast<const char *>(segment.constData());
-    const int length = int(qstrnlen(text, uint(size)));
-    bool ok = false;
-    const int port = QByteArray(text, length).trimmed().toInt(&ok);
-    return ok && port > 0 && port <= HighestPort ? port : 0;
+    return QByteArray(text, int(qstrnlen(text, uint(size)))).trimmed().toUShort(); // 0 for anything but a port
 }
 
 Answer readSegment()
