@@ -13,12 +13,6 @@ WorkPool::WorkPool(int threads)
     open();
 }
 
-// The process ends: a QThreadPool would wait for its threads without a limit.
-WorkPool::~WorkPool()
-{
-    stop(0);
-}
-
 void WorkPool::open()
 {
     if (m_threads)

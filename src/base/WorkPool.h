@@ -24,7 +24,7 @@ class WorkPool final
 {
 public:
     explicit WorkPool(int threads);
-    ~WorkPool();
+    ~WorkPool() { stop(0); } ///< the process ends: a QThreadPool would wait for its threads without a limit
     Q_DISABLE_COPY(WorkPool)
 
     /// Runs a task on a thread of the pool and hands its result to the GUI thread. Between stop() and open() nothing runs.

@@ -112,11 +112,6 @@ CServiceManager::CServiceManager()
     });
 }
 
-CServiceManager::~CServiceManager()
-{
-    m_rpc->setHubLost({}); // afterwards no call of it runs
-}
-
 void CServiceManager::start()
 {
     d->readLocalSettings();

@@ -16,7 +16,7 @@ public:
     static QSharedPointer<CServiceManager> getInstance(); ///< any thread
     static bool hasInstance();
     static void ReleaseInstance();
-    ~CServiceManager() override;
+    ~CServiceManager() override { m_rpc->setHubLost({}); } ///< afterwards no call of it runs
 
     QSharedPointer<tarn::rpc::Rpc> getRpc() const { return m_rpc; }
     void unInitRpcCore() { m_rpc->shutdown(); }

@@ -66,19 +66,14 @@ QString machineId()
 
 using Answer = std::pair<int, QString>; // the port, 0 for none, and the reason
 
-int portIn(const QSharedMemory &segment)
-{
-    const int size = qMin(segment.size(), tarn::hub::PortSegmentSize);
-    const auto *text = static_cast<const char *>(segment.constData());
-    return QByteArray(text, int(qstrnlen(text, uint(size)))).trimmed().toUShort(); // 0 for anything but a port
-}
-
 Answer readSegment()
 {
     QSharedMemory segment(tarn::hub::PortSegmentKey);
     if (!segment.attach(QSharedMemory::ReadOnly))
         return {0, segment.errorString()};
-    const int port = portIn(segment);
+    const int size = qMin(segment.size(), tarn::hub::PortSegmentSize);
+    const auto *text = static_cast<const char *>(segment.constData());
+    const int port = QByteArray(text, int(qstrnlen(text, uint(size)))).trimmed().toUShort(); // 0 for anything else
     // The last process to detach removes the segment: when the hub has died, that was this one.
     segment.detach();
     if (!segment.attach(QSharedMemory::ReadOnly))

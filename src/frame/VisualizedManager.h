@@ -35,9 +35,9 @@ public:
     /// Keeps the states of the newest 64 products; a name of more than 256 characters is refused.
     void setSilentPatchInstallState(const QString &softName, int state) override;
     void CloseNotifyWnd();
-    void CloseAutoUpdateDialog() override;
-    void RemoveUpdExpDlg(const QString &softName) override;
-    void RemoveSilentInstDlg(const QString &softName) override;
+    void CloseAutoUpdateDialog() override { m_autoUpdateDlg.clear(); }
+    void RemoveUpdExpDlg(const QString &softName) override { m_explainDlgs.remove(softName); }
+    void RemoveSilentInstDlg(const QString &softName) override { m_silentDlgs.remove(softName); }
     void showUpgradeDialog(); ///< the one online-upgrade window, created for the first request and kept
     /// Removes the platform's own assistant: it is never offered in the check-update prompt.
     static void FilterVtSoftMgr(QList<QVariant> &list);
@@ -56,13 +56,14 @@ private:
 
     void ShowCloudLoginDlg(const CCloudLoginEventData &data);
     void ShowNotifyMessageDlg(const CNotifyMsgEventData &data);
-    void ShowNetLockDlg(const CNetLockLoginEventData &data);
+    /// The network-licence sign-in is not part of this product; its requests are refused before they are posted.
+    void ShowNetLockDlg(const CNetLockLoginEventData &) {}
     void ShowMessageCenterDlg(const CMsgCenterEventData &data);
-    void NotifyLicParentFinish(const CNotifyLicEventData &data);
+    void NotifyLicParentFinish(const CNotifyLicEventData &) {}
     void NotifyCloudParentFinish(const CNotifyCloudEventData &data);
     void showUpgradeExplainDialog(const CUpgradeExplainEveData &data);
     void showAutoCheckUpdateDialog(const CAutoCheckUpdateEveData &data);
-    void showUpgradeDownloadDialog(const CUpgradeDownloadEveData &data);
+    void showUpgradeDownloadDialog(const CUpgradeDownloadEveData &) { showUpgradeDialog(); }
     void showUpgradeCurExplainDialog(const CUpgradeExplainEveData &data);
     void showSilentPatchInstallDialog(const CSilentPatchInstallEveData &data);
 

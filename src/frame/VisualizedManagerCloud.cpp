@@ -78,8 +78,3 @@ void CVisualizedManager::NotifyCloudParentFinish(const CNotifyCloudEventData &da
     creator->closeDlg();
     creator->setSoftware({}, {});
 }
-
-// The network-licence sign-in is not part of this product; its requests are refused before they are posted.
-void CVisualizedManager::ShowNetLockDlg(const CNetLockLoginEventData &) {}
-
-void CVisualizedManager::NotifyLicParentFinish(const CNotifyLicEventData &) {}

@@ -74,16 +74,6 @@ void CVisualizedManager::showAutoCheckUpdateDialog(const CAutoCheckUpdateEveData
     connect(m_autoUpdateDlg, &CCheckUpdateDial::ShowExplain, this, &CVisualizedManager::onShowExplain);
 }
 
-void CVisualizedManager::CloseAutoUpdateDialog()
-{
-    m_autoUpdateDlg.clear();
-}
-
-void CVisualizedManager::RemoveUpdExpDlg(const QString &softName)
-{
-    m_explainDlgs.remove(softName);
-}
-
 template <class Dialog>
 void CVisualizedManager::showNotes(const char *function, const CUpgradeExplainEveData &data, const QString &beginning,
                                    bool (*hasContent)(const QVariantMap &), const QString &empty)
@@ -122,11 +112,6 @@ void CVisualizedManager::showUpgradeCurExplainDialog(const CUpgradeExplainEveDat
                                        hasOldPatch, QStringLiteral("软件旧版本补丁更新提示框异常退出：数据为空"));
 }
 
-void CVisualizedManager::showUpgradeDownloadDialog(const CUpgradeDownloadEveData &)
-{
-    showUpgradeDialog();
-}
-
 void CVisualizedManager::showUpgradeDialog()
 {
     {
@@ -136,11 +121,6 @@ void CVisualizedManager::showUpgradeDialog()
     }
     // Outside of the lock: its first poll can show a question, whose event loop can bring the next request.
     m_upgradeDlg->showUpgradeDialog();
-}
-
-void CVisualizedManager::RemoveSilentInstDlg(const QString &softName)
-{
-    m_silentDlgs.remove(softName);
 }
 
 void CVisualizedManager::showSilentPatchInstallDialog(const CSilentPatchInstallEveData &data)

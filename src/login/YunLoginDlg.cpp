@@ -50,11 +50,6 @@ CYunLoginDialog::CYunLoginDialog(QWidget *parent, const Rhythm &rhythm)
     InitDialog();
 }
 
-CYunLoginDialog::~CYunLoginDialog()
-{
-    leave();
-}
-
 void CYunLoginDialog::InitDialog()
 {
     if (m_tabs)
@@ -160,12 +155,6 @@ void CYunLoginDialog::refuse(const QString &where, const QString &tip)
     showLoginTip(tip, eTipError);
 }
 
-// False for a request that arrives after the dialog has been closed, or while it waits.
-bool CYunLoginDialog::canStart() const
-{
-    return !m_closed && !isWaiting();
-}
-
 void CYunLoginDialog::leave()
 {
     stopPoller();
@@ -174,11 +163,6 @@ void CYunLoginDialog::leave()
     hideNotice();
     m_accountPage->wipe();
     m_phonePage->wipe();
-}
-
-void CYunLoginDialog::on_close_btn_clicked()
-{
-    close();
 }
 
 void CYunLoginDialog::closeEvent(QCloseEvent *event)
@@ -335,16 +319,6 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
         return;
     close();
     cloudcalls::notify(m_caller, where + QStringLiteral("开始通知云登录后事件"));
-}
-
-void CYunLoginDialog::onWeixinLogin()
-{
-    quickLogin(QStringLiteral("weixindenglu"), QStringLiteral("点击微信扫码登录。"));
-}
-
-void CYunLoginDialog::onQQLogin()
-{
-    quickLogin(QStringLiteral("qqdenglu"), QStringLiteral("点击QQ扫码登录。"));
 }
 
 void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)

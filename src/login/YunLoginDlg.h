@@ -14,7 +14,7 @@ public:
     using Rhythm = CQueryQRCodeResult::Rhythm;
 
     explicit CYunLoginDialog(QWidget *parent = nullptr, const Rhythm &rhythm = CQueryQRCodeResult::EveryThreeSeconds);
-    ~CYunLoginDialog() override;
+    ~CYunLoginDialog() override { leave(); }
 
     void InitDialog(); ///< part of the construction; a second call does nothing
     /// Sent with every sign-in from now on: whether the service shows its tip about the cloud lock.
@@ -26,7 +26,7 @@ signals:
     void LoginDialogClosed(); // the window has been closed and will delete itself
 
 public slots:
-    void on_close_btn_clicked();
+    void on_close_btn_clicked() { close(); }
     void onRegisterAccount();
     void OnAccountAutoLoginChkChanged(int state);
     void onForgetPassword();
@@ -35,8 +35,8 @@ public slots:
     void onVerificationCodeLoginBtn();
     void OnVerifCodeAutoLogin(int state);
     void PasswordStateChanged();
-    void onWeixinLogin();
-    void onQQLogin();
+    void onWeixinLogin() { quickLogin(QStringLiteral("weixindenglu"), QStringLiteral("点击微信扫码登录。")); }
+    void onQQLogin() { quickLogin(QStringLiteral("qqdenglu"), QStringLiteral("点击QQ扫码登录。")); }
     void OnTimeOut();
     void QuickLoginSuccess(QString strToken);
     void QuickLoginTimerOut();
@@ -55,7 +55,8 @@ private:
     void refuse(const QString &where, const QString &tip);
     void followLink(const QString &where, const QString &linkKey);
     bool openPage(const QString &where, const QString &address);
-    bool canStart() const;
+    /// False for a request that arrives after the dialog has been closed, or while it waits.
+    bool canStart() const { return !m_closed && !isWaiting(); }
     void leave();
 
     bool ExecuteLoginByAccount();

@@ -60,11 +60,6 @@ void CCustomLineEdit::OnShowContextMenu(const QPoint &position)
     menu->popup(mapToGlobal(position));
 }
 
-bool CCustomLineEdit::canCopy() const
-{
-    return echoMode() == Normal && hasSelectedText();
-}
-
 void CCustomLineEdit::OnCopyClicked(bool)
 {
     if (!canCopy())

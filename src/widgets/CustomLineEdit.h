@@ -27,7 +27,7 @@ protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
 
 private:
-    bool canCopy() const;
+    bool canCopy() const { return echoMode() == Normal && hasSelectedText(); }
     void deleteSilently(int from);
 
     bool m_password = false;
