@@ -4,11 +4,13 @@
 #include "support/FakeClient.h"
 #include "upgrade/Requests.h"
 #include "upgrade/UpgradeDialog.h"
+#include "upgrade/controls/CustomScrollarea.h"
 #include "upgrade/controls/SoftInfoItem.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
 #include <QAccessible>
 #include <QElapsedTimer>
 #include <QProgressBar>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <limits>
 
@@ -260,6 +262,25 @@ private slots:
         };
         QTRY_VERIFY(hasIcon(0));
         QVERIFY(!hasIcon(1));
+    }
+
+    // There it belongs to the edge of the window.
+    void pressUnderAResizeCursor()
+    {
+        auto *content = new QWidget;
+        content->setMinimumSize(1000, 1000);
+        CCustomScrollArea area(nullptr, content);
+        area.show();
+        const QPair<QScrollBar *, Qt::CursorShape> bars[] = {{area.verticalScrollBar(), Qt::SizeVerCursor},
+                                                             {area.horizontalScrollBar(), Qt::SizeHorCursor}};
+        for (const auto &[bar, edge] : bars) {
+            const QSignalSpy moved(bar, &QScrollBar::valueChanged);
+            for (const Qt::CursorShape shape : {edge, Qt::ArrowCursor}) {
+                bar->setCursor(shape);
+                QTest::mouseClick(bar, Qt::LeftButton, {}, bar->rect().bottomRight() - QPoint(3, 3));
+                QCOMPARE(moved.count(), shape == edge ? 0 : 1);
+            }
+        }
     }
 
     void installsWhatWasDownloaded()
