@@ -316,10 +316,7 @@ private slots:
                                  BoxScript::press(prompt, "软件管理"); // while the notice is open
                                  QCOMPARE(windows<CustomMessageBox>().size(), 1);
                                  const QPointer<QDialog> notice(box);
-                                 if (destroyed)
-                                     CVisualizedManager::FreeInstance();
-                                 else
-                                     sendCheck({released("乙")});
+                                 destroyed ? CVisualizedManager::FreeInstance() : sendCheck({released("乙")});
                                  QCOMPARE(notice && notice->isVisible(), !destroyed);
                                  if (notice)
                                      notice->reject();
@@ -574,10 +571,7 @@ private slots:
             const QPointer<CUpdateExplainDial> old(onlyWindow<CUpdateExplainDial>());
             BoxScript boxes({[&](QDialog *box) {
                 const QPointer<QDialog> question(box);
-                if (destroyed)
-                    CVisualizedManager::FreeInstance();
-                else
-                    sendNotes(withPatch());
+                destroyed ? CVisualizedManager::FreeInstance() : sendNotes(withPatch());
                 QTRY_VERIFY(!question || !question->isVisible()); // it is withdrawn
             }});
             old->close();

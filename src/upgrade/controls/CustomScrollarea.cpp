@@ -31,8 +31,6 @@ void CCustomScrollArea::InitScrollArea()
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::NoFocus);
     setStyleSheet(areaSheet(this));
-    verticalScrollBar()->installEventFilter(this);
-    horizontalScrollBar()->installEventFilter(this);
 }
 
 bool CCustomScrollArea::eventFilter(QObject *watched, QEvent *event)

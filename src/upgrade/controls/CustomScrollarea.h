@@ -13,6 +13,7 @@ public:
     explicit CCustomScrollArea(QWidget *parent, QWidget *content = nullptr);
 
     /// A press on a scroll bar while the cursor has the bar's resize shape belongs to the window's edge, not to the bar.
+    /// The base class filters the events of its scroll bars.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:

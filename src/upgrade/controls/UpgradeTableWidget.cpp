@@ -102,7 +102,6 @@ CUpgradeTableWidget::CUpgradeTableWidget(QWidget *parent)
 void CUpgradeTableWidget::InitTableStyleSheets()
 {
     setFocusPolicy(Qt::NoFocus);
-    setTabKeyNavigation(false); // the view would keep the Tab of its cells' buttons
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setSelectionMode(QAbstractItemView::SingleSelection);
     QPalette white = palette(); // independent of the desktop's colours
@@ -428,7 +427,7 @@ void CUpgradeTableWidget::keyPressEvent(QKeyEvent *event)
     if (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up)
         focusTask(event->key() == Qt::Key_Down);
     else
-        event->ignore();
+        event->ignore(); // also Tab, which the view would keep from the buttons of its cells
 }
 
 bool CUpgradeTableWidget::viewportEvent(QEvent *event)
