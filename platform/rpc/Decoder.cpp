@@ -13,6 +13,12 @@ namespace {
 // How a field's value is written, the lower three bits of its tag. Groups (3, 4) are in no message of the platform.
 enum WireType : quint32 { Varint = 0, Fixed64 = 1, Sized = 2, Fixed32 = 5 };
 
+/// Why bytes are no message.
+struct BadMessage
+{
+    QString reason;
+};
+
 /// A field of a message and the function that reads its value.
 template <class Read>
 struct Field
@@ -35,7 +41,7 @@ Signed zigzag(Unsigned number)
 
 /// Wire messages to Qt values, read straight from the bytes: the generated classes would build a hostile message whole
 /// (4 MiB of empty maps become 200 MiB, of unknown fields 120 MiB) before any limit could be checked. One object per
-/// message. All functions return false once something is wrong.
+/// message. Throws BadMessage.
 class Decoder
 {
 public:
@@ -48,15 +54,14 @@ public:
 private:
     /// Reads the fields up to the end of the message. Unknown ones, of a later version, are skipped.
     template <class... Reads>
-    bool message(const Field<Reads> &...fields)
+    void message(const Field<Reads> &...fields)
     {
         while (const quint32 tag = m_in.ReadTag()) {
-            bool isRead = true;
-            const bool isKnown = ((tag == fields.tag && (isRead = fields.read(), true)) || ...);
-            if (!(isKnown ? isRead : skip(tag)))
-                return false;
+            const bool isKnown = ((tag == fields.tag && (fields.read(), true)) || ...);
+            if (!isKnown)
+                skip(tag);
         }
-        return m_in.BytesUntilLimit() == 0 || damaged();
+        demand(m_in.BytesUntilLimit() == 0);
     }
 
     // The kinds of fields.
@@ -65,10 +70,8 @@ private:
     {
         return Field(field, type, [this, type, store] {
             uint64_t raw = 0;
-            if (!(type == Varint ? m_in.ReadVarint64(&raw) : m_in.ReadLittleEndian64(&raw)))
-                return damaged();
+            demand(type == Varint ? m_in.ReadVarint64(&raw) : m_in.ReadLittleEndian64(&raw));
             store(raw);
-            return true;
         });
     }
     template <class To>
@@ -80,13 +83,9 @@ private:
     auto nested(int field, Body body)
     {
         return Field(field, Sized, [this, body] {
-            int size = 0;
-            if (!length(&size))
-                return false;
-            const auto outer = m_in.PushLimit(size);
-            const bool isRead = body();
+            const auto outer = m_in.PushLimit(length());
+            body();
             m_in.PopLimit(outer);
-            return isRead;
         });
     }
     /// @param take gets the bytes in the message's memory
@@ -94,13 +93,12 @@ private:
     auto sized(int field, Take take)
     {
         return Field(field, Sized, [this, take] {
+            const int size = length();
             const void *data = nullptr;
-            int size = 0;
             int available = 0;
-            if (!length(&size))
-                return false;
             m_in.GetDirectBufferPointerInline(&data, &available);
-            return take(static_cast<const char *>(data), size) && m_in.Skip(size);
+            take(static_cast<const char *>(data), size);
+            demand(m_in.Skip(size));
         });
     }
     template <class To>
@@ -110,54 +108,51 @@ private:
             static QTextCodec *const codec = QTextCodec::codecForMib(106); // UTF-8
             QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);    // a leading U+FEFF is part of the text
             *to = codec->toUnicode(data, size, &state);
-            return (state.invalidChars == 0 && state.remainingChars == 0) ||
-                   fail(QStringLiteral("a text is not valid UTF-8"));
+            if (state.invalidChars != 0 || state.remainingChars != 0)
+                throw BadMessage{QStringLiteral("a text is not valid UTF-8")};
         });
     }
 
 public:
-    bool read(Request *to)
+    void read(Request *to)
     {
         using Wire = v1::CallRequest;
-        return message(text(Wire::kInterfaceNameFieldNumber, &to->interfaceName),
-                       text(Wire::kObjectFieldNumber, &to->object), text(Wire::kMethodFieldNumber, &to->method),
-                       number(Wire::kEpochFieldNumber, Fixed64, [to](quint64 raw) { to->epoch = raw; }),
-                       nested(Wire::kInputFieldNumber, [this, to] { return bag(&to->input); }));
+        message(text(Wire::kInterfaceNameFieldNumber, &to->interfaceName), text(Wire::kObjectFieldNumber, &to->object),
+                text(Wire::kMethodFieldNumber, &to->method),
+                number(Wire::kEpochFieldNumber, Fixed64, [to](quint64 raw) { to->epoch = raw; }),
+                nested(Wire::kInputFieldNumber, [this, to] { bag(&to->input); }));
     }
-    bool read(CallResult *to)
+    void read(CallResult *to)
     {
         using Wire = v1::CallResponse;
-        return message(number(Wire::kAcceptedFieldNumber, Varint, [to](quint64 raw) { to->accepted = raw != 0; }),
-                       int32(Wire::kCodeFieldNumber, &to->retCode), text(Wire::kErrorFieldNumber, &to->errorText),
-                       nested(Wire::kOutputFieldNumber, [this, to] { return bag(&to->output); }));
+        message(number(Wire::kAcceptedFieldNumber, Varint, [to](quint64 raw) { to->accepted = raw != 0; }),
+                int32(Wire::kCodeFieldNumber, &to->retCode), text(Wire::kErrorFieldNumber, &to->errorText),
+                nested(Wire::kOutputFieldNumber, [this, to] { bag(&to->output); }));
     }
-    QString error() const { return m_error; }
 
 private:
     // The messages inside.
-    bool bag(Bag *to)
+    void bag(Bag *to)
     {
-        return message(nested(v1::Bag::kValuesFieldNumber, [this, to] { return element(&to->values); }),
-                       nested(v1::Bag::kListFieldNumber, [this, to] { return element(&to->list); }));
+        message(nested(v1::Bag::kValuesFieldNumber, [this, to] { element(&to->values); }),
+                nested(v1::Bag::kListFieldNumber, [this, to] { element(&to->list); }));
     }
-    bool element(QVariantMap *to)
+    void element(QVariantMap *to)
     {
         QString key;
         QVariant item;
-        if (!count() || !message(text(1, &key), nested(2, [&] { return value(&item); })))
-            return false;
+        count();
+        message(text(1, &key), nested(2, [&] { value(&item); }));
         to->insert(key, item);
-        return true;
     }
-    bool element(QVariantList *to)
+    void element(QVariantList *to)
     {
         QVariant item;
-        if (!count() || !value(&item))
-            return false;
+        count();
+        value(&item);
         to->append(item);
-        return true;
     }
-    bool value(QVariant *to)
+    void value(QVariant *to)
     {
         using Wire = v1::Value;
         const auto isTrue = [to](quint64 raw) { *to = raw != 0; };
@@ -166,104 +161,89 @@ private:
             std::memcpy(&read, &raw, sizeof read);
             *to = read;
         };
-        const auto asBytes = [to](const char *data, int size) {
-            *to = QByteArray(data, size);
-            return true;
-        };
-        return message(
-            number(Wire::kNullValueFieldNumber, Varint, [to](quint64) { *to = QVariant(); }),
-            number(Wire::kBoolValueFieldNumber, Varint, isTrue), int32(Wire::kInt32ValueFieldNumber, to),
-            number(Wire::kUint32ValueFieldNumber, Varint, [to](quint64 raw) { *to = static_cast<uint>(raw); }),
-            number(Wire::kInt64ValueFieldNumber, Varint, [to](quint64 raw) { *to = zigzag<qlonglong>(raw); }),
-            number(Wire::kUint64ValueFieldNumber, Varint, [to](quint64 raw) { *to = raw; }),
-            number(Wire::kDoubleValueFieldNumber, Fixed64, asDouble), text(Wire::kStringValueFieldNumber, to),
-            sized(Wire::kBytesValueFieldNumber, asBytes),
-            nested(Wire::kListValueFieldNumber,
-                   [this, to] { return container<QVariantList>(v1::ValueList::kItemsFieldNumber, to); }),
-            nested(Wire::kMapValueFieldNumber,
-                   [this, to] { return container<QVariantMap>(v1::ValueMap::kValuesFieldNumber, to); }),
-            nested(Wire::kRectValueFieldNumber, [this, to] { return rect(to); }),
-            nested(Wire::kObjectValueFieldNumber, [this, to] { return objectRef(to); }));
+        message(number(Wire::kNullValueFieldNumber, Varint, [to](quint64) { *to = QVariant(); }),
+                number(Wire::kBoolValueFieldNumber, Varint, isTrue), int32(Wire::kInt32ValueFieldNumber, to),
+                number(Wire::kUint32ValueFieldNumber, Varint, [to](quint64 raw) { *to = static_cast<uint>(raw); }),
+                number(Wire::kInt64ValueFieldNumber, Varint, [to](quint64 raw) { *to = zigzag<qlonglong>(raw); }),
+                number(Wire::kUint64ValueFieldNumber, Varint, [to](quint64 raw) { *to = raw; }),
+                number(Wire::kDoubleValueFieldNumber, Fixed64, asDouble), text(Wire::kStringValueFieldNumber, to),
+                sized(Wire::kBytesValueFieldNumber, [to](const char *data, int size) { *to = QByteArray(data, size); }),
+                nested(Wire::kListValueFieldNumber,
+                       [this, to] { container<QVariantList>(v1::ValueList::kItemsFieldNumber, to); }),
+                nested(Wire::kMapValueFieldNumber,
+                       [this, to] { container<QVariantMap>(v1::ValueMap::kValuesFieldNumber, to); }),
+                nested(Wire::kRectValueFieldNumber, [this, to] { rect(to); }),
+                nested(Wire::kObjectValueFieldNumber, [this, to] { objectRef(to); }));
     }
     template <class Container>
-    bool container(int field, QVariant *to)
+    void container(int field, QVariant *to)
     {
         Container items;
         if (++m_depth > limits::Depth)
-            return fail(QStringLiteral("lists and maps nested deeper than %1").arg(limits::Depth));
-        if (!message(nested(field, [&] { return element(&items); })))
-            return false;
+            throw BadMessage{QStringLiteral("lists and maps nested deeper than %1").arg(limits::Depth)};
+        message(nested(field, [&] { element(&items); }));
         --m_depth;
         *to = items;
-        return true;
     }
-    bool rect(QVariant *to)
+    void rect(QVariant *to)
     {
         using Wire = v1::Rect;
         int numbers[4] = {};
-        if (!message(int32(Wire::kXFieldNumber, &numbers[0]), int32(Wire::kYFieldNumber, &numbers[1]),
-                     int32(Wire::kWidthFieldNumber, &numbers[2]), int32(Wire::kHeightFieldNumber, &numbers[3])))
-            return false;
+        message(int32(Wire::kXFieldNumber, &numbers[0]), int32(Wire::kYFieldNumber, &numbers[1]),
+                int32(Wire::kWidthFieldNumber, &numbers[2]), int32(Wire::kHeightFieldNumber, &numbers[3]));
         for (const int each : numbers) {
             if (each < -limits::Coordinate || each > limits::Coordinate)
-                return fail(QStringLiteral("a rectangle is out of range"));
+                throw BadMessage{QStringLiteral("a rectangle is out of range")};
         }
         *to = QRect(numbers[0], numbers[1], numbers[2], numbers[3]);
-        return true;
     }
-    bool objectRef(QVariant *to)
+    void objectRef(QVariant *to)
     {
         using Wire = v1::ObjectRef;
         ObjectRef ref;
-        const bool isRead =
-            message(text(Wire::kInterfaceNameFieldNumber, &ref.interfaceName), text(Wire::kTagFieldNumber, &ref.tag),
-                    text(Wire::kEndpointFieldNumber, &ref.endpoint),
-                    number(Wire::kEpochFieldNumber, Fixed64, [&ref](quint64 raw) { ref.epoch = raw; }));
+        message(text(Wire::kInterfaceNameFieldNumber, &ref.interfaceName), text(Wire::kTagFieldNumber, &ref.tag),
+                text(Wire::kEndpointFieldNumber, &ref.endpoint),
+                number(Wire::kEpochFieldNumber, Fixed64, [&ref](quint64 raw) { ref.epoch = raw; }));
         *to = QVariant::fromValue(ref);
-        return isRead;
     }
 
-    bool length(int *to)
+    int length()
     {
         quint32 size = 0;
-        if (!m_in.ReadVarint32(&size) || static_cast<qint64>(size) > m_in.BytesUntilLimit())
-            return damaged();
-        *to = static_cast<int>(size);
-        return true;
+        demand(m_in.ReadVarint32(&size) && static_cast<qint64>(size) <= m_in.BytesUntilLimit());
+        return static_cast<int>(size);
     }
-    bool skip(quint32 tag)
+    void skip(quint32 tag)
     {
         uint64_t number = 0;
-        int size = 0;
         switch (tag & 7) {
         case Varint:
-            return m_in.ReadVarint64(&number) || damaged();
+            return demand(m_in.ReadVarint64(&number));
         case Fixed64:
-            return m_in.Skip(8) || damaged();
+            return demand(m_in.Skip(8));
         case Sized:
-            return length(&size) && m_in.Skip(size);
+            return demand(m_in.Skip(length()));
         case Fixed32:
-            return m_in.Skip(4) || damaged();
+            return demand(m_in.Skip(4));
         default:
-            return damaged();
+            demand(false);
         }
     }
     /// Counts a value, also an entry of a map that leaves its value out: it takes memory.
-    bool count()
+    void count()
     {
-        return ++m_nodes <= limits::Nodes || fail(QStringLiteral("more than %1 values").arg(limits::Nodes));
+        if (++m_nodes > limits::Nodes)
+            throw BadMessage{QStringLiteral("more than %1 values").arg(limits::Nodes)};
     }
-    bool fail(const QString &reason)
+    static void demand(bool isWhole)
     {
-        m_error = reason;
-        return false;
+        if (!isWhole)
+            throw BadMessage{QStringLiteral("the message is damaged")};
     }
-    bool damaged() { return fail(QStringLiteral("the message is damaged")); }
 
     google::protobuf::io::CodedInputStream m_in;
     int m_depth = 0;
     int m_nodes = 0;
-    QString m_error;
 };
 
 } // namespace
@@ -276,10 +256,13 @@ bool decode(const grpc::ByteBuffer &from, Message *to, QString *error)
         *error = QStringLiteral("the message cannot be read");
         return false;
     }
-    Decoder decoder(bytes);
-    const bool isRead = decoder.read(to);
-    *error = decoder.error();
-    return isRead;
+    try {
+        Decoder(bytes).read(to);
+        return true;
+    } catch (const BadMessage &bad) {
+        *error = bad.reason;
+        return false;
+    }
 }
 template bool decode(const grpc::ByteBuffer &from, Request *to, QString *error);
 template bool decode(const grpc::ByteBuffer &from, CallResult *to, QString *error);

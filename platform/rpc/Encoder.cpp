@@ -3,7 +3,6 @@
 #include "tarn/v1/invoker.pb.h"
 #include <QRect>
 #include <QStringList>
-#include <algorithm>
 #include <google/protobuf/arena.h>
 #include <grpcpp/support/byte_buffer.h>
 #include <type_traits>
@@ -13,137 +12,129 @@ namespace {
 
 constexpr size_t FirstBlockBytes = 4096; // most messages need no other
 
-/// Qt values to wire messages. One object per message. All functions return false once something is wrong.
+/// Why a message cannot be sent.
+struct Unsendable
+{
+    QString reason;
+};
+
+/// Qt values to wire messages. One object per message. Throws Unsendable.
 class Encoder
 {
 public:
-    bool write(const Request &from, v1::CallRequest *to)
+    void write(const Request &from, v1::CallRequest *to)
     {
         to->set_epoch(from.epoch);
-        return text(from.interfaceName, to->mutable_interface_name()) && text(from.object, to->mutable_object()) &&
-               text(from.method, to->mutable_method()) && bag(from.input, to->mutable_input());
+        to->set_interface_name(text(from.interfaceName));
+        to->set_object(text(from.object));
+        to->set_method(text(from.method));
+        bag(from.input, to->mutable_input());
     }
-    bool write(const CallResult &from, v1::CallResponse *to)
+    void write(const CallResult &from, v1::CallResponse *to)
     {
         to->set_accepted(from.accepted);
         to->set_code(from.retCode);
-        return text(from.errorText, to->mutable_error()) && bag(from.output, to->mutable_output());
+        to->set_error(text(from.errorText));
+        bag(from.output, to->mutable_output());
     }
-    QString error() const { return m_error; }
 
 private:
-    bool bag(const Bag &from, v1::Bag *to)
+    void bag(const Bag &from, v1::Bag *to)
     {
-        if (!values(from.values, to->mutable_values()))
-            return false;
+        values(from.values, to->mutable_values());
         m_key = QStringLiteral("(list)");
-        return items(from.list, to->mutable_list());
+        items(from.list, to->mutable_list());
     }
     template <class Values>
-    bool values(const QVariantMap &from, Values *to)
+    void values(const QVariantMap &from, Values *to)
     {
         for (auto it = from.cbegin(); it != from.cend(); ++it) {
             m_key = it.key();
-            std::string key;
-            if (!text(it.key(), &key) || !value(it.value(), &(*to)[key]))
-                return false;
+            value(it.value(), &(*to)[text(it.key())]);
         }
-        return true;
     }
     template <class Items>
-    bool items(const QVariantList &from, Items *to)
+    void items(const QVariantList &from, Items *to)
     {
         to->Reserve(from.size());
-        return std::all_of(from.cbegin(), from.cend(), [&](const QVariant &item) { return value(item, to->Add()); });
+        for (const QVariant &item : from)
+            value(item, to->Add());
     }
-    bool value(const QVariant &from, v1::Value *to);
-    bool rect(const QRect &from, v1::Rect *to)
+    void value(const QVariant &from, v1::Value *to);
+    void rect(const QRect &from, v1::Rect *to) const
     {
         for (const int edge : {from.left(), from.top(), from.right(), from.bottom()}) {
             if (edge < -limits::Coordinate / 2 || edge > limits::Coordinate / 2) // its width may not fit into an int
-                return fail(QStringLiteral("a rectangle is out of range"));
+                fail(QStringLiteral("a rectangle is out of range"));
         }
         to->set_x(from.x());
         to->set_y(from.y());
         to->set_width(from.width());
         to->set_height(from.height());
-        return true;
     }
-    bool text(const QString &from, std::string *to)
+    std::string text(const QString &from) const
     {
         if (!from.isValidUtf16()) // would arrive as a question mark
-            return fail(QStringLiteral("a text holds a lone surrogate"));
-        *to = from.toStdString();
-        return true;
+            fail(QStringLiteral("a text holds a lone surrogate"));
+        return from.toStdString();
     }
-    bool enter()
+    void enter()
     {
-        return ++m_depth <= limits::Depth ||
-               fail(QStringLiteral("lists and maps nested deeper than %1").arg(limits::Depth));
+        if (++m_depth > limits::Depth)
+            fail(QStringLiteral("lists and maps nested deeper than %1").arg(limits::Depth));
     }
-    bool leave()
+    [[noreturn]] void fail(const QString &reason) const
     {
-        --m_depth;
-        return true;
-    }
-    bool fail(const QString &reason)
-    {
-        m_error = QStringLiteral("key \"%1\": %2").arg(m_key.left(80), reason);
-        return false;
+        throw Unsendable{QStringLiteral("key \"%1\": %2").arg(m_key.left(80), reason)};
     }
 
     int m_depth = 0;
     int m_nodes = 0;
     QString m_key; ///< innermost key, for the error
-    QString m_error;
 };
 
-bool Encoder::value(const QVariant &from, v1::Value *to)
+void Encoder::value(const QVariant &from, v1::Value *to)
 {
     if (++m_nodes > limits::Nodes)
-        return fail(QStringLiteral("more than %1 values").arg(limits::Nodes));
+        fail(QStringLiteral("more than %1 values").arg(limits::Nodes));
     const int type = from.userType();
-    if (type == qMetaTypeId<ObjectRef>()) {
-        toWire(from.value<ObjectRef>(), to->mutable_object_value());
-        return true;
-    }
+    if (type == qMetaTypeId<ObjectRef>())
+        return toWire(from.value<ObjectRef>(), to->mutable_object_value());
     switch (type) {
     case QMetaType::UnknownType:
     case QMetaType::Nullptr:
-        to->set_null_value(v1::NULL_VALUE);
-        return true;
+        return to->set_null_value(v1::NULL_VALUE);
     case QMetaType::Bool:
-        to->set_bool_value(from.toBool());
-        return true;
+        return to->set_bool_value(from.toBool());
     case QMetaType::Int:
-        to->set_int32_value(from.toInt());
-        return true;
+        return to->set_int32_value(from.toInt());
     case QMetaType::UInt:
-        to->set_uint32_value(from.toUInt());
-        return true;
+        return to->set_uint32_value(from.toUInt());
     case QMetaType::LongLong:
-        to->set_int64_value(from.toLongLong());
-        return true;
+        return to->set_int64_value(from.toLongLong());
     case QMetaType::ULongLong:
-        to->set_uint64_value(from.toULongLong());
-        return true;
+        return to->set_uint64_value(from.toULongLong());
     case QMetaType::Double:
-        to->set_double_value(from.toDouble());
-        return true;
+        return to->set_double_value(from.toDouble());
     case QMetaType::QString:
-        return text(from.toString(), to->mutable_string_value());
+        return to->set_string_value(text(from.toString()));
     case QMetaType::QByteArray:
-        to->set_bytes_value(from.toByteArray().toStdString());
-        return true;
+        return to->set_bytes_value(from.toByteArray().toStdString());
     case QMetaType::QStringList:
     case QMetaType::QVariantList:
-        return enter() && items(from.toList(), to->mutable_list_value()->mutable_items()) && leave();
+        enter();
+        items(from.toList(), to->mutable_list_value()->mutable_items());
+        --m_depth;
+        return;
     case QMetaType::QVariantMap:
-        return enter() && values(from.toMap(), to->mutable_map_value()->mutable_values()) && leave();
+        enter();
+        values(from.toMap(), to->mutable_map_value()->mutable_values());
+        --m_depth;
+        return;
     case QMetaType::QRect:
         return rect(from.toRect(), to->mutable_rect_value());
     default:
-        return fail(QStringLiteral("values of type %1 cannot be sent").arg(QLatin1String(from.typeName())));
+        fail(QStringLiteral("values of type %1 cannot be sent").arg(QLatin1String(from.typeName())));
     }
 }
 
@@ -156,9 +147,10 @@ bool encode(const Message &from, grpc::ByteBuffer *to, QString *error)
     alignas(8) char block[FirstBlockBytes];
     google::protobuf::Arena arena(block, sizeof block);
     auto *wire = google::protobuf::Arena::CreateMessage<Wire>(&arena);
-    Encoder encoder;
-    if (!encoder.write(from, wire)) {
-        *error = encoder.error();
+    try {
+        Encoder().write(from, wire);
+    } catch (const Unsendable &wrong) {
+        *error = wrong.reason;
         return false;
     }
     const size_t size = wire->ByteSizeLong();
