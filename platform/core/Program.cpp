@@ -2,6 +2,7 @@
 #include <QLoggingCategory>
 #include <QSemaphore>
 #include <QSocketNotifier>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -45,18 +46,8 @@ const char *secondText(time_t second)
 
 const char *levelName(QtMsgType type)
 {
-    switch (type) {
-    case QtDebugMsg:
-        return "debug";
-    case QtInfoMsg:
-        return "info";
-    case QtWarningMsg:
-        return "warning";
-    case QtCriticalMsg:
-        return "critical";
-    default:
-        return "fatal";
-    }
+    static constexpr const char *Names[] = {"debug", "warning", "critical", "fatal", "info"}; // in Qt's order
+    return Names[type];
 }
 
 /// The bare name in a signature such as "void ns::Class::name(int) const", as "%{function}" prints it.
@@ -148,11 +139,7 @@ void handle(int signalNumber, void (*handler)(int))
 
 bool hasArgument(int argc, char **argv, const char *name)
 {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], name) == 0)
-            return true;
-    }
-    return false;
+    return std::any_of(argv + 1, argv + argc, [name](const char *each) { return std::strcmp(each, name) == 0; });
 }
 
 void prepareProgram(bool place, bool verbose)

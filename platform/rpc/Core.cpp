@@ -34,10 +34,7 @@ struct Rpc::Private::Server
 
 RpcError Rpc::Private::init(const QHash<QString, QString> &table)
 {
-    Settings settings;
-    QString reason;
-    if (!Settings::parse(table, &settings, &reason))
-        return makeError(RpcError::InvalidArgument, reason);
+    const Settings settings = Settings::parse(table);
     std::shared_ptr<Server> server;
     {
         const QMutexLocker lock(&m_mutex);
@@ -280,7 +277,11 @@ Rpc::~Rpc()
 
 bool Rpc::init(const QHash<QString, QString> &settings)
 {
-    return succeed(d->init(settings));
+    try {
+        return succeed(d->init(settings));
+    } catch (const RpcError &wrong) {
+        return succeed(wrong);
+    }
 }
 
 bool Rpc::isInitialized() const

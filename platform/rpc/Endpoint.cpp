@@ -15,14 +15,6 @@
 namespace tarn::rpc {
 namespace {
 
-quint64 randomEpoch()
-{
-    quint64 epoch = 0;
-    while (epoch == 0)
-        epoch = QRandomGenerator::system()->generate64();
-    return epoch;
-}
-
 void configure(grpc::ServerBuilder &builder)
 {
     builder.SetMaxReceiveMessageSize(limits::MessageBytes);
@@ -62,7 +54,7 @@ void enablePlugins()
 } // namespace
 
 Endpoint::Endpoint(std::shared_ptr<const ServantTable> servants, const std::shared_ptr<ClientSide> &client, int threads)
-    : m_epoch(randomEpoch())
+    : m_epoch(QRandomGenerator::system()->generate64() | 1) // not 0
     , m_calls(std::make_unique<CallService>(std::move(servants), client, threads, m_epoch))
 {
 }

@@ -1,4 +1,5 @@
 #include "rpc/Servants.h"
+#include <utility>
 
 namespace tarn::rpc {
 
@@ -9,8 +10,8 @@ CallGate::Pass::Pass(std::shared_ptr<CallGate> gate)
     , m_outer(t_pass)
 {
     const QMutexLocker lock(&m_gate->m_mutex);
-    m_entered = m_gate->m_open;
-    if (!m_entered)
+    m_isInside = m_gate->m_open;
+    if (!m_isInside)
         return;
     ++m_gate->m_running;
     t_pass = this;
@@ -18,19 +19,15 @@ CallGate::Pass::Pass(std::shared_ptr<CallGate> gate)
 
 CallGate::Pass::~Pass()
 {
-    if (!m_entered)
-        return;
-    t_pass = m_outer;
+    if (t_pass == this)
+        t_pass = m_outer;
     leave();
 }
 
 void CallGate::Pass::leave()
 {
     const QMutexLocker lock(&m_gate->m_mutex);
-    if (m_left)
-        return;
-    m_left = true;
-    if (--m_gate->m_running == 0)
+    if (std::exchange(m_isInside, false) && --m_gate->m_running == 0)
         m_gate->m_idle.wakeAll();
 }
 

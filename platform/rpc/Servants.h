@@ -20,15 +20,14 @@ public:
         ~Pass();
         Pass(const Pass &) = delete;
         Pass &operator=(const Pass &) = delete;
-        bool entered() const { return m_entered; }
+        bool entered() const { return m_isInside; }
         /// A call that waits for others must not be waited for itself.
         void leave();
 
     private:
         std::shared_ptr<CallGate> m_gate;
         Pass *m_outer;
-        bool m_entered = false;
-        bool m_left = false;
+        bool m_isInside = false;
     };
 
     void open();

@@ -1,4 +1,5 @@
 #include "rpc/Settings.h"
+#include "rpc/Log.h"
 #include "tarn/keys/RpcKeys.h"
 #include <QtGlobal>
 
@@ -7,20 +8,18 @@ namespace {
 
 constexpr int MaxPort = 65535;
 
-bool number(const QHash<QString, QString> &table, const QString &key, int min, int max, int *to, QString *error)
+int number(const QHash<QString, QString> &table, const QString &key, int min, int max, int fallback)
 {
     const QString text = table.value(key).trimmed();
     if (text.isEmpty())
-        return true;
+        return fallback;
     bool ok = false;
     const int value = text.toInt(&ok);
-    if (!ok || value < min || value > max) {
-        *error = QStringLiteral("setting \"%1\" is \"%2\", not a number from %3 to %4")
-                     .arg(key, text.left(40), QString::number(min), QString::number(max));
-        return false;
-    }
-    *to = value;
-    return true;
+    if (ok && value >= min && value <= max)
+        return value;
+    throw makeError(RpcError::InvalidArgument,
+                    QStringLiteral("setting \"%1\" is \"%2\", not a number from %3 to %4")
+                        .arg(key, text.left(40), QString::number(min), QString::number(max)));
 }
 
 QString textOr(const QHash<QString, QString> &table, const QString &key, const QString &fallback)
@@ -43,28 +42,22 @@ QString Address::text() const
     return QStringLiteral("%1:%2").arg(host).arg(port);
 }
 
-bool Settings::parse(const QHash<QString, QString> &table, Settings *to, QString *error)
+Settings Settings::parse(const QHash<QString, QString> &table)
 {
     Settings read;
     read.hub.ip = textOr(table, keys::IP, QStringLiteral("127.0.0.1"));
     read.hubForServers.ip = textOr(table, keys::SvrIP, read.hub.ip);
     read.endpoint.ip = textOr(table, keys::EndpointIp, QString());
-    if (!number(table, keys::Port, 1, MaxPort, &read.hub.port, error))
-        return false;
-    if (read.hub.port == 0) {
-        *error = QStringLiteral("setting \"%1\" is missing").arg(keys::Port);
-        return false;
-    }
-    read.hubForServers.port = read.hub.port;
+    read.hub.port = number(table, keys::Port, 1, MaxPort, 0);
+    if (read.hub.port == 0)
+        throw makeError(RpcError::InvalidArgument, QStringLiteral("setting \"%1\" is missing").arg(keys::Port));
+    read.hubForServers.port = number(table, keys::SvrPort, 1, MaxPort, read.hub.port);
+    read.endpoint.port = number(table, keys::EndpointPort, 1, MaxPort, 0);
+    read.timeoutMs = number(table, keys::Timeout, 1, 24 * 3600 * 1000, limits::DefaultTimeoutMs);
     // Any number of threads is taken and clamped: hosts derive it from the machine.
-    const bool ok = number(table, keys::SvrPort, 1, MaxPort, &read.hubForServers.port, error) &&
-                    number(table, keys::EndpointPort, 1, MaxPort, &read.endpoint.port, error) &&
-                    number(table, keys::Timeout, 1, 24 * 3600 * 1000, &read.timeoutMs, error) &&
-                    number(table, keys::ThreadNum, -1000000, 1000000, &read.threads, error);
-    read.threads = qBound(1, read.threads, limits::MaxThreads);
-    if (ok)
-        *to = read;
-    return ok;
+    read.threads =
+        qBound(1, number(table, keys::ThreadNum, -1000000, 1000000, limits::DefaultThreads), limits::MaxThreads);
+    return read;
 }
 
 int leaseMs()

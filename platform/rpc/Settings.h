@@ -24,8 +24,8 @@ struct Settings
     int timeoutMs = limits::DefaultTimeoutMs;
     int threads = limits::DefaultThreads;
 
-    /// @return false, with the offending key named in error, when a value is no number or out of range
-    static bool parse(const QHash<QString, QString> &table, Settings *to, QString *error);
+    /// Throws RpcError, with the offending key named, when a value is no number or out of range.
+    static Settings parse(const QHash<QString, QString> &table);
 };
 
 /// Time in ms after which a silent peer is pinged: environment TARN_LEASE_MS, 200 to 60000, otherwise 10000. It has half of
