@@ -42,10 +42,8 @@ int ValueReader::integer(const QString &key) const
 {
     using Limits = std::numeric_limits<int>;
     const QVariant value = m_values.value(key);
-    const int type = value.userType();
-    expect(type == QMetaType::Int || type == QMetaType::UInt || type == QMetaType::LongLong ||
-               type == QMetaType::ULongLong,
-           key, QStringLiteral("an integer"));
+    const int type = value.userType(); // the four lie side by side: Int, UInt, LongLong, ULongLong
+    expect(type >= QMetaType::Int && type <= QMetaType::ULongLong, key, QStringLiteral("an integer"));
     bool fits = false;
     const qlonglong wide = value.toLongLong(&fits);
     require(fits && wide >= Limits::min() && wide <= Limits::max(),
