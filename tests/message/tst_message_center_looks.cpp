@@ -137,7 +137,8 @@ private slots:
         const QString fifo = dir.filePath("fifo.png");
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
         const QVariantMap wide = with("PicFilePath", path);
-        const Window window = open({with("PicFilePath", fifo), wide, with("PhotoWidth", 120, wide)});
+        const QVariantMap inText = with("MsgContent", "<img src='" + path + "'>");
+        const Window window = open({with("PicFilePath", fifo), wide, with("PhotoWidth", 120, wide), inText});
         for (CMessageListItem *item : center::list(window)->items())
             QTest::keyClick(item, Qt::Key_Return);
         for (const int i : {1, 2}) {
@@ -149,6 +150,7 @@ private slots:
             QTRY_VERIFY(picture->parentWidget()->geometry().bottom() < item(window, i)->height());
         }
         QVERIFY(!item(window, 0)->findChild<QLabel *>("messagePicture"));
+        QTRY_VERIFY(item(window, 3)->height() > item(window, 0)->height() + 100); // the text grows by its picture
     }
 };
 

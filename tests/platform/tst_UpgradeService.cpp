@@ -178,10 +178,12 @@ void TestUpgradeService::refusesWhatIsWrong()
     QCOMPARE(call("IgnoreUpgrade").retCode, int(code::InvalidArgs));
     QCOMPARE(call("IgnoreUpgrade", {{key::IgnoredName, "绘图"}, {key::Software, "x"}}).retCode, int(code::InvalidArgs));
     QCOMPARE(call("StartDownload", {{key::SoftwareName, QString(100000, 'x')}}).retCode, int(code::InvalidArgs));
-    for (const QVariantMap &wish : {QVariantMap(), QVariantMap{{key::Software, foreign}}}) {
-        QVariantMap values = wish;
-        values.insert(key::SoftwareName, "绘图");
-        const CallResult result = call("StartDownload", values);
+    const QVariantMap withoutPackage{{key::SoftwareName, "排版"},
+                                     {key::Patch, QVariantMap{{key::NewVersion, "2.9.9"}}}};
+    for (const QVariantMap &wish :
+         {QVariantMap{{key::SoftwareName, "绘图"}}, QVariantMap{{key::SoftwareName, "绘图"}, {key::Software, foreign}},
+          withoutPackage}) {
+        const CallResult result = call("StartDownload", wish);
         QCOMPARE(result.retCode, int(code::Refused));
         QVERIFY(!result.errorText.isEmpty());
     }
