@@ -32,6 +32,7 @@ struct Refusal : Failure
     const int code;
 };
 
+/// Throws Failure if the condition holds.
 inline void failIf(bool condition, const QString &text)
 {
     if (condition)

@@ -31,7 +31,7 @@ bool isInside(const fs::path &path, const fs::path &directory)
     return !relative.empty() && *relative.begin() != "..";
 }
 
-bool isSameFile(const fs::path &one, const fs::path &other) // and no link to it
+bool isSameFile(const fs::path &one, const fs::path &other) // by inode: a symbolic link to the file is another file
 {
     struct stat first = {};
     struct stat second = {};

@@ -42,7 +42,7 @@ int ValueReader::integer(const QString &key) const
 {
     using Limits = std::numeric_limits<int>;
     const QVariant value = m_values.value(key);
-    const int type = value.userType(); // the four lie side by side: Int, UInt, LongLong, ULongLong
+    const int type = value.userType(); // Int, UInt, LongLong and ULongLong have successive numbers
     expect(type >= QMetaType::Int && type <= QMetaType::ULongLong, key, QStringLiteral("an integer"));
     bool fits = false;
     const qlonglong wide = value.toLongLong(&fits);

@@ -40,7 +40,7 @@ CloudAccount accountOf(const QSqlQuery &query)
 constexpr quint32 MemoryVersion = 2;
 constexpr int MaxMemory = 256 * 1024; // bytes, of texts as long as requests may have them
 
-// What is stored of a remembered sign-in, in this order.
+// The stored fields of a remembered sign-in, in their order.
 template <class Memory>
 auto fieldsOf(Memory &memory)
 {
