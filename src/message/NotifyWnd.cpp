@@ -51,6 +51,10 @@ constexpr int ScrollBarRoom = 10;                     // right of the body: the 
 constexpr int FocusBorders = 2;                       // upper and lower
 constexpr int FontSize = 12;                          // of body, link and button
 constexpr int BadgeSize = 19;
+constexpr QSize CenterIcon(18, 18);
+constexpr QSize CloseIcon(16, 16);
+constexpr int IconGap = 4;                // between icon and text of a button
+constexpr QSize CenterButtonFrame(10, 6); // border and padding of its sheet
 // Rules
 constexpr int MaxTitleLines = 2;
 constexpr int MaxShownUnread = 50;
@@ -131,19 +135,23 @@ void setLook(QLabel *label, const char *name, const QFont &font)
     label->setPalette(colors);
 }
 
-// A flat button with a picture from the shared ones: a QIcon of the vector file would add a pixmap to the cache for each
-// notice.
-QPushButton *flatButton(const char *name, const QString &picture, const QSize &size, QWidget *parent)
+QPushButton *flatButton(const char *name, const QString &text, QWidget *parent)
 {
-    auto *button = new QPushButton(parent);
+    auto *button = new QPushButton(text, parent);
     button->setObjectName(QLatin1String(name));
-    button->setIcon(picture::load(picture, size, qApp->devicePixelRatio()));
-    button->setIconSize(size);
     button->setFlat(true);
     button->setFont(fontOf(FontSize));
     button->setCursor(Qt::PointingHandCursor);
     button->setFocusPolicy(Qt::TabFocus);
     return button;
+}
+
+// Sets a picture from the shared ones: a QIcon of the vector file would add a pixmap to the cache for each notice.
+void dress(QPushButton *button, const QString &sheet, const QString &picture, const QSize &size)
+{
+    button->setStyleSheet(sheet);
+    button->setIconSize(size);
+    button->setIcon(picture::load(picture, size, qApp->devicePixelRatio()));
 }
 
 } // namespace
@@ -225,7 +233,7 @@ void NotifyWnd::CreateCtrl()
 {
     m_msgCenterButton->show();
     m_badge->clear();
-    m_badge->setStyleSheet(QString()); // the next paint event sets the one that the number needs
+    m_isDressed = false;
     update();
     m_msgCenterButton->setAccessibleName(QStringLiteral("消息中心"));
     if (m_unreadCount < 1)
@@ -275,10 +283,19 @@ void NotifyWnd::endPaintWait()
     emit firstPainted();
 }
 
+// Not before the mapping: sheets and pictures take a third of the time until then, and load plug-ins the first time.
+void NotifyWnd::dressButtons()
+{
+    if (std::exchange(m_isDressed, true))
+        return;
+    dress(m_msgCenterButton, msgCenterSheet(), look::icon::MessageCenter, CenterIcon);
+    dress(m_closeButton, closeSheet(), look::icon::CloseNotice, CloseIcon);
+    m_badge->setStyleSheet(m_badge->text().isEmpty() ? emptyBadgeSheet() : badgeSheet());
+}
+
 void NotifyWnd::paintEvent(QPaintEvent *)
 {
-    if (m_badge->styleSheet().isEmpty()) // not before the mapping: the picture makes Qt load every image plug-in
-        m_badge->setStyleSheet(m_badge->text().isEmpty() ? emptyBadgeSheet() : badgeSheet());
+    dressButtons();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
@@ -338,9 +355,7 @@ void NotifyWnd::InitUi()
     m_link = new LinkLabel(m_background);
     setLook(m_link, "notify-url", fontOf(FontSize));
     connect(m_link, &QLabel::linkActivated, this, &NotifyWnd::OnlinkActivated);
-    m_msgCenterButton = flatButton("notify-msgcenter-btn", look::icon::MessageCenter, QSize(18, 18), m_background);
-    m_msgCenterButton->setText(QStringLiteral("消息中心 "));
-    m_msgCenterButton->setStyleSheet(msgCenterSheet());
+    m_msgCenterButton = flatButton("notify-msgcenter-btn", QStringLiteral("消息中心 "), m_background);
     m_msgCenterButton->hide(); // until CreateCtrl()
     connect(m_msgCenterButton, &QPushButton::clicked, this, &NotifyWnd::MsgBtnClick);
     m_badge = new QLabel(m_msgCenterButton);
@@ -349,14 +364,15 @@ void NotifyWnd::InitUi()
     m_badge->setFont(fontOf(11));
     m_badge->setScaledContents(true);
     m_badge->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
-    m_closeButton = flatButton("notify-close-btn", look::icon::CloseNotice, QSize(16, 16), m_background);
+    m_closeButton = flatButton("notify-close-btn", QString(), m_background);
     m_closeButton->setAccessibleName(QStringLiteral("关闭"));
-    m_closeButton->setStyleSheet(closeSheet());
     connect(m_closeButton, &QPushButton::clicked, this, &NotifyWnd::CloseDlg);
 
-    const QSize hint = m_msgCenterButton->sizeHint();
-    m_msgCenterButton->setGeometry(6, 5, hint.width() + BadgeSize, qMax(hint.height(), BadgeSize));
-    m_badge->setGeometry(hint.width(), (m_msgCenterButton->height() - BadgeSize) / 2, BadgeSize, BadgeSize);
+    const QSize text = m_msgCenterButton->fontMetrics().size(Qt::TextShowMnemonic, m_msgCenterButton->text());
+    const QSize content(CenterIcon.width() + IconGap + text.width(), qMax(CenterIcon.height(), text.height()));
+    const QSize button = content + CenterButtonFrame;
+    m_msgCenterButton->setGeometry(6, 5, button.width() + BadgeSize, qMax(button.height(), BadgeSize));
+    m_badge->setGeometry(button.width(), (m_msgCenterButton->height() - BadgeSize) / 2, BadgeSize, BadgeSize);
 }
 
 void NotifyWnd::makeBody()

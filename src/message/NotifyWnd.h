@@ -67,6 +67,7 @@ private:
     void SetPicPath(const QString &path);
     void showPicture(const QImage &image);
     void showTitle(const QString &title);
+    void dressButtons();
     void setLink(const QString &text, const QString &address);
     void ResizeWnd();
     void grow();
@@ -77,6 +78,7 @@ private:
     int m_unreadCount = 0;
     void (*m_callback)() = nullptr;
     bool m_painted = false;
+    bool m_isDressed = false; // the buttons have their sheets and pictures
 
     QWidget *m_background = nullptr;
     ElideLabel *m_title = nullptr;
