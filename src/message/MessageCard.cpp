@@ -28,7 +28,7 @@ QPixmap cornersOf(const QColor &border, const QColor &ground, int thick, qreal r
     const QSize size(2 * FrameRadius, 2 * FrameRadius);
     QPixmap corners(size * ratio);
     corners.setDevicePixelRatio(ratio);
-    corners.fill(Qt::transparent);
+    corners.fill(Qt::white); // the list's ground
     QPainter painter(&corners);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(border, thick));

@@ -20,6 +20,21 @@ QString barSheet(const QWidget *w)
 {
     return look::thinScrollBars(QString(), 8, QStringLiteral("white"), look::BorderGrey, w);
 }
+
+template <class Widget>
+using Places = std::vector<std::pair<Widget *, QRect>>;
+
+// Qt moves a widget's picture, instead of painting the widget again, where no later one lies over its way: the last one
+// is moved first when they move down.
+template <class Widget>
+void place(const Places<Widget> &places)
+{
+    const bool isDown = !places.empty() && places.back().second.top() > places.back().first->y();
+    for (size_t i = 0; i < places.size(); ++i) {
+        const auto &[widget, rect] = places[isDown ? places.size() - 1 - i : i];
+        widget->setGeometry(rect);
+    }
+}
 } // namespace
 
 /// Stacks its children, which are items, and keeps their common height.
@@ -30,14 +45,17 @@ public:
         : QWidget(parent)
     {
         setAttribute(Qt::WA_StaticContents); // an item that grows repaints nothing above it
+        setAutoFillBackground(true);         // opaque, which lets its picture be moved
     }
 
     void invalidate() { m_fittedWidth = -1; }
 
+    /// Takes the width. @return the height that it needs then; placeItems() follows when it has that size
     int fitToWidth(int width, int gap)
     {
         if (width == m_fittedWidth)
             return height();
+        m_places.clear();
         int top = 0;
         for (QObject *child : children()) {
             auto *item = static_cast<CMessageListItem *>(child);
@@ -46,15 +64,22 @@ public:
                 continue;
             }
             const int height = item->fitToWidth(width);
-            item->setGeometry(0, top, width, height);
+            m_places.emplace_back(item, QRect(0, top, width, height));
             top += height + gap;
         }
         m_fittedWidth = width;
         return top;
     }
 
+    void placeItems()
+    {
+        place(m_places);
+        m_places.clear();
+    }
+
 private:
-    int m_fittedWidth = -1; // -1: to be arranged
+    Places<CMessageListItem> m_places; // to be taken
+    int m_fittedWidth = -1;            // -1: to be arranged
 };
 
 MessageList::MessageList(QWidget *parent)
@@ -194,11 +219,15 @@ void MessageList::arrange()
     const int end = look::scaled(4, this);
     const int width = qMax(1, viewport()->width() - 2 * margin);
     int top = end;
+    Places<MessageChunk> places;
     for (MessageChunk *chunk : m_chunks) {
         const int height = chunk->fitToWidth(width, m_card.gap());
-        chunk->setGeometry(margin, top, width, height);
+        places.emplace_back(chunk, QRect(margin, top, width, height));
         top += height;
     }
+    place(places);
+    for (MessageChunk *chunk : m_chunks)
+        chunk->placeItems();
     top += qMax(0, m_total - int(m_items.size())) * (m_card.collapsedHeight() + m_card.gap());
     m_content->resize(viewport()->width(), qMin(top + end, QWIDGETSIZE_MAX));
     showChunks();

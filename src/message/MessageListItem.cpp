@@ -45,6 +45,7 @@ CMessageListItem::CMessageListItem(sMsgData *message, bool expanded, QWidget *pa
 {
     // One item at a time is a stop of the Tab key; the list moves that along.
     setFocusPolicy(Qt::ClickFocus);
+    setAttribute(Qt::WA_OpaquePaintEvent); // moves its picture instead of painting it again
 }
 
 int CMessageListItem::fitToWidth(int width)
