@@ -48,9 +48,11 @@ QString elided(const QString &text, const QFont &font, int width, int lines)
     QString flat = brief(text);
     flat.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
     const QFontMetrics metrics(font);
-    if (lines <= 1 || metrics.horizontalAdvance(flat) <= width)
+    if (lines <= 1)
         return metrics.elidedText(flat, Qt::ElideRight, width);
     QStringList result = broken(flat, font, width, lines);
+    if (result.size() <= 1)
+        return flat;
     result.last() = metrics.elidedText(result.last(), Qt::ElideRight, width);
     return result.join(QLatin1Char('\n'));
 }
