@@ -400,22 +400,28 @@ private:
 
     void addWords(int from, int to)
     {
-        for (int i = from; i < to; ++i) {
+        int i = from;
+        const auto copy = [&](int end) {
+            m_result.text += m_source.midRef(from, end - from);
+            from = end;
+        };
+        for (; i < to; ++i) {
             const QChar c = m_source.at(i);
             if (!m_policy.blocks && c == QLatin1Char('\r') && startsWith(i, "\r\n")) {
+                copy(i);
                 m_result.text += QLatin1String("<br>");
                 m_unbroken = 0;
-                ++i;
+                from = ++i + 1;
                 continue;
             }
-            const int entity = c == QLatin1Char('&') ? entityLength(m_source, i) : 0;
-            if (entity > 0)
-                m_result.text += m_source.midRef(i, entity);
-            else
-                m_result.text += c;
-            i += qMax(0, entity - 1);
-            countUnbroken(c);
+            if (c == QLatin1Char('&'))
+                i += qMax(0, entityLength(m_source, i) - 1);
+            if (needsBreakAfter(c)) {
+                copy(i + 1);
+                m_result.text += BreakHere;
+            }
         }
+        copy(i);
     }
 
     void addPlainText()
@@ -424,19 +430,20 @@ private:
         m_unbroken = 0;
         for (const QChar c : m_source.left(m_end)) {
             m_result.text += c;
-            countUnbroken(c);
+            if (needsBreakAfter(c))
+                m_result.text += BreakHere;
         }
         m_result.text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
     }
 
     // The layout takes quadratic time over a run that it cannot break, and a box grows as wide as its longest one.
-    void countUnbroken(QChar c)
+    bool needsBreakAfter(QChar c)
     {
-        m_unbroken = c.isSpace() || isIdeograph(c) ? 0 : m_unbroken + 1;
-        if (m_unbroken >= m_policy.longWord && !c.isHighSurrogate()) {
-            m_result.text += BreakHere;
-            m_unbroken = 0;
-        }
+        m_unbroken = isIdeograph(c) || c.isSpace() ? 0 : m_unbroken + 1;
+        if (m_unbroken < m_policy.longWord || c.isHighSurrogate())
+            return false;
+        m_unbroken = 0;
+        return true;
     }
 
     const QString &m_source;
