@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSize>
+#include <QTimer>
 #include <QtNumeric>
 
 // Waiting, and times of mapping, in a program that both shows the manager's windows and watches the X server. GUI thread.
@@ -15,17 +16,19 @@ inline double since(int64_t beginNs, int64_t endNs) // milliseconds
     return double(endNs - beginNs) / 1e6;
 }
 
-/// False when a minute was not enough.
+/// Sleeps between the events, as a host does: a busy loop would slow other threads. False when a minute was not enough.
 template <class Condition>
 bool waitUntil(Condition met)
 {
     constexpr int TimeoutMs = 60000;
     QElapsedTimer timer;
     timer.start();
+    QTimer look; // for what other threads see
+    look.start(1);
     while (!met()) {
         if (timer.elapsed() > TimeoutMs)
             return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
     }
     return true;
 }
