@@ -8,6 +8,7 @@
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
 #include "support/SavedPicture.h"
+#include "widgets/Compositor.h"
 #include "widgets/SafeHtml.h"
 #include <QAccessible>
 #include <QElapsedTimer>
@@ -71,6 +72,9 @@ private slots:
         const QSize usable = window->ScreenSize();
         QCOMPARE(window->pos(),
                  QPoint(usable.width() - (window->width() - 1) - 11, usable.height() - (window->height() - 1) - 11));
+        window->setMask(QRegion(1, 1, 5, 5)); // as without a compositor
+        emit Compositor::instance()->changed();
+        QVERIFY(window->mask().isEmpty());
     }
 
     void badge()

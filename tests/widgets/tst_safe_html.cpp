@@ -74,6 +74,9 @@ private slots:
             QCOMPARE(document.toPlainText().remove(QChar(0x200B)), "a&" + text);
         }
         QCOMPARE(reduce(QString(60, 'x'), safehtml::box()).text.count(QChar(0x200B)), 2);
+        const QString part(safehtml::card().longWord - 1, 'x'); // two are one word, unless a block ends between them
+        QCOMPARE(reduce("<b>" + part + "</b>" + part, safehtml::card()).text.count(QChar(0x200B)), 1);
+        QCOMPARE(reduce("<p>" + part + "</p>" + part, safehtml::card()).text.count(QChar(0x200B)), 0);
     }
 
     void cuts()
