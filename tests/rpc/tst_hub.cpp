@@ -87,10 +87,12 @@ private slots:
             QVERIFY2(isAnnounced("signal 9", pause), pause);
         }
         const int last = nextPid();
+        const quint16 port = m_box->hubPort();
         m_box->killHub();
         QTRY_VERIFY(!isAlive(last));
         m_box->writeServices("exit 3\n"); // dies at its start
         QVERIFY(m_box->startHubAlone());
+        QCOMPARE(m_box->hubPort(), port); // remembered
         for (const char *pause : {"100", "200", "400", "800", "1600"})
             QVERIFY2(isAnnounced("exit code 3", pause), pause);
     }
