@@ -132,6 +132,10 @@ private slots:
             }
             window->grab();
         }
+        const QFontMetrics metrics(QApplication::font());
+        const int tenWide = 10 * metrics.horizontalAdvance("中");
+        QVERIFY(GetRowsByLabelText(metrics, QString(40, QChar(0x4e2d)), tenWide) >= 4);
+        QCOMPARE(GetRowsByLabelText(metrics, "中", 1), 1);
     }
 
     void bodyGrowsByItsPicture()
