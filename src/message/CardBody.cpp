@@ -214,7 +214,7 @@ int CardBody::fitToWidth(int width)
         m_link->setFixedWidth(width);
         m_link->showLink(CreateAbbreviationString(m_link->accessibleName(), m_link->font(), m_link),
                          m_item->message().LinkAdress, linkLook());
-        place(m_link, QSize(width, m_link->sizeHint().height()));
+        place(m_link, QSize(width, m_link->heightForWidth(width)));
     }
     resize(width, bottom);
     m_fittedWidth = width;

@@ -462,8 +462,9 @@ void NotifyWnd::ResizeWnd()
 {
     const bool hasPicture = !m_picture->isHidden();
     const bool hasLink = !m_link->isHidden();
-    if (hasLink)
-        m_link->resize(m_link->sizeHint() + QSize(SideMargin, 0));
+    if (hasLink) // not by its size hint, for which QLabel lays its markup out six times
+        m_link->resize(m_link->fontMetrics().horizontalAdvance(m_link->accessibleName()) + SideMargin,
+                       m_link->heightForWidth(0));
     if (hasPicture)
         m_picture->resize(m_picture->sizeHint());
     const int rows = m_title->height() + (hasLink ? m_link->height() : 0) + (hasPicture ? m_picture->height() : 0);
