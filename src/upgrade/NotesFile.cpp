@@ -12,7 +12,6 @@
 #include <QTextCursor>
 #include <QTextDocumentFragment>
 #include <QTextOption>
-#include <QTextStream>
 #include <QTextTable>
 #include <QThread>
 #include <QVector>
@@ -314,9 +313,8 @@ std::optional<QString> readFile(const QString &path)
     if (!file.atEnd())
         VT_LOG(warning)
             << QStringLiteral("更新说明文件过大，只显示前%1字节：%2").arg(QString::number(MaxFileSize), shown);
-    QTextStream stream(bytes);
-    stream.setCodec(GetCorrectUnicode(bytes).constData());
-    return stream.readAll().remove(QChar(0));
+    QTextCodec *codec = QTextCodec::codecForName(GetCorrectUnicode(bytes));
+    return QTextCodec::codecForUtfText(bytes, codec)->toUnicode(bytes).remove(QChar(0));
 }
 
 std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner)
