@@ -350,9 +350,8 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
 void CUpgradeTableWidget::stopAllTask()
 {
     ++m_poll;
-    const auto running = m_progressByName;
-    for (CUpgradeProgress *progress : running)
-        progress->cancelDownloadTask();
+    for (int row = 0; row < rowCount(); ++row)
+        progressAt(row)->cancelDownloadTask();
     setRowCount(0);
     const QMutexLocker locker(&m_rowsLock);
     m_progressByName.clear();

@@ -1,6 +1,6 @@
 #pragma once
 #include "upgrade/controls/UpgradeTableDelegate.h"
-#include <QMap>
+#include <QHash>
 #include <QMutex>
 #include <QPointer>
 #include <QTableWidget>
@@ -88,7 +88,7 @@ private:
     void releaseFocus(int row);
 
     CUpgradeTableDelegate *m_delegate = nullptr;
-    QMap<QString, CUpgradeProgress *> m_progressByName; ///< the widgets in column 1, which know their rows
+    QHash<QString, CUpgradeProgress *> m_progressByName; ///< the widgets in column 1, which know their rows
     QMutex m_rowsLock; ///< guards the map and the rows; never held where a window can be shown
     bool errorReportShowing = false;
     QPointer<QWidget> m_parentDlg;
