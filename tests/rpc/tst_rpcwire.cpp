@@ -28,10 +28,11 @@ std::shared_ptr<grpc::Channel> channelTo(const std::string &target)
     return grpc::CreateCustomChannel(target, grpc::InsecureChannelCredentials(), args);
 }
 
-void setDeadline(grpc::ClientContext &context)
+/// Of a call with a deadline.
+struct Context final : grpc::ClientContext
 {
-    context.set_deadline(std::chrono::system_clock::now() + std::chrono::seconds(30));
-}
+    Context() { set_deadline(std::chrono::system_clock::now() + std::chrono::seconds(30)); }
+};
 
 v1::CallRequest echoRequest()
 {
@@ -169,7 +170,7 @@ private Q_SLOTS:
         (*request.mutable_input()->mutable_values())["x"].set_bytes_value(std::string(3 << 20, 'x'));
         struct Call
         {
-            grpc::ClientContext context;
+            Context context;
             v1::CallResponse response;
             grpc::Status status;
             std::unique_ptr<grpc::ClientAsyncResponseReader<v1::CallResponse>> reader;
@@ -179,7 +180,6 @@ private Q_SLOTS:
         for (int i = 0; i < Calls; ++i) {
             calls.push_back(std::make_unique<Call>());
             Call &call = *calls.back();
-            setDeadline(call.context);
             call.reader = stub->AsyncCall(&call.context, request, &queue);
             call.reader->Finish(&call.response, &call.status, &call);
         }
@@ -204,8 +204,7 @@ private Q_SLOTS:
     {
         v1::CallRequest request = echoRequest();
         (*request.mutable_input()->mutable_values())["x"].set_bytes_value(std::string(256 << 20, '\0'));
-        grpc::ClientContext context;
-        setDeadline(context);
+        Context context;
         context.set_compression_algorithm(GRPC_COMPRESS_GZIP);
         v1::CallResponse response;
         const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, request, &response);
@@ -250,8 +249,7 @@ private Q_SLOTS:
     /// After every test: the peer still answers and has stayed small.
     void cleanup()
     {
-        grpc::ClientContext context;
-        setDeadline(context);
+        Context context;
         context.set_wait_for_ready(true); // a hostile connection may have been closed
         v1::CallResponse response;
         const grpc::Status status = v1::Invoker::NewStub(m_channel)->Call(&context, echoRequest(), &response);
@@ -263,7 +261,7 @@ private Q_SLOTS:
 private:
     v1::ObjectRef resolve()
     {
-        grpc::ClientContext context;
+        Context context;
         v1::ResolveRequest request;
         v1::ObjectRef ref;
         request.set_tag("wire");
@@ -273,8 +271,7 @@ private:
     /// Registers, and waits until the hub ends the lease.
     grpc::Status endOfLease(const v1::RegisterRequest &request)
     {
-        grpc::ClientContext context;
-        setDeadline(context);
+        Context context;
         v1::RegisterReply reply;
         const auto reader = v1::Hub::NewStub(m_hub)->Register(&context, request);
         while (reader->Read(&reply)) {
@@ -286,8 +283,7 @@ private:
         const grpc::Slice slice(bytes);
         const grpc::ByteBuffer out(&slice, 1);
         grpc::ByteBuffer in;
-        grpc::ClientContext context;
-        setDeadline(context);
+        Context context;
         grpc::CompletionQueue queue;
         grpc::GenericStub stub(m_channel);
         const auto call = stub.PrepareUnaryCall(&context, "/tarn.v1.Invoker/Call", out, &queue);
