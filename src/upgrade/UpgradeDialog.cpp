@@ -176,15 +176,13 @@ bool CUpgradeDialog::focusNextPrevChild(bool next)
     return true;
 }
 
-// The window manager's close command asks like the close button.
+// The window manager's close command asks like the close button, after the event: within it, close() does nothing.
 void CUpgradeDialog::closeEvent(QCloseEvent *event)
 {
-    if (!event->spontaneous()) {
-        ToolDialog::closeEvent(event);
-        return;
-    }
+    if (!event->spontaneous())
+        return ToolDialog::closeEvent(event);
     event->ignore();
-    onCloseBtnClicked();
+    QMetaObject::invokeMethod(this, &CUpgradeDialog::onCloseBtnClicked, Qt::QueuedConnection);
 }
 
 void CUpgradeDialog::initDialog()
