@@ -211,6 +211,9 @@ private slots:
         QCOMPARE(border("乙"), marked);
         QVERIFY(border("甲") != marked);
         const auto *name = prompt.row("甲")->findChild<QLabel *>("productName");
+        const auto buttons = prompt.row("甲")->buttons();
+        QVERIFY(name->x() > 0 && name->geometry().right() < buttons.at(0)->x());
+        QVERIFY(buttons.at(0)->geometry().right() < buttons.at(1)->x());
         for (const QEvent::Type type : {QEvent::Enter, QEvent::Leave}) {
             QEvent event(type);
             QCoreApplication::sendEvent(prompt.row("甲"), &event);
