@@ -402,7 +402,7 @@ private slots:
         m_dialog->showUpgradeDialog();
         QVERIFY(m_dialog->findChild<QLabel *>("noDataText")->isVisible());
         m_dialog->windowHandle()->close(); // as the window manager does; the empty window asks nothing
-        QTRY_VERIFY(!m_dialog->isVisible());
+        QTRY_VERIFY(!m_dialog->isVisible() && !m_tray->isVisible());
     }
 
     void requestWhosePollEndsTheOldTasks()
