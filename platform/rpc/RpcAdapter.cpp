@@ -38,10 +38,10 @@ QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &i
 
 } // namespace
 
-bool registerFactory(const QString &interfaceName, SkeletonFactory factory)
+bool registerFactory(const QString &interfaceName, const SkeletonFactory &factory)
 {
     const QMutexLocker lock(&table().mutex);
-    table().factories.insert(interfaceName, std::move(factory));
+    table().factories.insert(interfaceName, factory);
     return true;
 }
 

@@ -13,7 +13,7 @@ using SkeletonFactory = std::function<QSharedPointer<IInvocable>(const std::any 
 
 /// Has objects of this interface served through the factory; objects of any other name must be IInvocable. Thread-safe;
 /// also during static initialisation. @return true
-TARN_RPC_EXPORT bool registerFactory(const QString &interfaceName, SkeletonFactory factory);
+TARN_RPC_EXPORT bool registerFactory(const QString &interfaceName, const SkeletonFactory &factory);
 
 /// The pointer inside, null with the reason when there is none of that type.
 template <class Interface>
