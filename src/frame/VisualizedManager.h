@@ -56,9 +56,9 @@ private:
 
     void ShowCloudLoginDlg(const CCloudLoginEventData &data);
     void ShowNotifyMessageDlg(const CNotifyMsgEventData &data);
-    /// The network-licence sign-in is not part of this product; its requests are refused before they are posted.
-    void ShowNetLockDlg(const CNetLockLoginEventData &) {}
     void ShowMessageCenterDlg(const CMsgCenterEventData &data);
+    /// The network-licence sign-in is not part of this product; its two requests are refused before they are posted.
+    void ShowNetLockDlg(const CNetLockLoginEventData &) {}
     void NotifyLicParentFinish(const CNotifyLicEventData &) {}
     void NotifyCloudParentFinish(const CNotifyCloudEventData &data);
     void showUpgradeExplainDialog(const CUpgradeExplainEveData &data);

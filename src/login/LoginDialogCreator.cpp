@@ -55,7 +55,7 @@ LoginDialogCreator::LoginDialogCreator()
         moveToThread(QCoreApplication::instance()->thread());
 }
 
-// Deletes the dialog now: the event loop may not run again. A closed one has ended its sign-ins.
+// Deletes the dialog now: the event loop may not run again. look::deleteWindows() deletes those that are closed.
 LoginDialogCreator::~LoginDialogCreator()
 {
     delete m_dialog.exchange(nullptr);

@@ -241,8 +241,8 @@ void centreOverParent(QDialog *box)
 {
     const QWidget *parent = box->parentWidget() ? box->parentWidget()->window() : QApplication::activeWindow();
     const QRect area = parent && parent != box ? parent->geometry() : placement::availableFor(nullptr);
-    box->move(area.x() + (area.width() - box->width()) / 2, area.y() + (area.height() - box->height()) / 2);
-    placement::keepOnScreen(box);
+    const QPoint corner(area.x() + (area.width() - box->width()) / 2, area.y() + (area.height() - box->height()) / 2);
+    placement::placeOnScreen(box, QRect(corner, box->size()));
 }
 
 } // namespace tarn::visualized

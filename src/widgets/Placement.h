@@ -23,7 +23,7 @@ QRect inside(const QRect &window, const QRect &area);
 /// Moves the window into the available area of the screen under its centre, or of the nearest one. Size and a position
 /// that is all right are left alone.
 void keepOnScreen(QWidget *window);
-/// keepOnScreen() for a window that is to come to the place: Qt mistakes the scale when a window is moved twice.
+/// Moves the window to the place, as far as keepOnScreen() allows, in one step: Qt takes the wrong scale for a second one.
 void placeOnScreen(QWidget *window, const QRect &place);
 /// CToolkit::SetDlgToScreenCenter(); where that is a place on another screen, moves on to the middle of the primary one.
 void centreOnPrimary(QWidget *window);

@@ -5,6 +5,7 @@
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QFrame>
+#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPointer>
 #include <QWindow>
@@ -96,11 +97,15 @@ void ToolDialog::setVisible(bool visible)
         front::neutralFocus(this);
 }
 
+// At an edge, the new size can put the centre on the screen before, where Qt would change the scale again: the window is
+// moved on to its new screen unless the user holds it.
 void ToolDialog::keepFixedSize()
 {
-    const QSize allowed = size().expandedTo(minimumSize()).boundedTo(maximumSize());
-    if (allowed != size())
-        resize(allowed);
+    const QRect place(pos(), size().expandedTo(minimumSize()).boundedTo(maximumSize()));
+    if (place.size() == size())
+        return;
+    const bool isHeld = QGuiApplication::mouseButtons() != Qt::NoButton;
+    setGeometry(isHeld ? place : placement::inside(place, placement::availableFor(this)));
 }
 
 // QDialog's own handler would call reject() and be called again.

@@ -8,31 +8,32 @@ void WindowDrag::press(const QPoint &global)
     // position from in between.
     const auto *bar = m_window->findChild<CustomTitleBar *>();
     const std::optional<QPoint> pressed = bar ? bar->pressInWindow() : std::nullopt;
-    begin(pressed.value_or(global - m_window->geometry().topLeft()));
+    begin(pressed.value_or(global - m_window->geometry().topLeft()), false);
 }
 
-void WindowDrag::begin(const QPoint &inWindow)
+void WindowDrag::begin(const QPoint &inWindow, bool byBody)
 {
     m_offset = inWindow + (m_window->geometry().topLeft() - m_window->pos()); // QWidget::move() counts a frame, if any
-    m_active = true;
+    m_isActive = true;
+    m_isByBody = byBody;
 }
 
 void WindowDrag::move(const QPoint &global)
 {
-    if (m_active)
+    if (m_isActive)
         m_window->move(global - m_offset);
 }
 
 bool WindowDrag::handle(QMouseEvent *event, Qt::MouseButtons buttons)
 {
     const bool presses = event->type() == QEvent::MouseButtonPress && event->button() & buttons;
-    const bool moves = event->type() == QEvent::MouseMove && m_active && event->buttons() & buttons;
-    const bool releases = event->type() == QEvent::MouseButtonRelease && m_active && !(event->buttons() & buttons);
+    const bool moves = event->type() == QEvent::MouseMove && m_isByBody && event->buttons() & buttons;
+    const bool releases = event->type() == QEvent::MouseButtonRelease && m_isByBody && !(event->buttons() & buttons);
     if (presses)
-        begin(event->windowPos().toPoint());
+        begin(event->windowPos().toPoint(), true);
     else if (moves)
         move(event->globalPos());
     else if (releases)
-        m_active = false;
+        m_isByBody = false;
     return presses || moves || releases;
 }

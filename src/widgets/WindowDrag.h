@@ -24,9 +24,10 @@ public:
     bool handle(QMouseEvent *event, Qt::MouseButtons buttons = Qt::LeftButton);
 
 private:
-    void begin(const QPoint &inWindow);
+    void begin(const QPoint &inWindow, bool byBody);
 
     QWidget *const m_window;
     QPoint m_offset;
-    bool m_active = false;
+    bool m_isActive = false;
+    bool m_isByBody = false; // not by the title bar, whose release does not arrive here
 };

@@ -81,5 +81,17 @@ class ScaledBoth(Screens):
     scales = {LEFT: 1.25, PRIMARY: 1.25}
 
 
+class ScaledLeft(Screens):
+    scales = {LEFT: 1.25, PRIMARY: 1}
+
+    def test_left_between_the_screens(self):
+        """Where its centre is on the right screen with the size of the left one, and the other way round."""
+        self.session.call("ShowMessageCenter", msg_center_rect={"$rect": [100, 100, 100, 60]})
+        window = self.sized(CENTER, LEFT)
+        self.desktop.resource(window.id).configure(x=600, y=10)
+        self.sized(CENTER, PRIMARY)
+        self.desktop.close("CMsgCenterDlg")
+
+
 if __name__ == "__main__":
     main()
