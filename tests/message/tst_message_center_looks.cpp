@@ -129,7 +129,7 @@ private slots:
         QCOMPARE(reports().size(), 2);
     }
 
-    // In proportion; pipes and devices are left out and hold up nothing.
+    // In proportion; a pipe is left out and holds up nothing.
     void pictures()
     {
         QTemporaryDir dir;
