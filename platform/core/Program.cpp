@@ -139,7 +139,8 @@ void handle(int signalNumber, void (*handler)(int))
 
 bool hasArgument(int argc, char **argv, const char *name)
 {
-    return std::any_of(argv + 1, argv + argc, [name](const char *each) { return std::strcmp(each, name) == 0; });
+    return std::any_of(argv + qMin(argc, 1), argv + argc,
+                       [name](const char *each) { return std::strcmp(each, name) == 0; });
 }
 
 void prepareProgram(bool place, bool verbose)

@@ -1,6 +1,7 @@
 #include "hub/PortReservation.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <cerrno>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -31,9 +32,11 @@ bool PortReservation::lock(QString *error)
     const QString dir = tarn::rpc::runtimeDir(error);
     if (dir.isEmpty())
         return false;
-    m_lock.setFileName(dir + QStringLiteral("/hub.lock"));
-    if (!m_lock.open(QIODevice::ReadWrite)) {
-        *error = QStringLiteral("%1 cannot be opened: %2").arg(lockFile(), m_lock.errorString());
+    m_lockFile = dir + QStringLiteral("/hub.lock");
+    // By the system call: QFile would follow a link and let others read the file.
+    const int fd = ::open(QFile::encodeName(lockFile()).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0 || !m_lock.open(fd, QIODevice::ReadWrite, QFileDevice::AutoCloseHandle)) {
+        *error = QStringLiteral("%1 cannot be opened: %2").arg(lockFile(), qt_error_string(errno));
         return false;
     }
     if (::flock(m_lock.handle(), LOCK_EX | LOCK_NB) != 0) {

@@ -15,7 +15,7 @@ public:
     /// Takes lock and port; the last hub's port when it is free.
     bool reserve(QString *error);
     quint16 port() const { return m_port; }
-    QString lockFile() const { return m_lock.fileName(); }
+    QString lockFile() const { return m_lockFile; }
     /// Whether the lock file still has its path; otherwise another hub can start beside this one.
     bool isInPlace() const;
 
@@ -24,6 +24,7 @@ private:
     bool bindPort(quint16 wanted);
     void remember();
 
+    QString m_lockFile;
     QFile m_lock;
     int m_socket = -1;
     quint16 m_port = 0;

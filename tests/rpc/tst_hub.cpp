@@ -71,6 +71,10 @@ private slots:
         QCOMPARE(publishedText(), QByteArray::number(m_box->hubPort())); // untouched
         rpc::Rpc client;
         QVERIFY(client.init(m_box->settings()));
+        m_box->killHub();
+        const QString lock = m_box->runtimeDir() + "/hub.lock";
+        QVERIFY(QFile::remove(lock) && QFile::link(m_box->path("elsewhere"), lock));
+        QVERIFY(outputOf(m_box->newHub()).contains("hub.lock cannot be opened"));
     }
 
     void servicesComeBackAndEndWithTheHub()
@@ -87,8 +91,11 @@ private slots:
             QVERIFY2(isAnnounced("signal 9", pause), pause);
         }
         const int last = nextPid();
-        const quint16 port = m_box->hubPort();
+        const quint16 port = 20000 + QCoreApplication::applicationPid() % 10000; // the system gives others away
         m_box->killHub();
+        QFile lock(m_box->runtimeDir() + "/hub.lock");
+        QVERIFY(lock.open(QIODevice::WriteOnly) && lock.write(QByteArray::number(port)) > 0);
+        lock.close();
         QTRY_VERIFY(!isAlive(last));
         m_box->writeServices("exit 3\n"); // dies at its start
         QVERIFY(m_box->startHubAlone());
@@ -118,8 +125,11 @@ private slots:
         QVERIFY(hub);
         QTRY_VERIFY(QFileInfo(m_box->path("starts")).size() >= 6); // it wrote lines meanwhile
         QVERIFY(hub->call("Ping", {}).arrived());
+        QSharedMemory attached(hub::PortSegmentKey); // keeps the segment
+        QVERIFY(attached.attach(QSharedMemory::ReadOnly));
         ::kill(static_cast<pid_t>(m_box->hub()->processId()), SIGHUP);
         QVERIFY(m_box->hub()->waitForFinished(10000));
+        QCOMPARE(publishedText(), QByteArray());
         QCOMPARE(m_box->hub()->exitStatus(), QProcess::NormalExit);
         QCOMPARE(rpc::hubPort(), quint16(0));
     }

@@ -284,7 +284,7 @@ private slots:
         const auto pid = static_cast<pid_t>(peer->processId());
         rlimit limit = {};
         QCOMPARE(::prlimit(pid, RLIMIT_NOFILE, nullptr, &limit), 0);
-        const rlimit none = {3, limit.rlim_max}; // as many as are open anyway
+        const rlimit none = {3, limit.rlim_max}; // no new descriptor can be opened
         QCOMPARE(::prlimit(pid, RLIMIT_NOFILE, &none, nullptr), 0);
         const int silent = connectTo(entries.first().toMap().value("endpoint").toString().mid(5)); // after "unix:"
         QVERIFY(!awaitLine(peer.get(), "a connection waits: ").isNull());
@@ -295,7 +295,7 @@ private slots:
         ::close(silent);
     }
 
-    void killedHubComesBackOnAnotherPort()
+    void killedHubComesBack()
     {
         std::atomic_int notices = 0;
         m_rpc->setHubLost([&] { ++notices; });
