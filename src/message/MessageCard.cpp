@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QPainter>
+#include <QtMath>
 #include <map>
 #include <memory>
 
@@ -109,7 +110,7 @@ void MessageCard::drawFrame(QPainter *painter, const QSize &size, bool isSelecte
     painter->fillRect(down, border);
     painter->fillRect(across.adjusted(thick, 0, -thick, 0), ground);
     painter->fillRect(down.adjusted(0, thick, 0, -thick), ground);
-    const int side = int(FrameRadius * ratio);
+    const int side = qCeil(FrameRadius * ratio); // no pixel is left out at 1.1
     for (const int x : {0, 1}) {
         for (const int y : {0, 1})
             painter->drawPixmap(x * (rect.width() - FrameRadius), y * (rect.height() - FrameRadius), corners, x * side,
