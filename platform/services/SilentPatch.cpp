@@ -233,10 +233,11 @@ private:
         return m_tools.present(Operation, {{{key::SoftwareName, m_software.name}, {key::QueryOnly, true}}, {}});
     }
 
+    // A query that fails changes nothing. It must not throw either: a scope guard calls this.
     void askState()
     {
         if (m_shown)
-            keepState(query());
+            errorOf([this] { keepState(query()); });
     }
 
     // The service reports an end once, so it is kept. It does not decide about a running installation: the installer

@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <cstdio>
+#include <stdexcept>
 
 using namespace tarn;
 using rpc::Bag;
@@ -166,6 +167,10 @@ void TestSilentPatch::failuresOfTheWindow()
     m_state = [this] { return patchVersion() == "1.9.5" ? 99 : 1; };
     QCOMPARE(patch().output.values.value(key::SilentState), QVariant(99)); // too late to undo anything
     QCOMPARE(patchVersion(), QString("1.9.5"));
+
+    init();
+    m_state = [this] { return patchVersion() == "1.9.5" ? throw std::runtime_error("no answer") : 1; };
+    QVERIFY(patch().accepted);
 }
 
 void TestSilentPatch::otherTasksAreLeftAlone()
