@@ -56,15 +56,15 @@ public:
         return base.resolved(QUrl(value)).toString();
     }
 
-    bool contains(const QString &key) const { return values().contains(key); }
+    bool contains(const QString &key) const { return !values().value(key).isNull(); }
     Node object(const QString &key) const { return {values().value(key), placeOf(key), m_directory}; }
 
-    // Converts each object of an array with read(). A missing array gives an empty list.
+    // Converts each object of an array with read(). A missing array or null gives an empty list.
     template <class Read>
     auto list(const QString &key, Read read) const
     {
-        const QVariant value = values().value(key, QVariantList());
-        expect(value.userType() == QMetaType::QVariantList, key, QStringLiteral("an array"));
+        const QVariant value = values().value(key);
+        expect(!contains(key) || value.userType() == QMetaType::QVariantList, key, QStringLiteral("an array"));
         QList<decltype(read(std::declval<Node>()))> entries;
         for (const QVariant &entry : value.toList())
             entries << read(
@@ -79,7 +79,7 @@ private:
 void readPackage(const Node &node, CatalogueItem *item)
 {
     const QString size = QStringLiteral("size"), sha256 = QStringLiteral("sha256");
-    const double bytes = node.values().value(size).toDouble();
+    const double bytes = QJsonValue::fromVariant(node.values().value(size)).toDouble();
     node.expect(bytes >= 1 && bytes <= MaxExact && std::floor(bytes) == bytes, size,
                 QStringLiteral("a number of bytes, 1 or more"));
     item->url = node.url(QStringLiteral("url"));

@@ -9,8 +9,9 @@ namespace tarn::services {
 /// The products on offer: a JSON file
 ///     {"products": [{"name", "icon", "release": ITEM, "patches": [ITEM...], "plugins": [ITEM...]}]}
 /// with ITEM = {"name", "version", "date", "notes", "forced", "for", "package": {"url", "size", "sha256"}}. Paths are
-/// relative to the file. Names and versions are required, and all three keys of a package. Unknown keys are passed on
-/// in the records.
+/// relative to the file. Required are a product's name, an item's version and all three keys of a package; null counts as
+/// missing. "size" is a number, "forced" true or false, all others are strings: one value of another type refuses the
+/// whole file. Unknown keys are passed on in the records.
 struct CatalogueItem
 {
     QString name; ///< of the plug-in; the product's name where it is missing

@@ -33,9 +33,9 @@ QString ValueReader::optionalText(const QString &key, int maxSize) const
 
 bool ValueReader::flag(const QString &key, bool otherwise) const
 {
-    const QVariant value = m_values.value(key, otherwise);
-    expect(value.userType() == QMetaType::Bool, key, QStringLiteral("true or false"));
-    return value.toBool();
+    const QVariant value = m_values.value(key);
+    expect(value.isNull() || value.userType() == QMetaType::Bool, key, QStringLiteral("true or false"));
+    return value.isNull() ? otherwise : value.toBool();
 }
 
 int ValueReader::integer(const QString &key) const

@@ -22,8 +22,8 @@ public:
     QString text(const QString &key, int maxSize = MaxText) const;         ///< may be empty, but not missing
     QString name(const QString &key) const;                                ///< 1 to MaxName characters
     QString optionalText(const QString &key, int maxSize = MaxText) const; ///< missing or null: empty
-    bool flag(const QString &key, bool otherwise = false) const;
-    int integer(const QString &key) const; ///< of any integer type, if it fits
+    bool flag(const QString &key, bool otherwise = false) const;           ///< missing or null: otherwise
+    int integer(const QString &key) const;                                 ///< of any integer type, if it fits
     void expect(bool holds, const QString &key, const QString &wanted) const;
 
 protected:

@@ -168,7 +168,8 @@ void TestUpgradeService::ignoredUpdatesStayAway()
     QCOMPARE(offered(), QStringList{"绘图"});
     QCOMPARE(forget({}), 2);
     QVERIFY(ignore("绘图", "64", key::Software));
-    offer(R"({"name":"绘图","release":{"version":"1.11"}})"); // newer than what was ignored
+    // Newer than what was ignored. Null counts as missing.
+    offer(R"({"name":"绘图","release":{"name":null,"version":"1.11","forced":null,"package":null},"patches":null})");
     QCOMPARE(offered(), QStringList{"绘图"});
 }
 
@@ -209,10 +210,13 @@ void TestUpgradeService::badCatalogues()
         {R"({"products":[{"name":"a","release":{"version":2}}]})", "/products/0/release/version"},
         {R"({"products":[{"name":"a","plugins":[7]}]})", "/products/0/plugins/0"},
         {release(R"("size":1,)", "1"), "/products/0/release/package/sha256"},
+        {R"({"products":[{"name":"a","release":{"version":"2","forced":1}}]})", "/products/0/release/forced"},
         {release("", sum), "/products/0/release/package/size"},
         {release(R"("size":0,)", sum), "/products/0/release/package/size"},
         {release(R"("size":1.5,)", sum), "/products/0/release/package/size"},
-        {release(R"("size":1e30,)", sum), "/products/0/release/package/size"}};
+        {release(R"("size":1e30,)", sum), "/products/0/release/package/size"},
+        {release(R"("size":"1000",)", sum), "/products/0/release/package/size"},
+        {release(R"("size":true,)", sum), "/products/0/release/package/size"}};
     for (auto it = mistakes.cbegin(); it != mistakes.cend(); ++it)
         QVERIFY2(error(it.key()).contains(*it), it.key());
     QVERIFY(m_shown.isEmpty());
