@@ -222,6 +222,26 @@ private slots:
         QCOMPARE(QDir(m_directory->path()).entryList({"cloud.key.broken-*"}).size(), 2); // kept
     }
 
+    void ticketsEnd()
+    {
+        using services::QrState;
+        using services::QrTickets;
+        QrTickets tickets([this] { return m_now; });
+        const QString first = tickets.open(services::way::Weixin, "c");
+        const QString second = tickets.open(services::way::Weixin, "c");
+        QVERIFY(!tickets.decide(first, QrState::Confirmed));
+        QVERIFY(tickets.decide(second, QrState::Confirmed));
+        m_now += QrTickets::DefaultLifetime + 29'999;
+        QCOMPARE(tickets.view(second).state, QrState::Confirmed); // can still be fetched
+        m_now += 1;
+        QCOMPARE(tickets.take("c").state, QrState::Expired);
+        QStringList names;
+        for (int i = 0; i < 65; ++i, ++m_now)
+            names << tickets.open(services::way::Qq, QString::number(i));
+        QVERIFY(tickets.view(second).name.isEmpty() && tickets.view(names[0]).name.isEmpty()); // the oldest make room
+        QCOMPARE(tickets.view(names[1]).state, QrState::Waiting);
+    }
+
     void signsInByQr()
     {
         const auto decided = [this](const QString &type, const QByteArray &form) {
