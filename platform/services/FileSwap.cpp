@@ -31,6 +31,17 @@ bool isInside(const fs::path &path, const fs::path &directory)
     return !relative.empty() && *relative.begin() != "..";
 }
 
+// Relative to the directory, parents first. A missing directory has no paths.
+std::vector<fs::path> pathsIn(const fs::path &directory)
+{
+    std::vector<fs::path> paths;
+    if (!isThere(directory))
+        return paths;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory))
+        paths.push_back(entry.path().lexically_relative(directory));
+    return paths;
+}
+
 bool isSameFile(const fs::path &one, const fs::path &other) // by inode: a symbolic link to the file is another file
 {
     struct stat first = {};
@@ -63,6 +74,7 @@ void FileSwap::replace(const std::function<void()> &stage)
     const QString error = errorOf([&] {
         fs::create_directories(m_new);
         fs::create_directories(m_old);
+        requireLinks();
         stage();
         swapAll();
     });
@@ -85,13 +97,15 @@ void FileSwap::checkTarget(const Path &relative, const fs::file_status &staged) 
            QStringLiteral("a file here and a directory there: %1").arg(toText(relative).left(300)));
 }
 
-// Relative to the directory, parents first.
-std::vector<fs::path> FileSwap::stagedPaths() const
+// Some file systems have no hard links, and would refuse the first one in the middle of the exchange.
+void FileSwap::requireLinks() const
 {
-    std::vector<Path> paths;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(m_new))
-        paths.push_back(entry.path().lexically_relative(m_new));
-    return paths;
+    const Path probe = m_area / "probe";
+    writeDurably(toText(probe), {});
+    std::error_code error;
+    fs::create_hard_link(probe, m_area / "link", error);
+    failIf(bool(error), QStringLiteral("%1 allows no hard links, which an upgrade needs: %2")
+                            .arg(toText(m_directory), QString::fromStdString(error.message())));
 }
 
 // The new files are on the disk before the mark, the mark before the first change, and all changes before the mark is
@@ -99,7 +113,7 @@ std::vector<fs::path> FileSwap::stagedPaths() const
 // come into the work area.
 void FileSwap::swapAll() const
 {
-    const std::vector<Path> paths = stagedPaths();
+    const std::vector<Path> paths = pathsIn(m_new);
     for (const Path &path : paths) {
         checkTarget(path, fs::symlink_status(m_new / path));
         if (isDirectory(m_new / path) && isThere(m_directory / path))
@@ -126,7 +140,9 @@ void FileSwap::swapAll() const
 void FileSwap::rollBack()
 {
     if (isThere(m_mark)) {
-        const std::vector<Path> paths = stagedPaths();
+        std::vector<Path> paths = pathsIn(m_new);
+        const std::vector<Path> replaced = pathsIn(m_old); // also where a staged file was deleted
+        paths.insert(paths.end(), replaced.cbegin(), replaced.cend());
         QString error;
         for (auto path = paths.crbegin(); path != paths.crend(); ++path) {
             const QString failure = errorOf([&] { restore(*path); });
@@ -152,7 +168,7 @@ void FileSwap::removeArea() const
 void FileSwap::restore(const Path &path) const
 {
     const Path target = m_directory / path;
-    if (isDirectory(m_new / path)) {
+    if (isDirectory(m_new / path) || isDirectory(m_old / path)) {
         if (!isThere(m_old / path))
             ::rmdir(target.c_str());
     } else if (isThere(m_old / path)) {

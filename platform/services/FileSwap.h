@@ -29,7 +29,7 @@ private:
     using Path = std::filesystem::path;
 
     void checkTarget(const Path &relative, const std::filesystem::file_status &staged) const;
-    std::vector<Path> stagedPaths() const;
+    void requireLinks() const;
     void swapAll() const;
     void restore(const Path &relative) const;
     void removeArea() const;

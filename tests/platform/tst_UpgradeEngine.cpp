@@ -1,11 +1,15 @@
 // Downloads and installations of the upgrade service, with servers and packages that misbehave.
 #include "services/FileSwap.h"
 #include "services/InstalledSoftware.h"
+#include "services/PackageInstaller.h"
 #include "support/LogCatcher.h"
 #include "support/UpgradeBench.h"
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <cerrno>
+#include <fcntl.h>
+#include <future>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -64,7 +68,16 @@ QByteArray rawTar(const QList<QByteArray> &members)
     return tar + QByteArray(1024, '\0');
 }
 
+bool linksAreRefused = false;
+
 } // namespace
+
+// In place of the C library's function, as on a file system without hard links.
+extern "C" Q_DECL_EXPORT int link(const char *from, const char *to) noexcept
+{
+    errno = EPERM;
+    return linksAreRefused ? -1 : ::linkat(AT_FDCWD, from, AT_FDCWD, to, 0);
+}
 
 using Change = std::function<void(HttpServer::File &, UpgradeItem &)>;
 Q_DECLARE_METATYPE(Change)
@@ -311,16 +324,38 @@ private slots:
         FileSwap swap(m_product);
         for (const QString &file : QStringList{"a", "bin/program", "z"}) {
             packages::writeFile(m_product + '/' + file, "old");
+            const QByteArrayList before{m_bench->content("a"), m_bench->content("bin/program"), m_bench->content("z")};
             const auto stage = [&] {
                 for (const QString &each : QStringList{"a", "bin/program", "z"})
                     packages::writeFile(swap.staging() + '/' + each, "new");
                 packages::writeFile(m_product + "/.tarn-upgrade/old/" + file + "/blocks", "x");
             };
             QVERIFY_EXCEPTION_THROWN(swap.replace(stage), Failure);
-            for (const QString &each : QStringList{"a", "bin/program", "z"})
-                QVERIFY(m_bench->content(each) != "new");
+            QCOMPARE((QByteArrayList{m_bench->content("a"), m_bench->content("bin/program"), m_bench->content("z")}),
+                     before);
             QVERIFY(QDir(m_product + "/.tarn-upgrade/old/" + file).removeRecursively());
         }
+    }
+
+    void needsHardLinks()
+    {
+        FileSwap swap(m_product);
+        linksAreRefused = true;
+        const QString error =
+            errorOf([&] { swap.replace([&] { packages::writeFile(swap.staging() + "/a", "new"); }); });
+        linksAreRefused = false;
+        QVERIFY2(error.contains("hard links"), qPrintable(error));
+        QVERIFY(!QFile::exists(m_product + "/.tarn-upgrade"));
+    }
+
+    void restoresOldFilesWhereNewOnesAreLost()
+    {
+        packages::writeFile(m_product + "/bin/program", "new");
+        packages::writeFile(m_product + "/.tarn-upgrade/old/bin/program", "old");
+        packages::writeFile(m_product + "/.tarn-upgrade/mark", {});
+        FileSwap(m_product).rollBack();
+        QCOMPARE(m_bench->content("bin/program"), QByteArray("old"));
+        QVERIFY(!QFile::exists(m_product + "/.tarn-upgrade"));
     }
 
     // The process dies at each step of an exchange, and another one at each step of rolling it back. Meanwhile the user
@@ -354,6 +389,7 @@ private slots:
                 packages::writeFile(area.filePath("new/") + file, "new");
             packages::writeFile(area.filePath("new/installation.ini"), QByteArray(description).replace("1.0", "2.0"));
             QVERIFY(area.mkpath("old/bin"));
+            QVERIFY(product.mkpath("empty") && area.mkpath("new/empty") && area.mkpath("old/empty"));
             packages::writeFile(area.filePath("mark"), {});
             for (int i = 0; i < forth; ++i)
                 QVERIFY(step(steps[i].first, steps[i].second));
@@ -373,7 +409,7 @@ private slots:
             QCOMPARE(m_bench->state(), state::Downloaded);
             QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
             QCOMPARE(m_bench->content("installation.ini"), description);
-            QStringList expected{"bin", "installation.ini"};
+            QStringList expected{"bin", "empty", "installation.ini"};
             if (!written.isEmpty()) {
                 QCOMPARE(m_bench->content(written), QByteArray("mine"));
                 QVERIFY(QFile::remove(product.filePath(written)));
