@@ -171,6 +171,27 @@ private slots:
         QVERIFY2(range.startsWith("bytes=") && range != "bytes=0-", range);
     }
 
+    void statesAreStoredAgain()
+    {
+        m_bench->start({m_bench->package("p", noise(1000))});
+        m_bench->startFor("other", {m_bench->package("other", noise(1000))});
+        QTRY_COMPARE(m_bench->state(), state::Downloaded);
+        QTRY_COMPARE(m_bench->engine->taskOf("other").state, state::Downloaded);
+        Database database(m_folder->filePath("upgrade.db"), {});
+        const QString refuse =
+            "CREATE TRIGGER refuse BEFORE INSERT ON tasks WHEN %1 BEGIN SELECT RAISE(ABORT, 'refused'); END";
+        database.run(refuse.arg("1"));
+        const LogCatcher log;
+        m_bench->engine->stop(m_bench->Name);
+        m_bench->engine->stop("other");
+        QVERIFY(m_bench->now().error.contains("cannot be stored"));
+        database.run("DROP TRIGGER refuse");
+        database.run(refuse.arg("NEW.product = 'other'"));
+        QTRY_COMPARE_WITH_TIMEOUT(m_bench->now().error, QString(), 20000);
+        QCOMPARE(m_bench->store->tasks().value(0).state, state::Cancelled);
+        QCOMPARE(log.texts().filter("refused").size(), 3); // one further attempt for both
+    }
+
     void stopsInEveryState()
     {
         QVERIFY(!m_bench->engine->stop(m_bench->Name));
@@ -303,6 +324,27 @@ private slots:
         QCOMPARE(mode("/private"), 0700);
         QCOMPARE(mode("/lib"), 0755);
         QCOMPARE(mode("/lib/x.so.1"), 0644);
+    }
+
+    void installationsAtOnceKeepTheUmask()
+    {
+        QByteArray tar;
+        for (int i = 0; i < 20000; ++i)
+            tar += member("folder", '5');
+        const QString file = m_folder->filePath("tar");
+        QVERIFY(packages::writeFile(file, rawTar({tar})));
+        const QList<Package> package{{file, QFileInfo(file).size(), packages::sha256(rawTar({tar}))}};
+        const mode_t outer = ::umask(077);
+        const std::atomic<bool> stopping(false);
+        std::vector<std::future<void>> running;
+        for (const QString &directory : QStringList{"1", "2", "3"}) {
+            QDir(m_folder->path()).mkdir(directory);
+            running.push_back(std::async(std::launch::async, unpackPackages, package, m_folder->filePath(directory),
+                                         std::cref(stopping)));
+        }
+        for (std::future<void> &each : running)
+            each.get();
+        QCOMPARE(::umask(outer), mode_t(077));
     }
 
     void refusesAPackageThatChanged()
