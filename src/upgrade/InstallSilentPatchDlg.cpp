@@ -171,7 +171,9 @@ void CInstallSilentPatchDlg::StartInstall()
         return;
     }
     forgetWorkers(); // a late failure of an earlier one must not replace the new state
-    m_manager->setSilentPatchInstallState(m_softName, silent::Installing);
+
+    if (m_manager) // else the worker logs it
+        m_manager->setSilentPatchInstallState(m_softName, silent::Installing);
     const QSharedPointer<CSilentInstallThread> worker(new CSilentInstallThread(m_param, m_manager),
                                                       &CSilentInstallThread::forget);
     connect(worker.data(), &CSilentInstallThread::checkExeTimeOut, this, &CInstallSilentPatchDlg::OnTimeOut);
@@ -181,7 +183,8 @@ void CInstallSilentPatchDlg::StartInstall()
     if (worker->isRunning() || worker->isFinished())
         return;
     VT_LOG(critical) << QStringLiteral("静默补丁安装线程启动失败");
-    m_manager->setSilentPatchInstallState(m_softName, silent::Failed);
+    if (m_manager)
+        m_manager->setSilentPatchInstallState(m_softName, silent::Failed);
     QMetaObject::invokeMethod(this, &CInstallSilentPatchDlg::close, Qt::QueuedConnection); // not within the constructor
 }
 

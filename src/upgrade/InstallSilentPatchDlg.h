@@ -15,7 +15,8 @@ class CInstallSilentPatchDlg final : public tarn::visualized::ToolDialog
     Q_OBJECT
 public:
     /// Starts the installation.
-    /// @param manager must outlive the dialog; stores the state of the installation
+    /// @param manager must outlive the dialog; stores the state of the installation. Without one the dialog logs an error
+    /// and closes.
     CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_InputParam> param, WindowHost *manager, QWidget *parent);
 
     void InitDialog(); ///< does nothing once the window is built

@@ -122,6 +122,15 @@ private slots:
         QCOMPARE(manager()->getSilentPatchInstallState(""), 2); // not set to 1
     }
 
+    void withoutAManagerItCloses()
+    {
+        const LogCatcher log;
+        const CInstallSilentPatchDlg dialog(patch("甲"), nullptr, nullptr);
+        QVERIFY(dialog.isVisible());
+        QTRY_VERIFY(!dialog.isVisible());
+        QCOMPARE(log.texts(QtCriticalMsg), QStringList{"静默补丁安装线程获取参数失败"});
+    }
+
     // The system's own worker never asks this question; another one may.
     void retries()
     {
