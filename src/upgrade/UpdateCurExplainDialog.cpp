@@ -9,13 +9,21 @@
 using namespace tarn::upgrade;
 using namespace tarn::visualized;
 
+namespace {
+QList<QVariantMap> shownSections(const QVariantMap &record)
+{
+    const QVariantMap patch = record.value(key::OldPatch).toMap();
+    return patch.isEmpty() ? QList<QVariantMap>() : QList<QVariantMap>{patch};
+}
+} // namespace
+
 void CUpdateCurExplainDialog::OnUpdateAhead()
 {
     close();
+    if (!hasRecord())
+        return;
     const QVariantMap values = record();
     const QVariantMap patch = values.value(key::OldPatch).toMap();
-    if (values.isEmpty())
-        return;
     if (patch.isEmpty()) {
         VT_LOG(critical) << QStringLiteral("获取软件的升级信息失败");
         return;
@@ -28,13 +36,12 @@ void CUpdateCurExplainDialog::OnUpdateAhead()
 
 void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
 {
-    addExplainItems(tabs, record);
+    addExplainItems(tabs, shownSections(record));
 }
 
-QList<QVariantMap> CUpdateCurExplainDialog::shownSections(const QVariantMap &record) const
+int CUpdateCurExplainDialog::CalTabbarWidth() const
 {
-    const QVariantMap patch = record.value(key::OldPatch).toMap();
-    return patch.isEmpty() ? QList<QVariantMap>() : QList<QVariantMap>{patch};
+    return tabbarWidth(shownSections(record()));
 }
 
 void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)

@@ -10,13 +10,13 @@ public:
     using CUpdateExplainDial::CUpdateExplainDial;
 
     void InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record) override;
+    int CalTabbarWidth() const override;
     void connectUpdateBtn(QPushButton *button) override;
 
 public slots:
     void OnUpdateAhead();
 
 protected:
-    QList<QVariantMap> shownSections(const QVariantMap &record) const override;
     bool isUnasked() const override { return false; } // the user has agreed to see it
     void closeEvent(QCloseEvent *event) override;
 };

@@ -50,6 +50,17 @@ QString shownTitle(const QString &name)
 {
     return vtlog::oneLine(text::beginning(name, LongTitle));
 }
+
+// The sections of a record that have a tab, in the order of the tabs.
+QList<QVariantMap> shownSections(const QVariantMap &record)
+{
+    QList<QVariantMap> sections{record.value(key::Software).toMap(), record.value(key::Patch).toMap()};
+    const QVariantList plugins = record.value(key::Plugins).toList();
+    for (const QVariant &plugin : plugins.mid(0, MaxPluginTabs))
+        sections << plugin.toMap();
+    sections.removeAll({});
+    return sections;
+}
 } // namespace
 
 CUpdateExplainDial::CUpdateExplainDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent)
@@ -122,22 +133,11 @@ void CUpdateExplainDial::InitExplainItems(QTabWidget *tabs, const QMap<QString, 
     const int plugins = record.value(key::Plugins).toList().size();
     if (plugins > MaxPluginTabs)
         VT_LOG(warning) << QStringLiteral("更新说明中的插件过多，共%1个，只显示前%2个").arg(plugins).arg(MaxPluginTabs);
-    addExplainItems(tabs, record);
+    addExplainItems(tabs, shownSections(record));
 }
 
-QList<QVariantMap> CUpdateExplainDial::shownSections(const QVariantMap &record) const
+void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections)
 {
-    QList<QVariantMap> sections{record.value(key::Software).toMap(), record.value(key::Patch).toMap()};
-    const QVariantList plugins = record.value(key::Plugins).toList();
-    for (const QVariant &plugin : plugins.mid(0, MaxPluginTabs))
-        sections << plugin.toMap();
-    sections.removeAll({});
-    return sections;
-}
-
-void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QVariantMap &record)
-{
-    const QList<QVariantMap> sections = shownSections(record);
     for (const QVariantMap &section : sections) {
         const QString name = section.value(key::SoftwareName).toString();
         auto *item =
@@ -151,10 +151,14 @@ void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QVariantMap &re
     }
 }
 
-// As wide as the titles, up to the window; only then the tab bar elides them.
 int CUpdateExplainDial::CalTabbarWidth() const
 {
-    const QList<QVariantMap> sections = shownSections(record());
+    return tabbarWidth(shownSections(record()));
+}
+
+// As wide as the titles, up to the window; only then the tab bar elides them.
+int CUpdateExplainDial::tabbarWidth(const QList<QVariantMap> &sections) const
+{
     const QFontMetrics metrics(look::yaHei(look::TextPx, QFont::Normal, this));
     int width = 0;
     for (const QVariantMap &section : sections)
@@ -168,11 +172,12 @@ void CUpdateExplainDial::connectUpdateBtn(QPushButton *button)
     connect(button, &QPushButton::clicked, this, &CUpdateExplainDial::OnUpdateAhead);
 }
 
-QVariantMap CUpdateExplainDial::record() const
+bool CUpdateExplainDial::hasRecord() const
 {
-    if (!m_param || m_param->GetValueList().size() != 1)
-        VT_LOG(critical) << (m_param ? QStringLiteral("获取软件的升级信息失败") : QStringLiteral("软件升级信息为空"));
-    return m_record;
+    if (m_param && m_param->GetValueList().size() == 1)
+        return true;
+    VT_LOG(critical) << (m_param ? QStringLiteral("获取软件的升级信息失败") : QStringLiteral("软件升级信息为空"));
+    return false;
 }
 
 QString CUpdateExplainDial::productName() const
@@ -209,11 +214,10 @@ void CUpdateExplainDial::OnUpdateAhead()
 {
     m_tipFlag = false; // a user who updates is not asked about the patch
     close();
-    const QVariantMap values = record();
-    if (values.isEmpty())
+    if (!hasRecord())
         return;
-    upgradecalls::startDownload(records::parts(values, {key::SoftwareName, key::Software, key::Patch, key::Plugins},
-                                               {{key::CurrentVersion, records::installedVersion(values)}}));
+    upgradecalls::startDownload(records::parts(m_record, {key::SoftwareName, key::Software, key::Patch, key::Plugins},
+                                               {{key::CurrentVersion, records::installedVersion(m_record)}}));
 }
 
 void CUpdateExplainDial::closeEvent(QCloseEvent *event)

@@ -16,7 +16,7 @@ public:
     /// @param param its list must hold exactly one update record
     explicit CUpdateExplainDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent = nullptr);
 
-    void InitDialog();
+    virtual void InitDialog();
     /// False: closing asks nothing. A question that is open is withdrawn, since the dialog is about to be replaced.
     void SetTipFlag(bool flag);
     /// Whether closing asks about the patch of the installed version.
@@ -35,11 +35,13 @@ public slots:
 protected:
     void closeEvent(QCloseEvent *event) override;
 
-    /// The one record of the request; empty, with a log line, when there is not exactly one.
-    QVariantMap record() const;
-    /// The sections of a record that have a tab, in the order of the tabs.
-    virtual QList<QVariantMap> shownSections(const QVariantMap &record) const;
-    void addExplainItems(QTabWidget *tabs, const QVariantMap &record);
+    /// Whether the request has exactly one record; logs an error when it has not.
+    bool hasRecord() const;
+    /// That record; empty, with the same log line, when there is not exactly one.
+    QVariantMap record() const { return hasRecord() ? m_record : QVariantMap(); }
+    /// Adds a tab for each section, in their order.
+    void addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections);
+    int tabbarWidth(const QList<QVariantMap> &sections) const; ///< pixels
     /// Whether the window can appear while the user works elsewhere.
     virtual bool isUnasked() const;
     void tellManagerClosed() const;

@@ -398,6 +398,7 @@ private slots:
         QCOMPARE(dialog->findChildren<CExplainItem *>().size(), 4);
         const auto patch = made<CUpdateCurExplainDialog>({record});
         QCOMPARE(titlesOf(*patch), QStringList{"产品"});
+        QVERIFY(patch->findChild<QTabBar *>()->minimumWidth() < dialog->findChild<QTabBar *>()->minimumWidth());
         QVERIFY(titlesOf(*made<CUpdateCurExplainDialog>({released("产品")})).isEmpty());
         patch->connectUpdateBtn(nullptr);
         QCOMPARE(m_log->texts(QtCriticalMsg),
@@ -536,11 +537,17 @@ private slots:
                               {"CurrentVersion", "1.0"},
                               {"升级版本", "1.0.3"},
                               {"旧版本补丁包", record.value("旧版本补丁包")}}));
-        const auto none = made<CUpdateCurExplainDialog>({released("产品")}); // no patch: it only closes
-        none->show();
-        BoxScript::press(none.get(), "updateButton");
-        QVERIFY(!none->isVisible() && m_log->has(QtCriticalMsg, "获取软件的升级信息失败"));
+        for (const QVariantMap &withoutPatch : {released("产品"), QVariantMap()}) { // it only closes
+            const auto none = made<CUpdateCurExplainDialog>({withoutPatch});
+            none->show();
+            m_log->clear();
+            BoxScript::press(none.get(), "updateButton");
+            QVERIFY(!none->isVisible());
+            QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{"获取软件的升级信息失败"});
+        }
         QCOMPARE(FakeClient::fake().operations().size(), 2);
+        made({QVariantMap()})->OnUpdateAhead(); // an empty record is one, too: the service judges it
+        QCOMPARE(FakeClient::fake().operations().size(), 3);
     }
 
     void onePerProduct()
