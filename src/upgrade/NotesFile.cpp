@@ -314,6 +314,8 @@ std::optional<QString> readFile(const QString &path)
         VT_LOG(warning)
             << QStringLiteral("更新说明文件过大，只显示前%1字节：%2").arg(QString::number(MaxFileSize), shown);
     QTextCodec *codec = QTextCodec::codecForName(GetCorrectUnicode(bytes));
+    if (!codec) // a Qt can be built without GBK
+        codec = QTextCodec::codecForName("UTF-8");
     return QTextCodec::codecForUtfText(bytes, codec)->toUnicode(bytes).remove(QChar(0));
 }
 

@@ -165,8 +165,8 @@ void CUpgradeProgress::initTopWidget(QWidget *top)
     m_percent->setTextFormat(Qt::PlainText);
     m_percent->setFont(m_tip->font());
 
-    auto *line = look::space(new QHBoxLayout(top), {0, 0, CancelSide + Gap, 0}, Gap,
-                             this); // the percentage ends where the bar ends
+    // The percentage ends where the bar ends.
+    auto *line = look::space(new QHBoxLayout(top), {0, 0, CancelSide + Gap, 0}, Gap, this);
     line->addWidget(m_tip, 1);
     line->addWidget(m_percent);
 }

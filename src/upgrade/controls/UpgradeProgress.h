@@ -18,7 +18,7 @@ public:
     /// @param info a display row. Starts nothing.
     explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
-    // The table's
+    // Kept by the table:
     quint64 livePoll = 0; ///< number of the newest poll that reported the task as running
     int tableRow = 0;
 

@@ -328,8 +328,10 @@ void CUpgradeTableWidget::updateRowIndex()
         return;
     }
     const QMutexLocker locker(&m_rowsLock);
-    for (int row = 0; row < rowCount(); ++row)
-        progressAt(row)->tableRow = row;
+    for (int row = 0; row < rowCount(); ++row) {
+        if (CUpgradeProgress *progress = progressAt(row))
+            progress->tableRow = row;
+    }
 }
 
 void CUpgradeTableWidget::onCancelDownload(QVariant info)
@@ -350,8 +352,10 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
 void CUpgradeTableWidget::stopAllTask()
 {
     ++m_poll;
-    for (int row = 0; row < rowCount(); ++row)
-        progressAt(row)->cancelDownloadTask();
+    for (int row = 0; row < rowCount(); ++row) {
+        if (CUpgradeProgress *progress = progressAt(row))
+            progress->cancelDownloadTask();
+    }
     setRowCount(0);
     const QMutexLocker locker(&m_rowsLock);
     m_progressByName.clear();
