@@ -73,7 +73,7 @@ Answer readSegment()
         return {0, segment.errorString()};
     const int size = qMin(segment.size(), tarn::hub::PortSegmentSize);
     const auto *text = static_cast<const char *>(segment.constData());
-    const int port = QByteArray(text, int(qstrnlen(text, uint(size)))).trimmed().toUShort(); // 0 for anything but a port
+    const int port = QByteArray(text, int(qstrnlen(text, uint(size)))).trimmed().toUShort(); // 0 for no port
     // The last process to detach removes the segment: when the hub has died, that was this one.
     segment.detach();
     if (!segment.attach(QSharedMemory::ReadOnly))
