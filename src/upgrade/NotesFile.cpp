@@ -15,6 +15,7 @@
 #include <QTextTable>
 #include <QThread>
 #include <QVector>
+#include <algorithm>
 #include <numeric>
 
 namespace tarn::visualized::notes {
@@ -30,7 +31,7 @@ constexpr int MaxFloats = 100;      // every line is fitted around every float
 constexpr int MaxFonts = 24;        // each takes some ms when it is first needed: it is looked up for every script
 constexpr int MaxWeight = 80000;    // of a table or frame, in Latin letters, of which 3000 take a millisecond
 constexpr int BlockWeight = 50;     // of a paragraph, also of a cell's
-constexpr int MaxParagraph = 10000; // characters
+constexpr int MaxParagraph = 10000; // characters; a third of that in the scripts of South Asia
 constexpr int MaxLines = 100000;
 constexpr int LightPage = 20000;   // characters; a shorter page is light with any formats
 constexpr int LongLine = 250;      // characters
@@ -45,11 +46,16 @@ struct Cost
 
 const QRegularExpression Placeless(QStringLiteral("([\\p{Mn}\\p{Me}\\p{Cf}]{16})[\\p{Mn}\\p{Me}\\p{Cf}]+"));
 
+bool isSouthAsian(QChar c)
+{
+    return c.unicode() >= 0x900 && c.unicode() < 0x1800;
+}
+
 int weightOf(QChar c)
 {
     if (c.unicode() < 0x250)
         return c == QLatin1Char('\t') ? 20 : 1;
-    return c.unicode() >= 0x900 && c.unicode() < 0x1800 ? 10 : 3; // the scripts of South Asia; ideographs and others
+    return isSouthAsian(c) ? 10 : 3; // of ideographs and others
 }
 
 qint64 weightOf(const QTextFrame &frame)
@@ -113,11 +119,23 @@ bool hasLightFormats(const QTextDocument &document)
     return true;
 }
 
-// The position at which the part after the first MaxParagraph characters begins: after a line end, else after white space,
-// else not within a surrogate pair.
-int divisionOf(const QTextBlock &block)
+// How many of the first characters one paragraph takes. The library that finds the words of Thai needs a time and a memory
+// that grow faster than the paragraph.
+int roomFor(const QString &text)
 {
-    const QString text = block.text().left(MaxParagraph);
+    int used = 0;
+    const auto end = std::find_if(text.cbegin(), text.cend(), [&used](QChar c) {
+        used += isSouthAsian(c) ? 3 : 1;
+        return used > MaxParagraph;
+    });
+    return int(end - text.cbegin());
+}
+
+// The position at which the part after the first of these characters begins: after a line end, else after white space,
+// else not within a surrogate pair.
+int divisionOf(const QTextBlock &block, int room)
+{
+    const QString text = block.text().left(room);
     int at = text.lastIndexOf(QChar::LineSeparator) + 1;
     if (at < 2)
         at = text.lastIndexOf(
@@ -235,14 +253,15 @@ void divideLongParagraphs(QTextDocument *document)
     cursor.beginEditBlock();
     wrapLongLines(cursor);
     for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
-        if (block.length() <= MaxParagraph)
+        const int room = roomFor(block.text());
+        if (room >= block.length() - 1)
             continue;
         QTextBlockFormat first = block.blockFormat();
         QTextBlockFormat rest = first;
         first.setBottomMargin(0);
         rest.setTopMargin(0);
         rest.setTextIndent(0);
-        const int division = divisionOf(block);
+        const int division = divisionOf(block, room);
         cursor.setPosition(division);
         cursor.setBlockFormat(first);
         if (document->characterAt(division - 1) == QChar::LineSeparator)

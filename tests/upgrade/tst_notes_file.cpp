@@ -22,15 +22,6 @@ class TestNotesFile final : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase()
-    {
-        // Qt opens font after font, once in a process, to find one that has the script. A sanitizer makes that slow.
-        QTextLayout layout("更新ที่");
-        layout.beginLayout();
-        layout.createLine();
-        layout.endLayout();
-    }
-
     void encoding()
     {
         const auto read = [this](const QByteArray &bytes) {
