@@ -5,7 +5,7 @@ import os
 from tarnbench import BUILD, Program, at_most, in_turns, medians, ratio_at_most
 
 TITLE = "Message center"
-RUNS = 5
+RUNS = 9
 FETCH, FIRST, ALL, LONGEST, SCROLL, EXPAND_P50, EXPAND_P95, READ_ALL, KIB, SECOND = range(10)
 
 

@@ -31,8 +31,13 @@ CSoftInfoItem::CSoftInfoItem(const QVariant &info, QWidget *parent)
     : LazyCell(parent)
     , m_info(info.toMap().value(row::SoftInfoCtrl).toMap())
     , m_name(text::brief(m_info.value(row::CtrlSoftName).toString()))
-    , m_version(QStringLiteral("当前版本：%1").arg(text::brief(m_info.value(row::SoftVersion).toString())))
 {
+}
+
+// Not kept: thousands of rows can be there.
+QString CSoftInfoItem::versionText() const
+{
+    return QStringLiteral("当前版本：%1").arg(text::brief(m_info.value(row::SoftVersion).toString()));
 }
 
 void CSoftInfoItem::InitUi()
@@ -77,7 +82,7 @@ QWidget *CSoftInfoItem::InitRightWidget()
     auto *lines = look::space(new QVBoxLayout(right), {}, Gap, this);
     lines->addStretch();
     lines->addWidget(button);
-    lines->addWidget(look::named(new ElideLabel(m_version, right), "softVersion", 11));
+    lines->addWidget(look::named(new ElideLabel(versionText(), right), "softVersion", 11));
     lines->addStretch();
     return right;
 }

@@ -13,7 +13,7 @@ public:
     explicit CSoftInfoItem(const QVariant &info, QWidget *parent = nullptr);
 
     QMap<QString, QVariant> GetOnlineInfo() const { return m_info; } ///< the row's part for this cell
-    QString spokenText() const override { return m_name + QStringLiteral("，") + m_version; }
+    QString spokenText() const override { return m_name + QStringLiteral("，") + versionText(); }
 
 protected:
     void build() override { InitUi(); }
@@ -23,10 +23,10 @@ private:
     void InitUi();
     QWidget *InitLeftWidget();
     QWidget *InitRightWidget();
+    QString versionText() const;
 
     const QMap<QString, QVariant> m_info;
     const QString m_name;
-    const QString m_version;
 };
 
 } // namespace upgrade::controls
