@@ -116,7 +116,8 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 2, 5000);
         QVERIFY2(timer.elapsed() >= 1900, "two timers were running");
         connect(&refresher, &CUpgradeDataRefresher::refreshUpgradeDtats, &refresher, &CUpgradeDataRefresher::stopWork);
-        QTRY_VERIFY_WITH_TIMEOUT(!refresher.findChild<QTimer *>()->isActive(), 5000); // stopped within its own poll
+        QTRY_VERIFY_WITH_TIMEOUT(refresher.findChildren<QTimer *>().isEmpty(), 5000); // stopped within its own poll
+        refresher.stopWork();
     }
 
     void rowsFollowThePolls()

@@ -4,6 +4,7 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include "upgrade/UpdateRecords.h"
+#include <QTimer>
 
 using namespace tarn::visualized;
 
@@ -77,13 +78,31 @@ QList<QVariant> queryDataInfos(const QVariant &taskInfoList)
     return rows;
 }
 
+void CUpgradeDataRefresher::startWork()
+{
+    stopWork();
+    m_timer = new QTimer(this);
+    connect(m_timer, &QTimer::timeout, this, &CUpgradeDataRefresher::onTimeout);
+    m_timer->start(1000);
+}
+
+void CUpgradeDataRefresher::stopWork()
+{
+    if (!m_timer)
+        return;
+    m_timer->stop();
+    m_timer->disconnect();
+    m_timer->deleteLater(); // the poll that stops the work comes from this timer's own signal
+    m_timer = nullptr;
+}
+
 void CUpgradeDataRefresher::onTimeout()
 {
     const QVariant datas = getUpgradeTasksInfos();
     // Restarted before the signal: a timer does not fire during its own tick, and a receiver may open a message box.
     // After a slow answer the window also has a whole interval without a call.
-    if (m_timer.isActive())
-        m_timer.start();
+    if (m_timer)
+        m_timer->start();
     emit refreshUpgradeDtats(datas);
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 #include <QMutex>
-#include <QTimer>
+#include <QObject>
 #include <QVariantMap>
+
+class QTimer;
 
 /// A display row: describes one running task to the upgrade table, by the keys below.
 using UpgradeRowInfo = QMap<QString, QVariant>;
@@ -38,10 +40,10 @@ class CUpgradeDataRefresher final : public QObject
 {
     Q_OBJECT
 public:
-    CUpgradeDataRefresher() { connect(&m_timer, &QTimer::timeout, this, &CUpgradeDataRefresher::onTimeout); }
+    ~CUpgradeDataRefresher() override { stopWork(); }
 
-    void startWork() { m_timer.start(1000); } ///< the first tick comes after a second; a running timer is restarted
-    void stopWork() { m_timer.stop(); }
+    void startWork(); ///< the first tick comes after a second; a running timer is restarted
+    void stopWork();
     void updateUpgradeTasks() { onTimeout(); } ///< one immediate poll
     QVariant getUpgradeTasksInfos();           ///< the running tasks as a QList<QVariant> of display rows
 
@@ -53,7 +55,7 @@ signals:
 
 private:
     QMutex m_queryLock;
-    QTimer m_timer{this};
+    QTimer *m_timer = nullptr; ///< null while stopped
 };
 
 } // namespace upgrade::operate
