@@ -309,7 +309,7 @@ private slots:
     }
 
 private:
-    /// Makes a new manager. @return what it logs
+    /// Replaces the service manager by a new one. @return the log lines of its start
     QStringList start()
     {
         CServiceManager::ReleaseInstance();

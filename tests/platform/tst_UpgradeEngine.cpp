@@ -98,7 +98,7 @@ private slots:
     {
         using File = HttpServer::File;
         QTest::addColumn<Change>("change"); // of the server's file or the claim
-        QTest::addColumn<QString>("error"); // what it must contain; empty when the download succeeds
+        QTest::addColumn<QString>("error"); // a part of the task's error text; empty when the download succeeds
         QTest::addColumn<int>("requests");
         const auto row = [](const char *name, const QString &error, int requests, const Change &change) {
             QTest::newRow(name) << change << error << requests;

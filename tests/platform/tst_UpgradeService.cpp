@@ -168,7 +168,7 @@ void TestUpgradeService::ignoredUpdatesStayAway()
     QCOMPARE(offered(), QStringList{"绘图"});
     QCOMPARE(forget({}), 2);
     QVERIFY(ignore("绘图", "64", key::Software));
-    // Newer than what was ignored. Null counts as missing.
+    // Version 1.11 is newer than the ignored one, so the service offers it. In a catalogue, null counts as missing.
     offer(R"({"name":"绘图","release":{"name":null,"version":"1.11","forced":null,"package":null},"patches":null})");
     QCOMPARE(offered(), QStringList{"绘图"});
 }

@@ -5,8 +5,8 @@
 #include <any>
 #include <functional>
 
-// An RPC core without a network, with the symbols of the real one: link tarn_fake_rpc instead of tarn-rpc. What it
-// does is set here, what it was asked is recorded here. GUI thread.
+// An RPC core without a network, with the symbols of the real one: link tarn_fake_rpc instead of tarn-rpc. A test
+// sets the answers of this core in Behaviour and reads in Record which requests the core received. GUI thread.
 namespace fakerpc {
 
 struct Behaviour

@@ -45,7 +45,7 @@ public:
     {
         return textsOf(isOurs);
     }
-    QStringList texts(QtMsgType type) const // of ours()
+    QStringList texts(QtMsgType type) const // of the lines that ours() returns
     {
         return textsOf([type](const Line &line) { return line.type == type && isOurs(line); });
     }
