@@ -56,16 +56,25 @@ MessageCard::MessageCard(const QWidget *w)
     , m_titleFont(look::yaHei(14, QFont::DemiBold, w))
     , m_timeFont(look::yaHei(12, QFont::Normal, w))
     , m_bodyFont(look::yaHei(13, QFont::Normal, w))
-    , m_dot(look::icon::Unread)
-    , m_collapsed(look::icon::Collapse)
-    , m_expanded(look::icon::Expand)
-    , m_bin(look::icon::Delete)
 {
 }
 
 int MessageCard::px(int design) const
 {
     return placement::scaled(design, m_dpi);
+}
+
+QIcon MessageCard::icon(QLatin1String path) const
+{
+    QIcon &icon = m_icons[path];
+    if (icon.isNull())
+        icon = QIcon(path);
+    return icon;
+}
+
+QIcon MessageCard::arrow(bool isExpanded) const
+{
+    return icon(isExpanded ? look::icon::Expand : look::icon::Collapse);
 }
 
 QRect MessageCard::dotRect() const
@@ -144,6 +153,11 @@ void MessageCard::drawPreview(QPainter *painter, int width, const QString &lines
         painter->drawText(line, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
         line.translate(0, lineHeight());
     }
+}
+
+void MessageCard::drawDot(QPainter *painter) const
+{
+    icon(look::icon::Unread).paint(painter, dotRect());
 }
 
 void MessageCard::drawArrow(QPainter *painter, int width, bool isExpanded) const

@@ -2,6 +2,7 @@
 
 #include <QFont>
 #include <QIcon>
+#include <QMap>
 #include <QPixmap>
 #include <QRect>
 
@@ -29,14 +30,15 @@ public:
     QSize iconSize() const { return {px(16), px(16)}; }
 
     QFont bodyFont() const { return m_bodyFont; }
-    QIcon arrow(bool isExpanded) const { return isExpanded ? m_expanded : m_collapsed; }
-    QIcon bin() const { return m_bin; }
+    /// One of look::icon, kept from its first use on: each is a drawing that has to be parsed.
+    QIcon icon(QLatin1String path) const;
+    QIcon arrow(bool isExpanded) const;
 
     void drawFrame(QPainter *painter, const QSize &size, bool isSelected, bool hasFocus) const;
     void drawHead(QPainter *painter, int width, const QString &title, const QString &time) const;
     /// @param lines the abbreviated body, lines separated by '\n'
     void drawPreview(QPainter *painter, int width, const QString &lines) const;
-    void drawDot(QPainter *painter) const { m_dot.paint(painter, dotRect()); }
+    void drawDot(QPainter *painter) const;
     void drawArrow(QPainter *painter, int width, bool isExpanded) const;
 
 private:
@@ -48,9 +50,6 @@ private:
     QFont m_titleFont;
     QFont m_timeFont;
     QFont m_bodyFont;
-    QIcon m_dot;
-    QIcon m_collapsed;
-    QIcon m_expanded;
-    QIcon m_bin;
-    mutable QPixmap m_corners[4]; // by state, once drawn
+    mutable QMap<QString, QIcon> m_icons; // by path
+    mutable QPixmap m_corners[4];         // by state, once drawn
 };

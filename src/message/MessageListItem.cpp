@@ -8,6 +8,7 @@
 #include "message/MessagePushEvent.h"
 #include "message/MsgCenterDataMgr.h"
 #include "widgets/CustomBtn.h"
+#include "widgets/Look.h"
 #include "widgets/SafeHtml.h"
 #include "widgets/ShownText.h"
 #include "widgets/WebLink.h"
@@ -247,7 +248,7 @@ void CMessageListItem::buildParts()
     m_arrow = makeButton(QStringLiteral("arrowButton"));
     connect(m_arrow, &QToolButton::clicked, this, &CMessageListItem::OnArrowBtnClicked);
     m_delete = makeButton(QStringLiteral("deleteButton"));
-    m_delete->setIcon(m_card.bin());
+    m_delete->setIcon(m_card.icon(look::icon::Delete));
     m_delete->setToolTip(QStringLiteral("删除"));
     m_delete->setAccessibleName(QStringLiteral("删除"));
     connect(m_delete, &QToolButton::clicked, this, &CMessageListItem::OnDeleteMessage);
