@@ -1,7 +1,8 @@
 // message_center FORM: the message center's window with $BENCH_MESSAGES messages ("ours"), or a list view with a delegate
-// to compare with ("view"). One line of figures, then it ends:
+// to compare with ("view"). Both fetch the records when they are created, and draw titles and texts in the same faces: the
+// ratio is that of the windows, whichever fonts the look needs. One line of figures, then it ends:
 //   FETCH FIRST_PAINT ALL LONGEST SCROLL_P95 EXPAND_P50 EXPAND_P95 READ_ALL KIB SECOND_PAINT
-// times in milliseconds; FETCH, EXPAND and READ_ALL are 0 for the view. FIRST_PAINT counts from the order to the first
+// times in milliseconds; EXPAND and READ_ALL are 0 for the view. FIRST_PAINT counts from the order to the first
 // painted screen without the fetching, ALL to the last message being there, LONGEST is the longest event on the GUI thread
 // after the first paint, KIB the growth of the process. SECOND_PAINT is the first paint of the next window.
 
@@ -9,6 +10,7 @@
 #include "message/MessageList.h"
 #include "message/MessageListItem.h"
 #include "message/MsgCenterDlg.h"
+#include "widgets/Look.h"
 
 #include <QAbstractListModel>
 #include <QFile>
@@ -23,6 +25,8 @@
 #include <iostream>
 #include <malloc.h>
 #include <memory>
+
+using namespace tarn::visualized;
 
 namespace {
 
@@ -107,10 +111,10 @@ Form makeOurs()
 class Model final : public QAbstractListModel
 {
 public:
-    explicit Model(const std::vector<sMsgData> &messages, QObject *parent)
+    explicit Model(QObject *parent)
         : QAbstractListModel(parent)
-        , m_messages(messages)
     {
+        CMsgCenterDataMgr::GetMsgDataMgrInstance()->GetMessageRecords(m_messages);
     }
     int rowCount(const QModelIndex &) const override { return int(m_messages.size()); }
     QVariant data(const QModelIndex &index, int role) const override
@@ -120,13 +124,18 @@ public:
     }
 
 private:
-    const std::vector<sMsgData> &m_messages;
+    std::vector<sMsgData> m_messages;
 };
 
 class Delegate final : public QStyledItemDelegate
 {
 public:
-    using QStyledItemDelegate::QStyledItemDelegate;
+    explicit Delegate(QWidget *parent)
+        : QStyledItemDelegate(parent)
+        , m_titleFont(look::yaHei(14, QFont::DemiBold, parent))
+        , m_textFont(look::yaHei(13, QFont::Normal, parent))
+    {
+    }
 
     QSize sizeHint(const QStyleOptionViewItem &, const QModelIndex &) const override { return {700, 98}; }
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
@@ -134,12 +143,18 @@ public:
         const QRect card = option.rect.adjusted(16, 4, -16, -4);
         painter->setRenderHint(QPainter::Antialiasing);
         painter->drawRoundedRect(card, 8, 8);
+        painter->setFont(m_titleFont);
         painter->drawText(card.adjusted(28, 8, -60, -60), index.data(Qt::DisplayRole).toString());
+        painter->setFont(m_textFont);
         painter->drawText(card.adjusted(28, 36, -60, -8), Qt::TextWordWrap, index.data(Qt::UserRole).toString());
     }
+
+private:
+    const QFont m_titleFont;
+    const QFont m_textFont;
 };
 
-Form makeView(const std::vector<sMsgData> &messages)
+Form makeView()
 {
     Form form;
     auto view = std::make_unique<QListView>();
@@ -147,7 +162,7 @@ Form makeView(const std::vector<sMsgData> &messages)
     view->setUniformItemSizes(true);
     view->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     view->setItemDelegate(new Delegate(view.get()));
-    view->setModel(new Model(messages, view.get()));
+    view->setModel(new Model(view.get()));
     form.area = view.get();
     form.painter = view->viewport();
     form.window = std::move(view);
@@ -218,10 +233,7 @@ double fetchTime()
 
 void measure(TimedApplication &application, const QString &name)
 {
-    std::vector<sMsgData> messages;
     const bool isOurs = name == QLatin1String("ours");
-    if (!isOurs)
-        CMsgCenterDataMgr::GetMsgDataMgrInstance()->GetMessageRecords(messages);
     fetchTime();    // loads the library
     QWidget warmUp; // the first window of a process pays for fonts and the connection
     warmUp.show();
@@ -231,11 +243,11 @@ void measure(TimedApplication &application, const QString &name)
 
     double fetch = 0;
     const auto open = [&](Form *form) {
-        fetch = isOurs ? fetchTime() : 0;
+        fetch = fetchTime();
         malloc_trim(0);
         QElapsedTimer timer;
         timer.start();
-        *form = isOurs ? makeOurs() : makeView(messages);
+        *form = isOurs ? makeOurs() : makeView();
         const PaintWatch watch(form->painter);
         form->window->show();
         processUntil([&] { return watch.painted; });
