@@ -97,7 +97,8 @@ _tarnctl()
     local choices=""
     while [[ -z ${choices} ]]; do
         case ${words} in
-%1            *) words=${words% *} ;;
+%1            *" "*) words=${words% *} ;;
+            *) words="" ;;
         esac
     done
     mapfile -t COMPREPLY < <(compgen -W "${choices}" -- "${cur}")

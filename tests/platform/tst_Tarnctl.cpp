@@ -54,12 +54,15 @@ private slots:
         steps.append({"call ShowNotifyMessage --help", 0, "unReadNum (string)"});
         steps.append({"call --list", 0, "ShowMessageCenter"});
         QCOMPARE(wrong(steps), QString());
-        QProcess bash;
-        bash.start("bash", {"-c", QString("eval \"$(%1 document bash)\"; COMP_WORDS=(tarnctl cloud account l); "
-                                          "COMP_CWORD=3; _tarnctl; echo ${COMPREPLY[@]}")
-                                      .arg(Sandbox::program("tarnctl"))});
-        QVERIFY(bash.waitForFinished());
-        QCOMPARE(bash.readAllStandardOutput(), QByteArray("list lock\n"));
+        for (const auto &[words, expected] :
+             {std::pair("cloud account l", "list lock\n"), std::pair("sing a l", "\n")}) {
+            QProcess bash;
+            bash.start("bash", {"-c", QString("eval \"$(%1 document bash)\"; COMP_WORDS=(tarnctl %2); COMP_CWORD=3; "
+                                              "_tarnctl; echo ${COMPREPLY[@]}")
+                                          .arg(Sandbox::program("tarnctl"), words)});
+            QVERIFY2(bash.waitForFinished(10000), words);
+            QCOMPARE(bash.readAllStandardOutput(), QByteArray(expected));
+        }
     }
 
     void wrongUsage()
