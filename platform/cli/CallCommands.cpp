@@ -17,6 +17,7 @@ namespace tarn::cli {
 
 namespace {
 
+constexpr int NameWidth = 30;    // of the list of operations
 constexpr int DefaultWait = 600; // s
 constexpr int LookMs = 500;
 constexpr int ShowMs = 15000;       // until the dialog must have been seen
@@ -69,10 +70,8 @@ QString operationHelp(const Line &line)
 
 int printOperations()
 {
-    QList<QStringList> rows{{QStringLiteral("OPERATION"), QStringLiteral("MEANING")}};
     for (const binding::Operation &operation : binding::visualizedOperations())
-        rows.append({operation.name, operation.summary});
-    print(table(rows));
+        print(operation.name.leftJustified(NameWidth) + operation.summary);
     return status::Ok;
 }
 

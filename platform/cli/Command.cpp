@@ -1,5 +1,6 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
+#include <algorithm>
 
 namespace tarn::cli {
 
@@ -17,18 +18,6 @@ QString called(const Command &command)
 QStringList wordsOf(const Command &command)
 {
     return command.words.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
-/// The last entry whose words the arguments begin with; null when there is none.
-const Command *find(const QList<Command> &table, const QStringList &arguments)
-{
-    const Command *found = nullptr;
-    for (const Command &each : table) {
-        const QStringList words = wordsOf(each);
-        if (arguments.mid(0, words.size()) == words)
-            found = &each;
-    }
-    return found;
 }
 
 QString groupDescription(const Command &group)
@@ -105,28 +94,24 @@ QString Command::argumentSyntax() const
 
 const QList<Command> &allCommands()
 {
-    static const QList<Command> table = statusCommands() + callCommands() + cloudCommands() + messageCommands() +
-                                        upgradeCommands() + noticeCommands() + documentCommands();
+    static const QList<Command> table =
+        statusCommands() + callCommands() + cloudCommands() + messageCommands() + upgradeCommands() + noticeCommands() +
+        documentCommands() +
+        QList<Command>{
+            {"cloud account", "adds, removes, lists and locks accounts"},
+            {"cloud", "manages accounts, shows one-time codes and the signed-in user"},
+            {"message", "pushes, lists and imports messages"},
+            {"upgrade", "looks for updates, shows notes, tasks and ignored updates"},
+            {"notice", "reaches the pop-up notices by keyboard"},
+            {"", "drives the platform from the command line", {}, {}, {{Version, "Shows the version."}}},
+        };
     return table;
-}
-
-const QList<Command> &allGroups()
-{
-    static const QList<Command> groups{
-        {"", "drives the platform from the command line", {}, {}, {{Version, "Shows the version."}}},
-        {"cloud", "manages accounts, shows one-time codes and the signed-in user"},
-        {"cloud account", "adds, removes, lists and locks accounts"},
-        {"message", "pushes, lists and imports messages"},
-        {"upgrade", "looks for updates, shows notes, tasks and ignored updates"},
-        {"notice", "reaches the pop-up notices by keyboard"},
-    };
-    return groups;
 }
 
 QList<Command> entriesOf(const Command &group)
 {
     QList<Command> entries;
-    for (const Command &each : allCommands() + allGroups()) {
+    for (const Command &each : allCommands()) {
         if (!each.words.isEmpty() && each.words.section(QLatin1Char(' '), 0, -2) == group.words)
             entries.append(each);
     }
@@ -135,11 +120,10 @@ QList<Command> entriesOf(const Command &group)
 
 int run(const QStringList &arguments)
 {
-    const Command *command = find(allCommands(), arguments);
-    if (!command)
-        command = find(allGroups(), arguments);
+    const auto isMeant = [&](const Command &each) { return arguments.mid(0, wordsOf(each).size()) == wordsOf(each); };
+    const Command &command = *std::find_if(allCommands().cbegin(), allCommands().cend(), isMeant);
     try {
-        return runEntry(*command, arguments.mid(wordsOf(*command).size()));
+        return runEntry(command, arguments.mid(wordsOf(command).size()));
     } catch (const Failure &failure) {
         complain(failure.text);
         return failure.exitCode;

@@ -83,10 +83,8 @@ struct Command
     QString (*helpOn)(const Line &) = nullptr;
 };
 
-/// Every command, in the order in which help lists them.
+/// Every command, in the order in which help lists them, then every group; a group is before the group around it.
 const QList<Command> &allCommands();
-/// Every group; the program itself is the first.
-const QList<Command> &allGroups();
 /// The commands and groups one word below a group.
 QList<Command> entriesOf(const Command &group);
 

@@ -51,7 +51,7 @@ Calls the visualized service and the background services of the calling user. Ev
 .SH COMMANDS
 )");
     for (const Command &command : allCommands())
-        text += commandSection(command);
+        text += command.run ? commandSection(command) : QString();
     const QPair<QString, QString> codes[] = {
         {"0", "accepted"}, {"1", "refused"}, {"2", "wrong usage"}, {"3", "not reached"}};
     text += QStringLiteral(".SH EXIT STATUS\n");
@@ -64,7 +64,7 @@ Calls the visualized service and the background services of the calling user. Ev
 QStringList completionTable()
 {
     QStringList lines;
-    for (const Command &each : allGroups() + allCommands()) {
+    for (const Command &each : allCommands()) {
         QStringList choices;
         for (const Command &below : each.run ? QList<Command>() : entriesOf(each))
             choices << below.lastWord();

@@ -19,6 +19,9 @@ namespace {
 
 constexpr int ChunkRecords = 500; // an import is sent in pieces that one call can carry
 constexpr int ChunkBytes = 1024 * 1024;
+constexpr int IdWidth = 36;
+constexpr int TimeWidth = 19;
+constexpr int StateWidth = 7;
 constexpr int PreviewChars = 60;
 
 const QString AllOption = QStringLiteral("all");
@@ -104,35 +107,30 @@ QString stateOf(const QVariantMap &record)
     return states.join(QLatin1Char(','));
 }
 
-QString receiptName(const QVariantMap &receipt)
-{
-    const int kind = receipt.value(key::MessageReceipt).toInt();
-    return kind == receipt::Read      ? QStringLiteral("read")
-           : kind == receipt::Clicked ? QStringLiteral("clicked")
-                                      : QString::number(kind);
-}
-
 QString receiptsOf(const QVariantMap &record)
 {
+    static const QMap<int, QString> kinds{{receipt::Read, "read"}, {receipt::Clicked, "clicked"}};
     QStringList names;
-    for (const QVariant &receipt : record.value(detail::Receipts).toList())
-        names.append(receiptName(receipt.toMap()));
+    for (const QVariant &receipt : record.value(detail::Receipts).toList()) {
+        const int kind = receipt.toMap().value(key::MessageReceipt).toInt();
+        names.append(kinds.value(kind, QString::number(kind)));
+    }
     names.removeDuplicates();
     return names.isEmpty() ? QStringLiteral("-") : names.join(QLatin1Char(','));
 }
 
-void printMessages(const rpc::CallResult &result)
+void printMessage(const QVariantMap &record)
 {
-    QList<QStringList> rows{{QStringLiteral("ID"), QStringLiteral("TIME"), QStringLiteral("STATE"),
-                             QStringLiteral("RECEIPTS"), QStringLiteral("TITLE")}};
-    for (const QVariant &entry : result.output.list) {
-        const QVariantMap record = entry.toMap();
-        const QString title = record.value(key::MsgTitle).toString();
-        rows.append({record.value(key::MsgId).toString(), record.value(key::MsgDateTime).toString(), stateOf(record),
-                     receiptsOf(record),
-                     title.isEmpty() ? record.value(key::MsgContent).toString().left(PreviewChars) : title});
-    }
-    print(rows.size() == 1 ? QStringLiteral("no messages") : table(rows));
+    const QString title = record.value(key::MsgTitle).toString();
+    const QString preview = title.isEmpty() ? record.value(key::MsgContent).toString() : title;
+    const QPair<QString, int> columns[] = {{record.value(key::MsgId).toString(), IdWidth},
+                                           {record.value(key::MsgDateTime).toString(), TimeWidth},
+                                           {stateOf(record), StateWidth},
+                                           {receiptsOf(record), StateWidth}};
+    QString line;
+    for (const auto &[text, width] : columns)
+        line += text.leftJustified(width) + QLatin1Char(' ');
+    print(printable(line + preview.left(PreviewChars)));
 }
 
 QVariantMap selection(const Line &line)
@@ -140,70 +138,11 @@ QVariantMap selection(const Line &line)
     return {{wire::All, line.isSet(AllOption)}};
 }
 
-QString receiptText(const QVariantMap &receipt)
+QList<QVariantList> toChunks(const QJsonDocument &document)
 {
-    QString text = receiptName(receipt) + QLatin1Char(' ') + receipt.value(detail::FirstTime).toString();
-    const int count = receipt.value(detail::Count).toInt();
-    if (count > 1)
-        text += QStringLiteral(", last %1, %2 times").arg(receipt.value(detail::LastTime).toString()).arg(count);
-    const QString softName = receipt.value(key::SoftName).toString();
-    return softName.isEmpty() ? text : text + QStringLiteral(", ") + softName;
-}
-
-void printDetail(const QString &name, const QString &value)
-{
-    if (!value.isEmpty())
-        print(QStringLiteral("%1 %2").arg(name + QLatin1Char(':'), -10).arg(printable(value)));
-}
-
-void printDetails(const QVariantMap &record)
-{
-    const QPair<QString, QString> texts[] = {{"id", record.value(key::MsgId).toString()},
-                                             {"title", record.value(key::MsgTitle).toString()},
-                                             {"time", record.value(key::MsgDateTime).toString()},
-                                             {"content", record.value(key::MsgContent).toString()},
-                                             {"link text", record.value(key::LinkText).toString()},
-                                             {"link", record.value(key::LinkAdress).toString()},
-                                             {"picture", record.value(key::PicFilePath).toString()},
-                                             {"state", stateOf(record)},
-                                             {"stored", record.value(detail::StoredTime).toString()},
-                                             {"read", record.value(detail::ReadTime).toString()},
-                                             {"deleted", record.value(detail::DeletedTime).toString()},
-                                             {"ignored", record.value(detail::IgnoredTime).toString()}};
-    for (const auto &[name, value] : texts)
-        printDetail(name, value);
-    for (const QVariant &receipt : record.value(detail::Receipts).toList())
-        printDetail(QStringLiteral("receipt"), receiptText(receipt.toMap()));
-}
-
-int runShow(const Line &line)
-{
-    link::ServiceConnection connection;
-    const auto result =
-        accepted(connection.callPaged(wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}}), MessageService);
-    for (const QVariant &entry : result.output.list) {
-        const QVariantMap record = entry.toMap();
-        if (record.value(key::MsgId).toString() != line.at(0))
-            continue;
-        line.isSet(Json.name) ? print(compact(toJson(record))) : printDetails(record);
-        return status::Ok;
-    }
-    throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
-}
-
-// The records of an import file: an array of objects, or an object that holds it as "messages".
-QJsonArray readRecords(const QByteArray &text)
-{
-    const QJsonDocument document = parseJson(text);
-    const QJsonValue array =
-        document.isArray() ? QJsonValue(document.array()) : document.object().value(QStringLiteral("messages"));
-    if (!array.isArray())
+    if (!document.isArray())
         throw wrongJson(QString(), QStringLiteral("expected an array of messages"));
-    return array.toArray();
-}
-
-QList<QVariantList> toChunks(const QJsonArray &records)
-{
+    const QJsonArray records = document.array();
     QList<QVariantList> chunks;
     int bytes = 0;
     for (int i = 0; i < records.size(); ++i) {
@@ -225,7 +164,7 @@ int runImport(const Line &line)
 {
     const QString file = line.at(0);
     const QByteArray text = readArgument(file == QLatin1String("-") ? file : QLatin1Char('@') + file);
-    const QList<QVariantList> chunks = toChunks(readRecords(text));
+    const QList<QVariantList> chunks = toChunks(parseJson(text));
     link::ServiceConnection connection;
     int stored = 0;
     for (const QVariantList &chunk : chunks) {
@@ -270,10 +209,7 @@ QList<Command> messageCommands()
         Command("message list", "lists the stored messages",
                 "Lists the stored messages, newest first, with their state and receipts.", {},
                 {{AllOption, "Deleted messages too."}, Json},
-                asks(paged(MessageService, wire::method::List), selection, {printMessages, listOf})),
-        Command("message show", "shows one message with its receipts",
-                "Shows everything that is stored about one message.", {{"ID", "Identity of the message."}}, {Json},
-                runShow),
+                asks({MessageService, wire::method::List}, selection, eachOf(printMessage))),
         Command("message import", "stores the messages of a JSON file",
                 "Stores the messages of a JSON array without showing them. An object has the keys of a record: MsgId, "
                 "MsgTitle, MsgContent, MsgDateTime, LinkText, LinkAdress, PicFilePath, unRead, ...\n"

@@ -41,7 +41,7 @@ QString absentAdvice(const Service &service)
 // The process that listens on a socket; 0 when there is none.
 qint64 listenerOf(const QString &path)
 {
-    const int fd = rpc::connectTo(path);
+    const int fd = rpc::connectTo(QFile::encodeName(path));
     ucred peer = {};
     socklen_t size = sizeof(peer);
     const bool known = fd >= 0 && ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
@@ -84,11 +84,6 @@ rpc::CallResult accepted(const rpc::CallResult &result, const Service &service)
     return result;
 }
 
-Query paged(const Service &service, const QString &method)
-{
-    return {service, method, {}, link::ServiceConnection::DefaultTimeout, true};
-}
-
 QVariant valuesOf(const rpc::CallResult &result)
 {
     return result.output.values;
@@ -111,10 +106,8 @@ Output eachOf(void (*printer)(const QVariantMap &))
 int ask(const Query &query, const Line &line, const Output &output)
 {
     link::ServiceConnection connection;
-    const rpc::Bag input{query.values, {}};
-    const auto result = accepted(query.paged ? connection.callPaged(query.service.tag, query.method, input)
-                                             : connection.call(query.service.tag, query.method, input, query.timeoutMs),
-                                 query.service);
+    const auto result =
+        accepted(connection.callPaged(query.service.tag, query.method, {query.values, {}}), query.service);
     if (output.print)
         line.isSet(Json.name) ? print(compact(toJson(output.data(result)))) : output.print(result);
     return status::Ok;

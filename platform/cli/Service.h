@@ -29,10 +29,7 @@ struct Query
     const Service &service;
     QString method;
     QVariantMap values = {};
-    int timeoutMs = link::ServiceConnection::DefaultTimeout;
-    bool paged = false; ///< the answer is a list that may be larger than one message
 };
-Query paged(const Service &service, const QString &method);
 
 QVariant valuesOf(const rpc::CallResult &result);
 QVariant listOf(const rpc::CallResult &result);
@@ -46,7 +43,7 @@ struct Output
 /// Prints an answer that is a list, each of its maps by the printer.
 Output eachOf(void (*printer)(const QVariantMap &));
 
-/// One call and its answer.
+/// One call and its answer, which may be a list in pages.
 /// @return the exit code
 int ask(const Query &query, const Line &line, const Output &output = {});
 

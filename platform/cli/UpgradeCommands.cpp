@@ -151,11 +151,6 @@ int runStart(const Line &line)
                {complainIfHidden});
 }
 
-QVariantMap waitingProduct(const Line &line)
-{
-    return {{key::SoftwareName, line.at(0)}, {key::WaitForFinished, true}};
-}
-
 int runSilent(const Line &line)
 {
     QVariantMap values = product(line);
@@ -191,7 +186,7 @@ QList<Command> upgradeCommands()
                 asks({UpgradeService, wire::method::ShowNotes}, product, {printShown})),
         Command("upgrade status", "lists ignored updates and tasks",
                 "Tells which updates are ignored and lists the tasks.", {}, {Json},
-                asks(paged(UpgradeService, wire::method::UpgradeStatus), {}, {printStatus, statusOf})),
+                asks({UpgradeService, wire::method::UpgradeStatus}, {}, {printStatus, statusOf})),
         Command("upgrade forget", "offers ignored updates again",
                 "Forgets ignored updates, so that the next check offers them again.",
                 {{"PRODUCT", "Name of the product; all products by default.", "[PRODUCT]", true}}, {Json},
@@ -201,10 +196,6 @@ QList<Command> upgradeCommands()
                 {Json}, runStart),
         Command("upgrade stop", "ends a product's task", "Ends the task of a product in any state.", one, {},
                 asks({UpgradeService, QStringLiteral("StopUpgrade")}, product)),
-        Command("upgrade install", "installs a finished download",
-                "Installs the downloaded packages of a product and waits for the end. The window with the tasks does "
-                "this by itself.",
-                one, {}, asks({UpgradeService, QStringLiteral("InstallSoftware"), {}, LongMs}, waitingProduct)),
         Command(
             "upgrade silent", "patches a product without questions",
             "Downloads the patch of a product's installed version and installs it, with a progress window only. Waits "
@@ -215,7 +206,7 @@ QList<Command> upgradeCommands()
             runSilent),
         Command("upgrade tasks", "lists downloads and installations",
                 "Lists the downloads and installations, finished ones too.", {}, {Json},
-                asks(paged(UpgradeService, QStringLiteral("QueryTaskInfos")), {},
+                asks({UpgradeService, QStringLiteral("QueryTaskInfos")}, {},
                      {[](const rpc::CallResult &result) { printTasks(tasksOf(result).toList()); }, tasksOf})),
     };
 }

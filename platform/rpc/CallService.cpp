@@ -1,6 +1,7 @@
 #include "rpc/CallService.h"
 #include "rpc/Log.h"
 #include "tarn/rpc/RpcLog.h"
+#include <QScopeGuard>
 #include <chrono>
 
 namespace tarn::rpc {
@@ -120,9 +121,8 @@ grpc::Status CallService::Running::answer()
     return grpc::Status::OK;
 }
 
-CallService::CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client, int threads,
-                         quint64 epoch)
-    : m_servants(std::move(servants))
+CallService::CallService(const ServantTable &servants, std::shared_ptr<ClientSide> client, int threads, quint64 epoch)
+    : m_servants(servants)
     , m_client(std::move(client))
     , m_epoch(epoch)
     , m_single(threads <= 1)
@@ -142,16 +142,16 @@ grpc::Status CallService::perform(const Request &request, const ICallContext &co
 {
     if (request.epoch != 0 && request.epoch != m_epoch)
         return refusal(grpc::StatusCode::FAILED_PRECONDITION, QStringLiteral("the object's process has ended"));
-    const Servant servant = m_servants->find(request.object);
+    const Servant servant = m_servants.find(request.object);
     if (!servant.object)
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("no object \"%1\"").arg(request.object.left(200)));
     if (servant.interfaceName != request.interfaceName)
         return refusal(
             grpc::StatusCode::NOT_FOUND,
             QStringLiteral("object \"%1\" has no interface \"%2\"").arg(servant.tag, request.interfaceName.left(200)));
-    const CallGate::Pass pass(servant.gate);
-    if (!pass.entered())
+    if (!servant.gate->enter())
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" is withdrawn").arg(servant.tag));
+    const auto leave = qScopeGuard([&servant] { servant.gate->leave(); });
     if (RpcLog::print())
         trace(QStringLiteral("%1.%2").arg(servant.tag, request.method));
     *result = invoke(*servant.object, request, context);

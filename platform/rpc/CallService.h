@@ -13,8 +13,8 @@ namespace tarn::rpc {
 class CallService final : public v1::Invoker::WithRawCallbackMethod_Call<v1::Invoker::Service>
 {
 public:
-    CallService(std::shared_ptr<const ServantTable> servants, std::shared_ptr<ClientSide> client, int threads,
-                quint64 epoch);
+    /// @param servants outlives this object
+    CallService(const ServantTable &servants, std::shared_ptr<ClientSide> client, int threads, quint64 epoch);
     grpc::ServerUnaryReactor *Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
                                    grpc::ByteBuffer *response) override;
 
@@ -22,7 +22,7 @@ private:
     class Running;
     grpc::Status perform(const Request &request, const ICallContext &context, CallResult *result) const;
 
-    const std::shared_ptr<const ServantTable> m_servants;
+    const ServantTable &m_servants;
     const std::shared_ptr<ClientSide> m_client; ///< for objects that callers pass; null in the hub
     const quint64 m_epoch;
     const bool m_single;                           ///< one thread only: all calls are queued in the pool

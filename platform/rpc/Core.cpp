@@ -3,29 +3,14 @@
 #include "tarn/keys/HubKeys.h"
 #include <algorithm>
 #include <system_error>
-#include <thread>
 
 namespace tarn::rpc {
 
 struct Rpc::Private::Server
 {
-    Server(const std::shared_ptr<ServantTable> &table, const std::shared_ptr<ClientSide> &client,
-           const Settings &settings)
-        : endpoint(table, client, settings.threads)
+    Server(const ServantTable &servants, const std::shared_ptr<ClientSide> &client, const Settings &settings)
+        : endpoint(servants, client, settings.threads)
     {
-    }
-    /// Waits for the calls that run, so not in one of them.
-    static void dispose(Server *server)
-    {
-        if (!CallGate::insideCall()) {
-            delete server;
-            return;
-        }
-        try {
-            std::thread([server] { delete server; }).detach();
-        } catch (const std::system_error &e) {
-            warn(QStringLiteral("an endpoint stays open, no thread can be started: %1").arg(QLatin1String(e.what())));
-        }
     }
 
     Endpoint endpoint;
@@ -174,16 +159,16 @@ RpcError Rpc::Private::openServer()
     if (m_server)
         return {};
     QString reason;
-    const std::shared_ptr<Server> server(new Server(m_servants, client, m_settings), &Server::dispose);
+    const auto server = std::make_shared<Server>(m_servants, client, m_settings);
     if (!server->endpoint.open(m_settings.endpoint, &reason)) {
         warn(QStringLiteral("cannot serve: %1").arg(reason));
         return makeError(RpcError::Failed, reason);
     }
     try {
-        const auto onLost = [hook = hubLost] {
-            const QMutexLocker lock(&hook->mutex);
-            if (hook->callback)
-                hook->callback();
+        const auto onLost = [this] {
+            const QMutexLocker lock(&hubLost.mutex);
+            if (hubLost.callback)
+                hubLost.callback();
         };
         server->lease = std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(),
                                                 server->endpoint.epoch(), onLost);
@@ -213,7 +198,7 @@ void Rpc::Private::listServants()
                 callable.insert(tag, servant);
         }
     }
-    m_servants->assign(callable);
+    m_servants.assign(callable);
 }
 
 /// Sends the hub the set of objects to be registered.
@@ -311,8 +296,8 @@ QSharedPointer<RpcProxy> Rpc::stringToProxy(const QString &tag)
 
 void Rpc::setHubLost(std::function<void()> callback)
 {
-    const QMutexLocker lock(&d->hubLost->mutex);
-    d->hubLost->callback = std::move(callback);
+    const QMutexLocker lock(&d->hubLost.mutex);
+    d->hubLost.callback = std::move(callback);
 }
 
 void Rpc::shutdown()

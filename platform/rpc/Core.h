@@ -49,7 +49,7 @@ public:
         QMutex mutex;
         std::function<void()> callback;
     };
-    const std::shared_ptr<HubLost> hubLost = std::make_shared<HubLost>(); // outlives a server in disposal
+    HubLost hubLost;
     const std::shared_ptr<ClientSide> client = std::make_shared<ClientSide>();
 
 private:
@@ -63,7 +63,7 @@ private:
     mutable QMutex m_mutex;
     Settings m_settings;
     std::vector<std::shared_ptr<RpcAdapter::Private>> m_adapters;
-    const std::shared_ptr<ServantTable> m_servants = std::make_shared<ServantTable>(); // outlives a server in disposal
+    ServantTable m_servants;
     QMutex m_publishing; ///< sets are sent to the hub one after the other
     std::shared_ptr<Server> m_server;
 };

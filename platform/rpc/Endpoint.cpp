@@ -53,9 +53,9 @@ void enablePlugins()
 
 } // namespace
 
-Endpoint::Endpoint(std::shared_ptr<const ServantTable> servants, const std::shared_ptr<ClientSide> &client, int threads)
+Endpoint::Endpoint(const ServantTable &servants, const std::shared_ptr<ClientSide> &client, int threads)
     : m_epoch(QRandomGenerator::system()->generate64() | 1) // not 0
-    , m_calls(std::make_unique<CallService>(std::move(servants), client, threads, m_epoch))
+    , m_calls(std::make_unique<CallService>(servants, client, threads, m_epoch))
 {
 }
 

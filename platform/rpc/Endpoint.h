@@ -19,8 +19,9 @@ struct ClientSide;
 class Endpoint
 {
 public:
+    /// @param servants outlives this object
     /// @param client for objects that callers pass by reference; may be null
-    Endpoint(std::shared_ptr<const ServantTable> servants, const std::shared_ptr<ClientSide> &client, int threads);
+    Endpoint(const ServantTable &servants, const std::shared_ptr<ClientSide> &client, int threads);
     ~Endpoint(); ///< ends the calls that run or wait and removes the socket; not to be called from a call
 
     /// Opens a unix socket "ep-<pid>-<random>.sock" for a local address, otherwise a TCP port with mutual TLS.

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <netdb.h>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -56,13 +57,10 @@ bool Listener::open(Address *address, QString *error)
                           failure ? QString::fromLocal8Bit(::gai_strerror(failure)) : qt_error_string(errno));
     if (failure == 0)
         ::freeaddrinfo(found);
-    sockaddr_storage bound = {};
+    sockaddr_in6 bound = {}; // the port of an IPv4 address is at the same place
     socklen_t size = sizeof bound;
-    char number[NI_MAXSERV] = "";
-    if (isOpen && ::getsockname(m_socket, reinterpret_cast<sockaddr *>(&bound), &size) == 0 &&
-        ::getnameinfo(reinterpret_cast<sockaddr *>(&bound), size, nullptr, 0, number, sizeof number, NI_NUMERICSERV) ==
-            0)
-        address->port = QByteArray(number).toUShort();
+    if (isOpen && ::getsockname(m_socket, reinterpret_cast<sockaddr *>(&bound), &size) == 0)
+        address->port = ntohs(bound.sin6_port);
     return isOpen;
 }
 

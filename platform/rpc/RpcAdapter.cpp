@@ -4,7 +4,6 @@
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/Skeletons.h"
 #include <QHash>
-#include <QMutex>
 #include <QRandomGenerator>
 
 namespace tarn::rpc {
@@ -13,26 +12,16 @@ namespace {
 
 constexpr int MaxTagLength = 256;
 
-struct Table
+QHash<QString, SkeletonFactory> &factories()
 {
-    QMutex mutex;
-    QHash<QString, SkeletonFactory> factories;
-};
-
-Table &table()
-{
-    static Table all; // the first user may be another file's static initialisation
-    return all;
+    static QHash<QString, SkeletonFactory> table; // the first user may be another file's static initialisation
+    return table;
 }
 
 /// The callable form of an object that is added under an interface's name; null with the reason.
 QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName, QString *error)
 {
-    SkeletonFactory factory;
-    {
-        const QMutexLocker lock(&table().mutex);
-        factory = table().factories.value(interfaceName);
-    }
+    const SkeletonFactory factory = factories().value(interfaceName);
     return factory ? factory(object, error) : unwrap<IInvocable>(object, interfaceName, error);
 }
 
@@ -40,8 +29,7 @@ QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &i
 
 bool registerFactory(const QString &interfaceName, const SkeletonFactory &factory)
 {
-    const QMutexLocker lock(&table().mutex);
-    table().factories.insert(interfaceName, factory);
+    factories().insert(interfaceName, factory);
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -44,7 +45,7 @@ QString objection(const QByteArray &path)
 /// A socket without a listener answers ECONNREFUSED, also when its process lived in another pid namespace.
 bool isDeserted(const QString &path)
 {
-    const int fd = connectTo(path);
+    const int fd = connectTo(QFile::encodeName(path));
     const bool refused = fd < 0 && (errno == ECONNREFUSED || errno == ENOENT);
     ::close(fd);
     return refused;
@@ -119,9 +120,8 @@ void unlinkHubSocket(quint16 port)
         ::unlink(link.constData());
 }
 
-int connectTo(const QString &socketPath)
+int connectTo(const QByteArray &path)
 {
-    const QByteArray path = QFile::encodeName(socketPath);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (path.size() > MaxSocketPath) {
@@ -129,8 +129,10 @@ int connectTo(const QString &socketPath)
         return -1;
     }
     memcpy(address.sun_path, path.constData(), static_cast<size_t>(path.size()));
+    const size_t nameSize = static_cast<size_t>(path.size()) + (path.startsWith('\0') ? 0 : 1);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd >= 0 && ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
+    if (fd >= 0 && ::connect(fd, reinterpret_cast<sockaddr *>(&address),
+                             static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + nameSize)) != 0) {
         const int reason = errno;
         ::close(fd);
         errno = reason;

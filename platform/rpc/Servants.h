@@ -2,45 +2,39 @@
 #include "tarn/rpc/IInvocable.h"
 #include <QHash>
 #include <QMutex>
+#include <QReadWriteLock>
 #include <QSharedPointer>
-#include <QWaitCondition>
+#include <atomic>
 #include <memory>
 
 namespace tarn::rpc {
 
-/// Counts the calls that run in an adapter's objects. Thread-safe.
+/// The calls that run in an adapter's objects. Thread-safe.
 class CallGate
 {
 public:
-    /// One running call of this thread; not entered when the gate is closed.
-    class Pass
+    void open() { m_open = true; }
+    /// Lets no call in any more and waits until the running ones have left; not to be called from one of them.
+    void closeAndWait()
     {
-    public:
-        explicit Pass(std::shared_ptr<CallGate> gate);
-        ~Pass();
-        Pass(const Pass &) = delete;
-        Pass &operator=(const Pass &) = delete;
-        bool entered() const { return m_isInside; }
-        /// A call that waits for others must not be waited for itself.
-        void leave();
-
-    private:
-        std::shared_ptr<CallGate> m_gate;
-        Pass *m_outer;
-        bool m_isInside = false;
-    };
-
-    void open();
-    /// Lets no call in any more and waits until the running ones have ended, but for those that wait here themselves.
-    void closeAndWait();
-    /// Whether the calling thread carries out a call of some adapter.
-    static bool insideCall();
+        m_open = false;
+        const QWriteLocker empty(&m_calls);
+    }
+    /// @return whether the call may run; leave() has to follow then, on the same thread
+    bool enter()
+    {
+        if (!m_calls.tryLockForRead()) // closeAndWait() waits
+            return false;
+        const bool isOpen = m_open;
+        if (!isOpen)
+            m_calls.unlock();
+        return isOpen;
+    }
+    void leave() { m_calls.unlock(); }
 
 private:
-    QMutex m_mutex;
-    QWaitCondition m_idle;
-    bool m_open = false;
-    int m_running = 0;
+    std::atomic_bool m_open = false;
+    QReadWriteLock m_calls; ///< held for reading by each call
 };
 
 /// An object that can be called.

@@ -104,6 +104,12 @@ private Q_SLOTS:
         m_hub =
             channelTo("unix:" + m_box.runtimeDir().toStdString() + "/hub-" + std::to_string(m_box.hubPort()) + ".sock");
         QCOMPARE(resolve().interface_name(), std::string("ITest"));
+        Context context;
+        v1::ListReply list;
+        QVERIFY(v1::Hub::NewStub(m_hub)->List(&context, v1::ListRequest(), &list).ok());
+        QCOMPARE(list.entries_size(), 1);
+        QCOMPARE(list.entries(0).object().tag(), std::string("wire"));
+        QCOMPARE(list.entries(0).program(), std::string("rpcpeer"));
         m_channel = channelTo(resolve().endpoint());
     }
 

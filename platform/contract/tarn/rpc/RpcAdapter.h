@@ -14,7 +14,7 @@ class TARN_RPC_EXPORT RpcAdapter
 public:
     class Private;
     explicit RpcAdapter(std::shared_ptr<Private> d);
-    ~RpcAdapter(); ///< deactivates and removes everything
+    ~RpcAdapter(); ///< deactivates and removes everything; like unactive() not to be called from a call
     RpcAdapter(const RpcAdapter &) = delete;
     RpcAdapter &operator=(const RpcAdapter &) = delete;
 
@@ -31,8 +31,7 @@ public:
     ///         tag is free. With InvalidArgument for a tag of another adapter of this process, with NotInitialized and
     ///         with Failed it is not active.
     bool active();
-    /// Withdraws the objects and waits until the calls that run have ended; called from one of them, it waits for the
-    /// others.
+    /// Withdraws the objects and waits until the calls that run have ended; not to be called from one of them.
     bool unactive();
     bool remove(const QString &tag); ///< false when there is no such object; a running call still ends well
 

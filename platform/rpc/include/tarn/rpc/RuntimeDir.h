@@ -27,8 +27,9 @@ TARN_RPC_EXPORT bool linkHubSocket(quint16 port, QString *error);
 TARN_RPC_EXPORT void unlinkHubSocket(quint16 port); ///< unless it leads to another hub
 
 /// Connects to a socket without waiting.
+/// @param path a file's path, or with a leading NUL an abstract name
 /// @return a descriptor that the caller closes; -1 with errno
-TARN_RPC_EXPORT int connectTo(const QString &socketPath);
+TARN_RPC_EXPORT int connectTo(const QByteArray &path);
 
 /// Removes sockets in the directory that no process listens on: a killed process leaves its own behind.
 TARN_RPC_EXPORT void sweepSockets();
