@@ -18,30 +18,11 @@ constexpr int TellMs = 10000; // shorter troubles end by themselves
 
 const QString Creator = QStringLiteral("CVisualizedServiceCreator");
 const QString &Tag = tarn::visualized::DefaultTag;
-
-/// The facts about a bundle that this host passes to it.
-class BundleContext final : public tarn::osgi::IBundleContext
-{
-public:
-    BundleContext(QString name, QString file)
-        : m_name(std::move(name))
-        , m_file(std::move(file))
-    {
-    }
-    QString bundleName() const override { return m_name; }
-    QVariant property(const QString &key) const override
-    {
-        return key == QLatin1String("plugin.path") ? QVariant(m_file) : QVariant();
-    }
-
-private:
-    const QString m_name;
-    const QString m_file;
-};
 } // namespace
 
 PluginHost::PluginHost(QObject *parent)
     : QObject(parent)
+    , m_context(QSharedPointer<tarn::osgi::IBundleContext>::create())
 {
     m_retry.setInterval(FirstRetryMs);
     connect(&m_retry, &QTimer::timeout, this, &PluginHost::createService);
@@ -71,8 +52,7 @@ bool PluginHost::loadFile(const QString &file)
         qCritical().noquote() << QStringLiteral("plug-in %1 is refused: %2").arg(file, reason);
         return false;
     }
-    const QJsonObject bundle = metadata.value(QStringLiteral("MetaData")).toObject();
-    if (bundle.value(QStringLiteral("DisabledByDefault")).toBool()) {
+    if (metadata.value(QStringLiteral("MetaData")).toObject().value(QStringLiteral("DisabledByDefault")).toBool()) {
         qInfo().noquote() << QStringLiteral("plug-in %1 is disabled").arg(file);
         return false;
     }
@@ -84,17 +64,15 @@ bool PluginHost::loadFile(const QString &file)
         qCritical().noquote() << QStringLiteral("plug-in %1 cannot be used: %2").arg(file, errorText);
         return false;
     }
-    m_bundles.append({dynamic_cast<tarn::osgi::IBundleActivator *>(plugin),
-                      QSharedPointer<BundleContext>::create(bundle.value(QStringLiteral("Name")).toString(), file)});
+    if (auto *bundle = dynamic_cast<tarn::osgi::IBundleActivator *>(plugin))
+        m_bundles.append(bundle);
     return true;
 }
 
 void PluginHost::start()
 {
-    for (const Bundle &bundle : qAsConst(m_bundles)) {
-        if (bundle.activator)
-            bundle.activator->start(bundle.context);
-    }
+    for (tarn::osgi::IBundleActivator *bundle : qAsConst(m_bundles))
+        bundle->start(m_context);
     m_sinceStart.start();
     constructCreator();
     createService();
@@ -146,9 +124,7 @@ void PluginHost::stop()
         m_creator->destroy(Tag);
     m_creator = nullptr;
     m_owner.reset();
-    for (const Bundle &bundle : qAsConst(m_bundles)) {
-        if (bundle.activator)
-            bundle.activator->stop(bundle.context);
-    }
+    for (tarn::osgi::IBundleActivator *bundle : qAsConst(m_bundles))
+        bundle->stop(m_context);
     m_bundles.clear();
 }

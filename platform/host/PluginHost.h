@@ -34,17 +34,13 @@ public:
     void stop();
 
 private:
-    struct Bundle
-    {
-        tarn::osgi::IBundleActivator *activator; ///< null for a plug-in that is no bundle
-        QSharedPointer<tarn::osgi::IBundleContext> context;
-    };
     bool loadFile(const QString &file);
     void constructCreator();
     void createService();
     void tellUser();
 
-    QList<Bundle> m_bundles;
+    QList<tarn::osgi::IBundleActivator *> m_bundles; ///< the plug-ins that are bundles
+    const QSharedPointer<tarn::osgi::IBundleContext> m_context;
     QSharedPointer<QObject> m_owner; ///< of the creator
     IServiceObjectCreator *m_creator = nullptr;
     QTimer m_retry;

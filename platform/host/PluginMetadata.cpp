@@ -1,8 +1,8 @@
 #include "host/PluginMetadata.h"
 #include "tarn/plugin/IPlugin.h"
 #include <QJsonArray>
-#include <QMap>
 #include <QRegularExpression>
+#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -14,53 +14,35 @@ struct Key
 {
     const char *name;
     QJsonValue::Type type;
+    const char *expected;
     bool mayBeEmpty; ///< of a string
 };
 
 constexpr Key Keys[] = {
-    {"Category", QJsonValue::String, false},
-    {"CompatVersion", QJsonValue::String, false},
-    {"Copyright", QJsonValue::String, true},
-    {"Description", QJsonValue::String, false},
-    {"DisabledByDefault", QJsonValue::Bool, false},
-    {"ErrorHandling", QJsonValue::String, false},
-    {"License", QJsonValue::Array, false},
-    {"Name", QJsonValue::String, false},
-    {"Url", QJsonValue::String, true},
-    {"Vendor", QJsonValue::String, true},
-    {"Version", QJsonValue::String, false},
+    {"Category", QJsonValue::String, "a string", false},
+    {"CompatVersion", QJsonValue::String, "a string", false},
+    {"Copyright", QJsonValue::String, "a string", true},
+    {"Description", QJsonValue::String, "a string", false},
+    {"DisabledByDefault", QJsonValue::Bool, "a boolean", false},
+    {"ErrorHandling", QJsonValue::String, "a string", false},
+    {"License", QJsonValue::Array, "an array of strings", false},
+    {"Name", QJsonValue::String, "a string", false},
+    {"Url", QJsonValue::String, "a string", true},
+    {"Vendor", QJsonValue::String, "a string", true},
+    {"Version", QJsonValue::String, "a string", false},
 };
-
-QString typeName(QJsonValue::Type type)
-{
-    static const QMap<QJsonValue::Type, QString> names{
-        {QJsonValue::String, QStringLiteral("string")}, {QJsonValue::Bool, QStringLiteral("bool")},
-        {QJsonValue::Array, QStringLiteral("array")},   {QJsonValue::Double, QStringLiteral("number")},
-        {QJsonValue::Object, QStringLiteral("object")}, {QJsonValue::Null, QStringLiteral("null")}};
-    return names.value(type, QStringLiteral("nothing"));
-}
 
 QString keyRefusal(const QJsonObject &map, const Key &key)
 {
     const QString name = QString::fromLatin1(key.name);
     const QJsonValue value = map.value(name);
-    if (value.isUndefined())
-        return QStringLiteral("key \"%1\" is missing").arg(name);
-    if (value.type() != key.type)
-        return QStringLiteral("key \"%1\" is of type %2 instead of %3")
-            .arg(name, typeName(value.type()), typeName(key.type));
-    if (key.type == QJsonValue::String && !key.mayBeEmpty && value.toString().isEmpty())
+    const QJsonArray items = value.toArray();
+    const bool areStrings =
+        std::all_of(items.begin(), items.end(), [](const QJsonValue &item) { return item.isString(); });
+    if (value.type() != key.type || !areStrings)
+        return QStringLiteral("key \"%1\" is missing or not %2").arg(name, QLatin1String(key.expected));
+    if (value.isString() && !key.mayBeEmpty && value.toString().isEmpty())
         return QStringLiteral("key \"%1\" is empty").arg(name);
-    return QString();
-}
-
-QString licenceRefusal(const QJsonArray &licences)
-{
-    for (const QJsonValue &licence : licences) {
-        if (!licence.isString())
-            return QStringLiteral("key \"License\" holds an element of type %1 instead of string")
-                .arg(typeName(licence.type()));
-    }
     return QString();
 }
 
@@ -116,6 +98,5 @@ QString pluginmetadata::refusal(const QJsonObject &metadata)
         if (!reason.isEmpty())
             return reason;
     }
-    reason = licenceRefusal(map.value(QStringLiteral("License")).toArray());
-    return reason.isEmpty() ? versionRefusal(map) : reason;
+    return versionRefusal(map);
 }

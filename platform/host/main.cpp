@@ -51,12 +51,6 @@ void define(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
 }
 
-void nameApplication()
-{
-    QCoreApplication::setApplicationName(QStringLiteral("visualized-host"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("1.0.0"));
-}
-
 /// Prints help and version also without a display.
 void answerWithoutDisplay(int argc, char **argv)
 {
@@ -90,7 +84,8 @@ QString pluginDirectory()
 int main(int argc, char *argv[])
 {
     tarn::core::prepareProgram(true, tarn::core::hasArgument(argc, argv, "--verbose"));
-    nameApplication();
+    QCoreApplication::setApplicationName(QStringLiteral("visualized-host"));
+    QCoreApplication::setApplicationVersion(QStringLiteral("1.0.0"));
     answerWithoutDisplay(argc, argv);
 #ifndef TARN_SANITIZED           // the leak check reads the process as a debugger does
     ::prctl(PR_SET_DUMPABLE, 0); // passwords pass through; no core file, no other process reads the memory
