@@ -50,10 +50,7 @@ std::optional<ServiceOutcome> AccountSignIn::run(const SignInRequest &request)
     ICloudServiceAssistant *assistant = nullptr;
     ICloudServiceAssistant::Input input;
     ICloudServiceAssistant::Output output;
-    {
-        const auto service = service::cloud(); // not held during the event loop
-        if (!service)
-            return ServiceOutcome{};
+    if (const auto service = service::cloud()) { // not held during the event loop
         assistant = service.get();
         input = assistant->CreateInputArgs();
         output = assistant->CreateOutputArgs();

@@ -1,5 +1,4 @@
 #include "login/LoginPage.h"
-#include "widgets/CustomBtn.h"
 #include "widgets/CustomLineEdit.h"
 #include "widgets/IconEditWidget.h"
 #include "widgets/Look.h"
@@ -56,9 +55,9 @@ QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
     return box;
 }
 
-CCustomBtn *LoginPage::addSideButton(QHBoxLayout *row, const char *name, const QString &text, bool link)
+CCustomBtn *LoginPage::addSideButton(QHBoxLayout *row, const char *name, const QString &text, CCustomBtn::Tone tone)
 {
-    auto *button = new CCustomBtn(text, link ? CCustomBtn::Link : CCustomBtn::Blue, name, {104, 36}, this);
+    auto *button = new CCustomBtn(text, tone, name, {104, 36}, this);
     button->setAccessibleName(text.trimmed());
     row->addWidget(button);
     return button;

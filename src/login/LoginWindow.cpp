@@ -1,16 +1,15 @@
 #include "login/LoginWindow.h"
-#include "login/AccountPage.h"
-#include "login/PhonePage.h"
+#include "login/LoginPage.h"
 #include "login/WaitNotice.h"
 #include "widgets/BringToFront.h"
-#include "widgets/CustomBtn.h"
-#include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
+#include "widgets/IconEditWidget.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
 #include <QApplication>
 #include <QBoxLayout>
 #include <QLabel>
+#include <QRegularExpressionValidator>
 #include <QTabBar>
 #include <QTabWidget>
 
@@ -48,6 +47,56 @@ CCustomBtn *quickButton(const char *name, const QString &text, const QString &ic
     button->setIcon(picture::load(icon, button->iconSize(), parent->devicePixelRatioF()));
     return button;
 }
+
+/// For numbers as people type and paste them: removes blanks, dashes and brackets and converts full-width digits before
+/// the expression is applied.
+class DigitsValidator final : public QRegularExpressionValidator
+{
+public:
+    /// @param countryCode digits that are removed from the front of a number, "+86" or "0086"; empty for none
+    DigitsValidator(const QString &expression, const QString &countryCode, QObject *parent)
+        : QRegularExpressionValidator(QRegularExpression(expression), parent)
+        , m_countryCode(countryCode)
+    {
+    }
+    State validate(QString &input, int &position) const override
+    {
+        QString digits = plainDigits(input);
+        if (!m_countryCode.isEmpty() && digits.startsWith(QLatin1Char('+')) &&
+            (QLatin1Char('+') + m_countryCode).startsWith(digits))
+            return Intermediate;
+        // Counted from the end: the number of characters removed from the front is known only for the whole text.
+        int cursor = qMax(0, digits.size() - plainDigits(input.mid(position)).size());
+        const State state = QRegularExpressionValidator::validate(digits, cursor);
+        if (state != Invalid && digits != input) {
+            input = digits;
+            position = cursor;
+        }
+        return state;
+    }
+
+private:
+    QString plainDigits(const QString &text) const
+    {
+        // Blanks of all widths, dashes, brackets, and the invisible marks in numbers copied from a page.
+        static const QRegularExpression fillers(QStringLiteral("[\\s\\p{Z}\\p{Pd}\\p{Ps}\\p{Pe}\\p{Cf}]"),
+                                                QRegularExpression::UseUnicodePropertiesOption);
+        QString plain = text;
+        plain.remove(fillers).replace(QChar(0xFF0B), QLatin1Char('+')); // full-width
+        for (QChar &c : plain) {
+            if (c.isDigit())
+                c = QLatin1Char(char('0' + c.digitValue()));
+        }
+        for (const QLatin1String &sign : {QLatin1String("+"), QLatin1String("00")}) {
+            const QString code = sign + m_countryCode;
+            if (!m_countryCode.isEmpty() && plain.size() > code.size() && plain.startsWith(code))
+                return plain.mid(code.size());
+        }
+        return plain;
+    }
+
+    const QString m_countryCode;
+};
 } // namespace
 
 LoginWindow::LoginWindow(QWidget *parent)
@@ -94,14 +143,45 @@ void LoginWindow::InitLoginTypeTab()
 
 void LoginWindow::InitAccountLogin()
 {
-    m_accountPage = new AccountPage(m_tabs);
+    m_accountPage = new LoginPage(
+        {"accountEdit", look::icon::User, QStringLiteral("请输入账号")},
+        {"passwordEdit", look::icon::Lock, QStringLiteral("请输入密码")},
+        {"rememberPassword", QStringLiteral("记住密码"), "accountAutoLogin", "accountLoginButton"}, m_tabs);
+    m_accountPage->secret()->setPasswordField(true);
+    showPassword(false);
+    m_register = m_accountPage->addSideButton(m_accountPage->userRow(), "registerButton",
+                                              QStringLiteral("  注册账号  "), CCustomBtn::Link);
+    m_forget = m_accountPage->addSideButton(m_accountPage->secretRow(), "forgetButton", QStringLiteral("  忘记密码  "),
+                                            CCustomBtn::Link);
     m_tabs->addTab(m_accountPage, QStringLiteral("账号登录"));
 }
 
 void LoginWindow::InitVerificationTab()
 {
-    m_phonePage = new PhonePage(m_tabs);
+    m_phonePage =
+        new LoginPage({"phoneEdit", look::icon::Phone, QStringLiteral("请输入手机号")},
+                      {"codeEdit", look::icon::Code, QStringLiteral("请输入动态密码")},
+                      {"rememberPhone", QStringLiteral("记住手机号"), "phoneAutoLogin", "phoneLoginButton"}, m_tabs);
+    CCustomLineEdit *phone = m_phonePage->user();
+    CCustomLineEdit *code = m_phonePage->secret();
+    phone->setValidator(new DigitsValidator(QStringLiteral("^\\d{11}$"), QStringLiteral("86"), phone));
+    code->setValidator(new DigitsValidator(QStringLiteral("[0-9]+$"), QString(), code));
+    m_codeButton = m_phonePage->addSideButton(m_phonePage->secretRow(), "codeButton",
+                                              QStringLiteral("  获取动态密码  "), CCustomBtn::Blue);
+    setTabOrder(code, m_codeButton);
     m_tabs->addTab(m_phonePage, QStringLiteral("短信登录"));
+}
+
+void LoginWindow::showPassword(bool show)
+{
+    CCustomLineEdit *password = m_accountPage->secret();
+    password->setEchoMode(show ? QLineEdit::Normal : QLineEdit::Password);
+    // setEchoMode() clears the hints of a shown text; input methods must not learn the password in either mode.
+    password->setInputMethodHints(password->inputMethodHints() | Qt::ImhHiddenText | Qt::ImhSensitiveData |
+                                  Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
+    CIconEditWidget *field = m_accountPage->secretField();
+    field->setSuffixIconPath(show ? look::icon::EyeOpen : look::icon::EyeClosed);
+    field->setSuffixName(show ? QStringLiteral("隐藏密码") : QStringLiteral("显示密码"));
 }
 
 QLayout *LoginWindow::InitQuickLogin()
@@ -184,7 +264,7 @@ void LoginWindow::showNotice(const QString &text, bool overDialog)
 {
     // Without a parent it stays visible while the dialog is hidden.
     m_notice = std::make_unique<WaitNotice>(text, overDialog ? this : nullptr);
-    connect(m_notice.get(), &WaitNotice::cancelled, this, &LoginWindow::cancelWait);
+    connect(m_notice.get(), &QDialog::rejected, this, &LoginWindow::cancelWait);
     m_notice->showFor(this);
 }
 

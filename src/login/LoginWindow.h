@@ -1,5 +1,5 @@
 #pragma once
-#include "widgets/TipStatus.h"
+#include "widgets/CustomMessageBox.h"
 #include "widgets/ToolDialog.h"
 #include <QPointer>
 #include <QTimer>
@@ -11,9 +11,7 @@ class QTabWidget;
 
 namespace tarn::visualized {
 
-class AccountPage;
 class LoginPage;
-class PhonePage;
 class WaitNotice;
 
 /// The sign-in dialog without the sign-ins: its parts, its tips, and how it waits. GUI thread.
@@ -34,6 +32,7 @@ protected:
     void build(); ///< called first in the most derived class
 
     LoginPage *currentPage() const;
+    void showPassword(bool show);
     /// Shows the dialog if it is hidden, and a tip for a user who is in the browser or in another program.
     void showAgain(const QString &tip);
 
@@ -49,8 +48,11 @@ protected:
 
     CustomTitleBar *m_bar = nullptr;
     QTabWidget *m_tabs = nullptr;
-    AccountPage *m_accountPage = nullptr;
-    PhonePage *m_phonePage = nullptr;
+    LoginPage *m_accountPage = nullptr;
+    CCustomBtn *m_register = nullptr;
+    CCustomBtn *m_forget = nullptr;
+    LoginPage *m_phonePage = nullptr;
+    CCustomBtn *m_codeButton = nullptr;
     CCustomBtn *m_weixin = nullptr;
     CCustomBtn *m_qq = nullptr;
     bool m_closed = false; ///< and about to be deleted

@@ -4,7 +4,6 @@
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
 #include <QBoxLayout>
-#include <QCloseEvent>
 #include <QLabel>
 
 namespace tarn::visualized {
@@ -55,12 +54,6 @@ void WaitNotice::showFor(const QWidget *dialog)
         setWindowFlag(Qt::WindowStaysOnTopHint);
     }
     show();
-}
-
-void WaitNotice::closeEvent(QCloseEvent *event)
-{
-    event->accept();
-    emit cancelled();
 }
 
 } // namespace tarn::visualized

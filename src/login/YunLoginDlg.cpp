@@ -1,11 +1,10 @@
 #include "login/YunLoginDlg.h"
-#include "login/AccountPage.h"
 #include "login/AccountSignIn.h"
-#include "login/PhonePage.h"
+#include "login/LoginPage.h"
 #include "tarn/keys/CloudKeys.h"
 #include "widgets/BringToFront.h"
-#include "widgets/CustomBtn.h"
 #include "widgets/CustomTitleBar.h"
+#include "widgets/IconEditWidget.h"
 #include "widgets/WebLink.h"
 #include <QApplication>
 #include <QCloseEvent>
@@ -56,14 +55,15 @@ void CYunLoginDialog::InitDialog()
         return;
     build();
     connect(m_bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
-    connect(m_accountPage, &AccountPage::signInRequested, this, &CYunLoginDialog::onAccountLoginBtn);
-    connect(m_accountPage, &AccountPage::registerRequested, this, &CYunLoginDialog::onRegisterAccount);
-    connect(m_accountPage, &AccountPage::forgetRequested, this, &CYunLoginDialog::onForgetPassword);
-    connect(m_accountPage, &AccountPage::eyeClicked, this, &CYunLoginDialog::PasswordStateChanged);
-    connect(m_accountPage, &AccountPage::automaticChanged, this, &CYunLoginDialog::OnAccountAutoLoginChkChanged);
-    connect(m_phonePage, &PhonePage::codeRequested, this, &CYunLoginDialog::onGetVerificationCodeBtn);
-    connect(m_phonePage, &PhonePage::signInRequested, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
-    connect(m_phonePage, &PhonePage::automaticChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
+    connect(m_accountPage, &LoginPage::signInRequested, this, &CYunLoginDialog::onAccountLoginBtn);
+    connect(m_register, &QPushButton::clicked, this, &CYunLoginDialog::onRegisterAccount);
+    connect(m_forget, &QPushButton::clicked, this, &CYunLoginDialog::onForgetPassword);
+    connect(m_accountPage->secretField(), &CIconEditWidget::SuffixBtnClickedSignal, this,
+            &CYunLoginDialog::PasswordStateChanged);
+    connect(m_accountPage, &LoginPage::automaticChanged, this, &CYunLoginDialog::OnAccountAutoLoginChkChanged);
+    connect(m_codeButton, &QPushButton::clicked, this, &CYunLoginDialog::onGetVerificationCodeBtn);
+    connect(m_phonePage, &LoginPage::signInRequested, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
+    connect(m_phonePage, &LoginPage::automaticChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
     connect(m_weixin, &QPushButton::clicked, this, &CYunLoginDialog::onWeixinLogin);
     connect(m_qq, &QPushButton::clicked, this, &CYunLoginDialog::onQQLogin);
     connect(&m_countdown, &QTimer::timeout, this, &CYunLoginDialog::OnTimeOut);
@@ -176,7 +176,7 @@ void CYunLoginDialog::closeEvent(QCloseEvent *event)
 
 void CYunLoginDialog::PasswordStateChanged()
 {
-    m_accountPage->showPassword(!m_accountPage->showsPassword());
+    showPassword(m_accountPage->secret()->echoMode() == QLineEdit::Password);
 }
 
 // The remember box follows in both directions, deliberately.
@@ -266,34 +266,38 @@ void CYunLoginDialog::OnVerifCodeAutoLogin(int state)
 
 void CYunLoginDialog::onGetVerificationCodeBtn()
 {
-    if (!m_phonePage->canRequestCode())
+    if (!m_codeButton->isEnabled())
         return;
     const QString phone = m_phonePage->request().user;
     if (phone.size() < PhoneLength) {
         refuse(QString(), QStringLiteral("手机号填写不正确!"));
         return;
     }
-    m_phonePage->allowCode(false);
+    m_codeButton->setEnabled(false);
+    m_codeButton->repaint(); // the call that follows holds the GUI thread
     m_countdown.stop();
     m_sinceCode = 0;
     const auto outcome = underWaitCursor([&] { return cloudcalls::sendCode(phone); });
     if (outcome.accepted()) {
         m_countdown.start(std::chrono::seconds(1));
-        m_phonePage->focusCode();
+        m_phonePage->secret()->setFocus(Qt::OtherFocusReason);
         showLoginTip(QStringLiteral("发送成功，请查收!"), eTipNormal);
         return;
     }
-    m_phonePage->allowCode(true);
+    m_codeButton->setEnabled(true);
     showLoginTip(outcome.error.isEmpty() ? QStringLiteral("发生通信错误") : outcome.error, eTipError);
 }
 
 void CYunLoginDialog::OnTimeOut()
 {
     ++m_sinceCode;
-    const int remaining = SecondsBetweenCodes - int(m_sinceCode % SecondsBetweenCodes);
-    if (remaining == SecondsBetweenCodes)
+    const int passed = int(m_sinceCode % SecondsBetweenCodes);
+    if (passed == 0)
         m_countdown.stop();
-    m_phonePage->showCountdown(remaining % SecondsBetweenCodes);
+    m_codeButton->setEnabled(passed == 0);
+    m_codeButton->setText(passed == 0 ? QStringLiteral("  获取动态密码  ")
+                                      : QStringLiteral("  重试(%1)  ").arg(SecondsBetweenCodes - passed));
+    m_codeButton->setAccessibleName(m_codeButton->text().trimmed());
 }
 
 void CYunLoginDialog::onVerificationCodeLoginBtn()
@@ -307,9 +311,11 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
         return refuse(where, QStringLiteral("手机号填写不正确!"));
     if (request.secret.size() < ShortestCode)
         return refuse(where, QStringLiteral("动态密码不正确，请重新输入!"));
-    m_phonePage->showBusy(true);
+    CCustomBtn *button = m_phonePage->loginButton();
+    button->setText(QStringLiteral("登录中..."));
+    button->repaint(); // the call that follows holds the GUI thread
     const SignInEnd end = underWaitCursor([&] { return cloudcalls::signInByCode(request); });
-    m_phonePage->showBusy(false);
+    button->setText(QStringLiteral("立即登录"));
     if (end.closes)
         m_countdown.stop();
     const QPointer<CYunLoginDialog> self(this);
@@ -340,8 +346,8 @@ void CYunLoginDialog::quickLogin(const QString &type, const QString &clickLine)
 
 void CYunLoginDialog::waitForScan(const QString &randomCode)
 {
-    m_accountPage->showPassword(false); // another user may see this dialog next
-    hide();                             // the browser shows the QR code
+    showPassword(false); // another user may see this dialog next
+    hide();              // the browser shows the QR code
     auto *poller = new CQueryQRCodeResult(currentPage()->request().automatic, m_yunLockErrorTip, randomCode, m_rhythm);
     poller->setBindingAddress(m_links.value(key::LinkBindAccount));
     m_poller = poller;
