@@ -8,7 +8,6 @@
 #include "XWatch.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomMessageBox.h"
-#include "widgets/QuestionMessageBox.h"
 
 #include <QApplication>
 #include <QWindow>

@@ -5,10 +5,10 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "tarn/upgrade/IUpgradeServiceArgs.h"
 #include "upgrade/SilentInstallThread.h"
+#include "widgets/CustomMessageBox.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
-#include "widgets/QuestionMessageBox.h"
 #include "widgets/ShownText.h"
 #include <QBoxLayout>
 #include <QCloseEvent>

@@ -7,10 +7,10 @@
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
 #include "widgets/CustomBtn.h"
+#include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
-#include "widgets/QuestionMessageBox.h"
 #include "widgets/ShownText.h"
 #include <QBoxLayout>
 #include <QCloseEvent>

@@ -3,9 +3,9 @@
 #include "upgrade/controls/CustomScrollarea.h"
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/controls/UpgradeTableWidget.h"
+#include "widgets/CustomMessageBox.h"
 #include "widgets/Look.h"
 #include "widgets/Placement.h"
-#include "widgets/QuestionMessageBox.h"
 #include "widgets/TextMenu.h"
 #include "widgets/TitleButton.h"
 #include <QBoxLayout>

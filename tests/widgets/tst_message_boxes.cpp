@@ -2,8 +2,7 @@
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
 #include "widgets/BoxContent.h"
-#include "widgets/QuestionMessageBox.h"
-#include "widgets/TimingMessageBox.h"
+#include "widgets/CustomMessageBox.h"
 #include <QtTest>
 #include <QtWidgets>
 #include <sys/stat.h>

@@ -8,7 +8,7 @@
 #include "upgrade/Requests.h"
 #include "upgrade/UpdateExplainDial.h"
 #include "upgrade/UpgradeDialog.h"
-#include "widgets/QuestionMessageBox.h"
+#include "widgets/CustomMessageBox.h"
 #include <QTest>
 #include <QWindow>
 

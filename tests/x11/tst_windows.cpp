@@ -4,8 +4,6 @@
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
-#include "widgets/QuestionMessageBox.h"
-#include "widgets/TimingMessageBox.h"
 #include <QApplication>
 #include <QProcess>
 #include <QTest>

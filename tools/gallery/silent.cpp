@@ -1,7 +1,7 @@
 #include "frame/VisualizedManager.h"
 #include "gallery/Gallery.h"
 #include "upgrade/Requests.h"
-#include "widgets/QuestionMessageBox.h"
+#include "widgets/CustomMessageBox.h"
 #include <QMovie>
 
 namespace {

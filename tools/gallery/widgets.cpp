@@ -5,8 +5,6 @@
 #include "widgets/CustomTitleBar.h"
 #include "widgets/IconEditWidget.h"
 #include "widgets/Look.h"
-#include "widgets/QuestionMessageBox.h"
-#include "widgets/TimingMessageBox.h"
 #include <QDir>
 #include <QLabel>
 #include <QVBoxLayout>

@@ -6,9 +6,9 @@
 #include "upgrade/UpgradeCalls.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/BringToFront.h"
+#include "widgets/CustomMessageBox.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
-#include "widgets/QuestionMessageBox.h"
 #include "widgets/ShownText.h"
 #include "widgets/Toolkit.h"
 #include <QBoxLayout>

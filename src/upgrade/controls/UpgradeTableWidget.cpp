@@ -5,8 +5,8 @@
 #include "upgrade/controls/UpgradeProgress.h"
 #include "upgrade/operate/UpgradeDataRefresh.h"
 #include "widgets/BringToFront.h"
+#include "widgets/CustomMessageBox.h"
 #include "widgets/Look.h"
-#include "widgets/QuestionMessageBox.h"
 #include "widgets/ShownText.h"
 #include <QHeaderView>
 #include <QHoverEvent>
