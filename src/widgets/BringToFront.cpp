@@ -1,5 +1,4 @@
 #include "widgets/BringToFront.h"
-#include <QPointer>
 #include <QWidget>
 #include <QWindow>
 
@@ -20,32 +19,26 @@ void setOnTop(QWidget *window, bool onTop)
 
 } // namespace
 
-void showOnTopOnce(QWidget *widget)
+void showOnTopOnce(QWidget *window)
 {
-    const QPointer<QWidget> window(widget);
     setOnTop(window, true);
     window->show();
-    if (!window || !window->windowHandle())
-        return;
     setOnTop(window, false);
     window->show();
 }
 
-void raiseOnce(QWidget *widget)
+void raiseOnce(QWidget *window)
 {
-    const QPointer<QWidget> window(widget);
     showOnTopOnce(window);
-    if (!window)
-        return;
     window->raise();
     window->activateWindow();
     neutralFocus(window);
 }
 
-void bringToFront(QWidget *widget)
+void bringToFront(QWidget *window)
 {
-    widget->setAttribute(Qt::WA_DeleteOnClose);
-    raiseOnce(widget);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    raiseOnce(window);
 }
 
 void neutralFocus(QWidget *window)

@@ -7,7 +7,6 @@
 #include <QFrame>
 #include <QGuiApplication>
 #include <QMouseEvent>
-#include <QPointer>
 #include <QScreen>
 #include <QWindow>
 
@@ -84,9 +83,8 @@ void ToolDialog::setVisible(bool visible)
     const bool appears = visible && !isVisible();
     if (appears && testAttribute(Qt::WA_Moved)) // QDialog finds a place itself for a window without one
         placement::keepOnScreen(this);
-    const QPointer<ToolDialog> self(this);
     QDialog::setVisible(visible);
-    if (!self || !appears)
+    if (!appears)
         return;
     // A window of fixed size keeps its pixels when Qt moves it to a screen of another scale.
     connect(windowHandle(), &QWindow::screenChanged, this, &ToolDialog::keepFixedSize,

@@ -14,14 +14,12 @@ void WindowDrag::press(const QPoint &global)
 void WindowDrag::begin(const QPoint &inWindow, bool byBody)
 {
     m_offset = inWindow + (m_window->geometry().topLeft() - m_window->pos()); // QWidget::move() counts a frame, if any
-    m_isActive = true;
     m_isByBody = byBody;
 }
 
 void WindowDrag::move(const QPoint &global)
 {
-    if (m_isActive)
-        m_window->move(global - m_offset);
+    m_window->move(global - m_offset);
 }
 
 bool WindowDrag::handle(QMouseEvent *event, Qt::MouseButtons buttons)

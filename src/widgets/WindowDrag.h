@@ -15,7 +15,7 @@ public:
     {
     }
 
-    // Positions are global. A move without a press does nothing.
+    // Positions are global. A move follows a press.
     void press(const QPoint &global);
     void move(const QPoint &global);
 
@@ -28,6 +28,5 @@ private:
 
     QWidget *const m_window;
     QPoint m_offset;
-    bool m_isActive = false;
     bool m_isByBody = false; // not by the title bar, whose release does not arrive here
 };

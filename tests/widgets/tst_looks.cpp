@@ -1,5 +1,4 @@
 #include "support/SavedPicture.h"
-#include "widgets/BringToFront.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
@@ -131,18 +130,6 @@ private slots:
             QCoreApplication::sendEvent(button, &held);
             QCOMPARE(clicked.count(), 3);
         }
-    }
-
-    void frontOfAWindowThatGoes()
-    {
-        class Fleeting final : public QDialog
-        {
-        protected:
-            void showEvent(QShowEvent *) override { close(); }
-        };
-        const QPointer<QDialog> window = new Fleeting;
-        front::bringToFront(window);
-        QTRY_VERIFY(!window);
     }
 
     void pictures()
