@@ -4,14 +4,8 @@ namespace tarn::visualized {
 
 namespace {
 // A file on a dead mount holds its thread for as long as the mount is dead; the others still have some.
-constexpr int OutsideThreads = 4;
+constexpr int Threads = 4;
 } // namespace
-
-WorkPool::WorkPool(int threads)
-    : m_threadCount(threads)
-{
-    open();
-}
 
 void WorkPool::open()
 {
@@ -19,7 +13,7 @@ void WorkPool::open()
         return;
     m_stopping = std::make_shared<std::atomic<bool>>(false);
     m_threads = std::make_unique<QThreadPool>();
-    m_threads->setMaxThreadCount(m_threadCount);
+    m_threads->setMaxThreadCount(Threads);
 }
 
 bool WorkPool::stop(int ms)
@@ -36,7 +30,7 @@ bool WorkPool::stop(int ms)
 
 WorkPool &outsideWork()
 {
-    static WorkPool pool(OutsideThreads);
+    static WorkPool pool;
     return pool;
 }
 

@@ -23,7 +23,7 @@ struct WorkCancel
 class WorkPool final
 {
 public:
-    explicit WorkPool(int threads);
+    WorkPool() { open(); }
     ~WorkPool() { stop(0); } ///< the process ends: a QThreadPool would wait for its threads without a limit
     Q_DISABLE_COPY(WorkPool)
 
@@ -41,7 +41,6 @@ public:
     bool stop(int ms);
 
 private:
-    const int m_threadCount;
     std::unique_ptr<QThreadPool> m_threads; ///< null while stopped
     WorkCancel::Flag m_stopping;
 };

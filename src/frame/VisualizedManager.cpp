@@ -57,11 +57,6 @@ CVisualizedManager::~CVisualizedManager()
     look::deleteWindows(); // the others unclosed: close() would ask questions
 }
 
-void CVisualizedManager::joinThreads()
-{
-    LoginDialogCreator::joinThreads();
-}
-
 bool CVisualizedManager::YunDiaIsExist() const
 {
     return LoginDialogCreator::getInst()->DiaIsExist();

@@ -24,10 +24,7 @@ class CVisualizedManager final : public QObject, public WindowHost
 public:
     static CVisualizedManager *GetInstance(); ///< any thread
     static void FreeInstance();               ///< GUI thread; closes the windows
-    /// Waits for the threads of the windows, with a limit; after the connections to the services have been cut. GUI
-    /// thread.
-    static void joinThreads();
-    ~CVisualizedManager() override; ///< by FreeInstance() only
+    ~CVisualizedManager() override;           ///< by FreeInstance() only
 
     bool YunDiaIsExist() const; ///< any thread
     /// One of tarn::upgrade::silent; an end state is returned once and then forgotten. Any thread.

@@ -6,6 +6,7 @@
 #include "frame/VisualizedManager.h"
 #include "frame/VisualizedService.h"
 #include "frame/VtServiceClient.h"
+#include "login/LoginDialogCreator.h"
 #include "tarn/factory/ObjectFactory.h"
 #include <QCoreApplication>
 #include <QDir>
@@ -149,7 +150,7 @@ void CVisualizedServiceCreator::closeService()
         VT_LOG(warning) << line("destroy", QStringLiteral("读取外部数据的线程仍未结束。"));
     ServiceLease::close(); // no late task brings the client library back
     CVtServiceClient::ReleaseInstance();
-    CVisualizedManager::joinThreads();
+    LoginDialogCreator::joinThreads();
 }
 
 void CVisualizedServiceCreator::endRpc()
