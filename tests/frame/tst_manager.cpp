@@ -34,7 +34,7 @@ bool isPainted(const QString &id)
 
 void post(const QMap<QString, QVariant> &values)
 {
-    QCoreApplication::postEvent(CVisualizedManager::GetInstance(), notice::event(values));
+    CManagerAccess::post(CVisualizedEvents::eShowNotifyMsgDialog, std::make_unique<CNotifyMsgEventData>(values));
 }
 
 void sendNotice(const QMap<QString, QVariant> &changes)

@@ -1,7 +1,6 @@
 #include "frame/ManagerAccess.h"
 #include "frame/VisualizedManager.h"
 #include "frame/VisualizedOperateManager.h"
-#include "frame/VisualizedService.h"
 #include "support/Args.h"
 #include "support/EventRecorder.h"
 #include "support/LogCatcher.h"
@@ -92,9 +91,8 @@ QVariantMap someValues()
     return {{QStringLiteral("软件名称"), QStringLiteral("产品")}, {QStringLiteral("MsgId"), QStringLiteral("1")}};
 }
 
-class Notify final : public ICloudLoginNotify
+struct Notify final : ICloudLoginNotify
 {
-public:
     void AfterLogin() override {}
 };
 } // namespace
@@ -333,20 +331,6 @@ private slots:
         QCOMPARE(m_events->take().size(), 33);
         QVERIFY(center.run(someValues(), Null::None).accepted);
         m_events->take();
-    }
-
-    void handOut()
-    {
-        const auto out = QSharedPointer<tarn::core::OutputArgs<IVisualizedService_OutputArg>>::create();
-        QSharedPointer<IVisulizedOperateManager> dispatcher;
-        {
-            const auto service = std::make_unique<CVisualizedService>(); // GCC 12 warns of one on the stack
-            dispatcher = service->getVisualizedOperateManager({}, out);
-            QCOMPARE(service->getVisualizedOperateManager({}, {}), dispatcher);
-        }
-        QCOMPARE(out->GetRetCode(), 6000);
-        // A caller may keep the dispatcher longer than the service.
-        QVERIFY(dispatcher->showUpgradeDownloadDialog(args::input<args::SoftIn>(), args::output<args::SoftOut>()));
     }
 
 private:

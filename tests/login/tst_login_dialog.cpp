@@ -338,7 +338,7 @@ private slots:
         {
             bool hangs; // else the result is on its way
             int code;   // of the account sign-in; 0: the dialog is closed instead
-        } rows[] = {{true, 4100}, {true, 4000}, {false, 4100}, {false, 0}};
+        } rows[] = {{true, 4100}, {true, 4000}, {true, 0}, {false, 4100}, {false, 0}};
         for (const auto &row : rows) {
             startAgain();
             offerPage();
@@ -351,11 +351,14 @@ private slots:
             else
                 QVERIFY(CQueryQRCodeResult::waitForStopped(5000)); // no event is processed
             fill(m_dialog, Account, Password);
-            if (row.code == 0)
+            if (row.code == 0) {
                 m_dialog->close();
-            else // a tip only when the user has not been signed in yet
+                if (row.hangs)
+                    processDeletions();
+            } else { // a tip only when the user has not been signed in yet
                 QCOMPARE(tipOf([this] { m_dialog->onAccountLoginBtn(); }).contains("密码错"),
                          row.hangs && row.code == 4100);
+            }
             fake().releaseHangs();
             QVERIFY(CQueryQRCodeResult::waitForStopped(5000));
             processDeletions();
@@ -368,7 +371,9 @@ private slots:
 
     void signedInWithoutACaller()
     {
+        fake().queue("GetLinkAddress", {4012}); // each further call could block as long
         open();
+        QCOMPARE(callsOf("GetLinkAddress").size(), 1);
         m_log->clear();
         m_dialog->SetLoginNotify({});
         m_dialog->QuickLoginSuccess(Token);

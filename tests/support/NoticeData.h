@@ -16,11 +16,6 @@ inline QVariantMap values(const QVariantMap &changes = {})
     return all;
 }
 
-inline CVisualizedEvents *event(const QVariantMap &all)
-{
-    return new CVisualizedEvents(CVisualizedEvents::eShowNotifyMsgDialog, new CNotifyMsgEventData(all));
-}
-
 // The visible windows of a class.
 template <class Window>
 QList<Window *> visibleWindows()

@@ -45,7 +45,7 @@ private slots:
               {"<b>a</b>\r\nb<h1 align=x>c</h1><u style='font-size:9px'>", "<b>a</b><br>bc<u></u>"},
               {"<a href='https://x.cn/?a=1&amp;b=\"2'>y</a>", "<a href=\"https://x.cn/?a=1&amp;b=&quot;2\">y</a>"},
               {"<a href='file:///etc/passwd'>y</a>", "<a>y</a>"}});
-        rows(safehtml::notes(), {{"<head><title>x</title><style>p{color:red}</style></head><p class=a>y",
+        rows(safehtml::notes(), {{"<!DOCTYPE html><head><title>x</title><style>p{color:red}</style></head><p class=a>y",
                                   "<style>p{color:red}</style><p class=\"a\">y</p>"},
                                  {"<table border=1><tr><td colspan=99999>1<td colspan=100%>2</table>",
                                   "<table border=\"1\"><tr><td colspan=\"100\">1</td><td>2</td></tr></table>"},
