@@ -38,14 +38,4 @@ QString dataDirectory();
 /// "cfg.ini" in a directory; the name of no file where it is missing, or something that would block its reader.
 QString settingsFile(const QString &directory);
 
-/// A file that is no regular file, too large, another user's or open to other users.
-struct BadFile : Failure
-{
-    using Failure::Failure;
-};
-
-/// The content of a file that only this user may read; null when there is none. Throws BadFile, or another Failure
-/// where the file may be sound and must be left as it is.
-QByteArray readPrivateFile(const QString &file, qint64 maxSize);
-
 } // namespace tarn::services

@@ -1,9 +1,6 @@
 #include "services/cloud/CloudPages.h"
 #include "services/ValueReader.h"
 #include "services/cloud/CloudStore.h"
-#include "tarn/keys/CloudKeys.h"
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <QUrlQuery>
 #include <memory>
@@ -26,31 +23,23 @@ const char *const Style =
 const char *const Script =
     "const line=document.getElementById('state'),code=document.getElementById('code');"
     "async function look(){try{"
-    "const s=await(await fetch(location.pathname+'/state')).json();"
-    "line.textContent=s.text;code.classList.toggle('over',!s.open);if(s.more)setTimeout(look,1000);"
+    "const page=new DOMParser().parseFromString(await(await fetch(location)).text(),'text/html');"
+    "const now=page.getElementById('state'),waits='waits' in now.dataset;"
+    "line.textContent=now.textContent;code.classList.toggle('over',!waits);if(waits)setTimeout(look,1000);"
     "}catch(e){line.textContent='与登录服务的连接已断开';setTimeout(look,3000);}}"
     "look();";
 
-struct Page
-{
-    QString title;
-    QString body;
-    bool follows = false; ///< shows a state that changes by itself
-};
-
-PageReply render(const Page &page)
+PageReply render(const QString &title, const QString &body, bool follows = false)
 {
     constexpr int NonceBytes = 16;
     const QString nonce = randomHex(NonceBytes);
-    const QString refresh = QStringLiteral("<noscript><meta http-equiv=\"refresh\" content=\"3\"></noscript>");
     const QString script = QStringLiteral("<script nonce=\"%1\">%2</script>").arg(nonce, QString::fromUtf8(Script));
     PageReply reply;
     reply.body =
         QStringLiteral("<!DOCTYPE html><html lang=\"zh-CN\"><head><meta charset=\"utf-8\">"
                        "<meta name=\"viewport\" content=\"width=device-width\"><title>%1</title>"
-                       "<style nonce=\"%2\">%3</style>%4</head><body><main><h1>%1</h1>%5%6</main></body></html>\n")
-            .arg(page.title.toHtmlEscaped(), nonce, QString::fromUtf8(Style), page.follows ? refresh : QString(),
-                 page.body, page.follows ? script : QString())
+                       "<style nonce=\"%2\">%3</style></head><body><main><h1>%1</h1>%4%5</main></body></html>\n")
+            .arg(title, nonce, QString::fromUtf8(Style), body, follows ? script : QString())
             .toUtf8();
     reply.policy =
         QStringLiteral("default-src 'none'; script-src 'nonce-%1'; style-src 'nonce-%1'; connect-src 'self'; "
@@ -84,7 +73,7 @@ QByteArray qrPicture(const QByteArray &text)
 
 PageReply notFound()
 {
-    PageReply reply = render({QStringLiteral("没有这个页面"), QStringLiteral("<p>链接有误，或登录已经结束。</p>")});
+    PageReply reply = render(QStringLiteral("没有这个页面"), QStringLiteral("<p>链接有误，或登录已经结束。</p>"));
     reply.status = 404;
     return reply;
 }
@@ -99,10 +88,8 @@ QString stateText(const QrTickets::Ticket &view)
     switch (view.state) {
     case QrState::Waiting:
         return QStringLiteral("请使用%1扫描二维码").arg(wayName(view.way));
-    case QrState::Scanned:
-        return QStringLiteral("已扫描，请在手机上确认登录");
     case QrState::Confirmed:
-        return view.result.isEmpty() ? QStringLiteral("已确认，正在登录") : view.result;
+        return QStringLiteral("已确认，请返回登录窗口");
     case QrState::Refused:
         return QStringLiteral("已取消登录");
     case QrState::Expired:
@@ -113,7 +100,8 @@ QString stateText(const QrTickets::Ticket &view)
 
 QString stateLine(const QrTickets::Ticket &view)
 {
-    return QStringLiteral("<p id=\"state\" role=\"status\">%1</p>").arg(stateText(view).toHtmlEscaped());
+    const QString waits = view.state == QrState::Waiting ? QStringLiteral(" data-waits") : QString();
+    return QStringLiteral("<p id=\"state\" role=\"status\"%1>%2</p>").arg(waits, stateText(view));
 }
 
 bool isUsable(const QString &identity)
@@ -121,46 +109,24 @@ bool isUsable(const QString &identity)
     return !identity.isEmpty() && identity.size() <= MaxIdentity && isPlainText(identity);
 }
 
-// The pages in place of links that are not configured, by their paths.
-const QHash<QString, Page> &linkPages()
+PageReply accountPage()
 {
-    static const QHash<QString, Page> pages{
-        {linkPath(cloud::key::LinkRegister),
-         {QStringLiteral("注册账号"),
-          QStringLiteral(
-              "<p>本平台的账号由命令行管理。</p><p><code>tarnctl cloud account add 账号 --phone 手机号</code></p>")}},
-        {linkPath(cloud::key::LinkForgetPassword),
-         {QStringLiteral("忘记密码"),
-          QStringLiteral("<p>请删除账号后以新密码重新添加。</p><p><code>tarnctl cloud account remove 账号</code><br>"
-                         "<code>tarnctl cloud account add 账号</code></p>")}},
-        {linkPath(cloud::key::LinkBindAccount),
-         {QStringLiteral("用户中心"),
-          QStringLiteral("<p>添加账号时可绑定微信或QQ。</p>"
-                         "<p><code>tarnctl cloud account add 账号 --weixin 微信号 --qq QQ号</code></p>")}},
-    };
-    return pages;
+    return render(
+        QStringLiteral("账号管理"),
+        QStringLiteral(
+            "<p>本平台的账号由命令行管理，添加时可绑定手机、微信或QQ。</p><p><code>tarnctl cloud account add 账号 "
+            "--phone 手机号 --weixin 微信号 --qq QQ号</code></p><p>忘记密码时，请删除账号后以新密码重新添加。</p>"
+            "<p><code>tarnctl cloud account remove 账号</code></p>"));
 }
 
 PageReply qrPage(const QString &phone, const QrTickets::Ticket &view)
 {
-    return render({QStringLiteral("%1扫码登录").arg(wayName(view.way)),
-                   QString::fromLatin1(qrPicture(phone.toLatin1())) + stateLine(view) +
-                       QStringLiteral("<p><a id=\"phone\" href=\"%1\" target=\"_blank\" rel=\"noopener\">"
-                                      "在本机代替手机扫码</a></p>")
-                           .arg(phone),
-                   true});
-}
-
-PageReply statePage(const QrTickets::Ticket &view)
-{
-    const bool settles = view.state == QrState::Confirmed && view.result.isEmpty();
-    PageReply reply;
-    reply.type = "application/json";
-    reply.body = QJsonDocument(QJsonObject{{QStringLiteral("text"), stateText(view)},
-                                           {QStringLiteral("open"), view.isOpen()},
-                                           {QStringLiteral("more"), view.isOpen() || settles}})
-                     .toJson(QJsonDocument::Compact);
-    return reply;
+    return render(QStringLiteral("%1扫码登录").arg(wayName(view.way)),
+                  QString::fromLatin1(qrPicture(phone.toLatin1())) + stateLine(view) +
+                      QStringLiteral("<p><a id=\"phone\" href=\"%1\" target=\"_blank\" rel=\"noopener\">"
+                                     "在本机代替手机扫码</a></p>")
+                          .arg(phone),
+                  true);
 }
 
 PageReply phonePage(const QrTickets::Ticket &view)
@@ -172,8 +138,8 @@ PageReply phonePage(const QrTickets::Ticket &view)
                                         "<button id=\"refuse\" name=\"decision\" value=\"refuse\">取消</button>"
                                         "</form>")
                              .arg(wayName(view.way), QString::number(MaxIdentity));
-    return render({QStringLiteral("%1登录确认").arg(wayName(view.way)),
-                   view.isOpen() ? stateLine(view) + form : stateLine(view)});
+    return render(QStringLiteral("%1登录确认").arg(wayName(view.way)),
+                  view.state == QrState::Waiting ? stateLine(view) + form : stateLine(view));
 }
 
 // The page shows the outcome, also when it is loaded again.
@@ -183,9 +149,9 @@ PageReply decide(QrTickets &tickets, const QString &ticket, const QByteArray &fo
     const QString decision = query.queryItemValue(QStringLiteral("decision"));
     const QString identity = query.queryItemValue(QStringLiteral("identity"), QUrl::FullyDecoded).trimmed();
     if (decision == QLatin1String("refuse"))
-        tickets.decide(ticket, QrState::Refused);
+        tickets.decide(ticket, {});
     else if (decision == QLatin1String("confirm") && isUsable(identity))
-        tickets.decide(ticket, QrState::Confirmed, identity);
+        tickets.decide(ticket, identity);
     PageReply reply;
     reply.status = 303;
     reply.location = "/phone/" + ticket.toLatin1();
@@ -194,31 +160,20 @@ PageReply decide(QrTickets &tickets, const QString &ticket, const QByteArray &fo
 
 } // namespace
 
-QString linkPath(const QString &linkKey)
-{
-    return QLatin1Char('/') + linkKey;
-}
-
 PageReply cloudPage(QrTickets &tickets, const PageRequest &request)
 {
-    static const QRegularExpression pattern(
-        QStringLiteral("\\A(?:/qr/(?<qr>[0-9a-f]{32})(?<state>/state)?|/phone/(?<phone>[0-9a-f]{32}))\\z"));
-    if (!request.isPost && linkPages().contains(request.path))
-        return render(linkPages().value(request.path));
+    static const QRegularExpression pattern(QStringLiteral("\\A/(qr|phone)/([0-9a-f]{32})\\z"));
+    if (!request.isPost && request.path == AccountPath)
+        return accountPage();
     const auto match = pattern.match(request.path);
-    const QString phone = match.captured(QStringLiteral("phone"));
-    const QString ticket = phone.isEmpty() ? match.captured(QStringLiteral("qr")) : phone;
-    if (!phone.isEmpty() && !request.isPost && !request.isHead)
-        tickets.decide(ticket, QrState::Scanned);
+    const bool isPhone = match.captured(1) == QLatin1String("phone");
+    const QString ticket = match.captured(2);
     const QrTickets::Ticket view = tickets.view(ticket);
-    if (view.name.isEmpty() || (request.isPost && phone.isEmpty()))
+    if (view.name.isEmpty() || (request.isPost && !isPhone))
         return notFound();
     if (request.isPost)
         return decide(tickets, ticket, request.body);
-    if (!phone.isEmpty())
-        return phonePage(view);
-    const bool wantsState = !match.captured(QStringLiteral("state")).isEmpty();
-    return wantsState ? statePage(view) : qrPage(request.server + QStringLiteral("/phone/") + ticket, view);
+    return isPhone ? phonePage(view) : qrPage(request.server + QStringLiteral("/phone/") + ticket, view);
 }
 
 } // namespace tarn::services

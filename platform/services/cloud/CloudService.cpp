@@ -1,14 +1,11 @@
 #include "services/cloud/CloudService.h"
 #include "services/Dispatch.h"
-#include "services/Files.h"
 #include "services/cloud/CloudPages.h"
 #include "services/cloud/OneTimeCodes.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
 #include <QScopeGuard>
 #include <QSemaphore>
-#include <QSettings>
-#include <QUrl>
 #include <algorithm>
 #include <atomic>
 #include <memory>
@@ -47,19 +44,6 @@ struct SignInFlags
     bool lockTip; ///< the user reads how to unlock a locked account
 };
 
-bool isWebAddress(const QString &address)
-{
-    const QUrl url(address, QUrl::StrictMode);
-    return url.isValid() && !url.host().isEmpty() &&
-           (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http"));
-}
-
-void ignoreSetting(const QString &name, const QString &wanted)
-{
-    qCWarning(servicesLog).noquote()
-        << QStringLiteral("cfg.ini, cloud/%1: expected %2; the value is ignored").arg(name, wanted);
-}
-
 // A text without blanks around it and without invisible characters.
 QString plain(const QString &key, const QString &text)
 {
@@ -96,7 +80,7 @@ CloudAccount readAccount(const Request &request)
 class CloudService final : public Dispatcher<CloudService>
 {
 public:
-    CloudService(const QString &directory, CloudSettings settings, Clock clock)
+    CloudService(const QString &directory, Clock clock)
         : Dispatcher({QStringLiteral("cloud account"), code::Ok, code::Refused, code::InvalidArgs,
                       QStringLiteral("云账号服务暂时不可用")},
                      {
@@ -116,11 +100,10 @@ public:
                          {wire::method::ListOutbox, &CloudService::listOutbox},
                          {wire::method::CloudStatus, &CloudService::status},
                      })
-        , m_settings(std::move(settings))
         , m_clock(std::move(clock))
         , m_store(directory)
         , m_codes(&m_store, m_clock)
-        , m_tickets(m_clock, m_settings.qrLifetimeMs)
+        , m_tickets(m_clock)
     {
         const QString error = errorOf([this] { signInAgain(); });
         if (!error.isEmpty())
@@ -225,7 +208,7 @@ private:
         require(weixin || type == QLatin1String("qqdenglu"),
                 QStringLiteral("%1: expected weixindenglu or qqdenglu").arg(key::QrType));
         require(!randomCode.isEmpty(), QStringLiteral("%1 is empty").arg(key::RandomCode));
-        const QString address = pageAddress(QStringLiteral("/qr/"), QStringLiteral("扫码登录页面无法打开"));
+        const QString address = pageAddress(QStringLiteral("/qr/"));
         return ok({{key::QrUrl, address + m_tickets.open(weixin ? way::Weixin : way::Qq, randomCode)}});
     }
 
@@ -234,21 +217,13 @@ private:
         const QString randomCode = request.text(key::RandomCode);
         const SignInFlags flags(request);
         const QrTickets::Ticket outcome = m_tickets.take(randomCode);
-        if (outcome.isOpen()) {
+        if (outcome.state == QrState::Waiting) {
             CallResult waiting = ok();
             waiting.retCode = code::QrWaiting;
             return waiting;
         }
         demand(outcome.state != QrState::Refused, QStringLiteral("您已在手机上取消登录"), code::QrRefused);
         demand(outcome.state != QrState::Expired, QStringLiteral("二维码已过期，请重新获取"), code::QrExpired);
-        CallResult result = answerOf(m_family, [&] { return finishQr(outcome, flags, request); });
-        m_tickets.setResult(outcome.name,
-                            result.accepted ? QStringLiteral("登录成功，可以关闭此页面") : result.errorText);
-        return result;
-    }
-
-    CallResult finishQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request)
-    {
         const bool weixin = outcome.way == way::Weixin;
         const auto account = m_store.find(outcome.way, outcome.identity);
         demand(account.has_value(), weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"),
@@ -260,25 +235,17 @@ private:
 
     CallResult linkAddress(const Request &request)
     {
-        const QString linkKey = request.text(key::LinkKey);
-        demand(LinkKeys.contains(linkKey), QStringLiteral("没有这个链接"));
-        const QString configured = m_settings.links.value(linkKey);
-        return ok({{key::LinkUrl, configured.isEmpty() ? pageAddress(linkPath(linkKey), QStringLiteral("页面无法打开"))
-                                                       : configured}});
+        demand(LinkKeys.contains(request.text(key::LinkKey)), QStringLiteral("没有这个链接"));
+        return ok({{key::LinkUrl, pageAddress(AccountPath)}});
     }
 
     // Starts the server on first use.
-    QString pageAddress(const QString &path, const QString &onFailure)
+    QString pageAddress(const QString &path)
     {
         const QMutexLocker lock(&m_serverLock);
-        try {
-            if (!m_server)
-                m_server = std::make_unique<LoopbackServer>(
-                    [this](const PageRequest &request) { return cloudPage(m_tickets, request); });
-        } catch (const Failure &failure) {
-            qCWarning(servicesLog).noquote() << failure.text();
-            throw Refusal(code::Refused, onFailure);
-        }
+        if (!m_server)
+            m_server = std::make_unique<LoopbackServer>(
+                [this](const PageRequest &request) { return cloudPage(m_tickets, request); });
         return m_server->address() + path;
     }
 
@@ -411,7 +378,6 @@ private:
 
     CallResult listOutbox(const Request &) { return ok({}, m_codes.outbox()); }
 
-    const CloudSettings m_settings;
     const Clock m_clock;
     CloudStore m_store;
     OneTimeCodes m_codes;
@@ -426,33 +392,9 @@ private:
 
 } // namespace
 
-CloudSettings CloudSettings::ofProgram(const QString &programDirectory)
+QSharedPointer<rpc::IInvocable> makeCloudService(const QString &directory, const Clock &clock)
 {
-    constexpr qint64 MaxLifetime = 3600;
-    const QString lifetime = QStringLiteral("qr_lifetime");
-    QSettings file(settingsFile(programDirectory), QSettings::IniFormat);
-    file.setIniCodec("UTF-8");
-    file.beginGroup(QStringLiteral("cloud"));
-    CloudSettings settings;
-    for (const QString &linkKey : LinkKeys) {
-        const QString address = file.value(linkKey).toStringList().join(QLatin1Char(',')); // split at its commas
-        if (isWebAddress(address))
-            settings.links.insert(linkKey, address);
-        else if (file.contains(linkKey))
-            ignoreSetting(linkKey, QStringLiteral("an http or https address"));
-    }
-    const qint64 seconds = file.value(lifetime).toLongLong();
-    if (seconds > 0 && seconds <= MaxLifetime)
-        settings.qrLifetimeMs = seconds * 1000;
-    else if (file.contains(lifetime))
-        ignoreSetting(lifetime, QStringLiteral("a number of seconds up to %1").arg(MaxLifetime));
-    return settings;
-}
-
-QSharedPointer<rpc::IInvocable> makeCloudService(const QString &directory, const CloudSettings &settings,
-                                                 const Clock &clock)
-{
-    return QSharedPointer<CloudService>::create(directory, settings, clock);
+    return QSharedPointer<CloudService>::create(directory, clock);
 }
 
 } // namespace tarn::services

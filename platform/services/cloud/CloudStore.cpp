@@ -137,7 +137,6 @@ QList<CloudAccount> CloudStore::accounts()
 
 RememberedSignIn CloudStore::remembered()
 {
-    vault.requireKey();
     const QByteArray sealed = value(QStringLiteral("SELECT sealed FROM remembered")).toByteArray();
     if (sealed.isEmpty())
         return {};

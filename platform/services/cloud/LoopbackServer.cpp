@@ -3,7 +3,6 @@
 #include "services/Log.h"
 #include <QScopeGuard>
 #include <arpa/inet.h>
-#include <cstring>
 #include <exception>
 #include <linux/inet_diag.h>
 #include <linux/netlink.h>
@@ -90,7 +89,7 @@ bool send(MHD_Connection *connection, const PageReply &reply)
         return false;
     for (const auto &[name, value] : CommonHeaders)
         MHD_add_response_header(response, name, value);
-    MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, reply.type.constData());
+    MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "text/html; charset=utf-8");
     MHD_add_response_header(response, "Content-Security-Policy",
                             reply.policy.isEmpty() ? "default-src 'none'; frame-ancestors 'none'"
                                                    : reply.policy.constData());
@@ -144,13 +143,13 @@ bool LoopbackServer::receive(MHD_Connection *connection, const char *url, const 
 {
     if (!*state) {
         if (const int status = refusal(connection, method))
-            return send(connection, {status, "refused\n", "text/plain; charset=utf-8", {}, {}});
-        *state = new PageRequest{method == "POST", method == "HEAD", address(), QString::fromUtf8(url), {}};
+            return send(connection, {status, "refused\n", {}, {}});
+        *state = new PageRequest{method == "POST", address(), QString::fromUtf8(url), {}};
         return true;
     }
     PageRequest &request = *static_cast<PageRequest *>(*state);
     if (*size == 0)
-        return send(connection, answer(request));
+        return send(connection, m_handler(request));
     if (request.body.size() + static_cast<qint64>(*size) > MaxBody)
         return false; // sent in chunks, without its length
     request.body.append(data, static_cast<int>(*size));
@@ -158,23 +157,11 @@ bool LoopbackServer::receive(MHD_Connection *connection, const char *url, const 
     return true;
 }
 
-PageReply LoopbackServer::answer(const PageRequest &request) const
-{
-    PageReply reply{MHD_HTTP_INTERNAL_SERVER_ERROR, "failed\n", "text/plain; charset=utf-8", {}, {}};
-    const QString error = errorOf([&] { reply = m_handler(request); });
-    if (!error.isEmpty())
-        qCWarning(servicesLog).noquote() << QStringLiteral("the page %1 failed: %2").arg(request.path, error);
-    return reply;
-}
-
 LoopbackServer::LoopbackServer(Handler handler)
     : m_handler(std::move(handler))
 {
-    const auto accept = [](void *server, const sockaddr *peer, socklen_t size) {
-        sockaddr_in from = {};
-        if (size < sizeof from || peer->sa_family != AF_INET)
-            return MHD_NO;
-        std::memcpy(&from, peer, sizeof from);
+    const auto accept = [](void *server, const sockaddr *peer, socklen_t) {
+        const auto &from = *reinterpret_cast<const sockaddr_in *>(peer); // the address below is of this kind
         return static_cast<LoopbackServer *>(server)->isOwnUser(from) ? MHD_YES : MHD_NO;
     };
     const auto access = [](void *server, MHD_Connection *connection, const char *url, const char *method, const char *,
@@ -201,12 +188,7 @@ LoopbackServer::LoopbackServer(Handler handler)
                                 static_cast<MHD_RequestCompletedCallback>(completed), nullptr, MHD_OPTION_END);
     if (!m_daemon)
         throw Failure(QStringLiteral("no pages can be served on this machine: %1").arg(systemError()));
-    const MHD_DaemonInfo *info = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_BIND_PORT);
-    m_port = info ? info->port : quint16(0);
-    if (m_port == 0) {
-        MHD_stop_daemon(m_daemon);
-        throw Failure(QStringLiteral("the port of the sign-in pages is not known"));
-    }
+    m_port = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_BIND_PORT)->port;
 }
 
 LoopbackServer::~LoopbackServer()

@@ -13,8 +13,7 @@ namespace tarn::services {
 
 struct PageRequest
 {
-    bool isPost = false;
-    bool isHead = false; ///< answered like GET, but not displayed
+    bool isPost = false; ///< otherwise GET or HEAD
     QString server;      ///< "http://127.0.0.1:PORT"
     QString path;        ///< decoded, without query
     QByteArray body;     ///< POST
@@ -23,8 +22,7 @@ struct PageRequest
 struct PageReply
 {
     int status = 200;
-    QByteArray body;
-    QByteArray type = "text/html; charset=utf-8";
+    QByteArray body;     ///< HTML
     QByteArray policy;   ///< Content-Security-Policy; empty takes one that allows nothing
     QByteArray location; ///< of a redirection
 };
@@ -51,7 +49,6 @@ private:
     int refusal(MHD_Connection *connection, const QByteArray &method) const;
     bool receive(MHD_Connection *connection, const char *url, const QByteArray &method, const char *data, size_t *size,
                  void **state) const;
-    PageReply answer(const PageRequest &request) const; ///< status 500 when the handler throws
 
     const Handler m_handler;
     MHD_Daemon *m_daemon = nullptr;

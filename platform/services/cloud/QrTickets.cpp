@@ -9,14 +9,11 @@ namespace {
 
 constexpr int MaxTickets = 64;
 constexpr int TicketBytes = 16;
-constexpr qint64 FetchMs = 30'000; // for the poll after a confirmation in the last moment
-constexpr qint64 KeepMs = 600'000; // pages of ended sign-ins
 
 } // namespace
 
-QrTickets::QrTickets(Clock clock, qint64 lifetimeMs)
+QrTickets::QrTickets(Clock clock)
     : m_clock(std::move(clock))
-    , m_lifetime(lifetimeMs)
 {
 }
 
@@ -28,8 +25,10 @@ QString QrTickets::open(const QString &way, const QString &randomCode)
         old->state = QrState::Expired;
         old->randomCode.clear();
     }
-    makeRoom();
-    m_tickets.insert(name, {name, way, QrState::Waiting, {}, {}, randomCode, m_clock()});
+    if (m_tickets.size() >= MaxTickets)
+        m_tickets.erase(std::min_element(m_tickets.begin(), m_tickets.end(),
+                                         [](const Ticket &a, const Ticket &b) { return a.opened < b.opened; }));
+    m_tickets.insert(name, {name, way, QrState::Waiting, {}, randomCode, m_clock()});
     return name;
 }
 
@@ -40,15 +39,14 @@ QrTickets::Ticket QrTickets::view(const QString &ticket)
     return found ? *found : Ticket();
 }
 
-bool QrTickets::decide(const QString &ticket, QrState state, const QString &identity)
+void QrTickets::decide(const QString &ticket, const QString &identity)
 {
     const QMutexLocker lock(&m_lock);
     Ticket *found = find(ticket);
-    if (!found || !found->isOpen())
-        return false;
-    found->state = state;
+    if (!found || found->state != QrState::Waiting)
+        return;
+    found->state = identity.isEmpty() ? QrState::Refused : QrState::Confirmed;
     found->identity = identity;
-    return true;
 }
 
 QrTickets::Ticket QrTickets::take(const QString &randomCode)
@@ -57,16 +55,9 @@ QrTickets::Ticket QrTickets::take(const QString &randomCode)
     Ticket *found = findCode(randomCode);
     if (!found)
         return {};
-    if (!found->isOpen())
+    if (found->state != QrState::Waiting)
         found->randomCode.clear();
     return *found;
-}
-
-void QrTickets::setResult(const QString &ticket, const QString &text)
-{
-    const QMutexLocker lock(&m_lock);
-    if (Ticket *found = find(ticket))
-        found->result = text;
 }
 
 // A confirmation that was not fetched in time expires too.
@@ -75,8 +66,7 @@ QrTickets::Ticket *QrTickets::find(const QString &ticket)
     const auto it = m_tickets.find(ticket);
     if (it == m_tickets.end())
         return nullptr;
-    const qint64 limit = it->state == QrState::Confirmed ? m_lifetime + FetchMs : m_lifetime;
-    if (!it->randomCode.isEmpty() && it->state != QrState::Refused && m_clock() - it->opened >= limit)
+    if (!it->randomCode.isEmpty() && it->state != QrState::Refused && m_clock() - it->opened >= LifetimeMs)
         it->state = QrState::Expired;
     return &*it;
 }
@@ -87,16 +77,6 @@ QrTickets::Ticket *QrTickets::findCode(const QString &randomCode)
         return !randomCode.isEmpty() && ticket.randomCode == randomCode;
     });
     return found == m_tickets.cend() ? nullptr : find(found.key());
-}
-
-void QrTickets::makeRoom()
-{
-    const qint64 now = m_clock();
-    for (auto it = m_tickets.begin(); it != m_tickets.end();)
-        it = now - it->opened > m_lifetime + KeepMs ? m_tickets.erase(it) : std::next(it);
-    while (m_tickets.size() >= MaxTickets)
-        m_tickets.erase(std::min_element(m_tickets.begin(), m_tickets.end(),
-                                         [](const Ticket &a, const Ticket &b) { return a.opened < b.opened; }));
 }
 
 } // namespace tarn::services
