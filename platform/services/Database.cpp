@@ -115,10 +115,6 @@ void Database::openFile()
 {
     closeFile();
     m_broken = false;
-    QFile file(m_file); // SQLite gives its companion files the same mode
-    if (file.open(QIODevice::ReadWrite) && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
-        qCWarning(servicesLog).noquote() << QStringLiteral("%1 may be open to other users").arg(m_file);
-    file.close();
     m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
     m_db.setDatabaseName(m_file);
     if (!m_db.open())
@@ -169,8 +165,7 @@ void Database::fail(const QSqlError &error)
 {
     const QString code = error.nativeErrorCode();
     m_broken = m_broken || code == QLatin1String("11") || code == QLatin1String("26"); // corrupt, not a database
-    const QString text = error.text().trimmed();
-    throw Failure(text.isEmpty() ? QStringLiteral("the database gave no answer") : text);
+    throw Failure(error.text().trimmed());
 }
 
 } // namespace tarn::services

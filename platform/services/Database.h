@@ -12,7 +12,7 @@ namespace tarn::services {
 /// One SQLite file of a service. Committed changes are on the disk. Any thread; the work is done by one thread of the
 /// object. The functions throw Failure.
 ///
-/// The file is opened by the first statement, readable for its owner alone. A file that is no sound database is moved
+/// The file is opened by the first statement. A file that is no sound database is moved
 /// aside ("<file>.broken-<time>") with a log line and replaced by a new one; a file of a newer schema is left alone.
 class Database
 {
@@ -64,9 +64,8 @@ private:
     const int m_version;
     QSqlDatabase m_db;
     bool m_inTransaction = false;
-    bool m_broken =
-        false;           ///< an error says that the file is no sound database: it is checked before the next statement
-    WorkThread m_thread; ///< uses the other members
+    bool m_broken = false; ///< an error says that the file is no sound database: the next statement checks it first
+    WorkThread m_thread;   ///< uses the other members
 };
 
 using Clock = std::function<qint64()>; ///< milliseconds since 1970; any thread

@@ -113,6 +113,7 @@ private slots:
 
         QVERIFY(platform.startHub());
         QVERIFY(push("one"));
+        QVERIFY(!(QFile::permissions(platform.path("data/tarn/messages.db")) & QFile::Permissions(0x77)));
         const pid_t services = platform.services();
         QVERIFY(Sandbox::terminate(platform.hub()));
         QCOMPARE(platform.hub()->exitCode(), 0);
