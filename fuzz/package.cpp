@@ -15,7 +15,10 @@ TARN_FUZZ_TARGET("package")
     outside.mkpath(QStringLiteral("inside"));
     const QByteArray sha256 = QCryptographicHash::hash(input, QCryptographicHash::Sha256).toHex();
     const std::atomic<bool> stopping{false};
-    const Package claimed{package, input.size(), QString::fromLatin1(sha256)};
+    UpgradeItem claimed;
+    claimed.file = package;
+    claimed.size = input.size();
+    claimed.sha256 = QString::fromLatin1(sha256);
     errorOf([&] { unpackPackages({claimed}, outside.filePath(QStringLiteral("inside")), stopping); });
     tarn::fuzz::require(outside.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size() == 1,
                         "a package stays in its directory");

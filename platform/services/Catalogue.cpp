@@ -2,7 +2,6 @@
 #include "services/Files.h"
 #include "services/ValueReader.h"
 #include "tarn/keys/UpgradeKeys.h"
-#include "tarn/link/UpgradeWire.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -16,7 +15,6 @@
 namespace tarn::services {
 
 using namespace upgrade;
-namespace package = link::wire::package;
 
 namespace {
 
@@ -76,7 +74,7 @@ private:
     QDir m_directory;
 };
 
-void readPackage(const Node &node, CatalogueItem *item)
+void readPackage(const Node &node, UpgradeItem *item)
 {
     const QString size = QStringLiteral("size"), sha256 = QStringLiteral("sha256");
     const double bytes = QJsonValue::fromVariant(node.values().value(size)).toDouble();
@@ -86,9 +84,6 @@ void readPackage(const Node &node, CatalogueItem *item)
     item->size = static_cast<qint64>(bytes);
     item->sha256 = node.text(sha256).toLower();
     node.expect(item->sha256.size() == 64, sha256, QStringLiteral("64 hexadecimal digits"));
-    item->section.insert(package::Url, item->url);
-    item->section.insert(package::Size, item->size);
-    item->section.insert(package::Sha256, item->sha256);
 }
 
 CatalogueItem readItem(const Node &node, const QString &product)
@@ -97,17 +92,17 @@ CatalogueItem readItem(const Node &node, const QString &product)
                   notes = QStringLiteral("notes"), forced = QStringLiteral("forced"), madeFor = QStringLiteral("for"),
                   pack = QStringLiteral("package");
     CatalogueItem item;
-    item.name = node.contains(name) ? node.name(name) : product;
-    item.version = node.name(version);
+    item.package.name = node.contains(name) ? node.name(name) : product;
+    item.package.version = node.name(version);
     item.forVersion = node.optionalText(madeFor);
     item.section = node.without({name, version, date, notes, forced, madeFor, pack});
-    item.section.insert(key::SoftwareName, item.name);
-    item.section.insert(key::NewVersion, item.version);
+    item.section.insert(key::SoftwareName, item.package.name);
+    item.section.insert(key::NewVersion, item.package.version);
     item.section.insert(key::ReleaseDate, node.optionalText(date));
     item.section.insert(key::NotesFile, node.path(notes));
     item.section.insert(key::Forced, node.flag(forced));
     if (node.contains(pack))
-        readPackage(node.object(pack), &item);
+        readPackage(node.object(pack), &item.package);
     return item;
 }
 

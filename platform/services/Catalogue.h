@@ -6,20 +6,29 @@
 
 namespace tarn::services {
 
+/// A package, on offer or of a task.
+struct UpgradeItem
+{
+    int type = 0; ///< of a task's: UpgradeKeys.h, namespace item
+    QString name; ///< of the plug-in or the product
+    QString version;
+    QString url; ///< absolute; empty without a package
+    QString sha256;
+    qint64 size = 0;     ///< bytes, 1 or more where there is a package
+    qint64 received = 0; ///< bytes on the disk
+    QString file{};      ///< takes the downloaded package
+};
+
 /// The products on offer: a JSON file
 ///     {"products": [{"name", "icon", "release": ITEM, "patches": [ITEM...], "plugins": [ITEM...]}]}
 /// with ITEM = {"name", "version", "date", "notes", "forced", "for", "package": {"url", "size", "sha256"}}. Paths are
 /// relative to the file. Required are a product's name, an item's version and all three keys of a package; null counts as
-/// missing. "size" is a number, "forced" true or false, all others are strings: one value of another type refuses the
+/// missing; a missing name of an item is the product's. "size" is a number, "forced" true or false, all others are strings: one value of another type refuses the
 /// whole file. Unknown keys are passed on in the records.
 struct CatalogueItem
 {
-    QString name; ///< of the plug-in; the product's name where it is missing
-    QString version;
-    QString forVersion; ///< patches: version of the product that it is made for
-    QString url;        ///< absolute; empty without a package
-    qint64 size = 0;    ///< bytes, 1 or more where there is a package
-    QString sha256;
+    UpgradeItem package;
+    QString forVersion;  ///< patches: version of the product that it is made for
     QVariantMap section; ///< of an update record, but for the installed version; with the unknown keys
 };
 

@@ -67,32 +67,13 @@ inline QString whyNotShown(const QString &subject, const rpc::CallResult &result
     return reason;
 }
 
-/// Calls `work` and returns its answer, or the refusal that an exception of it describes. For a Failure, the refusal
-/// carries the family's text for the user, if the family has such a text.
-template <class Work>
-rpc::CallResult answerOf(const ServiceFamily &family, Work work)
-{
-    try {
-        return work();
-    } catch (const Refusal &refusal) {
-        return refusedWith(refusal.code, refusal.text());
-    } catch (const BadRequest &wrong) {
-        return refusedWith(family.invalidArgs, wrong.text());
-    } catch (const Failure &failure) {
-        if (family.broken.isEmpty())
-            return refusedWith(family.refused, failure.text());
-        qCCritical(servicesLog).noquote()
-            << QStringLiteral("the %1 service fails: %2").arg(family.name, failure.text());
-        return refusedWith(family.refused, family.broken);
-    }
-}
-
 /// A service whose methods are member functions of `Service`. A refusal is logged.
 template <class Service>
 class Dispatcher : public rpc::IInvocable
 {
 public:
-    using Handlers = QHash<QString, rpc::CallResult (Service::*)(const Request &)>;
+    using Handler = rpc::CallResult (Service::*)(const Request &);
+    using Handlers = QHash<QString, Handler>;
 
     Dispatcher(ServiceFamily family, const Handlers &handlers)
         : m_family(std::move(family))
@@ -109,8 +90,7 @@ public:
             result.error = {rpc::RpcError::NotFound, error.toStdString()};
             return result;
         }
-        const Request request(input, context);
-        result = answerOf(m_family, [&] { return (static_cast<Service *>(this)->*handler)(request); });
+        result = answer(handler, Request(input, context));
         if (result.accepted && result.retCode == 0)
             result.retCode = m_family.ok;
         if (!result.accepted)
@@ -119,10 +99,25 @@ public:
         return result;
     }
 
-protected:
-    const ServiceFamily m_family;
-
 private:
+    rpc::CallResult answer(Handler handler, const Request &request)
+    {
+        try {
+            return (static_cast<Service *>(this)->*handler)(request);
+        } catch (const Refusal &refusal) {
+            return refusedWith(refusal.code, refusal.text());
+        } catch (const BadRequest &wrong) {
+            return refusedWith(m_family.invalidArgs, wrong.text());
+        } catch (const Failure &failure) {
+            if (m_family.broken.isEmpty())
+                return refusedWith(m_family.refused, failure.text());
+            qCCritical(servicesLog).noquote()
+                << QStringLiteral("the %1 service fails: %2").arg(m_family.name, failure.text());
+            return refusedWith(m_family.refused, m_family.broken);
+        }
+    }
+
+    const ServiceFamily m_family;
     const Handlers m_handlers;
 };
 
@@ -155,9 +150,8 @@ public:
         m_last = place;
         return true;
     }
-    bool isLast() const { return values.isEmpty(); }
 
-    QVariantMap values; ///< of the answer
+    QVariantMap values; ///< of the answer; empty for the last page
     QVariantList list;
 
 private:

@@ -247,7 +247,7 @@ private:
                                   {time, id});
         });
         requireKnown(known, ids.first());
-        return ok({{wire::Updated, known}, {wire::Unknown, ids.size() - known}});
+        return ok();
     }
 
     CallResult oneRecord(const Request &request)

@@ -49,17 +49,16 @@ bool isFinal(const QNetworkReply &reply)
     if (reply.url().isLocalFile() || reply.error() == QNetworkReply::SslHandshakeFailedError ||
         reply.error() == QNetworkReply::ProtocolUnknownError)
         return true;
-    return status >= 400 && status < 500 && status != 408 && status != 416 && status != 429;
+    return status >= 400 && status < 500 && status != 408 && status != 429;
 }
 
 class PackageDownload
 {
 public:
-    PackageDownload(const UpgradeItem &package, const QString &file, Throttle *throttle,
-                    const std::atomic<bool> &stopping)
+    PackageDownload(const UpgradeItem &package, Throttle *throttle, const std::atomic<bool> &stopping)
         : m_package(package)
         , m_url(package.url)
-        , m_file(file)
+        , m_file(partOf(package.file))
         , m_throttle(throttle)
         , m_stopping(stopping)
     {
@@ -110,8 +109,6 @@ private:
         failIf(m_url.isLocalFile() && !QFileInfo(m_url.toLocalFile()).isFile(),
                QStringLiteral("%1 is no file").arg(m_url.toLocalFile()));
         demand(m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
-        if (m_file.size() > m_package.size)
-            startOver();
         requireSpace(QFileInfo(m_file).path(), m_package.size - m_file.size());
         for (QByteArray part = m_file.read(Slice); !part.isEmpty(); part = m_file.read(Slice)) {
             requireGoing();
@@ -138,8 +135,6 @@ private:
         const QString reason = reply->errorString();
         if (reply->error() != QNetworkReply::NoError) {
             failIf(isFinal(*reply), reason);
-            if (statusOf(*reply) == 416) // the server's file does not contain the part already downloaded
-                startOver();
             throw Broken(reason);
         }
         if (m_received < m_announced)
@@ -179,10 +174,7 @@ private:
     void takeHeaders(const QNetworkReply &reply)
     {
         const int status = statusOf(reply);
-        const QByteArray range = "bytes " + QByteArray::number(m_received) + '-';
-        if (m_received > 0 && status == 206 && !reply.rawHeader("Content-Range").trimmed().startsWith(range))
-            throw Broken(QStringLiteral("the server answered with another part of the file"));
-        if (m_received > 0 && (status == 200 || status == 0))
+        if (m_received > 0 && (status == 200 || status == 0)) // the whole file
             startOver();
         const qint64 length = reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
         m_announced = length > 0 ? m_received + length : 0;
@@ -246,12 +238,12 @@ qint64 Throttle::take(qint64 wanted)
     return granted;
 }
 
-void downloadPackage(const UpgradeItem &package, const QString &file, Throttle *throttle,
-                     const std::atomic<bool> &stopping)
+void downloadPackage(const UpgradeItem &package, Throttle *throttle, const std::atomic<bool> &stopping)
 {
-    PackageDownload(package, partOf(file), throttle, stopping).run();
-    failIf(!QFile::rename(partOf(file), file), QStringLiteral("%1 cannot be written").arg(file));
-    syncToDisk(QFileInfo(file).path());
+    PackageDownload(package, throttle, stopping).run();
+    failIf(!QFile::rename(partOf(package.file), package.file),
+           QStringLiteral("%1 cannot be written").arg(package.file));
+    syncToDisk(QFileInfo(package.file).path());
 }
 
 } // namespace tarn::services

@@ -36,9 +36,8 @@ inline QString partOf(const QString &file)
 /// Downloads a package. A part already downloaded is kept and only the rest requested; after a broken connection it
 /// continues. It stops before the reserve of free space is used up. Addresses are https, file, or http of this machine.
 /// Blocks its thread. Throws Failure.
-/// @param file is on the disk when this returns, and has the right size and checksum
+/// @param package whose file is on the disk when this returns, and has the right size and checksum
 /// @param stopping set by another thread to end it soon
-void downloadPackage(const UpgradeItem &package, const QString &file, Throttle *throttle,
-                     const std::atomic<bool> &stopping);
+void downloadPackage(const UpgradeItem &package, Throttle *throttle, const std::atomic<bool> &stopping);
 
 } // namespace tarn::services

@@ -131,7 +131,7 @@ public:
         archive_write_disk_set_options(m_disk.get(), ARCHIVE_EXTRACT_PERM | ARCHIVE_EXTRACT_SECURE_SYMLINKS);
     }
 
-    void unpack(const Package &package)
+    void unpack(const UpgradeItem &package)
     {
         Source source{m_stopping};
         if (!openRegular(package.file, &source.file))
@@ -293,20 +293,19 @@ void updateDescription(const UpgradeTask &task, const QString &directory, const 
 
 } // namespace
 
-void unpackPackages(const QList<Package> &packages, const QString &directory, const std::atomic<bool> &stopping)
+void unpackPackages(const QList<UpgradeItem> &packages, const QString &directory, const std::atomic<bool> &stopping)
 {
     PackageUnpacker unpacker(directory, stopping);
-    for (const Package &package : packages)
+    for (const UpgradeItem &package : packages)
         unpacker.unpack(package);
     unpacker.finish();
 }
 
-void installPackages(const UpgradeTask &task, const QList<Package> &packages, const QString &directory,
-                     const std::atomic<bool> &stopping)
+void installPackages(const UpgradeTask &task, const QString &directory, const std::atomic<bool> &stopping)
 {
     FileSwap swap(directory);
     swap.replace([&] {
-        unpackPackages(packages, swap.staging(), stopping);
+        unpackPackages(task.items, swap.staging(), stopping);
         updateDescription(task, directory, swap.staging());
         failIf(stopping, QStringLiteral("the installation was cancelled"));
     });

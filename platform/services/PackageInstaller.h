@@ -4,26 +4,17 @@
 
 namespace tarn::services {
 
-/// A downloaded package, and the checksum and size that it must have.
-struct Package
-{
-    QString file;
-    qint64 size = 0; ///< bytes
-    QString sha256;
-};
-
-/// Unpacks the packages of one task (tar, plain or compressed) into one empty directory. The directory must be removed
+/// Unpacks the downloaded packages of one task (tar, plain or compressed) into one empty directory. The directory must be removed
 /// when this throws. The unpacked bytes are those that are hashed. Refused are paths and links that leave the directory,
 /// anything but files, directories and links, the name of the work area and an install description below the top; a
 /// description at the top is skipped. Files get the usual permissions, without set-id bits. Any thread. Throws Failure or
 /// std::filesystem::filesystem_error, as the next.
 /// @param stopping set by another thread to end the work soon
-void unpackPackages(const QList<Package> &packages, const QString &directory, const std::atomic<bool> &stopping);
+void unpackPackages(const QList<UpgradeItem> &packages, const QString &directory, const std::atomic<bool> &stopping);
 
 /// Installs the downloaded packages of a task into its product's directory: unpacks them beside the product's files,
 /// updates the install description and exchanges all files together. When this throws, the product is as it was, or the
 /// next FileSwap::rollBack() must restore it.
-void installPackages(const UpgradeTask &task, const QList<Package> &packages, const QString &directory,
-                     const std::atomic<bool> &stopping);
+void installPackages(const UpgradeTask &task, const QString &directory, const std::atomic<bool> &stopping);
 
 } // namespace tarn::services

@@ -22,7 +22,8 @@ namespace wire = link::wire;
 namespace {
 
 constexpr int EndTimeout = 30000; // ms, for the product's program
-constexpr int SettleTime = 500;   // ms in which the visualized service judges the package
+constexpr unsigned long PollMs = 100;
+constexpr int SettleTime = 500; // ms in which the visualized service judges the package
 const QString Operation = QStringLiteral("showSilentPatchInstallDialog");
 
 // Whether a process of this user runs the file, also one that was replaced or deleted since: the link "exe" says so
@@ -86,13 +87,6 @@ QString productProgram(const InstalledSoftware &software)
     return {};
 }
 
-// By the package: the same patch is asked for under another section where there is a new version as well.
-bool isSame(const UpgradeTask &one, const UpgradeTask &other)
-{
-    return one.items.size() == 1 && one.items.constFirst().url == other.items.constFirst().url &&
-           one.items.constFirst().sha256 == other.items.constFirst().sha256;
-}
-
 class SilentPatch
 {
 public:
@@ -128,12 +122,9 @@ private:
 
     void download()
     {
-        const bool isNew = m_tools.engine.start(m_task);
-        const UpgradeTask task = currentTask();
-        failIf(!isSame(task, m_task), QStringLiteral("the product has another task: it is being upgraded"));
-        m_id = task.id;
-        m_ownsTask = isNew;
-        awaitEndOf(state::Downloading);
+        m_id = m_tools.engine.start(m_task);
+        failIf(m_id == 0, QStringLiteral("the product has another task: it is being upgraded"));
+        m_package = awaitEndOf(state::Downloading).items.constFirst().file;
     }
 
     void makeWay(bool killRunning) const
@@ -147,14 +138,13 @@ private:
 
     void show()
     {
-        const QString package = m_tools.engine.file(m_software.name, m_task.items.constFirst());
         m_showError = whyNotShown(Operation, query()); // takes the state that an earlier installation has left
         if (!m_showError.isEmpty())
             return;
         const rpc::CallResult result = m_tools.present(
             Operation, {{{key::SoftwareName, m_software.name},
                          {key::SettingsPath, m_software.directory + QStringLiteral("/installation.ini")},
-                         {key::LocalFile, package},
+                         {key::LocalFile, m_package},
                          {key::InstallDir, m_software.directory},
                          {key::Restart, false}},
                         {}});
@@ -163,19 +153,19 @@ private:
         if (!m_shown)
             return;
         keepState(result);
-        awaitJudgement(package);
+        awaitJudgement();
     }
 
     // Throws where the visualized service finds something wrong with the package.
-    void awaitJudgement(const QString &package)
+    void awaitJudgement()
     {
         QElapsedTimer sinceShown;
         sinceShown.start();
         while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
             failIf(m_state == silent::Failed,
-                   QStringLiteral("the visualized service finds no such package: %1").arg(package));
+                   QStringLiteral("the visualized service finds no such package: %1").arg(m_package));
             requireCaller();
-            m_tools.engine.awaitChange();
+            QThread::msleep(PollMs);
             askState();
         }
     }
@@ -204,11 +194,11 @@ private:
                QStringLiteral("it was not installed: its task has state %1").arg(task.state));
     }
 
-    // Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
+    // Stops the task, unless it is being installed, which ends by itself.
     void abandon()
     {
         const UpgradeTask task = currentTask();
-        if (m_ownsTask && task.id == m_id && task.state != state::Installing)
+        if (m_id != 0 && task.id == m_id && task.state != state::Installing)
             m_tools.engine.stop(m_software.name);
     }
 
@@ -224,7 +214,7 @@ private:
             if (task.state != state)
                 return task;
             askState();
-            m_tools.engine.awaitChange();
+            QThread::msleep(PollMs);
         }
     }
 
@@ -251,8 +241,8 @@ private:
     const PatchTools &m_tools;
     const InstalledSoftware &m_software;
     const UpgradeTask &m_task;
-    qint64 m_id = 0;         ///< of the task that is followed
-    bool m_ownsTask = false; ///< begun here, not joined
+    qint64 m_id = 0; ///< of the task; 0: the product has another one
+    QString m_package;
     bool m_shown = false;
     QString m_showError;
     int m_state = 0; ///< 0: never asked

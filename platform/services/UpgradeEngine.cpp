@@ -20,11 +20,26 @@ constexpr int MaxDownloads = 4;     // at once; the other tasks wait
 constexpr int MaxError = 500;       // characters of a task's error, which may quote a file or a server
 constexpr int StoreAgainMs = 10000; // after a state could not be stored
 
-// One name for one package: a part of another package is never continued.
-QString packageName(const QString &product, const UpgradeItem &item)
+bool isComplete(const UpgradeTask &task) // all packages are downloaded
 {
-    const QString identity = QStringList{product, item.url, item.sha256, item.version}.join(QChar(0x1F));
-    return QString::fromLatin1(QCryptographicHash::hash(identity.toUtf8(), QCryptographicHash::Sha1).toHex());
+    return std::all_of(task.items.cbegin(), task.items.cend(),
+                       [](const UpgradeItem &item) { return QFile::exists(item.file); });
+}
+
+qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item)
+{
+    if (task.state == state::Installed)
+        return item.size; // the package was removed
+    const QFileInfo complete(item.file);
+    return complete.exists() ? complete.size() : QFileInfo(partOf(item.file)).size();
+}
+
+void dropFiles(const UpgradeTask &task)
+{
+    for (const UpgradeItem &item : task.items) {
+        QFile::remove(item.file);
+        QFile::remove(partOf(item.file));
+    }
 }
 
 } // namespace
@@ -52,14 +67,26 @@ void UpgradeEngine::load()
 {
     if (m_isLoaded)
         return;
-    const QList<UpgradeTask> list = m_store->tasks();
+    QList<UpgradeTask> list = m_store->tasks();
     m_isLoaded = true;
-    for (const UpgradeTask &task : list)
+    for (UpgradeTask &task : list) {
+        placeFiles(&task);
         m_tasks.insert(task.id, task);
+    }
     dropForeignFiles();
     for (UpgradeTask &task : m_tasks)
         takeUp(&task);
     scheduleSoon();
+}
+
+// One name for one package: a part of another package is never continued.
+void UpgradeEngine::placeFiles(UpgradeTask *task) const
+{
+    for (UpgradeItem &item : task->items) {
+        const QString identity = QStringList{task->product, item.url, item.sha256, item.version}.join(QChar(0x1F));
+        const QByteArray name = QCryptographicHash::hash(identity.toUtf8(), QCryptographicHash::Sha1).toHex();
+        item.file = QDir(m_settings.downloads).filePath(QString::fromLatin1(name) + QStringLiteral(".package"));
+    }
 }
 
 void UpgradeEngine::takeUp(UpgradeTask *task)
@@ -79,19 +106,20 @@ UpgradeTask *UpgradeEngine::find(const QString &product)
     return found == m_tasks.end() ? nullptr : &*found;
 }
 
-bool UpgradeEngine::start(UpgradeTask task)
+qint64 UpgradeEngine::start(UpgradeTask task)
 {
     return m_thread.run([&] {
         const UpgradeTask before = current(task.product);
         if (before.isActive())
-            return false;
+            return qint64(0);
+        placeFiles(&task);
         task.id = m_tasks.isEmpty() ? 0 : m_tasks.lastKey() + 1; // a new database would count from 1 again
         task.id = m_store->save(task);
         m_unstored.remove(task.product);
         m_tasks.remove(before.id);
         m_tasks.insert(task.id, task);
         scheduleSoon();
-        return true;
+        return task.id;
     });
 }
 
@@ -120,18 +148,12 @@ void UpgradeEngine::install(const QString &product)
         if (task.state == state::Installing)
             return;
         failIf(task.state != state::Downloaded, QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
-        const QString directory = directoryOf(product);
-        if (directory.isEmpty()) {
-            const QString reason = QStringLiteral("the product is not installed");
-            setState(product, state::InstallFailed, reason);
-            throw Failure(reason);
-        }
-        QList<Package> packages;
-        for (const UpgradeItem &item : task.items)
-            packages << Package{file(product, item), item.size, item.sha256};
         setState(product, state::Installing);
-        begin(product,
-              [=](const std::atomic<bool> &stopping) { installPackages(task, packages, directory, stopping); });
+        begin(product, [this, task](const std::atomic<bool> &stopping) {
+            const QString directory = directoryOf(task.product);
+            failIf(directory.isEmpty(), QStringLiteral("the product is not installed"));
+            installPackages(task, directory, stopping);
+        });
     });
 }
 
@@ -198,13 +220,6 @@ UpgradeTask UpgradeEngine::taskOf(const QString &product)
     return m_thread.run([&] { return current(product); });
 }
 
-void UpgradeEngine::awaitChange()
-{
-    constexpr unsigned long LookMs = 200; // the caller may end as well
-    const QMutexLocker locker(&m_changedLock);
-    m_changed.wait(&m_changedLock, LookMs);
-}
-
 UpgradeTask UpgradeEngine::current(const QString &product)
 {
     load();
@@ -235,9 +250,8 @@ void UpgradeEngine::download(const UpgradeTask &task, const std::atomic<bool> &s
 {
     failIf(!QDir().mkpath(m_settings.downloads), QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
     for (const UpgradeItem &item : task.items) {
-        const QString target = file(task.product, item);
-        if (!QFile::exists(target))
-            downloadPackage(item, target, &m_throttle, stopping);
+        if (!QFile::exists(item.file))
+            downloadPackage(item, &m_throttle, stopping);
     }
 }
 
@@ -247,7 +261,6 @@ void UpgradeEngine::setState(const QString &product, int state, const QString &r
     task->state = state;
     task->error = reason.left(MaxError);
     storeState(task);
-    m_changed.wakeAll();
 }
 
 // A state that cannot be stored is stored later: the task must neither lie to callers nor start over again and again
@@ -277,33 +290,6 @@ void UpgradeEngine::storeAgain()
     }
 }
 
-bool UpgradeEngine::isComplete(const UpgradeTask &task) const
-{
-    return std::all_of(task.items.cbegin(), task.items.cend(),
-                       [&](const UpgradeItem &item) { return QFile::exists(file(task.product, item)); });
-}
-
-qint64 UpgradeEngine::receivedOf(const UpgradeTask &task, const UpgradeItem &item) const
-{
-    if (task.state == state::Installed)
-        return item.size; // the package was removed
-    const QFileInfo complete(file(task.product, item));
-    return complete.exists() ? complete.size() : QFileInfo(partOf(complete.filePath())).size();
-}
-
-QString UpgradeEngine::file(const QString &product, const UpgradeItem &item) const
-{
-    return QDir(m_settings.downloads).filePath(packageName(product, item) + QStringLiteral(".package"));
-}
-
-void UpgradeEngine::dropFiles(const UpgradeTask &task) const
-{
-    for (const UpgradeItem &item : task.items) {
-        QFile::remove(file(task.product, item));
-        QFile::remove(partOf(file(task.product, item)));
-    }
-}
-
 // Removes files that none of the tasks can still use.
 void UpgradeEngine::dropForeignFiles() const
 {
@@ -311,12 +297,12 @@ void UpgradeEngine::dropForeignFiles() const
     for (const UpgradeTask &task : m_tasks) {
         for (const UpgradeItem &item : task.items) {
             if (task.isActive() || task.state == state::DownloadFailed)
-                wanted += packageName(task.product, item);
+                wanted << item.file << partOf(item.file);
         }
     }
     const QFileInfoList files = QDir(m_settings.downloads).entryInfoList(QDir::Files);
     for (const QFileInfo &info : files) {
-        if (!wanted.contains(info.baseName()))
+        if (!wanted.contains(info.filePath()))
             QFile::remove(info.filePath());
     }
 }

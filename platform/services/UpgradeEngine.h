@@ -4,7 +4,6 @@
 #include "services/WorkThread.h"
 #include <QHash>
 #include <QMap>
-#include <QWaitCondition>
 #include <atomic>
 #include <functional>
 #include <future>
@@ -30,16 +29,13 @@ public:
     ~UpgradeEngine(); ///< running installations are undone unless the files were exchanged already
 
     /// A product has one task. An active one stays as it is, a finished one is replaced.
-    /// @return false when one stays
-    bool start(UpgradeTask task);
+    /// @return the new task's id; 0 when one stays
+    qint64 start(UpgradeTask task);
     bool stop(const QString &product); ///< false when the product has no task
     /// Begins the installation of the downloaded packages; a running installation continues.
     void install(const QString &product);
     QList<UpgradeTask> tasks();                 ///< in the order of their start, with the bytes that have arrived
     UpgradeTask taskOf(const QString &product); ///< with state 0 when the product has none
-    QString file(const QString &product, const UpgradeItem &item) const; ///< of the complete package
-    /// Returns after a change of a task's state, and soon in any case.
-    void awaitChange();
 
 private:
     /// A running download or installation. The destructor ends it and waits; an installation is undone unless the files
@@ -53,6 +49,7 @@ private:
     };
 
     void load();
+    void placeFiles(UpgradeTask *task) const;
     void takeUp(UpgradeTask *task);
     UpgradeTask *find(const QString &product);
     UpgradeTask current(const QString &product);
@@ -64,10 +61,7 @@ private:
     void setState(const QString &product, int state, const QString &reason = QString());
     void storeState(UpgradeTask *task);
     void storeAgain();
-    void dropFiles(const UpgradeTask &task) const;
     void dropForeignFiles() const;
-    bool isComplete(const UpgradeTask &task) const; ///< all packages are downloaded
-    qint64 receivedOf(const UpgradeTask &task, const UpgradeItem &item) const;
     QString directoryOf(const QString &product) const; ///< empty when it is not installed
 
     UpgradeStore *const m_store;
@@ -79,9 +73,7 @@ private:
     std::map<QString, Work> m_running; ///< by product
     int m_lastNumber = 0;
     bool m_storesAgain = false; ///< storeAgain() is due
-    QMutex m_changedLock;
-    QWaitCondition m_changed; ///< a task's state
-    WorkThread m_thread;      ///< uses the other members
+    WorkThread m_thread;        ///< uses the other members
 };
 
 } // namespace tarn::services

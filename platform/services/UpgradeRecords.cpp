@@ -23,8 +23,9 @@ QVariantMap patchSection(const InstalledSoftware &installed, const CatalogueProd
     const QString &current = installed.patchVersion;
     const CatalogueItem *best = nullptr;
     for (const CatalogueItem &patch : offered.patches) {
-        if (patch.forVersion == installed.version && (current.isEmpty() || isNewer(patch.version, current)) &&
-            (!best || isNewer(patch.version, best->version)))
+        const QString &version = patch.package.version;
+        if (patch.forVersion == installed.version && (current.isEmpty() || isNewer(version, current)) &&
+            (!best || isNewer(version, best->package.version)))
             best = &patch;
     }
     return best ? section(*best, current.isEmpty() ? installed.version : current) : QVariantMap();
@@ -40,16 +41,18 @@ QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProd
     };
     QVariantList plugins;
     for (const CatalogueItem &plugin : offered.plugins) {
-        const auto have = installed.plugins.constFind(plugin.name);
-        if (have != installed.plugins.constEnd() && isNewer(plugin.version, *have) &&
-            !ignored(key::Plugins, plugin.name, plugin.version))
+        const UpgradeItem &item = plugin.package;
+        const auto have = installed.plugins.constFind(item.name);
+        if (have != installed.plugins.constEnd() && isNewer(item.version, *have) &&
+            !ignored(key::Plugins, item.name, item.version))
             plugins << section(plugin, *have);
     }
     if (!plugins.isEmpty())
         news.insert(key::Plugins, plugins);
-    const bool hasRelease = offered.release && isNewer(offered.release->version, installed.version);
+    const QString release = offered.release ? offered.release->package.version : QString();
+    const bool hasRelease = offered.release && isNewer(release, installed.version);
     const QVariantMap patch = patchSection(installed, offered);
-    if (hasRelease && !ignored(key::Software, {}, offered.release->version)) {
+    if (hasRelease && !ignored(key::Software, {}, release)) {
         news.insert(key::Software, section(*offered.release, installed.version));
         if (!patch.isEmpty())
             news.insert(key::OldPatch, patch);
@@ -66,25 +69,27 @@ QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProd
     return record;
 }
 
-// The catalogue's entry for a wish. Throws Failure when it has no package of that.
-CatalogueItem findOffer(const CatalogueProduct &product, const Offer &wish)
-{
-    QList<CatalogueItem> items = wish.kind == key::Plugins ? product.plugins : product.patches;
-    if (wish.kind == key::Software)
-        items = product.release ? QList<CatalogueItem>{*product.release} : QList<CatalogueItem>();
-    for (const CatalogueItem &item : qAsConst(items)) {
-        if (item.version == wish.version && (wish.item.isEmpty() || item.name == wish.item) && !item.url.isEmpty())
-            return item;
-    }
-    throw Failure(QStringLiteral("no package of %1 %2")
-                      .arg((wish.item.isEmpty() ? product.name : wish.item).left(100), wish.version.left(100)));
-}
-
 int itemType(const QString &kind)
 {
     static const QHash<QString, int> types{
         {key::Plugins, item::Named}, {key::Patch, item::Patch}, {key::OldPatch, item::OldPatch}};
     return types.value(kind, item::Main);
+}
+
+// The catalogue's package for a wish. Throws Failure when there is none.
+UpgradeItem findPackage(const CatalogueProduct &product, const Offer &wish)
+{
+    QList<CatalogueItem> items = wish.kind == key::Plugins ? product.plugins : product.patches;
+    if (wish.kind == key::Software)
+        items = product.release ? QList<CatalogueItem>{*product.release} : QList<CatalogueItem>();
+    for (const CatalogueItem &each : qAsConst(items)) {
+        UpgradeItem item = each.package;
+        item.type = itemType(wish.kind);
+        if (item.version == wish.version && (wish.item.isEmpty() || item.name == wish.item) && !item.url.isEmpty())
+            return item;
+    }
+    throw Failure(QStringLiteral("no package of %1 %2")
+                      .arg((wish.item.isEmpty() ? product.name : wish.item).left(100), wish.version.left(100)));
 }
 
 } // namespace
@@ -136,11 +141,8 @@ UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, con
     const QString oldPatch = request.value(key::OldPatch).toMap().value(key::NewVersion).toString();
     if (!oldPatch.isEmpty())
         list << Offer{task.product, {}, key::OldPatch, {}, oldPatch};
-    for (const Offer &wish : qAsConst(list)) {
-        const CatalogueItem found = findOffer(*product, wish);
-        task.items << UpgradeItem{itemType(wish.kind), found.name, found.version, found.url, found.sha256,
-                                  found.size,          0};
-    }
+    for (const Offer &wish : qAsConst(list))
+        task.items << findPackage(*product, wish);
     failIf(task.items.isEmpty(), QStringLiteral("the request names nothing to download"));
     task.state = state::Downloading;
     task.currentVersion = software.version;

@@ -6,18 +6,6 @@
 
 namespace tarn::services {
 
-/// One package of a task.
-struct UpgradeItem
-{
-    int type = 0; ///< UpgradeKeys.h, namespace item
-    QString name;
-    QString version;
-    QString url;
-    QString sha256;
-    qint64 size = 0;
-    qint64 received = 0; ///< bytes on the disk
-};
-
 /// The download and installation of the items that a user chose for one product.
 struct UpgradeTask
 {

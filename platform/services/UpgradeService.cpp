@@ -14,6 +14,8 @@ namespace wire = link::wire;
 
 namespace {
 
+constexpr unsigned long PollMs = 100; // between two looks at a task
+
 QVariantMap toMap(const UpgradeStore::Ignored &entry)
 {
     return {{wire::ignored::Product, entry.offer.product}, {wire::ignored::Bits, entry.offer.bits},
@@ -117,12 +119,14 @@ private:
             task.state = state::DownloadFailed;
         m_engine.start(task);
         const QVariantMap shown = present(QStringLiteral("showUpgradeDownloadDialog"), {});
-        return task.error.isEmpty() ? ok(shown) : refusedWith(code::Refused, task.error);
+        failIf(!task.error.isEmpty(), task.error);
+        return ok(shown);
     }
 
-    // One page of rows, which are ordered by their places.
-    static Page pageOf(const QMap<qint64, QVariantMap> &rows, const QString &cursor)
+    // The requested page of rows, which are ordered by their places.
+    static Page pageOf(const QMap<qint64, QVariantMap> &rows, const Request &request)
     {
+        const QString cursor = request.values().value(wire::Cursor).toString();
         bool isPlace = cursor.isEmpty();
         auto row = isPlace ? rows.cbegin() : rows.upperBound(cursor.toLongLong(&isPlace));
         if (!isPlace)
@@ -144,9 +148,9 @@ private:
     // As "taskInfoList" while all tasks fit into one message, else in pages.
     CallResult queryTaskInfos(const Request &request)
     {
-        const QString cursor = request.values().value(wire::Cursor).toString();
-        const Page page = pageOf(taskRows(), cursor);
-        return cursor.isEmpty() && page.isLast() ? ok({{key::TaskInfoList, page.list}}) : ok(page.values, page.list);
+        const Page page = pageOf(taskRows(), request);
+        const bool isWhole = page.values.isEmpty() && !request.values().contains(wire::Cursor);
+        return isWhole ? ok({{key::TaskInfoList, page.list}}) : ok(page.values, page.list);
     }
 
     CallResult stopUpgrade(const Request &request)
@@ -173,7 +177,7 @@ private:
             if (task.state == state::Installed || (task.state != state::Installing && task.error.isEmpty()))
                 return;
             failIf(task.state != state::Installing, task.error);
-            m_engine.awaitChange();
+            QThread::msleep(PollMs);
         }
     }
 
@@ -199,11 +203,11 @@ private:
         return makeTask({{key::SoftwareName, product}, {section, patch}}, offered, installed);
     }
 
-    CallResult announce(const Request &request)
+    CallResult announce(const Request &)
     {
         const QVariantList records = findUpdates(false);
         QVariantMap values{{wire::Shown, false}, {wire::ShowError, QString()}};
-        if (!records.isEmpty() && request.values().value(wire::Show, true).toBool())
+        if (!records.isEmpty())
             values = present(QStringLiteral("showAutoCheckUpdateDialog"), records);
         values.insert(wire::Offered, records.size());
         return ok(values, records);
@@ -217,19 +221,14 @@ private:
         return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
     }
 
-    // As Ignores and Tasks while all fit into one message, else in pages: the ignored updates, whose places are negative,
-    // and then the tasks.
+    // The ignored updates, whose places are negative, and then the tasks.
     CallResult status(const Request &request)
     {
-        const QString cursor = request.values().value(wire::Cursor).toString();
         QMap<qint64, QVariantMap> rows = taskRows();
         const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
-        const int count = ignores.size();
-        for (int i = 0; i < count; ++i)
-            rows.insert(i - count, toMap(ignores.at(i)));
-        const Page page = pageOf(rows, cursor);
-        if (cursor.isEmpty() && page.isLast())
-            return ok({{wire::Ignores, page.list.mid(0, count)}, {wire::Tasks, page.list.mid(count)}});
+        for (int i = 0; i < ignores.size(); ++i)
+            rows.insert(i - ignores.size(), toMap(ignores.at(i)));
+        const Page page = pageOf(rows, request);
         return ok(page.values, page.list);
     }
 

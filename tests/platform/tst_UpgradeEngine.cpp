@@ -149,16 +149,17 @@ private slots:
 
     void keepsToTheBandwidth()
     {
-        const QString source = m_folder->filePath("source"), target = m_folder->filePath("target");
+        const QString source = m_folder->filePath("source");
         UpgradeItem item = m_bench->package("p", noise(300000));
         QVERIFY(packages::writeFile(source, noise(300000)));
         item.url = QUrl::fromLocalFile(source).toString();
+        item.file = m_folder->filePath("target");
         Throttle throttle(1000000); // bytes a second
         QElapsedTimer duration;
         duration.start();
-        downloadPackage(item, target, &throttle, std::atomic<bool>(false));
+        downloadPackage(item, &throttle, std::atomic<bool>(false));
         QVERIFY(duration.elapsed() >= 200); // a tenth of a second may come at once
-        QCOMPARE(packages::readFile(target), noise(300000));
+        QCOMPARE(packages::readFile(item.file), noise(300000));
     }
 
     void downloadsContinueAfterARestart()
@@ -257,7 +258,7 @@ private slots:
         row("not an archive", {noise(5000)});
         row("cut off", {rawTar({good, member("big", '0', {}, noise(5000))}).left(3000)});
         row("parent", {rawTar({good, member("../evil", '0', {}, "evil")})});
-        row("absolute", {rawTar({good, member("/tmp/tarn-evil", '0', {}, "evil")})});
+        row("absolute", {}); // the function knows the path
         row("link out", {rawTar({good, member("link", '2', "../.."), member("link/evil", '0', {}, "evil")})});
         row("links that climb",
             {rawTar({member("q", '2', "."), member("p", '2', "q/..")}), rawTar({member("p/evil", '0', {}, "evil")})});
@@ -285,6 +286,8 @@ private slots:
         QFile::link(m_folder->filePath("elsewhere"), m_product + "/outside");
         QDir(m_product).mkpath("a/b");
         QFile::link(m_product + "/bin", m_product + "/a/b/inside");
+        if (archives.isEmpty())
+            archives << rawTar({member(QFile::encodeName(m_folder->filePath("evil")), '0', {}, "evil")});
         QList<UpgradeItem> items;
         for (const QByteArray &archive : qAsConst(archives))
             items << m_bench->package("m" + QString::number(items.size()), archive);
@@ -295,9 +298,8 @@ private slots:
                  (QStringList{"a", "bin", "installation.ini", "outside"}));
         QCOMPARE(m_bench->content("bin/program"), QByteArray("old 1.0"));
         QCOMPARE(installed().version, "1.0");
-        for (const QString &escaped :
-             QStringList{m_folder->filePath("apps/evil"), m_folder->filePath("evil"),
-                         m_folder->filePath("elsewhere/evil"), "/tmp/tarn-evil", m_product + "/bin/evil"})
+        for (const QString &escaped : QStringList{m_folder->filePath("apps/evil"), m_folder->filePath("evil"),
+                                                  m_folder->filePath("elsewhere/evil"), m_product + "/bin/evil"})
             QVERIFY2(!QFile::exists(escaped), qPrintable(escaped));
     }
 
@@ -331,16 +333,16 @@ private slots:
         QByteArray tar;
         for (int i = 0; i < 20000; ++i)
             tar += member("folder", '5');
-        const QString file = m_folder->filePath("tar");
-        QVERIFY(packages::writeFile(file, rawTar({tar})));
-        const QList<Package> package{{file, QFileInfo(file).size(), packages::sha256(rawTar({tar}))}};
+        UpgradeItem item = m_bench->package("p", rawTar({tar}));
+        item.file = m_folder->filePath("tar");
+        QVERIFY(packages::writeFile(item.file, rawTar({tar})));
         const mode_t outer = ::umask(077);
         const std::atomic<bool> stopping(false);
         std::vector<std::future<void>> running;
         for (const QString &directory : QStringList{"1", "2", "3"}) {
             QDir(m_folder->path()).mkdir(directory);
-            running.push_back(std::async(std::launch::async, unpackPackages, package, m_folder->filePath(directory),
-                                         std::cref(stopping)));
+            running.push_back(std::async(std::launch::async, unpackPackages, QList<UpgradeItem>{item},
+                                         m_folder->filePath(directory), std::cref(stopping)));
         }
         for (std::future<void> &each : running)
             each.get();
