@@ -19,7 +19,7 @@ public:
     explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
     // Kept by the table:
-    quint64 livePoll = 0; ///< number of the newest poll that reported the task as running
+    bool hasEnded = false; ///< the row waits for its removal
     int tableRow = 0;
 
     QString spokenText() const override;

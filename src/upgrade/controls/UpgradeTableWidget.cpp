@@ -94,7 +94,6 @@ CUpgradeTableWidget::CUpgradeTableWidget(QWidget *parent)
     setAccessibleName(QStringLiteral("正在升级的软件"));
     setItemDelegate(m_delegate);
     setHoverRowEnabled(true);
-    verticalHeader()->setDefaultSectionSize(look::scaled(30, this)); // before the header is filled
     InitTableStyleSheets();
     connect(this, &QTableWidget::itemSelectionChanged, this, &CUpgradeTableWidget::followSelection);
 }
@@ -117,7 +116,6 @@ void CUpgradeTableWidget::InitTableStyleSheets()
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     verticalScrollBar()->setStyleSheet(scrollBarSheet(this));
-    horizontalScrollBar()->setStyleSheet(scrollBarSheet(this));
     setHoveredRowBorderColor(QColor(QStringLiteral("gainsboro")));
 }
 
@@ -153,7 +151,6 @@ void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
     if (rows.isEmpty())
         return;
     const QPointer<CUpgradeTableWidget> self(this);
-    const quint64 poll = ++m_poll;
     QVector<Cells> added;
     QMap<QString, QVariant> cancelled; // by name, removed at once
     QList<QVariant> downloaded;
@@ -171,24 +168,24 @@ void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
         } else if (status == state::Cancelled) {
             cancelled.insert(name, row);
         } else if (status == state::DownloadFailed || status == state::InstallFailed || status == state::Installed) {
+            m_progressByName.value(name)->hasEnded = true;
             ended.append(row);
         }
     }
     insertCells(added); // before any removal: a table that gets a row must not report that it is empty
     deleteRows(cancelled.values());
-    startInstallations(downloaded, poll);
+    startInstallations(downloaded);
     if (self)
-        reportAndRemove(ended, poll);
+        reportAndRemove(ended);
 }
 
 void CUpgradeTableWidget::addRows(const QList<QVariant> &rows)
 {
-    const quint64 poll = ++m_poll;
     QVector<Cells> added;
     for (const QVariant &row : rows)
         showRow(nameOf(row), row, &added);
     insertCells(added);
-    startInstallations(rows, poll);
+    startInstallations(rows);
 }
 
 // Cells of a new row are added to the list; insertCells() puts them into the table.
@@ -203,7 +200,7 @@ void CUpgradeTableWidget::showRow(const QString &name, const QVariant &row, QVec
         cell->tableRow = rowCount() + added->size();
         added->append(Cells(createSoftInfoWidget(row), cell));
     }
-    cell->livePoll = m_poll;
+    cell->hasEnded = false;
 }
 
 // All new rows together: the cost of one insertion grows with the number of rows.
@@ -222,43 +219,29 @@ void CUpgradeTableWidget::insertCells(const QVector<Cells> &added)
 }
 
 // Comes after the rows are shown, since the call blocks and may ask a question first.
-void CUpgradeTableWidget::startInstallations(const QList<QVariant> &rows, quint64 poll)
+void CUpgradeTableWidget::startInstallations(const QList<QVariant> &rows)
 {
     const QPointer<CUpgradeTableWidget> self(this);
-    for (const QVariant &row : rows) {
-        if (statusOf(row) != state::Downloaded)
-            continue;
-        if (m_poll != poll)
-            return;
-        updateRow(row);
-        if (!self)
-            return;
+    for (auto row = rows.cbegin(); self && row != rows.cend(); ++row) {
+        if (statusOf(*row) == state::Downloaded)
+            updateRow(*row);
     }
 }
 
-void CUpgradeTableWidget::reportAndRemove(QList<QVariant> ended, quint64 poll)
+void CUpgradeTableWidget::reportAndRemove(QList<QVariant> ended)
 {
     if (errorReportShowing)
         return;
     const QPointer<CUpgradeTableWidget> self(this);
-    dropOvertaken(&ended, poll);
     showErrorDialog(namesIn(state::DownloadFailed, ended), namesIn(state::InstallFailed, ended));
     if (!self)
         return;
-    dropOvertaken(&ended, poll);
-    deleteRows(ended);
-}
-
-// A product that a newer poll reported as running keeps its row.
-void CUpgradeTableWidget::dropOvertaken(QList<QVariant> *rows, quint64 poll) const
-{
-    if (m_poll == poll)
-        return;
-    const auto isOvertaken = [this, poll](const QVariant &row) {
+    const auto runs = [this](const QVariant &row) { // again
         const CUpgradeProgress *progress = m_progressByName.value(nameOf(row));
-        return !progress || progress->livePoll > poll;
+        return progress && !progress->hasEnded;
     };
-    rows->erase(std::remove_if(rows->begin(), rows->end(), isOvertaken), rows->end());
+    ended.erase(std::remove_if(ended.begin(), ended.end(), runs), ended.end());
+    deleteRows(ended);
 }
 
 void CUpgradeTableWidget::showErrorDialog(const QStringList &downloadFailed, const QStringList &installFailed)
@@ -351,7 +334,6 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
 
 void CUpgradeTableWidget::stopAllTask()
 {
-    ++m_poll;
     for (int row = 0; row < rowCount(); ++row) {
         if (CUpgradeProgress *progress = progressAt(row))
             progress->cancelDownloadTask();

@@ -12,8 +12,7 @@ class CUpgradeProgress;
 /// The running upgrade tasks: one row per product, merged from the polls of the refresher. GUI thread.
 ///
 /// A merge can show questions and a report. Their event loops run further merges, close the window or delete this table.
-/// Therefore every poll has a number, and after such a loop a merge leaves alone the products that a newer poll reported
-/// as running.
+/// After such a loop a merge leaves alone the products that a newer poll reported as running.
 class CUpgradeTableWidget final : public QTableWidget
 {
     Q_OBJECT
@@ -79,10 +78,8 @@ private:
     void showRow(const QString &name, const QVariant &row, QVector<Cells> *added);
     void insertCells(const QVector<Cells> &added);
     void removeIndices(QList<int> indices);
-    void startInstallations(const QList<QVariant> &rows, quint64 poll);
-    void reportAndRemove(QList<QVariant> ended, quint64 poll);
-    void dropOvertaken(QList<QVariant> *rows, quint64 poll) const;
-
+    void startInstallations(const QList<QVariant> &rows);
+    void reportAndRemove(QList<QVariant> ended);
     CUpgradeProgress *progressAt(int row) const;
     int focusedRow() const; ///< -1 if the focus is outside of the rows
     void releaseFocus(int row);
@@ -92,8 +89,6 @@ private:
     QMutex m_rowsLock; ///< guards the map and the rows; never held where a window can be shown
     bool errorReportShowing = false;
     QPointer<QWidget> m_parentDlg;
-
-    quint64 m_poll = 0;           ///< number of the newest poll; emptying the table counts as one
     QPoint m_hoveredCell{-1, -1}; ///< column, row
 };
 
