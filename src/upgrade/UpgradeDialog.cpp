@@ -27,15 +27,11 @@ QString frameSheet()
     return QStringLiteral("background-color:white;border:1px solid %1;").arg(look::FrameBlue);
 }
 
-QString titleSheet()
+QString contentSheet()
 {
     return QStringLiteral("#titleBar{background-color:white;border:none;border-bottom:1px solid #EBEBEB;}"
-                          "#titleText{background-color:transparent;border:none;color:#333333;}");
-}
-
-QString viewSheet()
-{
-    return QStringLiteral("#centerWidget,#dataView,#noDataView,#dataPanel{background-color:white;border:none;}"
+                          "#titleBar #titleText{background-color:transparent;border:none;color:#333333;}"
+                          "#centerWidget,#dataView,#noDataView,#dataPanel{background-color:white;border:none;}"
                           "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}");
 }
 
@@ -61,19 +57,14 @@ CUpgradeDialog::CUpgradeDialog(QWidget *parent)
 void CUpgradeDialog::showUpgradeDialog()
 {
     m_closedByUser = false;
-    startWork();
+    m_refresher.startWork();
     const QPointer<CUpgradeDialog> self(this);
     m_refresher.updateUpgradeTasks();
     if (!self || m_closedByUser)
         return;
-    startWork(); // again: this poll may have reported the end of an earlier request's last task, which stops the work
-    showNormal();
-}
-
-void CUpgradeDialog::startWork()
-{
-    m_refresher.startWork();
+    m_refresher.startWork(); // again: the end of an earlier request's last task, if the poll reports it, stops the work
     m_tray->show();
+    showNormal();
 }
 
 void CUpgradeDialog::onOpenTriggered()
@@ -91,18 +82,15 @@ void CUpgradeDialog::onActivated(QSystemTrayIcon::ActivationReason reason)
 
 void CUpgradeDialog::onMinumBtnClicked()
 {
-    if (QSystemTrayIcon::isSystemTrayAvailable()) {
-        m_inTray = true;
-        hide();
-        return;
-    }
+    if (QSystemTrayIcon::isSystemTrayAvailable())
+        return hide();
     lower(); // without a tray the user could not bring a hidden window back
     VT_LOG(warning) << QStringLiteral("【在线升级】桌面没有系统托盘，窗口不隐藏，已置于其他窗口之后。");
 }
 
 void CUpgradeDialog::showWithoutTray()
 {
-    if (!m_inTray || isVisible() || QSystemTrayIcon::isSystemTrayAvailable())
+    if (!m_tray->isVisible() || isVisible() || QSystemTrayIcon::isSystemTrayAvailable())
         return;
     setAttribute(Qt::WA_ShowWithoutActivating);
     showNormal();
@@ -136,7 +124,6 @@ void CUpgradeDialog::askToClose(eBoxOrigin origin)
 
 void CUpgradeDialog::onClose()
 {
-    m_inTray = false;
     m_table->stopAllTask();
     m_refresher.stopWork();
     m_tray->hide();
@@ -207,12 +194,12 @@ void CUpgradeDialog::initDialog()
     bands->setSpacing(0);
     bands->addWidget(titleBar);
     bands->addWidget(center, 1);
+    setStyleSheet(contentSheet());
     initTray();
 }
 
 void CUpgradeDialog::initTitleBar(QWidget *titleBar)
 {
-    titleBar->setStyleSheet(titleSheet());
     titleBar->setFixedHeight(look::scaled(look::LargeTitleHeight, this));
     auto *logo = new QLabel(titleBar);
     logo->setPixmap(QIcon(look::icon::Upgrade).pixmap(look::scaled(QSize(20, 20), this)));
@@ -234,7 +221,6 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
 
 void CUpgradeDialog::initCenterWidget(QWidget *center)
 {
-    center->setStyleSheet(viewSheet());
     QWidget *dataView = area("dataView", center);
     QWidget *noDataView = area("noDataView", center);
     initHasDataView(dataView);

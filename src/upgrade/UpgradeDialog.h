@@ -45,7 +45,6 @@ private:
     void initNoDataView(QWidget *view);
     void initTray();
     void askToClose(eBoxOrigin origin);
-    void startWork();
 
     upgrade::controls::CUpgradeTableWidget *m_table = nullptr;
     upgrade::operate::CUpgradeDataRefresher m_refresher;
@@ -54,6 +53,5 @@ private:
     TitleButton *m_minimiseButton = nullptr;
     TitleButton *m_closeButton = nullptr;
     bool m_closedByUser = false;
-    bool m_inTray = false; ///< hidden by the minimise button
     bool m_askingToClose = false;
 };

@@ -10,11 +10,9 @@ void CUpgradeTableDelegate::paint(QPainter *painter, const QStyleOptionViewItem 
 }
 
 void CUpgradeTableDelegate::updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,
-                                                 const QModelIndex &index) const
+                                                 const QModelIndex &) const
 {
-    Q_UNUSED(index)
-    if (editor)
-        editor->setGeometry(option.rect.adjusted(0, 1, 0, -1));
+    editor->setGeometry(option.rect.adjusted(0, 1, 0, -1));
 }
 
 void CUpgradeTableDelegate::initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const
