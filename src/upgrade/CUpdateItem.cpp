@@ -108,7 +108,6 @@ void CUpdateItem::addButton(QBoxLayout *row, const QString &text, const char *ob
     button->setAccessibleDescription(text::brief(m_name)); // the texts are the same in every row
     connect(button, &QPushButton::clicked, this, slot);
     row->addWidget(button);
-    m_buttons << button;
 }
 
 QLabel *CUpdateItem::line(const QString &text, const char *objectName, int fontPx)

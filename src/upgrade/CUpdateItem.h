@@ -36,9 +36,6 @@ public:
     }
     void SetContainPlus(bool containPlus) { m_containPlus = containPlus; }
 
-    /// The buttons in the order of Tab.
-    const QList<QWidget *> &buttons() const { return m_buttons; }
-
     /// The rules of all rows, for the sheet of the window that holds them.
     static QString sheet();
 
@@ -61,5 +58,4 @@ private:
     const QString m_name;
     QString m_version;
     bool m_containPlus = false;
-    QList<QWidget *> m_buttons;
 };

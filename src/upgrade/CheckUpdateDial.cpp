@@ -13,6 +13,7 @@
 #include "widgets/CustomMessageBox.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/Look.h"
+#include "widgets/Placement.h"
 #include "widgets/ShownText.h"
 #include "widgets/TextMenu.h"
 #include <QBoxLayout>
@@ -20,7 +21,6 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QPointer>
-#include <QScreen>
 #include <QScrollArea>
 #include <QTimer>
 #include <algorithm>
@@ -51,15 +51,6 @@ QString hoveredNameSheet()
 {
     return QStringLiteral("color:%1;").arg(look::TextBlue);
 }
-
-// As high as its one line. The rich text would be laid out several times for the same answer.
-class AdviceLine final : public QLabel
-{
-public:
-    using QLabel::QLabel;
-    QSize sizeHint() const override { return {0, fontMetrics().height()}; }
-    QSize minimumSizeHint() const override { return sizeHint(); }
-};
 } // namespace
 
 CCheckUpdateDial::CCheckUpdateDial(QSharedPointer<IUpgaredSoftInfoService_InputParam> param, QWidget *parent)
@@ -96,15 +87,18 @@ void CCheckUpdateDial::InitDialog()
     CustomTitleBar *bar = addTitleBar(column, look::TitleHeight);
     bar->SetTitleLogo(look::icon::Upgrade);
     connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CCheckUpdateDial::close);
-    placeInCorner();
+    const int margin = look::scaled(10, this);
+    const QPoint corner = placement::availableFor(this).bottomRight() + QPoint(1 - margin, 1 - margin);
+    move(corner.x() - width(), corner.y() - height());
+    m_place = pos();
     expectUnasked();
 }
 
 QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
 {
     const QString text = QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。");
-    auto *line = look::named(new AdviceLine(text, body), "adviceLine", look::TextPx);
-    line->setTextFormat(Qt::RichText);
+    auto *line = look::named(new QLabel(text, body), "adviceLine", look::TextPx);
+    line->setFixedHeight(line->fontMetrics().height());
     line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
     line->setContentsMargins(look::scaled(14, this), 0, 0, 0);
     setAccessibleDescription(QStringLiteral("您安装的岚川软件存在新版本，建议您立即升级。"));
@@ -183,7 +177,8 @@ QWidget *CCheckUpdateDial::addRow(const QVariantMap &record)
     row->installEventFilter(this);
     m_list->insertWidget(m_list->count() - 1, row);
     m_rows.insert(record.value(key::SoftwareName).toString(), row);
-    for (QWidget *button : row->buttons()) { // before the bottom buttons, which were created earlier
+    const auto buttons = row->findChildren<CCustomBtn *>();
+    for (CCustomBtn *button : buttons) { // before the bottom buttons, which were created earlier
         if (m_lastStop)
             setTabOrder(m_lastStop, button);
         m_lastStop = button;
@@ -205,16 +200,6 @@ QWidget *CCheckUpdateDial::bottomBand(QWidget *body)
     row->addWidget(ignore);
     row->addWidget(manage);
     return band;
-}
-
-void CCheckUpdateDial::placeInCorner()
-{
-    if (const QScreen *screen = QGuiApplication::primaryScreen()) {
-        const int margin = look::scaled(10, this);
-        const QRect area = screen->availableGeometry();
-        move(area.right() + 1 - margin - width(), area.bottom() + 1 - margin - height());
-    }
-    m_place = pos();
 }
 
 void CCheckUpdateDial::OnUpdateExplainClicked(QString strName)
@@ -251,11 +236,8 @@ bool CCheckUpdateDial::CheckNewVersionAgain(const QString &name)
     return outcome.accepted() && !outcome.list.isEmpty();
 }
 
-bool CCheckUpdateDial::InitInputParamByRegedit(const QString &name,
-                                               QSharedPointer<IUpgaredSoftInfoService_InputParam> param)
+bool CCheckUpdateDial::InitInputParamByRegedit(const QString &, QSharedPointer<IUpgaredSoftInfoService_InputParam>)
 {
-    Q_UNUSED(name)
-    Q_UNUSED(param)
     return false;
 }
 
@@ -279,9 +261,8 @@ void CCheckUpdateDial::removeProduct(const QString &name)
         addRows(RowsPerEvent);
 }
 
-void CCheckUpdateDial::OnDoNotPromptClicked(QString strName, QString strVersion)
+void CCheckUpdateDial::OnDoNotPromptClicked(QString strName, QString)
 {
-    Q_UNUSED(strVersion)
     const auto upgrade = service::upgrade();
     const auto notes = upgrade ? upgrade->CreateSoftInfoInputParam() : nullptr;
     if (!notes) {

@@ -51,7 +51,6 @@ private:
     void addRows(int most);
     QWidget *addRow(const QVariantMap &record);
     QWidget *bottomBand(QWidget *body);
-    void placeInCorner();
     void startDownload(const QString &name);
     void removeProduct(const QString &name);
 
