@@ -138,9 +138,7 @@ int divisionOf(const QTextBlock &block, int room)
     const QString text = block.text().left(room);
     int at = text.lastIndexOf(QChar::LineSeparator) + 1;
     if (at < 2)
-        at = text.lastIndexOf(
-                 QRegularExpression(QStringLiteral("\\s"), QRegularExpression::UseUnicodePropertiesOption)) +
-             1;
+        at = int(text.crend() - std::find_if(text.crbegin(), text.crend(), [](QChar c) { return c.isSpace(); }));
     if (at < 2)
         at = text.size() - (text.at(text.size() - 1).isHighSurrogate() ? 1 : 0);
     return block.position() + at;
@@ -171,7 +169,7 @@ void wrapLongLines(QTextCursor &cursor)
 // too late.
 bool canBeBuilt(const QString &html)
 {
-    static const QRegularExpression tag(QStringLiteral("<(/?)(table|tr|td|th)\\b([^>]*)>"));
+    static const QRegularExpression tag(QStringLiteral("<(/?table|tr|td|th)\\b([^>]*)>"));
     static const QRegularExpression columnSpan(QStringLiteral(" colspan=\"([0-9]{1,9})\""));
     static const QRegularExpression rowSpan(QStringLiteral(" rowspan=\"([0-9]{1,9})\""));
     struct Grid // one table as the parser sees it: cells belong to the innermost open one
@@ -187,13 +185,12 @@ bool canBeBuilt(const QString &html)
     qint64 cells = 0;
     for (auto it = tag.globalMatch(html); it.hasNext();) {
         const QRegularExpressionMatch match = it.next();
-        const QString name = match.captured(2);
-        const bool closing = match.capturedLength(1) > 0;
-        if (name == QLatin1String("table") && !closing)
+        const QString name = match.captured(1);
+        if (name == QLatin1String("table"))
             open.append(Grid());
-        else if (name == QLatin1String("table") && open.size() > 1)
+        else if (name == QLatin1String("/table") && open.size() > 1)
             open.removeLast();
-        if (closing || name == QLatin1String("table"))
+        if (name.endsWith(QLatin1String("table")))
             continue;
         Grid &grid = open.last();
         cells -= grid.rows * grid.columns;
@@ -201,9 +198,9 @@ bool canBeBuilt(const QString &html)
             ++grid.rows;
             grid.inRow = 0;
         } else {
-            const qint64 columns = qMax(1LL, columnSpan.match(match.captured(3)).captured(1).toLongLong());
+            const qint64 columns = qMax(1LL, columnSpan.match(match.captured(2)).captured(1).toLongLong());
             grid.inRow += columns;
-            if (rowSpan.match(match.captured(3)).captured(1).toLongLong() > 1)
+            if (rowSpan.match(match.captured(2)).captured(1).toLongLong() > 1)
                 grid.carried += columns;
             grid.columns = qMax(grid.columns, grid.inRow + grid.carried);
         }
@@ -224,25 +221,18 @@ bool canBeShown(const QTextDocument &document)
 
 // A text as far as it is shown as plain text: without long runs of characters that take no place, and only so many lines as
 // the layout can hold.
-QString bounded(const QString &text)
+QString bounded(QString text)
 {
-    const QString all = QString(text).replace(Placeless, QStringLiteral("\\1"));
-    QString shown;
-    shown.reserve(all.size());
-    int lines = 0;
-    for (int i = 0; i < all.size(); ++i) {
-        const QChar c = all.at(i);
-        if (c == QLatin1Char('\r') && all.midRef(i + 1, 1) == QLatin1String("\n"))
-            continue;
-        const bool endsLine = c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QChar::LineSeparator ||
-                              c == QChar::ParagraphSeparator;
-        if (endsLine && ++lines == MaxLines) {
-            VT_LOG(warning) << QStringLiteral("更新说明行数过多，只显示前%1行").arg(MaxLines);
-            break;
-        }
-        shown += endsLine ? QLatin1Char('\n') : c;
+    static const QRegularExpression lineEnd(QStringLiteral("\r\n?|[\n\\x{2028}\\x{2029}]"));
+    text.replace(Placeless, QStringLiteral("\\1"));
+    QRegularExpressionMatchIterator ends = lineEnd.globalMatch(text);
+    for (int lines = 1; lines < MaxLines && ends.hasNext(); ++lines)
+        ends.next();
+    if (ends.hasNext()) {
+        VT_LOG(warning) << QStringLiteral("更新说明行数过多，只显示前%1行").arg(MaxLines);
+        text.truncate(ends.next().capturedStart());
     }
-    return shown;
+    return text;
 }
 
 // Wraps what does not wrap where there is much of it, and divides paragraphs of absurd length without a visible gap: at a
