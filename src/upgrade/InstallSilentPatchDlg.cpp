@@ -69,10 +69,9 @@ void killAll(const QString &fileName)
         const int pid = process.fileName().toInt();
         if (pid <= 0 || pid == ::getpid() || process.ownerId() != ::geteuid())
             continue;
-        QString file = QFile::symLinkTarget(process.filePath() + QStringLiteral("/exe"));
-        if (file.endsWith(QLatin1String(" (deleted)")) && !QFile::exists(file)) // replaced by an update
-            file.chop(10);
-        if (QFileInfo(file).fileName() != fileName)
+        const QFileInfo file(QFile::symLinkTarget(process.filePath() + QStringLiteral("/exe")));
+        const bool wasReplaced = file.fileName() == fileName + QLatin1String(" (deleted)") && !file.exists();
+        if (file.fileName() != fileName && !wasReplaced)
             continue;
         if (::kill(pid, SIGKILL) == 0)
             ++killed;
@@ -98,9 +97,7 @@ void runTaskkill(const QString &program, const QString &fileName, int timeoutMs)
     taskkill->setStandardOutputFile(QProcess::nullDevice());
     taskkill->setStandardErrorFile(QProcess::nullDevice());
     taskkill->start(program, {QStringLiteral("/f"), QStringLiteral("/im"), fileName});
-    if (taskkill->state() == QProcess::NotRunning) // it could not even be forked; nothing would end the loop
-        taskkill->deleteLater();
-    else
+    if (taskkill->state() != QProcess::NotRunning) // else it could not even be forked, and nothing would end the loop
         loop.exec();
 }
 } // namespace

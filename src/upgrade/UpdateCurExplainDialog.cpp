@@ -3,7 +3,6 @@
 #include "tarn/keys/UpgradeKeys.h"
 #include "upgrade/UpdateRecords.h"
 #include "upgrade/UpgradeCalls.h"
-#include <QCloseEvent>
 #include <QPushButton>
 
 using namespace tarn::upgrade;

@@ -13,7 +13,6 @@
 #include "widgets/Placement.h"
 #include "widgets/ShownText.h"
 #include <QBoxLayout>
-#include <QCloseEvent>
 #include <QLabel>
 #include <QPointer>
 #include <QTabBar>
@@ -74,8 +73,6 @@ CUpdateExplainDial::CUpdateExplainDial(QSharedPointer<IUpgaredSoftInfoService_In
 
 void CUpdateExplainDial::InitDialog()
 {
-    if (m_tabs)
-        return;
     prepare(QStringLiteral("在线升级"));
     setAccessibleName(
         QStringLiteral("在线升级：%1 更新说明").arg(text::brief(productName()))); // others have this title
@@ -185,9 +182,8 @@ QString CUpdateExplainDial::productName() const
     return m_record.value(key::SoftwareName).toString();
 }
 
-QString CUpdateExplainDial::GetSoftIconPath(const QString &name) const
+QString CUpdateExplainDial::GetSoftIconPath(const QString &) const // the request has one product only
 {
-    Q_UNUSED(name) // the request has one product only
     return record().value(key::IconPath).toString();
 }
 

@@ -39,7 +39,6 @@ protected:
     bool hasRecord() const;
     /// That record; empty, with the same log line, when there is not exactly one.
     QVariantMap record() const { return hasRecord() ? m_record : QVariantMap(); }
-    /// Adds a tab for each section, in their order.
     void addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections);
     int tabbarWidth(const QList<QVariantMap> &sections) const; ///< pixels
     /// Whether the window can appear while the user works elsewhere.
