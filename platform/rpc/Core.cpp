@@ -63,15 +63,12 @@ RpcError Rpc::Private::add(RpcAdapter::Private &adapter, Servant servant)
 {
     if (!isInitialized())
         return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
-    {
-        const QMutexLocker lock(&m_mutex);
-        servant.gate = adapter.gate;
-        if ((adapter.active && isTaken(adapter, servant.tag)) || !adapter.servants.emplace(servant.tag, servant).second)
-            return makeError(RpcError::InvalidArgument, QStringLiteral("tag \"%1\" is in use").arg(servant.tag));
-        listServants();
-        if (!adapter.active || !servant.published)
-            return {};
-    }
+    servant.gate = adapter.gate;
+    if (!m_servants.add(servant))
+        return makeError(RpcError::InvalidArgument,
+                         QStringLiteral("tag \"%1\" is in use in this process").arg(servant.tag));
+    if (!adapter.gate->isOpen() || !servant.published)
+        return {};
     RpcError error = publish();
     if (error.code == RpcError::NoHub)
         return {}; // registered as soon as there is a hub
@@ -86,19 +83,11 @@ RpcError Rpc::Private::activate(RpcAdapter::Private &adapter)
         return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
     {
         const QMutexLocker lock(&m_mutex);
-        if (adapter.active)
+        if (adapter.gate->isOpen())
             return {};
-        for (const auto &servant : adapter.servants) {
-            if (isTaken(adapter, servant.first))
-                return makeError(
-                    RpcError::InvalidArgument,
-                    QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(servant.first));
-        }
         RpcError error = openServer();
         if (error.code != RpcError::None)
             return error;
-        adapter.active = true;
-        listServants();
         adapter.gate->open();
     }
     return publish(); // a taken tag leaves the adapter active: the lease asks for it again
@@ -106,34 +95,18 @@ RpcError Rpc::Private::activate(RpcAdapter::Private &adapter)
 
 void Rpc::Private::deactivate(RpcAdapter::Private &adapter)
 {
-    bool wasActive = false;
-    {
-        const QMutexLocker lock(&m_mutex);
-        wasActive = std::exchange(adapter.active, false);
-        listServants();
-    }
-    adapter.gate->closeAndWait();
-    if (wasActive) {
-        publish();
-        closeIdleServer();
-    }
+    if (!adapter.gate->closeAndWait())
+        return;
+    publish();
+    closeIdleServer();
 }
 
 RpcError Rpc::Private::remove(RpcAdapter::Private &adapter, const QString &tag)
 {
-    Servant removed; // outlives the lock: its object's destructor may call here
-    bool publishedOne = false;
-    {
-        const QMutexLocker lock(&m_mutex);
-        const auto it = adapter.servants.find(tag);
-        if (it == adapter.servants.end())
-            return makeError(RpcError::NotFound, QStringLiteral("no object \"%1\" in this adapter").arg(tag));
-        removed = it->second;
-        adapter.servants.erase(it);
-        listServants();
-        publishedOne = adapter.active && removed.published;
-    }
-    if (publishedOne)
+    const Servant removed = m_servants.take(tag, adapter.gate);
+    if (!removed.object)
+        return makeError(RpcError::NotFound, QStringLiteral("no object \"%1\" in this adapter").arg(tag));
+    if (removed.published && adapter.gate->isOpen())
         publish();
     return {};
 }
@@ -141,17 +114,19 @@ RpcError Rpc::Private::remove(RpcAdapter::Private &adapter, const QString &tag)
 void Rpc::Private::drop(const std::shared_ptr<RpcAdapter::Private> &adapter)
 {
     deactivate(*adapter);
+    for (const Servant &servant : m_servants.all())
+        m_servants.take(servant.tag, adapter->gate);
     const QMutexLocker lock(&m_mutex);
     m_adapters.erase(std::remove(m_adapters.begin(), m_adapters.end(), adapter), m_adapters.end());
 }
 
 ObjectRef Rpc::Private::reference(const RpcAdapter::Private &adapter, const QString &tag) const
 {
+    const Servant servant = m_servants.find(tag);
     const QMutexLocker lock(&m_mutex);
-    const auto it = adapter.servants.find(tag);
-    if (!adapter.active || !m_server || it == adapter.servants.end())
+    if (servant.gate != adapter.gate || !adapter.gate->isOpen() || !m_server)
         return {};
-    return {it->second.interfaceName, tag, m_server->endpoint.target(), m_server->endpoint.epoch()};
+    return {servant.interfaceName, tag, m_server->endpoint.target(), m_server->endpoint.epoch()};
 }
 
 RpcError Rpc::Private::openServer()
@@ -180,42 +155,19 @@ RpcError Rpc::Private::openServer()
     return {};
 }
 
-/// Whether another active adapter has an object of that tag.
-bool Rpc::Private::isTaken(const RpcAdapter::Private &adapter, const QString &tag) const
-{
-    return std::any_of(m_adapters.begin(), m_adapters.end(), [&](const auto &other) {
-        return other.get() != &adapter && other->active && other->servants.count(tag) > 0;
-    });
-}
-
-/// Makes the objects of the active adapters callable, and no others.
-void Rpc::Private::listServants()
-{
-    QHash<QString, Servant> callable;
-    for (const auto &adapter : m_adapters) {
-        for (const auto &[tag, servant] : adapter->servants) {
-            if (adapter->active)
-                callable.insert(tag, servant);
-        }
-    }
-    m_servants.assign(callable);
-}
-
 /// Sends the hub the set of objects to be registered.
 RpcError Rpc::Private::publish()
 {
     const QMutexLocker order(&m_publishing);
     std::shared_ptr<Server> server;
-    std::vector<ObjectRef> objects;
     {
         const QMutexLocker lock(&m_mutex);
         server = m_server;
-        for (const auto &adapter : m_adapters) {
-            for (const auto &servant : adapter->servants) {
-                if (adapter->active && servant.second.published)
-                    objects.push_back({servant.second.interfaceName, servant.second.tag, {}, 0});
-            }
-        }
+    }
+    std::vector<ObjectRef> objects;
+    for (const Servant &servant : m_servants.all()) {
+        if (servant.published && servant.gate->isOpen())
+            objects.push_back({servant.interfaceName, servant.tag, {}, 0});
     }
     return server ? server->lease->set(objects) : RpcError();
 }
@@ -225,7 +177,7 @@ void Rpc::Private::closeIdleServer()
     std::shared_ptr<Server> idle; // destroyed after the lock is released
     const QMutexLocker lock(&m_mutex);
     const bool used =
-        std::any_of(m_adapters.begin(), m_adapters.end(), [](const auto &adapter) { return adapter->active; });
+        std::any_of(m_adapters.begin(), m_adapters.end(), [](const auto &adapter) { return adapter->gate->isOpen(); });
     if (!used)
         idle = std::move(m_server);
 }

@@ -5,11 +5,10 @@
 #include "tarn/rpc/Rpc.h"
 #include <any>
 #include <functional>
-#include <map>
 
 namespace tarn::rpc {
 
-/// The state of an adapter; guarded by its core's mutex.
+/// The state of an adapter.
 class RpcAdapter::Private
 {
 public:
@@ -20,9 +19,7 @@ public:
     RpcError add(const std::any &object, const QString &interfaceName, const QString &tag, bool published);
 
     const std::shared_ptr<Rpc::Private> core;
-    bool active = false;
-    std::map<QString, Servant> servants;
-    const std::shared_ptr<CallGate> gate = std::make_shared<CallGate>();
+    const std::shared_ptr<CallGate> gate = std::make_shared<CallGate>(); ///< open while the adapter is active
 };
 
 /// The implementation of Rpc and its adapters. Thread-safe. The mutex is never held while a call of an object is waited
@@ -56,15 +53,13 @@ private:
     struct Server; ///< endpoint and lease
     RpcError openServer();
     RpcError publish();
-    bool isTaken(const RpcAdapter::Private &adapter, const QString &tag) const;
-    void listServants();
     void closeIdleServer();
 
     mutable QMutex m_mutex;
     Settings m_settings;
     std::vector<std::shared_ptr<RpcAdapter::Private>> m_adapters;
-    ServantTable m_servants;
-    QMutex m_publishing; ///< sets are sent to the hub one after the other
+    ServantTable m_servants; ///< of all adapters
+    QMutex m_publishing;     ///< sets are sent to the hub one after the other
     std::shared_ptr<Server> m_server;
 };
 

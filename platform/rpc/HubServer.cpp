@@ -236,7 +236,7 @@ public:
         self.object = QSharedPointer<Invocable>::create(invoke);
         self.gate = std::make_shared<CallGate>();
         self.gate->open();
-        servants.assign({{self.tag, self}});
+        servants.add(self);
     }
 
     quint16 port = 0;

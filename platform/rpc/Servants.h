@@ -14,11 +14,14 @@ class CallGate
 {
 public:
     void open() { m_open = true; }
+    bool isOpen() const { return m_open; }
     /// Lets no call in any more and waits until the running ones have left; not to be called from one of them.
-    void closeAndWait()
+    /// @return whether it was open
+    bool closeAndWait()
     {
-        m_open = false;
+        const bool wasOpen = m_open.exchange(false);
         const QWriteLocker empty(&m_calls);
+        return wasOpen;
     }
     /// @return whether the call may run; leave() has to follow then, on the same thread
     bool enter()
@@ -47,14 +50,28 @@ struct Servant
     bool published = true; ///< known to the hub; callback objects are not
 };
 
-/// The objects of this process that callers reach, by tag. Thread-safe.
+/// The objects of this process by tag; callers reach those whose gate is open. Thread-safe.
 class ServantTable
 {
 public:
-    void assign(QHash<QString, Servant> servants) // which outlive the lock: an object's destructor may call here
+    bool add(const Servant &servant) ///< false when the tag is in use
     {
         const QMutexLocker lock(&m_mutex);
-        m_servants.swap(servants);
+        const bool isFree = !m_servants.contains(servant.tag);
+        if (isFree)
+            m_servants.insert(servant.tag, servant);
+        return isFree;
+    }
+    /// Removes an object of that gate. @return it, without object when there is none
+    Servant take(const QString &tag, const std::shared_ptr<CallGate> &gate)
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_servants.value(tag).gate == gate ? m_servants.take(tag) : Servant();
+    }
+    QList<Servant> all() const
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_servants.values();
     }
     Servant find(const QString &tag) const ///< without object when there is none
     {
