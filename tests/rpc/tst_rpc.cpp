@@ -221,7 +221,7 @@ private slots:
         QCOMPARE(lastError(), expected);
         QVERIFY(proxy("a")->call("Pid", {}).arrived()); // still the first
         QVERIFY(!serve(*m_rpc, "a"));
-        QVERIFY2(lastError().contains("another adapter of this process"), qPrintable(lastError()));
+        QVERIFY2(lastError().contains("in use in this process"), qPrintable(lastError()));
         peer = nullptr;
         QTRY_VERIFY(answers("a")); // without another active()
         const auto a = proxy("a");

@@ -173,7 +173,7 @@ private slots:
             clock.start();
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: "));
             manager().notify->AfterLogin();
-            QVERIFY2(clock.elapsed() < 2500, qPrintable(ref.endpoint));
+            QVERIFY2(clock.elapsed() < 4500, qPrintable(ref.endpoint));
         }
     }
 
