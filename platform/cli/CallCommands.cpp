@@ -70,6 +70,7 @@ QString operationHelp(const Line &line)
 
 int printOperations()
 {
+    print(QStringLiteral("OPERATION").leftJustified(NameWidth) + QStringLiteral("MEANING"));
     for (const binding::Operation &operation : binding::visualizedOperations())
         print(operation.name.leftJustified(NameWidth) + operation.summary);
     return status::Ok;

@@ -19,9 +19,11 @@ namespace {
 
 constexpr int ChunkRecords = 500; // an import is sent in pieces that one call can carry
 constexpr int ChunkBytes = 1024 * 1024;
-constexpr int IdWidth = 36;
-constexpr int TimeWidth = 19;
-constexpr int StateWidth = 7;
+constexpr int IdWidth = 38;
+constexpr int TimeWidth = 21;
+constexpr int StateWidth = 8;
+constexpr int ReceiptsWidth = 10;
+constexpr int NameWidth = 11; // of a detail
 constexpr int PreviewChars = 60;
 
 const QString AllOption = QStringLiteral("all");
@@ -107,30 +109,42 @@ QString stateOf(const QVariantMap &record)
     return states.join(QLatin1Char(','));
 }
 
-QString receiptsOf(const QVariantMap &record)
+QString receiptName(const QVariant &receipt)
 {
     static const QMap<int, QString> kinds{{receipt::Read, "read"}, {receipt::Clicked, "clicked"}};
+    const int kind = receipt.toMap().value(key::MessageReceipt).toInt();
+    return kinds.value(kind, QString::number(kind));
+}
+
+QString receiptsOf(const QVariantMap &record)
+{
     QStringList names;
-    for (const QVariant &receipt : record.value(detail::Receipts).toList()) {
-        const int kind = receipt.toMap().value(key::MessageReceipt).toInt();
-        names.append(kinds.value(kind, QString::number(kind)));
-    }
+    for (const QVariant &receipt : record.value(detail::Receipts).toList())
+        names.append(receiptName(receipt));
     names.removeDuplicates();
     return names.isEmpty() ? QStringLiteral("-") : names.join(QLatin1Char(','));
 }
 
-void printMessage(const QVariantMap &record)
+void printRow(const QString &id, const QString &time, const QString &state, const QString &receipts,
+              const QString &title)
 {
-    const QString title = record.value(key::MsgTitle).toString();
-    const QString preview = title.isEmpty() ? record.value(key::MsgContent).toString() : title;
-    const QPair<QString, int> columns[] = {{record.value(key::MsgId).toString(), IdWidth},
-                                           {record.value(key::MsgDateTime).toString(), TimeWidth},
-                                           {stateOf(record), StateWidth},
-                                           {receiptsOf(record), StateWidth}};
-    QString line;
-    for (const auto &[text, width] : columns)
-        line += text.leftJustified(width) + QLatin1Char(' ');
-    print(printable(line + preview.left(PreviewChars)));
+    const QString columns = id.leftJustified(IdWidth) + time.leftJustified(TimeWidth) +
+                            state.leftJustified(StateWidth) + receipts.leftJustified(ReceiptsWidth);
+    print(printable(columns + title.left(PreviewChars)));
+}
+
+void printMessages(const rpc::CallResult &result)
+{
+    if (result.output.list.isEmpty())
+        print(QStringLiteral("no messages"));
+    else
+        printRow("ID", "TIME", "STATE", "RECEIPTS", "TITLE");
+    for (const QVariant &entry : result.output.list) {
+        const QVariantMap record = entry.toMap();
+        const QString title = record.value(key::MsgTitle).toString();
+        printRow(record.value(key::MsgId).toString(), record.value(key::MsgDateTime).toString(), stateOf(record),
+                 receiptsOf(record), title.isEmpty() ? record.value(key::MsgContent).toString() : title);
+    }
 }
 
 QVariantMap selection(const Line &line)
@@ -138,11 +152,63 @@ QVariantMap selection(const Line &line)
     return {{wire::All, line.isSet(AllOption)}};
 }
 
+QString receiptText(const QVariantMap &receipt)
+{
+    QString text = receiptName(receipt) + QLatin1Char(' ') + receipt.value(detail::FirstTime).toString();
+    const int count = receipt.value(detail::Count).toInt();
+    if (count > 1)
+        text += QStringLiteral(", last %1, %2 times").arg(receipt.value(detail::LastTime).toString()).arg(count);
+    const QString softName = receipt.value(key::SoftName).toString();
+    return softName.isEmpty() ? text : text + QStringLiteral(", ") + softName;
+}
+
+void printDetail(const QString &name, const QString &value)
+{
+    if (!value.isEmpty())
+        print(printable(QStringLiteral("%1:").arg(name).leftJustified(NameWidth) + value));
+}
+
+void printDetails(const QVariantMap &record)
+{
+    const QPair<QString, QString> stored[] = {{"id", key::MsgId},
+                                              {"title", key::MsgTitle},
+                                              {"time", key::MsgDateTime},
+                                              {"content", key::MsgContent},
+                                              {"link text", key::LinkText},
+                                              {"link", key::LinkAdress},
+                                              {"picture", key::PicFilePath},
+                                              {"stored", detail::StoredTime},
+                                              {"read", detail::ReadTime},
+                                              {"deleted", detail::DeletedTime},
+                                              {"ignored", detail::IgnoredTime}};
+    for (const auto &[name, key] : stored)
+        printDetail(name, record.value(key).toString());
+    printDetail("state", stateOf(record));
+    for (const QVariant &receipt : record.value(detail::Receipts).toList())
+        printDetail("receipt", receiptText(receipt.toMap()));
+}
+
+int runShow(const Line &line)
+{
+    const auto find = [&line](const rpc::CallResult &result) -> QVariant {
+        for (const QVariant &entry : result.output.list) {
+            if (entry.toMap().value(key::MsgId).toString() == line.at(0))
+                return entry;
+        }
+        throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
+    };
+    const auto printOne = [&find](const rpc::CallResult &result) { printDetails(find(result).toMap()); };
+    return ask({MessageService, wire::method::List, {{wire::All, true}}}, line, {printOne, find});
+}
+
+/// @param document an array of records, or an object that has it as "messages"
 QList<QVariantList> toChunks(const QJsonDocument &document)
 {
-    if (!document.isArray())
+    const QJsonValue array =
+        document.isArray() ? QJsonValue(document.array()) : document.object().value(QStringLiteral("messages"));
+    if (!array.isArray())
         throw wrongJson(QString(), QStringLiteral("expected an array of messages"));
-    const QJsonArray records = document.array();
+    const QJsonArray records = array.toArray();
     QList<QVariantList> chunks;
     int bytes = 0;
     for (int i = 0; i < records.size(); ++i) {
@@ -209,7 +275,10 @@ QList<Command> messageCommands()
         Command("message list", "lists the stored messages",
                 "Lists the stored messages, newest first, with their state and receipts.", {},
                 {{AllOption, "Deleted messages too."}, Json},
-                asks({MessageService, wire::method::List}, selection, eachOf(printMessage))),
+                asks({MessageService, wire::method::List}, selection, {printMessages, listOf})),
+        Command("message show", "shows one message with its receipts",
+                "Shows everything that is stored about one message.", {{"ID", "Identity of the message."}}, {Json},
+                runShow),
         Command("message import", "stores the messages of a JSON file",
                 "Stores the messages of a JSON array without showing them. An object has the keys of a record: MsgId, "
                 "MsgTitle, MsgContent, MsgDateTime, LinkText, LinkAdress, PicFilePath, unRead, ...\n"

@@ -29,6 +29,7 @@ struct Query
     const Service &service;
     QString method;
     QVariantMap values = {};
+    int limitMs = link::ServiceConnection::DefaultTimeout;
 };
 
 QVariant valuesOf(const rpc::CallResult &result);

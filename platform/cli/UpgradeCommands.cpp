@@ -151,6 +151,11 @@ int runStart(const Line &line)
                {complainIfHidden});
 }
 
+QVariantMap waitingProduct(const Line &line)
+{
+    return {{key::SoftwareName, line.at(0)}, {key::WaitForFinished, true}};
+}
+
 int runSilent(const Line &line)
 {
     QVariantMap values = product(line);
@@ -196,6 +201,10 @@ QList<Command> upgradeCommands()
                 {Json}, runStart),
         Command("upgrade stop", "ends a product's task", "Ends the task of a product in any state.", one, {},
                 asks({UpgradeService, QStringLiteral("StopUpgrade")}, product)),
+        Command("upgrade install", "installs a finished download",
+                "Installs the downloaded packages of a product and waits for the end. The window with the tasks does "
+                "this by itself.",
+                one, {}, asks({UpgradeService, QStringLiteral("InstallSoftware"), {}, LongMs}, waitingProduct)),
         Command(
             "upgrade silent", "patches a product without questions",
             "Downloads the patch of a product's installed version and installs it, with a progress window only. Waits "

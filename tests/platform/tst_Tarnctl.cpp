@@ -72,7 +72,7 @@ private slots:
             {"call ShowMessageCenter", 3, "visualized-host"}, // without a platform
             {"call ShowCloudLogin --wait", 3, "visualized-host"},
             {"", 2, "COMMAND is missing"},
-            {"cloud account remove", 2, "NAME is missing"},
+            {"message show", 2, "ID is missing"},
             {"message sing", 2, "\"sing\""},
             {"message push --colour red", 2, "colour"},
             {"message push --title a --unread many", 2, "--unread"},
@@ -152,18 +152,20 @@ private slots:
         QVERIFY(run("status").out.contains("2 unread"));
         const QString import = "message import -";
         // More than one call can carry; a list can be imported again.
-        QByteArray many = "[{\"MsgId\":\"large\",\"MsgContent\":\"" + QByteArray(1024 * 1024, 'x') + "\"}";
+        QByteArray many =
+            "{\"messages\":[{\"MsgId\":\"large\",\"MsgContent\":\"" + QByteArray(1024 * 1024, 'x') + "\"}";
         for (int i = 0; i < 1200; ++i)
             many += ",{\"MsgTitle\":\"" + QByteArray::number(i) + "\"}";
         QCOMPARE(wrong({{"message list", 0, "evil ]0;title"},
-                        {"message list", 0, "标题"},
+                        {"message show 第一", 0, "title:     标题"},
+                        {"message show 第二", 1, "第二"},
                         {"message clear --yes", 0, "removed: 2 messages\n"},
                         {import, 2, "/1/MsgTitle/$rect", R"([{"MsgTitle":"a"},{"MsgTitle":{"$rect":[1]}}])"},
                         {import, 1, "record 1: MsgTitle", R"([{"MsgTitle":"a"},{"MsgTitle":1}])"},
                         {import, 2, "/: ", R"({"a":1})"},
                         {import, 2, "/0: ", "[1]"},
                         {"message list --json", 0, "[]\n"},
-                        {import, 0, "stored: 1201 messages\n", many + "]"}}),
+                        {import, 0, "stored: 1201 messages\n", many + "]}"}}),
                  QString());
         const QByteArray list = run("message list --json").out;
         QCOMPARE(wrong({{"message clear --yes", 0, "1201"}, {import, 0, "stored: 1201 messages\n", list}}), QString());
