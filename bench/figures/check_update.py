@@ -5,6 +5,7 @@ from tarnbench import BUILD, Program, at_most, in_turns, median, medians, ratio_
 TITLE = "Check-update prompt and update notes"
 RUNS = 30
 LONG_RUNS = 5
+NOTES_RUNS = 15
 MIB = 1024 * 1024
 
 
@@ -19,7 +20,7 @@ def run(bench):
     bench.row("request to mapped prompt, 2000 products (200 rows)", many[0], goal=at_most(300, "ms"), unit="ms")
     bench.row("all of 200 rows, to twice 100 rows", full[1], 2 * half[1], ratio_at_most(1.3), "ms")
     for size in (1, 2):
-        mapped, first, there, longest = medians(program.numbers(f"notes {size * MIB}") for _ in range(LONG_RUNS))
+        mapped, first, there, longest = medians(program.numbers(f"notes {size * MIB}") for _ in range(NOTES_RUNS))
         bench.row(f"notes of {size} MiB: request to mapped", mapped, goal=at_most(100, "ms"), unit="ms")
         bench.row(f"notes of {size} MiB: first text", first, goal=at_most(60, "ms") if size == 1 else None, unit="ms")
         bench.row(f"notes of {size} MiB: all text", there, goal=at_most(150, "ms") if size == 1 else None, unit="ms")
