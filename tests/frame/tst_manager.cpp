@@ -148,7 +148,7 @@ private slots:
         delete notices().first(); // not even closed
         post(notice::values({{"MsgId", "m3"}}));
         QTRY_COMPARE(shownId(), QString("m3"));
-        QVERIFY(clock.elapsed() < 1500);
+        QVERIFY(clock.elapsed() < 1900);
         QVERIFY(m_log->texts().filter("关闭通知栏窗口").isEmpty());
     }
 

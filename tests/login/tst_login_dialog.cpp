@@ -2,6 +2,7 @@
 #include "frame/VtServiceClient.h"
 #include "login/Login.h"
 #include <QClipboard>
+#include <QMimeData>
 
 using namespace login;
 using namespace request;
@@ -533,7 +534,10 @@ private slots:
             QCOMPARE(password->echoMode(), mode);
             QVERIFY(password->inputMethodHints().testFlag(Qt::ImhSensitiveData));
             QVERIFY(password->inputMethodHints().testFlag(Qt::ImhHiddenText));
+            password->selectAll();
+            password->OnCopyClicked(false);
         }
+        QVERIFY(QGuiApplication::clipboard()->mimeData()->hasFormat("x-kde-passwordManagerHint")); // while it was shown
         fill(m_dialog, {}, "secret", Phone);
         QTest::keyClick(edit(m_dialog, "phoneEdit"), Qt::Key_Return);
         QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "codeEdit"));
