@@ -1,10 +1,10 @@
 #include "login/YunLoginDlg.h"
 #include "login/AccountSignIn.h"
 #include "login/LoginPage.h"
+#include "login/WaitNotice.h"
 #include "tarn/keys/CloudKeys.h"
 #include "widgets/BringToFront.h"
-#include "widgets/CustomTitleBar.h"
-#include "widgets/IconEditWidget.h"
+#include "widgets/CustomLineEdit.h"
 #include "widgets/WebLink.h"
 #include <QApplication>
 #include <QCloseEvent>
@@ -42,33 +42,16 @@ void notifyAfterScan(const LoginCaller &caller)
 } // namespace
 
 CYunLoginDialog::CYunLoginDialog(QWidget *parent, const Rhythm &rhythm)
-    : LoginWindow(parent)
+    : ToolDialog(parent, Qt::Dialog)
     , m_caller(std::make_shared<QSharedPointer<ICloudLoginNotify>>())
     , m_rhythm(rhythm)
 {
     InitDialog();
 }
 
-void CYunLoginDialog::InitDialog()
+CYunLoginDialog::~CYunLoginDialog()
 {
-    if (m_tabs)
-        return;
-    build();
-    connect(m_bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
-    connect(m_accountPage, &LoginPage::signInRequested, this, &CYunLoginDialog::onAccountLoginBtn);
-    connect(m_register, &QPushButton::clicked, this, &CYunLoginDialog::onRegisterAccount);
-    connect(m_forget, &QPushButton::clicked, this, &CYunLoginDialog::onForgetPassword);
-    connect(m_accountPage->secretField(), &CIconEditWidget::SuffixBtnClickedSignal, this,
-            &CYunLoginDialog::PasswordStateChanged);
-    connect(m_accountPage, &LoginPage::automaticChanged, this, &CYunLoginDialog::OnAccountAutoLoginChkChanged);
-    connect(m_codeButton, &QPushButton::clicked, this, &CYunLoginDialog::onGetVerificationCodeBtn);
-    connect(m_phonePage, &LoginPage::signInRequested, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
-    connect(m_phonePage, &LoginPage::automaticChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
-    connect(m_weixin, &QPushButton::clicked, this, &CYunLoginDialog::onWeixinLogin);
-    connect(m_qq, &QPushButton::clicked, this, &CYunLoginDialog::onQQLogin);
-    connect(&m_countdown, &QTimer::timeout, this, &CYunLoginDialog::OnTimeOut);
-    FillMemoryLoginInfo();
-    InitCloudAddr();
+    leave();
 }
 
 void CYunLoginDialog::FillMemoryLoginInfo()
@@ -230,7 +213,7 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
 // The service may still sign the user in: the caller is notified then, even if this dialog has been destroyed.
 void CYunLoginDialog::leaveAccountSignIn()
 {
-    AccountSignIn *left = isWaiting() ? AccountSignIn::current() : nullptr;
+    AccountSignIn *left = m_waiting ? AccountSignIn::current() : nullptr;
     endWaiting();
     if (!left)
         return;
@@ -248,7 +231,7 @@ void CYunLoginDialog::leaveAccountSignIn()
 
 void CYunLoginDialog::cancelWait()
 {
-    if (isWaiting()) {
+    if (m_waiting) {
         VT_LOG(info) << QStringLiteral("【账号密码登录】用户取消等待。");
         leaveAccountSignIn();
         return;

@@ -1,6 +1,7 @@
-#include "login/LoginWindow.h"
+// The sign-in dialog's parts, its tips, and how it waits.
 #include "login/LoginPage.h"
 #include "login/WaitNotice.h"
+#include "login/YunLoginDlg.h"
 #include "widgets/BringToFront.h"
 #include "widgets/CustomTitleBar.h"
 #include "widgets/IconEditWidget.h"
@@ -13,7 +14,8 @@
 #include <QTabBar>
 #include <QTabWidget>
 
-namespace tarn::visualized {
+using namespace tarn::visualized;
+
 namespace {
 constexpr int SlowMs = 2000; // of waiting, until the user is offered to cancel
 
@@ -99,17 +101,10 @@ private:
 };
 } // namespace
 
-LoginWindow::LoginWindow(QWidget *parent)
-    : ToolDialog(parent, Qt::Dialog)
+void CYunLoginDialog::InitDialog()
 {
-    m_slow.setSingleShot(true);
-    connect(&m_slow, &QTimer::timeout, this, [this] { showNotice(QStringLiteral("正在登录，请稍候。"), true); });
-}
-
-LoginWindow::~LoginWindow() = default;
-
-void LoginWindow::build()
-{
+    if (m_tabs)
+        return;
     prepare(QStringLiteral("云账号登录"));
     setWindowIcon(picture::windowIcon(look::icon::Login));
     QVBoxLayout *column = addBody(QStringLiteral("loginBody"));
@@ -122,16 +117,22 @@ void LoginWindow::build()
     setStyleSheet(dialogSheet(this));
     setFixedSize(look::scaled(400, this), sizeHint().height());
     expectUnasked();
+    m_slow.setSingleShot(true);
+    connect(&m_slow, &QTimer::timeout, this, [this] { showNotice(QStringLiteral("正在登录，请稍候。"), true); });
+    connect(&m_countdown, &QTimer::timeout, this, &CYunLoginDialog::OnTimeOut);
+    FillMemoryLoginInfo();
+    InitCloudAddr();
 }
 
-void LoginWindow::InitTitleBar(QVBoxLayout *column)
+void CYunLoginDialog::InitTitleBar(QVBoxLayout *column)
 {
-    m_bar = addTitleBar(column, 44);
-    m_bar->SetLoginTitleLogo(look::icon::Login);
-    m_bar->SetLoginTitleText(windowTitle());
+    CustomTitleBar *bar = addTitleBar(column, 44);
+    bar->SetLoginTitleLogo(look::icon::Login);
+    bar->SetLoginTitleText(windowTitle());
+    connect(bar, &CustomTitleBar::CustomTitleBarClose, this, &CYunLoginDialog::on_close_btn_clicked);
 }
 
-void LoginWindow::InitLoginTypeTab()
+void CYunLoginDialog::InitLoginTypeTab()
 {
     m_tabs = look::named(new QTabWidget(this), "loginTabs");
     m_tabs->tabBar()->setFont(look::yaHei(15, QFont::Normal, this));
@@ -141,7 +142,7 @@ void LoginWindow::InitLoginTypeTab()
     InitVerificationTab();
 }
 
-void LoginWindow::InitAccountLogin()
+void CYunLoginDialog::InitAccountLogin()
 {
     m_accountPage = new LoginPage(
         {"accountEdit", look::icon::User, QStringLiteral("请输入账号")},
@@ -149,14 +150,20 @@ void LoginWindow::InitAccountLogin()
         {"rememberPassword", QStringLiteral("记住密码"), "accountAutoLogin", "accountLoginButton"}, m_tabs);
     m_accountPage->secret()->setPasswordField(true);
     showPassword(false);
-    m_register = m_accountPage->addSideButton(m_accountPage->userRow(), "registerButton",
-                                              QStringLiteral("  注册账号  "), CCustomBtn::Link);
-    m_forget = m_accountPage->addSideButton(m_accountPage->secretRow(), "forgetButton", QStringLiteral("  忘记密码  "),
-                                            CCustomBtn::Link);
+    const auto *registerLink = m_accountPage->addSideButton(m_accountPage->userRow(), "registerButton",
+                                                            QStringLiteral("  注册账号  "), CCustomBtn::Link);
+    const auto *forgetLink = m_accountPage->addSideButton(m_accountPage->secretRow(), "forgetButton",
+                                                          QStringLiteral("  忘记密码  "), CCustomBtn::Link);
+    connect(m_accountPage, &LoginPage::signInRequested, this, &CYunLoginDialog::onAccountLoginBtn);
+    connect(m_accountPage, &LoginPage::automaticChanged, this, &CYunLoginDialog::OnAccountAutoLoginChkChanged);
+    connect(registerLink, &QPushButton::clicked, this, &CYunLoginDialog::onRegisterAccount);
+    connect(forgetLink, &QPushButton::clicked, this, &CYunLoginDialog::onForgetPassword);
+    connect(m_accountPage->secretField(), &CIconEditWidget::SuffixBtnClickedSignal, this,
+            &CYunLoginDialog::PasswordStateChanged);
     m_tabs->addTab(m_accountPage, QStringLiteral("账号登录"));
 }
 
-void LoginWindow::InitVerificationTab()
+void CYunLoginDialog::InitVerificationTab()
 {
     m_phonePage =
         new LoginPage({"phoneEdit", look::icon::Phone, QStringLiteral("请输入手机号")},
@@ -169,10 +176,13 @@ void LoginWindow::InitVerificationTab()
     m_codeButton = m_phonePage->addSideButton(m_phonePage->secretRow(), "codeButton",
                                               QStringLiteral("  获取动态密码  "), CCustomBtn::Blue);
     setTabOrder(code, m_codeButton);
+    connect(m_phonePage, &LoginPage::signInRequested, this, &CYunLoginDialog::onVerificationCodeLoginBtn);
+    connect(m_phonePage, &LoginPage::automaticChanged, this, &CYunLoginDialog::OnVerifCodeAutoLogin);
+    connect(m_codeButton, &QPushButton::clicked, this, &CYunLoginDialog::onGetVerificationCodeBtn);
     m_tabs->addTab(m_phonePage, QStringLiteral("短信登录"));
 }
 
-void LoginWindow::showPassword(bool show)
+void CYunLoginDialog::showPassword(bool show)
 {
     CCustomLineEdit *password = m_accountPage->secret();
     password->setEchoMode(show ? QLineEdit::Normal : QLineEdit::Password);
@@ -184,11 +194,11 @@ void LoginWindow::showPassword(bool show)
     field->setSuffixName(show ? QStringLiteral("隐藏密码") : QStringLiteral("显示密码"));
 }
 
-QLayout *LoginWindow::InitQuickLogin()
+QLayout *CYunLoginDialog::InitQuickLogin()
 {
     auto *title = look::named(new QLabel(QStringLiteral("其他登录方式"), this), "quickTitle", look::TextPx);
-    m_weixin = quickButton("weixinButton", QStringLiteral("微信登录"), look::icon::Weixin, this);
-    m_qq = quickButton("qqButton", QStringLiteral("QQ登录"), look::icon::QQ, this);
+    auto *weixin = quickButton("weixinButton", QStringLiteral("微信登录"), look::icon::Weixin, this);
+    auto *qq = quickButton("qqButton", QStringLiteral("QQ登录"), look::icon::QQ, this);
     auto *band = new QVBoxLayout;
     band->setSpacing(look::scaled(14, this)); // also of the two rows
     auto *line = new QHBoxLayout;
@@ -198,40 +208,42 @@ QLayout *LoginWindow::InitQuickLogin()
     line->addWidget(quickRule(this), 1);
     auto *buttons = new QHBoxLayout;
     band->addLayout(buttons);
-    buttons->addWidget(m_weixin, 1);
-    buttons->addWidget(m_qq, 1);
+    buttons->addWidget(weixin, 1);
+    buttons->addWidget(qq, 1);
+    connect(weixin, &QPushButton::clicked, this, &CYunLoginDialog::onWeixinLogin);
+    connect(qq, &QPushButton::clicked, this, &CYunLoginDialog::onQQLogin);
     return band;
 }
 
-void LoginWindow::focusEmptyField()
+void CYunLoginDialog::focusEmptyField()
 {
     currentPage()->focusEmptyField();
 }
 
-LoginPage *LoginWindow::currentPage() const
+LoginPage *CYunLoginDialog::currentPage() const
 {
     return qobject_cast<LoginPage *>(m_tabs->currentWidget());
 }
 
-void LoginWindow::showLoginTip(const QString &text, eTipStatus status)
+void CYunLoginDialog::showLoginTip(const QString &text, eTipStatus status)
 {
     // When a long call has returned, the user may be working in another program.
     showTip(text, status, isActiveWindow() ? eBoxOrigin::AskedFor : eBoxOrigin::Unasked);
 }
 
-void LoginWindow::showTip(const QString &text, eTipStatus status, eBoxOrigin origin)
+void CYunLoginDialog::showTip(const QString &text, eTipStatus status, eBoxOrigin origin)
 {
     if (!m_closed)
         CstmMessageBox(QStringLiteral("提示"), text, status, this, nullptr, origin);
 }
 
-void LoginWindow::showEvent(QShowEvent *event)
+void CYunLoginDialog::showEvent(QShowEvent *event)
 {
     ToolDialog::showEvent(event);
     hideNotice(); // the dialog itself offers another attempt
 }
 
-void LoginWindow::beginWaiting()
+void CYunLoginDialog::beginWaiting()
 {
     m_waiting = true;
     m_focusBefore = focusWidget();
@@ -240,7 +252,7 @@ void LoginWindow::beginWaiting()
     m_slow.start(SlowMs);
 }
 
-void LoginWindow::endWaiting()
+void CYunLoginDialog::endWaiting()
 {
     if (!m_waiting)
         return;
@@ -253,26 +265,24 @@ void LoginWindow::endWaiting()
         m_focusBefore->setFocus(Qt::OtherFocusReason);
 }
 
-void LoginWindow::showAgain(const QString &tip)
+void CYunLoginDialog::showAgain(const QString &tip)
 {
     if (!isVisible()) // otherwise the user may be typing in it, and the field keeps the focus
         front::raiseOnce(this);
     showTip(tip, eTipError, eBoxOrigin::Unasked); // the user is in the browser or in another program
 }
 
-void LoginWindow::showNotice(const QString &text, bool overDialog)
+void CYunLoginDialog::showNotice(const QString &text, bool overDialog)
 {
     // Without a parent it stays visible while the dialog is hidden.
     m_notice = std::make_unique<WaitNotice>(text, overDialog ? this : nullptr);
-    connect(m_notice.get(), &QDialog::rejected, this, &LoginWindow::cancelWait);
+    connect(m_notice.get(), &QDialog::rejected, this, &CYunLoginDialog::cancelWait);
     m_notice->showFor(this);
 }
 
 // Hides it only: the notice can be the sender of the signal that is being handled.
-void LoginWindow::hideNotice()
+void CYunLoginDialog::hideNotice()
 {
     if (m_notice)
         m_notice->hide();
 }
-
-} // namespace tarn::visualized
