@@ -129,7 +129,7 @@ void CVisualizedManager::placeMessageCenter(const QRect &parentWindow)
     QString shown;
     QDebug(&shown).nospace() << target;
     VT_LOG(debug) << QStringLiteral("【消息中心】重新计算消息中心位置：") + shown;
-    const QSize size = m_msgCenterDlg->size();
+    const QSize size = placement::settledSize(m_msgCenterDlg);
     placement::placeOnScreen(m_msgCenterDlg, QRect((target.left() + target.right()) / 2 - size.width() / 2,
                                                    (target.top() + target.bottom()) / 2 - size.height() / 2,
                                                    size.width(), size.height()));

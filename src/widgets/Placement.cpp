@@ -63,6 +63,11 @@ QRect inside(const QRect &window, const QRect &area)
                  window.size());
 }
 
+QSize settledSize(const QWidget *window)
+{
+    return window->size().expandedTo(window->minimumSize()).boundedTo(window->maximumSize());
+}
+
 void keepOnScreen(QWidget *window)
 {
     placeOnScreen(window, window->frameGeometry());

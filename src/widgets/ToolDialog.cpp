@@ -100,7 +100,7 @@ void ToolDialog::setVisible(bool visible)
 // moved on to its new screen unless the user holds it.
 void ToolDialog::keepFixedSize()
 {
-    const QRect place(pos(), size().expandedTo(minimumSize()).boundedTo(maximumSize()));
+    const QRect place(pos(), placement::settledSize(this));
     if (place.size() == size())
         return;
     const bool isHeld = QGuiApplication::mouseButtons() != Qt::NoButton;

@@ -71,7 +71,8 @@ void CToolkit::MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset)
             scale = std::max(1.0, screen->devicePixelRatio());
         }
     }
-    dlg->setGeometry(placement::overForeign(parent.translated(-origin), scale, dlg->size(), offset).translated(origin));
+    dlg->setGeometry(placement::overForeign(parent.translated(-origin), scale, placement::settledSize(dlg), offset)
+                         .translated(origin));
 }
 
 void CToolkit::SetLabelIconPicture(QLabel *label, const QIcon &icon, const QSize &size)

@@ -215,6 +215,12 @@ private slots:
         };
         QVERIFY(!isInvalid({315, 200}, {515, 400}));
         QVERIFY(centreIs({415, 300}));
+        // On its way to a screen of another scale it has a part of its size.
+        QWindow *window = notice::visibleWindows<QDialog>().first()->windowHandle();
+        window->resize(window->size() / 2);
+        QCoreApplication::processEvents();
+        QVERIFY(!isInvalid({315, 200}, {515, 400}));
+        QVERIFY(centreIs({415, 300}));
         QVERIFY(!isInvalid({Min, Min}, {Max, Max}));
         QVERIFY(isInvalid({Max, 0}, {Min, 10}));
         QVERIFY(isInvalid({Max, 0}, {Max - 1, 10}));
