@@ -2,6 +2,7 @@
 #include "frame/ServiceManager.h"
 #include "support/FakeRpc.h"
 #include "support/LogCatcher.h"
+#include "support/OwnProcess.h"
 #include "support/Packages.h"
 #include <QDir>
 #include <QElapsedTimer>
@@ -225,8 +226,7 @@ private slots:
     void lockedSegment()
     {
         HubSegment hub("40128");
-        const auto threads = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); };
-        const int before = threads();
+        const int before = own::threads();
         QString reason;
         QElapsedTimer clock;
         QVERIFY(hub.segment().lock());
@@ -234,10 +234,10 @@ private slots:
         QCOMPARE(CServiceManagerPrivate::readHubPort(reason), 0);
         QCOMPARE(CServiceManagerPrivate::readHubPort(reason), 0);
         QVERIFY(clock.elapsed() < 5000);
-        QCOMPARE(threads(), before + 1); // a second waiting thread would be one too many
+        QCOMPARE(own::threads(), before + 1); // a second waiting thread would be one too many
         QVERIFY(!reason.isEmpty());
         QVERIFY(hub.segment().unlock());
-        QTRY_COMPARE(threads(), before);
+        QTRY_COMPARE(own::threads(), before);
         qstrcpy(static_cast<char *>(hub.segment().data()), "40133"); // the late answer is not that of the next call
         QCOMPARE(CServiceManagerPrivate::readHubPort(reason), 40133);
     }

@@ -71,8 +71,7 @@ private slots:
             const int before = confirmed;
             QTRY_VERIFY_WITH_TIMEOUT(confirmed > before + 3 + 2 * round, RestartTimeout);
             const pid_t services = platform.services();
-            QVERIFY(services > 0);
-            ::kill(services, SIGKILL);
+            QVERIFY(services > 0 && ::kill(services, SIGKILL) == 0);
             const auto isStartedAgain = [&] {
                 const pid_t now = platform.services(); // 0 between the two
                 return now > 0 && now != services;
@@ -98,7 +97,7 @@ private slots:
         const ProcessPtr second = Sandbox::start("tarn-services");
         QVERIFY(push("two"));
         QVERIFY(!second->waitForFinished(300)); // it stays and does no harm
-        ::kill(first, SIGKILL);
+        QVERIFY(first > 0 && ::kill(first, SIGKILL) == 0);
         // The hub's new process or the waiting one gets the data: one serves, the other waits.
         QTRY_VERIFY_WITH_TIMEOUT(push("three"), RestartTimeout);
         QCOMPARE(listAll().size(), 3);
@@ -136,8 +135,8 @@ private slots:
         std::thread caller([] { push("m"); });
         const bool hangs = arrived.tryAcquire(1, 10000);
         const pid_t services = platform.services();
-        ::kill(services, SIGTERM);
-        const bool ended = QTest::qWaitFor([&] { return platform.services() != services; }, 10000);
+        const bool ended = services > 0 && ::kill(services, SIGTERM) == 0 &&
+                           QTest::qWaitFor([&] { return platform.services() != services; }, 10000);
         release.release(10);
         caller.join();
         QVERIFY(hangs && ended);

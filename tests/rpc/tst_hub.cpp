@@ -87,7 +87,8 @@ private slots:
                         .isNull();
         };
         for (const char *pause : {"100", "200", "400", "800", "1000"}) { // killed by others: never more than a second
-            ::kill(nextPid(), SIGKILL);
+            const pid_t pid = nextPid();
+            QVERIFY(pid > 0 && ::kill(pid, SIGKILL) == 0);
             QVERIFY2(isAnnounced("signal 9", pause), pause);
         }
         const int last = nextPid();

@@ -7,9 +7,25 @@
 #include <QSharedMemory>
 #include <QTest>
 #include <csignal>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-static constexpr int PatienceMs = 10000;
+static constexpr int PatienceMs = 30000;
+
+namespace {
+/// In a new session, since tests stop the programs: the kernel hangs up a process group that is orphaned with a stopped
+/// process in it. Dies with the test.
+class Program final : public QProcess
+{
+protected:
+    void setupChildProcess() override // between fork and exec
+    {
+        ::setsid();
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    }
+};
+} // namespace
 
 void EndProcess::operator()(QProcess *process) const
 {
@@ -68,7 +84,7 @@ ProcessPtr Sandbox::newHub()
     const QString copy = path(QStringLiteral("ServiceHub"));
     if (!QFile::exists(copy))
         QFile::copy(program(QStringLiteral("ServiceHub")), copy);
-    ProcessPtr hub(new QProcess);
+    ProcessPtr hub(new Program);
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("LD_LIBRARY_PATH"), qEnvironmentVariable("TARN_BIN_DIR"));
     hub->setProcessEnvironment(environment);
@@ -127,7 +143,7 @@ pid_t Sandbox::services() const
 
 ProcessPtr Sandbox::start(const QString &name, const QStringList &arguments)
 {
-    ProcessPtr process(new QProcess);
+    ProcessPtr process(new Program);
     process->setProcessChannelMode(QProcess::ForwardedChannels);
     process->start(program(name), arguments);
     process->waitForStarted();
@@ -157,7 +173,7 @@ QHash<QString, QString> Sandbox::settings(const QHash<QString, QString> &more) c
 
 ProcessPtr Sandbox::startPeer(const QString &tag)
 {
-    ProcessPtr peer(new QProcess);
+    ProcessPtr peer(new Program);
     peer->setProcessChannelMode(QProcess::MergedChannels);
     peer->start(qEnvironmentVariable("TARN_PEER"), {QString::number(m_port), tag});
     if (awaitLine(peer.get(), "ready").isNull())

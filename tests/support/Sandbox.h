@@ -35,7 +35,7 @@ public:
     void writeServices(const QByteArray &script);
 
     ProcessPtr newHub(); ///< a copy of the program, without services; not started
-    /// @return false when the hub is not ready within ten seconds
+    /// @return false when the hub is not ready within 30 seconds
     bool startHubAlone();
     bool startHub(); ///< with the real services; returns when the message service answers
     bool waitForServices();
@@ -46,7 +46,7 @@ public:
 
     /// A program that writes to the test's standard error output.
     static ProcessPtr start(const QString &name, const QStringList &arguments = {});
-    static bool terminate(QProcess *process, int timeoutMs = 10000); ///< SIGTERM; false when it does not end
+    static bool terminate(QProcess *process, int timeoutMs = 30000); ///< SIGTERM; false when it does not end
     static Result tarnctl(const QStringList &arguments, const QByteArray &input = {});
 
     /// Settings for Rpc::init() that lead to the hub.
@@ -62,7 +62,7 @@ private:
     quint16 m_port = 0;
 };
 
-/// Reads lines of a process until one holds the text; the rest of that line, or null after ten seconds.
+/// Reads lines of a process until one holds the text; the rest of that line, or null after 30 seconds.
 QByteArray awaitLine(QProcess *process, const QByteArray &text);
 
 /// Stops a process (SIGSTOP) and waits until each of its threads has stopped: the signal alone leaves them time to answer

@@ -21,21 +21,25 @@ shift $((OPTIND - 1))
 tmp=$(mktemp -d "${TMPDIR:-/tmp}/withx.XXXXXX")
 pids=()
 child=''
-# Whatever runs from the temporary folder: a test that was killed leaves the programs of its private platform behind.
-end_left_overs() {
-    local exe
-    for exe in /proc/[0-9]*/exe; do
-        [[ $(readlink "$exe" 2>/dev/null) == "$tmp"/* ]] && kill -9 "$(basename "$(dirname "$exe")")" 2>/dev/null
+# Ends every process that has the private directories in its environment, but for the desktop's servers: what a killed test
+# leaves behind, browsers, settings daemons.
+end_others() {
+    local file pid
+    for file in $(grep -lsaF "=$tmp/" /proc/[0-9]*/environ); do
+        pid=${file//[!0-9]/}
+        [[ " ${pids[*]} " == *" $pid "* ]] || kill -9 "$pid" 2>/dev/null
     done
 }
 cleanup() {
-    local i
-    end_left_overs
-    for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
-        kill "${pids[i]}" 2>/dev/null
-        wait "${pids[i]}" 2>/dev/null
+    local i pid tries
+    end_others
+    for ((i = ${#pids[@]} - 1; i >= 0; i--)); do # in five seconds each
+        pid=${pids[i]} tries=0
+        while kill "$pid" 2>/dev/null && ((++tries < 100)); do sleep 0.05; done
+        kill -9 "$pid" 2>/dev/null
+        wait "$pid" 2>/dev/null
     done
-    [ "$wm" = openbox ] || sleep 0.3 # settings daemons of other desktops write once more when the bus ends
+    end_others # of the bus
     rm -rf "$tmp"
 }
 trap cleanup EXIT
@@ -45,6 +49,7 @@ mkfifo "$tmp/display" "$tmp/bus"
 server=(Xvfb -screen 0 "$size")
 if [ -n "$two" ]; then # Xvfb has one output only
     printf 'Section "Device"\nIdentifier "card"\nDriver "dummy"\nVideoRam 65536\nEndSection\n' >"$tmp/two.conf"
+    printf 'Section "ServerFlags"\nOption "AutoAddDevices" "false"\nEndSection\n' >>"$tmp/two.conf" # not the user's keyboard
     server=(Xorg -config "$tmp/two.conf" -logfile "$tmp/xorg.log")
 fi
 "${server[@]}" -displayfd 7 -dpi 96 -nolisten tcp -noreset 7>"$tmp/display" >"$tmp/server.log" 2>&1 &
@@ -100,4 +105,5 @@ while kill -0 "$child" 2>/dev/null; do # a trapped signal ends the first wait ea
     wait "$child"
     rc=$?
 done
+[ "$rc" -le 128 ] || echo "with-x: signal $((rc - 128)) ended $1" >&2
 exit "$rc"

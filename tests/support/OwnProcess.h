@@ -1,0 +1,21 @@
+#pragma once
+#include <QDir>
+#include <ctime>
+
+// What the test's own process uses, whatever else the machine does meanwhile.
+namespace own {
+
+inline int threads()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+}
+
+// Processor time of the calling thread since its start, in milliseconds.
+inline qint64 processorMs()
+{
+    timespec used = {};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+    return qint64(used.tv_sec) * 1000 + used.tv_nsec / 1000000;
+}
+
+} // namespace own
