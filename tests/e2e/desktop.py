@@ -3,7 +3,7 @@ import os
 import subprocess
 import time
 from collections import namedtuple
-from contextlib import contextmanager
+from contextlib import contextmanager, suppress
 
 import gi
 import pyatspi
@@ -16,17 +16,20 @@ from gi.repository import GLib  # noqa: E402
 # x, y, width, height: in pixels of the root window, without a frame.
 Window = namedtuple("Window", "id role x y width height")
 Node = namedtuple("Node", "role name description")
+GONE = (GLib.Error, error.BadWindow, error.BadDrawable)  # a window or widget has just been destroyed
 
 
-def wait(condition, what, seconds=20):
-    """The first true result of the condition; events are delivered meanwhile."""
+def wait(condition, what, seconds=30):
+    """The first true result of the condition; events are delivered meanwhile. what: a text, or a function that returns it."""
     end = time.monotonic() + seconds
     tick = GLib.timeout_add(20, lambda: True)
     try:
-        while not (result := condition()):
-            assert time.monotonic() < end, f"not within {seconds} s: {what}"
+        while True:
+            with suppress(*GONE):
+                if result := condition():
+                    return result
+            assert time.monotonic() < end, f"not within {seconds} s: {what() if callable(what) else what}"
             GLib.MainContext.default().iteration(True)
-        return result
     finally:
         GLib.source_remove(tick)
 
@@ -35,11 +38,13 @@ def wait(condition, what, seconds=20):
 def x_server():
     """A further X server without a window manager: its process and its display's name."""
     reader, writer = os.pipe()
+    # In a new session, since tests stop it: the kernel hangs up a group that is orphaned with a stopped process in it.
     with subprocess.Popen(["Xvfb", "-displayfd", str(writer), "-nolisten", "tcp", "-noreset"], pass_fds=[writer],
-                          stderr=subprocess.DEVNULL) as server, open(reader, encoding="ascii") as name:
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True) as server:
         os.close(writer)
         try:
-            yield server, ":" + name.readline().strip()
+            with open(reader, encoding="ascii") as name:
+                yield server, ":" + name.readline().strip()
         finally:
             server.kill()
 
@@ -55,11 +60,8 @@ class Desktop:
         return self.display.create_resource_object("window", number)
 
     def property(self, window, name):
-        """None without it, or when the window has just been destroyed."""
-        try:
-            found = window.get_full_property(self.display.intern_atom(name), X.AnyPropertyType)
-        except error.BadWindow:
-            return None
+        """None without it."""
+        found = window.get_full_property(self.display.intern_atom(name), X.AnyPropertyType)
         return found.value if found else None
 
     def role(self, window):
@@ -74,26 +76,26 @@ class Desktop:
         found = []
         for number in self.property(self.root, "_NET_CLIENT_LIST") or ():
             window = self.resource(number)
-            try:
+            with suppress(*GONE):
                 if self.role(window) == role and window.get_attributes().map_state == X.IsViewable:
                     found.append(self.place(window))
-            except (error.BadWindow, error.BadDrawable):
-                continue  # it has just been destroyed
         return found
 
-    def window(self, role, other_than=0):
+    def window(self, role):
         """The visible window with this role, once there is one."""
-        return wait(lambda: next((w for w in self.windows(role) if w.id != other_than), None), f"window {role}")
+        return wait(lambda: self.windows(role), f"window {role}")[0]
 
     def wait_gone(self, role):
         wait(lambda: not self.windows(role), f"no window {role}")
 
     def focused(self):
-        """The id of the window that gets the keys; of Qt's window where a helper of it has the focus."""
+        """The id of the window that gets the keys; of Qt's window where a helper of it has the focus. 0 without one."""
         focus = self.display.get_input_focus().focus
-        while not isinstance(focus, int) and focus != self.root and not self.role(focus):
-            focus = focus.query_tree().parent
-        return 0 if isinstance(focus, int) else focus.id
+        with suppress(*GONE):
+            while not isinstance(focus, int) and focus != self.root and not self.role(focus):
+                focus = focus.query_tree().parent
+            return 0 if isinstance(focus, int) else focus.id
+        return 0
 
     def client_message(self, target, window, kind, *data):
         message = event.ClientMessage(window=window, client_type=self.display.intern_atom(kind),
@@ -167,44 +169,38 @@ def tree(accessible):
 class Ear:
     """What a screen reader gets to know of the host."""
 
-    KINDS = ("object:state-changed:focused", "object:state-changed:showing", "object:announcement", "window:activate",
+    KINDS = ("object:state-changed:focused", "object:state-changed:showing", "window:activate",
              "object:property-change:accessible-description")
 
     def __init__(self):
-        self.heard = []  # (kind, detail, node), in order
+        self.heard = []  # (kind, node), in order
         pyatspi.Registry.registerEventListener(self.take, *self.KINDS)
 
     def take(self, heard):
-        try:
-            self.heard.append((str(heard.type), heard.detail1, node(heard.source)))
-        except GLib.Error:
-            pass  # its widget has just been destroyed
+        with suppress(GLib.Error):
+            if heard.detail1 or "state-changed" not in str(heard.type):
+                self.heard.append((str(heard.type), node(heard.source)))
 
     def wait_heard(self, kind, wanted, since=0):
-        """The first event of this kind since then whose node is wanted."""
-        def found():
-            return next((one for what, detail, one in self.heard[since:]
-                         if what == kind and detail == (0 if "property" in kind or "window" in kind else 1)
-                         and wanted(one)), None)
-        return wait(found, f"{kind}; heard: {self.heard[since:]}")
+        """The node of the first event of this kind since then whose node is wanted."""
+        return wait(lambda: next((one for what, one in self.heard[since:] if what == kind and wanted(one)), None),
+                    lambda: f"{kind}; heard: {self.heard[since:]}")
 
     def windows(self):
         return [window for application in pyatspi.Registry.getDesktop(0) if application
                 for window in application if window and window.getState().contains(pyatspi.STATE_SHOWING)]
 
-    def find(self, wanted):
-        """The first visible accessible object whose node is wanted, once there is one."""
+    def find(self, **wanted):
+        """The first visible accessible object with this role, name or description, once there is one."""
         def found():
-            try:
-                return next((one for window in self.windows() for one in tree(window)
-                             if one.getState().contains(pyatspi.STATE_SHOWING) and wanted(node(one))), None)
-            except GLib.Error:
-                return None  # a widget has just been destroyed
-        return wait(found, "accessible object")
+            return next((one for window in self.windows() for one in tree(window)
+                         if one.getState().contains(pyatspi.STATE_SHOWING)
+                         and wanted.items() <= node(one)._asdict().items()), None)
+        return wait(found, f"accessible object {wanted}")
 
     def catch_up(self):
         """Hears what the host has said so far. The number of events heard."""
-        self.windows()  # an answer comes after the events before it
+        wait(lambda: [self.windows()], "the accessible windows")  # the answer comes after the events before it
         while GLib.MainContext.default().iteration(False):
             pass
         return len(self.heard)
@@ -215,6 +211,6 @@ class Ear:
 
     def alert(self):
         """The text of the message box that is open, without its title, once there is one."""
-        box = self.find(lambda one: one.role == "alert")
+        box = self.find(role="alert")
         labels = [one.name for one in tree(box) if one.getRoleName() == "label" and one.name]
         return "\n".join(label for label in labels if label != box.name)

@@ -1,4 +1,6 @@
 """The common ground of the tests with real processes."""
+import os
+import signal
 import sys
 import time
 import unittest
@@ -64,12 +66,17 @@ class PlatformTest(unittest.TestCase):
 
     def click(self, name, role=None):
         """Clicks the middle of what has this name, and this role where it is given."""
-        found = self.ear.find(lambda one: one.name == name and role in (None, one.role))
-        place = found.queryComponent().getExtents(DESKTOP_COORDS)
+        place = self.ear.find(name=name, **({"role": role} if role else {})).queryComponent().getExtents(DESKTOP_COORDS)
         self.desktop.do("mousemove", place.x + place.width // 2, place.y + place.height // 2, "click", 1)
 
 
+def too_late(*_):
+    raise AssertionError("ctest would soon end this program")
+
+
 def main():
+    signal.signal(signal.SIGALRM, too_late)  # a call without a limit does not return: its place is shown, and all is ended
+    signal.setitimer(signal.ITIMER_REAL, 420 if "TARN_SANITIZED" in os.environ else 100, 15)
     program = unittest.main(exit=False, failfast=True, verbosity=2, warnings="ignore")
     if not program.result.wasSuccessful():
         print(*Session.logs, sep="\n-- log of the host:\n", file=sys.stderr)

@@ -9,15 +9,13 @@ import tempfile
 
 from desktop import wait
 
-PROGRAMS = ("visualized-host", "ServiceHub", "tarn-services", "tarnctl")
-
 
 def link_or_copy(source, target):
-    """Links the large programs; copies the files that a test may change."""
-    if source.endswith((".ini", ".json")):
-        shutil.copy(source, target)
-    else:
-        os.link(source, target)
+    """Links the large programs; copies the files that a test may change, and all where the directory is on another disk."""
+    if not source.endswith((".ini", ".json")):
+        with contextlib.suppress(OSError):
+            return os.link(source, target)
+    return shutil.copy(source, target)
 
 
 class Session:
@@ -26,7 +24,7 @@ class Session:
     logs = []  # of the hosts of closed sessions
 
     def __init__(self):
-        self.folder = tempfile.mkdtemp(prefix="s.")  # short: socket paths are limited
+        self.folder = os.path.realpath(tempfile.mkdtemp(prefix="s."))  # short: socket paths are limited
         self.bin = self.path("bin")
         shutil.copytree(os.environ["TARN_BIN_DIR"], self.bin, copy_function=link_or_copy)
         for name in ("run", "data", "tmp", "path"):
@@ -61,11 +59,13 @@ class Session:
         except FileNotFoundError:
             return b""
 
-    def start(self, program, *arguments, log="host.log"):
-        # To a file: hub and services outlive the host and must not hold a pipe open.
-        with open(self.path(log), "ab") as output:
+    def start(self, program, *arguments):
+        # To a file: hub and services outlive the host and must not hold a pipe open. In a new session, since tests stop
+        # the programs: the kernel hangs up a process group that is orphaned with a stopped process in it.
+        with open(self.path("host.log"), "ab") as output:
             return subprocess.Popen([f"{self.bin}/{program}", *arguments], env=self.environment, cwd=self.bin,
-                                    stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
+                                    stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
+                                    start_new_session=True)
 
     def start_host(self):
         """Starts the host and waits until hub, services and the visualized service answer."""
@@ -73,13 +73,13 @@ class Session:
         self.wait_ready()
 
     def wait_ready(self):
-        wait(lambda: self.host.poll() is not None or self.tarnctl("status").returncode == 0, "the platform answers", 30)
+        wait(lambda: self.host.poll() is not None or self.tarnctl("status").returncode == 0, "the platform answers")
         assert self.host.poll() is None, self.log()
 
     def stop_host(self):
         """The host's exit status after SIGTERM."""
         self.host.terminate()
-        return self.host.wait(15)
+        return self.host.wait(30)
 
     def log(self):
         return self.read("host.log").decode()
@@ -110,17 +110,15 @@ class Session:
         assert answer["Shown"], answer
         return answer["MsgId"]
 
-    def messages(self, *options):
-        return {message["MsgId"]: message for message in self.json("message", "list", *options)}
+    def messages(self):
+        return {message["MsgId"]: message for message in self.json("message", "list")}
 
-    def pids(self, program):
-        """Of the processes that run this session's copy of the program, by their command lines: host and services hide
-        the links to their programs from all but root."""
+    def pids(self, program=""):
+        """Of the processes that run this session's copy of the program, or of any, by their command lines: host and services
+        hide the links to their programs from all but root."""
         def runs(pid):
             with contextlib.suppress(OSError):  # it has just ended
-                command = self.read(f"/proc/{pid}/cmdline").split(b"\0")[0]
-                return os.path.realpath(command) == os.path.realpath(f"{self.bin}/{program}").encode()
-            return False
+                return self.read(f"/proc/{pid}/cmdline").startswith(f"{self.bin}/{program}".encode())
         return [int(pid) for pid in os.listdir("/proc") if pid.isdigit() and runs(pid)]
 
     def signal(self, program, number):
@@ -144,11 +142,10 @@ class Session:
 
     def close(self):
         for number in (signal.SIGTERM, signal.SIGKILL):  # the hub ends before it can bring the services back
-            for program in PROGRAMS:
-                self.signal(program, number)
-                self.signal(program, signal.SIGCONT)
+            self.signal("", number)
+            self.signal("", signal.SIGCONT)
             with contextlib.suppress(AssertionError):
-                wait(lambda: not any(map(self.pids, PROGRAMS)), "every program has ended", 5)
+                wait(lambda: not self.pids(), "every program has ended", 10)
                 break
         Session.logs.append(self.log())
         shutil.rmtree(self.folder)

@@ -67,7 +67,7 @@ class CloudLogin(PlatformTest):
 
     def fill(self, name, text):
         self.click(name)
-        wait(lambda: self.ear.find(lambda one: one.name == name).getState().contains(STATE_FOCUSED), name)
+        wait(lambda: self.ear.find(name=name).getState().contains(STATE_FOCUSED), name)
         self.desktop.key("Control_L", "a")
         self.desktop.type(text)
 

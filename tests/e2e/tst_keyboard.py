@@ -33,7 +33,7 @@ class Keyboard(PlatformTest):
         self.since = self.ear.catch_up()
 
     def tearDown(self):
-        wait(lambda: not self.ear.windows(), f"no window is left: {[window.name for window in self.ear.windows()]}")
+        wait(lambda: not self.ear.windows(), lambda: f"{[window.name for window in self.ear.windows()]} are closed")
 
     def announced(self, kind, role, name, description=""):
         """A screen reader gets this event in this test."""
@@ -125,7 +125,7 @@ class Keyboard(PlatformTest):
         for name in self.RUNNING:
             self.session.run("upgrade", "start", name)
         self.opened("CUpgradeDialog", "在线升级")
-        self.ear.find(lambda one: one.role == "table" and one.name == "正在升级的软件")
+        self.ear.find(role="table", name="正在升级的软件")
         self.press("取消升级", "己")
         self.asked("QuestionMessageBox", "确定要取消升级吗？", "己")
         self.check_stops(button("否"), CLOSE, button("是"))
@@ -153,7 +153,7 @@ class Keyboard(PlatformTest):
             Node("password text", "请输入密码", "请输入密码"), button("显示密码", "显示密码"), Node("check box", "记住密码", ""),
             Node("check box", "自动登录", ""), button("立即登录"), button("注册账号"), button("忘记密码"), *others)
         self.press("微信登录")
-        self.opened("WaitNotice", "云账号登录", self.ear.find(lambda one: one.role == "dialog").description)
+        self.opened("WaitNotice", "云账号登录", self.ear.find(role="dialog").description)
         self.check_stops(button("取消"), CLOSE)
         self.desktop.key("Escape")
         self.activate("CYunLoginDialog")

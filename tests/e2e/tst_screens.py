@@ -21,15 +21,14 @@ class Screens(PlatformTest):
         cls.products.offer("甲")
 
     def sized(self, kind, screen):
-        """The visible window once it is on the screen, and has the size that it has there."""
+        """The visible window once it is on the screen, whose scaled size Qt rounds, and has the size that it has there."""
         (role, width, height), (x, y, right, bottom) = kind, screen
         width, height = width * self.scales[screen], height * self.scales[screen]
 
         def arrived():
-            window = self.desktop.window(role)
-            return (x <= window.x <= x + right - width and y <= window.y <= y + bottom - height
-                    and window[4:] == (width, height)) and window
-        return wait(arrived, f"{role} of {width} x {height} on {screen}", 5)
+            return next((window for window in self.desktop.windows(role) if window[4:] == (width, height)
+                         and x <= window.x <= x + right - width + 1 and y <= window.y <= y + bottom - height + 1), None)
+        return wait(arrived, lambda: f"{width} x {height} on {screen}: {self.desktop.windows(role)}")
 
     def shown(self, role, *command):
         """The window that the command brings, after it has been closed."""

@@ -30,7 +30,7 @@ class SilentPatch(PlatformTest):
         self.assertIsNone(program.poll())
         self.assertEqual(self.silent("--kill-running", PRODUCT),
                          (0, "shown: yes\nstate of the window: 1\ninstalled: 3.1.0.2\n"))
-        program.wait(15)
+        program.wait(30)
         self.assertIn(b"PatchVersion=3.1.0.2", self.session.read(FOLDER + "installation.ini"))
         self.assertTrue(self.session.read(FOLDER + "bluestone-patch-3.1.0.2.version"))
         self.session.run("status")  # though its only window has closed
