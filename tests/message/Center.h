@@ -17,13 +17,16 @@
 // The message center over a faked service, as the tests of this folder drive it.
 namespace center {
 
-inline QVariantMap message(const QString &id, bool unread = true)
+inline QVariantMap message(const QString &id, const QVariantMap &changes = {})
 {
-    return {{"MsgId", id},
-            {"MsgTitle", "标题 " + id},
-            {"MsgDateTime", "2026-11-21 09:30:00"},
-            {"MsgContent", "正文 " + id},
-            {"unRead", unread}};
+    QVariantMap values{{"MsgId", id},
+                       {"MsgTitle", "标题 " + id},
+                       {"MsgDateTime", "2026-11-21 09:30:00"},
+                       {"MsgContent", "正文 " + id},
+                       {"unRead", true}};
+    for (auto it = changes.cbegin(); it != changes.cend(); ++it)
+        values[it.key()] = *it;
+    return values;
 }
 
 inline QVariantList messages(int count)

@@ -90,10 +90,8 @@ private slots:
     void followingTheLinkClicksAndReads()
     {
         const LinkTaker links({"https", "file"});
-        QVariantMap linked = message("a");
-        linked.insert("LinkText", "查看 <详情>");
-        linked.insert("LinkAdress", "https://x.example/a?a=1&b");
-        const Window window = open({linked, message("b")});
+        const QVariantMap linked{{"LinkText", "查看 <详情>"}, {"LinkAdress", "https://x.example/a?a=1&b"}};
+        const Window window = open({message("a", linked), message("b")});
         QSignalSpy clicks(window.get(), &CMsgCenterDlg::MsgHasBeClickSignal);
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         QTRY_VERIFY(item(window, 0)->findChild<QLabel *>("messageLink")->width() > 100);
@@ -139,9 +137,7 @@ private slots:
 
     void longTextStaysBesideItsScrollBar()
     {
-        QVariantMap longOne = message("a");
-        longOne.insert("MsgContent", QString("一行\n").repeated(30));
-        const Window window = open({longOne});
+        const Window window = open({message("a", {{"MsgContent", QString("一行\n").repeated(30)}})});
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         auto *view = item(window, 0)->findChild<QTextEdit *>("messageView");
         QTRY_VERIFY(view->verticalScrollBar()->isVisible());
@@ -181,7 +177,7 @@ private slots:
     void readAllGoesOutInOneCall()
     {
         QVariantList list = messages(120);
-        list[5] = message("id5", false);
+        list[5] = message("id5", {{"unRead", false}});
         const Window window = open(list);
         QStringList ids;
         for (int i = 0; i < 120; ++i)

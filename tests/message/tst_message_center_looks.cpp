@@ -11,12 +11,6 @@
 using namespace center;
 
 namespace {
-QVariantMap with(const QString &key, const QVariant &value, QVariantMap map = message("a"))
-{
-    map.insert(key, value);
-    return map;
-}
-
 // Of this thread, which other programs do not slow down.
 qint64 cpuMs()
 {
@@ -79,7 +73,7 @@ private slots:
     {
         QFETCH(QString, content);
         const qint64 before = cpuMs();
-        const Window window = open({with("MsgContent", content), message("b")});
+        const Window window = open({message("a", {{"MsgContent", content}}), message("b")});
         const qint64 closed = cpuMs();
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         QTRY_VERIFY(item(window, 0)->height() > 0 && item(window, 1)->y() >= item(window, 0)->height());
@@ -136,9 +130,9 @@ private slots:
         const QString path = savedPicture(dir.filePath("wide.png"), QSize(3000, 1000));
         const QString fifo = dir.filePath("fifo.png");
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-        const QVariantMap wide = with("PicFilePath", path);
-        const QVariantMap inText = with("MsgContent", "<img src='" + path + "'>");
-        const Window window = open({with("PicFilePath", fifo), wide, with("PhotoWidth", 120, wide), inText});
+        const Window window = open({message("a", {{"PicFilePath", fifo}}), message("b", {{"PicFilePath", path}}),
+                                    message("c", {{"PicFilePath", path}, {"PhotoWidth", 120}}),
+                                    message("d", {{"MsgContent", "<img src='" + path + "'>"}})});
         for (CMessageListItem *item : center::list(window)->items())
             QTest::keyClick(item, Qt::Key_Return);
         for (const int i : {1, 2}) {
