@@ -234,8 +234,7 @@ void CardBody::buildLink()
     const sMsgData &message = m_item->message();
     if (message.LinkAdress.isEmpty())
         return;
-    m_link = new LinkLabel(this);
-    m_link->setObjectName(QStringLiteral("messageLink"));
+    m_link = look::named(new LinkLabel(this), "messageLink");
     m_link->setFont(m_card.bodyFont());
     m_link->setAccessibleName(text::brief(message.LinkText.isEmpty() ? message.LinkAdress : message.LinkText));
     m_link->setAccessibleDescription(text::brief(message.LinkAdress));
@@ -261,8 +260,7 @@ void CardBody::showPicture(const QImage &image)
 {
     if (image.isNull())
         return;
-    m_picture = new QLabel(this);
-    m_picture->setObjectName(QStringLiteral("messagePicture"));
+    m_picture = look::named(new QLabel(this), "messagePicture");
     m_picture->setAccessibleName(QStringLiteral("图片"));
     m_picture->setPixmap(QPixmap::fromImage(image));
     m_picture->setScaledContents(true);

@@ -245,9 +245,9 @@ void CMessageListItem::buildParts()
         return;
     if (MessageList *list = MessageList::of(this))
         emit list->itemNeeded(this);
-    m_arrow = makeButton(QStringLiteral("arrowButton"));
+    m_arrow = makeButton("arrowButton");
     connect(m_arrow, &QToolButton::clicked, this, &CMessageListItem::OnArrowBtnClicked);
-    m_delete = makeButton(QStringLiteral("deleteButton"));
+    m_delete = makeButton("deleteButton");
     m_delete->setIcon(m_card.icon(look::icon::Delete));
     m_delete->setToolTip(QStringLiteral("删除"));
     m_delete->setAccessibleName(QStringLiteral("删除"));
@@ -259,10 +259,9 @@ void CMessageListItem::buildParts()
     m_arrow->show();
 }
 
-QToolButton *CMessageListItem::makeButton(const QString &name)
+QToolButton *CMessageListItem::makeButton(const char *name)
 {
-    auto *button = new CardButton(this);
-    button->setObjectName(name);
+    auto *button = look::named(new CardButton(this), name);
     button->setAccessibleDescription(text::brief(m_message->MsgTitle)); // which message it is of
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);

@@ -63,7 +63,7 @@ protected:
 
 private:
     void setSelected(bool selected);
-    QToolButton *makeButton(const QString &name);
+    QToolButton *makeButton(const char *name);
     void placeParts(int width);
     void applyState();
     void buildBody(int width);

@@ -32,8 +32,6 @@ void CMessageObserver::NotifyEvent(IEventData *data, EMessageEventType type)
                                              CMessagePushEvent::eMessageClicked};
     if (type < eEventUnknown || type > eEventClicked)
         return;
-    for (QObject *listener : std::as_const(_listListeners)) {
-        if (listener)
-            QCoreApplication::postEvent(listener, new CMessagePushEvent(types[type], data));
-    }
+    for (QObject *listener : std::as_const(_listListeners))
+        QCoreApplication::postEvent(listener, new CMessagePushEvent(types[type], data));
 }

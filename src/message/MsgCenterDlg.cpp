@@ -85,6 +85,7 @@ void CMsgCenterDlg::InitDialogUi()
     applyCount();
     m_list->setTotal(int(m_records.size()));
     m_builder.setInterval(0);
+    connect(&m_builder, &QTimer::timeout, this, &CMsgCenterDlg::logIds);
     connect(&m_builder, &QTimer::timeout, this, &CMsgCenterDlg::buildChunk);
     buildChunk();
 }
@@ -104,8 +105,7 @@ QWidget *CMsgCenterDlg::actionBand()
     band->setFixedHeight(look::scaled(44, this));
     auto *row = new QHBoxLayout(band);
     look::space(row, {12, 0, 12, 0}, 0, this);
-    m_readAll = new CCustomBtn(QStringLiteral("全部已读"), CCustomBtn::Link, band);
-    m_readAll->setObjectName(QStringLiteral("readAllButton"));
+    m_readAll = look::named(new CCustomBtn(QStringLiteral("全部已读"), CCustomBtn::Link, band), "readAllButton");
     m_readAll->setStyleSheet(readAllSheet());
     m_readAll->setFixedHeight(look::scaled(28, this));
     m_readAll->setIcon(QIcon(look::icon::ReadAll));
@@ -118,8 +118,7 @@ QWidget *CMsgCenterDlg::actionBand()
 
 QWidget *CMsgCenterDlg::emptyPage()
 {
-    auto *page = new QWidget(m_pages);
-    page->setObjectName(QStringLiteral("emptyPage"));
+    auto *page = look::named(new QWidget(m_pages), "emptyPage");
     auto *picture = new QLabel(page);
     CToolkit::SetLabelIconPicture(picture, QIcon(look::icon::NoMessages), look::scaled(QSize(160, 120), this));
     auto *text = new QLabel(QStringLiteral("暂无消息"), page);
@@ -143,13 +142,6 @@ void CMsgCenterDlg::fetchRecords()
     store->GetMessageRecords(m_records);
     m_shownCount = int(m_records.size());
     VT_LOG(info) << QStringLiteral("消息中心展示消息数量：") + QString::number(m_shownCount);
-}
-
-// The rest of the window follows its first paint event.
-void CMsgCenterDlg::buildRest()
-{
-    logIds();
-    m_builder.start();
 }
 
 void CMsgCenterDlg::logIds()
@@ -370,8 +362,8 @@ void CMsgCenterDlg::keyPressEvent(QKeyEvent *event)
 
 void CMsgCenterDlg::paintEvent(QPaintEvent *)
 {
-    if (!std::exchange(m_wasPainted, true))
-        QTimer::singleShot(0, this, &CMsgCenterDlg::buildRest);
+    if (!m_hasLoggedIds) // the rest of the window follows its first paint event
+        m_builder.start();
     QPainter painter(this);
     painter.fillRect(rect(), Qt::white);
     painter.setPen(QColor(look::FrameBlue));

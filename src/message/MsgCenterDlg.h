@@ -49,7 +49,6 @@ private:
     QWidget *actionBand();
     QWidget *emptyPage();
     void fetchRecords();
-    void buildRest();
     void logIds();
     void buildChunk();
     void addItem(CMessageListItem *item);
@@ -69,7 +68,6 @@ private:
     QString m_selectedId;
     int m_shownCount = 0;
     bool m_hasLeftObserver = false;
-    bool m_wasPainted = false;
     bool m_hasLoggedIds = false;
     QStackedWidget *m_pages = nullptr;
     MessageList *m_list = nullptr;

@@ -16,8 +16,6 @@ CMsgDataUpdTask::CMsgDataUpdTask(const CMsgUpdTaskData &data)
 {
 }
 
-CMsgDataUpdTask::~CMsgDataUpdTask() = default;
-
 void CMsgDataUpdTask::run()
 {
     if (m_data.receipt != -1)

@@ -23,9 +23,6 @@ class CMsgDataUpdTask final : public QRunnable
 {
 public:
     explicit CMsgDataUpdTask(const CMsgUpdTaskData &data);
-    ~CMsgDataUpdTask() override;
-    Q_DISABLE_COPY(CMsgDataUpdTask)
-
     void run() override;
 
 private:

@@ -41,7 +41,8 @@ void NoticeQueue::add(const Values &values)
 NoticeQueue::Values NoticeQueue::claim(const Values *values)
 {
     const QMutexLocker lock(&m_mutex);
-    const Entry found = find(values);
+    const Entry found =
+        std::find_if(m_waiting.begin(), m_waiting.end(), [values](const Waiting &one) { return one.event == values; });
     return found == m_waiting.end() ? Values() : removed(found);
 }
 
@@ -55,16 +56,6 @@ void NoticeQueue::clear()
 {
     while (!take().isEmpty()) {
     }
-}
-
-NoticeQueue::Entry NoticeQueue::firstPosted()
-{
-    return std::find_if(m_waiting.begin(), m_waiting.end(), [](const Waiting &one) { return one.event; });
-}
-
-NoticeQueue::Entry NoticeQueue::find(const Values *event)
-{
-    return std::find_if(m_waiting.begin(), m_waiting.end(), [event](const Waiting &one) { return one.event == event; });
 }
 
 NoticeQueue::Values NoticeQueue::removed(Entry entry)
@@ -81,7 +72,9 @@ void NoticeQueue::insert(const Waiting &waiting)
     QStringList dropped;
     {
         const QMutexLocker lock(&m_mutex);
-        m_waiting.insert(waiting.event ? m_waiting.end() : firstPosted(), waiting);
+        const Entry firstPosted =
+            std::find_if(m_waiting.begin(), m_waiting.end(), [](const Waiting &one) { return one.event; });
+        m_waiting.insert(waiting.event ? m_waiting.end() : firstPosted, waiting);
         m_bytes += waiting.bytes;
         while (m_waiting.size() > 1 && (m_waiting.size() > MaxCount || m_bytes > MaxBytes))
             dropped.append(removed(m_waiting.begin()).value(tarn::message::key::MsgId).toString());

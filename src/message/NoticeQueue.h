@@ -41,8 +41,6 @@ private:
     };
     using Entry = std::deque<Waiting>::iterator;
 
-    Entry firstPosted();
-    Entry find(const Values *event);
     Values removed(Entry entry);
     void insert(const Waiting &waiting);
 

@@ -137,8 +137,7 @@ void setLook(QLabel *label, const char *name, const QFont &font)
 
 QPushButton *flatButton(const char *name, const QString &text, QWidget *parent)
 {
-    auto *button = new QPushButton(text, parent);
-    button->setObjectName(QLatin1String(name));
+    auto *button = look::named(new QPushButton(text, parent), name);
     button->setFlat(true);
     button->setFont(fontOf(FontSize));
     button->setCursor(Qt::PointingHandCursor);
@@ -340,8 +339,7 @@ void NotifyWnd::keyPressEvent(QKeyEvent *e)
 
 void NotifyWnd::InitUi()
 {
-    m_background = new QWidget(this);
-    m_background->setObjectName(QStringLiteral("notify-background"));
+    m_background = look::named(new QWidget(this), "notify-background");
     m_title = new ElideLabel(m_background);
     QFont bold = fontOf(15);
     bold.setBold(true);
@@ -349,8 +347,7 @@ void NotifyWnd::InitUi()
     m_title->setFixedWidth(TextWidth);
     m_title->setMaximumLines(MaxTitleLines);
     makeBody();
-    m_picture = new QLabel(m_background);
-    m_picture->setObjectName(QStringLiteral("notify-picture"));
+    m_picture = look::named(new QLabel(m_background), "notify-picture");
     // Tab follows the order of creation.
     m_link = new LinkLabel(m_background);
     setLook(m_link, "notify-url", fontOf(FontSize));
@@ -358,8 +355,7 @@ void NotifyWnd::InitUi()
     m_msgCenterButton = flatButton("notify-msgcenter-btn", QStringLiteral("消息中心 "), m_background);
     m_msgCenterButton->hide(); // until CreateCtrl()
     connect(m_msgCenterButton, &QPushButton::clicked, this, &NotifyWnd::MsgBtnClick);
-    m_badge = new QLabel(m_msgCenterButton);
-    m_badge->setObjectName(QStringLiteral("notify-badge"));
+    m_badge = look::named(new QLabel(m_msgCenterButton), "notify-badge");
     m_badge->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_badge->setFont(fontOf(11));
     m_badge->setScaledContents(true);
