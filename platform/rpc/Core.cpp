@@ -98,7 +98,10 @@ void Rpc::Private::deactivate(RpcAdapter::Private &adapter)
     if (!adapter.gate->closeAndWait())
         return;
     publish();
-    closeIdleServer();
+    std::shared_ptr<Server> idle; // destroyed after the lock is released
+    const QMutexLocker lock(&m_mutex);
+    if (std::none_of(m_adapters.begin(), m_adapters.end(), [](const auto &each) { return each->gate->isOpen(); }))
+        idle = std::move(m_server);
 }
 
 RpcError Rpc::Private::remove(RpcAdapter::Private &adapter, const QString &tag)
@@ -170,16 +173,6 @@ RpcError Rpc::Private::publish()
             objects.push_back({servant.interfaceName, servant.tag, {}, 0});
     }
     return server ? server->lease->set(objects) : RpcError();
-}
-
-void Rpc::Private::closeIdleServer()
-{
-    std::shared_ptr<Server> idle; // destroyed after the lock is released
-    const QMutexLocker lock(&m_mutex);
-    const bool used =
-        std::any_of(m_adapters.begin(), m_adapters.end(), [](const auto &adapter) { return adapter->gate->isOpen(); });
-    if (!used)
-        idle = std::move(m_server);
 }
 
 static thread_local RpcError t_error;

@@ -53,7 +53,6 @@ private:
     struct Server; ///< endpoint and lease
     RpcError openServer();
     RpcError publish();
-    void closeIdleServer();
 
     mutable QMutex m_mutex;
     Settings m_settings;

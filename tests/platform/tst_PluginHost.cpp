@@ -2,12 +2,15 @@
 #include "host/PluginMetadata.h"
 #include "host/SessionBus.h"
 #include "support/LogCatcher.h"
+#include "tarn/core/Program.h"
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QPluginLoader>
+#include <QProcess>
 #include <QScopeGuard>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 #include <QTest>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -39,9 +42,29 @@ QJsonObject changed(const QString &key, const QJsonValue &value, bool outer = fa
     all.insert("MetaData", map);
     return all;
 }
+
+/// The lines that the work writes to standard error.
+QStringList written(const std::function<void()> &work)
+{
+    QTemporaryFile file;
+    if (!file.open())
+        return {};
+    const int kept = ::dup(STDERR_FILENO);
+    ::dup2(file.handle(), STDERR_FILENO);
+    work();
+    ::dup2(kept, STDERR_FILENO);
+    ::close(kept);
+    file.seek(0);
+    return QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
+}
+
+void writeWarning(const QString &text)
+{
+    tarn::core::writeLog(QtWarningMsg, QMessageLogContext("lib.so", 1, "void Class::name(int)", "default"), text);
+}
 } // namespace
 
-// The host's plug-in manager against the real plug-in file.
+// The host: its plug-in manager against the real plug-in file, its start and its log.
 class TestPluginHost final : public QObject
 {
     Q_OBJECT
@@ -122,6 +145,40 @@ private slots:
         QVERIFY(!sessionBusHangs(20000));
         bus.join();
         ::close(server);
+    }
+
+    void logLines()
+    {
+        qputenv("TZ", "UTC-5");
+        const auto hour = [] { return QDateTime::currentDateTimeUtc().addSecs(5 * 3600).toString("hh"); };
+        const QString before = hour();
+        const QStringList lines = written([] {
+            writeWarning("短");
+            writeWarning(QString(2000, QChar(0x4e00))); // 6,000 bytes; the cut would be inside a character
+        });
+        QCOMPARE(lines.size(), 2);
+        const QString head = QString(R"(^\d{4}-\d\d-\d\d (%1|%2):\d\d:\d\d\.\d{3} tst_PluginHost\[%3\] warning: )");
+        const QString start = head.arg(before, hour()).arg(::getpid());
+        QVERIFY2(lines.at(0).contains(QRegularExpression(start + "短$")), qPrintable(lines.at(0)));
+        QVERIFY(lines.at(1).contains(QRegularExpression(start + R"(一{1365}\.\.\. \(6000 bytes\)$)")));
+    }
+
+    void hostWithoutDisplay()
+    {
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("QT_QPA_PLATFORM", "xcb");
+        environment.insert("DISPLAY", ":4711");
+        const auto run = [&](const QStringList &arguments) {
+            QProcess host;
+            host.setProcessEnvironment(environment);
+            host.setProcessChannelMode(QProcess::MergedChannels);
+            host.start(qEnvironmentVariable("TARN_BIN_DIR") + "/visualized-host", arguments);
+            const bool ended = host.waitForFinished(20000) && host.exitStatus() == QProcess::NormalExit;
+            return QString("%1: ").arg(ended ? host.exitCode() : -1) + QString::fromUtf8(host.readAll()).trimmed();
+        };
+        QVERIFY(run({"--help"}).startsWith("0: Usage: "));
+        QCOMPARE(run({}), QStringLiteral("1: visualized-host: the X display \":4711\" (environment variable DISPLAY) "
+                                         "cannot be opened"));
     }
 };
 
