@@ -7,40 +7,27 @@
 namespace tarn::binding {
 namespace {
 
-OperationKey key(const QString &name, const char *type, const char *meaning)
-{
-    return {name, QLatin1String(type), false, QString::fromUtf8(meaning)};
-}
-
-OperationKey required(const QString &name, const char *type, const char *meaning)
-{
-    return {name, QLatin1String(type), true, QString::fromUtf8(meaning)};
-}
-
 Operation operation(const char *name, const char *family, int code, const char *summary,
                     const QVector<OperationKey> &input, const QVector<OperationKey> &output = {})
 {
     return {QLatin1String(name), QLatin1String(family), code, QString::fromUtf8(summary), input, output};
 }
 
-OperationKey records(const char *meaning)
-{
-    return required(QString(), "list", meaning);
-}
-
 QVector<Operation> cloudOperations()
 {
     using namespace cloud::key;
-    const auto softwareId = key(SoftwareId, "string", "id of the calling software");
-    const auto exeName = key(ExeName, "string", "program name of the calling software");
+    const OperationKey softwareId{SoftwareId, "string", "id of the calling software"};
+    const OperationKey exeName{ExeName, "string", "program name of the calling software"};
     return {
         operation("QueryYunLoginDialogState", "cloud", 0, "Tells whether the sign-in dialog is open.", {},
-                  {key(DialogExists, "bool", "the dialog exists")}),
+                  {{DialogExists, "bool", "the dialog exists"}}),
         operation("ShowCloudLogin", "cloud", cloud::code::Ok,
                   "Shows the sign-in dialog unless the user is signed in or signing in.",
-                  {key(YunLockErrorTip, "bool", "show the hint about the cloud lock"),
-                   key(ParentWindow, "u64", "X11 id of the caller's window to centre over, 0 for none"), softwareId,
-                   exeName, key(NotifyKey, "object", "ICloudLoginNotify object of the caller")}),
+                  {{YunLockErrorTip, "bool", "show the hint about the cloud lock"},
+                   {ParentWindow, "u64", "X11 id of the caller's window to centre over, 0 for none"},
+                   softwareId,
+                   exeName,
+                   {NotifyKey, "object", "ICloudLoginNotify object of the caller"}}),
         operation("NotifyCloudParentFinish", "cloud", cloud::code::Ok,
                   "The software that asked for the sign-in has ended: its dialog closes.", {softwareId, exeName}),
     };
@@ -52,27 +39,27 @@ QVector<Operation> upgradeOperations()
     return {
         operation("showAutoCheckUpdateDialog", "upgrade", upgrade::code::Ok,
                   "Shows the prompt with the products that have updates.",
-                  {records("of records, one for each product")}),
+                  {{QString(), "list", "of records, one for each product", true}}),
         operation("showUpgradeExplainDialog", "upgrade", upgrade::code::Ok, "Shows the update notes of one product.",
-                  {records("of exactly one record")}),
+                  {{QString(), "list", "of exactly one record", true}}),
         operation("showUpgradeDownloadDialog", "upgrade", upgrade::code::Ok,
                   "Shows the online-upgrade window with the running tasks.", {}),
         operation(
             "showSilentPatchInstallDialog", "upgrade", upgrade::code::Ok,
             "Shows that a downloaded patch is being installed and checks its package, or tells how far that is. The "
             "installation itself is the caller's.",
-            {required(SoftwareName, "string", "product; a request without it is refused"),
-             key(QueryOnly, "bool", "only answer the state, show nothing"),
-             key(SettingsPath, "string",
-                 "INI file whose section [General] has \"ExeName\", the bare file name of the product's program, which "
-                 "the user can have ended by force; a script's process has its interpreter's name and is not found"),
-             key(LocalFile, "string", "path of the downloaded package"),
-             key(InstallDir, "string", "directory of the product"),
-             key(Restart, "bool", "whether the installer is to start the product again afterwards; only logged here")},
-            {key(SilentState, "int",
-                 "1 installing or unknown, 2 done, 99 failed; 2 and 99 are answered once, an end that comes quickly by "
-                 "the "
-                 "answer to the request itself. Nothing in this system sets 2")}),
+            {{SoftwareName, "string", "product; a request without it is refused", true},
+             {QueryOnly, "bool", "only answer the state, show nothing"},
+             {SettingsPath, "string",
+              "INI file whose section [General] has \"ExeName\", the bare file name of the product's program, which "
+              "the user can have ended by force; a script's process has its interpreter's name and is not found"},
+             {LocalFile, "string", "path of the downloaded package"},
+             {InstallDir, "string", "directory of the product"},
+             {Restart, "bool", "whether the installer is to start the product again afterwards; only logged here"}},
+            {{SilentState, "int",
+              "1 installing or unknown, 2 done, 99 failed; 2 and 99 are answered once, an end that comes quickly by "
+              "the "
+              "answer to the request itself. Nothing in this system sets 2"}}),
     };
 }
 
@@ -81,14 +68,16 @@ QVector<Operation> messageOperations()
     using namespace message::key;
     return {
         operation("ShowMessageCenter", "message", message::code::Ok, "Shows the message center.",
-                  {key(MsgCenterRect, "rect", "window to centre over; without it the screen")}),
+                  {{MsgCenterRect, "rect", "window to centre over; without it the screen"}}),
         operation("ShowNotifyMessage", "message", message::code::Ok,
                   "Shows a pop-up in the lower right corner. Every value is read as a text.",
-                  {required(MsgId, "string", "identity of the message"), key(MsgTitle, "string", "title"),
-                   required(MsgContent, "string", "text, may be rich"), key(LinkText, "string", "text of the link"),
-                   key(LinkAdress, "string", "target of the link"),
-                   key(PicFilePath, "string", "local path of a picture"),
-                   key(unReadNum, "string", "count on the badge")}),
+                  {{MsgId, "string", "identity of the message", true},
+                   {MsgTitle, "string", "title"},
+                   {MsgContent, "string", "text, may be rich", true},
+                   {LinkText, "string", "text of the link"},
+                   {LinkAdress, "string", "target of the link"},
+                   {PicFilePath, "string", "local path of a picture"},
+                   {unReadNum, "string", "count on the badge"}}),
     };
 }
 
@@ -122,26 +111,27 @@ QVector<Record> upgradeRecords()
     return {
         {QStringLiteral("record"),
          QStringLiteral("The updates of one product. Further keys are passed on unchanged."),
-         {key(SoftwareName, "string", "product, never empty: it names the record in every request that follows"),
-          key(ExePath, "string", "absolute path of the product's program, whose icon the prompt shows"),
-          key(IconPath, "string", "local path of the picture that the notes show"),
-          key(SoftBytes, "string", "32 or 64; sent along when the user ignores the update"),
-          key(CurrentVersion, "string", "installed version"),
-          key(Software, "section", "new version of the product, if there is one"),
-          key(Patch, "section", "patch of the installed version, if there is one"),
-          key(OldPatch, "section",
-              "patch of the installed version beside a new version, offered when the user declines that"),
-          key(Plugins, "list of sections", "plug-ins with a new version"),
-          key(Visualized, "bool",
-              "the request comes from a window of this service: its notes offer no patch on closing")}},
+         {{SoftwareName, "string", "product, never empty: it names the record in every request that follows"},
+          {ExePath, "string", "absolute path of the product's program, whose icon the prompt shows"},
+          {IconPath, "string", "local path of the picture that the notes show"},
+          {SoftBytes, "string", "32 or 64; sent along when the user ignores the update"},
+          {CurrentVersion, "string", "installed version"},
+          {Software, "section", "new version of the product, if there is one"},
+          {Patch, "section", "patch of the installed version, if there is one"},
+          {OldPatch, "section",
+           "patch of the installed version beside a new version, offered when the user declines that"},
+          {Plugins, "list of sections", "plug-ins with a new version"},
+          {Visualized, "bool",
+           "the request comes from a window of this service: its notes offer no patch on closing"}}},
         {QStringLiteral("section"),
          QStringLiteral("One update of a record."),
-         {key(SoftwareName, "string", "product or plug-in"), key(NewVersion, "string", "version that is offered"),
-          key(CurrentVersion, "string", "installed version"),
-          key(InstalledVersion, "string", "installed version, as the notes show it"),
-          key(ReleaseDate, "string", "release date, yyyy-MM-dd hh:mm:ss; the prompt lists the newest product first"),
-          key(NotesFile, "string", "local path of the notes, HTML or plain text in UTF-8 or GBK"),
-          key(Forced, "bool", "a patch that the user is not asked about")}},
+         {{SoftwareName, "string", "product or plug-in"},
+          {NewVersion, "string", "version that is offered"},
+          {CurrentVersion, "string", "installed version"},
+          {InstalledVersion, "string", "installed version, as the notes show it"},
+          {ReleaseDate, "string", "release date, yyyy-MM-dd hh:mm:ss; the prompt lists the newest product first"},
+          {NotesFile, "string", "local path of the notes, HTML or plain text in UTF-8 or GBK"},
+          {Forced, "bool", "a patch that the user is not asked about"}}},
     };
 }
 

@@ -9,9 +9,9 @@ namespace tarn::binding {
 struct OperationKey
 {
     QString name;
-    QString type; ///< "bool", "int", "u64", "string", "rect", "object", "list" (the bag's list), or a record's name
-    bool required = false;
+    QString type;    ///< "bool", "int", "u64", "string", "rect", "object", "list" (the bag's list), or a record's name
     QString meaning; ///< one English phrase
+    bool required = false;
 };
 
 /// A map that travels as a value: an element of the bag's list, or a part of such an element.
