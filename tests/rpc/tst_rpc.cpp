@@ -227,7 +227,7 @@ private slots:
         const auto a = proxy("a");
 
         const auto other = serve(*m_rpc, "other"); // keeps the endpoint open, which has no "a" any more
-        QVERIFY(other && adapter->unactive());
+        QVERIFY(other && adapter->unactive() && answers("other"));
         peer = m_box->startPeer("a");
         QCOMPARE(a->call("Pid", {}).output.values.value("pid").toLongLong(), peer->processId());
 

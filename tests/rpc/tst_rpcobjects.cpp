@@ -139,6 +139,7 @@ private slots:
         const ObjectRef ref = bindCallback(*adapter, object, LoginNotifyInterface);
         QCOMPARE(ref.tag.size(), 32);
         QVERIFY(bindCallback(*adapter, object, LoginNotifyInterface).tag != ref.tag);
+        QVERIFY(adapter->add(object, LoginNotifyInterface, "published") && m_caller.stringToProxy("published"));
         QVERIFY(!m_caller.stringToProxy(ref.tag)); // the hub does not know it
         const CallResult result = call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
         QVERIFY(result.accepted && manager().notify);
