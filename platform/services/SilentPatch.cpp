@@ -77,9 +77,8 @@ void endProgram(const QString &file)
 // The product's own program; empty for one outside of its directory, which others use too.
 QString productProgram(const InstalledSoftware &software)
 {
-    const QFileInfo info(software.exePath);
-    QString file = info.exists() ? info.canonicalFilePath() // one that was deleted may run all the same
-                                 : QFileInfo(info.path()).canonicalFilePath() + QLatin1Char('/') + info.fileName();
+    const fs::path exe = QFile::encodeName(software.exePath).toStdString(); // one that was deleted may run all the same
+    QString file = QFile::decodeName(fs::weakly_canonical(exe).c_str());
     if (file.startsWith(QFileInfo(software.directory).canonicalFilePath() + QLatin1Char('/')))
         return file;
     qCInfo(servicesLog).noquote()

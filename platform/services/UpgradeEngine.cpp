@@ -76,7 +76,7 @@ void UpgradeEngine::load()
     dropForeignFiles();
     for (UpgradeTask &task : m_tasks)
         takeUp(&task);
-    scheduleSoon();
+    schedule();
 }
 
 // One name for one package: a part of another package is never continued.
@@ -118,7 +118,7 @@ qint64 UpgradeEngine::start(UpgradeTask task)
         m_unstored.remove(task.product);
         m_tasks.remove(before.id);
         m_tasks.insert(task.id, task);
-        scheduleSoon();
+        schedule();
         return task.id;
     });
 }
@@ -135,7 +135,7 @@ bool UpgradeEngine::stop(const QString &product)
             m_running.erase(product);
             setState(product, state::Cancelled);
             dropFiles(task);
-            scheduleSoon();
+            schedule();
         }
         return task.state != 0;
     });
@@ -199,7 +199,7 @@ void UpgradeEngine::finish(const QString &product, int number)
         setState(product, installing ? state::InstallFailed : state::DownloadFailed, error);
     if (installing) // also after a failure: a damaged package must neither be installed again nor fill the disk
         dropFiles(current(product));
-    scheduleSoon(); // the next product
+    schedule(); // the next product
 }
 
 QList<UpgradeTask> UpgradeEngine::tasks()
@@ -225,11 +225,6 @@ UpgradeTask UpgradeEngine::current(const QString &product)
     load();
     const UpgradeTask *task = find(product);
     return task ? *task : UpgradeTask();
-}
-
-void UpgradeEngine::scheduleSoon()
-{
-    m_thread.post([this] { schedule(); });
 }
 
 void UpgradeEngine::schedule()

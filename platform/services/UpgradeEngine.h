@@ -54,7 +54,6 @@ private:
     UpgradeTask *find(const QString &product);
     UpgradeTask current(const QString &product);
     void schedule();
-    void scheduleSoon();
     void download(const UpgradeTask &task, const std::atomic<bool> &stopping);
     void begin(const QString &product, const std::function<void(const std::atomic<bool> &stopping)> &work);
     void finish(const QString &product, int number);

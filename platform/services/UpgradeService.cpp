@@ -16,11 +16,13 @@ namespace {
 
 constexpr unsigned long PollMs = 100; // between two looks at a task
 
-QVariantMap toMap(const UpgradeStore::Ignored &entry)
+QVariantMap toMap(const Offer &ignored)
 {
-    return {{wire::ignored::Product, entry.offer.product}, {wire::ignored::Bits, entry.offer.bits},
-            {wire::ignored::Kind, entry.offer.kind},       {wire::ignored::Item, entry.offer.item},
-            {wire::ignored::Version, entry.offer.version}, {wire::ignored::Time, timeText(entry.time)}};
+    return {{wire::ignored::Product, ignored.product},
+            {wire::ignored::Bits, ignored.bits},
+            {wire::ignored::Kind, ignored.kind},
+            {wire::ignored::Item, ignored.item},
+            {wire::ignored::Version, ignored.version}};
 }
 
 QVariantMap recordOf(const QVariantList &records, const QString &product)
@@ -71,8 +73,8 @@ private:
     {
         QSet<QString> ignored;
         if (!withIgnored) {
-            for (const UpgradeStore::Ignored &entry : m_store.ignores())
-                ignored.insert(entry.offer.identity());
+            for (const Offer &offer : m_store.ignores())
+                ignored.insert(offer.identity());
         }
         return updateRecords(readInstalledSoftware(m_paths.apps), catalogue(), ignored);
     }
@@ -225,7 +227,7 @@ private:
     CallResult status(const Request &request)
     {
         QMap<qint64, QVariantMap> rows = taskRows();
-        const QList<UpgradeStore::Ignored> ignores = m_store.ignores();
+        const QList<Offer> ignores = m_store.ignores();
         for (int i = 0; i < ignores.size(); ++i)
             rows.insert(i - ignores.size(), toMap(ignores.at(i)));
         const Page page = pageOf(rows, request);

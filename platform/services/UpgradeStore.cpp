@@ -41,14 +41,13 @@ void UpgradeStore::ignore(const QList<Offer> &offers)
     });
 }
 
-QList<UpgradeStore::Ignored> UpgradeStore::ignores()
+QList<Offer> UpgradeStore::ignores()
 {
-    return m_db.rows(QStringLiteral("SELECT product, bits, kind, item, version, ignored_at FROM ignores "
+    return m_db.rows(QStringLiteral("SELECT product, bits, kind, item, version FROM ignores "
                                     "ORDER BY ignored_at, product, kind, item"),
                      {}, [](const QSqlQuery &row) {
-                         return Ignored{{row.value(0).toString(), row.value(1).toString(), row.value(2).toString(),
-                                         row.value(3).toString(), row.value(4).toString()},
-                                        row.value(5).toLongLong()};
+                         return Offer{row.value(0).toString(), row.value(1).toString(), row.value(2).toString(),
+                                      row.value(3).toString(), row.value(4).toString()};
                      });
 }
 

@@ -11,14 +11,8 @@ class UpgradeStore
 public:
     explicit UpgradeStore(const QString &directory);
 
-    struct Ignored
-    {
-        Offer offer;
-        qint64 time = 0; ///< ms since 1970
-    };
-
     void ignore(const QList<Offer> &offers);
-    QList<Ignored> ignores();
+    QList<Offer> ignores(); ///< in the order in which they were ignored
     /// @param product empty for all
     /// @return how many there were
     int forgetIgnores(const QString &product);

@@ -32,7 +32,6 @@ inline const QString Bits = QStringLiteral("Bits");       ///< string
 inline const QString Kind = QStringLiteral("Kind");       ///< string: "软件", "补丁包" or "插件"
 inline const QString Item = QStringLiteral("Item");       ///< string, name of the plug-in; empty for the others
 inline const QString Version = QStringLiteral("Version"); ///< string
-inline const QString Time = QStringLiteral("Time");       ///< string, "yyyy-MM-dd hh:mm:ss"
 } // namespace ignored
 
 } // namespace tarn::link::wire
