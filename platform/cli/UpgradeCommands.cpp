@@ -15,8 +15,6 @@ constexpr int LongMs = 3600'000; // an installation
 
 const QString ListOption = QStringLiteral("list");
 const QString KillOption = QStringLiteral("kill-running");
-const QString Ignores = QStringLiteral("Ignores"); // keys of the status as JSON
-const QString Tasks = QStringLiteral("Tasks");
 
 QVariantMap product(const Line &line)
 {
@@ -63,8 +61,7 @@ int runCheck(const Line &line)
         else if (offered > 0)
             printShown(result);
     };
-    const QString method = show ? wire::method::AnnounceUpdates : QStringLiteral("CheckNewVersion");
-    return ask({UpgradeService, method}, line, output);
+    return ask({UpgradeService, wire::method::AnnounceUpdates, {{wire::Show, show}}}, line, output);
 }
 
 QString stateName(int state)
@@ -106,20 +103,23 @@ void printIgnores(const QVariantList &ignores)
     }
 }
 
+// A status in pages is one list.
 QVariant statusOf(const rpc::CallResult &result)
 {
+    if (result.output.list.isEmpty())
+        return result.output.values;
     QVariantList ignores;
     QVariantList tasks;
     for (const QVariant &entry : result.output.list)
         (entry.toMap().contains(wire::ignored::Product) ? ignores : tasks) << entry;
-    return QVariantMap{{Ignores, ignores}, {Tasks, tasks}};
+    return QVariantMap{{wire::Ignores, ignores}, {wire::Tasks, tasks}};
 }
 
 void printStatus(const rpc::CallResult &result)
 {
     const QVariantMap status = statusOf(result).toMap();
-    printIgnores(status.value(Ignores).toList());
-    printTasks(status.value(Tasks).toList());
+    printIgnores(status.value(wire::Ignores).toList());
+    printTasks(status.value(wire::Tasks).toList());
 }
 
 QVariant tasksOf(const rpc::CallResult &result)

@@ -2,6 +2,7 @@
 #include "services/Files.h"
 #include "services/ValueReader.h"
 #include "tarn/keys/UpgradeKeys.h"
+#include "tarn/link/UpgradeWire.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -15,6 +16,7 @@
 namespace tarn::services {
 
 using namespace upgrade;
+namespace package = link::wire::package;
 
 namespace {
 
@@ -74,16 +76,19 @@ private:
     QDir m_directory;
 };
 
-void readPackage(const Node &node, UpgradeItem *item)
+void readPackage(const Node &node, CatalogueItem *item)
 {
     const QString size = QStringLiteral("size"), sha256 = QStringLiteral("sha256");
     const double bytes = QJsonValue::fromVariant(node.values().value(size)).toDouble();
     node.expect(bytes >= 1 && bytes <= MaxExact && std::floor(bytes) == bytes, size,
                 QStringLiteral("a number of bytes, 1 or more"));
-    item->url = node.url(QStringLiteral("url"));
-    item->size = static_cast<qint64>(bytes);
-    item->sha256 = node.text(sha256).toLower();
-    node.expect(item->sha256.size() == 64, sha256, QStringLiteral("64 hexadecimal digits"));
+    item->package.url = node.url(QStringLiteral("url"));
+    item->package.size = static_cast<qint64>(bytes);
+    item->package.sha256 = node.text(sha256).toLower();
+    node.expect(item->package.sha256.size() == 64, sha256, QStringLiteral("64 hexadecimal digits"));
+    item->section.insert(package::Url, item->package.url);
+    item->section.insert(package::Size, item->package.size);
+    item->section.insert(package::Sha256, item->package.sha256);
 }
 
 CatalogueItem readItem(const Node &node, const QString &product)
@@ -102,7 +107,7 @@ CatalogueItem readItem(const Node &node, const QString &product)
     item.section.insert(key::NotesFile, node.path(notes));
     item.section.insert(key::Forced, node.flag(forced));
     if (node.contains(pack))
-        readPackage(node.object(pack), &item.package);
+        readPackage(node.object(pack), &item);
     return item;
 }
 

@@ -247,7 +247,7 @@ private:
                                   {time, id});
         });
         requireKnown(known, ids.first());
-        return ok();
+        return ok({{wire::Updated, known}, {wire::Unknown, ids.size() - known}});
     }
 
     CallResult oneRecord(const Request &request)

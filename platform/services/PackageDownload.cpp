@@ -49,7 +49,7 @@ bool isFinal(const QNetworkReply &reply)
     if (reply.url().isLocalFile() || reply.error() == QNetworkReply::SslHandshakeFailedError ||
         reply.error() == QNetworkReply::ProtocolUnknownError)
         return true;
-    return status >= 400 && status < 500 && status != 408 && status != 429;
+    return status >= 400 && status < 500 && status != 408 && status != 416 && status != 429;
 }
 
 class PackageDownload
@@ -109,6 +109,8 @@ private:
         failIf(m_url.isLocalFile() && !QFileInfo(m_url.toLocalFile()).isFile(),
                QStringLiteral("%1 is no file").arg(m_url.toLocalFile()));
         demand(m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+        if (m_file.size() > m_package.size)
+            startOver();
         requireSpace(QFileInfo(m_file).path(), m_package.size - m_file.size());
         for (QByteArray part = m_file.read(Slice); !part.isEmpty(); part = m_file.read(Slice)) {
             requireGoing();
@@ -135,6 +137,8 @@ private:
         const QString reason = reply->errorString();
         if (reply->error() != QNetworkReply::NoError) {
             failIf(isFinal(*reply), reason);
+            if (statusOf(*reply) == 416) // the server's file does not contain the part already downloaded
+                startOver();
             throw Broken(reason);
         }
         if (m_received < m_announced)
@@ -174,6 +178,11 @@ private:
     void takeHeaders(const QNetworkReply &reply)
     {
         const int status = statusOf(reply);
+        const QByteArray range = "bytes " + QByteArray::number(m_received) + '-';
+        if (m_received > 0 && status == 206 && !reply.rawHeader("Content-Range").trimmed().startsWith(range)) {
+            startOver();
+            throw Broken(QStringLiteral("the server answered with another part of the file"));
+        }
         if (m_received > 0 && (status == 200 || status == 0)) // the whole file
             startOver();
         const qint64 length = reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();

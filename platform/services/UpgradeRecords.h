@@ -33,6 +33,7 @@ struct Offer
     QString kind;    ///< "软件", "补丁包" or "插件"
     QString item;    ///< name of the plug-in; empty for the others
     QString version; ///< the offered one
+    qint64 time = 0; ///< when it was ignored, ms since 1970
 
     QString identity() const; ///< differs from that of any other offer
 };

@@ -18,11 +18,9 @@ constexpr unsigned long PollMs = 100; // between two looks at a task
 
 QVariantMap toMap(const Offer &ignored)
 {
-    return {{wire::ignored::Product, ignored.product},
-            {wire::ignored::Bits, ignored.bits},
-            {wire::ignored::Kind, ignored.kind},
-            {wire::ignored::Item, ignored.item},
-            {wire::ignored::Version, ignored.version}};
+    return {{wire::ignored::Product, ignored.product}, {wire::ignored::Bits, ignored.bits},
+            {wire::ignored::Kind, ignored.kind},       {wire::ignored::Item, ignored.item},
+            {wire::ignored::Version, ignored.version}, {wire::ignored::Time, timeText(ignored.time)}};
 }
 
 QVariantMap recordOf(const QVariantList &records, const QString &product)
@@ -139,6 +137,11 @@ private:
         return page;
     }
 
+    static bool isWhole(const Page &page, const Request &request) // the only page
+    {
+        return page.values.isEmpty() && !request.values().contains(wire::Cursor);
+    }
+
     QMap<qint64, QVariantMap> taskRows()
     {
         QMap<qint64, QVariantMap> rows;
@@ -151,8 +154,7 @@ private:
     CallResult queryTaskInfos(const Request &request)
     {
         const Page page = pageOf(taskRows(), request);
-        const bool isWhole = page.values.isEmpty() && !request.values().contains(wire::Cursor);
-        return isWhole ? ok({{key::TaskInfoList, page.list}}) : ok(page.values, page.list);
+        return isWhole(page, request) ? ok({{key::TaskInfoList, page.list}}) : ok(page.values, page.list);
     }
 
     CallResult stopUpgrade(const Request &request)
@@ -205,11 +207,11 @@ private:
         return makeTask({{key::SoftwareName, product}, {section, patch}}, offered, installed);
     }
 
-    CallResult announce(const Request &)
+    CallResult announce(const Request &request)
     {
         const QVariantList records = findUpdates(false);
         QVariantMap values{{wire::Shown, false}, {wire::ShowError, QString()}};
-        if (!records.isEmpty())
+        if (!records.isEmpty() && request.values().value(wire::Show, true).toBool())
             values = present(QStringLiteral("showAutoCheckUpdateDialog"), records);
         values.insert(wire::Offered, records.size());
         return ok(values, records);
@@ -223,14 +225,18 @@ private:
         return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
     }
 
-    // The ignored updates, whose places are negative, and then the tasks.
+    // As Ignores and Tasks while all fit into one message, else in pages: the ignored updates, whose places are negative,
+    // and then the tasks.
     CallResult status(const Request &request)
     {
         QMap<qint64, QVariantMap> rows = taskRows();
         const QList<Offer> ignores = m_store.ignores();
-        for (int i = 0; i < ignores.size(); ++i)
-            rows.insert(i - ignores.size(), toMap(ignores.at(i)));
+        const int count = ignores.size();
+        for (int i = 0; i < count; ++i)
+            rows.insert(i - count, toMap(ignores.at(i)));
         const Page page = pageOf(rows, request);
+        if (isWhole(page, request))
+            return ok({{wire::Ignores, page.list.mid(0, count)}, {wire::Tasks, page.list.mid(count)}});
         return ok(page.values, page.list);
     }
 

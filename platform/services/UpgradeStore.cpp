@@ -43,11 +43,11 @@ void UpgradeStore::ignore(const QList<Offer> &offers)
 
 QList<Offer> UpgradeStore::ignores()
 {
-    return m_db.rows(QStringLiteral("SELECT product, bits, kind, item, version FROM ignores "
+    return m_db.rows(QStringLiteral("SELECT product, bits, kind, item, version, ignored_at FROM ignores "
                                     "ORDER BY ignored_at, product, kind, item"),
                      {}, [](const QSqlQuery &row) {
                          return Offer{row.value(0).toString(), row.value(1).toString(), row.value(2).toString(),
-                                      row.value(3).toString(), row.value(4).toString()};
+                                      row.value(3).toString(), row.value(4).toString(), row.value(5).toLongLong()};
                      });
 }
 

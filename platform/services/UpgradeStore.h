@@ -12,7 +12,7 @@ public:
     explicit UpgradeStore(const QString &directory);
 
     void ignore(const QList<Offer> &offers);
-    QList<Offer> ignores(); ///< in the order in which they were ignored
+    QList<Offer> ignores(); ///< with their times, in the order of these
     /// @param product empty for all
     /// @return how many there were
     int forgetIgnores(const QString &product);

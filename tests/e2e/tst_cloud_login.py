@@ -112,7 +112,7 @@ class CloudLogin(PlatformTest):
             browser.find_element(By.ID, "confirm").click()
             self.notified()
             browser.switch_to.window(computer)
-            says("已确认，请返回登录窗口")
+            says("登录成功，可以关闭此页面")
         self.assertEqual(self.session.json("cloud", "state")["Way"], "weixin")
 
     def test_by_account_while_the_service_hangs_and_dies(self):

@@ -326,9 +326,10 @@ private slots:
         QVERIFY(get(phoneOf(url)).body.contains("确认登录"));
         QVERIFY(isWaiting(url));
         QCOMPARE(post(phoneOf(url), "decision=confirm&identity=%3Cscript%3E").status, 303);
-        QVERIFY(!isWaiting(url));
+        QVERIFY(isWaiting(url)); // until the dialog has asked
         QCOMPARE(poll().retCode, code::WeixinUnbound);
-        QVERIFY(get(url).body.contains("已确认"));
+        QVERIFY(get(url).body.contains("尚未绑定"));
+        QVERIFY(!isWaiting(url));
         QVERIFY(!get(phoneOf(url)).body.contains("<form"));
         for (const QString &line : log.texts())
             QVERIFY2(!line.contains(m_randomCode) && !line.contains(url.fileName()), qPrintable(line));
@@ -368,6 +369,7 @@ private slots:
              0}, // the connection ends
             {"DELETE /phone/" + ticket + own + "\r\n", 405},
             {"GET /phone/" + ticket + "?decision=refuse" + own + "\r\n", 200},
+            {"POST /qr/" + ticket + own + "Origin: http://" + host + "\r\n" + refusal, 404},
             {"GET /qr/00000000000000000000000000000000" + own + "\r\n", 404},
             {page + "%0a" + own + "\r\n", 404},
             {page + own + "X: " + QByteArray(100000, 'a') + "\r\n\r\n", 431},

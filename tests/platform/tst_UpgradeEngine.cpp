@@ -172,6 +172,28 @@ private slots:
         QVERIFY2(range.startsWith("bytes=") && range != "bytes=0-", range);
     }
 
+    void partsThatDoNotFit()
+    {
+        HttpServer::File file;
+        file.content = noise(300000);
+        file.wrongRange = true;
+        UpgradeItem item = m_bench->package("p", file);
+        item.file = m_folder->filePath("p");
+        Throttle unlimited(0);
+        const auto download = [&](int part) {
+            QFile::remove(item.file);
+            packages::writeFile(partOf(item.file), QByteArray(part, 'x'));
+            return errorOf([&] { downloadPackage(item, &unlimited, std::atomic<bool>(false)); });
+        };
+        for (const int part : {400000, 1000}) { // longer than the package; the server sends another range
+            QCOMPARE(download(part), QString());
+            QCOMPARE(packages::readFile(item.file), file.content);
+        }
+        file.content.truncate(1000);
+        m_bench->server.set("p", file);
+        QVERIFY(download(2000).contains("1000 bytes instead of 300000")); // asked from the start
+    }
+
     void statesAreStoredAgain()
     {
         m_bench->start({m_bench->package("p", noise(1000))});

@@ -66,7 +66,7 @@ private:
     {
         return m_service->invoke(method, {values, {}}, CallContext());
     }
-    QVariantList status() { return call(wire::method::UpgradeStatus).output.list; }
+    QVariantMap status() { return call(wire::method::UpgradeStatus).output.values; }
     QStringList offered() // names in the order of the check
     {
         QStringList names;
@@ -124,6 +124,8 @@ void TestUpgradeService::offersWhatIsNewer()
     QCOMPARE(type.value(key::Plugins).toList().size(), 1);
     QVERIFY(!type.contains(key::Software) && !type.contains(key::OldPatch));
 
+    QVERIFY(call(wire::method::AnnounceUpdates, {{wire::Show, false}}).accepted);
+    QCOMPARE(m_shown.size(), 1);
     m_answer.accepted = false;
     m_answer.errorText = "no";
     QCOMPARE(call(wire::method::AnnounceUpdates).output.values.value(wire::ShowError), QVariant("no"));
@@ -161,7 +163,7 @@ void TestUpgradeService::ignoredUpdatesStayAway()
     QCOMPARE(offered(), QStringList());
     QCOMPARE(call(wire::method::AnnounceUpdates).output.values.value(wire::Offered), QVariant(0));
     QVERIFY(m_shown.isEmpty());
-    QCOMPARE(status().size(), 3);
+    QCOMPARE(status().value(wire::Ignores).toList().size(), 3);
     QCOMPARE(forget({{key::SoftwareName, "绘图"}}), 1);
     QCOMPARE(offered(), QStringList{"绘图"});
     QCOMPARE(forget({}), 2);
@@ -173,7 +175,7 @@ void TestUpgradeService::ignoredUpdatesStayAway()
 
 void TestUpgradeService::refusesWhatIsWrong()
 {
-    const QVariantMap foreign{{key::NewVersion, "7"}};
+    const QVariantMap foreign{{key::NewVersion, "7"}, {"下载地址", "file:///etc/passwd"}};
     QCOMPARE(call("IgnoreUpgrade").retCode, int(code::InvalidArgs));
     QCOMPARE(call("IgnoreUpgrade", {{key::IgnoredName, "绘图"}, {key::Software, "x"}}).retCode, int(code::InvalidArgs));
     QCOMPARE(call("StartDownload", {{key::SoftwareName, QString(100000, 'x')}}).retCode, int(code::InvalidArgs));
@@ -186,7 +188,7 @@ void TestUpgradeService::refusesWhatIsWrong()
         QCOMPARE(result.retCode, int(code::Refused));
         QVERIFY(!result.errorText.isEmpty());
     }
-    QCOMPARE(status(), QVariantList());
+    QVERIFY(status().value(wire::Tasks).toList().isEmpty() && status().value(wire::Ignores).toList().isEmpty());
     QCOMPARE(call("Nothing").error.code, int(rpc::RpcError::NotFound));
 }
 
@@ -283,7 +285,7 @@ void TestUpgradeService::directoriesOfOthersAreLeftAlone()
     QVERIFY(QFile::setPermissions(product, QFile::Permissions(0x7755)));
     QVERIFY2(started.errorText.contains("not writable"), qPrintable(started.errorText));
     QVERIFY2(patched.errorText.contains("not writable"), qPrintable(patched.errorText));
-    const QVariantMap task = status().value(0).toMap();
+    const QVariantMap task = status().value(wire::Tasks).toList().value(0).toMap();
     QCOMPARE(task.value(key::Status).toInt(), int(upgrade::state::DownloadFailed));
     QCOMPARE(task.value(key::ErrMsg).toString(), started.errorText);
     QCOMPARE(m_shown.last().first, QString("showUpgradeDownloadDialog"));

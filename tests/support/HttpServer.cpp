@@ -115,7 +115,7 @@ void HttpServer::sendFile(QTcpSocket *socket, const File &file, const QByteArray
     if (first >= file.content.size())
         return send(socket, "416 Range", "Content-Range: bytes */" + size + "\r\n", {}, file);
     send(socket, "206 Partial",
-         "Content-Range: bytes " + QByteArray::number(first) + '-' + QByteArray::number(file.content.size() - 1) + '/' +
-             size + "\r\n",
+         "Content-Range: bytes " + QByteArray::number(first + int(file.wrongRange)) + '-' +
+             QByteArray::number(file.content.size() - 1) + '/' + size + "\r\n",
          file.content.mid(int(first)), file);
 }

@@ -16,10 +16,11 @@ public:
     struct File
     {
         QByteArray content;
-        int status = 200;       // anything else is answered with this and without the content
-        bool ranges = true;     // false: always the whole file
-        bool redirects = false; // first to another path, which answers late
-        qint64 breakAfter = -1; // closes the connection after this many bytes, with the first breaks answers
+        int status = 200;        // anything else is answered with this and without the content
+        bool ranges = true;      // false: always the whole file
+        bool wrongRange = false; // a part is answered as if it began elsewhere
+        bool redirects = false;  // first to another path, which answers late
+        qint64 breakAfter = -1;  // closes the connection after this many bytes, with the first breaks answers
         int breaks = 0;
         qint64 bytesPerSecond = 0; // 0: at once
     };

@@ -89,7 +89,7 @@ QString stateText(const QrTickets::Ticket &view)
     case QrState::Waiting:
         return QStringLiteral("请使用%1扫描二维码").arg(wayName(view.way));
     case QrState::Confirmed:
-        return QStringLiteral("已确认，请返回登录窗口");
+        return view.result.isEmpty() ? QStringLiteral("已确认，正在登录") : view.result;
     case QrState::Refused:
         return QStringLiteral("已取消登录");
     case QrState::Expired:
@@ -100,8 +100,9 @@ QString stateText(const QrTickets::Ticket &view)
 
 QString stateLine(const QrTickets::Ticket &view)
 {
-    const QString waits = view.state == QrState::Waiting ? QStringLiteral(" data-waits") : QString();
-    return QStringLiteral("<p id=\"state\" role=\"status\"%1>%2</p>").arg(waits, stateText(view));
+    const bool waits = view.state == QrState::Waiting || (view.state == QrState::Confirmed && view.result.isEmpty());
+    return QStringLiteral("<p id=\"state\" role=\"status\"%1>%2</p>")
+        .arg(waits ? QStringLiteral(" data-waits") : QString(), stateText(view).toHtmlEscaped());
 }
 
 bool isUsable(const QString &identity)

@@ -21,6 +21,7 @@ namespace {
 constexpr int TokenBytes = 32;
 constexpr int AccountIdBytes = 16;
 constexpr int MaxRandomCode = 64; // characters
+const QString Broken = QStringLiteral("云账号服务暂时不可用");
 const QStringList LinkKeys{key::LinkRegister, key::LinkForgetPassword, key::LinkBindAccount};
 
 // Refuses the request with a text for the user unless the condition holds.
@@ -81,8 +82,7 @@ class CloudService final : public Dispatcher<CloudService>
 {
 public:
     CloudService(const QString &directory, Clock clock)
-        : Dispatcher({QStringLiteral("cloud account"), code::Ok, code::Refused, code::InvalidArgs,
-                      QStringLiteral("云账号服务暂时不可用")},
+        : Dispatcher({QStringLiteral("cloud account"), code::Ok, code::Refused, code::InvalidArgs, Broken},
                      {
                          {QStringLiteral("GetLoginState"), &CloudService::loginState},
                          {QStringLiteral("GetMemoryLoginInfo"), &CloudService::memory},
@@ -224,13 +224,24 @@ private:
         }
         demand(outcome.state != QrState::Refused, QStringLiteral("您已在手机上取消登录"), code::QrRefused);
         demand(outcome.state != QrState::Expired, QStringLiteral("二维码已过期，请重新获取"), code::QrExpired);
+        try {
+            enterByQr(outcome, flags, request);
+        } catch (const Failure &failure) {
+            m_tickets.setResult(outcome.name, dynamic_cast<const Refusal *>(&failure) ? failure.text() : Broken);
+            throw;
+        }
+        m_tickets.setResult(outcome.name, QStringLiteral("登录成功，可以关闭此页面"));
+        return ok({{key::Token, randomHex(TokenBytes)}});
+    }
+
+    void enterByQr(const QrTickets::Ticket &outcome, const SignInFlags &flags, const Request &request)
+    {
         const bool weixin = outcome.way == way::Weixin;
         const auto account = m_store.find(outcome.way, outcome.identity);
         demand(account.has_value(), weixin ? QStringLiteral("该微信尚未绑定账号") : QStringLiteral("该QQ尚未绑定账号"),
                weixin ? code::WeixinUnbound : code::QqUnbound);
         enter(*account, outcome.way, flags, request);
         remember([&](RememberedSignIn &memory) { memory.setAuto(flags.autoLogin, *account, outcome.way); });
-        return ok({{key::Token, randomHex(TokenBytes)}});
     }
 
     CallResult linkAddress(const Request &request)

@@ -28,7 +28,7 @@ QString QrTickets::open(const QString &way, const QString &randomCode)
     if (m_tickets.size() >= MaxTickets)
         m_tickets.erase(std::min_element(m_tickets.begin(), m_tickets.end(),
                                          [](const Ticket &a, const Ticket &b) { return a.opened < b.opened; }));
-    m_tickets.insert(name, {name, way, QrState::Waiting, {}, randomCode, m_clock()});
+    m_tickets.insert(name, {name, way, QrState::Waiting, {}, {}, randomCode, m_clock()});
     return name;
 }
 
@@ -58,6 +58,13 @@ QrTickets::Ticket QrTickets::take(const QString &randomCode)
     if (found->state != QrState::Waiting)
         found->randomCode.clear();
     return *found;
+}
+
+void QrTickets::setResult(const QString &ticket, const QString &text)
+{
+    const QMutexLocker lock(&m_lock);
+    if (Ticket *found = find(ticket))
+        found->result = text;
 }
 
 // A confirmation that was not fetched in time expires too.

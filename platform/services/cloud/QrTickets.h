@@ -21,6 +21,7 @@ public:
         QString name; ///< in the pages' addresses
         QString way;  ///< way::Weixin or way::Qq
         QrState state = QrState::Expired;
+        QString result;     ///< the outcome of a confirmed one; empty until the dialog has asked for it
         QString identity;   ///< Confirmed
         QString randomCode; ///< empty once the end was reported
         qint64 opened = 0;
@@ -34,6 +35,7 @@ public:
 
     /// The state of the sign-in. An end is reported once; an unknown code counts as expired.
     Ticket take(const QString &randomCode);
+    void setResult(const QString &ticket, const QString &text); ///< for the pages
 
 private:
     Ticket *find(const QString &ticket); ///< brought up to date; null when there is none, as the next

@@ -34,6 +34,8 @@ inline const QString Imported = QStringLiteral("Imported");   ///< int
 inline const QString First = QStringLiteral("First");         ///< int
 inline const QString Removed = QStringLiteral("Removed");     ///< int
 inline const QString All = QStringLiteral("All");             ///< bool
+inline const QString Updated = QStringLiteral("Updated");     ///< int, UpdateMessageStatus: ids that are known
+inline const QString Unknown = QStringLiteral("Unknown");     ///< int, UpdateMessageStatus: ids that are not
 
 /// Further keys of a record in ListMessages. Times: "yyyy-MM-dd hh:mm:ss" in local time, empty for never.
 namespace detail {
