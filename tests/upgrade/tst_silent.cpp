@@ -331,11 +331,12 @@ private slots:
 
     void quitEndsTheProgramAndNothingElse()
     {
-        const QString name("样例程序-sample-program");
+        const QString run = QFileInfo(m_folder.path()).fileName(); // no other run on this machine has such names
+        const QString name = "样例程序-sample-" + run;
         SampleProgram wanted(in(name)), twin(in(name)), longer(in(name + "2"));
-        SampleProgram other(in("样例程序-SAMPLE-program")); // the same to a name cut to 15 bytes
-        SampleProgram replaced(in("replaced"));
-        QVERIFY(QFile::remove(in("replaced"))); // as an update does
+        SampleProgram other(in(QString(name).replace("mple", "MPLE"))); // the same to a name cut to 15 bytes
+        SampleProgram replaced(in("replaced-" + run));
+        QVERIFY(QFile::remove(in("replaced-" + run))); // as an update does
         ::chmod(qPrintable(m_folder.path()), 0755);
         constexpr uid_t Nobody = 65534;
         std::unique_ptr<SampleProgram> foreign;
@@ -349,9 +350,19 @@ private slots:
         dialog.OnTimeOut();
         QTRY_VERIFY(!wanted.isAlive() && !twin.isAlive());
         QVERIFY(longer.isAlive() && other.isAlive() && (!foreign || foreign->isAlive()));
-        endProgram("replaced", 30000);
+        endProgram("replaced-" + run, 30000);
         QTRY_VERIFY(!replaced.isAlive());
-        endProgram(QFileInfo(QCoreApplication::applicationFilePath()).fileName(), 30000); // spares itself
+    }
+
+    // By a copy of this program, whose name no other run has.
+    void quitSparesTheCaller()
+    {
+        const QFileInfo self(QCoreApplication::applicationFilePath());
+        if (self.fileName() != "tst_silent")
+            return endProgram(self.fileName(), 30000);
+        const QString copy = in("caller-" + QFileInfo(m_folder.path()).fileName());
+        QVERIFY(QFile::copy(self.filePath(), copy));
+        QCOMPARE(QProcess::execute(copy, {"quitSparesTheCaller"}), 0);
     }
 
     void taskkill()
