@@ -75,6 +75,7 @@ private slots:
         QTest::newRow("tables in tables") << cell.repeated(20) + "end";
         QTest::newRow("spans that add up")
             << "<table>" + ("<tr>" + QString("<td colspan=999>x").repeated(10)).repeated(300) + "</table>end";
+        QTest::newRow("spans over rows") << "<table>" + QString("<tr><td rowspan=100>x").repeated(6000) + "</table>end";
         QTest::newRow("a wide row and many rows")
             << "<table><tr>" + QString("<td>x").repeated(5000) + QString("<tr><td>x").repeated(5000) + "</table>end";
         QTest::newRow("much text five tables deep")

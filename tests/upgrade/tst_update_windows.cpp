@@ -204,8 +204,10 @@ private slots:
         QTest::mouseClick(prompt.row("乙"), Qt::LeftButton);
         QCOMPARE(border("乙"), marked);
         QVERIFY(border("甲") != marked);
-        const auto *name = prompt.row("甲")->findChild<QLabel *>("productName");
-        QVERIFY(name->x() > 0 && name->geometry().right() < prompt.row("甲")->findChild<QPushButton *>()->x());
+        const CUpdateItem *row = prompt.row("甲");
+        const auto *name = row->findChild<QLabel *>("productName");
+        QVERIFY(row->findChild<QLabel *>("productIcon")->geometry().right() < name->x());
+        QVERIFY(name->geometry().right() < row->findChild<QPushButton *>()->x());
         for (const QEvent::Type type : {QEvent::Enter, QEvent::Leave}) {
             QEvent event(type);
             QCoreApplication::sendEvent(prompt.row("甲"), &event);

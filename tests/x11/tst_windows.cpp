@@ -30,15 +30,6 @@ quint32 idOf(const QWidget &window)
     return quint32(window.windowHandle()->winId()); // QWidget::winId() is stale after flags have changed
 }
 
-// Until it is active: an activation on its way would come after whatever the test does next.
-void comeUp(QWidget *window)
-{
-    window->show();
-    window->raise();
-    window->activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(window));
-}
-
 } // namespace
 
 class TestWindows : public QObject
@@ -82,7 +73,9 @@ private slots:
         QTRY_VERIFY(!isAbove(*window));
         // Not pinned: another one can come above it.
         const quint32 id = idOf(*window);
-        comeUp(&other);
+        other.raise();
+        other.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&other)); // else the activation comes after the next step
         QTRY_VERIFY(isOver(other, *window));
         front::raiseOnce(window);
         QVERIFY(QTest::qWaitForWindowActive(window)); // the last step: before it the stacking changes three times
