@@ -84,7 +84,7 @@ private slots:
 
     void createFails()
     {
-        fakerpc::behaviour.addSucceeds = false;
+        fakerpc::behaviour.failing = QStringList{"add"};
         fakerpc::behaviour.error.message = "标签已被占用 %1 %2";
         CVisualizedServiceCreator creator;
         QVERIFY(!creator.create("t%2"));
@@ -96,7 +96,7 @@ private slots:
         // A failure after the object was added leaves nothing behind that refuses the next try.
         for (const QStringList &throwing : {QStringList(), QStringList{"active"}}) {
             fakerpc::behaviour = {};
-            fakerpc::behaviour.activeSucceeds = false;
+            fakerpc::behaviour.failing = QStringList{"active"};
             fakerpc::behaviour.throwing = throwing;
             fakerpc::behaviour.error = {tarn::rpc::RpcError::Failed, "no port"};
             QVERIFY(!creator.create("tag"));
@@ -110,7 +110,7 @@ private slots:
         // The adapter takes a tag of another process over by itself, and it waits for a hub.
         for (const auto code : {tarn::rpc::RpcError::InvalidArgument, tarn::rpc::RpcError::NoHub}) {
             m_log->clear();
-            fakerpc::behaviour.activeSucceeds = false;
+            fakerpc::behaviour.failing = QStringList{"active"};
             fakerpc::behaviour.error = {code, "not now"};
             QVERIFY(creator.create("tag"));
             QVERIFY(boundService());

@@ -166,7 +166,7 @@ private slots:
         // Another process holds the segment of a hub that has died; a hub that is only slow is not started again.
         const HubSegment hub("40126");
         for (const auto code : {tarn::rpc::RpcError::NoHub, tarn::rpc::RpcError::Timeout}) {
-            fakerpc::behaviour.initSucceeds = false;
+            fakerpc::behaviour.failing = QStringList{"init"};
             fakerpc::behaviour.error.code = code;
             const QStringList lines = start();
             QCOMPARE(lines.contains("[startServiceHub]统一服务注册中心应用程序路径查找失败！"),
@@ -247,7 +247,7 @@ private slots:
     {
         writeHub("#!/bin/sh\nexit 0\n");
         const HubSegment hub("40129");
-        fakerpc::behaviour.initSucceeds = false;
+        fakerpc::behaviour.failing = QStringList{"init"};
         fakerpc::behaviour.onCall = [](const QString &call) { secondsAhead += call == "init" ? 2 : 0; };
         start();
         const auto waited = secondsAhead.exchange(0);

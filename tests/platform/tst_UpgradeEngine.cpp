@@ -141,8 +141,7 @@ private slots:
         QVERIFY(file.breaks > 0 ? m_bench->server.requests().size() >= requests
                                 : m_bench->server.requests().size() == requests);
         if (file.breaks > 0 && file.ranges)
-            QVERIFY(
-                m_bench->server.requests().constLast().range.startsWith("bytes=")); // continues, does not start over
+            QVERIFY(m_bench->server.requests().constLast().startsWith("bytes=")); // continues, does not start over
         if (!fails)
             QCOMPARE(m_bench->now().items.value(0).received, 300000);
     }
@@ -168,7 +167,7 @@ private slots:
         QTRY_VERIFY(m_bench->now().items.value(0).received > 0);
         m_bench->restart();
         QTRY_COMPARE(m_bench->state(), state::Downloaded);
-        const QByteArray range = m_bench->server.requests().constLast().range;
+        const QByteArray range = m_bench->server.requests().constLast();
         QVERIFY2(range.startsWith("bytes=") && range != "bytes=0-", range);
     }
 

@@ -17,8 +17,10 @@ bool ends(const QString &call, bool succeeds = true)
     record.calls.append(call);
     if (behaviour.onCall)
         behaviour.onCall(call);
-    if (behaviour.throwing.contains(call.section(QLatin1Char(' '), 0, 0)))
+    const QString name = call.section(QLatin1Char(' '), 0, 0);
+    if (behaviour.throwing.contains(name))
         throw std::runtime_error("no thread");
+    succeeds = succeeds && !behaviour.failing.contains(name);
     lastError = succeeds ? RpcError{} : behaviour.error;
     return succeeds;
 }
@@ -61,7 +63,7 @@ Rpc::~Rpc() = default;
 bool Rpc::init(const QHash<QString, QString> &settings)
 {
     record.settings = settings;
-    return d->initialized = ends(QStringLiteral("init"), behaviour.initSucceeds);
+    return d->initialized = ends(QStringLiteral("init"));
 }
 
 void Rpc::setHubLost(std::function<void()> callback)
@@ -112,7 +114,7 @@ RpcAdapter::~RpcAdapter() = default;
 bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const QString &tag)
 {
     const bool isFree = !tag.isEmpty() && !d->tags.contains(tag);
-    if (!ends(QStringLiteral("add ") + tag, d->core->initialized && behaviour.addSucceeds && isFree))
+    if (!ends(QStringLiteral("add ") + tag, d->core->initialized && isFree))
         return false;
     d->tags.append(tag);
     record.object = object;
@@ -122,7 +124,7 @@ bool RpcAdapter::add(const std::any &object, const QString &interfaceName, const
 
 bool RpcAdapter::active()
 {
-    return ends(QStringLiteral("active"), d->core->initialized && behaviour.activeSucceeds);
+    return ends(QStringLiteral("active"), d->core->initialized);
 }
 
 bool RpcAdapter::unactive()

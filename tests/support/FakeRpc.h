@@ -11,12 +11,10 @@ namespace fakerpc {
 
 struct Behaviour
 {
-    bool initSucceeds = true;
     std::function<void(const QString &)> onCall; // with the entry of Record::calls
     quint16 hubPort = 0;                         // in the runtime directory; 0: none
-    bool addSucceeds = true;                     // an empty tag and one that is bound are refused anyway
-    bool activeSucceeds = true;
-    QStringList throwing;                                                  // names of calls that throw, e.g. "active"
+    QStringList failing;  // names of calls, e.g. "active"; "add" refuses an empty tag and one that is bound anyway
+    QStringList throwing; // names of calls that throw
     tarn::rpc::RpcError error{tarn::rpc::RpcError::NoHub, "没有注册中心"}; // of whatever fails
     // By tag; no other object is found.
     QHash<QString, QSharedPointer<tarn::rpc::RpcProxy>> proxies;

@@ -1,58 +1,60 @@
 #include "support/HttpServer.h"
 #include <QMutexLocker>
-#include <QTcpSocket>
-#include <QTimer>
+#include <QThread>
+#include <arpa/inet.h>
+#include <cstring>
+#include <microhttpd.h>
 
 namespace {
 const QByteArray Elsewhere = "/elsewhere"; // appended to the path by a redirect
 
-void send(QTcpSocket *socket, const QByteArray &status, const QByteArray &headers, const QByteArray &body,
-          const HttpServer::File &file)
+// The content of one answer.
+struct Body
 {
-    socket->write("HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: " + QByteArray::number(body.size()) +
-                  "\r\nConnection: close\r\n\r\n");
-    QByteArray left = file.breaks > 0 && file.breakAfter >= 0 ? body.left(int(file.breakAfter)) : body;
-    if (file.bytesPerSecond == 0) {
-        socket->write(left);
-        socket->disconnectFromHost();
-        return;
+    QByteArray content;
+    size_t end; // the connection breaks here
+    qint64 bytesPerSecond;
+
+    static ssize_t read(void *body, uint64_t position, char *buffer, size_t room)
+    {
+        const auto &[content, end, bytesPerSecond] = *static_cast<Body *>(body);
+        if (position >= end)
+            return MHD_CONTENT_READER_END_WITH_ERROR;
+        size_t size = qMin(room, end - position);
+        if (bytesPerSecond > 0) {
+            QThread::msleep(20);
+            size = qBound<size_t>(1, size_t(bytesPerSecond / 50), size);
+        }
+        std::memcpy(buffer, content.constData() + position, size);
+        return ssize_t(size);
     }
-    auto *timer = new QTimer(socket);
-    const int portion = int(qMax<qint64>(1, file.bytesPerSecond / 50));
-    QObject::connect(timer, &QTimer::timeout, socket, [socket, portion, left]() mutable {
-        socket->write(left.left(portion));
-        left.remove(0, portion);
-        if (left.isEmpty())
-            socket->disconnectFromHost();
-    });
-    timer->start(20);
-}
+};
 } // namespace
 
 HttpServer::HttpServer()
 {
-    QObject::connect(m_listener, &QTcpServer::newConnection, m_listener, [this] {
-        while (QTcpSocket *socket = m_listener->nextPendingConnection()) {
-            QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { answer(socket); });
-            QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-        }
-    });
-    m_listener->listen(QHostAddress::LocalHost);
-    m_port = m_listener->serverPort();
-    m_listener->moveToThread(&m_thread);
-    QObject::connect(&m_thread, &QThread::finished, m_listener, &QObject::deleteLater);
-    m_thread.start();
+    const auto access = [](void *self, MHD_Connection *connection, const char *url, const char *, const char *,
+                           const char *, size_t *, void **) {
+        return MHD_Result(static_cast<HttpServer *>(self)->answer(connection, url + 1));
+    };
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    m_daemon = MHD_start_daemon(MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION, 0, nullptr, nullptr,
+                                +access, this, MHD_OPTION_SOCK_ADDR, &address, MHD_OPTION_END);
+    if (!m_daemon)
+        qFatal("no web server");
 }
 
 HttpServer::~HttpServer()
 {
-    m_thread.quit();
-    m_thread.wait();
+    MHD_stop_daemon(m_daemon);
 }
 
 QString HttpServer::url(const QString &path) const
 {
-    return QStringLiteral("http://127.0.0.1:%1/%2").arg(QString::number(m_port), path);
+    const auto port = MHD_get_daemon_info(m_daemon, MHD_DAEMON_INFO_BIND_PORT)->port;
+    return QStringLiteral("http://127.0.0.1:%1/%2").arg(QString::number(port), path);
 }
 
 void HttpServer::set(const QString &path, const File &file)
@@ -61,18 +63,18 @@ void HttpServer::set(const QString &path, const File &file)
     m_files.insert(path.toUtf8(), file);
 }
 
-QVector<HttpServer::Request> HttpServer::requests() const
+QByteArrayList HttpServer::requests() const
 {
     const QMutexLocker locker(&m_mutex);
     return m_requests;
 }
 
-HttpServer::File HttpServer::take(const Request &request)
+HttpServer::File HttpServer::take(const QByteArray &path, const QByteArray &range)
 {
     const QMutexLocker locker(&m_mutex);
-    m_requests.append(request);
-    const bool isElsewhere = request.path.endsWith(Elsewhere);
-    const auto found = m_files.find(isElsewhere ? request.path.chopped(Elsewhere.size()) : request.path);
+    m_requests.append(range);
+    const bool isElsewhere = path.endsWith(Elsewhere);
+    const auto found = m_files.find(isElsewhere ? path.chopped(Elsewhere.size()) : path);
     if (found == m_files.end())
         return {{}, 404};
     File file = *found;
@@ -82,40 +84,36 @@ HttpServer::File HttpServer::take(const Request &request)
     return file;
 }
 
-void HttpServer::answer(QTcpSocket *socket)
+int HttpServer::answer(MHD_Connection *connection, const QByteArray &path)
 {
-    if (!socket->peek(socket->bytesAvailable()).contains("\r\n\r\n"))
-        return;
-    const QByteArray request = socket->readAll();
-    const QByteArray path = request.mid(request.indexOf('/') + 1).split(' ').value(0);
-    QByteArray range;
-    for (const QByteArray &line : request.split('\n')) {
-        if (line.toLower().startsWith("range:"))
-            range = line.mid(6).trimmed();
-    }
-    const File file = take({path, range});
-    if (file.redirects) {
-        send(socket, "302 Found", "Location: /" + path + Elsewhere + "\r\n", {}, {});
-        return;
-    }
+    const QByteArray range = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Range");
+    const File file = take(path, range);
     if (path.endsWith(Elsewhere))
-        QTimer::singleShot(200, socket, [=] { sendFile(socket, file, range); });
-    else
-        sendFile(socket, file, range);
-}
-
-void HttpServer::sendFile(QTcpSocket *socket, const File &file, const QByteArray &range)
-{
-    if (file.status != 200)
-        return send(socket, QByteArray::number(file.status) + " No", {}, "no such thing", file);
-    if (range.isEmpty() || !file.ranges)
-        return send(socket, "200 OK", {}, file.content, file);
-    const qint64 first = range.mid(6).split('-').value(0).toLongLong();
-    const QByteArray size = QByteArray::number(file.content.size());
-    if (first >= file.content.size())
-        return send(socket, "416 Range", "Content-Range: bytes */" + size + "\r\n", {}, file);
-    send(socket, "206 Partial",
-         "Content-Range: bytes " + QByteArray::number(first + int(file.wrongRange)) + '-' +
-             QByteArray::number(file.content.size() - 1) + '/' + size + "\r\n",
-         file.content.mid(int(first)), file);
+        QThread::msleep(200);
+    unsigned status = file.redirects ? 302 : unsigned(file.status);
+    QByteArray content = status == 200 ? file.content : QByteArray();
+    QByteArray place;
+    if (status == 200 && file.ranges && !range.isEmpty()) {
+        const int first = range.mid(6).split('-').value(0).toInt();
+        const QByteArray size = QByteArray::number(content.size());
+        status = first < content.size() ? 206 : 416;
+        place = (status == 206
+                     ? QByteArray::number(first + int(file.wrongRange)) + '-' + QByteArray::number(content.size() - 1)
+                     : "*") +
+                '/' + size;
+        content.remove(0, first);
+    }
+    const auto size = size_t(content.size());
+    const bool breaks = file.breaks > 0 && file.breakAfter >= 0;
+    auto *body = new Body{content, breaks ? qMin(size, size_t(file.breakAfter)) : size, file.bytesPerSecond};
+    MHD_Response *response = MHD_create_response_from_callback(size, 1 << 16, &Body::read, body,
+                                                               [](void *done) { delete static_cast<Body *>(done); });
+    MHD_add_response_header(response, "Connection", "close");
+    if (file.redirects)
+        MHD_add_response_header(response, "Location", ('/' + path + Elsewhere).constData());
+    if (!place.isEmpty())
+        MHD_add_response_header(response, "Content-Range", ("bytes " + place).constData());
+    const int queued = MHD_queue_response(connection, status, response);
+    MHD_destroy_response(response);
+    return queued;
 }

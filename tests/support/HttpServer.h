@@ -1,15 +1,13 @@
 #pragma once
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QHash>
 #include <QMutex>
 #include <QString>
-#include <QTcpServer>
-#include <QThread>
-#include <QVector>
 
-class QTcpSocket;
+struct MHD_Connection;
+struct MHD_Daemon;
 
-// A web server for one test, on a separate thread and a free port of 127.0.0.1. Its treatment of a file is set here.
+// A web server for one test, on threads of its own and a free port of 127.0.0.1. Its treatment of a file is set here.
 class HttpServer final
 {
 public:
@@ -24,11 +22,6 @@ public:
         int breaks = 0;
         qint64 bytesPerSecond = 0; // 0: at once
     };
-    struct Request
-    {
-        QByteArray path;
-        QByteArray range; // empty without one
-    };
 
     HttpServer();
     ~HttpServer();
@@ -36,17 +29,14 @@ public:
 
     QString url(const QString &path) const;
     void set(const QString &path, const File &file); // path without the leading slash
-    QVector<Request> requests() const;
+    QByteArrayList requests() const;                 // the range of each; empty without one
 
 private:
-    File take(const Request &request); // counts it
-    void answer(QTcpSocket *socket);   // once the request is complete; closes the connection
-    static void sendFile(QTcpSocket *socket, const File &file, const QByteArray &range);
+    File take(const QByteArray &path, const QByteArray &range); // counts the request
+    int answer(MHD_Connection *connection, const QByteArray &path);
 
     mutable QMutex m_mutex;
     QHash<QByteArray, File> m_files;
-    QVector<Request> m_requests;
-    QThread m_thread;
-    QTcpServer *const m_listener = new QTcpServer;
-    quint16 m_port = 0;
+    QByteArrayList m_requests;
+    MHD_Daemon *m_daemon = nullptr;
 };

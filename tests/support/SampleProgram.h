@@ -4,7 +4,7 @@
 #include <QProcess>
 #include <unistd.h>
 
-// A program of the test that runs until it is killed: "sleep" under another name.
+// A program of the test that runs until it is killed, at the latest by the destructor: "sleep" under another name.
 class SampleProgram final : public QProcess
 {
 public:
@@ -14,11 +14,6 @@ public:
         QFile::copy(QStringLiteral("/bin/sleep"), file);
         start(file, {QStringLiteral("600")});
         waitForStarted();
-    }
-    ~SampleProgram() override
-    {
-        kill();
-        waitForFinished();
     }
     bool isAlive()
     {

@@ -27,13 +27,6 @@ protected:
 };
 } // namespace
 
-void EndProcess::operator()(QProcess *process) const
-{
-    process->kill();
-    process->waitForFinished(PatienceMs);
-    delete process;
-}
-
 // Not below a long TMPDIR: a socket's path has room for 107 bytes.
 Sandbox::Sandbox()
     : m_dir(QStringLiteral("/tmp/tarn-XXXXXX"))

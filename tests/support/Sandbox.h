@@ -4,12 +4,7 @@
 #include <QTemporaryDir>
 #include <memory>
 
-/// Kills what still runs.
-struct EndProcess
-{
-    void operator()(QProcess *process) const;
-};
-using ProcessPtr = std::unique_ptr<QProcess, EndProcess>;
+using ProcessPtr = std::unique_ptr<QProcess>; ///< the destructor kills a process that still runs
 
 /// Private directories for one test's sockets, shared-memory keys and data, and the platform's programs in them. While the
 /// object lives, TMPDIR, XDG_RUNTIME_DIR and XDG_DATA_HOME of this process point there too, so that a client inside the
