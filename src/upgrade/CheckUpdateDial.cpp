@@ -98,7 +98,6 @@ QWidget *CCheckUpdateDial::adviceLine(QWidget *body)
 {
     const QString text = QStringLiteral("您安装的岚川软件<font color='red'>存在新版本</font>，建议您立即升级。");
     auto *line = look::named(new QLabel(text, body), "adviceLine", look::TextPx);
-    line->setFixedHeight(line->fontMetrics().height());
     line->setTextInteractionFlags(Qt::NoTextInteraction); // rich text would keep the mouse from the window
     line->setContentsMargins(look::scaled(14, this), 0, 0, 0);
     setAccessibleDescription(QStringLiteral("您安装的岚川软件存在新版本，建议您立即升级。"));
