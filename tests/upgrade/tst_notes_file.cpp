@@ -68,6 +68,18 @@ private slots:
         QVERIFY(!item.grab().isNull()); // drawing the images would open the pipe, and wait for ever
     }
 
+    // A word has few marks; a long run of them takes the page its format, since it can hold the layout.
+    void marksWithoutAPlace()
+    {
+        for (const ushort mark : {0x301, 0x20DD, 0x2060}) {
+            for (const int count : {1, 100}) {
+                const QString html = "<b>e" + QString(count, QChar(mark)) + "</b>";
+                const auto document = notes::makeDocument(html, QFont(), thread());
+                QCOMPARE(document->toHtml().contains("font-weight:600"), count == 1);
+            }
+        }
+    }
+
     void heavyPages_data()
     {
         QTest::addColumn<QString>("html");
