@@ -17,9 +17,6 @@ namespace silent = tarn::upgrade::silent;
 namespace {
 constexpr int MaxNameSize = 256; // characters
 constexpr int MaxStates = 64;    // of products for which no caller asks any more
-
-template <class Data>
-Data dataOf(void (CVisualizedManager::*)(const Data &)); // for its return type only
 } // namespace
 
 CVisualizedManager *CVisualizedManager::_pInst = nullptr;
@@ -105,10 +102,9 @@ void CVisualizedManager::CloseNotifyWnd()
     m_notifyWnd.clear();
 }
 
-template <auto Handler>
-void CVisualizedManager::handle(QEvent *e)
+template <class Data>
+void CVisualizedManager::handle(QEvent *e, void (CVisualizedManager::*handler)(const Data &))
 {
-    using Data = decltype(dataOf(Handler));
     const auto *request = dynamic_cast<CVisualizedEvents *>(e);
     const auto *data = request ? dynamic_cast<const Data *>(request->GetEventData()) : nullptr;
     if (!data)
@@ -117,7 +113,7 @@ void CVisualizedManager::handle(QEvent *e)
         if (!data->inputArgs)
             return;
     }
-    (this->*Handler)(*data);
+    (this->*handler)(*data);
 }
 
 bool CVisualizedManager::event(QEvent *e)
@@ -126,30 +122,22 @@ bool CVisualizedManager::event(QEvent *e)
         return false;
     using M = CVisualizedManager;
     using E = CVisualizedEvents;
-    static constexpr struct
-    {
-        QEvent::Type type;
-        void (M::*handle)(QEvent *);
-    } routes[] = {
-        {E::eShowCloudLoginDialog, &M::handle<&M::ShowCloudLoginDlg>},
-        {E::eShowNotifyMsgDialog, &M::handle<&M::ShowNotifyMessageDlg>},
-        {E::eShowNetLockLoginDialog, &M::handle<&M::ShowNetLockDlg>},
-        {E::eShowMessageCenterDialog, &M::handle<&M::ShowMessageCenterDlg>},
-        {E::eNotifyLicParentFinish, &M::handle<&M::NotifyLicParentFinish>},
-        {E::eNotifyCloudParentFinish, &M::handle<&M::NotifyCloudParentFinish>},
-        {E::eShowUpgradeExplainDialog, &M::handle<&M::showUpgradeExplainDialog>},
-        {E::eShowAutoCheckUpdateDialog, &M::handle<&M::showAutoCheckUpdateDialog>},
-        {E::eShowUpgradeDownloadDialog, &M::handle<&M::showUpgradeDownloadDialog>},
-        {E::eShowUpgradeCurExplainDialog, &M::handle<&M::showUpgradeCurExplainDialog>},
-        {E::eShowSilentPatchInstallDialog, &M::handle<&M::showSilentPatchInstallDialog>},
-    };
     const QPointer<CVisualizedManager> self(this);
-    for (const auto &route : routes) {
-        if (route.type != e->type())
-            continue;
-        (this->*route.handle)(e);
-        break;
-    }
+    const auto on = [this, e](QEvent::Type type, auto handler) { // one type fits at most
+        if (e->type() == type)
+            handle(e, handler);
+    };
+    on(E::eShowCloudLoginDialog, &M::ShowCloudLoginDlg);
+    on(E::eShowNotifyMsgDialog, &M::ShowNotifyMessageDlg);
+    on(E::eShowNetLockLoginDialog, &M::ShowNetLockDlg);
+    on(E::eShowMessageCenterDialog, &M::ShowMessageCenterDlg);
+    on(E::eNotifyLicParentFinish, &M::NotifyLicParentFinish);
+    on(E::eNotifyCloudParentFinish, &M::NotifyCloudParentFinish);
+    on(E::eShowUpgradeExplainDialog, &M::showUpgradeExplainDialog);
+    on(E::eShowAutoCheckUpdateDialog, &M::showAutoCheckUpdateDialog);
+    on(E::eShowUpgradeDownloadDialog, &M::showUpgradeDownloadDialog);
+    on(E::eShowUpgradeCurExplainDialog, &M::showUpgradeCurExplainDialog);
+    on(E::eShowSilentPatchInstallDialog, &M::showSilentPatchInstallDialog);
     // A window may run an event loop in which destroy() deletes the manager.
     return self ? QObject::event(e) : true;
 }

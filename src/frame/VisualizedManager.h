@@ -48,8 +48,8 @@ private:
     CVisualizedManager();
 
     /// Calls a handler with the event's data; not when the data is another request's or its input object is missing.
-    template <auto Handler>
-    void handle(QEvent *e);
+    template <class Data>
+    void handle(QEvent *e, void (CVisualizedManager::*handler)(const Data &));
 
     void ShowCloudLoginDlg(const CCloudLoginEventData &data);
     void ShowNotifyMessageDlg(const CNotifyMsgEventData &data);
