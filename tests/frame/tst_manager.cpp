@@ -143,6 +143,10 @@ private slots:
         QCOMPARE(shownId(), QString("m1"));
         notices().first()->close();
         QTRY_COMPARE(shownId(), QString("m2"));
+        QTRY_VERIFY(isPainted("m2"));
+        notices().first()->close();
+        sendNotice({{"MsgId", "m4"}}); // the closed one has not been deleted yet
+        QCOMPARE(shownId(), QString("m4"));
         delete notices().first(); // not even closed
         post(notice::values({{"MsgId", "m3"}}));
         QTRY_COMPARE(shownId(), QString("m3"));

@@ -543,7 +543,7 @@ private slots:
         QCOMPARE(m_dialog->focusWidget(), edit(m_dialog, "codeEdit"));
         QTest::keyClick(edit(m_dialog, "codeEdit"), Qt::Key_Tab);
         QCOMPARE(m_dialog->focusWidget(), button(m_dialog, "codeButton"));
-        QTest::keyClick(m_dialog, Qt::Key_Escape);
+        BoxScript::press(m_dialog, "closeButton");
         QCOMPARE(password->text(), QString());    // before it is deleted
         password->setEchoMode(QLineEdit::Normal); // a masked field offers no undo anyway
         QVERIFY(!password->isUndoAvailable());
