@@ -1,5 +1,6 @@
 #include "services/Files.h"
 #include "services/Log.h"
+#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -96,6 +97,20 @@ bool openRegular(const QString &name, QFile *file)
     ::close(descriptor);
     errno = EINVAL;
     return false;
+}
+
+void requireChecksum(QFile *file, const QString &sha256, const std::atomic<bool> &stopping)
+{
+    constexpr qint64 BlockSize = 256 * 1024;
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    file->seek(0);
+    for (QByteArray block = file->read(BlockSize); !block.isEmpty(); block = file->read(BlockSize)) {
+        failIf(stopping, QStringLiteral("cancelled"));
+        hash.addData(block);
+    }
+    failIf(file->error() != QFileDevice::NoError, QStringLiteral("%1: %2").arg(file->fileName(), file->errorString()));
+    const QString sum = QString::fromLatin1(hash.result().toHex());
+    failIf(sum != sha256.toLower(), QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, sha256));
 }
 
 QString dataDirectory()

@@ -1,6 +1,7 @@
 #pragma once
 #include "services/Failure.h"
 #include <QByteArray>
+#include <atomic>
 
 class QFile;
 
@@ -30,6 +31,9 @@ QString moveAside(const QString &file, const QString &reason);
 
 /// Opens a regular file for reading; false with errno for anything else, links included. It never blocks.
 bool openRegular(const QString &name, QFile *file);
+
+/// Reads an open file from its start to its end. Throws Failure unless it has this SHA-256 (hex), or when stopping is set.
+void requireChecksum(QFile *file, const QString &sha256, const std::atomic<bool> &stopping);
 
 /// "$XDG_DATA_HOME/tarn", made if missing, open to this user only. Throws Failure when it cannot be made, is no
 /// directory (a symbolic link neither) or another user's.

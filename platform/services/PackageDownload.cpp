@@ -1,6 +1,5 @@
 #include "services/PackageDownload.h"
 #include "services/Files.h"
-#include <QCryptographicHash>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
@@ -111,12 +110,9 @@ private:
         demand(m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
         if (m_file.size() > m_package.size)
             startOver();
-        requireSpace(QFileInfo(m_file).path(), m_package.size - m_file.size());
-        for (QByteArray part = m_file.read(Slice); !part.isEmpty(); part = m_file.read(Slice)) {
-            requireGoing();
-            m_hash.addData(part);
-            m_received += part.size();
-        }
+        m_received = m_file.size();
+        demand(m_file.seek(m_received));
+        requireSpace(QFileInfo(m_file).path(), m_package.size - m_received);
     }
 
     void request()
@@ -196,24 +192,21 @@ private:
                QStringLiteral("the server sends more than the %1 bytes of the package").arg(m_package.size));
         requireSpace(QFileInfo(m_file).path(), data.size());
         demand(m_file.write(data) == data.size());
-        m_hash.addData(data);
         m_received += data.size();
     }
 
     void startOver()
     {
-        m_hash.reset();
         m_received = 0;
         demand(m_file.resize(0) && m_file.seek(0));
     }
 
     void verify()
     {
-        const QString sum = QString::fromLatin1(m_hash.result().toHex());
-        if (sum != m_package.sha256.toLower()) {
+        const QString error = errorOf([this] { requireChecksum(&m_file, m_package.sha256, m_stopping); });
+        if (!error.isEmpty() && !m_stopping)
             m_file.remove();
-            throw Failure(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, m_package.sha256));
-        }
+        failIf(!error.isEmpty(), error);
         syncToDisk(m_file.fileName());
     }
 
@@ -225,7 +218,6 @@ private:
     QEventLoop m_loop;
     QTimer m_tick;
     QNetworkAccessManager m_network;
-    QCryptographicHash m_hash{QCryptographicHash::Sha256};
     qint64 m_received = 0;
     qint64 m_announced = 0; ///< the size that the running answer announces, 0 when it announces none
 };

@@ -1,7 +1,6 @@
 #include "services/PackageInstaller.h"
 #include "services/FileSwap.h"
 #include "services/Files.h"
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QMutex>
@@ -24,7 +23,7 @@ namespace {
 
 constexpr qint64 MaxMembers = 1000000;
 constexpr size_t MaxPath = 4096; // bytes
-constexpr qint64 BlockSize = 256 * 1024;
+constexpr size_t BlockSize = 256 * 1024;
 constexpr mode_t UsualMode = 0755;
 
 using Reader = std::unique_ptr<archive, decltype(&archive_read_free)>;
@@ -43,35 +42,6 @@ int writeHeader(archive *writer, archive_entry *entry)
 {
     const QMutexLocker locker(&umaskLock);
     return archive_write_header(writer, entry);
-}
-
-// The package file as the library reads it.
-struct Source
-{
-    const std::atomic<bool> &stopping;
-    QFile file{};
-    QByteArray block{};
-    QCryptographicHash hash{QCryptographicHash::Sha256};
-
-    // Reads the next block, which is empty at the end. False with errno: it cannot be read, or must not any longer.
-    bool next()
-    {
-        errno = ECANCELED;
-        block = stopping ? QByteArray() : file.read(BlockSize);
-        hash.addData(block);
-        return !stopping && file.error() == QFileDevice::NoError;
-    }
-};
-
-la_ssize_t readSource(archive *reader, void *context, const void **data)
-{
-    Source &source = *static_cast<Source *>(context);
-    if (!source.next()) {
-        archive_set_error(reader, errno, "%s", qPrintable(systemError()));
-        return -1;
-    }
-    *data = source.block.constData();
-    return source.block.size();
 }
 
 void refuseIf(bool condition, const char *problem, const std::string &name)
@@ -133,26 +103,20 @@ public:
 
     void unpack(const UpgradeItem &package)
     {
-        Source source{m_stopping};
-        if (!openRegular(package.file, &source.file))
+        QFile file;
+        if (!openRegular(package.file, &file))
             throw systemFailure(package.file);
-        failIf(source.file.size() != package.size,
-               QStringLiteral("the package has %1 bytes instead of %2")
-                   .arg(QString::number(source.file.size()), QString::number(package.size)));
+        failIf(file.size() != package.size, QStringLiteral("the package has %1 bytes instead of %2")
+                                                .arg(QString::number(file.size()), QString::number(package.size)));
+        requireChecksum(&file, package.sha256, m_stopping);
+        file.seek(0);
         const Reader reader(archive_read_new(), &archive_read_free);
         archive_read_support_format_tar(reader.get());
         for (const auto support : {&archive_read_support_filter_gzip, &archive_read_support_filter_bzip2,
                                    &archive_read_support_filter_xz, &archive_read_support_filter_zstd})
             support(reader.get());
-        check(archive_read_open(reader.get(), &source, nullptr, &readSource, nullptr) == ARCHIVE_OK, reader.get());
+        check(archive_read_open_fd(reader.get(), file.handle(), BlockSize) == ARCHIVE_OK, reader.get());
         readMembers(reader.get());
-        do { // bytes behind the archive belong to the checksum
-            if (!source.next())
-                throw systemFailure(package.file);
-        } while (!source.block.isEmpty());
-        const QString sum = QString::fromLatin1(source.hash.result().toHex());
-        failIf(sum != package.sha256.toLower(),
-               QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, package.sha256));
     }
 
     // Gives the directories their permissions.

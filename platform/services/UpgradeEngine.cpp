@@ -8,7 +8,6 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QSet>
-#include <utility>
 
 namespace tarn::services {
 
@@ -16,9 +15,8 @@ namespace state = upgrade::state;
 
 namespace {
 
-constexpr int MaxDownloads = 4;     // at once; the other tasks wait
-constexpr int MaxError = 500;       // characters of a task's error, which may quote a file or a server
-constexpr int StoreAgainMs = 10000; // after a state could not be stored
+constexpr int MaxDownloads = 4; // at once; the other tasks wait
+constexpr int MaxError = 500;   // characters of a task's error, which may quote a file or a server
 
 bool isComplete(const UpgradeTask &task) // all packages are downloaded
 {
@@ -44,10 +42,11 @@ void dropFiles(const UpgradeTask &task)
 
 } // namespace
 
-UpgradeEngine::UpgradeEngine(UpgradeStore *store, Settings settings)
+UpgradeEngine::UpgradeEngine(UpgradeStore *store, QString apps, QString downloads, qint64 bandwidth)
     : m_store(store)
-    , m_settings(std::move(settings))
-    , m_throttle(m_settings.bandwidth)
+    , m_apps(std::move(apps))
+    , m_downloads(std::move(downloads))
+    , m_throttle(bandwidth)
 {
     const QString error = errorOf([this] { m_thread.run([this] { load(); }); });
     if (!error.isEmpty())
@@ -85,7 +84,7 @@ void UpgradeEngine::placeFiles(UpgradeTask *task) const
     for (UpgradeItem &item : task->items) {
         const QString identity = QStringList{task->product, item.url, item.sha256, item.version}.join(QChar(0x1F));
         const QByteArray name = QCryptographicHash::hash(identity.toUtf8(), QCryptographicHash::Sha1).toHex();
-        item.file = QDir(m_settings.downloads).filePath(QString::fromLatin1(name) + QStringLiteral(".package"));
+        item.file = QDir(m_downloads).filePath(QString::fromLatin1(name) + QStringLiteral(".package"));
     }
 }
 
@@ -94,8 +93,8 @@ void UpgradeEngine::takeUp(UpgradeTask *task)
     const QString directory = task->state == state::Installing ? directoryOf(task->product) : QString();
     const QString error = directory.isEmpty() ? QString() : errorOf([&] { FileSwap(directory).rollBack(); });
     if (!error.isEmpty())
-        return setState(task->product, state::InstallFailed, error);
-    if (task->state == state::Installing || task->state == state::Downloaded)
+        setState(task->product, state::InstallFailed, error);
+    else if (task->state == state::Installing || task->state == state::Downloaded)
         setState(task->product, isComplete(*task) ? state::Downloaded : state::Downloading);
 }
 
@@ -115,7 +114,6 @@ qint64 UpgradeEngine::start(UpgradeTask task)
         placeFiles(&task);
         task.id = m_tasks.isEmpty() ? 0 : m_tasks.lastKey() + 1; // a new database would count from 1 again
         task.id = m_store->save(task);
-        m_unstored.remove(task.product);
         m_tasks.remove(before.id);
         m_tasks.insert(task.id, task);
         schedule();
@@ -133,9 +131,10 @@ bool UpgradeEngine::stop(const QString &product)
             finish(product, running.number);
         } else if (task.isActive()) {
             m_running.erase(product);
-            setState(product, state::Cancelled);
+            const QString failure = setState(product, state::Cancelled);
             dropFiles(task);
             schedule();
+            failIf(!failure.isEmpty(), failure);
         }
         return task.state != 0;
     });
@@ -243,46 +242,27 @@ void UpgradeEngine::schedule()
 // Any thread.
 void UpgradeEngine::download(const UpgradeTask &task, const std::atomic<bool> &stopping)
 {
-    failIf(!QDir().mkpath(m_settings.downloads), QStringLiteral("%1 cannot be made").arg(m_settings.downloads));
+    failIf(!QDir().mkpath(m_downloads), QStringLiteral("%1 cannot be made").arg(m_downloads));
     for (const UpgradeItem &item : task.items) {
         if (!QFile::exists(item.file))
             downloadPackage(item, &m_throttle, stopping);
     }
 }
 
-void UpgradeEngine::setState(const QString &product, int state, const QString &reason)
+// A state that cannot be stored is kept: the task must neither lie to callers nor start over again and again while the
+// disk is full.
+QString UpgradeEngine::setState(const QString &product, int state, const QString &reason)
 {
     UpgradeTask *task = find(product);
     task->state = state;
     task->error = reason.left(MaxError);
-    storeState(task);
-}
-
-// A state that cannot be stored is stored later: the task must neither lie to callers nor start over again and again
-// while the disk is full.
-void UpgradeEngine::storeState(UpgradeTask *task)
-{
-    m_unstored.remove(task->product);
     const QString failure = errorOf([&] { m_store->save(*task); });
     if (failure.isEmpty())
-        return;
-    qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(task->product, failure);
-    m_unstored.insert(task->product, task->error);
-    task->error += (task->error.isEmpty() ? QString() : QStringLiteral("; ")) +
-                   QStringLiteral("the state cannot be stored: %1").arg(failure);
-    if (!std::exchange(m_storesAgain, true))
-        m_thread.post([this] { storeAgain(); }, StoreAgainMs);
-}
-
-void UpgradeEngine::storeAgain()
-{
-    m_storesAgain = false;
-    for (UpgradeTask &task : m_tasks) {
-        if (!m_unstored.contains(task.product))
-            continue;
-        task.error = m_unstored.value(task.product);
-        storeState(&task);
-    }
+        return {};
+    qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(product, failure);
+    const QString told = QStringLiteral("the state cannot be stored: %1").arg(failure);
+    task->error += (task->error.isEmpty() ? QString() : QStringLiteral("; ")) + told;
+    return told;
 }
 
 // Removes files that none of the tasks can still use.
@@ -290,12 +270,10 @@ void UpgradeEngine::dropForeignFiles() const
 {
     QSet<QString> wanted;
     for (const UpgradeTask &task : m_tasks) {
-        for (const UpgradeItem &item : task.items) {
-            if (task.isActive() || task.state == state::DownloadFailed)
-                wanted << item.file << partOf(item.file);
-        }
+        for (const UpgradeItem &item : task.items)
+            wanted << item.file << partOf(item.file);
     }
-    const QFileInfoList files = QDir(m_settings.downloads).entryInfoList(QDir::Files);
+    const QFileInfoList files = QDir(m_downloads).entryInfoList(QDir::Files);
     for (const QFileInfo &info : files) {
         if (!wanted.contains(info.filePath()))
             QFile::remove(info.filePath());
@@ -304,7 +282,7 @@ void UpgradeEngine::dropForeignFiles() const
 
 QString UpgradeEngine::directoryOf(const QString &product) const
 {
-    return readInstalledSoftware(m_settings.apps).value(product).directory;
+    return readInstalledSoftware(m_apps).value(product).directory;
 }
 
 } // namespace tarn::services

@@ -2,7 +2,6 @@
 #include "services/PackageDownload.h"
 #include "services/UpgradeStore.h"
 #include "services/WorkThread.h"
-#include <QHash>
 #include <QMap>
 #include <atomic>
 #include <functional>
@@ -17,15 +16,11 @@ namespace tarn::services {
 class UpgradeEngine
 {
 public:
-    struct Settings
-    {
-        QString apps;         ///< directory with the install descriptions
-        QString downloads;    ///< directory for packages, made when it is needed
-        qint64 bandwidth = 0; ///< bytes per second for all downloads together; 0 for no limit
-    };
-
     /// Takes up the tasks of an earlier process.
-    UpgradeEngine(UpgradeStore *store, Settings settings);
+    /// @param apps directory with the install descriptions
+    /// @param downloads directory for packages, made when it is needed
+    /// @param bandwidth bytes per second for all downloads together; 0 for no limit
+    UpgradeEngine(UpgradeStore *store, QString apps, QString downloads, qint64 bandwidth);
     ~UpgradeEngine(); ///< running installations are undone unless the files were exchanged already
 
     /// A product has one task. An active one stays as it is, a finished one is replaced.
@@ -57,22 +52,19 @@ private:
     void download(const UpgradeTask &task, const std::atomic<bool> &stopping);
     void begin(const QString &product, const std::function<void(const std::atomic<bool> &stopping)> &work);
     void finish(const QString &product, int number);
-    void setState(const QString &product, int state, const QString &reason = QString());
-    void storeState(UpgradeTask *task);
-    void storeAgain();
+    QString setState(const QString &product, int state, const QString &reason = {}); ///< why it is not stored
     void dropForeignFiles() const;
     QString directoryOf(const QString &product) const; ///< empty when it is not installed
 
     UpgradeStore *const m_store;
-    const Settings m_settings;
+    const QString m_apps;
+    const QString m_downloads;
     bool m_isLoaded = false;
-    QMap<qint64, UpgradeTask> m_tasks;  ///< by id: in the order of their start
-    QHash<QString, QString> m_unstored; ///< by product: the error of a task whose last state is not in the store
+    QMap<qint64, UpgradeTask> m_tasks; ///< by id: in the order of their start
     Throttle m_throttle;
     std::map<QString, Work> m_running; ///< by product
     int m_lastNumber = 0;
-    bool m_storesAgain = false; ///< storeAgain() is due
-    WorkThread m_thread;        ///< uses the other members
+    WorkThread m_thread; ///< uses the other members
 };
 
 } // namespace tarn::services

@@ -54,7 +54,7 @@ public:
         , m_paths(paths)
         , m_presenter(presenter)
         , m_store(directory)
-        , m_engine(&m_store, {m_paths.apps, directory + QStringLiteral("/downloads"), m_paths.bandwidth})
+        , m_engine(&m_store, m_paths.apps, directory + QStringLiteral("/downloads"), m_paths.bandwidth)
     {
     }
 

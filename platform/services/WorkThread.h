@@ -1,7 +1,6 @@
 #pragma once
 #include <QObject>
 #include <QThread>
-#include <QTimer>
 #include <future>
 
 namespace tarn::services {
@@ -38,10 +37,9 @@ public:
 
     /// Carries work out later. Any thread.
     template <class Work>
-    void post(Work work, int delayMs = 0)
+    void post(Work work)
     {
-        const auto begin = [this, work, delayMs] { QTimer::singleShot(delayMs, &m_context, work); };
-        QMetaObject::invokeMethod(&m_context, begin, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(&m_context, work, Qt::QueuedConnection);
     }
 
 private:

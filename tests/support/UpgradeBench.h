@@ -21,9 +21,8 @@ public:
     {
         engine.reset();
         store = std::make_unique<tarn::services::UpgradeStore>(root);
-        const tarn::services::UpgradeEngine::Settings settings{root + QStringLiteral("/apps"),
-                                                               root + QStringLiteral("/downloads"), 0};
-        engine = std::make_unique<tarn::services::UpgradeEngine>(store.get(), settings);
+        engine = std::make_unique<tarn::services::UpgradeEngine>(store.get(), root + QStringLiteral("/apps"),
+                                                                 root + QStringLiteral("/downloads"), 0);
     }
     tarn::services::UpgradeItem package(const QString &path, const HttpServer::File &file,
                                         int type = tarn::upgrade::item::Main)
@@ -40,24 +39,15 @@ public:
         file.content = content;
         return package(path, file, type);
     }
-    void start(const QList<tarn::services::UpgradeItem> &items) { startFor(Name, items); }
-    void startFor(const QString &name, const QList<tarn::services::UpgradeItem> &items)
+    void start(const QList<tarn::services::UpgradeItem> &items)
     {
         tarn::services::UpgradeTask task;
-        task.product = name;
+        task.product = Name;
         task.state = tarn::upgrade::state::Downloading;
         task.items = items;
         engine->start(task);
     }
-    tarn::services::UpgradeTask now() const
-    {
-        const QList<tarn::services::UpgradeTask> tasks = engine->tasks();
-        for (const tarn::services::UpgradeTask &task : tasks) {
-            if (task.product == Name)
-                return task;
-        }
-        return {};
-    }
+    tarn::services::UpgradeTask now() const { return engine->tasks().value(0); }
     int state() const { return now().state; }
     QByteArray content(const QString &path) const { return packages::readFile(product + QLatin1Char('/') + path); }
 
