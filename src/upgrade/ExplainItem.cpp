@@ -16,8 +16,7 @@ CExplainItem::CExplainItem(const struUpgradeInfo &info, QWidget *parent)
 
 QString CExplainItem::sheet(const QWidget *w)
 {
-    return QStringLiteral("CExplainItem{background-color:white;}"
-                          "#notesHeader{color:#333333;} #installedVersion{color:#999999;}"
+    return QStringLiteral("#notesHeader{color:#333333;} #installedVersion{color:#999999;}"
                           "NotesBrowser{background-color:white;border:1px solid #EBEBEB;color:#636D7E;"
                           "padding-top:%1;padding-left:%1;selection-background-color:%2;}"
                           "NotesBrowser:focus{border-color:%2;}")
@@ -34,7 +33,6 @@ void CExplainItem::showEvent(QShowEvent *event)
 
 void CExplainItem::InitUi()
 {
-    setAttribute(Qt::WA_StyledBackground);
     m_browser = look::named(new NotesBrowser(this), "notesBrowser", look::TextPx);
     m_browser->setAccessibleName(QStringLiteral("更新说明"));
     connect(m_browser, &NotesBrowser::unreadable, this, [this] {

@@ -34,14 +34,6 @@ QString contentSheet()
                           "#centerWidget,#dataView,#noDataView,#dataPanel{background-color:white;border:none;}"
                           "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}");
 }
-
-/// A named child with its own background.
-QWidget *area(const char *objectName, QWidget *parent)
-{
-    auto *widget = look::named(new QWidget(parent), objectName);
-    widget->setAttribute(Qt::WA_StyledBackground);
-    return widget;
-}
 } // namespace
 
 CUpgradeDialog::CUpgradeDialog(QWidget *parent)
@@ -185,8 +177,9 @@ void CUpgradeDialog::initDialog()
     frame->setStyleSheet(frameSheet());
     frame->setGeometry(rect());
     frame->setAttribute(Qt::WA_TransparentForMouseEvents);
-    QWidget *titleBar = area("titleBar", this);
-    QWidget *center = area("centerWidget", this);
+    auto *titleBar = look::named(new QWidget(this), "titleBar");
+    titleBar->setAttribute(Qt::WA_StyledBackground); // a frame would move the contents by its line
+    auto *center = look::named(new QFrame(this), "centerWidget");
     initTitleBar(titleBar);
     initCenterWidget(center);
     auto *bands = new QVBoxLayout(this);
@@ -221,8 +214,8 @@ void CUpgradeDialog::initTitleBar(QWidget *titleBar)
 
 void CUpgradeDialog::initCenterWidget(QWidget *center)
 {
-    QWidget *dataView = area("dataView", center);
-    QWidget *noDataView = area("noDataView", center);
+    auto *dataView = look::named(new QFrame(center), "dataView");
+    auto *noDataView = look::named(new QFrame(center), "noDataView");
     initHasDataView(dataView);
     initNoDataView(noDataView);
     m_views = new QStackedLayout(center);
@@ -235,7 +228,7 @@ void CUpgradeDialog::initCenterWidget(QWidget *center)
 
 void CUpgradeDialog::initHasDataView(QWidget *view)
 {
-    QWidget *panel = area("dataPanel", view);
+    auto *panel = look::named(new QFrame(view), "dataPanel");
     panel->setMaximumSize(look::scaled(QSize(740, 450), this));
     m_table = new CUpgradeTableWidget(panel);
     m_table->FillTableHeader({{QStringLiteral("软件"), 360}, {QStringLiteral("下载进度"), 100}});
