@@ -17,17 +17,6 @@ bool matchesWhole(const QString &pattern, const char *text)
     return expression.match(QString::fromUtf8(text)).hasMatch();
 }
 
-// Empty when the host is of no known kind or cannot be resolved.
-QString addressOf(const QString &host)
-{
-    const QByteArray bytes = host.toUtf8();
-    if (DNSAnalysisTool::IsIp(bytes.constData()))
-        return host;
-    if (!DNSAnalysisTool::IsDomain(bytes.constData()))
-        return QString();
-    return QString::fromStdString(DNSAnalysisTool::DomainToIp(bytes.toStdString()));
-}
-
 } // namespace
 
 bool DNSAnalysisTool::ParseDomainAddress(const QString &url, URL_RESULT_T *result)
@@ -47,7 +36,12 @@ bool DNSAnalysisTool::ParseDomainAddress(const QString &url, URL_RESULT_T *resul
         VT_LOG(warning) << QStringLiteral("【解析地址】主机、端口或用户名无效。");
         return false;
     }
-    const URL_RESULT_T parts{address.scheme(), address.host(), addressOf(address.host())};
+    URL_RESULT_T parts{address.scheme(), address.host(), QString()};
+    const QByteArray host = parts.host.toUtf8();
+    if (IsIp(host.constData()))
+        parts.address = parts.host;
+    else if (IsDomain(host.constData()))
+        parts.address = QString::fromStdString(DomainToIp(host.toStdString()));
     if (parts.address.isEmpty())
         VT_LOG(warning) << QStringLiteral("【解析地址】主机名无法解析：%1").arg(parts.host);
     if (result)
