@@ -327,14 +327,11 @@ void CMsgCenterDlg::forwardToItem(CMessagePushEvent *event)
 
 bool CMsgCenterDlg::event(QEvent *event)
 {
-    const QEvent::Type type = event->type();
-    if (type >= CMessagePushEvent::eUnknownType && type <= CMessagePushEvent::eMessageClicked) {
-        if (auto *push = dynamic_cast<CMessagePushEvent *>(event)) {
-            forwardToItem(push);
-            return true;
-        }
-    }
-    return ToolDialog::event(event);
+    auto *push = dynamic_cast<CMessagePushEvent *>(event);
+    if (!push)
+        return ToolDialog::event(event);
+    forwardToItem(push);
+    return true;
 }
 
 bool CMsgCenterDlg::eventFilter(QObject *watched, QEvent *event)

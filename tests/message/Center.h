@@ -24,8 +24,7 @@ inline QVariantMap message(const QString &id, const QVariantMap &changes = {})
                        {"MsgDateTime", "2026-11-21 09:30:00"},
                        {"MsgContent", "正文 " + id},
                        {"unRead", true}};
-    for (auto it = changes.cbegin(); it != changes.cend(); ++it)
-        values[it.key()] = *it;
+    values.insert(changes);
     return values;
 }
 
