@@ -2,7 +2,9 @@
 import json
 import os
 import re
+import shutil
 import signal
+import subprocess
 import unittest
 
 from desktop import Desktop, Ear, wait, x_server
@@ -15,7 +17,7 @@ DOWNLOADING = 1  # state of a task
 
 
 class Programs(unittest.TestCase):
-    """Programs that lack a part of what they need, are killed or terminated; each test with a fresh session."""
+    """Programs that lack a part of what they need, are killed, terminated or updated; each test with a fresh session."""
 
     def setUp(self):
         self.session = Session()
@@ -77,6 +79,30 @@ class Programs(unittest.TestCase):
         self.assertNotIn(b"QT_XCB_GL_INTEGRATION", self.session.read(f"/proc/{self.session.pids(HUB)[0]}/environ"))
         self.session.signal(HUB, signal.SIGTERM)
         wait(lambda: not self.session.pids(HUB) + self.session.pids(SERVICES) and not sockets(), "nothing is left")
+
+    def test_running_product_is_refused_or_ended(self):
+        product, folder = "青石排版", "bin/apps/bluestone/"  # its patch is 3.1.0.2
+        self.session.write(folder + "installation.ini",
+                           f"[General]\nSoftwareName={product}\nVersion=3.1.0\nExeName=bluestone-sample\n")
+        path = self.session.path(folder + "bluestone-sample")
+        shutil.copy("/bin/sleep", path)
+        program = subprocess.Popen([path, "600"])
+        self.addCleanup(program.wait)
+        self.addCleanup(program.kill)
+        self.session.start_host()
+        result = self.session.tarnctl("upgrade", "silent", product)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("the product is running", result.stderr)
+        # The online-upgrade window, which installs finished downloads, is open meanwhile.
+        self.session.run("upgrade", "start", "远帆仿真")
+        self.assertNotIn(b"3.1.0.2", self.session.read(folder + "installation.ini"))
+        self.assertIsNone(program.poll())
+        self.assertEqual(self.session.run("upgrade", "silent", "--kill-running", product),
+                         "shown: yes\nstate of the window: 1\ninstalled: 3.1.0.2\n")
+        program.wait(30)
+        self.assertIn(b"PatchVersion=3.1.0.2", self.session.read(folder + "installation.ini"))
+        self.assertTrue(self.session.read(folder + "bluestone-patch-3.1.0.2.version"))
+        self.session.run("status")  # though its only window has closed
 
 
 class Windows(PlatformTest):
