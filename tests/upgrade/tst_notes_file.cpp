@@ -1,6 +1,7 @@
 #include "base/WorkPool.h"
 #include "support/LinkTaker.h"
 #include "support/LogCatcher.h"
+#include "support/OwnProcess.h"
 #include "support/Packages.h"
 #include "upgrade/ExplainItem.h"
 #include "upgrade/NotesBrowser.h"
@@ -13,9 +14,9 @@
 #include <QTextFrame>
 #include <QTextLayout>
 #include <sys/stat.h>
-#include <time.h>
 
 using namespace tarn::visualized;
+using own::processorMs;
 
 // Notes files of every kind: none of them may block, fetch anything or take the process down.
 class TestNotesFile final : public QObject
@@ -125,11 +126,6 @@ private slots:
     void heavyPages()
     {
         QFETCH(QString, html);
-        const auto processorMs = [] {
-            timespec time = {};
-            clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-            return qint64(time.tv_sec) * 1000 + time.tv_nsec / 1000000;
-        };
         constexpr int MaxWorkerMs = 5000;
         constexpr int MaxGuiMs = 300;
         const QString path = file(html.toUtf8());

@@ -26,9 +26,7 @@ CCustomScrollArea::CCustomScrollArea(QWidget *parent, QWidget *content)
 
 void CCustomScrollArea::InitScrollArea()
 {
-    setObjectName(QStringLiteral("upgradeScrollArea"));
     setWidgetResizable(true);
-    setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::NoFocus);
     setStyleSheet(areaSheet(this));
 }

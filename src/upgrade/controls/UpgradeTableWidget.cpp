@@ -112,7 +112,6 @@ void CUpgradeTableWidget::InitTableStyleSheets()
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     verticalHeader()->setVisible(false);
     setShowGrid(false);
-    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     verticalScrollBar()->setStyleSheet(scrollBarSheet(this));
