@@ -38,16 +38,8 @@ const MessageField Fields[] = {
 };
 
 // The columns of a message: a number, an id, its fields and times.
-enum Column {
-    Seq,
-    Id,
-    FirstField,
-    SortTime = FirstField + int(std::size(Fields)),
-    StoredAt,
-    ReadAt,
-    DeletedAt,
-    IgnoredAt
-};
+constexpr int FieldCount = std::size(Fields);
+enum Column { Seq, Id, FirstField, SortTime = FirstField + FieldCount, StoredAt, ReadAt, DeletedAt, IgnoredAt };
 
 QStringList schema()
 {

@@ -2,7 +2,6 @@
 #include "services/UpgradeEngine.h"
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QScopeGuard>
 #include <algorithm>
 #include <cerrno>
@@ -117,13 +116,31 @@ public:
     }
 
 private:
-    UpgradeTask currentTask() const { return m_tools.engine.taskOf(m_software.name); }
+    // The task. Throws the reason when it failed or was cancelled, and when the caller has gone away.
+    UpgradeTask task() const
+    {
+        failIf(m_tools.context.isCancelled(), QStringLiteral("the caller no longer waits for the result"));
+        UpgradeTask task = m_tools.engine.taskOf(m_software.name);
+        failIf(task.id != m_id, QStringLiteral("the task was replaced by another one"));
+        failIf(task.state == state::Cancelled, QStringLiteral("it was cancelled"));
+        failIf(task.state == state::DownloadFailed || task.state == state::InstallFailed, task.error);
+        return task;
+    }
+
+    void awaitEndOf(int state)
+    {
+        while (task().state == state) {
+            askState();
+            QThread::msleep(PollMs);
+        }
+    }
 
     void download()
     {
         m_id = m_tools.engine.start(m_task);
         failIf(m_id == 0, QStringLiteral("the product has another task: it is being upgraded"));
-        m_package = awaitEndOf(state::Downloading).items.constFirst().file;
+        awaitEndOf(state::Downloading);
+        m_package = task().items.constFirst().file;
     }
 
     void makeWay(bool killRunning) const
@@ -155,66 +172,36 @@ private:
         awaitJudgement();
     }
 
-    // Throws where the visualized service finds something wrong with the package.
+    // Throws where the visualized service finds something wrong with the package. The window with the tasks may have
+    // installed the package meanwhile and removed it, which is no failure.
     void awaitJudgement()
     {
-        QElapsedTimer sinceShown;
-        sinceShown.start();
-        while (sinceShown.elapsed() < SettleTime && !hasBegun()) {
+        const QDeadlineTimer settled(SettleTime);
+        while (!settled.hasExpired() && task().state == state::Downloaded) {
             failIf(m_state == silent::Failed,
                    QStringLiteral("the visualized service finds no such package: %1").arg(m_package));
-            requireCaller();
             QThread::msleep(PollMs);
             askState();
         }
-    }
-
-    void requireCaller() const
-    {
-        failIf(m_tools.context.isCancelled(), QStringLiteral("the caller no longer waits for the result"));
-    }
-
-    // The window with the tasks may have installed the package meanwhile and removed it, which is no failure.
-    bool hasBegun() const
-    {
-        const UpgradeTask task = currentTask();
-        return task.id == m_id && (task.state == state::Installing || task.state == state::Installed);
     }
 
     void install()
     {
         // An end that is not fetched would be the first answer during the next installation.
         const auto fetching = qScopeGuard([this] { askState(); });
-        const UpgradeTask before = currentTask();
-        if (before.id == m_id && before.state == state::Downloaded) // else it has begun, or is another's
+        if (task().state == state::Downloaded) // else it has begun
             m_tools.engine.install(m_software.name);
-        const UpgradeTask task = awaitEndOf(state::Installing);
-        failIf(task.state != state::Installed,
-               QStringLiteral("it was not installed: its task has state %1").arg(task.state));
+        awaitEndOf(state::Installing);
+        const int end = task().state;
+        failIf(end != state::Installed, QStringLiteral("it was not installed: its task has state %1").arg(end));
     }
 
     // Stops the task, unless it is being installed, which ends by itself.
     void abandon()
     {
-        const UpgradeTask task = currentTask();
+        const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
         if (m_id != 0 && task.id == m_id && task.state != state::Installing)
             m_tools.engine.stop(m_software.name);
-    }
-
-    // Waits until the task has left this state. Throws the reason when it failed or was cancelled.
-    UpgradeTask awaitEndOf(int state)
-    {
-        while (true) {
-            requireCaller();
-            UpgradeTask task = currentTask();
-            failIf(task.id != m_id, QStringLiteral("the task was replaced by another one"));
-            failIf(task.state == state::Cancelled, QStringLiteral("it was cancelled"));
-            failIf(task.state == state::DownloadFailed || task.state == state::InstallFailed, task.error);
-            if (task.state != state)
-                return task;
-            askState();
-            QThread::msleep(PollMs);
-        }
     }
 
     rpc::CallResult query() const
