@@ -46,8 +46,7 @@ private slots:
     {
         QCOMPARE(::mount("tarn", qPrintable(m_disk), "tmpfs", 0, "size=80m"), 0);
         m_bench = std::make_unique<UpgradeBench>(m_disk);
-        HttpServer::File file;
-        file.content = QByteArray(12 * MiB, 'x');
+        HttpServer::File file(QByteArray(12 * MiB, 'x'));
         QVERIFY(fill(68 * MiB)); // the reserve and less than the package
         m_bench->start({m_bench->package("p", file)});
         QTRY_COMPARE(m_bench->state(), int(state::DownloadFailed));

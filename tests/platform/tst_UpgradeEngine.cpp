@@ -28,8 +28,7 @@ QByteArray noise(int size)
 
 HttpServer::File slowFile(qint64 bytesPerSecond)
 {
-    HttpServer::File file;
-    file.content = noise(300000);
+    HttpServer::File file(noise(300000));
     file.bytesPerSecond = bytesPerSecond;
     return file;
 }
@@ -126,8 +125,7 @@ private slots:
         QFETCH(Change, change);
         QFETCH(QString, error);
         const bool fails = !error.isEmpty();
-        HttpServer::File file;
-        file.content = noise(300000);
+        HttpServer::File file(noise(300000));
         UpgradeItem wanted = m_bench->package("p", file);
         change(file, wanted);
         m_bench->server.set("p", file);
@@ -172,8 +170,7 @@ private slots:
 
     void partsThatDoNotFit()
     {
-        HttpServer::File file;
-        file.content = noise(300000);
+        HttpServer::File file(noise(300000));
         file.wrongRange = true;
         UpgradeItem item = m_bench->package("p", file);
         item.file = m_folder->filePath("p");

@@ -75,8 +75,11 @@ HttpServer::File HttpServer::take(const QByteArray &path, const QByteArray &rang
     m_requests.append(range);
     const bool isElsewhere = path.endsWith(Elsewhere);
     const auto found = m_files.find(isElsewhere ? path.chopped(Elsewhere.size()) : path);
-    if (found == m_files.end())
-        return {{}, 404};
+    if (found == m_files.end()) {
+        File missing;
+        missing.status = 404;
+        return missing;
+    }
     File file = *found;
     file.redirects = file.redirects && !isElsewhere;
     if (found->breaks > 0 && !file.redirects)

@@ -13,6 +13,10 @@ class HttpServer final
 public:
     struct File
     {
+        File(const QByteArray &bytes = {}) // a test may pass the bytes alone
+            : content(bytes)
+        {
+        }
         QByteArray content;
         int status = 200;        // anything else is answered with this and without the content
         bool ranges = true;      // false: always the whole file

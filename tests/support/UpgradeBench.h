@@ -32,13 +32,6 @@ public:
             type, Name, QStringLiteral("2.0"), server.url(path), packages::sha256(file.content), file.content.size(),
             0};
     }
-    tarn::services::UpgradeItem package(const QString &path, const QByteArray &content,
-                                        int type = tarn::upgrade::item::Main)
-    {
-        HttpServer::File file;
-        file.content = content;
-        return package(path, file, type);
-    }
     void start(const QList<tarn::services::UpgradeItem> &items)
     {
         tarn::services::UpgradeTask task;
