@@ -3,12 +3,11 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
 #include <QDeadlineTimer>
+#include <QScopedPointer>
 #include <QThread>
 #include <QVector>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
@@ -23,12 +22,8 @@ constexpr uint32_t MaxPropertyWords = 16384;
 constexpr uint32_t SourcePager = 2; // of _NET_ACTIVE_WINDOW: asked by the user, so that no window manager refuses
 constexpr const char *NoticeRoles[] = {"NotifyWnd", "MissingHubNotice"};
 
-struct Free
-{
-    void operator()(void *reply) const { std::free(reply); }
-};
 template <typename Reply>
-using Owned = std::unique_ptr<Reply, Free>;
+using Owned = QScopedPointer<Reply, QScopedPointerPodDeleter>;
 
 /// A connection to the X server of DISPLAY, whose window manager lists the windows and moves the focus. A window that has
 /// been destroyed meanwhile has no properties.
@@ -77,8 +72,8 @@ QByteArray Desktop::property(xcb_window_t window, const char *name) const
 {
     const auto cookie = xcb_get_property(m_connection, 0, window, atom(name), XCB_ATOM_ANY, 0, MaxPropertyWords);
     const Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
-    return reply ? QByteArray(static_cast<const char *>(xcb_get_property_value(reply.get())),
-                              xcb_get_property_value_length(reply.get()))
+    return reply ? QByteArray(static_cast<const char *>(xcb_get_property_value(reply.data())),
+                              xcb_get_property_value_length(reply.data()))
                  : QByteArray();
 }
 

@@ -76,31 +76,31 @@ QString stateName(int state)
     return names.value(state, QStringLiteral("state %1").arg(state));
 }
 
-void printTasks(const QVariantList &tasks)
+QString taskText(const QVariantMap &task)
 {
-    print(QStringLiteral("tasks: %1").arg(tasks.size()));
-    for (const QVariant &entry : tasks) {
-        const QVariantMap task = entry.toMap();
-        const QVariantMap item = task.value(key::WorkingItem).toMap();
-        const QString line = QStringLiteral("  %1: %2, %3 %4, %5 of %6 bytes")
-                                 .arg(printable(task, key::SoftName), stateName(task.value(key::Status).toInt()),
-                                      printable(item, key::UpdateName), printable(item, key::UpdateVersion),
-                                      printable(item, key::CurrentSize), printable(item, key::TotalSize));
-        const QString error = printable(task, key::ErrMsg);
-        print(error.isEmpty() ? line : line + QStringLiteral(", ") + error);
-    }
+    const QVariantMap item = task.value(key::WorkingItem).toMap();
+    const QString text = QStringLiteral("%1: %2, %3 %4, %5 of %6 bytes")
+                             .arg(printable(task, key::SoftName), stateName(task.value(key::Status).toInt()),
+                                  printable(item, key::UpdateName), printable(item, key::UpdateVersion),
+                                  printable(item, key::CurrentSize), printable(item, key::TotalSize));
+    const QString error = printable(task, key::ErrMsg);
+    return error.isEmpty() ? text : text + QStringLiteral(", ") + error;
 }
 
-void printIgnores(const QVariantList &ignores)
+QString ignoreText(const QVariantMap &map)
 {
-    print(QStringLiteral("ignored: %1").arg(ignores.size()));
-    for (const QVariant &entry : ignores) {
-        const QVariantMap map = entry.toMap();
-        const QString item = printable(map, wire::ignored::Item);
-        print(QStringLiteral("  %1: %2 %3%4")
-                  .arg(printable(map, wire::ignored::Product), printable(map, wire::ignored::Kind),
-                       item.isEmpty() ? item : item + QLatin1Char(' '), printable(map, wire::ignored::Version)));
-    }
+    const QString item = printable(map, wire::ignored::Item);
+    return QStringLiteral("%1: %2 %3%4")
+        .arg(printable(map, wire::ignored::Product), printable(map, wire::ignored::Kind),
+             item.isEmpty() ? item : item + QLatin1Char(' '), printable(map, wire::ignored::Version));
+}
+
+void printList(const QString &title, const QVariant &list, QString (*text)(const QVariantMap &))
+{
+    const QVariantList entries = list.toList();
+    print(QStringLiteral("%1: %2").arg(title).arg(entries.size()));
+    for (const QVariant &entry : entries)
+        print(QStringLiteral("  ") + text(entry.toMap()));
 }
 
 // A status in pages is one list.
@@ -118,8 +118,8 @@ QVariant statusOf(const rpc::CallResult &result)
 void printStatus(const rpc::CallResult &result)
 {
     const QVariantMap status = statusOf(result).toMap();
-    printIgnores(status.value(wire::Ignores).toList());
-    printTasks(status.value(wire::Tasks).toList());
+    printList("ignored", status.value(wire::Ignores), ignoreText);
+    printList("tasks", status.value(wire::Tasks), taskText);
 }
 
 QVariant tasksOf(const rpc::CallResult &result)
@@ -216,7 +216,7 @@ QList<Command> upgradeCommands()
         Command("upgrade tasks", "lists downloads and installations",
                 "Lists the downloads and installations, finished ones too.", {}, {Json},
                 asks({UpgradeService, QStringLiteral("QueryTaskInfos")}, {},
-                     {[](const rpc::CallResult &result) { printTasks(tasksOf(result).toList()); }, tasksOf})),
+                     {[](const rpc::CallResult &result) { printList("tasks", tasksOf(result), taskText); }, tasksOf})),
     };
 }
 

@@ -10,39 +10,25 @@ namespace {
 // Plug-ins built for an older interface of the same major version go on working.
 const QString HostVersion = QStringLiteral("1.0.0");
 
-struct Key
+/// Why a key that is no version is refused.
+QString keyRefusal(const QJsonObject &map)
 {
-    const char *name;
-    QJsonValue::Type type;
-    const char *expected;
-    bool mayBeEmpty; ///< of a string
-};
-
-constexpr Key Keys[] = {
-    {"Category", QJsonValue::String, "a string", false},
-    {"CompatVersion", QJsonValue::String, "a string", false},
-    {"Copyright", QJsonValue::String, "a string", true},
-    {"Description", QJsonValue::String, "a string", false},
-    {"DisabledByDefault", QJsonValue::Bool, "a boolean", false},
-    {"ErrorHandling", QJsonValue::String, "a string", false},
-    {"License", QJsonValue::Array, "an array of strings", false},
-    {"Name", QJsonValue::String, "a string", false},
-    {"Url", QJsonValue::String, "a string", true},
-    {"Vendor", QJsonValue::String, "a string", true},
-    {"Version", QJsonValue::String, "a string", false},
-};
-
-QString keyRefusal(const QJsonObject &map, const Key &key)
-{
-    const QString name = QString::fromLatin1(key.name);
-    const QJsonValue value = map.value(name);
-    const QJsonArray items = value.toArray();
-    const bool areStrings =
-        std::all_of(items.begin(), items.end(), [](const QJsonValue &item) { return item.isString(); });
-    if (value.type() != key.type || !areStrings)
-        return QStringLiteral("key \"%1\" is missing or not %2").arg(name, QLatin1String(key.expected));
-    if (value.isString() && !key.mayBeEmpty && value.toString().isEmpty())
-        return QStringLiteral("key \"%1\" is empty").arg(name);
+    for (const char *name : {"Category", "CompatVersion", "Copyright", "Description", "ErrorHandling", "Name", "Url",
+                             "Vendor", "Version"}) {
+        if (!map.value(QLatin1String(name)).isString())
+            return QStringLiteral("key \"%1\" is missing or no string").arg(QLatin1String(name));
+    }
+    for (const char *name : {"Category", "Description", "ErrorHandling", "Name"}) {
+        if (map.value(QLatin1String(name)).toString().isEmpty())
+            return QStringLiteral("key \"%1\" is empty").arg(QLatin1String(name));
+    }
+    if (!map.value(QStringLiteral("DisabledByDefault")).isBool())
+        return QStringLiteral("key \"DisabledByDefault\" is missing or no boolean");
+    const QJsonValue licences = map.value(QStringLiteral("License"));
+    const QJsonArray items = licences.toArray();
+    if (!licences.isArray() ||
+        !std::all_of(items.begin(), items.end(), [](const auto &item) { return item.isString(); }))
+        return QStringLiteral("key \"License\" is missing or no array of strings");
     return QString();
 }
 
@@ -93,10 +79,6 @@ QString pluginmetadata::refusal(const QJsonObject &metadata)
     if (!reason.isEmpty())
         return reason;
     const QJsonObject map = metadata.value(QStringLiteral("MetaData")).toObject();
-    for (const Key &key : Keys) {
-        reason = keyRefusal(map, key);
-        if (!reason.isEmpty())
-            return reason;
-    }
-    return versionRefusal(map);
+    reason = keyRefusal(map);
+    return reason.isEmpty() ? versionRefusal(map) : reason;
 }

@@ -93,14 +93,14 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
 }
 
 rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
-                                             int limitMs)
+                                             int limitMs, Late late)
 {
     const QDeadlineTimer deadline(limitMs);
     const auto pageAt = [&](const QString &cursor) {
         rpc::Bag bag = input;
         if (!cursor.isEmpty())
             bag.values.insert(wire::Cursor, cursor);
-        return call(tag, method, bag, static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
+        return call(tag, method, bag, static_cast<int>(qMax<qint64>(1, deadline.remainingTime())), late);
     };
     rpc::CallResult page;
     for (int attempt = 0; attempt == 0 || (attempt < Attempts && !deadline.hasExpired()); ++attempt) {

@@ -79,17 +79,12 @@ ServiceConnection::~ServiceConnection() = default;
 void ServiceConnection::open() {}
 void ServiceConnection::close() {}
 
-rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int, Late)
+rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input, int,
+                                             Late)
 {
     const int successCode = tag == wire::CloudTag ? 4000 : tag == wire::MessageTag ? 2000 : 1000;
     const FakeAnswer answer = control().take({method, input.values, input.list}, successCode);
     return {{}, true, answer.code, answer.error, {answer.values, answer.list}};
-}
-
-rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
-                                             int limitMs)
-{
-    return call(tag, method, input, limitMs);
 }
 
 } // namespace tarn::link

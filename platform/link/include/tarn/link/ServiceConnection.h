@@ -41,7 +41,7 @@ public:
     /// @param limitMs deadline of all pages together, in milliseconds
     /// @return the first page's result with the whole list, or the result of the call that failed, with an empty list
     rpc::CallResult callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
-                              int limitMs = DefaultTimeout);
+                              int limitMs = DefaultTimeout, Late late = Silent);
 
     void open();  ///< a new connection is open; after close() calls are taken again
     void close(); ///< refuses new calls, ends those that wait and returns when they have left
