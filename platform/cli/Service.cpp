@@ -106,8 +106,8 @@ Output eachOf(void (*printer)(const QVariantMap &))
 int ask(const Query &query, const Line &line, const Output &output)
 {
     link::ServiceConnection connection;
-    const auto result = accepted(
-        connection.callPaged(query.service.tag, query.method, {query.values, {}}, query.limitMs), query.service);
+    const auto result =
+        accepted(connection.call(query.service.tag, query.method, {query.values, {}}, query.limitMs), query.service);
     if (output.print)
         line.isSet(Json.name) ? print(compact(toJson(output.data(result)))) : output.print(result);
     return status::Ok;

@@ -86,8 +86,7 @@ protected:
                            *output);
         if (!m_initialized)
             return deliver(m_codes.noConnection, QStringLiteral("the assistant is not initialized"), {}, *output);
-        rpc::CallResult result =
-            m_connection.callPaged(m_tag, QString::fromLatin1(method), args->bag(), timeoutMs, late);
+        rpc::CallResult result = m_connection.call(m_tag, QString::fromLatin1(method), args->bag(), timeoutMs, late);
         if (!listKey.isEmpty() && !result.output.list.isEmpty())
             result.output.values.insert(listKey, std::exchange(result.output.list, {}));
         deliver(codeOf(result, m_codes),

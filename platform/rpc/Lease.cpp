@@ -1,6 +1,5 @@
 #include "rpc/Lease.h"
 #include "rpc/Channels.h"
-#include "rpc/HubLink.h"
 #include "rpc/Log.h"
 #include "tarn/rpc/HubPort.h"
 #include "tarn/v1/hub.grpc.pb.h"

@@ -1,12 +1,28 @@
 #pragma once
 #include "rpc/Channels.h"
-#include "rpc/HubLink.h"
 #include "tarn/rpc/RpcProxy.h"
 #include <atomic>
 #include <grpcpp/client_context.h>
 #include <set>
 
 namespace tarn::rpc {
+
+/// Asks the hub where objects live. Follows a restarted hub to its new port. Thread-safe.
+class HubLink
+{
+public:
+    void setAddress(const Address &address);
+    using Deadline = std::chrono::system_clock::time_point;
+    /// The hub's own entry when asked for "IServiceHub". Takes at most two seconds, less where the deadline is earlier.
+    RpcError resolve(const QString &tag, Deadline deadline, ObjectRef *to);
+
+private:
+    RpcError ask(const QString &tag, bool fresh, Deadline deadline, ObjectRef *to);
+
+    QMutex m_mutex;
+    Address m_address;
+    std::shared_ptr<grpc::Channel> m_channel;
+};
 
 /// The calls that this process waits for, so that a shutdown can end them. Thread-safe.
 class PendingCalls

@@ -79,8 +79,7 @@ ServiceConnection::~ServiceConnection() = default;
 void ServiceConnection::open() {}
 void ServiceConnection::close() {}
 
-rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input, int,
-                                             Late)
+rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int, Late)
 {
     const int successCode = tag == wire::CloudTag ? 4000 : tag == wire::MessageTag ? 2000 : 1000;
     const FakeAnswer answer = control().take({method, input.values, input.list}, successCode);
