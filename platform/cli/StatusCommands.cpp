@@ -58,7 +58,7 @@ int runStatus(const Line &line)
     if (rpc::runtimeDir(&error).isEmpty())
         throw Failure{status::NoTransport, error};
     const Question questions[] = {
-        {"hub", VisualizedService, hub::HubInterface, "Ping"},
+        {"hub", VisualizedService, hub::HubInterface, "List"},
         {"message service", MessageService, MessageService.tag, link::wire::method::UnreadCount},
         {"upgrade service", UpgradeService, UpgradeService.tag, link::wire::method::UpgradeStatus},
         {"cloud account service", CloudService, CloudService.tag, link::wire::method::CloudStatus},

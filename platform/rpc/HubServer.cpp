@@ -6,6 +6,7 @@
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include "tarn/v1/hub.grpc.pb.h"
+#include <QCoreApplication>
 #include <QFile>
 #include <QMap>
 #include <atomic>
@@ -49,6 +50,11 @@ class HubService final : public v1::Hub::CallbackService
 {
 public:
     void setSelf(const ObjectRef &self) { m_self = self; } ///< the hub's own entry; before the server starts
+    QMap<QString, Entry> entries() const                   ///< by tag
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_entries;
+    }
 
     grpc::ServerWriteReactor<v1::RegisterReply> *Register(grpc::CallbackServerContext *context,
                                                           const v1::RegisterRequest *request) override;
@@ -69,7 +75,7 @@ private:
     }
 
     ObjectRef m_self;
-    QRecursiveMutex m_mutex;                ///< guards what follows; gRPC may end a stream inside finish()
+    mutable QRecursiveMutex m_mutex;        ///< guards what follows; gRPC may end a stream inside finish()
     QMap<QString, Entry> m_entries;         ///< by tag
     QMap<quint64, LeaseStream *> m_streams; ///< by epoch, the newest of each process
     quint64 m_leases = 0;
@@ -201,8 +207,7 @@ grpc::ServerUnaryReactor *HubService::Resolve(grpc::CallbackServerContext *conte
 grpc::ServerUnaryReactor *HubService::List(grpc::CallbackServerContext *context, const v1::ListRequest *,
                                            v1::ListReply *reply)
 {
-    const QMutexLocker lock(&m_mutex);
-    for (const Entry &entry : qAsConst(m_entries)) {
+    for (const Entry &entry : entries()) {
         v1::Entry *each = reply->add_entries();
         toWire(entry.object, each->mutable_object());
         each->set_pid(entry.pid);
@@ -213,13 +218,30 @@ grpc::ServerUnaryReactor *HubService::List(grpc::CallbackServerContext *context,
     return reactor;
 }
 
-/// The hub as an object that RpcProxy can call.
-CallResult invoke(const QString &method, const Bag &, const ICallContext &)
+QVariantMap describe(const Entry &entry)
+{
+    return {{QStringLiteral("tag"), entry.object.tag},
+            {QStringLiteral("interface"), entry.object.interfaceName},
+            {QStringLiteral("endpoint"), entry.object.endpoint},
+            {QStringLiteral("epoch"), entry.object.epoch},
+            {QStringLiteral("pid"), entry.pid},
+            {QStringLiteral("program"), entry.program}};
+}
+
+/// The methods of the hub as an object that RpcProxy can call.
+CallResult invoke(const HubService &service, const QString &method)
 {
     CallResult result;
-    result.accepted = method == QLatin1String("Ping");
-    if (!result.accepted)
+    result.accepted = true;
+    if (method == QLatin1String("Ping")) {
+        result.output.values = {{QStringLiteral("pid"), QCoreApplication::applicationPid()},
+                                {QStringLiteral("program"), hub::HubProgram}};
+    } else if (method == QLatin1String("List")) {
+        for (const Entry &entry : service.entries())
+            result.output.list.append(describe(entry));
+    } else {
         result.error.code = RpcError::NotFound;
+    }
     return result;
 }
 
@@ -233,7 +255,8 @@ public:
     {
         Servant self;
         self.interfaceName = self.tag = hub::HubInterface;
-        self.object = QSharedPointer<Invocable>::create(invoke);
+        self.object = QSharedPointer<Invocable>::create(
+            [this](const QString &method, const Bag &, const ICallContext &) { return invoke(service, method); });
         self.gate = std::make_shared<CallGate>();
         self.gate->open();
         servants.add(self);

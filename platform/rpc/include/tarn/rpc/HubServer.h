@@ -6,7 +6,8 @@
 namespace tarn::rpc {
 
 /// The hub's registry on its socket: "hub-<port>.sock" in the runtime directory. Thread-safe. Besides the Hub service
-/// it serves the object "IServiceHub", whose method "Ping" accepts every call.
+/// it serves the object "IServiceHub": method "Ping" answers "pid" and "program" values, "List" a list of maps with
+/// "tag", "interface", "endpoint", "epoch", "pid" and "program".
 class TARN_RPC_EXPORT HubServer
 {
 public:
