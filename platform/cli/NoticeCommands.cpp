@@ -45,77 +45,62 @@ public:
 
     bool isValid() const { return xcb_connection_has_error(m_connection) == 0; }
     /// The window of the newest notice that is shown; 0 without one.
-    xcb_window_t newestNotice() const;
-    bool hasFocus(xcb_window_t window) const;
-    void requestFocus(xcb_window_t window) const;
+    xcb_window_t newestNotice() const
+    {
+        const auto windows = numbers(m_root, "_NET_CLIENT_LIST"); // in the order in which they were first shown
+        const auto newest =
+            std::find_if(windows.crbegin(), windows.crend(), [this](auto each) { return isNotice(each); });
+        return newest == windows.crend() ? 0 : *newest;
+    }
+    bool hasFocus(xcb_window_t window) const { return numbers(m_root, "_NET_ACTIVE_WINDOW").value(0) == window; }
+    void requestFocus(xcb_window_t window) const
+    {
+        xcb_client_message_event_t message = {};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = window;
+        message.type = atom("_NET_ACTIVE_WINDOW");
+        message.data.data32[0] = SourcePager;
+        message.data.data32[1] = XCB_CURRENT_TIME;
+        xcb_send_event(m_connection, 0, m_root,
+                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char *>(&message));
+        xcb_flush(m_connection);
+    }
 
 private:
-    xcb_atom_t atom(const char *name) const;
-    QByteArray property(xcb_window_t window, const char *name) const;
-    /// A property that is a list of windows or atoms.
-    QVector<uint32_t> numbers(xcb_window_t window, const char *name) const;
-    bool isNotice(xcb_window_t window) const;
+    xcb_atom_t atom(const char *name) const
+    {
+        const auto cookie = xcb_intern_atom(m_connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
+        const Owned<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, cookie, nullptr));
+        return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+    }
+    QByteArray property(xcb_window_t window, const char *name) const
+    {
+        const auto cookie = xcb_get_property(m_connection, 0, window, atom(name), XCB_ATOM_ANY, 0, MaxPropertyWords);
+        const Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
+        return reply ? QByteArray(static_cast<const char *>(xcb_get_property_value(reply.data())),
+                                  xcb_get_property_value_length(reply.data()))
+                     : QByteArray();
+    }
+    /// A property that is a list of windows.
+    QVector<uint32_t> numbers(xcb_window_t window, const char *name) const
+    {
+        const QByteArray bytes = property(window, name);
+        QVector<uint32_t> list(bytes.size() / static_cast<int>(sizeof(uint32_t)));
+        std::memcpy(list.data(), bytes.constData(), static_cast<size_t>(list.size()) * sizeof(uint32_t));
+        return list;
+    }
+    bool isNotice(xcb_window_t window) const
+    {
+        const QByteArray role = property(window, "WM_WINDOW_ROLE");
+        return std::find(std::begin(NoticeRoles), std::end(NoticeRoles), role) != std::end(NoticeRoles);
+    }
 
     int m_screen = 0; // in DISPLAY; initialized before the connection
     xcb_connection_t *const m_connection;
     xcb_window_t m_root = 0;
 };
-
-xcb_atom_t Desktop::atom(const char *name) const
-{
-    const auto cookie = xcb_intern_atom(m_connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
-    const Owned<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, cookie, nullptr));
-    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-}
-
-QByteArray Desktop::property(xcb_window_t window, const char *name) const
-{
-    const auto cookie = xcb_get_property(m_connection, 0, window, atom(name), XCB_ATOM_ANY, 0, MaxPropertyWords);
-    const Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
-    return reply ? QByteArray(static_cast<const char *>(xcb_get_property_value(reply.data())),
-                              xcb_get_property_value_length(reply.data()))
-                 : QByteArray();
-}
-
-QVector<uint32_t> Desktop::numbers(xcb_window_t window, const char *name) const
-{
-    const QByteArray bytes = property(window, name);
-    QVector<uint32_t> list(bytes.size() / static_cast<int>(sizeof(uint32_t)));
-    std::memcpy(list.data(), bytes.constData(), static_cast<size_t>(list.size()) * sizeof(uint32_t));
-    return list;
-}
-
-bool Desktop::isNotice(xcb_window_t window) const
-{
-    const QByteArray role = property(window, "WM_WINDOW_ROLE");
-    return std::find(std::begin(NoticeRoles), std::end(NoticeRoles), role) != std::end(NoticeRoles);
-}
-
-xcb_window_t Desktop::newestNotice() const
-{
-    const auto windows = numbers(m_root, "_NET_CLIENT_LIST"); // in the order in which they were first shown
-    const auto newest = std::find_if(windows.crbegin(), windows.crend(), [this](auto each) { return isNotice(each); });
-    return newest == windows.crend() ? 0 : *newest;
-}
-
-bool Desktop::hasFocus(xcb_window_t window) const
-{
-    return numbers(m_root, "_NET_ACTIVE_WINDOW").value(0) == window;
-}
-
-void Desktop::requestFocus(xcb_window_t window) const
-{
-    xcb_client_message_event_t message = {};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = window;
-    message.type = atom("_NET_ACTIVE_WINDOW");
-    message.data.data32[0] = SourcePager;
-    message.data.data32[1] = XCB_CURRENT_TIME;
-    xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char *>(&message));
-    xcb_flush(m_connection);
-}
 
 void onSilence(int)
 {

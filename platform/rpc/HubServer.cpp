@@ -59,9 +59,37 @@ public:
     grpc::ServerWriteReactor<v1::RegisterReply> *Register(grpc::CallbackServerContext *context,
                                                           const v1::RegisterRequest *request) override;
     grpc::ServerUnaryReactor *Resolve(grpc::CallbackServerContext *context, const v1::ResolveRequest *request,
-                                      v1::ObjectRef *reply) override;
-    grpc::ServerUnaryReactor *List(grpc::CallbackServerContext *context, const v1::ListRequest *request,
-                                   v1::ListReply *reply) override;
+                                      v1::ObjectRef *reply) override
+    {
+        grpc::ServerUnaryReactor *reactor = context->DefaultReactor();
+        const QString tag = QString::fromStdString(request->tag());
+        ObjectRef found = m_self;
+        if (tag != hub::HubInterface) {
+            const QMutexLocker lock(&m_mutex);
+            found = m_entries.value(tag).object;
+        }
+        if (found.isNull()) {
+            reactor->Finish({grpc::StatusCode::NOT_FOUND,
+                             QStringLiteral("no object \"%1\" is registered").arg(tag.left(200)).toStdString()});
+            return reactor;
+        }
+        toWire(found, reply);
+        reactor->Finish(grpc::Status::OK);
+        return reactor;
+    }
+    grpc::ServerUnaryReactor *List(grpc::CallbackServerContext *context, const v1::ListRequest *,
+                                   v1::ListReply *reply) override
+    {
+        for (const Entry &entry : entries()) {
+            v1::Entry *each = reply->add_entries();
+            toWire(entry.object, each->mutable_object());
+            each->set_pid(entry.pid);
+            each->set_program(entry.program.toStdString());
+        }
+        grpc::ServerUnaryReactor *reactor = context->DefaultReactor();
+        reactor->Finish(grpc::Status::OK);
+        return reactor;
+    }
 
 private:
     class LeaseStream;
@@ -182,40 +210,6 @@ grpc::ServerWriteReactor<v1::RegisterReply> *HubService::Register(grpc::Callback
                                                                   const v1::RegisterRequest *request)
 {
     return new LeaseStream(*this, *request);
-}
-
-grpc::ServerUnaryReactor *HubService::Resolve(grpc::CallbackServerContext *context, const v1::ResolveRequest *request,
-                                              v1::ObjectRef *reply)
-{
-    grpc::ServerUnaryReactor *reactor = context->DefaultReactor();
-    const QString tag = QString::fromStdString(request->tag());
-    ObjectRef found = m_self;
-    if (tag != hub::HubInterface) {
-        const QMutexLocker lock(&m_mutex);
-        found = m_entries.value(tag).object;
-    }
-    if (found.isNull()) {
-        reactor->Finish({grpc::StatusCode::NOT_FOUND,
-                         QStringLiteral("no object \"%1\" is registered").arg(tag.left(200)).toStdString()});
-        return reactor;
-    }
-    toWire(found, reply);
-    reactor->Finish(grpc::Status::OK);
-    return reactor;
-}
-
-grpc::ServerUnaryReactor *HubService::List(grpc::CallbackServerContext *context, const v1::ListRequest *,
-                                           v1::ListReply *reply)
-{
-    for (const Entry &entry : entries()) {
-        v1::Entry *each = reply->add_entries();
-        toWire(entry.object, each->mutable_object());
-        each->set_pid(entry.pid);
-        each->set_program(entry.program.toStdString());
-    }
-    grpc::ServerUnaryReactor *reactor = context->DefaultReactor();
-    reactor->Finish(grpc::Status::OK);
-    return reactor;
 }
 
 QVariantMap describe(const Entry &entry)
