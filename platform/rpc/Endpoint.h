@@ -1,8 +1,7 @@
 #pragma once
-#include "rpc/Listener.h"
 #include "rpc/Servants.h"
 #include "rpc/Settings.h"
-#include <vector>
+#include <memory>
 
 namespace grpc {
 class Server;
@@ -13,6 +12,7 @@ class Service;
 namespace tarn::rpc {
 
 class CallService;
+class Listener;
 struct ClientSide;
 
 /// The server of a process. Thread-safe after open().
