@@ -123,31 +123,9 @@ QAccessibleInterface *makeInterface(const QString &, QObject *object)
         return new ListInterface(list);
     return nullptr;
 }
-
-// Removed with the library that holds makeInterface().
-struct Factory
-{
-    Factory() { QAccessible::installFactory(makeInterface); }
-    ~Factory() { QAccessible::removeFactory(makeInterface); }
-    Q_DISABLE_COPY(Factory)
-};
 } // namespace
 
 void messageaccessible::install()
 {
-    static const Factory factory;
-}
-
-void messageaccessible::announceExpansion(CMessageListItem *item)
-{
-    if (!QAccessible::isActive())
-        return;
-    QAccessible::State changed;
-    changed.expanded = true;
-    changed.collapsed = true;
-    QAccessibleStateChangeEvent state(item, changed);
-    QAccessible::updateAccessibility(&state);
-    // Qt's AT-SPI bridge passes on no expansion; screen readers speak a changed description of the focused item.
-    QAccessibleEvent description(item, QAccessible::DescriptionChanged);
-    QAccessible::updateAccessibility(&description);
+    QAccessible::installFactory(makeInterface); // does nothing but the first time
 }

@@ -1,14 +1,10 @@
 #pragma once
 
-class CMessageListItem;
-
 /// The message center for assistive tools: its list is a list whose items are the messages, without the containers in
 /// between. GUI thread.
 namespace tarn::visualized::messageaccessible {
 
-/// Registers the roles once in the process.
+/// Registers the roles, once in the process.
 void install();
-/// Tells assistive tools that the item was opened or closed.
-void announceExpansion(CMessageListItem *item);
 
 } // namespace tarn::visualized::messageaccessible

@@ -2,7 +2,6 @@
 
 #include "base/Log.h"
 #include "message/CardBody.h"
-#include "message/MessageAccessible.h"
 #include "message/MessageCard.h"
 #include "message/MessageList.h"
 #include "message/MessagePushEvent.h"
@@ -13,6 +12,7 @@
 #include "widgets/ShownText.h"
 #include "widgets/WebLink.h"
 
+#include <QAccessible>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QToolButton>
@@ -107,7 +107,9 @@ void CMessageListItem::OnArrowBtnClicked()
                         .arg(m_message->MsgId);
     applyState();
     rearrange();
-    messageaccessible::announceExpansion(this);
+    // Qt's AT-SPI bridge passes on no expansion; screen readers speak a changed description of the focused item.
+    QAccessibleEvent described(this, QAccessible::DescriptionChanged);
+    QAccessible::updateAccessibility(&described);
     if (m_isExpanded)
         reportReading();
 }
