@@ -1,6 +1,5 @@
 #include "services/Database.h"
 #include "services/Files.h"
-#include "services/Log.h"
 #include <QDateTime>
 #include <QFile>
 #include <QScopeGuard>

@@ -1,5 +1,4 @@
 #pragma once
-#include "services/Log.h"
 #include "services/ValueReader.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/rpc/IInvocable.h"

@@ -1,9 +1,17 @@
 #pragma once
+#include <QLoggingCategory>
 #include <QString>
 #include <stdexcept>
 
 /// The services report errors as exceptions: each ends the work on one request, task or file.
 namespace tarn::services {
+
+/// Log lines of the background services; they hold ids and reasons, never texts of messages.
+inline const QLoggingCategory &servicesLog()
+{
+    static const QLoggingCategory category("tarn.services");
+    return category;
+}
 
 /// Work that could not be done; the text says why.
 struct Failure : std::runtime_error

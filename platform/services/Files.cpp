@@ -1,5 +1,4 @@
 #include "services/Files.h"
-#include "services/Log.h"
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>

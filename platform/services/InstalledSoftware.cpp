@@ -1,7 +1,6 @@
 #include "services/InstalledSoftware.h"
 #include "services/FileSwap.h"
 #include "services/Files.h"
-#include "services/Log.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>

@@ -212,20 +212,14 @@ QString descriptionIn(const QString &directory)
 
 void setPlugin(QSettings &settings, const QString &name, const QString &version)
 {
-    const QString array = QStringLiteral("Plugins");
-    int position = 0;
-    const int count = std::min(settings.beginReadArray(array), MaxPlugins);
-    for (; position < count; ++position) {
-        settings.setArrayIndex(position);
-        if (settings.value(QStringLiteral("Name")).toString() == name)
-            break;
-    }
-    settings.endArray();
-    settings.beginWriteArray(array, std::max(count, position + 1));
-    settings.setArrayIndex(position);
-    settings.setValue(QStringLiteral("Name"), name);
-    settings.setValue(QStringLiteral("Version"), version);
-    settings.endArray();
+    const QString sizeKey = QStringLiteral("Plugins/size"), nameKey = QStringLiteral("Plugins/%1/Name");
+    const int count = std::min(settings.value(sizeKey).toInt(), MaxPlugins);
+    int position = 1;
+    while (position <= count && settings.value(nameKey.arg(position)).toString() != name)
+        ++position;
+    settings.setValue(sizeKey, std::max(count, position));
+    settings.setValue(nameKey.arg(position), name);
+    settings.setValue(QStringLiteral("Plugins/%1/Version").arg(position), version);
 }
 
 void writeItem(QSettings &settings, const UpgradeItem &entry)

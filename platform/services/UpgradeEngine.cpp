@@ -2,7 +2,6 @@
 #include "services/FileSwap.h"
 #include "services/Files.h"
 #include "services/InstalledSoftware.h"
-#include "services/Log.h"
 #include "services/PackageInstaller.h"
 #include "tarn/keys/UpgradeKeys.h"
 #include <QCryptographicHash>

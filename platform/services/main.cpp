@@ -1,6 +1,5 @@
 #include "services/Database.h"
 #include "services/Files.h"
-#include "services/Log.h"
 #include "services/MessageService.h"
 #include "services/UpgradeService.h"
 #include "services/cloud/CloudService.h"

@@ -1,5 +1,4 @@
 #include "services/cloud/CloudStore.h"
-#include "services/Log.h"
 #include <QDataStream>
 #include <tuple>
 

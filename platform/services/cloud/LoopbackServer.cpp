@@ -1,6 +1,5 @@
 #include "services/cloud/LoopbackServer.h"
 #include "services/Files.h"
-#include "services/Log.h"
 #include <QScopeGuard>
 #include <arpa/inet.h>
 #include <exception>

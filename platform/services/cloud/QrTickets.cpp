@@ -21,28 +21,27 @@ QString QrTickets::open(const QString &way, const QString &randomCode)
 {
     QString name = randomHex(TicketBytes);
     const QMutexLocker lock(&m_lock);
-    if (Ticket *old = findCode(randomCode)) {
+    if (Ticket *old = find(&Ticket::randomCode, randomCode)) {
         old->state = QrState::Expired;
         old->randomCode.clear();
     }
     if (m_tickets.size() >= MaxTickets)
-        m_tickets.erase(std::min_element(m_tickets.begin(), m_tickets.end(),
-                                         [](const Ticket &a, const Ticket &b) { return a.opened < b.opened; }));
-    m_tickets.insert(name, {name, way, QrState::Waiting, {}, {}, randomCode, m_clock()});
+        m_tickets.removeFirst();
+    m_tickets.append({name, way, QrState::Waiting, {}, {}, randomCode, m_clock()});
     return name;
 }
 
 QrTickets::Ticket QrTickets::view(const QString &ticket)
 {
     const QMutexLocker lock(&m_lock);
-    const Ticket *found = find(ticket);
+    const Ticket *found = find(&Ticket::name, ticket);
     return found ? *found : Ticket();
 }
 
 void QrTickets::decide(const QString &ticket, const QString &identity)
 {
     const QMutexLocker lock(&m_lock);
-    Ticket *found = find(ticket);
+    Ticket *found = find(&Ticket::name, ticket);
     if (!found || found->state != QrState::Waiting)
         return;
     found->state = identity.isEmpty() ? QrState::Refused : QrState::Confirmed;
@@ -52,7 +51,7 @@ void QrTickets::decide(const QString &ticket, const QString &identity)
 QrTickets::Ticket QrTickets::take(const QString &randomCode)
 {
     const QMutexLocker lock(&m_lock);
-    Ticket *found = findCode(randomCode);
+    Ticket *found = find(&Ticket::randomCode, randomCode);
     if (!found)
         return {};
     if (found->state != QrState::Waiting)
@@ -63,27 +62,20 @@ QrTickets::Ticket QrTickets::take(const QString &randomCode)
 void QrTickets::setResult(const QString &ticket, const QString &text)
 {
     const QMutexLocker lock(&m_lock);
-    if (Ticket *found = find(ticket))
+    if (Ticket *found = find(&Ticket::name, ticket))
         found->result = text;
 }
 
-// A confirmation that was not fetched in time expires too.
-QrTickets::Ticket *QrTickets::find(const QString &ticket)
+// A decision that was not fetched in time expires too.
+QrTickets::Ticket *QrTickets::find(QString Ticket::*field, const QString &value)
 {
-    const auto it = m_tickets.find(ticket);
-    if (it == m_tickets.end())
+    const auto found = std::find_if(m_tickets.begin(), m_tickets.end(),
+                                    [&](const Ticket &ticket) { return !value.isEmpty() && ticket.*field == value; });
+    if (found == m_tickets.end())
         return nullptr;
-    if (!it->randomCode.isEmpty() && it->state != QrState::Refused && m_clock() - it->opened >= LifetimeMs)
-        it->state = QrState::Expired;
-    return &*it;
-}
-
-QrTickets::Ticket *QrTickets::findCode(const QString &randomCode)
-{
-    const auto found = std::find_if(m_tickets.cbegin(), m_tickets.cend(), [&](const Ticket &ticket) {
-        return !randomCode.isEmpty() && ticket.randomCode == randomCode;
-    });
-    return found == m_tickets.cend() ? nullptr : find(found.key());
+    if (!found->randomCode.isEmpty() && m_clock() - found->opened >= LifetimeMs)
+        found->state = QrState::Expired;
+    return &*found;
 }
 
 } // namespace tarn::services

@@ -1,6 +1,5 @@
 #pragma once
 #include "services/Database.h"
-#include <QHash>
 #include <QMutex>
 
 namespace tarn::services {
@@ -38,12 +37,11 @@ public:
     void setResult(const QString &ticket, const QString &text); ///< for the pages
 
 private:
-    Ticket *find(const QString &ticket); ///< brought up to date; null when there is none, as the next
-    Ticket *findCode(const QString &randomCode);
+    Ticket *find(QString Ticket::*field, const QString &value); ///< brought up to date; null when there is none
 
     const Clock m_clock;
     QMutex m_lock;
-    QHash<QString, Ticket> m_tickets;
+    QList<Ticket> m_tickets; ///< in the order of their opening
 };
 
 } // namespace tarn::services

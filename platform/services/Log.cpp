@@ -1,3 +1,0 @@
-#include "services/Log.h"
-
-Q_LOGGING_CATEGORY(servicesLog, "tarn.services")
