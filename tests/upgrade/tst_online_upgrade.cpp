@@ -142,6 +142,9 @@ private slots:
         show({task("E", 4), task("B", 1)}); // one task begins as the last one ends
         QCOMPARE(names(), QStringList{"B"});
         QCOMPARE(closing.count(), 0);
+        show({task("A", 1)});
+        show({task("A", 13), task("A", 1)}); // removed all the same, until the next poll
+        QCOMPARE(names(), QStringList{"B"});
         show({task("B", 13)});
         show({});
         show({task("A", 4), task("B", 13)});

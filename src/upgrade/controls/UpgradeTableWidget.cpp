@@ -53,16 +53,6 @@ int statusOf(const QVariant &row)
     return row.toMap().value(row::TaskStatus).toInt();
 }
 
-QStringList namesIn(int status, const QList<QVariant> &rows)
-{
-    QStringList names;
-    for (const QVariant &row : rows) {
-        if (statusOf(row) == status)
-            names.append(nameOf(row));
-    }
-    return names;
-}
-
 QString shownNames(const QStringList &names)
 {
     QStringList shown;
@@ -167,14 +157,13 @@ void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
         } else if (status == state::Cancelled) {
             cancelled.insert(name, row);
         } else if (status == state::DownloadFailed || status == state::InstallFailed || status == state::Installed) {
-            m_progressByName.value(name)->hasEnded = true;
             ended.append(row);
         }
     }
     insertCells(added); // before any removal: a table that gets a row must not report that it is empty
     deleteRows(cancelled.values());
     startInstallations(downloaded);
-    if (self)
+    if (self && !errorReportShowing)
         reportAndRemove(ended);
 }
 
@@ -229,17 +218,21 @@ void CUpgradeTableWidget::startInstallations(const QList<QVariant> &rows)
 
 void CUpgradeTableWidget::reportAndRemove(QList<QVariant> ended)
 {
-    if (errorReportShowing)
-        return;
     const QPointer<CUpgradeTableWidget> self(this);
-    showErrorDialog(namesIn(state::DownloadFailed, ended), namesIn(state::InstallFailed, ended));
+    QMap<int, QStringList> names; // by status
+    for (const QVariant &row : qAsConst(ended)) {
+        names[statusOf(row)].append(nameOf(row));
+        if (CUpgradeProgress *progress = m_progressByName.value(nameOf(row)))
+            progress->hasEnded = true;
+    }
+    showErrorDialog(names.value(state::DownloadFailed), names.value(state::InstallFailed));
     if (!self)
         return;
-    const auto runs = [this](const QVariant &row) { // again
+    const auto runsAgain = [this](const QVariant &row) {
         const CUpgradeProgress *progress = m_progressByName.value(nameOf(row));
         return progress && !progress->hasEnded;
     };
-    ended.erase(std::remove_if(ended.begin(), ended.end(), runs), ended.end());
+    ended.erase(std::remove_if(ended.begin(), ended.end(), runsAgain), ended.end());
     deleteRows(ended);
 }
 
