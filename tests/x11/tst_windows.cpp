@@ -53,9 +53,6 @@ private slots:
             QTRY_COMPARE(placeOf(*box).topLeft(), start + QPoint(160, -72));
             QTRY_COMPARE(box->pos(), start + QPoint(160, -72));
             xdotool({"mouseup", "1"});
-            xdotoolAt(grip);
-            QTRY_COMPARE(QCursor::pos(), grip);
-            QCOMPARE(placeOf(*box).topLeft(), start + QPoint(160, -72)); // released: it stays
             box->close();
         }
     }
