@@ -21,7 +21,7 @@ end_platform() {
     rm -rf "$work"
 }
 
-# start_platform BIN: BIN is the build's directory of programs. Fails after 20 seconds.
+# start_platform BIN: BIN is the build's directory of programs. Fails after 60 seconds.
 start_platform() {
     work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-private.XXXXXX")
     trap end_platform EXIT
@@ -32,7 +32,7 @@ start_platform() {
     cd "$work"
     "$work/bin/visualized-host" >"$work/host.log" 2>&1 &
     host=$!
-    local deadline=$((SECONDS + 20))
+    local deadline=$((SECONDS + 60))
     until "$work/bin/tarnctl" status >"$work/status.log" 2>&1; do
         if [ $SECONDS -ge $deadline ] || ! kill -0 "$host" 2>/dev/null; then
             echo "the platform did not come up" >&2

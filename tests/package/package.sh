@@ -46,7 +46,7 @@ for program in visualized-host ServiceHub tarn-services; do
 done
 
 until_answered() {
-    local deadline=$((SECONDS + 20))
+    local deadline=$((SECONDS + 60))
     until "$root/usr/bin/tarnctl" status >"$work/status" 2>&1; do
         [ $SECONDS -lt $deadline ] || fail "the platform did not come up: $(cat "$work/status" "$work/host.log")"
         sleep 0.1
