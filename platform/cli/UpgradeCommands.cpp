@@ -50,18 +50,16 @@ void printRecord(const QVariantMap &record)
 int runCheck(const Line &line)
 {
     const bool show = !line.isSet(ListOption) && !line.isSet(Json.name);
-    Output output = eachOf(printRecord);
-    const auto printRecords = output.print;
-    output.print = [&](const rpc::CallResult &result) {
+    const auto printOffer = [show](const rpc::CallResult &result) {
         const int offered = result.output.values.value(wire::Offered).toInt();
         print(offered == 0 ? QStringLiteral("nothing is new")
                            : QStringLiteral("products with something new: %1").arg(offered));
         if (!show)
-            printRecords(result);
+            eachOf(printRecord).print(result);
         else if (offered > 0)
             printShown(result);
     };
-    return ask({UpgradeService, wire::method::AnnounceUpdates, {{wire::Show, show}}}, line, output);
+    return ask({UpgradeService, wire::method::AnnounceUpdates, {{wire::Show, show}}}, line, {printOffer, listOf});
 }
 
 QString stateName(int state)

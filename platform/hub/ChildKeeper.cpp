@@ -53,9 +53,8 @@ private:
 
 } // namespace
 
-ChildKeeper::ChildKeeper(const QString &program, QObject *parent)
-    : QObject(parent)
-    , m_program(program)
+ChildKeeper::ChildKeeper(const QString &program)
+    : m_program(program)
     , m_process(new BoundProcess(this))
 {
     m_pause.setSingleShot(true);
@@ -69,6 +68,10 @@ ChildKeeper::ChildKeeper(const QString &program, QObject *parent)
         if (error == QProcess::FailedToStart)
             OnEnded();
     });
+    if (QFileInfo(m_program).isExecutable())
+        run();
+    else
+        qWarning("%s does not exist, the hub runs without it", qUtf8Printable(m_program));
 }
 
 ChildKeeper::~ChildKeeper()
@@ -82,14 +85,6 @@ ChildKeeper::~ChildKeeper()
     qWarning("%s does not end, it is killed", qUtf8Printable(m_program));
     m_process->kill();
     m_process->waitForFinished(StopMs);
-}
-
-void ChildKeeper::start()
-{
-    if (QFileInfo(m_program).isExecutable())
-        run();
-    else
-        qWarning("%s does not exist, the hub runs without it", qUtf8Printable(m_program));
 }
 
 void ChildKeeper::run()

@@ -10,10 +10,8 @@ class ChildKeeper final : public QObject
 {
     Q_OBJECT
 public:
-    explicit ChildKeeper(const QString &program, QObject *parent = nullptr);
-    ~ChildKeeper() override; ///< ends the program: SIGTERM, after five seconds SIGKILL
-
-    void start(); ///< no such program: a warning, nothing else
+    explicit ChildKeeper(const QString &program); ///< no such program: a warning, nothing else
+    ~ChildKeeper() override;                      ///< ends the program: SIGTERM, after five seconds SIGKILL
 
 private:
     void OnEnded();

@@ -93,14 +93,26 @@ QString within(std::chrono::milliseconds limit, std::function<QString()> work)
 class PortSegment
 {
 public:
-    ~PortSegment(); ///< withdraws the port
     /// Writes the port, also into a segment that a killed hub left. A segment that is another user's, or whose lock is
     /// held, is a warning.
-    void publish(quint16 port);
+    explicit PortSegment(quint16 port);
+    ~PortSegment(); ///< withdraws the port
+    Q_DISABLE_COPY(PortSegment)
 
 private:
     std::shared_ptr<QSharedMemory> m_segment; ///< null unless published
 };
+
+PortSegment::PortSegment(quint16 port)
+{
+    const auto segment = std::make_shared<QSharedMemory>(tarn::hub::PortSegmentKey);
+    const QString trouble = within(std::chrono::seconds(2), [segment, port] { return publishIn(*segment, port); });
+    if (trouble.isEmpty())
+        m_segment = segment;
+    else
+        qWarning("the port is not published in shared memory, programs find this hub by its socket alone: %s",
+                 qUtf8Printable(trouble));
+}
 
 PortSegment::~PortSegment()
 {
@@ -112,35 +124,21 @@ PortSegment::~PortSegment()
         });
 }
 
-void PortSegment::publish(quint16 port)
-{
-    const auto segment = std::make_shared<QSharedMemory>(tarn::hub::PortSegmentKey);
-    const QString trouble = within(std::chrono::seconds(2), [segment, port] { return publishIn(*segment, port); });
-    if (trouble.isEmpty())
-        m_segment = segment;
-    else
-        qWarning("the port is not published in shared memory, programs find this hub by its socket alone: %s",
-                 qUtf8Printable(trouble));
-}
-
 /// The registry, its published port, and the services beside it, which end first. @return the exit code
 int runHub()
 {
     PortReservation reservation;
-    tarn::rpc::HubServer server;
-    PortSegment segment;
+    std::shared_ptr<void> hub;
     QString error;
-    // The hub listens before its port is published: a program that reads the port can connect.
-    if (!reservation.reserve(&error) || !server.start(reservation.port(), &error)) {
+    if (!reservation.reserve(&error) || !(hub = tarn::rpc::startHub(reservation.port(), &error))) {
         qCritical("%s", qUtf8Printable(error));
         return 1;
     }
     QFileSystemWatcher watcher;
     watchLock(&watcher, reservation);
-    segment.publish(reservation.port());
+    const PortSegment segment(reservation.port()); // the hub listens already: a program that reads the port can connect
     qInfo("hub ready on port %d", reservation.port());
-    ChildKeeper services(QCoreApplication::applicationDirPath() + QStringLiteral("/tarn-services"));
-    services.start();
+    const ChildKeeper services(QCoreApplication::applicationDirPath() + QStringLiteral("/tarn-services"));
     return QCoreApplication::exec();
 }
 } // namespace

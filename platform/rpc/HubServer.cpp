@@ -239,13 +239,12 @@ CallResult invoke(const HubService &service, const QString &method)
     return result;
 }
 
-} // namespace
-
-class HubServer::Private
+/// The registry and the endpoint that serves it.
+struct Hub
 {
-public:
-    Private()
-        : endpoint(servants, nullptr, HubThreads)
+    explicit Hub(quint16 number)
+        : port(number)
+        , endpoint(servants, nullptr, HubThreads)
     {
         Servant self;
         self.interfaceName = self.tag = hub::HubInterface;
@@ -255,43 +254,30 @@ public:
         self.gate->open();
         servants.add(self);
     }
+    ~Hub() { unlinkHubSocket(port); } // before the socket, so that no link leads nowhere
+    Q_DISABLE_COPY(Hub)
 
-    quint16 port = 0;
+    const quint16 port;
     ServantTable servants;
     HubService service; // before the server
     Endpoint endpoint;
 };
 
-HubServer::HubServer() = default;
+} // namespace
 
-HubServer::~HubServer()
+std::shared_ptr<void> startHub(quint16 port, QString *error)
 {
-    stop();
-}
-
-bool HubServer::start(quint16 port, QString *error)
-{
-    stop();
-    auto started = std::make_unique<Private>();
     const QString name = hubSocketName(port);
     const QString path = socketPath(name, error);
     if (path.isEmpty())
-        return false;
+        return nullptr;
     sweepSockets();
     QFile::remove(path); // of a killed predecessor; the caller holds the directory's lock
+    auto started = std::make_shared<Hub>(port);
     started->service.setSelf({hub::HubInterface, hub::HubInterface, unixTarget(path), started->endpoint.epoch()});
     if (!started->endpoint.open(name, &started->service, error) || !linkHubSocket(port, error))
-        return false;
-    started->port = port;
-    d = std::move(started);
-    return true;
-}
-
-void HubServer::stop()
-{
-    if (d)
-        unlinkHubSocket(d->port); // before the socket, so that no link leads nowhere
-    d.reset();
+        return nullptr;
+    return started;
 }
 
 } // namespace tarn::rpc

@@ -5,23 +5,10 @@
 
 namespace tarn::rpc {
 
-/// The hub's registry on its socket: "hub-<port>.sock" in the runtime directory. Thread-safe. Besides the Hub service
-/// it serves the object "IServiceHub": method "Ping" answers "pid" and "program" values, "List" a list of maps with
-/// "tag", "interface", "endpoint", "epoch", "pid" and "program".
-class TARN_RPC_EXPORT HubServer
-{
-public:
-    HubServer();
-    ~HubServer(); ///< stops
-    HubServer(const HubServer &) = delete;
-    HubServer &operator=(const HubServer &) = delete;
-
-    bool start(quint16 port, QString *error);
-    void stop(); ///< ends the leases and removes the socket
-
-private:
-    class Private;
-    std::unique_ptr<Private> d;
-};
+/// Starts the hub's registry on its socket: "hub-<port>.sock" in the runtime directory. Besides the Hub service it serves
+/// the object "IServiceHub": method "Ping" answers "pid" and "program" values, "List" a list of maps with "tag",
+/// "interface", "endpoint", "epoch", "pid" and "program".
+/// @return the running hub; its last reference ends the leases and removes the socket. Null with the error
+TARN_RPC_EXPORT std::shared_ptr<void> startHub(quint16 port, QString *error);
 
 } // namespace tarn::rpc
