@@ -224,7 +224,6 @@ void NotifyWnd::setData(const QMap<QString, QVariant> &data)
     setLink(textOf(key::LinkText), textOf(key::LinkAdress));
     SetPicPath(textOf(key::PicFilePath));
     setAccessibleName(windowTitle() + QStringLiteral("：") + m_title->accessibleName());
-    setAccessibleDescription(m_body->accessibleName());
     ResizeWnd();
 }
 
