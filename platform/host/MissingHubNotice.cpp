@@ -55,12 +55,8 @@ MissingHubNotice::MissingHubNotice(const QString &text)
     grid->addWidget(title, 0, 0);
     grid->addWidget(close, 0, 1, Qt::AlignRight);
     grid->addWidget(body, 1, 0, 1, 2);
-}
 
-void MissingHubNotice::showEvent(QShowEvent *event)
-{
     adjustSize();
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
     move(area.bottomRight() - rect().bottomRight() - QPoint(Margin, Margin));
-    QFrame::showEvent(event);
 }

@@ -9,7 +9,4 @@ class MissingHubNotice final : public QFrame
 public:
     /// @param text rich text for the user; its links are opened in the browser
     explicit MissingHubNotice(const QString &text);
-
-protected:
-    void showEvent(QShowEvent *event) override;
 };

@@ -28,11 +28,6 @@ PluginHost::PluginHost(QObject *parent)
     connect(&m_retry, &QTimer::timeout, this, &PluginHost::createService);
 }
 
-PluginHost::~PluginHost()
-{
-    delete m_notice;
-}
-
 int PluginHost::load(const QString &directory)
 {
     const QDir dir(directory);
@@ -116,15 +111,13 @@ void PluginHost::tellUser()
     m_notice->show();
 }
 
-void PluginHost::stop()
+PluginHost::~PluginHost()
 {
-    m_retry.stop();
+    m_retry.stop(); // the end of the service may run an event loop
     delete m_notice;
     if (m_creator)
         m_creator->destroy(Tag);
-    m_creator = nullptr;
     m_owner.reset();
     for (tarn::osgi::IBundleActivator *bundle : qAsConst(m_bundles))
         bundle->stop(m_context);
-    m_bundles.clear();
 }

@@ -22,7 +22,7 @@ class PluginHost final : public QObject
     Q_OBJECT
 public:
     explicit PluginHost(QObject *parent = nullptr);
-    ~PluginHost() override;
+    ~PluginHost() override; ///< destroys the service and stops the bundles
 
     /// Loads every plug-in of the directory that passes the metadata check; the reason for each refusal is logged.
     /// @return number of plug-ins loaded
@@ -30,8 +30,6 @@ public:
     /// Starts the bundles, then constructs the creator of the visualized service and has it create the service. When that
     /// fails, because no hub runs yet, it is tried again until it succeeds. After ten seconds a notice tells the user.
     void start();
-    /// Destroys the service and stops the bundles.
-    void stop();
 
 private:
     bool loadFile(const QString &file);

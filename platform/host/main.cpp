@@ -110,7 +110,5 @@ int main(int argc, char *argv[])
         return NothingLoaded;
     }
     host.start();
-    const int result = QApplication::exec();
-    host.stop();
-    return result;
+    return QApplication::exec();
 }

@@ -175,8 +175,11 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
     reader->StartCall();
     reader->Finish(&in, &status, nullptr);
     queue.Next(&tag, &ok);
-    if (status.error_code() == grpc::StatusCode::UNAVAILABLE)
-        distrust(connection);
+    if (status.error_code() == grpc::StatusCode::UNAVAILABLE) {
+        const QMutexLocker lock(&m_mutex);
+        if (m_connection == connection)
+            m_connection.reset(); // the next call looks the object up again, however soon it comes
+    }
     if (!status.ok())
         return status;
     CallResult answer;
@@ -184,14 +187,6 @@ grpc::Status Proxy::send(const QString &method, const Bag &input, Deadline deadl
         return {grpc::StatusCode::INTERNAL, "the answer is refused: " + error.toStdString()};
     *result = std::move(answer);
     return grpc::Status::OK;
-}
-
-/// Makes the next call look the object up again, however soon it comes.
-void Proxy::distrust(const std::shared_ptr<Connection> &connection)
-{
-    const QMutexLocker lock(&m_mutex);
-    if (m_connection == connection)
-        m_connection.reset();
 }
 
 } // namespace tarn::rpc

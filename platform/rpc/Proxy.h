@@ -80,7 +80,6 @@ private:
     RpcError connect(Deadline deadline);
     RpcError resolve(Deadline deadline);
     RpcError openChannel(Deadline deadline);
-    void distrust(const std::shared_ptr<Connection> &connection);
     grpc::Status send(const QString &method, const Bag &input, Deadline deadline, CallResult *result);
 
     const std::shared_ptr<ClientSide> m_side;
