@@ -26,13 +26,6 @@ RpcError closedError()
     return {RpcError::NotInitialized, "the connection was closed"};
 }
 
-QHash<QString, QString> settings(quint16 port)
-{
-    return {{rpc::keys::Port, QString::number(port)},
-            {rpc::keys::Timeout, QString::number(ServiceConnection::HubTimeout)},
-            {rpc::keys::ThreadNum, QStringLiteral("1")}};
-}
-
 } // namespace
 
 ServiceConnection::~ServiceConnection()
@@ -166,7 +159,9 @@ QSharedPointer<rpc::RpcProxy> ServiceConnection::lookUp(const QString &tag, RpcE
     } else if (!isOpen()) {
         *error = closedError();
     } else {
-        if (m_rpc.isInitialized() || m_rpc.init(settings(port)))
+        if (m_rpc.isInitialized() || m_rpc.init({{rpc::keys::Port, QString::number(port)},
+                                                 {rpc::keys::Timeout, QString::number(HubTimeout)},
+                                                 {rpc::keys::ThreadNum, QStringLiteral("1")}}))
             proxy = m_rpc.stringToProxy(tag);
         *error = rpc::getRpcLastError();
     }

@@ -83,7 +83,28 @@ private:
         return isLate() ? grpc::Status(grpc::StatusCode::DEADLINE_EXCEEDED, "the deadline has passed")
                         : grpc::Status::CANCELLED;
     }
-    grpc::Status answer();
+    grpc::Status answer()
+    {
+        if (isCancelled())
+            return abandoned();
+        Request request;
+        CallResult result;
+        QString error;
+        if (!decode(m_in, &request, &error))
+            return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
+        m_in.Clear(); // a long call need not keep the bytes
+        hold(-m_held);
+        grpc::Status status = m_service.perform(request, *this, &result);
+        if (!status.ok())
+            return status;
+        if (isLate()) // the caller learns the same from the earlier of the two clocks
+            return abandoned();
+        if (!encode(result, m_out, &error))
+            return refusal(grpc::StatusCode::INTERNAL,
+                           QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
+        hold(static_cast<qint64>(m_out->Length())); // until the caller has read it
+        return grpc::Status::OK;
+    }
     /// Accounts for bytes that the call keeps in memory; negative ones are given back.
     qint64 hold(qint64 bytes)
     {
@@ -97,29 +118,6 @@ private:
     grpc::ByteBuffer *const m_out;
     qint64 m_held = 0;
 };
-
-grpc::Status CallService::Running::answer()
-{
-    if (isCancelled())
-        return abandoned();
-    Request request;
-    CallResult result;
-    QString error;
-    if (!decode(m_in, &request, &error))
-        return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
-    m_in.Clear(); // a long call need not keep the bytes
-    hold(-m_held);
-    grpc::Status status = m_service.perform(request, *this, &result);
-    if (!status.ok())
-        return status;
-    if (isLate()) // the caller learns the same from the earlier of the two clocks
-        return abandoned();
-    if (!encode(result, m_out, &error))
-        return refusal(grpc::StatusCode::INTERNAL,
-                       QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
-    hold(static_cast<qint64>(m_out->Length())); // until the caller has read it
-    return grpc::Status::OK;
-}
 
 CallService::CallService(const ServantTable &servants, std::shared_ptr<ClientSide> client, int threads, quint64 epoch)
     : m_servants(servants)

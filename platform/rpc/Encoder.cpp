@@ -60,7 +60,50 @@ private:
         for (const QVariant &item : from)
             value(item, to->Add());
     }
-    void value(const QVariant &from, v1::Value *to);
+    void value(const QVariant &from, v1::Value *to)
+    {
+        if (++m_nodes > limits::Nodes)
+            fail(QStringLiteral("more than %1 values").arg(limits::Nodes));
+        const int type = from.userType();
+        if (type == qMetaTypeId<ObjectRef>())
+            return toWire(from.value<ObjectRef>(), to->mutable_object_value());
+        switch (type) {
+        case QMetaType::UnknownType:
+        case QMetaType::Nullptr:
+            return to->set_null_value(v1::NULL_VALUE);
+        case QMetaType::Bool:
+            return to->set_bool_value(from.toBool());
+        case QMetaType::Int:
+            return to->set_int32_value(from.toInt());
+        case QMetaType::UInt:
+            return to->set_uint32_value(from.toUInt());
+        case QMetaType::LongLong:
+            return to->set_int64_value(from.toLongLong());
+        case QMetaType::ULongLong:
+            return to->set_uint64_value(from.toULongLong());
+        case QMetaType::Double:
+            return to->set_double_value(from.toDouble());
+        case QMetaType::QString:
+            return to->set_string_value(text(from.toString()));
+        case QMetaType::QByteArray:
+            return to->set_bytes_value(from.toByteArray().toStdString());
+        case QMetaType::QStringList:
+        case QMetaType::QVariantList:
+            enter();
+            items(from.toList(), to->mutable_list_value()->mutable_items());
+            --m_depth;
+            return;
+        case QMetaType::QVariantMap:
+            enter();
+            values(from.toMap(), to->mutable_map_value()->mutable_values());
+            --m_depth;
+            return;
+        case QMetaType::QRect:
+            return rect(from.toRect(), to->mutable_rect_value());
+        default:
+            fail(QStringLiteral("values of type %1 cannot be sent").arg(QLatin1String(from.typeName())));
+        }
+    }
     void rect(const QRect &from, v1::Rect *to) const
     {
         for (const int edge : {from.left(), from.top(), from.right(), from.bottom()}) {
@@ -92,51 +135,6 @@ private:
     int m_nodes = 0;
     QString m_key; ///< innermost key, for the error
 };
-
-void Encoder::value(const QVariant &from, v1::Value *to)
-{
-    if (++m_nodes > limits::Nodes)
-        fail(QStringLiteral("more than %1 values").arg(limits::Nodes));
-    const int type = from.userType();
-    if (type == qMetaTypeId<ObjectRef>())
-        return toWire(from.value<ObjectRef>(), to->mutable_object_value());
-    switch (type) {
-    case QMetaType::UnknownType:
-    case QMetaType::Nullptr:
-        return to->set_null_value(v1::NULL_VALUE);
-    case QMetaType::Bool:
-        return to->set_bool_value(from.toBool());
-    case QMetaType::Int:
-        return to->set_int32_value(from.toInt());
-    case QMetaType::UInt:
-        return to->set_uint32_value(from.toUInt());
-    case QMetaType::LongLong:
-        return to->set_int64_value(from.toLongLong());
-    case QMetaType::ULongLong:
-        return to->set_uint64_value(from.toULongLong());
-    case QMetaType::Double:
-        return to->set_double_value(from.toDouble());
-    case QMetaType::QString:
-        return to->set_string_value(text(from.toString()));
-    case QMetaType::QByteArray:
-        return to->set_bytes_value(from.toByteArray().toStdString());
-    case QMetaType::QStringList:
-    case QMetaType::QVariantList:
-        enter();
-        items(from.toList(), to->mutable_list_value()->mutable_items());
-        --m_depth;
-        return;
-    case QMetaType::QVariantMap:
-        enter();
-        values(from.toMap(), to->mutable_map_value()->mutable_values());
-        --m_depth;
-        return;
-    case QMetaType::QRect:
-        return rect(from.toRect(), to->mutable_rect_value());
-    default:
-        fail(QStringLiteral("values of type %1 cannot be sent").arg(QLatin1String(from.typeName())));
-    }
-}
 
 } // namespace
 
