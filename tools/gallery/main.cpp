@@ -1,6 +1,7 @@
-// gallery --out DIR [--dpi N] [--only TEXT]: opens every registered scene and saves a picture of each, as NAME.png at 96
-// dpi and NAME@N.png at any other; then writes DIR/README.md, the index of all pictures that are there. Runs without a
-// display. Exit status: 0, or 1 when a picture could not be taken or written, or 2 for a wrong command line.
+// gallery --out DIR [--dpi N] [--only TEXT] [--check OTHER]: opens every registered scene and saves a picture of each, as
+// NAME.png at 96 dpi and NAME@N.png at any other; then writes DIR/README.md, the index of all pictures that are there.
+// --check compares each picture with that in the folder OTHER. Runs without a display. Exit status: 0, or 1 when a picture
+// could not be taken or written, or differs, or 2 for a wrong command line.
 #include "gallery/Gallery.h"
 #include <QApplication>
 #include <QCommandLineParser>
@@ -36,6 +37,8 @@ using gallery::waitFor;
 namespace {
 
 constexpr int DesignDpi = 96;
+constexpr int ClearlyOther = 32;        // of 255, in one of the colours: processors blend in different ways
+constexpr double AllowedShare = 0.0001; // of a picture's pixels, less than a small icon takes
 
 QString fileName(const Scene &scene, int dpi)
 {
@@ -63,12 +66,36 @@ QImage pictureOf(const Scene &scene)
     return image;
 }
 
-bool writePicture(const Scene &scene, const QDir &folder, int dpi)
+// The share of pixels that clearly differ; 1 for another size.
+double difference(const QImage &one, const QImage &other)
+{
+    if (one.isNull() || one.size() != other.size())
+        return 1;
+    int differing = 0;
+    for (int y = 0; y < one.height(); ++y) {
+        for (int x = 0; x < one.width(); ++x) {
+            const QRgb a = one.pixel(x, y);
+            const QRgb b = other.pixel(x, y);
+            differing += std::max({qAbs(qRed(a) - qRed(b)), qAbs(qGreen(a) - qGreen(b)), qAbs(qBlue(a) - qBlue(b)),
+                                   qAbs(qAlpha(a) - qAlpha(b))}) > ClearlyOther;
+        }
+    }
+    return double(differing) / one.width() / one.height();
+}
+
+bool takePicture(const Scene &scene, int dpi, const QDir &folder, const QString &compared)
 {
     const QImage image = pictureOf(scene);
-    if (!image.isNull() && image.save(folder.filePath(fileName(scene, dpi)), "PNG", 0))
+    const QString name = fileName(scene, dpi);
+    if (image.isNull() || !image.save(folder.filePath(name), "PNG", 0)) {
+        QTextStream(stderr) << "gallery: no picture of " << scene.name << '\n';
+        return false;
+    }
+    const double share = compared.isEmpty() ? 0 : difference(image, QImage(QDir(compared).filePath(name)));
+    if (share <= AllowedShare)
         return true;
-    QTextStream(stderr) << "gallery: no picture of " << scene.name << '\n';
+    QTextStream(stderr) << "gallery: " << folder.filePath(name) << " differs from that in " << compared << " in "
+                        << 100 * share << " % of its pixels\n";
     return false;
 }
 
@@ -131,7 +158,9 @@ int main(int argc, char **argv)
                                  QStringLiteral("N"), QString::number(DesignDpi));
     const QCommandLineOption only(QStringLiteral("only"), QStringLiteral("Only scenes whose name contains this."),
                                   QStringLiteral("TEXT"));
-    parser.addOptions({out, dpi, only});
+    const QCommandLineOption check(QStringLiteral("check"), QStringLiteral("Folder with pictures to compare with."),
+                                   QStringLiteral("OTHER"));
+    parser.addOptions({out, dpi, only, check});
     parser.addHelpOption();
     QStringList arguments;
     std::transform(argv, argv + argc, std::back_inserter(arguments),
@@ -154,7 +183,7 @@ int main(int argc, char **argv)
     bool good = true;
     for (const Scene &scene : qAsConst(scenes)) {
         if (scene.name.contains(parser.value(only)))
-            good = writePicture(scene, folder, dots) && good;
+            good = takePicture(scene, dots, folder, parser.value(check)) && good;
     }
     return writeIndex(scenes, folder) && good ? 0 : 1;
 }
