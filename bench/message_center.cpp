@@ -1,6 +1,6 @@
 // message_center FORM: the message center's window with $BENCH_MESSAGES messages ("ours"), or a list view with a delegate
-// to compare with ("view"). Both fetch the records when they are created, and draw titles and texts in the same faces: the
-// ratio is that of the windows, whichever fonts the look needs. One line of figures, then it ends:
+// to compare with ("view"). Both fetch the records when they are created, and draw titles and texts in the same faces:
+// both load the same font files, so that the ratio does not count them. One line of figures, then it ends:
 //   FETCH FIRST_PAINT ALL LONGEST SCROLL_P95 EXPAND_P50 EXPAND_P95 READ_ALL KIB SECOND_PAINT
 // times in milliseconds; EXPAND and READ_ALL are 0 for the view. FIRST_PAINT counts from the order to the first
 // painted screen without the fetching, ALL to the last message being there, LONGEST is the longest event on the GUI thread

@@ -1,4 +1,4 @@
-"""The message center's window beside a bare list view."""
+"""The message center's window beside a list view that fetches the same records and draws in the same faces."""
 
 import os
 

@@ -123,7 +123,7 @@ bool CVisualizedManager::event(QEvent *e)
     using M = CVisualizedManager;
     using E = CVisualizedEvents;
     const QPointer<CVisualizedManager> self(this);
-    const auto on = [this, e](QEvent::Type type, auto handler) { // one type fits at most
+    const auto on = [this, e](QEvent::Type type, auto handler) { // of the calls below, the one for its type handles it
         if (e->type() == type)
             handle(e, handler);
     };

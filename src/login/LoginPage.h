@@ -33,8 +33,8 @@ public:
 
     QHBoxLayout *userRow() const { return m_userRow; }
     QHBoxLayout *secretRow() const { return m_secretRow; }
-    CCustomLineEdit *user() const { return m_user; }
-    CCustomLineEdit *secret() const { return m_secret; }
+    CCustomLineEdit *userEdit() const { return m_user; }
+    CCustomLineEdit *secretEdit() const { return m_secret; }
     CIconEditWidget *secretField() const { return m_secretField; }
     CCustomBtn *loginButton() const { return m_login; }
     /// Adds a button to a row; all of them have one width. Blanks around the text are kept.

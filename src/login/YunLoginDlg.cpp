@@ -159,7 +159,7 @@ void CYunLoginDialog::closeEvent(QCloseEvent *event)
 
 void CYunLoginDialog::PasswordStateChanged()
 {
-    showPassword(m_accountPage->secret()->echoMode() == QLineEdit::Password);
+    showPassword(m_accountPage->secretEdit()->echoMode() == QLineEdit::Password);
 }
 
 // The remember box follows in both directions, deliberately.
@@ -263,7 +263,7 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
     const auto outcome = underWaitCursor([&] { return cloudcalls::sendCode(phone); });
     if (outcome.accepted()) {
         m_countdown.start(std::chrono::seconds(1));
-        m_phonePage->secret()->setFocus(Qt::OtherFocusReason);
+        m_phonePage->secretEdit()->setFocus(Qt::OtherFocusReason);
         showLoginTip(QStringLiteral("发送成功，请查收!"), eTipNormal);
         return;
     }

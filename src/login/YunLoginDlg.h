@@ -65,7 +65,6 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
-    // In YunLoginDlgParts.cpp
     void InitTitleBar(QVBoxLayout *column);
     void InitLoginTypeTab();
     void InitAccountLogin();
@@ -82,7 +81,6 @@ private:
     void showNotice(const QString &text, bool overDialog);
     void hideNotice();
 
-    // In YunLoginDlg.cpp
     void FillMemoryLoginInfo();
     void InitCloudAddr();
     void fillFrom(QVariantMap memory);

@@ -148,7 +148,7 @@ void CYunLoginDialog::InitAccountLogin()
         {"accountEdit", look::icon::User, QStringLiteral("请输入账号")},
         {"passwordEdit", look::icon::Lock, QStringLiteral("请输入密码")},
         {"rememberPassword", QStringLiteral("记住密码"), "accountAutoLogin", "accountLoginButton"}, m_tabs);
-    m_accountPage->secret()->setPasswordField(true);
+    m_accountPage->secretEdit()->setPasswordField(true);
     showPassword(false);
     const auto *registerLink = m_accountPage->addSideButton(m_accountPage->userRow(), "registerButton",
                                                             QStringLiteral("  注册账号  "), CCustomBtn::Link);
@@ -169,8 +169,8 @@ void CYunLoginDialog::InitVerificationTab()
         new LoginPage({"phoneEdit", look::icon::Phone, QStringLiteral("请输入手机号")},
                       {"codeEdit", look::icon::Code, QStringLiteral("请输入动态密码")},
                       {"rememberPhone", QStringLiteral("记住手机号"), "phoneAutoLogin", "phoneLoginButton"}, m_tabs);
-    CCustomLineEdit *phone = m_phonePage->user();
-    CCustomLineEdit *code = m_phonePage->secret();
+    CCustomLineEdit *phone = m_phonePage->userEdit();
+    CCustomLineEdit *code = m_phonePage->secretEdit();
     phone->setValidator(new DigitsValidator(QStringLiteral("^\\d{11}$"), QStringLiteral("86"), phone));
     code->setValidator(new DigitsValidator(QStringLiteral("[0-9]+$"), QString(), code));
     m_codeButton = m_phonePage->addSideButton(m_phonePage->secretRow(), "codeButton",
@@ -184,7 +184,7 @@ void CYunLoginDialog::InitVerificationTab()
 
 void CYunLoginDialog::showPassword(bool show)
 {
-    CCustomLineEdit *password = m_accountPage->secret();
+    CCustomLineEdit *password = m_accountPage->secretEdit();
     password->setEchoMode(show ? QLineEdit::Normal : QLineEdit::Password);
     // setEchoMode() clears the hints of a shown text; input methods must not learn the password in either mode.
     password->setInputMethodHints(password->inputMethodHints() | Qt::ImhHiddenText | Qt::ImhSensitiveData |

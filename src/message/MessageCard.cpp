@@ -162,7 +162,7 @@ void MessageCard::drawDot(QPainter *painter) const
 
 void MessageCard::drawArrow(QPainter *painter, int width, bool isExpanded) const
 {
-    QRect icon(QPoint(), iconSize());
-    icon.moveCenter(arrowRect(width).center());
-    arrow(isExpanded).paint(painter, icon);
+    QRect place(QPoint(), iconSize());
+    place.moveCenter(arrowRect(width).center());
+    arrow(isExpanded).paint(painter, place);
 }

@@ -30,7 +30,7 @@ public:
     QSize iconSize() const { return {px(16), px(16)}; }
 
     QFont bodyFont() const { return m_bodyFont; }
-    /// One of look::icon, kept from its first use on: each is a drawing that has to be parsed.
+    /// One of look::icon, kept from its first use on: each is an SVG file, which takes time to parse.
     QIcon icon(QLatin1String path) const;
     QIcon arrow(bool isExpanded) const;
 

@@ -97,7 +97,9 @@ void runTaskkill(const QString &program, const QString &fileName, int timeoutMs)
     taskkill->setStandardOutputFile(QProcess::nullDevice());
     taskkill->setStandardErrorFile(QProcess::nullDevice());
     taskkill->start(program, {QStringLiteral("/f"), QStringLiteral("/im"), fileName});
-    if (taskkill->state() != QProcess::NotRunning) // else it could not even be forked, and nothing would end the loop
+    if (taskkill->state() == QProcess::NotRunning) // it could not even be forked; nothing would end the loop
+        taskkill->deleteLater();
+    else
         loop.exec();
 }
 } // namespace

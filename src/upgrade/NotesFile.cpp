@@ -211,7 +211,13 @@ bool canBeBuilt(const QString &html)
     return true;
 }
 
-// Most texts have no such character, and to look for the expression takes six times as long.
+// An expression finds nothing in a text with half of a surrogate pair.
+QString whole(const QString &text)
+{
+    return text.isValidUtf16() ? text : QString::fromUtf8(text.toUtf8());
+}
+
+// Looks for combining and invisible characters first: most texts have none, and the expression takes six times as long.
 bool hasPlaceless(const QString &text)
 {
     const auto isCandidate = [](QChar c) {
@@ -219,7 +225,7 @@ bool hasPlaceless(const QString &text)
         return category == QChar::Mark_NonSpacing || category == QChar::Mark_Enclosing ||
                category == QChar::Other_Format || category == QChar::Other_Surrogate;
     };
-    return std::any_of(text.cbegin(), text.cend(), isCandidate) && text.contains(Placeless);
+    return std::any_of(text.cbegin(), text.cend(), isCandidate) && whole(text).contains(Placeless);
 }
 
 // Judges the built document: whether every step of its layout takes less than some 50 ms.
@@ -232,10 +238,11 @@ bool canBeShown(const QTextDocument &document)
 
 // A text as far as it is shown as plain text: without long runs of characters that take no place, and only so many lines as
 // the layout can hold.
-QString bounded(QString text)
+QString bounded(const QString &source)
 {
-    static const QRegularExpression lineEnd(QStringLiteral("\r\n?|[\n\\x{2028}\\x{2029}]"));
-    text.replace(Placeless, QStringLiteral("\\1"));
+    static const QRegularExpression lineEnd(QStringLiteral("\r\n?|[\n\\x{2029}]"));
+    QString text = whole(source).replace(Placeless, QStringLiteral("\\1"));
+    text.replace(QChar::LineSeparator, QLatin1Char('\n')); // else its lines would be one paragraph, laid out at once
     QRegularExpressionMatchIterator ends = lineEnd.globalMatch(text);
     for (int lines = 1; lines < MaxLines && ends.hasNext(); ++lines)
         ends.next();
@@ -291,7 +298,9 @@ QString words(const QString &text)
     safehtml::Policy policy = safehtml::notes();
     policy.documents = false;
     const QString html = safehtml::reduce(text, policy).text.replace(items, QStringLiteral("<\\1p"));
-    return QTextDocumentFragment::fromHtml(html).toPlainText().replace(emptyLines, QStringLiteral("\n\n")).trimmed();
+    return whole(QTextDocumentFragment::fromHtml(html).toPlainText())
+        .replace(emptyLines, QStringLiteral("\n\n"))
+        .trimmed();
 }
 
 // The page as HTML, or as plain text where that would hold the GUI thread.

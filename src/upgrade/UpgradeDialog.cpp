@@ -54,7 +54,7 @@ void CUpgradeDialog::showUpgradeDialog()
     m_refresher.updateUpgradeTasks();
     if (!self || m_closedByUser)
         return;
-    m_refresher.startWork(); // again: the end of an earlier request's last task, if the poll reports it, stops the work
+    m_refresher.startWork(); // the poll stops it when it reports the end of an earlier request's last task
     m_tray->show();
     showNormal();
 }

@@ -83,5 +83,6 @@ void CstmMessageBox(const QString &title, const QString &text, eTipStatus status
 int CQuestionMessageBox(const QString &title, const QString &text, QWidget *parent,
                         QString okText = QStringLiteral("确定"), QString cancelText = QStringLiteral("取消"),
                         eBoxOrigin origin = eBoxOrigin::Unasked, const QString &about = QString());
-/// Shows such a notice, modal to the parent's window, and returns when it has closed or its parent has died.
+/// Shows a notice that closes itself after msecs milliseconds, modal to the parent's window; returns when it is closed or
+/// its parent is destroyed.
 void CstmTimingMessageBox(const QString &text, int msecs, QWidget *parent);

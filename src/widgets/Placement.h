@@ -20,8 +20,8 @@ QScreen *screenOf(const QWidget *w);
 QRect availableFor(const QWidget *w);
 /// The window moved as little as needed to lie within the area; the top-left corner stays visible when it is larger.
 QRect inside(const QRect &window, const QRect &area);
-/// The window's size. For one of fixed size that changes to a screen of another scale: the size that it has there afterwards;
-/// size() follows when the window system has confirmed the change.
+/// The window's size within its limits. While Qt moves a window of fixed size to a screen of another scale, size() is a
+/// fraction of it.
 QSize settledSize(const QWidget *window);
 /// Moves the window into the available area of the screen under its centre, or of the nearest one. Size and a position
 /// that is all right are left alone.

@@ -15,7 +15,7 @@ public:
     {
     }
 
-    // Positions are global. A move follows a press.
+    // Positions are global. move() may only be called after press().
     void press(const QPoint &global);
     void move(const QPoint &global);
 

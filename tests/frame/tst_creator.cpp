@@ -76,7 +76,9 @@ private slots:
                  (QStringList{"createAdapter CVisualizedService", "add IVisualizedService", "active"}));
         QCOMPARE(fakerpc::record.interfaceName, QString("IVisualizedService"));
         const auto out = QSharedPointer<tarn::core::OutputArgs<IVisualizedService_OutputArg>>::create();
-        QVERIFY(boundService()->getVisualizedOperateManager({}, out));
+        const auto dispatcher = boundService()->getVisualizedOperateManager({}, out);
+        QVERIFY(dispatcher);
+        QCOMPARE(boundService()->getVisualizedOperateManager({}, {}), dispatcher);
         QCOMPARE(out->GetRetCode(), 6000);
         QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]开始绑定服务对象，标签[IVisualizedService]"));
         QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]服务对象绑定成功，标签[IVisualizedService]"));

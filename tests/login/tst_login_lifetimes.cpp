@@ -3,6 +3,7 @@
 #include "login/AccountSignIn.h"
 #include "login/Login.h"
 #include "login/LoginDialogCreator.h"
+#include <QElapsedTimer>
 #include <QSemaphore>
 #include <QTimer>
 #include <thread>
@@ -306,10 +307,13 @@ private slots:
     {
         scan(hanging(4000));
         QTRY_COMPARE_WITH_TIMEOUT(fake().hanging(), 1, 15000);
+        QElapsedTimer timer;
+        timer.start();
         m_dialog->close();
         processDeletions();
-        QVERIFY(!m_dialog);
+        QVERIFY(!m_dialog && timer.elapsed() < 2000); // the poller would take three seconds
         CVisualizedManager::FreeInstance();
+        QVERIFY(timer.elapsed() < 10000);
         QVERIFY(m_log->has("【云登录】扫码结果查询仍在等待云服务的应答。"));
         CVtServiceClient::ReleaseInstance(); // releases the call
         LoginDialogCreator::joinThreads();

@@ -119,6 +119,8 @@ private slots:
         QTest::newRow("a long text") << QString("<p>" + QString("更新说明").repeated(250) + "</p>").repeated(1000) +
                                             "end";
         QTest::newRow("plain lines") << "end\r" + QString("x\r").repeated(3 << 19);
+        QTest::newRow("lines with half of a surrogate pair")
+            << "<table><tr>end&#xD800;" + QString("<tr>x").repeated(400000);
     }
 
     // Processor time, so that a busy machine does not count. Without the sanitizers it is below 70 ms; the faults take

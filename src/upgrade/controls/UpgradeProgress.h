@@ -19,11 +19,12 @@ public:
     explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
     // Kept by the table:
-    bool hasEnded = false; ///< the row waits for its removal
+    bool hasEnded = false; ///< reported as ended, and not as running since
     int tableRow = 0;
 
     QString spokenText() const override;
     bool canBeCancelled() const;
+    int status() const { return m_status; } ///< as last shown, see UpgradeKeys.h
 
     /// Keeps and shows the row's values; starts nothing.
     void setUpgradeInfo(const QVariant &info);

@@ -84,6 +84,7 @@ CUpgradeTableWidget::CUpgradeTableWidget(QWidget *parent)
     setAccessibleName(QStringLiteral("正在升级的软件"));
     setItemDelegate(m_delegate);
     setHoverRowEnabled(true);
+    verticalHeader()->setDefaultSectionSize(look::scaled(30, this));
     InitTableStyleSheets();
     connect(this, &QTableWidget::itemSelectionChanged, this, &CUpgradeTableWidget::followSelection);
 }
@@ -211,7 +212,8 @@ void CUpgradeTableWidget::startInstallations(const QList<QVariant> &rows)
 {
     const QPointer<CUpgradeTableWidget> self(this);
     for (auto row = rows.cbegin(); self && row != rows.cend(); ++row) {
-        if (statusOf(*row) == state::Downloaded)
+        const CUpgradeProgress *progress = m_progressByName.value(nameOf(*row));
+        if (progress && progress->status() == state::Downloaded)
             updateRow(*row);
     }
 }

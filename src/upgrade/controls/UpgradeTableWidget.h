@@ -12,7 +12,7 @@ class CUpgradeProgress;
 /// The running upgrade tasks: one row per product, merged from the polls of the refresher. GUI thread.
 ///
 /// A merge can show questions and a report. Their event loops run further merges, close the window or delete this table.
-/// After such a loop a merge leaves alone the products that a newer poll reported as running.
+/// After such a loop a merge leaves alone the products of which a newer poll reported another state.
 class CUpgradeTableWidget final : public QTableWidget
 {
     Q_OBJECT
