@@ -2,7 +2,6 @@
 #include <QList>
 #include <QString>
 #include <QVariantMap>
-#include <optional>
 
 namespace tarn::services {
 
@@ -35,7 +34,7 @@ struct CatalogueItem
 struct CatalogueProduct
 {
     QString name;
-    std::optional<CatalogueItem> release;
+    CatalogueItem release; ///< without a version: none
     QList<CatalogueItem> patches;
     QList<CatalogueItem> plugins;
     QVariantMap record; ///< what every update record of the product contains; with the unknown keys

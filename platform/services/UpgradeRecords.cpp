@@ -49,11 +49,11 @@ QVariantMap updateRecord(const InstalledSoftware &installed, const CatalogueProd
     }
     if (!plugins.isEmpty())
         news.insert(key::Plugins, plugins);
-    const QString release = offered.release ? offered.release->package.version : QString();
-    const bool hasRelease = offered.release && isNewer(release, installed.version);
+    const QString &release = offered.release.package.version;
+    const bool hasRelease = isNewer(release, installed.version);
     const QVariantMap patch = patchSection(installed, offered);
     if (hasRelease && !ignored(key::Software, {}, release)) {
-        news.insert(key::Software, section(*offered.release, installed.version));
+        news.insert(key::Software, section(offered.release, installed.version));
         if (!patch.isEmpty())
             news.insert(key::OldPatch, patch);
     }
@@ -81,7 +81,7 @@ UpgradeItem findPackage(const CatalogueProduct &product, const Offer &wish)
 {
     QList<CatalogueItem> items = wish.kind == key::Plugins ? product.plugins : product.patches;
     if (wish.kind == key::Software)
-        items = product.release ? QList<CatalogueItem>{*product.release} : QList<CatalogueItem>();
+        items = {product.release};
     for (const CatalogueItem &each : qAsConst(items)) {
         UpgradeItem item = each.package;
         item.type = itemType(wish.kind);

@@ -215,9 +215,9 @@ private slots:
         start();
         QCOMPARE(memory().value(key::StoredAccount).toString(), QString());
         QCOMPARE(QDir(m_directory->path()).entryList({"cloud.key.broken-*"}).size(), 1); // kept
-        QVERIFY(QFile::remove(file("cloud.key")) && QDir().mkdir(file("cloud.key")));
-        QVERIFY_EXCEPTION_THROWN(start(), services::Failure); // it cannot be read, and is left alone
-        QVERIFY(QDir(file("cloud.key")).exists());
+        QVERIFY(QFile::rename(file("cloud.key"), file("sound")) && QFile::link(file("sound"), file("cloud.key")));
+        QVERIFY_EXCEPTION_THROWN(start(), services::Failure); // it is not read, and is left alone
+        QVERIFY(QFileInfo(file("cloud.key")).isSymLink());
     }
 
     void ticketsEnd()
@@ -265,6 +265,7 @@ private slots:
             QCOMPARE(state(), expected == code::Ok ? 2 : 0);
             QCOMPARE(result.output.values.value(key::Token).toString().size(), expected == code::Ok ? 64 : 0);
             QCOMPARE(poll().retCode, code::QrExpired); // an end is reported once
+            QCOMPARE(call("QueryQRCodeResult", {{key::RandomCode, ""}}).retCode, code::QrExpired);
         }
         for (const QByteArray &form : {QByteArray("%%%&&==\xff"), QByteArray("decision=confirm&identity=a%00b"),
                                        "decision=confirm&identity=" + QByteArray(300, 'a')}) {

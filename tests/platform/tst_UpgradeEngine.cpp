@@ -240,9 +240,11 @@ private slots:
                                                      {"installation.ini", "[General]\nSoftwareName=other\n"}}));
         UpgradeItem plugin = m_bench->package("a", packages::archive({{"plugins/f", "f"}}), item::Named);
         plugin.name = "公式助手";
+        UpgradeItem another = plugin;
+        another.name = "词典";
         UpgradeItem patch = m_bench->package("c", packages::archive({{"bin/program", "patched"}}), item::Patch);
         patch.version = "2.0.3";
-        QVERIFY(downloadAndInstall({main, plugin, patch}));
+        QVERIFY(downloadAndInstall({main, plugin, another, patch}));
         QVERIFY2(m_bench->state() == state::Installed, qPrintable(m_bench->now().error));
         QCOMPARE(m_bench->content("bin/program"), QByteArray("patched"));
         QCOMPARE(m_bench->content("lib/新.so"), QByteArray("lib"));
@@ -252,7 +254,7 @@ private slots:
         QCOMPARE(software.version, "2.0");
         QCOMPARE(software.patchVersion, "2.0.3");
         QCOMPARE(software.bits, "64");
-        QCOMPARE(software.plugins.value("公式助手"), "2.0");
+        QCOMPARE(software.plugins, (QMap<QString, QString>{{"公式助手", "2.0"}, {"词典", "2.0"}}));
         QVERIFY(!QFile::exists(m_product + "/.tarn-upgrade"));
         QVERIFY(leftFiles().isEmpty());
     }
