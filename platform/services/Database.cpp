@@ -114,6 +114,10 @@ void Database::openFile()
 {
     closeFile();
     m_broken = false;
+    QFile file(m_file); // SQLite gives its companion files the same mode
+    if (file.open(QIODevice::ReadWrite) && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
+        qCWarning(servicesLog).noquote() << QStringLiteral("%1 may be open to other users").arg(m_file);
+    file.close();
     m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
     m_db.setDatabaseName(m_file);
     if (!m_db.open())

@@ -12,12 +12,12 @@ namespace tarn::services {
 /// One SQLite file of a service. Committed changes are on the disk. Any thread; the work is done by one thread of the
 /// object. The functions throw Failure.
 ///
-/// The file is opened by the first statement. A file that is no sound database is moved
+/// The file is opened by the first statement, readable for its owner alone. A file that is no sound database is moved
 /// aside ("<file>.broken-<time>") with a log line and replaced by a new one; a file of a newer schema is left alone.
 class Database
 {
 public:
-    /// @param schema statements that create the tables: each "IF NOT EXISTS", so that they also complete an older schema
+    /// @param schema statements that create the tables: each "IF NOT EXISTS", to complete an older schema too
     /// @param version of this schema, to be raised with every addition
     Database(const QString &file, const QStringList &schema, int version = 1);
     ~Database();

@@ -28,6 +28,16 @@ void syncWith(int (*sync)(int), const QString &path)
         throw failure;
 }
 
+// The mistake of the file itself; empty when there is none.
+QString faultOf(const struct stat &info, qint64 maxSize)
+{
+    if (info.st_uid != ::geteuid())
+        return QStringLiteral("it belongs to another user");
+    if ((info.st_mode & 077) != 0)
+        return QStringLiteral("it is open to other users");
+    return info.st_size > maxSize ? QStringLiteral("it is too large") : QString();
+}
+
 } // namespace
 
 QString systemError()
@@ -102,14 +112,16 @@ void requireChecksum(QFile *file, const QString &sha256, const std::atomic<bool>
 {
     constexpr qint64 BlockSize = 256 * 1024;
     QCryptographicHash hash(QCryptographicHash::Sha256);
-    file->seek(0);
+    failIf(!file->seek(0), QStringLiteral("the package cannot be read: %1").arg(file->errorString()));
     for (QByteArray block = file->read(BlockSize); !block.isEmpty(); block = file->read(BlockSize)) {
         failIf(stopping, QStringLiteral("cancelled"));
         hash.addData(block);
     }
-    failIf(file->error() != QFileDevice::NoError, QStringLiteral("%1: %2").arg(file->fileName(), file->errorString()));
+    failIf(file->error() != QFileDevice::NoError,
+           QStringLiteral("the package cannot be read: %1").arg(file->errorString()));
     const QString sum = QString::fromLatin1(hash.result().toHex());
-    failIf(sum != sha256.toLower(), QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, sha256));
+    if (sum != sha256.toLower())
+        throw WrongChecksum(QStringLiteral("the checksum is wrong: %1 instead of %2").arg(sum, sha256));
 }
 
 QString dataDirectory()
@@ -131,6 +143,25 @@ QString settingsFile(const QString &directory)
 {
     const QFileInfo file(directory + QStringLiteral("/cfg.ini"));
     return file.isFile() ? file.filePath() : QStringLiteral(":/none");
+}
+
+QByteArray readPrivateFile(const QString &file, qint64 maxSize)
+{
+    QFile in;
+    struct stat info = {};
+    if (!openRegular(file, &in) && errno == ENOENT)
+        return {};
+    if (!in.isOpen() && (errno == ELOOP || errno == ENXIO || errno == EINVAL)) // a link, a socket, a folder
+        throw BadFile(systemError());
+    if (!in.isOpen() || ::fstat(in.handle(), &info) != 0)
+        throw Failure(systemError());
+    const QString fault = faultOf(info, maxSize);
+    if (!fault.isEmpty())
+        throw BadFile(fault);
+    QByteArray bytes = in.read(maxSize + 1);
+    if (in.error() != QFileDevice::NoError || bytes.size() != info.st_size)
+        throw Failure(QStringLiteral("it cannot be read completely: %1").arg(in.errorString()));
+    return bytes.isNull() ? QByteArray("") : bytes; // of an empty file
 }
 
 } // namespace tarn::services

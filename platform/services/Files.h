@@ -32,7 +32,13 @@ QString moveAside(const QString &file, const QString &reason);
 /// Opens a regular file for reading; false with errno for anything else, links included. It never blocks.
 bool openRegular(const QString &name, QFile *file);
 
-/// Reads an open file from its start to its end. Throws Failure unless it has this SHA-256 (hex), or when stopping is set.
+struct WrongChecksum : Failure
+{
+    using Failure::Failure;
+};
+
+/// Reads an open package from its start to its end. Throws WrongChecksum unless it has this SHA-256 (hex), and Failure
+/// when it cannot be read or stopping is set.
 void requireChecksum(QFile *file, const QString &sha256, const std::atomic<bool> &stopping);
 
 /// "$XDG_DATA_HOME/tarn", made if missing, open to this user only. Throws Failure when it cannot be made, is no
@@ -41,5 +47,15 @@ QString dataDirectory();
 
 /// "cfg.ini" in a directory; the name of no file where it is missing, or something that would block its reader.
 QString settingsFile(const QString &directory);
+
+/// A file that is no regular file, too large, another user's or open to other users.
+struct BadFile : Failure
+{
+    using Failure::Failure;
+};
+
+/// The content of a file that only this user may read; null when there is none. Throws BadFile, or another Failure
+/// where the file may be sound and must be left as it is.
+QByteArray readPrivateFile(const QString &file, qint64 maxSize);
 
 } // namespace tarn::services

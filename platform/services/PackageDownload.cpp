@@ -203,10 +203,12 @@ private:
 
     void verify()
     {
-        const QString error = errorOf([this] { requireChecksum(&m_file, m_package.sha256, m_stopping); });
-        if (!error.isEmpty() && !m_stopping)
+        try {
+            requireChecksum(&m_file, m_package.sha256, m_stopping);
+        } catch (const WrongChecksum &) {
             m_file.remove();
-        failIf(!error.isEmpty(), error);
+            throw;
+        }
         syncToDisk(m_file.fileName());
     }
 

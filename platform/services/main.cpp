@@ -98,7 +98,7 @@ private:
         m_services.insert(link::wire::UpgradeTag,
                           makeUpgradeService(m_directory, UpgradePaths::ofProgram(programs), show));
         try {
-            m_services.insert(link::wire::CloudTag, makeCloudService(m_directory, now));
+            m_services.insert(link::wire::CloudTag, makeCloudService(m_directory, configuredLinks(programs), now));
         } catch (const std::exception &e) { // messages and upgrades work without it
             qCCritical(servicesLog, "there is no cloud account service: %s", e.what());
         }

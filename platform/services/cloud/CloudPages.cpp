@@ -33,13 +33,15 @@ PageReply render(const QString &title, const QString &body, bool follows = false
 {
     constexpr int NonceBytes = 16;
     const QString nonce = randomHex(NonceBytes);
+    const QString refresh = QStringLiteral("<noscript><meta http-equiv=\"refresh\" content=\"3\"></noscript>");
     const QString script = QStringLiteral("<script nonce=\"%1\">%2</script>").arg(nonce, QString::fromUtf8(Script));
     PageReply reply;
     reply.body =
         QStringLiteral("<!DOCTYPE html><html lang=\"zh-CN\"><head><meta charset=\"utf-8\">"
                        "<meta name=\"viewport\" content=\"width=device-width\"><title>%1</title>"
-                       "<style nonce=\"%2\">%3</style></head><body><main><h1>%1</h1>%4%5</main></body></html>\n")
-            .arg(title, nonce, QString::fromUtf8(Style), body, follows ? script : QString())
+                       "<style nonce=\"%2\">%3</style>%4</head><body><main><h1>%1</h1>%5%6</main></body></html>\n")
+            .arg(title, nonce, QString::fromUtf8(Style), follows ? refresh : QString(), body,
+                 follows ? script : QString())
             .toUtf8();
     reply.policy =
         QStringLiteral("default-src 'none'; script-src 'nonce-%1'; style-src 'nonce-%1'; connect-src 'self'; "

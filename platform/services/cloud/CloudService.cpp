@@ -1,11 +1,14 @@
 #include "services/cloud/CloudService.h"
 #include "services/Dispatch.h"
+#include "services/Files.h"
 #include "services/cloud/CloudPages.h"
 #include "services/cloud/OneTimeCodes.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
 #include <QScopeGuard>
 #include <QSemaphore>
+#include <QSettings>
+#include <QUrl>
 #include <algorithm>
 #include <atomic>
 #include <memory>
@@ -81,7 +84,7 @@ CloudAccount readAccount(const Request &request)
 class CloudService final : public Dispatcher<CloudService>
 {
 public:
-    CloudService(const QString &directory, Clock clock)
+    CloudService(const QString &directory, const QHash<QString, QString> &links, Clock clock)
         : Dispatcher({QStringLiteral("cloud account"), code::Ok, code::Refused, code::InvalidArgs, Broken},
                      {
                          {QStringLiteral("GetLoginState"), &CloudService::loginState},
@@ -100,6 +103,7 @@ public:
                          {wire::method::ListOutbox, &CloudService::listOutbox},
                          {wire::method::CloudStatus, &CloudService::status},
                      })
+        , m_links(links)
         , m_clock(std::move(clock))
         , m_store(directory)
         , m_codes(&m_store, m_clock)
@@ -208,7 +212,7 @@ private:
         require(weixin || type == QLatin1String("qqdenglu"),
                 QStringLiteral("%1: expected weixindenglu or qqdenglu").arg(key::QrType));
         require(!randomCode.isEmpty(), QStringLiteral("%1 is empty").arg(key::RandomCode));
-        const QString address = pageAddress(QStringLiteral("/qr/"));
+        const QString address = pageAddress(QStringLiteral("/qr/"), QStringLiteral("扫码登录页面无法打开"));
         return ok({{key::QrUrl, address + m_tickets.open(weixin ? way::Weixin : way::Qq, randomCode)}});
     }
 
@@ -246,17 +250,25 @@ private:
 
     CallResult linkAddress(const Request &request)
     {
-        demand(LinkKeys.contains(request.text(key::LinkKey)), QStringLiteral("没有这个链接"));
-        return ok({{key::LinkUrl, pageAddress(AccountPath)}});
+        const QString linkKey = request.text(key::LinkKey);
+        demand(LinkKeys.contains(linkKey), QStringLiteral("没有这个链接"));
+        const QString configured = m_links.value(linkKey);
+        return ok({{key::LinkUrl,
+                    configured.isEmpty() ? pageAddress(AccountPath, QStringLiteral("页面无法打开")) : configured}});
     }
 
     // Starts the server on first use.
-    QString pageAddress(const QString &path)
+    QString pageAddress(const QString &path, const QString &onFailure)
     {
         const QMutexLocker lock(&m_serverLock);
-        if (!m_server)
-            m_server = std::make_unique<LoopbackServer>(
-                [this](const PageRequest &request) { return cloudPage(m_tickets, request); });
+        try {
+            if (!m_server)
+                m_server = std::make_unique<LoopbackServer>(
+                    [this](const PageRequest &request) { return cloudPage(m_tickets, request); });
+        } catch (const Failure &failure) {
+            qCWarning(servicesLog).noquote() << failure.text();
+            throw Refusal(code::Refused, onFailure);
+        }
         return m_server->address() + path;
     }
 
@@ -386,6 +398,7 @@ private:
 
     CallResult listOutbox(const Request &) { return ok({}, m_codes.outbox()); }
 
+    const QHash<QString, QString> m_links; ///< by link key
     const Clock m_clock;
     CloudStore m_store;
     OneTimeCodes m_codes;
@@ -400,9 +413,28 @@ private:
 
 } // namespace
 
-QSharedPointer<rpc::IInvocable> makeCloudService(const QString &directory, const Clock &clock)
+QHash<QString, QString> configuredLinks(const QString &programDirectory)
 {
-    return QSharedPointer<CloudService>::create(directory, clock);
+    QSettings file(settingsFile(programDirectory), QSettings::IniFormat);
+    file.setIniCodec("UTF-8");
+    QHash<QString, QString> links;
+    for (const QString &linkKey : LinkKeys) {
+        const QString name = QStringLiteral("cloud/") + linkKey;
+        const QString address = file.value(name).toStringList().join(QLatin1Char(',')); // split at its commas
+        const QUrl url(address, QUrl::StrictMode);
+        if (!url.host().isEmpty() && (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http")))
+            links.insert(linkKey, address);
+        else if (file.contains(name))
+            qCWarning(servicesLog).noquote()
+                << QStringLiteral("cfg.ini, %1: expected an http or https address; the value is ignored").arg(name);
+    }
+    return links;
+}
+
+QSharedPointer<rpc::IInvocable> makeCloudService(const QString &directory, const QHash<QString, QString> &links,
+                                                 const Clock &clock)
+{
+    return QSharedPointer<CloudService>::create(directory, links, clock);
 }
 
 } // namespace tarn::services

@@ -136,6 +136,7 @@ QList<CloudAccount> CloudStore::accounts()
 
 RememberedSignIn CloudStore::remembered()
 {
+    vault.requireKey();
     const QByteArray sealed = value(QStringLiteral("SELECT sealed FROM remembered")).toByteArray();
     if (sealed.isEmpty())
         return {};

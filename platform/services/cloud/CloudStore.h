@@ -47,8 +47,8 @@ struct RememberedSignIn
     void forget(const QString &name); ///< drops the data of this account
 };
 
-/// The database "cloud.db" with the accounts, the remembered sign-in and the table "sent_codes" of the one-time codes, and
-/// the vault of its sealed values.
+/// The database "cloud.db" with the accounts, the remembered sign-in and the table "sent_codes" of the one-time codes,
+/// and the vault of its sealed values.
 class CloudStore : public Database
 {
 public:
@@ -62,7 +62,8 @@ public:
     std::optional<CloudAccount> find(const QString &way, const QString &value);
     QList<CloudAccount> accounts(); ///< by name
 
-    /// Data that cannot be opened count as none, with a log line. When this throws, nothing must be saved over the data.
+    /// Data that cannot be opened count as none, with a log line. When this throws, nothing must be saved over the
+    /// data.
     RememberedSignIn remembered();
     void remember(const RememberedSignIn &memory);
 

@@ -24,8 +24,8 @@ constexpr size_t ConnectionMemory = 32768; // request line and headers
 
 constexpr __u8 Established = 1; // the kernel's TCP_ESTABLISHED
 
-// The user whose program holds the other end of a TCP connection on this machine; none when it is not there (any longer).
-// The kernel is asked for this one connection, whose costs do not depend on how many there are.
+// The user whose program holds the other end of a TCP connection on this machine; none when it is not there (any
+// longer). The kernel is asked for this one connection, whose costs do not depend on how many there are.
 std::optional<uid_t> userOfPeer(const sockaddr_in &from, const sockaddr_in &to)
 {
     const int descriptor = ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
@@ -160,7 +160,7 @@ LoopbackServer::LoopbackServer(Handler handler)
     : m_handler(std::move(handler))
 {
     const auto accept = [](void *server, const sockaddr *peer, socklen_t) {
-        const auto &from = *reinterpret_cast<const sockaddr_in *>(peer); // the address below is of this kind
+        const auto &from = *reinterpret_cast<const sockaddr_in *>(peer); // the server listens at an IPv4 address
         return static_cast<LoopbackServer *>(server)->isOwnUser(from) ? MHD_YES : MHD_NO;
     };
     const auto access = [](void *server, MHD_Connection *connection, const char *url, const char *method, const char *,

@@ -28,8 +28,8 @@ struct PageReply
 };
 
 /// HTTP for the browser on this machine: 127.0.0.1, a port that the system chooses. Refuses what a page elsewhere could
-/// make a browser send: another Host, a POST of another Origin; and, already when they connect, programs of other users,
-/// who can read an address out of the browser's command line. Bodies, connections and pauses are limited. The
+/// make a browser send: another Host, a POST of another Origin; and, already when they connect, programs of other
+/// users, who can read an address out of the browser's command line. Bodies, connections and pauses are limited. The
 /// handler runs on the server's one thread.
 class LoopbackServer
 {

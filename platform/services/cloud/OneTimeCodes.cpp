@@ -42,6 +42,7 @@ QList<OneTimeCodes::Stored> OneTimeCodes::read(const QString &condition, const Q
 
 OneTimeCodes::Stored OneTimeCodes::last(const QString &phone) const
 {
+    m_store->vault.requireKey();
     Stored code = read(QStringLiteral("WHERE phone = ?"), {phone}).value(0);
     code.phone = phone;
     return code;

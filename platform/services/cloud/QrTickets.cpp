@@ -66,14 +66,14 @@ void QrTickets::setResult(const QString &ticket, const QString &text)
         found->result = text;
 }
 
-// A decision that was not fetched in time expires too.
+// A confirmation that was not fetched in time expires too.
 QrTickets::Ticket *QrTickets::find(QString Ticket::*field, const QString &value)
 {
     const auto found = std::find_if(m_tickets.begin(), m_tickets.end(),
                                     [&](const Ticket &ticket) { return !value.isEmpty() && ticket.*field == value; });
     if (found == m_tickets.end())
         return nullptr;
-    if (!found->randomCode.isEmpty() && m_clock() - found->opened >= LifetimeMs)
+    if (!found->randomCode.isEmpty() && found->state != QrState::Refused && m_clock() - found->opened >= LifetimeMs)
         found->state = QrState::Expired;
     return &*found;
 }

@@ -1,6 +1,5 @@
 #include "services/cloud/Vault.h"
 #include "services/Files.h"
-#include <QFile>
 #include <cerrno>
 #include <sodium.h>
 
@@ -60,25 +59,41 @@ bool isPassword(const QByteArray &hash, const Secret &password)
 
 Vault::Vault(const QString &directory)
 {
-    failIf(sodium_init() < 0, QStringLiteral("libsodium finds no source of randomness"));
-    const QString name = directory + QStringLiteral("/cloud.key");
-    QFile file;
-    const bool isThere = openRegular(name, &file);
-    if (!isThere && errno != ENOENT) // the key may be sound: nothing is sealed with a new one
-        throw systemFailure(name);
-    m_key = Secret(isThere ? file.read(KeySize + 1) : QByteArray());
-    failIf(file.error() != QFileDevice::NoError, QStringLiteral("%1: %2").arg(name, file.errorString()));
-    if (m_key.size() == KeySize)
-        return;
-    if (isThere && moveAside(name, QStringLiteral("it is no key; the remembered sign-in is lost")).isEmpty())
-        throw systemFailure(name);
+    if (sodium_init() < 0)
+        throw std::runtime_error("libsodium finds no source of randomness");
+    const QString file = directory + QStringLiteral("/cloud.key");
+    m_error = errorOf([&] { useKeyOf(file); });
+    if (!m_error.isEmpty())
+        qCCritical(servicesLog).noquote() << QStringLiteral("%1: %2").arg(file, m_error);
+}
+
+void Vault::useKeyOf(const QString &file)
+{
+    QString fault;
+    try {
+        QByteArray bytes = readPrivateFile(file, KeySize);
+        fault = bytes.isNull() || bytes.size() == KeySize ? QString() : QStringLiteral("it is no key");
+        m_key = Secret(std::move(bytes));
+        if (m_key.size() == KeySize)
+            return;
+    } catch (const BadFile &bad) { // after another failure the key may be sound: nothing is sealed with a new one
+        fault = bad.text();
+    }
+    if (!fault.isEmpty() && moveAside(file, fault + QStringLiteral("; the remembered sign-in is lost")).isEmpty())
+        throw Failure(systemError());
     m_key = Secret(KeySize);
     crypto_secretbox_keygen(m_key.data());
-    writeDurably(name, QByteArray::fromRawData(m_key.chars(), KeySize));
+    writeDurably(file, QByteArray::fromRawData(m_key.chars(), KeySize));
+}
+
+void Vault::requireKey() const
+{
+    failIf(!m_error.isEmpty(), m_error);
 }
 
 QByteArray Vault::seal(const Secret &plain) const
 {
+    requireKey();
     QByteArray sealed(NonceSize + MacSize + plain.size(), '\0');
     auto *const nonce = reinterpret_cast<unsigned char *>(sealed.data());
     randombytes_buf(nonce, NonceSize);
@@ -89,6 +104,7 @@ QByteArray Vault::seal(const Secret &plain) const
 
 std::optional<Secret> Vault::open(const QByteArray &sealed) const
 {
+    requireKey();
     if (sealed.size() < NonceSize + MacSize)
         return std::nullopt;
     Secret plain(sealed.size() - NonceSize - MacSize);
