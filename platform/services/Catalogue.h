@@ -21,9 +21,9 @@ struct UpgradeItem
 /// The products on offer: a JSON file
 ///     {"products": [{"name", "icon", "release": ITEM, "patches": [ITEM...], "plugins": [ITEM...]}]}
 /// with ITEM = {"name", "version", "date", "notes", "forced", "for", "package": {"url", "size", "sha256"}}. Paths are
-/// relative to the file. Required are a product's name, an item's version and all three keys of a package; null counts as
-/// missing; a missing name of an item is the product's. "size" is a number, "forced" true or false, all others are strings: one value of another type refuses the
-/// whole file. Unknown keys are passed on in the records.
+/// relative to the file. Required are a product's name, an item's version and all three keys of a package; null counts
+/// as missing; a missing name of an item is the product's. "size" is a number, "forced" true or false, all others are
+/// strings: one value of another type refuses the whole file. Unknown keys are passed on in the records.
 struct CatalogueItem
 {
     UpgradeItem package;
@@ -42,8 +42,8 @@ struct CatalogueProduct
 
 using Catalogue = QList<CatalogueProduct>;
 
-/// @param publicKey Ed25519, base64: "<file>.sig" must hold the file's detached signature (64 bytes) by this key. Empty:
-///        the file is trusted as it is.
+/// @param publicKey Ed25519, base64: "<file>.sig" must hold the file's detached signature (64 bytes) by this key.
+///        Empty: the file is trusted as it is.
 /// Throws Failure with the mistake, which names the place (/products/3/release/version: ...).
 Catalogue readCatalogue(const QString &file, const QString &publicKey);
 

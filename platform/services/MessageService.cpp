@@ -134,8 +134,8 @@ QString readShort(const ValueReader &request, const QString &key, int maxBytes)
     return text;
 }
 
-// Reads a message from a request's keys; other keys are ignored, missing ones are empty or 0. A message needs a title or
-// a content. @return the message's values by key: the record that callers read
+// Reads a message from a request's keys; other keys are ignored, missing ones are empty or 0. A message needs a title
+// or a content. @return the message's values by key: the record that callers read
 QVariantMap readMessage(const ValueReader &request)
 {
     QVariantMap message{{key::MsgId, readId(request)}};

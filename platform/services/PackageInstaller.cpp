@@ -22,7 +22,8 @@ namespace item = upgrade::item;
 namespace {
 
 constexpr qint64 MaxMembers = 1000000;
-constexpr size_t MaxPath = 4096; // bytes
+constexpr qint64 MaxDescription = 1024 * 1024; // bytes; the library reads it to the end to skip it
+constexpr size_t MaxPath = 4096;               // bytes
 constexpr size_t BlockSize = 256 * 1024;
 constexpr mode_t UsualMode = 0755;
 
@@ -109,7 +110,7 @@ public:
         failIf(file.size() != package.size, QStringLiteral("the package has %1 bytes instead of %2")
                                                 .arg(QString::number(file.size()), QString::number(package.size)));
         requireChecksum(&file, package.sha256, m_stopping);
-        file.seek(0);
+        failIf(!file.seek(0), QStringLiteral("%1: %2").arg(package.file, file.errorString()));
         const Reader reader(archive_read_new(), &archive_read_free);
         archive_read_support_format_tar(reader.get());
         for (const auto support : {&archive_read_support_filter_gzip, &archive_read_support_filter_bzip2,
@@ -129,6 +130,7 @@ private:
         int status = ARCHIVE_OK;
         while ((status = archive_read_next_header(reader, &entry)) != ARCHIVE_EOF) {
             check(status >= ARCHIVE_WARN, reader);
+            failIf(m_stopping, QStringLiteral("the installation was cancelled"));
             failIf(++m_members > MaxMembers, QStringLiteral("the package has more than %1 members").arg(MaxMembers));
             if (takeIn(entry))
                 write(reader, entry);
@@ -148,6 +150,7 @@ private:
         if (path.filename() == "installation.ini") {
             refuseIf(path.has_parent_path() || hardLink || type != AE_IFREG,
                      "has an install description where there must be none", name);
+            refuseIf(archive_entry_size(entry) > MaxDescription, "has a large install description", name);
             return false; // the installer writes the description
         }
         if (path.empty())

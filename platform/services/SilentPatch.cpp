@@ -39,8 +39,8 @@ bool runs(const fs::path &process, const fs::path &file)
            (fs::read_symlink(exe, error) == lost && !fs::equivalent(exe, lost, error));
 }
 
-// Calls act with a descriptor for each process that runs the file, until it returns false. The descriptor stays with the
-// process when its number is given to another one. Scripts are never found: their processes run the interpreter.
+// Calls act with a descriptor for each process that runs the file, until it returns false. The descriptor stays with
+// the process when its number is given to another one. Scripts are never found: their processes run the interpreter.
 // @return false when act returned false
 bool forEachProcess(const QString &file, const std::function<bool(int)> &act)
 {
@@ -85,6 +85,13 @@ QString productProgram(const InstalledSoftware &software)
     return {};
 }
 
+// By the package: the same patch is asked for under another section where there is a new version as well.
+bool isSame(const UpgradeTask &one, const UpgradeTask &other)
+{
+    return one.items.size() == 1 && one.items.constFirst().url == other.items.constFirst().url &&
+           one.items.constFirst().sha256 == other.items.constFirst().sha256;
+}
+
 class SilentPatch
 {
 public:
@@ -116,7 +123,7 @@ public:
     }
 
 private:
-    // The task. Throws the reason when it failed or was cancelled, and when the caller has gone away.
+    // The task. Throws when it failed or was cancelled, and when the caller no longer waits.
     UpgradeTask task() const
     {
         failIf(m_tools.context.isCancelled(), QStringLiteral("the caller no longer waits for the result"));
@@ -137,8 +144,10 @@ private:
 
     void download()
     {
-        m_id = m_tools.engine.start(m_task);
-        failIf(m_id == 0, QStringLiteral("the product has another task: it is being upgraded"));
+        m_ownsTask = m_tools.engine.start(m_task);
+        const UpgradeTask current = m_tools.engine.taskOf(m_software.name);
+        failIf(!isSame(current, m_task), QStringLiteral("the product has another task: it is being upgraded"));
+        m_id = current.id;
         awaitEndOf(state::Downloading);
         m_package = task().items.constFirst().file;
     }
@@ -196,11 +205,11 @@ private:
         failIf(end != state::Installed, QStringLiteral("it was not installed: its task has state %1").arg(end));
     }
 
-    // Stops the task, unless it is being installed, which ends by itself.
+    // Stops the task, unless another caller has begun it or it is being installed, which ends by itself.
     void abandon()
     {
         const UpgradeTask task = m_tools.engine.taskOf(m_software.name);
-        if (m_id != 0 && task.id == m_id && task.state != state::Installing)
+        if (m_ownsTask && task.id == m_id && task.state != state::Installing)
             m_tools.engine.stop(m_software.name);
     }
 
@@ -227,7 +236,8 @@ private:
     const PatchTools &m_tools;
     const InstalledSoftware &m_software;
     const UpgradeTask &m_task;
-    qint64 m_id = 0; ///< of the task; 0: the product has another one
+    qint64 m_id = 0;         ///< of the task that is followed
+    bool m_ownsTask = false; ///< begun here, not joined
     QString m_package;
     bool m_shown = false;
     QString m_showError;

@@ -7,6 +7,7 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QSet>
+#include <utility>
 
 namespace tarn::services {
 
@@ -14,8 +15,9 @@ namespace state = upgrade::state;
 
 namespace {
 
-constexpr int MaxDownloads = 4; // at once; the other tasks wait
-constexpr int MaxError = 500;   // characters of a task's error, which may quote a file or a server
+constexpr int MaxDownloads = 4;     // at once; the other tasks wait
+constexpr int MaxError = 500;       // characters of a task's error, which may quote a file or a server
+constexpr int StoreAgainMs = 10000; // after a state could not be stored
 
 bool isComplete(const UpgradeTask &task) // all packages are downloaded
 {
@@ -104,19 +106,20 @@ UpgradeTask *UpgradeEngine::find(const QString &product)
     return found == m_tasks.end() ? nullptr : &*found;
 }
 
-qint64 UpgradeEngine::start(UpgradeTask task)
+bool UpgradeEngine::start(UpgradeTask task)
 {
     return m_thread.run([&] {
         const UpgradeTask before = current(task.product);
         if (before.isActive())
-            return qint64(0);
+            return false;
         placeFiles(&task);
         task.id = m_tasks.isEmpty() ? 0 : m_tasks.lastKey() + 1; // a new database would count from 1 again
         task.id = m_store->save(task);
+        m_unstored.remove(task.product);
         m_tasks.remove(before.id);
         m_tasks.insert(task.id, task);
         schedule();
-        return task.id;
+        return true;
     });
 }
 
@@ -129,12 +132,17 @@ bool UpgradeEngine::stop(const QString &product)
             running.stopping = true;
             finish(product, running.number);
         } else if (task.isActive()) {
+            UpgradeTask cancelled = task;
+            cancelled.state = state::Cancelled;
+            cancelled.error.clear();
+            m_store->save(cancelled); // before anything else changes: a confirmed stop is on the disk
+            m_unstored.remove(product);
             m_running.erase(product);
-            const QString failure = setState(product, state::Cancelled);
+            *find(product) = cancelled;
             dropFiles(task);
             schedule();
-            failIf(!failure.isEmpty(), failure);
         }
+        failIf(m_unstored.contains(product), current(product).error);
         return task.state != 0;
     });
 }
@@ -248,20 +256,39 @@ void UpgradeEngine::download(const UpgradeTask &task, const std::atomic<bool> &s
     }
 }
 
-// A state that cannot be stored is kept: the task must neither lie to callers nor start over again and again while the
-// disk is full.
-QString UpgradeEngine::setState(const QString &product, int state, const QString &reason)
+void UpgradeEngine::setState(const QString &product, int state, const QString &reason)
 {
     UpgradeTask *task = find(product);
     task->state = state;
     task->error = reason.left(MaxError);
+    storeState(task);
+}
+
+// A state that cannot be stored is kept in memory, reported with the task's error and stored later: with the state
+// before, the task would start over again and again while the disk is full.
+void UpgradeEngine::storeState(UpgradeTask *task)
+{
+    m_unstored.remove(task->product);
     const QString failure = errorOf([&] { m_store->save(*task); });
     if (failure.isEmpty())
-        return {};
-    qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(product, failure);
-    const QString told = QStringLiteral("the state cannot be stored: %1").arg(failure);
-    task->error += (task->error.isEmpty() ? QString() : QStringLiteral("; ")) + told;
-    return told;
+        return;
+    qCCritical(servicesLog).noquote() << QStringLiteral("task of %1: %2").arg(task->product, failure);
+    m_unstored.insert(task->product, task->error);
+    task->error += (task->error.isEmpty() ? QString() : QStringLiteral("; ")) +
+                   QStringLiteral("the state cannot be stored: %1").arg(failure);
+    if (!std::exchange(m_storesAgain, true))
+        m_thread.post([this] { storeAgain(); }, StoreAgainMs);
+}
+
+void UpgradeEngine::storeAgain()
+{
+    m_storesAgain = false;
+    for (UpgradeTask &task : m_tasks) {
+        if (!m_unstored.contains(task.product))
+            continue;
+        task.error = m_unstored.value(task.product);
+        storeState(&task);
+    }
 }
 
 // Removes files that none of the tasks can still use.
@@ -269,8 +296,10 @@ void UpgradeEngine::dropForeignFiles() const
 {
     QSet<QString> wanted;
     for (const UpgradeTask &task : m_tasks) {
-        for (const UpgradeItem &item : task.items)
-            wanted << item.file << partOf(item.file);
+        for (const UpgradeItem &item : task.items) {
+            if (task.isActive() || task.state == state::DownloadFailed)
+                wanted << item.file << partOf(item.file);
+        }
     }
     const QFileInfoList files = QDir(m_downloads).entryInfoList(QDir::Files);
     for (const QFileInfo &info : files) {

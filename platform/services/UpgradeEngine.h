@@ -2,6 +2,7 @@
 #include "services/PackageDownload.h"
 #include "services/UpgradeStore.h"
 #include "services/WorkThread.h"
+#include <QHash>
 #include <QMap>
 #include <atomic>
 #include <functional>
@@ -10,9 +11,9 @@
 
 namespace tarn::services {
 
-/// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the files, so
-/// that the next process continues there. Any thread; the work is done by threads of the object. The public functions
-/// throw Failure.
+/// Carries the tasks out: downloads several at once, installs on request. Its progress is in the store and in the
+/// files, so that the next process continues there. Any thread; the work is done by threads of the object. The public
+/// functions throw Failure.
 class UpgradeEngine
 {
 public:
@@ -24,9 +25,11 @@ public:
     ~UpgradeEngine(); ///< running installations are undone unless the files were exchanged already
 
     /// A product has one task. An active one stays as it is, a finished one is replaced.
-    /// @return the new task's id; 0 when one stays
-    qint64 start(UpgradeTask task);
-    bool stop(const QString &product); ///< false when the product has no task
+    /// @return false when one stays
+    bool start(UpgradeTask task);
+    /// Once it returns, the stop is on the disk. It throws when it cannot be stored.
+    /// @return false when the product has no task
+    bool stop(const QString &product);
     /// Begins the installation of the downloaded packages; a running installation continues.
     void install(const QString &product);
     QList<UpgradeTask> tasks();                 ///< in the order of their start, with the bytes that have arrived
@@ -52,7 +55,9 @@ private:
     void download(const UpgradeTask &task, const std::atomic<bool> &stopping);
     void begin(const QString &product, const std::function<void(const std::atomic<bool> &stopping)> &work);
     void finish(const QString &product, int number);
-    QString setState(const QString &product, int state, const QString &reason = {}); ///< why it is not stored
+    void setState(const QString &product, int state, const QString &reason = {});
+    void storeState(UpgradeTask *task);
+    void storeAgain();
     void dropForeignFiles() const;
     QString directoryOf(const QString &product) const; ///< empty when it is not installed
 
@@ -60,11 +65,13 @@ private:
     const QString m_apps;
     const QString m_downloads;
     bool m_isLoaded = false;
-    QMap<qint64, UpgradeTask> m_tasks; ///< by id: in the order of their start
+    QMap<qint64, UpgradeTask> m_tasks;  ///< by id: in the order of their start
+    QHash<QString, QString> m_unstored; ///< by product: the error of a task whose last state is not in the store
     Throttle m_throttle;
     std::map<QString, Work> m_running; ///< by product
     int m_lastNumber = 0;
-    WorkThread m_thread; ///< uses the other members
+    bool m_storesAgain = false; ///< storeAgain() is due
+    WorkThread m_thread;        ///< uses the other members
 };
 
 } // namespace tarn::services

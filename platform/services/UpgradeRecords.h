@@ -45,8 +45,8 @@ struct Offer
 QVariantList updateRecords(const InstalledProducts &installed, const Catalogue &catalogue,
                            const QSet<QString> &ignores = {});
 
-/// The offers that a request names for a product: the kinds, items and versions of its sections. Sections that are no maps or
-/// lists and entries without a version are passed over.
+/// The offers that a request names for a product: the kinds, items and versions of its sections. Sections that are no
+/// maps or lists and entries without a version are passed over.
 QList<Offer> offersOf(const QString &product, const QString &bits, const QVariantMap &sections);
 
 /// Makes the task that a request asks for; the packages are those of the catalogue, whatever the request says of them.

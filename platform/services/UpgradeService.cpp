@@ -225,8 +225,8 @@ private:
         return ok(present(QStringLiteral("showUpgradeExplainDialog"), {record}));
     }
 
-    // As Ignores and Tasks while all fit into one message, else in pages: the ignored updates, whose places are negative,
-    // and then the tasks.
+    // As Ignores and Tasks while all fit into one message, else in pages: the ignored updates, whose places are
+    // negative, and then the tasks.
     CallResult status(const Request &request)
     {
         QMap<qint64, QVariantMap> rows = taskRows();

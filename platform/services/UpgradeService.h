@@ -12,8 +12,8 @@ struct UpgradePaths
     QString publicKey{};  ///< of the catalogue's signature, base64; empty: unsigned catalogues are accepted
 
     /// From "cfg.ini" beside the program: "upgrade/catalogue", "system/apps_path", "upgrade/bandwidth" and
-    /// "upgrade/public_key"; without them the installed layout, "System/share/tarn/catalogue/catalogue.json" and "apps",
-    /// falling back to "/opt/apps", no limit and no signature.
+    /// "upgrade/public_key"; without them the installed layout, "System/share/tarn/catalogue/catalogue.json" and
+    /// "apps", falling back to "/opt/apps", no limit and no signature.
     static UpgradePaths ofProgram(const QString &programDirectory);
 };
 

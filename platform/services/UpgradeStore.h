@@ -12,7 +12,7 @@ public:
     explicit UpgradeStore(const QString &directory);
 
     void ignore(const QList<Offer> &offers);
-    QList<Offer> ignores(); ///< with their times, in the order of these
+    QList<Offer> ignores(); ///< in the order of their times
     /// @param product empty for all
     /// @return how many there were
     int forgetIgnores(const QString &product);

@@ -1,6 +1,7 @@
 #pragma once
 #include <QObject>
 #include <QThread>
+#include <QTimer>
 #include <future>
 
 namespace tarn::services {
@@ -37,9 +38,10 @@ public:
 
     /// Carries work out later. Any thread.
     template <class Work>
-    void post(Work work)
+    void post(Work work, int delayMs = 0)
     {
-        QMetaObject::invokeMethod(&m_context, work, Qt::QueuedConnection);
+        const auto begin = [this, work, delayMs] { QTimer::singleShot(delayMs, &m_context, work); };
+        QMetaObject::invokeMethod(&m_context, begin, Qt::QueuedConnection);
     }
 
 private:

@@ -66,7 +66,7 @@ private slots:
         watched.start();
         QTRY_VERIFY(watched.hasExpired(1000)); // the time in which a download that starts over would ask again
         QCOMPARE(m_bench->server.requests().size(), 1);
-        QVERIFY_EXCEPTION_THROWN(m_bench->start({slow}), Failure); // the last state must be stored first
+        QVERIFY_EXCEPTION_THROWN(m_bench->start({slow}), Failure); // the new task cannot be stored
 
         QVERIFY(QFile::remove(m_disk + "/filler"));
         m_bench->start({slow});

@@ -108,10 +108,23 @@ private slots:
 
     void otherTasksAreLeftAlone()
     {
+        offer("p", R"(,"release":{"version":"2.0","package":{"url":"http://127.0.0.1:9/none","size":1,"sha256":")" +
+                       QByteArray(64, 'a') + "\"}}");
+        QVERIFY(invoke("StartDownload", {{key::Software, QVariantMap{{key::NewVersion, "2.0"}}}}).accepted);
+        QVERIFY(patch().errorText.contains("another task"));
+
+        // One with the same patch is joined, but not stopped when the caller ends.
+        init();
         const QVariantMap wanted{{key::Patch, QVariantMap{{key::NewVersion, "1.9.5"}}}};
         QVERIFY(invoke("StartDownload", wanted).accepted);
-        QVERIFY(patch().errorText.contains("another task"));
-        QTRY_COMPARE(stateOfTask(), int(upgrade::state::Downloaded));
+        m_shown.clear(); // of the window with the tasks
+        CallContext context;
+        context.hasEnded = [this] { return !m_shown.isEmpty(); };
+        const CallResult joined = patch(context);
+        QVERIFY2(joined.errorText.contains("no longer waits"), qPrintable(joined.errorText));
+        QCOMPARE(stateOfTask(), int(upgrade::state::Downloaded));
+        QVERIFY(patch().accepted); // also one that an interrupted call has left
+        QCOMPARE(patchVersion(), QString("1.9.5"));
     }
 
     void programsOutsideAreNotTheProducts()

@@ -2,6 +2,7 @@
 #include "services/FileSwap.h"
 #include "services/InstalledSoftware.h"
 #include "services/PackageInstaller.h"
+#include "support/LogCatcher.h"
 #include "support/UpgradeBench.h"
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -189,15 +190,32 @@ private slots:
         QVERIFY(download(2000).contains("1000 bytes instead of 300000")); // asked from the start
     }
 
-    void unstoredStatesAreTold()
+    void statesAreStoredAgain()
     {
-        m_bench->start({m_bench->package("p", noise(1000))});
+        m_bench->start({m_bench->package("p", slowFile(300000))});
+        m_bench->start({m_bench->package("other", slowFile(300000))}, "other");
+        QTRY_VERIFY(m_bench->now().items.value(0).received > 0);
+        Database database(m_folder->filePath("upgrade.db"), {});
+        const QString refuse =
+            "CREATE TRIGGER refuse BEFORE INSERT ON tasks WHEN %1 BEGIN SELECT RAISE(ABORT, 'refused'); END";
+        database.run(refuse.arg("1"));
+        const LogCatcher log;
+        for (int i = 0; i < 2; ++i) { // a stop that cannot be stored changes nothing
+            QVERIFY_EXCEPTION_THROWN(m_bench->engine->stop(m_bench->Name), Failure);
+            QCOMPARE(m_bench->state(), state::Downloading);
+        }
         QTRY_COMPARE(m_bench->state(), state::Downloaded);
-        Database(m_folder->filePath("upgrade.db"), {})
-            .run("CREATE TRIGGER refuse BEFORE INSERT ON tasks BEGIN SELECT RAISE(ABORT, 'refused'); END");
-        QVERIFY_EXCEPTION_THROWN(m_bench->engine->stop(m_bench->Name), Failure);
-        QCOMPARE(m_bench->state(), state::Cancelled);
         QVERIFY(m_bench->now().error.contains("cannot be stored"));
+        QTRY_COMPARE(m_bench->engine->taskOf("other").state, state::Downloaded);
+        m_bench->engine->install(m_bench->Name); // no archive
+        QTRY_COMPARE(m_bench->state(), state::InstallFailed);
+        QVERIFY_EXCEPTION_THROWN(m_bench->engine->stop(m_bench->Name), Failure); // over, but not stored
+        database.run("DROP TRIGGER refuse");
+        database.run(refuse.arg("NEW.product = 'other'"));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_bench->now().error.contains("cannot be stored"), 20000);
+        QCOMPARE(m_bench->store->tasks().value(0).state, state::InstallFailed);
+        QVERIFY(m_bench->engine->stop(m_bench->Name));
+        QCOMPARE(log.texts().filter("refused").size(), 5); // three states of one, two of the other
     }
 
     void stopsInEveryState()
@@ -283,6 +301,7 @@ private slots:
         row("through a link of the product", {rawTar({good, member("outside/evil", '0', {}, "evil")})});
         row("link below a link of the product", {rawTar({good, member("a/b/inside/evil", '2', "../../../good")})});
         row("our work area, nested", {rawTar({good, member("sub/.tarn-upgrade/mark", '0')})});
+        row("a large description", {rawTar({member("installation.ini", '0', {}, QByteArray(1024 * 1024 + 1, ' '))})});
         row("a description of another product",
             {rawTar({good, member("sub/installation.ini", '0', {}, "[General]\nSoftwareName=other\nVersion=1\n")})});
         row("more than the disk holds", {rawTar({good, member("big", '0', {}, {}, "0000644", "77777777777777")})});

@@ -32,15 +32,15 @@ public:
             type, Name, QStringLiteral("2.0"), server.url(path), packages::sha256(file.content), file.content.size(),
             0};
     }
-    void start(const QList<tarn::services::UpgradeItem> &items)
+    void start(const QList<tarn::services::UpgradeItem> &items, const QString &name = QStringLiteral("云杉绘图"))
     {
         tarn::services::UpgradeTask task;
-        task.product = Name;
+        task.product = name;
         task.state = tarn::upgrade::state::Downloading;
         task.items = items;
         engine->start(task);
     }
-    tarn::services::UpgradeTask now() const { return engine->tasks().value(0); }
+    tarn::services::UpgradeTask now() const { return engine->tasks().value(0); } ///< the task started first
     int state() const { return now().state; }
     QByteArray content(const QString &path) const { return packages::readFile(product + QLatin1Char('/') + path); }
 
