@@ -4,9 +4,13 @@
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
+#include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 #include <QSemaphore>
+#include <QSet>
 #include <QTest>
+#include <atomic>
 #include <csignal>
 #include <thread>
 
@@ -39,6 +43,51 @@ class TestServices final : public QObject
 {
     Q_OBJECT
 private slots:
+    void aKillLosesNothingThatWasConfirmed()
+    {
+        Sandbox platform;
+        QVERIFY(platform.startHub());
+        std::atomic_bool stop = false;
+        std::atomic_int confirmed = 0;
+        QSet<QString> written;
+        std::thread writer([&] { // as fast as the service answers
+            link::ServiceConnection connection;
+            for (int i = 0; !stop; ++i) {
+                const QString id = QString::number(i);
+                const QVariantMap message{{key::MsgId, id}, {key::MsgTitle, QString(200, QChar(0x5b57))}};
+                if (!connection.call(wire::MessageTag, wire::method::Import, {{}, {message}}).accepted)
+                    continue;
+                written.insert(id);
+                ++confirmed;
+            }
+        });
+        const auto end = [&] {
+            stop = true;
+            if (writer.joinable())
+                writer.join();
+        };
+        const auto guard = qScopeGuard(end);
+        for (int round = 0; round < 3; ++round) {
+            const int before = confirmed;
+            QTRY_VERIFY_WITH_TIMEOUT(confirmed > before + 3 + 2 * round, RestartTimeout);
+            const pid_t services = platform.services();
+            QVERIFY(services > 0 && ::kill(services, SIGKILL) == 0);
+            const auto isStartedAgain = [&] {
+                const pid_t now = platform.services(); // 0 between the two
+                return now > 0 && now != services;
+            };
+            QTRY_VERIFY_WITH_TIMEOUT(isStartedAgain(), RestartTimeout);
+        }
+        const int before = confirmed;
+        QTRY_VERIFY_WITH_TIMEOUT(confirmed > before, RestartTimeout);
+        end();
+
+        QSet<QString> stored;
+        for (const QVariant &entry : listAll())
+            stored.insert(entry.toMap().value(key::MsgId).toString());
+        QVERIFY(stored.contains(written));
+    }
+
     void aSecondProcessWaitsForTheFirst()
     {
         Sandbox platform;
@@ -63,7 +112,10 @@ private slots:
 
         QVERIFY(platform.startHub());
         QVERIFY(push("one"));
-        QVERIFY(!(QFile::permissions(platform.path("data/tarn/messages.db")) & QFile::Permissions(0x77)));
+        const QFileInfoList files = QDir(platform.path("data/tarn")).entryInfoList(QDir::Files);
+        QVERIFY(files.size() >= 4); // the key and three databases
+        for (const QFileInfo &file : files)
+            QVERIFY2(!(file.permissions() & QFile::Permissions(0x77)), qPrintable(file.filePath()));
         const pid_t services = platform.services();
         QVERIFY(Sandbox::terminate(platform.hub()));
         QCOMPARE(platform.hub()->exitCode(), 0);
