@@ -263,6 +263,9 @@ private slots:
         QCOMPARE(tickets.view(second).state, QrState::Confirmed); // can still be fetched
         m_now += 1;
         QCOMPARE(tickets.take("c").state, QrState::Expired);
+        tickets.decide(tickets.open(services::way::Qq, "refused"), {});
+        m_now += QrTickets::LifetimeMs;
+        QCOMPARE(tickets.take("refused").state, QrState::Refused); // a decision that stays
         QStringList names;
         for (int i = 0; i < 65; ++i, ++m_now)
             names << tickets.open(services::way::Qq, QString::number(i));
@@ -419,7 +422,7 @@ private slots:
         }
         QCOMPARE(link("FC_OTHER").retCode, code::Refused);
         packages::writeFile(file("cfg.ini"), "[cloud]\nFC_ACCOUNT_004=https://example.org/?a=1,2\n"
-                                             "FC_ACCOUNT_005=file:///etc/passwd\nFC_CUSTOM_001=\n");
+                                             "FC_ACCOUNT_005=file:///etc/passwd\nFC_CUSTOM_001=https:///x\n");
         const LogCatcher log;
         start(services::configuredLinks(m_directory->path()));
         QCOMPARE(link(key::LinkRegister).output.values.value(key::LinkUrl), QVariant("https://example.org/?a=1,2"));
