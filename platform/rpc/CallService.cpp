@@ -1,7 +1,6 @@
 #include "rpc/CallService.h"
 #include "rpc/Log.h"
 #include "tarn/rpc/RpcLog.h"
-#include <QScopeGuard>
 #include <chrono>
 
 namespace tarn::rpc {
@@ -147,9 +146,9 @@ grpc::Status CallService::perform(const Request &request, const ICallContext &co
         return refusal(
             grpc::StatusCode::NOT_FOUND,
             QStringLiteral("object \"%1\" has no interface \"%2\"").arg(servant.tag, request.interfaceName.left(200)));
-    if (!servant.gate->enter())
+    const CallGate::Pass pass(servant.gate);
+    if (!pass.entered())
         return refusal(grpc::StatusCode::NOT_FOUND, QStringLiteral("object \"%1\" is withdrawn").arg(servant.tag));
-    const auto leave = qScopeGuard([&servant] { servant.gate->leave(); });
     if (RpcLog::print())
         trace(QStringLiteral("%1.%2").arg(servant.tag, request.method));
     *result = invoke(*servant.object, request, context);

@@ -3,6 +3,7 @@
 #include "tarn/keys/HubKeys.h"
 #include <algorithm>
 #include <system_error>
+#include <thread>
 
 namespace tarn::rpc {
 
@@ -11,6 +12,20 @@ struct Rpc::Private::Server
     Server(const ServantTable &servants, const std::shared_ptr<ClientSide> &client, const Settings &settings)
         : endpoint(servants, client, settings.threads)
     {
+    }
+    /// Waits for the calls that run, so not in one of them.
+    /// @param core is kept until the server has ended, which uses its members
+    static void dispose(Server *server, std::shared_ptr<Rpc::Private> core)
+    {
+        if (!CallGate::insideCall()) {
+            delete server;
+            return;
+        }
+        try {
+            std::thread([server, core = std::move(core)] { delete server; }).detach();
+        } catch (const std::system_error &e) {
+            warn(QStringLiteral("an endpoint stays open, no thread can be started: %1").arg(QLatin1String(e.what())));
+        }
     }
 
     Endpoint endpoint;
@@ -85,7 +100,7 @@ RpcError Rpc::Private::activate(RpcAdapter::Private &adapter)
         const QMutexLocker lock(&m_mutex);
         if (adapter.gate->isOpen())
             return {};
-        RpcError error = openServer();
+        RpcError error = openServer(adapter.core);
         if (error.code != RpcError::None)
             return error;
         adapter.gate->open();
@@ -132,12 +147,13 @@ ObjectRef Rpc::Private::reference(const RpcAdapter::Private &adapter, const QStr
     return {servant.interfaceName, tag, m_server->endpoint.target(), m_server->endpoint.epoch()};
 }
 
-RpcError Rpc::Private::openServer()
+RpcError Rpc::Private::openServer(const std::shared_ptr<Rpc::Private> &self)
 {
     if (m_server)
         return {};
     QString reason;
-    const auto server = std::make_shared<Server>(m_servants, client, m_settings);
+    const std::shared_ptr<Server> server(new Server(m_servants, client, m_settings),
+                                         [self](Server *ended) { Server::dispose(ended, self); });
     if (!server->endpoint.open(m_settings.endpoint, &reason)) {
         warn(QStringLiteral("cannot serve: %1").arg(reason));
         return makeError(RpcError::Failed, reason);

@@ -51,7 +51,7 @@ public:
 
 private:
     struct Server; ///< endpoint and lease
-    RpcError openServer();
+    RpcError openServer(const std::shared_ptr<Rpc::Private> &self);
     RpcError publish();
 
     mutable QMutex m_mutex;

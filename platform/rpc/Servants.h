@@ -6,6 +6,7 @@
 #include <QSharedPointer>
 #include <atomic>
 #include <memory>
+#include <utility>
 
 namespace tarn::rpc {
 
@@ -13,29 +14,57 @@ namespace tarn::rpc {
 class CallGate
 {
 public:
+    /// One running call of this thread; not entered when the gate is closed.
+    class Pass
+    {
+    public:
+        explicit Pass(std::shared_ptr<CallGate> gate)
+            : m_gate(std::move(gate))
+            , m_outer(t_innermost)
+            , m_isInside(m_gate->m_calls.tryLockForRead()) // fails while closeAndWait() waits
+        {
+            if (!m_gate->m_open)
+                leave();
+            if (m_isInside)
+                t_innermost = this;
+        }
+        ~Pass()
+        {
+            t_innermost = m_outer;
+            leave();
+        }
+        Q_DISABLE_COPY(Pass)
+        bool entered() const { return m_isInside; }
+        /// A call that waits for others must not be waited for itself.
+        void leave()
+        {
+            if (std::exchange(m_isInside, false))
+                m_gate->m_calls.unlock();
+        }
+
+    private:
+        const std::shared_ptr<CallGate> m_gate;
+        Pass *const m_outer;
+        bool m_isInside;
+    };
+
     void open() { m_open = true; }
     bool isOpen() const { return m_open; }
-    /// Lets no call in any more and waits until the running ones have left; not to be called from one of them.
+    /// Lets no call in any more and waits until the running ones have left, but for those that wait here themselves.
     /// @return whether it was open
     bool closeAndWait()
     {
+        if (t_innermost)
+            t_innermost->leave();
         const bool wasOpen = m_open.exchange(false);
         const QWriteLocker empty(&m_calls);
         return wasOpen;
     }
-    /// @return whether the call may run; leave() has to follow then, on the same thread
-    bool enter()
-    {
-        if (!m_calls.tryLockForRead()) // closeAndWait() waits
-            return false;
-        const bool isOpen = m_open;
-        if (!isOpen)
-            m_calls.unlock();
-        return isOpen;
-    }
-    void leave() { m_calls.unlock(); }
+    /// Whether the calling thread carries out a call of some adapter.
+    static bool insideCall() { return t_innermost != nullptr; }
 
 private:
+    static inline thread_local Pass *t_innermost = nullptr;
     std::atomic_bool m_open = false;
     QReadWriteLock m_calls; ///< held for reading by each call
 };

@@ -356,6 +356,45 @@ private slots:
         QVERIFY(proxy("own")->call(Echo, {}).accepted);
     }
 
+    /// Two calls end the adapter that they run in: neither waits for the other for ever.
+    void endedInsideCalls()
+    {
+        for (const char *how : {"unactive", "shutdown", "destroy"}) {
+            QSemaphore inside;
+            QSemaphore go;
+            QSemaphore returned;
+            QMutex mutex;
+            Rpc core;
+            QVERIFY(core.init(m_box->settings()));
+            QSharedPointer<RpcAdapter> adapter;
+            adapter = serve(core, "own", [&] {
+                inside.release();
+                go.acquire();
+                if (!qstrcmp(how, "unactive")) {
+                    adapter->unactive();
+                } else if (!qstrcmp(how, "shutdown")) {
+                    core.shutdown();
+                } else {
+                    QMutexLocker lock(&mutex);
+                    const auto last = std::exchange(adapter, {});
+                    lock.unlock();
+                }
+                returned.release();
+                return CallResult();
+            });
+            QVERIFY2(adapter, how);
+            const auto own = proxy("own");
+            std::thread callers[2];
+            for (std::thread &caller : callers)
+                caller = std::thread([&] { own->call(Echo, {}, 5000); });
+            inside.acquire(2);
+            go.release(2);
+            for (std::thread &caller : callers)
+                caller.join();
+            QVERIFY2(returned.tryAcquire(2, 5000), how);
+        }
+    }
+
     void addressBeyondTheMachineNeedsCertificates()
     {
         const QString address = outerAddress();

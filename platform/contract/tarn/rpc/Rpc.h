@@ -43,7 +43,7 @@ public:
     ///        object. After setHubLost({}) no call runs any more.
     void setHubLost(std::function<void()> callback);
 
-    /// Ends all adapters and waiting calls, not from one of the calls; the object may be initialised again.
+    /// Ends all adapters, as their unactive() does, and the waiting calls; the object may be initialised again.
     void shutdown();
 
 private:

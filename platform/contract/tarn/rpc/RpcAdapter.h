@@ -14,13 +14,13 @@ class TARN_RPC_EXPORT RpcAdapter
 public:
     class Private;
     explicit RpcAdapter(std::shared_ptr<Private> d);
-    ~RpcAdapter(); ///< deactivates and removes everything; like unactive() not to be called from a call
+    ~RpcAdapter(); ///< deactivates and removes everything, waits like unactive()
     RpcAdapter(const RpcAdapter &) = delete;
     RpcAdapter &operator=(const RpcAdapter &) = delete;
 
     /// @param object a QSharedPointer of the interface's type
     /// @param interfaceName the interface's name, e.g. "IVisualizedService"
-    /// @param tag name under which callers find it; unique within the process
+    /// @param tag name under which callers find it; unique within its Rpc
     /// @return true also while no hub runs: an active adapter registers the object as soon as there is one. False (the
     ///         object is not kept) for an unknown interface, another type inside object, an empty or used tag, or an
     ///         RPC core that is not initialised; see getRpcLastError()
@@ -30,7 +30,8 @@ public:
     ///         holds a tag. In both cases the adapter is active and registers within a second when a hub has come or the
     ///         tag is free. With NotInitialized and with Failed it is not active.
     bool active();
-    /// Withdraws the objects and waits until the calls that run have ended; not to be called from one of them.
+    /// Withdraws the objects and waits until the calls that run have ended; called from one of them, it waits for the
+    /// others.
     bool unactive();
     bool remove(const QString &tag); ///< false when there is no such object; a running call still ends well
 
