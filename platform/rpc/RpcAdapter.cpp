@@ -12,16 +12,24 @@ namespace {
 
 constexpr int MaxTagLength = 256;
 
-QHash<QString, SkeletonFactory> &factories()
+struct Factories
 {
-    static QHash<QString, SkeletonFactory> table; // the first user may be another file's static initialisation
-    return table;
+    QMutex mutex;
+    QHash<QString, SkeletonFactory> table;
+};
+
+Factories &factories()
+{
+    static Factories all; // the first user may be another file's static initialisation
+    return all;
 }
 
 /// The callable form of an object that is added under an interface's name; null with the reason.
 QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &interfaceName, QString *error)
 {
-    const SkeletonFactory factory = factories().value(interfaceName);
+    QMutexLocker lock(&factories().mutex);
+    const SkeletonFactory factory = factories().table.value(interfaceName);
+    lock.unlock();
     return factory ? factory(object, error) : unwrap<IInvocable>(object, interfaceName, error);
 }
 
@@ -29,7 +37,8 @@ QSharedPointer<IInvocable> makeSkeleton(const std::any &object, const QString &i
 
 bool registerFactory(const QString &interfaceName, const SkeletonFactory &factory)
 {
-    factories().insert(interfaceName, factory);
+    const QMutexLocker lock(&factories().mutex);
+    factories().table.insert(interfaceName, factory);
     return true;
 }
 

@@ -11,8 +11,8 @@ class RpcAdapter;
 /// @return null, with the reason, when the object is null or of another type
 using SkeletonFactory = std::function<QSharedPointer<IInvocable>(const std::any &object, QString *error)>;
 
-/// Has objects of this interface served through the factory; objects of any other name must be IInvocable. Called
-/// during static initialisation, before the first adapter exists. @return true
+/// Has objects of this interface served through the factory; objects of any other name must be IInvocable. Thread-safe;
+/// also during static initialisation. @return true
 TARN_RPC_EXPORT bool registerFactory(const QString &interfaceName, const SkeletonFactory &factory);
 
 /// The pointer inside, null with the reason when there is none of that type.
