@@ -18,11 +18,30 @@ constexpr int TellMs = 10000; // shorter troubles end by themselves
 
 const QString Creator = QStringLiteral("CVisualizedServiceCreator");
 const QString &Tag = tarn::visualized::DefaultTag;
+
+/// The facts about a bundle that this host passes to it.
+class BundleContext final : public tarn::osgi::IBundleContext
+{
+public:
+    BundleContext(QString name, QString file)
+        : m_name(std::move(name))
+        , m_file(std::move(file))
+    {
+    }
+    QString bundleName() const override { return m_name; }
+    QVariant property(const QString &key) const override
+    {
+        return key == QLatin1String("plugin.path") ? QVariant(m_file) : QVariant();
+    }
+
+private:
+    const QString m_name;
+    const QString m_file;
+};
 } // namespace
 
 PluginHost::PluginHost(QObject *parent)
     : QObject(parent)
-    , m_context(QSharedPointer<tarn::osgi::IBundleContext>::create())
 {
     m_retry.setInterval(FirstRetryMs);
     connect(&m_retry, &QTimer::timeout, this, &PluginHost::createService);
@@ -47,7 +66,8 @@ bool PluginHost::loadFile(const QString &file)
         qCritical().noquote() << QStringLiteral("plug-in %1 is refused: %2").arg(file, reason);
         return false;
     }
-    if (metadata.value(QStringLiteral("MetaData")).toObject().value(QStringLiteral("DisabledByDefault")).toBool()) {
+    const QJsonObject facts = metadata.value(QStringLiteral("MetaData")).toObject();
+    if (facts.value(QStringLiteral("DisabledByDefault")).toBool()) {
         qInfo().noquote() << QStringLiteral("plug-in %1 is disabled").arg(file);
         return false;
     }
@@ -59,15 +79,16 @@ bool PluginHost::loadFile(const QString &file)
         qCritical().noquote() << QStringLiteral("plug-in %1 cannot be used: %2").arg(file, errorText);
         return false;
     }
-    if (auto *bundle = dynamic_cast<tarn::osgi::IBundleActivator *>(plugin))
-        m_bundles.append(bundle);
+    if (auto *activator = dynamic_cast<tarn::osgi::IBundleActivator *>(plugin))
+        m_bundles.append(
+            {activator, QSharedPointer<BundleContext>::create(facts.value(QStringLiteral("Name")).toString(), file)});
     return true;
 }
 
 void PluginHost::start()
 {
-    for (tarn::osgi::IBundleActivator *bundle : qAsConst(m_bundles))
-        bundle->start(m_context);
+    for (const Bundle &bundle : qAsConst(m_bundles))
+        bundle.activator->start(bundle.context);
     m_sinceStart.start();
     constructCreator();
     createService();
@@ -118,6 +139,6 @@ PluginHost::~PluginHost()
     if (m_creator)
         m_creator->destroy(Tag);
     m_owner.reset();
-    for (tarn::osgi::IBundleActivator *bundle : qAsConst(m_bundles))
-        bundle->stop(m_context);
+    for (const Bundle &bundle : qAsConst(m_bundles))
+        bundle.activator->stop(bundle.context);
 }

@@ -32,13 +32,17 @@ public:
     void start();
 
 private:
+    struct Bundle
+    {
+        tarn::osgi::IBundleActivator *activator;
+        QSharedPointer<tarn::osgi::IBundleContext> context;
+    };
     bool loadFile(const QString &file);
     void constructCreator();
     void createService();
     void tellUser();
 
-    QList<tarn::osgi::IBundleActivator *> m_bundles; ///< the plug-ins that are bundles
-    const QSharedPointer<tarn::osgi::IBundleContext> m_context;
+    QList<Bundle> m_bundles;
     QSharedPointer<QObject> m_owner; ///< of the creator
     IServiceObjectCreator *m_creator = nullptr;
     QTimer m_retry;

@@ -12,8 +12,11 @@
 #include <QTemporaryDir>
 #include <QTemporaryFile>
 #include <QTest>
+#include <csignal>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -161,6 +164,28 @@ private slots:
         const QString start = head.arg(before, hour()).arg(::getpid());
         QVERIFY2(lines.at(0).contains(QRegularExpression(start + "短$")), qPrintable(lines.at(0)));
         QVERIFY(lines.at(1).contains(QRegularExpression(start + R"(一{1365}\.\.\. \(6000 bytes\)$)")));
+    }
+
+    void mainThreadThatHangs()
+    {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const tarn::core::UnixSignals signalSource(1);
+            int ends[2];
+            if (::pipe2(ends, O_NONBLOCK) != 0)
+                ::_exit(2);
+            while (::write(ends[1], "x", 1) == 1) { // a full pipe that is not read
+            }
+            ::fcntl(ends[1], F_SETFL, 0);
+            ::dup2(ends[1], STDERR_FILENO);
+            ::raise(SIGTERM);
+            for (;;)
+                ::pause();
+        }
+        int status = 0;
+        QCOMPARE(::waitpid(child, &status, 0), child);
+        QVERIFY(WIFEXITED(status));
+        QCOMPARE(WEXITSTATUS(status), 1);
     }
 
     void hostWithoutDisplay()
