@@ -36,9 +36,14 @@ QVariant parseTagged(const QString &tag, const QJsonValue &json, const QString &
     bool valid = false;
     if (tag == RectTag)
         return parseRect(json.toArray(), place);
-    if (tag == UnsignedTag || tag == SignedTag) {
-        const QVariant number =
-            tag == UnsignedTag ? QVariant(text.toULongLong(&valid)) : QVariant(text.toLongLong(&valid));
+    if (tag == UnsignedTag) {
+        const qulonglong number = text.toULongLong(&valid);
+        if (valid)
+            return number;
+        throw wrongJson(place, QStringLiteral("expected a string with an unsigned 64-bit number"));
+    }
+    if (tag == SignedTag) {
+        const qlonglong number = text.toLongLong(&valid);
         if (valid)
             return number;
         throw wrongJson(place, QStringLiteral("expected a string with a 64-bit number"));

@@ -19,10 +19,6 @@ namespace {
 
 constexpr int ChunkRecords = 500; // an import is sent in pieces that one call can carry
 constexpr int ChunkBytes = 1024 * 1024;
-constexpr int IdWidth = 38;
-constexpr int TimeWidth = 21;
-constexpr int StateWidth = 8;
-constexpr int ReceiptsWidth = 10;
 constexpr int NameWidth = 11; // of a detail
 constexpr int PreviewChars = 60;
 
@@ -125,26 +121,17 @@ QString receiptsOf(const QVariantMap &record)
     return names.isEmpty() ? QStringLiteral("-") : names.join(QLatin1Char(','));
 }
 
-void printRow(const QString &id, const QString &time, const QString &state, const QString &receipts,
-              const QString &title)
-{
-    const QString columns = id.leftJustified(IdWidth) + time.leftJustified(TimeWidth) +
-                            state.leftJustified(StateWidth) + receipts.leftJustified(ReceiptsWidth);
-    print(printable(columns + title.left(PreviewChars)));
-}
-
 void printMessages(const rpc::CallResult &result)
 {
-    if (result.output.list.isEmpty())
-        print(QStringLiteral("no messages"));
-    else
-        printRow("ID", "TIME", "STATE", "RECEIPTS", "TITLE");
+    QList<QStringList> rows{{"ID", "TIME", "STATE", "RECEIPTS", "TITLE"}};
     for (const QVariant &entry : result.output.list) {
         const QVariantMap record = entry.toMap();
         const QString title = record.value(key::MsgTitle).toString();
-        printRow(record.value(key::MsgId).toString(), record.value(key::MsgDateTime).toString(), stateOf(record),
-                 receiptsOf(record), title.isEmpty() ? record.value(key::MsgContent).toString() : title);
+        rows.append({record.value(key::MsgId).toString(), record.value(key::MsgDateTime).toString(), stateOf(record),
+                     receiptsOf(record),
+                     title.isEmpty() ? record.value(key::MsgContent).toString().left(PreviewChars) : title});
     }
+    print(rows.size() == 1 ? QStringLiteral("no messages") : table(rows));
 }
 
 QVariantMap selection(const Line &line)
@@ -177,13 +164,13 @@ void printDetails(const QVariantMap &record)
                                               {"link text", key::LinkText},
                                               {"link", key::LinkAdress},
                                               {"picture", key::PicFilePath},
+                                              {"state", {}},
                                               {"stored", detail::StoredTime},
                                               {"read", detail::ReadTime},
                                               {"deleted", detail::DeletedTime},
                                               {"ignored", detail::IgnoredTime}};
     for (const auto &[name, key] : stored)
-        printDetail(name, record.value(key).toString());
-    printDetail("state", stateOf(record));
+        printDetail(name, key.isEmpty() ? stateOf(record) : record.value(key).toString());
     for (const QVariant &receipt : record.value(detail::Receipts).toList())
         printDetail("receipt", receiptText(receipt.toMap()));
 }
@@ -198,7 +185,7 @@ int runShow(const Line &line)
         throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
     };
     const auto printOne = [&find](const rpc::CallResult &result) { printDetails(find(result).toMap()); };
-    return ask({MessageService, wire::method::List, {{wire::All, true}}}, line, {printOne, find});
+    return ask(paged(MessageService, wire::method::List, {{wire::All, true}}), line, {printOne, find});
 }
 
 /// @param document an array of records, or an object that has it as "messages"
@@ -275,7 +262,7 @@ QList<Command> messageCommands()
         Command("message list", "lists the stored messages",
                 "Lists the stored messages, newest first, with their state and receipts.", {},
                 {{AllOption, "Deleted messages too."}, Json},
-                asks({MessageService, wire::method::List}, selection, {printMessages, listOf})),
+                asks(paged(MessageService, wire::method::List), selection, {printMessages, listOf})),
         Command("message show", "shows one message with its receipts",
                 "Shows everything that is stored about one message.", {{"ID", "Identity of the message."}}, {Json},
                 runShow),

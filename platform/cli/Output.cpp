@@ -2,11 +2,13 @@
 #include "cli/Command.h"
 #include <QFile>
 #include <QTextStream>
+#include <algorithm>
 #include <array>
 #include <bsd/readpassphrase.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
 #include <unistd.h>
 
 namespace tarn::cli {
@@ -15,12 +17,38 @@ namespace {
 
 constexpr qint64 MaxInput = Q_INT64_C(64) * 1024 * 1024;
 constexpr size_t MaxPassword = 4096; // bytes
+constexpr int MaxCell = 60;          // columns of the terminal
 
 void write(FILE *stream, const QByteArray &text)
 {
     std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stream);
     std::fputc('\n', stream);
     std::fflush(stream);
+}
+
+int columns(uint c)
+{
+    return std::max(0, ::wcwidth(static_cast<wchar_t>(c)));
+}
+
+int width(const QString &text)
+{
+    int sum = 0;
+    for (const uint c : text.toUcs4())
+        sum += columns(c);
+    return sum;
+}
+
+QString shortened(const QString &text)
+{
+    QString head;
+    int used = 0;
+    for (const uint c : text.toUcs4()) {
+        used += columns(c);
+        if (used < MaxCell)
+            head += QString::fromUcs4(&c, 1);
+    }
+    return used <= MaxCell ? text : head + QChar(0x2026);
 }
 
 /// A password's bytes, overwritten at the end of the scope.
@@ -76,6 +104,27 @@ QString printable(const QString &text)
 QString printable(const QVariantMap &map, const QString &key)
 {
     return printable(map.value(key).toString());
+}
+
+QString table(const QList<QStringList> &rows)
+{
+    QList<QStringList> cells;
+    QVector<int> widths(rows.isEmpty() ? 0 : rows.first().size());
+    for (QStringList row : rows) {
+        for (int i = 0; i < row.size(); ++i) {
+            row[i] = shortened(printable(row.at(i)));
+            widths[i] = std::max(widths.at(i), width(row.at(i)));
+        }
+        cells.append(row);
+    }
+    QStringList lines;
+    for (const QStringList &row : qAsConst(cells)) {
+        QString line;
+        for (int i = 0; i + 1 < row.size(); ++i)
+            line += row.at(i) + QString(widths.at(i) - width(row.at(i)) + 2, QLatin1Char(' '));
+        lines.append(line + row.last());
+    }
+    return lines.join(QLatin1Char('\n'));
 }
 
 bool confirm(const QString &question)

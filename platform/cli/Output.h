@@ -1,6 +1,6 @@
 #pragma once
 #include <QByteArray>
-#include <QString>
+#include <QStringList>
 #include <QVariantMap>
 
 /// Writing to the terminal.
@@ -17,6 +17,10 @@ QString printable(const QString &text);
 
 /// A value of a map as printable text.
 QString printable(const QVariantMap &map, const QString &key);
+
+/// Columns that keep straight with wide characters; cells longer than 60 columns are cut.
+/// @param rows the first one is the heading
+QString table(const QList<QStringList> &rows);
 
 /// Asks a question on the terminal. @return false also when the standard input is no terminal
 bool confirm(const QString &question);

@@ -84,6 +84,11 @@ rpc::CallResult accepted(const rpc::CallResult &result, const Service &service)
     return result;
 }
 
+Query paged(const Service &service, const QString &method, const QVariantMap &values)
+{
+    return {service, method, values, link::ServiceConnection::DefaultTimeout, true};
+}
+
 QVariant valuesOf(const rpc::CallResult &result)
 {
     return result.output.values;
@@ -106,8 +111,11 @@ Output eachOf(void (*printer)(const QVariantMap &))
 int ask(const Query &query, const Line &line, const Output &output)
 {
     link::ServiceConnection connection;
+    const rpc::Bag input{query.values, {}};
     const auto result =
-        accepted(connection.call(query.service.tag, query.method, {query.values, {}}, query.limitMs), query.service);
+        accepted(query.paged ? connection.callPaged(query.service.tag, query.method, input, query.limitMs)
+                             : connection.call(query.service.tag, query.method, input, query.limitMs),
+                 query.service);
     if (output.print)
         line.isSet(Json.name) ? print(compact(toJson(output.data(result)))) : output.print(result);
     return status::Ok;

@@ -30,7 +30,9 @@ struct Query
     QString method;
     QVariantMap values = {};
     int limitMs = link::ServiceConnection::DefaultTimeout;
+    bool paged = false; ///< the answer is a list that may be larger than one message
 };
+Query paged(const Service &service, const QString &method, const QVariantMap &values = {});
 
 QVariant valuesOf(const rpc::CallResult &result);
 QVariant listOf(const rpc::CallResult &result);
@@ -44,7 +46,7 @@ struct Output
 /// Prints an answer that is a list, each of its maps by the printer.
 Output eachOf(void (*printer)(const QVariantMap &));
 
-/// One call and its answer, which may be a list in pages.
+/// One question and its answer.
 /// @return the exit code
 int ask(const Query &query, const Line &line, const Output &output = {});
 

@@ -189,7 +189,7 @@ QList<Command> upgradeCommands()
                 asks({UpgradeService, wire::method::ShowNotes}, product, {printShown})),
         Command("upgrade status", "lists ignored updates and tasks",
                 "Tells which updates are ignored and lists the tasks.", {}, {Json},
-                asks({UpgradeService, wire::method::UpgradeStatus}, {}, {printStatus, statusOf})),
+                asks(paged(UpgradeService, wire::method::UpgradeStatus), {}, {printStatus, statusOf})),
         Command("upgrade forget", "offers ignored updates again",
                 "Forgets ignored updates, so that the next check offers them again.",
                 {{"PRODUCT", "Name of the product; all products by default.", "[PRODUCT]", true}}, {Json},
@@ -213,7 +213,7 @@ QList<Command> upgradeCommands()
             runSilent),
         Command("upgrade tasks", "lists downloads and installations",
                 "Lists the downloads and installations, finished ones too.", {}, {Json},
-                asks({UpgradeService, QStringLiteral("QueryTaskInfos")}, {},
+                asks(paged(UpgradeService, QStringLiteral("QueryTaskInfos")), {},
                      {[](const rpc::CallResult &result) { printList("tasks", tasksOf(result), taskText); }, tasksOf})),
     };
 }

@@ -5,6 +5,6 @@
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
-    std::setlocale(LC_CTYPE, "C.UTF-8"); // arguments and output are UTF-8 in every locale
+    std::setlocale(LC_CTYPE, "C.UTF-8"); // arguments and output are UTF-8 in every locale, and wcwidth() counts by it
     return tarn::cli::run(QCoreApplication::arguments().mid(1));
 }

@@ -70,13 +70,33 @@ protected:
         , m_codes(codes)
     {
     }
-    /// Sends input's whole bag to the service's method and writes the outcome into output. A list may be larger than one
-    /// message.
-    /// @param listKey under which the values get the list of an answer; empty: it stays the bag's list
+    /// Sends input's whole bag to the service's method and writes the outcome into output.
     template <class Input, class Output>
     void forward(const char *method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
-                 int timeoutMs, link::ServiceConnection::Late late = link::ServiceConnection::Silent,
-                 const QString &listKey = QString())
+                 int timeoutMs, link::ServiceConnection::Late late = link::ServiceConnection::Silent)
+    {
+        forwardBy(input, output, [&](const rpc::Bag &bag) {
+            return m_connection.call(m_tag, QString::fromLatin1(method), bag, timeoutMs, late);
+        });
+    }
+
+    /// The same for a list that may be larger than one message.
+    /// @param key under which the values get the joined list; empty: it stays the bag's list
+    template <class Input, class Output>
+    void forwardPaged(const char *method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
+                      int timeoutMs, const QString &key = QString())
+    {
+        forwardBy(input, output, [&](const rpc::Bag &bag) {
+            auto result = m_connection.callPaged(m_tag, QString::fromLatin1(method), bag, timeoutMs);
+            if (!key.isEmpty() && !result.output.list.isEmpty())
+                result.output.values.insert(key, std::exchange(result.output.list, {}));
+            return result;
+        });
+    }
+
+private:
+    template <class Input, class Output, class Call>
+    void forwardBy(const QSharedPointer<Input> &input, const QSharedPointer<Output> &output, Call call)
     {
         if (!output)
             return;
@@ -86,15 +106,11 @@ protected:
                            *output);
         if (!m_initialized)
             return deliver(m_codes.noConnection, QStringLiteral("the assistant is not initialized"), {}, *output);
-        rpc::CallResult result = m_connection.call(m_tag, QString::fromLatin1(method), args->bag(), timeoutMs, late);
-        if (!listKey.isEmpty() && !result.output.list.isEmpty())
-            result.output.values.insert(listKey, std::exchange(result.output.list, {}));
+        const rpc::CallResult result = call(args->bag());
         deliver(codeOf(result, m_codes),
                 result.arrived() ? result.errorText : QString::fromStdString(result.error.message), result.output,
                 *output);
     }
-
-private:
     template <class Output>
     static void deliver(int code, const QString &error, const rpc::Bag &bag, Output &output)
     {

@@ -67,7 +67,7 @@ public:
     Output CreateOutputArgs() override { return Output(new core::OutputArgs<IMessageService_OutputArgs>); }
     void AddMessageReceipt(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
     void UpdateMessageStatus(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
-    void GetAllMessageRecords(Input in, Output out) override { forward(__func__, in, out, ListTimeout); }
+    void GetAllMessageRecords(Input in, Output out) override { forwardPaged(__func__, in, out, ListTimeout); }
     void GetMessageRecord(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
     void IgnoreMessage(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
 };
@@ -95,10 +95,10 @@ public:
     void IgnoreUpgrade(SoftInfoInput in, SoftInfoOutput out) override { forward(__func__, in, out, ActionTimeout); }
     void StartDownload(SoftInfoInput in, SoftInfoOutput out) override { forward(__func__, in, out, ActionTimeout); }
     void StopUpgrade(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
-    /// Asked once a second; the pages' tasks go where a single answer has them.
+    /// Asked once a second; the joined tasks are under the key that a single answer uses.
     void QueryTaskInfos(Input in, Output out) override
     {
-        forward(__func__, in, out, LookUpTimeout, link::ServiceConnection::Silent, upgrade::key::TaskInfoList);
+        forwardPaged(__func__, in, out, LookUpTimeout, upgrade::key::TaskInfoList);
     }
     /// A longer installation continues after the deadline and is then seen in the tasks.
     void InstallSoftware(Input in, Output out) override

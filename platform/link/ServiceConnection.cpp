@@ -62,8 +62,8 @@ void ServiceConnection::close()
     const QWriteLocker ended(&m_calls);
 }
 
-rpc::CallResult ServiceConnection::callOnce(const QString &tag, const QString &method, const rpc::Bag &input,
-                                            int timeoutMs, Late late)
+rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs,
+                                        Late late)
 {
     if (!m_calls.tryLockForRead()) // close() waits for the others
         return failed(closedError());
@@ -85,15 +85,15 @@ rpc::CallResult ServiceConnection::callOnce(const QString &tag, const QString &m
     return result;
 }
 
-rpc::CallResult ServiceConnection::call(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs,
-                                        Late late)
+rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
+                                             int limitMs)
 {
-    const QDeadlineTimer deadline(timeoutMs);
+    const QDeadlineTimer deadline(limitMs);
     const auto pageAt = [&](const QString &cursor) {
         rpc::Bag bag = input;
         if (!cursor.isEmpty())
             bag.values.insert(wire::Cursor, cursor);
-        return callOnce(tag, method, bag, static_cast<int>(qMax<qint64>(1, deadline.remainingTime())), late);
+        return call(tag, method, bag, static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
     };
     rpc::CallResult page;
     for (int attempt = 0; attempt == 0 || (attempt < Attempts && !deadline.hasExpired()); ++attempt) {

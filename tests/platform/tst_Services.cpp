@@ -33,7 +33,7 @@ bool push(const QString &id)
 QVariantList listAll()
 {
     link::ServiceConnection connection;
-    return connection.call(wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}}).output.list;
+    return connection.callPaged(wire::MessageTag, wire::method::List, {{{wire::All, true}}, {}}).output.list;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "support/Sandbox.h"
 #include "support/ServedObject.h"
+#include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"
 #include "tarn/link/ServiceConnection.h"
 #include "tarn/visualized/IVisualizedService.h"
@@ -92,7 +93,7 @@ private slots:
             {"call Op {\"a\":1,}", 2, "line 1, column 8"},
             {"call Op {\"题\":1x}", 2, "line 1, column 7"},
             {"call Op {\"r\":{\"$rect\":[1,2,3,4294967296]}}", 2, "/r/$rect/3:"},
-            {"call Op {\"l\":[0,{\"$u64\":\"-1\"}]}", 2, "/l/1/$u64:"},
+            {"call Op {\"l\":[0,{\"$u64\":\"-1\"}]}", 2, "/l/1/$u64: expected a string with an unsigned"},
             {"call Op {\"l\":{\"$date\":\"x\"}}", 2, "/l/$date:"},
             {"call Op {\"$list\":[1,{\"a\":{\"$rect\":0}}]}", 2, "/$list/1/a/$rect:"},
         };
@@ -171,6 +172,42 @@ private slots:
         QCOMPARE(wrong({{"message clear --yes", 0, "1201"}, {import, 0, "stored: 1201 messages\n", list}}), QString());
     }
 
+    void messageColumns()
+    {
+        QVERIFY(m_platform->startHubAlone());
+        ServedObject service(link::wire::MessageTag, [](const QString &, const rpc::Bag &) {
+            const auto receipt = [](int kind) {
+                return QVariantMap{{message::key::MessageReceipt, kind}, {link::wire::detail::FirstTime, "f"}};
+            };
+            rpc::CallResult answer;
+            answer.accepted = true;
+            answer.output.list = {
+                QVariantMap{{message::key::MsgId, "第一"},
+                            {message::key::MsgDateTime, "2026-01-02 03:04:05"},
+                            {message::key::MsgTitle, "标题"},
+                            {link::wire::detail::DeletedTime, "d"},
+                            {link::wire::detail::IgnoredTime, "i"},
+                            {link::wire::detail::Receipts,
+                             QVariantList{receipt(message::receipt::Read), receipt(message::receipt::Clicked)}}},
+                QVariantMap{{message::key::MsgId, QString(70, 'x')},
+                            {message::key::MsgContent, "内容"},
+                            {message::key::unRead, true}}};
+            return answer;
+        });
+        QVERIFY(service.isServed());
+        const QString cut = QString(59, 'x') + QChar(0x2026);
+        const QString list = "ID" + QString(60, ' ') +
+                             "TIME                 STATE                 RECEIPTS      TITLE\n" + "第一" +
+                             QString(58, ' ') + "2026-01-02 03:04:05  read,deleted,ignored  read,clicked  标题\n" +
+                             cut + QString(23, ' ') + "unread                -             内容\n";
+        QCOMPARE(QString::fromUtf8(run("message list").out), list);
+        QCOMPARE(
+            QString::fromUtf8(run("message show 第一").out),
+            QString(
+                "id:        第一\ntitle:     标题\ntime:      2026-01-02 03:04:05\nstate:     read,deleted,ignored\n"
+                "deleted:   d\nignored:   i\nreceipt:   read f\nreceipt:   clicked f\n"));
+    }
+
     void calls()
     {
         QVERIFY(m_platform->startHubAlone());
@@ -185,7 +222,8 @@ private slots:
             return answer;
         });
         QVERIFY(host.isServed());
-        const QByteArray json = R"({"r":{"$rect":[1,2,3,4]},"w":{"$u64":"18446744073709551615"},"字":[null,1.5]})";
+        const QByteArray json =
+            R"({"Cursor":"1","r":{"$rect":[1,2,3,4]},"w":{"$u64":"18446744073709551615"},"字":[null,1.5]})";
         const QVector<Step> steps{
             {"call Accept -", 0, R"({"accepted":true,"retCode":2000,"error":"","values":)" + json + "}\n", json},
             {"call Nothing", 2, "Nothing"},

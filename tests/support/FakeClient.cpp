@@ -86,6 +86,12 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
     return {{}, true, answer.code, answer.error, {answer.values, answer.list}};
 }
 
+rpc::CallResult ServiceConnection::callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
+                                             int limitMs)
+{
+    return call(tag, method, input, limitMs);
+}
+
 } // namespace tarn::link
 
 extern "C" Q_DECL_EXPORT IServiceAssistantManager *GetServiceAssistantManager()

@@ -31,13 +31,17 @@ public:
     /// that is closed, or gets closed meanwhile, answers NotInitialized, an unregistered object NotFound, no hub NoHub.
     /// Any other NotFound comes from the object: it has no such method, and the result's errorText is then not empty. A
     /// service that kept a caller waiting a moment ago answers as it did then, at once.
-    /// An answer that is a page of a list is followed by calls for the others, whose lists are joined. When the service
-    /// loses its place (it was restarted, the pause between two pages was too long) the whole list is asked for again,
-    /// three times at most.
-    /// @param timeoutMs deadline of all pages together, in milliseconds
-    /// @return the first page's result with the whole list, or the result of the call that failed, with an empty list
+    /// @param timeoutMs deadline in milliseconds
     rpc::CallResult call(const QString &tag, const QString &method, const rpc::Bag &input,
                          int timeoutMs = DefaultTimeout, Late late = Silent);
+
+    /// Fetches a list that may be larger than one message: calls method until the service has no further page and joins
+    /// the pages. When the service loses its place (it was restarted, the pause between two pages was too long) the whole
+    /// list is asked for again, three times at most.
+    /// @param limitMs deadline of all pages together, in milliseconds
+    /// @return the first page's result with the whole list, or the result of the call that failed, with an empty list
+    rpc::CallResult callPaged(const QString &tag, const QString &method, const rpc::Bag &input,
+                              int limitMs = DefaultTimeout);
 
     void open();  ///< a new connection is open; after close() calls are taken again
     void close(); ///< refuses new calls, ends those that wait and returns when they have left
@@ -49,8 +53,6 @@ private:
         QDeadlineTimer end;
     };
 
-    rpc::CallResult callOnce(const QString &tag, const QString &method, const rpc::Bag &input, int timeoutMs,
-                             Late late);
     QSharedPointer<rpc::RpcProxy> proxyOf(const QString &tag, rpc::RpcError *error);
     QSharedPointer<rpc::RpcProxy> lookUp(const QString &tag, rpc::RpcError *error);
     bool isSilent(const QString &tag, rpc::RpcError *error);
