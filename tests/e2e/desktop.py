@@ -52,8 +52,8 @@ def x_server():
 class Desktop:
     """Windows, keyboard and mouse."""
 
-    def __init__(self):
-        self.display = display.Display()
+    def __init__(self, name=None):
+        self.display = display.Display(name)
         self.root = self.display.screen().root
 
     def resource(self, number):

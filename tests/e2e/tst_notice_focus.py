@@ -1,7 +1,9 @@
 """A keyboard shortcut of the desktop reaches the newest notice."""
 import signal
 
-from desktop import wait, x_server
+from Xlib import X
+
+from desktop import Desktop, wait, x_server
 from platformtest import PlatformTest, main
 
 
@@ -42,7 +44,16 @@ class NoticeFocus(PlatformTest):
         self.assertEqual(focus(), 3)
         with x_server() as (server, display):
             self.session.environment["DISPLAY"] = display
-            self.assertEqual(focus(), 1)  # without a window manager
+            self.assertEqual(focus(), 1)
+            desktop = Desktop(display)  # without a window manager
+            frame = desktop.map_window(0, 0, 300, 200, "frame")
+            older, newer, hidden = (desktop.map_window(10, 10, 100, 50, "NotifyWnd") for _ in range(3))
+            newer.reparent(frame, 5, 5)  # as window managers do that know no hints
+            older.configure(stack_mode=X.Below)
+            hidden.unmap()
+            desktop.display.sync()
+            self.assertEqual(focus(), 0)
+            self.assertEqual(desktop.focused(), newer.id)
             server.send_signal(signal.SIGSTOP)
             result = self.session.tarnctl("notice", "focus")
             server.send_signal(signal.SIGCONT)
