@@ -1,5 +1,6 @@
 // The hub program: its directory, lock, port, segment and services, as real processes.
 #include "support/Sandbox.h"
+#include "support/ServedObject.h"
 #include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/HubPort.h"
 #include "tarn/rpc/Rpc.h"
@@ -125,7 +126,18 @@ private slots:
         const auto hub = client.stringToProxy(hub::HubInterface);
         QVERIFY(hub);
         QTRY_VERIFY(QFileInfo(m_box->path("starts")).size() >= 6); // it wrote lines meanwhile
-        QVERIFY(hub->call("Ping", {}).arrived());
+        const qint64 pid = m_box->hub()->processId();
+        const QVariantMap ping = hub->call("Ping", {}).output.values;
+        QCOMPARE(ping, (QVariantMap{{"pid", pid}, {"program", "ServiceHub"}}));
+        const test::ServedObject served("a", {});
+        QVERIFY(served.isServed());
+        QVariantMap entry = hub->call("List", {}).output.list.value(0).toMap();
+        QVERIFY(entry.take("endpoint").toString().startsWith("unix:" + m_box->runtimeDir() + "/ep-"));
+        QVERIFY(entry.take("epoch").toULongLong() != 0);
+        QCOMPARE(entry, (QVariantMap{{"tag", "a"},
+                                     {"interface", "ITestObject"},
+                                     {"pid", QCoreApplication::applicationPid()},
+                                     {"program", "tst_hub"}}));
         QSharedMemory attached(hub::PortSegmentKey); // keeps the segment
         QVERIFY(attached.attach(QSharedMemory::ReadOnly));
         ::kill(static_cast<pid_t>(m_box->hub()->processId()), SIGHUP);
