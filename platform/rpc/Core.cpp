@@ -79,9 +79,11 @@ RpcError Rpc::Private::add(RpcAdapter::Private &adapter, Servant servant)
     if (!isInitialized())
         return makeError(RpcError::NotInitialized, QStringLiteral("the RPC core is not initialised"));
     servant.gate = adapter.gate;
-    if (!m_servants.add(servant))
-        return makeError(RpcError::InvalidArgument,
-                         QStringLiteral("tag \"%1\" is in use in this process").arg(servant.tag));
+    {
+        const QMutexLocker lock(&m_mutex); // against an activation meanwhile
+        if (!m_servants.add(servant))
+            return makeError(RpcError::InvalidArgument, QStringLiteral("tag \"%1\" is in use").arg(servant.tag));
+    }
     if (!adapter.gate->isOpen() || !servant.published)
         return {};
     RpcError error = publish();
@@ -100,6 +102,10 @@ RpcError Rpc::Private::activate(RpcAdapter::Private &adapter)
         const QMutexLocker lock(&m_mutex);
         if (adapter.gate->isOpen())
             return {};
+        const QString taken = m_servants.takenTag(adapter.gate);
+        if (!taken.isEmpty())
+            return makeError(RpcError::InvalidArgument,
+                             QStringLiteral("tag \"%1\" is in use by another adapter of this process").arg(taken));
         RpcError error = openServer(adapter.core);
         if (error.code != RpcError::None)
             return error;

@@ -4,6 +4,7 @@
 #include <QMutex>
 #include <QReadWriteLock>
 #include <QSharedPointer>
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <utility>
@@ -79,38 +80,68 @@ struct Servant
     bool published = true; ///< known to the hub; callback objects are not
 };
 
-/// The objects of this process by tag; callers reach those whose gate is open. Thread-safe.
+/// The objects of this process by tag; callers reach those whose gate is open. Several adapters may hold a tag as long as
+/// at most one of them is active. Thread-safe.
 class ServantTable
 {
 public:
-    bool add(const Servant &servant) ///< false when the tag is in use
+    /// @return false when its adapter holds the tag, or both its adapter and another one that does are active
+    bool add(const Servant &servant)
     {
         const QMutexLocker lock(&m_mutex);
-        const bool isFree = !m_servants.contains(servant.tag);
-        if (isFree)
-            m_servants.insert(servant.tag, servant);
-        return isFree;
+        if (place(servant.tag, servant.gate) != m_servants.cend() || (servant.gate->isOpen() && isServed(servant.tag)))
+            return false;
+        m_servants.insert(servant.tag, servant);
+        return true;
+    }
+    /// A tag of that gate that an open gate has too; empty without one.
+    QString takenTag(const std::shared_ptr<CallGate> &gate) const
+    {
+        const QMutexLocker lock(&m_mutex);
+        const auto taken = std::find_if(m_servants.cbegin(), m_servants.cend(),
+                                        [&](const Servant &each) { return each.gate == gate && isServed(each.tag); });
+        return taken == m_servants.cend() ? QString() : taken->tag;
     }
     /// Removes an object of that gate. @return it, without object when there is none
     Servant take(const QString &tag, const std::shared_ptr<CallGate> &gate)
     {
         const QMutexLocker lock(&m_mutex);
-        return m_servants.value(tag).gate == gate ? m_servants.take(tag) : Servant();
+        const auto it = place(tag, gate);
+        const Servant taken = it == m_servants.cend() ? Servant() : *it;
+        if (taken.object)
+            m_servants.erase(it);
+        return taken;
     }
     QList<Servant> all() const
     {
         const QMutexLocker lock(&m_mutex);
         return m_servants.values();
     }
-    Servant find(const QString &tag) const ///< without object when there is none
+    Servant find(const QString &tag) const ///< without object when no gate that is open has one
     {
         const QMutexLocker lock(&m_mutex);
-        return m_servants.value(tag);
+        const auto it = served(tag);
+        return it == m_servants.cend() ? Servant() : *it;
     }
 
 private:
+    using Place = QMultiHash<QString, Servant>::const_iterator;
+    Place place(const QString &tag, const std::shared_ptr<CallGate> &gate) const
+    {
+        return std::find_if(m_servants.cbegin(), m_servants.cend(),
+                            [&](const Servant &each) { return each.tag == tag && each.gate == gate; });
+    }
+    Place served(const QString &tag) const
+    {
+        auto it = m_servants.constFind(tag);
+        while (it != m_servants.cend() && it.key() == tag && !it->gate->isOpen())
+            ++it;
+        return it != m_servants.cend() && it.key() == tag ? it : m_servants.cend();
+    }
+    bool isServed(const QString &tag) const { return served(tag) != m_servants.cend(); }
+
     mutable QMutex m_mutex;
-    QHash<QString, Servant> m_servants;
+    QMultiHash<QString, Servant> m_servants;
 };
 
 } // namespace tarn::rpc

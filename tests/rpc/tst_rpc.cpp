@@ -221,7 +221,7 @@ private slots:
         QCOMPARE(lastError(), expected);
         QVERIFY(proxy("a")->call("Pid", {}).arrived()); // still the first
         QVERIFY(!serve(*m_rpc, "a"));
-        QVERIFY2(lastError().contains("in use in this process"), qPrintable(lastError()));
+        QVERIFY2(lastError().contains("another adapter of this process"), qPrintable(lastError()));
         peer = nullptr;
         QTRY_VERIFY(answers("a")); // without another active()
         const auto a = proxy("a");
@@ -236,6 +236,26 @@ private slots:
         QVERIFY(other->unactive());
         const auto socketName = QString("ep-%1-*").arg(QCoreApplication::applicationPid());
         QTRY_COMPARE(QDir(m_box->runtimeDir()).entryList({socketName}, QDir::System), QStringList());
+    }
+
+    /// An adapter that is not active leaves its tags to others.
+    void tagOfAnotherAdapter()
+    {
+        const auto first = serve(*m_rpc, "own");
+        const auto second = m_rpc->createAdapter("second");
+        QVERIFY(first && second->add(object([] { return CallResult(); }), Interface, "own"));
+        QVERIFY(!second->add(object(), Interface, "own"));
+        QVERIFY(!second->active());
+        QVERIFY2(lastError().contains("another adapter of this process"), qPrintable(lastError()));
+        QVERIFY(proxy("own")->call(Echo, {}).accepted);
+        QVERIFY(first->unactive());
+        QVERIFY2(second->active(), qPrintable(lastError()));
+        const CallResult refused = proxy("own")->call(Echo, {});
+        QVERIFY(refused.arrived() && !refused.accepted);
+        QVERIFY(!first->active());
+        const auto third = serve(*m_rpc, "other");
+        QVERIFY(third && !third->add(object(), Interface, "own"));
+        QVERIFY(second->remove("own") && first->active() && proxy("own")->call(Echo, {}).accepted);
     }
 
     /// Between two calls nothing of this process uses the connection: a call must not be lost on a closed one.

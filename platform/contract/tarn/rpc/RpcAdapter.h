@@ -20,7 +20,7 @@ public:
 
     /// @param object a QSharedPointer of the interface's type
     /// @param interfaceName the interface's name, e.g. "IVisualizedService"
-    /// @param tag name under which callers find it; unique within its Rpc
+    /// @param tag name under which callers find it; unique within the adapter
     /// @return true also while no hub runs: an active adapter registers the object as soon as there is one. False (the
     ///         object is not kept) for an unknown interface, another type inside object, an empty or used tag, or an
     ///         RPC core that is not initialised; see getRpcLastError()
@@ -28,7 +28,8 @@ public:
     /// Opens the endpoint and registers the objects with the hub; calls arrive from now on.
     /// @return false, see getRpcLastError(), with NoHub: no hub at present, and with InvalidArgument: another process
     ///         holds a tag. In both cases the adapter is active and registers within a second when a hub has come or the
-    ///         tag is free. With NotInitialized and with Failed it is not active.
+    ///         tag is free. With InvalidArgument for a tag of another adapter of this process, with NotInitialized and
+    ///         with Failed it is not active.
     bool active();
     /// Withdraws the objects and waits until the calls that run have ended; called from one of them, it waits for the
     /// others.
