@@ -153,8 +153,10 @@ private:
             refuseIf(archive_entry_size(entry) > MaxDescription, "has a large install description", name);
             return false; // the installer writes the description
         }
-        if (path.empty())
+        if (path.empty()) {
+            refuseIf(type != AE_IFDIR, "has a member without a name", name); // to skip its data would take time
             return false;
+        }
         if (hardLink) {
             const fs::path target = m_root / cleanPath(hardLink);
             refuseIf(!fs::is_regular_file(fs::symlink_status(target)),

@@ -132,14 +132,9 @@ bool UpgradeEngine::stop(const QString &product)
             running.stopping = true;
             finish(product, running.number);
         } else if (task.isActive()) {
-            UpgradeTask cancelled = task;
-            cancelled.state = state::Cancelled;
-            cancelled.error.clear();
-            m_store->save(cancelled); // before anything else changes: a confirmed stop is on the disk
-            m_unstored.remove(product);
             m_running.erase(product);
-            *find(product) = cancelled;
-            dropFiles(task);
+            dropFiles(task); // first: a full disk has room for the state then
+            setState(product, state::Cancelled);
             schedule();
         }
         failIf(m_unstored.contains(product), current(product).error);
@@ -154,12 +149,13 @@ void UpgradeEngine::install(const QString &product)
         if (task.state == state::Installing)
             return;
         failIf(task.state != state::Downloaded, QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
+        const QString directory = directoryOf(product);
+        if (directory.isEmpty()) { // the product was removed meanwhile
+            setState(product, state::InstallFailed, QStringLiteral("the product is not installed"));
+            throw Failure(current(product).error);
+        }
         setState(product, state::Installing);
-        begin(product, [this, task](const std::atomic<bool> &stopping) {
-            const QString directory = directoryOf(task.product);
-            failIf(directory.isEmpty(), QStringLiteral("the product is not installed"));
-            installPackages(task, directory, stopping);
-        });
+        begin(product, [=](const std::atomic<bool> &stopping) { installPackages(task, directory, stopping); });
     });
 }
 

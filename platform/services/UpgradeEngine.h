@@ -27,7 +27,7 @@ public:
     /// A product has one task. An active one stays as it is, a finished one is replaced.
     /// @return false when one stays
     bool start(UpgradeTask task);
-    /// Once it returns, the stop is on the disk. It throws when it cannot be stored.
+    /// Once it returns, the stop is on the disk. While it cannot be stored, each call ends the work and throws.
     /// @return false when the product has no task
     bool stop(const QString &product);
     /// Begins the installation of the downloaded packages; a running installation continues.
