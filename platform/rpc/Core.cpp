@@ -15,15 +15,16 @@ struct Rpc::Private::Server
     }
     /// Waits for the calls that run, so not in one of them.
     /// @param core is kept until the server has ended, which uses its members
-    static void dispose(Server *server, std::shared_ptr<Rpc::Private> core)
+    static void dispose(Server *server, const std::shared_ptr<Rpc::Private> &core)
     {
         if (!CallGate::insideCall()) {
             delete server;
             return;
         }
         try {
-            std::thread([server, core = std::move(core)] { delete server; }).detach();
+            std::thread([server, core] { delete server; }).detach();
         } catch (const std::system_error &e) {
+            static_cast<void>(new std::shared_ptr<Rpc::Private>(core)); // kept for ever, like the endpoint
             warn(QStringLiteral("an endpoint stays open, no thread can be started: %1").arg(QLatin1String(e.what())));
         }
     }
