@@ -228,14 +228,14 @@ private slots:
     // A key that cannot be read may be sound: it is left alone, and what needs it is refused.
     void keysThatCannotBeRead()
     {
-        if (::geteuid() != 0)
-            QSKIP("only root can give the file to the service that may not read it");
         m_service.reset();
-        for (const QFileInfo &info : QDir(m_directory->path()).entryInfoList({"cloud.db*"}, QDir::Files))
-            QVERIFY(QFile::setPermissions(info.filePath(), QFile::Permissions(0x6666)));
         QVERIFY(QFile::setPermissions(file("cloud.key"), QFile::Permissions()));
-        QVERIFY(QFile::setPermissions(m_directory->path(), QFile::Permissions(0x7777)));
-        QCOMPARE(::seteuid(65534), 0); // every thread
+        if (::geteuid() == 0) { // root reads every file
+            for (const QFileInfo &info : QDir(m_directory->path()).entryInfoList({"cloud.db*"}, QDir::Files))
+                QVERIFY(QFile::setPermissions(info.filePath(), QFile::Permissions(0x6666)));
+            QVERIFY(QFile::setPermissions(m_directory->path(), QFile::Permissions(0x7777)));
+            QCOMPARE(::seteuid(65534), 0); // every thread
+        }
         const LogCatcher log;
         start();
         const QStringList refusals{call("GetMemoryLoginInfo").errorText, send()};

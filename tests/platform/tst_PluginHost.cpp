@@ -14,6 +14,7 @@
 #include <QTest>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -187,6 +188,7 @@ private slots:
     {
         const pid_t child = ::fork();
         if (child == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             const tarn::core::UnixSignals signalSource(1);
             int ends[2];
             if (::pipe2(ends, O_NONBLOCK) != 0)

@@ -112,8 +112,10 @@ private slots:
 
         QVERIFY(platform.startHub());
         QVERIFY(push("one"));
-        const QFileInfoList files = QDir(platform.path("data/tarn")).entryInfoList(QDir::Files);
-        QVERIFY(files.size() >= 4); // the key and three databases
+        const QDir data(platform.path("data/tarn"));
+        QCOMPARE(data.entryList({"*.db", "*.key"}, QDir::Files),
+                 (QStringList{"cloud.db", "cloud.key", "messages.db", "upgrade.db"}));
+        const QFileInfoList files = data.entryInfoList(QDir::Files);
         for (const QFileInfo &file : files)
             QVERIFY2(!(file.permissions() & QFile::Permissions(0x77)), qPrintable(file.filePath()));
         const pid_t services = platform.services();

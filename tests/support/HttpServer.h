@@ -7,7 +7,7 @@
 struct MHD_Connection;
 struct MHD_Daemon;
 
-// A web server for one test, on threads of its own and a free port of 127.0.0.1. Its treatment of a file is set here.
+// A web server for one test, on the library's threads and a free port of 127.0.0.1. Its treatment of a file is set here.
 class HttpServer final
 {
 public:

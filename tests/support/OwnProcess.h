@@ -2,7 +2,7 @@
 #include <QDir>
 #include <ctime>
 
-// What the test's own process uses, whatever else the machine does meanwhile.
+// Threads and processor time of the test's own process, which do not depend on the machine's load.
 namespace own {
 
 inline int threads()

@@ -4,7 +4,17 @@
 #include <QTemporaryDir>
 #include <memory>
 
-using ProcessPtr = std::unique_ptr<QProcess>; ///< the destructor kills a process that still runs
+/// Kills a process that still runs; Qt's destructor would warn of it.
+struct EndProcess
+{
+    void operator()(QProcess *process) const
+    {
+        process->kill();
+        process->waitForFinished();
+        delete process;
+    }
+};
+using ProcessPtr = std::unique_ptr<QProcess, EndProcess>;
 
 /// Private directories for one test's sockets, shared-memory keys and data, and the platform's programs in them. While the
 /// object lives, TMPDIR, XDG_RUNTIME_DIR and XDG_DATA_HOME of this process point there too, so that a client inside the

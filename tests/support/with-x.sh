@@ -21,11 +21,11 @@ shift $((OPTIND - 1))
 tmp=$(mktemp -d "${TMPDIR:-/tmp}/withx.XXXXXX")
 pids=()
 child=''
-# Ends every process that has the private directories in its environment, but for the desktop's servers: what a killed test
-# leaves behind, browsers, settings daemons.
+# Ends every process that has the private directories in its environment or command line (the environment of some cannot be
+# read), but for the desktop's servers: programs of a killed test, browsers, settings daemons.
 end_others() {
     local file pid
-    for file in $(grep -lsaF "=$tmp/" /proc/[0-9]*/environ); do
+    for file in $(grep -lsaF -- "$tmp/" /proc/[0-9]*/environ /proc/[0-9]*/cmdline); do
         pid=${file//[!0-9]/}
         [[ " ${pids[*]} " == *" $pid "* ]] || kill -9 "$pid" 2>/dev/null
     done

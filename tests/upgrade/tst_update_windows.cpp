@@ -365,7 +365,7 @@ private slots:
         const auto rows = [&] { return prompt.rows().size(); };
         QVERIFY(rows() >= 3 && rows() < 100); // the other widgets follow while the window is there
         int most = 0;
-        while (rows() < 200) {
+        for (const QDeadlineTimer limit(30000); rows() < 200 && !limit.hasExpired();) {
             const int before = rows();
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
             most = qMax(most, rows() - before);
