@@ -45,7 +45,7 @@ public:
 
 private:
     std::shared_ptr<grpc::Channel> m_channel;
-    QMutex m_mutex; ///< guards what follows
+    QMutex m_mutex; ///< guards the members below
     grpc::CompletionQueue m_changes;
     bool m_watched = false; ///< m_changes gets an event when the state leaves READY
     QElapsedTimer m_lastUse;

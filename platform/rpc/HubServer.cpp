@@ -103,7 +103,7 @@ private:
     }
 
     ObjectRef m_self;
-    mutable QRecursiveMutex m_mutex;        ///< guards what follows; gRPC may end a stream inside finish()
+    mutable QRecursiveMutex m_mutex;        ///< guards the members below; gRPC may end a stream inside finish()
     QMap<QString, Entry> m_entries;         ///< by tag
     QMap<quint64, LeaseStream *> m_streams; ///< by epoch, the newest of each process
     quint64 m_leases = 0;

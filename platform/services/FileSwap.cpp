@@ -109,8 +109,8 @@ void FileSwap::requireLinks() const
 }
 
 // The new files are on the disk before the mark, the mark before the first change, and all changes before the mark is
-// removed. The old copies are deleted last. A new directory is made, not renamed: what a program writes into it must
-// not come into the work area.
+// removed. The old copies are deleted last. A new directory is made, not renamed: files that a program writes into it
+// must not come into the work area.
 void FileSwap::swapAll() const
 {
     const std::vector<Path> paths = pathsIn(m_new);

@@ -73,8 +73,8 @@ private:
     void showNotice(const QMap<QString, QVariant> &values);
     void showWaitingNotice();
     void replaceNotice();
-    /// Centres the message center over the caller's window, or on its own screen (a new one: the primary screen) where no window
-    /// was given.
+    /// Centres the message center over the caller's window, or on its own screen (a new one: the primary screen) where
+    /// no window was given.
     void placeMessageCenter(const QRect &parentWindow);
 
     QPointer<NotifyWnd> m_notifyWnd;

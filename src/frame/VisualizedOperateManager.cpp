@@ -86,7 +86,8 @@ quint64 windowHandle(const QVariant &value)
     return ok ? handle : 0;
 }
 
-/// The seven values of a notice, over-long texts cut. Empty when an over-long one cannot be cut: it would name another thing.
+/// The seven values of a notice, over-long texts cut. Empty when an over-long one cannot be cut: it would name
+/// another thing.
 std::optional<QMap<QString, QVariant>> noticeValues(IMessageService_InputArgs &input)
 {
     using namespace tarn::message;

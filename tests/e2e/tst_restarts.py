@@ -17,7 +17,7 @@ DOWNLOADING = 1  # state of a task
 
 
 class Programs(unittest.TestCase):
-    """Programs that lack a part of what they need, are killed, terminated or updated; each test with a fresh session."""
+    """Programs that lack a file or a service, are killed, terminated or updated; each test with a fresh session."""
 
     def setUp(self):
         self.session = Session()

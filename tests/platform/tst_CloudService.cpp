@@ -225,7 +225,7 @@ private slots:
         QCOMPARE(QDir(m_directory->path()).entryList({"cloud.key.broken-*"}).size(), 3); // kept
     }
 
-    // A key that cannot be read may be sound: it is left alone, and what needs it is refused.
+    // A key that cannot be read may be sound: it is left alone, and calls that need it are refused.
     void keysThatCannotBeRead()
     {
         m_service.reset();

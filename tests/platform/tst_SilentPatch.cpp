@@ -44,7 +44,7 @@ private slots:
 
     void downloadsShowsInstallsAndFollows()
     {
-        m_state = [this] { return m_shown.isEmpty() ? 99 : 1; }; // at first what an earlier one has left
+        m_state = [this] { return m_shown.isEmpty() ? 99 : 1; }; // first the end of an earlier patch
         const CallResult result = patch();
         QVERIFY2(result.accepted, qPrintable(result.errorText));
         const QVariantMap expected{

@@ -133,7 +133,7 @@ private slots:
         const QString html = "<img src='/dev/zero'><b>名称</b> %1 %2 & &x" + QString(10000, QChar(0x540D));
         Prompt prompt({5, QVariantList(), released(""), older, released("双"), released(html, "2026-03-01 00:00:00"),
                        released("岚川软件助手"), released("岚川软件助手 2", "2026-04-01 00:00:00")});
-        // Only the assistant's exact name is left out here; the manager drops whatever contains it from its own count only.
+        // Only the assistant's exact name gets no row; the manager leaves every name that contains it out of its count.
         QCOMPARE(prompt.rowNames().mid(0, 2), (QStringList{"双", "岚川软件助手 2"}));
         QCOMPARE(prompt.rows().size(), 3); // one row for one name
         QCOMPARE(m_log->texts(QtInfoMsg),

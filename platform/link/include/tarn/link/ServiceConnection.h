@@ -61,7 +61,7 @@ private:
 
     rpc::Rpc m_rpc;
     QMutex m_connecting;    ///< held while the hub is asked
-    mutable QMutex m_state; ///< guards what follows; never held in a call
+    mutable QMutex m_state; ///< guards the members below; never held in a call
     QHash<QString, QSharedPointer<rpc::RpcProxy>> m_proxies;
     QHash<QString, Silence> m_silent; ///< by tag, the hub's included
     bool m_open = true;
