@@ -201,8 +201,9 @@ private slots:
             database.run("CREATE TRIGGER refuse BEFORE INSERT ON tasks WHEN NEW.state != 1 AND " + which +
                          " BEGIN SELECT RAISE(ABORT, 'refused'); END");
         };
-        m_bench->start({m_bench->package("p", QByteArray("no archive"))});
+        QVERIFY(m_bench->engine->tasks().isEmpty()); // makes the tables
         refuse("1");
+        m_bench->start({m_bench->package("p", QByteArray("no archive"))});
         QTRY_COMPARE(m_bench->state(), state::Downloaded);
         QVERIFY(m_bench->now().error.contains("cannot be stored"));
         m_bench->engine->install(m_bench->Name);
