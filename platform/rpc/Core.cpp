@@ -166,10 +166,10 @@ RpcError Rpc::Private::openServer(const std::shared_ptr<Rpc::Private> &self)
         return makeError(RpcError::Failed, reason);
     }
     try {
-        const auto onLost = [this] {
-            const QMutexLocker lock(&hubLost.mutex);
-            if (hubLost.callback)
-                hubLost.callback();
+        const auto onLost = [&lost = hubLost] {
+            const QMutexLocker lock(&lost.mutex);
+            if (lost.callback)
+                lost.callback();
         };
         server->lease = std::make_unique<Lease>(m_settings.hubForServers, server->endpoint.target(),
                                                 server->endpoint.epoch(), onLost);
