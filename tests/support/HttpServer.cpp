@@ -1,6 +1,5 @@
 #include "support/HttpServer.h"
 #include <QMutexLocker>
-#include <QThread>
 #include <arpa/inet.h>
 #include <cstring>
 #include <microhttpd.h>
@@ -14,15 +13,16 @@ struct Body
     QByteArray content;
     size_t end; // the connection breaks here
     qint64 bytesPerSecond;
+    QSemaphore *ended; // of the server
 
     static ssize_t read(void *body, uint64_t position, char *buffer, size_t room)
     {
-        const auto &[content, end, bytesPerSecond] = *static_cast<Body *>(body);
+        const auto &[content, end, bytesPerSecond, ended] = *static_cast<Body *>(body);
         if (position >= end)
             return MHD_CONTENT_READER_END_WITH_ERROR;
         size_t size = qMin(room, end - position);
         if (bytesPerSecond > 0) {
-            QThread::msleep(20);
+            ended->tryAcquire(1, 20); // the pace
             size = qBound<size_t>(1, size_t(bytesPerSecond / 50), size);
         }
         std::memcpy(buffer, content.constData() + position, size);
@@ -48,6 +48,7 @@ HttpServer::HttpServer()
 
 HttpServer::~HttpServer()
 {
+    m_ended.release(1 << 20); // of every connection that keeps its pace
     MHD_stop_daemon(m_daemon);
 }
 
@@ -92,7 +93,7 @@ int HttpServer::answer(MHD_Connection *connection, const QByteArray &path)
     const QByteArray range = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Range");
     const File file = take(path, range);
     if (path.endsWith(Elsewhere))
-        QThread::msleep(200);
+        m_ended.tryAcquire(1, 200); // a slow mirror
     unsigned status = file.redirects ? 302 : unsigned(file.status);
     QByteArray content = status == 200 ? file.content : QByteArray();
     QByteArray place;
@@ -108,7 +109,7 @@ int HttpServer::answer(MHD_Connection *connection, const QByteArray &path)
     }
     const auto size = size_t(content.size());
     const bool breaks = file.breaks > 0 && file.breakAfter >= 0;
-    auto *body = new Body{content, breaks ? qMin(size, size_t(file.breakAfter)) : size, file.bytesPerSecond};
+    auto *body = new Body{content, breaks ? qMin(size, size_t(file.breakAfter)) : size, file.bytesPerSecond, &m_ended};
     MHD_Response *response = MHD_create_response_from_callback(size, 1 << 16, &Body::read, body,
                                                                [](void *done) { delete static_cast<Body *>(done); });
     MHD_add_response_header(response, "Connection", "close");

@@ -2,6 +2,7 @@
 #include <QByteArrayList>
 #include <QHash>
 #include <QMutex>
+#include <QSemaphore>
 #include <QString>
 
 struct MHD_Connection;
@@ -42,5 +43,6 @@ private:
     mutable QMutex m_mutex;
     QHash<QByteArray, File> m_files;
     QByteArrayList m_requests;
+    QSemaphore m_ended; // released when the server ends
     MHD_Daemon *m_daemon = nullptr;
 };
