@@ -261,6 +261,8 @@ void divideLongParagraphs(QTextDocument *document)
     cursor.beginEditBlock();
     wrapLongLines(cursor);
     for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        if (block.length() <= MaxParagraph / 3) // most, whose texts need not be copied
+            continue;
         const int room = roomFor(block.text());
         if (room >= block.length() - 1)
             continue;
