@@ -11,9 +11,11 @@ using namespace tarn::visualized;
 TARN_FUZZ_TARGET("notes")
 {
     const tarn::fuzz::Scratch scratch;
-    const auto document = notes::load(scratch.file("notes.html", input), QFont(), QThread::currentThread());
-    if (!document)
+    const auto text = notes::readFile(scratch.file("notes.html", input));
+    if (!text)
         return;
+    notes::makeBeginning(*text, QFont(), QThread::currentThread());
+    const auto document = notes::makeDocument(*text, QFont(), QThread::currentThread());
     document->setTextWidth(600);
     document->documentLayout()->hitTest(QPointF(0, 400), Qt::FuzzyHit); // the rest is laid out in steps
 }

@@ -9,6 +9,7 @@
 #include <QAbstractTextDocumentLayout>
 #include <QDeadlineTimer>
 #include <QKeyEvent>
+#include <QScrollBar>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <QTextLayout>
@@ -63,36 +64,67 @@ NotesBrowser::~NotesBrowser()
 
 void NotesBrowser::load(const QString &path, const QString &anchor)
 {
-    using Document = std::shared_ptr<QTextDocument>;
-    const int asked = ++m_asked;
-    const auto read = [path, pageFont = font(), owner = thread()](const WorkCancel &) {
-        return notes::load(path, pageFont, owner);
+    struct Loaded
+    {
+        std::shared_ptr<QTextDocument> document; // null when the file cannot be read
+        QString wholeText;                       // when the document has the page's beginning only
     };
-    outsideWork().run(this, read, [this, asked, path, anchor](const Document &document) {
+    const int asked = ++m_asked;
+    const auto read = [path, pageFont = font(), owner = thread()](const WorkCancel &) -> Loaded {
+        const std::optional<QString> text = notes::readFile(path);
+        if (!text)
+            return {};
+        if (const auto beginning = notes::makeBeginning(*text, pageFont, owner))
+            return {beginning, *text};
+        return {notes::makeDocument(*text, pageFont, owner), {}};
+    };
+    outsideWork().run(this, read, [this, asked, path, anchor](const Loaded &loaded) {
         if (asked != m_asked)
             return;
-        if (!document) {
+        if (!loaded.document) {
             emit unreadable();
             return;
         }
-        m_pages.append({path, document});
+        m_pages.append({path, loaded.document, loaded.wholeText.isEmpty()});
         if (m_pages.size() > MaxPages)
             m_pages.removeFirst();
-        showPage(m_pages.last(), anchor);
+        showPage(anchor);
+        if (!loaded.wholeText.isEmpty())
+            complete(loaded.document, loaded.wholeText);
     });
 }
 
-void NotesBrowser::showPage(const Page &page, const QString &anchor)
+// Replaces the beginning of a page by the whole page, also when another page is shown by then.
+void NotesBrowser::complete(const std::shared_ptr<QTextDocument> &beginning, const QString &text)
+{
+    const auto make = [text, pageFont = font(), owner = thread()](const WorkCancel &) {
+        return notes::makeDocument(text, pageFont, owner);
+    };
+    outsideWork().run(this, make, [this, beginning](const std::shared_ptr<QTextDocument> &document) {
+        const auto isBeginning = [&beginning](const Page &page) { return page.document == beginning; };
+        const auto page = std::find_if(m_pages.begin(), m_pages.end(), isBeginning);
+        if (page == m_pages.end())
+            return;
+        page->document = document;
+        page->isWhole = true;
+        if (page + 1 == m_pages.end())
+            showPage(m_anchor, verticalScrollBar()->value());
+    });
+}
+
+// Shows the last page.
+void NotesBrowser::showPage(const QString &anchor, int top)
 {
     m_anchor = anchor;
-    QTextDocument *document = page.document.get();
+    m_top = top;
+    QTextDocument *document = m_pages.last().document.get();
     document->documentLayout()->installEventFilter(this);
     if (document->characterCount() > LongPage)
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // appearing later it would have the page laid out again
     setDocument(document);
     setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setTextCursor(QTextCursor(document));
-    goToAnchor();
+    goToPlace();
 }
 
 // Qt would lay the page out in steps that grow up to 200,000 characters, half a second of work.
@@ -108,14 +140,16 @@ bool NotesBrowser::eventFilter(QObject *watched, QEvent *event)
         layout->blockBoundingRect(block);
         proceeds = nextToLayOut(*document()) != block;
     }
-    goToAnchor();
+    goToPlace();
     return proceeds || QTextBrowser::eventFilter(watched, event); // at the end, or if a paragraph gets no lines
 }
 
-// Not before the page is laid out: Qt would lay everything above the anchor out in one go.
-void NotesBrowser::goToAnchor()
+// An anchor not before the page is laid out: Qt would lay everything above it out in one go.
+void NotesBrowser::goToPlace()
 {
-    if (!m_anchor.isEmpty() && !nextToLayOut(*document()).isValid())
+    if (m_top > 0 && verticalScrollBar()->maximum() >= m_top)
+        verticalScrollBar()->setValue(std::exchange(m_top, 0));
+    if (!m_anchor.isEmpty() && m_pages.last().isWhole && !nextToLayOut(*document()).isValid())
         scrollToAnchor(std::exchange(m_anchor, QString()));
 }
 
@@ -138,7 +172,7 @@ void NotesBrowser::follow(const QUrl &address)
     if (target.toLocalFile() != page)
         return load(target.toLocalFile(), target.fragment());
     m_anchor = target.fragment();
-    goToAnchor();
+    goToPlace();
 }
 
 void NotesBrowser::keyPressEvent(QKeyEvent *event)
@@ -149,5 +183,5 @@ void NotesBrowser::keyPressEvent(QKeyEvent *event)
     if (m_pages.size() < 2)
         return;
     const Page left = m_pages.takeLast(); // destroyed when its successor is shown
-    showPage(m_pages.last());
+    showPage();
 }

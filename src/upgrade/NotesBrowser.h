@@ -5,7 +5,8 @@
 
 /// Shows release notes. Links to other local notes files are followed here (Alt+Left returns), relative ones from the
 /// folder of the page; web and mail addresses are opened by the desktop, every other address is ignored. A file that
-/// cannot be read leaves the page as it is. A page is laid out in steps of some milliseconds. GUI thread.
+/// cannot be read leaves the page as it is. A long page is shown by its beginning first, and laid out in steps of some
+/// milliseconds. GUI thread.
 class NotesBrowser final : public QTextBrowser
 {
     Q_OBJECT
@@ -36,12 +37,15 @@ private:
     {
         QString path;
         std::shared_ptr<QTextDocument> document;
+        bool isWhole = true; ///< else the document has the beginning only
     };
 
-    void showPage(const Page &page, const QString &anchor = QString());
-    void goToAnchor();
+    void complete(const std::shared_ptr<QTextDocument> &beginning, const QString &text);
+    void showPage(const QString &anchor = QString(), int top = 0);
+    void goToPlace();
 
     QVector<Page> m_pages; ///< the shown one last, before it those to return to
-    QString m_anchor;      ///< to scroll to as soon as the page is laid out
+    QString m_anchor;      ///< to scroll to as soon as the whole page is laid out
+    int m_top = 0;         ///< to scroll to as soon as the page is laid out that far
     int m_asked = 0;       ///< number of the last load
 };

@@ -34,6 +34,8 @@ constexpr int BlockWeight = 50;     // of a paragraph, also of a cell's
 constexpr int MaxParagraph = 10000; // characters; a third of that in the scripts of South Asia
 constexpr int MaxLines = 100000;
 constexpr int LightPage = 20000;   // characters; a shorter page is light with any formats
+constexpr int Beginning = 16000;   // characters of a page, of which some 2000 fit into the window
+constexpr int LongPage = 64000;    // characters; a shorter page is there as a whole within some milliseconds
 constexpr int LongLine = 250;      // characters
 constexpr double SmallestFont = 6; // pixels or points: a step has many lines of a smaller one
 
@@ -305,6 +307,15 @@ QString words(const QString &text)
         .trimmed();
 }
 
+// @return false when the page would hold the GUI thread
+bool fillRich(QTextDocument *document, const safehtml::Reduced &page)
+{
+    if (page.isFlattened || !canBeBuilt(page.text))
+        return false;
+    document->setHtml(page.text);
+    return canBeShown(*document);
+}
+
 // The page as HTML, or as plain text where that would hold the GUI thread.
 void fill(QTextDocument *document, const QString &text)
 {
@@ -316,13 +327,35 @@ void fill(QTextDocument *document, const QString &text)
     const safehtml::Reduced page = safehtml::reduce(text, policy);
     if (page.isUnstyled)
         VT_LOG(warning) << QStringLiteral("更新说明的样式过多，不使用样式表");
-    if (!page.isFlattened && canBeBuilt(page.text)) {
-        document->setHtml(page.text);
-        if (canBeShown(*document))
-            return;
-    }
+    if (fillRich(document, page))
+        return;
     VT_LOG(warning) << QStringLiteral("更新说明的格式过于复杂，按纯文本显示");
     document->setPlainText(bounded(words(text)));
+}
+
+// @return false when there is no text, or its look in the whole page is not known yet
+bool fillBeginning(QTextDocument *document, const QString &text)
+{
+    const safehtml::Policy policy = safehtml::notes();
+    QString part = text::beginning(text, Beginning);
+    if (text.size() > policy.maxChars) {
+        document->setPlainText(bounded(part));
+        return true;
+    }
+    const int tag = part.lastIndexOf(QLatin1Char('<'));
+    if (tag > part.lastIndexOf(QLatin1Char('>')))
+        part.truncate(tag); // it ends within this tag
+    return fillRich(document, safehtml::reduce(part, policy)) && !document->isEmpty();
+}
+
+std::shared_ptr<QTextDocument> emptyDocument(const QFont &font)
+{
+    std::shared_ptr<QTextDocument> document(new SafeDocument, dropDocument);
+    document->setPageSize(QSizeF(0, 0)); // lays nothing out before the width is known
+    document->setDocumentMargin(PageMargin);
+    document->setDefaultTextOption(QTextOption());
+    document->setDefaultFont(font);
+    return document;
 }
 
 } // namespace
@@ -352,21 +385,21 @@ std::optional<QString> readFile(const QString &path)
 
 std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner)
 {
-    std::shared_ptr<QTextDocument> document(new SafeDocument, dropDocument);
-    document->setPageSize(QSizeF(0, 0)); // lays nothing out before the width is known
-    document->setDocumentMargin(PageMargin);
-    document->setDefaultTextOption(QTextOption());
-    document->setDefaultFont(font);
+    const auto document = emptyDocument(font);
     fill(document.get(), text);
     divideLongParagraphs(document.get());
     document->moveToThread(owner);
     return document;
 }
 
-std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font, QThread *owner)
+std::shared_ptr<QTextDocument> makeBeginning(const QString &text, const QFont &font, QThread *owner)
 {
-    const std::optional<QString> text = readFile(path);
-    return text ? makeDocument(*text, font, owner) : nullptr;
+    const auto document = emptyDocument(font);
+    if (text.size() < LongPage || !fillBeginning(document.get(), text))
+        return nullptr;
+    divideLongParagraphs(document.get());
+    document->moveToThread(owner);
+    return document;
 }
 
 } // namespace tarn::visualized::notes

@@ -26,7 +26,7 @@ std::optional<QString> readFile(const QString &path);
 /// @param owner the thread on which the document will be used; it may be dropped on any
 std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner);
 
-/// Both in one; null when there is no text to show.
-std::shared_ptr<QTextDocument> load(const QString &path, const QFont &font, QThread *owner);
+/// The first screens of a page that takes its time, to be shown until the whole one is made; null when that is not worth it.
+std::shared_ptr<QTextDocument> makeBeginning(const QString &text, const QFont &font, QThread *owner);
 
 } // namespace tarn::visualized::notes

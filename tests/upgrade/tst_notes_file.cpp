@@ -6,6 +6,7 @@
 #include "upgrade/ExplainItem.h"
 #include "upgrade/NotesBrowser.h"
 #include "upgrade/NotesFile.h"
+#include <QFutureWatcher>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -140,7 +141,8 @@ private slots:
         browser.show();
         browser.load(path);
         qint64 longest = 0;
-        while (browser.document()->isEmpty() || browser.document()->lastBlock().layout()->lineCount() == 0) {
+        while (browser.document()->characterCount() < document->characterCount() ||
+               browser.document()->lastBlock().layout()->lineCount() == 0) {
             before = processorMs();
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
             longest = qMax(longest, processorMs() - before);
@@ -173,6 +175,41 @@ private slots:
         browser.verticalScrollBar()->setValue(0);
         QTest::keyClick(&browser, Qt::Key_Return); // follows the link
         QVERIFY(browser.verticalScrollBar()->value() > 50000);
+    }
+
+    // The first screens are shown while the rest is prepared; neither the place to which the user scrolled nor the rest
+    // of a page that was left meanwhile is lost.
+    void beginningOfALongPage()
+    {
+        const QString page = ("<p>" + QString("更新说明").repeated(20) + "</p>").repeated(12000);
+        const QString cut = QString("更新 ").repeated(5330) + "<a href='" + QString("x").repeated(100) + "'>link</a>";
+        const auto beginning = notes::makeBeginning(cut + page, QFont(), thread());
+        QVERIFY(beginning && beginning->toPlainText().endsWith("更新 "));
+        QVERIFY(!notes::makeBeginning("<style>" + cut + "</style>" + page, QFont(), thread()));
+        QVERIFY(!notes::makeBeginning(cut, QFont(), thread())); // a short page
+        NotesBrowser browser(nullptr);
+        browser.resize(700, 350);
+        browser.show();
+        const QString path = file((page + "<p>end").toUtf8());
+        const auto loadBeginning = [&] {
+            browser.load(path);
+            const QTextDocument *before = browser.document();
+            while (browser.document() == before)
+                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        };
+        const auto isReady = [&] { return browser.findChildren<QFutureWatcherBase *>().isEmpty(); };
+        loadBeginning();
+        QVERIFY(browser.toPlainText().startsWith("更新说明") && browser.document()->characterCount() < 20000);
+        QTRY_VERIFY(browser.verticalScrollBar()->maximum() > 300);
+        browser.verticalScrollBar()->setValue(300);
+        QTRY_COMPARE(browser.document()->lastBlock().text(), QString("end"));
+        QTRY_COMPARE(browser.verticalScrollBar()->value(), 300);
+        loadBeginning();
+        browser.load(file("other"));
+        QTRY_COMPARE(browser.toPlainText(), QString("other"));
+        QTRY_VERIFY(isReady());
+        QTest::keyClick(&browser, Qt::Key_Left, Qt::AltModifier);
+        QCOMPARE(browser.document()->lastBlock().text(), QString("end"));
     }
 
     void harmlessPages()
