@@ -55,12 +55,12 @@ function(tarn_pch target kind)
     target_precompile_headers(${target} REUSE_FROM tarn_pch_${kind})
 endfunction()
 
-# tarn_add_test(<name> [X11] [CORE] [TIMEOUT seconds] SOURCES ... [LIBS ...] [ENV "K=V" ...])
+# tarn_add_test(<name> [X11] [CORE] [ALONE] [TIMEOUT seconds] SOURCES ... [LIBS ...])
 # One Qt Test executable. Plain tests run on the offscreen plug-in; X11 ones run inside tests/support/with-x.sh, which
-# gives each its own X server, window manager, session bus and home. Labels: unit, x11, e2e; slow and variant are added
-# where a test is made.
+# gives each its own X server, window manager, session bus and home. ALONE ones run as a copy in a folder that no other run
+# uses (tests/support/alone.sh). Labels: unit, x11, e2e; slow and variant are added where a test is made.
 function(tarn_add_test name)
-    cmake_parse_arguments(T "X11;CORE" "TIMEOUT" "SOURCES;LIBS;ENV" ${ARGN})
+    cmake_parse_arguments(T "X11;CORE;ALONE" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
     target_link_libraries(${name} PRIVATE tarn_flags Qt5::Test ${T_LIBS})
@@ -77,13 +77,17 @@ function(tarn_add_test name)
         math(EXPR T_TIMEOUT "${T_TIMEOUT} * 4")
     endif()
     set(env "QT_FONT_DPI=96" "QT_LOGGING_RULES=" "LANG=C.UTF-8" "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp"
-        "UBSAN_OPTIONS=print_stacktrace=1" "TARN_BIN_DIR=${TARN_BIN_DIR}" ${T_ENV})
+        "UBSAN_OPTIONS=print_stacktrace=1" "TARN_BIN_DIR=${TARN_BIN_DIR}")
     if(T_X11)
         add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/support/with-x.sh" -- $<TARGET_FILE:${name}>)
         # As the host sets it: with Mesa's software renderer on the machine, GL would leak and cost a second a window.
         list(APPEND env "QT_XCB_GL_INTEGRATION=none")
     else()
-        add_test(NAME ${name} COMMAND ${name})
+        set(runner)
+        if(T_ALONE)
+            set(runner "${CMAKE_SOURCE_DIR}/tests/support/alone.sh")
+        endif()
+        add_test(NAME ${name} COMMAND ${runner} $<TARGET_FILE:${name}>)
         list(APPEND env "QT_QPA_PLATFORM=offscreen")
     endif()
     set(label unit)

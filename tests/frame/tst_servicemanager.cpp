@@ -56,8 +56,7 @@ void letHubAnswer()
 }
 } // namespace
 
-// The connection to the hub. The test's own program directory holds cfg.ini and the apps; it is private to the test
-// because the program is copied there (see CMakeLists.txt), and so is the segment, through TMPDIR.
+// The connection to the hub. The program's directory holds cfg.ini and the apps; no other run uses it, nor the segment.
 class TestServiceManager final : public QObject
 {
     Q_OBJECT
@@ -65,7 +64,6 @@ private slots:
     void init()
     {
         fakerpc::reset();
-        QFile::remove(QSharedMemory("VtServicePort").nativeKey()); // of a run that was killed
         writeFile(besideProgram("cfg.ini"), "[system]\napps_path=apps\nmachine_id=id-1\n[config]\nRpcLog=true\n");
         QDir().mkpath(besideProgram("apps"));
         m_log = std::make_unique<LogCatcher>();
