@@ -66,10 +66,17 @@ class CloudLogin(PlatformTest):
         self.desktop.wait_gone(DIALOG)
 
     def fill(self, name, text):
+        """Waits for the text: Qt passes each key to the accessibility bus first, so that a later click can overtake it."""
         self.click(name)
         wait(lambda: self.ear.find(name=name).getState().contains(STATE_FOCUSED), name)
         self.desktop.key("Control_L", "a")
+        self.desktop.key("Delete")
+        wait(lambda: self.length(name) == 0, f"{name} is empty")
         self.desktop.type(text)
+        wait(lambda: self.length(name) == len(text), f"{name} has the text")
+
+    def length(self, name):
+        return self.ear.find(name=name).queryText().characterCount
 
     def sign_in(self, password):
         self.click("账号登录", "page tab")  # the dialog opens at the way used last
