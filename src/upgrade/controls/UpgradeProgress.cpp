@@ -75,10 +75,14 @@ void CUpgradeProgress::focusCancelButton()
 void CUpgradeProgress::setUpgradeInfo(const QVariant &info)
 {
     const QVariantMap values = info.toMap();
-    m_downloadCtrl = values.value(row::DownloadCtrl).toMap();
-    m_status = values.value(row::TaskStatus).toInt();
-    if (m_status == state::Downloaded)
+    const QVariantMap downloadCtrl = values.value(row::DownloadCtrl).toMap();
+    const int status = values.value(row::TaskStatus).toInt();
+    if (status == state::Downloaded)
         m_programPath = values.value(row::SoftInfoCtrl).toMap().value(row::IconPath).toString();
+    if (!m_bar && status == m_status && downloadCtrl == m_downloadCtrl)
+        return; // to keep the new map and free the old one takes longer than to compare them
+    m_downloadCtrl = downloadCtrl;
+    m_status = status;
     showInfo();
 }
 
