@@ -1,10 +1,12 @@
 #pragma once
+#include <QEvent>
 #include <QLayout>
 #include <QWidget>
 
 namespace upgrade::controls {
 
-/// A cell that creates its inner widgets when it is first painted: of thousands of rows a handful is seen. GUI thread.
+/// A cell that creates its inner widgets when the table first paints its place: of thousands of rows a handful is seen.
+/// It is hidden until then, because Qt's work grows with the square of the number of shown children. GUI thread.
 class LazyCell : public QWidget
 {
 public:
@@ -17,19 +19,21 @@ public:
         if (layout())
             return;
         build();
-        layout()->activate();
-        for (auto *child : findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly))
-            child->show(); // at once: Qt would show them after this paint event
+        setVisible(parentWidget());
+    }
+    void setVisible(bool visible) override
+    {
+        if (layout() || !visible)
+            QWidget::setVisible(visible);
     }
 
 protected:
-    /// Sets the layout.
-    virtual void build() = 0;
-    void paintEvent(QPaintEvent *event) override
+    bool event(QEvent *event) override
     {
-        ensureBuilt();
-        QWidget::paintEvent(event);
+        const bool isEarly = event->type() == QEvent::PolishRequest && !layout(); // show() polishes it
+        return isEarly || QWidget::event(event);
     }
+    virtual void build() = 0; ///< sets the layout
 };
 
 } // namespace upgrade::controls

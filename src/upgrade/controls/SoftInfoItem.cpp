@@ -48,10 +48,9 @@ void CSoftInfoItem::InitUi()
     columns->addWidget(InitRightWidget(), 1);
 }
 
-void CSoftInfoItem::paintEvent(QPaintEvent *event)
+void CSoftInfoItem::paintEvent(QPaintEvent *)
 {
     QPainter(this).fillRect(rect(), Qt::white);
-    LazyCell::paintEvent(event);
 }
 
 QWidget *CSoftInfoItem::InitLeftWidget()

@@ -1,4 +1,6 @@
 #include "upgrade/controls/UpgradeTableDelegate.h"
+#include "upgrade/controls/LazyCell.h"
+#include <QAbstractItemView>
 #include <QPainter>
 
 namespace upgrade::controls {
@@ -7,6 +9,9 @@ void CUpgradeTableDelegate::paint(QPainter *painter, const QStyleOptionViewItem 
 {
     QStyledItemDelegate::paint(painter, option, index);
     drawRowLines(painter, getRowLines(option, index), m_borderColor);
+    const auto *view = qobject_cast<const QAbstractItemView *>(option.widget);
+    if (auto *cell = dynamic_cast<LazyCell *>(view->indexWidget(index)))
+        cell->ensureBuilt(); // Qt paints the cells after the table
 }
 
 void CUpgradeTableDelegate::updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,

@@ -7,7 +7,8 @@
 
 namespace upgrade::controls {
 
-/// Paints the background of the upgrade table's cells: row lines and the row under the cursor. GUI thread.
+/// Paints the background of the upgrade table's cells: row lines and the row under the cursor. Builds the cells that come
+/// into sight. GUI thread.
 class CUpgradeTableDelegate final : public QStyledItemDelegate
 {
     Q_OBJECT

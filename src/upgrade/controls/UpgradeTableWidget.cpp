@@ -197,7 +197,6 @@ void CUpgradeTableWidget::insertCells(const QVector<Cells> &added)
 {
     const int before = rowCount();
     setRowCount(before + added.size());
-    executeDelayedItemsLayout();         // now, so that every cell has its place when it is first painted
     const QSignalBlocker quiet(model()); // each item would be a changed cell, laid out at once
     for (int i = 0; i < added.size(); ++i) {
         setItem(before + i, 0, new CellItem);
@@ -205,6 +204,7 @@ void CUpgradeTableWidget::insertCells(const QVector<Cells> &added)
         setCellWidget(before + i, 0, added.at(i).first);
         setCellWidget(before + i, 1, added.at(i).second);
     }
+    executeDelayedItemsLayout(); // now, so that every cell has its place when it is first painted
 }
 
 // Comes after the rows are shown, since the call blocks and may ask a question first.
