@@ -27,60 +27,46 @@ CallResult invoke(IInvocable &object, const Request &request, const ICallContext
     return failed;
 }
 
+/// Requests and unread answers of this process. gRPC may drop an answer after the server has ended.
+std::atomic<qint64> heldBytes = 0;
+
+/// Counts the answer's bytes until gRPC drops them: the caller has read them, or has ended.
+void holdUntilRead(grpc::ByteBuffer *answer)
+{
+    auto bytes = std::make_unique<grpc::Slice>();
+    answer->DumpToSingleSlice(bytes.get()); // a short one holds its bytes itself
+    heldBytes += static_cast<qint64>(bytes->size());
+    const auto drop = [](void *each) {
+        const std::unique_ptr<grpc::Slice> dropped(static_cast<grpc::Slice *>(each));
+        heldBytes -= static_cast<qint64>(dropped->size());
+    };
+    const grpc::Slice held(const_cast<uint8_t *>(bytes->begin()), bytes->size(), drop, bytes.get());
+    static_cast<void>(bytes.release());
+    *answer = grpc::ByteBuffer(&held, 1);
+}
+
 } // namespace
 
-/// One call from its arrival to its answer; deletes itself when gRPC has done with it.
-class CallService::Running final : public grpc::ServerUnaryReactor, public QRunnable, public ICallContext
+/// One call from its arrival to its answer.
+class CallService::Running final : public QRunnable, public ICallContext
 {
 public:
     /// @param in is taken, since gRPC would keep it until the call has ended
-    Running(CallService &service, grpc::CallbackServerContext *context, const grpc::ByteBuffer *in,
-            grpc::ByteBuffer *out)
+    Running(CallService &service, grpc::CallbackServerContext *context, grpc::ServerUnaryReactor *reactor,
+            const grpc::ByteBuffer *in, grpc::ByteBuffer *out)
         : m_service(service)
         , m_context(context)
+        , m_reactor(reactor)
         , m_out(out)
     {
-        setAutoDelete(false);
         m_in.Swap(const_cast<grpc::ByteBuffer *>(in));
+        heldBytes += m_held = static_cast<qint64>(m_in.Length());
     }
-    void start()
-    {
-        if (hold(static_cast<qint64>(m_in.Length())) > limits::HeldBytes) {
-            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many bytes wait")));
-        } else if (!m_service.m_single && !m_service.m_entered.test_and_set()) {
-            const grpc::Status status = answer();
-            m_service.m_entered.clear();
-            Finish(status);
-        } else if (++m_service.m_queued <= limits::QueuedCalls) {
-            m_service.m_pool.start(this);
-        } else {
-            --m_service.m_queued;
-            Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
-        }
-    }
+    ~Running() override { heldBytes -= m_held; }
     void run() override
     {
         --m_service.m_queued;
-        Finish(answer());
-    }
-    bool isCancelled() const override { return m_context->IsCancelled() || isLate(); }
-    QSharedPointer<RpcProxy> proxy(const ObjectRef &object) const override
-    {
-        const auto &client = m_service.m_client;
-        return client ? QSharedPointer<Proxy>::create(client, object, false) : QSharedPointer<Proxy>();
-    }
-    void OnDone() override
-    {
-        m_service.m_heldBytes -= m_held;
-        delete this;
-    }
-
-private:
-    bool isLate() const { return m_context->deadline() < std::chrono::system_clock::now(); }
-    grpc::Status abandoned() const
-    {
-        return isLate() ? grpc::Status(grpc::StatusCode::DEADLINE_EXCEEDED, "the deadline has passed")
-                        : grpc::Status::CANCELLED;
+        m_reactor->Finish(answer());
     }
     grpc::Status answer()
     {
@@ -92,7 +78,7 @@ private:
         if (!decode(m_in, &request, &error))
             return refusal(grpc::StatusCode::INVALID_ARGUMENT, QStringLiteral("the request is refused: %1").arg(error));
         m_in.Clear(); // a long call need not keep the bytes
-        hold(-m_held);
+        heldBytes -= std::exchange(m_held, 0);
         grpc::Status status = m_service.perform(request, *this, &result);
         if (!status.ok())
             return status;
@@ -101,21 +87,30 @@ private:
         if (!encode(result, m_out, &error))
             return refusal(grpc::StatusCode::INTERNAL,
                            QStringLiteral("the answer of %1 cannot be sent: %2").arg(request.method, error));
-        hold(static_cast<qint64>(m_out->Length())); // until the caller has read it
+        holdUntilRead(m_out);
         return grpc::Status::OK;
     }
-    /// Accounts for bytes that the call keeps in memory; negative ones are given back.
-    qint64 hold(qint64 bytes)
+    bool isCancelled() const override { return m_context->IsCancelled() || isLate(); }
+    QSharedPointer<RpcProxy> proxy(const ObjectRef &object) const override
     {
-        m_held += bytes;
-        return m_service.m_heldBytes += bytes;
+        const auto &client = m_service.m_client;
+        return client ? QSharedPointer<Proxy>::create(client, object, false) : QSharedPointer<Proxy>();
+    }
+
+private:
+    bool isLate() const { return m_context->deadline() < std::chrono::system_clock::now(); }
+    grpc::Status abandoned() const
+    {
+        return isLate() ? grpc::Status(grpc::StatusCode::DEADLINE_EXCEEDED, "the deadline has passed")
+                        : grpc::Status::CANCELLED;
     }
 
     CallService &m_service;
     grpc::CallbackServerContext *const m_context;
+    grpc::ServerUnaryReactor *const m_reactor;
     grpc::ByteBuffer m_in;
     grpc::ByteBuffer *const m_out;
-    qint64 m_held = 0;
+    qint64 m_held; ///< bytes of m_in
 };
 
 CallService::CallService(const ServantTable &servants, std::shared_ptr<ClientSide> client, int threads, quint64 epoch)
@@ -130,9 +125,22 @@ CallService::CallService(const ServantTable &servants, std::shared_ptr<ClientSid
 grpc::ServerUnaryReactor *CallService::Call(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
                                             grpc::ByteBuffer *response)
 {
-    auto *call = new Running(*this, context, request, response);
-    call->start();
-    return call;
+    // Its end wakes no thread; gRPC runs the end of any other reactor on a further thread.
+    grpc::ServerUnaryReactor *const reactor = context->DefaultReactor();
+    auto call = std::make_unique<Running>(*this, context, reactor, request, response);
+    if (heldBytes > limits::HeldBytes) {
+        reactor->Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many bytes wait")));
+    } else if (!m_single && !m_entered.test_and_set()) {
+        const grpc::Status status = call->answer();
+        m_entered.clear();
+        reactor->Finish(status);
+    } else if (++m_queued <= limits::QueuedCalls) {
+        m_pool.start(call.release());
+    } else {
+        --m_queued;
+        reactor->Finish(refusal(grpc::StatusCode::RESOURCE_EXHAUSTED, QStringLiteral("too many calls wait")));
+    }
+    return reactor;
 }
 
 grpc::Status CallService::perform(const Request &request, const ICallContext &context, CallResult *result) const

@@ -28,7 +28,6 @@ private:
     const bool m_single;                           ///< one thread only: all calls are queued in the pool
     std::atomic_flag m_entered = ATOMIC_FLAG_INIT; ///< a gRPC thread executes a call
     std::atomic_int m_queued = 0;
-    std::atomic<qint64> m_heldBytes = 0; ///< of calls that are not done
     QThreadPool m_pool;
 };
 

@@ -14,6 +14,7 @@ using namespace tarn;
 namespace {
 
 const QString Tag = "wire";
+const std::string CallMethod = "/tarn.v1.Invoker/Call";
 #ifdef TARN_SANITIZED
 constexpr qint64 MemoryLimitKiB = 1024 * 1024; // freed memory is kept back
 #else
@@ -25,6 +26,7 @@ std::shared_ptr<grpc::Channel> channelTo(const std::string &target)
     grpc::ChannelArguments args;
     args.SetMaxReceiveMessageSize(-1);
     args.SetMaxSendMessageSize(-1);
+    args.SetInt(GRPC_ARG_HTTP2_BDP_PROBE, 0); // an answer that is not read stays with its server
     return grpc::CreateCustomChannel(target, grpc::InsecureChannelCredentials(), args);
 }
 
@@ -205,6 +207,31 @@ private Q_SLOTS:
         QVERIFY(served > 0);
     }
 
+    /// Five answers of 3 MiB wait for a caller that does not read them: there is no room for a sixth until it ends.
+    void unreadAnswersAreHeld()
+    {
+        const std::string value = field(v1::Value::kBytesValueFieldNumber, std::string(3 << 20, 'x'));
+        const std::string bytes = echoWithBag(bagValue(value));
+        const grpc::Slice slice(bytes);
+        grpc::GenericStub stub(m_channel);
+        grpc::CompletionQueue queue;
+        std::array<Context, 5> contexts;
+        std::vector<std::unique_ptr<grpc::GenericClientAsyncReaderWriter>> streams;
+        void *tag = nullptr;
+        bool ok = false;
+        for (Context &context : contexts) {
+            streams.push_back(stub.PrepareCall(&context, CallMethod, &queue));
+            streams.back()->StartCall(nullptr);
+            QVERIFY(queue.Next(&tag, &ok) && ok);
+            streams.back()->WriteLast(grpc::ByteBuffer(&slice, 1), {}, nullptr);
+            QVERIFY(queue.Next(&tag, &ok) && ok);
+        }
+        QTRY_COMPARE(int(sendRaw(bytes).error_code()), int(grpc::StatusCode::RESOURCE_EXHAUSTED));
+        for (Context &context : contexts)
+            context.TryCancel();
+        QTRY_COMPARE(int(sendRaw(bytes).error_code()), int(grpc::StatusCode::OK));
+    }
+
     /// 256 MB of zeros are 256 KB on the wire.
     void compressionIsRefused()
     {
@@ -296,7 +323,7 @@ private:
         Context context;
         grpc::CompletionQueue queue;
         grpc::GenericStub stub(m_channel);
-        const auto call = stub.PrepareUnaryCall(&context, "/tarn.v1.Invoker/Call", out, &queue);
+        const auto call = stub.PrepareUnaryCall(&context, CallMethod, out, &queue);
         grpc::Status status;
         void *tag = nullptr;
         bool ok = false;
