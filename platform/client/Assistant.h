@@ -65,6 +65,8 @@ public:
     }
 
 protected:
+    using Late = link::ServiceConnection::Late;
+
     Assistant(QString tag, const FamilyCodes &codes)
         : m_tag(std::move(tag))
         , m_codes(codes)
@@ -73,7 +75,7 @@ protected:
     /// Sends input's whole bag to the service's method and writes the outcome into output.
     template <class Input, class Output>
     void forward(const char *method, const QSharedPointer<Input> &input, const QSharedPointer<Output> &output,
-                 int timeoutMs, link::ServiceConnection::Late late = link::ServiceConnection::Silent)
+                 int timeoutMs, Late late = Late::Silent)
     {
         forwardBy(input, output, [&](const rpc::Bag &bag) {
             return m_connection.call(m_tag, QString::fromLatin1(method), bag, timeoutMs, late);

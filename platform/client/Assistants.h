@@ -65,11 +65,14 @@ public:
     }
     Input CreateInputArgs() override { return Input(new core::InputArgs<IMessageService_InputArgs>); }
     Output CreateOutputArgs() override { return Output(new core::OutputArgs<IMessageService_OutputArgs>); }
-    void AddMessageReceipt(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
-    void UpdateMessageStatus(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
+    void AddMessageReceipt(Input in, Output out) override { forward(__func__, in, out, ActionTimeout, Late::Decision); }
+    void UpdateMessageStatus(Input in, Output out) override
+    {
+        forward(__func__, in, out, ActionTimeout, Late::Decision);
+    }
     void GetAllMessageRecords(Input in, Output out) override { forwardPaged(__func__, in, out, ListTimeout); }
     void GetMessageRecord(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
-    void IgnoreMessage(Input in, Output out) override { forward(__func__, in, out, ActionTimeout); }
+    void IgnoreMessage(Input in, Output out) override { forward(__func__, in, out, ActionTimeout, Late::Decision); }
 };
 
 /// Client of the upgrade service. Any thread.
@@ -92,19 +95,22 @@ public:
     Input CreateInputParam() override { return Input(new core::InputArgs<IUpgaredService_InputParam>); }
     Output CreateOutputParam() override { return Output(new core::OutputArgs<IUpgaredService_OutputParam>); }
     void CheckNewVersion(SoftInfoInput in, SoftInfoOutput out) override { forward(__func__, in, out, LookUpTimeout); }
-    void IgnoreUpgrade(SoftInfoInput in, SoftInfoOutput out) override { forward(__func__, in, out, ActionTimeout); }
-    void StartDownload(SoftInfoInput in, SoftInfoOutput out) override { forward(__func__, in, out, ActionTimeout); }
-    void StopUpgrade(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout); }
+    void IgnoreUpgrade(SoftInfoInput in, SoftInfoOutput out) override
+    {
+        forward(__func__, in, out, ActionTimeout, Late::Decision);
+    }
+    void StartDownload(SoftInfoInput in, SoftInfoOutput out) override
+    {
+        forward(__func__, in, out, ActionTimeout, Late::Decision);
+    }
+    void StopUpgrade(Input in, Output out) override { forward(__func__, in, out, LookUpTimeout, Late::Decision); }
     /// Asked once a second; the joined tasks are under the key that a single answer uses.
     void QueryTaskInfos(Input in, Output out) override
     {
         forwardPaged(__func__, in, out, LookUpTimeout, upgrade::key::TaskInfoList);
     }
     /// A longer installation continues after the deadline and is then seen in the tasks.
-    void InstallSoftware(Input in, Output out) override
-    {
-        forward(__func__, in, out, ActionTimeout, link::ServiceConnection::LongWork);
-    }
+    void InstallSoftware(Input in, Output out) override { forward(__func__, in, out, ActionTimeout, Late::LongWork); }
 };
 
 } // namespace tarn::client

@@ -71,8 +71,11 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
     if (!isOpen())
         return failed(closedError());
     rpc::CallResult silent;
-    if (isSilent(tag, &silent.error))
-        return silent;
+    if (isSilent(tag, &silent.error)) {
+        if (late != Decision || !takeProbe(tag))
+            return silent;
+        timeoutMs = qMin(timeoutMs, ProbeTimeout);
+    }
     QElapsedTimer clock;
     clock.start();
     RpcError error;
@@ -80,7 +83,7 @@ rpc::CallResult ServiceConnection::call(const QString &tag, const QString &metho
     const auto result = proxy ? proxy->call(method, input, timeoutMs) : failed(error);
     if (!isOpen() && !result.arrived())
         return failed(closedError());
-    if (late == Silent || result.error.code != RpcError::Timeout)
+    if (late != LongWork || result.error.code != RpcError::Timeout)
         notice(tag, result.error, clock.elapsed());
     return result;
 }
@@ -120,12 +123,18 @@ bool ServiceConnection::isSilent(const QString &tag, RpcError *error)
     return true;
 }
 
+bool ServiceConnection::takeProbe(const QString &tag)
+{
+    const QMutexLocker lock(&m_state);
+    return !std::exchange(m_silent[tag].isProbed, true);
+}
+
 void ServiceConnection::notice(const QString &tag, const RpcError &error, qint64 tookMs)
 {
     const bool silent = error.code == RpcError::Timeout || (error.code != RpcError::None && tookMs >= LongMs);
     const QMutexLocker lock(&m_state);
     if (silent && m_open)
-        m_silent.insert(tag, {error, QDeadlineTimer(SilenceTime)});
+        m_silent.insert(tag, {error, QDeadlineTimer(SilenceTime), m_silent.value(tag).isProbed});
     else
         m_silent.remove(tag);
 }

@@ -125,19 +125,28 @@ bool UpgradeEngine::start(UpgradeTask task)
 
 bool UpgradeEngine::stop(const QString &product)
 {
-    return m_thread.run([&] {
+    std::shared_future<QString> installation; // awaited here: the other tasks can be asked for and stopped meanwhile
+    int number = 0;
+    m_thread.run([&] {
         const UpgradeTask task = current(product);
         if (task.state == state::Installing) {
             Work &running = m_running[product];
             running.stopping = true;
-            finish(product, running.number);
+            number = running.number;
+            installation = running.error;
         } else if (task.isActive()) {
             m_running.erase(product);
             dropFiles(task); // first: a full disk has room for the state then
             setState(product, state::Cancelled);
             schedule();
         }
-        failIf(m_unstored.contains(product), current(product).error);
+    });
+    if (installation.valid())
+        installation.wait();
+    return m_thread.run([&] {
+        finish(product, number);
+        const UpgradeTask task = current(product);
+        failIf(m_unstored.contains(product), task.error);
         return task.state != 0;
     });
 }

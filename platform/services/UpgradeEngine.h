@@ -40,10 +40,15 @@ private:
     /// were exchanged already.
     struct Work
     {
-        ~Work() { stopping = true; }
+        ~Work()
+        {
+            stopping = true;
+            if (error.valid())
+                error.wait();
+        }
         int number = 0;
         std::atomic<bool> stopping{false};
-        std::future<QString> error{}; ///< empty: it is done. Its destructor waits
+        std::shared_future<QString> error{}; ///< empty: it is done
     };
 
     void load();

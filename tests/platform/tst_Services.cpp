@@ -148,6 +148,36 @@ private slots:
         QVERIFY(platform.waitForServices());
         QCOMPARE(listAll().size(), 1);
     }
+
+    // A user's decision is sent although another call had no answer in time; twelve of them hold a window once only.
+    void decisionsReachABusyService()
+    {
+        using Connection = link::ServiceConnection;
+        Sandbox platform;
+        QVERIFY(platform.startHubAlone());
+        QSemaphore release;
+        std::atomic_int decisions = 0;
+        std::atomic_bool hangs = false;
+        ServedObject service("busy", [&](const QString &method, const rpc::Bag &) {
+            decisions += method == "Decide";
+            if (method == "List" || hangs)
+                release.acquire();
+            rpc::CallResult result;
+            result.accepted = true;
+            return result;
+        });
+        const auto leave = qScopeGuard([&] { release.release(100); });
+        QVERIFY(service.isServed());
+        Connection connection;
+        const auto list = [&] { return connection.call("busy", "List", {}, 200); };
+        const auto decide = [&] { return connection.call("busy", "Decide", {}, 60000, Connection::Decision); };
+        QVERIFY(!list().accepted);
+        QVERIFY(decide().accepted);
+        QVERIFY(!list().accepted); // asked again: the decision has ended the silence
+        hangs = true;
+        QVERIFY(!decide().accepted && !decide().accepted);
+        QCOMPARE(decisions.load(), 2);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestServices)

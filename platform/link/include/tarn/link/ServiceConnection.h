@@ -15,6 +15,7 @@ public:
     static constexpr int DefaultTimeout = 30000; ///< ms, of a call
     static constexpr int HubTimeout = 2000;      ///< ms, of a question to the hub
     static constexpr int SilenceTime = 3000;     ///< ms
+    static constexpr int ProbeTimeout = 500;     ///< ms, of a decision in a silence
 
     ServiceConnection() = default;
     ~ServiceConnection(); ///< closes
@@ -25,6 +26,8 @@ public:
     enum Late {
         Silent,   ///< the service hangs: further calls fail at once for the next SilenceTime
         LongWork, ///< the operation itself may take longer
+        Decision, ///< as Silent; but the call, a user's decision, is sent in a silence too, unless another one has had no
+                  ///< answer in it: a service that is slow with one call may well take another
     };
 
     /// Blocks for at most the deadline, and for the questions to the hub where the object is looked up. A connection
@@ -51,11 +54,13 @@ private:
     {
         rpc::RpcError error;
         QDeadlineTimer end;
+        bool isProbed = false; ///< a decision was sent in it
     };
 
     QSharedPointer<rpc::RpcProxy> proxyOf(const QString &tag, rpc::RpcError *error);
     QSharedPointer<rpc::RpcProxy> lookUp(const QString &tag, rpc::RpcError *error);
     bool isSilent(const QString &tag, rpc::RpcError *error);
+    bool takeProbe(const QString &tag);
     void notice(const QString &tag, const rpc::RpcError &error, qint64 tookMs);
     bool isOpen() const;
 
