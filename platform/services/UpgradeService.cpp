@@ -4,6 +4,8 @@
 #include "services/UpgradeEngine.h"
 #include "tarn/link/UpgradeWire.h"
 #include <QDir>
+#include <QMutex>
+#include <QSet>
 #include <QSettings>
 
 namespace tarn::services {
@@ -108,7 +110,7 @@ private:
         return ok();
     }
 
-    // A product that cannot be exchanged becomes a failed task: the window and the status show the reason as well.
+    // A product that cannot be exchanged becomes a failed task: the status and the window's row give the reason.
     CallResult startDownload(const Request &request)
     {
         const QString product = request.name(key::SoftwareName);
@@ -117,10 +119,31 @@ private:
         task.error = whyNotWritable(installed.value(product));
         if (!task.error.isEmpty())
             task.state = state::DownloadFailed;
+        {
+            const QMutexLocker lock(&m_unseenLock);
+            m_unseen.insert(product);
+        }
         m_engine.start(task);
         const QVariantMap shown = present(QStringLiteral("showUpgradeDownloadDialog"), {});
         failIf(!task.error.isEmpty(), task.error);
         return ok(shown);
+    }
+
+    // A window has rows for tasks that it saw running only, and tells of a failure in the row. So a task that failed before
+    // it was asked for is given as a running one once.
+    QVariantList firstSeenRunning(QVariantList rows)
+    {
+        const QMutexLocker lock(&m_unseenLock);
+        for (QVariant &row : rows) {
+            QVariantMap task = row.toMap();
+            if (!m_unseen.remove(task.value(key::SoftName).toString()) ||
+                task.value(key::Status).toInt() != state::DownloadFailed)
+                continue;
+            task.insert(key::Status, int(state::Downloading));
+            task.insert(key::ErrMsg, QString());
+            row = task;
+        }
+        return rows;
     }
 
     // The requested page of rows, which are ordered by their places.
@@ -154,7 +177,8 @@ private:
     CallResult queryTaskInfos(const Request &request)
     {
         const Page page = pageOf(taskRows(), request);
-        return isWhole(page, request) ? ok({{key::TaskInfoList, page.list}}) : ok(page.values, page.list);
+        const QVariantList rows = firstSeenRunning(page.list);
+        return isWhole(page, request) ? ok({{key::TaskInfoList, rows}}) : ok(page.values, rows);
     }
 
     CallResult stopUpgrade(const Request &request)
@@ -250,6 +274,8 @@ private:
     const Presenter m_presenter;
     UpgradeStore m_store;
     UpgradeEngine m_engine;
+    QMutex m_unseenLock;
+    QSet<QString> m_unseen; ///< products whose last started task was not asked for since
 };
 
 } // namespace

@@ -289,6 +289,16 @@ void TestUpgradeService::directoriesOfOthersAreLeftAlone()
     QCOMPARE(task.value(key::Status).toInt(), int(upgrade::state::DownloadFailed));
     QCOMPARE(task.value(key::ErrMsg).toString(), started.errorText);
     QCOMPARE(m_shown.last().first, QString("showUpgradeDownloadDialog"));
+    for (const int state :
+         {upgrade::state::Downloading, upgrade::state::DownloadFailed}) // its row comes before its failure
+        QCOMPARE(call("QueryTaskInfos")
+                     .output.values.value(key::TaskInfoList)
+                     .toList()
+                     .value(0)
+                     .toMap()
+                     .value(key::Status)
+                     .toInt(),
+                 state);
 }
 
 // More than one message of the RPC layer may carry.
