@@ -228,13 +228,15 @@ void CMessageListItem::keyPressEvent(QKeyEvent *event)
     switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        OnArrowBtnClicked();
+        if (!event->isAutoRepeat())
+            OnArrowBtnClicked();
         break;
     case Qt::Key_Space:
         select();
         break;
     case Qt::Key_Delete:
-        OnDeleteMessage();
+        if (!event->isAutoRepeat()) // a key that is held would delete the following messages too
+            OnDeleteMessage();
         break;
     default:
         QWidget::keyPressEvent(event);

@@ -7,8 +7,8 @@
 
 namespace tarn::visualized {
 
-/// The notices between their callers and the screen. Each stays up for a deliberate two seconds, so callers can be faster
-/// than the windows: at most 32 notices or 16 MiB wait, and the oldest is dropped with a warning. A notice first waits in
+/// The notices between their callers and the screen. Two seconds pass between the end of one and the next, so callers can be
+/// faster than the windows: at most 32 notices or 16 MiB wait, and the oldest is dropped with a warning. A notice first waits in
 /// its posted event, whose map the queue knows by its address, later in the queue itself. Any thread.
 class NoticeQueue final
 {

@@ -126,7 +126,10 @@ private slots:
         item(window, 1)->OnDeleteMessage(); // a second click that was on its way
         window->OnMessageDeleted("unknown");
         window->OnMessageDeleted(QString());
-        QTest::keyClick(item(window, 2), Qt::Key_Delete);
+        for (const bool isHeld : {false, true}) { // the key is held: the next message stays
+            QKeyEvent press(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier, QString(), isHeld);
+            QCoreApplication::sendEvent(isHeld ? item(window, 0) : item(window, 2), &press);
+        }
         QVERIFY(item(window, 0)->isSelected());
         QCOMPARE(page(window), 0);
         QTest::keyClick(item(window, 0), Qt::Key_Delete);
