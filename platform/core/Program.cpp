@@ -1,5 +1,5 @@
 #include "tarn/core/Program.h"
-#include <QLoggingCategory>
+#include <QCoreApplication>
 #include <QSemaphore>
 #include <QSocketNotifier>
 #include <algorithm>
@@ -24,6 +24,7 @@ namespace {
 constexpr int MaxLogBytes = 4096;
 constexpr int NeededThreads = 24; // of this process: those of gRPC, of its calls and of Qt
 const int EndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
+const char *const Levels[] = {"debug", "warning", "critical", "fatal", "info"}; // by QtMsgType
 
 bool s_place = false;
 int pipeEnds[2] = {-1, -1};
@@ -42,12 +43,6 @@ const char *secondText(time_t second)
         last = second;
     }
     return text;
-}
-
-const char *levelName(QtMsgType type)
-{
-    static constexpr const char *Names[] = {"debug", "warning", "critical", "fatal", "info"}; // in Qt's order
-    return Names[type];
 }
 
 /// The bare name in a signature such as "void ns::Class::name(int) const", as "%{function}" prints it.
@@ -167,11 +162,11 @@ void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &
         qsnprintf(head, sizeof head, "%s.%03d ", secondText(now.tv_sec), static_cast<int>(now.tv_nsec / 1000000));
         line = head;
         if (s_place)
-            line += QByteArray(levelName(type)) + " [" + (context.file ? context.file : "unknown") + "] " +
+            line += QByteArray(Levels[type]) + " [" + (context.file ? context.file : "unknown") + "] " +
                     bareName(context.function) + ": ";
         else
             line += QByteArray(program_invocation_short_name) + '[' + QByteArray::number(::getpid()) + "] " +
-                    levelName(type) + ": ";
+                    Levels[type] + ": ";
         line += shortened(message);
     } else {
         line = qFormatLogMessage(type, context, message).toUtf8();
@@ -181,13 +176,17 @@ void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &
     static_cast<void>(written); // there is no other place to complain
 }
 
-UnixSignals::UnixSignals(unsigned patienceSeconds, QObject *parent)
-    : QObject(parent)
+UnixSignals::UnixSignals(unsigned patienceSeconds)
 {
     if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
         return; // the default action still ends the process
-    m_notifier = new QSocketNotifier(pipeEnds[0], QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, &UnixSignals::OnReadable);
+    m_notifier = std::make_unique<QSocketNotifier>(pipeEnds[0], QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [] {
+        char bytes[16];
+        while (::read(pipeEnds[0], bytes, sizeof bytes) > 0) {
+        }
+        QCoreApplication::quit();
+    });
     patience = patienceSeconds;
     if (patience > 0)
         handle(SIGALRM, &onAlarm);
@@ -201,17 +200,9 @@ UnixSignals::~UnixSignals()
         return;
     for (const int each : EndingSignals)
         handle(each, SIG_DFL);
-    delete m_notifier;
+    m_notifier.reset();
     for (int &end : pipeEnds)
         ::close(std::exchange(end, -1));
-}
-
-void UnixSignals::OnReadable()
-{
-    char bytes[16];
-    while (::read(pipeEnds[0], bytes, sizeof bytes) > 0) {
-    }
-    emit terminationRequested();
 }
 
 } // namespace tarn::core

@@ -4,7 +4,6 @@
 #include <QObject>
 #include <QPointer>
 #include <QSharedPointer>
-#include <QStringList>
 #include <QTimer>
 
 class IServiceObjectCreator;

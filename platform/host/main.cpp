@@ -102,7 +102,6 @@ int main(int argc, char *argv[])
     QApplication::setQuitOnLastWindowClosed(false);
     const QString directory = pluginDirectory();
     const tarn::core::UnixSignals signalSource(StopSeconds);
-    QObject::connect(&signalSource, &tarn::core::UnixSignals::terminationRequested, &app, &QApplication::quit);
 
     PluginHost host;
     if (host.load(directory) == 0) {

@@ -249,6 +249,5 @@ int main(int argc, char *argv[])
         return WrongUsage;
     tarn::rpc::RpcLog::set_print(qEnvironmentVariableIsSet("TARN_RPC_LOG"));
     const tarn::core::UnixSignals signalSource;
-    QObject::connect(&signalSource, &tarn::core::UnixSignals::terminationRequested, &app, &QCoreApplication::quit);
     return runHub();
 }

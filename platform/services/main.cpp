@@ -168,7 +168,6 @@ int main(int argc, char *argv[])
     parser.process(app);
 
     const core::UnixSignals signalSource;
-    QObject::connect(&signalSource, &core::UnixSignals::terminationRequested, &app, &QCoreApplication::quit);
     try {
         const Application services(dataDirectory());
         return QCoreApplication::exec();

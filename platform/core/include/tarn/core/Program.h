@@ -1,6 +1,7 @@
 #pragma once
 #include "tarn/Export.h"
-#include <QObject>
+#include <QLoggingCategory>
+#include <memory>
 
 class QSocketNotifier;
 
@@ -21,24 +22,19 @@ TARN_CORE_EXPORT bool hasArgument(int argc, char **argv, const char *name);
 /// length after it. QT_MESSAGE_PATTERN replaces the form. Any thread; follows a change of the time zone within a second.
 TARN_CORE_EXPORT void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &message);
 
-/// SIGTERM, SIGINT and SIGHUP as a Qt signal. One object per process. Handlers and not a blocked mask, since programs
-/// that this one starts inherit a mask.
-class TARN_CORE_EXPORT UnixSignals final : public QObject
+/// Quits the application at SIGTERM, SIGINT and SIGHUP. One object per process, on the main thread. Handlers and not a
+/// blocked mask, since programs that this one starts inherit a mask.
+class TARN_CORE_EXPORT UnixSignals final
 {
-    Q_OBJECT
 public:
     /// @param patienceSeconds a process that still runs that long after the first signal ends at once with exit code 1:
     ///        its main thread hangs in a library; 0 waits without a limit
-    explicit UnixSignals(unsigned patienceSeconds = 0, QObject *parent = nullptr);
-    ~UnixSignals() override;
-
-signals:
-    void terminationRequested();
+    explicit UnixSignals(unsigned patienceSeconds = 0);
+    ~UnixSignals();
+    Q_DISABLE_COPY(UnixSignals)
 
 private:
-    void OnReadable();
-
-    QSocketNotifier *m_notifier = nullptr;
+    std::unique_ptr<QSocketNotifier> m_notifier;
 };
 
 } // namespace tarn::core
