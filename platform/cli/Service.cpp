@@ -1,13 +1,10 @@
 #include "cli/Service.h"
 #include "cli/JsonBag.h"
 #include "cli/Output.h"
-#include "tarn/keys/HubKeys.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -9,7 +9,6 @@
 #include <QJsonDocument>
 #include <QUrl>
 #include <QVersionNumber>
-#include <algorithm>
 #include <cmath>
 #include <sodium.h>
 

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <archive.h>
 #include <archive_entry.h>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <memory>
