@@ -52,18 +52,15 @@ Calls the visualized service and the background services of the calling user. Ev
 )");
     for (const Command &command : allCommands())
         text += command.run ? commandSection(command) : QString();
-    const QPair<QString, QString> codes[] = {
-        {"0", "accepted"}, {"1", "refused"}, {"2", "wrong usage"}, {"3", "not reached"}};
-    text += QStringLiteral(".SH EXIT STATUS\n");
-    for (const auto &[code, meaning] : codes)
-        text += entry(code, meaning);
-    return text + QStringLiteral(".SH SEE ALSO\n.BR visualized\\-host (1),\n.BR ServiceHub (1)");
+    return text + QStringLiteral(".SH EXIT STATUS\n") + entry("0", "accepted") + entry("1", "refused") +
+           entry("2", "wrong usage") + entry("3", "not reached") +
+           QStringLiteral(".SH SEE ALSO\n.BR visualized\\-host (1),\n.BR ServiceHub (1)");
 }
 
-// Lines "words|choices": the table that the completion functions of all shells look up.
-QStringList completionTable()
+// The words of each command and what can follow them: the table that the completion functions of all shells look up.
+QList<QPair<QString, QString>> completionTable()
 {
-    QStringList lines;
+    QList<QPair<QString, QString>> lines;
     for (const Command &each : allCommands()) {
         QStringList choices;
         for (const Command &below : each.run ? QList<Command>() : entriesOf(each))
@@ -75,7 +72,7 @@ QStringList completionTable()
                 choices << operation.name;
         }
         choices << QStringLiteral("--help");
-        lines << each.words + QLatin1Char('|') + choices.join(QLatin1Char(' '));
+        lines.append({each.words, choices.join(QLatin1Char(' '))});
     }
     return lines;
 }
@@ -83,9 +80,8 @@ QStringList completionTable()
 QString bashCompletion()
 {
     QString cases;
-    for (const QString &line : completionTable())
-        cases += QStringLiteral("            \"%1\") choices=\"%2\" ;;\n")
-                     .arg(line.section(QLatin1Char('|'), 0, 0), line.section(QLatin1Char('|'), 1));
+    for (const auto &[words, choices] : completionTable())
+        cases += QStringLiteral("            \"%1\") choices=\"%2\" ;;\n").arg(words, choices);
     return QStringLiteral(R"(# bash completion for tarnctl, written by "tarnctl document bash"
 _tarnctl()
 {
@@ -117,13 +113,11 @@ QString zshCompletion()
 QString fishCompletion()
 {
     QString text = QStringLiteral("# fish completion for tarnctl, written by \"tarnctl document fish\"\n");
-    for (const QString &line : completionTable()) {
-        const QString words = line.section(QLatin1Char('|'), 0, 0);
+    for (const auto &[words, choices] : completionTable()) {
         const QString condition = words.isEmpty()
                                       ? QStringLiteral("__fish_use_subcommand")
                                       : QStringLiteral("string match -q -- 'tarnctl %1*' (commandline -cp)").arg(words);
-        text += QStringLiteral("complete -c tarnctl -n \"%1\" -a \"%2\"\n")
-                    .arg(condition, line.section(QLatin1Char('|'), 1));
+        text += QStringLiteral("complete -c tarnctl -n \"%1\" -a \"%2\"\n").arg(condition, choices);
     }
     return text.trimmed();
 }
