@@ -105,10 +105,19 @@ QString keyTable(const char *title, const QVector<OperationKey> &keys)
     return text;
 }
 
-QVector<Record> upgradeRecords()
+} // namespace
+
+const QVector<Operation> &visualizedOperations()
+{
+    static const QVector<Operation> table =
+        cloudOperations() + upgradeOperations() + messageOperations() + licenceOperations();
+    return table;
+}
+
+const QVector<Record> &visualizedRecords()
 {
     using namespace upgrade::key;
-    return {
+    static const QVector<Record> table{
         {QStringLiteral("record"),
          QStringLiteral("The updates of one product. Further keys are passed on unchanged."),
          {{SoftwareName, "string", "product, never empty: it names the record in every request that follows"},
@@ -133,20 +142,6 @@ QVector<Record> upgradeRecords()
           {NotesFile, "string", "local path of the notes, HTML or plain text in UTF-8 or GBK"},
           {Forced, "bool", "a patch that the user is not asked about"}}},
     };
-}
-
-} // namespace
-
-const QVector<Operation> &visualizedOperations()
-{
-    static const QVector<Operation> table =
-        cloudOperations() + upgradeOperations() + messageOperations() + licenceOperations();
-    return table;
-}
-
-const QVector<Record> &visualizedRecords()
-{
-    static const QVector<Record> table = upgradeRecords();
     return table;
 }
 

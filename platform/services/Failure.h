@@ -7,11 +7,7 @@
 namespace tarn::services {
 
 /// Log lines of the background services; they hold ids and reasons, never texts of messages.
-inline const QLoggingCategory &servicesLog()
-{
-    static const QLoggingCategory category("tarn.services");
-    return category;
-}
+Q_DECLARE_LOGGING_CATEGORY(servicesLog)
 
 /// Work that could not be done; the text says why.
 struct Failure : std::runtime_error

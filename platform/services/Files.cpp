@@ -14,6 +14,8 @@
 
 namespace tarn::services {
 
+Q_LOGGING_CATEGORY(servicesLog, "tarn.services")
+
 namespace {
 
 void syncWith(int (*sync)(int), const QString &path)

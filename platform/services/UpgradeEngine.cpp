@@ -91,7 +91,9 @@ void UpgradeEngine::placeFiles(UpgradeTask *task) const
 
 void UpgradeEngine::takeUp(UpgradeTask *task)
 {
-    const QString directory = task->state == state::Installing ? directoryOf(task->product) : QString();
+    QString directory; // empty when it is not installed
+    if (task->state == state::Installing)
+        directory = readInstalledSoftware(m_apps).value(task->product).directory;
     const QString error = directory.isEmpty() ? QString() : errorOf([&] { FileSwap(directory).rollBack(); });
     if (!error.isEmpty())
         setState(task->product, state::InstallFailed, error);
@@ -158,7 +160,7 @@ void UpgradeEngine::install(const QString &product)
         if (task.state == state::Installing)
             return;
         failIf(task.state != state::Downloaded, QStringLiteral("nothing is downloaded for \"%1\"").arg(product));
-        const QString directory = directoryOf(product);
+        const QString directory = readInstalledSoftware(m_apps).value(product).directory;
         if (directory.isEmpty()) { // the product was removed meanwhile
             setState(product, state::InstallFailed, QStringLiteral("the product is not installed"));
             throw Failure(current(product).error);
@@ -311,11 +313,6 @@ void UpgradeEngine::dropForeignFiles() const
         if (!wanted.contains(info.filePath()))
             QFile::remove(info.filePath());
     }
-}
-
-QString UpgradeEngine::directoryOf(const QString &product) const
-{
-    return readInstalledSoftware(m_apps).value(product).directory;
 }
 
 } // namespace tarn::services

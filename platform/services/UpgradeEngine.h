@@ -64,7 +64,6 @@ private:
     void storeState(UpgradeTask *task);
     void storeAgain();
     void dropForeignFiles() const;
-    QString directoryOf(const QString &product) const; ///< empty when it is not installed
 
     UpgradeStore *const m_store;
     const QString m_apps;
