@@ -17,6 +17,9 @@ class MessageList final : public QScrollArea
 public:
     explicit MessageList(QWidget *parent);
 
+    /// The base class would open the default font's file, which nothing else in the window needs.
+    QSize sizeHint() const override { return minimumSizeHint(); }
+
     /// The list that holds an item; null when there is none.
     static MessageList *of(const CMessageListItem *item);
 
