@@ -101,7 +101,7 @@ private slots:
         QVERIFY(isRefused(changed("Name", ""), "Name"));
         QVERIFY(isRefused(changed("License", QJsonArray{"", 1}), "License"));
         QVERIFY(isRefused(changed("Version", "one"), "Version"));
-        for (const QString &version : QStringList{"1.0", "1.0.0.0", "1.0.x", "2.0.0", "1.1.0", "1.0.1"})
+        for (const QString &version : QStringList{"1.0", "1.0.0.0", "1.0.x", "2.0.0", "0.9.0", "1.1.0", "1.0.1"})
             QVERIFY2(isRefused(changed("CompatVersion", version), version), qPrintable(version));
     }
 
@@ -121,23 +121,6 @@ private slots:
         QCOMPARE(host.load(dir.path()), 0);
         QCOMPARE(log.texts().filter("is refused: ").size(), 3);
         QCOMPARE(host.load(dir.filePath("nowhere")), 0);
-    }
-
-    void factsForBundles()
-    {
-        const QTemporaryDir dir;
-        const QString file = dir.filePath("bundle.so");
-        QVERIFY(QFile::copy(qEnvironmentVariable("TARN_NOTED_BUNDLE"), file));
-        const QStringList facts{"TARN.Service.Upgrade", file, QString()};
-        const LogCatcher log; // without a service
-        {
-            PluginHost host;
-            QCOMPARE(host.load(dir.path()), 1);
-            host.start();
-            QCOMPARE(qApp->property("start").toStringList(), facts);
-            QVERIFY(!qApp->property("stop").isValid());
-        }
-        QCOMPARE(qApp->property("stop").toStringList(), facts);
     }
 
     void sessionBus()
