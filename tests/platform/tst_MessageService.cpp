@@ -94,10 +94,8 @@ private slots:
         start();
         pushed("opens");
         QFile damaged(m_dir->filePath("messages.db"));
-        QVERIFY(damaged.open(QIODevice::ReadWrite));
         const qint64 size = damaged.size();
-        QVERIFY(size > 40960);
-        damaged.seek(4096);
+        QVERIFY(size > 40960 && damaged.open(QIODevice::ReadWrite) && damaged.seek(4096));
         damaged.write(QByteArray(int(size) - 4096, '\x5a'));
         damaged.close();
         QVERIFY(!call("GetAllMessageRecords").accepted || rest().size() < 2000);
@@ -143,15 +141,10 @@ private slots:
 
     void refusesWhatIsWrong()
     {
-        struct Wrong
-        {
-            QString method;
-            QVariantMap values;
-            QString names; ///< what the error text has to name
-        };
         const QString large(1024 * 1024, QChar(0x5b57)); // three bytes of UTF-8 each
         const QVariantList ids{"known"};
-        const Wrong requests[] = {
+        const std::tuple<QString, QVariantMap, QString> requests[] = {
+            // with a word of the error text
             {"AddMessageReceipt", {{key::MsgId, ids}, {key::MessageReceipt, 2}}, "MsgId"},
             {"AddMessageReceipt", {{key::MsgId, "known"}, {key::MessageReceipt, 4294967298LL}}, "MessageReceipt"},
             {"UpdateMessageStatus", status(ids, "MessageStatu", "MsgState", 3), "MessageStatu"},
@@ -162,10 +155,10 @@ private slots:
             {"PushMessage", {{key::MsgTitle, "x"}, {key::MsgId, "a\nb"}}, "MsgId"},
         };
         pushed("known");
-        for (const Wrong &request : requests) {
-            const auto result = call(request.method, request.values);
+        for (const auto &[method, values, named] : requests) {
+            const auto result = call(method, values);
             QVERIFY2(result.retCode == 2003 && result.errorText.size() < 1000, qPrintable(result.errorText));
-            QVERIFY2(result.errorText.contains(request.names), qPrintable(result.errorText));
+            QVERIFY2(result.errorText.contains(named), qPrintable(result.errorText));
         }
         const auto all = call(wire::method::List, {{wire::All, true}});
         QCOMPARE(all.output.list.size(), 1);
