@@ -1,6 +1,7 @@
 #include "hub/ChildKeeper.h"
 #include "tarn/rpc/RuntimeDir.h"
 #include <QFileInfo>
+#include <QTimer>
 #include <csignal>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -57,8 +58,6 @@ ChildKeeper::ChildKeeper(const QString &program)
     : m_program(program)
     , m_process(new BoundProcess(this))
 {
-    m_pause.setSingleShot(true);
-    connect(&m_pause, &QTimer::timeout, this, &ChildKeeper::run);
     m_process->setProcessChannelMode(QProcess::ForwardedChannels);
     m_process->setStandardInputFile(QProcess::nullDevice());
     m_process->setProgram(m_program);
@@ -76,7 +75,7 @@ ChildKeeper::ChildKeeper(const QString &program)
 
 ChildKeeper::~ChildKeeper()
 {
-    m_stopping = true;
+    m_process->disconnect(this);
     if (m_process->state() == QProcess::NotRunning)
         return;
     m_process->terminate();
@@ -95,12 +94,10 @@ void ChildKeeper::run()
 
 void ChildKeeper::OnEnded()
 {
-    if (m_stopping)
-        return;
     tarn::rpc::sweepSockets(); // a killed program leaves its own behind
     const int longest = isOwnDoing(*m_process) ? LongestPauseMs : KilledPauseMs;
     m_pauseMs = m_lifetime.elapsed() > SteadyMs || m_pauseMs == 0 ? FirstPauseMs : qMin(2 * m_pauseMs, longest);
     qWarning("%s has ended (%s), next start in %d ms", qUtf8Printable(m_program), qUtf8Printable(endOf(*m_process)),
              m_pauseMs);
-    m_pause.start(m_pauseMs);
+    QTimer::singleShot(m_pauseMs, this, &ChildKeeper::run);
 }

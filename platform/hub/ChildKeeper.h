@@ -2,7 +2,6 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QProcess>
-#include <QTimer>
 
 /// Runs one program for as long as the hub lives and starts it again when it ends, after a pause that grows from 100 ms
 /// to 10 s while it keeps ending at its start, to 1 s while another process keeps killing it. Main thread.
@@ -19,8 +18,6 @@ private:
 
     const QString m_program;
     QProcess *const m_process;
-    QTimer m_pause;
     QElapsedTimer m_lifetime;
     int m_pauseMs = 0;
-    bool m_stopping = false;
 };
