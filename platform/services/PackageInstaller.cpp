@@ -38,12 +38,6 @@ archive *newWriter()
     return archive_write_disk_new();
 }
 
-int writeHeader(archive *writer, archive_entry *entry)
-{
-    const QMutexLocker locker(&umaskLock);
-    return archive_write_header(writer, entry);
-}
-
 void refuseIf(bool condition, const char *problem, const std::string &name)
 {
     if (condition)
@@ -177,7 +171,9 @@ private:
     void write(archive *reader, archive_entry *entry) const
     {
         requireSpace(m_directory, archive_entry_size(entry));
-        check(writeHeader(m_disk.get(), entry) == ARCHIVE_OK, m_disk.get());
+        QMutexLocker locker(&umaskLock);
+        check(archive_write_header(m_disk.get(), entry) == ARCHIVE_OK, m_disk.get());
+        locker.unlock();
         const void *block = nullptr;
         size_t size = 0;
         la_int64_t offset = 0;
