@@ -1,4 +1,3 @@
-// "tarnctl call": operations of the visualized service.
 #include "cli/JsonBag.h"
 #include "cli/Output.h"
 #include "cli/Service.h"

@@ -1,4 +1,3 @@
-// "tarnctl cloud".
 #include "cli/Output.h"
 #include "cli/Service.h"
 #include "tarn/keys/CloudKeys.h"

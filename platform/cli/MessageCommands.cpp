@@ -1,4 +1,3 @@
-// "tarnctl message".
 #include "cli/JsonBag.h"
 #include "cli/Output.h"
 #include "cli/Service.h"

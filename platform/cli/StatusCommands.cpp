@@ -1,4 +1,3 @@
-// "tarnctl status" and "tarnctl stop".
 #include "cli/JsonBag.h"
 #include "cli/Output.h"
 #include "cli/Service.h"
@@ -91,7 +90,6 @@ int runStatus(const Line &line)
     return worst;
 }
 
-// Asks a process to end and waits for that.
 bool stop(qint64 pid, const QString &program)
 {
     const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));

@@ -1,4 +1,3 @@
-// "tarnctl upgrade".
 #include "cli/Output.h"
 #include "cli/Service.h"
 #include "tarn/keys/UpgradeKeys.h"

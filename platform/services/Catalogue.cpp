@@ -127,7 +127,6 @@ CatalogueProduct readProduct(const Node &node)
     return product;
 }
 
-// Reads a regular file of limited size.
 QByteArray readFile(const QString &name, qint64 maxSize)
 {
     QFile file;

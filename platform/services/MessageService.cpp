@@ -152,7 +152,6 @@ QVariantMap readMessage(const ValueReader &request)
     return message;
 }
 
-// The ids of a status change.
 QStringList readIds(const QVariant &value)
 {
     require(value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QStringList,
@@ -327,13 +326,11 @@ private:
         });
     }
 
-    // With the keys of a record.
     CallResult allRecords(const Request &request)
     {
         return page(request, false, [](const QSqlQuery &row) { return messageOf(row); });
     }
 
-    // With states and receipts too.
     CallResult list(const Request &request)
     {
         return page(request, request.values().value(wire::All).toBool(),

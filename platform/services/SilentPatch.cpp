@@ -59,7 +59,6 @@ bool isProgramRunning(const QString &file)
     return !forEachProcess(file, [](int) { return false; });
 }
 
-// Kills the processes and waits until they have ended.
 void endProgram(const QString &file)
 {
     const QDeadlineTimer deadline(EndTimeout);

@@ -298,7 +298,6 @@ void UpgradeEngine::storeAgain()
     }
 }
 
-// Removes files that none of the tasks can still use.
 void UpgradeEngine::dropForeignFiles() const
 {
     QSet<QString> wanted;

@@ -257,7 +257,6 @@ private:
                     configured.isEmpty() ? pageAddress(AccountPath, QStringLiteral("页面无法打开")) : configured}});
     }
 
-    // Starts the server on first use.
     QString pageAddress(const QString &path, const QString &onFailure)
     {
         const QMutexLocker lock(&m_serverLock);
