@@ -1,5 +1,6 @@
 #pragma once
 #include <QDebug>
+#include <QLoggingCategory>
 #include <QMessageLogger>
 #include <QString>
 #include <utility>
@@ -15,9 +16,19 @@ inline constexpr const char *sDllName = "libTARN.VisualizedService.so";
 #define VT_LOG(level) VT_LOG_AS(level, __func__)
 /// The same under another function's name, a const char *.
 #define VT_LOG_AS(level, function)                                                                                     \
+    for (bool vtIsOn = tarn::visualized::vtlog::isOn(tarn::visualized::vtlog::level); vtIsOn; vtIsOn = false)          \
     tarn::visualized::vtlog::Line(QMessageLogger(DllInfo::sDllName, __LINE__, function).level().noquote())
 
 namespace tarn::visualized::vtlog {
+
+constexpr QtMsgType debug = QtDebugMsg, info = QtInfoMsg, warning = QtWarningMsg, critical = QtCriticalMsg;
+
+/// Qt itself asks this only after the whole line is built.
+inline bool isOn(QtMsgType level)
+{
+    const QLoggingCategory *category = QLoggingCategory::defaultCategory(); // null while the process exits
+    return !category || category->isEnabled(level);
+}
 
 /// A text from outside stays within its line: a line break would begin a line that looks like one of the log's, and a
 /// NUL would cut the line short.
