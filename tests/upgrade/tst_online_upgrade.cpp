@@ -440,6 +440,7 @@ private slots:
             expected.append("取消升级" + QString::number(i));
         }
         show(list);
+        QCOMPARE(m_table->cellWidget(13, 1)->y(), m_table->rowViewportPosition(13) + 1); // before it is painted
         QVERIFY(QTest::qWaitForWindowActive(m_dialog));
         QVERIFY(!inner<QLabel>(13, "downloadPercent")); // never in sight
         show({task("11", 1, 55)});
