@@ -5,9 +5,39 @@
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QKeyEvent>
+#include <QPainter>
+#include <QStyleOptionButton>
 #include <QTimer>
 
 namespace tarn::visualized {
+namespace {
+/// Measured and drawn by the style alone: rules of the host for check boxes change neither its size nor its mark.
+class PlainCheckBox final : public QCheckBox
+{
+public:
+    using QCheckBox::QCheckBox;
+    QSize sizeHint() const override
+    {
+        QStyleOptionButton option;
+        initStyleOption(&option);
+        const QRect text = look::style()->itemTextRect(fontMetrics(), {}, Qt::TextShowMnemonic, false, option.text);
+        return look::style()->sizeFromContents(QStyle::CT_CheckBox, &option, text.size(), this);
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QStyleOptionButton option;
+        initStyleOption(&option);
+        const QPalette::ColorGroup group = option.palette.currentColorGroup();
+        option.palette = look::palette();
+        option.palette.setColor(QPalette::WindowText, QColor(look::TextDark));
+        option.palette.setCurrentColorGroup(group);
+        QPainter painter(this);
+        look::style()->drawControl(QStyle::CE_CheckBox, &option, &painter, this);
+    }
+};
+} // namespace
 
 LoginPage::LoginPage(const Field &user, const Field &secret, const Names &names, QWidget *parent)
     : QWidget(parent)
@@ -48,11 +78,7 @@ CIconEditWidget *LoginPage::makeField(const Field &field, QHBoxLayout *row)
 
 QCheckBox *LoginPage::makeCheckBox(const char *name, const QString &text)
 {
-    auto *box = look::named(new QCheckBox(text, this), name, look::TextPx);
-    QPalette palette = box->palette(); // takes less time than a style sheet
-    palette.setColor(QPalette::WindowText, QColor(QLatin1String(look::TextDark)));
-    box->setPalette(palette);
-    return box;
+    return look::named(new PlainCheckBox(text, this), name, look::TextPx);
 }
 
 CCustomBtn *LoginPage::addSideButton(QHBoxLayout *row, const char *name, const QString &text, CCustomBtn::Tone tone)

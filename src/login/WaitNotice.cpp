@@ -21,8 +21,8 @@ WaitNotice::WaitNotice(const QString &text, QWidget *parent)
 {
     prepare(QStringLiteral("云账号登录"));
     QVBoxLayout *column = addBody(QStringLiteral("waitBody"));
-    auto *label = new QLabel(text, this);
-    label->setFont(look::yaHei(look::TextPx, QFont::Normal, this));
+    auto *label = look::named(new QLabel(text, this), "waitText", look::TextPx);
+    look::setTextColor(label, Qt::black);
     label->setAlignment(Qt::AlignCenter);
     label->setWordWrap(true);
     auto *cancel = new CCustomBtn(QStringLiteral("取消"), CCustomBtn::Grey, "cancelButton", {88, 32}, this);

@@ -27,7 +27,7 @@ QString dialogSheet(const QWidget *w)
                           "#quickTitle{color:#8A93A0;}"
                           "QTabWidget::tab-bar{alignment:center;}")
                .arg(look::FrameBlue, look::RuleGrey) +
-           look::titleBand(look::BandBlue) +
+           CIconEditWidget::sheet() + look::titleBand(look::BandBlue) +
            look::tabs(40, QStringLiteral("width:%1;padding:0px;").arg(look::px(150, w)), w) + look::blueButton() +
            look::whiteButton() + look::linkButton() +
            QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");

@@ -98,7 +98,7 @@ public:
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff); // until it is needed: its sheet costs more than the rest
         setFont(card.bodyFont());
         viewport()->setAutoFillBackground(false);
-        QPalette colors = palette();
+        QPalette colors = look::palette();
         colors.setColor(QPalette::Text, QColor(0x4A4A4A));
         setPalette(colors);
         resize(pictureBox.width(), MaxLines * m_lineHeight);

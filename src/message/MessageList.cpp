@@ -46,6 +46,7 @@ public:
     {
         setAttribute(Qt::WA_StaticContents); // an item that grows repaints nothing above it
         setAutoFillBackground(true);         // opaque, which lets its picture be moved
+        setPalette(parent->palette());       // not inherited where the host has a style sheet
     }
 
     void invalidate() { m_fittedWidth = -1; }
@@ -96,10 +97,11 @@ MessageList::MessageList(QWidget *parent)
     removeScrollBarMenus(this);
     verticalScrollBar()->setStyleSheet(barSheet(this));
     verticalScrollBar()->setSingleStep((m_card.collapsedHeight() + m_card.gap()) / 3);
-    QPalette ground = viewport()->palette();
+    setWidget(m_content); // opaque, which keeps the painted part when it scrolls
+    QPalette ground = look::palette();
     ground.setColor(QPalette::Window, Qt::white);
     viewport()->setPalette(ground);
-    setWidget(m_content); // opaque, which keeps the painted part when it scrolls
+    m_content->setPalette(ground);
     m_content->setAttribute(Qt::WA_StaticContents);
 }
 

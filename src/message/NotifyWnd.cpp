@@ -64,7 +64,7 @@ constexpr int MaxCountedChars = 200; // of a title, more than its lines hold
 // No sheet on the window, nor on the texts: to match and apply it takes longer than the rest of a notice.
 QString closeSheet()
 {
-    return QStringLiteral("QPushButton{border:none;border-radius:4px;background:transparent;}"
+    return QStringLiteral("QPushButton{border:none;border-radius:4px;padding:0px;margin:0px;background:transparent;}"
                           "QPushButton:hover{background:#EDF1F7;}"
                           "QPushButton:pressed{background:#DDE5F0;}"
                           "QPushButton:focus{border:1px solid #1E95F6;}");
@@ -72,7 +72,7 @@ QString closeSheet()
 
 QString msgCenterSheet()
 {
-    return QStringLiteral("QPushButton{border:1px solid transparent;border-radius:4px;padding:2px 4px;"
+    return QStringLiteral("QPushButton{border:1px solid transparent;border-radius:4px;padding:2px 4px;margin:0px;"
                           "background:transparent;color:#333333;text-align:left;}"
                           "QPushButton:focus{border:1px solid #1E95F6;}"
                           "QPushButton:hover{color:#1E95F6;}"
@@ -130,9 +130,7 @@ void setLook(QLabel *label, const char *name, const QFont &font)
 {
     label->setObjectName(QLatin1String(name));
     label->setFont(font);
-    QPalette colors = label->palette();
-    colors.setColor(QPalette::WindowText, Qt::black);
-    label->setPalette(colors);
+    look::setTextColor(label, Qt::black);
 }
 
 QPushButton *flatButton(const char *name, const QString &text, QWidget *parent)

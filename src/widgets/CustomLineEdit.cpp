@@ -25,6 +25,7 @@ CCustomLineEdit::CCustomLineEdit(QWidget *parent)
     : QLineEdit(parent)
 {
     setFont(look::yaHei(12, QFont::Normal, this));
+    setPalette(look::palette());
     setContextMenuPolicy(Qt::CustomContextMenu);
     connect(this, &QWidget::customContextMenuRequested, this, &CCustomLineEdit::OnShowContextMenu);
 }

@@ -17,9 +17,6 @@ CustomTitleBar::CustomTitleBar(QWidget *parent)
     setAttribute(Qt::WA_StyledBackground);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     m_logo->hide();
-    QPalette palette = m_title->palette(); // a sheet would cost more than the rest of the bar
-    palette.setColor(QPalette::WindowText, QColor(look::TextDark));
-    m_title->setPalette(palette);
     m_layout->addWidget(m_logo);
     m_layout->addWidget(m_title);
 }

@@ -14,6 +14,11 @@ class CIconEditWidget : public QWidget
 public:
     explicit CIconEditWidget(QWidget *parent = nullptr);
 
+    /// A rule for the sheet of its window: the edit's ground is not to be the host's.
+    static QString sheet()
+    {
+        return QStringLiteral("CIconEditWidget QLineEdit{background-color:white;border:none;padding:0px;}");
+    }
     CCustomLineEdit *lineEdit() const { return m_edit; }
 
     /// @param path resource or image file; empty takes the icon away

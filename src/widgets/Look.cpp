@@ -1,7 +1,9 @@
 #include "widgets/Look.h"
 #include "widgets/dpitoolkit.h"
+#include <QApplication>
 #include <QMenu>
 #include <QPointer>
+#include <QStyleFactory>
 #include <QWidget>
 #include <utility>
 
@@ -36,12 +38,17 @@ QFont face(const QString &family, int size, int weight, const QWidget *w)
 QString button(const QString &selector, const QString &normal, const QString &hover, const QString &pressed,
                const QString &focus)
 {
-    return QStringLiteral("%1{%2 border-radius:3px; padding:0px 6px;}"
+    return QStringLiteral("%1{%2 border-radius:3px; padding:0px 6px; margin:0px;}"
                           "%1:hover{%3}"
                           "%1:pressed{%4}"
                           "%1:focus{%5}"
                           "%1:disabled{background-color:#ECEEF1; border:1px solid #DFE2E6; color:%6;}")
         .arg(selector, normal, hover, pressed, focus, TextDisabled);
+}
+
+bool hostHasSheet()
+{
+    return !qApp->styleSheet().isEmpty();
 }
 
 QString menuSheet(const QWidget *w)
@@ -79,6 +86,31 @@ QMargins scaled(const QMargins &margins, const QWidget *w)
 {
     return {scaled(margins.left(), w), scaled(margins.top(), w), scaled(margins.right(), w),
             scaled(margins.bottom(), w)};
+}
+
+QStyle *style()
+{
+    static QPointer<QStyle> own;
+    if (!own) {
+        own = QStyleFactory::create(QStringLiteral("Fusion"));
+        own->setParent(qApp);
+    }
+    return own;
+}
+
+QPalette palette()
+{
+    static const QPalette light = style()->standardPalette();
+    return light;
+}
+
+void setTextColor(QWidget *widget, const QColor &color)
+{
+    QPalette colors = palette();
+    colors.setColor(QPalette::WindowText, color);
+    widget->setPalette(colors);
+    if (hostHasSheet())
+        widget->setStyleSheet(QStringLiteral("color:%1;").arg(color.name()));
 }
 
 QString px(int designPx, const QWidget *w)
@@ -136,7 +168,8 @@ QString titleBand(const QString &ground, const QString &line)
 {
     const QString bottom = line.isEmpty() ? QStringLiteral("border:none;")
                                           : QStringLiteral("border:none; border-bottom:1px solid %1;").arg(line);
-    return QStringLiteral("CustomTitleBar{background-color:%1; %2}").arg(ground, bottom);
+    return QStringLiteral("CustomTitleBar{background-color:%1; %2} CustomTitleBar>QLabel{color:%3;}")
+        .arg(ground, bottom, TextDark);
 }
 
 QString tabs(int height, const QString &size, const QWidget *w)
@@ -167,6 +200,10 @@ void prepareWindow(QWidget *window, const QString &title)
     window->setWindowRole(name);
     window->setWindowTitle(title);
     window->setAttribute(Qt::WA_QuitOnClose, false);
+    window->setStyle(style());
+    window->setPalette(palette());
+    if (hostHasSheet())
+        window->ensurePolished(); // else Qt ignores the window's sheet for children that are polished before it is set
     prepared.removeAll(QPointer<QWidget>());
     prepared << window;
 }

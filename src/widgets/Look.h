@@ -2,10 +2,12 @@
 
 #include <QFont>
 #include <QMargins>
+#include <QPalette>
 #include <QSize>
 #include <QString>
 
 class QMenu;
+class QStyle;
 class QWidget;
 
 /// The looks that windows share: fonts, sizes, colours and style sheet rules. A dialog joins the rules into one sheet and
@@ -92,6 +94,13 @@ Layout *space(Layout *layout, const QMargins &margins, int spacing, const QWidge
     layout->setSpacing(scaled(spacing, w));
     return layout;
 }
+/// The light colours of the windows, whatever the host's are. A widget that a style sheet covers does not inherit those of
+/// its window.
+QPalette palette();
+/// The style of the windows in every host; lives as long as the application.
+QStyle *style();
+/// palette() with this colour of the text, which takes less time than a style sheet.
+void setTextColor(QWidget *widget, const QColor &color);
 /// A length for a sheet: scaled(12) as "12px".
 QString px(int designPx, const QWidget *w = nullptr);
 
@@ -131,7 +140,8 @@ Widget *named(Widget *widget, const char *objectName, int fontPx, int weight = Q
 }
 
 /// Gives a top-level window its title, and its class name as object name and X role, by which X11 tools and screen readers
-/// tell the windows apart. The host's event loop does not end with the window. Called first in the most derived class.
+/// tell the windows apart. The host's event loop does not end with the window, and the host's style and colours do not show
+/// in it. Called first in the most derived class.
 void prepareWindow(QWidget *window, const QString &title);
 /// Deletes every window that prepareWindow() has prepared, also hidden and closing ones, and message boxes that run. The
 /// event loop may not run again.

@@ -1,7 +1,8 @@
-// gallery --out DIR [--dpi N] [--only TEXT] [--check OTHER]: opens every registered scene and saves a picture of each, as
-// NAME.png at 96 dpi and NAME@N.png at any other; then writes DIR/README.md, the index of all pictures that are there.
-// --check compares each picture with that in the folder OTHER. Runs without a display. Exit status: 0, or 1 when a picture
-// could not be taken or written, or differs, or 2 for a wrong command line.
+// gallery --out DIR [--dpi N] [--only TEXT] [--check OTHER] [--foreign]: opens every registered scene and saves a picture
+// of each, as NAME.png at 96 dpi and NAME@N.png at any other; then writes DIR/README.md, the index of all pictures that are
+// there. --check compares each picture with that in the folder OTHER. --foreign: in a host with another style, palette and
+// font and with a style sheet, none of which may show. Runs without a display. Exit status: 0, or 1 when a picture could not
+// be taken or written, or differs, or 2 for a wrong command line.
 #include "gallery/Gallery.h"
 #include <QApplication>
 #include <QCommandLineParser>
@@ -146,6 +147,28 @@ void prepareEnvironment(const QString &dpi)
     qputenv("QT_STYLE_OVERRIDE", "Fusion");
 }
 
+QString foreignSheet()
+{
+    return QStringLiteral("QPushButton{padding:9px;margin:2px;background-color:#444444;color:white;border-radius:8px;}"
+                          "QLabel{color:red;}"
+                          "QCheckBox{spacing:20px;color:red;}"
+                          "QCheckBox::indicator{width:20px;height:20px;}"
+                          "QLineEdit[frame=\"false\"]{border:2px solid green;padding:4px;}"
+                          "QScrollBar:vertical{width:20px;}");
+}
+
+// What a host can set for all its windows.
+void makeForeign(QApplication &application)
+{
+    application.setAttribute(Qt::AA_UseHighDpiPixmaps);
+    application.setStyle(QStringLiteral("Windows"));
+    QPalette dark(QColor(0x2B, 0x2B, 0x2B));
+    dark.setColor(QPalette::Disabled, QPalette::Window, QColor(0xEF, 0xEF, 0xEF)); // Qt greys every icon by this one
+    application.setPalette(dark);
+    application.setFont(QFont(QStringLiteral("Noto Serif CJK SC"), 15, QFont::Bold));
+    application.setStyleSheet(foreignSheet());
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -160,7 +183,8 @@ int main(int argc, char **argv)
                                   QStringLiteral("TEXT"));
     const QCommandLineOption check(QStringLiteral("check"), QStringLiteral("Folder with pictures to compare with."),
                                    QStringLiteral("OTHER"));
-    parser.addOptions({out, dpi, only, check});
+    const QCommandLineOption foreign(QStringLiteral("foreign"), QStringLiteral("In a host with another look."));
+    parser.addOptions({out, dpi, only, check, foreign});
     parser.addHelpOption();
     QStringList arguments;
     std::transform(argv, argv + argc, std::back_inserter(arguments),
@@ -171,6 +195,8 @@ int main(int argc, char **argv)
     QApplication application(argc, argv);
     application.setQuitOnLastWindowClosed(false);
     parser.process(application);
+    if (parser.isSet(foreign))
+        makeForeign(application);
     const int dots = parser.value(dpi).toInt();
     if (!parser.isSet(out) || dots < 48 || dots > 480 || !QDir().mkpath(parser.value(out))) {
         QTextStream(stderr) << "gallery: needs --out DIR, and --dpi between 48 and 480\n";

@@ -21,13 +21,14 @@ QString title()
 QString pageSheet()
 {
     return QStringLiteral("#page{background-color:white;border:1px solid #D5D9DF;}") + look::greyButton() +
-           look::blueButton() + look::whiteButton() + look::linkButton();
+           look::blueButton() + look::whiteButton() + look::linkButton() + CIconEditWidget::sheet();
 }
 
 // A white page for widgets that are not windows.
 QWidget *page(int width)
 {
     auto *page = new QWidget;
+    look::prepareWindow(page, title());
     page->setObjectName(QStringLiteral("page"));
     page->setAttribute(Qt::WA_StyledBackground);
     page->setFixedWidth(look::scaled(width, page));
@@ -152,7 +153,9 @@ GALLERY_SCENE(widgets, Icons, "Every picture that is compiled in.")
         auto *picture = new QLabel(ground);
         picture->setPixmap(QIcon(QStringLiteral(":/images/images/") + names.at(i)).pixmap(side, side));
         grid->addWidget(picture, i / 4, i % 4 * 2);
-        grid->addWidget(new QLabel(names.at(i), ground), i / 4, i % 4 * 2 + 1);
+        auto *name = look::named(new QLabel(names.at(i), ground), "name", 16);
+        look::setTextColor(name, Qt::black);
+        grid->addWidget(name, i / 4, i % 4 * 2 + 1);
     }
     static_cast<QVBoxLayout *>(ground->layout())->addLayout(grid);
     ground->setStyleSheet(pageSheet());

@@ -21,7 +21,8 @@ constexpr int Gap = 4;
 QString cellSheet()
 {
     return QStringLiteral("QLabel{background-color:transparent;border:none;}"
-                          "QPushButton{background-color:transparent;border:none;text-align:left;color:#333333;}"
+                          "QPushButton{background-color:transparent;border:none;padding:0px;margin:0px;text-align:left;"
+                          "color:#333333;}"
                           "#softVersion{color:#7F7F7F;}"
                           "QToolTip{background-color:white;border:1px solid black;color:black;}");
 }

@@ -33,7 +33,7 @@ constexpr int Gap = 8;
 QString cellSheet(const QWidget *w)
 {
     return QStringLiteral("#downloadTip,#downloadPercent{background-color:transparent;border:none;color:#7F7F7F;}"
-                          "#cancelDownload{background-color:transparent;border:none;}"
+                          "#cancelDownload{background-color:transparent;border:none;padding:0px;margin:0px;}"
                           "#cancelDownload:hover{background-color:#E4EEF7;}"
                           "#cancelDownload:focus{border:1px solid #379AF5;}"
                           "#downloadBar{background-color:rgb(235, 235, 235);border:none;border-radius:%1;}"
