@@ -46,26 +46,6 @@ QJsonObject changed(const QString &key, const QJsonValue &value, bool outer = fa
     all.insert("MetaData", map);
     return all;
 }
-
-/// The lines that the work writes to standard error.
-QStringList written(const std::function<void()> &work)
-{
-    QTemporaryFile file;
-    if (!file.open())
-        return {};
-    const int kept = ::dup(STDERR_FILENO);
-    ::dup2(file.handle(), STDERR_FILENO);
-    work();
-    ::dup2(kept, STDERR_FILENO);
-    ::close(kept);
-    file.seek(0);
-    return QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
-}
-
-void writeWarning(const QString &text)
-{
-    tarn::core::writeLog(QtWarningMsg, QMessageLogContext("lib.so", 1, "void Class::name(int)", "default"), text);
-}
 } // namespace
 
 // The host: its plug-in manager against the real plug-in file, its start and its log.
@@ -156,10 +136,16 @@ private slots:
         qputenv("TZ", "UTC-5");
         const auto hour = [] { return QDateTime::currentDateTimeUtc().addSecs(5 * 3600).toString("hh"); };
         const QString before = hour();
-        const QStringList lines = written([] {
-            writeWarning("短");
-            writeWarning(QString(2000, QChar(0x4e00))); // 6,000 bytes; the cut would be inside a character
-        });
+        QTemporaryFile log;
+        QVERIFY(log.open());
+        const int kept = ::dup(STDERR_FILENO);
+        ::dup2(log.handle(), STDERR_FILENO);
+        for (const QString &text : {QString("短"), QString(2000, QChar(0x4e00))}) // the cut would be inside a character
+            tarn::core::writeLog(QtWarningMsg, {"lib.so", 1, "void Class::name(int)", "default"}, text);
+        ::dup2(kept, STDERR_FILENO);
+        ::close(kept);
+        log.seek(0);
+        const QStringList lines = QString::fromUtf8(log.readAll()).split('\n', Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 2);
         const QString head = QString(R"(^\d{4}-\d\d-\d\d (%1|%2):\d\d:\d\d\.\d{3} tst_PluginHost\[%3\] warning: )");
         const QString start = head.arg(before, hour()).arg(::getpid());
