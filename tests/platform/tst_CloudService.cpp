@@ -3,6 +3,7 @@
 #include "services/cloud/QrTickets.h"
 #include "support/CallContext.h"
 #include "support/LogCatcher.h"
+#include "support/OwnProcess.h"
 #include "support/Packages.h"
 #include "tarn/keys/CloudKeys.h"
 #include "tarn/link/CloudWire.h"
@@ -93,6 +94,9 @@ private slots:
         for (const QString &user :
              {QString("nobody"), QString("'\"\0;--"), Name}) // does not reveal which accounts there are
             QCOMPARE(signIn(user, "nonsense").errorText, QString("账号或密码错误"));
+        const qint64 before = own::processorMs();
+        signIn("nobody", "nonsense");
+        QVERIFY(own::processorMs() - before > 5); // nor does the time of an answer: a hash takes about 50 ms
         QCOMPARE(signIn(Name, Password).retCode, code::Ok);
         QCOMPARE(state(), 2);
         QVERIFY(lock()); // ends the session

@@ -95,6 +95,7 @@ private slots:
             {"call Op {\"r\":{\"$rect\":[1,2,3,4294967296]}}", 2, "/r/$rect/3:"},
             {"call Op {\"l\":[0,{\"$u64\":\"-1\"}]}", 2, "/l/1/$u64: expected a string with an unsigned"},
             {"call Op {\"l\":{\"$date\":\"x\"}}", 2, "/l/$date:"},
+            {"call Op {\"$list\":1}", 2, "/$list: expected an array"},
             {"call Op {\"$list\":[1,{\"a\":{\"$rect\":0}}]}", 2, "/$list/1/a/$rect:"},
         };
         QCOMPARE(wrong(steps), QString());
