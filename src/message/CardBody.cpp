@@ -236,6 +236,7 @@ void CardBody::buildLink()
         return;
     m_link = look::named(new LinkLabel(this), "messageLink");
     m_link->setFont(m_card.bodyFont());
+    look::setTextColor(m_link, Qt::black); // of an address that is not a link
     m_link->setAccessibleName(text::brief(message.LinkText.isEmpty() ? message.LinkAdress : message.LinkText));
     m_link->setAccessibleDescription(text::brief(message.LinkAdress));
     m_link->setToolTip(text::toolTip(message.LinkAdress));

@@ -200,8 +200,10 @@ void prepareWindow(QWidget *window, const QString &title)
     window->setWindowRole(name);
     window->setWindowTitle(title);
     window->setAttribute(Qt::WA_QuitOnClose, false);
-    window->setStyle(style());
-    window->setPalette(palette());
+    if (!QApplication::style()->inherits("QFusionStyle")) // both take time
+        window->setStyle(style());
+    if (QApplication::palette() != palette())
+        window->setPalette(palette());
     if (hostHasSheet())
         window->ensurePolished(); // else Qt ignores the window's sheet for children that are polished before it is set
     prepared.removeAll(QPointer<QWidget>());
