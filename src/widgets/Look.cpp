@@ -200,10 +200,8 @@ void prepareWindow(QWidget *window, const QString &title)
     window->setWindowRole(name);
     window->setWindowTitle(title);
     window->setAttribute(Qt::WA_QuitOnClose, false);
-    if (!QApplication::style()->inherits("QFusionStyle")) // both take time
+    if (!QApplication::style()->inherits("QFusionStyle")) // it takes time
         window->setStyle(style());
-    if (QApplication::palette() != palette())
-        window->setPalette(palette());
     if (hostHasSheet())
         window->ensurePolished(); // else Qt ignores the window's sheet for children that are polished before it is set
     prepared.removeAll(QPointer<QWidget>());

@@ -140,8 +140,8 @@ Widget *named(Widget *widget, const char *objectName, int fontPx, int weight = Q
 }
 
 /// Gives a top-level window its title, and its class name as object name and X role, by which X11 tools and screen readers
-/// tell the windows apart. The host's event loop does not end with the window, and the host's style and colours do not show
-/// in it. Called first in the most derived class.
+/// tell the windows apart. The host's event loop does not end with the window, and the host's style does not show in it.
+/// Called first in the most derived class.
 void prepareWindow(QWidget *window, const QString &title);
 /// Deletes every window that prepareWindow() has prepared, also hidden and closing ones, and message boxes that run. The
 /// event loop may not run again.
