@@ -234,7 +234,6 @@ private slots:
         window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
         const QScrollBar *bar = window->findChild<QScrollArea *>()->verticalScrollBar();
-        QCOMPARE(bar->width(), 8); // the radius of 4 fits twice
         QTest::keyClick(window.get(), Qt::Key_PageDown);
         const int before = bar->value();
         QVERIFY(before > 0);

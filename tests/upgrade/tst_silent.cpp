@@ -76,7 +76,7 @@ private slots:
         QVERIFY(visibleDialogs().isEmpty());
     }
 
-    void looks()
+    void showsWhatRunsAndIgnoresEscape()
     {
         const LongWork longWork;
         CInstallSilentPatchDlg dialog(patch("云杉绘图"), manager(), nullptr);
@@ -85,13 +85,9 @@ private slots:
         QCOMPARE(dialog.findChildren<QObject *>().size(), children);
         QVERIFY(dialog.isVisible() && dialog.minimumSize() == dialog.maximumSize());
         QVERIFY(!dialog.testAttribute(Qt::WA_QuitOnClose)); // else it would end the host, as the last window
-        QCOMPARE(dialog.size(), QSize(400, 60));
         const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
         QVERIFY((dialog.geometry().center() - screen.center()).manhattanLength() <= 2);
-        QCOMPARE(dialog.findChild<QLabel *>("progressText")->text(), QString("云杉绘图正在安装更新，请稍候..."));
-        const auto *animation = dialog.findChild<QLabel *>("progressAnimation");
-        QCOMPARE(animation->movie()->state(), QMovie::Running);
-        QCOMPARE(animation->movie()->currentPixmap().size(), animation->size());
+        QCOMPARE(dialog.findChild<QMovie *>()->state(), QMovie::Running);
         QTest::keyClick(&dialog, Qt::Key_Escape);
         QVERIFY(dialog.isVisible());
         const QString name = QString("<h1>甲\n乙\n丙").append(QString(200000, QChar(0x4E2D)));

@@ -204,10 +204,7 @@ private slots:
         QTest::mouseClick(prompt.row("乙"), Qt::LeftButton);
         QCOMPARE(border("乙"), marked);
         QVERIFY(border("甲") != marked);
-        const CUpdateItem *row = prompt.row("甲");
-        const auto *name = row->findChild<QLabel *>("productName");
-        QVERIFY(row->findChild<QLabel *>("productIcon")->geometry().right() < name->x());
-        QVERIFY(name->geometry().right() < row->findChild<QPushButton *>()->x());
+        const auto *name = prompt.row("甲")->findChild<QLabel *>("productName");
         for (const QEvent::Type type : {QEvent::Enter, QEvent::Leave}) {
             QEvent event(type);
             QCoreApplication::sendEvent(prompt.row("甲"), &event);

@@ -101,9 +101,6 @@ private slots:
         QuestionMessageBox question(Title, "甲", &parent);
         question.show();
         QCOMPARE(question.pos(), QPoint(0, 0));
-        const QImage image = question.grab().toImage(); // its edge is visible over a white window
-        QVERIFY(image.pixelColor(0, image.height() / 2) != QColor(Qt::white));
-        QVERIFY(image.pixelColor(50, image.height() - 1) != QColor(Qt::white));
     }
 
     void answers()

@@ -43,9 +43,6 @@ private slots:
         QCOMPARE(shown(), QSize(0, 0));
         QTRY_COMPARE(shown(), QSize(16, 8));
         QVERIFY(!logo->isHidden());
-        bar.SetTitleStyleSheet("color:red;");
-        bar.SetTitleText("标题");
-        QCOMPARE(bar.findChild<QLabel *>("titleText")->styleSheet(), QString("color:red;"));
     }
 
     void buttons()
