@@ -1,3 +1,4 @@
+#include "support/LogCatcher.h"
 #include "support/SavedPicture.h"
 #include "widgets/CustomBtn.h"
 #include "widgets/ElideLabel.h"
@@ -130,6 +131,31 @@ private slots:
             QCoreApplication::sendEvent(button, &held);
             QCOMPARE(clicked.count(), 3);
         }
+    }
+
+    // Every ":/image..." in the sources exists, and each is used: a misspelt path would show at run time only.
+    void everyPathIsAPicture()
+    {
+        QSet<QString> used;
+        const QRegularExpression pattern("[\"(](:/image[^\")]*[^/\")])[\")]");
+        QDirIterator files(TARN_SOURCE_DIR "/src", {"*.cpp", "*.h"}, QDir::Files, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            QFile file(files.next());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            for (auto it = pattern.globalMatch(QString::fromUtf8(file.readAll())); it.hasNext();)
+                used.insert(it.next().captured(1));
+        }
+        QVERIFY(used.size() > 20);
+        for (const QString &path : qAsConst(used)) {
+            const LogCatcher log;
+            for (const int side : {16, 32, 96})
+                QVERIFY2(!QIcon(path).pixmap(side, side).isNull(), qPrintable(path));
+            QCOMPARE(log.texts(), QStringList()); // of the SVG parser
+        }
+        QDirIterator compiled(":/images", QDir::Files, QDirIterator::Subdirectories);
+        while (compiled.hasNext())
+            QVERIFY2(used.contains(compiled.next()) || compiled.filePath().contains("@2x"),
+                     qPrintable(compiled.filePath() + " is not used"));
     }
 
     void pictures()
