@@ -33,6 +33,18 @@ if(TARN_SANITIZE)
     target_link_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE})
     target_compile_definitions(tarn_flags INTERFACE TARN_SANITIZED)
 endif()
+set(TARN_PROTOBUF_FLAGS)
+if(TARN_SANITIZE MATCHES thread)
+    # Otherwise protobuf's headers give its classes members that its library does not know.
+    set(TARN_PROTOBUF_FLAGS -U__SANITIZE_THREAD__ -D_GLIBCXX_TSAN=1)
+    # What the sanitizer must know about the libraries without instrumentation.
+    add_library(tarn_tsan_shims OBJECT "${CMAKE_SOURCE_DIR}/tests/support/TsanShims.cpp")
+    target_compile_features(tarn_tsan_shims PRIVATE cxx_std_17)
+    target_link_libraries(tarn_tsan_shims PRIVATE Qt5::Core)
+    set_target_properties(tarn_tsan_shims PROPERTIES AUTOMOC OFF AUTORCC OFF)
+    target_sources(tarn_flags INTERFACE
+        $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:$<TARGET_OBJECTS:tarn_tsan_shims>>)
+endif()
 
 if(TARN_FUZZ)
     target_compile_options(tarn_flags INTERFACE -fsanitize=fuzzer-no-link)
@@ -55,10 +67,13 @@ function(tarn_pch target kind)
     target_precompile_headers(${target} REUSE_FROM tarn_pch_${kind})
 endfunction()
 
+add_custom_target(thread_tests) # those with the label threads
+
 # tarn_add_test(<name> [X11] [CORE] [ALONE] [TIMEOUT seconds] SOURCES ... [LIBS ...])
 # One Qt Test executable. Plain tests run on the offscreen plug-in; X11 ones run inside tests/support/with-x.sh, which
 # gives each its own X server, window manager, session bus and home. ALONE ones run as a copy in a folder that no other run
-# uses (tests/support/alone.sh). Labels: unit, x11, e2e; slow and variant are added where a test is made.
+# uses (tests/support/alone.sh). Labels: unit, x11, e2e; threads for those that the thread sanitizer runs; slow and variant
+# are added where a test is made.
 function(tarn_add_test name)
     cmake_parse_arguments(T "X11;CORE;ALONE" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
     add_executable(${name} ${T_SOURCES})
@@ -76,10 +91,14 @@ function(tarn_add_test name)
     if(TARN_SANITIZE)
         math(EXPR T_TIMEOUT "${T_TIMEOUT} * 4")
     endif()
+    set(launcher)
+    if(TARN_SANITIZE MATCHES thread)
+        set(launcher "${CMAKE_SOURCE_DIR}/tests/support/with-tsan.sh")
+    endif()
     set(env "QT_FONT_DPI=96" "QT_LOGGING_RULES=" "LANG=C.UTF-8" "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp"
         "UBSAN_OPTIONS=print_stacktrace=1" "TARN_BIN_DIR=${TARN_BIN_DIR}")
     if(T_X11)
-        add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/support/with-x.sh" -- $<TARGET_FILE:${name}>)
+        add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/support/with-x.sh" -- ${launcher} $<TARGET_FILE:${name}>)
         # As the host sets it: with Mesa's software renderer on the machine, GL would leak and cost a second a window.
         list(APPEND env "QT_XCB_GL_INTEGRATION=none")
     else()
@@ -87,7 +106,7 @@ function(tarn_add_test name)
         if(T_ALONE)
             set(runner "${CMAKE_SOURCE_DIR}/tests/support/alone.sh")
         endif()
-        add_test(NAME ${name} COMMAND ${runner} $<TARGET_FILE:${name}>)
+        add_test(NAME ${name} COMMAND ${launcher} ${runner} $<TARGET_FILE:${name}>)
         list(APPEND env "QT_QPA_PLATFORM=offscreen")
     endif()
     set(label unit)
@@ -96,10 +115,14 @@ function(tarn_add_test name)
     elseif(T_X11)
         set(label x11)
     endif()
+    if(CMAKE_CURRENT_SOURCE_DIR MATCHES "/tests/(rpc|frame|login)$" OR name MATCHES "^tst_(silent|SilentPatch)$")
+        list(APPEND label threads)
+        add_dependencies(thread_tests ${name})
+    endif()
     # LeakSanitizer's tracer crashes now and then among the threads of gRPC ("Tracer caught signal"): tests with a real RPC
     # core run without it. Every other test looks for leaks.
     if(TARN_SANITIZE AND CMAKE_CURRENT_SOURCE_DIR MATCHES "/tests/(e2e|rpc|platform)$")
         list(APPEND env "ASAN_OPTIONS=detect_leaks=0")
     endif()
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS ${label} ENVIRONMENT "${env}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${label}" ENVIRONMENT "${env}")
 endfunction()

@@ -10,6 +10,7 @@ case ${1:-} in
 --all) selection=() && shift ;;
 esac
 preset=${1:-release}
+[ "$preset" != tsan ] || selection=(-L threads) # what the preset builds
 
 step() { printf '\n== [%3d s] %s\n' "$SECONDS" "$*"; }
 

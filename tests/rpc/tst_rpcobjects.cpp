@@ -28,13 +28,21 @@ const QString Key = "k";
 class FakeManager final : public IVisulizedOperateManager
 {
 public:
-    QStringList calls;
-    QSharedPointer<ICloudLoginNotify> notify;
-
+    QSharedPointer<ICloudLoginNotify> notify()
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_notify;
+    }
+    QStringList takeCalls()
+    {
+        const QMutexLocker lock(&m_mutex);
+        return std::exchange(m_calls, {});
+    }
     template <class In, class Out>
     bool take(const char *name, const In &input, const Out &output)
     {
-        calls.append(QLatin1String(name));
+        const QMutexLocker lock(&m_mutex);
+        m_calls.append(QLatin1String(name));
         if (input->GetValue("refuse").toBool())
             return false;
         output->SetRetCode(1234);
@@ -66,10 +74,17 @@ public:
     bool ShowCloudLogin(QSharedPointer<ICloudService_InputArgs> input, QSharedPointer<ICloudService_OutputArgs> output,
                         QSharedPointer<ICloudLoginNotify> given) override
     {
-        notify = given;
+        QMutexLocker lock(&m_mutex);
+        m_notify = given;
+        lock.unlock();
         output->SetValue("saw", input->GetValue(NotifyKey));
         return take("ShowCloudLogin", input, output);
     }
+
+private:
+    QMutex m_mutex; ///< the calls arrive on threads of the RPC core
+    QStringList m_calls;
+    QSharedPointer<ICloudLoginNotify> m_notify;
 };
 
 class FakeService final : public IVisualizedService
@@ -113,7 +128,7 @@ private slots:
     {
         const QVariantList records{QVariantMap{{"软件名称", "岚川"}}, QVariantMap()};
         for (const Operation &operation : visualizedOperations()) {
-            manager().calls.clear();
+            manager().takeCalls();
             const CallResult accepted = call(operation.name, {{{Key, "值"}}, records});
             QVERIFY2(accepted.accepted, accepted.error.message.c_str());
             QCOMPARE(accepted.retCode, 1234);
@@ -124,7 +139,7 @@ private slots:
             const CallResult refused = call(operation.name, {{{"refuse", true}}, {}});
             QVERIFY(refused.arrived() && !refused.accepted);
             QCOMPARE(refused.retCode, 0);
-            QCOMPARE(manager().calls, (QStringList{operation.name, operation.name}));
+            QCOMPARE(manager().takeCalls(), (QStringList{operation.name, operation.name}));
         }
         QCOMPARE(call("unknown").error.code, int(RpcError::NotFound));
     }
@@ -142,19 +157,19 @@ private slots:
         QVERIFY(adapter->add(object, LoginNotifyInterface, "published") && m_caller.stringToProxy("published"));
         QVERIFY(!m_caller.stringToProxy(ref.tag)); // the hub does not know it
         const CallResult result = call("ShowCloudLogin", {{{NotifyKey, QVariant::fromValue(ref)}}, {}});
-        QVERIFY(result.accepted && manager().notify);
+        QVERIFY(result.accepted && manager().notify());
         QVERIFY(!result.output.values.value("saw").isValid());
-        manager().notify->AfterLogin();
+        manager().notify()->AfterLogin();
         QCOMPARE(notified->times.load(), 1);
 
         QVERIFY(adapter->remove(ref.tag));
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: no object"));
-        manager().notify->AfterLogin();
+        manager().notify()->AfterLogin();
         QCOMPARE(notified->times.load(), 1);
         QVERIFY(call("ShowCloudLogin").accepted);
-        QVERIFY(!manager().notify); // none given
+        QVERIFY(!manager().notify()); // none given
         QVERIFY(call("ShowCloudLogin", {{{NotifyKey, "no reference"}}, {}}).accepted);
-        QVERIFY(!manager().notify);
+        QVERIFY(!manager().notify());
     }
 
     void notifyOfADeadCaller()
@@ -173,7 +188,7 @@ private slots:
             QElapsedTimer clock;
             clock.start();
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression("the caller of the sign-in cannot be told: "));
-            manager().notify->AfterLogin();
+            manager().notify()->AfterLogin();
             QVERIFY2(clock.elapsed() < 4500, qPrintable(ref.endpoint));
         }
     }

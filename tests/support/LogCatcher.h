@@ -35,7 +35,9 @@ public:
     QVector<Line> lines() const
     {
         const QMutexLocker lock(&s_mutex);
-        return m_lines;
+        QVector<Line> copy = m_lines;
+        copy.detach(); // other threads write to shared memory as soon as its count is 1
+        return copy;
     }
     QStringList texts() const // of all lines, of any origin
     {
