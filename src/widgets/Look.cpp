@@ -104,13 +104,18 @@ QPalette palette()
     return light;
 }
 
+static QString textColorSheet(const QColor &color)
+{
+    return QStringLiteral("color:%1;").arg(color.name());
+}
+
 void setTextColor(QWidget *widget, const QColor &color)
 {
     QPalette colors = palette();
     colors.setColor(QPalette::WindowText, color);
     widget->setPalette(colors);
     if (hostHasSheet())
-        widget->setStyleSheet(QStringLiteral("color:%1;").arg(color.name()));
+        widget->setStyleSheet(textColorSheet(color));
 }
 
 QString px(int designPx, const QWidget *w)
