@@ -84,6 +84,7 @@ private slots:
         QCOMPARE(log.texts(QtInfoMsg),
                  QStringList({"添加回执信息成功，消息id为：m%1， 回执类型为：3。", "更新消息状态成功，消息id为：m%1。",
                               "下次不再提示消息成功，消息id为：m%1。"}));
+        QCOMPARE(log.texts(QtCriticalMsg).size(), 6); // none for a success
     }
 };
 

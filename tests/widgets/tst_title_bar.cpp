@@ -153,7 +153,7 @@ private:
             QCoreApplication::sendEvent(target, &event);
         };
         const QPoint moved = drags ? QPoint(140, 100) : QPoint(100, 120);
-        send(QEvent::MouseMove, {50, 50}, Qt::NoButton, Qt::NoButton);
+        send(QEvent::MouseMove, {50, 50}, Qt::NoButton, button);
         QCOMPARE(window.pos(), QPoint(100, 120)); // not pressed yet
         send(QEvent::MouseButtonPress, {}, button, button);
         send(QEvent::MouseMove, {7, 9}, Qt::NoButton, button);
