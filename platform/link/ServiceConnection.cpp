@@ -126,17 +126,17 @@ bool ServiceConnection::isSilent(const QString &tag, RpcError *error)
 bool ServiceConnection::takeProbe(const QString &tag)
 {
     const QMutexLocker lock(&m_state);
-    return !std::exchange(m_silent[tag].isProbed, true);
+    const auto silence = m_silent.find(tag);
+    return silence == m_silent.end() || !std::exchange(silence->isProbed, true);
 }
 
 void ServiceConnection::notice(const QString &tag, const RpcError &error, qint64 tookMs)
 {
     const bool silent = error.code == RpcError::Timeout || (error.code != RpcError::None && tookMs >= LongMs);
     const QMutexLocker lock(&m_state);
+    const Silence before = m_silent.take(tag);
     if (silent && m_open)
-        m_silent.insert(tag, {error, QDeadlineTimer(SilenceTime), m_silent.value(tag).isProbed});
-    else
-        m_silent.remove(tag);
+        m_silent.insert(tag, {error, QDeadlineTimer(SilenceTime), before.isProbed && !before.end.hasExpired()});
 }
 
 QSharedPointer<rpc::RpcProxy> ServiceConnection::proxyOf(const QString &tag, RpcError *error)

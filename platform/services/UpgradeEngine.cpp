@@ -190,7 +190,6 @@ void UpgradeEngine::begin(const QString &product, const std::function<void(const
     }
 }
 
-// Also for an installation that was stopped: waits for its end then.
 void UpgradeEngine::finish(const QString &product, int number)
 {
     const auto running = m_running.find(product);

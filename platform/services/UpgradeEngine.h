@@ -22,7 +22,8 @@ public:
     /// @param downloads directory for packages, made when it is needed
     /// @param bandwidth bytes per second for all downloads together; 0 for no limit
     UpgradeEngine(UpgradeStore *store, QString apps, QString downloads, qint64 bandwidth);
-    ~UpgradeEngine(); ///< running installations are undone unless the files were exchanged already
+    /// Running installations are undone unless the files were exchanged already. No call may run any more.
+    ~UpgradeEngine();
 
     /// A product has one task. An active one stays as it is, a finished one is replaced.
     /// @return false when one stays

@@ -3,9 +3,10 @@
 #include "services/SilentPatch.h"
 #include "services/UpgradeEngine.h"
 #include "tarn/link/UpgradeWire.h"
+#include <QDeadlineTimer>
 #include <QDir>
+#include <QHash>
 #include <QMutex>
-#include <QSet>
 #include <QSettings>
 
 namespace tarn::services {
@@ -16,7 +17,8 @@ namespace wire = link::wire;
 
 namespace {
 
-constexpr unsigned long PollMs = 100; // between two looks at a task
+constexpr unsigned long PollMs = 100;  // between two looks at a task
+constexpr int ShownAsRunningMs = 2500; // a window asks once a second
 
 QVariantMap toMap(const Offer &ignored)
 {
@@ -119,25 +121,24 @@ private:
         task.error = whyNotWritable(installed.value(product));
         if (!task.error.isEmpty())
             task.state = state::DownloadFailed;
-        {
-            const QMutexLocker lock(&m_unseenLock);
-            m_unseen.insert(product);
+        if (m_engine.start(task)) {
+            const QMutexLocker lock(&m_startsLock);
+            m_starts.insert(product, QDeadlineTimer(ShownAsRunningMs));
         }
-        m_engine.start(task);
         const QVariantMap shown = present(QStringLiteral("showUpgradeDownloadDialog"), {});
         failIf(!task.error.isEmpty(), task.error);
         return ok(shown);
     }
 
-    // A window has rows for tasks that it saw running only, and tells of a failure in the row. So a task that failed before
-    // it was asked for is given as a running one once.
+    // A window has rows for tasks that it saw running only, and tells of a failure in the row. So a task that failed at once
+    // is given as a running one for the time of some questions.
     QVariantList firstSeenRunning(QVariantList rows)
     {
-        const QMutexLocker lock(&m_unseenLock);
+        const QMutexLocker lock(&m_startsLock);
         for (QVariant &row : rows) {
             QVariantMap task = row.toMap();
-            if (!m_unseen.remove(task.value(key::SoftName).toString()) ||
-                task.value(key::Status).toInt() != state::DownloadFailed)
+            if (task.value(key::Status).toInt() != state::DownloadFailed ||
+                m_starts.value(task.value(key::SoftName).toString()).hasExpired())
                 continue;
             task.insert(key::Status, int(state::Downloading));
             task.insert(key::ErrMsg, QString());
@@ -274,8 +275,8 @@ private:
     const Presenter m_presenter;
     UpgradeStore m_store;
     UpgradeEngine m_engine;
-    QMutex m_unseenLock;
-    QSet<QString> m_unseen; ///< products whose last started task was not asked for since
+    QMutex m_startsLock;
+    QHash<QString, QDeadlineTimer> m_starts; ///< by product: until when its failed task is given as a running one
 };
 
 } // namespace

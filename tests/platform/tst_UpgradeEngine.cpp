@@ -394,7 +394,8 @@ private slots:
             running.push_back(std::async(std::launch::async, unpackPackages, QList<UpgradeItem>{item},
                                          m_folder->filePath(directory), std::cref(stopping)));
         }
-        running.clear(); // waits for them
+        for (std::future<void> &each : running)
+            each.get();
         QCOMPARE(::umask(outer), mode_t(077));
     }
 

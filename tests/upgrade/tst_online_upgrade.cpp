@@ -232,26 +232,36 @@ private slots:
 
     void softwareCell()
     {
-        show({task("<b>A & B</b>", 1), task(QString(5000, QLatin1Char('x')), 1)});
+        QVariantMap known = task("<b>A & B</b>", 1);
+        known["ExeFilePath"] = QCoreApplication::applicationFilePath();
+        show({known, task(QString(5000, QLatin1Char('x')), 1)});
         m_dialog->show();
         m_table->selectRow(0);
         const QRect cell = m_table->visualItemRect(m_table->item(0, 0));
         QSignalSpy left(m_table, &CUpgradeTableWidget::sigCellLeave);
-        const auto upperLine = [&] {
-            return m_table->viewport()->grab().toImage().pixelColor(cell.topRight() + QPoint(3, 0));
+        const auto color = [&](const QPoint &place) {
+            return m_table->viewport()->grab().toImage().pixelColor(cell.topLeft() + place);
         };
+        const QPoint inside(2, 5), beside(cell.width() + 2, 5), upperLine(cell.width() + 2, 0);
         QTest::mouseMove(m_table->viewport(), cell.center());
         QCOMPARE(left.takeFirst(), (QVariantList{-1, -1}));
-        QCOMPARE(upperLine(), QColor("gainsboro")); // only of a hovered row
+        QVERIFY(color(inside) == QColor(Qt::white) && color(beside) != QColor(Qt::white)); // also in a selected row
+        QCOMPARE(color(upperLine), QColor("gainsboro"));                                   // only of a hovered row
         QEvent leave(QEvent::Leave);
         QCoreApplication::sendEvent(m_table->viewport(), &leave);
         QCOMPARE(left.takeFirst(), (QVariantList{0, 0}));
-        QVERIFY(upperLine() != QColor("gainsboro"));
+        QVERIFY(color(upperLine) != QColor("gainsboro"));
 
         const auto name = [this](int row) { return m_table->cellWidget(row, 0)->findChild<QPushButton *>("softName"); };
         QCOMPARE(name(0)->text(), QString("<b>A && B</b>"));
         QVERIFY(name(0)->toolTip().contains("&lt;b&gt;A &amp; B"));
         QVERIFY(name(1)->text().endsWith(QChar(0x2026)) && name(1)->width() <= m_table->columnWidth(0) - 60);
+        const auto hasIcon = [this](int row) {
+            const auto *icon = m_table->cellWidget(row, 0)->findChild<QLabel *>("softIcon");
+            return !icon->pixmap(Qt::ReturnByValue).isNull();
+        };
+        QTRY_VERIFY(hasIcon(0));
+        QVERIFY(!hasIcon(1));
     }
 
     // There it belongs to the edge of the window.
@@ -326,11 +336,11 @@ private slots:
 
     void stopAll()
     {
-        show({task("A", 3), task("B", 1), task("", 1)});
+        show({task("A", 3), task("B", 1), task("", 1)}); // the stop of an installation takes its time
         FakeClient::fake().queue("StopUpgrade", {1002, "x"});
         const LogCatcher log;
         m_table->stopAllTask();
-        QCOMPARE(stops(), (QStringList{"A", "B"}));
+        QCOMPARE(stops(), (QStringList{"B", "A"}));
         QCOMPARE(log.find("【取消下载】：获取软件名称失败。").function, QString("cancelDownloadTask"));
         QCOMPARE(log.texts(QtInfoMsg), QStringList{"调用忽略升级接口成功。"});
         QCOMPARE(m_table->rowCount(), 0);

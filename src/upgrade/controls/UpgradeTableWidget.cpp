@@ -328,9 +328,12 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
 
 void CUpgradeTableWidget::stopAllTask()
 {
-    for (int row = 0; row < rowCount(); ++row) {
-        if (CUpgradeProgress *progress = progressAt(row))
-            progress->cancelDownloadTask();
+    for (const bool isInstalling : {false, true}) { // last, since the service answers when their files are back
+        for (int row = 0; row < rowCount(); ++row) {
+            CUpgradeProgress *progress = progressAt(row);
+            if (progress && (progress->status() == state::Installing) == isInstalling)
+                progress->cancelDownloadTask();
+        }
     }
     setRowCount(0);
     const QMutexLocker locker(&m_rowsLock);

@@ -26,8 +26,8 @@ public:
     enum Late {
         Silent,   ///< the service hangs: further calls fail at once for the next SilenceTime
         LongWork, ///< the operation itself may take longer
-        Decision, ///< as Silent; but the call, a user's decision, is sent in a silence too, unless another one has had no
-                  ///< answer in it: a service that is slow with one call may well take another
+        Decision, ///< as Silent, for a call with a user's decision: it is sent in that time too, with ProbeTimeout. After
+                  ///< one decision without an answer the next ones fail at once
     };
 
     /// Blocks for at most the deadline, and for the questions to the hub where the object is looked up. A connection
