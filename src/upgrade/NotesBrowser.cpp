@@ -107,8 +107,16 @@ void NotesBrowser::complete(const std::shared_ptr<QTextDocument> &beginning, con
             return;
         page->document = document;
         page->isWhole = true;
-        if (page + 1 == m_pages.end())
-            showPage(m_anchor, verticalScrollBar()->value());
+        if (page + 1 != m_pages.end())
+            return;
+        const QTextCursor before = textCursor();
+        showPage(m_anchor, verticalScrollBar()->value());
+        if (!before.hasSelection() || before.selectionEnd() >= document->characterCount())
+            return;
+        QTextCursor selection(document.get());
+        selection.setPosition(before.anchor());
+        selection.setPosition(before.position(), QTextCursor::KeepAnchor);
+        setTextCursor(selection);
     });
 }
 
@@ -147,9 +155,10 @@ bool NotesBrowser::eventFilter(QObject *watched, QEvent *event)
 // An anchor not before the page is laid out: Qt would lay everything above it out in one go.
 void NotesBrowser::goToPlace()
 {
-    if (m_top > 0 && verticalScrollBar()->maximum() >= m_top)
+    const bool isLaidOut = !nextToLayOut(*document()).isValid();
+    if (m_top > 0 && (isLaidOut || verticalScrollBar()->maximum() >= m_top))
         verticalScrollBar()->setValue(std::exchange(m_top, 0));
-    if (!m_anchor.isEmpty() && m_pages.last().isWhole && !nextToLayOut(*document()).isValid())
+    if (!m_anchor.isEmpty() && m_pages.last().isWhole && isLaidOut)
         scrollToAnchor(std::exchange(m_anchor, QString()));
 }
 

@@ -26,7 +26,8 @@ std::optional<QString> readFile(const QString &path);
 /// @param owner the thread on which the document will be used; it may be dropped on any
 std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &font, QThread *owner);
 
-/// The first screens of a page that takes its time, to be shown until the whole one is made; null when that is not worth it.
+/// The first screens of a long page, to be shown until the whole page is made; null for a short page, or when its beginning
+/// shows no text.
 std::shared_ptr<QTextDocument> makeBeginning(const QString &text, const QFont &font, QThread *owner);
 
 } // namespace tarn::visualized::notes
