@@ -34,7 +34,8 @@ std::atomic<qint64> heldBytes = 0;
 void holdUntilRead(grpc::ByteBuffer *answer)
 {
     auto bytes = std::make_unique<grpc::Slice>();
-    answer->DumpToSingleSlice(bytes.get()); // a short one holds its bytes itself
+    if (!answer->TrySingleSlice(bytes.get()).ok() && !answer->DumpToSingleSlice(bytes.get()).ok())
+        return;
     heldBytes += static_cast<qint64>(bytes->size());
     const auto drop = [](void *each) {
         const std::unique_ptr<grpc::Slice> dropped(static_cast<grpc::Slice *>(each));

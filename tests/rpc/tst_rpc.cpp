@@ -268,7 +268,8 @@ private slots:
         for (int round = 0; round < 3; ++round) {
             QVERIFY(a->call(Echo, {}).arrived());
             peer = nullptr;
-            QTRY_VERIFY(peer = m_box->startPeer("a")); // refused while the hub has not noticed the end
+            const auto isStarted = [&] { return bool(peer = m_box->startPeer("a")); };
+            QVERIFY(QTest::qWaitFor(isStarted)); // refused while the hub has not noticed the end
         }
         QVERIFY(a->call(Echo, {}).arrived());
     }
