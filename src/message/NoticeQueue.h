@@ -7,9 +7,9 @@
 
 namespace tarn::visualized {
 
-/// The notices between their callers and the screen. Two seconds pass between the end of one and the next, so callers can be
-/// faster than the windows: at most 32 notices or 16 MiB wait, and the oldest is dropped with a warning. A notice first waits in
-/// its posted event, whose map the queue knows by its address, later in the queue itself. Any thread.
+/// The notices between their callers and the screen. Two seconds pass between a window's end and the next window, so that
+/// callers can be faster: at most 32 notices or 16 MiB wait, and the oldest is dropped with a warning. A notice first waits
+/// in its posted event, whose map the queue knows by its address, later in the queue itself. Any thread.
 class NoticeQueue final
 {
 public:

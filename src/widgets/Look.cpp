@@ -51,6 +51,11 @@ bool hostHasSheet()
     return !qApp->styleSheet().isEmpty();
 }
 
+QString textColorSheet(const QColor &color)
+{
+    return QStringLiteral("color:%1;").arg(color.name());
+}
+
 QString menuSheet(const QWidget *w)
 {
     return QStringLiteral("QMenu{background-color:white; border:1px solid %3; color:%4; padding:%1 0px;}"
@@ -102,11 +107,6 @@ QPalette palette()
 {
     static const QPalette light = style()->standardPalette();
     return light;
-}
-
-static QString textColorSheet(const QColor &color)
-{
-    return QStringLiteral("color:%1;").arg(color.name());
 }
 
 void setTextColor(QWidget *widget, const QColor &color)

@@ -94,8 +94,7 @@ Layout *space(Layout *layout, const QMargins &margins, int spacing, const QWidge
     layout->setSpacing(scaled(spacing, w));
     return layout;
 }
-/// The light colours of the windows, whatever the host's are. A widget that a style sheet covers does not inherit those of
-/// its window.
+/// The light colours of the windows, whatever the host's are.
 QPalette palette();
 /// The style of the windows in every host; lives as long as the application.
 QStyle *style();

@@ -126,10 +126,12 @@ private slots:
         item(window, 1)->OnDeleteMessage(); // a second click that was on its way
         window->OnMessageDeleted("unknown");
         window->OnMessageDeleted(QString());
-        for (const bool isHeld : {false, true}) { // the key is held: the next message stays
-            QKeyEvent press(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier, QString(), isHeld);
-            QCoreApplication::sendEvent(isHeld ? item(window, 0) : item(window, 2), &press);
+        QTest::keyClick(item(window, 2), Qt::Key_Delete);
+        for (const int key : {Qt::Key_Delete, Qt::Key_Return}) { // held: the next message stays, and stays closed
+            QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, QString(), true);
+            QCoreApplication::sendEvent(item(window, 0), &press);
         }
+        QVERIFY(hasDot(item(window, 0)));
         QVERIFY(item(window, 0)->isSelected());
         QCOMPARE(page(window), 0);
         QTest::keyClick(item(window, 0), Qt::Key_Delete);

@@ -103,6 +103,23 @@ private slots:
         QCOMPARE(host.load(dir.filePath("nowhere")), 0);
     }
 
+    void factsForBundles()
+    {
+        const QTemporaryDir dir;
+        const QString file = dir.filePath("bundle.so");
+        QVERIFY(QFile::copy(qEnvironmentVariable("TARN_NOTED_BUNDLE"), file));
+        const QStringList facts{"TARN.Service.Upgrade", file, QString()};
+        const LogCatcher log; // without a service
+        {
+            PluginHost host;
+            QCOMPARE(host.load(dir.path()), 1);
+            host.start();
+            QCOMPARE(qApp->property("start").toStringList(), facts);
+            QVERIFY(!qApp->property("stop").isValid());
+        }
+        QCOMPARE(qApp->property("stop").toStringList(), facts);
+    }
+
     void sessionBus()
     {
         const QTemporaryDir dir;

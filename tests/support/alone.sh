@@ -4,6 +4,7 @@
 # and writes beside its program, or publishes a hub's port.
 folder=$(mktemp -d "${TMPDIR:-/tmp}/alone.XXXXXX") || exit
 trap 'rm -rf "$folder"' EXIT
+trap 'exit 1' TERM INT HUP
 mkdir "$folder/tmp"
 cp "$1" "$folder" || exit
 program=$folder/$(basename "$1")
