@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QMenu>
 #include <QPointer>
+#include <QStyle>
 #include <QStyleFactory>
 #include <QWidget>
 #include <utility>
