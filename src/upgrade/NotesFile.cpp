@@ -35,7 +35,7 @@ constexpr int MaxParagraph = 10000; // characters; a third of that in the script
 constexpr int MaxLines = 100000;
 constexpr int LightPage = 20000;   // characters; a shorter page is light with any formats
 constexpr int Beginning = 16000;   // characters of a page, of which some 2000 fit into the window
-constexpr int LongPage = 64000;    // characters; a shorter page is there as a whole within some milliseconds
+constexpr int SlowPage = 64000;    // characters; a shorter page is ready within some milliseconds
 constexpr int LongLine = 250;      // characters
 constexpr double SmallestFont = 6; // pixels or points: a step has many lines of a smaller one
 
@@ -395,7 +395,7 @@ std::shared_ptr<QTextDocument> makeDocument(const QString &text, const QFont &fo
 std::shared_ptr<QTextDocument> makeBeginning(const QString &text, const QFont &font, QThread *owner)
 {
     const auto document = emptyDocument(font);
-    if (text.size() < LongPage || !fillBeginning(document.get(), text))
+    if (text.size() < SlowPage || !fillBeginning(document.get(), text))
         return nullptr;
     divideLongParagraphs(document.get());
     document->moveToThread(owner);
