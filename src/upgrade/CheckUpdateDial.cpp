@@ -129,7 +129,7 @@ QWidget *CCheckUpdateDial::rowArea(QWidget *body)
 void CCheckUpdateDial::takeRecords()
 {
     QList<QVariant> list = m_param ? m_param->GetValueList() : QList<QVariant>();
-    VT_LOG(info) << QStringLiteral("正在展示的需要更新软件信息数量:") + QString::number(list.size());
+    VT_LOG_AS(info, "InitDialog") << QStringLiteral("正在展示的需要更新软件信息数量:") + QString::number(list.size());
     SortByUpdateTime(list);
     for (const QVariant &entry : qAsConst(list)) {
         const QVariantMap record = entry.toMap();
@@ -144,7 +144,7 @@ void CCheckUpdateDial::takeRecords()
             VT_LOG(warning) << QStringLiteral("软件名称重复，忽略较早的升级信息:") + text::brief(name);
             continue;
         }
-        VT_LOG(info) << QStringLiteral("自动检测升级显示软件:") + name;
+        VT_LOG_AS(info, "InitDialog") << QStringLiteral("自动检测升级显示软件:") + name;
         m_rows.insert(name, nullptr);
         m_records.insert(name, record);
         m_pending << name;
@@ -213,7 +213,7 @@ void CCheckUpdateDial::OnUpdateExplainClicked(QString strName)
         return;
     }
     if (CheckNewVersionAgain(strName))
-        startDownload(strName);
+        startDownload(__func__, strName);
     else
         VT_LOG(warning) << QStringLiteral("执行升级前，再次检测未检测到新版本");
     removeProduct(strName);
@@ -240,13 +240,13 @@ bool CCheckUpdateDial::InitInputParamByRegedit(const QString &, QSharedPointer<I
     return false;
 }
 
-void CCheckUpdateDial::startDownload(const QString &name)
+void CCheckUpdateDial::startDownload(const char *function, const QString &name)
 {
     const QVariantMap record = m_records.value(name);
     const QVariantMap software = record.value(key::Software).toMap();
     const QVariant version = (software.isEmpty() ? record.value(key::Patch).toMap() : software).value(key::NewVersion);
-    upgradecalls::startDownload(records::parts(record, {key::Software, key::Patch, key::Plugins},
-                                               {{key::SoftwareName, name}, {key::CurrentVersion, version}}));
+    upgradecalls::startDownload(function, records::parts(record, {key::Software, key::Patch, key::Plugins},
+                                                         {{key::SoftwareName, name}, {key::CurrentVersion, version}}));
 }
 
 void CCheckUpdateDial::removeProduct(const QString &name)

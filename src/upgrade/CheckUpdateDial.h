@@ -51,7 +51,7 @@ private:
     void addRows(int most);
     QWidget *addRow(const QVariantMap &record);
     QWidget *bottomBand(QWidget *body);
-    void startDownload(const QString &name);
+    void startDownload(const char *function, const QString &name);
     void removeProduct(const QString &name);
 
     const QSharedPointer<IUpgaredSoftInfoService_InputParam> m_param;

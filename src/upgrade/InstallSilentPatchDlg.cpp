@@ -120,9 +120,8 @@ CInstallSilentPatchDlg::CInstallSilentPatchDlg(QSharedPointer<IUpgaredService_In
 
 void CInstallSilentPatchDlg::InitDialog()
 {
-    if (m_built)
+    if (std::exchange(m_built, true))
         return;
-    m_built = true;
     setAttribute(Qt::WA_ShowWithoutActivating);
     prepare(QStringLiteral("安装更新"));
     setFixedSize(look::scaled(QSize(400, 60), this));

@@ -77,5 +77,5 @@ void CSilentInstallThread::fail(const QString &softName, const QString &reason)
             m_manager->setSilentPatchInstallState(softName, silent::Failed);
     }
     // Outside the lock: a host's log may wait for the GUI thread, which may wait in InterruptTask().
-    VT_LOG(critical) << reason;
+    VT_LOG_AS(critical, "run") << reason;
 }

@@ -19,18 +19,18 @@ QList<QVariantMap> shownSections(const QVariantMap &record)
 void CUpdateCurExplainDialog::OnUpdateAhead()
 {
     close();
-    if (!hasRecord())
+    if (!hasRecord(__func__))
         return;
-    const QVariantMap values = record();
+    const QVariantMap values = record(__func__);
     const QVariantMap patch = values.value(key::OldPatch).toMap();
     if (patch.isEmpty()) {
         VT_LOG(critical) << QStringLiteral("获取软件的升级信息失败");
         return;
     }
     upgradecalls::startDownload(
-        records::parts(values, {key::SoftwareName, key::OldPatch},
-                       {{key::NewVersion, patch.value(key::NewVersion)},
-                        {key::CurrentVersion, records::installedVersion(values, key::OldPatch)}}));
+        __func__, records::parts(values, {key::SoftwareName, key::OldPatch},
+                                 {{key::NewVersion, patch.value(key::NewVersion)},
+                                  {key::CurrentVersion, records::installedVersion(values, key::OldPatch)}}));
 }
 
 void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
@@ -40,7 +40,7 @@ void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QStr
 
 int CUpdateCurExplainDialog::CalTabbarWidth() const
 {
-    return tabbarWidth(shownSections(record()));
+    return tabbarWidth(shownSections(record(__func__)));
 }
 
 void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)

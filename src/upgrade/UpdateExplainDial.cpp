@@ -97,13 +97,13 @@ bool CUpdateExplainDial::isUnasked() const
 
 QWidget *CUpdateExplainDial::tabArea()
 {
-    m_tabs = look::named(new QTabWidget(this), "notesTabs", look::TextPx);
-    m_tabs->setElideMode(Qt::ElideRight);
-    m_tabs->tabBar()->setDrawBase(false);
+    auto *tabs = look::named(new QTabWidget(this), "notesTabs", look::TextPx);
+    tabs->setElideMode(Qt::ElideRight);
+    tabs->tabBar()->setDrawBase(false);
     m_tipFlag = m_tipFlag && !m_record.value(key::Visualized).toBool();
-    InitExplainItems(m_tabs, record());
-    m_tabs->tabBar()->setFixedWidth(CalTabbarWidth());
-    return m_tabs;
+    InitExplainItems(tabs, record("InitDialog"));
+    tabs->tabBar()->setFixedWidth(CalTabbarWidth());
+    return tabs;
 }
 
 QWidget *CUpdateExplainDial::bottomBand()
@@ -150,7 +150,7 @@ void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QList<QVariantM
 
 int CUpdateExplainDial::CalTabbarWidth() const
 {
-    return tabbarWidth(shownSections(record()));
+    return tabbarWidth(shownSections(record(__func__)));
 }
 
 // As wide as the titles, up to the window; only then the tab bar elides them.
@@ -169,11 +169,12 @@ void CUpdateExplainDial::connectUpdateBtn(QPushButton *button)
     connect(button, &QPushButton::clicked, this, &CUpdateExplainDial::OnUpdateAhead);
 }
 
-bool CUpdateExplainDial::hasRecord() const
+bool CUpdateExplainDial::hasRecord(const char *function) const
 {
     if (m_param && m_param->GetValueList().size() == 1)
         return true;
-    VT_LOG(critical) << (m_param ? QStringLiteral("获取软件的升级信息失败") : QStringLiteral("软件升级信息为空"));
+    VT_LOG_AS(critical, function) << (m_param ? QStringLiteral("获取软件的升级信息失败")
+                                              : QStringLiteral("软件升级信息为空"));
     return false;
 }
 
@@ -184,7 +185,7 @@ QString CUpdateExplainDial::productName() const
 
 QString CUpdateExplainDial::GetSoftIconPath(const QString &) const // the request has one product only
 {
-    return record().value(key::IconPath).toString();
+    return record(__func__).value(key::IconPath).toString();
 }
 
 void CUpdateExplainDial::SetTipFlag(bool flag)
@@ -202,7 +203,7 @@ bool CUpdateExplainDial::NeedUpdateCurPatch() const
 {
     if (!m_tipFlag)
         return false;
-    const QVariantMap patch = record().value(key::OldPatch).toMap();
+    const QVariantMap patch = record(__func__).value(key::OldPatch).toMap();
     return !patch.value(key::SoftwareName).toString().isEmpty() && !patch.value(key::Forced).toBool();
 }
 
@@ -210,9 +211,10 @@ void CUpdateExplainDial::OnUpdateAhead()
 {
     m_tipFlag = false; // a user who updates is not asked about the patch
     close();
-    if (!hasRecord())
+    if (!hasRecord(__func__))
         return;
-    upgradecalls::startDownload(records::parts(m_record, {key::SoftwareName, key::Software, key::Patch, key::Plugins},
+    upgradecalls::startDownload(__func__,
+                                records::parts(m_record, {key::SoftwareName, key::Software, key::Patch, key::Plugins},
                                                {{key::CurrentVersion, records::installedVersion(m_record)}}));
 }
 

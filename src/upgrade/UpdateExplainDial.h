@@ -35,10 +35,10 @@ public slots:
 protected:
     void closeEvent(QCloseEvent *event) override;
 
-    /// Whether the request has exactly one record; logs an error when it has not.
-    bool hasRecord() const;
+    /// Whether the request has exactly one record; when it has not, logs an error under the name of the calling function.
+    bool hasRecord(const char *function) const;
     /// That record; empty, with the same log line, when there is not exactly one.
-    QVariantMap record() const { return hasRecord() ? m_record : QVariantMap(); }
+    QVariantMap record(const char *function) const { return hasRecord(function) ? m_record : QVariantMap(); }
     void addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections);
     int tabbarWidth(const QList<QVariantMap> &sections) const; ///< pixels
     /// Whether the window can appear while the user works elsewhere.
@@ -52,7 +52,6 @@ private:
 
     const QSharedPointer<IUpgaredSoftInfoService_InputParam> m_param;
     QVariantMap m_record; ///< the one of the request; empty when there is not exactly one
-    QTabWidget *m_tabs = nullptr;
     bool m_tipFlag = true;
     bool m_asking = false;   ///< the patch question is open
     bool m_replaced = false; ///< meanwhile the manager has registered another dialog for the product

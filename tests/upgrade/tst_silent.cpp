@@ -216,6 +216,7 @@ private slots:
             QCOMPARE(announcements(thread), 1);
             QCOMPARE(manager()->getSilentPatchInstallState(one.name.toString()), one.line.isEmpty() ? 1 : 99);
             QCOMPARE(log.texts(QtCriticalMsg), one.line.isEmpty() ? QStringList() : QStringList{one.line});
+            QCOMPARE(log.find(one.line).function, one.line.isEmpty() ? QString() : QString("run"));
         }
         const LogCatcher log;
         const QString noArguments("静默补丁安装线程获取参数失败");

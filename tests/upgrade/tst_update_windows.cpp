@@ -140,6 +140,8 @@ private slots:
                  (QStringList{"正在展示的需要更新软件信息数量:8", "自动检测升级显示软件:双",
                               "自动检测升级显示软件:岚川软件助手 2", "自动检测升级显示软件:" + html}));
         QCOMPARE(m_log->texts(QtWarningMsg).size(), 4);
+        for (const QString &line : m_log->texts(QtInfoMsg))
+            QCOMPARE(m_log->find(line).function, QString("InitDialog"));
         QVERIFY(prompt.testAttribute(Qt::WA_ShowWithoutActivating));
         QVERIFY(prompt.row("双")->findChild<QLabel *>("updateTips")->toolTip().isEmpty());
         prompt.show();
@@ -299,6 +301,10 @@ private slots:
                      "获取在线升级服务失败", "获取在线升级服务失败", "OnDoNotPromptClicked：获取在线升级服务失败",
                      "DoIgnreUpdate：获取在线升级服务失败", "获取在线升级服务失败",
                      "【统一服务升级下载线程】调用开始下载接口rpc通信失败，返回错误码为：1009，错误信息为：坏%1。"}));
+        const auto lines = m_log->lines();
+        QVERIFY(std::any_of(lines.cbegin(), lines.cend(), [](const LogCatcher::Line &line) {
+            return line.text == "获取在线升级服务失败" && line.function == "OnUpdateAhead";
+        }));
     }
 
     void softwareManagerNotice()
@@ -448,7 +454,8 @@ private slots:
                 m_log->clear();
                 BoxScript::press(dialog, "updateButton");
                 QVERIFY(!dialog->isVisible());
-                QVERIFY(m_log->has(QtCriticalMsg, expected));
+                QCOMPARE(m_log->texts(QtCriticalMsg), QStringList{expected});
+                QCOMPARE(m_log->find(expected).function, QString("OnUpdateAhead"));
             }
         }
         QVERIFY(FakeClient::fake().operations().isEmpty());
@@ -507,7 +514,8 @@ private slots:
                                                                          {"软件", record.value("软件")},
                                                                          {"补丁包", record.value("补丁包")},
                                                                          {"插件", record.value("插件")}}));
-        QVERIFY(m_log->has(QtInfoMsg, "调用开始下载软件安装接口成功。"));
+        QCOMPARE(m_log->texts(QtInfoMsg).count("调用开始下载软件安装接口成功。"), 1);
+        QCOMPARE(m_log->find("调用开始下载软件安装接口成功。").function, QString("OnUpdateAhead"));
         processDeletions();
         QVERIFY(!dialog);
 

@@ -143,7 +143,7 @@ void CUpgradeProgress::dealWithInstalling(const QMap<QString, QVariant> &downloa
 
 void CUpgradeProgress::cancelDownloadTask()
 {
-    if (upgradecalls::stop(softName(), __func__, QStringLiteral("调用忽略升级接口成功。")) && m_bar)
+    if (upgradecalls::stop(__func__, softName(), QStringLiteral("调用忽略升级接口成功。")) && m_bar)
         showBar(100, 0);
 }
 

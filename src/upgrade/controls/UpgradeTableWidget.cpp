@@ -323,7 +323,7 @@ void CUpgradeTableWidget::onCancelDownload(QVariant info)
         CQuestionMessageBox(QStringLiteral("提示"), QStringLiteral("确定要取消升级吗？"), this, QStringLiteral("是"),
                             QStringLiteral("否"), eBoxOrigin::AskedFor, text::brief(name));
     if (answer == 1)
-        upgradecalls::stop(name, __func__);
+        upgradecalls::stop(__func__, name);
 }
 
 void CUpgradeTableWidget::stopAllTask()
