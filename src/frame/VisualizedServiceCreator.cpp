@@ -8,7 +8,7 @@
 #include "frame/VtServiceClient.h"
 #include "login/LoginDialogCreator.h"
 #include "tarn/factory/ObjectFactory.h"
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDir>
 #include <QFontDatabase>
 #include <exception>
@@ -60,6 +60,8 @@ void guarded(const char *function, const QString &failed, const std::function<vo
         step();
     } catch (const std::exception &error) {
         VT_LOG_AS(critical, function) << line(function, failed + QString::fromLocal8Bit(error.what()));
+    } catch (...) { // the platform's own types need no common base
+        VT_LOG_AS(critical, function) << line(function, failed + QStringLiteral("未知异常"));
     }
 }
 } // namespace
@@ -95,6 +97,8 @@ bool CVisualizedServiceCreator::create(const QString &tag)
 
 QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
 {
+    if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
+        return QStringLiteral("没有QApplication，无法显示窗口"); // Qt would end the process
     loadFonts();
     m_service = QSharedPointer<CVisualizedService>::create();
     if (!m_adapter)
@@ -104,12 +108,12 @@ QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
     const auto manager = CServiceManager::getInstance();
     if (!manager->getRpc()->isInitialized())
         manager->checkAndReinit(); // the hub may have been started since
-    CManagerAccess::open();
-    ServiceLease::open();
-    outsideWork().open();
     added = m_adapter->add(std::any(m_service), tarn::visualized::Interface, tag);
     if (!added)
         return QStringLiteral("适配器添加接口指针失败，错误信息[%1]").arg(lastError());
+    CManagerAccess::open(); // before the first call arrives
+    ServiceLease::open();
+    outsideWork().open();
     if (m_adapter->active())
         return {};
     const QString failure = QStringLiteral("适配器激活失败，错误信息[%1]").arg(lastError());
@@ -155,8 +159,7 @@ void CVisualizedServiceCreator::closeService()
 
 void CVisualizedServiceCreator::endRpc()
 {
-    m_adapter.reset(); // belongs to the core that ends now
-
+    m_adapter.reset();                    // belongs to the core that ends now
     if (CServiceManager::hasInstance()) { // getInstance() would start a hub
         CServiceManager::getInstance()->unInitRpcCore();
         CServiceManager::ReleaseInstance();

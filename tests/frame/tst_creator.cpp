@@ -30,11 +30,10 @@ QSharedPointer<IVisualizedService> boundService()
     return service ? *service : QSharedPointer<IVisualizedService>();
 }
 
-bool callNotice(const QSharedPointer<IVisualizedService> &service)
+bool callNotice(const QSharedPointer<IVisulizedOperateManager> &dispatcher)
 {
-    const auto output = args::output<args::MessageOut>();
-    return service->getVisualizedOperateManager({}, {})->ShowNotifyMessage(
-        args::input<args::MessageIn>({{"MsgId", "m1"}, {"MsgContent", "正文"}}), output);
+    return dispatcher->ShowNotifyMessage(args::input<args::MessageIn>({{"MsgId", "m1"}, {"MsgContent", "正文"}}),
+                                         args::output<args::MessageOut>());
 }
 } // namespace
 
@@ -122,8 +121,13 @@ private slots:
 
         // No exception of the adapter leaves the creator, nor does one keep a later step from running.
         fakerpc::behaviour = {};
-        fakerpc::behaviour.throwing = QStringList{"active", "remove", "unactive"};
+        fakerpc::behaviour.throwing = QStringList{"remove", "unactive"};
+        fakerpc::behaviour.onCall = [](const QString &call) {
+            if (call == "active")
+                throw tarn::rpc::RpcError();
+        };
         QVERIFY(!creator.create("tag"));
+        QVERIFY(m_log->has(QtCriticalMsg, "[CVisualizedServiceCreator::create]绑定服务对象时发生异常：未知异常"));
         creator.destroy("tag");
         QVERIFY(fakerpc::record.calls.contains("shutdown"));
         QVERIFY(!CServiceManager::hasInstance());
@@ -147,11 +151,12 @@ private slots:
         QVERIFY(creator->create("IVisualizedService"));
         auto service = boundService();
         const QWeakPointer<IVisualizedService> watch(service);
-        QVERIFY(callNotice(service));
+        const auto dispatcher = service->getVisualizedOperateManager({}, {}); // outlives the service
+        QVERIFY(callNotice(dispatcher));
         QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
         const QPointer<NotifyWnd> window(notice::visibleWindows<NotifyWnd>().first());
         CVtServiceClient::GetInstance();
-        QVERIFY(callNotice(service)); // an event that is still queued
+        QVERIFY(callNotice(dispatcher)); // an event that is still queued
         m_log->clear();
         fakerpc::record.calls.clear();
         const auto clientEnded = [] { return FakeClient::fake().operations().contains("UnInitialize manager"); };
@@ -167,10 +172,10 @@ private slots:
         QVERIFY(!CServiceManager::hasInstance());
         QCOMPARE(order, (QStringList{"window", "unactive after the client",
                                      "remove IVisualizedService after the client", "shutdown after the client"}));
-        QVERIFY(!callNotice(service)); // a caller that kept the object
-        QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
         service.clear();
         QVERIFY(watch.isNull());
+        QVERIFY(!callNotice(dispatcher));
+        QCOMPARE(m_log->texts(QtCriticalMsg).size(), 1);
         QVERIFY(
             m_log->has(QtDebugMsg, "[CVisualizedServiceCreator::destroy]服务对象释放成功，标签[IVisualizedService]"));
         creator.reset();
@@ -179,8 +184,11 @@ private slots:
         QVERIFY(QApplication::topLevelWidgets().isEmpty());
 
         CVisualizedServiceCreator again;
+        fakerpc::behaviour.failing = QStringList{"add"};
+        QVERIFY(!again.create("IVisualizedService") && !callNotice(dispatcher));
+        fakerpc::reset();
         QVERIFY(again.create("IVisualizedService") && tarn::visualized::ServiceLease().isGranted());
-        QVERIFY(callNotice(boundService()));
+        QVERIFY(callNotice(dispatcher));
         QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
         again.destroy("IVisualizedService");
         QVERIFY(notice::visibleWindows<NotifyWnd>().isEmpty());

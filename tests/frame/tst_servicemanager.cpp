@@ -1,5 +1,6 @@
 #include "frame/HubSegment.h"
 #include "frame/ServiceManager.h"
+#include "frame/VisualizedServiceCreator.h"
 #include "support/FakeRpc.h"
 #include "support/LogCatcher.h"
 #include "support/OwnProcess.h"
@@ -157,6 +158,11 @@ private slots:
         QVERIFY(warnings.value(0).startsWith("岚川服务程序启动失败，QProcess错误码："));
         QVERIFY(warnings.value(1).startsWith("岚川服务程序启动失败，错误码："));
         QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
+        // A path may be that of the program's directory.
+        writeFile(besideProgram("apps/s/installation.ini"), QByteArray(HubDescription).replace("=hub", "=./"));
+        QVERIFY(start().contains("exes:" + besideProgram("apps/s/ServiceHub")));
+        writeFile(besideProgram("apps/a/installation.ini"), "[General]\nSoftwareName=岚川软件助手\n");
+        QCOMPARE(CServiceManager::getInstance()->getVtAssistantInstallCfg(), besideProgram("apps/a/installation.ini"));
     }
 
     void publishedHubThatDoesNotAnswer()
@@ -173,6 +179,15 @@ private slots:
             QVERIFY(lines.contains("通信机制初始化失败"));
             QCOMPARE(CServiceManager::getInstance()->startError(), QString("通信机制初始化失败，请稍后再试！"));
         }
+    }
+
+    void noApplicationForWindows()
+    {
+        const HubSegment hub("40134");
+        CVisualizedServiceCreator creator;
+        QVERIFY(!creator.create("tag"));
+        QVERIFY(m_log->has(QtInfoMsg, "[CVisualizedServiceCreator::create]没有QApplication，无法显示窗口"));
+        creator.destroy("tag");
     }
 
     void badPort()
