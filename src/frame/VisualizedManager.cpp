@@ -62,12 +62,9 @@ bool CVisualizedManager::YunDiaIsExist() const
 int CVisualizedManager::getSilentPatchInstallState(const QString &softName)
 {
     const QMutexLocker locker(&m_silentStateLock);
-    const auto it = m_silentStates.find(softName);
-    if (it == m_silentStates.end())
-        return silent::Installing;
-    const int state = *it;
+    const int state = m_silentStates.value(softName, silent::Installing);
     if (state == silent::Done || state == silent::Failed) {
-        m_silentStates.erase(it);
+        m_silentStates.remove(softName);
         m_silentOrder.removeOne(softName);
     }
     return state;

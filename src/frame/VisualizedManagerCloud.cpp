@@ -25,8 +25,7 @@ void CVisualizedManager::ShowCloudLoginDlg(const CCloudLoginEventData &data)
     VT_LOG(debug) << QStringLiteral("[%1]显示云账号登录对话框。").arg(QLatin1String(__func__));
     const QString softId = data.inputArgs->GetValue(key::SoftwareId).toString();
     const QString exeName = data.inputArgs->GetValue(key::ExeName).toString();
-    VT_LOG(debug) << QStringLiteral("登录云账号前获取登录云锁标记：") +
-                         (data.showErrorTip ? QStringLiteral("true") : QStringLiteral("false"));
+    VT_LOG(debug) << QStringLiteral("登录云账号前获取登录云锁标记：") + QVariant(data.showErrorTip).toString();
     const std::optional<int> state = queryLoginState();
     if (!state)
         return;

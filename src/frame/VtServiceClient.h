@@ -20,6 +20,7 @@ public:
     /// again.
     static void ReleaseInstance();
 
+    IServiceAssistantManager *GetServiceAssistantMgr() const;
     ILicenseServiceAssistant *GetLicenseServiceAssistant();
     ICloudServiceAssistant *GetCloudServiceAssistant();
     IMessageServiceAssistant *GetMessageServiceAssistant();
@@ -32,7 +33,6 @@ private:
 
     template <class Assistant>
     Assistant *assistant(Assistant *(IServiceAssistantManager::*get)()) const;
-    IServiceAssistantManager *GetServiceAssistantMgr() const;
     void initService();
     void unInitService();
 
