@@ -8,6 +8,9 @@
 #include "tarn/upgrade/IUpgradeServiceAssistant.h"
 #include <QSemaphore>
 #include <QTest>
+#include <array>
+#include <future>
+#include <thread>
 
 using namespace tarn::visualized;
 
@@ -100,6 +103,40 @@ private slots:
         QCOMPARE(FakeClient::fake().operations(), QStringList());
         ServiceLease::open();
         QVERIFY(call(service::message(), &IMessageServiceAssistant::IgnoreMessage, {}).accepted());
+    }
+
+    // No thread has one while the library is released; under the thread sanitizer without a race.
+    void leasesOfManyThreads()
+    {
+        std::atomic<bool> ended{false};
+        std::atomic<int> granted{0};
+        std::array<int, 2> held{}; // written by one thread each, while it has a lease
+        const auto use = [&ended, &granted](int *count) {
+            while (!ended) {
+                auto lease = std::make_unique<ServiceLease>();
+                const ServiceLease copy(*lease);
+                lease.reset();
+                *count += copy.isGranted();
+                granted += copy.isGranted();
+                *count -= copy.isGranted();
+            }
+        };
+        const auto one = std::async(std::launch::async, use, &held[0]);
+        const auto two = std::async(std::launch::async, use, &held[1]);
+        int faults = 0;
+        for (int round = 0; round < 50; ++round) {
+            for (const int before = granted; granted == before;)
+                std::this_thread::yield();
+            ServiceLease::close();
+            faults += !ServiceLease::waitForAll(30000) || held[0] != 0 || held[1] != 0;
+            const int before = granted;
+            for (int i = 0; i < 20; ++i)
+                std::this_thread::yield();
+            faults += granted != before;
+            ServiceLease::open();
+        }
+        ended = true;
+        QCOMPARE(faults, 0);
     }
 
     // It delivers to living receivers only, and stops within its limit.

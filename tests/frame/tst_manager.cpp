@@ -7,6 +7,7 @@
 #include "support/LogCatcher.h"
 #include "support/NoticeData.h"
 #include "tarn/cloud/ICloudLoginNotify.h"
+#include "upgrade/CheckUpdateDial.h"
 #include "upgrade/Requests.h"
 #include <QElapsedTimer>
 #include <QScreen>
@@ -188,15 +189,21 @@ private slots:
             QVERIFY(QApplication::topLevelWidgets().isEmpty());
         }
         sendCheck({released("岚川软件助手"), released("产品")});
-        QVERIFY(!QApplication::topLevelWidgets().isEmpty());
+        QVERIFY(onlyWindow<CCheckUpdateDial>());
+        emit onlyWindow<CCheckUpdateDial>()->ShowExplain("产品");
+        QVERIFY(m_log->has(QtInfoMsg, "自动检测升级展现更新说明窗口：当前软件名称为：产品。"));
     }
 
-    void openNotesAreLimited()
+    void openWindowsAreLimited()
     {
         for (int i = 0; i < 40; ++i)
             sendNotes(released(QString::number(i)));
         QCOMPARE(notice::visibleWindows<QDialog>().size(), 32);
         QCOMPARE(m_log->count(QtWarningMsg, "打开的窗口过多，不再展现。数量：32"), 8);
+        for (int i = 0; i < 33; ++i)
+            sendPatch(patch(QString::number(i)));
+        QCOMPARE(CVisualizedManager::GetInstance()->getSilentPatchInstallState("31"), 1);
+        QCOMPARE(CVisualizedManager::GetInstance()->getSilentPatchInstallState("32"), 99);
     }
 
     // The rectangle comes from outside: it is judged before its edges are bounded, and no sum of them leaves an int.

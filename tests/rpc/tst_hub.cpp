@@ -10,8 +10,10 @@
 #include <QSharedMemory>
 #include <QStandardPaths>
 #include <QtTest>
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
+#include <future>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -145,6 +147,29 @@ private slots:
         QCOMPARE(publishedText(), QByteArray());
         QCOMPARE(m_box->hub()->exitStatus(), QProcess::NormalExit);
         QCOMPARE(rpc::hubPort(), quint16(0));
+    }
+
+    // The registry of the hub and the one connection to it, under the thread sanitizer without a race.
+    void twoThreads()
+    {
+        constexpr int Rounds = 30;
+        QVERIFY(m_box->startHubAlone());
+        rpc::Rpc client;
+        QVERIFY(client.init(m_box->settings()));
+        const auto registerAndList = [&client](const QString &tag) {
+            const auto proxy = client.stringToProxy(hub::HubInterface);
+            int listed = 0;
+            for (int i = 0; proxy && i < Rounds; ++i) {
+                const test::ServedObject served(tag, {});
+                const QVariantList list = proxy->call("List", {}).output.list;
+                listed += std::any_of(list.cbegin(), list.cend(),
+                                      [&tag](const QVariant &entry) { return entry.toMap().value("tag") == tag; });
+            }
+            return listed;
+        };
+        auto other = std::async(std::launch::async, registerAndList, QString("b"));
+        QCOMPARE(registerAndList("a"), Rounds);
+        QCOMPARE(other.get(), Rounds);
     }
 
     void twoUsers()
