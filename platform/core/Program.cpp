@@ -1,4 +1,5 @@
 #include "tarn/core/Program.h"
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QSemaphore>
 #include <QSocketNotifier>
@@ -149,6 +150,28 @@ void prepareProgram(bool place, bool verbose)
     if (!verbose) // the RPC core's lines have their own switch, RpcLog
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\ntarn.rpc.debug=true"));
     qInstallMessageHandler(&writeLog);
+}
+
+void readArguments(QCommandLineParser *parser, const QString &description, const QStringList &expected)
+{
+    QCoreApplication::setApplicationVersion(QStringLiteral(TARN_VERSION));
+    parser->setApplicationDescription(description);
+    parser->addHelpOption();
+    parser->addVersionOption();
+    parser->addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
+    const bool isUnderstood = parser->parse(QCoreApplication::arguments());
+    const QStringList given = parser->positionalArguments();
+    if (isUnderstood)
+        parser->process(*QCoreApplication::instance()); // answers --help and --version
+    if (isUnderstood && given == expected)
+        return;
+    QString mistake = parser->errorText();
+    if (isUnderstood)
+        mistake = given.isEmpty() ? QStringLiteral("the argument %1 is missing").arg(expected.constFirst())
+                                  : QStringLiteral("unexpected argument \"%1\"").arg(given.constLast());
+    const QString program = QCoreApplication::applicationName();
+    std::fprintf(stderr, "%s\n", qUtf8Printable(QStringLiteral("%1: %2 (see \"%1 --help\")").arg(program, mistake)));
+    std::exit(2);
 }
 
 void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &message)

@@ -41,14 +41,15 @@ void doWithoutOpenGl()
     qunsetenv(Variable);
 }
 
-void define(QCommandLineParser &parser)
+/// @return the directory of the plug-ins
+QString readArguments()
 {
-    parser.setApplicationDescription(QStringLiteral("Host process of the platform's user-interface services."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOption({QStringLiteral("plugins"), QStringLiteral("Load the plug-ins of this directory."),
-                      QStringLiteral("DIR"), QCoreApplication::applicationDirPath() + QStringLiteral("/plugins")});
-    parser.addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
+    QCommandLineParser parser;
+    const QString plugins = QStringLiteral("plugins");
+    parser.addOption({plugins, QStringLiteral("Load the plug-ins of this directory."), QStringLiteral("DIR"),
+                      QCoreApplication::applicationDirPath() + QStringLiteral("/plugins")});
+    tarn::core::readArguments(&parser, QStringLiteral("Host process of the platform's user-interface services."));
+    return parser.value(plugins);
 }
 
 /// Prints help and version also without a display.
@@ -58,34 +59,16 @@ void answerWithoutDisplay(int argc, char **argv)
         if (!tarn::core::hasArgument(argc, argv, name))
             continue;
         const QCoreApplication app(argc, argv);
-        QCommandLineParser parser;
-        define(parser);
-        parser.process(app); // ends the process
+        readArguments(); // ends the process
     }
 }
 
-QString pluginDirectory()
-{
-    QCommandLineParser parser;
-    define(parser);
-    parser.process(*QCoreApplication::instance());
-    QString directory = parser.value(QStringLiteral("plugins"));
-    if (!parser.positionalArguments().isEmpty() || !QDir(directory).exists()) {
-        qCritical().noquote() << (parser.positionalArguments().isEmpty()
-                                      ? QStringLiteral("visualized-host: there is no directory %1").arg(directory)
-                                      : QStringLiteral("visualized-host: unexpected argument %1")
-                                            .arg(parser.positionalArguments().constFirst()));
-        ::exit(WrongUsage);
-    }
-    return directory;
-}
 } // namespace
 
 int main(int argc, char *argv[])
 {
     tarn::core::prepareProgram(true, tarn::core::hasArgument(argc, argv, "--verbose"));
     QCoreApplication::setApplicationName(QStringLiteral("visualized-host"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("1.0.0"));
     answerWithoutDisplay(argc, argv);
 #ifndef TARN_SANITIZED           // the leak check reads the process as a debugger does
     ::prctl(PR_SET_DUMPABLE, 0); // passwords pass through; no core file, no other process reads the memory
@@ -100,7 +83,11 @@ int main(int argc, char *argv[])
     qInstallMessageHandler(&tarn::core::writeLog);
     doWithoutOpenGl();
     QApplication::setQuitOnLastWindowClosed(false);
-    const QString directory = pluginDirectory();
+    const QString directory = readArguments();
+    if (!QDir(directory).exists()) {
+        qCritical().noquote() << QStringLiteral("visualized-host: there is no directory %1").arg(directory);
+        return WrongUsage;
+    }
     const tarn::core::UnixSignals signalSource(StopSeconds);
 
     PluginHost host;

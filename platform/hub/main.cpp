@@ -12,7 +12,6 @@
 #include <QSharedMemory>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <functional>
@@ -27,25 +26,6 @@
 #include <unistd.h>
 
 namespace {
-constexpr int WrongUsage = 2;
-
-bool readArguments(const QCoreApplication &app)
-{
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Registry of the platform's services: callers find them through it. It starts tarn-services and\n"
-        "starts it again when it ends. SIGTERM ends both."));
-    parser.addHelpOption();
-    parser.addPositionalArgument(tarn::hub::StartArgument, QStringLiteral("Run in the foreground."));
-    parser.addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
-    parser.process(app);
-    if (parser.positionalArguments() == QStringList{tarn::hub::StartArgument})
-        return true;
-    std::fprintf(stderr, "ServiceHub: the argument \"%s\" is missing, or another is given; see --help\n",
-                 qUtf8Printable(tarn::hub::StartArgument));
-    return false;
-}
-
 /// What makes this hub the only one of its runtime directory: a lock file, which also remembers the port for the next
 /// start, and a port that is bound but never listened on. The kernel releases the lock with the process, whatever pid
 /// namespace it lived in; QLockFile judges by the pid.
@@ -245,8 +225,14 @@ int main(int argc, char *argv[])
     tarn::core::prepareProgram(false, tarn::core::hasArgument(argc, argv, "--verbose"));
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(tarn::hub::HubProgram);
-    if (!readArguments(app))
-        return WrongUsage;
+    QCommandLineParser parser;
+    parser.addPositionalArgument(tarn::hub::StartArgument, QStringLiteral("Run in the foreground."));
+    tarn::core::readArguments(
+        &parser,
+        QStringLiteral(
+            "Registry of the platform's services: callers find them through it. It starts tarn-services and\n"
+            "starts it again when it ends. SIGTERM ends both."),
+        {tarn::hub::StartArgument});
     tarn::rpc::RpcLog::set_print(qEnvironmentVariableIsSet("TARN_RPC_LOG"));
     const tarn::core::UnixSignals signalSource;
     return runHub();

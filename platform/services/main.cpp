@@ -158,14 +158,9 @@ int main(int argc, char *argv[])
 #endif
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tarn-services"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(TARN_VERSION));
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("The platform's background services: messages, upgrades and cloud accounts."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOption({QStringLiteral("verbose"), QStringLiteral("Write debug lines too.")});
-    parser.process(app);
+    core::readArguments(&parser,
+                        QStringLiteral("The platform's background services: messages, upgrades and cloud accounts."));
 
     const core::UnixSignals signalSource;
     try {

@@ -193,22 +193,37 @@ private slots:
         QCOMPARE(WEXITSTATUS(status), 1);
     }
 
-    void hostWithoutDisplay()
+    void commandLines()
     {
+        const QTemporaryDir dir;
         auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_RUNTIME_DIR", dir.path());
+        const auto run = [&](const QString &name, const QStringList &arguments) {
+            QProcess program;
+            program.setProcessEnvironment(environment);
+            program.setProcessChannelMode(QProcess::MergedChannels);
+            program.start(qEnvironmentVariable("TARN_BIN_DIR") + '/' + name, arguments);
+            const bool ended = program.waitForFinished(20000) && program.exitStatus() == QProcess::NormalExit;
+            return QString("%1: ").arg(ended ? program.exitCode() : -1) +
+                   QString::fromUtf8(program.readAll()).trimmed();
+        };
+        for (const QString &name :
+             {QStringLiteral("visualized-host"), QStringLiteral("ServiceHub"), QStringLiteral("tarn-services")}) {
+            QCOMPARE(run(name, {"--version"}), QString("0: %1 1.0.0").arg(name));
+            for (const QString &wrong : {QStringLiteral("--tea"), QStringLiteral("tea")}) {
+                const QString answer = run(name, {wrong});
+                QVERIFY2(answer.startsWith("2: " + name + ": ") && answer.contains("tea") && !answer.contains('\n'),
+                         qPrintable(answer));
+            }
+        }
+        QCOMPARE(run("ServiceHub", {}),
+                 QString("2: ServiceHub: the argument quickboot is missing (see \"ServiceHub --help\")"));
         environment.insert("QT_QPA_PLATFORM", "xcb");
         environment.insert("DISPLAY", ":4711");
-        const auto run = [&](const QStringList &arguments) {
-            QProcess host;
-            host.setProcessEnvironment(environment);
-            host.setProcessChannelMode(QProcess::MergedChannels);
-            host.start(qEnvironmentVariable("TARN_BIN_DIR") + "/visualized-host", arguments);
-            const bool ended = host.waitForFinished(20000) && host.exitStatus() == QProcess::NormalExit;
-            return QString("%1: ").arg(ended ? host.exitCode() : -1) + QString::fromUtf8(host.readAll()).trimmed();
-        };
-        QVERIFY(run({"--help"}).startsWith("0: Usage: "));
-        QCOMPARE(run({}), QStringLiteral("1: visualized-host: the X display \":4711\" (environment variable DISPLAY) "
-                                         "cannot be opened"));
+        QVERIFY(run("visualized-host", {"--help"}).startsWith("0: Usage: "));
+        QCOMPARE(run("visualized-host", {}),
+                 QStringLiteral("1: visualized-host: the X display \":4711\" (environment variable DISPLAY) cannot be "
+                                "opened"));
     }
 };
 

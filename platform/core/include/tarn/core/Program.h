@@ -3,6 +3,7 @@
 #include <QLoggingCategory>
 #include <memory>
 
+class QCommandLineParser;
 class QSocketNotifier;
 
 /// The common start, end and log of the platform's programs.
@@ -15,8 +16,15 @@ namespace tarn::core {
 /// @param verbose whether debug lines are written; the environment's QT_LOGGING_RULES has the last word
 TARN_CORE_EXPORT void prepareProgram(bool place, bool verbose);
 
-/// Whether "--verbose" or "--help" and the like is among the arguments; for what must be known before the parser runs.
+/// Whether "--verbose" or "--help" and the like is among the arguments; for what must be known before readArguments().
 TARN_CORE_EXPORT bool hasArgument(int argc, char **argv, const char *name);
+
+/// Reads the command line of a program that takes no commands, after the application object was made: "--help" and
+/// "--version" are answered and end the process, a mistake ends it with one line and the exit code 2.
+/// @param parser with the program's own options; gets the common ones, "--verbose" among them
+/// @param expected the positional arguments
+TARN_CORE_EXPORT void readArguments(QCommandLineParser *parser, const QString &description,
+                                    const QStringList &expected = {});
 
 /// One line of a log on standard error: local time, level, place and text. A text of more than 4 KiB is cut, with its
 /// length after it. QT_MESSAGE_PATTERN replaces the form. Any thread; follows a change of the time zone within a second.
