@@ -1,6 +1,5 @@
 #include "host/PluginHost.h"
 #include "host/MissingHubNotice.h"
-#include "host/PluginMetadata.h"
 #include "tarn/factory/IServiceObjectCreator.h"
 #include "tarn/factory/ObjectFactory.h"
 #include "tarn/osgi/IBundleActivator.h"
@@ -9,7 +8,12 @@
 #include "tarn/rpc/HubPort.h"
 #include "tarn/visualized/IVisualizedService.h"
 #include <QDir>
+#include <QJsonArray>
 #include <QPluginLoader>
+#include <QRegularExpression>
+#include <algorithm>
+#include <array>
+#include <optional>
 
 namespace {
 constexpr int FirstRetryMs = 1000;
@@ -18,6 +22,50 @@ constexpr int TellMs = 10000; // shorter troubles end by themselves
 
 const QString Creator = QStringLiteral("CVisualizedServiceCreator");
 const QString &Tag = tarn::visualized::DefaultTag;
+// Plug-ins built for an older interface of the same major version go on working.
+const QString HostVersion = QStringLiteral("1.0.0");
+
+/// A version of three numbers and nothing else; empty otherwise. Not QVersionNumber: GCC 12 compiles this function with
+/// -O2 and more so that the copies of Qt 5.15's class lose their numbers, and the host refuses its own plug-in.
+std::optional<std::array<int, 3>> versionOf(const QString &text)
+{
+    static const QRegularExpression form(QStringLiteral("\\A([0-9]{1,6})\\.([0-9]{1,6})\\.([0-9]{1,6})\\z"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (!match.hasMatch())
+        return std::nullopt;
+    return std::array<int, 3>{match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt()};
+}
+
+QString keyRefusal(const QJsonObject &map)
+{
+    for (const char *name : {"Category", "CompatVersion", "Copyright", "Description", "ErrorHandling", "Name", "Url",
+                             "Vendor", "Version"}) {
+        if (!map.value(QLatin1String(name)).isString())
+            return QStringLiteral("key \"%1\" is missing or no string").arg(QLatin1String(name));
+    }
+    for (const char *name : {"Category", "Description", "ErrorHandling", "Name"}) {
+        if (map.value(QLatin1String(name)).toString().isEmpty())
+            return QStringLiteral("key \"%1\" is empty").arg(QLatin1String(name));
+    }
+    if (!map.value(QStringLiteral("DisabledByDefault")).isBool())
+        return QStringLiteral("key \"DisabledByDefault\" is missing or no boolean");
+    const QJsonValue licences = map.value(QStringLiteral("License"));
+    const QJsonArray items = licences.toArray();
+    if (!licences.isArray() ||
+        !std::all_of(items.begin(), items.end(), [](const auto &item) { return item.isString(); }))
+        return QStringLiteral("key \"License\" is missing or no array of strings");
+    for (const char *name : {"Version", "CompatVersion"}) {
+        const QString text = map.value(QLatin1String(name)).toString();
+        if (!versionOf(text))
+            return QStringLiteral("key \"%1\" is no version number: \"%2\"").arg(QLatin1String(name), text);
+    }
+    const QString needed = map.value(QStringLiteral("CompatVersion")).toString();
+    const auto oldest = versionOf(needed).value();
+    const auto host = versionOf(HostVersion).value();
+    if (oldest.front() != host.front() || oldest > host)
+        return QStringLiteral("it needs a host of version %1, this one is %2").arg(needed, HostVersion);
+    return QString();
+}
 
 /// The facts about a bundle that this host passes to it.
 class BundleContext final : public tarn::osgi::IBundleContext
@@ -40,6 +88,20 @@ private:
 };
 } // namespace
 
+QString pluginRefusal(const QJsonObject &metadata)
+{
+    if (metadata.isEmpty())
+        return QStringLiteral("it is no Qt plug-in");
+    const QString iid = metadata.value(QStringLiteral("IID")).toString();
+    if (iid != QLatin1String(TARN_PLUGIN_IID))
+        return QStringLiteral("its interface is \"%1\" instead of \"%2\"").arg(iid, QStringLiteral(TARN_PLUGIN_IID));
+    if (metadata.value(QStringLiteral("className")).toString().isEmpty())
+        return QStringLiteral("it names no class");
+    if (!metadata.value(QStringLiteral("MetaData")).isObject())
+        return QStringLiteral("key \"MetaData\" is missing");
+    return keyRefusal(metadata.value(QStringLiteral("MetaData")).toObject());
+}
+
 PluginHost::PluginHost(QObject *parent)
     : QObject(parent)
 {
@@ -61,7 +123,7 @@ bool PluginHost::loadFile(const QString &file)
 {
     QPluginLoader loader(file);
     const QJsonObject metadata = loader.metaData();
-    const QString reason = pluginmetadata::refusal(metadata);
+    const QString reason = pluginRefusal(metadata);
     if (!reason.isEmpty()) {
         qCritical().noquote() << QStringLiteral("plug-in %1 is refused: %2").arg(file, reason);
         return false;

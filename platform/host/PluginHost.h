@@ -1,5 +1,6 @@
 #pragma once
 #include <QElapsedTimer>
+#include <QJsonObject>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -13,6 +14,11 @@ namespace tarn::osgi {
 class IBundleActivator;
 class IBundleContext;
 } // namespace tarn::osgi
+
+/// Compares a plug-in's metadata with what this host expects, before any of its code runs.
+/// @param metadata as QPluginLoader::metaData() gives it; empty for a file that is no Qt plug-in
+/// @return why the plug-in is refused, naming the key; empty when it may be loaded
+QString pluginRefusal(const QJsonObject &metadata);
 
 /// The plug-in manager of a host process: loads plug-ins, constructs the creators of their services and drives them.
 /// GUI thread.

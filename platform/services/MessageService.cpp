@@ -1,5 +1,4 @@
-#include "services/MessageService.h"
-#include "services/Database.h"
+#include "services/Services.h"
 #include "tarn/keys/MessageKeys.h"
 #include <QDateTime>
 #include <QUuid>

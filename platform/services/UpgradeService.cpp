@@ -1,5 +1,5 @@
-#include "services/UpgradeService.h"
 #include "services/Files.h"
+#include "services/Services.h"
 #include "services/SilentPatch.h"
 #include "services/UpgradeEngine.h"
 #include "tarn/link/UpgradeWire.h"

@@ -1,4 +1,4 @@
-#include "services/cloud/CloudService.h"
+#include "services/Services.h"
 #include "services/cloud/CloudStore.h"
 #include "services/cloud/QrTickets.h"
 #include "support/CallContext.h"

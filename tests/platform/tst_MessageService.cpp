@@ -1,6 +1,6 @@
 #include "services/Database.h"
 #include "services/Files.h"
-#include "services/MessageService.h"
+#include "services/Services.h"
 #include "support/CallContext.h"
 #include "tarn/keys/MessageKeys.h"
 #include "tarn/link/MessageWire.h"

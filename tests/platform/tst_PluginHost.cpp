@@ -1,5 +1,4 @@
 #include "host/PluginHost.h"
-#include "host/PluginMetadata.h"
 #include "host/SessionBus.h"
 #include "support/LogCatcher.h"
 #include "tarn/core/Program.h"
@@ -61,14 +60,14 @@ private slots:
         const QJsonObject map = all.value("MetaData").toObject();
         QCOMPARE(map.value("Description").toString(), QString("软件升级服务"));
         QCOMPARE(map.value("Category").toString(), QString("产品平台"));
-        QCOMPARE(pluginmetadata::refusal(all), QString());
+        QCOMPARE(pluginRefusal(all), QString());
         QCOMPARE(map.value("Name").toString(), QString("TARN.Service.Upgrade"));
     }
 
     void wrongByOneIsRefused()
     {
         const auto isRefused = [](const QJsonObject &metadata, const QString &named) {
-            return pluginmetadata::refusal(metadata).contains(named);
+            return pluginRefusal(metadata).contains(named);
         };
         QVERIFY(isRefused({}, "no Qt plug-in"));
         QVERIFY(isRefused(changed("IID", "com.veltro.TARNPlugin2", true), "com.veltro.TARNPlugin2"));

@@ -1,5 +1,5 @@
 #include "services/InstalledSoftware.h"
-#include "services/UpgradeService.h"
+#include "services/Services.h"
 #include "services/UpgradeStore.h"
 #include "support/CallContext.h"
 #include "support/Packages.h"

@@ -1,6 +1,5 @@
-#include "services/cloud/CloudService.h"
-#include "services/Dispatch.h"
 #include "services/Files.h"
+#include "services/Services.h"
 #include "services/cloud/CloudPages.h"
 #include "services/cloud/OneTimeCodes.h"
 #include "tarn/keys/CloudKeys.h"
