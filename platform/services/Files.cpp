@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryFile>
 #include <cerrno>
@@ -145,6 +146,11 @@ QString settingsFile(const QString &directory)
 {
     const QFileInfo file(directory + QStringLiteral("/cfg.ini"));
     return file.isFile() ? file.filePath() : QStringLiteral(":/none");
+}
+
+QString iniText(const QSettings &settings, const QString &key)
+{
+    return settings.value(key).toStringList().join(QLatin1Char(',')).trimmed();
 }
 
 QByteArray readPrivateFile(const QString &file, qint64 maxSize)

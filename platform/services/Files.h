@@ -4,6 +4,7 @@
 #include <atomic>
 
 class QFile;
+class QSettings;
 
 /// Files that must survive a crash of the machine or keep other users out. Any thread.
 namespace tarn::services {
@@ -47,6 +48,8 @@ QString dataDirectory();
 
 /// "cfg.ini" in a directory; the name of no file where it is missing, or something that would block its reader.
 QString settingsFile(const QString &directory);
+/// A text of an INI file, which QSettings splits at its commas.
+QString iniText(const QSettings &settings, const QString &key);
 
 /// A file that is no regular file, too large, another user's or open to other users.
 struct BadFile : Failure

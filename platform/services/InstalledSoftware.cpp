@@ -15,21 +15,15 @@ namespace {
 constexpr qint64 MaxDescription = 1024 * 1024; // bytes
 constexpr int MaxDepth = 16;                   // of directories
 
-// QSettings splits a value at its commas.
-QString text(const QSettings &settings, const QString &key)
-{
-    return settings.value(key).toStringList().join(QLatin1Char(',')).trimmed();
-}
-
 QMap<QString, QString> readPlugins(QSettings &settings)
 {
     QMap<QString, QString> plugins;
     const int count = qBound(0, settings.beginReadArray(QStringLiteral("Plugins")), MaxPlugins);
     for (int i = 0; i < count; ++i) {
         settings.setArrayIndex(i);
-        const QString name = text(settings, QStringLiteral("Name"));
+        const QString name = iniText(settings, QStringLiteral("Name"));
         if (!name.isEmpty())
-            plugins.insert(name, text(settings, QStringLiteral("Version")));
+            plugins.insert(name, iniText(settings, QStringLiteral("Version")));
     }
     settings.endArray();
     return plugins;
@@ -50,11 +44,11 @@ InstalledSoftware readDescription(const QString &file, const QDir &directory)
     settings.setIniCodec("UTF-8");
     InstalledSoftware software;
     software.directory = directory.absolutePath();
-    software.name = text(settings, QStringLiteral("SoftwareName"));
-    software.version = text(settings, QStringLiteral("Version"));
-    software.patchVersion = text(settings, QStringLiteral("PatchVersion"));
-    software.bits = text(settings, QStringLiteral("SoftBytes"));
-    const QString exe = text(settings, QStringLiteral("ExeName"));
+    software.name = iniText(settings, QStringLiteral("SoftwareName"));
+    software.version = iniText(settings, QStringLiteral("Version"));
+    software.patchVersion = iniText(settings, QStringLiteral("PatchVersion"));
+    software.bits = iniText(settings, QStringLiteral("SoftBytes"));
+    const QString exe = iniText(settings, QStringLiteral("ExeName"));
     if (!exe.isEmpty())
         software.exePath = QDir(software.directory).absoluteFilePath(exe);
     software.plugins = readPlugins(settings);

@@ -287,7 +287,7 @@ UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
     QSettings settings(settingsFile(programDirectory), QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
     const auto path = [&](const QString &key, const QString &otherwise) {
-        const QString configured = settings.value(key).toString();
+        const QString configured = iniText(settings, key);
         return QDir::cleanPath(directory.absoluteFilePath(configured.isEmpty() ? otherwise : configured));
     };
     UpgradePaths paths;
@@ -296,8 +296,14 @@ UpgradePaths UpgradePaths::ofProgram(const QString &programDirectory)
     paths.apps = path(QStringLiteral("system/apps_path"), QStringLiteral("apps"));
     if (!QDir(paths.apps).exists())
         paths.apps = QStringLiteral("/opt/apps");
-    paths.bandwidth = settings.value(QStringLiteral("upgrade/bandwidth")).toLongLong();
-    paths.publicKey = settings.value(QStringLiteral("upgrade/public_key")).toString().trimmed();
+    const QString bandwidth = iniText(settings, QStringLiteral("upgrade/bandwidth"));
+    bool isNumber = false;
+    paths.bandwidth = bandwidth.toLongLong(&isNumber);
+    if (!bandwidth.isEmpty() && (!isNumber || paths.bandwidth < 0))
+        qCWarning(servicesLog).noquote() << QStringLiteral("cfg.ini, upgrade/bandwidth: expected a number of bytes per "
+                                                           "second instead of \"%1\"; there is no limit")
+                                                .arg(bandwidth);
+    paths.publicKey = iniText(settings, QStringLiteral("upgrade/public_key"));
     return paths;
 }
 

@@ -2,6 +2,7 @@
 #include "services/Services.h"
 #include "services/UpgradeStore.h"
 #include "support/CallContext.h"
+#include "support/LogCatcher.h"
 #include "support/Packages.h"
 #include "support/SampleProgram.h"
 #include "tarn/keys/UpgradeKeys.h"
@@ -157,6 +158,17 @@ private slots:
         }
         QVERIFY(status().value(wire::Tasks).toList().isEmpty() && status().value(wire::Ignores).toList().isEmpty());
         QCOMPARE(call("Nothing").error.code, int(rpc::RpcError::NotFound));
+    }
+
+    void settings()
+    {
+        packages::writeFile(file("p/a,b/x"), "");
+        packages::writeFile(file("p/cfg.ini"), "[system]\napps_path=a,b\n[upgrade]\nbandwidth=1 MB\n");
+        const LogCatcher log;
+        const auto paths = services::UpgradePaths::ofProgram(file("p"));
+        QCOMPARE(paths.apps, file("p/a,b"));
+        QCOMPARE(paths.bandwidth, 0);
+        QCOMPARE(log.texts().filter("\"1 MB\"").size(), 1);
     }
 
     void badCatalogues()

@@ -418,7 +418,7 @@ QHash<QString, QString> configuredLinks(const QString &programDirectory)
     QHash<QString, QString> links;
     for (const QString &linkKey : LinkKeys) {
         const QString name = QStringLiteral("cloud/") + linkKey;
-        const QString address = file.value(name).toStringList().join(QLatin1Char(',')); // split at its commas
+        const QString address = iniText(file, name);
         const QUrl url(address, QUrl::StrictMode);
         if (!url.host().isEmpty() && (url.scheme() == QLatin1String("https") || url.scheme() == QLatin1String("http")))
             links.insert(linkKey, address);
