@@ -292,7 +292,7 @@ private:
     CallResult importAll(const Request &request)
     {
         QList<QVariantMap> messages;
-        const int first = request.values().value(wire::First).toInt();
+        const qint64 first = request.values().value(wire::First).toInt();
         for (const QVariant &entry : request.list) {
             const QString place = QStringLiteral("record %1: ").arg(first + messages.size());
             require(entry.userType() == QMetaType::QVariantMap, place + QStringLiteral("expected a map"));
@@ -332,8 +332,7 @@ private:
 
     CallResult list(const Request &request)
     {
-        return page(request, request.values().value(wire::All).toBool(),
-                    [this](const QSqlQuery &row) { return detailsOf(row); });
+        return page(request, request.flag(wire::All), [this](const QSqlQuery &row) { return detailsOf(row); });
     }
 
     template <class Read>

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QMutex>
 #include <QSettings>
+#include <algorithm>
 
 namespace tarn::services {
 
@@ -90,7 +91,7 @@ private:
     CallResult checkNewVersion(const Request &request)
     {
         QVariantList records = findUpdates(false);
-        const QString product = request.values().value(key::SoftwareName).toString();
+        const QString product = request.optionalText(key::SoftwareName);
         if (!product.isEmpty()) {
             const QVariantMap record = recordOf(records, product);
             records = record.isEmpty() ? QVariantList() : QVariantList{record};
@@ -108,6 +109,10 @@ private:
         if (offers.isEmpty() && !version.isEmpty())
             offers << Offer{product, bits, key::Software, {}, version};
         require(!offers.isEmpty(), QStringLiteral("the request names no version to ignore"));
+        for (const Offer &offer : qAsConst(offers))
+            require(
+                std::max({bits.size(), offer.item.size(), offer.version.size()}) <= ValueReader::MaxName,
+                QStringLiteral("a name or version to ignore is longer than %1 characters").arg(ValueReader::MaxName));
         m_store.ignore(offers);
         return ok();
     }
@@ -216,7 +221,7 @@ private:
         const InstalledProducts installed = readInstalledSoftware(m_paths.apps);
         const UpgradeTask task = patchTask(product, installed);
         return services::patchSilently({m_engine, m_presenter, request.context}, installed.value(product), task,
-                                       request.values().value(wire::KillRunning).toBool());
+                                       request.flag(wire::KillRunning));
     }
 
     // For the patch of the installed version, whether or not it is ignored or there is a new version as well.
@@ -236,7 +241,7 @@ private:
     {
         const QVariantList records = findUpdates(false);
         QVariantMap values{{wire::Shown, false}, {wire::ShowError, QString()}};
-        if (!records.isEmpty() && request.values().value(wire::Show, true).toBool())
+        if (!records.isEmpty() && request.flag(wire::Show, true))
             values = present(QStringLiteral("showAutoCheckUpdateDialog"), records);
         values.insert(wire::Offered, records.size());
         return ok(values, records);
@@ -267,8 +272,7 @@ private:
 
     CallResult forgetIgnores(const Request &request)
     {
-        const QString product = request.values().value(key::SoftwareName).toString();
-        return ok({{wire::Removed, m_store.forgetIgnores(product)}});
+        return ok({{wire::Removed, m_store.forgetIgnores(request.optionalText(key::SoftwareName))}});
     }
 
     const UpgradePaths m_paths;

@@ -160,6 +160,9 @@ private slots:
             QVERIFY2(result.retCode == 2003 && result.errorText.size() < 1000, qPrintable(result.errorText));
             QVERIFY2(result.errorText.contains(named), qPrintable(result.errorText));
         }
+        const QVariantList second{made("x", "2030-01-01 00:00:00"), 5};
+        QVERIFY(
+            call(wire::method::Import, {{wire::First, 2147483647}}, second).errorText.contains("record 2147483648:"));
         const auto all = call(wire::method::List, {{wire::All, true}});
         QCOMPARE(all.output.list.size(), 1);
         QCOMPARE(all.output.list.at(0).toMap().value(key::unRead), QVariant(true));

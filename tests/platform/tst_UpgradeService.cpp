@@ -158,6 +158,26 @@ private slots:
         }
         QVERIFY(status().value(wire::Tasks).toList().isEmpty() && status().value(wire::Ignores).toList().isEmpty());
         QCOMPARE(call("Nothing").error.code, int(rpc::RpcError::NotFound));
+
+        // A product of the wrong type does not stand for all products, nor a text for true.
+        const auto ignore = [this](const QString &version) {
+            return call("IgnoreUpgrade", {{key::IgnoredName, Product}, {key::IgnoredVersion, version}}).retCode;
+        };
+        QCOMPARE(ignore(QString(257, '1')), int(code::InvalidArgs));
+        QCOMPARE(ignore("1.10"), int(code::Ok));
+        const QVariantMap wrongName{{key::SoftwareName, QVariantList{Product}}};
+        QCOMPARE(call(wire::method::ForgetIgnores, wrongName).retCode, int(code::InvalidArgs));
+        QCOMPARE(call("CheckNewVersion", wrongName).retCode, int(code::InvalidArgs));
+        QCOMPARE(status().value(wire::Ignores).toList().size(), 1);
+        const QVariantMap wrongFlag{{key::SoftwareName, Product}, {wire::KillRunning, "no"}, {wire::Show, "no"}};
+        QCOMPARE(call(wire::method::PatchSilently, wrongFlag).retCode, int(code::InvalidArgs));
+        QCOMPARE(call(wire::method::ForgetIgnores).retCode, int(code::Ok));
+        QCOMPARE(call(wire::method::AnnounceUpdates, wrongFlag).retCode, int(code::InvalidArgs));
+        // Every list of the tasks has the sections that were requested.
+        const QVariantMap large{{key::NewVersion, "1.10"}, {"x", QString(1100000, 'x')}};
+        const auto started = call("StartDownload", {{key::SoftwareName, Product}, {key::Software, large}});
+        QVERIFY2(started.errorText.contains("1048576 bytes"), qPrintable(started.errorText));
+        QVERIFY(status().value(wire::Tasks).toList().isEmpty());
     }
 
     void settings()
