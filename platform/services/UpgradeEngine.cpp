@@ -120,6 +120,7 @@ bool UpgradeEngine::start(UpgradeTask task)
         m_unstored.remove(task.product);
         m_tasks.remove(before.id);
         m_tasks.insert(task.id, task);
+        dropForeignFiles(); // parts of the task that is replaced
         schedule();
         return true;
     });
