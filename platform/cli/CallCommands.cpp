@@ -210,12 +210,14 @@ int readOptions(const Line &line, rpc::Bag *input)
     if (line.isSet(Parent))
         input->values.insert(cloud::key::ParentWindow, line.value(Parent).toULongLong(&valid, 0));
     if (!valid)
-        throw wrongUsage(QStringLiteral("expected the number of a window in --%1").arg(Parent));
+        throw wrongUsage(
+            QStringLiteral("--%1: expected the number of a window, not \"%2\"").arg(Parent, line.value(Parent)));
     if (line.isSet(Timeout) && !line.isSet(Wait))
         throw wrongUsage(QStringLiteral("--%1 has no meaning without --%2").arg(Timeout, Wait));
     const int wait = line.isSet(Timeout) ? line.value(Timeout).toInt(&valid) : DefaultWait;
     if (!valid || wait <= 0)
-        throw wrongUsage(QStringLiteral("expected a number of seconds in --%1").arg(Timeout));
+        throw wrongUsage(
+            QStringLiteral("--%1: expected a number of seconds, not \"%2\"").arg(Timeout, line.value(Timeout)));
     return line.isSet(Wait) ? wait : 0;
 }
 

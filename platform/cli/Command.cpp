@@ -1,6 +1,7 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
 #include <algorithm>
+#include <cstdio>
 
 namespace tarn::cli {
 
@@ -123,7 +124,10 @@ int run(const QStringList &arguments)
     const auto isMeant = [&](const Command &each) { return arguments.mid(0, wordsOf(each).size()) == wordsOf(each); };
     const Command &command = *std::find_if(allCommands().cbegin(), allCommands().cend(), isMeant);
     try {
-        return runEntry(command, arguments.mid(wordsOf(command).size()));
+        const int code = runEntry(command, arguments.mid(wordsOf(command).size()));
+        if (code == status::Ok && std::ferror(stdout) != 0)
+            throw Failure{status::Refused, QStringLiteral("the answer cannot be written to the standard output")};
+        return code;
     } catch (const Failure &failure) {
         complain(failure.text);
         return failure.exitCode;

@@ -52,9 +52,9 @@ Calls the visualized service and the background services of the calling user. Ev
 )");
     for (const Command &command : allCommands())
         text += command.run ? commandSection(command) : QString();
-    return text + QStringLiteral(".SH EXIT STATUS\n") + entry("0", "accepted") + entry("1", "refused") +
-           entry("2", "wrong usage") + entry("3", "not reached") +
-           QStringLiteral(".SH SEE ALSO\n.BR visualized\\-host (1),\n.BR ServiceHub (1)");
+    return text + QStringLiteral(".SH EXIT STATUS\n") + entry("0", "accepted") +
+           entry("1", "refused, or the answer cannot be written") + entry("2", "wrong usage") +
+           entry("3", "not reached") + QStringLiteral(".SH SEE ALSO\n.BR visualized\\-host (1),\n.BR ServiceHub (1)");
 }
 
 // The words of each command and what can follow them: the table that the completion functions of all shells look up.

@@ -49,25 +49,25 @@ const QList<PushOption> &pushOptions()
 
 QVariant readPushOption(const PushOption &option, const QString &text)
 {
-    const auto wrong = [&option](const QString &problem) {
-        return wrongUsage(QStringLiteral("--%1: %2").arg(option.option.name, problem));
+    const auto wrong = [&](const QString &expected) {
+        return wrongUsage(QStringLiteral("--%1: expected %2, not \"%3\"").arg(option.option.name, expected, text));
     };
     if (option.key == key::unReadNum) {
         bool valid = false;
         const int number = text.toInt(&valid);
         if (!valid || number < 0)
-            throw wrong(QStringLiteral("expected a number of 0 or more"));
+            throw wrong(QStringLiteral("a number of 0 or more"));
         return number;
     }
     if (option.key == key::MsgDateTime) {
         const QString pattern = QStringLiteral("yyyy-MM-dd hh:mm:ss");
         if (!QDate::fromString(text, pattern.left(10)).isValid() && !QDateTime::fromString(text, pattern).isValid())
-            throw wrong(QStringLiteral("expected a time \"%1\"").arg(pattern));
+            throw wrong(QStringLiteral("a time \"yyyy-MM-dd[ hh:mm:ss]\""));
     }
     if (option.key == key::PicFilePath && !text.isEmpty()) {
         const QFileInfo picture(text);
         if (!picture.isFile() || !picture.isReadable())
-            throw wrong(QStringLiteral("no such file: %1").arg(text));
+            throw wrong(QStringLiteral("a file that can be read"));
         return picture.absoluteFilePath();
     }
     return text;

@@ -138,8 +138,10 @@ bool confirm(const QString &question)
 QByteArray readArgument(const QString &argument)
 {
     QFile file(argument.mid(1));
+    const bool isInput = argument == QLatin1String("-");
+    const QString name = isInput ? QStringLiteral("the standard input") : file.fileName();
     bool opened = false;
-    if (argument == QLatin1String("-"))
+    if (isInput)
         opened = file.open(stdin, QIODevice::ReadOnly);
     else if (argument.startsWith(QLatin1Char('@')))
         opened = file.open(QIODevice::ReadOnly);
@@ -150,9 +152,9 @@ QByteArray readArgument(const QString &argument)
     while (opened && text.size() <= MaxInput && !(part = file.read(MaxInput + 1 - text.size())).isEmpty())
         text += part;
     if (!opened || file.error() != QFileDevice::NoError)
-        throw wrongUsage(QStringLiteral("%1: %2").arg(argument.mid(1), file.errorString()));
+        throw wrongUsage(QStringLiteral("%1: %2").arg(name, file.errorString()));
     if (text.size() > MaxInput)
-        throw wrongUsage(QStringLiteral("%1 is larger than %2 bytes").arg(argument).arg(MaxInput));
+        throw wrongUsage(QStringLiteral("%1 is larger than %2 bytes").arg(name, QString::number(MaxInput)));
     return text;
 }
 

@@ -55,6 +55,12 @@ private slots:
         steps.append({"call ShowNotifyMessage --help", 0, "unReadNum (string)"});
         steps.append({"call --list", 0, "ShowMessageCenter"});
         QCOMPARE(wrong(steps), QString());
+        QProcess full;
+        full.setStandardOutputFile("/dev/full");
+        full.start(Sandbox::program("tarnctl"), {"call", "--list"});
+        QVERIFY(full.waitForFinished(10000));
+        QCOMPARE(full.exitCode(), 1);
+        QVERIFY(full.readAllStandardError().contains("cannot be written"));
         for (const auto &[words, expected] :
              {std::pair("cloud account l", "list lock\n"), std::pair("sing a l", "\n")}) {
             QProcess bash;
@@ -76,16 +82,16 @@ private slots:
             {"message show", 2, "ID is missing"},
             {"message sing", 2, "\"sing\""},
             {"message push --colour red", 2, "colour"},
-            {"message push --title a --unread many", 2, "--unread"},
+            {"message push --title a --unread many", 2, "--unread: expected a number of 0 or more, not \"many\""},
             {"message push --unread -1", 2, "--unread"},
-            {"message push --time tomorrow", 2, "--time"},
+            {"message push --time tomorrow", 2, "not \"tomorrow\""},
             {"message push --picture /nope", 2, "/nope"},
             {"message push stray", 2, "\"stray\""},
             {"message clear", 2, "--yes"}, // the standard input is no terminal
             {"message import /no/such/file", 2, "/no/such/file"},
             {"message import /", 2, "/: "},
             {"call ShowMessageCenter --wait", 2, "--wait"},
-            {"call ShowCloudLogin --wait --timeout soon", 2, "--timeout"},
+            {"call ShowCloudLogin --wait --timeout soon", 2, "--timeout: expected a number of seconds, not \"soon\""},
             {"call ShowCloudLogin --timeout 5", 2, "--wait"},
             {"cloud account add a", 2, "password is required"}, // the standard input is empty
             {"cloud account lock a maybe", 2, "\"maybe\""},
