@@ -39,6 +39,8 @@ void notifyAfterScan(const LoginCaller &caller)
 {
     cloudcalls::notify(caller, QStringLiteral("扫码登录：开始通知云登录后事件"), QStringLiteral("快捷登录成功。"));
 }
+
+QPointer<CYunLoginDialog> newest; // the one open dialog, or the last one that was
 } // namespace
 
 CYunLoginDialog::CYunLoginDialog(QWidget *parent, const Rhythm &rhythm)
@@ -46,6 +48,7 @@ CYunLoginDialog::CYunLoginDialog(QWidget *parent, const Rhythm &rhythm)
     , m_caller(std::make_shared<QSharedPointer<ICloudLoginNotify>>())
     , m_rhythm(rhythm)
 {
+    newest = this;
     InitDialog();
 }
 
@@ -210,7 +213,7 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
     return tip.isEmpty();
 }
 
-// The service may still sign the user in: the caller is notified then, even if this dialog has been destroyed.
+// The service may still sign the user in, also when this dialog has been destroyed.
 void CYunLoginDialog::leaveAccountSignIn()
 {
     AccountSignIn *left = m_waiting ? AccountSignIn::current() : nullptr;
@@ -219,14 +222,21 @@ void CYunLoginDialog::leaveAccountSignIn()
         return;
     left->leave();
     connect(left, &AccountSignIn::answered, left,
-            [self = QPointer<CYunLoginDialog>(this), caller = m_caller,
-             account = m_accountPage->request().user](const ServiceOutcome &outcome) {
-                if (!AccountSignIn::conclude(account, outcome).isEmpty())
-                    return;
-                if (self)
-                    self->close();
-                notifyAfterAccount(caller);
+            [caller = m_caller, account = m_accountPage->request().user](const ServiceOutcome &outcome) {
+                if (AccountSignIn::conclude(account, outcome).isEmpty())
+                    signedIn(caller, notifyAfterAccount);
             });
+}
+
+// Ends the sign-in of this caller, and that of a later one whose dialog is open by now: the user is signed in.
+void CYunLoginDialog::signedIn(const LoginCaller &caller, void (*notify)(const LoginCaller &))
+{
+    const LoginCaller later = newest && !newest->m_closed ? newest->m_caller : caller;
+    if (newest)
+        newest->close();
+    notify(caller);
+    if (later != caller && *later)
+        notify(later);
 }
 
 void CYunLoginDialog::cancelWait()
@@ -343,7 +353,7 @@ void CYunLoginDialog::waitForScan(const QString &randomCode)
                 if (self)
                     self->QuickLoginSuccess(token);
                 else
-                    notifyAfterScan(caller);
+                    signedIn(caller, notifyAfterScan);
             });
     poller->start();
     if (poller->isRunning() || poller->isFinished())
@@ -362,9 +372,8 @@ void CYunLoginDialog::stopPoller()
 
 void CYunLoginDialog::QuickLoginSuccess(QString)
 {
-    stopPoller();
     close();
-    notifyAfterScan(m_caller);
+    signedIn(m_caller, notifyAfterScan);
 }
 
 void CYunLoginDialog::QuickLoginFail(QString strError)

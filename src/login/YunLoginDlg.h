@@ -95,6 +95,8 @@ private:
 
     bool ExecuteLoginByAccount();
     void leaveAccountSignIn();
+    static void signedIn(const tarn::visualized::LoginCaller &caller,
+                         void (*notify)(const tarn::visualized::LoginCaller &));
     void quickLogin(const QString &type, const QString &clickLine);
     void waitForScan(const QString &randomCode);
     void stopPoller();
