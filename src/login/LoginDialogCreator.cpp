@@ -82,8 +82,7 @@ void LoginDialogCreator::show(QSharedPointer<ICloudLoginNotify> notify, void *pa
 
 CYunLoginDialog *LoginDialogCreator::createDialog()
 {
-    auto *dialog = new CYunLoginDialog;
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    auto *dialog = new CYunLoginDialog; // deletes itself, see front::bringToFront()
     connect(dialog, &CYunLoginDialog::LoginDialogClosed, this, &LoginDialogCreator::onDialogClosed);
     connect(dialog, &QObject::destroyed, this, &LoginDialogCreator::onDialogClosed);
     m_dialog = dialog;
@@ -115,22 +114,16 @@ void LoginDialogCreator::closeDlg()
 
 void LoginDialogCreator::startCheck()
 {
-    if (!m_checking) {
-        m_checker = std::make_unique<CProcessChecker>(); // a stopped checker cannot be started again
+    if (!m_checker) {
+        m_checker = std::make_unique<CProcessChecker>();
         connect(m_checker.get(), &CProcessChecker::processNoFind, this, &LoginDialogCreator::closeDlg);
-        m_checking = true;
     }
     m_checker->setProcessName(m_exeName);
     if (!m_checker->isRunning())
         m_checker->start(QThread::InheritPriority);
 }
 
-void LoginDialogCreator::stopCheck(bool wait)
+void LoginDialogCreator::stopCheck(bool)
 {
-    m_checking = false;
-    if (!m_checker)
-        return;
-    m_checker->stop();
-    if (wait)
-        m_checker->wait();
+    m_checker.reset(); // a stopped checker cannot be started again
 }

@@ -32,9 +32,8 @@ public:
     /// @param parentHandle X11 window id of the caller's window to centre over (not a pointer), null for none
     void show(QSharedPointer<ICloudLoginNotify> notify, void *parentHandle);
     void closeDlg();
-    /// Stops watching the caller's process.
-    /// @param wait whether to wait until the watching thread has ended, 20 ms at most
-    void stopCheck(bool wait);
+    /// Stops watching the caller's process. The thread has ended when it returns, within 20 ms, whatever the argument.
+    void stopCheck(bool);
 
     /// Whether the service shows its tip about the cloud lock; for the next show().
     void SetYunLockError(bool showTip) { m_yunLockErrorTip = showTip; }
@@ -53,8 +52,7 @@ private:
     void startCheck();
 
     std::atomic<CYunLoginDialog *> m_dialog{nullptr}; ///< null as soon as it is closed
-    std::unique_ptr<CProcessChecker> m_checker;
-    bool m_checking = false; ///< m_checker has not been stopped
+    std::unique_ptr<CProcessChecker> m_checker;       ///< while there is a dialog
     bool m_yunLockErrorTip = false;
     QString m_exeName;
     QString m_softId;
