@@ -17,7 +17,6 @@ using namespace tarn::visualized;
 namespace {
 namespace key = tarn::message::key;
 
-constexpr QPoint CornerDistance(10, 10);
 constexpr unsigned long ReplacePauseSeconds = 2;
 // A screen that paints nothing must not hold back the notices behind it.
 constexpr int PaintPatienceMs = 1000;
@@ -28,12 +27,6 @@ QRect withinReason(const QRect &rect)
 {
     const auto bound = [](int edge) { return qBound(-FarthestPixel, edge, FarthestPixel); };
     return {QPoint(bound(rect.left()), bound(rect.top())), QPoint(bound(rect.right()), bound(rect.bottom()))};
-}
-
-void moveToCorner(NotifyWnd *window)
-{
-    const QPoint corner = window->cornerPos(CornerDistance.x(), CornerDistance.y());
-    window->move(corner.x() - window->width(), corner.y() - window->height());
 }
 } // namespace
 
@@ -71,12 +64,12 @@ void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
 
     const QString id = window->GetMsgId();
     VT_LOG(info) << QStringLiteral("显示通知栏窗口。消息ID:%1").arg(id);
-    moveToCorner(window); // where it will stand, so that it is not seen jumping
+    window->moveToCorner(); // where it will stand, so that it is not seen jumping
     front::showOnTopOnce(window);
     VT_LOG(info) << QStringLiteral("通知消息展示-消息id:") + id + QStringLiteral("时间") +
                         QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
     VT_LOG(info) << QStringLiteral("通知栏窗口。width:%1 --height:%2").arg(window->width()).arg(window->height());
-    moveToCorner(window);
+    window->moveToCorner();
 }
 
 void CVisualizedManager::replaceNotice()

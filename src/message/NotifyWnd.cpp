@@ -12,6 +12,7 @@
 #include "widgets/ElideLabel.h"
 #include "widgets/Look.h"
 #include "widgets/Picture.h"
+#include "widgets/Placement.h"
 #include "widgets/SafeHtml.h"
 #include "widgets/ShownText.h"
 #include "widgets/TextMenu.h"
@@ -27,6 +28,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QThreadPool>
+#include <QWindow>
 
 using namespace tarn::visualized;
 
@@ -185,8 +187,24 @@ NotifyWnd::NotifyWnd(QWidget *parent)
     AdjustSizeByScreen();
     InitUi();
     connect(Compositor::instance(), &Compositor::changed, this, &NotifyWnd::updateShape);
-    if (const QScreen *screen = QGuiApplication::primaryScreen())
-        connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NotifyWnd::DpiChanged);
+    connect(qApp, &QGuiApplication::primaryScreenChanged, this, &NotifyWnd::followScreen);
+    followScreen(QGuiApplication::primaryScreen());
+}
+
+// It cannot be dragged back from a place that no screen shows any more.
+void NotifyWnd::followScreen(const QScreen *screen)
+{
+    if (!screen)
+        return;
+    connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NotifyWnd::DpiChanged);
+    connect(screen, &QScreen::availableGeometryChanged, this, &NotifyWnd::moveToCorner);
+    moveToCorner();
+}
+
+void NotifyWnd::moveToCorner()
+{
+    const QSize size = placement::settledSize(this);
+    setGeometry(QRect(cornerPos(10, 10) - QPoint(size.width(), size.height()), size));
 }
 
 QString NotifyWnd::GetMsgId() const
@@ -313,6 +331,9 @@ void NotifyWnd::paintEvent(QPaintEvent *)
 void NotifyWnd::showEvent(QShowEvent *e)
 {
     QWidget::showEvent(e);
+    // It keeps its pixels when Qt moves it to a screen of another scale.
+    connect(windowHandle(), &QWindow::screenChanged, this, &NotifyWnd::moveToCorner,
+            Qt::ConnectionType(Qt::QueuedConnection | Qt::UniqueConnection));
     // A window manager may give it the keyboard all the same.
     front::neutralFocus(this);
 }

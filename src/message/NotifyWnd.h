@@ -7,6 +7,7 @@
 class ElideLabel;
 class QLabel;
 class QPushButton;
+class QScreen;
 class QScrollArea;
 
 namespace tarn::visualized {
@@ -43,6 +44,7 @@ public:
     /// @param callback called once, when the window closes; may be null
     void SetWndCallBack(void (*callback)()) { m_callback = callback; }
     void CloseDlg() { close(); }
+    void moveToCorner(); ///< 10 pixels inside the corner of the primary screen's available area
 
 signals:
     void firstPainted();
@@ -60,6 +62,7 @@ protected:
     void keyPressEvent(QKeyEvent *e) override;
 
 private:
+    void followScreen(const QScreen *screen);
     void InitUi();
     void makeBody();
     void makeBodyScroll();

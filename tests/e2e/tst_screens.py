@@ -1,4 +1,6 @@
 """Where the windows come up, and how large, on two screens, the right one of which is the primary one."""
+import subprocess
+
 from desktop import wait
 from platformtest import PlatformTest, main
 from products import Products
@@ -49,6 +51,25 @@ class Screens(PlatformTest):
                 window, margin = self.shown(role, *command), 11 * self.scales[PRIMARY]
                 self.check_near((window.x + window.width, window.y + window.height), (right - margin, bottom - margin),
                                 3 * (self.scales[PRIMARY] - 1))
+
+    def test_notice_follows_the_primary_screen(self):
+        """To the left screen when that is the only one, and back."""
+        def at_corner(right, bottom, scale):
+            def near():
+                windows = self.desktop.windows("NotifyWnd")
+                return windows and all(abs(edge - margin) <= 13 * scale for edge, margin in
+                                       ((right - windows[0].x - windows[0].width, 0),
+                                        (bottom - windows[0].y - windows[0].height, 0)))
+            wait(near, lambda: f"the notice in the corner: {self.desktop.windows('NotifyWnd')}")
+        back = ("xrandr", "--output", "DUMMY1", "--mode", "1280x1000", "--pos", "1024x0", "--primary")
+        self.session.run(*NOTICE)
+        at_corner(2304, 1000, self.scales[PRIMARY])
+        self.addCleanup(subprocess.run, back, check=True)
+        subprocess.run(("xrandr", "--output", "DUMMY1", "--off"), check=True)
+        at_corner(1024, 768, self.scales[LEFT])
+        subprocess.run(back, check=True)
+        at_corner(2304, 1000, self.scales[PRIMARY])
+        self.desktop.close("NotifyWnd")
 
     def test_middle_of_the_primary_screen(self):
         for role, *command in (("CMsgCenterDlg", "call", "ShowMessageCenter"),

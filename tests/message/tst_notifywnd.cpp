@@ -15,6 +15,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -72,6 +73,13 @@ private slots:
         const QSize usable = window->ScreenSize();
         QCOMPARE(window->pos(),
                  QPoint(usable.width() - (window->width() - 1) - 11, usable.height() - (window->height() - 1) - 11));
+        const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+        const QPoint corner(area.right() - 10 - window->width(), area.bottom() - 10 - window->height());
+        emit QGuiApplication::primaryScreen()->availableGeometryChanged(area);
+        QCOMPARE(window->pos(), corner);
+        window->move(0, 0); // on a screen that is removed
+        emit qApp->primaryScreenChanged(QGuiApplication::primaryScreen());
+        QCOMPARE(window->pos(), corner);
         window->setMask(QRegion(1, 1, 5, 5)); // as without a compositor
         emit Compositor::instance()->changed();
         QVERIFY(window->mask().isEmpty());
