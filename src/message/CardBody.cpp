@@ -232,7 +232,7 @@ QWidgetList CardBody::tabStops() const
 void CardBody::buildLink()
 {
     const sMsgData &message = m_item->message();
-    if (message.LinkAdress.isEmpty())
+    if (message.LinkAdress.isEmpty() && message.LinkText.isEmpty())
         return;
     m_link = look::named(new LinkLabel(this), "messageLink");
     m_link->setFont(m_card.bodyFont());

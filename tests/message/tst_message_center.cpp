@@ -91,7 +91,7 @@ private slots:
     {
         const LinkTaker links({"https", "file"});
         const QVariantMap linked{{"LinkText", "查看 <详情>"}, {"LinkAdress", "https://x.example/a?a=1&b"}};
-        const Window window = open({message("a", linked), message("b")});
+        const Window window = open({message("a", linked), message("b"), message("c", {{"LinkText", "<无地址>"}})});
         QSignalSpy clicks(window.get(), &CMsgCenterDlg::MsgHasBeClickSignal);
         QTest::keyClick(item(window, 0), Qt::Key_Return);
         QTRY_VERIFY(item(window, 0)->findChild<QLabel *>("messageLink")->width() > 100);
@@ -109,6 +109,9 @@ private slots:
         QCOMPARE(links.urls.size(), 1);
         QCOMPARE(reports(), QStringList({"MsgState 2 b", "receipt 2 b", "receipt 3 a"})); // not followed
         QVERIFY(!hasDot(item(window, 1)));
+        QTest::keyClick(item(window, 2), Qt::Key_Return);
+        const auto *plain = item(window, 2)->findChild<QLabel *>("messageLink");
+        QVERIFY(plain && plain->text() == "<无地址>" && plain->textFormat() == Qt::PlainText);
     }
 
     void deletingTakesMessagesAwayOneByOne()
