@@ -1,6 +1,7 @@
 #include "upgrade/NotesFile.h"
 #include "base/Log.h"
 #include "base/RegularFile.h"
+#include "widgets/Look.h"
 #include "widgets/SafeDocument.h"
 #include "widgets/SafeHtml.h"
 #include "widgets/ShownText.h"
@@ -355,6 +356,7 @@ std::shared_ptr<QTextDocument> emptyDocument(const QFont &font)
     document->setDocumentMargin(PageMargin);
     document->setDefaultTextOption(QTextOption());
     document->setDefaultFont(font);
+    document->setDefaultStyleSheet(look::links());
     return document;
 }
 

@@ -120,6 +120,8 @@ QString thinScrollBars(const QString &selector, int width, const QString &ground
 QString titleBand(const QString &ground, const QString &line = QString());
 /// Flat tabs with a blue line under the selected one. `size` are further properties of a tab, e.g. "width:150px;".
 QString tabs(int height, const QString &size, const QWidget *w = nullptr);
+/// The colour of links in a text, which Qt takes from the host otherwise; colours that the text gives win.
+QString links();
 /// A white pop-up menu with a blue selection.
 QMenu *newMenu(QWidget *parent);
 

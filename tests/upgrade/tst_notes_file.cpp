@@ -59,15 +59,18 @@ private slots:
 
     void nothingIsFetched()
     {
-        const QString html = QString("<link rel='stylesheet' href='%1'><style>@import url('%1');"
-                                     "body{background-image:url('file://%1')}</style>"
-                                     "<body background='%1'>before<img src='%1'><img src='file://%1'>after")
-                                 .arg(pipe("image.png"));
+        const QString html =
+            QString("<link rel='stylesheet' href='%1'><style>@import url('%1');"
+                    "body{background-image:url('file://%1')}</style>"
+                    "<body background='%1'>before<img src='%1'><img src='file://%1'><a href=x>after</a>")
+                .arg(pipe("image.png"));
         CExplainItem item({"产品", "1.0", file(html.toUtf8()), "2.0"});
         item.resize(600, 400);
         item.show();
-        QTRY_VERIFY(item.findChild<QTextBrowser *>()->toPlainText().contains("after"));
-        QVERIFY(!item.grab().isNull()); // drawing the images would open the pipe, and wait for ever
+        const auto *view = item.findChild<QTextBrowser *>();
+        QTRY_VERIFY(view->toPlainText().contains("after"));
+        QVERIFY(view->toHtml().contains("color:#0c64eb")); // not the host's
+        QVERIFY(!item.grab().isNull());                    // drawing the images would open the pipe, and wait for ever
     }
 
     // A word has few marks; a long run of them takes the page its format, since it can hold the layout.
