@@ -8,7 +8,7 @@ set -euo pipefail
 build=(
     build-essential ccache cmake git ninja-build pkg-config
     qtbase5-dev libqt5svg5-dev libx11-dev
-    libgrpc++-dev libgrpc-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc
+    libgrpc++-dev libgrpc-dev libabsl-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc
     libarchive-dev libsodium-dev libmicrohttpd-dev libqrencode-dev libbsd-dev libxcb1-dev
 )
 # What the programs load at run time beyond the libraries they are linked with.

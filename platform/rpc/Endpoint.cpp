@@ -223,6 +223,7 @@ bool Endpoint::open(const QString &socketName, grpc::Service *further, QString *
 bool Endpoint::start(const std::shared_ptr<grpc::ServerCredentials> &trust, grpc::Service *further, QString *error)
 {
     using Acceptor = grpc::experimental::ExternalConnectionAcceptor;
+    speedUpLocks();
     enablePlugins();
     grpc::ServerBuilder builder;
     const std::shared_ptr<Acceptor> acceptor = builder.experimental().AddExternalConnectionAcceptor(
