@@ -38,7 +38,7 @@ if(TARN_SANITIZE MATCHES thread)
     # Otherwise protobuf's headers give its classes members that its library does not know.
     set(TARN_PROTOBUF_FLAGS -U__SANITIZE_THREAD__ -D_GLIBCXX_TSAN=1)
     # What the sanitizer must know about the libraries without instrumentation.
-    add_library(tarn_tsan_shims OBJECT "${CMAKE_SOURCE_DIR}/tests/support/TsanShims.cpp")
+    add_library(tarn_tsan_shims OBJECT "${CMAKE_SOURCE_DIR}/tools/tsan/TsanShims.cpp")
     target_compile_features(tarn_tsan_shims PRIVATE cxx_std_17)
     target_link_libraries(tarn_tsan_shims PRIVATE Qt5::Core)
     set_target_properties(tarn_tsan_shims PROPERTIES AUTOMOC OFF AUTORCC OFF)
@@ -93,7 +93,7 @@ function(tarn_add_test name)
     endif()
     set(launcher)
     if(TARN_SANITIZE MATCHES thread)
-        set(launcher "${CMAKE_SOURCE_DIR}/tests/support/with-tsan.sh")
+        set(launcher "${CMAKE_SOURCE_DIR}/tools/tsan/with-tsan.sh")
     endif()
     set(env "QT_FONT_DPI=96" "QT_LOGGING_RULES=" "LANG=C.UTF-8" "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp"
         "UBSAN_OPTIONS=print_stacktrace=1" "TARN_BIN_DIR=${TARN_BIN_DIR}")

@@ -75,12 +75,8 @@ void release(const void *address)
         return taken;                                                                                                  \
     }
 
-// Locks. The uncontended paths of a QMutex are inline atomics in our code, which the sanitizer sees.
-LOCKS(mutexLockSlow, "_ZN11QBasicMutex12lockInternalEv")
-TRIES_FOR(mutexTryLockSlow, "_ZN11QBasicMutex12lockInternalEi")
-UNLOCKS(mutexUnlockSlow, "_ZN11QBasicMutex14unlockInternalEv")
+// Locks
 LOCKS(mutexLock, "_ZN6QMutex4lockEv")
-TRIES_FOR(mutexTryLock, "_ZN6QMutex7tryLockEi")
 UNLOCKS(mutexUnlock, "_ZN6QMutex6unlockEv")
 LOCKS(lockForRead, "_ZN14QReadWriteLock11lockForReadEv")
 TRIES(tryLockForRead, "_ZN14QReadWriteLock14tryLockForReadEv")
@@ -113,14 +109,6 @@ SHIM(bool, waitForWake, "_ZN14QWaitCondition4waitEP6QMutex14QDeadlineTimer", voi
     acquire(mutex);
     return woken;
 }
-SHIM(bool, waitForWakeMs, "_ZN14QWaitCondition4waitEP6QMutexm", void *condition, void *mutex, unsigned long ms)
-{
-    release(mutex);
-    const bool woken = next_waitForWakeMs()(condition, mutex, ms);
-    acquire(mutex);
-    return woken;
-}
-
 // Signals: from the emission to the slot, by the sender's address; functions that are invoked in another thread and the
 // result of blocking ones, by the address of their wrapper.
 namespace {
