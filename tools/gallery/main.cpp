@@ -38,8 +38,10 @@ using gallery::waitFor;
 namespace {
 
 constexpr int DesignDpi = 96;
-constexpr int ClearlyOther = 32;        // of 255, in one of the colours: processors blend in different ways
+constexpr int ClearlyOther = 32;        // of 255, in one of the colours: edges and glyphs differ between processors
 constexpr double AllowedShare = 0.0001; // of a picture's pixels, less than a small icon takes
+constexpr int FaintlyOther = 3;         // of 255, more than rounding makes
+constexpr int GroundSize = 8;           // pixels; no edge or glyph fills a square of this size
 
 QString fileName(const Scene &scene, int dpi)
 {
@@ -67,21 +69,33 @@ QImage pictureOf(const Scene &scene)
     return image;
 }
 
-// The share of pixels that clearly differ; 1 for another size.
-double difference(const QImage &one, const QImage &other)
+int difference(QRgb one, QRgb other)
+{
+    return std::max({qAbs(qRed(one) - qRed(other)), qAbs(qGreen(one) - qGreen(other)), qAbs(qBlue(one) - qBlue(other)),
+                     qAbs(qAlpha(one) - qAlpha(other))});
+}
+
+// Where the pictures differ; empty when the windows look the same.
+QString differingPart(const QImage &one, const QImage &other)
 {
     if (one.isNull() || one.size() != other.size())
-        return 1;
-    int differing = 0;
+        return QStringLiteral("its size");
+    const int columns = one.width() / GroundSize + 1;
+    QVector<int> faintlyOther(columns * (one.height() / GroundSize + 1)); // pixels in each square
+    int clearlyOther = 0;
     for (int y = 0; y < one.height(); ++y) {
         for (int x = 0; x < one.width(); ++x) {
-            const QRgb a = one.pixel(x, y);
-            const QRgb b = other.pixel(x, y);
-            differing += std::max({qAbs(qRed(a) - qRed(b)), qAbs(qGreen(a) - qGreen(b)), qAbs(qBlue(a) - qBlue(b)),
-                                   qAbs(qAlpha(a) - qAlpha(b))}) > ClearlyOther;
+            const int byHowMuch = difference(one.pixel(x, y), other.pixel(x, y));
+            clearlyOther += byHowMuch > ClearlyOther;
+            faintlyOther[y / GroundSize * columns + x / GroundSize] += byHowMuch > FaintlyOther;
         }
     }
-    return double(differing) / one.width() / one.height();
+    if (clearlyOther > AllowedShare * one.width() * one.height())
+        return QStringLiteral("%1 of its pixels").arg(clearlyOther);
+    const int ground = faintlyOther.indexOf(GroundSize * GroundSize);
+    if (ground < 0)
+        return QString();
+    return QStringLiteral("a ground at %1, %2").arg(ground % columns * GroundSize).arg(ground / columns * GroundSize);
 }
 
 bool takePicture(const Scene &scene, int dpi, const QDir &folder, const QString &compared)
@@ -92,11 +106,11 @@ bool takePicture(const Scene &scene, int dpi, const QDir &folder, const QString 
         QTextStream(stderr) << "gallery: no picture of " << scene.name << '\n';
         return false;
     }
-    const double share = compared.isEmpty() ? 0 : difference(image, QImage(QDir(compared).filePath(name)));
-    if (share <= AllowedShare)
+    const QString part = compared.isEmpty() ? QString() : differingPart(image, QImage(QDir(compared).filePath(name)));
+    if (part.isEmpty())
         return true;
     QTextStream(stderr) << "gallery: " << folder.filePath(name) << " differs from that in " << compared << " in "
-                        << 100 * share << " % of its pixels\n";
+                        << part << '\n';
     return false;
 }
 
