@@ -69,7 +69,7 @@ private slots:
         QVERIFY(part(window, "notify-url")->isHidden());
         QTest::keyClick(window.get(), Qt::Key_Tab);
         QCOMPARE(window->focusWidget(), part<QWidget>(window, "notify-msgcenter-btn"));
-        window->DpiChanged(120);
+        emit QGuiApplication::primaryScreen()->logicalDotsPerInchChanged(120);
         const QSize usable = window->ScreenSize();
         QCOMPARE(window->pos(),
                  QPoint(usable.width() - (window->width() - 1) - 11, usable.height() - (window->height() - 1) - 11));

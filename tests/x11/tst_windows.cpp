@@ -1,3 +1,4 @@
+#include "message/NotifyWnd.h"
 #include "support/XClients.h"
 #include "support/Xdotool.h"
 #include "widgets/BringToFront.h"
@@ -6,6 +7,7 @@
 #include "widgets/Look.h"
 #include <QApplication>
 #include <QProcess>
+#include <QScreen>
 #include <QTest>
 #include <QWindow>
 
@@ -95,6 +97,32 @@ private slots:
         compositor.kill();
         QVERIFY(compositor.waitForFinished());
         QTRY_VERIFY(!box.mask().isEmpty());
+    }
+
+    // A panel takes its room on one axis of the screen.
+    void noticeStaysBesideThePanel()
+    {
+        NotifyWnd notice(nullptr);
+        notice.setAttribute(Qt::WA_DeleteOnClose, false);
+        notice.show();
+        const QScreen *screen = QGuiApplication::primaryScreen();
+        const QRect whole = screen->geometry();
+        const QPair<QPoint, QVector<quint32>> panels[] = {
+            {{0, 40}, {0, 0, 0, 40, 0, 0, 0, 0, 0, 0, 0, 1919}}, // at the lower edge
+            {{60, 0}, {60, 0, 0, 0, 0, 1079}}};                  // at the left one
+        for (const auto &[taken, strut] : panels) {
+            const xcb_window_t panel = m_server.open(QRect(0, 0, 10, 10), true);
+            xcb_change_property(m_server.connection(), XCB_PROP_MODE_REPLACE, panel,
+                                m_server.atom("_NET_WM_STRUT_PARTIAL"), XCB_ATOM_CARDINAL, 32, 12,
+                                QVector<quint32>(strut + QVector<quint32>(6)).constData());
+            m_server.focus(); // all of it is sent
+            QTRY_COMPARE(screen->availableGeometry().width(), whole.width() - taken.x());
+            QTRY_COMPARE(screen->availableGeometry().height(), whole.height() - taken.y());
+            notice.DpiChanged(120);
+            QTRY_COMPARE(placeOf(notice).bottomRight(), whole.bottomRight() - taken - QPoint(10, 10));
+            m_server.destroy(panel);
+            QTRY_COMPARE(screen->availableGeometry(), whole);
+        }
     }
 
 private:
