@@ -51,7 +51,9 @@ QSize ElideLabel::framed(const QSize &text) const
 QSize ElideLabel::sizeHint() const
 {
     ensurePolished();
-    const QString whole = measured();
+    QString whole = measured();
+    if (m_maximumLines == 1)
+        whole = text::elided(whole, font(), QWIDGETSIZE_MAX); // without its line ends
     const QRect bounds = fontMetrics().boundingRect(QRect(), Qt::AlignLeft, whole);
     return framed(QSize(qMax(bounds.width(), fontMetrics().horizontalAdvance(whole)) + 1,
                         qMax(bounds.height(), fontMetrics().height())));

@@ -34,6 +34,7 @@ private slots:
             QCOMPARE(label.text(), text);
             QVERIFY(label.toolTip().isEmpty());
         }
+        QCOMPARE(ElideLabel("一\n二\r\n三", nullptr).sizeHint(), ElideLabel("一 二 三", nullptr).sizeHint());
     }
 
     void elisionOfTheBeginning()
