@@ -29,8 +29,7 @@ QString dialogSheet(const QWidget *w)
                .arg(look::FrameBlue, look::RuleGrey) +
            CIconEditWidget::sheet() + look::titleBand(look::BandBlue) +
            look::tabs(40, QStringLiteral("width:%1;padding:0px;").arg(look::px(150, w)), w) + look::blueButton() +
-           look::whiteButton() + look::linkButton() +
-           QStringLiteral("CCustomBtn[tone=\"Link\"]:disabled{background-color:transparent;border:none;}");
+           look::whiteButton() + look::linkButton();
 }
 
 QWidget *quickRule(QWidget *parent)

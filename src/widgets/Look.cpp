@@ -39,7 +39,7 @@ QFont face(const QString &family, int size, int weight, const QWidget *w)
 QString button(const QString &selector, const QString &normal, const QString &hover, const QString &pressed,
                const QString &focus)
 {
-    return QStringLiteral("%1{%2 border-radius:3px; padding:0px 6px; margin:0px;}"
+    return QStringLiteral("%1{%2 border-radius:3px; padding:0px 6px; margin:0px; outline:none;}"
                           "%1:hover{%3}"
                           "%1:pressed{%4}"
                           "%1:focus{%5}"
@@ -152,7 +152,8 @@ QString linkButton(const QString &selector)
 {
     return button(selector, QStringLiteral("background-color:transparent; border:none; color:%1;").arg(TextBlue),
                   QStringLiteral("color:%1; text-decoration:underline;").arg(LinkBlue),
-                  QStringLiteral("color:#0B4F94;"), QStringLiteral("border:1px dotted %1;").arg(Blue));
+                  QStringLiteral("color:#0B4F94;"), QStringLiteral("border:1px dotted %1;").arg(Blue)) +
+           QStringLiteral("%1:disabled{background-color:transparent; border:none;}").arg(selector);
 }
 
 QString thinScrollBars(const QString &selector, int width, const QString &ground, const QString &handle,

@@ -116,7 +116,7 @@ private slots:
         page.setStyleSheet(look::greyButton() + look::blueButton() + look::whiteButton() + look::linkButton());
         QList<CCustomBtn *> all;
         for (const auto tone : {CCustomBtn::Grey, CCustomBtn::Blue, CCustomBtn::White, CCustomBtn::Link})
-            all.append(new CCustomBtn("全部忽略", tone, &page));
+            all.append(new CCustomBtn("全部忽略", tone, "button", {120, 40}, &page));
         page.show();
         QVERIFY(QTest::qWaitForWindowActive(&page));
         for (CCustomBtn *button : all) {
@@ -125,13 +125,18 @@ private slots:
             QTest::keyClick(&page, Qt::Key_Return); // not focused: not pressed
             QCOMPARE(clicked.count(), 0);
             button->setFocus(Qt::TabFocusReason);
-            QVERIFY(button->grab().toImage() != plain);
+            const QImage focused = button->grab().toImage();
+            const QRect inside = plain.rect().adjusted(3, 3, -3, -3);
+            QVERIFY(focused != plain);
+            QVERIFY2(focused.copy(inside) == plain.copy(inside), "only an edge shows the focus");
             for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space})
                 QTest::keyClick(button, key);
             QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, {}, {}, true);
             QCoreApplication::sendEvent(button, &held);
             QCOMPARE(clicked.count(), 3);
         }
+        all.last()->setEnabled(false); // a link stays a text
+        QCOMPARE(all.last()->grab(QRect(1, 8, 1, 1)).toImage().pixelColor(0, 0).alpha(), 0);
     }
 
     // Every ":/image..." in the sources exists, and each is used: a misspelt path would show at run time only.
