@@ -66,7 +66,8 @@ constexpr int MaxCountedChars = 200; // of a title, more than its lines hold
 // No sheet on the window, nor on the texts: to match and apply it takes longer than the rest of a notice.
 QString closeSheet()
 {
-    return QStringLiteral("QPushButton{border:none;border-radius:4px;padding:0px;margin:0px;background:transparent;}"
+    return QStringLiteral("QPushButton{border:none;border-radius:4px;padding:0px;margin:0px;background:transparent;"
+                          "outline:none;}"
                           "QPushButton:hover{background:#EDF1F7;}"
                           "QPushButton:pressed{background:#DDE5F0;}"
                           "QPushButton:focus{border:1px solid #1E95F6;}");
@@ -75,7 +76,7 @@ QString closeSheet()
 QString msgCenterSheet()
 {
     return QStringLiteral("QPushButton{border:1px solid transparent;border-radius:4px;padding:2px 4px;margin:0px;"
-                          "background:transparent;color:#333333;text-align:left;}"
+                          "background:transparent;color:#333333;text-align:left;outline:none;}"
                           "QPushButton:focus{border:1px solid #1E95F6;}"
                           "QPushButton:hover{color:#1E95F6;}"
                           "QPushButton:pressed{border:0px;border-color:white;background:rgb(255,255,255);}");
@@ -380,6 +381,7 @@ void NotifyWnd::InitUi()
     m_badge->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
     m_closeButton = flatButton("notify-close-btn", QString(), m_background);
     m_closeButton->setAccessibleName(QStringLiteral("关闭"));
+    m_closeButton->setToolTip(m_closeButton->accessibleName());
     connect(m_closeButton, &QPushButton::clicked, this, &NotifyWnd::CloseDlg);
 
     const QSize text = m_msgCenterButton->fontMetrics().size(Qt::TextShowMnemonic, m_msgCenterButton->text());
@@ -410,6 +412,7 @@ void NotifyWnd::makeBodyScroll()
     if (m_bodyArea->focusPolicy() != Qt::NoFocus)
         return;
     m_bodyArea->setFocusPolicy(Qt::TabFocus); // the arrow keys scroll it
+    m_bodyArea->setAccessibleName(QStringLiteral("消息内容"));
     m_bodyArea->setObjectName(QStringLiteral("notify-body-area"));
     m_bodyArea->setStyleSheet(bodyAreaSheet());
     m_bodyArea->verticalScrollBar()->setStyleSheet(scrollBarSheet());

@@ -166,8 +166,10 @@ BoxContent::BoxContent(QDialog *box, const QString &title, const QPair<QString, 
     // Left to itself a dialog takes two thirds of the screen at most and cuts the text on a small one.
     box->resize(box->width(), qMin(column->sizeHint().height(), placement::availableFor(box).height()));
     column->activate();
-    if (area->textHeight() > area->height())
+    if (area->textHeight() > area->height()) {
         area->setFocusPolicy(Qt::StrongFocus); // scrolled by keyboard
+        area->setAccessibleName(QStringLiteral("提示内容"));
+    }
     front::neutralFocus(box);
     accessible::setRole(box, QAccessible::AlertMessage);
     box->installEventFilter(this);

@@ -266,6 +266,8 @@ private slots:
         QCOMPARE(heard(window.get()), qMakePair(QAccessible::Notification, QString("消息通知：标题 <b>")));
         QCOMPARE(heard(part<QWidget>(window, "notify-title")), qMakePair(QAccessible::StaticText, QString("标题 <b>")));
         QCOMPARE(heard(part(window, "notify-body")), qMakePair(QAccessible::StaticText, QString("一段很长的正文&")));
+        QCOMPARE(heard(window->findChild<QScrollArea *>()).second, QString("消息内容"));
+        QCOMPARE(part<QWidget>(window, "notify-close-btn")->toolTip(), QString("关闭"));
     }
 
     void messageCenterIsAskedFor()

@@ -80,6 +80,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(&box));
         auto *area = box.findChild<QScrollArea *>();
         QVERIFY(tabTo(area));
+        QCOMPARE(area->accessibleName(), QString("提示内容"));
         QTest::keyClick(area, Qt::Key_PageDown);
         QVERIFY(area->verticalScrollBar()->value() > 0);
         QCOMPARE(area->verticalScrollBar()->contextMenuPolicy(), Qt::PreventContextMenu); // it would be in English
