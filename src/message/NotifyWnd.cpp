@@ -27,8 +27,10 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QTextLayout>
 #include <QThreadPool>
 #include <QWindow>
+#include <QtMath>
 
 using namespace tarn::visualized;
 
@@ -129,6 +131,18 @@ QFont fontOf(int pixelSize)
     return font;
 }
 
+// Of a link on one line, as the layout of its markup has it.
+int linkHeight(const QString &text, const QFont &font)
+{
+    QTextLayout layout(text, font);
+    layout.beginLayout();
+    QTextLine line = layout.createLine();
+    line.setLeadingIncluded(true);
+    line.setLineWidth(QWIDGETSIZE_MAX);
+    layout.endLayout();
+    return qCeil(line.height());
+}
+
 void setLook(QLabel *label, const char *name, const QFont &font)
 {
     label->setObjectName(QLatin1String(name));
@@ -147,7 +161,7 @@ QPushButton *flatButton(const char *name, const QString &text, QWidget *parent)
 }
 
 // Sets a picture from the shared ones: a QIcon of the vector file would add a pixmap to the cache for each notice.
-void dress(QPushButton *button, const QString &sheet, const QString &picture, const QSize &size)
+void dressButton(QPushButton *button, const QString &sheet, const QString &picture, const QSize &size)
 {
     button->setStyleSheet(sheet);
     button->setIconSize(size);
@@ -236,6 +250,7 @@ QSize NotifyWnd::ScreenSize() const
 void NotifyWnd::setData(const QMap<QString, QVariant> &data)
 {
     m_data = data;
+    m_isDressed = false;
     showTitle(textOf(key::MsgTitle));
     m_body->showHtml(bodyHtml(textOf(key::MsgContent)));
     setLink(textOf(key::LinkText), textOf(key::LinkAdress));
@@ -292,25 +307,28 @@ void NotifyWnd::DpiChanged(double)
 
 void NotifyWnd::endPaintWait()
 {
+    dress();
     if (m_painted)
         return;
     m_painted = true;
     emit firstPainted();
 }
 
-// Not before the mapping: sheets and pictures take a third of the time until then, and load plug-ins the first time.
-void NotifyWnd::dressButtons()
+// Not before the mapping: sheets, pictures and the link's markup take half of the time until then, and load plug-ins the
+// first time.
+void NotifyWnd::dress()
 {
     if (std::exchange(m_isDressed, true))
         return;
-    dress(m_msgCenterButton, msgCenterSheet(), look::icon::MessageCenter, CenterIcon);
-    dress(m_closeButton, closeSheet(), look::icon::CloseNotice, CloseIcon);
+    dressButton(m_msgCenterButton, msgCenterSheet(), look::icon::MessageCenter, CenterIcon);
+    dressButton(m_closeButton, closeSheet(), look::icon::CloseNotice, CloseIcon);
     m_badge->setStyleSheet(m_badge->text().isEmpty() ? emptyBadgeSheet() : badgeSheet());
+    showLink();
 }
 
 void NotifyWnd::paintEvent(QPaintEvent *)
 {
-    dressButtons();
+    dress();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
@@ -452,8 +470,10 @@ void NotifyWnd::showTitle(const QString &title)
     m_title->setFullText(title.simplified());
     const QFontMetrics metrics = m_title->fontMetrics();
     const int shownRows = m_title->text().count(QLatin1Char('\n')) + 1;
-    const int rows =
-        qMin(GetRowsByLabelText(metrics, text::beginning(title, MaxCountedChars), m_title->width()), MaxTitleLines);
+    const QString counted = text::beginning(title, MaxCountedChars);
+    // To count takes a measurement for each character, which a short title need not spend.
+    const bool isShort = metrics.horizontalAdvance(counted) < m_title->width() / 2;
+    const int rows = isShort ? 1 : qMin(GetRowsByLabelText(metrics, counted, m_title->width()), MaxTitleLines);
     m_title->setFixedHeight(qMax(shownRows * metrics.lineSpacing(), rows * metrics.height()));
 }
 
@@ -462,8 +482,18 @@ void NotifyWnd::setLink(const QString &text, const QString &address)
     const QString shown = text::elided((text.isEmpty() ? address : text).simplified(), fontOf(FontSize), TextWidth);
     m_link->ensurePolished();
     m_link->setVisible(!shown.isEmpty());
-    m_link->showLink(shown, address, linkLook());
     m_link->setAccessibleName(shown);
+    const bool isLink = !weblink::target(address).isEmpty();
+    if (!isLink)
+        showLink();
+    // Not by the size hint of a link, for which QLabel lays its markup out six times.
+    m_link->resize(m_link->fontMetrics().horizontalAdvance(shown) + SideMargin,
+                   isLink ? linkHeight(shown, m_link->font()) : m_link->heightForWidth(0));
+}
+
+void NotifyWnd::showLink()
+{
+    m_link->showLink(m_link->accessibleName(), textOf(key::LinkAdress), linkLook());
 }
 
 // The lower edge keeps its place.
@@ -479,9 +509,6 @@ void NotifyWnd::ResizeWnd()
 {
     const bool hasPicture = !m_picture->isHidden();
     const bool hasLink = !m_link->isHidden();
-    if (hasLink) // not by its size hint, for which QLabel lays its markup out six times
-        m_link->resize(m_link->fontMetrics().horizontalAdvance(m_link->accessibleName()) + SideMargin,
-                       m_link->heightForWidth(0));
     if (hasPicture)
         m_picture->resize(m_picture->sizeHint());
     const int rows = m_title->height() + (hasLink ? m_link->height() : 0) + (hasPicture ? m_picture->height() : 0);

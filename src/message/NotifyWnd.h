@@ -70,8 +70,9 @@ private:
     void SetPicPath(const QString &path);
     void showPicture(const QImage &image);
     void showTitle(const QString &title);
-    void dressButtons();
+    void dress();
     void setLink(const QString &text, const QString &address);
+    void showLink();
     void ResizeWnd();
     void grow();
     void updateShape();
@@ -81,7 +82,7 @@ private:
     int m_unreadCount = 0;
     void (*m_callback)() = nullptr;
     bool m_painted = false;
-    bool m_isDressed = false; // the buttons have their sheets and pictures
+    bool m_isDressed = false; // sheets, pictures and the link are there
 
     QWidget *m_background = nullptr;
     ElideLabel *m_title = nullptr;
