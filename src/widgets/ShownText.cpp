@@ -48,7 +48,7 @@ QString elided(const QString &text, const QFont &font, int width, int lines)
     QString flat = brief(text);
     flat.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
     const QFontMetrics metrics(font);
-    if (lines <= 1)
+    if (lines <= 1 || flat.isEmpty())
         return metrics.elidedText(flat, Qt::ElideRight, width);
     QStringList result = broken(flat, font, width, lines);
     if (result.size() <= 1)
