@@ -133,6 +133,15 @@ void handle(int signalNumber, void (*handler)(int))
 
 } // namespace
 
+void occupyStandardDescriptors()
+{
+    int descriptor = -1;
+    do
+        descriptor = ::open("/dev/null", O_RDONLY);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    ::close(descriptor);
+}
+
 bool hasArgument(int argc, char **argv, const char *name)
 {
     return std::any_of(argv + qMin(argc, 1), argv + argc,
@@ -141,6 +150,7 @@ bool hasArgument(int argc, char **argv, const char *name)
 
 void prepareProgram(bool place, bool verbose)
 {
+    occupyStandardDescriptors();
     s_place = place;
     // Not SIG_IGN, which programs that this one starts would inherit.
     for (const int each : {SIGPIPE, SIGXFSZ})

@@ -127,6 +127,20 @@ private slots:
         QVERIFY(!QFile::exists(platform.path("data/tarn/messages.db-wal"))); // closed, not broken off
     }
 
+    // Else files and sockets take their numbers, and the log is written into them.
+    void closedStandardDescriptors()
+    {
+        Sandbox platform;
+        const ProcessPtr hub(new QProcess);
+        hub->start("sh", {"-c", "exec \"$0\" quickboot <&- >&- 2>&-", Sandbox::program("ServiceHub")});
+        QVERIFY(platform.waitForServices());
+        for (const int descriptor : {1, 2}) { // a library takes 0 before main()
+            const QString link = QString("/proc/%1/fd/%2").arg(hub->processId()).arg(descriptor);
+            QCOMPARE(QFile::symLinkTarget(link), QString("/dev/null"));
+        }
+        QVERIFY(Sandbox::terminate(hub.get()));
+    }
+
     void endsWhileAWindowHangs()
     {
         Sandbox platform;

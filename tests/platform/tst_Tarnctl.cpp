@@ -55,12 +55,13 @@ private slots:
         steps.append({"call ShowNotifyMessage --help", 0, "unReadNum (string)"});
         steps.append({"call --list", 0, "ShowMessageCenter"});
         QCOMPARE(wrong(steps), QString());
-        QProcess full;
-        full.setStandardOutputFile("/dev/full");
-        full.start(Sandbox::program("tarnctl"), {"call", "--list"});
-        QVERIFY(full.waitForFinished(10000));
-        QCOMPARE(full.exitCode(), 1);
-        QVERIFY(full.readAllStandardError().contains("cannot be written"));
+        for (const QString &output : QStringList{">/dev/full", ">&-"}) {
+            QProcess shell;
+            shell.start("sh", {"-c", "\"$0\" call --list " + output, Sandbox::program("tarnctl")});
+            QVERIFY(shell.waitForFinished(10000));
+            QCOMPARE(shell.exitCode(), 1);
+            QVERIFY(shell.readAllStandardError().contains("cannot be written"));
+        }
         for (const auto &[words, expected] :
              {std::pair("cloud account l", "list lock\n"), std::pair("sing a l", "\n")}) {
             QProcess bash;

@@ -9,6 +9,10 @@ class QSocketNotifier;
 /// The common start, end and log of the platform's programs.
 namespace tarn::core {
 
+/// Opens the null device, for reading, in place of standard descriptors that the starter has closed: else the first files
+/// and sockets would take their numbers, and the output and the log would be written into them. First in main().
+TARN_CORE_EXPORT void occupyStandardDescriptors();
+
 /// First in main(), before any thread starts: a closed pipe and a file at its size limit become errors of the call
 /// instead of the process's end, the limit of open descriptors is raised to what the system allows, and the program
 /// writes its log by writeLog(). A process that may start too few threads ends with one line that says so.
