@@ -176,15 +176,14 @@ void printDetails(const QVariantMap &record)
 
 int runShow(const Line &line)
 {
-    const auto find = [&line](const rpc::CallResult &result) -> QVariant {
-        for (const QVariant &entry : result.output.list) {
-            if (entry.toMap().value(key::MsgId).toString() == line.at(0))
-                return entry;
-        }
-        throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
+    const auto find = [&line](const rpc::CallResult &result) {
+        if (result.output.list.isEmpty())
+            throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
+        return result.output.list.constFirst();
     };
     const auto printOne = [&find](const rpc::CallResult &result) { printDetails(find(result).toMap()); };
-    return ask(paged(MessageService, wire::method::List, {{wire::All, true}}), line, {printOne, find});
+    const QVariantMap wanted{{wire::All, true}, {key::MsgId, line.at(0)}};
+    return ask({MessageService, wire::method::List, wanted}, line, {printOne, find});
 }
 
 /// @param document an array of records, or an object that has it as "messages"

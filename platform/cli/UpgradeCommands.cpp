@@ -143,7 +143,9 @@ int runStart(const Line &line)
     const auto offered = accepted(
         connection.call(wire::UpgradeTag, QStringLiteral("CheckNewVersion"), {product(line), {}}), UpgradeService);
     if (offered.output.list.isEmpty())
-        throw Failure{status::Refused, QStringLiteral("nothing is new for \"%1\"").arg(printable(line.at(0)))};
+        throw Failure{status::Refused,
+                      QStringLiteral("nothing is new for \"%1\"; \"tarnctl upgrade check --list\" names the products")
+                          .arg(printable(line.at(0)))};
     return ask({UpgradeService, QStringLiteral("StartDownload"), offered.output.list.constFirst().toMap()}, line,
                {complainIfHidden});
 }

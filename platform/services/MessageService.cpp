@@ -327,22 +327,23 @@ private:
 
     CallResult allRecords(const Request &request)
     {
-        return page(request, false, [](const QSqlQuery &row) { return messageOf(row); });
+        return page(request, false, {}, [](const QSqlQuery &row) { return messageOf(row); });
     }
 
     CallResult list(const Request &request)
     {
-        return page(request, request.flag(wire::All), [this](const QSqlQuery &row) { return detailsOf(row); });
+        const QString id = request.values().contains(key::MsgId) ? readId(request) : QString();
+        return page(request, request.flag(wire::All), id, [this](const QSqlQuery &row) { return detailsOf(row); });
     }
 
     template <class Read>
-    CallResult page(const Request &request, bool withDeleted, Read read)
+    CallResult page(const Request &request, bool withDeleted, const QString &onlyId, Read read)
     {
         const Place last = readPlace(request.values().value(wire::Cursor).toString());
         Page page;
         m_db.run(QStringLiteral("SELECT * FROM messages WHERE (sort_time, seq) < (?, ?) AND (? OR deleted_at IS NULL) "
-                                "ORDER BY sort_time DESC, seq DESC"),
-                 {last.time, last.seq, withDeleted}, [&](const QSqlQuery &row) {
+                                "AND (? OR id = ?) ORDER BY sort_time DESC, seq DESC"),
+                 {last.time, last.seq, withDeleted, onlyId.isEmpty(), onlyId}, [&](const QSqlQuery &row) {
                      return page.add(read(row), QStringLiteral("%1:%2").arg(row.value(SortTime).toString(),
                                                                             row.value(Seq).toString()));
                  });

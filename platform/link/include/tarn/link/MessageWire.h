@@ -20,7 +20,8 @@ inline const QString Push = QStringLiteral("PushMessage");
 /// Input list: records (maps). All or none. First (int): how many came in earlier calls, for error texts. Output:
 /// Imported (int).
 inline const QString Import = QStringLiteral("ImportMessages");
-/// Input: All (bool, also deleted ones). Output list: records with the keys of namespace detail. Paged.
+/// Input: All (bool, also deleted ones), MsgId (string, only this message). Output list: records with the keys of
+/// namespace detail. Paged.
 inline const QString List = QStringLiteral("ListMessages");
 /// No input. Output: "unReadNum" (int).
 inline const QString UnreadCount = QStringLiteral("GetUnreadCount");
