@@ -7,8 +7,8 @@ class CVisualizedManager;
 class WindowHost;
 
 /// The access to the manager for the operations on RPC threads and for the windows. It is open from the start and from
-/// every create() that adds the service, and shut while and after destroy() runs, so that no caller recreates the manager or meets it half
-/// destroyed. Any thread; a thread does not create a second one while it holds one.
+/// every create() that adds the service, and shut while and after destroy() runs, so that no caller recreates the manager
+/// or meets it half destroyed. Any thread; a thread does not create a second one while it holds one.
 class CManagerAccess
 {
 public:
