@@ -10,12 +10,13 @@
 #include <grpcpp/create_channel.h>
 #include <grpcpp/security/auth_metadata_processor.h>
 #include <grpcpp/support/channel_arguments.h>
+#include <utility>
 
 namespace tarn::rpc {
 namespace {
 
 constexpr int ConnectBackoffMs = 100;
-constexpr int TrustedIdleMs = 50;
+constexpr std::chrono::milliseconds TrustedIdle(50);
 constexpr std::chrono::minutes WatchTime(10); // armed again by the next look
 constexpr qint64 MaxPemBytes = 1048576;
 const QString UnixScheme = QStringLiteral("unix:");
@@ -213,9 +214,8 @@ bool Connection::isOpen()
     if (m_channel->GetState(false) != GRPC_CHANNEL_READY)
         return false;
     const QMutexLocker lock(&m_mutex);
-    const bool fresh = m_lastUse.isValid() && m_lastUse.elapsed() < TrustedIdleMs;
-    m_lastUse.start();
-    if (fresh)
+    const auto now = std::chrono::steady_clock::now();
+    if (now - std::exchange(m_lastUse, now) < TrustedIdle)
         return true;
     for (;;) {
         if (!m_watched)

@@ -1,7 +1,6 @@
 #pragma once
 #include "rpc/Settings.h"
 #include "tarn/rpc/RpcError.h"
-#include <QElapsedTimer>
 #include <QMutex>
 #include <chrono>
 #include <grpcpp/channel.h>
@@ -52,7 +51,7 @@ private:
     QMutex m_mutex; ///< guards the members below
     grpc::CompletionQueue m_changes;
     bool m_watched = false; ///< m_changes gets an event when the state leaves READY
-    QElapsedTimer m_lastUse;
+    std::chrono::steady_clock::time_point m_lastUse;
 };
 
 /// Connections to the processes that are being called, one for each endpoint; the last user closes it.
