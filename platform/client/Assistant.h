@@ -22,6 +22,7 @@ struct FamilyCodes
     int refused;
     int invalidArgs;
     int noConnection;
+    QString unreached = QStringLiteral("%1"); ///< error text of a failure of the transport; %1: its reason
 };
 
 /// The family's code for a failure of the transport; otherwise the service's own code.
@@ -110,8 +111,9 @@ private:
             return deliver(m_codes.noConnection, QStringLiteral("the assistant is not initialized"), {}, *output);
         const rpc::CallResult result = call(args->bag());
         deliver(codeOf(result, m_codes),
-                result.arrived() ? result.errorText : QString::fromStdString(result.error.message), result.output,
-                *output);
+                result.arrived() ? result.errorText
+                                 : m_codes.unreached.arg(QString::fromStdString(result.error.message)),
+                result.output, *output);
     }
     template <class Output>
     static void deliver(int code, const QString &error, const rpc::Bag &bag, Output &output)

@@ -37,8 +37,9 @@ class CloudAssistant : public Assistant<ICloudServiceAssistant>
 {
 public:
     CloudAssistant()
-        : Assistant(link::wire::CloudTag, {cloud::code::CallFailed, cloud::code::Refused, cloud::code::InvalidArgs,
-                                           cloud::code::NoConnection})
+        : Assistant(link::wire::CloudTag,
+                    {cloud::code::CallFailed, cloud::code::Refused, cloud::code::InvalidArgs, cloud::code::NoConnection,
+                     QStringLiteral("发生通信错误（%1）")}) // the sign-in shows it to the user
     {
     }
     Input CreateInputArgs() override { return Input(new core::InputArgs<ICloudService_InputArgs>); }

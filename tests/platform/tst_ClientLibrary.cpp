@@ -44,7 +44,9 @@ private slots:
         QCOMPARE(records(), 2012);
         QVERIFY(!call(&Assistant::AddMessageReceipt)->GetError().isEmpty());
         QCOMPARE(tasks(), 1009);
-        QCOMPARE(loginState(), 4012);
+        QString error;
+        QCOMPARE(loginState(&error), 4012);
+        QVERIFY2(error.startsWith("发生通信错误（"), qPrintable(error)); // the sign-in shows it to the user
 
         QVERIFY(m_platform->startHub()); // comes later
         QCOMPARE(records(), 2000);
@@ -129,11 +131,13 @@ private:
         return output->GetRetCode();
     }
 
-    int loginState()
+    int loginState(QString *error = nullptr)
     {
         auto *cloud = m_manager->GetCloudServiceAssistant();
         const auto output = cloud->CreateOutputArgs();
         cloud->GetLoginState(cloud->CreateInputArgs(), output);
+        if (error)
+            *error = output->GetError();
         return output->GetRetCode();
     }
 
