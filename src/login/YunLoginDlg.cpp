@@ -135,9 +135,11 @@ bool CYunLoginDialog::openPage(const QString &where, const QString &address)
     return false;
 }
 
-void CYunLoginDialog::refuse(const QString &where, const QString &tip)
+void CYunLoginDialog::refuse(const QString &where, const QString &tip, QWidget *field)
 {
     VT_LOG(critical) << where + tip;
+    if (field) // the focus is there when the tip is closed
+        field->setFocus(Qt::OtherFocusReason);
     showLoginTip(tip, eTipError);
 }
 
@@ -191,7 +193,9 @@ bool CYunLoginDialog::ExecuteLoginByAccount()
     stopPoller();
     const SignInRequest request = m_accountPage->request(m_yunLockErrorTip);
     if (request.user.isEmpty() || request.secret.isEmpty()) {
-        refuse(QString(), request.user.isEmpty() ? QStringLiteral("账号不能为空!") : QStringLiteral("密码不能为空!"));
+        const bool hasUser = !request.user.isEmpty();
+        refuse(QString(), hasUser ? QStringLiteral("密码不能为空!") : QStringLiteral("账号不能为空!"),
+               hasUser ? m_accountPage->secretEdit() : m_accountPage->userEdit());
         return false;
     }
     if (!service::cloud()) {
@@ -263,7 +267,7 @@ void CYunLoginDialog::onGetVerificationCodeBtn()
         return;
     const QString phone = m_phonePage->request().user;
     if (phone.size() < PhoneLength) {
-        refuse(QString(), QStringLiteral("手机号填写不正确!"));
+        refuse(QString(), QStringLiteral("手机号填写不正确!"), m_phonePage->userEdit());
         return;
     }
     m_codeButton->setEnabled(false);
@@ -301,9 +305,9 @@ void CYunLoginDialog::onVerificationCodeLoginBtn()
     const SignInRequest request = m_phonePage->request(m_yunLockErrorTip);
     const QString where = QStringLiteral("【云登录对话框验证码登录】");
     if (request.user.size() < PhoneLength)
-        return refuse(where, QStringLiteral("手机号填写不正确!"));
+        return refuse(where, QStringLiteral("手机号填写不正确!"), m_phonePage->userEdit());
     if (request.secret.size() < ShortestCode)
-        return refuse(where, QStringLiteral("动态密码不正确，请重新输入!"));
+        return refuse(where, QStringLiteral("动态密码不正确，请重新输入!"), m_phonePage->secretEdit());
     CCustomBtn *button = m_phonePage->loginButton();
     button->setText(QStringLiteral("登录中..."));
     button->repaint(); // the call that follows holds the GUI thread

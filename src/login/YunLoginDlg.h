@@ -85,7 +85,7 @@ private:
     void InitCloudAddr();
     void fillFrom(QVariantMap memory);
 
-    void refuse(const QString &where, const QString &tip);
+    void refuse(const QString &where, const QString &tip, QWidget *field = nullptr);
     void followLink(const QString &where, const QString &linkKey);
     bool openPage(const QString &where, const QString &address);
     /// False for a request that arrives after the dialog has been closed, or while it waits.

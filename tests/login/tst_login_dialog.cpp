@@ -206,7 +206,7 @@ private slots:
             QCOMPARE(phone->text(), text);
         }
         for (const QString &name : QStringList{"codeButton", "phoneLoginButton"}) // ten digits
-            QVERIFY(tipAfter(name).contains("手机号填写不正确!"));
+            QVERIFY(tipAfter(name).contains("手机号填写不正确!") && m_dialog->focusWidget() == phone);
         QCOMPARE(ours(), QString("手机号填写不正确!|【云登录对话框验证码登录】手机号填写不正确!"));
         QVERIFY(callsOf("SendVerificationCode").isEmpty() && callsOf("LoginByPhone").isEmpty());
     }
@@ -486,11 +486,15 @@ private slots:
     {
         open();
         fill(m_dialog, {}, Password);
+        const auto focused = [this] { return m_dialog->focusWidget()->objectName(); };
         QVERIFY(tipAfter("accountLoginButton").contains("账号不能为空!"));
+        QCOMPARE(focused(), QString("accountEdit"));
         fill(m_dialog, Account, {});
         QVERIFY(tipAfter("accountLoginButton").contains("密码不能为空!"));
+        QCOMPARE(focused(), QString("passwordEdit"));
         fill(m_dialog, {}, {}, Phone, "24681");
         QVERIFY(tipAfter("phoneLoginButton").contains("动态密码不正确，请重新输入!"));
+        QCOMPARE(focused(), QString("codeEdit"));
         QCOMPARE(ours(), QString("账号不能为空!|密码不能为空!|【云登录对话框验证码登录】动态密码不正确，请重新输入!"));
         QVERIFY(callsOf("LoginByAccount").isEmpty() && callsOf("LoginByPhone").isEmpty());
 
