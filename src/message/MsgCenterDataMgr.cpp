@@ -7,7 +7,6 @@
 #include "tarn/message/IMessageServiceAssistant.h"
 
 #include <QThreadPool>
-#include <variant>
 
 using namespace tarn::visualized;
 
@@ -17,43 +16,24 @@ namespace operate = tarn::message::operate;
 namespace receipt = tarn::message::receipt;
 namespace status = tarn::message::status;
 
-using Field = std::variant<QString sMsgData::*, int sMsgData::*, bool sMsgData::*>;
-
-const QMap<QString, Field> &fields()
+sMsgData recordOf(const QVariantMap &values)
 {
-    static const QMap<QString, Field> table{{key::MsgId, &sMsgData::MsgId},
-                                            {key::MsgTitle, &sMsgData::MsgTitle},
-                                            {key::MsgDateTime, &sMsgData::MsgDateTime},
-                                            {key::MsgContent, &sMsgData::MsgContent},
-                                            {key::PicFilePath, &sMsgData::PicFilePath},
-                                            {key::LinkText, &sMsgData::LinkText},
-                                            {key::LinkAdress, &sMsgData::LinkAdress},
-                                            {key::BegTime, &sMsgData::BegTime},
-                                            {key::WndWidth, &sMsgData::WndWidth},
-                                            {key::WndStay, &sMsgData::WndStay},
-                                            {key::PhotoHight, &sMsgData::PhotoHight},
-                                            {key::PhotoWidth, &sMsgData::PhotoWidth},
-                                            {key::unRead, &sMsgData::unRead},
-                                            {key::WndHeight, &sMsgData::WndHeight}};
-    return table;
-}
-
-// Walks both maps side by side, since they have the same order: a search for each field takes three times as long.
-void fill(sMsgData &record, const QVariantMap &values)
-{
-    auto field = fields().cbegin();
-    const auto end = fields().cend();
-    for (auto value = values.cbegin(); value != values.cend() && field != end; ++value) {
-        int order = -1;
-        while (field != end && (order = field.key().compare(value.key())) < 0)
-            ++field;
-        if (order == 0) {
-            const auto set = [&](auto member) {
-                record.*member = value->value<std::decay_t<decltype(record.*member)>>();
-            };
-            std::visit(set, *field);
-        }
-    }
+    const auto text = [&values](const QString &key) { return values.value(key).toString(); };
+    const auto number = [&values](const QString &key) { return values.value(key).toInt(); };
+    return {text(key::MsgId),
+            text(key::MsgTitle),
+            text(key::MsgDateTime),
+            text(key::MsgContent),
+            text(key::PicFilePath),
+            text(key::LinkText),
+            text(key::LinkAdress),
+            text(key::BegTime),
+            number(key::WndWidth),
+            number(key::WndStay),
+            number(key::PhotoHight),
+            number(key::PhotoWidth),
+            values.value(key::unRead).toBool(), // false when the record does not say
+            number(key::WndHeight)};
 }
 
 void report(const CMsgUpdTaskData &data)
@@ -85,11 +65,8 @@ void CMsgCenterDataMgr::GetMessageRecords(std::vector<sMsgData> &records)
     if (!outcome.accepted())
         return;
     records.reserve(records.size() + size_t(outcome.list.size()));
-    for (const QVariant &values : outcome.list) {
-        records.emplace_back();
-        records.back().unRead = false; // when the record does not say
-        fill(records.back(), values.toMap());
-    }
+    for (const QVariant &values : outcome.list)
+        records.push_back(recordOf(values.toMap()));
 }
 
 void CMsgCenterDataMgr::MessageHasBeenRead(const QString &msgId, const QString &, const QString &)
