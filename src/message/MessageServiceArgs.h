@@ -2,8 +2,8 @@
 #include "tarn/message/IMessageServiceArgs.h"
 #include <QMap>
 
-/// Plain implementations of the message service's argument objects: a map, an error text, a list and a code.
-class CMessageService_InputArgs final : public IMessageService_InputArgs
+template <class Interface>
+class MessageServiceArgs : public Interface
 {
 public:
     void SetValue(const QString &key, const QVariant &value) override { m_values.insert(key, value); }
@@ -16,21 +16,19 @@ private:
     QString m_error;
 };
 
-class CMessageService_OutputArgs final : public IMessageService_OutputArgs
+/// Plain implementations of the message service's argument objects: a map, an error text, a list and a code.
+class CMessageService_InputArgs final : public MessageServiceArgs<IMessageService_InputArgs>
+{
+};
+class CMessageService_OutputArgs final : public MessageServiceArgs<IMessageService_OutputArgs>
 {
 public:
-    void SetValue(const QString &key, const QVariant &value) override { m_values.insert(key, value); }
-    QVariant GetValue(const QString &key) override { return m_values.value(key); }
     QList<QVariant> GetValueList() override { return m_list; }
     void SetValueList(const QList<QVariant> &list) override { m_list = list; }
-    void SetError(const QString &error) override { m_error = error; }
-    QString GetError() override { return m_error; }
     void SetRetCode(int code) override { m_code = code; }
     int GetRetCode() override { return m_code; }
 
 private:
-    QMap<QString, QVariant> m_values;
     QList<QVariant> m_list;
-    QString m_error;
     int m_code = 0;
 };
