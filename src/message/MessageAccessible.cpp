@@ -5,6 +5,7 @@
 #include "message/MsgCenterDataMgr.h"
 
 #include "widgets/SafeHtml.h"
+#include "widgets/ShownText.h"
 
 #include <QAccessibleWidget>
 #include <algorithm>
@@ -44,7 +45,7 @@ public:
     {
         const sMsgData &message = item()->message();
         if (kind == QAccessible::Name)
-            return message.MsgTitle;
+            return text::brief(message.MsgTitle);
         if (kind != QAccessible::Description)
             return QAccessibleWidget::text(kind);
         if (item()->isExpanded())

@@ -95,11 +95,12 @@ private slots:
 
     void assistiveToolsSeeAListOfMessages()
     {
-        const Window window = open(messages(70));
+        const Window window = open(messages(69) << message("long", {{"MsgTitle", QString(5000, 'x')}}));
         QTRY_COMPARE(center::list(window)->items().size(), size_t(70));
         QAccessibleInterface *list = QAccessible::queryAccessibleInterface(center::list(window));
         QCOMPARE(list->childCount(), 70);
         QVERIFY(!list->child(70));
+        QCOMPARE(list->child(69)->text(QAccessible::Name).size(), 1001);
         QAccessibleInterface *one = list->child(60);
         QCOMPARE(one->parent(), list);
         QCOMPARE(list->indexOfChild(one), 60);
