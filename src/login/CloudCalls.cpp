@@ -17,13 +17,6 @@ QVariantMap SignInRequest::values(const QString &userKey, const QString &secretK
 }
 
 namespace cloudcalls {
-namespace {
-
-struct Pool final : QThreadPool
-{
-    Pool() { setMaxThreadCount(16); }
-};
-} // namespace
 
 ServiceOutcome linkAddress(const QString &linkKey, QString *address)
 {
@@ -106,7 +99,8 @@ void notify(const LoginCaller &caller, const QString &line, const QString &after
 
 QThreadPool &pool()
 {
-    static Pool threads;
+    static QThreadPool threads;
+    threads.setMaxThreadCount(16);
     return threads;
 }
 

@@ -45,19 +45,15 @@ void CToolkit::MoveToParentCenter(QWidget *dlg, void *parentWindow, int offset)
         return;
     const double ratio = GetDpiRate(dlg);
     QRect parent;
-    switch (foreign::readWindow(reinterpret_cast<quintptr>(parentWindow), &parent)) {
-    case foreign::Read::NoDisplay:
+    const foreign::Read read = foreign::readWindow(reinterpret_cast<quintptr>(parentWindow), &parent);
+    if (read == foreign::Read::NoDisplay)
         VT_LOG(critical) << QStringLiteral("XOpenDisplay error.");
-        return;
-    case foreign::Read::NoAttributes:
+    else if (read == foreign::Read::NoAttributes)
         VT_LOG(warning) << QStringLiteral("XGetWindowAttributes error");
-        return;
-    case foreign::Read::NoTranslation:
+    else if (read == foreign::Read::NoTranslation)
         VT_LOG(warning) << QStringLiteral("XTranslateCoordinates error");
+    if (read != foreign::Read::Ok)
         return;
-    case foreign::Read::Ok:
-        break;
-    }
     VT_LOG(info) << QStringLiteral("DPI:%1 L:%2 T:%3")
                         .arg(QString::number(ratio), QString::number(parent.x()), QString::number(parent.y()));
     // Qt scales the size of a screen, not its origin.
