@@ -191,11 +191,6 @@ QString tabs(int height, const QString &size, const QWidget *w)
         .arg(RuleGrey, px(height, w), size, TextBlue, Blue, PaleBlue);
 }
 
-QString links()
-{
-    return QStringLiteral("a:link{color:%1;}").arg(LinkBlue);
-}
-
 QMenu *newMenu(QWidget *parent)
 {
     auto *menu = new QMenu(parent);

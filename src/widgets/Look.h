@@ -37,6 +37,8 @@ inline constexpr QLatin1String FrameGrey = latin1("#ADADAD");  // borders of the
 inline constexpr QLatin1String BandGrey = latin1("#EEF0F5");   // title band of message boxes
 inline constexpr QLatin1String BorderGrey = latin1("#D5D9DF"); // borders of fields and menus, handles of scroll bars
 inline constexpr QLatin1String RuleGrey = latin1("#E4E8EE");   // lines between parts
+/// The colour of links in texts that give them none; Qt would take the host's.
+inline constexpr QLatin1String LinkRule = latin1("a:link{color:#0C64EB;}");
 
 /// Paths of the pictures among the resources.
 namespace icon {
@@ -120,8 +122,6 @@ QString thinScrollBars(const QString &selector, int width, const QString &ground
 QString titleBand(const QString &ground, const QString &line = QString());
 /// Flat tabs with a blue line under the selected one. `size` are further properties of a tab, e.g. "width:150px;".
 QString tabs(int height, const QString &size, const QWidget *w = nullptr);
-/// The colour of links in a text, which Qt takes from the host otherwise; colours that the text gives win.
-QString links();
 /// A white pop-up menu with a blue selection.
 QMenu *newMenu(QWidget *parent);
 

@@ -125,19 +125,15 @@ private slots:
         const QString text =
             QString("请先前往<a style=\"color: #0C64EB;\" href=\"%1\">岚川用户中心</a>绑定。").arg(page);
         bool clicked = false;
+        const auto plain = [] { // a link without a colour
+            const CustomMessageBox box(Title, "<a href='https://x.cn'>甲</a>", eTipNormal, nullptr);
+            return textOf(&box)->grab().toImage();
+        };
+        const QImage before = plain();
         QPalette host = QGuiApplication::palette();
         host.setColor(QPalette::Link, Qt::red);
         QApplication::setPalette(host);
-        const CustomMessageBox plain(Title, "<a href='https://x.cn'>甲</a>", eTipNormal, nullptr);
-        const QImage shown = textOf(&plain)->grab().toImage();
-        const auto has = [&shown](const QColor &color) {
-            for (int i = 0; i < shown.width() * shown.height(); ++i) {
-                if (shown.pixelColor(i % shown.width(), i / shown.width()) == color)
-                    return true;
-            }
-            return false;
-        };
-        QVERIFY(has("#0C64EB") && !has(Qt::red)); // the underline
+        QCOMPARE(plain(), before);
         BoxScript boxes({[&](QDialog *box) {
                              QVERIFY(QTest::qWaitForWindowActive(box) && tabTo(textOf(box)));
                              QTest::keyClick(textOf(box), Qt::Key_Tab); // onto the link
