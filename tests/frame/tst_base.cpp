@@ -116,9 +116,11 @@ private slots:
                 auto lease = std::make_unique<ServiceLease>();
                 const ServiceLease copy(*lease);
                 lease.reset();
-                *count += copy.isGranted();
-                granted += copy.isGranted();
-                *count -= copy.isGranted();
+                if (!copy.isGranted())
+                    continue;
+                ++*count;
+                ++granted;
+                --*count;
             }
         };
         const auto one = std::async(std::launch::async, use, &held[0]);
