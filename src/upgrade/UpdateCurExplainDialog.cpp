@@ -8,14 +8,6 @@
 using namespace tarn::upgrade;
 using namespace tarn::visualized;
 
-namespace {
-QList<QVariantMap> shownSections(const QVariantMap &record)
-{
-    const QVariantMap patch = record.value(key::OldPatch).toMap();
-    return patch.isEmpty() ? QList<QVariantMap>() : QList<QVariantMap>{patch};
-}
-} // namespace
-
 void CUpdateCurExplainDialog::OnUpdateAhead()
 {
     close();
@@ -35,12 +27,12 @@ void CUpdateCurExplainDialog::OnUpdateAhead()
 
 void CUpdateCurExplainDialog::InitExplainItems(QTabWidget *tabs, const QMap<QString, QVariant> &record)
 {
-    addExplainItems(tabs, shownSections(record));
+    addExplainItems(tabs, {record.value(key::OldPatch).toMap()});
 }
 
 int CUpdateCurExplainDialog::CalTabbarWidth() const
 {
-    return tabbarWidth(shownSections(record(__func__)));
+    return tabbarWidth({record(__func__).value(key::OldPatch).toMap()});
 }
 
 void CUpdateCurExplainDialog::connectUpdateBtn(QPushButton *button)

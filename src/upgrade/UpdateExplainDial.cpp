@@ -50,14 +50,13 @@ QString shownTitle(const QString &name)
     return vtlog::oneLine(text::beginning(name, LongTitle));
 }
 
-// The sections of a record that have a tab, in the order of the tabs.
+// The sections of a record that can have a tab, in the order of the tabs.
 QList<QVariantMap> shownSections(const QVariantMap &record)
 {
     QList<QVariantMap> sections{record.value(key::Software).toMap(), record.value(key::Patch).toMap()};
     const QVariantList plugins = record.value(key::Plugins).toList();
     for (const QVariant &plugin : plugins.mid(0, MaxPluginTabs))
         sections << plugin.toMap();
-    sections.removeAll({});
     return sections;
 }
 } // namespace
@@ -133,9 +132,10 @@ void CUpdateExplainDial::InitExplainItems(QTabWidget *tabs, const QMap<QString, 
     addExplainItems(tabs, shownSections(record));
 }
 
-void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections)
+void CUpdateExplainDial::addExplainItems(QTabWidget *tabs, QList<QVariantMap> sections)
 {
-    for (const QVariantMap &section : sections) {
+    sections.removeAll({});
+    for (const QVariantMap &section : qAsConst(sections)) {
         const QString name = section.value(key::SoftwareName).toString();
         auto *item =
             new CExplainItem({name, section.value(key::InstalledVersion).toString(),
@@ -154,11 +154,12 @@ int CUpdateExplainDial::CalTabbarWidth() const
 }
 
 // As wide as the titles, up to the window; only then the tab bar elides them.
-int CUpdateExplainDial::tabbarWidth(const QList<QVariantMap> &sections) const
+int CUpdateExplainDial::tabbarWidth(QList<QVariantMap> sections) const
 {
+    sections.removeAll({});
     const QFontMetrics metrics(look::yaHei(look::TextPx, QFont::Normal, this));
     int width = 0;
-    for (const QVariantMap &section : sections)
+    for (const QVariantMap &section : qAsConst(sections))
         width += metrics.horizontalAdvance(shownTitle(section.value(key::SoftwareName).toString())) +
                  look::scaled(4 + 2 * TabPadding, this);
     return qMin(width, look::scaled(WindowSize.width() - 2 * TabPadding, this));

@@ -39,8 +39,9 @@ protected:
     bool hasRecord(const char *function) const;
     /// That record; empty, with the same log line, when there is not exactly one.
     QVariantMap record(const char *function) const { return hasRecord(function) ? m_record : QVariantMap(); }
-    void addExplainItems(QTabWidget *tabs, const QList<QVariantMap> &sections);
-    int tabbarWidth(const QList<QVariantMap> &sections) const; ///< pixels
+    // Empty sections have no tab.
+    void addExplainItems(QTabWidget *tabs, QList<QVariantMap> sections);
+    int tabbarWidth(QList<QVariantMap> sections) const; ///< pixels
     /// Whether the window can appear while the user works elsewhere.
     virtual bool isUnasked() const;
     void tellManagerClosed() const;
