@@ -22,17 +22,14 @@ using namespace tarn::visualized;
 
 namespace {
 // Look
-QString frameSheet()
+QString dialogSheet()
 {
-    return QStringLiteral("background-color:white;border:1px solid %1;").arg(look::FrameBlue);
-}
-
-QString contentSheet()
-{
-    return QStringLiteral("#titleBar{background-color:white;border:none;border-bottom:1px solid #EBEBEB;}"
+    return QStringLiteral("#windowFrame{background-color:white;border:1px solid %1;}"
+                          "#titleBar{background-color:white;border:none;border-bottom:1px solid #EBEBEB;}"
                           "#titleBar #titleText{background-color:transparent;border:none;color:#333333;}"
                           "#centerWidget,#dataView,#noDataView,#dataPanel{background-color:white;border:none;}"
-                          "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}");
+                          "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}")
+        .arg(look::FrameBlue);
 }
 } // namespace
 
@@ -172,22 +169,16 @@ void CUpgradeDialog::initDialog()
     expectUnasked();
     placement::centreOnPrimary(this);
 
-    // Under the contents: its sheet has no selector and would apply to every child.
-    auto *frame = look::named(new QFrame(this), "windowFrame");
-    frame->setStyleSheet(frameSheet());
-    frame->setGeometry(rect());
-    frame->setAttribute(Qt::WA_TransparentForMouseEvents);
-    auto *titleBar = look::named(new QWidget(this), "titleBar");
+    QVBoxLayout *bands = addBody(QStringLiteral("windowFrame"));
+    bands->setContentsMargins({}); // the frame's line is their margin
+    auto *titleBar = look::named(new QWidget(bands->parentWidget()), "titleBar");
     titleBar->setAttribute(Qt::WA_StyledBackground); // a frame would move the contents by its line
-    auto *center = look::named(new QFrame(this), "centerWidget");
+    auto *center = look::named(new QFrame(bands->parentWidget()), "centerWidget");
     initTitleBar(titleBar);
     initCenterWidget(center);
-    auto *bands = new QVBoxLayout(this);
-    bands->setContentsMargins(1, 1, 1, 1);
-    bands->setSpacing(0);
     bands->addWidget(titleBar);
     bands->addWidget(center, 1);
-    setStyleSheet(contentSheet());
+    setStyleSheet(dialogSheet());
     initTray();
 }
 
@@ -235,11 +226,8 @@ void CUpgradeDialog::initHasDataView(QWidget *view)
     m_table->setParentDlg(this);
     removeScrollBarMenus(m_table);
 
-    auto *content = new QVBoxLayout(panel);
-    content->setContentsMargins(0, 0, 0, 0);
-    content->addWidget(new CCustomScrollArea(panel, m_table));
-    auto *column = look::space(new QVBoxLayout(view), {10, 10, 10, 10}, 0, this);
-    column->addWidget(panel);
+    look::space(new QVBoxLayout(panel), {}, 0, this)->addWidget(new CCustomScrollArea(panel, m_table));
+    look::space(new QVBoxLayout(view), {10, 10, 10, 10}, 0, this)->addWidget(panel);
 }
 
 void CUpgradeDialog::initNoDataView(QWidget *view)
