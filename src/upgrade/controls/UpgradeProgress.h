@@ -18,9 +18,7 @@ public:
     /// @param info a display row. Starts nothing.
     explicit CUpgradeProgress(const QVariant &info, QWidget *parent = nullptr);
 
-    // Kept by the table:
-    bool hasEnded = false; ///< reported as ended, and not as running since
-    int tableRow = 0;
+    bool hasEnded = false; ///< kept by the table: reported as ended, and not as running since
 
     QString spokenText() const override;
     bool canBeCancelled() const;

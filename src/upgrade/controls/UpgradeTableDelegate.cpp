@@ -8,7 +8,7 @@ namespace upgrade::controls {
 void CUpgradeTableDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
     QStyledItemDelegate::paint(painter, option, index);
-    drawRowLines(painter, getRowLines(option, index), m_borderColor);
+    drawRowLines(painter, getRowLines(option, index), borderColor);
     const auto *view = qobject_cast<const QAbstractItemView *>(option.widget);
     if (auto *cell = dynamic_cast<LazyCell *>(view->indexWidget(index)))
         cell->ensureBuilt(); // Qt paints the cells after the table
@@ -25,14 +25,14 @@ void CUpgradeTableDelegate::initStyleOption(QStyleOptionViewItem *option, const 
     QStyledItemDelegate::initStyleOption(option, index);
     if (!isHoveredRow(index))
         return;
-    option->palette.setBrush(QPalette::Text, m_hoveredForeground);
-    option->palette.setBrush(QPalette::HighlightedText, m_hoveredForeground);
-    option->backgroundBrush = m_hoveredBackground;
+    option->palette.setBrush(QPalette::Text, hoveredForeground);
+    option->palette.setBrush(QPalette::HighlightedText, hoveredForeground);
+    option->backgroundBrush = hoveredBackground;
 }
 
 bool CUpgradeTableDelegate::isHoveredRow(const QModelIndex &index) const
 {
-    return m_hoverEnabled && index.isValid() && index.row() == m_hoveredRow;
+    return hoverEnabled && index.isValid() && index.row() == hoveredRow;
 }
 
 QVector<QLine> CUpgradeTableDelegate::getRowLines(const QStyleOptionViewItem &option, const QModelIndex &index) const

@@ -15,11 +15,12 @@ class CUpgradeTableDelegate final : public QStyledItemDelegate
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
-    void setHoverRowEnabled(bool enabled) { m_hoverEnabled = enabled; }
-    void setHoveredRowForeground(const QBrush &brush) { m_hoveredForeground = brush; }
-    void setHoveredRowBackground(const QBrush &brush) { m_hoveredBackground = brush; }
-    void setHoveredRowBorderColor(const QColor &color) { m_borderColor = color; }
-    void setHoveredRow(int row) { m_hoveredRow = row; } ///< -1 for none
+    // Set by the table, which repaints itself:
+    bool hoverEnabled = false;
+    QBrush hoveredForeground{QColor(0x33, 0x33, 0x33)};
+    QBrush hoveredBackground{QColor(0xF7, 0xFA, 0xFD)};
+    QColor borderColor{Qt::lightGray};
+    int hoveredRow = -1; ///< -1 for none
 
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
     /// A cell's widget does not cover the row lines.
@@ -33,12 +34,6 @@ private:
     bool isHoveredRow(const QModelIndex &index) const;
     QVector<QLine> getRowLines(const QStyleOptionViewItem &option, const QModelIndex &index) const;
     static void drawRowLines(QPainter *painter, const QVector<QLine> &lines, const QColor &color);
-
-    bool m_hoverEnabled = false;
-    QBrush m_hoveredForeground{QColor(0x33, 0x33, 0x33)};
-    QBrush m_hoveredBackground{QColor(0xF7, 0xFA, 0xFD)};
-    QColor m_borderColor{Qt::lightGray};
-    int m_hoveredRow = -1;
 };
 
 } // namespace upgrade::controls

@@ -13,6 +13,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QScrollBar>
+#include <QSet>
 #include <algorithm>
 #include <utility>
 
@@ -113,13 +114,12 @@ void CUpgradeTableWidget::FillTableHeader(const QList<QPair<QString, int>> &colu
 {
     setColumnCount(columns.size());
     for (int column = 0; column < columns.size(); ++column) {
-        auto *title = new QTableWidgetItem(columns.at(column).first);
-        title->setTextAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-        setHorizontalHeaderItem(column, title);
+        setHorizontalHeaderItem(column, new QTableWidgetItem(columns.at(column).first));
         setColumnWidth(column, look::scaled(columns.at(column).second, this));
     }
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     QHeaderView *header = horizontalHeader();
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     header->setStretchLastSection(true);
     header->setSectionsClickable(false);
     header->setSectionResizeMode(QHeaderView::Fixed);
@@ -132,7 +132,7 @@ void CUpgradeTableWidget::FillTableHeader(const QList<QPair<QString, int>> &colu
 void CUpgradeTableWidget::setHoverRowEnabled(bool enabled)
 {
     viewport()->setAttribute(Qt::WA_Hover, enabled);
-    repainted()->setHoverRowEnabled(enabled);
+    repainted()->hoverEnabled = enabled;
 }
 
 void CUpgradeTableWidget::onRefreshUpgradeDtats(QVariant datas)
@@ -186,7 +186,6 @@ void CUpgradeTableWidget::showRow(const QString &name, const QVariant &row, QVec
         cell->setUpgradeInfo(row);
     } else {
         cell = static_cast<CUpgradeProgress *>(createDownloadWidget(row));
-        cell->tableRow = rowCount() + added->size();
         added->append(Cells(createSoftInfoWidget(row), cell));
     }
     cell->hasEnded = false;
@@ -265,28 +264,22 @@ void CUpgradeTableWidget::updateRow(const QVariant &row)
 
 void CUpgradeTableWidget::deleteRows(const QList<QVariant> &rows)
 {
-    QList<int> indices;
-    {
+    QSet<const QWidget *> cells;
+    for (const QVariant &row : rows) {
         const QMutexLocker locker(&m_rowsLock);
-        for (const QVariant &row : rows) {
-            if (const CUpgradeProgress *progress = m_progressByName.take(nameOf(row)))
-                indices.append(progress->tableRow);
-        }
+        cells.insert(m_progressByName.take(nameOf(row)));
+    }
+    QVector<int> indices; // ascending
+    for (int row = 0; !cells.isEmpty() && row < rowCount(); ++row) {
+        if (cells.contains(cellWidget(row, 1)))
+            indices.append(row);
     }
     if (indices.isEmpty())
         return;
-    removeIndices(indices);
-    updateRowIndex();
-}
-
-// Removes neighbouring rows together, the last ones first, and keeps a row selected.
-void CUpgradeTableWidget::removeIndices(QList<int> indices)
-{
-    std::sort(indices.begin(), indices.end());
     const int lowest = indices.constFirst();
     for (int row : qAsConst(indices))
         releaseFocus(row);
-    while (!indices.isEmpty()) {
+    while (!indices.isEmpty()) { // neighbouring rows together, the last ones first
         const int last = indices.takeLast();
         int first = last;
         while (!indices.isEmpty() && indices.constLast() == first - 1)
@@ -296,19 +289,13 @@ void CUpgradeTableWidget::removeIndices(QList<int> indices)
     if (rowCount() > 0 && !selectionModel()->hasSelection())
         selectionModel()->select(model()->index(std::min(lowest, rowCount() - 1), 0),
                                  QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    updateRowIndex();
 }
 
 void CUpgradeTableWidget::updateRowIndex()
 {
-    if (rowCount() == 0) {
+    if (rowCount() == 0)
         emit sigCloseDialog();
-        return;
-    }
-    const QMutexLocker locker(&m_rowsLock);
-    for (int row = 0; row < rowCount(); ++row) {
-        if (CUpgradeProgress *progress = progressAt(row))
-            progress->tableRow = row;
-    }
 }
 
 void CUpgradeTableWidget::onCancelDownload(QVariant info)
@@ -432,7 +419,7 @@ void CUpgradeTableWidget::onCellEntered(int row, int column)
         return;
     const QPoint left = std::exchange(m_hoveredCell, entered);
     emit sigCellLeave(left.y(), left.x());
-    repainted()->setHoveredRow(row);
+    repainted()->hoveredRow = row;
 }
 
 } // namespace upgrade::controls

@@ -29,9 +29,9 @@ public:
         setMouseTracking(tracking);
         viewport()->update();
     }
-    void setHoveredRowForeground(const QBrush &brush) { repainted()->setHoveredRowForeground(brush); }
-    void setHoveredRowBackground(const QBrush &brush) { repainted()->setHoveredRowBackground(brush); }
-    void setHoveredRowBorderColor(const QColor &color) { repainted()->setHoveredRowBorderColor(color); }
+    void setHoveredRowForeground(const QBrush &brush) { repainted()->hoveredForeground = brush; }
+    void setHoveredRowBackground(const QBrush &brush) { repainted()->hoveredBackground = brush; }
+    void setHoveredRowBorderColor(const QColor &color) { repainted()->borderColor = color; }
 
     // Display rows (UpgradeDataRefresh.h); rows of unknown names are ignored by update and delete.
     void addRows(const QList<QVariant> &rows); ///< updates the rows that exist; installs the finished downloads
@@ -77,7 +77,6 @@ private:
     void InitTableStyleSheets();
     void showRow(const QString &name, const QVariant &row, QVector<Cells> *added);
     void insertCells(const QVector<Cells> &added);
-    void removeIndices(QList<int> indices);
     void startInstallations(const QList<QVariant> &rows);
     void reportAndRemove(QList<QVariant> ended);
     CUpgradeProgress *progressAt(int row) const;
@@ -85,7 +84,7 @@ private:
     void releaseFocus(int row);
 
     CUpgradeTableDelegate *m_delegate = nullptr;
-    QHash<QString, CUpgradeProgress *> m_progressByName; ///< the widgets in column 1, which know their rows
+    QHash<QString, CUpgradeProgress *> m_progressByName; ///< the widgets in column 1
     QMutex m_rowsLock; ///< guards the map and the rows; never held where a window can be shown
     bool errorReportShowing = false;
     QPointer<QWidget> m_parentDlg;
