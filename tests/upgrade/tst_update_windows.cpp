@@ -393,7 +393,8 @@ private slots:
         const auto patch = made<CUpdateCurExplainDialog>({record});
         QCOMPARE(titlesOf(*patch), QStringList{"产品"});
         QVERIFY(patch->findChild<QTabBar *>()->minimumWidth() < dialog->findChild<QTabBar *>()->minimumWidth());
-        QVERIFY(titlesOf(*made<CUpdateCurExplainDialog>({released("产品")})).isEmpty());
+        const auto empty = made<CUpdateCurExplainDialog>({released("产品")});
+        QVERIFY(titlesOf(*empty).isEmpty() && empty->CalTabbarWidth() == 0);
         patch->connectUpdateBtn(nullptr);
         QCOMPARE(m_log->texts(QtCriticalMsg),
                  QStringList{"旧版本补丁更新说明窗口按钮连接信号失败，原因：按钮对象为空"});
