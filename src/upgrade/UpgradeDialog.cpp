@@ -22,14 +22,17 @@ using namespace tarn::visualized;
 
 namespace {
 // Look
-QString dialogSheet()
+QString frameSheet()
 {
-    return QStringLiteral("#windowFrame{background-color:white;border:1px solid %1;}"
-                          "#titleBar{background-color:white;border:none;border-bottom:1px solid #EBEBEB;}"
+    return QStringLiteral("background-color:white;border:1px solid %1;").arg(look::FrameBlue);
+}
+
+QString contentSheet()
+{
+    return QStringLiteral("#titleBar{background-color:white;border:none;border-bottom:1px solid #EBEBEB;}"
                           "#titleBar #titleText{background-color:transparent;border:none;color:#333333;}"
                           "#centerWidget,#dataView,#noDataView,#dataPanel{background-color:white;border:none;}"
-                          "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}")
-        .arg(look::FrameBlue);
+                          "#noDataText{background-color:transparent;border:none;color:#7F7F7F;}");
 }
 } // namespace
 
@@ -169,16 +172,22 @@ void CUpgradeDialog::initDialog()
     expectUnasked();
     placement::centreOnPrimary(this);
 
-    QVBoxLayout *bands = addBody(QStringLiteral("windowFrame"));
-    bands->setContentsMargins({}); // the frame's line is their margin
-    auto *titleBar = look::named(new QWidget(bands->parentWidget()), "titleBar");
+    // Under the contents: its sheet has no selector and would apply to every child.
+    auto *frame = look::named(new QFrame(this), "windowFrame");
+    frame->setStyleSheet(frameSheet());
+    frame->setGeometry(rect());
+    frame->setAttribute(Qt::WA_TransparentForMouseEvents);
+    auto *titleBar = look::named(new QWidget(this), "titleBar");
     titleBar->setAttribute(Qt::WA_StyledBackground); // a frame would move the contents by its line
-    auto *center = look::named(new QFrame(bands->parentWidget()), "centerWidget");
+    auto *center = look::named(new QFrame(this), "centerWidget");
     initTitleBar(titleBar);
     initCenterWidget(center);
+    auto *bands = new QVBoxLayout(this);
+    bands->setContentsMargins(1, 1, 1, 1);
+    bands->setSpacing(0);
     bands->addWidget(titleBar);
     bands->addWidget(center, 1);
-    setStyleSheet(dialogSheet());
+    setStyleSheet(contentSheet());
     initTray();
 }
 
