@@ -43,10 +43,10 @@ CManagerAccess::Posted CManagerAccess::post(QEvent::Type type, std::unique_ptr<I
     return Posted::Yes;
 }
 
-void CManagerAccess::open()
+bool CManagerAccess::open()
 {
     const QWriteLocker locker(&accessLock);
-    isOpen = true;
+    return !std::exchange(isOpen, true);
 }
 
 void CManagerAccess::shut()

@@ -25,7 +25,7 @@ public:
     /// Posts a request to the manager; data that is not posted is deleted.
     static Posted post(QEvent::Type type, std::unique_ptr<IVisualizedEventData> data);
 
-    static void open();
+    static bool open(); ///< @return true if it was shut
     static void shut(); ///< returns when no scope of another thread holds the access
 
 private:

@@ -60,7 +60,7 @@ void guarded(const char *function, const QString &failed, const std::function<vo
         step();
     } catch (const std::exception &error) {
         VT_LOG_AS(critical, function) << line(function, failed + QString::fromLocal8Bit(error.what()));
-    } catch (...) { // the platform's own types need no common base
+    } catch (...) { // RpcError, for one, is no std::exception
         VT_LOG_AS(critical, function) << line(function, failed + QStringLiteral("未知异常"));
     }
 }
@@ -83,19 +83,22 @@ bool CVisualizedServiceCreator::create(const QString &tag)
     const QString failed = QStringLiteral("绑定服务对象时发生异常：");
     VT_LOG(info) << line(function, QStringLiteral("开始绑定服务对象，标签[%1]").arg(tag));
     bool added = false;
+    bool opened = false;
     bool bound = false;
     guarded(function, failed, [&] {
-        const QString failure = bind(tag, added);
+        const QString failure = bind(tag, added, opened);
         bound = failure.isEmpty();
         const QString success = QStringLiteral("服务对象绑定成功，标签[%1]").arg(tag);
         VT_LOG_AS(info, function) << line(function, bound ? success : failure);
     });
+    if (opened && !bound)
+        guarded(function, failed, [this] { closeService(); }); // a dispatcher of an earlier service may still be called
     if (added && !bound)
         guarded(function, failed, [&] { m_adapter->remove(tag); }); // so that the next create() can add it
     return bound;
 }
 
-QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
+QString CVisualizedServiceCreator::bind(const QString &tag, bool &added, bool &opened)
 {
     if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
         return QStringLiteral("没有QApplication，无法显示窗口"); // Qt would end the process
@@ -111,7 +114,7 @@ QString CVisualizedServiceCreator::bind(const QString &tag, bool &added)
     added = m_adapter->add(std::any(m_service), tarn::visualized::Interface, tag);
     if (!added)
         return QStringLiteral("适配器添加接口指针失败，错误信息[%1]").arg(lastError());
-    CManagerAccess::open(); // before the first call arrives
+    opened = CManagerAccess::open(); // before the first call arrives
     ServiceLease::open();
     outsideWork().open();
     if (m_adapter->active())

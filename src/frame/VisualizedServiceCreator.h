@@ -25,8 +25,9 @@ public:
 
 private:
     /// @param added set when the object must be removed after a failure
+    /// @param opened set when operations were refused before
     /// @return the reason of a failure, empty when the object is bound
-    QString bind(const QString &tag, bool &added);
+    QString bind(const QString &tag, bool &added, bool &opened);
     void closeService();
     void endRpc();
     void loadFonts();

@@ -184,9 +184,12 @@ private slots:
         QVERIFY(QApplication::topLevelWidgets().isEmpty());
 
         CVisualizedServiceCreator again;
-        fakerpc::behaviour.failing = QStringList{"add"};
-        QVERIFY(!again.create("IVisualizedService") && !callNotice(dispatcher));
-        fakerpc::reset();
+        for (const QString &step : QStringList{"add", "active"}) {
+            fakerpc::behaviour.failing = QStringList(step);
+            fakerpc::behaviour.error.code = tarn::rpc::RpcError::Failed;
+            QVERIFY(!again.create("IVisualizedService") && !callNotice(dispatcher));
+            fakerpc::reset();
+        }
         QVERIFY(again.create("IVisualizedService") && tarn::visualized::ServiceLease().isGranted());
         QVERIFY(callNotice(dispatcher));
         QTRY_COMPARE(notice::visibleWindows<NotifyWnd>().size(), 1);
