@@ -131,7 +131,7 @@ QFont fontOf(int pixelSize)
     return font;
 }
 
-// Of a link on one line, as the layout of its markup has it.
+// Height of a link on one line; equals that of its markup when that is laid out.
 int linkHeight(const QString &text, const QFont &font)
 {
     QTextLayout layout(text, font);
@@ -206,9 +206,11 @@ NotifyWnd::NotifyWnd(QWidget *parent)
     followScreen(QGuiApplication::primaryScreen());
 }
 
-// It cannot be dragged back from a place that no screen shows any more.
+// The user cannot drag a notice back from a place outside of all screens.
 void NotifyWnd::followScreen(const QScreen *screen)
 {
+    for (const QScreen *former : QGuiApplication::screens())
+        disconnect(former, nullptr, this, nullptr);
     if (!screen)
         return;
     connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NotifyWnd::DpiChanged);
@@ -350,7 +352,7 @@ void NotifyWnd::paintEvent(QPaintEvent *)
 void NotifyWnd::showEvent(QShowEvent *e)
 {
     QWidget::showEvent(e);
-    // It keeps its pixels when Qt moves it to a screen of another scale.
+    // Qt keeps the size in device pixels when the notice changes to a screen of another scale.
     connect(windowHandle(), &QWindow::screenChanged, this, &NotifyWnd::moveToCorner,
             Qt::ConnectionType(Qt::QueuedConnection | Qt::UniqueConnection));
     // A window manager may give it the keyboard all the same.

@@ -56,20 +56,19 @@ class Screens(PlatformTest):
         """To the left screen when that is the only one, and back."""
         def at_corner(right, bottom, scale):
             def near():
-                windows = self.desktop.windows("NotifyWnd")
-                return windows and all(abs(edge - margin) <= 13 * scale for edge, margin in
-                                       ((right - windows[0].x - windows[0].width, 0),
-                                        (bottom - windows[0].y - windows[0].height, 0)))
+                gaps = [(right - window.x - window.width, bottom - window.y - window.height)
+                        for window in self.desktop.windows("NotifyWnd")]
+                return gaps and all(abs(gap - 11 * scale) <= 3 * (scale - 1) for gap in gaps[0])
             wait(near, lambda: f"the notice in the corner: {self.desktop.windows('NotifyWnd')}")
         back = ("xrandr", "--output", "DUMMY1", "--mode", "1280x1000", "--pos", "1024x0", "--primary")
         self.session.run(*NOTICE)
+        self.addCleanup(self.desktop.close, "NotifyWnd")
         at_corner(2304, 1000, self.scales[PRIMARY])
         self.addCleanup(subprocess.run, back, check=True)
         subprocess.run(("xrandr", "--output", "DUMMY1", "--off"), check=True)
         at_corner(1024, 768, self.scales[LEFT])
         subprocess.run(back, check=True)
         at_corner(2304, 1000, self.scales[PRIMARY])
-        self.desktop.close("NotifyWnd")
 
     def test_middle_of_the_primary_screen(self):
         for role, *command in (("CMsgCenterDlg", "call", "ShowMessageCenter"),

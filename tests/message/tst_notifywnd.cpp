@@ -77,7 +77,7 @@ private slots:
         const QPoint corner(area.right() - 10 - window->width(), area.bottom() - 10 - window->height());
         emit QGuiApplication::primaryScreen()->availableGeometryChanged(area);
         QCOMPARE(window->pos(), corner);
-        window->move(0, 0); // on a screen that is removed
+        window->move(0, 0); // as if its screen had been removed
         emit qApp->primaryScreenChanged(QGuiApplication::primaryScreen());
         QCOMPARE(window->pos(), corner);
         window->setMask(QRegion(1, 1, 5, 5)); // as without a compositor
