@@ -356,7 +356,7 @@ std::shared_ptr<QTextDocument> emptyDocument(const QFont &font)
     document->setDocumentMargin(PageMargin);
     document->setDefaultTextOption(QTextOption());
     document->setDefaultFont(font);
-    document->setDefaultStyleSheet(look::LinkRule);
+    document->setDefaultStyleSheet(look::linkRule());
     return document;
 }
 

@@ -267,7 +267,8 @@ void CUpgradeTableWidget::deleteRows(const QList<QVariant> &rows)
     QSet<const QWidget *> cells;
     for (const QVariant &row : rows) {
         const QMutexLocker locker(&m_rowsLock);
-        cells.insert(m_progressByName.take(nameOf(row)));
+        if (const QWidget *cell = m_progressByName.take(nameOf(row)))
+            cells.insert(cell);
     }
     QVector<int> indices; // ascending
     for (int row = 0; !cells.isEmpty() && row < rowCount(); ++row) {

@@ -85,7 +85,7 @@ private:
 
     CUpgradeTableDelegate *m_delegate = nullptr;
     QHash<QString, CUpgradeProgress *> m_progressByName; ///< the widgets in column 1
-    QMutex m_rowsLock; ///< guards the map and the rows; never held where a window can be shown
+    QMutex m_rowsLock;                                   ///< guards the map; never held where a window can be shown
     bool errorReportShowing = false;
     QPointer<QWidget> m_parentDlg;
     QPoint m_hoveredCell{-1, -1}; ///< column, row
