@@ -64,7 +64,7 @@ void CVisualizedManager::showNotice(const QMap<QString, QVariant> &values)
 
     const QString id = window->GetMsgId();
     VT_LOG(info) << QStringLiteral("显示通知栏窗口。消息ID:%1").arg(id);
-    window->moveToCorner(); // where it will stand, so that it is not seen jumping
+    window->moveToCorner(); // before show(), so that the notice does not jump
     front::showOnTopOnce(window);
     VT_LOG(info) << QStringLiteral("通知消息展示-消息id:") + id + QStringLiteral("时间") +
                         QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));

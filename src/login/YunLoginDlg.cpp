@@ -40,7 +40,7 @@ void notifyAfterScan(const LoginCaller &caller)
     cloudcalls::notify(caller, QStringLiteral("扫码登录：开始通知云登录后事件"), QStringLiteral("快捷登录成功。"));
 }
 
-QPointer<CYunLoginDialog> newest; // the one open dialog, or the last one that was
+QPointer<CYunLoginDialog> newest; // the dialog created last
 } // namespace
 
 CYunLoginDialog::CYunLoginDialog(QWidget *parent, const Rhythm &rhythm)

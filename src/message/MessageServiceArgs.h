@@ -2,6 +2,7 @@
 #include "tarn/message/IMessageServiceArgs.h"
 #include <QMap>
 
+/// The common half of the message service's argument objects: a map and an error text.
 template <class Interface>
 class MessageServiceArgs : public Interface
 {
@@ -16,7 +17,6 @@ private:
     QString m_error;
 };
 
-/// Plain implementations of the message service's argument objects: a map, an error text, a list and a code.
 class CMessageService_InputArgs final : public MessageServiceArgs<IMessageService_InputArgs>
 {
 };

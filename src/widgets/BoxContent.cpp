@@ -62,7 +62,7 @@ QLabel *textLabel(const QString &text, QWidget *box)
     label->setContextMenuPolicy(Qt::PreventContextMenu);
     if (shown.hasLink)
         label->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-    label->setText(shown.hasLink ? QStringLiteral("<style>%1</style>").arg(look::LinkRule) + shown.text : shown.text);
+    label->setText(shown.hasLink ? QStringLiteral("<style>%1</style>").arg(look::linkRule()) + shown.text : shown.text);
     label->setAccessibleName(safehtml::words(text, safehtml::box().maxChars));
     return label;
 }

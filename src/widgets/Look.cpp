@@ -156,6 +156,11 @@ QString linkButton(const QString &selector)
            QStringLiteral("%1:disabled{background-color:transparent; border:none;}").arg(selector);
 }
 
+QString linkRule()
+{
+    return QStringLiteral("a:link{color:%1;}").arg(LinkBlue);
+}
+
 QString thinScrollBars(const QString &selector, int width, const QString &ground, const QString &handle,
                        const QWidget *w)
 {

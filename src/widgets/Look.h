@@ -37,8 +37,6 @@ inline constexpr QLatin1String FrameGrey = latin1("#ADADAD");  // borders of the
 inline constexpr QLatin1String BandGrey = latin1("#EEF0F5");   // title band of message boxes
 inline constexpr QLatin1String BorderGrey = latin1("#D5D9DF"); // borders of fields and menus, handles of scroll bars
 inline constexpr QLatin1String RuleGrey = latin1("#E4E8EE");   // lines between parts
-/// The colour of links in texts that give them none; Qt would take the host's.
-inline constexpr QLatin1String LinkRule = latin1("a:link{color:#0C64EB;}");
 
 /// Paths of the pictures among the resources.
 namespace icon {
@@ -118,6 +116,8 @@ QString linkButton(const QString &selector = QStringLiteral("CCustomBtn[tone=\"L
 /// selector, e.g. look::thinScrollBars("#rows", 6, "white", look::BorderGrey).
 QString thinScrollBars(const QString &selector, int width, const QString &ground, const QString &handle,
                        const QWidget *w = nullptr);
+/// The colour of links in texts that give them none; Qt would take the host's.
+QString linkRule();
 /// A title bar's ground and, unless empty, the colour of the line under it.
 QString titleBand(const QString &ground, const QString &line = QString());
 /// Flat tabs with a blue line under the selected one. `size` are further properties of a tab, e.g. "width:150px;".

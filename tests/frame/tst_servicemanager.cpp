@@ -158,7 +158,7 @@ private slots:
         QVERIFY(warnings.value(0).startsWith("岚川服务程序启动失败，QProcess错误码："));
         QVERIFY(warnings.value(1).startsWith("岚川服务程序启动失败，错误码："));
         QVERIFY(!CServiceManager::getInstance()->getRpc()->isInitialized());
-        // A path may be that of the program's directory.
+        // The path may name the directory of the program instead of the program.
         writeFile(besideProgram("apps/s/installation.ini"), QByteArray(HubDescription).replace("=hub", "=./"));
         QVERIFY(start().contains("exes:" + besideProgram("apps/s/ServiceHub")));
         writeFile(besideProgram("apps/a/installation.ini"), "[General]\nSoftwareName=岚川软件助手\n");

@@ -131,6 +131,7 @@ private slots:
         };
         const QImage before = plain();
         QPalette host = QGuiApplication::palette();
+        const auto restore = qScopeGuard([host] { QApplication::setPalette(host); });
         host.setColor(QPalette::Link, Qt::red);
         QApplication::setPalette(host);
         QCOMPARE(plain(), before);

@@ -78,8 +78,10 @@ int difference(QRgb one, QRgb other)
 // Where the pictures differ; empty when the windows look the same.
 QString differingPart(const QImage &one, const QImage &other)
 {
+    if (other.isNull())
+        return QStringLiteral("no picture there");
     if (one.isNull() || one.size() != other.size())
-        return QStringLiteral("its size");
+        return QStringLiteral("another size");
     const int columns = one.width() / GroundSize + 1;
     QVector<int> faintlyOther(columns * (one.height() / GroundSize + 1)); // pixels in each square
     int clearlyOther = 0;
@@ -91,11 +93,11 @@ QString differingPart(const QImage &one, const QImage &other)
         }
     }
     if (clearlyOther > AllowedShare * one.width() * one.height())
-        return QStringLiteral("%1 of its pixels").arg(clearlyOther);
+        return QStringLiteral("%1 pixels").arg(clearlyOther);
     const int ground = faintlyOther.indexOf(GroundSize * GroundSize);
     if (ground < 0)
         return QString();
-    return QStringLiteral("a ground at %1, %2").arg(ground % columns * GroundSize).arg(ground / columns * GroundSize);
+    return QStringLiteral("the ground at %1, %2").arg(ground % columns * GroundSize).arg(ground / columns * GroundSize);
 }
 
 bool takePicture(const Scene &scene, int dpi, const QDir &folder, const QString &compared)
@@ -109,8 +111,8 @@ bool takePicture(const Scene &scene, int dpi, const QDir &folder, const QString 
     const QString part = compared.isEmpty() ? QString() : differingPart(image, QImage(QDir(compared).filePath(name)));
     if (part.isEmpty())
         return true;
-    QTextStream(stderr) << "gallery: " << folder.filePath(name) << " differs from that in " << compared << " in "
-                        << part << '\n';
+    QTextStream(stderr) << "gallery: " << folder.filePath(name) << " differs from that in " << compared << ": " << part
+                        << '\n';
     return false;
 }
 
