@@ -132,7 +132,12 @@ class Page
 {
 public:
     static constexpr int MaxRecords = 1000;
-    static constexpr int MaxBytes = 1536 * 1024; ///< a larger record is a page by itself
+
+    /// @param maxBytes a larger record is a page by itself. A value takes at least 6 bytes.
+    explicit Page(int maxBytes = 1536 * 1024)
+        : m_maxBytes(maxBytes)
+    {
+    }
 
     /// @return false when the record belongs to the next page
     bool add(const QVariantMap &record, const QString &place)
@@ -141,7 +146,7 @@ public:
         QDataStream stream(&bytes, QIODevice::WriteOnly);
         stream << record;
         m_bytes += bytes.size();
-        if (!list.isEmpty() && (list.size() == MaxRecords || m_bytes > MaxBytes)) {
+        if (!list.isEmpty() && (list.size() == MaxRecords || m_bytes > m_maxBytes)) {
             values.insert(link::wire::Cursor, m_last);
             return false;
         }
@@ -155,6 +160,7 @@ public:
 
 private:
     QString m_last;
+    const int m_maxBytes;
     int m_bytes = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "services/UpgradeRecords.h"
 #include "services/Failure.h"
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <algorithm>
 
 namespace tarn::services {
@@ -7,6 +9,19 @@ namespace tarn::services {
 using namespace upgrade;
 
 namespace {
+
+// Every list of the tasks holds their sections: one task must not make it larger than a message may be.
+constexpr int MaxSections = 120000; // bytes as JSON: at most 60,000 values
+constexpr int MaxDepth = 10;
+
+int depthOf(const QVariant &value)
+{
+    int depth = 0;
+    const QVariantList children = value.type() == QVariant::Map ? value.toMap().values() : value.toList();
+    for (const QVariant &each : children)
+        depth = std::max(depth, 1 + depthOf(each));
+    return depth;
+}
 
 QVariantMap section(const CatalogueItem &item, const QString &installedVersion)
 {
@@ -151,6 +166,12 @@ UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, con
         if (request.contains(section))
             task.sections.insert(section, request.value(section));
     }
+    const QJsonObject stored = QJsonObject::fromVariantMap(task.sections); // which has no bytes and rectangles
+    task.sections = stored.toVariantMap();
+    require(QJsonDocument(stored).toJson(QJsonDocument::Compact).size() <= MaxSections &&
+                depthOf(task.sections) <= MaxDepth,
+            QStringLiteral("the sections of the request have more than %1 bytes or %2 levels")
+                .arg(QString::number(MaxSections), QString::number(MaxDepth)));
     return task;
 }
 

@@ -15,7 +15,7 @@ struct UpgradeTask
     QString error;
     QString currentVersion;
     QString exePath;
-    QVariantMap sections; ///< "软件", "补丁包", "插件", "旧版本补丁包" as they were requested
+    QVariantMap sections; ///< "软件", "补丁包", "插件", "旧版本补丁包" as they were requested; values of JSON
     QList<UpgradeItem> items;
 
     bool isActive() const ///< downloading, downloaded or installing
@@ -50,7 +50,7 @@ QVariantList updateRecords(const InstalledProducts &installed, const Catalogue &
 QList<Offer> offersOf(const QString &product, const QString &bits, const QVariantMap &sections);
 
 /// Makes the task that a request asks for; the packages are those of the catalogue, whatever the request says of them.
-/// Throws Failure when it cannot be made.
+/// Throws Failure when it cannot be made, BadRequest when its sections are too large for a list of tasks.
 UpgradeTask makeTask(const QVariantMap &request, const Catalogue &catalogue, const InstalledProducts &installed);
 
 /// The task as callers read it ("taskInfoList"). The working item is the first that is not complete.

@@ -20,6 +20,7 @@ namespace {
 
 constexpr unsigned long PollMs = 100;  // between two looks at a task
 constexpr int ShownAsRunningMs = 2500; // a window asks once a second
+constexpr int MaxPageBytes = 360000;   // at most 60,000 values; a message has room for 65,536
 
 QVariantMap toMap(const Offer &ignored)
 {
@@ -160,7 +161,7 @@ private:
         auto row = isPlace ? rows.cbegin() : rows.upperBound(cursor.toLongLong(&isPlace));
         if (!isPlace)
             throw noSuchPlace(cursor);
-        Page page;
+        Page page(MaxPageBytes);
         while (row != rows.cend() && page.add(*row, QString::number(row.key())))
             ++row;
         return page;
@@ -197,8 +198,9 @@ private:
     CallResult installSoftware(const Request &request)
     {
         const QString product = request.name(key::SoftwareName);
+        const bool isAwaited = request.flag(key::WaitForFinished);
         m_engine.install(product);
-        if (request.values().value(key::WaitForFinished).toBool())
+        if (isAwaited)
             awaitInstallation(product, request.context);
         return ok();
     }
@@ -239,9 +241,10 @@ private:
 
     CallResult announce(const Request &request)
     {
+        const bool isShown = request.flag(wire::Show, true);
         const QVariantList records = findUpdates(false);
         QVariantMap values{{wire::Shown, false}, {wire::ShowError, QString()}};
-        if (!records.isEmpty() && request.flag(wire::Show, true))
+        if (!records.isEmpty() && isShown)
             values = present(QStringLiteral("showAutoCheckUpdateDialog"), records);
         values.insert(wire::Offered, records.size());
         return ok(values, records);

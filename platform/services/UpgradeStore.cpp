@@ -6,8 +6,6 @@ namespace tarn::services {
 
 namespace {
 
-constexpr int MaxSections = 1024 * 1024; // bytes: every list of tasks holds them, in a message of 4 MiB
-
 QStringList schema()
 {
     return {
@@ -89,8 +87,6 @@ qint64 UpgradeStore::save(const UpgradeTask &task)
     m_db.inTransaction([&] {
         const QByteArray sections =
             QJsonDocument(QJsonObject::fromVariantMap(task.sections)).toJson(QJsonDocument::Compact);
-        failIf(sections.size() > MaxSections,
-               QStringLiteral("the sections of the request have more than %1 bytes").arg(MaxSections));
         m_db.run(QStringLiteral("DELETE FROM tasks WHERE product = ?"), {task.product});
         m_db.run(QStringLiteral("INSERT INTO tasks VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)"),
                  {id == 0 ? QVariant() : id, task.product, task.state, task.error, task.currentVersion, task.exePath,

@@ -163,21 +163,45 @@ private slots:
         const auto ignore = [this](const QString &version) {
             return call("IgnoreUpgrade", {{key::IgnoredName, Product}, {key::IgnoredVersion, version}}).retCode;
         };
-        QCOMPARE(ignore(QString(257, '1')), int(code::InvalidArgs));
+        const QString longText(257, '1');
+        const QVariantMap longItem{{key::SoftwareName, longText}, {key::NewVersion, "1"}};
+        QCOMPARE(ignore(longText), int(code::InvalidArgs));
+        for (const auto &[tooLong, value] :
+             {std::pair(key::Bitness, QVariant(longText)), std::pair(key::Plugins, QVariant(QVariantList{longItem}))})
+            QCOMPARE(call("IgnoreUpgrade", {{key::IgnoredName, Product}, {key::IgnoredVersion, "1"}, {tooLong, value}})
+                         .retCode,
+                     int(code::InvalidArgs));
         QCOMPARE(ignore("1.10"), int(code::Ok));
         const QVariantMap wrongName{{key::SoftwareName, QVariantList{Product}}};
         QCOMPARE(call(wire::method::ForgetIgnores, wrongName).retCode, int(code::InvalidArgs));
         QCOMPARE(call("CheckNewVersion", wrongName).retCode, int(code::InvalidArgs));
         QCOMPARE(status().value(wire::Ignores).toList().size(), 1);
-        const QVariantMap wrongFlag{{key::SoftwareName, Product}, {wire::KillRunning, "no"}, {wire::Show, "no"}};
+        const QVariantMap wrongFlag{
+            {key::SoftwareName, Product}, {wire::KillRunning, "no"}, {wire::Show, "no"}, {key::WaitForFinished, "no"}};
         QCOMPARE(call(wire::method::PatchSilently, wrongFlag).retCode, int(code::InvalidArgs));
         QCOMPARE(call(wire::method::ForgetIgnores).retCode, int(code::Ok));
-        QCOMPARE(call(wire::method::AnnounceUpdates, wrongFlag).retCode, int(code::InvalidArgs));
+        QCOMPARE(call("InstallSoftware", wrongFlag).retCode, int(code::InvalidArgs));
         // Every list of the tasks has the sections that were requested.
-        const QVariantMap large{{key::NewVersion, "1.10"}, {"x", QString(1100000, 'x')}};
-        const auto started = call("StartDownload", {{key::SoftwareName, Product}, {key::Software, large}});
-        QVERIFY2(started.errorText.contains("1048576 bytes"), qPrintable(started.errorText));
-        QVERIFY(status().value(wire::Tasks).toList().isEmpty());
+        QVariantList numbers;
+        for (int count = 0; count <= 60000; ++count)
+            numbers << 1;
+        QVariant deep;
+        for (int level = 0; level < 14; ++level)
+            deep = QVariantList{deep};
+        for (const QVariant &large : {QVariant(QString(120000, 'x')), QVariant(numbers.mid(1)), deep}) {
+            const QVariantMap section{{key::NewVersion, "1.10"}, {"x", large}};
+            const auto started = call("StartDownload", {{key::SoftwareName, Product}, {key::Software, section}});
+            QCOMPARE(started.retCode, int(code::InvalidArgs));
+            QVERIFY2(started.errorText.contains("sections"), qPrintable(started.errorText));
+            QVERIFY(status().value(wire::Tasks).toList().isEmpty());
+        }
+        const QVariantMap most{{key::NewVersion, "1.10"}, {"x", numbers.mid(1000)}};
+        const QVariantMap patch{{key::NewVersion, "3.0.1"}, {"x", numbers.mid(1000)}};
+        QVERIFY(call("StartDownload", {{key::SoftwareName, Product}, {key::Software, most}}).accepted);
+        QVERIFY(call("StartDownload", {{key::SoftwareName, "排版"}, {key::Patch, patch}}).accepted);
+        QCOMPARE(call("QueryTaskInfos").output.list.size(), 1); // both are more values than a message may have
+        offer({});
+        QCOMPARE(call(wire::method::AnnounceUpdates, wrongFlag).retCode, int(code::InvalidArgs));
     }
 
     void settings()
