@@ -22,7 +22,7 @@ struct FamilyCodes
     int refused;
     int invalidArgs;
     int noConnection;
-    QString unreached = QStringLiteral("%1"); ///< error text of a failure of the transport; %1: its reason
+    QString unreached = QStringLiteral("%1"); ///< error text for callFailed and noConnection; %1: the reason
 };
 
 /// The family's code for a failure of the transport; otherwise the service's own code.
@@ -108,12 +108,14 @@ private:
             return deliver(m_codes.invalidArgs, QStringLiteral("the input was not made by this assistant"), {},
                            *output);
         if (!m_initialized)
-            return deliver(m_codes.noConnection, QStringLiteral("the assistant is not initialized"), {}, *output);
+            return deliver(m_codes.noConnection,
+                           m_codes.unreached.arg(QLatin1String("the assistant is not initialized")), {}, *output);
         const rpc::CallResult result = call(args->bag());
-        deliver(codeOf(result, m_codes),
-                result.arrived() ? result.errorText
-                                 : m_codes.unreached.arg(QString::fromStdString(result.error.message)),
-                result.output, *output);
+        const int code = codeOf(result, m_codes);
+        QString error = result.arrived() ? result.errorText : QString::fromStdString(result.error.message);
+        if (!result.arrived() && (code == m_codes.callFailed || code == m_codes.noConnection))
+            error = m_codes.unreached.arg(error);
+        deliver(code, error, result.output, *output);
     }
     template <class Output>
     static void deliver(int code, const QString &error, const rpc::Bag &bag, Output &output)

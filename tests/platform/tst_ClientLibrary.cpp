@@ -43,6 +43,7 @@ private slots:
     {
         QCOMPARE(records(), 2012);
         QVERIFY(!call(&Assistant::AddMessageReceipt)->GetError().isEmpty());
+        QVERIFY(!call(&Assistant::AddMessageReceipt)->GetError().startsWith("发生通信错误"));
         QCOMPARE(tasks(), 1009);
         QString error;
         QCOMPARE(loginState(&error), 4012);
@@ -56,6 +57,11 @@ private slots:
         // What cannot be sent is the caller's fault, not the connection's.
         output = call(&Assistant::IgnoreMessage, {{key::MsgId, QString(5 << 20, 'x')}});
         QCOMPARE(output->GetRetCode(), 2003);
+        QCOMPARE(loginState(&error, QString(5 << 20, 'x')), 4003);
+        QVERIFY2(!error.isEmpty() && !error.startsWith("发生通信错误"), qPrintable(error));
+        m_manager->GetCloudServiceAssistant()->UnInitialize();
+        QCOMPARE(loginState(&error), 4012);
+        QVERIFY2(error.startsWith("发生通信错误（"), qPrintable(error));
     }
 
     void refusalWithoutACode()
@@ -99,7 +105,9 @@ private slots:
         QVERIFY(failures.contains(tasks()));
         QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed()))); // two waits would take as long
         timer.start();
-        QVERIFY(failures.contains(loginState()) && failures.contains(records()));
+        QString error;
+        QVERIFY(failures.contains(loginState(&error)) && failures.contains(records()));
+        QVERIFY2(error.startsWith("发生通信错误（"), qPrintable(error));
         QVERIFY2(timer.elapsed() < 15000, qPrintable(QString::number(timer.elapsed())));
         ::kill(services, SIGCONT);
         QTRY_COMPARE_WITH_TIMEOUT(records(), 2000, 10000);
@@ -131,13 +139,14 @@ private:
         return output->GetRetCode();
     }
 
-    int loginState(QString *error = nullptr)
+    int loginState(QString *error, const QVariant &value = {})
     {
         auto *cloud = m_manager->GetCloudServiceAssistant();
+        const auto input = cloud->CreateInputArgs();
         const auto output = cloud->CreateOutputArgs();
-        cloud->GetLoginState(cloud->CreateInputArgs(), output);
-        if (error)
-            *error = output->GetError();
+        input->SetValue("x", value);
+        cloud->GetLoginState(input, output);
+        *error = output->GetError();
         return output->GetRetCode();
     }
 
