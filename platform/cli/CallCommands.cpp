@@ -250,7 +250,7 @@ QList<Command> callCommands()
         "A rect is {\"$rect\":[x,y,width,height]}, an unsigned 64-bit number {\"$u64\":\"...\"}; the list of records "
         "is in \"$list\".\n"
         "\"tarnctl call OPERATION --help\" shows the keys of one operation.\n"
-        "Exit code: 0 accepted, 1 refused, 2 wrong usage, 3 not reached.",
+        "Exit code: 0 accepted, 1 refused or the answer cannot be written, 2 wrong usage, 3 not reached.",
         {{"OPERATION", "Name of the operation, e.g. ShowNotifyMessage.", {}, true},
          {"JSON", "The input, a JSON object; @file reads it from a file, - from the standard input. Empty by default.",
           "[JSON | @file | -]", true}},

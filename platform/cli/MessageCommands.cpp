@@ -177,9 +177,11 @@ void printDetails(const QVariantMap &record)
 int runShow(const Line &line)
 {
     const auto find = [&line](const rpc::CallResult &result) {
-        if (result.output.list.isEmpty())
-            throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
-        return result.output.list.constFirst();
+        for (const QVariant &record : result.output.list) { // an older service sends others too
+            if (record.toMap().value(key::MsgId) == line.at(0))
+                return record;
+        }
+        throw Failure{status::Refused, QStringLiteral("no such message: %1").arg(line.at(0))};
     };
     const auto printOne = [&find](const rpc::CallResult &result) { printDetails(find(result).toMap()); };
     const QVariantMap wanted{{wire::All, true}, {key::MsgId, line.at(0)}};

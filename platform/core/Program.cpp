@@ -176,9 +176,10 @@ void readArguments(QCommandLineParser *parser, const QString &description, const
     if (isUnderstood && given == expected)
         return;
     QString mistake = parser->errorText();
+    const auto [wrong, wanted] = std::mismatch(given.cbegin(), given.cend(), expected.cbegin(), expected.cend());
     if (isUnderstood)
-        mistake = given.isEmpty() ? QStringLiteral("the argument %1 is missing").arg(expected.constFirst())
-                                  : QStringLiteral("unexpected argument \"%1\"").arg(given.constLast());
+        mistake = wrong == given.cend() ? QStringLiteral("the argument %1 is missing").arg(*wanted)
+                                        : QStringLiteral("unexpected argument \"%1\"").arg(*wrong);
     const QString program = QCoreApplication::applicationName();
     std::fprintf(stderr, "%s\n", qUtf8Printable(QStringLiteral("%1: %2 (see \"%1 --help\")").arg(program, mistake)));
     std::exit(2);

@@ -48,7 +48,7 @@ QString dataDirectory();
 
 /// "cfg.ini" in a directory; the name of no file where it is missing, or something that would block its reader.
 QString settingsFile(const QString &directory);
-/// A text of an INI file, which QSettings splits at its commas.
+/// A text of an INI file, which QSettings splits at its commas; without double quotes, the spaces after them are lost.
 QString iniText(const QSettings &settings, const QString &key);
 
 /// A file that is no regular file, too large, another user's or open to other users.

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QPluginLoader>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTemporaryFile>
@@ -208,13 +209,15 @@ private slots:
         };
         for (const QString &name :
              {QStringLiteral("visualized-host"), QStringLiteral("ServiceHub"), QStringLiteral("tarn-services")}) {
-            QCOMPARE(run(name, {"--version"}), QString("0: %1 1.0.0").arg(name));
+            QVERIFY(run(name, {"--version"}).contains(QRegularExpression("^0: " + name + " \\d")));
             for (const QString &wrong : {QStringLiteral("--tea"), QStringLiteral("tea")}) {
                 const QString answer = run(name, {wrong});
                 QVERIFY2(answer.startsWith("2: " + name + ": ") && answer.contains("tea") && !answer.contains('\n'),
                          qPrintable(answer));
             }
         }
+        QVERIFY(run("ServiceHub", {"tea", "quickboot"}).contains("\"tea\""));
+        QVERIFY(run("ServiceHub", {"quickboot", "tea", "b"}).contains("\"tea\""));
         QCOMPARE(run("ServiceHub", {}),
                  QString("2: ServiceHub: the argument quickboot is missing (see \"ServiceHub --help\")"));
         environment.insert("QT_QPA_PLATFORM", "xcb");

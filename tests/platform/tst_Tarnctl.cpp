@@ -205,7 +205,8 @@ private slots:
                         {"message show 第一", 0,
                          "id:        第一\ntitle:     标题\ntime:      2026-01-02 03:04:05\n"
                          "state:     read,deleted,ignored\ndeleted:   d\nignored:   i\n"
-                         "receipt:   read f\nreceipt:   clicked f\nreceipt:   read f, last l, 2 times, 软件\n"}}),
+                         "receipt:   read f\nreceipt:   clicked f\nreceipt:   read f, last l, 2 times, 软件\n"},
+                        {"message show 第二", 1, "第二"}}), // of a service that answers every question with its list
                  QString());
     }
 
