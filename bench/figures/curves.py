@@ -14,7 +14,7 @@ CALLERS = (1, 4, 16, 64)
 CALLS = 400
 RECORDS = (10, 100, 1000, 4000)
 BAGS = 5  # of each size in each run
-BAG_RUNS = 12  # more and shorter than the others': the last step is small beside the change of the processors' speed
+BAG_RUNS = 12  # more and shorter runs than the other curves: the processors' speed changes by more than the last step measures
 RUNS = 3
 
 

@@ -34,8 +34,8 @@ struct UpgradePaths
 QSharedPointer<rpc::IInvocable> makeUpgradeService(const QString &directory, const UpgradePaths &paths,
                                                    const Presenter &presenter);
 
-/// Addresses by link key, from the group "cloud" of "cfg.ini" beside the program; the service's own page serves for the
-/// others.
+/// Addresses by link key, from the group "cloud" of "cfg.ini" beside the program; a key without an address leads to the
+/// service's own page.
 QHash<QString, QString> configuredLinks(const QString &programDirectory);
 
 /// The cloud account service; it signs the user in again if the user asked for that. Methods: those of

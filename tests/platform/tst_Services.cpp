@@ -127,7 +127,7 @@ private slots:
         QVERIFY(!QFile::exists(platform.path("data/tarn/messages.db-wal"))); // closed, not broken off
     }
 
-    // Else files and sockets take their numbers, and the log is written into them.
+    // Otherwise files and sockets get their numbers, and the log is written into them.
     void closedStandardDescriptors()
     {
         Sandbox platform;

@@ -109,6 +109,7 @@ SHIM(bool, waitForWake, "_ZN14QWaitCondition4waitEP6QMutex14QDeadlineTimer", voi
     acquire(mutex);
     return woken;
 }
+
 // Signals: from the emission to the slot, by the sender's address; functions that are invoked in another thread and the
 // result of blocking ones, by the address of their wrapper.
 namespace {

@@ -9,8 +9,8 @@ class QSocketNotifier;
 /// The common start, end and log of the platform's programs.
 namespace tarn::core {
 
-/// Opens the null device, for reading, in place of standard descriptors that the starter has closed: else the first files
-/// and sockets would take their numbers, and the output and the log would be written into them. First in main().
+/// Opens the null device, for reading, in place of standard descriptors that the starter has closed. Without it, the first
+/// files and sockets get these numbers, and output and log are written into them. First in main().
 TARN_CORE_EXPORT void occupyStandardDescriptors();
 
 /// First in main(), before any thread starts: a closed pipe and a file at its size limit become errors of the call
