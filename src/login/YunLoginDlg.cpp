@@ -235,11 +235,13 @@ void CYunLoginDialog::leaveAccountSignIn()
 // Ends the sign-in of this caller, and that of a later one whose dialog is open by now: the user is signed in.
 void CYunLoginDialog::signedIn(const LoginCaller &caller, void (*notify)(const LoginCaller &))
 {
-    const LoginCaller later = newest && !newest->m_closed ? newest->m_caller : caller;
+    LoginCaller later;
+    if (newest && !newest->m_closed)
+        later = newest->m_caller;
     if (newest)
         newest->close();
     notify(caller);
-    if (later != caller && *later)
+    if (later && later != caller && *later)
         notify(later);
 }
 
