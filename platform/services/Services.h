@@ -28,8 +28,8 @@ struct UpgradePaths
     static UpgradePaths ofProgram(const QString &programDirectory);
 };
 
-/// The upgrade service. Methods: those of IUpgradeServiceAssistant and of
-/// tarn/link/UpgradeWire.h. The catalogue and the install descriptions are read afresh for every question.
+/// The upgrade service. Methods: those of IUpgradeServiceAssistant and of tarn/link/UpgradeWire.h. Every call that needs
+/// them reads the catalogue and the install descriptions from their files.
 /// @param directory where the database is kept
 QSharedPointer<rpc::IInvocable> makeUpgradeService(const QString &directory, const UpgradePaths &paths,
                                                    const Presenter &presenter);
